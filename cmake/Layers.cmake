@@ -1,0 +1,68 @@
+# Compile settings shared by every target, and the two functions that declare a layer and its tests.
+
+add_library(tolvane_settings INTERFACE)
+target_compile_features(tolvane_settings INTERFACE cxx_std_20)
+target_include_directories(tolvane_settings INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+
+# What our own sources are compiled with; consumers of the installed package get none of it.
+add_library(tolvane_warnings INTERFACE)
+target_compile_options(
+  tolvane_warnings
+  INTERFACE -Wall
+            -Wextra
+            -Wpedantic
+            -Wshadow
+            -Wconversion
+            -Wsign-conversion
+            -Wnon-virtual-dtor
+            -Woverloaded-virtual
+            $<$<BOOL:${TOLVANE_WERROR}>:-Werror>
+            # A product and a sum are two roundings here; fusing them would change results.
+            -ffp-contract=off
+            -fno-math-errno
+            -fno-trapping-math)
+if(TOLVANE_SANITIZE)
+  target_compile_options(tolvane_warnings INTERFACE -fsanitize=${TOLVANE_SANITIZE} -fno-sanitize-recover=all
+                                                    -fno-omit-frame-pointer)
+  target_link_options(tolvane_warnings INTERFACE -fsanitize=${TOLVANE_SANITIZE})
+endif()
+if(TOLVANE_COVERAGE)
+  target_compile_options(tolvane_warnings INTERFACE --coverage)
+  target_link_options(tolvane_warnings INTERFACE --coverage)
+endif()
+
+# Common properties of every library of this project.
+function(tolvane_library_properties target)
+  set_target_properties(
+    ${target}
+    PROPERTIES CXX_EXTENSIONS OFF
+               CXX_VISIBILITY_PRESET hidden
+               VISIBILITY_INLINES_HIDDEN ON
+               POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# tolvane_layer(<folder> LINKS <targets> [PRIVATE_LINKS <targets>]): the static library tolvane_<folder>.
+function(tolvane_layer folder)
+  cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+  add_library(tolvane_${folder} STATIC ${sources})
+  tolvane_library_properties(tolvane_${folder})
+  target_compile_definitions(tolvane_${folder} PRIVATE TOLVANE_BUILDING)
+  target_link_libraries(
+    tolvane_${folder}
+    PUBLIC tolvane_host ${arg_LINKS}
+    PRIVATE $<BUILD_INTERFACE:tolvane_warnings> ${arg_PRIVATE_LINKS})
+endfunction()
+
+# tolvane_tests(<folder> LINKS <targets>): one executable of all tests/<folder>/*_test.cpp.
+function(tolvane_tests folder)
+  cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${folder}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${folder}_test ${sources})
+  set_target_properties(${folder}_test PROPERTIES CXX_EXTENSIONS OFF)
+  target_link_libraries(${folder}_test PRIVATE tolvane_test_support ${arg_LINKS} tolvane_warnings)
+  gtest_discover_tests(${folder}_test TEST_PREFIX "${folder}." DISCOVERY_TIMEOUT 120)
+endfunction()
