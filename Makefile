@@ -1,0 +1,66 @@
+# The thin front: every target installs what it lacks, builds what it needs and does its work.
+#
+#   make run [SIGNAL=file] [ARGS="--snr 60 --out words.hex"]   the word length study of a recording
+#   make test                                                   all tests
+#   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
+
+SIGNAL ?= /usr/share/sounds/alsa/Front_Center.wav
+ARGS ?=
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 60
+JOBS := $(shell nproc)
+SOURCES = $(shell git ls-files '*.h' '*.cpp')
+
+.PHONY: run test bench format format-check tidy sanitize fuzz coverage install clean
+
+run:
+	@tools/install-deps build run
+	@tools/build release word_length_study
+	@build/release/examples/word_length_study "$(SIGNAL)" $(ARGS)
+
+test:
+	@tools/install-deps build test
+	@tools/build dev
+	@ctest --test-dir build/dev --output-on-failure --progress -j $(JOBS)
+
+bench:
+	@tools/install-deps build bench
+	@tools/build bench
+	@build/bench/benchmarks/quantize_bench $(ARGS)
+
+format:
+	@tools/install-deps check
+	@clang-format -i $(SOURCES)
+
+format-check:
+	@tools/install-deps check
+	@clang-format --dry-run --Werror $(SOURCES)
+
+tidy:
+	@tools/install-deps build test check
+	@tools/tidy
+
+sanitize:
+	@tools/install-deps build test check
+	@tools/build sanitize
+	@ctest --test-dir build/sanitize --output-on-failure --progress -j $(JOBS)
+	@tools/fuzz build/sanitize/fuzz 5
+
+fuzz:
+	@tools/install-deps build test check
+	@tools/build sanitize
+	@tools/fuzz build/sanitize/fuzz $(FUZZ_SECONDS)
+
+coverage:
+	@tools/install-deps build test
+	@tools/build coverage
+	@ctest --test-dir build/coverage --output-on-failure --progress -j $(JOBS)
+	@tools/coverage-report build/coverage
+
+install:
+	@tools/install-deps build
+	@tools/build release tolvane
+	@cmake --install build/release --prefix $(PREFIX)
+
+clean:
+	rm -rf build
