@@ -1,0 +1,93 @@
+// Base of the tree of C-like data types: qualifiers, two texts, and the host's handle on the descriptor.
+//
+// A descriptor answers what kind of type it is (the virtual predicates), compares itself with another, and says whether
+// it converts to another. The host handle is kept by reference count: a descriptor holds one reference on its own
+// handle and gives it up at destruction, unless the host has begun that destruction itself (`setCanDeleteOMI(false)`).
+// Numeric leaves of the tree: descriptors/NumericType.h.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "host/export.h"
+
+class OMInterface;
+
+namespace EmbeddedTypeSystem {
+
+class TOLVANE_API Type {
+ public:
+    virtual ~Type();
+
+    /// Counts the elements side by side.
+    virtual std::uint64_t getWidth() const = 0;
+    virtual unsigned isScalar() const = 0;
+    virtual unsigned isComplex() const = 0;
+    virtual unsigned isStructure() const = 0;
+    virtual unsigned isMatrix() const = 0;
+    virtual unsigned isVoid() const = 0;
+    virtual unsigned isPointer() const = 0;
+    virtual unsigned isOpaque() const;
+    /// Compares the qualifiers; a derived class adds what makes its own types equal.
+    virtual bool operator==(const Type& other) const = 0;
+    virtual bool isComplete() const = 0;
+    /// Returns 0 for every type.
+    virtual unsigned hash() const;
+    /// Returns 0 for every pair of types.
+    virtual unsigned char compare(const Type* other) const;
+    virtual bool canBeConvertedTo(const Type* other) const = 0;
+
+    /// Returns the text, owned by this object and valid until it changes, or null when none was set.
+    const char* getIdentifier() const { return textOrNull(mIdentifier); }
+    const char* getName() const { return textOrNull(mName); }
+    bool getReadOnly() const { return mReadOnly; }
+    bool getVolatile() const { return mVolatile; }
+    /// Answers whether the type is read-only or volatile.
+    bool hasQualifier() const { return mReadOnly || mVolatile; }
+
+    /// Stores a copy of the text; null and empty texts change nothing. Raises "embeddedtype:string:InvalidStringParam"
+    /// for more than 128 characters.
+    void setIdentifier(const char* text);
+    /// As setIdentifier.
+    void setName(const char* text);
+    void setReadOnly(bool readOnly) { mReadOnly = readOnly; }
+    void setVolatile(bool isVolatile) { mVolatile = isVolatile; }
+
+    /// Returns the host handle of this descriptor, or null; the reference stays with the descriptor.
+    OMInterface* getOMIWithoutCreating() const { return mInterface; }
+    /// Takes over one reference on the handle (null allowed) and gives up the one held before.
+    void setOMI(OMInterface* interface);
+
+    bool isBeingDeleted() const { return mBeingDeleted; }
+    void setBeingDeleted(bool beingDeleted) { mBeingDeleted = beingDeleted; }
+    bool canDeleteOMI() const { return mCanDeleteOMI; }
+    void setCanDeleteOMI(bool canDelete) { mCanDeleteOMI = canDelete; }
+
+    /// Allocates with bsMalloc, so that the host can free what it was handed; raises "bs:outofmemory".
+    static void* operator new(std::size_t bytes);
+    static void* operator new[](std::size_t bytes);
+    static void operator delete(void* memory) noexcept;
+    static void operator delete[](void* memory) noexcept;
+
+ protected:
+    Type() = default;
+    /// Copies texts, qualifiers and flags. The handle stays behind: it stands for one object, and two owners of one
+    /// reference would release it twice.
+    Type(const Type& other);
+    /// As the copy constructor; this object keeps its own handle.
+    Type& operator=(const Type& other);
+
+ private:
+    static const char* textOrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+    std::string mIdentifier;
+    std::string mName;
+    bool mReadOnly = false;
+    bool mVolatile = false;
+    OMInterface* mInterface = nullptr;
+    bool mBeingDeleted = false;
+    bool mCanDeleteOMI = true;
+};
+
+}  // namespace EmbeddedTypeSystem
