@@ -1,0 +1,29 @@
+// Where a bit of a long stored integer lies in its array of 32-bit words, least significant word first.
+//
+// The tables serve the first 128 positions, all that the usual words need, without a division; callers compute the
+// positions from 128 up as position / 32 and position % 32. The host's own chunk is the 32-bit word too, so its tables
+// are the same ones.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+inline constexpr std::size_t tabulatedBitCount = 128;
+
+/// Entry i is the index of the 32-bit word that holds bit i.
+inline constexpr std::array<std::uint32_t, tabulatedBitCount> idxOfUint32ChunkForOverallBit = [] {
+    std::array<std::uint32_t, tabulatedBitCount> chunks{};
+    for (std::uint32_t bit = 0; bit < tabulatedBitCount; ++bit) chunks[bit] = bit / 32;
+    return chunks;
+}();
+
+/// Entry i is the position of bit i within its 32-bit word.
+inline constexpr std::array<std::uint32_t, tabulatedBitCount> idxBitInUint32ChunkForOverallBit = [] {
+    std::array<std::uint32_t, tabulatedBitCount> bits{};
+    for (std::uint32_t bit = 0; bit < tabulatedBitCount; ++bit) bits[bit] = bit % 32;
+    return bits;
+}();
+
+inline constexpr const std::uint32_t* idxHostChunkForOverallBit = idxOfUint32ChunkForOverallBit.data();
+inline constexpr const std::uint32_t* idxBitInHostChunkForOverallBit = idxBitInUint32ChunkForOverallBit.data();

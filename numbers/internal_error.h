@@ -1,0 +1,17 @@
+// Errors that mark a broken invariant of the library rather than a mistake of its user.
+//
+// Each such message ends in one fixed request to report the fault.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "host/ErrorIdException.h"
+
+inline constexpr char internalErrorTrailer[] =
+    " This is an internal error of the Tolvane engine. Please report it together with the steps that led to it.";
+
+/// Raises an error whose message is `message` followed by the trailer.
+[[noreturn]] inline void raiseInternalError(std::string id, const std::string& message) {
+    raiseError(std::move(id), message + internalErrorTrailer);
+}
