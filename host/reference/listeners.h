@@ -18,4 +18,8 @@ TOLVANE_HOST_API WarningListener setWarningListener(WarningListener listener);
 /// As setWarningListener, for printed text.
 TOLVANE_HOST_API PrintListener setPrintListener(PrintListener listener);
 
+/// Switches the warnings of one id, or with "all" every warning that has no switch of its own; returns the old state.
+/// A warning that is off reaches no listener.
+TOLVANE_HOST_API bool setWarningEnabled(const std::string& id, bool enabled);
+
 }  // namespace hostref
