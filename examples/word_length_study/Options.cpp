@@ -1,0 +1,112 @@
+#include "examples/word_length_study/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+
+#include "examples/word_length_study/StudyError.h"
+
+namespace study {
+namespace {
+
+constexpr const char* kDescription =
+    "Quantizes a recording to a grid of number formats and tells what each costs,\n"
+    "so that the word length of a sample path can be chosen.\n";
+
+constexpr const char* kFooter = R"(
+Formats:
+  s16,15   signed word of 16 bits whose bit 0 weighs 2^-15; u8,8 is an unsigned one.
+           Words have 1 to 52 bits, fractions -512 to 512; full scale of a recording is 1.
+  f16:5    float of 16 bits, 5 of them exponent, with denormals; its overflow is infinity.
+
+Ratio:
+  SNR = 10 log10( sum x^2 / sum (x - q)^2 ) in dB, with x the samples after --gain and q the
+  quantized ones. "exact" means that no sample changed. Samples are rounded first and
+  checked for overflow second; an underflow is a non-zero sample that became zero.
+
+Choice:
+  The smallest fixed-point word of the table that keeps the wanted ratio. Among formats of
+  that word: no overflow before some, then the greater ratio to 0.1 dB, then table order.
+
+Exit codes:
+  0  done                                    4  a sample is not a number, infinite or too great
+  1  unexpected failure                      5  --out given, but no format keeps the ratio
+  2  bad option, format or channel           6  a file cannot be written
+  3  recording missing, empty or unreadable  7  words read back differ from the samples' words
+)";
+
+[[noreturn]] void refuse(const std::string& message) {
+    throw StudyError(ExitCode::BadArguments, message);
+}
+
+}  // namespace
+
+std::optional<Options> parseOptions(std::span<const std::string> arguments, std::ostream& out) {
+    Options options;
+    options.signal = "/usr/share/sounds/alsa/Front_Center.wav";
+    std::string words = "6:24";
+    std::string fractions = "auto";
+    std::string rounds = "all";
+    std::string overflows = "all";
+    std::string floats = "8:4,12:5,16:8,16:5,32:8";
+    std::string signedness = "signed";
+    std::string format;
+
+    CLI::App app(kDescription, "word_length_study");
+    app.get_formatter()->column_width(26);
+    app.footer(kFooter);
+    app.option_defaults()->always_capture_default();
+    app.add_option("SIGNAL", options.signal, "The recording, in any format libsndfile reads");
+    app.add_option("--channel", options.channel, "Channel to study, counted from 1");
+    app.add_option("--gain", options.gainDb, "Gain before quantizing, in dB; pushes the signal into overflow");
+    app.add_option("--snr", options.wantedDb, "Wanted ratio, in dB");
+    const auto* wordsOption = app.add_option(
+        "--words", words, "Word lengths, like 8:24 or 8,10,12:14; the default ends at the first exact one");
+    app.add_option("--fractions", fractions,
+                   "Fraction lengths, as --words; auto: the finest that holds the peak (--full: and the next finer)");
+    app.add_option("--rounds", rounds, "nearest,convergent,round,fix,floor,ceil or all; the first is the usual one");
+    app.add_option("--overflows", overflows, "saturate,wrap or all; the first is the usual one");
+    app.add_option("--floats", floats, "Float formats, word:exponent bits, or none");
+    app.add_option("--signedness", signedness, "signed, unsigned or both")
+        ->check(CLI::IsMember({"signed", "unsigned", "both"}));
+    app.add_flag("--full", options.full, "Every combination instead of the telling ones");
+    app.add_option("--format", format, "Choose this format, s16,15 or \"s16,15 floor/wrap\", whatever its ratio");
+    app.add_option("--out", options.wordFile,
+                   "Write the words of the chosen format to this file, in hexadecimal, one a line");
+    app.add_option("--csv", options.csvFile, "Write the table to this file, too, as comma-separated values");
+
+    try {
+        // CLI11 takes a vector from its back.
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::CallForHelp&) {
+        out << app.help();
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        refuse(error.what());
+    }
+
+    if (options.channel < 1) refuse("bad --channel " + std::to_string(options.channel) + ": channels count from 1");
+    if (!(std::fabs(options.gainDb) <= 400.0)) refuse("bad --gain: give -400 to 400 dB");
+    if (!std::isfinite(options.wantedDb)) refuse("bad --snr: give a finite ratio in dB");
+    options.words = parseNumbers(words, "word lengths", 1, kWordBitsLimit);
+    options.wordsAreGiven = wordsOption->count() > 0;
+    if (fractions != "auto") {
+        options.fractions = parseNumbers(fractions, "fraction lengths", -kFractionBitsLimit, kFractionBitsLimit);
+    }
+    options.rounds = parseRounds(rounds);
+    options.overflows = parseOverflows(overflows);
+    options.floats = parseFloats(floats);
+    options.signedness = signedness == "signed"     ? Signedness::Signed
+                         : signedness == "unsigned" ? Signedness::Unsigned
+                                                    : Signedness::Both;
+    if (!format.empty()) {
+        Format defaults;
+        defaults.round = options.rounds.front();
+        defaults.overflow = options.overflows.front();
+        options.format = parseFormat(format, defaults);
+    }
+    return options;
+}
+
+}  // namespace study

@@ -1,0 +1,38 @@
+// The command line of the program.
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "examples/word_length_study/Format.h"
+
+namespace study {
+
+enum class Signedness { Signed, Unsigned, Both };
+
+struct Options {
+    std::string signal;
+    int channel = 1;  // counted from 1
+    double gainDb = 0.0;
+    double wantedDb = 60.0;
+    std::vector<int> words;
+    bool wordsAreGiven = false;                 // if not, the list ends at the first word that changes no sample
+    std::optional<std::vector<int>> fractions;  // absent: the finest that holds the peak
+    std::vector<Round> rounds;                  // the first is used where rounding isn't the subject
+    std::vector<Overflow> overflows;            // likewise
+    std::vector<Format> floats;
+    Signedness signedness = Signedness::Signed;
+    bool full = false;
+    std::optional<Format> format;  // chosen by the user
+    std::string wordFile;          // empty: none
+    std::string csvFile;           // empty: none
+};
+
+/// Reads the arguments (without the program's name). Returns nothing when help was asked for and printed to `out`.
+/// Throws a StudyError (BadArguments) with the reason.
+std::optional<Options> parseOptions(std::span<const std::string> arguments, std::ostream& out);
+
+}  // namespace study

@@ -1,0 +1,243 @@
+#include "examples/word_length_study/Study.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "examples/word_length_study/storedWord.h"
+#include "examples/word_length_study/table.h"
+
+namespace study {
+namespace {
+
+/// The ratio as the table shows it, so that a difference nobody sees decides nothing.
+double shownRatio(const Measurement& row) {
+    return std::isfinite(row.snrDb) ? std::round(row.snrDb * 10.0) : row.snrDb;
+}
+
+bool isBetter(const Measurement& a, const Measurement& b) {
+    if (a.format.wordBits != b.format.wordBits) return a.format.wordBits < b.format.wordBits;
+    if ((a.overflows == 0) != (b.overflows == 0)) return a.overflows == 0;
+    return shownRatio(a) > shownRatio(b);
+}
+
+class Conductor {
+ public:
+    Conductor(const Options& options, std::span<const double> samples, const Progress& progress)
+        : mOptions(options), mSamples(samples), mProgress(progress) {
+        const auto [low, high] = std::minmax_element(samples.begin(), samples.end());
+        mSmallest = *low;
+        mGreatest = *high;
+        if (options.signedness != Signedness::Unsigned) mKinds.push_back(Kind::Signed);
+        if (options.signedness != Signedness::Signed) mKinds.push_back(Kind::Unsigned);
+    }
+
+    Study conduct() {
+        if (mOptions.full) {
+            addFullGrid();
+        } else {
+            addWords();
+            const Format centre = centreOfModes();
+            addRounds(centre);
+            addBinaryPoints(centre);
+            addFloats({mOptions.rounds.front()});
+        }
+        choose();
+        return std::move(mStudy);
+    }
+
+ private:
+    Section& addSection(std::string heading) {
+        mStudy.sections.push_back({std::move(heading), {}});
+        return mStudy.sections.back();
+    }
+
+    /// Measures a format once; it may stand in several sections, where it is compared with others.
+    const Measurement& addRow(Section& section, const Format& format) {
+        auto known = mMeasured.find(format);
+        if (known == mMeasured.end()) {
+            known = mMeasured.emplace(format, measure(mSamples, format)).first;
+            if (mProgress) mProgress(mMeasured.size(), mPlanned);
+        }
+        section.rows.push_back(known->second);
+        return known->second;
+    }
+
+    Format fixedFormat(Kind kind, int wordBits, int fractionBits) const {
+        return {kind, wordBits, fractionBits, 0, mOptions.rounds.front(), mOptions.overflows.front()};
+    }
+
+    int bestFraction(Kind kind, int wordBits, Round round) const {
+        return coveringFraction(mSmallest, mGreatest, kind, wordBits, round);
+    }
+
+    std::string usualModes() const {
+        return std::string(nameOf(mOptions.rounds.front())) + "/" + std::string(nameOf(mOptions.overflows.front()));
+    }
+
+    void addWords() {
+        for (const Kind kind : mKinds) {
+            Section& section = addSection("");
+            section.heading = std::string(kind == Kind::Signed ? "Signed" : "Unsigned") + " words, " + usualModes() +
+                              (mOptions.fractions ? "" : ", finest fraction that holds the peak");
+            for (const int wordBits : mOptions.words) {
+                bool exact = false;
+                for (const int fractionBits :
+                     mOptions.fractions.value_or(std::vector{bestFraction(kind, wordBits, mOptions.rounds.front())})) {
+                    exact |= std::isinf(addRow(section, fixedFormat(kind, wordBits, fractionBits)).snrDb);
+                }
+                if (exact && !mOptions.wordsAreGiven) {
+                    section.heading += "; wider ones are exact, too";
+                    break;
+                }
+            }
+        }
+    }
+
+    /// The fixed format whose modes and binary point are varied: the user's, the chosen one, or the widest.
+    Format centreOfModes() const {
+        if (mOptions.format && mOptions.format->kind != Kind::Float) return *mOptions.format;
+        const Measurement* centre = bestKeeping();
+        if (centre == nullptr) centre = &mStudy.sections.front().rows.back();
+        return centre->format;
+    }
+
+    void addRounds(Format centre) {
+        if (mOptions.rounds.size() < 2) return;
+        Section& section = addSection("Rounding modes at " + shortName(centre));
+        for (const Round round : mOptions.rounds) {
+            centre.round = round;
+            addRow(section, centre);
+        }
+    }
+
+    void addBinaryPoints(const Format& centre) {
+        std::vector<int> fractions;
+        for (int finer = -1; finer <= 2; ++finer) fractions.push_back(centre.fractionBits + finer);
+        if (mOptions.fractions) fractions = *mOptions.fractions;
+        if (fractions.size() * mOptions.overflows.size() < 2) return;
+
+        Section& section = addSection("Binary point and overflow at " + std::to_string(centre.wordBits) + " bits");
+        for (const int fraction : fractions) {
+            bool overflowed = true;
+            for (const Overflow overflow : mOptions.overflows) {
+                // Without an overflow all overflow modes give the same row.
+                if (!overflowed || std::abs(fraction) > kFractionBitsLimit) continue;
+                Format format = centre;
+                format.fractionBits = fraction;
+                format.overflow = overflow;
+                overflowed = addRow(section, format).overflows > 0;
+            }
+        }
+    }
+
+    void addFloats(const std::vector<Round>& rounds) {
+        if (mOptions.floats.empty()) return;
+        Section& section = addSection("Floats (word:exponent bits)");
+        for (Format format : mOptions.floats) {
+            for (const Round round : rounds) {
+                format.round = round;
+                addRow(section, format);
+            }
+        }
+    }
+
+    void addFullGrid() {
+        mPlanned = mKinds.size() * mOptions.words.size() * (mOptions.fractions ? mOptions.fractions->size() : 2) *
+                       mOptions.rounds.size() * mOptions.overflows.size() +
+                   mOptions.floats.size() * mOptions.rounds.size();
+        for (const Kind kind : mKinds) {
+            Section& section = addSection(std::string(kind == Kind::Signed ? "Signed" : "Unsigned") + " words");
+            for (const int wordBits : mOptions.words) {
+                const int best = bestFraction(kind, wordBits, mOptions.rounds.front());
+                for (const int fraction :
+                     mOptions.fractions.value_or(std::vector{best, std::min(best + 1, kFractionBitsLimit)})) {
+                    for (const Round round : mOptions.rounds) {
+                        for (const Overflow overflow : mOptions.overflows) {
+                            addRow(section, {kind, wordBits, fraction, 0, round, overflow});
+                        }
+                    }
+                }
+            }
+        }
+        addFloats(mOptions.rounds);
+    }
+
+    const Measurement* bestKeeping() const {
+        const Measurement* best = nullptr;
+        for (const Section& section : mStudy.sections) {
+            for (const Measurement& row : section.rows) {
+                if (row.format.kind == Kind::Float || !(row.snrDb >= mOptions.wantedDb)) continue;
+                if (best == nullptr || isBetter(row, *best)) best = &row;
+            }
+        }
+        return best;
+    }
+
+    /// The fixed-point row with the greatest ratio among those `admits` lets in.
+    template <class Admits>
+    const Measurement* highest(Admits&& admits) const {
+        const Measurement* best = nullptr;
+        for (const Section& section : mStudy.sections) {
+            for (const Measurement& row : section.rows) {
+                if (row.format.kind == Kind::Float || !admits(row)) continue;
+                if (best == nullptr || row.snrDb > best->snrDb) best = &row;
+            }
+        }
+        return best;
+    }
+
+    void choose() {
+        const std::string wanted = ratioText(mOptions.wantedDb) + " dB";
+        if (mOptions.format) {
+            if (!mMeasured.contains(*mOptions.format)) addRow(addSection("The format of --format"), *mOptions.format);
+            const Measurement& asked = mMeasured.at(*mOptions.format);
+            mStudy.chosen = asked;
+            mStudy.verdict = fullName(asked.format) + " was asked for by --format; it " +
+                             (asked.snrDb >= mOptions.wantedDb ? "keeps" : "misses") + " the wanted " + wanted + ": " +
+                             resultText(asked) + ".";
+            return;
+        }
+        if (const Measurement* best = bestKeeping()) {
+            mStudy.chosen = *best;
+            mStudy.verdict = fullName(best->format) + " is the smallest word of the table that keeps " + wanted + ": " +
+                             resultText(*best) + ".";
+            const int wordBits = best->format.wordBits;
+            const auto* below = highest([&](const Measurement& row) { return row.format.wordBits < wordBits; });
+            if (below != nullptr) {
+                mStudy.verdict += "\n  Below " + std::to_string(wordBits) + " bits the best is " +
+                                  fullName(below->format) + " with " + ratioWithUnit(below->snrDb) + ".";
+            }
+            return;
+        }
+        mStudy.verdict = "No fixed-point format of the table keeps " + wanted;
+        if (const auto* best = highest([](const Measurement&) { return true; })) {
+            mStudy.verdict += "; the best is " + fullName(best->format) + ": " + resultText(*best);
+        }
+        mStudy.verdict += ".";
+    }
+
+    static std::string resultText(const Measurement& row) {
+        return ratioWithUnit(row.snrDb) + ", " +
+               (row.overflows == 0 ? std::string("no overflow")
+                                   : std::to_string(row.overflows) + (row.overflows == 1 ? " overflow" : " overflows"));
+    }
+
+    const Options& mOptions;
+    std::span<const double> mSamples;
+    const Progress& mProgress;
+    double mSmallest = 0.0;
+    double mGreatest = 0.0;
+    std::vector<Kind> mKinds;
+    std::map<Format, Measurement> mMeasured;
+    std::size_t mPlanned = 0;
+    Study mStudy;
+};
+
+}  // namespace
+
+Study conduct(const Options& options, std::span<const double> samples, const Progress& progress) {
+    return Conductor(options, samples, progress).conduct();
+}
+
+}  // namespace study

@@ -1,0 +1,118 @@
+#include "examples/word_length_study/program.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <system_error>
+
+#include "examples/word_length_study/Options.h"
+#include "examples/word_length_study/Recording.h"
+#include "examples/word_length_study/Study.h"
+#include "examples/word_length_study/StudyError.h"
+#include "examples/word_length_study/table.h"
+#include "examples/word_length_study/wordFile.h"
+#include "examples/word_length_study/writeBeside.h"
+#include "host/ErrorIdException.h"
+
+namespace study {
+namespace {
+
+// A default table of a few seconds of sound is there before anyone could read a progress line.
+constexpr std::size_t kQuietSamples = 10'000'000;
+
+void checkOutputs(const Options& options) {
+    const auto isSame = [](const std::string& a, const std::string& b) {
+        std::error_code ignored;
+        return !a.empty() && !b.empty() && (a == b || std::filesystem::equivalent(a, b, ignored));
+    };
+    if (isSame(options.wordFile, options.csvFile)) {
+        throw StudyError(ExitCode::BadArguments, "--out and --csv name the same file");
+    }
+    if (isSame(options.wordFile, options.signal) || isSame(options.csvFile, options.signal)) {
+        throw StudyError(ExitCode::BadArguments, "an output would replace the recording " + options.signal);
+    }
+}
+
+/// Shows how far a long run is, and takes the line away again, also when the run fails.
+class ProgressLine {
+ public:
+    ProgressLine(std::ostream& err, bool isTerminal, std::size_t sampleCount)
+        : mErr(err), mIsTerminal(isTerminal), mSampleCount(sampleCount) {}
+    ~ProgressLine() {
+        if (mIsShown) mErr << "\r\x1b[K" << std::flush;
+    }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    void show(std::size_t done, std::size_t planned) {
+        if (!mIsTerminal || mSampleCount * std::max(done, planned) < kQuietSamples) return;
+        mIsShown = true;
+        mErr << "\rmeasured " << done;
+        if (planned != 0) mErr << " of " << planned;
+        mErr << " formats" << std::flush;
+    }
+
+ private:
+    std::ostream& mErr;
+    bool mIsTerminal;
+    bool mIsShown = false;
+    std::size_t mSampleCount;
+};
+
+void studyRecording(const Options& options, std::ostream& out, std::ostream& err, bool errIsTerminal) {
+    checkOutputs(options);
+    Recording recording = readRecording(options.signal, options.channel);
+    const double peak = applyGain(recording, options.gainDb);
+
+    const Study result = [&] {
+        ProgressLine line(err, errIsTerminal, recording.samples.size());
+        return conduct(options, recording.samples,
+                       [&line](std::size_t done, std::size_t planned) { line.show(done, planned); });
+    }();
+    printStudy(out, recording, peak, options, result);
+
+    if (!options.csvFile.empty()) {
+        const std::string text = csvText(result);
+        writeBeside(options.csvFile, [&text](std::FILE* file) { std::fwrite(text.data(), 1, text.size(), file); }, {});
+        out << "  Table written to " << options.csvFile << ".\n";
+    }
+    if (!options.wordFile.empty()) {
+        if (!result.chosen) {
+            throw StudyError(ExitCode::NothingChosen,
+                             options.wordFile +
+                                 ": not written, since no format keeps the wanted ratio (--format "
+                                 "chooses one whatever its ratio)");
+        }
+        writeWords(options.wordFile, recording.samples, result.chosen->format);
+        out << "  " << recording.samples.size() << " words of " << fullName(result.chosen->format) << " written to "
+            << options.wordFile << ", read back and found equal\n  bit for bit to integers worked out from the samples "
+            << "without the library.\n";
+    }
+}
+
+}  // namespace
+
+int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err, bool errIsTerminal) {
+    const auto fail = [&err](ExitCode code, const std::string& message) {
+        err << "word_length_study: " << message << '\n';
+        if (code == ExitCode::BadArguments) err << "Run with --help for the options.\n";
+        return static_cast<int>(code);
+    };
+    try {
+        if (const auto options = parseOptions(arguments, out)) studyRecording(*options, out, err, errIsTerminal);
+        out.flush();
+        if (!out) return fail(ExitCode::NotWritten, "the table cannot be written to standard output");
+        return static_cast<int>(ExitCode::Done);
+    } catch (const StudyError& error) {
+        return fail(error.code(), error.what());
+    } catch (ErrorIdException* error) {
+        const std::unique_ptr<ErrorIdException> owner(error);
+        return fail(ExitCode::Unexpected, std::string(error->getId()) + ": " + error->getMessage());
+    } catch (const std::exception& error) {
+        return fail(ExitCode::Unexpected, error.what());
+    }
+}
+
+}  // namespace study

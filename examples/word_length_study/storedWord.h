@@ -1,0 +1,22 @@
+// The stored word of a sample, worked out on the bits of the double with integers alone.
+//
+// It shares no code with the library, so that words written by the quantizer can be compared with it bit for bit. It
+// follows the documented rules: `nearest`, `round` and `convergent` take the floor of a double sum with one half, and
+// a float format compares with its greatest value before it rounds.
+#pragma once
+
+#include <cstdint>
+
+#include "examples/word_length_study/Format.h"
+
+namespace study {
+
+/// Returns the word of a finite sample of at most 2^256 in magnitude, in two's complement or as a float's bit pattern;
+/// bits above the word are 0.
+std::uint64_t storedWord(double sample, const Format& format);
+
+/// Returns the greatest fraction length at which both ends of a signal, once rounded, stay inside the word. Samples
+/// below zero, which no unsigned word holds, don't count there. A silent signal gets full scale 1.
+int coveringFraction(double smallest, double greatest, Kind kind, int wordBits, Round round);
+
+}  // namespace study
