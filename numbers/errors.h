@@ -1,0 +1,9 @@
+// Errors that several sources raise.
+//
+// Each id and text stands once; the layers above raise the same errors through these functions.
+#pragma once
+
+#include "host/export.h"
+
+/// Raises "fixedpoint:fi:outofmemory".
+[[noreturn]] TOLVANE_API void raiseOutOfMemory();

@@ -1,0 +1,248 @@
+// The body of numbers of 53 bits and more: an array of MPFR floats.
+//
+// Two precisions are kept apart. The stored precision p is what was asked for; an element is made with max(p + 1, 32)
+// bits, its element precision, which assignment and `setprecision` can change for one element. Arithmetic works at the
+// precision of the target element and to nearest, unless a contract says otherwise.
+// The floats of an array lie in one allocation and are reached through an array of pointers, which sorting permutes.
+// They are used with any operation of MPFR save those that reallocate or free a significand (mpfr_set_prec,
+// mpfr_prec_round, mpfr_clear, mpfr_swap with a float from elsewhere): `setprecision` and `operator=` do that here.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "numbers/numberrepbody.h"
+
+class TOLVANE_API mpnumber final : public numberrepbody {
+ public:
+    explicit mpnumber(double value = 0.0, std::uint32_t precision = 64);
+    /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as every constructor does.
+    mpnumber(std::uint64_t count, std::uint32_t precision, NumberVector tag);
+    /// Copies the current element alone (none from an empty source), at the element precision that follows from the
+    /// source's stored precision.
+    mpnumber(const mpnumber& source);
+    /// Copies the whole array.
+    mpnumber(const mpnumber* source, NumberVector tag);
+    /// Shares the array; the cursor starts at 0.
+    mpnumber(const mpnumber* source, CopyIndex tag);
+    ~mpnumber() override;
+    /// Takes the current value of the source; where the target element has fewer bits it is widened first, so no bit is
+    /// lost, and it never shrinks.
+    mpnumber& operator=(const mpnumber& source);
+
+    /// Returns the bits of an element made for a stored precision.
+    static constexpr mpfr_prec_t elementPrecision(std::uint32_t storedPrecision) {
+        return storedPrecision < 31 ? 32 : static_cast<mpfr_prec_t>(storedPrecision) + 1;
+    }
+
+    using numberrepbody::setvalue;
+
+    mpnumber* clone() const override;
+    void resize(std::uint64_t count) override;
+    numbertype gettype() const override { return numbertype::mpnumber; }
+    bool isempty() const override { return numel() == 0; }
+    double todouble() const override { return mpfr_get_d(getelement(), MPFR_RNDN); }
+    void setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double slope, int exponent,
+                  double bias) override;
+    void setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength,
+                  int fractionlength) override;
+    void setvalue(double value) override { mpfr_set_d(getmodifiableelement(), value, MPFR_RNDN); }
+    signed char sign() const override;
+    mpnumber& negate() override;
+    mpnumber& pow2(int n) override;
+    mpnumber& abs() override;
+    /// Multiplies by 2^-exponent, without rounding.
+    mpnumber& stripscaling(double slope, int exponent, double bias) override;
+
+    mpnumber& bitcmp(bool isSigned, int wordlength, double slope, int exponent, double bias, mpz_srcptr mask,
+                     mpfr_srcptr twoToWordlength) override;
+    mpnumber& bitcmp(bool isSigned, int wordlength, double slope, int exponent, double bias, std::uint64_t mask,
+                     std::uint64_t twoToWordlength) override;
+    mpnumber& fibitand(const numberrepbody& other, bool isSigned, int wordlength, double slope, int exponent,
+                       double bias, mpfr_srcptr twoToWordlength) override;
+    mpnumber& fibitand(const numberrepbody& other, bool isSigned, int wordlength, double slope, int exponent,
+                       double bias, std::uint64_t twoToWordlength) override;
+    mpnumber& fibitor(const numberrepbody& other, bool isSigned, int wordlength, double slope, int exponent,
+                      double bias, mpfr_srcptr twoToWordlength) override;
+    mpnumber& fibitor(const numberrepbody& other, bool isSigned, int wordlength, double slope, int exponent,
+                      double bias, std::uint64_t twoToWordlength) override;
+    mpnumber& bitxor(const numberrepbody& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                     mpfr_srcptr twoToWordlength) override;
+    mpnumber& bitxor(const numberrepbody& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                     std::uint64_t twoToWordlength) override;
+    unsigned char bitget(int bit, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                         mpfr_srcptr twoToWordlength) const override;
+    unsigned char bitget(int bit, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                         std::uint64_t twoToWordlength) const override;
+    mpnumber& bitset(int bit, bool value, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                     mpfr_srcptr twoToWordlength) override;
+    mpnumber& bitset(int bit, bool value, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                     std::uint64_t twoToWordlength) override;
+
+    void stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) override;
+    void stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length) override;
+
+    bool isFinite() const override { return mpfr_number_p(getelement()) != 0; }
+    bool myisinf() const override { return mpfr_inf_p(getelement()) != 0; }
+    bool iszero() const override { return mpfr_zero_p(getelement()) != 0; }
+    /// Returns whether the sign is minus, which -0 and a negative NaN have too (a doublenumber tells otherwise).
+    bool isnegative() const override { return mpfr_signbit(getelement()) != 0; }
+    bool myisnan() const override { return mpfr_nan_p(getelement()) != 0; }
+    int unbiasedexponent() const override;
+
+    mpnumber& ceil(int n) override;
+    mpnumber& ceil() override;
+    mpnumber& convergent(int n) override;
+    mpnumber& convergent() override;
+    mpnumber& fix(int n) override;
+    mpnumber& fix() override;
+    mpnumber& floor(int n) override;
+    mpnumber& floor() override;
+    // An element without bits below the place of rounding is left alone by these two.
+    mpnumber& nearest(int n) override;
+    mpnumber& nearest() override;
+    mpnumber& round(int n) override;
+    mpnumber& round() override;
+
+    /// Prints the element precision.
+    void disp() const override;
+
+    // Beyond the common operations.
+
+    /// The whole array, valid until the next resize of any body that shares it.
+    std::span<const mpfr_ptr> elements() { return {state().elements, state().elementCount}; }
+
+    mpfr_srcptr getelement() const { return state().elements[mCursor]; }
+    mpfr_srcptr getelement(std::uint64_t index) const { return state().elements[index]; }
+    /// Valid until the element is widened or the array resized.
+    mpfr_ptr getmodifiableelement() { return state().elements[mCursor]; }
+    mpfr_ptr getmodifiableelement(std::uint64_t index) { return state().elements[index]; }
+
+    /// The precision in bits of the current element.
+    std::uint32_t getprecision() const { return static_cast<std::uint32_t>(mpfr_get_prec(getelement())); }
+    /// Rounds the current element to max(precision, 32) + 1 bits, its element precision from then on.
+    void setprecision(std::uint32_t precision);
+    /// The exponent e of a magnitude in [2^(e-1), 2^e); 0 for zero, infinity and NaN.
+    mpfr_exp_t getexponent() const;
+    /// Scales the current element to that exponent; zero, infinity and NaN have none and stay.
+    void setexponent(int exponent);
+
+    /// Copies with truncation toward zero at the target's element precision.
+    void setvalue(const mpnumber& source);
+
+    using numberrepbody::hypot;
+    using numberrepbody::mod;
+    mpnumber& operator+=(const mpnumber& other);
+    mpnumber& operator-=(const mpnumber& other);
+    mpnumber& operator*=(const mpnumber& other);
+    mpnumber& operator/=(const mpnumber& other);
+    mpnumber& operator+=(double other);
+    mpnumber& operator-=(double other);
+    mpnumber& operator*=(double other);
+    mpnumber& operator/=(double other);
+    bool operator<(const mpnumber& other) const { return mpfr_less_p(getelement(), other.getelement()) != 0; }
+    bool operator<=(const mpnumber& other) const { return mpfr_lessequal_p(getelement(), other.getelement()) != 0; }
+    bool operator>(const mpnumber& other) const { return mpfr_greater_p(getelement(), other.getelement()) != 0; }
+    bool operator>=(const mpnumber& other) const { return mpfr_greaterequal_p(getelement(), other.getelement()) != 0; }
+    bool operator==(const mpnumber& other) const { return mpfr_equal_p(getelement(), other.getelement()) != 0; }
+    bool operator!=(const mpnumber& other) const { return mpfr_equal_p(getelement(), other.getelement()) == 0; }
+    bool notzero() const { return !iszero(); }
+
+    mpnumber& changesign() { return negate(); }
+    mpnumber& sqrt();
+    mpnumber& log();
+    /// Divides the natural logarithm by log 2, so the result is not exact for powers of two.
+    mpnumber& log2();
+    mpnumber& pow(unsigned n);
+    mpnumber& pow2(unsigned n);
+    mpnumber& hypot(const mpnumber& a, const mpnumber& b);
+    /// Takes the element modulo the divisor, with the divisor's sign; a zero divisor leaves it alone.
+    mpnumber& mod(const mpnumber& divisor);
+    mpnumber& addscaling(double slope, int exponent, double bias);
+
+    float tosingle() const { return static_cast<float>(todouble()); }
+
+    // As the casts of doublenumber, from `todouble()`.
+    std::int8_t fixed2int8(int unused, int scale) const;
+    std::int16_t fixed2int16(int unused, int scale) const;
+    std::int32_t fixed2int32(int unused, int scale) const;
+    std::int64_t fixed2int64(int unused, int scale) const;
+    std::uint8_t fixed2uint8(int unused, int scale) const;
+    std::uint16_t fixed2uint16(int unused, int scale) const;
+    std::uint32_t fixed2uint32(int unused, int scale) const;
+    std::uint64_t fixed2uint64(int unused, int scale) const;
+
+    // Texts and words of the stored integer. Writers fill `out` to its length without a terminating zero.
+
+    /// Writes the words of the integer, lowest first; a negative value counts modulo twoToWordlength.
+    void fixed2IntArray(std::uint32_t* out, int words, int wordlength, double slope, int exponent, double bias,
+                        mpfr_srcptr twoToWordlength) const;
+    void fixed2sdec(char* out, unsigned length, unsigned wordlength, int fractionlength) const;
+    void fixed2base(char* out, int length, int base, int wordlength, int fractionlength) const;
+    void float2base(char* out, int length, int base, int wordlength, int exponentlength, int fractionlength,
+                    int exponentmax, int exponentmin) const;
+    /// Warns with "fixedpoint:base2fixed:too_many_bits" and keeps the low bits when the text needs more.
+    void base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned);
+    /// Raises "fixedpoint:fi:base2float:valuetoolarge".
+    void base2float(const char* text, int base, int wordlength, int exponentlength, int fractionlength, int exponentmax,
+                    int exponentmin);
+
+    /// Initialises `out` to the stored integer and leaves this element scaled and wrapped likewise.
+    void convertToUnsignedInteger(mpz_ptr out, double slope, int exponent, double bias, mpfr_srcptr twoToWordlength);
+    /// Initialises `mask`, which the caller clears, to 2^wordlength - 1.
+    static void bitcmpXorMask(mpz_ptr mask, int wordlength);
+    /// Initialises `power`, which the caller clears, to 2^n at MPFR's default precision.
+    static void twoToTheN(mpfr_ptr power, int n);
+
+    // The virtual operations of those names, returning nothing.
+    void numberpow2(int n) { pow2(n); }
+    void numberceil() { ceil(); }
+    void numberceil(int n) { ceil(n); }
+    void numberconvergent() { convergent(); }
+    void numberconvergent(int n) { convergent(n); }
+    void numberfix() { fix(); }
+    void numberfix(int n) { fix(n); }
+    void numberfloor() { floor(); }
+    void numberfloor(int n) { floor(n); }
+    void numberround() { round(); }
+    void numberround(int n) { round(n); }
+
+ private:
+    struct State : SharedState {
+        /// Makes `count` zeros; raises "fixedpoint:fi:outofmemory".
+        State(std::uint64_t count, std::uint32_t precision);
+        ~State();
+        void resize(std::uint64_t count);
+        /// Puts a new float, which keeps its value or is 0, in the place of an element.
+        void replace(std::uint64_t index, mpfr_prec_t precision, bool keepValue);
+        bool isInBlock(mpfr_srcptr element) const;
+
+        /// Null when empty, else the start of `block`.
+        mpfr_ptr* elements = nullptr;
+        /// From bsMalloc: the pointers, then each float with its significand.
+        void* block = nullptr;
+        std::uint64_t blockBytes = 0;
+        /// Whether an element was replaced by one with an allocation of its own.
+        bool hasReplaced = false;
+    };
+    static State* makeState(std::uint64_t count, std::uint32_t precision);
+
+    /// A constant of value 0.5.
+    static const mpnumber& getOneHalf();
+
+    State& state() const { return static_cast<State&>(*mState); }
+    /// The precision of copies of an element, which follows from the stored precision.
+    mpfr_prec_t copyPrecision() const { return elementPrecision(get_stored_precision()); }
+    void assign(mpfr_srcptr value);
+    void setinteger(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength);
+    bool hasBitsBelow(int n) const;
+
+    friend class numberops;
+};
+
+inline mpnumber* numberrepbody::asMp() {
+    return isDouble() ? nullptr : static_cast<mpnumber*>(this);
+}
+inline const mpnumber* numberrepbody::asMp() const {
+    return isDouble() ? nullptr : static_cast<const mpnumber*>(this);
+}

@@ -1,0 +1,283 @@
+// The value cell of the whole library: every element, bound and extreme is held in a `number`.
+//
+// A number is a handle to a body (numberrepbody.h), an array of values with a cursor. Each operation acts on the
+// element at the cursor; `operator[]` sets the cursor, so that `a[i] += b[j]` works and a loop needs no temporary
+// handle. The body holds plain doubles for precisions of up to 52 bits and multi-precision floats from 53 bits; callers
+// never need to know which. Operations on doubles are in line; the others are virtual calls or end in numberops.h. A
+// copy of a number holds its current element alone, and assignment copies a value and never changes the target's kind,
+// precision or size. Moving is copying: a result that took over a whole array would differ from a copied one.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+#include "host/export.h"
+#include "numbers/doublenumber.h"
+#include "numbers/numberops.h"
+#include "numbers/numberrepbody.h"
+#include "numbers/tags.h"
+
+class TOLVANE_API number {
+ public:
+    using NumberVector = embeddedNumberTags::NumberVector;
+    using CopyIndex = embeddedNumberTags::CopyIndex;
+
+    /// Makes a zero of default precision. Every constructor raises "fixedpoint:fi:outofmemory".
+    number();
+    /// Makes one element; `force` takes a multi-precision body at any precision. A double body stores a precision
+    /// of 52.
+    number(double value, std::uint32_t precision, bool force);
+    /// Makes `count` zeros; the default force flag plays no part.
+    number(std::uint64_t count, std::uint32_t precision, NumberVector tag);
+    /// Copies the whole array.
+    number(const number& source, NumberVector tag);
+    /// Shares the array of the source, with a cursor of its own at 0; either may go first.
+    number(const number& source, CopyIndex tag);
+    /// Copies the current element into an array of one, made by the source's stored precision.
+    number(const number& source);
+    virtual ~number();
+
+    static void setDefaultPrecision(std::uint32_t precision, bool force);
+    static void setDefaultForceMultiplePrecision(bool force);
+    static std::uint32_t getDefaultPrecision();
+    static bool getDefaultForceMultiplePrecision();
+
+    std::uint64_t numel() const { return mBody->numel(); }
+    std::uint64_t getIndex() const { return mBody->getIndex(); }
+    void setIndex(std::uint64_t index) const { mBody->setIndex(index); }
+    /// The stored precision in bits.
+    std::uint32_t getprecision() const { return mBody->get_stored_precision(); }
+    bool isempty() const { return mBody->numel() == 0; }
+    embeddedNumberTags::numbertype gettype() const {
+        return mBody->isDouble() ? embeddedNumberTags::numbertype::doublenumber
+                                 : embeddedNumberTags::numbertype::mpnumber;
+    }
+    double todouble() const {
+        return ask([](const auto& body) { return body.todouble(); });
+    }
+    float tosingle() const { return static_cast<float>(todouble()); }
+    signed char sign() const {
+        return ask([](const auto& body) { return body.sign(); });
+    }
+    bool isnegative() const {
+        return ask([](const auto& body) { return body.isnegative(); });
+    }
+    bool isFinite() const {
+        return ask([](const auto& body) { return body.isFinite(); });
+    }
+    bool myisinf() const {
+        return ask([](const auto& body) { return body.myisinf(); });
+    }
+    bool iszero() const {
+        return ask([](const auto& body) { return body.iszero(); });
+    }
+    bool myisnan() const {
+        return ask([](const auto& body) { return body.myisnan(); });
+    }
+    int unbiasedexponent() const {
+        return ask([](const auto& body) { return body.unbiasedexponent(); });
+    }
+    void disp() const { mBody->disp(); }
+
+    /// The body, owned by this number.
+    numberrepbody& body() { return *mBody; }
+    const numberrepbody& body() const { return *mBody; }
+    /// The body when it holds doubles, else null.
+    doublenumber* asDouble() { return mBody->asDouble(); }
+    const doublenumber* asDouble() const { return std::as_const(*mBody).asDouble(); }
+
+    /// Set the cursor and return the number itself.
+    number& operator[](std::uint64_t index) {
+        mBody->setIndex(index);
+        return *this;
+    }
+    const number& operator[](std::uint64_t index) const {
+        mBody->setIndex(index);
+        return *this;
+    }
+
+    /// Keeps the first min(old, new) elements and makes the others zero. Raises "fixedpoint:fi:outofmemory" before any
+    /// change.
+    number& resize(std::uint64_t count);
+    /// As above when the stored precision is the given one already; otherwise makes a new body of zeros, whose kind may
+    /// differ, and the old values are lost.
+    number& resize(std::uint64_t count, std::uint32_t precision);
+
+    number& operator=(const number& source) { return setvalue(source); }
+    number& operator=(double value) { return setvalue(value); }
+    number& setvalue(const number& source) {
+        numberops::setvalue(*mBody, *source.mBody);
+        return *this;
+    }
+    number& setvalue(double value) {
+        return apply([value](auto& body) { body.setvalue(value); });
+    }
+    /// Sets source * slope + bias, slope and bias taken at default precision.
+    number& setvalue(const number& source, double slope, double bias);
+    /// Sets the integer in the words (lowest first) times 2^exponent; slope and bias take no part.
+    number& setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double slope,
+                     int exponent, double bias);
+
+    number& operator+=(const number& other) {
+        numberops::plusequals(*mBody, *other.mBody);
+        return *this;
+    }
+    number& operator-=(const number& other) {
+        numberops::minusequals(*mBody, *other.mBody);
+        return *this;
+    }
+    number& operator*=(const number& other) {
+        numberops::timesequals(*mBody, *other.mBody);
+        return *this;
+    }
+    number& operator/=(const number& other) {
+        numberops::divideequals(*mBody, *other.mBody);
+        return *this;
+    }
+    number& hypot(const number& a, const number& b) {
+        numberops::hypot(*mBody, *a.mBody, *b.mBody);
+        return *this;
+    }
+    /// Takes the value modulo the divisor, with the divisor's sign; a zero divisor leaves it alone.
+    number& mod(const number& divisor) {
+        numberops::mod(*mBody, *divisor.mBody);
+        return *this;
+    }
+
+    // Results hold one element, made by the stored precision of the left operand.
+    number operator+(const number& other) const;
+    number operator-(const number& other) const;
+    number operator*(const number& other) const;
+    number operator/(const number& other) const;
+    number operator-() const;
+
+    bool operator<(const number& other) const { return numberops::lessthan(*mBody, *other.mBody); }
+    bool operator<=(const number& other) const { return numberops::lessthanorequal(*mBody, *other.mBody); }
+    bool operator>(const number& other) const { return numberops::greaterthan(*mBody, *other.mBody); }
+    bool operator>=(const number& other) const { return numberops::greaterthanorequal(*mBody, *other.mBody); }
+    bool operator==(const number& other) const { return numberops::equal(*mBody, *other.mBody); }
+    bool operator!=(const number& other) const { return numberops::notequal(*mBody, *other.mBody); }
+
+    /// Sets the absolute value of x.
+    number& abs(const number& x) { return setvalue(x).abs(); }
+    number& abs() {
+        return apply([](auto& body) { body.abs(); });
+    }
+    number& negate() {
+        return apply([](auto& body) { body.negate(); });
+    }
+    /// Multiplies by 2^n.
+    number& pow2(int n) {
+        return apply([n](auto& body) { body.pow2(n); });
+    }
+    number& stripscaling(double slope, int exponent, double bias);
+    /// Sort the whole array, as the body's operations of those names.
+    number& stridesort(bool ascending, std::uint64_t stride, std::uint64_t length);
+    number& stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length);
+
+    // Rounding to a whole value or at the bit of weight 2^-n; numberrepbody.h tells the rules.
+    number& ceil(int n) {
+        return apply([n](auto& body) { body.ceil(n); });
+    }
+    number& ceil() {
+        return apply([](auto& body) { body.ceil(); });
+    }
+    number& convergent(int n) {
+        return apply([n](auto& body) { body.convergent(n); });
+    }
+    number& convergent() {
+        return apply([](auto& body) { body.convergent(); });
+    }
+    number& fix(int n) {
+        return apply([n](auto& body) { body.fix(n); });
+    }
+    number& fix() {
+        return apply([](auto& body) { body.fix(); });
+    }
+    number& floor(int n) {
+        return apply([n](auto& body) { body.floor(n); });
+    }
+    number& floor() {
+        return apply([](auto& body) { body.floor(); });
+    }
+    number& nearest(int n) {
+        return apply([n](auto& body) { body.nearest(n); });
+    }
+    number& nearest() {
+        return apply([](auto& body) { body.nearest(); });
+    }
+    number& round(int n) {
+        return apply([n](auto& body) { body.round(n); });
+    }
+    number& round() {
+        return apply([](auto& body) { body.round(); });
+    }
+
+    // Conversions of the stored integer to and from words and texts, as mpnumber's operations of those names.
+    void fixed2IntArray(std::uint32_t* out, int words, int wordlength, double slope, int exponent, double bias,
+                        mpfr_srcptr twoToWordlength) const;
+    void fixed2sdec(char* out, unsigned length, unsigned wordlength, int fractionlength) const;
+    void fixed2base(char* out, int length, int base, int wordlength, int fractionlength) const;
+    void float2base(char* out, int length, int base, int wordlength, int exponentlength, int fractionlength,
+                    int exponentmax, int exponentmin) const;
+    number& base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned);
+    number& base2float(const char* text, int base, int wordlength, int exponentlength, int fractionlength,
+                       int exponentmax, int exponentmin);
+
+    // Bit operations on the stored integer, as the body's: the forms with words for double bodies, the others for
+    // multi-precision bodies.
+    number& bitcmp(bool isSigned, int wordlength, double slope, int exponent, double bias, mpz_srcptr mask,
+                   mpfr_srcptr twoToWordlength);
+    number& bitcmp(bool isSigned, int wordlength, double slope, int exponent, double bias, std::uint64_t mask,
+                   std::uint64_t twoToWordlength);
+    number& doublebitand(const number& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                         std::uint64_t twoToWordlength);
+    number& mpbitand(const number& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                     mpfr_srcptr twoToWordlength);
+    number& doublebitor(const number& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                        std::uint64_t twoToWordlength);
+    number& mpbitor(const number& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                    mpfr_srcptr twoToWordlength);
+    number& doublebitxor(const number& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                         std::uint64_t twoToWordlength);
+    number& mpbitxor(const number& other, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                     mpfr_srcptr twoToWordlength);
+    unsigned char bitget(int bit, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                         mpfr_srcptr twoToWordlength) const;
+    unsigned char bitget(int bit, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                         std::uint64_t twoToWordlength) const;
+    number& bitset(int bit, bool value, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                   mpfr_srcptr twoToWordlength);
+    number& bitset(int bit, bool value, bool isSigned, int wordlength, double slope, int exponent, double bias,
+                   std::uint64_t twoToWordlength);
+
+    static std::uint32_t sDefaultPrecision;
+    static bool sDefaultForceMultiplePrecision;
+
+ private:
+    /// Takes the body over.
+    explicit number(numberrepbody* body) : mBody(body) {}
+
+    // Both run an action on the body: in line on doubles, by virtual calls otherwise.
+    template <class Action>
+    number& apply(Action action) {
+        if (doublenumber* body = mBody->asDouble()) {
+            action(*body);
+        } else {
+            action(*mBody);
+        }
+        return *this;
+    }
+    template <class Question>
+    std::invoke_result_t<Question, const doublenumber&> ask(Question question) const {
+        const numberrepbody& any = *mBody;
+        const doublenumber* body = any.asDouble();
+        return body ? question(*body) : question(any);
+    }
+
+    template <void (*Operation)(numberrepbody&, const numberrepbody&)>
+    number combined(const number& other) const;
+
+    numberrepbody* mBody;
+};

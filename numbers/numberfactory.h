@@ -1,0 +1,23 @@
+// Makes number bodies and chooses their kind: doubles below a precision of 53 bits, multi-precision from there.
+//
+// A body keeps its kind for life. Every body made here is owned by the caller.
+#pragma once
+
+#include <cstdint>
+
+#include "numbers/numberrepbody.h"
+
+class TOLVANE_API numberfactory {
+ public:
+    /// The least precision in bits that takes a multi-precision body.
+    static constexpr std::uint32_t multiplePrecisionFrom = 53;
+
+    /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as do all below.
+    static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision);
+    /// Copies the whole array into a body of the same kind.
+    static numberrepbody* createnumberVector(const numberrepbody* source);
+    /// Makes one element; `force` takes a multi-precision body at any precision.
+    static numberrepbody* createnumberScalar(double value, std::uint32_t precision, bool force);
+    /// Shares the array of the source, with a cursor of its own at 0.
+    static numberrepbody* createnumber(const numberrepbody* source, embeddedNumberTags::CopyIndex tag);
+};

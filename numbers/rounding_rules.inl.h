@@ -1,0 +1,82 @@
+// The rounding rules, each written once; included inside a namespace, for one double or for a vector of doubles.
+//
+// No include guard: a file that compiles the same code for several instruction sets includes this once for each, so
+// that the rules become functions of that instruction set. The namespace offers, found by the rules for their value
+// type V, the operators + - * / < >= == and the five functions that numbers/rounding.h names; a V that has them gets
+// all rules with the results of the scalar form in every bit, signs of zero included. The order of the operations is
+// part of each rule: `nearest` of 0.5 - 2^-54 is 1, since the sum with 0.5 rounds.
+
+/// Toward plus infinity.
+struct CeilRule {
+    template <class V>
+    static V apply(V x) {
+        return roundCeil(x);
+    }
+};
+
+/// Toward minus infinity.
+struct FloorRule {
+    template <class V>
+    static V apply(V x) {
+        return roundFloor(x);
+    }
+};
+
+/// Toward zero; a negative fraction gives -0.0.
+struct FixRule {
+    template <class V>
+    static V apply(V x) {
+        return choose(x >= like(x, 0.0), roundFloor(x), roundCeil(x));
+    }
+};
+
+/// To nearest, ties toward plus infinity.
+struct NearestRule {
+    template <class V>
+    static V apply(V x) {
+        return roundFloor(x + like(x, 0.5));
+    }
+};
+
+/// To nearest, ties away from zero. From 2^52 up every double is whole and the sum with 0.5 could change it, so such
+/// values pass. A value below zero keeps its sign, also as -0.0; -0.0 itself gives 0.0.
+struct RoundRule {
+    template <class V>
+    static V apply(V x) {
+        const V size = magnitude(x);
+        const V whole = roundFloor(size + like(x, 0.5));
+        const V withSign = choose(x < like(x, 0.0), like(x, -0.0) - whole, whole);
+        return choose(size >= like(x, 0x1p52), x, withSign);
+    }
+};
+
+/// To nearest, ties to even.
+struct ConvergentRule {
+    template <class V>
+    static V apply(V x) {
+        const V fraction = magnitude(roundFloor(x) - x);
+        const V below = x - fraction;
+        const V half = below * like(x, 0.5);
+        const V oddness = magnitude(half - roundFloor(half)) * like(x, 2.0);
+        return choose(fraction == like(x, 0.5), oddness + below, roundFloor(x + like(x, 0.5)));
+    }
+};
+
+/// x modulo a divisor that is whole and not zero; the result has the divisor's sign. This order of operations is exact
+/// for the power-of-two divisors of wrapping. Both operands finite.
+template <class V>
+V modWhole(V x, V divisor) {
+    return x - roundFloor(x / divisor) * divisor;
+}
+
+/// The remainder of a division whose quotient is known: the quotient's fraction, times the divisor.
+template <class V>
+V modFromQuotient(V quotient, V divisor) {
+    return (quotient - roundFloor(quotient)) * divisor;
+}
+
+/// As `modWhole`, for a divisor that has a fraction.
+template <class V>
+V modFractional(V x, V divisor) {
+    return modFromQuotient(x / divisor, divisor);
+}
