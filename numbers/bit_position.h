@@ -1,0 +1,9 @@
+// The check of a bit position that both kinds of number bodies make before they read or set a bit.
+#pragma once
+
+#include "host/ErrorIdException.h"
+
+/// Raises the error `id` unless the position lies in 1 to wordlength.
+inline void checkBitPosition(int bit, int wordlength, const char* id) {
+    if (bit < 1 || bit > wordlength) raiseError(id, "A bit position is not an integer in the appropriate range.");
+}

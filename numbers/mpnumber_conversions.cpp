@@ -1,0 +1,308 @@
+// Radix, text and word-array conversions of multi-precision elements.
+//
+// Every fixed-point form starts from the stored integer m * 2^(g + fractionlength), truncated, of an element m * 2^g.
+// Exponents reach 2^62, so an integer is only built as far as the caller's field can show it.
+#include <gmp.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/ErrorIdException.h"
+#include "host/bs.h"
+#include "host/hsc.h"
+#include "numbers/gmpinteger.h"
+#include "numbers/mpnumber.h"
+#include "numbers/mpscratch.h"
+#include "numbers/storedinteger.h"
+
+namespace {
+
+/// The characters that a caller gave for a text, and the base of the digits in them.
+struct TextField {
+    char* out;
+    std::size_t length;
+    int base;
+
+    /// GMP knows digits for these bases; in any other one there is nothing to write but zeros.
+    bool hasDigits() const { return base >= 2 && base <= 62; }
+    /// Returns base^length, which the integers that don't fit in the field reach or exceed.
+    gmpinteger modulus() const {
+        gmpinteger result;
+        mpz_ui_pow_ui(result, static_cast<unsigned long>(base), length);
+        return result;
+    }
+    /// Returns a number of bits that no integer which fits in the field exceeds.
+    mp_bitcnt_t bitBound() const { return 6 * static_cast<mp_bitcnt_t>(length); }
+};
+
+/// True when value * 2^shift is certain to have more digits than the field, by enough to make computing it wasteful.
+bool dwarfs(const gmpinteger& value, long shift, const TextField& field) {
+    constexpr mp_bitcnt_t slackBits = 64;
+    return shift > 0 && value.bitCount() + static_cast<mp_bitcnt_t>(shift) > field.bitBound() + slackBits;
+}
+
+/// Returns value * 2^shift truncated toward zero. A product that dwarfs the field is replaced by its remainder by
+/// base^length, since only its low-order digits can show.
+gmpinteger scaled(const gmpinteger& value, long shift, const TextField& field) {
+    gmpinteger result;
+    if (shift <= 0) {
+        mpz_tdiv_q_2exp(result, value, static_cast<mp_bitcnt_t>(-shift));
+    } else if (value.sign() != 0 && dwarfs(value, shift, field)) {
+        const gmpinteger modulus = field.modulus();
+        mpz_powm_ui(result, gmpinteger(2), static_cast<unsigned long>(shift), modulus);
+        mpz_mul(result, result, value);
+        mpz_tdiv_r(result, result, modulus);
+    } else {
+        mpz_mul_2exp(result, value, value.sign() == 0 ? 0 : static_cast<mp_bitcnt_t>(shift));
+    }
+    return result;
+}
+
+gmpinteger powerOfTwo(long exponent, const TextField& field) {
+    return scaled(gmpinteger(1), exponent, field);
+}
+
+/// Returns the true digits of the magnitude; one digit for zero.
+std::string digitsOf(const gmpinteger& value, int base) {
+    gmpinteger magnitude(value);
+    mpz_abs(magnitude, magnitude);
+    std::string digits(mpz_sizeinbase(magnitude, base) + 2, '\0');
+    mpz_get_str(digits.data(), base, magnitude);
+    digits.resize(std::strlen(digits.c_str()));
+    return digits;
+}
+
+/// Fills the whole field with the text, right-aligned after `fill`; of a longer text the low-order end.
+void writeRightAligned(const TextField& field, std::string_view text, char fill) {
+    if (text.size() > field.length) text.remove_prefix(text.size() - field.length);
+    const std::size_t blank = field.length - text.size();
+    std::fill_n(field.out, blank, fill);
+    std::copy(text.begin(), text.end(), field.out + blank);
+}
+
+/// Writes the digits of a pattern, zero-filled. Terms that were reduced to remainders may have left it below zero; its
+/// residue then has the same low-order digits.
+void writePattern(const TextField& field, gmpinteger pattern) {
+    if (pattern.sign() < 0) mpz_fdiv_r(pattern, pattern, field.modulus());
+    writeRightAligned(field, digitsOf(pattern, field.base), '0');
+}
+
+/// Writes zeros in place of a pattern that has no digits.
+void writeZeros(const TextField& field) {
+    writeRightAligned(field, {}, '0');
+}
+
+/// Returns the integer of a text, zero for one that GMP refuses.
+gmpinteger parsed(const char* text, int base) {
+    gmpinteger value;
+    // GMP leaves its behaviour open for other bases; base 0 reads the prefixes of C.
+    const bool known = base == 0 || (base >= 2 && base <= 62);
+    if (!known || mpz_set_str(value, text, base) != 0) mpz_set_ui(value, 0);
+    return value;
+}
+
+bool bitIsSet(const gmpinteger& value, int bit) {
+    return bit >= 0 && mpz_tstbit(value, static_cast<mp_bitcnt_t>(bit));
+}
+
+mp_bitcnt_t bitsOrNone(int count) {
+    return count > 0 ? static_cast<mp_bitcnt_t>(count) : 0;
+}
+
+/// Returns the value as a long, or the nearest of +-2^40 beyond those: past every sum of two ints.
+long clampedToLong(const gmpinteger& value) {
+    constexpr mp_bitcnt_t clampBits = 40;
+    if (value.bitCount() <= clampBits) return mpz_get_si(value);
+    return value.sign() < 0 ? -(1L << clampBits) : 1L << clampBits;
+}
+
+}  // namespace
+
+void mpnumber::fixed2sdec(char* out, unsigned length, unsigned /*wordlength*/, int fractionlength) const {
+    // A negative length of a caller arrives here as a huge one.
+    if (length == 0 || length > static_cast<unsigned>(INT_MAX)) return;
+    const TextField field{out, length, 10};
+    const MantissaAndExponent parts = splitElement(getelement());
+    const long shift = parts.exponent + fractionlength;
+    std::string text = digitsOf(scaled(parts.mantissa, shift, field), field.base);
+    if (dwarfs(parts.mantissa, shift, field)) text.insert(0, field.length - std::min(field.length, text.size()), '0');
+    // Truncation can leave a zero of a negative element, which has no sign.
+    if (parts.mantissa.sign() < 0 && text != "0") text.insert(0, 1, '-');
+    writeRightAligned(field, text, ' ');
+    bsResetFPU();
+}
+
+void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int fractionlength) const {
+    if (length <= 0) return;
+    const TextField field{out, static_cast<std::size_t>(length), base};
+    if (!field.hasDigits()) {
+        writeZeros(field);
+        return;
+    }
+    MantissaAndExponent parts = splitElement(getelement());
+    const long shift = parts.exponent + fractionlength;
+    const long wordBits = std::max(wordlength, 0);
+    gmpinteger pattern;
+    if (parts.mantissa.sign() >= 0) {
+        pattern = scaled(parts.mantissa, shift, field);
+    } else if (shift < wordBits) {
+        // Two's complement: z + 2^wordlength, and of a z too low for the word its residue modulo 2^wordlength, which
+        // for a shift of the whole word and more is the zero that stands.
+        const long keptShift = std::max(shift, 0L);
+        const auto keptBits = static_cast<mp_bitcnt_t>(wordBits - keptShift);
+        const gmpinteger kept = scaled(parts.mantissa, std::min(shift, 0L), field);
+        if (kept.bitCount() > keptBits) {
+            gmpinteger residue;
+            mpz_fdiv_r_2exp(residue, kept, keptBits);
+            pattern = scaled(residue, keptShift, field);
+        } else {
+            mpz_add(pattern, powerOfTwo(wordBits, field), scaled(kept, keptShift, field));
+        }
+    }
+    writePattern(field, std::move(pattern));
+    bsResetFPU();
+}
+
+void mpnumber::float2base(char* out, int length, int base, int wordlength, int exponentlength, int fractionlength,
+                          int exponentmax, int exponentmin) const {
+    if (length <= 0) return;
+    const TextField field{out, static_cast<std::size_t>(length), base};
+    if (!field.hasDigits()) {
+        writeZeros(field);
+        return;
+    }
+    const mpfr_srcptr x = getelement();
+    const long exponentBits = std::max(exponentlength, 0);
+    const bool negative = isnegative();
+    gmpinteger pattern;
+    const auto add = [&](const gmpinteger& value, long shift) {
+        mpz_add(pattern, pattern, scaled(value, shift, field));
+    };
+    const gmpinteger one(1);
+    const gmpinteger minusOne(-1);
+    // A run of ones from bit `low` to below bit `high` is 2^high - 2^low.
+    const auto addOnes = [&](long high, long low) {
+        add(one, high);
+        add(minusOne, low);
+    };
+
+    if (myisnan()) {
+        // The sign, the exponent and the top fraction bit; a word too short for them is outgrown.
+        const long ones = (exponentlength < 0 ? 0L : exponentBits + 1) + (fractionlength > 0 ? 1 : 0);
+        const long bits = std::max<long>(wordlength, ones);
+        addOnes(bits, bits - ones);
+    } else if (!mpfr_regular_p(x)) {
+        const long exponentOnes = myisinf() ? exponentBits : 0;
+        const long signBit = std::max<long>(wordlength, 1 + exponentOnes) - 1;
+        if (negative) add(one, signBit);
+        addOnes(signBit, signBit - exponentOnes);
+    } else {
+        if (negative) add(one, std::max(wordlength, 1) - 1);
+        MantissaAndExponent parts = splitElement(x);
+        mpz_abs(parts.mantissa, parts.mantissa);
+        const long exponent = static_cast<long>(mpfr_get_exp(x)) - 1;
+        if (exponent < exponentmin) {
+            add(parts.mantissa, parts.exponent - exponentmin + fractionlength);
+        } else {
+            add(gmpinteger(exponent + exponentmax), fractionlength);
+            if (fractionlength >= 0) {
+                // Brought to fractionlength + 1 bits the mantissa has its leading one at bit fractionlength; dropping
+                // it there leaves the fraction field.
+                add(parts.mantissa, fractionlength - static_cast<long>(parts.mantissa.bitCount()) + 1);
+                add(minusOne, fractionlength);
+            }
+        }
+    }
+    writePattern(field, std::move(pattern));
+    bsResetFPU();
+}
+
+void mpnumber::base2fixed(char const* text, int base, int wordlength, int fractionlength, bool isSigned) {
+    const gmpinteger z = parsed(text, base);
+    gmpinteger kept;
+    mpz_tdiv_r_2exp(kept, z, bitsOrNone(wordlength));
+    if (mpz_cmp(kept, z) != 0) {
+        hscWarnMsgIdAndTxt("fixedpoint:base2fixed:too_many_bits",
+                           "The word length of the fi object is shorter than the number of bits you were trying to "
+                           "assign. Only the %d least-significant bits were used.",
+                           wordlength);
+    }
+
+    const mpfr_ptr x = getmodifiableelement();
+    if (isSigned && bitIsSet(kept, wordlength - 1)) {
+        // One rounding of the exact difference; a power of two is exact at any precision.
+        mpscratch twoToWordlength(MPFR_PREC_MIN);
+        mpfr_set_ui_2exp(twoToWordlength, 1, wordlength, MPFR_RNDN);
+        mpfr_z_sub(x, kept, twoToWordlength, MPFR_RNDN);
+    } else {
+        mpfr_set_z(x, kept, MPFR_RNDN);
+    }
+    mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
+    bsResetFPU();
+}
+
+void mpnumber::base2float(const char* text, int base, int wordlength, int /*exponentlength*/, int fractionlength,
+                          int exponentmax, int exponentmin) {
+    gmpinteger z = parsed(text, base);
+    if (z.sign() > 0 && z.bitCount() > bitsOrNone(wordlength)) {
+        raiseError("fixedpoint:fi:base2float:valuetoolarge", "Value is too large for indicated wordlength.");
+    }
+    const bool negative = bitIsSet(z, wordlength - 1);
+    if (negative) mpz_clrbit(z, static_cast<mp_bitcnt_t>(wordlength - 1));
+
+    gmpinteger exponentField;
+    gmpinteger fraction;
+    if (fractionlength >= 0) {
+        const auto fractionBits = static_cast<mp_bitcnt_t>(fractionlength);
+        mpz_tdiv_q_2exp(exponentField, z, fractionBits);
+        mpz_tdiv_r_2exp(fraction, z, fractionBits);
+    } else {
+        // Beyond 64 bits the field exceeds every exponent, so its exact value no longer counts.
+        mpz_mul_2exp(exponentField, z, static_cast<mp_bitcnt_t>(std::min(-static_cast<long>(fractionlength), 64L)));
+    }
+    const long exponent = clampedToLong(exponentField) - exponentmax;
+    const long specialExponent = static_cast<long>(exponentmax) + 1;
+
+    const mpfr_ptr x = getmodifiableelement();
+    if (exponentField.sign() == 0 && fraction.sign() != 0) {
+        mpfr_set_z(x, fraction, MPFR_RNDN);
+        mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
+        mpfr_div_2si(x, x, -static_cast<long>(exponentmin), MPFR_RNDN);
+    } else if (exponentField.sign() != 0 && exponent < specialExponent) {
+        mpfr_set_z(x, fraction, MPFR_RNDN);
+        mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
+        mpfr_add_ui(x, x, 1, MPFR_RNDN);
+        mpfr_mul_2si(x, x, exponent, MPFR_RNDN);
+    } else if (exponent == specialExponent) {
+        if (fraction.sign() != 0) {
+            mpfr_set_nan(x);
+        } else {
+            mpfr_set_inf(x, mpfr_sgn(x) < 0 ? -1 : 1);
+        }
+    }
+    if (negative) mpfr_neg(x, x, MPFR_RNDN);
+    bsResetFPU();
+}
+
+void mpnumber::fixed2IntArray(std::uint32_t* out, int words, int /*wordlength*/, double /*slope*/, int exponent,
+                              double /*bias*/, mpfr_srcptr twoToWordlength) const {
+    if (words <= 0) return;
+    const std::size_t wordCount = static_cast<std::size_t>(words);
+    const mp_bitcnt_t outBits = wordCount * 32;
+    const mpfr_srcptr x = getelement();
+    mpscratch t(mpfr_get_prec(x) + 1, x);
+    gmpinteger z = takeStoredInteger(t, exponent, twoToWordlength, outBits);
+    // The words are those of two's complement also for a value too low for the word.
+    mpz_fdiv_r_2exp(z, z, outBits);
+    std::size_t written = 0;
+    mpz_export(out, &written, -1, sizeof(std::uint32_t), 0, 0, z);
+    std::fill(out + written, out + wordCount, 0U);
+    bsResetFPU();
+}
