@@ -1,0 +1,79 @@
+#include "host/bs.h"
+
+#include <cmath>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "host/ErrorIdException.h"
+#include "host/reference/format.h"
+
+void* bsMalloc(std::size_t bytes) {
+    // Null means that there is no memory, so an empty block must not be null.
+    return std::malloc(bytes == 0 ? 1 : bytes);
+}
+
+void* bsMallocWithCheck(std::size_t bytes) {
+    void* memory = bsMalloc(bytes);
+    if (memory == nullptr) {
+        raiseError("bs:outofmemory", "Out of memory.");
+    }
+    return memory;
+}
+
+void* bsCalloc(std::size_t count, std::size_t bytes) {
+    return count == 0 || bytes == 0 ? std::calloc(1, 1) : std::calloc(count, bytes);
+}
+
+void bsFree(void* memory) {
+    std::free(memory);
+}
+
+std::size_t bsStrlen(const char* text) {
+    return text == nullptr ? 0 : std::strlen(text);
+}
+
+char* bsStrcpy(char* target, const char* source) {
+    return std::strcpy(target, source);
+}
+
+char* bsStrncpy(char* target, const char* source, std::size_t count) {
+    return std::strncpy(target, source, count);
+}
+
+char* bsStrdup(const char* text) {
+    if (text == nullptr) {
+        return nullptr;
+    }
+    const std::size_t bytes = std::strlen(text) + 1;
+    return static_cast<char*>(std::memcpy(bsMallocWithCheck(bytes), text, bytes));
+}
+
+int bsPrintf(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string text = hostref::formatText(format, arguments);
+    va_end(arguments);
+    hostref::print(text);
+    return static_cast<int>(text.size());
+}
+
+double bsGetNaN() {
+    return std::numeric_limits<double>::quiet_NaN();
+}
+double bsGetInf() {
+    return std::numeric_limits<double>::infinity();
+}
+double bsGetMinusInf() {
+    return -std::numeric_limits<double>::infinity();
+}
+double bsGetRealMax() {
+    return std::numeric_limits<double>::max();
+}
+
+double bsDoubleScalarRound(double value) {
+    return std::round(value);
+}
+
+void bsResetFPU() {}

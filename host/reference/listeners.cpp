@@ -1,0 +1,85 @@
+#include "host/reference/listeners.h"
+
+#include <cstdio>
+#include <map>
+#include <utility>
+
+#include "host/reference/format.h"
+
+namespace hostref {
+
+namespace {
+
+constexpr const char* kAllWarnings = "all";
+
+struct Listeners {
+    WarningListener warning;
+    PrintListener print;
+    std::map<std::string, bool> switches{{kAllWarnings, true}};
+};
+
+Listeners& listeners() {
+    static Listeners instance;
+    return instance;
+}
+
+bool isWarningEnabled(const std::string& id) {
+    const auto& switches = listeners().switches;
+    const auto found = switches.find(id);
+    return found != switches.end() ? found->second : switches.at(kAllWarnings);
+}
+
+}  // namespace
+
+WarningListener setWarningListener(WarningListener listener) {
+    return std::exchange(listeners().warning, std::move(listener));
+}
+
+PrintListener setPrintListener(PrintListener listener) {
+    return std::exchange(listeners().print, std::move(listener));
+}
+
+bool setWarningEnabled(const std::string& id, bool enabled) {
+    const bool old = isWarningEnabled(id);
+    listeners().switches[id] = enabled;
+    return old;
+}
+
+std::string formatText(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    if (length < 0) {
+        va_end(again);
+        return format;
+    }
+    std::string text(static_cast<std::size_t>(length), '\0');
+    // The terminator goes to the string's own.
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+void print(const std::string& text) {
+    // A copy, because a listener may set another one.
+    if (const PrintListener listener = listeners().print) {
+        listener(text);
+    } else {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+    }
+}
+
+void warn(const std::string& id, const std::string& text) {
+    if (!isWarningEnabled(id)) {
+        return;
+    }
+    if (const WarningListener listener = listeners().warning) {
+        listener(id, text);
+    } else if (id.empty()) {
+        std::fprintf(stderr, "Warning: %s\n", text.c_str());
+    } else {
+        std::fprintf(stderr, "Warning: %s [%s]\n", text.c_str(), id.c_str());
+    }
+}
+
+}  // namespace hostref
