@@ -1,0 +1,126 @@
+// Calls of host functions by name: the table, the trap, the error mode and the last error.
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "host/ErrorIdException.h"
+#include "host/hi.h"
+#include "host/hsc.h"
+#include "host/reference/builtins.h"
+#include "host/reference/format.h"
+#include "host/reference/functions.h"
+
+namespace hostref {
+
+namespace {
+
+struct Interpreter {
+    std::map<std::string, Function> functions = builtinFunctions();
+    LastError lastError;
+    bool isTrapping = false;
+    int errorMode = 0;
+};
+
+Interpreter& interpreter() {
+    static Interpreter instance;
+    return instance;
+}
+
+void callInto(const std::string& name, int resultCount, hvArray** results, int argumentCount, hvArray** arguments) {
+    const auto count = static_cast<std::size_t>(std::max(argumentCount, 0));
+    std::vector<hvArrayOwner> owners = callFunction(name, resultCount, {arguments, count});
+    // A function may return one value that nobody asked for.
+    for (std::size_t i = 0; i < static_cast<std::size_t>(std::max(resultCount, 0)); ++i) {
+        results[i] = owners[i].release();
+    }
+}
+
+int noteFailure(LastError error) {
+    if (interpreter().errorMode == 0) {
+        print("Error: " + error.message + "\n");
+    }
+    setLastError(std::move(error));
+    return 1;
+}
+
+/// Runs an action; whatever it raises is kept as the last error, and the status is 1.
+template <class Action>
+int runTrapped(Action&& action) {
+    try {
+        std::forward<Action>(action)();
+        return 0;
+    } catch (ErrorIdException* raised) {
+        const std::unique_ptr<ErrorIdException> error(raised);
+        return noteFailure({error->getId(), error->getMessage()});
+    } catch (const std::bad_alloc&) {
+        return noteFailure({"VELMAR:nomem", "Out of memory."});
+    } catch (const std::exception& error) {
+        return noteFailure({"VELMAR:internal", error.what()});
+    }
+}
+
+}  // namespace
+
+Function registerFunction(const std::string& name, Function function) {
+    auto& functions = interpreter().functions;
+    Function old = std::exchange(functions[name], std::move(function));
+    if (!functions[name]) {
+        functions.erase(name);
+    }
+    return old;
+}
+
+std::vector<hvArrayOwner> callFunction(const std::string& name, int resultCount,
+                                       std::span<const hvArray* const> arguments) {
+    const auto found = interpreter().functions.find(name);
+    if (found == interpreter().functions.end()) {
+        raiseError("VELMAR:UndefinedFunction", "Undefined function '" + name + "'.");
+    }
+    // A copy, because a function may replace itself in the table.
+    const Function function = found->second;
+    std::vector<hvArrayOwner> results = function(resultCount, arguments);
+    if (static_cast<std::size_t>(std::max(resultCount, 0)) > results.size()) {
+        raiseError("VELMAR:unassignedOutputs", "Function '" + name + "' returns " + std::to_string(results.size()) +
+                                                   " values, and " + std::to_string(resultCount) + " are asked for.");
+    }
+    return results;
+}
+
+const LastError& lastError() {
+    return interpreter().lastError;
+}
+
+void setLastError(LastError error) {
+    interpreter().lastError = std::move(error);
+}
+
+}  // namespace hostref
+
+int hscCallVELMAR(int resultCount, hvArray** results, int argumentCount, hvArray** arguments, const char* name) {
+    if (hostref::interpreter().isTrapping) {
+        return hiCallFcnWithTrap(resultCount, results, argumentCount, arguments, name);
+    }
+    hostref::callInto(name, resultCount, results, argumentCount, arguments);
+    return 0;
+}
+
+void hscSetTrapFlag(int flag) {
+    hostref::interpreter().isTrapping = flag != 0;
+}
+
+int hvSetErrorMode(int mode) {
+    return std::exchange(hostref::interpreter().errorMode, mode);
+}
+
+int hiCallFcnWithTrap(int resultCount, hvArray** results, int argumentCount, hvArray** arguments, const char* name) {
+    return hostref::runTrapped([&] { hostref::callInto(name, resultCount, results, argumentCount, arguments); });
+}
+
+void hiFullFevalFcn(int resultCount, hvArray** results, int argumentCount, hvArray** arguments) {
+    if (argumentCount < 1) {
+        hvErrMsg(2);
+    }
+    hostref::callInto(hvArray2String(arguments[0]), resultCount, results, argumentCount - 1, arguments + 1);
+}
