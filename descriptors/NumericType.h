@@ -203,7 +203,7 @@ class TOLVANE_API NumericType : public ScalarType {
     void setBestPrecision(const hvArray* data);
     /// Finds a binary point type that holds slope and bias of this type exactly, trying the word lengths of the list in
     /// order, or 1 to `count` with a null list. When none fits, the last candidate stands. Word lengths out of range
-    /// warn as in setWordLength and are passed over.
+    /// warn as in setWordLength and keep the one before.
     NumericType convertSlopeBiasToBinaryPoint(int count, const int* wordLengths) const;
     /// Returns the range of the type in real-world values.
     void getLowerUpperBoundsAsDouble(double& lower, double& upper) const;
