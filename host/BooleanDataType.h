@@ -1,0 +1,14 @@
+// The data type "bool": a byte, 0 or 1; a logical scalar in arrays.
+#pragma once
+
+#include "host/OMDataType.h"
+
+class TOLVANE_HOST_API BooleanDataType : public OMDataType {
+ public:
+    BooleanDataType();
+    void releaseValue(void* value) const override;
+
+ private:
+    hvArray* convertToVelmar(const void* value) const override;
+    void* convertFromVelmar(const hvArray* array) const override;
+};

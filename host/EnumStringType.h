@@ -1,0 +1,44 @@
+// An enumeration as a data type: ordered pairs of an int32 value and its text. In arrays it appears as the text.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "host/OMDataType.h"
+
+class TOLVANE_HOST_API EnumStringType : public OMDataType {
+ public:
+    struct Entry {
+        std::int32_t value;
+        std::string text;
+    };
+
+    explicit EnumStringType(std::string name);
+
+    /// Finds the enumeration of that name in the OMTypeRepository; when it isn't there, makes it with these entries in
+    /// this order and registers it. A registered type that is no enumeration raises "VELMAR:datatype:nameInUse".
+    static EnumStringType* findOrAdd(const char* name, std::initializer_list<Entry> entries);
+
+    /// Adds an entry at the end. A value or text that is there already raises "VELMAR:datatype:duplicateEnumValue".
+    void addValue(std::int32_t value, std::string text);
+
+    /// The entries in the order in which they were added.
+    const std::vector<Entry>& getEntries() const { return mEntries; }
+    std::size_t getNumberOfValues() const { return mEntries.size(); }
+    bool isValue(std::int32_t value) const { return getText(value) != nullptr; }
+    /// Returns the text of a value, owned by the type; null for a value without one.
+    const char* getText(std::int32_t value) const;
+    /// Stores the value of a text, which is compared exactly, and returns true; returns false for an unknown text.
+    bool getValue(const char* text, std::int32_t& value) const;
+
+    void releaseValue(void* value) const override;
+
+ private:
+    hvArray* convertToVelmar(const void* value) const override;
+    void* convertFromVelmar(const hvArray* array) const override;
+
+    std::vector<Entry> mEntries;
+};

@@ -1,0 +1,15 @@
+// The data type "handle vector": a std::vector<OMInterface*> that holds a reference on each; a cell column of object
+// arrays in arrays.
+#pragma once
+
+#include "host/OMDataType.h"
+
+class TOLVANE_HOST_API OMInterfaceVectorType : public OMDataType {
+ public:
+    OMInterfaceVectorType();
+    void releaseValue(void* value) const override;
+
+ private:
+    hvArray* convertToVelmar(const void* value) const override;
+    void* convertFromVelmar(const hvArray* array) const override;
+};

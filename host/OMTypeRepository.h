@@ -1,0 +1,27 @@
+// The data types by name, for the life of the process.
+//
+// Built in are "VELMAR array", "int32", "double", "bool", "string", "handle", "string vector" and "handle vector". The
+// type of a class is there under its full name, such as "embedded.fi", from the moment the class is in a package.
+#pragma once
+
+#include <memory>
+
+#include "host/OMDataType.h"
+
+class OMClass;
+
+class TOLVANE_HOST_API OMTypeRepository {
+ public:
+    OMTypeRepository() = delete;
+
+    /// Returns the type, owned by the repository, or null. Types of classes are found only with `withClasses`.
+    static OMDataType* getType(const char* name, bool withClasses);
+    /// Registers a type and owns it from then on; returns it. A name in use raises "VELMAR:datatype:nameInUse".
+    static OMDataType* addType(std::unique_ptr<OMDataType> type);
+
+ private:
+    friend class OMApplication;
+    friend class OMClass;
+    static void addClass(OMClass* objectClass);
+    static void removeClass(const OMClass* objectClass);
+};
