@@ -1,0 +1,229 @@
+// This file is compiled once for each instruction set of the list below, by including itself; the part under HWY_ONCE,
+// compiled once, picks the loops of the best set that the processor has.
+#include "quantization/array_kernels.h"
+
+#include <cmath>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "quantization/array_kernels.cpp"
+// The sets between these add nothing to arithmetic on doubles.
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
+#include <hwy/foreach_target.h>  // NOLINT(misc-unused-includes): must come before highway.h
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace arraykernels {
+namespace HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Tag = hn::ScalableTag<double>;
+using BitsTag = hn::RebindToUnsigned<Tag>;
+using Mask = hn::Mask<Tag>;
+
+// As many doubles as the instruction set has lanes for, with the vocabulary of the rules.
+struct Lanes {
+    hn::Vec<Tag> v;
+
+    friend HWY_INLINE Lanes operator+(Lanes a, Lanes b) { return {hn::Add(a.v, b.v)}; }
+    friend HWY_INLINE Lanes operator-(Lanes a, Lanes b) { return {hn::Sub(a.v, b.v)}; }
+    friend HWY_INLINE Lanes operator*(Lanes a, Lanes b) { return {hn::Mul(a.v, b.v)}; }
+    friend HWY_INLINE Lanes operator/(Lanes a, Lanes b) { return {hn::Div(a.v, b.v)}; }
+    friend HWY_INLINE Mask operator<(Lanes a, Lanes b) { return hn::Lt(a.v, b.v); }
+    friend HWY_INLINE Mask operator>(Lanes a, Lanes b) { return hn::Gt(a.v, b.v); }
+    friend HWY_INLINE Mask operator>=(Lanes a, Lanes b) { return hn::Ge(a.v, b.v); }
+    friend HWY_INLINE Mask operator==(Lanes a, Lanes b) { return hn::Eq(a.v, b.v); }
+};
+
+HWY_INLINE Lanes roundFloor(Lanes x) {
+    return {hn::Floor(x.v)};
+}
+HWY_INLINE Lanes roundCeil(Lanes x) {
+    return {hn::Ceil(x.v)};
+}
+HWY_INLINE Lanes magnitude(Lanes x) {
+    return {hn::Abs(x.v)};
+}
+HWY_INLINE Lanes choose(Mask mask, Lanes a, Lanes b) {
+    return {hn::IfThenElse(mask, a.v, b.v)};
+}
+HWY_INLINE Lanes like(Lanes, double value) {
+    return {hn::Set(Tag(), value)};
+}
+HWY_INLINE Mask either(Mask a, Mask b) {
+    return hn::Or(a, b);
+}
+HWY_INLINE Mask both(Mask a, Mask b) {
+    return hn::And(a, b);
+}
+HWY_INLINE Mask butNot(Mask a, Mask b) {
+    return hn::AndNot(b, a);
+}
+HWY_INLINE Mask sameValue(Lanes a, Lanes b) {
+    return a == b;
+}
+
+// x86 minimum and maximum give the second operand when one is NaN or both are zero: just the selections wanted here.
+HWY_INLINE Lanes lesserOf(Lanes limit, Lanes x) {
+#if HWY_ARCH_X86
+    return {hn::Min(limit.v, x.v)};
+#else
+    return choose(limit < x, limit, x);
+#endif
+}
+HWY_INLINE Lanes greaterOf(Lanes limit, Lanes x) {
+#if HWY_ARCH_X86
+    return {hn::Max(limit.v, x.v)};
+#else
+    return choose(limit > x, limit, x);
+#endif
+}
+
+HWY_INLINE Lanes exponentPart(Lanes x) {
+    return {hn::BitCast(Tag(), hn::And(hn::BitCast(BitsTag(), x.v), hn::Set(BitsTag(), kExponentBits)))};
+}
+HWY_INLINE Lanes powerReciprocal(Lanes x) {
+    return {hn::BitCast(Tag(), hn::Sub(hn::Set(BitsTag(), kReciprocalBits), hn::BitCast(BitsTag(), x.v)))};
+}
+
+#include "numbers/rounding_rules.inl.h"
+#include "quantization/element_rules.inl.h"
+
+// The one loop. Element is a stateless function object that quantizes a Lanes. What is left at the end goes through a
+// padded vector of zeros, which no mode counts and whose lanes are kept out of the extremes.
+template <bool counting, class Element>
+void walk(Element element, const ElementLimits& elementLimits, const double* in, double* out, std::size_t count,
+          Statistics* statistics) {
+    const Tag tag;
+    const LimitsOf<Lanes> limits(elementLimits, Lanes{hn::Zero(tag)});
+    Lanes greatest{hn::Set(tag, -std::numeric_limits<double>::infinity())};
+    Lanes least{hn::Set(tag, std::numeric_limits<double>::infinity())};
+    std::size_t overflows = 0;
+    std::size_t underflows = 0;
+    const std::size_t width = hn::Lanes(tag);
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        const auto result = element(Lanes{hn::LoadU(tag, in + i)}, limits);
+        hn::StoreU(result.value.v, tag, out + i);
+        if constexpr (counting) {
+            greatest = greaterOf(result.value, greatest);
+            least = lesserOf(result.value, least);
+            overflows += hn::CountTrue(tag, result.overflowed);
+            underflows += hn::CountTrue(tag, result.underflowed);
+        }
+    }
+    if (i < count) {
+        alignas(64) double rest[HWY_MAX_BYTES / sizeof(double)] = {};
+        for (std::size_t k = i; k < count; ++k) rest[k - i] = in[k];
+        const auto result = element(Lanes{hn::Load(tag, rest)}, limits);
+        hn::Store(result.value.v, tag, rest);
+        for (std::size_t k = i; k < count; ++k) out[k] = rest[k - i];
+        if constexpr (counting) {
+            const Mask used = hn::FirstN(tag, count - i);
+            greatest = choose(used, greaterOf(result.value, greatest), greatest);
+            least = choose(used, lesserOf(result.value, least), least);
+            overflows += hn::CountTrue(tag, result.overflowed);
+            underflows += hn::CountTrue(tag, result.underflowed);
+        }
+    }
+    if constexpr (counting) {
+        statistics->greatest = hn::GetLane(hn::MaxOfLanes(tag, greatest.v));
+        statistics->least = hn::GetLane(hn::MinOfLanes(tag, least.v));
+        statistics->overflows = overflows;
+        statistics->underflows = underflows;
+    }
+}
+
+using Loop = void (*)(const ElementLimits&, const double*, double*, std::size_t, Statistics*);
+
+template <bool counting, class Rule, class Overflow>
+void fixedLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
+    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l)
+                       HWY_ATTR { return quantizeFixedElement<Rule, Overflow>(x, l); },
+                   limits, in, out, count, statistics);
+}
+template <bool counting, class Rule>
+void floatLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
+    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeFloatElement<Rule>(x, l); }, limits,
+                   in, out, count, statistics);
+}
+template <bool counting>
+void scaledDoubleLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count,
+                      Statistics* statistics) {
+    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeScaledDoubleElement(x, l); }, limits,
+                   in, out, count, statistics);
+}
+template <bool counting>
+void doubleLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
+    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeDoubleElement(x, l); }, limits, in,
+                   out, count, statistics);
+}
+template <bool counting>
+void booleanLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count,
+                 Statistics* statistics) {
+    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeBooleanElement(x, l); }, limits, in,
+                   out, count, statistics);
+}
+
+// Columns in the order of embedded::RoundModeEnum.
+template <bool counting, class Overflow>
+constexpr Loop kFixedLoops[6] = {
+    fixedLoop<counting, CeilRule, Overflow>,    fixedLoop<counting, ConvergentRule, Overflow>,
+    fixedLoop<counting, FixRule, Overflow>,     fixedLoop<counting, FloorRule, Overflow>,
+    fixedLoop<counting, NearestRule, Overflow>, fixedLoop<counting, RoundRule, Overflow>};
+template <bool counting>
+constexpr Loop kFloatLoops[6] = {floatLoop<counting, CeilRule>,    floatLoop<counting, ConvergentRule>,
+                                 floatLoop<counting, FixRule>,     floatLoop<counting, FloorRule>,
+                                 floatLoop<counting, NearestRule>, floatLoop<counting, RoundRule>};
+
+template <bool counting>
+Loop loopFor(Selection selection) {
+    using Mode = embedded::QuantizerModeEnum;
+    const auto round = static_cast<std::size_t>(selection.round);
+    const bool saturates = selection.overflow == embedded::OverflowModeEnum::Saturate;
+    switch (selection.mode) {
+        case Mode::Fixed:
+            return saturates ? kFixedLoops<counting, SaturateRule>[round]
+                             : kFixedLoops<counting, WrapSignedRule>[round];
+        case Mode::Ufixed:
+            return saturates ? kFixedLoops<counting, SaturateRule>[round]
+                             : kFixedLoops<counting, WrapUnsignedRule>[round];
+        case Mode::Float:
+            return kFloatLoops<counting>[round];
+        case Mode::Single:
+            return floatLoop<counting, RoundRule>;
+        case Mode::Boolean:
+            return booleanLoop<counting>;
+        case Mode::ScaledDouble:
+        case Mode::UnsignedScaledDouble:
+            return scaledDoubleLoop<counting>;
+        case Mode::Double:
+        case Mode::None:
+            break;
+    }
+    return doubleLoop<counting>;
+}
+
+void quantizeArrayForTarget(Selection selection, const ElementLimits& limits, const double* in, double* out,
+                            std::size_t count, Statistics* statistics) {
+    (statistics ? loopFor<true>(selection) : loopFor<false>(selection))(limits, in, out, count, statistics);
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace arraykernels
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace arraykernels {
+
+HWY_EXPORT(quantizeArrayForTarget);
+
+void quantizeArray(Selection selection, const ElementLimits& limits, const double* in, double* out, std::size_t count,
+                   Statistics* statistics) {
+    HWY_DYNAMIC_DISPATCH(quantizeArrayForTarget)(selection, limits, in, out, count, statistics);
+}
+
+}  // namespace arraykernels
+#endif

@@ -1,0 +1,36 @@
+// Loops over whole arrays of doubles, compiled for several instruction sets and chosen once for the processor at hand.
+//
+// They apply the element rules of quantization/element_rules.inl.h and so give, in every bit, what the stored quantize
+// function of a quantizer gives element by element. `in` and `out` hold `count` doubles and are the same or disjoint.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+#include "descriptors/embedded.h"
+#include "quantization/element_limits.h"
+
+namespace arraykernels {
+
+/// What a pass saw. The extremes are those of the quantized values, infinities of the other end when it saw none but
+/// NaN; a zero extreme may have either sign.
+struct Statistics {
+    double greatest = -std::numeric_limits<double>::infinity();
+    double least = std::numeric_limits<double>::infinity();
+    std::uint64_t overflows = 0;
+    std::uint64_t underflows = 0;
+};
+
+/// The part of a quantizer's description that picks a loop.
+struct Selection {
+    embedded::QuantizerModeEnum mode;
+    embedded::RoundModeEnum round;
+    embedded::OverflowModeEnum overflow;
+};
+
+/// Quantizes the array. With `statistics` null nothing is counted. The limits are valid.
+void quantizeArray(Selection selection, const ElementLimits& limits, const double* in, double* out, std::size_t count,
+                   Statistics* statistics);
+
+}  // namespace arraykernels
