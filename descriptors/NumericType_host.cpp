@@ -1,0 +1,233 @@
+// A type as the host sees it: signs as host arrays, enumerations as host types, dialog texts, and property events.
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "descriptors/NumericType.h"
+#include "descriptors/NumericType_tables.h"
+#include "host/EnumStringType.h"
+#include "host/OMClass.h"
+#include "host/OMDatabaseClient.h"
+#include "host/OMInterface.h"
+#include "host/OMPropertyEvent.h"
+#include "host/OMTypeRepository.h"
+#include "host/hi.h"
+#include "host/hv.h"
+
+namespace EmbeddedTypeSystem {
+
+namespace {
+
+using namespace numerictypetables;
+
+bool isNumericOrLogical(const hvArray* value) {
+    return hvIsNumeric(value) || hvIsLogical(value);
+}
+
+/// Finds the host type of that name, or makes it with the rows in their order.
+template <class Table>
+EnumStringType* enumType(const char* name, const Table& table) {
+    if (auto* known = dynamic_cast<EnumStringType*>(OMTypeRepository::getType(name, true))) {
+        return known;
+    }
+    auto made = std::make_unique<EnumStringType>(name);
+    for (const auto& row : table) {
+        made->addValue(static_cast<std::int32_t>(row.value), row.text);
+    }
+    EnumStringType* const type = made.get();
+    OMTypeRepository::addType(std::move(made));
+    return type;
+}
+
+/// Keeps the host quiet about a failing evaluation.
+class QuietErrors {
+ public:
+    QuietErrors() : mOldMode(hvSetErrorMode(-1)) {}
+    ~QuietErrors() { hvSetErrorMode(mOldMode); }
+    QuietErrors(const QuietErrors&) = delete;
+    QuietErrors& operator=(const QuietErrors&) = delete;
+
+ private:
+    int mOldMode;
+};
+
+/// Hands the number that a text evaluates to, if there is one, to the action.
+template <class Action>
+void withNumber(const char* text, Action&& action) {
+    hvArray* result = nullptr;
+    const int status = NumericType::EvalString(result, text);
+    const hvArrayOwner owner(result);
+    if (status == 0 && hvIsNumeric(result)) {
+        action(hvGetScalar(result));
+    }
+}
+
+/// Truncates toward zero; NaN gives 0 and values beyond int its bounds.
+int truncated(double value) {
+    if (std::isnan(value)) {
+        return 0;
+    }
+    if (value <= INT_MIN) {
+        return INT_MIN;
+    }
+    return value >= INT_MAX ? INT_MAX : static_cast<int>(value);
+}
+
+const OMPropInfo* findProperty(const OMInterface* interface, const char* name) {
+    return interface->getClass()->getProperty(name);
+}
+
+/// Tells the listeners that the property was set. A class without the property has no listeners for it.
+void sendPostSet(OMInterface* interface, const OMPropInfo* property, const void* newValue) {
+    if (property == nullptr) {
+        return;
+    }
+    const OMPropertyEvent event(property, OMPropertyEvent::Kind::PostSet, interface, newValue);
+    interface->notifyPropEvent(OMDatabaseClient::getInternalClient(), event);
+}
+
+template <class Value>
+void sendPostSet(OMInterface* interface, const char* name, const Value& newValue) {
+    sendPostSet(interface, findProperty(interface, name), static_cast<const void*>(&newValue));
+}
+
+/// A text travels as its characters. The buffer holds the longest of the text forms.
+void sendText(OMInterface* interface, const char* name, const NumericType* type,
+              void (*write)(char* buffer, const NumericType* type)) {
+    char text[31];
+    write(text, type);
+    sendPostSet(interface, findProperty(interface, name), text);
+}
+
+/// A sign travels as a byte, or as a logical array where the record is of the type that also knows the empty sign.
+void sendSign(OMInterface* interface, const char* name, bool isSigned) {
+    const OMPropInfo* property = findProperty(interface, name);
+    if (property != nullptr && std::string_view(property->getDataType()->getName()) == "VELMAR array") {
+        const hvArrayOwner array(hvCreateLogicalScalar(isSigned));
+        sendPostSet(interface, property, array.get());
+    } else {
+        sendPostSet(interface, property, static_cast<const void*>(&isSigned));
+    }
+}
+
+}  // namespace
+
+hvArray* NumericType::getSignednessBool() const {
+    return isUnspecifiedSign() ? hvCreateLogicalMatrix(0, 0) : hvCreateLogicalScalar(isSigned());
+}
+
+hvArray* NumericType::getSignednessAsHvArray() const {
+    return hvCreateString(getSignednessString());
+}
+
+hvArray* NumericType::getSpecifiedSignAsHvArray() const {
+    return hvCreateLogicalScalar(getSpecifiedSign());
+}
+
+bool NumericType::getIsSignedFromHvArray(const hvArray* value, const char* name) {
+    // An absent array is of no class at all.
+    if (!isNumericOrLogical(value) || !hvIsScalar(value) || hvIsComplex(value)) {
+        throwSignedUnsignedException(name);
+    }
+    const double sign = hvGetScalar(value);
+    if (sign != 0.0 && sign != 1.0) {
+        throwSignedUnsignedException(name);
+    }
+    return sign == 1.0;
+}
+
+NumericType::Signedness NumericType::getSignednessBoolFromHvArray(const hvArray* value, const char* name) {
+    if (hvIsEmpty(value)) {
+        return Signedness::Auto;
+    }
+    if (!isNumericOrLogical(value)) {
+        throwSignednessBoolException(name);
+    }
+    return getIsSignedFromHvArray(value, name) ? Signedness::Signed : Signedness::Unsigned;
+}
+
+void NumericType::setSpecifiedSign(const hvArray* value, const char* name) {
+    setSigned(getIsSignedFromHvArray(value, name));
+}
+
+void NumericType::setSignednessBool(const hvArray* value, const char* name) {
+    setSignedness(getSignednessBoolFromHvArray(value, name));
+}
+
+EnumStringType* NumericType::getDataTypeModeEnum() {
+    static EnumStringType* const type = enumType("NumericTypeDataTypeModeEnum", kModes);
+    return type;
+}
+EnumStringType* NumericType::getDataTypeEnum() {
+    static EnumStringType* const type = enumType("NumericTypeDataTypeEnum", kDataTypes);
+    return type;
+}
+EnumStringType* NumericType::getScalingEnum() {
+    static EnumStringType* const type = enumType("NumericTypeScalingEnum", kScalings);
+    return type;
+}
+EnumStringType* NumericType::getSignednessEnum() {
+    static EnumStringType* const type = enumType("embedded numerictype Signedness", kSigns);
+    return type;
+}
+EnumStringType* NumericType::getDataTypeOverrideEnum() {
+    static EnumStringType* const type = enumType("DataTypeOverride", kOverrides);
+    return type;
+}
+
+int NumericType::EvalString(hvArray*& result, const char* text) {
+    result = nullptr;
+    const hvArrayOwner expression(hvCreateString(text));
+    hvArray* arguments[] = {expression.get()};
+    const QuietErrors quiet;
+    return hiCallFcnWithTrap(1, &result, 1, arguments, "eval");
+}
+
+void NumericType::setWordLengthString(const char* text) {
+    withNumber(text, [this](double value) { setWordLength(truncated(value)); });
+}
+void NumericType::setFractionLengthString(const char* text) {
+    withNumber(text, [this](double value) { setFixedExponent(negated(truncated(value))); });
+}
+void NumericType::setSlopeString(const char* text) {
+    withNumber(text, [this](double value) { setSlope(value); });
+}
+void NumericType::setBiasString(const char* text) {
+    withNumber(text, [this](double value) { setBias(value); });
+}
+
+void NumericType::NotifyWordLengthPropEvent(OMInterface* interface, int value) {
+    sendPostSet(interface, "WordLength", value);
+}
+void NumericType::NotifyFractionLengthPropEvent(OMInterface* interface, int value) {
+    sendPostSet(interface, "FractionLength", value);
+}
+void NumericType::NotifySlopePropEvent(OMInterface* interface, double value) {
+    sendPostSet(interface, "Slope", value);
+}
+void NumericType::NotifyBiasPropEvent(OMInterface* interface, double value) {
+    sendPostSet(interface, "Bias", value);
+}
+void NumericType::NotifySignedPropEvent(OMInterface* interface, bool value) {
+    sendSign(interface, "Signed", value);
+}
+void NumericType::NotifyPrivDLGWordLengthStringPropEvent(OMInterface* interface, const NumericType* type) {
+    sendText(interface, "PrivDLGWordLengthString", type, GetWordLengthString);
+}
+void NumericType::NotifyPrivDLGFractionLengthStringPropEvent(OMInterface* interface, const NumericType* type) {
+    sendText(interface, "PrivDLGFractionLengthString", type, GetFractionLengthString);
+}
+void NumericType::NotifyPrivDLGSlopeStringPropEvent(OMInterface* interface, const NumericType* type) {
+    sendText(interface, "PrivDLGSlopeString", type, GetSlopeString);
+}
+void NumericType::NotifyPrivDLGBiasStringPropEvent(OMInterface* interface, const NumericType* type) {
+    sendText(interface, "PrivDLGBiasString", type, GetBiasString);
+}
+void NumericType::NotifyPrivDLGSignedPropEvent(OMInterface* interface, const NumericType* type) {
+    sendSign(interface, "PrivDLGSigned", type->isSigned());
+}
+
+}  // namespace EmbeddedTypeSystem

@@ -1,0 +1,99 @@
+#include "typesystem/Type.h"
+
+#include <cstring>
+
+#include "host/ErrorIdException.h"
+#include "host/OMInterface.h"
+#include "host/bs.h"
+
+namespace EmbeddedTypeSystem {
+
+namespace {
+
+void store(std::string& target, const char* text) {
+    if (text == nullptr || *text == '\0') {
+        return;
+    }
+    constexpr std::size_t kMaxCharacters = 128;
+    if (::strnlen(text, kMaxCharacters + 1) > kMaxCharacters) {
+        raiseError("embeddedtype:string:InvalidStringParam", "Parameter must be a string less than 128 characters");
+    }
+    target = text;
+}
+
+}  // namespace
+
+Type::Type(const Type& other)
+    : mIdentifier(other.mIdentifier),
+      mName(other.mName),
+      mReadOnly(other.mReadOnly),
+      mVolatile(other.mVolatile),
+      mBeingDeleted(other.mBeingDeleted),
+      mCanDeleteOMI(other.mCanDeleteOMI) {}
+
+Type& Type::operator=(const Type& other) {
+    mIdentifier = other.mIdentifier;
+    mName = other.mName;
+    mReadOnly = other.mReadOnly;
+    mVolatile = other.mVolatile;
+    mBeingDeleted = other.mBeingDeleted;
+    mCanDeleteOMI = other.mCanDeleteOMI;
+    return *this;
+}
+
+Type::~Type() {
+    // Giving up the handle may run the host's destroy step, which must then leave this object alone.
+    mBeingDeleted = true;
+    if (mCanDeleteOMI) {
+        OMInterface::operator delete(mInterface);
+    }
+}
+
+unsigned Type::isOpaque() const {
+    return 0;
+}
+
+bool Type::operator==(const Type& other) const {
+    return mReadOnly == other.mReadOnly && mVolatile == other.mVolatile;
+}
+
+unsigned Type::hash() const {
+    return 0;
+}
+
+unsigned char Type::compare(const Type* /*other*/) const {
+    return 0;
+}
+
+bool Type::canBeConvertedTo(const Type* /*other*/) const {
+    return true;
+}
+
+void Type::setIdentifier(const char* text) {
+    store(mIdentifier, text);
+}
+
+void Type::setName(const char* text) {
+    store(mName, text);
+}
+
+void Type::setOMI(OMInterface* interface) {
+    OMInterface* const old = mInterface;
+    mInterface = interface;
+    OMInterface::operator delete(old);
+}
+
+void* Type::operator new(std::size_t bytes) {
+    return bsMallocWithCheck(bytes);
+}
+void* Type::operator new[](std::size_t bytes) {
+    return bsMallocWithCheck(bytes);
+}
+void Type::operator delete(void* memory) noexcept {
+    bsFree(memory);
+}
+void Type::operator delete[](void* memory) noexcept {
+    bsFree(memory);
+}
+
+}  // namespace EmbeddedTypeSystem
