@@ -33,6 +33,7 @@ class TOLVANE_HOST_API OMApplication {
  private:
     friend class OMClass;
     void forget(OMClass* objectClass);
+    void rename(OMClass* objectClass, const char* name);
 
     std::string mName;
     bool mIsPublic;

@@ -62,7 +62,8 @@ class TOLVANE_HOST_API OMClass {
     virtual std::vector<OMMethodInfo*> getMethods() const;
     virtual std::vector<const OMEventInfo*> getEvents() const;
     virtual int getNumberOfRuntimeProperties(OMInterface* interface) const;
-    /// Returns package name, ".", name; the name alone outside a package. Valid until either changes.
+    /// Returns package name, ".", name, also after the package gave the class up, or the name alone when it was never
+    /// in one. Valid until the class is renamed or put into a package.
     virtual const char* getFullName() const;
     virtual const char* getDescription() const;
     virtual void setDescription(const char* description);
@@ -102,7 +103,6 @@ class TOLVANE_HOST_API OMClass {
     friend class OMInterface;
     void keep() { ++mKeepers; }
     void letGo();
-    void updateFullName();
 
     std::string mName;
     std::string mFullName;
@@ -112,8 +112,10 @@ class TOLVANE_HOST_API OMClass {
     bool mFlagB = false;
     OMClass* mSuperClass = nullptr;
     OMApplication* mApplication = nullptr;
-    // Packages, subclasses and handles that hold this record.
+    // Counts the package, the subclasses and the handles that hold this record.
     int mKeepers = 0;
+    // Set by the first package: from then on the record ends with its last keeper.
+    bool mIsOwnedByKeepers = false;
     std::vector<std::unique_ptr<OMPropInfo>> mProperties;
     std::vector<std::unique_ptr<OMMethodInfo>> mMethods;
     std::vector<std::unique_ptr<OMEventInfo>> mEvents;

@@ -21,7 +21,6 @@ class TOLVANE_HOST_API OMTypeRepository {
 
  private:
     friend class OMApplication;
-    friend class OMClass;
-    static void addClass(OMClass* objectClass);
-    static void removeClass(const OMClass* objectClass);
+    static void addClass(const std::string& fullName, OMClass* objectClass);
+    static void removeClass(const std::string& fullName);
 };
