@@ -60,8 +60,12 @@ HWY_INLINE Mask both(Mask a, Mask b) {
 HWY_INLINE Mask butNot(Mask a, Mask b) {
     return hn::AndNot(b, a);
 }
-HWY_INLINE Mask sameValue(Lanes a, Lanes b) {
-    return a == b;
+// Wrapping a vector costs less than a mispredicted branch around it.
+HWY_INLINE bool anyOf(Mask) {
+    return true;
+}
+HWY_INLINE Mask otherBits(Lanes a, Lanes b) {
+    return hn::RebindMask(Tag(), hn::Ne(hn::BitCast(BitsTag(), a.v), hn::BitCast(BitsTag(), b.v)));
 }
 
 // x86 minimum and maximum give the second operand when one is NaN or both are zero: just the selections wanted here.
@@ -88,15 +92,14 @@ HWY_INLINE Lanes powerReciprocal(Lanes x) {
 }
 
 #include "numbers/rounding_rules.inl.h"
-#include "quantization/element_rules.inl.h"
+#include "quantization/fixed_rules.inl.h"
+#include "quantization/float_rules.inl.h"
 
 // The one loop. Element is a stateless function object that quantizes a Lanes. What is left at the end goes through a
 // padded vector of zeros, which no mode counts and whose lanes are kept out of the extremes.
-template <bool counting, class Element>
-void walk(Element element, const ElementLimits& elementLimits, const double* in, double* out, std::size_t count,
-          Statistics* statistics) {
+template <bool counting, class Element, class Limits>
+void walk(Element element, Limits limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
     const Tag tag;
-    const LimitsOf<Lanes> limits(elementLimits, Lanes{hn::Zero(tag)});
     Lanes greatest{hn::Set(tag, -std::numeric_limits<double>::infinity())};
     Lanes least{hn::Set(tag, std::numeric_limits<double>::infinity())};
     std::size_t overflows = 0;
@@ -109,8 +112,8 @@ void walk(Element element, const ElementLimits& elementLimits, const double* in,
         if constexpr (counting) {
             greatest = greaterOf(result.value, greatest);
             least = lesserOf(result.value, least);
-            overflows += hn::CountTrue(tag, result.overflowed);
-            underflows += hn::CountTrue(tag, result.underflowed);
+            overflows += hn::CountTrue(tag, result.overflow);
+            underflows += hn::CountTrue(tag, result.underflow);
         }
     }
     if (i < count) {
@@ -123,8 +126,8 @@ void walk(Element element, const ElementLimits& elementLimits, const double* in,
             const Mask used = hn::FirstN(tag, count - i);
             greatest = choose(used, greaterOf(result.value, greatest), greatest);
             least = choose(used, lesserOf(result.value, least), least);
-            overflows += hn::CountTrue(tag, result.overflowed);
-            underflows += hn::CountTrue(tag, result.underflowed);
+            overflows += hn::CountTrue(tag, result.overflow);
+            underflows += hn::CountTrue(tag, result.underflow);
         }
     }
     if constexpr (counting) {
@@ -135,79 +138,91 @@ void walk(Element element, const ElementLimits& elementLimits, const double* in,
     }
 }
 
-using Loop = void (*)(const ElementLimits&, const double*, double*, std::size_t, Statistics*);
+template <class Limits>
+using Loop = void (*)(const Limits&, const double*, double*, std::size_t, Statistics*);
+using BoundsLoop = Loop<FixedDoubleLimits>;
 
-template <bool counting, class Rule, class Overflow>
-void fixedLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
-    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l)
-                       HWY_ATTR { return quantizeFixedElement<Rule, Overflow>(x, l); },
+template <bool counting, class Rule, class Overflow, class Word>
+void fixedLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
+               Statistics* statistics) {
+    walk<counting>([](Lanes x, const FixedDoubleLimits& l)
+                       HWY_ATTR { return quantizeFixedValue<Rule, Overflow, Word>(x, l); },
                    limits, in, out, count, statistics);
 }
 template <bool counting, class Rule>
-void floatLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
-    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeFloatElement<Rule>(x, l); }, limits,
+void floatLoop(const FloatDoubleLimits& limits, const double* in, double* out, std::size_t count,
+               Statistics* statistics) {
+    walk<counting>([](Lanes x, const FloatDoubleLimits& l) HWY_ATTR { return quantizeFloatValue<Rule>(x, l); }, limits,
                    in, out, count, statistics);
 }
 template <bool counting>
-void scaledDoubleLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count,
+void scaledDoubleLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
                       Statistics* statistics) {
-    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeScaledDoubleElement(x, l); }, limits,
-                   in, out, count, statistics);
-}
-template <bool counting>
-void doubleLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
-    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeDoubleElement(x, l); }, limits, in,
+    walk<counting>([](Lanes x, const FixedDoubleLimits& l) HWY_ATTR { return watchScaledDouble(x, l); }, limits, in,
                    out, count, statistics);
 }
 template <bool counting>
-void booleanLoop(const ElementLimits& limits, const double* in, double* out, std::size_t count,
+void doubleLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
+                Statistics* statistics) {
+    walk<counting>([](Lanes x, const FixedDoubleLimits& l) HWY_ATTR { return watchDouble(x, l); }, limits, in, out,
+                   count, statistics);
+}
+template <bool counting>
+void booleanLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
                  Statistics* statistics) {
-    walk<counting>([](Lanes x, const LimitsOf<Lanes>& l) HWY_ATTR { return quantizeBooleanElement(x, l); }, limits, in,
+    walk<counting>([](Lanes x, const FixedDoubleLimits& l) HWY_ATTR { return quantizeBooleanValue(x, l); }, limits, in,
                    out, count, statistics);
 }
 
 // Columns in the order of embedded::RoundModeEnum.
-template <bool counting, class Overflow>
-constexpr Loop kFixedLoops[6] = {
-    fixedLoop<counting, CeilRule, Overflow>,    fixedLoop<counting, ConvergentRule, Overflow>,
-    fixedLoop<counting, FixRule, Overflow>,     fixedLoop<counting, FloorRule, Overflow>,
-    fixedLoop<counting, NearestRule, Overflow>, fixedLoop<counting, RoundRule, Overflow>};
+template <bool counting, class Overflow, class Word>
+constexpr BoundsLoop kFixedLoops[6] = {
+    fixedLoop<counting, CeilRule, Overflow, Word>,    fixedLoop<counting, ConvergentRule, Overflow, Word>,
+    fixedLoop<counting, FixRule, Overflow, Word>,     fixedLoop<counting, FloorRule, Overflow, Word>,
+    fixedLoop<counting, NearestRule, Overflow, Word>, fixedLoop<counting, RoundRule, Overflow, Word>};
 template <bool counting>
-constexpr Loop kFloatLoops[6] = {floatLoop<counting, CeilRule>,    floatLoop<counting, ConvergentRule>,
-                                 floatLoop<counting, FixRule>,     floatLoop<counting, FloorRule>,
-                                 floatLoop<counting, NearestRule>, floatLoop<counting, RoundRule>};
+constexpr Loop<FloatDoubleLimits> kFloatLoops[6] = {
+    floatLoop<counting, CeilRule>,  floatLoop<counting, ConvergentRule>, floatLoop<counting, FixRule>,
+    floatLoop<counting, FloorRule>, floatLoop<counting, NearestRule>,    floatLoop<counting, RoundRule>};
+
+template <bool counting, class Word>
+BoundsLoop fixedLoopFor(Selection selection) {
+    const auto round = static_cast<std::size_t>(selection.round);
+    // Both words saturate by their bounds alone.
+    return selection.overflow == embedded::OverflowModeEnum::Saturate
+               ? kFixedLoops<counting, SaturateOverflow, SignedWord>[round]
+               : kFixedLoops<counting, WrapOverflow, Word>[round];
+}
 
 template <bool counting>
-Loop loopFor(Selection selection) {
+BoundsLoop loopFor(Selection selection) {
     using Mode = embedded::QuantizerModeEnum;
-    const auto round = static_cast<std::size_t>(selection.round);
-    const bool saturates = selection.overflow == embedded::OverflowModeEnum::Saturate;
     switch (selection.mode) {
         case Mode::Fixed:
-            return saturates ? kFixedLoops<counting, SaturateRule>[round]
-                             : kFixedLoops<counting, WrapSignedRule>[round];
+            return fixedLoopFor<counting, SignedWord>(selection);
         case Mode::Ufixed:
-            return saturates ? kFixedLoops<counting, SaturateRule>[round]
-                             : kFixedLoops<counting, WrapUnsignedRule>[round];
-        case Mode::Float:
-            return kFloatLoops<counting>[round];
-        case Mode::Single:
-            return floatLoop<counting, RoundRule>;
+            return fixedLoopFor<counting, UnsignedWord>(selection);
         case Mode::Boolean:
             return booleanLoop<counting>;
         case Mode::ScaledDouble:
         case Mode::UnsignedScaledDouble:
             return scaledDoubleLoop<counting>;
-        case Mode::Double:
-        case Mode::None:
-            break;
+        default:
+            return doubleLoop<counting>;
     }
-    return doubleLoop<counting>;
 }
 
-void quantizeArrayForTarget(Selection selection, const ElementLimits& limits, const double* in, double* out,
-                            std::size_t count, Statistics* statistics) {
+void quantizeForTarget(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
+                       std::size_t count, Statistics* statistics) {
     (statistics ? loopFor<true>(selection) : loopFor<false>(selection))(limits, in, out, count, statistics);
+}
+
+void quantizeFloatForTarget(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
+                            std::size_t count, Statistics* statistics) {
+    // Mode single always rounds ties away from zero.
+    const auto round = static_cast<std::size_t>(
+        selection.mode == embedded::QuantizerModeEnum::Single ? embedded::RoundModeEnum::Round : selection.round);
+    (statistics ? kFloatLoops<true>[round] : kFloatLoops<false>[round])(limits, in, out, count, statistics);
 }
 
 }  // namespace
@@ -218,11 +233,17 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace arraykernels {
 
-HWY_EXPORT(quantizeArrayForTarget);
+HWY_EXPORT(quantizeForTarget);
+HWY_EXPORT(quantizeFloatForTarget);
 
-void quantizeArray(Selection selection, const ElementLimits& limits, const double* in, double* out, std::size_t count,
-                   Statistics* statistics) {
-    HWY_DYNAMIC_DISPATCH(quantizeArrayForTarget)(selection, limits, in, out, count, statistics);
+void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
+                   std::size_t count, Statistics* statistics) {
+    HWY_DYNAMIC_DISPATCH(quantizeForTarget)(selection, limits, in, out, count, statistics);
+}
+
+void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
+                        std::size_t count, Statistics* statistics) {
+    HWY_DYNAMIC_DISPATCH(quantizeFloatForTarget)(selection, limits, in, out, count, statistics);
 }
 
 }  // namespace arraykernels

@@ -1,7 +1,8 @@
 // Loops over whole arrays of doubles, compiled for several instruction sets and chosen once for the processor at hand.
 //
-// They apply the element rules of quantization/element_rules.inl.h and so give, in every bit, what the stored quantize
-// function of a quantizer gives element by element. `in` and `out` hold `count` doubles and are the same or disjoint.
+// They apply the rules of quantization/fixed_rules.inl.h and float_rules.inl.h and so give, in every bit, what the
+// stored quantize function of a quantizer gives element by element. `in` and `out` hold `count` doubles and are the
+// same or disjoint.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +10,8 @@
 #include <limits>
 
 #include "descriptors/embedded.h"
-#include "quantization/element_limits.h"
+#include "quantization/fixed_limits.h"
+#include "quantization/float_limits.h"
 
 namespace arraykernels {
 
@@ -29,8 +31,12 @@ struct Selection {
     embedded::OverflowModeEnum overflow;
 };
 
-/// Quantizes the array. With `statistics` null nothing is counted. The limits are valid.
-void quantizeArray(Selection selection, const ElementLimits& limits, const double* in, double* out, std::size_t count,
-                   Statistics* statistics);
+/// Quantizes the array in mode fixed or ufixed (the limits are valid), or in one of the modes that take bounds alone:
+/// double, none, boolean and the scaled doubles. With `statistics` null nothing is counted.
+void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
+                   std::size_t count, Statistics* statistics);
+/// As above, in the modes float and single.
+void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
+                        std::size_t count, Statistics* statistics);
 
 }  // namespace arraykernels

@@ -4,6 +4,10 @@
 // functions and the array kernels work on these copies instead. The rule itself is in quantization/fixed_rules.inl.h.
 #pragma once
 
+#include <bit>
+#include <cstdint>
+#include <limits>
+
 #include "host/export.h"
 #include "numbers/rounding.h"
 
@@ -33,6 +37,15 @@ inline bool butNot(bool a, bool b) {
 }
 inline bool anyOf(bool a) {
     return a;
+}
+inline bool otherBits(double a, double b) {
+    return std::bit_cast<std::uint64_t>(a) != std::bit_cast<std::uint64_t>(b);
+}
+inline double lesserOf(double limit, double x) {
+    return limit < x ? limit : x;
+}
+inline double greaterOf(double limit, double x) {
+    return limit > x ? limit : x;
 }
 
 #include "quantization/fixed_rules.inl.h"

@@ -5,7 +5,9 @@
 // masks that comparisons give:
 //     either(a, b)    where one of them holds
 //     butNot(a, b)    where the first holds and the second doesn't
-//     anyOf(a)        a bool: whether it holds for any lane
+//     anyOf(a)        a bool: whether it holds for any lane; may be true where that costs more than the work it saves
+//     otherBits(V, V) where any bit differs
+//     lesserOf(limit, x), greaterOf(limit, x)   limit < x ? limit : x, and limit > x ? limit : x; so NaN passes
 // A zero passes as it is, sign included, and is never counted. Rounding comes first, overflow second: a value that only
 // rounds out of range overflows. A NaN fails both bound comparisons and passes uncounted.
 
@@ -17,15 +19,27 @@ struct FixedResult {
     Mask underflow;
 };
 
+/// A value brought into range, and where it was outside.
+template <class V, class Mask>
+struct RangedResult {
+    V value;
+    Mask outside;
+};
+
+/// The value modulo the wraparound W: the fraction of x / W times W is exact, since the quotient is a scaling by a power
+/// of two and the remainder has no more bits than the word. It is never negative, so clearing the sign changes nothing
+/// but the NaN that infinity gives, which the processor makes with a sign and the host without.
+template <class V>
+V modWraparound(V x, const FixedDoubleLimits& limits) {
+    return magnitude(modFromQuotient(x * like(x, limits.inverseWraparound), like(x, limits.wraparound)));
+}
+
 /// The word of two's complement: values from the lower bound -W/2 to W/2 less one step.
 struct SignedWord {
-    /// Brings a value on the grid into the word. Taking the fraction of x / W times W is exact, since the quotient is a
-    /// scaling by a power of two and the remainder has no more bits than the word; infinity becomes NaN.
     template <class V>
     static V wrapped(V x, const FixedDoubleLimits& limits) {
-        const V modulus = like(x, limits.wraparound);
-        const V remainder = modFromQuotient(x * like(x, limits.inverseWraparound), modulus);
-        return choose(remainder >= like(x, -limits.lowerbound), remainder - modulus, remainder);
+        const V remainder = modWraparound(x, limits);
+        return choose(remainder >= like(x, -limits.lowerbound), remainder - like(x, limits.wraparound), remainder);
     }
 };
 
@@ -33,24 +47,29 @@ struct SignedWord {
 struct UnsignedWord {
     template <class V>
     static V wrapped(V x, const FixedDoubleLimits& limits) {
-        return modFromQuotient(x * like(x, limits.inverseWraparound), like(x, limits.wraparound));
+        return modWraparound(x, limits);
     }
 };
 
-/// Takes the bound that the value has passed.
+/// Takes the bound that the value has passed. A value inside keeps all its bits, so a changed bit tells the others.
 struct SaturateOverflow {
     template <class Word, class V>
-    static V apply(V x, const FixedDoubleLimits& limits) {
-        const V realmax = like(x, limits.realmax);
-        return choose(realmax < x, realmax, like(x, limits.lowerbound));
+    static auto apply(V x, const FixedDoubleLimits& limits) {
+        const V value = greaterOf(like(x, limits.lowerbound), lesserOf(like(x, limits.realmax), x));
+        return RangedResult<V, decltype(otherBits(x, x))>{value, otherBits(value, x)};
     }
 };
 
 /// Takes the value modulo the wraparound.
 struct WrapOverflow {
     template <class Word, class V>
-    static V apply(V x, const FixedDoubleLimits& limits) {
-        return Word::template wrapped<V>(x, limits);
+    static auto apply(V x, const FixedDoubleLimits& limits) {
+        const auto outside = either(like(x, limits.realmax) < x, x < like(x, limits.lowerbound));
+        V value = x;
+        if (anyOf(outside)) {
+            value = choose(outside, Word::template wrapped<V>(x, limits), x);
+        }
+        return RangedResult<V, decltype(x < x)>{value, outside};
     }
 };
 
@@ -59,12 +78,8 @@ template <class Rule, class Overflow, class Word, class V>
 auto quantizeFixedValue(V x, const FixedDoubleLimits& limits) {
     const V zero = like(x, 0.0);
     const auto isZero = x == zero;
-    const V rounded = Rule::template apply<V>(x * like(x, limits.scale)) * like(x, limits.inverseScale);
-    V value = choose(isZero, x, rounded);
-    const auto underflow = butNot(value == zero, isZero);
-    const auto overflow = either(like(x, limits.realmax) < value, value < like(x, limits.lowerbound));
-    if (anyOf(overflow)) {
-        value = choose(overflow, Overflow::template apply<Word>(value, limits), value);
-    }
-    return FixedResult<V, decltype(x == zero)>{value, overflow, underflow};
+    const V scaled = Rule::template apply<V>(x * like(x, limits.scale)) * like(x, limits.inverseScale);
+    const V rounded = choose(isZero, x, scaled);
+    const auto ranged = Overflow::template apply<Word, V>(rounded, limits);
+    return FixedResult<V, decltype(x == zero)>{ranged.value, ranged.outside, butNot(rounded == zero, isZero)};
 }

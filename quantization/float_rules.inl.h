@@ -1,0 +1,49 @@
+// What the floating-point formats, and the modes that only watch, do to a vector of doubles.
+//
+// No include guard: included after quantization/fixed_rules.inl.h, inside the same namespace, once for each instruction
+// set. Every step gives what the operations of `number` on a double give, in every bit. Vocabulary beyond the other
+// rules':
+//     both(m, m)           where both masks hold
+//     exponentPart(x)      2^exponent of a normal value, by its bits; 0 below the least normal double
+//     powerReciprocal(p)   1 / p for a power of two p from 2^-1022 to 2^1022, by its bits
+
+/// Overflow first, to infinity; then rounding at the last mantissa bit of the value's own exponent, or of the least
+/// normal exponent for what is smaller. NaN and zero pass.
+template <class Rule, class V>
+auto quantizeFloatValue(V x, const FloatDoubleLimits& limits) {
+    const V zero = like(x, 0.0);
+    const V infinity = like(x, std::numeric_limits<double>::infinity());
+    const auto isZero = x == zero;
+    const auto above = like(x, limits.realmax) < x;
+    const auto outside = either(above, x < like(x, limits.lowerbound));
+    // 2^max(exponent of x, least exponent); it and its product with 2^mantissa bits are normal in every format served.
+    const V power = greaterOf(like(x, limits.leastNormal), exponentPart(x));
+    const V rounded = Rule::template apply<V>(x * (powerReciprocal(power) * like(x, limits.mantissaScale))) *
+                      (power * like(x, limits.inverseMantissaScale));
+    const V ranged = choose(outside, choose(above, infinity, zero - infinity), rounded);
+    const V value = choose(butNot(x == x, isZero), ranged, x);
+    return FixedResult<V, decltype(x == zero)>{value, outside, butNot(value == zero, isZero)};
+}
+
+/// Scaled double: the value stays, and what the fixed-point format would have done is counted.
+template <class V>
+auto watchScaledDouble(V x, const FixedDoubleLimits& limits) {
+    const V zero = like(x, 0.0);
+    const auto small = both(like(x, limits.negativeEps) < x, x < like(x, limits.positiveEps));
+    const auto outside = either(like(x, limits.realmax) < x, x < like(x, limits.lowerbound));
+    return FixedResult<V, decltype(x == zero)>{x, outside, butNot(small, x == zero)};
+}
+
+/// Double and none: the value stays, and what passes the bounds overflows.
+template <class V>
+auto watchDouble(V x, const FixedDoubleLimits& limits) {
+    const auto outside = either(like(x, limits.realmax) < x, x < like(x, limits.lowerbound));
+    return FixedResult<V, decltype(x == x)>{x, outside, x < x};
+}
+
+/// Boolean: whatever isn't zero is 1, NaN too.
+template <class V>
+auto quantizeBooleanValue(V x, const FixedDoubleLimits&) {
+    const V zero = like(x, 0.0);
+    return FixedResult<V, decltype(x == zero)>{choose(x == zero, x, like(x, 1.0)), x < x, x < x};
+}
