@@ -1,0 +1,343 @@
+// Quantizing doubles and multi-precision values, against hand-written code of the same operation.
+//
+// Each case is a format, a rounding and an overflow mode and an array length. Its baseline "hand" is a plain loop over
+// that one format, compiled for the processor's widest vectors and free of any count. Variants: the array entrance with
+// logging off and on, and the element path with logging off and on. Before a case is timed its results are compared
+// with the baseline's, value by value.
+#include <mpfr.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "benchmarks/ratio_report.h"
+#include "numbers/mpnumber.h"
+#include "numbers/number.h"
+#include "quantization/quantizer.h"
+
+namespace {
+
+using Round = embedded::RoundModeEnum;
+using Overflow = embedded::OverflowModeEnum;
+
+constexpr const char* kRoundNames[] = {"ceil", "convergent", "fix", "floor", "nearest", "round"};
+constexpr const char* kOverflowNames[] = {"saturate", "wrap"};
+
+struct Format {
+    const char* name;
+    bool isSigned;
+    int wordBits;
+    int fractionBits;
+};
+constexpr Format kFormats[] = {{"s16,15", true, 16, 15}, {"u24,20", false, 24, 20}};
+
+// The baseline. The arithmetic is what an engineer would write for one format: scale, round, clamp or wrap.
+struct HandFormat {
+    double scale, inverse, greatest, least, modulus;
+};
+
+template <Round round>
+__attribute__((always_inline)) inline double handRound(double v) {
+    if constexpr (round == Round::Ceil) return std::ceil(v);
+    if constexpr (round == Round::Convergent) return std::nearbyint(v);
+    if constexpr (round == Round::Fix) return std::trunc(v);
+    if constexpr (round == Round::Floor) return std::floor(v);
+    if constexpr (round == Round::Nearest) return std::floor(v + 0.5);
+    if constexpr (round == Round::Round) return std::trunc(v + std::copysign(0.5, v));
+}
+
+template <Round round, Overflow overflow>
+__attribute__((always_inline)) inline void handLoop(const double* in, double* out, std::size_t count, HandFormat f) {
+    for (std::size_t i = 0; i < count; ++i) {
+        double v = handRound<round>(in[i] * f.scale);
+        if constexpr (overflow == Overflow::Saturate) {
+            v = v < f.greatest ? v : f.greatest;
+            v = v > f.least ? v : f.least;
+        } else {
+            v = v - f.modulus * std::floor((v - f.least) / f.modulus);
+        }
+        out[i] = v * f.inverse;
+    }
+}
+
+template <Round round, Overflow overflow>
+__attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512"), optimize("O3"))) void hand512(
+    const double* in, double* out, std::size_t count, HandFormat f) {
+    handLoop<round, overflow>(in, out, count, f);
+}
+template <Round round, Overflow overflow>
+__attribute__((target("avx2"), optimize("O3"))) void hand256(const double* in, double* out, std::size_t count,
+                                                             HandFormat f) {
+    handLoop<round, overflow>(in, out, count, f);
+}
+template <Round round, Overflow overflow>
+void handPlain(const double* in, double* out, std::size_t count, HandFormat f) {
+    handLoop<round, overflow>(in, out, count, f);
+}
+
+using HandFunction = void (*)(const double*, double*, std::size_t, HandFormat);
+
+template <Round round, Overflow overflow>
+HandFunction handFor() {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq")) return hand512<round, overflow>;
+    if (__builtin_cpu_supports("avx2")) return hand256<round, overflow>;
+#endif
+    return handPlain<round, overflow>;
+}
+
+template <Round round>
+HandFunction handFor(Overflow overflow) {
+    return overflow == Overflow::Saturate ? handFor<round, Overflow::Saturate>() : handFor<round, Overflow::Wrap>();
+}
+
+HandFunction handFor(Round round, Overflow overflow) {
+    switch (round) {
+        case Round::Ceil:
+            return handFor<Round::Ceil>(overflow);
+        case Round::Convergent:
+            return handFor<Round::Convergent>(overflow);
+        case Round::Fix:
+            return handFor<Round::Fix>(overflow);
+        case Round::Floor:
+            return handFor<Round::Floor>(overflow);
+        case Round::Nearest:
+            return handFor<Round::Nearest>(overflow);
+        case Round::Round:
+            return handFor<Round::Round>(overflow);
+    }
+    return nullptr;
+}
+
+HandFormat handFormat(const Format& format) {
+    const int top = format.wordBits - (format.isSigned ? 1 : 0);
+    return {std::ldexp(1.0, format.fractionBits), std::ldexp(1.0, -format.fractionBits), std::ldexp(1.0, top) - 1.0,
+            format.isSigned ? -std::ldexp(1.0, top) : 0.0, std::ldexp(1.0, format.wordBits)};
+}
+
+// One value in twenty overflows and some underflow, as in a signal driven a little too hot.
+std::vector<double> signal(std::size_t count, const Format& format) {
+    std::mt19937_64 random(20250101);
+    std::normal_distribution<double> normal(0.0, 0.5);
+    const double range = std::ldexp(1.0, format.wordBits - format.fractionBits - (format.isSigned ? 1 : 0));
+    std::vector<double> values(count);
+    for (double& value : values) {
+        const double x = normal(random);
+        value = range * (format.isSigned ? x : std::abs(x));
+    }
+    return values;
+}
+
+struct Case {
+    Format format;
+    Round round;
+    Overflow overflow;
+    std::size_t count;
+
+    quantizer makeQuantizer(bool logging) const {
+        using Mode = embedded::QuantizerModeEnum;
+        return quantizer(format.isSigned ? Mode::Fixed : Mode::Ufixed, round, overflow, format.wordBits,
+                         format.fractionBits, "", embedded::OperationTypeEnum::Unspecified, logging);
+    }
+};
+
+void finish(benchmark::State& state, std::size_t count) {
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(count));
+}
+
+void runHand(benchmark::State& state, const Case& c) {
+    const std::vector<double> in = signal(c.count, c.format);
+    std::vector<double> out(c.count);
+    const HandFunction hand = handFor(c.round, c.overflow);
+    const HandFormat format = handFormat(c.format);
+    for (auto iteration : state) {
+        (void)iteration;
+        hand(in.data(), out.data(), c.count, format);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    finish(state, c.count);
+}
+
+bool sameAsHand(const Case& c, const std::vector<double>& in, const std::vector<double>& out) {
+    std::vector<double> expected(c.count);
+    handFor(c.round, c.overflow)(in.data(), expected.data(), c.count, handFormat(c.format));
+    return expected == out;
+}
+
+void runArray(benchmark::State& state, const Case& c, bool logging) {
+    const std::vector<double> in = signal(c.count, c.format);
+    std::vector<double> out(c.count);
+    const quantizer q = c.makeQuantizer(logging);
+    q.quantize(in, out);
+    if (!sameAsHand(c, in, out)) return state.SkipWithError("the array entrance and the hand-written loop differ");
+    for (auto iteration : state) {
+        (void)iteration;
+        q.quantize(in, out);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    finish(state, c.count);
+}
+
+void runElements(benchmark::State& state, const Case& c, bool logging) {
+    const std::vector<double> in = signal(c.count, c.format);
+    std::vector<double> out(c.count);
+    const quantizer q = c.makeQuantizer(logging);
+    number element(0.0, q.getPrecision(), false);
+    auto pass = [&] {
+        for (std::size_t i = 0; i < c.count; ++i) {
+            element.setvalue(in[i]);
+            out[i] = q.quantize(element).todouble();
+        }
+    };
+    pass();
+    if (!sameAsHand(c, in, out)) return state.SkipWithError("the element path and the hand-written loop differ");
+    for (auto iteration : state) {
+        (void)iteration;
+        pass();
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    finish(state, c.count);
+}
+
+// 128-bit words: the same operations written directly on MPFR, on values that are copied in before each pass.
+constexpr int kWideBits = 128;
+constexpr int kWideFraction = 120;
+constexpr std::size_t kWideCount = 1000;
+
+struct WideValues {
+    WideValues() : values(kWideCount, kWideBits + 1) {
+        gmp_randstate_t random;
+        gmp_randinit_default(random);
+        gmp_randseed_ui(random, 7);
+        for (Value& value : values) {
+            mpfr_urandomb(value.data, random);
+            mpfr_sub_d(value.data, value.data, 0.5, MPFR_RNDN);
+            mpfr_mul_2si(value.data, value.data, kWideBits - kWideFraction, MPFR_RNDN);
+            mpfr_mul_d(value.data, value.data, 1.05, MPFR_RNDN);
+        }
+        gmp_randclear(random);
+    }
+    struct Value {
+        explicit Value(mpfr_prec_t precision) { mpfr_init2(data, precision); }
+        Value(const Value& other) {
+            mpfr_init2(data, mpfr_get_prec(other.data));
+            mpfr_set(data, other.data, MPFR_RNDN);
+        }
+        Value& operator=(const Value&) = delete;
+        ~Value() { mpfr_clear(data); }
+        mpfr_t data;
+    };
+    struct Values : std::vector<Value> {
+        Values(std::size_t count, mpfr_prec_t precision) {
+            reserve(count);
+            for (std::size_t i = 0; i < count; ++i) emplace_back(precision);
+        }
+    };
+    Values values;
+};
+
+struct DirectMpfr {
+    DirectMpfr() : half(kWideBits + 1), greatest(kWideBits + 1), least(kWideBits + 1) {
+        mpfr_set_d(half.data, 0.5, MPFR_RNDN);
+        mpfr_set_si_2exp(least.data, -1, kWideBits - 1 - kWideFraction, MPFR_RNDN);
+        mpfr_set_si_2exp(greatest.data, 1, kWideBits - 1, MPFR_RNDN);
+        mpfr_sub_ui(greatest.data, greatest.data, 1, MPFR_RNDN);
+        mpfr_mul_2si(greatest.data, greatest.data, -kWideFraction, MPFR_RNDN);
+    }
+    void quantize(mpfr_ptr x) const {
+        if (mpfr_zero_p(x)) return;
+        mpfr_mul_2si(x, x, kWideFraction, MPFR_RNDN);
+        mpfr_add(x, x, half.data, MPFR_RNDN);
+        mpfr_rint(x, x, MPFR_RNDD);
+        mpfr_mul_2si(x, x, -kWideFraction, MPFR_RNDN);
+        if (mpfr_greater_p(x, greatest.data)) {
+            mpfr_set(x, greatest.data, MPFR_RNDZ);
+        } else if (mpfr_less_p(x, least.data)) {
+            mpfr_set(x, least.data, MPFR_RNDZ);
+        }
+    }
+    WideValues::Value half, greatest, least;
+};
+
+void runWideHand(benchmark::State& state) {
+    const WideValues in;
+    const DirectMpfr direct;
+    WideValues::Value x(kWideBits + 1);
+    for (auto iteration : state) {
+        (void)iteration;
+        for (const auto& value : in.values) {
+            mpfr_set(x.data, value.data, MPFR_RNDN);
+            direct.quantize(x.data);
+        }
+        benchmark::ClobberMemory();
+    }
+    finish(state, kWideCount);
+}
+
+void runWideElements(benchmark::State& state) {
+    const WideValues in;
+    const DirectMpfr direct;
+    const quantizer q(embedded::QuantizerModeEnum::Fixed, Round::Nearest, Overflow::Saturate, kWideBits, kWideFraction,
+                      "", embedded::OperationTypeEnum::Unspecified, false);
+    mpnumber source(0.0, kWideBits);
+    number element(0.0, kWideBits, true);
+    mpfr_ptr target = static_cast<mpnumber&>(element.body()).getmodifiableelement();
+    WideValues::Value expected(kWideBits + 1);
+    for (const auto& value : in.values) {
+        mpfr_set(expected.data, value.data, MPFR_RNDN);
+        direct.quantize(expected.data);
+        mpfr_set(target, value.data, MPFR_RNDN);
+        q.quantize(element);
+        if (!mpfr_equal_p(target, expected.data)) return state.SkipWithError("the wide element path and MPFR differ");
+    }
+    for (auto iteration : state) {
+        (void)iteration;
+        for (const auto& value : in.values) {
+            mpfr_set(target, value.data, MPFR_RNDN);
+            q.quantize(element);
+        }
+        benchmark::ClobberMemory();
+    }
+    finish(state, kWideCount);
+}
+
+void registerAll() {
+    for (const Format& format : kFormats) {
+        for (int overflow = 0; overflow < 2; ++overflow) {
+            for (int round = 0; round < 6; ++round) {
+                for (const std::size_t count : {std::size_t{1000}, std::size_t{1000000}}) {
+                    const Case c{format, static_cast<Round>(round), static_cast<Overflow>(overflow), count};
+                    const std::string name = std::string(format.name) + " " + kRoundNames[round] + " " +
+                                             kOverflowNames[overflow] + " " + std::to_string(count) + "/";
+                    auto add = [&](const char* variant, auto run) {
+                        benchmark::RegisterBenchmark((name + variant).c_str(), run)->MinTime(0.05)->Repetitions(3);
+                    };
+                    add("hand", [c](benchmark::State& s) { runHand(s, c); });
+                    add("array", [c](benchmark::State& s) { runArray(s, c, false); });
+                    add("array+log", [c](benchmark::State& s) { runArray(s, c, true); });
+                    if (count == 1000) {
+                        add("element", [c](benchmark::State& s) { runElements(s, c, false); });
+                        add("element+log", [c](benchmark::State& s) { runElements(s, c, true); });
+                    }
+                }
+            }
+        }
+    }
+    benchmark::RegisterBenchmark("s128,120 nearest saturate 1000/mpfr", runWideHand)->MinTime(0.1)->Repetitions(3);
+    benchmark::RegisterBenchmark("s128,120 nearest saturate 1000/element", runWideElements)
+        ->MinTime(0.1)
+        ->Repetitions(3);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    registerAll();
+    return runWithRatios(argc, argv);
+}

@@ -1,0 +1,82 @@
+// Runs the registered benchmarks and prints, for each case, the ns per element of its baseline and the ratio of every
+// other variant to that baseline.
+//
+// A benchmark is named "<case>/<variant>"; it reports its element count through SetItemsProcessed. The variant named
+// first in a case's registration order is its baseline. Absolute times depend on the machine; the ratios are what is
+// compared from run to run.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+class RatioReport : public benchmark::BenchmarkReporter {
+ public:
+    bool ReportContext(const Context&) override { return true; }
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.error_occurred) {
+                std::fprintf(stderr, "%s: %s\n", run.benchmark_name().c_str(), run.error_message.c_str());
+                mFailed = true;
+                continue;
+            }
+            if (run.run_type != Run::RT_Iteration) continue;
+            std::string name = run.run_name.function_name;
+            const std::size_t slash = name.rfind('/');
+            const std::string caseName = name.substr(0, slash);
+            const double nanoseconds = 1e9 / run.counters.at("items_per_second");
+            auto found = std::find_if(mCases.begin(), mCases.end(), [&](const Case& c) { return c.name == caseName; });
+            if (found == mCases.end()) found = mCases.insert(mCases.end(), Case{caseName, {}});
+            auto& times = found->times;
+            const std::string variant = name.substr(slash + 1);
+            auto time = std::find_if(times.begin(), times.end(), [&](const Time& t) { return t.variant == variant; });
+            // Of several repetitions the fastest counts: noise of a shared machine only ever adds time.
+            if (time == times.end()) {
+                times.push_back({variant, nanoseconds});
+            } else {
+                time->nanoseconds = std::min(time->nanoseconds, nanoseconds);
+            }
+        }
+    }
+
+    void Finalize() override {
+        for (const Case& c : mCases) {
+            if (c.times.empty()) continue;
+            const Time& base = c.times.front();
+            std::printf("%-38s %-8s %8.3f ns", c.name.c_str(), base.variant.c_str(), base.nanoseconds);
+            for (auto time = c.times.begin() + 1; time != c.times.end(); ++time) {
+                std::printf("   %s %6.2f ns x%-6.2f", time->variant.c_str(), time->nanoseconds,
+                            time->nanoseconds / base.nanoseconds);
+            }
+            std::printf("\n");
+        }
+    }
+
+    bool failed() const { return mFailed; }
+
+ private:
+    struct Time {
+        std::string variant;
+        double nanoseconds;
+    };
+    struct Case {
+        std::string name;
+        std::vector<Time> times;
+    };
+    std::vector<Case> mCases;
+    bool mFailed = false;
+};
+
+/// Runs all benchmarks under a RatioReport; returns the exit code.
+inline int runWithRatios(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    RatioReport report;
+    benchmark::RunSpecifiedBenchmarks(&report);
+    return report.failed() ? 1 : 0;
+}
