@@ -50,15 +50,18 @@ struct RoundRule {
     }
 };
 
-/// To nearest, ties to even.
+/// To nearest, ties to even; what isn't a tie is rounded as by NearestRule, also where its sum rounds.
+///
+/// `above - 0.5` equals x just for ties, and for even x and infinities from 2^52 up: below 2^52 the difference is exact,
+/// and above it rounds to the even neighbour of x. For all of these 2 floor(sum / 2) is the wanted even value: the sum
+/// is exact there, k + 1 for a tie between k and k + 1, and halving and doubling are exact.
 struct ConvergentRule {
     template <class V>
     static V apply(V x) {
-        const V fraction = magnitude(roundFloor(x) - x);
-        const V below = x - fraction;
-        const V half = below * like(x, 0.5);
-        const V oddness = magnitude(half - roundFloor(half)) * like(x, 2.0);
-        return choose(fraction == like(x, 0.5), oddness + below, roundFloor(x + like(x, 0.5)));
+        const V sum = x + like(x, 0.5);
+        const V above = roundFloor(sum);
+        const V even = roundFloor(sum * like(x, 0.5)) * like(x, 2.0);
+        return choose(above - like(x, 0.5) == x, even, above);
     }
 };
 
