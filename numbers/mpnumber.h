@@ -213,8 +213,8 @@ class TOLVANE_API mpnumber final : public numberrepbody {
         State(std::uint64_t count, std::uint32_t precision);
         ~State();
         void resize(std::uint64_t count);
-        /// Puts a new float, which keeps its value or is 0, in the place of an element.
-        void replace(std::uint64_t index, mpfr_prec_t precision, bool keepValue);
+        /// Rounds an element to another precision, in a float with an allocation of its own.
+        void replace(std::uint64_t index, mpfr_prec_t precision);
         bool isInBlock(mpfr_srcptr element) const;
 
         /// Null when empty, else the start of `block`.
@@ -236,8 +236,8 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     void assign(mpfr_srcptr value);
     void setinteger(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength);
     bool hasBitsBelow(int n) const;
-
-    friend class numberops;
+    template <mpnumber& (mpnumber::*Operation)()>
+    mpnumber& roundAtBit(int n);
 };
 
 inline mpnumber* numberrepbody::asMp() {

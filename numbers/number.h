@@ -256,9 +256,6 @@ class TOLVANE_API number {
     static bool sDefaultForceMultiplePrecision;
 
  private:
-    /// Takes the body over.
-    explicit number(numberrepbody* body) : mBody(body) {}
-
     // Both run an action on the body: in line on doubles, by virtual calls otherwise.
     template <class Action>
     number& apply(Action action) {
@@ -275,9 +272,6 @@ class TOLVANE_API number {
         const doublenumber* body = any.asDouble();
         return body ? question(*body) : question(any);
     }
-
-    template <void (*Operation)(numberrepbody&, const numberrepbody&)>
-    number combined(const number& other) const;
 
     numberrepbody* mBody;
 };

@@ -1,0 +1,174 @@
+#include "numbers/doublenumber.h"
+
+#include <algorithm>
+#include <climits>
+#include <new>
+#include <utility>
+
+#include "host/bs.h"
+#include "host/hm.h"
+#include "host/hsc.h"
+#include "numbers/errors.h"
+#include "numbers/stridesort.h"
+#include "numbers/truncation.h"
+
+namespace {
+
+bool isLess(double a, double b) {
+    return a < b;
+}
+bool isEqual(double a, double b) {
+    return a == b;
+}
+
+/// Returns zeroed memory for bsFree; raises "fixedpoint:fi:outofmemory".
+double* allocateZeros(std::uint64_t count) {
+    void* memory = bsCalloc(count, sizeof(double));
+    if (!memory) raiseOutOfMemory();
+    return static_cast<double*>(memory);
+}
+
+}  // namespace
+
+doublenumber::State::State(std::uint64_t count, std::uint32_t precision) : SharedState(count, precision) {
+    if (count == 1) {
+        elements = &single;
+    } else if (count > 1) {
+        elements = allocateZeros(count);
+    }
+}
+
+doublenumber::State::~State() {
+    if (elements != &single) bsFree(elements);
+}
+
+void doublenumber::State::resize(std::uint64_t count) {
+    double* fresh = nullptr;
+    if (count == 1) {
+        single = elementCount > 0 ? elements[0] : 0.0;
+        fresh = &single;
+    } else if (count > 1) {
+        fresh = allocateZeros(count);
+        std::copy_n(elements, std::min(count, elementCount), fresh);
+    }
+    double* const old = std::exchange(elements, fresh);
+    if (old != &single) bsFree(old);
+    elementCount = count;
+}
+
+doublenumber::State* doublenumber::makeState(std::uint64_t count, std::uint32_t precision) {
+    State* state = new (std::nothrow) State(count, precision);
+    if (!state) raiseOutOfMemory();
+    return state;
+}
+
+doublenumber::doublenumber(double value) : numberrepbody(numbertype::doublenumber, makeState(1, scalarPrecision)) {
+    setelement(value);
+}
+
+doublenumber::doublenumber(std::uint64_t count, std::uint32_t precision, NumberVector)
+    : numberrepbody(numbertype::doublenumber, makeState(count, precision)) {}
+
+doublenumber::doublenumber(const doublenumber& source)
+    : numberrepbody(numbertype::doublenumber, makeState(source.isempty() ? 0 : 1, scalarPrecision)) {
+    if (!isempty()) setelement(source.getelement());
+}
+
+doublenumber::doublenumber(const doublenumber* source, NumberVector)
+    : numberrepbody(numbertype::doublenumber, makeState(source->numel(), source->get_stored_precision())) {
+    std::ranges::copy(source->elements(), state().elements);
+}
+
+doublenumber::doublenumber(const doublenumber* source, CopyIndex)
+    : numberrepbody(numbertype::doublenumber, source->mState) {
+    incrcount();
+}
+
+doublenumber::~doublenumber() {
+    if (releaseState()) delete &state();
+}
+
+doublenumber* doublenumber::clone() const {
+    return new doublenumber(*this);
+}
+
+void doublenumber::resize(std::uint64_t count) {
+    state().resize(count);
+}
+
+void doublenumber::setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double,
+                            int exponent, double) {
+    double value = 0.0;
+    for (int i = wordCount; i-- > 0;) {
+        value = words[i] + value * 0x1p32;
+    }
+    const int topBit = wordlength > 0 ? wordlength - 1 : INT_MAX;
+    if (isSigned && topBit / 32 < wordCount && (words[topBit / 32] >> (topBit % 32) & 1U) != 0) {
+        value += 0.0 - ::pow2(wordlength);
+    }
+    setelement(rounding::scaleByPowerOfTwo(value, exponent));
+}
+
+void doublenumber::setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength,
+                            int fractionlength) {
+    setvalue(words, wordCount, isSigned, wordlength, 1.0, rounding::negatedExponent(fractionlength), 0.0);
+}
+
+doublenumber& doublenumber::stripscaling(double, int exponent, double) {
+    const double scaled = rounding::scaleByPowerOfTwo(getelement(), rounding::negatedExponent(exponent));
+    setelement(bsDoubleScalarRound(scaled));
+    return *this;
+}
+
+void doublenumber::stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) {
+    stridesorting::stridesort(state().elements, numel(), ascending, stride, length, isLess);
+}
+
+void doublenumber::stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length) {
+    stridesorting::stridesort2(state().elements, index, numel(), ascending, stride, length, isLess, isEqual);
+}
+
+int doublenumber::unbiasedexponent() const {
+    const auto field = static_cast<int>((bits() & exponentBits) >> 52);
+    if (field != 0 && field != 0x7ff) return field - 1023;
+    // The host runtime leaves the exponent of infinity and NaN open; they count as zero does.
+    int exponent = 0;
+    if (field == 0) std::frexp(getelement(), &exponent);
+    return exponent - 1;
+}
+
+void doublenumber::disp() const {
+    for (std::uint64_t i = 0; i < numel(); ++i) {
+        hscPrintf("\ndoublenumber[%ld] = %g", static_cast<long>(i), getelement(i));
+    }
+}
+
+doublenumber& doublenumber::hypot(double a, double b) {
+    setelement(hmFdlibm_hypot(a, b));
+    return *this;
+}
+
+std::int8_t doublenumber::fixed2int8(int, int scale) const {
+    return truncateTo<std::int8_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}
+std::int16_t doublenumber::fixed2int16(int, int scale) const {
+    return truncateTo<std::int16_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}
+std::int32_t doublenumber::fixed2int32(int, int scale) const {
+    return truncateTo<std::int32_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}
+std::int64_t doublenumber::fixed2int64(int, int scale) const {
+    return truncateTo<std::int64_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}
+std::uint8_t doublenumber::fixed2uint8(int, int scale) const {
+    return truncateTo<std::uint8_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}
+std::uint16_t doublenumber::fixed2uint16(int, int scale) const {
+    return truncateTo<std::uint16_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}
+std::uint32_t doublenumber::fixed2uint32(int, int scale) const {
+    return truncateTo<std::uint32_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}
+std::uint64_t doublenumber::fixed2uint64(int, int scale) const {
+    return truncateTo<std::uint64_t>(rounding::scaleByPowerOfTwo(todouble(), scale));
+}

@@ -1,0 +1,57 @@
+#include "numbers/numberfactory.h"
+
+#include <new>
+#include <utility>
+
+#include "numbers/doublenumber.h"
+#include "numbers/errors.h"
+#include "numbers/mpnumber.h"
+
+namespace {
+
+using Tags = embeddedNumberTags;
+
+template <class Body, class... Arguments>
+numberrepbody* make(Arguments&&... arguments) {
+    try {
+        return new Body(std::forward<Arguments>(arguments)...);
+    } catch (const std::bad_alloc&) {
+        raiseOutOfMemory();
+    }
+}
+
+/// Makes a body of the same kind as the source, from the source and the tag.
+template <class Tag>
+numberrepbody* makeLike(const numberrepbody* source, Tag tag) {
+    switch (source->gettype()) {
+        case Tags::numbertype::doublenumber:
+            return make<doublenumber>(source->asDouble(), tag);
+        case Tags::numbertype::mpnumber:
+            return make<mpnumber>(source->asMp(), tag);
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint32_t precision) {
+    if (precision < multiplePrecisionFrom) {
+        return make<doublenumber>(count, precision, Tags::NumberVector::tag);
+    }
+    return make<mpnumber>(count, precision, Tags::NumberVector::tag);
+}
+
+numberrepbody* numberfactory::createnumberVector(const numberrepbody* source) {
+    return makeLike(source, Tags::NumberVector::tag);
+}
+
+numberrepbody* numberfactory::createnumberScalar(double value, std::uint32_t precision, bool force) {
+    if (!force && precision < multiplePrecisionFrom) {
+        return make<doublenumber>(value);
+    }
+    return make<mpnumber>(value, precision);
+}
+
+numberrepbody* numberfactory::createnumber(const numberrepbody* source, Tags::CopyIndex tag) {
+    return makeLike(source, tag);
+}

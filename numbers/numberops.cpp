@@ -1,0 +1,139 @@
+#include "numbers/numberops.h"
+
+#include "numbers/mpnumber.h"
+#include "numbers/mpscratch.h"
+#include "numbers/rounding.h"
+#include "numbers/truncation.h"
+
+namespace {
+
+using Arithmetic = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
+using Comparison = int (*)(mpfr_srcptr, mpfr_srcptr);
+
+/// The double operand of a mixed operation, at the precision that a multi-precision copy takes from the other operand.
+class promoted : public mpscratch {
+ public:
+    promoted(const numberrepbody& operand, const mpnumber& other)
+        : mpscratch(mpnumber::elementPrecision(other.getprecision()), operand.todouble()) {}
+};
+
+/// a = a op b, where at least one body is multi-precision.
+template <Arithmetic operation>
+void combine(numberrepbody& a, const numberrepbody& b) {
+    mpnumber* const target = a.asMp();
+    const mpnumber* const operand = b.asMp();
+    if (target && operand) {
+        operation(target->getmodifiableelement(), target->getelement(), operand->getelement(), MPFR_RNDN);
+    } else if (target) {
+        const promoted wide(b, *target);
+        operation(target->getmodifiableelement(), target->getelement(), wide, MPFR_RNDN);
+    } else {
+        promoted wide(a, *operand);
+        operation(wide, wide, operand->getelement(), MPFR_RNDN);
+        a.setvalue(mpfr_get_d(wide, MPFR_RNDN));
+    }
+}
+
+template <Comparison comparison>
+bool compare(const numberrepbody& a, const numberrepbody& b) {
+    const mpnumber* const left = a.asMp();
+    const mpnumber* const right = b.asMp();
+    if (left && right) return comparison(left->getelement(), right->getelement()) != 0;
+    if (left) return comparison(left->getelement(), promoted(b, *left)) != 0;
+    return comparison(promoted(a, *right), right->getelement()) != 0;
+}
+
+template <class Integer>
+Integer cast(const numberrepbody& body, int scale) {
+    return truncateTo<Integer>(rounding::scaleByPowerOfTwo(body.todouble(), scale));
+}
+
+}  // namespace
+
+void numberops::mixedPlus(numberrepbody& a, const numberrepbody& b) {
+    combine<mpfr_add>(a, b);
+}
+void numberops::mixedMinus(numberrepbody& a, const numberrepbody& b) {
+    combine<mpfr_sub>(a, b);
+}
+void numberops::mixedTimes(numberrepbody& a, const numberrepbody& b) {
+    combine<mpfr_mul>(a, b);
+}
+void numberops::mixedDivide(numberrepbody& a, const numberrepbody& b) {
+    combine<mpfr_div>(a, b);
+}
+
+void numberops::mixedMod(numberrepbody& a, const numberrepbody& b) {
+    mpnumber* const target = a.asMp();
+    const mpnumber* const divisor = b.asMp();
+    if (target && divisor) {
+        target->mod(*divisor);
+    } else if (target) {
+        target->mod(mpnumber(b.todouble(), target->getprecision()));
+    } else {
+        mpnumber wide(a.todouble(), divisor->getprecision());
+        wide.mod(*divisor);
+        a.setvalue(wide.todouble());
+    }
+}
+
+bool numberops::mixedLess(const numberrepbody& a, const numberrepbody& b) {
+    return compare<mpfr_less_p>(a, b);
+}
+bool numberops::mixedLessOrEqual(const numberrepbody& a, const numberrepbody& b) {
+    return compare<mpfr_lessequal_p>(a, b);
+}
+bool numberops::mixedEqual(const numberrepbody& a, const numberrepbody& b) {
+    return compare<mpfr_equal_p>(a, b);
+}
+
+void numberops::mixedSetvalue(numberrepbody& target, const numberrepbody& source) {
+    mpnumber* const wideTarget = target.asMp();
+    const mpnumber* const wideSource = source.asMp();
+    if (wideTarget && wideSource) {
+        wideTarget->setvalue(*wideSource);
+    } else {
+        target.setvalue(source.todouble());
+    }
+}
+
+void numberops::hypot(numberrepbody& target, const numberrepbody& a, const numberrepbody& b) {
+    mpnumber* const wideTarget = target.asMp();
+    if (!wideTarget) {
+        target.asDouble()->hypot(a.todouble(), b.todouble());
+        return;
+    }
+    const mpfr_prec_t precision = mpnumber::elementPrecision(target.get_stored_precision());
+    const auto element = [](const numberrepbody& body, const mpscratch& copy) {
+        const mpnumber* const wide = body.asMp();
+        return wide ? wide->getelement() : static_cast<mpfr_srcptr>(copy);
+    };
+    const mpscratch copyOfA(precision, a.isDouble() ? a.todouble() : 0.0);
+    const mpscratch copyOfB(precision, b.isDouble() ? b.todouble() : 0.0);
+    mpfr_hypot(wideTarget->getmodifiableelement(), element(a, copyOfA), element(b, copyOfB), MPFR_RNDN);
+}
+
+std::int8_t numberops::fixed2int8(const numberrepbody& body, int, int scale) {
+    return cast<std::int8_t>(body, scale);
+}
+std::int16_t numberops::fixed2int16(const numberrepbody& body, int, int scale) {
+    return cast<std::int16_t>(body, scale);
+}
+std::int32_t numberops::fixed2int32(const numberrepbody& body, int, int scale) {
+    return cast<std::int32_t>(body, scale);
+}
+std::int64_t numberops::fixed2int64(const numberrepbody& body, int, int scale) {
+    return cast<std::int64_t>(body, scale);
+}
+std::uint8_t numberops::fixed2uint8(const numberrepbody& body, int, int scale) {
+    return cast<std::uint8_t>(body, scale);
+}
+std::uint16_t numberops::fixed2uint16(const numberrepbody& body, int, int scale) {
+    return cast<std::uint16_t>(body, scale);
+}
+std::uint32_t numberops::fixed2uint32(const numberrepbody& body, int, int scale) {
+    return cast<std::uint32_t>(body, scale);
+}
+std::uint64_t numberops::fixed2uint64(const numberrepbody& body, int, int scale) {
+    return cast<std::uint64_t>(body, scale);
+}
