@@ -17,6 +17,7 @@
 #include "numbers/number.h"
 
 class filog;
+struct hvArray;
 
 class TOLVANE_API qlogger {
  public:
@@ -139,6 +140,11 @@ class TOLVANE_API qlogger {
     /// Merges this log into the entry of its key, or makes the entry; only while tag logging is on.
     void writeLogMap(std::map<std::string, filog>& logs) const;
 
+    /// Returns a 1-by-1 host structure of Max and Min (as real-world values) and the counts, all doubles. The caller
+    /// owns it.
+    hvArray* toHvArrayStruct() const;
+    /// As toHvArrayStruct, for a log that doesn't exist: start values as they are, and counts of 0.
+    static hvArray* createUninitializedhvArrayStruct();
     /// Prints the log through the host.
     void disp() const;
     /// Returns "qlogger".

@@ -1,0 +1,535 @@
+// The description of a quantizer, its checks, the derivation of the constants, and the text forms.
+#include "quantization/quantizer.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+#include "host/EnumStringType.h"
+#include "host/ErrorIdException.h"
+#include "host/hsc.h"
+
+using EmbeddedTypeSystem::NumericType;
+using ModeEnum = embedded::QuantizerModeEnum;
+
+namespace {
+
+constexpr int kMaxWordlength = 65535;
+constexpr int kMaxExponentlength = 31;
+constexpr unsigned kDoublePrecision = 52;
+
+/// Truncates; NaN counts as 0 and values beyond int saturate.
+int toInt(double value) {
+    if (std::isnan(value)) {
+        return 0;
+    }
+    return static_cast<int>(std::clamp(value, static_cast<double>(INT_MIN), static_cast<double>(INT_MAX)));
+}
+
+RealPoint truncated(RealPoint format) {
+    return {static_cast<double>(toInt(format.first)), static_cast<double>(toInt(format.second))};
+}
+
+void requireWordlength(double wordlength) {
+    if (wordlength > kMaxWordlength) {
+        raiseError("fixedpoint:quantizer:wordlengthtoobig", "Word length cannot be greater than 65535.");
+    }
+    if (toInt(wordlength) <= 0) {
+        raiseError("fixedpoint:quantizer:wordlengthtoosmall", "Wordlength cannot be negative or zero.");
+    }
+}
+
+void requireExponentlength(double exponentlength) {
+    if (exponentlength > kMaxExponentlength) {
+        raiseError("fixedpoint:quantizer:exponenttoobig", "Exponent length cannot be greater than 31.");
+    }
+    if (exponentlength < 0.0) {
+        raiseError("fixedpoint:quantizer:exponenttoosmall", "Exponent length cannot be negative.");
+    }
+}
+
+void requireExponentBelow(double exponentlength, double wordlength) {
+    if (toInt(exponentlength) >= toInt(wordlength)) {
+        raiseError("fixedpoint:quantizer:exponentlargerthanwordlength", "Exponentlength must be less than wordlength.");
+    }
+}
+
+void requireFloatFormat(RealPoint format) {
+    requireWordlength(format.first);
+    requireExponentlength(format.second);
+    requireExponentBelow(format.second, format.first);
+}
+
+/// Sets target to 2^exponent; exponents beyond int are reached in steps.
+void setPowerOfTwo(number& target, std::int64_t exponent) {
+    target = 1.0;
+    while (exponent != 0) {
+        const std::int64_t step = std::clamp<std::int64_t>(exponent, -INT_MAX, INT_MAX);
+        target.pow2(static_cast<int>(step));
+        exponent -= step;
+    }
+}
+
+bool isExactAsDouble(const number& constant) {
+    return constant.asDouble() || number(constant.todouble(), kDoublePrecision, false) == constant;
+}
+
+bool isSlopeType(ModeEnum mode) {
+    return mode == ModeEnum::Fixed || mode == ModeEnum::Ufixed || mode == ModeEnum::ScaledDouble ||
+           mode == ModeEnum::UnsignedScaledDouble;
+}
+
+bool isFloatType(ModeEnum mode) {
+    return mode == ModeEnum::Double || mode == ModeEnum::Float || mode == ModeEnum::Single;
+}
+
+const char* textOf(EnumStringType* type, int value) {
+    const char* text = type->getText(value);
+    return text ? text : "";
+}
+
+}  // namespace
+
+// Construction.
+
+quantizer::quantizer(ModeEnum mode, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow, int wordlength,
+                     int fractionlength, const std::string& tag, embedded::OperationTypeEnum operation, bool alwaysLog)
+    : mMode(mode), mRoundMode(round), mOverflowMode(overflow), mLogger(true) {
+    requireWordlength(wordlength);
+    mFormat = {static_cast<double>(wordlength), static_cast<double>(fractionlength)};
+    updateparameters();
+    mLogger = qlogger(tag, operation, NumericType(this), alwaysLog, true);
+}
+
+quantizer::quantizer(const NumericType& type, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow,
+                     const std::string& tag, embedded::OperationTypeEnum operation, bool alwaysLog)
+    : mMode(ModeEnum::Fixed),
+      mRoundMode(round),
+      mOverflowMode(overflow),
+      mFormat{16.0, 15.0},
+      mLogger(tag, operation, type, alwaysLog, true) {
+    set(type, round, overflow, true);
+}
+
+quantizer::quantizer(const quantizer& other)
+    : mMode(other.mMode),
+      mRoundMode(other.mRoundMode),
+      mOverflowMode(other.mOverflowMode),
+      mFormat(other.mFormat),
+      mWordlength(other.mWordlength),
+      mFractionlength(other.mFractionlength),
+      mPrecision(other.mPrecision),
+      mRealmax(std::make_unique<number>(*other.mRealmax)),
+      mLowerbound(std::make_unique<number>(*other.mLowerbound)),
+      mRealmin(std::make_unique<number>(*other.mRealmin)),
+      mPositiveEps(std::make_unique<number>(*other.mPositiveEps)),
+      mNegativeEps(std::make_unique<number>(*other.mNegativeEps)),
+      mWraparound(std::make_unique<number>(*other.mWraparound)),
+      mExponentlength(other.mExponentlength),
+      mExponentmax(other.mExponentmax),
+      mExponentmin(other.mExponentmin),
+      mDenormalmin(std::make_unique<number>(*other.mDenormalmin)),
+      mQuantize(other.mQuantize),
+      mLogger(other.mLogger) {
+    updatelimits();
+}
+
+quantizer::quantizer(const quantizer& other, const NumericType& type) : quantizer(other) {
+    set(type, mRoundMode, mOverflowMode, false);
+}
+
+quantizer& quantizer::operator=(const quantizer& other) {
+    if (this == &other) {
+        return *this;
+    }
+    auto realmax = std::make_unique<number>(*other.mRealmax);
+    auto lowerbound = std::make_unique<number>(*other.mLowerbound);
+    auto realmin = std::make_unique<number>(*other.mRealmin);
+    auto positiveEps = std::make_unique<number>(*other.mPositiveEps);
+    auto negativeEps = std::make_unique<number>(*other.mNegativeEps);
+    auto wraparound = std::make_unique<number>(*other.mWraparound);
+    auto denormalmin = std::make_unique<number>(*other.mDenormalmin);
+    mLogger = other.mLogger;
+    mMode = other.mMode;
+    mRoundMode = other.mRoundMode;
+    mOverflowMode = other.mOverflowMode;
+    mFormat = other.mFormat;
+    mWordlength = other.mWordlength;
+    mFractionlength = other.mFractionlength;
+    mPrecision = other.mPrecision;
+    mRealmax = std::move(realmax);
+    mLowerbound = std::move(lowerbound);
+    mRealmin = std::move(realmin);
+    mPositiveEps = std::move(positiveEps);
+    mNegativeEps = std::move(negativeEps);
+    mWraparound = std::move(wraparound);
+    mExponentlength = other.mExponentlength;
+    mExponentmax = other.mExponentmax;
+    mExponentmin = other.mExponentmin;
+    mDenormalmin = std::move(denormalmin);
+    mQuantize = other.mQuantize;
+    updatelimits();
+    return *this;
+}
+
+quantizer::~quantizer() = default;
+
+// Setting.
+
+void quantizer::setMode(ModeEnum mode) {
+    if (mode == ModeEnum::Float && mMode != ModeEnum::Float) {
+        requireExponentlength(mFormat.second);
+    }
+    mMode = mode;
+    updateparameters();
+}
+
+void quantizer::setRoundMode(embedded::RoundModeEnum round) {
+    mRoundMode = round;
+    updateparameters();
+}
+
+void quantizer::setOverflowMode(embedded::OverflowModeEnum overflow) {
+    mOverflowMode = overflow;
+    updateparameters();
+}
+
+void quantizer::setFormat(RealPoint format) {
+    requireWordlength(format.first);
+    if (mMode == ModeEnum::Float) {
+        requireFloatFormat(format);
+    }
+    mFormat = truncated(format);
+    updateparameters();
+}
+
+void quantizer::setWordlength(int wordlength) {
+    requireWordlength(wordlength);
+    if (mMode == ModeEnum::Float && wordlength <= mExponentlength) {
+        raiseError("fixedpoint:quantizer:wordlengthlargerthanexponent",
+                   "Wordlength must be larger than exponentlength.");
+    }
+    mFormat.first = wordlength;
+    updateparameters();
+}
+
+void quantizer::setFractionlength(int fractionlength) {
+    mFormat.second = fractionlength;
+    updateparameters();
+}
+
+void quantizer::setExponentlength(int exponentlength) {
+    requireExponentlength(exponentlength);
+    requireExponentBelow(exponentlength, mWordlength);
+    mFormat.second = exponentlength;
+    updateparameters();
+}
+
+void quantizer::checkScaling(const NumericType& type) const {
+    if (type.isScaledType() && type.getScaling() > NumericType::ScalingEnum::SlopeBias) {
+        raiseError("fixedpoint:quantizer:unspecifiedscaling", "Unspecified scaling is not allowed in quantizers.");
+    }
+}
+
+void quantizer::set(const NumericType& type, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow,
+                    bool force) {
+    checkScaling(type);
+    bool changed = force;
+    const auto store = [&changed](auto& field, auto value) {
+        changed = changed || field != value;
+        field = value;
+    };
+    store(mRoundMode, round);
+    store(mOverflowMode, overflow);
+    switch (type.getDataType()) {
+        case NumericType::DataTypeEnum::Fixed:
+            store(mMode, type.isUnsigned() ? ModeEnum::Ufixed : ModeEnum::Fixed);
+            break;
+        case NumericType::DataTypeEnum::ScaledDouble:
+            store(mMode, type.isUnsigned() ? ModeEnum::UnsignedScaledDouble : ModeEnum::ScaledDouble);
+            break;
+        case NumericType::DataTypeEnum::Double:
+            store(mMode, ModeEnum::Double);
+            break;
+        case NumericType::DataTypeEnum::Single:
+            store(mMode, ModeEnum::Single);
+            break;
+        case NumericType::DataTypeEnum::Boolean:
+            store(mMode, ModeEnum::Boolean);
+            break;
+    }
+    if (type.isScaledType()) {
+        store(mFormat.first, static_cast<double>(type.getWordLength()));
+        store(mFormat.second, -static_cast<double>(type.getFixedExponent()));
+    }
+    if (changed) {
+        updateparameters();
+    }
+}
+
+void quantizer::set(const quantizer& other, bool force) {
+    if (!force && isequal(other)) {
+        return;
+    }
+    mMode = other.mMode;
+    mRoundMode = other.mRoundMode;
+    mOverflowMode = other.mOverflowMode;
+    mFormat = other.mFormat;
+    updateparameters();
+}
+
+void quantizer::setNumericType(const NumericType& type) {
+    checkScaling(type);
+    mLogger.setNumericType(type);
+    set(type, mRoundMode, mOverflowMode, false);
+}
+
+// Derivation.
+
+void quantizer::updateparameters() {
+    switch (mMode) {
+        case ModeEnum::Double:
+        case ModeEnum::None:
+            mFormat = {64.0, 11.0};
+            updatefloatparameters();
+            break;
+        case ModeEnum::Float:
+            updatefloatparameters();
+            break;
+        case ModeEnum::Single:
+            mFormat = {32.0, 8.0};
+            updatefloatparameters();
+            break;
+        case ModeEnum::Fixed:
+        case ModeEnum::ScaledDouble:
+            updatefixedparameters();
+            break;
+        case ModeEnum::Ufixed:
+        case ModeEnum::UnsignedScaledDouble:
+            updateufixedparameters();
+            break;
+        case ModeEnum::Boolean:
+            mFormat = {1.0, 0.0};
+            updateufixedparameters();
+            break;
+        default:
+            // A value outside the enumeration has no constants of its own; the first derivation still makes some.
+            if (!mRealmax) {
+                initializeConstants(kDoublePrecision, false);
+            }
+            break;
+    }
+    updatelimits();
+    updatequantizer();
+}
+
+void quantizer::initializeConstants(unsigned precision, bool force) {
+    for (auto* constant :
+         {&mRealmax, &mLowerbound, &mRealmin, &mPositiveEps, &mNegativeEps, &mWraparound, &mDenormalmin}) {
+        *constant = std::make_unique<number>(0.0, precision, force);
+    }
+}
+
+void quantizer::updatefixedparameters() {
+    requireWordlength(mFormat.first);
+    mWordlength = toInt(mFormat.first);
+    mFractionlength = toInt(mFormat.second);
+    mPrecision = static_cast<unsigned>(mWordlength);
+    initializeConstants(mPrecision, false);
+    const number minusTwo(-2.0, mPrecision, number::getDefaultForceMultiplePrecision());
+    const std::int64_t signExponent = std::int64_t{mWordlength} - mFractionlength - 1;
+
+    setPowerOfTwo(*mRealmin, -std::int64_t{mFractionlength});
+    *mPositiveEps = *mRealmin;
+    *mNegativeEps = *mPositiveEps;
+    mNegativeEps->negate();
+    *mDenormalmin = hasNegativeStepOnly() ? *mNegativeEps : *mPositiveEps;
+    setPowerOfTwo(*mRealmax, signExponent);
+    *mRealmax -= *mPositiveEps;
+    setPowerOfTwo(*mLowerbound, signExponent);
+    mLowerbound->negate();
+    *mWraparound = *mLowerbound;
+    *mWraparound *= minusTwo;
+    mExponentlength = 0;
+    mExponentmax = 0;
+    mExponentmin = 0;
+}
+
+void quantizer::updateufixedparameters() {
+    requireWordlength(mFormat.first);
+    mWordlength = toInt(mFormat.first);
+    mFractionlength = toInt(mFormat.second);
+    mPrecision = static_cast<unsigned>(mWordlength) + 1;
+    initializeConstants(mPrecision, false);
+
+    setPowerOfTwo(*mRealmin, -std::int64_t{mFractionlength});
+    *mPositiveEps = *mRealmin;
+    *mNegativeEps = *mPositiveEps;
+    mNegativeEps->negate();
+    *mDenormalmin = *mRealmin;
+    setPowerOfTwo(*mRealmax, std::int64_t{mWordlength} - mFractionlength);
+    *mRealmax -= *mPositiveEps;
+    *mLowerbound = 0.0;
+    *mWraparound = *mRealmax;
+    *mWraparound += *mPositiveEps;
+}
+
+void quantizer::updatefloatparameters() {
+    requireFloatFormat(mFormat);
+    mFormat = truncated(mFormat);
+    mWordlength = toInt(mFormat.first);
+    mExponentlength = toInt(mFormat.second);
+    mFractionlength = mWordlength - mExponentlength - 1;
+    mPrecision = static_cast<unsigned>(mFractionlength);
+    // A double has neither the exponents nor the mantissa of these formats.
+    const bool force = mExponentlength >= 12 || mPrecision > kDoublePrecision;
+    initializeConstants(mPrecision, force);
+    mExponentmax = static_cast<int>(std::ldexp(1.0, mExponentlength - 1)) - 1;
+    mExponentmin = 1 - mExponentmax;
+
+    setPowerOfTwo(*mDenormalmin, std::int64_t{mExponentmin} - mFractionlength);
+    setPowerOfTwo(*mPositiveEps, -std::int64_t{mFractionlength});
+    *mNegativeEps = *mPositiveEps;
+    mNegativeEps->negate();
+    // (2 - 2^-f) * 2^exponentmax, as 2 - 2^(1-f) + 2^-f.
+    number twoEps(1.0, mPrecision, force);
+    twoEps.pow2(1 - mFractionlength);
+    *mRealmax = 2.0;
+    *mRealmax -= twoEps;
+    *mRealmax += *mPositiveEps;
+    mRealmax->pow2(mExponentmax);
+    *mLowerbound = *mRealmax;
+    mLowerbound->negate();
+    setPowerOfTwo(*mRealmin, mExponentmin);
+}
+
+// The fixed-point rule on doubles (fixed_rules.inl.h) agrees in every bit with the operations on `number` under these
+// conditions.
+// - Powers: f and w - f within +-kExponentRange, so that 2^f, 2^-f, W and 1/W are normal doubles and multiplying by
+//   them is the scaling by ldexp, rounded once, whatever x is.
+// - The constants are exactly doubles, so comparing with them and copying them is the same in either form.
+// - Wrap takes place on the grid of 2^-f. There x / W is 0 or at least 2^-w in magnitude, so the quotient does not
+//   underflow, the remainder has at most w bits, and all steps are exact for w up to 52: two's complement then needs
+//   one conditional subtraction of W instead of a second modulo. A quotient can overflow for W below 1 only, and gives
+//   NaN there on doubles in both forms; multi-precision constants compute on, so they need W of 1 or more.
+//   floor(x / W) * W does not overflow, since an x near the end of the doubles is a multiple of W.
+void quantizer::updatelimits() {
+    constexpr int kExponentRange = 900;
+    mLimits = {};
+    mLimits.realmax = mRealmax->todouble();
+    mLimits.lowerbound = mLowerbound->todouble();
+    mLimits.wraparound = mWraparound->todouble();
+    mLimits.positiveEps = mPositiveEps->todouble();
+    mLimits.negativeEps = mNegativeEps->todouble();
+    mLimits.hasBounds = isExactAsDouble(*mRealmax) && isExactAsDouble(*mLowerbound) && isExactAsDouble(*mPositiveEps) &&
+                        isExactAsDouble(*mNegativeEps);
+    const std::int64_t rangeExponent = std::int64_t{mWordlength} - mFractionlength;
+    const auto isNormal = [](std::int64_t exponent) {
+        return exponent >= -kExponentRange && exponent <= kExponentRange;
+    };
+    if (!isSlopeType(mMode) || mWordlength > static_cast<int>(kDoublePrecision) || !mLimits.hasBounds ||
+        !isNormal(mFractionlength) || !isNormal(rangeExponent)) {
+        return;
+    }
+    mLimits.scale = std::ldexp(1.0, mFractionlength);
+    mLimits.inverseScale = std::ldexp(1.0, -mFractionlength);
+    mLimits.inverseWraparound = 1.0 / mLimits.wraparound;
+    mLimits.valid = mWraparound->asDouble() || rangeExponent >= 0;
+}
+
+// Reading.
+
+const number& quantizer::getRealmin() const {
+    return hasNegativeStepOnly() ? *mNegativeEps : *mRealmin;
+}
+
+const number& quantizer::getEps() const {
+    return hasNegativeStepOnly() ? *mNegativeEps : *mPositiveEps;
+}
+
+number quantizer::getDenormalmax() const {
+    number result(0.0, mPrecision, number::getDefaultForceMultiplePrecision());
+    if (isFloatType(mMode) || mMode == ModeEnum::None) {
+        result = getRealmin() - *mDenormalmin;
+    } else {
+        result = getEps();
+    }
+    return result;
+}
+
+const char* quantizer::getVelmarClassName() {
+    return "quantizer";
+}
+
+const char* quantizer::getVelmarPackageClassName() {
+    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return name.c_str();
+}
+
+bool quantizer::isScaledType() const {
+    return isSlopeType(mMode);
+}
+
+bool quantizer::isequal(const quantizer& other) const {
+    return mMode == other.mMode && mRoundMode == other.mRoundMode && mOverflowMode == other.mOverflowMode &&
+           mWordlength == other.mWordlength && mFractionlength == other.mFractionlength;
+}
+
+// Text forms.
+
+void quantizer::num2sdec(char* out, int length, const number& x) const {
+    if (mMode != ModeEnum::Fixed && mMode != ModeEnum::Ufixed && mMode != ModeEnum::Boolean) {
+        raiseError("fixedpoint:quantizer:sdec:fixedonly", "Num2sdec not defined for float, double or single.");
+    }
+    x.fixed2sdec(out, static_cast<unsigned>(std::max(length, 0)), static_cast<unsigned>(mWordlength), mFractionlength);
+}
+
+void quantizer::num2base(char* out, int length, const number& x, int base) const {
+    if (isFloatType(mMode)) {
+        x.float2base(out, length, base, mWordlength, mExponentlength, mFractionlength, mExponentmax, mExponentmin);
+    } else if (isSignedFixed() || isUnsignedFixed() || mMode == ModeEnum::Boolean) {
+        x.fixed2base(out, length, base, mWordlength, mFractionlength);
+    } else {
+        raiseError("fixedpoint:quantizer:num2base:notdefined", "Num2base is not defined for this quantizer mode.");
+    }
+}
+
+number& quantizer::base2num(const char* text, int base, number& x) const {
+    if (isFloatType(mMode)) {
+        return x.base2float(text, base, mWordlength, mExponentlength, mFractionlength, mExponentmax, mExponentmin);
+    }
+    if (isSignedFixed() || isUnsignedFixed() || mMode == ModeEnum::Boolean) {
+        return x.base2fixed(text, base, mWordlength, mFractionlength, isSignedFixed());
+    }
+    raiseError("fixedpoint:quantizer:base2num:notdefined", "Base2num is not defined for this quantizer mode.");
+}
+
+void quantizer::printFormat() const {
+    if (mMode != ModeEnum::None) {
+        hscPrintf("\n          Format = [");
+        hscPrintf("%d  %d]", toInt(mFormat.first), toInt(mFormat.second));
+    }
+}
+
+void quantizer::fidisp() const {
+    hscPrintf("            Mode = %s", textOf(embedded::getQuantizerModeEnum(), static_cast<int>(mMode)));
+    printFormat();
+    hscPrintf("\n");
+}
+
+void quantizer::disp() const {
+    hscPrintf("\n        DataMode = %s", textOf(embedded::getQuantizerModeEnum(), static_cast<int>(mMode)));
+    if (mMode == ModeEnum::Float || isScaledType()) {
+        hscPrintf("\n       RoundMode = %s", textOf(embedded::getRoundModeEnum(), static_cast<int>(mRoundMode)));
+    }
+    if (isScaledType()) {
+        hscPrintf("\n    OverflowMode = %s", textOf(embedded::getOverflowModeEnum(), static_cast<int>(mOverflowMode)));
+    }
+    printFormat();
+    if (embedded::getFeatureFiTagLogging()) {
+        hscPrintf("\n             Tag = %s", getTag().c_str());
+    }
+    hscPrintf("\n");
+}
