@@ -46,7 +46,7 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     embedded() = delete;
 
     static const char* getEmbeddedPackageName();
-    /// Returns the package object, made on the first call; the application manager owns it.
+    /// Returns the package object, found by name or made on the first call; the application manager owns it.
     static OMApplication* getEmbeddedPackage();
     /// Hands the package, if it was made, to OMApplicationManager::removeApplication, which destroys it.
     static void terminateEmbeddedPackage();
@@ -96,6 +96,8 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     };
     /// Lists the features in the order in which they are registered with the host.
     static std::span<const Feature> getFeatures();
+    /// Registers them by hfRegisterFeature; a second call changes nothing.
+    static void registerFeatures();
 
     /// Reads 0 or 1 from a double (truncated), a logical or a text; raises as the host commands do. An unknown text
     /// counts as `defaultSetting`.
@@ -115,6 +117,7 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     /// Says whether the object's class is the named class or a descendant; false for null and for an unknown class.
     static bool checkIsa(OMInterface* object, const char* packageName, const char* className);
     /// Returns a new host value on the internal reference of the object that `value` holds; the caller owns it.
+    /// A value without an object gives an empty array.
     static hvArray* external_to_internal_reference(hvArray* value);
 
  private:
