@@ -199,13 +199,14 @@ class TOLVANE_API NumericType : public ScalarType {
     void setBestPrecisionFromMaxAbs(double maxAbs);
     /// Makes this scaled type fit the data of a numeric host array: the exponent for floating-point data, sign, word
     /// length and exponent for integers. Auto becomes Signed. Raises "fixedpoint:fi:nonan" and
-    /// "fixedpoint:fi:setBestPrecision:mustbenumeric".
+    /// "fixedpoint:fi:setBestPrecision:mustbenumeric"; sign and scaling have been settled by then.
     void setBestPrecision(const hvArray* data);
     /// Finds a binary point type that holds slope and bias of this type exactly, trying the word lengths of the list in
     /// order, or 1 to `count` with a null list. When none fits, the last candidate stands. Word lengths out of range
-    /// warn as in setWordLength and keep the one before.
+    /// warn as in setWordLength and keep the one before; with no candidate word length and exponent stay. Raises
+    /// "fixedpoint:fi:setBestPrecision:unspecifiedSign".
     NumericType convertSlopeBiasToBinaryPoint(int count, const int* wordLengths) const;
-    /// Returns the range of the type in real-world values.
+    /// Returns the range of the type in real-world values. Raises "fixedpoint:quantizer:unspecifiedscaling".
     void getLowerUpperBoundsAsDouble(double& lower, double& upper) const;
     /// Divides host double arrays element by element in double precision; a scalar meets every element. The caller owns
     /// the result. Raises "fixedpoint:fi:divide:nonondouble" and "fixedpoint:fi:dimagree".

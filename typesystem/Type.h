@@ -56,7 +56,8 @@ class TOLVANE_API Type {
 
     /// Returns the host handle of this descriptor, or null; the reference stays with the descriptor.
     OMInterface* getOMIWithoutCreating() const { return mInterface; }
-    /// Takes over one reference on the handle (null allowed) and gives up the one held before.
+    /// Takes over one reference on the handle (null allowed) and gives up the one held before, which must not be the
+    /// last of a handle that owns this object.
     void setOMI(OMInterface* interface);
 
     bool isBeingDeleted() const { return mBeingDeleted; }
