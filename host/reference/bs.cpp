@@ -9,9 +9,16 @@
 #include "host/ErrorIdException.h"
 #include "host/reference/format.h"
 
+namespace {
+
+// No object can be larger, and an allocation checker takes a request for more as a fault of the program.
+constexpr std::size_t kMaxBlockBytes = std::numeric_limits<std::ptrdiff_t>::max();
+
+}  // namespace
+
 void* bsMalloc(std::size_t bytes) {
     // Null means that there is no memory, so an empty block must not be null.
-    return std::malloc(bytes == 0 ? 1 : bytes);
+    return bytes > kMaxBlockBytes ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
 }
 
 void* bsMallocWithCheck(std::size_t bytes) {
@@ -23,7 +30,11 @@ void* bsMallocWithCheck(std::size_t bytes) {
 }
 
 void* bsCalloc(std::size_t count, std::size_t bytes) {
-    return count == 0 || bytes == 0 ? std::calloc(1, 1) : std::calloc(count, bytes);
+    std::size_t total = 0;
+    if (__builtin_mul_overflow(count, bytes, &total) || total > kMaxBlockBytes) {
+        return nullptr;
+    }
+    return std::calloc(1, total == 0 ? 1 : total);
 }
 
 void bsFree(void* memory) {

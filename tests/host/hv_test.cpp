@@ -1,15 +1,27 @@
 #include "host/hv.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
+#include <fstream>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "host/bs.h"
 #include "tests/support/arrays.h"
 #include "tests/support/errors.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TOLVANE_ADDRESS_CHECKED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TOLVANE_ADDRESS_CHECKED
+#endif
+#endif
 
 namespace {
 
@@ -18,6 +30,25 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::size_t kHuge = std::numeric_limits<std::size_t>::max();
 
 using Dims = std::vector<std::size_t>;
+
+/// Lets the process grow by so many bytes and no more while it lives.
+class AddressSpaceLimit {
+ public:
+    explicit AddressSpaceLimit(std::size_t moreBytes) {
+        std::size_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        getrlimit(RLIMIT_AS, &mOld);
+        rlimit limit = mOld;
+        limit.rlim_cur = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) + moreBytes;
+        setrlimit(RLIMIT_AS, &limit);
+    }
+    ~AddressSpaceLimit() { setrlimit(RLIMIT_AS, &mOld); }
+    AddressSpaceLimit(const AddressSpaceLimit&) = delete;
+    AddressSpaceLimit& operator=(const AddressSpaceLimit&) = delete;
+
+ private:
+    rlimit mOld{};
+};
 
 struct ClassRow {
     hvClassID classId;
@@ -128,6 +159,24 @@ TEST(Sizes, ThatCannotExistAreRefused) {
     EXPECT_EQ(raisedBy([&] { hvArrayOwner(hvCreateStructMatrix(std::size_t{1} << 43, 1, 3, names)); }).id,
               "VELMAR:nomem");
 }
+
+// The address checker's shadow memory is far beyond any such limit.
+#ifndef TOLVANE_ADDRESS_CHECKED
+TEST(Sizes, ThatFindNoMemoryAreRefusedAndNothingElseIsLost) {
+    const hvArrayOwner shared = doubles(1, 2, {1, 2});
+    const hvArrayOwner big(hvCreateDoubleMatrix(1 << 14, 1 << 12));  // half a gigabyte, untouched
+    const hvArrayOwner copy(hvCreateSharedDataCopy(big.get()));
+    const AddressSpaceLimit limit(std::size_t{1} << 28);
+    EXPECT_EQ(raisedBy([] { hvArrayOwner(hvCreateDoubleMatrix(1 << 15, 1 << 12)); }).id, "VELMAR:nomem");
+    EXPECT_EQ(raisedBy([] { hvArrayOwner(hvCreateCellMatrix(1 << 15, 1 << 12)); }).id, "VELMAR:nomem");
+    EXPECT_EQ(raisedBy([&] { hvGetPr(copy.get()); }).id, "VELMAR:nomem");
+    EXPECT_EQ(raisedBy([&] { hvArrayOwner(hvDuplicateArray(big.get())); }).id, "VELMAR:nomem");
+    EXPECT_EQ(raisedBy([&] { hvArrayOwner(hvTranspose(big.get())); }).id, "VELMAR:nomem");
+    EXPECT_EQ(raisedBy([] { bsFree(bsMallocWithCheck(std::size_t{1} << 30)); }).id, "bs:outofmemory");
+    EXPECT_EQ(hvGetData(static_cast<const hvArray*>(copy.get())), hvGetData(static_cast<const hvArray*>(big.get())));
+    EXPECT_EQ(valuesOf(shared), (std::vector<double>{1, 2}));
+}
+#endif
 
 TEST(Creation, KnowsTheNumericClassesFromTheOthers) {
     for (const hvClassID classId : {hvUNKNOWN_CLASS, hvCELL_CLASS, hvSTRUCT_CLASS, hvLOGICAL_CLASS, hvCHAR_CLASS,
