@@ -61,10 +61,10 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     app.add_option("--channel", options.channel, "Channel to study, counted from 1");
     app.add_option("--gain", options.gainDb, "Gain before quantizing, in dB; pushes the signal into overflow");
     app.add_option("--snr", options.wantedDb, "Wanted ratio, in dB");
-    const auto* wordsOption = app.add_option(
-        "--words", words, "Word lengths, like 8:24 or 8,10,12:14; the default ends at the first exact one");
+    const auto* wordsOption =
+        app.add_option("--words", words, "Word lengths, like 8:24 or 8,10,12:14; by default up to the first exact one");
     app.add_option("--fractions", fractions,
-                   "Fraction lengths, as --words; auto: the finest that holds the peak (--full: and the next finer)");
+                   "Fraction lengths, likewise; auto: the finest that holds the peak (--full: one more)");
     app.add_option("--rounds", rounds, "nearest,convergent,round,fix,floor,ceil or all; the first is the usual one");
     app.add_option("--overflows", overflows, "saturate,wrap or all; the first is the usual one");
     app.add_option("--floats", floats, "Float formats, word:exponent bits, or none");

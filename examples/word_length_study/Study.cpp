@@ -53,14 +53,18 @@ class Conductor {
     }
 
     /// Measures a format once; it may stand in several sections, where it is compared with others.
-    const Measurement& addRow(Section& section, const Format& format) {
+    const Measurement& measured(const Format& format) {
         auto known = mMeasured.find(format);
         if (known == mMeasured.end()) {
             known = mMeasured.emplace(format, measure(mSamples, format)).first;
             if (mProgress) mProgress(mMeasured.size(), mPlanned);
         }
-        section.rows.push_back(known->second);
         return known->second;
+    }
+
+    const Measurement& addRow(Section& section, const Format& format) {
+        section.rows.push_back(measured(format));
+        return section.rows.back();
     }
 
     Format fixedFormat(Kind kind, int wordBits, int fractionBits) const {
@@ -111,24 +115,28 @@ class Conductor {
         }
     }
 
-    void addBinaryPoints(const Format& centre) {
+    void addBinaryPoints(Format centre) {
         std::vector<int> fractions;
-        for (int finer = -1; finer <= 2; ++finer) fractions.push_back(centre.fractionBits + finer);
+        for (int finer = -1; finer <= 2; ++finer) {
+            const int fraction = centre.fractionBits + finer;
+            if (std::abs(fraction) <= kFractionBitsLimit) fractions.push_back(fraction);
+        }
         if (mOptions.fractions) fractions = *mOptions.fractions;
-        if (fractions.size() * mOptions.overflows.size() < 2) return;
 
-        Section& section = addSection("Binary point and overflow at " + std::to_string(centre.wordBits) + " bits");
+        Section section{"Binary point and overflow at " + std::to_string(centre.wordBits) + " bits", {}};
         for (const int fraction : fractions) {
-            bool overflowed = true;
+            centre.fractionBits = fraction;
+            centre.overflow = mOptions.overflows.front();
+            const bool overflows = measured(centre).overflows > 0;
+            // The fractions of the user stand in the first section already, and without an overflow all modes agree.
+            if (!overflows && mOptions.fractions) continue;
             for (const Overflow overflow : mOptions.overflows) {
-                // Without an overflow all overflow modes give the same row.
-                if (!overflowed || std::abs(fraction) > kFractionBitsLimit) continue;
-                Format format = centre;
-                format.fractionBits = fraction;
-                format.overflow = overflow;
-                overflowed = addRow(section, format).overflows > 0;
+                centre.overflow = overflow;
+                addRow(section, centre);
+                if (!overflows) break;
             }
         }
+        if (section.rows.size() > 1) mStudy.sections.push_back(std::move(section));
     }
 
     void addFloats(const std::vector<Round>& rounds) {

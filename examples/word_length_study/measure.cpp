@@ -38,8 +38,8 @@ Measurement measure(std::span<const double> samples, const Format& format) {
     }
 
     Measurement result{format};
-    result.overflows = static_cast<std::int64_t>(quantizer->getNoverflows());
-    result.underflows = static_cast<std::int64_t>(quantizer->getNunderflows());
+    result.overflows = quantizer->getNoverflows();
+    result.underflows = quantizer->getNunderflows();
     result.smallest = quantizer->getMin().todouble();
     result.greatest = quantizer->getMax().todouble();
     result.snrDb = noise > 0.0L ? static_cast<double>(10.0L * std::log10(signal / noise))

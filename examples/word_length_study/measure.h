@@ -13,9 +13,9 @@ namespace study {
 
 struct Measurement {
     Format format;
-    std::int64_t overflows = 0;
-    std::int64_t underflows = 0;  // samples that were not zero and became zero
-    double smallest = 0.0;        // of the quantized samples
+    std::uint64_t overflows = 0;
+    std::uint64_t underflows = 0;  // samples that were not zero and became zero
+    double smallest = 0.0;         // of the quantized samples
     double greatest = 0.0;
     double snrDb = 0.0;  // plus infinity when no sample changed
 };

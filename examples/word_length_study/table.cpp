@@ -19,12 +19,13 @@ std::string formatted(const char* format, Arguments... arguments) {
 /// Six decimals where they show the value, four digits with an exponent elsewhere.
 std::string valueText(double value) {
     const double magnitude = std::fabs(value);
+    if (magnitude == 0.0) value = 0.0;  // a negative zero would only puzzle
     return formatted(magnitude == 0.0 || (magnitude >= 1e-4 && magnitude < 1e5) ? "%.6f" : "%.3e", value);
 }
 
 std::string rowText(const Measurement& row, bool chosen) {
     const bool isFloat = row.format.kind == Kind::Float;
-    return formatted("%s %-9s %-10s  %-9s %10" PRId64 " %10" PRId64 "  %12s %12s  %7s", chosen ? ">" : " ",
+    return formatted("%s %-9s %-10s  %-9s %10" PRIu64 " %10" PRIu64 "  %12s %12s  %7s", chosen ? ">" : " ",
                      shortName(row.format).c_str(), std::string(nameOf(row.format.round)).c_str(),
                      isFloat ? "infinity" : std::string(nameOf(row.format.overflow)).c_str(), row.overflows,
                      row.underflows, valueText(row.smallest).c_str(), valueText(row.greatest).c_str(),
@@ -82,7 +83,7 @@ std::string csvText(const Study& study) {
             const char* kind = isFloat ? "float" : format.kind == Kind::Signed ? "signed" : "unsigned";
             // The format's name holds a comma, so it is quoted.
             text += formatted(
-                "%zu,\"%s\",%s,%d,%d,%d,%s,%s,%" PRId64 ",%" PRId64 ",%.17g,%.17g,%.17g,%d\n", i + 1,
+                "%zu,\"%s\",%s,%d,%d,%d,%s,%s,%" PRIu64 ",%" PRIu64 ",%.17g,%.17g,%.17g,%d\n", i + 1,
                 shortName(format).c_str(), kind, format.wordBits, isFloat ? format.mantissaBits() : format.fractionBits,
                 format.exponentBits, std::string(nameOf(format.round)).c_str(),
                 isFloat ? "infinity" : std::string(nameOf(format.overflow)).c_str(), row.overflows, row.underflows,

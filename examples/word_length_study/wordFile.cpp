@@ -62,28 +62,33 @@ std::optional<std::uint64_t> readWord(std::FILE* file, std::size_t digits) {
 }  // namespace
 
 void writeWords(const std::string& path, std::span<const double> samples, const Format& format) {
-    const auto compare = [&](std::FILE* file) {
-        const std::size_t digits = digitCount(format);
-        const auto differ = [&](std::size_t at, const char* found) {
-            throw StudyError(ExitCode::WordsDiffer, path + ": word " + std::to_string(at) +
-                                                        " (counted from 0) was read back as " + found +
-                                                        "; the file was not kept");
-        };
-        for (std::size_t i = 0; i < samples.size(); ++i) {
-            const auto word = readWord(file, digits);
-            if (!word) differ(i, "something that is no word");
-            const std::uint64_t wanted = storedWord(samples[i], format);
-            if (*word != wanted) {
-                std::array<char, 80> text;
-                std::snprintf(text.data(), text.size(), "%0*" PRIx64 " but sample %.17g stores %0*" PRIx64,
-                              static_cast<int>(digits), *word, samples[i], static_cast<int>(digits), wanted);
-                differ(i, text.data());
-            }
-        }
-        if (std::fgetc(file) != EOF) differ(samples.size(), "one too many");
-    };
     writeBeside(
-        path, [&](std::FILE* file) { writeDigits(file, samples, format); }, compare);
+        path, [&](std::FILE* file) { writeDigits(file, samples, format); },
+        [&](std::FILE* file) { compareWords(file, path, samples, format); });
+}
+
+void compareWords(std::FILE* file, const std::string& path, std::span<const double> samples, const Format& format) {
+    const std::size_t digits = digitCount(format);
+    const auto differ = [&path](std::size_t at, const std::string& found) {
+        throw StudyError(ExitCode::WordsDiffer, path + ": word " + std::to_string(at) +
+                                                    " (counted from 0) was read back as " + found +
+                                                    "; the file was not kept");
+    };
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const auto word = readWord(file, digits);
+        if (!word) {
+            differ(i, "something that is no word");
+            return;
+        }
+        const std::uint64_t wanted = storedWord(samples[i], format);
+        if (*word != wanted) {
+            std::array<char, 96> text;
+            std::snprintf(text.data(), text.size(), "%0*" PRIx64 ", but sample %.17g stores %0*" PRIx64,
+                          static_cast<int>(digits), *word, samples[i], static_cast<int>(digits), wanted);
+            differ(i, text.data());
+        }
+    }
+    if (std::fgetc(file) != EOF) differ(samples.size(), "one too many");
 }
 
 }  // namespace study
