@@ -1,7 +1,6 @@
 // The hardware that code is made for: kind of device, bits of the C integer types, rounding of integer division.
 //
-// The default constructor leaves the fields as they are, for records that live in zeroed or reused memory; set every
-// field before you read one.
+// A size that nobody set is 0; reading one is defined, and a description may be copied before all is set.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +12,7 @@ enum class FxpHardwareRounding : std::int32_t { Undefined = 0, Zero = 1, Floor =
 
 class TOLVANE_API fxpProdHardware {
  public:
-    // User-provided, so that value-initialisation does not zero the fields either.
-    fxpProdHardware() {}  // NOLINT(modernize-use-equals-default)
+    fxpProdHardware() = default;
     fxpProdHardware(ProdHWDeviceType deviceType, int bitsPerChar, int bitsPerShort, int bitsPerInt, int bitsPerLong,
                     FxpHardwareRounding integerDivisionRounding)
         : mDeviceType(deviceType),
@@ -24,7 +22,7 @@ class TOLVANE_API fxpProdHardware {
           mBitPerLong(bitsPerLong),
           mIntDivRndMode(integerDivisionRounding) {}
 
-    /// A description without sizes: an ASIC has words of any size, so its size fields have no value to read.
+    /// A description without sizes: an ASIC has words of any size, so its size fields stay 0.
     static fxpProdHardware getASICTypeHardware() { return getASICTypeHardware(FxpHardwareRounding::Undefined); }
     static fxpProdHardware getASICTypeHardware(FxpHardwareRounding integerDivisionRounding) {
         return {ProdHWDeviceType::ASIC, integerDivisionRounding};
@@ -51,10 +49,10 @@ class TOLVANE_API fxpProdHardware {
     fxpProdHardware(ProdHWDeviceType deviceType, FxpHardwareRounding integerDivisionRounding)
         : mDeviceType(deviceType), mIntDivRndMode(integerDivisionRounding) {}
 
-    ProdHWDeviceType mDeviceType;
-    std::int32_t mBitPerChar;
-    std::int32_t mBitPerShort;
-    std::int32_t mBitPerInt;
-    std::int32_t mBitPerLong;
-    FxpHardwareRounding mIntDivRndMode;
+    ProdHWDeviceType mDeviceType = ProdHWDeviceType::Microprocessor;
+    std::int32_t mBitPerChar = 0;
+    std::int32_t mBitPerShort = 0;
+    std::int32_t mBitPerInt = 0;
+    std::int32_t mBitPerLong = 0;
+    FxpHardwareRounding mIntDivRndMode = FxpHardwareRounding::Undefined;
 };

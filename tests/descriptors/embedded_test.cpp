@@ -1,0 +1,403 @@
+#include "descriptors/embedded.h"
+
+#include <array>
+#include <boost/make_shared.hpp>
+#include <limits>
+#include <map>
+#include <typeinfo>
+
+#include "descriptors/LocalFxpClient.h"
+#include "descriptors/fxpProdHardware.h"
+#include "host/bs.h"
+#include "host/hf.h"
+#include "host/hsc.h"
+#include "host/hv.h"
+#include "host/om.h"
+#include "host/reference/features.h"
+#include "host/reference/functions.h"
+#include "tests/support/errors.h"
+#include "tests/support/objects.h"
+
+namespace {
+
+/// Puts all switches back when a test ends.
+class Features : public ::testing::Test {
+ protected:
+    void TearDown() override {
+        embedded::setFeatureFiTagLogging(false);
+        embedded::setFeatureFiStackTraceLogging(false);
+        embedded::setFeatureFi33PlusMemoryFootprint(true);
+        embedded::setFeatureNumericTypeUnspecifiedSign(true);
+        embedded::setFeatureFiRealOnlySlopeBias(true);
+        embedded::setFeatureFimathLessFis(true);
+        hostref::clearFeatures();
+    }
+};
+
+using Getter = bool (*)();
+using Setter = void (*)(bool);
+struct Switch {
+    const char* name;
+    int registeredDefault;
+    Getter get;
+    Setter set;
+};
+constexpr Switch switches[] = {
+    {"FiTagLogging", 0, &embedded::getFeatureFiTagLogging, &embedded::setFeatureFiTagLogging},
+    {"FiStackTraceLogging", 0, &embedded::getFeatureFiStackTraceLogging, &embedded::setFeatureFiStackTraceLogging},
+    {"Fi33PlusMemoryFootprint", 1, &embedded::getFeatureFi33PlusMemoryFootprint,
+     &embedded::setFeatureFi33PlusMemoryFootprint},
+    {"NumerictypeUnspecifiedSign", 1, &embedded::getFeatureNumericTypeUnspecifiedSign,
+     &embedded::setFeatureNumericTypeUnspecifiedSign},
+    {"FiRealOnlySlopeBias", 1, &embedded::getFeatureFiRealOnlySlopeBias, &embedded::setFeatureFiRealOnlySlopeBias},
+    {"FimathLessFis", 1, &embedded::getFeatureFimathLessFis, &embedded::setFeatureFimathLessFis},
+    {"FiWarnForDataTypeMode", 1, &embedded::getFeatureFiWarnForDataTypeMode,
+     &embedded::setFeatureFiWarnForDataTypeMode},
+};
+
+/// Runs a feature as a user would; returns the state it gives, or NaN when it gives none.
+double run(const char* name, const hvArray* setting = nullptr, int resultCount = 1) {
+    std::vector<hvArray*> arguments;
+    const hvArrayOwner copy(setting == nullptr ? nullptr : hvCreateSharedDataCopy(setting));
+    if (copy) {
+        arguments.push_back(copy.get());
+    }
+    const hvArrayOwner result = hostref::runFeature(name, resultCount, arguments);
+    if (!result) {
+        return bsGetNaN();
+    }
+    EXPECT_TRUE(hvIsDouble(result.get()) && hvIsScalar(result.get()));
+    return hvGetScalar(result.get());
+}
+
+TEST_F(Features, AreRegisteredInOrderWithTheirDefaultsAsTheyStart) {
+    embedded::registerFeatures();
+    embedded::registerFeatures();
+    const std::vector<hostref::Feature> registered = hostref::registeredFeatures();
+    ASSERT_EQ(registered.size(), std::size(switches));
+    for (std::size_t i = 0; i < std::size(switches); ++i) {
+        EXPECT_EQ(registered[i].name, switches[i].name);
+        EXPECT_EQ(registered[i].defaultValue, switches[i].registeredDefault) << switches[i].name;
+        EXPECT_EQ(switches[i].get(), switches[i].registeredDefault != 0) << switches[i].name;
+        EXPECT_EQ(run(switches[i].name), switches[i].registeredDefault) << switches[i].name;
+    }
+}
+
+TEST_F(Features, CommandsMoveTheirOwnSwitchAndOnlyThat) {
+    embedded::registerFeatures();
+    const hvArrayOwner zero(hvCreateDoubleScalar(0.0));
+    const hvArrayOwner one(hvCreateDoubleScalar(1.0));
+    for (const Switch& moved : switches) {
+        for (const Switch& each : switches) {
+            each.set(true);
+        }
+        EXPECT_EQ(run(moved.name, zero.get()), 0.0);
+        for (const Switch& each : switches) {
+            const bool isShared =
+                std::string(moved.name).starts_with("Fim") || std::string(moved.name).starts_with("FiW");
+            const bool isSharing =
+                std::string(each.name).starts_with("Fim") || std::string(each.name).starts_with("FiW");
+            const bool isMoved = each.name == moved.name || (isShared && isSharing);
+            EXPECT_EQ(each.get(), !isMoved) << moved.name << " against " << each.name;
+        }
+        EXPECT_EQ(run(moved.name, one.get()), 1.0);
+        EXPECT_TRUE(moved.get());
+    }
+}
+
+TEST_F(Features, TheTwoLastShareOneSwitch) {
+    embedded::registerFeatures();
+    const hvArrayOwner off(hvCreateString("Off"));
+    EXPECT_EQ(run("FiWarnForDataTypeMode", off.get()), 0.0);
+    EXPECT_EQ(run("FimathLessFis"), 0.0);
+    embedded::setFeatureFimathLessFis(true);
+    EXPECT_TRUE(embedded::getFeatureFiWarnForDataTypeMode());
+}
+
+TEST_F(Features, CommandsReadEveryKindOfSetting) {
+    const Raised mustBe01{"VELMAR:mustBe01OffOn", "Value must be 0, 1, off, or on."};
+    const Raised wrongClass{"VELMAR:doubleOrCharArgRequired", "Double or Character argument required."};
+    struct Row {
+        hvArrayOwner setting;
+        int state;
+        Raised error;
+        const char* why;
+    };
+    const auto number = [](double value) { return hvArrayOwner(hvCreateDoubleScalar(value)); };
+    const auto text = [](const char* value) { return hvArrayOwner(hvCreateString(value)); };
+    const auto none = [](hvArray* array) { return hvArrayOwner(array); };
+    std::vector<Row> rows;
+    rows.push_back({number(0.0), 0, {}, "0"});
+    rows.push_back({number(1.0), 1, {}, "1"});
+    rows.push_back({number(1.75), 1, {}, "truncated"});
+    rows.push_back({number(0.99), 0, {}, "truncated"});
+    rows.push_back({number(-0.99), 0, {}, "truncated towards zero"});
+    rows.push_back({number(2.0), -1, mustBe01, "2"});
+    rows.push_back({number(-1.0), -1, mustBe01, "-1 is not the default"});
+    rows.push_back({number(1e300), -1, mustBe01, "no int"});
+    rows.push_back({number(4294967296.0), -1, mustBe01, "0 in 32 bits"});
+    rows.push_back({number(bsGetNaN()), -1, mustBe01, "NaN"});
+    rows.push_back({number(bsGetMinusInf()), -1, mustBe01, "-Inf"});
+    rows.push_back({none(hvCreateDoubleMatrix(0, 0)), -1, mustBe01, "empty"});
+    rows.push_back({none(hvCreateLogicalScalar(false)), 0, {}, "false"});
+    rows.push_back({none(hvCreateLogicalScalar(true)), 1, {}, "true"});
+    rows.push_back({text("ON"), 1, {}, "ON"});
+    rows.push_back({text("oN"), 1, {}, "oN"});
+    rows.push_back({text("1"), 1, {}, "text 1"});
+    rows.push_back({text("Off"), 0, {}, "Off"});
+    rows.push_back({text("0"), 0, {}, "text 0"});
+    rows.push_back({text("2"), -1, mustBe01, "text 2"});
+    rows.push_back({text("on "), -1, mustBe01, "blank"});
+    rows.push_back({text(""), -1, mustBe01, "empty text"});
+    rows.push_back({none(hvCreateCellMatrix(1, 1)), -1, wrongClass, "cell"});
+    rows.push_back({none(hvCreateNumericMatrix(1, 1, hvSINGLE_CLASS)), -1, wrongClass, "single"});
+    rows.push_back({none(hvCreateNumericMatrix(1, 1, hvINT32_CLASS)), -1, wrongClass, "int32"});
+    embedded::registerFeatures();
+    for (const Row& row : rows) {
+        for (const bool before : {false, true}) {
+            embedded::setFeatureFiTagLogging(before);
+            EXPECT_EQ(raisedBy([&] { run("FiTagLogging", row.setting.get()); }), row.error) << row.why;
+            EXPECT_EQ(embedded::getFeatureFiTagLogging(), row.state == -1 ? before : row.state == 1) << row.why;
+        }
+    }
+}
+
+TEST_F(Features, CommandsCountTheirArguments) {
+    const hvArrayOwner zero(hvCreateDoubleScalar(0.0));
+    std::array<hvArray*, 2> inputs = {zero.get(), zero.get()};
+    std::array<hvArray*, 2> outputs = {nullptr, nullptr};
+    const auto call = [&](int outputCount, int inputCount) {
+        return raisedBy([&] { embedded::setFimathLessFis(outputCount, outputs.data(), inputCount, inputs.data()); });
+    };
+    EXPECT_EQ(call(2, 1), raisedBy([] { hvErrMsg(3); }));
+    EXPECT_EQ(call(2, 2), raisedBy([] { hvErrMsg(3); }));
+    EXPECT_EQ(call(0, 2), raisedBy([] { hvErrMsg(1); }));
+    EXPECT_EQ(call(0, -1), raisedBy([] { hvErrMsg(2); }));
+    EXPECT_NE(call(2, 0), call(0, 2));
+    EXPECT_NE(call(0, 2), call(0, -1));
+    EXPECT_TRUE(embedded::getFeatureFimathLessFis());
+    EXPECT_EQ(outputs[0], nullptr);
+
+    EXPECT_EQ(call(0, 1), Raised{});
+    EXPECT_FALSE(embedded::getFeatureFimathLessFis());
+    EXPECT_EQ(outputs[0], nullptr);
+    EXPECT_EQ(call(0, 0), Raised{});
+    const hvArrayOwner state(outputs[0]);
+    EXPECT_EQ(hvGetScalar(state.get()), 0.0);
+}
+
+TEST(SharedEnumerations, HaveTheirNamesAndValuesInTheOrderOfAdding) {
+    struct Row {
+        EnumStringType* (*get)();
+        const char* name;
+        const char* values;
+    };
+    const Row rows[] = {
+        {&embedded::getQuantizerModeEnum, "quantizer Mode",
+         "5 none,0 double,1 float,2 fixed,3 single,4 ufixed,6 boolean,7 ScaledDouble,8 UnsignedScaledDouble,"},
+        {&embedded::getRoundModeEnum, "quantizer Round Mode", "0 ceil,1 convergent,2 fix,3 floor,4 nearest,5 round,"},
+        {&embedded::getOverflowModeEnum, "quantizer Overflow Mode", "0 saturate,1 wrap,"},
+        {&embedded::getScalingEnum, "quantizer Scaling", "0 BinaryPoint,1 SlopeBias,"},
+        {&embedded::getOperationTypeEnum, "embedded OperationTypeEnum",
+         "0 Unspecified,1 Assignment,2 Product,3 Sum,4 Difference,"},
+    };
+    for (const Row& row : rows) {
+        EnumStringType* const type = row.get();
+        std::string values;
+        for (const EnumStringType::Entry& entry : type->getEntries()) {
+            values += std::to_string(entry.value) + ' ' + entry.text + ',';
+        }
+        EXPECT_EQ(values, row.values);
+        EXPECT_STREQ(type->getName(), row.name);
+        EXPECT_EQ(OMTypeRepository::getType(row.name, true), type);
+        EXPECT_EQ(row.get(), type);
+    }
+    EXPECT_STREQ(embedded::getRoundModeEnum()->getText(static_cast<int>(embedded::RoundModeEnum::Nearest)), "nearest");
+    EXPECT_STREQ(
+        embedded::getQuantizerModeEnum()->getText(static_cast<int>(embedded::QuantizerModeEnum::UnsignedScaledDouble)),
+        "UnsignedScaledDouble");
+}
+
+TEST(EmbeddedPackage, IsMadeOnceAndLetGo) {
+    OMApplication* const package = embedded::getEmbeddedPackage();
+    EXPECT_EQ(embedded::getEmbeddedPackage(), package);
+    EXPECT_EQ(OMApplicationManager::getApplication("embedded"), package);
+    package->addLocalClass(new CountedClass("thing"));
+    EXPECT_EQ(CountedClass::sAlive, 1);
+    embedded::terminateEmbeddedPackage();
+    embedded::terminateEmbeddedPackage();
+    EXPECT_EQ(CountedClass::sAlive, 0);
+    EXPECT_EQ(OMApplicationManager::getApplication("embedded"), nullptr);
+}
+
+/// A host function "test_fail" that raises what a test asks for, and quiet errors.
+class LastErrors : public ::testing::Test {
+ protected:
+    void SetUp() override {
+        hostref::registerFunction("test_fail", [this](int, std::span<const hvArray* const>) {
+            raiseError(mError.id, mError.message);
+            return std::vector<hvArrayOwner>();
+        });
+        hostref::registerFunction("test_one", [](int, std::span<const hvArray* const> arguments) {
+            std::vector<hvArrayOwner> results;
+            results.emplace_back(hvCreateDoubleScalar(hvGetScalar(arguments[0]) + 1.0));
+            return results;
+        });
+    }
+    void TearDown() override {
+        hscSetTrapFlag(0);
+        hostref::registerFunction("test_fail", {});
+        hostref::registerFunction("test_one", {});
+    }
+    Raised mError;
+};
+
+TEST_F(LastErrors, OfTrappedCallsAreRaisedAgain) {
+    struct Row {
+        Raised error;
+        Raised raised;
+    };
+    const Row rows[] = {
+        {{"zoo:cat:gone", "The cat is gone."}, {"zoo:cat:gone", "The cat is gone."}},
+        {{"", "No identifier."}, {"fixedpoint:embedded:throw_last_error", "No identifier."}},
+        {{"zoo:quiet", ""}, {"zoo:quiet", ""}},
+        {{"", ""}, {"fixedpoint:embedded:throw_last_error", ""}},
+    };
+    HostCapture capture;
+    constexpr int loudMode = 0;
+    const int oldMode = hvSetErrorMode(loudMode);
+    for (const Row& row : rows) {
+        mError = row.error;
+        EXPECT_NE(embedded::call_VELMAR_with_trap(0, nullptr, 0, nullptr, "test_fail"), 0);
+        EXPECT_EQ(raisedBy([] { embedded::throw_last_error(); }), row.raised);
+    }
+    EXPECT_EQ(hvSetErrorMode(oldMode), loudMode);
+    EXPECT_EQ(capture.printed, "");
+
+    EXPECT_NE(embedded::call_VELMAR_with_trap(0, nullptr, 0, nullptr, "no such function"), 0);
+    EXPECT_NE(raisedBy([] { embedded::throw_last_error(); }), Raised{});
+}
+
+TEST_F(LastErrors, DoNotDisturbCallsThatSucceed) {
+    const hvArrayOwner argument(hvCreateDoubleScalar(41.0));
+    std::array<hvArray*, 1> inputs = {argument.get()};
+    std::array<hvArray*, 1> outputs = {nullptr};
+    EXPECT_EQ(embedded::call_VELMAR_with_trap(1, outputs.data(), 1, inputs.data(), "test_one"), 0);
+    const hvArrayOwner result(outputs[0]);
+    EXPECT_EQ(hvGetScalar(result.get()), 42.0);
+}
+
+using ObjectsInValues = PackageTest;
+
+TEST_F(ObjectsInValues, AreCheckedAgainstAClassTree) {
+    CountedClass* const animal = addClass("animal");
+    CountedClass* const cat = addClass("cat", animal);
+    CountedClass* const tiger = addClass("tiger", cat);
+    CountedClass* const stone = addClass("stone");
+    const std::map<std::string, CountedClass*> classes = {
+        {"animal", animal}, {"cat", cat}, {"tiger", tiger}, {"stone", stone}};
+    struct Row {
+        const char* object;
+        const char* isA;
+    };
+    const Row rows[] = {{"animal", "animal"}, {"cat", "animal cat"}, {"tiger", "animal cat tiger"}, {"stone", "stone"}};
+    for (const Row& row : rows) {
+        const Reference object(classes.at(row.object)->makeObject());
+        for (const auto& [name, objectClass] : classes) {
+            const bool expected = std::string(row.isA).find(name) != std::string::npos;
+            EXPECT_EQ(embedded::checkIsa(object.get(), "zoo", name.c_str()), expected) << row.object << " a " << name;
+        }
+        EXPECT_FALSE(embedded::checkIsa(object.get(), "zoo", "unicorn"));
+        EXPECT_FALSE(embedded::checkIsa(object.get(), "no such package", row.object));
+        EXPECT_EQ(object->getNumberOfReferences(), 1);
+    }
+    EXPECT_FALSE(embedded::checkIsa(nullptr, "zoo", "cat"));
+}
+
+TEST_F(ObjectsInValues, GiveTheirClassAndTheirInternalReference) {
+    CountedClass* const cat = addClass("cat");
+    Reference tom(cat->makeObject());
+    hvArrayOwner value(omdtConvertToVelmar(OMTypeRepository::getType("zoo.cat", true), tom.get()));
+    EXPECT_EQ(embedded::hvArray2OMClass(value.get()), cat);
+    const hvArrayOwner number(hvCreateDoubleScalar(1.0));
+    EXPECT_EQ(embedded::hvArray2OMClass(number.get()), nullptr);
+    EXPECT_EQ(embedded::hvArray2OMClass(nullptr), nullptr);
+
+    hvArrayOwner internal(embedded::external_to_internal_reference(value.get()));
+    EXPECT_EQ(embedded::hvArray2OMClass(internal.get()), cat);
+    EXPECT_EQ(tom->getNumberOfReferences(), 3);
+    EXPECT_EQ(tom->getNumberOfExternalReferences(), 1);
+    value.reset();
+    tom.reset();
+    EXPECT_EQ(CountedObject::sAlive, 1);
+    internal.reset();
+    EXPECT_EQ(CountedObject::sAlive, 0);
+    const hvArrayOwner nothing(embedded::external_to_internal_reference(number.get()));
+    EXPECT_TRUE(hvIsEmpty(nothing.get()));
+}
+
+TEST(ScalarImag, IsReadByClass) {
+    struct Row {
+        hvArrayOwner array;
+        double imaginary;
+        const char* why;
+    };
+    std::vector<Row> rows;
+    rows.push_back({hvArrayOwner(hvCreateComplexScalar(1.0, -2.5)), -2.5, "double"});
+    rows.push_back({hvArrayOwner(hvCreateDoubleScalar(7.0)), 0.0, "real"});
+    rows.push_back({hvArrayOwner(hvCreateString("i")), 0.0, "char"});
+    rows.push_back({hvArrayOwner(hvCreateLogicalScalar(true)), 0.0, "logical"});
+    rows.push_back({hvArrayOwner(hvCreateCellMatrix(1, 1)), 0.0, "cell"});
+    rows.push_back({hvArrayOwner(hvCreateDoubleMatrix(0, 0, hvCOMPLEX)), 0.0, "empty"});
+    const auto complexOf = [&](auto imaginary) {
+        using T = decltype(imaginary);
+        hvArrayOwner array(hvCreateNumericMatrix(1, 2, hvClassOf<T>, hvCOMPLEX));
+        hvGetTypedImagData<T>(array.get())[0] = imaginary;
+        rows.push_back({std::move(array), static_cast<double>(imaginary), typeid(T).name()});
+    };
+    complexOf(1.5F);
+    complexOf(std::int8_t{-128});
+    complexOf(std::uint8_t{255});
+    complexOf(std::int16_t{-32768});
+    complexOf(std::uint16_t{65535});
+    complexOf(std::numeric_limits<std::int32_t>::min());
+    complexOf(std::numeric_limits<std::uint32_t>::max());
+    complexOf(std::int64_t{-(1LL << 53)});
+    complexOf(std::uint64_t{1ULL << 63});
+    for (const Row& row : rows) {
+        EXPECT_EQ(embedded::getScalarImag(row.array.get()), row.imaginary) << row.why;
+    }
+}
+
+TEST(ProdHardware, KeepsWhatItIsTold) {
+    fxpProdHardware hardware(ProdHWDeviceType::ASIC, 8, 16, 32, 64, FxpHardwareRounding::Floor);
+    EXPECT_EQ(hardware.getHWDeviceType(), ProdHWDeviceType::ASIC);
+    EXPECT_EQ(static_cast<int>(hardware.getHWDeviceType()), 1);
+    hardware.setMicropcessorWithContainerSizes(9, 18, 27, 36);
+    EXPECT_EQ(static_cast<int>(hardware.getHWDeviceType()), 0);
+    EXPECT_EQ(hardware.getBitPerChar(), 9);
+    EXPECT_EQ(hardware.getBitPerShort(), 18);
+    EXPECT_EQ(hardware.getBitPerInt(), 27);
+    EXPECT_EQ(hardware.getBitPerLong(), 36);
+    EXPECT_EQ(hardware.getHWIntDivRndMode(), FxpHardwareRounding::Floor);
+    EXPECT_EQ(static_cast<int>(fxpProdHardware::getASICTypeHardware().getHWDeviceType()), 1);
+    EXPECT_EQ(static_cast<int>(fxpProdHardware::getASICTypeHardware().getHWIntDivRndMode()), 0);
+    EXPECT_EQ(fxpProdHardware::getASICTypeHardware(FxpHardwareRounding::Zero).getHWIntDivRndMode(),
+              FxpHardwareRounding::Zero);
+}
+
+TEST(FxpClient, SharesItsHardwareWithCopies) {
+    const auto hardware =
+        boost::make_shared<fxpProdHardware>(ProdHWDeviceType::ASIC, 8, 16, 32, 32, FxpHardwareRounding::Undefined);
+    const LocalFxpClient client(hardware);
+    {
+        LocalFxpClient copy(client);
+        copy.handleScaledDoublePotentialOverflow();
+        copy.handleScaledDoublePotentialUnderflow();
+        EXPECT_EQ(copy.getProdHardware(), hardware.get());
+        EXPECT_EQ(hardware.use_count(), 3);
+    }
+    EXPECT_EQ(hardware.use_count(), 2);
+}
+
+}  // namespace

@@ -1,0 +1,94 @@
+// Object-model classes for tests: objects that count themselves, and a holder of one reference.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "host/om.h"
+
+/// Gives up a reference at the end of a scope.
+class Reference {
+ public:
+    explicit Reference(OMInterface* interface) : mInterface(interface) {}
+    ~Reference() { OMInterface::operator delete(mInterface); }
+    Reference(const Reference&) = delete;
+    Reference& operator=(const Reference&) = delete;
+
+    OMInterface* get() const { return mInterface; }
+    OMInterface* operator->() const { return mInterface; }
+    void reset() { OMInterface::operator delete(std::exchange(mInterface, nullptr)); }
+
+ private:
+    OMInterface* mInterface;
+};
+
+struct CountedObject {
+    explicit CountedObject(int start = 0) : width(start) { ++sAlive; }
+    ~CountedObject() { --sAlive; }
+    CountedObject(const CountedObject&) = delete;
+    CountedObject& operator=(const CountedObject&) = delete;
+
+    int width;
+    static inline int sAlive = 0;
+};
+
+class CountedClass : public OMClass {
+ public:
+    explicit CountedClass(const char* name) {
+        setName(name, true);
+        ++sAlive;
+    }
+    ~CountedClass() override { --sAlive; }
+
+    using OMClass::createClassSpecificObject;
+    OMInterface* createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/, int count) override {
+        return makeObject(count);
+    }
+    void destroyObject(OMInterface* interface) override { delete static_cast<CountedObject*>(interface->getObject()); }
+
+    OMInterface* makeObject(int width = 0) { return new OMInterface(new CountedObject(width), this, nullptr); }
+
+    static inline int sAlive = 0;
+};
+
+/// Property `width` of a CountedObject.
+class WidthPropInfo : public OMPropInfoTemplate {
+ public:
+    explicit WidthPropInfo(const char* name = "Width", const OMPropertyAccess& access = {})
+        : OMPropInfoTemplate(name, OMTypeRepository::getType("int32", true), access) {}
+    void* getValue(OMDatabaseClient* /*client*/, OMInterface* interface) override {
+        return new std::int32_t(static_cast<CountedObject*>(interface->getObject())->width);
+    }
+    void setValue(OMDatabaseClient* /*client*/, OMInterface* interface, const void* value) override {
+        if (value == nullptr) {
+            return;
+        }
+        const std::int32_t width = *static_cast<const std::int32_t*>(value);
+        if (width < 1) {
+            raiseError("test:width", "Width must be positive.");
+        }
+        static_cast<CountedObject*>(interface->getObject())->width = width;
+    }
+};
+
+/// A package for the life of a test, which checks that nothing of it is left.
+class PackageTest : public ::testing::Test {
+ protected:
+    void TearDown() override {
+        OMApplicationManager::removeApplication(mPackage);
+        EXPECT_EQ(CountedObject::sAlive, 0);
+        EXPECT_EQ(CountedClass::sAlive, 0);
+        EXPECT_EQ(OMApplicationManager::getApplication("zoo"), nullptr);
+    }
+    CountedClass* addClass(const char* name, OMClass* superClass = nullptr) {
+        auto made = std::make_unique<CountedClass>(name);
+        made->setSuperClass(superClass);
+        mPackage->addLocalClass(made.get());
+        return made.release();
+    }
+
+    OMApplication* mPackage = OMApplicationManager::addApplication(std::make_unique<OMApplication>("zoo", true));
+};
