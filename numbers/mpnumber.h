@@ -172,18 +172,30 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     std::uint32_t fixed2uint32(int unused, int scale) const;
     std::uint64_t fixed2uint64(int unused, int scale) const;
 
-    // Texts and words of the stored integer. Writers fill `out` to its length without a terminating zero.
+    // Texts and words of the stored integer, which is the value times 2^fractionlength truncated toward zero; NaN and
+    // infinity have 0. Writers fill exactly `length` characters, without a terminating zero and right-aligned; of a
+    // longer text the low-order end stays, and a length below 1 writes nothing. Digits are GMP's, lower case from base
+    // 11 on; bases GMP has no digits for (it has 2 to 62) write zeros. Readers take what mpz_set_str takes, and 0 for
+    // any other text. Word lengths below 1 have no bits.
 
-    /// Writes the words of the integer, lowest first; a negative value counts modulo twoToWordlength.
+    /// Writes the words of the integer, lowest first; a negative value counts modulo twoToWordlength. The binary
+    /// exponent stands in for the fraction length; slope and bias take no part.
     void fixed2IntArray(std::uint32_t* out, int words, int wordlength, double slope, int exponent, double bias,
                         mpfr_srcptr twoToWordlength) const;
+    /// Writes a signed decimal, filled with blanks.
     void fixed2sdec(char* out, unsigned length, unsigned wordlength, int fractionlength) const;
+    /// Writes the two's complement, filled with zeros.
     void fixed2base(char* out, int length, int base, int wordlength, int fractionlength) const;
+    /// Writes the bit pattern of the value in a float format, filled with zeros: a sign bit, `exponentlength` bits that
+    /// are biased by exponentmax, `fractionlength` bits. Bits below the fraction are cut off, and a NaN is written as
+    /// the negative quiet one. A value above the format runs over into the bits above its exponent.
     void float2base(char* out, int length, int base, int wordlength, int exponentlength, int fractionlength,
                     int exponentmax, int exponentmin) const;
-    /// Warns with "fixedpoint:base2fixed:too_many_bits" and keeps the low bits when the text needs more.
+    /// Sets the integer of a text times 2^-fractionlength. Warns with "fixedpoint:base2fixed:too_many_bits" and keeps
+    /// the low bits when the text needs more than wordlength.
     void base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned);
-    /// Raises "fixedpoint:fi:base2float:valuetoolarge".
+    /// Sets the value of a bit pattern in a float format. The pattern 0 leaves the element alone, and the sign bit
+    /// alone negates it. Raises "fixedpoint:fi:base2float:valuetoolarge" before any change.
     void base2float(const char* text, int base, int wordlength, int exponentlength, int fractionlength, int exponentmax,
                     int exponentmin);
 

@@ -108,8 +108,9 @@ gmpinteger parsed(const char* text, int base) {
     return value;
 }
 
-bool bitIsSet(const gmpinteger& value, int bit) {
-    return bit >= 0 && mpz_tstbit(value, static_cast<mp_bitcnt_t>(bit));
+/// Tests the top bit of a word; no bit for a word length below 1.
+bool hasSignBit(const gmpinteger& value, int wordlength) {
+    return wordlength >= 1 && mpz_tstbit(value, static_cast<mp_bitcnt_t>(wordlength - 1)) != 0;
 }
 
 mp_bitcnt_t bitsOrNone(int count) {
@@ -146,7 +147,7 @@ void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int f
         writeZeros(field);
         return;
     }
-    MantissaAndExponent parts = splitElement(getelement());
+    const MantissaAndExponent parts = splitElement(getelement());
     const long shift = parts.exponent + fractionlength;
     const long wordBits = std::max(wordlength, 0);
     gmpinteger pattern;
@@ -224,7 +225,7 @@ void mpnumber::float2base(char* out, int length, int base, int wordlength, int e
     bsResetFPU();
 }
 
-void mpnumber::base2fixed(char const* text, int base, int wordlength, int fractionlength, bool isSigned) {
+void mpnumber::base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned) {
     const gmpinteger z = parsed(text, base);
     gmpinteger kept;
     mpz_tdiv_r_2exp(kept, z, bitsOrNone(wordlength));
@@ -236,7 +237,7 @@ void mpnumber::base2fixed(char const* text, int base, int wordlength, int fracti
     }
 
     const mpfr_ptr x = getmodifiableelement();
-    if (isSigned && bitIsSet(kept, wordlength - 1)) {
+    if (isSigned && hasSignBit(kept, wordlength)) {
         // One rounding of the exact difference; a power of two is exact at any precision.
         mpscratch twoToWordlength(MPFR_PREC_MIN);
         mpfr_set_ui_2exp(twoToWordlength, 1, wordlength, MPFR_RNDN);
@@ -254,8 +255,11 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
     if (z.sign() > 0 && z.bitCount() > bitsOrNone(wordlength)) {
         raiseError("fixedpoint:fi:base2float:valuetoolarge", "Value is too large for indicated wordlength.");
     }
-    const bool negative = bitIsSet(z, wordlength - 1);
-    if (negative) mpz_clrbit(z, static_cast<mp_bitcnt_t>(wordlength - 1));
+    // A text with a minus has all high bits set; clearing one must not build more than the widest word there is.
+    constexpr int widestWord = 65535;
+    const int wordBits = std::min(wordlength, widestWord);
+    const bool negative = hasSignBit(z, wordBits);
+    if (negative) mpz_clrbit(z, static_cast<mp_bitcnt_t>(wordBits - 1));
 
     gmpinteger exponentField;
     gmpinteger fraction;

@@ -1,0 +1,330 @@
+// Bit operations of elements, against plain integer arithmetic and bit texts.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <random>
+#include <string>
+
+#include "numbers/bit_tables.h"
+#include "numbers/doublenumber.h"
+#include "numbers/mpnumber.h"
+#include "tests/support/bit_texts.h"
+#include "tests/support/errors.h"
+
+namespace {
+
+constexpr Body bothBodies[] = {Body::doubles, Body::multiPrecision};
+
+/// A word type, and the calls of the operations in the form that fits the body.
+struct Word {
+    bool isSigned;
+    int bits;
+    int exponent;
+    Modulus modulus{bits};
+
+    Word(bool sign, int wordBits, int scale) : isSigned(sign), bits(wordBits), exponent(scale) {}
+
+    void complement(number& x) const {
+        if (x.asDouble()) {
+            x.bitcmp(isSigned, bits, 1.0, exponent, 0.0, doublenumber::bitcmpXorMask(bits), modulus.word);
+        } else {
+            mpz_t mask;
+            mpnumber::bitcmpXorMask(mask, bits);
+            x.bitcmp(isSigned, bits, 1.0, exponent, 0.0, mask, modulus.wide);
+            mpz_clear(mask);
+        }
+    }
+    void combine(char operation, number& x, const number& y) const {
+        if (x.asDouble()) {
+            const auto call = operation == '&'   ? &number::doublebitand
+                              : operation == '|' ? &number::doublebitor
+                                                 : &number::doublebitxor;
+            (x.*call)(y, isSigned, bits, 1.0, exponent, 0.0, modulus.word);
+        } else {
+            const auto call = operation == '&'   ? &number::mpbitand
+                              : operation == '|' ? &number::mpbitor
+                                                 : &number::mpbitxor;
+            (x.*call)(y, isSigned, bits, 1.0, exponent, 0.0, modulus.wide);
+        }
+    }
+    int get(const number& x, int bit) const {
+        return x.body().isDouble() ? x.bitget(bit, isSigned, bits, 1.0, exponent, 0.0, modulus.word)
+                                   : x.bitget(bit, isSigned, bits, 1.0, exponent, 0.0, modulus.wide);
+    }
+    void set(number& x, int bit, bool value) const {
+        if (x.asDouble()) {
+            x.bitset(bit, value, isSigned, bits, 1.0, exponent, 0.0, modulus.word);
+        } else {
+            x.bitset(bit, value, isSigned, bits, 1.0, exponent, 0.0, modulus.wide);
+        }
+    }
+};
+
+TEST(BitOperations, AgreeWithIntegerArithmeticOnAllShortWords) {
+    for (const Body body : bothBodies) {
+        for (const bool isSigned : {false, true}) {
+            for (int bits = 1; bits <= 6; ++bits) {
+                for (const int exponent : {0, -4, 3}) {
+                    const Word word(isSigned, bits, exponent);
+                    const int count = 1 << bits;
+                    const int low = isSigned ? -count / 2 : 0;
+                    // Takes an integer into the range of the word, as two's complement does.
+                    const auto wrapped = [&](int integer) { return ((integer - low) % count + count) % count + low; };
+                    const auto valueOf = [&](int integer) { return std::ldexp(integer, exponent); };
+                    SCOPED_TRACE(testing::Message() << body << (isSigned ? " signed " : " unsigned ") << bits
+                                                    << " bits, exponent " << exponent);
+                    for (int a = low; a < low + count; ++a) {
+                        Element complement(body, 50, valueOf(a));
+                        word.complement(complement);
+                        ASSERT_EQ(complement.todouble(), valueOf(wrapped(~a))) << a;
+                        for (int b = low; b < low + count; ++b) {
+                            const Element right(body, 50, valueOf(b));
+                            Element both(body, 50, valueOf(a));
+                            Element either(body, 50, valueOf(a));
+                            Element one(body, 50, valueOf(a));
+                            word.combine('&', both, right);
+                            word.combine('|', either, right);
+                            word.combine('^', one, right);
+                            ASSERT_EQ(both.todouble(), valueOf(wrapped(a & b))) << a << " " << b;
+                            ASSERT_EQ(either.todouble(), valueOf(wrapped(a | b))) << a << " " << b;
+                            ASSERT_EQ(one.todouble(), valueOf(wrapped(a ^ b))) << a << " " << b;
+                            ASSERT_EQ(right.todouble(), valueOf(b));
+                        }
+                        for (int bit = 1; bit <= bits; ++bit) {
+                            const Element x(body, 50, valueOf(a));
+                            const int mask = 1 << (bit - 1);
+                            ASSERT_EQ(word.get(x, bit), (a & mask) != 0) << a << " bit " << bit;
+                            ASSERT_EQ(x.todouble(), valueOf(a));
+                            Element set(body, 50, valueOf(a));
+                            Element cleared(body, 50, valueOf(a));
+                            word.set(set, bit, true);
+                            word.set(cleared, bit, false);
+                            ASSERT_EQ(set.todouble(), valueOf(wrapped(a | mask))) << a << " bit " << bit;
+                            ASSERT_EQ(cleared.todouble(), valueOf(wrapped(a & ~mask))) << a << " bit " << bit;
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(BitOperations, AgreeWithBitTextsOnLongWords) {
+    std::mt19937 random(300);
+    for (int bits = 1; bits <= 300; ++bits) {
+        for (const Body body : bothBodies) {
+            if (body == Body::doubles && bits > 52) continue;
+            const bool isSigned = random() % 2;
+            const int exponent = static_cast<int>(random() % 200) - 100;
+            const Word word(isSigned, bits, exponent);
+            const std::string a = randomBits(random, bits);
+            const std::string b = randomBits(random, bits);
+            const ExactValue left(a, isSigned, exponent);
+            const ExactValue right(b, isSigned, exponent);
+            SCOPED_TRACE(testing::Message() << body << (isSigned ? " signed " : " unsigned ") << a << " " << b);
+            const auto expect = [&](const number& x, const std::function<bool(bool, bool)>& rule) {
+                std::string result;
+                for (std::size_t i = 0; i < a.size(); ++i) result += rule(a[i] == '1', b[i] == '1') ? '1' : '0';
+                EXPECT_TRUE(holds(x, ExactValue(result, isSigned, exponent).get())) << result << " " << x.todouble();
+            };
+            const Element other(body, bits, right.get());
+            const struct {
+                char operation;
+                std::function<bool(bool, bool)> rule;
+            } rows[] = {{'&', std::logical_and<>()}, {'|', std::logical_or<>()}, {'^', std::not_equal_to<>()}};
+            for (const auto& row : rows) {
+                Element x(body, bits, left.get());
+                word.combine(row.operation, x, other);
+                expect(x, row.rule);
+            }
+            Element x(body, bits, left.get());
+            word.complement(x);
+            expect(x, [](bool bit, bool) { return !bit; });
+
+            const int position = 1 + static_cast<int>(random() % static_cast<unsigned>(bits));
+            const auto place = static_cast<std::size_t>(bits - position);
+            Element y(body, bits, left.get());
+            EXPECT_EQ(word.get(y, position), a[place] - '0') << position;
+            const bool value = random() % 2;
+            word.set(y, position, value);
+            std::string changed = a;
+            changed[place] = value ? '1' : '0';
+            EXPECT_TRUE(holds(y, ExactValue(changed, isSigned, exponent).get())) << position << " " << y.todouble();
+        }
+    }
+}
+
+TEST(BitOperations, WorkOnTheSameElementAsBothOperands) {
+    for (const Body body : bothBodies) {
+        const Word word(true, 8, -1);
+        for (const auto& [operation, expected] : {std::pair('&', -2.5), std::pair('|', -2.5), std::pair('^', 0.0)}) {
+            Element x(body, 20, -2.5);
+            word.combine(operation, x, x);
+            EXPECT_EQ(x.todouble(), expected) << body << operation;
+        }
+    }
+}
+
+TEST(BitOperations, KeepTheRoundingOfTheStoredIntegerOfEachBody) {
+    // A double is rounded to the nearest stored integer, a multi-precision value is cut off.
+    const Word word(false, 8, 0);
+    for (const auto& [body, expected] : {std::pair(Body::doubles, 3.0), std::pair(Body::multiPrecision, 2.0)}) {
+        Element x(body, 40, 2.5);
+        word.combine('|', x, Element(body, 40, 0.0));
+        EXPECT_EQ(x.todouble(), expected) << body;
+    }
+    // A multi-precision -0 counts as negative, so its complement gets no correction.
+    const Word signedWord(true, 8, 0);
+    for (const auto& [body, expected] : {std::pair(Body::doubles, -1.0), std::pair(Body::multiPrecision, 255.0)}) {
+        Element x(body, 40, -0.0);
+        signedWord.complement(x);
+        EXPECT_EQ(x.todouble(), expected) << body;
+    }
+}
+
+TEST(BitOperations, SurviveEveryValue) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (const Body body : bothBodies) {
+        for (const double value : {0.0, -0.0, infinity, -infinity, std::nan(""), 0x1p1000, -0x1p1000, 1e-300}) {
+            for (const int bits : {1, 8, 52, 64, 300}) {
+                for (const int exponent : {INT_MIN, -40, 0, INT_MAX}) {
+                    const Word word(true, bits, exponent);
+                    Element x(body, 60, value);
+                    Element y(body, 60, value);
+                    word.complement(x);
+                    word.combine('^', x, y);
+                    word.combine('&', y, y);
+                    word.set(x, bits, true);
+                    EXPECT_LE(word.get(y, bits), 1);
+                }
+            }
+        }
+        // None of the bits of a far larger value lie in the word.
+        const Word word(false, 8, INT_MIN);
+        const Element large(body, 60, 1.0);
+        for (int bit = 1; bit <= 8; ++bit) EXPECT_EQ(word.get(large, bit), 0);
+    }
+    EXPECT_EQ(Element(Body::doubles, 20, std::nan("")).asDouble()->convertToUnsignedInteger(1.0, 0, 0.0, 256), 0U);
+    EXPECT_EQ(Element(Body::doubles, 20, 0x1p64 + 0x1p20).asDouble()->convertToUnsignedInteger(1.0, 0, 0.0, 256),
+              1U << 20);
+    EXPECT_EQ(Element(Body::doubles, 20, -300.0).asDouble()->convertToUnsignedInteger(1.0, 0, 0.0, 256),
+              ~std::uint64_t{0} - 43);
+}
+
+TEST(BitPositions, OutsideTheWordRaiseBeforeAnyChange) {
+    const std::string message = "A bit position is not an integer in the appropriate range.";
+    for (const Body body : bothBodies) {
+        const Word word(true, 8, 0);
+        Element x(body, 40, -128.0);
+        EXPECT_EQ(word.get(x, 8), 1);
+        for (const int bit : {INT_MIN, -1, 0, 9, INT_MAX}) {
+            EXPECT_EQ(raisedBy([&] { word.get(x, bit); }), (Raised{"fixedpoint:fi:bitget:BITOutOfRange", message}));
+            EXPECT_EQ(raisedBy([&] { word.set(x, bit, true); }),
+                      (Raised{"fixedpoint:fi:bitset:BITOutOfRange", message}));
+        }
+        EXPECT_EQ(x.todouble(), -128.0);
+    }
+}
+
+TEST(BitOperations, OfTheOtherBodyAreInternalErrors) {
+    Element d(Body::doubles, 20, 5.0);
+    Element m(Body::multiPrecision, 20, 5.0);
+    const Modulus modulus(8);
+    mpz_t mask;
+    mpz_init_set_ui(mask, 255);
+    const struct {
+        const char* id;
+        const char* message;
+        std::function<void()> action;
+    } rows[] = {
+        {"fixedpoint:fi:doublenumber:bitcmp:mpnumberparameters",
+         "doublenumber::bitcmp has been called with mpnumber parameters",
+         [&] { d.bitcmp(true, 8, 1.0, 0, 0.0, mask, modulus.wide); }},
+        {"fixedpoint:fi:doublenumber:fibitand:mpnumberparameters",
+         "mpnumber::fibitand has been called with mpnumber parameters",
+         [&] { d.mpbitand(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {"fixedpoint:fi:doublenumber:fibitor:mpnumberparameters",
+         "doublenumber::fibitor has been called with mpnumber parameters",
+         [&] { d.mpbitor(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {"fixedpoint:fi:doublenumber:bitxor:mpnumberparameters",
+         "doublenumber::bitxor has been called with mpnumber parameters",
+         [&] { d.mpbitxor(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {"fixedpoint:fi:doublenumber:bitget:mpnumberparameters",
+         "doublenumber::bitget has been called with mpnumber parameters",
+         [&] { d.bitget(1, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {"fixedpoint:fi:doublenumber:bitset:mpnumberparameters",
+         "doublenumber::bitset has been called with mpnumber parameters",
+         [&] { d.bitset(1, true, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {"fixedpoint:fi:mpnumber:bitcmp:doublenumberparameter",
+         "mpnumber::bitcmp has been called with doublenumber parameters",
+         [&] { m.bitcmp(true, 8, 1.0, 0, 0.0, 255U, modulus.word); }},
+        {"fixedpoint:fi:mpnumber:fibitand:doublenumberparameter",
+         "mpnumber::fibitand has been called with doublenumber parameters",
+         [&] { m.doublebitand(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {"fixedpoint:fi:mpnumber:fibitor:doublenumberparameter",
+         "mpnumber::fibitor has been called with doublenumber parameters",
+         [&] { m.doublebitor(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {"fixedpoint:fi:mpnumber:bitxor:doublenumberparameter",
+         "mpnumber::bitxor has been called with doublenumber parameters",
+         [&] { m.doublebitxor(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {"fixedpoint:fi:mpnumber:bitget:doublenumberparameter",
+         "mpnumber::bitget has been called with doublenumber parameters",
+         [&] { m.bitget(1, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {"fixedpoint:fi:mpnumber:bitset:doublenumberparameter",
+         "mpnumber::bitset has been called with doublenumber parameters",
+         [&] { m.bitset(1, true, true, 8, 1.0, 0, 0.0, modulus.word); }},
+    };
+    std::string trailer;
+    for (const auto& row : rows) {
+        const Raised raised = raisedBy(row.action);
+        EXPECT_EQ(raised.id, row.id);
+        ASSERT_EQ(raised.message.rfind(row.message, 0), 0U) << raised.message;
+        const std::string rest = raised.message.substr(std::string(row.message).size());
+        EXPECT_EQ(rest.substr(0, 1), " ") << "the request to report the fault follows";
+        if (trailer.empty()) trailer = rest;
+        EXPECT_EQ(rest, trailer);
+    }
+    EXPECT_EQ(d.todouble(), 5.0);
+    EXPECT_EQ(m.todouble(), 5.0);
+    mpz_clear(mask);
+}
+
+TEST(BitMasks, HoldThatManyOnes) {
+    const struct {
+        int bits;
+        std::uint64_t expected;
+    } rows[] = {{INT_MIN, 0}, {-1, 0}, {0, 0}, {1, 1}, {8, 255}, {63, INT64_MAX}, {64, UINT64_MAX}, {65, UINT64_MAX}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(doublenumber::bitcmpXorMask(row.bits), row.expected) << row.bits;
+        mpz_t mask;
+        mpnumber::bitcmpXorMask(mask, row.bits);
+        EXPECT_EQ(mpz_popcount(mask), static_cast<mp_bitcnt_t>(std::max(row.bits, 0)));
+        EXPECT_EQ(mpz_get_ui(mask), row.expected) << row.bits;
+        mpz_clear(mask);
+    }
+}
+
+TEST(ConvertToUnsignedInteger, LeavesTheMultiPrecisionElementScaledAndWrapped) {
+    Element x(Body::multiPrecision, 40, -0.5);
+    const Modulus modulus(8);
+    mpz_t out;
+    x.body().asMp()->convertToUnsignedInteger(out, 1.0, -4, 0.0, modulus.wide);
+    EXPECT_EQ(mpz_get_ui(out), 248U);
+    EXPECT_EQ(x.todouble(), 248.0);
+    mpz_clear(out);
+}
+
+TEST(BitTables, TellWordAndPlaceOfEachBit) {
+    for (std::uint32_t bit = 0; bit < 128; ++bit) {
+        EXPECT_EQ(idxOfUint32ChunkForOverallBit[bit] * 32 + idxBitInUint32ChunkForOverallBit[bit], bit);
+        EXPECT_LT(idxBitInUint32ChunkForOverallBit[bit], 32U);
+    }
+    EXPECT_EQ(idxHostChunkForOverallBit[127], 3U);
+    EXPECT_EQ(idxBitInHostChunkForOverallBit[127], 31U);
+}
+
+}  // namespace
