@@ -1,7 +1,6 @@
 #include "numbers/mpnumber.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstddef>
 #include <functional>
 #include <new>
@@ -247,7 +246,8 @@ void mpnumber::setexponent(int exponent) {
 }
 
 int mpnumber::unbiasedexponent() const {
-    return static_cast<int>(std::clamp<mpfr_exp_t>(getexponent() - 1, INT_MIN, INT_MAX));
+    // MPFR's default range of exponents ends at 2^30.
+    return static_cast<int>(getexponent() - 1);
 }
 
 void mpnumber::setprecision(std::uint32_t precision) {
