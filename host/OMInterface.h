@@ -27,7 +27,7 @@ class TOLVANE_HOST_API OMInterface {
     static void* operator new(std::size_t bytes);
     static void* operator new[](std::size_t bytes) = delete;
     /// Gives up one reference; null is harmless. The class's destroyObject, which the last reference runs, must not
-    /// raise.
+    /// raise. A compiler may warn of a later use of the pointer, though other references keep the handle.
     static void operator delete(void* interface);
     static void operator delete[](void* interface) = delete;
 

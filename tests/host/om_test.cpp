@@ -39,13 +39,13 @@ TEST_F(Handles, EndTheObjectWithTheLastReferenceAndNoSooner) {
     EXPECT_EQ(handle->getReference(), handle);
     EXPECT_EQ(handle->getReference(), handle);
     EXPECT_EQ(handle->getNumberOfReferences(), 3);
-    OMInterface::operator delete(handle);
-    OMInterface::operator delete(handle);
+    dropReference(handle);
+    dropReference(handle);
     EXPECT_EQ(CountedObject::sAlive, 1);
     EXPECT_EQ(handle->getNumberOfReferences(), 1);
-    OMInterface::operator delete(handle);
+    dropReference(handle);
     EXPECT_EQ(CountedObject::sAlive, 0);
-    OMInterface::operator delete(nullptr);
+    dropReference(nullptr);
 }
 
 TEST_F(Handles, SurviveAnyOrderOfArraysCopiesAndReferences) {
@@ -81,7 +81,7 @@ TEST_F(Handles, SurviveAnyOrderOfArraysCopiesAndReferences) {
             ASSERT_EQ(CountedObject::sAlive, 1) << "seed " << seed << ", round " << round;
             ASSERT_LE(handle->getNumberOfExternalReferences(), handle->getNumberOfReferences());
             if (arrays.empty() || (!references.empty() && random() % 2 == 0)) {
-                OMInterface::operator delete(references.back());
+                dropReference(references.back());
                 references.pop_back();
             } else {
                 arrays.erase(arrays.begin() + static_cast<std::ptrdiff_t>(random() % arrays.size()));
@@ -116,8 +116,8 @@ TEST_F(Handles, GiveTheirMemoryBackWhenTheObjectCanNotBeMade) {
 class SelfishClass : public OMClass {
  public:
     void destroyObject(OMInterface* interface) override {
-        OMInterface::operator delete(interface->getReference());
-        OMInterface::operator delete(interface);
+        dropReference(interface->getReference());
+        dropReference(interface);
         ++destroyed;
     }
     int destroyed = 0;
@@ -125,7 +125,7 @@ class SelfishClass : public OMClass {
 
 TEST(HandleAtItsEnd, IsEndedOnceThoughItsObjectGivesUpReferences) {
     SelfishClass selfish;
-    OMInterface::operator delete(new OMInterface(nullptr, &selfish, nullptr));
+    dropReference(new OMInterface(nullptr, &selfish, nullptr));
     EXPECT_EQ(selfish.destroyed, 1);
 }
 
