@@ -1,9 +1,9 @@
 // The body of an hvArray. Data sits in counted buffers that copies share; who wants to write owns a buffer alone first.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "host/ErrorIdException.h"
+#include "host/bs.h"
 #include "host/hv.h"
 
 namespace hostref {
@@ -36,7 +37,7 @@ decltype(auto) withMemory(Action&& action) {
 class Buffer {
  public:
     Buffer() = default;
-    /// Makes zeroed bytes, by calloc, so that a large fresh array costs no pass over its memory.
+    /// Makes zeroed bytes, by bsCalloc, so that a large fresh array costs no pass over its memory.
     static Buffer zeros(std::size_t bytes) { return bytes == 0 ? Buffer() : Buffer(allocate(bytes)); }
 
     Buffer(const Buffer& other) : mBlock(other.mBlock) {
@@ -51,7 +52,7 @@ class Buffer {
     }
     ~Buffer() {
         if (mBlock != nullptr && mBlock->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            std::free(mBlock);
+            bsFree(mBlock);
         }
     }
 
@@ -73,7 +74,7 @@ class Buffer {
 
     explicit Buffer(Block* block) : mBlock(block) {}
     static Block* allocate(std::size_t bytes) {
-        void* memory = std::calloc(1, sizeof(Block) + bytes);
+        void* memory = bsCalloc(1, sizeof(Block) + bytes);
         if (memory == nullptr) {
             raiseNoMemory();
         }
@@ -110,7 +111,18 @@ struct ClassTraits {
     std::size_t elementBytes;
     bool isNumeric;
 };
-const ClassTraits& classTraits(hvClassID classId);
+/// Indexed by class id.
+inline constexpr std::array<ClassTraits, 19> kClassTraits{{
+    {"unknown", 0, false}, {"cell", 0, false},     {"struct", 0, false}, {"logical", 1, false}, {"char", 2, false},
+    {"void", 0, false},    {"double", 8, true},    {"single", 4, true},  {"int8", 1, true},     {"uint8", 1, true},
+    {"int16", 2, true},    {"uint16", 2, true},    {"int32", 4, true},   {"uint32", 4, true},   {"int64", 8, true},
+    {"uint64", 8, true},   {"function", 0, false}, {"opaque", 0, false}, {"object", 0, false},
+}};
+/// The traits of a class; an id that is none reads as unknown.
+inline const ClassTraits& classTraits(hvClassID classId) {
+    const auto index = static_cast<std::size_t>(classId);
+    return index < kClassTraits.size() ? kClassTraits[index] : kClassTraits[0];
+}
 
 }  // namespace hostref
 
@@ -118,7 +130,7 @@ struct hvArray {
     hvClassID classId = hvUNKNOWN_CLASS;
     bool isComplex = false;
     std::size_t elementCount = 0;
-    std::vector<std::size_t> dimensions{0, 0};
+    std::vector<std::size_t> dimensions;
     hostref::Buffer real;
     hostref::Buffer imaginary;
     std::shared_ptr<hostref::Children> children;

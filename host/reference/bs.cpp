@@ -46,7 +46,7 @@ std::size_t bsStrlen(const char* text) {
 }
 
 char* bsStrcpy(char* target, const char* source) {
-    return std::strcpy(target, source);
+    return static_cast<char*>(std::memcpy(target, source, std::strlen(source) + 1));
 }
 
 char* bsStrncpy(char* target, const char* source, std::size_t count) {

@@ -2,7 +2,6 @@
 #include "host/hv.h"
 
 #include <algorithm>
-#include <array>
 #include <initializer_list>
 #include <limits>
 
@@ -110,18 +109,6 @@ std::size_t checkedCount(const std::vector<std::size_t>& dimensions) {
 
 void raiseNoMemory() {
     raiseError("VELMAR:nomem", "Out of memory: an array of this size can't be made.");
-}
-
-const ClassTraits& classTraits(hvClassID classId) {
-    // Indexed by class id: name, bytes of an element, numeric.
-    static constexpr std::array<ClassTraits, 19> kTraits{{
-        {"unknown", 0, false}, {"cell", 0, false},     {"struct", 0, false}, {"logical", 1, false}, {"char", 2, false},
-        {"void", 0, false},    {"double", 8, true},    {"single", 4, true},  {"int8", 1, true},     {"uint8", 1, true},
-        {"int16", 2, true},    {"uint16", 2, true},    {"int32", 4, true},   {"uint32", 4, true},   {"int64", 8, true},
-        {"uint64", 8, true},   {"function", 0, false}, {"opaque", 0, false}, {"object", 0, false},
-    }};
-    const auto index = static_cast<std::size_t>(classId);
-    return index < kTraits.size() ? kTraits[index] : kTraits[0];
 }
 
 hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId, hvComplexity complexity) {

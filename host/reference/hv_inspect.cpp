@@ -31,7 +31,7 @@ double elementAsDouble(const hvArray* array, const void* data) {
 
 void requireScalarClass(const hvArray* array) {
     const hvClassID classId = hvGetClassID(array);
-    if (!hvIsNumeric(array) && classId != hvLOGICAL_CLASS && classId != hvCHAR_CLASS) {
+    if (array == nullptr || (!hvIsNumeric(array) && classId != hvLOGICAL_CLASS && classId != hvCHAR_CLASS)) {
         raiseError("VELMAR:array:notNumericClass",
                    std::string("An array of class '") + hvGetClassName(array) + "' has no value as a number.");
     }
@@ -193,6 +193,10 @@ void hvSetComplexity(hvArray* array, hvComplexity complexity) {
 }
 
 double hvGetScalar(const hvArray* array) {
+    // Nearly all callers read one double, many of them for each element of something.
+    if (array != nullptr && array->classId == hvDOUBLE_CLASS && array->elementCount != 0) {
+        return *static_cast<const double*>(array->real.data());
+    }
     requireScalarClass(array);
     return array->elementCount == 0 ? std::numeric_limits<double>::quiet_NaN()
                                     : elementAsDouble(array, array->real.data());

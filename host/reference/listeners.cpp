@@ -46,17 +46,16 @@ bool setWarningEnabled(const std::string& id, bool enabled) {
 }
 
 std::string formatText(const char* format, va_list arguments) {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    va_list measured;
+    va_copy(measured, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, measured);
+    va_end(measured);
     if (length < 0) {
-        va_end(again);
         return format;
     }
     std::string text(static_cast<std::size_t>(length), '\0');
     // The terminator goes to the string's own.
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
+    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
     return text;
 }
 
