@@ -223,14 +223,22 @@ TEST(FixedTexts, ShowTheLowDigitsOfIntegersTooLargeToBuild) {
     for (const int exponent : {60, 200, 5000, 1 << 30, INT_MAX}) {
         const std::string digits = lastDigitsOfPowerOfTwo(static_cast<std::uint64_t>(exponent));
         for (const Body body : bothBodies) {
-            EXPECT_EQ(based(Element(body, 40, 1.0), 18, 10, 8, exponent), digits) << exponent;
-            EXPECT_EQ(sdec(Element(body, 40, -1.0), 18, 8, exponent), digits) << exponent;
+            // Some of these fields begin with zeros.
+            for (int length = 1; length <= 18; ++length) {
+                const std::string expected = digits.substr(static_cast<std::size_t>(18 - length));
+                EXPECT_EQ(based(Element(body, 40, 1.0), length, 10, 8, exponent), expected) << exponent;
+                EXPECT_EQ(sdec(Element(body, 40, -1.0), length, 8, exponent), expected) << exponent;
+            }
         }
     }
-    // Two's complement of a word that is too wide to build either: 2^wordlength - 2^10.
-    const std::uint64_t low = std::stoull(lastDigitsOfPowerOfTwo(INT_MAX));
-    EXPECT_EQ(based(Element(Body::multiPrecision, 40, -1.0), 18, 10, INT_MAX, 10),
-              rightAligned(std::to_string(low - 1024), 18, '0'));
+    // Two's complement of a word that is too wide to build either: 2^wordlength - 1024.
+    const std::uint64_t power = std::stoull(lastDigitsOfPowerOfTwo(INT_MAX));
+    std::uint64_t modulus = 10;
+    for (int length = 1; length <= 18; ++length, modulus *= 10) {
+        const std::uint64_t low = (power % modulus + modulus - 1024 % modulus) % modulus;
+        EXPECT_EQ(based(Element(Body::multiPrecision, 40, -1.0), length, 10, INT_MAX, 10),
+                  rightAligned(std::to_string(low), static_cast<std::size_t>(length), '0'));
+    }
 }
 
 TEST(WordArrays, FollowTheRulesAtTheEdges) {
