@@ -1,14 +1,16 @@
 // Quantizing doubles and multi-precision values, against hand-written code of the same operation.
 //
 // Each case is a format, a rounding and an overflow mode and an array length. Its baseline "hand" is a plain loop over
-// that one format, compiled for the processor's widest vectors and free of any count. Variants: the array entrance with
-// logging off and on, and the element path with logging off and on. Before a case is timed its results are compared
-// with the baseline's, value by value.
+// that one format, compiled for the processor's widest vectors and free of any count; "hand+log" is that loop with
+// minimum, maximum and both counts in it. Variants: the array entrance with logging off and on, and the element path
+// with logging off and on. Before a case is timed its results are compared with the baseline's, value by value.
 #include <mpfr.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -36,7 +38,11 @@ constexpr Format kFormats[] = {{"s16,15", true, 16, 15}, {"u24,20", false, 24, 2
 
 // The baseline. The arithmetic is what an engineer would write for one format: scale, round, clamp or wrap.
 struct HandFormat {
-    double scale, inverse, greatest, least, modulus;
+    double scale, inverse, greatest, least, modulus, inverseModulus;
+};
+struct HandLog {
+    double greatest, least;
+    std::uint64_t overflows, underflows;
 };
 
 template <Round round>
@@ -49,36 +55,67 @@ __attribute__((always_inline)) inline double handRound(double v) {
     if constexpr (round == Round::Round) return std::trunc(v + std::copysign(0.5, v));
 }
 
-template <Round round, Overflow overflow>
-__attribute__((always_inline)) inline void handLoop(const double* in, double* out, std::size_t count, HandFormat f) {
-    for (std::size_t i = 0; i < count; ++i) {
-        double v = handRound<round>(in[i] * f.scale);
-        if constexpr (overflow == Overflow::Saturate) {
-            v = v < f.greatest ? v : f.greatest;
-            v = v > f.least ? v : f.least;
-        } else {
-            v = v - f.modulus * std::floor((v - f.least) / f.modulus);
-        }
-        out[i] = v * f.inverse;
+template <Overflow overflow>
+__attribute__((always_inline)) inline double handBound(double v, HandFormat f) {
+    if constexpr (overflow == Overflow::Saturate) {
+        v = v < f.greatest ? v : f.greatest;
+        return v > f.least ? v : f.least;
+    } else {
+        return v - f.modulus * std::floor((v - f.least) * f.inverseModulus);
     }
 }
 
 template <Round round, Overflow overflow>
+__attribute__((always_inline)) inline void handLoop(const double* in, double* out, std::size_t count, HandFormat f,
+                                                    HandLog* log) {
+    if (!log) {
+        for (std::size_t i = 0; i < count; ++i) {
+            out[i] = handBound<overflow>(handRound<round>(in[i] * f.scale), f) * f.inverse;
+        }
+        return;
+    }
+    // Sixteen of everything, so that the compiler can keep them in vectors.
+    constexpr std::size_t kLanes = 16;
+    double greatest[kLanes], least[kLanes];
+    std::uint64_t overflows[kLanes] = {}, underflows[kLanes] = {};
+    std::fill_n(greatest, kLanes, -std::numeric_limits<double>::infinity());
+    std::fill_n(least, kLanes, std::numeric_limits<double>::infinity());
+    auto step = [&](std::size_t i, std::size_t lane) __attribute__((always_inline)) {
+        const double v = handRound<round>(in[i] * f.scale);
+        const double y = handBound<overflow>(v, f);
+        greatest[lane] = y > greatest[lane] ? y : greatest[lane];
+        least[lane] = y < least[lane] ? y : least[lane];
+        overflows[lane] += y != v;
+        underflows[lane] += (v == 0.0) & (in[i] != 0.0);
+        out[i] = y * f.inverse;
+    };
+    std::size_t i = 0;
+    for (; i + kLanes <= count; i += kLanes) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
+    }
+    for (; i < count; ++i) step(i, 0);
+    log->greatest = *std::max_element(greatest, greatest + kLanes) * f.inverse;
+    log->least = *std::min_element(least, least + kLanes) * f.inverse;
+    log->overflows = std::accumulate(overflows, overflows + kLanes, std::uint64_t{0});
+    log->underflows = std::accumulate(underflows, underflows + kLanes, std::uint64_t{0});
+}
+
+template <Round round, Overflow overflow>
 __attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512"), optimize("O3"))) void hand512(
-    const double* in, double* out, std::size_t count, HandFormat f) {
-    handLoop<round, overflow>(in, out, count, f);
+    const double* in, double* out, std::size_t count, HandFormat f, HandLog* log) {
+    handLoop<round, overflow>(in, out, count, f, log);
 }
 template <Round round, Overflow overflow>
 __attribute__((target("avx2"), optimize("O3"))) void hand256(const double* in, double* out, std::size_t count,
-                                                             HandFormat f) {
-    handLoop<round, overflow>(in, out, count, f);
+                                                             HandFormat f, HandLog* log) {
+    handLoop<round, overflow>(in, out, count, f, log);
 }
 template <Round round, Overflow overflow>
-void handPlain(const double* in, double* out, std::size_t count, HandFormat f) {
-    handLoop<round, overflow>(in, out, count, f);
+void handPlain(const double* in, double* out, std::size_t count, HandFormat f, HandLog* log) {
+    handLoop<round, overflow>(in, out, count, f, log);
 }
 
-using HandFunction = void (*)(const double*, double*, std::size_t, HandFormat);
+using HandFunction = void (*)(const double*, double*, std::size_t, HandFormat, HandLog*);
 
 template <Round round, Overflow overflow>
 HandFunction handFor() {
@@ -114,8 +151,9 @@ HandFunction handFor(Round round, Overflow overflow) {
 
 HandFormat handFormat(const Format& format) {
     const int top = format.wordBits - (format.isSigned ? 1 : 0);
-    return {std::ldexp(1.0, format.fractionBits), std::ldexp(1.0, -format.fractionBits), std::ldexp(1.0, top) - 1.0,
-            format.isSigned ? -std::ldexp(1.0, top) : 0.0, std::ldexp(1.0, format.wordBits)};
+    return {std::ldexp(1.0, format.fractionBits), std::ldexp(1.0, -format.fractionBits),
+            std::ldexp(1.0, top) - 1.0,           format.isSigned ? -std::ldexp(1.0, top) : 0.0,
+            std::ldexp(1.0, format.wordBits),     std::ldexp(1.0, -format.wordBits)};
 }
 
 // One value in twenty overflows and some underflow, as in a signal driven a little too hot.
@@ -148,24 +186,30 @@ void finish(benchmark::State& state, std::size_t count) {
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(count));
 }
 
-void runHand(benchmark::State& state, const Case& c) {
+void runHand(benchmark::State& state, const Case& c, bool logging) {
     const std::vector<double> in = signal(c.count, c.format);
     std::vector<double> out(c.count);
     const HandFunction hand = handFor(c.round, c.overflow);
     const HandFormat format = handFormat(c.format);
+    HandLog log{};
     for (auto iteration : state) {
         (void)iteration;
-        hand(in.data(), out.data(), c.count, format);
+        hand(in.data(), out.data(), c.count, format, logging ? &log : nullptr);
+        benchmark::DoNotOptimize(log);
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
     finish(state, c.count);
 }
 
-bool sameAsHand(const Case& c, const std::vector<double>& in, const std::vector<double>& out) {
+// Compares values and, when the quantizer logs, its extremes and counts of one pass.
+bool sameAsHand(const Case& c, const std::vector<double>& in, const std::vector<double>& out, const quantizer& q) {
     std::vector<double> expected(c.count);
-    handFor(c.round, c.overflow)(in.data(), expected.data(), c.count, handFormat(c.format));
-    return expected == out;
+    HandLog log{};
+    handFor(c.round, c.overflow)(in.data(), expected.data(), c.count, handFormat(c.format), &log);
+    return expected == out && (!q.getQlogger().isLogging() ||
+                               (q.getMax().todouble() == log.greatest && q.getMin().todouble() == log.least &&
+                                q.getNoverflows() == log.overflows && q.getNunderflows() == log.underflows));
 }
 
 void runArray(benchmark::State& state, const Case& c, bool logging) {
@@ -173,7 +217,7 @@ void runArray(benchmark::State& state, const Case& c, bool logging) {
     std::vector<double> out(c.count);
     const quantizer q = c.makeQuantizer(logging);
     q.quantize(in, out);
-    if (!sameAsHand(c, in, out)) return state.SkipWithError("the array entrance and the hand-written loop differ");
+    if (!sameAsHand(c, in, out, q)) return state.SkipWithError("the array entrance and the hand-written loop differ");
     for (auto iteration : state) {
         (void)iteration;
         q.quantize(in, out);
@@ -195,7 +239,7 @@ void runElements(benchmark::State& state, const Case& c, bool logging) {
         }
     };
     pass();
-    if (!sameAsHand(c, in, out)) return state.SkipWithError("the element path and the hand-written loop differ");
+    if (!sameAsHand(c, in, out, q)) return state.SkipWithError("the element path and the hand-written loop differ");
     for (auto iteration : state) {
         (void)iteration;
         pass();
@@ -318,7 +362,8 @@ void registerAll() {
                     auto add = [&](const char* variant, auto run) {
                         benchmark::RegisterBenchmark((name + variant).c_str(), run)->MinTime(0.05)->Repetitions(3);
                     };
-                    add("hand", [c](benchmark::State& s) { runHand(s, c); });
+                    add("hand", [c](benchmark::State& s) { runHand(s, c, false); });
+                    add("hand+log", [c](benchmark::State& s) { runHand(s, c, true); });
                     add("array", [c](benchmark::State& s) { runArray(s, c, false); });
                     add("array+log", [c](benchmark::State& s) { runArray(s, c, true); });
                     if (count == 1000) {
