@@ -105,7 +105,7 @@ double fill(Random& random, Filling filling, const Description& described) {
         case Filling::zeros:
             return random.oneIn(2) ? 0.0 : -0.0;
         case Filling::inRange:
-            return random.real(-fractionBits, rangeBits - fractionBits - 2, random.between(1, rangeBits));
+            return random.real(-fractionBits - 1, rangeBits - fractionBits - 2, random.between(1, rangeBits));
         case Filling::huge:
             return random.real(40, 1023);
         default:

@@ -1,6 +1,7 @@
 // Short ways to make quantizers and numbers in tests, and to read a number back exactly.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -99,14 +100,19 @@ inline number makeNumber(const Rational& value, unsigned precision, bool force =
     return result;
 }
 
-/// The value of a finite number with all its bits, taken off 53 at a time.
+/// The value of a finite number with all its bits, taken off 53 at a time; any exponent will do.
 inline Rational exactValue(const number& value) {
-    number rest(value);
+    const unsigned precision = std::max(value.getprecision(), 53U);
+    number rest(0.0, precision, true);
+    rest = value;
     Rational result;
     while (!rest.iszero()) {
+        const int exponent = rest.unbiasedexponent();
+        rest.pow2(-exponent);
         const double part = rest.todouble();
-        result += Rational(part);
-        rest -= number(part, number::getDefaultPrecision(), false);
+        result += scaled(Rational(part), exponent);
+        rest -= number(part, precision, true);
+        rest.pow2(exponent);
     }
     return result;
 }
