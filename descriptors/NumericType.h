@@ -202,7 +202,8 @@ class TOLVANE_API NumericType : public ScalarType {
     /// "fixedpoint:fi:setBestPrecision:mustbenumeric"; sign and scaling have been settled by then.
     void setBestPrecision(const hvArray* data);
     /// Finds a binary point type that holds slope and bias of this type exactly, trying the word lengths of the list in
-    /// order, or 1 to `count` with a null list. When none fits, the last candidate stands. Word lengths out of range
+    /// order, or 1 to `count` with a null list. Candidates are tried as signed words, so the upper half of the range of
+    /// an unsigned type is out of reach. When none fits, the last candidate stands. Word lengths out of range
     /// warn as in setWordLength and keep the one before; with no candidate word length and exponent stay. Raises
     /// "fixedpoint:fi:setBestPrecision:unspecifiedSign".
     NumericType convertSlopeBiasToBinaryPoint(int count, const int* wordLengths) const;

@@ -1,0 +1,260 @@
+// Types as the host sees them: enumerations, signs as arrays, dialog texts and the events of a handle.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/hv.h"
+#include "host/om.h"
+#include "tests/support/errors.h"
+#include "tests/support/types.h"
+
+namespace {
+
+Raised badSign(const std::string& name) {
+    return {"fixedpoint:" + name + ":signed:InvalidValue",
+            "The SIGNED property of the " + name + " object must be 1 (true) or 0 (false)."};
+}
+
+TEST(NumericTypeEnumerations, AreHostTypesInTheOrderOfTheirValues) {
+    using Entries = std::vector<std::pair<int, std::string>>;
+    const struct {
+        EnumStringType* (*get)();
+        const char* name;
+        Entries entries;
+    } rows[] = {
+        {NumericType::getDataTypeModeEnum,
+         "NumericTypeDataTypeModeEnum",
+         {{0, "Boolean"},
+          {1, "Single"},
+          {2, "Double"},
+          {3, "Fixed-point: unspecified scaling"},
+          {4, "Fixed-point: binary point scaling"},
+          {5, "Fixed-point: slope and bias scaling"},
+          {7, "Scaled double: unspecified scaling"},
+          {8, "Scaled double: binary point scaling"},
+          {9, "Scaled double: slope and bias scaling"}}},
+        {NumericType::getDataTypeEnum,
+         "NumericTypeDataTypeEnum",
+         {{0, "Fixed"}, {4, "boolean"}, {2, "double"}, {3, "single"}, {1, "ScaledDouble"}}},
+        {NumericType::getScalingEnum,
+         "NumericTypeScalingEnum",
+         {{0, "BinaryPoint"}, {1, "SlopeBias"}, {2, "Unspecified"}, {3, "Unused"}}},
+        {NumericType::getSignednessEnum,
+         "embedded numerictype Signedness",
+         {{1, "Signed"}, {0, "Unsigned"}, {2, "Auto"}}},
+        {NumericType::getDataTypeOverrideEnum, "DataTypeOverride", {{0, "Inherit"}, {1, "Off"}}},
+    };
+    for (const auto& row : rows) {
+        const EnumStringType* type = row.get();
+        EXPECT_EQ(type, OMTypeRepository::getType(row.name, true));
+        EXPECT_EQ(type, row.get());
+        Entries entries;
+        for (const EnumStringType::Entry& entry : type->getEntries()) {
+            entries.emplace_back(entry.value, entry.text);
+        }
+        EXPECT_EQ(entries, row.entries) << row.name;
+    }
+}
+
+TEST(NumericTypeSigns, GoToTheHostAsLogicals) {
+    NumericType type;
+    for (const bool isSigned : {true, false}) {
+        type.setSigned(isSigned);
+        for (hvArray* made : {type.getSignednessBool(), type.getSignednessBoolAsHvArray(),
+                              type.getSignedEnumAsHvArray(), type.getSpecifiedSignAsHvArray()}) {
+            const hvArrayOwner array(made);
+            EXPECT_TRUE(hvIsLogical(array.get()) && hvIsScalar(array.get()));
+            EXPECT_EQ(hvGetScalar(array.get()), isSigned ? 1.0 : 0.0);
+        }
+        EXPECT_EQ(type.getSpecifiedSign(), isSigned);
+        EXPECT_EQ(hvArray2String(hvArrayOwner(type.getSignednessAsHvArray()).get()), isSigned ? "Signed" : "Unsigned");
+    }
+    type.setSignedness(TypeSign::Auto);
+    const hvArrayOwner open(type.getSignednessBool());
+    EXPECT_TRUE(hvIsLogical(open.get()));
+    EXPECT_EQ(hvGetM(open.get()) + hvGetN(open.get()), 0u);
+    for (const std::function<void()>& get :
+         std::vector<std::function<void()>>{[&] { type.getSpecifiedSign(); }, [&] { type.getSpecifiedSignedness(); },
+                                            [&] { hvDestroyArray(type.getSpecifiedSignAsHvArray()); },
+                                            [] { NumericType::errorIfUnspecifiedSign(TypeSign::Auto); }}) {
+        EXPECT_EQ(raisedBy(get), badSign("NUMERICTYPE"));
+    }
+}
+
+TEST(NumericTypeSigns, ComeFromTheHostAsZeroOrOne) {
+    const Raised badBool{"fixedpoint:FI:SignednessBool:InvalidValue",
+                         "The SignednessBool property of the FI object must be 1 (true), 0 (false), or [] "
+                         "(unspecified)."};
+    struct Row {
+        const char* what;
+        hvArray* array;
+        Raised asSign;
+        Raised asBool;
+        TypeSign sign = TypeSign::Auto;  // as SignednessBool
+    };
+    const Row rows[] = {
+        {"absent", nullptr, badSign("FI"), {}},
+        {"empty", hvCreateDoubleMatrix(0, 0), badSign("FI"), {}},
+        {"empty text", hvCreateString(""), badSign("FI"), {}},
+        {"text", hvCreateString("1"), badSign("FI"), badBool},
+        {"cell", hvCreateCellMatrix(1, 1), badSign("FI"), badBool},
+        {"two", hvCreateDoubleScalar(2), badSign("FI"), badSign("FI")},
+        {"NaN", hvCreateDoubleScalar(std::nan("")), badSign("FI"), badSign("FI")},
+        {"complex", hvCreateComplexScalar(1, 0), badSign("FI"), badSign("FI")},
+        {"vector", hvCreateLogicalMatrix(1, 2), badSign("FI"), badSign("FI")},
+        {"one", hvCreateDoubleScalar(1), {}, {}, TypeSign::Signed},
+        {"minus zero", hvCreateDoubleScalar(-0.0), {}, {}, TypeSign::Unsigned},
+        {"true", hvCreateLogicalScalar(true), {}, {}, TypeSign::Signed},
+        {"int8 zero", hvCreateNumericMatrix(1, 1, hvINT8_CLASS), {}, {}, TypeSign::Unsigned},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        const hvArrayOwner owner(row.array);
+        NumericType type(TypeData::Fixed, TypeScaling::BinaryPoint, TypeSign::Auto, 16, 1, 0, 0);
+        EXPECT_EQ(raisedBy([&] { type.setSpecifiedSign(row.array, "FI"); }), row.asSign);
+        EXPECT_EQ(type.getSignedness(), row.asSign == Raised{} ? row.sign : TypeSign::Auto);
+        type.setSigned(true);
+        EXPECT_EQ(raisedBy([&] { type.setSignednessBool(row.array, "FI"); }), row.asBool);
+        EXPECT_EQ(type.getSignedness(), row.asBool == Raised{} ? row.sign : TypeSign::Signed);
+    }
+    // A name of any length is cut with its message.
+    const Raised cut = raisedBy([] { NumericType::throwSignednessBoolException(std::string(1000, 'n').c_str()); });
+    EXPECT_EQ(cut.id.size(), 299u);
+    EXPECT_EQ(cut.message.size(), 299u);
+}
+
+TEST(NumericTypeDialog, SetsFromWhatATextEvaluatesTo) {
+    using Setter = void (NumericType::*)(const char*);
+    struct Row {
+        Setter set;
+        const char* text;
+        int word;
+        int exponent;
+        double slope;
+        double bias;
+        std::size_t warnings = 0;
+    };
+    const NumericType start(TypeMode::FixedSlopeBias, true, 12, 1.25, -3, 0.5);
+    const double slope = start.getSlope();
+    const Row rows[] = {
+        {&NumericType::setWordLengthString, "8*4", 32, -3, slope, 0.5},
+        {&NumericType::setWordLengthString, "20.9", 20, -3, slope, 0.5},
+        {&NumericType::setWordLengthString, "1e300", 12, -3, slope, 0.5, 1},
+        {&NumericType::setWordLengthString, "-1e300", 12, -3, slope, 0.5, 1},
+        {&NumericType::setWordLengthString, "no such thing (", 12, -3, slope, 0.5},
+        {&NumericType::setFractionLengthString, "7", 12, -7, 1.25 / 128, 0.5},
+        {&NumericType::setFractionLengthString, "-2.5", 12, 2, 5, 0.5},
+        {&NumericType::setFractionLengthString, "-1e300", 12, INT_MAX, HUGE_VAL, 0.5},
+        {&NumericType::setSlopeString, "2^-4", 12, -4, 0.0625, 0.5},
+        {&NumericType::setSlopeString, "", 12, -3, slope, 0.5},
+        {&NumericType::setBiasString, "-1/4", 12, -3, slope, -0.25},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        NumericType type(start);
+        const HostCapture capture;
+        EXPECT_EQ(raisedBy([&] { (type.*row.set)(row.text); }), Raised{});
+        EXPECT_EQ(type.getWordLength(), row.word);
+        EXPECT_EQ(type.getFixedExponent(), row.exponent);
+        EXPECT_EQ(type.getSlope(), row.slope);
+        EXPECT_EQ(type.getBias(), row.bias);
+        EXPECT_EQ(capture.warnings.size(), row.warnings);
+        EXPECT_EQ(capture.printed, "");
+    }
+    NumericType type(start);
+    EXPECT_EQ(raisedBy([&] { type.setSlopeString("-1"); }).id, "TolvaneKit:numerictype:InvalidSetting");
+
+    // The error mode is the caller's again, whatever the text did.
+    const int mode = hvSetErrorMode(3);
+    type.setBiasString("also not (");
+    EXPECT_EQ(hvSetErrorMode(mode), 3);
+}
+
+/// A property of any data type: only its name, type and events matter here.
+class Property : public OMPropInfoTemplate {
+ public:
+    using OMPropInfoTemplate::OMPropInfoTemplate;
+    void* getValue(OMDatabaseClient*, OMInterface*) override { return nullptr; }
+    void setValue(OMDatabaseClient*, OMInterface*, const void*) override {}
+};
+
+TEST(NumericTypeEvents, CarryTheNewValueInTheShapeOfTheProperty) {
+    const struct {
+        const char* property;
+        const char* dataType;
+    } properties[] = {
+        {"WordLength", "int32"},
+        {"FractionLength", "int32"},
+        {"Slope", "double"},
+        {"Bias", "double"},
+        {"Signed", "VELMAR array"},
+        {"PrivDLGWordLengthString", "string"},
+        {"PrivDLGFractionLengthString", "string"},
+        {"PrivDLGSlopeString", "string"},
+        {"PrivDLGBiasString", "string"},
+        {"PrivDLGSigned", "bool"},
+    };
+    OMClass typeClass;
+    typeClass.setName("numerictype", true);
+    for (const auto& row : properties) {
+        typeClass.addProperty(std::make_unique<Property>(row.property, OMTypeRepository::getType(row.dataType, true)));
+    }
+    const NumericType type(TypeMode::FixedSlopeBias, true, 12, 1.25, -3, 0.5);
+    OMInterface* const handle = new OMInterface(nullptr, &typeClass, nullptr);
+
+    std::vector<std::string> seen;
+    handle->getListenerManager()->addListener([&](OMDatabaseClient* client, const OMEvent& event) {
+        const auto& change = dynamic_cast<const OMPropertyEvent&>(event);
+        EXPECT_TRUE(client->isInternal());
+        EXPECT_EQ(change.getKind(), OMPropertyEvent::Kind::PostSet);
+        EXPECT_EQ(event.getSource(), handle);
+        const std::string dataType = change.getProperty()->getDataType()->getName();
+        const void* value = change.getNewValue();
+        std::string text;
+        if (dataType == "int32") {
+            text = std::to_string(*static_cast<const std::int32_t*>(value));
+        } else if (dataType == "double") {
+            text = std::to_string(*static_cast<const double*>(value));
+        } else if (dataType == "bool") {
+            text = *static_cast<const bool*>(value) ? "true" : "false";
+        } else if (dataType == "string") {
+            text = static_cast<const char*>(value);
+        } else {
+            text = hvGetScalar(static_cast<const hvArray*>(value)) == 1 ? "array of true" : "array of false";
+        }
+        seen.push_back(std::string(event.getEventInfo()->getName()) + " " + text);
+    });
+    NumericType::NotifyWordLengthPropEvent(handle, 9);
+    NumericType::NotifyFractionLengthPropEvent(handle, -4);
+    NumericType::NotifySlopePropEvent(handle, 0.5);
+    NumericType::NotifyBiasPropEvent(handle, -2);
+    NumericType::NotifySignedPropEvent(handle, false);
+    NumericType::NotifyPrivDLGWordLengthStringPropEvent(handle, &type);
+    NumericType::NotifyPrivDLGFractionLengthStringPropEvent(handle, &type);
+    NumericType::NotifyPrivDLGSlopeStringPropEvent(handle, &type);
+    NumericType::NotifyPrivDLGBiasStringPropEvent(handle, &type);
+    NumericType::NotifyPrivDLGSignedPropEvent(handle, &type);
+    EXPECT_EQ(seen, (std::vector<std::string>{
+                        "WordLengthPostSet 9", "FractionLengthPostSet -4", "SlopePostSet 0.500000",
+                        "BiasPostSet -2.000000", "SignedPostSet array of false", "PrivDLGWordLengthStringPostSet 12",
+                        "PrivDLGFractionLengthStringPostSet 3", "PrivDLGSlopeStringPostSet 0.15625",
+                        "PrivDLGBiasStringPostSet 0.5", "PrivDLGSignedPostSet true"}));
+    OMInterface::operator delete(handle);
+
+    // A class without the property has nobody to tell.
+    OMClass bare;
+    OMInterface* const bareHandle = new OMInterface(nullptr, &bare, nullptr);
+    bareHandle->getListenerManager()->addListener([](OMDatabaseClient*, const OMEvent&) { FAIL(); });
+    NumericType::NotifyWordLengthPropEvent(bareHandle, 9);
+    NumericType::NotifySignedPropEvent(bareHandle, true);
+    OMInterface::operator delete(bareHandle);
+}
+
+}  // namespace
