@@ -104,6 +104,7 @@ class TOLVANE_API number {
     /// differ, and the old values are lost.
     number& resize(std::uint64_t count, std::uint32_t precision);
 
+    // Setting an element to itself is sound. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
     number& operator=(const number& source) { return setvalue(source); }
     number& operator=(double value) { return setvalue(value); }
     number& setvalue(const number& source) {
