@@ -88,6 +88,20 @@ TEST(Rounding, AgreesWithExactArithmeticWhileTheSumWithAHalfIsExact) {
     }
 }
 
+TEST(Rounding, ToEvenTakesItsDefiningStepsInEveryBit) {
+    const auto bySteps = [](double x) {
+        const double fraction = std::fabs(std::floor(x) - x);
+        const double below = x - fraction;
+        const double half = below * 0.5;
+        return fraction == 0.5 ? std::fabs(half - std::floor(half)) * 2.0 + below : std::floor(x + 0.5);
+    };
+    Random random(15);
+    for (int i = 0; i < 400000; ++i) {
+        const double x = i % 2 == 0 ? random.anyDouble() : random.real(-3, 55, random.between(1, 53));
+        ASSERT_EQ(identity(byRule(Rounding::convergent, x)), identity(bySteps(x))) << x << " seed " << random.seed();
+    }
+}
+
 TEST(Rounding, KeepsItsSignsOfZeroAndItsRoundedSums) {
     struct Row {
         Rounding rule;
