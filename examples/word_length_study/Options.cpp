@@ -18,6 +18,8 @@ constexpr const char* kFooter = R"(
 Formats:
   s16,15   signed word of 16 bits whose bit 0 weighs 2^-15; u8,8 is an unsigned one.
            Words have 1 to 52 bits, fractions -512 to 512; full scale of a recording is 1.
+           --fractions full gives the words that range: s16,15, u16,16. With --full, auto and
+           full also measure the next finer fraction.
   f16:5    float of 16 bits, 5 of them exponent, with denormals; its overflow is infinity.
 
 Ratio:
@@ -59,12 +61,13 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     app.option_defaults()->always_capture_default();
     app.add_option("SIGNAL", options.signal, "The recording, in any format libsndfile reads");
     app.add_option("--channel", options.channel, "Channel to study, counted from 1");
-    app.add_option("--gain", options.gainDb, "Gain before quantizing, in dB; pushes the signal into overflow");
+    app.add_option("--gain", options.gainDb,
+                   "Gain before quantizing, in dB; with --fractions full it leads into overflow");
     app.add_option("--snr", options.wantedDb, "Wanted ratio, in dB");
     const auto* wordsOption =
         app.add_option("--words", words, "Word lengths, like 8:24 or 8,10,12:14; by default up to the first exact one");
     app.add_option("--fractions", fractions,
-                   "Fraction lengths, likewise; auto: the finest that holds the peak (--full: one more)");
+                   "Fraction lengths, likewise; auto: the finest that holds the peak; full: scale 1");
     app.add_option("--rounds", rounds, "nearest,convergent,round,fix,floor,ceil or all; the first is the usual one");
     app.add_option("--overflows", overflows, "saturate,wrap or all; the first is the usual one");
     app.add_option("--floats", floats, "Float formats, word:exponent bits, or none");
@@ -91,7 +94,8 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     if (!std::isfinite(options.wantedDb)) refuse("bad --snr: give a finite ratio in dB");
     options.words = parseNumbers(words, "word lengths", 1, kWordBitsLimit);
     options.wordsAreGiven = wordsOption->count() > 0;
-    if (fractions != "auto") {
+    options.fractionsAreFullScale = fractions == "full";
+    if (fractions != "auto" && fractions != "full") {
         options.fractions = parseNumbers(fractions, "fraction lengths", -kFractionBitsLimit, kFractionBitsLimit);
     }
     options.rounds = parseRounds(rounds);

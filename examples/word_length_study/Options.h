@@ -20,9 +20,10 @@ struct Options {
     double wantedDb = 60.0;
     std::vector<int> words;
     bool wordsAreGiven = false;                 // if not, the list ends at the first word that changes no sample
-    std::optional<std::vector<int>> fractions;  // absent: the finest that holds the peak
-    std::vector<Round> rounds;                  // the first is used where rounding isn't the subject
-    std::vector<Overflow> overflows;            // likewise
+    std::optional<std::vector<int>> fractions;  // absent: one for each word, by the next line
+    bool fractionsAreFullScale = false;  // range of the word is full scale 1; else the finest that holds the peak
+    std::vector<Round> rounds;           // the first is used where rounding isn't the subject
+    std::vector<Overflow> overflows;     // likewise
     std::vector<Format> floats;
     Signedness signedness = Signedness::Signed;
     bool full = false;

@@ -72,6 +72,7 @@ class Conductor {
     }
 
     int bestFraction(Kind kind, int wordBits, Round round) const {
+        if (mOptions.fractionsAreFullScale) return kind == Kind::Signed ? wordBits - 1 : wordBits;
         return coveringFraction(mSmallest, mGreatest, kind, wordBits, round);
     }
 
@@ -83,7 +84,9 @@ class Conductor {
         for (const Kind kind : mKinds) {
             Section& section = addSection("");
             section.heading = std::string(kind == Kind::Signed ? "Signed" : "Unsigned") + " words, " + usualModes() +
-                              (mOptions.fractions ? "" : ", finest fraction that holds the peak");
+                              (mOptions.fractions               ? ""
+                               : mOptions.fractionsAreFullScale ? ", full scale 1"
+                                                                : ", finest fraction that holds the peak");
             for (const int wordBits : mOptions.words) {
                 bool exact = false;
                 for (const int fractionBits :

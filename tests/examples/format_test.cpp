@@ -75,7 +75,7 @@ TEST(Format, RefusesWhatIsNoFormatAndQuotesIt) {
         {"s16,15 floor/clip", "there is no overflow mode 'clip' (known: saturate, wrap)"},
     };
     for (const auto& [text, reason] : cases) {
-        const std::string message = refusal([&] { parseFormat(text, kDefaults); });
+        const std::string message = refusal([text = text] { parseFormat(text, kDefaults); });
         EXPECT_NE(message.find(reason), std::string::npos) << text << ": " << message;
         if (message.starts_with("bad format")) {
             EXPECT_NE(message.find("'" + std::string(text) + "'"), std::string::npos) << message;

@@ -85,7 +85,7 @@ TEST(WriteBeside, RefusesWhatIsNoRegularFile) {
         {"", "the name is empty"},
     };
     for (const auto& [path, reason] : cases) {
-        const Failure failure = failureOf([&] { writeBeside(path, nothing, {}); });
+        const Failure failure = failureOf([&path = path] { writeBeside(path, nothing, {}); });
         EXPECT_EQ(failure.code, ExitCode::NotWritten) << path;
         EXPECT_NE(failure.message.find(reason), std::string::npos) << failure.message;
     }

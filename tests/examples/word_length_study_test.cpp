@@ -306,6 +306,21 @@ TEST(WordLengthStudy, ReadsTheChannelAndGainItIsTold) {
     EXPECT_EQ(chosen->at("overflows"), "1") << "-0.5 and 12 dB is -1.99; 0.25 becomes 0.995";
 }
 
+TEST(WordLengthStudy, TakesFullScaleFractionsWhateverThePeak) {
+    const TemporaryFolder folder;
+    writeSound(folder.file("a.wav"), std::vector<std::int16_t>{100, -4096, 200, 8192, 300, -8192});
+    const auto rows =
+        tableOf({folder.file("a.wav"), "--fractions", "full", "--words", "12,8", "--gain", "13", "--signedness", "both",
+                 "--rounds", "floor", "--overflows", "saturate", "--floats", "none"});
+    ASSERT_GE(rows.size(), 4U);
+    const std::pair<const char*, const char*> expected[] = {
+        {"s12,11", "2"}, {"s8,7", "2"}, {"u12,12", "3"}, {"u8,8", "3"}};
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(rows[i].at("format"), expected[i].first);
+        EXPECT_EQ(rows[i].at("overflows"), expected[i].second) << "0.25 and 13 dB is 1.12";
+    }
+}
+
 TEST(WordLengthStudy, StudiesSilenceAndASingleSample) {
     const TemporaryFolder folder;
     writeSound(folder.file("silence.wav"), std::vector<std::int16_t>(10));
