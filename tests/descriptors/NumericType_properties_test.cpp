@@ -237,7 +237,7 @@ struct Start {
 };
 
 TEST(NumericTypeConstruction, AppliesTheModeToWhatWasPassed) {
-    using enum TypeMode;
+    using enum NumericType::DataTypeModeEnum;
     const auto inherit = fxpDataTypeDTOMode::Inherit;
     const auto s = TypeSign::Signed;
     const auto u = TypeSign::Unsigned;

@@ -79,7 +79,7 @@ struct Conversion {
 };
 
 TEST(BinaryPointForSlopeAndBias, ByExample) {
-    using enum TypeMode;
+    using enum NumericType::DataTypeModeEnum;
     const Conversion rows[] = {
         {NumericType(FixedSlopeBias, false, 8, 1, 2, 0),
          {},
