@@ -30,6 +30,14 @@
 #include "host/StringVectorType.h"
 #include "host/TypedEnumStringType.h"
 
+struct hvArray;
+
 /// Returns a public package by name, first loading the module that defines it where the host knows one; null when there
 /// is none.
 TOLVANE_HOST_API OMApplication* omFindPackageOnPath(const char* name);
+
+/// Calls the host's own function behind the name ("set", "get", "disp", ...), past a method of that name which an
+/// argument's class may have. Results are new arrays that the caller owns. Returns whether it succeeded; an error goes
+/// into the status and no result is stored then.
+TOLVANE_HOST_API bool omCallBuiltInMethod(const char* name, int resultCount, hvArray** results, int argumentCount,
+                                          hvArray** arguments, OMErrorStatus& status);

@@ -20,10 +20,15 @@ using Function = std::function<std::vector<hvArrayOwner>(int resultCount, std::s
 /// Puts a function into the table and returns the one it replaces; an empty function takes the name out.
 TOLVANE_HOST_API Function registerFunction(const std::string& name, Function function);
 
-/// Calls by name; an unknown name raises "VELMAR:UndefinedFunction", a function that returns fewer results than asked
+/// Calls a method when an argument is an object whose class has it, as Session::call selects it, else the function of
+/// the table; an unknown name raises "VELMAR:UndefinedFunction", a function that returns fewer results than asked
 /// for "VELMAR:unassignedOutputs".
 TOLVANE_HOST_API std::vector<hvArrayOwner> callFunction(const std::string& name, int resultCount,
                                                         std::span<const hvArray* const> arguments);
+
+/// As callFunction, except that methods are passed by.
+TOLVANE_HOST_API std::vector<hvArrayOwner> callBuiltin(const std::string& name, int resultCount,
+                                                       std::span<const hvArray* const> arguments);
 
 /// What the last failed call left behind; "lasterr" gives it to callers.
 struct LastError {

@@ -1,0 +1,33 @@
+// The host's MD5 accumulator (`bs` family): bytes go in, in pieces of any size, and the digest of all of them comes
+// out.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "host/export.h"
+
+class TOLVANE_HOST_API bs_md5ChecksumRec {
+ public:
+    using Digest = std::array<unsigned char, 16>;
+
+    /// Raises "bs:md5:unavailable" when the process offers no MD5.
+    bs_md5ChecksumRec();
+    bs_md5ChecksumRec(const bs_md5ChecksumRec& other);
+    bs_md5ChecksumRec& operator=(const bs_md5ChecksumRec& other);
+    ~bs_md5ChecksumRec();
+
+    void addn(const unsigned char* bytes, std::size_t count);
+    /// The digest of what was added so far; more may be added afterwards.
+    Digest getDigest() const;
+    /// The digest as 32 lower-case hexadecimal digits.
+    std::string getHexDigest() const;
+    /// Forgets what was added.
+    void reset();
+
+ private:
+    struct State;
+    std::unique_ptr<State> mState;
+};

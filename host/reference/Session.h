@@ -1,0 +1,162 @@
+// How a program, a test or another language's binding uses the host: load a module, make objects, call methods.
+//
+//     hostref::Session session;                             // loads and starts libtolvane.so
+//     const Value a = session.construct("embedded.fi", {0.5});
+//     const Value sum = session.call("plus", {a, 0.25});    // arrays and objects in any mix
+//     sum.set("RoundMode", "floor");
+//     for (const Warning& warning : session.takeWarnings()) ...
+//
+// A session turns what the library raises by pointer into HostError and frees it, converts arguments to the parameters
+// of the selected signature and results back to values, collects what is printed and warned during its calls, and
+// leaves the trap flag and the error mode as the host has them between commands.
+//
+// Names of classes, methods and properties are compared exactly. Objects belong to the host, not to a session, and may
+// outlive it; modules stay loaded until the process ends and are stopped then. One thread at a time.
+#pragma once
+
+#include <filesystem>
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/export.h"
+#include "host/reference/HostError.h"
+#include "host/reference/Value.h"
+#include "host/reference/functions.h"
+
+namespace hostref {
+
+/// A module's entry points, for a program that is linked with it.
+struct Module {
+    std::string name;
+    void (*start)() = nullptr;
+    void (*stop)() = nullptr;
+};
+
+struct Warning {
+    std::string id;
+    std::string text;
+    bool operator==(const Warning&) const = default;
+};
+
+/// One step of an access path: ".name", "(...)" or "{...}".
+struct Subscript {
+    std::string type;
+    std::vector<Value> indices;
+};
+/// The step ".name".
+inline Subscript dot(std::string name) {
+    return {".", {Value(name)}};
+}
+
+class TOLVANE_HOST_API Session {
+ public:
+    enum class Start { now, later };
+
+    /// Uses the module "tolvane": the one that is in the process already, else libtolvane.so where the loader or the
+    /// folder of the host library has it. Throws "VELMAR:module:notFound" with the loader's text.
+    explicit Session(Start start = Start::now);
+    /// Loads a module by its path. Its name, by which its entry points are called, comes from the file name
+    /// ("libzoo.so" holds "zoo") unless one is given. Throws "VELMAR:module:notFound" or "VELMAR:module:noEntryPoint".
+    explicit Session(const std::filesystem::path& file, std::string_view name = {}, Start start = Start::now);
+    explicit Session(Module module, Start start = Start::now);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    const std::string& moduleName() const { return mModule.name; }
+    /// Calls the module's start entry point, which may do nothing the second time.
+    void start();
+    /// Calls the module's stop entry point. Objects that are held stay whole until they are dropped.
+    void stop();
+    /// Returns the address of an exported function of the loaded module, such as "QueryVLFcnTable_tolvane"; null when
+    /// there is none.
+    void* entryPoint(const std::string& name) const;
+
+    /// Makes an object of a class by its full name. Throws "VELMAR:class:unknown", "VELMAR:class:notConstructible", or
+    /// what the class raises.
+    Value construct(std::string_view className, std::span<const Value> arguments);
+    Value construct(std::string_view className, std::initializer_list<Value> arguments = {}) {
+        return construct(className, std::span(arguments.begin(), arguments.size()));
+    }
+    /// Answers whether the class is there.
+    bool hasClass(std::string_view className) const;
+
+    /// Calls a method, or, when no argument is an object that has it, the host function of that name, and returns the
+    /// first result; the empty array when there is none.
+    ///
+    /// The method is that of the leftmost object whose class has one; beyond the first argument it counts only when
+    /// the method's dispatch attribute is cleared. Its first signature that takes the arguments and gives the results
+    /// is selected. A class-typed parameter takes an object of the class or a descendant, and an empty array as null;
+    /// an enumeration takes a text or a value; "VELMAR array" takes everything. Throws "VELMAR:class:unknownMethod",
+    /// "VELMAR:method:noSignature", "VELMAR:tooManyOutputs", "VELMAR:UndefinedFunction", or what is raised.
+    Value call(std::string_view name, std::span<const Value> arguments);
+    Value call(std::string_view name, std::initializer_list<Value> arguments = {}) {
+        return call(name, std::span(arguments.begin(), arguments.size()));
+    }
+    /// As call with a wanted number of results; returns that many, except that one may come though none is wanted.
+    std::vector<Value> call(int resultCount, std::string_view name, std::span<const Value> arguments);
+    std::vector<Value> call(int resultCount, std::string_view name, std::initializer_list<Value> arguments = {}) {
+        return call(resultCount, name, std::span(arguments.begin(), arguments.size()));
+    }
+    /// As call, for a method that is called by its class and needs no object.
+    Value callStatic(std::string_view className, std::string_view name, std::span<const Value> arguments);
+    Value callStatic(std::string_view className, std::string_view name, std::initializer_list<Value> arguments = {}) {
+        return callStatic(className, name, std::span(arguments.begin(), arguments.size()));
+    }
+    std::vector<Value> callStatic(int resultCount, std::string_view className, std::string_view name,
+                                  std::span<const Value> arguments);
+    std::vector<Value> callStatic(int resultCount, std::string_view className, std::string_view name,
+                                  std::initializer_list<Value> arguments = {}) {
+        return callStatic(resultCount, className, name, std::span(arguments.begin(), arguments.size()));
+    }
+
+    /// Reads a property as the external client. Throws "VELMAR:class:unknownProperty", "VELMAR:class:noGetAccess", or
+    /// what the property raises.
+    Value get(const Value& object, std::string_view property);
+    /// Writes a property as the external client, with its events before and after. Throws
+    /// "VELMAR:class:unknownProperty", "VELMAR:class:noSetAccess", "VELMAR:datatype:badValue", or what it raises.
+    void set(const Value& object, std::string_view property, const Value& value);
+
+    /// Runs "subsref" along the path.
+    Value index(const Value& value, std::span<const Subscript> path);
+    Value index(const Value& value, std::initializer_list<Subscript> path) {
+        return index(value, std::span(path.begin(), path.size()));
+    }
+    /// Runs "subsasgn" along the path and returns the value that the variable holds then.
+    Value assign(const Value& value, std::span<const Subscript> path, const Value& right);
+    Value assign(const Value& value, std::initializer_list<Subscript> path, const Value& right) {
+        return assign(value, std::span(path.begin(), path.size()), right);
+    }
+
+    /// Shows a value as the host does: by the method "display" or "disp" of its class, else by the host's own form.
+    void display(const Value& value);
+
+    /// Adds a method written in the host's language to a class, which may answer by changing its attributes.
+    void addMethod(std::string_view className, const std::string& name, Function function);
+
+    /// Reads a feature switch; throws "VELMAR:feature:unknown".
+    Value feature(const std::string& name);
+    void setFeature(const std::string& name, const Value& state);
+
+    /// What this session's calls warned and printed since the last take; empty afterwards.
+    std::vector<Warning> takeWarnings();
+    std::string takePrinted();
+    /// With echo, printed text and warnings also go where they go without a session. At first it is off; a listener
+    /// set by setWarningListener or setPrintListener is called in either case.
+    void setEcho(bool isOn);
+
+ private:
+    class Output;
+    class Scope;
+    template <class Action>
+    decltype(auto) run(Action&& action);
+
+    Module mModule;
+    void* mLibrary = nullptr;
+    std::unique_ptr<Output> mOutput;
+};
+
+}  // namespace hostref
