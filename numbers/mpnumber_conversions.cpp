@@ -45,7 +45,8 @@ struct TextField {
 /// True when value * 2^shift is certain to have more digits than the field, by enough to make computing it wasteful.
 bool dwarfs(const gmpinteger& value, long shift, const TextField& field) {
     constexpr mp_bitcnt_t slackBits = 64;
-    return shift > 0 && value.bitCount() + static_cast<mp_bitcnt_t>(shift) > field.bitBound() + slackBits;
+    return value.sign() != 0 && shift > 0 &&
+           value.bitCount() + static_cast<mp_bitcnt_t>(shift) > field.bitBound() + slackBits;
 }
 
 /// Returns value * 2^shift truncated toward zero. A product that dwarfs the field is replaced by its remainder by
@@ -54,7 +55,7 @@ gmpinteger scaled(const gmpinteger& value, long shift, const TextField& field) {
     gmpinteger result;
     if (shift <= 0) {
         mpz_tdiv_q_2exp(result, value, static_cast<mp_bitcnt_t>(-shift));
-    } else if (value.sign() != 0 && dwarfs(value, shift, field)) {
+    } else if (dwarfs(value, shift, field)) {
         const gmpinteger modulus = field.modulus();
         mpz_powm_ui(result, gmpinteger(2), static_cast<unsigned long>(shift), modulus);
         mpz_mul(result, result, value);

@@ -200,7 +200,7 @@ TEST(SignedDecimals, FollowTheRulesAtTheEdges) {
         {-1.5, 1, 6, "    -3"},   {-0.25, 0, 3, "  0"},     {-0.0, 5, 2, " 0"},    {8.0, 0, 1, "8"},
         {-1234.0, 0, 5, "-1234"}, {-1234.0, 0, 4, "1234"},  {-1234.0, 0, 2, "34"}, {10.0, 0, 1, "0"},
         {quietNaN, 3, 3, "  0"},  {-infinity, 3, 3, "  0"}, {7.0, 0, 0, ""},       {7.0, 0, -1, ""},
-        {7.0, INT_MIN, 3, "  0"},
+        {7.0, INT_MIN, 3, "  0"}, {0.0, 318, 6, "     0"},
     };
     for (const auto& row : rows)
         for (const Body body : bothBodies)
