@@ -102,9 +102,11 @@ void checkFixed(FuzzInput& input) {
     const Integer allOnes = power2(described.wordBits) - 1;
     const int length = std::max(0, static_cast<int>(allOnes.get_str(base).size()) + spare);
     const std::string printed = written(length, [&](char* out) { q.num2base(out, length, x, base); });
-    require(printed == field(pattern.get_str(base), length, '0'), "a fixed value is printed as its digits", say);
+    require(printed == field(pattern.get_str(base), length, '0'), "a fixed value is printed as its digits",
+            [&] { return say() + ", printed \"" + printed + '"'; });
     const std::string decimal = written(length, [&](char* out) { q.num2sdec(out, length, x); });
-    require(decimal == field(kept.get_str(10), length, ' '), "a fixed value is printed in signed decimal", say);
+    require(decimal == field(kept.get_str(10), length, ' '), "a fixed value is printed in signed decimal",
+            [&] { return say() + ", printed \"" + decimal + '"'; });
     if (spare >= 0) {
         number back(0.0, q.getPrecision(), false);
         q.base2num(printed.c_str(), base, back);
@@ -187,7 +189,8 @@ void checkFloat(FuzzInput& input) {
     }
     const int length = static_cast<int>(Integer(power2(described.wordBits) - 1).get_str(base).size());
     const std::string printed = written(length, [&](char* out) { q.num2base(out, length, x, base); });
-    require(printed == field(pattern.get_str(base), length, '0'), "a value is printed as its pattern", say);
+    require(printed == field(pattern.get_str(base), length, '0'), "a value is printed as its pattern",
+            [&] { return say() + ", printed \"" + printed + '"'; });
 }
 
 }  // namespace
