@@ -42,6 +42,8 @@ class TOLVANE_API embedded : public embeddedNumberTags {
         Difference = 4
     };
     enum class LogTypeEnum : std::int32_t { Off = 0, WriteLogMap = 1 };
+    /// Selects the constructor that copies the current element of an array.
+    enum class CopyElement { tag };
 
     embedded() = delete;
 

@@ -1,0 +1,586 @@
+// The fixed-point array: N-dimensional real or complex values with their numeric type, arithmetic rules and logs.
+//
+// Entries are stored values: (real-world value - bias) * (1 / slope adjustment factor), on the scale 2^FixedExponent,
+// column by column, the real and the imaginary ones apart. For a type without slope and bias that is the real-world
+// value. The numeric type sits in the logger of the quantizer through which every write goes, so a change of type is a
+// change of that quantizer and requantizes nothing by itself. An object without local rules reads the global fimath at
+// each use, and its quantizer catches up at the next write.
+//
+// Element operations act at the current index, which callers keep within the entries (setIndex; nobody checks it).
+// Index, registers, caches and logs change on const objects too: an object belongs to one thread. Operations that make
+// an array return a heap object that the caller owns; element operators return a register that stays the operand's.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "descriptors/NumericType.h"
+#include "descriptors/embedded.h"
+#include "descriptors/fimath.h"
+#include "host/export.h"
+#include "host/hv.h"
+#include "logging/qlogger.h"
+#include "numbers/number.h"
+#include "quantization/quantizer.h"
+
+class TOLVANE_API fi {
+ public:
+    using NumericType = EmbeddedTypeSystem::NumericType;
+    using DataTypeEnum = NumericType::DataTypeEnum;
+    using DataTypeModeEnum = NumericType::DataTypeModeEnum;
+    using ScalingEnum = NumericType::ScalingEnum;
+    using Signedness = NumericType::Signedness;
+    using ArithmeticModeEnum = fimath::ArithmeticModeEnum;
+    using PrecisionModeEnum = fimath::PrecisionModeEnum;
+
+    /// Select the constructors that take one part of a complex array.
+    enum class CopyReal { tag };
+    enum class CopyImag { tag };
+
+    /// Host properties by ordinal. Values in the range without a name here are accepted too.
+    enum class PropertyEnum : std::int32_t {
+        None = -1,
+        Numerictype = 0,
+        DataTypeMode = 1,
+        DataType = 2,
+        Scaling = 3,
+        Signedness = 4,
+        WordLength = 5,
+        FractionLength = 6,
+        BinaryPoint = 7,
+        FixedExponent = 8,
+        Slope = 9,
+        SlopeAdjustmentFactor = 10,
+        Bias = 11,
+        Fimath = 12,
+        RoundMode = 13,
+        OverflowMode = 14,
+        ProductMode = 16,
+        ProductWordLength = 17,
+        MaxProductWordLength = 18,
+        ProductFractionLength = 19,
+        SumMode = 20,
+        SumWordLength = 21,
+        MaxSumWordLength = 22,
+        SumFractionLength = 23,
+        CastBeforeSum = 24,
+        Double = 25,
+        Data = 26,
+        Int = 27,
+        IntArray = 28,
+        DravelinArray = 29,
+        Bin = 30,
+        Oct = 31,
+        Dec = 32,
+        Hex = 33,
+        Logging = 34,
+        SumFixedExponent = 35,
+        SumSlope = 36,
+        SumSlopeAdjustmentFactor = 37,
+        SumBias = 38,
+        ProductFixedExponent = 39,
+        ProductSlope = 40,
+        ProductSlopeAdjustmentFactor = 41,
+        ProductBias = 42,
+        Noverflows = 43,
+        Nunderflows = 44,
+        Maxlog = 45,
+        Minlog = 46,
+        DataTypeOverride = 49,
+        Last = 50
+    };
+
+    // Construction. Tag and operation type go to the logger; `isLocal` says whether the object keeps a copy of the
+    // rules or follows the global ones. Errors, by id: "fixedpoint:fi:nocomplexslopebias" for complex entries of a type
+    // with slope and bias (under the feature s_feature_fi_realonly_slope_bias), "fixedpoint:fi:outofmemory" also for
+    // dimensions whose product is no size, the description errors of `quantizer`, and where values come in those of
+    // NumericType::checkNaNInf and, for complex values, NumericType::errorIfComplexLogical. Values pass the quantizer
+    // once, all real ones and then all imaginary ones, after every check was made.
+
+    /// Makes an empty 0-by-0 array of the default type without local rules.
+    fi();
+    /// Makes a scalar. `precision` raises the precision of the entries above the word length.
+    fi(double value, const NumericType& type, const fimath& rules, unsigned precision, const std::string& tag,
+       bool isLocal, embedded::OperationTypeEnum operation);
+    fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& rules, unsigned precision,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
+    /// Makes m-by-n zeros; of a type with slope and bias, the quantized value that stands for real-world zero.
+    fi(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules, bool isComplex,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
+    /// Makes stored zeros, also where those do not stand for real-world zero, as callers overwrite them.
+    fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
+    /// As above; quantizer and log are copied from the given one, with the given type.
+    fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
+       const quantizer& source, bool isLocal);
+    /// Make an array from as many real-world values as the dimensions say.
+    fi(const double* re, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
+    fi(const double* re, const double* im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
+       const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
+    /// Make an array filled with one real-world value.
+    fi(double value, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
+    fi(double re, double im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
+       const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
+    /// Makes an array from a numeric or logical host array, whose integers pass through a double. Unspecified scaling
+    /// takes the best precision for the data. Without `isLocal` the values are still quantized by the given rules, and
+    /// only then the global ones hold. Raises "fixedpoint:fi:constructor:numeric" and as NumericType::setBestPrecision.
+    fi(const hvArray* values, const NumericType& type, const fimath& rules, const std::string& tag, bool isLocal,
+       embedded::OperationTypeEnum operation);
+    /// As above by the global rules with `isLocal`, and else by nearest and saturate. No rules are copied, also for a
+    /// local object; `precision` plays no part. Marks the data property as set and, while logging is on, reports the
+    /// assignment and adds it to the session's log.
+    fi(const hvArray* values, const NumericType& type, bool isLocal, unsigned precision, const std::string& tag,
+       embedded::OperationTypeEnum operation);
+    /// Copies entries, rules, quantizer with its log, and registers, whose current elements are cleared on both
+    /// sides. Caches are not copied.
+    fi(const fi& source);
+    /// Make an array of the same type, rules and log from the current element, from the real parts, or from the
+    /// imaginary parts; the imaginary part of a real array is real-world zero.
+    fi(const fi& source, embedded::CopyElement tag);
+    fi(const fi& source, CopyReal tag);
+    fi(const fi& source, CopyImag tag);
+
+    // The virtual operations; their order is the order of the slots, on which callers outside rely.
+
+    virtual void setIsReal(bool isReal);
+    /// Sets the current index, from 0, of both parts.
+    virtual void setIndex(std::uint64_t index) const;
+    /// Returns the quantizer of all writes; without local rules it is first brought to the global modes.
+    virtual const quantizer& getAssignmentQuantizer() const;
+    virtual ~fi();
+    /// Makes a real object complex with zeros of at least the given precision when asked; never makes it real. Raises
+    /// "fixedpoint:fi:nocomplexslopebias".
+    virtual void coordinateComplexity(bool makeComplex, unsigned precision);
+    virtual bool isreal() const;
+    virtual bool iscomplex() const;
+    virtual const qlogger& getQlogger() const;
+
+    // Element stores at the current index.
+
+    /// Store values that are of this type already: nothing is quantized or logged. The double is a stored value.
+    fi& setvalue(const fi& source);
+    fi& setvalue(double value);
+    /// Converts the current element of the source and quantizes it; equal types copy and log alone. A complex source
+    /// makes this array complex. Raises "fixedpoint:fi:noopleadingtocomplexslopebias".
+    fi& operator=(const fi& source);
+    /// Stores a real-world value; an imaginary part becomes stored zero.
+    fi& operator=(double value);
+    fi& operator=(int value) { return *this = static_cast<double>(value); }
+
+    // Whole arrays.
+
+    /// Takes the dimensions of the source and assigns all its elements; keeps type and rules. Errors as `operator=`.
+    void copydata(const fi& source);
+    /// Quantizes all entries, by the modes that stand in the quantizer unless `refresh` takes them from the rules.
+    void quantizeAll(bool refresh);
+    /// Brings the array to a size and type and, if local, to the rules. A real array becomes complex when asked, and a
+    /// complex one stays so. Entries keep their values where size and kind allow; callers overwrite them all.
+    void resizeAndZero(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules,
+                       bool makeComplex);
+    void resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint64_t numel, const NumericType& type,
+                       const fimath& rules, bool makeComplex);
+    /// Brings quantizer or entries in line with type and rules.
+    void updateAssignmentQuantizer();
+    void updatePrecision();
+    void reInitializeRealImag();
+    /// Gives the entries another precision and leaves the word length alone; where it differs the values are lost.
+    void setPrecision(unsigned precision);
+    /// Recomputes the counts that follow from the dimensions.
+    void updateNumel();
+    void copyDimensions(const std::uint64_t* dims, std::uint64_t ndims);
+
+    // Entries. The forms with an index set the cursor of the part they read, and of that part alone.
+
+    number& real() { return mReal; }
+    const number& real() const { return mReal; }
+    const number& real(std::uint64_t index) const { return mReal[index]; }
+    /// Reads the imaginary entry at the current index of the real part; zero for a real object.
+    const number& imag() const;
+    const number& imag(std::uint64_t index) const;
+    double realdouble() const { return mReal.todouble(); }
+    double realdouble(std::uint64_t index) const { return mReal[index].todouble(); }
+    double imagdouble() const { return imag().todouble(); }
+    double imagdouble(std::uint64_t index) const { return imag(index).todouble(); }
+    std::uint64_t getIndex() const { return mReal.getIndex(); }
+    /// Returns this element's real part on the scale of the other's type, in a copy if the scales differ; it holds
+    /// until the next call.
+    const number& getAdjustedReal(const fi& other) const;
+    /// Returns the one zero that stands for imaginary parts of real objects.
+    static const number& getZeroNumber();
+    /// Returns (x + (0 - bias)) * factor: one way only, and not the inverse of any other conversion.
+    double adjustReal(double value) const;
+    /// Convert between stored and real-world values; do nothing unless the type has slope and bias.
+    double removeSlopeAdjustmentFactorBias(double realWorldValue) const;
+    double addSlopeAdjustmentFactorBias(double storedValue) const;
+
+    // Shape.
+
+    std::uint64_t numel() const { return mNumel; }
+    /// The largest dimension, 0 for an empty array.
+    std::uint64_t length() const { return mLength; }
+    std::uint64_t getM() const { return mM; }
+    /// The product of all dimensions but the first.
+    std::uint64_t getN() const { return mN; }
+    std::uint64_t ndims() const { return mDims.size(); }
+    /// Dimension sizes, valid until they change.
+    const std::uint64_t* dims() const { return mDims.data(); }
+    std::span<const std::uint64_t> dimensions() const { return mDims; }
+    /// Returns a dimension counted from 1, and 1 beyond the last. Raises "fixedpoint:fi:getDimension:badDimension".
+    std::uint64_t getDimension(std::uint64_t dimension) const;
+    bool isempty() const { return mNumel == 0; }
+    bool isscalar() const { return mNumel == 1; }
+    bool isvector() const { return ndims() == 2 && (mM == 1 || mN == 1); }
+    bool iscolumn() const { return isvector() && mN == 1; }
+    bool isrow() const { return isvector() && mM == 1; }
+    bool isSameSize(const fi& other) const;
+    bool isSameSize(const hvArray* other) const;
+    hvComplexity getComplexity() const { return iscomplex() ? hvCOMPLEX : hvREAL; }
+    /// Says for floating and scaled double types whether all entries are finite.
+    bool isFinite() const;
+
+    // Checks; each raises the error it names or does nothing.
+
+    /// "fixedpoint:fi:nobooleanmath".
+    static void errorIfBooleanMath(const fi& a);
+    /// "fixedpoint:fi:mixedmath"; fixed with scaled double is allowed.
+    static void errorIfMixedMath(const fi& a, const fi& b);
+    /// "fixedpoint:fi:fimathmismatch" when both have local rules that differ.
+    static void errorIfFimathMismatch(const fi& a, const fi& b);
+    /// All three; the rules are compared between fixed-point operands only.
+    static void errorIfMathMismatch(const fi& a, const fi& b);
+    /// "fixedpoint:fi:onlybinarypointmath".
+    static void errorIfSlopeBiasMath(const fi& a);
+    /// "fixedpoint:fi:scaleddoubleslopebiasmathnotdefined".
+    static void errorIfScaledDoubleSlopeBiasMath(const fi& a, const fi& b);
+    /// "fixedpoint:fi:<name>:ScaledDoubleOn".
+    void errorIfScaledDouble(const std::string& name) const { errorIfScaledDouble(name, name); }
+    void errorIfScaledDouble(const std::string& idSuffix, const std::string& name) const;
+    /// Errors of NumericType for complex, NaN or infinite entries in a data type that has no such values.
+    void errorIfBadValue(DataTypeEnum dataType) const;
+    /// "fixedpoint:fi:dimagree".
+    void checkElementwiseSize(const fi& other) const;
+    void checkElementwiseSize(const hvArray* other) const;
+
+    // Type.
+
+    const NumericType& getNumericType() const { return mAssignmentQuantizer.getNumericType(); }
+    DataTypeModeEnum getDataTypeMode() const { return getNumericType().getDataTypeMode(); }
+    DataTypeEnum getDataType() const { return getNumericType().getDataType(); }
+    ScalingEnum getScaling() const { return getNumericType().getScaling(); }
+    Signedness getSignedness() const { return getNumericType().getSignedness(); }
+    bool getSigned() const { return getNumericType().isSigned(); }
+    bool isSigned() const { return getNumericType().isSigned(); }
+    int getWordLength() const { return getNumericType().getWordLength(); }
+    int getWordlength() const { return getWordLength(); }
+    int getFractionLength() const { return getNumericType().getFractionLength(); }
+    int getFractionlength() const { return getFractionLength(); }
+    int getFixedExponent() const { return getNumericType().getFixedExponent(); }
+    double getSlopeAdjustmentFactor() const { return getNumericType().getSlopeAdjustmentFactor(); }
+    double getSlope() const { return getNumericType().getSlope(); }
+    double getBias() const { return getNumericType().getBias(); }
+    fxpDataTypeDTOMode getDataTypeOverride() const { return getNumericType().getDataTypeOverride(); }
+    /// As NumericType's; the caller owns the array.
+    hvArray* getSignednessBool() const { return getNumericType().getSignednessBool(); }
+    hvArray* getSignednessBoolAsHvArray() const { return getSignednessBool(); }
+    hvArray* getSignednessAsHvArray() const { return getNumericType().getSignednessAsHvArray(); }
+    bool isFixed() const { return getNumericType().isFixed(); }
+    bool isFloat() const { return getNumericType().isFloat(); }
+    bool isDouble() const { return getNumericType().isDouble(); }
+    bool isSingle() const { return getNumericType().isSingle(); }
+    bool isBoolean() const { return getNumericType().isBoolean(); }
+    bool isScaledDouble() const { return getNumericType().isScaledDouble(); }
+    bool isScaledType() const { return getNumericType().isScaledType(); }
+    bool isSlopeBiasScaled() const { return getNumericType().isSlopeBiasScaled(); }
+    /// The negation of isSlopeBiasScaled: true for double and single as well.
+    bool isBinaryPointScaled() const { return !isSlopeBiasScaled(); }
+
+    // Type setters: those of NumericType on this object's type, with their errors and refusals. No entry is
+    // requantized. An error leaves the object as it was.
+
+    void setScaling(ScalingEnum scaling);
+    /// Sets the three in this order.
+    void setScaling(double slopeAdjustmentFactor, int fixedExponent, double bias);
+    /// Auto counts as signed.
+    void setSignedness(Signedness signedness);
+    /// An empty array means signed.
+    void setSignednessBool(const hvArray* value);
+    void setSigned(bool isSigned);
+    /// Resizes the entries as reInitializeRealImag does.
+    void setWordLength(int wordLength);
+    void setFractionLength(int fractionLength);
+    void setFixedExponent(int fixedExponent);
+    void setSlopeAdjustmentFactor(double slopeAdjustmentFactor);
+    void setSlope(double slope);
+    void setBias(double bias);
+    void setDataTypeOverride(fxpDataTypeDTOMode dataTypeOverride);
+    /// A change raises as errorIfBadValue first. Double and single drop the local rules.
+    void setDataType(DataTypeEnum dataType);
+    /// As setDataType; fixed-point with unspecified scaling is taken as binary point.
+    void setDataTypeMode(DataTypeModeEnum mode);
+
+    // Rules: the object's own or the global fimath, and for two operands those of the left one if local, else those of
+    // the right one.
+
+    const fimath& getFimath() const { return mFimath ? *mFimath : fimath::getGlobalFimath(); }
+    fimath& getFimath() { return mFimath ? *mFimath : fimath::getGlobalFimath(); }
+    const fimath& getFimath(const fi& other) const { return mFimathIsLocal ? getFimath() : other.getFimath(); }
+    embedded::RoundModeEnum getRoundMode() const { return getFimath().getRoundMode(); }
+    embedded::RoundModeEnum getRoundMode(const fi& other) const { return getFimath(other).getRoundMode(); }
+    embedded::OverflowModeEnum getOverflowMode() const { return getFimath().getOverflowMode(); }
+    embedded::OverflowModeEnum getOverflowMode(const fi& other) const { return getFimath(other).getOverflowMode(); }
+    PrecisionModeEnum getPrecisionMode() const { return getFimath().getPrecisionMode(); }
+    PrecisionModeEnum getPrecisionMode(const fi& other) const { return getFimath(other).getPrecisionMode(); }
+    ArithmeticModeEnum getProductMode() const { return getFimath().getProductMode(); }
+    ArithmeticModeEnum getProductMode(const fi& other) const { return getFimath(other).getProductMode(); }
+    int getProductWordLength() const { return getFimath().getProductWordLength(); }
+    int getProductWordLength(const fi& other) const { return getFimath(other).getProductWordLength(); }
+    int getMaxProductWordLength() const { return getFimath().getMaxProductWordLength(); }
+    int getMaxProductWordLength(const fi& other) const { return getFimath(other).getMaxProductWordLength(); }
+    int getProductFixedExponent() const { return getFimath().getProductFixedExponent(); }
+    int getProductFixedExponent(const fi& other) const { return getFimath(other).getProductFixedExponent(); }
+    int getProductFractionLength() const { return getFimath().getProductFractionLength(); }
+    int getProductFractionLength(const fi& other) const { return getFimath(other).getProductFractionLength(); }
+    double getProductSlope() const { return getFimath().getProductSlope(); }
+    double getProductSlope(const fi& other) const { return getFimath(other).getProductSlope(); }
+    double getProductSlopeAdjustmentFactor() const { return getFimath().getProductSlopeAdjustmentFactor(); }
+    double getProductSlopeAdjustmentFactor(const fi& other) const {
+        return getFimath(other).getProductSlopeAdjustmentFactor();
+    }
+    double getProductBias() const { return getFimath().getProductBias(); }
+    double getProductBias(const fi& other) const { return getFimath(other).getProductBias(); }
+    ArithmeticModeEnum getSumMode() const { return getFimath().getSumMode(); }
+    ArithmeticModeEnum getSumMode(const fi& other) const { return getFimath(other).getSumMode(); }
+    int getSumWordLength() const { return getFimath().getSumWordLength(); }
+    int getSumWordLength(const fi& other) const { return getFimath(other).getSumWordLength(); }
+    int getMaxSumWordLength() const { return getFimath().getMaxSumWordLength(); }
+    int getMaxSumWordLength(const fi& other) const { return getFimath(other).getMaxSumWordLength(); }
+    int getSumFixedExponent() const { return getFimath().getSumFixedExponent(); }
+    int getSumFixedExponent(const fi& other) const { return getFimath(other).getSumFixedExponent(); }
+    int getSumFractionLength() const { return getFimath().getSumFractionLength(); }
+    int getSumFractionLength(const fi& other) const { return getFimath(other).getSumFractionLength(); }
+    double getSumSlope() const { return getFimath().getSumSlope(); }
+    double getSumSlope(const fi& other) const { return getFimath(other).getSumSlope(); }
+    double getSumSlopeAdjustmentFactor() const { return getFimath().getSumSlopeAdjustmentFactor(); }
+    double getSumSlopeAdjustmentFactor(const fi& other) const { return getFimath(other).getSumSlopeAdjustmentFactor(); }
+    double getSumBias() const { return getFimath().getSumBias(); }
+    double getSumBias(const fi& other) const { return getFimath(other).getSumBias(); }
+    bool getCastBeforeSum() const { return getFimath().getCastBeforeSum(); }
+    bool getCastBeforeSum(const fi& other) const { return getFimath(other).getCastBeforeSum(); }
+    /// Returns a host double scalar, 1.0 for rules that compute as C does; the caller owns it.
+    hvArray* getCStyle() const;
+
+    // Rule setters: those of fimath, on the rules in force. Without local rules they change the global ones, for all
+    // objects that follow them.
+
+    void setRoundMode(embedded::RoundModeEnum mode);
+    void setOverflowMode(embedded::OverflowModeEnum mode);
+    void setPrecisionMode(PrecisionModeEnum mode);
+    void setProductMode(ArithmeticModeEnum mode);
+    void setSumMode(ArithmeticModeEnum mode);
+    void setCastBeforeSum(bool on);
+    void setProductWordLength(int wordLength);
+    void setMaxProductWordLength(int wordLength);
+    void setSumWordLength(int wordLength);
+    void setMaxSumWordLength(int wordLength);
+    void setProductFractionLength(int fractionLength);
+    void setSumFractionLength(int fractionLength);
+    void setProductFixedExponent(int exponent);
+    void setSumFixedExponent(int exponent);
+    void setProductSlope(double slope);
+    void setSumSlope(double slope);
+    void setProductSlopeAdjustmentFactor(double factor);
+    void setSumSlopeAdjustmentFactor(double factor);
+    void setProductBias(double bias);
+    void setSumBias(double bias);
+    void setCStyle(const hvArray* value);
+
+    /// Makes a private copy of the rules; does nothing with the object's own.
+    void setFimath(const fimath& rules);
+    /// False drops the private copy. True on an object without one marks it local, and it reads the global rules.
+    void setFimathIsLocal(bool isLocal);
+    bool getFimathIsLocal() const { return mFimathIsLocal; }
+
+    // Marks and tag.
+
+    bool getIsAutoScaled() const { return mIsAutoScaled; }
+    void setIsAutoScaled(bool on) { mIsAutoScaled = on; }
+    bool getDataSetByPVPair() const { return mDataSetByPVPair; }
+    void setDataSetByPVPair(bool on) { mDataSetByPVPair = on; }
+    const std::string& getTag() const { return mAssignmentQuantizer.getTag(); }
+    void setTag(const char* tag) { mAssignmentQuantizer.setTag(tag); }
+    PropertyEnum getLastPropertySet() const { return mLastPropertySet; }
+    /// Raises "fixedpoint:fi:setLastPropertySet:BadEnum" outside -1 to 50.
+    void setLastPropertySet(PropertyEnum property);
+    /// Returns "fi".
+    static const char* getVelmarClassName();
+    /// Returns "embedded.fi".
+    static const char* getVelmarPackageClassName();
+
+    // Logs. The loggers of registers need the register to exist.
+
+    static bool getLogging() { return qlogger::getLogging(); }
+    static void setLogging(bool on) { qlogger::setLogging(on); }
+    const qlogger& getsumQlogger() const { return mSumRegister->getQlogger(); }
+    const qlogger& getproductQlogger() const { return mProductRegister->getQlogger(); }
+    const qlogger& getproductregsumQlogger() const { return mProductRegister->getsumQlogger(); }
+    std::uint64_t getNoverflows() const { return getQlogger().getNoverflows(); }
+    std::uint64_t getNunderflows() const { return getQlogger().getNunderflows(); }
+    std::uint64_t getNoperations() const { return getQlogger().getNoperations(); }
+    std::uint64_t getNmathoperations() const { return getQlogger().getNMathoperations(); }
+    double getMaxLogAsRealWorldValue() const;
+    double getMinLogAsRealWorldValue() const;
+    void setMaxLogFromRealWorldValue(double value);
+    void setMinLogFromRealWorldValue(double value);
+    /// Resets the own log and those of the registers there are.
+    void resetLogging() const;
+    /// Returns a 1-by-1 host structure "Assignment", "Sum", "Product", "ProductSum"; the caller owns it.
+    hvArray* saveLogsInHvArrayStruct() const;
+    /// Returns a host cell column of `filog` objects, one for each log that has seen a value; the caller owns it.
+    hvArray* getlocalfilogs() const;
+    /// Writes the logs that have seen a value to the log map and resets them.
+    void consolidatelocalfilogs() const;
+    /// Warns of overflows and underflows of assignments since the last report; moves the marks first.
+    static void displaySubsasgnLogging(const qlogger& logger);
+    /// Adds what the log has gained since its last report to the session's assignment log, and copies the extremes.
+    static void updateAssignlog(const qlogger& logger);
+    /// Print and reset the session's logs, while logging is on.
+    static void displayGlobalLog();
+    static void resetGlobalLog();
+    /// Return the session's logs; they outlive every object.
+    static qlogger& getAssignlog();
+    static qlogger& getSumlog();
+    static qlogger& getProductlog();
+
+    // Sums.
+
+    /// Make a new array of the sum type that the caller owns; one element meets every element. Raise as
+    /// getNumericTypeForAddOp and checkElementwiseSize do, "fixedpoint:fi:complexslopebiasnotdefined" and
+    /// "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined".
+    fi& plus(const fi& b) const;
+    fi& minus(const fi& b) const;
+    /// Compute the current elements into the sum register and return it; it is real-only or complex as it was made.
+    fi& operator+(const fi& b) const;
+    fi& operator-(const fi& b) const;
+    /// Compute at the current indices in place; the type stays.
+    fi& operator+=(const fi& b);
+    fi& operator-=(const fi& b);
+    /// Derives the type of a sum or difference and returns it in a cell of this object, valid until the next call.
+    /// Raises as errorIfMathMismatch, "fixedpoint:fi:mathmodeslopebiasnotdefined" and
+    /// "fixedpoint:fi:MaxSumWordLengthExceeded".
+    NumericType& getNumericTypeForAddOp(const fi& b) const;
+    /// Returns the data type of a result; raises as errorIfMathMismatch.
+    static DataTypeEnum getDataTypeForMathOp(const fi& a, const fi& b);
+    /// Make the sum register anew: signed by the sum fields of the rules, or of the given type.
+    void initializeSumRegister(const fimath& rules) const;
+    void initializeSumRegister(const NumericType& type, const fimath& rules, unsigned precision) const;
+    bool isSumRegisterInitialized() const { return mSumRegister != nullptr; }
+    bool isProductRegisterInitialized() const { return mProductRegister != nullptr; }
+
+    // Factors between types with slope and bias. Each is computed once for its key of types and kept.
+
+    /// On the target of an assignment; only a change of the source's type makes them anew.
+    void initSlopeBiasCorrectionFactorsForEquals(const fi& source) const;
+    /// On the left operand of a sum or difference.
+    void initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
+    bool needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
+
+ protected:
+    /// Makes a view: shares the entries of the source, with cursors of its own, and its quantizer.
+    fi(const fi& source, embedded::CopyIndex tag);
+
+    /// Sets the type; Auto counts as signed. Double and single drop the local rules. Entries keep value and precision.
+    void setNumericType(const NumericType& type);
+    /// As setNumericType; unspecified scaling takes the best precision for the entries, and these are resized to the
+    /// word length.
+    void setNumericTypeFromOutside(const NumericType& type);
+    /// Returns a private one-element copy of the current element, valid until the next call of this or of an
+    /// adjusted read.
+    fi& getElement() const;
+    /// As getElement, on the scale of the other's type; this object itself when the scales are the same.
+    const fi& getAdjustedElement(const fi& other) const;
+    /// Returns the sum register with its current element cleared, made from the sum fields if there is none.
+    fi& getSumRegister() const;
+    const quantizer& getSumQuantizer() const { return getSumRegister().getAssignmentQuantizer(); }
+
+    double getBnetForEquals() const { return mBnetForEquals; }
+    double getFsxForEquals() const { return mFsxForEquals; }
+    double getBnetForSlopeBiasPlus() const { return mBnetForSlopeBiasPlus; }
+    double getBnetForSlopeBiasMinus() const { return mBnetForSlopeBiasMinus; }
+    double getFsaForPlus() const { return mFsaForPlus; }
+    double getFsbForPlus() const { return mFsbForPlus; }
+
+    /// The quantizer of a view, which is its root's; own otherwise.
+    const quantizer* mAssignmentQuantizerRef = &mAssignmentQuantizer;
+
+ private:
+    struct Values;
+    struct HostValues;
+
+    // The common part of the constructors: checks everything, then makes zeros. One takes the modes for the new
+    // quantizer from the rules, the other copies a quantizer.
+    fi(std::vector<std::uint64_t> dims, const NumericType& type, const fimath& rules, bool isComplex,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
+    fi(std::vector<std::uint64_t> dims, const NumericType& type, const fimath* rules, bool isComplex,
+       const quantizer& source, bool isLocal);
+    fi(const Values& values, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
+       const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
+    fi(const HostValues& values, const fimath* rules, embedded::RoundModeEnum round,
+       embedded::OverflowModeEnum overflow, const std::string& tag, bool isLocal,
+       embedded::OperationTypeEnum operation);
+
+    // The element step of sums: `tmp` carries the element, this object receives it; the short forms make the scratch.
+    void sumEquals(const fi& a, const fi& b, fi& tmp);
+    void sumEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
+    void diffEquals(const fi& a, const fi& b, fi& tmp);
+    void diffEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
+    double computeSAFCorrection(double denominator, double numerator, const fi& reference) const;
+
+    /// The imaginary entry at the current index of the real part, of a complex object.
+    number& imagEntry() {
+        mImag.setIndex(mReal.getIndex());
+        return mImag;
+    }
+    /// Makes the type the object's own and sets the quantizer by the rules in force; an error changes nothing.
+    void applyNumericType(const NumericType& type);
+    /// Drops local rules from a double or single object.
+    void dropFimathOfFloat();
+    void resizeEntries(unsigned precision);
+    double storedZero() const;
+    void assignEqualType(number& entry, const number* source, const quantizer& q);
+    void assignSlopeBias(const fi& source, const quantizer& q);
+
+    number mReal;
+    number mImag;
+    bool mIsReal = true;
+    std::vector<std::uint64_t> mDims;
+    std::unique_ptr<fimath> mFimath;
+    mutable quantizer mAssignmentQuantizer;
+    mutable std::unique_ptr<fi> mElementCache;
+    mutable std::unique_ptr<fi> mSumRegister;
+    mutable std::unique_ptr<fi> mProductRegister;
+    mutable std::unique_ptr<NumericType> mPlusOperandType;
+    mutable std::unique_ptr<NumericType> mPlusResultType;
+    mutable std::unique_ptr<NumericType> mEqualsSourceType;
+    mutable std::unique_ptr<NumericType> mAddOpType;
+    bool mIsAutoScaled = false;
+    bool mDataSetByPVPair = false;
+    bool mFimathIsLocal = false;
+    std::uint64_t mNumel = 0;
+    std::uint64_t mLength = 0;
+    std::uint64_t mM = 0;
+    std::uint64_t mN = 0;
+    mutable double mBnetForEquals = 0.0;
+    mutable double mBnetForSlopeBiasPlus = 0.0;
+    mutable double mBnetForSlopeBiasMinus = 0.0;
+    mutable double mFsxForEquals = 0.0;
+    mutable double mFsaForPlus = 0.0;
+    mutable double mFsbForPlus = 0.0;
+    PropertyEnum mLastPropertySet = PropertyEnum::None;
+
+    static const char* const sVelmarClassName;
+};
