@@ -26,9 +26,9 @@ struct RangedResult {
     Mask outside;
 };
 
-/// The value modulo the wraparound W: the fraction of x / W times W is exact, since the quotient is a scaling by a power
-/// of two and the remainder has no more bits than the word. It is never negative, so clearing the sign changes nothing
-/// but the NaN that infinity gives, which the processor makes with a sign and the host without.
+/// The value modulo the wraparound W: the fraction of x / W times W is exact, since the quotient is a scaling by a
+/// power of two and the remainder has no more bits than the word. It is never negative, so clearing the sign changes
+/// nothing but the NaN that infinity gives, which the processor makes with a sign and the host without.
 template <class V>
 V modWraparound(V x, const FixedDoubleLimits& limits) {
     return magnitude(modFromQuotient(x * like(x, limits.inverseWraparound), like(x, limits.wraparound)));
@@ -56,7 +56,7 @@ struct SaturateOverflow {
     template <class Word, class V>
     static auto apply(V x, const FixedDoubleLimits& limits) {
         const V value = greaterOf(like(x, limits.lowerbound), lesserOf(like(x, limits.realmax), x));
-        return RangedResult<V, decltype(otherBits(x, x))>{value, otherBits(value, x)};
+        return RangedResult<V, decltype(otherBits(value, x))>{value, otherBits(value, x)};
     }
 };
 
@@ -69,7 +69,7 @@ struct WrapOverflow {
         if (anyOf(outside)) {
             value = choose(outside, Word::template wrapped<V>(x, limits), x);
         }
-        return RangedResult<V, decltype(x < x)>{value, outside};
+        return RangedResult<V, decltype(value < x)>{value, outside};
     }
 };
 

@@ -21,8 +21,15 @@ auto quantizeFloatValue(V x, const FloatDoubleLimits& limits) {
     const V rounded = Rule::template apply<V>(x * (powerReciprocal(power) * like(x, limits.mantissaScale))) *
                       (power * like(x, limits.inverseMantissaScale));
     const V ranged = choose(outside, choose(above, infinity, zero - infinity), rounded);
-    const V value = choose(butNot(x == x, isZero), ranged, x);
+    const auto ordinary = either(x < zero, zero < x);  // neither zero nor NaN
+    const V value = choose(ordinary, ranged, x);
     return FixedResult<V, decltype(x == zero)>{value, outside, butNot(value == zero, isZero)};
+}
+
+/// A mask that holds nowhere: no value is on both sides of zero.
+template <class V>
+auto nowhere(V x) {
+    return both(x < like(x, 0.0), like(x, 0.0) < x);
 }
 
 /// Scaled double: the value stays, and what the fixed-point format would have done is counted.
@@ -37,13 +44,14 @@ auto watchScaledDouble(V x, const FixedDoubleLimits& limits) {
 /// Double and none: the value stays, and what passes the bounds overflows.
 template <class V>
 auto watchDouble(V x, const FixedDoubleLimits& limits) {
+    const V zero = like(x, 0.0);
     const auto outside = either(like(x, limits.realmax) < x, x < like(x, limits.lowerbound));
-    return FixedResult<V, decltype(x == x)>{x, outside, x < x};
+    return FixedResult<V, decltype(x == zero)>{x, outside, nowhere(x)};
 }
 
 /// Boolean: whatever isn't zero is 1, NaN too.
 template <class V>
 auto quantizeBooleanValue(V x, const FixedDoubleLimits&) {
     const V zero = like(x, 0.0);
-    return FixedResult<V, decltype(x == zero)>{choose(x == zero, x, like(x, 1.0)), x < x, x < x};
+    return FixedResult<V, decltype(x == zero)>{choose(x == zero, x, like(x, 1.0)), nowhere(x), nowhere(x)};
 }
