@@ -1,6 +1,4 @@
 // A type as the host sees it: signs as host arrays, enumerations as host types, dialog texts, and property events.
-#include <climits>
-#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -8,11 +6,9 @@
 
 #include "descriptors/NumericType.h"
 #include "descriptors/NumericType_tables.h"
+#include "descriptors/int_bounds.h"
+#include "descriptors/property_events.h"
 #include "host/EnumStringType.h"
-#include "host/OMClass.h"
-#include "host/OMDatabaseClient.h"
-#include "host/OMInterface.h"
-#include "host/OMPropertyEvent.h"
 #include "host/OMTypeRepository.h"
 #include "host/hi.h"
 #include "host/hv.h"
@@ -21,7 +17,10 @@ namespace EmbeddedTypeSystem {
 
 namespace {
 
+using intbounds::truncated;
 using namespace numerictypetables;
+using propertyevents::findProperty;
+using propertyevents::sendPostSet;
 
 bool isNumericOrLogical(const hvArray* value) {
     return hvIsNumeric(value) || hvIsLogical(value);
@@ -65,32 +64,8 @@ void withNumber(const char* text, Action&& action) {
     }
 }
 
-/// Truncates toward zero; NaN gives 0 and values beyond int its bounds.
-int truncated(double value) {
-    if (std::isnan(value)) {
-        return 0;
-    }
-    if (value <= INT_MIN) {
-        return INT_MIN;
-    }
-    return value >= INT_MAX ? INT_MAX : static_cast<int>(value);
-}
-
-const OMPropInfo* findProperty(const OMInterface* interface, const char* name) {
-    return interface->getClass()->getProperty(name);
-}
-
-/// Tells the listeners that the property was set. A class without the property has no listeners for it.
-void sendPostSet(OMInterface* interface, const OMPropInfo* property, const void* newValue) {
-    if (property == nullptr) {
-        return;
-    }
-    const OMPropertyEvent event(property, OMPropertyEvent::Kind::PostSet, interface, newValue);
-    interface->notifyPropEvent(OMDatabaseClient::getInternalClient(), event);
-}
-
 template <class Value>
-void sendPostSet(OMInterface* interface, const char* name, const Value& newValue) {
+void sendValue(OMInterface* interface, const char* name, const Value& newValue) {
     sendPostSet(interface, findProperty(interface, name), static_cast<const void*>(&newValue));
 }
 
@@ -200,16 +175,16 @@ void NumericType::setBiasString(const char* text) {
 }
 
 void NumericType::NotifyWordLengthPropEvent(OMInterface* interface, int value) {
-    sendPostSet(interface, "WordLength", value);
+    sendValue(interface, "WordLength", value);
 }
 void NumericType::NotifyFractionLengthPropEvent(OMInterface* interface, int value) {
-    sendPostSet(interface, "FractionLength", value);
+    sendValue(interface, "FractionLength", value);
 }
 void NumericType::NotifySlopePropEvent(OMInterface* interface, double value) {
-    sendPostSet(interface, "Slope", value);
+    sendValue(interface, "Slope", value);
 }
 void NumericType::NotifyBiasPropEvent(OMInterface* interface, double value) {
-    sendPostSet(interface, "Bias", value);
+    sendValue(interface, "Bias", value);
 }
 void NumericType::NotifySignedPropEvent(OMInterface* interface, bool value) {
     sendSign(interface, "Signed", value);

@@ -4,9 +4,9 @@
 #pragma once
 
 #include <array>
-#include <climits>
 
 #include "descriptors/NumericType.h"
+#include "descriptors/int_bounds.h"
 
 namespace EmbeddedTypeSystem::numerictypetables {
 
@@ -109,9 +109,6 @@ constexpr const char* textOf(const Table& table, Enum value) {
     return row == nullptr ? "" : row->text;
 }
 
-/// The negative, where the lowest int, whose negative does not exist, gives the highest.
-constexpr int negated(int value) {
-    return value == INT_MIN ? INT_MAX : -value;
-}
+using intbounds::negated;
 
 }  // namespace EmbeddedTypeSystem::numerictypetables

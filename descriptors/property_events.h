@@ -1,0 +1,25 @@
+// How descriptors tell the listeners of a host handle that a property has a new value: a post-set event, sent as the
+// system's own client. A class without the property has no listeners for it.
+#pragma once
+
+#include "host/OMClass.h"
+#include "host/OMDatabaseClient.h"
+#include "host/OMInterface.h"
+#include "host/OMPropertyEvent.h"
+
+namespace propertyevents {
+
+inline const OMPropInfo* findProperty(const OMInterface* interface, const char* name) {
+    return interface->getClass()->getProperty(name);
+}
+
+/// Borrows the value, in the shape of the property's data type, for the time of the call.
+inline void sendPostSet(OMInterface* interface, const OMPropInfo* property, const void* newValue) {
+    if (property == nullptr) {
+        return;
+    }
+    const OMPropertyEvent event(property, OMPropertyEvent::Kind::PostSet, interface, newValue);
+    interface->notifyPropEvent(OMDatabaseClient::getInternalClient(), event);
+}
+
+}  // namespace propertyevents
