@@ -18,6 +18,7 @@
 
 #include "descriptors/RealPoint.h"
 #include "descriptors/embedded.h"
+#include "descriptors/int_bounds.h"
 #include "host/export.h"
 
 class EnumStringType;
@@ -249,8 +250,8 @@ class TOLVANE_API fimath {
         double slopeAdjustmentFactor = 1.0;
         double bias = 0.0;
 
-        int fractionLength() const { return negated(fixedExponent); }
-        void setFractionLength(int fractionLength) { fixedExponent = negated(fractionLength); }
+        int fractionLength() const { return intbounds::negated(fixedExponent); }
+        void setFractionLength(int fractionLength) { fixedExponent = intbounds::negated(fractionLength); }
         double slope() const { return std::ldexp(slopeAdjustmentFactor, fixedExponent); }
         bool isSlopeBiasScaled() const { return slopeAdjustmentFactor != 1.0 || bias != 0.0; }
         RealPoint format() const { return {static_cast<double>(wordLength), static_cast<double>(fractionLength())}; }
@@ -260,7 +261,6 @@ class TOLVANE_API fimath {
     struct Factory {};
 
     explicit fimath(Factory /*values*/) {}
-    static int negated(int value);
     static void setSlope(RegisterRules& rules, double slope);
     static void setSlopeAdjustmentFactor(RegisterRules& rules, double factor);
     static void setFormat(RegisterRules& rules, RealPoint format, const char* property);

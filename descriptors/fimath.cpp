@@ -1,0 +1,211 @@
+#include "descriptors/fimath.h"
+
+#include <string>
+
+#include "descriptors/NumericType.h"
+#include "host/ErrorIdException.h"
+#include "host/hsc.h"
+#include "host/hv.h"
+
+namespace {
+
+using EmbeddedTypeSystem::NumericType;
+
+constexpr const char* kInvalidSetting = "TolvaneKit:fimathInvalidSetting";
+
+/// Raises the error of the property for a length that no word has.
+void checkWordLength(int wordLength, const std::string& property) {
+    if (wordLength < 1) {
+        raiseError("fixedpoint:fimath:NonPositive" + property, property + " must be greater than 0.");
+    }
+    if (wordLength > 65535) {
+        raiseError("fixedpoint:fimath:TooBig" + property, property + " cannot be greater than 65535.");
+    }
+}
+
+}  // namespace
+
+// Construction
+
+fimath::fimath() {
+    if (sGlobalFimath == nullptr) {
+        setGlobalFimath(*this);
+    } else {
+        set(*sGlobalFimath);
+    }
+}
+
+fimath::fimath(RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
+    if (sGlobalFimath != nullptr) {
+        set(*sGlobalFimath);
+    }
+    mRoundMode = roundMode;
+    mOverflowMode = overflowMode;
+}
+
+fimath::fimath(RoundModeEnum roundMode, OverflowModeEnum overflowMode, PrecisionModeEnum precisionMode,
+               ArithmeticModeEnum productMode, int productWordLength, int maxProductWordLength,
+               int productFractionLength, ArithmeticModeEnum sumMode, int sumWordLength, int maxSumWordLength,
+               int sumFractionLength, bool castBeforeSum)
+    : mRoundMode(roundMode),
+      mOverflowMode(overflowMode),
+      mPrecisionMode(precisionMode),
+      mProduct{productMode, productWordLength, maxProductWordLength, intbounds::negated(productFractionLength)},
+      mSum{sumMode, sumWordLength, maxSumWordLength, intbounds::negated(sumFractionLength)},
+      mCastBeforeSum(castBeforeSum) {}
+
+fimath::fimath(const hvArray* value) : fimath(convertFromVelmarArray(value)) {}
+
+fimath::~fimath() = default;
+
+void fimath::set(RoundModeEnum roundMode, OverflowModeEnum overflowMode, PrecisionModeEnum precisionMode,
+                 ArithmeticModeEnum productMode, int productWordLength, int maxProductWordLength,
+                 int productFractionLength, ArithmeticModeEnum sumMode, int sumWordLength, int maxSumWordLength,
+                 int sumFractionLength, bool castBeforeSum) {
+    *this = fimath(roundMode, overflowMode, precisionMode, productMode, productWordLength, maxProductWordLength,
+                   productFractionLength, sumMode, sumWordLength, maxSumWordLength, sumFractionLength, castBeforeSum);
+}
+
+// Comparison
+
+bool fimath::RegisterRules::hasSameLengths(const RegisterRules& other) const {
+    return wordLength == other.wordLength && maxWordLength == other.maxWordLength &&
+           fractionLength() == other.fractionLength();
+}
+
+bool fimath::RegisterRules::isInForceAs(const RegisterRules& other) const {
+    switch (mode) {
+        case ArithmeticModeEnum::KeepLSB:
+        case ArithmeticModeEnum::KeepMSB:
+            return hasSameLengths(other);
+        case ArithmeticModeEnum::SpecifyPrecision:
+            // Callers rely on the word length taking no part here.
+            return fractionLength() == other.fractionLength();
+        case ArithmeticModeEnum::FullPrecision:
+            break;
+    }
+    return true;
+}
+
+bool fimath::hasSameModes(const fimath& other) const {
+    return mRoundMode == other.mRoundMode && mOverflowMode == other.mOverflowMode &&
+           mProduct.mode == other.mProduct.mode && mSum.mode == other.mSum.mode &&
+           mCastBeforeSum == other.mCastBeforeSum;
+}
+
+bool fimath::isequal(const fimath& other) const {
+    return hasSameModes(other) && mProduct.isInForceAs(other.mProduct) && mSum.isInForceAs(other.mSum);
+}
+
+bool fimath::ispropequal(const fimath& other) const {
+    return hasSameModes(other) && mProduct.hasSameLengths(other.mProduct) && mSum.hasSameLengths(other.mSum);
+}
+
+// Setters
+
+void fimath::setProductWordLength(int wordLength) {
+    checkWordLength(wordLength, "ProductWordLength");
+    mProduct.wordLength = wordLength;
+}
+
+void fimath::setMaxProductWordLength(int wordLength) {
+    checkWordLength(wordLength, "MaxProductWordLength");
+    mProduct.maxWordLength = wordLength;
+}
+
+void fimath::setSumWordLength(int wordLength) {
+    checkWordLength(wordLength, "SumWordLength");
+    mSum.wordLength = wordLength;
+}
+
+void fimath::setMaxSumWordLength(int wordLength) {
+    checkWordLength(wordLength, "MaxSumWordLength");
+    mSum.maxWordLength = wordLength;
+}
+
+void fimath::setSlopeAdjustmentFactor(RegisterRules& rules, double factor) {
+    if (factor >= 1.0 && factor < 2.0) {
+        rules.slopeAdjustmentFactor = factor;
+    } else {
+        hscWarnMsgIdAndTxt(kInvalidSetting, "%s",
+                           "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or "
+                           "equal to 1 and less than 2");
+    }
+}
+
+void fimath::setProductSlopeAdjustmentFactor(double factor) {
+    setSlopeAdjustmentFactor(mProduct, factor);
+}
+
+void fimath::setSumSlopeAdjustmentFactor(double factor) {
+    setSlopeAdjustmentFactor(mSum, factor);
+}
+
+void fimath::setSlope(RegisterRules& rules, double slope) {
+    int exponent = 0;
+    rules.slopeAdjustmentFactor = NumericType::computeFixedPropsFromSlope(
+        slope, exponent, kInvalidSetting,
+        "Invalid total slope specified; the total slope must be greater than 0 and finite");
+    rules.fixedExponent = exponent;
+}
+
+void fimath::setProductSlope(double slope) {
+    setSlope(mProduct, slope);
+}
+
+void fimath::setSumSlope(double slope) {
+    setSlope(mSum, slope);
+}
+
+void fimath::setFormat(RegisterRules& rules, RealPoint format, const char* property) {
+    const int wordLength = intbounds::truncated(format.first);
+    checkWordLength(wordLength, property);
+    rules.wordLength = wordLength;
+    rules.fixedExponent = intbounds::truncated(-format.second);
+}
+
+void fimath::setProductFormat(RealPoint format) {
+    setFormat(mProduct, format, "ProductWordLength");
+}
+
+void fimath::setSumFormat(RealPoint format) {
+    setFormat(mSum, format, "SumWordLength");
+}
+
+// The rules of C integers
+
+void fimath::setCStyle(int wordLength) {
+    checkWordLength(wordLength, "ProductWordLength");
+    mRoundMode = RoundModeEnum::Floor;
+    mOverflowMode = OverflowModeEnum::Wrap;
+    for (RegisterRules* rules : {&mProduct, &mSum}) {
+        rules->mode = ArithmeticModeEnum::KeepLSB;
+        rules->wordLength = wordLength;
+    }
+    mCastBeforeSum = true;
+}
+
+void fimath::setCStyle(const hvArray* value) {
+    constexpr int kDefaultWordLength = 32;
+    const bool isOfNumbers = hvIsNumeric(value) || hvIsLogical(value);
+    const bool isEmpty = hvIsEmpty(value);
+    // The scalar is read last, since other classes have none.
+    if (!isOfNumbers || (!isEmpty && (!hvIsScalar(value) || std::isnan(hvGetScalar(value))))) {
+        raiseError("fixedpoint:fimath:cstyle:badvalue", "Word length must be scalar integer.");
+    }
+    const int wordLength = isEmpty ? kDefaultWordLength : intbounds::truncated(hvGetScalar(value));
+    if (wordLength != 0) {
+        // 1 is the true of a logical and asks for the preset as such.
+        setCStyle(wordLength == 1 ? kDefaultWordLength : wordLength);
+    }
+}
+
+bool fimath::isCStyle() const {
+    return mRoundMode == RoundModeEnum::Floor && mOverflowMode == OverflowModeEnum::Wrap &&
+           mProduct.mode == ArithmeticModeEnum::KeepLSB && mSum.mode == ArithmeticModeEnum::KeepLSB &&
+           mProduct.wordLength == mSum.wordLength && mCastBeforeSum;
+}
+
+hvArray* fimath::getCStyle() const {
+    return hvCreateDoubleScalar(isCStyle() ? 1.0 : 0.0);
+}

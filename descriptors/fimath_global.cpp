@@ -1,0 +1,97 @@
+// The global object and the dictionary of a session.
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "descriptors/fimath.h"
+#include "host/ErrorIdException.h"
+
+constinit std::unique_ptr<fimath> fimath::sGlobalFimath;
+constinit std::uint32_t fimath::sGlobalFimathReferenceCount = 0;
+fimath::FimathMap fimath::sFimathMap;
+
+fimath& fimath::getGlobalFimath() {
+    if (sGlobalFimath == nullptr) {
+        setGlobalFimath(fimath(Factory{}));
+    }
+    return *sGlobalFimath;
+}
+
+void fimath::setGlobalFimath(const fimath& source) {
+    if (sGlobalFimath != nullptr && sGlobalFimathReferenceCount != 0) {
+        sGlobalFimath->set(source);
+        return;
+    }
+    // Copied before the old object goes, which may be the source.
+    auto replacement = std::make_unique<fimath>(source);
+    resetGlobalFimath();
+    sGlobalFimath = std::move(replacement);
+}
+
+void fimath::resetGlobalFimath() {
+    if (sGlobalFimathReferenceCount == 0) {
+        sGlobalFimath.reset();
+    } else {
+        resetGlobalFimathToFactory();
+    }
+}
+
+void fimath::resetGlobalFimathToFactory() {
+    if (sGlobalFimath != nullptr) {
+        sGlobalFimath->set(fimath(Factory{}));
+    }
+}
+
+void fimath::decGlobalFimathRefCount() {
+    if (sGlobalFimathReferenceCount != 0) {
+        --sGlobalFimathReferenceCount;
+    }
+}
+
+namespace {
+
+[[noreturn]] void raiseInvalidKey() {
+    raiseError("fixedpoint:fimath:InvalidFimathKey", "The fimath dictionary does not contain a fimath with that tag.");
+}
+
+}  // namespace
+
+const fimath::FimathMap* fimath::getFimathMap() {
+    return &sFimathMap;
+}
+
+bool fimath::fimathMapKeyExists(const std::string& tag) {
+    return sFimathMap.contains(tag);
+}
+
+void fimath::addToFimathMap(const std::string& tag, const fimath& source) {
+    if (!sFimathMap.try_emplace(tag, source).second) {
+        raiseError("fixedpoint:fimath:FimathKeyExists",
+                   "The fimath dictionary already contains a fimath with the tag: " + tag);
+    }
+}
+
+void fimath::replaceInFimathMap(const std::string& tag, const fimath& source) {
+    const auto entry = sFimathMap.find(tag);
+    if (entry == sFimathMap.end()) {
+        raiseInvalidKey();
+    }
+    entry->second.set(source);
+}
+
+fimath& fimath::getFromFimathMap(const std::string& tag) {
+    const auto entry = sFimathMap.find(tag);
+    if (entry == sFimathMap.end()) {
+        // Callers compare this text, so it stays unlike those of the other operations.
+        raiseError("VELMAR:class:MustBeHandle", "Parameter must be a handle.");
+    }
+    return entry->second;
+}
+
+void fimath::eraseFromFimathMap(const std::string& tag) {
+    const auto entry = sFimathMap.find(tag);
+    if (entry == sFimathMap.end()) {
+        raiseInvalidKey();
+    }
+    sFimathMap.erase(entry);
+}

@@ -1,0 +1,91 @@
+// The rules as the host sees them: enumerations as host types, objects in host values, property events.
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "descriptors/fimath.h"
+#include "descriptors/property_events.h"
+#include "host/EnumStringType.h"
+#include "host/ErrorIdException.h"
+#include "host/OMInterfaceType.h"
+#include "host/OMTypeRepository.h"
+#include "host/hv.h"
+
+namespace {
+
+/// The data type of the class, which is there once the class is in the package; null before.
+const OMInterfaceType* handleType() {
+    return dynamic_cast<const OMInterfaceType*>(OMTypeRepository::getType(fimath::getVelmarPackageClassName(), true));
+}
+
+}  // namespace
+
+EnumStringType* fimath::getPrecisionModeEnum() {
+    static EnumStringType* const type =
+        EnumStringType::findOrAdd("fimathPrecisionModeEnum", {{0, "Arbitrary"}, {1, "Stepped"}});
+    return type;
+}
+
+EnumStringType* fimath::getArithmeticModeEnum() {
+    static EnumStringType* const type = EnumStringType::findOrAdd(
+        "fimathArithmeticModeEnum", {{0, "FullPrecision"}, {1, "KeepLSB"}, {2, "KeepMSB"}, {3, "SpecifyPrecision"}});
+    return type;
+}
+
+const char* fimath::getVelmarClassName() {
+    return "fimath";
+}
+
+const char* fimath::getVelmarPackageClassName() {
+    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return name.c_str();
+}
+
+fimath* fimath::getObjFromPrhs(void* handle) {
+    return static_cast<fimath*>(static_cast<OMInterface*>(handle)->getObject());
+}
+
+fimath& fimath::convertFromVelmarArray(const hvArray* value) {
+    fimath* object = nullptr;
+    const OMInterfaceType* const type = hvIsA(value, getVelmarPackageClassName()) ? handleType() : nullptr;
+    if (type != nullptr) {
+        void* const handle = omdtConvertFromVelmar(type, value);
+        object = getObjFromPrhs(handle);
+        // The array keeps the handle.
+        type->releaseValue(handle);
+    }
+    if (object == nullptr) {
+        raiseError("fixedpoint:fimath:mustBeFimath", "This parameter must be a fimath.");
+    }
+    return *object;
+}
+
+hvArray* fimath::convertToInternalVelmarArray(std::unique_ptr<fimath> object) {
+    const OMInterfaceType* const type = handleType();
+    if (type == nullptr || type->getClass() == nullptr) {
+        raiseError("fixedpoint:fimath:notRegistered", "The class 'embedded.fimath' is not registered.");
+    }
+    struct Reference {
+        OMInterface* handle;
+        ~Reference() { OMInterface::operator delete(handle); }
+    };
+    const Reference reference{new OMInterface(object.get(), type->getClass(), nullptr)};
+    // From here on the handle's class ends the object.
+    static_cast<void>(object.release());
+    hvArray* const value = omdtConvertToVelmar(type, reference.handle);
+    reference.handle->externalToInternal();
+    return value;
+}
+
+void fimath::fimathNotifyFixedPropEvent(OMInterface* interface, int value, const char* property) {
+    const std::int32_t sent = value;
+    propertyevents::sendPostSet(interface, propertyevents::findProperty(interface, property), &sent);
+}
+
+void fimath::fimathNotifyFixedPropEvent(OMInterface* interface, double value, const char* property) {
+    propertyevents::sendPostSet(interface, propertyevents::findProperty(interface, property), &value);
+}
+
+void fimath::fimathNotifyFixedPropsStringPropEvent(OMInterface* interface, const char* text, const char* property) {
+    propertyevents::sendPostSet(interface, propertyevents::findProperty(interface, property), text);
+}
