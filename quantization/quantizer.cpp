@@ -412,9 +412,9 @@ void quantizer::updatefloatparameters() {
 // - The constants are exactly doubles, so comparing with them and copying them is the same in either form.
 // - Wrap takes place on the grid of 2^-f. There x / W is 0 or at least 2^-w in magnitude, so the quotient does not
 //   underflow, the remainder has at most w bits, and all steps are exact for w up to 52: two's complement then needs
-//   one conditional subtraction of W instead of a second modulo. A quotient can overflow for W below 1 only, and gives
-//   NaN there on doubles in both forms; multi-precision constants compute on, so they need W of 1 or more.
-//   floor(x / W) * W does not overflow, since an x near the end of the doubles is a multiple of W.
+//   one conditional subtraction of W instead of a second modulo. The quotient does not overflow either: x * 2^f, which
+//   is larger, was finite, or x is infinite and gives NaN in both forms. floor(x / W) * W does not overflow, since an x
+//   near the end of the doubles is a multiple of W.
 void quantizer::updatelimits() {
     constexpr int kExponentRange = 900;
     mLimits = {};
@@ -436,7 +436,7 @@ void quantizer::updatelimits() {
     mLimits.scale = std::ldexp(1.0, mFractionlength);
     mLimits.inverseScale = std::ldexp(1.0, -mFractionlength);
     mLimits.inverseWraparound = 1.0 / mLimits.wraparound;
-    mLimits.valid = mWraparound->asDouble() || rangeExponent >= 0;
+    mLimits.valid = true;
 }
 
 // Reading.
