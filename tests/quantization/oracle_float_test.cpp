@@ -352,7 +352,8 @@ __attribute__((target("f16c"))) double throughHalf(float value, HardwareRounding
 }
 
 TEST(FloatOracle, HalfAgreesWithTheHardwareUpToItsGreatestValue) {
-    if (__builtin_cpu_supports("f16c") == 0) {
+    // Every processor with AVX2 has F16C, whose name clang doesn't take here.
+    if (__builtin_cpu_supports("avx2") == 0) {
         GTEST_SKIP() << "this processor converts no half precision";
     }
     struct Row {
