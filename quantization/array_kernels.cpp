@@ -29,9 +29,7 @@ struct Lanes {
     friend HWY_INLINE Lanes operator+(Lanes a, Lanes b) { return {hn::Add(a.v, b.v)}; }
     friend HWY_INLINE Lanes operator-(Lanes a, Lanes b) { return {hn::Sub(a.v, b.v)}; }
     friend HWY_INLINE Lanes operator*(Lanes a, Lanes b) { return {hn::Mul(a.v, b.v)}; }
-    friend HWY_INLINE Lanes operator/(Lanes a, Lanes b) { return {hn::Div(a.v, b.v)}; }
     friend HWY_INLINE Mask operator<(Lanes a, Lanes b) { return hn::Lt(a.v, b.v); }
-    friend HWY_INLINE Mask operator>(Lanes a, Lanes b) { return hn::Gt(a.v, b.v); }
     friend HWY_INLINE Mask operator>=(Lanes a, Lanes b) { return hn::Ge(a.v, b.v); }
     friend HWY_INLINE Mask operator==(Lanes a, Lanes b) { return hn::Eq(a.v, b.v); }
 };
@@ -80,7 +78,7 @@ HWY_INLINE Lanes greaterOf(Lanes limit, Lanes x) {
 #if HWY_ARCH_X86
     return {hn::Max(limit.v, x.v)};
 #else
-    return choose(limit > x, limit, x);
+    return choose(x < limit, limit, x);
 #endif
 }
 
