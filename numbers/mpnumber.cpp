@@ -279,13 +279,14 @@ mpnumber& mpnumber::fix() {
     return *this;
 }
 
-/// Whether the current element can have bits below the one of weight 2^-n.
-bool mpnumber::hasBitsBelow(int n) const {
-    return n + getexponent() < mpfr_get_prec(getelement());
+/// Whether rounding at the bit of weight 2^-n can change the current element. A zero lies below every bit, and its sign
+/// can change: -0 rounds to nearest as 0.
+bool mpnumber::canRoundAt(int n) const {
+    return iszero() || n + getexponent() < mpfr_get_prec(getelement());
 }
 
 mpnumber& mpnumber::nearest() {
-    if (hasBitsBelow(0)) {
+    if (canRoundAt(0)) {
         *this += getOneHalf();
         floor();
     }
@@ -293,7 +294,7 @@ mpnumber& mpnumber::nearest() {
 }
 
 mpnumber& mpnumber::round() {
-    if (hasBitsBelow(0)) {
+    if (canRoundAt(0)) {
         if (isnegative()) {
             *this -= getOneHalf();
             ceil();
@@ -349,10 +350,10 @@ mpnumber& mpnumber::floor(int n) {
     return roundAtBit<&mpnumber::floor>(n);
 }
 mpnumber& mpnumber::nearest(int n) {
-    return hasBitsBelow(n) ? roundAtBit<&mpnumber::nearest>(n) : *this;
+    return canRoundAt(n) ? roundAtBit<&mpnumber::nearest>(n) : *this;
 }
 mpnumber& mpnumber::round(int n) {
-    return hasBitsBelow(n) ? roundAtBit<&mpnumber::round>(n) : *this;
+    return canRoundAt(n) ? roundAtBit<&mpnumber::round>(n) : *this;
 }
 
 mpnumber& mpnumber::operator+=(const mpnumber& other) {

@@ -205,6 +205,8 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     static void bitcmpXorMask(mpz_ptr mask, int wordlength);
     /// Initialises `power`, which the caller clears, to 2^n at MPFR's default precision.
     static void twoToTheN(mpfr_ptr power, int n);
+    /// Returns a constant of value 0.5, stored at 64 bits.
+    static const mpnumber& getOneHalf();
 
     // The virtual operations of those names, returning nothing.
     void numberpow2(int n) { pow2(n); }
@@ -239,15 +241,12 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     };
     static State* makeState(std::uint64_t count, std::uint32_t precision);
 
-    /// A constant of value 0.5.
-    static const mpnumber& getOneHalf();
-
     State& state() const { return static_cast<State&>(*mState); }
     /// The precision of copies of an element, which follows from the stored precision.
     mpfr_prec_t copyPrecision() const { return elementPrecision(get_stored_precision()); }
     void assign(mpfr_srcptr value);
     void setinteger(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength);
-    bool hasBitsBelow(int n) const;
+    bool canRoundAt(int n) const;
     template <mpnumber& (mpnumber::*Operation)()>
     mpnumber& roundAtBit(int n);
 };

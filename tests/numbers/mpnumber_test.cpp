@@ -152,6 +152,20 @@ TEST(Mpnumber, LeavesElementsWithoutFractionBitsAlone) {
     EXPECT_TRUE(small.isnegative());
 }
 
+TEST(Mpnumber, GivesAZeroTheSignOfItsRuleAtEveryBit) {
+    EXPECT_EQ(mpnumber::getOneHalf().todouble(), 0.5);
+    EXPECT_EQ(mpnumber::getOneHalf().getprecision(), 65U);
+    // The bits around the element precision, where other values stop being rounded, and the ends.
+    for (const int n : {INT_MIN, -1, 0, 63, 64, 65, 66, 1000, INT_MAX}) {
+        mpnumber x(-0.0, 64);
+        EXPECT_TRUE(x.round(n).isnegative()) << n;
+        EXPECT_TRUE(x.convergent(n).isnegative()) << n;
+        // The sum of -0 and a half has no minus left.
+        EXPECT_FALSE(x.nearest(n).isnegative()) << n;
+        EXPECT_TRUE(x.iszero()) << n;
+    }
+}
+
 TEST(Mpnumber, TakesTheModulusAsExactArithmetic) {
     Random random(32);
     for (int i = 0; i < 20000; ++i) {
