@@ -67,7 +67,7 @@ TEST(Rounding, AgreesWithTheHardwareInEveryBitWhereItHasTheRule) {
 
 TEST(Rounding, AgreesWithExactArithmeticOnAGridWithAllTies) {
     for (int k = -40 * 16; k <= 40 * 16; ++k) {
-        const Rational exact(k, 16);
+        const Rational exact = scaled(Rational(k), -4);
         for (const Rounding rule : kRoundings) {
             const double x = k / 16.0;
             ASSERT_EQ(byRule(rule, x), rounded(exact, rule).get_d()) << nameOf(rule) << ' ' << x;
@@ -170,7 +170,7 @@ TEST(TolvaneKit, RoundsAtABit) {
     for (const auto& [rule, helper] : helpers) {
         for (int n = -6; n <= 6; ++n) {
             for (int k = -300; k <= 300; ++k) {
-                const Rational exact(k, 64);
+                const Rational exact = scaled(Rational(k), -6);
                 const Rational expected = scaled(Rational(rounded(scaled(exact, n), rule)), -n);
                 ASSERT_EQ(helper(k / 64.0, n), expected.get_d()) << nameOf(rule) << ' ' << k << "/64 at " << n;
             }

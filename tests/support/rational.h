@@ -15,6 +15,7 @@
 #include <string>
 
 using Integer = mpz_class;
+/// In lowest terms, as its operations need; `scaled` makes fractions, for Rational(k, 16) cancels nothing.
 using Rational = mpq_class;
 
 /// The six rounding rules in their stored order.
