@@ -236,6 +236,9 @@ void quantizer::checkScaling(const NumericType& type) const {
 void quantizer::set(const NumericType& type, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow,
                     bool force) {
     checkScaling(type);
+    if (type.isScaledType()) {
+        requireWordlength(type.getWordLength());
+    }
     bool changed = force;
     const auto store = [&changed](auto& field, auto value) {
         changed = changed || field != value;
