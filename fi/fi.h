@@ -518,26 +518,42 @@ class TOLVANE_API fi {
     const quantizer* mAssignmentQuantizerRef = &mAssignmentQuantizer;
 
  private:
-    struct Values;
-    struct HostValues;
+    using Dimensions = std::vector<std::uint64_t>;
 
-    // The common part of the constructors: checks everything, then makes zeros. One takes the modes for the new
-    // quantizer from the rules, the other copies a quantizer.
-    fi(std::vector<std::uint64_t> dims, const NumericType& type, const fimath& rules, bool isComplex,
-       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
-    fi(std::vector<std::uint64_t> dims, const NumericType& type, const fimath* rules, bool isComplex,
-       const quantizer& source, bool isLocal);
-    fi(const Values& values, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
-       const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
-    fi(const HostValues& values, const fimath* rules, embedded::RoundModeEnum round,
-       embedded::OverflowModeEnum overflow, const std::string& tag, bool isLocal,
-       embedded::OperationTypeEnum operation);
+    // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object
+    // keeps a copy of the rules, if there are any.
+    fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const std::string& tag,
+       bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
+    fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
+       bool isLocal);
+    /// The common end of the constructors that copy a part of another array.
+    void finishCopy(const fi& source);
+    void errorIfComplexSlopeBias(bool isComplex) const;
+    // Check, store and quantize real-world values: as many as there are elements, or one for all of them. Arrays set
+    // the default precision of numbers.
+    enum class DefaultPrecision { stays, isSet };
+    void fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision);
+    void fillFromComplex(const double* re, const double* im, std::uint64_t valueCount);
+    void setDefaultPrecision() const;
+    /// Stores the data of a numeric or logical host array and quantizes it by the given modes.
+    void fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow);
+    /// Sets a register's current element to zero and returns it.
+    static fi& cleared(fi& reg);
 
     // The element step of sums: `tmp` carries the element, this object receives it; the short forms make the scratch.
     void sumEquals(const fi& a, const fi& b, fi& tmp);
     void sumEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
     void diffEquals(const fi& a, const fi& b, fi& tmp);
     void diffEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
+    // Both operations written once; `Operation` says what is done with the right operand (fi_sum.cpp).
+    template <class Operation>
+    fi& combineArrays(const fi& b) const;
+    template <class Operation>
+    fi& combineIntoSumRegister(const fi& b) const;
+    template <class Operation>
+    void combineElements(const fi& a, const fi& b, fi& tmp, number& scratch);
+    template <class Operation>
+    static void combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q);
     double computeSAFCorrection(double denominator, double numerator, const fi& reference) const;
 
     /// The imaginary entry at the current index of the real part, of a complex object.
@@ -549,17 +565,23 @@ class TOLVANE_API fi {
     void applyNumericType(const NumericType& type);
     /// Drops local rules from a double or single object.
     void dropFimathOfFloat();
-    void resizeEntries(unsigned precision);
+    /// Brings both parts to the element count. Running out of memory leaves an empty array.
+    void resizeEntries(std::uint64_t count, unsigned precision, bool isComplex);
+    /// The precision of entries of the word length; the default precision for a type without one.
+    unsigned wordPrecision() const;
+    /// The stored value of real-world zero before it is quantized.
     double storedZero() const;
-    void assignEqualType(number& entry, const number* source, const quantizer& q);
+    void logEqualType(number& entry, const quantizer& q) const;
+    void assignEqualType(const fi& source, const quantizer& q);
     void assignSlopeBias(const fi& source, const quantizer& q);
+    void assignNarrower(const fi& source, const quantizer& q);
 
+    mutable quantizer mAssignmentQuantizer;
     number mReal;
     number mImag;
     bool mIsReal = true;
-    std::vector<std::uint64_t> mDims;
+    Dimensions mDims;
     std::unique_ptr<fimath> mFimath;
-    mutable quantizer mAssignmentQuantizer;
     mutable std::unique_ptr<fi> mElementCache;
     mutable std::unique_ptr<fi> mSumRegister;
     mutable std::unique_ptr<fi> mProductRegister;

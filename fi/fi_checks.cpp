@@ -57,6 +57,13 @@ void fi::errorIfScaledDouble(const std::string& idSuffix, const std::string& nam
     }
 }
 
+void fi::errorIfComplexSlopeBias(bool isComplex) const {
+    if (isComplex && embedded::getFeatureFiRealOnlySlopeBias() && isSlopeBiasScaled()) {
+        raiseError("fixedpoint:fi:nocomplexslopebias",
+                   "Complex FI objects must have an integer power of 2 slope, and a bias of 0.");
+    }
+}
+
 void fi::errorIfBadValue(DataTypeEnum dataType) const {
     NumericType::errorIfComplexLogical(dataType, iscomplex());
     const auto check = [dataType](const number& entries) {

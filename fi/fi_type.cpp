@@ -1,0 +1,82 @@
+// The type and the quantizer that it sits in.
+#include "fi/fi.h"
+#include "host/hv.h"
+
+const quantizer& fi::getAssignmentQuantizer() const {
+    if (!mFimathIsLocal) {
+        const fimath& rules = getFimath();
+        if (mAssignmentQuantizer.getRoundMode() != rules.getRoundMode()) {
+            mAssignmentQuantizer.setRoundMode(rules.getRoundMode());
+        }
+        if (mAssignmentQuantizer.getOverflowMode() != rules.getOverflowMode()) {
+            mAssignmentQuantizer.setOverflowMode(rules.getOverflowMode());
+        }
+    }
+    return mAssignmentQuantizer;
+}
+
+const qlogger& fi::getQlogger() const {
+    return getAssignmentQuantizer().getQlogger();
+}
+
+void fi::updateAssignmentQuantizer() {
+    mAssignmentQuantizer.set(getNumericType(), getRoundMode(), getOverflowMode(), false);
+}
+
+void fi::quantizeAll(bool refresh) {
+    if (refresh) {
+        updateAssignmentQuantizer();
+    }
+    mAssignmentQuantizer.quantizeArray(mReal);
+    mAssignmentQuantizer.quantizeArray(mImag);
+}
+
+void fi::applyNumericType(const NumericType& type) {
+    mAssignmentQuantizer.set(type, getRoundMode(), getOverflowMode(), false);
+    mAssignmentQuantizer.getNumericType().set(type);
+}
+
+void fi::dropFimathOfFloat() {
+    if (isFloat()) {
+        mFimathIsLocal = false;
+        mFimath.reset();
+        updateAssignmentQuantizer();
+    }
+}
+
+namespace {
+
+EmbeddedTypeSystem::NumericType withSettledSign(const EmbeddedTypeSystem::NumericType& type) {
+    EmbeddedTypeSystem::NumericType settled(type);
+    if (settled.isUnspecifiedSign()) {
+        settled.setSigned(true);
+    }
+    return settled;
+}
+
+}  // namespace
+
+void fi::setNumericType(const NumericType& type) {
+    const NumericType settled = withSettledSign(type);
+    mAssignmentQuantizer.set(settled, mAssignmentQuantizer.getRoundMode(), mAssignmentQuantizer.getOverflowMode(),
+                             false);
+    mAssignmentQuantizer.getNumericType().set(settled);
+    dropFimathOfFloat();
+}
+
+void fi::setNumericTypeFromOutside(const NumericType& type) {
+    NumericType settled = withSettledSign(type);
+    if (settled.isUnspecifiedScaling()) {
+        const hvArrayOwner values(hvCreateDoubleMatrix(mNumel, 1, isreal() ? hvREAL : hvCOMPLEX));
+        for (std::uint64_t i = 0; i < mNumel; ++i) {
+            hvGetPr(values.get())[i] = realdouble(i);
+            if (iscomplex()) {
+                hvGetPi(values.get())[i] = imagdouble(i);
+            }
+        }
+        settled.setBestPrecision(values.get());
+    }
+    applyNumericType(settled);
+    resizeEntries(mNumel, wordPrecision(), iscomplex());
+    dropFimathOfFloat();
+}
