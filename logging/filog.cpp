@@ -1,8 +1,8 @@
 #include "logging/filog.h"
 
+#include "host/EnumStringType.h"
+#include "host/hsc.h"
 #include "logging/qlogger.h"
-
-using EmbeddedTypeSystem::NumericType;
 
 filog::filog() : mMinLog(qlogger::getStartOfMin()), mMaxLog(qlogger::getStartOfMax()) {}
 
@@ -32,6 +32,19 @@ void filog::update(double min, double max, std::uint64_t overflows, std::uint64_
     }
     mNumberOfOverflows += overflows;
     mNumberOfUnderflows += underflows;
+}
+
+void filog::disp() const {
+    const char* const operation = embedded::getOperationTypeEnum()->getText(static_cast<std::int32_t>(mOperationType));
+    hscPrintf("\n          Key: %s", mKey.c_str());
+    hscPrintf("\n          Tag: %s", mTag.c_str());
+    hscPrintf("\nOperationType: %s", operation == nullptr ? "" : operation);
+    hscPrintf("\n  numerictype: %s", mNumericType.tostring("numerictype").c_str());
+    hscPrintf("\n       minlog: %g", getMinLogAsRealWorldValue());
+    hscPrintf("\n       maxlog: %g", getMaxLogAsRealWorldValue());
+    hscPrintf("\n   noverflows: %llu", static_cast<unsigned long long>(mNumberOfOverflows));
+    hscPrintf("\n  nunderflows: %llu", static_cast<unsigned long long>(mNumberOfUnderflows));
+    hscPrintf("\n");
 }
 
 std::map<std::string, filog>& filog::getLogMap() {

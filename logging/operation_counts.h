@@ -1,0 +1,48 @@
+// How many operations stand behind an array operation: what a user who budgets an implementation wants to know.
+//
+// Pure formulas over sizes. `operations` counts the steps of the arithmetic with the casts before sums, the other count
+// leaves the casts out. Counts are taken modulo 2^64, which no array that fits in memory reaches.
+#pragma once
+
+#include <cstdint>
+
+#include "host/export.h"
+
+struct OperationCounts {
+    std::uint64_t operations = 0;
+    std::uint64_t mathOperations = 0;
+    bool operator==(const OperationCounts&) const = default;
+};
+
+namespace operationcounts {
+
+/// An operand as the formulas see it: `columns` is the product of all dimensions but the first.
+struct Operand {
+    std::uint64_t rows;
+    std::uint64_t columns;
+    bool isComplex;
+
+    std::uint64_t elements() const { return rows * columns; }
+};
+
+/// Counts a sum or difference by its result.
+TOLVANE_API OperationCounts ofSum(std::uint64_t resultElements, bool isComplex, bool castsBeforeSum);
+
+/// Counts an element-wise product; the larger operand gives the number of elements.
+TOLVANE_API OperationCounts ofTimes(Operand a, Operand b, bool castsBeforeSum);
+
+/// Counts a matrix product, or the product with an operand of one element. With such a left operand only the columns of
+/// the right one count, so that a column vector counts as one element; users compare these numbers from run to run.
+TOLVANE_API OperationCounts ofMatrixProduct(Operand a, Operand b, bool castsBeforeSum);
+
+/// Counts a convolution of that many products of elements; see the three below for its forms.
+TOLVANE_API OperationCounts ofConvolution(std::uint64_t products, bool isComplexA, bool isComplexB,
+                                          bool castsBeforeSum);
+
+/// Return how many products of elements a convolution of n with m elements takes: all n + m - 1 results, the n results
+/// in the middle, or those n - m + 1 that use all m elements (0 for more than n elements).
+TOLVANE_API std::uint64_t productsOfFull(std::uint64_t n, std::uint64_t m);
+TOLVANE_API std::uint64_t productsOfCentral(std::uint64_t n, std::uint64_t m);
+TOLVANE_API std::uint64_t productsOfValid(std::uint64_t n, std::uint64_t m);
+
+}  // namespace operationcounts

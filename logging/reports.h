@@ -1,0 +1,79 @@
+// How the counts of logs reach the user: host warnings "fi:overflow" and "fi:underflow", overflow always before
+// underflow, for what has changed since the last report of that log.
+//
+// Every report tests the process-wide switch `qlogger::getLogging` alone: a log that always logs goes on counting while
+// the switch is off, and is reported when it is on. A change is marked as reported, and added wherever it belongs,
+// before its warning is sent: a warning that the host turns into an error loses no count and is not repeated. A count
+// of 0 says nothing.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "host/export.h"
+#include "logging/operation_counts.h"
+
+class qlogger;
+
+namespace reports {
+
+/// How far the counts of a log have grown.
+struct Changes {
+    std::uint64_t overflows = 0;
+    std::uint64_t underflows = 0;
+    bool operator==(const Changes&) const = default;
+};
+
+/// Returns what the log has gained since its last report, and remembers it as reported.
+TOLVANE_API Changes takeChanges(const qlogger& log);
+
+/// What a report calls an operation.
+struct OperationName {
+    std::string_view overflow;
+    std::string_view underflow;
+
+    constexpr OperationName(const char* name) : overflow(name), underflow(name) {}
+    constexpr OperationName(const char* ofOverflow, const char* ofUnderflow)
+        : overflow(ofOverflow), underflow(ofUnderflow) {}
+};
+
+/// Callers compare this text, so the misspelling stays.
+inline constexpr OperationName kConjugateTranspose{"conjugate transpose", "consjugate transpose"};
+
+/// Reports a log. Underflows are taken after overflows were told: where that warning is made an error, they stay for
+/// the next report.
+TOLVANE_API void report(const qlogger& log, const OperationName& operation);
+
+/// Reports a log, adds the changes to the session's log and stores the operation counts in the log. The session's log
+/// adds through its gate.
+TOLVANE_API void reportWithTotal(const qlogger& log, const qlogger& session, OperationCounts counts,
+                                 const OperationName& operation);
+/// As above, except that the operation counts go to the log of the result, which also takes the changes for its counts
+/// and as reported.
+TOLVANE_API void reportWithTotal(const qlogger& log, const qlogger& session, const qlogger& result,
+                                 OperationCounts counts, const OperationName& operation);
+
+/// The two places in which an operation that multiplies and adds can overflow: their logs, or the session's.
+struct ProductAndSum {
+    const qlogger& product;
+    const qlogger& sum;
+};
+
+/// Reports the logs of the registers apart, products first. The log of the result takes the sums of the changes for its
+/// counts, but not as reported, and the operation counts; the session's logs add their part each.
+TOLVANE_API void reportProductAndSum(ProductAndSum registers, ProductAndSum session, const qlogger& result,
+                                     OperationCounts counts, const OperationName& operation);
+
+/// Reports the products of two registers together.
+TOLVANE_API void reportProducts(const qlogger& a, const qlogger& b, const OperationName& operation);
+
+/// Reports an operand and the session's assignments together, as a concatenation.
+TOLVANE_API void reportConcatenation(const qlogger& operand, const qlogger& sessionAssignments);
+
+/// Reports a quotient that has no array of its own, from counts that the caller took; tests no switch.
+TOLVANE_API void reportDivide(Changes changes);
+
+/// Reports an assignment; tests no switch.
+TOLVANE_API void reportAssignment(const qlogger& log);
+
+}  // namespace reports
