@@ -1,15 +1,14 @@
 // A type as the host sees it: signs as host arrays, enumerations as host types, dialog texts, and property events.
 #include <cstdint>
-#include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "descriptors/NumericType.h"
 #include "descriptors/NumericType_tables.h"
 #include "descriptors/int_bounds.h"
 #include "descriptors/property_events.h"
 #include "host/EnumStringType.h"
-#include "host/OMTypeRepository.h"
 #include "host/hi.h"
 #include "host/hv.h"
 
@@ -26,19 +25,14 @@ bool isNumericOrLogical(const hvArray* value) {
     return hvIsNumeric(value) || hvIsLogical(value);
 }
 
-/// Finds the host type of that name, or makes it with the rows in their order.
 template <class Table>
 EnumStringType* enumType(const char* name, const Table& table) {
-    if (auto* known = dynamic_cast<EnumStringType*>(OMTypeRepository::getType(name, true))) {
-        return known;
-    }
-    auto made = std::make_unique<EnumStringType>(name);
+    std::vector<EnumStringType::Entry> entries;
+    entries.reserve(table.size());
     for (const auto& row : table) {
-        made->addValue(static_cast<std::int32_t>(row.value), row.text);
+        entries.push_back({static_cast<std::int32_t>(row.value), row.text});
     }
-    EnumStringType* const type = made.get();
-    OMTypeRepository::addType(std::move(made));
-    return type;
+    return EnumStringType::findOrAdd(name, std::move(entries));
 }
 
 /// Keeps the host quiet about a failing evaluation.

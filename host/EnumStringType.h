@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -20,7 +19,7 @@ class TOLVANE_HOST_API EnumStringType : public OMDataType {
 
     /// Finds the enumeration of that name in the OMTypeRepository; when it isn't there, makes it with these entries in
     /// this order and registers it. A registered type that is no enumeration raises "VELMAR:datatype:nameInUse".
-    static EnumStringType* findOrAdd(const char* name, std::initializer_list<Entry> entries);
+    static EnumStringType* findOrAdd(const char* name, std::vector<Entry> entries);
 
     /// Adds an entry at the end. A value or text that is there already raises "VELMAR:datatype:duplicateEnumValue".
     void addValue(std::int32_t value, std::string text);

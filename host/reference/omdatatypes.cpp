@@ -48,12 +48,12 @@ char* newText(const std::string& text) {
 
 EnumStringType::EnumStringType(std::string name) : OMDataType(std::move(name)) {}
 
-EnumStringType* EnumStringType::findOrAdd(const char* name, std::initializer_list<Entry> entries) {
+EnumStringType* EnumStringType::findOrAdd(const char* name, std::vector<Entry> entries) {
     OMDataType* type = OMTypeRepository::getType(name, true);
     if (type == nullptr) {
         auto made = std::make_unique<EnumStringType>(name);
-        for (const Entry& entry : entries) {
-            made->addValue(entry.value, entry.text);
+        for (Entry& entry : entries) {
+            made->addValue(entry.value, std::move(entry.text));
         }
         type = OMTypeRepository::addType(std::move(made));
     }
