@@ -26,6 +26,9 @@
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
 
+class FiOMClass;
+class OMInterface;
+
 class TOLVANE_API fi {
  public:
     using NumericType = EmbeddedTypeSystem::NumericType;
@@ -421,6 +424,22 @@ class TOLVANE_API fi {
     /// Returns "embedded.fi".
     static const char* getVelmarPackageClassName();
 
+    // Host forms.
+
+    /// Returns the object that a host handle, given as OMInterface, owns.
+    static fi* getObjFromPrhs(void* handle);
+    /// Returns the object inside a host value of class "embedded.fi", which must outlive its use; raises
+    /// "fixedpoint:fi:mustBeFi" for any other value.
+    static fi& getFiFromHvArray(const hvArray* value);
+    /// Returns a new host value that holds a handle of the class, to which it takes a reference.
+    static hvArray* convertToVelmarArray(OMInterface* handle);
+    /// Returns the real-world values as a new host double array, which the caller owns.
+    hvArray* getDoubleHvArray() const;
+    /// Store the real-world values of a numeric or logical host array: size and complexity become those of the array,
+    /// type, rules and log stay. Raise as the constructor from a host array and leave the object as it was.
+    void setDoubleHvArray(const hvArray* values);
+    void setDataHvArray(const hvArray* values) { setDoubleHvArray(values); }
+
     // Logs. The loggers of registers need the register to exist.
 
     static bool getLogging() { return qlogger::getLogging(); }
@@ -518,6 +537,9 @@ class TOLVANE_API fi {
     const quantizer* mAssignmentQuantizerRef = &mAssignmentQuantizer;
 
  private:
+    // The binding sets the type from outside as the host does.
+    friend class FiOMClass;
+
     using Dimensions = std::vector<std::uint64_t>;
 
     // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object

@@ -1,0 +1,19 @@
+// The method "set" of every class of the package: it lists the values that properties can take, and changes none.
+#pragma once
+
+#include <string>
+
+#include "host/OMMethodInfo.h"
+
+class EmbeddedFiSetMethodInfo : public OMMethodInfo {
+ public:
+    /// Takes the label by which errors name the class, such as "FI".
+    explicit EmbeddedFiSetMethodInfo(const char* label);
+    /// Accepts an object alone or with the name of a property. Raises "fixedpoint:set:InvalidUse" for anything else,
+    /// and "fixedpoint:set:builtinerror" with the host's text.
+    void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override;
+
+ private:
+    std::string mLabel;
+};

@@ -1,0 +1,101 @@
+// The family of methods of two operands, of which one at least is a `fi`: what the other one may be, what is refused
+// before anything is computed, and in what form the result leaves.
+//
+// Three signatures, in this order: (fi, fi), (fi, array), (array, fi). The host passes null for an empty array where a
+// `fi` stands in the signature; an empty partner of the other operand's type takes its place then. An array becomes a
+// `fi`, for the time of the call, by the rule of the family. All records of the family are called for a `fi` at either
+// place.
+#pragma once
+
+#include <memory>
+
+#include "descriptors/NumericType.h"
+#include "fi/fi.h"
+#include "host/OMMethodInfo.h"
+
+/// How an array operand becomes a `fi`.
+struct PartnerRule {
+    /// Take the best precision for the array's values instead of the type of the `fi` as it is.
+    bool hasBestPrecision;
+    bool keepsTag;
+    /// Have local rules always instead of as the `fi` has them.
+    bool isAlwaysLocal;
+};
+
+class FiBinaryOperation : public OMMethodInfo {
+ public:
+    explicit FiBinaryOperation(const char* name);
+
+ protected:
+    /// The operands of one call; partners end with it.
+    struct Operands {
+        const fi* a = nullptr;
+        const fi* b = nullptr;
+        std::unique_ptr<fi> partner;
+    };
+
+    /// Returns the operands; neither is there for a signature of another record.
+    Operands operands(const OMMethodSignature* signature, void** arguments, const PartnerRule& rule) const;
+    /// Returns the operand whose data type decides whether the call is allowed. Only this one is looked at.
+    const fi& decidingOperand(const OMMethodSignature* signature, void** arguments) const;
+    /// Raises "fixedpoint:fi:<method>:<data type>:notallowed".
+    [[noreturn]] void raiseNotAllowed(const fi& operand) const;
+
+    void addSignatures(OMDataType* result);
+
+ private:
+    OMMethodSignature* mFiFi = nullptr;
+    OMMethodSignature* mFiArray = nullptr;
+    OMMethodSignature* mArrayFi = nullptr;
+};
+
+/// Gives a new `fi`. An array takes the best precision for its values, and tag and locality of the `fi`.
+class FiBinaryOperationFiOutput : public FiBinaryOperation {
+ public:
+    explicit FiBinaryOperationFiOutput(const char* name);
+    /// Raises "fixedpoint:fi:binaryop:signaturenotfound" for a signature of another record.
+    void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override;
+    virtual std::unique_ptr<fi> computeResult(const fi& a, const fi& b) = 0;
+    /// Counts the operations of a result and reports what overflowed; nothing at first.
+    virtual void logResult(const fi& a, const fi& b, const fi& result);
+
+ protected:
+    void computeAndGive(const Operands& operands, int* resultCount, void** results);
+};
+
+/// As FiBinaryOperationFiOutput, where the deciding operand must be fixed-point.
+class FiBinaryOperationFiOutputFixedInputOnly : public FiBinaryOperationFiOutput {
+ public:
+    using FiBinaryOperationFiOutput::FiBinaryOperationFiOutput;
+    void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override;
+};
+
+/// As FiBinaryOperationFiOutput, where the deciding operand must not be boolean.
+class FiBinaryOperationFiOutputNoBooleanInput : public FiBinaryOperationFiOutput {
+ public:
+    using FiBinaryOperationFiOutput::FiBinaryOperationFiOutput;
+    void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override;
+};
+
+/// As FiBinaryOperationFiOutput, except that an array takes the very type of the `fi` and no tag. Overflows and
+/// underflows of that conversion count in the result's log.
+class FiBinaryOperationFiOutputStrictNumericType : public FiBinaryOperationFiOutput {
+ public:
+    using FiBinaryOperationFiOutput::FiBinaryOperationFiOutput;
+    void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override;
+};
+
+/// Gives a host array. An array operand takes the best precision, no tag and local rules; a signature of another record
+/// gives no result.
+class FiBinaryOperationHvArrayOutput : public FiBinaryOperation {
+ public:
+    explicit FiBinaryOperationHvArrayOutput(const char* name);
+    void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override;
+    /// Returns a new array that the caller owns.
+    virtual hvArray* computeResult(const fi& a, const fi& b) = 0;
+};

@@ -1,0 +1,35 @@
+// Objects and the host's handles around them. A handle owns its object; it never points at a part of another object.
+#pragma once
+
+#include <memory>
+
+#include "host/ErrorIdException.h"
+#include "host/OMInterface.h"
+#include "host/OMInterfaceType.h"
+#include "host/OMTypeRepository.h"
+#include "host/hv.h"
+
+/// Gives up one reference at the end of a scope.
+struct HandleReleaser {
+    void operator()(OMInterface* handle) const { OMInterface::operator delete(handle); }
+};
+using HandleOwner = std::unique_ptr<OMInterface, HandleReleaser>;
+
+/// Returns the object that a handle, given as OMInterface, owns.
+template <class Object>
+Object* objectOf(void* handle) {
+    return static_cast<Object*>(static_cast<OMInterface*>(handle)->getObject());
+}
+
+/// Puts an object into a new handle of a class; the caller owns the one reference to it.
+template <class Object>
+OMInterface* newHandle(std::unique_ptr<Object> object, OMClass* objectClass) {
+    auto* const handle = new OMInterface(object.get(), objectClass, nullptr);
+    static_cast<void>(object.release());
+    return handle;
+}
+
+/// Returns a new reference to the handle inside a host value of the class; raises the given error for any other value.
+HandleOwner handleInside(const hvArray* value, const char* className, const char* errorId, const char* errorText);
+/// As above for a type descriptor, with "fixedpoint:numerictype:mustBeNumericType".
+HandleOwner numericTypeHandleInside(const hvArray* value);

@@ -1,0 +1,84 @@
+// The data types of properties and arguments, and the shape in which a value of each travels: see host/OMDataType.h.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include "host/OMDataType.h"
+#include "host/OMInterface.h"
+#include "host/bs.h"
+#include "host/hv.h"
+
+/// A data type as a column of a table: it is looked up when the record is made.
+struct DataTypeColumn {
+    OMDataType* (*find)();
+    /// Whether a property of the type says that it holds no handles.
+    bool deniesHandles;
+};
+
+/// Looks up a type by name; raises an internal error "fixedpoint:binding:unknownType" when it isn't there.
+OMDataType* findDataType(const char* name);
+
+namespace datatypes {
+
+inline constexpr DataTypeColumn int32{[] { return findDataType("int32"); }, false};
+inline constexpr DataTypeColumn real{[] { return findDataType("double"); }, false};
+inline constexpr DataTypeColumn boolean{[] { return findDataType("bool"); }, false};
+inline constexpr DataTypeColumn text{[] { return findDataType("string"); }, true};
+inline constexpr DataTypeColumn array{[] { return findDataType("VELMAR array"); }, true};
+inline constexpr DataTypeColumn handle{[] { return findDataType("handle"); }, true};
+/// The handles of a class, which knows its full name.
+template <class Object>
+inline constexpr DataTypeColumn object{[] { return findDataType(Object::getVelmarPackageClassName()); }, true};
+/// An enumeration, by the function that returns its type.
+template <auto getEnum>
+inline constexpr DataTypeColumn enumeration{[]() -> OMDataType* { return getEnum(); }, false};
+
+}  // namespace datatypes
+
+/// How a value of a C++ type is put into its shape (`box`, a new value that the caller owns) and read from it.
+template <class T>
+struct Shape;
+
+template <class T>
+requires(std::is_enum_v<T> || std::is_same_v<T, int>) struct Shape<T> {
+    static void* box(T value) { return new std::int32_t(static_cast<std::int32_t>(value)); }
+    static T unbox(const void* value) { return static_cast<T>(*static_cast<const std::int32_t*>(value)); }
+};
+template <>
+struct Shape<double> {
+    static void* box(double value) { return new double(value); }
+    static double unbox(const void* value) { return *static_cast<const double*>(value); }
+};
+template <>
+struct Shape<bool> {
+    static void* box(bool value) { return new std::uint8_t(value ? 1 : 0); }
+    static bool unbox(const void* value) { return *static_cast<const std::uint8_t*>(value) != 0; }
+};
+/// A null value never reaches a record, so an empty text arrives as one of no characters.
+template <>
+struct Shape<std::string> {
+    static void* box(const std::string& value) {
+        if (value.empty()) {
+            return nullptr;
+        }
+        // Hosts count on room for two closing characters.
+        auto* const copy = static_cast<char*>(bsMallocWithCheck(value.size() + 2));
+        std::memcpy(copy, value.data(), value.size());
+        std::memset(copy + value.size(), 0, 2);
+        return copy;
+    }
+    static const char* unbox(const void* value) { return static_cast<const char*>(value); }
+};
+template <>
+struct Shape<hvArray*> {
+    static void* box(hvArray* value) { return value; }
+    static const hvArray* unbox(const void* value) { return static_cast<const hvArray*>(value); }
+};
+template <>
+struct Shape<OMInterface*> {
+    static void* box(OMInterface* value) { return value; }
+};
