@@ -1,4 +1,5 @@
-// An enumeration as a data type: ordered pairs of an int32 value and its text. In arrays it appears as the text.
+// An enumeration as a data type: ordered pairs of an int32 value and its text. In arrays it appears as the text; an
+// array with one of the values is taken as well.
 #pragma once
 
 #include <cstddef>

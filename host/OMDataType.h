@@ -35,7 +35,6 @@ class TOLVANE_HOST_API OMDataType : private OMVelmarConversion {
     /// Ends a value made by this type's conversion or by a property of this type; null is harmless.
     virtual void releaseValue(void* value) const = 0;
 
- protected:
     /// Raises "VELMAR:datatype:badValue".
     [[noreturn]] void raiseBadValue() const;
 

@@ -16,6 +16,7 @@
 
 #include <filesystem>
 #include <initializer_list>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -150,7 +151,6 @@ class TOLVANE_HOST_API Session {
 
  private:
     class Output;
-    class Scope;
     template <class Action>
     decltype(auto) run(Action&& action);
 

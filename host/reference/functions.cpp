@@ -5,7 +5,6 @@
 #include <complex>
 
 #include "host/ErrorIdException.h"
-#include "host/ho.h"
 #include "host/reference/builtins.h"
 #include "host/reference/eval.h"
 #include "host/reference/format.h"
@@ -52,12 +51,6 @@ Results lastErrorFunction(int, Arguments arguments) {
             {arguments.size() > 1 ? hvArray2String(arguments[1]) : std::string(), hvArray2String(arguments[0])});
     }
     return results;
-}
-
-Results dispFunction(int, Arguments arguments) {
-    requireCount(arguments, 1, 1);
-    hoPrintMatrixCompact(arguments[0]);
-    return {};
 }
 
 /// Raises what its arguments say: "error(message)" or "error(id, message)", without formatting.
@@ -217,12 +210,11 @@ constexpr auto kRound = [](auto x) { return std::round(x); };
 
 }  // namespace
 
-std::map<std::string, Function> builtinFunctions() {
-    return {
+std::map<std::string, Function, std::less<>> builtinFunctions() {
+    std::map<std::string, Function, std::less<>> all = {
         {"abs", absFunction},
         {"ceil", roundingFunction<kCeil>},
         {"class", classFunction},
-        {"disp", dispFunction},
         {"double", doubleFunction},
         {"error", errorFunction},
         {"eval", evalFunction},
@@ -239,6 +231,8 @@ std::map<std::string, Function> builtinFunctions() {
         {"sqrt", sqrtFunction},
         {"warning", warningFunction},
     };
+    all.merge(objectFunctions());
+    return all;
 }
 
 }  // namespace hostref

@@ -21,8 +21,8 @@ using Function = std::function<std::vector<hvArrayOwner>(int resultCount, std::s
 TOLVANE_HOST_API Function registerFunction(const std::string& name, Function function);
 
 /// Calls a method when an argument is an object whose class has it, as Session::call selects it, else the function of
-/// the table; an unknown name raises "VELMAR:UndefinedFunction", a function that returns fewer results than asked
-/// for "VELMAR:unassignedOutputs".
+/// the table. An unknown name raises "VELMAR:UndefinedFunction" ("VELMAR:class:unknownMethod" when the first argument
+/// is an object), a function that returns fewer results than asked for "VELMAR:unassignedOutputs".
 TOLVANE_HOST_API std::vector<hvArrayOwner> callFunction(const std::string& name, int resultCount,
                                                         std::span<const hvArray* const> arguments);
 

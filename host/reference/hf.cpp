@@ -14,7 +14,7 @@ struct Registration {
 };
 
 std::vector<Registration>& registrations() {
-    static std::vector<Registration> all;
+    static std::vector<Registration>& all = *new std::vector<Registration>;
     return all;
 }
 

@@ -8,6 +8,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hi.h"
 #include "host/hsc.h"
+#include "host/reference/HostError.h"
+#include "host/reference/boundary.h"
 #include "host/reference/builtins.h"
 #include "host/reference/format.h"
 #include "host/reference/functions.h"
@@ -17,14 +19,15 @@ namespace hostref {
 namespace {
 
 struct Interpreter {
-    std::map<std::string, Function> functions = builtinFunctions();
+    std::map<std::string, Function, std::less<>> functions = builtinFunctions();
     LastError lastError;
     bool isTrapping = false;
     int errorMode = 0;
 };
 
+// Never destroyed: modules may call into it while they are stopped at the end of the process.
 Interpreter& interpreter() {
-    static Interpreter instance;
+    static Interpreter& instance = *new Interpreter;
     return instance;
 }
 
@@ -49,15 +52,11 @@ int noteFailure(LastError error) {
 template <class Action>
 int runTrapped(Action&& action) {
     try {
+        const CallBoundary boundary;
         std::forward<Action>(action)();
         return 0;
-    } catch (ErrorIdException* raised) {
-        const std::unique_ptr<ErrorIdException> error(raised);
-        return noteFailure({error->getId(), error->getMessage()});
-    } catch (const std::bad_alloc&) {
-        return noteFailure({"VELMAR:nomem", "Out of memory."});
-    } catch (const std::exception& error) {
-        return noteFailure({"VELMAR:internal", error.what()});
+    } catch (...) {
+        return noteFailure(caughtError());
     }
 }
 
@@ -72,20 +71,42 @@ Function registerFunction(const std::string& name, Function function) {
     return old;
 }
 
-std::vector<hvArrayOwner> callFunction(const std::string& name, int resultCount,
-                                       std::span<const hvArray* const> arguments) {
+bool hasTableFunction(std::string_view name) {
+    return interpreter().functions.contains(name);
+}
+
+std::vector<hvArrayOwner> runTableFunction(std::string_view name, int resultCount,
+                                           std::span<const hvArray* const> arguments) {
     const auto found = interpreter().functions.find(name);
     if (found == interpreter().functions.end()) {
-        raiseError("VELMAR:UndefinedFunction", "Undefined function '" + name + "'.");
+        raiseError("VELMAR:UndefinedFunction", "Undefined function '" + std::string(name) + "'.");
     }
     // A copy, because a function may replace itself in the table.
     const Function function = found->second;
-    std::vector<hvArrayOwner> results = function(resultCount, arguments);
-    if (static_cast<std::size_t>(std::max(resultCount, 0)) > results.size()) {
-        raiseError("VELMAR:unassignedOutputs", "Function '" + name + "' returns " + std::to_string(results.size()) +
-                                                   " values, and " + std::to_string(resultCount) + " are asked for.");
+    return function(resultCount, arguments);
+}
+
+CallBoundary::CallBoundary()
+    : mIsTrapping(std::exchange(interpreter().isTrapping, false)), mErrorMode(interpreter().errorMode) {}
+
+CallBoundary::~CallBoundary() {
+    interpreter().isTrapping = mIsTrapping;
+    interpreter().errorMode = mErrorMode;
+}
+
+LastError caughtError() {
+    try {
+        throw;
+    } catch (ErrorIdException* raised) {
+        const std::unique_ptr<ErrorIdException> error(raised);
+        return {error->getId(), error->getMessage()};
+    } catch (const HostError& error) {
+        return {error.id(), error.message()};
+    } catch (const std::bad_alloc&) {
+        return {"VELMAR:nomem", "Out of memory."};
+    } catch (const std::exception& error) {
+        return {"VELMAR:internal", error.what()};
     }
-    return results;
 }
 
 const LastError& lastError() {

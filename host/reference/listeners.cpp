@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/reference/format.h"
+#include "host/reference/sink.h"
 
 namespace hostref {
 
@@ -16,10 +17,12 @@ struct Listeners {
     WarningListener warning;
     PrintListener print;
     std::map<std::string, bool> switches{{kAllWarnings, true}};
+    OutputSink* sink = nullptr;
 };
 
+// Never destroyed: modules may warn while they are stopped at the end of the process.
 Listeners& listeners() {
-    static Listeners instance;
+    static Listeners& instance = *new Listeners;
     return instance;
 }
 
@@ -45,6 +48,10 @@ bool setWarningEnabled(const std::string& id, bool enabled) {
     return old;
 }
 
+OutputSink* exchangeSink(OutputSink* sink) noexcept {
+    return std::exchange(listeners().sink, sink);
+}
+
 std::string formatText(const char* format, va_list arguments) {
     va_list measured;
     va_copy(measured, arguments);
@@ -60,10 +67,14 @@ std::string formatText(const char* format, va_list arguments) {
 }
 
 void print(const std::string& text) {
+    OutputSink* const sink = listeners().sink;
+    if (sink != nullptr) {
+        sink->print(text);
+    }
     // A copy, because a listener may set another one.
     if (const PrintListener listener = listeners().print) {
         listener(text);
-    } else {
+    } else if (sink == nullptr || sink->isEchoing()) {
         std::fwrite(text.data(), 1, text.size(), stdout);
     }
 }
@@ -72,8 +83,14 @@ void warn(const std::string& id, const std::string& text) {
     if (!isWarningEnabled(id)) {
         return;
     }
+    OutputSink* const sink = listeners().sink;
+    if (sink != nullptr) {
+        sink->warn(id, text);
+    }
     if (const WarningListener listener = listeners().warning) {
         listener(id, text);
+    } else if (sink != nullptr && !sink->isEchoing()) {
+        return;
     } else if (id.empty()) {
         std::fprintf(stderr, "Warning: %s\n", text.c_str());
     } else {

@@ -9,6 +9,7 @@
 #include "host/OMDataType.h"
 #include "host/OMListenerManager.h"
 #include "host/OMTypeRepository.h"
+#include "host/reference/generation.h"
 
 namespace {
 
@@ -57,6 +58,7 @@ std::vector<Pointer> mergeRecords(std::vector<Pointer> inherited, const std::vec
 OMClass::OMClass() = default;
 
 OMClass::~OMClass() {
+    ++hostref::recordGeneration;
     if (mApplication != nullptr) {
         mApplication->forget(this);
         --mKeepers;
@@ -207,6 +209,7 @@ int OMClass::getDispatcherClassID() const {
 }
 
 void OMClass::setName(const char* name, bool isVisible) {
+    ++hostref::recordGeneration;
     if (mApplication == nullptr) {
         mName = name;
         mFullName = mName;
@@ -220,6 +223,7 @@ void OMClass::setSuperClass(OMClass* superClass) {
     if (superClass != nullptr && superClass->isDescendantOf(this)) {
         raiseError("VELMAR:class:cyclicSuperclass", "Class '" + mName + "' can't be its own ancestor.");
     }
+    ++hostref::recordGeneration;
     if (superClass != nullptr) {
         superClass->keep();
     }
@@ -237,11 +241,13 @@ bool OMClass::isDescendantOf(const OMClass* other) const {
 }
 
 OMPropInfo* OMClass::addProperty(std::unique_ptr<OMPropInfo> property) {
+    ++hostref::recordGeneration;
     property->setClass(this);
     return addOrReplace(mProperties, std::move(property));
 }
 
 OMMethodInfo* OMClass::addMethod(std::unique_ptr<OMMethodInfo> method) {
+    ++hostref::recordGeneration;
     method->mClass = this;
     return addOrReplace(mMethods, std::move(method));
 }

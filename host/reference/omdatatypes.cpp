@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -102,10 +103,22 @@ hvArray* EnumStringType::convertToVelmar(const void* value) const {
 
 void* EnumStringType::convertFromVelmar(const hvArray* array) const {
     std::int32_t value = 0;
-    if (!hvIsChar(array) || !getValue(hvArray2String(array).c_str(), value)) {
+    if (hvIsChar(array)) {
+        if (!getValue(hvArray2String(array).c_str(), value)) {
+            raiseBadValue();
+        }
+        return new std::int32_t(value);
+    }
+    if (!isNumberOrLogicalScalar(array)) {
         raiseBadValue();
     }
-    return new std::int32_t(value);
+    const double number = hvGetScalar(array);
+    const auto found =
+        std::find_if(mEntries.begin(), mEntries.end(), [number](const Entry& entry) { return entry.value == number; });
+    if (found == mEntries.end()) {
+        raiseBadValue();
+    }
+    return new std::int32_t(found->value);
 }
 
 void EnumStringType::releaseValue(void* value) const {

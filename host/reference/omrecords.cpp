@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/om.h"
+#include "host/reference/generation.h"
 
 // Events and listeners
 
@@ -299,11 +300,13 @@ OMInterface* OMMethodInfo::getInterface() {
 }
 
 void OMMethodInfo::setName(const char* name, bool isVisible) {
+    ++hostref::recordGeneration;
     mName = name;
     mIsVisible = isVisible;
 }
 
 OMMethodSignature* OMMethodInfo::addMethodSignature(std::unique_ptr<OMMethodSignature> signature) {
+    ++hostref::recordGeneration;
     mSignatures.push_back(std::move(signature));
     return mSignatures.back().get();
 }

@@ -10,11 +10,13 @@
 
 #include "host/BooleanDataType.h"
 #include "host/ErrorIdException.h"
+#include "host/OMClass.h"
 #include "host/OMInterfaceType.h"
 #include "host/OMInterfaceVectorType.h"
 #include "host/StringType.h"
 #include "host/StringVectorType.h"
 #include "host/hv.h"
+#include "host/reference/classnames.h"
 
 namespace {
 
@@ -141,4 +143,19 @@ void OMTypeRepository::removeClass(const std::string& fullName) {
     if (auto* const handles = dynamic_cast<OMInterfaceType*>(find(fullName))) {
         handles->mClass = nullptr;
     }
+}
+
+OMClass* hostref::findClassByShortName(std::string_view name) {
+    OMClass* found = nullptr;
+    for (const auto& [fullName, type] : types()) {
+        const auto* const handles = dynamic_cast<const OMInterfaceType*>(type.get());
+        OMClass* const candidate = handles == nullptr ? nullptr : handles->getClass();
+        if (candidate != nullptr && candidate->getName() == name) {
+            if (found != nullptr) {
+                return nullptr;
+            }
+            found = candidate;
+        }
+    }
+    return found;
 }

@@ -1,0 +1,29 @@
+// The boundary between the host and the code of a module: what one call leaves set doesn't reach the next.
+#pragma once
+
+#include <utility>
+
+#include "host/reference/functions.h"
+
+namespace hostref {
+
+/// Runs code of a module with the trap flag cleared; gives trap flag and error mode their old state at the end.
+class CallBoundary {
+ public:
+    CallBoundary();
+    ~CallBoundary();
+    CallBoundary(const CallBoundary&) = delete;
+    CallBoundary& operator=(const CallBoundary&) = delete;
+
+    /// Leaves the trap flag cleared at the end.
+    void forgetTrap() { mIsTrapping = false; }
+
+ private:
+    bool mIsTrapping;
+    int mErrorMode;
+};
+
+/// Tells what the exception being handled says, and frees an ErrorIdException; to be called in a catch block.
+LastError caughtError();
+
+}  // namespace hostref
