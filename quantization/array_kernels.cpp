@@ -231,6 +231,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace arraykernels {
 
+bool areAvailable() {
+    // What stands below these rounds by way of integers and loses the sign of a zero.
+    constexpr std::int64_t kExact = HWY_SSE4 | HWY_AVX2 | HWY_AVX3 | HWY_NEON;
+    return (hwy::SupportedTargets() & kExact) != 0;
+}
+
 HWY_EXPORT(quantizeForTarget);
 HWY_EXPORT(quantizeFloatForTarget);
 

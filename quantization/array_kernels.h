@@ -31,6 +31,9 @@ struct Selection {
     embedded::OverflowModeEnum overflow;
 };
 
+/// Whether the processor has an instruction set that the loops are exact on; without it they must not be called.
+bool areAvailable();
+
 /// Quantizes the array in mode fixed or ufixed (the limits are valid), or in one of the modes that take bounds alone:
 /// double, none, boolean and the scaled doubles. With `statistics` null nothing is counted.
 void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,

@@ -70,9 +70,10 @@ void quantizer::quantize(std::span<const double> in, std::span<double> out) cons
     const arraykernels::Selection selection{mMode, mRoundMode, mOverflowMode};
     arraykernels::Statistics* const wanted = counting ? &statistics : nullptr;
     const bool isFixed = isSignedFixed() || isUnsignedFixed();
-    if (isFloat(mMode) && floatKernelServes(*this)) {
+    const bool hasKernels = arraykernels::areAvailable();
+    if (hasKernels && isFloat(mMode) && floatKernelServes(*this)) {
         arraykernels::quantizeFloatArray(selection, floatLimits(*this), in.data(), out.data(), in.size(), wanted);
-    } else if (!isFloat(mMode) && (isFixed ? mLimits.valid : mLimits.hasBounds)) {
+    } else if (hasKernels && !isFloat(mMode) && (isFixed ? mLimits.valid : mLimits.hasBounds)) {
         arraykernels::quantizeArray(selection, mLimits, in.data(), out.data(), in.size(), wanted);
     } else {
         number element(0.0, 52, false);
