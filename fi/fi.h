@@ -541,6 +541,7 @@ class TOLVANE_API fi {
     friend class FiOMClass;
 
     using Dimensions = std::vector<std::uint64_t>;
+    struct Logs;
 
     // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object
     // keeps a copy of the rules, if there are any.

@@ -1,0 +1,165 @@
+// The logs of an array and of its registers, and the session's.
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "fi/fi.h"
+#include "host/hsc.h"
+#include "host/hv.h"
+#include "logging/filog.h"
+#include "logging/reports.h"
+
+namespace {
+
+struct SessionLogs {
+    qlogger assignments{false};
+    qlogger sums{false};
+    qlogger products{false};
+};
+
+SessionLogs& sessionLogs() {
+    static SessionLogs logs;
+    return logs;
+}
+
+// A log takes the default precision of numbers when it is made, and the session's logs that of the start.
+[[maybe_unused]] const SessionLogs& madeAtLoad = sessionLogs();
+
+}  // namespace
+
+qlogger& fi::getAssignlog() {
+    return sessionLogs().assignments;
+}
+
+qlogger& fi::getSumlog() {
+    return sessionLogs().sums;
+}
+
+qlogger& fi::getProductlog() {
+    return sessionLogs().products;
+}
+
+double fi::getMaxLogAsRealWorldValue() const {
+    return getQlogger().getMaxLogAsRealWorldValue();
+}
+
+double fi::getMinLogAsRealWorldValue() const {
+    return getQlogger().getMinLogAsRealWorldValue();
+}
+
+void fi::setMaxLogFromRealWorldValue(double value) {
+    getQlogger().setMaxLogFromRealWorldValue(value);
+}
+
+void fi::setMinLogFromRealWorldValue(double value) {
+    getQlogger().setMinLogFromRealWorldValue(value);
+}
+
+/// Null for a register that isn't there.
+struct fi::Logs {
+    explicit Logs(const fi& owner)
+        : own(&owner.getQlogger()),
+          product(owner.mProductRegister ? &owner.getproductQlogger() : nullptr),
+          productSum(owner.mProductRegister && owner.mProductRegister->mSumRegister ? &owner.getproductregsumQlogger()
+                                                                                    : nullptr),
+          sum(owner.mSumRegister ? &owner.getsumQlogger() : nullptr) {}
+
+    static bool hasSeenValues(const qlogger* log) { return log != nullptr && !log->isreset(); }
+
+    const qlogger* own;
+    const qlogger* product;
+    const qlogger* productSum;
+    const qlogger* sum;
+};
+
+void fi::resetLogging() const {
+    const Logs logs(*this);
+    for (const qlogger* log : {logs.own, logs.sum, logs.product, logs.productSum}) {
+        if (log != nullptr) {
+            log->reset();
+        }
+    }
+}
+
+hvArray* fi::saveLogsInHvArrayStruct() const {
+    const Logs logs(*this);
+    struct Field {
+        const char* name;
+        const qlogger* log;
+    };
+    const std::array<Field, 4> fields = {
+        {{"Assignment", logs.own}, {"Sum", logs.sum}, {"Product", logs.product}, {"ProductSum", logs.productSum}}};
+    hvArrayOwner result(hvCreateStructMatrix(1, 1, 0, nullptr));
+    for (const auto& [name, log] : fields) {
+        hvArrayOwner value(log == nullptr ? qlogger::createUninitializedhvArrayStruct() : log->toHvArrayStruct());
+        hvSetFieldByNumber(result.get(), 0, hvAddField(result.get(), name), value.get());
+        static_cast<void>(value.release());
+    }
+    return result.release();
+}
+
+hvArray* fi::getlocalfilogs() const {
+    const Logs logs(*this);
+    std::vector<const qlogger*> seen;
+    const auto take = [&seen](const qlogger* log) {
+        if (Logs::hasSeenValues(log)) {
+            seen.push_back(log);
+        }
+    };
+    take(logs.own);
+    take(logs.product);
+    // Sums of products without a product that was seen are left out here, though consolidatelocalfilogs writes them.
+    if (Logs::hasSeenValues(logs.product)) {
+        take(logs.productSum);
+    }
+    take(logs.sum);
+    hvArrayOwner cells(hvCreateCellMatrix(seen.size(), 1));
+    for (std::size_t row = 0; row < seen.size(); ++row) {
+        auto record = std::make_unique<filog>(seen[row]->createFilogKey(), *seen[row]);
+        hvSetCell(cells.get(), row, filog::convertToInternalVelmarArray(std::move(record)));
+    }
+    return cells.release();
+}
+
+void fi::consolidatelocalfilogs() const {
+    const Logs logs(*this);
+    for (const qlogger* log : {logs.own, logs.product, logs.productSum, logs.sum}) {
+        if (Logs::hasSeenValues(log)) {
+            log->writeLogMap(filog::getLogMap());
+            log->reset();
+        }
+    }
+}
+
+void fi::displaySubsasgnLogging(const qlogger& logger) {
+    reports::reportAssignment(logger);
+}
+
+void fi::updateAssignlog(const qlogger& logger) {
+    const reports::Changes changes = reports::takeChanges(logger);
+    getAssignlog().addtoOverflows(changes.overflows);
+    getAssignlog().addtoUnderflows(changes.underflows);
+    getAssignlog().copyMinMax(logger);
+}
+
+void fi::displayGlobalLog() {
+    if (!getLogging()) {
+        return;
+    }
+    const auto count = [](std::uint64_t n) { return static_cast<long>(n); };
+    const auto& [assignments, sums, products] = sessionLogs();
+    hscPrintf("FI assignment overflows : %ld\n", count(assignments.getNoverflows()));
+    hscPrintf("FI assignment underflows: %ld\n", count(assignments.getNunderflows()));
+    hscPrintf("FI sum overflows        : %ld\n", count(sums.getNoverflows()));
+    hscPrintf("FI sum underflows       : %ld\n", count(sums.getNunderflows()));
+    hscPrintf("FI product overflows    : %ld\n", count(products.getNoverflows()));
+    hscPrintf("FI product underflows   : %ld\n", count(products.getNunderflows()));
+}
+
+void fi::resetGlobalLog() {
+    if (getLogging()) {
+        for (const qlogger* log : {&getAssignlog(), &getSumlog(), &getProductlog()}) {
+            log->reset();
+        }
+    }
+}

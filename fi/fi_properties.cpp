@@ -1,0 +1,247 @@
+// The setters of type and rules, and what marks an object.
+#include <string>
+
+#include "fi/fi.h"
+#include "host/ErrorIdException.h"
+#include "host/hv.h"
+
+const char* const fi::sVelmarClassName = "fi";
+
+const char* fi::getVelmarClassName() {
+    return sVelmarClassName;
+}
+
+const char* fi::getVelmarPackageClassName() {
+    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return name.c_str();
+}
+
+namespace {
+
+// A type is changed in a copy, which becomes the object's own when nothing has raised.
+template <class Change>
+EmbeddedTypeSystem::NumericType changed(const EmbeddedTypeSystem::NumericType& type, Change&& change) {
+    EmbeddedTypeSystem::NumericType copy(type);
+    change(copy);
+    return copy;
+}
+
+}  // namespace
+
+void fi::setScaling(ScalingEnum scaling) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setScaling(scaling); }));
+}
+
+void fi::setScaling(double slopeAdjustmentFactor, int fixedExponent, double bias) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) {
+        type.setSlopeAdjustmentFactor(slopeAdjustmentFactor);
+        type.setFixedExponent(fixedExponent);
+        type.setBias(bias);
+    }));
+}
+
+void fi::setSignedness(Signedness signedness) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) {
+        type.setSignedness(signedness == Signedness::Auto ? Signedness::Signed : signedness);
+    }));
+}
+
+void fi::setSignednessBool(const hvArray* value) {
+    if (hvIsEmpty(value)) {
+        setSignedness(Signedness::Signed);
+    } else {
+        applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setSignednessBool(value, "FI"); }));
+    }
+}
+
+void fi::setSigned(bool isSigned) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setSigned(isSigned); }));
+}
+
+void fi::setWordLength(int wordLength) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setWordLength(wordLength); }));
+    // A refused length leaves entries of another precision alone.
+    if (getWordLength() == wordLength) {
+        reInitializeRealImag();
+    }
+}
+
+void fi::setFractionLength(int fractionLength) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setFractionLength(fractionLength); }));
+}
+
+void fi::setFixedExponent(int fixedExponent) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setFixedExponent(fixedExponent); }));
+}
+
+void fi::setSlopeAdjustmentFactor(double slopeAdjustmentFactor) {
+    applyNumericType(
+        changed(getNumericType(), [=](NumericType& type) { type.setSlopeAdjustmentFactor(slopeAdjustmentFactor); }));
+}
+
+void fi::setSlope(double slope) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setSlope(slope); }));
+}
+
+void fi::setBias(double bias) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setBias(bias); }));
+}
+
+void fi::setDataTypeOverride(fxpDataTypeDTOMode dataTypeOverride) {
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setDataTypeOverride(dataTypeOverride); }));
+}
+
+void fi::setDataType(DataTypeEnum dataType) {
+    if (dataType != getDataType()) {
+        errorIfBadValue(dataType);
+    }
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setDataType(dataType); }));
+    dropFimathOfFloat();
+}
+
+void fi::setDataTypeMode(DataTypeModeEnum mode) {
+    if (mode != getDataTypeMode()) {
+        errorIfBadValue(NumericType::convertDataTypeModeToDataType(mode));
+    }
+    // An array has values, and so no unspecified scaling.
+    const DataTypeModeEnum taken =
+        mode == DataTypeModeEnum::FixedUnspecified ? DataTypeModeEnum::FixedBinaryPoint : mode;
+    applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setDataTypeMode(taken, true); }));
+    dropFimathOfFloat();
+}
+
+// The rules. Only the two modes that a quantizer has are carried on to it.
+
+void fi::setRoundMode(embedded::RoundModeEnum mode) {
+    getFimath().setRoundMode(mode);
+    updateAssignmentQuantizer();
+}
+
+void fi::setOverflowMode(embedded::OverflowModeEnum mode) {
+    getFimath().setOverflowMode(mode);
+    updateAssignmentQuantizer();
+}
+
+void fi::setPrecisionMode(PrecisionModeEnum mode) {
+    getFimath().setPrecisionMode(mode);
+}
+
+void fi::setProductMode(ArithmeticModeEnum mode) {
+    getFimath().setProductMode(mode);
+}
+
+void fi::setSumMode(ArithmeticModeEnum mode) {
+    getFimath().setSumMode(mode);
+}
+
+void fi::setCastBeforeSum(bool on) {
+    getFimath().setCastBeforeSum(on);
+}
+
+void fi::setProductWordLength(int wordLength) {
+    getFimath().setProductWordLength(wordLength);
+}
+
+void fi::setMaxProductWordLength(int wordLength) {
+    getFimath().setMaxProductWordLength(wordLength);
+}
+
+void fi::setSumWordLength(int wordLength) {
+    getFimath().setSumWordLength(wordLength);
+}
+
+void fi::setMaxSumWordLength(int wordLength) {
+    getFimath().setMaxSumWordLength(wordLength);
+}
+
+void fi::setProductFractionLength(int fractionLength) {
+    getFimath().setProductFractionLength(fractionLength);
+}
+
+void fi::setSumFractionLength(int fractionLength) {
+    getFimath().setSumFractionLength(fractionLength);
+}
+
+void fi::setProductFixedExponent(int exponent) {
+    getFimath().setProductFixedExponent(exponent);
+}
+
+void fi::setSumFixedExponent(int exponent) {
+    getFimath().setSumFixedExponent(exponent);
+}
+
+void fi::setProductSlope(double slope) {
+    getFimath().setProductSlope(slope);
+}
+
+void fi::setSumSlope(double slope) {
+    getFimath().setSumSlope(slope);
+}
+
+namespace {
+
+/// Raises where the setter of fimath itself would only warn.
+void checkSlopeAdjustmentFactor(double factor) {
+    if (!(factor >= 1.0 && factor < 2.0)) {
+        hvErrMsgIdAndTxt("TolvaneKit:fimathInvalidSetting", "%s",
+                         "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or "
+                         "equal to 1 and less than 2");
+    }
+}
+
+}  // namespace
+
+void fi::setProductSlopeAdjustmentFactor(double factor) {
+    checkSlopeAdjustmentFactor(factor);
+    getFimath().setProductSlopeAdjustmentFactor(factor);
+}
+
+void fi::setSumSlopeAdjustmentFactor(double factor) {
+    checkSlopeAdjustmentFactor(factor);
+    getFimath().setSumSlopeAdjustmentFactor(factor);
+}
+
+void fi::setProductBias(double bias) {
+    getFimath().setProductBias(bias);
+}
+
+void fi::setSumBias(double bias) {
+    getFimath().setSumBias(bias);
+}
+
+hvArray* fi::getCStyle() const {
+    return getFimath().getCStyle();
+}
+
+void fi::setCStyle(const hvArray* value) {
+    getFimath().setCStyle(value);
+}
+
+void fi::setFimath(const fimath& rules) {
+    if (&rules == mFimath.get()) {
+        return;
+    }
+    mFimath = std::make_unique<fimath>(rules);
+    mFimathIsLocal = true;
+    updateAssignmentQuantizer();
+}
+
+void fi::setFimathIsLocal(bool isLocal) {
+    mFimathIsLocal = isLocal;
+    if (!isLocal) {
+        mFimath.reset();
+    }
+    updateAssignmentQuantizer();
+}
+
+void fi::setLastPropertySet(PropertyEnum property) {
+    constexpr int first = static_cast<int>(PropertyEnum::None);
+    constexpr int last = static_cast<int>(PropertyEnum::Last);
+    const int value = static_cast<int>(property);
+    if (value < first || value > last) {
+        raiseError("fixedpoint:fi:setLastPropertySet:BadEnum",
+                   "PropertyEnum out of range.  Valid values are " + std::to_string(first) + " through " +
+                       std::to_string(last) + ", and " + std::to_string(value) + " was entered.");
+    }
+    mLastPropertySet = property;
+}
