@@ -572,8 +572,6 @@ class TOLVANE_API fi {
     template <class Operation>
     fi& combineArrays(const fi& b) const;
     template <class Operation>
-    fi& combineIntoSumRegister(const fi& b) const;
-    template <class Operation>
     void combineElements(const fi& a, const fi& b, fi& tmp, number& scratch);
     template <class Operation>
     static void combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q);

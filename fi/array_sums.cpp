@@ -1,0 +1,303 @@
+// This file is compiled once for each instruction set, by including itself (see quantization/array_kernels.cpp); the
+// part under HWY_ONCE, compiled once, walks the blocks.
+#include "fi/array_sums.h"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "fi/array_sums.cpp"
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
+#include <hwy/foreach_target.h>  // NOLINT(misc-unused-includes): must come before highway.h
+#include <hwy/highway.h>
+
+#ifndef TOLVANE_FI_ARRAY_SUMS_ONCE
+#define TOLVANE_FI_ARRAY_SUMS_ONCE
+namespace arraysums {
+
+/// A test for the values of a fixed-point type. The sum of a value and `shifter`, a double whose last bit has the
+/// weight of bit 0 of the type, has the stored integer k in its low-order bits. k plus the lowest integer's magnitude
+/// is a word of `wordBits` bits just for the values in range; any other value, infinity and NaN included, sets a bit
+/// above that. Taking the shifter off again gives the value unless it was off the grid. The shifter is in the middle of
+/// its binade for signed words and at the start for unsigned ones, so that words of 52 bits stay in the binade.
+struct Membership {
+    double shifter;
+    std::uint64_t offset;  // what takes the bits of a sum to the word
+    int wordBits;
+};
+
+enum class Proof {
+    none,      // just add
+    result,    // test the results
+    operands,  // test both operands and the results
+};
+
+}  // namespace arraysums
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace arraysums {
+namespace HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Tag = hn::ScalableTag<double>;
+using Vector = hn::Vec<Tag>;
+using BitsTag = hn::RebindToUnsigned<Tag>;
+using Bits = hn::Vec<BitsTag>;
+
+struct Evidence {
+    Bits offGrid;  // not zero for a value off the grid
+    Bits words;    // the words of all values, joined
+};
+
+HWY_INLINE void examine(Vector x, Vector shifter, Bits offset, Evidence& evidence) {
+    const Vector sum = hn::Add(x, shifter);
+    const Vector difference = hn::Sub(hn::Sub(sum, shifter), x);
+    evidence.offGrid = hn::Or(evidence.offGrid, hn::BitCast(BitsTag(), difference));
+    evidence.words = hn::Or(evidence.words, hn::Add(hn::BitCast(BitsTag(), sum), offset));
+}
+
+template <Operation operation, Proof proof>
+bool combineLoop(const double* a, const double* b, double* out, std::size_t count, const Membership& membership) {
+    const Tag tag;
+    const Vector shifter = hn::Set(tag, membership.shifter);
+    const Bits offset = hn::Set(BitsTag(), membership.offset);
+    Evidence evidence{hn::Zero(BitsTag()), hn::Zero(BitsTag())};
+    const auto step = [&](Vector x, Vector y) HWY_ATTR {
+        const Vector result = operation == Operation::plus ? hn::Add(x, y) : hn::Sub(x, y);
+        if constexpr (proof == Proof::operands) {
+            examine(x, shifter, offset, evidence);
+            examine(y, shifter, offset, evidence);
+        }
+        if constexpr (proof != Proof::none) {
+            examine(result, shifter, offset, evidence);
+        }
+        return result;
+    };
+    const std::size_t width = hn::Lanes(tag);
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        hn::StoreU(step(hn::LoadU(tag, a + i), hn::LoadU(tag, b + i)), tag, out + i);
+    }
+    if (i < count) {
+        // Zeros, which are values of every type, fill the vectors up.
+        alignas(HWY_MAX_BYTES) double rest[2][HWY_MAX_BYTES / sizeof(double)] = {};
+        std::copy(a + i, a + count, rest[0]);
+        std::copy(b + i, b + count, rest[1]);
+        hn::Store(step(hn::Load(tag, rest[0]), hn::Load(tag, rest[1])), tag, rest[0]);
+        std::copy(rest[0], rest[0] + (count - i), out + i);
+    }
+    const bool isOnGrid = hn::AllTrue(BitsTag(), hn::Eq(evidence.offGrid, hn::Zero(BitsTag())));
+    const Bits limit = hn::Set(BitsTag(), (std::uint64_t{1} << membership.wordBits) - 1);
+    const bool isInRange = hn::AllTrue(BitsTag(), hn::Eq(hn::AndNot(limit, evidence.words), hn::Zero(BitsTag())));
+    return isOnGrid && isInRange;
+}
+
+template <Operation operation>
+bool combineFor(Proof proof, const double* a, const double* b, double* out, std::size_t count,
+                const Membership& membership) {
+    switch (proof) {
+        case Proof::operands:
+            return combineLoop<operation, Proof::operands>(a, b, out, count, membership);
+        case Proof::result:
+            return combineLoop<operation, Proof::result>(a, b, out, count, membership);
+        case Proof::none:
+            break;
+    }
+    return combineLoop<operation, Proof::none>(a, b, out, count, membership);
+}
+
+bool combineForTarget(Operation operation, Proof proof, const double* a, const double* b, double* out,
+                      std::size_t count, const Membership& membership) {
+    return operation == Operation::plus ? combineFor<Operation::plus>(proof, a, b, out, count, membership)
+                                        : combineFor<Operation::minus>(proof, a, b, out, count, membership);
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace arraysums
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <memory>
+
+namespace arraysums {
+
+HWY_EXPORT(combineForTarget);
+
+namespace {
+
+constexpr std::size_t kBlock = 1024;
+using Block = std::array<double, kBlock>;
+
+Membership membershipOf(const quantizer& q) {
+    constexpr int kMantissaBits = 52;
+    const bool isSigned = q.isSignedFixed();
+    const double shifter = std::ldexp(isSigned ? 1.5 : 1.0, kMantissaBits - q.getFractionlength());
+    const int wordBits = q.getWordlength();
+    const std::uint64_t lowest = isSigned ? std::uint64_t{1} << (wordBits - 1) : 0;
+    return {shifter, lowest - std::bit_cast<std::uint64_t>(shifter), wordBits};
+}
+
+/// One part of an operand, real or imaginary, by blocks.
+class Source {
+ public:
+    /// `values` null stands for a part that is all zero.
+    Source(const double* values, bool isScalar, std::size_t count) : mValues(values), mMoves(values && !isScalar) {
+        if (!mMoves) {
+            mFilled = std::make_unique_for_overwrite<Block>();
+            std::fill_n(mFilled->begin(), std::min(count, kBlock), values ? *values : 0.0);
+        }
+    }
+    std::span<const double> block(std::size_t begin, std::size_t count) const {
+        return {mMoves ? mValues + begin : mFilled->data(), count};
+    }
+
+ private:
+    const double* mValues;
+    bool mMoves;
+    std::unique_ptr<Block> mFilled;
+};
+
+/// The log of a quantizer as it was, for a block that is done again.
+class LogState {
+ public:
+    explicit LogState(const qlogger& log)
+        : mLog(log),
+          mMax(log.getMax()),
+          mMin(log.getMin()),
+          mOverflows(log.getNoverflows()),
+          mUnderflows(log.getNunderflows()),
+          mOperations(log.getNoperations()) {}
+    void restore() const {
+        mLog.setMax(mMax);
+        mLog.setMin(mMin);
+        mLog.setNoverflows(mOverflows);
+        mLog.setNunderflows(mUnderflows);
+        mLog.setNoperations(mOperations);
+    }
+    /// Whether an extreme has become a zero since then.
+    bool extremeBecameZero() const {
+        return (mLog.getMax().iszero() && !mMax.iszero()) || (mLog.getMin().iszero() && !mMin.iszero());
+    }
+
+ private:
+    const qlogger& mLog;
+    number mMax;
+    number mMin;
+    std::uint64_t mOverflows;
+    std::uint64_t mUnderflows;
+    std::uint64_t mOperations;
+};
+
+class Combination {
+ public:
+    Combination(Operation operation, const quantizer& q, bool castsBeforeSum)
+        : mOperation(operation),
+          mQuantizer(q),
+          mCasts(castsBeforeSum),
+          mMembership(),
+          mCounts(q.getQlogger().isLogging()) {
+        mTriesProof = !mCounts && (q.isSignedFixed() || q.isUnsignedFixed()) && q.getDoubleLimits().valid;
+        if (mTriesProof) {
+            mMembership = membershipOf(q);
+        }
+    }
+
+    /// Computes one block of one part. An empty right side takes no part, as that of a real operand.
+    void run(std::span<const double> left, std::span<const double> right, std::span<double> out) {
+        if (mTriesProof && !right.empty()) {
+            if (add(mCasts ? Proof::operands : Proof::result, left, right, out)) {
+                return;
+            }
+            // What one block does not hold the next will hardly hold.
+            mTriesProof = false;
+        }
+        left = cast(left, mLeft);
+        if (right.empty()) {
+            std::ranges::copy(left, out.begin());
+        } else {
+            add(Proof::none, left, cast(right, mRight), out);
+        }
+        mQuantizer.quantize(out, out);
+    }
+
+    bool counts() const { return mCounts; }
+
+ private:
+    bool add(Proof proof, std::span<const double> left, std::span<const double> right, std::span<double> out) const {
+        return HWY_DYNAMIC_DISPATCH(combineForTarget)(mOperation, proof, left.data(), right.data(), out.data(),
+                                                      out.size(), mMembership);
+    }
+    std::span<const double> cast(std::span<const double> values, Block& target) const {
+        if (!mCasts) {
+            return values;
+        }
+        const std::span<double> result(target.data(), values.size());
+        mQuantizer.quantize(values, result);
+        return result;
+    }
+
+    Operation mOperation;
+    const quantizer& mQuantizer;
+    bool mCasts;
+    Membership mMembership;
+    bool mCounts;
+    bool mTriesProof;
+    Block mLeft;
+    Block mRight;
+};
+
+}  // namespace
+
+void combine(Operation operation, const Operand& left, const Operand& right, std::span<double> real,
+             std::span<double> imag, const quantizer& q, bool castsBeforeSum,
+             const std::function<void(std::uint64_t begin, std::uint64_t end)>& byElements) {
+    const std::size_t count = real.size();
+    const bool isComplex = !imag.empty();
+    Combination combination(operation, q, castsBeforeSum);
+    const Source leftReal(left.real, left.isScalar, count);
+    const Source rightReal(right.real, right.isScalar, count);
+    const Source leftImag(left.imag, left.isScalar, isComplex ? count : 0);
+    const Source rightImag(right.imag, right.isScalar, isComplex ? count : 0);
+    const qlogger& log = q.getQlogger();
+
+    for (std::size_t begin = 0; begin < count; begin += kBlock) {
+        const std::size_t length = std::min(kBlock, count - begin);
+        const auto runBlock = [&] {
+            combination.run(leftReal.block(begin, length), rightReal.block(begin, length), real.subspan(begin, length));
+            if (isComplex) {
+                combination.run(leftImag.block(begin, length),
+                                right.imag ? rightImag.block(begin, length) : std::span<const double>(),
+                                imag.subspan(begin, length));
+            }
+        };
+        if (!combination.counts()) {
+            runBlock();
+            continue;
+        }
+        const bool mayMeetZero = log.getMax().isnegative() || log.getMin().sign() > 0;
+        if (mayMeetZero) {
+            const LogState before(log);
+            runBlock();
+            if (before.extremeBecameZero()) {
+                before.restore();
+                byElements(begin, begin + length);
+                continue;
+            }
+        } else {
+            runBlock();
+        }
+        if (qlogger::getLogging()) {
+            log.setNMathOperations(log.getNMathoperations() + length);
+        }
+    }
+}
+
+}  // namespace arraysums
+#endif
