@@ -1,0 +1,226 @@
+// Stores into the current element and into the whole array, and the scales between which values move.
+#include "fi/fi.h"
+#include "host/ErrorIdException.h"
+
+// Conversions between stored and real-world values.
+
+double fi::removeSlopeAdjustmentFactorBias(double realWorldValue) const {
+    if (!isSlopeBiasScaled()) {
+        return realWorldValue;
+    }
+    return (realWorldValue - getBias()) * (1.0 / getSlopeAdjustmentFactor());
+}
+
+double fi::addSlopeAdjustmentFactorBias(double storedValue) const {
+    return isSlopeBiasScaled() ? getNumericType().addSlopeAdjustmentFactorBias(storedValue) : storedValue;
+}
+
+// It multiplies where removeSlopeAdjustmentFactorBias divides; its callers count on that.
+double fi::adjustReal(double value) const {
+    if (getBias() != 0.0) {
+        value += 0.0 - getBias();
+    }
+    if (getSlopeAdjustmentFactor() != 1.0) {
+        value *= getSlopeAdjustmentFactor();
+    }
+    return value;
+}
+
+double fi::storedZero() const {
+    return (1.0 / getSlopeAdjustmentFactor()) * (0.0 - getBias());
+}
+
+// Stores.
+
+fi& fi::setvalue(const fi& source) {
+    coordinateComplexity(source.iscomplex(), 0);
+    mReal.setvalue(source.mReal);
+    if (iscomplex()) {
+        imagEntry().setvalue(source.imag());
+    }
+    return *this;
+}
+
+fi& fi::setvalue(double value) {
+    mReal.setvalue(value);
+    if (iscomplex()) {
+        imagEntry().setvalue(0.0);
+    }
+    return *this;
+}
+
+fi& fi::operator=(double value) {
+    setvalue(removeSlopeAdjustmentFactorBias(value));
+    getAssignmentQuantizer().quantize(mReal);
+    return *this;
+}
+
+namespace {
+
+void errorIfComplexIntoSlopeBias(const fi& target, const fi& source) {
+    if (embedded::getFeatureFiRealOnlySlopeBias() && target.isSlopeBiasScaled() && source.iscomplex()) {
+        raiseError("fixedpoint:fi:noopleadingtocomplexslopebias",
+                   "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, "
+                   "and a bias of 0.");
+    }
+}
+
+}  // namespace
+
+fi& fi::operator=(const fi& source) {
+    if (this == &source) {
+        return *this;
+    }
+    errorIfComplexIntoSlopeBias(*this, source);
+    coordinateComplexity(source.iscomplex(), 0);
+    const quantizer& q = getAssignmentQuantizer();
+    if (getNumericType().isequivalent(source.getNumericType())) {
+        assignEqualType(source, q);
+    } else if (isSlopeBiasScaled() || source.isSlopeBiasScaled()) {
+        assignSlopeBias(source, q);
+    } else if (getWordLength() < source.getWordLength()) {
+        assignNarrower(source, q);
+    } else {
+        q.quantize(mReal.setvalue(source.mReal));
+        if (iscomplex()) {
+            q.quantize(imagEntry().setvalue(source.imag()));
+        }
+    }
+    return *this;
+}
+
+// A value of the same type can't overflow, save that scaled doubles hold values beyond their range, which are counted.
+void fi::logEqualType(number& entry, const quantizer& q) const {
+    if (getLogging()) {
+        getQlogger().updateminmax(entry);
+        if (isScaledDouble()) {
+            q.quantize(entry);
+        }
+    }
+}
+
+void fi::assignEqualType(const fi& source, const quantizer& q) {
+    logEqualType(mReal.setvalue(source.mReal), q);
+    if (isreal()) {
+        return;
+    }
+    number& entry = imagEntry();
+    if (source.iscomplex()) {
+        entry.setvalue(source.imag());
+    } else if (isSlopeBiasScaled()) {
+        q.quantize(entry.setvalue(storedZero()));
+    } else {
+        entry.setvalue(0.0);
+    }
+    logEqualType(entry, q);
+}
+
+void fi::assignSlopeBias(const fi& source, const quantizer& q) {
+    // An unsigned word can't hold a negative net bias, so its magnitude is kept and subtracted.
+    const bool isNegativeIntoUnsigned = source.getBias() - getBias() < 0.0 && !isSigned();
+    initSlopeBiasCorrectionFactorsForEquals(source);
+    const number netBias(mBnetForEquals, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
+    const auto scale = [&](number& entry, const number& from) {
+        entry.setvalue(mFsxForEquals);
+        entry *= from;
+        q.quantize(entry);
+    };
+    const auto shift = [&](number& entry) {
+        if (isNegativeIntoUnsigned) {
+            entry -= netBias;
+        } else {
+            entry += netBias;
+        }
+        q.quantize(entry);
+    };
+    scale(mReal, source.mReal);
+    shift(mReal);
+    if (iscomplex()) {
+        number& entry = imagEntry();
+        if (source.iscomplex()) {
+            scale(entry, source.imag());
+        } else {
+            entry.setvalue(0.0);
+        }
+        shift(entry);
+    }
+}
+
+void fi::assignNarrower(const fi& source, const quantizer& q) {
+    fi& element = source.getElement();
+    mReal.setvalue(q.quantize(element.mReal));
+    if (iscomplex()) {
+        if (source.iscomplex()) {
+            imagEntry().setvalue(q.quantize(element.imagEntry()));
+        } else {
+            imagEntry().setvalue(0.0);
+        }
+    }
+}
+
+void fi::copydata(const fi& source) {
+    errorIfComplexIntoSlopeBias(*this, source);
+    if (this == &source) {
+        return;
+    }
+    resizeAndZero(source.dims(), source.ndims(), source.numel(), getNumericType(), getFimath(), source.iscomplex());
+    for (std::uint64_t i = 0; i < source.numel(); ++i) {
+        source.setIndex(i);
+        setIndex(i);
+        *this = source;
+    }
+}
+
+// Copies of the current element.
+
+fi& fi::getElement() const {
+    // A copy that was made before a change of type could round, or refuse to be complex.
+    if (mElementCache && getNumericType().isequivalent(mElementCache->getNumericType())) {
+        mElementCache->setvalue(*this);
+    } else {
+        mElementCache = std::make_unique<fi>(*this, embedded::CopyElement::tag);
+    }
+    return *mElementCache;
+}
+
+namespace {
+
+number atDefaultPrecision(double value) {
+    return number(value, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
+}
+
+void adjust(number& entry, const fi& from, const fi& to) {
+    if (from.getSlopeAdjustmentFactor() != to.getSlopeAdjustmentFactor()) {
+        entry *= atDefaultPrecision(from.getSlopeAdjustmentFactor() / to.getSlopeAdjustmentFactor());
+    }
+    if (from.getBias() != to.getBias()) {
+        entry += atDefaultPrecision((from.getBias() - to.getBias()) / to.getSlopeAdjustmentFactor());
+    }
+}
+
+bool haveSameScale(const fi& a, const fi& b) {
+    return a.getSlopeAdjustmentFactor() == b.getSlopeAdjustmentFactor() && a.getBias() == b.getBias();
+}
+
+}  // namespace
+
+const fi& fi::getAdjustedElement(const fi& other) const {
+    if (haveSameScale(*this, other)) {
+        return *this;
+    }
+    fi& element = getElement();
+    adjust(element.mReal, *this, other);
+    if (element.iscomplex()) {
+        adjust(element.imagEntry(), *this, other);
+    }
+    return element;
+}
+
+const number& fi::getAdjustedReal(const fi& other) const {
+    if (haveSameScale(*this, other)) {
+        return mReal;
+    }
+    number& entry = getElement().mReal;
+    adjust(entry, *this, other);
+    return entry;
+}
