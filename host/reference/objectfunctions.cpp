@@ -68,7 +68,7 @@ std::string inlineText(const hvArray* array) {
     if (hvIsChar(array) && (isRow || count == 0)) {
         return "'" + hvArray2String(array) + "'";
     }
-    if ((hvIsNumeric(array) || hvIsLogical(array)) && isRow && count <= kMostInline) {
+    if ((hvIsNumeric(array) || hvIsLogical(array)) && isRow && count > 0 && count <= kMostInline) {
         std::string text;
         for (std::size_t i = 0; i < count; ++i) {
             text += (i == 0 ? "" : " ") + elementText(array, i);
@@ -253,7 +253,7 @@ Results builtinFunction(int resultCount, Arguments arguments) {
     if (arguments.empty()) {
         hvErrMsg(2);
     }
-    return callBuiltin(hvArray2String(arguments[0]), resultCount, arguments.subspan(1));
+    return runTableFunction(hvArray2String(arguments[0]), resultCount, arguments.subspan(1));
 }
 
 /// An access path as its callers build it: a struct array with the fields "type" and "subs".
