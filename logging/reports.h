@@ -1,10 +1,10 @@
 // How the counts of logs reach the user: host warnings "fi:overflow" and "fi:underflow", overflow always before
 // underflow, for what has changed since the last report of that log.
 //
-// Every report tests the process-wide switch `qlogger::getLogging` alone: a log that always logs goes on counting while
-// the switch is off, and is reported when it is on. A change is marked as reported, and added wherever it belongs,
-// before its warning is sent: a warning that the host turns into an error loses no count and is not repeated. A count
-// of 0 says nothing.
+// A report tests the process-wide switch `qlogger::getLogging` alone, unless its contract says otherwise: a log that
+// always logs goes on counting while the switch is off, and is reported when it is on. A change is marked as reported,
+// and added wherever it belongs, before its warning is sent: a warning that the host turns into an error loses no count
+// and is not repeated. A count of 0 says nothing.
 #pragma once
 
 #include <cstdint>
