@@ -223,6 +223,12 @@ void quantizeFloatForTarget(Selection selection, const FloatDoubleLimits& limits
     (statistics ? kFloatLoops<true>[round] : kFloatLoops<false>[round])(limits, in, out, count, statistics);
 }
 
+// What stands below SSE4 and NEON rounds by way of integers and loses the sign of a zero. Better sets have lesser
+// numbers.
+bool isExactTarget() {
+    return HWY_TARGET <= HWY_SSE4 || HWY_TARGET == HWY_NEON;
+}
+
 }  // namespace
 }  // namespace HWY_NAMESPACE
 }  // namespace arraykernels
@@ -231,14 +237,15 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace arraykernels {
 
-bool areAvailable() {
-    // What stands below these rounds by way of integers and loses the sign of a zero.
-    constexpr std::int64_t kExact = HWY_SSE4 | HWY_AVX2 | HWY_AVX3 | HWY_NEON;
-    return (hwy::SupportedTargets() & kExact) != 0;
-}
-
+HWY_EXPORT(isExactTarget);
 HWY_EXPORT(quantizeForTarget);
 HWY_EXPORT(quantizeFloatForTarget);
+
+// The dispatch remembers the set; asking which sets are supported examines the processor each time, which takes many
+// microseconds on a virtual one.
+bool areAvailable() {
+    return HWY_DYNAMIC_DISPATCH(isExactTarget)();
+}
 
 void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
                    std::size_t count, Statistics* statistics) {
