@@ -61,7 +61,7 @@ void quantizer::quantize(std::span<const double> in, std::span<double> out) cons
     }
     if (in.empty()) return;
     const bool counting = mLogger.isLogging();
-    if (!counting && keepsValues(mMode)) {
+    if (mFunctionFits && !counting && keepsValues(mMode)) {
         if (in.data() != out.data()) std::copy(in.begin(), in.end(), out.begin());
         return;
     }
@@ -70,7 +70,8 @@ void quantizer::quantize(std::span<const double> in, std::span<double> out) cons
     const arraykernels::Selection selection{mMode, mRoundMode, mOverflowMode};
     arraykernels::Statistics* const wanted = counting ? &statistics : nullptr;
     const bool isFixed = isSignedFixed() || isUnsignedFixed();
-    const bool hasKernels = arraykernels::areAvailable();
+    // The kernels go by the description, which a function that stayed behind does not follow.
+    const bool hasKernels = mFunctionFits && arraykernels::areAvailable();
     if (hasKernels && isFloat(mMode) && floatKernelServes(*this)) {
         arraykernels::quantizeFloatArray(selection, floatLimits(*this), in.data(), out.data(), in.size(), wanted);
     } else if (hasKernels && !isFloat(mMode) && (isFixed ? mLimits.valid : mLimits.hasBounds)) {

@@ -132,6 +132,7 @@ quantizer::quantizer(const quantizer& other)
       mExponentmin(other.mExponentmin),
       mDenormalmin(std::make_unique<number>(*other.mDenormalmin)),
       mQuantize(other.mQuantize),
+      mFunctionFits(other.mFunctionFits),
       mLogger(other.mLogger) {
     updatelimits();
 }
@@ -170,6 +171,7 @@ quantizer& quantizer::operator=(const quantizer& other) {
     mExponentmin = other.mExponentmin;
     mDenormalmin = std::move(denormalmin);
     mQuantize = other.mQuantize;
+    mFunctionFits = other.mFunctionFits;
     updatelimits();
     return *this;
 }
@@ -265,7 +267,7 @@ void quantizer::set(const NumericType& type, embedded::RoundModeEnum round, embe
     }
     if (type.isScaledType()) {
         store(mFormat.first, static_cast<double>(type.getWordLength()));
-        store(mFormat.second, -static_cast<double>(type.getFixedExponent()));
+        store(mFormat.second, static_cast<double>(-std::int64_t{type.getFixedExponent()}));
     }
     if (changed) {
         updateparameters();
@@ -292,6 +294,7 @@ void quantizer::setNumericType(const NumericType& type) {
 // Derivation.
 
 void quantizer::updateparameters() {
+    mFunctionFits = false;
     switch (mMode) {
         case ModeEnum::Double:
         case ModeEnum::None:

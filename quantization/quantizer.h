@@ -171,6 +171,8 @@ class TOLVANE_API quantizer {
     void updatefloatparameters();
     void updatelimits();
     void updatequantizer();
+    /// The fraction length less an exponent, within int: a float function that stayed behind meets any fraction length.
+    int lastBitBelow(int exponent) const;
     bool hasNegativeStepOnly() const { return isSignedFixed() && mWordlength == 1; }
     void printFormat() const;
 
@@ -210,6 +212,8 @@ class TOLVANE_API quantizer {
     int mExponentmin = 0;
     std::unique_ptr<number> mDenormalmin;
     QuantizeFunction mQuantize = &quantizer::QuantizeNone;
+    // Whether that is the function of the description: it stays behind when a mode is unknown or a derivation raised.
+    bool mFunctionFits = false;
     qlogger mLogger;
     FixedDoubleLimits mLimits;
 };

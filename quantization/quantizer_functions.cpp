@@ -4,6 +4,7 @@
 // else through the operations of `number`. Both give the same values, counts and extremes in every bit.
 #include <algorithm>
 #include <bit>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -144,6 +145,10 @@ number& quantizer::quantizeFixed(number& x) const {
     return x;
 }
 
+inline int quantizer::lastBitBelow(int exponent) const {
+    return static_cast<int>(std::clamp<std::int64_t>(std::int64_t{mFractionlength} - exponent, INT_MIN, INT_MAX));
+}
+
 template <class Rounding>
 number& quantizer::quantizeFloat(number& x) const {
     if (doublenumber* body = x.asDouble(); body && mLimits.hasBounds) {
@@ -153,7 +158,7 @@ number& quantizer::quantizeFloat(number& x) const {
             mLogger.nOverflowsPlusOne();
         } else if (value != 0.0 && !std::isnan(value)) {
             const int exponent = std::max(exponentOf(value), mExponentmin);
-            value = rounding::applyAtBit<typename Rounding::Rule>(value, mFractionlength - exponent);
+            value = rounding::applyAtBit<typename Rounding::Rule>(value, lastBitBelow(exponent));
             if (value == 0.0) {
                 mLogger.nUnderflowsPlusOne();
             }
@@ -172,7 +177,7 @@ number& quantizer::quantizeFloat(number& x) const {
             mLogger.nOverflowsPlusOne();
         } else {
             const int exponent = std::max(x.unbiasedexponent(), mExponentmin);
-            Rounding::apply(x, mFractionlength - exponent);
+            Rounding::apply(x, lastBitBelow(exponent));
             checkunderflow(x);
         }
     }
@@ -293,34 +298,39 @@ void quantizer::updatequantizer() {
     const auto round = static_cast<std::size_t>(mRoundMode);
     const auto overflow = static_cast<std::size_t>(mOverflowMode);
     const bool knowsRound = round < Functions::roundModes;
+    QuantizeFunction function = nullptr;
     switch (mMode) {
         case Mode::Double:
-            mQuantize = &quantizer::QuantizeDouble;
+            function = &quantizer::QuantizeDouble;
             break;
         case Mode::Float:
             if (knowsRound) {
-                mQuantize = Functions::floatTable[round];
+                function = Functions::floatTable[round];
             }
             break;
         case Mode::Fixed:
         case Mode::Ufixed:
             if (knowsRound && overflow < Functions::overflowModes) {
-                mQuantize = Functions::fixedTable[isUnsignedFixed() ? 1 : 0][round][overflow];
+                function = Functions::fixedTable[isUnsignedFixed() ? 1 : 0][round][overflow];
             }
             break;
         case Mode::Single:
             // Always this one: ties of a single go away from zero, and `QuantizeSingle` is never chosen.
-            mQuantize = Functions::QuantizeFloatRound;
+            function = Functions::QuantizeFloatRound;
             break;
         case Mode::None:
-            mQuantize = &quantizer::QuantizeNone;
+            function = &quantizer::QuantizeNone;
             break;
         case Mode::Boolean:
-            mQuantize = &quantizer::QuantizeBoolean;
+            function = &quantizer::QuantizeBoolean;
             break;
         case Mode::ScaledDouble:
         case Mode::UnsignedScaledDouble:
-            mQuantize = &quantizer::QuantizeScaledDouble;
+            function = &quantizer::QuantizeScaledDouble;
             break;
+    }
+    mFunctionFits = function != nullptr;
+    if (function) {
+        mQuantize = function;
     }
 }

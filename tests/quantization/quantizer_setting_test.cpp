@@ -3,6 +3,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <vector>
 
 #include "logging/filog.h"
 #include "quantization/quantizer.h"
@@ -208,6 +209,13 @@ TEST(SetFromType, TakesModeAndFormatWithoutSlopeAndBias) {
     }
 }
 
+TEST(SetFromType, TakesAFractionLengthOfZeroWithoutASign) {
+    const quantizer q(NumericType(true, 16, 0), RoundMode::Floor, OverflowMode::Saturate, "",
+                      embedded::OperationTypeEnum::Sum, true);
+    EXPECT_EQ(q.getFormat(), (RealPoint{16, 0}));
+    EXPECT_FALSE(std::signbit(q.getFormat().second));
+}
+
 TEST(SetFromType, RefusesUnspecifiedScalingAndChangesNothing) {
     using M = NumericType::DataTypeModeEnum;
     for (const M mode : {M::FixedUnspecified, M::ScaledDoubleUnspecified}) {
@@ -295,6 +303,54 @@ TEST(UnknownModes, KeepTheFunctionAndQuantizeWithoutHarm) {
                   Description{static_cast<Mode>(9), 8, 7}.make();
               }).id,
               "numerictype:constructor:unhandledcase");
+}
+
+// Arrays have loops of their own, which must not go by a description that the stored function does not follow.
+TEST(UnknownModes, QuantizeArraysByTheFunctionThatStays) {
+    const auto round = [](int value) { return [=](quantizer& q) { q.setRoundMode(static_cast<RoundMode>(value)); }; };
+    const auto overflow = [](quantizer& q) { q.setOverflowMode(static_cast<OverflowMode>(5)); };
+    const auto mode = [](Mode value) { return [=](quantizer& q) { raisedBy([&] { q.setMode(value); }); }; };
+    struct Row {
+        Description start;
+        std::vector<std::function<void(quantizer&)>> actions;
+    };
+    const Row rows[] = {{{Mode::Fixed, 8, 7, Rounding::ceil}, {round(9)}},
+                        {{Mode::Ufixed, 8, 7, Rounding::ceil, true}, {round(-1)}},
+                        {{Mode::Float, 16, 5, Rounding::ceil}, {round(6)}},
+                        {{Mode::Float, 16, 5, Rounding::ceil}, {round(6), mode(Mode::Fixed)}},
+                        {{Mode::Fixed, 8, 7, Rounding::floor}, {overflow}},
+                        {{Mode::Fixed, 8, 12, Rounding::floor}, {mode(Mode::Float)}},
+                        {{Mode::Fixed, 8, 7, Rounding::floor}, {mode(static_cast<Mode>(9))}},
+                        {{Mode::Double, 64, 11, Rounding::floor}, {overflow, mode(Mode::Fixed)}},
+                        {{Mode::Fixed, 8, 7, Rounding::floor}, {mode(Mode::None), overflow, mode(Mode::Ufixed)}}};
+    const std::vector<double> values = {0.3, -0.3, 1.0, -1.5, 1e-9, -0.0, 300.0, 1e30};
+    for (const Row& row : rows) {
+        for (const bool counts : {false, true}) {
+            SCOPED_TRACE(testing::Message() << row.start << ", row " << &row - rows);
+            quantizer q = row.start.make();
+            for (const auto& action : row.actions) {
+                action(q);
+            }
+            q.getQlogger().setAlwaysLog(counts);
+            const quantizer byElement(q);
+            std::vector<double> expected;
+            for (const double value : values) {
+                number x(value, 52, false);
+                expected.push_back(byElement.quantize(x).todouble());
+            }
+            std::vector<double> results(values.size());
+            q.quantize(values, results);
+            EXPECT_EQ(results, expected);
+            EXPECT_EQ(countsOf(q), countsOf(byElement));
+            EXPECT_EQ(q.getMax().todouble(), byElement.getMax().todouble());
+        }
+    }
+    quantizer q = Description{Mode::Float, 16, 5, Rounding::ceil}.make();
+    q.setRoundMode(static_cast<RoundMode>(9));
+    q.setMode(Mode::Fixed);
+    q.setFractionlength(std::numeric_limits<int>::min());
+    number x(4.0, 52, false);
+    EXPECT_EQ(q.quantize(x).todouble(), 0.0);
 }
 
 TEST(Selection, TakesAFunctionOfItsOwnForEachFixedCombination) {
