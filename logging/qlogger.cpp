@@ -21,6 +21,12 @@ number defaultNumber(double value) {
     return number(value, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
 }
 
+/// Converts as a signed count and corrects what comes out negative, so the greatest counts round in two steps.
+double countAsDouble(std::uint64_t count) {
+    const auto value = static_cast<double>(static_cast<std::int64_t>(count));
+    return value < 0.0 ? value + 0x1p64 : value;
+}
+
 std::uint64_t exchangeOld(std::uint64_t count, std::uint64_t& old) {
     return count - std::exchange(old, count);
 }
@@ -28,8 +34,7 @@ std::uint64_t exchangeOld(std::uint64_t count, std::uint64_t& old) {
 hvArray* makeStruct(double max, double min, std::uint64_t overflows, std::uint64_t underflows,
                     std::uint64_t operations) {
     static constexpr const char* kNames[] = {"Max", "Min", "NOverflows", "NUnderflows", "NOperations"};
-    const double values[] = {max, min, static_cast<double>(overflows), static_cast<double>(underflows),
-                             static_cast<double>(operations)};
+    const double values[] = {max, min, countAsDouble(overflows), countAsDouble(underflows), countAsDouble(operations)};
     hvArrayOwner result(hvCreateStructMatrix(1, 1, std::size(kNames), kNames));
     for (std::size_t i = 0; i < std::size(kNames); ++i) {
         hvSetField(result.get(), 0, kNames[i], hvCreateDoubleScalar(values[i]));
@@ -153,11 +158,11 @@ double qlogger::getMinLogAsRealWorldValue() const {
 }
 
 void qlogger::setMaxLogFromRealWorldValue(double value) const {
-    mMax = removeSlopeAdjustmentFactorBias(value);
+    mMax = defaultNumber(removeSlopeAdjustmentFactorBias(value));
 }
 
 void qlogger::setMinLogFromRealWorldValue(double value) const {
-    mMin = removeSlopeAdjustmentFactorBias(value);
+    mMin = defaultNumber(removeSlopeAdjustmentFactorBias(value));
 }
 
 double qlogger::removeSlopeAdjustmentFactorBias(double value) const {

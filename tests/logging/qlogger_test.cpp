@@ -185,6 +185,17 @@ TEST(Logger, AppliesFactorAndBiasOnTheWayInAndOut) {
     EXPECT_EQ(log.getMinLogAsRealWorldValue(), -3.0);
 }
 
+TEST(Logger, RoundsExtremesThatAreSetToTheDefaultPrecision) {
+    // A multi-precision element has 32 bits at least.
+    const qlogger log("", Operation::Sum, NumericType(), true, false);
+    number::setDefaultPrecision(8, true);
+    log.setMaxLogFromRealWorldValue(0x1p40 + 1.0);
+    log.setMinLogFromRealWorldValue(-0x1p40 - 1.0);
+    number::setDefaultPrecision(52, false);
+    EXPECT_EQ(log.getMax().todouble(), 0x1p40);
+    EXPECT_EQ(log.getMin().todouble(), -0x1p40);
+}
+
 TEST(Logger, ShowsItself) {
     const qlogger log("speed", Operation::Sum, NumericType(), true, false);
     log.setMax(value(0.5));
@@ -205,7 +216,8 @@ TEST(Logger, GivesAHostStructure) {
     log.setMax(value(4));
     log.setMin(value(-4));
     log.setNoverflows(1);
-    log.setNunderflows(2);
+    // By way of a signed count, 1025 above 2^63 is a tie.
+    log.setNunderflows((std::uint64_t{1} << 63) + 1025);
     log.setNoperations(std::numeric_limits<std::uint64_t>::max());
     struct Field {
         const char* name;
@@ -215,7 +227,7 @@ TEST(Logger, GivesAHostStructure) {
     const Field fields[] = {{"Max", 7.0, -kLargest},
                             {"Min", -3.0, kLargest},
                             {"NOverflows", 1.0, 0.0},
-                            {"NUnderflows", 2.0, 0.0},
+                            {"NUnderflows", 0x1p63, 0.0},
                             {"NOperations", 0x1p64, 0.0}};
     const hvArrayOwner logged(log.toHvArrayStruct());
     const hvArrayOwner uninitialized(qlogger::createUninitializedhvArrayStruct());
