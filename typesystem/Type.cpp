@@ -23,21 +23,17 @@ void store(std::string& target, const char* text) {
 
 }  // namespace
 
+// The handle and the two flags of its end are each object's own.
 Type::Type(const Type& other)
-    : mIdentifier(other.mIdentifier),
-      mName(other.mName),
-      mReadOnly(other.mReadOnly),
-      mVolatile(other.mVolatile),
-      mBeingDeleted(other.mBeingDeleted),
-      mCanDeleteOMI(other.mCanDeleteOMI) {}
+    : mIdentifier(other.mIdentifier), mName(other.mName), mReadOnly(other.mReadOnly), mVolatile(other.mVolatile) {}
 
 Type& Type::operator=(const Type& other) {
-    mIdentifier = other.mIdentifier;
-    mName = other.mName;
-    mReadOnly = other.mReadOnly;
-    mVolatile = other.mVolatile;
-    mBeingDeleted = other.mBeingDeleted;
-    mCanDeleteOMI = other.mCanDeleteOMI;
+    if (this != &other) {
+        mIdentifier = other.mIdentifier;
+        mName = other.mName;
+        mReadOnly = other.mReadOnly;
+        mVolatile = other.mVolatile;
+    }
     return *this;
 }
 
