@@ -135,10 +135,10 @@ NumericType NumericType::convertSlopeBiasToBinaryPoint(int count, const int* wor
     // The second round looks for the bias that the last candidate of the first could hold.
     bool isFound = false;
     for (int round = 0; round < 2 && !isFound && count > 0; ++round) {
-        for (int i = 1; i <= count && !isFound; ++i) {
-            int wordBits = wordLengths == nullptr ? i : wordLengths[i - 1];
+        for (int i = 0; i < count && !isFound; ++i) {
+            int wordBits = wordLengths == nullptr ? i + 1 : wordLengths[i];
             if (wordBits < minWordBits) {
-                if (i < count) {
+                if (i < count - 1) {
                     continue;
                 }
                 wordBits = minWordBits;
