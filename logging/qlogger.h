@@ -53,6 +53,7 @@ class TOLVANE_API qlogger {
     void setOldOverflows(std::uint64_t count) const { mOldOverflows = count; }
     void setOldUnderflows(std::uint64_t count) const { mOldUnderflows = count; }
     const std::string& getTag() const { return mTag; }
+    std::string& getTag() { return mTag; }
     void setTag(const char* tag) const { mTag = tag; }
     embedded::OperationTypeEnum getOperationType() const { return mOperationType; }
     void setOperationType(embedded::OperationTypeEnum operation) const { mOperationType = operation; }

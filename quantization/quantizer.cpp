@@ -11,7 +11,6 @@
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
 
-using EmbeddedTypeSystem::NumericType;
 using ModeEnum = embedded::QuantizerModeEnum;
 
 namespace {

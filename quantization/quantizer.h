@@ -109,6 +109,7 @@ class TOLVANE_API quantizer {
     const NumericType& getNumericType() const { return mLogger.getNumericType(); }
     NumericType& getNumericType() { return mLogger.getNumericType(); }
     const std::string& getTag() const { return mLogger.getTag(); }
+    std::string& getTag() { return mLogger.getTag(); }
     number& getMax() const { return mLogger.getMax(); }
     number& getMin() const { return mLogger.getMin(); }
     std::uint64_t getNoverflows() const { return mLogger.getNoverflows(); }
