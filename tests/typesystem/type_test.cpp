@@ -145,7 +145,9 @@ TEST(Type, CopiesTextsAndQualifiersAsValues) {
         EXPECT_STREQ(leaf->getIdentifier(), "identifier");
         EXPECT_TRUE(leaf->getVolatile());
         EXPECT_FALSE(leaf->getReadOnly());
-        EXPECT_FALSE(leaf->canDeleteOMI());
+        // The flags belong to the handle, and a copy has none yet.
+        EXPECT_TRUE(leaf->canDeleteOMI());
+        EXPECT_EQ(leaf->getOMIWithoutCreating(), nullptr);
     }
 }
 
