@@ -61,7 +61,8 @@ class FiBinaryOperationFiOutput : public FiBinaryOperation {
     virtual void logResult(const fi& a, const fi& b, const fi& result);
 
  protected:
-    void computeAndGive(const Operands& operands, int* resultCount, void** results);
+    void computeAndGive(const PartnerRule& rule, OMMethodSignature* signature, int* resultCount, void** results,
+                        void** arguments);
 };
 
 /// As FiBinaryOperationFiOutput, where the deciding operand must be fixed-point.

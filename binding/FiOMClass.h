@@ -4,30 +4,24 @@
 #pragma once
 
 #include <array>
-#include <memory>
 
 #include "binding/SingletonOMClass.h"
 #include "fi/fi.h"
 
-class FiOMClass : public SingletonOMClass<FiOMClass> {
+class FiOMClass : public ObjectOMClass<FiOMClass, fi> {
  public:
     static constexpr ClassRow row{.name = "fi", .flagA = ClassFlag::No, .flagB = ClassFlag::Yes};
 
-    /// Raises "fixedpoint:fi:FiOMClass:InvalidConstructor"; there is for old callers that expect this error.
+    /// Raises "fixedpoint:fi:FiOMClass:InvalidConstructor", which is all that it is for.
     FiOMClass(const void* first, const void* second, const void* third, const void* fourth);
 
-    /// Makes a `fi` from host arrays: none; a value; a value and a type; a value, a type, and rules or a flag that says
-    /// whether the rules are local. Raises "fixedpoint:fi:nargchk:tooManyInputs" and what the parts raise.
-    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
     using OMClass::createClassSpecificObject;
-    void destroyObject(OMInterface* interface) override;
-    bool canOtherClassContainThisClass(const OMClass* other) const override;
-    bool canThisClassContainOtherClass(const OMClass* other) const override;
+    /// Makes a `fi` from host arrays: none; a value; a value and a type; a value, a type, and rules or a flag that says
+    /// whether the object has rules of its own. Raises "fixedpoint:fi:nargchk:tooManyInputs" and what the parts raise.
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
     /// Lets certain functions of the host's language be called for a `fi` at any place.
     void respondToMethodAddedFromVELMAR(OMMethodInfo* method) override;
 
-    /// Wraps a new object in a handle of this class, which the caller owns.
-    static OMInterface* wrap(std::unique_ptr<fi> object);
     /// As the property "numerictype" is set.
     static void setNumericType(fi& object, const EmbeddedTypeSystem::NumericType& type);
 

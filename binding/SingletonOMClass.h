@@ -1,19 +1,22 @@
 // Class records of which there is one each: built and added to the package on first use, filled once.
 //
-// A derived record names itself in a `ClassRow` and adds its properties, methods and constructors in `fill`. A fill that
-// raises is run again from its start by the next `init`, so it may find its own earlier records, which it replaces. The
-// record belongs to the package and the handles of its objects; when it ends, everything here is as before its first
-// use, so that a start after a stop that came too early builds a new one.
+// A derived record names itself in a `ClassRow` and adds its properties, methods and constructors in `fill`. A fill
+// that raises is run again from its start by the next `init`, so it may find its own earlier records, which it
+// replaces. The record belongs to the package and the handles of its objects; when it ends, everything here is as
+// before its first use, so that a start after a stop that came too early builds a new one.
 #pragma once
 
 #include <memory>
 
+#include "binding/handles.h"
 #include "binding/lifetime.h"
 #include "descriptors/embedded.h"
+#include "host/ErrorIdException.h"
 #include "host/OMApplication.h"
 #include "host/OMClass.h"
 #include "host/hd.h"
 
+/// A boolean of the class record that is written, or left as the host has it.
 enum class ClassFlag { NotWritten, No, Yes };
 
 struct ClassRow {
@@ -40,14 +43,13 @@ class SingletonOMClass : public Base {
         return sInstance;
     }
     /// Declares the class.
-    static Derived* registerOMClass() {
+    static void registerOMClass() {
         if (sRegistered == nullptr) {
             if (Derived::row.loadsLorimer) {
                 hdLoadModuleForPackageOrClass("Lorimer");
             }
             sRegistered = getInstance();
         }
-        return sRegistered;
     }
     /// Ends the record, of which no handle and no subclass may be left.
     static void deleteInstance() { Ender{}(sInstance); }
@@ -61,13 +63,13 @@ class SingletonOMClass : public Base {
 
  protected:
     SingletonOMClass() {
-        const ClassRow& row = Derived::row;
-        this->setName(row.name, true);
-        if (row.flagA != ClassFlag::NotWritten) {
-            this->setClassFlagA(row.flagA == ClassFlag::Yes);
+        constexpr ClassRow own = Derived::row;
+        this->setName(own.name, true);
+        if (own.flagA != ClassFlag::NotWritten) {
+            this->setClassFlagA(own.flagA == ClassFlag::Yes);
         }
-        if (row.flagB != ClassFlag::NotWritten) {
-            this->setClassFlagB(row.flagB == ClassFlag::Yes);
+        if (own.flagB != ClassFlag::NotWritten) {
+            this->setClassFlagB(own.flagB == ClassFlag::Yes);
         }
     }
     ~SingletonOMClass() override {
@@ -86,4 +88,24 @@ class SingletonOMClass : public Base {
     static inline Derived* sInstance = nullptr;
     static inline Derived* sRegistered = nullptr;
     static inline bool sNeedsInit = true;
+};
+
+/// A record whose handles own objects of a class.
+template <class Derived, class Object, class Base = OMClass>
+class ObjectOMClass : public SingletonOMClass<Derived, Base> {
+ public:
+    /// Wraps a new object in a handle, which the caller owns.
+    static OMInterface* wrap(std::unique_ptr<Object> object) {
+        return newHandle(std::move(object), SingletonOMClass<Derived, Base>::getInstance());
+    }
+    void destroyObject(OMInterface* interface) override { delete objectOf<Object>(interface); }
+
+ protected:
+    /// Raises "fixedpoint:<class>:nargchk:tooManyInputs".
+    static void errorIfMoreThan(int limit, int count) {
+        if (count > limit) {
+            raiseError("fixedpoint:" + std::string(Object::getVelmarClassName()) + ":nargchk:tooManyInputs",
+                       "Too many input arguments");
+        }
+    }
 };

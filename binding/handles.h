@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "host/ErrorIdException.h"
+#include "descriptors/NumericType.h"
+#include "host/OMDataType.h"
 #include "host/OMInterface.h"
-#include "host/OMInterfaceType.h"
 #include "host/OMTypeRepository.h"
 #include "host/hv.h"
 
@@ -29,7 +29,14 @@ OMInterface* newHandle(std::unique_ptr<Object> object, OMClass* objectClass) {
     return handle;
 }
 
-/// Returns a new reference to the handle inside a host value of the class; raises the given error for any other value.
-HandleOwner handleInside(const hvArray* value, const char* className, const char* errorId, const char* errorText);
-/// As above for a type descriptor, with "fixedpoint:numerictype:mustBeNumericType".
-HandleOwner numericTypeHandleInside(const hvArray* value);
+/// Returns the type inside a host value of class "embedded.numerictype", which must outlive its use; raises
+/// "fixedpoint:numerictype:mustBeNumericType" for any other value.
+EmbeddedTypeSystem::NumericType& numericTypeFromVelmarArray(const hvArray* value);
+
+/// Returns a new reference to the handle inside a host value of a class, which `check` accepts or raises.
+template <class Check>
+HandleOwner handleInside(const hvArray* value, const char* className, Check&& check) {
+    static_cast<void>(check(value));
+    return HandleOwner(
+        static_cast<OMInterface*>(omdtConvertFromVelmar(OMTypeRepository::getType(className, true), value)));
+}

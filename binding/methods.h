@@ -1,9 +1,8 @@
-// Method records as data: a class has constexpr tables of `MethodRow`s, a line for each method, in the order in which
-// they are registered.
+// Method records as data: a class has a constexpr table of `MethodRow`s, a line for each method, in the order in which
+// they are registered. A row is a name and the maker of its record.
 //
-// A row has the shapes in which the method is called, and the function that runs it. Most functions come from
-// `unaryMethod`, which wraps a question to one object; a family of methods with a frame of its own has record classes
-// of its own (FiBinaryOperation.h).
+// Most makers are `unary`, a question to one object, and `plain`, the shapes of a call and the function that runs it. A
+// family with a frame of its own has record classes of its own (FiBinaryOperation.h), made by `record`.
 #pragma once
 
 #include <array>
@@ -11,45 +10,34 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <span>
 #include <type_traits>
-#include <utility>
 
 #include "binding/handles.h"
-#include "binding/properties.h"
 #include "binding/shapes.h"
 #include "host/OMClass.h"
 #include "host/OMMethodInfo.h"
 #include "host/OMMethodSignature.h"
 #include "host/hv.h"
 
-/// One shape of a call. Unused places are null.
+/// One shape of a call: data types of arguments and results. Unused places are null.
 struct SignatureColumn {
-    std::array<const DataTypeColumn*, 4> arguments{};
+    std::array<const DataTypeColumn*, 3> arguments{};
     std::array<const DataTypeColumn*, 2> results{};
-    bool isRepeatable = false;
 
-    /// Adds a result type.
-    constexpr SignatureColumn to(const DataTypeColumn& type) const {
-        SignatureColumn longer = *this;
-        longer.results[longer.results[0] == nullptr ? 0 : 1] = &type;
-        return longer;
+    template <class... Columns>
+    constexpr SignatureColumn to(const Columns&... columns) const {
+        return {arguments, {&columns...}};
     }
-    /// Lets the last argument be repeated.
-    constexpr SignatureColumn repeated() const {
-        SignatureColumn repeatable = *this;
-        repeatable.isRepeatable = true;
-        return repeatable;
-    }
-    std::unique_ptr<OMMethodSignature> make() const;
-    /// Adds the types to a signature of the caller's own kind.
     void addTo(OMMethodSignature& signature) const;
+    std::unique_ptr<OMMethodSignature> make() const;
 };
 template <class... Columns>
 constexpr SignatureColumn takes(const Columns&... columns) {
-    return {.arguments = {&columns...}};
+    return {{&columns...}, {}};
 }
 
-/// A call on its way: `signature` is the place of the selected one among those of the row.
+/// A call on its way: `signature` is the place of the selected one among those of the record.
 struct MethodCall {
     std::size_t signature;
     int* resultCount;
@@ -59,8 +47,12 @@ struct MethodCall {
 
     /// How many results the caller wants; one when it did not say.
     int wantedResults() const { return *resultCount == 0 ? 1 : *resultCount; }
+    /// The object of an argument; raises "fixedpoint:method:noObject" for the null handle of an empty array.
     template <class Object>
     Object& object(int index) const {
+        if (arguments[index] == nullptr) {
+            raiseNoObject();
+        }
         return *objectOf<Object>(arguments[index]);
     }
     const hvArray* array(int index) const { return static_cast<const hvArray*>(arguments[index]); }
@@ -70,46 +62,48 @@ struct MethodCall {
         *resultCount = 1;
     }
     void giveNothing() const { *resultCount = 0; }
+
+ private:
+    [[noreturn]] static void raiseNoObject();
 };
 
-enum class Dispatch { OnFirst, OnAny };
+using MethodFunction = void (*)(const MethodCall& call);
 
-struct MethodRow {
-    static constexpr std::size_t maxSignatures = 3;
-
-    const char* name;
-    std::array<SignatureColumn, maxSignatures> signatures;
-    std::size_t signatureCount;
-    void (*invoke)(const MethodCall& call);
-    Dispatch dispatch = Dispatch::OnFirst;
-    /// Makes the signature objects, where they are of a kind of their own.
-    std::unique_ptr<OMMethodSignature> (*makeSignature)(const SignatureColumn& column) = nullptr;
-};
-
-/// The record of a row.
-class MethodRecord : public OMMethodInfo {
+class PlainMethodInfo : public OMMethodInfo {
  public:
-    explicit MethodRecord(const MethodRow& row);
+    PlainMethodInfo(const char* name, std::span<const SignatureColumn> signatures, MethodFunction invoke);
     void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
                       void** arguments) override;
 
  private:
-    const MethodRow& mRow;
+    MethodFunction mInvoke;
 };
 
-/// The record class of one row of a table, for those who name it.
-template <const auto& table, std::size_t index>
-class TableMethodInfo final : public MethodRecord {
- public:
-    TableMethodInfo() : MethodRecord(table[index]) {}
+struct MethodRow {
+    const char* name;
+    std::unique_ptr<OMMethodInfo> (*make)(const char* name);
 };
 
-/// Adds a record for each row.
-template <const auto& table>
-void addMethods(OMClass& objectClass) {
-    [&]<std::size_t... index>(std::index_sequence<index...>) {
-        (objectClass.addMethod(std::make_unique<TableMethodInfo<table, index>>()), ...);
-    }(std::make_index_sequence<std::size(table)>());
+void addMethods(OMClass& objectClass, std::span<const MethodRow> rows);
+
+// Makers of records.
+
+template <const auto& signatures, MethodFunction invoke>
+std::unique_ptr<OMMethodInfo> plain(const char* name) {
+    return std::make_unique<PlainMethodInfo>(name, signatures, invoke);
+}
+
+/// As `plain`, for a method that is called for an object at any place.
+template <const auto& signatures, MethodFunction invoke>
+std::unique_ptr<OMMethodInfo> plainOnAny(const char* name) {
+    auto made = plain<signatures, invoke>(name);
+    made->setDispatchedOnFirstArgument(false);
+    return made;
+}
+
+template <class Record>
+std::unique_ptr<OMMethodInfo> record(const char* name) {
+    return std::make_unique<Record>(name);
 }
 
 // Results in the shape of a host array.
@@ -125,13 +119,29 @@ inline hvArray* toHostResult(hvArray* value) {
     return value;
 }
 
-/// Asks one object a question by a member or a function; the answer travels as a host array, and no answer as none.
+// Functions of the records that `unary` makes.
+
 template <class Object, auto question>
-void unaryMethod(const MethodCall& call) {
+void ask(const MethodCall& call) {
     if constexpr (std::is_void_v<std::invoke_result_t<decltype(question), Object&>>) {
         std::invoke(question, call.object<Object>(0));
         call.giveNothing();
     } else {
         call.give(toHostResult(std::invoke(question, call.object<Object>(0))));
+    }
+}
+
+template <class Object>
+inline constexpr SignatureColumn objectToArray[] = {takes(datatypes::object<Object>).to(datatypes::array)};
+template <class Object>
+inline constexpr SignatureColumn objectToNothing[] = {takes(datatypes::object<Object>)};
+
+/// Asks one object by a member or a function; the answer travels as a host array, and no answer as no result.
+template <class Object, auto question>
+std::unique_ptr<OMMethodInfo> unary(const char* name) {
+    if constexpr (std::is_void_v<std::invoke_result_t<decltype(question), Object&>>) {
+        return plain<objectToNothing<Object>, ask<Object, question>>(name);
+    } else {
+        return plain<objectToArray<Object>, ask<Object, question>>(name);
     }
 }

@@ -5,12 +5,10 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <span>
-#include <string_view>
 #include <type_traits>
-#include <utility>
 
+#include "binding/handles.h"
 #include "binding/shapes.h"
 #include "host/OMClass.h"
 #include "host/OMDatabaseClient.h"
@@ -48,6 +46,11 @@ struct AccessColumn {
 struct PropertyCall {
     OMDatabaseClient* client;
     OMInterface* handle;
+
+    template <class Object>
+    Object& object() const {
+        return *objectOf<Object>(handle);
+    }
 };
 
 /// How a property is read and written; `set` is null for one that nobody can write.
@@ -77,28 +80,27 @@ class PropertyRecord : public OMPropInfoTemplate {
     const PropertyRow& mRow;
 };
 
-/// The record class of one row of a table, for those who name it.
-template <const auto& table, std::size_t index>
-class TablePropInfo final : public PropertyRecord {
- public:
-    TablePropInfo() : PropertyRecord(table[index]) {}
-};
+void addProperties(OMClass& objectClass, std::span<const PropertyRow> rows);
 
-/// Finds a row by name at compile time.
-template <const auto& table>
-consteval std::size_t rowNamed(std::string_view name) {
-    for (std::size_t i = 0; i < std::size(table); ++i) {
-        if (name == table[i].name) {
-            return i;
-        }
-    }
-    throw "no row of that name";
+// Functions of rows.
+
+/// What a getter returns, as a value.
+template <auto get, class Object>
+using Read = std::remove_cvref_t<std::invoke_result_t<decltype(get), Object&>>;
+
+template <class Object, auto get>
+void* reader(const PropertyCall& call) {
+    return Shape<Read<get, Object>>::box(std::invoke(get, call.object<Object>()));
 }
 
-/// Adds a record for each row.
-template <const auto& table>
-void addProperties(OMClass& objectClass) {
-    [&]<std::size_t... index>(std::index_sequence<index...>) {
-        (objectClass.addProperty(std::make_unique<TablePropInfo<table, index>>()), ...);
-    }(std::make_index_sequence<std::size(table)>());
+template <class Object, auto get, auto set>
+void writer(const PropertyCall& call, const void* value) {
+    std::invoke(set, call.object<Object>(), Shape<Read<get, Object>>::unbox(value));
+}
+
+/// A property that two members or functions of the object read and write; the setter may take the value in a form to
+/// which the getter's converts.
+template <class Object, auto get, auto set>
+constexpr PropertyFunctions field() {
+    return {reader<Object, get>, writer<Object, get, set>};
 }

@@ -92,6 +92,7 @@ class TOLVANE_API fi {
         Nunderflows = 44,
         Maxlog = 45,
         Minlog = 46,
+        Tag = 47,
         DataTypeOverride = 49,
         Last = 50
     };
@@ -558,7 +559,9 @@ class TOLVANE_API fi {
     void fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision);
     void fillFromComplex(const double* re, const double* im, std::uint64_t valueCount);
     void setDefaultPrecision() const;
-    /// Stores the data of a numeric or logical host array and quantizes it by the given modes.
+    /// Raises for host values that an array of this type can't take.
+    void checkHostValues(const hvArray* values) const;
+    /// Checks and stores the data of a host array and quantizes it by the given modes.
     void fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow);
     /// Sets a register's current element to zero and returns it.
     static fi& cleared(fi& reg);

@@ -197,23 +197,39 @@ void fi::fillFromComplex(const double* re, const double* im, std::uint64_t value
     quantizeAll(false);
 }
 
-void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow) {
+void fi::checkHostValues(const hvArray* values) const {
     if (!isNumericOrLogical(values)) {
         raiseError("fixedpoint:fi:constructor:numeric", "FI constructor only valid for numeric data");
     }
-    NumericType::errorIfComplexLogical(getDataType(), !mIsReal);
+    NumericType::errorIfComplexLogical(getDataType(), hasImaginaryPart(values));
+    const std::uint64_t count = hvGetNumberOfElements(values);
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
-        const T* const re = hvGetTypedData<T>(values).data();
-        const T* const im = hvGetTypedImagData<T>(values).data();
-        const std::uint64_t imaginaryCount = mImag.numel();
         if constexpr (std::is_floating_point_v<T>) {
-            NumericType::checkNaNInf(getDataType(), re, mNumel);
-            NumericType::checkNaNInf(getDataType(), im, imaginaryCount);
+            NumericType::checkNaNInf(getDataType(), hvGetTypedData<T>(values).data(), count);
+            NumericType::checkNaNInf(getDataType(), hvGetTypedImagData<T>(values).data(),
+                                     hasImaginaryPart(values) ? count : 0);
         }
-        storeValues(mReal, re, mNumel, getNumericType());
-        storeValues(mImag, im, imaginaryCount, getNumericType());
+    });
+}
+
+void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow) {
+    checkHostValues(values);
+    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
+        storeValues(mReal, hvGetTypedData<T>(values).data(), mNumel, getNumericType());
+        storeValues(mImag, hvGetTypedImagData<T>(values).data(), mImag.numel(), getNumericType());
     });
     mAssignmentQuantizer.set(getNumericType(), round, overflow, false);
     quantizeAll(false);
     updateAssignmentQuantizer();
+}
+
+void fi::setDoubleHvArray(const hvArray* values) {
+    checkHostValues(values);
+    const bool isComplex = hasImaginaryPart(values);
+    errorIfComplexSlopeBias(isComplex);
+    const Dimensions dims = hostDimensions(values);
+    resizeEntries(dimensionProduct(dims), wordPrecision(), isComplex);
+    setIsReal(!isComplex);
+    copyDimensions(dims.data(), dims.size());
+    fillFromHost(values, getRoundMode(), getOverflowMode());
 }

@@ -1,0 +1,23 @@
+// The class "embedded.quantizer".
+#pragma once
+
+#include "binding/SingletonOMClass.h"
+#include "quantization/quantizer.h"
+
+class QuantizerOMClass : public ObjectOMClass<QuantizerOMClass, quantizer> {
+ public:
+    static constexpr ClassRow row{.name = "quantizer", .flagB = ClassFlag::Yes};
+
+    using OMClass::createClassSpecificObject;
+    /// Makes a quantizer from host arrays: none, for signed 16-bit words that floor and saturate; or a type and a
+    /// number for both modes, 0 for ceil and saturate or 1 for convergent and wrap. Raises
+    /// "fixedpoint:quantizer:constructor:badsignature".
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+    /// Lets "logreport" of the host's language be called for a quantizer at any place.
+    void respondToMethodAddedFromVELMAR(OMMethodInfo* method) override;
+
+ private:
+    friend SingletonOMClass;
+    QuantizerOMClass() = default;
+    void fill() {}
+};

@@ -1,0 +1,262 @@
+// The methods of class "fi".
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include "binding/EmbeddedFiSetMethodInfo.h"
+#include "binding/FiOMClass.h"
+#include "binding/FiSumMethods.h"
+#include "binding/FimathOMClass.h"
+#include "binding/NumericTypeOMClass.h"
+#include "binding/QloggerOMClass.h"
+#include "binding/fi_tables.h"
+#include "binding/methods.h"
+#include "host/ErrorIdException.h"
+
+namespace {
+
+using datatypes::array;
+using datatypes::real;
+using EmbeddedTypeSystem::NumericType;
+
+constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
+
+constexpr SignatureColumn fiToFi[] = {takes(fiHandle).to(fiHandle)};
+constexpr SignatureColumn fiToType[] = {takes(fiHandle).to(datatypes::object<NumericType>)};
+constexpr SignatureColumn fiToRules[] = {takes(fiHandle).to(datatypes::object<fimath>)};
+constexpr SignatureColumn fiAndArrayToLog[] = {takes(fiHandle, array).to(datatypes::object<qlogger>)};
+constexpr SignatureColumn fiAndFiToNothing[] = {takes(fiHandle, fiHandle)};
+constexpr SignatureColumn nothingToArray[] = {takes().to(array)};
+constexpr SignatureColumn arrays[] = {takes(array, array).to(array), takes(array, array, array).to(array)};
+
+// Questions
+
+bool isFi(const fi& /*object*/) {
+    return true;
+}
+template <fi::ScalingEnum scaling>
+bool hasScaling(const fi& object) {
+    return object.getScaling() == scaling;
+}
+int lastPropertySet(const fi& object) {
+    return static_cast<int>(object.getLastPropertySet());
+}
+/// Readers never see the mark, as in the property of the name.
+bool isAutoScaled(const fi& /*object*/) {
+    return false;
+}
+void displayGlobalLog(const fi& /*object*/) {
+    fi::displayGlobalLog();
+}
+void resetGlobalLog(const fi& /*object*/) {
+    fi::resetGlobalLog();
+}
+
+// Others
+
+[[noreturn]] void raiseForLoop(const MethodCall& /*call*/) {
+    raiseError("fixedpoint:fi:ForLoopIndexingNotSupported",
+               "FOR loop iteration over embedded.fi objects is not supported. Consider rewriting the loop to use an "
+               "independent index variable to access the data in the embedded.fi object.");
+}
+
+[[noreturn]] void raiseColon(const MethodCall& /*call*/) {
+    raiseError("fixedpoint:fi:colon:NotDefined", "COLON is not defined for input arguments of type 'embedded.fi'.");
+}
+
+void copy(const MethodCall& call) {
+    call.give(FiOMClass::wrap(std::make_unique<fi>(call.object<fi>(0))));
+}
+
+void copyType(const MethodCall& call) {
+    call.give(NumericTypeOMClass::wrap(std::make_unique<NumericType>(call.object<fi>(0).getNumericType())));
+}
+
+void copyRules(const MethodCall& call) {
+    call.give(FimathOMClass::wrap(std::make_unique<fimath>(call.object<fi>(0).getFimath())));
+}
+
+void copyData(const MethodCall& call) {
+    fi& target = call.object<fi>(0);
+    target.copydata(call.object<fi>(1));
+    fi::displaySubsasgnLogging(target.getQlogger());
+    if (fi::getLogging()) {
+        fi::updateAssignlog(target.getQlogger());
+    }
+    call.giveNothing();
+}
+
+void copyLog(const MethodCall& call) {
+    const fi& object = call.object<fi>(0);
+    const double given = hvGetScalar(call.array(1));
+    const double selector = std::trunc(given);
+    const qlogger* log = nullptr;
+    if (selector == 0.0) {
+        log = &object.getQlogger();
+    } else if (selector == 1.0 && object.isSumRegisterInitialized()) {
+        log = &object.getsumQlogger();
+    } else if (selector == 2.0 && object.isProductRegisterInitialized()) {
+        log = &object.getproductQlogger();
+    }
+    // A copy for the user to look at: it must not count once more in the log map when it ends.
+    call.give(QloggerOMClass::wrap(log == nullptr ? std::make_unique<qlogger>(false)
+                                                  : std::make_unique<qlogger>(*log, false)));
+}
+
+/// Processes of any word size answer alike.
+void is64BitPlatform(const MethodCall& call) {
+    call.give(hvCreateLogicalScalar(false));
+}
+
+std::unique_ptr<OMMethodInfo> staticIs64BitPlatform(const char* name) {
+    auto made = plain<nothingToArray, is64BitPlatform>(name);
+    made->setStatic(true);
+    return made;
+}
+
+std::unique_ptr<OMMethodInfo> set(const char* /*name*/) {
+    return std::make_unique<EmbeddedFiSetMethodInfo>("FI");
+}
+
+// "size"
+
+/// Any number of results.
+class FiSizeSignature : public OMMethodSignature {
+ public:
+    int getNumberOfReturnArgs() const override { return -1; }
+    OMDataType* getReturnType(int /*index*/) const override { return array.find(); }
+};
+
+class FiSizeMethodInfo : public OMMethodInfo {
+ public:
+    explicit FiSizeMethodInfo(const char* name) : OMMethodInfo(0) {
+        setName(name, true);
+        for (const SignatureColumn& column : {takes(fiHandle), takes(fiHandle, array)}) {
+            auto signature = std::make_unique<FiSizeSignature>();
+            column.addTo(*signature);
+            addMethodSignature(std::move(signature));
+        }
+    }
+    void invokeMethod(OMMethodSignature* /*signature*/, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override {
+        const MethodCall call{0, resultCount, results, argumentCount, arguments};
+        if (argumentCount > 2) {
+            raiseError("fixedpoint:fi:size:tooManyInputs", "Too many input arguments.");
+        }
+        if (argumentCount == 2) {
+            giveOne(call);
+        } else if (call.wantedResults() == 1) {
+            giveRow(call);
+        } else {
+            giveEach(call);
+        }
+    }
+
+ private:
+    static void giveOne(const MethodCall& call) {
+        if (call.wantedResults() > 1) {
+            raiseError("fixedpoint:fi:size:tooManyOutputs", "Too many output arguments.");
+        }
+        call.give(hvCreateDoubleScalar(static_cast<double>(call.object<fi>(0).getDimension(dimension(call.array(1))))));
+    }
+    static void giveRow(const MethodCall& call) {
+        const auto dims = call.object<fi>(0).dimensions();
+        hvArray* const row = hvCreateDoubleMatrix(1, dims.size());
+        for (std::size_t i = 0; i < dims.size(); ++i) {
+            hvGetPr(row)[i] = static_cast<double>(dims[i]);
+        }
+        call.give(row);
+    }
+    /// The last result takes all dimensions that are left.
+    static void giveEach(const MethodCall& call) {
+        const auto dims = call.object<fi>(0).dimensions();
+        const auto wanted = static_cast<std::size_t>(call.wantedResults());
+        std::vector<hvArrayOwner> sizes;
+        for (std::size_t i = 0; i < wanted; ++i) {
+            std::uint64_t size = i < dims.size() ? dims[i] : 1;
+            for (std::size_t rest = i + 1; i + 1 == wanted && rest < dims.size(); ++rest) {
+                size *= dims[rest];
+            }
+            sizes.emplace_back(hvCreateDoubleScalar(static_cast<double>(size)));
+        }
+        for (std::size_t i = 0; i < wanted; ++i) {
+            call.results[i] = sizes[i].release();
+        }
+        *call.resultCount = static_cast<int>(wanted);
+    }
+    static std::uint64_t dimension(const hvArray* value) {
+        const double given = hvIsNumeric(value) && hvIsScalar(value) && !hvIsComplex(value) ? hvGetScalar(value) : 0.0;
+        if (!(given >= 1.0 && given <= static_cast<double>(std::numeric_limits<int>::max()) &&
+              given == std::floor(given))) {
+            raiseError("fixedpoint:fi:size:dimensionMustBePositiveInteger",
+                       "Dimension argument must be a positive integer scalar within indexing range.");
+        }
+        return static_cast<std::uint64_t>(given);
+    }
+};
+
+template <auto question>
+std::unique_ptr<OMMethodInfo> asked(const char* name) {
+    return unary<fi, question>(name);
+}
+
+// Name, how its record is made.
+constexpr MethodRow fiMethods[] = {
+    {"_colonobj", plainOnAny<arrays, raiseForLoop>},
+    {"colon", plainOnAny<arrays, raiseColon>},
+    {"numberofelements", asked<&fi::numel>},
+    {"isfi", asked<isFi>},
+    {"isdouble", asked<&fi::isDouble>},
+    {"issingle", asked<&fi::isSingle>},
+    {"isboolean", asked<&fi::isBoolean>},
+    {"isfloat", asked<&fi::isFloat>},
+    {"isfixed", asked<&fi::isFixed>},
+    {"isscalingbinarypoint", asked<hasScaling<fi::ScalingEnum::BinaryPoint>>},
+    {"isscalingslopebias", asked<hasScaling<fi::ScalingEnum::SlopeBias>>},
+    {"isscalingunspecified", asked<hasScaling<fi::ScalingEnum::Unspecified>>},
+    {"isscaledtype", asked<&fi::isScaledType>},
+    {"isscaleddouble", asked<&fi::isScaledDouble>},
+    {"isempty", asked<&fi::isempty>},
+    {"isscalar", asked<&fi::isscalar>},
+    {"iscolumn", asked<&fi::iscolumn>},
+    {"isrow", asked<&fi::isrow>},
+    {"isvector", asked<&fi::isvector>},
+    {"isreal", asked<&fi::isreal>},
+    {"length", asked<&fi::length>},
+    {"ndims", asked<&fi::ndims>},
+    {"size", record<FiSizeMethodInfo>},
+    {"copy", plain<fiToFi, copy>},
+    {"maxlog", asked<&fi::getMaxLogAsRealWorldValue>},
+    {"minlog", asked<&fi::getMinLogAsRealWorldValue>},
+    {"noverflows", asked<&fi::getNoverflows>},
+    {"nunderflows", asked<&fi::getNunderflows>},
+    {"noperations", asked<&fi::getNoperations>},
+    {"nmathoperations", asked<&fi::getNmathoperations>},
+    {"getqloggerstruct", plain<fiAndArrayToLog, copyLog>},
+    {"numerictype", plain<fiToType, copyType>},
+    {"fimath", plain<fiToRules, copyRules>},
+    {"data", asked<&fi::getDoubleHvArray>},
+    {"double", asked<&fi::getDoubleHvArray>},
+    {"plus", record<FiPlusMethodInfo>},
+    {"minus", record<FiMinusMethodInfo>},
+    {"copydata", plain<fiAndFiToNothing, copyData>},
+    {"displaygloballog", asked<displayGlobalLog>},
+    {"resetgloballog", asked<resetGlobalLog>},
+    {"resetlogging", asked<&fi::resetLogging>},
+    {"resetlog", asked<&fi::resetLogging>},
+    {"isautoscaled", asked<isAutoScaled>},
+    {"datasetbypvpair", asked<&fi::getDataSetByPVPair>},
+    {"LastPropertySet", asked<lastPropertySet>},
+    {"isfimathlocal", asked<&fi::getFimathIsLocal>},
+    {"consolidatelocalfilogs", asked<&fi::consolidatelocalfilogs>},
+    {"Is64BitPlatform", staticIs64BitPlatform},
+    {"set", set},
+};
+
+}  // namespace
+
+void addFiMethods(OMClass& objectClass) {
+    addMethods(objectClass, fiMethods);
+}

@@ -1,0 +1,19 @@
+// The class "embedded.filog".
+#pragma once
+
+#include "binding/SingletonOMClass.h"
+#include "logging/filog.h"
+
+class filogOMClass : public ObjectOMClass<filogOMClass, filog> {
+ public:
+    static constexpr ClassRow row{.name = "filog", .flagA = ClassFlag::No};
+
+    using OMClass::createClassSpecificObject;
+    /// Makes an empty record of the default type. Raises "fixedpoint:filog:nargchk:tooManyInputs".
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+
+ private:
+    friend SingletonOMClass;
+    filogOMClass() = default;
+    void fill();
+};

@@ -1,0 +1,89 @@
+#include "binding/module.h"
+
+#include "binding/FiOMClass.h"
+#include "binding/FimathOMClass.h"
+#include "binding/NumericTypeOMClass.h"
+#include "binding/QloggerOMClass.h"
+#include "binding/QuantizerOMClass.h"
+#include "binding/TypeOMClasses.h"
+#include "binding/filogOMClass.h"
+#include "binding/lifetime.h"
+#include "descriptors/embedded.h"
+#include "host/hd.h"
+
+namespace {
+
+bool sIsStarted = false;
+bool sIsStopped = false;
+bool sNeedsDeclaring = true;
+bool sNeedsRegistering = true;
+
+constexpr VLFunctionList noFunctions{};
+constexpr VLFunctionTable functionTable{&noFunctions, {0x345F20F1, 0x4C3BC66E}, 0};
+
+template <class... Records>
+void build() {
+    (static_cast<void>(Records::getInstance()), ...);
+}
+
+template <class... Records>
+void declare() {
+    (Records::registerOMClass(), ...);
+}
+
+template <class... Records>
+void fill() {
+    (Records::init(), ...);
+}
+
+}  // namespace
+
+void VLInitialize_tolvane() {
+    if (sIsStarted) {
+        return;
+    }
+    hdLoadModuleForPackageOrClass("Lorimer");
+    embedded::getEmbeddedPackage();
+    build<TypeOMC, ScalarTypeOMC, PointerTypeOMC, ComplexTypeOMC, VoidTypeOMC, OpaqueTypeOMC, CharTypeOMC,
+          MatrixTypeOMC, StructTypeOMC, StructElementOMC, FIEnumTypeOMC>();
+    build<NumericTypeOMClass, QuantizerOMClass, FimathOMClass, GlobalFimathOMClass, FiOMClass, QloggerOMClass,
+          filogOMClass>();
+    fill<NumericTypeOMClass, QuantizerOMClass, FimathOMClass, GlobalFimathOMClass, FiOMClass, QloggerOMClass,
+         filogOMClass>();
+    embedded::registerFeatures();
+    sIsStarted = true;
+}
+
+void VLTerminate_tolvane() {
+    if (sIsStopped) {
+        return;
+    }
+    embedded::terminateEmbeddedPackage();
+    if (sIsStarted) {
+        lifetime::setStopped();
+    }
+    sIsStopped = true;
+}
+
+const VLFunctionTable* QueryVLFcnTable_tolvane() {
+    return &functionTable;
+}
+
+const VLFunctionList* QueryVLFcns_tolvane() {
+    return &noFunctions;
+}
+
+void Tolvane::declareOMClasses() {
+    if (sNeedsDeclaring) {
+        declare<NumericTypeOMClass, QuantizerOMClass, FimathOMClass, FiOMClass, QloggerOMClass, GlobalFimathOMClass>();
+        sNeedsDeclaring = false;
+    }
+}
+
+void Tolvane::registerOMClasses() {
+    if (sNeedsRegistering) {
+        declareOMClasses();
+        fill<NumericTypeOMClass, QuantizerOMClass, FimathOMClass, FiOMClass, QloggerOMClass, GlobalFimathOMClass>();
+        sNeedsRegistering = false;
+    }
+}
