@@ -26,7 +26,7 @@ test:
 bench:
 	@tools/install-deps build bench
 	@tools/build bench
-	@build/bench/benchmarks/quantize_bench $(ARGS)
+	@for bench in build/bench/benchmarks/*_bench; do $$bench $(ARGS) || exit 1; done
 
 format:
 	@tools/install-deps check
