@@ -1,0 +1,416 @@
+// The surface of class "fi": constructors, every property by its access, the methods, and the life of handles.
+#include <array>
+#include <cmath>
+#include <map>
+#include <random>
+
+#include "tests/binding/session_support.h"
+
+namespace {
+
+class FiSurface : public BindingTest {
+ protected:
+    /// Writes as the system's own code does, past the access of users.
+    static void setInternally(const Value& object, const char* name, const void* value) {
+        object.interface()->getClass()->getProperty(name)->setValue(OMDatabaseClient::getInternalClient(),
+                                                                    object.interface(), value);
+    }
+};
+
+// Constructors
+
+TEST_F(FiSurface, ConstructorShapes) {
+    const Value empty = session.construct("embedded.fi");
+    EXPECT_TRUE(session.call("isempty", {empty}).toBool());
+    EXPECT_FALSE(session.call("isfimathlocal", {empty}).toBool());
+    const Value one = session.construct("embedded.fi", {M_PI});
+    EXPECT_EQ(typeOf(one), "s16,15");
+    EXPECT_EQ(valuesOf(one), std::vector<double>{1.0 - 0x1p-15});
+    EXPECT_TRUE(session.call("isfimathlocal", {one}).toBool());
+    EXPECT_EQ(typeOf(fi(M_PI, type(true, 20, 4))), "s20,4");
+    EXPECT_EQ(typeOf(fi(M_PI, type("Fixed-point: unspecified scaling"))), "s16,13");
+    EXPECT_EQ(fi(1, type(true, 8, 0), rules({{"OverflowMode", "wrap"}})).get("OverflowMode").toText(), "wrap");
+    EXPECT_FALSE(session.call("isfimathlocal", {fi(1, type(true, 8, 0), false)}).toBool());
+    EXPECT_TRUE(session.call("isfimathlocal", {fi(1, type(true, 8, 0), true)}).toBool());
+
+    const Value t = type(true, 8, 0);
+    EXPECT_EQ(thrownBy([&] {
+                  session.construct("embedded.fi", {1, t, true, 1});
+              }),
+              (Raised{"fixedpoint:fi:nargchk:tooManyInputs", "Too many input arguments"}));
+    EXPECT_EQ(thrownBy([&] { session.construct("embedded.fi", {"text"}); }),
+              (Raised{"fixedpoint:fi:constructor:numeric", "FI constructor only valid for numeric data"}));
+    EXPECT_EQ(thrownBy([&] { fi(1, 2); }).id, "fixedpoint:numerictype:mustBeNumericType");
+    EXPECT_EQ(thrownBy([&] { fi(NAN, t); }).id, "fixedpoint:nofixednan");
+    for (const char* const name : {"numerictype", "fimath", "globalfimath", "qlogger", "filog"}) {
+        const std::string owner = std::string(name) == "globalfimath" ? "fimath" : name;
+        EXPECT_EQ(thrownBy([&] { session.construct("embedded." + std::string(name), {1}); }),
+                  (Raised{"fixedpoint:" + owner + ":nargchk:tooManyInputs", "Too many input arguments"}));
+        EXPECT_EQ(session.construct("embedded." + std::string(name)).className(), "embedded." + std::string(name));
+    }
+    EXPECT_EQ(session.construct("embedded.quantizer", {t, 1}).className(), "embedded.quantizer");
+    EXPECT_EQ(thrownBy([&] { session.construct("embedded.quantizer", {t}); }).id,
+              "fixedpoint:quantizer:constructor:badsignature");
+    EXPECT_EQ(thrownBy([&] { session.construct("embedded.type"); }).id, "VELMAR:class:notConstructible");
+}
+
+TEST_F(FiSurface, WithoutTheFeatureAnEmptyArrayHasRulesOfItsOwn) {
+    session.setFeature("FimathLessFis", 0);
+    EXPECT_TRUE(session.call("isfimathlocal", {session.construct("embedded.fi")}).toBool());
+    session.setFeature("FimathLessFis", 1);
+}
+
+// Properties
+
+/// Letters as a user meets them: set, get, saved, copied, heard of, shown.
+struct Access {
+    const char* name;
+    const char* letters;
+    /// What an array of default type and rules answers; skipped for an empty cell value.
+    Value value;
+    /// Another value to write, where writing is allowed.
+    Value other;
+};
+
+/// Properties of type "int32" answer in that class.
+Value asDouble(const Value& value) {
+    return value.className() == "int32" ? Value(value.toDouble()) : value;
+}
+
+TEST_F(FiSurface, EveryPropertyIsReadAndWrittenUnderItsAccess) {
+    const Value none = Value::cells({});
+    const Access rows[] = {
+        {"numerictype", "-g----", none, none},
+        {"DataTypeMode", "-gzclv", "Fixed-point: binary point scaling", none},
+        {"DataTypeModeNoWarning", "-g----", "Fixed-point: binary point scaling", none},
+        {"DataType", "-g--lv", "Fixed", none},
+        {"Scaling", "-g--lv", "BinaryPoint", none},
+        {"Signed", "-gzclv", true, none},
+        {"Signedness", "-g--lv", "Signed", none},
+        {"SignednessBool", "-g--l-", true, none},
+        {"WordLength", "-gzclv", 16, none},
+        {"FractionLength", "-g--lv", 15, none},
+        {"BinaryPoint", "----lv", none, none},
+        {"FixedExponent", "-gzclv", -15, none},
+        {"Slope", "-g--lv", 0x1p-15, none},
+        {"SlopeAdjustmentFactor", "-gzclv", 1, none},
+        {"Bias", "-gzclv", 0, none},
+        {"DataTypeOverride", "--z-lv", none, none},
+        {"fimath", "sg----", none, none},
+        {"RoundMode", "sgzclv", "nearest", "floor"},
+        {"OverflowMode", "sgzclv", "saturate", "wrap"},
+        {"ProductMode", "sgzclv", "FullPrecision", "KeepLSB"},
+        {"ProductWordLength", "sgzclv", 32, 40},
+        {"MaxProductWordLength", "sgzclv", 128, 64},
+        {"ProductFractionLength", "sgzclv", 30, 20},
+        {"ProductFixedExponent", "sgzclv", -30, -11},
+        {"ProductSlope", "sgz-lv", 0x1p-30, 0x1p-7},
+        {"ProductSlopeAdjustmentFactor", "sgzclv", 1, 1.5},
+        {"ProductBias", "sgzclv", 0, 2},
+        {"SumMode", "sgzclv", "FullPrecision", "SpecifyPrecision"},
+        {"SumWordLength", "sgzclv", 32, 24},
+        {"MaxSumWordLength", "sgzclv", 128, 96},
+        {"SumFractionLength", "sgzclv", 30, 9},
+        {"SumFixedExponent", "sgzclv", -30, 3},
+        {"SumSlope", "sgz-lv", 0x1p-30, 0x1p-5},
+        {"SumSlopeAdjustmentFactor", "sgzclv", 1, 1.25},
+        {"SumBias", "sgzclv", 0, -1},
+        {"CastBeforeSum", "sgzclv", true, false},
+        {"CStyle", "s-----", none, 16},
+        {"Logging", "-gz-l-", false, none},
+        {"isautoscaled", "-g----", false, none},
+        {"datasetbypvpair", "-g----", false, none},
+        {"fimathislocal", "sgzc--", true, false},
+        {"double", "sg----", 0.5, 0.25},
+        {"data", "sg----", 0.5, 0.25},
+        {"noverflows", "-gzcl-", 0, none},
+        {"nunderflows", "-gzcl-", 0, none},
+        {"maxlog", "-gzcl-", std::numeric_limits<double>::lowest(), none},
+        {"minlog", "-gzcl-", std::numeric_limits<double>::max(), none},
+        {"LastPropertySet", "----lv", none, none},
+        {"Tag", "sgzclv", "", "here"},
+    };
+    const auto properties = s16(0.5).interface()->getClass()->getProperties();
+    ASSERT_EQ(properties.size(), std::size(rows));
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const Access& row = rows[i];
+        SCOPED_TRACE(row.name);
+        const OMPropInfo& property = *properties[i];
+        EXPECT_STREQ(property.getName(), row.name);
+        const std::pair<bool, char> attributes[] = {
+            {property.isExternalSetAccess(), 's'}, {property.isExternalGetAccess(), 'g'},
+            {property.isSerializeAccess(), 'z'},   {property.isCopyAccess(), 'c'},
+            {property.isListenerAccess(), 'l'},    {property.isVisible(), 'v'}};
+        std::string letters;
+        for (const auto& [isOn, letter] : attributes) {
+            letters += isOn ? letter : '-';
+        }
+        EXPECT_EQ(letters, row.letters);
+        EXPECT_FALSE(property.isInitAccess() || property.isDefaultAccess() || property.isResetAccess() ||
+                     property.isAbortSetAccess());
+
+        const Value object = s16(0.5);
+        if (row.letters[1] != 'g') {
+            EXPECT_EQ(thrownBy([&] { object.get(row.name); }).id, "VELMAR:class:noGetAccess");
+        } else if (const Value read = object.get(row.name); row.value.className() != "cell") {
+            EXPECT_EQ(asDouble(read), row.value);
+        }
+        if (row.letters[0] != 's') {
+            EXPECT_EQ(thrownBy([&] { object.set(row.name, 1); }).id, "VELMAR:class:noSetAccess");
+        } else if (row.other.className() != "cell") {
+            object.set(row.name, row.other);
+            if (row.letters[1] == 'g') {
+                EXPECT_EQ(asDouble(object.get(row.name)), row.other);
+            }
+        }
+    }
+}
+
+TEST_F(FiSurface, AWriteLeavesItsOrdinal) {
+    const std::pair<const char*, std::pair<Value, int>> rows[] = {{"RoundMode", {"fix", 13}},
+                                                                  {"OverflowMode", {"wrap", 14}},
+                                                                  {"ProductMode", {"KeepMSB", 16}},
+                                                                  {"SumWordLength", {12, 21}},
+                                                                  {"CastBeforeSum", {true, 24}},
+                                                                  {"double", {0.5, 25}},
+                                                                  {"data", {0.5, 26}},
+                                                                  {"SumFixedExponent", {-3, 35}},
+                                                                  {"ProductBias", {1, 42}},
+                                                                  {"SumSlopeAdjustmentFactor", {1.5, 37}},
+                                                                  {"Tag", {"x", 47}}};
+    for (const auto& [name, written] : rows) {
+        const Value object = s16(0.5);
+        object.set(name, written.first);
+        EXPECT_EQ(session.call("LastPropertySet", {object}).toDouble(), written.second) << name;
+    }
+    const Value object = s16(0.5);
+    const std::int32_t wordLength = 70;
+    setInternally(object, "WordLength", &wordLength);
+    EXPECT_EQ(object.get("WordLength").toDouble(), 70.0);
+    EXPECT_EQ(session.call("LastPropertySet", {object}).toDouble(), 5.0);
+    setInternally(object, "WordLength", nullptr);
+    EXPECT_EQ(object.get("WordLength").toDouble(), 70.0);
+    setInternally(object, "numerictype", type(false, 9, 3).interface());
+    EXPECT_EQ(typeOf(object), "u9,3");
+}
+
+TEST_F(FiSurface, AWriteToTheRulesGivesTheArrayRulesOfItsOwn) {
+    const Value object = fi(0.5, type(true, 16, 15), false);
+    object.set("SumMode", "KeepLSB");
+    EXPECT_TRUE(object.get("fimathislocal").toBool());
+    EXPECT_EQ(fi(0.5, type(true, 16, 15), false).get("SumMode").toText(), "FullPrecision");
+    object.set("fimath", Value());
+    EXPECT_FALSE(object.get("fimathislocal").toBool());
+    EXPECT_EQ(object.get("SumMode").toText(), "FullPrecision");
+    object.set("fimath", rules({{"RoundMode", "ceil"}}));
+    EXPECT_EQ(object.get("fimath").get("RoundMode").toText(), "ceil");
+    EXPECT_EQ(session.call("fimath", {object}).get("RoundMode").toText(), "ceil");
+
+    const Value real = fi(0.5, type("Double"), false);
+    real.set("RoundMode", "floor");
+    EXPECT_FALSE(real.get("fimathislocal").toBool());
+    EXPECT_EQ(real.get("RoundMode").toText(), "nearest");
+}
+
+TEST_F(FiSurface, ARefusedWriteLeavesTheArrayAsItWas) {
+    const Value object = fi(std::vector<double>{0.5, 0.25}, type(true, 16, 15), false);
+    const std::tuple<const char*, Value, const char*> rows[] = {
+        {"ProductWordLength", 0, "fixedpoint:fimath:NonPositiveProductWordLength"},
+        {"MaxSumWordLength", 65536, "fixedpoint:fimath:TooBigMaxSumWordLength"},
+        {"SumSlope", -1, "TolvaneKit:fimathInvalidSetting"},
+        {"RoundMode", "sideways", "VELMAR:datatype:badValue"},
+        {"CStyle", "text", "fixedpoint:fimath:cstyle:badvalue"},
+        {"fimath", "unknown tag", "VELMAR:class:MustBeHandle"},
+        {"fimath", 1, "VELMAR:class:WrongObjectType"},
+        {"double", "text", "fixedpoint:fi:constructor:numeric"},
+        {"data", std::vector<double>{1, NAN}, "fixedpoint:nofixednan"},
+    };
+    for (const auto& [name, value, id] : rows) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(thrownBy([&] { object.set(name, value); }).id, id);
+        EXPECT_FALSE(object.get("fimathislocal").toBool());
+        EXPECT_EQ(valuesOf(object), (std::vector<double>{0.5, 0.25}));
+        EXPECT_EQ(session.call("LastPropertySet", {object}).toDouble(), 26.0);
+    }
+}
+
+TEST_F(FiSurface, DataTakesSizeAndComplexityAndKeepsTheType) {
+    const Value object = s16(0.5);
+    const std::vector<double> re = {1, 2, -3, 0.5, 0.1, -0.1};
+    const std::vector<double> im = {0, 0, 0, 0, 0, 0.75};
+    object.set("data", Value::matrix(2, 3, re, im));
+    EXPECT_EQ(session.call("size", {object}).toDoubles(), (std::vector<double>{2, 3}));
+    EXPECT_FALSE(session.call("isreal", {object}).toBool());
+    const double max = 1.0 - 0x1p-15;
+    const double tenth = std::floor(std::ldexp(0.1, 15) + 0.5) / 32768.0;
+    EXPECT_EQ(object.get("data"), Value::matrix(2, 3, std::vector<double>{max, max, -1, 0.5, tenth, -tenth}, im));
+    object.set("double", 0.25);
+    EXPECT_EQ(object.get("double"), Value(0.25));
+    EXPECT_EQ(typeOf(object), "s16,15");
+}
+
+TEST_F(FiSurface, OnlyUsersAreWarnedOfTheDataTypeMode) {
+    const Value object = s16(0.5);
+    session.takeWarnings();
+    object.get("DataTypeMode");
+    const auto warnings = session.takeWarnings();
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0].id, "fi:getdatatypemode");
+    EXPECT_EQ(warnings[0].text.substr(0, 60), "The values returned by the DataTypeMode property have change");
+    object.get("DataTypeModeNoWarning");
+    session.setFeature("FiWarnForDataTypeMode", 0);
+    object.get("DataTypeMode");
+    session.setFeature("FiWarnForDataTypeMode", 1);
+    EXPECT_TRUE(session.takeWarnings().empty());
+}
+
+// Methods
+
+TEST_F(FiSurface, QuestionsOfTypeAndShape) {
+    const Value matrix = s16(Value::matrix(2, 3, std::vector<double>(6, 0.5)));
+    const Value row = fi(std::vector<double>{1, 2}, type("Double"));
+    const Value scaled = fi(1, type("Scaled double: binary point scaling"));
+    const Value empty = session.construct("embedded.fi");
+    struct Row {
+        const char* method;
+        std::array<int, 4> answers;
+    };
+    const Row rows[] = {
+        {"numberofelements", {6, 2, 1, 0}},
+        {"isfi", {1, 1, 1, 1}},
+        {"isdouble", {0, 1, 0, 0}},
+        {"issingle", {0, 0, 0, 0}},
+        {"isboolean", {0, 0, 0, 0}},
+        {"isfloat", {0, 1, 0, 0}},
+        {"isfixed", {1, 0, 0, 1}},
+        {"isscalingbinarypoint", {1, 0, 1, 1}},
+        {"isscalingslopebias", {0, 0, 0, 0}},
+        {"isscalingunspecified", {0, 0, 0, 0}},
+        {"isscaledtype", {1, 0, 1, 1}},
+        {"isscaleddouble", {0, 0, 1, 0}},
+        {"isempty", {0, 0, 0, 1}},
+        {"isscalar", {0, 0, 1, 0}},
+        {"iscolumn", {0, 0, 1, 0}},
+        {"isrow", {0, 1, 1, 0}},
+        {"isvector", {0, 1, 1, 0}},
+        {"isreal", {1, 1, 1, 1}},
+        {"length", {3, 2, 1, 0}},
+        {"ndims", {2, 2, 2, 2}},
+    };
+    for (const Row& asked : rows) {
+        const Value objects[] = {matrix, row, scaled, empty};
+        for (std::size_t i = 0; i < 4; ++i) {
+            EXPECT_EQ(session.call(asked.method, {objects[i]}).toDouble(), asked.answers[i]) << asked.method << i;
+        }
+    }
+    EXPECT_FALSE(session.callStatic("embedded.fi", "Is64BitPlatform").toBool());
+}
+
+TEST_F(FiSurface, SizeGivesAsManyResultsAsAreWanted) {
+    const std::size_t dims[] = {2, 3, 4};
+    const Value cube = s16(Value(hvArrayOwner(hvCreateNumericArray(3, dims, hvDOUBLE_CLASS))));
+    EXPECT_EQ(session.call("size", {cube}).toDoubles(), (std::vector<double>{2, 3, 4}));
+    const std::vector<std::vector<double>> wanted = {{2, 12}, {2, 3, 4}, {2, 3, 4, 1}};
+    for (const auto& sizes : wanted) {
+        std::vector<double> given;
+        for (const Value& size : session.call(static_cast<int>(sizes.size()), "size", {cube})) {
+            given.push_back(size.toDouble());
+        }
+        EXPECT_EQ(given, sizes);
+    }
+    EXPECT_EQ(session.call("size", {cube, 3}).toDouble(), 4.0);
+    EXPECT_EQ(session.call("size", {cube, 9}).toDouble(), 1.0);
+    for (const Value& bad : {Value(0), Value(1.5), Value(NAN), Value(std::vector<double>{1, 2}), Value("a")}) {
+        EXPECT_EQ(thrownBy([&] {
+                      session.call("size", {cube, bad});
+                  }),
+                  (Raised{"fixedpoint:fi:size:dimensionMustBePositiveInteger",
+                          "Dimension argument must be a positive integer scalar within indexing range."}));
+    }
+    EXPECT_EQ(thrownBy([&] {
+                  session.call(2, "size", {cube, 1});
+              }),
+              (Raised{"fixedpoint:fi:size:tooManyOutputs", "Too many output arguments."}));
+}
+
+TEST_F(FiSurface, SetListsAndChangesNothing) {
+    const Value object = s16(0.5);
+    EXPECT_EQ(thrownBy([&] {
+                  session.call("set", {object, "RoundMode", "floor"});
+              }),
+              (Raised{"fixedpoint:set:InvalidUse",
+                      "You cannot use SET to change the properties of a FI object; use dot notation instead."}));
+    EXPECT_EQ(thrownBy([&] { session.call("set", {object, 1}); }).id, "fixedpoint:set:InvalidUse");
+    EXPECT_EQ(thrownBy([&] { session.call("set", {object, "NoSuchProperty"}); }).id, "fixedpoint:set:builtinerror");
+    EXPECT_EQ(thrownBy([&] { session.call("set", {object, "RoundMode"}); }), Raised{});
+    EXPECT_EQ(object.get("RoundMode").toText(), "nearest");
+}
+
+TEST_F(FiSurface, HostFunctionsMayFindAnArrayAtAnyPlace) {
+    int calls = 0;
+    for (const char* const name : {"plot", "zlim", "and", "plotless"}) {
+        session.addMethod("embedded.fi", name, [&calls](int, std::span<const hvArray* const>) {
+            ++calls;
+            return std::vector<hvArrayOwner>{};
+        });
+    }
+    const Value object = s16(0.5);
+    for (const char* const name : {"plot", "zlim", "and"}) {
+        session.call(0, name, {1, object});
+    }
+    EXPECT_EQ(calls, 3);
+    EXPECT_NE(thrownBy([&] { session.call(0, "plotless", {1, object}); }).id, "");
+    EXPECT_EQ(thrownBy([&] { session.call("colon", {1, object}); }).id, "fixedpoint:fi:colon:NotDefined");
+}
+
+// Handles
+
+TEST_F(FiSurface, CopiesAreApartAndValuesShare) {
+    const Value object = s16(0.5);
+    const Value same = object;
+    const Value copy = session.call("copy", {object});
+    const Value type = session.call("numerictype", {object});
+    object.set("double", 0.25);
+    type.set("WordLength", 9);
+    EXPECT_EQ(valuesOf(same), std::vector<double>{0.25});
+    EXPECT_EQ(valuesOf(copy), std::vector<double>{0.5});
+    EXPECT_EQ(typeOf(object), "s16,15");
+}
+
+/// Handles are made, copied, used and dropped in random order; each keeps the value it should have, and the leak
+/// checker sees the rest.
+TEST_F(FiSurface, HandlesLiveAndDieInAnyOrder) {
+    constexpr unsigned seed = 77;
+    std::mt19937 random(seed);
+    std::vector<std::pair<Value, double>> held;
+    const auto pick = [&]() -> std::pair<Value, double>& { return held[random() % held.size()]; };
+    const Value wide = type(true, 40, 8);
+    for (int step = 0; step < 3000; ++step) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed << " step " << step);
+        const unsigned action = held.empty() ? 0 : random() % 8;
+        if (action == 0) {
+            const double value = static_cast<double>(random() % 64);
+            held.emplace_back(fi(value, wide), value);
+        } else if (action == 1) {
+            held.push_back(pick());
+        } else if (action == 2) {
+            const auto& [object, value] = pick();
+            held.emplace_back(session.call("copy", {object}), value);
+        } else if (action == 3) {
+            const auto& [object, value] = pick();
+            const double sum = session.call("plus", {object, pick().first}).get("double").toDouble();
+            EXPECT_GE(sum, value);
+        } else if (action == 4) {
+            pick().first.get("fimath");
+            pick().first.get("numerictype");
+        } else if (action == 5) {
+            EXPECT_NE(thrownBy([&] { session.call("minus", {pick().first, "text"}); }).id, "");
+        } else {
+            std::swap(pick(), held.back());
+            EXPECT_EQ(held.back().first.get("double").toDouble(), held.back().second);
+            held.pop_back();
+        }
+    }
+}
+
+}  // namespace

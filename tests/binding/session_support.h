@@ -1,0 +1,84 @@
+// What a user of the host types, in short: arrays of a type, rules, and what an action was answered with.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/om.h"
+#include "host/reference/Session.h"
+#include "tests/support/errors.h"
+
+using hostref::HostError;
+using hostref::Session;
+using hostref::Value;
+using hostref::Warning;
+
+/// What an action threw as a HostError; two empty texts when it threw nothing.
+template <class Action>
+Raised thrownBy(Action&& action) {
+    try {
+        action();
+    } catch (const HostError& error) {
+        return {error.id(), error.message()};
+    }
+    return {};
+}
+
+/// Runs a body in a process of its own, which must end without a failure or a leak.
+inline void inOwnProcess(const std::function<void()>& body) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            body();
+            std::exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+class BindingTest : public testing::Test {
+ protected:
+    using Settings = std::vector<std::pair<const char*, Value>>;
+
+    /// An object of a class with some properties set.
+    Value made(const char* className, const Settings& settings) {
+        const Value object = session.construct(className);
+        for (const auto& [property, value] : settings) {
+            object.set(property, value);
+        }
+        return object;
+    }
+    Value type(bool isSigned, int wordLength, int fractionLength) {
+        return made("embedded.numerictype",
+                    {{"SignednessBool", isSigned}, {"WordLength", wordLength}, {"FractionLength", fractionLength}});
+    }
+    Value type(const char* mode) { return made("embedded.numerictype", {{"DataTypeMode", mode}}); }
+    Value rules(const Settings& settings) { return made("embedded.fimath", settings); }
+    Value fi(const Value& value, const Value& type) { return session.construct("embedded.fi", {value, type}); }
+    Value fi(const Value& value, const Value& type, const Value& third) {
+        return session.construct("embedded.fi", {value, type, third});
+    }
+    Value s16(const Value& value) { return fi(value, type(true, 16, 15)); }
+
+    static std::vector<double> valuesOf(const Value& object) { return object.get("double").toDoubles(); }
+    /// Such as "s16,15", "double" or "Scaled double: ...".
+    static std::string typeOf(const Value& object) {
+        const Value type = object.get("numerictype");
+        const std::string mode = type.get("DataTypeModeNoWarning").toText();
+        if (mode != "Fixed-point: binary point scaling") {
+            return mode;
+        }
+        return (type.get("SignednessBool").toBool() ? "s" : "u") + std::to_string(integer(type.get("WordLength"))) +
+               "," + std::to_string(integer(type.get("FractionLength")));
+    }
+    static long integer(const Value& value) { return static_cast<long>(value.toDouble()); }
+
+    void TearDown() override { session.takeWarnings(); }
+
+    Session session{TOLVANE_MODULE, "tolvane"};
+};
