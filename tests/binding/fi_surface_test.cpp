@@ -227,7 +227,7 @@ TEST_F(FiSurface, ARefusedWriteLeavesTheArrayAsItWas) {
     };
     for (const auto& [name, value, id] : rows) {
         SCOPED_TRACE(name);
-        EXPECT_EQ(thrownBy([&] { object.set(name, value); }).id, id);
+        EXPECT_EQ(thrownBy([&, property = name, &given = value] { object.set(property, given); }).id, id);
         EXPECT_FALSE(object.get("fimathislocal").toBool());
         EXPECT_EQ(valuesOf(object), (std::vector<double>{0.5, 0.25}));
         EXPECT_EQ(session.call("LastPropertySet", {object}).toDouble(), 26.0);
