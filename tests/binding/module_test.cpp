@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "binding/module.h"
 #include "host/reference/features.h"
 #include "host/reference/modules.h"
 #include "tests/binding/session_support.h"
@@ -117,16 +118,15 @@ TEST(Module, OffersAnEmptyListOfFunctionsInEveryState) {
     inOwnProcess([] {
         Session session(TOLVANE_MODULE, "tolvane", Start::later);
         const auto check = [&session] {
-            const auto query = [&session](const char* name) {
-                return reinterpret_cast<const std::uint64_t* (*)()>(session.entryPoint(name))();
-            };
-            const std::uint64_t* const table = query("QueryVLFcnTable_tolvane");
-            const std::uint64_t* const functions = query("QueryVLFcns_tolvane");
-            EXPECT_EQ(table[0], reinterpret_cast<std::uintptr_t>(functions));
-            EXPECT_EQ(table[1], 0x345F20F1U);
-            EXPECT_EQ(table[2], 0x4C3BC66EU);
-            EXPECT_EQ(table[3], 0U);
-            EXPECT_EQ(functions[0], 0U);
+            const auto table =
+                reinterpret_cast<const VLFunctionTable* (*)()>(session.entryPoint("QueryVLFcnTable_tolvane"))();
+            const auto list =
+                reinterpret_cast<const VLFunctionList* (*)()>(session.entryPoint("QueryVLFcns_tolvane"))();
+            EXPECT_EQ(table->functions, list);
+            EXPECT_EQ(table->stamps[0], 0x345F20F1U);
+            EXPECT_EQ(table->stamps[1], 0x4C3BC66EU);
+            EXPECT_EQ(table->end, 0U);
+            EXPECT_EQ(list->words[0], 0U);
         };
         check();
         EXPECT_EQ(package(), nullptr);
