@@ -1,0 +1,219 @@
+// Arithmetic between types with slope and bias: values by exact rationals with the quantized ratios computed here, and
+// the life of the cached factors.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <sstream>
+
+#include "tests/support/arrays_of_fi.h"
+#include "tests/support/errors.h"
+
+namespace {
+
+using SumMode = fimath::ArithmeticModeEnum;
+using Owner = std::unique_ptr<fi>;
+
+/// Shows the factors, which only heirs may read.
+class Factors : public fi {
+ public:
+    explicit Factors(const fi& source) : fi(source) {}
+    using fi::operator=;
+    double netBiasOfAssignment() const { return getBnetForEquals(); }
+    double slopeOfAssignment() const { return getFsxForEquals(); }
+    double netBiasOfSum() const { return getBnetForSlopeBiasPlus(); }
+    double netBiasOfDifference() const { return getBnetForSlopeBiasMinus(); }
+    double slopeOfLeft() const { return getFsaForPlus(); }
+    double slopeOfRight() const { return getFsbForPlus(); }
+};
+
+/// The ratio of two factors as a word of the reference's length and sign holds it at the finest scaling that has it in
+/// range: nearest, saturated.
+Rational quantizedRatio(double denominator, double numerator, const NumericType& reference) {
+    const Rational ratio(numerator / denominator);
+    const int magnitudeBits = reference.getWordLength() - (reference.isSigned() ? 1 : 0);
+    const int top = leadingExponent(ratio) + 1;  // ratio < 2^top
+    const NumericType type(reference.isSigned(), reference.getWordLength(), magnitudeBits - top);
+    return quantized(ratio, type, Rounding::nearest, false);
+}
+
+/// The net bias of an operation as the result's word holds it; the magnitude for an unsigned result.
+Rational quantizedBias(double bias, const NumericType& result) {
+    double stored = bias / result.getSlopeAdjustmentFactor();
+    if (!result.isSigned() && stored < 0.0) {
+        stored = -stored;
+    }
+    return quantized(Rational(stored), result, Rounding::nearest, false);
+}
+
+NumericType randomScaledType(Random& random) {
+    const int wordBits = random.between(2, 24);
+    const bool hasSlopeBias = !random.oneIn(4);
+    const int exponent = random.between(-10, 0);
+    if (!hasSlopeBias) {
+        return fixedType(random.oneIn(2), wordBits, -exponent);
+    }
+    return slopeBiasType(random.oneIn(2), wordBits, random.oneIn(4) ? 1.0 : 1.0 + random.between(0, 63) / 64.0,
+                         exponent, random.oneIn(3) ? 0.0 : random.between(-64, 64) / 8.0);
+}
+
+Rational storedValue(const fi& array) {
+    return exactValue(array.real());
+}
+
+TEST(SlopeBias, SumsUseTheQuantizedRatios) {
+    Random random(5401);
+    int done = 0;
+    for (int round = 0; round < 4000; ++round) {
+        const NumericType types[] = {randomScaledType(random), randomScaledType(random)};
+        const Rounding rounding = random.pick(kRoundings);
+        const bool wraps = random.oneIn(2);
+        const bool subtracts = random.oneIn(2);
+        fimath rules = rulesOf(rounding, wraps);
+        rules.setSumMode(SumMode::SpecifyPrecision);
+        rules.setSumWordLength(random.between(2, 24));
+        rules.setSumFractionLength(random.between(0, 10));
+        if (!random.oneIn(3)) {
+            rules.setSumSlopeAdjustmentFactor(1.0 + random.between(0, 63) / 64.0);
+            rules.setSumBias(random.between(-64, 64) / 8.0);
+        }
+        const Factors a(scalar(randomInput(random, types[0]), types[0], rules));
+        const fi b = scalar(randomInput(random, types[1]), types[1], rules);
+        if (!a.isSlopeBiasScaled() && !b.isSlopeBiasScaled() && !rules.isSumSlopeBiasScaled()) {
+            continue;
+        }
+        ++done;
+        const Owner result(subtracts ? &a.minus(b) : &a.plus(b));
+        const NumericType type = result->getNumericType();
+        std::ostringstream what;
+        what << "seed " << random.seed() << " round " << round << (subtracts ? ": " : ": + ") << types[0].tostring("")
+             << " and " << types[1].tostring("") << " into " << type.tostring("") << ", " << rules.toString();
+
+        const double factor = type.getSlopeAdjustmentFactor();
+        const double plusBias = b.getBias() + a.getBias() - type.getBias();
+        const double minusBias = a.getBias() - b.getBias() - type.getBias();
+        const Rational left = quantizedRatio(factor, a.getSlopeAdjustmentFactor(), types[0]);
+        const Rational right = quantizedRatio(factor, b.getSlopeAdjustmentFactor(), types[1]);
+        ASSERT_TRUE(Rational(a.slopeOfLeft()) == left) << what.str() << ": " << a.slopeOfLeft() << " " << text(left);
+        ASSERT_TRUE(Rational(a.slopeOfRight()) == right) << what.str() << ": " << text(a.slopeOfRight());
+        ASSERT_TRUE(Rational(a.netBiasOfSum()) == quantizedBias(plusBias, type)) << what.str();
+        ASSERT_TRUE(Rational(a.netBiasOfDifference()) == quantizedBias(minusBias, type)) << what.str();
+
+        const auto q = [&](const Rational& x) { return quantized(x, type, rounding, wraps); };
+        const double bias = subtracts ? minusBias : plusBias;
+        const Rational net = quantizedBias(bias, type);
+        const Rational leftTerm = q(left * storedValue(a));
+        const Rational rightTerm = q(right * storedValue(b)) * (subtracts ? -1 : 1);
+        Rational wanted;
+        if (bias < 0.0 && !type.isSigned()) {
+            wanted = q(q(leftTerm + rightTerm) - net);
+        } else {
+            wanted = q(q(net + leftTerm) + rightTerm);
+        }
+        ASSERT_TRUE(storedValue(*result) == wanted)
+            << what.str() << ": " << text(storedValue(*result)) << ", not " << text(wanted);
+        ASSERT_EQ(result->getNmathoperations(), 0u);
+    }
+    EXPECT_GT(done, 3000);
+}
+
+TEST(SlopeBias, AssignmentUsesTheQuantizedRatio) {
+    Random random(5402);
+    int done = 0;
+    for (int round = 0; round < 4000; ++round) {
+        const NumericType from = randomScaledType(random);
+        const NumericType to = randomScaledType(random);
+        const Rounding rounding = random.pick(kRoundings);
+        const bool wraps = random.oneIn(2);
+        const fi source = scalar(randomInput(random, from), from);
+        Factors target(scalar(0.0, to, rulesOf(rounding, wraps)));
+        if (from.isequivalent(to) || (!source.isSlopeBiasScaled() && !target.isSlopeBiasScaled())) {
+            continue;
+        }
+        ++done;
+        target = source;
+        const double bias = from.getBias() - to.getBias();
+        const Rational ratio = quantizedRatio(to.getSlopeAdjustmentFactor(), from.getSlopeAdjustmentFactor(), from);
+        const Rational net = quantizedBias(bias, to);
+        const auto q = [&](const Rational& x) { return quantized(x, to, rounding, wraps); };
+        const Rational term = q(ratio * storedValue(source));
+        const Rational wanted = q(bias < 0.0 && !to.isSigned() ? Rational(term - net) : Rational(term + net));
+        ASSERT_TRUE(Rational(target.slopeOfAssignment()) == ratio && Rational(target.netBiasOfAssignment()) == net &&
+                    storedValue(target) == wanted)
+            << "seed " << random.seed() << " round " << round << ": " << from.tostring("") << " to " << to.tostring("")
+            << ": " << text(storedValue(target)) << ", not " << text(wanted);
+    }
+    EXPECT_GT(done, 3000);
+}
+
+// The value of a sum in real-world terms, away from rounding: 20 degrees plus 5 degrees of another scale.
+TEST(SlopeBias, AddsAcrossScales) {
+    fimath rules = rulesOf();
+    rules.setSumMode(SumMode::SpecifyPrecision);
+    rules.setSumWordLength(24);
+    rules.setSumFractionLength(8);
+    rules.setSumSlopeAdjustmentFactor(1.25);
+    rules.setSumBias(-40.0);
+    const fi a = column({20.0, -10.0}, slopeBiasType(false, 16, 1.25, -6, -40.0), rules);
+    const fi b = scalar(5.0, slopeBiasType(true, 16, 1.25, -4, 0.0), rules);
+    const Owner sum(&a.plus(b));
+    EXPECT_EQ(sum->addSlopeAdjustmentFactorBias(sum->realdouble(0)), 25.0);
+    EXPECT_EQ(sum->addSlopeAdjustmentFactorBias(sum->realdouble(1)), -5.0);
+    const Owner difference(&b.minus(a));
+    EXPECT_EQ(difference->addSlopeAdjustmentFactorBias(difference->realdouble(1)), 15.0);
+}
+
+TEST(SlopeBias, FactorsLastUntilTheirTypesChange) {
+    fi source = scalar(1.5, slopeBiasType(true, 16, 1.5, -8, 0.0));
+    Factors target(scalar(0.0, slopeBiasType(true, 16, 1.0, -8, 1.0)));
+    target = source;
+    EXPECT_EQ(target.slopeOfAssignment(), 1.5);
+    // Only the source's type is the key: a change of the target goes unseen.
+    target.setSlopeAdjustmentFactor(1.5);
+    target.initSlopeBiasCorrectionFactorsForEquals(source);
+    EXPECT_EQ(target.slopeOfAssignment(), 1.5);
+    source.setBias(2.0);
+    target.initSlopeBiasCorrectionFactorsForEquals(source);
+    EXPECT_EQ(target.slopeOfAssignment(), 1.0);
+    EXPECT_EQ(target.netBiasOfAssignment(), std::ldexp(std::floor(1.0 / 1.5 * 256.0 + 0.5), -8));
+
+    fi b = scalar(1.0, slopeBiasType(true, 16, 1.25, -8, 0.0));
+    fi result = scalar(0.0, slopeBiasType(true, 16, 1.0, -8, 0.0));
+    const Factors a(source);
+    EXPECT_TRUE(a.needToInitSlopeBiasCorrectionFactorsForPlus(b, result));
+    a.initSlopeBiasCorrectionFactorsForPlus(b, result);
+    EXPECT_FALSE(a.needToInitSlopeBiasCorrectionFactorsForPlus(b, result));
+    EXPECT_EQ(a.slopeOfRight(), 1.25);
+    EXPECT_EQ(a.netBiasOfSum(), 2.0);
+    b.setBias(-3.0);
+    EXPECT_TRUE(a.needToInitSlopeBiasCorrectionFactorsForPlus(b, result));
+    a.initSlopeBiasCorrectionFactorsForPlus(b, result);
+    EXPECT_EQ(a.netBiasOfSum(), -1.0);
+    EXPECT_EQ(a.netBiasOfDifference(), 5.0);
+    result.setWordLength(17);
+    EXPECT_TRUE(a.needToInitSlopeBiasCorrectionFactorsForPlus(b, result));
+    // A copy starts without.
+    EXPECT_TRUE(Factors(a).needToInitSlopeBiasCorrectionFactorsForPlus(b, result));
+}
+
+// A bias of 5 into a bias of 10: the net bias is negative, so its magnitude is kept and subtracted.
+TEST(SlopeBias, ANegativeNetBiasOfAnUnsignedTargetIsSubtracted) {
+    const fi source = scalar(20.0, slopeBiasType(false, 16, 1.0, 0, 5.0));
+    Factors target(scalar(10.0, slopeBiasType(false, 16, 1.0, 0, 10.0)));
+    target = source;
+    EXPECT_EQ(target.netBiasOfAssignment(), 5.0);
+    EXPECT_EQ(target.realdouble(), 10.0);
+}
+
+// The cell of an operation in place is its left operand, and may be the right one as well.
+TEST(SlopeBias, OperationsInPlaceReadTheirOperandsFirst) {
+    fi a = scalar(6.0, slopeBiasType(true, 16, 1.0, -4, 2.0));
+    a += a;
+    EXPECT_EQ(a.addSlopeAdjustmentFactorBias(a.realdouble()), 12.0);
+    const fi b = scalar(3.0, slopeBiasType(true, 16, 1.0, -4, 1.0));
+    a -= b;
+    EXPECT_EQ(a.addSlopeAdjustmentFactorBias(a.realdouble()), 9.0);
+}
+
+}  // namespace
