@@ -1,0 +1,398 @@
+// Sums of arrays against loops written by hand.
+//
+// Cases: s16,15 + s16,15, real and complex, 10^3 and 10^6 elements, in FullPrecision and in SpecifyPrecision with
+// nearest and saturate; 60-bit and 128-bit words. Variants:
+//     plain    the double loop that allocates its result: the baseline of FullPrecision
+//     hand     the same with both casts and the last quantization written out for the format: the baseline of
+//              SpecifyPrecision; hand+log also counts and keeps the extremes
+//     mpfr     the steps of an element written directly on MPFR: the baseline of wide words
+//     fi       fi::plus, which makes an array with type, rules and log; fi+log with logging on
+// Before a variant is timed its results are compared with the baseline's. Results live until the next one is made.
+#include <benchmark/benchmark.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <numeric>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "benchmarks/ratio_report.h"
+#include "fi/fi.h"
+#include "numbers/mpnumber.h"
+
+namespace {
+
+using Buffer = std::unique_ptr<double[]>;
+using NumericType = EmbeddedTypeSystem::NumericType;
+
+// The specified sum type drops two bits and overflows for one sum in six or so.
+constexpr int kSumBits = 14;
+constexpr int kSumFraction = 13;
+
+struct HandLog {
+    double greatest, least;
+    std::uint64_t overflows, underflows;
+};
+
+// What an engineer would write for s14,13 with nearest and saturate.
+struct HandStep {
+    static constexpr double kScale = 8192.0, kInverse = 1.0 / 8192.0, kGreatest = 8191.0, kLeast = -8192.0;
+    __attribute__((always_inline)) static double rounded(double x) { return std::floor(x * kScale + 0.5); }
+    __attribute__((always_inline)) static double bounded(double v) {
+        v = v < kGreatest ? v : kGreatest;
+        return v > kLeast ? v : kLeast;
+    }
+    __attribute__((always_inline)) static double quantize(double x) { return bounded(rounded(x)) * kInverse; }
+};
+
+template <bool counting>
+__attribute__((always_inline)) inline void handLoop(const double* a, const double* b, double* out, std::size_t count,
+                                                    HandLog* log) {
+    if constexpr (!counting) {
+        for (std::size_t i = 0; i < count; ++i) {
+            out[i] = HandStep::quantize(HandStep::quantize(a[i]) + HandStep::quantize(b[i]));
+        }
+        return;
+    }
+    constexpr std::size_t kLanes = 16;
+    double greatest[kLanes], least[kLanes];
+    std::uint64_t overflows[kLanes] = {}, underflows[kLanes] = {};
+    std::fill_n(greatest, kLanes, -std::numeric_limits<double>::infinity());
+    std::fill_n(least, kLanes, std::numeric_limits<double>::infinity());
+    auto quantize = [&](double x, std::size_t lane) __attribute__((always_inline)) {
+        const double v = HandStep::rounded(x);
+        const double y = HandStep::bounded(v);
+        greatest[lane] = y > greatest[lane] ? y : greatest[lane];
+        least[lane] = y < least[lane] ? y : least[lane];
+        overflows[lane] += y != v;
+        underflows[lane] += (v == 0.0) & (x != 0.0);
+        return y * HandStep::kInverse;
+    };
+    auto step = [&](std::size_t i, std::size_t lane) __attribute__((always_inline)) {
+        const double x = quantize(a[i], lane);
+        const double y = quantize(b[i], lane);
+        out[i] = quantize(x + y, lane);
+    };
+    std::size_t i = 0;
+    for (; i + kLanes <= count; i += kLanes) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
+    }
+    for (; i < count; ++i) step(i, 0);
+    log->greatest = std::max(log->greatest, *std::max_element(greatest, greatest + kLanes) * HandStep::kInverse);
+    log->least = std::min(log->least, *std::min_element(least, least + kLanes) * HandStep::kInverse);
+    log->overflows = std::accumulate(overflows, overflows + kLanes, log->overflows);
+    log->underflows = std::accumulate(underflows, underflows + kLanes, log->underflows);
+}
+
+template <bool counting>
+__attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512"), optimize("O3"))) void hand512(
+    const double* a, const double* b, double* out, std::size_t count, HandLog* log) {
+    handLoop<counting>(a, b, out, count, log);
+}
+template <bool counting>
+__attribute__((target("avx2"), optimize("O3"))) void hand256(const double* a, const double* b, double* out,
+                                                             std::size_t count, HandLog* log) {
+    handLoop<counting>(a, b, out, count, log);
+}
+template <bool counting>
+void handPlain(const double* a, const double* b, double* out, std::size_t count, HandLog* log) {
+    handLoop<counting>(a, b, out, count, log);
+}
+
+using HandFunction = void (*)(const double*, const double*, double*, std::size_t, HandLog*);
+
+template <bool counting>
+HandFunction handFor() {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq")) return hand512<counting>;
+    if (__builtin_cpu_supports("avx2")) return hand256<counting>;
+#endif
+    return handPlain<counting>;
+}
+
+void plainLoop(const double* a, const double* b, double* out, std::size_t count, HandLog* /*log*/) {
+    for (std::size_t i = 0; i < count; ++i) out[i] = a[i] + b[i];
+}
+
+struct Case {
+    bool isSpecified;
+    bool isComplex;
+    std::size_t count;
+
+    fimath rules() const {
+        fimath result(embedded::RoundModeEnum::Nearest, embedded::OverflowModeEnum::Saturate);
+        if (isSpecified) {
+            result.setSumMode(fimath::ArithmeticModeEnum::SpecifyPrecision);
+            result.setSumWordLength(kSumBits);
+            result.setSumFractionLength(kSumFraction);
+        }
+        return result;
+    }
+    std::size_t parts() const { return isComplex ? 2 : 1; }
+};
+
+// Real parts first, then imaginary ones: values of s16,15.
+std::vector<double> signal(const Case& c, unsigned seed) {
+    std::mt19937_64 random(seed);
+    std::normal_distribution<double> normal(0.0, 0.5);
+    std::vector<double> values(c.count * c.parts());
+    for (double& value : values) {
+        value = std::clamp(std::nearbyint(normal(random) * 32768.0), -32768.0, 32767.0) / 32768.0;
+    }
+    return values;
+}
+
+std::unique_ptr<fi> arrayOf(const Case& c, const std::vector<double>& values) {
+    const std::uint64_t sizes[] = {c.count, 1};
+    const NumericType type(true, 16, 15);
+    constexpr auto kAssignment = embedded::OperationTypeEnum::Assignment;
+    return c.isComplex ? std::make_unique<fi>(values.data(), values.data() + c.count, sizes, 2, type, c.rules(), "",
+                                              true, kAssignment)
+                       : std::make_unique<fi>(values.data(), sizes, 2, type, c.rules(), "", true, kAssignment);
+}
+
+HandLog emptyLog() {
+    return {std::numeric_limits<double>::lowest(), std::numeric_limits<double>::max(), 0, 0};
+}
+
+void finish(benchmark::State& state, std::size_t count) {
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(count));
+}
+
+void runLoop(benchmark::State& state, const Case& c, HandFunction loop) {
+    const std::vector<double> a = signal(c, 1);
+    const std::vector<double> b = signal(c, 2);
+    HandLog log = emptyLog();
+    for (auto iteration : state) {
+        (void)iteration;
+        for (std::size_t part = 0; part < c.parts(); ++part) {
+            const Buffer out = std::make_unique_for_overwrite<double[]>(c.count);
+            loop(a.data() + part * c.count, b.data() + part * c.count, out.get(), c.count, &log);
+            benchmark::DoNotOptimize(out.get());
+            benchmark::ClobberMemory();
+        }
+    }
+    benchmark::DoNotOptimize(log);
+    finish(state, c.count);
+}
+
+bool sameAsHand(const Case& c, const std::vector<double>& a, const std::vector<double>& b, const fi& sum,
+                bool logging) {
+    std::vector<double> expected(a.size());
+    HandLog log = emptyLog();
+    (c.isSpecified ? handFor<true>() : plainLoop)(a.data(), b.data(), expected.data(), a.size(), &log);
+    for (std::size_t i = 0; i < c.count; ++i) {
+        if (sum.realdouble(i) != expected[i] || (c.isComplex && sum.imagdouble(i) != expected[c.count + i])) {
+            return false;
+        }
+    }
+    const qlogger& seen = sum.getQlogger();
+    return !logging || !c.isSpecified ||
+           (seen.getMax().todouble() == log.greatest && seen.getMin().todouble() == log.least &&
+            seen.getNoverflows() == log.overflows && seen.getNunderflows() == log.underflows);
+}
+
+void runFi(benchmark::State& state, const Case& c, bool logging) {
+    const std::vector<double> values[] = {signal(c, 1), signal(c, 2)};
+    const std::unique_ptr<fi> a = arrayOf(c, values[0]);
+    const std::unique_ptr<fi> b = arrayOf(c, values[1]);
+    fi::setLogging(logging);
+    if (!sameAsHand(c, values[0], values[1], *std::unique_ptr<fi>(&a->plus(*b)), logging)) {
+        state.SkipWithError("fi and the hand-written loop differ");
+    } else {
+        for (auto iteration : state) {
+            (void)iteration;
+            const std::unique_ptr<fi> sum(&a->plus(*b));
+            benchmark::DoNotOptimize(sum.get());
+            benchmark::ClobberMemory();
+        }
+        finish(state, c.count);
+    }
+    fi::setLogging(false);
+}
+
+// Wide words: the steps of an element written directly on MPFR, on entries of the precisions that the library takes.
+
+struct WideCase {
+    int wordBits;
+    bool isSpecified;
+    std::size_t count;
+
+    int fraction() const { return wordBits - 1; }
+    int sumBits() const { return isSpecified ? wordBits - 2 : wordBits + 1; }
+    int sumFraction() const { return isSpecified ? wordBits - 3 : fraction(); }
+    fimath rules() const {
+        fimath result(embedded::RoundModeEnum::Nearest, embedded::OverflowModeEnum::Saturate);
+        result.setMaxSumWordLength(256);
+        if (isSpecified) {
+            result.setSumMode(fimath::ArithmeticModeEnum::SpecifyPrecision);
+            result.setSumWordLength(sumBits());
+            result.setSumFractionLength(sumFraction());
+        }
+        return result;
+    }
+};
+
+class WideArray {
+ public:
+    WideArray(std::size_t count, mpfr_prec_t precision) : mValues(count) {
+        for (auto& value : mValues) mpfr_init2(&value, precision);
+    }
+    ~WideArray() {
+        for (auto& value : mValues) mpfr_clear(&value);
+    }
+    WideArray(const WideArray&) = delete;
+    WideArray& operator=(const WideArray&) = delete;
+    mpfr_ptr operator[](std::size_t i) { return &mValues[i]; }
+    mpfr_srcptr operator[](std::size_t i) const { return &mValues[i]; }
+
+ private:
+    std::vector<__mpfr_struct> mValues;
+};
+
+mpnumber& wide(const number& x) {
+    return static_cast<mpnumber&>(const_cast<numberrepbody&>(x.body()));
+}
+
+std::unique_ptr<fi> wideArrayOf(const WideCase& c, unsigned long seed) {
+    const NumericType type(true, c.wordBits, c.fraction());
+    const std::uint64_t sizes[] = {c.count, 1};
+    auto made =
+        std::make_unique<fi>(sizes, 2, type, c.rules(), false, "", true, embedded::OperationTypeEnum::Assignment, 0U);
+    gmp_randstate_t random;
+    gmp_randinit_default(random);
+    gmp_randseed_ui(random, seed);
+    for (std::size_t i = 0; i < c.count; ++i) {
+        mpfr_ptr entry = wide(made->real(i)).getmodifiableelement();
+        mpfr_urandomb(entry, random);
+        mpfr_sub_d(entry, entry, 0.5, MPFR_RNDN);
+        mpfr_mul_2si(entry, entry, 1, MPFR_RNDN);
+    }
+    gmp_randclear(random);
+    made->quantizeAll(false);
+    return made;
+}
+
+class DirectMpfr {
+ public:
+    explicit DirectMpfr(const WideCase& c)
+        : mCase(c), mConstants(3, c.sumBits() + 1), mCells(2, std::max(c.sumBits(), c.wordBits) + 1) {
+        mpfr_set_d(mConstants[0], 0.5, MPFR_RNDN);
+        mpfr_set_si_2exp(mConstants[1], 1, c.sumBits() - 1, MPFR_RNDN);
+        mpfr_sub_ui(mConstants[1], mConstants[1], 1, MPFR_RNDN);
+        mpfr_mul_2si(mConstants[1], mConstants[1], -c.sumFraction(), MPFR_RNDN);
+        mpfr_set_si_2exp(mConstants[2], -1, c.sumBits() - 1 - c.sumFraction(), MPFR_RNDN);
+    }
+    void add(mpfr_srcptr a, mpfr_srcptr b, mpfr_ptr out) {
+        mpfr_set(mCells[0], a, MPFR_RNDN);
+        quantize(mCells[0]);
+        mpfr_set(mCells[1], b, MPFR_RNDN);
+        quantize(mCells[1]);
+        mpfr_add(mCells[0], mCells[0], mCells[1], MPFR_RNDN);
+        quantize(mCells[0]);
+        mpfr_set(out, mCells[0], MPFR_RNDZ);
+    }
+
+ private:
+    void quantize(mpfr_ptr x) const {
+        if (mpfr_zero_p(x)) return;
+        mpfr_mul_2si(x, x, mCase.sumFraction(), MPFR_RNDN);
+        mpfr_add(x, x, mConstants[0], MPFR_RNDN);
+        mpfr_rint(x, x, MPFR_RNDD);
+        mpfr_mul_2si(x, x, -mCase.sumFraction(), MPFR_RNDN);
+        if (mpfr_greater_p(x, mConstants[1])) {
+            mpfr_set(x, mConstants[1], MPFR_RNDZ);
+        } else if (mpfr_less_p(x, mConstants[2])) {
+            mpfr_set(x, mConstants[2], MPFR_RNDZ);
+        }
+    }
+
+    WideCase mCase;
+    WideArray mConstants;
+    WideArray mCells;
+};
+
+void runWideMpfr(benchmark::State& state, const WideCase& c) {
+    const auto a = wideArrayOf(c, 1);
+    const auto b = wideArrayOf(c, 2);
+    DirectMpfr direct(c);
+    for (auto iteration : state) {
+        (void)iteration;
+        WideArray out(c.count, c.sumBits() + 1);
+        for (std::size_t i = 0; i < c.count; ++i) {
+            direct.add(wide(a->real(i)).getelement(), wide(b->real(i)).getelement(), out[i]);
+        }
+        benchmark::ClobberMemory();
+    }
+    finish(state, c.count);
+}
+
+void runWideFi(benchmark::State& state, const WideCase& c, bool logging) {
+    const auto a = wideArrayOf(c, 1);
+    const auto b = wideArrayOf(c, 2);
+    DirectMpfr direct(c);
+    WideArray expected(1, c.sumBits() + 1);
+    fi::setLogging(logging);
+    const std::unique_ptr<fi> first(&a->plus(*b));
+    for (std::size_t i = 0; i < c.count; ++i) {
+        direct.add(wide(a->real(i)).getelement(), wide(b->real(i)).getelement(), expected[0]);
+        if (!mpfr_equal_p(expected[0], wide(first->real(i)).getelement())) {
+            state.SkipWithError("fi and direct MPFR differ");
+            break;
+        }
+    }
+    for (auto iteration : state) {
+        (void)iteration;
+        const std::unique_ptr<fi> sum(&a->plus(*b));
+        benchmark::DoNotOptimize(sum.get());
+        benchmark::ClobberMemory();
+    }
+    finish(state, c.count);
+    fi::setLogging(false);
+}
+
+void registerAll() {
+    const auto add = [](const std::string& name, auto run) {
+        benchmark::RegisterBenchmark(name.c_str(), run)->MinTime(0.1)->Repetitions(3);
+    };
+    for (const bool isSpecified : {false, true}) {
+        for (const bool isComplex : {false, true}) {
+            for (const std::size_t count : {std::size_t{1}, std::size_t{1000}, std::size_t{1000000}}) {
+                const Case c{isSpecified, isComplex, count};
+                const std::string name = std::string(isSpecified ? "SpecifyPrecision" : "FullPrecision") +
+                                         (isComplex ? " complex " : " real ") + std::to_string(count) + "/";
+                if (isSpecified) {
+                    add(name + "hand", [c](benchmark::State& s) { runLoop(s, c, handFor<false>()); });
+                    add(name + "hand+log", [c](benchmark::State& s) { runLoop(s, c, handFor<true>()); });
+                } else {
+                    add(name + "plain", [c](benchmark::State& s) { runLoop(s, c, plainLoop); });
+                }
+                add(name + "fi", [c](benchmark::State& s) { runFi(s, c, false); });
+                add(name + "fi+log", [c](benchmark::State& s) { runFi(s, c, true); });
+            }
+        }
+    }
+    for (const int wordBits : {60, 128}) {
+        for (const bool isSpecified : {false, true}) {
+            const WideCase c{wordBits, isSpecified, 1000};
+            const std::string name =
+                std::to_string(wordBits) + " bits " + (isSpecified ? "SpecifyPrecision" : "FullPrecision") + " 1000/";
+            add(name + "mpfr", [c](benchmark::State& s) { runWideMpfr(s, c); });
+            add(name + "fi", [c](benchmark::State& s) { runWideFi(s, c, false); });
+            add(name + "fi+log", [c](benchmark::State& s) { runWideFi(s, c, true); });
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    registerAll();
+    return runWithRatios(argc, argv);
+}
