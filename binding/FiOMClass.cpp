@@ -48,7 +48,7 @@ constexpr const char* calledForAnyArgument[] = {
 static_assert(std::size(calledForAnyArgument) == 91);
 
 NumericType typeArgument(const hvArray* value, const hvArray* type) {
-    NumericType given(numericTypeFromVelmarArray(type));
+    NumericType given(NumericType::convertFromVelmarArray(type));
     if (given.isUnspecifiedScaling()) {
         given.setBestPrecision(value);
     }

@@ -29,9 +29,10 @@ OMInterface* QuantizerOMClass::createClassSpecificObject(OMInterface* /*interfac
     }
     // One number stands for both modes: ceil with saturate, or convergent with wrap.
     const auto value = static_cast<std::int32_t>(code);
-    return wrap(std::make_unique<quantizer>(numericTypeFromVelmarArray(static_cast<const hvArray*>(arguments[0])),
-                                            static_cast<embedded::RoundModeEnum>(value),
-                                            static_cast<embedded::OverflowModeEnum>(value), "", unspecified, true));
+    return wrap(std::make_unique<quantizer>(
+        EmbeddedTypeSystem::NumericType::convertFromVelmarArray(static_cast<const hvArray*>(arguments[0])),
+        static_cast<embedded::RoundModeEnum>(value), static_cast<embedded::OverflowModeEnum>(value), "", unspecified,
+        true));
 }
 
 void QuantizerOMClass::respondToMethodAddedFromVELMAR(OMMethodInfo* method) {

@@ -79,7 +79,8 @@ NumericTypeOMInterfaceRef::NumericTypeOMInterfaceRef(NumericType::DataTypeModeEn
 
 NumericTypeOMInterfaceRef::NumericTypeOMInterfaceRef(const hvArray* value)
     : TolvaneOMInterfaceRef(
-          handleInside(value, NumericType::getVelmarPackageClassName(), numericTypeFromVelmarArray).release()) {}
+          handleInside(value, NumericType::getVelmarPackageClassName(), NumericType::convertFromVelmarArray)
+              .release()) {}
 
 NumericTypeOMInterfaceRef::NumericTypeOMInterfaceRef(const NumericType& object)
     : TolvaneOMInterfaceRef(NumericTypeOMClass::wrap(std::make_unique<NumericType>(object))) {}

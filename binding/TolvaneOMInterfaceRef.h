@@ -68,7 +68,7 @@ class NumericTypeOMInterfaceRef : public TolvaneOMInterfaceRef {
     /// As the constructor of `NumericType` with these values.
     NumericTypeOMInterfaceRef(NumericType::DataTypeModeEnum mode, bool isSigned, int wordLength,
                               double slopeAdjustmentFactor, int fixedExponent, double bias);
-    /// Refers to the handle inside a host value; raises "fixedpoint:numerictype:mustBeNumericType".
+    /// Refers to the handle inside a host value; raises "fixedpoint:numerictype:notnumerictype".
     explicit NumericTypeOMInterfaceRef(const hvArray* value);
     explicit NumericTypeOMInterfaceRef(const NumericType& object);
     NumericType& getNumericType() const;

@@ -29,10 +29,6 @@ OMInterface* newHandle(std::unique_ptr<Object> object, OMClass* objectClass) {
     return handle;
 }
 
-/// Returns the type inside a host value of class "embedded.numerictype", which must outlive its use; raises
-/// "fixedpoint:numerictype:mustBeNumericType" for any other value.
-EmbeddedTypeSystem::NumericType& numericTypeFromVelmarArray(const hvArray* value);
-
 /// Returns a new reference to the handle inside a host value of a class, which `check` accepts or raises.
 template <class Check>
 HandleOwner handleInside(const hvArray* value, const char* className, Check&& check) {

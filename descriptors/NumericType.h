@@ -212,6 +212,9 @@ class TOLVANE_API NumericType : public ScalarType {
     /// Divides host double arrays element by element in double precision; a scalar meets every element. The caller owns
     /// the result. Raises "fixedpoint:fi:divide:nonondouble" and "fixedpoint:fi:dimagree".
     static hvArray* divide(const hvArray* a, const hvArray* b);
+    /// Returns the type inside a host value of class "embedded.numerictype", which keeps it and must outlive its use.
+    /// Raises "fixedpoint:numerictype:notnumerictype".
+    static NumericType& convertFromVelmarArray(const hvArray* value);
 
     // Values on their way into a type.
 

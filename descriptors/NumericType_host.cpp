@@ -6,9 +6,11 @@
 
 #include "descriptors/NumericType.h"
 #include "descriptors/NumericType_tables.h"
+#include "descriptors/host_object.h"
 #include "descriptors/int_bounds.h"
 #include "descriptors/property_events.h"
 #include "host/EnumStringType.h"
+#include "host/ErrorIdException.h"
 #include "host/hi.h"
 #include "host/hv.h"
 
@@ -106,6 +108,14 @@ bool NumericType::getIsSignedFromHvArray(const hvArray* value, const char* name)
         throwSignedUnsignedException(name);
     }
     return sign == 1.0;
+}
+
+NumericType& NumericType::convertFromVelmarArray(const hvArray* value) {
+    auto* const object = objectInside<NumericType>(value);
+    if (object == nullptr) {
+        raiseError("fixedpoint:numerictype:notnumerictype", "This parameter must be a numerictype.");
+    }
+    return *object;
 }
 
 NumericType::Signedness NumericType::getSignednessBoolFromHvArray(const hvArray* value, const char* name) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "descriptors/fimath.h"
+#include "descriptors/host_object.h"
 #include "descriptors/property_events.h"
 #include "host/EnumStringType.h"
 #include "host/ErrorIdException.h"
@@ -46,14 +47,7 @@ fimath* fimath::getObjFromPrhs(void* handle) {
 }
 
 fimath& fimath::convertFromVelmarArray(const hvArray* value) {
-    fimath* object = nullptr;
-    const OMInterfaceType* const type = hvIsA(value, getVelmarPackageClassName()) ? handleType() : nullptr;
-    if (type != nullptr) {
-        void* const handle = omdtConvertFromVelmar(type, value);
-        object = getObjFromPrhs(handle);
-        // The array keeps the handle.
-        type->releaseValue(handle);
-    }
+    fimath* const object = objectInside<fimath>(value);
     if (object == nullptr) {
         raiseError("fixedpoint:fimath:mustBeFimath", "This parameter must be a fimath.");
     }

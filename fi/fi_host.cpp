@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "descriptors/host_object.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/OMInterface.h"
@@ -22,14 +23,7 @@ fi* fi::getObjFromPrhs(void* handle) {
 }
 
 fi& fi::getFiFromHvArray(const hvArray* value) {
-    fi* object = nullptr;
-    const OMDataType* const type = hvIsA(value, getVelmarPackageClassName()) ? handleType() : nullptr;
-    if (type != nullptr) {
-        void* const handle = omdtConvertFromVelmar(type, value);
-        object = getObjFromPrhs(handle);
-        // The array keeps the handle.
-        type->releaseValue(handle);
-    }
+    fi* const object = objectInside<fi>(value);
     if (object == nullptr) {
         raiseError("fixedpoint:fi:mustBeFi", "This parameter must be a fi.");
     }

@@ -40,7 +40,7 @@ TEST_F(FiSurface, ConstructorShapes) {
               (Raised{"fixedpoint:fi:nargchk:tooManyInputs", "Too many input arguments"}));
     EXPECT_EQ(thrownBy([&] { session.construct("embedded.fi", {"text"}); }),
               (Raised{"fixedpoint:fi:constructor:numeric", "FI constructor only valid for numeric data"}));
-    EXPECT_EQ(thrownBy([&] { fi(1, 2); }).id, "fixedpoint:numerictype:mustBeNumericType");
+    EXPECT_EQ(thrownBy([&] { fi(1, 2); }).id, "fixedpoint:numerictype:notnumerictype");
     EXPECT_EQ(thrownBy([&] { fi(NAN, t); }).id, "fixedpoint:nofixednan");
     for (const char* const name : {"numerictype", "fimath", "globalfimath", "qlogger", "filog"}) {
         const std::string owner = std::string(name) == "globalfimath" ? "fimath" : name;
