@@ -10,7 +10,7 @@
 namespace hostref {
 
 /// One command of a user. The outermost one starts and ends with the trap flag cleared, and collects output for the
-/// session that it is a command of, or for the one opened last.
+/// session that it is a command of.
 class Command {
  public:
     explicit Command(OutputSink* sink) noexcept;
@@ -23,7 +23,7 @@ class Command {
     CallBoundary mBoundary;
 };
 
-/// The sink of the session opened last; null when none is open.
+/// The sink of the command that runs, or between commands that of the session opened last; null when none is open.
 OutputSink* currentSink() noexcept;
 
 /// Throws the exception being handled as a HostError and keeps it as the last error.

@@ -128,8 +128,7 @@ class TypedValue {
 };
 
 /// Converts an argument to a data type; false when it can't be a value of it.
-bool convert(const Argument& argument, const OMDataType* type, TypedValue& value) {
-    const TypeKind& kind = kindOf(type);
+bool convert(const Argument& argument, const OMDataType* type, const TypeKind& kind, TypedValue& value) {
     if (kind.tag == TypeKind::array) {
         if (argument.array != nullptr) {
             value.borrow(argument.array);
@@ -246,9 +245,14 @@ struct TextHash : std::hash<std::string_view> {
 template <class T>
 using ByName = std::unordered_map<std::string, T, TextHash, std::equal_to<>>;
 
+struct Signature {
+    OMMethodSignature* record;
+    std::vector<TypeKind> kinds;  // of its arguments
+};
+
 struct Method {
     OMMethodInfo* info;
-    std::vector<OMMethodSignature*> signatures;
+    std::vector<Signature> signatures;
 };
 
 struct ClassEntry {
@@ -284,7 +288,10 @@ std::shared_ptr<const Method> findMethod(const OMClass& objectClass, std::string
     auto method = std::make_shared<Method>();
     method->info = info;
     for (const auto& signature : info->getMethodSignatures()) {
-        method->signatures.push_back(signature.get());
+        Signature& known = method->signatures.emplace_back(Signature{signature.get(), {}});
+        for (const OMMethodSignature::Argument& argument : signature->getArguments()) {
+            known.kinds.push_back(kindOf(argument.dataType));
+        }
     }
     methods.emplace(std::move(key), method);
     return method;
@@ -298,9 +305,9 @@ constexpr std::size_t kFewArguments = 6;
 class TypedArguments {
  public:
     /// Converts all, or returns false when they don't fit the signature.
-    bool fill(const OMMethodSignature& signature, std::span<const Argument> arguments) {
-        const auto& parameters = signature.getArguments();
-        const bool isRepeatable = signature.getNumberOfRepeatableArgs() > 0 && !parameters.empty();
+    bool fill(const Signature& signature, std::span<const Argument> arguments) {
+        const auto& parameters = signature.record->getArguments();
+        const bool isRepeatable = signature.record->getNumberOfRepeatableArgs() > 0 && !parameters.empty();
         if (arguments.size() > parameters.size() && !isRepeatable) {
             return false;
         }
@@ -311,10 +318,10 @@ class TypedArguments {
         }
         setCount(std::max(arguments.size(), parameters.size()));
         for (std::size_t i = 0; i < mCount; ++i) {
-            const OMMethodSignature::Argument& parameter = parameters[std::min(i, parameters.size() - 1)];
+            const std::size_t place = std::min(i, parameters.size() - 1);
             if (i >= arguments.size()) {
-                mValues[i].borrow(parameter.defaultValue);
-            } else if (!convert(arguments[i], parameter.dataType, mValues[i])) {
+                mValues[i].borrow(parameters[place].defaultValue);
+            } else if (!convert(arguments[i], parameters[place].dataType, signature.kinds[place], mValues[i])) {
                 return false;
             }
         }
@@ -357,11 +364,11 @@ bool givesEnough(const OMMethodSignature& signature, int wantedCount) {
 Fit selectSignature(const Method& method, std::span<const Argument> arguments, int wantedCount, TypedArguments& typed,
                     OMMethodSignature*& selected) {
     Fit best = Fit::none;
-    for (OMMethodSignature* const signature : method.signatures) {
+    for (const Signature& signature : method.signatures) {
         // Conversion is the dearer test, but decides which error is told.
-        if (typed.fill(*signature, arguments)) {
-            if (givesEnough(*signature, wantedCount)) {
-                selected = signature;
+        if (typed.fill(signature, arguments)) {
+            if (givesEnough(*signature.record, wantedCount)) {
+                selected = signature.record;
                 return Fit::all;
             }
             best = Fit::arguments;
@@ -704,7 +711,7 @@ void setProperty(OMInterface& interface, std::string_view name, const Argument& 
     }
     const OMDataType* const type = property.getDataType();
     TypedValue typed;
-    if (!convert(argument, type, typed)) {
+    if (!convert(argument, type, kindOf(type), typed)) {
         type->raiseBadValue();
     }
     OMDatabaseClient* const client = OMDatabaseClient::getExternalClient();

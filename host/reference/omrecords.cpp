@@ -256,6 +256,7 @@ bool OMPropInfoTemplate::canContainOMInterfaces(OMInterface* /*interface*/) cons
 OMMethodSignature::~OMMethodSignature() = default;
 
 void OMMethodSignature::addArgument(OMDataType* dataType, const void* defaultValue) {
+    ++hostref::recordGeneration;
     mArguments.push_back({dataType, defaultValue});
 }
 

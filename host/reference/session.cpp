@@ -22,6 +22,7 @@ HostError::~HostError() = default;
 namespace {
 
 int commandDepth = 0;
+OutputSink* runningSink = nullptr;
 
 /// The sinks of the open sessions, the last opened at the end.
 std::vector<OutputSink*>& openSinks() {
@@ -32,11 +33,13 @@ std::vector<OutputSink*>& openSinks() {
 }  // namespace
 
 Command::Command(OutputSink* sink) noexcept : mOldSink(exchangeSink(sink)) {
+    runningSink = sink;
     ++commandDepth;
 }
 
 Command::~Command() {
     exchangeSink(mOldSink);
+    runningSink = mOldSink;
     if (--commandDepth == 0) {
         // What a call left behind ends with the command; the old state belongs to code outside of any.
         mBoundary.forgetTrap();
@@ -44,6 +47,9 @@ Command::~Command() {
 }
 
 OutputSink* currentSink() noexcept {
+    if (commandDepth > 0) {
+        return runningSink;
+    }
     return openSinks().empty() ? nullptr : openSinks().back();
 }
 

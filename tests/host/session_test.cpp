@@ -487,6 +487,13 @@ TEST_F(Boundary, KeepsSessionsApart) {
     own.call("speak");
     EXPECT_EQ(session.takeWarnings().size(), 1U);
     EXPECT_EQ(other->takeWarnings().size(), 1U) << "operations of values count for the session opened last";
+    session.addMethod("test_module.item", "speakThroughValue", [](int, std::span<const hvArray* const> arguments) {
+        Value::share(arguments[0]).call("speak");
+        return std::vector<hvArrayOwner>();
+    });
+    session.call("speakThroughValue", {own});
+    EXPECT_EQ(session.takeWarnings().size(), 1U) << "what runs within a command belongs to that command";
+    EXPECT_TRUE(other->takeWarnings().empty());
     other.reset();
     own.call("speak");
     EXPECT_EQ(session.takeWarnings().size(), 1U);
