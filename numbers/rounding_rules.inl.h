@@ -52,9 +52,9 @@ struct RoundRule {
 
 /// To nearest, ties to even; what isn't a tie is rounded as by NearestRule, also where its sum rounds.
 ///
-/// `above - 0.5` equals x just for ties, and for even x and infinities from 2^52 up: below 2^52 the difference is exact,
-/// and above it rounds to the even neighbour of x. For all of these 2 floor(sum / 2) is the wanted even value: the sum
-/// is exact there, k + 1 for a tie between k and k + 1, and halving and doubling are exact.
+/// `above - 0.5` equals x just for ties, and for even x and infinities from 2^52 up: below 2^52 the difference is
+/// exact, and above it rounds to the even neighbour of x. For all of these 2 floor(sum / 2) is the wanted even value:
+/// the sum is exact there, k + 1 for a tie between k and k + 1, and halving and doubling are exact.
 struct ConvergentRule {
     template <class V>
     static V apply(V x) {
