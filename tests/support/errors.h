@@ -43,8 +43,9 @@ class HostCapture {
     };
 
     HostCapture()
-        : mOldWarning(hostref::setWarningListener(
-              [this](const std::string& id, const std::string& text) { warnings.push_back({id, text}); })),
+        : mOldWarning(hostref::setWarningListener([this](const std::string& id, const std::string& text) {
+              warnings.push_back({id, text});
+          })),
           mOldPrint(hostref::setPrintListener([this](const std::string& text) { printed += text; })) {}
     ~HostCapture() {
         hostref::setWarningListener(mOldWarning);
