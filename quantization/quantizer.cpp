@@ -61,6 +61,11 @@ void requireFloatFormat(RealPoint format) {
     requireExponentBelow(format.second, format.first);
 }
 
+/// Whether 2^n and 2^-n are normal doubles with room to spare; see the proof at `quantizer::updatelimits`.
+bool isEasyExponent(std::int64_t n) {
+    return n >= -900 && n <= 900;
+}
+
 /// Sets target to 2^exponent; exponents beyond int are reached in steps.
 void setPowerOfTwo(number& target, std::int64_t exponent) {
     target = 1.0;
@@ -120,20 +125,18 @@ quantizer::quantizer(const quantizer& other)
       mWordlength(other.mWordlength),
       mFractionlength(other.mFractionlength),
       mPrecision(other.mPrecision),
-      mRealmax(std::make_unique<number>(*other.mRealmax)),
-      mLowerbound(std::make_unique<number>(*other.mLowerbound)),
-      mRealmin(std::make_unique<number>(*other.mRealmin)),
-      mPositiveEps(std::make_unique<number>(*other.mPositiveEps)),
-      mNegativeEps(std::make_unique<number>(*other.mNegativeEps)),
-      mWraparound(std::make_unique<number>(*other.mWraparound)),
+      mConstants(other.mConstants ? std::make_unique<Constants>(*other.mConstants) : nullptr),
+      mWordKind(other.mWordKind),
       mExponentlength(other.mExponentlength),
       mExponentmax(other.mExponentmax),
       mExponentmin(other.mExponentmin),
-      mDenormalmin(std::make_unique<number>(*other.mDenormalmin)),
       mQuantize(other.mQuantize),
       mFunctionFits(other.mFunctionFits),
-      mLogger(other.mLogger) {
-    updatelimits();
+      mLogger(other.mLogger),
+      mLimits(other.mLimits) {
+    if (mConstants) {
+        updatelimits();
+    }
 }
 
 quantizer::quantizer(const quantizer& other, const NumericType& type) : quantizer(other) {
@@ -144,13 +147,7 @@ quantizer& quantizer::operator=(const quantizer& other) {
     if (this == &other) {
         return *this;
     }
-    auto realmax = std::make_unique<number>(*other.mRealmax);
-    auto lowerbound = std::make_unique<number>(*other.mLowerbound);
-    auto realmin = std::make_unique<number>(*other.mRealmin);
-    auto positiveEps = std::make_unique<number>(*other.mPositiveEps);
-    auto negativeEps = std::make_unique<number>(*other.mNegativeEps);
-    auto wraparound = std::make_unique<number>(*other.mWraparound);
-    auto denormalmin = std::make_unique<number>(*other.mDenormalmin);
+    auto constants = other.mConstants ? std::make_unique<Constants>(*other.mConstants) : nullptr;
     mLogger = other.mLogger;
     mMode = other.mMode;
     mRoundMode = other.mRoundMode;
@@ -159,19 +156,17 @@ quantizer& quantizer::operator=(const quantizer& other) {
     mWordlength = other.mWordlength;
     mFractionlength = other.mFractionlength;
     mPrecision = other.mPrecision;
-    mRealmax = std::move(realmax);
-    mLowerbound = std::move(lowerbound);
-    mRealmin = std::move(realmin);
-    mPositiveEps = std::move(positiveEps);
-    mNegativeEps = std::move(negativeEps);
-    mWraparound = std::move(wraparound);
+    mConstants = std::move(constants);
+    mWordKind = other.mWordKind;
     mExponentlength = other.mExponentlength;
     mExponentmax = other.mExponentmax;
     mExponentmin = other.mExponentmin;
-    mDenormalmin = std::move(denormalmin);
     mQuantize = other.mQuantize;
     mFunctionFits = other.mFunctionFits;
-    updatelimits();
+    mLimits = other.mLimits;
+    if (mConstants) {
+        updatelimits();
+    }
     return *this;
 }
 
@@ -321,45 +316,36 @@ void quantizer::updateparameters() {
             break;
         default:
             // A value outside the enumeration has no constants of its own; the first derivation still makes some.
-            if (!mRealmax) {
-                initializeConstants(kDoublePrecision, false);
+            if (mWordlength == 0) {
+                mConstants = std::make_unique<Constants>(kDoublePrecision, false);
             }
             break;
     }
-    updatelimits();
+    if (mConstants) {
+        updatelimits();
+    }
     updatequantizer();
 }
 
-void quantizer::initializeConstants(unsigned precision, bool force) {
-    for (auto* constant :
-         {&mRealmax, &mLowerbound, &mRealmin, &mPositiveEps, &mNegativeEps, &mWraparound, &mDenormalmin}) {
-        *constant = std::make_unique<number>(0.0, precision, force);
-    }
-}
+quantizer::Constants::Constants(unsigned precision, bool force)
+    : realmax(0.0, precision, force),
+      lowerbound(0.0, precision, force),
+      realmin(0.0, precision, force),
+      positiveEps(0.0, precision, force),
+      negativeEps(0.0, precision, force),
+      wraparound(0.0, precision, force),
+      denormalmin(0.0, precision, force) {}
 
 void quantizer::updatefixedparameters() {
     requireWordlength(mFormat.first);
     mWordlength = toInt(mFormat.first);
     mFractionlength = toInt(mFormat.second);
     mPrecision = static_cast<unsigned>(mWordlength);
-    initializeConstants(mPrecision, false);
-    const number minusTwo(-2.0, mPrecision, number::getDefaultForceMultiplePrecision());
-    const std::int64_t signExponent = std::int64_t{mWordlength} - mFractionlength - 1;
-
-    setPowerOfTwo(*mRealmin, -std::int64_t{mFractionlength});
-    *mPositiveEps = *mRealmin;
-    *mNegativeEps = *mPositiveEps;
-    mNegativeEps->negate();
-    *mDenormalmin = hasNegativeStepOnly() ? *mNegativeEps : *mPositiveEps;
-    setPowerOfTwo(*mRealmax, signExponent);
-    *mRealmax -= *mPositiveEps;
-    setPowerOfTwo(*mLowerbound, signExponent);
-    mLowerbound->negate();
-    *mWraparound = *mLowerbound;
-    *mWraparound *= minusTwo;
+    mWordKind = hasNegativeStepOnly() ? WordKind::OneBitSigned : WordKind::Signed;
     mExponentlength = 0;
     mExponentmax = 0;
     mExponentmin = 0;
+    updatewordlimits();
 }
 
 void quantizer::updateufixedparameters() {
@@ -367,18 +353,58 @@ void quantizer::updateufixedparameters() {
     mWordlength = toInt(mFormat.first);
     mFractionlength = toInt(mFormat.second);
     mPrecision = static_cast<unsigned>(mWordlength) + 1;
-    initializeConstants(mPrecision, false);
+    mWordKind = WordKind::Unsigned;
+    updatewordlimits();
+}
 
-    setPowerOfTwo(*mRealmin, -std::int64_t{mFractionlength});
-    *mPositiveEps = *mRealmin;
-    *mNegativeEps = *mPositiveEps;
-    mNegativeEps->negate();
-    *mDenormalmin = *mRealmin;
-    setPowerOfTwo(*mRealmax, std::int64_t{mWordlength} - mFractionlength);
-    *mRealmax -= *mPositiveEps;
-    *mLowerbound = 0.0;
-    *mWraparound = *mRealmax;
-    *mWraparound += *mPositiveEps;
+std::unique_ptr<quantizer::Constants> quantizer::wordConstants() const {
+    auto result = std::make_unique<Constants>(mPrecision, false);
+    Constants& c = *result;
+    setPowerOfTwo(c.realmin, -std::int64_t{mFractionlength});
+    c.positiveEps = c.realmin;
+    c.negativeEps = c.positiveEps;
+    c.negativeEps.negate();
+    c.denormalmin = mWordKind == WordKind::OneBitSigned ? c.negativeEps : c.positiveEps;
+    const std::int64_t rangeExponent = std::int64_t{mWordlength} - mFractionlength;
+    if (mWordKind == WordKind::Unsigned) {
+        setPowerOfTwo(c.realmax, rangeExponent);
+        c.realmax -= c.positiveEps;
+        c.wraparound = c.realmax;
+        c.wraparound += c.positiveEps;
+    } else {
+        const number minusTwo(-2.0, mPrecision, number::getDefaultForceMultiplePrecision());
+        setPowerOfTwo(c.realmax, rangeExponent - 1);
+        c.realmax -= c.positiveEps;
+        setPowerOfTwo(c.lowerbound, rangeExponent - 1);
+        c.lowerbound.negate();
+        c.wraparound = c.lowerbound;
+        c.wraparound *= minusTwo;
+    }
+    return result;
+}
+
+// Where doubles carry all constants exactly, the limits are known without making a single number. Elsewhere the
+// constants are made at once, and `updatelimits` looks at them.
+void quantizer::updatewordlimits() {
+    const std::int64_t rangeExponent = std::int64_t{mWordlength} - mFractionlength;
+    mConstants.reset();
+    if (mWordlength > static_cast<int>(kDoublePrecision) || !isEasyExponent(mFractionlength) ||
+        !isEasyExponent(rangeExponent)) {
+        mConstants = wordConstants();
+        return;
+    }
+    const bool isUnsigned = mWordKind == WordKind::Unsigned;
+    const int range = static_cast<int>(rangeExponent);
+    mLimits.scale = std::ldexp(1.0, mFractionlength);
+    mLimits.inverseScale = std::ldexp(1.0, -mFractionlength);
+    mLimits.wraparound = std::ldexp(1.0, range);
+    mLimits.inverseWraparound = std::ldexp(1.0, -range);
+    mLimits.positiveEps = mLimits.inverseScale;
+    mLimits.negativeEps = -mLimits.inverseScale;
+    mLimits.realmax = std::ldexp(1.0, isUnsigned ? range : range - 1) - mLimits.positiveEps;
+    mLimits.lowerbound = isUnsigned ? 0.0 : -std::ldexp(1.0, range - 1);
+    mLimits.hasBounds = true;
+    mLimits.valid = isSlopeType(mMode);
 }
 
 void quantizer::updatefloatparameters() {
@@ -390,29 +416,30 @@ void quantizer::updatefloatparameters() {
     mPrecision = static_cast<unsigned>(mFractionlength);
     // A double has neither the exponents nor the mantissa of these formats.
     const bool force = mExponentlength >= 12 || mPrecision > kDoublePrecision;
-    initializeConstants(mPrecision, force);
+    mConstants = std::make_unique<Constants>(mPrecision, force);
+    Constants& c = *mConstants;
     mExponentmax = static_cast<int>(std::ldexp(1.0, mExponentlength - 1)) - 1;
     mExponentmin = 1 - mExponentmax;
 
-    setPowerOfTwo(*mDenormalmin, std::int64_t{mExponentmin} - mFractionlength);
-    setPowerOfTwo(*mPositiveEps, -std::int64_t{mFractionlength});
-    *mNegativeEps = *mPositiveEps;
-    mNegativeEps->negate();
+    setPowerOfTwo(c.denormalmin, std::int64_t{mExponentmin} - mFractionlength);
+    setPowerOfTwo(c.positiveEps, -std::int64_t{mFractionlength});
+    c.negativeEps = c.positiveEps;
+    c.negativeEps.negate();
     // (2 - 2^-f) * 2^exponentmax, as 2 - 2^(1-f) + 2^-f.
     number twoEps(1.0, mPrecision, force);
     twoEps.pow2(1 - mFractionlength);
-    *mRealmax = 2.0;
-    *mRealmax -= twoEps;
-    *mRealmax += *mPositiveEps;
-    mRealmax->pow2(mExponentmax);
-    *mLowerbound = *mRealmax;
-    mLowerbound->negate();
-    setPowerOfTwo(*mRealmin, mExponentmin);
+    c.realmax = 2.0;
+    c.realmax -= twoEps;
+    c.realmax += c.positiveEps;
+    c.realmax.pow2(mExponentmax);
+    c.lowerbound = c.realmax;
+    c.lowerbound.negate();
+    setPowerOfTwo(c.realmin, mExponentmin);
 }
 
 // The fixed-point rule on doubles (fixed_rules.inl.h) agrees in every bit with the operations on `number` under these
 // conditions.
-// - Powers: f and w - f within +-kExponentRange, so that 2^f, 2^-f, W and 1/W are normal doubles and multiplying by
+// - Powers: f and w - f within +-900, so that 2^f, 2^-f, W and 1/W are normal doubles and multiplying by
 //   them is the scaling by ldexp, rounded once, whatever x is.
 // - The constants are exactly doubles, so comparing with them and copying them is the same in either form.
 // - Wrap takes place on the grid of 2^-f. There x / W is 0 or at least 2^-w in magnitude, so the quotient does not
@@ -421,21 +448,17 @@ void quantizer::updatefloatparameters() {
 //   is larger, was finite, or x is infinite and gives NaN in both forms. floor(x / W) * W does not overflow, since an x
 //   near the end of the doubles is a multiple of W.
 void quantizer::updatelimits() {
-    constexpr int kExponentRange = 900;
     mLimits = {};
-    mLimits.realmax = mRealmax->todouble();
-    mLimits.lowerbound = mLowerbound->todouble();
-    mLimits.wraparound = mWraparound->todouble();
-    mLimits.positiveEps = mPositiveEps->todouble();
-    mLimits.negativeEps = mNegativeEps->todouble();
-    mLimits.hasBounds = isExactAsDouble(*mRealmax) && isExactAsDouble(*mLowerbound) && isExactAsDouble(*mPositiveEps) &&
-                        isExactAsDouble(*mNegativeEps);
+    mLimits.realmax = constants().realmax.todouble();
+    mLimits.lowerbound = constants().lowerbound.todouble();
+    mLimits.wraparound = constants().wraparound.todouble();
+    mLimits.positiveEps = constants().positiveEps.todouble();
+    mLimits.negativeEps = constants().negativeEps.todouble();
+    mLimits.hasBounds = isExactAsDouble(constants().realmax) && isExactAsDouble(constants().lowerbound) &&
+                        isExactAsDouble(constants().positiveEps) && isExactAsDouble(constants().negativeEps);
     const std::int64_t rangeExponent = std::int64_t{mWordlength} - mFractionlength;
-    const auto isNormal = [](std::int64_t exponent) {
-        return exponent >= -kExponentRange && exponent <= kExponentRange;
-    };
     if (!isSlopeType(mMode) || mWordlength > static_cast<int>(kDoublePrecision) || !mLimits.hasBounds ||
-        !isNormal(mFractionlength) || !isNormal(rangeExponent)) {
+        !isEasyExponent(mFractionlength) || !isEasyExponent(rangeExponent)) {
         return;
     }
     mLimits.scale = std::ldexp(1.0, mFractionlength);
@@ -447,17 +470,17 @@ void quantizer::updatelimits() {
 // Reading.
 
 const number& quantizer::getRealmin() const {
-    return hasNegativeStepOnly() ? *mNegativeEps : *mRealmin;
+    return hasNegativeStepOnly() ? constants().negativeEps : constants().realmin;
 }
 
 const number& quantizer::getEps() const {
-    return hasNegativeStepOnly() ? *mNegativeEps : *mPositiveEps;
+    return hasNegativeStepOnly() ? constants().negativeEps : constants().positiveEps;
 }
 
 number quantizer::getDenormalmax() const {
     number result(0.0, mPrecision, number::getDefaultForceMultiplePrecision());
     if (isFloatType(mMode) || mMode == ModeEnum::None) {
-        result = getRealmin() - *mDenormalmin;
+        result = getRealmin() - constants().denormalmin;
     } else {
         result = getEps();
     }

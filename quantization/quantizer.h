@@ -91,14 +91,14 @@ class TOLVANE_API quantizer {
     int getExponentmax() const { return mExponentmax; }
     int getExponentmin() const { return mExponentmin; }
     int getExponentbias() const { return mExponentmax; }
-    const number& getRealmax() const { return *mRealmax; }
-    const number& getUpperBound() const { return *mRealmax; }
-    const number& getLowerBound() const { return *mLowerbound; }
-    const number& getPositiveEps() const { return *mPositiveEps; }
-    const number& getNegativeEps() const { return *mNegativeEps; }
+    const number& getRealmax() const { return constants().realmax; }
+    const number& getUpperBound() const { return constants().realmax; }
+    const number& getLowerBound() const { return constants().lowerbound; }
+    const number& getPositiveEps() const { return constants().positiveEps; }
+    const number& getNegativeEps() const { return constants().negativeEps; }
     /// The modulus of wrapping; 0 in the float modes.
-    const number& getWrapAround() const { return *mWraparound; }
-    const number& getDenormalmin() const { return *mDenormalmin; }
+    const number& getWrapAround() const { return constants().wraparound; }
+    const number& getDenormalmin() const { return constants().denormalmin; }
     /// The smallest normal value, or one step in the fixed modes; negative for the one-bit signed word, whose only
     /// step is the one below zero. Likewise `getEps`.
     const number& getRealmin() const;
@@ -164,13 +164,27 @@ class TOLVANE_API quantizer {
  private:
     struct Functions;
 
+    // The constants as numbers, and how they come from word length and fraction length in the fixed-point modes.
+    struct Constants {
+        Constants(unsigned precision, bool force);
+        number realmax, lowerbound, realmin, positiveEps, negativeEps, wraparound, denormalmin;
+    };
+    enum class WordKind { Signed, OneBitSigned, Unsigned };
+
     void checkScaling(const NumericType& type) const;
-    void initializeConstants(unsigned precision, bool force);
+    const Constants& constants() const {
+        if (!mConstants) {
+            mConstants = wordConstants();
+        }
+        return *mConstants;
+    }
+    std::unique_ptr<Constants> wordConstants() const;
     void updateparameters();
     void updatefixedparameters();
     void updateufixedparameters();
     void updatefloatparameters();
     void updatelimits();
+    void updatewordlimits();
     void updatequantizer();
     /// The fraction length less an exponent, within int: a float function that stayed behind meets any fraction length.
     int lastBitBelow(int exponent) const;
@@ -189,7 +203,7 @@ class TOLVANE_API quantizer {
     number& QuantizeScaledDouble(number& x) const;
 
     // Their steps on a number.
-    bool outOfRange(const number& x) const { return x > *mRealmax || x < *mLowerbound; }
+    bool outOfRange(const number& x) const { return x > constants().realmax || x < constants().lowerbound; }
     void checkunderflow(const number& x) const;
     void checkScaledDoubleUnderflow(const number& x) const;
     void checkoverflow(const number& x) const;
@@ -202,16 +216,12 @@ class TOLVANE_API quantizer {
     int mWordlength = 0;
     int mFractionlength = 0;
     unsigned mPrecision = 0;
-    std::unique_ptr<number> mRealmax;
-    std::unique_ptr<number> mLowerbound;
-    std::unique_ptr<number> mRealmin;
-    std::unique_ptr<number> mPositiveEps;
-    std::unique_ptr<number> mNegativeEps;
-    std::unique_ptr<number> mWraparound;
+    // Null until somebody asks, where doubles carry the format: most quantizers of an array's life are never asked.
+    mutable std::unique_ptr<Constants> mConstants;
+    WordKind mWordKind = WordKind::Signed;
     int mExponentlength = 0;
     int mExponentmax = 0;
     int mExponentmin = 0;
-    std::unique_ptr<number> mDenormalmin;
     QuantizeFunction mQuantize = &quantizer::QuantizeNone;
     // Whether that is the function of the description: it stays behind when a mode is unknown or a derivation raised.
     bool mFunctionFits = false;

@@ -78,16 +78,16 @@ void quantizer::checkunderflow(const number& x) const {
 }
 
 void quantizer::checkScaledDoubleUnderflow(const number& x) const {
-    if (!x.iszero() && *mNegativeEps < x && x < *mPositiveEps) {
+    if (!x.iszero() && constants().negativeEps < x && x < constants().positiveEps) {
         mLogger.nUnderflowsPlusOne();
     }
 }
 
 void quantizer::saturate(number& x) const {
-    if (x > *mRealmax) {
-        x = *mRealmax;
-    } else if (x < *mLowerbound) {
-        x = *mLowerbound;
+    if (x > constants().realmax) {
+        x = constants().realmax;
+    } else if (x < constants().lowerbound) {
+        x = constants().lowerbound;
     } else {
         return;
     }
@@ -96,10 +96,10 @@ void quantizer::saturate(number& x) const {
 
 number& quantizer::wrap(number& x) const {
     if (outOfRange(x)) {
-        x.mod(*mWraparound);
-        x -= *mLowerbound;
-        x.mod(*mWraparound);
-        x += *mLowerbound;
+        x.mod(constants().wraparound);
+        x -= constants().lowerbound;
+        x.mod(constants().wraparound);
+        x += constants().lowerbound;
         mLogger.nOverflowsPlusOne();
     }
     return x;
@@ -107,7 +107,7 @@ number& quantizer::wrap(number& x) const {
 
 number& quantizer::uwrap(number& x) const {
     if (outOfRange(x)) {
-        x.mod(*mWraparound);
+        x.mod(constants().wraparound);
         mLogger.nOverflowsPlusOne();
     }
     return x;
@@ -169,10 +169,10 @@ number& quantizer::quantizeFloat(number& x) const {
     if (x.myisinf()) {
         mLogger.nOverflowsPlusOne();
     } else if (!x.iszero() && !x.myisnan()) {
-        if (x > *mRealmax) {
+        if (x > constants().realmax) {
             x = bsGetInf();
             mLogger.nOverflowsPlusOne();
-        } else if (x < *mLowerbound) {
+        } else if (x < constants().lowerbound) {
             x = bsGetMinusInf();
             mLogger.nOverflowsPlusOne();
         } else {
