@@ -18,7 +18,6 @@
 namespace {
 
 using datatypes::array;
-using datatypes::real;
 using EmbeddedTypeSystem::NumericType;
 
 constexpr DataTypeColumn fiHandle = datatypes::object<fi>;

@@ -48,7 +48,7 @@ struct Subscript {
     std::vector<Value> indices;
 };
 /// The step ".name".
-inline Subscript dot(std::string name) {
+inline Subscript dot(const std::string& name) {
     return {".", {Value(name)}};
 }
 
