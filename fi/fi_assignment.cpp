@@ -179,6 +179,8 @@ fi& fi::getElement() const {
         mElementCache->setvalue(*this);
     } else {
         mElementCache = std::make_unique<fi>(*this, embedded::CopyElement::tag);
+        // A log of its own would be written to the log map a second time.
+        mElementCache->resetLogging();
     }
     return *mElementCache;
 }

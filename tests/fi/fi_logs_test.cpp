@@ -166,6 +166,21 @@ TEST_F(Logs, MoveIntoTheMapAndMergeThere) {
     EXPECT_EQ(logs.at("a|Sum|s20,6").getNumberOfUnderflows(), 12u);
 }
 
+TEST_F(Logs, AreWrittenOnceByAnArrayWhoseElementWasCopied) {
+    {
+        const fi wide = seenColumn("w");
+        fi narrow = scalar(0.0, fixedType(true, 4, 0));
+        narrow = wide;
+        embedded::setFeatureFiTagLogging(true);
+        qlogger::setLogType(embedded::LogTypeEnum::WriteLogMap);
+    }
+    qlogger::setLogType({});
+    const auto record = filog::getLogMap().find("w|Assignment|s8,4");
+    ASSERT_NE(record, filog::getLogMap().end());
+    EXPECT_EQ(record->second.getNumberOfOverflows(), 1u);
+    EXPECT_EQ(record->second.getNumberOfUnderflows(), 1u);
+}
+
 TEST_F(Logs, AreResetThoughTheMapTakesNothing) {
     const fi array = seenColumn("a");
     array.consolidatelocalfilogs();
