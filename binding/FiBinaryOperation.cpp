@@ -14,6 +14,10 @@ constexpr PartnerRule sameTag{.hasBestPrecision = true, .keepsTag = true, .isAlw
 constexpr PartnerRule sameType{.hasBestPrecision = false, .keepsTag = false, .isAlwaysLocal = false};
 constexpr PartnerRule ownRules{.hasBestPrecision = true, .keepsTag = false, .isAlwaysLocal = true};
 
+[[noreturn]] void raiseNoSignature() {
+    raiseError("fixedpoint:fi:binaryop:signaturenotfound", "Signature not found.");
+}
+
 const char* dataTypeText(fi::DataTypeEnum dataType) {
     switch (dataType) {
         case fi::DataTypeEnum::Boolean:
@@ -99,7 +103,13 @@ FiBinaryOperation::Operands FiBinaryOperation::operands(const OMMethodSignature*
 const fi& FiBinaryOperation::decidingOperand(const OMMethodSignature* signature, void** arguments) const {
     const bool isSecond =
         arguments[1] != nullptr && (arguments[0] == nullptr || (signature != mFiFi && signature != mFiArray));
-    return *fi::getObjFromPrhs(arguments[isSecond ? 1 : 0]);
+    const bool isHostArray = signature == (isSecond ? mFiArray : mArrayFi);
+    void* const operand = arguments[isSecond ? 1 : 0];
+    // A method called by its class may come without any object.
+    if (isHostArray || operand == nullptr) {
+        raiseNoSignature();
+    }
+    return *fi::getObjFromPrhs(operand);
 }
 
 void FiBinaryOperation::raiseNotAllowed(const fi& operand) const {
@@ -121,7 +131,7 @@ void FiBinaryOperationFiOutput::computeAndGive(const PartnerRule& rule, OMMethod
                                                void** results, void** arguments) {
     const Operands given = operands(signature, arguments, rule);
     if (given.a == nullptr || given.b == nullptr) {
-        raiseError("fixedpoint:fi:binaryop:signaturenotfound", "Signature not found.");
+        raiseNoSignature();
     }
     std::unique_ptr<fi> result = computeResult(*given.a, *given.b);
     if (given.partner && !rule.hasBestPrecision) {

@@ -36,7 +36,8 @@ class FiBinaryOperation : public OMMethodInfo {
 
     /// Returns the operands; neither is there for a signature of another record.
     Operands operands(const OMMethodSignature* signature, void** arguments, const PartnerRule& rule) const;
-    /// Returns the operand whose data type decides whether the call is allowed. Only this one is looked at.
+    /// Returns the operand whose data type decides whether the call is allowed. Only this one is looked at. Raises
+    /// "fixedpoint:fi:binaryop:signaturenotfound" where no `fi` stands at its place.
     const fi& decidingOperand(const OMMethodSignature* signature, void** arguments) const;
     /// Raises "fixedpoint:fi:<method>:<data type>:notallowed".
     [[noreturn]] void raiseNotAllowed(const fi& operand) const;

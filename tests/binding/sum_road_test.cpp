@@ -76,6 +76,15 @@ TEST_F(SumRoad, AnEmptyArrayIsAnEmptyOperandOfTheOthersType) {
               (Raised{"fixedpoint:fi:dimagree", "Matrix dimensions must agree."}));
 }
 
+TEST_F(SumRoad, NeedsAnArrayOfTheClassAlsoWhenCalledByTheClass) {
+    const std::vector<Value> rows[] = {{Value(), Value()}, {Value(), 1.0}, {1.0, Value()}};
+    for (const std::vector<Value>& operands : rows) {
+        EXPECT_EQ(thrownBy([&] { session.callStatic("embedded.fi", "plus", operands); }),
+                  (Raised{"fixedpoint:fi:binaryop:signaturenotfound", "Signature not found."}))
+            << operands.front() << " " << operands.back();
+    }
+}
+
 TEST_F(SumRoad, ComplexOperands) {
     const Value z = s16(Value::complex(0.5, 0.25));
     const Value sum = session.call("minus", {z, Value::complex(0.25, 0.5)});
