@@ -1,6 +1,7 @@
 # The thin front: every target installs what it lacks, builds what it needs and does its work.
 #
 #   make run [SIGNAL=file] [ARGS="--snr 60 --out words.hex"]   the word length study of a recording
+#   make tour                                                   first steps with an array of the host
 #   make test                                                   all tests
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
 
@@ -11,12 +12,17 @@ FUZZ_SECONDS ?= 60
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
-.PHONY: run test bench format format-check tidy sanitize fuzz coverage install clean
+.PHONY: run tour test bench format format-check tidy sanitize fuzz coverage install clean
 
 run:
 	@tools/install-deps build run
 	@tools/build release word_length_study
 	@build/release/examples/word_length_study "$(SIGNAL)" $(ARGS)
+
+tour:
+	@tools/install-deps build run
+	@tools/build release first_steps
+	@build/release/examples/first_steps
 
 test:
 	@tools/install-deps build test

@@ -1,0 +1,36 @@
+// The tour prints what the objects answer; its key facts are worked out by hand.
+#include <gtest/gtest.h>
+#include <stdio.h>
+
+#include <array>
+#include <string>
+
+namespace {
+
+TEST(FirstSteps, ToldFactsAreTrue) {
+    FILE* const pipe = popen(FIRST_STEPS, "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string text;
+    std::array<char, 4096> block;
+    while (const std::size_t count = fread(block.data(), 1, block.size(), pipe)) text.append(block.data(), count);
+    EXPECT_EQ(pclose(pipe), 0);
+    // In steps of 1/64: 1.5 is 96, -0.7 is -44.8, 0.12 is 7.68; the greatest 8-bit word is 127.
+    const struct {
+        const char* line;
+        const char* why;
+    } facts[] = {
+        {"\n  kept                   [1.5  -0.703125  0.125] ", "96, -45, 8"},
+        {"\n  type                   signed, 8 bits, fraction length 6\n", "as asked for"},
+        {"\n  a + a                  [3  -1.40625  0.25]\n", "twice that"},
+        {"\n  type                   signed, 9 bits, fraction length 6\n", "one bit for the carry"},
+        {"\n  a - 0.25               [1.25  -0.953125  -0.125]\n", ""},
+        {"\n  b                      [1.5  -0.703125  0.109375] ", "96, -45, 7"},
+        {"\n  b + b                  [1.984375  -1.40625  0.21875]\n", "192 becomes 127"},
+        {"\n  warning fi:overflow    1 overflow occurred in the fi + operation.\n", "the 192"},
+        {"\n  smallest, greatest     -1.40625, 1.984375\n", "-90 and 127"},
+        {"\n  a + b                  fixedpoint:fi:fimathmismatch\n", "a rounds, b cuts"},
+    };
+    for (const auto& fact : facts) EXPECT_NE(text.find(fact.line), std::string::npos) << fact.why << "\n" << text;
+}
+
+}  // namespace
