@@ -31,6 +31,10 @@ Choice:
   The smallest fixed-point word of the table that keeps the wanted ratio. Among formats of
   that word: no overflow before some, then the greater ratio to 0.1 dB, then table order.
 
+Mix:
+  Types, rules and arrays are made through the host, which calls libtolvane.so: the recording
+  plus and minus a delayed, quieter copy, in the chosen format (16 bits if none or a float).
+
 Exit codes:
   0  done                                    4  a sample is not a number, infinite or too great
   1  unexpected failure                      5  --out given, but no format keeps the ratio
@@ -78,6 +82,12 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     app.add_option("--out", options.wordFile,
                    "Write the words of the chosen format to this file, in hexadecimal, one a line");
     app.add_option("--csv", options.csvFile, "Write the table to this file, too, as comma-separated values");
+    app.add_option("--mix-delay", options.mixDelayMs,
+                   "Delay of the copy it is mixed with, in ms; by default 25, less for a short recording")
+        ->option_text("FLOAT");
+    app.add_option("--mix-gain", options.mixGainDb, "Gain of that copy, in dB");
+    bool noMix = false;
+    app.add_flag("--no-mix", noMix, "Leave out the mix and its table");
 
     try {
         // CLI11 takes a vector from its back.
@@ -92,6 +102,11 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     if (options.channel < 1) refuse("bad --channel " + std::to_string(options.channel) + ": channels count from 1");
     if (!(std::fabs(options.gainDb) <= 400.0)) refuse("bad --gain: give -400 to 400 dB");
     if (!std::isfinite(options.wantedDb)) refuse("bad --snr: give a finite ratio in dB");
+    if (options.mixDelayMs && !(*options.mixDelayMs >= 0.0 && *options.mixDelayMs <= 1e6)) {
+        refuse("bad --mix-delay: give 0 to 1000000 ms");
+    }
+    if (!(std::fabs(options.mixGainDb) <= 200.0)) refuse("bad --mix-gain: give -200 to 200 dB");
+    options.mixes = !noMix;
     options.words = parseNumbers(words, "word lengths", 1, kWordBitsLimit);
     options.wordsAreGiven = wordsOption->count() > 0;
     options.fractionsAreFullScale = fractions == "full";

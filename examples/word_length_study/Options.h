@@ -30,6 +30,9 @@ struct Options {
     std::optional<Format> format;  // chosen by the user
     std::string wordFile;          // empty: none
     std::string csvFile;           // empty: none
+    bool mixes = true;
+    std::optional<double> mixDelayMs;  // absent: 25, less for a short recording
+    double mixGainDb = -6.0;           // of the copy
 };
 
 /// Reads the arguments (without the program's name). Returns nothing when help was asked for and printed to `out`.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <system_error>
 
@@ -11,10 +12,13 @@
 #include "examples/word_length_study/Recording.h"
 #include "examples/word_length_study/Study.h"
 #include "examples/word_length_study/StudyError.h"
+#include "examples/word_length_study/mix.h"
+#include "examples/word_length_study/mixTable.h"
 #include "examples/word_length_study/table.h"
 #include "examples/word_length_study/wordFile.h"
 #include "examples/word_length_study/writeBeside.h"
 #include "host/ErrorIdException.h"
+#include "host/reference/HostError.h"
 
 namespace study {
 namespace {
@@ -65,6 +69,8 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
     checkOutputs(options);
     Recording recording = readRecording(options.signal, options.channel);
     const double peak = applyGain(recording, options.gainDb);
+    const std::optional<MixSetting> mixSetting =
+        options.mixes ? std::optional(mixSettingOf(options, recording)) : std::nullopt;
 
     const Study result = [&] {
         ProgressLine line(err, errIsTerminal, recording.samples.size());
@@ -90,6 +96,10 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
             << options.wordFile << ", read back and found equal\n  bit for bit to integers worked out from the samples "
             << "without the library.\n";
     }
+    if (mixSetting) {
+        const auto chosen = result.chosen ? std::optional(result.chosen->format) : std::nullopt;
+        printMix(out, mix(recording.samples, mixFormatOf(chosen, recording.samples, options), *mixSetting));
+    }
 }
 
 }  // namespace
@@ -110,6 +120,8 @@ int run(std::span<const std::string> arguments, std::ostream& out, std::ostream&
     } catch (ErrorIdException* error) {
         const std::unique_ptr<ErrorIdException> owner(error);
         return fail(ExitCode::Unexpected, std::string(error->getId()) + ": " + error->getMessage());
+    } catch (const hostref::HostError& error) {
+        return fail(ExitCode::Unexpected, error.id() + ": " + error.what());
     } catch (const std::exception& error) {
         return fail(ExitCode::Unexpected, error.what());
     }

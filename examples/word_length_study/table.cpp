@@ -16,13 +16,6 @@ std::string formatted(const char* format, Arguments... arguments) {
     return text.data();
 }
 
-/// Six decimals where they show the value, four digits with an exponent elsewhere.
-std::string valueText(double value) {
-    const double magnitude = std::fabs(value);
-    if (magnitude == 0.0) value = 0.0;  // a negative zero would only puzzle
-    return formatted(magnitude == 0.0 || (magnitude >= 1e-4 && magnitude < 1e5) ? "%.6f" : "%.3e", value);
-}
-
 std::string rowText(const Measurement& row, bool chosen) {
     const bool isFloat = row.format.kind == Kind::Float;
     return formatted("%s %-9s %-10s  %-9s %10" PRIu64 " %10" PRIu64 "  %12s %12s  %7s", chosen ? ">" : " ",
@@ -41,6 +34,12 @@ std::string decibels(double value) {
 std::string ratioText(double snrDb) {
     if (std::isinf(snrDb) && snrDb > 0) return "exact";
     return formatted("%.1f", snrDb);
+}
+
+std::string valueText(double value) {
+    const double magnitude = std::fabs(value);
+    if (magnitude == 0.0) value = 0.0;  // a negative zero would only puzzle
+    return formatted(magnitude == 0.0 || (magnitude >= 1e-4 && magnitude < 1e5) ? "%.6f" : "%.3e", value);
 }
 
 std::string ratioWithUnit(double snrDb) {

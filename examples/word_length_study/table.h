@@ -14,6 +14,9 @@ std::string ratioText(double snrDb);
 /// As `ratioText`, with " dB" after a number.
 std::string ratioWithUnit(double snrDb);
 
+/// Returns a value with six decimals where they show it, with four digits and an exponent elsewhere.
+std::string valueText(double value);
+
 /// Prints what was studied, the table with the chosen rows marked, its legend and the verdict; at most 100 columns
 /// unless a path is longer.
 void printStudy(std::ostream& out, const Recording& recording, double peak, const Options& options, const Study& study);

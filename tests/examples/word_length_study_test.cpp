@@ -339,7 +339,7 @@ TEST(WordLengthStudy, PrintsATableOfOneScreen) {
     for (auto& sample : samples) sample = static_cast<std::int16_t>(sample / 2);
     writeSound(folder.file("a.wav"), samples);
     std::filesystem::current_path(std::filesystem::path(folder.file("a.wav")).parent_path());
-    const Outcome outcome = runStudy({"a.wav"});
+    const Outcome outcome = runStudy({"a.wav", "--no-mix"});
     std::filesystem::current_path("/");
     EXPECT_EQ(outcome.err, "");
     std::istringstream lines(outcome.out);
@@ -373,6 +373,9 @@ TEST(WordLengthStudy, HelpShowsEveryOptionAndExitCode) {
                              "--format",
                              "--out",
                              "--csv",
+                             "--mix-delay",
+                             "--mix-gain",
+                             "--no-mix",
                              "/usr/share/sounds/alsa/Front_Center.wav",
                              "10 log10( sum x^2 / sum (x - q)^2 )",
                              "Exit codes:",
@@ -414,6 +417,11 @@ TEST(WordLengthStudy, TellsEveryErrorAndItsCode) {
         {{signal, "--snr", "nan"}, 2, "bad --snr"},
         {{signal, "--snr"}, 2, "--snr"},
         {{signal, "--gain", "401"}, 2, "bad --gain"},
+        {{signal, "--mix-delay", "-1"}, 2, "bad --mix-delay: give 0 to 1000000 ms"},
+        {{signal, "--mix-delay", "nan"}, 2, "bad --mix-delay"},
+        {{signal, "--mix-delay", "soon"}, 2, "soon"},
+        {{signal, "--mix-delay", "8192"}, 2, "bad --mix-delay: the recording ends after 8192 ms"},
+        {{signal, "--mix-gain", "201"}, 2, "bad --mix-gain: give -200 to 200 dB"},
         {{signal, "--words", "0:8"}, 2, "bad word lengths '0:8'"},
         {{signal, "--fractions", "best"}, 2, "bad fraction lengths 'best'"},
         {{signal, "--rounds", "up"}, 2, "there is no rounding mode 'up'"},

@@ -1,0 +1,249 @@
+// The mix of the word length study, against sums of stored integers that are worked out here, and its table.
+#include "examples/word_length_study/mix.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "examples/word_length_study/program.h"
+#include "tests/examples/sounds.h"
+
+namespace {
+
+using study::Format;
+using study::Kind;
+using study::Overflow;
+using study::Round;
+
+/// A quantizing place of integers in steps of 2^-fraction, and what it has seen.
+class Place {
+ public:
+    Place(bool isSigned, int wordBits, int fraction, Round round, bool wraps)
+        : mFraction(fraction),
+          mLow(isSigned ? -(std::int64_t{1} << (wordBits - 1)) : 0),
+          mHigh((std::int64_t{1} << (isSigned ? wordBits - 1 : wordBits)) - 1),
+          mFloors(round == Round::Floor),
+          mWraps(wraps) {}
+
+    std::int64_t fromDouble(double value) {
+        const double steps = std::ldexp(value, mFraction);
+        return bounded(static_cast<std::int64_t>(std::floor(mFloors ? steps : steps + 0.5)), value != 0.0);
+    }
+    /// From an integer in steps of 2^-fraction.
+    std::int64_t fromInteger(std::int64_t value, int fraction) {
+        const int shift = fraction - mFraction;
+        if (shift < 0) return bounded(value << -shift, value != 0);
+        const std::int64_t half = mFloors || shift == 0 ? 0 : std::int64_t{1} << (shift - 1);
+        return bounded((value + half) >> shift, value != 0);
+    }
+
+    std::uint64_t overflows = 0;
+    std::uint64_t underflows = 0;
+    std::int64_t smallest = std::numeric_limits<std::int64_t>::max();
+    std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
+
+ private:
+    std::int64_t bounded(std::int64_t value, bool wasSomething) {
+        if (value == 0 && wasSomething) ++underflows;
+        if (value < mLow || value > mHigh) {
+            ++overflows;
+            const std::int64_t count = mHigh - mLow + 1;
+            value = mWraps ? ((value - mLow) % count + count) % count + mLow : std::clamp(value, mLow, mHigh);
+        }
+        smallest = std::min(smallest, value);
+        greatest = std::max(greatest, value);
+        return value;
+    }
+
+    int mFraction;
+    std::int64_t mLow;
+    std::int64_t mHigh;
+    bool mFloors;
+    bool mWraps;
+};
+
+void expectRow(const study::MixRow& row, const std::string& type, const Place& place, int fraction,
+               const std::vector<double>& wanted, const std::vector<std::int64_t>& got) {
+    SCOPED_TRACE(row.name + " " + row.type);
+    EXPECT_EQ(row.type, type);
+    EXPECT_EQ(row.overflows, place.overflows);
+    EXPECT_EQ(row.underflows, place.underflows);
+    EXPECT_EQ(row.smallest, std::ldexp(static_cast<double>(place.smallest), -fraction));
+    EXPECT_EQ(row.greatest, std::ldexp(static_cast<double>(place.greatest), -fraction));
+    double signal = 0.0;
+    double noise = 0.0;
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const double error = wanted[i] - std::ldexp(static_cast<double>(got[i]), -fraction);
+        signal += wanted[i] * wanted[i];
+        noise += error * error;
+    }
+    EXPECT_NEAR(row.snrDb, 10.0 * std::log10(signal / noise), 1e-6);
+}
+
+std::string typeText(bool isSigned, int wordBits, int fraction) {
+    return (isSigned ? "s" : "u") + std::to_string(wordBits) + "," + std::to_string(fraction);
+}
+
+TEST(Mix, EveryRowIsWhatIntegersSay) {
+    constexpr unsigned seed = 20260802;
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> spread(-0.49, 0.45);
+    std::vector<double> samples(500);
+    for (double& sample : samples) sample = spread(random);
+    samples[7] = 0.0;
+    samples[8] = 1e-9;
+    constexpr std::size_t delay = 13;
+    constexpr double gainDb = -9.5;
+
+    const Format formats[] = {{Kind::Signed, 12, 12, 0, Round::Nearest, Overflow::Saturate},
+                              {Kind::Signed, 8, 7, 0, Round::Floor, Overflow::Saturate},
+                              {Kind::Signed, 10, 11, 0, Round::Nearest, Overflow::Wrap},
+                              {Kind::Unsigned, 9, 10, 0, Round::Nearest, Overflow::Saturate}};
+    for (const Format& format : formats) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed << " " << fullName(format));
+        const study::Mix mix = study::mix(samples, format, {delay, 0.0, gainDb});
+        const bool isSigned = format.kind == Kind::Signed;
+        const int bits = format.wordBits;
+        const int fraction = format.fractionBits;
+        const bool wraps = format.overflow == Overflow::Wrap;
+
+        std::vector<double> copy(samples.size());
+        for (std::size_t i = delay; i < copy.size(); ++i) {
+            copy[i] = std::pow(10.0, gainDb / 20.0) * samples[i - delay];
+        }
+        const auto overflowsAt = [&](int f) {
+            Place place(isSigned, bits, f, format.round, false);
+            for (const double value : copy) {
+                if (isSigned || value > 0.0) place.fromDouble(value);
+            }
+            return place.overflows > 0;
+        };
+        int copyFraction = 40;
+        while (overflowsAt(copyFraction)) --copyFraction;
+
+        Place placeA(isSigned, bits, fraction, format.round, wraps);
+        Place placeB(isSigned, bits, copyFraction, format.round, wraps);
+        std::vector<std::int64_t> a;
+        std::vector<std::int64_t> b;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            a.push_back(placeA.fromDouble(samples[i]));
+            b.push_back(placeB.fromDouble(copy[i]));
+        }
+        ASSERT_EQ(mix.operands.size(), 2U);
+        expectRow(mix.operands[0], typeText(isSigned, bits, fraction), placeA, fraction, samples, a);
+        expectRow(mix.operands[1], typeText(isSigned, bits, copyFraction), placeB, copyFraction, copy, b);
+
+        const int finest = std::max(fraction, copyFraction);
+        const int whole = bits - std::min(fraction, copyFraction) + 1;
+        const struct {
+            const char* mode;
+            int wordBits;
+            int fraction;
+            bool casts;
+            bool wraps;
+        } rules[] = {
+            {"FullPrecision", whole + finest, finest, true, wraps}, {"KeepLSB", bits, finest, true, wraps},
+            {"KeepMSB", bits, bits - whole, true, wraps},           {"KeepMSB", bits, bits - whole, false, wraps},
+            {"SpecifyPrecision", bits, fraction, true, wraps},      {"SpecifyPrecision", bits, fraction, true, true}};
+        for (const int sign : {1, -1}) {
+            const auto& rows = sign > 0 ? mix.sums : mix.differences;
+            ASSERT_EQ(rows.size(), std::size(rules));
+            std::vector<double> wanted;
+            for (std::size_t i = 0; i < samples.size(); ++i) wanted.push_back(samples[i] + sign * copy[i]);
+            for (std::size_t r = 0; r < rows.size(); ++r) {
+                const auto& rule = rules[r];
+                SCOPED_TRACE(testing::Message() << rule.mode << (sign > 0 ? " plus" : " minus") << " row " << r);
+                EXPECT_EQ(rows[r].name, rule.mode);
+                EXPECT_EQ(rows[r].castsOperands, rule.casts);
+                EXPECT_EQ(rows[r].overflow, rule.wraps ? Overflow::Wrap : Overflow::Saturate);
+                Place place(isSigned, rule.wordBits, rule.fraction, format.round, rule.wraps);
+                std::vector<std::int64_t> got;
+                for (std::size_t i = 0; i < a.size(); ++i) {
+                    if (rule.casts) {
+                        const std::int64_t left = place.fromInteger(a[i], fraction);
+                        const std::int64_t right = place.fromInteger(b[i], copyFraction);
+                        got.push_back(place.fromInteger(left + sign * right, rule.fraction));
+                    } else {
+                        const std::int64_t exact =
+                            (a[i] << (finest - fraction)) + sign * (b[i] << (finest - copyFraction));
+                        got.push_back(place.fromInteger(exact, finest));
+                    }
+                }
+                expectRow(rows[r], typeText(isSigned, rule.wordBits, rule.fraction), place, rule.fraction, wanted, got);
+            }
+        }
+    }
+}
+
+TEST(Mix, DelayIsThatOfTheRecordingsRateAndStaysInsideIt) {
+    study::Recording recording;
+    recording.sampleRate = 48000;
+    recording.samples.resize(48000);
+    study::Options options;
+    EXPECT_EQ(study::mixSettingOf(options, recording).delay, 1200U);
+    options.mixDelayMs = 0.03;
+    EXPECT_EQ(study::mixSettingOf(options, recording).delay, 1U);
+    options.mixDelayMs.reset();
+    for (const std::size_t count : {1U, 2U, 3U, 8U}) {
+        recording.samples.resize(count);
+        EXPECT_LT(study::mixSettingOf(options, recording).delay, count);
+    }
+}
+
+std::string outputOf(const std::vector<std::string>& arguments) {
+    std::ostringstream out;
+    std::ostringstream err;
+    EXPECT_EQ(study::run(arguments, out, err, false), 0) << err.str();
+    return out.str();
+}
+
+TEST(Mix, TheTableFollowsTheStudyAndQuotesTheHost) {
+    const TemporaryFolder folder;
+    std::vector<std::int16_t> samples;
+    for (int i = 0; i < 2000; ++i) samples.push_back(static_cast<std::int16_t>(16000.0 * std::sin(0.05 * i)));
+    writeSound(folder.file("a.wav"), samples);
+    const std::string signal = folder.file("a.wav");
+    const std::string text = outputOf({signal, "--format", "s12,12", "--mix-delay", "2", "--mix-gain", "-3"});
+    const auto begin =
+        text.find("\nMixed through the host: the recording plus and minus a copy 2 ms later (16 samples) at -3");
+    ASSERT_NE(begin, std::string::npos) << text;
+    std::istringstream lines(text.substr(begin));
+    int rows = 0;
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 110U) << line;
+        rows += line.find(" saturate ") != std::string::npos || line.find(" wrap ") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_EQ(rows, 14);
+    for (const char* part : {"[warned]", "[dB]", "\"fi:overflow: ", " occurred in the fi ",
+                             "\nThe exact sum of two 12-bit words is s13,12 and keeps "}) {
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    }
+    EXPECT_EQ(outputOf({signal, "--no-mix"}).find("Mixed"), std::string::npos);
+}
+
+TEST(Mix, TakesSilenceExtremesAndWhateverWasChosen) {
+    const TemporaryFolder folder;
+    writeSound(folder.file("silence.wav"), std::vector<std::int16_t>(10));
+    writeSound(folder.file("one.wav"), std::vector<std::int16_t>{-32768});
+    writeSound(folder.file("wide.wav"), std::vector<double>{0x1p255, -0x1p-300, 3.0});
+    const struct {
+        std::vector<std::string> arguments;
+        const char* part;
+    } cases[] = {
+        {{folder.file("silence.wav")}, "FullPrecision     s7,5"},
+        {{folder.file("one.wav"), "--mix-gain", "200"}, "\nThe exact sum"},
+        {{folder.file("one.wav"), "--format", "f16:5"}, "recording         s16,15"},
+        {{folder.file("one.wav"), "--words", "4", "--snr", "1000"}, "\nThe exact sum"},
+        {{folder.file("wide.wav"), "--format", "s52,-512", "--mix-gain", "-200"}, "\nThe exact sum"},
+        {{folder.file("wide.wav"), "--format", "u52,512", "--mix-gain", "200"}, "\nThe exact sum"},
+    };
+    for (const auto& row : cases) EXPECT_NE(outputOf(row.arguments).find(row.part), std::string::npos) << row.part;
+}
+
+}  // namespace
