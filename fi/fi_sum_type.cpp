@@ -103,7 +103,7 @@ void fi::initializeSumRegister(const NumericType& type, const fimath& rules, uns
     const unsigned entryPrecision = std::max(precision, static_cast<unsigned>(std::max(getWordLength(), 0)));
     auto made = std::make_unique<fi>(0.0, type, rules, entryPrecision, getTag(), mFimathIsLocal,
                                      embedded::OperationTypeEnum::Sum);
-    made->coordinateComplexity(iscomplex(), precision);
+    made->coordinateComplexity(iscomplex(), entryPrecision);
     made->resetLogging();
     // The old register goes last, as type and rules may be its own.
     mSumRegister = std::move(made);

@@ -359,6 +359,21 @@ TEST(SumRegister, IsComplexWithItsOwnerAndStartsWithAnEmptyLog) {
     EXPECT_EQ(a.getsumQlogger().getNMathoperations(), 1u);
 }
 
+TEST(SumRegister, HoldsImaginaryPartsAsWideAsItsOwner) {
+    // The operands differ in a bit that the 32-bit word of the register doesn't reach beside their top bits.
+    fimath rules = sumRules(SumMode::SpecifyPrecision, 32, 20);
+    rules.setCastBeforeSum(false);
+    const NumericType type = fixedType(true, 100, 20);
+    const Owner a = sum(column({0x1p60}, {0x1p60}, type), column({0x1p-20}, {0x1p-20}, type));
+    a->setFimath(rules);
+    const fi b = column({0x1p60}, {0x1p60}, type, rules);
+    a->setIndex(0);
+    b.setIndex(0);
+    const fi& difference = *a - b;
+    EXPECT_EQ(difference.realdouble(), 0x1p-20);
+    EXPECT_EQ(difference.imagdouble(), 0x1p-20);
+}
+
 TEST(SumRegister, ElementOperatorsInPlaceUseTheTypeOfTheLeftSide) {
     fi a = column({1.0, 7.0}, fixedType(true, 4, 0));
     const fi b = scalar(2.6, fixedType(true, 16, 8));
