@@ -7,6 +7,7 @@
 //              SpecifyPrecision; hand+log also counts and keeps the extremes
 //     mpfr     the steps of an element written directly on MPFR: the baseline of wide words
 //     fi       fi::plus, which makes an array with type, rules and log; fi+log with logging on
+//     session  the same as a call of "plus" through a session of the host
 // Before a variant is timed its results are compared with the baseline's. Results live until the next one is made.
 #include <benchmark/benchmark.h>
 #include <mpfr.h>
@@ -24,6 +25,7 @@
 
 #include "benchmarks/ratio_report.h"
 #include "fi/fi.h"
+#include "host/reference/Session.h"
 #include "numbers/mpnumber.h"
 
 namespace {
@@ -217,6 +219,33 @@ void runFi(benchmark::State& state, const Case& c, bool logging) {
     fi::setLogging(false);
 }
 
+// As a user of the host adds: the call finds its method by name, and its result comes wrapped in a handle.
+void runSession(benchmark::State& state, const Case& c) {
+    static hostref::Session session;
+    const std::vector<double> values[] = {signal(c, 1), signal(c, 2)};
+    const hostref::Value a = session.construct("embedded.fi", {values[0]});
+    const hostref::Value b = session.construct("embedded.fi", {values[1]});
+    for (const hostref::Value& array : {a, b}) {
+        if (c.isSpecified) {
+            array.set("SumMode", "SpecifyPrecision");
+            array.set("SumWordLength", kSumBits);
+            array.set("SumFractionLength", kSumFraction);
+        }
+    }
+    std::vector<double> expected(c.count);
+    HandLog log = emptyLog();
+    (c.isSpecified ? handFor<true>() : plainLoop)(values[0].data(), values[1].data(), expected.data(), c.count, &log);
+    if (session.call("plus", {a, b}).get("double").toDoubles() != expected) {
+        return state.SkipWithError("the session and the hand-written loop differ");
+    }
+    for (auto iteration : state) {
+        (void)iteration;
+        benchmark::DoNotOptimize(session.call("plus", {a, b}));
+        benchmark::ClobberMemory();
+    }
+    finish(state, c.count);
+}
+
 // Wide words: the steps of an element written directly on MPFR, on entries of the precisions that the library takes.
 
 struct WideCase {
@@ -375,6 +404,9 @@ void registerAll() {
                 }
                 add(name + "fi", [c](benchmark::State& s) { runFi(s, c, false); });
                 add(name + "fi+log", [c](benchmark::State& s) { runFi(s, c, true); });
+                if (!isComplex) {
+                    add(name + "session", [c](benchmark::State& s) { runSession(s, c); });
+                }
             }
         }
     }
