@@ -499,6 +499,16 @@ class TOLVANE_API fi {
     void initializeSumRegister(const fimath& rules) const;
     void initializeSumRegister(const NumericType& type, const fimath& rules, unsigned precision) const;
     bool isSumRegisterInitialized() const { return mSumRegister != nullptr; }
+
+    // Products.
+
+    /// Derives the type of a product and returns it in a cell of this object, valid until the next call. A product of
+    /// two signed values has no bit more than both words together. Raises as errorIfMathMismatch,
+    /// "fixedpoint:fi:mathmodeslopebiasnotdefined" and "fixedpoint:fi:MaxProductWordLengthExceeded".
+    NumericType& getProductTypeForMpyOp(const fi& b) const;
+    /// Makes the product register anew, and in it a sum register of the sum type.
+    void initializeProductRegister(const NumericType& sumType, const NumericType& productType, const fimath& rules,
+                                   unsigned precision) const;
     bool isProductRegisterInitialized() const { return mProductRegister != nullptr; }
 
     // Factors between types with slope and bias. Each is computed once for its key of types and kept.
@@ -508,6 +518,14 @@ class TOLVANE_API fi {
     /// On the left operand of a sum or difference.
     void initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
     bool needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
+    /// On the left operand of a product without biases, for the net slope (factor of a * factor of b) / factor of the
+    /// result.
+    void initSlopeCorrectionFactorForTimes(double netSlope, const fi& result) const;
+    /// On the left operand of a product with a bias: makes two binary point scalars into which the operands convert,
+    /// the left one with a product register that holds any of their products. Only a change of an operand's type makes
+    /// them anew, not one of the rules. Raises as errorIfMathMismatch, and "fixedpoint:quantizer:wordlengthtoobig" for
+    /// words of more than 65535 bits together; the ones of before stay.
+    void initParamsForWorstCaseSlopeBiasTimes(const fi& b) const;
 
  protected:
     /// Makes a view: shares the entries of the source, with cursors of its own, and its quantizer.
@@ -533,6 +551,10 @@ class TOLVANE_API fi {
     double getBnetForSlopeBiasMinus() const { return mBnetForSlopeBiasMinus; }
     double getFsaForPlus() const { return mFsaForPlus; }
     double getFsbForPlus() const { return mFsbForPlus; }
+    double getFscForTimes() const { return mFscForTimes; }
+    /// Return the operands that initParamsForWorstCaseSlopeBiasTimes has made, valid until it makes others.
+    fi& getAForSlopeBiasTimes() const { return *mWorstCaseA; }
+    fi& getBForSlopeBiasTimes() const { return *mWorstCaseB; }
 
     /// The quantizer of a view, which is its root's; own otherwise.
     const quantizer* mAssignmentQuantizerRef = &mAssignmentQuantizer;
@@ -612,7 +634,13 @@ class TOLVANE_API fi {
     mutable std::unique_ptr<NumericType> mPlusOperandType;
     mutable std::unique_ptr<NumericType> mPlusResultType;
     mutable std::unique_ptr<NumericType> mEqualsSourceType;
+    mutable std::unique_ptr<NumericType> mTimesResultType;
+    mutable std::unique_ptr<NumericType> mWorstCaseLeftType;
+    mutable std::unique_ptr<NumericType> mWorstCaseRightType;
+    mutable std::unique_ptr<fi> mWorstCaseA;
+    mutable std::unique_ptr<fi> mWorstCaseB;
     mutable std::unique_ptr<NumericType> mAddOpType;
+    mutable std::unique_ptr<NumericType> mMpyOpType;
     bool mIsAutoScaled = false;
     bool mDataSetByPVPair = false;
     bool mFimathIsLocal = false;
@@ -626,6 +654,8 @@ class TOLVANE_API fi {
     mutable double mFsxForEquals = 0.0;
     mutable double mFsaForPlus = 0.0;
     mutable double mFsbForPlus = 0.0;
+    mutable double mFscForTimes = 0.0;
+    mutable double mTimesNetSlope = 0.0;
     PropertyEnum mLastPropertySet = PropertyEnum::None;
 
     static const char* const sVelmarClassName;

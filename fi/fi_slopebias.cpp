@@ -1,8 +1,10 @@
 // The factors that carry stored values between types with slope and bias. They are computed once for their key of types
 // and always with nearest and saturate, whatever the rules of the operation.
+#include <cstdint>
 #include <string>
 
 #include "fi/fi.h"
+#include "fi/to_int.h"
 
 namespace {
 
@@ -89,4 +91,46 @@ void fi::initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) co
     mFsbForPlus = computeSAFCorrection(resultFactor, b.getSlopeAdjustmentFactor(), b);
     storeKey(mPlusOperandType, b.getNumericType());
     storeKey(mPlusResultType, resultType);
+}
+
+void fi::initSlopeCorrectionFactorForTimes(double netSlope, const fi& result) const {
+    const NumericType& resultType = result.getNumericType();
+    if (holdsKey(mTimesResultType, resultType) && netSlope == mTimesNetSlope) {
+        return;
+    }
+    mFscForTimes = computeSAFCorrection(1.0, netSlope, result);
+    storeKey(mTimesResultType, resultType);
+    mTimesNetSlope = netSlope;
+}
+
+// The register holds every product of the binary point operands, so what rounds is the conversion of an operand for
+// whose type none with binary point is exact, and the one into the result's type. The sum fields of the rules have no
+// say in a product of real values. All is made before anything is replaced, as the types may not multiply.
+void fi::initParamsForWorstCaseSlopeBiasTimes(const fi& b) const {
+    const NumericType& leftType = getNumericType();
+    const NumericType& rightType = b.getNumericType();
+    if (holdsKey(mWorstCaseLeftType, leftType) && holdsKey(mWorstCaseRightType, rightType)) {
+        return;
+    }
+    constexpr int kMaxWordBits = 65535;
+    const NumericType left = leftType.convertSlopeBiasToBinaryPoint(kMaxWordBits, nullptr);
+    const NumericType right = rightType.convertSlopeBiasToBinaryPoint(kMaxWordBits, nullptr);
+    const std::int64_t exponent = std::int64_t{left.getFixedExponent()} + right.getFixedExponent();
+    const fimath& own = getFimath();
+    const fimath rules(own.getRoundMode(), own.getOverflowMode(), PrecisionModeEnum::Arbitrary,
+                       ArithmeticModeEnum::SpecifyPrecision, left.getWordLength() + right.getWordLength(), 128,
+                       toInt(-exponent), ArithmeticModeEnum::FullPrecision, 32, 128, 30, true);
+
+    const auto operandOf = [&](const NumericType& type) {
+        return std::make_unique<fi>(0.0, type, rules, 0U, getTag(), true, embedded::OperationTypeEnum::Product);
+    };
+    std::unique_ptr<fi> operandA = operandOf(left);
+    std::unique_ptr<fi> operandB = operandOf(right);
+    const NumericType& product = operandA->getProductTypeForMpyOp(*operandB);
+    operandA->initializeProductRegister(product, product, rules, 0);
+
+    storeKey(mWorstCaseLeftType, leftType);
+    storeKey(mWorstCaseRightType, rightType);
+    mWorstCaseA = std::move(operandA);
+    mWorstCaseB = std::move(operandB);
 }

@@ -1,10 +1,10 @@
 // The types of sums: what the operands and the rules make of them, and the register of a specified one.
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <string>
 
 #include "fi/fi.h"
+#include "fi/to_int.h"
 #include "host/ErrorIdException.h"
 
 namespace {
@@ -19,10 +19,6 @@ struct Extent {
     std::int64_t fixedExponent;
     std::int64_t integerBits;  // word length less fraction length
 };
-
-int toInt(std::int64_t value) {
-    return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
-}
 
 [[noreturn]] void raiseMaxSumWordLengthExceeded(int maximum, std::int64_t needed) {
     raiseError("fixedpoint:fi:MaxSumWordLengthExceeded",

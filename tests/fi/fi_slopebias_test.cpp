@@ -6,6 +6,8 @@
 #include <cmath>
 #include <memory>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "tests/support/arrays_of_fi.h"
 #include "tests/support/errors.h"
@@ -26,6 +28,9 @@ class Factors : public fi {
     double netBiasOfDifference() const { return getBnetForSlopeBiasMinus(); }
     double slopeOfLeft() const { return getFsaForPlus(); }
     double slopeOfRight() const { return getFsbForPlus(); }
+    double slopeOfProduct() const { return getFscForTimes(); }
+    fi& leftOfWorstCase() const { return getAForSlopeBiasTimes(); }
+    fi& rightOfWorstCase() const { return getBForSlopeBiasTimes(); }
 };
 
 /// The ratio of two factors as a word of the reference's length and sign holds it at the finest scaling that has it in
@@ -214,6 +219,195 @@ TEST(SlopeBias, OperationsInPlaceReadTheirOperandsFirst) {
     const fi b = scalar(3.0, slopeBiasType(true, 16, 1.0, -4, 1.0));
     a -= b;
     EXPECT_EQ(a.addSlopeAdjustmentFactorBias(a.realdouble()), 9.0);
+}
+
+// Products.
+
+TEST(SlopeBias, ProductsUseTheNetSlopeAsTheResultsWordHoldsIt) {
+    Random random(5403);
+    for (int round = 0; round < 2000; ++round) {
+        const NumericType types[] = {randomScaledType(random), randomScaledType(random), randomScaledType(random)};
+        const Factors a(scalar(0.0, types[0]));
+        const fi result = scalar(0.0, types[2]);
+        const double netSlope = (types[0].getSlopeAdjustmentFactor() * types[1].getSlopeAdjustmentFactor()) /
+                                types[2].getSlopeAdjustmentFactor();
+        a.initSlopeCorrectionFactorForTimes(netSlope, result);
+        const Rational wanted = quantizedRatio(1.0, netSlope, types[2]);
+        ASSERT_TRUE(Rational(a.slopeOfProduct()) == wanted)
+            << "seed " << random.seed() << " round " << round << ": " << netSlope << " in " << types[2].tostring("")
+            << ": " << text(a.slopeOfProduct()) << ", not " << text(wanted);
+    }
+}
+
+TEST(SlopeBias, TheFactorOfProductsLastsUntilNetSlopeOrResultChanges) {
+    const Factors a(scalar(0.0, slopeBiasType(true, 16, 1.25, -8, 0.0)));
+    fi result = scalar(0.0, slopeBiasType(true, 4, 1.5, -8, 0.0));
+    // A signed word of 4 bits has 3 for the magnitude: 1.3 falls between 1.25 and 1.5.
+    a.initSlopeCorrectionFactorForTimes(1.3, result);
+    EXPECT_EQ(a.slopeOfProduct(), 1.25);
+    a.initSlopeCorrectionFactorForTimes(1.45, result);
+    EXPECT_EQ(a.slopeOfProduct(), 1.5);
+    result.setWordLength(8);
+    a.initSlopeCorrectionFactorForTimes(1.45, result);
+    EXPECT_EQ(a.slopeOfProduct(), 93.0 / 64.0);
+    result.setSigned(false);
+    a.initSlopeCorrectionFactorForTimes(1.45, result);
+    EXPECT_EQ(a.slopeOfProduct(), 186.0 / 128.0);
+    a.initSlopeCorrectionFactorForTimes(1.0, result);
+    EXPECT_EQ(a.slopeOfProduct(), 1.0);
+    // A copy starts without, and makes its own.
+    const Factors copy(a);
+    EXPECT_EQ(copy.slopeOfProduct(), 0.0);
+    copy.initSlopeCorrectionFactorForTimes(1.0, result);
+    EXPECT_EQ(copy.slopeOfProduct(), 1.0);
+}
+
+Rational realWorld(const fi& array) {
+    return Rational(array.getSlopeAdjustmentFactor()) * storedValue(array) + Rational(array.getBias());
+}
+
+/// The least and the greatest value of a binary point type.
+std::pair<Rational, Rational> boundsOf(const NumericType& type) {
+    const Rational far = twoTo(type.getWordLength() + type.getFixedExponent() + 1);
+    return {quantized(-far, type, Rounding::floor, false), quantized(far, type, Rounding::floor, false)};
+}
+
+// The binary point operands take the values over exactly, and the register of the left one holds whatever product they
+// make: the conversion into the result's type alone rounds.
+TEST(SlopeBias, WorstCaseOperandsAndTheirRegisterAreExact) {
+    Random random(5404);
+    int exact = 0;
+    for (int round = 0; round < 1500; ++round) {
+        const auto randomType = [&] {
+            // The word holds the factor, and the range lies on both sides of zero.
+            const int wordBits = random.between(9, 24);
+            const int exponent = random.between(-10, 0);
+            return random.oneIn(5) ? fixedType(true, wordBits, -exponent)
+                                   : slopeBiasType(true, wordBits, 1.0 + random.between(0, 63) / 64.0, exponent,
+                                                   std::ldexp(random.between(-64, 64), wordBits - 8 + exponent));
+        };
+        const NumericType types[] = {randomType(), randomType()};
+        const Factors a(scalar(randomInput(random, types[0]), types[0]));
+        const fi b = scalar(randomInput(random, types[1]), types[1]);
+        a.initParamsForWorstCaseSlopeBiasTimes(b);
+        fi& left = a.leftOfWorstCase();
+        fi& right = a.rightOfWorstCase();
+        ASSERT_EQ(realParts(left), std::vector<double>{0.0});
+        ASSERT_EQ(realParts(right), std::vector<double>{0.0});
+        left = a;
+        right = b;
+        std::ostringstream what;
+        what << "seed " << random.seed() << " round " << round << ": " << types[0].tostring("") << " and "
+             << types[1].tostring("") << " as " << left.getNumericType().tostring("") << " and "
+             << right.getNumericType().tostring("");
+        ASSERT_FALSE(left.isSlopeBiasScaled() || right.isSlopeBiasScaled()) << what.str();
+        // The term of the slope alone may leave the range before the bias brings it back.
+        const auto check = [&](const fi& operand, const fi& source) {
+            const Rational term = Rational(source.getSlopeAdjustmentFactor()) * storedValue(source);
+            if (quantized(term, operand.getNumericType(), Rounding::floor, false) == term) {
+                ++exact;
+                EXPECT_TRUE(exactValue(operand.real()) == realWorld(source))
+                    << what.str() << ": " << text(exactValue(operand.real())) << ", not " << text(realWorld(source));
+            }
+        };
+        check(left, a);
+        check(right, b);
+
+        const NumericType& product = left.getproductQlogger().getNumericType();
+        ASSERT_EQ(fieldsOf(left.getproductregsumQlogger().getNumericType()), fieldsOf(product));
+        const auto leftBounds = boundsOf(left.getNumericType());
+        const auto rightBounds = boundsOf(right.getNumericType());
+        for (const Rational& x : {leftBounds.first, leftBounds.second}) {
+            for (const Rational& y : {rightBounds.first, rightBounds.second}) {
+                const Rational value = x * y;
+                ASSERT_TRUE(quantized(value, product, Rounding::floor, false) == value) << what.str();
+            }
+        }
+        ASSERT_EQ(product.getFixedExponent(), left.getFixedExponent() + right.getFixedExponent()) << what.str();
+        ASSERT_FALSE(HasFailure());
+    }
+    EXPECT_GT(exact, 2000);
+}
+
+TEST(SlopeBias, WorstCaseOperandsOfKnownTypes) {
+    struct Row {
+        const char* why;
+        NumericType a, b, left, right, product;
+    };
+    const auto scaledDouble = [](bool isSlopeBias, int wordBits, double factor, int exponent, double bias) {
+        return NumericType(isSlopeBias ? TypeMode::ScaledDoubleSlopeBias : TypeMode::ScaledDoubleBinaryPoint, true,
+                           wordBits, factor, exponent, bias);
+    };
+    const NumericType s8 = slopeBiasType(true, 8, 1.5, -4, 2.0);  // -10 to 13.90625 in steps of 3 * 2^-5
+    const Row rows[] = {
+        {"a binary point type stays", s8, fixedType(true, 16, 8), fixedType(true, 10, 5), fixedType(true, 16, 8),
+         fixedType(true, 26, 13)},
+        {"a sign on one side", fixedType(false, 4, 0), s8, fixedType(false, 4, 0), fixedType(true, 10, 5),
+         fixedType(true, 14, 5)},
+        {"no slope and bias but the result's", fixedType(false, 4, 1), fixedType(false, 5, -3), fixedType(false, 4, 1),
+         fixedType(false, 5, -3), fixedType(false, 9, -2)},
+        {"more bits than rules allow", fixedType(true, 100, 50), fixedType(true, 120, 30), fixedType(true, 100, 50),
+         fixedType(true, 120, 30), fixedType(true, 220, 80)},
+        {"scaled doubles", s8, scaledDouble(true, 8, 1.5, -4, 2.0), fixedType(true, 10, 5),
+         scaledDouble(false, 10, 1.0, -5, 0.0), scaledDouble(false, 20, 1.0, -10, 0.0)},
+    };
+    for (const Row& row : rows) {
+        const Factors a(fi(1.0, row.a, rulesOf(Rounding::fix, true), 0, "name", true, Operation::Assignment));
+        const fi b = scalar(1.0, row.b, rulesOf(Rounding::floor, false), false);
+        a.initParamsForWorstCaseSlopeBiasTimes(b);
+        const fi& left = a.leftOfWorstCase();
+        EXPECT_EQ(fieldsOf(left.getNumericType()), fieldsOf(row.left)) << row.why;
+        EXPECT_EQ(fieldsOf(a.rightOfWorstCase().getNumericType()), fieldsOf(row.right)) << row.why;
+        EXPECT_EQ(fieldsOf(left.getproductQlogger().getNumericType()), fieldsOf(row.product)) << row.why;
+        EXPECT_EQ(left.getQlogger().getOperationType(), Operation::Product) << row.why;
+        for (const fi* operand : {&left, static_cast<const fi*>(&a.rightOfWorstCase())}) {
+            EXPECT_TRUE(operand->getFimathIsLocal()) << row.why;
+            EXPECT_EQ(operand->getTag(), "name") << row.why;
+            EXPECT_EQ(operand->getRoundMode(), embedded::RoundModeEnum::Fix) << row.why;
+            EXPECT_EQ(operand->getOverflowMode(), embedded::OverflowModeEnum::Wrap) << row.why;
+            EXPECT_EQ(operand->getProductMode(), SumMode::SpecifyPrecision) << row.why;
+            EXPECT_EQ(operand->getProductWordLength(), row.product.getWordLength()) << row.why;
+            EXPECT_EQ(operand->getProductFixedExponent(), row.product.getFixedExponent()) << row.why;
+            EXPECT_EQ(operand->getSumFractionLength(), 30) << row.why;
+        }
+    }
+}
+
+TEST(SlopeBias, WorstCaseOperandsLastUntilAnOperandsTypeChanges) {
+    Factors a(scalar(1.0, slopeBiasType(true, 8, 1.5, -4, 2.0)));
+    fi b = scalar(1.0, fixedType(true, 16, 8));
+    a.initParamsForWorstCaseSlopeBiasTimes(b);
+    a.leftOfWorstCase() = 3.0;
+    // Only the types are keys: other rules go unseen.
+    a.setRoundMode(embedded::RoundModeEnum::Floor);
+    a.initParamsForWorstCaseSlopeBiasTimes(b);
+    EXPECT_EQ(a.leftOfWorstCase().realdouble(), 3.0);
+    EXPECT_EQ(a.leftOfWorstCase().getRoundMode(), embedded::RoundModeEnum::Nearest);
+    b.setFractionLength(9);
+    a.initParamsForWorstCaseSlopeBiasTimes(b);
+    EXPECT_EQ(a.leftOfWorstCase().realdouble(), 0.0);
+    EXPECT_EQ(a.leftOfWorstCase().getRoundMode(), embedded::RoundModeEnum::Floor);
+    EXPECT_EQ(a.rightOfWorstCase().getFractionLength(), 9);
+    a.setSlopeAdjustmentFactor(1.25);
+    a.initParamsForWorstCaseSlopeBiasTimes(b);
+    EXPECT_EQ(a.leftOfWorstCase().getFractionLength(), 6);
+    EXPECT_EQ(a.leftOfWorstCase().getproductQlogger().getNumericType().getFractionLength(), 15);
+
+    // What can't be multiplied raises each time, and the operands of before stay.
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(
+            raisedBy([&] { a.initParamsForWorstCaseSlopeBiasTimes(scalar(1.0, plainType(TypeMode::Double))); }).id,
+            "fixedpoint:fi:mixedmath");
+        EXPECT_EQ(
+            raisedBy([&] { a.initParamsForWorstCaseSlopeBiasTimes(scalar(1.0, plainType(TypeMode::Boolean))); }).id,
+            "fixedpoint:fi:nobooleanmath");
+        EXPECT_EQ(raisedBy([&] { a.initParamsForWorstCaseSlopeBiasTimes(scalar(1.0, fixedType(true, 65535, 9))); }).id,
+                  "fixedpoint:quantizer:wordlengthtoobig");
+        EXPECT_EQ(a.rightOfWorstCase().getFractionLength(), 9);
+    }
+    // An operand may meet itself.
+    a.initParamsForWorstCaseSlopeBiasTimes(a);
+    EXPECT_EQ(fieldsOf(a.rightOfWorstCase().getNumericType()), fieldsOf(a.leftOfWorstCase().getNumericType()));
 }
 
 }  // namespace
