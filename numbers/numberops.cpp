@@ -34,13 +34,20 @@ void combine(numberrepbody& a, const numberrepbody& b) {
     }
 }
 
+// Out of line, so that comparing two multi-precision values doesn't set up the frame of a temporary.
+template <Comparison comparison>
+[[gnu::noinline]] bool compareMixed(const numberrepbody& a, const numberrepbody& b) {
+    const mpnumber* const left = a.asMp();
+    const mpnumber* const right = b.asMp();
+    if (left) return comparison(left->getelement(), promoted(b, *left)) != 0;
+    return comparison(promoted(a, *right), right->getelement()) != 0;
+}
+
 template <Comparison comparison>
 bool compare(const numberrepbody& a, const numberrepbody& b) {
     const mpnumber* const left = a.asMp();
     const mpnumber* const right = b.asMp();
-    if (left && right) return comparison(left->getelement(), right->getelement()) != 0;
-    if (left) return comparison(left->getelement(), promoted(b, *left)) != 0;
-    return comparison(promoted(a, *right), right->getelement()) != 0;
+    return left && right ? comparison(left->getelement(), right->getelement()) != 0 : compareMixed<comparison>(a, b);
 }
 
 template <class Integer>
