@@ -383,6 +383,11 @@ std::unique_ptr<quantizer::Constants> quantizer::wordConstants() const {
     return result;
 }
 
+// Out of line, so that the element functions carry nothing of it.
+void quantizer::makeConstants() const {
+    mConstants = wordConstants();
+}
+
 // Where doubles carry all constants exactly, the limits are known without making a single number. Elsewhere the
 // constants are made at once, and `updatelimits` looks at them.
 void quantizer::updatewordlimits() {

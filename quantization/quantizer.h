@@ -173,12 +173,13 @@ class TOLVANE_API quantizer {
 
     void checkScaling(const NumericType& type) const;
     const Constants& constants() const {
-        if (!mConstants) {
-            mConstants = wordConstants();
+        if (!mConstants) [[unlikely]] {
+            makeConstants();
         }
         return *mConstants;
     }
     std::unique_ptr<Constants> wordConstants() const;
+    void makeConstants() const;
     void updateparameters();
     void updatefixedparameters();
     void updateufixedparameters();

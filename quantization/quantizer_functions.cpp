@@ -84,10 +84,11 @@ void quantizer::checkScaledDoubleUnderflow(const number& x) const {
 }
 
 void quantizer::saturate(number& x) const {
-    if (x > constants().realmax) {
-        x = constants().realmax;
-    } else if (x < constants().lowerbound) {
-        x = constants().lowerbound;
+    const Constants& c = constants();
+    if (x > c.realmax) {
+        x = c.realmax;
+    } else if (x < c.lowerbound) {
+        x = c.lowerbound;
     } else {
         return;
     }
