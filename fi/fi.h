@@ -502,14 +502,189 @@ class TOLVANE_API fi {
 
     // Products.
 
+    /// Make a new array that the caller owns: the product element by element, one element meeting every element, and
+    /// the matrix product, which is `times` when an operand has one element. Values are of the product type, those of
+    /// two complex operands and of sums of products of the sum type. Raise as the type functions below and
+    /// checkElementwiseSize do, "fixedpoint:fi:complexslopebiasnotdefined", and `mtimes` also
+    /// "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined", "fixedpoint:fi:mathmodeslopebiasnotdefined",
+    /// "fixedpoint:fi:mtimes:inputsMustBe2D" and "fixedpoint:fi:innerdim".
+    fi& times(const fi& b) const;
+    fi& mtimes(const fi& b) const;
+    /// Computes the current elements into a register of an operand and returns it: the product register, or the sum
+    /// register inside of it when both are complex.
+    fi& operator*(const fi& b) const;
+    /// Computes at the current indices in place; the type stays.
+    fi& operator*=(const fi& b);
     /// Derives the type of a product and returns it in a cell of this object, valid until the next call. A product of
     /// two signed values has no bit more than both words together. Raises as errorIfMathMismatch,
     /// "fixedpoint:fi:mathmodeslopebiasnotdefined" and "fixedpoint:fi:MaxProductWordLengthExceeded".
     NumericType& getProductTypeForMpyOp(const fi& b) const;
-    /// Makes the product register anew, and in it a sum register of the sum type.
+    /// Derive the type of the sum of the partial products of a complex product, and of the sums in a matrix product,
+    /// from the type of the products; the cell is that of getNumericTypeForAddOp. Raise as that does.
+    NumericType& getSumTypeForMpyOp(const fi& b, const NumericType& product) const;
+    NumericType& getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& product) const;
+    /// Make the product register anew, and in it a sum register: signed by the product and sum fields of the rules, or
+    /// of the given types.
+    void initializeProductRegister(const fimath& rules, unsigned precision) const;
     void initializeProductRegister(const NumericType& sumType, const NumericType& productType, const fimath& rules,
                                    unsigned precision) const;
     bool isProductRegisterInitialized() const { return mProductRegister != nullptr; }
+
+    // Division and roots.
+
+    /// Makes a new array of the given type, adjusted to the data type of the operands: the quotient of the elements at
+    /// a working precision, quantized once. Division by zero gives the bound of the type by the sign of the numerator,
+    /// the upper one for zero, and warns "fi:divideByZero" when the last division was one. Raises
+    /// "fixedpoint:fi:nobooleanmath", "fixedpoint:fi:onlybinarypointdivide",
+    /// "fixedpoint:fi:noopleadingtocomplexslopebias" and "fixedpoint:fi:dimagree".
+    fi& over(const fi& b, const NumericType& type) const;
+    /// Make a new array of square roots that the caller owns, found bit by bit from the top and rounded by comparing
+    /// the squares of the neighbours; without a type, of half the bits. Raise "fixedpoint:fi:sqrt:binarypointonly",
+    /// "...:unspecifiedscaling", "...:unspecifiedsign", "...:nocomplex", "...:nonegative" and "...:nobooleansqrt".
+    fi* sqrtBisection() const;
+    fi* sqrtBisection(const NumericType& type) const;
+    fi* sqrtBisection(const fimath& rules) const;
+    fi* sqrtBisection(const NumericType& type, const fimath& rules) const;
+    NumericType getNumericTypeForSqrtBisection() const;
+    /// Make a new array of absolute values of real data; a most negative value passes the quantizer after the negation.
+    /// Raise "fixedpoint:fi:abs:binarypointonly" and "fixedpoint:fi:realabs:nocomplex".
+    fi* realabs() const;
+    fi* realabs(const NumericType& type) const;
+    fi* realabs(const fimath& rules) const;
+    fi* realabs(const NumericType& type, const fimath& rules) const;
+    /// Sets `out` to the magnitude of the current element, at the precision of `out`.
+    void abs(number& out) const;
+
+    // Convolution and sums along the first dimension. Results are new arrays that the caller owns.
+
+    /// The full convolution; its middle, as long as this array; the part without zero padding. A convolution is a
+    /// matrix product whose inner dimension is the shorter operand. Raise as the type functions of `mtimes`.
+    fi& convF(const fi& b) const;
+    fi& convS(const fi& b) const;
+    fi& convV(const fi& b) const;
+    /// Computes `count` elements of the full convolution from `offset` on, as a row or as a column. The result never
+    /// keeps local rules.
+    fi& ficonv(const fi& b, std::uint64_t count, std::uint64_t offset, bool rowResult) const;
+    /// Sums the columns. An empty array gives zeros of its own type.
+    fi& leadingdimension_sum() const;
+    /// In a cell of this object, valid until the next call. Raises "fixedpoint:fi:nobooleanmath",
+    /// "fixedpoint:fi:onlybinarypointmath" and "fixedpoint:fi:MaxSumWordLengthExceeded".
+    NumericType& getNumericTypeForLeadingDimensionSum() const;
+
+    // Comparison of values, whatever the types. Order looks at real parts alone.
+
+    /// Compare the current elements.
+    bool operator==(const fi& b) const;
+    bool operator!=(const fi& b) const { return !(*this == b); }
+    bool operator>(const fi& b) const { return mReal > b.getAdjustedReal(*this); }
+    bool operator>=(const fi& b) const { return mReal >= b.getAdjustedReal(*this); }
+    bool operator<(const fi& b) const { return mReal < b.getAdjustedReal(*this); }
+    bool operator<=(const fi& b) const { return mReal <= b.getAdjustedReal(*this); }
+    /// Return a new host logical array; one element meets every element. Raise "fixedpoint:fi:dimagree".
+    hvArray* eq(const fi& b) const;
+    hvArray* ne(const fi& b) const;
+    hvArray* gt(const fi& b) const;
+    hvArray* ge(const fi& b) const;
+    hvArray* lt(const fi& b) const;
+    hvArray* le(const fi& b) const;
+    /// Returns a new host logical scalar: equal dimensions, complexity and values.
+    hvArray* isequal(const fi& b) const;
+    /// Make a new array of the larger or smaller elements, complex ones by magnitude; ties keep the array's element, or
+    /// the left one. Raise "fixedpoint:fi:max:numerictypemismatch", "fixedpoint:fi:max:fimathmismatch" (or "min") and
+    /// "fixedpoint:fi:dimagree".
+    fi& max(const fi& b) const;
+    fi& min(const fi& b) const;
+    /// Set the extremes of the columns and their rows, from 1; the caller owns both.
+    void unary_max(fi*& values, hvArray*& indices) const;
+    void unary_min(fi*& values, hvArray*& indices) const;
+    /// Make a copy whose real parts are sorted as number::stridesort does; the second form also sets where each element
+    /// stood, in the caller's array of doubles.
+    fi& stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) const;
+    fi& stridesort2(double*& indices, bool ascending, std::uint64_t stride, std::uint64_t length) const;
+
+    // Bits of the stored integers. Bit 1 is the lowest. Each raises "fixedpoint:fi:<name>:ScaledDoubleOn" first.
+
+    /// Make a new array of the common type. Raise "fixedpoint:fi:bitAndXorOr:mixedNumericTypes" and
+    /// "fixedpoint:fi:dimagree".
+    fi& fibitand(const fi& b) const;
+    fi& fibitor(const fi& b) const;
+    fi& bitxor(const fi& b) const;
+    fi& bitcmp() const;
+    /// Return the bits at a position, or at one position for each element, as a new host uint8 array. Raise
+    /// "fixedpoint:fi:bitget:sizeMismatch", "...:inputsMustBeReal", "...:indexMustBeNumeric",
+    /// "fixedpoint:fi:bitGet:BITOutOfRange" and as number::bitget.
+    hvArray* bitget(const hvArray* bit) const;
+    hvArray* bitget(const fi& bit) const;
+    /// Sets one bit of the current element in place.
+    void bitset(int bit, bool value);
+    /// Makes a new array with bits set, by pairs of position and value. Raises "fixedpoint:fi:bitset:BITOutOfRange",
+    /// "...:inputsMustBeReal", "...:indexMustBeNumeric", "...:valuesMustBeNumeric",
+    /// "...:indexMustBePositiveInteger", "fixedpoint:fi:bitSet:sizeMismatch" and
+    /// "fixedpoint:fi:bitSet:ArgSizeMismatch".
+    fi& bitset(const hvArray* bit, const hvArray* value) const;
+    /// Makes a new array of the same type, this times 2^k; rounds by the rules, or down when asked.
+    fi& pow2(int k, bool floorRound) const;
+    /// Makes a new array of the stored integers.
+    fi& stripscaling() const;
+    /// Makes a new array of the same bits under another type of the same word length. Raises
+    /// "fixedpoint:fi:reinterpretcast:onlyfixedpointnumerictype", "fixedpoint:fi:onlybinarypointmath",
+    /// "fixedpoint:fi:reinterpretcast:unspecifiedsign", "...:unspecifiedscaling" and "...:wrongwordlength".
+    fi& reinterpretcast(const NumericType& type) const;
+
+    // Constants of the type, as new scalars (`range`: lower and upper bound in a row), and signs. The caller owns them.
+
+    fi* realmax() const;
+    fi* realmin() const;
+    fi* upperbound() const;
+    fi* lowerbound() const;
+    fi* eps() const;
+    fi* lsb() const;
+    fi* range() const;
+    /// The bounds as integers, with fixed exponent 0.
+    fi* intmax() const;
+    fi* intmin() const;
+    /// Negates; a slope-bias type flips its bias.
+    fi* uminus() const;
+    /// Raises "fixedpoint:fi:complexslopebiasnotdefined".
+    fi* conj() const;
+    /// Makes a complex array of this type from real parts and, quantized into it, imaginary parts. Raises
+    /// "fixedpoint:fi:nocomplexslopebias", "fixedpoint:fi:complex:nologicalcomplex",
+    /// "fixedpoint:fi:complex:invalidRealPartInput" and "fixedpoint:fi:dimagree".
+    fi& complex(const fi& imagPart) const;
+    /// Returns -1, 0 and 1 as a new host int8 array. Raises "fixedpoint:fi:complexnotdefined".
+    hvArray* sign() const;
+    fi* getRealFi() const;
+    fi* getImagFi() const;
+
+    // Stored integers as host arrays. A chunk is 32 bits; the chunks of an element stand side by side, lowest first.
+
+    enum class IntArrayChunkMode : std::int32_t { Natural = 0, AlwaysFour = 1 };
+    /// Where the chunks stand: in a dimension of their own before the others, or in a longer first dimension. An array
+    /// of one row always has the second.
+    enum class IntArrayDimensionMode : std::int32_t { Leading = 0, First = 1 };
+    /// ceil(word length / 32).
+    int numChunks() const;
+    /// Returns the stored integers in the smallest host class that holds the word, up to 64 bits; floating and scaled
+    /// double types give their values. Wider words give doubles and warn "fixedpoint:fi:intover64bits".
+    hvArray* getIntHvArray() const;
+    /// Takes size and complexity of the array and stores its integers. Raises "fixedpoint:fi:int:notnumeric" and
+    /// "fixedpoint:fi:nocomplexslopebias".
+    void setIntHvArray(const hvArray* values);
+    /// As the two above, with words of more than 32 bits as chunks. Raise
+    /// "fixedpoint:fi:intarray:DataTypeNotSupported", "...:not_uint32" and "...:leadingdim".
+    hvArray* getIntArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimension) const;
+    void setIntArray(const hvArray* values, IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
+    hvArray* getIntArrayHvArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimension) const;
+    void setIntArrayHvArray(const hvArray* values, IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
+    /// Returns a new host value of class "embedded.fi", by nearest and saturate.
+    static hvArray* convertIntArrayToFiArray(const hvArray* values, bool isSigned, int wordLength, int fractionLength,
+                                             IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
+    /// Repack the chunks of this object's words. They take the array and return it or a new one.
+    hvArray* convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) const;
+    hvArray* convert64BitIntArrayTo32BitIntArray(hvArray* values) const;
+    /// Fill the unused bits of the top chunks of negative elements with ones, or clear those of all.
+    void addSignExtension32BitIntArray(hvArray* values) const;
+    void removeSignExtension32BitIntHvArray(hvArray* values) const;
 
     // Factors between types with slope and bias. Each is computed once for its key of types and kept.
 
@@ -544,6 +719,13 @@ class TOLVANE_API fi {
     /// Returns the sum register with its current element cleared, made from the sum fields if there is none.
     fi& getSumRegister() const;
     const quantizer& getSumQuantizer() const { return getSumRegister().getAssignmentQuantizer(); }
+
+    /// Return the product register with its current element cleared. Without one, made from the product fields; for
+    /// another type or other rules than the given ones, made again from those rules.
+    fi& getProductRegister() const;
+    fi& getProductRegister(const fi& b) const;
+    fi& getProductRegister(const NumericType& type, const fimath& rules) const;
+    const quantizer& getProductQuantizer() const { return getProductRegister().getAssignmentQuantizer(); }
 
     double getBnetForEquals() const { return mBnetForEquals; }
     double getFsxForEquals() const { return mFsxForEquals; }
@@ -601,6 +783,11 @@ class TOLVANE_API fi {
     template <class Operation>
     static void combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q);
     double computeSAFCorrection(double denominator, double numerator, const fi& reference) const;
+
+    // The element step of products, on this object, which holds the left value. The complex form has two work cells.
+    fi& timesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, unsigned precision);
+    fi& complexTimesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, number& t1, number& t2);
+    void sqrtErrorMessage(const NumericType& type) const;
 
     /// The imaginary entry at the current index of the real part, of a complex object.
     number& imagEntry() {
