@@ -16,78 +16,7 @@ namespace arraykernels {
 namespace HWY_NAMESPACE {
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
-using Tag = hn::ScalableTag<double>;
-using BitsTag = hn::RebindToUnsigned<Tag>;
-using Mask = hn::Mask<Tag>;
-
-// As many doubles as the instruction set has lanes for, with the vocabulary of the rules.
-struct Lanes {
-    hn::Vec<Tag> v;
-
-    friend HWY_INLINE Lanes operator+(Lanes a, Lanes b) { return {hn::Add(a.v, b.v)}; }
-    friend HWY_INLINE Lanes operator-(Lanes a, Lanes b) { return {hn::Sub(a.v, b.v)}; }
-    friend HWY_INLINE Lanes operator*(Lanes a, Lanes b) { return {hn::Mul(a.v, b.v)}; }
-    friend HWY_INLINE Mask operator<(Lanes a, Lanes b) { return hn::Lt(a.v, b.v); }
-    friend HWY_INLINE Mask operator>=(Lanes a, Lanes b) { return hn::Ge(a.v, b.v); }
-    friend HWY_INLINE Mask operator==(Lanes a, Lanes b) { return hn::Eq(a.v, b.v); }
-};
-
-HWY_INLINE Lanes roundFloor(Lanes x) {
-    return {hn::Floor(x.v)};
-}
-HWY_INLINE Lanes roundCeil(Lanes x) {
-    return {hn::Ceil(x.v)};
-}
-HWY_INLINE Lanes magnitude(Lanes x) {
-    return {hn::Abs(x.v)};
-}
-HWY_INLINE Lanes choose(Mask mask, Lanes a, Lanes b) {
-    return {hn::IfThenElse(mask, a.v, b.v)};
-}
-HWY_INLINE Lanes like(Lanes, double value) {
-    return {hn::Set(Tag(), value)};
-}
-HWY_INLINE Mask either(Mask a, Mask b) {
-    return hn::Or(a, b);
-}
-HWY_INLINE Mask both(Mask a, Mask b) {
-    return hn::And(a, b);
-}
-HWY_INLINE Mask butNot(Mask a, Mask b) {
-    return hn::AndNot(b, a);
-}
-// Wrapping a vector costs less than a mispredicted branch around it.
-HWY_INLINE bool anyOf(Mask) {
-    return true;
-}
-HWY_INLINE Mask otherBits(Lanes a, Lanes b) {
-    return hn::RebindMask(Tag(), hn::Ne(hn::BitCast(BitsTag(), a.v), hn::BitCast(BitsTag(), b.v)));
-}
-
-// x86 minimum and maximum give the second operand when one is NaN or both are zero: just the selections wanted here.
-HWY_INLINE Lanes lesserOf(Lanes limit, Lanes x) {
-#if HWY_ARCH_X86
-    return {hn::Min(limit.v, x.v)};
-#else
-    return choose(limit < x, limit, x);
-#endif
-}
-HWY_INLINE Lanes greaterOf(Lanes limit, Lanes x) {
-#if HWY_ARCH_X86
-    return {hn::Max(limit.v, x.v)};
-#else
-    return choose(x < limit, limit, x);
-#endif
-}
-
-HWY_INLINE Lanes exponentPart(Lanes x) {
-    return {hn::BitCast(Tag(), hn::And(hn::BitCast(BitsTag(), x.v), hn::Set(BitsTag(), kExponentBits)))};
-}
-HWY_INLINE Lanes powerReciprocal(Lanes x) {
-    return {hn::BitCast(Tag(), hn::Sub(hn::Set(BitsTag(), kReciprocalBits), hn::BitCast(BitsTag(), x.v)))};
-}
+#include "quantization/lanes.inl.h"
 
 #include "numbers/rounding_rules.inl.h"
 #include "quantization/fixed_rules.inl.h"
