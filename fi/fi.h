@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <span>
 #include <string>
@@ -788,6 +789,9 @@ class TOLVANE_API fi {
     fi& timesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, unsigned precision);
     fi& complexTimesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, number& t1, number& t2);
     void sqrtErrorMessage(const NumericType& type) const;
+
+    /// Makes a row of stored values of this type, by its rules.
+    std::unique_ptr<fi> constants(std::initializer_list<const number*> values) const;
 
     /// The imaginary entry at the current index of the real part, of a complex object.
     number& imagEntry() {

@@ -1,0 +1,46 @@
+// Loops over all entries of one part of an array: a tight loop where the part holds doubles, the element operation
+// otherwise. Both leave the cursor of the part where it was.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "numbers/number.h"
+
+namespace entries {
+
+/// Calls `step` with the part, its cursor on one entry after the other.
+template <class Step>
+void walk(number& part, Step&& step) {
+    const std::uint64_t cursor = part.getIndex();
+    for (std::uint64_t i = 0; i < part.numel(); ++i) {
+        step(part[i]);
+    }
+    part.setIndex(cursor);
+}
+
+/// Replaces every entry by `onDouble` of it, or calls `onElement`, which does the same to one element of any kind.
+template <class DoubleRule, class Step>
+void change(number& part, DoubleRule&& onDouble, Step&& onElement) {
+    if (doublenumber* doubles = part.asDouble()) {
+        for (double& x : doubles->elements()) {
+            x = onDouble(x);
+        }
+        return;
+    }
+    walk(part, onElement);
+}
+
+/// The entries where they are doubles, else nothing.
+inline std::span<const double> doublesOf(const number& part, std::uint64_t count) {
+    const doublenumber* doubles = part.asDouble();
+    return doubles ? doubles->elements().first(count) : std::span<const double>();
+}
+
+inline void negate(number& part) {
+    // Subtracting from -0.0 turns the sign of every value, zeros included.
+    change(
+        part, [](double x) { return -0.0 - x; }, [](number& x) { x.negate(); });
+}
+
+}  // namespace entries
