@@ -11,8 +11,10 @@
 #include "binding/FimathOMClass.h"
 #include "binding/NumericTypeOMClass.h"
 #include "binding/QloggerOMClass.h"
+#include "binding/fi_constant_methods.h"
 #include "binding/fi_tables.h"
 #include "binding/methods.h"
+#include "binding/new_fi.h"
 #include "host/ErrorIdException.h"
 
 namespace {
@@ -23,6 +25,7 @@ using EmbeddedTypeSystem::NumericType;
 constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
 
 constexpr SignatureColumn fiToFi[] = {takes(fiHandle).to(fiHandle)};
+constexpr SignatureColumn fiAndTypeToFi[] = {takes(fiHandle, datatypes::object<NumericType>).to(fiHandle)};
 constexpr SignatureColumn fiToType[] = {takes(fiHandle).to(datatypes::object<NumericType>)};
 constexpr SignatureColumn fiToRules[] = {takes(fiHandle).to(datatypes::object<fimath>)};
 constexpr SignatureColumn fiAndArrayToLog[] = {takes(fiHandle, array).to(datatypes::object<qlogger>)};
@@ -67,6 +70,10 @@ void resetGlobalLog(const fi& /*object*/) {
 
 void copy(const MethodCall& call) {
     call.give(FiOMClass::wrap(std::make_unique<fi>(call.object<fi>(0))));
+}
+
+void reinterpretCast(const MethodCall& call) {
+    giveFi(call, owned(call.object<fi>(0).reinterpretcast(call.object<NumericType>(1))));
 }
 
 void copyType(const MethodCall& call) {
@@ -200,6 +207,10 @@ template <auto question>
 std::unique_ptr<OMMethodInfo> asked(const char* name) {
     return unary<fi, question>(name);
 }
+template <auto operation>
+std::unique_ptr<OMMethodInfo> making(const char* name) {
+    return plain<fiToFi, giveNewFi<operation>>(name);
+}
 
 // Name, how its record is made.
 constexpr MethodRow fiMethods[] = {
@@ -226,6 +237,8 @@ constexpr MethodRow fiMethods[] = {
     {"length", asked<&fi::length>},
     {"ndims", asked<&fi::ndims>},
     {"size", record<FiSizeMethodInfo>},
+    {"stripscaling", making<&fi::stripscaling>},
+    {"reinterpretcast", plain<fiAndTypeToFi, reinterpretCast>},
     {"copy", plain<fiToFi, copy>},
     {"maxlog", asked<&fi::getMaxLogAsRealWorldValue>},
     {"minlog", asked<&fi::getMinLogAsRealWorldValue>},
@@ -238,8 +251,22 @@ constexpr MethodRow fiMethods[] = {
     {"fimath", plain<fiToRules, copyRules>},
     {"data", asked<&fi::getDoubleHvArray>},
     {"double", asked<&fi::getDoubleHvArray>},
+    {"real", making<&fi::getRealFi>},
+    {"imag", making<&fi::getImagFi>},
+    {"realmax", making<&fi::realmax>},
+    {"realmin", making<&fi::realmin>},
+    {"fieps", making<&fi::eps>},
+    {"intmax", making<&fi::intmax>},
+    {"intmin", making<&fi::intmin>},
+    {"lowerbound", making<&fi::lowerbound>},
+    {"upperbound", making<&fi::upperbound>},
+    {"range", plain<fiToRange, giveRange>},
+    {"uminus", making<&fi::uminus>},
+    {"conj", making<&fi::conj>},
     {"plus", record<FiPlusMethodInfo>},
     {"minus", record<FiMinusMethodInfo>},
+    {"binaryop_complex", record<FiComplexMethodInfo>},
+    {"sign", asked<&fi::sign>},
     {"copydata", plain<fiAndFiToNothing, copyData>},
     {"displaygloballog", asked<displayGlobalLog>},
     {"resetgloballog", asked<resetGlobalLog>},

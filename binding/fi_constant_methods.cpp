@@ -1,0 +1,26 @@
+#include "binding/fi_constant_methods.h"
+
+#include "binding/new_fi.h"
+#include "logging/reports.h"
+
+void giveRange(const MethodCall& call) {
+    const fi& object = call.object<fi>(0);
+    if (call.wantedResults() < 2) {
+        giveFi(call, owned(object.range()));
+        return;
+    }
+    std::unique_ptr<fi> low = owned(object.lowerbound());
+    std::unique_ptr<fi> high = owned(object.realmax());
+    HandleOwner lowHandle(FiOMClass::wrap(std::move(low)));
+    call.results[1] = FiOMClass::wrap(std::move(high));
+    call.results[0] = lowHandle.release();
+    *call.resultCount = 2;
+}
+
+std::unique_ptr<fi> FiComplexMethodInfo::computeResult(const fi& a, const fi& b) {
+    return owned(a.complex(b));
+}
+
+void FiComplexMethodInfo::logResult(const fi& /*a*/, const fi& /*b*/, const fi& result) {
+    reports::report(result.getQlogger(), "complex");
+}
