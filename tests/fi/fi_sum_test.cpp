@@ -9,6 +9,7 @@
 
 #include "tests/support/arrays_of_fi.h"
 #include "tests/support/errors.h"
+#include "tests/support/exact_arrays.h"
 
 namespace {
 
@@ -128,46 +129,6 @@ TEST(SumType, TakesTheRulesOfTheLeftOperandFirst) {
 }
 
 // Values.
-
-/// Rounds to so many significant bits, ties to even, as a work cell of that many bits does.
-Rational atPrecision(const Rational& value, int bits) {
-    if (value == 0) {
-        return value;
-    }
-    const int shift = leadingExponent(value) - (bits - 1);
-    return scaled(Rational(rounded(scaled(value, -shift), Rounding::convergent)), shift);
-}
-
-/// An exact value of the type.
-Rational randomValue(Random& random, const NumericType& type) {
-    Integer word = random.integer(type.getWordLength());
-    if (type.isSigned()) {
-        Integer half;
-        mpz_setbit(half.get_mpz_t(), static_cast<mp_bitcnt_t>(type.getWordLength() - 1));
-        word -= half;
-    }
-    return scaled(Rational(word), type.getFixedExponent());
-}
-
-struct Part {
-    std::vector<Rational> re;
-    std::vector<Rational> im;
-};
-
-Owner arrayOf(const Part& part, const NumericType& type, const fimath& rules) {
-    const Sizes sizes{part.re.size(), 1};
-    auto made =
-        std::make_unique<fi>(sizes.data(), 2, type, rules, !part.im.empty(), "", true, Operation::Assignment, 0);
-    const auto precision = static_cast<unsigned>(type.getWordLength());
-    for (std::size_t i = 0; i < part.re.size(); ++i) {
-        const_cast<number&>(made->real(i)).setvalue(makeNumber(part.re[i], precision));
-        if (!part.im.empty()) {
-            const_cast<number&>(made->imag(i)).setvalue(makeNumber(part.im[i], precision));
-        }
-    }
-    made->setIndex(0);
-    return made;
-}
 
 /// Counts and extremes of the quantizations of a sum.
 struct Seen {
