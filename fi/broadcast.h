@@ -42,12 +42,27 @@ class broadcasting {
         }
     }
 
-    /// Leaves all indices as a walk over all elements does.
+    /// As above over all elements, for a result of another kind: the step takes the place of the element.
+    template <class Step>
+    void walk(Step&& step) const {
+        holdScalar();
+        for (std::uint64_t i = 0; i < numel(); ++i) {
+            moveTo(i);
+            step(i);
+        }
+    }
+
+    /// Leave all indices as a walk over all elements does.
     void settle(const fi& result) const {
+        settle();
+        if (numel() > 0) {
+            result.setIndex(numel() - 1);
+        }
+    }
+    void settle() const {
         holdScalar();
         if (numel() > 0) {
             moveTo(numel() - 1);
-            result.setIndex(numel() - 1);
         }
     }
 

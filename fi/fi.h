@@ -303,6 +303,10 @@ class TOLVANE_API fi {
     bool isSlopeBiasScaled() const { return getNumericType().isSlopeBiasScaled(); }
     /// The negation of isSlopeBiasScaled: true for double and single as well.
     bool isBinaryPointScaled() const { return !isSlopeBiasScaled(); }
+    /// Says whether stored values of both mean the same, whatever their exponents.
+    bool hasScaleOf(const fi& other) const {
+        return getSlopeAdjustmentFactor() == other.getSlopeAdjustmentFactor() && getBias() == other.getBias();
+    }
 
     // Type setters: those of NumericType on this object's type, with their errors and refusals. No entry is
     // requantized. An error leaves the object as it was.
@@ -755,6 +759,12 @@ class TOLVANE_API fi {
        bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
     fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
        bool isLocal);
+    /// Compares current elements of which one is of a type with slope and bias.
+    bool equalsAcrossScales(const fi& b) const;
+    template <class Extreme>
+    fi& extremeWith(const fi& b) const;
+    template <class Extreme>
+    void extremesOfColumns(fi*& values, hvArray*& indices) const;
     /// The common end of the constructors that copy a part of another array.
     void finishCopy(const fi& source);
     void errorIfComplexSlopeBias(bool isComplex) const;

@@ -200,14 +200,10 @@ void adjust(number& entry, const fi& from, const fi& to) {
     }
 }
 
-bool haveSameScale(const fi& a, const fi& b) {
-    return a.getSlopeAdjustmentFactor() == b.getSlopeAdjustmentFactor() && a.getBias() == b.getBias();
-}
-
 }  // namespace
 
 const fi& fi::getAdjustedElement(const fi& other) const {
-    if (haveSameScale(*this, other)) {
+    if (hasScaleOf(other)) {
         return *this;
     }
     fi& element = getElement();
@@ -219,7 +215,7 @@ const fi& fi::getAdjustedElement(const fi& other) const {
 }
 
 const number& fi::getAdjustedReal(const fi& other) const {
-    if (haveSameScale(*this, other)) {
+    if (hasScaleOf(other)) {
         return mReal;
     }
     number& entry = getElement().mReal;

@@ -5,6 +5,7 @@
 
 #include "fi/array_sums.h"
 #include "fi/broadcast.h"
+#include "fi/doubles_of.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 
@@ -49,12 +50,6 @@ void errorIfUndefinedForSlopeBias(const char* operation, bool isComplex, bool ca
         raiseError("fixedpoint:fi:castbeforesumfalseslopebiasnotdefined",
                    start + "not defined for FI objects with slope and bias scaling when CastBeforeSum is false.");
     }
-}
-
-/// The entries of a part when it holds one double for each element, else null.
-const double* doublesOf(const number& part, std::uint64_t numel) {
-    const doublenumber* doubles = part.asDouble();
-    return doubles && doubles->elements().size() == numel ? doubles->elements().data() : nullptr;
 }
 
 }  // namespace
