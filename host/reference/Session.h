@@ -20,6 +20,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/export.h"
@@ -50,6 +51,21 @@ struct Subscript {
 /// The step ".name".
 inline Subscript dot(const std::string& name) {
     return {".", {Value(name)}};
+}
+
+/// The step "(i, j, ...)": numbers, rows of numbers, masks and colon() in any mix.
+template <class... Index>
+Subscript paren(Index&&... indices) {
+    return {"()", {Value(std::forward<Index>(indices))...}};
+}
+/// The step "{i, j, ...}".
+template <class... Index>
+Subscript brace(Index&&... indices) {
+    return {"{}", {Value(std::forward<Index>(indices))...}};
+}
+/// The index that takes all positions of a dimension.
+inline Value colon() {
+    return Value(":");
 }
 
 class TOLVANE_HOST_API Session {
@@ -121,12 +137,13 @@ class TOLVANE_HOST_API Session {
     /// "VELMAR:class:unknownProperty", "VELMAR:class:noSetAccess", "VELMAR:datatype:badValue", or what it raises.
     void set(const Value& object, std::string_view property, const Value& value);
 
-    /// Runs "subsref" along the path.
+    /// Runs "subsref" along the path: `session.index(a, {paren(2, colon())})`.
     Value index(const Value& value, std::span<const Subscript> path);
     Value index(const Value& value, std::initializer_list<Subscript> path) {
         return index(value, std::span(path.begin(), path.size()));
     }
-    /// Runs "subsasgn" along the path and returns the value that the variable holds then.
+    /// Runs "subsasgn" along the path and returns the value that the variable holds then. Assigning the empty array
+    /// deletes.
     Value assign(const Value& value, std::span<const Subscript> path, const Value& right);
     Value assign(const Value& value, std::initializer_list<Subscript> path, const Value& right) {
         return assign(value, std::span(path.begin(), path.size()), right);

@@ -9,6 +9,7 @@
 #include "host/reference/builtins.h"
 #include "host/reference/dispatch.h"
 #include "host/reference/format.h"
+#include "host/reference/indexing.h"
 #include "host/reference/ominterfacearrays.h"
 
 namespace hostref {
@@ -269,8 +270,21 @@ class AccessPath {
     std::size_t size() const { return mSize; }
     bool isName(std::size_t i) const { return hvArray2String(hvGetField(mSteps, i, "type")) == "."; }
     bool isIndex(std::size_t i) const { return i < mSize && hvArray2String(hvGetField(mSteps, i, "type")) == "()"; }
+    bool isContent(std::size_t i) const { return i < mSize && hvArray2String(hvGetField(mSteps, i, "type")) == "{}"; }
     std::string name(std::size_t i) const { return hvArray2String(hvGetField(mSteps, i, "subs")); }
     const hvArray* indices(std::size_t i) const { return hvGetField(mSteps, i, "subs"); }
+    /// The indices one by one, which the path keeps. Raises "VELMAR:subs:badPath" when there is no cell of them.
+    std::vector<const hvArray*> indexList(std::size_t i) const {
+        const hvArray* const cell = indices(i);
+        if (!hvIsCell(cell)) {
+            raiseError("VELMAR:subs:badPath", "The subscripts of an access path are a cell array of indices.");
+        }
+        std::vector<const hvArray*> list(hvGetNumberOfElements(cell));
+        for (std::size_t k = 0; k < list.size(); ++k) {
+            list[k] = hvGetCell(cell, k);
+        }
+        return list;
+    }
 
     /// The steps from one on.
     Value from(std::size_t first) const {
@@ -304,6 +318,16 @@ Value follow(const Value& value, const AccessPath& path, std::size_t first) {
         if (hvIsStruct(value.array()) && path.isName(first)) {
             return follow(value.field(path.name(first).c_str()), path, first + 1);
         }
+        if (path.isIndex(first)) {
+            return follow(Value(elementsAt(value.array(), path.indexList(first))), path, first + 1);
+        }
+        if (hvIsCell(value.array()) && path.isContent(first)) {
+            const Value inner(elementsAt(value.array(), path.indexList(first)));
+            if (inner.numberOfElements() != 1) {
+                raiseError("VELMAR:subs:oneContent", "Braces must name one element of a cell array here.");
+            }
+            return follow(inner.cell(0), path, first + 1);
+        }
         raiseNoIndexing(value.className());
     }
     const Value rest = path.from(first);
@@ -312,17 +336,18 @@ Value follow(const Value& value, const AccessPath& path, std::size_t first) {
     return std::move(results.front());
 }
 
-/// "subsref(object, path)": the first step names a property, or a method that takes the indices of a "()" behind it.
+/// "subsref(value, path)": for arrays by their elements; for objects the first step names a property, or a method that
+/// takes the indices of a "()" behind it.
 Results subsrefFunction(int, Arguments arguments) {
     if (arguments.size() != 2) {
         hvErrMsg(arguments.size() < 2 ? 2 : 1);
     }
     const AccessPath path(arguments[1]);
     OMInterface* const interface = OMInterfaceArrays::get(arguments[0]);
-    if (interface == nullptr || !path.isName(0)) {
-        if (interface == nullptr && hvIsStruct(arguments[0])) {
-            return resultOf(follow(Value::share(arguments[0]), path, 0));
-        }
+    if (interface == nullptr) {
+        return resultOf(follow(Value::share(arguments[0]), path, 0));
+    }
+    if (!path.isName(0)) {
         raiseNoIndexing(hvGetClassName(arguments[0]));
     }
     const std::string name = path.name(0);
@@ -349,14 +374,32 @@ Results subsrefFunction(int, Arguments arguments) {
     return resultOf(follow(results.empty() ? Value() : results.front(), path, next));
 }
 
-/// "subsasgn(object, path, value)" along property names; gives the object, which is changed itself.
+/// A 0-by-0 double array, which deletes what it is assigned to.
+bool isNothing(const hvArray* value) {
+    return hvIsDouble(value) && hvGetNumberOfDimensions(value) == 2 && hvGetM(value) == 0 && hvGetN(value) == 0;
+}
+
+/// Assigns into an array by one step of parentheses.
+Value assigned(const hvArray* array, const AccessPath& path, const hvArray* value) {
+    if (path.size() != 1 || !path.isIndex(0)) {
+        raiseNoIndexing(hvGetClassName(array));
+    }
+    const std::vector<const hvArray*> indices = path.indexList(0);
+    return Value(isNothing(value) ? withoutElements(array, indices) : withElements(array, indices, value));
+}
+
+/// "subsasgn(value, path, right)": for arrays gives a new one; along property names gives the object, which is changed
+/// itself.
 Results subsasgnFunction(int, Arguments arguments) {
     if (arguments.size() != 3) {
         hvErrMsg(arguments.size() < 3 ? 2 : 1);
     }
     const AccessPath path(arguments[1]);
     OMInterface* const interface = OMInterfaceArrays::get(arguments[0]);
-    if (interface == nullptr || !path.isName(0)) {
+    if (interface == nullptr) {
+        return resultOf(assigned(arguments[0], path, arguments[2]));
+    }
+    if (!path.isName(0)) {
         raiseNoIndexing(hvGetClassName(arguments[0]));
     }
     const std::string name = path.name(0);
