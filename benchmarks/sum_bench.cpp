@@ -8,9 +8,15 @@
 //     mpfr     the steps of an element written directly on MPFR: the baseline of wide words
 //     fi       fi::plus, which makes an array with type, rules and log; fi+log with logging on
 //     session  the same as a call of "plus" through a session of the host
-// Before a variant is timed its results are compared with the baseline's. Results live until the next one is made.
+// Before a variant is timed its results are compared with the baseline's. A result is freed before the next is made,
+// and the allocator keeps what is freed: otherwise it depends on the variants that ran before whether each result of
+// some megabytes costs its page faults again, which take several times as long as any of the loops.
 #include <benchmark/benchmark.h>
 #include <mpfr.h>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <algorithm>
 #include <cmath>
@@ -173,8 +179,10 @@ void runLoop(benchmark::State& state, const Case& c, HandFunction loop) {
     HandLog log = emptyLog();
     for (auto iteration : state) {
         (void)iteration;
+        Buffer outs[2];
         for (std::size_t part = 0; part < c.parts(); ++part) {
-            const Buffer out = std::make_unique_for_overwrite<double[]>(c.count);
+            Buffer& out = outs[part];
+            out = std::make_unique_for_overwrite<double[]>(c.count);
             loop(a.data() + part * c.count, b.data() + part * c.count, out.get(), c.count, &log);
             benchmark::DoNotOptimize(out.get());
             benchmark::ClobberMemory();
@@ -425,6 +433,11 @@ void registerAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
+#if defined(__GLIBC__)
+    constexpr int kNever = std::numeric_limits<int>::max();
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
+    mallopt(M_TRIM_THRESHOLD, kNever);
+#endif
     registerAll();
     return runWithRatios(argc, argv);
 }

@@ -267,20 +267,34 @@ void combine(Operation operation, const Operand& left, const Operand& right, std
     const Source rightImag(right.imag, right.isScalar, isComplex ? count : 0);
     const qlogger& log = q.getQlogger();
 
-    for (std::size_t begin = 0; begin < count; begin += kBlock) {
-        const std::size_t length = std::min(kBlock, count - begin);
+    const auto runReal = [&](std::size_t begin, std::size_t length) {
+        combination.run(leftReal.block(begin, length), rightReal.block(begin, length), real.subspan(begin, length));
+    };
+    const auto runImag = [&](std::size_t begin, std::size_t length) {
+        combination.run(leftImag.block(begin, length),
+                        right.imag ? rightImag.block(begin, length) : std::span<const double>(),
+                        imag.subspan(begin, length));
+    };
+    const auto byBlocks = [count](const auto& run) {
+        for (std::size_t begin = 0; begin < count; begin += kBlock) {
+            run(begin, std::min(kBlock, count - begin));
+        }
+    };
+    if (!combination.counts()) {
+        // One part after the other: processors follow few streams better than many.
+        byBlocks(runReal);
+        if (isComplex) {
+            byBlocks(runImag);
+        }
+        return;
+    }
+    byBlocks([&](std::size_t begin, std::size_t length) {
         const auto runBlock = [&] {
-            combination.run(leftReal.block(begin, length), rightReal.block(begin, length), real.subspan(begin, length));
+            runReal(begin, length);
             if (isComplex) {
-                combination.run(leftImag.block(begin, length),
-                                right.imag ? rightImag.block(begin, length) : std::span<const double>(),
-                                imag.subspan(begin, length));
+                runImag(begin, length);
             }
         };
-        if (!combination.counts()) {
-            runBlock();
-            continue;
-        }
         const bool mayMeetZero = log.getMax().isnegative() || log.getMin().sign() > 0;
         if (mayMeetZero) {
             const LogState before(log);
@@ -288,7 +302,7 @@ void combine(Operation operation, const Operand& left, const Operand& right, std
             if (before.extremeBecameZero()) {
                 before.restore();
                 byElements(begin, begin + length);
-                continue;
+                return;
             }
         } else {
             runBlock();
@@ -296,7 +310,7 @@ void combine(Operation operation, const Operand& left, const Operand& right, std
         if (qlogger::getLogging()) {
             log.setNMathOperations(log.getNMathoperations() + length);
         }
-    }
+    });
 }
 
 }  // namespace arraysums
