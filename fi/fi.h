@@ -754,9 +754,10 @@ class TOLVANE_API fi {
     struct Logs;
 
     // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object
-    // keeps a copy of the rules, if there are any.
+    // keeps a copy of the rules, if there are any. `unset` entries are for whoever stores into all before reading one.
+    enum class Entries { zero, unset };
     fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const std::string& tag,
-       bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
+       bool isLocal, embedded::OperationTypeEnum operation, unsigned precision, Entries entries);
     fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
        bool isLocal);
     /// Compares current elements of which one is of a type with slope and bias.

@@ -16,6 +16,11 @@ unsigned entryPrecision(const NumericType& type, unsigned precision) {
     return std::max(precision, static_cast<unsigned>(wordBits));
 }
 
+number makeEntries(std::uint64_t count, unsigned precision, bool areUnset) {
+    return areUnset ? number(count, precision, embedded::UnsetVector::tag)
+                    : number(count, precision, embedded::NumberVector::tag);
+}
+
 /// Stores real-world values on the stored side of the type; `valueCount` is the element count, or 1 for an array of one
 /// value throughout.
 template <class T>
@@ -68,12 +73,12 @@ NumericType withSettledScaling(const NumericType& type, const hvArray* values) {
 }  // namespace
 
 fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const std::string& tag,
-       bool isLocal, embedded::OperationTypeEnum operation, unsigned precision)
+       bool isLocal, embedded::OperationTypeEnum operation, unsigned precision, Entries entries)
     : mAssignmentQuantizer(type, isLocal && rules ? rules->getRoundMode() : fimath::getGlobalFimath().getRoundMode(),
                            isLocal && rules ? rules->getOverflowMode() : fimath::getGlobalFimath().getOverflowMode(),
                            tag, operation, false),
-      mReal(dimensionProduct(dims), entryPrecision(type, precision), embedded::NumberVector::tag),
-      mImag(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), embedded::NumberVector::tag),
+      mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, precision), entries == Entries::unset)),
+      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), entries == Entries::unset)),
       mIsReal(!isComplex),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
@@ -96,11 +101,13 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
     updateNumel();
 }
 
-fi::fi() : fi(Dimensions{0, 0}, NumericType(), nullptr, false, {}, false, embedded::OperationTypeEnum::Assignment, 0) {}
+fi::fi()
+    : fi(Dimensions{0, 0}, NumericType(), nullptr, false, {}, false, embedded::OperationTypeEnum::Assignment, 0,
+         Entries::zero) {}
 
 fi::fi(double value, const NumericType& type, const fimath& rules, unsigned precision, const std::string& tag,
        bool isLocal, embedded::OperationTypeEnum operation)
-    : fi(Dimensions{1, 1}, type, &rules, false, tag, isLocal, operation, precision) {
+    : fi(Dimensions{1, 1}, type, &rules, false, tag, isLocal, operation, precision, Entries::unset) {
     fillFromReal(&value, 1, DefaultPrecision::stays);
 }
 
@@ -110,7 +117,7 @@ fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fi
 
 fi::fi(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules, bool isComplex,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision)
-    : fi(Dimensions{m, n}, type, &rules, isComplex, tag, isLocal, operation, precision) {
+    : fi(Dimensions{m, n}, type, &rules, isComplex, tag, isLocal, operation, precision, Entries::zero) {
     if (isSlopeBiasScaled()) {
         // The stored-value formula of the fill gives (0 - bias) * (1 / factor).
         const double realWorldZero = 0.0;
@@ -122,7 +129,7 @@ fi::fi(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& 
 
 fi::fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision)
-    : fi(Dimensions(dims, dims + ndims), type, &rules, isComplex, tag, isLocal, operation, precision) {}
+    : fi(Dimensions(dims, dims + ndims), type, &rules, isComplex, tag, isLocal, operation, precision, Entries::zero) {}
 
 fi::fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
        const quantizer& source, bool isLocal)
@@ -130,38 +137,38 @@ fi::fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, 
 
 fi::fi(const double* re, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
-    : fi(Dimensions(dims, dims + ndims), type, &rules, false, tag, isLocal, operation, 0) {
+    : fi(Dimensions(dims, dims + ndims), type, &rules, false, tag, isLocal, operation, 0, Entries::unset) {
     fillFromReal(re, mNumel, DefaultPrecision::isSet);
 }
 
 fi::fi(const double* re, const double* im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
        const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
-    : fi(Dimensions(dims, dims + ndims), type, &rules, true, tag, isLocal, operation, 0) {
+    : fi(Dimensions(dims, dims + ndims), type, &rules, true, tag, isLocal, operation, 0, Entries::unset) {
     fillFromComplex(re, im, mNumel);
 }
 
 fi::fi(double value, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
-    : fi(Dimensions(dims, dims + ndims), type, &rules, false, tag, isLocal, operation, 0) {
+    : fi(Dimensions(dims, dims + ndims), type, &rules, false, tag, isLocal, operation, 0, Entries::unset) {
     fillFromReal(&value, 1, DefaultPrecision::isSet);
 }
 
 fi::fi(double re, double im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
        const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
-    : fi(Dimensions(dims, dims + ndims), type, &rules, true, tag, isLocal, operation, 0) {
+    : fi(Dimensions(dims, dims + ndims), type, &rules, true, tag, isLocal, operation, 0, Entries::unset) {
     fillFromComplex(&re, &im, 1);
 }
 
 fi::fi(const hvArray* values, const NumericType& type, const fimath& rules, const std::string& tag, bool isLocal,
        embedded::OperationTypeEnum operation)
     : fi(hostDimensions(values), withSettledScaling(type, values), &rules, hasImaginaryPart(values), tag, isLocal,
-         operation, 0) {
+         operation, 0, Entries::unset) {
     fillFromHost(values, rules.getRoundMode(), rules.getOverflowMode());
 }
 
 fi::fi(const hvArray* values, const NumericType& type, bool isLocal, unsigned, const std::string& tag,
        embedded::OperationTypeEnum operation)
-    : fi(hostDimensions(values), type, nullptr, hasImaginaryPart(values), tag, isLocal, operation, 0) {
+    : fi(hostDimensions(values), type, nullptr, hasImaginaryPart(values), tag, isLocal, operation, 0, Entries::unset) {
     if (isLocal) {
         fillFromHost(values, getRoundMode(), getOverflowMode());
     } else {

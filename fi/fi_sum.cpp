@@ -193,8 +193,9 @@ fi& fi::combineArrays(const fi& b) const {
     fi tmp(1, 1, type, rules, isComplex, getTag(), mFimathIsLocal, kSum, std::max(wordBits(*this), wordBits(b)));
     number scratch = cell(0.0, std::max({wordBits(tmp), wordBits(*this), wordBits(b)}));
     const broadcasting operands(*this, b);
-    auto result = std::make_unique<fi>(operands.shape().dims(), operands.shape().ndims(), type, rules, isComplex,
-                                       getTag(), mFimathIsLocal || b.mFimathIsLocal, kSum, 0U);
+    const fi& shape = operands.shape();
+    std::unique_ptr<fi> result(new fi(shape.mDims, type, &rules, isComplex, getTag(),
+                                      mFimathIsLocal || b.mFimathIsLocal, kSum, 0U, Entries::unset));
 
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
         operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, tmp, scratch); });

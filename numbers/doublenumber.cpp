@@ -21,22 +21,32 @@ bool isEqual(double a, double b) {
     return a == b;
 }
 
-/// Returns zeroed memory for bsFree; raises "fixedpoint:fi:outofmemory".
-double* allocateZeros(std::uint64_t count) {
+/// Both return memory for bsFree and raise "fixedpoint:fi:outofmemory".
+double* allocate(std::uint64_t count, embeddedNumberTags::NumberVector) {
     void* memory = bsCalloc(count, sizeof(double));
+    if (!memory) raiseOutOfMemory();
+    return static_cast<double*>(memory);
+}
+double* allocate(std::uint64_t count, embeddedNumberTags::UnsetVector) {
+    std::uint64_t bytes = 0;
+    void* memory = __builtin_mul_overflow(count, sizeof(double), &bytes) ? nullptr : bsMalloc(bytes);
     if (!memory) raiseOutOfMemory();
     return static_cast<double*>(memory);
 }
 
 }  // namespace
 
-doublenumber::State::State(std::uint64_t count, std::uint32_t precision) : SharedState(count, precision) {
-    if (count == 1) {
-        elements = &single;
-    } else if (count > 1) {
-        elements = allocateZeros(count);
-    }
-}
+doublenumber::State::State(std::uint64_t count, std::uint32_t precision, NumberVector tag)
+    : SharedState(count, precision),
+      elements(count == 1   ? &single
+               : count == 0 ? nullptr
+                            : allocate(count, tag)) {}
+
+doublenumber::State::State(std::uint64_t count, std::uint32_t precision, UnsetVector tag)
+    : SharedState(count, precision),
+      elements(count == 1   ? &single
+               : count == 0 ? nullptr
+                            : allocate(count, tag)) {}
 
 doublenumber::State::~State() {
     if (elements != &single) bsFree(elements);
@@ -48,7 +58,7 @@ void doublenumber::State::resize(std::uint64_t count) {
         single = elementCount > 0 ? elements[0] : 0.0;
         fresh = &single;
     } else if (count > 1) {
-        fresh = allocateZeros(count);
+        fresh = allocate(count, NumberVector::tag);
         std::copy_n(elements, std::min(count, elementCount), fresh);
     }
     double* const old = std::exchange(elements, fresh);
@@ -56,26 +66,32 @@ void doublenumber::State::resize(std::uint64_t count) {
     elementCount = count;
 }
 
-doublenumber::State* doublenumber::makeState(std::uint64_t count, std::uint32_t precision) {
-    State* state = new (std::nothrow) State(count, precision);
+template <class Tag>
+doublenumber::State* doublenumber::makeState(std::uint64_t count, std::uint32_t precision, Tag tag) {
+    State* state = new (std::nothrow) State(count, precision, tag);
     if (!state) raiseOutOfMemory();
     return state;
 }
 
-doublenumber::doublenumber(double value) : numberrepbody(numbertype::doublenumber, makeState(1, scalarPrecision)) {
+doublenumber::doublenumber(double value)
+    : numberrepbody(numbertype::doublenumber, makeState(1, scalarPrecision, NumberVector::tag)) {
     setelement(value);
 }
 
-doublenumber::doublenumber(std::uint64_t count, std::uint32_t precision, NumberVector)
-    : numberrepbody(numbertype::doublenumber, makeState(count, precision)) {}
+doublenumber::doublenumber(std::uint64_t count, std::uint32_t precision, NumberVector tag)
+    : numberrepbody(numbertype::doublenumber, makeState(count, precision, tag)) {}
+
+doublenumber::doublenumber(std::uint64_t count, std::uint32_t precision, UnsetVector tag)
+    : numberrepbody(numbertype::doublenumber, makeState(count, precision, tag)) {}
 
 doublenumber::doublenumber(const doublenumber& source)
-    : numberrepbody(numbertype::doublenumber, makeState(source.isempty() ? 0 : 1, scalarPrecision)) {
+    : numberrepbody(numbertype::doublenumber, makeState(source.isempty() ? 0 : 1, scalarPrecision, NumberVector::tag)) {
     if (!isempty()) setelement(source.getelement());
 }
 
 doublenumber::doublenumber(const doublenumber* source, NumberVector)
-    : numberrepbody(numbertype::doublenumber, makeState(source->numel(), source->get_stored_precision())) {
+    : numberrepbody(numbertype::doublenumber,
+                    makeState(source->numel(), source->get_stored_precision(), UnsetVector::tag)) {
     std::ranges::copy(source->elements(), state().elements);
 }
 

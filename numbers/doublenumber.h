@@ -21,6 +21,8 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     explicit doublenumber(double value);
     /// Makes `count` zeros and stores the precision that was asked for. Raises "fixedpoint:fi:outofmemory".
     doublenumber(std::uint64_t count, std::uint32_t precision, NumberVector tag = NumberVector::tag);
+    /// As above, and leaves the values for the caller to set, each before it is read.
+    doublenumber(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
     /// Copies the current element alone (none from an empty source); stores a precision of 52.
     doublenumber(const doublenumber& source);
     /// Copies the whole array. Raises "fixedpoint:fi:outofmemory".
@@ -181,16 +183,18 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     static constexpr std::uint64_t exponentBits = std::uint64_t{0x7ff} << 52;
 
     struct State : SharedState {
-        /// Makes `count` zeros; raises "fixedpoint:fi:outofmemory".
-        State(std::uint64_t count, std::uint32_t precision);
+        /// Make `count` zeros, or values to be set; raise "fixedpoint:fi:outofmemory".
+        State(std::uint64_t count, std::uint32_t precision, NumberVector tag);
+        State(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
         ~State();
         void resize(std::uint64_t count);
 
-        /// Null when empty, `single` for one element, else an array from bsCalloc.
+        /// Null when empty, `single` for one element, else an array for bsFree.
         double* elements = nullptr;
         double single = 0.0;
     };
-    static State* makeState(std::uint64_t count, std::uint32_t precision);
+    template <class Tag>
+    static State* makeState(std::uint64_t count, std::uint32_t precision, Tag tag);
 
     State& state() const { return static_cast<State&>(*mState); }
     std::uint64_t bits() const { return std::bit_cast<std::uint64_t>(getelement()); }

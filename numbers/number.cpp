@@ -15,6 +15,9 @@ number::number(double value, std::uint32_t precision, bool force)
 number::number(std::uint64_t count, std::uint32_t precision, NumberVector)
     : mBody(numberfactory::createnumberVector(count, precision)) {}
 
+number::number(std::uint64_t count, std::uint32_t precision, UnsetVector tag)
+    : mBody(numberfactory::createnumberVector(count, precision, tag)) {}
+
 number::number(const number& source, NumberVector) : mBody(numberfactory::createnumberVector(source.mBody)) {}
 
 number::number(const number& source, CopyIndex tag) : mBody(numberfactory::createnumber(source.mBody, tag)) {}

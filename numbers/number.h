@@ -21,6 +21,7 @@
 class TOLVANE_API number {
  public:
     using NumberVector = embeddedNumberTags::NumberVector;
+    using UnsetVector = embeddedNumberTags::UnsetVector;
     using CopyIndex = embeddedNumberTags::CopyIndex;
 
     /// Makes a zero of default precision. Every constructor raises "fixedpoint:fi:outofmemory".
@@ -30,6 +31,8 @@ class TOLVANE_API number {
     number(double value, std::uint32_t precision, bool force);
     /// Makes `count` zeros; the default force flag plays no part.
     number(std::uint64_t count, std::uint32_t precision, NumberVector tag);
+    /// As above, and leaves the values for the caller to set, each before it is read.
+    number(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
     /// Copies the whole array.
     number(const number& source, NumberVector tag);
     /// Shares the array of the source, with a cursor of its own at 0; either may go first.

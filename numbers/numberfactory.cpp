@@ -41,6 +41,14 @@ numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint3
     return make<mpnumber>(count, precision, Tags::NumberVector::tag);
 }
 
+numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint32_t precision, Tags::UnsetVector tag) {
+    if (precision < multiplePrecisionFrom) {
+        return make<doublenumber>(count, precision, tag);
+    }
+    // A multi-precision float has to be a value, and zero costs no more than another.
+    return make<mpnumber>(count, precision, Tags::NumberVector::tag);
+}
+
 numberrepbody* numberfactory::createnumberVector(const numberrepbody* source) {
     return makeLike(source, Tags::NumberVector::tag);
 }

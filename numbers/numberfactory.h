@@ -14,6 +14,9 @@ class TOLVANE_API numberfactory {
 
     /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as do all below.
     static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision);
+    /// As above, of values to be set by the caller: zeros or whatever doubles lay there.
+    static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision,
+                                             embeddedNumberTags::UnsetVector tag);
     /// Copies the whole array into a body of the same kind.
     static numberrepbody* createnumberVector(const numberrepbody* source);
     /// Makes one element; `force` takes a multi-precision body at any precision.

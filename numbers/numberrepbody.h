@@ -23,6 +23,7 @@ class TOLVANE_API numberrepbody {
  public:
     using numbertype = embeddedNumberTags::numbertype;
     using NumberVector = embeddedNumberTags::NumberVector;
+    using UnsetVector = embeddedNumberTags::UnsetVector;
     using CopyIndex = embeddedNumberTags::CopyIndex;
 
     numberrepbody& operator=(const numberrepbody&) = delete;

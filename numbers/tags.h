@@ -12,6 +12,9 @@ struct embeddedNumberTags {
     };
     /// Selects the constructors that make or copy a whole array of values.
     enum class NumberVector { tag };
+    /// As NumberVector, for an array of which every value is set before any is read: doubles are left as the memory
+    /// comes, which spares a pass over it.
+    enum class UnsetVector { tag };
     /// Selects the constructors that share the array of another body and have a cursor of their own.
     enum class CopyIndex { tag };
 };

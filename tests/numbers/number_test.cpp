@@ -29,6 +29,7 @@ namespace {
 
 using Kind = embeddedNumberTags::numbertype;
 constexpr auto vectorTag = embeddedNumberTags::NumberVector::tag;
+constexpr auto unsetTag = embeddedNumberTags::UnsetVector::tag;
 constexpr auto shareTag = embeddedNumberTags::CopyIndex::tag;
 constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -181,11 +182,30 @@ TEST_P(BothKinds, KeepTheFirstElementsWhenResized) {
     }
 }
 
+TEST_P(BothKinds, TakeTheirValuesInUnsetArrays) {
+    for (const std::uint64_t count : {0U, 1U, 2U, 1000U}) {
+        number array(count, precision(), unsetTag);
+        EXPECT_EQ(array.gettype(), vectorOf({1}).gettype());
+        EXPECT_EQ(array.getprecision(), number(count, precision(), vectorTag).getprecision());
+        ASSERT_EQ(array.numel(), count);
+        std::vector<double> expected;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            array[i].setvalue(static_cast<double>(i) - 0.5);
+            expected.push_back(static_cast<double>(i) - 0.5);
+        }
+        EXPECT_EQ(valuesOf(array), expected);
+        // What a growing array gains is zero as ever.
+        expected.push_back(0.0);
+        EXPECT_EQ(valuesOf(array.resize(count + 1)), expected);
+    }
+}
+
 TEST_P(BothKinds, RaiseForAbsurdCountsAndStayAsTheyWere) {
     number array = vectorOf({1, 2, 3});
     for (const std::uint64_t count : {std::uint64_t{1} << 60, std::uint64_t{1} << 61, (std::uint64_t{1} << 61) + 1,
                                       std::uint64_t{1} << 63, UINT64_MAX}) {
         EXPECT_EQ(raisedBy([&] { number(count, precision(), vectorTag); }), outOfMemory) << count;
+        EXPECT_EQ(raisedBy([&] { number(count, precision(), unsetTag); }), outOfMemory) << count;
         EXPECT_EQ(raisedBy([&] { array.resize(count); }), outOfMemory) << count;
         EXPECT_EQ(raisedBy([&] { array.resize(count, precision() + 1); }), outOfMemory) << count;
     }
