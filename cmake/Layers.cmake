@@ -20,7 +20,9 @@ target_compile_options(
             # A product and a sum are two roundings here; fusing them would change results.
             -ffp-contract=off
             -fno-math-errno
-            -fno-trapping-math)
+            -fno-trapping-math
+            # Nobody replaces the library's functions one by one, so calls inside it need not allow for that.
+            -fno-semantic-interposition)
 if(TOLVANE_SANITIZE)
   target_compile_options(tolvane_warnings INTERFACE -fsanitize=${TOLVANE_SANITIZE} -fno-sanitize-recover=all
                                                     -fno-omit-frame-pointer)
