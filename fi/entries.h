@@ -31,10 +31,10 @@ void change(number& part, DoubleRule&& onDouble, Step&& onElement) {
     walk(part, onElement);
 }
 
-/// The entries where they are doubles, else nothing.
+/// The entries when the part holds one double for each of `count` elements, else nothing.
 inline std::span<const double> doublesOf(const number& part, std::uint64_t count) {
     const doublenumber* doubles = part.asDouble();
-    return doubles ? doubles->elements().first(count) : std::span<const double>();
+    return doubles && doubles->elements().size() == count ? doubles->elements() : std::span<const double>();
 }
 
 inline void negate(number& part) {

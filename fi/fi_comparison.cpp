@@ -8,7 +8,7 @@
 #include <span>
 
 #include "fi/broadcast.h"
-#include "fi/doubles_of.h"
+#include "fi/entries.h"
 #include "fi/fi.h"
 #include "host/hv.h"
 
@@ -87,8 +87,9 @@ struct DoubleParts {
     Doubles im;
 
     DoubleParts(const fi& array, bool isScalar)
-        : re{doublesOf(array.real(), array.numel()), isScalar},
-          im{array.isreal() ? &kZero : doublesOf(array.imag(), array.numel()), isScalar || array.isreal()} {}
+        : re{entries::doublesOf(array.real(), array.numel()).data(), isScalar},
+          im{array.isreal() ? &kZero : entries::doublesOf(array.imag(), array.numel()).data(),
+             isScalar || array.isreal()} {}
     bool areThere() const { return re.values && im.values; }
 
  private:
@@ -132,8 +133,8 @@ hvArray* compareForOrder(const fi& a, const fi& b) {
     const broadcasting operands(a, b);
     Flags result(operands.shape());
     const std::span<hvLogical> out = result.elements;
-    const Doubles left{doublesOf(a.real(), a.numel()), operands.leftIsScalar()};
-    const Doubles right{doublesOf(b.real(), b.numel()), operands.rightIsScalar()};
+    const Doubles left{entries::doublesOf(a.real(), a.numel()).data(), operands.leftIsScalar()};
+    const Doubles right{entries::doublesOf(b.real(), b.numel()).data(), operands.rightIsScalar()};
     if (!a.hasScaleOf(b) || !left.values || !right.values) {
         operands.walk([&](std::uint64_t i) { out[i] = Compare()(a.real(), b.getAdjustedReal(a)); });
         return result.array.release();

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "fi/broadcast.h"
-#include "fi/doubles_of.h"
+#include "fi/entries.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
@@ -104,7 +104,7 @@ fi& fi::extremeWith(const fi& b) const {
         return *result.release();
     }
     if (isReal) {
-        const double* const challengers = doublesOf(challenger.mReal, challenger.mNumel);
+        const double* const challengers = entries::doublesOf(challenger.mReal, challenger.mNumel).data();
         doublenumber* const doubles = result->mReal.asDouble();
         if (getLogging() || !challengers || !doubles) {
             operands.walk(*result, 0, result->mNumel, [&] {
@@ -178,7 +178,7 @@ void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
             }
         }
     };
-    const double* const doubles = doublesOf(mReal, mNumel);
+    const double* const doubles = entries::doublesOf(mReal, mNumel).data();
     if (isempty()) {
         // No column has a first element.
     } else if (iscomplex()) {

@@ -5,7 +5,7 @@
 
 #include "fi/array_sums.h"
 #include "fi/broadcast.h"
-#include "fi/doubles_of.h"
+#include "fi/entries.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 
@@ -201,8 +201,8 @@ fi& fi::combineArrays(const fi& b) const {
         operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, tmp, scratch); });
     };
     const auto partsOf = [](const fi& x, bool isScalar) {
-        return arraysums::Operand{doublesOf(x.mReal, x.mNumel), x.iscomplex() ? doublesOf(x.mImag, x.mNumel) : nullptr,
-                                  isScalar};
+        return arraysums::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
+                                  x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr, isScalar};
     };
     const arraysums::Operand left = partsOf(*this, operands.leftIsScalar());
     const arraysums::Operand right = partsOf(b, operands.rightIsScalar());
