@@ -11,6 +11,7 @@
 #include "binding/FimathOMClass.h"
 #include "binding/NumericTypeOMClass.h"
 #include "binding/QloggerOMClass.h"
+#include "binding/fi_comparison_methods.h"
 #include "binding/fi_constant_methods.h"
 #include "binding/fi_tables.h"
 #include "binding/methods.h"
@@ -263,10 +264,25 @@ constexpr MethodRow fiMethods[] = {
     {"range", plain<fiToRange, giveRange>},
     {"uminus", making<&fi::uminus>},
     {"conj", making<&fi::conj>},
+    {"stridesort", plain<fiToSorted, giveSorted>},
+    {"stridesort2", plain<fiToSortedWithPlaces, giveSortedWithPlaces>},
     {"plus", record<FiPlusMethodInfo>},
     {"minus", record<FiMinusMethodInfo>},
+    {"get_element", plain<elementToFi, giveElement>},
+    {"set_element", plain<elementAndValue, setElement>},
     {"binaryop_complex", record<FiComplexMethodInfo>},
+    {"binary_max", record<FiMaxMethodInfo>},
+    {"binary_min", record<FiMinMethodInfo>},
+    {"unary_max", plain<fiToExtremes, giveExtremes<maxOperation>>},
+    {"unary_min", plain<fiToExtremes, giveExtremes<minOperation>>},
+    {"eq", record<FiComparisonMethodInfo<&fi::eq>>},
+    {"ge", record<FiComparisonMethodInfo<&fi::ge>>},
+    {"gt", record<FiComparisonMethodInfo<&fi::gt>>},
+    {"le", record<FiComparisonMethodInfo<&fi::le>>},
+    {"lt", record<FiComparisonMethodInfo<&fi::lt>>},
+    {"ne", record<FiComparisonMethodInfo<&fi::ne>>},
     {"sign", asked<&fi::sign>},
+    {"binaryop_isequal", record<FiComparisonMethodInfo<&fi::isequal>>},
     {"copydata", plain<fiAndFiToNothing, copyData>},
     {"displaygloballog", asked<displayGlobalLog>},
     {"resetgloballog", asked<resetGlobalLog>},

@@ -270,6 +270,8 @@ class TOLVANE_API fi {
     /// "fixedpoint:fi:dimagree".
     void checkElementwiseSize(const fi& other) const;
     void checkElementwiseSize(const hvArray* other) const;
+    /// "fixedpoint:fi:badsubscript" below 0 and for NaN, "fixedpoint:fi:badindex" from numel() on.
+    void checkSignedIndex(double index) const;
 
     // Type.
 

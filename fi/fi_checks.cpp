@@ -114,6 +114,16 @@ void fi::checkElementwiseSize(const hvArray* other) const {
     }
 }
 
+void fi::checkSignedIndex(double index) const {
+    if (!(index >= 0.0)) {
+        raiseError("fixedpoint:fi:badsubscript",
+                   "Subscript indices must either be real positive integers or logicals.");
+    }
+    if (index >= static_cast<double>(mNumel)) {
+        raiseError("fixedpoint:fi:badindex", "Index exceeds matrix dimensions.");
+    }
+}
+
 std::uint64_t fi::getDimension(std::uint64_t dimension) const {
     if (dimension == 0) {
         raiseError("fixedpoint:fi:getDimension:badDimension",

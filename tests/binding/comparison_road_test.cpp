@@ -1,0 +1,227 @@
+// What a user asks of values in the host: comparisons, extremes, sorted copies, single elements.
+#include <cmath>
+#include <limits>
+
+#include "tests/binding/session_support.h"
+
+namespace {
+
+using Numbers = std::vector<double>;
+
+class ComparisonRoad : public BindingTest {
+ protected:
+    void TearDown() override {
+        logging(false);
+        BindingTest::TearDown();
+    }
+    /// The switch is the system's own: no user may set it.
+    void logging(bool isOn) {
+        const Value any = session.construct("embedded.fi");
+        const std::uint8_t value = isOn ? 1 : 0;
+        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
+                                                                      any.interface(), &value);
+    }
+    Numbers sizeOf(const Value& value) { return session.call("size", {value}).toDoubles(); }
+    Raised raised(const char* method, const std::vector<Value>& arguments) {
+        return thrownBy([&] { session.call(method, arguments); });
+    }
+};
+
+TEST_F(ComparisonRoad, ComparesArraysOfTheClassAndOfNumbersAtEitherSide) {
+    const Value a = s16(Numbers{0.5, -0.25, 0.125});
+    const Value wide = fi(Numbers{0.5, 0.25, 0.0}, type(true, 100, 60));
+    struct Row {
+        const char* method;
+        Value a, b;
+        Numbers wanted;
+    };
+    const Row rows[] = {
+        {"eq", a, wide, {1, 0, 0}},
+        {"ne", a, wide, {0, 1, 1}},
+        {"gt", a, wide, {0, 0, 1}},
+        {"ge", a, wide, {1, 0, 1}},
+        {"lt", a, wide, {0, 1, 0}},
+        {"le", wide, a, {1, 0, 1}},
+        {"eq", a, 0.125, {0, 0, 1}},
+        {"lt", 0.0, a, {1, 0, 1}},
+        {"ge", a, Numbers{0.25, 0.25, 0.125}, {1, 0, 1}},
+        {"binaryop_isequal", a, wide, {0}},
+        {"binaryop_isequal", a, fi(Numbers{0.5, -0.25, 0.125}, type(true, 100, 60)), {1}},
+        {"binaryop_isequal", a, Numbers{0.5, -0.25, 0.125}, {1}},
+        {"binaryop_isequal", a, 0.5, {0}},
+        // The number becomes a word of 8 bits at its own best precision, which isn't the one of the array.
+        {"eq", fi(0.3, type(true, 8, 7)), 0.3, {0}},
+        {"gt", 0.3, fi(0.3, type(true, 8, 7)), {1}},
+        // Real parts have an order, also beside imaginary ones.
+        {"lt", s16(Value::complex(0.25, 0.75)), s16(0.5), {1}},
+        {"eq", s16(Value::complex(0.5, 0.0)), s16(0.5), {1}},
+        {"binaryop_isequal", s16(Value::complex(0.5, 0.0)), s16(0.5), {0}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.method << " " << row.a << " " << row.b);
+        const Value result = session.call(row.method, {row.a, row.b});
+        EXPECT_EQ(result.className(), "logical");
+        EXPECT_EQ(result.toDoubles(), row.wanted);
+    }
+}
+
+TEST_F(ComparisonRoad, TakesAnEmptyArrayAndRefusesOtherSizes) {
+    for (const char* method : {"eq", "ne", "gt", "ge", "lt", "le"}) {
+        EXPECT_EQ(sizeOf(session.call(method, {s16(0.5), Value()})), (Numbers{0, 0})) << method;
+        EXPECT_EQ(sizeOf(session.call(method, {Value(), s16(0.5)})), (Numbers{0, 0})) << method;
+        EXPECT_EQ(raised(method, {s16(Numbers{0.5, 0.25}), Numbers{1, 2, 3}}),
+                  (Raised{"fixedpoint:fi:dimagree", "Matrix dimensions must agree."}));
+    }
+    EXPECT_TRUE(session.call("binaryop_isequal", {s16(Value()), Value()}).toBool());
+    EXPECT_FALSE(session.call("binaryop_isequal", {s16(0.5), Value()}).toBool());
+}
+
+TEST_F(ComparisonRoad, ChoosesTheLargerAndTheSmallerInTheTypeOfTheArray) {
+    const Value a = s16(Numbers{0.5, -0.25, 0.125});
+    struct Row {
+        const char* method;
+        Value a, b;
+        Numbers wanted;
+    };
+    const Row rows[] = {
+        {"binary_max", a, s16(Numbers{0.25, 0.25, 0.125}), {0.5, 0.25, 0.125}},
+        {"binary_min", a, s16(Numbers{0.25, 0.25, 0.125}), {0.25, -0.25, 0.125}},
+        {"binary_max", a, 0.25, {0.5, 0.25, 0.25}},
+        {"binary_min", 0.25, a, {0.25, -0.25, 0.125}},
+        // A number takes the very type of the array, and saturates there.
+        {"binary_max", a, 7.0, {1 - 0x1p-15, 1 - 0x1p-15, 1 - 0x1p-15}},
+        {"binary_max", a, Value(), {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.method << " " << row.a << " " << row.b);
+        if (row.wanted.empty()) {
+            EXPECT_EQ(raised(row.method, {row.a, row.b}).id, "fixedpoint:fi:dimagree");
+            continue;
+        }
+        const Value result = session.call(row.method, {row.a, row.b});
+        EXPECT_EQ(valuesOf(result), row.wanted);
+        EXPECT_EQ(typeOf(result), "s16,15");
+    }
+    EXPECT_EQ(sizeOf(session.call("binary_max", {s16(0.5), Value()})), (Numbers{0, 0}));
+    EXPECT_EQ(raised("binary_min", {a, fi(0.5, type(true, 8, 7))}),
+              (Raised{"fixedpoint:fi:min:numerictypemismatch", "NUMERICTYPE of both operands must be equal."}));
+    EXPECT_EQ(raised("binary_max", {a, fi(0.5, type(true, 16, 15), rules({{"RoundMode", "floor"}}))}),
+              (Raised{"fixedpoint:fi:max:fimathmismatch", "FIMATH of both operands must be equal."}));
+}
+
+/// What overflowed on the way into the type counts in the result, and the user is told.
+TEST_F(ComparisonRoad, WarnsOfNumbersThatDontFit) {
+    logging(true);
+    const Value a = s16(Numbers{0.5, -0.25});
+    struct Row {
+        const char* method;
+        Value a, b;
+        double overflows;
+        const char* warning;
+    };
+    const Row rows[] = {
+        {"binary_max", a, 7.0, 1, "1 overflow occurred in the fi max operation."},
+        {"binary_min", 7.0, a, 1, "1 overflow occurred in the fi min operation."},
+        {"binary_min", a, Numbers{7.0, -7.0}, 2, "2 overflows occurred in the fi min operation."},
+        // The result of two arrays goes on with the log of the left one, which has counted them already.
+        {"binary_max", Numbers{7.0, -7.0}, a, 4, "4 overflows occurred in the fi max operation."},
+    };
+    session.takeWarnings();
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.method << " " << row.a << " " << row.b);
+        const Value result = session.call(row.method, {row.a, row.b});
+        EXPECT_EQ(session.takeWarnings(), (std::vector<Warning>{{"fi:overflow", row.warning}}));
+        EXPECT_EQ(session.call("noverflows", {result}).toDouble(), row.overflows);
+    }
+}
+
+TEST_F(ComparisonRoad, FindsTheExtremesOfColumnsAndTheirRowsWhenAsked) {
+    const Value array = s16(Value::matrix(3, 2, Numbers{0.5, -0.25, 0.5, 0.0, 0.125, -0.5}));
+    struct Row {
+        const char* method;
+        Numbers values, rows;
+    };
+    const Row rows[] = {{"unary_max", {0.5, 0.125}, {1, 2}}, {"unary_min", {-0.25, -0.5}, {2, 3}}};
+    for (const Row& row : rows) {
+        EXPECT_EQ(valuesOf(session.call(row.method, {array})), row.values) << row.method;
+        const std::vector<Value> both = session.call(2, row.method, {array});
+        ASSERT_EQ(both.size(), 2u);
+        EXPECT_EQ(valuesOf(both[0]), row.values);
+        EXPECT_EQ(typeOf(both[0]), "s16,15");
+        EXPECT_EQ(both[1].className(), "double");
+        EXPECT_EQ(both[1].toDoubles(), row.rows);
+        EXPECT_EQ(sizeOf(both[1]), (Numbers{1, 2}));
+        EXPECT_EQ(thrownBy([&] { session.callStatic("embedded.fi", row.method, {Value()}); }).id,
+                  "fixedpoint:method:noObject");
+    }
+}
+
+TEST_F(ComparisonRoad, SortsByStrideAndLength) {
+    const Value a = s16(Numbers{0.5, -0.25, 0.125, 0.25});
+    struct Row {
+        bool ascending;
+        double stride, length;
+        Numbers values, places;
+    };
+    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    const Row rows[] = {
+        {true, 1, 4, {-0.25, 0.125, 0.25, 0.5}, {2, 3, 4, 1}},
+        {false, 1, 4, {0.5, 0.25, 0.125, -0.25}, {1, 4, 3, 2}},
+        {true, 2, 2, {0.125, -0.25, 0.5, 0.25}, {2, 1, 1, 2}},
+        // Counts are truncated; those that make no block of the array sort nothing.
+        {true, 1.9, 4.9, {-0.25, 0.125, 0.25, 0.5}, {2, 3, 4, 1}},
+        {true, 1, 5, {0.5, -0.25, 0.125, 0.25}, {}},
+        {true, -1, 4, {0.5, -0.25, 0.125, 0.25}, {}},
+        {true, kNaN, 4, {0.5, -0.25, 0.125, 0.25}, {}},
+        {true, 1, 1e300, {0.5, -0.25, 0.125, 0.25}, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.ascending << " " << row.stride << " " << row.length);
+        const std::vector<Value> arguments = {a, row.ascending, row.stride, row.length};
+        EXPECT_EQ(valuesOf(session.call("stridesort", arguments)), row.values);
+        const std::vector<Value> both = session.call(2, "stridesort2", arguments);
+        EXPECT_EQ(valuesOf(both.at(0)), row.values);
+        EXPECT_EQ(sizeOf(both.at(1)), sizeOf(a));
+        if (!row.places.empty()) {
+            EXPECT_EQ(both.at(1).toDoubles(), row.places);
+        }
+    }
+    EXPECT_EQ(valuesOf(a), (Numbers{0.5, -0.25, 0.125, 0.25}));
+}
+
+TEST_F(ComparisonRoad, ReadsAndWritesOneElement) {
+    const Value a = s16(Numbers{0.5, -0.25, 0.125});
+    const auto read = [&](double number) { return valuesOf(session.call("get_element", {a, number})); };
+    const auto write = [&](const Value& number, const Value& value) {
+        session.call(0, "set_element", {a, number, value});
+        return valuesOf(a);
+    };
+    EXPECT_EQ(read(2), Numbers{-0.25});
+    EXPECT_EQ(read(3.75), Numbers{0.125});
+    EXPECT_EQ(typeOf(session.call("get_element", {a, 1})), "s16,15");
+    EXPECT_EQ(session.call("get_element", {s16(Value::complex(0.5, 0.25)), 1}).get("double"),
+              Value::complex(0.5, 0.25));
+    EXPECT_EQ(write(2, 0.75), (Numbers{0.5, 0.75, 0.125}));
+    EXPECT_EQ(write(3, fi(0.30078125, type(true, 20, 12))), (Numbers{0.5, 0.75, 0.30078125}));
+    EXPECT_EQ(write(1, -9.0), (Numbers{-1.0, 0.75, 0.30078125}));
+    EXPECT_EQ(write(3, a), (Numbers{-1.0, 0.75, -1.0}));
+
+    const Raised below = {"fixedpoint:fi:badsubscript",
+                          "Subscript indices must either be real positive integers or logicals."};
+    const Raised beyond = {"fixedpoint:fi:badindex", "Index exceeds matrix dimensions."};
+    struct Row {
+        double number;
+        Raised wanted;
+    };
+    const Row rows[] = {{0, below}, {0.5, below}, {-3, below}, {NAN, below}, {4, beyond}, {1e300, beyond}};
+    for (const Row& row : rows) {
+        EXPECT_EQ(raised("get_element", {a, row.number}), row.wanted) << row.number;
+        EXPECT_EQ(raised("set_element", {a, row.number, 0.5}), row.wanted) << row.number;
+    }
+    EXPECT_EQ(raised("get_element", {s16(Value()), 1}), beyond);
+    EXPECT_EQ(raised("set_element", {a, 1, s16(Value())}), beyond);
+    EXPECT_EQ(raised("set_element", {a, 1, Value()}).id, "fixedpoint:method:noObject");
+    EXPECT_EQ(valuesOf(a), (Numbers{-1.0, 0.75, -1.0}));
+}
+
+}  // namespace
