@@ -1,8 +1,10 @@
 // The checks of operands and sizes.
 #include <algorithm>
 #include <span>
+#include <string>
 
 #include "fi/fi.h"
+#include "fi/slopebias_errors.h"
 #include "host/ErrorIdException.h"
 
 void fi::errorIfBooleanMath(const fi& a) {
@@ -62,6 +64,24 @@ void fi::errorIfComplexSlopeBias(bool isComplex) const {
         raiseError("fixedpoint:fi:nocomplexslopebias",
                    "Complex FI objects must have an integer power of 2 slope, and a bias of 0.");
     }
+}
+
+void slopebias::raiseForMode(const char* kind) {
+    raiseError("fixedpoint:fi:mathmodeslopebiasnotdefined",
+               std::string("Math is only supported for slope-bias FIs when the ") + kind + "Mode is SpecifyPrecision.");
+}
+
+void slopebias::raiseForComplex(const char* operation) {
+    raiseError("fixedpoint:fi:complexslopebiasnotdefined",
+               std::string("Function '") + operation +
+                   "' is only supported for complex-value FI objects that have an integer power of 2 slope, and a "
+                   "bias of 0.");
+}
+
+void slopebias::raiseWithoutCast(const char* operation) {
+    raiseError("fixedpoint:fi:castbeforesumfalseslopebiasnotdefined",
+               std::string("Function '") + operation +
+                   "' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false.");
 }
 
 void fi::errorIfBadValue(DataTypeEnum dataType) const {

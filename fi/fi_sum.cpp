@@ -1,13 +1,13 @@
 // Sums and differences of elements and of arrays.
 #include <algorithm>
 #include <memory>
-#include <string>
 
 #include "fi/array_sums.h"
 #include "fi/broadcast.h"
 #include "fi/entries.h"
 #include "fi/fi.h"
-#include "host/ErrorIdException.h"
+#include "fi/slopebias_errors.h"
+#include "fi/work_cells.h"
 
 namespace {
 
@@ -28,29 +28,6 @@ struct Difference {
         return a.getBias() - b.getBias() - result.getBias();
     }
 };
-
-unsigned wordBits(const fi& x) {
-    return static_cast<unsigned>(std::max(x.getWordLength(), 0));
-}
-
-/// A work cell of the given precision.
-number cell(double value, unsigned precision) {
-    return number(value, precision, number::getDefaultForceMultiplePrecision());
-}
-
-void errorIfUndefinedForSlopeBias(const char* operation, bool isComplex, bool castsBeforeSum) {
-    const std::string start = std::string("Function '") + operation + "' is ";
-    if (isComplex) {
-        raiseError("fixedpoint:fi:complexslopebiasnotdefined",
-                   start +
-                       "only supported for complex-value FI objects that have an integer power of 2 slope, and a "
-                       "bias of 0.");
-    }
-    if (!castsBeforeSum) {
-        raiseError("fixedpoint:fi:castbeforesumfalseslopebiasnotdefined",
-                   start + "not defined for FI objects with slope and bias scaling when CastBeforeSum is false.");
-    }
-}
 
 }  // namespace
 
@@ -185,8 +162,13 @@ fi& fi::combineArrays(const fi& b) const {
     const bool isComplex = iscomplex() || b.iscomplex();
     const bool isSlopeBiasCase = isSlopeBiasScaled() || b.isSlopeBiasScaled() || rules.isSumSlopeBiasScaled();
     if (isSlopeBiasCase) {
+        if (isComplex) {
+            slopebias::raiseForComplex(Operation::name);
+        }
         // The left operand's own rules decide here, and not those of the operation.
-        errorIfUndefinedForSlopeBias(Operation::name, isComplex, getCastBeforeSum());
+        if (!getCastBeforeSum()) {
+            slopebias::raiseWithoutCast(Operation::name);
+        }
     }
 
     constexpr auto kSum = embedded::OperationTypeEnum::Sum;

@@ -1,9 +1,11 @@
 // The types of sums: what the operands and the rules make of them, and the register of a specified one.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <string>
 
 #include "fi/fi.h"
+#include "fi/slopebias_errors.h"
 #include "fi/to_int.h"
 #include "host/ErrorIdException.h"
 
@@ -13,8 +15,11 @@ using EmbeddedTypeSystem::NumericType;
 
 /// Number formats as the derivation adds them up, where ints could overflow.
 struct Extent {
+    Extent(std::int64_t lowestExponent, std::int64_t bitsAboveThePoint)
+        : fixedExponent(lowestExponent), integerBits(bitsAboveThePoint) {}
     explicit Extent(const NumericType& type)
         : fixedExponent(type.getFixedExponent()), integerBits(fixedExponent + type.getWordLength()) {}
+    Extent grown(int bits) const { return {fixedExponent, integerBits + bits}; }
 
     std::int64_t fixedExponent;
     std::int64_t integerBits;  // word length less fraction length
@@ -26,6 +31,45 @@ struct Extent {
                    std::to_string(needed) +
                    " bits is necessary to guarantee that this sum or difference can be computed with no loss of "
                    "precision.  Increase MaxSumWordLength if you want the sum to grow to a larger word length.");
+}
+
+/// The bits that a sum of so many addends needs beyond theirs; none for a sum of nothing.
+int carryBits(double addends) {
+    return addends > 1.0 ? static_cast<int>(std::ceil(std::log2(addends))) : 0;
+}
+
+/// Gives a scaled type the format of a sum: `full` holds every sum of the addends.
+void setSumFormat(NumericType& result, const fimath& rules, bool isSigned, const Extent& full, bool isSlopeBiasCase) {
+    using Mode = fimath::ArithmeticModeEnum;
+    const Mode mode = rules.getSumMode();
+    if (isSlopeBiasCase && mode != Mode::SpecifyPrecision) {
+        slopebias::raiseForMode("Sum");
+    }
+    std::int64_t wordLength = rules.getSumWordLength();
+    std::int64_t fixedExponent = full.fixedExponent;
+    double slopeAdjustmentFactor = 1.0;
+    double bias = 0.0;
+    switch (mode) {
+        case Mode::FullPrecision:
+            wordLength = full.integerBits - full.fixedExponent;
+            if (wordLength > rules.getMaxSumWordLength()) {
+                raiseMaxSumWordLengthExceeded(rules.getMaxSumWordLength(), wordLength);
+            }
+            break;
+        case Mode::KeepLSB:
+            break;
+        case Mode::KeepMSB:
+            fixedExponent = full.integerBits - wordLength;
+            break;
+        case Mode::SpecifyPrecision:
+            fixedExponent = rules.getSumFixedExponent();
+            if (isSlopeBiasCase) {
+                slopeAdjustmentFactor = rules.getSumSlopeAdjustmentFactor();
+                bias = rules.getSumBias();
+            }
+            break;
+    }
+    result.setFixedPointProps(isSigned, toInt(wordLength), slopeAdjustmentFactor, toInt(fixedExponent), bias);
 }
 
 }  // namespace
@@ -48,42 +92,57 @@ fi::NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
         return result;
     }
 
-    const ArithmeticModeEnum mode = rules.getSumMode();
-    if (isSlopeBiasCase && mode != ArithmeticModeEnum::SpecifyPrecision) {
-        raiseError("fixedpoint:fi:mathmodeslopebiasnotdefined",
-                   "Math is only supported for slope-bias FIs when the SumMode is SpecifyPrecision.");
-    }
     const Extent left(getNumericType());
     const Extent right(b.getNumericType());
     const std::int64_t lowestExponent = std::min(left.fixedExponent, right.fixedExponent);
     // The carry takes one bit above the larger operand.
     const std::int64_t integerBits = std::max(left.integerBits, right.integerBits) + 1;
-    std::int64_t wordLength = rules.getSumWordLength();
-    std::int64_t fixedExponent = lowestExponent;
-    double slopeAdjustmentFactor = 1.0;
-    double bias = 0.0;
-    switch (mode) {
-        case ArithmeticModeEnum::FullPrecision:
-            wordLength = integerBits - lowestExponent;
-            if (wordLength > rules.getMaxSumWordLength()) {
-                raiseMaxSumWordLengthExceeded(rules.getMaxSumWordLength(), wordLength);
-            }
-            break;
-        case ArithmeticModeEnum::KeepLSB:
-            break;
-        case ArithmeticModeEnum::KeepMSB:
-            fixedExponent = integerBits - wordLength;
-            break;
-        case ArithmeticModeEnum::SpecifyPrecision:
-            fixedExponent = rules.getSumFixedExponent();
-            if (isSlopeBiasCase) {
-                slopeAdjustmentFactor = rules.getSumSlopeAdjustmentFactor();
-                bias = rules.getSumBias();
-            }
-            break;
+    setSumFormat(result, rules, isSigned() || b.isSigned(), {lowestExponent, integerBits}, isSlopeBiasCase);
+    return result;
+}
+
+fi::NumericType& fi::getSumTypeForMpyOp(const fi& b, const NumericType& product) const {
+    const DataTypeEnum dataType = getDataTypeForMathOp(*this, b);
+    if (!mAddOpType) {
+        mAddOpType = std::make_unique<NumericType>();
     }
-    result.setFixedPointProps(isSigned() || b.isSigned(), toInt(wordLength), slopeAdjustmentFactor,
-                              toInt(fixedExponent), bias);
+    NumericType& result = *mAddOpType;
+    result.setDataType(dataType);
+    if (result.isScaledType()) {
+        setSumFormat(result, getFimath(b), product.isSigned(), Extent(product).grown(1), false);
+    }
+    return result;
+}
+
+fi::NumericType& fi::getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& product) const {
+    const DataTypeEnum dataType = getDataTypeForMathOp(*this, b);
+    const fimath& rules = getFimath(b);
+    // The rules are asked for the scaling of products, though this is the type of a sum.
+    const bool isSlopeBiasCase = isSlopeBiasScaled() || rules.isProductSlopeBiasScaled() || b.isSlopeBiasScaled();
+    if (!mAddOpType) {
+        mAddOpType = std::make_unique<NumericType>();
+    }
+    NumericType& result = *mAddOpType;
+    result.setDataType(dataType);
+    if (result.isScaledType()) {
+        const double addends = static_cast<double>(mN) + (iscomplex() && b.iscomplex() ? 1.0 : 0.0);
+        setSumFormat(result, rules, product.isSigned(), Extent(product).grown(carryBits(addends)), isSlopeBiasCase);
+    }
+    return result;
+}
+
+fi::NumericType& fi::getNumericTypeForLeadingDimensionSum() const {
+    errorIfBooleanMath(*this);
+    errorIfSlopeBiasMath(*this);
+    if (!mAddOpType) {
+        mAddOpType = std::make_unique<NumericType>();
+    }
+    NumericType& result = *mAddOpType;
+    result.set(getNumericType());
+    if (result.isScaledType()) {
+        const int growth = carryBits(static_cast<double>(mM));
+        setSumFormat(result, getFimath(), isSigned(), Extent(getNumericType()).grown(growth), false);
+    }
     return result;
 }
 

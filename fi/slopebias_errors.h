@@ -1,0 +1,13 @@
+// What is raised where types or rules with slope and bias meet an operation that has no rule for them.
+#pragma once
+
+namespace slopebias {
+
+/// Raises "fixedpoint:fi:mathmodeslopebiasnotdefined" for the mode of a "Sum" or a "Product".
+[[noreturn]] void raiseForMode(const char* kind);
+/// Raises "fixedpoint:fi:complexslopebiasnotdefined".
+[[noreturn]] void raiseForComplex(const char* operation);
+/// Raises "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined".
+[[noreturn]] void raiseWithoutCast(const char* operation);
+
+}  // namespace slopebias

@@ -1,0 +1,15 @@
+// Word lengths as precisions, and numbers to compute in.
+#pragma once
+
+#include <algorithm>
+
+#include "fi/fi.h"
+
+inline unsigned wordBits(const fi& x) {
+    return static_cast<unsigned>(std::max(x.getWordLength(), 0));
+}
+
+/// A work cell of the given precision.
+inline number cell(double value, unsigned precision) {
+    return number(value, precision, number::getDefaultForceMultiplePrecision());
+}
