@@ -801,6 +801,8 @@ class TOLVANE_API fi {
     // The element step of products, on this object, which holds the left value. The complex form has two work cells.
     fi& timesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, unsigned precision);
     fi& complexTimesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, number& t1, number& t2);
+    /// The product of current elements where a type or the rules have slope and bias.
+    fi& multiplySlopeBias(const fi& b) const;
     void sqrtErrorMessage(const NumericType& type) const;
 
     /// Makes a row of stored values of this type, by its rules.

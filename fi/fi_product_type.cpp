@@ -4,7 +4,9 @@
 #include <string>
 
 #include "fi/fi.h"
+#include "fi/slopebias_errors.h"
 #include "fi/to_int.h"
+#include "fi/work_cells.h"
 #include "host/ErrorIdException.h"
 
 namespace {
@@ -34,8 +36,7 @@ fi::NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
 
     const ArithmeticModeEnum mode = rules.getProductMode();
     if (isSlopeBiasCase && mode != ArithmeticModeEnum::SpecifyPrecision) {
-        raiseError("fixedpoint:fi:mathmodeslopebiasnotdefined",
-                   "Math is only supported for slope-bias FIs when the ProductMode is SpecifyPrecision.");
+        slopebias::raiseForMode("Product");
     }
     const std::int64_t fullWordLength = std::int64_t{getWordLength()} + b.getWordLength();
     const std::int64_t lowestExponent = std::int64_t{getFixedExponent()} + b.getFixedExponent();
@@ -68,9 +69,20 @@ fi::NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
     return result;
 }
 
+void fi::initializeProductRegister(const fimath& rules, unsigned precision) const {
+    const ScalingEnum scaling =
+        isScaledType() && rules.isProductSlopeBiasScaled() ? ScalingEnum::SlopeBias : getScaling();
+    const NumericType productType(getDataType(), scaling, true, rules.getProductWordLength(),
+                                  rules.getProductSlopeAdjustmentFactor(), rules.getProductFixedExponent(),
+                                  rules.getProductBias());
+    const NumericType sumType(getDataType(), scaling, true, rules.getSumWordLength(),
+                              rules.getSumSlopeAdjustmentFactor(), rules.getSumFixedExponent(), rules.getSumBias());
+    initializeProductRegister(sumType, productType, rules, precision);
+}
+
 void fi::initializeProductRegister(const NumericType& sumType, const NumericType& productType, const fimath& rules,
                                    unsigned precision) const {
-    const unsigned entryPrecision = std::max(precision, static_cast<unsigned>(std::max(getWordLength(), 0)));
+    const unsigned entryPrecision = std::max(precision, wordBits(*this));
     auto made = std::make_unique<fi>(0.0, productType, rules, entryPrecision, getTag(), mFimathIsLocal,
                                      embedded::OperationTypeEnum::Product);
     made->coordinateComplexity(iscomplex(), entryPrecision);
@@ -78,4 +90,30 @@ void fi::initializeProductRegister(const NumericType& sumType, const NumericType
     made->resetLogging();
     // The old register goes last, as types and rules may be its own.
     mProductRegister = std::move(made);
+}
+
+fi& fi::getProductRegister() const {
+    if (!mProductRegister) {
+        initializeProductRegister(getFimath(), 0);
+        return *mProductRegister;
+    }
+    return cleared(*mProductRegister);
+}
+
+fi& fi::getProductRegister(const fi& b) const {
+    if (!mProductRegister) {
+        initializeProductRegister(getFimath(), wordBits(*this) + 1 + wordBits(b));
+        return *mProductRegister;
+    }
+    return cleared(*mProductRegister);
+}
+
+// The type is only a key: a register that is made anew follows the rules alone.
+fi& fi::getProductRegister(const NumericType& type, const fimath& rules) const {
+    if (mProductRegister && mProductRegister->getNumericType().isequivalent(type) &&
+        mProductRegister->getFimath().isequal(rules)) {
+        return cleared(*mProductRegister);
+    }
+    initializeProductRegister(rules, 0);
+    return *mProductRegister;
 }
