@@ -1,7 +1,7 @@
 // A data type whose values are handles: of one class and its descendants, or, as "handle", of any class.
 //
-// Its arrays are 1-by-1 object arrays that hold a reference. An empty numeric array and the null handle stand for one
-// another.
+// Its arrays are 1-by-1 object arrays that hold a reference. An empty array of numbers or logicals stands for the null
+// handle, which becomes an empty array of numbers.
 #pragma once
 
 #include "host/OMDataType.h"

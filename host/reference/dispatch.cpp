@@ -140,7 +140,7 @@ bool convert(const Argument& argument, const OMDataType* type, const TypeKind& k
     if (kind.tag == TypeKind::handle) {
         if (argument.interface == nullptr) {
             value.borrow(nullptr);
-            return hvIsNumeric(argument.array) && hvIsEmpty(argument.array);
+            return OMInterfaceArrays::isNull(argument.array);
         }
         const OMClass* const wanted = kind.handles->getClass();
         value.borrow(argument.interface);

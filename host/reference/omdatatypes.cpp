@@ -223,7 +223,7 @@ hvArray* OMInterfaceType::convertToVelmar(const void* value) const {
 
 void* OMInterfaceType::convertFromVelmar(const hvArray* array) const {
     OMInterface* const interface = OMInterfaceArrays::get(array);
-    if (interface == nullptr && hvIsNumeric(array) && hvIsEmpty(array)) {
+    if (interface == nullptr && OMInterfaceArrays::isNull(array)) {
         return nullptr;
     }
     if (interface == nullptr || (!mIsAnyClass && !interface->getClass()->isDescendantOf(mClass))) {

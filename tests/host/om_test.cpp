@@ -545,6 +545,10 @@ TEST_F(Types, HandlesTravelThroughArraysOfTheirClass) {
     EXPECT_EQ(conversionError("handle", rockArray.get()), Raised{});
     EXPECT_EQ(raisedBy([&] { toArray("zoo.animal", rock.get()); }), badValueOf("zoo.animal"));
     EXPECT_EQ(omdtConvertFromVelmar(OMTypeRepository::getType("zoo.animal", true), empty.get()), nullptr);
+    const hvArrayOwner noLogicals(hvCreateLogicalMatrix(2, 0));
+    EXPECT_EQ(omdtConvertFromVelmar(OMTypeRepository::getType("zoo.animal", true), noLogicals.get()), nullptr);
+    const hvArrayOwner noText(hvCreateString(""));
+    EXPECT_EQ(conversionError("zoo.animal", noText.get()), badValueOf("zoo.animal"));
     EXPECT_TRUE(hvIsEmpty(toArray("handle", nullptr).get()));
 
     const std::vector<OMInterface*> both = {tom.get(), rock.get()};

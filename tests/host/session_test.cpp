@@ -150,6 +150,7 @@ TEST_F(Construction, RefusesWhatCanNotBeMade) {
 TEST_F(Calls, SelectTheFirstSignatureThatFits) {
     const Value own = item(3);
     const Value special = session.construct("test_module.special", {8});
+    const Value noLogicals(hvArrayOwner(hvCreateLogicalMatrix(0, 3)));
     struct Row {
         const char* method;
         std::vector<Value> arguments;
@@ -165,6 +166,8 @@ TEST_F(Calls, SelectTheFirstSignatureThatFits) {
         {"choose", {own, special}, "4: item=3 item=8"},
         // An empty array is null where an object is meant, before it is an array.
         {"choose", {own, Value()}, "4: item=3 item=null"},
+        {"choose", {own, noLogicals}, "4: item=3 item=null"},
+        {"choose", {own, Value::cells({})}, "5: item=3 array=cell"},
         {"choose", {own, std::vector<double>{1, 2}}, "5: item=3 array=double"},
         {"choose", {own, Value::complex(1, 2)}, "5: item=3 array=double"},
         {"choose", {special, 1}, "1: item=8 double=1.000000"},
@@ -175,6 +178,7 @@ TEST_F(Calls, SelectTheFirstSignatureThatFits) {
         {"takeColor", {own, 5}, "0: item=3 int32=5"},
         {"takeHandle", {own, special}, "0: item=3 handle=8"},
         {"takeHandle", {own, Value()}, "0: item=3 handle=null"},
+        {"takeHandle", {own, noLogicals}, "0: item=3 handle=null"},
         {"takeTexts", {own, "one"}, "0: item=3 texts=1"},
         {"takeTexts", {own, Value::cells(std::vector<Value>{"one", "two"})}, "0: item=3 texts=2"},
         {"takeDefault", {own}, "0: item=3 double=7.000000"},
