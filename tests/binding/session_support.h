@@ -12,23 +12,12 @@
 
 #include "host/om.h"
 #include "host/reference/Session.h"
-#include "tests/support/errors.h"
+#include "tests/support/thrown.h"
 
 using hostref::HostError;
 using hostref::Session;
 using hostref::Value;
 using hostref::Warning;
-
-/// What an action threw as a HostError; two empty texts when it threw nothing.
-template <class Action>
-Raised thrownBy(Action&& action) {
-    try {
-        action();
-    } catch (const HostError& error) {
-        return {error.id(), error.message()};
-    }
-    return {};
-}
 
 /// Runs a body in a process of its own, which must end without a failure or a leak.
 inline void inOwnProcess(const std::function<void()>& body) {

@@ -8,7 +8,7 @@
 #include "host/bs_md5.h"
 #include "host/hsc.h"
 #include "host/om.h"
-#include "tests/support/errors.h"
+#include "tests/support/thrown.h"
 
 namespace {
 
@@ -17,18 +17,6 @@ using hostref::HostError;
 using hostref::Session;
 using hostref::Value;
 using hostref::Warning;
-
-/// What an action threw as a HostError; two empty texts when it threw nothing.
-template <class Action>
-Raised thrownBy(Action&& action) {
-    try {
-        action();
-    } catch (const HostError& error) {
-        EXPECT_EQ(error.message(), error.what());
-        return {error.id(), error.message()};
-    }
-    return {};
-}
 
 class SessionTest : public ::testing::Test {
  protected:
