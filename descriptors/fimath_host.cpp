@@ -2,24 +2,14 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "descriptors/fimath.h"
 #include "descriptors/host_object.h"
 #include "descriptors/property_events.h"
 #include "host/EnumStringType.h"
 #include "host/ErrorIdException.h"
-#include "host/OMInterfaceType.h"
-#include "host/OMTypeRepository.h"
 #include "host/hv.h"
-
-namespace {
-
-/// The data type of the class, which is there once the class is in the package; null before.
-const OMInterfaceType* handleType() {
-    return dynamic_cast<const OMInterfaceType*>(OMTypeRepository::getType(fimath::getVelmarPackageClassName(), true));
-}
-
-}  // namespace
 
 EnumStringType* fimath::getPrecisionModeEnum() {
     static EnumStringType* const type =
@@ -55,20 +45,7 @@ fimath& fimath::convertFromVelmarArray(const hvArray* value) {
 }
 
 hvArray* fimath::convertToInternalVelmarArray(std::unique_ptr<fimath> object) {
-    const OMInterfaceType* const type = handleType();
-    if (type == nullptr || type->getClass() == nullptr) {
-        raiseError("fixedpoint:fimath:notRegistered", "The class 'embedded.fimath' is not registered.");
-    }
-    struct Reference {
-        OMInterface* handle;
-        ~Reference() { OMInterface::operator delete(handle); }
-    };
-    const Reference reference{new OMInterface(object.get(), type->getClass(), nullptr)};
-    // From here on the handle's class ends the object.
-    static_cast<void>(object.release());
-    hvArray* const value = omdtConvertToVelmar(type, reference.handle);
-    reference.handle->externalToInternal();
-    return value;
+    return hostValueAround(std::move(object), HandleOwner::value);
 }
 
 void fimath::fimathNotifyFixedPropEvent(OMInterface* interface, int value, const char* property) {

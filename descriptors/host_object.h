@@ -1,8 +1,13 @@
-// The C++ object inside a host value.
+// C++ objects and host values: the object inside a value, and a new value around an object.
 #pragma once
 
+#include <memory>
+#include <string>
+
+#include "host/ErrorIdException.h"
 #include "host/OMDataType.h"
 #include "host/OMInterface.h"
+#include "host/OMInterfaceType.h"
 #include "host/OMTypeRepository.h"
 #include "host/hv.h"
 
@@ -19,4 +24,31 @@ Object* objectInside(const hvArray* value) {
     auto* const object = handle == nullptr ? nullptr : static_cast<OMInterface*>(handle)->getObject();
     type->releaseValue(handle);
     return static_cast<Object*>(object);
+}
+
+/// Whose reference a handle in a new host value stands for: the value's alone, or one of the user's workspace.
+enum class HandleOwner { value, workspace };
+
+/// Makes a host value of Object's class around the object, which it owns. Raises "fixedpoint:<class>:notRegistered"
+/// before the class is in the package.
+template <class Object>
+hvArray* hostValueAround(std::unique_ptr<Object> object, HandleOwner owner) {
+    const char* const className = Object::getVelmarPackageClassName();
+    const auto* const type = dynamic_cast<const OMInterfaceType*>(OMTypeRepository::getType(className, true));
+    if (type == nullptr || type->getClass() == nullptr) {
+        raiseError(std::string("fixedpoint:") + Object::getVelmarClassName() + ":notRegistered",
+                   std::string("The class '") + className + "' is not registered.");
+    }
+    struct Reference {
+        OMInterface* handle;
+        ~Reference() { OMInterface::operator delete(handle); }
+    };
+    const Reference reference{new OMInterface(object.get(), type->getClass(), nullptr)};
+    // From here on the handle's class ends the object.
+    static_cast<void>(object.release());
+    hvArray* const value = omdtConvertToVelmar(type, reference.handle);
+    if (owner == HandleOwner::value) {
+        reference.handle->externalToInternal();
+    }
+    return value;
 }
