@@ -13,6 +13,7 @@
 #include "binding/QloggerOMClass.h"
 #include "binding/fi_comparison_methods.h"
 #include "binding/fi_constant_methods.h"
+#include "binding/fi_indexing_methods.h"
 #include "binding/fi_tables.h"
 #include "binding/methods.h"
 #include "binding/new_fi.h"
@@ -283,6 +284,10 @@ constexpr MethodRow fiMethods[] = {
     {"ne", record<FiComparisonMethodInfo<&fi::ne>>},
     {"sign", asked<&fi::sign>},
     {"binaryop_isequal", record<FiComparisonMethodInfo<&fi::isequal>>},
+    {"subsref", plain<fiAndArrayToArray, subscript>},
+    {"subsasgn", plain<threeArraysToArray, subscriptAndAssign>},
+    {"subscriptedreference", plain<fiAndPlanToFi, takeByPlan>},
+    {"subscriptedgrowassignment", plain<fiPlanAndFiToFi, growByPlan>},
     {"copydata", plain<fiAndFiToNothing, copyData>},
     {"displaygloballog", asked<displayGlobalLog>},
     {"resetgloballog", asked<resetGlobalLog>},

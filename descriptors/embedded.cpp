@@ -262,6 +262,13 @@ bool embedded::checkIsa(OMInterface* object, const char* packageName, const char
     return wanted != nullptr && object->getClass()->isDescendantOf(wanted);
 }
 
+void embedded::externalToInternal(const hvArray* value) {
+    const HeldInterface held(value);
+    if (held.interface != nullptr) {
+        held.interface->externalToInternal();
+    }
+}
+
 hvArray* embedded::external_to_internal_reference(hvArray* value) {
     const HeldInterface held(value);
     hvArrayOwner result(omdtConvertToVelmar(OMTypeRepository::getType("handle", true), held.interface));

@@ -121,6 +121,8 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     /// Returns a new host value on the internal reference of the object that `value` holds; the caller owns it.
     /// A value without an object gives an empty array.
     static hvArray* external_to_internal_reference(hvArray* value);
+    /// Turns one external reference of the object that `value` holds into an internal one; harmless without an object.
+    static void externalToInternal(const hvArray* value);
 
  private:
     static bool s_feature_fi_tag_logging;

@@ -441,12 +441,47 @@ class TOLVANE_API fi {
     static fi& getFiFromHvArray(const hvArray* value);
     /// Returns a new host value that holds a handle of the class, to which it takes a reference.
     static hvArray* convertToVelmarArray(OMInterface* handle);
+    /// Returns a new host value of the class around the array, by a reference of the user's workspace. Raises
+    /// "fixedpoint:fi:notRegistered".
+    static hvArray* convertToExternalVelmarArray(std::unique_ptr<fi> object);
     /// Returns the real-world values as a new host double array, which the caller owns.
     hvArray* getDoubleHvArray() const;
     /// Store the real-world values of a numeric or logical host array: size and complexity become those of the array,
     /// type, rules and log stay. Raise as the constructor from a host array and leave the object as it was.
     void setDoubleHvArray(const hvArray* values);
     void setDataHvArray(const hvArray* values) { setDoubleHvArray(values); }
+
+    // Subscripts, by the host's index structure. A plan is a host array of doubles with the shape of a result whose
+    // values name elements: from 0 where elements are read or stay; in an assignment from 1 those of this array, from
+    // -1 downwards those of the right side, and 0 a new zero. A value that names no element raises the host's error for
+    // one. Errors of the host's own subscripts are passed on.
+
+    /// Returns what stands at the end of the path, in an array the caller owns: elements as a new array, for "()", and
+    /// anything else by the host's built-in way. `self` is the handle of this object. One number, or two, read an
+    /// element without a call of the host; row and column count through the array, so a row beyond the last is no error
+    /// while the element exists. Raises "fixedpoint:fi:subsref:parenlast", "fixedpoint:fi:badsubscript" and
+    /// "fixedpoint:fi:badindex".
+    hvArray* subsref(const hvArray* path, OMInterface* self) const;
+    /// Assigns the right side, a host array or one around a `fi`, and returns the array of the result, which the caller
+    /// owns: `self`, the array around this object, where this object could take the values in place, else one around a
+    /// new object. An empty right side deletes. Raises "fixedpoint:fi:subsasgn:parenlast",
+    /// "fixedpoint:fi:subsasgn:rhsOfUnsupportedType", "fixedpoint:fi:badsubscript",
+    /// "fixedpoint:fi:subsasgn:index_assign_element_count_mismatch",
+    /// "fixedpoint:fi:subsasgn:index_to_remove_exceeds_matrix_dimensions",
+    /// "fixedpoint:fi:noopleadingtocomplexslopebias" and as the constructor from a host array.
+    hvArray* subsasgn(hvArray* self, const hvArray* path, const hvArray* right);
+    /// Make a new array by a plan. The first sets its quantizer by the rules in force. Raise
+    /// "fixedpoint:fi:subsref:double_index".
+    fi* subscriptedReference(const hvArray* plan) const;
+    fi* subscriptedDelete(const hvArray* plan) const;
+    fi* subscriptedDeleteFromStruct(const hvArray* path) const;
+    /// Put elements of the right side where a plan of as many places as there are elements names them.
+    void subscriptedOverwriteAssignment(const hvArray* plan, const fi& right);
+    void subscriptedOverwriteAssignment(const hvArray* plan, const hvArray* right);
+    /// Make a new array of this type from this array and the right side; the last form a host array around it.
+    fi* subscriptedGrowAssignment(const hvArray* plan, const fi& right) const;
+    fi* subscriptedGrowAssignmentFromStruct(const hvArray* path, const fi& right) const;
+    hvArray* subscriptedGrowAssignment(const hvArray* plan, const hvArray* right) const;
 
     // Logs. The loggers of registers need the register to exist.
 
@@ -807,6 +842,25 @@ class TOLVANE_API fi {
 
     /// Makes a row of stored values of this type, by its rules.
     std::unique_ptr<fi> constants(std::initializer_list<const number*> values) const;
+
+    // Subscripts.
+    /// The object in a host value, null for any other value.
+    static const fi* objectIn(const hvArray* value);
+    hvArrayOwner planOfAssignment(const hvArray* path, std::span<const std::uint64_t> rightDims) const;
+    hvArray* subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hvArray* right, double position);
+    hvArray* subsasgnGeneralIndexing(hvArray* self, const hvArray* path, const hvArray* right);
+    /// Stores the one element of a host array through the quantizer.
+    void storeScalar(const hvArray* value, std::uint64_t place);
+    fi* takenByPlan(const hvArray* plan) const;
+    /// Whether assigning elements of the source copies their values and does nothing else.
+    bool movesWithoutTrace(const fi& source) const;
+    /// Assigns by a plan; without a left array its elements stay as they are.
+    void putByPlan(std::span<const double> plan, const fi* left, const fi& right);
+    /// A host array as an array of this type and these rules.
+    fi fromRightSide(const hvArray* right) const;
+    /// Counts what the conversion of a right side has counted; not for scaled doubles, which count when they move.
+    void addConversionLog(const fi& converted) const;
+    void errorIfComplexOntoSlopeBias(const fi& right) const;
 
     /// The imaginary entry at the current index of the real part, of a complex object.
     number& imagEntry() {

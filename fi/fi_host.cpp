@@ -34,6 +34,10 @@ hvArray* fi::convertToVelmarArray(OMInterface* handle) {
     return omdtConvertToVelmar(handleType(), handle);
 }
 
+hvArray* fi::convertToExternalVelmarArray(std::unique_ptr<fi> object) {
+    return hostValueAround(std::move(object), HandleOwner::workspace);
+}
+
 hvArray* fi::getDoubleHvArray() const {
     const std::vector<std::size_t> dims(mDims.begin(), mDims.end());
     hvArrayOwner result(hvCreateNumericArray(dims.size(), dims.data(), hvDOUBLE_CLASS, getComplexity()));

@@ -397,6 +397,12 @@ Results subsasgnFunction(int, Arguments arguments) {
     const AccessPath path(arguments[1]);
     OMInterface* const interface = OMInterfaceArrays::get(arguments[0]);
     if (interface == nullptr) {
+        // What begins with nothing becomes what is put there.
+        OMInterface* const right = hvIsEmpty(arguments[0]) ? OMInterfaceArrays::get(arguments[2]) : nullptr;
+        if (right != nullptr && hasMethod(*right->getClass(), "subsasgn")) {
+            const Argument all[] = {Argument::of(arguments[0]), Argument::of(arguments[1]), Argument::of(arguments[2])};
+            return resultOf(callMethodOfClass(*right->getClass(), "subsasgn", all, Wanted::exactly(1)).front());
+        }
         return resultOf(assigned(arguments[0], path, arguments[2]));
     }
     if (!path.isName(0)) {

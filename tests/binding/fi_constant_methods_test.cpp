@@ -3,19 +3,7 @@
 
 namespace {
 
-class ConstantMethods : public BindingTest {
- protected:
-    void TearDown() override {
-        logging(false);
-        BindingTest::TearDown();
-    }
-    void logging(bool isOn) {
-        const Value any = session.construct("embedded.fi");
-        const std::uint8_t value = isOn ? 1 : 0;
-        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
-                                                                      any.interface(), &value);
-    }
-};
+using ConstantMethods = BindingTest;
 
 TEST_F(ConstantMethods, GiveNewArrays) {
     const Value a = fi(std::vector<double>{0.5, -0.25}, type(true, 8, 7));

@@ -67,7 +67,18 @@ class BindingTest : public testing::Test {
     }
     static long integer(const Value& value) { return static_cast<long>(value.toDouble()); }
 
-    void TearDown() override { session.takeWarnings(); }
+    /// The switch is the system's own: no user may set it. It is off again after each test.
+    void logging(bool isOn) {
+        const Value any = session.construct("embedded.fi");
+        const std::uint8_t value = isOn ? 1 : 0;
+        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
+                                                                      any.interface(), &value);
+    }
+
+    void TearDown() override {
+        logging(false);
+        session.takeWarnings();
+    }
 
     Session session{TOLVANE_MODULE, "tolvane"};
 };

@@ -7,20 +7,7 @@
 
 namespace {
 
-class SumRoad : public BindingTest {
- protected:
-    void TearDown() override {
-        logging(false);
-        BindingTest::TearDown();
-    }
-    /// The switch is the system's own: no user may set it.
-    void logging(bool isOn) {
-        const Value any = session.construct("embedded.fi");
-        const std::uint8_t value = isOn ? 1 : 0;
-        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
-                                                                      any.interface(), &value);
-    }
-};
+using SumRoad = BindingTest;
 
 const std::vector<double> four = {0.5, -0.25, 0.125, -1.0};
 

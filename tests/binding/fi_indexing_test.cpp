@@ -1,0 +1,266 @@
+// Subscripts on arrays of class "fi", against the same subscripts on plain arrays, and what only a `fi` does.
+#include <cmath>
+#include <random>
+
+#include "tests/binding/session_support.h"
+
+namespace {
+
+using hostref::colon;
+using hostref::dot;
+using hostref::paren;
+using hostref::Subscript;
+
+class FiIndexing : public BindingTest {
+ protected:
+    static Value arrayOf(const std::vector<std::size_t>& dims, double first, bool isComplex) {
+        hvArrayOwner array(
+            hvCreateNumericArray(dims.size(), dims.data(), hvDOUBLE_CLASS, isComplex ? hvCOMPLEX : hvREAL));
+        for (std::size_t i = 0; i < hvGetNumberOfElements(array.get()); ++i) {
+            hvGetPr(array.get())[i] = first + static_cast<double>(i);
+            if (isComplex) {
+                hvGetPi(array.get())[i] = -first - static_cast<double>(i);
+            }
+        }
+        return Value(std::move(array));
+    }
+    static Value row(const std::vector<double>& elements) { return Value::matrix(1, elements.size(), elements); }
+    static Value mask(std::initializer_list<int> bits) {
+        hvArrayOwner made(hvCreateLogicalMatrix(1, bits.size()));
+        std::copy(bits.begin(), bits.end(), hvGetTypedData<hvLogical>(made.get()).begin());
+        return Value(std::move(made));
+    }
+    Value ints(const Value& value, int wordLength = 16) { return fi(value, type(true, wordLength, 0)); }
+    Value doubles(const Value& array) { return session.call("double", {array}); }
+};
+
+// The plain arrays' subscripts have a model of their own (tests/host), so they are the model here.
+TEST_F(FiIndexing, ElementsMoveAsThoseOfPlainArrays) {
+    for (unsigned seed = 1; seed <= 600; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const auto upTo = [&](std::size_t most) { return std::uniform_int_distribution<std::size_t>(0, most)(random); };
+        std::vector<std::size_t> dims(2 + upTo(1));
+        for (std::size_t& dim : dims) {
+            dim = 1 + upTo(3);
+        }
+        const bool isComplex = upTo(2) == 0;
+        const Value plain = arrayOf(dims, 1, isComplex);
+        const int wordLength = upTo(3) == 0 ? 200 : 16;
+        const Value array = ints(plain, wordLength);
+        const Value before = doubles(array);
+        Subscript step = paren();
+        for (std::size_t d = 1 + upTo(dims.size() - 1); d > 0; --d) {
+            switch (upTo(3)) {
+                case 0:
+                    step.indices.push_back(colon());
+                    break;
+                case 1:
+                    step.indices.push_back(mask({1, upTo(1) == 0, 1}));
+                    break;
+                default: {
+                    std::vector<double> places;
+                    for (std::size_t k = upTo(3); k > 0; --k) {
+                        places.push_back(static_cast<double>(1 + upTo(5)));
+                    }
+                    step.indices.push_back(row(places));
+                }
+            }
+        }
+        // Two numbers, or one, go another way, which the table below has.
+        step.indices.push_back(row({1, 1}));
+
+        const auto outcome = [&](const Value& subject, auto&& action) {
+            Value result;
+            const Raised raised = thrownBy([&] { result = action(subject); });
+            return std::pair(raised, raised.id.empty() && result.isObject() ? doubles(result) : result);
+        };
+        const auto read = [&](const Value& subject) { return session.index(subject, {step}); };
+        EXPECT_EQ(outcome(array, read), outcome(plain, read));
+        const auto erase = [&](const Value& subject) { return session.assign(subject, {step}, Value()); };
+        EXPECT_EQ(outcome(array, erase), outcome(plain, erase));
+
+        Value values = 77;
+        if (upTo(1) == 0) {
+            std::vector<std::size_t> counts;
+            const auto shape = outcome(plain, read);
+            values = shape.first.id.empty() ? arrayOf(shape.second.dimensions(), 50, upTo(2) == 0) : row({1, 2});
+        }
+        const bool isObject = upTo(1) == 0;
+        const auto write = [&](const Value& subject) {
+            return session.assign(subject, {step}, subject.isObject() && isObject ? ints(values, 12) : values);
+        };
+        const auto expected = outcome(plain, write);
+        const auto got = outcome(array, write);
+        EXPECT_EQ(got.first, expected.first);
+        if (expected.first.id.empty()) {
+            EXPECT_EQ(got.second.dimensions(), expected.second.dimensions());
+            EXPECT_EQ(got.second.toDoubles(), expected.second.toDoubles());
+        } else {
+            EXPECT_EQ(doubles(array), before);
+        }
+    }
+}
+
+TEST_F(FiIndexing, OneElementIsFoundByItsPositionAlone) {
+    const Value array = ints(arrayOf({3, 2}, 1, false));
+    const auto at = [&](const Subscript& step) { return valuesOf(session.index(array, {step})); };
+    EXPECT_EQ(at(paren(3)), std::vector<double>{3});
+    EXPECT_EQ(at(paren(2, 2)), std::vector<double>{5});
+    EXPECT_EQ(at(paren(5, 1)), std::vector<double>{5});  // the row isn't looked at
+    EXPECT_EQ(at(paren(2.5)), std::vector<double>{2});
+    EXPECT_EQ(at(paren(1, 1, 1)), std::vector<double>{1});
+    EXPECT_EQ(at(paren(true)), std::vector<double>{1});
+    const Raised bad{"fixedpoint:fi:badsubscript",
+                     "Subscript indices must either be real positive integers or logicals."};
+    const Raised beyond{"fixedpoint:fi:badindex", "Index exceeds matrix dimensions."};
+    EXPECT_EQ(thrownBy([&] { at(paren(0.5)); }), bad);
+    EXPECT_EQ(thrownBy([&] { at(paren(0)); }), bad);
+    EXPECT_EQ(thrownBy([&] { at(paren(NAN)); }), bad);
+    EXPECT_EQ(thrownBy([&] { at(paren(7)); }), beyond);
+    EXPECT_EQ(thrownBy([&] { at(paren(7, 1)); }), beyond);
+    EXPECT_EQ(thrownBy([&] { at(paren(HUGE_VAL)); }), beyond);
+    EXPECT_EQ(
+        thrownBy([&] {
+            session.index(array, {paren(1), dot("WordLength")});
+        }),
+        (Raised{"fixedpoint:fi:subsref:parenlast", "Error: ()-indexing must appear last in an index expression."}));
+    EXPECT_EQ(session.index(array, {dot("WordLength")}).toDouble(), 16.0);
+    EXPECT_EQ(session.index(array, {dot("double"), paren(2, 1)}).toDouble(), 2.0);
+
+    const Value wide = fi(0.5, type(true, 16, 14), rules({{"RoundMode", "floor"}}));
+    const Value element = session.index(wide, {paren(1)});
+    EXPECT_EQ(typeOf(element), "s16,14");
+    EXPECT_EQ(element.get("RoundMode").toText(), "floor");
+}
+
+TEST_F(FiIndexing, AssignmentInRangeChangesTheObjectItself) {
+    const Value array = ints(arrayOf({1, 3}, 1, false));
+    const auto assign = [&](const Subscript& step, const Value& value) { return session.assign(array, {step}, value); };
+    EXPECT_TRUE(assign(paren(2), 9) == array);
+    EXPECT_TRUE(assign(paren(0.5), 8) == array);  // truncated to the first
+    EXPECT_TRUE(assign(paren(1, 3), fi(7.5, type(true, 16, 4))) == array);
+    EXPECT_EQ(valuesOf(array), (std::vector<double>{8, 9, 8}));
+    EXPECT_TRUE(assign(paren(row({1, 2})), row({5, 6})) == array);
+    EXPECT_TRUE(assign(paren(colon()), 4) == array);
+    EXPECT_TRUE(assign(paren(1), "a") == array);
+    EXPECT_EQ(valuesOf(array), (std::vector<double>{97, 4, 4}));
+    assign(paren(2), Value::complex(1, -2));
+    EXPECT_EQ(doubles(array), Value::matrix(1, 3, std::vector<double>{97, 1, 4}, std::vector<double>{0, -2, 0}));
+    assign(paren(2), 5);
+    EXPECT_EQ(doubles(array).toImaginaries(), (std::vector<double>{0, 0, 0}));
+    EXPECT_FALSE(assign(paren(5), 1) == array);
+    EXPECT_TRUE(session.assign(array, {dot("Tag")}, "t") == array);
+    EXPECT_EQ(array.get("Tag").toText(), "t");
+
+    // An array put into itself is taken as it was.
+    const Value turned = ints(row({1, 2, 3}));
+    session.assign(turned, {paren(row({3, 2, 1}))}, turned);
+    EXPECT_EQ(valuesOf(turned), (std::vector<double>{3, 2, 1}));
+
+    const Value scaled = made(
+        "embedded.numerictype",
+        {{"DataTypeMode", "Fixed-point: slope and bias scaling"}, {"WordLength", 8}, {"Slope", 0.75}, {"Bias", 1.5}});
+    const Value biased = fi(row({3, 4.5}), scaled);
+    session.assign(biased, {paren(2)}, 6);
+    session.assign(biased, {paren(4)}, 9);
+    EXPECT_EQ(valuesOf(biased), (std::vector<double>{3, 6}));
+    EXPECT_EQ(thrownBy([&] { session.assign(biased, {paren(1)}, Value::complex(1, 1)); }).id,
+              "fixedpoint:fi:nocomplexslopebias");
+    EXPECT_EQ(thrownBy([&] { session.assign(biased, {paren(5)}, ints(Value::complex(1, 1))); }),
+              (Raised{"fixedpoint:fi:noopleadingtocomplexslopebias",
+                      "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 "
+                      "slope, and a bias of 0."}));
+    EXPECT_EQ(valuesOf(biased), (std::vector<double>{3, 6}));
+}
+
+TEST_F(FiIndexing, GrowthFillsWithZerosAndKeepsTypeAndRules) {
+    const Value array = fi(row({1, 2}), type(true, 8, 2), rules({{"RoundMode", "floor"}}));
+    const Value longer = session.assign(array, {paren(5)}, 1.99);
+    EXPECT_EQ(valuesOf(longer), (std::vector<double>{1, 2, 0, 0, 1.75}));
+    EXPECT_EQ(valuesOf(array), (std::vector<double>{1, 2}));
+    EXPECT_EQ(typeOf(longer), "s8,2");
+    EXPECT_EQ(longer.get("RoundMode").toText(), "floor");
+    const Value taller = session.assign(array, {paren(2, 3)}, 1);
+    EXPECT_EQ(doubles(taller), Value::matrix(2, 3, std::vector<double>{1, 0, 2, 0, 0, 1}));
+    const Value fromNothing = session.assign(Value(), {paren(1, 2)}, fi(1.5, type(false, 9, 1)));
+    EXPECT_EQ(valuesOf(fromNothing), (std::vector<double>{0, 1.5}));
+    EXPECT_EQ(typeOf(fromNothing), "u9,1");
+}
+
+TEST_F(FiIndexing, WrongAssignmentsAreErrors) {
+    const Value array = ints(row({1, 2, 3}));
+    const auto assign = [&](const Subscript& step, const Value& value) {
+        return thrownBy([&] { session.assign(array, {step}, value); });
+    };
+    const Raised mismatch{"fixedpoint:fi:subsasgn:index_assign_element_count_mismatch",
+                          "In an assignment  A(I) = B, the number of elements in B and I must be the same."};
+    EXPECT_EQ(assign(paren(1), row({1, 2})), mismatch);
+    EXPECT_EQ(assign(paren(1), ints(row({1, 2}))), mismatch);
+    EXPECT_EQ(assign(paren(9), Value()), (Raised{"fixedpoint:fi:subsasgn:index_to_remove_exceeds_matrix_dimensions",
+                                                 "Index of element to remove exceeds matrix dimensions."}));
+    EXPECT_EQ(assign(paren(9), ints(Value())).id, "fixedpoint:fi:subsasgn:index_to_remove_exceeds_matrix_dimensions");
+    EXPECT_EQ(assign(paren(-1), 1).id, "fixedpoint:fi:badsubscript");
+    EXPECT_EQ(assign(paren(NAN), 1).id, "VELMAR:badsubscript");
+    EXPECT_EQ(assign(paren(1), Value::cells(std::vector<Value>{1})),
+              (Raised{"fixedpoint:fi:subsasgn:rhsOfUnsupportedType",
+                      "The operand on the right hand side of operator '=' in the subscripted assignment operation must "
+                      "belong to a type that can be cast into a FI object."}));
+    EXPECT_EQ(assign(paren(1), NAN).id, "fixedpoint:nofixednan");
+    EXPECT_EQ(assign(paren(row({1, 2})), row({1, 2, 3})).id, "VELMAR:subs:countMismatch");
+    EXPECT_EQ(assign(paren(colon(), 9, 0), 1).id, "VELMAR:subs:badSubscript");
+    EXPECT_EQ(
+        thrownBy([&] {
+            session.assign(array, {paren(1), dot("x")}, 1);
+        }),
+        (Raised{"fixedpoint:fi:subsasgn:parenlast", "Subscripted indexing must appear last in an index expression."}));
+    EXPECT_EQ(thrownBy([&] { session.assign(array, {dot("nothing")}, 1); }).id, "VELMAR:class:unknownProperty");
+    EXPECT_EQ(thrownBy([&] {
+                  session.call("subscriptedreference", {array, "x"});
+              }),
+              (Raised{"fixedpoint:fi:subsref:double_index", "Index argument must be double."}));
+    for (const double place : {-1.0, 3.0, 1e300, double{NAN}}) {
+        EXPECT_EQ(thrownBy([&] { session.call("subscriptedreference", {array, place}); }).id, "VELMAR:badsubscript");
+        EXPECT_EQ(thrownBy([&] {
+                      session.call("subscriptedgrowassignment", {array, place - 1.5, array});
+                  }).id,
+                  place == 3.0 || place == -1.0 ? "" : "VELMAR:badsubscript");
+    }
+    EXPECT_EQ(valuesOf(array), (std::vector<double>{1, 2, 3}));
+}
+
+TEST_F(FiIndexing, DeletionKeepsTheRestInItsType) {
+    const Value square = ints(Value::matrix(2, 2, std::vector<double>{1, 2, 3, 4}));
+    EXPECT_EQ(doubles(session.assign(square, {paren(1, colon())}, Value())), row({2, 4}));
+    EXPECT_EQ(doubles(session.assign(square, {paren(2)}, Value())), row({1, 3, 4}));
+    EXPECT_EQ(doubles(session.assign(square, {paren(2)}, ints(Value()))), row({1, 3, 4}));
+    EXPECT_EQ(thrownBy([&] { session.assign(square, {paren(1, 1)}, Value()); }).id, "VELMAR:subs:badDeletion");
+    EXPECT_EQ(valuesOf(square), (std::vector<double>{1, 2, 3, 4}));
+}
+
+TEST_F(FiIndexing, OverflowsCountWhereTheyAreQuantized) {
+    logging(true);
+    session.takeWarnings();
+    const Warning overflow{"fi:overflow", "1 overflow occurred in the fi assignment operation."};
+    Value array = fi(row({1, 2, 3}), type(true, 4, 0));
+    session.takeWarnings();
+    session.index(array, {paren(2)});
+    EXPECT_EQ(integer(session.call("noverflows", {array})), 0);
+    session.assign(array, {paren(2)}, 100);  // reported while it is added to the session's log
+    EXPECT_EQ(integer(session.call("noverflows", {array})), 1);
+    session.assign(array, {paren(row({1, 2}))}, row({100, 3}));
+    EXPECT_EQ(integer(session.call("noverflows", {array})), 2);
+    const Value longer = session.assign(array, {paren(5)}, 100);
+    EXPECT_EQ(integer(session.call("noverflows", {array})), 3);
+    session.takeWarnings();
+
+    // A concatenation reports its right operand together with the session's assignments.
+    const Value right = fi(Value(50), type(true, 4, 0));
+    session.takeWarnings();
+    session.call("subscriptedgrowassignment", {array, row({1, -1}), right});
+    for (const Warning& warning : session.takeWarnings()) {
+        EXPECT_NE(warning.text.find("concatenation"), std::string::npos) << warning.text;
+    }
+}
+
+}  // namespace
