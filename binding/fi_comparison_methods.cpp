@@ -98,6 +98,7 @@ void setElement(const MethodCall& call) {
             const std::uint64_t target = object.getIndex();
             value.setIndex(0);
             const fi first(value, embedded::CopyElement::tag);
+            first.resetLogging();
             object.setIndex(target);
             object = first;
         } else {

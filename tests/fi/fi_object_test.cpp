@@ -354,6 +354,28 @@ TEST(FiCopy, TakesOneElementOrOnePart) {
     EXPECT_EQ(fi(fi(), embedded::CopyElement::tag).numel(), 1u);
 }
 
+/// The log goes with a part as with the whole; what the copy then sees is its own.
+TEST(FiCopy, TakesTheLogWithEveryPart) {
+    const LoggingOn logging;
+    const fi source = column({0.5, -9.0}, {0.25, 9.0}, fixedType(true, 8, 4));
+    const Counts seen = countsOf(source);
+    ASSERT_EQ(seen, (Counts{2, 0, 4}));
+    fi copies[] = {fi(source), fi(source, embedded::CopyElement::tag), fi(source, fi::CopyReal::tag),
+                   fi(source, fi::CopyImag::tag)};
+    for (fi& copy : copies) {
+        EXPECT_EQ(countsOf(copy), seen);
+        EXPECT_EQ(copy.getMaxLogAsRealWorldValue(), 7.9375);
+        EXPECT_EQ(copy.getMinLogAsRealWorldValue(), -8.0);
+        copy = 100.0;
+        EXPECT_EQ(countsOf(copy), (Counts{3, 0, 5}));
+    }
+    EXPECT_EQ(countsOf(source), seen);
+    // A zero that is made and quantized on the way counts in the copy.
+    const fi biased = column({1.0, 2.0}, slopeBiasType(true, 8, 1.25, -1, 3.0));
+    EXPECT_EQ(countsOf(fi(biased, fi::CopyImag::tag)).operations, countsOf(biased).operations + 1);
+    EXPECT_EQ(countsOf(biased).operations, 2u);
+}
+
 TEST(FiCopy, GivesRealWorldZeroForTheImaginaryPartOfARealSlopeBiasArray) {
     const NumericType type = slopeBiasType(true, 8, 1.25, -1, 3.0);
     const GlobalRules global(rulesOf(Rounding::ceil, false));
