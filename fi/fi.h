@@ -144,8 +144,8 @@ class TOLVANE_API fi {
     /// Copies entries, rules, quantizer with its log, and registers, whose current elements are cleared on both
     /// sides. Caches are not copied.
     fi(const fi& source);
-    /// Make an array of the same type, rules and log from the current element, from the real parts, or from the
-    /// imaginary parts; the imaginary part of a real array is real-world zero.
+    /// Make an array of the same type, rules and log, with all counts and extremes so far, from the current element,
+    /// from the real parts, or from the imaginary parts; the imaginary part of a real array is real-world zero.
     fi(const fi& source, embedded::CopyElement tag);
     fi(const fi& source, CopyReal tag);
     fi(const fi& source, CopyImag tag);
@@ -184,7 +184,9 @@ class TOLVANE_API fi {
     /// Quantizes all entries, by the modes that stand in the quantizer unless `refresh` takes them from the rules.
     void quantizeAll(bool refresh);
     /// Brings the array to a size and type and, if local, to the rules. A real array becomes complex when asked, and a
-    /// complex one stays so. Entries keep their values where size and kind allow; callers overwrite them all.
+    /// complex one stays so. Entries keep their values where size and kind allow; callers overwrite them all. Raises
+    /// "fixedpoint:fi:outofmemory": for dimensions whose product is no size before anything changes, and else leaves an
+    /// empty array of the new type.
     void resizeAndZero(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules,
                        bool makeComplex);
     void resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint64_t numel, const NumericType& type,
@@ -447,7 +449,8 @@ class TOLVANE_API fi {
     /// Returns the real-world values as a new host double array, which the caller owns.
     hvArray* getDoubleHvArray() const;
     /// Store the real-world values of a numeric or logical host array: size and complexity become those of the array,
-    /// type, rules and log stay. Raise as the constructor from a host array and leave the object as it was.
+    /// type, rules and log stay. Raise as the constructor from a host array and leave the object as it was, save that
+    /// running out of memory leaves it empty.
     void setDoubleHvArray(const hvArray* values);
     void setDataHvArray(const hvArray* values) { setDoubleHvArray(values); }
 
@@ -871,8 +874,9 @@ class TOLVANE_API fi {
     void applyNumericType(const NumericType& type);
     /// Drops local rules from a double or single object.
     void dropFimathOfFloat();
-    /// Brings both parts to the element count. Running out of memory leaves an empty array.
+    // Bring both parts, or one, to the element count. Running out of memory leaves an empty array.
     void resizeEntries(std::uint64_t count, unsigned precision, bool isComplex);
+    void resizePart(number& part, std::uint64_t count, unsigned precision);
     /// The precision of entries of the word length; the default precision for a type without one.
     unsigned wordPrecision() const;
     /// The stored value of real-world zero before it is quantized.

@@ -107,9 +107,13 @@ unsigned fi::wordPrecision() const {
 }
 
 void fi::resizeEntries(std::uint64_t count, unsigned precision, bool isComplex) {
+    resizePart(mReal, count, precision);
+    resizePart(mImag, isComplex ? count : 0, precision);
+}
+
+void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
     try {
-        mReal.resize(count, precision);
-        mImag.resize(isComplex ? count : 0, precision);
+        part.resize(count, precision);
     } catch (...) {
         mDims.assign({0, 0});
         updateNumel();
@@ -160,7 +164,7 @@ void fi::resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint
         resizeEntries(numel, wordPrecision(), isComplex);
         setIsReal(!isComplex);
     } else if (isreal() && makeComplex) {
-        mImag.resize(numel, wordPrecision());
+        resizePart(mImag, numel, wordPrecision());
         setIsReal(false);
     }
     mDims = std::move(newDims);
