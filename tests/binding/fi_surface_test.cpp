@@ -194,6 +194,23 @@ TEST_F(FiSurface, AWriteLeavesItsOrdinal) {
     EXPECT_EQ(typeOf(object), "u9,3");
 }
 
+TEST_F(FiSurface, ASlopeAdjustmentFactorOutOfRangeIsAWarningAndTheOldOneStays) {
+    const std::vector<Warning> refused = {{"TolvaneKit:fimathInvalidSetting",
+                                           "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be "
+                                           "greater than or equal to 1 and less "
+                                           "than 2"}};
+    for (const char* name : {"ProductSlopeAdjustmentFactor", "SumSlopeAdjustmentFactor"}) {
+        for (const Value& object : {s16(0.5), session.construct("embedded.fimath")}) {
+            object.set(name, 1.25);
+            for (const double factor : {2.0, 0.5, 0.0, -1.5, HUGE_VAL, std::nan("")}) {
+                object.set(name, factor);
+                EXPECT_EQ(session.takeWarnings(), refused) << name << " " << factor;
+                EXPECT_EQ(object.get(name).toDouble(), 1.25);
+            }
+        }
+    }
+}
+
 TEST_F(FiSurface, AWriteToTheRulesGivesTheArrayRulesOfItsOwn) {
     const Value object = fi(0.5, type(true, 16, 15), false);
     object.set("SumMode", "KeepLSB");
