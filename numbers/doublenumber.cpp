@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <new>
 #include <utility>
 
@@ -21,48 +22,59 @@ bool isEqual(double a, double b) {
     return a == b;
 }
 
-/// Both return memory for bsFree and raise "fixedpoint:fi:outofmemory".
-double* allocate(std::uint64_t count, embeddedNumberTags::NumberVector) {
-    void* memory = bsCalloc(count, sizeof(double));
-    if (!memory) raiseOutOfMemory();
-    return static_cast<double*>(memory);
+constexpr std::uint64_t kLineBytes = 64;
+
+void* allocateBytes(std::uint64_t bytes, embeddedNumberTags::NumberVector) {
+    return bsCalloc(1, bytes);
 }
-double* allocate(std::uint64_t count, embeddedNumberTags::UnsetVector) {
-    std::uint64_t bytes = 0;
-    void* memory = __builtin_mul_overflow(count, sizeof(double), &bytes) ? nullptr : bsMalloc(bytes);
+void* allocateBytes(std::uint64_t bytes, embeddedNumberTags::UnsetVector) {
+    return bsMalloc(bytes);
+}
+
+/// Returns memory for bsFree that holds so many doubles from the start of a cache line on. Raises
+/// "fixedpoint:fi:outofmemory".
+template <class Tag>
+void* allocate(std::uint64_t count, Tag tag) {
+    constexpr std::uint64_t mostDoubles = (PTRDIFF_MAX - kLineBytes) / sizeof(double);
+    void* memory = count <= mostDoubles ? allocateBytes(count * sizeof(double) + kLineBytes, tag) : nullptr;
     if (!memory) raiseOutOfMemory();
-    return static_cast<double*>(memory);
+    return memory;
+}
+
+double* startOfLine(void* memory) {
+    const auto misplaced = reinterpret_cast<std::uintptr_t>(memory) % kLineBytes;
+    return reinterpret_cast<double*>(static_cast<std::byte*>(memory) + (misplaced == 0 ? 0 : kLineBytes - misplaced));
 }
 
 }  // namespace
 
-doublenumber::State::State(std::uint64_t count, std::uint32_t precision, NumberVector tag)
-    : SharedState(count, precision),
-      elements(count == 1   ? &single
-               : count == 0 ? nullptr
-                            : allocate(count, tag)) {}
-
-doublenumber::State::State(std::uint64_t count, std::uint32_t precision, UnsetVector tag)
-    : SharedState(count, precision),
-      elements(count == 1   ? &single
-               : count == 0 ? nullptr
-                            : allocate(count, tag)) {}
+template <class Tag>
+doublenumber::State::State(std::uint64_t count, std::uint32_t precision, Tag tag) : SharedState(count, precision) {
+    if (count == 1) {
+        elements = &single;
+    } else if (count > 1) {
+        block = allocate(count, tag);
+        elements = startOfLine(block);
+    }
+}
 
 doublenumber::State::~State() {
-    if (elements != &single) bsFree(elements);
+    bsFree(block);
 }
 
 void doublenumber::State::resize(std::uint64_t count) {
     double* fresh = nullptr;
+    void* freshBlock = nullptr;
     if (count == 1) {
         single = elementCount > 0 ? elements[0] : 0.0;
         fresh = &single;
     } else if (count > 1) {
-        fresh = allocate(count, NumberVector::tag);
+        freshBlock = allocate(count, NumberVector::tag);
+        fresh = startOfLine(freshBlock);
         std::copy_n(elements, std::min(count, elementCount), fresh);
     }
-    double* const old = std::exchange(elements, fresh);
-    if (old != &single) bsFree(old);
+    bsFree(std::exchange(block, freshBlock));
+    elements = fresh;
     elementCount = count;
 }
 

@@ -184,14 +184,17 @@ class TOLVANE_API doublenumber final : public numberrepbody {
 
     struct State : SharedState {
         /// Make `count` zeros, or values to be set; raise "fixedpoint:fi:outofmemory".
-        State(std::uint64_t count, std::uint32_t precision, NumberVector tag);
-        State(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
+        template <class Tag>
+        State(std::uint64_t count, std::uint32_t precision, Tag tag);
         ~State();
         void resize(std::uint64_t count);
 
-        /// Null when empty, `single` for one element, else an array for bsFree.
+        /// Null when empty, `single` for one element, else in `block` at the start of a cache line, where vectors of
+        /// any width lie in one line.
         double* elements = nullptr;
         double single = 0.0;
+        /// Null, or memory for bsFree.
+        void* block = nullptr;
     };
     template <class Tag>
     static State* makeState(std::uint64_t count, std::uint32_t precision, Tag tag);

@@ -45,6 +45,22 @@ TEST(Doublenumber, GivesItsWholeArrayToKernels) {
     EXPECT_TRUE(doublenumber(0, 16).elements().empty());
 }
 
+TEST(Doublenumber, StartsArraysOfAnyOriginAtACacheLine) {
+    const auto offsetInLine = [](doublenumber& array) {
+        return reinterpret_cast<std::uintptr_t>(array.elements().data()) % 64;
+    };
+    for (const std::uint64_t count : {2U, 3U, 100U, 5000U, 300000U}) {
+        doublenumber zeros(count, 16);
+        doublenumber unset(count, 16, embeddedNumberTags::UnsetVector::tag);
+        doublenumber copy(&zeros, vectorTag);
+        for (doublenumber* array : {&zeros, &unset, &copy}) {
+            EXPECT_EQ(offsetInLine(*array), 0U) << count;
+            array->resize(count + 1);
+            EXPECT_EQ(offsetInLine(*array), 0U) << count;
+        }
+    }
+}
+
 TEST(Doublenumber, RoundsThroughBothNames) {
     const struct {
         doublenumber& (doublenumber::*whole)();
