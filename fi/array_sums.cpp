@@ -3,6 +3,9 @@
 #include "fi/array_sums.h"
 
 #include <algorithm>
+#include <cstdint>
+
+#include "quantization/array_kernels.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "fi/array_sums.cpp"
@@ -39,11 +42,12 @@ namespace arraysums {
 namespace HWY_NAMESPACE {
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
+#include "quantization/lanes.inl.h"
 
-using Tag = hn::ScalableTag<double>;
+#include "numbers/rounding_rules.inl.h"
+#include "quantization/fixed_rules.inl.h"
+
 using Vector = hn::Vec<Tag>;
-using BitsTag = hn::RebindToUnsigned<Tag>;
 using Bits = hn::Vec<BitsTag>;
 
 struct Evidence {
@@ -58,14 +62,37 @@ HWY_INLINE void examine(Vector x, Vector shifter, Bits offset, Evidence& evidenc
     evidence.words = hn::Or(evidence.words, hn::Add(hn::BitCast(BitsTag(), sum), offset));
 }
 
+/// The one loop: stores step(x, y) for each pair. Zeros fill the last vectors up.
+template <class Step>
+HWY_INLINE void walk(const double* a, const double* b, double* out, std::size_t count, Step step) {
+    const Tag tag;
+    const std::size_t width = hn::Lanes(tag);
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        hn::StoreU(step(hn::LoadU(tag, a + i), hn::LoadU(tag, b + i)), tag, out + i);
+    }
+    if (i < count) {
+        alignas(HWY_MAX_BYTES) double rest[2][HWY_MAX_BYTES / sizeof(double)] = {};
+        std::copy(a + i, a + count, rest[0]);
+        std::copy(b + i, b + count, rest[1]);
+        hn::Store(step(hn::Load(tag, rest[0]), hn::Load(tag, rest[1])), tag, rest[0]);
+        std::copy(rest[0], rest[0] + (count - i), out + i);
+    }
+}
+
+template <Operation operation>
+HWY_INLINE Vector apply(Vector x, Vector y) {
+    return operation == Operation::plus ? hn::Add(x, y) : hn::Sub(x, y);
+}
+
 template <Operation operation, Proof proof>
 bool combineLoop(const double* a, const double* b, double* out, std::size_t count, const Membership& membership) {
     const Tag tag;
     const Vector shifter = hn::Set(tag, membership.shifter);
     const Bits offset = hn::Set(BitsTag(), membership.offset);
     Evidence evidence{hn::Zero(BitsTag()), hn::Zero(BitsTag())};
-    const auto step = [&](Vector x, Vector y) HWY_ATTR {
-        const Vector result = operation == Operation::plus ? hn::Add(x, y) : hn::Sub(x, y);
+    walk(a, b, out, count, [&](Vector x, Vector y) HWY_ATTR {
+        const Vector result = apply<operation>(x, y);
         if constexpr (proof == Proof::operands) {
             examine(x, shifter, offset, evidence);
             examine(y, shifter, offset, evidence);
@@ -74,20 +101,7 @@ bool combineLoop(const double* a, const double* b, double* out, std::size_t coun
             examine(result, shifter, offset, evidence);
         }
         return result;
-    };
-    const std::size_t width = hn::Lanes(tag);
-    std::size_t i = 0;
-    for (; i + width <= count; i += width) {
-        hn::StoreU(step(hn::LoadU(tag, a + i), hn::LoadU(tag, b + i)), tag, out + i);
-    }
-    if (i < count) {
-        // Zeros, which are values of every type, fill the vectors up.
-        alignas(HWY_MAX_BYTES) double rest[2][HWY_MAX_BYTES / sizeof(double)] = {};
-        std::copy(a + i, a + count, rest[0]);
-        std::copy(b + i, b + count, rest[1]);
-        hn::Store(step(hn::Load(tag, rest[0]), hn::Load(tag, rest[1])), tag, rest[0]);
-        std::copy(rest[0], rest[0] + (count - i), out + i);
-    }
+    });
     const bool isOnGrid = hn::AllTrue(BitsTag(), hn::Eq(evidence.offGrid, hn::Zero(BitsTag())));
     const Bits limit = hn::Set(BitsTag(), (std::uint64_t{1} << membership.wordBits) - 1);
     const bool isInRange = hn::AllTrue(BitsTag(), hn::Eq(hn::AndNot(limit, evidence.words), hn::Zero(BitsTag())));
@@ -114,6 +128,43 @@ bool combineForTarget(Operation operation, Proof proof, const double* a, const d
                                         : combineFor<Operation::minus>(proof, a, b, out, count, membership);
 }
 
+// Both casts, the operation and the last quantization in one pass.
+template <Operation operation, class Rule, class Overflow, class Word>
+void castingLoop(const FixedDoubleLimits& limits, const double* a, const double* b, double* out, std::size_t count) {
+    const auto quantized = [l = limits](Vector x)
+                               HWY_ATTR { return quantizeFixedValue<Rule, Overflow, Word>(Lanes{x}, l).value.v; };
+    walk(a, b, out, count,
+         [quantized](Vector x, Vector y) HWY_ATTR { return quantized(apply<operation>(quantized(x), quantized(y))); });
+}
+
+using CastingLoop = void (*)(const FixedDoubleLimits&, const double*, const double*, double*, std::size_t);
+
+// Columns in the order of embedded::RoundModeEnum.
+template <Operation operation, class Overflow, class Word>
+constexpr CastingLoop kCastingLoops[6] = {
+    castingLoop<operation, CeilRule, Overflow, Word>,    castingLoop<operation, ConvergentRule, Overflow, Word>,
+    castingLoop<operation, FixRule, Overflow, Word>,     castingLoop<operation, FloorRule, Overflow, Word>,
+    castingLoop<operation, NearestRule, Overflow, Word>, castingLoop<operation, RoundRule, Overflow, Word>};
+
+template <Operation operation>
+CastingLoop castingLoopFor(arraykernels::Selection selection) {
+    const auto round = static_cast<std::size_t>(selection.round);
+    if (selection.overflow == embedded::OverflowModeEnum::Saturate) {
+        // Both words saturate by their bounds alone.
+        return kCastingLoops<operation, SaturateOverflow, SignedWord>[round];
+    }
+    return selection.mode == embedded::QuantizerModeEnum::Fixed
+               ? kCastingLoops<operation, WrapOverflow, SignedWord>[round]
+               : kCastingLoops<operation, WrapOverflow, UnsignedWord>[round];
+}
+
+void castForTarget(Operation operation, arraykernels::Selection selection, const FixedDoubleLimits& limits,
+                   const double* a, const double* b, double* out, std::size_t count) {
+    const CastingLoop loop = operation == Operation::plus ? castingLoopFor<Operation::plus>(selection)
+                                                          : castingLoopFor<Operation::minus>(selection);
+    loop(limits, a, b, out, count);
+}
+
 }  // namespace
 }  // namespace HWY_NAMESPACE
 }  // namespace arraysums
@@ -129,6 +180,7 @@ HWY_AFTER_NAMESPACE();
 namespace arraysums {
 
 HWY_EXPORT(combineForTarget);
+HWY_EXPORT(castForTarget);
 
 namespace {
 
@@ -202,7 +254,8 @@ class Combination {
           mQuantizer(q),
           mCasts(castsBeforeSum),
           mMembership(),
-          mCounts(q.getQlogger().isLogging()) {
+          mCounts(q.getQlogger().isLogging()),
+          mTakesOnePass(!mCounts && castsBeforeSum && q.hasFixedKernel()) {
         mTriesProof = !mCounts && (q.isSignedFixed() || q.isUnsignedFixed()) && q.getDoubleLimits().valid;
         if (mTriesProof) {
             mMembership = membershipOf(q);
@@ -217,6 +270,13 @@ class Combination {
             }
             // What one block does not hold the next will hardly hold.
             mTriesProof = false;
+        }
+        if (mTakesOnePass && !right.empty()) {
+            const arraykernels::Selection selection{mQuantizer.getMode(), mQuantizer.getRoundMode(),
+                                                    mQuantizer.getOverflowMode()};
+            HWY_DYNAMIC_DISPATCH(castForTarget)
+            (mOperation, selection, mQuantizer.getDoubleLimits(), left.data(), right.data(), out.data(), out.size());
+            return;
         }
         left = cast(left, mLeft);
         if (right.empty()) {
@@ -248,6 +308,7 @@ class Combination {
     bool mCasts;
     Membership mMembership;
     bool mCounts;
+    bool mTakesOnePass;
     bool mTriesProof;
     Block mLeft;
     Block mRight;

@@ -54,6 +54,10 @@ number& quantizer::quantizeArray(number& x) const {
     return x;
 }
 
+bool quantizer::hasFixedKernel() const {
+    return mFunctionFits && (isSignedFixed() || isUnsignedFixed()) && mLimits.valid && arraykernels::areAvailable();
+}
+
 void quantizer::quantize(std::span<const double> in, std::span<double> out) const {
     if (in.size() != out.size()) {
         raiseError("fixedpoint:quantizer:quantize:sizemismatch",
