@@ -14,6 +14,7 @@
 #include "numbers/mpnumber.h"
 #include "tests/support/bit_texts.h"
 #include "tests/support/errors.h"
+#include "tests/support/rational.h"
 
 namespace {
 
@@ -213,6 +214,36 @@ TEST(BitOperations, SurviveEveryValue) {
               1U << 20);
     EXPECT_EQ(Element(Body::doubles, 20, -300.0).asDouble()->convertToUnsignedInteger(1.0, 0, 0.0, 256),
               ~std::uint64_t{0} - 43);
+}
+
+// The stored integer to the nearest, ties away from zero, with the modulus added as doubles add.
+TEST(ConvertToUnsignedInteger, IsThatOfExactRationalsForEveryDouble) {
+    Random random(10501);
+    int beyondWord = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const int bits = random.between(1, 52);
+        const int exponent = random.between(-60, 60);
+        double x = random.real(exponent - 3, exponent + (random.oneIn(4) ? 90 : bits + 1), random.between(1, 53));
+        if (random.oneIn(4)) {
+            x = std::ldexp(random.between(-8, 8) / 2.0, exponent);
+        }
+        const Rational stored = scaled(Rational(x), -exponent);
+        Integer word = rounded(abs(stored), Rounding::nearest);
+        if (x < 0.0) {
+            Integer modulus;
+            mpz_setbit(modulus.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));
+            word = nearestDouble(Rational(modulus - word));
+        }
+        mpz_fdiv_r_2exp(word.get_mpz_t(), word.get_mpz_t(), 64);
+        const Integer seen = Integer(
+            static_cast<unsigned long>(Element(Body::doubles, bits, x)
+                                           .asDouble()
+                                           ->convertToUnsignedInteger(1.0, exponent, 0.0, std::uint64_t{1} << bits)));
+        ASSERT_EQ(seen, word) << "seed " << random.seed() << " round " << round << ": " << x << " in " << bits
+                              << " bits of 2^" << exponent;
+        beyondWord += mpz_sizeinbase(word.get_mpz_t(), 2) > static_cast<std::size_t>(bits);
+    }
+    EXPECT_GT(beyondWord, 100);
 }
 
 TEST(BitPositions, OutsideTheWordRaiseBeforeAnyChange) {
