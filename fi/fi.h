@@ -654,6 +654,10 @@ class TOLVANE_API fi {
     fi& fibitand(const fi& b) const;
     fi& fibitor(const fi& b) const;
     fi& bitxor(const fi& b) const;
+    /// The loop of the three above, by the multi-precision form of the element operation, such as number::mpbitand.
+    using BitOperation = number& (number::*)(const number& other, bool isSigned, int wordlength, double slope,
+                                             int exponent, double bias, mpfr_srcptr twoToWordlength);
+    fi& bitandorxor(const fi& b, BitOperation operation) const;
     fi& bitcmp() const;
     /// Return the bits at a position, or at one position for each element, as a new host uint8 array. Raise
     /// "fixedpoint:fi:bitget:sizeMismatch", "...:inputsMustBeReal", "...:indexMustBeNumeric",

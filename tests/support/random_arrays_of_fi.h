@@ -45,16 +45,16 @@ inline Integer randomWord(Random& random, const NumericType& type) {
 }
 
 inline KnownArray randomArray(Random& random, const NumericType& type, const Sizes& sizes, bool isComplex,
-                              const fimath& rules, bool isLocal = true) {
+                              const fimath& rules, bool isLocal = true, unsigned precision = 0) {
     KnownArray known{type, {}, {}, nullptr};
     known.array = std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, isComplex, "", isLocal,
-                                       Operation::Assignment, 0U);
-    const auto precision = static_cast<unsigned>(type.getWordLength());
+                                       Operation::Assignment, precision);
+    const auto wordBits = static_cast<unsigned>(type.getWordLength());
     for (std::uint64_t i = 0; i < known.array->numel(); ++i) {
         const auto store = [&](std::vector<Integer>& words, const number& entry) {
             words.push_back(randomWord(random, type));
             const Rational value = scaled(Rational(words.back()), type.getFixedExponent());
-            const_cast<number&>(entry).setvalue(makeNumber(value, precision));
+            const_cast<number&>(entry).setvalue(makeNumber(value, wordBits));
         };
         store(known.re, known.array->real(i));
         if (isComplex) {

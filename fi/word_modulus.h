@@ -1,0 +1,39 @@
+// What bit operations on the entries of one type share, made once for a whole array: for doubles and for
+// multi-precision entries.
+#pragma once
+
+#include <gmp.h>
+#include <mpfr.h>
+
+#include <cstdint>
+
+#include "descriptors/NumericType.h"
+#include "numbers/bit_words.h"
+#include "numbers/mpnumber.h"
+
+/// Doubles hold words of up to 52 bits; the modulus of a wider one is 0 here.
+inline WordFormat wordFormatOf(const EmbeddedTypeSystem::NumericType& type) {
+    const int bits = type.getWordLength();
+    return {type.isSigned(), bits, type.getFixedExponent(), bits >= 0 && bits < 64 ? std::uint64_t{1} << bits : 0};
+}
+
+class WordModulus {
+ public:
+    explicit WordModulus(int wordBits) {
+        mpnumber::twoToTheN(mTwoToWordlength, wordBits);
+        mpnumber::bitcmpXorMask(mOnes, wordBits);
+    }
+    ~WordModulus() {
+        mpfr_clear(mTwoToWordlength);
+        mpz_clear(mOnes);
+    }
+    WordModulus(const WordModulus&) = delete;
+    WordModulus& operator=(const WordModulus&) = delete;
+
+    mpfr_srcptr twoToWordlength() const { return mTwoToWordlength; }
+    mpz_srcptr ones() const { return mOnes; }
+
+ private:
+    mpfr_t mTwoToWordlength;
+    mpz_t mOnes;
+};

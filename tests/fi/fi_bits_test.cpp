@@ -1,0 +1,385 @@
+// Bitwise operations and single bits of arrays, against big integers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+
+#include "tests/support/arrays.h"
+#include "tests/support/errors.h"
+#include "tests/support/random_arrays_of_fi.h"
+#include "tests/support/rules.h"
+
+namespace {
+
+struct Bitwise {
+    const char* name;
+    fi& (fi::*operation)(const fi&) const;
+    Integer (*onIntegers)(const Integer&, const Integer&);
+};
+const Bitwise kBitwise[] = {
+    {"bitand", &fi::fibitand, [](const Integer& x, const Integer& y) { return Integer(x & y); }},
+    {"bitor", &fi::fibitor, [](const Integer& x, const Integer& y) { return Integer(x | y); }},
+    {"bitxor", &fi::bitxor, [](const Integer& x, const Integer& y) { return Integer(x ^ y); }},
+};
+
+/// Precisions that now and then put short words into multi-precision bodies.
+unsigned randomPrecision(Random& random) {
+    return random.oneIn(4) ? 80 : 0;
+}
+
+TEST(FiBits, CombineLikeIntegers) {
+    Random random(50901);
+    for (int round = 0; round < 3000; ++round) {
+        const NumericType type = randomFixedType(random, 200, true);
+        const auto count = static_cast<std::uint64_t>(random.between(0, 4));
+        const auto make = [&](bool isScalar) {
+            const bool isComplex = !type.isSlopeBiasScaled() && random.oneIn(3);
+            return randomArray(random, type, isScalar ? Sizes{1, 1} : Sizes{count, 1, 2}, isComplex, rulesOf(), true,
+                               randomPrecision(random));
+        };
+        const KnownArray a = make(random.oneIn(4));
+        const KnownArray b = make(random.oneIn(4));
+        const Bitwise& bitwise = random.pick(kBitwise);
+        SCOPED_TRACE(testing::Message() << "seed " << random.seed() << " round " << round << ' ' << bitwise.name << ' '
+                                        << a.description() << ", " << b.description());
+        fi::setLogging(random.oneIn(2));
+        const FiOwner result(&(a.array.get()->*bitwise.operation)(*b.array));
+        fi::setLogging(false);
+
+        const std::size_t wantedCount = a.re.size() == 1 ? b.re.size() : a.re.size();
+        const auto combined = [&](const std::vector<Integer>& x, const std::vector<Integer>& y) {
+            const auto at = [](const std::vector<Integer>& words, std::size_t i) {
+                return words.empty() ? Integer(0) : words[words.size() == 1 ? 0 : i];
+            };
+            std::vector<Integer> words;
+            for (std::size_t i = 0; i < wantedCount; ++i) {
+                words.push_back(bitwise.onIntegers(at(x, i), at(y, i)));
+            }
+            return words;
+        };
+        const bool isAnd = bitwise.operation == &fi::fibitand;
+        const bool isComplex =
+            isAnd ? a.array->iscomplex() && b.array->iscomplex() : a.array->iscomplex() || b.array->iscomplex();
+        ASSERT_EQ(result->iscomplex(), isComplex);
+        ASSERT_TRUE(holdsWords(*result, combined(a.re, b.re), isComplex ? combined(a.im, b.im) : a.im,
+                               type.getFixedExponent()) ||
+                    !isComplex);
+        ASSERT_TRUE(holdsWords(*result, false, combined(a.re, b.re), type.getFixedExponent()));
+        ASSERT_EQ(sizesOf(*result), sizesOf(a.re.size() == 1 ? *b.array : *a.array));
+        ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(type));
+        ASSERT_EQ(countsOf(*result), Counts{});
+        ASSERT_TRUE(isUnchanged(a));
+        ASSERT_TRUE(isUnchanged(b));
+    }
+}
+
+TEST(FiBits, ComplementLikeIntegers) {
+    Random random(50902);
+    for (int round = 0; round < 1000; ++round) {
+        const NumericType type = randomFixedType(random, 200, true);
+        const KnownArray known =
+            randomArray(random, type, {2, 1, static_cast<std::uint64_t>(random.between(0, 2))},
+                        !type.isSlopeBiasScaled() && random.oneIn(2), rulesOf(), true, randomPrecision(random));
+        SCOPED_TRACE(testing::Message() << "seed " << random.seed() << ' ' << known.description());
+        const FiOwner result(&known.array->bitcmp());
+        const auto complemented = [&](std::vector<Integer> words) {
+            for (Integer& word : words) {
+                word = wrapped(~word, type.isSigned(), type.getWordLength());
+            }
+            return words;
+        };
+        ASSERT_TRUE(holdsWords(*result, complemented(known.re), complemented(known.im), type.getFixedExponent()));
+        ASSERT_EQ(sizesOf(*result), sizesOf(*known.array));
+        ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(type));
+        ASSERT_TRUE(isUnchanged(known));
+    }
+}
+
+// The result has local rules if an operand has: those of the left one if it is local, else those of the right one.
+TEST(FiBits, TakeTheRulesOfALocalOperand) {
+    const NumericType type = fixedType(true, 8, 0);
+    const fimath ofA = rulesOf(Rounding::floor, true);
+    const fimath ofB = rulesOf(Rounding::ceil, true);
+    for (int locals = 0; locals < 4; ++locals) {
+        for (const bool isScalar : {false, true}) {
+            const std::vector<double> values = isScalar ? std::vector<double>{1.0} : std::vector<double>{1.0, 2.0};
+            const bool isLocal[] = {(locals & 1) != 0, (locals & 2) != 0};
+            const fi a = column(values, type, ofA, isLocal[0]);
+            const fi b = column({3.0, 4.0}, type, ofB, isLocal[1]);
+            const FiOwner result(&a.fibitor(b));
+            EXPECT_EQ(result->getFimathIsLocal(), locals != 0);
+            const fimath wanted = isLocal[0] ? ofA : isLocal[1] ? ofB : fimath::getGlobalFimath();
+            EXPECT_EQ(fieldsOf(result->getFimath()), fieldsOf(wanted));
+            EXPECT_EQ(result->getAssignmentQuantizer().getRoundMode(), wanted.getRoundMode());
+        }
+    }
+}
+
+// Values that no write through the quantizer has made keep what they have above the word, as for single elements.
+TEST(FiBits, OfValuesOutsideTheTypeAreThoseOfElements) {
+    Random random(50903);
+    for (int round = 0; round < 2000; ++round) {
+        const NumericType type = randomFixedType(random, 52, false);
+        const int bits = type.getWordLength();
+        const auto array = [&] {
+            fi made(2, 1, type, rulesOf(), false, "", true, Operation::Assignment, 0);
+            for (std::uint64_t i = 0; i < 2; ++i) {
+                made.setIndex(i);
+                made.real().setvalue(
+                    random.oneIn(2) ? random.anyDouble()
+                                    : random.real(type.getFixedExponent() - 3, type.getFixedExponent() + bits + 4));
+            }
+            made.setIndex(0);
+            return made;
+        };
+        const fi a = array();
+        const fi b = array();
+        const auto call = [&](auto operation, number x, const number& y) {
+            (x.*operation)(y, type.isSigned(), bits, 1.0, type.getFixedExponent(), 0.0, std::uint64_t{1} << bits);
+            return x.todouble();
+        };
+        for (std::uint64_t i = 0; i < 2; ++i) {
+            const auto same = [](double x, double y) { return sameBits(x, y) || (std::isnan(x) && std::isnan(y)); };
+            EXPECT_TRUE(
+                same(FiOwner(&a.fibitand(b))->realdouble(i), call(&number::doublebitand, a.real(i), b.real(i))));
+            EXPECT_TRUE(same(FiOwner(&a.fibitor(b))->realdouble(i), call(&number::doublebitor, a.real(i), b.real(i))));
+            EXPECT_TRUE(same(FiOwner(&a.bitxor(b))->realdouble(i), call(&number::doublebitxor, a.real(i), b.real(i))));
+            number complement(a.real(i));
+            complement.bitcmp(type.isSigned(), bits, 1.0, type.getFixedExponent(), 0.0, (std::uint64_t{1} << bits) - 1,
+                              std::uint64_t{1} << bits);
+            EXPECT_TRUE(same(FiOwner(&a.bitcmp())->realdouble(i), complement.todouble()));
+        }
+    }
+}
+
+// Single bits.
+
+constexpr hvClassID kClasses[] = {hvLOGICAL_CLASS, hvDOUBLE_CLASS, hvSINGLE_CLASS, hvINT8_CLASS,
+                                  hvUINT8_CLASS,   hvINT16_CLASS,  hvUINT16_CLASS, hvINT32_CLASS,
+                                  hvUINT32_CLASS,  hvINT64_CLASS,  hvUINT64_CLASS};
+
+/// A host array of the class with these whole numbers.
+hvArrayOwner hostArray(hvClassID classId, const Sizes& sizes, const std::vector<double>& values) {
+    hvArrayOwner array(classId == hvLOGICAL_CLASS ? hvCreateLogicalArray(sizes.size(), sizes.data())
+                                                  : hvCreateNumericArray(sizes.size(), sizes.data(), classId));
+    hvDispatchClass(classId, [&]<class T>(std::type_identity<T>) {
+        std::ranges::transform(values, hvGetTypedData<T>(array.get()).begin(),
+                               [](double value) { return static_cast<T>(value); });
+    });
+    return array;
+}
+
+std::vector<int> bitsOf(hvArray* bits) {
+    const hvArrayOwner owner(bits);
+    const auto data = hvGetTypedData<std::uint8_t>(static_cast<const hvArray*>(bits));
+    return {data.begin(), data.end()};
+}
+
+bool hasBit(const Integer& word, double position) {
+    return mpz_tstbit(word.get_mpz_t(), static_cast<mp_bitcnt_t>(position) - 1) != 0;
+}
+
+TEST(FiBits, AreReadAndSetByPositionsOfEveryClass) {
+    Random random(50904);
+    for (int round = 0; round < 2000; ++round) {
+        const hvClassID classes[] = {random.pick(kClasses), random.pick(kClasses)};
+        const NumericType type = randomFixedType(random, 200, true);
+        const int bits = type.getWordLength();
+        const int exponent = type.getFixedExponent();
+        const Sizes many{static_cast<std::uint64_t>(random.between(2, 3)), 1, 2};
+        const Sizes one{1, 1};
+        const KnownArray known =
+            randomArray(random, type, random.oneIn(3) ? one : many, false, rulesOf(), true, randomPrecision(random));
+        const auto numel = known.re.size();
+        const Sizes positionSizes = random.oneIn(3) ? one : many;
+        const std::size_t count = positionSizes == one ? 1 : static_cast<std::size_t>(many[0] * many[2]);
+        std::vector<double> positions;
+        std::vector<double> values;
+        const int last = classes[0] == hvLOGICAL_CLASS ? 1 : classes[0] == hvINT8_CLASS ? std::min(bits, 127) : bits;
+        for (std::size_t i = 0; i < count; ++i) {
+            positions.push_back(random.between(1, last));
+            values.push_back(random.between(0, 1));
+        }
+        const hvArrayOwner bit = hostArray(classes[0], positionSizes, positions);
+        const hvArrayOwner value = hostArray(classes[1], positionSizes, values);
+        SCOPED_TRACE(testing::Message() << "seed " << random.seed() << " round " << round << " classes " << classes[0]
+                                        << ' ' << classes[1] << ' ' << known.description() << " at "
+                                        << testing::PrintToString(positions));
+        const auto wordAt = [&](std::size_t i) { return known.re[numel == 1 ? 0 : i]; };
+        const auto positionAt = [&](std::size_t i) { return positions[count == 1 ? 0 : i]; };
+        if (count == 1 || numel > 1) {
+            std::vector<int> wanted;
+            for (std::size_t i = 0; i < numel; ++i) {
+                wanted.push_back(hasBit(wordAt(i), positionAt(i)) ? 1 : 0);
+            }
+            ASSERT_EQ(bitsOf(known.array->bitget(bit.get())), wanted);
+            ASSERT_EQ(bitsOf(known.array->bitget(
+                          fi(bit.get(), fixedType(false, 16, 0), rulesOf(), "", true, Operation::Assignment))),
+                      wanted);
+        }
+        std::vector<Integer> wanted;
+        for (std::size_t i = 0; i < std::max(numel, count); ++i) {
+            Integer word = wordAt(i);
+            const auto place = static_cast<mp_bitcnt_t>(positionAt(i)) - 1;
+            (values[count == 1 ? 0 : i] != 0.0 ? mpz_setbit : mpz_clrbit)(word.get_mpz_t(), place);
+            wanted.push_back(wrapped(word, type.isSigned(), bits));
+        }
+        const FiOwner result(&known.array->bitset(bit.get(), value.get()));
+        ASSERT_TRUE(holdsWords(*result, wanted, {}, exponent));
+        ASSERT_EQ(sizesOf(*result), numel == 1 && count > 1 ? positionSizes : sizesOf(*known.array));
+        ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(type));
+        ASSERT_EQ(result->getFimathIsLocal(), true);
+        ASSERT_TRUE(isUnchanged(known));
+    }
+}
+
+TEST(FiBits, SetInPlaceTheCurrentElement) {
+    for (const unsigned precision : {0U, 80U}) {
+        fi array(2, 1, fixedType(true, 8, 0), rulesOf(), false, "", true, Operation::Assignment, precision);
+        array.setIndex(1);
+        array.bitset(8, true);
+        EXPECT_EQ(realParts(array), (std::vector<double>{0.0, -128.0}));
+        array.setIndex(1);
+        EXPECT_EQ(raisedBy([&] { array.bitset(9, true); }),
+                  (Raised{"fixedpoint:fi:bitset:BITOutOfRange",
+                          "A bit position is not an integer in the appropriate range."}));
+        array.bitset(8, false);
+        EXPECT_EQ(realParts(array), (std::vector<double>{0.0, 0.0}));
+    }
+}
+
+TEST(FiBits, TakeFractionsOfPositionsAndAnyValueButZero) {
+    const fi array = column({0.0, 0.0}, fixedType(false, 8, 0));
+    const Sizes two{2, 1};
+    EXPECT_EQ(realParts(*FiOwner(&array.bitset(hostArray(hvDOUBLE_CLASS, two, {2.9, 1.0}).get(),
+                                               hostArray(hvDOUBLE_CLASS, two, {0.5, -3.0}).get()))),
+              (std::vector<double>{2.0, 1.0}));
+    EXPECT_EQ(
+        bitsOf(column({2.0, 5.0}, fixedType(false, 8, 0)).bitget(hostArray(hvDOUBLE_CLASS, two, {2.9, 3.1}).get())),
+        (std::vector<int>{1, 1}));
+    // One pair for all elements; two pairs for one element, which takes their dimensions.
+    const Sizes one{1, 1};
+    EXPECT_EQ(realParts(*FiOwner(
+                  &array.bitset(hostArray(hvINT8_CLASS, one, {4}).get(), hostArray(hvLOGICAL_CLASS, one, {1}).get()))),
+              (std::vector<double>{8.0, 8.0}));
+}
+
+TEST(FiBits, OfNothingAreNothing) {
+    const Sizes sizes{0, 3};
+    const fi empty(sizes.data(), 2, fixedType(true, 8, 0), rulesOf(), false, "", false, Operation::Assignment, 0);
+    const hvArrayOwner one = doubles(1, 1, {1.0});
+    for (const hvArrayOwner& positions : {doubles(1, 1, {100.0}), doubles(0, 0, {}), doubles(5, 1, {1, 2, 3, 4, 5})}) {
+        const hvArrayOwner bits(empty.bitget(positions.get()));
+        EXPECT_EQ(dimensionsOf(bits), sizes);
+        EXPECT_EQ(hvGetClassID(bits.get()), hvUINT8_CLASS);
+    }
+    const FiOwner set(&empty.bitset(one.get(), one.get()));
+    EXPECT_EQ(sizesOf(*set), sizes);
+    EXPECT_FALSE(set->getFimathIsLocal());
+    EXPECT_EQ(raisedBy([&] {
+                  hvDestroyArray(empty.bitget(doubles(2, 1, {std::numeric_limits<double>::infinity(), 1.0}).get()));
+              }),
+              (Raised{"fixedpoint:fi:bitGet:BITOutOfRange", "BIT must be integer."}));
+}
+
+// Errors.
+
+TEST(FiBits, RefuseOperandsThatDoNotFit) {
+    const fi a = column({1.0, 2.0}, fixedType(true, 8, 0));
+    const NumericType scaledDouble(TypeMode::ScaledDoubleBinaryPoint, true, 8, 1.0, 0, 0.0);
+    const fi withoutBits = scalar(1.0, scaledDouble);
+    const auto scaledDoubleOn = [](const std::string& name) {
+        return Raised{"fixedpoint:fi:" + name + ":ScaledDoubleOn",
+                      name + " is not supported when the DataType is 'ScaledDouble'."};
+    };
+    for (const Bitwise& bitwise : kBitwise) {
+        const auto combine = [&](const fi& x, const fi& y) {
+            return raisedBy([&] { delete &(x.*bitwise.operation)(y); });
+        };
+        EXPECT_EQ(combine(withoutBits, a), scaledDoubleOn(bitwise.name));
+        // The data type is looked at on the left side alone; on the right it is another type.
+        for (const fi& other : {withoutBits, column({1.0, 2.0}, fixedType(true, 8, 1)),
+                                column({1.0, 2.0}, fixedType(false, 8, 0)), scalar(1.0, fixedType(true, 9, 0))}) {
+            EXPECT_EQ(combine(a, other), (Raised{"fixedpoint:fi:bitAndXorOr:mixedNumericTypes",
+                                                 "Bit AND/OR/XOR must have matching operand types."}));
+        }
+        EXPECT_EQ(combine(a, column({1.0, 2.0, 3.0}, fixedType(true, 8, 0))),
+                  (Raised{"fixedpoint:fi:dimagree", "Matrix dimensions must agree."}));
+    }
+    EXPECT_EQ(raisedBy([&] { delete &withoutBits.bitandorxor(a, &number::mpbitor); }), scaledDoubleOn("bitand/or/xor"));
+    EXPECT_EQ(raisedBy([&] { delete &withoutBits.bitcmp(); }), scaledDoubleOn("bitcmp"));
+    EXPECT_EQ(raisedBy([&] { hvDestroyArray(withoutBits.bitget(doubles(0, 0, {}).get())); }), scaledDoubleOn("bitget"));
+    EXPECT_EQ(raisedBy([&] { delete &withoutBits.bitset(doubles(0, 0, {}).get(), doubles(0, 0, {}).get()); }),
+              scaledDoubleOn("bitset"));
+}
+
+TEST(FiBits, RefusePositionsThatAreNone) {
+    const NumericType type = fixedType(true, 8, 0);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const Raised outOfWord[] = {
+        {"fixedpoint:fi:bitget:BITOutOfRange", "A bit position is not an integer in the appropriate range."},
+        {"fixedpoint:fi:bitset:BITOutOfRange", "A bit position is not an integer in the appropriate range."}};
+    const Raised getSize = {"fixedpoint:fi:bitget:sizeMismatch", "Inputs must have the same size."};
+    const Raised setEmpty = {"fixedpoint:fi:bitset:BITOutOfRange", "BIT must be integer and V must be 0 or 1."};
+    const Raised getComplex = {"fixedpoint:fi:bitget:inputsMustBeReal", "The arguments to BITGET must be real."};
+    const Raised setComplex = {"fixedpoint:fi:bitset:inputsMustBeReal", "The arguments to BITSET must be real."};
+    const Raised getClass = {"fixedpoint:fi:bitget:indexMustBeNumeric",
+                             "BITGET index only valid for built-in numeric types"};
+    const Raised setClass = {"fixedpoint:fi:bitset:indexMustBeNumeric",
+                             "BITSET index only valid for built-in numeric types"};
+    const Raised valueClass = {"fixedpoint:fi:bitset:valuesMustBeNumeric",
+                               "BITSET values only valid for built-in numeric types"};
+    const Raised notFinite = {"fixedpoint:fi:bitset:indexMustBePositiveInteger",
+                              "BITSET index only valid for positive integers."};
+    const Raised setSize = {"fixedpoint:fi:bitSet:sizeMismatch", "Inputs must have the same size."};
+    const Raised pairSize = {"fixedpoint:fi:bitSet:ArgSizeMismatch",
+                             "Second and third argument to BITSET must be the same size."};
+    for (const unsigned precision : {0U, 80U}) {
+        const fi pair(2, 1, type, rulesOf(), false, "", true, Operation::Assignment, precision);
+        const fi complexPair(2, 1, type, rulesOf(), true, "", true, Operation::Assignment, precision);
+        const auto one = [](double value) { return doubles(1, 1, {value}); };
+        const auto get = [](const fi& array, const hvArrayOwner& bit) {
+            return raisedBy([&] { hvDestroyArray(array.bitget(bit.get())); });
+        };
+        const auto set = [](const fi& array, const hvArrayOwner& bit, const hvArrayOwner& value) {
+            return raisedBy([&] { delete &array.bitset(bit.get(), value.get()); });
+        };
+        // Whatever lies outside the word, also outside of int, and NaN where it is not looked for.
+        for (const double position : {0.0, 9.0, -1.0, 0.9, 1e10, -1e300, 4294967297.0}) {
+            EXPECT_EQ(get(pair, one(position)), outOfWord[0]) << position;
+            EXPECT_EQ(set(pair, one(position), one(1)), outOfWord[1]) << position;
+        }
+        EXPECT_EQ(get(pair, one(nan)), outOfWord[0]);
+        EXPECT_EQ(get(pair, hostArray(hvUINT64_CLASS, {1, 1}, {4294967297.0})), outOfWord[0]);
+        EXPECT_EQ(get(pair, doubles(2, 1, {1.0, 9.0})), outOfWord[0]);
+        EXPECT_EQ(set(pair, one(nan), one(1)), notFinite);
+        EXPECT_EQ(set(pair, one(1), one(nan)), notFinite);
+        EXPECT_EQ(set(pair, doubles(2, 1, {1.0, 1.0}), doubles(2, 1, {1.0, nan})), notFinite);
+
+        EXPECT_EQ(get(pair, doubles(0, 0, {})), getSize);
+        EXPECT_EQ(get(pair, hvArrayOwner(hvCreateLogicalMatrix(0, 0))), getSize);
+        EXPECT_EQ(get(pair, doubles(1, 2, {1.0, 1.0})), getSize);
+        EXPECT_EQ(get(pair, doubles(3, 1, {1.0, 1.0, 1.0})), getSize);
+        EXPECT_EQ(set(pair, doubles(0, 0, {}), one(1)), setEmpty);
+        EXPECT_EQ(set(pair, one(1), doubles(0, 1, {})), setEmpty);
+        EXPECT_EQ(set(pair, doubles(3, 1, {1, 1, 1}), doubles(3, 1, {1, 1, 1})), setSize);
+        EXPECT_EQ(set(pair, doubles(2, 1, {1, 1}), one(1)), pairSize);
+        EXPECT_EQ(set(pair, one(1), doubles(2, 1, {1, 1})), pairSize);
+
+        const hvArrayOwner complexOne(hvCreateComplexScalar(1.0, 1.0));
+        EXPECT_EQ(get(complexPair, one(1)), getComplex);
+        EXPECT_EQ(get(pair, complexOne), getComplex);
+        EXPECT_EQ(set(complexPair, one(1), one(1)), setComplex);
+        EXPECT_EQ(set(pair, complexOne, one(1)), setComplex);
+        EXPECT_EQ(set(pair, one(1), complexOne), setComplex);
+
+        EXPECT_EQ(get(pair, text("1")), getClass);
+        EXPECT_EQ(set(pair, text("1"), one(1)), setClass);
+        EXPECT_EQ(set(pair, one(1), text("1")), valueClass);
+        EXPECT_EQ(realParts(pair), (std::vector<double>{0.0, 0.0}));
+    }
+}
+
+}  // namespace
