@@ -112,8 +112,7 @@ const fi& FiBinaryOperation::decidingOperand(const OMMethodSignature* signature,
     return *fi::getObjFromPrhs(operand);
 }
 
-void FiBinaryOperation::raiseNotAllowed(const fi& operand) const {
-    const std::string method = getName();
+void raiseNotAllowed(const std::string& method, const fi& operand) {
     const std::string dataType = dataTypeText(operand.getDataType());
     raiseError("fixedpoint:fi:" + method + ":" + dataType + ":notallowed",
                "Function '" + method + "' is not defined for FI objects of data type '" + dataType + "'.");
@@ -152,7 +151,7 @@ void FiBinaryOperationFiOutput::invokeMethod(OMMethodSignature* signature, int* 
 void FiBinaryOperationFiOutputFixedInputOnly::invokeMethod(OMMethodSignature* signature, int* resultCount,
                                                            void** results, int argumentCount, void** arguments) {
     if (const fi& operand = decidingOperand(signature, arguments); !operand.isFixed()) {
-        raiseNotAllowed(operand);
+        raiseNotAllowed(getName(), operand);
     }
     FiBinaryOperationFiOutput::invokeMethod(signature, resultCount, results, argumentCount, arguments);
 }
@@ -160,7 +159,7 @@ void FiBinaryOperationFiOutputFixedInputOnly::invokeMethod(OMMethodSignature* si
 void FiBinaryOperationFiOutputNoBooleanInput::invokeMethod(OMMethodSignature* signature, int* resultCount,
                                                            void** results, int argumentCount, void** arguments) {
     if (const fi& operand = decidingOperand(signature, arguments); operand.isBoolean()) {
-        raiseNotAllowed(operand);
+        raiseNotAllowed(getName(), operand);
     }
     FiBinaryOperationFiOutput::invokeMethod(signature, resultCount, results, argumentCount, arguments);
 }

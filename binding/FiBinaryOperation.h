@@ -8,6 +8,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "descriptors/NumericType.h"
 #include "fi/fi.h"
@@ -21,6 +22,9 @@ struct PartnerRule {
     /// Have local rules always instead of as the `fi` has them.
     bool isAlwaysLocal;
 };
+
+/// Raises "fixedpoint:fi:<method>:<data type>:notallowed" for an operand of a data type that the method doesn't take.
+[[noreturn]] void raiseNotAllowed(const std::string& method, const fi& operand);
 
 class FiBinaryOperation : public OMMethodInfo {
  public:
@@ -39,8 +43,6 @@ class FiBinaryOperation : public OMMethodInfo {
     /// Returns the operand whose data type decides whether the call is allowed. Only this one is looked at. Raises
     /// "fixedpoint:fi:binaryop:signaturenotfound" where no `fi` stands at its place.
     const fi& decidingOperand(const OMMethodSignature* signature, void** arguments) const;
-    /// Raises "fixedpoint:fi:<method>:<data type>:notallowed".
-    [[noreturn]] void raiseNotAllowed(const fi& operand) const;
 
     void addSignatures(OMDataType* result);
 

@@ -11,6 +11,7 @@
 #include "binding/FimathOMClass.h"
 #include "binding/NumericTypeOMClass.h"
 #include "binding/QloggerOMClass.h"
+#include "binding/fi_bit_methods.h"
 #include "binding/fi_comparison_methods.h"
 #include "binding/fi_constant_methods.h"
 #include "binding/fi_indexing_methods.h"
@@ -265,6 +266,13 @@ constexpr MethodRow fiMethods[] = {
     {"range", plain<fiToRange, giveRange>},
     {"uminus", making<&fi::uminus>},
     {"conj", making<&fi::conj>},
+    {"pow2", plain<pow2Signatures, scaleByPowerOfTwo>},
+    {"bitcmp", making<&fi::bitcmp>},
+    {"bitand", record<FiBitwiseMethodInfo<&fi::fibitand>>},
+    {"bitor", record<FiBitwiseMethodInfo<&fi::fibitor>>},
+    {"bitxor", record<FiBitwiseMethodInfo<&fi::bitxor>>},
+    {"bitget", plain<bitgetSignatures, getBits>},
+    {"bitset", plain<bitsetSignatures, setBits>},
     {"stridesort", plain<fiToSorted, giveSorted>},
     {"stridesort2", plain<fiToSortedWithPlaces, giveSortedWithPlaces>},
     {"plus", record<FiPlusMethodInfo>},
