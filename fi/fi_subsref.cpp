@@ -65,10 +65,6 @@ std::optional<double> scalarPosition(const FirstStep& step, std::uint64_t rows) 
     return std::nullopt;
 }
 
-[[noreturn]] void raiseBadSubscript() {
-    raiseError("fixedpoint:fi:badsubscript", "Subscript indices must either be real positive integers or logicals.");
-}
-
 /// An array of the shape of an object, first, first + step, ...
 hvArrayOwner positions(std::span<const std::uint64_t> dimensions, double first, double step) {
     const std::vector<std::size_t> dims(dimensions.begin(), dimensions.end());
@@ -201,7 +197,7 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
     }
     const double place = std::trunc(position);
     if (place < 0.0) {
-        raiseBadSubscript();
+        checkSignedIndex(place);
     }
     const fi* const object = objectIn(right);
     const std::uint64_t rightCount = object != nullptr ? object->numel() : hvGetNumberOfElements(right);
