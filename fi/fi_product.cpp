@@ -252,12 +252,15 @@ fi& fi::mtimes(const fi& b) const {
     if (isreal() && b.iscomplex()) {
         right.initializeProductRegister(type, product, rules, precision);
         initializeProductRegister(type, product, rules, precision);
-        const lentproductlogs lent(right);
+        std::optional<lentproductlogs> lent;
+        if (getLogging()) {
+            lent.emplace(right);
+        }
         number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*right.mProductRegister)));
         accumulate([&] { result->sumEquals(*result, right * *this, *result, scratch); });
-        if (getLogging()) {
+        if (lent) {
             right.getproductregsumQlogger().addtoOverflows(result->getNoverflows());
-            lent.handTo(*this);
+            lent->handTo(*this);
         }
         return *result.release();
     }

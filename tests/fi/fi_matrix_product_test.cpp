@@ -1,0 +1,264 @@
+// Matrix products: types of the sums, values and counts against exact rationals, the way to `times`, errors.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/support/errors.h"
+#include "tests/support/product_oracle.h"
+
+namespace {
+
+using ArithmeticMode = fimath::ArithmeticModeEnum;
+
+constexpr auto kFull = ArithmeticMode::FullPrecision;
+constexpr auto kKeepLSB = ArithmeticMode::KeepLSB;
+constexpr auto kKeepMSB = ArithmeticMode::KeepMSB;
+constexpr auto kSpecify = ArithmeticMode::SpecifyPrecision;
+
+FiOwner product(const fi& a, const fi& b) {
+    return FiOwner(&a.mtimes(b));
+}
+
+fi zeros(const Sizes& sizes, const NumericType& type, const fimath& rules, bool isComplex = false) {
+    return fi(sizes.data(), sizes.size(), type, rules, isComplex, "", true, Operation::Assignment, 0U);
+}
+
+fi matrix(std::uint64_t rows, const std::vector<double>& values, const NumericType& type, const fimath& rules) {
+    const Sizes sizes{rows, values.size() / rows};
+    return fi(values.data(), sizes.data(), 2, type, rules, "", true, Operation::Assignment);
+}
+
+// Types.
+
+TEST(MatrixProductType, GrowsByTheBitsOfTheInnerDimension) {
+    const NumericType s8 = fixedType(true, 8, 4);
+    const fimath full = mathRules(kFull, kFull);
+    struct Row {
+        const char* why;
+        std::uint64_t inner;
+        bool isComplexA, isComplexB;
+        fimath rules;
+        NumericType wanted;
+    };
+    const Row rows[] = {
+        {"one term stays a product", 1, false, true, mathRules(kFull, kKeepLSB, 32, 30, 9), fixedType(true, 16, 8)},
+        {"no term stays a product", 0, false, false, mathRules(kFull, kKeepLSB, 32, 30, 9), fixedType(true, 16, 8)},
+        {"two complex sides always sum", 0, true, true, full, fixedType(true, 16, 8)},
+        {"two complex sides add a term", 1, true, true, full, fixedType(true, 17, 8)},
+        {"two terms", 2, true, false, full, fixedType(true, 17, 8)},
+        {"two terms and one", 2, true, true, full, fixedType(true, 18, 8)},
+        {"three terms", 3, false, false, full, fixedType(true, 18, 8)},
+        {"three terms and one", 3, true, true, full, fixedType(true, 18, 8)},
+        {"four terms and one", 4, true, true, full, fixedType(true, 19, 8)},
+        {"lowest bits", 3, false, false, mathRules(kFull, kKeepLSB, 32, 30, 9), fixedType(true, 9, 8)},
+        {"highest bits", 3, false, false, mathRules(kFull, kKeepMSB, 32, 30, 9), fixedType(true, 9, -1)},
+        {"as told", 3, false, false, mathRules(kFull, kSpecify, 32, 30, 9, 3), fixedType(true, 9, 3)},
+    };
+    for (const Row& row : rows) {
+        const fi a = zeros({2, row.inner}, s8, row.rules, row.isComplexA);
+        const fi b = zeros({row.inner, 4}, s8, row.rules, row.isComplexB);
+        const FiOwner result = product(a, b);
+        EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(row.wanted)) << row.why;
+        EXPECT_EQ(sizesOf(*result), (Sizes{2, 4})) << row.why;
+        EXPECT_EQ(result->iscomplex(), row.isComplexA || row.isComplexB) << row.why;
+        EXPECT_EQ(realParts(*result), std::vector<double>(8, 0.0)) << row.why;
+        EXPECT_EQ(result->getQlogger().getOperationType(), Operation::Assignment) << row.why;
+    }
+    EXPECT_FALSE(
+        product(zeros({2, 2}, fixedType(false, 4, 0), full), zeros({2, 2}, fixedType(false, 4, 0), full))->isSigned());
+    EXPECT_TRUE(
+        product(zeros({2, 2}, plainType(TypeMode::Double), full), zeros({2, 2}, plainType(TypeMode::Double), full))
+            ->isDouble());
+}
+
+// The scaling of the products in the rules decides whether a sum has slope and bias, and not that of the sums.
+TEST(MatrixProductType, AsksTheScalingOfProducts) {
+    const NumericType s8 = fixedType(true, 8, 4);
+    const NumericType any = fixedType(true, 16, 8);
+    fimath sums = mathRules(kSpecify, kSpecify, 16, 8, 16, 8);
+    sums.setSumBias(3.0);
+    const fi plain = zeros({2, 2}, s8, sums);
+    EXPECT_EQ(fieldsOf(plain.getSumNumericTypeForMatrixMultiply(plain, any)), fieldsOf(fixedType(true, 16, 8)));
+    sums.setProductBias(1.0);
+    const fi sloped = zeros({2, 2}, s8, sums);
+    EXPECT_EQ(fieldsOf(sloped.getSumNumericTypeForMatrixMultiply(sloped, any)),
+              fieldsOf(slopeBiasType(true, 16, 1.0, -8, 3.0)));
+    sums.setSumMode(kKeepLSB);
+    const fi unspecified = zeros({2, 2}, s8, sums);
+    EXPECT_EQ(raisedBy([&] { unspecified.getSumNumericTypeForMatrixMultiply(unspecified, any); }),
+              (Raised{"fixedpoint:fi:mathmodeslopebiasnotdefined",
+                      "Math is only supported for slope-bias FIs when the SumMode is SpecifyPrecision."}));
+}
+
+// Values.
+
+TEST(MatrixProducts, AreThoseOfExactRationals) {
+    Random random(5303);
+    for (int round = 0; round < 1500; ++round) {
+        const ProductCase given(random);
+        const auto size = [&] { return static_cast<std::uint64_t>(random.between(random.oneIn(6) ? 0 : 1, 3)); };
+        std::uint64_t rows = 0, inner = 0, columns = 0;
+        do {
+            rows = size();
+            inner = size();
+            columns = size();
+        } while (rows * inner == 1 || inner * columns == 1);
+        const KnownArray a = randomArray(random, given.types[0], {rows, inner}, given.isComplex[0], given.rules);
+        const KnownArray b = randomArray(random, given.types[1], {inner, columns}, given.isComplex[1], given.rules);
+        const bool logs = random.oneIn(2);
+        fi::setLogging(logs);
+        const FiOwner result = product(*a.array, *b.array);
+        fi::setLogging(false);
+        SCOPED_TRACE(testing::Message() << "round " << round << ' ' << given.description() << ' ' << rows << " by "
+                                        << inner << " by " << columns);
+
+        const NumericType sumType(result->getNumericType());
+        ProductOracle multiply = given.oracle(NumericType(a.array->getproductQlogger().getNumericType()), sumType);
+        const bool isSwapped = !given.isComplex[0] && given.isComplex[1];
+        // The result of swapped operands is its own register, with cells for the exact product.
+        const int resultBits = given.types[0].getWordLength() + given.types[1].getWordLength();
+        const int sumBits = isSwapped ? std::max(resultBits, sumType.getWordLength()) : sumType.getWordLength();
+        SumOracle add{given.stage(sumType), given.rules.getCastBeforeSum(), !isSwapped, cellBits(sumBits)};
+        std::vector<Element> wanted;
+        for (std::size_t column = 0; column < columns; ++column) {
+            for (std::size_t row = 0; row < rows; ++row) {
+                Element sum{};
+                for (std::size_t k = 0; k < inner; ++k) {
+                    sum = add(sum,
+                              multiply(elementOf(a, k * rows + row), given.isComplex[0],
+                                       elementOf(b, column * inner + k), given.isComplex[1]),
+                              given.isAnyComplex());
+                }
+                wanted.push_back(sum);
+            }
+        }
+        ASSERT_TRUE(holds(*result, wanted)) << a.description() << "\n" << b.description();
+        ASSERT_EQ(sizesOf(*result), (Sizes{rows, columns}));
+        ASSERT_TRUE(isUnchanged(a) && isUnchanged(b));
+        if (!logs) {
+            ASSERT_EQ(countsOf(a.array->getproductQlogger()), Counts{});
+            ASSERT_EQ(countsOf(*result), Counts{});
+            continue;
+        }
+        // All that overflowed in sums is added to the sums in the left operand's product register.
+        Counts sums = multiply.sum.counts;
+        sums.overflows += add.stage.counts.overflows;
+        ASSERT_EQ(countsOf(a.array->getproductQlogger()), multiply.product.counts);
+        ASSERT_EQ(countsOf(a.array->getproductregsumQlogger()), sums);
+        ASSERT_EQ(countsOf(isSwapped ? result->getQlogger() : result->getsumQlogger()), add.stage.counts);
+        ASSERT_FALSE(b.array->isProductRegisterInitialized());
+        if (!isSwapped) {
+            ASSERT_EQ(result->getMaxLogAsRealWorldValue(), result->getsumQlogger().getMaxLogAsRealWorldValue());
+            ASSERT_EQ(result->getMinLogAsRealWorldValue(), result->getsumQlogger().getMinLogAsRealWorldValue());
+        }
+    }
+}
+
+TEST(MatrixProducts, KeepTheIndexOfTheRightOperand) {
+    const fimath rules = mathRules(kFull, kFull);
+    const fi a = matrix(2, {1, 2, 3, 4, 5, 6}, fixedType(true, 8, 0), rules);
+    const fi b = matrix(3, {1, 0, 0, 1, 1, 1}, fixedType(true, 8, 0), rules);
+    b.setIndex(4);
+    EXPECT_EQ(realParts(*product(a, b)), (std::vector<double>{1, 2, 9, 12}));
+    EXPECT_EQ(b.getIndex(), 4U);
+    const fi square = matrix(2, {1, 2, 3, 4}, fixedType(true, 8, 0), rules);
+    EXPECT_EQ(realParts(*product(square, square)), (std::vector<double>{7, 10, 15, 22}));
+}
+
+TEST(MatrixProducts, WithOneElementAreProductsByElement) {
+    const fimath rules = mathRules(kFull, kKeepLSB, 32, 30, 9);
+    const fi cube = zeros({2, 1, 2}, fixedType(true, 8, 0), rules);
+    const fi one = scalar(2.0, fixedType(true, 8, 0), rules);
+    for (const FiOwner& result : {product(cube, one), product(one, cube)}) {
+        EXPECT_EQ(sizesOf(*result), (Sizes{2, 1, 2}));
+        EXPECT_EQ(result->getQlogger().getOperationType(), Operation::Product);
+        EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(fixedType(true, 16, 0)));
+    }
+}
+
+// The log of the right operand is written to the log map once, though a view of the operand is made and goes.
+TEST(MatrixProducts, LeaveNoLogOfTheRightOperandBehind) {
+    const LoggingOn logging;
+    const fi a = matrix(2, {1, 2, 3, 4}, fixedType(true, 8, 0), mathRules(kFull, kFull));
+    const std::uint64_t operations = a.getNoperations();
+    EXPECT_GT(operations, 0U);
+    const FiOwner result = product(a, a);
+    EXPECT_EQ(a.getNoperations(), operations);
+}
+
+// Slope and bias.
+
+TEST(MatrixProducts, OfSlopesAndBiasesAreTheRealWorldOnesWhereExact) {
+    fimath rules = mathRules(kSpecify, kSpecify, 24, 8, 24, 8);
+    rules.setProductSlopeAdjustmentFactor(1.25);
+    rules.setSumSlopeAdjustmentFactor(1.25);
+    rules.setSumBias(-40.0);
+    const NumericType type = slopeBiasType(true, 16, 1.25, -4, 10.0);
+    const fi a = matrix(2, {10, 15, 5, 20}, type, rules);
+    const fi b = matrix(2, {10, 5}, type, rules);
+    const FiOwner result = product(a, b);
+    EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(slopeBiasType(true, 24, 1.25, -8, -40.0)));
+    EXPECT_EQ(result->addSlopeAdjustmentFactorBias(result->realdouble(0)), 125.0);
+    EXPECT_EQ(result->addSlopeAdjustmentFactorBias(result->realdouble(1)), 250.0);
+}
+
+// Errors.
+
+TEST(MatrixProductErrors, ComeInTheirOrderAndChangeNothing) {
+    const ComplexSlopeBias feature;
+    const NumericType s8 = fixedType(true, 8, 4);
+    const NumericType slope = slopeBiasType(true, 8, 1.5, -4, 0.0);
+    const fimath full = mathRules(kFull, kFull);
+    const fimath specified = mathRules(kSpecify, kSpecify);
+    fimath uncast = specified;
+    uncast.setCastBeforeSum(false);
+    fimath slopedSums = full;
+    slopedSums.setSumBias(1.0);
+    fimath narrow = full;
+    narrow.setMaxSumWordLength(16);
+    struct Row {
+        fi a, b;
+        Raised wanted;
+    };
+    const Raised notCast{"fixedpoint:fi:castbeforesumfalseslopebiasnotdefined",
+                         "Function 'mtimes' is not defined for FI objects with slope and bias scaling when "
+                         "CastBeforeSum is false."};
+    const Raised complexSlope{"fixedpoint:fi:complexslopebiasnotdefined",
+                              "Function 'mtimes' is only supported for complex-value FI objects that have an integer "
+                              "power of 2 slope, and a bias of 0."};
+    const Raised mode{"fixedpoint:fi:mathmodeslopebiasnotdefined",
+                      "Math is only supported for slope-bias FIs when the ProductMode is SpecifyPrecision."};
+    const Raised notTwo{"fixedpoint:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D."};
+    const Raised inner{"fixedpoint:fi:innerdim", "Inner matrix dimensions must agree."};
+    const Row rows[] = {
+        {zeros({2, 3}, s8, full), zeros({2, 3}, s8, full), inner},
+        {zeros({2, 3}, s8, full), zeros({0, 0}, s8, full), inner},
+        {zeros({2, 3}, s8, full), zeros({2, 3, 2}, s8, full), notTwo},
+        {zeros({2, 3, 2}, s8, full), zeros({2, 3}, s8, full), notTwo},
+        {zeros({2, 3}, slope, full), zeros({2, 3, 2}, s8, full), mode},
+        {zeros({2, 3}, s8, slopedSums), zeros({2, 3}, s8, slopedSums), mode},
+        {zeros({2, 2}, s8, specified, true), zeros({2, 2}, slope, specified), complexSlope},
+        {zeros({2, 2}, slope, specified), scalar(0.5, slope, uncast),
+         Raised{"fixedpoint:fi:fimathmismatch", "FIMATH of both operands must be equal."}},
+        {zeros({2, 2}, slope, uncast), zeros({2, 2}, slope, uncast), notCast},
+        {zeros({2, 3}, s8, narrow),
+         zeros({3, 2}, s8, narrow),
+         {"fixedpoint:fi:MaxSumWordLengthExceeded",
+          "MaxSumWordLength is 16 bits and a minimum word length of 18 bits is necessary to guarantee that this sum or "
+          "difference can be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum to "
+          "grow to a larger word length."}},
+        {zeros({2, 2}, s8, full),
+         zeros({2, 2}, plainType(TypeMode::Boolean), full),
+         {"fixedpoint:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type."}},
+    };
+    for (const Row& row : rows) {
+        const Snapshot before[] = {snapshotOf(row.a), snapshotOf(row.b)};
+        EXPECT_EQ(raisedBy([&] { product(row.a, row.b); }), row.wanted);
+        EXPECT_EQ(snapshotOf(row.a), before[0]);
+        EXPECT_EQ(snapshotOf(row.b), before[1]);
+    }
+    // One element needs no sum, and so no cast.
+    EXPECT_EQ(raisedBy([&] { product(zeros({2, 2}, slope, uncast), scalar(1.5, slope, uncast)); }), Raised{});
+}
+
+}  // namespace
