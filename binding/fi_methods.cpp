@@ -7,6 +7,7 @@
 
 #include "binding/EmbeddedFiSetMethodInfo.h"
 #include "binding/FiOMClass.h"
+#include "binding/FiProductMethods.h"
 #include "binding/FiSumMethods.h"
 #include "binding/FimathOMClass.h"
 #include "binding/NumericTypeOMClass.h"
@@ -15,6 +16,7 @@
 #include "binding/fi_comparison_methods.h"
 #include "binding/fi_constant_methods.h"
 #include "binding/fi_indexing_methods.h"
+#include "binding/fi_reduction_methods.h"
 #include "binding/fi_tables.h"
 #include "binding/methods.h"
 #include "binding/new_fi.h"
@@ -275,8 +277,14 @@ constexpr MethodRow fiMethods[] = {
     {"bitset", plain<bitsetSignatures, setBits>},
     {"stridesort", plain<fiToSorted, giveSorted>},
     {"stridesort2", plain<fiToSortedWithPlaces, giveSortedWithPlaces>},
+    {"leadingdimension_sum", plain<fiToFi, giveLeadingDimensionSum>},
     {"plus", record<FiPlusMethodInfo>},
     {"minus", record<FiMinusMethodInfo>},
+    {"times", record<FiTimesMethodInfo>},
+    {"mtimes", record<FiMtimesMethodInfo>},
+    {"convF", record<FiConvFMethodInfo>},
+    {"convS", record<FiConvSMethodInfo>},
+    {"convV", record<FiConvVMethodInfo>},
     {"get_element", plain<elementToFi, giveElement>},
     {"set_element", plain<elementAndValue, setElement>},
     {"binaryop_complex", record<FiComplexMethodInfo>},

@@ -1,0 +1,208 @@
+// The road of products and convolutions from the host's call to a result: values, what is refused, what is reported.
+#include <vector>
+
+#include "tests/binding/session_support.h"
+
+namespace {
+
+class ProductRoad : public BindingTest {
+ protected:
+    void TearDown() override {
+        logging(false);
+        BindingTest::TearDown();
+    }
+    /// The switch is the system's own: no user may set it.
+    void logging(bool isOn) {
+        const Value any = session.construct("embedded.fi");
+        const std::uint8_t value = isOn ? 1 : 0;
+        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
+                                                                      any.interface(), &value);
+    }
+    double count(const char* method, const Value& object) { return session.call(method, {object}).toDouble(); }
+    /// Integers in words of 8 bits, by rules of these fields.
+    Value column(const std::vector<double>& values, const Value& math) {
+        return fi(Value::matrix(values.size(), 1, values), type(true, 8, 0), math);
+    }
+    Value complexScalar(double re, double im, const Value& math) {
+        return fi(Value::complex(re, im), type(true, 8, 0), math);
+    }
+    Value transposed(const std::vector<double>& values, const Value& math) {
+        return fi(Value::matrix(1, values.size(), values), type(true, 8, 0), math);
+    }
+};
+
+const std::vector<double> three = {1, 2, 3};
+const std::vector<double> four = {0.5, -0.25, 0.125, -1.0};
+
+TEST_F(ProductRoad, TypesAndValuesOfEveryMix) {
+    const Value full = rules({{"RoundMode", "nearest"}});
+    const Value a = column(three, full);
+    const Value row = transposed({1, 10}, full);
+    struct Row {
+        const char* method;
+        Value a;
+        Value b;
+        std::vector<double> wanted;
+        const char* type;
+    };
+    const Row rows[] = {
+        {"times", a, a, {1, 4, 9}, "s16,0"},
+        // A partner made of an array keeps the word length and takes the binary point that its values need.
+        {"times", a, 1.5, {1.5, 3, 4.5}, "s16,6"},
+        {"times", 1.5, a, {1.5, 3, 4.5}, "s16,6"},
+        {"mtimes", a, row, {1, 2, 3, 10, 20, 30}, "s16,0"},
+        {"mtimes", transposed(three, full), a, {14}, "s18,0"},
+        {"mtimes", a, 1.5, {1.5, 3, 4.5}, "s16,6"},
+        {"convF", a, row, {1, 12, 23, 30}, "s17,0"},
+        {"convS", a, row, {12, 23, 30}, "s17,0"},
+        {"convV", a, row, {12, 23}, "s17,0"},
+        {"convF", a, Value(1.5), {1.5, 3, 4.5}, "s16,6"},
+    };
+    for (const Row& given : rows) {
+        SCOPED_TRACE(testing::Message() << given.method << " " << given.a << " " << given.b);
+        const Value result = session.call(given.method, {given.a, given.b});
+        EXPECT_EQ(valuesOf(result), given.wanted);
+        EXPECT_EQ(typeOf(result), given.type);
+    }
+    EXPECT_EQ(valuesOf(session.call("leadingdimension_sum", {a})), std::vector<double>{6});
+    EXPECT_EQ(typeOf(session.call("leadingdimension_sum", {a})), "s10,0");
+    EXPECT_EQ(valuesOf(a), three);
+    const Value square = session.call("times", {complexScalar(1, 2, full), complexScalar(1, 2, full)});
+    EXPECT_EQ(square.get("double"), Value::complex(-3, 4));
+    EXPECT_EQ(typeOf(square), "s17,0");
+    EXPECT_FALSE(session.call("isfimathlocal", {session.call("convF", {a, row})}).toBool());
+    EXPECT_TRUE(session.call("isfimathlocal", {session.call("mtimes", {a, row})}).toBool());
+}
+
+TEST_F(ProductRoad, EmptyArraysAreEmptyOperands) {
+    const Value a = s16(0.5);
+    for (const char* method : {"times", "mtimes"}) {
+        const Value result = session.call(method, {a, Value()});
+        EXPECT_EQ(session.call("size", {result}).toDoubles(), (std::vector<double>{0, 0})) << method;
+        EXPECT_EQ(typeOf(result), "s32,30") << method;
+    }
+    EXPECT_EQ(session.call("size", {session.call("convF", {Value(), Value(a)})}).toDoubles(),
+              (std::vector<double>{1, 0}));
+    EXPECT_EQ(thrownBy([&] {
+                  session.call("mtimes", {s16(four), Value()});
+              }),
+              (Raised{"fixedpoint:fi:innerdim", "Inner matrix dimensions must agree."}));
+}
+
+TEST_F(ProductRoad, OnlyTheDecidingOperandIsRefusedForBooleans) {
+    const Value boolean = fi(true, type("Boolean"));
+    for (const char* method : {"times", "mtimes", "convF", "convS", "convV"}) {
+        const std::string name = method;
+        EXPECT_EQ(thrownBy([&] {
+                      session.call(method, {boolean, s16(0.5)});
+                  }),
+                  (Raised{"fixedpoint:fi:" + name + ":boolean:notallowed",
+                          "Function '" + name + "' is not defined for FI objects of data type 'boolean'."}));
+        EXPECT_EQ(thrownBy([&] {
+                      session.call(method, {s16(0.5), boolean});
+                  }),
+                  (Raised{"fixedpoint:fi:nobooleanmath",
+                          "Math operations are not allowed on FI objects with boolean data type."}));
+    }
+}
+
+TEST_F(ProductRoad, CountsTheOperationsBehindAResult) {
+    logging(true);
+    const Value cast = rules({{"CastBeforeSum", true}});
+    const Value direct = rules({{"CastBeforeSum", false}});
+    struct Row {
+        const char* why;
+        const char* method;
+        Value a;
+        Value b;
+        double operations, mathOperations;
+    };
+    const Value a = column(three, cast);
+    const Value row = transposed({1, 2}, cast);
+    const Value z = complexScalar(1, 2, cast);
+    const Value zDirect = complexScalar(1, 2, direct);
+    const Row rows[] = {
+        {"real", "times", a, a, 3, 3},
+        {"one complex", "times", a, z, 6, 6},
+        {"both complex", "times", z, z, 9, 6},
+        {"both complex", "times", zDirect, zDirect, 6, 6},
+        {"matrices", "mtimes", transposed(three, cast), a, 12, 6},
+        {"matrices", "mtimes", transposed(three, direct), column(three, direct), 6, 6},
+        {"a scalar on the left counts columns", "mtimes", column({2}, cast), a, 1, 1},
+        {"a scalar on the left counts columns", "mtimes", column({2}, cast), row, 2, 2},
+        {"a scalar on the right", "mtimes", a, column({2}, cast), 3, 3},
+        {"one complex scalar", "mtimes", a, z, 6, 6},
+        {"two complex scalars", "mtimes", z, z, 8, 6},
+        {"all of a convolution", "convF", a, row, 24, 12},
+        {"a convolution casts by the global rules", "convF", column(three, direct), zDirect, 24, 12},
+        {"the middle of a convolution", "convS", a, row, 20, 10},
+        {"a convolution without padding", "convV", a, row, 16, 8},
+    };
+    for (const Row& given : rows) {
+        const Value result = session.call(given.method, {given.a, given.b});
+        EXPECT_EQ(count("noperations", result), given.operations) << given.why;
+        EXPECT_EQ(count("nmathoperations", result), given.mathOperations) << given.why;
+    }
+    EXPECT_TRUE(session.takeWarnings().empty());
+}
+
+TEST_F(ProductRoad, WarnsOfProductsAndSumsApart) {
+    const Value narrow = rules({{"ProductMode", "SpecifyPrecision"},
+                                {"ProductWordLength", 8},
+                                {"ProductFractionLength", 0},
+                                {"SumMode", "SpecifyPrecision"},
+                                {"SumWordLength", 8},
+                                {"SumFractionLength", 0}});
+    const Value a = column({100, 100, 2}, narrow);
+    const Value b = fi(Value::matrix(3, 1, std::vector<double>{2, 0.5, 0.125}), type(true, 8, 4), narrow);
+    session.call("times", {a, b});
+    EXPECT_TRUE(session.takeWarnings().empty());
+
+    logging(true);
+    session.call("resetgloballog", {a});
+    const Value products = session.call("times", {a, b});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:overflow", "1 product overflow occurred in the fi .* operation."},
+                                    {"fi:underflow", "1 product underflow occurred in the fi .* operation."}}));
+    EXPECT_EQ(count("noverflows", products), 1);
+    EXPECT_EQ(count("nunderflows", products), 1);
+
+    const Value large = transposed({100, 100, 100}, narrow);
+    const Value ones = column({1, 1, 2}, narrow);
+    const Value sum = session.call("mtimes", {large, ones});
+    EXPECT_EQ(valuesOf(sum), std::vector<double>{127});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:overflow", "1 product overflow occurred in the fi * operation."},
+                                    {"fi:overflow", "2 sum overflows occurred in the fi * operation."}}));
+    EXPECT_EQ(count("noverflows", sum), 3);
+
+    // Sums of a convolution follow the global rules, and their type those of the operands.
+    session.call("convV", {large, column({1, 1}, narrow)});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:overflow", "3 sum overflows occurred in the fi conv operation."}}));
+    session.call("displaygloballog", {a});
+    const std::string printed = session.takePrinted();
+    EXPECT_NE(printed.find("FI sum overflows        : 5\n"), std::string::npos) << printed;
+    EXPECT_NE(printed.find("FI product overflows    : 2\n"), std::string::npos) << printed;
+    EXPECT_NE(printed.find("FI product underflows   : 1\n"), std::string::npos) << printed;
+
+    const Value columnSum = session.call("leadingdimension_sum", {column({100, 100, -100}, narrow)});
+    EXPECT_EQ(valuesOf(columnSum), std::vector<double>{27});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:overflow", "1 overflow occurred in the fi sum operation."}}));
+}
+
+// The complex operand does the work of a real one on its left, and the report is still that of the left one.
+TEST_F(ProductRoad, ReportsSwappedOperandsWithTheLeftOne) {
+    const Value narrow =
+        rules({{"ProductMode", "SpecifyPrecision"}, {"ProductWordLength", 8}, {"ProductFractionLength", 0}});
+    logging(true);
+    const Value a = column({100, 1}, narrow);
+    session.call("times", {a, complexScalar(2, -2, narrow)});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:overflow", "2 product overflows occurred in the fi .* operation."}}));
+    session.call("times", {a, complexScalar(1, 1, narrow)});
+    EXPECT_TRUE(session.takeWarnings().empty());
+}
+
+}  // namespace
