@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "logging/filog.h"
 #include "tests/support/errors.h"
 #include "tests/support/product_oracle.h"
 
@@ -176,14 +177,28 @@ TEST(MatrixProducts, WithOneElementAreProductsByElement) {
     }
 }
 
-// The log of the right operand is written to the log map once, though a view of the operand is made and goes.
-TEST(MatrixProducts, LeaveNoLogOfTheRightOperandBehind) {
+// Views of the right operand and of its registers come and go, and none of their logs reaches the log map: each log is
+// written by its owner.
+TEST(MatrixProducts, WriteNoLogOfAnOperandThatLives) {
     const LoggingOn logging;
-    const fi a = matrix(2, {1, 2, 3, 4}, fixedType(true, 8, 0), mathRules(kFull, kFull));
-    const std::uint64_t operations = a.getNoperations();
-    EXPECT_GT(operations, 0U);
-    const FiOwner result = product(a, a);
-    EXPECT_EQ(a.getNoperations(), operations);
+    const fimath rules = mathRules(kSpecify, kFull, 8, 0);
+    const fi a = matrix(2, {1, 2, 3, 4}, fixedType(true, 8, 0), rules);
+    const std::vector<double> large{200, 1};
+    const Sizes sizes{2, 1};
+    const fi b(large.data(), large.data(), sizes.data(), 2, fixedType(true, 8, 0), rules, "b", true,
+               Operation::Assignment);
+    EXPECT_EQ(b.getNoverflows(), 2U);
+    embedded::setFeatureFiTagLogging(true);
+    qlogger::setLogType(embedded::LogTypeEnum::WriteLogMap);
+    const FiOwner results[] = {product(a, b), FiOwner(&a.convF(b)), FiOwner(&b.convF(a))};
+    const std::size_t written =
+        filog::getLogMap().count("b|Assignment|s8,0") + filog::getLogMap().count("b|Product|s8,0");
+    qlogger::setLogType({});
+    embedded::setFeatureFiTagLogging(false);
+    filog::clearglobalfilogs();
+    EXPECT_EQ(written, 0U);
+    EXPECT_EQ(b.getNoverflows(), 2U);
+    EXPECT_EQ(results[0]->numel(), 2U);
 }
 
 // Slope and bias.
