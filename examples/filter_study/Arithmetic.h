@@ -1,0 +1,63 @@
+// The words of a fixed-point filter: coefficients, data, products and sums, with the rounding and overflow of the two
+// latter.
+//
+// All words are signed. Types are the host's: a product or sum is kept in full, keeps its least or its most significant
+// bits in a word of given length, or has a word and a fraction of its own.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <string>
+
+#include "examples/word_length_study/Format.h"
+
+namespace filterstudy {
+
+using study::Overflow;
+using study::Round;
+
+/// Bit 0 of the word weighs 2^-fraction.
+struct Word {
+    int bits = 16;
+    int fraction = 15;
+    auto operator<=>(const Word&) const = default;
+};
+
+/// "s16,15"
+std::string nameOf(Word word);
+
+enum class Keep { Full, Lsb, Msb, Specified };
+
+/// The mode as the rules of the host call it: "FullPrecision", "KeepLSB", "KeepMSB", "SpecifyPrecision".
+const char* nameOf(Keep keep);
+
+/// How a product or a sum gets its word: `bits` counts in all modes but Full, `fraction` in Specified.
+struct Keeping {
+    Keep keep = Keep::Full;
+    Word word{};
+    auto operator<=>(const Keeping&) const = default;
+};
+
+struct Arithmetic {
+    Word coefficient;
+    Word data;
+    Keeping product;
+    Keeping sum;
+    Round round = Round::Nearest;  // of products and sums; coefficients and data are rounded to nearest
+    Overflow overflow = Overflow::Saturate;
+    auto operator<=>(const Arithmetic&) const = default;
+};
+
+Word productWord(const Arithmetic& arithmetic);
+
+/// The word of a sum of `terms` products, which is the filter's output.
+Word sumWord(const Arithmetic& arithmetic, std::size_t terms);
+
+/// Returns ceil(log2(terms)), by which a sum in full grows.
+int growthBits(std::size_t terms);
+
+/// What the words cost in hardware, in cells of about one full adder: coefficient bits times data bits for the
+/// multiplier, and the bits of the product and of the sum register.
+int costOf(const Arithmetic& arithmetic, std::size_t terms);
+
+}  // namespace filterstudy

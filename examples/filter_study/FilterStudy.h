@@ -1,0 +1,50 @@
+// The whole study: the filter, the pairs of word lengths, the choice, and what its neighbours cost.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "examples/filter_study/HostFilter.h"
+#include "examples/filter_study/Options.h"
+#include "examples/filter_study/lowPass.h"
+#include "examples/filter_study/search.h"
+#include "examples/word_length_study/Recording.h"
+
+namespace filterstudy {
+
+struct Row {
+    std::string name;  // what tells the row from the others of its section
+    Outcome outcome;
+    int cost = 0;
+};
+
+struct Section {
+    std::string heading;
+    std::vector<Row> rows;
+};
+
+struct FilterStudy {
+    LowPass filter;
+    double cutoffHz = 0.0;
+    std::vector<double> coefficients;
+    std::size_t stretchBegin = 0;
+    std::size_t stretchLength = 0;
+    double referenceNanosecondsPerTap = 0.0;
+    std::vector<Pair> pairs;
+    std::vector<Section> sections;  // around the choice, or around the longest words when there is none
+    std::vector<Row> measured;      // every row, once, in the order of measuring
+    std::optional<Row> chosen;      // on the whole recording
+    Outcome tapByTap;               // at the centre, on the stretch
+    Arithmetic centre;              // of the sections
+};
+
+/// Conducts the study of a recording that is finite and not empty. Throws a StudyError (BadArguments) for a cutoff that
+/// is not below half of the rate, (WordsDiffer) when the library and the integer model disagree, and
+/// hostref::HostError.
+FilterStudy conduct(const Options& options, const study::Recording& recording);
+
+/// Returns where the stretch begins whose power is nearest to the power of all samples.
+std::size_t typicalStretch(std::span<const double> samples, std::size_t length);
+
+}  // namespace filterstudy

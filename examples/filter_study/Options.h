@@ -1,0 +1,34 @@
+// The command line of the filter study.
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "examples/filter_study/Plan.h"
+
+namespace filterstudy {
+
+struct Options {
+    std::string signal;
+    int channel = 1;  // counted from 1
+    double gainDb = 0.0;
+    double wantedDb = 60.0;
+    int taps = 64;
+    std::optional<double> cutoffHz;  // absent: a twelfth of the sample rate
+    double attenuationDb = 70.0;
+    Grid grid;
+    Round round = Round::Nearest;
+    Overflow overflow = Overflow::Saturate;
+    std::size_t stretch = 0;  // samples the grid is measured on
+    std::string folder;       // for the files; empty: none
+    std::string csvFile;      // empty: none
+};
+
+/// Reads the arguments (without the program's name). Returns nothing when help was asked for and printed to `out`.
+/// Throws a StudyError (BadArguments) with the reason.
+std::optional<Options> parseOptions(std::span<const std::string> arguments, std::ostream& out);
+
+}  // namespace filterstudy

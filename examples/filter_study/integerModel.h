@@ -1,0 +1,32 @@
+// The filter in integers, as hardware computes it, sharing no code with the library: what its output and counts are
+// compared with, bit for bit.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "examples/filter_study/Arithmetic.h"
+
+namespace filterstudy {
+
+struct ModelOutput {
+    std::vector<std::int64_t> words;       // stored integers of the output
+    std::uint64_t productOverflows = 0;    // products outside their word
+    std::uint64_t sumOverflows = 0;        // partial sums outside their word
+    std::uint64_t loggedSumOverflows = 0;  // the number the log of a convolution gives for them, see below
+};
+
+/// Returns the stored integers of finite values rounded to nearest (ties up) and saturated.
+std::vector<std::int64_t> storedIntegers(std::span<const double> values, Word word);
+
+/// Returns the central part of the convolution. Each product is rounded and bounded, then each partial sum, in the
+/// order of rising samples. Words have at most 54 bits, and the fractions of a product, its full form and the sum lie
+/// within 64 of one another.
+///
+/// The log of a convolution takes over the running count of its register after every output, so that an early overflow
+/// is in it as often as outputs follow: `loggedSumOverflows`.
+ModelOutput integerFilter(std::span<const std::int64_t> data, std::span<const std::int64_t> coefficients,
+                          const Arithmetic& arithmetic);
+
+}  // namespace filterstudy

@@ -1,0 +1,130 @@
+#include "examples/filter_study/program.h"
+
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <system_error>
+
+#include "examples/filter_study/FilterStudy.h"
+#include "examples/filter_study/Options.h"
+#include "examples/filter_study/coefficientFiles.h"
+#include "examples/filter_study/integerModel.h"
+#include "examples/filter_study/soundFile.h"
+#include "examples/filter_study/table.h"
+#include "examples/word_length_study/Recording.h"
+#include "examples/word_length_study/StudyError.h"
+#include "examples/word_length_study/writeBeside.h"
+#include "host/ErrorIdException.h"
+#include "host/reference/HostError.h"
+
+namespace filterstudy {
+namespace {
+
+namespace fs = std::filesystem;
+using study::ExitCode;
+using study::StudyError;
+
+void checkOutputs(const Options& options) {
+    std::error_code ignored;
+    for (const fs::path& output : {fs::path(options.csvFile), fs::path(options.folder) / "filtered.wav"}) {
+        if (!output.empty() && fs::equivalent(output, options.signal, ignored)) {
+            throw StudyError(ExitCode::BadArguments, "an output would replace the recording " + options.signal);
+        }
+    }
+}
+
+void makeFolder(const std::string& folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (!error && !fs::is_directory(folder, error)) error = std::make_error_code(std::errc::not_a_directory);
+    if (error) throw StudyError(ExitCode::NotWritten, folder + ": cannot be made: " + error.message());
+}
+
+void writeText(const fs::path& path, const std::string& text) {
+    study::writeBeside(path.string(), [&text](std::FILE* file) { std::fwrite(text.data(), 1, text.size(), file); }, {});
+}
+
+/// Writes a text of coefficients, and keeps it only if the integers can be read from it again.
+template <class Read>
+void writeCoefficients(const fs::path& path, const std::string& text, std::span<const std::int64_t> integers,
+                       Read&& read) {
+    const auto check = [&](std::FILE* file) {
+        std::string found(text.size() + 1, '\0');
+        found.resize(std::fread(found.data(), 1, found.size(), file));
+        const auto again = read(found);
+        if (!std::equal(again.begin(), again.end(), integers.begin(), integers.end())) {
+            throw StudyError(ExitCode::WordsDiffer, path.string() + ": was read back differently; not kept");
+        }
+    };
+    study::writeBeside(
+        path.string(), [&text](std::FILE* file) { std::fwrite(text.data(), 1, text.size(), file); }, check);
+}
+
+void writeFiles(const Options& options, const study::Recording& recording, const FilterStudy& study,
+                std::ostream& out) {
+    makeFolder(options.folder);
+    const fs::path folder = options.folder;
+    const Arithmetic& arithmetic = study.chosen->outcome.arithmetic;
+    const auto integers = storedIntegers(study.coefficients, arithmetic.coefficient);
+    const Coefficients coefficients{integers, arithmetic.coefficient, titleOf(study, recording.sampleRate)};
+    writeCoefficients(folder / "coefficients.h", cHeaderText(coefficients, arithmetic), integers, integersOfCHeader);
+    writeCoefficients(folder / "coefficients.hex", hexadecimalText(coefficients), integers,
+                      [&](const std::string& text) { return integersOfWords(text, 16, arithmetic.coefficient.bits); });
+    writeCoefficients(folder / "coefficients.bin", binaryText(coefficients), integers,
+                      [&](const std::string& text) { return integersOfWords(text, 2, arithmetic.coefficient.bits); });
+
+    const Outcome& outcome = study.chosen->outcome;
+    const std::string encoding = writeSound((folder / "filtered.wav").string(), outcome.values, recording.sampleRate);
+    out << "  Written to " << options.folder << ": filtered.wav (" << encoding
+        << "), coefficients.h, coefficients.hex, coefficients.bin.\n";
+}
+
+void studyRecording(const Options& options, std::ostream& out) {
+    checkOutputs(options);
+    study::Recording recording = study::readRecording(options.signal, options.channel);
+    study::applyGain(recording, options.gainDb);
+    const FilterStudy result = conduct(options, recording);
+    printStudy(out, recording, options, result);
+    out << "  All " << result.measured.size() + (result.chosen ? 1 : 0)
+        << " outputs and their overflows were found equal, bit for bit, to those of an integer model\n"
+           "  that shares no code with the library.\n";
+    if (!options.csvFile.empty()) {
+        writeText(options.csvFile, csvText(result));
+        out << "  Rows written to " << options.csvFile << ".\n";
+    }
+    if (!options.folder.empty()) {
+        if (!result.chosen) {
+            throw StudyError(ExitCode::NothingChosen,
+                             options.folder + ": nothing written, since no words of the grid keep the ratio");
+        }
+        writeFiles(options, recording, result, out);
+    }
+}
+
+}  // namespace
+
+int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err) {
+    const auto fail = [&err](ExitCode code, const std::string& message) {
+        err << "filter_study: " << message << '\n';
+        if (code == ExitCode::BadArguments) err << "Run with --help for the options.\n";
+        return static_cast<int>(code);
+    };
+    try {
+        if (const auto options = parseOptions(arguments, out)) studyRecording(*options, out);
+        out.flush();
+        if (!out) return fail(ExitCode::NotWritten, "the tables cannot be written to standard output");
+        return static_cast<int>(ExitCode::Done);
+    } catch (const StudyError& error) {
+        return fail(error.code(), error.what());
+    } catch (ErrorIdException* error) {
+        const std::unique_ptr<ErrorIdException> owner(error);
+        return fail(ExitCode::Unexpected, std::string(error->getId()) + ": " + error->getMessage());
+    } catch (const hostref::HostError& error) {
+        return fail(ExitCode::Unexpected, error.id() + ": " + error.what());
+    } catch (const std::exception& error) {
+        return fail(ExitCode::Unexpected, error.what());
+    }
+}
+
+}  // namespace filterstudy

@@ -1,0 +1,14 @@
+// The whole program behind `main`, with its streams handed in.
+#pragma once
+
+#include <iosfwd>
+#include <span>
+#include <string>
+
+namespace filterstudy {
+
+/// Runs the program on its arguments (without its name) and returns the exit code, a `study::ExitCode`. The tables go
+/// to `out`, errors, one line each, to `err`.
+int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err);
+
+}  // namespace filterstudy

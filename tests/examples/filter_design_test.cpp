@@ -1,0 +1,92 @@
+// The low-pass of the filter study, against its response worked out in cosines, and its output against sums by hand.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <random>
+#include <vector>
+
+#include "examples/filter_study/lowPass.h"
+
+namespace {
+
+using filterstudy::LowPass;
+
+/// The response of symmetric coefficients has no imaginary part once the delay is taken away.
+double amplitude(const std::vector<double>& coefficients, double frequency) {
+    const double middle = (static_cast<double>(coefficients.size()) - 1.0) / 2.0;
+    double sum = 0.0;
+    for (std::size_t i = 0; i < coefficients.size(); ++i) {
+        sum += coefficients[i] * std::cos(2.0 * std::numbers::pi * frequency * (static_cast<double>(i) - middle));
+    }
+    return sum;
+}
+
+TEST(LowPass, KeepsWhatItsWindowPromises) {
+    const LowPass filters[] = {{64, 4000.0 / 48000.0, 70.0},
+                               {63, 0.1, 60.0},
+                               {200, 0.25, 90.0},
+                               {33, 0.2, 40.0},
+                               {128, 0.06, 50.0},
+                               {101, 0.3, 25.0}};
+    for (const LowPass& filter : filters) {
+        SCOPED_TRACE(testing::Message() << filter.taps << " taps, cutoff " << filter.cutoff);
+        const auto coefficients = designLowPass(filter);
+        ASSERT_EQ(coefficients.size(), static_cast<std::size_t>(filter.taps));
+        for (std::size_t i = 0; i < coefficients.size(); ++i) {
+            EXPECT_EQ(coefficients[i], coefficients[coefficients.size() - 1 - i]) << i;
+        }
+        EXPECT_NEAR(amplitude(coefficients, 0.0), 1.0, 1e-14);
+        EXPECT_NEAR(amplitude(coefficients, filter.cutoff), 0.5, 0.01);
+
+        // Kaiser's formulas are good to a dB or two; the pass band has the ripple of the stop band and its own sag.
+        const double ripple = std::pow(10.0, -(filter.attenuationDb - 1.5) / 20.0);
+        const double half = transitionWidth(filter) / 2.0;
+        double worst = std::fabs(amplitude(coefficients, filter.cutoff + half));
+        for (int i = 0; i <= 5000; ++i) {
+            const double frequency = i * 1e-4;
+            const double gain = amplitude(coefficients, frequency);
+            if (frequency <= filter.cutoff - half) {
+                EXPECT_NEAR(gain, 1.0, 1.5 * ripple) << frequency;
+            }
+            if (frequency >= filter.cutoff + half) {
+                EXPECT_LE(std::fabs(gain), ripple) << frequency;
+                worst = std::max(worst, std::fabs(gain));
+            }
+        }
+        EXPECT_NEAR(filterstudy::greatestGainDb(coefficients, filter.cutoff + half), 20.0 * std::log10(worst), 0.3);
+        EXPECT_NEAR(filterstudy::gainDb(coefficients, filter.cutoff),
+                    20.0 * std::log10(amplitude(coefficients, filter.cutoff)), 1e-9);
+    }
+}
+
+TEST(LowPass, OutputIsTheMiddleOfTheFullConvolution) {
+    std::mt19937 random(20261121);
+    std::uniform_int_distribution<int> spread(-1000, 1000);  // so that sums in doubles are exact in any order
+    for (const std::size_t taps : {2U, 3U, 7U, 8U, 64U}) {
+        for (const std::size_t count : {1U, 2U, 5U, 64U, 100U}) {
+            std::vector<double> samples(count);
+            std::vector<double> coefficients(taps);
+            for (double& sample : samples) sample = spread(random);
+            for (double& coefficient : coefficients) coefficient = spread(random);
+            std::vector<double> full(count + taps - 1);
+            std::vector<int> products(full.size());
+            for (std::size_t i = 0; i < count; ++i) {
+                for (std::size_t j = 0; j < taps; ++j) {
+                    full[i + j] += samples[i] * coefficients[j];
+                    ++products[i + j];
+                }
+            }
+            const auto offset = static_cast<std::size_t>(std::ceil((static_cast<double>(taps) - 1.0) / 2.0));
+            const auto begin = static_cast<std::ptrdiff_t>(offset);
+            const auto end = begin + static_cast<std::ptrdiff_t>(count);
+            EXPECT_EQ(filterstudy::filtered(samples, coefficients),
+                      std::vector<double>(full.begin() + begin, full.begin() + end));
+            std::size_t inMiddle = 0;
+            for (auto i = offset; i < offset + count; ++i) inMiddle += static_cast<std::size_t>(products[i]);
+            EXPECT_EQ(filterstudy::productCount(count, taps), inMiddle);
+        }
+    }
+}
+
+}  // namespace
