@@ -1,20 +1,27 @@
 # The thin front: every target installs what it lacks, builds what it needs and does its work.
 #
-#   make run [SIGNAL=file] [ARGS="--snr 60 --out words.hex"]   the word length study of a recording
-#   make tour                                                   first steps with an array of the host
-#   make test                                                   all tests
+#   make run [SIGNAL=file] [ARGS="--snr 60"] [OUT=folder]        the filter study of a recording
+#   make words [SIGNAL=file] [ARGS="--snr 60 --out words.hex"]   its word length study
+#   make tour                                                    first steps with an array of the host
+#   make test                                                    all tests
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
 
 SIGNAL ?= /usr/share/sounds/alsa/Front_Center.wav
 ARGS ?=
+OUT ?= build/filter_study
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
-.PHONY: run tour test bench format format-check tidy sanitize fuzz coverage install clean
+.PHONY: run words tour test bench format format-check tidy sanitize fuzz coverage install clean
 
 run:
+	@tools/install-deps build run
+	@tools/build release filter_study
+	@build/release/examples/filter_study "$(SIGNAL)" --out "$(OUT)" $(ARGS)
+
+words:
 	@tools/install-deps build run
 	@tools/build release word_length_study
 	@build/release/examples/word_length_study "$(SIGNAL)" $(ARGS)
