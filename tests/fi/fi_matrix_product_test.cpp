@@ -1,6 +1,7 @@
 // Matrix products: types of the sums, values and counts against exact rationals, the way to `times`, errors.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "logging/filog.h"
@@ -191,12 +192,12 @@ TEST(MatrixProducts, WriteNoLogOfAnOperandThatLives) {
     embedded::setFeatureFiTagLogging(true);
     qlogger::setLogType(embedded::LogTypeEnum::WriteLogMap);
     const FiOwner results[] = {product(a, b), FiOwner(&a.convF(b)), FiOwner(&b.convF(a))};
-    const std::size_t written =
-        filog::getLogMap().count("b|Assignment|s8,0") + filog::getLogMap().count("b|Product|s8,0");
+    const auto written =
+        std::ranges::count_if(filog::getLogMap(), [](const auto& entry) { return entry.first.starts_with("b|"); });
     qlogger::setLogType({});
     embedded::setFeatureFiTagLogging(false);
     filog::clearglobalfilogs();
-    EXPECT_EQ(written, 0U);
+    EXPECT_EQ(written, 0);
     EXPECT_EQ(b.getNoverflows(), 2U);
     EXPECT_EQ(results[0]->numel(), 2U);
 }
