@@ -27,6 +27,7 @@
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
 
+class EnumStringType;
 class FiOMClass;
 class OMInterface;
 
@@ -591,6 +592,8 @@ class TOLVANE_API fi {
     fi* sqrtBisection(const fimath& rules) const;
     fi* sqrtBisection(const NumericType& type, const fimath& rules) const;
     NumericType getNumericTypeForSqrtBisection() const;
+    /// Names the methods that have names; as the enumerations of `embedded`. Roots are found by bisection.
+    static EnumStringType* getSquareRootMethodEnum();
     /// Make a new array of absolute values of real data; a most negative value passes the quantizer after the negation.
     /// Raise "fixedpoint:fi:abs:binarypointonly" and "fixedpoint:fi:realabs:nocomplex".
     fi* realabs() const;
@@ -846,6 +849,8 @@ class TOLVANE_API fi {
     /// The product of current elements where a type or the rules have slope and bias.
     fi& multiplySlopeBias(const fi& b) const;
     void sqrtErrorMessage(const NumericType& type) const;
+    /// Finds the roots of all elements into zeros of a fixed-point type with rules of their own.
+    void bisectRoots(fi& roots) const;
 
     /// Makes a row of stored values of this type, by its rules.
     std::unique_ptr<fi> constants(std::initializer_list<const number*> values) const;

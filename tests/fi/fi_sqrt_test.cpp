@@ -1,0 +1,454 @@
+// Square roots against a bit search in exact rationals that takes the told roundings, and absolute values.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <sstream>
+
+#include "host/EnumStringType.h"
+#include "tests/support/arrays_of_fi.h"
+#include "tests/support/errors.h"
+#include "tests/support/exact_arrays.h"
+
+namespace {
+
+using Owner = std::unique_ptr<fi>;
+using Warnings = std::vector<HostCapture::Warning>;
+using ProductMode = fimath::ArithmeticModeEnum;
+
+const NumericType kDouble = plainType(TypeMode::Double);
+const NumericType kSingle = plainType(TypeMode::Single);
+const NumericType kBoolean = plainType(TypeMode::Boolean);
+
+NumericType scaledDoubleType(bool isSigned, int wordBits, int fractionBits) {
+    return NumericType(TypeMode::ScaledDoubleBinaryPoint, isSigned, wordBits, 1.0, -fractionBits, 0.0);
+}
+
+Rational highOf(const NumericType& type) {
+    return quantized(scaled(Rational(1), 9000), type, Rounding::floor, false);
+}
+Rational lowOf(const NumericType& type) {
+    return quantized(scaled(Rational(-1), 9000), type, Rounding::floor, false);
+}
+
+// Square roots.
+
+/// A root by its definition, with the counts of the squares on the way.
+class RootOracle {
+ public:
+    RootOracle(const NumericType& source, const NumericType& type, const fimath& rules, Rounding rounding, bool wraps)
+        : mSource(source),
+          mType(type),
+          mProduct(productType(type, rules)),
+          mRounding(rounding),
+          mWraps(wraps),
+          mCasts(rules.getCastBeforeSum()) {}
+
+    Rational root(const Rational& x) {
+        const Rational step = twoTo(mType.getFixedExponent());
+        Rational found = 0;
+        for (int bit = x == 0 ? 0 : mType.getWordLength() - (mType.isSigned() ? 1 : 0); bit > 0; --bit) {
+            const Rational trial = found + scaled(step, bit - 1);
+            if (square(trial, 2 * mType.getWordLength()) <= x) {
+                found = trial;
+            }
+        }
+        if (mRounding == Rounding::fix || mRounding == Rounding::floor || found >= highOf(mType)) {
+            return found;
+        }
+        const Rational low = square(found, 2 * mType.getWordLength());
+        const Rational next = found + step;
+        if (mRounding == Rounding::ceil) {
+            return x != 0 && low < x ? next : found;
+        }
+        const Rational high = square(next, mType.getWordLength());
+        const Rational lowDistance = difference(x, low, mSource.getWordLength());
+        const Rational highDistance = difference(high, x, 0);
+        return highDistance < lowDistance ? next : found;
+    }
+
+    std::uint64_t overflows = 0;
+    std::uint64_t underflows = 0;
+
+ private:
+    static NumericType productType(const NumericType& type, const fimath& rules) {
+        const int full = 2 * type.getWordLength();
+        const int exponent = 2 * type.getFixedExponent();
+        const int wordBits = rules.getProductWordLength();
+        switch (rules.getProductMode()) {
+            case ProductMode::FullPrecision:
+                return fixedType(type.isSigned(), full, -exponent);
+            case ProductMode::KeepLSB:
+                return fixedType(type.isSigned(), wordBits, -exponent);
+            case ProductMode::KeepMSB:
+                return fixedType(type.isSigned(), wordBits, -(full - wordBits + exponent));
+            default:
+                return fixedType(type.isSigned(), wordBits, rules.getProductFractionLength());
+        }
+    }
+    /// A result of a cell that holds the product type and at least so many bits.
+    Rational inCell(const Rational& exact, int bits) const {
+        const int cellBits = std::max(bits, mProduct.getWordLength());
+        return atPrecision(exact, cellBits <= 52 ? 53 : cellBits + 1);
+    }
+    Rational inProduct(const Rational& value) const { return quantized(value, mProduct, mRounding, mWraps); }
+
+    Rational square(const Rational& root, int cellBits) {
+        const Rational exact = inCell(root * root, cellBits);
+        const Rational unbounded =
+            quantized(exact, fixedType(true, 2000, mProduct.getFractionLength()), mRounding, false);
+        overflows += unbounded > highOf(mProduct) || unbounded < lowOf(mProduct) ? 1U : 0U;
+        underflows += exact != 0 && unbounded == 0 ? 1U : 0U;
+        return inProduct(exact);
+    }
+    Rational difference(const Rational& a, const Rational& b, int cellBits) const {
+        const Rational left = mCasts ? inProduct(a) : a;
+        const Rational right = mCasts ? inProduct(b) : b;
+        return inProduct(inCell(left - right, cellBits));
+    }
+
+    NumericType mSource;
+    NumericType mType;
+    NumericType mProduct;
+    Rounding mRounding;
+    bool mWraps;
+    bool mCasts;
+};
+
+NumericType defaultRootType(const NumericType& type) {
+    const int half = (type.getWordLength() + 1) / 2;
+    const int integerBits = type.getWordLength() + type.getFixedExponent();
+    const int halfIntegerBits = integerBits >= 0 ? (integerBits + 1) / 2 : integerBits / 2;
+    return fixedType(type.isSigned(), half, half - halfIntegerBits);
+}
+
+std::string plural(std::uint64_t count, const std::string& what) {
+    return std::to_string(count) + " product " + what + (count > 1 ? "s" : "") + " occurred in the fi sqrt operation.";
+}
+
+TEST(SquareRoot, IsTheOneOfTheBitSearchUnderEveryProductMode) {
+    Random random(5601);
+    for (int round = 0; round < 1500; ++round) {
+        const NumericType source = randomFixedType(random, random.oneIn(4) ? 150 : 30, false);
+        const bool hasDefaultType = random.oneIn(4);
+        const NumericType type =
+            hasDefaultType ? defaultRootType(source) : randomFixedType(random, random.oneIn(4) ? 100 : 20, false);
+        const Rounding rounding = random.pick(kRoundings);
+        const bool wraps = random.oneIn(2);
+        fimath rules = rulesOf(rounding, wraps);
+        rules.setProductMode(static_cast<ProductMode>(random.between(0, 3)));
+        rules.setProductWordLength(random.oneIn(2) ? random.between(1, 30) : random.between(20, 80));
+        rules.setProductFractionLength(2 * type.getFractionLength() + random.between(-6, 3));
+        rules.setMaxProductWordLength(1000);
+        rules.setCastBeforeSum(random.oneIn(2));
+        Part values;
+        for (int i = random.between(0, 4); i > 0; --i) {
+            Rational value = abs(randomValue(random, source));
+            if (value > highOf(source)) {
+                value = 0;
+            }
+            values.re.push_back(random.oneIn(6) ? Rational(0) : value);
+        }
+        const Owner x = arrayOf(values, source, rules);
+        const Snapshot before = snapshotOf(*x);
+        const bool logs = random.oneIn(2);
+        std::ostringstream what;
+        what << "seed " << random.seed() << " round " << round << ": " << source.tostring("") << " into "
+             << type.tostring("") << (logs ? ", logging, " : ", ") << rules.toString();
+
+        fi::setLogging(logs);
+        Warnings seen;
+        Owner result;
+        {
+            HostCapture host;
+            result.reset(hasDefaultType ? x->sqrtBisection() : x->sqrtBisection(type));
+            seen = host.warnings;
+        }
+        fi::setLogging(false);
+        RootOracle oracle(source, type, rules, rounding, wraps);
+        ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(type)) << what.str();
+        ASSERT_EQ(result->numel(), values.re.size()) << what.str();
+        for (std::size_t i = 0; i < values.re.size(); ++i) {
+            ASSERT_EQ(exactValue(result->real(i)), oracle.root(values.re[i]))
+                << what.str() << ", of " << text(values.re[i]);
+        }
+        Warnings wanted;
+        const NumericType natural = defaultRootType(source);
+        if (logs && (lowOf(natural) < lowOf(type) || highOf(natural) > highOf(type))) {
+            wanted.push_back({"fi:sqrt:outputrangetoosmall",
+                              "The range of the output type cannot represent the square root of the range of the input "
+                              "type."});
+        }
+        if (logs && oracle.overflows > 0) {
+            wanted.push_back({"fi:overflow", plural(oracle.overflows, "overflow")});
+        }
+        if (logs && oracle.underflows > 0) {
+            wanted.push_back({"fi:underflow", plural(oracle.underflows, "underflow")});
+        }
+        ASSERT_EQ(seen.size(), wanted.size()) << what.str();
+        ASSERT_EQ(seen, wanted) << what.str();
+        ASSERT_EQ(snapshotOf(*x), before) << what.str();
+    }
+}
+
+TEST(SquareRoot, RoundsByTheDistanceOfTheSquares) {
+    // 6.25 lies half way between 2 and 3 by the roots, and by the squares nearer to 4; 6.5 is half way between 4 and 9.
+    const NumericType source = fixedType(true, 16, 8);
+    const NumericType whole = fixedType(true, 8, 0);
+    struct Row {
+        double x;
+        double down, up, nearest;
+    };
+    const Row rows[] = {{6.25, 2, 3, 2}, {6.5, 2, 3, 2},  {6.50390625, 2, 3, 3}, {4, 2, 2, 2},      {9, 3, 3, 3},
+                        {0, 0, 0, 0},    {0.25, 0, 1, 0}, {0.5, 0, 1, 0},        {127, 11, 12, 11}, {0.625, 0, 1, 1}};
+    for (const Row& row : rows) {
+        for (const Rounding rounding : kRoundings) {
+            fimath rules = rulesOf(rounding, false);
+            rules.setCastBeforeSum(false);
+            const fi x = scalar(row.x, source, rules);
+            const bool down = rounding == Rounding::fix || rounding == Rounding::floor;
+            EXPECT_EQ(Owner(x.sqrtBisection(whole))->realdouble(), down                         ? row.down
+                                                                   : rounding == Rounding::ceil ? row.up
+                                                                                                : row.nearest)
+                << row.x << ' ' << nameOf(rounding);
+        }
+    }
+    // A cast before the distances are taken makes 7 of 6.5, and so moves the tie.
+    EXPECT_EQ(Owner(scalar(6.5, source, rulesOf(Rounding::nearest, false)).sqrtBisection(whole))->realdouble(), 3.0);
+    EXPECT_EQ(Owner(scalar(6.5, source, rulesOf(Rounding::convergent, false)).sqrtBisection(whole))->realdouble(), 2.0);
+    // Nothing lies above the upper bound.
+    const fi large = scalar(100, source, rulesOf(Rounding::ceil, true));
+    EXPECT_EQ(Owner(large.sqrtBisection(fixedType(true, 4, 0)))->realdouble(), 7.0);
+    // The one value of a one-bit signed word that is no negative one.
+    EXPECT_EQ(Owner(large.sqrtBisection(fixedType(true, 1, 0)))->realdouble(), 0.0);
+}
+
+TEST(SquareRoot, FollowsTheDataTypeOfTheOperand) {
+    const NumericType fixed = fixedType(true, 16, 8);
+    const NumericType scaledDouble = scaledDoubleType(true, 16, 8);
+    struct Row {
+        const char* why;
+        NumericType x, type, wanted;
+        double value;
+    };
+    const Row rows[] = {
+        {"a double keeps its type", kDouble, fixed, kDouble, std::sqrt(2.0)},
+        {"a single too", kSingle, fixed, kSingle, std::sqrt(2.0f)},
+        {"a float type is taken as told", fixed, kDouble, kDouble, std::sqrt(2.0)},
+        {"also by another float", kDouble, kSingle, kSingle, std::sqrt(2.0f)},
+        {"scaled doubles", scaledDouble, fixed, scaledDouble, std::sqrt(2.0)},
+        {"a scaled double type stays one", fixed, scaledDouble, scaledDouble, std::sqrt(2.0)},
+        {"fixed", fixed, fixed, fixed, 1.4140625},
+    };
+    for (const Row& row : rows) {
+        const Owner result(scalar(2, row.x).sqrtBisection(row.type));
+        EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(row.wanted)) << row.why;
+        EXPECT_EQ(result->realdouble(), row.value) << row.why;
+    }
+    EXPECT_EQ(fieldsOf(scalar(1, kSingle).getNumericTypeForSqrtBisection()), fieldsOf(kSingle));
+    EXPECT_EQ(fieldsOf(scalar(1, scaledDouble).getNumericTypeForSqrtBisection()),
+              fieldsOf(scaledDoubleType(true, 8, 4)));
+    EXPECT_EQ(fieldsOf(scalar(0, fixedType(true, 16, 15)).getNumericTypeForSqrtBisection()),
+              fieldsOf(fixedType(true, 8, 7)));
+}
+
+TEST(SquareRoot, TakesRulesAndLeavesThoseOfTheOperandInForce) {
+    const GlobalRules global(rulesOf(Rounding::ceil, false));
+    const NumericType type = fixedType(true, 8, 0);
+    for (const bool isLocal : {false, true}) {
+        fi x = scalar(7, type, rulesOf(Rounding::floor, false), isLocal);
+        x.setTag("x");
+        const Owner own(x.sqrtBisection(type));
+        EXPECT_EQ(own->realdouble(), isLocal ? 2.0 : 3.0);
+        EXPECT_EQ(own->getTag(), "x");
+        for (const Owner& result : {Owner(x.sqrtBisection(type, rulesOf(Rounding::nearest, true))),
+                                    Owner(x.sqrtBisection(rulesOf(Rounding::nearest, true)))}) {
+            EXPECT_EQ(result->realdouble(), 3.0);
+            EXPECT_EQ(result->getFimathIsLocal(), isLocal);
+            EXPECT_EQ(result->getRoundMode(),
+                      isLocal ? embedded::RoundModeEnum::Nearest : embedded::RoundModeEnum::Ceil);
+            EXPECT_EQ(result->getAssignmentQuantizer().getRoundMode(), result->getRoundMode());
+        }
+    }
+    // A zero needs no square.
+    const LoggingOn logging;
+    fimath narrow = rulesOf(Rounding::floor, false);
+    narrow.setProductMode(ProductMode::KeepLSB);
+    narrow.setProductWordLength(1);
+    const HostCapture host;
+    EXPECT_EQ(Owner(scalar(0, type, narrow).sqrtBisection(type))->realdouble(), 0.0);
+    EXPECT_TRUE(host.warnings.empty());
+}
+
+TEST(SquareRoot, RefusesInThisOrder) {
+    const NumericType fixed = fixedType(true, 8, 0);
+    const NumericType sloped = slopeBiasType(true, 8, 1.5, 0, 0.0);
+    const NumericType noScaling(TypeMode::FixedUnspecified, true, 8, 1.0, 0, 0.0);
+    NumericType noSign = fixed;
+    noSign.setSignedness(TypeSign::Auto);
+    NumericType neither = noScaling;
+    neither.setSignedness(TypeSign::Auto);
+    const Raised slope{"fixedpoint:fi:sqrt:binarypointonly",
+                       "sqrt(A), sqrt(A,T) or sqrt(A,T,F) can only be calculated for FI object A  and numerictype T "
+                       "when the scaling of A and T has a fractional slope of 1 and 0 bias (binary-point only "
+                       "scaling)."};
+    const Raised scaling{"fixedpoint:fi:sqrt:unspecifiedscaling",
+                         "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified scaling."};
+    const Raised sign{"fixedpoint:fi:sqrt:unspecifiedsign",
+                      "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified sign."};
+    const Raised complex{"fixedpoint:fi:sqrt:nocomplex", "The sqrt function is not supported for complex fi."};
+    const Raised negative{"fixedpoint:fi:sqrt:nonegative",
+                          "The sqrt function is not supported for negative valued fi."};
+    const Raised boolean{"fixedpoint:fi:sqrt:nobooleansqrt",
+                         "sqrt(A), sqrt(A,T) or sqrt(A,T,F) is not supported when A or T are of datatype boolean."};
+    struct Row {
+        fi x;
+        NumericType type;
+        Raised raised;
+    };
+    const Row rows[] = {
+        {column({1}, {1}, fixed), sloped, slope},
+        {scalar(3, sloped), neither, slope},
+        {scalar(-1, fixed), neither, scaling},
+        {column({1}, {1}, fixed), noSign, sign},
+        {column({-1}, {1}, fixed), kBoolean, complex},
+        {column({1, 2, -1}, fixed), kBoolean, negative},
+        {column({1, 2, -1}, fixedType(true, 60, 0)), fixed, negative},
+        {scalar(-1, kDouble), fixed, negative},
+        {scalar(1, fixed), kBoolean, boolean},
+        {scalar(1, kBoolean), fixed, boolean},
+        {scalar(0, fixed), fixed, Raised()},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(raisedBy([&] { Owner(row.x.sqrtBisection(row.type)); }), row.raised);
+    }
+    fimath tight = rulesOf();
+    tight.setMaxProductWordLength(15);
+    EXPECT_EQ(raisedBy([&] { Owner(scalar(1, fixed).sqrtBisection(fixed, tight)); }).id,
+              "fixedpoint:fi:MaxProductWordLengthExceeded");
+}
+
+TEST(SquareRoot, MethodsHaveNames) {
+    EnumStringType* const methods = fi::getSquareRootMethodEnum();
+    EXPECT_STREQ(methods->getName(), "SquareRootMethodEnum");
+    EXPECT_STREQ(methods->getText(0), "Bisection");
+    EXPECT_STREQ(methods->getText(1), "NewtonRaphson");
+    EXPECT_EQ(methods->getEntries().size(), 2u);
+    EXPECT_EQ(fi::getSquareRootMethodEnum(), methods);
+}
+
+// Absolute values.
+
+TEST(AbsoluteValue, IsTheExactOneQuantizedIntoTheType) {
+    Random random(5602);
+    const LoggingOn logging;
+    for (int round = 0; round < 2000; ++round) {
+        const NumericType source = randomFixedType(random, 200, false);
+        const NumericType type = random.oneIn(3) ? source : randomFixedType(random, 200, false);
+        const Rounding rounding = random.pick(kRoundings);
+        const bool wraps = random.oneIn(2);
+        Part values;
+        for (int i = random.between(0, 5); i > 0; --i) {
+            values.re.push_back(random.oneIn(5) ? lowOf(source) : randomValue(random, source));
+        }
+        const fimath rules = rulesOf(rounding, wraps);
+        const Owner x = arrayOf(values, source, rulesOf());
+        const Snapshot before = snapshotOf(*x);
+        const Owner result(x->realabs(type, rules));
+        std::uint64_t overflows = 0;
+        for (std::size_t i = 0; i < values.re.size(); ++i) {
+            const Rational exact = abs(values.re[i]);
+            const Rational unbounded =
+                quantized(exact, fixedType(true, 2000, type.getFractionLength()), rounding, false);
+            overflows += unbounded > highOf(type) ? 1U : 0U;
+            ASSERT_EQ(exactValue(result->real(i)), quantized(exact, type, rounding, wraps))
+                << "seed " << random.seed() << " round " << round << ": " << text(values.re[i]) << " of "
+                << source.tostring("") << " into " << type.tostring("") << ' ' << nameOf(rounding)
+                << (wraps ? " wrap" : " saturate");
+        }
+        ASSERT_EQ(result->getNoverflows(), overflows) << "seed " << random.seed() << " round " << round;
+        ASSERT_EQ(result->getNoperations(), values.re.size());
+        ASSERT_EQ(snapshotOf(*x), before);
+    }
+}
+
+TEST(AbsoluteValue, FollowsTheDataTypeOfTheOperand) {
+    const NumericType fixed = fixedType(true, 8, 4);
+    NumericType noSign = fixed;
+    noSign.setSignedness(TypeSign::Auto);
+    NumericType scaledNoSign = scaledDoubleType(true, 8, 4);
+    scaledNoSign.setSignedness(TypeSign::Auto);
+    struct Row {
+        const char* why;
+        NumericType x, type, wanted;
+        double value;
+    };
+    const Row rows[] = {
+        {"a double stays one", kDouble, fixed, kDouble, 1.3},
+        {"a single stays one", kSingle, fixed, kSingle, 1.3f},
+        {"unless a float is told", kDouble, kSingle, kSingle, 1.3f},
+        {"scaled double", scaledDoubleType(true, 16, 8), fixed, scaledDoubleType(true, 8, 4), 1.3},
+        {"no sign means none", fixed, noSign, fixedType(false, 8, 4), 1.3125},
+        {"also of a scaled double", fixed, scaledNoSign, scaledDoubleType(false, 8, 4), 1.3125},
+        {"a float type", fixed, kDouble, kDouble, 1.3125},
+        {"boolean", fixed, kBoolean, kBoolean, 1.0},
+    };
+    for (const Row& row : rows) {
+        const Owner result(scalar(-1.3, row.x).realabs(row.type));
+        EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(row.wanted)) << row.why;
+        EXPECT_EQ(result->realdouble(), row.value) << row.why;
+    }
+}
+
+TEST(AbsoluteValue, OfTheMostNegativeValueOverflows) {
+    const NumericType byte = fixedType(true, 8, 0);
+    const std::vector<double> values{-128, 5, -5};
+    EXPECT_EQ(realParts(*Owner(column(values, byte, rulesOf(Rounding::floor, false)).realabs())),
+              (std::vector<double>{127, 5, 5}));
+    EXPECT_EQ(realParts(*Owner(column(values, byte, rulesOf(Rounding::floor, true)).realabs())),
+              (std::vector<double>{-128, 5, 5}));
+    const fi global = column(values, byte, rulesOf(), false);
+    const Owner wrapped(global.realabs(rulesOf(Rounding::floor, true)));
+    EXPECT_EQ(wrapped->realdouble(0), -128);
+    EXPECT_FALSE(wrapped->getFimathIsLocal());
+    EXPECT_EQ(wrapped->getAssignmentQuantizer().getOverflowMode(), embedded::OverflowModeEnum::Saturate);
+}
+
+TEST(AbsoluteValue, RefusesSlopesAndComplexData) {
+    const NumericType fixed = fixedType(true, 8, 0);
+    const NumericType sloped = slopeBiasType(true, 8, 1.5, 0, 0.0);
+    const Raised slope{"fixedpoint:fi:abs:binarypointonly",
+                       "realabs(A) and realabs(A,T) can only be calculated for FI object A and numerictype T when the "
+                       "scaling of A and T have a fractional slope of 1 and 0 bias (binary-point only scaling)."};
+    const Raised complex{"fixedpoint:fi:realabs:nocomplex", "The realabs function is not supported for complex fi."};
+    const fi z = column({1}, {1}, fixed);
+    EXPECT_EQ(raisedBy([&] { Owner(z.realabs(sloped)); }), slope);
+    EXPECT_EQ(raisedBy([&] { Owner(scalar(1, sloped).realabs()); }), slope);
+    EXPECT_EQ(raisedBy([&] { Owner(z.realabs()); }), complex);
+}
+
+// Entries whose register is wide give what array code gives.
+TEST(AbsoluteValue, OfDoublesIsThatOfTheElements) {
+    const NumericType type = scaledDoubleType(true, 16, 4);
+    const double special[] = {0.0, -0.0, INFINITY, -INFINITY, NAN, -1.5, 3.25, -4000};
+    const Sizes sizes{std::size(special), 1};
+    fi narrow(sizes.data(), 2, type, rulesOf(), false, "", true, Operation::Assignment, 0U);
+    fi wide(sizes.data(), 2, type, rulesOf(), false, "", true, Operation::Assignment, 60U);
+    for (std::size_t i = 0; i < std::size(special); ++i) {
+        const_cast<number&>(narrow.real(i)).setvalue(special[i]);
+        const_cast<number&>(wide.real(i)).setvalue(special[i]);
+    }
+    const LoggingOn logging;
+    const Owner fast(narrow.realabs());
+    const Owner steps(wide.realabs());
+    EXPECT_EQ(countsOf(*fast), countsOf(*steps));
+    for (std::size_t i = 0; i < std::size(special); ++i) {
+        const double wanted = std::fabs(special[i]);
+        EXPECT_TRUE(fast->realdouble(i) == wanted || std::isnan(wanted)) << special[i];
+        EXPECT_TRUE(steps->realdouble(i) == wanted || std::isnan(wanted)) << special[i];
+        EXPECT_EQ(std::isnan(fast->realdouble(i)), std::isnan(wanted));
+    }
+}
+
+}  // namespace
