@@ -38,6 +38,8 @@ std::unique_ptr<fi> emptyPartner(const fi& other) {
                                 true, embedded::OperationTypeEnum::Assignment, 0);
 }
 
+}  // namespace
+
 std::unique_ptr<fi> partnerFrom(const hvArray* values, const fi& other, const PartnerRule& rule) {
     EmbeddedTypeSystem::NumericType type(other.getNumericType());
     if (rule.hasBestPrecision) {
@@ -47,8 +49,6 @@ std::unique_ptr<fi> partnerFrom(const hvArray* values, const fi& other, const Pa
                                 rule.isAlwaysLocal || other.getFimathIsLocal(),
                                 embedded::OperationTypeEnum::Assignment);
 }
-
-}  // namespace
 
 FiBinaryOperation::FiBinaryOperation(const char* name) : OMMethodInfo(0) {
     setName(name, true);

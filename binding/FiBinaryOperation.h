@@ -25,6 +25,8 @@ struct PartnerRule {
 
 /// Raises "fixedpoint:fi:<method>:<data type>:notallowed" for an operand of a data type that the method doesn't take.
 [[noreturn]] void raiseNotAllowed(const std::string& method, const fi& operand);
+/// Makes a `fi` of the values of an array for an operation with another one, by its type and rules.
+std::unique_ptr<fi> partnerFrom(const hvArray* values, const fi& other, const PartnerRule& rule);
 
 class FiBinaryOperation : public OMMethodInfo {
  public:

@@ -3,7 +3,9 @@
 #include <string_view>
 
 #include "binding/TypeOMClasses.h"
+#include "binding/divide_method.h"
 #include "binding/enum_columns.h"
+#include "binding/methods.h"
 #include "binding/properties.h"
 
 namespace {
@@ -57,11 +59,17 @@ constexpr PropertyRow typeProperties[] = {
 };
 // clang-format on
 
+// Name, how its record is made.
+constexpr MethodRow typeMethods[] = {
+    {"divide", plain<divideSignatures, giveQuotient>},
+};
+
 }  // namespace
 
 void NumericTypeOMClass::fill() {
     setSuperClass(ScalarTypeOMC::getInstance());
     addProperties(*this, typeProperties);
+    addMethods(*this, typeMethods);
 }
 
 OMInterface* NumericTypeOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/,

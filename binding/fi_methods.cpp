@@ -17,6 +17,7 @@
 #include "binding/fi_constant_methods.h"
 #include "binding/fi_indexing_methods.h"
 #include "binding/fi_reduction_methods.h"
+#include "binding/fi_root_methods.h"
 #include "binding/fi_tables.h"
 #include "binding/methods.h"
 #include "binding/new_fi.h"
@@ -314,6 +315,8 @@ constexpr MethodRow fiMethods[] = {
     {"LastPropertySet", asked<lastPropertySet>},
     {"isfimathlocal", asked<&fi::getFimathIsLocal>},
     {"consolidatelocalfilogs", asked<&fi::consolidatelocalfilogs>},
+    {"realabs", plain<fiToFiByTypeAndRules, giveRealAbs>},
+    {"sqrt", plain<fiToFiByTypeAndRules, giveSqrt>},
     {"Is64BitPlatform", staticIs64BitPlatform},
     {"set", set},
 };
