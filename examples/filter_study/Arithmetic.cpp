@@ -23,7 +23,11 @@ Word kept(const Keeping& keeping, Word full) {
 }  // namespace
 
 std::string nameOf(Word word) {
-    return "s" + std::to_string(word.bits) + "," + std::to_string(word.fraction);
+    std::string name = "s";
+    name += std::to_string(word.bits);
+    name += ',';
+    name += std::to_string(word.fraction);
+    return name;
 }
 
 const char* nameOf(Keep keep) {

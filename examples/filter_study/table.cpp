@@ -50,7 +50,8 @@ void printPairs(std::ostream& out, const FilterStudy& study, const Options& opti
             const Pair& pair = study.pairs[i++];
             const bool isChosen =
                 study.chosen && study.centre.coefficient.bits == coefficientBits && study.centre.data.bits == dataBits;
-            const std::string ratio = (isChosen ? ">" : "") + ratioText(pair.snrDb);
+            std::string ratio = isChosen ? ">" : "";
+            ratio += ratioText(pair.snrDb);
             out << formatted(" %7s%c", ratio.c_str(), pair.snrDb >= options.wantedDb ? '*' : ' ');
         }
     }
