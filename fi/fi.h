@@ -132,6 +132,9 @@ class TOLVANE_API fi {
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
     fi(double re, double im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
        const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
+    /// Makes an array from a buffer as setFromDVArray takes it.
+    fi(const void* buffer, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
+       bool isComplex, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
     /// Makes an array from a numeric or logical host array, whose integers pass through a double. Unspecified scaling
     /// takes the best precision for the data. Without `isLocal` the values are still quantized by the given rules, and
     /// only then the global ones hold. Raises "fixedpoint:fi:constructor:numeric" and as NumericType::setBestPrecision.
@@ -444,11 +447,15 @@ class TOLVANE_API fi {
     static fi& getFiFromHvArray(const hvArray* value);
     /// Returns a new host value that holds a handle of the class, to which it takes a reference.
     static hvArray* convertToVelmarArray(OMInterface* handle);
-    /// Returns a new host value of the class around the array, by a reference of the user's workspace. Raises
-    /// "fixedpoint:fi:notRegistered".
+    /// Return a new host value of the class around the array: one that alone owns it, and one by a reference of the
+    /// user's workspace. Raise "fixedpoint:fi:notRegistered".
+    static hvArray* convertToInternalVelmarArray(std::unique_ptr<fi> object);
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<fi> object);
-    /// Returns the real-world values as a new host double array, which the caller owns.
+    /// Return the real-world values as a new host array that the caller owns: as double, as single, and as a real
+    /// logical array that tells which real parts aren't zero.
     hvArray* getDoubleHvArray() const;
+    hvArray* getSingleHvArray() const;
+    hvArray* getBooleanHvArray() const;
     /// Store the real-world values of a numeric or logical host array: size and complexity become those of the array,
     /// type, rules and log stay. Raise as the constructor from a host array and leave the object as it was, save that
     /// running out of memory leaves it empty.
@@ -709,6 +716,8 @@ class TOLVANE_API fi {
     fi* getImagFi() const;
 
     // Stored integers as host arrays. A chunk is 32 bits; the chunks of an element stand side by side, lowest first.
+    // What stores integers finds out before it changes anything whether it can, save that running out of memory leaves
+    // the array empty.
 
     enum class IntArrayChunkMode : std::int32_t { Natural = 0, AlwaysFour = 1 };
     /// Where the chunks stand: in a dimension of their own before the others, or in a longer first dimension. An array
@@ -716,27 +725,68 @@ class TOLVANE_API fi {
     enum class IntArrayDimensionMode : std::int32_t { Leading = 0, First = 1 };
     /// ceil(word length / 32).
     int numChunks() const;
-    /// Returns the stored integers in the smallest host class that holds the word, up to 64 bits; floating and scaled
-    /// double types give their values. Wider words give doubles and warn "fixedpoint:fi:intover64bits".
+    /// Returns the stored integers in the smallest host class that holds the word, up to 64 bits; an entry between two
+    /// integers is rounded, ties away from zero, and one beyond the class is cut as processors do. Floating and boolean
+    /// types give their values in the class of their name, scaled doubles their entries. Wider words give doubles and
+    /// warn "fixedpoint:fi:intover64bits".
     hvArray* getIntHvArray() const;
-    /// Takes size and complexity of the array and stores its integers. Raises "fixedpoint:fi:int:notnumeric" and
-    /// "fixedpoint:fi:nocomplexslopebias".
+    /// Takes size and complexity of the array and stores its integers through the quantizer; types that aren't fixed
+    /// take the values as entries. Integers of 64 bits go to setDravelinIntArray where the word is longer than 32 bits
+    /// or not fixed. Raises "fixedpoint:fi:int:notnumeric", "fixedpoint:fi:nocomplexslopebias" and the errors of
+    /// NumericType::checkNaNInf and errorIfComplexLogical.
     void setIntHvArray(const hvArray* values);
     /// As the two above, with words of more than 32 bits as chunks. Raise
     /// "fixedpoint:fi:intarray:DataTypeNotSupported", "...:not_uint32" and "...:leadingdim".
     hvArray* getIntArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimension) const;
     void setIntArray(const hvArray* values, IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
+    /// The chunk form of any word: words of uint32 in two's complement, bits above the word 0. The setter takes words
+    /// as they are, past the quantizer, drops singleton dimensions when the chunks stand in the leading one, and does
+    /// nothing for null.
     hvArray* getIntArrayHvArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimension) const;
     void setIntArrayHvArray(const hvArray* values, IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
-    /// Returns a new host value of class "embedded.fi", by nearest and saturate.
+    /// Stores words of `chunkCount` chunks as they are: one word an element, or one at the current index. `im` counts
+    /// for a complex object alone.
+    void set32BitChunkIntArray(const std::uint32_t* re, const std::uint32_t* im, int chunkCount, bool wholeArray);
+    /// Returns a new host value of class "embedded.fi", with rules of its own: round by floor, and saturate.
     static hvArray* convertIntArrayToFiArray(const hvArray* values, bool isSigned, int wordLength, int fractionLength,
                                              IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
-    /// Repack the chunks of this object's words. They take the array and return it or a new one.
+    /// Repack an array of this object's words in its natural chunk count. They take the array and return it or a new
+    /// one; an array of other classes comes back as it is.
     hvArray* convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) const;
     hvArray* convert64BitIntArrayTo32BitIntArray(hvArray* values) const;
-    /// Fill the unused bits of the top chunks of negative elements with ones, or clear those of all.
+    /// Fill the unused bits of the top chunks of negative elements with ones, or clear those of all, in signed words
+    /// of at least 33 bits.
     void addSignExtension32BitIntArray(hvArray* values) const;
     void removeSignExtension32BitIntHvArray(hvArray* values) const;
+
+    // Data of the block diagram companion, whose words have up to 128 bits. The feature s_feature_fi_33plus_memory_
+    // footprint says how words of more than 32 bits travel: sign-extended in their natural chunks, or in four chunks
+    // with bits above the word 0. Smaller words are the integers of getIntHvArray.
+
+    /// Return a new host array; wider words give what they can after a warning.
+    hvArray* getDravelinIntArray() const;
+    hvArray* getDravelinArray() const { return getDravelinIntArray(); }
+    /// As above in four chunks whatever the feature says; null after the warning.
+    hvArray* getDravelinArray32MemoryFootPrint() const;
+    /// Stores what getDravelinIntArray returns, and under the feature also uint64 and int64 words. Raises
+    /// "fixedpoint:fi:intarray:invaliddatatype" for types that aren't fixed unless the array is double or single,
+    /// "fixedpoint:fi:dravelinarray:TooBigWordLength", "fixedpoint:fi:intarray:not_32or64BitInt", and as setIntArray.
+    void setDravelinIntArray(const hvArray* values);
+    /// Copies the data of getDravelinIntArray into the buffer, or into a new one from bsCalloc that the caller owns,
+    /// and returns it: of a complex array element by element, the real words first. Logical data is not copied.
+    void* createDVArray(void* buffer) const;
+    /// Stores the words of such a buffer as they are: all elements, or one element at the current index. Raises
+    /// "fixedpoint:fi:setDVArray:DataTypeNotSupported" unless the type is fixed.
+    void setFromDVArray(const void* buffer, bool wholeArray);
+    /// As above, for words of more than 32 bits. The work areas have room for the words of one part.
+    void setDVArrayFunGT32(std::uint32_t* re, std::uint32_t* im, const void* buffer, bool wholeArray);
+    /// As convertIntArrayToFiArray with four chunks in the first dimension; the second form destroys the array.
+    static hvArray* convertDravelinIntArrayToFiArray(const hvArray* values, bool isSigned, int wordLength,
+                                                     int fractionLength);
+    static hvArray* convertDravelinIntArrayToFiArraySteal(hvArray* values, bool isSigned, int wordLength,
+                                                          int fractionLength);
+    /// Always raises "fixedpoint:fi:convertDravelinIntArrayToFiArray:NotDone".
+    [[noreturn]] static hvArray* convertDravelinIntArrayToFiArray();
 
     // Factors between types with slope and bias. Each is computed once for its key of types and kept.
 
@@ -826,6 +876,16 @@ class TOLVANE_API fi {
     void checkHostValues(const hvArray* values) const;
     /// Checks and stores the data of a host array and quantizes it by the given modes.
     void fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow);
+    /// Takes size and complexity for values to come. Raises "fixedpoint:fi:nocomplexslopebias" before any change.
+    void takeShape(Dimensions dims, bool isComplex);
+    /// setIntHvArray for arrays of every class.
+    void storeIntegers(const hvArray* values);
+    /// Whether words are fixed and longer than a chunk.
+    bool isChunked() const { return isFixed() && getWordLength() > 32; }
+    int chunkCount(IntArrayChunkMode chunks) const { return chunks == IntArrayChunkMode::AlwaysFour ? 4 : numChunks(); }
+    void clearBitsAboveWords(std::span<std::uint32_t> words) const;
+    template <class Word>
+    void storeWords(const void* buffer, bool wholeArray);
     /// Sets a register's current element to zero and returns it.
     static fi& cleared(fi& reg);
 

@@ -232,11 +232,6 @@ void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embe
 
 void fi::setDoubleHvArray(const hvArray* values) {
     checkHostValues(values);
-    const bool isComplex = hasImaginaryPart(values);
-    errorIfComplexSlopeBias(isComplex);
-    const Dimensions dims = hostDimensions(values);
-    resizeEntries(dimensionProduct(dims), wordPrecision(), isComplex);
-    setIsReal(!isComplex);
-    copyDimensions(dims.data(), dims.size());
+    takeShape(hostDimensions(values), hasImaginaryPart(values));
     fillFromHost(values, getRoundMode(), getOverflowMode());
 }

@@ -1,9 +1,11 @@
 // Arrays as the host sees them: handles of class "fi", and host arrays of their real-world values.
-#include <algorithm>
-#include <vector>
+#include <functional>
+#include <memory>
+#include <utility>
 
 #include "descriptors/host_object.h"
 #include "fi/fi.h"
+#include "fi/host_view.h"
 #include "host/ErrorIdException.h"
 #include "host/OMInterface.h"
 #include "host/OMInterfaceType.h"
@@ -34,34 +36,35 @@ hvArray* fi::convertToVelmarArray(OMInterface* handle) {
     return omdtConvertToVelmar(handleType(), handle);
 }
 
+hvArray* fi::convertToInternalVelmarArray(std::unique_ptr<fi> object) {
+    return hostValueAround(std::move(object), HandleOwner::value);
+}
+
 hvArray* fi::convertToExternalVelmarArray(std::unique_ptr<fi> object) {
     return hostValueAround(std::move(object), HandleOwner::workspace);
 }
 
-hvArray* fi::getDoubleHvArray() const {
-    const std::vector<std::size_t> dims(mDims.begin(), mDims.end());
-    hvArrayOwner result(hvCreateNumericArray(dims.size(), dims.data(), hvDOUBLE_CLASS, getComplexity()));
-    const auto convert = [this](const number& entries, double* values) {
-        if (const doublenumber* doubles = entries.asDouble()) {
-            const auto stored = doubles->elements();
-            if (!isSlopeBiasScaled()) {
-                std::ranges::copy(stored, values);
-            } else {
-                std::ranges::transform(stored, values, [this](double x) { return addSlopeAdjustmentFactorBias(x); });
-            }
-            return;
-        }
-        const std::uint64_t cursor = entries.getIndex();
-        for (std::uint64_t i = 0; i < mNumel; ++i) {
-            values[i] = addSlopeAdjustmentFactorBias(entries[i].todouble());
-        }
-        entries.setIndex(cursor);
-    };
-    if (mNumel != 0) {
-        convert(mReal, hvGetPr(result.get()));
-        if (iscomplex()) {
-            convert(mImag, hvGetPi(result.get()));
-        }
+namespace {
+
+/// The real-world values by a conversion from double.
+template <class T, class Convert>
+hvArray* realWorldView(const fi& array, hvClassID classId, Convert convert) {
+    if (!array.isSlopeBiasScaled()) {
+        return hostView<T>(array, classId, convert);
     }
-    return result.release();
+    return hostView<T>(array, classId, [&](double x) { return convert(array.addSlopeAdjustmentFactorBias(x)); });
+}
+
+}  // namespace
+
+hvArray* fi::getDoubleHvArray() const {
+    return realWorldView<double>(*this, hvDOUBLE_CLASS, std::identity());
+}
+
+hvArray* fi::getSingleHvArray() const {
+    return realWorldView<float>(*this, hvSINGLE_CLASS, [](double x) { return static_cast<float>(x); });
+}
+
+hvArray* fi::getBooleanHvArray() const {
+    return realWorldView<hvLogical>(*this, hvLOGICAL_CLASS, [](double x) { return hvLogical{x != 0.0}; });
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <span>
+#include <utility>
 
 #include "fi/dimension_product.h"
 #include "fi/fi.h"
@@ -119,6 +120,15 @@ void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
         updateNumel();
         throw;
     }
+}
+
+void fi::takeShape(Dimensions dims, bool isComplex) {
+    errorIfComplexSlopeBias(isComplex);
+    columnCount(dims);
+    resizeEntries(dimensionProduct(dims), wordPrecision(), isComplex);
+    setIsReal(!isComplex);
+    mDims = std::move(dims);
+    updateNumel();
 }
 
 void fi::updatePrecision() {

@@ -1,0 +1,37 @@
+// Entries as the elements of a new host array, by a conversion from double.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "fi/fi.h"
+#include "host/hv.h"
+
+/// Sets each element to `convert` of the entry at its place; the cursor stays.
+template <class T, class Convert>
+void convertEntries(const number& entries, std::span<T> out, Convert convert) {
+    if (const doublenumber* doubles = entries.asDouble()) {
+        std::ranges::transform(doubles->elements().first(out.size()), out.begin(), convert);
+        return;
+    }
+    const std::uint64_t cursor = entries.getIndex();
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        out[i] = convert(entries[i].todouble());
+    }
+    entries.setIndex(cursor);
+}
+
+/// Makes an array of the dimensions of the source, and of its complexity unless it is logical; the caller owns it.
+template <class T, class Convert>
+hvArray* hostView(const fi& source, hvClassID classId, Convert convert) {
+    const std::vector<std::size_t> dims(source.dims(), source.dims() + source.ndims());
+    hvArrayOwner result(classId == hvLOGICAL_CLASS
+                            ? hvCreateLogicalArray(dims.size(), dims.data())
+                            : hvCreateNumericArray(dims.size(), dims.data(), classId, source.getComplexity()));
+    convertEntries(source.real(), hvGetTypedData<T>(result.get()), convert);
+    convertEntries(source.imag(), hvGetTypedImagData<T>(result.get()), convert);
+    return result.release();
+}
