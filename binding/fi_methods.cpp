@@ -16,6 +16,7 @@
 #include "binding/fi_comparison_methods.h"
 #include "binding/fi_constant_methods.h"
 #include "binding/fi_indexing_methods.h"
+#include "binding/fi_integer_methods.h"
 #include "binding/fi_reduction_methods.h"
 #include "binding/fi_root_methods.h"
 #include "binding/fi_tables.h"
@@ -122,8 +123,10 @@ void is64BitPlatform(const MethodCall& call) {
     call.give(hvCreateLogicalScalar(false));
 }
 
-std::unique_ptr<OMMethodInfo> staticIs64BitPlatform(const char* name) {
-    auto made = plain<nothingToArray, is64BitPlatform>(name);
+/// As `plain`, for a method of the class itself.
+template <const auto& signatures, MethodFunction invoke>
+std::unique_ptr<OMMethodInfo> plainStatic(const char* name) {
+    auto made = plain<signatures, invoke>(name);
     made->setStatic(true);
     return made;
 }
@@ -257,6 +260,10 @@ constexpr MethodRow fiMethods[] = {
     {"fimath", plain<fiToRules, copyRules>},
     {"data", asked<&fi::getDoubleHvArray>},
     {"double", asked<&fi::getDoubleHvArray>},
+    {"single", asked<&fi::getSingleHvArray>},
+    {"int", asked<&fi::getIntHvArray>},
+    {"intarray", plain<fiToIntArray, giveIntArray>},
+    {"dravelinarray", asked<&fi::getDravelinIntArray>},
     {"real", making<&fi::getRealFi>},
     {"imag", making<&fi::getImagFi>},
     {"realmax", making<&fi::realmax>},
@@ -318,6 +325,8 @@ constexpr MethodRow fiMethods[] = {
     {"realabs", plain<fiToFiByTypeAndRules, giveRealAbs>},
     {"sqrt", plain<fiToFiByTypeAndRules, giveSqrt>},
     {"Is64BitPlatform", staticIs64BitPlatform},
+    {"Is64BitPlatform", plainStatic<nothingToArray, is64BitPlatform>},
+    {"simfi", plainStatic<typeAndArrayToFi, giveSimFi>},
     {"set", set},
 };
 

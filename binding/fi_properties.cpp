@@ -153,6 +153,19 @@ void setData(fi& object, const hvArray* value) {
     }
 }
 
+hvArray* getIntArray(const fi& object) {
+    return object.getIntArray(fi::IntArrayChunkMode::Natural, fi::IntArrayDimensionMode::First);
+}
+
+/// Words that the block diagram companion knows may also come in words of 64 bits.
+void setIntArray(fi& object, const hvArray* value) {
+    if (object.getWordLength() > 32 && object.getWordLength() <= 128) {
+        object.setDravelinIntArray(value);
+    } else {
+        object.setIntArray(value, fi::IntArrayChunkMode::Natural, fi::IntArrayDimensionMode::First);
+    }
+}
+
 /// Readers never see the ordinal; the method of the same name tells it.
 int getLastPropertySet(const fi& /*object*/) {
     return 0;
@@ -245,6 +258,9 @@ constexpr PropertyRow fiProperties[] = {
     {"fimathislocal",                boolean,          "sgSGzc--", ofFi<&fi::getFimathIsLocal, setFimathIsLocal>()},
     {"double",                       array,            "sgS-----", ofFi<&fi::getDoubleHvArray, &fi::setDoubleHvArray, Ordinal::Double>()},
     {"data",                         array,            "sgS-----", ofFi<&fi::getDoubleHvArray, setData, Ordinal::Data>()},
+    {"int",                          array,            "sgS-----", ofFi<&fi::getIntHvArray, &fi::setIntHvArray, Ordinal::Int>()},
+    {"intarray",                     array,            "sgSGzcl-", ofFi<getIntArray, setIntArray, Ordinal::IntArray>()},
+    {"dravelinarray",                array,            "sgS-----", ofFi<&fi::getDravelinIntArray, &fi::setDravelinIntArray, Ordinal::DravelinArray>()},
     {"noverflows",                   real,             "-gSGzcl-", ofFi<getNoverflows, setNoverflows, Ordinal::Noverflows>()},
     {"nunderflows",                  real,             "-gSGzcl-", ofFi<getNunderflows, setNunderflows, Ordinal::Nunderflows>()},
     {"maxlog",                       real,             "-gSGzcl-", ofFi<&fi::getMaxLogAsRealWorldValue, &fi::setMaxLogFromRealWorldValue, Ordinal::Maxlog>()},

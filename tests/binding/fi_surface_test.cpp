@@ -72,6 +72,13 @@ struct Access {
     Value other;
 };
 
+template <class T>
+Value hostScalar(T value) {
+    hvArrayOwner made(hvCreateNumericMatrix(1, 1, hvClassOf<T>));
+    hvGetTypedData<T>(made.get())[0] = value;
+    return Value(std::move(made));
+}
+
 /// Properties of type "int32" answer in that class.
 Value asDouble(const Value& value) {
     return value.className() == "int32" ? Value(value.toDouble()) : value;
@@ -123,6 +130,9 @@ TEST_F(FiSurface, EveryPropertyIsReadAndWrittenUnderItsAccess) {
         {"fimathislocal", "sgzc--", true, false},
         {"double", "sg----", 0.5, 0.25},
         {"data", "sg----", 0.5, 0.25},
+        {"int", "sg----", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
+        {"intarray", "sgzcl-", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
+        {"dravelinarray", "sg----", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
         {"noverflows", "-gzcl-", 0, none},
         {"nunderflows", "-gzcl-", 0, none},
         {"maxlog", "-gzcl-", std::numeric_limits<double>::lowest(), none},
@@ -174,6 +184,9 @@ TEST_F(FiSurface, AWriteLeavesItsOrdinal) {
                                                                   {"CastBeforeSum", {true, 24}},
                                                                   {"double", {0.5, 25}},
                                                                   {"data", {0.5, 26}},
+                                                                  {"int", {3, 27}},
+                                                                  {"intarray", {3, 28}},
+                                                                  {"dravelinarray", {3, 29}},
                                                                   {"SumFixedExponent", {-3, 35}},
                                                                   {"ProductBias", {1, 42}},
                                                                   {"SumSlopeAdjustmentFactor", {1.5, 37}},
@@ -241,6 +254,9 @@ TEST_F(FiSurface, ARefusedWriteLeavesTheArrayAsItWas) {
         {"fimath", 1, "VELMAR:class:WrongObjectType"},
         {"double", "text", "fixedpoint:fi:constructor:numeric"},
         {"data", std::vector<double>{1, NAN}, "fixedpoint:nofixednan"},
+        {"int", "text", "fixedpoint:fi:int:notnumeric"},
+        {"intarray", std::vector<double>{1, INFINITY}, "fixedpoint:nofixedinf"},
+        {"dravelinarray", "text", "fixedpoint:fi:int:notnumeric"},
     };
     for (const auto& [name, value, id] : rows) {
         SCOPED_TRACE(name);

@@ -1,0 +1,101 @@
+// Stored integers as a user of the host meets them: properties, methods, and arrays made from words.
+#include <cmath>
+#include <cstdint>
+
+#include "tests/binding/session_support.h"
+
+namespace {
+
+class FiIntegers : public BindingTest {
+ protected:
+    template <class T>
+    static Value columnOf(const std::vector<T>& values) {
+        hvArrayOwner made(hvCreateNumericMatrix(values.size(), 1, hvClassOf<T>));
+        std::ranges::copy(values, hvGetTypedData<T>(made.get()).begin());
+        return Value(std::move(made));
+    }
+    static Value chunks(const std::vector<std::uint32_t>& values) { return columnOf(values); }
+};
+
+TEST_F(FiIntegers, PropertiesAndMethodsGiveTheSame) {
+    const Value values = Value::matrix(2, 2, std::vector<double>{1, -1, 2, -2});
+    for (const int wordLength : {6, 16, 30, 40, 64, 100}) {
+        const Value object = fi(values, type(true, wordLength, 0));
+        for (const char* const name : {"int", "intarray", "dravelinarray"}) {
+            EXPECT_EQ(object.get(name), session.call(name, {object})) << name << wordLength;
+        }
+        const std::vector<Value> both = session.call(2, "intarray", {object});
+        ASSERT_EQ(both.size(), 2U);
+        EXPECT_EQ(both[0], object.get("intarray"));
+        EXPECT_EQ(both[1], Value(std::ceil(wordLength / 32.0)));
+    }
+    EXPECT_EQ(session.call("single", {fi(0.1, type("Double"))}), columnOf<float>({0.1F}));
+    EXPECT_EQ(session.call(2, "intarray", {fi(0.1, type("Double"))}), (std::vector<Value>{0.1, 1}));
+}
+
+TEST_F(FiIntegers, AreWrittenBackIntoAnArrayOfTheType) {
+    const std::vector<double> values = {-3, 5, 100};
+    for (const int wordLength : {8, 13, 32, 33, 64, 96, 128, 200}) {
+        const Value object = fi(values, type(true, wordLength, 0));
+        for (const char* const name : {"int", "intarray", "dravelinarray"}) {
+            const Value words = object.get(name);
+            const Value target = fi(0, type(true, wordLength, 0));
+            if (wordLength > 128 && std::string(name) == "dravelinarray") {
+                EXPECT_EQ(thrownBy([&] { target.set(name, words); }).id,
+                          "fixedpoint:fi:dravelinarray:TooBigWordLength");
+                continue;
+            }
+            target.set(name, words);
+            EXPECT_EQ(valuesOf(target), values) << name << wordLength;
+            EXPECT_EQ(typeOf(target), typeOf(object));
+        }
+    }
+    // Chunks of up to 128 bits may also come in words of 64 bits, longer ones may not.
+    const Value object = fi(0, type(true, 70, 0));
+    object.set("intarray", columnOf<std::uint64_t>({7, 0, UINT64_MAX, UINT64_MAX}));
+    EXPECT_EQ(valuesOf(object), (std::vector<double>{7, -1}));
+    const Value longer = fi(3, type(true, 129, 0));
+    EXPECT_EQ(thrownBy([&] {
+                  longer.set("intarray", columnOf<std::uint64_t>({7, 0, 0}));
+              }).id,
+              "fixedpoint:fi:intarray:not_uint32");
+    EXPECT_EQ(valuesOf(longer), std::vector<double>{3});
+}
+
+TEST_F(FiIntegers, WarnWhereADoubleTakesTheirPlace) {
+    const Value object = fi(-3, type(true, 65, 0));
+    session.takeWarnings();
+    EXPECT_EQ(object.get("int"), Value(-3));
+    const auto warnings = session.takeWarnings();
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_EQ(warnings[0].id, "fixedpoint:fi:intover64bits");
+}
+
+TEST_F(FiIntegers, FollowTheFeatureOfCompactWords) {
+    const Value object = fi(-1, type(true, 40, 0));
+    EXPECT_EQ(object.get("dravelinarray"), chunks({UINT32_MAX, UINT32_MAX}));
+    EXPECT_EQ(object.get("intarray"), chunks({UINT32_MAX, 0xFF}));
+    session.setFeature("Fi33PlusMemoryFootprint", 0);
+    EXPECT_EQ(object.get("dravelinarray"), chunks({UINT32_MAX, 0xFF, 0, 0}));
+    EXPECT_EQ(object.get("intarray"), chunks({UINT32_MAX, 0xFF}));
+    // What is read as two chunks is not taken as such then.
+    EXPECT_EQ(thrownBy([&] { object.set("intarray", object.get("intarray")); }).message,
+              "First dimension of integer array must be divisible by 4.");
+    session.setFeature("Fi33PlusMemoryFootprint", 1);
+}
+
+TEST_F(FiIntegers, MakeAnArrayOfAType) {
+    const auto simfi = [&](const Value& type, const Value& words) {
+        return session.callStatic("embedded.fi", "simfi", {type, words});
+    };
+    const Value made = simfi(type(true, 40, 8), chunks({256, 0, 0xFFFFFF00U, UINT32_MAX}));
+    EXPECT_EQ(valuesOf(made), (std::vector<double>{1, -1}));
+    EXPECT_EQ(typeOf(made), "s40,8");
+    EXPECT_FALSE(session.call("isfimathlocal", {made}).toBool());
+    EXPECT_EQ(valuesOf(simfi(type(false, 8, 4), columnOf<std::uint8_t>({255}))), std::vector<double>{15.9375});
+    EXPECT_EQ(valuesOf(simfi(type("Double"), Value(0.1))), std::vector<double>{0.1});
+    EXPECT_EQ(thrownBy([&] { simfi(type("Double"), chunks({1})); }).id, "fixedpoint:fi:intarray:invaliddatatype");
+    EXPECT_EQ(thrownBy([&] { simfi(type(true, 40, 8), Value(1)); }).id, "fixedpoint:fi:intarray:not_32or64BitInt");
+}
+
+}  // namespace
