@@ -324,7 +324,6 @@ constexpr MethodRow fiMethods[] = {
     {"consolidatelocalfilogs", asked<&fi::consolidatelocalfilogs>},
     {"realabs", plain<fiToFiByTypeAndRules, giveRealAbs>},
     {"sqrt", plain<fiToFiByTypeAndRules, giveSqrt>},
-    {"Is64BitPlatform", staticIs64BitPlatform},
     {"Is64BitPlatform", plainStatic<nothingToArray, is64BitPlatform>},
     {"simfi", plainStatic<typeAndArrayToFi, giveSimFi>},
     {"set", set},
