@@ -2,7 +2,7 @@
 #
 #   make run [SIGNAL=file] [ARGS="--snr 60"] [OUT=folder]        the filter study of a recording
 #   make words [SIGNAL=file] [ARGS="--snr 60 --out words.hex"]   its word length study
-#   make tour                                                    first steps with an array of the host
+#   make tour                                                    first steps with arrays of the host
 #   make test                                                    all tests
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
 
@@ -28,8 +28,10 @@ words:
 
 tour:
 	@tools/install-deps build run
-	@tools/build release first_steps
+	@tools/build release first_steps indexing_tour
 	@build/release/examples/first_steps
+	@echo
+	@build/release/examples/indexing_tour
 
 test:
 	@tools/install-deps build test

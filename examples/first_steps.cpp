@@ -3,48 +3,16 @@
 // The program is linked with nothing of the library but the host; the session loads libtolvane.so and starts it. Every
 // line that is printed is read from the objects.
 #include <cstdio>
-#include <exception>
-#include <iostream>
-#include <string>
 #include <vector>
 
 #include "examples/LoggingSwitch.h"
-#include "host/reference/HostError.h"
+#include "examples/tour_text.h"
 #include "host/reference/Session.h"
 
 using hostref::Session;
 using hostref::Value;
 
 namespace {
-
-std::string number(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.10g", value);
-    return text;
-}
-
-/// "[0.5  -0.25]"
-std::string numbers(const std::vector<double>& values) {
-    std::string text;
-    for (const double value : values) text += (text.empty() ? "" : "  ") + number(value);
-    return "[" + text + "]";
-}
-
-std::string numbers(const Value& array) {
-    return numbers(array.get("double").toDoubles());
-}
-
-/// "signed, 16 bits, fraction length 15"
-std::string typeOf(const Value& array) {
-    const Value type = array.get("numerictype");
-    return std::string(type.get("SignednessBool").toBool() ? "signed, " : "unsigned, ") +
-           number(type.get("WordLength").toDouble()) + " bits, fraction length " +
-           number(type.get("FractionLength").toDouble());
-}
-
-void show(const std::string& what, const std::string& is) {
-    std::printf("  %-22s %s\n", what.c_str(), is.c_str());
-}
 
 void tour() {
     Session session(TOLVANE_MODULE);
@@ -101,14 +69,5 @@ void tour() {
 }  // namespace
 
 int main() {
-    try {
-        tour();
-    } catch (const hostref::HostError& error) {
-        std::cerr << "first_steps: " << error.id() << ": " << error.message() << '\n';
-        return 1;
-    } catch (const std::exception& error) {
-        std::cerr << "first_steps: " << error.what() << '\n';
-        return 1;
-    }
-    return std::fflush(stdout) == 0 ? 0 : 1;
+    return runTour("first_steps", tour);
 }

@@ -1,24 +1,31 @@
-// The tour prints what the objects answer; its key facts are worked out by hand.
+// The tours print what the objects answer; their key facts are worked out by hand.
 #include <gtest/gtest.h>
 #include <stdio.h>
 
 #include <array>
+#include <span>
 #include <string>
 
 namespace {
 
-TEST(FirstSteps, ToldFactsAreTrue) {
-    FILE* const pipe = popen(FIRST_STEPS, "r");
+struct Fact {
+    const char* line;
+    const char* why;
+};
+
+void expectFacts(const char* program, std::span<const Fact> facts) {
+    FILE* const pipe = popen(program, "r");
     ASSERT_NE(pipe, nullptr);
     std::string text;
     std::array<char, 4096> block;
     while (const std::size_t count = fread(block.data(), 1, block.size(), pipe)) text.append(block.data(), count);
     EXPECT_EQ(pclose(pipe), 0);
+    for (const Fact& fact : facts) EXPECT_NE(text.find(fact.line), std::string::npos) << fact.why << "\n" << text;
+}
+
+TEST(FirstSteps, ToldFactsAreTrue) {
     // In steps of 1/64: 1.5 is 96, -0.7 is -44.8, 0.12 is 7.68; the greatest 8-bit word is 127.
-    const struct {
-        const char* line;
-        const char* why;
-    } facts[] = {
+    const Fact facts[] = {
         {"\n  kept                   [1.5  -0.703125  0.125] ", "96, -45, 8"},
         {"\n  type                   signed, 8 bits, fraction length 6\n", "as asked for"},
         {"\n  a + a                  [3  -1.40625  0.25]\n", "twice that"},
@@ -30,7 +37,22 @@ TEST(FirstSteps, ToldFactsAreTrue) {
         {"\n  smallest, greatest     -1.40625, 1.984375\n", "-90 and 127"},
         {"\n  a + b                  fixedpoint:fi:fimathmismatch\n", "a rounds, b cuts"},
     };
-    for (const auto& fact : facts) EXPECT_NE(text.find(fact.line), std::string::npos) << fact.why << "\n" << text;
+    expectFacts(FIRST_STEPS, facts);
+}
+
+TEST(IndexingTour, ToldFactsAreTrue) {
+    const Fact facts[] = {
+        {"  a                      [1  2  3 ; 4  5  6]\n", "column by column"},
+        {"\n  a([6 1])               [6  1]\n", ""},
+        {"\n  a(a > 3)               [4 ; 5 ; 6]\n", ""},
+        {"\n  a(1,1) = 1.2           [1.1875  2  3 ; 4  5  6] ", "19/16"},
+        {"\n  a(:,3) = 100           [1.1875  2  7.9375 ; 4  5  7.9375] ", "127/16"},
+        {"\n  a(3,1) = -1            [1.1875  2  7.9375 ; 4  5  7.9375 ; -1  0  0]\n", "zeros beside it"},
+        {"\n  from nothing           [0  0  0  1.1875]\n", ""},
+        {"\n  a(:,2) = []            [1.1875  7.9375 ; 4  7.9375]\n", ""},
+        {"\n  a(9)                   fixedpoint:fi:badindex\n", "6 elements"},
+    };
+    expectFacts(INDEXING_TOUR, facts);
 }
 
 }  // namespace
