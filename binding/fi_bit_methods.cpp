@@ -7,6 +7,7 @@
 
 #include "binding/new_fi.h"
 #include "host/ErrorIdException.h"
+#include "logging/reports.h"
 
 namespace {
 
@@ -22,6 +23,8 @@ constexpr SignatureColumn bitsetSignatures[4] = {
     takes(fiHandle, array, fiHandle).to(fiHandle), takes(fiHandle, array, array).to(fiHandle)};
 constexpr SignatureColumn pow2Signatures[3] = {takes(fiHandle).to(fiHandle), takes(fiHandle, fiHandle).to(fiHandle),
                                                takes(fiHandle, array).to(fiHandle)};
+constexpr SignatureColumn bitshiftSignatures[2] = {takes(fiHandle, fiHandle).to(fiHandle),
+                                                   takes(fiHandle, array).to(fiHandle)};
 
 namespace {
 
@@ -109,4 +112,53 @@ void scaleByPowerOfTwo(const MethodCall& call) {
         raiseError("fixedpoint:fi:pow2:notscalar", "K must be scalar in POW2(A,K) when A is a FI object.");
     }
     giveFi(call, owned(object.pow2(truncated(exponent.value), false)));
+}
+
+namespace {
+
+int bitCountOf(const Exponent& exponent) {
+    if (!exponent.isNumeric) {
+        raiseError("fixedpoint:fi:bitshift:notbuiltinnumeric",
+                   "K must be a builtin numeric type in BITSHIFT(A,K) when A is a FI object.");
+    }
+    if (!exponent.isScalar) {
+        raiseError("fixedpoint:fi:bitshift:notscalar", "K must be scalar in BITSHIFT(A,K) when A is a FI object.");
+    }
+    if (exponent.isComplex) {
+        raiseError("fixedpoint:fi:bitshift:notreal", "K must be real in BITSHIFT(A,K) when A is a FI object.");
+    }
+    const int count = truncated(exponent.value);
+    if (exponent.value != static_cast<double>(count)) {
+        raiseError("fixedpoint:fi:bitshift:notinteger", "K must be an integer in BITSHIFT(A,K) when A is a FI object.");
+    }
+    return count;
+}
+
+/// Shifts the stored integers of an array with slope and bias and puts them back under its scale.
+std::unique_ptr<fi> shiftedIntegers(const fi& object, int count) {
+    const std::unique_ptr<fi> integers = owned(object.stripscaling());
+    integers->setScaling(fi::ScalingEnum::SlopeBias);
+    std::unique_ptr<fi> result = owned(integers->pow2(count, true));
+    constexpr auto natural = fi::IntArrayChunkMode::Natural;
+    constexpr auto first = fi::IntArrayDimensionMode::First;
+    const hvArrayOwner shifted(result->getIntArray(natural, first));
+    result->setSlope(object.getSlope());
+    result->setBias(object.getBias());
+    result->setSlopeAdjustmentFactor(object.getSlopeAdjustmentFactor());
+    result->setIntArray(shifted.get(), natural, first);
+    return result;
+}
+
+}  // namespace
+
+void shiftBits(const MethodCall& call) {
+    const fi& object = call.object<fi>(0);
+    if (!object.isFixed()) {
+        raiseNotAllowed("bitshift", object);
+    }
+    const int count = bitCountOf(exponentOf(call, call.signature == 0));
+    std::unique_ptr<fi> result =
+        object.isSlopeBiasScaled() ? shiftedIntegers(object, count) : owned(object.pow2(count, true));
+    reports::report(result->getQlogger(), "bitshift");
+    giveFi(call, std::move(result));
 }

@@ -22,6 +22,8 @@ extern const SignatureColumn bitsetSignatures[4];
 void getBits(const MethodCall& call);
 void setBits(const MethodCall& call);
 
-/// "pow2" takes the exponent likewise, and also stands alone, only to say that it needs one.
+/// "pow2" and "bitshift" take the exponent likewise; "pow2" also stands alone, only to say that it needs one.
 extern const SignatureColumn pow2Signatures[3];
+extern const SignatureColumn bitshiftSignatures[2];
 void scaleByPowerOfTwo(const MethodCall& call);
+void shiftBits(const MethodCall& call);

@@ -277,6 +277,7 @@ constexpr MethodRow fiMethods[] = {
     {"uminus", making<&fi::uminus>},
     {"conj", making<&fi::conj>},
     {"pow2", plain<pow2Signatures, scaleByPowerOfTwo>},
+    {"bitshift", plain<bitshiftSignatures, shiftBits>},
     {"bitcmp", making<&fi::bitcmp>},
     {"bitand", record<FiBitwiseMethodInfo<&fi::fibitand>>},
     {"bitor", record<FiBitwiseMethodInfo<&fi::fibitor>>},

@@ -1,4 +1,5 @@
 // What a user does with the bits of an array.
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -131,6 +132,79 @@ TEST_F(BitMethods, MultiplyByPowersOfTwo) {
     };
     for (const Row& row : rows) {
         EXPECT_EQ(thrownBy([&] { session.call("pow2", row.arguments); }), row.raised);
+    }
+}
+
+TEST_F(BitMethods, ShiftDownInEveryRoundMode) {
+    for (const char* mode : {"ceil", "convergent", "fix", "floor", "nearest", "round"}) {
+        const Value a = fi(std::vector<double>{3, -3}, type(true, 8, 0), rules({{"RoundMode", mode}}));
+        EXPECT_EQ(valuesOf(session.call("bitshift", {a, -1})), (std::vector<double>{1, -2})) << mode;
+        EXPECT_EQ(session.call("bitshift", {a, -1}).get("RoundMode").toText(), mode);
+    }
+    const Value three = s8(3);
+    EXPECT_EQ(valuesOf(session.call("bitshift", {three, 4})), std::vector<double>{48});
+    EXPECT_EQ(valuesOf(session.call("bitshift", {three, s8(4)})), std::vector<double>{48});
+    EXPECT_EQ(valuesOf(session.call("bitshift", {three, slopeBias(4.0)})), std::vector<double>{48});
+    EXPECT_EQ(valuesOf(session.call("bitshift", {three, 1e9})), std::vector<double>{127});
+}
+
+/// Stored integers shift, and slope and bias stay: 1.5 k + 1.
+TEST_F(BitMethods, ShiftTheIntegersUnderSlopeAndBias) {
+    for (const auto& [integer, shift, shifted] :
+         {std::array{7, -1, 3}, std::array{-7, -1, -4}, std::array{7, 3, 56}, std::array{7, 5, 127}}) {
+        const Value a = slopeBias(1.5 * integer + 1.0);
+        const Value result = session.call("bitshift", {a, shift});
+        EXPECT_EQ(valuesOf(result), std::vector<double>{1.5 * shifted + 1.0}) << integer << " by " << shift;
+        EXPECT_EQ(result.get("Slope").toDouble(), 1.5);
+        EXPECT_EQ(result.get("SlopeAdjustmentFactor").toDouble(), 1.5);
+        EXPECT_EQ(result.get("Bias").toDouble(), 1.0);
+        EXPECT_EQ(result.get("WordLength").toDouble(), 8.0);
+    }
+}
+
+TEST_F(BitMethods, ShiftsTellWhatOverflowed) {
+    logging(true);
+    const Value a = s8(std::vector<double>{100, 1, 0});
+    session.takeWarnings();
+    session.call("bitshift", {a, 2});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:overflow", "1 overflow occurred in the fi bitshift operation."}}));
+    session.call("bitshift", {a, -1});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:underflow", "1 underflow occurred in the fi bitshift operation."}}));
+}
+
+TEST_F(BitMethods, ShiftsRefuseWhatIsNoCount) {
+    const Value three = s8(3);
+    const Raised notNumeric = {"fixedpoint:fi:bitshift:notbuiltinnumeric",
+                               "K must be a builtin numeric type in BITSHIFT(A,K) when A is a FI object."};
+    const Raised notScalar = {"fixedpoint:fi:bitshift:notscalar",
+                              "K must be scalar in BITSHIFT(A,K) when A is a FI object."};
+    const Raised notReal = {"fixedpoint:fi:bitshift:notreal", "K must be real in BITSHIFT(A,K) when A is a FI object."};
+    const Raised notInteger = {"fixedpoint:fi:bitshift:notinteger",
+                               "K must be an integer in BITSHIFT(A,K) when A is a FI object."};
+    const double infinity = std::numeric_limits<double>::infinity();
+    struct Row {
+        Value a, k;
+        Raised raised;
+    };
+    const Row rows[] = {
+        {fi(1.0, type("Double")), "x", notAllowed("bitshift", "double")},
+        {fi(true, type("Boolean")), 1, notAllowed("bitshift", "boolean")},
+        {three, "x", notNumeric},
+        {three, true, notNumeric},
+        {three, std::vector<double>{1, 2}, notScalar},
+        {three, Value(), notScalar},
+        {three, s8(std::vector<double>{1, 2}), notScalar},
+        {three, Value::complex(1, 1), notReal},
+        {three, fi(Value::complex(1, 1), type(true, 8, 0)), notReal},
+        {three, 1.5, notInteger},
+        {three, std::nan(""), notInteger},
+        {three, infinity, notInteger},
+        {three, -1e10, notInteger},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(thrownBy([&] { session.call("bitshift", {row.a, row.k}); }), row.raised) << row.k;
     }
 }
 
