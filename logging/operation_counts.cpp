@@ -19,19 +19,10 @@ OperationCounts ofTimes(Operand a, Operand b, bool castsBeforeSum) {
 }
 
 OperationCounts ofMatrixProduct(Operand a, Operand b, bool castsBeforeSum) {
-    OperationCounts counts;
-    // Products of complex elements: of the pairs that are summed, or of the elements of the result.
-    std::uint64_t products = 0;
-    if (a.elements() == 1) {
-        counts.mathOperations = b.columns * a.columns;
-        counts.operations = counts.mathOperations;
-        products = b.elements();
-    } else if (b.elements() == 1) {
-        counts.mathOperations = a.elements();
-        counts.operations = counts.mathOperations;
-        products = a.elements();
-    } else {
-        products = a.rows * a.columns * b.columns;
+    // Beside a scalar these are single products, else one of the pairs that are summed.
+    const std::uint64_t products = a.rows * a.columns * b.columns;
+    OperationCounts counts{products, products};
+    if (a.elements() != 1 && b.elements() != 1) {
         counts.mathOperations = 2 * products;
         counts.operations = (castsBeforeSum ? 4 : 2) * products;
     }

@@ -130,10 +130,10 @@ TEST(MatrixProduct, LooksOnlyAtColumnsBesideALeftScalar) {
         {{1, 1, false}, {1, 1, false}, {1, 1}},
         {{1, 1, true}, {6, 1, false}, {2, 2}},
         {{2, 3, true}, {1, 1, false}, {12, 12}},
-        // Both complex: the products are those of all elements of the result, 6 in every row but the last.
+        // Both complex: also the products inside a complex one are counted by columns.
         {{1, 1, true}, {1, 6, true}, {6 + 5 * 6 + 2 * 6, 36}},
-        {{1, 1, true}, {6, 1, true}, {1 + 5 * 1 + 2 * 6, 6}},
-        {{1, 1, true}, {2, 3, true}, {3 + 5 * 3 + 2 * 6, 18}},
+        {{1, 1, true}, {6, 1, true}, {1 + 5 * 1 + 2 * 1, 6}},
+        {{1, 1, true}, {2, 3, true}, {3 + 5 * 3 + 2 * 3, 18}},
         {{6, 1, true}, {1, 1, true}, {6 + 5 * 6 + 2 * 6, 36}},
         {{1, 1, true}, {1, 1, true}, {1 + 5 * 1 + 2 * 1, 6}},
     };
