@@ -7,7 +7,6 @@
 
 #include "binding/new_fi.h"
 #include "host/ErrorIdException.h"
-#include "logging/reports.h"
 
 namespace {
 
@@ -111,7 +110,7 @@ void scaleByPowerOfTwo(const MethodCall& call) {
     if (!exponent.isScalar) {
         raiseError("fixedpoint:fi:pow2:notscalar", "K must be scalar in POW2(A,K) when A is a FI object.");
     }
-    giveFi(call, owned(object.pow2(truncated(exponent.value), false)));
+    giveReported(call, owned(object.pow2(truncated(exponent.value), false)), "pow2");
 }
 
 namespace {
@@ -159,6 +158,5 @@ void shiftBits(const MethodCall& call) {
     const int count = bitCountOf(exponentOf(call, call.signature == 0));
     std::unique_ptr<fi> result =
         object.isSlopeBiasScaled() ? shiftedIntegers(object, count) : owned(object.pow2(count, true));
-    reports::report(result->getQlogger(), "bitshift");
-    giveFi(call, std::move(result));
+    giveReported(call, std::move(result), "bitshift");
 }

@@ -17,6 +17,14 @@ void giveRange(const MethodCall& call) {
     *call.resultCount = 2;
 }
 
+void negate(const MethodCall& call) {
+    giveReported(call, owned(call.object<fi>(0).uminus()), "unary minus");
+}
+
+void conjugate(const MethodCall& call) {
+    giveReported(call, owned(call.object<fi>(0).conj()), "conjugation");
+}
+
 std::unique_ptr<fi> FiComplexMethodInfo::computeResult(const fi& a, const fi& b) {
     return owned(a.complex(b));
 }

@@ -13,6 +13,10 @@ inline constexpr SignatureColumn fiToRange[] = {
     takes(datatypes::object<fi>).to(datatypes::object<fi>, datatypes::object<fi>)};
 void giveRange(const MethodCall& call);
 
+/// "uminus" and "conj" report what overflowed under the new signs.
+void negate(const MethodCall& call);
+void conjugate(const MethodCall& call);
+
 /// Reports what the imaginary parts overflowed on their way into the type of the real ones.
 class FiComplexMethodInfo final : public FiBinaryOperationFiOutputStrictNumericType {
  public:

@@ -8,6 +8,7 @@
 #include "binding/FiOMClass.h"
 #include "binding/methods.h"
 #include "fi/fi.h"
+#include "logging/reports.h"
 
 inline std::unique_ptr<fi> owned(fi* made) {
     return std::unique_ptr<fi>(made);
@@ -18,6 +19,12 @@ inline std::unique_ptr<fi> owned(fi& made) {
 
 inline void giveFi(const MethodCall& call, std::unique_ptr<fi> made) {
     call.give(FiOMClass::wrap(std::move(made)));
+}
+
+/// As giveFi, after a report of what the log of the new array has gained.
+inline void giveReported(const MethodCall& call, std::unique_ptr<fi> made, const reports::OperationName& operation) {
+    reports::report(made->getQlogger(), operation);
+    giveFi(call, std::move(made));
 }
 
 /// Gives what a member of `fi` makes of one array.

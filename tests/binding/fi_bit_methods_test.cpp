@@ -162,16 +162,19 @@ TEST_F(BitMethods, ShiftTheIntegersUnderSlopeAndBias) {
     }
 }
 
-TEST_F(BitMethods, ShiftsTellWhatOverflowed) {
+TEST_F(BitMethods, ShiftsAndPowersTellWhatOverflowed) {
     logging(true);
     const Value a = s8(std::vector<double>{100, 1, 0});
+    const Value down = fi(std::vector<double>{100, 1, 0}, type(true, 8, 0), rules({{"RoundMode", "fix"}}));
     session.takeWarnings();
-    session.call("bitshift", {a, 2});
-    EXPECT_EQ(session.takeWarnings(),
-              (std::vector<Warning>{{"fi:overflow", "1 overflow occurred in the fi bitshift operation."}}));
-    session.call("bitshift", {a, -1});
-    EXPECT_EQ(session.takeWarnings(),
-              (std::vector<Warning>{{"fi:underflow", "1 underflow occurred in the fi bitshift operation."}}));
+    for (const std::string method : {"bitshift", "pow2"}) {
+        session.call(method, {a, 2});
+        EXPECT_EQ(session.takeWarnings(),
+                  (std::vector<Warning>{{"fi:overflow", "1 overflow occurred in the fi " + method + " operation."}}));
+        session.call(method, {down, -1});
+        EXPECT_EQ(session.takeWarnings(),
+                  (std::vector<Warning>{{"fi:underflow", "1 underflow occurred in the fi " + method + " operation."}}));
+    }
 }
 
 TEST_F(BitMethods, ShiftsRefuseWhatIsNoCount) {

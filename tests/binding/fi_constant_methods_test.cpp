@@ -79,4 +79,29 @@ TEST_F(ConstantMethods, ComplexTakesArraysInTheTypeOfTheOther) {
               (std::vector<Warning>{{"fi:overflow", "1 overflow occurred in the fi complex operation."}}));
 }
 
+TEST_F(ConstantMethods, NewSignsTellWhatOverflowed) {
+    const Value u = fi(std::vector<double>{3, 0, 200}, type(false, 8, 0));
+    const Value lowest = fi(Value::complex(-1, -1), type(true, 8, 7));
+    struct Row {
+        const char* method;
+        Value argument;
+        std::vector<Warning> told;
+    };
+    const Row rows[] = {
+        {"uminus", u, {{"fi:overflow", "2 overflows occurred in the fi unary minus operation."}}},
+        {"uminus", lowest, {{"fi:overflow", "2 overflows occurred in the fi unary minus operation."}}},
+        {"conj", lowest, {{"fi:overflow", "1 overflow occurred in the fi conjugation operation."}}},
+        {"conj", u, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.method);
+        logging(false);
+        session.call(row.method, {row.argument});
+        EXPECT_TRUE(session.takeWarnings().empty());
+        logging(true);
+        session.call(row.method, {row.argument});
+        EXPECT_EQ(session.takeWarnings(), row.told);
+    }
+}
+
 }  // namespace
