@@ -181,6 +181,22 @@ TEST_F(Logs, AreWrittenOnceByAnArrayWhoseElementWasCopied) {
     EXPECT_EQ(record->second.getNumberOfUnderflows(), 1u);
 }
 
+TEST_F(Logs, AreWrittenOnceByAnArrayAssignedIntoItself) {
+    {
+        fi array = seenColumn("w");
+        const hvArrayOwner plan(hvCreateDoubleMatrix(array.numel(), 1));
+        for (std::size_t i = 0; i < array.numel(); ++i) {
+            hvGetPr(plan.get())[i] = -1.0 - static_cast<double>(i);
+        }
+        embedded::setFeatureFiTagLogging(true);
+        qlogger::setLogType(embedded::LogTypeEnum::WriteLogMap);
+        array.subscriptedOverwriteAssignment(plan.get(), array);
+        EXPECT_TRUE(filog::getLogMap().empty());
+    }
+    qlogger::setLogType({});
+    EXPECT_EQ(filog::getLogMap().at("w|Assignment|s8,4").getNumberOfOverflows(), 1u);
+}
+
 TEST_F(Logs, AreResetThoughTheMapTakesNothing) {
     const fi array = seenColumn("a");
     array.consolidatelocalfilogs();
