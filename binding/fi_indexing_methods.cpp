@@ -41,8 +41,9 @@ void subscriptAndAssign(const MethodCall& call) {
     fi& target = fi::getFiFromHvArray(left);
     const hvArrayOwner self = ownCopy(left);
     hvArrayOwner result(target.subsasgn(self.get(), call.array(1), call.array(2)));
+    // The session's log has taken over what the objects counted, so the report is of that.
     if (fi::getLogging()) {
-        fi::displaySubsasgnLogging(target.getQlogger());
+        fi::displaySubsasgnLogging(fi::getAssignlog());
     }
     call.give(result.release());
 }

@@ -238,29 +238,51 @@ TEST_F(FiIndexing, DeletionKeepsTheRestInItsType) {
     EXPECT_EQ(valuesOf(square), (std::vector<double>{1, 2, 3, 4}));
 }
 
-TEST_F(FiIndexing, OverflowsCountWhereTheyAreQuantized) {
+TEST_F(FiIndexing, OverflowsCountWhereTheyAreQuantizedAndAreReportedOnce) {
     logging(true);
-    session.takeWarnings();
-    const Warning overflow{"fi:overflow", "1 overflow occurred in the fi assignment operation."};
-    Value array = fi(row({1, 2, 3}), type(true, 4, 0));
+    const Value array = fi(row({1, 2, 3}), type(true, 4, 0));
+    session.call(0, "resetgloballog", {array});
     session.takeWarnings();
     session.index(array, {paren(2)});
+    session.index(array, {paren(colon())});
     EXPECT_EQ(integer(session.call("noverflows", {array})), 0);
-    session.assign(array, {paren(2)}, 100);  // reported while it is added to the session's log
-    EXPECT_EQ(integer(session.call("noverflows", {array})), 1);
-    session.assign(array, {paren(row({1, 2}))}, row({100, 3}));
-    EXPECT_EQ(integer(session.call("noverflows", {array})), 2);
-    const Value longer = session.assign(array, {paren(5)}, 100);
-    EXPECT_EQ(integer(session.call("noverflows", {array})), 3);
-    session.takeWarnings();
+    EXPECT_TRUE(session.takeWarnings().empty());
+
+    const auto reported = [](long overflows) {
+        const std::string count = std::to_string(overflows) + (overflows > 1 ? " overflows" : " overflow");
+        return Warning{"fi:overflow", count + " occurred in the fi assignment operation."};
+    };
+    const Value wide = fi(row({50, 60}), type(true, 8, 0));
+    struct Row {
+        const char* why;
+        Subscript step;
+        Value right;
+        std::vector<Warning> warnings;
+        long counted;  // by the array that is assigned into, all in all
+    };
+    const Row rows[] = {
+        {"a number", paren(2), 100, {reported(1)}, 1},
+        {"a value that fits", paren(2), 1, {}, 1},
+        {"numbers, which overflow on the way into the type", paren(row({1, 2})), row({100, 3}), {reported(1)}, 2},
+        {"an object's element", paren(1), session.index(wide, {paren(1)}), {reported(1)}, 3},
+        {"an object's elements", paren(row({1, 3})), wide, {reported(2)}, 5},
+        {"growth by an object counts in the new array", paren(row({5, 6})), wide, {reported(2)}, 5},
+        {"deletion", paren(2), Value(), {}, 5},
+        {"growth by a number", paren(5), 100, {reported(1)}, 6},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.why);
+        session.assign(array, {row.step}, row.right);
+        EXPECT_EQ(session.takeWarnings(), row.warnings);
+        EXPECT_EQ(integer(session.call("noverflows", {array})), row.counted);
+    }
 
     // A concatenation reports its right operand together with the session's assignments.
-    const Value right = fi(Value(50), type(true, 4, 0));
-    session.takeWarnings();
-    session.call("subscriptedgrowassignment", {array, row({1, -1}), right});
-    for (const Warning& warning : session.takeWarnings()) {
-        EXPECT_NE(warning.text.find("concatenation"), std::string::npos) << warning.text;
-    }
+    session.call("subscriptedgrowassignment", {wide, row({1, -1}), fi(1, type(true, 8, 0))});
+    EXPECT_TRUE(session.takeWarnings().empty());
+    session.call("subscriptedgrowassignment", {fi(1, type(true, 4, 0)), row({1, -1, -2}), wide});
+    EXPECT_EQ(session.takeWarnings(),
+              (std::vector<Warning>{{"fi:overflow", "2 overflows occurred in the fi concatenation operation."}}));
 }
 
 }  // namespace
