@@ -12,11 +12,6 @@ namespace {
 
 using Mode = embedded::QuantizerModeEnum;
 
-bool keepsValues(Mode mode) {
-    return mode == Mode::Double || mode == Mode::None || mode == Mode::ScaledDouble ||
-           mode == Mode::UnsignedScaledDouble;
-}
-
 bool isFloat(Mode mode) {
     return mode == Mode::Float || mode == Mode::Single;
 }
@@ -43,6 +38,11 @@ double firstOfEqual(double extreme, std::span<const double> values) {
 
 }  // namespace
 
+bool quantizer::keepsValues() const {
+    return mFunctionFits && (mMode == Mode::Double || mMode == Mode::None || mMode == Mode::ScaledDouble ||
+                             mMode == Mode::UnsignedScaledDouble);
+}
+
 number& quantizer::quantizeArray(number& x) const {
     if (doublenumber* doubles = x.asDouble()) {
         quantize(doubles->elements(), doubles->elements());
@@ -65,7 +65,7 @@ void quantizer::quantize(std::span<const double> in, std::span<double> out) cons
     }
     if (in.empty()) return;
     const bool counting = mLogger.isLogging();
-    if (mFunctionFits && !counting && keepsValues(mMode)) {
+    if (!counting && keepsValues()) {
         if (in.data() != out.data()) std::copy(in.begin(), in.end(), out.begin());
         return;
     }

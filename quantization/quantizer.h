@@ -129,6 +129,8 @@ class TOLVANE_API quantizer {
     bool isequal(const quantizer& other) const;
     /// The constants as doubles, for loops over whole arrays.
     const FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
+    /// Whether the element function leaves all values as they are while nothing is counted.
+    bool keepsValues() const;
 
     // Quantizing.
 
