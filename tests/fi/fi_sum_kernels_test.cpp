@@ -7,37 +7,14 @@
 #include <memory>
 #include <sstream>
 
-#include "tests/support/arrays_of_fi.h"
 #include "tests/support/errors.h"
+#include "tests/support/logs_of_fi.h"
 
 namespace {
 
 using SumMode = fimath::ArithmeticModeEnum;
 
 constexpr SumMode kSumModes[] = {SumMode::FullPrecision, SumMode::KeepLSB, SumMode::KeepMSB, SumMode::SpecifyPrecision};
-
-struct Log {
-    double max;
-    double min;
-    std::uint64_t overflows;
-    std::uint64_t underflows;
-    std::uint64_t operations;
-    std::uint64_t mathOperations;
-    bool operator==(const Log& other) const {
-        return sameBits(max, other.max) && sameBits(min, other.min) && overflows == other.overflows &&
-               underflows == other.underflows && operations == other.operations &&
-               mathOperations == other.mathOperations;
-    }
-};
-Log logOf(const qlogger& log) {
-    return {log.getMax().todouble(), log.getMin().todouble(), log.getNoverflows(),
-            log.getNunderflows(),    log.getNoperations(),    log.getNMathoperations()};
-}
-std::ostream& operator<<(std::ostream& out, const Log& log) {
-    return out << "max " << text(log.max) << ", min " << text(log.min) << ", " << log.overflows << " overflows, "
-               << log.underflows << " underflows, " << log.operations << " operations, " << log.mathOperations
-               << " sums";
-}
 
 /// Like sameElement; the register of a wide operand is wide, also where the result is not.
 bool sameValue(const number& a, const number& b) {
@@ -83,48 +60,6 @@ NumericType randomSumType(Random& random) {
     return random.oneIn(40) ? randomFixedType(random, 60, false) : randomFixedType(random, 40, false);
 }
 
-/// Fills a part with values of the type, or at times with values that are none, which setters and raw stores can leave.
-void fill(number& part, Random& random, const NumericType& type, const quantizer& q, bool isRaw, bool hasSpecials) {
-    for (std::uint64_t i = 0; i < part.numel(); ++i) {
-        part[i] = randomInput(random, type);
-        if (hasSpecials && random.oneIn(10)) {
-            part.setvalue(random.anyDouble());
-        }
-        if (random.oneIn(12)) {
-            part.setvalue(random.oneIn(2) ? 0.0 : -0.0);
-        }
-        if (!isRaw) {
-            q.quantize(part);
-        }
-    }
-}
-
-std::unique_ptr<fi> randomArray(Random& random, const NumericType& type, const fimath& rules, bool isLocal,
-                                std::uint64_t count) {
-    const Sizes sizes{count, 1};
-    const bool isComplex = random.oneIn(2);
-    auto made = std::make_unique<fi>(sizes.data(), 2, type, rules, isComplex, "", isLocal, Operation::Assignment, 0);
-    const bool isRaw = random.oneIn(4);
-    const bool hasSpecials = !type.isFixed();
-    fill(made->real(), random, type, made->getAssignmentQuantizer(), isRaw, hasSpecials);
-    if (isComplex) {
-        fi imaginary(sizes.data(), 2, type, rules, false, "", isLocal, Operation::Assignment, 0);
-        fill(imaginary.real(), random, type, imaginary.getAssignmentQuantizer(), isRaw, hasSpecials);
-        // Raw stores put the second array into the imaginary part, value by value.
-        for (std::uint64_t i = 0; i < count; ++i) {
-            const_cast<number&>(made->imag(i)).setvalue(imaginary.real(i));
-        }
-    }
-    made->setIndex(0);
-    made->resetLogging();
-    return made;
-}
-
-NumericType scaledDouble(const NumericType& type) {
-    return NumericType(TypeMode::ScaledDoubleBinaryPoint, type.isSigned(), type.getWordLength(), 1.0,
-                       type.getFixedExponent(), 0.0);
-}
-
 TEST(ArraySums, AgreeWithTheElementStepsInEveryBitCountAndExtreme) {
     constexpr std::uint64_t kCounts[] = {0, 1, 2, 3, 7, 16, 100, 1023, 1024, 1025, 2100};
     Random random(5201);
@@ -144,8 +79,8 @@ TEST(ArraySums, AgreeWithTheElementStepsInEveryBitCountAndExtreme) {
         }
         const std::uint64_t count = random.oneIn(4) ? random.pick(kCounts) : random.pick(std::span(kCounts).first(7));
         const int shape = random.between(0, 3);
-        const auto a = randomArray(random, leftType, rules, random.oneIn(2), shape == 0 ? 1 : count);
-        const auto b = randomArray(random, rightType, rules, random.oneIn(2), shape == 1 ? 1 : count);
+        const auto a = anyArray(random, leftType, rules, random.oneIn(2), {shape == 0 ? 1 : count, 1});
+        const auto b = anyArray(random, rightType, rules, random.oneIn(2), {shape == 1 ? 1 : count, 1});
         const bool subtracts = random.oneIn(2);
         const bool logs = random.oneIn(2);
         fi::setLogging(logs);

@@ -1,0 +1,75 @@
+// The state of a log as one value, and arrays that hold any values, for tests of array code against element steps.
+#pragma once
+
+#include <memory>
+#include <ostream>
+
+#include "tests/support/arrays_of_fi.h"
+
+struct Log {
+    double max;
+    double min;
+    std::uint64_t overflows;
+    std::uint64_t underflows;
+    std::uint64_t operations;
+    std::uint64_t mathOperations;
+    bool operator==(const Log& other) const {
+        return sameBits(max, other.max) && sameBits(min, other.min) && overflows == other.overflows &&
+               underflows == other.underflows && operations == other.operations &&
+               mathOperations == other.mathOperations;
+    }
+};
+inline Log logOf(const qlogger& log) {
+    return {log.getMax().todouble(), log.getMin().todouble(), log.getNoverflows(),
+            log.getNunderflows(),    log.getNoperations(),    log.getNMathoperations()};
+}
+inline std::ostream& operator<<(std::ostream& out, const Log& log) {
+    return out << "max " << text(log.max) << ", min " << text(log.min) << ", " << log.overflows << " overflows, "
+               << log.underflows << " underflows, " << log.operations << " operations, " << log.mathOperations
+               << " math operations";
+}
+
+/// Fills a part with values of the type, or at times with values that are none, which setters and raw stores can leave.
+inline void fill(number& part, Random& random, const NumericType& type, const quantizer& q, bool isRaw,
+                 bool hasSpecials) {
+    for (std::uint64_t i = 0; i < part.numel(); ++i) {
+        part[i] = randomInput(random, type);
+        if (hasSpecials && random.oneIn(10)) {
+            part.setvalue(random.anyDouble());
+        }
+        if (random.oneIn(12)) {
+            part.setvalue(random.oneIn(2) ? 0.0 : -0.0);
+        }
+        if (!isRaw) {
+            q.quantize(part);
+        }
+    }
+}
+
+/// A real or complex array, at times of values that are not of its type; NaN and infinities are among them where the
+/// type has such values, and, if told so, elsewhere too.
+inline std::unique_ptr<fi> anyArray(Random& random, const NumericType& type, const fimath& rules, bool isLocal,
+                                    const Sizes& sizes, bool mayBeSpecial = false) {
+    const bool isComplex = random.oneIn(2);
+    auto made = std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, isComplex, "", isLocal,
+                                     Operation::Assignment, 0U);
+    const bool isRaw = random.oneIn(4);
+    const bool hasSpecials = !type.isFixed() || (isRaw && mayBeSpecial && random.oneIn(2));
+    fill(made->real(), random, type, made->getAssignmentQuantizer(), isRaw, hasSpecials);
+    if (isComplex) {
+        fi imaginary(sizes.data(), sizes.size(), type, rules, false, "", isLocal, Operation::Assignment, 0U);
+        fill(imaginary.real(), random, type, imaginary.getAssignmentQuantizer(), isRaw, hasSpecials);
+        // Raw stores put the second array into the imaginary part, value by value.
+        for (std::uint64_t i = 0; i < made->numel(); ++i) {
+            const_cast<number&>(made->imag(i)).setvalue(imaginary.real(i));
+        }
+    }
+    made->setIndex(0);
+    made->resetLogging();
+    return made;
+}
+
+inline NumericType scaledDouble(const NumericType& type) {
+    return NumericType(TypeMode::ScaledDoubleBinaryPoint, type.isSigned(), type.getWordLength(), 1.0,
+                       type.getFixedExponent(), 0.0);
+}
