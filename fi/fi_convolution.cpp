@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "fi/array_seams.h"
 #include "fi/fi.h"
 #include "fi/lent_product_logs.h"
 #include "fi/work_cells.h"
@@ -74,6 +75,10 @@ fi& fi::ficonv(const fi& b, std::uint64_t count, std::uint64_t offset, bool rowR
             finish();
         }
     };
+    const fi& reg = *worker.mProductRegister;
+    if (arrayseams::convolve(*this, right, offset, reg, *reg.mSumRegister, sum, *result)) {
+        return *result.release();
+    }
     if (isSwapped) {
         accumulate(
             0, count, [&] { sum.sumEquals(sum, right * *this, sum, scratch); }, [] {});
@@ -118,6 +123,8 @@ fi& fi::leadingdimension_sum() const {
             }
         }
     };
-    byColumns(0, mN);
+    if (!arrayseams::sumColumns(*this, *result)) {
+        byColumns(0, mN);
+    }
     return *result.release();
 }

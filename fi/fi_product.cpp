@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "fi/array_seams.h"
 #include "fi/broadcast.h"
 #include "fi/fi.h"
 #include "fi/lent_product_logs.h"
@@ -171,9 +172,9 @@ fi& fi::times(const fi& b) const {
     }
 
     const broadcasting operands(*this, b);
-    auto result =
-        std::make_unique<fi>(operands.shape().dims(), operands.shape().ndims(), type, rules, isComplex, getTag(),
-                             mFimathIsLocal || b.mFimathIsLocal, embedded::OperationTypeEnum::Product, 0U);
+    std::unique_ptr<fi> result(new fi(operands.shape().mDims, type, &rules, isComplex, getTag(),
+                                      mFimathIsLocal || b.mFimathIsLocal, embedded::OperationTypeEnum::Product, 0U,
+                                      Entries::unset));
     if (areBothComplex) {
         result->initializeSumRegister(type, rules, 0);
     }
@@ -182,7 +183,22 @@ fi& fi::times(const fi& b) const {
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
         operands.walk(*result, begin, end, [&] { *result = left * right; });
     };
-    byElements(0, result->numel());
+    fi& reg = *left.mProductRegister;
+    if (!arrayseams::multiply(left, right, operands, reg, *reg.mSumRegister, *result, byElements)) {
+        if (isComplex || getLogging() || isSlopeBiasScaled() || b.isSlopeBiasScaled() ||
+            rules.isProductSlopeBiasScaled()) {
+            byElements(0, result->numel());
+        } else {
+            // What the steps of real elements come down to; wide words feel the rest.
+            const quantizer& q = reg.getAssignmentQuantizer();
+            result->getAssignmentQuantizer();
+            operands.walk(*result, 0, result->numel(), [&] {
+                reg.mReal.setvalue(mReal);
+                reg.mReal *= b.mReal;
+                result->mReal.setvalue(q.quantize(reg.mReal));
+            });
+        }
+    }
     if (lent) {
         lent->handTo(*this);
     }
@@ -257,7 +273,10 @@ fi& fi::mtimes(const fi& b) const {
             lent.emplace(right);
         }
         number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*right.mProductRegister)));
-        accumulate([&] { result->sumEquals(*result, right * *this, *result, scratch); });
+        const fi& reg = *right.mProductRegister;
+        if (!arrayseams::multiplyMatrices(*this, right, reg, *reg.mSumRegister, *result, *result)) {
+            accumulate([&] { result->sumEquals(*result, right * *this, *result, scratch); });
+        }
         if (lent) {
             right.getproductregsumQlogger().addtoOverflows(result->getNoverflows());
             lent->handTo(*this);
@@ -268,10 +287,12 @@ fi& fi::mtimes(const fi& b) const {
     result->initializeSumRegister(type, rules, 0);
     fi& sum = result->getSumRegister();
     number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*mProductRegister)));
-    accumulate([&] {
-        sum.sumEquals(*result, *this * right, sum, scratch);
-        *result = sum;
-    });
+    if (!arrayseams::multiplyMatrices(*this, right, *mProductRegister, *mProductRegister->mSumRegister, sum, *result)) {
+        accumulate([&] {
+            sum.sumEquals(*result, *this * right, sum, scratch);
+            *result = sum;
+        });
+    }
     if (getLogging()) {
         result->getQlogger().copyMinMax(sum.getQlogger());
         getproductregsumQlogger().addtoOverflows(sum.getNoverflows());
