@@ -33,8 +33,10 @@ class Multiplication {
         mHasLoops = product.hasFixedKernel();
         mTriesProof = hasMembership(product);
         if (isComplexByComplex) {
+            // Products are values of their type, and casting leaves them alone in a type that has all of those.
+            mCasts = quantizers.castsBeforeSum && !covers(sum, product);
             mHasLoops = mHasLoops && sum.hasFixedKernel() && mRule == productloops::ruleOf(sum);
-            mTriesProof = mTriesProof && hasMembership(sum) && (!quantizers.castsBeforeSum || covers(sum, product));
+            mTriesProof = mTriesProof && hasMembership(sum) && !mCasts;
         }
         if (mTriesProof) {
             mProductType = membershipOf(product);
@@ -70,8 +72,7 @@ class Multiplication {
             mTriesProof = false;
         }
         if (mHasLoops) {
-            productloops::combineQuantized(mRule, mFormats, mQuantizers.castsBeforeSum, sign, first, second, out.data(),
-                                           count);
+            productloops::combineQuantized(mRule, mFormats, mCasts, sign, first, second, out.data(), count);
             return;
         }
         const std::span<double> other(mOther.data(), count);
@@ -110,6 +111,7 @@ class Multiplication {
     bool mCounts;
     bool mTriesProof = false;
     bool mHasLoops = false;
+    bool mCasts = false;
     productloops::Formats mFormats;
     productloops::Rule mRule{};
     Membership mProductType;
