@@ -120,6 +120,10 @@ void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
         updateNumel();
         throw;
     }
+    // A current element that has gone is no longer current.
+    if (part.getIndex() >= count) {
+        part.setIndex(0);
+    }
 }
 
 void fi::takeShape(Dimensions dims, bool isComplex) {

@@ -100,8 +100,10 @@ TEST(FiShape, ResizesOnlyWhatMustChange) {
         const NumericType type = fixedType(true, row.oldBits, 4);
         fi array = row.startsComplex ? column({1, 2, 3}, {4, 5, 6}, type) : column({1, 2, 3}, type);
         const fimath rules = rulesOf(Rounding::ceil, true);
+        array.setIndex(2);
         array.resizeAndZero(row.newCount, 1, fixedType(true, row.newBits, 4), rules, row.makeComplex);
         EXPECT_EQ(sizesOf(array), (Sizes{row.newCount, 1})) << row.why;
+        EXPECT_LT(array.getIndex(), row.newCount) << row.why;
         EXPECT_EQ(array.getWordLength(), row.newBits) << row.why;
         EXPECT_EQ(array.iscomplex(), row.endsComplex) << row.why;
         EXPECT_EQ(array.realdouble(0) == 1.0, row.keepsValues) << row.why;
