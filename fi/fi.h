@@ -657,6 +657,45 @@ class TOLVANE_API fi {
     fi& stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) const;
     fi& stridesort2(double*& indices, bool ascending, std::uint64_t stride, std::uint64_t length) const;
 
+    // Shapes. Elements move as they are stored into a new array of the same type, rules and tag, which the caller owns.
+    // Zeros beside them are those of the constructor.
+
+    /// Raise "fixedpoint:fi:transpose:NDArray" and "fixedpoint:fi:ctranspose:NDArray". The conjugate negates imaginary
+    /// parts through the quantizer of the new array, which counts what overflows.
+    fi* transpose() const;
+    fi* ctranspose() const;
+    /// Gives the elements other dimensions, by an array of doubles. The caller looks after their number: with fewer
+    /// places the last elements are left out, and places beyond them hold stored zeros. Raises
+    /// "fixedpoint:fi:reshape:siz_not_double", "fixedpoint:fi:outofmemory" and the host's error for a bad index.
+    fi* reshape(const hvArray* siz) const;
+    /// Drops dimensions of size 1, down to two.
+    fi* squeeze() const;
+    /// Put a vector on the k-th diagonal of a square matrix, or take that diagonal from a matrix as a column; diagonals
+    /// above the main one have positive numbers. Fractions of k are dropped. Raise
+    /// "fixedpoint:fi:diag:firstInputMustBe2D", "fixedpoint:fi:diag:kthDiagInputNotInteger" for NaN,
+    /// "fixedpoint:fi:diag:pmaxsize" and "fixedpoint:fi:outofmemory".
+    fi* diag() const { return diag(0.0); }
+    fi* diag(double k) const;
+    /// Keep what is on the k-th diagonal and below, or above. Both raise "fixedpoint:fi:tril:firstInputMustBe2D",
+    /// "fixedpoint:fi:diag:kthDiagInputNotInteger" for NaN, and the host's error for a bad index for what no 64 bits
+    /// hold.
+    fi* tril() const { return tril(0.0); }
+    fi* tril(double k) const;
+    fi* triu() const { return triu(0.0); }
+    fi* triu(double k) const;
+    /// Make the matrix whose anti-diagonals are the elements of this array, and then those of the other from its second
+    /// on, assigned; zeros below the main one without another. Warn "VELMAR:hankel:AntiDiagonalConflict" when the last
+    /// element differs from the first of the other. Raise "fixedpoint:fi:hankel:emptynotallowed".
+    fi* hankel() const;
+    fi* hankel(const fi& row) const;
+    /// Make the matrix whose diagonals downwards are the elements of this array, and to the right those of the other
+    /// from its second on, assigned; without another the Hermitian matrix of this row. Warn
+    /// "fixedpoint:fi:toeplitz:DiagonalConflict" when the first elements differ, so for a complex first element of a
+    /// lone array too. Raise "fixedpoint:fi:toeplitz:emptynotallowed", and for a lone array
+    /// "fixedpoint:fi:complexslopebiasnotdefined".
+    fi* toeplitz() const;
+    fi* toeplitz(const fi& row) const;
+
     // Bits of the stored integers. Bit 1 is the lowest. Each raises "fixedpoint:fi:<name>:ScaledDoubleOn" first.
 
     /// Make a new array of the common type. Raise "fixedpoint:fi:bitAndXorOr:mixedNumericTypes" and
@@ -849,6 +888,7 @@ class TOLVANE_API fi {
 
     using Dimensions = std::vector<std::uint64_t>;
     struct Logs;
+    struct ElementMoves;
 
     // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object
     // keeps a copy of the rules, if there are any. `unset` entries are for whoever stores into all before reading one.
