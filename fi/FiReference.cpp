@@ -1,0 +1,43 @@
+#include "fi/FiReference.h"
+
+FiReference::FiReference(fi& root) : fi(root, embedded::CopyIndex::tag), mRoot(&root) {
+    // The copy of the root's log would be written to the log map a second time.
+    fi::getAssignmentQuantizer().getQlogger().reset();
+}
+
+FiReference::FiReference(FiReference& other) : fi(other, embedded::CopyIndex::tag), mRoot(other.mRoot) {
+    fi::getAssignmentQuantizer().getQlogger().reset();
+}
+
+FiReference::~FiReference() = default;
+
+FiReference& FiReference::operator=(const FiReference& other) {
+    fi::operator=(other);
+    mRoot = other.mRoot;
+    return *this;
+}
+
+void FiReference::setIsReal(bool isReal) {
+    mRoot->setIsReal(isReal);
+}
+
+// The root's own quantizer, as it stands: it catches up with the global rules when the root writes.
+const quantizer& FiReference::getAssignmentQuantizer() const {
+    return *mAssignmentQuantizerRef;
+}
+
+void FiReference::coordinateComplexity(bool makeComplex, unsigned precision) {
+    mRoot->coordinateComplexity(makeComplex, precision);
+}
+
+bool FiReference::isreal() const {
+    return mRoot->isreal();
+}
+
+bool FiReference::iscomplex() const {
+    return mRoot->iscomplex();
+}
+
+const qlogger& FiReference::getQlogger() const {
+    return mRoot->getQlogger();
+}
