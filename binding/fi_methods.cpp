@@ -19,6 +19,7 @@
 #include "binding/fi_integer_methods.h"
 #include "binding/fi_reduction_methods.h"
 #include "binding/fi_root_methods.h"
+#include "binding/fi_shape_methods.h"
 #include "binding/fi_tables.h"
 #include "binding/methods.h"
 #include "binding/new_fi.h"
@@ -246,6 +247,10 @@ constexpr MethodRow fiMethods[] = {
     {"length", asked<&fi::length>},
     {"ndims", asked<&fi::ndims>},
     {"size", record<FiSizeMethodInfo>},
+    {"fi_reshape", plain<fiAndSizesToFi, giveReshaped>},
+    {"squeeze", making<&fi::squeeze>},
+    {"transpose", making<&fi::transpose>},
+    {"ctranspose", plain<fiToFi, giveConjugateTranspose>},
     {"stripscaling", making<&fi::stripscaling>},
     {"reinterpretcast", plain<fiAndTypeToFi, reinterpretCast>},
     {"copy", plain<fiToFi, copy>},
@@ -309,6 +314,11 @@ constexpr MethodRow fiMethods[] = {
     {"ne", record<FiComparisonMethodInfo<&fi::ne>>},
     {"sign", asked<&fi::sign>},
     {"binaryop_isequal", record<FiComparisonMethodInfo<&fi::isequal>>},
+    {"diag", plain<fiAndDiagonalToFi, giveDiagonal>},
+    {"tril", plain<fiAndDiagonalToFi, giveLowerTriangle>},
+    {"triu", plain<fiAndDiagonalToFi, giveUpperTriangle>},
+    {"toeplitz", record<FiTwoVectorMethodInfo<&fi::toeplitz>>},
+    {"hankel", record<FiTwoVectorMethodInfo<&fi::hankel>>},
     {"subsref", plain<fiAndArrayToArray, subscript>},
     {"subsasgn", plain<threeArraysToArray, subscriptAndAssign>},
     {"subscriptedreference", plain<fiAndPlanToFi, takeByPlan>},
