@@ -754,6 +754,37 @@ class TOLVANE_API fi {
     fi* getRealFi() const;
     fi* getImagFi() const;
 
+    // Text forms: a row of characters for each row of elements, with the columns of all further dimensions side by
+    // side.
+
+    /// Returns the words as digits of a base of 2 to 36, as many for each as the word length takes, in a new host char
+    /// array that the caller owns. Negative words are in two's complement; double and single give the bits of their
+    /// format. Raises "fixedpoint:fi:num2base:ScaledDoubleOn" and "fixedpoint:fi:num2base:baseoutofrange".
+    hvArray* num2base(int base) const;
+    /// As num2base, as decimal numbers with a sign, in fields one character wider. In a complex array each block of
+    /// columns ends with one of character code 0: readers count on the width of the blocks. Raises
+    /// "fixedpoint:fi:num2sdec:ScaledDoubleOn" and, for floating types, "fixedpoint:quantizer:sdec:fixedonly".
+    hvArray* num2sdec() const;
+    /// Takes the size of a text such as num2base makes, in a base of 2 to 18, and stores its words. Text with an "i" is
+    /// complex and makes the array complex; any other gives a complex array zero imaginary parts. Digits are of either
+    /// case, the number after the last digit of the base passes for a digit, and a word with it becomes zero. Bits
+    /// above the word are dropped with the warning "fixedpoint:base2fixed:too_many_bits". Raises
+    /// "fixedpoint:fi:base2num:ScaledDoubleOn", "fixedpoint:fi:nocomplexslopebias", for floating types
+    /// "fixedpoint:fi:base2float:valuetoolarge", and as base2numValidateAndInit.
+    void base2num(const hvArray* text, int base);
+    /// Checks a text and tells the size of the array in it; the delimiters are those between the words of a real and of
+    /// a complex text. Raises "fixedpoint:fi:base2num:BadBase", "...:NotCharArray", "...:EmptyInput" and
+    /// "...:InvalidElement" with the place of the element, and the host's error for more than two dimensions.
+    static void base2numValidateAndInit(const hvArray* text, int base, const char* realDelimiters,
+                                        const char* complexDelimiters, std::uint64_t& rows,
+                                        std::uint64_t& elementsPerRow, bool& isComplex);
+    /// Whether base2num takes the characters for digits: always those of an empty word, never a null.
+    static bool base2numCheckElement(const char* token, int base);
+
+    /// Prints values, type, rules and tag, and the values alone.
+    void disp() const;
+    void dispArray() const;
+
     // Stored integers as host arrays. A chunk is 32 bits; the chunks of an element stand side by side, lowest first.
     // What stores integers finds out before it changes anything whether it can, save that running out of memory leaves
     // the array empty.

@@ -1,0 +1,264 @@
+// Text as words: what num2base writes, and the same with other delimiters.
+//
+// A text is checked as a whole before the array changes. Words in arrays of doubles are made of their digits here,
+// others by the quantizer. Both store the same.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "fi/fi.h"
+#include "host/ErrorIdException.h"
+
+namespace {
+
+constexpr const char* kRealDelimiters = " \t,";
+constexpr const char* kComplexDelimiters = " \t,+i";
+
+/// The value of a digit of either case, and for any other character one that no base has.
+int digitOf(char character) {
+    if (character >= '0' && character <= '9') {
+        return character - '0';
+    }
+    if (character >= 'a' && character <= 'z') {
+        return character - 'a' + 10;
+    }
+    return character >= 'A' && character <= 'Z' ? character - 'A' + 10 : std::numeric_limits<int>::max();
+}
+
+/// One number more than the base has digits for passes. Callers rely on a word with it becoming zero, which is what
+/// numbers make of it, and not an error.
+bool isNumeral(std::string_view token, int base) {
+    return std::ranges::all_of(token, [base](char character) { return digitOf(character) <= base; });
+}
+
+/// The characters that part tokens.
+class Delimiters {
+ public:
+    explicit Delimiters(std::string_view characters) {
+        for (const char character : characters) {
+            mIsOne[static_cast<unsigned char>(character)] = true;
+        }
+    }
+    bool contain(char character) const { return mIsOne[static_cast<unsigned char>(character)]; }
+
+ private:
+    std::array<bool, 256> mIsOne{};
+};
+
+/// The tokens of a row in turn, and empty ones behind the last.
+class Tokens {
+ public:
+    Tokens(std::string_view row, const Delimiters& delimiters) : mRest(row), mDelimiters(delimiters) {}
+    std::string_view next() {
+        std::size_t begin = 0;
+        while (begin < mRest.size() && mDelimiters.contain(mRest[begin])) {
+            ++begin;
+        }
+        std::size_t end = begin;
+        while (end < mRest.size() && !mDelimiters.contain(mRest[end])) {
+            ++end;
+        }
+        const std::string_view token = mRest.substr(begin, end - begin);
+        mRest.remove_prefix(end);
+        return token;
+    }
+
+ private:
+    std::string_view mRest;
+    const Delimiters& mDelimiters;
+};
+
+/// The rows of a char matrix, each up to its first character of code 0.
+class TextRows {
+ public:
+    explicit TextRows(const hvArray* text) : mCount(hvGetM(text)), mWidth(hvGetN(text)) {
+        const hvArrayOwner byRows(hvTranspose(text));
+        const std::span<const hvChar> characters = hvGetTypedData<hvChar>(static_cast<const hvArray*>(byRows.get()));
+        mText.resize(characters.size());
+        std::ranges::transform(characters, mText.begin(), [](hvChar character) {
+            // No character beyond these is a digit, whichever of them it is.
+            return character < 128 ? static_cast<char>(character) : '?';
+        });
+    }
+    std::size_t count() const { return mCount; }
+    std::string_view row(std::size_t index) const {
+        const std::string_view whole = std::string_view(mText).substr(index * mWidth, mWidth);
+        return whole.substr(0, whole.find('\0'));
+    }
+    bool contain(char character) const {
+        for (std::size_t index = 0; index < mCount; ++index) {
+            if (row(index).find(character) != std::string_view::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+ private:
+    std::size_t mCount;
+    std::size_t mWidth;
+    std::string mText;
+};
+
+/// What a text says about the array in it.
+struct TextShape {
+    std::uint64_t rows = 0;
+    std::uint64_t elementsPerRow = 0;
+    bool isComplex = false;
+};
+
+void checkInput(const hvArray* text, int base, const Delimiters& delimiters) {
+    if (base < 2 || base > 18) {
+        raiseError("fixedpoint:fi:base2num:BadBase", "fi::base2num base must be between 2 and 18 inclusive");
+    }
+    if (!hvIsChar(text)) {
+        raiseError("fixedpoint:fi:base2num:NotCharArray", "fi::base2num input array not a character array");
+    }
+    const auto isBlank = [&delimiters](hvChar character) {
+        return character == 0 || (character < 128 && delimiters.contain(static_cast<char>(character)));
+    };
+    if (std::ranges::all_of(hvGetTypedData<hvChar>(text), isBlank)) {
+        raiseError("fixedpoint:fi:base2num:EmptyInput", "fi::base2num input array contains no elements");
+    }
+}
+
+[[noreturn]] void raiseInvalidElement(std::uint64_t row, std::uint64_t column) {
+    raiseError("fixedpoint:fi:base2num:InvalidElement",
+               "Input array invalid at element (" + std::to_string(row + 1) + "," + std::to_string(column + 1) + ")");
+}
+
+/// The first row says how many elements all have; a part of an element too many in it is left out.
+TextShape shapeOf(const TextRows& rows, int base, const char* realDelimiters, const char* complexDelimiters) {
+    TextShape shape{rows.count(), 0, rows.contain('i')};
+    const Delimiters delimiters(shape.isComplex ? complexDelimiters : realDelimiters);
+    const std::uint64_t parts = shape.isComplex ? 2 : 1;
+    for (std::size_t row = 0; row < rows.count(); ++row) {
+        Tokens tokens(rows.row(row), delimiters);
+        std::uint64_t tokenCount = 0;
+        for (std::string_view token = tokens.next(); !token.empty(); token = tokens.next()) {
+            if (!isNumeral(token, base)) {
+                raiseInvalidElement(row, tokenCount / parts);
+            }
+            ++tokenCount;
+        }
+        if (row == 0) {
+            shape.elementsPerRow = tokenCount / parts;
+        }
+        if (tokenCount == 0 || tokenCount < shape.elementsPerRow * parts) {
+            raiseInvalidElement(row, tokenCount / parts);
+        }
+    }
+    return shape;
+}
+
+/// Reads words into one part of an array.
+class PartReader {
+ public:
+    PartReader(const quantizer& q, int base, number& part) : mQuantizer(q), mBase(base), mPart(part) {
+        doublenumber* const doubles = part.asDouble();
+        if (doubles != nullptr && (q.isSignedFixed() || q.isUnsignedFixed()) && q.getWordlength() <= 52 &&
+            q.getFractionlength() >= -1000 && q.getFractionlength() <= 1000) {
+            mDoubles = doubles->elements();
+            mModulus = std::uint64_t{1} << q.getWordlength();
+            mStep = std::ldexp(1.0, -q.getFractionlength());
+        }
+    }
+
+    void store(std::uint64_t element, std::string_view token) {
+        const std::optional<std::uint64_t> word = mDoubles.empty() ? std::nullopt : wordOf(token);
+        if (word) {
+            const bool isNegative = mQuantizer.isSignedFixed() && *word >= mModulus / 2;
+            mDoubles[element] =
+                (static_cast<double>(*word) - (isNegative ? static_cast<double>(mModulus) : 0.0)) * mStep;
+            return;
+        }
+        mPart.setIndex(element);
+        // What a text does not write, as for a floating zero, stays as it is.
+        mPart.setvalue(0.0);
+        if (!token.empty()) {
+            mToken = token;
+            mQuantizer.base2num(mToken.c_str(), mBase, mPart);
+        }
+    }
+
+ private:
+    /// The word of a token that fits; what is to be refused or cut is left to the quantizer.
+    std::optional<std::uint64_t> wordOf(std::string_view token) const {
+        std::uint64_t word = 0;
+        for (const char character : token) {
+            const int digit = digitOf(character);
+            // Below 2^52 there is room for a digit more.
+            word = word * static_cast<unsigned>(mBase) + static_cast<unsigned>(digit);
+            if (digit >= mBase || word >= mModulus) {
+                return std::nullopt;
+            }
+        }
+        return word;
+    }
+
+    const quantizer& mQuantizer;
+    int mBase;
+    number& mPart;
+    std::span<double> mDoubles;
+    std::uint64_t mModulus = 0;
+    double mStep = 1.0;
+    std::string mToken;
+};
+
+}  // namespace
+
+bool fi::base2numCheckElement(const char* token, int base) {
+    return token != nullptr && isNumeral(token, base);
+}
+
+void fi::base2numValidateAndInit(const hvArray* text, int base, const char* realDelimiters,
+                                 const char* complexDelimiters, std::uint64_t& rows, std::uint64_t& elementsPerRow,
+                                 bool& isComplex) {
+    checkInput(text, base, Delimiters(realDelimiters));
+    const TextShape shape = shapeOf(TextRows(text), base, realDelimiters, complexDelimiters);
+    rows = shape.rows;
+    elementsPerRow = shape.elementsPerRow;
+    isComplex = shape.isComplex;
+}
+
+void fi::base2num(const hvArray* text, int base) {
+    errorIfScaledDouble("base2num");
+    checkInput(text, base, Delimiters(kRealDelimiters));
+    const TextRows rows(text);
+    const TextShape shape = shapeOf(rows, base, kRealDelimiters, kComplexDelimiters);
+    errorIfComplexSlopeBias(shape.isComplex);
+    const Delimiters delimiters(shape.isComplex ? kComplexDelimiters : kRealDelimiters);
+    if (isFloat()) {
+        // Only these can still refuse a word, so they read all of them once before anything changes.
+        number tried(0.0, wordPrecision(), false);
+        PartReader reader(getAssignmentQuantizer(), base, tried);
+        for (std::size_t row = 0; row < rows.count(); ++row) {
+            Tokens tokens(rows.row(row), delimiters);
+            for (std::string_view token = tokens.next(); !token.empty(); token = tokens.next()) {
+                reader.store(0, token);
+            }
+        }
+    }
+    resizeAndZero(shape.rows, shape.elementsPerRow, getNumericType(), getFimath(), shape.isComplex);
+    const quantizer& q = getAssignmentQuantizer();
+    PartReader real(q, base, mReal);
+    PartReader imaginary(q, base, mImag);
+    for (std::size_t row = 0; row < rows.count(); ++row) {
+        Tokens tokens(rows.row(row), delimiters);
+        for (std::uint64_t column = 0; column < shape.elementsPerRow; ++column) {
+            const std::uint64_t element = column * shape.rows + row;
+            real.store(element, tokens.next());
+            if (iscomplex()) {
+                imaginary.store(element, shape.isComplex ? tokens.next() : std::string_view());
+            }
+        }
+    }
+    setIndex(0);
+}
