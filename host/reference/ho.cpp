@@ -61,7 +61,22 @@ std::vector<double> asDoubles(const hvArray* array, bool imaginary) {
     return values;
 }
 
-/// The texts of all elements, right-aligned to one width.
+/// The numbers, right-aligned to one width.
+std::vector<std::string> alignedTexts(NumberFormat format, const std::vector<double>& values) {
+    std::vector<std::string> texts;
+    texts.reserve(values.size());
+    std::size_t width = 0;
+    for (const double value : values) {
+        texts.push_back(formatNumber(format, value));
+        width = std::max(width, texts.back().size());
+    }
+    for (std::string& text : texts) {
+        text.insert(0, width - text.size(), ' ');
+    }
+    return texts;
+}
+
+/// The texts of all elements, of one width, with their signs and units below one another.
 std::vector<std::string> elementTexts(const hvArray* array) {
     const std::vector<double> real = asDoubles(array, false);
     const std::vector<double> imaginary = asDoubles(array, true);
@@ -69,21 +84,13 @@ std::vector<std::string> elementTexts(const hvArray* array) {
     all.insert(all.end(), imaginary.begin(), imaginary.end());
     const NumberFormat format = chooseFormat(all);
 
-    std::vector<std::string> texts;
-    texts.reserve(real.size());
-    std::size_t width = 0;
-    for (std::size_t i = 0; i < real.size(); ++i) {
-        std::string text = formatNumber(format, real[i]);
-        if (!imaginary.empty()) {
-            const bool isNegative = std::signbit(imaginary[i]) && !std::isnan(imaginary[i]);
-            text += isNegative ? " - " : " + ";
-            text += formatNumber(format, std::fabs(imaginary[i])) + "i";
-        }
-        width = std::max(width, text.size());
-        texts.push_back(std::move(text));
-    }
-    for (std::string& text : texts) {
-        text.insert(0, width - text.size(), ' ');
+    std::vector<std::string> texts = alignedTexts(format, real);
+    std::vector<double> magnitudes = imaginary;
+    std::ranges::transform(magnitudes, magnitudes.begin(), [](double value) { return std::fabs(value); });
+    const std::vector<std::string> imaginaryTexts = alignedTexts(format, magnitudes);
+    for (std::size_t i = 0; i < imaginary.size(); ++i) {
+        const bool isNegative = std::signbit(imaginary[i]) && !std::isnan(imaginary[i]);
+        texts[i] += (isNegative ? " - " : " + ") + imaginaryTexts[i] + "i";
     }
     return texts;
 }

@@ -245,6 +245,13 @@ TEST(NumberText, IsTheShortestThatReadsBackTheSame) {
     }
 }
 
+hvArrayOwner complexColumn(const std::vector<double>& re, const std::vector<double>& im) {
+    hvArrayOwner array = doubles(re.size(), 1, re);
+    hvSetComplexity(array.get(), hvCOMPLEX);
+    std::ranges::copy(im, hvGetPi(array.get()));
+    return array;
+}
+
 TEST(CompactDisplay, AlignsColumnsInOneFormat) {
     const hvArrayOwner pages = doubles(2, 2, {1, 2, 3, 4});
     const std::array<std::size_t, 3> threeDimensions{1, 2, 2};
@@ -263,6 +270,8 @@ TEST(CompactDisplay, AlignsColumnsInOneFormat) {
         {doubles(1, 3, {kNaN, kInf, -kInf}), "    NaN    Inf   -Inf\n"},
         {doubles(1, 1, {-0.0}), "   0\n"},
         {hvArrayOwner(hvCreateComplexScalar(1, -2)), "   1 - 2i\n"},
+        {complexColumn({1, -20}, {-300, 4}), "     1 - 300i\n   -20 +   4i\n"},
+        {complexColumn({0.5, 1}, {kNaN, -0.0}), "   0.5000 +    NaNi\n   1.0000 - 0.0000i\n"},
         {hvArrayOwner(hvCreateDoubleMatrix(0, 3)), "     []\n"},
         {hvArrayOwner(hvCreateLogicalScalar(true)), "   1\n"},
         {hvArrayOwner(hvDuplicateArray(pages.get())), "(:,:,1) =\n   1   2\n(:,:,2) =\n   3   4\n"},
