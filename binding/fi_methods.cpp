@@ -21,6 +21,7 @@
 #include "binding/fi_root_methods.h"
 #include "binding/fi_shape_methods.h"
 #include "binding/fi_tables.h"
+#include "binding/fi_text_methods.h"
 #include "binding/methods.h"
 #include "binding/new_fi.h"
 #include "host/ErrorIdException.h"
@@ -263,6 +264,10 @@ constexpr MethodRow fiMethods[] = {
     {"getqloggerstruct", plain<fiAndArrayToLog, copyLog>},
     {"numerictype", plain<fiToType, copyType>},
     {"fimath", plain<fiToRules, copyRules>},
+    {"bin", asked<getDigits<2>>},
+    {"oct", asked<getDigits<8>>},
+    {"dec", asked<getDigits<10>>},
+    {"hex", asked<getDigits<16>>},
     {"data", asked<&fi::getDoubleHvArray>},
     {"double", asked<&fi::getDoubleHvArray>},
     {"single", asked<&fi::getSingleHvArray>},
@@ -323,6 +328,10 @@ constexpr MethodRow fiMethods[] = {
     {"subsasgn", plain<threeArraysToArray, subscriptAndAssign>},
     {"subscriptedreference", plain<fiAndPlanToFi, takeByPlan>},
     {"subscriptedgrowassignment", plain<fiPlanAndFiToFi, growByPlan>},
+    {"num2sdec", asked<&fi::num2sdec>},
+    {"num2base", plain<fiAndBaseToText, writeInBase>},
+    {"base2num", plain<fiTextAndBase, readInBase>},
+    {"num2sdec", asked<&fi::num2sdec>},
     {"copydata", plain<fiAndFiToNothing, copyData>},
     {"displaygloballog", asked<displayGlobalLog>},
     {"resetgloballog", asked<resetGlobalLog>},

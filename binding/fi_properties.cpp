@@ -8,6 +8,7 @@
 #include "binding/NumericTypeOMClass.h"
 #include "binding/enum_columns.h"
 #include "binding/fi_tables.h"
+#include "binding/fi_text_methods.h"
 #include "binding/properties.h"
 #include "host/ErrorIdException.h"
 
@@ -261,6 +262,10 @@ constexpr PropertyRow fiProperties[] = {
     {"int",                          array,            "sgS-----", ofFi<&fi::getIntHvArray, &fi::setIntHvArray, Ordinal::Int>()},
     {"intarray",                     array,            "sgSGzcl-", ofFi<getIntArray, setIntArray, Ordinal::IntArray>()},
     {"dravelinarray",                array,            "sgS-----", ofFi<&fi::getDravelinIntArray, &fi::setDravelinIntArray, Ordinal::DravelinArray>()},
+    {"bin",                          array,            "sgS-----", ofFi<getDigits<2>, setDigits<2>, Ordinal::Bin>()},
+    {"oct",                          array,            "sgS-----", ofFi<getDigits<8>, setDigits<8>, Ordinal::Oct>()},
+    {"dec",                          array,            "sgS-----", ofFi<getDigits<10>, setDigits<10>, Ordinal::Dec>()},
+    {"hex",                          array,            "sgS-----", ofFi<getDigits<16>, setDigits<16>, Ordinal::Hex>()},
     {"noverflows",                   real,             "-gSGzcl-", ofFi<getNoverflows, setNoverflows, Ordinal::Noverflows>()},
     {"nunderflows",                  real,             "-gSGzcl-", ofFi<getNunderflows, setNunderflows, Ordinal::Nunderflows>()},
     {"maxlog",                       real,             "-gSGzcl-", ofFi<&fi::getMaxLogAsRealWorldValue, &fi::setMaxLogFromRealWorldValue, Ordinal::Maxlog>()},

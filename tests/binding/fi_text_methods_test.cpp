@@ -1,0 +1,123 @@
+// What a user does with the words of an array as text.
+#include <cmath>
+#include <limits>
+
+#include "tests/binding/session_support.h"
+
+namespace {
+
+class TextMethods : public BindingTest {
+ protected:
+    Value u8(const Value& value) { return fi(value, type(false, 8, 0)); }
+    Value scaledDouble() { return fi(1.0, type("Scaled double: binary point scaling")); }
+    static Raised scaledDoubleOn(const std::string& name) {
+        return {"fixedpoint:fi:" + name + ":ScaledDoubleOn",
+                name + " is not supported when the DataType is 'ScaledDouble'."};
+    }
+};
+
+struct Radix {
+    const char* name;
+    const char* text;  // of 1, 10 and 255
+    const char* other;
+    double otherValue;
+    double ordinal;
+};
+constexpr Radix kRadixes[] = {
+    {"bin", "00000001   00001010   11111111", "101", 5, 30},
+    {"oct", "001   012   377", "17", 15, 31},
+    {"dec", "001   010   255", "19", 19, 32},
+    {"hex", "01   0a   ff", "1F", 31, 33},
+};
+
+TEST_F(TextMethods, ReadAndWriteInFourBases) {
+    for (const Radix& radix : kRadixes) {
+        SCOPED_TRACE(radix.name);
+        const Value a = u8(std::vector<double>{1, 10, 255});
+        EXPECT_EQ(a.get(radix.name), Value(radix.text));
+        EXPECT_EQ(session.call(radix.name, {a}), Value(radix.text));
+        a.set(radix.name, radix.other);
+        EXPECT_EQ(valuesOf(a), std::vector<double>{radix.otherValue});
+        EXPECT_EQ(session.call("LastPropertySet", {a}).toDouble(), radix.ordinal);
+        EXPECT_EQ(typeOf(a), "u8,0");
+        a.set(radix.name, radix.text);
+        EXPECT_EQ(valuesOf(a), (std::vector<double>{1, 10, 255}));
+        a.set(radix.name, "1 + 10 i");
+        EXPECT_TRUE(a.get("double").isComplex());
+
+        EXPECT_EQ(thrownBy([&] { a.set(radix.name, 1.0); }).id, "fixedpoint:fi:base2num:NotCharArray");
+        EXPECT_EQ(thrownBy([&] { a.set(radix.name, "1 x"); }).message, "Input array invalid at element (1,2)");
+        EXPECT_TRUE(a.get("double").isComplex());
+        const Value scaled = scaledDouble();
+        EXPECT_EQ(thrownBy([&] { scaled.get(radix.name); }), scaledDoubleOn(radix.name));
+        EXPECT_EQ(thrownBy([&] { session.call(radix.name, {scaled}); }), scaledDoubleOn(radix.name));
+        EXPECT_EQ(thrownBy([&] { scaled.set(radix.name, "1"); }), scaledDoubleOn(radix.name));
+    }
+}
+
+TEST_F(TextMethods, WriteInEveryBaseAndReadUpToEighteen) {
+    const Value a = u8(std::vector<double>{35, 255});
+    EXPECT_EQ(session.call("num2base", {a, 36}), Value("0z   73"));
+    EXPECT_EQ(session.call("num2base", {a, 2.9}), session.call("bin", {a}));
+    EXPECT_EQ(session.call("num2sdec", {a}), Value("  35    255"));
+    EXPECT_EQ(session.call("num2sdec", {fi(Value::complex(-3, -4), type(true, 8, 0))}).toText(),
+              std::string("  -3 -   4 i\0", 13));
+    EXPECT_TRUE(session.call(0, "base2num", std::vector<Value>{a, "0h 11", 18.9}).empty());
+    EXPECT_EQ(valuesOf(a), (std::vector<double>{17, 19}));
+    EXPECT_EQ(session.call("LastPropertySet", {a}).toDouble(), -1.0);
+    EXPECT_TRUE(session.takeWarnings().empty());
+    session.call(0, "base2num", std::vector<Value>{a, "100", 16});
+    EXPECT_EQ(session.takeWarnings().at(0).id, "fixedpoint:base2fixed:too_many_bits");
+    EXPECT_EQ(valuesOf(a), std::vector<double>{0});
+}
+
+TEST_F(TextMethods, CheckTheBase) {
+    const Value a = u8(7);
+    const struct {
+        Value base;
+        bool isNumeric;
+        bool canWrite;
+        bool canRead;
+    } rows[] = {
+        {"2", false, false, false},
+        {true, false, false, false},
+        {1.99, true, false, false},
+        {-2, true, false, false},
+        {18.5, true, true, true},
+        {19, true, true, false},
+        {36.9, true, true, false},
+        {37, true, false, false},
+        {4294967298.0, true, false, false},
+        {std::nan(""), true, false, false},
+        {std::numeric_limits<double>::infinity(), true, false, false},
+        {Value(), true, false, false},
+    };
+    const std::string prefix = "fixedpoint:fi:";
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.base);
+        const auto wanted = [&](const std::string& method, bool isAccepted, const char* range) {
+            return isAccepted ? Raised()
+                   : row.isNumeric
+                       ? Raised{prefix + method + ":baseoutofrange", std::string("Base value must be ") + range}
+                       : Raised{prefix + method + ":basemustbenumeric", "Base must be numeric."};
+        };
+        EXPECT_EQ(thrownBy([&] {
+                      session.call("num2base", {a, row.base});
+                  }),
+                  wanted("num2base", row.canWrite, ">= 2 and <= 36"));
+        EXPECT_EQ(thrownBy([&] {
+                      session.call(0, "base2num", std::vector<Value>{a, "1", row.base});
+                  }),
+                  wanted("base2num", row.canRead, ">= 2 and <= 18"));
+        EXPECT_EQ(thrownBy([&] { session.call("num2base", {scaledDouble(), row.base}); }), scaledDoubleOn("num2base"));
+        EXPECT_EQ(thrownBy([&] {
+                      session.call(0, "base2num", std::vector<Value>{scaledDouble(), 1.0, row.base});
+                  }),
+                  scaledDoubleOn("base2num"));
+    }
+    EXPECT_EQ(thrownBy([&] { session.call("num2sdec", {scaledDouble()}); }), scaledDoubleOn("num2sdec"));
+    EXPECT_EQ(thrownBy([&] { session.call("num2sdec", {fi(1.0, type("Double"))}); }).id,
+              "fixedpoint:quantizer:sdec:fixedonly");
+}
+
+}  // namespace
