@@ -5,6 +5,8 @@
 #include <array>
 #include <cmath>
 #include <optional>
+#include <tuple>
+#include <utility>
 
 #include "tests/support/quantizers.h"
 #include "tests/support/rational.h"
@@ -135,14 +137,17 @@ Rational edgeCase(Random& random, const FixedFormat& format, int extraBits) {
 
 TEST(FixedOracle, WideWordsAgreeOnSeededEdgesAndTies) {
     Random random(20250117);
-    for (int round = 0; round < 1500; ++round) {
+    for (int round = 0; round < 3000; ++round) {
         const bool isSigned = random.oneIn(2);
-        const int wordBits = random.oneIn(3) ? random.between(50, 66) : random.between(1, 300);
+        const int wordBits = random.oneIn(3)   ? random.between(50, 66)
+                             : random.oneIn(2) ? random.between(1, 44)
+                                               : random.between(1, 300);
         const FixedFormat format{isSigned, wordBits, random.between(-20, wordBits + 20)};
         const Description described{isSigned ? Mode::Fixed : Mode::Ufixed, wordBits, format.fractionBits,
                                     random.pick(kRoundings), random.oneIn(2)};
         FixedOracle oracle(format, described.rounding, described.wraps);
         const quantizer q = described.make();
+        const quantizer onDoubles = described.make();
         const int extraBits = random.between(1, 8);
         // Room for the value, for the half that a round adds and for the half range that a wrap adds.
         const auto precision = static_cast<unsigned>(std::max(wordBits + extraBits + 6, 53));
@@ -156,6 +161,13 @@ TEST(FixedOracle, WideWordsAgreeOnSeededEdgesAndTies) {
                 << "seed " << random.seed() << " round " << round << ", " << described << ": " << text(input)
                 << " gives " << text(exactValue(x)) << " and " << countsOf(q) << ", expected " << text(expected)
                 << " and " << oracle.counts;
+            if (wordBits + extraBits + 6 <= 52) {  // then a double holds every step, too
+                number y = makeNumber(input, 52);
+                onDoubles.quantize(y);
+                ASSERT_TRUE(Rational(y.todouble()) == expected && countsOf(onDoubles) == oracle.counts)
+                    << "seed " << random.seed() << " round " << round << ", " << described << ": the double "
+                    << text(input) << " gives " << text(y.todouble()) << " and " << countsOf(onDoubles);
+            }
         }
     }
 }
@@ -283,14 +295,22 @@ TEST(FixedOracle, InfinitiesAndNaNTakeTheWaysOfTheComparisons) {
 
 TEST(FixedOracle, ConstantsOfAnyFormatAreTheirDefinitions) {
     Random random(4711);
-    for (int round = 0; round < 400; ++round) {
-        const bool isSigned = random.oneIn(2);
+    constexpr Mode kModes[] = {Mode::Fixed, Mode::ScaledDouble, Mode::Ufixed, Mode::UnsignedScaledDouble};
+    constexpr std::pair<int, int> kEdges[] = {{1, 0}, {1, 5}, {51, 3}, {52, 3}, {53, 9}, {64, 700}, {65535, -7}};
+    for (std::size_t round = 0; round < 400; ++round) {
+        const Mode mode = kModes[round % 4];
+        const bool isSigned = mode == Mode::Fixed || mode == Mode::ScaledDouble;
         const int kindOfWord = random.between(0, 9);
-        const int wordBits = kindOfWord == 0 ? random.between(60000, 65535) : random.between(1, kindOfWord * 60);
-        const FixedFormat format{isSigned, wordBits, random.between(-300, 300)};
-        const Description described{isSigned ? Mode::Fixed : Mode::Ufixed, wordBits, format.fractionBits};
+        auto [wordBits, fractionBits] =
+            std::pair(kindOfWord == 0 ? random.between(60000, 65535) : random.between(1, kindOfWord * 60),
+                      random.between(-300, 300));
+        if (round / 4 < std::size(kEdges)) {
+            std::tie(wordBits, fractionBits) = kEdges[round / 4];
+        }
+        const FixedFormat format{isSigned, wordBits, fractionBits};
+        const Description described{mode, wordBits, fractionBits};
         const quantizer q = described.make();
-        const bool stepsDown = isSigned && wordBits == 1;
+        const bool stepsDown = mode == Mode::Fixed && wordBits == 1;
         struct Constant {
             const char* name;
             const number& actual;
@@ -304,12 +324,14 @@ TEST(FixedOracle, ConstantsOfAnyFormatAreTheirDefinitions) {
             {"realmin", q.getRealmin(), stepsDown ? Rational(-eps) : eps},
             {"eps", q.getEps(), stepsDown ? Rational(-eps) : eps},
             {"denormalmin", q.getDenormalmin(), stepsDown ? Rational(-eps) : eps},
+            {"denormalmax", q.getDenormalmax(), stepsDown ? Rational(-eps) : eps},
             {"positive eps", q.getPositiveEps(), eps},
             {"negative eps", q.getNegativeEps(), -eps},
             {"wraparound", q.getWrapAround(), format.modulus()},
         };
         const unsigned precision = static_cast<unsigned>(isSigned ? wordBits : wordBits + 1);
         ASSERT_EQ(q.getPrecision(), precision) << described;
+        ASSERT_EQ(q.getExponentlength() + q.getExponentmax() + q.getExponentmin(), 0) << described;
         for (const Constant& constant : constants) {
             const bool same = constant.actual == makeNumber(constant.expected, precision + 2, true);
             const auto kind = static_cast<int>(constant.actual.gettype());

@@ -293,10 +293,13 @@ TEST(FloatOracle, WideFormatsAgreeWithExactRationals) {
 
 TEST(FloatOracle, ConstantsOfAnyFormatAreTheirDefinitions) {
     Random random(3);
-    for (int round = 0; round < 400; ++round) {
-        const int exponentBits = random.between(0, 16);
-        const int wordBits = exponentBits + random.between(1, random.oneIn(8) ? 4000 : 80);
-        const FloatFormat format{wordBits, exponentBits};
+    constexpr FloatFormat kEdges[] = {{1, 0}, {64, 11}, {65, 11}, {40, 12}};
+    for (std::size_t round = 0; round < 400; ++round) {
+        const int anyExponentBits = random.between(0, 16);
+        const int anyWordBits = anyExponentBits + random.between(1, random.oneIn(8) ? 4000 : 80);
+        const FloatFormat format =
+            round < std::size(kEdges) ? kEdges[round] : FloatFormat{anyWordBits, anyExponentBits};
+        const auto [wordBits, exponentBits] = format;
         const int fractionBits = format.fractionBits();
         const quantizer q = format.described(Rounding::round).make();
         const bool wide = exponentBits >= 12 || fractionBits > 52;
@@ -318,6 +321,9 @@ TEST(FloatOracle, ConstantsOfAnyFormatAreTheirDefinitions) {
             {"wraparound", q.getWrapAround(), Rational(0)},
         };
         ASSERT_EQ(q.getFractionlength(), fractionBits);
+        ASSERT_EQ(q.getPrecision(), static_cast<unsigned>(fractionBits));
+        ASSERT_EQ(q.getExponentlength(), exponentBits);
+        ASSERT_EQ(q.getExponentbias(), format.highest());
         ASSERT_EQ(q.getExponentmax(), format.highest());
         ASSERT_EQ(q.getExponentmin(), format.lowest());
         for (const Constant& constant : constants) {

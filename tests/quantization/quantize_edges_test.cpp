@@ -17,53 +17,6 @@ number scalar(double x) {
     return number(x, 52, false);
 }
 
-/// What the operations of `number` give, step by step, for a fixed-point quantizer.
-void quantizeInSteps(const quantizer& q, Rounding rule, number& x) {
-    const qlogger& log = q.getQlogger();
-    if (!x.iszero()) {
-        const int f = q.getFractionlength();
-        switch (rule) {
-            case Rounding::ceil:
-                x.ceil(f);
-                break;
-            case Rounding::convergent:
-                x.convergent(f);
-                break;
-            case Rounding::fix:
-                x.fix(f);
-                break;
-            case Rounding::floor:
-                x.floor(f);
-                break;
-            case Rounding::nearest:
-                x.nearest(f);
-                break;
-            case Rounding::round:
-                x.round(f);
-                break;
-        }
-        if (x.iszero()) {
-            log.nUnderflowsPlusOne();
-        }
-        if (q.getOverflowMode() == embedded::OverflowModeEnum::Wrap) {
-            q.isUnsignedFixed() ? q.uwrap(x) : q.wrap(x);
-        } else if (x > q.getUpperBound()) {
-            x = q.getUpperBound();
-            log.nOverflowsPlusOne();
-        } else if (x < q.getLowerBound()) {
-            x = q.getLowerBound();
-            log.nOverflowsPlusOne();
-        }
-    }
-    q.updateminmax(x);
-}
-
-void expectSameLogs(const quantizer& a, const quantizer& b) {
-    EXPECT_EQ(countsOf(a), countsOf(b));
-    EXPECT_TRUE(sameElement(a.getMax(), b.getMax())) << text(a.getMax().todouble()) << text(b.getMax().todouble());
-    EXPECT_TRUE(sameElement(a.getMin(), b.getMin())) << text(a.getMin().todouble()) << text(b.getMin().todouble());
-}
-
 }  // namespace
 
 TEST(Quantize, TakesTheEdgesOfEveryMode) {
@@ -85,73 +38,31 @@ TEST(Quantize, TakesTheEdgesOfEveryMode) {
     const Rounding floor = Rounding::floor;
     const Row rows[] = {
         {fixed(8, 7, floor), 1.0, 127.0 / 128, 1, 0},
-        {fixed(8, 7, floor), -1.0, -1.0, 0, 0},
-        {fixed(8, 7, floor), 0.001, 0.0, 0, 1},
-        {fixed(8, 7, floor), -0.001, -1.0 / 128, 0, 0},
-        {fixed(8, 7, Rounding::round), 0.998, 127.0 / 128, 1, 0},  // rounds to 1 first
-        {fixed(8, 7, Rounding::ceil), -0.001, -0.0, 0, 1},
-        {fixed(8, 7, Rounding::round), -0.001, -0.0, 0, 1},
         {fixed(8, 7, Rounding::nearest), -0.0, -0.0, 0, 0},  // a zero is not rounded: its sign stays
-        {fixed(8, 7, floor, true), 1.0, -1.0, 1, 0},
-        {fixed(8, 7, floor, true), 1.5, -0.5, 1, 0},
-        {fixed(8, 7, floor, true), -2.0, 0.0, 1, 0},
         {fixed(8, 7, floor, true), 0x1p1000, 0.0, 1, 0},
-        {fixed(8, 7, floor), 0.0, 0.0, 0, 0},
         {fixed(8, 7, floor), kNaN, kNaN, 0, 0},
-        {fixed(8, 7, floor, true), kNaN, kNaN, 0, 0},
-        {fixed(8, 7, floor), kInf, 127.0 / 128, 1, 0},
-        {fixed(8, 7, floor), -kInf, -1.0, 1, 0},
-        {fixed(8, 7, floor, true), kInf, kNaN, 1, 0},
-        {fixed(1, 0, floor), 1.0, 0.0, 1, 0},
-        {fixed(1, 0, floor, true), 1.0, -1.0, 1, 0},
         {fixed(8, 12, floor, true), 0.03125, -0.03125, 1, 0},  // a wraparound below 1
-        {fixed(8, -4, Rounding::convergent), 24.0, 32.0, 0, 0},
-        {fixed(8, -4, Rounding::convergent), 40.0, 32.0, 0, 0},
         {fixed(52, 0, floor, true), 0x1p51, -0x1p51, 1, 0},
         {fixed(64, 0, floor), 0x1p80, 0x1p63, 1, 0},  // the bound in a double element
-        {ufixed(8, 8, floor), -1.0 / 256, 0.0, 1, 0},
-        {ufixed(8, 8, floor, true), -1.0 / 256, 255.0 / 256, 1, 0},
         {ufixed(52, 0, floor, true), -1.0, 0x1p52 - 1, 1, 0},
         {ufixed(52, 0, floor), 0x1p60, 0x1p52 - 1, 1, 0},
         {ufixed(52, 60, floor, true), 0x1p960, 0.0, 1, 0},
         {ufixed(52, 60, floor, true), 0x1p1000, kNaN, 1, 0},  // scaled for rounding, it leaves the doubles
-        {ufixed(8, 8, floor, true), kInf, kNaN, 1, 0},
-        {half(floor), 0x1p-14, 0x1p-14, 0, 0},
-        {half(floor), 0x1p-24, 0x1p-24, 0, 0},
         {half(floor), 0x1p-25, 0.0, 0, 1},
-        {half(Rounding::ceil), 0x1p-25, 0x1p-24, 0, 0},
         {half(floor), 65505.0, kInf, 1, 0},  // compared before rounding, which would give the bound 65504
-        {half(floor), -65505.0, -kInf, 1, 0},
-        {half(floor), 65504.0, 65504.0, 0, 0},
-        {half(Rounding::convergent), 1.0 + 0x1p-11, 1.0, 0, 0},
-        {half(Rounding::nearest), 1.0 + 0x1p-11, 1.0 + 0x1p-10, 0, 0},
-        {half(floor), kNaN, kNaN, 0, 0},
         {half(floor), kInf, kInf, 1, 0},
-        {half(floor), -kInf, -kInf, 1, 0},
-        {half(floor), -0.0, -0.0, 0, 0},
-        {half(Rounding::ceil), -0x1p-25, -0.0, 0, 1},
         {{Mode::Float, 64, 11, floor}, 5e-324, 5e-324, 0, 0},
         {{Mode::Float, 63, 11, floor}, 5e-324, 0.0, 0, 1},
         {{Mode::Float, 10, 0, floor}, 0.25, 0.25, 0, 0},
         {{Mode::Float, 10, 0, floor}, 1.0, kInf, 1, 0},  // exponentmax is -1
         {other(Mode::Double), kInf, kInf, 1, 0},
-        {other(Mode::Double), kNaN, kNaN, 0, 0},
-        {other(Mode::Double), 0.1, 0.1, 0, 0},
         {other(Mode::None), -kInf, -kInf, 1, 0},
-        {other(Mode::None), std::numeric_limits<double>::max(), std::numeric_limits<double>::max(), 0, 0},
         {other(Mode::ScaledDouble), 300.0, 300.0, 1, 0},
         {other(Mode::ScaledDouble), 0.001, 0.001, 0, 1},
-        {other(Mode::ScaledDouble), -0.001, -0.001, 0, 1},
-        {other(Mode::ScaledDouble), 1.0 / 128, 1.0 / 128, 0, 0},
-        {other(Mode::ScaledDouble), 0.0, 0.0, 0, 0},
         {other(Mode::UnsignedScaledDouble), -0.001, -0.001, 1, 1},
         {other(Mode::Boolean), -3.0, 1.0, 0, 0},
-        {other(Mode::Boolean), kNaN, 1.0, 0, 0},
-        {other(Mode::Boolean), 0.0, 0.0, 0, 0},
-        {other(Mode::Single), 0x1p24 + 1, 0x1p24 + 2, 0, 0},  // the tie goes away from zero
         {other(Mode::Single), 1e39, kInf, 1, 0},
         {other(Mode::Single), 1e-60, 0.0, 0, 1},
-        {other(Mode::Single), 5e-324, 0.0, 0, 1},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.q << " of " << text(row.in));
@@ -202,47 +113,6 @@ TEST(Quantize, ActsOnTheElementAtTheCursor) {
         EXPECT_EQ(x[0].todouble(), 5.0);
         EXPECT_EQ(x[1].todouble(), 127.0 / 128);
         EXPECT_EQ(x[2].todouble(), 5.0);
-    }
-}
-
-TEST(Quantize, GivesOnDoublesWhatTheStepsOfNumberGive) {
-    constexpr unsigned kSeed = 20240611;
-    std::mt19937_64 random(kSeed);
-    const double specials[] = {0.0,  -0.0,    kInf,    -kInf,
-                               kNaN, 5e-324,  -5e-324, std::numeric_limits<double>::max(),
-                               -1.0, 0x1p-52, 0x1p52,  -std::numeric_limits<double>::max()};
-    for (int round = 0; round < 3000; ++round) {
-        Description described;
-        described.mode = random() % 2 ? Mode::Fixed : Mode::Ufixed;
-        described.wordBits = 1 + static_cast<int>(random() % 52);
-        const int spread = round % 4 ? 80 : 2000;
-        described.second = static_cast<int>(random() % static_cast<unsigned>(spread)) - spread / 2;
-        described.rounding = kRoundings[random() % 6];
-        described.wraps = random() % 2 != 0;
-        const quantizer fast = described.make();
-        const quantizer slow = described.make();
-        for (int i = 0; i < 40; ++i) {
-            double value = specials[static_cast<std::size_t>(i) % std::size(specials)];
-            if (i >= 12) {
-                // Around the range, in steps of an eighth of the grid so that ties come often.
-                const int bits = static_cast<int>(random() % 56);
-                const auto whole = static_cast<double>(static_cast<std::int64_t>(random()) >> (63 - bits));
-                value = std::ldexp(whole, -described.second - 3);
-            } else if (i % 2 == 0) {
-                value = std::ldexp(value, described.wordBits - described.second);
-            }
-            number a = scalar(value);
-            number b = scalar(value);
-            fast.quantize(a);
-            quantizeInSteps(slow, described.rounding, b);
-            ASSERT_TRUE(sameElement(a, b)) << "seed " << kSeed << ' ' << described << " of " << text(value) << ": "
-                                           << text(a.todouble()) << " and " << text(b.todouble());
-        }
-        SCOPED_TRACE(testing::Message() << "seed " << kSeed << ' ' << described);
-        expectSameLogs(fast, slow);
-        if (HasFailure()) {
-            return;
-        }
     }
 }
 
