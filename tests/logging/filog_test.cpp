@@ -100,65 +100,55 @@ TEST(Record, AppliesFactorAndBiasOnTheWayInAndOut) {
     EXPECT_NE(record.getMaxLog(), 5.0 / 1.5);
 }
 
+struct Setting {
+    const char* property;
+    std::function<void(filog&)> ofRecord;
+    std::function<void(NumericType&)> ofType;
+};
+/// One action on a record and on a type.
+template <class Set>
+Setting setting(const char* property, Set set) {
+    return {property, set, set};
+}
+
 TEST(Record, HasThePropertiesOfItsType) {
-    struct Row {
-        const char* property;
-        std::function<void(filog&)> set;
-        TypeFields expected;  // from the type of the record: signed, 16 bits, 1.25 * 2^-3, bias 2
-    };
-    constexpr TypeMode mode = TypeMode::FixedSlopeBias;
-    constexpr TypeData fixed = TypeData::Fixed;
-    constexpr TypeScaling both = TypeScaling::SlopeBias;
-    const auto boolean = [](bool value) {
-        return std::shared_ptr<hvArray>(hvCreateLogicalScalar(value), hvArrayDeleter());
-    };
-    const Row rows[] = {
-        {"WordLength", [](filog& r) { r.setWordLength(9); }, {mode, fixed, both, TypeSign::Signed, 9, 1.25, -3, 2.0}},
-        {"FractionLength",
-         [](filog& r) { r.setFractionLength(7); },
-         {mode, fixed, both, TypeSign::Signed, 16, 1.25, -7, 2.0}},
-        {"FixedExponent",
-         [](filog& r) { r.setFixedExponent(7); },
-         {mode, fixed, both, TypeSign::Signed, 16, 1.25, 7, 2.0}},
-        {"SlopeAdjustmentFactor",
-         [](filog& r) { r.setSlopeAdjustmentFactor(1.5); },
-         {mode, fixed, both, TypeSign::Signed, 16, 1.5, -3, 2.0}},
-        {"Slope", [](filog& r) { r.setSlope(6.0); }, {mode, fixed, both, TypeSign::Signed, 16, 1.5, 2, 2.0}},
-        {"Bias", [](filog& r) { r.setBias(-1.0); }, {mode, fixed, both, TypeSign::Signed, 16, 1.25, -3, -1.0}},
-        {"Signedness",
-         [](filog& r) { r.setSignedness(TypeSign::Unsigned); },
-         {mode, fixed, both, TypeSign::Unsigned, 16, 1.25, -3, 2.0}},
-        {"SignednessBool",
-         [=](filog& r) { r.setSignednessBool(boolean(false).get()); },
-         {mode, fixed, both, TypeSign::Unsigned, 16, 1.25, -3, 2.0}},
-        {"SpecifiedSign",
-         [=](filog& r) { r.setSpecifiedSign(boolean(false).get()); },
-         {mode, fixed, both, TypeSign::Unsigned, 16, 1.25, -3, 2.0}},
-        {"Scaling",
-         [](filog& r) { r.setScaling(TypeScaling::BinaryPoint); },
-         {TypeMode::FixedBinaryPoint, fixed, TypeScaling::BinaryPoint, TypeSign::Signed, 16, 1.0, -3, 0.0}},
-        {"DataType",
-         [](filog& r) { r.setDataType(TypeData::ScaledDouble); },
-         {TypeMode::ScaledDoubleSlopeBias, TypeData::ScaledDouble, both, TypeSign::Signed, 16, 1.25, -3, 2.0}},
+    const hvArrayOwner no(hvCreateLogicalScalar(false));
+    const Setting settings[] = {
+        setting("WordLength", [](auto& t) { t.setWordLength(9); }),
+        setting("FractionLength", [](auto& t) { t.setFractionLength(7); }),
+        setting("FixedExponent", [](auto& t) { t.setFixedExponent(7); }),
+        setting("SlopeAdjustmentFactor", [](auto& t) { t.setSlopeAdjustmentFactor(1.5); }),
+        setting("Slope", [](auto& t) { t.setSlope(6.0); }),
+        setting("Bias", [](auto& t) { t.setBias(-1.0); }),
+        setting("Signedness", [](auto& t) { t.setSignedness(TypeSign::Unsigned); }),
+        setting("Scaling", [](auto& t) { t.setScaling(TypeScaling::BinaryPoint); }),
+        setting("DataType", [](auto& t) { t.setDataType(TypeData::ScaledDouble); }),
+        {"SignednessBool", [&](filog& r) { r.setSignednessBool(no.get()); },
+         [](NumericType& t) { t.setSigned(false); }},
+        {"SpecifiedSign", [&](filog& r) { r.setSpecifiedSign(no.get()); }, [](NumericType& t) { t.setSigned(false); }},
         // Out of double and back: the mode setter starts again from the default word.
         {"DataTypeMode",
          [](filog& r) {
              r.setDataTypeMode(TypeMode::Double);
              r.setDataTypeMode(TypeMode::FixedBinaryPoint);
          },
-         {TypeMode::FixedBinaryPoint, fixed, TypeScaling::BinaryPoint, TypeSign::Signed, 16, 1.0, 0, 0.0}},
+         [](NumericType& t) { t = NumericType(true, 16, 0); }},
     };
-    for (const Row& row : rows) {
+    for (const Setting& row : settings) {
         SCOPED_TRACE(row.property);
         filog record = recordOf(slopeBias());
-        row.set(record);
-        EXPECT_EQ(fieldsOf(record.getNumericType()), row.expected);
+        NumericType type = slopeBias();
+        row.ofRecord(record);
+        row.ofType(type);
+        const TypeFields expected = fieldsOf(type);
+        EXPECT_NE(expected, fieldsOf(slopeBias()));
+        EXPECT_EQ(fieldsOf(record.getNumericType()), expected);
         EXPECT_EQ((TypeFields{record.getDataTypeMode(), record.getDataType(), record.getScaling(),
                               record.getSignedness(), record.getWordLength(), record.getSlopeAdjustmentFactor(),
                               record.getFixedExponent(), record.getBias()}),
-                  row.expected);
-        EXPECT_EQ(record.getFractionLength(), -row.expected.exponent);
-        EXPECT_EQ(record.getSlope(), std::ldexp(row.expected.factor, row.expected.exponent));
+                  expected);
+        EXPECT_EQ(record.getFractionLength(), -expected.exponent);
+        EXPECT_EQ(record.getSlope(), std::ldexp(expected.factor, expected.exponent));
         EXPECT_EQ(record.getMaxLog(), 4.0);
     }
 }
