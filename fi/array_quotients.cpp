@@ -4,28 +4,15 @@
 #include <array>
 #include <cstddef>
 
+#include "fi/array_blocks.h"
+
 namespace arrayquotients {
 
 namespace {
 
-constexpr std::size_t kBlock = 1024;
-using Block = std::array<double, kBlock>;
-
-/// One part of an operand by blocks. A scalar part fills a block once.
-class Source {
- public:
-    Source(const double* values, bool isScalar, std::size_t count) : mValues(values), mMoves(!isScalar) {
-        if (values && isScalar) {
-            std::fill_n(mFilled.begin(), std::min(count, kBlock), *values);
-        }
-    }
-    const double* at(std::size_t begin) const { return mMoves ? mValues + begin : mFilled.data(); }
-
- private:
-    const double* mValues;
-    bool mMoves;
-    Block mFilled;
-};
+using arrayblocks::Block;
+using arrayblocks::kBlock;
+using arrayblocks::Source;
 
 /// The divisions of one block: as many numerators and results as there are parts, with one divisor for all.
 struct Divisions {
@@ -128,27 +115,28 @@ bool divide(const Operand& left, const Operand& right, std::span<double> real, s
             const quantizer& q) {
     const std::size_t count = real.size();
     const Source leftReal(left.real, left.isScalar, count);
-    const Source leftImag(left.imag, left.isScalar, count);
+    const Source leftImag(left.imag, left.isScalar, left.imag ? count : 0);
     const Source rightReal(right.real, right.isScalar, count);
-    const Source rightImag(right.imag, right.isScalar, count);
+    const Source rightImag(right.imag, right.isScalar, right.imag ? count : 0);
     Division division(q);
     ComplexDivisor complexDivisor;
     bool lastIsZero = false;
 
     for (std::size_t begin = 0; begin < count; begin += kBlock) {
-        Divisions block{.numerators = {leftReal.at(begin), left.imag ? leftImag.at(begin) : nullptr},
-                        .divisors = rightReal.at(begin),
+        const std::size_t length = std::min(kBlock, count - begin);
+        const auto at = [=](const Source& source) { return source.block(begin, length).data(); };
+        Divisions block{.numerators = {at(leftReal), left.imag ? at(leftImag) : nullptr},
+                        .divisors = at(rightReal),
                         .results = {real.data() + begin, imag.empty() ? nullptr : imag.data() + begin},
                         .partCount = imag.empty() ? 1U : 2U,
-                        .count = std::min(kBlock, count - begin)};
+                        .count = length};
         if (right.imag) {
-            complexDivisor.compute(block.numerators[0], block.numerators[1], block.divisors, rightImag.at(begin),
-                                   block.count);
+            complexDivisor.compute(block.numerators[0], block.numerators[1], block.divisors, at(rightImag), length);
             block.numerators = {complexDivisor.real.data(), complexDivisor.imag.data()};
             block.divisors = complexDivisor.divisors.data();
         }
         division.run(block);
-        lastIsZero = block.divisors[block.count - 1] == 0.0;
+        lastIsZero = block.divisors[length - 1] == 0.0;
     }
     return lastIsZero;
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "fi/array_blocks.h"
+#include "fi/membership.h"
 #include "quantization/array_kernels.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -16,17 +18,6 @@
 #ifndef TOLVANE_FI_ARRAY_SUMS_ONCE
 #define TOLVANE_FI_ARRAY_SUMS_ONCE
 namespace arraysums {
-
-/// A test for the values of a fixed-point type. The sum of a value and `shifter`, a double whose last bit has the
-/// weight of bit 0 of the type, has the stored integer k in its low-order bits. k plus the lowest integer's magnitude
-/// is a word of `wordBits` bits just for the values in range; any other value, infinity and NaN included, sets a bit
-/// above that. Taking the shifter off again gives the value unless it was off the grid. The shifter is in the middle of
-/// its binade for signed words and at the start for unsigned ones, so that words of 52 bits stay in the binade.
-struct Membership {
-    double shifter;
-    std::uint64_t offset;  // what takes the bits of a sum to the word
-    int wordBits;
-};
 
 enum class Proof {
     none,      // just add
@@ -44,23 +35,11 @@ namespace {
 
 #include "quantization/lanes.inl.h"
 
+#include "fi/membership.inl.h"
 #include "numbers/rounding_rules.inl.h"
 #include "quantization/fixed_rules.inl.h"
 
 using Vector = hn::Vec<Tag>;
-using Bits = hn::Vec<BitsTag>;
-
-struct Evidence {
-    Bits offGrid;  // not zero for a value off the grid
-    Bits words;    // the words of all values, joined
-};
-
-HWY_INLINE void examine(Vector x, Vector shifter, Bits offset, Evidence& evidence) {
-    const Vector sum = hn::Add(x, shifter);
-    const Vector difference = hn::Sub(hn::Sub(sum, shifter), x);
-    evidence.offGrid = hn::Or(evidence.offGrid, hn::BitCast(BitsTag(), difference));
-    evidence.words = hn::Or(evidence.words, hn::Add(hn::BitCast(BitsTag(), sum), offset));
-}
 
 /// The one loop: stores step(x, y) for each pair. Zeros fill the last vectors up.
 template <class Step>
@@ -87,25 +66,20 @@ HWY_INLINE Vector apply(Vector x, Vector y) {
 
 template <Operation operation, Proof proof>
 bool combineLoop(const double* a, const double* b, double* out, std::size_t count, const Membership& membership) {
-    const Tag tag;
-    const Vector shifter = hn::Set(tag, membership.shifter);
-    const Bits offset = hn::Set(BitsTag(), membership.offset);
-    Evidence evidence{hn::Zero(BitsTag()), hn::Zero(BitsTag())};
+    const Examiner examiner(membership);
+    Evidence evidence;
     walk(a, b, out, count, [&](Vector x, Vector y) HWY_ATTR {
         const Vector result = apply<operation>(x, y);
         if constexpr (proof == Proof::operands) {
-            examine(x, shifter, offset, evidence);
-            examine(y, shifter, offset, evidence);
+            examiner.examine(Lanes{x}, evidence);
+            examiner.examine(Lanes{y}, evidence);
         }
         if constexpr (proof != Proof::none) {
-            examine(result, shifter, offset, evidence);
+            examiner.examine(Lanes{result}, evidence);
         }
         return result;
     });
-    const bool isOnGrid = hn::AllTrue(BitsTag(), hn::Eq(evidence.offGrid, hn::Zero(BitsTag())));
-    const Bits limit = hn::Set(BitsTag(), (std::uint64_t{1} << membership.wordBits) - 1);
-    const bool isInRange = hn::AllTrue(BitsTag(), hn::Eq(hn::AndNot(limit, evidence.words), hn::Zero(BitsTag())));
-    return isOnGrid && isInRange;
+    return areMembers(evidence, membership);
 }
 
 template <Operation operation>
@@ -171,12 +145,6 @@ void castForTarget(Operation operation, arraykernels::Selection selection, const
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-#include <algorithm>
-#include <array>
-#include <bit>
-#include <cmath>
-#include <memory>
-
 namespace arraysums {
 
 HWY_EXPORT(combineForTarget);
@@ -184,68 +152,10 @@ HWY_EXPORT(castForTarget);
 
 namespace {
 
-constexpr std::size_t kBlock = 1024;
-using Block = std::array<double, kBlock>;
-
-Membership membershipOf(const quantizer& q) {
-    constexpr int kMantissaBits = 52;
-    const bool isSigned = q.isSignedFixed();
-    const double shifter = std::ldexp(isSigned ? 1.5 : 1.0, kMantissaBits - q.getFractionlength());
-    const int wordBits = q.getWordlength();
-    const std::uint64_t lowest = isSigned ? std::uint64_t{1} << (wordBits - 1) : 0;
-    return {shifter, lowest - std::bit_cast<std::uint64_t>(shifter), wordBits};
-}
-
-/// One part of an operand, real or imaginary, by blocks.
-class Source {
- public:
-    /// `values` null stands for a part that is all zero.
-    Source(const double* values, bool isScalar, std::size_t count) : mValues(values), mMoves(values && !isScalar) {
-        if (!mMoves) {
-            mFilled = std::make_unique_for_overwrite<Block>();
-            std::fill_n(mFilled->begin(), std::min(count, kBlock), values ? *values : 0.0);
-        }
-    }
-    std::span<const double> block(std::size_t begin, std::size_t count) const {
-        return {mMoves ? mValues + begin : mFilled->data(), count};
-    }
-
- private:
-    const double* mValues;
-    bool mMoves;
-    std::unique_ptr<Block> mFilled;
-};
-
-/// The log of a quantizer as it was, for a block that is done again.
-class LogState {
- public:
-    explicit LogState(const qlogger& log)
-        : mLog(log),
-          mMax(log.getMax()),
-          mMin(log.getMin()),
-          mOverflows(log.getNoverflows()),
-          mUnderflows(log.getNunderflows()),
-          mOperations(log.getNoperations()) {}
-    void restore() const {
-        mLog.setMax(mMax);
-        mLog.setMin(mMin);
-        mLog.setNoverflows(mOverflows);
-        mLog.setNunderflows(mUnderflows);
-        mLog.setNoperations(mOperations);
-    }
-    /// Whether an extreme has become a zero since then.
-    bool extremeBecameZero() const {
-        return (mLog.getMax().iszero() && !mMax.iszero()) || (mLog.getMin().iszero() && !mMin.iszero());
-    }
-
- private:
-    const qlogger& mLog;
-    number mMax;
-    number mMin;
-    std::uint64_t mOverflows;
-    std::uint64_t mUnderflows;
-    std::uint64_t mOperations;
-};
+using arrayblocks::Block;
+using arrayblocks::kBlock;
+using arrayblocks::LogState;
+using arrayblocks::Source;
 
 class Combination {
  public:
@@ -253,10 +163,9 @@ class Combination {
         : mOperation(operation),
           mQuantizer(q),
           mCasts(castsBeforeSum),
-          mMembership(),
           mCounts(q.getQlogger().isLogging()),
           mTakesOnePass(!mCounts && castsBeforeSum && q.hasFixedKernel()) {
-        mTriesProof = !mCounts && (q.isSignedFixed() || q.isUnsignedFixed()) && q.getDoubleLimits().valid;
+        mTriesProof = !mCounts && hasMembership(q);
         if (mTriesProof) {
             mMembership = membershipOf(q);
         }
@@ -356,8 +265,7 @@ void combine(Operation operation, const Operand& left, const Operand& right, std
                 runImag(begin, length);
             }
         };
-        const bool mayMeetZero = log.getMax().isnegative() || log.getMin().sign() > 0;
-        if (mayMeetZero) {
+        if (LogState::mayMeetZero(log)) {
             const LogState before(log);
             runBlock();
             if (before.extremeBecameZero()) {
