@@ -10,17 +10,6 @@ using Numbers = std::vector<double>;
 
 class ComparisonRoad : public BindingTest {
  protected:
-    void TearDown() override {
-        logging(false);
-        BindingTest::TearDown();
-    }
-    /// The switch is the system's own: no user may set it.
-    void logging(bool isOn) {
-        const Value any = session.construct("embedded.fi");
-        const std::uint8_t value = isOn ? 1 : 0;
-        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
-                                                                      any.interface(), &value);
-    }
     Numbers sizeOf(const Value& value) { return session.call("size", {value}).toDoubles(); }
     Raised raised(const char* method, const std::vector<Value>& arguments) {
         return thrownBy([&] { session.call(method, arguments); });

@@ -7,16 +7,6 @@ namespace {
 
 class DivisionMethods : public BindingTest {
  protected:
-    void TearDown() override {
-        logging(false);
-        BindingTest::TearDown();
-    }
-    void logging(bool isOn) {
-        const Value any = session.construct("embedded.fi");
-        const std::uint8_t value = isOn ? 1 : 0;
-        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
-                                                                      any.interface(), &value);
-    }
     Value divide(const Value& type, const Value& a, const Value& b) { return session.call("divide", {type, a, b}); }
     static const std::vector<double>& two() {
         static const std::vector<double> values{1, -2};
