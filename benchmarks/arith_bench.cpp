@@ -1,8 +1,9 @@
 // Products and the other operations on arrays against loops written by hand.
 //
 // Words are s16,15 unless told. Each case has its baseline first:
-//     plain    the double loop that allocates its result, for operations that quantize nothing
-//     hand     the fused loop with its quantizing written out for the format (s16,14, nearest, saturate)
+//     plain    the double loop that allocates its result, for operations that quantize nothing, and for roots
+//     hand     the fused loop with its quantizing or its bits written out for the format
+//     std      the sorting functions of the standard library
 //     dgemm    the library for matrices of doubles
 //     mpfr     the steps of an element written directly on MPFR, for wide words
 // and then `fi`, the operation of the array. Before `fi` is timed its result is compared with the baseline's. Items are
@@ -22,11 +23,16 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <span>
 #include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "benchmarks/ratio_report.h"
 #include "fi/fi.h"
+#include "host/hv.h"
 #include "numbers/mpnumber.h"
 
 namespace {
@@ -78,11 +84,28 @@ FiOwner arrayOf(const Values& values, bool isComplex, std::uint64_t rows, std::u
                      : std::make_unique<fi>(values.data(), sizes, 2, type, rules, "", true, kAssignment);
 }
 
+// What the result of an operation is compared with: values and imaginary parts, flags, values and their places.
+
 bool holds(const fi& array, const double* re, const double* im) {
     for (std::uint64_t i = 0; i < array.numel(); ++i) {
         if (array.realdouble(i) != re[i] || (im && array.imagdouble(i) != im[i])) return false;
     }
     return true;
+}
+
+bool holds(const hvArray& flags, const hvLogical* expected, const hvLogical*) {
+    const std::span<const hvLogical> seen = hvGetTypedData<hvLogical>(&flags);
+    return !seen.empty() && std::equal(seen.begin(), seen.end(), expected);
+}
+
+struct Sorted {
+    FiOwner values;
+    Buffer places;
+};
+
+bool holds(const Sorted& sorted, const double* values, const double* places) {
+    return holds(*sorted.values, values, nullptr) &&
+           std::equal(places, places + sorted.values->numel(), sorted.places.get());
 }
 
 template <class Work>
@@ -95,30 +118,40 @@ void timed(benchmark::State& state, std::size_t items, Work&& work) {
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(items));
 }
 
+/// Makes a loop on inputs of its own; spelled so that callers can give a lambda.
+template <class Element>
+using BaselineMaker = std::type_identity_t<std::function<std::function<void(Element* re, Element* im)>()>>;
+
 /// Registers a baseline, which writes its result, and the operation of the array.
+template <class Element = double, class MakeOperation>
 void addPair(const std::string& name, const std::string& baseline, std::size_t items, std::size_t parts,
-             std::size_t resultCount, const std::function<std::function<void(double* re, double* im)>()>& makeBaseline,
-             const std::function<std::function<FiOwner()>()>& makeOperation) {
+             std::size_t resultCount, const BaselineMaker<Element>& makeBaseline, const MakeOperation& makeOperation) {
+    using Result = std::unique_ptr<Element[]>;
     const auto add = [&](const std::string& variant, auto run) {
         benchmark::RegisterBenchmark((name + "/" + variant).c_str(), run)->MinTime(0.1)->Repetitions(3);
+    };
+    const auto room = [=](bool isNeeded) {
+        return isNeeded ? std::make_unique_for_overwrite<Element[]>(resultCount) : nullptr;
     };
     add(baseline, [=](benchmark::State& state) {
         const auto run = makeBaseline();
         timed(state, items, [&] {
-            const Buffer re = std::make_unique_for_overwrite<double[]>(resultCount);
-            const Buffer im = parts == 2 ? std::make_unique_for_overwrite<double[]>(resultCount) : nullptr;
+            const Result re = room(true);
+            const Result im = room(parts == 2);
             run(re.get(), im.get());
             benchmark::DoNotOptimize(re.get());
         });
     });
     add("fi", [=](benchmark::State& state) {
-        const auto run = makeBaseline();
         const auto operate = makeOperation();
-        Values re(resultCount), im(resultCount);
-        run(re.data(), im.data());
-        if (!holds(*operate(), re.data(), parts == 2 ? im.data() : nullptr)) {
-            state.SkipWithError("fi and the baseline differ");
-            return;
+        {
+            const Result re = room(true);
+            const Result im = room(parts == 2);
+            makeBaseline()(re.get(), im.get());
+            if (!holds(*operate(), re.get(), im.get())) {
+                state.SkipWithError("fi and the baseline differ");
+                return;
+            }
         }
         timed(state, items, [&] { benchmark::DoNotOptimize(operate().get()); });
     });
@@ -177,6 +210,161 @@ void addTimes(bool isSpecified, bool isComplex, std::size_t n) {
             const std::shared_ptr<fi> a = arrayOf(signal(n * parts, 1), isComplex, n, 1, isSpecified);
             const std::shared_ptr<fi> b = arrayOf(signal(n * parts, 2), isComplex, n, 1, isSpecified);
             return [=] { return FiOwner(&a->times(*b)); };
+        });
+}
+
+HAND_LOOP void handOver(const double* a, const double* b, std::size_t n, double* re) {
+    for (std::size_t i = 0; i < n; ++i) re[i] = toProduct(a[i] / b[i]);
+}
+
+/// Values of s16,15 without a zero, or with one in a hundred.
+Values divisors(std::size_t count, bool haveZeros) {
+    Values values = signal(count, 2);
+    std::replace(values.begin(), values.end(), 0.0, 0.25);
+    for (std::size_t i = 0; haveZeros && i < count; i += 100) values[i] = 0.0;
+    return values;
+}
+
+// Quotients are of the type of products. The last one, which would warn, is none by zero.
+void addOver(bool haveZeros, std::size_t n) {
+    addPair((haveZeros ? "over with zeros " : "over ") + std::to_string(n), "hand", n, 1, n,
+            [=] {
+                return [=, a = signal(n, 1), b = divisors(n, haveZeros)](double* re, double*) {
+                    handOver(a.data(), b.data(), n, re);
+                };
+            },
+            [=] {
+                const std::shared_ptr<fi> a = arrayOf(signal(n, 1), false, n, 1, false);
+                const std::shared_ptr<fi> b = arrayOf(divisors(n, haveZeros), false, n, 1, false);
+                return [=, type = NumericType(true, 16, 14)] { return FiOwner(&a->over(*b, type)); };
+            });
+}
+
+// Roots of s16,15 are s8,7.
+HAND_LOOP void plainRoots(const double* x, std::size_t n, double* re) {
+    for (std::size_t i = 0; i < n; ++i) re[i] = std::floor(std::sqrt(x[i]) * 128.0) * (1.0 / 128.0);
+}
+
+Values magnitudes(std::size_t count) {
+    Values values = signal(count, 1);
+    for (double& value : values) value = std::min(std::abs(value), 32767.0 / 32768.0);
+    return values;
+}
+
+void addRoots(std::size_t n) {
+    addPair(
+        "sqrtBisection floor " + std::to_string(n), "plain", n, 1, n,
+        [=] { return [=, x = magnitudes(n)](double* re, double*) { plainRoots(x.data(), n, re); }; },
+        [=] {
+            const std::shared_ptr<fi> x = arrayOf(magnitudes(n), false, n, 1, false);
+            fimath rules = rulesFor(false);
+            rules.setRoundMode(embedded::RoundModeEnum::Floor);
+            return [=] { return FiOwner(x->sqrtBisection(rules)); };
+        });
+}
+
+HAND_LOOP void plainEqual(const double* a, const double* b, std::size_t n, hvLogical* out) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = a[i] == b[i];
+}
+
+/// Every third of these equals the signal of seed 1.
+Values nearlySignal(std::size_t count) {
+    Values values = signal(count, 2);
+    const Values equal = signal(count, 1);
+    for (std::size_t i = 0; i < count; i += 3) values[i] = equal[i];
+    return values;
+}
+
+void addEqual(std::size_t n) {
+    addPair<hvLogical>(
+        "eq " + std::to_string(n), "plain", n, 1, n,
+        [=] {
+            return [=, a = signal(n, 1), b = nearlySignal(n)](hvLogical* out, hvLogical*) {
+                plainEqual(a.data(), b.data(), n, out);
+            };
+        },
+        [=] {
+            const std::shared_ptr<fi> a = arrayOf(signal(n, 1), false, n, 1, false);
+            const std::shared_ptr<fi> b = arrayOf(nearlySignal(n), false, n, 1, false);
+            return [=] { return hvArrayOwner(a->eq(*b)); };
+        });
+}
+
+// Bits.
+
+__attribute__((always_inline)) inline std::int64_t storedInteger(double x) {
+    return static_cast<std::int64_t>(x * 32768.0);
+}
+HAND_LOOP void handAnd(const double* a, const double* b, std::size_t n, double* re) {
+    for (std::size_t i = 0; i < n; ++i) {
+        re[i] = static_cast<double>(storedInteger(a[i]) & storedInteger(b[i])) * (1.0 / 32768.0);
+    }
+}
+
+void addAnd(std::size_t n) {
+    addPair(
+        "bitand " + std::to_string(n), "hand", n, 1, n,
+        [=] {
+            return [=, a = signal(n, 1), b = signal(n, 2)](double* re, double*) { handAnd(a.data(), b.data(), n, re); };
+        },
+        [=] {
+            const std::shared_ptr<fi> a = arrayOf(signal(n, 1), false, n, 1, false);
+            const std::shared_ptr<fi> b = arrayOf(signal(n, 2), false, n, 1, false);
+            return [=] { return FiOwner(&a->fibitand(*b)); };
+        });
+}
+
+/// To the right, or to the left with saturation.
+HAND_LOOP void handShift(const double* a, int k, std::size_t n, double* re) {
+    const double scale = std::ldexp(32768.0, k);
+    for (std::size_t i = 0; i < n; ++i) {
+        double v = std::floor(a[i] * scale);
+        v = v < 32767.0 ? v : 32767.0;
+        re[i] = (v > -32768.0 ? v : -32768.0) * (1.0 / 32768.0);
+    }
+}
+
+void addShift(int k, std::size_t n) {
+    addPair(
+        "bitshift by " + std::to_string(k) + " " + std::to_string(n), "hand", n, 1, n,
+        [=] { return [=, a = signal(n, 1)](double* re, double*) { handShift(a.data(), k, n, re); }; },
+        [=] {
+            const std::shared_ptr<fi> a = arrayOf(signal(n, 1), false, n, 1, false);
+            return [=] { return FiOwner(&a->pow2(k, true)); };
+        });
+}
+
+// Sorted copies, alone and with the places where elements stood. A value comes many times in 10^6 of 16 bits.
+
+void addSort(std::size_t n) {
+    const auto makeArray = [=] { return std::shared_ptr<fi>(arrayOf(signal(n, 1), false, n, 1, false)); };
+    addPair(
+        "sort " + std::to_string(n), "std", n, 1, n,
+        [=] {
+            return [=, values = signal(n, 1)](double* re, double*) {
+                std::copy(values.begin(), values.end(), re);
+                std::sort(re, re + n);
+            };
+        },
+        [=] { return [=, a = makeArray()] { return FiOwner(&a->stridesort(true, 1, n)); }; });
+    addPair(
+        "sort with places " + std::to_string(n), "std", n, 2, n,
+        [=] {
+            return [=, values = signal(n, 1)](double* re, double* places) {
+                std::vector<std::pair<double, double>> entries(n);
+                for (std::size_t i = 0; i < n; ++i) entries[i] = {values[i], static_cast<double>(i + 1)};
+                std::stable_sort(entries.begin(), entries.end(),
+                                 [](const auto& x, const auto& y) { return x.first < y.first; });
+                for (std::size_t i = 0; i < n; ++i) std::tie(re[i], places[i]) = entries[i];
+            };
+        },
+        [=] {
+            return [=, a = makeArray()] {
+                Buffer places = std::make_unique_for_overwrite<double[]>(n);
+                double* indices = places.get();
+                FiOwner values(&a->stridesort2(indices, true, 1, n));
+                return std::make_unique<Sorted>(Sorted{std::move(values), std::move(places)});
+            };
         });
 }
 
@@ -366,11 +554,18 @@ void registerAll() {
         for (const bool isComplex : {false, true}) {
             for (const bool isSpecified : {false, true}) addTimes(isSpecified, isComplex, n);
         }
+        for (const bool haveZeros : {false, true}) addOver(haveZeros, n);
+        addRoots(n);
+        addEqual(n);
+        addAnd(n);
+        for (const int k : {-3, 3}) addShift(k, n);
+        addSort(n);
     }
     for (const std::size_t n : {std::size_t{128}, std::size_t{512}}) addMatrix(false, n);
     addMatrix(true, 128);
     for (const bool isSpecified : {false, true}) addConvolution(isSpecified, 100000, 64);
     for (const int wordBits : {60, 128, 1024}) addWide(wordBits, 1000);
+    addWide(128, 100000);
 }
 
 }  // namespace
