@@ -268,53 +268,36 @@ TEST(BitOperations, OfTheOtherBodyAreInternalErrors) {
     mpz_t mask;
     mpz_init_set_ui(mask, 255);
     const struct {
-        const char* id;
-        const char* message;
+        const Element& body;
+        const char* operation;
         std::function<void()> action;
     } rows[] = {
-        {"fixedpoint:fi:doublenumber:bitcmp:mpnumberparameters",
-         "doublenumber::bitcmp has been called with mpnumber parameters",
-         [&] { d.bitcmp(true, 8, 1.0, 0, 0.0, mask, modulus.wide); }},
-        {"fixedpoint:fi:doublenumber:fibitand:mpnumberparameters",
-         "mpnumber::fibitand has been called with mpnumber parameters",
-         [&] { d.mpbitand(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
-        {"fixedpoint:fi:doublenumber:fibitor:mpnumberparameters",
-         "doublenumber::fibitor has been called with mpnumber parameters",
-         [&] { d.mpbitor(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
-        {"fixedpoint:fi:doublenumber:bitxor:mpnumberparameters",
-         "doublenumber::bitxor has been called with mpnumber parameters",
-         [&] { d.mpbitxor(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
-        {"fixedpoint:fi:doublenumber:bitget:mpnumberparameters",
-         "doublenumber::bitget has been called with mpnumber parameters",
-         [&] { d.bitget(1, true, 8, 1.0, 0, 0.0, modulus.wide); }},
-        {"fixedpoint:fi:doublenumber:bitset:mpnumberparameters",
-         "doublenumber::bitset has been called with mpnumber parameters",
-         [&] { d.bitset(1, true, true, 8, 1.0, 0, 0.0, modulus.wide); }},
-        {"fixedpoint:fi:mpnumber:bitcmp:doublenumberparameter",
-         "mpnumber::bitcmp has been called with doublenumber parameters",
-         [&] { m.bitcmp(true, 8, 1.0, 0, 0.0, 255U, modulus.word); }},
-        {"fixedpoint:fi:mpnumber:fibitand:doublenumberparameter",
-         "mpnumber::fibitand has been called with doublenumber parameters",
-         [&] { m.doublebitand(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
-        {"fixedpoint:fi:mpnumber:fibitor:doublenumberparameter",
-         "mpnumber::fibitor has been called with doublenumber parameters",
-         [&] { m.doublebitor(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
-        {"fixedpoint:fi:mpnumber:bitxor:doublenumberparameter",
-         "mpnumber::bitxor has been called with doublenumber parameters",
-         [&] { m.doublebitxor(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
-        {"fixedpoint:fi:mpnumber:bitget:doublenumberparameter",
-         "mpnumber::bitget has been called with doublenumber parameters",
-         [&] { m.bitget(1, true, 8, 1.0, 0, 0.0, modulus.word); }},
-        {"fixedpoint:fi:mpnumber:bitset:doublenumberparameter",
-         "mpnumber::bitset has been called with doublenumber parameters",
-         [&] { m.bitset(1, true, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {d, "bitcmp", [&] { d.bitcmp(true, 8, 1.0, 0, 0.0, mask, modulus.wide); }},
+        {d, "fibitand", [&] { d.mpbitand(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {d, "fibitor", [&] { d.mpbitor(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {d, "bitxor", [&] { d.mpbitxor(d, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {d, "bitget", [&] { d.bitget(1, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {d, "bitset", [&] { d.bitset(1, true, true, 8, 1.0, 0, 0.0, modulus.wide); }},
+        {m, "bitcmp", [&] { m.bitcmp(true, 8, 1.0, 0, 0.0, 255U, modulus.word); }},
+        {m, "fibitand", [&] { m.doublebitand(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {m, "fibitor", [&] { m.doublebitor(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {m, "bitxor", [&] { m.doublebitxor(m, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {m, "bitget", [&] { m.bitget(1, true, 8, 1.0, 0, 0.0, modulus.word); }},
+        {m, "bitset", [&] { m.bitset(1, true, true, 8, 1.0, 0, 0.0, modulus.word); }},
     };
     std::string trailer;
     for (const auto& row : rows) {
         const Raised raised = raisedBy(row.action);
-        EXPECT_EQ(raised.id, row.id);
-        ASSERT_EQ(raised.message.rfind(row.message, 0), 0U) << raised.message;
-        const std::string rest = raised.message.substr(std::string(row.message).size());
+        const bool isDouble = &row.body == &d;
+        const std::string operation = row.operation;
+        EXPECT_EQ(raised.id, (isDouble ? "fixedpoint:fi:doublenumber:" + operation + ":mpnumberparameters"
+                                       : "fixedpoint:fi:mpnumber:" + operation + ":doublenumberparameter"));
+        // One text names the other body.
+        const std::string message = (isDouble && operation != "fibitand" ? "doublenumber::" : "mpnumber::") +
+                                    operation + " has been called with " + (isDouble ? "mpnumber" : "doublenumber") +
+                                    " parameters";
+        ASSERT_EQ(raised.message.rfind(message, 0), 0U) << raised.message;
+        const std::string rest = raised.message.substr(message.size());
         EXPECT_EQ(rest.substr(0, 1), " ") << "the request to report the fault follows";
         if (trailer.empty()) trailer = rest;
         EXPECT_EQ(rest, trailer);

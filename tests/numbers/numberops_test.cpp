@@ -117,8 +117,9 @@ TEST(Numberops, ComputesAndComparesWideBesideAWideOperand) {
 TEST(Numberops, TakesTheModulusOfEveryPairOfKinds) {
     const struct {
         double x, y, expected;
-    } rows[] = {{-1.0, 3.0, 2.0}, {1.0, -3.0, -2.0}, {-1.0, 2.5, 1.5}, {5.5, 2.0, 1.5},
-                {5.0, 0.0, 5.0},  {inf, 0.0, inf},   {inf, 3.0, nan},  {5.0, nan, nan}};
+    } rows[] = {{-1.0, 3.0, 2.0}, {1.0, -3.0, -2.0}, {-1.0, 2.5, 1.5}, {5.5, 2.0, 1.5},  {5.0, 0.0, 5.0},
+                {inf, 0.0, inf},  {inf, 3.0, nan},   {5.0, nan, nan},  {5.0, -0.0, 5.0}, {nan, 2.0, nan},
+                {inf, 0.5, nan},  {5.0, inf, nan},   {7.0, 3.0, 1.0},  {-7.5, 2.0, 0.5}};
     for (const auto& row : rows) {
         for (const std::uint32_t p : precisions) {
             for (const std::uint32_t q : precisions) {
@@ -173,14 +174,14 @@ TEST(Numberops, CopiesValuesAtTheTargetsPrecision) {
 TEST(Numberops, CastsEveryKindThroughADouble) {
     for (const std::uint32_t p : precisions) {
         const Body x = bodyOf(-1.5, p);
-        EXPECT_EQ(x->fixed2int8(0, 1), -3);
-        EXPECT_EQ(x->fixed2int16(0, 8), -384);
-        EXPECT_EQ(x->fixed2int32(0, 0), -1);
-        EXPECT_EQ(x->fixed2int64(0, 40), -(std::int64_t{3} << 39));
-        EXPECT_EQ(x->fixed2uint8(0, 1), 253);
-        EXPECT_EQ(x->fixed2uint16(0, 1), 65533);
-        EXPECT_EQ(x->fixed2uint32(0, 1), 4294967293U);
-        EXPECT_EQ(bodyOf(1.5, p)->fixed2uint64(0, 63), std::uint64_t{3} << 62);
+        EXPECT_EQ(x->fixed2int8(99, 1), -3);
+        EXPECT_EQ(x->fixed2int16(99, 8), -384);
+        EXPECT_EQ(x->fixed2int32(99, 0), -1);
+        EXPECT_EQ(x->fixed2int64(99, 40), -(std::int64_t{3} << 39));
+        EXPECT_EQ(x->fixed2uint8(99, 1), 253);
+        EXPECT_EQ(x->fixed2uint16(99, 1), 65533);
+        EXPECT_EQ(x->fixed2uint32(99, 1), 4294967293U);
+        EXPECT_EQ(bodyOf(1.5, p)->fixed2uint64(99, 63), std::uint64_t{3} << 62);
     }
 }
 
