@@ -26,6 +26,7 @@ FiColumnReference::FiColumnReference(FiColumnReference& other)
 
 FiColumnReference::~FiColumnReference() = default;
 
+// Assigning a view to itself is sound, as it is for its base. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 FiColumnReference& FiColumnReference::operator=(const FiColumnReference& other) {
     FiReference::operator=(other);
     mMatrixNumel = other.mMatrixNumel;

@@ -11,6 +11,7 @@ FiReference::FiReference(FiReference& other) : fi(other, embedded::CopyIndex::ta
 
 FiReference::~FiReference() = default;
 
+// Assigning a view to itself is sound, as it is for its base. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 FiReference& FiReference::operator=(const FiReference& other) {
     fi::operator=(other);
     mRoot = other.mRoot;
