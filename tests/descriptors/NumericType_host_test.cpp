@@ -1,4 +1,4 @@
-// Types as the host sees them: enumerations, signs as arrays, dialog texts and the events of a handle.
+// Types as the host sees them: signs as arrays, dialog texts and the events of a handle.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -7,12 +7,12 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "host/hv.h"
 #include "host/om.h"
 #include "tests/support/errors.h"
+#include "tests/support/objects.h"
 #include "tests/support/types.h"
 
 namespace {
@@ -20,47 +20,6 @@ namespace {
 Raised badSign(const std::string& name) {
     return {"fixedpoint:" + name + ":signed:InvalidValue",
             "The SIGNED property of the " + name + " object must be 1 (true) or 0 (false)."};
-}
-
-TEST(NumericTypeEnumerations, AreHostTypesInTheOrderOfTheirValues) {
-    using Entries = std::vector<std::pair<int, std::string>>;
-    const struct {
-        EnumStringType* (*get)();
-        const char* name;
-        Entries entries;
-    } rows[] = {
-        {NumericType::getDataTypeModeEnum,
-         "NumericTypeDataTypeModeEnum",
-         {{0, "Boolean"},
-          {1, "Single"},
-          {2, "Double"},
-          {3, "Fixed-point: unspecified scaling"},
-          {4, "Fixed-point: binary point scaling"},
-          {5, "Fixed-point: slope and bias scaling"},
-          {7, "Scaled double: unspecified scaling"},
-          {8, "Scaled double: binary point scaling"},
-          {9, "Scaled double: slope and bias scaling"}}},
-        {NumericType::getDataTypeEnum,
-         "NumericTypeDataTypeEnum",
-         {{0, "Fixed"}, {4, "boolean"}, {2, "double"}, {3, "single"}, {1, "ScaledDouble"}}},
-        {NumericType::getScalingEnum,
-         "NumericTypeScalingEnum",
-         {{0, "BinaryPoint"}, {1, "SlopeBias"}, {2, "Unspecified"}, {3, "Unused"}}},
-        {NumericType::getSignednessEnum,
-         "embedded numerictype Signedness",
-         {{1, "Signed"}, {0, "Unsigned"}, {2, "Auto"}}},
-        {NumericType::getDataTypeOverrideEnum, "DataTypeOverride", {{0, "Inherit"}, {1, "Off"}}},
-    };
-    for (const auto& row : rows) {
-        const EnumStringType* type = row.get();
-        EXPECT_EQ(type, OMTypeRepository::getType(row.name, true));
-        EXPECT_EQ(type, row.get());
-        Entries entries;
-        for (const EnumStringType::Entry& entry : type->getEntries()) {
-            entries.emplace_back(entry.value, entry.text);
-        }
-        EXPECT_EQ(entries, row.entries) << row.name;
-    }
 }
 
 TEST(NumericTypeSigns, GoToTheHostAsLogicals) {
@@ -177,14 +136,6 @@ TEST(NumericTypeDialog, SetsFromWhatATextEvaluatesTo) {
     EXPECT_EQ(hvSetErrorMode(mode), 3);
 }
 
-/// A property of any data type: only its name, type and events matter here.
-class Property : public OMPropInfoTemplate {
- public:
-    using OMPropInfoTemplate::OMPropInfoTemplate;
-    void* getValue(OMDatabaseClient*, OMInterface*) override { return nullptr; }
-    void setValue(OMDatabaseClient*, OMInterface*, const void*) override {}
-};
-
 TEST(NumericTypeEvents, CarryTheNewValueInTheShapeOfTheProperty) {
     const struct {
         const char* property;
@@ -204,7 +155,8 @@ TEST(NumericTypeEvents, CarryTheNewValueInTheShapeOfTheProperty) {
     OMClass typeClass;
     typeClass.setName("numerictype", true);
     for (const auto& row : properties) {
-        typeClass.addProperty(std::make_unique<Property>(row.property, OMTypeRepository::getType(row.dataType, true)));
+        typeClass.addProperty(
+            std::make_unique<ValuelessProperty>(row.property, OMTypeRepository::getType(row.dataType, true)));
     }
     const NumericType type(TypeMode::FixedSlopeBias, true, 12, 1.25, -3, 0.5);
     OMInterface* const handle = new OMInterface(nullptr, &typeClass, nullptr);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/errors.h"
@@ -25,15 +26,11 @@ struct Outcome {
     std::function<void(TypeFields&)> change;
     std::string id = "TolvaneKit:numerictype:InvalidSetting";
 };
-Outcome stores(std::function<void(TypeFields&)> change) {
+const auto stores = [](std::function<void(TypeFields&)> change) -> Outcome {
     return {Outcome::Kind::stores, {}, std::move(change)};
-}
-Outcome nothing() {
-    return stores([](TypeFields&) {});
-}
-Outcome warns(std::string text) {
-    return {Outcome::Kind::warns, std::move(text), {}};
-}
+};
+const auto nothing = []() -> Outcome { return stores([](TypeFields&) {}); };
+const auto warns = [](std::string text) -> Outcome { return {Outcome::Kind::warns, std::move(text), {}}; };
 Outcome raises(std::string text) {
     return {Outcome::Kind::raises, std::move(text), {}};
 }
@@ -51,6 +48,7 @@ const std::string kNoFactor = "Scaled double or Fixed-point: unspecified scaling
 
 const std::vector<int> kFloats = {0, 1, 2};
 const std::vector<int> kScaled = {3, 4, 5, 7, 8, 9};
+const std::vector<int> kBinaryPoint = {4};
 const std::vector<int> kSlopeBias = {5, 9};
 const std::vector<int> kWithoutExponent = {0, 1, 2, 3, 7};
 const std::vector<int> kWithExponent = {4, 5, 8, 9};
@@ -63,36 +61,24 @@ struct Row {
     Outcome outcome;
 };
 
-Set word(int bits) {
-    return [bits](NumericType& t) { t.setWordLength(bits); };
-}
-Set sign(TypeSign value) {
-    return [value](NumericType& t) { t.setSignedness(value); };
-}
-Set fraction(int value) {
-    return [value](NumericType& t) { t.setFractionLength(value); };
-}
-Set exponent(int value) {
-    return [value](NumericType& t) { t.setFixedExponent(value); };
-}
-Set slope(double value) {
-    return [value](NumericType& t) { t.setSlope(value); };
-}
-Set factor(double value) {
-    return [value](NumericType& t) { t.setSlopeAdjustmentFactor(value); };
-}
-Set bias(double value) {
-    return [value](NumericType& t) { t.setBias(value); };
-}
-Set scaling(TypeScaling value) {
-    return [value](NumericType& t) { t.setScaling(value); };
-}
+const auto word = [](int bits) -> Set { return [bits](NumericType& t) { t.setWordLength(bits); }; };
+const auto sign = [](TypeSign value) -> Set { return [value](NumericType& t) { t.setSignedness(value); }; };
+const auto fraction = [](int value) -> Set { return [value](NumericType& t) { t.setFractionLength(value); }; };
+const auto exponent = [](int value) -> Set { return [value](NumericType& t) { t.setFixedExponent(value); }; };
+const auto slope = [](double value) -> Set { return [value](NumericType& t) { t.setSlope(value); }; };
+const auto factor = [](double value) -> Set { return [value](NumericType& t) { t.setSlopeAdjustmentFactor(value); }; };
+const auto bias = [](double value) -> Set { return [value](NumericType& t) { t.setBias(value); }; };
+const auto scaling = [](TypeScaling value) -> Set { return [value](NumericType& t) { t.setScaling(value); }; };
 auto toMode(int mode) {
     return [mode](TypeFields& f) {
         // Only the fields that a mode fixes; the expectation of the reset from a float type is a test of its own.
         f = fieldsOf(NumericType(static_cast<TypeMode>(mode), f.sign == TypeSign::Signed, f.wordBits, f.factor,
                                  f.exponent, f.bias));
     };
+}
+
+auto toScale(double newFactor, int newExponent) {
+    return [=](TypeFields& f) { std::tie(f.factor, f.exponent) = std::tie(newFactor, newExponent); };
 }
 
 const std::vector<Row>& rows() {
@@ -147,21 +133,13 @@ const std::vector<Row>& rows() {
         {"Slope -1", kWithExponent, slope(-1), raises(kBadSlope)},
         {"Slope Inf", kWithExponent, slope(kInf), raises(kBadSlope)},
         {"Slope NaN", kWithExponent, slope(kNaN), raises(kBadSlope)},
-        {"Slope 1.5",
-         {4},
-         slope(1.5),
+        {"Slope 1.5", kBinaryPoint, slope(1.5),
          raises("Invalid total slope specified; for binary point scaling, the total slope must be an exact power of "
                 "two")},
         {"Slope 1.5", {8}, slope(1.5), raises(change("SlopeAdjustmentFactor", kNoFactor))},
         {"Slope 2^-20", {4, 8}, slope(std::ldexp(1, -20)), stores([](TypeFields& f) { f.exponent = -20; })},
-        {"Slope 3", kSlopeBias, slope(3), stores([](TypeFields& f) {
-             f.factor = 1.5;
-             f.exponent = 1;
-         })},
-        {"Slope least", kSlopeBias, slope(5e-324), stores([](TypeFields& f) {
-             f.factor = 1;
-             f.exponent = -1074;
-         })},
+        {"Slope 3", kSlopeBias, slope(3), stores(toScale(1.5, 1))},
+        {"Slope least", kSlopeBias, slope(5e-324), stores(toScale(1, -1074))},
 
         {"SlopeAdjustmentFactor 1", {0, 1, 2, 3, 4, 7, 8}, factor(1), nothing()},
         {"SlopeAdjustmentFactor 1.5", {0, 1, 2, 3}, factor(1.5), warns(change("SlopeAdjustmentFactor", kUnscaled))},
@@ -190,9 +168,7 @@ const std::vector<Row>& rows() {
 
         {"DataType Fixed", {3, 7}, [](NumericType& t) { t.setDataType(TypeData::Fixed); }, stores(toMode(3))},
         {"DataType Fixed", {4, 8}, [](NumericType& t) { t.setDataType(TypeData::Fixed); }, stores(toMode(4))},
-        {"DataType ScaledDouble",
-         {5, 9},
-         [](NumericType& t) { t.setDataType(TypeData::ScaledDouble); },
+        {"DataType ScaledDouble", kSlopeBias, [](NumericType& t) { t.setDataType(TypeData::ScaledDouble); },
          stores(toMode(9))},
         {"DataType Double", kAll, [](NumericType& t) { t.setDataType(TypeData::Double); }, stores(toMode(2))},
         {"DataType Single", kAll, [](NumericType& t) { t.setDataType(TypeData::Single); }, stores(toMode(1))},
@@ -238,7 +214,6 @@ struct Start {
 
 TEST(NumericTypeConstruction, AppliesTheModeToWhatWasPassed) {
     using enum NumericType::DataTypeModeEnum;
-    const auto inherit = fxpDataTypeDTOMode::Inherit;
     const auto s = TypeSign::Signed;
     const auto u = TypeSign::Unsigned;
     const auto binaryPoint = TypeScaling::BinaryPoint;
@@ -247,41 +222,34 @@ TEST(NumericTypeConstruction, AppliesTheModeToWhatWasPassed) {
     const auto unused = TypeScaling::Unused;
     const auto fixed = TypeData::Fixed;
     const auto scaledDouble = TypeData::ScaledDouble;
+    const auto fields = [](TypeMode mode, TypeData data, TypeScaling scale, TypeSign aSign, int bits, double f, int e,
+                           double b) { return TypeFields{mode, data, scale, aSign, bits, f, e, b}; };
     const Start starts[] = {
-        {"default", NumericType(), {FixedBinaryPoint, fixed, binaryPoint, s, 16, 1, -15, 0, inherit}},
-        {"sign, word, fraction",
-         NumericType(false, 70000, -3),
-         {FixedBinaryPoint, fixed, binaryPoint, u, 70000, 1, 3, 0, inherit}},
-        {"lowest fraction length",
-         NumericType(true, 8, INT_MIN),
-         {FixedBinaryPoint, fixed, binaryPoint, s, 8, 1, INT_MAX, 0, inherit}},
-        {"mode 0", typeOfMode(Boolean), {Boolean, TypeData::Boolean, unused, u, 1, 1, 0, 0, inherit}},
-        {"mode 1", typeOfMode(Single), {Single, TypeData::Single, unused, s, 32, 1, 0, 0, inherit}},
-        {"mode 2", typeOfMode(Double), {Double, TypeData::Double, unused, s, 64, 1, 0, 0, inherit}},
-        {"mode 3", typeOfMode(FixedUnspecified), {FixedUnspecified, fixed, unspecified, s, 12, 1, 0, 0, inherit}},
-        {"mode 4", typeOfMode(FixedBinaryPoint), {FixedBinaryPoint, fixed, binaryPoint, s, 12, 1, -3, 0, inherit}},
-        {"mode 5", typeOfMode(FixedSlopeBias), {FixedSlopeBias, fixed, slopeBias, s, 12, 1.25, -3, 0.5, inherit}},
-        {"mode 7",
-         typeOfMode(ScaledDoubleUnspecified),
-         {ScaledDoubleUnspecified, scaledDouble, unspecified, s, 12, 1, 0, 0, inherit}},
-        {"mode 8",
-         typeOfMode(ScaledDoubleBinaryPoint),
-         {ScaledDoubleBinaryPoint, scaledDouble, binaryPoint, s, 12, 1, -3, 0, inherit}},
-        {"mode 9",
-         typeOfMode(ScaledDoubleSlopeBias),
-         {ScaledDoubleSlopeBias, scaledDouble, slopeBias, s, 12, 1.25, -3, 0.5, inherit}},
-        {"data type and scaling",
-         NumericType(scaledDouble, slopeBias, false, 9, 1.5, 2, -1),
-         {ScaledDoubleSlopeBias, scaledDouble, slopeBias, u, 9, 1.5, 2, -1, inherit}},
-        {"fixed without scaling",
-         NumericType(fixed, unused, true, 9, 1.5, 2, -1),
-         {FixedUnspecified, fixed, unspecified, s, 9, 1, 0, 0, inherit}},
-        {"sign open",
-         NumericType(fixed, binaryPoint, TypeSign::Auto, 9, 1, 2, 0),
-         {FixedBinaryPoint, fixed, binaryPoint, TypeSign::Auto, 9, 1, 2, 0, inherit}},
-        {"double with a scaling",
-         NumericType(TypeData::Double, slopeBias, TypeSign::Auto, 9, 1.5, 2, -1),
-         {Double, TypeData::Double, unused, s, 64, 1, 0, 0, inherit}},
+        {"default", NumericType(), fields(FixedBinaryPoint, fixed, binaryPoint, s, 16, 1, -15, 0)},
+        {"sign, word, fraction", NumericType(false, 70000, -3),
+         fields(FixedBinaryPoint, fixed, binaryPoint, u, 70000, 1, 3, 0)},
+        {"lowest fraction length", NumericType(true, 8, INT_MIN),
+         fields(FixedBinaryPoint, fixed, binaryPoint, s, 8, 1, INT_MAX, 0)},
+        {"mode 0", typeOfMode(Boolean), fields(Boolean, TypeData::Boolean, unused, u, 1, 1, 0, 0)},
+        {"mode 1", typeOfMode(Single), fields(Single, TypeData::Single, unused, s, 32, 1, 0, 0)},
+        {"mode 2", typeOfMode(Double), fields(Double, TypeData::Double, unused, s, 64, 1, 0, 0)},
+        {"mode 3", typeOfMode(FixedUnspecified), fields(FixedUnspecified, fixed, unspecified, s, 12, 1, 0, 0)},
+        {"mode 4", typeOfMode(FixedBinaryPoint), fields(FixedBinaryPoint, fixed, binaryPoint, s, 12, 1, -3, 0)},
+        {"mode 5", typeOfMode(FixedSlopeBias), fields(FixedSlopeBias, fixed, slopeBias, s, 12, 1.25, -3, 0.5)},
+        {"mode 7", typeOfMode(ScaledDoubleUnspecified),
+         fields(ScaledDoubleUnspecified, scaledDouble, unspecified, s, 12, 1, 0, 0)},
+        {"mode 8", typeOfMode(ScaledDoubleBinaryPoint),
+         fields(ScaledDoubleBinaryPoint, scaledDouble, binaryPoint, s, 12, 1, -3, 0)},
+        {"mode 9", typeOfMode(ScaledDoubleSlopeBias),
+         fields(ScaledDoubleSlopeBias, scaledDouble, slopeBias, s, 12, 1.25, -3, 0.5)},
+        {"data type and scaling", NumericType(scaledDouble, slopeBias, false, 9, 1.5, 2, -1),
+         fields(ScaledDoubleSlopeBias, scaledDouble, slopeBias, u, 9, 1.5, 2, -1)},
+        {"fixed without scaling", NumericType(fixed, unused, true, 9, 1.5, 2, -1),
+         fields(FixedUnspecified, fixed, unspecified, s, 9, 1, 0, 0)},
+        {"sign open", NumericType(fixed, binaryPoint, TypeSign::Auto, 9, 1, 2, 0),
+         fields(FixedBinaryPoint, fixed, binaryPoint, TypeSign::Auto, 9, 1, 2, 0)},
+        {"double with a scaling", NumericType(TypeData::Double, slopeBias, TypeSign::Auto, 9, 1.5, 2, -1),
+         fields(Double, TypeData::Double, unused, s, 64, 1, 0, 0)},
     };
     for (const Start& start : starts) {
         EXPECT_EQ(fieldsOf(start.type), start.fields) << start.what;
@@ -312,12 +280,10 @@ TEST(NumericTypeMode, ResetsAFloatTypeThatTurnsScaledOnlyWhenAsked) {
     EXPECT_EQ(fieldsOf(boolean), fieldsOf(NumericType(TypeMode::FixedUnspecified, true, 16, 1, 0, 0)));
 }
 
-TEST(NumericTypeMode, GivesItsDataType) {
-    const TypeData expected[] = {TypeData::Boolean,      TypeData::Single,       TypeData::Double,
-                                 TypeData::Fixed,        TypeData::Fixed,        TypeData::Fixed,
-                                 TypeData::ScaledDouble, TypeData::ScaledDouble, TypeData::ScaledDouble};
-    for (std::size_t i = 0; i < kAll.size(); ++i) {
-        EXPECT_EQ(NumericType::convertDataTypeModeToDataType(static_cast<TypeMode>(kAll[i])), expected[i]) << kAll[i];
+TEST(NumericTypeMode, IsGivenByDataTypeAndScaling) {
+    for (const int mode : kAll) {
+        EXPECT_EQ(NumericType::convertDataTypeModeToDataType(static_cast<TypeMode>(mode)),
+                  fieldsOf(typeOfMode(static_cast<TypeMode>(mode))).data);
     }
     for (const int mode : {-1, 6, 10}) {
         EXPECT_EQ(raisedBy([=] { NumericType::convertDataTypeModeToDataType(static_cast<TypeMode>(mode)); }),

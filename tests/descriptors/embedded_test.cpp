@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include "descriptors/LocalFxpClient.h"
+#include "descriptors/fimath.h"
 #include "descriptors/fxpProdHardware.h"
 #include "host/bs.h"
 #include "host/hf.h"
@@ -15,8 +16,10 @@
 #include "host/om.h"
 #include "host/reference/features.h"
 #include "host/reference/functions.h"
+#include "tests/support/arrays.h"
 #include "tests/support/errors.h"
 #include "tests/support/objects.h"
+#include "tests/support/types.h"
 
 namespace {
 
@@ -105,15 +108,6 @@ TEST_F(Features, CommandsMoveTheirOwnSwitchAndOnlyThat) {
     }
 }
 
-TEST_F(Features, TheTwoLastShareOneSwitch) {
-    embedded::registerFeatures();
-    const hvArrayOwner off(hvCreateString("Off"));
-    EXPECT_EQ(run("FiWarnForDataTypeMode", off.get()), 0.0);
-    EXPECT_EQ(run("FimathLessFis"), 0.0);
-    embedded::setFeatureFimathLessFis(true);
-    EXPECT_TRUE(embedded::getFeatureFiWarnForDataTypeMode());
-}
-
 TEST_F(Features, CommandsReadEveryKindOfSetting) {
     const Raised mustBe01{"VELMAR:mustBe01OffOn", "Value must be 0, 1, off, or on."};
     const Raised wrongClass{"VELMAR:doubleOrCharArgRequired", "Double or Character argument required."};
@@ -124,7 +118,6 @@ TEST_F(Features, CommandsReadEveryKindOfSetting) {
         const char* why;
     };
     const auto number = [](double value) { return hvArrayOwner(hvCreateDoubleScalar(value)); };
-    const auto text = [](const char* value) { return hvArrayOwner(hvCreateString(value)); };
     const auto none = [](hvArray* array) { return hvArrayOwner(array); };
     std::vector<Row> rows;
     rows.push_back({number(0.0), 0, {}, "0"});
@@ -186,7 +179,7 @@ TEST_F(Features, CommandsCountTheirArguments) {
     EXPECT_EQ(hvGetScalar(state.get()), 0.0);
 }
 
-TEST(SharedEnumerations, HaveTheirNamesAndValuesInTheOrderOfAdding) {
+TEST(Enumerations, HaveTheirNamesAndValuesInTheOrderOfAdding) {
     struct Row {
         EnumStringType* (*get)();
         const char* name;
@@ -200,6 +193,18 @@ TEST(SharedEnumerations, HaveTheirNamesAndValuesInTheOrderOfAdding) {
         {&embedded::getScalingEnum, "quantizer Scaling", "0 BinaryPoint,1 SlopeBias,"},
         {&embedded::getOperationTypeEnum, "embedded OperationTypeEnum",
          "0 Unspecified,1 Assignment,2 Product,3 Sum,4 Difference,"},
+        {&fimath::getPrecisionModeEnum, "fimathPrecisionModeEnum", "0 Arbitrary,1 Stepped,"},
+        {&fimath::getArithmeticModeEnum, "fimathArithmeticModeEnum",
+         "0 FullPrecision,1 KeepLSB,2 KeepMSB,3 SpecifyPrecision,"},
+        {&NumericType::getDataTypeModeEnum, "NumericTypeDataTypeModeEnum",
+         "0 Boolean,1 Single,2 Double,3 Fixed-point: unspecified scaling,4 Fixed-point: binary point scaling,"
+         "5 Fixed-point: slope and bias scaling,7 Scaled double: unspecified scaling,"
+         "8 Scaled double: binary point scaling,9 Scaled double: slope and bias scaling,"},
+        {&NumericType::getDataTypeEnum, "NumericTypeDataTypeEnum",
+         "0 Fixed,4 boolean,2 double,3 single,1 ScaledDouble,"},
+        {&NumericType::getScalingEnum, "NumericTypeScalingEnum", "0 BinaryPoint,1 SlopeBias,2 Unspecified,3 Unused,"},
+        {&NumericType::getSignednessEnum, "embedded numerictype Signedness", "1 Signed,0 Unsigned,2 Auto,"},
+        {&NumericType::getDataTypeOverrideEnum, "DataTypeOverride", "0 Inherit,1 Off,"},
     };
     for (const Row& row : rows) {
         EnumStringType* const type = row.get();
@@ -239,9 +244,7 @@ class LastErrors : public ::testing::Test {
             return std::vector<hvArrayOwner>();
         });
         hostref::registerFunction("test_one", [](int, std::span<const hvArray* const> arguments) {
-            std::vector<hvArrayOwner> results;
-            results.emplace_back(hvCreateDoubleScalar(hvGetScalar(arguments[0]) + 1.0));
-            return results;
+            return resultsOf(hvCreateDoubleScalar(hvGetScalar(arguments[0]) + 1.0));
         });
     }
     void TearDown() override {
@@ -371,14 +374,12 @@ TEST(ScalarImag, IsReadByClass) {
 
 TEST(ProdHardware, KeepsWhatItIsTold) {
     fxpProdHardware hardware(ProdHWDeviceType::ASIC, 8, 16, 32, 64, FxpHardwareRounding::Floor);
-    EXPECT_EQ(hardware.getHWDeviceType(), ProdHWDeviceType::ASIC);
     EXPECT_EQ(static_cast<int>(hardware.getHWDeviceType()), 1);
     hardware.setMicropcessorWithContainerSizes(9, 18, 27, 36);
     EXPECT_EQ(static_cast<int>(hardware.getHWDeviceType()), 0);
-    EXPECT_EQ(hardware.getBitPerChar(), 9);
-    EXPECT_EQ(hardware.getBitPerShort(), 18);
-    EXPECT_EQ(hardware.getBitPerInt(), 27);
-    EXPECT_EQ(hardware.getBitPerLong(), 36);
+    const std::array bits = {hardware.getBitPerChar(), hardware.getBitPerShort(), hardware.getBitPerInt(),
+                             hardware.getBitPerLong()};
+    EXPECT_EQ(bits, (std::array{9, 18, 27, 36}));
     EXPECT_EQ(hardware.getHWIntDivRndMode(), FxpHardwareRounding::Floor);
     EXPECT_EQ(static_cast<int>(fxpProdHardware::getASICTypeHardware().getHWDeviceType()), 1);
     EXPECT_EQ(static_cast<int>(fxpProdHardware::getASICTypeHardware().getHWIntDivRndMode()), 0);

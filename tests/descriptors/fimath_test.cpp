@@ -239,10 +239,7 @@ TEST(FimathCStyle, IsRecognisedByAllItsProperties) {
         {[](fimath& f) { f.setSumWordLength(9); }, false},
         {[](fimath& f) { f.setCastBeforeSum(false); }, false},
         {[](fimath& f) { f.setMaxSumWordLength(9); }, true},
-        {[](fimath& f) {
-             f.setSumFormat({8, 3});
-         },
-         true},
+        {[](fimath& f) { f.setSumFractionLength(3); }, true},
         {[](fimath& f) { f.setProductBias(2); }, true},
     };
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -258,22 +255,18 @@ TEST(FimathCStyle, IsRecognisedByAllItsProperties) {
 }
 
 TEST(FimathConstruction, StoresAllTwelveValuesUnchecked) {
-    const RuleFields expected = {{"RoundMode", 17},
-                                 {"OverflowMode", 1},
-                                 {"PrecisionMode", 1},
-                                 {"ProductMode", 2},
-                                 {"ProductWordLength", -4},
-                                 {"MaxProductWordLength", 0},
-                                 {"ProductFixedExponent", INT_MAX},
-                                 {"ProductSlopeAdjustmentFactor", 1},
-                                 {"ProductBias", 0},
-                                 {"SumMode", 3},
-                                 {"SumWordLength", 70000},
-                                 {"MaxSumWordLength", 6},
-                                 {"SumFixedExponent", 9},
-                                 {"SumSlopeAdjustmentFactor", 1},
-                                 {"SumBias", 0},
-                                 {"CastBeforeSum", 0}};
+    const RuleFields expected = changed(factoryFields(), {{"RoundMode", 17},
+                                                          {"OverflowMode", 1},
+                                                          {"PrecisionMode", 1},
+                                                          {"ProductMode", 2},
+                                                          {"ProductWordLength", -4},
+                                                          {"MaxProductWordLength", 0},
+                                                          {"ProductFixedExponent", INT_MAX},
+                                                          {"SumMode", 3},
+                                                          {"SumWordLength", 70000},
+                                                          {"MaxSumWordLength", 6},
+                                                          {"SumFixedExponent", 9},
+                                                          {"CastBeforeSum", 0}});
     const fimath made(static_cast<Round>(17), Overflow::Wrap, Precision::Stepped, Rule::KeepMSB, -4, 0, INT_MIN,
                       Rule::SpecifyPrecision, 70000, 6, -9, false);
     EXPECT_EQ(fieldsOf(made), expected);
@@ -327,6 +320,7 @@ TEST(FimathQueries, DeriveSlopesAndFormats) {
 
 TEST(FimathComparison, LooksAtWhatIsInForceOrAtAllButScaling) {
     enum class Part { always, product, sum, never };
+    constexpr std::array<bool, 4> none = {};
     // Change, the register in which it counts, the sum or product modes in which it is in force, and whether it counts
     // as a property.
     const struct {
@@ -336,31 +330,26 @@ TEST(FimathComparison, LooksAtWhatIsInForceOrAtAllButScaling) {
         std::array<bool, 4> isInForce;  // FullPrecision, KeepLSB, KeepMSB, SpecifyPrecision
         bool isProperty;
     } rows[] = {
-        {"round", [](fimath& f) { f.setRoundMode(Round::Ceil); }, Part::always, {}, true},
-        {"overflow", [](fimath& f) { f.setOverflowMode(Overflow::Saturate); }, Part::always, {}, true},
-        {"cast", [](fimath& f) { f.setCastBeforeSum(true); }, Part::always, {}, true},
+        {"round", [](fimath& f) { f.setRoundMode(Round::Ceil); }, Part::always, none, true},
+        {"overflow", [](fimath& f) { f.setOverflowMode(Overflow::Saturate); }, Part::always, none, true},
+        {"cast", [](fimath& f) { f.setCastBeforeSum(true); }, Part::always, none, true},
         {"product mode",
          [](fimath& f) { f.setProductMode(f.getProductMode() == Rule::KeepLSB ? Rule::KeepMSB : Rule::KeepLSB); },
-         Part::always,
-         {},
-         true},
-        {"sum mode",
-         [](fimath& f) { f.setSumMode(f.getSumMode() == Rule::KeepLSB ? Rule::KeepMSB : Rule::KeepLSB); },
-         Part::always,
-         {},
-         true},
+         Part::always, none, true},
+        {"sum mode", [](fimath& f) { f.setSumMode(f.getSumMode() == Rule::KeepLSB ? Rule::KeepMSB : Rule::KeepLSB); },
+         Part::always, none, true},
         {"PW", [](fimath& f) { f.setProductWordLength(2); }, Part::product, {false, true, true, false}, true},
         {"MPW", [](fimath& f) { f.setMaxProductWordLength(2); }, Part::product, {false, true, true, false}, true},
         {"PF", [](fimath& f) { f.setProductFractionLength(2); }, Part::product, {false, true, true, true}, true},
         {"SW", [](fimath& f) { f.setSumWordLength(2); }, Part::sum, {false, true, true, false}, true},
         {"MSW", [](fimath& f) { f.setMaxSumWordLength(2); }, Part::sum, {false, true, true, false}, true},
         {"SF", [](fimath& f) { f.setSumFractionLength(2); }, Part::sum, {false, true, true, true}, true},
-        {"precision", [](fimath& f) { f.setPrecisionMode(Precision::Arbitrary); }, Part::never, {}, false},
-        {"product factor", [](fimath& f) { f.setProductSlopeAdjustmentFactor(1); }, Part::never, {}, false},
-        {"product bias", [](fimath& f) { f.setProductBias(kNaN); }, Part::never, {}, false},
-        {"sum factor", [](fimath& f) { f.setSumSlopeAdjustmentFactor(1); }, Part::never, {}, false},
-        {"sum bias", [](fimath& f) { f.setSumBias(kNaN); }, Part::never, {}, false},
-        {"nothing", [](fimath&) {}, Part::never, {}, false},
+        {"precision", [](fimath& f) { f.setPrecisionMode(Precision::Arbitrary); }, Part::never, none, false},
+        {"product factor", [](fimath& f) { f.setProductSlopeAdjustmentFactor(1); }, Part::never, none, false},
+        {"product bias", [](fimath& f) { f.setProductBias(kNaN); }, Part::never, none, false},
+        {"sum factor", [](fimath& f) { f.setSumSlopeAdjustmentFactor(1); }, Part::never, none, false},
+        {"sum bias", [](fimath& f) { f.setSumBias(kNaN); }, Part::never, none, false},
+        {"nothing", [](fimath&) {}, Part::never, none, false},
     };
     for (std::size_t product = 0; product < 4; ++product) {
         for (std::size_t sum = 0; sum < 4; ++sum) {
@@ -413,24 +402,6 @@ TEST(FimathTexts, NameEachProperty) {
     };
     for (const auto& row : rows) {
         EXPECT_EQ(taken((rules.*row.get)()), row.text);
-    }
-    const struct {
-        EnumStringType* type;
-        const char* name;
-        std::vector<std::string> texts;
-    } enumerations[] = {
-        {fimath::getPrecisionModeEnum(), "fimathPrecisionModeEnum", {"Arbitrary", "Stepped"}},
-        {fimath::getArithmeticModeEnum(),
-         "fimathArithmeticModeEnum",
-         {"FullPrecision", "KeepLSB", "KeepMSB", "SpecifyPrecision"}},
-    };
-    for (const auto& row : enumerations) {
-        EXPECT_EQ(row.type, OMTypeRepository::getType(row.name, true));
-        ASSERT_EQ(row.type->getNumberOfValues(), row.texts.size());
-        for (std::size_t i = 0; i < row.texts.size(); ++i) {
-            EXPECT_EQ(row.type->getEntries()[i].value, static_cast<std::int32_t>(i));
-            EXPECT_EQ(row.type->getEntries()[i].text, row.texts[i]);
-        }
     }
 }
 
@@ -659,17 +630,9 @@ TEST_F(FimathHost, PutsObjectsIntoValuesThatAloneKeepThem) {
               "fixedpoint:fimath:notRegistered");
 }
 
-/// A property of any data type: only its name, type and events matter here.
-class Property : public OMPropInfoTemplate {
- public:
-    using OMPropInfoTemplate::OMPropInfoTemplate;
-    void* getValue(OMDatabaseClient*, OMInterface*) override { return nullptr; }
-    void setValue(OMDatabaseClient*, OMInterface*, const void*) override {}
-};
-
 TEST_F(FimathHost, TellsListenersOfNewValuesByName) {
     for (const auto& [name, type] : {std::pair{"SumWordLength", "int32"}, {"SumBias", "double"}, {"Text", "string"}}) {
-        mClass->addProperty(std::make_unique<Property>(name, OMTypeRepository::getType(type, true)));
+        mClass->addProperty(std::make_unique<ValuelessProperty>(name, OMTypeRepository::getType(type, true)));
     }
     const Reference handle(new OMInterface(new fimath(unusualRules()), mClass, nullptr));
     std::vector<std::string> seen;

@@ -34,6 +34,14 @@ inline std::vector<std::size_t> dimensionsOf(const hvArrayOwner& array) {
     return {dimensions.begin(), dimensions.end()};
 }
 
+/// What a host function gives: results of which each gets its owner here.
+template <class... Made>
+std::vector<hvArrayOwner> resultsOf(Made*... made) {
+    std::vector<hvArrayOwner> results;
+    (results.emplace_back(made), ...);
+    return results;
+}
+
 /// Calls a host function and returns its one result.
 inline hvArrayOwner callHost(const std::string& name, std::vector<const hvArray*> arguments) {
     return std::move(hostref::callFunction(name, 1, arguments).front());

@@ -79,6 +79,14 @@ class WidthPropInfo : public OMPropInfoTemplate {
     }
 };
 
+/// A property of any data type: only its name, type and events matter.
+class ValuelessProperty : public OMPropInfoTemplate {
+ public:
+    using OMPropInfoTemplate::OMPropInfoTemplate;
+    void* getValue(OMDatabaseClient*, OMInterface*) override { return nullptr; }
+    void setValue(OMDatabaseClient*, OMInterface*, const void*) override {}
+};
+
 /// A package for the life of a test, which checks that nothing of it is left.
 class PackageTest : public ::testing::Test {
  protected:
