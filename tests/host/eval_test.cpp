@@ -64,56 +64,17 @@ TEST(Eval, GivesMatricesOfBracketedLists) {
 }
 
 TEST(Eval, RefusesBadTexts) {
-    const std::vector<std::string> texts = {
-        "",
-        " ",
-        ";",
-        "abc",
-        "1+",
-        "(1",
-        "1)",
-        "*2",
-        "1 2",
-        "1,2",
-        "sqrt(",
-        "sqrt()",
-        "sqrt(1,2)",
-        "max()",
-        "a=1",
-        "pi=3",
-        "1?2:3",
-        "\"text\"",
-        "'text'",
-        "[1",
-        "1]",
-        "[[1]]",
-        "[1,,2]",
-        "[1,]",
-        "[,]",
-        "[a]",
-        "{1}",
-        "x'",
-        "\xFF",
-        "1..2",
-        "1e",
-        "@f",
-        "#",
-        "%1",
-        "1\\2",
-        "$x",
-        "rm(1)",
-        "_",
-        "()",
-        std::string("1\0"
-                    "2",
-                    3),
-        std::string(100000, '1'),
-        std::string(100000, '('),
-        std::string(1000, '(') + "1" + std::string(1000, ')'),
-        std::string(4000, '-'),
-        "[" + std::string(100000, ',') + "]",
-        "[" + std::string(100000, '[') + "]",
-    };
+    std::vector<std::string> texts = {"",      " ",        ";",      "abc",    "1+",        "(1",    "1)",     "*2",
+                                      "1 2",   "1,2",      "sqrt(",  "sqrt()", "sqrt(1,2)", "max()", "a=1",    "pi=3",
+                                      "1?2:3", "\"text\"", "'text'", "[1",     "1]",        "[[1]]", "[1,,2]", "[1,]",
+                                      "[,]",   "[a]",      "{1}",    "x'",     "\xFF",      "1..2",  "1e",     "@f",
+                                      "#",     "%1",       "1\\2",   "$x",     "rm(1)",     "_",     "()"};
+    texts.emplace_back("1\0z", 3);
+    const auto many = [](std::size_t count, char c) { return std::string(count, c); };
+    for (const std::string& text : {many(100000, '1'), many(100000, '('), many(1000, '(') + "1" + many(1000, ')'),
+                                    many(4000, '-'), "[" + many(100000, ',') + "]", "[" + many(100000, '[') + "]"}) {
+        texts.push_back(text);
+    }
     for (const std::string& bad : texts) {
         EXPECT_EQ(raisedBy([&] { evalText(bad); }).id, "VELMAR:eval:badExpression") << bad.substr(0, 40);
     }

@@ -17,38 +17,16 @@ using Limits = std::numeric_limits<double>;
 
 const std::vector<double>& edges() {
     static const std::vector<double> values = [] {
-        std::vector<double> positive{0.0,
-                                     Limits::denorm_min(),
-                                     0x1.8p-1070,
-                                     Limits::min(),
-                                     0x1.fffffffffffffp-1023,
-                                     0x1p-500,
-                                     1e-20,
-                                     0.25,
-                                     0.5,
-                                     0.49999999999999994,
-                                     0.75,
-                                     0.7071067811865476,
-                                     1.0,
-                                     1.0 + 0x1p-52,
-                                     1.0 - 0x1p-53,
-                                     1.5,
-                                     2.0,
-                                     2.5,
-                                     3.0,
-                                     1e15 + 0.5,
-                                     0x1p52,
-                                     0x1p52 + 1,
-                                     0x1p53,
-                                     0x1p500,
-                                     0x1p1000,
-                                     1e300,
-                                     Limits::max(),
-                                     Limits::infinity()};
+        constexpr double kMax = Limits::max();
+        const double positive[] = {0.0,         0.25,      0.5,      0.75,   1.0,    1.5,      2.0,
+                                   2.5,         3.0,       1e-20,    1e300,  kMax,   HUGE_VAL, 0x1p-1074,
+                                   0x1.8p-1070, 0x1p-1022, 0x1p-500, 0x1p52, 0x1p53, 0x1p500,  0x1p1000};
+        const double beside[] = {std::nextafter(0x1p-1022, 0.0), std::nextafter(0.5, 0.0), std::sqrt(0.5), 1e15 + 0.5,
+                                 std::nextafter(1.0, 0.0),       std::nextafter(1.0, 2.0), 0x1p52 + 1};
         std::vector<double> all;
-        for (const double value : positive) {
-            all.push_back(value);
-            all.push_back(-value);
+        for (const double sign : {1.0, -1.0}) {
+            for (const double value : positive) all.push_back(sign * value);
+            for (const double value : beside) all.push_back(sign * value);
         }
         all.push_back(Limits::quiet_NaN());
         return all;

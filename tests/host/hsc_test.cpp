@@ -122,12 +122,8 @@ TEST_F(HostCalls, TrapWhateverAFunctionThrows) {
 }
 
 TEST_F(HostCalls, CheckHowManyResultsAFunctionGives) {
-    hostref::registerFunction("two", [](int, auto) {
-        std::vector<hvArrayOwner> results;
-        results.push_back(doubles(1, 1, {1}));
-        results.push_back(doubles(1, 1, {2}));
-        return results;
-    });
+    hostref::registerFunction("two",
+                              [](int, auto) { return resultsOf(hvCreateDoubleScalar(1), hvCreateDoubleScalar(2)); });
     std::array<hvArray*, 3> results{};
     EXPECT_EQ(hscCallVELMAR(0, nullptr, 0, nullptr, "two"), 0);
     EXPECT_EQ(hscCallVELMAR(1, results.data(), 0, nullptr, "two"), 0);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <random>
 #include <string>
@@ -40,6 +41,14 @@ struct AnyIndex {
     Value value;
 };
 
+/// Every position of an extent.
+AnyIndex all(std::size_t extent) {
+    AnyIndex made{{}, true, ":"};
+    made.positions.resize(extent);
+    std::iota(made.positions.begin(), made.positions.end(), std::size_t{0});
+    return made;
+}
+
 class Cases {
  public:
     explicit Cases(unsigned seed) : mRandom(seed) {}
@@ -60,11 +69,9 @@ class Cases {
         const std::size_t reach = extent + upTo(beyond);
         const std::size_t kind = upTo(3);
         if (kind == 0) {
-            made.isColon = true;
-            made.value = ":";
-            made.positions.resize(extent);
-            std::iota(made.positions.begin(), made.positions.end(), std::size_t{0});
-        } else if (kind == 1) {
+            return all(extent);
+        }
+        if (kind == 1) {
             hvArrayOwner mask(hvCreateLogicalMatrix(1, reach));
             for (std::size_t i = 0; i < reach; ++i) {
                 if (upTo(1) == 0) {
@@ -128,17 +135,10 @@ Shape withoutOnes(Shape shape, std::size_t atLeast) {
     return shape;
 }
 
-std::vector<hvArrayOwner> arrays(const std::vector<AnyIndex>& indexes) {
-    std::vector<hvArrayOwner> made;
-    for (const AnyIndex& index : indexes) {
-        made.push_back(index.value.toArray());
-    }
-    return made;
-}
-std::vector<const hvArray*> borrowed(const std::vector<hvArrayOwner>& owners) {
+std::vector<const hvArray*> borrowed(const std::vector<AnyIndex>& indexes) {
     std::vector<const hvArray*> pointers;
-    for (const hvArrayOwner& owner : owners) {
-        pointers.push_back(owner.get());
+    for (const AnyIndex& index : indexes) {
+        pointers.push_back(index.value.array());
     }
     return pointers;
 }
@@ -167,8 +167,7 @@ TEST(Indexing, SeveralIndicesReadWriteAndGrowAsTuplesOfPositions) {
                 grown[d] = d + 1 < indexCount || isFull ? std::max(grown[d], position + 1) : grown[d];
             }
         }
-        const auto owners = arrays(indexes);
-        const auto given = borrowed(owners);
+        const auto given = borrowed(indexes);
         if (isWithin) {
             std::vector<double> read;
             forTuples(indexes, [&](const Tuple& tuple) { read.push_back(elements[place(tuple, seen)]); });
@@ -194,12 +193,10 @@ TEST(Indexing, SeveralIndicesReadWriteAndGrowAsTuplesOfPositions) {
         const Value values = arrayOf(valueShape, numbersFrom(-1000, count(valueShape)));
         const Shape grownSeen = seenBy(grown, indexCount);
         std::vector<double> written(count(grown), 0.0);
-        std::vector<AnyIndex> all(seen.size());
-        for (std::size_t d = 0; d < seen.size(); ++d) {
-            all[d].positions.resize(seen[d]);
-            std::iota(all[d].positions.begin(), all[d].positions.end(), std::size_t{0});
-        }
-        forTuples(all, [&](const Tuple& tuple) { written[place(tuple, grownSeen)] = elements[place(tuple, seen)]; });
+        std::vector<AnyIndex> everything;
+        std::ranges::transform(seen, std::back_inserter(everything), all);
+        forTuples(everything,
+                  [&](const Tuple& tuple) { written[place(tuple, grownSeen)] = elements[place(tuple, seen)]; });
         double next = -1000;
         forTuples(indexes, [&](const Tuple& tuple) { written[place(tuple, grownSeen)] = isScalar ? -1000 : next++; });
         const Value got(hostref::withElements(array.array(), given, values.array()));
@@ -218,14 +215,10 @@ TEST(Indexing, DeletionKeepsWhatNoIndexNames) {
         const std::vector<double> elements = numbersFrom(1, count(shape));
         const Value array = arrayOf(shape, elements);
         const std::size_t d = cases.upTo(shape.size() - 1);
-        std::vector<AnyIndex> indexes(shape.size());
-        std::vector<AnyIndex> kept(shape.size());
+        std::vector<AnyIndex> indexes;
+        std::ranges::transform(shape, std::back_inserter(indexes), all);
+        std::vector<AnyIndex> kept = indexes;
         Shape left = shape;
-        for (std::size_t i = 0; i < shape.size(); ++i) {
-            kept[i].positions.resize(shape[i]);
-            std::iota(kept[i].positions.begin(), kept[i].positions.end(), std::size_t{0});
-            indexes[i].value = ":";
-        }
         indexes[d] = cases.index(shape[d], 0);
         if (indexes[d].isColon || count(shape) == 0) {
             continue;
@@ -236,8 +229,7 @@ TEST(Indexing, DeletionKeepsWhatNoIndexNames) {
         left[d] = kept[d].positions.size();
         std::vector<double> stays;
         forTuples(kept, [&](const Tuple& tuple) { stays.push_back(elements[place(tuple, shape)]); });
-        const auto owners = arrays(indexes);
-        const Value got(hostref::withoutElements(array.array(), borrowed(owners)));
+        const Value got(hostref::withoutElements(array.array(), borrowed(indexes)));
         EXPECT_EQ(got.dimensions(), withoutOnes(left, 2));
         EXPECT_EQ(got.toDoubles(), stays);
     }
@@ -308,6 +300,10 @@ TEST(Indexing, AssignmentGrowsVectorsAndFillsEmptyDimensions) {
         Value expected;
     };
     const Value empty = arrayOf({0, 0}, {});
+    const auto cells = [](const std::vector<Value>& values) { return Value::cells(values); };
+    const auto complexRow = [](const std::vector<double>& re, const std::vector<double>& im) {
+        return Value::matrix(1, 2, re, im);
+    };
     const Assignment rows[] = {
         {"row", row({1}), {3}, 9, row({1, 0, 9})},
         {"column", column({1, 2}), {4}, 9, column({1, 2, 0, 9})},
@@ -317,26 +313,13 @@ TEST(Indexing, AssignmentGrowsVectorsAndFillsEmptyDimensions) {
         {"column of nothing", empty, {":", 1}, column({8, 9}), column({8, 9})},
         {"rows of nothing", empty, {2, ":"}, row({8, 9}), arrayOf({2, 2}, {0, 8, 0, 9})},
         {"any direction", arrayOf({2, 2}, {1, 2, 3, 4}), {1, ":"}, column({8, 9}), arrayOf({2, 2}, {8, 2, 9, 4})},
-        {"third dimension", Value(1), {1, 1, 2}, 9, arrayOf({1, 1, 2}, {1, 9})},
         {"no place", row({1}), {arrayOf({1, 0}, {})}, 9, row({1})},
-        {"complex",
-         row({1, 2}),
-         {2},
-         Value::complex(3, 4),
-         Value::matrix(1, 2, std::vector<double>{1, 3}, std::vector<double>{0, 4})},
-        {"real into complex",
-         Value::matrix(1, 2, std::vector<double>{1, 3}, std::vector<double>{5, 4}),
-         {2},
-         7,
-         Value::matrix(1, 2, std::vector<double>{1, 7}, std::vector<double>{5, 0})},
+        {"complex", row({1, 2}), {2}, Value::complex(3, 4), complexRow({1, 3}, {0, 4})},
+        {"real into complex", complexRow({1, 3}, {5, 4}), {2}, 7, complexRow({1, 7}, {5, 0})},
         {"text", "abc", {5}, "x", Value(std::string("abc\0x", 5))},
         {"logical into doubles", row({1, 2}), {1}, true, row({1, 2})},
         {"text into nothing", empty, {1}, "x", "x"},
-        {"cells",
-         Value::cells(std::vector<Value>{1, "b"}),
-         {1},
-         Value::cells(std::vector<Value>{"a"}),
-         Value::cells(std::vector<Value>{"a", "b"})},
+        {"cells", cells({1, "b"}), {1}, cells({"a"}), cells({"a", "b"})},
     };
     for (const Assignment& r : rows) {
         SCOPED_TRACE(r.name);

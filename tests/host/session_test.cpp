@@ -8,6 +8,7 @@
 #include "host/bs_md5.h"
 #include "host/hsc.h"
 #include "host/om.h"
+#include "tests/support/arrays.h"
 #include "tests/support/thrown.h"
 
 namespace {
@@ -23,6 +24,9 @@ class SessionTest : public ::testing::Test {
     void TearDown() override {
         EXPECT_EQ(session.callStatic("test_module.item", "unreleased"), unreleasedAtStart);
         EXPECT_EQ(session.callStatic("test_module.item", "alive"), aliveAtStart);
+    }
+    Raised failureOf(const char* method, const std::vector<Value>& arguments) {
+        return thrownBy([&] { session.call(method, arguments); });
     }
     Value item(double width = 1.0) { return session.construct("test_module.item", {width}); }
 
@@ -211,16 +215,11 @@ TEST_F(Calls, RefuseArgumentsThatFitNoSignature) {
                   row.second.front().isObject() ? "VELMAR:method:noSignature" : "VELMAR:UndefinedFunction")
             << row.first;
     }
-    EXPECT_EQ(thrownBy([&] {
-                  session.call("takeInt", {own, "x"});
-              }).message,
+    EXPECT_EQ(failureOf("takeInt", {own, "x"}).message,
               "Method 'takeInt' of class 'test_module.item' can't be called with (test_module.item, char).");
-    EXPECT_EQ(thrownBy([&] { session.call("fly", {own}); }),
+    EXPECT_EQ(failureOf("fly", {own}),
               (Raised{"VELMAR:class:unknownMethod", "Class 'test_module.item' has no method 'fly'."}));
-    EXPECT_EQ(thrownBy([&] {
-                  session.call("fly", {1, own});
-              }),
-              (Raised{"VELMAR:UndefinedFunction", "Undefined function 'fly'."}));
+    EXPECT_EQ(failureOf("fly", {1, own}), (Raised{"VELMAR:UndefinedFunction", "Undefined function 'fly'."}));
 }
 
 TEST_F(Calls, DispatchOnTheFirstArgumentOrOnAnyAsTheMethodSays) {
@@ -231,22 +230,19 @@ TEST_F(Calls, DispatchOnTheFirstArgumentOrOnAnyAsTheMethodSays) {
         EXPECT_EQ(session.call("plus", arguments).get("Width").toDouble(), width);
     }
     // "second" has an object at its second argument, and its dispatch attribute as records are made.
-    EXPECT_EQ(thrownBy([&] { session.call("second", {1, own}); }).id, "VELMAR:UndefinedFunction");
+    EXPECT_EQ(failureOf("second", {1, own}).id, "VELMAR:UndefinedFunction");
     EXPECT_EQ(session.call("second", {own, own}).toText(), "0: array=test_module.item item=3");
 }
 
 TEST_F(Calls, ReachMethodsWrittenInTheHostsLanguage) {
     const auto countArguments = [](int, std::span<const hvArray* const> arguments) {
-        std::vector<hvArrayOwner> results;
-        results.emplace_back(hvCreateDoubleScalar(static_cast<double>(arguments.size())));
-        results.emplace_back(hvCreateDoubleScalar(-1.0));
-        return results;
+        return resultsOf(hvCreateDoubleScalar(static_cast<double>(arguments.size())), hvCreateDoubleScalar(-1.0));
     };
     session.addMethod("test_module.item", "anywhere", countArguments);
     session.addMethod("test_module.item", "first", countArguments);
     EXPECT_EQ(session.call("anywhere", {1, 2, item()}), Value(3));
     EXPECT_EQ(session.call("first", {item(), 2}), Value(2));
-    EXPECT_EQ(thrownBy([&] { session.call("first", {2, item()}); }).id, "VELMAR:UndefinedFunction");
+    EXPECT_EQ(failureOf("first", {2, item()}).id, "VELMAR:UndefinedFunction");
     EXPECT_EQ(session.call(2, "first", {item()}), (std::vector<Value>{1, -1}));
     EXPECT_EQ(thrownBy([&] { session.call(3, "first", {item()}); }).id, "VELMAR:unassignedOutputs");
     EXPECT_EQ(session.callStatic("test_module.item", "first"), Value(0));
@@ -254,14 +250,11 @@ TEST_F(Calls, ReachMethodsWrittenInTheHostsLanguage) {
 
 TEST_F(Calls, FindMethodsThatComeWhileTheSessionRuns) {
     const Value own = item(3);
-    EXPECT_EQ(thrownBy([&] { session.call("late", {own}); }).id, "VELMAR:class:unknownMethod");
+    EXPECT_EQ(failureOf("late", {own}).id, "VELMAR:class:unknownMethod");
     session.call("addMethodWhileRunning", {own});
     EXPECT_EQ(session.call("late", {own}).toText(), "0: item=3");
-    session.addMethod("test_module.item", "late", [](int, std::span<const hvArray* const>) {
-        std::vector<hvArrayOwner> results;
-        results.emplace_back(hvCreateString("replaced"));
-        return results;
-    });
+    session.addMethod("test_module.item", "late",
+                      [](int, std::span<const hvArray* const>) { return resultsOf(hvCreateString("replaced")); });
     EXPECT_EQ(session.call("late", {own}).toText(), "replaced");
 }
 
@@ -433,9 +426,9 @@ TEST_F(Properties, SendTheirEventsToTheObjectsListeners) {
 
 TEST_F(Boundary, TurnsWhatIsRaisedIntoErrors) {
     const Value own = item();
-    EXPECT_EQ(thrownBy([&] { session.call("fail", {own}); }), (Raised{"test:fail", "It failed."}));
+    EXPECT_EQ(failureOf("fail", {own}), (Raised{"test:fail", "It failed."}));
     EXPECT_EQ(hostref::lastError().id, "test:fail");
-    EXPECT_EQ(thrownBy([&] { session.call("failOtherwise", {own}); }), (Raised{"VELMAR:internal", "Not ours."}));
+    EXPECT_EQ(failureOf("failOtherwise", {own}), (Raised{"VELMAR:internal", "Not ours."}));
     EXPECT_EQ(thrownBy([&] { own.call("callError"); }), (Raised{"test:deep", "Deep down."}));
 }
 
@@ -444,12 +437,12 @@ TEST_F(Boundary, ForgetsTheTrapFlagThatACallLeftSet) {
     for (int i = 0; i < 2; ++i) {
         session.call("leaveTrapSet", {own});
         EXPECT_EQ(hostref::lastError().id, "test:deep");
-        EXPECT_EQ(thrownBy([&] { session.call("callError", {own}); }).id, "test:deep");
+        EXPECT_EQ(failureOf("callError", {own}).id, "test:deep");
     }
     EXPECT_EQ(hvSetErrorMode(0), 0);
     // Also when code outside of any command left it.
     hscSetTrapFlag(1);
-    EXPECT_EQ(thrownBy([&] { session.call("callError", {own}); }).id, "test:deep");
+    EXPECT_EQ(failureOf("callError", {own}).id, "test:deep");
     EXPECT_EQ(raisedBy([] { hscCallVELMAR(0, nullptr, 0, nullptr, "noSuchFunction"); }).id, "VELMAR:UndefinedFunction");
     EXPECT_EQ(session.takePrinted(), "");
 }
@@ -530,18 +523,15 @@ TEST_F(Paths, ThatLeadNowhereAreErrors) {
     EXPECT_EQ(thrownBy([&] { session.index(own, {{"()", {1}}}); }).id, "VELMAR:subs:notSupported");
     EXPECT_EQ(thrownBy([&] { session.index(own, {dot("Width"), dot("x")}); }).id, "VELMAR:subs:notSupported");
     EXPECT_EQ(thrownBy([&] { session.index(own, std::span<const hostref::Subscript>{}); }).id, "VELMAR:subs:badPath");
-    EXPECT_EQ(thrownBy([&] { session.call("subsref", {own, 1}); }).id, "VELMAR:subs:badPath");
+    EXPECT_EQ(failureOf("subsref", {own, 1}).id, "VELMAR:subs:badPath");
     EXPECT_EQ(thrownBy([&] { session.assign(own, {dot("Sealed")}, 1); }).id, "VELMAR:class:noSetAccess");
     EXPECT_EQ(thrownBy([&] { session.assign(1, {dot("x")}, 1); }).id, "VELMAR:subs:notSupported");
-    EXPECT_EQ(thrownBy([&] { session.call("subsasgn", {own}); }).id, "VELMAR:notEnoughInputs");
+    EXPECT_EQ(failureOf("subsasgn", {own}).id, "VELMAR:notEnoughInputs");
 }
 
 TEST_F(Paths, GoPastMethodsThroughBuiltin) {
-    session.addMethod("test_module.special", "subsref", [](int, std::span<const hvArray* const>) {
-        std::vector<hvArrayOwner> results;
-        results.emplace_back(hvCreateString("own way"));
-        return results;
-    });
+    session.addMethod("test_module.special", "subsref",
+                      [](int, std::span<const hvArray* const>) { return resultsOf(hvCreateString("own way")); });
     const Value special = session.construct("test_module.special", {5});
     EXPECT_EQ(session.index(special, {dot("Width")}), Value("own way"));
     static constexpr const char* kFields[] = {"type", "subs"};
@@ -566,13 +556,8 @@ TEST_F(ObjectDisplay, ListsPropertiesAndTheirPossibleValues) {
     EXPECT_EQ(session.call("set", {own, "Color"}), colors);
     EXPECT_EQ(session.call("set", {own}).field("Color"), colors);
     EXPECT_EQ(thrownBy([&] { session.call("set", {own}).field("Sealed"); }).id, "VELMAR:array:noField");
-    EXPECT_EQ(thrownBy([&] {
-                  session.call("set", {own, "Color", "blue"});
-              }),
-              (Raised{"test:set", "Use dot notation."}));
-    EXPECT_EQ(thrownBy([&] {
-                  session.call("set", {own, "Nothing"});
-              }),
+    EXPECT_EQ(failureOf("set", {own, "Color", "blue"}), (Raised{"test:set", "Use dot notation."}));
+    EXPECT_EQ(failureOf("set", {own, "Nothing"}),
               (Raised{"test:builtin", "Class 'test_module.item' has no property 'Nothing'."}));
     session.call("builtin", {"set", own, "Color", "blue", "Width", 4});
     EXPECT_EQ(own.get("Color"), Value("blue"));
