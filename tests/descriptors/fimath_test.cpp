@@ -37,12 +37,14 @@ const HostCapture::Warning kBadFactor{
     "TolvaneKit:fimathInvalidSetting",
     "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or equal to 1 and less "
     "than 2"};
-const Raised kSmallProduct{"fixedpoint:fimath:NonPositiveProductWordLength",
-                           "ProductWordLength must be greater than 0."};
-const Raised kBigProduct{"fixedpoint:fimath:TooBigProductWordLength",
-                         "ProductWordLength cannot be greater than 65535."};
-const Raised kSmallSum{"fixedpoint:fimath:NonPositiveSumWordLength", "SumWordLength must be greater than 0."};
-const Raised kBigSum{"fixedpoint:fimath:TooBigSumWordLength", "SumWordLength cannot be greater than 65535."};
+Raised tooSmall(const std::string& length) {
+    return {"fixedpoint:fimath:NonPositive" + length, length + " must be greater than 0."};
+}
+Raised tooBig(const std::string& length) {
+    return {"fixedpoint:fimath:TooBig" + length, length + " cannot be greater than 65535."};
+}
+const Raised kSmallProduct = tooSmall("ProductWordLength");
+const Raised kBigProduct = tooBig("ProductWordLength");
 
 /// What one call does to the object: the fields it changes, or the error, or the warning. No other field may change.
 struct Row {
@@ -86,32 +88,18 @@ TEST(FimathSetters, ChangeOneProperty) {
 }
 
 TEST(FimathSetters, LimitTheFourWordLengthsAlike) {
-    const struct {
-        const char* field;
-        void (fimath::*set)(int);
-        Raised small;
-        Raised big;
-    } setters[] = {
-        {"ProductWordLength", &fimath::setProductWordLength, kSmallProduct, kBigProduct},
-        {"SumWordLength", &fimath::setSumWordLength, kSmallSum, kBigSum},
-        {"MaxProductWordLength",
-         &fimath::setMaxProductWordLength,
-         {"fixedpoint:fimath:NonPositiveMaxProductWordLength", "MaxProductWordLength must be greater than 0."},
-         {"fixedpoint:fimath:TooBigMaxProductWordLength", "MaxProductWordLength cannot be greater than 65535."}},
-        {"MaxSumWordLength",
-         &fimath::setMaxSumWordLength,
-         {"fixedpoint:fimath:NonPositiveMaxSumWordLength", "MaxSumWordLength must be greater than 0."},
-         {"fixedpoint:fimath:TooBigMaxSumWordLength", "MaxSumWordLength cannot be greater than 65535."}},
+    const std::pair<const char*, void (fimath::*)(int)> setters[] = {
+        {"ProductWordLength", &fimath::setProductWordLength},
+        {"SumWordLength", &fimath::setSumWordLength},
+        {"MaxProductWordLength", &fimath::setMaxProductWordLength},
+        {"MaxSumWordLength", &fimath::setMaxSumWordLength},
     };
     for (const auto& setter : setters) {
-        for (const int length : {INT_MIN, -1, 0, 1, 128, 65535, 65536, INT_MAX}) {
-            const bool isGood = length >= 1 && length <= 65535;
-            const RuleFields changes = isGood ? RuleFields{{setter.field, length}} : RuleFields{};
-            check({setter.field, [&](fimath& f) { (f.*setter.set)(length); }, changes,
-                   isGood       ? Raised{}
-                   : length < 1 ? setter.small
-                                : setter.big});
-        }
+        const char* const field = setter.first;
+        const auto set = [&](int length) { return [&, length](fimath& f) { (f.*setter.second)(length); }; };
+        for (const int good : {1, 128, 65535}) check({field, set(good), {{field, good}}});
+        for (const int small : {INT_MIN, -1, 0}) check({field, set(small), {}, tooSmall(field)});
+        for (const int big : {65536, INT_MAX}) check({field, set(big), {}, tooBig(field)});
     }
 }
 
@@ -164,11 +152,11 @@ TEST(FimathSetters, TakeFormatsInDoubles) {
     }
     for (const double small : {0.9, 0.0, -1.0, -1e300, -kInf, kNaN}) {
         check({"product", [=](fimath& f) { f.setProductFormat({small, 1}); }, {}, kSmallProduct});
-        check({"sum", [=](fimath& f) { f.setSumFormat({small, 1}); }, {}, kSmallSum});
+        check({"sum", [=](fimath& f) { f.setSumFormat({small, 1}); }, {}, tooSmall("SumWordLength")});
     }
     for (const double big : {65536.0, 4294967304.0, 1e300, kInf}) {
         check({"product", [=](fimath& f) { f.setProductFormat({big, 1}); }, {}, kBigProduct});
-        check({"sum", [=](fimath& f) { f.setSumFormat({big, 1}); }, {}, kBigSum});
+        check({"sum", [=](fimath& f) { f.setSumFormat({big, 1}); }, {}, tooBig("SumWordLength")});
     }
 }
 
