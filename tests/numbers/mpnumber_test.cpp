@@ -184,6 +184,9 @@ TEST(Mpnumber, TakesTheModulusAsExactArithmetic) {
     }
     mpnumber self(2.5, 60);
     EXPECT_EQ(self.mod(self).todouble(), 0.0);
+    // A whole divisor is taken off exactly, of another one the fraction of the rounded quotient: 2/3 to 20 bits here.
+    EXPECT_EQ(mpnumber(0x1p40 + 1, 60).mod(mpnumber(3.0, 60)).todouble(), 2.0);
+    EXPECT_EQ(mpnumber(0x1p40 + 1, 60).mod(mpnumber(0.75, 60)).todouble(), 699051 * 0x1p-20 * 0.75);
 }
 
 TEST(Mpnumber, ComputesAtItsOwnPrecision) {
