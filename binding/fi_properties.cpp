@@ -54,8 +54,8 @@ bool writeRules(fi& object, Write&& write) {
     return true;
 }
 
-/// A field of the rules, by members of `fimath`, as it is set on rules of a user's own. So a slope adjustment factor out
-/// of range is a warning and the old one stays, as a factor that fits no type must never get into rules; `fi`'s own
+/// A field of the rules, by members of `fimath`, as it is set on rules of a user's own. So a slope adjustment factor
+/// out of range is a warning and the old one stays, as a factor that fits no type must never get into rules; `fi`'s own
 /// setter, for code, raises.
 template <auto get, auto set, Ordinal ordinal>
 constexpr PropertyFunctions ofRules() {

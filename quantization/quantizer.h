@@ -143,8 +143,8 @@ class TOLVANE_API quantizer {
     number& quantizeArray(number& x) const;
     /// As quantizeArray, on doubles; `out` has the length of `in` and is the same memory or separate from it.
     void quantize(std::span<const double> in, std::span<double> out) const;
-    /// Whether the array entrance quantizes by the fixed-point rule on the double limits (quantization/fixed_rules.inl.h),
-    /// so that another vector loop may do the same.
+    /// Whether the array entrance quantizes by the fixed-point rule on the double limits
+    /// (quantization/fixed_rules.inl.h), so that another vector loop may do the same.
     bool hasFixedKernel() const;
     /// Bring a value that is out of range into the signed or the unsigned range, modulo the wraparound, and count an
     /// overflow. Others stay.
