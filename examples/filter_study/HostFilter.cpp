@@ -6,6 +6,7 @@
 #include <limits>
 #include <string_view>
 
+#include "examples/filter_study/hostObjects.h"
 #include "examples/filter_study/lowPass.h"
 #include "examples/word_length_study/StudyError.h"
 
@@ -59,9 +60,7 @@ HostFilter::HostFilter(std::span<const double> samples, std::span<const double> 
       mSession(TOLVANE_MODULE),
       mLogging(mSession),
       mGlobalRules(mSession.construct("embedded.globalfimath")),
-      mQuantizing(mSession.construct("embedded.fimath")) {
-    mQuantizing.set("RoundMode", "nearest");
-    mQuantizing.set("OverflowMode", "saturate");
+      mQuantizing(quantizingRules(mSession)) {
     mProducts = static_cast<double>(productCount(samples.size(), coefficients.size()));
     const auto start = Clock::now();
     mReference = filtered(samples, coefficients);
@@ -73,11 +72,7 @@ HostFilter::~HostFilter() {
 }
 
 Value HostFilter::arrayOf(const std::vector<double>& row, Word word) {
-    const Value type = mSession.construct("embedded.numerictype");
-    type.set("SignednessBool", true);
-    type.set("WordLength", word.bits);
-    type.set("FractionLength", word.fraction);
-    const Value array = mSession.construct("embedded.fi", {row, type, mQuantizing});
+    const Value array = mSession.construct("embedded.fi", {row, typeOf(mSession, word), mQuantizing});
     array.set("fimath", Value());  // from here on the global rules hold
     return array;
 }
@@ -117,21 +112,6 @@ const HostFilter::Operand& HostFilter::taps(Word word, Way way) {
     return operand;
 }
 
-void HostFilter::setRules(const Arithmetic& arithmetic, Way way) const {
-    // Tap by tap a sum in full would grow with each coefficient, so its word is told beforehand.
-    const bool isTold = way == Way::TapByTap;
-    const Word sum = isTold ? sumWord(arithmetic, terms()) : arithmetic.sum.word;
-    mGlobalRules.set("RoundMode", std::string(study::nameOf(arithmetic.round)));
-    mGlobalRules.set("OverflowMode", std::string(study::nameOf(arithmetic.overflow)));
-    mGlobalRules.set("CastBeforeSum", false);
-    mGlobalRules.set("ProductMode", nameOf(arithmetic.product.keep));
-    mGlobalRules.set("ProductWordLength", arithmetic.product.word.bits);
-    mGlobalRules.set("ProductFractionLength", arithmetic.product.word.fraction);
-    mGlobalRules.set("SumMode", nameOf(isTold ? Keep::Specified : arithmetic.sum.keep));
-    mGlobalRules.set("SumWordLength", sum.bits);
-    mGlobalRules.set("SumFractionLength", sum.fraction);
-}
-
 Value HostFilter::tapByTap(const Operand& data, const Operand& taps, Value sum) {
     // The order of the convolution, rising samples.
     for (std::size_t tap = taps.arrays.size(); tap-- > 0;) {
@@ -144,11 +124,14 @@ Value HostFilter::tapByTap(const Operand& data, const Operand& taps, Value sum) 
 Outcome HostFilter::run(const Arithmetic& arithmetic, Way way) {
     const Operand& data = this->data(arithmetic.data, way);
     const Operand& taps = this->taps(arithmetic.coefficient, way);
-    setRules(arithmetic, way);
+    Arithmetic told = arithmetic;
     Value result;
     if (way == Way::TapByTap) {
+        // A sum in full would grow with each coefficient, so its word is told beforehand.
+        told.sum = {Keep::Specified, sumWord(arithmetic, terms())};
         result = arrayOf(std::vector<double>(mSamples.size()), sumWord(arithmetic, terms()));
     }
+    setRules(mGlobalRules, told);
     mSession.takeWarnings();
 
     const auto start = Clock::now();

@@ -64,7 +64,6 @@ class HostFilter {
     hostref::Value arrayOf(const std::vector<double>& row, Word word);
     const Operand& data(Word word, Way way);
     const Operand& taps(Word word, Way way);
-    void setRules(const Arithmetic& arithmetic, Way way) const;
     hostref::Value tapByTap(const Operand& data, const Operand& taps, hostref::Value sum);
 
     std::span<const double> mSamples;
