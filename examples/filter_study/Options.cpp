@@ -82,6 +82,7 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
                    "Samples the grid is measured on; the choice is confirmed on the whole recording");
     app.add_option("--out", options.folder, "Write the files below to this folder");
     app.add_option("--csv", options.csvFile, "Write all measured rows to this file as comma-separated values");
+    app.add_flag("--show", options.show, "Show the chosen coefficients as the host displays them");
 
     try {
         // CLI11 takes a vector from its back.

@@ -25,6 +25,7 @@ struct Options {
     std::size_t stretch = 0;  // samples the grid is measured on
     std::string folder;       // for the files; empty: none
     std::string csvFile;      // empty: none
+    bool show = false;        // the chosen coefficients as the host displays them
 };
 
 /// Reads the arguments (without the program's name). Returns nothing when help was asked for and printed to `out`.

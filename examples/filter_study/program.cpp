@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "examples/filter_study/CoefficientArray.h"
 #include "examples/filter_study/FilterStudy.h"
 #include "examples/filter_study/Options.h"
 #include "examples/filter_study/coefficientFiles.h"
@@ -62,22 +63,27 @@ void writeCoefficients(const fs::path& path, const std::string& text, std::span<
 }
 
 void writeFiles(const Options& options, const study::Recording& recording, const FilterStudy& study,
-                std::ostream& out) {
+                CoefficientArray& array, std::ostream& out) {
     makeFolder(options.folder);
     const fs::path folder = options.folder;
     const Arithmetic& arithmetic = study.chosen->outcome.arithmetic;
     const auto integers = storedIntegers(study.coefficients, arithmetic.coefficient);
     const Coefficients coefficients{integers, arithmetic.coefficient, titleOf(study, recording.sampleRate)};
+    const auto readIn = [&](int base) {
+        return [&, base](const std::string& text) {
+            array.requireEqual(text, base);
+            return integersOfWords(text, base, arithmetic.coefficient.bits);
+        };
+    };
     writeCoefficients(folder / "coefficients.h", cHeaderText(coefficients, arithmetic), integers, integersOfCHeader);
-    writeCoefficients(folder / "coefficients.hex", hexadecimalText(coefficients), integers,
-                      [&](const std::string& text) { return integersOfWords(text, 16, arithmetic.coefficient.bits); });
-    writeCoefficients(folder / "coefficients.bin", binaryText(coefficients), integers,
-                      [&](const std::string& text) { return integersOfWords(text, 2, arithmetic.coefficient.bits); });
+    writeCoefficients(folder / "coefficients.hex", hexadecimalText(coefficients), integers, readIn(16));
+    writeCoefficients(folder / "coefficients.bin", binaryText(coefficients), integers, readIn(2));
 
     const Outcome& outcome = study.chosen->outcome;
     const std::string encoding = writeSound((folder / "filtered.wav").string(), outcome.values, recording.sampleRate);
     out << "  Written to " << options.folder << ": filtered.wav (" << encoding
-        << "), coefficients.h, coefficients.hex, coefficients.bin.\n";
+        << "), coefficients.h, coefficients.hex, coefficients.bin.\n"
+           "  The host's \"hex\" and \"bin\" write the same words, and its \"base2num\" reads them back.\n";
 }
 
 void studyRecording(const Options& options, std::ostream& out) {
@@ -93,13 +99,17 @@ void studyRecording(const Options& options, std::ostream& out) {
         writeText(options.csvFile, csvText(result));
         out << "  Rows written to " << options.csvFile << ".\n";
     }
-    if (!options.folder.empty()) {
-        if (!result.chosen) {
+    if (!result.chosen) {
+        if (!options.folder.empty()) {
             throw StudyError(ExitCode::NothingChosen,
                              options.folder + ": nothing written, since no words of the grid keep the ratio");
         }
-        writeFiles(options, recording, result, out);
+        return;
     }
+    if (options.folder.empty() && !options.show) return;
+    CoefficientArray array(result.coefficients, result.chosen->outcome.arithmetic);
+    if (!options.folder.empty()) writeFiles(options, recording, result, array, out);
+    if (options.show) out << array.shown();
 }
 
 }  // namespace

@@ -214,6 +214,44 @@ TEST(FilterStudy, PrintsBothTablesTheChoiceAndTheCheck) {
     EXPECT_EQ(folder.entryCount(), 1U) << "without --out nothing is written";
 }
 
+TEST(FilterStudy, ShowsTheChosenCoefficientsOnlyWhenAsked) {
+    const TemporaryFolder folder;
+    writeSound(folder.file("a.wav"), tones(1000));
+    std::vector<std::string> arguments = {
+        folder.file("a.wav"), "--taps", "15", "--coefficients", "9", "--data", "9", "--snr", "20"};
+    const std::string heading = "\nThe coefficients as the host displays them\n";
+    EXPECT_EQ(runStudy(arguments).out.find(heading), std::string::npos);
+
+    arguments.push_back("--show");
+    const std::string shown = runStudy(arguments).out;
+    EXPECT_NE(shown.find(heading), std::string::npos) << shown;
+    EXPECT_EQ(shown.find("\"base2num\""), std::string::npos) << "nothing was written to be read back";
+    EXPECT_EQ(folder.entryCount(), 1U);
+
+    arguments.insert(arguments.end(), {"--out", folder.file("made")});
+    const auto written = runStudy(arguments);
+    EXPECT_EQ(written.code, 0) << written.err;
+    EXPECT_NE(written.out.find("and its \"base2num\" reads them back.\n" + heading), std::string::npos) << written.out;
+    for (const std::string base : {"hex", "bin"}) {
+        std::istringstream found(written.out.substr(written.out.find("  \"" + base + "\":\n") + 9));
+        std::istringstream lines(readText(folder.file("made/coefficients." + base)));
+        int count = 0;
+        for (std::string line; std::getline(lines, line);) {
+            if (line.starts_with("//")) continue;
+            std::string word;
+            found >> word;
+            EXPECT_EQ(word, line) << base << " " << count;
+            ++count;
+        }
+        EXPECT_EQ(count, 15);
+    }
+
+    const auto none =
+        runStudy({folder.file("a.wav"), "--taps", "8", "--coefficients", "6", "--data", "6", "--snr", "80", "--show"});
+    EXPECT_EQ(none.code, 0) << none.err;
+    EXPECT_EQ(none.out.find(heading), std::string::npos);
+}
+
 TEST(FilterStudy, SaysSoWhenNothingKeepsTheRatio) {
     const TemporaryFolder folder;
     writeSound(folder.file("a.wav"), tones(300));
@@ -260,10 +298,10 @@ TEST(FilterStudy, HelpShowsEveryOptionAndExitCode) {
     const auto result = runStudy({"--help"});
     EXPECT_EQ(result.code, 0);
     for (const char* text :
-         {"SIGNAL",         "--channel", "--gain",       "--snr",  "--taps",  "--cutoff",   "--attenuation",
-          "--coefficients", "--data",    "--products",   "--sums", "--round", "--overflow", "--stretch",
-          "--out",          "--csv",     "filtered.wav", "  0  ",  "  1  ",   "  2  ",      "  3  ",
-          "  4  ",          "  5  ",     "  6  ",        "  7  "}) {
+         {"SIGNAL",         "--channel", "--gain",     "--snr",        "--taps",  "--cutoff",   "--attenuation",
+          "--coefficients", "--data",    "--products", "--sums",       "--round", "--overflow", "--stretch",
+          "--out",          "--csv",     "--show",     "filtered.wav", "  0  ",   "  1  ",      "  2  ",
+          "  3  ",          "  4  ",     "  5  ",      "  6  ",        "  7  "}) {
         EXPECT_NE(result.out.find(text), std::string::npos) << text;
     }
     std::istringstream lines(result.out);
