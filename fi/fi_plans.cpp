@@ -152,9 +152,9 @@ void fi::subscriptedOverwriteAssignment(const hvArray* plan, const fi& right) {
     }
     if (&right == this) {
         // Elements that are overwritten may still be wanted. The log of the copy would be written a second time.
-        const fi copy(right);
-        copy.resetLogging();
-        putByPlan(places, nullptr, copy);
+        const auto copy = std::make_unique<const fi>(right);
+        copy->resetLogging();
+        putByPlan(places, nullptr, *copy);
     } else {
         putByPlan(places, nullptr, right);
     }
