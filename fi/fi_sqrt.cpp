@@ -19,7 +19,7 @@ namespace {
 using EmbeddedTypeSystem::NumericType;
 using Round = embedded::RoundModeEnum;
 
-bool isAnyNegative(const number& part, std::uint64_t count) {
+bool isAnyElementNegative(const number& part, std::uint64_t count) {
     if (const std::span<const double> values = entries::doublesOf(part, count); values.data()) {
         return std::ranges::any_of(values, [](double x) { return x < 0.0; });
     }
@@ -107,7 +107,7 @@ void fi::sqrtErrorMessage(const NumericType& type) const {
     if (iscomplex()) {
         raiseError("fixedpoint:fi:sqrt:nocomplex", "The sqrt function is not supported for complex fi.");
     }
-    if (isAnyNegative(mReal, mNumel)) {
+    if (isAnyElementNegative(mReal, mNumel)) {
         raiseError("fixedpoint:fi:sqrt:nonegative", "The sqrt function is not supported for negative valued fi.");
     }
     if (isBoolean() || type.isBoolean()) {
