@@ -53,7 +53,7 @@ format-check:
 
 tidy:
 	@tools/install-deps build test check
-	@tools/tidy
+	@tools/tidy $(ARGS)
 
 sanitize:
 	@tools/install-deps build test check
