@@ -165,6 +165,9 @@ struct View {
 
 /// Lays lanes side by side, term after term; lanes beyond the last are zero.
 void pack(const View& view, std::size_t firstLane, std::size_t lanes, std::size_t terms, double* panel) {
+    if (terms == 0) {
+        return;  // without values there may be no array to point into
+    }
     const double* const first = view.values + static_cast<std::ptrdiff_t>(firstLane) * view.laneStep;
     if (view.laneStep == 1) {
         for (std::size_t t = 0; t < terms; ++t) {
@@ -340,8 +343,9 @@ class MatrixProduct {
         pack({part, mMoving.laneStep, mMoving.termStep}, lane, lanes, mTerms, panel.get());
     }
     Run runOf(const Buffer& panel, const double* staying, std::size_t run) const {
-        return {panel.get(), static_cast<std::ptrdiff_t>(kLaneMultiple),
-                staying + static_cast<std::ptrdiff_t>(run) * mStaying.laneStep, mStaying.termStep};
+        const double* const first =
+            mTerms == 0 ? staying : staying + static_cast<std::ptrdiff_t>(run) * mStaying.laneStep;
+        return {panel.get(), static_cast<std::ptrdiff_t>(kLaneMultiple), first, mStaying.termStep};
     }
     void scatter(const double* values, double* out, std::size_t lane, std::size_t lanes, std::size_t run) const {
         double* const to =
