@@ -26,7 +26,8 @@ void errorIfNotDouble(const hvArray* plan) {
 std::span<const double> checkedPlan(const hvArray* plan, double lowest, double end) {
     errorIfNotDouble(plan);
     const std::span<const double> values = hvGetTypedData<double>(plan);
-    bool isGood = true;
+    // What lies between -1 and 0 stands for the first element, which an empty array doesn't have.
+    bool isGood = end > 0.0 || values.empty();
     for (const double value : values) {
         isGood &= value > lowest - 1.0 && value < end;
     }

@@ -226,6 +226,7 @@ TEST_F(FiIndexing, WrongAssignmentsAreErrors) {
                   }).id,
                   place == 3.0 || place == -1.0 ? "" : "VELMAR:badsubscript");
     }
+    EXPECT_EQ(thrownBy([&] { session.call("subscriptedreference", {ints(Value()), -0.5}); }).id, "VELMAR:badsubscript");
     EXPECT_EQ(valuesOf(array), (std::vector<double>{1, 2, 3}));
 }
 
