@@ -9,16 +9,6 @@ namespace {
 
 class BitMethods : public BindingTest {
  protected:
-    void TearDown() override {
-        logging(false);
-        BindingTest::TearDown();
-    }
-    void logging(bool isOn) {
-        const Value any = session.construct("embedded.fi");
-        const std::uint8_t value = isOn ? 1 : 0;
-        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
-                                                                      any.interface(), &value);
-    }
     Value s8(const Value& value) { return fi(value, type(true, 8, 0)); }
     Value u8(const Value& value) { return fi(value, type(false, 8, 0)); }
     Value slopeBias(double value) {

@@ -7,17 +7,6 @@ namespace {
 
 class ProductRoad : public BindingTest {
  protected:
-    void TearDown() override {
-        logging(false);
-        BindingTest::TearDown();
-    }
-    /// The switch is the system's own: no user may set it.
-    void logging(bool isOn) {
-        const Value any = session.construct("embedded.fi");
-        const std::uint8_t value = isOn ? 1 : 0;
-        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
-                                                                      any.interface(), &value);
-    }
     double count(const char* method, const Value& object) { return session.call(method, {object}).toDouble(); }
     /// Integers in words of 8 bits, by rules of these fields.
     Value column(const std::vector<double>& values, const Value& math) {
