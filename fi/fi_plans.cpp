@@ -38,7 +38,7 @@ std::span<const double> checkedPlan(const hvArray* plan, double lowest, double e
 }
 
 std::uint64_t position(double value) {
-    return static_cast<std::uint64_t>(value);
+    return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
 }
 
 std::vector<std::uint64_t> dimensionsOf(const hvArray* plan) {

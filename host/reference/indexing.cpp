@@ -1,7 +1,7 @@
 #include "host/reference/indexing.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -71,7 +71,9 @@ class Index {
     /// The dimensions of the index as it was given; a mask counts as the positions it stands for.
     const Dimensions& shape() const { return mShape; }
     /// Counts from 0, as does the result.
-    std::size_t operator[](std::size_t i) const { return mIsColon ? i : static_cast<std::size_t>(mNumbers[i]) - 1; }
+    std::size_t operator[](std::size_t i) const {
+        return mIsColon ? i : static_cast<std::size_t>(static_cast<std::int64_t>(mNumbers[i])) - 1;
+    }
 
  private:
     void fromMask(std::span<const hvLogical> mask) {
@@ -101,8 +103,10 @@ class Index {
         double largest = 0.0;
         bool isGood = true;
         for (const double number : mNumbers) {
-            isGood &= number >= 1.0 && number <= kMost && number == std::trunc(number);
-            largest = number > largest ? number : largest;
+            const bool isInRange = number >= 1.0 && number <= kMost;
+            const double inRange = isInRange ? number : 1.0;
+            isGood &= isInRange && static_cast<double>(static_cast<std::int64_t>(inRange)) == inRange;
+            largest = inRange > largest ? inRange : largest;
         }
         if (!isGood) {
             raiseBadSubscript();
