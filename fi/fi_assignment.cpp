@@ -55,23 +55,19 @@ fi& fi::operator=(double value) {
     return *this;
 }
 
-namespace {
-
-void errorIfComplexIntoSlopeBias(const fi& target, const fi& source) {
-    if (embedded::getFeatureFiRealOnlySlopeBias() && target.isSlopeBiasScaled() && source.iscomplex()) {
+void fi::errorIfComplexOntoSlopeBias(const fi& source) const {
+    if (embedded::getFeatureFiRealOnlySlopeBias() && isSlopeBiasScaled() && source.iscomplex()) {
         raiseError("fixedpoint:fi:noopleadingtocomplexslopebias",
                    "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, "
                    "and a bias of 0.");
     }
 }
 
-}  // namespace
-
 fi& fi::operator=(const fi& source) {
     if (this == &source) {
         return *this;
     }
-    errorIfComplexIntoSlopeBias(*this, source);
+    errorIfComplexOntoSlopeBias(source);
     coordinateComplexity(source.iscomplex(), 0);
     const quantizer& q = getAssignmentQuantizer();
     if (getNumericType().isequivalent(source.getNumericType())) {
@@ -159,7 +155,7 @@ void fi::assignNarrower(const fi& source, const quantizer& q) {
 }
 
 void fi::copydata(const fi& source) {
-    errorIfComplexIntoSlopeBias(*this, source);
+    errorIfComplexOntoSlopeBias(source);
     if (this == &source) {
         return;
     }

@@ -9,12 +9,8 @@
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
-#include "logging/reports.h"
 
 namespace {
-
-constexpr const char* kNoSlopeBias =
-    "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, and a bias of 0.";
 
 void errorIfNotDouble(const hvArray* plan) {
     if (!hvIsDouble(plan)) {
@@ -188,12 +184,6 @@ void fi::addConversionLog(const fi& converted) const {
         log.addtoOverUnder(converted.getQlogger());
         log.updateminmax(converted.getQlogger().getMax());
         log.updateminmax(converted.getQlogger().getMin());
-    }
-}
-
-void fi::errorIfComplexOntoSlopeBias(const fi& right) const {
-    if (embedded::getFeatureFiRealOnlySlopeBias() && right.iscomplex() && isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:noopleadingtocomplexslopebias", kNoSlopeBias);
     }
 }
 
