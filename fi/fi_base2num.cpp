@@ -32,10 +32,13 @@ int digitOf(char character) {
     return character >= 'A' && character <= 'Z' ? character - 'A' + 10 : std::numeric_limits<int>::max();
 }
 
-/// One number more than the base has digits for passes. Callers rely on a word with it becoming zero, which is what
-/// numbers make of it, and not an error.
+/// One number more than the base has digits for passes, in base 10 as a small letter alone. Callers rely on a word with
+/// it becoming zero, which is what numbers make of it, and not an error.
 bool isNumeral(std::string_view token, int base) {
-    return std::ranges::all_of(token, [base](char character) { return digitOf(character) <= base; });
+    return std::ranges::all_of(token, [base](char character) {
+        const bool isCapital = character >= 'A' && character <= 'Z';
+        return digitOf(character) <= base && !(isCapital && base <= 10);
+    });
 }
 
 /// The characters that part tokens.

@@ -66,8 +66,10 @@ struct Model {
             rows.push_back(splitAt(line.c_str(), isComplex ? " \t,+i" : " \t,"));
             const Row& row = rows.back();
             std::size_t good = 0;
-            while (good < row.size() &&
-                   std::ranges::all_of(row[good], [base](char character) { return valueOf(character) <= base; })) {
+            while (good < row.size() && std::ranges::all_of(row[good], [base](char character) {
+                       const bool isCapital = character >= 'A' && character <= 'Z';
+                       return valueOf(character) <= base && !(isCapital && base <= 10);
+                   })) {
                 ++good;
             }
             columns = rows.size() == 1 && good == row.size() ? row.size() / parts : columns;

@@ -307,7 +307,7 @@ TEST(FiText, IsReadInEveryShape) {
         {"few digits and many", {"1 000000000000000000000000007"}, 10, {{1, 2}, {1, 7}, {}}},
         {"a row ends at code 0", {"12@34", "56"}, 16, {{2, 1}, {0x12, 0x56}, {}}},
         {"the number after the last digit makes a zero", {"012 11"}, 2, {{1, 2}, {0, 3}, {}}},
-        {"also after nine", {"1a 3 A"}, 10, {{1, 3}, {0, 3, 0}, {}}},
+        {"also after nine", {"1a 3 a"}, 10, {{1, 3}, {0, 3, 0}, {}}},
         {"also after letters", {"1g G 12"}, 16, {{1, 3}, {0, 0, 18}, {}}},
         {"bits above the word are dropped", {"1ff 07f 100"}, 16, {{1, 3}, {-1, 127, 0}, {}}, 2},
         {"and far above", {"123456789012345678901234567890"}, 10, {{1, 1}, {-46}, {}}, 1},
@@ -392,7 +392,7 @@ TEST(FiText, ChecksDigits) {
         {"789a", 10, true},   {"b", 10, false},     {":", 10, false},  {"8", 8, true},    {"9", 8, false},
         {"10ag", 16, true},   {"AG", 16, true},     {"h", 16, false},  {"H", 16, false},  {"@", 16, false},
         {"hI", 18, true},     {"j", 18, false},     {"-1", 16, false}, {" 1", 16, false}, {"/", 16, false},
-        {"`", 16, false},     {"1\x80", 16, false},
+        {"`", 16, false},     {"1\x80", 16, false}, {"A", 10, false},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(fi::base2numCheckElement(row.token, row.base), row.isAccepted)
