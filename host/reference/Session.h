@@ -15,6 +15,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <span>
@@ -67,6 +68,12 @@ Subscript brace(Index&&... indices) {
 inline Value colon() {
     return Value(":");
 }
+
+class Session;
+/// A function of the host's language that is written on sessions: it takes the session that runs the call, how many
+/// results are wanted, and the arguments. It may return one result although none is wanted.
+using SessionFunction =
+    std::function<std::vector<Value>(Session& session, int resultCount, std::span<const Value> arguments)>;
 
 class TOLVANE_HOST_API Session {
  public:
@@ -154,6 +161,11 @@ class TOLVANE_HOST_API Session {
 
     /// Adds a method written in the host's language to a class, which may answer by changing its attributes.
     void addMethod(std::string_view className, const std::string& name, Function function);
+    /// As above. Methods belong to the class and outlive this session; the function gets the session of each call, and
+    /// a call while no session is open raises "VELMAR:session:none".
+    void addMethod(std::string_view className, const std::string& name, SessionFunction function);
+    /// Adds such a function to the table of functions that are called by name, as registerFunction does.
+    void addFunction(const std::string& name, SessionFunction function);
 
     /// Reads a feature switch; throws "VELMAR:feature:unknown".
     Value feature(const std::string& name);
@@ -168,6 +180,8 @@ class TOLVANE_HOST_API Session {
 
  private:
     class Output;
+    static Session& running();
+    static Function withSession(SessionFunction function);
     template <class Action>
     decltype(auto) run(Action&& action);
 

@@ -61,7 +61,7 @@ void throwAsHostError() {
 
 class Session::Output : public OutputSink {
  public:
-    Output() { openSinks().push_back(this); }
+    explicit Output(Session& owner) : session(owner) { openSinks().push_back(this); }
     ~Output() override { std::erase(openSinks(), this); }
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
@@ -70,6 +70,7 @@ class Session::Output : public OutputSink {
     void print(const std::string& text) override { printed += text; }
     bool isEchoing() const override { return isEcho; }
 
+    Session& session;
     std::vector<Warning> warnings;
     std::string printed;
     bool isEcho = false;
@@ -191,7 +192,7 @@ decltype(auto) Session::run(Action&& action) {
     return atBoundary(mOutput.get(), std::forward<Action>(action));
 }
 
-Session::Session(Start start) : mOutput(std::make_unique<Output>()) {
+Session::Session(Start start) : mOutput(std::make_unique<Output>(*this)) {
     mLibrary = loadDefaultLibrary();
     mModule = moduleIn(mLibrary == nullptr ? RTLD_DEFAULT : mLibrary, kDefaultModule);
     if (start == Start::now) {
@@ -200,7 +201,7 @@ Session::Session(Start start) : mOutput(std::make_unique<Output>()) {
 }
 
 Session::Session(const std::filesystem::path& file, std::string_view name, Start start)
-    : mOutput(std::make_unique<Output>()) {
+    : mOutput(std::make_unique<Output>(*this)) {
     mLibrary = loadLibrary(file);
     if (mLibrary == nullptr) {
         throw HostError("VELMAR:module:notFound", "Module '" + file.string() + "' can't be loaded: " + loaderText());
@@ -211,7 +212,7 @@ Session::Session(const std::filesystem::path& file, std::string_view name, Start
     }
 }
 
-Session::Session(Module module, Start start) : mModule(std::move(module)), mOutput(std::make_unique<Output>()) {
+Session::Session(Module module, Start start) : mModule(std::move(module)), mOutput(std::make_unique<Output>(*this)) {
     if (mModule.start == nullptr || mModule.stop == nullptr) {
         throw HostError("VELMAR:module:noEntryPoint", "Module '" + mModule.name + "' lacks an entry point.");
     }
@@ -386,6 +387,37 @@ void Session::addMethod(std::string_view className, const std::string& name, Fun
         objectClass.respondToMethodAddedFromVELMAR(
             objectClass.addMethod(std::make_unique<HostMethodInfo>(name, std::move(function))));
     });
+}
+
+Session& Session::running() {
+    // Sessions alone make sinks.
+    auto* const output = static_cast<Output*>(currentSink());
+    if (output == nullptr) {
+        raiseError("VELMAR:session:none", "No session is open to run a function of the host's language.");
+    }
+    return output->session;
+}
+
+Function Session::withSession(SessionFunction function) {
+    return [function = std::move(function)](int resultCount, std::span<const hvArray* const> arrays) {
+        std::vector<Value> arguments;
+        for (const hvArray* const array : arrays) {
+            arguments.push_back(Value::share(array));
+        }
+        std::vector<hvArrayOwner> results;
+        for (const Value& value : function(running(), resultCount, arguments)) {
+            results.push_back(value.toArray());
+        }
+        return results;
+    };
+}
+
+void Session::addMethod(std::string_view className, const std::string& name, SessionFunction function) {
+    addMethod(className, name, withSession(std::move(function)));
+}
+
+void Session::addFunction(const std::string& name, SessionFunction function) {
+    registerFunction(name, withSession(std::move(function)));
 }
 
 Value Session::feature(const std::string& name) {

@@ -248,6 +248,26 @@ TEST_F(Calls, ReachMethodsWrittenInTheHostsLanguage) {
     EXPECT_EQ(session.callStatic("test_module.item", "first"), Value(0));
 }
 
+TEST_F(Calls, ReachFunctionsThatAreWrittenOnTheSessionOfTheCall) {
+    // The first session adds them and is gone when they run.
+    const auto speak = [](Session& own, int, std::span<const Value> arguments) {
+        own.call("speak", {arguments.front()});
+        return std::vector<Value>{arguments.back(), arguments.front()};
+    };
+    auto first = std::make_unique<Session>(TEST_MODULE);
+    first->addMethod("test_module.item", "speakTwice", speak);
+    first->addFunction("test_speak", speak);
+    first.reset();
+    Session last(TEST_MODULE);
+    for (const char* const name : {"speakTwice", "test_speak"}) {
+        const Value own = item(3);
+        EXPECT_EQ(session.call(2, name, {own, 7}), (std::vector<Value>{7, own}));
+        EXPECT_EQ(session.takeWarnings().size(), 1U) << name;
+        EXPECT_TRUE(last.takeWarnings().empty()) << name;
+    }
+    hostref::registerFunction("test_speak", {});
+}
+
 TEST_F(Calls, FindMethodsThatComeWhileTheSessionRuns) {
     const Value own = item(3);
     EXPECT_EQ(failureOf("late", {own}).id, "VELMAR:class:unknownMethod");
