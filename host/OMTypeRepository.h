@@ -1,7 +1,8 @@
 // The data types by name, for the life of the process.
 //
-// Built in are "VELMAR array", "int32", "double", "bool", "string", "handle", "string vector" and "handle vector". The
-// type of a class is there under its full name, such as "embedded.fi", from the moment the class is in a package.
+// Built in are "VELMAR array", "int32", "int" (of the same shape), "double", "bool", "string", "handle", "real point",
+// "string vector" and "handle vector". The type of a class is there under its full name, such as "embedded.fi", from
+// the moment the class is in a package.
 #pragma once
 
 #include <memory>

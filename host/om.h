@@ -26,6 +26,7 @@
 #include "host/OMPropInfoTemplate.h"
 #include "host/OMPropertyEvent.h"
 #include "host/OMTypeRepository.h"
+#include "host/RealPointType.h"
 #include "host/StringType.h"
 #include "host/StringVectorType.h"
 #include "host/TypedEnumStringType.h"

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -164,6 +165,35 @@ void* StringType::convertFromVelmar(const hvArray* array) const {
 
 void StringType::releaseValue(void* value) const {
     bsFree(value);
+}
+
+// RealPointType
+
+RealPointType::RealPointType() : OMDataType("real point") {}
+
+hvArray* RealPointType::convertToVelmar(const void* value) const {
+    if (value == nullptr) {
+        raiseBadValue();
+    }
+    hvArray* const row = hvCreateDoubleMatrix(1, 2);
+    std::ranges::copy(*static_cast<const std::array<double, 2>*>(value), hvGetPr(row));
+    return row;
+}
+
+void* RealPointType::convertFromVelmar(const hvArray* array) const {
+    if (!hvIsNumeric(array) || hvIsComplex(array) || hvGetNumberOfElements(array) != 2) {
+        raiseBadValue();
+    }
+    auto point = std::make_unique<std::array<double, 2>>();
+    hvDispatchClass(hvGetClassID(array), [&]<class T>(std::type_identity<T>) {
+        std::ranges::transform(hvGetTypedData<T>(array), point->begin(),
+                               [](T element) { return static_cast<double>(element); });
+    });
+    return point.release();
+}
+
+void RealPointType::releaseValue(void* value) const {
+    delete static_cast<std::array<double, 2>*>(value);
 }
 
 // StringVectorType

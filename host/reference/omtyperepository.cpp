@@ -13,6 +13,7 @@
 #include "host/OMClass.h"
 #include "host/OMInterfaceType.h"
 #include "host/OMInterfaceVectorType.h"
+#include "host/RealPointType.h"
 #include "host/StringType.h"
 #include "host/StringVectorType.h"
 #include "host/hv.h"
@@ -40,7 +41,7 @@ class ArrayDataType : public OMDataType {
     }
 };
 
-/// "int32" and "double": a scalar that the type holds exactly.
+/// "int32", "int" and "double": a scalar that the type holds exactly.
 template <class T>
 class ScalarDataType : public OMDataType {
  public:
@@ -85,10 +86,12 @@ Types& types() {
         auto made = std::make_unique<Types>();
         add(*made, std::make_unique<ArrayDataType>());
         add(*made, std::make_unique<ScalarDataType<std::int32_t>>("int32"));
+        add(*made, std::make_unique<ScalarDataType<std::int32_t>>("int"));
         add(*made, std::make_unique<ScalarDataType<double>>("double"));
         add(*made, std::make_unique<BooleanDataType>());
         add(*made, std::make_unique<StringType>());
         add(*made, std::make_unique<OMInterfaceType>("handle", nullptr));
+        add(*made, std::make_unique<RealPointType>());
         add(*made, std::make_unique<StringVectorType>());
         add(*made, std::make_unique<OMInterfaceVectorType>());
         return made.release();

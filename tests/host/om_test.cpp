@@ -1,8 +1,10 @@
 #include "host/om.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <random>
+#include <string_view>
 
 #include "host/bs.h"
 #include "host/hv.h"
@@ -428,8 +430,8 @@ TEST_F(Types, OfClassesAreThereFromTheirRecordOn) {
     ASSERT_NE(type, nullptr);
     EXPECT_EQ(type->getClass(), animal);
     EXPECT_EQ(OMTypeRepository::getType("zoo.animal", false), nullptr);
-    for (const char* const name :
-         {"VELMAR array", "int32", "double", "bool", "string", "handle", "string vector", "handle vector"}) {
+    for (const char* const name : {"VELMAR array", "int32", "int", "double", "bool", "string", "handle", "real point",
+                                   "string vector", "handle vector"}) {
         const OMDataType* const builtIn = OMTypeRepository::getType(name, false);
         ASSERT_NE(builtIn, nullptr) << name;
         EXPECT_STREQ(builtIn->getName(), name);
@@ -452,6 +454,8 @@ TEST_F(Types, ConvertNumbersExactlyOrRefuse) {
                         {"int32", 1.5, false},
                         {"int32", bsGetNaN(), false},
                         {"int32", -inf, false},
+                        {"int", -2147483648.0, true},
+                        {"int", 1.5, false},
                         {"double", -0.75, true},
                         {"double", inf, true},
                         {"bool", 0.0, true},
@@ -473,11 +477,24 @@ TEST_F(Types, ConvertNumbersExactlyOrRefuse) {
     const hvArrayOwner text(hvCreateString("x"));
     const hvArrayOwner pair(hvCreateDoubleMatrix(1, 2));
     const hvArrayOwner complex(hvCreateComplexScalar(1.0, 1.0));
-    for (const char* const type : {"int32", "double", "bool"}) {
+    for (const char* const type : {"int32", "double", "bool", "real point"}) {
         for (const hvArray* const array : {text.get(), pair.get(), complex.get(), static_cast<hvArray*>(nullptr)}) {
-            EXPECT_EQ(conversionError(type, array), badValueOf(type));
+            const bool isAccepted = array == pair.get() && std::string_view(type) == "real point";
+            EXPECT_EQ(conversionError(type, array), isAccepted ? Raised{} : badValueOf(type));
         }
     }
+    for (const std::size_t height : {1U, 2U}) {
+        const hvArrayOwner whole(hvCreateNumericMatrix(height, 2 / height, hvINT16_CLASS));
+        hvGetTypedData<std::int16_t>(whole.get())[1] = -7;
+        OMDataType* const points = OMTypeRepository::getType("real point", true);
+        void* const point = omdtConvertFromVelmar(points, whole.get());
+        const hvArrayOwner back = toArray("real point", point);
+        points->releaseValue(point);
+        EXPECT_EQ(hvGetM(back.get()), 1U);
+        EXPECT_TRUE(std::ranges::equal(hvGetTypedData<double>(back.get()), std::array{0.0, -7.0}));
+    }
+    const hvArrayOwner triple(hvCreateDoubleMatrix(1, 3));
+    EXPECT_EQ(conversionError("real point", triple.get()), badValueOf("real point"));
 }
 
 TEST_F(Types, ConvertTextsAndEnumerations) {
