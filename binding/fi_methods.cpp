@@ -125,14 +125,6 @@ void is64BitPlatform(const MethodCall& call) {
     call.give(hvCreateLogicalScalar(false));
 }
 
-/// As `plain`, for a method of the class itself.
-template <const auto& signatures, MethodFunction invoke>
-std::unique_ptr<OMMethodInfo> plainStatic(const char* name) {
-    auto made = plain<signatures, invoke>(name);
-    made->setStatic(true);
-    return made;
-}
-
 std::unique_ptr<OMMethodInfo> set(const char* /*name*/) {
     return std::make_unique<EmbeddedFiSetMethodInfo>("FI");
 }

@@ -1,7 +1,6 @@
 // The properties of class "fi". A write to the type goes through the array's own setter; a write to the rules first
 // gives the array rules of its own; each leaves its ordinal as the property that was set last.
 #include <cmath>
-#include <cstdint>
 #include <memory>
 
 #include "binding/FiOMClass.h"
@@ -28,12 +27,6 @@ constexpr PropertyFunctions ofFi() {
                     object.setLastPropertySet(ordinal);
                 }
             }};
-}
-
-/// A property that is only read.
-template <auto get>
-constexpr PropertyFunctions readOnly() {
-    return {reader<fi, get>, nullptr};
 }
 
 /// Writes to the rules of an array, which are its own afterwards. Double and single arrays have none, and the write is
@@ -176,15 +169,6 @@ void setLastPropertySet(fi& object, int ordinal) {
     object.setLastPropertySet(static_cast<Ordinal>(ordinal));
 }
 
-/// The nearest count: NaN and negative numbers are 0.
-std::uint64_t toCount(double value) {
-    constexpr double end = 0x1p64;
-    if (!(value > 0.0)) {
-        return 0;
-    }
-    return value < end ? static_cast<std::uint64_t>(value) : UINT64_MAX;
-}
-
 double getNoverflows(const fi& object) {
     return static_cast<double>(object.getNoverflows());
 }
@@ -218,7 +202,7 @@ using namespace datatypes;
 constexpr PropertyRow fiProperties[] = {
     {"numerictype",                  object<NumericType>, "-gS-----", {getType, setType}},
     {"DataTypeMode",                 dataTypeMode,     "-gSGzclv", {getDataTypeMode, ofFi<&fi::getDataTypeMode, &fi::setDataTypeMode, Ordinal::DataTypeMode>().set}},
-    {"DataTypeModeNoWarning",        dataTypeMode,     "-g------", readOnly<&fi::getDataTypeMode>()},
+    {"DataTypeModeNoWarning",        dataTypeMode,     "-g------", readOnly<fi, &fi::getDataTypeMode>()},
     {"DataType",                     dataType,         "-gSG--lv", ofFi<&fi::getDataType, &fi::setDataType, Ordinal::DataType>()},
     {"Scaling",                      scaling,          "-gSG--lv", ofFi<&fi::getScaling, setScaling, Ordinal::Scaling>()},
     {"Signed",                       array,            "-gSGzclv", ofFi<getSigned, setSigned, Ordinal::Signedness>()},

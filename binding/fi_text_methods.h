@@ -1,6 +1,8 @@
 // Methods and properties of class "fi" that show its words as text and read them.
 #pragma once
 
+#include <string>
+
 #include "binding/methods.h"
 #include "fi/fi.h"
 #include "host/hv.h"
@@ -21,6 +23,9 @@ void setDigits(fi& object, const hvArray* text) {
     object.errorIfScaledDouble(nameOfBase<base>());
     object.base2num(text, base);
 }
+
+/// Returns the whole part of a number, 0 for what no base is near; raises the error of that id for what is no number.
+int takenBase(const hvArray* value, const std::string& idOfOthers);
 
 extern const SignatureColumn fiAndBaseToText[1];
 extern const SignatureColumn fiTextAndBase[1];

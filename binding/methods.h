@@ -101,6 +101,14 @@ std::unique_ptr<OMMethodInfo> plainOnAny(const char* name) {
     return made;
 }
 
+/// As `plain`, for a method of the class itself.
+template <const auto& signatures, MethodFunction invoke>
+std::unique_ptr<OMMethodInfo> plainStatic(const char* name) {
+    auto made = plain<signatures, invoke>(name);
+    made->setStatic(true);
+    return made;
+}
+
 template <class Record>
 std::unique_ptr<OMMethodInfo> record(const char* name) {
     return std::make_unique<Record>(name);

@@ -24,3 +24,11 @@ void addProperties(OMClass& objectClass, std::span<const PropertyRow> rows) {
         objectClass.addProperty(std::make_unique<PropertyRecord>(row));
     }
 }
+
+std::uint64_t toCount(double value) {
+    constexpr double end = 0x1p64;
+    if (!(value > 0.0)) {
+        return 0;
+    }
+    return value < end ? static_cast<std::uint64_t>(value) : UINT64_MAX;
+}

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <type_traits>
@@ -96,6 +97,26 @@ void* reader(const PropertyCall& call) {
 template <class Object, auto get, auto set>
 void writer(const PropertyCall& call, const void* value) {
     std::invoke(set, call.object<Object>(), Shape<Read<get, Object>>::unbox(value));
+}
+
+/// A property that is only read; what is written to it is dropped.
+template <class Object, auto get>
+constexpr PropertyFunctions readOnly() {
+    return {reader<Object, get>, nullptr};
+}
+
+/// The nearest count: NaN and negative numbers are 0.
+std::uint64_t toCount(double value);
+
+/// A count of 64 bits that travels as a double.
+template <class Object, auto get, auto set>
+constexpr PropertyFunctions countField() {
+    return {[](const PropertyCall& call) {
+                return Shape<double>::box(static_cast<double>(std::invoke(get, call.object<Object>())));
+            },
+            [](const PropertyCall& call, const void* value) {
+                std::invoke(set, call.object<Object>(), toCount(Shape<double>::unbox(value)));
+            }};
 }
 
 /// A property that two members or functions of the object read and write; the setter may take the value in a form to

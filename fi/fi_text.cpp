@@ -18,26 +18,13 @@
 #include "fi/entries.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
-#include "host/hm.h"
+#include "numbers/bases.h"
 
 namespace {
 
 constexpr std::string_view kBetweenBlocks = "   ";
 /// With the spare column of a complex block in signed decimal.
 constexpr std::string_view kBetweenDecimalBlocks("   \0", 4);
-
-/// How many digits of a base any word of that many bits takes. The order of the operations tells where the quotient of
-/// the logarithms lands above a whole number, and then there is one digit more.
-int digitCount(int wordBits, int base) {
-    switch (base) {
-        case 2:
-            return wordBits;
-        case 16:
-            return static_cast<int>(hmFdlibm_ceil(wordBits * 0.25));
-        default:
-            return static_cast<int>(hmFdlibm_ceil(wordBits * hmFdlibm_log(2.0) / hmFdlibm_log(base)));
-    }
-}
 
 /// A place for one text of a fixed width in each row; the characters of a row stand a stride apart.
 struct Field {
@@ -257,9 +244,7 @@ hvArray* blocksOf(const fi& array, int blockWidth, std::string_view betweenBlock
 
 hvArray* fi::num2base(int base) const {
     errorIfScaledDouble("num2base");
-    if (base < 2 || base > 36) {
-        raiseError("fixedpoint:fi:num2base:baseoutofrange", "Base value must be >= 2 and <= 36");
-    }
+    requireBase(base, 36, "fixedpoint:fi:num2base:baseoutofrange");
     const int width = digitCount(getWordLength(), base);
     const DigitForm form(getAssignmentQuantizer(), base);
     PartText real(mReal, mNumel, form, width);

@@ -1,0 +1,23 @@
+#include "numbers/bases.h"
+
+#include "host/ErrorIdException.h"
+#include "host/hm.h"
+
+void requireBase(int base, int greatest, const std::string& id) {
+    if (base < 2 || base > greatest) {
+        raiseError(id, "Base value must be >= 2 and <= " + std::to_string(greatest));
+    }
+}
+
+// The order of the operations tells where the quotient of the logarithms lands above a whole number, and then there is
+// one digit more.
+int digitCount(int wordBits, int base) {
+    switch (base) {
+        case 2:
+            return wordBits;
+        case 16:
+            return static_cast<int>(hmFdlibm_ceil(wordBits * 0.25));
+        default:
+            return static_cast<int>(hmFdlibm_ceil(wordBits * hmFdlibm_log(2.0) / hmFdlibm_log(base)));
+    }
+}
