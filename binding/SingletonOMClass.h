@@ -6,6 +6,7 @@
 // before its first use, so that a start after a stop that came too early builds a new one.
 #pragma once
 
+#include <concepts>
 #include <memory>
 
 #include "binding/handles.h"
@@ -98,7 +99,13 @@ class ObjectOMClass : public SingletonOMClass<Derived, Base> {
     static OMInterface* wrap(std::unique_ptr<Object> object) {
         return newHandle(std::move(object), SingletonOMClass<Derived, Base>::getInstance());
     }
-    void destroyObject(OMInterface* interface) override { delete objectOf<Object>(interface); }
+    void destroyObject(OMInterface* interface) override {
+        if constexpr (std::derived_from<Object, EmbeddedTypeSystem::Type>) {
+            EmbeddedTypeSystem::Type::endWithHandle(interface);
+        } else {
+            delete objectOf<Object>(interface);
+        }
+    }
 
  protected:
     /// Raises "fixedpoint:<class>:nargchk:tooManyInputs".

@@ -18,6 +18,9 @@ class TypeOMC : public SingletonOMClass<TypeOMC> {
 
 template <class Derived, class Parent>
 class TypeChildOMClass : public SingletonOMClass<Derived> {
+ public:
+    void destroyObject(OMInterface* interface) override { EmbeddedTypeSystem::Type::endWithHandle(interface); }
+
  protected:
     TypeChildOMClass() { this->setSuperClass(Parent::getInstance()); }
 };

@@ -1,6 +1,7 @@
 // Objects and the host's handles around them. A handle owns its object; it never points at a part of another object.
 #pragma once
 
+#include <concepts>
 #include <memory>
 
 #include "descriptors/NumericType.h"
@@ -21,10 +22,14 @@ Object* objectOf(void* handle) {
     return static_cast<Object*>(static_cast<OMInterface*>(handle)->getObject());
 }
 
-/// Puts an object into a new handle of a class; the caller owns the one reference to it.
+/// Puts an object into a new handle of a class; the caller owns the one reference to it. A type gets to know its
+/// handle.
 template <class Object>
 OMInterface* newHandle(std::unique_ptr<Object> object, OMClass* objectClass) {
     auto* const handle = new OMInterface(object.get(), objectClass, nullptr);
+    if constexpr (std::derived_from<Object, EmbeddedTypeSystem::Type>) {
+        object->setOMI(handle);
+    }
     static_cast<void>(object.release());
     return handle;
 }

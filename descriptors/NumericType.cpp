@@ -8,6 +8,9 @@
 #include "host/ErrorIdException.h"
 #include "host/hm.h"
 #include "host/hv.h"
+#include "typesystem/EmbeddedTypeVisitor.h"
+#include "typesystem/MD5CheckSumModEndian.h"
+#include "typesystem/class_records.h"
 
 namespace EmbeddedTypeSystem {
 
@@ -110,6 +113,26 @@ bool NumericType::operator==(const Type& other) const {
 // An exact overload keeps the language from weighing the operands' bases against one another.
 bool NumericType::operator==(const NumericType& other) const {
     return *this == static_cast<const Type&>(other);
+}
+
+void NumericType::accept(EmbeddedTypeVisitor* visitor) {
+    visitor->visitNumericType(this);
+}
+
+OMClass* NumericType::getOMClass() const {
+    return ClassRecordOf<NumericType>::get(getVelmarClassName());
+}
+
+void NumericType::addCheckSum(MD5CheckSumModEndian& sum) const {
+    sum.addText("Numeric");
+    for (const auto value :
+         {static_cast<int>(mDataTypeMode), static_cast<int>(mProp.DataType), static_cast<int>(mScaling),
+          static_cast<int>(mProp.Signedness), mProp.WordLength, mProp.FixedExponent}) {
+        sum.addInt32(value);
+    }
+    sum.addReal64(mProp.SlopeAdjustmentFactor);
+    sum.addReal64(mProp.Bias);
+    ScalarType::addCheckSum(sum);
 }
 
 bool NumericType::canBeConvertedTo(const Type* other) const {

@@ -71,7 +71,10 @@ class TOLVANE_API NumericType : public ScalarType {
     /// Answers whether the other is a NumericType with the same qualifiers to which this one is equivalent.
     bool operator==(const Type& other) const override;
     bool operator==(const NumericType& other) const;
+    void accept(EmbeddedTypeVisitor* visitor) override;
     bool canBeConvertedTo(const Type* other) const override;
+    OMClass* getOMClass() const override;
+    void addCheckSum(MD5CheckSumModEndian& sum) const override;
     /// Applies the mode and resets the fields it does not use. With `resetsFromFloat` true, a change from double,
     /// single or boolean to a fixed-point or scaled double mode also resets to signed, 16 bits, exponent 0, factor 1,
     /// bias 0. Raises "fixedpoint:numerictype:setDataTypeMode:invalid" for a value that is no mode.

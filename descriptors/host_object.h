@@ -1,6 +1,7 @@
 // C++ objects and host values: the object inside a value, and a new value around an object.
 #pragma once
 
+#include <concepts>
 #include <memory>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "host/OMInterfaceType.h"
 #include "host/OMTypeRepository.h"
 #include "host/hv.h"
+#include "typesystem/Type.h"
 
 /// Returns the object in the handle that a host value of Object's class holds, null for any other value. The value
 /// keeps the handle and so the object; it must outlive its use.
@@ -44,6 +46,9 @@ hvArray* hostValueAround(std::unique_ptr<Object> object, HandleOwner owner) {
         ~Reference() { OMInterface::operator delete(handle); }
     };
     const Reference reference{new OMInterface(object.get(), type->getClass(), nullptr)};
+    if constexpr (std::derived_from<Object, EmbeddedTypeSystem::Type>) {
+        object->setOMI(reference.handle);
+    }
     // From here on the handle's class ends the object.
     static_cast<void>(object.release());
     hvArray* const value = omdtConvertToVelmar(type, reference.handle);

@@ -5,12 +5,12 @@
 #include "host/ErrorIdException.h"
 #include "host/OMInterface.h"
 #include "host/bs.h"
+#include "typesystem/MD5CheckSumModEndian.h"
+#include "typesystem/texts.h"
 
 namespace EmbeddedTypeSystem {
 
-namespace {
-
-void store(std::string& target, const char* text) {
+void storeText(std::string& target, const char* text) {
     if (text == nullptr || *text == '\0') {
         return;
     }
@@ -20,8 +20,6 @@ void store(std::string& target, const char* text) {
     }
     target = text;
 }
-
-}  // namespace
 
 // The handle and the two flags of its end are each object's own.
 Type::Type(const Type& other)
@@ -65,18 +63,41 @@ bool Type::canBeConvertedTo(const Type* /*other*/) const {
     return true;
 }
 
+void Type::addCheckSum(MD5CheckSumModEndian& sum) const {
+    sum.addInt32(mReadOnly ? 1 : 0);
+    sum.addInt32(mVolatile ? 1 : 0);
+}
+
 void Type::setIdentifier(const char* text) {
-    store(mIdentifier, text);
+    storeText(mIdentifier, text);
 }
 
 void Type::setName(const char* text) {
-    store(mName, text);
+    storeText(mName, text);
+}
+
+OMInterface* Type::getOMI() {
+    if (mInterface == nullptr) {
+        mInterface = new OMInterface(this, getOMClass(), nullptr);
+    }
+    return mInterface;
 }
 
 void Type::setOMI(OMInterface* interface) {
     OMInterface* const old = mInterface;
     mInterface = interface;
     OMInterface::operator delete(old);
+}
+
+void Type::endWithHandle(OMInterface* interface) {
+    auto* const type = static_cast<Type*>(interface->getObject());
+    if (type == nullptr) {
+        return;
+    }
+    type->mCanDeleteOMI = false;
+    if (!type->mBeingDeleted) {
+        delete type;
+    }
 }
 
 void* Type::operator new(std::size_t bytes) {

@@ -1,9 +1,10 @@
 // Base of the tree of C-like data types: qualifiers, two texts, and the host's handle on the descriptor.
 //
-// A descriptor answers what kind of type it is (the virtual predicates), compares itself with another, and says whether
-// it converts to another. The host handle is kept by reference count: a descriptor holds one reference on its own
-// handle and gives it up at destruction, unless the host has begun that destruction itself (`setCanDeleteOMI(false)`).
-// Numeric leaves of the tree: descriptors/NumericType.h.
+// A descriptor answers what kind of type it is (the virtual predicates), compares itself with another, says whether it
+// converts to another, and feeds a checksum. The host handle is kept by reference count: a descriptor holds one
+// reference on its own handle and gives it up at destruction, unless the host has begun that destruction itself
+// (`setCanDeleteOMI(false)`). A descriptor on whose handle others hold references is ended by giving up its first
+// reference, never by a delete. Who holds whom in a tree: PartReference.h. Numeric leaves: descriptors/NumericType.h.
 #pragma once
 
 #include <cstddef>
@@ -12,9 +13,13 @@
 
 #include "host/export.h"
 
+class OMClass;
 class OMInterface;
 
 namespace EmbeddedTypeSystem {
+
+class EmbeddedTypeVisitor;
+class MD5CheckSumModEndian;
 
 class TOLVANE_API Type {
  public:
@@ -32,11 +37,19 @@ class TOLVANE_API Type {
     /// Compares the qualifiers; a derived class adds what makes its own types equal.
     virtual bool operator==(const Type& other) const = 0;
     virtual bool isComplete() const = 0;
+    /// Calls the visitor's operation for the class of this type.
+    virtual void accept(EmbeddedTypeVisitor* visitor) = 0;
     /// Returns 0 for every type.
     virtual unsigned hash() const;
     /// Returns 0 for every pair of types.
     virtual unsigned char compare(const Type* other) const;
     virtual bool canBeConvertedTo(const Type* other) const = 0;
+    /// Returns the class record of the host's handles on such types, built on first use. Raises
+    /// "embeddedtype:class:notRegistered" in a process without the records.
+    virtual OMClass* getOMClass() const = 0;
+    /// Feeds what identifies the type into the sum: its class and numbers, and last the qualifiers. The parts of a
+    /// matrix or a structure are no part of its sum.
+    virtual void addCheckSum(MD5CheckSumModEndian& sum) const;
 
     /// Returns the text, owned by this object and valid until it changes, or null when none was set.
     const char* getIdentifier() const { return textOrNull(mIdentifier); }
@@ -54,6 +67,10 @@ class TOLVANE_API Type {
     void setReadOnly(bool readOnly) { mReadOnly = readOnly; }
     void setVolatile(bool isVolatile) { mVolatile = isVolatile; }
 
+    /// Returns the host handle of this descriptor, making one of the class `getOMClass` when there is none. The first
+    /// reference is the descriptor's own and ends with it; who lets the host own the descriptor passes that reference
+    /// on, and the destroy step of the class, `endWithHandle`, then ends the descriptor with the last one.
+    OMInterface* getOMI();
     /// Returns the host handle of this descriptor, or null; the reference stays with the descriptor.
     OMInterface* getOMIWithoutCreating() const { return mInterface; }
     /// Takes over one reference on the handle (null allowed) and gives up the one held before, which must not be the
@@ -64,6 +81,9 @@ class TOLVANE_API Type {
     void setBeingDeleted(bool beingDeleted) { mBeingDeleted = beingDeleted; }
     bool canDeleteOMI() const { return mCanDeleteOMI; }
     void setCanDeleteOMI(bool canDelete) { mCanDeleteOMI = canDelete; }
+    /// The destroy step of the classes of types, for OMClass::destroyObject: ends the descriptor of a handle whose last
+    /// reference goes, unless its own destructor gave that reference up.
+    static void endWithHandle(OMInterface* interface);
 
     /// Allocates with bsMalloc, so that the host can free what it was handed; raises "bs:outofmemory".
     static void* operator new(std::size_t bytes);

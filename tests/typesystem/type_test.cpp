@@ -9,6 +9,7 @@
 #include "host/OMInterface.h"
 #include "tests/support/errors.h"
 #include "typesystem/ScalarType.h"
+#include "typesystem/class_records.h"
 
 namespace {
 
@@ -19,6 +20,8 @@ class Leaf : public ScalarType {
  public:
     bool operator==(const Type& other) const override { return Type::operator==(other); }
     bool canBeConvertedTo(const Type* other) const override { return Type::canBeConvertedTo(other); }
+    void accept(EmbeddedTypeSystem::EmbeddedTypeVisitor*) override {}
+    OMClass* getOMClass() const override { return EmbeddedTypeSystem::ClassRecordOf<Leaf>::get("leaf"); }
 };
 
 TEST(Type, AnswersAsAScalarAndNothingElse) {

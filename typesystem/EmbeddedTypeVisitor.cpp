@@ -1,0 +1,7 @@
+#include "typesystem/EmbeddedTypeVisitor.h"
+
+namespace EmbeddedTypeSystem {
+
+EmbeddedTypeVisitor::~EmbeddedTypeVisitor() = default;
+
+}  // namespace EmbeddedTypeSystem
