@@ -5,6 +5,7 @@
 #include <memory>
 #include <span>
 
+#include "fi/array_roots.h"
 #include "fi/entries.h"
 #include "fi/fi.h"
 #include "fi/work_cells.h"
@@ -168,6 +169,15 @@ void fi::bisectRoots(fi& roots) const {
     const fimath& rules = roots.getFimath();
     const NumericType type = roots.getNumericType();
     const NumericType product = roots.getProductTypeForMpyOp(roots);
+    if (const arrayroots::Types types{getNumericType(), type, product};
+        !getLogging() && !roots.getQlogger().isLogging() && arrayroots::areSquaresExact(types, rules)) {
+        const std::span<const double> elements = entries::doublesOf(mReal, mNumel);
+        doublenumber* const found = roots.mReal.asDouble();
+        if (found && elements.size() == found->elements().size()) {
+            arrayroots::find(elements, found->elements(), types, rules);
+            return;
+        }
+    }
     const auto made = [&](const NumericType& ofType) {
         return fi(1, 1, ofType, rules, false, getTag(), true, kAssignment, 0U);
     };

@@ -192,6 +192,48 @@ TEST(SquareRoot, IsTheOneOfTheBitSearchUnderEveryProductMode) {
     }
 }
 
+/// While something is logged every root is searched for bit by bit, which the test above compares with rationals.
+TEST(SquareRoot, OfArraysAreThoseOfTheSearchForEach) {
+    Random random(5602);
+    for (int round = 0; round < 400; ++round) {
+        const bool isWide = random.oneIn(4);
+        const bool isSigned = random.oneIn(2);
+        const NumericType source = fixedType(isSigned, isWide ? 52 : random.between(4, 10), random.between(-4, 12));
+        const int rootBits = isWide ? 26 : random.between(1, 8);
+        const int rootFraction = isWide ? source.getFractionLength() / 2 : random.between(-2, 7);
+        const NumericType type = fixedType(random.oneIn(2), rootBits, rootFraction);
+        fimath rules = rulesOf(random.pick(kRoundings), random.oneIn(2));
+        rules.setCastBeforeSum(random.oneIn(2));
+        if (random.oneIn(3)) {
+            rules.setProductMode(ProductMode::SpecifyPrecision);
+            rules.setProductWordLength(std::max(1, 2 * rootBits + random.between(-3, 2)));
+            rules.setProductFractionLength(2 * rootFraction + random.between(-1, 1));
+        }
+        Part values;
+        const Rational step = twoTo(source.getFixedExponent());
+        for (int i = 0; i < (isWide ? 200 : 1 << (source.getWordLength() - (isSigned ? 1 : 0))); ++i) {
+            // Next to a square a floating-point root is the square's own.
+            const Rational root = isWide ? random.between(0, (1 << 25) - 1) * twoTo(-rootFraction) : Rational(0);
+            const Rational value = isWide ? Rational(root * root + random.between(-1, 1) * step) : Rational(i * step);
+            values.re.push_back(value > highOf(source) || value < 0 ? Rational(0) : value);
+        }
+        const Owner x = arrayOf(values, source, rules);
+        const Owner roots(x->sqrtBisection(type));
+        fi::setLogging(true);
+        Owner searched;
+        {
+            const HostCapture host;
+            searched.reset(x->sqrtBisection(type));
+        }
+        fi::setLogging(false);
+        for (std::size_t i = 0; i < values.re.size(); ++i) {
+            ASSERT_EQ(roots->realdouble(i), searched->realdouble(i))
+                << "seed " << random.seed() << " round " << round << ": " << source.tostring("") << " into "
+                << type.tostring("") << ", of " << text(values.re[i]) << ", " << rules.toString();
+        }
+    }
+}
+
 TEST(SquareRoot, RoundsByTheDistanceOfTheSquares) {
     // 6.25 lies half way between 2 and 3 by the roots, and by the squares nearer to 4; 6.5 is half way between 4 and 9.
     const NumericType source = fixedType(true, 16, 8);
