@@ -3,6 +3,7 @@
 #pragma once
 
 #include "binding/SingletonOMClass.h"
+#include "typesystem/StructElement.h"
 
 /// Makes the class "Object" of the package "Lorimer" the superclass, where that is present.
 void setLorimerSuperClass(OMClass& objectClass);
@@ -60,6 +61,7 @@ class StructTypeOMC : public TypeChildOMClass<StructTypeOMC, TypeOMC> {
 class StructElementOMC : public SingletonOMClass<StructElementOMC> {
  public:
     static constexpr ClassRow row{.name = "structelement"};
+    void destroyObject(OMInterface* interface) override { EmbeddedTypeSystem::StructElement::endWithHandle(interface); }
 };
 class FIEnumTypeOMC : public TypeChildOMClass<FIEnumTypeOMC, ScalarTypeOMC> {
  public:

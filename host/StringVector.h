@@ -1,0 +1,7 @@
+// The host's vector of owned strings, the value shape of the data type "string vector".
+#pragma once
+
+#include <string>
+#include <vector>
+
+using StringVector = std::vector<std::string>;

@@ -1,0 +1,28 @@
+// How a type or an element of a structure holds a type that it is made from.
+//
+// A part with a host handle is kept by a reference on that handle, whoever else lets it go. A part without one is
+// borrowed: who made it keeps it for as long as it is used. Exactly the reference that was taken is given up, also when
+// the part got a handle, or another one, in between.
+#pragma once
+
+#include "typesystem/HandleReference.h"
+#include "typesystem/Type.h"
+
+namespace EmbeddedTypeSystem {
+
+class PartReference {
+ public:
+    PartReference() = default;
+    explicit PartReference(Type* part)
+        : mPart(part), mHandle(HandleReference::to(part == nullptr ? nullptr : part->getOMIWithoutCreating())) {}
+
+    Type* get() const { return mPart; }
+    /// The handle that keeps the part; null for a borrowed one.
+    OMInterface* getHandle() const { return mHandle.get(); }
+
+ private:
+    Type* mPart = nullptr;
+    HandleReference mHandle;
+};
+
+}  // namespace EmbeddedTypeSystem
