@@ -1,6 +1,7 @@
 // The method "set" of every class of the package: it lists the values that properties can take, and changes none.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "host/OMMethodInfo.h"
@@ -17,3 +18,9 @@ class EmbeddedFiSetMethodInfo : public OMMethodInfo {
  private:
     std::string mLabel;
 };
+
+/// Makes the record for a table of methods.
+template <const auto& label>
+std::unique_ptr<OMMethodInfo> setOf(const char* /*name*/) {
+    return std::make_unique<EmbeddedFiSetMethodInfo>(label);
+}

@@ -20,6 +20,7 @@ class FimathOMClass : public ObjectOMClass<FimathOMClass, fimath> {
     friend SingletonOMClass;
     FimathOMClass() = default;
     void fill();
+    void fillFiMethods();
 };
 
 class GlobalFimathOMClass : public SingletonOMClass<GlobalFimathOMClass, FimathOMClass> {

@@ -19,4 +19,5 @@ class NumericTypeOMClass : public ObjectOMClass<NumericTypeOMClass, EmbeddedType
     friend SingletonOMClass;
     NumericTypeOMClass() = default;
     void fill();
+    void fillFiMethods();
 };

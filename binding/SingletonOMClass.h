@@ -61,6 +61,13 @@ class SingletonOMClass : public Base {
             sNeedsInit = false;
         }
     }
+    /// Adds the methods that take or give arrays, once, for a class that keeps them apart in `fillFiMethods`.
+    static void init_fi_methods() {
+        if (sNeedsFiMethods) {
+            getInstance()->fillFiMethods();
+            sNeedsFiMethods = false;
+        }
+    }
 
  protected:
     SingletonOMClass() {
@@ -78,6 +85,7 @@ class SingletonOMClass : public Base {
             sInstance = nullptr;
             sRegistered = nullptr;
             sNeedsInit = true;
+            sNeedsFiMethods = true;
         }
     }
 
@@ -89,6 +97,7 @@ class SingletonOMClass : public Base {
     static inline Derived* sInstance = nullptr;
     static inline Derived* sRegistered = nullptr;
     static inline bool sNeedsInit = true;
+    static inline bool sNeedsFiMethods = true;
 };
 
 /// A record whose handles own objects of a class.

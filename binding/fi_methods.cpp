@@ -125,9 +125,7 @@ void is64BitPlatform(const MethodCall& call) {
     call.give(hvCreateLogicalScalar(false));
 }
 
-std::unique_ptr<OMMethodInfo> set(const char* /*name*/) {
-    return std::make_unique<EmbeddedFiSetMethodInfo>("FI");
-}
+constexpr char label[] = "FI";
 
 // "size"
 
@@ -338,7 +336,7 @@ constexpr MethodRow fiMethods[] = {
     {"sqrt", plain<fiToFiByTypeAndRules, giveSqrt>},
     {"Is64BitPlatform", plainStatic<nothingToArray, is64BitPlatform>},
     {"simfi", plainStatic<typeAndArrayToFi, giveSimFi>},
-    {"set", set},
+    {"set", setOf<label>},
 };
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include "binding/fi_tables.h"
 #include "binding/fi_text_methods.h"
 #include "binding/properties.h"
-#include "host/ErrorIdException.h"
 
 namespace {
 
@@ -116,7 +115,7 @@ void setRules(fi& object, const hvArray* value) {
             object.setFimathIsLocal(false);
         }
     } else {
-        raiseError("VELMAR:class:WrongObjectType", "Expected an object belonging to class: embedded.fimath.");
+        raiseWrongObject(fimath::getVelmarPackageClassName());
     }
 }
 

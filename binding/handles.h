@@ -3,10 +3,14 @@
 
 #include <concepts>
 #include <memory>
+#include <string>
 
 #include "descriptors/NumericType.h"
+#include "host/ErrorIdException.h"
+#include "host/OMClass.h"
 #include "host/OMDataType.h"
 #include "host/OMInterface.h"
+#include "host/OMInterfaceType.h"
 #include "host/OMTypeRepository.h"
 #include "host/hv.h"
 
@@ -40,4 +44,18 @@ HandleOwner handleInside(const hvArray* value, const char* className, Check&& ch
     static_cast<void>(check(value));
     return HandleOwner(
         static_cast<OMInterface*>(omdtConvertFromVelmar(OMTypeRepository::getType(className, true), value)));
+}
+
+[[noreturn]] inline void raiseWrongObject(const char* className) {
+    raiseError("VELMAR:class:WrongObjectType",
+               std::string("Expected an object belonging to class: ") + className + ".");
+}
+
+/// Raises "VELMAR:class:WrongObjectType" unless the handle is there and is of the class or of a descendant.
+inline void errorIfNotOfClass(const OMInterface* handle, const char* className) {
+    const auto* const type = dynamic_cast<const OMInterfaceType*>(OMTypeRepository::getType(className, true));
+    if (handle == nullptr || type == nullptr || type->getClass() == nullptr ||
+        !handle->getClass()->isDescendantOf(type->getClass())) {
+        raiseWrongObject(className);
+    }
 }

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <memory>
 #include <span>
+#include <string>
 #include <type_traits>
 
 #include "binding/handles.h"
@@ -53,6 +54,13 @@ struct MethodCall {
         if (arguments[index] == nullptr) {
             raiseNoObject();
         }
+        return *objectOf<Object>(arguments[index]);
+    }
+    /// The object of an argument of type "handle", which takes objects of every class; raises
+    /// "VELMAR:class:WrongObjectType" for one that is not of the class.
+    template <class Object>
+    Object& objectInHandle(int index) const {
+        errorIfNotOfClass(static_cast<const OMInterface*>(arguments[index]), Object::getVelmarPackageClassName());
         return *objectOf<Object>(arguments[index]);
     }
     const hvArray* array(int index) const { return static_cast<const hvArray*>(arguments[index]); }
@@ -123,33 +131,48 @@ template <class Number>
 requires(std::is_arithmetic_v<Number> && !std::is_same_v<Number, bool>) hvArray* toHostResult(Number value) {
     return hvCreateDoubleScalar(static_cast<double>(value));
 }
+inline hvArray* toHostResult(const std::string& value) {
+    return hvCreateString(value);
+}
 inline hvArray* toHostResult(hvArray* value) {
     return value;
 }
 
 // Functions of the records that `unary` makes.
 
-template <class Object, auto question>
+/// How a function comes to the object of its first argument: by the class of the argument, or, of type "handle", by a
+/// check of its own.
+template <class Object>
+using ObjectArgument = Object& (MethodCall::*)(int) const;
+
+template <class Object, auto question, ObjectArgument<Object> argument = &MethodCall::object<Object>>
 void ask(const MethodCall& call) {
+    Object& object = (call.*argument)(0);
     if constexpr (std::is_void_v<std::invoke_result_t<decltype(question), Object&>>) {
-        std::invoke(question, call.object<Object>(0));
+        std::invoke(question, object);
         call.giveNothing();
     } else {
-        call.give(toHostResult(std::invoke(question, call.object<Object>(0))));
+        call.give(toHostResult(std::invoke(question, object)));
     }
 }
 
-template <class Object>
-inline constexpr SignatureColumn objectToArray[] = {takes(datatypes::object<Object>).to(datatypes::array)};
-template <class Object>
-inline constexpr SignatureColumn objectToNothing[] = {takes(datatypes::object<Object>)};
+template <const DataTypeColumn& column>
+inline constexpr SignatureColumn oneToArray[] = {takes(column).to(datatypes::array)};
+template <const DataTypeColumn& column>
+inline constexpr SignatureColumn oneToNothing[] = {takes(column)};
 
 /// Asks one object by a member or a function; the answer travels as a host array, and no answer as no result.
-template <class Object, auto question>
+template <class Object, auto question, const DataTypeColumn& column = datatypes::object<Object>,
+          ObjectArgument<Object> argument = &MethodCall::object<Object>>
 std::unique_ptr<OMMethodInfo> unary(const char* name) {
     if constexpr (std::is_void_v<std::invoke_result_t<decltype(question), Object&>>) {
-        return plain<objectToNothing<Object>, ask<Object, question>>(name);
+        return plain<oneToNothing<column>, ask<Object, question, argument>>(name);
     } else {
-        return plain<objectToArray<Object>, ask<Object, question>>(name);
+        return plain<oneToArray<column>, ask<Object, question, argument>>(name);
     }
+}
+/// As `unary`, for an argument of type "handle".
+template <class Object, auto question>
+std::unique_ptr<OMMethodInfo> unaryOfHandle(const char* name) {
+    return unary<Object, question, datatypes::handle, &MethodCall::objectInHandle<Object>>(name);
 }

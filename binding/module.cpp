@@ -31,9 +31,11 @@ void declare() {
     (Records::registerOMClass(), ...);
 }
 
-template <class... Records>
-void fill() {
-    (Records::init(), ...);
+/// Fills a class whose methods with arrays are a step of their own.
+template <class Record>
+void fillInTwoSteps() {
+    Record::init();
+    Record::init_fi_methods();
 }
 
 }  // namespace
@@ -48,8 +50,13 @@ void VLInitialize_tolvane() {
           MatrixTypeOMC, StructTypeOMC, StructElementOMC, FIEnumTypeOMC>();
     build<NumericTypeOMClass, QuantizerOMClass, FimathOMClass, GlobalFimathOMClass, FiOMClass, QloggerOMClass,
           filogOMClass>();
-    fill<NumericTypeOMClass, QuantizerOMClass, FimathOMClass, GlobalFimathOMClass, FiOMClass, QloggerOMClass,
-         filogOMClass>();
+    fillInTwoSteps<NumericTypeOMClass>();
+    QuantizerOMClass::init();
+    fillInTwoSteps<FimathOMClass>();
+    GlobalFimathOMClass::init();
+    FiOMClass::init();
+    QloggerOMClass::init();
+    filogOMClass::init();
     embedded::registerFeatures();
     sIsStarted = true;
 }
@@ -83,7 +90,12 @@ void Tolvane::declareOMClasses() {
 void Tolvane::registerOMClasses() {
     if (sNeedsRegistering) {
         declareOMClasses();
-        fill<NumericTypeOMClass, QuantizerOMClass, FimathOMClass, FiOMClass, QloggerOMClass, GlobalFimathOMClass>();
+        fillInTwoSteps<NumericTypeOMClass>();
+        QuantizerOMClass::init();
+        fillInTwoSteps<FimathOMClass>();
+        FiOMClass::init();
+        QloggerOMClass::init();
+        GlobalFimathOMClass::init();
         sNeedsRegistering = false;
     }
 }
