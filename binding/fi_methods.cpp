@@ -22,6 +22,7 @@
 #include "binding/fi_shape_methods.h"
 #include "binding/fi_tables.h"
 #include "binding/fi_text_methods.h"
+#include "binding/fi_type_methods.h"
 #include "binding/methods.h"
 #include "binding/new_fi.h"
 #include "host/ErrorIdException.h"
@@ -336,6 +337,11 @@ constexpr MethodRow fiMethods[] = {
     {"sqrt", plain<fiToFiByTypeAndRules, giveSqrt>},
     {"Is64BitPlatform", plainStatic<nothingToArray, is64BitPlatform>},
     {"simfi", plainStatic<typeAndArrayToFi, giveSimFi>},
+    {"GetNumericTypeForMatrixTimes", plainStatic<matrixTypesToType, giveTypeForMatrixTimes>},
+    {"GetNumericTypeForPlus", plainStatic<twoTypesAndRulesToType, giveTypeForPlus>},
+    {"GetNumericTypeForSum", plainStatic<summedTypesToType, giveTypeForSum>},
+    {"GetNumericTypeForTimes", plainStatic<twoTypesAndRulesToType, giveTypeForTimes>},
+    {"GetBestPrecisionForHvArray", plainStatic<typeAndArrayToType, giveBestPrecision>},
     {"set", setOf<label>},
 };
 

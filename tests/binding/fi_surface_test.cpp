@@ -4,6 +4,7 @@
 #include <map>
 #include <random>
 
+#include "tests/binding/class_tables.h"
 #include "tests/binding/session_support.h"
 
 namespace {
@@ -62,10 +63,9 @@ TEST_F(FiSurface, WithoutTheFeatureAnEmptyArrayHasRulesOfItsOwn) {
 
 // Properties
 
-/// Letters as a user meets them: set, get, saved, copied, heard of, shown.
 struct Access {
     const char* name;
-    const char* letters;
+    const char* letters;  // as lettersOf gives them
     /// What an array of default type and rules answers; skipped for an empty cell value.
     Value value;
     /// Another value to write, where writing is allowed.
@@ -87,62 +87,62 @@ Value asDouble(const Value& value) {
 TEST_F(FiSurface, EveryPropertyIsReadAndWrittenUnderItsAccess) {
     const Value none = Value::cells({});
     const Access rows[] = {
-        {"numerictype", "-g----", none, none},
-        {"DataTypeMode", "-gzclv", "Fixed-point: binary point scaling", none},
-        {"DataTypeModeNoWarning", "-g----", "Fixed-point: binary point scaling", none},
-        {"DataType", "-g--lv", "Fixed", none},
-        {"Scaling", "-g--lv", "BinaryPoint", none},
-        {"Signed", "-gzclv", true, none},
-        {"Signedness", "-g--lv", "Signed", none},
-        {"SignednessBool", "-g--l-", true, none},
-        {"WordLength", "-gzclv", 16, none},
-        {"FractionLength", "-g--lv", 15, none},
-        {"BinaryPoint", "----lv", none, none},
-        {"FixedExponent", "-gzclv", -15, none},
-        {"Slope", "-g--lv", 0x1p-15, none},
-        {"SlopeAdjustmentFactor", "-gzclv", 1, none},
-        {"Bias", "-gzclv", 0, none},
-        {"DataTypeOverride", "--z-lv", none, none},
-        {"fimath", "sg----", none, none},
-        {"RoundMode", "sgzclv", "nearest", "floor"},
-        {"OverflowMode", "sgzclv", "saturate", "wrap"},
-        {"ProductMode", "sgzclv", "FullPrecision", "KeepLSB"},
-        {"ProductWordLength", "sgzclv", 32, 40},
-        {"MaxProductWordLength", "sgzclv", 128, 64},
-        {"ProductFractionLength", "sgzclv", 30, 20},
-        {"ProductFixedExponent", "sgzclv", -30, -11},
-        {"ProductSlope", "sgz-lv", 0x1p-30, 0x1p-7},
-        {"ProductSlopeAdjustmentFactor", "sgzclv", 1, 1.5},
-        {"ProductBias", "sgzclv", 0, 2},
-        {"SumMode", "sgzclv", "FullPrecision", "SpecifyPrecision"},
-        {"SumWordLength", "sgzclv", 32, 24},
-        {"MaxSumWordLength", "sgzclv", 128, 96},
-        {"SumFractionLength", "sgzclv", 30, 9},
-        {"SumFixedExponent", "sgzclv", -30, 3},
-        {"SumSlope", "sgz-lv", 0x1p-30, 0x1p-5},
-        {"SumSlopeAdjustmentFactor", "sgzclv", 1, 1.25},
-        {"SumBias", "sgzclv", 0, -1},
-        {"CastBeforeSum", "sgzclv", true, false},
-        {"CStyle", "s-----", none, 16},
-        {"Logging", "-gz-l-", false, none},
-        {"isautoscaled", "-g----", false, none},
-        {"datasetbypvpair", "-g----", false, none},
-        {"fimathislocal", "sgzc--", true, false},
-        {"double", "sg----", 0.5, 0.25},
-        {"data", "sg----", 0.5, 0.25},
-        {"int", "sg----", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
-        {"intarray", "sgzcl-", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
-        {"dravelinarray", "sg----", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
-        {"bin", "sg----", "0100000000000000", "0000000000000001"},
-        {"oct", "sg----", "040000", "000001"},
-        {"dec", "sg----", "16384", "00001"},
-        {"hex", "sg----", "4000", "0001"},
-        {"noverflows", "-gzcl-", 0, none},
-        {"nunderflows", "-gzcl-", 0, none},
-        {"maxlog", "-gzcl-", std::numeric_limits<double>::lowest(), none},
-        {"minlog", "-gzcl-", std::numeric_limits<double>::max(), none},
-        {"LastPropertySet", "----lv", none, none},
-        {"Tag", "sgzclv", "", "here"},
+        {"numerictype", "-gS-----", none, none},
+        {"DataTypeMode", "-gSGzclv", "Fixed-point: binary point scaling", none},
+        {"DataTypeModeNoWarning", "-g------", "Fixed-point: binary point scaling", none},
+        {"DataType", "-gSG--lv", "Fixed", none},
+        {"Scaling", "-gSG--lv", "BinaryPoint", none},
+        {"Signed", "-gSGzclv", true, none},
+        {"Signedness", "-gSG--lv", "Signed", none},
+        {"SignednessBool", "-gS---l-", true, none},
+        {"WordLength", "-gSGzclv", 16, none},
+        {"FractionLength", "-gS---lv", 15, none},
+        {"BinaryPoint", "--SG--lv", none, none},
+        {"FixedExponent", "-gSGzclv", -15, none},
+        {"Slope", "-gSG--lv", 0x1p-15, none},
+        {"SlopeAdjustmentFactor", "-gSGzclv", 1, none},
+        {"Bias", "-gSGzclv", 0, none},
+        {"DataTypeOverride", "--SGz-lv", none, none},
+        {"fimath", "sgS-----", none, none},
+        {"RoundMode", "sgSGzclv", "nearest", "floor"},
+        {"OverflowMode", "sgSGzclv", "saturate", "wrap"},
+        {"ProductMode", "sgSGzclv", "FullPrecision", "KeepLSB"},
+        {"ProductWordLength", "sgSGzclv", 32, 40},
+        {"MaxProductWordLength", "sgSGzclv", 128, 64},
+        {"ProductFractionLength", "sgSGzclv", 30, 20},
+        {"ProductFixedExponent", "sgSGzclv", -30, -11},
+        {"ProductSlope", "sgS-z-lv", 0x1p-30, 0x1p-7},
+        {"ProductSlopeAdjustmentFactor", "sgSGzclv", 1, 1.5},
+        {"ProductBias", "sgSGzclv", 0, 2},
+        {"SumMode", "sgSGzclv", "FullPrecision", "SpecifyPrecision"},
+        {"SumWordLength", "sgSGzclv", 32, 24},
+        {"MaxSumWordLength", "sgSGzclv", 128, 96},
+        {"SumFractionLength", "sgSGzclv", 30, 9},
+        {"SumFixedExponent", "sgSGzclv", -30, 3},
+        {"SumSlope", "sgS-z-lv", 0x1p-30, 0x1p-5},
+        {"SumSlopeAdjustmentFactor", "sgSGzclv", 1, 1.25},
+        {"SumBias", "sgSGzclv", 0, -1},
+        {"CastBeforeSum", "sgSGzclv", true, false},
+        {"CStyle", "s-S-----", none, 16},
+        {"Logging", "-gSGz-l-", false, none},
+        {"isautoscaled", "-gS-----", false, none},
+        {"datasetbypvpair", "-gS-----", false, none},
+        {"fimathislocal", "sgSGzc--", true, false},
+        {"double", "sgS-----", 0.5, 0.25},
+        {"data", "sgS-----", 0.5, 0.25},
+        {"int", "sgS-----", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
+        {"intarray", "sgSGzcl-", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
+        {"dravelinarray", "sgS-----", hostScalar<std::int16_t>(16384), hostScalar<std::int16_t>(-3)},
+        {"bin", "sgS-----", "0100000000000000", "0000000000000001"},
+        {"oct", "sgS-----", "040000", "000001"},
+        {"dec", "sgS-----", "16384", "00001"},
+        {"hex", "sgS-----", "4000", "0001"},
+        {"noverflows", "-gSGzcl-", 0, none},
+        {"nunderflows", "-gSGzcl-", 0, none},
+        {"maxlog", "-gSGzcl-", std::numeric_limits<double>::lowest(), none},
+        {"minlog", "-gSGzcl-", std::numeric_limits<double>::max(), none},
+        {"LastPropertySet", "--SG--lv", none, none},
+        {"Tag", "sgSGzclv", "", "here"},
     };
     const auto properties = s16(0.5).interface()->getClass()->getProperties();
     ASSERT_EQ(properties.size(), std::size(rows));
@@ -151,17 +151,7 @@ TEST_F(FiSurface, EveryPropertyIsReadAndWrittenUnderItsAccess) {
         SCOPED_TRACE(row.name);
         const OMPropInfo& property = *properties[i];
         EXPECT_STREQ(property.getName(), row.name);
-        const std::pair<bool, char> attributes[] = {
-            {property.isExternalSetAccess(), 's'}, {property.isExternalGetAccess(), 'g'},
-            {property.isSerializeAccess(), 'z'},   {property.isCopyAccess(), 'c'},
-            {property.isListenerAccess(), 'l'},    {property.isVisible(), 'v'}};
-        std::string letters;
-        for (const auto& [isOn, letter] : attributes) {
-            letters += isOn ? letter : '-';
-        }
-        EXPECT_EQ(letters, row.letters);
-        EXPECT_FALSE(property.isInitAccess() || property.isDefaultAccess() || property.isResetAccess() ||
-                     property.isAbortSetAccess());
+        EXPECT_EQ(lettersOf(property), row.letters);
 
         const Value object = s16(0.5);
         if (row.letters[1] != 'g') {
@@ -303,6 +293,82 @@ TEST_F(FiSurface, OnlyUsersAreWarnedOfTheDataTypeMode) {
 
 // Methods
 
+TEST_F(FiSurface, HasItsMethodsInOrder) {
+    std::string names;
+    for (const OMMethodInfo* const method : s16(0.5).interface()->getClass()->getMethods()) {
+        names += std::string(" ") + method->getName();
+    }
+    EXPECT_EQ(names,
+              " _colonobj colon numberofelements isfi isdouble issingle isboolean isfloat isfixed isscalingbinarypoint"
+              " isscalingslopebias isscalingunspecified isscaledtype isscaleddouble isempty isscalar iscolumn isrow"
+              " isvector isreal length ndims size fi_reshape squeeze transpose ctranspose stripscaling reinterpretcast"
+              " copy maxlog minlog noverflows nunderflows noperations nmathoperations getqloggerstruct numerictype"
+              " fimath bin oct dec hex data double single int intarray dravelinarray real imag realmax realmin fieps"
+              " intmax intmin lowerbound upperbound range uminus conj pow2 bitshift bitcmp bitand bitor bitxor bitget"
+              " bitset stridesort stridesort2 leadingdimension_sum plus minus times mtimes convF convS convV"
+              " get_element set_element binaryop_complex binary_max binary_min unary_max unary_min eq ge gt le lt ne"
+              " sign binaryop_isequal diag tril triu toeplitz hankel subsref subsasgn subscriptedreference"
+              " subscriptedgrowassignment num2sdec num2base base2num copydata displaygloballog resetgloballog"
+              " resetlogging resetlog isautoscaled datasetbypvpair LastPropertySet isfimathlocal"
+              " consolidatelocalfilogs realabs sqrt Is64BitPlatform simfi GetNumericTypeForMatrixTimes"
+              " GetNumericTypeForPlus GetNumericTypeForSum GetNumericTypeForTimes GetBestPrecisionForHvArray set");
+}
+
+/// The types told beforehand are those of results.
+TEST_F(FiSurface, TellsTheTypesOfResults) {
+    constexpr unsigned seed = 5;
+    std::mt19937 random(seed);
+    const auto anyOf = [&random](int first, int last) {
+        return first + static_cast<int>(random() % static_cast<unsigned>(last - first + 1));
+    };
+    const auto told = [this](const char* what, const std::vector<Value>& of) {
+        return session.callStatic("embedded.fi", "GetNumericTypeFor" + std::string(what), of).call("tostring").toText();
+    };
+    const auto typeOfResult = [this](const char* operation, const std::vector<Value>& operands) {
+        return session.call("numerictype", {session.call(operation, operands)}).call("tostring").toText();
+    };
+    const char* const modes[] = {"FullPrecision", "KeepLSB", "KeepMSB", "SpecifyPrecision"};
+    for (int i = 0; i < 100; ++i) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed << " case " << i);
+        const Value t = type(random() % 2 == 0, anyOf(2, 40), anyOf(-5, 50));
+        const Value u = type(random() % 2 == 0, anyOf(2, 40), anyOf(-5, 50));
+        const Value by = rules({{"ProductMode", modes[random() % 4]},
+                                {"ProductWordLength", anyOf(2, 60)},
+                                {"ProductFractionLength", anyOf(-9, 60)},
+                                {"MaxProductWordLength", 300},
+                                {"SumMode", modes[random() % 4]},
+                                {"SumWordLength", anyOf(2, 60)},
+                                {"SumFractionLength", anyOf(-9, 60)},
+                                {"MaxSumWordLength", 300}});
+        const int n = anyOf(2, 9);
+        const std::vector<double> ones(static_cast<std::size_t>(n), 0.0);
+        const Value row = fi(Value::matrix(1, ones.size(), ones), t, by);
+        const Value column = fi(Value::matrix(ones.size(), 1, ones), u, by);
+        const Value i1 = fi(Value::complex(0, 0), t, by);
+        const Value i2 = fi(Value::complex(0, 0), u, by);
+        EXPECT_EQ(told("Plus", {t, u, by}), typeOfResult("plus", {fi(0, t, by), fi(0, u, by)}));
+        EXPECT_EQ(told("Times", {t, u, by}), typeOfResult("times", {fi(0, t, by), fi(0, u, by)}));
+        EXPECT_EQ(told("MatrixTimes", {t, u, by, n}), typeOfResult("mtimes", {row, column}));
+        EXPECT_EQ(told("MatrixTimes", {t, u, by}), told("MatrixTimes", {t, u, by, 1}));
+        EXPECT_EQ(told("Sum", {t, u, by}), typeOfResult("times", {i1, i2}));
+        EXPECT_EQ(told("Sum", {u, by, n}), typeOfResult("leadingdimension_sum", {column}));
+        EXPECT_EQ(told("Sum", {u, by}), told("Sum", {u, by, 1}));
+    }
+    const Value t = type(true, 8, 3);
+    const Value plain = rules({});
+    EXPECT_EQ(told("Plus", {type("Double"), type("Double"), plain}), "numerictype('double')");
+    EXPECT_EQ(thrownBy([&] { told("Times", {type("Boolean"), t, plain}); }).id, "fixedpoint:fi:nobooleanmath");
+    EXPECT_EQ(thrownBy([&] { told("Sum", {t, plain, -1}); }).id, "fixedpoint:fi:termCount");
+    EXPECT_EQ(thrownBy([&] { told("Plus", {t, Value(), plain}); }).id, "fixedpoint:method:noObject");
+    const auto best = [&](const Value& values) {
+        return session.callStatic("embedded.fi", "GetBestPrecisionForHvArray", {t, values}).call("tostring").toText();
+    };
+    EXPECT_EQ(best(std::vector<double>{0.1, -3}), "numerictype(true,8,5)");
+    EXPECT_EQ(best(hostScalar<std::uint16_t>(9)), "numerictype(false,16,0)");
+    EXPECT_EQ(thrownBy([&] { best("text"); }).id, "fixedpoint:fi:setBestPrecision:mustbenumeric");
+    EXPECT_EQ(t.call("tostring").toText(), "numerictype(true,8,3)");
+}
+
 TEST_F(FiSurface, QuestionsOfTypeAndShape) {
     const Value matrix = s16(Value::matrix(2, 3, std::vector<double>(6, 0.5)));
     const Value row = fi(std::vector<double>{1, 2}, type("Double"));
@@ -384,20 +450,22 @@ TEST_F(FiSurface, SetListsAndChangesNothing) {
 }
 
 TEST_F(FiSurface, HostFunctionsMayFindAnArrayAtAnyPlace) {
-    int calls = 0;
-    for (const char* const name : {"plot", "zlim", "and", "plotless"}) {
-        session.addMethod("embedded.fi", name, [&calls](int, std::span<const hvArray* const>) {
-            ++calls;
-            return std::vector<hvArrayOwner>{};
-        });
-    }
-    const Value object = s16(0.5);
-    for (const char* const name : {"plot", "zlim", "and"}) {
-        session.call(0, name, {1, object});
-    }
-    EXPECT_EQ(calls, 3);
-    EXPECT_NE(thrownBy([&] { session.call(0, "plotless", {1, object}); }).id, "");
-    EXPECT_EQ(thrownBy([&] { session.call("colon", {1, object}); }).id, "fixedpoint:fi:colon:NotDefined");
+    inOwnProcess([this] {
+        int calls = 0;
+        for (const char* const name : {"plot", "zlim", "and", "plotless"}) {
+            session.addMethod("embedded.fi", name, [&calls](int, std::span<const hvArray* const>) {
+                ++calls;
+                return std::vector<hvArrayOwner>{};
+            });
+        }
+        const Value object = s16(0.5);
+        for (const char* const name : {"plot", "zlim", "and"}) {
+            session.call(0, name, {1, object});
+        }
+        EXPECT_EQ(calls, 3);
+        EXPECT_NE(thrownBy([&] { session.call(0, "plotless", {1, object}); }).id, "");
+        EXPECT_EQ(thrownBy([&] { session.call("colon", {1, object}); }).id, "fixedpoint:fi:colon:NotDefined");
+    });
 }
 
 // Handles

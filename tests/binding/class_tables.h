@@ -1,0 +1,107 @@
+// Class records as text, for comparison with a table that states them.
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "host/om.h"
+#include "host/reference/Value.h"
+
+/// "VELMAR array" and the package are understood.
+inline std::string shortName(const OMDataType* type) {
+    const std::string name = type->getName();
+    const std::string package = "embedded.";
+    return name == "VELMAR array" ? "array" : name.starts_with(package) ? name.substr(package.size()) : name;
+}
+
+/// Access and visibility: external set and get, internal set and get, serialize, copy, listener, visible; a "!" behind
+/// them for an attribute that no property of the package has.
+inline std::string lettersOf(const OMPropInfo& property) {
+    const OMPropertyAccess& access = property.getAccess();
+    const std::pair<bool, char> attributes[] = {{access.isExternalSetAccess, 's'}, {access.isExternalGetAccess, 'g'},
+                                                {access.isInternalSetAccess, 'S'}, {access.isInternalGetAccess, 'G'},
+                                                {access.isSerializeAccess, 'z'},   {access.isCopyAccess, 'c'},
+                                                {access.isListenerAccess, 'l'},    {property.isVisible(), 'v'}};
+    std::string letters;
+    for (const auto& [isOn, letter] : attributes) {
+        letters += isOn ? letter : '-';
+    }
+    const bool hasOther =
+        access.isInitAccess || access.isDefaultAccess || access.isResetAccess || access.isAbortSetAccess;
+    return hasOther ? letters + "!" : letters;
+}
+
+/// The properties of the class itself, a line each, in order: letters, name, type.
+inline std::string propertyLines(const OMClass& objectClass) {
+    std::string lines = "\n";
+    for (const OMPropInfo* const property : objectClass.getProperties()) {
+        if (property->getClass() == &objectClass) {
+            lines += lettersOf(*property) + " " + property->getName() + " " + shortName(property->getDataType()) + "\n";
+        }
+    }
+    return lines;
+}
+
+inline std::string signatureText(const OMMethodSignature& signature) {
+    std::string text;
+    for (const OMMethodSignature::Argument& argument : signature.getArguments()) {
+        text += (text.empty() ? "" : ", ") + shortName(argument.dataType);
+    }
+    text = "(" + text + (signature.getNumberOfRepeatableArgs() > 0 ? "...)" : ")");
+    for (int i = 0; i < signature.getNumberOfReturnArgs(); ++i) {
+        text += " " + shortName(signature.getReturnType(i));
+    }
+    return text;
+}
+
+/// The methods of the class itself, a line each, in order: "any" where the object may stand anywhere, "static" where
+/// none is needed, the name, arguments and results of each signature.
+inline std::string methodLines(const OMClass& objectClass) {
+    std::string lines = "\n";
+    for (const OMMethodInfo* const method : objectClass.getMethods()) {
+        if (method->getClass() != &objectClass) {
+            continue;
+        }
+        lines += method->isDispatchedOnFirstArgument() ? "" : "any ";
+        lines += std::string(method->isStatic() ? "static " : "") + method->getName();
+        for (const auto& signature : method->getMethodSignatures()) {
+            lines += " " + signatureText(*signature);
+        }
+        lines += "\n";
+    }
+    return lines;
+}
+
+/// What the system itself tells the listeners of an object from here on: "name=value " of each property that was set.
+class HeardValues {
+ public:
+    explicit HeardValues(const hostref::Value& object) : mObject(object) {
+        mId = listeners().addListener([this](OMDatabaseClient* client, const OMEvent& event) {
+            const auto& change = dynamic_cast<const OMPropertyEvent&>(event);
+            if (!client->isInternal() || change.getKind() != OMPropertyEvent::Kind::PostSet) {
+                return;
+            }
+            mText << change.getProperty()->getName() << '=';
+            const std::string type = shortName(change.getProperty()->getDataType());
+            if (type == "string") {
+                mText << static_cast<const char*>(change.getNewValue()) << ' ';
+            } else if (type == "int32") {
+                mText << *static_cast<const std::int32_t*>(change.getNewValue()) << ' ';
+            } else {
+                mText << *static_cast<const double*>(change.getNewValue()) << ' ';
+            }
+        });
+    }
+    HeardValues(const HeardValues&) = delete;
+    HeardValues& operator=(const HeardValues&) = delete;
+    ~HeardValues() { listeners().removeListener(mId); }
+    std::string text() const { return mText.str(); }
+
+ private:
+    OMListenerManager& listeners() const { return *mObject.interface()->getListenerManager(); }
+
+    hostref::Value mObject;
+    OMListenerManager::Id mId;
+    std::ostringstream mText;
+};
