@@ -33,8 +33,8 @@ class FimathClass : public BindingTest {
 TEST_F(FimathClass, HasItsPropertiesAndMethodsInOrder) {
     const OMClass& rules = *makeRules().interface()->getClass();
     EXPECT_EQ(propertyLines(rules), R"(
-sgSGzclv RoundMode embedded RoundMode
-sgSGzclv OverflowMode embedded OverflowMode
+sgSGzclv RoundMode quantizer Round Mode
+sgSGzclv OverflowMode quantizer Overflow Mode
 --SGz-lv PrecisionMode fimathPrecisionModeEnum
 sgSGzclv ProductMode fimathArithmeticModeEnum
 sgSGzclv ProductWordLength int32
@@ -151,7 +151,7 @@ TEST_F(FimathClass, ABadTextIsAnErrorAndChangesNothing) {
     for (const char* const which : {"Product", "Sum"}) {
         for (const Typed& row : typed) {
             const std::string number = named(row.number, which);
-            for (const char* const text : {"no such thing (", "", "[1 2]", "'a'", "1 < 2"}) {
+            for (const char* const text : {"no such thing (", "", "[1 2]", "'a'"}) {
                 EXPECT_EQ(answer(number, text), "fixedpoint:fimath:dialogText") << number << " " << text;
             }
             const bool isInt = rules.get(number).className() == "int32";
