@@ -28,10 +28,12 @@ words:
 
 tour:
 	@tools/install-deps build run
-	@tools/build release first_steps indexing_tour
+	@tools/build release first_steps indexing_tour front_tour
 	@build/release/examples/first_steps
 	@echo
 	@build/release/examples/indexing_tour
+	@echo
+	@build/release/examples/front_tour
 
 test:
 	@tools/install-deps build test
@@ -74,7 +76,7 @@ coverage:
 
 install:
 	@tools/install-deps build
-	@tools/build release tolvane
+	@tools/build release tolvane tolvane_front
 	@cmake --install build/release --prefix $(PREFIX)
 
 clean:

@@ -3,11 +3,11 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tolvane)
 install(
-  TARGETS tolvane tolvane_host tolvane_settings
+  TARGETS tolvane tolvane_host tolvane_front tolvane_settings
   EXPORT tolvane-targets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvane)
 install(EXPORT tolvane-targets NAMESPACE tolvane:: DESTINATION ${package_dir})
-foreach(folder host host/reference ${TOLVANE_LAYERS})
+foreach(folder host host/reference host/front ${TOLVANE_LAYERS})
   file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
   install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvane/${folder})
 endforeach()

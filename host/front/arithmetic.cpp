@@ -1,0 +1,188 @@
+#include "host/front/arithmetic.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/front/concatenation.h"
+
+namespace front {
+
+// Quotients
+
+namespace {
+
+/// An operand as a `fi`: a host array in the other one's word length, signed where it has to be, at the best precision
+/// for its values.
+Value asFi(Session& session, const Value& operand, const Value& other) {
+    if (isFi(operand)) {
+        return operand;
+    }
+    const Value type = other.get("numerictype");
+    if (session.call("isscaledtype", {other}).toBool()) {
+        const auto isNegative = [](double x) { return x < 0; };
+        if (std::ranges::any_of(operand.toDoubles(), isNegative) ||
+            std::ranges::any_of(operand.toImaginaries(), isNegative)) {
+            type.set("SignednessBool", true);
+        }
+        type.set("Scaling", "Unspecified");
+    }
+    return session.construct(arrayClass, {asNumbers(operand), type, Value(false)});
+}
+
+/// The least power of two that is near a magnitude in the array, as its exponent; 0 when there is none.
+double leastExponent(const Value& array) {
+    const std::vector<double> real = array.toDoubles();
+    const std::vector<double> imaginary = array.toImaginaries();
+    double least = std::numeric_limits<double>::infinity();
+    for (std::size_t i = 0; i < real.size(); ++i) {
+        const double magnitude = std::hypot(real[i], imaginary.empty() ? 0.0 : imaginary[i]);
+        least = magnitude > 0 ? std::min(least, magnitude) : least;
+    }
+    return std::isinf(least) ? 0.0 : std::ilogb(least);
+}
+
+/// A type as far as quotients depend on it.
+struct Word {
+    explicit Word(const Value& type)
+        : dataType(type.get("DataType").toText()),
+          isSigned(type.get("SignednessBool").toBool()),
+          wordLength(type.get("WordLength").toDouble()),
+          fixedExponent(type.get("FixedExponent").toDouble()) {
+        if (dataType == "boolean") {
+            *this = Word{"Fixed", false, 1, 0};
+        }
+    }
+
+    std::string dataType;
+    bool isSigned;
+    double wordLength;
+    double fixedExponent;
+
+ private:
+    Word(std::string data, bool sign, double bits, double exponent)
+        : dataType(std::move(data)), isSigned(sign), wordLength(bits), fixedExponent(exponent) {}
+};
+
+}  // namespace
+
+Value computeDivideType(Session& session, const Value& numerator, const Value& denominator) {
+    const std::array operands = {numerator, denominator};
+    const Value& known = firstobj(operands);
+    const Word a(asFi(session, numerator, known).get("numerictype"));
+    Word b(asFi(session, denominator, known).get("numerictype"));
+    if (!isFi(denominator)) {
+        b.fixedExponent = leastExponent(denominator);
+    }
+    const Value type = session.construct(typeClass);
+    for (const char* const dataType : {"double", "single", "ScaledDouble"}) {
+        if (a.dataType == dataType || b.dataType == dataType) {
+            type.set("DataType", dataType);
+            if (std::string_view(dataType) != "ScaledDouble") {
+                return type;
+            }
+        }
+    }
+    type.set("SignednessBool", a.isSigned || b.isSigned);
+    type.set("WordLength", std::max(a.wordLength, b.wordLength));
+    type.set("FixedExponent", a.fixedExponent - b.fixedExponent);
+    return type;
+}
+
+Value rdivide(Session& session, const Value& numerator, const Value& denominator) {
+    const Value type = computeDivideType(session, numerator, denominator);
+    return session.call("divide", {type, asFi(session, numerator, denominator), asFi(session, denominator, numerator)});
+}
+
+Value mrdivide(Session& session, const Value& numerator, const Value& divisor) {
+    if (elementCount(dimensionsOf(session, divisor)) != 1) {
+        throw hostref::HostError("fixedpoint:fi:mrdivide:scalarDivisor",
+                                 "A matrix can be divided by a scalar only; use rdivide for quotients of elements.");
+    }
+    return rdivide(session, numerator, divisor);
+}
+
+// Magnitudes and roots
+
+namespace {
+
+/// Calls a method that takes a type, rules, both or neither.
+Value callBy(Session& session, const char* method, const Value& array, const Value& type, const Value& rules) {
+    std::vector<Value> arguments = {array};
+    for (const Value& given : {type, rules}) {
+        if (given.isObject()) {
+            arguments.push_back(given);
+        }
+    }
+    return session.call(method, arguments);
+}
+
+/// Magnitudes of floating-point elements, in which squares could overflow.
+Value floatMagnitudes(Session& session, const Value& array) {
+    const Value values = session.get(array, "double");
+    const std::vector<double> real = values.toDoubles();
+    const std::vector<double> imaginary = values.toImaginaries();
+    std::vector<double> magnitudes(real.size());
+    std::ranges::transform(real, imaginary, magnitudes.begin(), [](double x, double y) { return std::hypot(x, y); });
+    const bool isLocal = session.call("isfimathlocal", {array}).toBool();
+    return session.construct(arrayClass, {doubles(values.dimensions(), magnitudes), array.get("numerictype"),
+                                          isLocal ? array.get("fimath") : Value(false)});
+}
+
+}  // namespace
+
+Value abs(Session& session, const Value& array, const Value& type, const Value& rules) {
+    if (session.call("isreal", {array}).toBool()) {
+        return callBy(session, "realabs", array, type, rules);
+    }
+    if (!session.call("isfixed", {array}).toBool()) {
+        return callBy(session, "realabs", floatMagnitudes(session, array), type, rules);
+    }
+    const auto squares = [&](const char* part) {
+        const Value values = session.call(part, {array});
+        if (rules.isObject()) {
+            values.set("fimath", rules);
+        }
+        return session.call("times", {values, values});
+    };
+    // A type that a `fi` has is one of its own to change.
+    const Value wanted = (type.isObject() ? session.construct(arrayClass, {Value(), type}) : array).get("numerictype");
+    if (wanted.get("SignednessBool").isEmpty()) {
+        wanted.set("SignednessBool", false);
+    }
+    return callBy(session, "sqrt", session.call("plus", {squares("real"), squares("imag")}), wanted, rules);
+}
+
+Value sqrt(Session& session, const Value& array, const Value& type, const Value& rules) {
+    return callBy(session, "sqrt", array, type, rules);
+}
+
+// Convolutions and complex arrays
+
+Value conv(Session& session, const Value& a, const Value& b, std::string_view shape) {
+    static constexpr std::pair<std::string_view, const char*> methods[] = {
+        {"full", "convF"}, {"same", "convS"}, {"valid", "convV"}};
+    const auto found = std::ranges::find(methods, shape, [](const auto& row) { return row.first; });
+    if (found == std::end(methods)) {
+        throw hostref::HostError("fixedpoint:fi:conv:shape", "The shape of a convolution is full, same or valid.");
+    }
+    if (!isVector(dimensionsOf(session, a)) || !isVector(dimensionsOf(session, b))) {
+        throw hostref::HostError("fixedpoint:fi:conv:vectors", "The operands of a convolution must be vectors.");
+    }
+    return session.call(found->second, {a, b});
+}
+
+Value complex(Session& session, const Value& realPart, const Value& imaginaryPart) {
+    return session.call("binaryop_complex", {realPart, imaginaryPart});
+}
+
+Value complex(Session& session, const Value& array) {
+    const bool isReal = session.call("isreal", {array}).toBool();
+    return isReal ? complex(session, array, 0) : session.call("copy", {array});
+}
+
+}  // namespace front

@@ -1,0 +1,284 @@
+#include "host/front/construction.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "host/om.h"
+
+namespace front {
+
+namespace {
+
+[[noreturn]] void fail(const char* id, const std::string& text) {
+    throw hostref::HostError(id, text);
+}
+
+/// Answers whether a user may set the property.
+bool hasSetting(const Value& object, const std::string& name) {
+    const OMPropInfo* const property = object.interface()->getClass()->getProperty(name.c_str());
+    return property != nullptr && property->isExternalSetAccess();
+}
+
+/// Compares what was kept with what was given; a value of another kind was converted.
+bool isSame(const Value& kept, const Value& given) {
+    if (given.isObject() || given.isEmpty() || hvIsChar(kept.array()) != hvIsChar(given.array())) {
+        return true;
+    }
+    return hvIsChar(kept.array()) ? kept.toText() == given.toText() : kept.toDouble() == given.toDouble();
+}
+
+/// Sets a property of a type or of rules, which may refuse it without an error.
+void setOrThrow(Session& session, const Value& object, const Setting& setting) {
+    session.set(object, setting.name, setting.value);
+    // The mode would be read with advice against it.
+    const std::string readName = setting.name == "DataTypeMode" ? "DataTypeModeNoWarning" : setting.name;
+    const OMPropInfo* const property = object.interface()->getClass()->getProperty(readName.c_str());
+    if (property->isExternalGetAccess() && !isSame(session.get(object, readName), setting.value)) {
+        fail("fixedpoint:fi:constructor:refusedSetting",
+             "The value of '" + setting.name + "' doesn't go with the rest of the type or the rules.");
+    }
+}
+
+/// Properties that make a type what it is, each after those that it depends on.
+constexpr const char* typeProperties[] = {"DataTypeMode",          "Signedness", "WordLength",      "FixedExponent",
+                                          "SlopeAdjustmentFactor", "Bias",       "DataTypeOverride"};
+
+Value copyOfType(Session& session, const Value& type) {
+    const Value copy = session.construct(typeClass);
+    for (const char* const property : typeProperties) {
+        const char* const readName = std::string_view(property) == "DataTypeMode" ? "DataTypeModeNoWarning" : property;
+        // A type refuses what its mode settles, even where nothing would change.
+        if (const Value value = session.get(type, readName); session.get(copy, readName) != value) {
+            session.set(copy, property, value);
+        }
+    }
+    return copy;
+}
+
+Value globalRules(Session& session) {
+    return session.construct(arrayClass).get("fimath");
+}
+
+Value copyOfRules(Session& session, const Value& rules) {
+    return session.construct(arrayClass, {Value(), session.construct(typeClass), rules}).get("fimath");
+}
+
+const Value& requireObject(const Value& value, const char* className) {
+    if (!isObjectOf(value, className)) {
+        fail("fixedpoint:fi:constructor:badArgument", std::string("An object of class ") + className + " is expected.");
+    }
+    return value;
+}
+
+/// Properties that settle the scaling of a type, and those of them that a binary point has no room for.
+constexpr std::string_view scalingProperties[] = {"DataTypeMode",          "Scaling", "FractionLength",
+                                                  "BinaryPoint",           "Slope",   "FixedExponent",
+                                                  "SlopeAdjustmentFactor", "Bias"};
+constexpr std::string_view slopeBiasProperties[] = {"Slope", "SlopeAdjustmentFactor", "Bias"};
+
+bool isOneOf(std::span<const std::string_view> names, std::string_view name) {
+    return std::ranges::find(names, name) != names.end();
+}
+
+/// Settings of an array that give it no elements.
+bool isMark(const Setting& setting) {
+    return setting.name == "Tag" || setting.name == "fimathislocal";
+}
+
+/// What is known of an array that is to be made.
+class Recipe {
+ public:
+    explicit Recipe(Session& session) : mSession(session) {}
+
+    void takeValues(const Value& values) { mValues = asNumbers(values); }
+    void takeNewType() { mType = mSession.construct(typeClass); }
+    void takeType(const Value& type);
+    void takeRules(const Value& rules) { mRules = copyOfRules(mSession, requireObject(rules, rulesClass)); }
+    void take(const Setting& setting);
+    Value make();
+
+ private:
+    bool isMadeOfFi() const { return mValues && isFi(*mValues); }
+    /// The type as it is so far: at first that of a `fi` that is given, else the default one without its scaling.
+    const Value& type();
+    Value rules() const;
+
+    Session& mSession;
+    std::optional<Value> mValues;
+    std::optional<Value> mType;
+    bool mHasScaling = false;
+    std::optional<Value> mRules;
+    Settings mOfArray;
+};
+
+void Recipe::takeType(const Value& type) {
+    mType = copyOfType(mSession, requireObject(type, typeClass));
+    mHasScaling = true;
+}
+
+const Value& Recipe::type() {
+    if (!mType) {
+        mType = isMadeOfFi() ? mValues->get("numerictype") : mSession.construct(typeClass);
+        mHasScaling = isMadeOfFi();
+    }
+    return *mType;
+}
+
+Value Recipe::rules() const {
+    if (mRules) {
+        return *mRules;
+    }
+    const bool hasOwn = isMadeOfFi() && mSession.call("isfimathlocal", {*mValues}).toBool();
+    return hasOwn ? mValues->get("fimath") : Value(false);
+}
+
+void Recipe::take(const Setting& setting) {
+    if (setting.name == "data" || setting.name == "double") {
+        takeValues(setting.value);
+    } else if (setting.name == "numerictype") {
+        takeType(setting.value);
+    } else if (setting.name == "fimath") {
+        takeRules(setting.value);
+    } else if (hasSetting(type(), setting.name)) {
+        if (!mHasScaling && isOneOf(slopeBiasProperties, setting.name)) {
+            type().set("Scaling", "SlopeBias");
+        }
+        setOrThrow(mSession, type(), setting);
+        mHasScaling = mHasScaling || isOneOf(scalingProperties, setting.name);
+    } else if (hasSetting(mSession.construct(rulesClass), setting.name)) {
+        if (!mRules) {
+            mRules = globalRules(mSession);
+        }
+        setOrThrow(mSession, *mRules, setting);
+    } else if (hasSetting(mSession.construct(arrayClass), setting.name)) {
+        mOfArray.push_back(setting);
+    } else {
+        fail("fixedpoint:fi:constructor:unknownProperty",
+             "'" + setting.name + "' is no property that an array can be made with.");
+    }
+}
+
+Value Recipe::make() {
+    const std::string dataType = type().get("DataType").toText();
+    if (!mHasScaling && (dataType == "Fixed" || dataType == "ScaledDouble")) {
+        if (!mValues && !std::ranges::all_of(mOfArray, isMark)) {
+            fail("fixedpoint:fi:constructor:scalingNeeded", "Words need a scaling, such as a FractionLength.");
+        }
+        type().set("Scaling", "Unspecified");
+    }
+    Value made;
+    if (isMadeOfFi()) {
+        // The values as doubles settle a scaling; the elements come in full.
+        const Value settled = mSession.construct(arrayClass, {mValues->get("double"), type()}).get("numerictype");
+        made = mSession.construct(arrayClass, {Value(), settled, rules()});
+        mSession.call("copydata", {made, *mValues});
+    } else {
+        made = mSession.construct(arrayClass, {mValues.value_or(Value()), type(), rules()});
+    }
+    for (const Setting& setting : mOfArray) {
+        mSession.set(made, setting.name, setting.value);
+    }
+    return made;
+}
+
+Value set(Session& session, const Value& object, const Settings& settings) {
+    for (const Setting& setting : settings) {
+        if (!hasSetting(object, setting.name)) {
+            fail("fixedpoint:fi:constructor:unknownProperty", "'" + setting.name +
+                                                                  "' is no property that an object of class " +
+                                                                  object.className() + " can be made with.");
+        }
+        setOrThrow(session, object, setting);
+    }
+    return object;
+}
+
+bool isText(const Value& value) {
+    return value.isArray() && hvIsChar(value.array());
+}
+
+// What numbers after the values stand for, by how many there are.
+constexpr const char* positions[][5] = {
+    {},
+    {"SignednessBool"},
+    {"SignednessBool", "WordLength"},
+    {"SignednessBool", "WordLength", "FractionLength"},
+    {"SignednessBool", "WordLength", "Slope", "Bias"},
+    {"SignednessBool", "WordLength", "SlopeAdjustmentFactor", "FixedExponent", "Bias"},
+};
+
+}  // namespace
+
+Value fi(Session& session, const Value& values, const Settings& settings) {
+    Recipe recipe(session);
+    recipe.takeValues(values);
+    std::ranges::for_each(settings, [&](const Setting& setting) { recipe.take(setting); });
+    return recipe.make();
+}
+
+Value fi(Session& session, const Value& values, bool isSigned, int wordLength, int fractionLength,
+         const Settings& settings) {
+    Settings all = {{"numerictype", numerictype(session, {{"SignednessBool", isSigned},
+                                                          {"WordLength", wordLength},
+                                                          {"FractionLength", fractionLength}})}};
+    all.insert(all.end(), settings.begin(), settings.end());
+    return fi(session, values, all);
+}
+
+Value fiWith(Session& session, const Settings& settings) {
+    Recipe recipe(session);
+    std::ranges::for_each(settings, [&](const Setting& setting) { recipe.take(setting); });
+    return recipe.make();
+}
+
+Value fiOf(Session& session, std::span<const Value> arguments) {
+    Recipe recipe(session);
+    std::size_t next = 0;
+    if (!arguments.empty() && !isText(arguments[0])) {
+        recipe.takeValues(arguments[next++]);
+    }
+    if (next > 0) {
+        const auto end = std::find_if(arguments.begin() + 1, arguments.end(),
+                                      [](const Value& value) { return value.isObject() || isText(value); });
+        const auto numbers = std::span(arguments.begin() + 1, end);
+        if (numbers.size() >= std::size(positions)) {
+            fail("fixedpoint:fi:constructor:badArgument", "At most five numbers can follow the values.");
+        }
+        if (!numbers.empty()) {
+            recipe.takeNewType();
+        }
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            recipe.take({positions[numbers.size()][i], numbers[i]});
+        }
+        next += numbers.size();
+        if (numbers.empty() && next < arguments.size() && isObjectOf(arguments[next], typeClass)) {
+            recipe.takeType(arguments[next++]);
+        }
+        if (next < arguments.size() && !isText(arguments[next])) {
+            recipe.takeRules(arguments[next++]);
+        }
+    }
+    for (; next < arguments.size(); next += 2) {
+        if (!isText(arguments[next])) {
+            fail("fixedpoint:fi:constructor:badArgument", "The name of a property is expected.");
+        }
+        if (next + 1 == arguments.size()) {
+            fail("fixedpoint:fi:constructor:pairIncomplete", "A value must follow the name of a property.");
+        }
+        recipe.take({arguments[next].toText(), arguments[next + 1]});
+    }
+    return recipe.make();
+}
+
+Value numerictype(Session& session, const Settings& settings) {
+    return set(session, session.construct(typeClass), settings);
+}
+
+Value fimath(Session& session, const Settings& settings) {
+    return set(session, globalRules(session), settings);
+}
+
+}  // namespace front

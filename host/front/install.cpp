@@ -1,0 +1,169 @@
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/front/front.h"
+
+namespace front {
+
+namespace {
+
+using Results = std::vector<Value>;
+
+// The host's standard errors by their numbers.
+constexpr int tooManyInputs = 1;
+constexpr int notEnoughInputs = 2;
+constexpr int tooManyOutputs = 3;
+
+/// Whether an argument is there and isn't the empty array that stands for one left out.
+bool isGiven(Values arguments, std::size_t place) {
+    return place < arguments.size() && (arguments[place].isObject() || !arguments[place].isEmpty());
+}
+
+WantedDimension dimensionIn(Values arguments, std::size_t place) {
+    return isGiven(arguments, place) ? WantedDimension(dimensionAt(arguments[place])) : std::nullopt;
+}
+
+template <auto compute>
+Results ofAll(Session& session, int /*resultCount*/, Values arguments) {
+    return {compute(session, arguments)};
+}
+
+template <auto compute>
+Results ofTwo(Session& session, int /*resultCount*/, Values arguments) {
+    return {compute(session, arguments[0], arguments[1])};
+}
+
+template <TruthRule rule>
+Results ofTruths(Session& session, int /*resultCount*/, Values arguments) {
+    return {joinTruths(session, rule, arguments[0], arguments[1])};
+}
+
+/// An array, a type and rules, of which the last two may be left out.
+template <auto compute>
+Results byTypeAndRules(Session& session, int /*resultCount*/, Values arguments) {
+    const bool hasType = arguments.size() > 1 && isObjectOf(arguments[1], typeClass);
+    const std::size_t rulesPlace = hasType ? 2 : 1;
+    if (arguments.size() > rulesPlace + 1 ||
+        (arguments.size() > rulesPlace && !isObjectOf(arguments[rulesPlace], rulesClass))) {
+        throw hostref::HostError("fixedpoint:fi:abs:badArgument",
+                                 "A type and rules, in this order, can follow the array.");
+    }
+    return {compute(session, arguments[0], hasType ? arguments[1] : Value(),
+                    arguments.size() > rulesPlace ? arguments[rulesPlace] : Value())};
+}
+
+Results catCall(Session& session, int /*resultCount*/, Values arguments) {
+    return {cat(session, dimensionAt(arguments[0]), arguments.subspan(1))};
+}
+
+Results sumCall(Session& session, int /*resultCount*/, Values arguments) {
+    return {sum(session, arguments[0], dimensionIn(arguments, 1))};
+}
+
+/// "max(a, b)", or "max(a)" and "max(a, [], dimension)" with the places as second result.
+template <auto ofTwoArrays, auto along>
+Results extremes(Session& session, int resultCount, Values arguments) {
+    if (arguments.size() == 2) {
+        if (resultCount > 1) {
+            hvErrMsg(tooManyOutputs);
+        }
+        return {ofTwoArrays(session, arguments[0], arguments[1])};
+    }
+    if (isGiven(arguments, 1)) {
+        throw hostref::HostError("fixedpoint:fi:max:arraysAndDimension",
+                                 "Two arrays are compared element by element, not along a dimension.");
+    }
+    const Extremes found = along(session, arguments[0], dimensionIn(arguments, 2));
+    return {found.values, found.places};
+}
+
+Results convCall(Session& session, int /*resultCount*/, Values arguments) {
+    return {conv(session, arguments[0], arguments[1], arguments.size() > 2 ? arguments[2].toText() : "full")};
+}
+
+Results complexCall(Session& session, int /*resultCount*/, Values arguments) {
+    return {arguments.size() == 1 ? complex(session, arguments[0]) : complex(session, arguments[0], arguments[1])};
+}
+
+Results firstobjCall(Session& /*session*/, int /*resultCount*/, Values arguments) {
+    return {firstobj(arguments)};
+}
+
+using Implementation = Results (*)(Session& session, int resultCount, Values arguments);
+
+struct Row {
+    const char* name;
+    std::size_t fewest;  // arguments
+    std::size_t most;
+    int mostResults;
+    Implementation implementation;
+};
+
+constexpr std::size_t any = SIZE_MAX;
+
+constexpr bool isAnd(bool a, bool b) {
+    return a && b;
+}
+constexpr bool isOr(bool a, bool b) {
+    return a || b;
+}
+constexpr bool isXor(bool a, bool b) {
+    return a != b;
+}
+
+constexpr Row fiFunction = {"fi", 0, any, 1, ofAll<fiOf>};
+constexpr Row propertiesEqual = {"ispropequal", 2, 2, 1, ofTwo<ispropequal>};
+
+constexpr Row methods[] = {
+    {"abs", 1, 3, 1, byTypeAndRules<front::abs>},
+    {"and", 2, 2, 1, ofTruths<isAnd>},
+    {"cat", 1, any, 1, catCall},
+    {"complex", 1, 2, 1, complexCall},
+    {"computeDivideType", 2, 2, 1, ofTwo<computeDivideType>},
+    {"conv", 2, 3, 1, convCall},
+    {"emptyfirstobj", 1, any, 1, ofAll<emptyfirstobj>},
+    {"firstobj", 1, any, 1, firstobjCall},
+    {"horzcat", 1, any, 1, ofAll<horzcat>},
+    {"isequal", 2, any, 1, ofAll<isequal>},
+    propertiesEqual,
+    {"max", 1, 3, 2, extremes<max, maxAlong>},
+    {"min", 1, 3, 2, extremes<min, minAlong>},
+    {"mrdivide", 2, 2, 1, ofTwo<mrdivide>},
+    {"or", 2, 2, 1, ofTruths<isOr>},
+    {"rdivide", 2, 2, 1, ofTwo<rdivide>},
+    {"sum", 1, 2, 1, sumCall},
+    {"todoublecell", 1, any, 1, ofAll<todoublecell>},
+    {"vertcat", 1, any, 1, ofAll<vertcat>},
+    {"xor", 2, 2, 1, ofTruths<isXor>},
+};
+
+/// The function with its counts tested.
+hostref::SessionFunction functionOf(const Row& row) {
+    return [&row](Session& session, int resultCount, Values arguments) {
+        if (arguments.size() < row.fewest) {
+            hvErrMsg(notEnoughInputs);
+        }
+        if (arguments.size() > row.most) {
+            hvErrMsg(tooManyInputs);
+        }
+        if (resultCount > row.mostResults) {
+            hvErrMsg(tooManyOutputs);
+        }
+        return row.implementation(session, resultCount, arguments);
+    };
+}
+
+}  // namespace
+
+void install(Session& session) {
+    session.addFunction(fiFunction.name, functionOf(fiFunction));
+    for (const Row& row : methods) {
+        session.addMethod(arrayClass, row.name, functionOf(row));
+    }
+    for (const char* const className : {typeClass, rulesClass}) {
+        session.addMethod(className, propertiesEqual.name, functionOf(propertiesEqual));
+    }
+}
+
+}  // namespace front

@@ -1,0 +1,63 @@
+// Sizes of what a user holds, and an array seen along one of its dimensions.
+//
+// Dimensions count from 0 here; users count them from 1 (`dimensionAt`).
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "host/reference/Session.h"
+
+namespace front {
+
+using hostref::Session;
+using hostref::Value;
+using Dimensions = std::vector<std::size_t>;
+
+inline constexpr const char* arrayClass = "embedded.fi";
+inline constexpr const char* typeClass = "embedded.numerictype";
+inline constexpr const char* rulesClass = "embedded.fimath";
+
+/// Answers whether the value is an object of the class.
+bool isObjectOf(const Value& value, const char* className);
+inline bool isFi(const Value& value) {
+    return isObjectOf(value, arrayClass);
+}
+
+Dimensions dimensionsOf(Session& session, const Value& value);
+std::size_t elementCount(const Dimensions& dimensions);
+bool isEmpty(Session& session, const Value& value);
+/// Answers whether it has two dimensions of which one is 1.
+bool isVector(const Dimensions& dimensions);
+/// The first dimension whose size isn't 1; 0 when there is none.
+std::size_t firstLongDimension(const Dimensions& dimensions);
+/// Reads the number of a dimension as a user gives it. Throws "fixedpoint:fi:dimension:mustBePositiveInteger" unless it
+/// is a whole number from 1 to 1024.
+std::size_t dimensionAt(const Value& number);
+
+/// Makes a double array of any number of dimensions from its elements, column by column.
+Value doubles(const Dimensions& dimensions, std::span<const double> elements);
+/// A logical array as doubles, which a precision can be found for; any other value as it is.
+Value asNumbers(const Value& value);
+/// The same elements in other dimensions, whose product must be the same.
+Value reshaped(Session& session, const Value& array, Dimensions dimensions);
+
+/// An array as `outer` blocks of `length` rows of `inner` elements, the rows counting along the dimension.
+struct Along {
+    Along(Dimensions dimensions, std::size_t dimension);
+
+    /// The dimensions with another size along this one.
+    Dimensions withLength(std::size_t other) const;
+    /// A matrix with the dimension in front: a column for each place in the other dimensions.
+    Value inFront(Session& session, const Value& array) const;
+
+    Dimensions dimensions;
+    std::size_t dimension;
+    std::size_t inner = 1;
+    std::size_t length = 1;
+    std::size_t outer = 1;
+};
+
+}  // namespace front
