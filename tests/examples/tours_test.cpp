@@ -55,4 +55,20 @@ TEST(IndexingTour, ToldFactsAreTrue) {
     expectFacts(INDEXING_TOUR, facts);
 }
 
+TEST(FrontTour, ToldFactsAreTrue) {
+    const Fact facts[] = {
+        {"\n  fi(pi,1,8,4,floor)     [3.125]   signed, 8 bits, fraction length 4\n", "50.27 / 16, cut down"},
+        {"\n  from hex words         [0.9921875  -1]\n", "127 / 128, -128 / 128"},
+        {"\n  [1.3 a 100]            [1.25  3.125  7.9375] ", "20.8 / 16 cut down; 127 / 16"},
+        {"\n  sum along rows         [12.3125 ; -12.3125]\n", ""},
+        {"\n  max along rows         [7.9375 ; -1.25] at places [3  1]\n", ""},
+        {"\n  b / 3                  [0.40625  1.03125  2.625]   signed, 8 bits, fraction length 5\n",
+         "13.3, 33.3 and 84.67 of 1/32, cut down"},
+        {"\n  abs(3 - 4i)            [5]\n", ""},
+        {"\n  isequal                yes\n  ispropequal            no\n", "other words, equal values"},
+        {"\n  fi(1,'WordLenth',8)    fixedpoint:fi:constructor:unknownProperty\n", "misspelt"},
+    };
+    expectFacts(FRONT_TOUR, facts);
+}
+
 }  // namespace
