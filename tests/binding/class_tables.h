@@ -32,15 +32,29 @@ inline std::string lettersOf(const OMPropInfo& property) {
     return hasOther ? letters + "!" : letters;
 }
 
-/// The properties of the class itself, a line each, in order: letters, name, type.
+/// Names in order, those that follow each other with one description in one line behind it.
+class GroupedLines {
+ public:
+    void add(const std::string& description, const std::string& name) {
+        mText += description == mLast ? " " + name : "\n" + description + ": " + name;
+        mLast = description;
+    }
+    std::string text() const { return mText + "\n"; }
+
+ private:
+    std::string mText;
+    std::string mLast;
+};
+
+/// The properties of the class itself, by letters and type.
 inline std::string propertyLines(const OMClass& objectClass) {
-    std::string lines = "\n";
+    GroupedLines lines;
     for (const OMPropInfo* const property : objectClass.getProperties()) {
         if (property->getClass() == &objectClass) {
-            lines += lettersOf(*property) + " " + property->getName() + " " + shortName(property->getDataType()) + "\n";
+            lines.add(lettersOf(*property) + " " + shortName(property->getDataType()), property->getName());
         }
     }
-    return lines;
+    return lines.text();
 }
 
 inline std::string signatureText(const OMMethodSignature& signature) {
@@ -55,22 +69,20 @@ inline std::string signatureText(const OMMethodSignature& signature) {
     return text;
 }
 
-/// The methods of the class itself, a line each, in order: "any" where the object may stand anywhere, "static" where
-/// none is needed, the name, arguments and results of each signature.
+/// The methods of the class itself, by arguments and results of each signature, with "any" in front where the object
+/// may stand anywhere and "static" where none is needed.
 inline std::string methodLines(const OMClass& objectClass) {
-    std::string lines = "\n";
+    GroupedLines lines;
     for (const OMMethodInfo* const method : objectClass.getMethods()) {
-        if (method->getClass() != &objectClass) {
-            continue;
+        if (method->getClass() == &objectClass) {
+            std::string shape = method->isStatic() ? "static" : method->isDispatchedOnFirstArgument() ? "" : "any";
+            for (const auto& signature : method->getMethodSignatures()) {
+                shape += (shape.empty() ? "" : " ") + signatureText(*signature);
+            }
+            lines.add(shape, method->getName());
         }
-        lines += method->isDispatchedOnFirstArgument() ? "" : "any ";
-        lines += std::string(method->isStatic() ? "static " : "") + method->getName();
-        for (const auto& signature : method->getMethodSignatures()) {
-            lines += " " + signatureText(*signature);
-        }
-        lines += "\n";
     }
-    return lines;
+    return lines.text();
 }
 
 /// What the system itself tells the listeners of an object from here on: "name=value " of each property that was set.
@@ -79,17 +91,11 @@ class HeardValues {
     explicit HeardValues(const hostref::Value& object) : mObject(object) {
         mId = listeners().addListener([this](OMDatabaseClient* client, const OMEvent& event) {
             const auto& change = dynamic_cast<const OMPropertyEvent&>(event);
-            if (!client->isInternal() || change.getKind() != OMPropertyEvent::Kind::PostSet) {
-                return;
-            }
-            mText << change.getProperty()->getName() << '=';
-            const std::string type = shortName(change.getProperty()->getDataType());
-            if (type == "string") {
-                mText << static_cast<const char*>(change.getNewValue()) << ' ';
-            } else if (type == "int32") {
-                mText << *static_cast<const std::int32_t*>(change.getNewValue()) << ' ';
-            } else {
-                mText << *static_cast<const double*>(change.getNewValue()) << ' ';
+            if (client->isInternal() && change.getKind() == OMPropertyEvent::Kind::PostSet) {
+                const OMPropInfo& property = *change.getProperty();
+                mText << property.getName() << '='
+                      << hostref::Value(hvArrayOwner(omdtConvertToVelmar(property.getDataType(), change.getNewValue())))
+                      << ' ';
             }
         });
     }

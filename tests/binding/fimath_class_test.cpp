@@ -1,5 +1,4 @@
 // The classes "fimath" and "globalfimath" as the host sees them.
-#include <cstring>
 #include <random>
 
 #include "tests/binding/class_tables.h"
@@ -10,7 +9,7 @@ namespace {
 class FimathClass : public BindingTest {
  protected:
     Value makeRules() { return session.construct("embedded.fimath"); }
-    static std::string expressionOf(const Value& rules) { return rules.call("tostring").toText(); }
+    static std::string roundModeOf(const Value& object) { return object.get("RoundMode").toText(); }
     Value callClass(const char* method, std::initializer_list<Value> arguments = {}) {
         return session.callStatic("embedded.fimath", method, arguments);
     }
@@ -33,65 +32,48 @@ class FimathClass : public BindingTest {
 TEST_F(FimathClass, HasItsPropertiesAndMethodsInOrder) {
     const OMClass& rules = *makeRules().interface()->getClass();
     EXPECT_EQ(propertyLines(rules), R"(
-sgSGzclv RoundMode quantizer Round Mode
-sgSGzclv OverflowMode quantizer Overflow Mode
---SGz-lv PrecisionMode fimathPrecisionModeEnum
-sgSGzclv ProductMode fimathArithmeticModeEnum
-sgSGzclv ProductWordLength int32
-sgSGzclv MaxProductWordLength int32
-sgSGzclv ProductFractionLength int32
-sgSGzclv ProductFixedExponent int32
-sgSGz-lv ProductSlope double
-sgSGzclv ProductSlopeAdjustmentFactor double
-sgSGzclv ProductBias double
-sgSGzclv SumMode fimathArithmeticModeEnum
-sgSGzclv SumWordLength int32
-sgSGzclv MaxSumWordLength int32
-sgSGzclv SumFractionLength int32
-sgSGzclv SumFixedExponent int32
-sgSGz-lv SumSlope double
-sgSGzclv SumSlopeAdjustmentFactor double
-sgSGzclv SumBias double
-sgSGzclv CastBeforeSum bool
-sgSG--l- PrivDLGProductWordLengthString string
-sgSG--l- PrivDLGMaxProductWordLengthString string
-sgSG--l- PrivDLGProductFractionLengthString string
-sgSG--l- PrivDLGProductFixedExponentString string
-sgS---l- PrivDLGProductSlopeString string
-sgSG--l- PrivDLGProductSlopeAdjustmentFactorString string
-sgSG--l- PrivDLGProductBiasString string
-sgSG--l- PrivDLGSumWordLengthString string
-sgSG--l- PrivDLGMaxSumWordLengthString string
-sgSG--l- PrivDLGSumFractionLengthString string
-sgSG--l- PrivDLGSumFixedExponentString string
-sgS---l- PrivDLGSumSlopeString string
-sgSG--l- PrivDLGSumSlopeAdjustmentFactorString string
-sgSG--l- PrivDLGSumBiasString string
-s-S----- CStyle array
-)");
+sgSGzclv quantizer Round Mode: RoundMode
+sgSGzclv quantizer Overflow Mode: OverflowMode
+--SGz-lv fimathPrecisionModeEnum: PrecisionMode
+sgSGzclv fimathArithmeticModeEnum: ProductMode
+sgSGzclv int32: ProductWordLength MaxProductWordLength ProductFractionLength ProductFixedExponent
+sgSGz-lv double: ProductSlope
+sgSGzclv double: ProductSlopeAdjustmentFactor ProductBias
+sgSGzclv fimathArithmeticModeEnum: SumMode
+sgSGzclv int32: SumWordLength MaxSumWordLength SumFractionLength SumFixedExponent
+sgSGz-lv double: SumSlope
+sgSGzclv double: SumSlopeAdjustmentFactor SumBias
+sgSGzclv bool: CastBeforeSum
+)"
+                                    "sgSG--l- string: PrivDLGProductWordLengthString PrivDLGMaxProductWordLengthString "
+                                    "PrivDLGProductFractionLengthString PrivDLGProductFixedExponentString\n"
+                                    "sgS---l- string: PrivDLGProductSlopeString\n"
+                                    "sgSG--l- string: PrivDLGProductSlopeAdjustmentFactorString "
+                                    "PrivDLGProductBiasString PrivDLGSumWordLengthString PrivDLGMaxSumWordLengthString "
+                                    "PrivDLGSumFractionLengthString PrivDLGSumFixedExponentString\n"
+                                    "sgS---l- string: PrivDLGSumSlopeString\n"
+                                    "sgSG--l- string: PrivDLGSumSlopeAdjustmentFactorString PrivDLGSumBiasString\n"
+                                    "s-S----- array: CStyle\n");
     EXPECT_EQ(methodLines(rules), R"(
-disp (fimath)
-isequal (fimath, fimath) array
-isfimath (fimath) array
-any sqrt (array, fimath) array
-transpose (array) array
-ctranspose (array) array
-set (array...) array
-tostring (handle) array
-static SetGlobalFimath (fimath) (array) (fimath, array)
-static ResetGlobalFimath ()
-static GetGlobalFimathState () globalfimath
-static GetFromFimathDictionary (array) fimath
-static FimathDictionaryTagExists (array) array
-add (fimath, fi, fi) fi
-mpy (fimath, fi, fi) fi
-sub (fimath, fi, fi) fi
+(fimath): disp
+(fimath, fimath) array: isequal
+(fimath) array: isfimath
+any (array, fimath) array: sqrt
+(array) array: transpose ctranspose
+(array...) array: set
+(handle) array: tostring
+static (fimath) (array) (fimath, array): SetGlobalFimath
+static (): ResetGlobalFimath
+static () globalfimath: GetGlobalFimathState
+static (array) fimath: GetFromFimathDictionary
+static (array) array: FimathDictionaryTagExists
+(fimath, fi, fi) fi: add mpy sub
 )");
     ASSERT_EQ(rules.getConstructorSignatures().size(), 1U);
     EXPECT_EQ(signatureText(*rules.getConstructorSignatures().front()), "()");
     const Value global = callClass("GetGlobalFimathState");
     EXPECT_EQ(propertyLines(*global.interface()->getClass()), "\n");
-    EXPECT_EQ(methodLines(*global.interface()->getClass()), "\nreset (globalfimath)\n");
+    EXPECT_EQ(methodLines(*global.interface()->getClass()), "\n(globalfimath): reset\n");
 }
 
 // Dialog strings
@@ -132,9 +114,7 @@ TEST_F(FimathClass, ADialogStringShowsItsNumberAndTakesAnExpression) {
             EXPECT_EQ(rules.get(number).toDouble(), row.value);
             EXPECT_EQ(rules.get(dialogNamed(number)).toText(), row.shown);
 
-            const Value direct = makeRules();
-            direct.set(number, row.value);
-            EXPECT_EQ(stateOf(rules), stateOf(direct));
+            EXPECT_EQ(stateOf(rules), stateOf(made("embedded.fimath", {{number.c_str(), row.value}})));
             EXPECT_NE(stateOf(rules), stateOf(makeRules()));
         }
     }
@@ -143,186 +123,173 @@ TEST_F(FimathClass, ADialogStringShowsItsNumberAndTakesAnExpression) {
 TEST_F(FimathClass, ABadTextIsAnErrorAndChangesNothing) {
     const Value rules = makeRules();
     const std::string before = stateOf(rules);
-    const auto answer = [&](const std::string& number, const char* text) {
-        const Raised raised = thrownBy([&] { rules.set(dialogNamed(number), text); });
+    const auto answer = [&](const char* pattern, const char* which, const char* text) {
+        const Raised raised = thrownBy([&] { rules.set(dialogNamed(named(pattern, which)), text); });
         EXPECT_EQ(stateOf(rules), before);
+        EXPECT_EQ(session.takePrinted(), "");
         return raised.id;
     };
-    for (const char* const which : {"Product", "Sum"}) {
+    for (const std::string name : {"Product", "Sum"}) {
+        const char* const which = name.c_str();
         for (const Typed& row : typed) {
-            const std::string number = named(row.number, which);
             for (const char* const text : {"no such thing (", "", "[1 2]", "'a'"}) {
-                EXPECT_EQ(answer(number, text), "fixedpoint:fimath:dialogText") << number << " " << text;
+                EXPECT_EQ(answer(row.number, which, text), "fixedpoint:fimath:dialogText") << row.number << text;
             }
-            const bool isInt = rules.get(number).className() == "int32";
-            EXPECT_EQ(isInt ? answer(number, "1e300") : "fixedpoint:fimath:dialogText", "fixedpoint:fimath:dialogText");
         }
-        const std::string name = which;
-        EXPECT_EQ(answer(name + "WordLength", "0"), "fixedpoint:fimath:NonPositive" + name + "WordLength");
-        EXPECT_EQ(answer("Max" + name + "WordLength", "2^16"), "fixedpoint:fimath:TooBigMax" + name + "WordLength");
-        EXPECT_EQ(answer(name + "Slope", "-1"), "TolvaneKit:fimathInvalidSetting");
+        EXPECT_EQ(answer("%FractionLength", which, "1e300"), "fixedpoint:fimath:dialogText");
+        EXPECT_EQ(answer("%WordLength", which, "0"), "fixedpoint:fimath:NonPositive" + name + "WordLength");
+        EXPECT_EQ(answer("Max%WordLength", which, "2^16"), "fixedpoint:fimath:TooBigMax" + name + "WordLength");
+        EXPECT_EQ(answer("%Slope", which, "-1"), "TolvaneKit:fimathInvalidSetting");
         EXPECT_TRUE(session.takeWarnings().empty());
-        EXPECT_EQ(answer(name + "SlopeAdjustmentFactor", "2"), "");
+        EXPECT_EQ(answer("%SlopeAdjustmentFactor", which, "2"), "");
         EXPECT_EQ(session.takeWarnings().size(), 1U);
     }
-    EXPECT_EQ(session.takePrinted(), "");
 }
 
 TEST_F(FimathClass, AWriteTellsTheListenersOfTheOtherForm) {
-    struct Row {
-        const char* written;
-        const char* value;
-        const char* heard;
-    };
-    const Row rows[] = {
-        {"%WordLength", "9", "PrivDLG%WordLengthString=9 "},
-        {"Max%WordLength", "9", "PrivDLGMax%WordLengthString=9 "},
-        {"%FractionLength", "9",
-         "PrivDLG%FractionLengthString=9 PrivDLG%FixedExponentString=-9 PrivDLG%SlopeString=2^-9 "
-         "PrivDLG%SlopeAdjustmentFactorString=1 "},
+    const std::tuple<const char*, const char*, const char*> rows[] = {
+        {"%WordLength", "9", "PrivDLG%WordLengthString='9' "},
+        {"Max%WordLength", "9", "PrivDLGMax%WordLengthString='9' "},
         {"%Slope", "0.75",
-         "PrivDLG%FractionLengthString=1 PrivDLG%FixedExponentString=-1 PrivDLG%SlopeString=0.75 "
-         "PrivDLG%SlopeAdjustmentFactorString=1.5 "},
-        {"%Bias", "3", "PrivDLG%BiasString=3 "},
+         "PrivDLG%FractionLengthString='1' PrivDLG%FixedExponentString='-1' PrivDLG%SlopeString='0.75' "
+         "PrivDLG%SlopeAdjustmentFactorString='1.5' "},
+        {"%Bias", "3", "PrivDLG%BiasString='3' "},
         {"PrivDLG%WordLengthString", "9", "%WordLength=9 "},
         {"PrivDLGMax%WordLengthString", "9", "Max%WordLength=9 "},
         {"PrivDLG%FixedExponentString", "2", "%FractionLength=-2 %FixedExponent=2 %Slope=4 %SlopeAdjustmentFactor=1 "},
-        {"PrivDLG%SlopeAdjustmentFactorString", "1.5",
-         "%FractionLength=30 %FixedExponent=-30 %Slope=1.39698e-09 %SlopeAdjustmentFactor=1.5 "},
         {"PrivDLG%BiasString", "0.5", "%Bias=0.5 "},
     };
     for (const std::string which : {"Product", "Sum"}) {
-        for (const Row& row : rows) {
-            const std::string property = named(row.written, which.c_str());
-            SCOPED_TRACE(property);
+        for (const auto& [pattern, text, heardPattern] : rows) {
+            const std::string property = named(pattern, which.c_str());
             const Value rules = makeRules();
             const HeardValues heard(rules);
-            if (property.starts_with("PrivDLG")) {
-                rules.set(property, row.value);
-            } else {
-                rules.set(property, std::stod(row.value));
+            rules.set(property, property.starts_with("PrivDLG") ? Value(text) : Value(std::stod(text)));
+            std::string wanted = heardPattern;
+            while (wanted.find('%') != std::string::npos) {
+                wanted = named(wanted.c_str(), which.c_str());
             }
-            std::string wanted = row.heard;
-            for (std::size_t at = 0; (at = wanted.find('%', at)) != std::string::npos;) {
-                wanted.replace(at, 1, which);
-            }
-            EXPECT_EQ(heard.text(), wanted);
+            EXPECT_EQ(heard.text(), wanted) << property;
         }
     }
 }
 
 // Methods
 
-TEST_F(FimathClass, ComparesShowsAndListsRules) {
+TEST_F(FimathClass, ComparesAndShowsRules) {
     const Value rules = makeRules();
-    const Value other = makeRules();
     EXPECT_TRUE(session.call("isfimath", {rules}).toBool());
-    EXPECT_TRUE(session.call("isequal", {rules, other}).toBool());
-    other.set("ProductWordLength", 9);
+    const Value other = made("embedded.fimath", {{"ProductWordLength", 9}});
     EXPECT_TRUE(session.call("isequal", {rules, other}).toBool());
     other.set("ProductMode", "KeepLSB");
     EXPECT_FALSE(session.call("isequal", {rules, other}).toBool());
     EXPECT_EQ(thrownBy([&] { session.call("isequal", {rules, Value()}); }).id, "fixedpoint:method:noObject");
-    EXPECT_EQ(expressionOf(other),
-              "fimath('RoundMode', 'nearest',...\n'OverflowMode', 'saturate',...\n"
-              "'ProductMode', 'KeepLSB',...\n'ProductWordLength', 9,...\n"
-              "'SumMode','FullPrecision',...\n'MaxSumWordLength', 128)");
+    EXPECT_EQ(other.call("tostring").toText(),
+              "fimath('RoundMode', 'nearest',...\n'OverflowMode', 'saturate',...\n'ProductMode', 'KeepLSB',...\n"
+              "'ProductWordLength', 9,...\n'SumMode','FullPrecision',...\n'MaxSumWordLength', 128)");
+    EXPECT_EQ(thrownBy([&] { callClass("tostring", {type(true, 8, 0)}); }).id, "VELMAR:class:WrongObjectType");
     session.display(other);
     EXPECT_EQ(session.takePrinted(),
-              "\n             RoundMode: nearest\n          OverflowMode: saturate\n"
-              "           ProductMode: KeepLSB\n     ProductWordLength: 9\n"
-              "               SumMode: FullPrecision\n      MaxSumWordLength: 128\n");
-    EXPECT_EQ(thrownBy([&] {
-                  session.call("set", {rules, "RoundMode", "fix"});
-              }),
-              (Raised{"fixedpoint:set:InvalidUse",
-                      "You cannot use SET to change the properties of a FIMATH object; use dot notation instead."}));
-    EXPECT_EQ(session.call("set", {rules, "RoundMode"}).numberOfElements(), 6U);
-    for (const std::string name : {"transpose", "ctranspose"}) {
-        EXPECT_EQ(thrownBy([&] { session.call(name, {rules}); }).id, "fixedpoint:fimath:" + name + ":notdefined");
-    }
-    EXPECT_EQ(thrownBy([&] { callClass("tostring", {type(true, 8, 0)}); }).id, "VELMAR:class:WrongObjectType");
+              "\n             RoundMode: nearest\n          OverflowMode: saturate\n           ProductMode: KeepLSB\n"
+              "     ProductWordLength: 9\n               SumMode: FullPrecision\n      MaxSumWordLength: 128\n");
     EXPECT_EQ(session.call("sqrt", {Value(std::vector<double>{4, 9}), rules}), Value(std::vector<double>{2, 3}));
     EXPECT_NE(thrownBy([&] { session.call("sqrt", {"text", rules}); }).id, "");
 }
 
-TEST_F(FimathClass, AnAbsOfTheHostsLanguageFindsRulesAtAnyPlace) {
+TEST_F(FimathClass, RulesAndTypesListTheirPropertiesAndHaveNoTranspose) {
+    const std::tuple<Value, const char*, const char*, std::size_t> rows[] = {
+        {makeRules(), "FIMATH", "RoundMode", 6}, {type(true, 8, 0), "NUMERICTYPE", "Scaling", 4}};
+    for (const auto& [object, label, property, count] : rows) {
+        SCOPED_TRACE(label);
+        EXPECT_EQ(object.call("set", {property}).numberOfElements(), count);
+        EXPECT_EQ(
+            thrownBy([&, &of = object, name = property] {
+                of.call("set", {name, 1});
+            }),
+            (Raised{"fixedpoint:set:InvalidUse", std::string("You cannot use SET to change the properties of a ") +
+                                                     label + " object; use dot notation instead."}));
+        for (const std::string name : {"transpose", "ctranspose"}) {
+            const std::string id = "fixedpoint:" + object.className().substr(9) + ":" + name + ":notdefined";
+            EXPECT_EQ(thrownBy([&, &of = object] { of.call(name); }).id, id);
+        }
+    }
+}
+
+TEST_F(FimathClass, MethodsOfTheHostsLanguageMayChangeTheWayTheyAreCalled) {
     inOwnProcess([this] {
-        session.addMethod("embedded.fimath", "abs", [](int, std::span<const hvArray* const>) {
+        const auto seven = [](int, std::span<const hvArray* const>) {
             std::vector<hvArrayOwner> results;
             results.emplace_back(hvCreateDoubleScalar(7));
             return results;
-        });
-        EXPECT_EQ(session.call("abs", {1, makeRules()}), Value(7));
+        };
+        for (const Value& object : {makeRules(), type(true, 8, 0)}) {
+            for (const char* const name : {"abs", "loadobj"}) {
+                session.addMethod(object.className(), name, seven);
+            }
+            EXPECT_EQ(session.call("abs", {1, object}), Value(7));
+            EXPECT_EQ(object.interface()->getClass()->getMethod("loadobj")->isStatic(),
+                      object.className() == "embedded.numerictype");
+        }
     });
 }
 
 TEST_F(FimathClass, TheGlobalRulesAreSetWrappedAndReset) {
-    const Value floors = rules({{"RoundMode", "floor"}});
+    const Value given = rules({{"RoundMode", "floor"}});
     const Value array = fi(0.5, type(true, 8, 4), false);
-    callClass("SetGlobalFimath", {floors});
-    floors.set("RoundMode", "ceil");
-    EXPECT_EQ(array.get("RoundMode").toText(), "floor");
-    EXPECT_EQ(makeRules().get("RoundMode").toText(), "floor");
+    callClass("SetGlobalFimath", {given});
+    given.set("RoundMode", "ceil");
+    EXPECT_EQ(roundModeOf(array) + roundModeOf(makeRules()), "floorfloor");
     {
         const Value global = callClass("GetGlobalFimathState");
         EXPECT_EQ(global.className(), "embedded.globalfimath");
-        global.set("SumMode", "KeepMSB");
-        EXPECT_EQ(array.get("SumMode").toText(), "KeepMSB");
-        callClass("SetGlobalFimath", {floors});
-        EXPECT_EQ(global.get("RoundMode").toText(), "ceil");
-        callClass("ResetGlobalFimath");
-        EXPECT_EQ(global.get("RoundMode").toText(), "nearest");
         global.set("RoundMode", "fix");
+        EXPECT_EQ(roundModeOf(array), "fix");
+        callClass("SetGlobalFimath", {given});
+        EXPECT_EQ(roundModeOf(global), "ceil");
         callClass("SetGlobalFimath", {global});
-        EXPECT_EQ(array.get("RoundMode").toText(), "fix");
+        EXPECT_EQ(roundModeOf(array), "ceil");
         global.call("reset");
-        EXPECT_EQ(array.get("RoundMode").toText(), "nearest");
+        EXPECT_EQ(roundModeOf(global) + roundModeOf(array), "nearestnearest");
     }
-    callClass("SetGlobalFimath", {floors});
+    callClass("SetGlobalFimath", {given});
     callClass("ResetGlobalFimath");
-    EXPECT_EQ(array.get("RoundMode").toText(), "nearest");
+    EXPECT_EQ(roundModeOf(array), "nearest");
 }
 
 TEST_F(FimathClass, TheDictionaryKeepsRulesByTag) {
-    const Value floors = rules({{"RoundMode", "floor"}});
-    const auto isKnown = [&](const char* tag) { return callClass("FimathDictionaryTagExists", {tag}).toBool(); };
-    EXPECT_FALSE(isKnown("class test"));
-    EXPECT_EQ(thrownBy([&] { callClass("SetGlobalFimath", {"class test"}); }).id, "VELMAR:class:MustBeHandle");
-    callClass("SetGlobalFimath", {floors, "class test"});
-    EXPECT_TRUE(isKnown("class test"));
-    EXPECT_EQ(makeRules().get("RoundMode").toText(), "floor");
-    const Value ceils = rules({{"RoundMode", "ceil"}});
-    EXPECT_EQ(thrownBy([&] {
-                  callClass("SetGlobalFimath", {ceils, "class test"});
-              }),
-              (Raised{"fixedpoint:fimath:FimathKeyExists",
-                      "The fimath dictionary already contains a fimath with the tag: class test"}));
-    EXPECT_EQ(makeRules().get("RoundMode").toText(), "floor");
-
-    const Value copy = callClass("GetFromFimathDictionary", {"class test"});
-    copy.set("RoundMode", "fix");
-    EXPECT_EQ(callClass("GetFromFimathDictionary", {"class test"}).get("RoundMode").toText(), "floor");
+    const char* const tag = "class test";
+    const Value given = rules({{"RoundMode", "floor"}});
+    EXPECT_FALSE(callClass("FimathDictionaryTagExists", {tag}).toBool());
+    EXPECT_EQ(thrownBy([&] { callClass("SetGlobalFimath", {tag}); }).id, "VELMAR:class:MustBeHandle");
+    callClass("SetGlobalFimath", {given, tag});
+    EXPECT_TRUE(callClass("FimathDictionaryTagExists", {tag}).toBool());
+    given.set("RoundMode", "ceil");
+    const auto again = [&] { callClass("SetGlobalFimath", {given, tag}); };
+    EXPECT_EQ(thrownBy(again).id, "fixedpoint:fimath:FimathKeyExists");
+    EXPECT_EQ(roundModeOf(makeRules()), "floor");
+    callClass("GetFromFimathDictionary", {tag}).set("RoundMode", "fix");
+    EXPECT_EQ(roundModeOf(callClass("GetFromFimathDictionary", {tag})), "floor");
     callClass("ResetGlobalFimath");
-    callClass("SetGlobalFimath", {"class test"});
-    EXPECT_EQ(makeRules().get("RoundMode").toText(), "floor");
     const Value array = fi(0.5, type(true, 8, 4));
-    array.set("fimath", "class test");
-    EXPECT_EQ(array.get("RoundMode").toText(), "floor");
+    array.set("fimath", tag);
+    EXPECT_EQ(roundModeOf(makeRules()) + roundModeOf(array), "nearestfloor");
+    callClass("SetGlobalFimath", {tag});
+    EXPECT_EQ(roundModeOf(makeRules()), "floor");
 
-    const std::pair<const char*, const char*> named[] = {{"SetGlobalFimath", "AddToFimathDictionary"},
-                                                         {"GetFromFimathDictionary", "GetFromFimathDictionary"},
-                                                         {"FimathDictionaryTagExists", "FimathDictionaryTagExists"}};
-    for (const auto& [method, operation] : named) {
-        const Raised refused{"VELMAR:UndefinedFunction", std::string("No method '") + operation +
-                                                             "' with matching signature found for class "
-                                                             "embedded.fimath"};
-        for (const Value& bad : {Value(1), Value(), Value(true), type(true, 8, 0)}) {
-            EXPECT_EQ(thrownBy([&, name = method] { callClass(name, {bad}); }), refused);
+    const std::pair<const char*, std::string> rows[] = {{"SetGlobalFimath", "AddToFimathDictionary"},
+                                                        {"GetFromFimathDictionary", "GetFromFimathDictionary"},
+                                                        {"FimathDictionaryTagExists", "FimathDictionaryTagExists"}};
+    for (const auto& [method, operation] : rows) {
+        for (const Value& bad : {Value(1), Value(), type(true, 8, 0)}) {
+            EXPECT_EQ(thrownBy([&, name = method] { callClass(name, {bad}); }),
+                      (Raised{"VELMAR:UndefinedFunction", "No method '" + operation +
+                                                              "' with matching signature found for class "
+                                                              "embedded.fimath"}));
         }
     }
-    EXPECT_EQ(thrownBy([&] { callClass("SetGlobalFimath", {ceils, 1}); }).id, "VELMAR:UndefinedFunction");
-    EXPECT_EQ(makeRules().get("RoundMode").toText(), "floor");
+    const auto numbered = [&] { callClass("SetGlobalFimath", {given, 1}); };
+    EXPECT_EQ(thrownBy(numbered).id, "VELMAR:UndefinedFunction");
+    EXPECT_EQ(roundModeOf(makeRules()), "floor");
 }
 
 /// Under KeepLSB, wrap and fraction length 0 a sum or product is that of the integers, modulo the register.

@@ -1,6 +1,5 @@
 // The class "numerictype" as the host sees it.
-#include <array>
-#include <cmath>
+#include <sstream>
 
 #include "tests/binding/class_tables.h"
 #include "tests/binding/session_support.h"
@@ -21,52 +20,34 @@ class NumericTypeClass : public BindingTest {
 TEST_F(NumericTypeClass, HasItsPropertiesAndMethodsInOrder) {
     const OMClass& objectClass = *type(true, 8, 0).interface()->getClass();
     EXPECT_EQ(propertyLines(objectClass), R"(
-sgSGzclv DataTypeMode NumericTypeDataTypeModeEnum
--g------ DataTypeModeNoWarning NumericTypeDataTypeModeEnum
-sgSGz-lv DataType NumericTypeDataTypeEnum
-sgSGz-lv Scaling NumericTypeScalingEnum
-sgS-z--- Signed array
-sgSGzclv SignednessBool array
-sgS----v Signedness embedded numerictype Signedness
-sgSGzclv WordLength int32
-sgSGz-lv FractionLength int32
-sgSGz-lv BinaryPoint int32
-sgSGz-lv Slope double
-sgSGzclv FixedExponent int32
-sgSGzclv SlopeAdjustmentFactor double
-sgSGzclv Bias double
-sgSGzclv DataTypeOverride DataTypeOverride
-sgSG--l- PrivDLGWordLengthString string
-sgSG--l- PrivDLGFractionLengthString string
-sgSG--l- PrivDLGSlopeString string
-sgSG--l- PrivDLGBiasString string
-)");
-    EXPECT_EQ(methodLines(objectClass), R"(
-disp (handle)
-isequivalent (numerictype, numerictype) bool
-tostring (handle) array
-qpointstr (handle) array
-isnumerictype (numerictype) array
-isdouble (numerictype) array
-issingle (numerictype) array
-isboolean (numerictype) array
-isfloat (numerictype) array
-isfixed (numerictype) array
-isscaledtype (numerictype) array
-isscaleddouble (numerictype) array
-isscalingbinarypoint (numerictype) array
-isscalingslopebias (numerictype) array
-isscalingunspecified (numerictype) array
-SetBestFractionLength (handle, double)
-any sqrt (array, numerictype) array (array, numerictype, fimath) array
-transpose (array) array
-ctranspose (array) array
-set (array...) array
-isbinarypointscalingset (numerictype) array
-isslopebiasscalingset (numerictype) array
-isslopebiasscaled (numerictype) array
-divide (numerictype, fi, fi) fi (numerictype, fi, array) fi (numerictype, array, fi) fi
-)");
+sgSGzclv NumericTypeDataTypeModeEnum: DataTypeMode
+-g------ NumericTypeDataTypeModeEnum: DataTypeModeNoWarning
+sgSGz-lv NumericTypeDataTypeEnum: DataType
+sgSGz-lv NumericTypeScalingEnum: Scaling
+sgS-z--- array: Signed
+sgSGzclv array: SignednessBool
+sgS----v embedded numerictype Signedness: Signedness
+sgSGzclv int32: WordLength
+sgSGz-lv int32: FractionLength BinaryPoint
+sgSGz-lv double: Slope
+sgSGzclv int32: FixedExponent
+sgSGzclv double: SlopeAdjustmentFactor Bias
+sgSGzclv DataTypeOverride: DataTypeOverride
+)"
+                                          "sgSG--l- string: PrivDLGWordLengthString PrivDLGFractionLengthString "
+                                          "PrivDLGSlopeString PrivDLGBiasString\n");
+    EXPECT_EQ(methodLines(objectClass),
+              "\n(handle): disp\n"
+              "(numerictype, numerictype) bool: isequivalent\n"
+              "(handle) array: tostring qpointstr\n"
+              "(numerictype) array: isnumerictype isdouble issingle isboolean isfloat isfixed isscaledtype"
+              " isscaleddouble isscalingbinarypoint isscalingslopebias isscalingunspecified\n"
+              "(handle, double): SetBestFractionLength\n"
+              "any (array, numerictype) array (array, numerictype, fimath) array: sqrt\n"
+              "(array) array: transpose ctranspose\n"
+              "(array...) array: set\n"
+              "(numerictype) array: isbinarypointscalingset isslopebiasscalingset isslopebiasscaled\n"
+              "(numerictype, fi, fi) fi (numerictype, fi, array) fi (numerictype, array, fi) fi: divide\n");
     EXPECT_STREQ(objectClass.getSuperClass()->getFullName(), "embedded.scalartype");
 }
 
@@ -87,8 +68,6 @@ TEST_F(NumericTypeClass, ADialogStringShowsItsNumberAndTakesAnExpression) {
         {"Slope", "0.625", "-1", same, "TolvaneKit:numerictype:InvalidSetting"},
         {"Bias", "0.5", "-1/4", "numerictype(true,12,0.625,-0.25)"},
         {"WordLength", "12", "no such thing (", same},
-        {"FractionLength", "1", "", same},
-        {"Slope", "0.625", "'a'", same},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(std::string(row.property) + " " + row.text);
@@ -110,15 +89,15 @@ TEST_F(NumericTypeClass, AWriteTellsTheListenersWhatElseHasChanged) {
         Value value;
         const char* heard;
     };
-    const char* const scale = "PrivDLGFractionLengthString=3 PrivDLGSlopeString=0.15625 ";
+    const char* const scale = "PrivDLGFractionLengthString='3' PrivDLGSlopeString='0.15625' ";
     const Row rows[] = {
-        {"WordLength", 9, "PrivDLGWordLengthString=9 "},
+        {"WordLength", 9, "PrivDLGWordLengthString='9' "},
         {"FractionLength", 3, scale},
         {"BinaryPoint", 3, scale},
         {"FixedExponent", -3, scale},
         {"Slope", 0.15625, scale},
-        {"SlopeAdjustmentFactor", 1.5, "PrivDLGSlopeString=0.75 "},
-        {"Bias", 2, "PrivDLGSlopeString=0.625 PrivDLGBiasString=2 "},
+        {"SlopeAdjustmentFactor", 1.5, "PrivDLGSlopeString='0.75' "},
+        {"Bias", 2, "PrivDLGSlopeString='0.625' PrivDLGBiasString='2' "},
         {"PrivDLGWordLengthString", "9", "WordLength=9 "},
         {"PrivDLGFractionLengthString", "3", "FractionLength=3 Slope=0.15625 "},
         {"PrivDLGSlopeString", "5", "FractionLength=-2 Slope=5 "},
@@ -135,20 +114,9 @@ TEST_F(NumericTypeClass, AWriteTellsTheListenersWhatElseHasChanged) {
 }
 
 TEST_F(NumericTypeClass, AnswersByDataTypeAndScaling) {
-    const std::array<const char*, 14> questions = {"isnumerictype",
-                                                   "isdouble",
-                                                   "issingle",
-                                                   "isboolean",
-                                                   "isfloat",
-                                                   "isfixed",
-                                                   "isscaledtype",
-                                                   "isscaleddouble",
-                                                   "isscalingbinarypoint",
-                                                   "isscalingslopebias",
-                                                   "isscalingunspecified",
-                                                   "isbinarypointscalingset",
-                                                   "isslopebiasscalingset",
-                                                   "isslopebiasscaled"};
+    const std::string questions =
+        "isnumerictype isdouble issingle isboolean isfloat isfixed isscaledtype isscaleddouble isscalingbinarypoint "
+        "isscalingslopebias isscalingunspecified isbinarypointscalingset isslopebiasscalingset isslopebiasscaled";
     const std::pair<const char*, const char*> rows[] = {{"Boolean", "1..1.........."},
                                                         {"Single", "1.1.1........."},
                                                         {"Double", "11..1........."},
@@ -161,7 +129,8 @@ TEST_F(NumericTypeClass, AnswersByDataTypeAndScaling) {
     for (const auto& [mode, answers] : rows) {
         const Value asked = type(mode);
         std::string given;
-        for (const char* const question : questions) {
+        std::istringstream asks(questions);
+        for (std::string question; asks >> question;) {
             given += session.call(question, {asked}).toBool() ? '1' : '.';
         }
         EXPECT_EQ(given, answers) << mode;
@@ -172,27 +141,15 @@ TEST_F(NumericTypeClass, AnswersByDataTypeAndScaling) {
 TEST_F(NumericTypeClass, ComparesShowsAndListsTypes) {
     const Value settled = type(true, 16, 0);
     const Value open = type("Fixed-point: unspecified scaling");
-    const Value answer = session.call("isequivalent", {settled, open});
-    EXPECT_EQ(answer, Value(true));
+    EXPECT_EQ(session.call("isequivalent", {settled, open}), Value(true));
     EXPECT_EQ(session.call("isequivalent", {open, settled}), Value(false));
     EXPECT_EQ(thrownBy([&] { session.call("isequivalent", {open, Value()}); }).id, "fixedpoint:method:noObject");
     EXPECT_EQ(expressionOf(slopeBias()) + session.call("qpointstr", {slopeBias()}).toText(),
               "numerictype(true,12,0.625,0.5)s12,0.625,0.5");
     session.display(settled);
     EXPECT_EQ(session.takePrinted(),
-              "\n          DataTypeMode: Fixed-point: binary point scaling\n"
-              "            Signedness: Signed\n            WordLength: 16\n"
-              "        FractionLength: 0\n");
-    EXPECT_EQ(thrownBy([&] {
-                  session.call("set", {open, "WordLength", 3});
-              }),
-              (Raised{"fixedpoint:set:InvalidUse",
-                      "You cannot use SET to change the properties of a NUMERICTYPE object; use dot notation "
-                      "instead."}));
-    EXPECT_EQ(session.call("set", {open, "Scaling"}).numberOfElements(), 4U);
-    for (const std::string name : {"transpose", "ctranspose"}) {
-        EXPECT_EQ(thrownBy([&] { session.call(name, {open}); }).id, "fixedpoint:numerictype:" + name + ":notdefined");
-    }
+              "\n          DataTypeMode: Fixed-point: binary point scaling\n            Signedness: Signed\n"
+              "            WordLength: 16\n        FractionLength: 0\n");
     const Value rules = session.construct("embedded.fimath");
     for (const auto& [method, arguments] : {std::pair<const char*, std::vector<Value>>{"disp", {rules}},
                                             {"tostring", {s16(0.5)}},
@@ -220,22 +177,6 @@ TEST_F(NumericTypeClass, SetsTheBestFractionLengthForAValue) {
                   session.call(0, "SetBestFractionLength", {open, 1});
               }).id,
               "fixedpoint:fi:setBestPrecision:unspecifiedSign");
-}
-
-TEST_F(NumericTypeClass, MethodsOfTheHostsLanguageMayChangeTheWayTheyAreCalled) {
-    inOwnProcess([this] {
-        for (const char* const name : {"abs", "loadobj", "saveobj"}) {
-            session.addMethod("embedded.numerictype", name, [](int, std::span<const hvArray* const>) {
-                std::vector<hvArrayOwner> results;
-                results.emplace_back(hvCreateDoubleScalar(7));
-                return results;
-            });
-        }
-        EXPECT_EQ(session.call("abs", {1, type(true, 8, 0)}), Value(7));
-        const OMClass& objectClass = *type(true, 8, 0).interface()->getClass();
-        EXPECT_TRUE(objectClass.getMethod("loadobj")->isStatic());
-        EXPECT_FALSE(objectClass.getMethod("saveobj")->isStatic());
-    });
 }
 
 }  // namespace
