@@ -10,6 +10,7 @@
 #include "binding/lifetime.h"
 #include "descriptors/embedded.h"
 #include "host/hd.h"
+#include "typesystem/TypeCycles.h"
 
 namespace {
 
@@ -65,6 +66,7 @@ void VLTerminate_tolvane() {
     if (sIsStopped) {
         return;
     }
+    EmbeddedTypeSystem::TypeCycles::collect();
     embedded::terminateEmbeddedPackage();
     if (sIsStarted) {
         lifetime::setStopped();

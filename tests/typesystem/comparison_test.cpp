@@ -1,0 +1,373 @@
+// Which types are equal, which convert to which, what a visitor is handed and what enters a checksum, over all classes;
+// and that none of it minds deep, shared and cyclic trees.
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <bit>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "tests/support/type_trees.h"
+#include "typesystem/EmbeddedTypeVisitor.h"
+#include "typesystem/MD5CheckSumModEndian.h"
+
+namespace {
+
+using namespace typetrees;
+using namespace std::string_literals;
+
+/// One type of each kind, and more where their parts matter.
+struct Zoo {
+    Owner owner;
+    std::map<std::string, Type*> types;
+
+    Zoo() {
+        Type* const n = types["n"] = owner.make<NumericType>();
+        Type* const n8 = types["n8"] = owner.make<NumericType>(true, 8, 0);
+        Type* const c = types["c"] = owner.make<CharType>(false);
+        types["cu"] = owner.make<CharType>(16, false, false);
+        types["e"] = owner.make<FIEnumType>(false);
+        Type* const v = types["v"] = owner.make<VoidType>(false);
+        Type* const o = types["o"] = owner.opaque("o");
+        types["o?"] = owner.make<OpaqueType>(false);
+        Type* const m6 = types["m6"] = owner.matrix(n, {2, 3});
+        Type* const k6 = types["k6"] = owner.matrix(n8, {6});
+        types["m1"] = owner.matrix(n, {1});
+        types["mc"] = owner.matrix(c, {6});
+        Type* const s1 = types["s1"] = owner.structure({{"a", n}, {"b", m6}});
+        types["s2"] = owner.structure({{"a", n}, {"z", k6}});
+        types["s3"] = owner.structure({{"a", n8}, {"b", m6}});
+        Type* const zn = types["zn"] = owner.make<ComplexType>(n, false);
+        types["zs"] = owner.make<ComplexType>(s1, false);
+        types["mz"] = owner.matrix(zn, {1, 1});
+        types["pn"] = owner.pointer(n);
+        types["pc"] = owner.pointer(c);
+        types["pv"] = owner.pointer(v);
+        types["po"] = owner.pointer(o);
+        types["p?"] = owner.make<PointerType>(false);
+        types["m?"] = owner.make<MatrixType>(false);
+        types["s?"] = owner.make<StructType>(false);
+        types["z?"] = owner.make<ComplexType>(false);
+    }
+};
+
+TEST(TypeTree, EqualsTheSameTypeMadeAgainAndNoOther) {
+    const Zoo zoo;
+    const Zoo again;
+    for (const auto& [name, type] : zoo.types) {
+        for (const auto& [other, otherType] : zoo.types) {
+            EXPECT_EQ(*type == *otherType, name == other) << name << " " << other;
+        }
+        for (const auto& [other, otherType] : again.types) {
+            // A composite without parts equals itself alone.
+            const bool isWhole = name == "o?" || name.find('?') == std::string::npos;
+            EXPECT_EQ(*type == *otherType, name == other && isWhole) << name << " " << other;
+        }
+        if (name.find('?') == std::string::npos) {
+            Type* const twin = again.types.at(name);
+            twin->setName("no matter");
+            EXPECT_TRUE(*type == *twin) << name;
+            twin->setVolatile(true);
+            EXPECT_FALSE(*type == *twin) << name;
+            twin->setVolatile(false);
+        }
+    }
+}
+
+TEST(TypeTree, ComparesFieldsOfItsClassAlone) {
+    Owner owner;
+    FIEnumType plain(false);
+    FIEnumType named(1, false);
+    named.setMemberAt("a", 1, 0);
+    named.setDefaultMember(1);
+    EXPECT_TRUE(plain == named);
+    named.setNumBits(8);
+    EXPECT_FALSE(plain == named);
+    named.setNumBits(32);
+    named.setSignedNess(false);
+    EXPECT_FALSE(plain == named);
+
+    auto* const n = owner.make<NumericType>();
+    MatrixType* const matrix = owner.matrix(n, {2, 3});
+    EXPECT_FALSE(*matrix == *owner.matrix(n, {3, 2}));
+    MatrixType* const frame = owner.matrix(n, {2, 3});
+    frame->setFrameData(true);
+    EXPECT_FALSE(*matrix == *frame);
+    const Type* const record = owner.structure({{"a", n}, {"b", matrix}});
+    EXPECT_TRUE(*record == *owner.structure({{"a", n}, {"b", matrix}}));
+    EXPECT_FALSE(*record == *owner.structure({{"b", matrix}, {"a", n}}));
+    EXPECT_FALSE(*record == *owner.structure({{"a", n}}));
+    EXPECT_FALSE(*record == *owner.structure({{"a", n}, {"b", frame}}));
+    EXPECT_FALSE(*record == *owner.make<StructType>(2U, false));
+}
+
+TEST(TypeTree, ConvertsToWhatTheRulesOfItsClassName) {
+    const std::map<std::string, std::string> targets = {
+        {"n", "n n8"},
+        {"n8", "n n8"},
+        {"c", "c cu"},
+        {"cu", "c cu"},
+        {"e", "e"},
+        {"v", "n n8 c cu e v o o? m6 k6 m1 mc s1 s2 s3 zn zs mz pn pc pv po p? m? s? z?"},
+        {"o", ""},
+        {"o?", ""},
+        {"m6", "pn m6 k6"},
+        {"k6", "pn m6 k6"},
+        {"m1", "pn m1 n n8"},
+        {"mc", "pc mc"},
+        {"s1", "s1 s2"},
+        {"s2", "s1 s2"},
+        {"s3", "s3"},
+        {"zn", "zn"},
+        {"zs", "zs"},
+        {"mz", "mz zn"},
+        {"pn", "pn m6 k6 m1"},
+        {"pc", "pc mc"},
+        {"pv", "pn pc pv po m6 k6 m1 mc mz"},
+        {"po", "po"},
+        {"p?", "p? m?"},
+        {"m?", "p?"},
+        {"s?", "s?"},
+        {"z?", ""},
+    };
+    const Zoo zoo;
+    ASSERT_EQ(targets.size(), zoo.types.size());
+    for (const auto& [name, type] : zoo.types) {
+        std::istringstream words(targets.at(name));
+        std::map<std::string, bool> expected;
+        for (std::string word; words >> word;) {
+            expected[word] = true;
+        }
+        for (const auto& [target, targetType] : zoo.types) {
+            EXPECT_EQ(type->canBeConvertedTo(targetType), expected[target]) << name << " to " << target;
+        }
+        EXPECT_EQ(type->canBeConvertedTo(nullptr), name == "v") << name;
+    }
+}
+
+/// Writes which operation was called, and that it was handed the type itself.
+struct Names final : EmbeddedTypeVisitor {
+    void visitOpaqueType(OpaqueType* type) override { note("opaque", type); }
+    void visitStructType(StructType* type) override { note("struct", type); }
+    void visitPointerType(PointerType* type) override { note("pointer", type); }
+    void visitMatrixType(MatrixType* type) override { note("matrix", type); }
+    void visitComplexType(ComplexType* type) override { note("complex", type); }
+    void visitFIEnumType(FIEnumType* type) override { note("enum", type); }
+    void visitCharType(CharType* type) override { note("char", type); }
+    void visitVoidType(VoidType* type) override { note("void", type); }
+    void visitNumericType(NumericType* type) override { note("numeric", type); }
+    void note(const char* name, const Type* type) { noted = {name, type}; }
+    std::pair<std::string, const Type*> noted;
+};
+
+struct Answers {
+    const char* name;
+    const char* visited;
+    const char* ones;  // the predicates that hold, by their first letters: Scalar, Complex, sTructure, Matrix, ...
+    bool isComplete;
+    std::uint64_t width;
+};
+
+TEST(TypeTree, TellsItsClassToVisitorsAndAskers) {
+    const Answers rows[] = {
+        {"n", "numeric", "S", true, 1},  {"c", "char", "S", true, 1},      {"e", "enum", "S", true, 1},
+        {"v", "void", "V", false, 1},    {"o", "opaque", "O", true, 1},    {"zn", "complex", "C", true, 1},
+        {"s1", "struct", "T", true, 1},  {"pn", "pointer", "P", true, 1},  {"m6", "matrix", "M", true, 6},
+        {"s?", "struct", "T", false, 1}, {"p?", "pointer", "P", false, 1}, {"z?", "complex", "C", false, 1},
+    };
+    const Zoo zoo;
+    for (const Answers& row : rows) {
+        Type* const type = zoo.types.at(row.name);
+        Names names;
+        type->accept(&names);
+        EXPECT_EQ(names.noted, (std::pair<std::string, const Type*>(row.visited, type)));
+        std::string ones;
+        for (const auto& [letter, predicate] : {std::pair{'S', &Type::isScalar},
+                                                {'C', &Type::isComplex},
+                                                {'T', &Type::isStructure},
+                                                {'M', &Type::isMatrix},
+                                                {'V', &Type::isVoid},
+                                                {'P', &Type::isPointer},
+                                                {'O', &Type::isOpaque}}) {
+            const unsigned answer = (type->*predicate)();
+            EXPECT_LE(answer, 1u);
+            ones += std::string(answer, letter);
+        }
+        EXPECT_EQ(ones, row.ones) << row.name;
+        EXPECT_EQ(type->isComplete(), row.isComplete) << row.name;
+        EXPECT_EQ(type->getWidth(), row.width) << row.name;
+    }
+    EXPECT_FALSE(zoo.types.at("m?")->isComplete());
+}
+
+std::string digestOf(const std::string& bytes) {
+    unsigned char digest[16];
+    std::size_t size = sizeof(digest);
+    EXPECT_EQ(EVP_Q_digest(nullptr, "MD5", nullptr, bytes.data(), bytes.size(), digest, &size), 1);
+    return {digest, digest + size};
+}
+std::string digestOf(const bs_md5ChecksumRec& sum) {
+    const auto digest = sum.getDigest();
+    return {digest.begin(), digest.end()};
+}
+std::string sumOf(const Type& type) {
+    MD5CheckSumModEndian sum;
+    type.addCheckSum(sum);
+    return digestOf(sum);
+}
+
+TEST(TypeTree, SumsUpItsClassAndNumbersInBigEndianOrder) {
+    const Zoo zoo;
+    const std::string plain(8, '\0');
+    const std::string number =
+        "Numeric\0\0\0\4\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0\x10\xff\xff\xff\xf1\x3f\xf0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"s;
+    const std::pair<const char*, std::string> rows[] = {
+        {"n", number + plain},
+        {"c", "char\0\0\0\x08\0\0\0\1"s + plain},
+        {"cu", "char\0\0\0\x10\0\0\0\0"s + plain},
+        {"e", "fienum"s + std::string(18, '\0') + "\0\0\0\x20\0\0\0\1"s + plain},
+        {"v", "void" + plain},
+        {"o", "opaque" + plain},
+        {"o?", "opaque" + plain},
+        {"zn", "Complex" + number + plain + plain},
+        {"z?", "Complex" + plain},
+        {"zs", "Complex" + plain + plain},
+        {"pn", "pointer" + number + plain + plain},
+        {"p?", "pointer" + plain},
+        {"m6", plain},
+        {"mc", plain},
+        {"m?", plain},
+        {"s1", plain},
+        {"s?", plain},
+    };
+    for (const auto& [name, bytes] : rows) {
+        Type* const type = zoo.types.at(name);
+        EXPECT_EQ(sumOf(*type), digestOf(bytes)) << name;
+        type->setReadOnly(true);
+        EXPECT_EQ(sumOf(*type), digestOf(bytes.substr(0, bytes.size() - 8) + "\0\0\0\1\0\0\0\0"s)) << name;
+        type->setVolatile(true);
+        EXPECT_EQ(sumOf(*type), digestOf(bytes.substr(0, bytes.size() - 8) + "\0\0\0\1\0\0\0\1"s)) << name;
+        type->setReadOnly(false);
+        type->setVolatile(false);
+    }
+    NumericType slope(NumericType::DataTypeModeEnum::ScaledDoubleSlopeBias, false, 33, 1.5, 7, -0.1);
+    EXPECT_EQ(sumOf(slope), digestOf("Numeric\0\0\0\x09\0\0\0\1\0\0\0\1\0\0\0\0\0\0\0\x21\0\0\0\7\x3f\xf8\0\0\0\0\0\0"
+                                     "\xbf\xb9\x99\x99\x99\x99\x99\x9a"s +
+                                     plain));
+    // Qualifiers of a chain follow its end, from the innermost pointer out.
+    Owner owner;
+    PointerType* const inner = owner.pointer(owner.make<CharType>(false));
+    PointerType* const outer = owner.pointer(inner);
+    inner->setReadOnly(true);
+    outer->setVolatile(true);
+    EXPECT_EQ(sumOf(*outer),
+              digestOf("pointerpointerchar\0\0\0\x08\0\0\0\1"s + plain + "\0\0\0\1\0\0\0\0"s + "\0\0\0\0\0\0\0\1"s));
+}
+
+/// Sets the byte order of the machine for its lifetime.
+struct Machine : MD5CheckSumModEndian {
+    explicit Machine(int order) { machByteOrder = order; }
+    ~Machine() { machByteOrder = 0; }
+    static int order() { return machByteOrder; }
+};
+
+TEST(TypeTree, SumsAlikeOnMachinesOfBothByteOrders) {
+    constexpr int kOther = std::endian::native == std::endian::little ? 2 : 1;
+    const std::string expected = digestOf("\x12\x34\x56\x78\xff\xff\xff\xfe\x3f\xb9\x99\x99\x99\x99\x99\x9a"s);
+    {
+        // 0 is looked up on first use. A machine of the other order has these very bytes the other way round.
+        Machine own(0);
+        own.addUInt32(0x12345678U);
+        own.addInt32(-2);
+        own.addReal64(0.1);
+        EXPECT_EQ(digestOf(own), expected);
+        EXPECT_EQ(Machine::order(), 3 - kOther);
+        EXPECT_EQ(Machine::getUniformedUInt32(0x12345678U), kOther == 2 ? 0x12345678U : 0x78563412U);
+    }
+    Machine other(kOther);
+    other.addUInt32(0x78563412U);
+    other.addInt32(static_cast<int>(0xfeffffffU));
+    other.addReal64(std::bit_cast<double>(0x9a9999999999b93fULL));
+    EXPECT_EQ(digestOf(other), expected);
+    EXPECT_EQ(Machine::getUniformedUInt32(0x12345678U), kOther == 2 ? 0x78563412U : 0x12345678U);
+}
+
+/// A list: a structure of `payload` and a pointer to the structure.
+StructType* listOf(Owner& owner, Type* payload) {
+    auto* const list = owner.make<StructType>(2U, false);
+    list->setMemberAt(payload, "payload", 0);
+    list->setMemberAt(owner.pointer(list), "next", 1);
+    return list;
+}
+
+TEST(TypeTree, ComparesAndConvertsCyclicTypes) {
+    Owner owner;
+    auto* const n = owner.make<NumericType>();
+    auto* const c = owner.make<CharType>(false);
+    const Type* const list = listOf(owner, n);
+    const Type* const again = listOf(owner, n);
+    const Type* const characters = listOf(owner, c);
+    EXPECT_TRUE(*list == *again);
+    EXPECT_TRUE(list->canBeConvertedTo(again));
+    EXPECT_FALSE(*list == *characters);
+    EXPECT_FALSE(list->canBeConvertedTo(characters));
+    // The same list with its first two nodes written out.
+    StructType* const unrolled = owner.structure({{"payload", n}, {"next", owner.pointer(listOf(owner, n))}});
+    EXPECT_TRUE(*list == *unrolled);
+    EXPECT_TRUE(*unrolled == *list);
+    // A ring through matrices of pointers converts by its matrices, whatever their shapes.
+    const auto ring = [&](std::vector<std::uint64_t> sizes) {
+        auto* const node = owner.make<StructType>(1U, false);
+        node->setMemberAt(owner.matrix(owner.pointer(node), std::move(sizes)), "m", 0);
+        return node;
+    };
+    const Type* const row = ring({6});
+    EXPECT_FALSE(*row == *ring({2, 3}));
+    EXPECT_TRUE(row->canBeConvertedTo(ring({2, 3})));
+    EXPECT_FALSE(row->canBeConvertedTo(ring({2, 2})));
+    // A structure may come to hold itself; it sums up all the same.
+    auto* const self = owner.make<StructType>(1U, false);
+    self->setMemberAt(self, "self", 0);
+    EXPECT_TRUE(*self == *self);
+    EXPECT_EQ(sumOf(*self), digestOf(std::string(8, '\0')));
+}
+
+TEST(TypeTree, IsAsDeepAndAsSharedAsMemoryAllows) {
+    // A chain grows at its end, where a pointer to a number becomes a pointer to a new one.
+    constexpr int kLength = 200'000;
+    Owner owner;
+    auto* const n = owner.make<NumericType>();
+    const auto chain = [&] {
+        HandleReference first = HandleReference::to(owner.pointer(n)->getOMI());
+        auto* last = static_cast<PointerType*>(first.get()->getObject());
+        for (int i = 1; i < kLength; ++i) {
+            auto* const next = new PointerType(n, true);
+            last->setBaseType(next);
+            OMInterface::operator delete(next->getOMI());
+            last = next;
+        }
+        return first;
+    };
+    const HandleReference a = chain();
+    const HandleReference b = chain();
+    const auto& first = *static_cast<Type*>(a.get()->getObject());
+    const auto& second = *static_cast<Type*>(b.get()->getObject());
+    EXPECT_TRUE(first == second);
+    EXPECT_TRUE(first.canBeConvertedTo(&second));
+    EXPECT_EQ(sumOf(first), sumOf(second));
+
+    const auto shared = [&] {
+        Type* type = n;
+        for (int i = 0; i < 100; ++i) {
+            type = owner.structure({{"l", type}, {"m", owner.matrix(type, {2})}, {"r", type}});
+        }
+        return type;
+    };
+    const Type* const tree = shared();
+    const Type* const twin = shared();
+    EXPECT_TRUE(*tree == *twin);
+    EXPECT_TRUE(tree->canBeConvertedTo(twin));
+}
+
+}  // namespace
