@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "host/front/front.h"
+#include "host/hsc.h"
 
 namespace front {
 
@@ -90,6 +91,23 @@ Results firstobjCall(Session& /*session*/, int /*resultCount*/, Values arguments
     return {firstobj(arguments)};
 }
 
+/// Shows values, type, rules and tag, as the class itself does where it has no method for it. It prints, so it is there
+/// as a method alone: a session collects what its calls print.
+Results dispCall(Session& session, int /*resultCount*/, Values arguments) {
+    const Value& array = arguments[0];
+    if (isEmpty(session, array)) {
+        hscPrintf("     []\n");
+    } else {
+        session.call(0, "disp", {session.call("double", {array})});
+    }
+    for (const char* const part : {"numerictype", "fimath"}) {
+        hscPrintf("\n");
+        session.call(0, "disp", {session.call(part, {array})});
+    }
+    hscPrintf("\n\n                   Tag: %s", array.get("Tag").toText().c_str());
+    return {};
+}
+
 using Implementation = Results (*)(Session& session, int resultCount, Values arguments);
 
 struct Row {
@@ -122,6 +140,7 @@ constexpr Row methods[] = {
     {"complex", 1, 2, 1, complexCall},
     {"computeDivideType", 2, 2, 1, ofTwo<computeDivideType>},
     {"conv", 2, 3, 1, convCall},
+    {"disp", 1, 1, 0, dispCall},
     {"emptyfirstobj", 1, any, 1, ofAll<emptyfirstobj>},
     {"firstobj", 1, any, 1, firstobjCall},
     {"horzcat", 1, any, 1, ofAll<horzcat>},

@@ -323,6 +323,24 @@ TEST_F(Arrays, SmallOnesAndMistakes) {
     EXPECT_EQ(thrownBy([&] { front::horzcat(session, Arguments{1, 2}); }).id, "fixedpoint:fi:firstobj:noFi");
 }
 
+TEST_F(Arrays, ASessionShowsValuesTypeRulesAndTag) {
+    const auto shown = [this](const Value& array) {
+        session.takePrinted();
+        session.display(array);
+        return session.takePrinted();
+    };
+    const Value a = inWord(std::vector<double>{1, -2.5}, {true, 8, 3});
+    a.set("Tag", "gains");
+    const std::string values = shown(a.get("double"));
+    const std::string rest =
+        "\n\n          DataTypeMode: Fixed-point: binary point scaling\n            Signedness: Signed\n"
+        "            WordLength: 8\n        FractionLength: 3\n\n\n             RoundMode: nearest\n"
+        "          OverflowMode: saturate\n           ProductMode: FullPrecision\n  MaxProductWordLength: 128\n"
+        "               SumMode: FullPrecision\n      MaxSumWordLength: 128\n\n\n                   Tag: ";
+    EXPECT_EQ(shown(a), values + rest + "gains");
+    EXPECT_EQ(shown(inWord(Value(), {true, 8, 3})), "     []\n" + rest);
+}
+
 TEST_F(Arrays, OverflowsOfJoiningAreReported) {
     logging(true);
     const Value a = inWord(1, {true, 8, 3});
