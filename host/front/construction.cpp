@@ -162,12 +162,11 @@ void Recipe::take(const Setting& setting) {
 }
 
 Value Recipe::make() {
-    const std::string dataType = type().get("DataType").toText();
-    if (!mHasScaling && (dataType == "Fixed" || dataType == "ScaledDouble")) {
+    if (const Value& known = type(); !mHasScaling && mSession.call("isscaledtype", {known}).toBool()) {
         if (!mValues && !std::ranges::all_of(mOfArray, isMark)) {
             fail("fixedpoint:fi:constructor:scalingNeeded", "Words need a scaling, such as a FractionLength.");
         }
-        type().set("Scaling", "Unspecified");
+        known.set("Scaling", "Unspecified");
     }
     Value made;
     if (isMadeOfFi()) {

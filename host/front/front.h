@@ -14,6 +14,7 @@
 #include "host/front/concatenation.h"
 #include "host/front/construction.h"
 #include "host/front/reductions.h"
+#include "host/front/reshape.h"
 
 namespace front {
 

@@ -87,6 +87,10 @@ Results complexCall(Session& session, int /*resultCount*/, Values arguments) {
     return {arguments.size() == 1 ? complex(session, arguments[0]) : complex(session, arguments[0], arguments[1])};
 }
 
+Results reshapeCall(Session& session, int /*resultCount*/, Values arguments) {
+    return {reshape(session, arguments[0], arguments.subspan(1))};
+}
+
 Results firstobjCall(Session& /*session*/, int /*resultCount*/, Values arguments) {
     return {firstobj(arguments)};
 }
@@ -140,7 +144,7 @@ constexpr Row methods[] = {
     {"complex", 1, 2, 1, complexCall},
     {"computeDivideType", 2, 2, 1, ofTwo<computeDivideType>},
     {"conv", 2, 3, 1, convCall},
-    {"disp", 1, 1, 0, dispCall},
+    {"disp", 1, 1, 1, dispCall},
     {"emptyfirstobj", 1, any, 1, ofAll<emptyfirstobj>},
     {"firstobj", 1, any, 1, firstobjCall},
     {"horzcat", 1, any, 1, ofAll<horzcat>},
@@ -151,6 +155,7 @@ constexpr Row methods[] = {
     {"mrdivide", 2, 2, 1, ofTwo<mrdivide>},
     {"or", 2, 2, 1, ofTruths<isOr>},
     {"rdivide", 2, 2, 1, ofTwo<rdivide>},
+    {"reshape", 2, any, 1, reshapeCall},
     {"sum", 1, 2, 1, sumCall},
     {"todoublecell", 1, any, 1, ofAll<todoublecell>},
     {"vertcat", 1, any, 1, ofAll<vertcat>},

@@ -27,10 +27,12 @@ class Arrays : public FrontTest {
     Value inWord(const Value& values, const Word& word, Rounding rule = Rounding::nearest) {
         return call("fi", {values, word.isSigned, word.bits, word.fraction, "RoundMode", nameOf(rule)});
     }
-    static std::vector<double> whole(Random& random, std::size_t count, int low, int high) {
-        std::vector<double> values(count);
-        for (double& value : values) value = random.between(low, high);
-        return values;
+    static std::size_t size(Random& random, int low, int high) {
+        return static_cast<std::size_t>(random.between(low, high));
+    }
+    static void expect(const Value& array, const Model& expected) {
+        EXPECT_EQ(array.dimensions(), trimmed(expected.dims));
+        EXPECT_EQ(Model(array, expected.dims).elements, expected.elements);
     }
 };
 
@@ -38,69 +40,47 @@ TEST_F(Arrays, JoinedArraysHaveTheElementsInTheTypeOfTheFirst) {
     Random random(6001);
     for (int round = 0; round < 400; ++round) {
         SCOPED_TRACE("seed " + std::to_string(random.seed()) + " round " + std::to_string(round));
-        const std::size_t joint = static_cast<std::size_t>(random.between(0, 2));
-        std::vector<std::size_t> dims = {1, 1, 1};
-        for (std::size_t& size : dims) size = static_cast<std::size_t>(random.between(1, 3));
+        const std::size_t joint = size(random, 0, 2);
+        Sizes dims = {size(random, 1, 3), size(random, 1, 3), size(random, 1, 3)};
         const int count = random.between(1, 4);
         const int decider = random.between(0, count - 1);
         const Word word = anyWord(random);
         const Rounding rule = random.pick(kRoundings);
-        Arguments parts;
-        std::vector<std::pair<Model, Model>> models;
+        Arguments arguments = {static_cast<double>(joint + 1)};
+        std::vector<Model> parts;
         std::size_t length = 0;
         bool isComplex = false;
         for (int i = 0; i < count; ++i) {
-            dims[joint] = static_cast<std::size_t>(random.between(0, 3));
+            dims[joint] = size(random, 0, 3);
+            Model part(dims);
+            const bool hasParts = random.oneIn(4) && !part.elements.empty();
+            for (auto& z : part.elements) z = {random.real(-6, 6, 20), hasParts ? random.real(-6, 6, 20) : 0.0};
+            Value value = part.value(hasParts);
+            if (i == decider || (i > decider && random.oneIn(2))) {
+                value = inWord(value, i == decider ? word : anyWord(random), rule);
+                part = Model(value.get("double"), dims);
+            }
             length += dims[joint];
-            Model real(trimmed(dims));
-            Model imaginary(real.dims);
-            const bool hasParts = random.oneIn(4) && !real.elements.empty();
-            for (double& value : real.elements) value = random.real(-6, 6, 20);
-            for (double& value : imaginary.elements) value = hasParts ? random.real(-6, 6, 20) : 0.0;
-            Value part = real.value();
-            if (hasParts) {
-                part = call("fi", {part, "DataType", "double"});
-                part = call("complex", {part, imaginary.value()}).get("double");
-            }
-            if (i == decider) {
-                part = inWord(part, word, rule);
-            } else if (i > decider && random.oneIn(2)) {
-                part = inWord(part, anyWord(random));
-            }
-            if (part.isObject()) {
-                real.elements = part.get("double").toDoubles();
-                imaginary.elements = part.get("double").toImaginaries();
-                imaginary.elements.resize(real.elements.size());
-            }
             isComplex = isComplex || hasParts;
+            arguments.push_back(value);
             parts.push_back(part);
-            models.emplace_back(real, imaginary);
         }
         dims[joint] = length;
-        Model real(dims);
-        Model imaginary(dims);
+        Model expected(dims);
         std::size_t start = 0;
-        for (auto& [re, im] : models) {
-            re.dims.resize(3, 1);
-            im.dims.resize(3, 1);
-            re.forEach([&](std::vector<std::size_t> place) {
-                const double x = re.at(place);
-                const double y = im.at(place);
+        for (Model& part : parts) {
+            part.forEach([&](Sizes place) {
+                const std::complex<double> z = part.at(place);
                 place[joint] += start;
-                real.at(place) = kept(x, word, rule);
-                imaginary.at(place) = kept(y, word, rule);
+                expected.at(place) = {kept(z.real(), word, rule), kept(z.imag(), word, rule)};
             });
-            start += re.dims[joint];
+            start += part.dims[joint];
         }
-        parts.insert(parts.begin(), Value(static_cast<double>(joint + 1)));
-        const Value joined = call("cat", parts);
+        const Value joined = call("cat", arguments);
+        expect(joined.get("double"), expected);
+        EXPECT_EQ(joined.get("double").isComplex(), isComplex);
         EXPECT_EQ(typeOf(joined), text(word));
         EXPECT_EQ(joined.get("RoundMode").toText(), nameOf(rule));
-        const Value values = joined.get("double");
-        EXPECT_EQ(values.dimensions(), trimmed(dims));
-        EXPECT_EQ(values.toDoubles(), real.elements);
-        EXPECT_EQ(values.isComplex(), isComplex);
-        EXPECT_EQ(values.toImaginaries(), isComplex ? imaginary.elements : std::vector<double>{});
     }
 }
 
@@ -109,60 +89,50 @@ TEST_F(Arrays, ReductionsTakeAnyDimension) {
     const Word word = {true, 8, 1};
     for (int round = 0; round < 400; ++round) {
         SCOPED_TRACE("seed " + std::to_string(random.seed()) + " round " + std::to_string(round));
-        std::vector<std::size_t> dims(static_cast<std::size_t>(random.between(2, 4)));
-        for (std::size_t& size : dims) size = static_cast<std::size_t>(random.between(random.oneIn(8) ? 0 : 1, 4));
+        Sizes dims(size(random, 2, 4));
+        for (std::size_t& each : dims) each = size(random, random.oneIn(8) ? 0 : 1, 4);
         dims = trimmed(dims);
-        Model model(dims);
-        for (double& value : model.elements) value = random.between(-9, 9) / 2.0;
-        const Value array = inWord(model.value(), word);
-        const bool isTold = random.oneIn(2);
-        const auto longest = std::ranges::find_if(dims, [](std::size_t size) { return size != 1; });
-        const std::size_t along = isTold
-                                      ? static_cast<std::size_t>(random.between(0, 4))
-                                      : (longest == dims.end() ? 0 : static_cast<std::size_t>(longest - dims.begin()));
-        if (!isTold && dims == std::vector<std::size_t>{0, 0}) continue;
+        // Without a dimension the first that isn't 1 is taken.
+        const auto longer =
+            static_cast<std::size_t>(std::ranges::find_if(dims, [](auto n) { return n != 1; }) - dims.begin());
+        const bool isTold = random.oneIn(2) || dims == Sizes{0, 0};
+        const std::size_t along = isTold ? size(random, 0, 4) : longer % dims.size();
+        const Value dimension = isTold ? Value(static_cast<double>(along + 1)) : Value();
         dims.resize(std::max(dims.size(), along + 1), 1);
-        model.dims = dims;
+        Model model(dims);
+        for (auto& value : model.elements) value = random.between(-9, 9) / 2.0;
+        const Value array = inWord(model.value(), word);
         const std::size_t length = dims[along];
+        const auto inColumn = [&](Sizes place, std::size_t i) {
+            place[along] = i;
+            return model.at(place).real();
+        };
         dims[along] = 1;
         Model sums(dims);
-        dims[along] = length == 0 ? 0 : 1;
-        Model most(dims);
-        Model least(dims);
-        Model mostAt(dims);
-        Model leastAt(dims);
-        most.forEach([&](std::vector<std::size_t> place) {
-            for (std::size_t i = 0; i < length; ++i) {
-                std::vector<std::size_t> from = place;
-                from[along] = i;
-                const double value = model.at(from);
-                sums.at(place) += value;
-                if (i == 0 || value > most.at(place)) {
-                    most.at(place) = value;
-                    mostAt.at(place) = static_cast<double>(i + 1);
-                }
-                if (i == 0 || value < least.at(place)) {
-                    least.at(place) = value;
-                    leastAt.at(place) = static_cast<double>(i + 1);
-                }
-            }
+        sums.forEach([&](const Sizes& place) {
+            for (std::size_t i = 0; i < length; ++i) sums.at(place) += inColumn(place, i);
         });
-        const auto expect = [](const Value& value, const Model& expected) {
-            EXPECT_EQ(value.dimensions(), trimmed(expected.dims));
-            EXPECT_EQ(value.toDoubles(), expected.elements);
-        };
-        const Value dimension = isTold ? Value(static_cast<double>(along + 1)) : Value();
         const Value sum = call("sum", {array, dimension});
         expect(sum.get("double"), sums);
         const int growth = model.elements.empty() ? 0 : static_cast<int>(std::ceil(std::log2(length)));
         EXPECT_EQ(typeOf(sum), text({true, 8 + growth, 1}));
-        const auto maxima = session.call(2, "max", {array, Value(), dimension});
-        expect(maxima[0].get("double"), most);
-        expect(maxima[1], mostAt);
-        const auto minima = session.call(2, "min", {array, Value(), dimension});
-        expect(minima[0].get("double"), least);
-        expect(minima[1], leastAt);
-        EXPECT_EQ(typeOf(minima[0]), text(word));
+        dims[along] = length == 0 ? 0 : 1;
+        for (const double sign : {1.0, -1.0}) {
+            Model values(dims);
+            Model places(dims);
+            values.forEach([&](const Sizes& place) {
+                std::size_t best = 0;
+                for (std::size_t i = 1; i < length; ++i) {
+                    if (sign * inColumn(place, i) > sign * inColumn(place, best)) best = i;
+                }
+                values.at(place) = inColumn(place, best);
+                places.at(place) = static_cast<double>(best + 1);
+            });
+            const auto found = session.call(2, sign > 0 ? "max" : "min", {array, Value(), dimension});
+            expect(found[0].get("double"), values);
+            expect(found[1], places);
+            EXPECT_EQ(typeOf(found[0]), text(word));
+        }
     }
     EXPECT_EQ(call("sum", {inWord(Value(), word)}).get("double"), Value(0));
 }
@@ -193,25 +163,21 @@ TEST_F(Arrays, QuotientsAreRoundedOnceIntoTheTypeOfTheirOperands) {
         EXPECT_EQ(quotient.get("double").toDouble(),
                   kept(Rational(a.get("double").toDouble()) / Rational(divisor), word, rule));
     }
-    const struct {
-        Arguments operands;
-        const char* type;
-        const char* why;
-    } rows[] = {
-        {{inWord(1, {true, 8, 3}), call("fi", {2, "DataType", "double"})}, "Double", ""},
-        {{call("fi", {2, "DataType", "single"}), 3}, "Single", ""},
-        {{call("fi", {2, 1, 8, 3, "DataType", "ScaledDouble"}), inWord(1, {false, 9, 5})},
-         "Scaled double: binary point scaling",
-         ""},
-        {{12, inWord(1, {true, 8, 3})}, "s8,0", "12 is 96 / 2^3"},
-        {{inWord(1, {false, 8, 3}), Value(std::vector<double>{0, 100, 0.1})}, "u8,-1", "0.1 is above 2^-4"},
-        {{inWord(1, {false, 8, 3}), 0}, "u8,3", "no magnitude"},
-        {{inWord(1, {true, 8, 3}), call("fi", {1, "DataType", "boolean"})}, "s8,3", "one bit"},
+    // 12 is 96 / 2^3; 0.1 is above 2^-4; a boolean is one bit.
+    const Value eight = inWord(1, {true, 8, 3});
+    const Value unsignedEight = inWord(1, {false, 8, 3});
+    const std::pair<Arguments, const char*> rows[] = {
+        {{eight, call("fi", {2, "DataType", "double"})}, "Double"},
+        {{call("fi", {2, "DataType", "single"}), 3}, "Single"},
+        {{call("fi", {2, "DataType", "ScaledDouble"}), unsignedEight}, "Scaled double: binary point scaling"},
+        {{12, eight}, "s8,0"},
+        {{unsignedEight, Value(std::vector<double>{0, 100, 0.1})}, "u8,-1"},
+        {{unsignedEight, 0}, "u8,3"},
+        {{eight, call("fi", {1, "DataType", "boolean"})}, "s8,3"},
     };
-    for (const auto& [operands, type, why] : rows) {
-        const Value found = call("computeDivideType", operands);
-        EXPECT_EQ(typeOf(call("rdivide", operands)), type) << why;
-        EXPECT_EQ(typeOf(call("fi", {1, found})), type) << why;
+    for (const auto& [operands, type] : rows) {
+        EXPECT_EQ(typeOf(call("rdivide", operands)), type);
+        EXPECT_EQ(typeOf(call("fi", {1, call("computeDivideType", operands)})), type);
     }
 }
 
@@ -257,11 +223,13 @@ TEST_F(Arrays, MagnitudesOfComplexElementsAreRootsOfSquares) {
 TEST_F(Arrays, ConvolutionsHaveTheirThreeShapes) {
     Random random(6005);
     for (int round = 0; round < 60; ++round) {
-        const std::vector<double> a = whole(random, static_cast<std::size_t>(random.between(1, 6)), -7, 7);
-        const std::vector<double> b = whole(random, static_cast<std::size_t>(random.between(1, 6)), -7, 7);
+        std::vector<double> a(size(random, 1, 6));
+        std::vector<double> b(size(random, 1, 6));
+        for (double& value : a) value = random.between(-7, 7);
+        for (double& value : b) value = random.between(-7, 7);
         std::vector<double> full(a.size() + b.size() - 1);
-        for (std::size_t i = 0; i < a.size(); ++i) {
-            for (std::size_t j = 0; j < b.size(); ++j) full[i + j] += a[i] * b[j];
+        for (std::size_t i = 0; i < full.size(); ++i) {
+            for (std::size_t j = 0; j < a.size(); ++j) full[i] += j <= i && i - j < b.size() ? a[j] * b[i - j] : 0;
         }
         const auto from = [&full](std::size_t start, std::size_t count) {
             const auto first = full.begin() + static_cast<std::ptrdiff_t>(start);
@@ -276,50 +244,61 @@ TEST_F(Arrays, ConvolutionsHaveTheirThreeShapes) {
 }
 
 TEST_F(Arrays, SmallOnesAndMistakes) {
-    const Value a = inWord(Value::matrix(2, 2, std::vector<double>{1, 2, 3, 4}), {true, 8, 3});
-    EXPECT_EQ(call("max", {2.5, a}).get("double"), Value::matrix(2, 2, std::vector<double>{2.5, 2.5, 3, 4}));
-    EXPECT_EQ(call("min", {a, inWord(2, {true, 8, 3})}).get("double"),
-              Value::matrix(2, 2, std::vector<double>{1, 2, 2, 2}));
-    EXPECT_EQ(call("complex", {1, inWord(0.5, {true, 8, 3})}).get("double"), Value::complex(1, 0.5));
+    const auto square = [](const std::vector<double>& elements) { return Value::matrix(2, 2, elements); };
+    const Value a = inWord(square({1, 2, 3, 4}), {true, 8, 3});
     const Value turned = call("complex", {inWord(2, {true, 8, 3})});
-    EXPECT_EQ(turned.get("double"), Value::complex(2, 0));
-    EXPECT_EQ(call("complex", {turned}).get("double"), Value::complex(2, 0));
-    EXPECT_EQ(call("todoublecell", {"x", a}), Value::cells(std::vector<Value>{"x", a.get("double")}));
-    EXPECT_EQ(call("firstobj", {1, a, turned}), a);
-    EXPECT_EQ(call("emptyfirstobj", {1, a}).get("double"), Value());
-    EXPECT_EQ(call("vertcat", {Value(), inWord(Value(), {true, 8, 3})}).get("double"), Value());
-    const Value alone = call("horzcat", {a});
-    session.assign(alone, {hostref::paren(1)}, 7);
-    EXPECT_EQ(a.get("double").toDouble(), 1) << "a result is an array of its own";
-
+    const Value nothing = inWord(Value::matrix(0, 3, std::vector<double>{}), {true, 8, 3});
     const struct {
         const char* name;
         Arguments arguments;
+        Value values;
+    } results[] = {
+        {"max", {2.5, a}, square({2.5, 2.5, 3, 4})},
+        {"min", {a, inWord(2, {true, 8, 3})}, square({1, 2, 2, 2})},
+        {"complex", {1, inWord(0.5, {true, 8, 3})}, Value::complex(1, 0.5)},
+        {"complex", {turned}, Value::complex(2, 0)},
+        {"emptyfirstobj", {1, a}, Value()},
+        {"vertcat", {Value(), inWord(Value(), {true, 8, 3})}, Value()},
+        {"reshape", {a, std::vector<double>{1, 4}}, std::vector<double>{1, 2, 3, 4}},
+        {"reshape", {a, 4, 1, 1}, Value::matrix(4, 1, std::vector<double>{1, 2, 3, 4})},
+        {"reshape", {a, 1, Value()}, std::vector<double>{1, 2, 3, 4}},
+        {"reshape", {nothing, Value(), 5}, Value::matrix(0, 5, std::vector<double>{})},
+    };
+    for (const auto& row : results) EXPECT_EQ(call(row.name, row.arguments).get("double"), row.values) << row.name;
+    EXPECT_EQ(call("todoublecell", {"x", a}), Value::cells(std::vector<Value>{"x", a.get("double")}));
+    EXPECT_EQ(call("firstobj", {1, a, turned}), a);
+    session.assign(call("horzcat", {a}), {hostref::paren(1)}, 7);
+    EXPECT_EQ(a.get("double").toDouble(), 1) << "a result is an array of its own";
+
+    const std::vector<double> two = {1, 2};
+    const struct {
+        const char* name;
+        std::vector<Arguments> calls;
         const char* id;
         int resultCount = 1;
-    } rows[] = {
-        {"horzcat", {a, 1}, "fixedpoint:fi:cat:dimensionMismatch"},
-        {"vertcat", {a, Value::matrix(1, 0, std::vector<double>{})}, "fixedpoint:fi:cat:dimensionMismatch"},
-        {"vertcat", {a, "ab"}, "fixedpoint:fi:constructor:numeric"},
-        {"cat", {a, a}, "fixedpoint:fi:dimension:mustBePositiveInteger"},
-        {"cat", {1025, a}, "fixedpoint:fi:dimension:mustBePositiveInteger"},
-        {"sum", {a, 1.5}, "fixedpoint:fi:dimension:mustBePositiveInteger"},
-        {"sum", {a, std::nan("")}, "fixedpoint:fi:dimension:mustBePositiveInteger"},
-        {"max", {a, Value(), 0}, "fixedpoint:fi:dimension:mustBePositiveInteger"},
-        {"max", {a, a, 1}, "fixedpoint:fi:max:arraysAndDimension"},
-        {"max", {a, a}, "VELMAR:tooManyOutputs", 2},
-        {"min", {a, inWord(1, {true, 9, 3})}, "fixedpoint:fi:min:numerictypemismatch"},
-        {"rdivide", {a}, "VELMAR:notEnoughInputs"},
-        {"rdivide", {a, a, a}, "VELMAR:tooManyInputs"},
-        {"rdivide", {a, "x"}, "fixedpoint:fi:setBestPrecision:mustbenumeric"},
-        {"mrdivide", {a, a}, "fixedpoint:fi:mrdivide:scalarDivisor"},
-        {"abs", {a, 3}, "fixedpoint:fi:abs:badArgument"},
-        {"abs", {a, rules({}), a.get("numerictype")}, "fixedpoint:fi:abs:badArgument"},
-        {"conv", {a, std::vector<double>{1, 2}}, "fixedpoint:fi:conv:vectors"},
-        {"conv", {turned, turned, "half"}, "fixedpoint:fi:conv:shape"},
-        {"conv", {turned, turned, 1}, "VELMAR:array:notChar"},
+    } mistakes[] = {
+        {"horzcat", {{a, 1}, {a, nothing}}, "fixedpoint:fi:cat:dimensionMismatch"},
+        {"vertcat", {{a, "ab"}}, "fixedpoint:fi:constructor:numeric"},
+        {"cat", {{a, a}, {0, a}, {1025, a}}, "fixedpoint:fi:dimension:mustBePositiveInteger"},
+        {"sum", {{a, 1.5}, {a, std::nan("")}, {a, two}}, "fixedpoint:fi:dimension:mustBePositiveInteger"},
+        {"max", {{a, a, 1}}, "fixedpoint:fi:max:arraysAndDimension"},
+        {"max", {{a, a}}, "VELMAR:tooManyOutputs", 2},
+        {"min", {{a, inWord(1, {true, 9, 3})}}, "fixedpoint:fi:min:numerictypemismatch"},
+        {"rdivide", {{a}}, "VELMAR:notEnoughInputs"},
+        {"rdivide", {{a, a, a}}, "VELMAR:tooManyInputs"},
+        {"rdivide", {{a, "x"}}, "fixedpoint:fi:setBestPrecision:mustbenumeric"},
+        {"mrdivide", {{a, a}}, "fixedpoint:fi:mrdivide:scalarDivisor"},
+        {"abs", {{a, 3}, {a, rules({}), a.get("numerictype")}}, "fixedpoint:fi:abs:badArgument"},
+        {"conv", {{a, two}}, "fixedpoint:fi:conv:vectors"},
+        {"conv", {{turned, turned, "half"}}, "fixedpoint:fi:conv:shape"},
+        {"reshape",
+         {{a, two}, {a, 3, Value()}, {a, 0, Value()}, {a, 0x1p32, 0x1p32}},
+         "fixedpoint:fi:reshape:countMismatch"},
+        {"reshape", {{a, 4}, {a, Value(), Value()}, {a, 4, 1, -1}, {a, two, 1}}, "fixedpoint:fi:reshape:badSize"},
     };
-    for (const auto& row : rows) EXPECT_EQ(idOf(row.name, row.arguments, row.resultCount), row.id) << row.name;
+    for (const auto& [name, calls, id, resultCount] : mistakes) {
+        for (const Arguments& arguments : calls) EXPECT_EQ(idOf(name, arguments, resultCount), id) << name;
+    }
     EXPECT_EQ(thrownBy([&] { front::horzcat(session, Arguments{1, 2}); }).id, "fixedpoint:fi:firstobj:noFi");
 }
 
@@ -338,6 +317,7 @@ TEST_F(Arrays, ASessionShowsValuesTypeRulesAndTag) {
         "          OverflowMode: saturate\n           ProductMode: FullPrecision\n  MaxProductWordLength: 128\n"
         "               SumMode: FullPrecision\n      MaxSumWordLength: 128\n\n\n                   Tag: ";
     EXPECT_EQ(shown(a), values + rest + "gains");
+    EXPECT_EQ(call("disp", {a}), Value());
     EXPECT_EQ(shown(inWord(Value(), {true, 8, 3})), "     []\n" + rest);
 }
 
@@ -346,9 +326,8 @@ TEST_F(Arrays, OverflowsOfJoiningAreReported) {
     const Value a = inWord(1, {true, 8, 3});
     session.takeWarnings();
     call("horzcat", {a, 100, -100});
-    std::vector<Warning> warnings = session.takeWarnings();
-    ASSERT_FALSE(warnings.empty());
-    EXPECT_EQ(warnings[0], (Warning{"fi:overflow", "1 overflow occurred in the fi concatenation operation."}));
+    EXPECT_EQ(session.takeWarnings().at(0),
+              (Warning{"fi:overflow", "1 overflow occurred in the fi concatenation operation."}));
 }
 
 }  // namespace
