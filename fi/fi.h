@@ -927,7 +927,7 @@ class TOLVANE_API fi {
     fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const std::string& tag,
        bool isLocal, embedded::OperationTypeEnum operation, unsigned precision, Entries entries);
     fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
-       bool isLocal);
+       bool isLocal, Entries entries);
     /// Compares current elements of which one is of a type with slope and bias.
     bool equalsAcrossScales(const fi& b) const;
     template <class Extreme>

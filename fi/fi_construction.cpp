@@ -88,10 +88,10 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
 }
 
 fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
-       bool isLocal)
+       bool isLocal, Entries entries)
     : mAssignmentQuantizer(source, type),
-      mReal(dimensionProduct(dims), entryPrecision(type, 0), embedded::NumberVector::tag),
-      mImag(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), embedded::NumberVector::tag),
+      mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, 0), entries == Entries::unset)),
+      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), entries == Entries::unset)),
       mIsReal(!isComplex),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
@@ -133,7 +133,7 @@ fi::fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, 
 
 fi::fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
        const quantizer& source, bool isLocal)
-    : fi(Dimensions(dims, dims + ndims), type, &rules, isComplex, source, isLocal) {}
+    : fi(Dimensions(dims, dims + ndims), type, &rules, isComplex, source, isLocal, Entries::zero) {}
 
 fi::fi(const double* re, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)

@@ -1,5 +1,7 @@
 // Arrays made by a plan: a host array of doubles that says for each place of a result which element goes there. The
 // host's own subscripts make plans, by running on arrays of positions.
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
 #include <span>
@@ -9,6 +11,7 @@
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
+#include "host/positions.h"
 
 namespace {
 
@@ -18,18 +21,22 @@ void errorIfNotDouble(const hvArray* plan) {
     }
 }
 
-/// Returns the values of a plan, after a check that each names an element: from `lowest` to below `end`, whole.
-std::span<const double> checkedPlan(const hvArray* plan, double lowest, double end) {
-    errorIfNotDouble(plan);
-    const std::span<const double> values = hvGetTypedData<double>(plan);
+/// Checks that each value of a plan names an element: from `lowest` to below `end`, truncated.
+void checkPlan(std::span<const double> values, double lowest, double end) {
     // What lies between -1 and 0 stands for the first element, which an empty array doesn't have.
     bool isGood = end > 0.0 || values.empty();
     for (const double value : values) {
-        isGood &= value > lowest - 1.0 && value < end;
+        isGood &= (value > lowest - 1.0) & (value < end);
     }
     if (!isGood) {
         hvErrMsg(73);
     }
+}
+
+std::span<const double> checkedPlan(const hvArray* plan, double lowest, double end) {
+    errorIfNotDouble(plan);
+    const std::span<const double> values = hvGetTypedData<double>(plan);
+    checkPlan(values, lowest, end);
     return values;
 }
 
@@ -52,27 +59,45 @@ std::span<const double> checkedAssignment(const hvArray* plan, const fi& array, 
 // Where nothing is quantized or counted, elements that lie in doubles move in one loop a part.
 
 fi* fi::takenByPlan(const hvArray* plan) const {
-    const std::span<const double> places = checkedPlan(plan, 0.0, static_cast<double>(mNumel));
-    const std::vector<std::uint64_t> dims = dimensionsOf(plan);
-    auto result = std::make_unique<fi>(dims.data(), dims.size(), getNumericType(), getFimath(), iscomplex(),
-                                       getAssignmentQuantizer(), mFimathIsLocal);
-    const auto move = [&](const number& from, number& to) {
-        const double* const source = entries::doublesOf(from, mNumel).data();
-        doublenumber* const target = to.asDouble();
-        if (source != nullptr && target != nullptr) {
-            double* const out = target->elements().data();
-            for (std::size_t k = 0; k < places.size(); ++k) {
-                out[k] = source[position(places[k])];
+    errorIfNotDouble(plan);
+    const std::span<const double> places = hvGetTypedData<double>(plan);
+    std::unique_ptr<fi> result(new fi(dimensionsOf(plan), getNumericType(), &getFimath(), iscomplex(),
+                                      getAssignmentQuantizer(), mFimathIsLocal, Entries::unset));
+    const auto isInDoubles = [](const number& part) { return part.asDouble() != nullptr; };
+    const bool areDoubles = isInDoubles(mReal) && isInDoubles(result->mReal) &&
+                            (isreal() || (isInDoubles(mImag) && isInDoubles(result->mImag)));
+    if (areDoubles) {
+        std::array<std::uint64_t, 512> offsets;
+        const auto move = [&](std::size_t begin, std::size_t count, const number& from, number& to) {
+            const double* const source = from.asDouble()->elements().data();
+            double* const out = to.asDouble()->elements().data() + begin;
+            for (std::size_t i = 0; i < count; ++i) {
+                out[i] = source[offsets[i]];
             }
-            return;
+        };
+        for (std::size_t begin = 0; begin < places.size(); begin += offsets.size()) {
+            const auto block = places.subspan(begin, std::min(offsets.size(), places.size() - begin));
+            if (!offsetsOf(block, 0, mNumel, offsets.data())) {
+                // Plans of the host don't come here: fractions are cut off.
+                checkPlan(block, 0.0, static_cast<double>(mNumel));
+                std::ranges::transform(block, offsets.begin(), position);
+            }
+            move(begin, block.size(), mReal, result->mReal);
+            if (iscomplex()) {
+                move(begin, block.size(), mImag, result->mImag);
+            }
         }
-        for (std::size_t k = 0; k < places.size(); ++k) {
-            to[k].setvalue(from[position(places[k])]);
+    } else {
+        checkPlan(places, 0.0, static_cast<double>(mNumel));
+        const auto move = [&](const number& from, number& to) {
+            for (std::size_t k = 0; k < places.size(); ++k) {
+                to[k].setvalue(from[position(places[k])]);
+            }
+        };
+        move(mReal, result->mReal);
+        if (iscomplex()) {
+            move(mImag, result->mImag);
         }
-    };
-    move(mReal, result->mReal);
-    if (iscomplex()) {
-        move(mImag, result->mImag);
     }
     if (!places.empty()) {
         setIndex(position(places.back()));

@@ -1,5 +1,6 @@
 // Subscripts: one element by its position is read and written here; for all other forms the host's own subscripts run
 // on an array of positions of the same shape, and their result is the plan of what goes where (fi_plans.cpp).
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <numeric>
@@ -71,8 +72,14 @@ hvArrayOwner positions(std::span<const std::uint64_t> dimensions, double first, 
     hvArrayOwner array(hvCreateNumericArray(dims.size(), dims.data(), hvDOUBLE_CLASS));
     double* const values = hvGetPr(array.get());
     const std::size_t count = hvGetNumberOfElements(array.get());
-    for (std::size_t i = 0; i < count; ++i) {
-        values[i] = first + step * static_cast<double>(i);
+    // Vectors convert no counts of 64 bits.
+    constexpr std::size_t kBlock = 4096;
+    for (std::size_t begin = 0; begin < count; begin += kBlock) {
+        const double start = first + step * static_cast<double>(begin);
+        const int length = static_cast<int>(std::min(kBlock, count - begin));
+        for (int i = 0; i < length; ++i) {
+            values[begin + static_cast<std::size_t>(i)] = start + step * i;
+        }
     }
     return array;
 }
@@ -116,8 +123,9 @@ hvArray* fi::subsref(const hvArray* path, OMInterface* self) const {
         setIndex(static_cast<std::uint64_t>(*place));
         return convertToExternalVelmarArray(std::make_unique<fi>(*this, embedded::CopyElement::tag));
     }
-    const hvArrayOwner all = positions(mDims, 0.0, 1.0);
+    hvArrayOwner all = positions(mDims, 0.0, 1.0);
     const hvArrayOwner plan = callHost(1, "subsref", all.get(), path);
+    all.reset();
     return convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedReference(plan.get())));
 }
 

@@ -38,7 +38,11 @@ class Buffer {
  public:
     Buffer() = default;
     /// Makes zeroed bytes, by bsCalloc, so that a large fresh array costs no pass over its memory.
-    static Buffer zeros(std::size_t bytes) { return bytes == 0 ? Buffer() : Buffer(allocate(bytes)); }
+    static Buffer zeros(std::size_t bytes) {
+        return bytes == 0 ? Buffer() : Buffer(bsCalloc(1, sizeof(Block) + bytes));
+    }
+    /// Makes bytes for the caller to set, each before it is read.
+    static Buffer unset(std::size_t bytes) { return bytes == 0 ? Buffer() : Buffer(bsMalloc(sizeof(Block) + bytes)); }
 
     Buffer(const Buffer& other) : mBlock(other.mBlock) {
         if (mBlock != nullptr) {
@@ -61,7 +65,7 @@ class Buffer {
     /// Replaces a shared block by a copy of its `bytes`.
     void makeOwn(std::size_t bytes) {
         if (mBlock != nullptr && mBlock->owners.load(std::memory_order_acquire) > 1) {
-            Buffer copy(allocate(bytes));
+            Buffer copy = unset(bytes);
             std::memcpy(copy.data(), data(), bytes);
             *this = std::move(copy);
         }
@@ -72,13 +76,12 @@ class Buffer {
         std::atomic<std::size_t> owners;
     };
 
-    explicit Buffer(Block* block) : mBlock(block) {}
-    static Block* allocate(std::size_t bytes) {
-        void* memory = bsCalloc(1, sizeof(Block) + bytes);
+    /// Takes over fresh memory of a block, null when there was none.
+    explicit Buffer(void* memory) {
         if (memory == nullptr) {
             raiseNoMemory();
         }
-        return new (memory) Block{1};
+        mBlock = new (memory) Block{1};
     }
 
     Block* mBlock = nullptr;
@@ -155,7 +158,10 @@ std::vector<std::size_t> normalizedDimensions(std::span<const std::size_t> given
 /// each partial product, such as the number of columns, fits.
 std::size_t checkedCount(const std::vector<std::size_t>& dimensions);
 
-/// Makes an array of zeros, false, or null elements.
-hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId, hvComplexity complexity = hvREAL);
+enum class Contents { zeros, unset };
+
+/// Makes an array of zeros, false, or null elements. `unset` plain data is for the caller to set before it is read.
+hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId, hvComplexity complexity = hvREAL,
+                       Contents contents = Contents::zeros);
 
 }  // namespace hostref

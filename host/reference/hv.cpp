@@ -111,7 +111,8 @@ void raiseNoMemory() {
     raiseError("VELMAR:nomem", "Out of memory: an array of this size can't be made.");
 }
 
-hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId, hvComplexity complexity) {
+hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId, hvComplexity complexity,
+                       Contents contents) {
     hvArrayOwner array(new hvArray);
     array->classId = classId;
     array->isComplex = complexity == hvCOMPLEX;
@@ -120,9 +121,10 @@ hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classI
     if (array->elementCount > kMaxArrayBytes / sizeof(std::uint64_t)) {
         raiseNoMemory();
     }
-    array->real = Buffer::zeros(array->partBytes());
+    const auto part = contents == Contents::unset ? Buffer::unset : Buffer::zeros;
+    array->real = part(array->partBytes());
     if (array->isComplex) {
-        array->imaginary = Buffer::zeros(array->partBytes());
+        array->imaginary = part(array->partBytes());
     }
     if (classId == hvCELL_CLASS || classId == hvSTRUCT_CLASS) {
         array->children = std::make_shared<Children>();
@@ -293,10 +295,10 @@ hvArray* hvTranspose(const hvArray* array) {
         }
         const std::size_t elementBytes = hostref::classTraits(array->classId).elementBytes;
         if (elementBytes != 0) {
-            result->real = hostref::Buffer::zeros(array->partBytes());
+            result->real = hostref::Buffer::unset(array->partBytes());
             hostref::transposeBytes(array->real, result->real, elementBytes, rows, columns);
             if (array->isComplex) {
-                result->imaginary = hostref::Buffer::zeros(array->partBytes());
+                result->imaginary = hostref::Buffer::unset(array->partBytes());
                 hostref::transposeBytes(array->imaginary, result->imaginary, elementBytes, rows, columns);
             }
         }

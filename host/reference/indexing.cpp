@@ -1,6 +1,7 @@
 #include "host/reference/indexing.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "host/ErrorIdException.h"
+#include "host/positions.h"
 #include "host/reference/array.h"
 
 namespace hostref {
@@ -195,14 +197,15 @@ void moveParts(const hvArray* source, hvArray* target, Move&& move) {
     });
 }
 
-hvArrayOwner emptyLike(const hvArray* array, std::span<const std::size_t> dimensions, bool isComplex) {
-    return makeArray(dimensions, hvGetClassID(array), isComplex ? hvCOMPLEX : hvREAL);
+hvArrayOwner emptyLike(const hvArray* array, std::span<const std::size_t> dimensions, bool isComplex,
+                       Contents contents = Contents::zeros) {
+    return makeArray(dimensions, hvGetClassID(array), isComplex ? hvCOMPLEX : hvREAL, contents);
 }
 
 /// Fills a new array of the given dimensions, as many elements as the indices name, with the elements there.
 hvArrayOwner gathered(const hvArray* array, std::vector<Index>& indexes, std::span<const std::size_t> from,
                       std::span<const std::size_t> dimensions) {
-    hvArrayOwner result = emptyLike(array, dimensions, hvIsComplex(array));
+    hvArrayOwner result = emptyLike(array, dimensions, hvIsComplex(array), Contents::unset);
     const Index& first = indexes[0];
     const std::size_t length = first.count();
     if (hvIsCell(array)) {
@@ -227,15 +230,38 @@ hvArrayOwner gathered(const hvArray* array, std::vector<Index>& indexes, std::sp
     return result;
 }
 
-/// The shape of what one index reads.
-Dimensions linearShape(std::span<const std::size_t> dimensions, const Index& index) {
-    if (index.isColon()) {
-        return {index.count(), 1};
+/// The shape of what one index of a given shape reads.
+Dimensions linearShape(std::span<const std::size_t> dimensions, std::span<const std::size_t> indexShape) {
+    if (isVector(dimensions) && isVector(indexShape)) {
+        const std::size_t count = product(indexShape);
+        return dimensions[0] == 1 ? Dimensions{1, count} : Dimensions{count, 1};
     }
-    if (isVector(dimensions) && isVector(index.shape())) {
-        return dimensions[0] == 1 ? Dimensions{1, index.count()} : Dimensions{index.count(), 1};
+    return {indexShape.begin(), indexShape.end()};
+}
+
+/// Fills a new array with the elements at one index of doubles, in a single pass over memory. Null where that is no
+/// way, be it by the classes or because a number is no position: the general way knows the error.
+hvArrayOwner gatheredByDoubles(const hvArray* array, const hvArray* index) {
+    if (!hvIsDouble(index) || hvIsComplex(index) || hvGetElementSize(array) == 0) {
+        return nullptr;
     }
-    return index.shape();
+    const std::span<const double> numbers = hvGetTypedData<double>(index);
+    const std::size_t count = hvGetNumberOfElements(array);
+    hvArrayOwner result =
+        emptyLike(array, linearShape(hvGetDims(array), hvGetDims(index)), hvIsComplex(array), Contents::unset);
+    std::array<std::uint64_t, 512> offsets;
+    for (std::size_t k = 0; k < numbers.size(); k += offsets.size()) {
+        const std::span<const double> block = numbers.subspan(k, std::min(offsets.size(), numbers.size() - k));
+        if (!offsetsOf(block, 1, count, offsets.data())) {
+            return nullptr;
+        }
+        moveParts(array, result.get(), [&]<class T>(const T* source, T* target) {
+            for (std::size_t i = 0; i < block.size(); ++i) {
+                target[k + i] = source[offsets[i]];
+            }
+        });
+    }
+    return result;
 }
 
 void requireWithin(std::vector<Index>& indexes, std::span<const std::size_t> dimensions) {
@@ -438,12 +464,18 @@ hvArrayOwner elementsAt(const hvArray* array, Indices indices) {
         return hvArrayOwner(hvCreateSharedDataCopy(array));
     }
     return withMemory([&] {
+        if (indices.size() == 1) {
+            if (hvArrayOwner result = gatheredByDoubles(array, indices[0])) {
+                return result;
+            }
+        }
         std::vector<Index> indexes = indexesOf(indices);
         const Dimensions seen = folded(hvGetDims(array), indexes.size());
         requireWithin(indexes, seen);
         Dimensions shape;
         if (indexes.size() == 1) {
-            shape = linearShape(hvGetDims(array), indexes[0]);
+            shape = indexes[0].isColon() ? Dimensions{indexes[0].count(), 1}
+                                         : linearShape(hvGetDims(array), indexes[0].shape());
         } else {
             for (const Index& index : indexes) {
                 shape.push_back(index.count());

@@ -1,6 +1,7 @@
 // Subscripts on arrays of class "fi", against the same subscripts on plain arrays, and what only a `fi` does.
 #include <cmath>
 #include <random>
+#include <utility>
 
 #include "tests/binding/session_support.h"
 
@@ -98,6 +99,38 @@ TEST_F(FiIndexing, ElementsMoveAsThoseOfPlainArrays) {
             EXPECT_EQ(got.second.toDoubles(), expected.second.toDoubles());
         } else {
             EXPECT_EQ(doubles(array), before);
+        }
+    }
+}
+
+TEST_F(FiIndexing, LongPlansAreCheckedThroughoutAndTruncated) {
+    std::mt19937 random(11);
+    const auto upTo = [&](std::size_t most) { return std::uniform_int_distribution<std::size_t>(0, most)(random); };
+    for (const int wordLength : {16, 80}) {
+        for (const bool isComplex : {false, true}) {
+            const Value array = ints(arrayOf({3, 700}, 0, isComplex), wordLength);
+            std::vector<double> plan(1300);
+            for (double& place : plan) place = static_cast<double>(upTo(2099));
+            const auto taken = [&] { return session.call("subscriptedreference", {array, row(plan)}); };
+            EXPECT_EQ(doubles(taken()).toDoubles(), plan);
+            std::vector<double> whole = plan;
+            for (const std::size_t k : {upTo(400), 401 + upTo(400), 802 + upTo(400)}) {
+                whole[k] = k < 802 ? plan[k] : 0.0;
+                plan[k] = k < 802 ? plan[k] + 0.999 : -0.5;
+            }
+            const Value got = doubles(taken());
+            EXPECT_EQ(got.toDoubles(), whole);
+            EXPECT_EQ(hvIsComplex(got.array()), isComplex);
+            if (isComplex) {
+                const auto imaginary = hvGetTypedImagData<double>(got.array());
+                for (std::size_t k = 0; k < plan.size(); ++k) EXPECT_EQ(imaginary[k], -whole[k]);
+            }
+            for (const double wrong : {-1.0, 2100.0, double{NAN}, -double{HUGE_VAL}, 0x1p64}) {
+                const std::size_t k = upTo(1299);
+                const double right = std::exchange(plan[k], wrong);
+                EXPECT_EQ(thrownBy(taken).id, "VELMAR:badsubscript") << wrong << " at " << k;
+                plan[k] = right;
+            }
         }
     }
 }

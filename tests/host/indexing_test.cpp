@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <iterator>
 #include <numeric>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/reference/Session.h"
@@ -387,6 +390,54 @@ TEST(Indexing, WrongIndicesAndValuesAreErrorsAndChangeNothing) {
         }
         EXPECT_EQ(id, r.id);
         EXPECT_EQ(square, arrayOf({2, 2}, {1, 2, 3, 4}));
+    }
+}
+
+// Whether one of many numbers is no position must not depend on where it stands.
+TEST(Indexing, OneWrongNumberAmongManyIsFoundAnywhere) {
+    constexpr std::size_t kElements = 3000;
+    const std::pair<double, const char*> wrongs[] = {
+        {0.0, "VELMAR:subs:badSubscript"},         {-0.0, "VELMAR:subs:badSubscript"},
+        {-1.0, "VELMAR:subs:badSubscript"},        {0.5, "VELMAR:subs:badSubscript"},
+        {-0x1p52, "VELMAR:subs:badSubscript"},     {std::nextafter(2.0, 1.0), "VELMAR:subs:badSubscript"},
+        {2999.5, "VELMAR:subs:badSubscript"},      {5e-324, "VELMAR:subs:badSubscript"},
+        {HUGE_VAL, "VELMAR:subs:badSubscript"},    {-HUGE_VAL, "VELMAR:subs:badSubscript"},
+        {NAN, "VELMAR:subs:badSubscript"},         {-NAN, "VELMAR:subs:badSubscript"},
+        {3001.0, "VELMAR:subs:exceedsDimensions"}, {0x1p52 + 1, "VELMAR:subs:exceedsDimensions"},
+        {0x1p53, "VELMAR:subs:exceedsDimensions"}, {-0x1.8p1000, "VELMAR:subs:badSubscript"},
+    };
+    Cases cases(7);
+    hvArrayOwner complexArray(hvCreateDoubleMatrix(kElements, 1, hvCOMPLEX));
+    hvArrayOwner bytes(hvCreateNumericMatrix(1, kElements, hvUINT16_CLASS));
+    for (std::size_t i = 0; i < kElements; ++i) {
+        hvGetPr(complexArray.get())[i] = static_cast<double>(i + 1);
+        hvGetPi(complexArray.get())[i] = -static_cast<double>(i + 1);
+        hvGetTypedData<std::uint16_t>(bytes.get())[i] = static_cast<std::uint16_t>(i + 1);
+    }
+    for (const std::size_t many : {1U, 511U, 512U, 513U, 1500U}) {
+        std::vector<double> numbers(many);
+        for (double& number : numbers) number = static_cast<double>(1 + cases.upTo(kElements - 1));
+        numbers[cases.upTo(many - 1)] = kElements;
+        const auto read = [&](const hvArrayOwner& array) {
+            const Value index = row(numbers);
+            const hvArray* const indices[] = {index.array()};
+            return hostref::elementsAt(array.get(), indices);
+        };
+        const hvArrayOwner got = read(complexArray);
+        ASSERT_EQ(hvGetM(got.get()), many);
+        const hvArrayOwner gotBytes = read(bytes);
+        ASSERT_EQ(hvGetN(gotBytes.get()), many);
+        for (std::size_t i = 0; i < many; ++i) {
+            EXPECT_EQ(hvGetPr(got.get())[i], numbers[i]);
+            EXPECT_EQ(hvGetPi(got.get())[i], -numbers[i]);
+            EXPECT_EQ(hvGetTypedData<std::uint16_t>(gotBytes.get())[i], numbers[i]);
+        }
+        for (const auto& [wrong, id] : wrongs) {
+            const std::size_t place = cases.upTo(many - 1);
+            const double right = std::exchange(numbers[place], wrong);
+            EXPECT_EQ(raisedBy([&] { read(bytes); }).id, id) << wrong << " at " << place << " of " << many;
+            numbers[place] = right;
+        }
     }
 }
 
