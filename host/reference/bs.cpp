@@ -8,17 +8,29 @@
 
 #include "host/ErrorIdException.h"
 #include "host/reference/format.h"
+#include "host/reference/largeblocks.h"
 
 namespace {
 
 // No object can be larger, and an allocation checker takes a request for more as a fault of the program.
 constexpr std::size_t kMaxBlockBytes = std::numeric_limits<std::ptrdiff_t>::max();
 
+/// Allocates; when there is no memory, once more without the blocks that are kept.
+template <class Allocate>
+void* withRetry(Allocate allocate) {
+    void* const memory = allocate();
+    return memory == nullptr && hostref::largeblocks::drop() ? allocate() : memory;
+}
+
 }  // namespace
 
 void* bsMalloc(std::size_t bytes) {
     // Null means that there is no memory, so an empty block must not be null.
-    return bytes > kMaxBlockBytes ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
+    if (bytes > kMaxBlockBytes) {
+        return nullptr;
+    }
+    void* const kept = hostref::largeblocks::take(bytes);
+    return kept != nullptr ? kept : withRetry([=] { return std::malloc(bytes == 0 ? 1 : bytes); });
 }
 
 void* bsMallocWithCheck(std::size_t bytes) {
@@ -34,11 +46,16 @@ void* bsCalloc(std::size_t count, std::size_t bytes) {
     if (__builtin_mul_overflow(count, bytes, &total) || total > kMaxBlockBytes) {
         return nullptr;
     }
-    return std::calloc(1, total == 0 ? 1 : total);
+    if (void* const kept = hostref::largeblocks::take(total)) {
+        return std::memset(kept, 0, total);
+    }
+    return withRetry([=] { return std::calloc(1, total == 0 ? 1 : total); });
 }
 
 void bsFree(void* memory) {
-    std::free(memory);
+    if (!hostref::largeblocks::keep(memory)) {
+        std::free(memory);
+    }
 }
 
 std::size_t bsStrlen(const char* text) {

@@ -4,11 +4,14 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <fstream>
 #include <limits>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/bs.h"
@@ -177,6 +180,39 @@ TEST(Sizes, ThatFindNoMemoryAreRefusedAndNothingElseIsLost) {
     EXPECT_EQ(valuesOf(shared), (std::vector<double>{1, 2}));
 }
 #endif
+
+TEST(Sizes, LargeBlocksThatWereFreedAreZerosAgainAndMakeRoomWhenMemoryRunsOut) {
+    constexpr std::size_t kMebibyte = std::size_t{1} << 20;
+    std::mt19937 random(3);
+    std::vector<std::pair<unsigned char*, std::size_t>> blocks;
+    for (unsigned step = 0; step < 100; ++step) {
+        const std::size_t bytes = kMebibyte / 2 + random() % (12 * kMebibyte);
+        const bool isZero = random() % 2 == 0;
+        auto* const block = static_cast<unsigned char*>(isZero ? bsCalloc(1, bytes) : bsMalloc(bytes));
+        ASSERT_NE(block, nullptr);
+        for (std::size_t i = 0; isZero && i < bytes; i += 509) ASSERT_EQ(block[i], 0) << "step " << step;
+        const auto mark = static_cast<unsigned char>(1 + step % 255);
+        std::memset(block, mark, bytes);
+        blocks.emplace_back(block, bytes);
+        while (blocks.size() > random() % 6) {
+            const auto [old, size] = blocks[0];
+            // Nobody else has written there.
+            EXPECT_EQ(std::count(old, old + size, old[0]), static_cast<std::ptrdiff_t>(size)) << "step " << step;
+            bsFree(old);
+            blocks.erase(blocks.begin());
+        }
+    }
+    for (const auto& [block, bytes] : blocks) bsFree(block);
+    blocks.resize(4);
+#ifndef TOLVANE_ADDRESS_CHECKED
+    for (std::size_t k = 0; k < 4; ++k) blocks[k] = {static_cast<unsigned char*>(bsMalloc(16 * kMebibyte)), 0};
+    for (std::size_t k = 0; k < 4; ++k) bsFree(blocks[k].first);
+    const AddressSpaceLimit limit(8 * kMebibyte);
+    void* const big = bsMalloc(48 * kMebibyte);
+    EXPECT_NE(big, nullptr);
+    bsFree(big);
+#endif
+}
 
 TEST(Creation, KnowsTheNumericClassesFromTheOthers) {
     for (const hvClassID classId : {hvUNKNOWN_CLASS, hvCELL_CLASS, hvSTRUCT_CLASS, hvLOGICAL_CLASS, hvCHAR_CLASS,
