@@ -7,11 +7,11 @@
 //     as
 //                       a row; fi: num2base; session: the method "hex"
 //     hex words 100000  hand: the same text read into a fresh array of doubles; fi: base2num
-//     slice 1000000     copy: doubles copied by an index vector of doubles into a fresh array; session: the same of a
-//     fi
-//                       array, and host: of a plain array
+//     slice 1000000     copy: doubles copied by an index vector of doubles into the same memory again and again; fresh:
+//                       into memory fresh from the system; session: the same of a fi array, and host: of a plain array
 // Before a variant is timed its result is compared with the baseline's.
 #include <benchmark/benchmark.h>
+#include <sys/mman.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -104,16 +104,34 @@ void slice(benchmark::State& state, bool isFi) {
     finish(state, kCount);
 }
 
-void copyByPlaces(benchmark::State& state) {
+/// Memory as the system gives it, whatever the allocator has kept.
+struct FreshMemory {
+    FreshMemory()
+        : memory(mmap(nullptr, kCount * sizeof(double), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}
+    FreshMemory(const FreshMemory&) = delete;
+    FreshMemory& operator=(const FreshMemory&) = delete;
+    ~FreshMemory() { munmap(memory, kCount * sizeof(double)); }
+
+    void* memory;
+};
+
+void copyByPlaces(benchmark::State& state, bool isFresh) {
     const Setting setting(kCount);
     const std::vector<double> places = shuffledPlaces();
     const double* const source = setting.numbers.data();
+    std::vector<double> own(isFresh ? 0 : kCount);
+    const auto copyInto = [&](double* out) {
+        for (std::size_t i = 0; i < kCount; ++i) out[i] = source[static_cast<std::size_t>(places[i]) - 1];
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+    };
     for (auto iteration : state) {
         (void)iteration;
-        const std::unique_ptr<double[]> out(new double[kCount]);
-        for (std::size_t i = 0; i < kCount; ++i) out[i] = source[static_cast<std::size_t>(places[i]) - 1];
-        benchmark::DoNotOptimize(out.get());
-        benchmark::ClobberMemory();
+        if (!isFresh) {
+            copyInto(own.data());
+        } else if (const FreshMemory fresh; fresh.memory != MAP_FAILED) {
+            copyInto(static_cast<double*>(fresh.memory));
+        }
     }
     finish(state, kCount);
 }
@@ -230,7 +248,8 @@ void registerAll() {
     add("scalar read/session", [](benchmark::State& s) { readScalar(s, true); });
     add("scalar write/host", [](benchmark::State& s) { writeScalar(s, false); });
     add("scalar write/session", [](benchmark::State& s) { writeScalar(s, true); });
-    add("slice 1000000/copy", copyByPlaces);
+    add("slice 1000000/copy", [](benchmark::State& s) { copyByPlaces(s, false); });
+    add("slice 1000000/fresh", [](benchmark::State& s) { copyByPlaces(s, true); });
     add("slice 1000000/session", [](benchmark::State& s) { slice(s, true); });
     add("slice 1000000/host", [](benchmark::State& s) { slice(s, false); });
     add("hex text 100000 column/hand", [](benchmark::State& s) { writeHex(s, false, TextWay::hand); });
