@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "quantization/word_conversion.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "quantization/array_kernels.cpp"
 // The sets between these add nothing to arithmetic on doubles.
@@ -21,6 +23,7 @@ namespace {
 #include "numbers/rounding_rules.inl.h"
 #include "quantization/fixed_rules.inl.h"
 #include "quantization/float_rules.inl.h"
+#include "quantization/word_rules.inl.h"
 
 // The one loop. Element is a stateless function object that quantizes a Lanes. What is left at the end goes through a
 // padded vector of zeros, which no mode counts and whose lanes are kept out of the extremes.
@@ -101,6 +104,15 @@ void booleanLoop(const FixedDoubleLimits& limits, const double* in, double* out,
                    out, count, statistics);
 }
 
+struct ValueAlone {
+    Lanes value;
+};
+template <class Rule, class Word>
+void wordLoop(const WordLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
+    walk<false>([](Lanes x, const WordLimits& l) HWY_ATTR { return ValueAlone{valueThroughWord<Rule, Word>(x, l)}; },
+                limits, in, out, count, statistics);
+}
+
 // Columns in the order of embedded::RoundModeEnum.
 template <bool counting, class Overflow, class Word>
 constexpr BoundsLoop kFixedLoops[6] = {
@@ -111,6 +123,16 @@ template <bool counting>
 constexpr Loop<FloatDoubleLimits> kFloatLoops[6] = {
     floatLoop<counting, CeilRule>,  floatLoop<counting, ConvergentRule>, floatLoop<counting, FixRule>,
     floatLoop<counting, FloorRule>, floatLoop<counting, NearestRule>,    floatLoop<counting, RoundRule>};
+
+// Columns in the order of round codes.
+template <class Word>
+constexpr Loop<WordLimits> kWordLoops[wordconversion::roundCodeCount] = {wordLoop<FixRule, Word>,
+                                                                         wordLoop<ExactNearestRule, Word>,
+                                                                         wordLoop<CeilRule, Word>,
+                                                                         wordLoop<FloorRule, Word>,
+                                                                         wordLoop<FixRule, Word>,
+                                                                         wordLoop<ExactRoundRule, Word>,
+                                                                         wordLoop<ExactConvergentRule, Word>};
 
 template <bool counting, class Word>
 BoundsLoop fixedLoopFor(Selection selection) {
@@ -152,6 +174,14 @@ void quantizeFloatForTarget(Selection selection, const FloatDoubleLimits& limits
     (statistics ? kFloatLoops<true>[round] : kFloatLoops<false>[round])(limits, in, out, count, statistics);
 }
 
+void quantizeWordsForTarget(WordSelection selection, const WordLimits& limits, const double* in, double* out,
+                            std::size_t count) {
+    const auto& loops = selection.saturates  ? kWordLoops<SaturatedWord>
+                        : selection.isSigned ? kWordLoops<WrappedSignedWord>
+                                             : kWordLoops<WrappedUnsignedWord>;
+    loops[selection.roundCode](limits, in, out, count, nullptr);
+}
+
 // What stands below SSE4 and NEON rounds by way of integers and loses the sign of a zero. Better sets have lesser
 // numbers.
 bool isExactTarget() {
@@ -169,6 +199,7 @@ namespace arraykernels {
 HWY_EXPORT(isExactTarget);
 HWY_EXPORT(quantizeForTarget);
 HWY_EXPORT(quantizeFloatForTarget);
+HWY_EXPORT(quantizeWordsForTarget);
 
 // The dispatch remembers the set; asking which sets are supported examines the processor each time, which takes many
 // microseconds on a virtual one.
@@ -184,6 +215,11 @@ void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const d
 void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
                         std::size_t count, Statistics* statistics) {
     HWY_DYNAMIC_DISPATCH(quantizeFloatForTarget)(selection, limits, in, out, count, statistics);
+}
+
+void quantizeThroughWords(WordSelection selection, const WordLimits& limits, const double* in, double* out,
+                          std::size_t count) {
+    HWY_DYNAMIC_DISPATCH(quantizeWordsForTarget)(selection, limits, in, out, count);
 }
 
 }  // namespace arraykernels

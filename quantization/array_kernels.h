@@ -12,6 +12,7 @@
 #include "descriptors/embedded.h"
 #include "quantization/fixed_limits.h"
 #include "quantization/float_limits.h"
+#include "quantization/word_limits.h"
 
 namespace arraykernels {
 
@@ -41,5 +42,15 @@ void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const d
 /// As above, in the modes float and single.
 void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
                         std::size_t count, Statistics* statistics);
+
+/// The part of a conversion to stored words that picks a loop; the code is one of 0 to 6.
+struct WordSelection {
+    int roundCode;
+    bool saturates;
+    bool isSigned;
+};
+/// Gives each double the value of the stored word that it is converted to (quantization/word_conversion.h).
+void quantizeThroughWords(WordSelection selection, const WordLimits& limits, const double* in, double* out,
+                          std::size_t count);
 
 }  // namespace arraykernels

@@ -28,6 +28,9 @@ HWY_INLINE Lanes roundFloor(Lanes x) {
 HWY_INLINE Lanes roundCeil(Lanes x) {
     return {hn::Ceil(x.v)};
 }
+HWY_INLINE Lanes roundEven(Lanes x) {
+    return {hn::Round(x.v)};
+}
 HWY_INLINE Lanes magnitude(Lanes x) {
     return {hn::Abs(x.v)};
 }

@@ -10,34 +10,19 @@
 #include "host/EnumStringType.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
+#include "quantization/format_numbers.h"
 
 using ModeEnum = embedded::QuantizerModeEnum;
+using formatnumbers::requireWordlength;
+using formatnumbers::toInt;
 
 namespace {
 
-constexpr int kMaxWordlength = 65535;
 constexpr int kMaxExponentlength = 31;
 constexpr unsigned kDoublePrecision = 52;
 
-/// Truncates; NaN counts as 0 and values beyond int saturate.
-int toInt(double value) {
-    if (std::isnan(value)) {
-        return 0;
-    }
-    return static_cast<int>(std::clamp(value, static_cast<double>(INT_MIN), static_cast<double>(INT_MAX)));
-}
-
 RealPoint truncated(RealPoint format) {
     return {static_cast<double>(toInt(format.first)), static_cast<double>(toInt(format.second))};
-}
-
-void requireWordlength(double wordlength) {
-    if (wordlength > kMaxWordlength) {
-        raiseError("fixedpoint:quantizer:wordlengthtoobig", "Word length cannot be greater than 65535.");
-    }
-    if (toInt(wordlength) <= 0) {
-        raiseError("fixedpoint:quantizer:wordlengthtoosmall", "Wordlength cannot be negative or zero.");
-    }
 }
 
 void requireExponentlength(double exponentlength) {
@@ -95,6 +80,16 @@ const char* textOf(EnumStringType* type, int value) {
 }
 
 }  // namespace
+
+void formatnumbers::requireWordlength(double wordlength) {
+    constexpr int kMaxWordlength = 65535;
+    if (wordlength > kMaxWordlength) {
+        raiseError("fixedpoint:quantizer:wordlengthtoobig", "Word length cannot be greater than 65535.");
+    }
+    if (toInt(wordlength) <= 0) {
+        raiseError("fixedpoint:quantizer:wordlengthtoosmall", "Wordlength cannot be negative or zero.");
+    }
+}
 
 // Construction.
 

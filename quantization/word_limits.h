@@ -1,0 +1,23 @@
+// The stored words of a fixed-point type as plain doubles, for loops over arrays that give what the word-level
+// conversion (quantization/word_conversion.h) gives, bit for bit.
+#pragma once
+
+#include <optional>
+
+#include "descriptors/NumericType.h"
+#include "host/export.h"
+
+/// Words are in units of the lowest bit.
+struct WordLimits {
+    double scale = 1.0;         // 2^-F
+    double inverseScale = 1.0;  // 2^F
+    double greatest = 0.0;      // as a word gives it: rounded to nearest
+    double least = 0.0;
+    double modulus = 1.0;  // 2^word length
+    double inverseModulus = 1.0;
+};
+
+/// Returns the limits of a type of 1 bit or more when the rules on doubles (quantization/word_rules.inl.h) hold for any
+/// value; word_limits.cpp has the proof.
+TOLVANE_API std::optional<WordLimits> wordLimitsOf(const EmbeddedTypeSystem::NumericType& type, int roundCode,
+                                                   bool saturates);
