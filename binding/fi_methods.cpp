@@ -25,6 +25,7 @@
 #include "binding/fi_type_methods.h"
 #include "binding/methods.h"
 #include "binding/new_fi.h"
+#include "binding/quantizenumeric_methods.h"
 #include "host/ErrorIdException.h"
 
 namespace {
@@ -343,6 +344,7 @@ constexpr MethodRow fiMethods[] = {
     {"GetNumericTypeForTimes", plainStatic<twoTypesAndRulesToType, giveTypeForTimes>},
     {"GetBestPrecisionForHvArray", plainStatic<typeAndArrayToType, giveBestPrecision>},
     {"set", setOf<label>},
+    {"quantizenumeric", record<FiStaticQuantizenumeric>},
 };
 
 }  // namespace

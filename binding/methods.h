@@ -23,7 +23,7 @@
 
 /// One shape of a call: data types of arguments and results. Unused places are null.
 struct SignatureColumn {
-    std::array<const DataTypeColumn*, 4> arguments{};
+    std::array<const DataTypeColumn*, 7> arguments{};
     std::array<const DataTypeColumn*, 2> results{};
 
     template <class... Columns>
