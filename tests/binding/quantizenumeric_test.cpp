@@ -1,4 +1,4 @@
-// "quantizenumeric" of both classes as a user of the host calls it.
+// The static "quantizenumeric" of class "fi" as a user of the host calls it.
 #include <cmath>
 #include <limits>
 
