@@ -311,7 +311,8 @@ TEST_F(FiSurface, HasItsMethodsInOrder) {
               " subscriptedgrowassignment num2sdec num2base base2num copydata displaygloballog resetgloballog"
               " resetlogging resetlog isautoscaled datasetbypvpair LastPropertySet isfimathlocal"
               " consolidatelocalfilogs realabs sqrt Is64BitPlatform simfi GetNumericTypeForMatrixTimes"
-              " GetNumericTypeForPlus GetNumericTypeForSum GetNumericTypeForTimes GetBestPrecisionForHvArray set");
+              " GetNumericTypeForPlus GetNumericTypeForSum GetNumericTypeForTimes GetBestPrecisionForHvArray set"
+              " quantizenumeric");
 }
 
 /// The types told beforehand are those of results.
