@@ -45,35 +45,69 @@ Value planOf(const Along& left, const Along& right) {
     return doubles(left.withLength(left.length + right.length), plan);
 }
 
+/// An array that is to be joined, and its sizes along the joint.
+struct Part {
+    Value array;
+    Along shape;
+};
+
+class Joiner {
+ public:
+    Joiner(Session& session, Part empty) : mSession(session), mEmpty(std::move(empty)) {}
+
+    /// Joins the parts one after another; the log of the result has seen them all.
+    Part inTurn(std::span<const Part> parts) const {
+        Part joined = mEmpty;
+        for (const Part& part : parts) {
+            joined = pair(joined, part);
+        }
+        return joined;
+    }
+    /// Joins neighbours first, so that an element moves a few times only, however many parts there are.
+    Part inPairs(std::span<const Part> parts) const {
+        const std::size_t half = parts.size() / 2;
+        return parts.size() == 1 ? pair(mEmpty, parts[0])
+                                 : pair(inPairs(parts.first(half)), inPairs(parts.subspan(half)));
+    }
+
+ private:
+    Part pair(const Part& left, const Part& right) const {
+        return {mSession.call("subscriptedgrowassignment", {left.array, planOf(left.shape, right.shape), right.array}),
+                Along(left.shape.withLength(left.shape.length + right.shape.length), left.shape.dimension)};
+    }
+
+    Session& mSession;
+    Part mEmpty;
+};
+
 }  // namespace
 
 Value cat(Session& session, std::size_t dimension, Values values) {
     const Value& first = firstobj(values);
-    std::vector<std::pair<const Value*, Along>> parts;
+    std::vector<Part> parts;
     std::size_t dimensionCount = dimension + 1;
     for (const Value& value : values) {
         if (Dimensions sizes = dimensionsOf(session, value); sizes != Dimensions{0, 0}) {
             dimensionCount = std::max(dimensionCount, sizes.size());
-            parts.emplace_back(&value, Along(std::move(sizes), dimension));
+            parts.push_back({value, Along(std::move(sizes), dimension)});
         }
     }
-    for (auto& [value, shape] : parts) {
-        shape.dimensions.resize(dimensionCount, 1);
-        errorIfOtherSizes(parts.front().second, shape);
+    for (Part& part : parts) {
+        part.shape.dimensions.resize(dimensionCount, 1);
+        errorIfOtherSizes(parts.front().shape, part.shape);
     }
-    Value joined = emptyfirstobj(session, values);
+    const Value empty = emptyfirstobj(session, values);
     if (parts.empty()) {
-        return joined;
+        return empty;
     }
-    Along shape(parts.front().second.withLength(0), dimension);
-    for (const auto& [value, part] : parts) {
-        const Value right =
-            isFi(*value) ? *value
-                         : session.construct(arrayClass, {*value, first.get("numerictype"), first.get("fimath")});
-        joined = session.call("subscriptedgrowassignment", {joined, planOf(shape, part), right});
-        shape = Along(shape.withLength(shape.length + part.length), dimension);
+    for (Part& part : parts) {
+        if (!isFi(part.array)) {
+            part.array = session.construct(arrayClass, {part.array, first.get("numerictype"), first.get("fimath")});
+        }
     }
-    return joined;
+    const Joiner joiner(session, {empty, Along(parts.front().shape.withLength(0), dimension)});
+    const bool isLogging = session.get(first, "Logging").toBool();
+    return (isLogging ? joiner.inTurn(parts) : joiner.inPairs(parts)).array;
 }
 
 Value todoublecell(Session& session, Values values) {

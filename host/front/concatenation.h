@@ -19,8 +19,8 @@ const Value& firstobj(Values values);
 Value emptyfirstobj(Session& session, Values values);
 
 /// Joins arrays along a dimension, from 0, into a new `fi`. All other dimensions must be equal, else
-/// "fixedpoint:fi:cat:dimensionMismatch". With logging on, what overflowed is reported as that of a concatenation. Time
-/// is that of the result's elements for each argument.
+/// "fixedpoint:fi:cat:dimensionMismatch". With logging on, what overflowed is reported as that of a concatenation, and
+/// time is that of the result's elements for each argument; else for each doubling of their number.
 Value cat(Session& session, std::size_t dimension, Values values);
 inline Value vertcat(Session& session, Values values) {
     return cat(session, 0, values);

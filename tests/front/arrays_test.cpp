@@ -321,13 +321,15 @@ TEST_F(Arrays, ASessionShowsValuesTypeRulesAndTag) {
     EXPECT_EQ(shown(inWord(Value(), {true, 8, 3})), "     []\n" + rest);
 }
 
-TEST_F(Arrays, OverflowsOfJoiningAreReported) {
+TEST_F(Arrays, OverflowsOfJoiningAreReportedAndLogged) {
     logging(true);
     const Value a = inWord(1, {true, 8, 3});
     session.takeWarnings();
-    call("horzcat", {a, 100, -100});
-    EXPECT_EQ(session.takeWarnings().at(0),
-              (Warning{"fi:overflow", "1 overflow occurred in the fi concatenation operation."}));
+    const Value joined = call("horzcat", {a, 100, 2, -100, inWord(20, {true, 16, 3})});
+    const std::vector<Warning> warnings(3, {"fi:overflow", "1 overflow occurred in the fi concatenation operation."});
+    EXPECT_EQ(session.takeWarnings(), warnings);
+    EXPECT_EQ(valuesOf(joined), (std::vector<double>{1, 15.875, 2, -16, 15.875}));
+    EXPECT_EQ(joined.get("noverflows"), Value(1)) << "those of host arrays are in the logs of these";
 }
 
 }  // namespace
