@@ -101,10 +101,11 @@ doublenumber::doublenumber(const doublenumber& source)
     if (!isempty()) setelement(source.getelement());
 }
 
-doublenumber::doublenumber(const doublenumber* source, NumberVector)
-    : numberrepbody(numbertype::doublenumber,
-                    makeState(source->numel(), source->get_stored_precision(), UnsetVector::tag)) {
-    std::ranges::copy(source->elements(), state().elements);
+doublenumber::doublenumber(const doublenumber* source, NumberVector) : doublenumber(source, 0, source->numel()) {}
+
+doublenumber::doublenumber(const doublenumber* source, std::uint64_t start, std::uint64_t count)
+    : numberrepbody(numbertype::doublenumber, makeState(count, source->get_stored_precision(), UnsetVector::tag)) {
+    std::ranges::copy(source->elements().subspan(start, count), state().elements);
 }
 
 doublenumber::doublenumber(const doublenumber* source, CopyIndex)

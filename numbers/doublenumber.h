@@ -27,6 +27,8 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     doublenumber(const doublenumber& source);
     /// Copies the whole array. Raises "fixedpoint:fi:outofmemory".
     doublenumber(const doublenumber* source, NumberVector tag);
+    /// Copies `count` elements from `start` on, which the source has. Raises as above.
+    doublenumber(const doublenumber* source, std::uint64_t start, std::uint64_t count);
     /// Shares the array; the cursor starts at 0.
     doublenumber(const doublenumber* source, CopyIndex tag);
     ~doublenumber() override;

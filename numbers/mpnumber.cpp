@@ -125,10 +125,12 @@ mpnumber::mpnumber(const mpnumber& source)
     if (!isempty()) mpfr_set(getmodifiableelement(), source.getelement(), MPFR_RNDN);
 }
 
-mpnumber::mpnumber(const mpnumber* source, NumberVector)
-    : numberrepbody(numbertype::mpnumber, makeState(source->numel(), source->get_stored_precision())) {
-    for (std::uint64_t i = 0; i < numel(); ++i) {
-        mpfr_set(getmodifiableelement(i), source->getelement(i), MPFR_RNDN);
+mpnumber::mpnumber(const mpnumber* source, NumberVector) : mpnumber(source, 0, source->numel()) {}
+
+mpnumber::mpnumber(const mpnumber* source, std::uint64_t start, std::uint64_t count)
+    : numberrepbody(numbertype::mpnumber, makeState(count, source->get_stored_precision())) {
+    for (std::uint64_t i = 0; i < count; ++i) {
+        mpfr_set(getmodifiableelement(i), source->getelement(start + i), MPFR_RNDN);
     }
 }
 

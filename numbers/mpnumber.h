@@ -23,6 +23,8 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     mpnumber(const mpnumber& source);
     /// Copies the whole array.
     mpnumber(const mpnumber* source, NumberVector tag);
+    /// Copies `count` elements from `start` on, which the source has.
+    mpnumber(const mpnumber* source, std::uint64_t start, std::uint64_t count);
     /// Shares the array; the cursor starts at 0.
     mpnumber(const mpnumber* source, CopyIndex tag);
     ~mpnumber() override;

@@ -20,6 +20,9 @@ number::number(std::uint64_t count, std::uint32_t precision, UnsetVector tag)
 
 number::number(const number& source, NumberVector) : mBody(numberfactory::createnumberVector(source.mBody)) {}
 
+number::number(const number& source, std::uint64_t start, std::uint64_t count)
+    : mBody(numberfactory::createnumberVector(source.mBody, start, count)) {}
+
 number::number(const number& source, CopyIndex tag) : mBody(numberfactory::createnumber(source.mBody, tag)) {}
 
 number::number(const number& source) : number(1, source.getprecision(), NumberVector::tag) {
@@ -53,6 +56,13 @@ number& number::resize(std::uint64_t count) {
 number& number::resize(std::uint64_t count, std::uint32_t precision) {
     if (precision == getprecision()) return resize(count);
     numberrepbody* const fresh = numberfactory::createnumberVector(count, precision);
+    delete std::exchange(mBody, fresh);
+    return *this;
+}
+
+number& number::share(const number& source) {
+    numberrepbody* const fresh = numberfactory::createnumber(source.mBody, CopyIndex::tag);
+    fresh->setIndex(getIndex());
     delete std::exchange(mBody, fresh);
     return *this;
 }

@@ -35,6 +35,8 @@ class TOLVANE_API number {
     number(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
     /// Copies the whole array.
     number(const number& source, NumberVector tag);
+    /// Copies `count` elements from `start` on, which the source has.
+    number(const number& source, std::uint64_t start, std::uint64_t count);
     /// Shares the array of the source, with a cursor of its own at 0; either may go first.
     number(const number& source, CopyIndex tag);
     /// Copies the current element into an array of one, made by the source's stored precision.
@@ -82,6 +84,11 @@ class TOLVANE_API number {
         return ask([](const auto& body) { return body.unbiasedexponent(); });
     }
     void disp() const { mBody->disp(); }
+
+    /// Says whether both have one array.
+    bool sharesArrayOf(const number& other) const { return mBody->sharesArrayOf(*other.mBody); }
+    /// Gives up the array for that of the source, as the constructor that shares; the cursor stays.
+    number& share(const number& source);
 
     /// The body, owned by this number.
     numberrepbody& body() { return *mBody; }

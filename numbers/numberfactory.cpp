@@ -20,14 +20,14 @@ numberrepbody* make(Arguments&&... arguments) {
     }
 }
 
-/// Makes a body of the same kind as the source, from the source and the tag.
-template <class Tag>
-numberrepbody* makeLike(const numberrepbody* source, Tag tag) {
+/// Makes a body of the same kind as the source, from the source and what else is given.
+template <class... Arguments>
+numberrepbody* makeLike(const numberrepbody* source, Arguments... arguments) {
     switch (source->gettype()) {
         case Tags::numbertype::doublenumber:
-            return make<doublenumber>(source->asDouble(), tag);
+            return make<doublenumber>(source->asDouble(), arguments...);
         case Tags::numbertype::mpnumber:
-            return make<mpnumber>(source->asMp(), tag);
+            return make<mpnumber>(source->asMp(), arguments...);
     }
     return nullptr;
 }
@@ -51,6 +51,11 @@ numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint3
 
 numberrepbody* numberfactory::createnumberVector(const numberrepbody* source) {
     return makeLike(source, Tags::NumberVector::tag);
+}
+
+numberrepbody* numberfactory::createnumberVector(const numberrepbody* source, std::uint64_t start,
+                                                 std::uint64_t count) {
+    return makeLike(source, start, count);
 }
 
 numberrepbody* numberfactory::createnumberScalar(double value, std::uint32_t precision, bool force) {

@@ -19,6 +19,8 @@ class TOLVANE_API numberfactory {
                                              embeddedNumberTags::UnsetVector tag);
     /// Copies the whole array into a body of the same kind.
     static numberrepbody* createnumberVector(const numberrepbody* source);
+    /// Copies `count` elements from `start` on, which the source has, into a body of the same kind.
+    static numberrepbody* createnumberVector(const numberrepbody* source, std::uint64_t start, std::uint64_t count);
     /// Makes one element; `force` takes a multi-precision body at any precision.
     static numberrepbody* createnumberScalar(double value, std::uint32_t precision, bool force);
     /// Shares the array of the source, with a cursor of its own at 0.

@@ -135,6 +135,7 @@ class TOLVANE_API numberrepbody {
     void decrcount() { --mState->referenceCount; }
     std::uint64_t getcount() const { return mState->referenceCount; }
 
+    bool sharesArrayOf(const numberrepbody& other) const { return mState == other.mState; }
     std::uint64_t numel() const { return mState->elementCount; }
     /// The precision in bits that was asked for when the array was made.
     std::uint32_t get_stored_precision() const { return mState->storedPrecision; }

@@ -165,6 +165,14 @@ TEST_P(BothKinds, ShareOneArrayInEitherOrderOfDestruction) {
         sharing->resize(5);
         EXPECT_EQ(owner->numel(), 5U);
         EXPECT_EQ(valuesOf(*owner), (std::vector<double>{9, 2, 3, 0, 0}));
+        number later = vectorOf({1, 2});
+        later[1];
+        EXPECT_FALSE(later.sharesArrayOf(*owner));
+        later.share(*owner) = 7.0;
+        EXPECT_TRUE(later.sharesArrayOf(*sharing));
+        EXPECT_EQ(valuesOf(number(later, 1, 3)), (std::vector<double>{7, 3, 0}));
+        later.share(number(1.0, 52, false));
+        (*owner)[1] = 2.0;
         auto& last = ownerGoesFirst ? sharing : owner;
         (ownerGoesFirst ? owner : sharing).reset();
         EXPECT_EQ(last->body().getcount(), 1U);
