@@ -301,6 +301,7 @@ TEST(FiText, IsReadInEveryShape) {
         {"what a longer row has more", {"1", "2 3"}, 10, {{2, 1}, {1, 2}, {}}},
         {"an i in any row", {"1 2", "3 4 i"}, 10, {{2, 1}, {1, 3}, {2, 4}}},
         {"half an element of the first complex row", {"1 2 3 i", "4 5"}, 10, {{2, 1}, {1, 4}, {2, 5}}},
+        {"half an element at the end", {"1 2i 3"}, 10, {{1, 1}, {1}, {2}}},
         {"less than an element", {"7i"}, 10, {{1, 0}, {}, {}}},
         {"digits of either case", {"fF Aa"}, 16, {{1, 2}, {-1, -86}, {}}},
         {"the last base", {"7h"}, 18, {{1, 1}, {-113}, {}}},
