@@ -29,6 +29,7 @@ FiColumnReference::~FiColumnReference() = default;
 // Assigning a view to itself is sound, as it is for its base. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 FiColumnReference& FiColumnReference::operator=(const FiColumnReference& other) {
     FiReference::operator=(other);
+    copyDimensions(other.dims(), other.ndims());
     mMatrixNumel = other.mMatrixNumel;
     mStartIndex = other.mStartIndex;
     return *this;

@@ -1,7 +1,8 @@
 // A view of one column of an array, or of any stretch of its elements, as a column vector.
 //
-// The current index counts from the start of the view. Reads with an index, such as `real(i)`, count from the start of
-// the root, as in every view.
+// The current index counts from the start of the view, and stands at the first element of the root until it is set.
+// Reads with an index, such as `real(i)`, count from the start of the root, as in every view. The root is no column
+// view.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,8 @@
 class TOLVANE_API FiColumnReference final : public FiReference {
  public:
     /// Views a column, from 0. The number of columns is allowed too, for a view behind the last column at which a loop
-    /// ends. Raises "fixedpoint:fi:FiColumnReference:ColumnNumberOutOfRange".
+    /// ends: it has the size of a column and no elements, so it may be copied, compared by place and moved by
+    /// setColumn, but not walked over. Raises "fixedpoint:fi:FiColumnReference:ColumnNumberOutOfRange".
     FiColumnReference(fi& root, std::uint64_t column);
     /// Views `count` elements. Raises "fixedpoint:fi:FiColumnReference:IndexOutOfRange".
     FiColumnReference(fi& root, std::uint64_t start, std::uint64_t count);
@@ -19,7 +21,7 @@ class TOLVANE_API FiColumnReference final : public FiReference {
     ~FiColumnReference() override;
 
     using FiReference::operator=;
-    /// Assigns the current element as `fi` does, and takes root and place of the other.
+    /// Assigns the current element as `fi` does, and takes root, place and size of the other.
     FiColumnReference& operator=(const FiColumnReference& other);
 
     void setIndex(std::uint64_t index) const override;

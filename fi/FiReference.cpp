@@ -14,12 +14,16 @@ FiReference::~FiReference() = default;
 // Assigning a view to itself is sound, as it is for its base. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 FiReference& FiReference::operator=(const FiReference& other) {
     fi::operator=(other);
-    mRoot = other.mRoot;
+    if (mRoot != other.mRoot) {
+        takeView(other);
+        mRoot = other.mRoot;
+    }
     return *this;
 }
 
 void FiReference::setIsReal(bool isReal) {
     mRoot->setIsReal(isReal);
+    shareImagOf(*mRoot);
 }
 
 // The root's own quantizer, as it stands: it catches up with the global rules when the root writes.
@@ -29,14 +33,21 @@ const quantizer& FiReference::getAssignmentQuantizer() const {
 
 void FiReference::coordinateComplexity(bool makeComplex, unsigned precision) {
     mRoot->coordinateComplexity(makeComplex, precision);
+    shareImagOf(*mRoot);
 }
 
+// Nobody reads or writes an imaginary part without one of these two questions, and a root that has turned complex may
+// have made those parts anew.
 bool FiReference::isreal() const {
-    return mRoot->isreal();
+    const bool isReal = mRoot->isreal();
+    shareImagOf(*mRoot);
+    return isReal;
 }
 
 bool FiReference::iscomplex() const {
-    return mRoot->iscomplex();
+    const bool isComplex = mRoot->iscomplex();
+    shareImagOf(*mRoot);
+    return isComplex;
 }
 
 const qlogger& FiReference::getQlogger() const {

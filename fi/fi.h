@@ -146,7 +146,8 @@ class TOLVANE_API fi {
     fi(const hvArray* values, const NumericType& type, bool isLocal, unsigned precision, const std::string& tag,
        embedded::OperationTypeEnum operation);
     /// Copies entries, rules, quantizer with its log, and registers, whose current elements are cleared on both
-    /// sides. Caches are not copied.
+    /// sides. Caches are not copied. Of a view, the elements that it walks over are copied; where it walks beyond those
+    /// of its root the copy is a shorter column.
     fi(const fi& source);
     /// Make an array of the same type, rules and log, with all counts and extremes so far, from the current element,
     /// from the real parts, or from the imaginary parts; the imaginary part of a real array is real-world zero.
@@ -877,6 +878,10 @@ class TOLVANE_API fi {
  protected:
     /// Makes a view: shares the entries of the source, with cursors of its own, and its quantizer.
     fi(const fi& source, embedded::CopyIndex tag);
+    /// Shares the imaginary entries that the root has by now; the cursor stays.
+    void shareImagOf(const fi& root) const;
+    /// Makes this view the same as another in elements, current index, size, type, rules and quantizer.
+    void takeView(const fi& view);
 
     /// Sets the type; Auto counts as signed. Double and single drop the local rules. Entries keep value and precision.
     void setNumericType(const NumericType& type);
@@ -936,6 +941,11 @@ class TOLVANE_API fi {
     void extremesOfColumns(fi*& values, hvArray*& indices) const;
     /// The common end of the constructors that copy a part of another array.
     void finishCopy(const fi& source);
+    bool isView() const { return mAssignmentQuantizerRef != &mAssignmentQuantizer; }
+    /// Copies one part of an array: of a view, what it walks over.
+    static number copyOf(const fi& array, const number& part);
+    /// The imaginary part as a whole; that of a view is brought up to its root.
+    const number& imagPart() const;
     void errorIfComplexSlopeBias(bool isComplex) const;
     // Check, store and quantize real-world values: as many as there are elements, or one for all of them. Arrays set
     // the default precision of numbers.
@@ -1028,7 +1038,7 @@ class TOLVANE_API fi {
 
     mutable quantizer mAssignmentQuantizer;
     number mReal;
-    number mImag;
+    mutable number mImag;  // shared anew by views
     bool mIsReal = true;
     Dimensions mDims;
     std::unique_ptr<fimath> mFimath;

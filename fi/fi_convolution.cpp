@@ -27,7 +27,8 @@ fi& fi::convV(const fi& b) const {
 
 // The types are those of the product of a matrix of rows like the shorter vector with one of such columns.
 fi& fi::ficonv(const fi& b, std::uint64_t count, std::uint64_t offset, bool rowResult) const {
-    const fi right(b, embedded::CopyIndex::tag);
+    // A view of a view would forget where that one starts.
+    const fi right = b.isView() ? fi(b) : fi(b, embedded::CopyIndex::tag);
     right.resetLogging();  // the log of b, which is written to the log map by b alone
     const std::uint64_t leftCount = mNumel;
     const std::uint64_t rightCount = b.mNumel;

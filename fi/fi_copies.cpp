@@ -2,6 +2,10 @@
 //
 // All copy the quantizer with its log, so that a copy of a part tells what its source has seen, as a whole copy does. A
 // copy that is no array of the user's own resets that log, as it would be written to the log map a second time.
+#include <algorithm>
+#include <memory>
+#include <utility>
+
 #include "fi/fi.h"
 
 fi& fi::cleared(fi& reg) {
@@ -12,7 +16,29 @@ fi& fi::cleared(fi& reg) {
     return reg;
 }
 
+number fi::copyOf(const fi& array, const number& part) {
+    if (!array.isView()) {
+        return number(part, embedded::NumberVector::tag);
+    }
+    // Each kind of view knows for itself where it starts.
+    const std::uint64_t cursor = array.mReal.getIndex();
+    const std::uint64_t imagCursor = array.mImag.getIndex();
+    array.setIndex(0);
+    const std::uint64_t start = std::min(array.mReal.getIndex(), part.numel());
+    array.mReal.setIndex(cursor);
+    array.mImag.setIndex(imagCursor);
+    return number(part, start, std::min(array.mNumel, part.numel() - start));
+}
+
+const number& fi::imagPart() const {
+    static_cast<void>(isreal());
+    return mImag;
+}
+
 void fi::finishCopy(const fi& source) {
+    if (source.isView() && !isView() && mReal.numel() < source.mNumel) {
+        mDims.assign({mReal.numel(), 1});
+    }
     if (mFimathIsLocal) {
         mFimath = std::make_unique<fimath>(source.getFimath());
     }
@@ -23,8 +49,8 @@ void fi::finishCopy(const fi& source) {
 
 fi::fi(const fi& source)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
-      mReal(source.mReal, embedded::NumberVector::tag),
-      mImag(source.mImag, embedded::NumberVector::tag),
+      mReal(copyOf(source, source.mReal)),
+      mImag(copyOf(source, source.imagPart())),
       mIsReal(source.isreal()),
       mDims(source.mDims),
       mFimathIsLocal(source.mFimathIsLocal) {
@@ -56,7 +82,7 @@ fi::fi(const fi& source, embedded::CopyElement)
 
 fi::fi(const fi& source, CopyReal)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
-      mReal(source.mReal, embedded::NumberVector::tag),
+      mReal(copyOf(source, source.mReal)),
       mImag(0, source.wordPrecision(), embedded::NumberVector::tag),
       mDims(source.mDims),
       mFimathIsLocal(source.mFimathIsLocal) {
@@ -65,7 +91,7 @@ fi::fi(const fi& source, CopyReal)
 
 fi::fi(const fi& source, CopyImag)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
-      mReal(source.iscomplex() ? number(source.mImag, embedded::NumberVector::tag)
+      mReal(source.iscomplex() ? copyOf(source, source.imagPart())
                                : number(source.mNumel, source.wordPrecision(), embedded::NumberVector::tag)),
       mImag(0, source.wordPrecision(), embedded::NumberVector::tag),
       mDims(source.mDims),
@@ -85,9 +111,36 @@ fi::fi(const fi& source, embedded::CopyIndex)
     : mAssignmentQuantizerRef(&source.getAssignmentQuantizer()),
       mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(source.mReal, embedded::CopyIndex::tag),
-      mImag(source.mImag, embedded::CopyIndex::tag),
+      mImag(source.imagPart(), embedded::CopyIndex::tag),
       mIsReal(source.isreal()),
       mDims(source.mDims),
       mFimathIsLocal(source.mFimathIsLocal) {
     finishCopy(source);
+}
+
+void fi::shareImagOf(const fi& root) const {
+    if (!mImag.sharesArrayOf(root.mImag)) {
+        mImag.share(root.mImag);
+    }
+}
+
+void fi::takeView(const fi& view) {
+    Dimensions dims(view.mDims);
+    auto rules = view.mFimath ? std::make_unique<fimath>(*view.mFimath) : nullptr;
+    mReal.share(view.mReal).setIndex(view.mReal.getIndex());
+    mImag.share(view.mImag).setIndex(view.mImag.getIndex());
+    mDims = std::move(dims);
+    updateNumel();
+    mFimath = std::move(rules);
+    mFimathIsLocal = view.mFimathIsLocal;
+    mAssignmentQuantizer = view.mAssignmentQuantizer;
+    mAssignmentQuantizerRef = view.mAssignmentQuantizerRef;
+    // These follow from the type and the rules.
+    for (auto* made : {&mElementCache, &mSumRegister, &mProductRegister, &mWorstCaseA, &mWorstCaseB}) {
+        made->reset();
+    }
+    for (auto* key : {&mPlusOperandType, &mPlusResultType, &mEqualsSourceType, &mTimesResultType, &mWorstCaseLeftType,
+                      &mWorstCaseRightType}) {
+        key->reset();
+    }
 }

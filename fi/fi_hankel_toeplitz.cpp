@@ -81,13 +81,13 @@ fi* fi::toeplitz() const {
     if (iscomplex() && isSlopeBiasScaled()) {
         slopebias::raiseForComplex("toeplitz(c)");
     }
-    errorIfEmpty(*this, "toeplitz");
     const auto unloggedCopy = [this] {
         auto copy = std::make_unique<fi>(*this);
         copy->resetLogging();
         return copy;
     };
     const std::unique_ptr<fi> row = unloggedCopy();
+    errorIfEmpty(*row, "toeplitz");
     if (isreal()) {
         return toeplitz(*row);
     }

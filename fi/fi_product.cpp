@@ -232,7 +232,8 @@ fi& fi::mtimes(const fi& b) const {
     if (isscalar() || b.isscalar()) {
         return times(b);
     }
-    const fi right(b, embedded::CopyIndex::tag);
+    // A view of a view would forget where that one starts.
+    const fi right = b.isView() ? fi(b) : fi(b, embedded::CopyIndex::tag);
     right.resetLogging();  // the log of b, which is written to the log map by b alone
     if (ndims() > 2 || b.ndims() > 2) {
         raiseError("fixedpoint:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D.");

@@ -100,8 +100,9 @@ fi* fi::reshape(const hvArray* siz) const {
     Dimensions dims;
     std::ranges::transform(hvGetTypedData<double>(siz), std::back_inserter(dims), sizeFrom);
     auto result = std::make_unique<fi>(*this);
+    const std::uint64_t copied = result->mNumel;
     result->copyDimensions(dims.data(), dims.size());
-    if (result->mNumel != mNumel) {
+    if (result->mNumel != copied) {
         result->mReal.resize(result->mNumel);
         if (result->iscomplex()) {
             result->mImag.resize(result->mNumel);
@@ -112,7 +113,7 @@ fi* fi::reshape(const hvArray* siz) const {
 
 fi* fi::squeeze() const {
     auto result = std::make_unique<fi>(*this);
-    const Dimensions dims = squeezedDimensions(mDims);
+    const Dimensions dims = squeezedDimensions(result->mDims);
     result->copyDimensions(dims.data(), dims.size());
     return result.release();
 }

@@ -3,9 +3,11 @@
 
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 #include "fi/FiColumnReference.h"
 #include "logging/filog.h"
+#include "tests/support/arrays.h"
 #include "tests/support/arrays_of_fi.h"
 #include "tests/support/errors.h"
 
@@ -29,6 +31,10 @@ std::vector<double> walked(const fi& array) {
         values.push_back(array.realdouble());
     }
     return values;
+}
+
+fi scalarOf(double re, double im) {
+    return column({re}, {im}, fixedType(true, 16, 2));
 }
 
 /// The root that derived classes see.
@@ -113,7 +119,46 @@ TEST(FiReference, CopiesAndAssignmentsTakeTheRoot) {
     static_cast<FiReference&>(first) = second;
     EXPECT_EQ(&first.getRoot(), &b);
     EXPECT_EQ(a.realdouble(0), 2.0);
+    // All of the view is b's now: element, type, quantizer and complexity.
+    EXPECT_EQ(&first.getAssignmentQuantizer(), &b.getAssignmentQuantizer());
+    EXPECT_EQ(first.getIndex(), 1U);
+    static_cast<fi&>(first) = column({-300}, {300}, fixedType(true, 16, 0));
+    EXPECT_TRUE(a.isreal() && b.iscomplex());
+    EXPECT_EQ(snapshotOf(first), snapshotOf(b));
+    EXPECT_EQ(realParts(b), (std::vector<double>{1, -300}));
+    EXPECT_EQ(imaginaryParts(b), (std::vector<double>{0, 300}));
+    EXPECT_EQ(realParts(a), (std::vector<double>{2, 2}));
     EXPECT_FALSE((std::is_constructible_v<FiReference, const FiReference&>));
+}
+
+// The imaginary entries of a real array may be of another precision than those it gets when it turns complex, and then
+// they are made anew, also of the other kind of body.
+TEST(FiReference, SeesImaginaryPartsThatAreMadeLater) {
+    const struct {
+        unsigned precision;
+        int laterWordBits;
+        unsigned imagPrecision;
+    } rows[] = {{0, 16, 0}, {100, 16, 0}, {0, 32, 0}, {0, 16, 40}, {0, 16, 100}};
+    for (const auto& [precision, laterWordBits, imagPrecision] : rows) {
+        for (const bool byView : {false, true}) {
+            SCOPED_TRACE(std::to_string(precision) + ' ' + std::to_string(laterWordBits) +
+                         (byView ? " by a view" : ""));
+            fi root(0, fixedType(true, 16, 2), rulesOf(), precision, "", true, Operation::Assignment);
+            root.resizeAndZero(2, 2, fixedType(true, laterWordBits, 2), rulesOf(), false);
+            FiReference view(root);
+            FiColumnReference second(root, 1);
+            view.setIndex(3);
+            second.setIndex(1);
+            (byView ? view : root).coordinateComplexity(true, imagPrecision);
+            EXPECT_EQ(second.imagdouble(), 0.0);
+            second = scalarOf(1.5, -2.25);
+            EXPECT_EQ(view.realdouble(), 1.5);
+            EXPECT_EQ(view.imagdouble(), -2.25);
+            view.setvalue(scalarOf(0.5, 4.0));
+            EXPECT_EQ(imaginaryParts(root), (std::vector<double>{0, 0, 0, 4}));
+            EXPECT_EQ(realParts(root), (std::vector<double>{0, 0, 0, 0.5}));
+        }
+    }
 }
 
 TEST(FiReference, LeavesTheElementsToTheRootWhoeverGoesFirst) {
@@ -182,6 +227,53 @@ TEST(FiColumnReference, MovesAndIsAssigned) {
     first = copy;  // the element, and then the place
     EXPECT_EQ(realParts(root), (std::vector<double>{6, 2, 3, 4, 5, 6}));
     EXPECT_EQ(walked(first), (std::vector<double>{5, 6}));
+}
+
+// What is made from a column is as if the column had been an array of its own.
+TEST(FiColumnReference, GivesItsOwnStretchToWhatIsMadeFromIt) {
+    const std::pair<const char*, fi* (*)(const fi&)> rows[] = {
+        {"copy", [](const fi& x) { return new fi(x); }},
+        {"real parts", [](const fi& x) { return new fi(x, fi::CopyReal::tag); }},
+        {"imaginary parts", [](const fi& x) { return new fi(x, fi::CopyImag::tag); }},
+        {"squeeze", [](const fi& x) { return x.squeeze(); }},
+        {"reshape",
+         [](const fi& x) {
+             return x.reshape(doubles(1, 2, {1, 2}).get());
+         }},
+        {"ctranspose", [](const fi& x) { return x.ctranspose(); }},
+        {"diag", [](const fi& x) { return x.diag(1.0); }},
+        {"hankel", [](const fi& x) { return x.hankel(); }},
+        {"toeplitz", [](const fi& x) { return x.toeplitz(); }},
+        {"product", [](const fi& x) { return &x.times(x); }},
+        {"matrix product", [](const fi& x) { return &fi(matrix(2, 2)).mtimes(x); }},
+        {"convolution",
+         [](const fi& x) {
+             return &column({1, 2, 3}, fixedType(true, 8, 0)).convF(x);
+         }},
+    };
+    const std::vector<double> re = {5, -3, 7.25, 2, -1.5, 4};
+    const std::vector<double> im = {1, 2, -3, 4, -5, 6};
+    for (const int wordBits : {12, 60}) {
+        for (const bool isComplex : {false, true}) {
+            const NumericType type = fixedType(true, wordBits, 2);
+            fi root = isComplex ? column(re, im, type) : column(re, type);
+            for (std::uint64_t start = 0; start < 5; ++start) {
+                const FiColumnReference view(root, start, 2);
+                const auto place = static_cast<double>(start);
+                const std::unique_ptr<fi> own(root.subscriptedReference(doubles(2, 1, {place, place + 1}).get()));
+                for (const auto& [name, make] : rows) {
+                    HostCapture host;
+                    EXPECT_EQ(snapshotOf(*std::unique_ptr<fi>(make(view))),
+                              snapshotOf(*std::unique_ptr<fi>(make(*own))))
+                        << name << " from " << start << " on, complex: " << isComplex << ", " << wordBits << " bits";
+                }
+                view.setIndex(1);
+                EXPECT_EQ(fi(view).getIndex(), 0U);
+                EXPECT_EQ(view.getIndex(), start + 1);
+            }
+            EXPECT_EQ(sizesOf(fi(FiColumnReference(root, 1))), (Sizes{0, 1}));  // behind the last column
+        }
+    }
 }
 
 // A loop over columns may end at the column behind the last, and may not move there.
