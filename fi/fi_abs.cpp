@@ -67,7 +67,8 @@ fi* fi::realabs(const NumericType& type, const fimath& rules) const {
         std::ranges::transform(values, doubles->elements().begin(), [](double x) { return x < 0.0 ? -x : x; });
     } else {
         for (std::uint64_t i = 0; i < mNumel; ++i) {
-            number& entry = result->mReal[i].setvalue(mReal[i]);
+            setIndex(i);
+            number& entry = result->mReal[i].setvalue(mReal);
             if (entry.isnegative()) {
                 entry.negate();
             }

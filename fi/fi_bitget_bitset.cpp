@@ -72,7 +72,8 @@ hvArray* fi::bitget(const hvArray* bit) const {
 
     const NumericType& type = getNumericType();
     const std::span<std::uint8_t> bits = hvGetTypedData<std::uint8_t>(result.get());
-    if (const std::span<const double> doubles = entries::doublesOf(mReal, mNumel); !doubles.empty()) {
+    const number view = isView() ? copyOf(*this, mReal) : number(mReal, embedded::CopyIndex::tag);
+    if (const std::span<const double> doubles = entries::doublesOf(view, mNumel); !doubles.empty()) {
         const WordFormat format = wordFormatOf(type);
         for (const int position : positions) {
             checkBitPosition(position, type.getWordLength(), "fixedpoint:fi:bitget:BITOutOfRange");
@@ -82,7 +83,6 @@ hvArray* fi::bitget(const hvArray* bit) const {
         }
         return result.release();
     }
-    const number view(mReal, embedded::CopyIndex::tag);
     const WordModulus modulus(type.getWordLength());
     for (std::size_t i = 0; i < bits.size(); ++i) {
         bits[i] = view[i].bitget(positions[isOne ? 0 : i], type.isSigned(), type.getWordLength(),
@@ -175,7 +175,7 @@ fi& fi::bitset(const hvArray* bit, const hvArray* value) const {
     std::unique_ptr<fi> result;
     if (mNumel == 1 && bitCount > 1) {
         result = zeros(hvGetDimensions(bit), hvGetNumberOfDimensions(bit));
-        const number view(mReal, embedded::CopyIndex::tag);
+        const number view = isView() ? copyOf(*this, mReal) : number(mReal, embedded::CopyIndex::tag);
         entries::walk(result->mReal, [&](number& entry) { entry = view; });
     } else {
         result = std::make_unique<fi>(*this);

@@ -94,6 +94,11 @@ fi& fi::bitandorxor(const fi& b, BitOperation operation) const {
     if (!getNumericType().isequivalent(b.getNumericType())) {
         raiseError("fixedpoint:fi:bitAndXorOr:mixedNumericTypes", "Bit AND/OR/XOR must have matching operand types.");
     }
+    if (b.isView()) {
+        const fi right(b);
+        right.resetLogging();
+        return bitandorxor(right, operation);
+    }
     const broadcasting operands(*this, b);
     const fi& array = operands.shape();
     const fi& other = &array == this ? b : *this;

@@ -64,7 +64,7 @@ fi* fi::takenByPlan(const hvArray* plan) const {
     std::unique_ptr<fi> result(new fi(dimensionsOf(plan), getNumericType(), &getFimath(), iscomplex(),
                                       getAssignmentQuantizer(), mFimathIsLocal, Entries::unset));
     const auto isInDoubles = [](const number& part) { return part.asDouble() != nullptr; };
-    const bool areDoubles = isInDoubles(mReal) && isInDoubles(result->mReal) &&
+    const bool areDoubles = mReal.numel() == mNumel && isInDoubles(mReal) && isInDoubles(result->mReal) &&
                             (isreal() || (isInDoubles(mImag) && isInDoubles(result->mImag)));
     if (areDoubles) {
         std::array<std::uint64_t, 512> offsets;
@@ -91,7 +91,8 @@ fi* fi::takenByPlan(const hvArray* plan) const {
         checkPlan(places, 0.0, static_cast<double>(mNumel));
         const auto move = [&](const number& from, number& to) {
             for (std::size_t k = 0; k < places.size(); ++k) {
-                to[k].setvalue(from[position(places[k])]);
+                setIndex(position(places[k]));
+                to[k].setvalue(from);
             }
         };
         move(mReal, result->mReal);

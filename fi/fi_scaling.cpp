@@ -76,6 +76,11 @@ fi& fi::reinterpretcast(const NumericType& type) const {
                    "The word length of the numeric type must be equal to the word length of the fi object being "
                    "cast.");
     }
+    if (isView()) {
+        const fi own(*this);
+        own.resetLogging();
+        return own.reinterpretcast(type);
+    }
     NumericType resultType(type);
     if (isScaledDouble()) {
         resultType.setDataType(DataTypeEnum::ScaledDouble);

@@ -126,7 +126,8 @@ hvArray* fi::sign() const {
     }
     const std::uint64_t cursor = mReal.getIndex();
     for (std::uint64_t i = 0; i < mNumel; ++i) {
-        const number& entry = mReal[i];
+        setIndex(i);
+        const number& entry = mReal;
         signs[i] = isScaled ? signOf(addSlopeAdjustmentFactorBias(entry.todouble())) : entry.sign();
     }
     mReal.setIndex(cursor);

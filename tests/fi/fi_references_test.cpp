@@ -244,6 +244,13 @@ TEST(FiColumnReference, GivesItsOwnStretchToWhatIsMadeFromIt) {
         {"diag", [](const fi& x) { return x.diag(1.0); }},
         {"hankel", [](const fi& x) { return x.hankel(); }},
         {"toeplitz", [](const fi& x) { return x.toeplitz(); }},
+        {"subscripts",
+         [](const fi& x) {
+             return x.subscriptedReference(doubles(1, 3, {1, 0, 1}).get());
+         }},
+        {"bits", [](const fi& x) { return &fi(x).fibitand(x); }},
+        {"cast", [](const fi& x) { return &x.reinterpretcast(fixedType(false, x.getWordLength(), 0)); }},
+        {"absolute values", [](const fi& x) { return x.isreal() ? x.realabs() : x.conj(); }},
         {"product", [](const fi& x) { return &x.times(x); }},
         {"matrix product", [](const fi& x) { return &fi(matrix(2, 2)).mtimes(x); }},
         {"convolution",
