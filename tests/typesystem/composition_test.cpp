@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <map>
 #include <string>
@@ -26,6 +27,12 @@ struct Composition : ::testing::Test {
         return handles;
     }
 };
+
+hvArrayOwner vectorOf(const std::vector<double>& values) {
+    hvArrayOwner array(hvFastZeros(values.size(), 1));
+    std::copy(values.begin(), values.end(), hvGetPr(array.get()));
+    return array;
+}
 
 // Letters of a refusal: identifier's last word and message.
 const std::map<char, Raised> refusalsOfComplex = {
@@ -52,13 +59,11 @@ TEST_F(Composition, OfEachCompositeFromEachKindOfPart) {
 
     auto* const constNumber = owner.make<NumericType>();
     constNumber->setReadOnly(true);
-    StructType* const structure = owner.structure({{"a", number}});
     StructType* const volatileStructure = owner.structure({{"a", number}});
     volatileStructure->setVolatile(true);
     auto* const nothing = owner.make<VoidType>(false);
     PointerType* const toVoid = owner.pointer(nothing);
     PointerType* const toNumber = owner.pointer(number);
-    PointerType* const toPointer = owner.pointer(toNumber);
     PointerType* const thrice = owner.pointer(owner.pointer(number));
     static_cast<PointerType*>(thrice->getBaseType())->setBaseType(owner.pointer(number));
     MatrixType* const numbers = owner.matrix(number, {3});
@@ -82,14 +87,14 @@ TEST_F(Composition, OfEachCompositeFromEachKindOfPart) {
         {"opaque", owner.make<OpaqueType>(false), "v+++"},
         {"complex", owner.make<ComplexType>(number, false), "v+++"},
         {"complex of nothing", owner.make<ComplexType>(false), "vi+i"},
-        {"struct", structure, "++++"},
+        {"struct", owner.structure({{"a", number}}), "++++"},
         {"volatile struct", volatileStructure, "v+++"},
         {"struct of nothing", owner.make<StructType>(false), "+i+i"},
         {"struct of an empty place", owner.make<StructType>(1U, false), "++++"},
         {"pointer", toNumber, "v+++"},
         {"pointer to nothing", owner.make<PointerType>(false), "vivi"},
         {"pointer to void", toVoid, "vv++"},
-        {"pointer to pointer", toPointer, "v+v+"},
+        {"pointer to pointer", owner.pointer(toNumber), "v+v+"},
         {"pointer to pointer to void", owner.pointer(toVoid), "vvv+"},
         {"pointer to pointer to pointer", thrice, "vvv+"},
         {"matrix", numbers, "vv++"},
@@ -104,27 +109,25 @@ TEST_F(Composition, OfEachCompositeFromEachKindOfPart) {
         {"this pointer", pointer, "v+r+"},
     };
 
-    const auto expect = [](const Row& row, std::size_t column, const std::map<char, Raised>& refusals, auto set,
-                           auto get, Type* old) {
-        set(old);
-        const Raised raised = raisedBy([&] { set(row.part); });
-        const char answer = row.answers[column];
-        EXPECT_EQ(raised, answer == '+' ? Raised{} : refusals.at(answer)) << row.name << ", column " << column;
-        EXPECT_EQ(get(), answer == '+' ? row.part : old) << row.name << ", column " << column;
-        set(old);
+    const struct {
+        const std::map<char, Raised>& refusals;
+        std::function<void(Type*)> set;
+        std::function<Type*()> get;
+    } composites[] = {
+        {refusalsOfComplex, [&](Type* t) { complex->setBaseType(t); }, [&] { return complex->getBaseType(); }},
+        {refusalsOfMatrix, [&](Type* t) { matrix->setBaseType(t); }, [&] { return matrix->getBaseType(); }},
+        {refusalsOfPointer, [&](Type* t) { pointer->setBaseType(t); }, [&] { return pointer->getBaseType(); }},
+        {refusalsOfElement, [&](Type* t) { element.setType(t); }, [&] { return element.getType(); }},
     };
     for (const Row& row : rows) {
-        expect(
-            row, 0, refusalsOfComplex, [&](Type* t) { complex->setBaseType(t); },
-            [&] { return complex->getBaseType(); }, number);
-        expect(
-            row, 1, refusalsOfMatrix, [&](Type* t) { matrix->setBaseType(t); }, [&] { return matrix->getBaseType(); },
-            number);
-        expect(
-            row, 2, refusalsOfPointer, [&](Type* t) { pointer->setBaseType(t); },
-            [&] { return pointer->getBaseType(); }, number);
-        expect(
-            row, 3, refusalsOfElement, [&](Type* t) { element.setType(t); }, [&] { return element.getType(); }, number);
+        const char* answer = row.answers;
+        for (const auto& [refusals, set, get] : composites) {
+            const Raised raised = raisedBy([&, &store = set] { store(row.part); });
+            EXPECT_EQ(raised, *answer == '+' ? Raised{} : refusals.at(*answer)) << row.name << ", " << answer;
+            EXPECT_EQ(get(), *answer == '+' ? row.part : number) << row.name << ", " << answer;
+            set(number);
+            ++answer;
+        }
     }
 
     // What no base type may do, an assignment may not either.
@@ -144,37 +147,32 @@ TEST_F(Composition, OfMatricesTakesWholeSizesAboveZero) {
     const Raised trailing{"embeddedtype:matrix:InvalidDims", "The trailing dimension should be greater than 1"};
     constexpr double kInf = std::numeric_limits<double>::infinity();
     const struct {
-        std::vector<double> sizes;
+        std::vector<std::vector<double>> dimensions;
         Raised raised;
         std::uint64_t width;
     } rows[] = {
-        {{2, 3}, {}, 6},
-        {{2, 1}, {}, 2},
-        {{1}, {}, 1},
-        {{4, 1, 5}, {}, 20},
-        {{2, 3, 1}, trailing, 0},
-        {{2.5}, positive, 0},
-        {{0}, positive, 0},
-        {{3, -1}, positive, 0},
-        {{kInf}, positive, 0},
-        {{-kInf}, positive, 0},
-        {{std::nan("")}, positive, 0},
-        {{0x1p64}, positive, 0},
-        {{0x1p63}, {}, 1ULL << 63U},
-        {{0x1p40, 0x1p40}, {}, ~0ULL},
+        {{{2, 3}, {6}, {3, 1, 2}}, {}, 6},
+        {{{1}, {1, 1}}, {}, 1},
+        {{{2, 1}}, {}, 2},
+        {{{2, 3, 1}, {1, 1, 1}}, trailing, 49},
+        {{{2.5}, {0}, {3, -1}, {kInf}, {-kInf}, {std::nan("")}, {0x1p64}, {2, 0.5, 1}}, positive, 49},
+        {{{0x1p63}}, {}, std::uint64_t{1} << 63U},
+        {{{0x1p40, 0x1p40}}, {}, ~std::uint64_t{0}},
     };
-    MatrixType* const matrix = owner.matrix(number, {7, 7});
+    MatrixType* const matrix = owner.make<MatrixType>(false);
+    const std::uint64_t old[] = {7, 7};
     for (const auto& row : rows) {
-        matrix->setDims(std::vector<std::uint64_t>{7, 7}.size(), std::vector<std::uint64_t>{7, 7}.data());
-        const hvArrayOwner array(hvFastZeros(row.sizes.size(), 1));
-        std::copy(row.sizes.begin(), row.sizes.end(), hvGetPr(array.get()));
-        EXPECT_EQ(raisedBy([&] { matrix->setDims(array.get()); }), row.raised) << row.sizes[0];
-        const bool isKept = row.raised == Raised{};
-        EXPECT_EQ(matrix->getWidth(), isKept ? row.width : 49) << row.sizes[0];
-        EXPECT_EQ(matrix->getNumDimensions(), isKept ? row.sizes.size() : 2);
-        EXPECT_EQ(hvGetNumberOfElements(matrix->getDims()), matrix->getNumDimensions());
-        EXPECT_EQ(matrix->getDimension(matrix->getNumDimensions()), 0u);
-        EXPECT_EQ(static_cast<double>(matrix->getDimension(0)), isKept ? row.sizes[0] : 7.0);
+        for (const std::vector<double>& sizes : row.dimensions) {
+            matrix->setDims(2, old);
+            const hvArrayOwner array = vectorOf(sizes);
+            EXPECT_EQ(raisedBy([&] { matrix->setDims(array.get()); }), row.raised) << sizes[0];
+            EXPECT_EQ(matrix->getWidth(), row.width) << sizes[0];
+            const bool isKept = row.raised == Raised{};
+            EXPECT_EQ(matrix->getNumDimensions(), isKept ? sizes.size() : 2);
+            EXPECT_EQ(hvGetNumberOfElements(matrix->getDims()), matrix->getNumDimensions());
+            EXPECT_EQ(matrix->getDimension(matrix->getNumDimensions()), 0u);
+            EXPECT_EQ(static_cast<double>(matrix->getDimension(0)), isKept ? sizes[0] : 7.0);
+        }
     }
     const hvArrayOwner integers(hvCreateNumericMatrix(1, 2, hvINT16_CLASS, hvREAL));
     hvGetTypedData<std::int16_t>(integers.get())[0] = 3;
@@ -183,10 +181,8 @@ TEST_F(Composition, OfMatricesTakesWholeSizesAboveZero) {
     matrix->setDims(integers.get());
     EXPECT_EQ(matrix->getWidth(), 15u);
     const hvArrayOwner notVector(hvFastZeros(2, 2));
-    for (const hvArray* const array :
-         {static_cast<const hvArray*>(nullptr), static_cast<const hvArray*>(notVector.get())}) {
-        EXPECT_EQ(raisedBy([&] { matrix->setDims(array); }), positive);
-    }
+    EXPECT_EQ(raisedBy([&] { matrix->setDims(notVector.get()); }), positive);
+    EXPECT_EQ(raisedBy([&] { matrix->setDims(nullptr); }), positive);
     const MatrixType copy(*matrix);
     EXPECT_TRUE(copy.compareDims(matrix));
     matrix->setDims(0, nullptr);
@@ -219,8 +215,7 @@ TEST_F(Composition, OfEnumerationsTakesNamesAndThenAsManyWholeValues) {
         Raised raised;
     } rows[] = {{{-1, 1}, {}}, {{1}, mismatch}, {{1, 2, 3}, mismatch}, {{}, mismatch}, {{1, 2.5}, invalid}};
     for (const auto& row : rows) {
-        const hvArrayOwner array(hvFastZeros(1, row.values.size()));
-        std::copy(row.values.begin(), row.values.end(), hvGetPr(array.get()));
+        const hvArrayOwner array = vectorOf(row.values);
         EXPECT_EQ(raisedBy([&] { type.setHvValues(array.get()); }), row.raised);
         valuesAre({-1, 1});
     }

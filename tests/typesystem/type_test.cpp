@@ -1,39 +1,14 @@
-// The base of the type tree: texts, qualifiers, the answers of scalar types, and who ends whom when a descriptor and
-// its host handle go.
+// The base of the type tree: texts, copies, and who ends whom when a descriptor and its host handle go.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
-#include "host/OMClass.h"
-#include "host/OMInterface.h"
 #include "tests/support/errors.h"
-#include "typesystem/ScalarType.h"
-#include "typesystem/class_records.h"
+#include "tests/support/type_trees.h"
 
 namespace {
 
-using EmbeddedTypeSystem::ScalarType;
-using EmbeddedTypeSystem::Type;
-
-class Leaf : public ScalarType {
- public:
-    bool operator==(const Type& other) const override { return Type::operator==(other); }
-    bool canBeConvertedTo(const Type* other) const override { return Type::canBeConvertedTo(other); }
-    void accept(EmbeddedTypeSystem::EmbeddedTypeVisitor*) override {}
-    OMClass* getOMClass() const override { return EmbeddedTypeSystem::ClassRecordOf<Leaf>::get("leaf"); }
-};
-
-TEST(Type, AnswersAsAScalarAndNothingElse) {
-    const Leaf leaf;
-    EXPECT_EQ(leaf.getWidth(), 1u);
-    EXPECT_EQ(leaf.isScalar(), 1u);
-    EXPECT_TRUE(leaf.isComplete());
-    EXPECT_EQ(leaf.isComplex() + leaf.isStructure() + leaf.isMatrix() + leaf.isVoid() + leaf.isPointer() +
-                  leaf.isOpaque() + leaf.hash() + leaf.compare(&leaf),
-              0u);
-    EXPECT_TRUE(leaf.canBeConvertedTo(nullptr));
-}
+using namespace typetrees;
 
 TEST(Type, TakesTextsOfUpTo128CharactersAndKeepsTheOldOneOtherwise) {
     const Raised tooLong{"embeddedtype:string:InvalidStringParam",
@@ -41,7 +16,7 @@ TEST(Type, TakesTextsOfUpTo128CharactersAndKeepsTheOldOneOtherwise) {
     const std::string longest(128, 'x');
     for (const auto& [set, get] :
          {std::pair{&Type::setName, &Type::getName}, std::pair{&Type::setIdentifier, &Type::getIdentifier}}) {
-        Leaf leaf;
+        VoidType leaf(false);
         EXPECT_EQ((leaf.*get)(), nullptr);
         (leaf.*set)("first");
         (leaf.*set)("");
@@ -56,101 +31,65 @@ TEST(Type, TakesTextsOfUpTo128CharactersAndKeepsTheOldOneOtherwise) {
     }
 }
 
-TEST(Type, ComparesQualifiersAlone) {
-    Leaf a;
-    Leaf b;
-    a.setName("a");
-    EXPECT_TRUE(a == b);
-    for (const auto& set : {&Type::setReadOnly, &Type::setVolatile}) {
-        (b.*set)(true);
-        EXPECT_TRUE(b.hasQualifier());
-        EXPECT_FALSE(a == b);
-        (b.*set)(false);
-        EXPECT_FALSE(b.hasQualifier());
-        EXPECT_TRUE(a == b);
-    }
-}
-
-/// Ends its objects as the type classes do, and counts.
-class LeafClass : public OMClass {
- public:
+struct CountingClass : Record<VoidType> {
     void destroyObject(OMInterface* interface) override {
         ++destroyed;
-        if (auto* leaf = static_cast<Leaf*>(interface->getObject())) {
-            leaf->setCanDeleteOMI(false);
-            if (!leaf->isBeingDeleted()) {
-                delete leaf;
-            }
-        }
+        Record::destroyObject(interface);
     }
     int destroyed = 0;
 };
 
-TEST(Type, GivesUpItsHandleWhenItGoesWithoutBeingEndedTwice) {
-    LeafClass leafClass;
-    auto* leaf = new Leaf;
-    leaf->setOMI(new OMInterface(leaf, &leafClass, nullptr));
-    delete leaf;
-    EXPECT_EQ(leafClass.destroyed, 1);
+TEST(Type, HoldsOneReferenceOnOneHandleAndGivesItUpWithoutBeingEndedTwice) {
+    CountingClass counting;
+    auto* type = new VoidType(false);
+    type->setOMI(new OMInterface(type, &counting, nullptr));
+    delete type;
+    EXPECT_EQ(counting.destroyed, 1);
 
     // The host's way: the last reference goes, and the class ends the object.
-    leaf = new Leaf;
-    OMInterface* const handle = new OMInterface(leaf, &leafClass, nullptr);
-    leaf->setOMI(handle);
+    type = new VoidType(false);
+    OMInterface* handle = new OMInterface(type, &counting, nullptr);
+    type->setOMI(handle);
     OMInterface::operator delete(handle);
-    EXPECT_EQ(leafClass.destroyed, 2);
-}
+    EXPECT_EQ(counting.destroyed, 2);
 
-TEST(Type, LeavesTheHandleToTheHostWhenItMayNotDeleteIt) {
-    LeafClass leafClass;
-    OMInterface* const handle = new OMInterface(nullptr, &leafClass, nullptr);
+    // Nor does it touch the handle when it may not.
+    handle = new OMInterface(nullptr, &counting, nullptr);
     {
-        Leaf leaf;
-        leaf.setOMI(handle);
-        leaf.setCanDeleteOMI(false);
+        VoidType kept(false);
+        kept.setOMI(handle);
+        kept.setCanDeleteOMI(false);
     }
     EXPECT_EQ(handle->getNumberOfReferences(), 1);
-    OMInterface::operator delete(handle);
-    EXPECT_EQ(leafClass.destroyed, 1);
-}
 
-TEST(Type, HoldsOneReferenceOnOneHandleAtATime) {
-    LeafClass leafClass;
-    Leaf leaf;
-    OMInterface* const first = new OMInterface(nullptr, &leafClass, nullptr);
-    leaf.setOMI(first);
-    EXPECT_EQ(leaf.getOMIWithoutCreating(), first);
-    {
-        const Leaf copy(leaf);
-        EXPECT_EQ(copy.getOMIWithoutCreating(), nullptr);
-        EXPECT_EQ(first->getNumberOfReferences(), 1);
-    }
-    leaf = Leaf();
-    EXPECT_EQ(leaf.getOMIWithoutCreating(), first);
-    leaf.setOMI(new OMInterface(nullptr, &leafClass, nullptr));
-    EXPECT_EQ(leafClass.destroyed, 1);
-    leaf.setOMI(nullptr);
-    EXPECT_EQ(leafClass.destroyed, 2);
+    VoidType holder(false);
+    holder.setOMI(handle);
+    const VoidType copy(holder);
+    EXPECT_EQ(copy.getOMIWithoutCreating(), nullptr);
+    holder = VoidType(false);
+    EXPECT_EQ(holder.getOMIWithoutCreating(), handle);
+    EXPECT_EQ(handle->getNumberOfReferences(), 1);
+    holder.setOMI(new OMInterface(nullptr, &counting, nullptr));
+    EXPECT_EQ(counting.destroyed, 3);
+    holder.setOMI(nullptr);
+    EXPECT_EQ(counting.destroyed, 4);
 }
 
 TEST(Type, CopiesTextsAndQualifiersAsValues) {
-    Leaf original;
+    VoidType original(false);
     original.setName("name");
     original.setIdentifier("identifier");
     original.setVolatile(true);
     original.setCanDeleteOMI(false);
-    const Leaf copy(original);
-    Leaf assigned;
+    const VoidType copy(original);
+    VoidType assigned(false);
     assigned = original;
     original.setName("changed");
-    for (const Leaf* leaf : {&copy, static_cast<const Leaf*>(&assigned)}) {
-        EXPECT_STREQ(leaf->getName(), "name");
-        EXPECT_STREQ(leaf->getIdentifier(), "identifier");
-        EXPECT_TRUE(leaf->getVolatile());
-        EXPECT_FALSE(leaf->getReadOnly());
-        // The flags belong to the handle, and a copy has none yet.
-        EXPECT_TRUE(leaf->canDeleteOMI());
-        EXPECT_EQ(leaf->getOMIWithoutCreating(), nullptr);
+    for (const VoidType* type : {&copy, static_cast<const VoidType*>(&assigned)}) {
+        EXPECT_STREQ(type->getName(), "name");
+        EXPECT_STREQ(type->getIdentifier(), "identifier");
+        EXPECT_TRUE(type->getVolatile() && !type->getReadOnly());
+        EXPECT_TRUE(type->canDeleteOMI());  // belongs to the handle, and a copy has none yet
     }
 }
 
