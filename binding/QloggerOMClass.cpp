@@ -1,9 +1,65 @@
 #include "binding/QloggerOMClass.h"
 
+#include <cmath>
+#include <cstdint>
+#include <string>
+
 #include "binding/EmbeddedFiSetMethodInfo.h"
+#include "binding/methods.h"
+#include "binding/properties.h"
+#include "numbers/truncation.h"
+
+namespace {
+
+using namespace datatypes;
+
+const std::string& getTag(const qlogger& log) {
+    return log.getTag();
+}
+
+// clang-format off
+// Name, data type, access (the letters of AccessColumn), how it is read and written.
+constexpr PropertyRow logProperties[] = {
+    {"Max",         real, "sgSGzclv", field<qlogger, &qlogger::getMaxLogAsRealWorldValue, &qlogger::setMaxLogFromRealWorldValue>()},
+    {"Min",         real, "sgSGzclv", field<qlogger, &qlogger::getMinLogAsRealWorldValue, &qlogger::setMinLogFromRealWorldValue>()},
+    {"NOverflows",  real, "sgSGzclv", countField<qlogger, &qlogger::getNoverflows, &qlogger::setNoverflows>()},
+    {"NUnderflows", real, "sgSGzclv", countField<qlogger, &qlogger::getNunderflows, &qlogger::setNunderflows>()},
+    {"NOperations", real, "sgSGzclv", countField<qlogger, &qlogger::getNoperations, &qlogger::setNoperations>()},
+    {"Tag",         text, "sgSGzclv", field<qlogger, getTag, &qlogger::setTag>()},
+};
+// clang-format on
+
+constexpr SignatureColumn flagToNothing[] = {takes(boolean)};
+constexpr SignatureColumn numberToNothing[] = {takes(real)};
+
+void setLoggingMode(const MethodCall& call) {
+    qlogger::setLogging(Shape<bool>::unbox(call.arguments[0]));
+    call.giveNothing();
+}
+
+void setLogType(const MethodCall& call) {
+    const auto type = truncateTo<std::int32_t>(Shape<double>::unbox(call.arguments[0]));
+    qlogger::setLogType(static_cast<embedded::LogTypeEnum>(type));
+    call.giveNothing();
+}
+
+std::unique_ptr<OMMethodInfo> set(const char* /*name*/) {
+    return std::make_unique<EmbeddedFiSetMethodInfo>("QLOGGER");
+}
+
+// Name, how its record is made.
+constexpr MethodRow logMethods[] = {
+    {"disp", unary<qlogger, &qlogger::disp>},
+    {"SetLoggingMode", plainStatic<flagToNothing, setLoggingMode>},
+    {"SetLogType", plainStatic<numberToNothing, setLogType>},
+    {"set", set},
+};
+
+}  // namespace
 
 void QloggerOMClass::fill() {
-    addMethod(std::make_unique<EmbeddedFiSetMethodInfo>("QLOGGER"));
+    addProperties(*this, logProperties);
+    addMethods(*this, logMethods);
 }
 
 OMInterface* QloggerOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/, int count) {

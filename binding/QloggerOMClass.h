@@ -1,4 +1,4 @@
-// The class "embedded.qlogger".
+// The class "embedded.qlogger". It also has the two switches of the whole process, which need no object.
 #pragma once
 
 #include "binding/SingletonOMClass.h"

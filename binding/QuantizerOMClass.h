@@ -1,4 +1,5 @@
-// The class "embedded.quantizer".
+// The class "embedded.quantizer". What is derived from the description can only be read: a write is accepted, so that
+// what a host saved can be restored, and dropped.
 #pragma once
 
 #include "binding/SingletonOMClass.h"
@@ -19,5 +20,5 @@ class QuantizerOMClass : public ObjectOMClass<QuantizerOMClass, quantizer> {
  private:
     friend SingletonOMClass;
     QuantizerOMClass() = default;
-    void fill() {}
+    void fill();
 };

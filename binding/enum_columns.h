@@ -18,6 +18,8 @@ inline constexpr DataTypeColumn dataTypeOverride =
     enumeration<&EmbeddedTypeSystem::NumericType::getDataTypeOverrideEnum>;
 inline constexpr DataTypeColumn roundMode = enumeration<&embedded::getRoundModeEnum>;
 inline constexpr DataTypeColumn overflowMode = enumeration<&embedded::getOverflowModeEnum>;
+inline constexpr DataTypeColumn quantizerMode = enumeration<&embedded::getQuantizerModeEnum>;
+inline constexpr DataTypeColumn operationType = enumeration<&embedded::getOperationTypeEnum>;
 inline constexpr DataTypeColumn precisionMode = enumeration<&fimath::getPrecisionModeEnum>;
 inline constexpr DataTypeColumn arithmeticMode = enumeration<&fimath::getArithmeticModeEnum>;
 

@@ -1,12 +1,14 @@
 // The data types of properties and arguments, and the shape in which a value of each travels: see host/OMDataType.h.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <type_traits>
 
+#include "descriptors/RealPoint.h"
 #include "host/OMDataType.h"
 #include "host/OMInterface.h"
 #include "host/bs.h"
@@ -25,6 +27,8 @@ OMDataType* findDataType(const char* name);
 namespace datatypes {
 
 inline constexpr DataTypeColumn int32{[] { return findDataType("int32"); }, false};
+inline constexpr DataTypeColumn integer{[] { return findDataType("int"); }, false};
+inline constexpr DataTypeColumn realPoint{[] { return findDataType("real point"); }, false};
 inline constexpr DataTypeColumn real{[] { return findDataType("double"); }, false};
 inline constexpr DataTypeColumn boolean{[] { return findDataType("bool"); }, false};
 inline constexpr DataTypeColumn text{[] { return findDataType("string"); }, true};
@@ -72,6 +76,15 @@ struct Shape<std::string> {
         return copy;
     }
     static const char* unbox(const void* value) { return static_cast<const char*>(value); }
+};
+template <>
+struct Shape<RealPoint> {
+    using Pair = std::array<double, 2>;
+    static void* box(RealPoint value) { return new Pair{value.first, value.second}; }
+    static RealPoint unbox(const void* value) {
+        const Pair& pair = *static_cast<const Pair*>(value);
+        return {pair[0], pair[1]};
+    }
 };
 template <>
 struct Shape<hvArray*> {

@@ -207,6 +207,10 @@ void quantizer::setWordlength(int wordlength) {
 }
 
 void quantizer::setFractionlength(int fractionlength) {
+    if (mMode == ModeEnum::Float) {
+        // The place is that of the exponent length.
+        requireFloatFormat({mFormat.first, static_cast<double>(fractionlength)});
+    }
     mFormat.second = fractionlength;
     updateparameters();
 }

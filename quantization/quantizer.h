@@ -56,7 +56,7 @@ class TOLVANE_API quantizer {
     /// In mode "float", a word length that is not above the exponent length raises
     /// "fixedpoint:quantizer:wordlengthlargerthanexponent".
     void setWordlength(int wordlength);
-    /// Checks nothing.
+    /// Sets the second number of the format, and so the exponent length in mode "float"; checks nothing otherwise.
     void setFractionlength(int fractionlength);
     /// Checks the exponent length in every mode.
     void setExponentlength(int exponentlength);
