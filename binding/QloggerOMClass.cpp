@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char label[] = "QLOGGER";
+
 using namespace datatypes;
 
 const std::string& getTag(const qlogger& log) {
@@ -43,16 +45,12 @@ void setLogType(const MethodCall& call) {
     call.giveNothing();
 }
 
-std::unique_ptr<OMMethodInfo> set(const char* /*name*/) {
-    return std::make_unique<EmbeddedFiSetMethodInfo>("QLOGGER");
-}
-
 // Name, how its record is made.
 constexpr MethodRow logMethods[] = {
     {"disp", unary<qlogger, &qlogger::disp>},
     {"SetLoggingMode", plainStatic<flagToNothing, setLoggingMode>},
     {"SetLogType", plainStatic<numberToNothing, setLogType>},
-    {"set", set},
+    {"set", setOf<label>},
 };
 
 }  // namespace

@@ -18,6 +18,8 @@
 
 namespace {
 
+constexpr char label[] = "QUANTIZER";
+
 using namespace datatypes;
 
 template <auto get, auto set>
@@ -115,10 +117,6 @@ void compare(const MethodCall& call) {
     call.give(hvCreateLogicalScalar(isEqual));
 }
 
-std::unique_ptr<OMMethodInfo> set(const char* /*name*/) {
-    return std::make_unique<EmbeddedFiSetMethodInfo>("QUANTIZER");
-}
-
 // Name, how its record is made.
 constexpr MethodRow quantizerMethods[] = {
     {"disp", asked<&quantizer::disp>},
@@ -131,7 +129,7 @@ constexpr MethodRow quantizerMethods[] = {
     {"isequal", plain<withOneArray, compare>},
     {"upperbound", asked<asDouble<&quantizer::getUpperBound>>},
     {"lowerbound", asked<asDouble<&quantizer::getLowerBound>>},
-    {"set", set},
+    {"set", setOf<label>},
 };
 
 [[noreturn]] void raiseBadSignature() {

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char label[] = "FILOG";
+
 using EmbeddedTypeSystem::NumericType;
 using namespace datatypes;
 
@@ -76,16 +78,12 @@ void clearLogs(const MethodCall& call) {
     call.giveNothing();
 }
 
-std::unique_ptr<OMMethodInfo> set(const char* /*name*/) {
-    return std::make_unique<EmbeddedFiSetMethodInfo>("FILOG");
-}
-
 // Name, how its record is made.
 constexpr MethodRow logMethods[] = {
     {"disp", unary<filog, &filog::disp>},
     {"getlogs", plainStatic<nothingToArray, giveLogs>},
     {"clearlogs", plainStatic<nothingToNothing, clearLogs>},
-    {"set", set},
+    {"set", setOf<label>},
 };
 
 }  // namespace

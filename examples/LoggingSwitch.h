@@ -1,26 +1,18 @@
-// Switches the library's logging on while it lives, in the session given.
-//
-// Logging is the host's to switch, not a user's: every array shows it as the property "Logging", which users only read.
-// So this writes it as the host's own code does.
+// Switches the library's logging on while it lives, in the session given. Logging is the library's own: it goes on for
+// every array of every session.
 #pragma once
 
-#include <cstdint>
-
-#include "host/om.h"
 #include "host/reference/Session.h"
 
 class LoggingSwitch {
  public:
-    explicit LoggingSwitch(hostref::Session& session) : mAny(session.construct("embedded.fi")) { write(1); }
-    ~LoggingSwitch() { write(0); }
+    explicit LoggingSwitch(hostref::Session& session) : mSession(session) { write(true); }
+    ~LoggingSwitch() { write(false); }
     LoggingSwitch(const LoggingSwitch&) = delete;
     LoggingSwitch& operator=(const LoggingSwitch&) = delete;
 
  private:
-    void write(std::uint8_t isOn) {
-        OMInterface* const any = mAny.interface();
-        any->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(), any, &isOn);
-    }
+    void write(bool isOn) { mSession.callStatic("embedded.qlogger", "SetLoggingMode", {isOn}); }
 
-    hostref::Value mAny;
+    hostref::Session& mSession;
 };

@@ -9,14 +9,7 @@
 
 namespace {
 
-class FiSurface : public BindingTest {
- protected:
-    /// Writes as the system's own code does, past the access of users.
-    static void setInternally(const Value& object, const char* name, const void* value) {
-        object.interface()->getClass()->getProperty(name)->setValue(OMDatabaseClient::getInternalClient(),
-                                                                    object.interface(), value);
-    }
-};
+class FiSurface : public BindingTest {};
 
 // Constructors
 

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <string>
@@ -67,13 +66,13 @@ class BindingTest : public testing::Test {
     }
     static long integer(const Value& value) { return static_cast<long>(value.toDouble()); }
 
-    /// The switch is the system's own: no user may set it. It is off again after each test.
-    void logging(bool isOn) {
-        const Value any = session.construct("embedded.fi");
-        const std::uint8_t value = isOn ? 1 : 0;
-        any.interface()->getClass()->getProperty("Logging")->setValue(OMDatabaseClient::getInternalClient(),
-                                                                      any.interface(), &value);
+    /// Writes as the system's own code does, past the access of users.
+    static void setInternally(const Value& object, const char* name, const void* value) {
+        object.interface()->getClass()->getProperty(name)->setValue(OMDatabaseClient::getInternalClient(),
+                                                                    object.interface(), value);
     }
+    /// It is off again after each test.
+    void logging(bool isOn) { session.callStatic("embedded.qlogger", "SetLoggingMode", {isOn}); }
 
     void TearDown() override {
         logging(false);
