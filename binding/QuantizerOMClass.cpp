@@ -12,6 +12,7 @@
 #include "binding/enum_columns.h"
 #include "binding/methods.h"
 #include "binding/properties.h"
+#include "binding/quantizenumeric_methods.h"
 #include "binding/quantizer_text_methods.h"
 #include "host/hv.h"
 #include "numbers/number.h"
@@ -123,6 +124,7 @@ constexpr MethodRow quantizerMethods[] = {
     {"initializestates", asked<&quantizer::initializestates>},
     {"resetlog", asked<&quantizer::initializestates>},
     {"resetlogging", asked<&quantizer::initializestates>},
+    {"quantizenumeric", record<QuantizerQuantizeNumericMI>},
     {"num2base", plain<withTwoArrays, writeWordsInBase>},
     {"base2num", plain<withTwoArrays, readWordsInBase>},
     {"isquantizer", asked<isQuantizer>},

@@ -57,6 +57,7 @@ sgSGzclv string: Tag
 )");
     EXPECT_EQ(methodLines(shown), R"(
 (quantizer): disp initializestates resetlog resetlogging
+(quantizer, array) array: quantizenumeric
 (quantizer, array, array) array: num2base base2num
 (quantizer) array: isquantizer
 (quantizer, array) array: isequal
@@ -160,10 +161,12 @@ TEST_F(QuantizerClass, WritesTheWordsOfBigIntegersAndReadsThem) {
             read.push_back(nearestDouble(scaled(Rational(word), -f)));
         }
         EXPECT_EQ(rowsOf(session.call("num2base", {q, values, base})), words);
+        EXPECT_EQ(session.call("quantizenumeric", {q, values}), Value(read));
+        overflows *= 2;
         EXPECT_EQ(session.call("base2num", {q, textOf(words), base + 0.9}), Value::matrix(5, 1, read));
         const double max = std::max(0.0, *std::ranges::max_element(read));
         EXPECT_EQ(q.get("noverflows"), Value(overflows));
-        EXPECT_EQ(q.get("noperations"), Value(6));
+        EXPECT_EQ(q.get("noperations"), Value(11));
         EXPECT_EQ(q.get("max"), Value(max));
         EXPECT_EQ(q.get("minlog"), Value(std::min(0.0, *std::ranges::min_element(read))));
         EXPECT_EQ(q.get("maxlog"), q.get("max"));
