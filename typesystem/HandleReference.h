@@ -6,11 +6,13 @@
 
 #include <utility>
 
+#include "host/export.h"
+
 class OMInterface;
 
 namespace EmbeddedTypeSystem {
 
-class HandleReference {
+class TOLVANE_API HandleReference {
  public:
     HandleReference() = default;
     /// Takes over a reference of the caller.
