@@ -234,6 +234,9 @@ TEST(Module, TheOlderEntriesDeclareSixClassesAndFillThem) {
         EXPECT_FALSE(isFilled("fi"));
         callExport(session, registerOMClasses);
         EXPECT_TRUE(isFilled("fi"));
+        // What comes in the second step of a class is its last.
+        EXPECT_STREQ(package()->getLocalClass("fimath")->getMethods().back()->getName(), "sub");
+        EXPECT_STREQ(package()->getLocalClass("numerictype")->getMethods().back()->getName(), "divide");
         EXPECT_EQ(package()->getLocalClass("filog"), nullptr);
         const auto properties = package()->getLocalClass("fi")->getProperties();
         const auto methods = package()->getLocalClass("fi")->getMethods();
