@@ -78,7 +78,7 @@ Value computeDivideType(Session& session, const Value& numerator, const Value& d
     if (!isFi(denominator)) {
         b.fixedExponent = leastExponent(denominator);
     }
-    const Value type = session.construct(typeClass);
+    Value type = session.construct(typeClass);
     for (const char* const dataType : {"double", "single", "ScaledDouble"}) {
         if (a.dataType == dataType || b.dataType == dataType) {
             type.set("DataType", dataType);

@@ -96,7 +96,7 @@ Value cat(Session& session, std::size_t dimension, Values values) {
         part.shape.dimensions.resize(dimensionCount, 1);
         errorIfOtherSizes(parts.front().shape, part.shape);
     }
-    const Value empty = emptyfirstobj(session, values);
+    Value empty = emptyfirstobj(session, values);
     if (parts.empty()) {
         return empty;
     }

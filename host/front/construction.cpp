@@ -47,7 +47,7 @@ constexpr const char* typeProperties[] = {"DataTypeMode",          "Signedness",
                                           "SlopeAdjustmentFactor", "Bias",       "DataTypeOverride"};
 
 Value copyOfType(Session& session, const Value& type) {
-    const Value copy = session.construct(typeClass);
+    Value copy = session.construct(typeClass);
     for (const char* const property : typeProperties) {
         const char* const readName = std::string_view(property) == "DataTypeMode" ? "DataTypeModeNoWarning" : property;
         // A type refuses what its mode settles, even where nothing would change.
