@@ -254,24 +254,24 @@ struct Machine : MD5CheckSumModEndian {
 };
 
 TEST(TypeTree, SumsAlikeOnMachinesOfBothByteOrders) {
-    constexpr int kOther = std::endian::native == std::endian::little ? 2 : 1;
+    constexpr int kOwn = std::endian::native == std::endian::little ? 1 : 2;
     const std::string expected = digestOf("\x12\x34\x56\x78\xff\xff\xff\xfe\x3f\xb9\x99\x99\x99\x99\x99\x9a"s);
-    {
-        // 0 is looked up on first use. A machine of the other order has these very bytes the other way round.
-        Machine own(0);
-        own.addUInt32(0x12345678U);
-        own.addInt32(-2);
-        own.addReal64(0.1);
-        EXPECT_EQ(digestOf(own), expected);
-        EXPECT_EQ(Machine::order(), 3 - kOther);
-        EXPECT_EQ(Machine::getUniformedUInt32(0x12345678U), kOther == 2 ? 0x12345678U : 0x78563412U);
+    const struct {
+        int order;  // 0 is looked up on first use
+        unsigned word;
+        unsigned integer;
+        std::uint64_t real;
+    } machines[] = {{0, 0x12345678U, 0xfffffffeU, 0x3fb999999999999aU},
+                    {3 - kOwn, 0x78563412U, 0xfeffffffU, 0x9a9999999999b93fU}};  // the same bytes over there
+    for (const auto& [order, word, integer, real] : machines) {
+        Machine sum(order);
+        sum.addUInt32(word);
+        sum.addInt32(static_cast<int>(integer));
+        sum.addReal64(std::bit_cast<double>(real));
+        EXPECT_EQ(digestOf(sum), expected);
+        EXPECT_EQ(Machine::order(), order == 0 ? kOwn : order);
+        EXPECT_EQ(Machine::getUniformedUInt32(1), Machine::order() == 1 ? 1u : 0x1000000u);
     }
-    Machine other(kOther);
-    other.addUInt32(0x78563412U);
-    other.addInt32(static_cast<int>(0xfeffffffU));
-    other.addReal64(std::bit_cast<double>(0x9a9999999999b93fULL));
-    EXPECT_EQ(digestOf(other), expected);
-    EXPECT_EQ(Machine::getUniformedUInt32(0x12345678U), kOther == 2 ? 0x78563412U : 0x12345678U);
 }
 
 /// A list: a structure of `payload` and a pointer to the structure.
@@ -285,18 +285,13 @@ StructType* listOf(Owner& owner, Type* payload) {
 TEST(TypeTree, ComparesAndConvertsCyclicTypes) {
     Owner owner;
     auto* const n = owner.make<NumericType>();
-    auto* const c = owner.make<CharType>(false);
     const Type* const list = listOf(owner, n);
-    const Type* const again = listOf(owner, n);
-    const Type* const characters = listOf(owner, c);
-    EXPECT_TRUE(*list == *again);
-    EXPECT_TRUE(list->canBeConvertedTo(again));
-    EXPECT_FALSE(*list == *characters);
-    EXPECT_FALSE(list->canBeConvertedTo(characters));
-    // The same list with its first two nodes written out.
-    StructType* const unrolled = owner.structure({{"payload", n}, {"next", owner.pointer(listOf(owner, n))}});
-    EXPECT_TRUE(*list == *unrolled);
-    EXPECT_TRUE(*unrolled == *list);
+    const Type* const characters = listOf(owner, owner.make<CharType>(false));
+    const Type* const unrolled = owner.structure({{"payload", n}, {"next", owner.pointer(listOf(owner, n))}});
+    for (const Type* const same : {static_cast<const Type*>(listOf(owner, n)), unrolled}) {
+        EXPECT_TRUE(*list == *same && *same == *list && list->canBeConvertedTo(same));
+        EXPECT_FALSE(*same == *characters || same->canBeConvertedTo(characters));
+    }
     // A ring through matrices of pointers converts by its matrices, whatever their shapes.
     const auto ring = [&](std::vector<std::uint64_t> sizes) {
         auto* const node = owner.make<StructType>(1U, false);
@@ -345,10 +340,8 @@ TEST(TypeTree, IsAsDeepAndAsSharedAsMemoryAllows) {
         }
         return type;
     };
-    const Type* const tree = shared();
-    const Type* const twin = shared();
-    EXPECT_TRUE(*tree == *twin);
-    EXPECT_TRUE(tree->canBeConvertedTo(twin));
+    EXPECT_TRUE(*shared() == *shared());
+    EXPECT_TRUE(shared()->canBeConvertedTo(shared()));
 }
 
 }  // namespace

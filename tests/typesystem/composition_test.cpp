@@ -2,6 +2,7 @@
 // structures take. A refusal leaves the object as it was.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -175,20 +176,19 @@ TEST_F(Composition, OfMatricesTakesWholeSizesAboveZero) {
         }
     }
     const hvArrayOwner integers(hvCreateNumericMatrix(1, 2, hvINT16_CLASS, hvREAL));
-    hvGetTypedData<std::int16_t>(integers.get())[0] = 3;
-    EXPECT_EQ(raisedBy([&] { matrix->setDims(integers.get()); }), positive);
-    hvGetTypedData<std::int16_t>(integers.get())[1] = 5;
-    matrix->setDims(integers.get());
-    EXPECT_EQ(matrix->getWidth(), 15u);
     const hvArrayOwner notVector(hvFastZeros(2, 2));
-    EXPECT_EQ(raisedBy([&] { matrix->setDims(notVector.get()); }), positive);
-    EXPECT_EQ(raisedBy([&] { matrix->setDims(nullptr); }), positive);
+    for (const hvArray* const array : {integers.get(), notVector.get(), static_cast<hvArray*>(nullptr)}) {
+        EXPECT_EQ(raisedBy([&] { matrix->setDims(array); }), positive);
+    }
+    std::ranges::fill(hvGetTypedData<std::int16_t>(integers.get()), std::int16_t{5});
+    matrix->setDims(integers.get());
+    EXPECT_EQ(matrix->getWidth(), 25u);
     const MatrixType copy(*matrix);
     EXPECT_TRUE(copy.compareDims(matrix));
     matrix->setDims(0, nullptr);
     EXPECT_EQ(raisedBy([&] { matrix->getWidth(); }), positive);
     EXPECT_FALSE(copy.compareDims(matrix));
-    EXPECT_EQ(copy.getWidth(), 15u);
+    EXPECT_EQ(copy.getWidth(), 25u);
 }
 
 TEST_F(Composition, OfEnumerationsTakesNamesAndThenAsManyWholeValues) {
@@ -231,13 +231,11 @@ TEST_F(Composition, OfEnumerationsTakesNamesAndThenAsManyWholeValues) {
     const FIEnumType copy(type);
     type.setStrings(&names);  // drops the values
     valuesAre({});
-    type.setMemberAt("violet", 3, 0);
-    EXPECT_EQ(type.getStrings(), (StringVector{"violet", "green"}));
     type = copy;
     valuesAre({0, -300});
-    FIEnumType counted(3, false);
-    counted.setMemberAt("last", 9, 2);
-    EXPECT_EQ(hvGetPr(counted.getHvValues())[2], 9.0);
+    type = FIEnumType(3, false);
+    type.setMemberAt("last", 9, 2);
+    valuesAre({0, 0, 9});
     EXPECT_EQ(raisedBy([] { FIEnumType(std::uint64_t{1} << 62U, false); }),
               (Raised{"embeddedtype:memory:OutofMemory", "Insufficient memory: Out of memory error"}));
 }

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <functional>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <set>
 
@@ -161,39 +164,44 @@ class World {
     explicit World(unsigned seed) : mRandom(seed) {}
 
     void step() {
-        static_cast<void>(raisedBy([this] {
-            switch (below(15)) {
-                case 0:
-                    return keep(held<NumericType>());
-                case 1:
-                    return keep(held<PointerType>(any(), false));
-                case 2:
-                    return keep(heldMatrix(any()));
-                case 3:
-                    return keep(held<ComplexType>(any(), false));
-                case 4:
-                case 12:
-                    return keep(held<StructType>(std::uint64_t{below(4)}, false));
-                case 5:
-                    return setBase<PointerType, MatrixType, ComplexType>(any(), any());
-                case 6:
-                case 13:
-                case 14:
-                    return setMember(dynamic_cast<StructType*>(any()), any());
-                case 7:
-                    return exchange(dynamic_cast<StructType*>(any()), dynamic_cast<StructType*>(any()));
-                case 8:
-                    return assign(dynamic_cast<PointerType*>(any()), dynamic_cast<PointerType*>(any()));
-                case 9:
-                    return promote(any());
-                case 10:
-                    return ask(any(), any());
-                default:
-                    return drop();
-            }
-        }));
-        while (mRoots.size() > 25) {
-            drop();
+        const std::function<void()> actions[] = {
+            [&] { keep(held<NumericType>()); },
+            [&] { keep(held<PointerType>(&any<Type>(), false)); },
+            [&] { keep(held<ComplexType>(&any<Type>(), false)); },
+            [&] { keep(held<MatrixType>(false)); },
+            [&] { keep(held<StructType>(std::uint64_t{below(4)}, false)); },
+            [&] { any<PointerType>().setBaseType(&any<Type>()); },
+            [&] { any<ComplexType>().setBaseType(&any<Type>()); },
+            [&] { any<MatrixType>().setBaseType(&any<Type>()); },
+            [&] { any<StructType>().setMemberAt(&any<Type>(), name(), below(3)); },
+            [&] {
+                auto& structure = any<StructType>();
+                structure.setMemberAt(held<PointerType>(&structure, false).first, name(), below(3));
+            },
+            [&] {
+                const Vector elements = any<StructType>().getElements();
+                any<StructType>().setElements(&elements);
+            },
+            [&] { any<PointerType>() = any<PointerType>(); },
+            [&] { any<MatrixType>() = any<MatrixType>(); },
+            [&] {
+                for (Type* const part : partsOf(&any<Type>())) {
+                    mRoots.push_back(HandleReference::to(part->getOMI()));
+                }
+            },
+            [&] {
+                const Type& a = any<Type>();
+                const Type& b = any<Type>();
+                EXPECT_EQ(a == b, b == a);
+                static_cast<void>(a.canBeConvertedTo(&b));
+                MD5CheckSumModEndian sum;
+                a.addCheckSum(sum);
+            },
+        };
+        static_cast<void>(raisedBy(actions[below(std::size(actions))]));
+        while (mRoots.size() > 10 + below(30)) {
+            std::swap(mRoots[below(mRoots.size())], mRoots.back());
+            mRoots.pop_back();
         }
     }
 
@@ -207,85 +215,42 @@ class World {
         while (!waiting.empty()) {
             Type* const type = waiting.back();
             waiting.pop_back();
-            if (type != nullptr && reached.insert(type).second) {
+            if (reached.insert(type).second) {
                 std::ranges::copy(partsOf(type), std::back_inserter(waiting));
             }
         }
         return reached.size();
     }
 
-    void drop() {
-        if (!mRoots.empty()) {
-            std::swap(mRoots[below(mRoots.size())], mRoots.back());
-            mRoots.pop_back();
-        }
-    }
-    void clear() { mRoots.clear(); }
-
  private:
     static std::vector<Type*> partsOf(const Type* type) {
-        if (Type* const base = baseOf(type)) {
-            return {base};
-        }
-        std::vector<Type*> parts;
+        std::vector<Type*> parts = {baseOf(type)};
         if (const auto* structure = dynamic_cast<const StructType*>(type)) {
             for (std::uint64_t i = 0; i < structure->getNumElements(); ++i) {
                 const StructElement* const element = structure->getElementAt(i);
                 parts.push_back(element == nullptr ? nullptr : element->getType());
             }
         }
+        std::erase(parts, nullptr);
         return parts;
     }
 
-    std::size_t below(std::size_t limit) { return mRandom() % limit; }
-    Type* any() {
-        return mRoots.empty() ? nullptr : static_cast<Type*>(mRoots[below(mRoots.size())].get()->getObject());
+    std::size_t below(std::size_t limit) { return limit == 0 ? 0 : mRandom() % limit; }
+    const char* name() { return std::array{"a", "b", "c", "d"}[below(4)]; }
+    /// Raises, which ends the step, when none of the class comes up.
+    template <class Wanted>
+    Wanted& any() {
+        for (std::size_t i = below(3) + 1; i > 0 && !mRoots.empty(); --i) {
+            auto* const type = static_cast<Type*>(mRoots[below(mRoots.size())].get()->getObject());
+            if (auto* const wanted = dynamic_cast<Wanted*>(type)) {
+                return *wanted;
+            }
+        }
+        raiseError("test:none", "None");
     }
     template <class Made>
     void keep(std::pair<Made*, HandleReference> made) {
         mRoots.push_back(std::move(made.second));
-    }
-    static std::pair<MatrixType*, HandleReference> heldMatrix(Type* base) {
-        auto made = held<MatrixType>(false);
-        made.first->setBaseType(base);
-        return made;
-    }
-    template <class... Composites>
-    static void setBase(Type* type, Type* base) {
-        ((dynamic_cast<Composites*>(type) != nullptr ? static_cast<Composites*>(type)->setBaseType(base) : void()),
-         ...);
-    }
-    void setMember(StructType* structure, Type* type) {
-        if (structure != nullptr) {
-            const auto toItself = held<PointerType>(structure, false);
-            const char* const names[] = {"a", "b", "c", "d"};
-            structure->setMemberAt(below(2) == 0 ? toItself.first : type, names[below(4)], below(3));
-        }
-    }
-    static void exchange(StructType* structure, const StructType* other) {
-        if (structure != nullptr && other != nullptr) {
-            const Vector elements = other->getElements();
-            structure->setElements(&elements);
-        }
-    }
-    static void assign(PointerType* pointer, const PointerType* other) {
-        if (pointer != nullptr && other != nullptr) {
-            *pointer = *other;
-        }
-    }
-    void promote(const Type* type) {
-        const std::vector<Type*> parts = partsOf(type);
-        if (!parts.empty() && parts.back() != nullptr) {
-            mRoots.push_back(HandleReference::to(parts.back()->getOMI()));
-        }
-    }
-    static void ask(const Type* a, const Type* b) {
-        if (a != nullptr && b != nullptr) {
-            EXPECT_EQ(*a == *b, *b == *a);
-            static_cast<void>(a->canBeConvertedTo(b));
-            MD5CheckSumModEndian sum;
-            a->addCheckSum(sum);
-        }
     }
 
     std::mt19937 mRandom;
@@ -297,18 +262,19 @@ TEST_F(Lifetimes, ExactlyTheTypesThatAreReachedLiveHoweverTheyWereWired) {
     std::size_t mostReached = 0;
     for (unsigned seed = 0; seed < 8; ++seed) {
         SCOPED_TRACE(seed);
-        World world(seed);
-        for (int i = 0; i < 2000; ++i) {
-            world.step();
-            const std::size_t reached = world.countReached();
-            mostReached = std::max(mostReached, reached);
-            ASSERT_GE(Count::sAlive, reached);
-            if (i % 20 == 0) {
-                collected += TypeCycles::collect();
-                ASSERT_EQ(Count::sAlive, reached);
+        {
+            World world(seed);
+            for (int i = 0; i < 2000; ++i) {
+                world.step();
+                const std::size_t reached = world.countReached();
+                mostReached = std::max(mostReached, reached);
+                ASSERT_GE(Count::sAlive, reached);
+                if (i % 20 == 0) {
+                    collected += TypeCycles::collect();
+                    ASSERT_EQ(Count::sAlive, reached);
+                }
             }
         }
-        world.clear();
         collected += TypeCycles::collect();
         ASSERT_EQ(Count::sAlive, 0u);
     }
