@@ -75,28 +75,28 @@ bool addElements(const StructType& a, const StructType& b, Pairs& pairs) {
     return true;
 }
 
-bool areAlike(const Type* a, const Type* b, Pairs& pairs) {
-    if (a == b) {
+bool areAlike(const Type& a, const Type* b, Pairs& pairs) {
+    if (&a == b) {
         return true;
     }
-    if (const auto* complex = dynamic_cast<const ComplexType*>(a)) {
+    if (const auto* complex = dynamic_cast<const ComplexType*>(&a)) {
         const auto* other = dynamic_cast<const ComplexType*>(b);
         return other != nullptr && addBases(*complex, *other, pairs);
     }
-    if (const auto* pointer = dynamic_cast<const PointerType*>(a)) {
+    if (const auto* pointer = dynamic_cast<const PointerType*>(&a)) {
         const auto* other = dynamic_cast<const PointerType*>(b);
         return other != nullptr && addBases(*pointer, *other, pairs);
     }
-    if (const auto* matrix = dynamic_cast<const MatrixType*>(a)) {
+    if (const auto* matrix = dynamic_cast<const MatrixType*>(&a)) {
         const auto* other = dynamic_cast<const MatrixType*>(b);
         return other != nullptr && matrix->compareDims(other) && matrix->getFrameData() == other->getFrameData() &&
                addBases(*matrix, *other, pairs);
     }
-    if (const auto* structure = dynamic_cast<const StructType*>(a)) {
+    if (const auto* structure = dynamic_cast<const StructType*>(&a)) {
         const auto* other = dynamic_cast<const StructType*>(b);
         return other != nullptr && addElements(*structure, *other, pairs);
     }
-    return *a == *b;
+    return a == *b;
 }
 
 bool addConversion(const Type* from, const Type* to, Pairs& pairs) {
@@ -161,28 +161,28 @@ bool convertsStructure(const StructType& from, const Type* to, Pairs& pairs) {
     return true;
 }
 
-bool converts(const Type* from, const Type* to, Pairs& pairs) {
-    if (const auto* complex = dynamic_cast<const ComplexType*>(from)) {
+bool converts(const Type& from, const Type* to, Pairs& pairs) {
+    if (const auto* complex = dynamic_cast<const ComplexType*>(&from)) {
         const auto* other = dynamic_cast<const ComplexType*>(to);
         return other != nullptr && addConversion(complex->getBaseType(), other->getBaseType(), pairs);
     }
-    if (const auto* pointer = dynamic_cast<const PointerType*>(from)) {
+    if (const auto* pointer = dynamic_cast<const PointerType*>(&from)) {
         return convertsPointer(*pointer, to, pairs);
     }
-    if (const auto* matrix = dynamic_cast<const MatrixType*>(from)) {
+    if (const auto* matrix = dynamic_cast<const MatrixType*>(&from)) {
         return convertsMatrix(*matrix, to, pairs);
     }
-    if (const auto* structure = dynamic_cast<const StructType*>(from)) {
+    if (const auto* structure = dynamic_cast<const StructType*>(&from)) {
         return convertsStructure(*structure, to, pairs);
     }
-    return from->canBeConvertedTo(to);
+    return from.canBeConvertedTo(to);
 }
 
 template <class Rule>
 bool holdsForAll(Pairs pairs, Rule rule) {
     while (!pairs.isEmpty()) {
         const auto [a, b] = pairs.take();
-        if (!rule(a, b, pairs)) {
+        if (!rule(*a, b, pairs)) {
             return false;
         }
     }
