@@ -28,6 +28,7 @@
 #include "host/reference/HostError.h"
 #include "host/reference/Value.h"
 #include "host/reference/functions.h"
+#include "host/reference/saved_objects.h"
 
 namespace hostref {
 
@@ -158,6 +159,22 @@ class TOLVANE_HOST_API Session {
 
     /// Shows a value as the host does: by the method "display" or "disp" of its class, else by the host's own form.
     void display(const Value& value);
+
+    /// Writes variables to a file, HDF5 behind a heading; docs/host.md tells the layout. The file is written beside and
+    /// renamed, so that it holds the old contents or the new ones whatever happens. Throws ids that begin with
+    /// "VELMAR:save:", or what a property raises.
+    void save(const std::filesystem::path& file, std::span<const Variable> variables);
+    void save(const std::filesystem::path& file, std::initializer_list<Variable> variables) {
+        save(file, std::span(variables.begin(), variables.size()));
+    }
+    /// Reads variables in the order in which they were saved. Objects are constructed, and their properties set in the
+    /// order of the class. Throws ids that begin with "VELMAR:load:", or what a property raises; nothing is made then,
+    /// and what the objects of a class share is as before.
+    std::vector<Variable> load(const std::filesystem::path& file, SharedState shared = SharedState::keep);
+    /// As above, one of them.
+    Value load(const std::filesystem::path& file, const std::string& name, SharedState shared = SharedState::keep);
+    /// The names of the variables in a file.
+    std::vector<std::string> namesIn(const std::filesystem::path& file);
 
     /// Adds a method written in the host's language to a class, which may answer by changing its attributes.
     void addMethod(std::string_view className, const std::string& name, Function function);

@@ -653,11 +653,21 @@ void access(OMInterface& interface, OMPropInfo& property, Action&& action) {
     }
 }
 
-Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client) {
-    void* typed = nullptr;
-    access(interface, property, [&] { typed = property.getValue(client, &interface); });
-    return toValue(typed, property.getDataType(),
-                   [&](void* value) { property.releaseValue(client, &interface, value); });
+void store(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client, const void* value) {
+    OMClass& objectClass = *interface.getClass();
+    access(interface, property, [&] {
+        objectClass.prepareForPropertyChanges(&interface);
+        property.setValue(client, &interface, value);
+        objectClass.respondToPropertyChanges(&interface);
+    });
+}
+
+/// Converts for a property or raises "VELMAR:datatype:badValue".
+void convertFor(const OMPropInfo& property, const Argument& argument, TypedValue& typed) {
+    const OMDataType* const type = property.getDataType();
+    if (!convert(argument, type, kindOf(type), typed)) {
+        type->raiseBadValue();
+    }
 }
 
 void sendEvent(OMInterface& interface, const OMPropInfo& property, OMPropertyEvent::Kind kind, const void* value) {
@@ -666,6 +676,13 @@ void sendEvent(OMInterface& interface, const OMPropInfo& property, OMPropertyEve
 }
 
 }  // namespace
+
+Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client) {
+    void* typed = nullptr;
+    access(interface, property, [&] { typed = property.getValue(client, &interface); });
+    return toValue(typed, property.getDataType(),
+                   [&](void* value) { property.releaseValue(client, &interface, value); });
+}
 
 OMInterface& requireObject(const Argument& argument) {
     if (argument.interface == nullptr) {
@@ -711,9 +728,7 @@ void setProperty(OMInterface& interface, std::string_view name, const Argument& 
     }
     const OMDataType* const type = property.getDataType();
     TypedValue typed;
-    if (!convert(argument, type, kindOf(type), typed)) {
-        type->raiseBadValue();
-    }
+    convertFor(property, argument, typed);
     OMDatabaseClient* const client = OMDatabaseClient::getExternalClient();
     if (property.isAbortSetAccess()) {
         const Value wanted = toValue(typed.get(), type, [](void*) {});
@@ -722,12 +737,14 @@ void setProperty(OMInterface& interface, std::string_view name, const Argument& 
         }
     }
     sendEvent(interface, property, OMPropertyEvent::Kind::PreSet, typed.get());
-    access(interface, property, [&] {
-        objectClass.prepareForPropertyChanges(&interface);
-        property.setValue(client, &interface, typed.get());
-        objectClass.respondToPropertyChanges(&interface);
-    });
+    store(interface, property, client, typed.get());
     sendEvent(interface, property, OMPropertyEvent::Kind::PostSet, typed.get());
+}
+
+void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client, const Argument& argument) {
+    TypedValue typed;
+    convertFor(property, argument, typed);
+    store(interface, property, client, typed.get());
 }
 
 // The way in from host functions

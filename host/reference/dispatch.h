@@ -13,6 +13,7 @@
 #include "host/reference/Value.h"
 
 class OMClass;
+class OMDatabaseClient;
 class OMInterface;
 class OMPropInfo;
 
@@ -60,6 +61,13 @@ OMPropInfo& requireProperty(const OMClass& objectClass, std::string_view name);
 /// Reads and writes as the external client, under the property's access attributes.
 Value getProperty(OMInterface& interface, std::string_view name);
 void setProperty(OMInterface& interface, std::string_view name, const Argument& value);
+/// Read and write as a client whose access has been looked at, without events; an argument that is no value of the data
+/// type raises "VELMAR:datatype:badValue".
+Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client);
+void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client, const Argument& value);
+/// Reads a property as the saved form has it. One that raises has no value there, unless its class says that errors of
+/// properties go on.
+std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property);
 
 /// Makes an object by the class's own constructor.
 Value constructObject(OMClass& objectClass, std::span<const Argument> arguments);

@@ -330,6 +330,24 @@ Value Session::assign(const Value& value, std::span<const Subscript> path, const
     });
 }
 
+// Saved objects
+
+void Session::save(const std::filesystem::path& file, std::span<const Variable> variables) {
+    run([&] { replaceFile(file, savedBytes(variables)); });
+}
+
+std::vector<Variable> Session::load(const std::filesystem::path& file, SharedState shared) {
+    return run([&] { return loadedVariables(readFile(file), shared); });
+}
+
+Value Session::load(const std::filesystem::path& file, const std::string& name, SharedState shared) {
+    return run([&] { return loadedVariables(readFile(file), shared, name).front().value; });
+}
+
+std::vector<std::string> Session::namesIn(const std::filesystem::path& file) {
+    return run([&] { return hostref::namesIn(readFile(file)); });
+}
+
 // Display, methods of the host's language, features
 
 void Session::display(const Value& value) {

@@ -1,47 +1,15 @@
-// Small sound files and temporary folders for the tests of the example programs.
+// Small sound files for the tests of the example programs.
 #pragma once
 
 #include <sndfile.h>
-#include <stdlib.h>
 
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-/// A folder that lives as long as the object.
-class TemporaryFolder {
- public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "word_length_study-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
-        mPath = name;
-    }
-    ~TemporaryFolder() { std::filesystem::remove_all(mPath); }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string file(const std::string& name) const { return (mPath / name).string(); }
-    std::size_t entryCount() const {
-        return static_cast<std::size_t>(
-            std::distance(std::filesystem::directory_iterator(mPath), std::filesystem::directory_iterator()));
-    }
-
- private:
-    std::filesystem::path mPath;
-};
-
-inline void writeText(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-inline std::string readText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
+#include "tests/support/files.h"
 
 /// Writes a WAV file of 16-bit integers, frames of interleaved channels.
 inline void writeSound(const std::string& path, const std::vector<std::int16_t>& samples, int channels = 1,

@@ -1,0 +1,54 @@
+// Variables as the bytes of a file that keeps them, and back. docs/host.md describes the layout.
+//
+// A file is a heading, which holds a digest of the rest, and an HDF5 file with one link a variable. Whatever the bytes
+// are, reading gives the variables or raises, and a reader that raises has changed nothing.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "host/export.h"
+#include "host/reference/Value.h"
+
+namespace hostref {
+
+/// A value under a name, which is not empty.
+struct Variable {
+    std::string name;
+    Value value;
+    bool operator==(const Variable&) const = default;
+};
+
+/// What becomes of the state that all objects of a class share, such as a switch that each of them shows as its own
+/// property, when saved objects set it: it stays as it is, or becomes as saved.
+enum class SharedState { keep, restore };
+
+// Raised by pointer; ids begin with "VELMAR:save:" and "VELMAR:load:".
+
+/// Raises for names that are empty or given twice, values of a class that can't be saved, objects that hold themselves,
+/// and nesting deeper than 200.
+TOLVANE_HOST_API std::vector<std::byte> savedBytes(std::span<const Variable> variables);
+
+/// Makes the variables, or the one of a name, in the order in which they were saved.
+TOLVANE_HOST_API std::vector<Variable> loadedVariables(std::span<const std::byte> bytes, SharedState shared,
+                                                       const std::optional<std::string>& name = {});
+TOLVANE_HOST_API std::vector<std::string> namesIn(std::span<const std::byte> bytes);
+
+/// The bytes of the heading. HDF5 looks for its own beginning at 0, 512, 1024 ..., so that its tools read the file.
+inline constexpr std::size_t kHeadingBytes = 512;
+/// Writes the heading of an HDF5 file that stands behind room for it, as a tool that changed the file would.
+TOLVANE_HOST_API void setHeading(std::span<std::byte> bytes);
+/// Returns the HDF5 file behind the heading. Raises "VELMAR:load:foreign" and "VELMAR:load:damaged".
+TOLVANE_HOST_API std::span<const std::byte> behindHeading(std::span<const std::byte> bytes);
+
+// Files.
+
+std::vector<std::byte> readFile(const std::filesystem::path& file);
+/// Writes beside the file and renames, so that the name holds the old bytes or the new ones at any time.
+void replaceFile(const std::filesystem::path& file, std::span<const std::byte> bytes);
+
+}  // namespace hostref
