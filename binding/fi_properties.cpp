@@ -132,8 +132,15 @@ bool getIsAutoScaled(const fi& /*object*/) {
     return false;
 }
 
+/// An array that becomes local without rules of its own gets those in force: otherwise writes to its rules, as when a
+/// saved array of doubles is restored, would reach the global ones.
 void setFimathIsLocal(fi& object, bool isLocal) {
-    if (embedded::getFeatureFimathLessFis()) {
+    if (!embedded::getFeatureFimathLessFis()) {
+        return;
+    }
+    if (isLocal && !object.getFimathIsLocal()) {
+        object.setFimath(object.getFimath());
+    } else {
         object.setFimathIsLocal(isLocal);
     }
 }
