@@ -8,6 +8,7 @@
 //                  session with its switch off and on, and of class "quantizer" without and with logging (the baseline
 //                  of that does not count)
 //     chunks       s1200,600, where the words themselves are used: serial and parallel, no baseline but serial
+// Cases of saving and loading are told in saved_cases.cpp.
 // Results are compared with the baseline's before anything is timed. Time is real time, since threads share the work.
 #include <benchmark/benchmark.h>
 
@@ -26,6 +27,7 @@
 #include <vector>
 
 #include "benchmarks/ratio_report.h"
+#include "benchmarks/saved_cases.h"
 #include "host/reference/Session.h"
 #include "quantization/quantize_numeric.h"
 #include "quantization/quantizer.h"
@@ -192,5 +194,6 @@ int main(int argc, char** argv) {
     mallopt(M_MMAP_THRESHOLD, 1 << 20);
 #endif
     registerAll();
+    registerSaving();
     return runWithRatios(argc, argv);
 }
