@@ -452,15 +452,24 @@ class Reader {
         }
         Value made = constructObject(objectClass, {});
         OMInterface& interface = *made.interface();
+        // A setter may drop or refuse what only a later one makes room for, so that errors count the second time.
+        std::set<const OMPropInfo*> refused;
         for (OMPropInfo* const property : properties) {
             if (const auto& value = saved.at(property->getName())) {
-                restoreProperty(interface, *property, *value);
+                try {
+                    restoreProperty(interface, *property, *value);
+                } catch (ErrorIdException* raised) {
+                    const std::unique_ptr<ErrorIdException> error(raised);
+                    refused.insert(property);
+                }
             }
         }
-        // A setter may have dropped what only a later one makes room for.
         for (OMPropInfo* const property : properties) {
             const auto& value = saved.at(property->getName());
-            if (value && value->isArray() && savedProperty(interface, *property) != value) {
+            // An object among the properties is another one at each reading.
+            const bool isMissing =
+                value && (value->isArray() ? savedProperty(interface, *property) != value : refused.contains(property));
+            if (isMissing) {
                 restoreProperty(interface, *property, *value);
             }
         }

@@ -1,4 +1,6 @@
 // Objects of every class through a file and back: a user saves them, and finds them again as they were.
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <sstream>
@@ -130,7 +132,8 @@ class SavedObjects : public BindingTest {
     void expectComesBack(const Value& object, int run) {
         const std::string before = stateOf(object);
         session.takeWarnings();
-        const Value again = saved(object);
+        Value again;
+        ASSERT_EQ(thrownBy([&] { again = saved(object); }), Raised()) << "run " << run << "\n" << before;
         EXPECT_EQ(stateOf(again), before) << "run " << run << " of " << object.className();
         EXPECT_TRUE(session.takeWarnings().empty()) << "run " << run << " of " << object.className();
     }
@@ -145,6 +148,35 @@ TEST_F(SavedObjects, ComeBackEqualInRandomStates) {
         expectComesBack(randomType(), run);
         expectComesBack(randomRules(), run);
         expectComesBack(randomArray(), run);
+    }
+}
+
+TEST_F(SavedObjects, AreQuantizersAndLogsInRandomStates) {
+    for (int run = 0; run < 60 && !HasFailure(); ++run) {
+        const Value quantizer = session.construct("embedded.quantizer");
+        quantizer.set("mode", oneOf({"none", "double", "float", "fixed", "single", "ufixed", "boolean", "ScaledDouble",
+                                     "UnsignedScaledDouble"}));
+        const int wordLength = between(2, 1000);
+        attempt(quantizer, "format", std::vector<double>{1.0 * wordLength, 1.0 * between(1, std::min(wordLength, 11))});
+        attempt(quantizer, "roundmode", oneOf({"ceil", "convergent", "fix", "floor", "nearest", "round"}));
+        attempt(quantizer, "overflowmode", oneOf({"wrap", "saturate"}));
+        const Value log = session.construct("embedded.qlogger");
+        const Value record = session.construct("embedded.filog");
+        for (const auto& [object, names] :
+             {std::pair(quantizer, std::array{"max", "min", "noverflows", "nunderflows", "noperations", "Tag"}),
+              std::pair(log, std::array{"Max", "Min", "NOverflows", "NUnderflows", "NOperations", "Tag"})}) {
+            attempt(object, names[0], std::ldexp(between(0, 1000), between(-20, 20)));
+            attempt(object, names[1], std::ldexp(between(-1000, 0), between(-20, 20)));
+            for (const std::size_t count : {2U, 3U, 4U}) {
+                object.set(names[count], between(0, 1 << 30));
+            }
+            object.set(names[5], oneOf({"", "tag"}));
+        }
+        attempt(record, "Key", oneOf({"", "key"}));
+        attempt(record, "Tag", oneOf({"", "tag"}));
+        for (const Value& object : {quantizer, log, record}) {
+            expectComesBack(object, run);
+        }
     }
 }
 
