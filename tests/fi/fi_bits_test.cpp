@@ -5,9 +5,11 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <tuple>
+#include <utility>
 
 #include "tests/support/arrays.h"
-#include "tests/support/errors.h"
+#include "tests/support/errors_of_fi.h"
 #include "tests/support/random_arrays_of_fi.h"
 #include "tests/support/rules.h"
 
@@ -290,10 +292,6 @@ TEST(FiBits, RefuseOperandsThatDoNotFit) {
     const fi a = column({1.0, 2.0}, fixedType(true, 8, 0));
     const NumericType scaledDouble(TypeMode::ScaledDoubleBinaryPoint, true, 8, 1.0, 0, 0.0);
     const fi withoutBits = scalar(1.0, scaledDouble);
-    const auto scaledDoubleOn = [](const std::string& name) {
-        return Raised{"fixedpoint:fi:" + name + ":ScaledDoubleOn",
-                      name + " is not supported when the DataType is 'ScaledDouble'."};
-    };
     for (const Bitwise& bitwise : kBitwise) {
         const auto combine = [&](const fi& x, const fi& y) {
             return raisedBy([&] { delete &(x.*bitwise.operation)(y); });
@@ -305,8 +303,7 @@ TEST(FiBits, RefuseOperandsThatDoNotFit) {
             EXPECT_EQ(combine(a, other), (Raised{"fixedpoint:fi:bitAndXorOr:mixedNumericTypes",
                                                  "Bit AND/OR/XOR must have matching operand types."}));
         }
-        EXPECT_EQ(combine(a, column({1.0, 2.0, 3.0}, fixedType(true, 8, 0))),
-                  (Raised{"fixedpoint:fi:dimagree", "Matrix dimensions must agree."}));
+        EXPECT_EQ(combine(a, column({1.0, 2.0, 3.0}, fixedType(true, 8, 0))), kSizesDiffer);
     }
     EXPECT_EQ(raisedBy([&] { delete &withoutBits.bitandorxor(a, &number::mpbitor); }), scaledDoubleOn("bitand/or/xor"));
     EXPECT_EQ(raisedBy([&] { delete &withoutBits.bitcmp(); }), scaledDoubleOn("bitcmp"));
@@ -316,69 +313,68 @@ TEST(FiBits, RefuseOperandsThatDoNotFit) {
 }
 
 TEST(FiBits, RefusePositionsThatAreNone) {
-    const NumericType type = fixedType(true, 8, 0);
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const Raised outOfWord[] = {
-        {"fixedpoint:fi:bitget:BITOutOfRange", "A bit position is not an integer in the appropriate range."},
-        {"fixedpoint:fi:bitset:BITOutOfRange", "A bit position is not an integer in the appropriate range."}};
-    const Raised getSize = {"fixedpoint:fi:bitget:sizeMismatch", "Inputs must have the same size."};
-    const Raised setEmpty = {"fixedpoint:fi:bitset:BITOutOfRange", "BIT must be integer and V must be 0 or 1."};
-    const Raised getComplex = {"fixedpoint:fi:bitget:inputsMustBeReal", "The arguments to BITGET must be real."};
-    const Raised setComplex = {"fixedpoint:fi:bitset:inputsMustBeReal", "The arguments to BITSET must be real."};
-    const Raised getClass = {"fixedpoint:fi:bitget:indexMustBeNumeric",
-                             "BITGET index only valid for built-in numeric types"};
-    const Raised setClass = {"fixedpoint:fi:bitset:indexMustBeNumeric",
-                             "BITSET index only valid for built-in numeric types"};
-    const Raised valueClass = {"fixedpoint:fi:bitset:valuesMustBeNumeric",
-                               "BITSET values only valid for built-in numeric types"};
-    const Raised notFinite = {"fixedpoint:fi:bitset:indexMustBePositiveInteger",
-                              "BITSET index only valid for positive integers."};
-    const Raised setSize = {"fixedpoint:fi:bitSet:sizeMismatch", "Inputs must have the same size."};
-    const Raised pairSize = {"fixedpoint:fi:bitSet:ArgSizeMismatch",
-                             "Second and third argument to BITSET must be the same size."};
+    const auto get = [](const std::string& problem, const std::string& message) {
+        return fiError("bitget:" + problem, message);
+    };
+    const auto set = [](const std::string& problem, const std::string& message) {
+        return fiError("bitset:" + problem, message);
+    };
+    const std::string badPosition = "A bit position is not an integer in the appropriate range.";
+    const Raised getOutside = get("BITOutOfRange", badPosition);
+    const Raised setOutside = set("BITOutOfRange", badPosition);
+    const Raised getSize = get("sizeMismatch", "Inputs must have the same size.");
+    const Raised setEmpty = set("BITOutOfRange", "BIT must be integer and V must be 0 or 1.");
+    const Raised getComplex = get("inputsMustBeReal", "The arguments to BITGET must be real.");
+    const Raised setComplex = set("inputsMustBeReal", "The arguments to BITSET must be real.");
+    const Raised notFinite = set("indexMustBePositiveInteger", "BITSET index only valid for positive integers.");
+    const Raised setSize = fiError("bitSet:sizeMismatch", "Inputs must have the same size.");
+    const Raised pairSize =
+        fiError("bitSet:ArgSizeMismatch", "Second and third argument to BITSET must be the same size.");
+    const auto one = [](double value) { return doubles(1, 1, {value}); };
+    const auto complexOne = [] { return hvArrayOwner(hvCreateComplexScalar(1.0, 1.0)); };
+    std::vector<std::tuple<hvArrayOwner, hvArrayOwner, bool, Raised>> rows;  // position, value or none, complex array
+    const auto row = [&](hvArrayOwner bit, hvArrayOwner value, Raised wanted, bool ofComplex = false) {
+        rows.emplace_back(std::move(bit), std::move(value), ofComplex, std::move(wanted));
+    };
+    // Whatever lies outside the word, also outside of int, and NaN where it is not looked for.
+    for (const double position : {0.0, 9.0, -1.0, 0.9, 1e10, -1e300, 4294967297.0}) {
+        row(one(position), nullptr, getOutside);
+        row(one(position), one(1), setOutside);
+    }
+    row(one(nan), nullptr, getOutside);
+    row(hostArray(hvUINT64_CLASS, {1, 1}, {4294967297.0}), nullptr, getOutside);
+    row(doubles(2, 1, {1.0, 9.0}), nullptr, getOutside);
+    row(one(nan), one(1), notFinite);
+    row(one(1), one(nan), notFinite);
+    row(doubles(2, 1, {1.0, 1.0}), doubles(2, 1, {1.0, nan}), notFinite);
+    row(doubles(0, 0, {}), nullptr, getSize);
+    row(hvArrayOwner(hvCreateLogicalMatrix(0, 0)), nullptr, getSize);
+    row(doubles(1, 2, {1.0, 1.0}), nullptr, getSize);
+    row(doubles(3, 1, {1.0, 1.0, 1.0}), nullptr, getSize);
+    row(doubles(0, 0, {}), one(1), setEmpty);
+    row(one(1), doubles(0, 1, {}), setEmpty);
+    row(doubles(3, 1, {1, 1, 1}), doubles(3, 1, {1, 1, 1}), setSize);
+    row(doubles(2, 1, {1, 1}), one(1), pairSize);
+    row(one(1), doubles(2, 1, {1, 1}), pairSize);
+    row(one(1), nullptr, getComplex, true);
+    row(complexOne(), nullptr, getComplex);
+    row(one(1), one(1), setComplex, true);
+    row(complexOne(), one(1), setComplex);
+    row(one(1), complexOne(), setComplex);
+    row(text("1"), nullptr, get("indexMustBeNumeric", "BITGET index only valid for built-in numeric types"));
+    row(text("1"), one(1), set("indexMustBeNumeric", "BITSET index only valid for built-in numeric types"));
+    row(one(1), text("1"), set("valuesMustBeNumeric", "BITSET values only valid for built-in numeric types"));
     for (const unsigned precision : {0U, 80U}) {
-        const fi pair(2, 1, type, rulesOf(), false, "", true, Operation::Assignment, precision);
-        const fi complexPair(2, 1, type, rulesOf(), true, "", true, Operation::Assignment, precision);
-        const auto one = [](double value) { return doubles(1, 1, {value}); };
-        const auto get = [](const fi& array, const hvArrayOwner& bit) {
-            return raisedBy([&] { hvDestroyArray(array.bitget(bit.get())); });
-        };
-        const auto set = [](const fi& array, const hvArrayOwner& bit, const hvArrayOwner& value) {
-            return raisedBy([&] { delete &array.bitset(bit.get(), value.get()); });
-        };
-        // Whatever lies outside the word, also outside of int, and NaN where it is not looked for.
-        for (const double position : {0.0, 9.0, -1.0, 0.9, 1e10, -1e300, 4294967297.0}) {
-            EXPECT_EQ(get(pair, one(position)), outOfWord[0]) << position;
-            EXPECT_EQ(set(pair, one(position), one(1)), outOfWord[1]) << position;
+        for (const auto& [bit, value, ofComplex, wanted] : rows) {
+            const fi pair(2, 1, fixedType(true, 8, 0), rulesOf(), ofComplex, "", true, Operation::Assignment,
+                          precision);
+            EXPECT_EQ(raisedBy([&] {
+                          value ? delete &pair.bitset(bit.get(), value.get()) : hvDestroyArray(pair.bitget(bit.get()));
+                      }),
+                      wanted);
+            EXPECT_EQ(realParts(pair), (std::vector<double>{0.0, 0.0}));
         }
-        EXPECT_EQ(get(pair, one(nan)), outOfWord[0]);
-        EXPECT_EQ(get(pair, hostArray(hvUINT64_CLASS, {1, 1}, {4294967297.0})), outOfWord[0]);
-        EXPECT_EQ(get(pair, doubles(2, 1, {1.0, 9.0})), outOfWord[0]);
-        EXPECT_EQ(set(pair, one(nan), one(1)), notFinite);
-        EXPECT_EQ(set(pair, one(1), one(nan)), notFinite);
-        EXPECT_EQ(set(pair, doubles(2, 1, {1.0, 1.0}), doubles(2, 1, {1.0, nan})), notFinite);
-
-        EXPECT_EQ(get(pair, doubles(0, 0, {})), getSize);
-        EXPECT_EQ(get(pair, hvArrayOwner(hvCreateLogicalMatrix(0, 0))), getSize);
-        EXPECT_EQ(get(pair, doubles(1, 2, {1.0, 1.0})), getSize);
-        EXPECT_EQ(get(pair, doubles(3, 1, {1.0, 1.0, 1.0})), getSize);
-        EXPECT_EQ(set(pair, doubles(0, 0, {}), one(1)), setEmpty);
-        EXPECT_EQ(set(pair, one(1), doubles(0, 1, {})), setEmpty);
-        EXPECT_EQ(set(pair, doubles(3, 1, {1, 1, 1}), doubles(3, 1, {1, 1, 1})), setSize);
-        EXPECT_EQ(set(pair, doubles(2, 1, {1, 1}), one(1)), pairSize);
-        EXPECT_EQ(set(pair, one(1), doubles(2, 1, {1, 1})), pairSize);
-
-        const hvArrayOwner complexOne(hvCreateComplexScalar(1.0, 1.0));
-        EXPECT_EQ(get(complexPair, one(1)), getComplex);
-        EXPECT_EQ(get(pair, complexOne), getComplex);
-        EXPECT_EQ(set(complexPair, one(1), one(1)), setComplex);
-        EXPECT_EQ(set(pair, complexOne, one(1)), setComplex);
-        EXPECT_EQ(set(pair, one(1), complexOne), setComplex);
-
-        EXPECT_EQ(get(pair, text("1")), getClass);
-        EXPECT_EQ(set(pair, text("1"), one(1)), setClass);
-        EXPECT_EQ(set(pair, one(1), text("1")), valueClass);
-        EXPECT_EQ(realParts(pair), (std::vector<double>{0.0, 0.0}));
     }
 }
 

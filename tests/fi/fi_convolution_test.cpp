@@ -8,22 +8,11 @@
 
 namespace {
 
-using ArithmeticMode = fimath::ArithmeticModeEnum;
-
-constexpr auto kFull = ArithmeticMode::FullPrecision;
-constexpr auto kKeepLSB = ArithmeticMode::KeepLSB;
-constexpr auto kKeepMSB = ArithmeticMode::KeepMSB;
-constexpr auto kSpecify = ArithmeticMode::SpecifyPrecision;
-
 enum class Form { full, central, valid };
 constexpr Form kForms[] = {Form::full, Form::central, Form::valid};
 
 FiOwner convolution(const fi& a, const fi& b, Form form) {
     return FiOwner(form == Form::full ? &a.convF(b) : form == Form::central ? &a.convS(b) : &a.convV(b));
-}
-
-fi zeros(const Sizes& sizes, const NumericType& type, const fimath& rules, bool isComplex = false) {
-    return fi(sizes.data(), sizes.size(), type, rules, isComplex, "", true, Operation::Assignment, 0U);
 }
 
 fi vectorOf(const std::vector<double>& values, bool isRow) {
@@ -161,28 +150,6 @@ TEST(Convolutions, AreThoseOfExactRationals) {
     }
 }
 
-TEST(Convolutions, RaiseAsMatrixProductsDo) {
-    const NumericType s8 = fixedType(true, 8, 4);
-    fimath narrow = mathRules(kFull, kFull);
-    narrow.setMaxSumWordLength(16);
-    const fi a = zeros({2, 1}, s8, narrow);
-    const Snapshot before = snapshotOf(a);
-    for (const Form form : kForms) {
-        EXPECT_EQ(raisedBy([&] { convolution(a, a, form); }).id, "fixedpoint:fi:MaxSumWordLengthExceeded");
-        EXPECT_EQ(raisedBy([&] { convolution(a, scalar(1.0, plainType(TypeMode::Boolean)), form); }).id,
-                  "fixedpoint:fi:nobooleanmath");
-        EXPECT_EQ(raisedBy([&] {
-                      convolution(a, zeros({2, 1}, s8, rulesOf(Rounding::floor, false)), form);
-                  }).id,
-                  "fixedpoint:fi:fimathmismatch");
-        const fi sloped = zeros({2, 1}, slopeBiasType(true, 8, 1.5, 0, 0.0), rulesOf());
-        EXPECT_EQ(raisedBy([&] { convolution(sloped, sloped, form); }),
-                  (Raised{"fixedpoint:fi:mathmodeslopebiasnotdefined",
-                          "Math is only supported for slope-bias FIs when the ProductMode is SpecifyPrecision."}));
-    }
-    EXPECT_EQ(snapshotOf(a), before);
-}
-
 // Sums of columns.
 
 FiOwner columnSums(const fi& a) {
@@ -259,29 +226,6 @@ TEST(ColumnSums, AreThoseOfExactRationals) {
         ASSERT_EQ(countsOf(*result), logs ? add.stage.counts : Counts{}) << "round " << round << given.description();
         ASSERT_EQ(result->getNmathoperations(), logs ? rows * columns : 0U);
         ASSERT_TRUE(isUnchanged(a));
-    }
-}
-
-TEST(ColumnSums, RaiseForBooleansAndSlopes) {
-    fimath narrow = rulesOf();
-    narrow.setMaxSumWordLength(9);
-    struct Row {
-        fi a;
-        Raised wanted;
-    };
-    const Row rows[] = {
-        {zeros({2, 2}, plainType(TypeMode::Boolean), rulesOf()),
-         {"fixedpoint:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type."}},
-        {zeros({2, 2}, slopeBiasType(true, 8, 1.5, 0, 0.0), mathRules(kSpecify, kSpecify)),
-         {"fixedpoint:fi:onlybinarypointmath", "Math is supported only for binary-point scaling."}},
-        {zeros({3, 2}, fixedType(true, 8, 0), narrow),
-         {"fixedpoint:fi:MaxSumWordLengthExceeded",
-          "MaxSumWordLength is 9 bits and a minimum word length of 10 bits is necessary to guarantee that this sum or "
-          "difference can be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum to "
-          "grow to a larger word length."}},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(raisedBy([&] { columnSums(row.a); }), row.wanted);
     }
 }
 

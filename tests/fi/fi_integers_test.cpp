@@ -7,7 +7,7 @@
 
 #include "fi/squeezed_dimensions.h"
 #include "host/om.h"
-#include "tests/support/errors.h"
+#include "tests/support/errors_of_fi.h"
 #include "tests/support/stored_integers.h"
 
 namespace {
@@ -20,8 +20,6 @@ const HostCapture::Warning kOver64Bits = {
     "Integers greater than 64 bits not supported in the INT method.  Returning DOUBLE instead.\n"
     "Roundoff error may be introduced in the return value from the INT method for word lengths greater than 64 bits.\n"
     "To get exact integer representation for any word length, use BIN, OCT, DEC, or HEX."};
-const Raised kNoComplexSlopeBias = {"fixedpoint:fi:nocomplexslopebias",
-                                    "Complex FI objects must have an integer power of 2 slope, and a bias of 0."};
 
 hvArrayOwner doubles(const std::vector<double>& re, const std::vector<double>& im = {}) {
     hvArrayOwner values(hvCreateDoubleMatrix(re.size(), 1, im.empty() ? hvREAL : hvCOMPLEX));

@@ -8,7 +8,7 @@
 #include "tests/support/arrays.h"
 #include "tests/support/arrays_of_fi.h"
 #include "tests/support/blocks.h"
-#include "tests/support/errors.h"
+#include "tests/support/errors_of_fi.h"
 
 namespace {
 
@@ -208,11 +208,6 @@ TEST(FiCheck, AllowsMathOnlyBetweenTypesThatAgree) {
     const fi slope = scalar(0.5, slopeBiasType(true, 16, 1.5, -4, 0.0));
     const fi scaledDoubleSlope = scalar(0.5, scaledSlope);
     const Raised none;
-    const Raised noBoolean{"fixedpoint:fi:nobooleanmath",
-                           "Math operations are not allowed on FI objects with boolean data type."};
-    const Raised mixed{"fixedpoint:fi:mixedmath",
-                       "Math operations are not allowed on FI objects with different data types."};
-    const Raised rulesDiffer{"fixedpoint:fi:fimathmismatch", "FIMATH of both operands must be equal."};
     struct {
         const char* why;
         const fi& a;
@@ -221,20 +216,19 @@ TEST(FiCheck, AllowsMathOnlyBetweenTypesThatAgree) {
     } const cases[] = {
         {"fixed with scaled double, whose rules may differ", fixed, scaledDouble, none},
         {"equal rules", fixed, slope, none},
-        {"fixed with double", fixed, real, mixed},
-        {"double with single", real, single, mixed},
-        {"scaled double with single", scaledDouble, single, mixed},
+        {"fixed with double", fixed, real, kMixedMath},
+        {"double with single", real, single, kMixedMath},
+        {"scaled double with single", scaledDouble, single, kMixedMath},
         {"double with double", real, real, none},
-        {"boolean on the left", boolean, real, noBoolean},
-        {"boolean on the right", real, boolean, noBoolean},
-        {"two local rules that differ", fixed, otherRules, rulesDiffer},
+        {"boolean on the left", boolean, real, kNoBooleanMath},
+        {"boolean on the right", real, boolean, kNoBooleanMath},
+        {"two local rules that differ", fixed, otherRules, kRulesDiffer},
         {"rules on one side only", fixed, noRules, none},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(raisedBy([&] { fi::errorIfMathMismatch(row.a, row.b); }), row.wanted) << row.why;
     }
-    EXPECT_EQ(raisedBy([&] { fi::errorIfSlopeBiasMath(slope); }),
-              (Raised{"fixedpoint:fi:onlybinarypointmath", "Math is supported only for binary-point scaling."}));
+    EXPECT_EQ(raisedBy([&] { fi::errorIfSlopeBiasMath(slope); }), kBinaryPointMath);
     EXPECT_EQ(raisedBy([&] { fi::errorIfSlopeBiasMath(fixed); }), none);
     EXPECT_EQ(raisedBy([&] { fi::errorIfScaledDoubleSlopeBiasMath(slope, scaledDoubleSlope); }),
               (Raised{"fixedpoint:fi:scaleddoubleslopebiasmathnotdefined",
@@ -251,12 +245,11 @@ TEST(FiCheck, AllowsMathOnlyBetweenTypesThatAgree) {
 
 TEST(FiCheck, ComparesShapesWithArraysOfBothSides) {
     const fi array = column({1, 2}, NumericType());
-    const Raised disagree{"fixedpoint:fi:dimagree", "Matrix dimensions must agree."};
     const Sizes flat{1, 2};
     const fi row(1.0, flat.data(), 2, NumericType(), rulesOf(), "", true, Operation::Assignment);
-    EXPECT_EQ(raisedBy([&] { array.checkElementwiseSize(row); }), disagree);
+    EXPECT_EQ(raisedBy([&] { array.checkElementwiseSize(row); }), kSizesDiffer);
     EXPECT_EQ(raisedBy([&] { array.checkElementwiseSize(array); }), Raised{});
-    EXPECT_EQ(raisedBy([&] { array.checkElementwiseSize(doubles(1, 2, {1, 2}).get()); }), disagree);
+    EXPECT_EQ(raisedBy([&] { array.checkElementwiseSize(doubles(1, 2, {1, 2}).get()); }), kSizesDiffer);
     EXPECT_EQ(raisedBy([&] { array.checkElementwiseSize(doubles(2, 1, {1, 2}).get()); }), Raised{});
 }
 

@@ -8,13 +8,6 @@
 
 namespace {
 
-using ArithmeticMode = fimath::ArithmeticModeEnum;
-
-constexpr auto kFull = ArithmeticMode::FullPrecision;
-constexpr auto kKeepLSB = ArithmeticMode::KeepLSB;
-constexpr auto kKeepMSB = ArithmeticMode::KeepMSB;
-constexpr auto kSpecify = ArithmeticMode::SpecifyPrecision;
-
 FiOwner product(const fi& a, const fi& b) {
     return FiOwner(&a.times(b));
 }
@@ -338,66 +331,6 @@ TEST(SlopeBiasProducts, WithoutBiasTakeOneQuantizedFactor) {
             << type.tostring("") << " ratio " << text(ratio);
         ASSERT_EQ(countsOf(a.array->getproductQlogger()), stage.counts) << "round " << round;
     }
-}
-
-// Errors.
-
-TEST(ProductErrors, AreRaisedWithoutAChangeOfTheOperands) {
-    const ComplexSlopeBias feature;
-    const NumericType s16 = fixedType(true, 16, 15);
-    const NumericType slope = slopeBiasType(true, 16, 1.5, -8, 2.0);
-    const fimath full = mathRules(kFull, kFull);
-    const fimath specified = mathRules(kSpecify, kSpecify);
-    fimath slopedSums = specified;
-    slopedSums.setSumBias(1.0);
-    struct Row {
-        fi a, b;
-        Raised wanted;
-    };
-    const Raised complexSlope{"fixedpoint:fi:complexslopebiasnotdefined",
-                              "Function 'times' is only supported for complex-value FI objects that have an integer "
-                              "power of 2 slope, and a bias of 0."};
-    const Row rows[] = {
-        {scalar(1.0, plainType(TypeMode::Boolean)),
-         scalar(1.0, s16),
-         {"fixedpoint:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type."}},
-        {scalar(1.0, plainType(TypeMode::Double)),
-         scalar(1.0, s16),
-         {"fixedpoint:fi:mixedmath", "Math operations are not allowed on FI objects with different data types."}},
-        {scalar(0.5, s16, full),
-         scalar(0.5, s16, specified),
-         {"fixedpoint:fi:fimathmismatch", "FIMATH of both operands must be equal."}},
-        {scalar(0.5, slope, full),
-         scalar(0.5, s16, full),
-         {"fixedpoint:fi:mathmodeslopebiasnotdefined",
-          "Math is only supported for slope-bias FIs when the ProductMode is SpecifyPrecision."}},
-        {column({0.5, 0.25}, s16),
-         column({0.5, 0.25, 0.125}, s16),
-         {"fixedpoint:fi:dimagree", "Matrix dimensions must agree."}},
-        {column({0.5, 0.25}, s16),
-         column({0.5, 0.25, 0.125}, {1, 2, 3}, s16),
-         {"fixedpoint:fi:dimagree", "Matrix dimensions must agree."}},
-        {column({1.0}, {1.0}, s16, specified), scalar(1.0, slope, specified), complexSlope},
-        {scalar(1.0, slope, specified), column({1.0}, {1.0}, s16, specified), complexSlope},
-        // Slope and bias of the sums alone, which no part of this product is.
-        {column({0.5}, {0.5}, s16, slopedSums), scalar(0.5, s16, slopedSums), complexSlope},
-    };
-    for (const Row& row : rows) {
-        const Snapshot before[] = {snapshotOf(row.a), snapshotOf(row.b)};
-        EXPECT_EQ(raisedBy([&] { product(row.a, row.b); }), row.wanted);
-        EXPECT_EQ(snapshotOf(row.a), before[0]);
-        EXPECT_EQ(snapshotOf(row.b), before[1]);
-    }
-}
-
-// Slope and bias of the products alone pass the check, and their register refuses complex values.
-TEST(ProductErrors, ComplexProductsOfSlopedRulesFailInTheirRegister) {
-    fimath rules = mathRules(kSpecify, kFull);
-    rules.setProductBias(1.0);
-    const fi a = column({0.5}, {0.5}, fixedType(true, 16, 15), rules);
-    EXPECT_EQ(raisedBy([&] { product(a, a); }),
-              (Raised{"fixedpoint:fi:nocomplexslopebias",
-                      "Complex FI objects must have an integer power of 2 slope, and a bias of 0."}));
 }
 
 }  // namespace

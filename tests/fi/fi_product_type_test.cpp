@@ -77,47 +77,6 @@ TEST(ProductType, TakesTheRulesOfTheLeftOperandIfLocal) {
     EXPECT_EQ(follower.getProductTypeForMpyOp(follower).getWordLength(), 20);
 }
 
-TEST(ProductType, RaisesForWhatHasNone) {
-    struct Row {
-        NumericType a, b;
-        fimath left, right;
-        Raised wanted;
-    };
-    const NumericType q15 = fixedType(true, 16, 15);
-    const NumericType slope = slopeBiasType(true, 16, 1.5, -8, 2.0);
-    const fimath full = productRules(ProductMode::FullPrecision);
-    const Raised notDefined{"fixedpoint:fi:mathmodeslopebiasnotdefined",
-                            "Math is only supported for slope-bias FIs when the ProductMode is SpecifyPrecision."};
-    const fimath few = productRules(ProductMode::FullPrecision, 32, 30, 31);
-    const fimath sloped = withSlope(productRules(ProductMode::KeepMSB), 1.5, 0.0);
-    const fimath lowest = productRules(ProductMode::KeepLSB);
-    const Row rows[] = {
-        {slope, q15, full, full, notDefined},
-        {q15, slope, lowest, lowest, notDefined},
-        {q15, q15, sloped, sloped, notDefined},
-        {slope, slope, few, few, notDefined},
-        {q15,
-         q15,
-         few,
-         few,
-         {"fixedpoint:fi:MaxProductWordLengthExceeded",
-          "MaxProductWordLength is 31 bits and a minimum word length of 32 bits is necessary to guarantee that this "
-          "product can be computed with no loss of precision.  Increase MaxProductWordLength if you want the product "
-          "to grow to a larger word length."}},
-        {q15, q15, full, lowest, {"fixedpoint:fi:fimathmismatch", "FIMATH of both operands must be equal."}},
-        {q15,
-         plainType(TypeMode::Boolean),
-         full,
-         full,
-         {"fixedpoint:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type."}},
-    };
-    for (const Row& row : rows) {
-        const fi a = scalar(0.0, row.a, row.left);
-        const fi b = scalar(0.0, row.b, row.right);
-        EXPECT_EQ(raisedBy([&] { a.getProductTypeForMpyOp(b); }), row.wanted);
-    }
-}
-
 TEST(ProductType, EndsExponentsAtTheBoundsOfInt) {
     constexpr int kHighest = std::numeric_limits<int>::max();
     const fimath rules = productRules(ProductMode::KeepLSB, 20);

@@ -54,107 +54,55 @@ std::size_t warningsOf(const std::function<void()>& action) {
 // The type
 
 TEST(TypeSetter, ChangesTypeAndQuantizerAndNoEntry) {
-    struct Row {
+    const NumericType start = fixedType(true, 12, 4);
+    const NumericType unsignedType = fixedType(false, 12, 4);
+    NumericType overridden(start);
+    overridden.setDataTypeOverride(fxpDataTypeDTOMode::Off);
+    const auto slopeBias = [](fi& a) { a.setScaling(TypeScaling::SlopeBias); };
+    const struct {
         const char* name;
         std::function<void(fi&)> set;
-        TypeFields type;
-        Mode mode;
-    };
-    const TypeFields start{
-        TypeMode::FixedBinaryPoint, TypeData::Fixed, TypeScaling::BinaryPoint, TypeSign::Signed, 12, 1.0, -4, 0.0};
-    const auto with = [&](auto change) {
-        TypeFields fields = start;
-        change(fields);
-        return fields;
-    };
-    const auto slopeBias = [&](double factor, int exponent, double bias) {
-        return with([=](TypeFields& f) {
-            f.mode = TypeMode::FixedSlopeBias;
-            f.scaling = TypeScaling::SlopeBias;
-            f.factor = factor;
-            f.exponent = exponent;
-            f.bias = bias;
-        });
-    };
-    const auto unsignedType = with([](TypeFields& f) { f.sign = TypeSign::Unsigned; });
-    const Row rows[] = {
-        {"WordLength", [](fi& a) { a.setWordLength(7); }, with([](TypeFields& f) { f.wordBits = 7; }), Mode::Fixed},
-        {"FractionLength", [](fi& a) { a.setFractionLength(2); }, with([](TypeFields& f) { f.exponent = -2; }),
-         Mode::Fixed},
-        {"FixedExponent", [](fi& a) { a.setFixedExponent(3); }, with([](TypeFields& f) { f.exponent = 3; }),
-         Mode::Fixed},
-        {"lowest FractionLength", [](fi& a) { a.setFractionLength(INT_MIN); },
-         with([](TypeFields& f) { f.exponent = INT_MAX; }), Mode::Fixed},
-        {"Slope", [](fi& a) { a.setSlope(0.125); }, with([](TypeFields& f) { f.exponent = -3; }), Mode::Fixed},
-        {"Scaling", [](fi& a) { a.setScaling(TypeScaling::SlopeBias); }, slopeBias(1.0, -4, 0.0), Mode::Fixed},
-        {"Bias",
-         [](fi& a) {
-             a.setScaling(TypeScaling::SlopeBias);
-             a.setBias(1.5);
-         },
-         slopeBias(1.0, -4, 1.5), Mode::Fixed},
-        {"SlopeAdjustmentFactor",
-         [](fi& a) {
-             a.setScaling(TypeScaling::SlopeBias);
-             a.setSlopeAdjustmentFactor(1.25);
-         },
-         slopeBias(1.25, -4, 0.0), Mode::Fixed},
-        {"Scaling of three",
-         [](fi& a) {
-             a.setScaling(TypeScaling::SlopeBias);
-             a.setScaling(1.75, -9, 2.0);
-         },
-         slopeBias(1.75, -9, 2.0), Mode::Fixed},
+        NumericType wanted;
+        Mode mode = Mode::Fixed;
+    } rows[] = {
+        {"WordLength", [](fi& a) { a.setWordLength(7); }, fixedType(true, 7, 4)},
+        {"FractionLength", [](fi& a) { a.setFractionLength(2); }, fixedType(true, 12, 2)},
+        {"FixedExponent", [](fi& a) { a.setFixedExponent(3); }, fixedType(true, 12, -3)},
+        {"lowest FractionLength", [](fi& a) { a.setFractionLength(INT_MIN); }, fixedType(true, 12, -INT_MAX)},
+        {"Slope", [](fi& a) { a.setSlope(0.125); }, fixedType(true, 12, 3)},
+        {"Scaling", slopeBias, slopeBiasType(true, 12, 1.0, -4, 0.0)},
+        {"Bias", [=](fi& a) { slopeBias(a), a.setBias(1.5); }, slopeBiasType(true, 12, 1.0, -4, 1.5)},
+        {"SlopeAdjustmentFactor", [=](fi& a) { slopeBias(a), a.setSlopeAdjustmentFactor(1.25); },
+         slopeBiasType(true, 12, 1.25, -4, 0.0)},
+        {"Scaling of three", [=](fi& a) { slopeBias(a), a.setScaling(1.75, -9, 2.0); },
+         slopeBiasType(true, 12, 1.75, -9, 2.0)},
         {"Signed", [](fi& a) { a.setSigned(false); }, unsignedType, Mode::Ufixed},
         {"Signedness", [](fi& a) { a.setSignedness(Signedness::Unsigned); }, unsignedType, Mode::Ufixed},
-        {"Signedness Auto",
-         [](fi& a) {
-             a.setSigned(false);
-             a.setSignedness(Signedness::Auto);
-         },
-         start, Mode::Fixed},
+        {"Signedness Auto", [](fi& a) { a.setSigned(false), a.setSignedness(Signedness::Auto); }, start},
         {"SignednessBool", [](fi& a) { a.setSignednessBool(hvArrayOwner(hvCreateLogicalScalar(false)).get()); },
          unsignedType, Mode::Ufixed},
-        {"empty SignednessBool",
-         [](fi& a) {
-             a.setSigned(false);
-             a.setSignednessBool(doubles(0, 0, {}).get());
-         },
-         start, Mode::Fixed},
-        {"DataTypeOverride", [](fi& a) { a.setDataTypeOverride(fxpDataTypeDTOMode::Off); },
-         with([](TypeFields& f) { f.typeOverride = fxpDataTypeDTOMode::Off; }), Mode::Fixed},
-        {"DataType", [](fi& a) { a.setDataType(TypeData::ScaledDouble); }, with([](TypeFields& f) {
-             f.mode = TypeMode::ScaledDoubleBinaryPoint;
-             f.data = TypeData::ScaledDouble;
-         }),
-         Mode::ScaledDouble},
-        {"DataTypeMode", [](fi& a) { a.setDataTypeMode(TypeMode::FixedSlopeBias); }, slopeBias(1.0, -4, 0.0),
-         Mode::Fixed},
-        {"DataTypeMode without scaling",
-         [](fi& a) {
-             a.setScaling(TypeScaling::SlopeBias);
-             a.setDataTypeMode(TypeMode::FixedUnspecified);
-         },
-         start, Mode::Fixed},
+        {"empty SignednessBool", [](fi& a) { a.setSigned(false), a.setSignednessBool(doubles(0, 0, {}).get()); },
+         start},
+        {"DataTypeOverride", [](fi& a) { a.setDataTypeOverride(fxpDataTypeDTOMode::Off); }, overridden},
+        {"DataType", [](fi& a) { a.setDataType(TypeData::ScaledDouble); },
+         NumericType(TypeMode::ScaledDoubleBinaryPoint, true, 12, 1.0, -4, 0.0), Mode::ScaledDouble},
+        {"DataTypeMode", [](fi& a) { a.setDataTypeMode(TypeMode::FixedSlopeBias); },
+         slopeBiasType(true, 12, 1.0, -4, 0.0)},
+        {"DataTypeMode without scaling", [=](fi& a) { slopeBias(a), a.setDataTypeMode(TypeMode::FixedUnspecified); },
+         start},
         {"DataTypeMode by way of double",
-         [](fi& a) {
-             a.setDataTypeMode(TypeMode::Double);
-             a.setDataTypeMode(TypeMode::FixedBinaryPoint);
-         },
-         with([](TypeFields& f) {
-             f.wordBits = 16;
-             f.exponent = 0;
-         }),
-         Mode::Fixed},
+         [](fi& a) { a.setDataTypeMode(TypeMode::Double), a.setDataTypeMode(TypeMode::FixedBinaryPoint); },
+         fixedType(true, 16, 0)},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         fi array = fixedColumn();
-        const bool losesEntries = row.type.wordBits == 7;
         row.set(array);
-        EXPECT_EQ(fieldsOf(array.getNumericType()), row.type);
+        const TypeFields wanted = fieldsOf(row.wanted);
+        const bool losesEntries = wanted.wordBits == 7;
+        EXPECT_EQ(fieldsOf(array.getNumericType()), wanted);
         EXPECT_EQ(quantizerOf(array).mode, row.mode);
-        EXPECT_EQ(quantizerOf(array).wordBits, row.type.wordBits);
+        EXPECT_EQ(quantizerOf(array).wordBits, wanted.wordBits);
         EXPECT_EQ(quantizerOf(array).fractionBits, array.getFractionLength());
         EXPECT_EQ(realParts(array), losesEntries ? std::vector<double>(3) : (std::vector<double>{0.75, -0.5, 3.0}));
         EXPECT_EQ(countsOf(array), (Counts{0, 0, 0}));
@@ -162,10 +110,10 @@ TEST(TypeSetter, ChangesTypeAndQuantizerAndNoEntry) {
         EXPECT_EQ((TypeFields{array.getDataTypeMode(), array.getDataType(), array.getScaling(), array.getSignedness(),
                               array.getWordlength(), array.getSlopeAdjustmentFactor(), array.getFixedExponent(),
                               array.getBias(), array.getDataTypeOverride()}),
-                  row.type);
-        EXPECT_EQ(array.getSigned(), row.type.sign == TypeSign::Signed);
-        EXPECT_EQ(array.getSlope(), std::ldexp(row.type.factor, row.type.exponent));
-        EXPECT_EQ(array.isBinaryPointScaled(), row.type.factor == 1.0 && row.type.bias == 0.0);
+                  wanted);
+        EXPECT_EQ(array.getSigned(), wanted.sign == TypeSign::Signed);
+        EXPECT_EQ(array.getSlope(), std::ldexp(wanted.factor, wanted.exponent));
+        EXPECT_EQ(array.isBinaryPointScaled(), wanted.factor == 1.0 && wanted.bias == 0.0);
     }
 }
 
@@ -333,32 +281,23 @@ const RuleRow kRuleRows[] = {
 
 }  // namespace
 
-TEST(RuleSetter, WritesTheLocalRulesOfOneArray) {
-    const GlobalRules global{fimath()};
+TEST(RuleSetter, WritesTheRulesOfOneArrayOrTheGlobalOnesForAllThatFollowThem) {
     for (const RuleRow& row : kRuleRows) {
-        SCOPED_TRACE(row.field);
-        fi array = scalar(0.5, fixedType(true, 12, 4), fimath());
-        const fi other(array);
-        row.set(array);
-        EXPECT_EQ(fieldsOf(array.getFimath()), changed(factoryFields(), {{row.field, row.value}}));
-        EXPECT_EQ(fieldsOf(other.getFimath()), factoryFields());
-        EXPECT_EQ(fieldsOf(fimath::getGlobalFimath()), factoryFields());
-    }
-}
-
-TEST(RuleSetter, WritesTheGlobalRulesForAllThatFollowThem) {
-    for (const RuleRow& row : kRuleRows) {
-        SCOPED_TRACE(row.field);
-        const GlobalRules global{fimath()};
-        fi array = scalar(0.5, fixedType(true, 12, 4), fimath(), false);
-        const fi follower(array);
-        const fi local = scalar(0.5, fixedType(true, 12, 4), fimath());
-        row.set(array);
-        EXPECT_FALSE(array.getFimathIsLocal());
-        EXPECT_EQ(fieldsOf(fimath::getGlobalFimath()), changed(factoryFields(), {{row.field, row.value}}));
-        EXPECT_EQ(fieldsOf(follower.getFimath()), fieldsOf(fimath::getGlobalFimath()));
-        EXPECT_EQ(fieldsOf(local.getFimath()), factoryFields());
-        EXPECT_EQ(quantizerOf(follower).round, static_cast<int>(fimath::getGlobalFimath().getRoundMode()));
+        for (const bool isLocal : {false, true}) {
+            SCOPED_TRACE(row.field);
+            const GlobalRules global{fimath()};
+            fi array = scalar(0.5, fixedType(true, 12, 4), fimath(), isLocal);
+            const fi other(array);
+            const fi local = scalar(0.5, fixedType(true, 12, 4), fimath());
+            row.set(array);
+            const RuleFields wanted = changed(factoryFields(), {{row.field, row.value}});
+            EXPECT_EQ(array.getFimathIsLocal(), isLocal);
+            EXPECT_EQ(fieldsOf(array.getFimath()), wanted);
+            EXPECT_EQ(fieldsOf(fimath::getGlobalFimath()), isLocal ? factoryFields() : wanted);
+            EXPECT_EQ(fieldsOf(other.getFimath()), isLocal ? factoryFields() : wanted);
+            EXPECT_EQ(fieldsOf(local.getFimath()), factoryFields());
+            EXPECT_EQ(quantizerOf(other).round, static_cast<int>(other.getRoundMode()));
+        }
     }
 }
 
@@ -469,6 +408,25 @@ TEST(Rules, OfTwoOperandsAreThoseOfALocalLeftOneAndElseOfTheRight) {
         const fi& b;
         const fimath& expected;
     };
+    const auto read = [](const fi& a, const auto&... b) {
+        return RuleFields{
+            {"RoundMode", static_cast<double>(a.getRoundMode(b...))},
+            {"OverflowMode", static_cast<double>(a.getOverflowMode(b...))},
+            {"PrecisionMode", static_cast<double>(a.getPrecisionMode(b...))},
+            {"ProductMode", static_cast<double>(a.getProductMode(b...))},
+            {"ProductWordLength", static_cast<double>(a.getProductWordLength(b...))},
+            {"MaxProductWordLength", static_cast<double>(a.getMaxProductWordLength(b...))},
+            {"ProductFixedExponent", static_cast<double>(a.getProductFixedExponent(b...))},
+            {"ProductSlopeAdjustmentFactor", static_cast<double>(a.getProductSlopeAdjustmentFactor(b...))},
+            {"ProductBias", static_cast<double>(a.getProductBias(b...))},
+            {"SumMode", static_cast<double>(a.getSumMode(b...))},
+            {"SumWordLength", static_cast<double>(a.getSumWordLength(b...))},
+            {"MaxSumWordLength", static_cast<double>(a.getMaxSumWordLength(b...))},
+            {"SumFixedExponent", static_cast<double>(a.getSumFixedExponent(b...))},
+            {"SumSlopeAdjustmentFactor", static_cast<double>(a.getSumSlopeAdjustmentFactor(b...))},
+            {"SumBias", static_cast<double>(a.getSumBias(b...))},
+            {"CastBeforeSum", static_cast<double>(a.getCastBeforeSum(b...))}};
+    };
     const fimath& globalRules = fimath::getGlobalFimath();
     for (const Row& row :
          {Row{"both local", left, right, left.getFimath()}, Row{"left local", left, follower, left.getFimath()},
@@ -478,45 +436,13 @@ TEST(Rules, OfTwoOperandsAreThoseOfALocalLeftOneAndElseOfTheRight) {
         const fi& a = row.a;
         const fi& b = row.b;
         EXPECT_EQ(&a.getFimath(b), &row.expected);
-        const RuleFields read = {{"RoundMode", static_cast<double>(a.getRoundMode(b))},
-                                 {"OverflowMode", static_cast<double>(a.getOverflowMode(b))},
-                                 {"PrecisionMode", static_cast<double>(a.getPrecisionMode(b))},
-                                 {"ProductMode", static_cast<double>(a.getProductMode(b))},
-                                 {"ProductWordLength", a.getProductWordLength(b)},
-                                 {"MaxProductWordLength", a.getMaxProductWordLength(b)},
-                                 {"ProductFixedExponent", a.getProductFixedExponent(b)},
-                                 {"ProductSlopeAdjustmentFactor", a.getProductSlopeAdjustmentFactor(b)},
-                                 {"ProductBias", a.getProductBias(b)},
-                                 {"SumMode", static_cast<double>(a.getSumMode(b))},
-                                 {"SumWordLength", a.getSumWordLength(b)},
-                                 {"MaxSumWordLength", a.getMaxSumWordLength(b)},
-                                 {"SumFixedExponent", a.getSumFixedExponent(b)},
-                                 {"SumSlopeAdjustmentFactor", a.getSumSlopeAdjustmentFactor(b)},
-                                 {"SumBias", a.getSumBias(b)},
-                                 {"CastBeforeSum", a.getCastBeforeSum(b) ? 1.0 : 0.0}};
-        EXPECT_EQ(read, fieldsOf(row.expected));
+        EXPECT_EQ(read(a, b), fieldsOf(row.expected));
         EXPECT_EQ(a.getProductFractionLength(b), row.expected.getProductFractionLength());
         EXPECT_EQ(a.getSumFractionLength(b), row.expected.getSumFractionLength());
         EXPECT_EQ(a.getProductSlope(b), row.expected.getProductSlope());
         EXPECT_EQ(a.getSumSlope(b), row.expected.getSumSlope());
     }
-    const RuleFields own = {{"RoundMode", static_cast<double>(left.getRoundMode())},
-                            {"OverflowMode", static_cast<double>(left.getOverflowMode())},
-                            {"PrecisionMode", static_cast<double>(left.getPrecisionMode())},
-                            {"ProductMode", static_cast<double>(left.getProductMode())},
-                            {"ProductWordLength", left.getProductWordLength()},
-                            {"MaxProductWordLength", left.getMaxProductWordLength()},
-                            {"ProductFixedExponent", left.getProductFixedExponent()},
-                            {"ProductSlopeAdjustmentFactor", left.getProductSlopeAdjustmentFactor()},
-                            {"ProductBias", left.getProductBias()},
-                            {"SumMode", static_cast<double>(left.getSumMode())},
-                            {"SumWordLength", left.getSumWordLength()},
-                            {"MaxSumWordLength", left.getMaxSumWordLength()},
-                            {"SumFixedExponent", left.getSumFixedExponent()},
-                            {"SumSlopeAdjustmentFactor", left.getSumSlopeAdjustmentFactor()},
-                            {"SumBias", left.getSumBias()},
-                            {"CastBeforeSum", left.getCastBeforeSum() ? 1.0 : 0.0}};
-    EXPECT_EQ(own, fieldsOf(unusualRules()));
+    EXPECT_EQ(read(left), fieldsOf(unusualRules()));
 }
 
 TEST(Rules, BecomeThePrivateCopyOfAnArray) {

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "tests/support/arrays.h"
-#include "tests/support/errors.h"
+#include "tests/support/errors_of_fi.h"
 #include "tests/support/random_arrays_of_fi.h"
 
 namespace {
@@ -82,18 +82,6 @@ TEST(FiSigns, NegateAndConjugateLikeIntegers) {
         const std::vector<Integer> conjugateIm = negated(known.im, ofConjugate);
         check(*conjugate, known.re, conjugateIm, ofConjugate, type);
     }
-}
-
-TEST(FiSigns, NegationIsExactWithBiasAndOverflowsWithoutASign) {
-    const LoggingOn logging;
-    const fi biased = scalar(7.25, slopeBiasType(true, 16, 1.25, 0, 1.0));
-    const FiOwner minus(biased.uminus());
-    EXPECT_EQ(minus->addSlopeAdjustmentFactorBias(minus->realdouble(0)), -7.25);
-    EXPECT_EQ(minus->getBias(), -1.0);
-    EXPECT_EQ(minus->getSlopeAdjustmentFactor(), 1.25);
-    const FiOwner unsignedMinus(column({3.0, 0.0, 250.0}, fixedType(false, 8, 0)).uminus());
-    EXPECT_EQ(realParts(*unsignedMinus), (std::vector<double>{0.0, 0.0, 0.0}));
-    EXPECT_EQ(unsignedMinus->getNoverflows(), 2u);
 }
 
 // The first of zeros of both signs is the extreme that is logged, and a real part comes before its imaginary one.
@@ -222,8 +210,6 @@ TEST(FiSigns, RefuseWhatHasNoAnswer) {
     const fi real = scalar(1.0, s8);
     const fi complexValue = column({1.0}, {2.0}, s8);
     const fi boolean = scalar(1.0, plainType(TypeMode::Boolean));
-    const Raised noComplexSlope = {"fixedpoint:fi:nocomplexslopebias",
-                                   "Complex FI objects must have an integer power of 2 slope, and a bias of 0."};
     const Raised noBoolean = {"fixedpoint:fi:complex:nologicalcomplex",
                               "Input arguments to COMPLEX cannot be boolean."};
     const Raised notReal = {"fixedpoint:fi:complex:invalidRealPartInput",
@@ -233,14 +219,12 @@ TEST(FiSigns, RefuseWhatHasNoAnswer) {
         Raised raised;
     };
     const Row rows[] = {
-        {scalar(1.0, slope), boolean, noComplexSlope},
+        {scalar(1.0, slope), boolean, kNoComplexSlopeBias},
         {boolean, complexValue, noBoolean},
         {complexValue, boolean, noBoolean},
         {complexValue, real, notReal},
         {real, complexValue, notReal},
-        {column({1.0, 2.0}, s8),
-         column({1.0, 2.0, 3.0}, s8),
-         {"fixedpoint:fi:dimagree", "Matrix dimensions must agree."}},
+        {column({1.0, 2.0}, s8), column({1.0, 2.0, 3.0}, s8), kSizesDiffer},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(raisedBy([&] { delete &row.re.complex(row.im); }), row.raised);

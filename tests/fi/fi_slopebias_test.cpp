@@ -83,7 +83,7 @@ TEST(SlopeBias, SumsUseTheQuantizedRatios) {
             rules.setSumSlopeAdjustmentFactor(1.0 + random.between(0, 63) / 64.0);
             rules.setSumBias(random.between(-64, 64) / 8.0);
         }
-        const Factors a(scalar(randomInput(random, types[0]), types[0], rules));
+        const Factors a(column({randomInput(random, types[0]), randomInput(random, types[0])}, types[0], rules));
         const fi b = scalar(randomInput(random, types[1]), types[1], rules);
         if (!a.isSlopeBiasScaled() && !b.isSlopeBiasScaled() && !rules.isSumSlopeBiasScaled()) {
             continue;
@@ -108,16 +108,13 @@ TEST(SlopeBias, SumsUseTheQuantizedRatios) {
         const auto q = [&](const Rational& x) { return quantized(x, type, rounding, wraps); };
         const double bias = subtracts ? minusBias : plusBias;
         const Rational net = quantizedBias(bias, type);
-        const Rational leftTerm = q(left * storedValue(a));
         const Rational rightTerm = q(right * storedValue(b)) * (subtracts ? -1 : 1);
-        Rational wanted;
-        if (bias < 0.0 && !type.isSigned()) {
-            wanted = q(q(leftTerm + rightTerm) - net);
-        } else {
-            wanted = q(q(net + leftTerm) + rightTerm);
+        for (const std::uint64_t i : {0U, 1U}) {
+            const Rational leftTerm = q(left * exactValue(a.real(i)));
+            const bool isLast = bias < 0.0 && !type.isSigned();
+            const Rational wanted = isLast ? q(q(leftTerm + rightTerm) - net) : q(q(net + leftTerm) + rightTerm);
+            ASSERT_EQ(exactValue(result->real(i)), wanted) << what.str();
         }
-        ASSERT_TRUE(storedValue(*result) == wanted)
-            << what.str() << ": " << text(storedValue(*result)) << ", not " << text(wanted);
         ASSERT_EQ(result->getNmathoperations(), 0u);
     }
     EXPECT_GT(done, 3000);
@@ -150,23 +147,6 @@ TEST(SlopeBias, AssignmentUsesTheQuantizedRatio) {
             << ": " << text(storedValue(target)) << ", not " << text(wanted);
     }
     EXPECT_GT(done, 3000);
-}
-
-// The value of a sum in real-world terms, away from rounding: 20 degrees plus 5 degrees of another scale.
-TEST(SlopeBias, AddsAcrossScales) {
-    fimath rules = rulesOf();
-    rules.setSumMode(SumMode::SpecifyPrecision);
-    rules.setSumWordLength(24);
-    rules.setSumFractionLength(8);
-    rules.setSumSlopeAdjustmentFactor(1.25);
-    rules.setSumBias(-40.0);
-    const fi a = column({20.0, -10.0}, slopeBiasType(false, 16, 1.25, -6, -40.0), rules);
-    const fi b = scalar(5.0, slopeBiasType(true, 16, 1.25, -4, 0.0), rules);
-    const Owner sum(&a.plus(b));
-    EXPECT_EQ(sum->addSlopeAdjustmentFactorBias(sum->realdouble(0)), 25.0);
-    EXPECT_EQ(sum->addSlopeAdjustmentFactorBias(sum->realdouble(1)), -5.0);
-    const Owner difference(&b.minus(a));
-    EXPECT_EQ(difference->addSlopeAdjustmentFactorBias(difference->realdouble(1)), 15.0);
 }
 
 TEST(SlopeBias, FactorsLastUntilTheirTypesChange) {
@@ -202,15 +182,6 @@ TEST(SlopeBias, FactorsLastUntilTheirTypesChange) {
     EXPECT_TRUE(Factors(a).needToInitSlopeBiasCorrectionFactorsForPlus(b, result));
 }
 
-// A bias of 5 into a bias of 10: the net bias is negative, so its magnitude is kept and subtracted.
-TEST(SlopeBias, ANegativeNetBiasOfAnUnsignedTargetIsSubtracted) {
-    const fi source = scalar(20.0, slopeBiasType(false, 16, 1.0, 0, 5.0));
-    Factors target(scalar(10.0, slopeBiasType(false, 16, 1.0, 0, 10.0)));
-    target = source;
-    EXPECT_EQ(target.netBiasOfAssignment(), 5.0);
-    EXPECT_EQ(target.realdouble(), 10.0);
-}
-
 // The cell of an operation in place is its left operand, and may be the right one as well.
 TEST(SlopeBias, OperationsInPlaceReadTheirOperandsFirst) {
     fi a = scalar(6.0, slopeBiasType(true, 16, 1.0, -4, 2.0));
@@ -222,22 +193,6 @@ TEST(SlopeBias, OperationsInPlaceReadTheirOperandsFirst) {
 }
 
 // Products.
-
-TEST(SlopeBias, ProductsUseTheNetSlopeAsTheResultsWordHoldsIt) {
-    Random random(5403);
-    for (int round = 0; round < 2000; ++round) {
-        const NumericType types[] = {randomScaledType(random), randomScaledType(random), randomScaledType(random)};
-        const Factors a(scalar(0.0, types[0]));
-        const fi result = scalar(0.0, types[2]);
-        const double netSlope = (types[0].getSlopeAdjustmentFactor() * types[1].getSlopeAdjustmentFactor()) /
-                                types[2].getSlopeAdjustmentFactor();
-        a.initSlopeCorrectionFactorForTimes(netSlope, result);
-        const Rational wanted = quantizedRatio(1.0, netSlope, types[2]);
-        ASSERT_TRUE(Rational(a.slopeOfProduct()) == wanted)
-            << "seed " << random.seed() << " round " << round << ": " << netSlope << " in " << types[2].tostring("")
-            << ": " << text(a.slopeOfProduct()) << ", not " << text(wanted);
-    }
-}
 
 TEST(SlopeBias, TheFactorOfProductsLastsUntilNetSlopeOrResultChanges) {
     const Factors a(scalar(0.0, slopeBiasType(true, 16, 1.25, -8, 0.0)));

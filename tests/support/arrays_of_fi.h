@@ -48,6 +48,15 @@ inline fi column(const std::vector<double>& re, const std::vector<double>& im, c
     return fi(re.data(), im.data(), sizes.data(), 2, type, rules, "", isLocal, Operation::Assignment);
 }
 
+inline fi zeros(const Sizes& sizes, const NumericType& type, const fimath& rules = rulesOf(), bool isComplex = false) {
+    return fi(sizes.data(), sizes.size(), type, rules, isComplex, "", true, Operation::Assignment, 0);
+}
+/// An array of these sizes from its elements, column by column.
+inline fi arrayOf(const Sizes& sizes, const std::vector<double>& re, const NumericType& type,
+                  const fimath& rules = rulesOf()) {
+    return fi(re.data(), sizes.data(), sizes.size(), type, rules, "", true, Operation::Assignment);
+}
+
 inline std::vector<double> realParts(const fi& array) {
     std::vector<double> result;
     for (std::uint64_t i = 0; i < array.numel(); ++i) {

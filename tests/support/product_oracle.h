@@ -6,16 +6,27 @@
 #include "tests/support/exact_arrays.h"
 #include "tests/support/random_arrays_of_fi.h"
 
-/// A place where values are quantized, with its counts.
+using ArithmeticMode = fimath::ArithmeticModeEnum;
+inline constexpr auto kFull = ArithmeticMode::FullPrecision;
+inline constexpr auto kKeepLSB = ArithmeticMode::KeepLSB;
+inline constexpr auto kKeepMSB = ArithmeticMode::KeepMSB;
+inline constexpr auto kSpecify = ArithmeticMode::SpecifyPrecision;
+inline constexpr ArithmeticMode kArithmeticModes[] = {kFull, kKeepLSB, kKeepMSB, kSpecify};
+
+/// A place where values are quantized, with its counts and extremes.
 struct Stage {
     NumericType type;
     Rounding rounding;
     bool wraps;
     Counts counts{};
+    Rational max{};
+    Rational min{};
 
     Rational operator()(const Rational& x) {
         const Rational y = quantized(x, type, rounding, wraps);
         const Rational word = rounded(scaled(x, -type.getFixedExponent()), rounding);
+        max = counts.operations == 0 || y > max ? y : max;
+        min = counts.operations == 0 || y < min ? y : min;
         counts.operations += 1;
         counts.overflows += scaled(word, type.getFixedExponent()) != y;
         counts.underflows += word == 0 && x != 0;
@@ -95,16 +106,13 @@ struct ProductCase {
         for (bool& is : isComplex) {
             is = random.oneIn(2);
         }
-        using Arithmetic = fimath::ArithmeticModeEnum;
-        static constexpr Arithmetic kModes[] = {Arithmetic::FullPrecision, Arithmetic::KeepLSB, Arithmetic::KeepMSB,
-                                                Arithmetic::SpecifyPrecision};
         rounding = random.pick(kRoundings);
         wraps = random.oneIn(2);
         rules = rulesOf(rounding, wraps);
         const int fullBits = types[0].getWordLength() + types[1].getWordLength();
         const int point = -(types[0].getFixedExponent() + types[1].getFixedExponent());
-        rules.setProductMode(random.pick(kModes));
-        rules.setSumMode(random.pick(kModes));
+        rules.setProductMode(random.pick(kArithmeticModes));
+        rules.setSumMode(random.pick(kArithmeticModes));
         // A register of more bits than the product has takes its bounds rounded into the work cells.
         rules.setProductWordLength(random.between(1, fullBits));
         rules.setProductFractionLength(point - random.between(-6, 20));
@@ -161,8 +169,8 @@ inline Counts countsOf(const qlogger& log) {
 }
 
 /// Rules that tell what products and sums take.
-inline fimath mathRules(fimath::ArithmeticModeEnum productMode, fimath::ArithmeticModeEnum sumMode,
-                        int productBits = 32, int productPoint = 30, int sumBits = 32, int sumPoint = 30) {
+inline fimath mathRules(ArithmeticMode productMode, ArithmeticMode sumMode, int productBits = 32, int productPoint = 30,
+                        int sumBits = 32, int sumPoint = 30) {
     fimath rules = rulesOf();
     rules.setProductMode(productMode);
     rules.setProductWordLength(productBits);
