@@ -82,6 +82,8 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
                    "Samples the grid is measured on; the choice is confirmed on the whole recording");
     app.add_option("--out", options.folder, "Write the files below to this folder");
     app.add_option("--csv", options.csvFile, "Write all measured rows to this file as comma-separated values");
+    app.add_option("--save", options.saveFile, "Keep the study in this file of the host");
+    app.add_option("--load", options.loadFile, "Show the study of such a file again, instead of a new one");
     app.add_flag("--show", options.show, "Show the chosen coefficients as the host displays them");
 
     try {

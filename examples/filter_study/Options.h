@@ -25,6 +25,8 @@ struct Options {
     std::size_t stretch = 0;  // samples the grid is measured on
     std::string folder;       // for the files; empty: none
     std::string csvFile;      // empty: none
+    std::string saveFile;     // for the study; empty: none
+    std::string loadFile;     // a study to show instead of a new one; empty: none
     bool show = false;        // the chosen coefficients as the host displays them
 };
 

@@ -11,6 +11,7 @@
 #include "examples/filter_study/Options.h"
 #include "examples/filter_study/coefficientFiles.h"
 #include "examples/filter_study/integerModel.h"
+#include "examples/filter_study/savedStudy.h"
 #include "examples/filter_study/soundFile.h"
 #include "examples/filter_study/table.h"
 #include "examples/word_length_study/Recording.h"
@@ -28,7 +29,8 @@ using study::StudyError;
 
 void checkOutputs(const Options& options) {
     std::error_code ignored;
-    for (const fs::path& output : {fs::path(options.csvFile), fs::path(options.folder) / "filtered.wav"}) {
+    for (const fs::path& output :
+         {fs::path(options.csvFile), fs::path(options.saveFile), fs::path(options.folder) / "filtered.wav"}) {
         if (!output.empty() && fs::equivalent(output, options.signal, ignored)) {
             throw StudyError(ExitCode::BadArguments, "an output would replace the recording " + options.signal);
         }
@@ -86,11 +88,18 @@ void writeFiles(const Options& options, const study::Recording& recording, const
            "  The host's \"hex\" and \"bin\" write the same words, and its \"base2num\" reads them back.\n";
 }
 
-void studyRecording(const Options& options, std::ostream& out) {
-    checkOutputs(options);
-    study::Recording recording = study::readRecording(options.signal, options.channel);
-    study::applyGain(recording, options.gainDb);
-    const FilterStudy result = conduct(options, recording);
+/// Runs an action on a file of the host; its errors end the program with a code.
+template <class Action>
+void withCode(ExitCode code, Action&& action) {
+    try {
+        action();
+    } catch (const hostref::HostError& error) {
+        throw StudyError(code, error.what());
+    }
+}
+
+/// Prints the study, alike when it is new and when it is loaded.
+void report(const Options& options, const study::Recording& recording, const FilterStudy& result, std::ostream& out) {
     printStudy(out, recording, options, result);
     out << "  All " << result.measured.size() + (result.chosen ? 1 : 0)
         << " outputs and their overflows were found equal, bit for bit, to those of an integer model\n"
@@ -112,6 +121,27 @@ void studyRecording(const Options& options, std::ostream& out) {
     if (options.show) out << array.shown();
 }
 
+void studyRecording(const Options& options, std::ostream& out) {
+    checkOutputs(options);
+    study::Recording recording = study::readRecording(options.signal, options.channel);
+    study::applyGain(recording, options.gainDb);
+    const FilterStudy result = conduct(options, recording);
+    if (!options.saveFile.empty()) {
+        withCode(ExitCode::NotWritten, [&] {
+            saveStudy(options.saveFile, {recording, options.wantedDb, options.grid, result});
+        });
+    }
+    report(options, recording, result, out);
+}
+
+void showSaved(Options options, std::ostream& out) {
+    SavedStudy saved;
+    withCode(ExitCode::BadRecording, [&] { saved = loadStudy(options.loadFile); });
+    options.wantedDb = saved.wantedDb;
+    options.grid = saved.grid;
+    report(options, saved.recording, saved.study, out);
+}
+
 }  // namespace
 
 int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err) {
@@ -121,7 +151,9 @@ int run(std::span<const std::string> arguments, std::ostream& out, std::ostream&
         return static_cast<int>(code);
     };
     try {
-        if (const auto options = parseOptions(arguments, out)) studyRecording(*options, out);
+        if (const auto options = parseOptions(arguments, out)) {
+            options->loadFile.empty() ? studyRecording(*options, out) : showSaved(*options, out);
+        }
         out.flush();
         if (!out) return fail(ExitCode::NotWritten, "the tables cannot be written to standard output");
         return static_cast<int>(ExitCode::Done);

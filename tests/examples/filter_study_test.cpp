@@ -16,6 +16,7 @@
 
 #include "examples/filter_study/FilterStudy.h"
 #include "examples/filter_study/program.h"
+#include "host/reference/Session.h"
 #include "tests/examples/sounds.h"
 
 namespace {
@@ -252,6 +253,57 @@ TEST(FilterStudy, ShowsTheChosenCoefficientsOnlyWhenAsked) {
     EXPECT_EQ(none.out.find(heading), std::string::npos);
 }
 
+TEST(FilterStudy, ShowsASavedStudyAgainToTheLastCharacter) {
+    for (const std::string wanted : {"20", "90"}) {
+        const TemporaryFolder folder;
+        writeSound(folder.file("a.wav"), tones(1000));
+        const std::string saved = folder.file("study.h5");
+        std::vector<std::string> output = {"--show", "--csv", folder.file("rows.csv")};
+        if (wanted == "20") output.insert(output.end(), {"--out", folder.file("made")});
+        std::vector<std::string> first = {folder.file("a.wav"),
+                                          "--taps",
+                                          "15",
+                                          "--coefficients",
+                                          "7,9",
+                                          "--data",
+                                          "9",
+                                          "--snr",
+                                          wanted,
+                                          "--save",
+                                          saved};
+        first.insert(first.end(), output.begin(), output.end());
+        const auto then = runStudy(first);
+        EXPECT_EQ(then.code, 0) << then.err;
+        const auto filesOf = [&] {
+            std::map<std::string, std::string> files;
+            for (const char* name : {"rows.csv", "made/filtered.wav", "made/coefficients.h", "made/coefficients.hex"}) {
+                files[name] = readText(folder.file(name));
+                std::filesystem::remove(folder.file(name));
+            }
+            return files;
+        };
+        const auto filesThen = filesOf();
+        // Nothing but the file is needed.
+        std::filesystem::remove(folder.file("a.wav"));
+        std::vector<std::string> second = {"--load", saved};
+        second.insert(second.end(), output.begin(), output.end());
+        const auto now = runStudy(second);
+        EXPECT_EQ(now.code, 0) << now.err;
+        EXPECT_EQ(now.out, then.out);
+        EXPECT_EQ(filesOf(), filesThen);
+    }
+    const TemporaryFolder folder;
+    writeText(folder.file("text"), "no study");
+    const auto foreign = runStudy({"--load", folder.file("text")});
+    EXPECT_EQ(foreign.code, 3);
+    EXPECT_NE(foreign.err.find("The file holds no saved objects."), std::string::npos) << foreign.err;
+    writeSound(folder.file("a.wav"), tones(50));
+    EXPECT_EQ(runStudy({folder.file("a.wav"), "--taps", "4", "--snr", "0", "--save", folder.file("no/study.h5")}).code,
+              6);
+    hostref::Session(TOLVANE_MODULE).save(folder.file("other"), {{"signal", 1.0}});
+    EXPECT_NE(runStudy({"--load", folder.file("other")}).err.find("holds no study"), std::string::npos);
+}
+
 TEST(FilterStudy, SaysSoWhenNothingKeepsTheRatio) {
     const TemporaryFolder folder;
     writeSound(folder.file("a.wav"), tones(300));
@@ -298,10 +350,10 @@ TEST(FilterStudy, HelpShowsEveryOptionAndExitCode) {
     const auto result = runStudy({"--help"});
     EXPECT_EQ(result.code, 0);
     for (const char* text :
-         {"SIGNAL",         "--channel", "--gain",     "--snr",        "--taps",  "--cutoff",   "--attenuation",
-          "--coefficients", "--data",    "--products", "--sums",       "--round", "--overflow", "--stretch",
-          "--out",          "--csv",     "--show",     "filtered.wav", "  0  ",   "  1  ",      "  2  ",
-          "  3  ",          "  4  ",     "  5  ",      "  6  ",        "  7  "}) {
+         {"SIGNAL",         "--channel", "--gain",     "--snr",  "--taps",  "--cutoff",     "--attenuation",
+          "--coefficients", "--data",    "--products", "--sums", "--round", "--overflow",   "--stretch",
+          "--out",          "--csv",     "--show",     "--save", "--load",  "filtered.wav", "  0  ",
+          "  1  ",          "  2  ",     "  3  ",      "  4  ",  "  5  ",   "  6  ",        "  7  "}) {
         EXPECT_NE(result.out.find(text), std::string::npos) << text;
     }
     std::istringstream lines(result.out);
