@@ -120,7 +120,7 @@ class ObjectOMClass : public SingletonOMClass<Derived, Base> {
     /// Raises "fixedpoint:<class>:nargchk:tooManyInputs".
     static void errorIfMoreThan(int limit, int count) {
         if (count > limit) {
-            raiseError("fixedpoint:" + std::string(Object::getVelmarClassName()) + ":nargchk:tooManyInputs",
+            raiseError("fixedpoint:" + std::string(Derived::row.name) + ":nargchk:tooManyInputs",
                        "Too many input arguments");
         }
     }

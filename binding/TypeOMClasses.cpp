@@ -4,6 +4,7 @@
 #include "host/OMApplicationManager.h"
 #include "typesystem/EmbeddedTypeVisitor.h"
 #include "typesystem/class_records.h"
+#include "typesystem/texts.h"
 
 namespace {
 
@@ -34,4 +35,24 @@ void setLorimerSuperClass(OMClass& objectClass) {
     if (const OMApplication* const lorimer = OMApplicationManager::getApplication("Lorimer")) {
         objectClass.setSuperClass(lorimer->getLocalClass("Object"));
     }
+}
+
+TypeOMC::TypeOMC() {
+    setLorimerSuperClass(*this);
+    fillTypeClass(*this);
+}
+
+OpaqueTypeOMC::OpaqueTypeOMC() : TypeChildOMClass(takes(datatypes::text)) {}
+
+OMInterface* OpaqueTypeOMC::createClassSpecificObject(OMInterface* /*interface*/, void** arguments, int count) {
+    errorIfMoreThan(1, count);
+    auto made = std::make_unique<OpaqueType>(false);
+    if (count > 0) {
+        const auto* const identifier = static_cast<const hvArray*>(arguments[0]);
+        if (!hvIsChar(identifier)) {
+            raiseInvalidText();
+        }
+        made->setIdentifier(hvArray2String(identifier).c_str());
+    }
+    return wrap(std::move(made));
 }

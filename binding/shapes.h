@@ -11,6 +11,7 @@
 #include "descriptors/RealPoint.h"
 #include "host/OMDataType.h"
 #include "host/OMInterface.h"
+#include "host/StringVector.h"
 #include "host/bs.h"
 #include "host/hv.h"
 
@@ -33,7 +34,10 @@ inline constexpr DataTypeColumn real{[] { return findDataType("double"); }, fals
 inline constexpr DataTypeColumn boolean{[] { return findDataType("bool"); }, false};
 inline constexpr DataTypeColumn text{[] { return findDataType("string"); }, true};
 inline constexpr DataTypeColumn array{[] { return findDataType("VELMAR array"); }, true};
-inline constexpr DataTypeColumn handle{[] { return findDataType("handle"); }, true};
+/// Any object's handle.
+inline constexpr DataTypeColumn handle{[] { return findDataType("handle"); }, false};
+inline constexpr DataTypeColumn handleVector{[] { return findDataType("handle vector"); }, false};
+inline constexpr DataTypeColumn stringVector{[] { return findDataType("string vector"); }, false};
 /// The handles of a class, which knows its full name.
 template <class Object>
 inline constexpr DataTypeColumn object{[] { return findDataType(Object::getVelmarPackageClassName()); }, true};
@@ -76,6 +80,17 @@ struct Shape<std::string> {
         return copy;
     }
     static const char* unbox(const void* value) { return static_cast<const char*>(value); }
+};
+/// As above; null for none.
+template <>
+struct Shape<const char*> {
+    static void* box(const char* value) { return Shape<std::string>::box(value == nullptr ? "" : value); }
+    static const char* unbox(const void* value) { return static_cast<const char*>(value); }
+};
+template <>
+struct Shape<StringVector> {
+    static void* box(const StringVector& value) { return new StringVector(value); }
+    static const StringVector* unbox(const void* value) { return static_cast<const StringVector*>(value); }
 };
 template <>
 struct Shape<RealPoint> {

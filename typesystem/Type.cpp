@@ -10,13 +10,17 @@
 
 namespace EmbeddedTypeSystem {
 
+void raiseInvalidText() {
+    raiseError("embeddedtype:string:InvalidStringParam", "Parameter must be a string less than 128 characters");
+}
+
 void storeText(std::string& target, const char* text) {
     if (text == nullptr || *text == '\0') {
         return;
     }
     constexpr std::size_t kMaxCharacters = 128;
     if (::strnlen(text, kMaxCharacters + 1) > kMaxCharacters) {
-        raiseError("embeddedtype:string:InvalidStringParam", "Parameter must be a string less than 128 characters");
+        raiseInvalidText();
     }
     target = text;
 }

@@ -3,10 +3,14 @@
 
 #include <string>
 
+#include "host/export.h"
+
 namespace EmbeddedTypeSystem {
 
-/// Stores a copy; null and empty texts change nothing. Raises "embeddedtype:string:InvalidStringParam" for more than
-/// 128 characters.
+/// Raises "embeddedtype:string:InvalidStringParam".
+[[noreturn]] TOLVANE_API void raiseInvalidText();
+
+/// Stores a copy; null and empty texts change nothing. Raises as raiseInvalidText for more than 128 characters.
 void storeText(std::string& target, const char* text);
 
 /// Returns the empty text for null.

@@ -1,0 +1,437 @@
+// The classes of C-like types as a user of the host has them: tables, values, refusals, and who keeps whom.
+#include <random>
+#include <sstream>
+
+#include "tests/binding/class_tables.h"
+#include "tests/binding/session_support.h"
+#include "typesystem/MD5CheckSumModEndian.h"
+#include "typesystem/Type.h"
+
+namespace {
+
+using EmbeddedTypeSystem::Type;
+
+const char* const concrete[] = {"pointertype", "complextype", "voidtype",    "opaquetype", "chartype",
+                                "matrixtype",  "structtype",  "numerictype", "enumtype"};
+
+class TypeClasses : public BindingTest {
+ protected:
+    /// An object of a class of the package by its short name, complete where a part makes it so.
+    Value make(const std::string& name) {
+        return name == "opaquetype" ? session.construct("embedded.opaquetype", {"hidden"})
+                                    : session.construct("embedded." + name);
+    }
+    Value of(const std::string& name, const Value& base) {
+        const Value made = make(name);
+        made.set("BaseType", base);
+        return made;
+    }
+    Value element(const char* identifier, const Value& type) {
+        const Value made = make("structelement");
+        made.set("Identifier", identifier);
+        made.set("Type", type);
+        return made;
+    }
+    Value structure(const std::vector<std::pair<const char*, Value>>& members) {
+        std::vector<Value> elements;
+        for (const auto& [identifier, type] : members) {
+            elements.push_back(element(identifier, type));
+        }
+        const Value made = make("structtype");
+        made.set("Elements", Value::cells(elements));
+        return made;
+    }
+    /// As the host shows a value or the cells of one; nothing for what is empty.
+    static std::string textOf(const Value& value) {
+        std::ostringstream text;
+        if (value.isArray() && hvIsCell(value.array())) {
+            for (std::size_t i = 0; i < value.numberOfElements(); ++i) {
+                text << value.cell(i) << ' ';
+            }
+        } else if (value.isObject() || !value.isEmpty()) {
+            text << value;
+        }
+        return text.str();
+    }
+    static const Type& typeIn(const Value& object) { return *static_cast<const Type*>(object.object()); }
+    static std::string sumOf(const Value& object) {
+        EmbeddedTypeSystem::MD5CheckSumModEndian sum;
+        typeIn(object).addCheckSum(sum);
+        return sum.getHexDigest();
+    }
+};
+
+TEST_F(TypeClasses, HaveTheirPropertiesMethodsAndConstructors) {
+    const struct {
+        const char* name;
+        const char* constructor;
+        const char* properties;
+        const char* methods = "\n";
+    } rows[] = {
+        {"type", nullptr,
+         "\n-g-G---v string: Path\nsgSGzclv string: Identifier Name\nsgSGzclv bool: ReadOnly Volatile\n",
+         "\n(handle): disp\n(handle) double: getWidth\n"
+         "(handle) bool: isScalar isComplex isStructure isMatrix isVoid isOpaque isPointer\n"},
+        {"scalartype", nullptr, "\n"},
+        {"chartype", "()", "\nsgSGzclv int32: WordLength\nsgSGzclv bool: Signed\n"},
+        {"enumtype", "()",
+         "\nsgSGzclv string vector: Strings\nsgSGzclv array: Values\nsgSGzclv int32: WordLength\n"
+         "sgSGzclv bool: Signed\nsgSGzclv int32: DefaultMember\n"},
+        {"complextype", "()", "\nsgSGzclv handle: BaseType\n"},
+        {"matrixtype", "()", "\nsgSGzclv handle: BaseType\nsgSGzclv array: Dimensions\nsgSGzclv bool: FrameData\n"},
+        {"pointertype", "()", "\nsgSGzclv handle: BaseType\n"},
+        {"structtype", "()", "\nsgSGzclv handle vector: Elements\n"},
+        {"structelement", "()", "\nsgSGzclv string: Identifier\nsgSGzclv handle: Type\n", "\n(handle): disp\n"},
+        {"opaquetype", "(string)", "\n"},
+        {"voidtype", "()", "\n"},
+    };
+    const OMApplication& package = *OMApplicationManager::getApplication("embedded");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const OMClass& objectClass = *package.getLocalClass(row.name);
+        EXPECT_EQ(propertyLines(objectClass), row.properties);
+        EXPECT_EQ(methodLines(objectClass), row.methods);
+        const auto& constructors = objectClass.getConstructorSignatures();
+        ASSERT_EQ(constructors.size(), row.constructor == nullptr ? 0U : 1U);
+        const std::string fullName = std::string("embedded.") + row.name;
+        if (row.constructor == nullptr) {
+            EXPECT_EQ(thrownBy([&] { session.construct(fullName); }).id, "VELMAR:class:notConstructible");
+        } else {
+            EXPECT_EQ(signatureText(*constructors.front()), row.constructor);
+            EXPECT_EQ(
+                thrownBy([&] {
+                    session.construct(fullName, {"one", "more"});
+                }),
+                (Raised{"fixedpoint:" + std::string(row.name) + ":nargchk:tooManyInputs", "Too many input arguments"}));
+        }
+    }
+    EXPECT_EQ(make("opaquetype").get("Identifier"), Value("hidden"));
+    EXPECT_EQ(session.construct("embedded.opaquetype").get("Identifier").toText(), "");
+    for (const Value& given : {Value(std::string(129, 'x')), Value(5), make("voidtype")}) {
+        EXPECT_EQ(
+            thrownBy([&] { session.construct("embedded.opaquetype", {given}); }),
+            (Raised{"embeddedtype:string:InvalidStringParam", "Parameter must be a string less than 128 characters"}));
+    }
+}
+
+TEST_F(TypeClasses, KeepTheirFieldsAndRefuseOthers) {
+    const std::string limit(128, 'x');
+    struct Row {
+        const char* name;
+        const char* property;
+        const char* first;
+        Value written;
+        std::string read;  // afterwards; of a refusal the id
+    };
+    const std::vector<Value> names = {"on", "off"};
+    const Value both = Value::cells(names);
+    std::vector<Row> rows = {
+        {"chartype", "WordLength", "8", 16, "16"},
+        {"chartype", "WordLength", "8", 7.5, "VELMAR:datatype:badValue"},
+        {"chartype", "Signed", "true", false, "false"},
+        {"enumtype", "WordLength", "32", 4, "4"},
+        {"enumtype", "Signed", "true", false, "false"},
+        {"enumtype", "DefaultMember", "0", 1, "1"},
+        {"enumtype", "Values", "", 1, "embeddedtype:enum:ValuesandStringsMismatch"},
+        {"enumtype", "Values", "", 0.5, "embeddedtype:enum:InvalidValues"},
+        {"enumtype", "Strings", "", both, "'on' 'off' "},
+        {"enumtype", "Strings", "", "alone", "'alone' "},
+        {"enumtype", "Strings", "", 3, "VELMAR:datatype:badValue"},
+        {"matrixtype", "FrameData", "false", true, "true"},
+        {"matrixtype", "Dimensions", "", std::vector<double>{2, 3}, "[2 3]"},
+        {"matrixtype", "Dimensions", "", std::vector<double>{2, 3, 1}, "embeddedtype:matrix:InvalidDims"},
+        {"matrixtype", "Dimensions", "", "text", "embeddedtype:matrix:InvalidDims"},
+        {"matrixtype", "BaseType", "", Value(), ""},
+        {"structelement", "Identifier", "", limit, "'" + limit + "'"},
+        {"structelement", "Identifier", "", limit + "x", "embeddedtype:string:InvalidStringParam"},
+        {"structtype", "Elements", "", both, "VELMAR:datatype:badValue"},
+    };
+    for (const char* const name : concrete) {
+        rows.push_back({name, "Path", "", "here", "VELMAR:class:noSetAccess"});
+        rows.push_back({name, "Name", "", limit, "'" + limit + "'"});
+        rows.push_back({name, "Name", "", limit + "x", "embeddedtype:string:InvalidStringParam"});
+        rows.push_back({name, "ReadOnly", "false", true, "true"});
+        rows.push_back({name, "Volatile", "false", true, "true"});
+    }
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name + std::string(".") + row.property);
+        const Value object = make(row.name);
+        EXPECT_EQ(textOf(object.get(row.property)), row.first);
+        const Raised raised = thrownBy([&] { object.set(row.property, row.written); });
+        EXPECT_EQ(raised == Raised{} ? textOf(object.get(row.property)) : raised.id, row.read);
+        EXPECT_TRUE(raised == Raised{} || textOf(object.get(row.property)) == row.first);
+    }
+    const Value modes = make("enumtype");
+    modes.set("Strings", both);
+    modes.set("Values", std::vector<double>{-1, 7});
+    modes.set("Name", "");  // no text
+    EXPECT_EQ(textOf(modes.get("Values")), "[-1 7]");
+    modes.set("Strings", both);
+    EXPECT_EQ(textOf(modes.get("Values")), "");
+}
+
+TEST_F(TypeClasses, AnswerWhatTheyAre) {
+    const struct {
+        const char* name;
+        const char* yes;
+    } rows[] = {{"chartype", "isScalar"},   {"enumtype", "isScalar"},      {"numerictype", "isScalar"},
+                {"voidtype", "isVoid"},     {"opaquetype", "isOpaque"},    {"complextype", "isComplex"},
+                {"matrixtype", "isMatrix"}, {"structtype", "isStructure"}, {"pointertype", "isPointer"}};
+    for (const auto& row : rows) {
+        const Value object = make(row.name);
+        for (const char* const question :
+             {"isScalar", "isComplex", "isStructure", "isMatrix", "isVoid", "isOpaque", "isPointer"}) {
+            EXPECT_EQ(object.call(question), Value(std::string_view(question) == row.yes)) << row.name << question;
+        }
+        const bool isOpen = std::string_view(row.name) == "matrixtype";
+        EXPECT_EQ(thrownBy([&] { EXPECT_EQ(object.call("getWidth"), Value(1)); }).id,
+                  isOpen ? "embeddedtype:matrix:InvalidDims" : "");
+        EXPECT_TRUE(object.isA("embedded.type") && object.isA("Lorimer.Object"));
+    }
+    const Value matrix = make("matrixtype");
+    matrix.set("Dimensions", std::vector<double>{4, 3, 2});
+    EXPECT_EQ(matrix.call("getWidth"), Value(24));
+    // Methods that take any handle look at its class.
+    for (const char* const method : {"disp", "getWidth", "isScalar"}) {
+        for (const Value& other : {make("structelement"), rules({}), Value()}) {
+            EXPECT_EQ(thrownBy([&] { session.callStatic("embedded.type", method, {other}); }).id,
+                      "VELMAR:class:WrongObjectType");
+        }
+    }
+}
+
+TEST_F(TypeClasses, HandleOutThePartsThemselvesAndKeepThem) {
+    for (const char* const name : {"complextype", "matrixtype", "pointertype"}) {
+        const Value number = type(true, 12, 13);
+        const Value object = of(name, number);
+        EXPECT_EQ(object.get("BaseType"), number);
+        number.set("WordLength", 9);
+        number.set("Name", "narrow");
+        EXPECT_EQ(object.get("BaseType").get("WordLength").toDouble(), 9);
+        EXPECT_EQ(object.get("BaseType").get("Name"), Value("narrow"));
+        object.set("BaseType", Value());  // an empty array is no value
+        EXPECT_EQ(object.get("BaseType"), number);
+    }
+    // Parts outlive the variables that made them, and are given up with the last composite.
+    const Value number = type(true, 12, 13);
+    Value deep = structure({{"a", of("pointertype", of("pointertype", number))}, {"b", number}});
+    EXPECT_EQ(deep.get("Elements").cell(0).get("Type").get("BaseType").get("BaseType"), number);
+    EXPECT_EQ(number.interface()->getNumberOfReferences(), 3);
+    deep = Value();
+    EXPECT_EQ(number.interface()->getNumberOfReferences(), 1);
+    // Elements are copies of those that were given, and those that are read are the structure's own.
+    const Value given = element("a", number);
+    const Value made = make("structtype");
+    made.set("Elements", given);
+    given.set("Identifier", "z");
+    const Value own = made.get("Elements").cell(0);
+    EXPECT_EQ(own.get("Identifier"), Value("a"));
+    own.set("Identifier", "b");
+    EXPECT_EQ(made.get("Elements").cell(0), own);
+    made.set("Elements", Value(hvArrayOwner(hvCreateCellMatrix(0, 0))));
+    EXPECT_TRUE(made.get("Elements").isEmpty());
+    EXPECT_EQ(own.get("Type"), number);
+}
+
+TEST_F(TypeClasses, RefuseWhatTheyCannotBeMadeOfAndStayAsTheyWere) {
+    const Value number = type(true, 8, 0);
+    const Value complex = of("complextype", number);
+    const Value pointer = of("pointertype", number);
+    const Value matrix = of("matrixtype", number);
+    const Value record = structure({{"a", number}});
+    const Value own = record.get("Elements").cell(0);
+    const Value constant = type(true, 8, 0);
+    constant.set("ReadOnly", true);
+    const Value unnamed = make("structelement");
+    unnamed.set("Type", number);
+    const std::vector<Value> twins = {element("b", number), element("c", number), element("b", pointer)};
+    const std::vector<Value> mixed = {element("b", number), number};
+    const std::vector<Value> open = {element("b", number), unnamed};
+    const struct {
+        const Value& object;
+        const char* property;
+        Value written;
+        const char* id;
+    } rows[] = {
+        {complex, "BaseType", make("chartype"), "embeddedtype:basetype:invalidobject"},
+        {complex, "BaseType", own, "embeddedtype:basetype:invalidobject"},
+        {complex, "BaseType", constant, "embeddedtype:complexbasetype:invalidbasetype"},
+        {matrix, "BaseType", own, "embeddedtype:basetype:invalidobject"},
+        {matrix, "BaseType", s16(1), "embeddedtype:basetype:invalidobject"},
+        {matrix, "BaseType", 5, "VELMAR:datatype:badValue"},
+        {matrix, "BaseType", make("voidtype"), "embeddedtype:matrixbasetype:incompletebasetype"},
+        {matrix, "BaseType", of("matrixtype", number), "embeddedtype:matrixbasetype:invalidbasetype"},
+        {matrix, "BaseType", of("pointertype", matrix), "embeddedtype:matrixbasetype:recursion"},
+        {pointer, "BaseType", rules({}), "embeddedtype:basetype:invalidobject"},
+        {pointer, "BaseType", make("matrixtype"), "embeddedtype:pointerbasetype:invalidbasetype"},
+        {pointer, "BaseType", of("pointertype", pointer), "embeddedtype:pointerbasetype:recursion"},
+        {own, "Type", rules({}), "embeddedtype:basetype:invalidobject"},
+        {own, "Type", make("pointertype"), "embeddedtype:elementtype:incompletetype"},
+        {own, "Type", record, "embeddedtype:elementtype:invalidtype"},
+        {record, "Elements", Value::cells(mixed), "embeddedtype:struct:InvalidElement"},
+        {record, "Elements", Value::cells(open), "embeddedtype:struct:IncompleteElement"},
+        {record, "Elements", element("b", record), "embeddedtype:struct:RecursiveElement"},
+        {record, "Elements", Value::cells(twins), "embeddedtype:struct:NameClash"},
+    };
+    for (const auto& row : rows) {
+        const Raised raised = thrownBy([&, &object = row.object] { object.set(row.property, row.written); });
+        EXPECT_EQ(raised.id, row.id);
+        if (raised.id == "embeddedtype:basetype:invalidobject") {
+            EXPECT_EQ(raised.message, "Parameter must be a valid type object.");
+        }
+        const Value kept = row.object.get(row.property);
+        EXPECT_EQ(kept.isObject() ? kept : kept.cell(kept.numberOfElements() - 1), kept.isObject() ? number : own);
+    }
+}
+
+TEST_F(TypeClasses, AreShownWithTheirProperties) {
+    const Value matrix = of("matrixtype", type(true, 8, 0));
+    matrix.set("Dimensions", std::vector<double>{1, 64});
+    matrix.set("Name", "taps");
+    const Value list = structure({{"x", matrix}, {"y", matrix}});
+    const std::pair<Value, const char*> rows[] = {
+        {matrix,
+         "embedded.matrixtype\n"
+         "          Path: ''\n"
+         "    Identifier: ''\n"
+         "          Name: 'taps'\n"
+         "      ReadOnly: false\n"
+         "      Volatile: false\n"
+         "      BaseType: [1-by-1 embedded.numerictype]\n"
+         "    Dimensions: [1 64]\n"
+         "     FrameData: false\n"},
+        {list.get("Elements").cell(1),
+         "embedded.structelement\n"
+         "    Identifier: 'y'\n"
+         "          Type: [1-by-1 embedded.matrixtype]\n"},
+        {make("opaquetype"),
+         "embedded.opaquetype\n"
+         "          Path: ''\n"
+         "    Identifier: 'hidden'\n"
+         "          Name: ''\n"
+         "      ReadOnly: false\n"
+         "      Volatile: false\n"},
+    };
+    for (const auto& [object, text] : rows) {
+        session.display(object);
+        EXPECT_EQ(session.takePrinted(), text);
+    }
+}
+
+TEST_F(TypeClasses, EqualTreesHaveEqualSumsAndEachConvertsToTheOther) {
+    const auto tree = [&](int wordLength, bool isConstant) {
+        const Value made = of("pointertype", of("pointertype", of("complextype", type(true, wordLength, 3))));
+        made.get("BaseType").set("ReadOnly", isConstant);
+        return made;
+    };
+    const Value first = tree(12, false);
+    for (const int wordLength : {12, 13}) {
+        for (const bool isConstant : {false, true}) {
+            const Value other = tree(wordLength, isConstant);
+            const bool isEqual = wordLength == 12 && !isConstant;
+            EXPECT_EQ(typeIn(first) == typeIn(other), isEqual);
+            EXPECT_EQ(sumOf(first) == sumOf(other), isEqual);
+            EXPECT_TRUE(typeIn(first).canBeConvertedTo(&typeIn(other)));
+        }
+    }
+}
+
+/// What the variables of a user should hold: types by their number, in the order of their making.
+struct Model {
+    std::string name;
+    std::size_t base = none;
+    std::vector<std::pair<std::string, std::size_t>> elements{};
+    static constexpr std::size_t none = ~std::size_t{0};
+};
+
+std::string described(const std::vector<Model>& types, std::size_t which, int depth) {
+    if (which == Model::none || depth == 0) {
+        return ".";
+    }
+    const Model& type = types[which];
+    std::string text = type.name + "(";
+    if (type.name == "structtype") {
+        for (const auto& [identifier, part] : type.elements) {
+            text += identifier + described(types, part, depth - 1);
+        }
+    } else if (type.name != "numerictype") {
+        text += described(types, type.base, depth - 1);
+    }
+    return text + ")";
+}
+std::string described(const Value& type, int depth) {
+    if (!type.isObject() || depth == 0) {
+        return ".";
+    }
+    const std::string name = type.className().substr(sizeof "embedded." - 1);
+    std::string text = name + "(";
+    if (name == "structtype") {
+        const Value elements = type.get("Elements");
+        for (std::size_t i = 0; i < elements.numberOfElements(); ++i) {
+            text += elements.cell(i).get("Identifier").toText() + described(elements.cell(i).get("Type"), depth - 1);
+        }
+    } else if (name != "numerictype") {
+        text += described(type.get("BaseType"), depth - 1);
+    }
+    return text + ")";
+}
+
+TEST_F(TypeClasses, TreesOfHandlesAreWhatWasMadeHoweverTheyAreRewiredAndDropped) {
+    constexpr int kDepth = 5;
+    int cyclesLeft = 0;
+    for (unsigned seed = 0; seed < 6; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        const auto below = [&random](std::size_t limit) { return random() % limit; };
+        const Value number = type(true, 8, 0);
+        std::vector<Model> types{{"numerictype"}};
+        std::vector<std::pair<std::size_t, Value>> variables{{0, number}};
+        const auto any = [&]() -> auto& {
+            return variables[below(variables.size())];
+        };
+        for (int step = 0; step < 600; ++step) {
+            const auto [which, object] = any();
+            const auto [part, partObject] = any();
+            const std::size_t action = below(8);
+            if (action < 2) {
+                const char* const names[] = {"pointertype", "matrixtype", "complextype", "structtype"};
+                const char* const name = names[below(4)];
+                types.push_back({name});
+                variables.emplace_back(types.size() - 1, make(name));
+            } else if (action < 4 && types[which].name != "numerictype" && types[which].name != "structtype") {
+                if (thrownBy([&] { object.set("BaseType", partObject); }) == Raised{}) {
+                    types[which].base = part;
+                }
+            } else if (action < 6 && types[which].name == "structtype") {
+                const auto [second, secondObject] = any();
+                std::vector<Value> elements(2);
+                const Raised raised = thrownBy([&, &other = secondObject] {
+                    elements[0] = element("a", partObject);
+                    elements[1] = element("b", other);
+                    object.set("Elements", Value::cells(elements));
+                });
+                if (raised == Raised{}) {
+                    types[which].elements = {{"a", part}, {"b", second}};
+                }
+            } else if (action == 6 && types[which].base != Model::none) {
+                variables.emplace_back(types[which].base, object.get("BaseType"));
+            } else if (variables.size() > 12) {
+                std::swap(variables[1 + below(variables.size() - 1)], variables.back());
+                variables.pop_back();
+            }
+            const auto& [shown, value] = any();
+            ASSERT_EQ(described(value, kDepth), described(types, shown, kDepth));
+        }
+        variables = {};
+        cyclesLeft += number.interface()->getNumberOfReferences() > 1 ? 1 : 0;
+        // With the next collection of cycles, which many structures bring about, the number is the user's alone.
+        std::vector<Value> many(1000);
+        for (Value& made : many) {
+            made = make("structtype");
+        }
+        EXPECT_EQ(number.interface()->getNumberOfReferences(), 1);
+    }
+    EXPECT_GT(cyclesLeft, 0);
+}
+
+}  // namespace
