@@ -99,26 +99,6 @@ TEST(FiBits, ComplementLikeIntegers) {
     }
 }
 
-// The result has local rules if an operand has: those of the left one if it is local, else those of the right one.
-TEST(FiBits, TakeTheRulesOfALocalOperand) {
-    const NumericType type = fixedType(true, 8, 0);
-    const fimath ofA = rulesOf(Rounding::floor, true);
-    const fimath ofB = rulesOf(Rounding::ceil, true);
-    for (int locals = 0; locals < 4; ++locals) {
-        for (const bool isScalar : {false, true}) {
-            const std::vector<double> values = isScalar ? std::vector<double>{1.0} : std::vector<double>{1.0, 2.0};
-            const bool isLocal[] = {(locals & 1) != 0, (locals & 2) != 0};
-            const fi a = column(values, type, ofA, isLocal[0]);
-            const fi b = column({3.0, 4.0}, type, ofB, isLocal[1]);
-            const FiOwner result(&a.fibitor(b));
-            EXPECT_EQ(result->getFimathIsLocal(), locals != 0);
-            const fimath wanted = isLocal[0] ? ofA : isLocal[1] ? ofB : fimath::getGlobalFimath();
-            EXPECT_EQ(fieldsOf(result->getFimath()), fieldsOf(wanted));
-            EXPECT_EQ(result->getAssignmentQuantizer().getRoundMode(), wanted.getRoundMode());
-        }
-    }
-}
-
 // Values that no write through the quantizer has made keep what they have above the word, as for single elements.
 TEST(FiBits, OfValuesOutsideTheTypeAreThoseOfElements) {
     Random random(50903);

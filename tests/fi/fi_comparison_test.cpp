@@ -9,10 +9,9 @@
 #include <sstream>
 
 #include "logging/filog.h"
-#include "tests/support/arrays_of_fi.h"
 #include "tests/support/blocks.h"
 #include "tests/support/errors_of_fi.h"
-#include "tests/support/exact_arrays.h"
+#include "tests/support/product_oracle.h"
 
 namespace {
 
@@ -180,7 +179,7 @@ TEST_F(Comparison, OfDoublesIsThatOfTheHardware) {
 
 /// An entry on the scale of another type: each step rounds to the bits of the entry's cell.
 Rational adjusted(const Rational& stored, const NumericType& from, const NumericType& to) {
-    const int bits = from.getWordLength() <= 52 ? 53 : from.getWordLength() + 1;
+    const int bits = cellBits(from.getWordLength());
     Rational result = stored;
     if (from.getSlopeAdjustmentFactor() != to.getSlopeAdjustmentFactor()) {
         const double ratio = from.getSlopeAdjustmentFactor() / to.getSlopeAdjustmentFactor();
@@ -238,7 +237,7 @@ TEST_F(Comparison, AdjustsTheRightSideToTheScaleOfTheLeft) {
             parts[1].re[0] = adjusted(parts[0].re[0], types[0], types[1]);
         }
         const auto fits = [&](int side) {
-            const int bits = types[side].getWordLength() <= 52 ? 53 : types[side].getWordLength() + 1;
+            const int bits = cellBits(types[side].getWordLength());
             return atPrecision(parts[side].re[0], bits) == parts[side].re[0] &&
                    (parts[side].im.empty() || atPrecision(parts[side].im[0], bits) == parts[side].im[0]);
         };

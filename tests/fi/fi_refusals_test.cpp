@@ -81,6 +81,7 @@ TEST(Refusals, ComeInTheirOrderAndChangeNothing) {
         {kSums, scalarOf(s16, lowest), scalarOf(slope, lowest), modeNotDefined("SumMode")},
         {kSums, scalarOf(s16, highestSteepSums), scalarOf(s16, mathRules(kFull, kKeepMSB)), modeNotDefined("SumMode")},
         {kSums, scalarOf(s16, shortSums), scalarOf(s16, shortSums), tooFewBits("Sum", 16, 17)},
+        {kSums, scalarOf(fixedType(true, 15, 15), shortSums), scalarOf(fixedType(true, 15, 15), shortSums), Raised{}},
         {kSums, scalarOf(s16, told, true), scalarOf(slope, told), complexNotDefined("@")},
         {kSums, scalarOf(slope, uncast), scalarOf(slope, uncast), notCast("@")},
         {kSums, column({0.5, 0.25}, s16), column({0.5, 0.25, 0.125}, s16), kSizesDiffer},

@@ -4,7 +4,7 @@
 #include <climits>
 
 #include "tests/support/errors.h"
-#include "tests/support/random_arrays_of_fi.h"
+#include "tests/support/product_oracle.h"
 #include "tests/support/rules.h"
 
 namespace {
@@ -32,18 +32,15 @@ TEST(FiPow2, RoundsOnceByTheRulesOrDown) {
         SCOPED_TRACE(testing::Message() << "seed " << random.seed() << " round " << round << " 2^" << k
                                         << (floors ? " down " : " ") << nameOf(rounding) << (wraps ? " wrap " : " ")
                                         << known.description());
-        Counts counts;
+        Stage stage{type, rounding, wraps};
         const auto shifted = [&](const std::vector<Integer>& words) {
             std::vector<Integer> result;
             for (const Integer& word : words) {
                 const Rational exact = scaled(Rational(word), k);
                 const Integer whole = rounded(exact, floors ? Rounding::floor : rounding);
-                const Rational kept =
-                    quantized(scaled(Rational(whole), type.getFixedExponent()), type, rounding, wraps);
+                const Rational kept = stage(scaled(Rational(whole), type.getFixedExponent()));
                 result.push_back(floorOf(scaled(kept, -type.getFixedExponent())));
-                counts.operations += 1;
-                counts.overflows += result.back() != whole;
-                counts.underflows += whole == 0 && word != 0;
+                stage.counts.underflows += whole == 0 && word != 0;
             }
             return result;
         };
@@ -54,7 +51,7 @@ TEST(FiPow2, RoundsOnceByTheRulesOrDown) {
         fi::setLogging(false);
         ASSERT_TRUE(holdsWords(*result, re, im, type.getFixedExponent()));
         ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(type));
-        ASSERT_EQ(countsOf(*result), logs ? counts : Counts{});
+        ASSERT_EQ(countsOf(*result), logs ? stage.counts : Counts{});
         // Rounding down was for this once.
         ASSERT_EQ(result->getFimathIsLocal(), isLocal);
         ASSERT_EQ(fieldsOf(result->getFimath()), fieldsOf(known.array->getFimath()));

@@ -6,7 +6,7 @@
 
 #include "tests/support/arrays.h"
 #include "tests/support/errors_of_fi.h"
-#include "tests/support/random_arrays_of_fi.h"
+#include "tests/support/product_oracle.h"
 
 namespace {
 
@@ -16,20 +16,6 @@ std::vector<int> signsOf(const fi& array) {
     const auto data = hvGetTypedData<std::int8_t>(static_cast<const hvArray*>(signs.get()));
     return {data.begin(), data.end()};
 }
-
-/// What the quantizations of whole results count.
-struct Tally {
-    Counts counts;
-    Rational max, min;
-    Rational step(const Rational& x, const NumericType& type, bool wraps) {
-        const Rational y = quantized(x, type, Rounding::nearest, wraps);
-        max = counts.operations == 0 || y > max ? y : max;
-        min = counts.operations == 0 || y < min ? y : min;
-        counts.operations += 1;
-        counts.overflows += x != y;
-        return y;
-    }
-};
 
 TEST(FiSigns, NegateAndConjugateLikeIntegers) {
     Random random(51002);
@@ -43,16 +29,16 @@ TEST(FiSigns, NegateAndConjugateLikeIntegers) {
         SCOPED_TRACE(testing::Message() << "seed " << random.seed() << " round " << round << (wraps ? " wrap " : " ")
                                         << known.description());
         const int exponent = type.getFixedExponent();
-        const auto negated = [&](const std::vector<Integer>& words, Tally& tally) {
+        const auto negated = [&](const std::vector<Integer>& words, Stage& tally) {
             std::vector<Integer> result;
             for (const Integer& word : words) {
-                const Rational y = tally.step(scaled(Rational(-word), exponent), type, wraps);
+                const Rational y = tally(scaled(Rational(-word), exponent));
                 result.push_back(floorOf(scaled(y, -exponent)));
             }
             return result;
         };
         const auto check = [&](const fi& result, const std::vector<Integer>& re, const std::vector<Integer>& im,
-                               const Tally& tally, const NumericType& wantedType) {
+                               const Stage& tally, const NumericType& wantedType) {
             ASSERT_TRUE(holdsWords(result, re, im, exponent));
             ASSERT_EQ(sizesOf(result), sizesOf(*known.array));
             ASSERT_EQ(fieldsOf(result.getNumericType()), fieldsOf(wantedType));
@@ -70,7 +56,7 @@ TEST(FiSigns, NegateAndConjugateLikeIntegers) {
         const FiOwner conjugate(known.array->conj());
         fi::setLogging(false);
 
-        Tally ofMinus;
+        Stage ofMinus{type, Rounding::nearest, wraps};
         NumericType minusType(type);
         if (type.isSlopeBiasScaled()) {
             minusType.setBias(0.0 - type.getBias());
@@ -78,7 +64,7 @@ TEST(FiSigns, NegateAndConjugateLikeIntegers) {
         const std::vector<Integer> minusRe = negated(known.re, ofMinus);
         const std::vector<Integer> minusIm = negated(known.im, ofMinus);
         check(*minus, minusRe, minusIm, ofMinus, minusType);
-        Tally ofConjugate;
+        Stage ofConjugate{type, Rounding::nearest, wraps};
         const std::vector<Integer> conjugateIm = negated(known.im, ofConjugate);
         check(*conjugate, known.re, conjugateIm, ofConjugate, type);
     }

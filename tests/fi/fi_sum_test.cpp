@@ -96,21 +96,6 @@ TEST(SumType, KeepsSlopeAndBiasOfASpecifiedSumOnlyWhereOneSideHasAny) {
               fieldsOf(slopeBiasType(true, 20, 1.25, -8, -3.0)));
 }
 
-// Which rules: the left operand's if local, else the right one's, else the global ones.
-TEST(SumType, TakesTheRulesOfTheLeftOperandFirst) {
-    const GlobalRules global(sumRules(kSpecify, 10, 1));
-    const fimath own = sumRules(kSpecify, 11, 2);
-    const NumericType type = fixedType(true, 8, 0);
-    for (int locals = 0; locals < 4; ++locals) {
-        const fi a = scalar(1.0, type, own, (locals & 1) != 0);
-        const fi b = scalar(1.0, type, own, (locals & 2) != 0);
-        const Owner result = sum(a, b);
-        EXPECT_EQ(result->getWordLength(), locals == 0 ? 10 : 11);
-        EXPECT_EQ(result->getFimathIsLocal(), locals != 0);
-        EXPECT_EQ(result->getQlogger().getOperationType(), Operation::Sum);
-    }
-}
-
 // Values.
 
 TEST(SumValues, AreThoseOfExactRationals) {
@@ -171,26 +156,6 @@ TEST(SumValues, AreThoseOfExactRationals) {
             ASSERT_EQ(result->getQlogger().getMin().todouble(), nearestDouble(stage.min));
         }
     }
-}
-
-TEST(SumValues, MeetEveryElementWithAScalarAndKeepEmptyShapes) {
-    const NumericType type = fixedType(true, 16, 4);
-    const fi three = column({1.0, 2.0, 3.0}, type);
-    const fi one = scalar(0.5, type);
-    EXPECT_EQ(realParts(*sum(three, one, true)), (std::vector<double>{0.5, 1.5, 2.5}));
-    EXPECT_EQ(realParts(*sum(one, three, true)), (std::vector<double>{-0.5, -1.5, -2.5}));
-    EXPECT_EQ(realParts(*sum(three, three)), (std::vector<double>{2.0, 4.0, 6.0}));
-    const Sizes sizes{0, 5, 2};
-    const fi empty(sizes.data(), 3, type, rulesOf(), false, "", true, Operation::Assignment, 0);
-    for (const Owner& result : {sum(empty, empty), sum(empty, one), sum(one, empty)}) {
-        EXPECT_EQ(sizesOf(*result), sizes);
-        EXPECT_EQ(result->getWordLength(), 17);
-    }
-    // Two scalars: the result has the dimensions of the right one.
-    const Sizes thick{1, 1, 1};
-    const fi deep(thick.data(), 3, type, rulesOf(), false, "", true, Operation::Assignment, 0);
-    EXPECT_EQ(sizesOf(*sum(one, deep)), thick);
-    EXPECT_EQ(sizesOf(*sum(deep, one)), (Sizes{1, 1}));
 }
 
 // Registers.
