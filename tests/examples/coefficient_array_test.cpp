@@ -90,9 +90,9 @@ TEST(CoefficientArray, ShowsValuesWordsTypeRulesAndTag) {
     for (int i = 0; i < 100; ++i) integers.push_back(i - 50);
     CoefficientArray array(valuesOf(integers, 9), kRules);
     const std::string shown = array.shown();
-    for (const char* line : {" WordLength: 8\n", " FractionLength: 9\n", " Signedness: 'Signed'\n",
-                             " RoundMode: 'floor'\n", " OverflowMode: 'wrap'\n", " ProductMode: 'KeepMSB'\n",
-                             " ProductWordLength: 14\n", " SumMode: 'SpecifyPrecision'\n", " SumWordLength: 20\n",
+    for (const char* line : {" WordLength: 8\n", " FractionLength: 9\n", " Signedness: Signed\n",
+                             " RoundMode: floor\n", " OverflowMode: wrap\n", " ProductMode: KeepMSB\n",
+                             " ProductWordLength: 14\n", " SumMode: SpecifyPrecision\n", " SumWordLength: 20\n",
                              " SumFractionLength: 17\n", "    Tag: coefficients\n"}) {
         EXPECT_NE(shown.find(line), std::string::npos) << line << shown;
     }

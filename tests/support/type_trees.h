@@ -53,6 +53,13 @@ class Owner {
         describe<CharType, ComplexType, FIEnumType, MatrixType, NumericType, OpaqueType, PointerType, StructElement,
                  StructType, VoidType>();
     }
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+    /// Class records must outlive the cycles that a test leaves.
+    ~Owner() {
+        mReferences.clear();
+        EmbeddedTypeSystem::TypeCycles::collect();
+    }
 
     template <class Made, class... Arguments>
     Made* make(Arguments&&... arguments) {
