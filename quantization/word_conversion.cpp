@@ -243,6 +243,8 @@ void convertToWord(double v, const NumericType& type, int roundCode, bool satura
 
 template <class T>
 double valueOfWord(std::span<const T> word, const NumericType& type) {
+    // By the type and not by the top chunk alone: of an unsigned word of 64 bits its top bit is 2^63, and the word of
+    // an infinity that saturates is the greatest value and not -1.
     const bool isNegative = type.isSigned() && static_cast<std::make_signed_t<T>>(word.back()) < 0;
     double value = 0.0;
     std::int64_t position = type.getFixedExponent();
