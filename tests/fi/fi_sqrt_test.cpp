@@ -234,38 +234,6 @@ TEST(SquareRoot, OfArraysAreThoseOfTheSearchForEach) {
     }
 }
 
-TEST(SquareRoot, RoundsByTheDistanceOfTheSquares) {
-    // 6.25 lies half way between 2 and 3 by the roots, and by the squares nearer to 4; 6.5 is half way between 4 and 9.
-    const NumericType source = fixedType(true, 16, 8);
-    const NumericType whole = fixedType(true, 8, 0);
-    struct Row {
-        double x;
-        double down, up, nearest;
-    };
-    const Row rows[] = {{6.25, 2, 3, 2}, {6.5, 2, 3, 2},  {6.50390625, 2, 3, 3}, {4, 2, 2, 2},      {9, 3, 3, 3},
-                        {0, 0, 0, 0},    {0.25, 0, 1, 0}, {0.5, 0, 1, 0},        {127, 11, 12, 11}, {0.625, 0, 1, 1}};
-    for (const Row& row : rows) {
-        for (const Rounding rounding : kRoundings) {
-            fimath rules = rulesOf(rounding, false);
-            rules.setCastBeforeSum(false);
-            const fi x = scalar(row.x, source, rules);
-            const bool down = rounding == Rounding::fix || rounding == Rounding::floor;
-            EXPECT_EQ(Owner(x.sqrtBisection(whole))->realdouble(), down                         ? row.down
-                                                                   : rounding == Rounding::ceil ? row.up
-                                                                                                : row.nearest)
-                << row.x << ' ' << nameOf(rounding);
-        }
-    }
-    // A cast before the distances are taken makes 7 of 6.5, and so moves the tie.
-    EXPECT_EQ(Owner(scalar(6.5, source, rulesOf(Rounding::nearest, false)).sqrtBisection(whole))->realdouble(), 3.0);
-    EXPECT_EQ(Owner(scalar(6.5, source, rulesOf(Rounding::convergent, false)).sqrtBisection(whole))->realdouble(), 2.0);
-    // Nothing lies above the upper bound.
-    const fi large = scalar(100, source, rulesOf(Rounding::ceil, true));
-    EXPECT_EQ(Owner(large.sqrtBisection(fixedType(true, 4, 0)))->realdouble(), 7.0);
-    // The one value of a one-bit signed word that is no negative one.
-    EXPECT_EQ(Owner(large.sqrtBisection(fixedType(true, 1, 0)))->realdouble(), 0.0);
-}
-
 TEST(SquareRoot, FollowsTheDataTypeOfTheOperand) {
     const NumericType fixed = fixedType(true, 16, 8);
     const NumericType scaledDouble = scaledDoubleType(true, 16, 8);
