@@ -1,33 +1,27 @@
 // The filter study as its user meets it: recordings in; tables, files, messages and exit codes out.
 #include <gtest/gtest.h>
 #include <sndfile.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <limits>
-#include <map>
 #include <numbers>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "examples/filter_study/FilterStudy.h"
+#include "examples/filter_study/coefficientFiles.h"
+#include "examples/filter_study/integerModel.h"
+#include "examples/filter_study/lowPass.h"
 #include "examples/filter_study/program.h"
 #include "host/reference/Session.h"
-#include "tests/examples/sounds.h"
+#include "tests/examples/studies.h"
 
 namespace {
 
-struct Result {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-Result runStudy(const std::vector<std::string>& arguments) {
+Outcome runStudy(const Arguments& arguments) {
     std::ostringstream out;
     std::ostringstream err;
     const int code = filterstudy::run(arguments, out, err);
@@ -45,35 +39,15 @@ std::vector<std::int16_t> tones(int count) {
     return samples;
 }
 
-using Row = std::map<std::string, std::string>;
-
-std::vector<Row> rowsOf(const std::string& csv) {
-    const auto cells = [](const std::string& line) {
-        std::istringstream parts(line);
-        std::vector<std::string> values;
-        for (std::string part; std::getline(parts, part, ',');) values.push_back(part);
-        return values;
-    };
-    std::istringstream text(csv);
-    std::string line;
-    std::getline(text, line);
-    const auto names = cells(line);
-    std::vector<Row> rows;
-    while (std::getline(text, line)) {
-        const auto values = cells(line);
-        EXPECT_EQ(values.size(), names.size()) << line;
-        rows.emplace_back();
-        for (std::size_t i = 0; i < std::min(values.size(), names.size()); ++i) rows.back()[names[i]] = values[i];
-    }
-    return rows;
-}
-
+/// The number that the C header defines for a name.
 int defined(const std::string& header, const std::string& name) {
-    const auto at = header.find("#define FILTER_" + name + " ");
+    const std::string begin = "#define FILTER_" + name + " ";
+    const auto at = header.find(begin);
     EXPECT_NE(at, std::string::npos) << name;
-    return at == std::string::npos
-               ? 0
-               : std::stoi(header.substr(at + std::string("#define FILTER_ ").size() + name.size()));
+    return at == std::string::npos ? 0 : std::stoi(header.substr(at + begin.size()));
+}
+filterstudy::Word definedWord(const std::string& header, const std::string& name) {
+    return {defined(header, name + "_BITS"), defined(header, name + "_FRACTION")};
 }
 
 std::vector<double> soundOf(const std::string& path) {
@@ -86,15 +60,6 @@ std::vector<double> soundOf(const std::string& path) {
     return samples;
 }
 
-/// Rounds to steps of 2^-fraction, ties up, in 64 bits.
-std::int64_t nearest(std::int64_t value, int dropped) {
-    return dropped <= 0 ? value << -dropped : ((value >> (dropped - 1)) + 1) >> 1;
-}
-std::int64_t saturated(std::int64_t value, int bits) {
-    const std::int64_t half = std::int64_t{1} << (bits - 1);
-    return std::clamp(value, -half, half - 1);
-}
-
 }  // namespace
 
 TEST(FilterStudy, FilesTellAllThatIsNeededToComputeTheOutputAgain) {
@@ -103,87 +68,46 @@ TEST(FilterStudy, FilesTellAllThatIsNeededToComputeTheOutputAgain) {
     writeSound(folder.file("a.wav"), samples);
     for (const char* wanted : {"30", "45", "55"}) {
         SCOPED_TRACE(wanted);
-        const auto result = runStudy({folder.file("a.wav"),
-                                      "--taps",
-                                      "20",
-                                      "--attenuation",
-                                      "30",
-                                      "--coefficients",
-                                      "6:11",
-                                      "--data",
-                                      "6:11",
-                                      "--products",
-                                      "8:18",
-                                      "--sums",
-                                      "8:18",
-                                      "--stretch",
-                                      "300",
-                                      "--snr",
-                                      wanted,
-                                      "--out",
-                                      folder.file("made/here"),
-                                      "--csv",
-                                      folder.file("rows.csv")});
+        Arguments arguments = {folder.file("a.wav"), "--snr", wanted, "--out", folder.file("made/here")};
+        std::istringstream others(
+            "--taps 20 --attenuation 30 --coefficients 6:11 --data 6:11 --products 8:18 --sums 8:18 --stretch 300 "
+            "--csv");
+        for (std::string word; others >> word;) arguments.push_back(word);
+        arguments.push_back(folder.file("rows.csv"));
+        const auto result = runStudy(arguments);
         ASSERT_EQ(result.code, 0) << result.err;
 
         const std::string header = readText(folder.file("made/here/coefficients.h"));
-        std::vector<std::int64_t> taps;
-        std::istringstream words(readText(folder.file("made/here/coefficients.bin")));
-        for (std::string word; std::getline(words, word);) {
-            if (word.starts_with("//")) continue;
-            std::int64_t integer = word[0] == '1' ? -1 : 0;
-            for (const char bit : word) integer = integer * 2 + (bit == '1');
-            taps.push_back(integer);
-        }
+        const filterstudy::Arithmetic arithmetic{definedWord(header, "COEFFICIENT"),
+                                                 definedWord(header, "DATA"),
+                                                 {filterstudy::Keep::Specified, definedWord(header, "PRODUCT")},
+                                                 {filterstudy::Keep::Specified, definedWord(header, "SUM")}};
+        const auto taps = filterstudy::integersOfWords(readText(folder.file("made/here/coefficients.bin")), 2,
+                                                       arithmetic.coefficient.bits);
         ASSERT_EQ(taps.size(), 20U);
-        const int fullFraction = defined(header, "COEFFICIENT_FRACTION") + defined(header, "DATA_FRACTION");
-        const int productFraction = defined(header, "PRODUCT_FRACTION");
-        const int sumFraction = defined(header, "SUM_FRACTION");
-        std::vector<double> expected;
-        for (int i = 0; i < 1500; ++i) {
-            std::int64_t sum = 0;
-            for (int j = std::max(0, i - 9); j <= std::min(1499, i + 10); ++j) {
-                const std::int64_t data =
-                    saturated(nearest(samples[static_cast<std::size_t>(j)], 15 - defined(header, "DATA_FRACTION")),
-                              defined(header, "DATA_BITS"));
-                const std::int64_t product = saturated(
-                    nearest(data * taps[static_cast<std::size_t>(i + 10 - j)], fullFraction - productFraction),
-                    defined(header, "PRODUCT_BITS"));
-                const int finer = std::max(0, sumFraction - productFraction);
-                const int finest = productFraction + finer;
-                sum = saturated(nearest((sum << (finest - sumFraction)) + (product << finer), finest - sumFraction),
-                                defined(header, "SUM_BITS"));
-            }
-            expected.push_back(std::ldexp(static_cast<double>(sum), -sumFraction));
-        }
-        EXPECT_EQ(soundOf(folder.file("made/here/filtered.wav")), expected);
-
+        std::vector<double> sound;
+        for (const std::int16_t sample : samples) sound.push_back(sample / 32768.0);
+        const auto model =
+            filterstudy::integerFilter(filterstudy::storedIntegers(sound, arithmetic.data), taps, arithmetic);
+        const auto output = soundOf(folder.file("made/here/filtered.wav"));
+        const auto exact = filterstudy::filtered(sound, filterstudy::designLowPass({20, 1.0 / 12.0, 30.0}));
+        ASSERT_EQ(output.size(), 1500U);
         double signal = 0.0;
         double noise = 0.0;
-        const auto coefficients = filterstudy::designLowPass({20, 1.0 / 12.0, 30.0});
-        for (int i = 0; i < 1500; ++i) {
-            double exact = 0.0;
-            for (int j = std::max(0, i - 9); j <= std::min(1499, i + 10); ++j) {
-                exact +=
-                    samples[static_cast<std::size_t>(j)] / 32768.0 * coefficients[static_cast<std::size_t>(i + 10 - j)];
-            }
-            const double error = exact - expected[static_cast<std::size_t>(i)];
-            signal += exact * exact;
-            noise += error * error;
+        for (std::size_t i = 0; i < output.size(); ++i) {
+            EXPECT_EQ(output[i], std::ldexp(static_cast<double>(model.words[i]), -arithmetic.sum.word.fraction)) << i;
+            signal += exact[i] * exact[i];
+            noise += (exact[i] - output[i]) * (exact[i] - output[i]);
         }
         EXPECT_GE(10.0 * std::log10(signal / noise), std::stod(wanted));
 
-        // In the rows, those that keep the ratio on the stretch cost no less, but for those the whole recording
-        // refused.
         const auto rows = rowsOf(readText(folder.file("rows.csv")));
-        const auto chosen =
-            std::find_if(rows.begin(), rows.end(), [](const Row& row) { return row.at("chosen") == "1"; });
-        ASSERT_NE(chosen, rows.end());
-        EXPECT_EQ(std::stoi(chosen->at("coefficient_bits")), defined(header, "COEFFICIENT_BITS"));
-        EXPECT_EQ(std::stoi(chosen->at("data_bits")), defined(header, "DATA_BITS"));
-        EXPECT_EQ(std::stoi(chosen->at("product_bits")), defined(header, "PRODUCT_BITS"));
-        EXPECT_EQ(std::stoi(chosen->at("output_bits")), defined(header, "SUM_BITS"));
-        EXPECT_GE(std::stod(chosen->at("snr_db")), std::stod(wanted));
+        const Row chosen = chosenOf(rows);
+        EXPECT_EQ(std::stoi(chosen.at("coefficient_bits")), arithmetic.coefficient.bits);
+        EXPECT_EQ(std::stoi(chosen.at("data_bits")), arithmetic.data.bits);
+        EXPECT_EQ(std::stoi(chosen.at("product_bits")), arithmetic.product.word.bits);
+        EXPECT_EQ(std::stoi(chosen.at("output_bits")), arithmetic.sum.word.bits);
+        EXPECT_GE(std::stod(chosen.at("snr_db")), std::stod(wanted));
         for (const Row& row : rows) {
             const int cost = std::stoi(row.at("coefficient_bits")) * std::stoi(row.at("data_bits")) +
                              std::stoi(row.at("product_bits")) + std::stoi(row.at("output_bits"));
@@ -203,23 +127,20 @@ TEST(FilterStudy, PrintsBothTablesTheChoiceAndTheCheck) {
                                   "--products", "12", "--sums", "12", "--snr", "25", "--stretch", "200"});
     EXPECT_EQ(result.code, 0) << result.err;
     EXPECT_EQ(result.err, "");
-    for (const char* text :
-         {"16-tap low-pass, Kaiser window for 70 dB, cutoff 666.667 Hz at 8000 Hz",
-          "SNR [dB] with products and sums in full", "Products\n", "Sums\n", "Rounding of products and sums\n",
-          "  FullPrecision ", "  KeepMSB ", "  KeepLSB ", "  SpecifyPrecision wrap ", "  convergent ", "[ns/tap]",
-          "\n> The cheapest words that keep 25.0 dB: ", "found equal, bit for bit, to those of an integer model"}) {
-        EXPECT_NE(result.out.find(text), std::string::npos) << text << "\n" << result.out;
-    }
-    std::istringstream lines(result.out.substr(result.out.find('\n')));
-    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 110U) << line;
+    expectTexts(
+        result.out,
+        {"16-tap low-pass, Kaiser window for 70 dB, cutoff 666.667 Hz at 8000 Hz",
+         "SNR [dB] with products and sums in full", "Products\n", "Sums\n", "Rounding of products and sums\n",
+         "  FullPrecision ", "  KeepMSB ", "  KeepLSB ", "  SpecifyPrecision wrap ", "  convergent ", "[ns/tap]",
+         "\n> The cheapest words that keep 25.0 dB: ", "found equal, bit for bit, to those of an integer model"});
+    linesOfAScreen(result.out.substr(result.out.find('\n')));
     EXPECT_EQ(folder.entryCount(), 1U) << "without --out nothing is written";
 }
 
 TEST(FilterStudy, ShowsTheChosenCoefficientsOnlyWhenAsked) {
     const TemporaryFolder folder;
     writeSound(folder.file("a.wav"), tones(1000));
-    std::vector<std::string> arguments = {
-        folder.file("a.wav"), "--taps", "15", "--coefficients", "9", "--data", "9", "--snr", "20"};
+    Arguments arguments = {folder.file("a.wav"), "--taps", "15", "--coefficients", "9", "--data", "9", "--snr", "20"};
     const std::string heading = "\nThe coefficients as the host displays them\n";
     EXPECT_EQ(runStudy(arguments).out.find(heading), std::string::npos);
 
@@ -260,17 +181,8 @@ TEST(FilterStudy, ShowsASavedStudyAgainToTheLastCharacter) {
         const std::string saved = folder.file("study.h5");
         std::vector<std::string> output = {"--show", "--csv", folder.file("rows.csv")};
         if (wanted == "20") output.insert(output.end(), {"--out", folder.file("made")});
-        std::vector<std::string> first = {folder.file("a.wav"),
-                                          "--taps",
-                                          "15",
-                                          "--coefficients",
-                                          "7,9",
-                                          "--data",
-                                          "9",
-                                          "--snr",
-                                          wanted,
-                                          "--save",
-                                          saved};
+        Arguments first = {"--taps", "15", "--coefficients", "7,9", "--data", "9"};
+        first.insert(first.end(), {folder.file("a.wav"), "--snr", wanted, "--save", saved});
         first.insert(first.end(), output.begin(), output.end());
         const auto then = runStudy(first);
         EXPECT_EQ(then.code, 0) << then.err;
@@ -307,8 +219,7 @@ TEST(FilterStudy, ShowsASavedStudyAgainToTheLastCharacter) {
 TEST(FilterStudy, SaysSoWhenNothingKeepsTheRatio) {
     const TemporaryFolder folder;
     writeSound(folder.file("a.wav"), tones(300));
-    const std::vector<std::string> few = {
-        folder.file("a.wav"), "--taps", "8", "--coefficients", "6", "--data", "6", "--snr", "80"};
+    const Arguments few = {folder.file("a.wav"), "--taps", "8", "--coefficients", "6", "--data", "6", "--snr", "80"};
     const auto result = runStudy(few);
     EXPECT_EQ(result.code, 0) << result.err;
     EXPECT_NE(result.out.find("\nNo words of the grid keep 80.0 dB; the best are 6-bit coefficients and 6-bit data"),
@@ -347,17 +258,9 @@ TEST(FilterStudy, MeasuresAStretchOfTypicalPower) {
 }
 
 TEST(FilterStudy, HelpShowsEveryOptionAndExitCode) {
-    const auto result = runStudy({"--help"});
-    EXPECT_EQ(result.code, 0);
-    for (const char* text :
-         {"SIGNAL",         "--channel", "--gain",     "--snr",  "--taps",  "--cutoff",     "--attenuation",
-          "--coefficients", "--data",    "--products", "--sums", "--round", "--overflow",   "--stretch",
-          "--out",          "--csv",     "--show",     "--save", "--load",  "filtered.wav", "  0  ",
-          "  1  ",          "  2  ",     "  3  ",      "  4  ",  "  5  ",   "  6  ",        "  7  "}) {
-        EXPECT_NE(result.out.find(text), std::string::npos) << text;
-    }
-    std::istringstream lines(result.out);
-    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 110U) << line;
+    expectHelp(runStudy({"--help"}),
+               "SIGNAL --channel --gain --snr --taps --cutoff --attenuation --coefficients --data --products --sums "
+               "--round --overflow --stretch --out --csv --show --save --load filtered.wav");
 }
 
 TEST(FilterStudy, TellsEveryErrorAndItsCode) {
@@ -368,19 +271,15 @@ TEST(FilterStudy, TellsEveryErrorAndItsCode) {
     writeText(folder.file("text.wav"), "no sound at all, only text");
     const std::string kept = folder.file("kept");
     writeText(kept, "kept");
-    const std::vector<std::string> quick = {signal, "--taps", "4", "--coefficients", "8", "--data", "8", "--products",
-                                            "8",    "--sums", "8", "--snr",          "0"};
+    const Arguments quick = {signal, "--taps", "4", "--coefficients", "8", "--data", "8", "--products",
+                             "8",    "--sums", "8", "--snr",          "0"};
     const auto with = [&quick](std::initializer_list<std::string> more) {
         auto arguments = quick;
         arguments.insert(arguments.end(), more);
         return arguments;
     };
 
-    const struct {
-        std::vector<std::string> arguments;
-        int code;
-        std::string message;
-    } cases[] = {
+    const std::vector<Refusal> rows = {
         {{"--nonsense"}, 2, "--nonsense"},
         {{signal, "second.wav"}, 2, "second.wav"},
         {{signal, "--snr", "many"}, 2, "many"},
@@ -413,24 +312,15 @@ TEST(FilterStudy, TellsEveryErrorAndItsCode) {
         {with({"--out", "/dev/null/made"}), 6, "/dev/null/made: cannot be made: "},
         {with({"--csv", folder.file("no/rows.csv")}), 6, "rows.csv: cannot be written"},
     };
-    const auto entries = folder.entryCount();
-    for (const auto& row : cases) {
-        const auto result = runStudy(row.arguments);
-        EXPECT_EQ(result.code, row.code) << row.message << " / " << result.err;
-        EXPECT_TRUE(result.err.starts_with("filter_study: ")) << result.err;
-        EXPECT_NE(result.err.find(row.message), std::string::npos) << row.message << " / " << result.err;
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), row.code == 2 ? 2 : 1) << result.err;
-    }
+    expectRefusals("filter_study", rows, folder, runStudy);
     EXPECT_EQ(readText(kept), "kept");
-    EXPECT_EQ(folder.entryCount(), entries) << "no half-written file stays";
 }
 
 TEST(FilterStudy, RunsAsAProgram) {
     const TemporaryFolder folder;
     writeSound(folder.file("a.wav"), tones(60));
-    const auto shell = [&](const std::string& arguments, const std::string& out) {
-        const std::string command = std::string(FILTER_STUDY) + " " + arguments + " >" + out + " 2>/dev/null";
-        return WEXITSTATUS(std::system(command.c_str()));
+    const auto shell = [](const std::string& arguments, const std::string& out) {
+        return runProgram(FILTER_STUDY, arguments, out, "/dev/null");
     };
     const std::string good = folder.file("a.wav") + " --taps 4 --coefficients 8 --data 8 --snr 10";
     EXPECT_EQ(shell(good, folder.file("out")), 0);

@@ -51,20 +51,7 @@ TEST(Format, ReadsWhatItPrints) {
 }
 
 TEST(Format, RefusesWhatIsNoFormatAndQuotesIt) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", "give one like"},
-        {"s", "give one like"},
-        {"16,15", "give one like"},
-        {"x16,15", "give one like"},
-        {"s16", "give one like"},
-        {"s16:5", "give one like"},
-        {"s16,15,14", "give one like"},
-        {"s16,1x", "give one like"},
-        {"s16,15floor", "give one like"},
-        {"s99999999999,15", "give one like"},
-        {"f16,5", "give one like"},
-        {"f16:5 floor/wrap", "give one like"},
-        {"s16,15 floor/wrap/wrap", "give one like"},
+    std::vector<std::pair<std::string, const char*>> cases = {
         {"s0,0", "the word has 1 to 52 bits"},
         {"s53,0", "the word has 1 to 52 bits"},
         {"u16,513", "the fraction has -512 to 512 bits"},
@@ -74,11 +61,14 @@ TEST(Format, RefusesWhatIsNoFormatAndQuotesIt) {
         {"s16,15 up", "there is no rounding mode 'up'"},
         {"s16,15 floor/clip", "there is no overflow mode 'clip' (known: saturate, wrap)"},
     };
+    for (const char* text : {"", "s", "16,15", "x16,15", "s16", "s16:5", "s16,15,14", "s16,1x", "s16,15floor",
+                             "s99999999999,15", "f16,5", "f16:5 floor/wrap", "s16,15 floor/wrap/wrap"})
+        cases.emplace_back(text, "give one like");
     for (const auto& [text, reason] : cases) {
         const std::string message = refusal([text = text] { parseFormat(text, kDefaults); });
         EXPECT_NE(message.find(reason), std::string::npos) << text << ": " << message;
         if (message.starts_with("bad format")) {
-            EXPECT_NE(message.find("'" + std::string(text) + "'"), std::string::npos) << message;
+            EXPECT_NE(message.find("'" + text + "'"), std::string::npos) << message;
         }
     }
 }

@@ -1,16 +1,15 @@
 // The integer model of the filter study against rationals.
 #include "examples/filter_study/integerModel.h"
 
-#include <gmpxx.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "examples/word_length_study/StudyError.h"
+#include "tests/support/rational.h"
 
 namespace {
 
@@ -20,53 +19,17 @@ using filterstudy::Overflow;
 using filterstudy::Round;
 using filterstudy::Word;
 
-mpq_class twoTo(int exponent) {
-    mpz_class power;
-    mpz_ui_pow_ui(power.get_mpz_t(), 2, static_cast<unsigned long>(std::abs(exponent)));
-    return exponent < 0 ? mpq_class(1, power) : mpq_class(power);
-}
-
-mpz_class floorOf(const mpq_class& value) {
-    mpz_class whole;
-    mpz_fdiv_q(whole.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
-    return whole;
-}
-
-mpz_class rounded(const mpq_class& value, Round round) {
-    const mpq_class half(1, 2);
-    const mpz_class below = floorOf(value);
-    const mpz_class above = -floorOf(-value);
-    switch (round) {
-        case Round::Floor:
-            return below;
-        case Round::Ceil:
-            return above;
-        case Round::Fix:
-            return value < 0 ? above : below;
-        case Round::Nearest:
-            return floorOf(value + half);
-        case Round::Round:
-            return value < 0 ? mpz_class(-floorOf(half - value)) : floorOf(value + half);
-        case Round::Convergent:
-            return value - below == half ? mpz_class(mpz_even_p(below.get_mpz_t()) ? below : above)
-                                         : floorOf(value + half);
-    }
-    return 0;
-}
-
 /// Rounds a value into a word and counts what lies outside.
-mpq_class quantized(const mpq_class& value, Word word, Round round, Overflow overflow, std::uint64_t& overflows) {
-    const mpz_class half = twoTo(word.bits - 1).get_num();
-    mpz_class integer = rounded(value * twoTo(word.fraction), round);
+Rational quantized(const Rational& value, Word word, Round round, Overflow overflow, std::uint64_t& overflows) {
+    const Integer half(twoTo(word.bits - 1));
+    Integer integer = rounded(scaled(value, word.fraction), static_cast<Rounding>(round));
     if (integer < -half || integer >= half) {
         ++overflows;
-        if (overflow == Overflow::Saturate) {
-            integer = integer < 0 ? mpz_class(-half) : mpz_class(half - 1);
-        } else {
-            integer -= 2 * half * floorOf(mpq_class(integer + half, 2 * half));
-        }
+        integer = overflow == Overflow::Wrap
+                      ? Integer(integer - 2 * half * floorOf(scaled(Rational(integer + half), -word.bits)))
+                      : std::clamp(integer, Integer(-half), Integer(half - 1));
     }
-    return integer * twoTo(-word.fraction);
+    return scaled(Rational(integer), -word.fraction);
 }
 
 struct Case {
@@ -123,21 +86,18 @@ TEST(IntegerModel, IsWhatRationalsSay) {
                 std::uint64_t logged = 0;
                 ASSERT_EQ(output.words.size(), data.size());
                 for (int i = 0; i < 40; ++i) {
-                    mpq_class sum = 0;
-                    for (int j = 0; j < 40; ++j) {
-                        const int tap = i + 2 - j;
-                        if (tap < 0 || tap > 4) continue;
-                        const mpq_class exact =
-                            mpq_class(mpz_class(static_cast<long>(data[static_cast<std::size_t>(j)]) *
-                                                static_cast<long>(coefficients[static_cast<std::size_t>(tap)]))) *
-                            twoTo(-arithmetic.data.fraction - arithmetic.coefficient.fraction);
-                        const mpq_class product = quantized(exact, given.product, round, overflow, productOverflows);
+                    Rational sum = 0;
+                    for (int tap = 4; tap >= 0; --tap) {
+                        const int j = i + 2 - tap;
+                        if (j < 0 || j > 39) continue;
+                        const Rational exact = scaled(
+                            Rational(data[static_cast<std::size_t>(j)] * coefficients[static_cast<std::size_t>(tap)]),
+                            -arithmetic.data.fraction - arithmetic.coefficient.fraction);
+                        const Rational product = quantized(exact, given.product, round, overflow, productOverflows);
                         sum = quantized(sum + product, given.sum, round, overflow, sumOverflows);
                     }
                     logged += sumOverflows;
-                    EXPECT_EQ(mpz_class(static_cast<long>(output.words[static_cast<std::size_t>(i)])) *
-                                  twoTo(-given.sum.fraction),
-                              sum)
+                    EXPECT_EQ(scaled(Rational(output.words[static_cast<std::size_t>(i)]), -given.sum.fraction), sum)
                         << i;
                 }
                 EXPECT_EQ(output.productOverflows, productOverflows);

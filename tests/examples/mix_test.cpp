@@ -7,12 +7,14 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "examples/word_length_study/program.h"
-#include "tests/examples/sounds.h"
+#include "tests/examples/studies.h"
+#include "tests/support/rational.h"
 
 namespace {
 
@@ -28,20 +30,12 @@ class Place {
         : mFraction(fraction),
           mLow(isSigned ? -(std::int64_t{1} << (wordBits - 1)) : 0),
           mHigh((std::int64_t{1} << (isSigned ? wordBits - 1 : wordBits)) - 1),
-          mFloors(round == Round::Floor),
+          mRounding(static_cast<Rounding>(round)),
           mWraps(wraps) {}
 
-    std::int64_t fromDouble(double value) {
-        const double steps = std::ldexp(value, mFraction);
-        return bounded(static_cast<std::int64_t>(std::floor(mFloors ? steps : steps + 0.5)), value != 0.0);
-    }
+    std::int64_t take(double value) { return take(Rational(value)); }
     /// From an integer in steps of 2^-fraction.
-    std::int64_t fromInteger(std::int64_t value, int fraction) {
-        const int shift = fraction - mFraction;
-        if (shift < 0) return bounded(value << -shift, value != 0);
-        const std::int64_t half = mFloors || shift == 0 ? 0 : std::int64_t{1} << (shift - 1);
-        return bounded((value + half) >> shift, value != 0);
-    }
+    std::int64_t take(std::int64_t value, int fraction) { return take(scaled(Rational(value), -fraction)); }
 
     std::uint64_t overflows = 0;
     std::uint64_t underflows = 0;
@@ -49,8 +43,9 @@ class Place {
     std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
 
  private:
-    std::int64_t bounded(std::int64_t value, bool wasSomething) {
-        if (value == 0 && wasSomething) ++underflows;
+    std::int64_t take(const Rational& exact) {
+        std::int64_t value = rounded(scaled(exact, mFraction), mRounding).get_si();
+        if (value == 0 && exact != 0) ++underflows;
         if (value < mLow || value > mHigh) {
             ++overflows;
             const std::int64_t count = mHigh - mLow + 1;
@@ -64,7 +59,7 @@ class Place {
     int mFraction;
     std::int64_t mLow;
     std::int64_t mHigh;
-    bool mFloors;
+    Rounding mRounding;
     bool mWraps;
 };
 
@@ -120,7 +115,7 @@ TEST(Mix, EveryRowIsWhatIntegersSay) {
         const auto overflowsAt = [&](int f) {
             Place place(isSigned, bits, f, format.round, false);
             for (const double value : copy) {
-                if (isSigned || value > 0.0) place.fromDouble(value);
+                if (isSigned || value > 0.0) place.take(value);
             }
             return place.overflows > 0;
         };
@@ -132,8 +127,8 @@ TEST(Mix, EveryRowIsWhatIntegersSay) {
         std::vector<std::int64_t> a;
         std::vector<std::int64_t> b;
         for (std::size_t i = 0; i < samples.size(); ++i) {
-            a.push_back(placeA.fromDouble(samples[i]));
-            b.push_back(placeB.fromDouble(copy[i]));
+            a.push_back(placeA.take(samples[i]));
+            b.push_back(placeB.take(copy[i]));
         }
         ASSERT_EQ(mix.operands.size(), 2U);
         expectRow(mix.operands[0], typeText(isSigned, bits, fraction), placeA, fraction, samples, a);
@@ -165,15 +160,10 @@ TEST(Mix, EveryRowIsWhatIntegersSay) {
                 Place place(isSigned, rule.wordBits, rule.fraction, format.round, rule.wraps);
                 std::vector<std::int64_t> got;
                 for (std::size_t i = 0; i < a.size(); ++i) {
-                    if (rule.casts) {
-                        const std::int64_t left = place.fromInteger(a[i], fraction);
-                        const std::int64_t right = place.fromInteger(b[i], copyFraction);
-                        got.push_back(place.fromInteger(left + sign * right, rule.fraction));
-                    } else {
-                        const std::int64_t exact =
-                            (a[i] << (finest - fraction)) + sign * (b[i] << (finest - copyFraction));
-                        got.push_back(place.fromInteger(exact, finest));
-                    }
+                    const std::int64_t left = rule.casts ? place.take(a[i], fraction) : a[i] << (finest - fraction);
+                    const std::int64_t right =
+                        rule.casts ? place.take(b[i], copyFraction) : b[i] << (finest - copyFraction);
+                    got.push_back(place.take(left + sign * right, rule.casts ? rule.fraction : finest));
                 }
                 expectRow(rows[r], typeText(isSigned, rule.wordBits, rule.fraction), place, rule.fraction, wanted, got);
             }
@@ -213,17 +203,13 @@ TEST(Mix, TheTableFollowsTheStudyAndQuotesTheHost) {
     const auto begin =
         text.find("\nMixed through the host: the recording plus and minus a copy 2 ms later (16 samples) at -3");
     ASSERT_NE(begin, std::string::npos) << text;
-    std::istringstream lines(text.substr(begin));
-    int rows = 0;
-    for (std::string line; std::getline(lines, line);) {
-        EXPECT_LE(line.size(), 110U) << line;
-        rows += line.find(" saturate ") != std::string::npos || line.find(" wrap ") != std::string::npos ? 1 : 0;
-    }
-    EXPECT_EQ(rows, 14);
-    for (const char* part : {"[warned]", "[dB]", "\"fi:overflow: ", " occurred in the fi ",
-                             "\nThe exact sum of two 12-bit words is s13,12 and keeps "}) {
-        EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
-    }
+    linesOfAScreen(text.substr(begin));
+    const std::regex row(" (saturate|wrap) ");
+    EXPECT_EQ(
+        std::distance(std::sregex_iterator(text.begin() + static_cast<std::ptrdiff_t>(begin), text.end(), row), {}),
+        14);
+    expectTexts(text, {"[warned]", "[dB]", "\"fi:overflow: ", " occurred in the fi ",
+                       "\nThe exact sum of two 12-bit words is s13,12 and keeps "});
     EXPECT_EQ(outputOf({signal, "--no-mix"}).find("Mixed"), std::string::npos);
 }
 

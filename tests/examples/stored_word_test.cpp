@@ -1,75 +1,34 @@
 // The integer model of stored words against exact rationals.
 #include "examples/word_length_study/storedWord.h"
 
-#include <gmpxx.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
+
+#include "tests/support/rational.h"
 
 using namespace study;
 
 namespace {
 
-mpz_class floorOf(const mpq_class& value) {
-    mpz_class whole;
-    mpz_fdiv_q(whole.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
-    return whole;
-}
-
-mpz_class rounded(const mpq_class& value, Round round) {
-    const mpq_class half(1, 2);
-    switch (round) {
-        case Round::Ceil:
-            return -floorOf(-value);
-        case Round::Floor:
-            return floorOf(value);
-        case Round::Fix:
-            return value < 0 ? mpz_class(-floorOf(-value)) : floorOf(value);
-        case Round::Nearest:
-            return floorOf(value + half);
-        case Round::Round:
-            return value < 0 ? mpz_class(-floorOf(half - value)) : floorOf(value + half);
-        case Round::Convergent: {
-            const mpz_class up = floorOf(value + half);
-            return up - value == half && up % 2 != 0 ? mpz_class(up - 1) : up;
-        }
-    }
-    return 0;
-}
-
-mpz_class powerOfTwo(int exponent) {
-    return mpz_class(1) << static_cast<unsigned>(exponent);
-}
-
-mpq_class scaled(double value, int bits) {
-    mpq_class exact(value);
-    if (bits >= 0) return exact * powerOfTwo(bits);
-    return exact / powerOfTwo(-bits);
-}
-
 std::uint64_t exactWord(double sample, const Format& format) {
-    const mpz_class modulus = powerOfTwo(format.wordBits);
-    const mpz_class low = format.kind == Kind::Signed ? mpz_class(-modulus / 2) : mpz_class(0);
-    const mpz_class high = low + modulus - 1;
-    mpz_class integer = rounded(scaled(sample, format.fractionBits), format.round);
-    if (format.overflow == Overflow::Saturate) {
-        if (integer > high) integer = high;
-        if (integer < low) integer = low;
-    }
-    mpz_class word;
+    const Integer modulus(twoTo(format.wordBits));
+    const Integer low = format.kind == Kind::Signed ? Integer(-modulus / 2) : Integer(0);
+    Integer integer = rounded(scaled(Rational(sample), format.fractionBits), static_cast<Rounding>(format.round));
+    if (format.overflow == Overflow::Saturate) integer = std::clamp(integer, low, Integer(low + modulus - 1));
+    Integer word;
     mpz_fdiv_r(word.get_mpz_t(), integer.get_mpz_t(), modulus.get_mpz_t());
     return word.get_ui();
 }
 
-constexpr Round kRounds[] = {Round::Ceil, Round::Convergent, Round::Fix, Round::Floor, Round::Nearest, Round::Round};
-constexpr Overflow kOverflows[] = {Overflow::Saturate, Overflow::Wrap};
-
 template <class Check>
 void overAllModes(int wordBits, int fractionBits, Check&& check) {
     for (const Kind kind : {Kind::Signed, Kind::Unsigned}) {
-        for (const Round round : kRounds) {
-            for (const Overflow overflow : kOverflows) check({kind, wordBits, fractionBits, 0, round, overflow});
+        for (const Round round : parseRounds("all")) {
+            for (const Overflow overflow : {Overflow::Saturate, Overflow::Wrap})
+                check({kind, wordBits, fractionBits, 0, round, overflow});
         }
     }
 }
@@ -149,11 +108,13 @@ TEST(CoveringFraction, IsTheFinestThatHoldsBothEnds) {
         const double low = std::min(a, b);
         const double high = std::max(a, b);
         const int wordBits = 3 + static_cast<int>(random() % 30);
-        for (const Round round : kRounds) {
+        for (const Round round : parseRounds("all")) {
             const auto holds = [&](int fraction) {
-                const mpz_class limit = powerOfTwo(wordBits - 1);
-                return rounded(scaled(low, fraction), round) >= -limit &&
-                       rounded(scaled(high, fraction), round) < limit;
+                const auto integer = [&](double end) {
+                    return rounded(scaled(Rational(end), fraction), static_cast<Rounding>(round));
+                };
+                const Integer limit(twoTo(wordBits - 1));
+                return integer(low) >= -limit && integer(high) < limit;
             };
             const int fraction = coveringFraction(low, high, Kind::Signed, wordBits, round);
             EXPECT_TRUE(holds(fraction) && !holds(fraction + 1))
