@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -51,42 +50,32 @@ std::vector<double> awkwardValues() {
 }
 
 TEST(ArrayTargets, AgreeWithTheElementPathOnEveryInstructionSet) {
-    struct Format {
-        Mode mode;
-        int wordBits;
-        int second;
-    };
-    const Format formats[] = {{Mode::Fixed, 8, 4},   {Mode::Ufixed, 8, 4},  {Mode::Fixed, 1, 0},
-                              {Mode::Fixed, 20, 30}, {Mode::Ufixed, 5, -3}, {Mode::ScaledDouble, 8, 4},
-                              {Mode::Float, 8, 4},   {Mode::Single, 32, 8}, {Mode::Double, 64, 11},
-                              {Mode::Boolean, 1, 0}};
+    const Description formats[] = {{Mode::Fixed, 8, 4},   {Mode::Ufixed, 8, 4},  {Mode::Fixed, 1, 0},
+                                   {Mode::Fixed, 20, 30}, {Mode::Ufixed, 5, -3}, {Mode::ScaledDouble, 8, 4},
+                                   {Mode::Float, 8, 4},   {Mode::Single, 32, 8}, {Mode::Double, 64, 11},
+                                   {Mode::Boolean, 1, 0}};
     const std::vector<double> values = awkwardValues();
     hwy::SetSupportedTargetsForTest(0);
     int targets = 0;
     for (std::int64_t rest = hwy::SupportedTargets(); rest != 0; rest &= rest - 1) {
         const OnlyTarget only(rest & -rest);
         ++targets;
-        for (const Format& format : formats) {
-            for (int round = 0; round < 6; ++round) {
-                for (int overflow = 0; overflow < 2; ++overflow) {
-                    auto make = [&] {
-                        return quantizer(format.mode, static_cast<embedded::RoundModeEnum>(round),
-                                         static_cast<embedded::OverflowModeEnum>(overflow), format.wordBits,
-                                         format.second, "", embedded::OperationTypeEnum::Unspecified, true);
-                    };
-                    const quantizer byArray = make();
-                    const quantizer byElement = make();
+        for (Description described : formats) {
+            for (const Rounding rounding : kRoundings) {
+                described.rounding = rounding;
+                for (const bool wraps : {false, true}) {
+                    described.wraps = wraps;
+                    const quantizer byArray = described.make();
+                    const quantizer byElement = described.make();
                     std::vector<double> results(values.size());
                     byArray.quantize(values, results);
                     number x(0.0, 52, false);
                     for (std::size_t i = 0; i < values.size(); ++i) {
                         x.setvalue(values[i]);
                         const double expected = byElement.quantize(x).todouble();
-                        ASSERT_EQ(std::bit_cast<std::uint64_t>(results[i]), std::bit_cast<std::uint64_t>(expected))
-                            << hwy::TargetName(rest & -rest) << ", mode " << static_cast<int>(format.mode) << " ["
-                            << format.wordBits << ' ' << format.second << "], round " << round << ", overflow "
-                            << overflow << ": " << text(values[i]) << " gives " << text(results[i]) << ", by element "
-                            << text(expected);
+                        ASSERT_TRUE(sameBits(results[i], expected))
+                            << hwy::TargetName(rest & -rest) << ", " << described << ": " << text(values[i])
+                            << " gives " << text(results[i]) << ", by element " << text(expected);
                     }
                     EXPECT_EQ(countsOf(byArray), countsOf(byElement)) << hwy::TargetName(rest & -rest);
                     EXPECT_TRUE(sameElement(byArray.getMax(), byElement.getMax()));

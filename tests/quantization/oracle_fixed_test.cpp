@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -339,6 +340,69 @@ TEST(FixedOracle, ConstantsOfAnyFormatAreTheirDefinitions) {
                 << "seed " << random.seed() << " round " << round << ", " << described << ": " << constant.name
                 << " is " << text(constant.actual.todouble()) << " of kind " << kind;
         }
+    }
+}
+
+TEST(FixedOracle, MeetsBoundsThatDoublesHoldOnlyInPart) {
+    constexpr double kInf = std::numeric_limits<double>::infinity();
+    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    struct Row {
+        Mode mode;
+        int wordBits;
+        int fractionBits;
+        bool wraps;
+        double input;
+        double expected;
+    };
+    const Row rows[] = {
+        {Mode::Fixed, 8, 7, true, 0x1p1000, 0.0},
+        {Mode::Fixed, 8, 12, true, 0.03125, -0.03125},  // a wraparound below 1
+        {Mode::Fixed, 52, 0, true, 0x1p51, -0x1p51},
+        {Mode::Fixed, 64, 0, false, 0x1p80, 0x1p63},  // the bound in a double element
+        {Mode::Ufixed, 52, 0, true, -1.0, 0x1p52 - 1},
+        {Mode::Ufixed, 52, 0, false, 0x1p60, 0x1p52 - 1},
+        {Mode::Ufixed, 52, 60, true, 0x1p960, 0.0},
+        {Mode::Ufixed, 52, 60, true, 0x1p1000, kNaN},  // scaled for rounding, it leaves the doubles
+        {Mode::Float, 10, 0, false, 1.0, kInf},        // exponentmax is -1
+    };
+    for (const Row& row : rows) {
+        const Description described{row.mode, row.wordBits, row.fractionBits, Rounding::floor, row.wraps};
+        const quantizer q = described.make();
+        number x(row.input, 52, false);
+        EXPECT_EQ(&q.quantize(x), &x);
+        EXPECT_TRUE(sameElement(x, number(row.expected, 52, false))) << described << text(x.todouble());
+        EXPECT_EQ(countsOf(q), (Counts{1, 0, 1})) << described;
+    }
+}
+
+TEST(FixedOracle, ScalesWithTheFormatWherePowersLeaveTheDoubles) {
+    Random random(99);
+    for (int round = 0; round < 600; ++round) {
+        Description near;
+        near.mode = random.oneIn(2) ? Mode::Fixed : Mode::Ufixed;
+        near.wordBits = random.between(1, 52);
+        near.second = 0;
+        near.rounding = random.pick(kRoundings);
+        near.wraps = random.oneIn(2);
+        Description far = near;
+        far.second = random.oneIn(2) ? 930 : -905;
+        const quantizer a = near.make();
+        const quantizer b = far.make();
+        ASSERT_TRUE(a.getDoubleLimits().valid);
+        ASSERT_FALSE(b.getDoubleLimits().valid);
+        for (int i = 0; i < 20; ++i) {
+            const int bits = random.between(0, 54);
+            const double value =
+                std::ldexp(static_cast<double>(static_cast<std::int64_t>(random.word()) >> (63 - bits)), -3);
+            number x(value, 52, false);
+            number y(std::ldexp(value, -far.second), 52, false);
+            a.quantize(x);
+            b.quantize(y);
+            y = std::ldexp(y.todouble(), far.second);
+            ASSERT_TRUE(sameElement(x, y)) << "seed " << random.seed() << ' ' << far << " of " << text(value) << ": "
+                                           << text(x.todouble()) << " and " << text(y.todouble());
+        }
+        ASSERT_EQ(countsOf(a), countsOf(b)) << "seed " << random.seed() << ' ' << far;
     }
 }
 
