@@ -179,6 +179,8 @@ TEST(Numberops, CastsEveryKindThroughADouble) {
         EXPECT_EQ(x->fixed2int32(99, 0), -1);
         EXPECT_EQ(x->fixed2int64(99, 40), -(std::int64_t{3} << 39));
         EXPECT_EQ(x->fixed2uint8(99, 1), 253);
+        EXPECT_EQ(bodyOf(300.0, p)->fixed2uint8(99, 0), 44);
+        EXPECT_EQ(bodyOf(-0.99, p)->fixed2int8(99, 1), -1);
         EXPECT_EQ(x->fixed2uint16(99, 1), 65533);
         EXPECT_EQ(x->fixed2uint32(99, 1), 4294967293U);
         EXPECT_EQ(bodyOf(1.5, p)->fixed2uint64(99, 63), std::uint64_t{3} << 62);

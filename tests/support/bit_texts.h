@@ -1,7 +1,7 @@
 // An independent model of long words for tests: texts of '0' and '1', highest bit first, with schoolbook arithmetic.
 #pragma once
 
-#include <gmp.h>
+#include <gmpxx.h>
 #include <mpfr.h>
 
 #include <algorithm>
@@ -67,6 +67,11 @@ class ExactValue {
         mpfr_set_str(mValue, ("0" + (negative ? negatedBits(bits) : bits)).c_str(), 2, MPFR_RNDN);
         mpfr_mul_2si(mValue, mValue, exponent, MPFR_RNDN);
         if (negative) mpfr_neg(mValue, mValue, MPFR_RNDN);
+    }
+    /// A whole number times 2^exponent.
+    ExactValue(const mpz_class& integer, long exponent) {
+        mpfr_init2(mValue, static_cast<mpfr_prec_t>(mpz_sizeinbase(integer.get_mpz_t(), 2)) + 2);
+        mpfr_set_z_2exp(mValue, integer.get_mpz_t(), exponent, MPFR_RNDN);
     }
     ~ExactValue() { mpfr_clear(mValue); }
     ExactValue(const ExactValue&) = delete;
