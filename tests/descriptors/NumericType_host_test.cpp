@@ -3,10 +3,10 @@
 
 #include <climits>
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/hv.h"
@@ -137,52 +137,25 @@ TEST(NumericTypeDialog, SetsFromWhatATextEvaluatesTo) {
 }
 
 TEST(NumericTypeEvents, CarryTheNewValueInTheShapeOfTheProperty) {
-    const struct {
-        const char* property;
-        const char* dataType;
-    } properties[] = {
-        {"WordLength", "int32"},
-        {"FractionLength", "int32"},
-        {"Slope", "double"},
-        {"Bias", "double"},
-        {"Signed", "VELMAR array"},
-        {"PrivDLGWordLengthString", "string"},
-        {"PrivDLGFractionLengthString", "string"},
-        {"PrivDLGSlopeString", "string"},
-        {"PrivDLGBiasString", "string"},
-        {"PrivDLGSigned", "bool"},
-    };
     OMClass typeClass;
     typeClass.setName("numerictype", true);
-    for (const auto& row : properties) {
-        typeClass.addProperty(
-            std::make_unique<ValuelessProperty>(row.property, OMTypeRepository::getType(row.dataType, true)));
+    const std::pair<const char*, const char*> properties[] = {{"WordLength", "int32"},
+                                                              {"FractionLength", "int32"},
+                                                              {"Slope", "double"},
+                                                              {"Bias", "double"},
+                                                              {"Signed", "VELMAR array"},
+                                                              {"PrivDLGWordLengthString", "string"},
+                                                              {"PrivDLGFractionLengthString", "string"},
+                                                              {"PrivDLGSlopeString", "string"},
+                                                              {"PrivDLGBiasString", "string"},
+                                                              {"PrivDLGSigned", "bool"}};
+    for (const auto& [name, dataType] : properties) {
+        typeClass.addProperty(std::make_unique<ValuelessProperty>(name, OMTypeRepository::getType(dataType, true)));
     }
     const NumericType type(TypeMode::FixedSlopeBias, true, 12, 1.25, -3, 0.5);
     OMInterface* const handle = new OMInterface(nullptr, &typeClass, nullptr);
 
-    std::vector<std::string> seen;
-    handle->getListenerManager()->addListener([&](OMDatabaseClient* client, const OMEvent& event) {
-        const auto& change = dynamic_cast<const OMPropertyEvent&>(event);
-        EXPECT_TRUE(client->isInternal());
-        EXPECT_EQ(change.getKind(), OMPropertyEvent::Kind::PostSet);
-        EXPECT_EQ(event.getSource(), handle);
-        const std::string dataType = change.getProperty()->getDataType()->getName();
-        const void* value = change.getNewValue();
-        std::string text;
-        if (dataType == "int32") {
-            text = std::to_string(*static_cast<const std::int32_t*>(value));
-        } else if (dataType == "double") {
-            text = std::to_string(*static_cast<const double*>(value));
-        } else if (dataType == "bool") {
-            text = *static_cast<const bool*>(value) ? "true" : "false";
-        } else if (dataType == "string") {
-            text = static_cast<const char*>(value);
-        } else {
-            text = hvGetScalar(static_cast<const hvArray*>(value)) == 1 ? "array of true" : "array of false";
-        }
-        seen.push_back(std::string(event.getEventInfo()->getName()) + " " + text);
-    });
+    const EventTexts seen(handle);
     NumericType::NotifyWordLengthPropEvent(handle, 9);
     NumericType::NotifyFractionLengthPropEvent(handle, -4);
     NumericType::NotifySlopePropEvent(handle, 0.5);
@@ -193,11 +166,17 @@ TEST(NumericTypeEvents, CarryTheNewValueInTheShapeOfTheProperty) {
     NumericType::NotifyPrivDLGSlopeStringPropEvent(handle, &type);
     NumericType::NotifyPrivDLGBiasStringPropEvent(handle, &type);
     NumericType::NotifyPrivDLGSignedPropEvent(handle, &type);
-    EXPECT_EQ(seen, (std::vector<std::string>{
-                        "WordLengthPostSet 9", "FractionLengthPostSet -4", "SlopePostSet 0.500000",
-                        "BiasPostSet -2.000000", "SignedPostSet array of false", "PrivDLGWordLengthStringPostSet 12",
-                        "PrivDLGFractionLengthStringPostSet 3", "PrivDLGSlopeStringPostSet 0.15625",
-                        "PrivDLGBiasStringPostSet 0.5", "PrivDLGSignedPostSet true"}));
+    const std::vector<std::string> expected = {"WordLengthPostSet 9",
+                                               "FractionLengthPostSet -4",
+                                               "SlopePostSet 0.500000",
+                                               "BiasPostSet -2.000000",
+                                               "SignedPostSet array of false",
+                                               "PrivDLGWordLengthStringPostSet 12",
+                                               "PrivDLGFractionLengthStringPostSet 3",
+                                               "PrivDLGSlopeStringPostSet 0.15625",
+                                               "PrivDLGBiasStringPostSet 0.5",
+                                               "PrivDLGSignedPostSet true"};
+    EXPECT_EQ(seen.get(), expected);
     OMInterface::operator delete(handle);
 
     // A class without the property has nobody to tell.

@@ -4,6 +4,7 @@
 #include <boost/make_shared.hpp>
 #include <limits>
 #include <map>
+#include <optional>
 #include <typeinfo>
 
 #include "descriptors/LocalFxpClient.h"
@@ -111,48 +112,45 @@ TEST_F(Features, CommandsMoveTheirOwnSwitchAndOnlyThat) {
 TEST_F(Features, CommandsReadEveryKindOfSetting) {
     const Raised mustBe01{"VELMAR:mustBe01OffOn", "Value must be 0, 1, off, or on."};
     const Raised wrongClass{"VELMAR:doubleOrCharArgRequired", "Double or Character argument required."};
-    struct Row {
-        hvArrayOwner setting;
-        int state;
-        Raised error;
-        const char* why;
-    };
-    const auto number = [](double value) { return hvArrayOwner(hvCreateDoubleScalar(value)); };
-    const auto none = [](hvArray* array) { return hvArrayOwner(array); };
-    std::vector<Row> rows;
-    rows.push_back({number(0.0), 0, {}, "0"});
-    rows.push_back({number(1.0), 1, {}, "1"});
-    rows.push_back({number(1.75), 1, {}, "truncated"});
-    rows.push_back({number(0.99), 0, {}, "truncated"});
-    rows.push_back({number(-0.99), 0, {}, "truncated towards zero"});
-    rows.push_back({number(2.0), -1, mustBe01, "2"});
-    rows.push_back({number(-1.0), -1, mustBe01, "-1 is not the default"});
-    rows.push_back({number(1e300), -1, mustBe01, "no int"});
-    rows.push_back({number(4294967296.0), -1, mustBe01, "0 in 32 bits"});
-    rows.push_back({number(bsGetNaN()), -1, mustBe01, "NaN"});
-    rows.push_back({number(bsGetMinusInf()), -1, mustBe01, "-Inf"});
-    rows.push_back({none(hvCreateDoubleMatrix(0, 0)), -1, mustBe01, "empty"});
-    rows.push_back({none(hvCreateLogicalScalar(false)), 0, {}, "false"});
-    rows.push_back({none(hvCreateLogicalScalar(true)), 1, {}, "true"});
-    rows.push_back({text("ON"), 1, {}, "ON"});
-    rows.push_back({text("oN"), 1, {}, "oN"});
-    rows.push_back({text("1"), 1, {}, "text 1"});
-    rows.push_back({text("Off"), 0, {}, "Off"});
-    rows.push_back({text("0"), 0, {}, "text 0"});
-    rows.push_back({text("2"), -1, mustBe01, "text 2"});
-    rows.push_back({text("on "), -1, mustBe01, "blank"});
-    rows.push_back({text(""), -1, mustBe01, "empty text"});
-    rows.push_back({none(hvCreateCellMatrix(1, 1)), -1, wrongClass, "cell"});
-    rows.push_back({none(hvCreateNumericMatrix(1, 1, hvSINGLE_CLASS)), -1, wrongClass, "single"});
-    rows.push_back({none(hvCreateNumericMatrix(1, 1, hvINT32_CLASS)), -1, wrongClass, "int32"});
+    using Settings = std::vector<std::pair<hvArray*, const char*>>;
+    const auto number = [](double value) { return hvCreateDoubleScalar(value); };
+    const Settings on = {
+        {number(1.0), "1"},           {number(1.75), "truncated"},  {hvCreateLogicalScalar(true), "true"},
+        {hvCreateString("ON"), "ON"}, {hvCreateString("oN"), "oN"}, {hvCreateString("1"), "text 1"}};
+    const Settings off = {{number(0.0), "0"},
+                          {number(0.99), "truncated"},
+                          {number(-0.99), "truncated towards zero"},
+                          {hvCreateLogicalScalar(false), "false"},
+                          {hvCreateString("Off"), "Off"},
+                          {hvCreateString("0"), "text 0"}};
+    const Settings unfit = {{number(2.0), "2"},
+                            {number(-1.0), "-1 is not the default"},
+                            {number(1e300), "no int"},
+                            {number(4294967296.0), "0 in 32 bits"},
+                            {number(bsGetNaN()), "NaN"},
+                            {number(bsGetMinusInf()), "-Inf"},
+                            {hvCreateDoubleMatrix(0, 0), "empty"},
+                            {hvCreateString("2"), "text 2"},
+                            {hvCreateString("on "), "blank"},
+                            {hvCreateString(""), "empty text"}};
+    const Settings strange = {{hvCreateCellMatrix(1, 1), "cell"},
+                              {hvCreateNumericMatrix(1, 1, hvSINGLE_CLASS), "single"},
+                              {hvCreateNumericMatrix(1, 1, hvINT32_CLASS), "int32"}};
     embedded::registerFeatures();
-    for (const Row& row : rows) {
-        for (const bool before : {false, true}) {
-            embedded::setFeatureFiTagLogging(before);
-            EXPECT_EQ(raisedBy([&] { run("FiTagLogging", row.setting.get()); }), row.error) << row.why;
-            EXPECT_EQ(embedded::getFeatureFiTagLogging(), row.state == -1 ? before : row.state == 1) << row.why;
+    const auto check = [](const Settings& settings, std::optional<bool> state, const Raised& error) {
+        for (const auto& [setting, why] : settings) {
+            const hvArrayOwner owner(setting);
+            for (const bool before : {false, true}) {
+                embedded::setFeatureFiTagLogging(before);
+                EXPECT_EQ(raisedBy([&, array = setting] { run("FiTagLogging", array); }), error) << why;
+                EXPECT_EQ(embedded::getFeatureFiTagLogging(), state.value_or(before)) << why;
+            }
         }
-    }
+    };
+    check(on, true, {});
+    check(off, false, {});
+    check(unfit, std::nullopt, mustBe01);
+    check(strange, std::nullopt, wrongClass);
 }
 
 TEST_F(Features, CommandsCountTheirArguments) {
@@ -340,23 +338,21 @@ TEST_F(ObjectsInValues, GiveTheirClassAndTheirInternalReference) {
 }
 
 TEST(ScalarImag, IsReadByClass) {
-    struct Row {
-        hvArrayOwner array;
-        double imaginary;
-        const char* why;
+    const auto check = [](hvArray* made, double imaginary, const char* what) {
+        const hvArrayOwner array(made);
+        EXPECT_EQ(embedded::getScalarImag(array.get()), imaginary) << what;
     };
-    std::vector<Row> rows;
-    rows.push_back({hvArrayOwner(hvCreateComplexScalar(1.0, -2.5)), -2.5, "double"});
-    rows.push_back({hvArrayOwner(hvCreateDoubleScalar(7.0)), 0.0, "real"});
-    rows.push_back({hvArrayOwner(hvCreateString("i")), 0.0, "char"});
-    rows.push_back({hvArrayOwner(hvCreateLogicalScalar(true)), 0.0, "logical"});
-    rows.push_back({hvArrayOwner(hvCreateCellMatrix(1, 1)), 0.0, "cell"});
-    rows.push_back({hvArrayOwner(hvCreateDoubleMatrix(0, 0, hvCOMPLEX)), 0.0, "empty"});
+    check(hvCreateComplexScalar(1.0, -2.5), -2.5, "double");
+    check(hvCreateDoubleScalar(7.0), 0.0, "real");
+    check(hvCreateString("i"), 0.0, "char");
+    check(hvCreateLogicalScalar(true), 0.0, "logical");
+    check(hvCreateCellMatrix(1, 1), 0.0, "cell");
+    check(hvCreateDoubleMatrix(0, 0, hvCOMPLEX), 0.0, "empty");
     const auto complexOf = [&](auto imaginary) {
         using T = decltype(imaginary);
-        hvArrayOwner array(hvCreateNumericMatrix(1, 2, hvClassOf<T>, hvCOMPLEX));
-        hvGetTypedImagData<T>(array.get())[0] = imaginary;
-        rows.push_back({std::move(array), static_cast<double>(imaginary), typeid(T).name()});
+        hvArray* const array = hvCreateNumericMatrix(1, 2, hvClassOf<T>, hvCOMPLEX);
+        hvGetTypedImagData<T>(array)[0] = imaginary;
+        check(array, static_cast<double>(imaginary), typeid(T).name());
     };
     complexOf(1.5F);
     complexOf(std::int8_t{-128});
@@ -367,9 +363,6 @@ TEST(ScalarImag, IsReadByClass) {
     complexOf(std::numeric_limits<std::uint32_t>::max());
     complexOf(std::int64_t{-(1LL << 53)});
     complexOf(std::uint64_t{1ULL << 63});
-    for (const Row& row : rows) {
-        EXPECT_EQ(embedded::getScalarImag(row.array.get()), row.imaginary) << row.why;
-    }
 }
 
 TEST(ProdHardware, KeepsWhatItIsTold) {

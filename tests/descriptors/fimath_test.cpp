@@ -623,24 +623,13 @@ TEST_F(FimathHost, TellsListenersOfNewValuesByName) {
         mClass->addProperty(std::make_unique<ValuelessProperty>(name, OMTypeRepository::getType(type, true)));
     }
     const Reference handle(new OMInterface(new fimath(unusualRules()), mClass, nullptr));
-    std::vector<std::string> seen;
-    handle->getListenerManager()->addListener([&](OMDatabaseClient* client, const OMEvent& event) {
-        EXPECT_TRUE(client->isInternal());
-        EXPECT_EQ(event.getSource(), handle.get());
-        const auto& change = dynamic_cast<const OMPropertyEvent&>(event);
-        EXPECT_EQ(change.getKind(), OMPropertyEvent::Kind::PostSet);
-        const std::string type = change.getProperty()->getDataType()->getName();
-        const void* const value = change.getNewValue();
-        seen.push_back(std::string(change.getProperty()->getName()) + " " +
-                       (type == "int32"    ? std::to_string(*static_cast<const std::int32_t*>(value))
-                        : type == "double" ? std::to_string(*static_cast<const double*>(value))
-                                           : std::string(static_cast<const char*>(value))));
-    });
+    const EventTexts seen(handle.get());
     fimath::fimathNotifyFixedPropEvent(handle.get(), -12, "SumWordLength");
     fimath::fimathNotifyFixedPropEvent(handle.get(), 0.25, "SumBias");
     fimath::fimathNotifyFixedPropsStringPropEvent(handle.get(), "2^-3", "Text");
     fimath::fimathNotifyFixedPropEvent(handle.get(), 1, "NoSuchProperty");
-    EXPECT_EQ(seen, (std::vector<std::string>{"SumWordLength -12", "SumBias 0.250000", "Text 2^-3"}));
+    EXPECT_EQ(seen.get(),
+              (std::vector<std::string>{"SumWordLengthPostSet -12", "SumBiasPostSet 0.250000", "TextPostSet 2^-3"}));
 }
 
 }  // namespace

@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "host/hv.h"
 #include "host/om.h"
 
 /// Gives up one of several references. Not inlined: a compiler that sees `operator delete` takes the pointer for dead.
@@ -85,6 +88,32 @@ class ValuelessProperty : public OMPropInfoTemplate {
     using OMPropInfoTemplate::OMPropInfoTemplate;
     void* getValue(OMDatabaseClient*, OMInterface*) override { return nullptr; }
     void setValue(OMDatabaseClient*, OMInterface*, const void*) override {}
+};
+
+/// What the listeners of a handle are told: a line of event and new value for each.
+class EventTexts {
+ public:
+    explicit EventTexts(OMInterface* handle) {
+        handle->getListenerManager()->addListener([this, handle](OMDatabaseClient* client, const OMEvent& event) {
+            const auto& change = dynamic_cast<const OMPropertyEvent&>(event);
+            EXPECT_TRUE(client->isInternal());
+            EXPECT_EQ(event.getSource(), handle);
+            EXPECT_EQ(change.getKind(), OMPropertyEvent::Kind::PostSet);
+            mTexts.push_back(std::string(event.getEventInfo()->getName()) + " " +
+                             valueText(change.getProperty()->getDataType()->getName(), change.getNewValue()));
+        });
+    }
+    const std::vector<std::string>& get() const { return mTexts; }
+
+ private:
+    static std::string valueText(const std::string& type, const void* value) {
+        if (type == "int32") return std::to_string(*static_cast<const std::int32_t*>(value));
+        if (type == "double") return std::to_string(*static_cast<const double*>(value));
+        if (type == "bool") return *static_cast<const bool*>(value) ? "true" : "false";
+        if (type == "string") return static_cast<const char*>(value);
+        return hvGetScalar(static_cast<const hvArray*>(value)) == 1 ? "array of true" : "array of false";
+    }
+    std::vector<std::string> mTexts;
 };
 
 /// A package for the life of a test, which checks that nothing of it is left.
