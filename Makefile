@@ -18,8 +18,10 @@ SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
 run:
 	@tools/install-deps build run
-	@tools/build release filter_study
+	@tools/build release filter_study type_report
 	@build/release/examples/filter_study "$(SIGNAL)" --out "$(OUT)" $(ARGS)
+	@[ -n "$(filter --help -h,$(ARGS))" ] || [ ! -e "$(OUT)/coefficients.h" ] || \
+	  { echo; build/release/examples/type_report "$(OUT)/coefficients.h"; }
 
 words:
 	@tools/install-deps build run

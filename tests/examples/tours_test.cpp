@@ -6,6 +6,9 @@
 #include <span>
 #include <string>
 
+#include "examples/filter_study/coefficientFiles.h"
+#include "tests/support/files.h"
+
 namespace {
 
 struct Fact {
@@ -69,6 +72,35 @@ TEST(FrontTour, ToldFactsAreTrue) {
         {"\n  fi(1,'WordLenth',8)    fixedpoint:fi:constructor:unknownProperty\n", "misspelt"},
     };
     expectFacts(FRONT_TOUR, facts);
+}
+
+TEST(TypeReport, DescribesTheStateOfTheFilterInItsHeader) {
+    const TemporaryFolder folder;
+    const std::int64_t integers[] = {1, -2, 1};
+    const std::string program = TYPE_REPORT " " + folder.file("coefficients.h");
+    writeText(folder.file("coefficients.h"),
+              filterstudy::cHeaderText({integers, {12, 13}, "a filter"}, {{12, 13}, {40, 11}, {}, {}}));
+    // Sums of the parts' own streams by another MD5; a product has 12 + 40 bits, a sum of three of them 2 more.
+    const Fact facts[] = {
+        {"  structure filter_state, checksum 607cee54f32efdabc6db3847f490b046\n", "names, sizes, parts"},
+        {"\n    coefficients   195cb3dd  const 1-by-3 of s12,13\n", "qualifiers, 1, 3, number"},
+        {"\n    product        f663c793  s52,24\n", ""},
+        {"\n    overflow       f86ce36c  one of saturate, wrap\n", "names do not count"},
+        {"\n    int64_t history[3];  /* s40,11 */\n    int64_t product;  /* s52,24 */\n", ""},
+        {"\n    struct filter_state *next;\n    void *user;\n};\n", ""},
+        {"\n   1 coefficients     =  +  .  .  .  .  .  .  .\n", "matrices of as many numbers"},
+        {"\n   6 overflow         .  .  .  .  =  =  .  .  .\n", "enumerations of as many bits"},
+        {"\n   9 user             +  +  .  .  .  .  +  +  =\n", "what points at anything"},
+    };
+    expectFacts(program.c_str(), facts);
+
+    writeText(folder.file("user.c"),
+              "#include \"state.h\"\n"
+              "_Static_assert(sizeof(struct filter_state) == 6 + 2 + 24 + 8 + 8 + 8 + 24, \"\");\n"
+              "int sum(struct filter_state *s) { return s->next->round == RoundMode_nearest; }\n");
+    const std::string compile = program + " --declaration > " + folder.file("state.h") +
+                                " && " CXX_COMPILER " -x c -Wall -Werror -fsyntax-only " + folder.file("user.c");
+    expectFacts(compile.c_str(), {});
 }
 
 }  // namespace
