@@ -240,10 +240,12 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
         grown.reset(subscriptedGrowAssignmentFromStruct(path, *object));
     } else {
         const fi converted = fromRightSide(right);
+        // The host may refuse the path, which must not be counted.
+        const hvArrayOwner plan = planOfAssignment(path, converted.dimensions());
         if (getLogging()) {
             getQlogger().updateStates(converted.getQlogger());
         }
-        grown.reset(subscriptedGrowAssignmentFromStruct(path, converted));
+        grown.reset(subscriptedGrowAssignment(plan.get(), converted));
     }
     return convertToExternalVelmarArray(std::move(grown));
 }

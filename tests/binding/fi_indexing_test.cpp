@@ -311,6 +311,9 @@ TEST_F(FiIndexing, OverflowsCountWhereTheyAreQuantizedAndAreReportedOnce) {
         EXPECT_EQ(integer(session.call("noverflows", {array})), row.counted);
     }
 
+    EXPECT_EQ(thrownBy([&] { session.assign(array, {paren(9)}, row({100, 100})); }).id, "VELMAR:subs:countMismatch");
+    EXPECT_EQ(integer(session.call("noverflows", {array})), 6);
+
     // A concatenation reports its right operand together with the session's assignments.
     session.call("subscriptedgrowassignment", {wide, row({1, -1}), fi(1, type(true, 8, 0))});
     EXPECT_TRUE(session.takeWarnings().empty());
