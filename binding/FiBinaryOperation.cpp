@@ -179,5 +179,11 @@ void FiBinaryOperationHvArrayOutput::invokeMethod(OMMethodSignature* signature, 
                                                   int /*argumentCount*/, void** arguments) {
     *resultCount = 1;
     const Operands given = operands(signature, arguments, ownRules);
-    results[0] = given.a == nullptr || given.b == nullptr ? nullptr : computeResult(*given.a, *given.b);
+    if (given.a != nullptr && given.b != nullptr) {
+        results[0] = computeResult(*given.a, *given.b);
+    } else if (isOwn(signature)) {
+        raiseNoSignature();
+    } else {
+        results[0] = nullptr;
+    }
 }

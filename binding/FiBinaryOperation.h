@@ -46,6 +46,9 @@ class FiBinaryOperation : public OMMethodInfo {
     /// "fixedpoint:fi:binaryop:signaturenotfound" where no `fi` stands at its place.
     const fi& decidingOperand(const OMMethodSignature* signature, void** arguments) const;
 
+    bool isOwn(const OMMethodSignature* signature) const {
+        return signature == mFiFi || signature == mFiArray || signature == mArrayFi;
+    }
     void addSignatures(OMDataType* result);
 
  private:
@@ -95,8 +98,8 @@ class FiBinaryOperationFiOutputStrictNumericType : public FiBinaryOperationFiOut
                       void** arguments) override;
 };
 
-/// Gives a host array. An array operand takes the best precision, no tag and local rules; a signature of another record
-/// gives no result.
+/// Gives a host array. An array operand takes the best precision, no tag and local rules. A signature of another record
+/// gives no result; one of its own without a `fi` raises "fixedpoint:fi:binaryop:signaturenotfound".
 class FiBinaryOperationHvArrayOutput : public FiBinaryOperation {
  public:
     explicit FiBinaryOperationHvArrayOutput(const char* name);
