@@ -95,13 +95,12 @@ constexpr PropertyRow quantizerProperties[] = {
 };
 // clang-format on
 
-constexpr DataTypeColumn handleOfOne = object<quantizer>;
-constexpr SignatureColumn withOneArray[] = {takes(handleOfOne, array).to(array)};
-constexpr SignatureColumn withTwoArrays[] = {takes(handleOfOne, array, array).to(array)};
+constexpr SignatureColumn withOneArray[] = {takes(handle, array).to(array)};
+constexpr SignatureColumn withTwoArrays[] = {takes(handle, array, array).to(array)};
 
 template <auto question>
 std::unique_ptr<OMMethodInfo> asked(const char* name) {
-    return unary<quantizer, question>(name);
+    return unaryOfHandle<quantizer, question>(name);
 }
 
 bool isQuantizer(const quantizer& /*object*/) {
@@ -110,10 +109,11 @@ bool isQuantizer(const quantizer& /*object*/) {
 
 void compare(const MethodCall& call) {
     const char* const className = quantizer::getVelmarPackageClassName();
+    const auto& own = call.objectInHandle<quantizer>(0);
     bool isEqual = false;
     if (hvIsA(call.array(1), className)) {
         const HandleOwner other = handleInside(call.array(1), className, [](const hvArray*) { return true; });
-        isEqual = call.object<quantizer>(0).isequal(*objectOf<quantizer>(other.get()));
+        isEqual = own.isequal(*objectOf<quantizer>(other.get()));
     }
     call.give(hvCreateLogicalScalar(isEqual));
 }

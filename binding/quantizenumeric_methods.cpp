@@ -20,7 +20,7 @@ constexpr SignatureColumn wordSignatures[] = {
     takes(array, array, array, array, datatypes::roundMode, datatypes::overflowMode).to(array),
     takes(array, array, array, array, datatypes::roundMode, datatypes::overflowMode, array).to(array),
 };
-constexpr SignatureColumn quantizerSignatures[] = {takes(datatypes::object<quantizer>, array).to(array)};
+constexpr SignatureColumn quantizerSignatures[] = {takes(datatypes::handle, array).to(array)};
 
 bool signArgument(const hvArray* value) {
     if (hvIsLogical(value)) {
@@ -40,7 +40,7 @@ std::vector<double> bytesAsDoubles(const hvArray* values) {
 }
 
 void quantizeByObject(const MethodCall& call) {
-    call.give(quantizeNumeric(call.object<quantizer>(0), call.array(1)));
+    call.give(quantizeNumeric(call.objectInHandle<quantizer>(0), call.array(1)));
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ number elementFor(const quantizer& q) {
 }  // namespace
 
 void writeWordsInBase(const MethodCall& call) {
-    const quantizer& q = call.object<quantizer>(0);
+    const quantizer& q = call.objectInHandle<quantizer>(0);
     if (!hvIsDouble(call.array(1))) {
         raiseError("fixedpoint:quantizer:num2base:notdouble", "Value to convert must be a double array.");
     }
@@ -58,7 +58,7 @@ void writeWordsInBase(const MethodCall& call) {
 }
 
 void readWordsInBase(const MethodCall& call) {
-    const quantizer& q = call.object<quantizer>(0);
+    const quantizer& q = call.objectInHandle<quantizer>(0);
     const hvArray* const text = call.array(1);
     if (!hvIsChar(text)) {
         raiseError("fixedpoint:quantizer:base2num:notstring", "Base array must be string.");

@@ -56,12 +56,12 @@ sgSGz-lv int: version
 sgSGzclv string: Tag
 )");
     EXPECT_EQ(methodLines(shown), R"(
-(quantizer): disp initializestates resetlog resetlogging
-(quantizer, array) array: quantizenumeric
-(quantizer, array, array) array: num2base base2num
-(quantizer) array: isquantizer
-(quantizer, array) array: isequal
-(quantizer) array: upperbound lowerbound
+(handle): disp initializestates resetlog resetlogging
+(handle, array) array: quantizenumeric
+(handle, array, array) array: num2base base2num
+(handle) array: isquantizer
+(handle, array) array: isequal
+(handle) array: upperbound lowerbound
 (array...) array: set
 )");
 }
