@@ -106,7 +106,7 @@ class SourceWord {
     bool isAllOnes() const { return std::popcount(mChunks[0]) + std::popcount(mChunks[1]) == bitLength(); }
 
  private:
-    static constexpr std::int64_t kBits = 2 * kChunkBits;
+    static constexpr std::int64_t kBits = std::int64_t{2} * kChunkBits;
 
     bool bit(std::int64_t position) const {
         if (position >= kBits) {
@@ -158,11 +158,17 @@ Place placeInRange(const SourceWord& source, std::int64_t shift, const NumericTy
     return shift == 0 && magnitude.isAllOnes() ? Place::greatest : Place::inside;
 }
 
+/// The 32 bits of a stored entry; a short one fills them by the sign of T.
+template <class T>
+std::uint32_t chunkOf(T entry) {
+    return static_cast<std::uint32_t>(static_cast<std::int64_t>(entry));
+}
+
 /// Sets the bits above the top of the word to copies of its sign.
 template <class T>
 void extendSign(const NumericType& type, std::span<T> word) {
     const BitPlace top = placeOf(static_cast<std::size_t>(type.getWordLength() - 1));
-    const auto chunk = static_cast<std::uint32_t>(word[top.chunk]);
+    const std::uint32_t chunk = chunkOf(word[top.chunk]);
     const bool isNegative = type.isSigned() && (chunk & mask_nthBitOne[top.bit]) != 0;
     word[top.chunk] = static_cast<T>(isNegative ? chunk | mask_lsNBitsZero[top.bit] : chunk & mask_lsNBitsOne[top.bit]);
 }
@@ -174,7 +180,7 @@ void storeBound(bool isGreatest, const NumericType& type, std::span<T> word) {
     std::ranges::fill(word, static_cast<T>(isGreatest ? mask_lsNBitsOne[31] : 0));
     if (type.isSigned()) {
         const BitPlace top = placeOf(static_cast<std::size_t>(type.getWordLength() - 1));
-        word[top.chunk] = static_cast<T>(static_cast<std::uint32_t>(word[top.chunk]) ^ mask_nthBitOne[top.bit]);
+        word[top.chunk] = static_cast<T>(chunkOf(word[top.chunk]) ^ mask_nthBitOne[top.bit]);
     }
     extendSign(type, word);
 }
@@ -250,8 +256,7 @@ double valueOfWord(std::span<const T> word, const NumericType& type) {
     std::int64_t position = type.getFixedExponent();
     bool carries = true;
     for (const T entry : word) {
-        // Through the sign of T, so that short chunks fill 32 bits.
-        auto chunk = static_cast<std::uint32_t>(entry);
+        std::uint32_t chunk = chunkOf(entry);
         if (isNegative) {
             chunk = ~chunk + (carries ? 1 : 0);
             carries = carries && chunk == 0;

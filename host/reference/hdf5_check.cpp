@@ -100,7 +100,7 @@ std::uint64_t checkDataspace(Part space) {
     const std::uint64_t rank = space.number(1);
     const bool hasGreatest = space.number(1) == 1;
     const std::uint64_t type = space.number(1);
-    require(type == (rank == 0 ? 0U : 1U) && rank <= 32 && space.size() == (hasGreatest ? 2 : 1) * 8 * rank);
+    require(type == (rank == 0 ? 0U : 1U) && rank <= 32 && space.size() == (hasGreatest ? 16U : 8U) * rank);
     std::array<std::uint64_t, 32> sizes = {};
     std::uint64_t count = 1;
     std::uint64_t countBesideZeros = 1;
