@@ -4,12 +4,8 @@
 
 #include "tests/binding/class_tables.h"
 #include "tests/binding/session_support.h"
-#include "typesystem/MD5CheckSumModEndian.h"
-#include "typesystem/Type.h"
 
 namespace {
-
-using EmbeddedTypeSystem::Type;
 
 const char* const concrete[] = {"pointertype", "complextype", "voidtype",    "opaquetype", "chartype",
                                 "matrixtype",  "structtype",  "numerictype", "enumtype"};
@@ -52,12 +48,6 @@ class TypeClasses : public BindingTest {
             text << value;
         }
         return text.str();
-    }
-    static const Type& typeIn(const Value& object) { return *static_cast<const Type*>(object.object()); }
-    static std::string sumOf(const Value& object) {
-        EmbeddedTypeSystem::MD5CheckSumModEndian sum;
-        typeIn(object).addCheckSum(sum);
-        return sum.getHexDigest();
     }
 };
 
@@ -290,22 +280,6 @@ TEST_F(TypeClasses, AreShownWithTheirProperties) {
     session.display(element("y", matrix));
     EXPECT_EQ(session.takePrinted(),
               "embedded.structelement\n    Identifier: 'y'\n          Type: [1-by-1 embedded.matrixtype]\n");
-}
-
-TEST_F(TypeClasses, EqualTreesHaveEqualSums) {
-    const auto tree = [&](int wordLength, bool isConstant) {
-        const Value made = of("pointertype", of("pointertype", of("complextype", type(true, wordLength, 3))));
-        made.get("BaseType").set("ReadOnly", isConstant);
-        return made;
-    };
-    const Value first = tree(12, false);
-    for (const auto& [wordLength, isConstant] : {std::pair(12, false), {13, false}, {12, true}}) {
-        const Value other = tree(wordLength, isConstant);
-        const bool isEqual = wordLength == 12 && !isConstant;
-        EXPECT_EQ(typeIn(first) == typeIn(other), isEqual);
-        EXPECT_EQ(sumOf(first) == sumOf(other), isEqual);
-        EXPECT_TRUE(typeIn(first).canBeConvertedTo(&typeIn(other)));
-    }
 }
 
 /// What a variable of the user should hold: a class, and the places of its parts by identifier, none for a base type.

@@ -232,6 +232,12 @@ TEST(TypeTree, SumsUpItsClassAndNumbersInBigEndianOrder) {
             type->setVolatile(false);
         }
     }
+    const Zoo again;
+    for (const auto& [name, type] : zoo.types) {
+        for (const auto& [other, otherType] : again.types) {
+            EXPECT_TRUE(sumOf(*type) == sumOf(*otherType) || !(*type == *otherType)) << name << " " << other;
+        }
+    }
     NumericType slope(NumericType::DataTypeModeEnum::ScaledDoubleSlopeBias, false, 33, 1.5, 7, -0.1);
     EXPECT_EQ(sumOf(slope), digestOf("Numeric\0\0\0\x09\0\0\0\1\0\0\0\1\0\0\0\0\0\0\0\x21\0\0\0\7\x3f\xf8\0\0\0\0\0\0"
                                      "\xbf\xb9\x99\x99\x99\x99\x99\x9a"s +
