@@ -122,8 +122,9 @@ TEST(Refusals, ComeInTheirOrderAndChangeNothing) {
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         for (const Operator& called : rows[i].operators) {
             SCOPED_TRACE(testing::Message() << "row " << i << ' ' << called.name);
-            const auto& [operators, a, b, wanted] = rows[i];
-            Raised named = wanted;
+            const fi& a = rows[i].a;
+            const fi& b = rows[i].b;
+            Raised named = rows[i].wanted;
             if (const auto at = named.message.find('@'); at != std::string::npos) {
                 named.message.replace(at, 1, called.name);
             }
