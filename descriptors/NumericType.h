@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "descriptors/fxpDataTypeProp.h"
@@ -218,6 +219,10 @@ class TOLVANE_API NumericType : public ScalarType {
     /// Returns the type inside a host value of class "embedded.numerictype", which keeps it and must outlive its use.
     /// Raises "fixedpoint:numerictype:notnumerictype".
     static NumericType& convertFromVelmarArray(const hvArray* value);
+    /// Return a new host value of the class around the type: one that alone owns it, and one by a reference of the
+    /// user's workspace. Raise "fixedpoint:numerictype:notRegistered".
+    static hvArray* convertToInternalVelmarArray(std::unique_ptr<NumericType> type);
+    static hvArray* convertToExternalVelmarArray(std::unique_ptr<NumericType> type);
 
     // Values on their way into a type.
 

@@ -1,5 +1,6 @@
 // A type as the host sees it: signs as host arrays, enumerations as host types, dialog texts, and property events.
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -116,6 +117,14 @@ NumericType& NumericType::convertFromVelmarArray(const hvArray* value) {
         raiseError("fixedpoint:numerictype:notnumerictype", "This parameter must be a numerictype.");
     }
     return *object;
+}
+
+hvArray* NumericType::convertToInternalVelmarArray(std::unique_ptr<NumericType> type) {
+    return hostValueAround(std::move(type), HandleOwner::value);
+}
+
+hvArray* NumericType::convertToExternalVelmarArray(std::unique_ptr<NumericType> type) {
+    return hostValueAround(std::move(type), HandleOwner::workspace);
 }
 
 NumericType::Signedness NumericType::getSignednessBoolFromHvArray(const hvArray* value, const char* name) {

@@ -201,6 +201,8 @@ class TOLVANE_API fimath {
     /// alone keeps the handle, by an internal reference. Raises "fixedpoint:fimath:notRegistered" before the class is
     /// in the package.
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<fimath> object);
+    /// As above, by an external reference of the user's workspace.
+    static hvArray* convertToExternalVelmarArray(std::unique_ptr<fimath> object);
 
     /// Tell the listeners of a host handle the new value of the property of that name; a class without the property
     /// has none. The text form sends the text.

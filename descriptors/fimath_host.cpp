@@ -48,6 +48,10 @@ hvArray* fimath::convertToInternalVelmarArray(std::unique_ptr<fimath> object) {
     return hostValueAround(std::move(object), HandleOwner::value);
 }
 
+hvArray* fimath::convertToExternalVelmarArray(std::unique_ptr<fimath> object) {
+    return hostValueAround(std::move(object), HandleOwner::workspace);
+}
+
 void fimath::fimathNotifyFixedPropEvent(OMInterface* interface, int value, const char* property) {
     const std::int32_t sent = value;
     propertyevents::sendPostSet(interface, propertyevents::findProperty(interface, property), &sent);

@@ -3,7 +3,7 @@
 // That library trusts much of what a file says, and a file that was made to harm can stop the process in it. Saving
 // writes few of the format's structures: headers that hold all there is to know of a group or a dataset, links and
 // marks included, and plain blocks of elements. Only these are let through, each with sizes and addresses that fit the
-// file. The format is told in "HDF5 File Format Specification Version 3.0"; names here are those of its messages.
+// file. The format is told in version 3.0 of HDF5's document of its file format; names here are those of its messages.
 #pragma once
 
 #include <cstddef>

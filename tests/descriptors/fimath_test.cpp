@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "descriptors/NumericType.h"
 #include "host/bs.h"
 #include "tests/support/arrays.h"
 #include "tests/support/errors.h"
@@ -547,6 +548,26 @@ TEST(FimathTexts, ShowWhatIsInForce) {
 
 // Through the host
 
+class TypeClass : public OMClass {
+ public:
+    TypeClass() { setName("numerictype", true); }
+    void destroyObject(OMInterface* interface) override { EmbeddedTypeSystem::Type::endWithHandle(interface); }
+};
+
+/// The leak checker sees whether the object ends with its value.
+template <class Object>
+void expectAloneKept(bool isWorkspace) {
+    auto object = std::make_unique<Object>();
+    const Object* const address = object.get();
+    const hvArrayOwner value(isWorkspace ? Object::convertToExternalVelmarArray(std::move(object))
+                                         : Object::convertToInternalVelmarArray(std::move(object)));
+    EXPECT_STREQ(hvGetClassName(value.get()), Object::getVelmarPackageClassName());
+    const auto* const handle = static_cast<OMInterface*>(hvGetHandle(value.get()));
+    EXPECT_EQ(handle->getNumberOfReferences(), 1);
+    EXPECT_EQ(handle->getNumberOfExternalReferences(), isWorkspace ? 1 : 0);
+    EXPECT_EQ(&Object::convertFromVelmarArray(value.get()), address);
+}
+
 /// The classes "fimath" and "globalfimath" in the package, for the time of a test.
 class FimathHost : public ::testing::Test {
  protected:
@@ -602,14 +623,11 @@ TEST_F(FimathHost, TakesObjectsOutOfValuesOfItsClass) {
 }
 
 TEST_F(FimathHost, PutsObjectsIntoValuesThatAloneKeepThem) {
-    auto object = std::make_unique<fimath>(unusualRules());
-    const fimath* const address = object.get();
-    const hvArrayOwner value(fimath::convertToInternalVelmarArray(std::move(object)));
-    EXPECT_STREQ(hvGetClassName(value.get()), "embedded.fimath");
-    const auto* const handle = static_cast<OMInterface*>(hvGetHandle(value.get()));
-    EXPECT_EQ(handle->getNumberOfReferences(), 1);
-    EXPECT_EQ(handle->getNumberOfExternalReferences(), 0);
-    EXPECT_EQ(&fimath::convertFromVelmarArray(value.get()), address);
+    embedded::getEmbeddedPackage()->addLocalClass(new TypeClass);
+    for (const bool isWorkspace : {false, true}) {
+        expectAloneKept<fimath>(isWorkspace);
+        expectAloneKept<EmbeddedTypeSystem::NumericType>(isWorkspace);
+    }
 
     embedded::terminateEmbeddedPackage();
     EXPECT_EQ(raisedBy([] {
