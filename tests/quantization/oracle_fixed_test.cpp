@@ -353,6 +353,7 @@ TEST(FixedOracle, MeetsBoundsThatDoublesHoldOnlyInPart) {
         bool wraps;
         double input;
         double expected;
+        Rounding rounding = Rounding::floor;
     };
     const Row rows[] = {
         {Mode::Fixed, 8, 7, true, 0x1p1000, 0.0},
@@ -364,9 +365,14 @@ TEST(FixedOracle, MeetsBoundsThatDoublesHoldOnlyInPart) {
         {Mode::Ufixed, 52, 60, true, 0x1p960, 0.0},
         {Mode::Ufixed, 52, 60, true, 0x1p1000, kNaN},  // scaled for rounding, it leaves the doubles
         {Mode::Float, 10, 0, false, 1.0, kInf},        // exponentmax is -1
+        // An odd whole number from 2^52 on: its sum with 0.5 is a tie between doubles, and goes to the even one.
+        {Mode::Ufixed, 52, 0, true, 0x1p52 + 1, 1.0},
+        {Mode::Ufixed, 52, 0, true, 0x1p52 + 1, 1.0, Rounding::round},
+        {Mode::Ufixed, 52, 0, true, 0x1p52 + 1, 2.0, Rounding::nearest},
+        {Mode::Ufixed, 52, 0, true, 0x1p52 + 1, 2.0, Rounding::convergent},
     };
     for (const Row& row : rows) {
-        const Description described{row.mode, row.wordBits, row.fractionBits, Rounding::floor, row.wraps};
+        const Description described{row.mode, row.wordBits, row.fractionBits, row.rounding, row.wraps};
         const quantizer q = described.make();
         number x(row.input, 52, false);
         EXPECT_EQ(&q.quantize(x), &x);
