@@ -52,8 +52,9 @@ bool isNumericOrLogical(const hvArray* values) {
     return hvIsNumeric(values) || hvIsLogical(values);
 }
 
+/// An empty complex array has an imaginary part too, though no data.
 bool hasImaginaryPart(const hvArray* values) {
-    return hvIsNumeric(values) && hvGetImagData(values) != nullptr;
+    return hvIsNumeric(values) && hvIsComplex(values);
 }
 
 std::vector<std::uint64_t> hostDimensions(const hvArray* values) {

@@ -105,7 +105,7 @@ void fi::storeIntegers(const hvArray* values) {
     }
     checkHostValues(values);
     const auto dims = hvGetDims(values);
-    takeShape({dims.begin(), dims.end()}, hvGetImagData(values) != nullptr);
+    takeShape({dims.begin(), dims.end()}, hvIsComplex(values));
     const int exponent = isFixed() ? getFixedExponent() : 0;
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
         storeScaled(mReal, hvGetTypedData<T>(values), exponent);

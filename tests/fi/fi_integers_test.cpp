@@ -95,8 +95,8 @@ TEST(FiInt, HoldsEveryWordInTheSmallestClassAndTakesItBack) {
         fi target = arrayOf(c.type, {1, 2}, randomWords(random, c.type, 2, false));
         target.setIntHvArray(view.get());
         if (wordBits <= 64) {
-            // An array without elements has no imaginary ones either, so it comes back real from words of one class.
             ASSERT_EQ(storedIn(target), c.words);
+            ASSERT_EQ(target.iscomplex(), array.iscomplex());
             ASSERT_EQ(sizesOf(target), c.shape);
         }
     }
@@ -231,6 +231,62 @@ TEST(FiInt, TakesComplexityWithTheArray) {
     array.setIntHvArray(doubles({6}).get());
     EXPECT_TRUE(array.isreal());
     EXPECT_EQ(realParts(array), (std::vector<double>{3}));
+}
+
+// An array without elements has no imaginary data to point at, and still is complex.
+TEST(FiInt, TakesComplexityWithAnEmptyArrayToo) {
+    using Road = fi (*)(const NumericType&, const hvArray*);
+    static const auto store = [](const NumericType& type, auto&& change) {
+        fi target = column({1, 2}, type);
+        change(target);
+        return target;
+    };
+    const std::pair<const char*, Road> roads[] = {
+        {"with rules", [](const NumericType& type,
+                          const hvArray* x) { return fi(x, type, rulesOf(), "", true, Operation::Assignment); }},
+        {"without rules",
+         [](const NumericType& type, const hvArray* x) { return fi(x, type, false, 0, "", Operation::Assignment); }},
+        {"values",
+         [](const NumericType& type, const hvArray* x) { return store(type, [x](fi& a) { a.setDoubleHvArray(x); }); }},
+        {"integers",
+         [](const NumericType& type, const hvArray* x) { return store(type, [x](fi& a) { a.setIntHvArray(x); }); }},
+        {"its own integers",
+         [](const NumericType& type, const hvArray* x) {
+             const fi source(x, type, rulesOf(), "", true, Operation::Assignment);
+             return store(type, [&source](fi& a) { a.setIntHvArray(hvArrayOwner(source.getIntHvArray()).get()); });
+         }},
+        {"its own chunks",
+         [](const NumericType& type, const hvArray* x) {
+             const fi source(x, type, rulesOf(), "", true, Operation::Assignment);
+             const hvArrayOwner words(source.getIntArray(Chunks::Natural, Dimension::First));
+             return store(type, [&](fi& a) { a.setIntArray(words.get(), Chunks::Natural, Dimension::First); });
+         }},
+        {"its own simulation words",
+         [](const NumericType& type, const hvArray* x) {
+             const fi source(x, type, rulesOf(), "", true, Operation::Assignment);
+             const hvArrayOwner words(source.getDravelinIntArray());
+             return store(type, [&](fi& a) { a.setDravelinIntArray(words.get()); });
+         }},
+    };
+    const NumericType types[] = {fixedType(true, 8, 2), fixedType(false, 40, 2), fixedType(true, 64, 2),
+                                 fixedType(true, 100, 2), plainType(TypeMode::Double)};
+    for (const hvClassID id : {hvDOUBLE_CLASS, hvSINGLE_CLASS, hvINT8_CLASS, hvUINT32_CLASS, hvLOGICAL_CLASS}) {
+        for (const hvComplexity complexity : {hvREAL, hvCOMPLEX}) {
+            const bool isLogical = id == hvLOGICAL_CLASS;
+            const std::size_t none[] = {0, 3};
+            const hvArrayOwner host(isLogical ? hvCreateLogicalArray(2, none)
+                                              : hvCreateNumericArray(2, none, id, complexity));
+            for (const NumericType& type : types) {
+                for (const auto& [name, make] : roads) {
+                    SCOPED_TRACE(testing::Message() << name << ", class " << id << ", " << fieldsOf(type));
+                    HostCapture capture;
+                    const fi array = make(type, host.get());
+                    EXPECT_EQ(array.iscomplex(), !isLogical && complexity == hvCOMPLEX);
+                    EXPECT_EQ(sizesOf(array), (Sizes{0, 3}));
+                }
+            }
+        }
+    }
 }
 
 // Chunks.
