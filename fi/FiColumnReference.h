@@ -1,8 +1,9 @@
 // A view of one column of an array, or of any stretch of its elements, as a column vector.
 //
 // The current index counts from the start of the view, and stands at the first element of the root until it is set.
-// Reads with an index, such as `real(i)`, count from the start of the root, as in every view, and so do host arrays and
-// texts of the view; arithmetic, comparison, shapes and copies take its own elements. The root is no column view.
+// Reads with an index, such as `real(i)`, count from the start of the root, as in every view. Everything else takes the
+// elements of the view alone: arithmetic, comparison, shapes, copies, host arrays, texts, and stores of words into all
+// of it. The root is no column view.
 #pragma once
 
 #include <cstdint>

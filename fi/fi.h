@@ -186,7 +186,8 @@ class TOLVANE_API fi {
 
     /// Takes the dimensions of the source and assigns all its elements; keeps type and rules. Errors as `operator=`.
     void copydata(const fi& source);
-    /// Quantizes all entries, by the modes that stand in the quantizer unless `refresh` takes them from the rules.
+    /// Quantizes all entries, by the modes that stand in the quantizer unless `refresh` takes them from the rules;
+    /// those of a view by its root's quantizer as it stands.
     void quantizeAll(bool refresh);
     /// Brings the array to a size and type and, if local, to the rules. A real array becomes complex when asked, and a
     /// complex one stays so. Entries keep their values where size and kind allow; callers overwrite them all. Raises
@@ -942,6 +943,15 @@ class TOLVANE_API fi {
     /// The common end of the constructors that copy a part of another array.
     void finishCopy(const fi& source);
     bool isView() const { return mAssignmentQuantizerRef != &mAssignmentQuantizer; }
+    /// Whether elements of both may be the same ones.
+    bool sharesElementsOf(const fi& other) const { return mReal.sharesArrayOf(other.mReal); }
+    /// The place of the first element among the entries, which is another one in views alone.
+    std::uint64_t firstPlace() const;
+    /// As the copy, without registers.
+    enum class WithoutRegisters { tag };
+    fi(const fi& source, WithoutRegisters tag);
+    /// A copy that shares no element and leaves no log. Reads of a view's elements as a whole go to it.
+    std::unique_ptr<const fi> detached() const;
     /// Copies one part of an array: of a view, what it walks over.
     static number copyOf(const fi& array, const number& part);
     /// The imaginary part as a whole; that of a view is brought up to its root.

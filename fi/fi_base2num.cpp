@@ -251,12 +251,13 @@ void fi::base2num(const hvArray* text, int base) {
     }
     resizeAndZero(shape.rows, shape.elementsPerRow, getNumericType(), getFimath(), shape.isComplex);
     const quantizer& q = getAssignmentQuantizer();
+    const std::uint64_t first = firstPlace();
     PartReader real(q, base, mReal);
     PartReader imaginary(q, base, mImag);
     for (std::size_t row = 0; row < rows.count(); ++row) {
         Tokens tokens(rows.row(row), delimiters);
         for (std::uint64_t column = 0; column < shape.elementsPerRow; ++column) {
-            const std::uint64_t element = column * shape.rows + row;
+            const std::uint64_t element = first + column * shape.rows + row;
             real.store(element, tokens.next());
             if (iscomplex()) {
                 imaginary.store(element, shape.isComplex ? tokens.next() : std::string_view());

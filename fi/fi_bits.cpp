@@ -95,9 +95,10 @@ fi& fi::bitandorxor(const fi& b, BitOperation operation) const {
         raiseError("fixedpoint:fi:bitAndXorOr:mixedNumericTypes", "Bit AND/OR/XOR must have matching operand types.");
     }
     if (b.isView()) {
-        const auto right = std::make_unique<fi>(b);
-        right->resetLogging();
-        return bitandorxor(*right, operation);
+        return bitandorxor(*b.detached(), operation);
+    }
+    if (isView()) {
+        return detached()->bitandorxor(b, operation);
     }
     const broadcasting operands(*this, b);
     const fi& array = operands.shape();

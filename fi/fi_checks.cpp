@@ -85,6 +85,10 @@ void slopebias::raiseWithoutCast(const char* operation) {
 }
 
 void fi::errorIfBadValue(DataTypeEnum dataType) const {
+    if (isView()) {
+        detached()->errorIfBadValue(dataType);
+        return;
+    }
     NumericType::errorIfComplexLogical(dataType, iscomplex());
     const auto check = [dataType](const number& entries) {
         const std::uint64_t cursor = entries.getIndex();

@@ -20,14 +20,25 @@ number fi::copyOf(const fi& array, const number& part) {
     if (!array.isView()) {
         return number(part, embedded::NumberVector::tag);
     }
-    // Each kind of view knows for itself where it starts.
-    const std::uint64_t cursor = array.mReal.getIndex();
-    const std::uint64_t imagCursor = array.mImag.getIndex();
-    array.setIndex(0);
-    const std::uint64_t start = std::min(array.mReal.getIndex(), part.numel());
-    array.mReal.setIndex(cursor);
-    array.mImag.setIndex(imagCursor);
+    const std::uint64_t start = std::min(array.firstPlace(), part.numel());
     return number(part, start, std::min(array.mNumel, part.numel() - start));
+}
+
+// Each kind of view knows for itself where it starts.
+std::uint64_t fi::firstPlace() const {
+    const std::uint64_t cursor = mReal.getIndex();
+    const std::uint64_t imagCursor = mImag.getIndex();
+    setIndex(0);
+    const std::uint64_t first = mReal.getIndex();
+    mReal.setIndex(cursor);
+    mImag.setIndex(imagCursor);
+    return first;
+}
+
+std::unique_ptr<const fi> fi::detached() const {
+    std::unique_ptr<const fi> copy(new fi(*this, WithoutRegisters::tag));
+    copy->resetLogging();
+    return copy;
 }
 
 const number& fi::imagPart() const {
@@ -47,7 +58,7 @@ void fi::finishCopy(const fi& source) {
     updateAssignmentQuantizer();
 }
 
-fi::fi(const fi& source)
+fi::fi(const fi& source, WithoutRegisters)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(copyOf(source, source.mReal)),
       mImag(copyOf(source, source.imagPart())),
@@ -55,6 +66,9 @@ fi::fi(const fi& source)
       mDims(source.mDims),
       mFimathIsLocal(source.mFimathIsLocal) {
     finishCopy(source);
+}
+
+fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
     if (source.mSumRegister) {
         mSumRegister = std::make_unique<fi>(cleared(*source.mSumRegister));
     }

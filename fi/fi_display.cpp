@@ -9,6 +9,10 @@ void fi::dispArray() const {
 }
 
 void fi::disp() const {
+    if (isView()) {
+        detached()->disp();
+        return;
+    }
     if (isempty()) {
         hscPrintf("     []\n");
     } else {

@@ -58,13 +58,22 @@ hvArray* realWorldView(const fi& array, hvClassID classId, Convert convert) {
 }  // namespace
 
 hvArray* fi::getDoubleHvArray() const {
+    if (isView()) {
+        return detached()->getDoubleHvArray();
+    }
     return realWorldView<double>(*this, hvDOUBLE_CLASS, std::identity());
 }
 
 hvArray* fi::getSingleHvArray() const {
+    if (isView()) {
+        return detached()->getSingleHvArray();
+    }
     return realWorldView<float>(*this, hvSINGLE_CLASS, [](double x) { return static_cast<float>(x); });
 }
 
 hvArray* fi::getBooleanHvArray() const {
+    if (isView()) {
+        return detached()->getBooleanHvArray();
+    }
     return realWorldView<hvLogical>(*this, hvLOGICAL_CLASS, [](double x) { return hvLogical{x != 0.0}; });
 }

@@ -119,6 +119,9 @@ hvArray* fi::getIntArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimensi
 }
 
 hvArray* fi::getIntArrayHvArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimension) const {
+    if (isView()) {
+        return detached()->getIntArrayHvArray(chunks, dimension);
+    }
     const auto count = static_cast<std::uint64_t>(chunkCount(chunks));
     std::vector<std::size_t> dims(mDims.begin(), mDims.end());
     if (dimension == IntArrayDimensionMode::Leading && mM != 1) {
@@ -185,12 +188,13 @@ void fi::set32BitChunkIntArray(const std::uint32_t* re, const std::uint32_t* im,
     const std::uint64_t cursor = getIndex();
     for (std::uint64_t i = 0; i < mNumel; ++i) {
         const std::uint64_t word = i * static_cast<std::uint64_t>(chunkCount);
-        store(mReal[i], re + word);
+        setIndex(i);
+        store(mReal, re + word);
         if (iscomplex()) {
-            store(mImag[i], im + word);
+            store(imagEntry(), im + word);
         }
     }
-    setIndex(cursor);
+    fi::setIndex(cursor);
 }
 
 hvArray* fi::convertIntArrayToFiArray(const hvArray* values, bool isSigned, int wordLength, int fractionLength,
@@ -210,6 +214,9 @@ hvArray* fi::convertIntArrayToFiArray(const hvArray* values, bool isSigned, int 
 // Between 32-bit chunks and 64-bit words.
 
 hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) const {
+    if (isView()) {
+        return detached()->convert32BitIntArrayTo64BitIntArray(values, convert);
+    }
     const auto chunkCount = static_cast<std::uint64_t>(numChunks());
     if (!convert || !hasChunks(values) || chunkCount == 0) {
         return values;
@@ -271,6 +278,10 @@ hvArray* fi::convert64BitIntArrayTo32BitIntArray(hvArray* values) const {
 // Bits of the top chunk above the word.
 
 void fi::addSignExtension32BitIntArray(hvArray* values) const {
+    if (isView()) {
+        detached()->addSignExtension32BitIntArray(values);
+        return;
+    }
     const int usedBits = getWordLength() % 32;
     if (!isSigned() || getWordLength() <= 32 || usedBits == 0 || !hasChunks(values)) {
         return;

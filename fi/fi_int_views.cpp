@@ -57,6 +57,9 @@ void storeScaled(number& target, std::span<const T> values, int exponent) {
 }  // namespace
 
 hvArray* fi::getIntHvArray() const {
+    if (isView()) {
+        return detached()->getIntHvArray();
+    }
     switch (getDataType()) {
         case DataTypeEnum::Fixed:
             break;

@@ -46,6 +46,9 @@ bool fi::iscomplex() const {
 }
 
 bool fi::isFinite() const {
+    if (isView()) {
+        return detached()->isFinite();
+    }
     if (!isFloat() && !isScaledDouble()) {
         return true;
     }

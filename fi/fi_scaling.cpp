@@ -77,9 +77,7 @@ fi& fi::reinterpretcast(const NumericType& type) const {
                    "cast.");
     }
     if (isView()) {
-        const fi own(*this);
-        own.resetLogging();
-        return own.reinterpretcast(type);
+        return detached()->reinterpretcast(type);
     }
     NumericType resultType(type);
     if (isScaledDouble()) {

@@ -75,7 +75,8 @@ fi& fi::complex(const fi& imagPart) const {
     }
     const quantizer& q = result->getAssignmentQuantizer();
     if (parts.rightIsScalar()) {
-        q.quantize(scratch.setvalue(imagPart.real(0)));
+        imagPart.setIndex(0);
+        q.quantize(scratch.setvalue(imagPart.mReal));
     }
     const std::span<const double> re = entries::doublesOf(mReal, mNumel);
     const std::span<const double> im = entries::doublesOf(imagPart.mReal, imagPart.mNumel);

@@ -120,6 +120,9 @@ hvArray* fi::convertDravelinIntArrayToFiArray() {
 // Plain buffers.
 
 void* fi::createDVArray(void* buffer) const {
+    if (isView()) {
+        return detached()->createDVArray(buffer);
+    }
     const hvArrayOwner values(getDravelinIntArray());
     const hvArray* const read = values.get();
     if (hvIsNumeric(read)) {
@@ -148,12 +151,13 @@ void fi::storeWords(const void* buffer, bool wholeArray) {
     }
     const std::uint64_t cursor = getIndex();
     for (std::uint64_t i = 0; i < mNumel; ++i) {
-        storeNext(mReal[i]);
+        setIndex(i);
+        storeNext(mReal);
         if (iscomplex()) {
-            storeNext(mImag[i]);
+            storeNext(imagEntry());
         }
     }
-    setIndex(cursor);
+    fi::setIndex(cursor);
 }
 
 void fi::setFromDVArray(const void* buffer, bool wholeArray) {

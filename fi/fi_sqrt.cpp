@@ -136,6 +136,9 @@ fi* fi::sqrtBisection(const fimath& rules) const {
 }
 
 fi* fi::sqrtBisection(const NumericType& type, const fimath& rules) const {
+    if (isView()) {
+        return detached()->sqrtBisection(type, rules);
+    }
     constexpr auto kAssignment = embedded::OperationTypeEnum::Assignment;
     sqrtErrorMessage(type);
     if (getLogging()) {

@@ -243,6 +243,9 @@ hvArray* blocksOf(const fi& array, int blockWidth, std::string_view betweenBlock
 }  // namespace
 
 hvArray* fi::num2base(int base) const {
+    if (isView()) {
+        return detached()->num2base(base);
+    }
     errorIfScaledDouble("num2base");
     requireBase(base, 36, "fixedpoint:fi:num2base:baseoutofrange");
     const int width = digitCount(getWordLength(), base);
@@ -262,6 +265,9 @@ hvArray* fi::num2base(int base) const {
 }
 
 hvArray* fi::num2sdec() const {
+    if (isView()) {
+        return detached()->num2sdec();
+    }
     errorIfScaledDouble("num2sdec");
     const int digits = digitCount(getWordLength(), 10);
     const int width = digits + 1;

@@ -27,8 +27,23 @@ void fi::quantizeAll(bool refresh) {
     if (refresh) {
         updateAssignmentQuantizer();
     }
-    mAssignmentQuantizer.quantizeArray(mReal);
-    mAssignmentQuantizer.quantizeArray(mImag);
+    if (!isView()) {
+        mAssignmentQuantizer.quantizeArray(mReal);
+        mAssignmentQuantizer.quantizeArray(mImag);
+        return;
+    }
+    const std::uint64_t first = firstPlace();
+    const auto quantizeOwn = [&](number& part) {
+        const std::uint64_t cursor = part.getIndex();
+        for (std::uint64_t i = first; i < first + mNumel; ++i) {
+            mAssignmentQuantizerRef->quantize(part[i]);
+        }
+        part.setIndex(cursor);
+    };
+    quantizeOwn(mReal);
+    if (iscomplex()) {
+        quantizeOwn(mImag);
+    }
 }
 
 void fi::applyNumericType(const NumericType& type) {

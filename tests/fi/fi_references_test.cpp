@@ -1,9 +1,16 @@
 // Views of an array and of its columns.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <memory>
+#include <numeric>
+#include <span>
+#include <sstream>
+#include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "fi/FiColumnReference.h"
 #include "logging/filog.h"
@@ -229,56 +236,341 @@ TEST(FiColumnReference, MovesAndIsAssigned) {
     EXPECT_EQ(walked(first), (std::vector<double>{5, 6}));
 }
 
-// What is made from a column is as if the column had been an array of its own.
-TEST(FiColumnReference, GivesItsOwnStretchToWhatIsMadeFromIt) {
-    const std::pair<const char*, fi* (*)(const fi&)> rows[] = {
-        {"copy", [](const fi& x) { return new fi(x); }},
-        {"real parts", [](const fi& x) { return new fi(x, fi::CopyReal::tag); }},
-        {"imaginary parts", [](const fi& x) { return new fi(x, fi::CopyImag::tag); }},
-        {"squeeze", [](const fi& x) { return x.squeeze(); }},
-        {"reshape",
-         [](const fi& x) {
-             return x.reshape(doubles(1, 2, {1, 2}).get());
-         }},
-        {"ctranspose", [](const fi& x) { return x.ctranspose(); }},
-        {"diag", [](const fi& x) { return x.diag(1.0); }},
-        {"hankel", [](const fi& x) { return x.hankel(); }},
-        {"toeplitz", [](const fi& x) { return x.toeplitz(); }},
-        {"subscripts",
-         [](const fi& x) {
-             return x.subscriptedReference(doubles(1, 3, {1, 0, 1}).get());
-         }},
-        {"bits", [](const fi& x) { return &fi(x).fibitand(x); }},
-        {"cast", [](const fi& x) { return &x.reinterpretcast(fixedType(false, x.getWordLength(), 0)); }},
-        {"absolute values", [](const fi& x) { return x.isreal() ? x.realabs() : x.conj(); }},
-        {"product", [](const fi& x) { return &x.times(x); }},
-        {"matrix product", [](const fi& x) { return &fi(matrix(2, 2)).mtimes(x); }},
-        {"convolution",
-         [](const fi& x) {
-             return &column({1, 2, 3}, fixedType(true, 8, 0)).convF(x);
-         }},
-    };
-    const std::vector<double> re = {5, -3, 7.25, 2, -1.5, 4};
+// Everything that an operation gives, as text.
+
+template <class T>
+void showPart(std::ostream& out, std::span<const T> part) {
+    for (const T value : part) {
+        out << ' ' << +value;
+    }
+    out << ';';
+}
+
+std::string shown(hvArray* made) {
+    const hvArrayOwner owner(made);
+    const hvArray* const array = made;
+    std::ostringstream out;
+    if (array == nullptr) {
+        return "null";
+    }
+    out << std::hexfloat << hvGetClassName(array) << (hvIsComplex(array) ? " complex" : " real");
+    for (const std::size_t size : hvGetDims(array)) {
+        out << '-' << size;
+    }
+    if (hvIsChar(array)) {
+        showPart(out << ' ', hvGetTypedData<hvChar>(array));
+    }
+    hvDispatchClass(hvGetClassID(array), [&]<class T>(std::type_identity<T>) {
+        showPart(out, hvGetTypedData<T>(array));
+        showPart(out, hvGetTypedImagData<T>(array));
+    });
+    return out.str();
+}
+std::string shown(const fi& array) {
+    std::ostringstream out;
+    out << snapshotOf(array);
+    return out.str() + " as" + (array.isScaledDouble() || array.isFloat() ? "" : shown(array.num2base(16)));
+}
+std::string shown(fi* made) {
+    const std::unique_ptr<fi> owner(made);
+    return shown(*made);
+}
+std::string shown(fi& made) {
+    return shown(&made);
+}
+
+struct Form {
+    const char* name;
+    std::string (*give)(const fi&);
+};
+
+/// What the form gives, prints, warns of and raises.
+std::string outcomeOf(const Form& form, const fi& array) {
+    const HostCapture host;
+    std::string text;
+    const Raised raised = raisedBy([&] { text = form.give(array); });
+    text += " printed " + host.printed + " raised " + raised.id;
+    for (const HostCapture::Warning& warning : host.warnings) {
+        text += " warned " + warning.id;
+    }
+    return text;
+}
+
+const fi& other(const fi& x) {
+    static std::unique_ptr<const fi> made;
+    const NumericType& type = x.getNumericType();
+    made = std::make_unique<const fi>(column({1, 3, 2}, type, x.getFimath()));
+    return *made;
+}
+hvArrayOwner one() {
+    return doubles(1, 1, {1});
+}
+
+using Chunks = fi::IntArrayChunkMode;
+using Place = fi::IntArrayDimensionMode;
+
+const Form kForms[] = {
+    {"copy", [](const fi& x) { return shown(new fi(x)); }},
+    {"real parts", [](const fi& x) { return shown(new fi(x, fi::CopyReal::tag)); }},
+    {"imaginary parts", [](const fi& x) { return shown(x.getImagFi()); }},
+    {"copydata",
+     [](const fi& x) {
+         fi target = zeros({1, 1}, fixedType(true, 20, 3));
+         target.copydata(x);
+         return shown(std::as_const(target));
+     }},
+    {"squeeze", [](const fi& x) { return shown(x.squeeze()); }},
+    {"reshape",
+     [](const fi& x) {
+         return shown(x.reshape(doubles(1, 2, {1, 2}).get()));
+     }},
+    {"transpose", [](const fi& x) { return shown(x.transpose()); }},
+    {"ctranspose", [](const fi& x) { return shown(x.ctranspose()); }},
+    {"diag", [](const fi& x) { return shown(x.diag(1.0)); }},
+    {"tril", [](const fi& x) { return shown(x.tril()); }},
+    {"triu", [](const fi& x) { return shown(x.triu()); }},
+    {"hankel", [](const fi& x) { return shown(x.hankel()); }},
+    {"hankel with a row", [](const fi& x) { return shown(other(x).hankel(x)); }},
+    {"toeplitz", [](const fi& x) { return shown(x.toeplitz()); }},
+    {"toeplitz with a row", [](const fi& x) { return shown(x.toeplitz(other(x))) + shown(other(x).toeplitz(x)); }},
+    {"subscripts",
+     [](const fi& x) {
+         return shown(x.subscriptedReference(doubles(1, 3, {0, 0, 1}).get()));
+     }},
+    {"deletion", [](const fi& x) { return shown(x.subscriptedDelete(doubles(1, 1, {0}).get())); }},
+    {"growth",
+     [](const fi& x) {
+         return shown(x.subscriptedGrowAssignment(doubles(1, 4, {1, -1, 0, -3}).get(), other(x))) +
+                shown(other(x).subscriptedGrowAssignment(doubles(1, 4, {3, -1, 0, 2}).get(), x));
+     }},
+    {"overwriting",
+     [](const fi& x) {
+         fi target(other(x));
+         target.subscriptedOverwriteAssignment(doubles(1, 3, {1, -1, -1}).get(), x);
+         return shown(std::as_const(target));
+     }},
+    {"cast", [](const fi& x) { return shown(x.reinterpretcast(fixedType(false, x.getWordLength(), 0))); }},
+    {"power of two", [](const fi& x) { return shown(x.pow2(-1, true)); }},
+    {"stored integers", [](const fi& x) { return shown(x.stripscaling()); }},
+    {"negation", [](const fi& x) { return shown(x.uminus()); }},
+    {"conjugate", [](const fi& x) { return shown(x.conj()); }},
+    {"absolute values", [](const fi& x) { return shown(x.realabs()); }},
+    {"root", [](const fi& x) { return shown(x.sqrtBisection()); }},
+    {"root of a type", [](const fi& x) { return shown(x.sqrtBisection(fixedType(true, 12, 4))); }},
+    {"column sums", [](const fi& x) { return shown(x.leadingdimension_sum()); }},
+    {"sum", [](const fi& x) { return shown(x.plus(x)) + shown(x.plus(other(x))); }},
+    {"difference", [](const fi& x) { return shown(x.minus(x)) + shown(other(x).minus(x)); }},
+    {"product", [](const fi& x) { return shown(x.times(x)) + shown(other(x).times(x)); }},
+    {"matrix product", [](const fi& x) { return shown(fi(matrix(2, 2)).mtimes(x)); }},
+    {"outer product", [](const fi& x) { return shown(x.mtimes(*std::unique_ptr<fi>(other(x).transpose()))); }},
+    {"quotient", [](const fi& x) { return shown(x.over(other(x), fixedType(true, 16, 4))); }},
+    {"divisor", [](const fi& x) { return shown(other(x).over(x, fixedType(true, 16, 4))); }},
+    {"convolutions",
+     [](const fi& x) {
+         return shown(other(x).convF(x)) + shown(x.convF(other(x))) + shown(x.convS(other(x))) + shown(x.convV(x));
+     }},
+    {"equality",
+     [](const fi& x) {
+         return shown(x.eq(other(x))) + shown(other(x).ne(x)) + shown(x.isequal(x)) + shown(x.isequal(fi(x)));
+     }},
+    {"order",
+     [](const fi& x) {
+         return shown(x.gt(other(x))) + shown(other(x).ge(x)) + shown(x.lt(other(x))) + shown(other(x).le(x));
+     }},
+    {"extremes", [](const fi& x) { return shown(x.max(other(x))) + shown(other(x).min(x)); }},
+    {"extremes of columns",
+     [](const fi& x) {
+         fi* values = nullptr;
+         hvArray* rows = nullptr;
+         x.unary_max(values, rows);
+         return shown(values) + shown(rows);
+     }},
+    {"sorting", [](const fi& x) { return shown(x.stridesort(true, 1, x.numel())); }},
+    {"bits",
+     [](const fi& x) {
+         return shown(x.fibitand(other(x))) + shown(other(x).fibitor(x)) + shown(fi(x).bitxor(x)) + shown(x.bitcmp());
+     }},
+    {"single bits",
+     [](const fi& x) {
+         const fi first(scalar(1, x.getNumericType()));
+         return shown(x.bitget(one().get())) + shown(first.bitget(fi(x))) + shown(x.bitset(one().get(), one().get()));
+     }},
+    {"bits by position", [](const fi& x) { return shown(other(x).bitget(x)); }},
+    {"signs", [](const fi& x) { return shown(x.sign()); }},
+    {"complex from both parts", [](const fi& x) { return shown(x.complex(other(x))) + shown(other(x).complex(x)); }},
+    {"finite", [](const fi& x) { return std::string(x.isFinite() ? "finite" : "infinite"); }},
+    {"bad values",
+     [](const fi& x) {
+         x.errorIfBadValue(TypeData::Fixed);
+         return std::string("none");
+     }},
+    {"double", [](const fi& x) { return shown(x.getDoubleHvArray()); }},
+    {"single", [](const fi& x) { return shown(x.getSingleHvArray()); }},
+    {"logical", [](const fi& x) { return shown(x.getBooleanHvArray()); }},
+    {"integers", [](const fi& x) { return shown(x.getIntHvArray()); }},
+    {"chunks",
+     [](const fi& x) {
+         std::string all;
+         for (const Place place : {Place::Leading, Place::First}) {
+             for (const Chunks chunks : {Chunks::Natural, Chunks::AlwaysFour}) {
+                 all += shown(x.getIntArray(chunks, place)) + shown(x.getIntArrayHvArray(chunks, place));
+             }
+         }
+         return all;
+     }},
+    {"chunks of other words",
+     [](const fi& x) {
+         const std::size_t sizes[] = {x.numel() * static_cast<std::size_t>(x.numChunks()), 1};
+         const auto words = [&](hvClassID id) { return hvCreateNumericArray(2, sizes, id, x.getComplexity()); };
+         hvArrayOwner extended(words(hvUINT32_CLASS));
+         x.addSignExtension32BitIntArray(extended.get());
+         return shown(x.convert32BitIntArrayTo64BitIntArray(words(hvUINT32_CLASS), true)) + shown(extended.release()) +
+                shown(x.convert64BitIntArrayTo32BitIntArray(words(hvUINT64_CLASS)));
+     }},
+    {"simulation words",
+     [](const fi& x) {
+         std::string all;
+         for (const bool isCompact : {true, false}) {
+             embedded::setFeatureFi33PlusMemoryFootprint(isCompact);
+             all += shown(x.getDravelinIntArray()) + shown(x.getDravelinArray()) +
+                    shown(x.getDravelinArray32MemoryFootPrint());
+         }
+         embedded::setFeatureFi33PlusMemoryFootprint(true);
+         return all;
+     }},
+    {"simulation buffer",
+     [](const fi& x) {
+         std::vector<unsigned char> bytes(x.numel() * 64 + 1);
+         x.createDVArray(bytes.data());
+         return testing::PrintToString(bytes);
+     }},
+    {"digits",
+     [](const fi& x) {
+         std::string all;
+         for (const int base : {2, 7, 8, 10, 16, 36}) {
+             all += shown(x.num2base(base));
+         }
+         return all;
+     }},
+    {"decimals", [](const fi& x) { return shown(x.num2sdec()); }},
+    {"display",
+     [](const fi& x) {
+         x.disp();
+         return std::string();
+     }},
+    {"display of the values",
+     [](const fi& x) {
+         x.dispArray();
+         return std::string();
+     }},
+};
+
+// What is made, read or shown of a column is as if the column had been an array of its own.
+TEST(FiColumnReference, GivesItsOwnStretchInEveryForm) {
+    const std::vector<double> re = {-1.5, 5, -3, 7.25, 2, 4};
     const std::vector<double> im = {1, 2, -3, 4, -5, 6};
-    for (const int wordBits : {12, 60}) {
+    const NumericType types[] = {fixedType(true, 8, 2),
+                                 fixedType(false, 12, 2),
+                                 fixedType(true, 33, 2),
+                                 fixedType(true, 60, 2),
+                                 fixedType(true, 90, 2),
+                                 fixedType(true, 130, 2),
+                                 fixedType(true, 40, 1050),
+                                 slopeBiasType(true, 16, 1.5, -2, 1),
+                                 NumericType(TypeMode::ScaledDoubleBinaryPoint, true, 16, 1, -2, 0),
+                                 plainType(TypeMode::Double),
+                                 plainType(TypeMode::Single),
+                                 plainType(TypeMode::Boolean)};
+    for (const NumericType& type : types) {
         for (const bool isComplex : {false, true}) {
-            const NumericType type = fixedType(true, wordBits, 2);
-            fi root = isComplex ? column(re, im, type) : column(re, type);
-            for (std::uint64_t start = 0; start < 5; ++start) {
-                const FiColumnReference view(root, start, 2);
-                const auto place = static_cast<double>(start);
-                const std::unique_ptr<fi> own(root.subscriptedReference(doubles(2, 1, {place, place + 1}).get()));
-                for (const auto& [name, make] : rows) {
-                    HostCapture host;
-                    EXPECT_EQ(snapshotOf(*std::unique_ptr<fi>(make(view))),
-                              snapshotOf(*std::unique_ptr<fi>(make(*own))))
-                        << name << " from " << start << " on, complex: " << isComplex << ", " << wordBits << " bits";
-                }
-                view.setIndex(1);
-                EXPECT_EQ(fi(view).getIndex(), 0U);
-                EXPECT_EQ(view.getIndex(), start + 1);
+            if (isComplex && (type.isBoolean() || type.isSlopeBiasScaled())) {
+                continue;
             }
-            EXPECT_EQ(sizesOf(fi(FiColumnReference(root, 1))), (Sizes{0, 1}));  // behind the last column
+            fi root = isComplex ? column(re, im, type) : column(re, type);
+            if (type.isFloat()) {
+                root.setIndex(0);
+                root.setvalue(std::numeric_limits<double>::infinity());
+            }
+            for (const auto& [start, count] : {std::pair{0U, 2U}, {1U, 1U}, {1U, 2U}, {3U, 1U}, {3U, 3U}, {6U, 0U}}) {
+                const FiColumnReference view(root, start, count);
+                std::vector<double> places(count);
+                std::iota(places.begin(), places.end(), start);
+                const std::unique_ptr<fi> own(root.subscriptedReference(doubles(count, 1, places).get()));
+                for (const Form& form : kForms) {
+                    view.setIndex(0);
+                    own->setIndex(0);
+                    EXPECT_EQ(outcomeOf(form, view), outcomeOf(form, *own))
+                        << form.name << " of " << count << " from " << start << " on, complex: " << isComplex << ", "
+                        << fieldsOf(type);
+                }
+            }
+            const FiColumnReference view(root, 4, 2);
+            view.setIndex(1);
+            EXPECT_EQ(fi(view).getIndex(), 0U);
+            EXPECT_EQ(view.getIndex(), 5U);
+            // Behind the last column there are no elements to show.
+            const FiColumnReference behind(root, 1);
+            const auto nothing = std::make_unique<const fi>(behind);
+            EXPECT_EQ(sizesOf(*nothing), (Sizes{0, 1}));
+            for (const Form& form : kForms) {
+                if (const std::string name = form.name; name == "double" || name == "digits" || name == "display") {
+                    EXPECT_EQ(outcomeOf(form, behind), outcomeOf(form, *nothing)) << name;
+                }
+            }
+        }
+    }
+}
+
+// What stores into all elements takes those of the column, and the root counts.
+TEST(FiColumnReference, IsStoredIntoAsAWhole) {
+    const std::pair<const char*, void (*)(fi&)> rows[] = {
+        {"text",
+         [](fi& x) {
+             const hvArrayOwner words(x.num2base(2));
+             x.base2num(words.get(), 2);
+             hvGetTypedData<hvChar>(words.get())[0] ^= 1;
+             x.base2num(words.get(), 2);
+         }},
+        {"buffer",
+         [](fi& x) {
+             std::vector<unsigned char> bytes(x.numel() * 64, 3);
+             x.setFromDVArray(bytes.data(), true);
+         }},
+        {"chunks",
+         [](fi& x) {
+             const auto chunks = static_cast<std::size_t>(x.numChunks());
+             std::vector<std::uint32_t> re(x.numel() * chunks);
+             std::iota(re.begin(), re.end(), 1U);
+             x.set32BitChunkIntArray(re.data(), re.data(), x.numChunks(), true);
+         }},
+        {"quantizing", [](fi& x) { x.quantizeAll(false); }},
+    };
+    const LoggingOn logging;
+    for (const int wordBits : {8, 40, 60}) {
+        for (const bool isComplex : {false, true}) {
+            for (const auto& [name, store] : rows) {
+                const NumericType type = fixedType(true, wordBits, 2);
+                const std::vector<double> values = {1, 2, 3, 4, 5, 6};
+                fi root = isComplex ? column(values, values, type) : column(values, type);
+                for (const std::uint64_t place : {0U, 3U}) {
+                    root.setIndex(place);
+                    root.setvalue(std::ldexp(1.125, wordBits));  // neither rounded nor in range
+                }
+                root.resetLogging();
+                fi wanted(root);
+                FiColumnReference view(root, 2, 3);
+                fi own(view);
+                view.setIndex(1);
+                store(view);
+                store(own);
+                EXPECT_EQ(view.getIndex(), std::string(name) == "text" ? 2U : 3U);
+                own.setIndex(0);
+                view.setIndex(0);
+                wanted.subscriptedOverwriteAssignment(doubles(6, 1, {1, 2, -1, -2, -3, 6}).get(), own);
+                EXPECT_EQ(shown(std::as_const(root)), shown(std::as_const(wanted)))
+                    << name << ", " << wordBits << " bits, complex: " << isComplex;
+                EXPECT_EQ(countsOf(root), countsOf(own)) << name;
+            }
         }
     }
 }
