@@ -116,9 +116,11 @@ void fi::assignSlopeBias(const fi& source, const quantizer& q) {
     const bool isNegativeIntoUnsigned = source.getBias() - getBias() < 0.0 && !isSigned();
     initSlopeBiasCorrectionFactorsForEquals(source);
     const number netBias(mBnetForEquals, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
-    const auto scale = [&](number& entry, const number& from) {
+    // A view of this array may have kept another type, and then stands at the very element that is stored here.
+    const fi& from = sharesElementsOf(source) ? source.getElement() : source;
+    const auto scale = [&](number& entry, const number& value) {
         entry.setvalue(mFsxForEquals);
-        entry *= from;
+        entry *= value;
         q.quantize(entry);
     };
     const auto shift = [&](number& entry) {
@@ -129,12 +131,12 @@ void fi::assignSlopeBias(const fi& source, const quantizer& q) {
         }
         q.quantize(entry);
     };
-    scale(mReal, source.mReal);
+    scale(mReal, from.mReal);
     shift(mReal);
     if (iscomplex()) {
         number& entry = imagEntry();
         if (source.iscomplex()) {
-            scale(entry, source.imag());
+            scale(entry, from.imag());
         } else {
             entry.setvalue(0.0);
         }
@@ -157,6 +159,11 @@ void fi::assignNarrower(const fi& source, const quantizer& q) {
 void fi::copydata(const fi& source) {
     errorIfComplexOntoSlopeBias(source);
     if (this == &source) {
+        return;
+    }
+    if (sharesElementsOf(source)) {
+        // Elements that are overwritten, or go with another size, may still be wanted.
+        copydata(*source.detached());
         return;
     }
     resizeAndZero(source.dims(), source.ndims(), source.numel(), getNumericType(), getFimath(), source.iscomplex());

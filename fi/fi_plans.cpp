@@ -173,11 +173,9 @@ void fi::subscriptedOverwriteAssignment(const hvArray* plan, const fi& right) {
     if (places.size() != mNumel) {
         hvErrMsg(73);
     }
-    if (&right == this) {
-        // Elements that are overwritten may still be wanted. The log of the copy would be written a second time.
-        const auto copy = std::make_unique<const fi>(right);
-        copy->resetLogging();
-        putByPlan(places, nullptr, *copy);
+    if (sharesElementsOf(right)) {
+        // Elements that are overwritten may still be wanted.
+        putByPlan(places, nullptr, *right.detached());
     } else {
         putByPlan(places, nullptr, right);
     }

@@ -145,7 +145,8 @@ fi& fi::operator*(const fi& b) const {
 
 fi& fi::operator*=(const fi& b) {
     // The real part of a complex element is stored before the imaginary one is computed.
-    const fi& right = &b == this && iscomplex() ? getElement() : b;
+    const bool isCopied = sharesElementsOf(b) && (iscomplex() || b.iscomplex());
+    const fi& right = isCopied ? b.getElement() : b;
     return timesEquals(right, getAssignmentQuantizer(), getSumQuantizer(), 0);
 }
 

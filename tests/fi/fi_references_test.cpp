@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -570,6 +571,138 @@ TEST(FiColumnReference, IsStoredIntoAsAWhole) {
                 EXPECT_EQ(shown(std::as_const(root)), shown(std::as_const(wanted)))
                     << name << ", " << wordBits << " bits, complex: " << isComplex;
                 EXPECT_EQ(countsOf(root), countsOf(own)) << name;
+            }
+        }
+    }
+}
+
+/// An array that shares elements and no more.
+class SharedCopy : public fi {
+ public:
+    explicit SharedCopy(const fi& root) : fi(root, embedded::CopyIndex::tag) {
+        fi::getAssignmentQuantizer().getQlogger().reset();
+    }
+};
+
+/// Null for the root itself.
+using View = std::unique_ptr<fi> (*)(fi& root);
+
+/// Makes two views of a root, changes the root, then the left view by the right one, and compares with the same by a
+/// copy of the right one: for elements at all pairs of places.
+template <class MakeRoot>
+void expectAsWithACopy(MakeRoot makeRoot, View makeLeft, View makeRight, void (*changeRoot)(fi&),
+                       void (*change)(fi&, const fi&), bool isOfElements) {
+    const fi first = makeRoot();
+    for (std::uint64_t i = 0; i < (isOfElements ? 3 : 1); ++i) {
+        for (std::uint64_t j = 0; j < (isOfElements ? 3 : 1); ++j) {
+            std::vector<std::string> seen;
+            for (const bool isDetached : {false, true}) {
+                fi root(first);
+                const auto leftView = makeLeft == nullptr ? nullptr : makeLeft(root);
+                const auto rightView = makeRight == nullptr ? nullptr : makeRight(root);
+                fi& left = leftView == nullptr ? root : *leftView;
+                const fi& right = rightView == nullptr ? root : *rightView;
+                changeRoot(root);
+                const std::unique_ptr<fi> copy = std::make_unique<fi>(right);
+                copy->resetLogging();
+                const fi& operand = isDetached ? *copy : right;
+                left.setIndex(i);
+                operand.setIndex(j);
+                change(left, operand);
+                seen.push_back(shown(std::as_const(root)) + testing::PrintToString(countsOf(root)));
+            }
+            EXPECT_EQ(seen[0], seen[1]) << "places " << i << " and " << j;
+        }
+    }
+}
+
+// A view of an array may stand on either side of what is done in place: nothing reads what it has just written.
+TEST(FiReference, MayShareElementsWithTheOtherOperand) {
+    const std::pair<const char*, View> views[] = {
+        {"reference", [](fi& root) -> std::unique_ptr<fi> { return std::make_unique<FiReference>(root); }},
+        {"column", [](fi& root) -> std::unique_ptr<fi> { return std::make_unique<FiColumnReference>(root, 0, 3); }},
+        {"later column",
+         [](fi& root) -> std::unique_ptr<fi> { return std::make_unique<FiColumnReference>(root, 1, 3); }},
+        {"shared copy", [](fi& root) -> std::unique_ptr<fi> { return std::make_unique<SharedCopy>(root); }},
+        {"root", nullptr},
+    };
+    struct Row {
+        const char* name;
+        void (*change)(fi&, const fi&);
+        bool isOfElements;
+    };
+    const Row rows[] = {
+        {"=", [](fi& a, const fi& b) { a = b; }, true},
+        {"setvalue", [](fi& a, const fi& b) { a.setvalue(b); }, true},
+        {"+=", [](fi& a, const fi& b) { a += b; }, true},
+        {"-=", [](fi& a, const fi& b) { a -= b; }, true},
+        {"*=", [](fi& a, const fi& b) { a *= b; }, true},
+        {"overwriting",
+         [](fi& a, const fi& b) {
+             std::vector<double> plan(a.numel());
+             for (std::size_t i = 0; i < plan.size(); ++i) {
+                 plan[i] = -1.0 - static_cast<double>((i + 2) % b.numel());
+             }
+             a.subscriptedOverwriteAssignment(doubles(plan.size(), 1, plan).get(), b);
+         },
+         false},
+        {"copydata",
+         [](fi& a, const fi& b) {
+             // Views keep their size.
+             if (a.numel() == b.numel() || typeid(a) == typeid(fi)) {
+                 a.copydata(b);
+             }
+         },
+         false},
+    };
+    // What becomes of the root when both views are there.
+    const std::pair<const char*, void (*)(fi&)> changes[] = {
+        {"as it was", [](fi&) {}},
+        {"complex now",
+         [](fi& root) {
+             root.coordinateComplexity(true, 0);
+             for (std::uint64_t i = 0; i < root.numel(); ++i) {
+                 const_cast<number&>(root.imag(i)).setvalue(static_cast<double>(i) - 1.5);
+             }
+         }},
+        {"of another type", [](fi& root) { root.isSlopeBiasScaled() ? root.setBias(3) : root.setFractionLength(1); }},
+    };
+    const LoggingOn logging;
+    for (const NumericType& type : {fixedType(true, 12, 3), fixedType(true, 70, 3),
+                                    slopeBiasType(true, 12, 1.25, -3, 1), plainType(TypeMode::Double)}) {
+        for (const auto& [changeName, change] : changes) {
+            for (const bool isComplex : {false, true}) {
+                if (type.isSlopeBiasScaled() ? isComplex || std::string(changeName) == "complex now"
+                                             : type.isFloat() && std::string(changeName) == "of another type") {
+                    continue;
+                }
+                for (const bool casts : {false, true}) {
+                    fimath rules = rulesOf();
+                    rules.setCastBeforeSum(casts);
+                    const auto makeRoot = [&, isComplex] {
+                        const std::vector<double> re = {1.5, -2, 3.25, 4};
+                        const std::vector<double> im = {2, 0.5, -1, 3};
+                        fi root = isComplex ? column(re, im, type, rules, !type.isFloat())
+                                            : column(re, type, rules, !type.isFloat());
+                        root.resetLogging();
+                        return root;
+                    };
+                    for (const auto& [leftName, left] : views) {
+                        for (const auto& [rightName, right] : views) {
+                            for (const Row& row : rows) {
+                                if (left == nullptr && right == nullptr) {
+                                    continue;  // one array has one current element
+                                }
+                                expectAsWithACopy(makeRoot, left, right, change, row.change, row.isOfElements);
+                                if (HasFailure()) {
+                                    FAIL()
+                                        << leftName << ' ' << row.name << ' ' << rightName << ", root " << changeName
+                                        << ", complex: " << isComplex << ", casts: " << casts << ", " << fieldsOf(type);
+                                }
+                            }
+                        }
+                    }
+                }
             }
         }
     }
