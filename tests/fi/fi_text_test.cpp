@@ -217,6 +217,103 @@ TEST(FiText, IsThatOfBigIntegersAndReadsBackTheSame) {
     }
 }
 
+// Words of up to 52 bits stand in doubles, whose bits weigh 2^-1074 at least and less than 2^1024 together; longer ones
+// in floats from 2^-(2^30) to below 2^(2^30 - 1). A scale beyond loses words, and their sums, without a remark.
+TEST(FiText, KeepsEveryWordWhileTheEntriesReachItsBits) {
+    const auto digits = [](const Integer& word, int wordBits) {
+        Integer wrapped;
+        mpz_fdiv_r_2exp(wrapped.get_mpz_t(), word.get_mpz_t(), static_cast<mp_bitcnt_t>(wordBits));
+        const std::string text = wrapped.get_str(2);
+        return std::string(static_cast<std::size_t>(wordBits) - text.size(), '0') + text;
+    };
+    const auto rowsOfWords = [&](const std::vector<Integer>& words, int wordBits) {
+        Rows rows;
+        for (const Integer& word : words) {
+            rows.push_back(digits(word, wordBits));
+        }
+        return rows;
+    };
+    const auto arrayOfWords = [&](const std::vector<Integer>& words, const NumericType& type) {
+        fi array = scalar(0, type);
+        array.base2num(charMatrix(rowsOfWords(words, type.getWordLength())).get(), 2);
+        return array;
+    };
+    // Which words a double holds, in exact arithmetic.
+    const auto isInDoubles = [](const Integer& word, int fraction) {
+        const Rational value = scaled(Rational(word), -fraction);
+        return abs(value) < scaled(Rational(1), 1024) && scaled(value, 1074).get_den() == 1;
+    };
+    for (int wordBits = 1; wordBits <= 54; ++wordBits) {
+        for (const bool isSigned : {false, true}) {
+            const Integer low = isSigned ? Integer(-scaled(Rational(1), wordBits - 1).get_num()) : Integer(0);
+            const Integer high = low + scaled(Rational(1), wordBits).get_num() - 1;
+            std::vector<Integer> words;
+            if (wordBits <= 6) {
+                for (Integer word = low; word <= high; ++word) {
+                    words.push_back(word);
+                }
+            } else {
+                words = {low, low + 1, low / 2 + 3, 0, 1, 2, 5, high / 2, high - 1, high};
+            }
+            const std::vector<Integer> reversed(words.rbegin(), words.rend());
+            const bool isInFloats = wordBits > 52;
+            const int least = isInFloats ? wordBits - (1 << 30) + 1 : wordBits - 1024;
+            const int greatest = isInFloats ? 1 << 30 : 1074;
+            for (const int fraction : {least - 3, least - 1, least, least + 1, 0, greatest - 1, greatest, greatest + 1,
+                                       greatest + 2, greatest + 60}) {
+                const NumericType type = fixedType(isSigned, wordBits, fraction);
+                SCOPED_TRACE(testing::Message() << fieldsOf(type));
+                const fi array = arrayOfWords(words, type);
+                const Rows seen = rowsOf(textOf(array, 2));
+                const Rows wanted = rowsOfWords(words, wordBits);
+                const bool isKept = fraction >= least && fraction <= greatest;
+                EXPECT_EQ(seen == wanted, isKept);
+                if (isInFloats) {
+                    continue;
+                }
+                for (std::size_t i = 0; i < words.size(); ++i) {
+                    EXPECT_EQ(seen[i] == wanted[i], isInDoubles(words[i], fraction)) << words[i];
+                }
+                if (!isKept) {
+                    continue;
+                }
+                EXPECT_EQ(realParts(column(realParts(array), type)), realParts(array));
+                // A sum in full has one bit more, and that word's bounds hold; 53 bits stand in floats.
+                for (const std::vector<Integer>& others : {words, reversed}) {
+                    const std::unique_ptr<fi> sum(&array.plus(arrayOfWords(others, type)));
+                    const Rows sums = rowsOf(textOf(*sum, 2));
+                    for (std::size_t i = 0; i < words.size(); ++i) {
+                        const Integer exact = words[i] + others[i];
+                        EXPECT_EQ(sums[i] == digits(exact, wordBits + 1),
+                                  wordBits == 52 || isInDoubles(exact, fraction))
+                            << words[i] << " + " << others[i];
+                    }
+                }
+            }
+            if (isInFloats) {
+                continue;
+            }
+            // One step outside wraps by 2^(w - f), which has to be a double too.
+            for (const int fraction : {least, least + 1}) {
+                const NumericType type = fixedType(isSigned, wordBits, fraction);
+                const double step = std::ldexp(1.0, -fraction);
+                const double outside = isSigned ? std::ldexp(step, wordBits - 1) : -step;
+                const double wrapped = scalar(outside, type, rulesOf(Rounding::nearest, true)).realdouble();
+                if (fraction == least && wordBits < 52) {
+                    EXPECT_TRUE(std::isnan(wrapped)) << fieldsOf(type);
+                } else if (fraction > least) {
+                    EXPECT_EQ(wrapped, (isSigned ? low : high).get_d() * step) << fieldsOf(type);
+                }
+            }
+        }
+    }
+    // As it looks.
+    for (const auto& [fraction, text] :
+         {std::pair{-1019, "05"}, {-1021, "05"}, {-1022, "00"}, {1074, "05"}, {1075, "04"}}) {
+        EXPECT_EQ(rowsOf(textOf(arrayOfWords({5}, fixedType(true, 8, fraction)), 16)), Rows{text}) << fraction;
+    }
+}
+
 TEST(FiText, OfAValueThatIsNoWordIsWhatTheQuantizerWrites) {
     constexpr double kInf = std::numeric_limits<double>::infinity();
     std::vector<double> values = {0.0, -0.0,   0.5,    -0.5,   1e-320,  -1e-320, 128,  -128,  -129,        255,
