@@ -36,6 +36,7 @@ class SavedObjects : public BindingTest {
                     out << "\n" << stateOf(value);
                     continue;
                 }
+                out << (value.isComplex() ? " complex" : "");
                 for (const std::size_t size : value.dimensions()) {
                     out << ' ' << size;
                 }
