@@ -27,6 +27,7 @@
 #include "binding/new_fi.h"
 #include "binding/quantizenumeric_methods.h"
 #include "host/ErrorIdException.h"
+#include "logging/reports.h"
 
 namespace {
 
@@ -98,10 +99,7 @@ void copyRules(const MethodCall& call) {
 void copyData(const MethodCall& call) {
     fi& target = call.object<fi>(0);
     target.copydata(call.object<fi>(1));
-    fi::displaySubsasgnLogging(target.getQlogger());
-    if (fi::getLogging()) {
-        fi::updateAssignlog(target.getQlogger());
-    }
+    reports::reportAssignmentWithTotal(target.getQlogger(), fi::getAssignlog());
     call.giveNothing();
 }
 

@@ -9,6 +9,7 @@
 #include "binding/fi_tables.h"
 #include "binding/fi_text_methods.h"
 #include "binding/properties.h"
+#include "logging/reports.h"
 
 namespace {
 
@@ -147,10 +148,7 @@ void setFimathIsLocal(fi& object, bool isLocal) {
 
 void setData(fi& object, const hvArray* value) {
     object.setDataHvArray(value);
-    fi::displaySubsasgnLogging(object.getQlogger());
-    if (fi::getLogging()) {
-        fi::updateAssignlog(object.getQlogger());
-    }
+    reports::reportAssignmentWithTotal(object.getQlogger(), fi::getAssignlog());
 }
 
 hvArray* getIntArray(const fi& object) {

@@ -6,6 +6,7 @@
 #include "fi/dimension_product.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
+#include "logging/reports.h"
 
 namespace {
 
@@ -176,10 +177,7 @@ fi::fi(const hvArray* values, const NumericType& type, bool isLocal, unsigned, c
         fillFromHost(values, embedded::RoundModeEnum::Nearest, embedded::OverflowModeEnum::Saturate);
     }
     mLastPropertySet = PropertyEnum::Data;
-    if (getLogging()) {
-        displaySubsasgnLogging(getQlogger());
-        updateAssignlog(getQlogger());
-    }
+    reports::reportAssignmentWithTotal(getQlogger(), getAssignlog());
 }
 
 void fi::setDefaultPrecision() const {

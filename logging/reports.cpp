@@ -172,4 +172,15 @@ void reportAssignment(const qlogger& log) {
     warnOf(kTexts.assignment, takeChanges(log), "assignment");
 }
 
+void reportAssignmentWithTotal(const qlogger& log, const qlogger& session) {
+    if (qlogger::getLogging()) {
+        const Changes changes = takeChanges(log);
+        add(session, changes);
+        session.setOldOverflows(session.getOldOverflows() + changes.overflows);
+        session.setOldUnderflows(session.getOldUnderflows() + changes.underflows);
+        session.copyMinMax(log);
+        warnOf(kTexts.assignment, changes, "assignment");
+    }
+}
+
 }  // namespace reports

@@ -76,4 +76,8 @@ TOLVANE_API void reportDivide(Changes changes);
 /// Reports an assignment; tests no switch.
 TOLVANE_API void reportAssignment(const qlogger& log);
 
+/// Reports an assignment and adds it to the session's assignments, which take the extremes of the log and the changes
+/// as reported: their own report is of what nobody has heard of.
+TOLVANE_API void reportAssignmentWithTotal(const qlogger& log, const qlogger& session);
+
 }  // namespace reports

@@ -141,6 +141,56 @@ TEST_F(LogClasses, TaggedArraysLeaveRecordsWhileTheSwitchesAreOn) {
     }
 }
 
+TEST_F(LogClasses, TheSessionAddsOnceWhatItWarnsOf) {
+    const Value values = std::vector<double>{9, 8, 1e-9};
+    const Value t = type(true, 8, 4);
+    const auto array = [&] { return fi(std::vector<double>{1, 2, 3}, t); };
+    const std::pair<const char*, std::function<Value()>> roads[] = {
+        {"data",
+         [&] {
+             const Value made = array();
+             made.set("data", values);
+             return made;
+         }},
+        {"copydata",
+         [&] {
+             const Value made = array();
+             session.call(0, "copydata", {made, fi(values, type("Double"))});
+             return made;
+         }},
+        {"constructor", [&] { return fi(values, t, true); }},
+        {"elements", [&] { return session.assign(array(), {hostref::paren(hostref::colon())}, values); }}};
+    for (const auto& [name, assigned] : roads) {
+        SCOPED_TRACE(name);
+        logging(false);
+        assigned();
+        EXPECT_TRUE(session.takeWarnings().empty());
+        logging(true);
+        session.call(0, "resetgloballog", {array()});
+        const Value made = assigned();
+        EXPECT_EQ(session.takeWarnings(),
+                  (std::vector<Warning>{{"fi:overflow", "2 overflows occurred in the fi assignment operation."},
+                                        {"fi:underflow", "1 underflow occurred in the fi assignment operation."}}));
+        for (int again = 0; again < 2; ++again) {
+            EXPECT_EQ(assignmentTotals(made), "FI assignment overflows : 2\nFI assignment underflows: 1\n");
+            session.assign(made, {hostref::paren(1)}, 0);
+            EXPECT_TRUE(session.takeWarnings().empty());
+        }
+
+        // What was counted and not yet told waits until logging is on again.
+        const Value waiting = fi(100, t);
+        logging(false);
+        waiting.set("data", values);
+        session.call(0, "copydata", {waiting, made});
+        EXPECT_TRUE(session.takeWarnings().empty());
+        logging(true);
+        waiting.set("data", 0);
+        EXPECT_EQ(session.takeWarnings(),
+                  (std::vector<Warning>{{"fi:overflow", "1 overflow occurred in the fi assignment operation."}}));
+        EXPECT_EQ(assignmentTotals(made), "FI assignment overflows : 3\nFI assignment underflows: 1\n");
+    }
+}
+
 TEST_F(LogClasses, TheTypeOfARecordIsWrittenByTheSystem) {
     const Value record = session.construct("embedded.filog");
     EXPECT_EQ(typeOf(record), "s16,15");

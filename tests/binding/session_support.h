@@ -74,6 +74,13 @@ class BindingTest : public testing::Test {
     /// It is off again after each test.
     void logging(bool isOn) { session.callStatic("embedded.qlogger", "SetLoggingMode", {isOn}); }
 
+    /// The first lines of the session's totals, while logging is on.
+    std::string assignmentTotals(const Value& object) {
+        session.call(0, "displaygloballog", {object});
+        const std::string printed = session.takePrinted();
+        return printed.substr(0, printed.find("FI sum"));
+    }
+
     void TearDown() override {
         logging(false);
         session.takeWarnings();

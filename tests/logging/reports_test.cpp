@@ -71,6 +71,7 @@ const Report kGatedReports[] = {
      }},
     {"products", [](const Logs& r) { reportProducts(r.log, r.other, "sqrt"); }},
     {"concatenation", [](const Logs& r) { reportConcatenation(r.log, r.other); }},
+    {"assignment with total", [](const Logs& r) { reportAssignmentWithTotal(r.log, r.session); }},
 };
 
 }  // namespace
