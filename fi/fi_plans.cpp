@@ -163,7 +163,15 @@ void fi::putByPlan(std::span<const double> plan, const fi* left, const fi& right
         if (source != nullptr) {
             source->setIndex(offset(plan[k]));
             setIndex(k);
+            const qlogger& log = getQlogger();
+            const std::uint64_t overflows = log.getNoverflows();
+            const std::uint64_t underflows = log.getNunderflows();
             *this = *source;
+            if (plan[k] > 0.0) {
+                // What a kept element did was counted when it came.
+                log.setNoverflows(overflows);
+                log.setNunderflows(underflows);
+            }
         }
     }
 }
@@ -216,6 +224,10 @@ fi* fi::subscriptedGrowAssignment(const hvArray* plan, const fi& right) const {
     errorIfComplexOntoSlopeBias(right);
     const std::span<const double> places = checkedAssignment(plan, *this, right);
     const std::vector<std::uint64_t> dims = dimensionsOf(plan);
+    if (getLogging()) {
+        // Before the log is copied, or both arrays would report what it has gained.
+        updateAssignlog(getQlogger());
+    }
     auto result = std::make_unique<fi>(dims.data(), dims.size(), getNumericType(), getFimath(),
                                        iscomplex() || right.iscomplex(), getAssignmentQuantizer(), mFimathIsLocal);
     result->putByPlan(places, this, right);
@@ -233,8 +245,5 @@ hvArray* fi::subscriptedGrowAssignment(const hvArray* plan, const hvArray* right
     const fi converted = fromRightSide(right);
     static_cast<void>(checkedAssignment(plan, *this, converted));
     addConversionLog(converted);
-    if (getLogging()) {
-        updateAssignlog(getQlogger());
-    }
     return convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedGrowAssignment(plan, converted)));
 }

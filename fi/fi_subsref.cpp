@@ -13,6 +13,7 @@
 #include "host/ErrorIdException.h"
 #include "host/OMInterface.h"
 #include "host/hv.h"
+#include "logging/reports.h"
 
 namespace {
 
@@ -141,11 +142,18 @@ fi* fi::subscriptedGrowAssignmentFromStruct(const hvArray* path, const fi& right
     return subscriptedGrowAssignment(plan.get(), right);
 }
 
-fi* fi::subscriptedDeleteFromStruct(const hvArray* path) const {
-    const hvArrayOwner all = positions(mDims, 0.0, 1.0);
+namespace {
+
+hvArrayOwner planOfDeletion(std::span<const std::uint64_t> dimensions, const hvArray* path) {
+    const hvArrayOwner all = positions(dimensions, 0.0, 1.0);
     const hvArrayOwner nothing(hvCreateDoubleMatrix(0, 0));
-    const hvArrayOwner plan = callHost(1, "subsasgn", all.get(), path, nothing.get());
-    return subscriptedDelete(plan.get());
+    return callHost(1, "subsasgn", all.get(), path, nothing.get());
+}
+
+}  // namespace
+
+fi* fi::subscriptedDeleteFromStruct(const hvArray* path) const {
+    return subscriptedDelete(planOfDeletion(mDims, path).get());
 }
 
 hvArray* fi::subsasgn(hvArray* self, const hvArray* path, const hvArray* right) {
@@ -213,23 +221,25 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
         if (rightCount > 1) {
             raiseError("fixedpoint:fi:subsasgn:index_assign_element_count_mismatch", kMismatch);
         }
-        hvArrayOwner result;
         if (rightCount == 0) {
-            result.reset(convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedDeleteFromStruct(path))));
-        } else {
-            if (object == nullptr) {
-                storeScalar(right, static_cast<std::uint64_t>(place));
-            } else {
-                object->setIndex(0);
-                setIndex(static_cast<std::uint64_t>(place));
-                *this = *object;
+            const hvArrayOwner plan = planOfDeletion(mDims, path);
+            if (getLogging()) {
+                // Before the log is copied, or both arrays would report what it has gained.
+                updateAssignlog(getQlogger());
             }
-            result.reset(embedded::external_to_internal_reference(self));
+            return convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedDelete(plan.get())));
+        }
+        if (object == nullptr) {
+            storeScalar(right, static_cast<std::uint64_t>(place));
+        } else {
+            object->setIndex(0);
+            setIndex(static_cast<std::uint64_t>(place));
+            *this = *object;
         }
         if (getLogging()) {
             updateAssignlog(getQlogger());
         }
-        return result.release();
+        return embedded::external_to_internal_reference(self);
     }
     if (rightCount == 0) {
         raiseError("fixedpoint:fi:subsasgn:index_to_remove_exceeds_matrix_dimensions",
@@ -242,10 +252,20 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
         const fi converted = fromRightSide(right);
         // The host may refuse the path, which must not be counted.
         const hvArrayOwner plan = planOfAssignment(path, converted.dimensions());
-        if (getLogging()) {
-            getQlogger().updateStates(converted.getQlogger());
+        const qlogger& log = getQlogger();
+        const qlogger& gained = converted.getQlogger();
+        const bool countsWhenMoved = getLogging() && isScaledDouble();
+        addConversionLog(converted);
+        if (countsWhenMoved) {
+            log.updateminmax(gained.getMax());
+            log.updateminmax(gained.getMin());
         }
         grown.reset(subscriptedGrowAssignment(plan.get(), converted));
+        if (countsWhenMoved) {
+            // The new array has counted and reported them.
+            log.addtoOverUnder(gained);
+            reports::takeChanges(log);
+        }
     }
     return convertToExternalVelmarArray(std::move(grown));
 }

@@ -272,6 +272,61 @@ TEST_F(FiIndexing, DeletionKeepsTheRestInItsType) {
     EXPECT_EQ(valuesOf(square), (std::vector<double>{1, 2, 3, 4}));
 }
 
+TEST_F(FiIndexing, AnArrayThatGrowsReportsNewValuesAndAnAliasNothing) {
+    const Value fixed = type(true, 4, 0);
+    const Value scaled =
+        made("embedded.numerictype",
+             {{"DataTypeMode", "Scaled double: binary point scaling"}, {"WordLength", 4}, {"FractionLength", 0}});
+    const Value wide = fi(row({50, 0.25}), type("Double"));
+    struct Row {
+        const char* why;
+        Subscript step;
+        Value right;
+        long overflows;
+        long underflows;
+        long operations[2];  // of the new array, with the three of its making; a kept scaled double counts two
+    };
+    const Row rows[] = {
+        {"a number", paren(5), 100, 1, 0, {9, 13}},
+        {"a number by row and column", paren(2, 4), 100, 1, 0, {9, 11}},
+        {"numbers", paren(row({5, 6})), row({100, 0.25}), 1, 1, {10, 13}},
+        {"an object", paren(9), session.index(wide, {paren(1)}), 1, 0, {7, 10}},
+        {"objects", paren(row({5, 6})), wide, 1, 1, {8, 11}},
+        {"an element less", paren(2), Value(), 0, 0, {3, 3}},
+    };
+    logging(true);
+    for (const Row& row : rows) {
+        for (const bool isScaled : {false, true}) {
+            for (const double second : {2.0, 50.0}) {
+                SCOPED_TRACE(testing::Message() << row.why << " " << isScaled << " " << second);
+                const Value alias = fi(std::vector<double>{1, second, 3}, isScaled ? scaled : fixed);
+                session.call(0, "resetgloballog", {alias});
+                const Value grown = session.assign(alias, {row.step}, row.right);
+                const long overflows = row.overflows + (second > 7 ? 1 : 0);
+                const auto told = [](const char* kind, long count) {
+                    return Warning{std::string("fi:") + kind, std::to_string(count) + " " + kind +
+                                                                  (count > 1 ? "s" : "") +
+                                                                  " occurred in the fi assignment operation."};
+                };
+                std::vector<Warning> warnings;
+                if (overflows > 0) warnings.push_back(told("overflow", overflows));
+                if (row.underflows > 0) warnings.push_back(told("underflow", row.underflows));
+                EXPECT_EQ(session.takeWarnings(), warnings);
+                EXPECT_EQ(integer(session.call("noverflows", {grown})), overflows);
+                EXPECT_EQ(integer(session.call("nunderflows", {grown})), row.underflows);
+                EXPECT_EQ(integer(session.call("noperations", {grown})), row.operations[isScaled ? 1 : 0]);
+                for (const Value& array : {alias, grown}) {
+                    session.assign(array, {paren(1)}, 1);
+                    EXPECT_TRUE(session.takeWarnings().empty());
+                }
+                EXPECT_EQ(assignmentTotals(grown), "FI assignment overflows : " + std::to_string(overflows) +
+                                                       "\nFI assignment underflows: " + std::to_string(row.underflows) +
+                                                       "\n");
+            }
+        }
+    }
+}
+
 TEST_F(FiIndexing, OverflowsCountWhereTheyAreQuantizedAndAreReportedOnce) {
     logging(true);
     const Value array = fi(row({1, 2, 3}), type(true, 4, 0));
