@@ -121,5 +121,8 @@ void FiOMClass::respondToMethodAddedFromVELMAR(OMMethodInfo* method) {
 }
 
 void FiOMClass::setNumericType(fi& object, const NumericType& type) {
+    if (type.getDataType() != object.getDataType()) {
+        object.errorIfBadValue(type.getDataType());
+    }
     object.setNumericTypeFromOutside(type);
 }

@@ -85,6 +85,10 @@ void giveQuotient(const MethodCall& call) {
         (isLeft ? a : b).object = partner.get();
     }
     std::unique_ptr<fi> result = owned(a.object->over(*b.object, type));
+    if (!a.object->isFinite() || !b.object->isFinite()) {
+        // Doubles divided into words may have been NaN.
+        result->errorIfBadValue(result->getDataType());
+    }
     reports::report(result->getQlogger(), "divide");
     giveFi(call, std::move(result));
 }

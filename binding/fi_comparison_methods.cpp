@@ -39,6 +39,19 @@ fi& atElement(const MethodCall& call) {
     return object;
 }
 
+/// Moves to the first element of an array after a check as fi::errorIfBadSource makes it of all.
+void moveToFirst(const fi& value, const fi& target) {
+    value.checkSignedIndex(0.0);
+    const fi::DataTypeEnum dataType = target.getDataType();
+    value.setIndex(0);
+    // Words may exceed doubles, and are finite.
+    if (value.isFixed()) {
+        fi::NumericType::errorIfComplexLogical(dataType, value.iscomplex());
+    } else {
+        fi::NumericType::errorIfBadValue(dataType, value.realdouble(), value.imagdouble(), value.iscomplex());
+    }
+}
+
 }  // namespace
 
 template <const ExtremeOperation& operation>
@@ -92,21 +105,21 @@ void setElement(const MethodCall& call) {
     fi& object = atElement(call);
     if (call.signature == 0) {
         const fi& value = call.object<fi>(2);
-        value.checkSignedIndex(0.0);
+        const std::uint64_t target = object.getIndex();
+        moveToFirst(value, object);
         // An array's first element into another of its own needs a copy, as both have one current element.
         if (&value == &object) {
-            const std::uint64_t target = object.getIndex();
-            value.setIndex(0);
             const fi first(value, embedded::CopyElement::tag);
             first.resetLogging();
             object.setIndex(target);
             object = first;
         } else {
-            value.setIndex(0);
             object = value;
         }
     } else {
-        object = Shape<double>::unbox(call.arguments[2]);
+        const double value = Shape<double>::unbox(call.arguments[2]);
+        fi::NumericType::checkNaNInf(object.getDataType(), value);
+        object = value;
     }
     call.giveNothing();
 }

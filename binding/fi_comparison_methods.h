@@ -52,7 +52,8 @@ inline constexpr SignatureColumn fiToSortedWithPlaces[] = {
         .to(datatypes::object<fi>, datatypes::array)};
 void giveSortedWithPlaces(const MethodCall& call);
 
-// One element by its number, which counts from 1. Both raise as fi::checkSignedIndex.
+// One element by its number, which counts from 1. Both raise as fi::checkSignedIndex, and the second for a value that
+// the type hasn't.
 inline constexpr SignatureColumn elementToFi[] = {
     takes(datatypes::object<fi>, datatypes::real).to(datatypes::object<fi>)};
 void giveElement(const MethodCall& call);

@@ -26,6 +26,10 @@ void conjugate(const MethodCall& call) {
 }
 
 std::unique_ptr<fi> FiComplexMethodInfo::computeResult(const fi& a, const fi& b) {
+    if (!a.isBoolean()) {
+        // Those have an error of their own.
+        a.errorIfBadSource(b);
+    }
     return owned(a.complex(b));
 }
 

@@ -53,8 +53,10 @@ void takeByPlan(const MethodCall& call) {
 }
 
 void growByPlan(const MethodCall& call) {
+    const fi& left = call.object<fi>(0);
     const fi& right = call.object<fi>(2);
-    std::unique_ptr<fi> made = owned(call.object<fi>(0).subscriptedGrowAssignment(call.array(1), right));
+    left.errorIfBadSource(right);
+    std::unique_ptr<fi> made = owned(left.subscriptedGrowAssignment(call.array(1), right));
     reports::reportConcatenation(right.getQlogger(), fi::getAssignlog());
     giveFi(call, std::move(made));
 }

@@ -98,7 +98,9 @@ void copyRules(const MethodCall& call) {
 
 void copyData(const MethodCall& call) {
     fi& target = call.object<fi>(0);
-    target.copydata(call.object<fi>(1));
+    const fi& source = call.object<fi>(1);
+    target.errorIfBadSource(source);
+    target.copydata(source);
     reports::reportAssignmentWithTotal(target.getQlogger(), fi::getAssignlog());
     call.giveNothing();
 }

@@ -31,6 +31,7 @@ class FiTwoVectorMethodInfo final : public FiBinaryOperationFiOutputStrictNumeri
  public:
     using FiBinaryOperationFiOutputStrictNumericType::FiBinaryOperationFiOutputStrictNumericType;
     std::unique_ptr<fi> computeResult(const fi& a, const fi& b) override {
+        a.errorIfBadSource(b);
         return std::unique_ptr<fi>((a.*operation)(b));
     }
 };

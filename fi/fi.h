@@ -275,6 +275,8 @@ class TOLVANE_API fi {
     void errorIfScaledDouble(const std::string& idSuffix, const std::string& name) const;
     /// Errors of NumericType for complex, NaN or infinite entries in a data type that has no such values.
     void errorIfBadValue(DataTypeEnum dataType) const;
+    /// As setDoubleHvArray of its values, for an array whose elements come into this one.
+    void errorIfBadSource(const fi& source) const;
     /// "fixedpoint:fi:dimagree".
     void checkElementwiseSize(const fi& other) const;
     void checkElementwiseSize(const hvArray* other) const;

@@ -110,6 +110,14 @@ void fi::errorIfBadValue(DataTypeEnum dataType) const {
     check(mImag);
 }
 
+void fi::errorIfBadSource(const fi& source) const {
+    NumericType::errorIfComplexLogical(getDataType(), source.iscomplex());
+    // Words may exceed doubles, and are finite.
+    if (!source.isFinite()) {
+        source.errorIfBadValue(getDataType());
+    }
+}
+
 bool fi::isSameSize(const fi& other) const {
     return mNumel == other.mNumel && std::ranges::equal(mDims, other.mDims);
 }

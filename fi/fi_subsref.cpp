@@ -232,6 +232,7 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
         if (object == nullptr) {
             storeScalar(right, static_cast<std::uint64_t>(place));
         } else {
+            errorIfBadSource(*object);
             object->setIndex(0);
             setIndex(static_cast<std::uint64_t>(place));
             *this = *object;
@@ -247,6 +248,7 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
     }
     std::unique_ptr<fi> grown;
     if (object != nullptr) {
+        errorIfBadSource(*object);
         grown.reset(subscriptedGrowAssignmentFromStruct(path, *object));
     } else {
         const fi converted = fromRightSide(right);
@@ -279,6 +281,9 @@ hvArray* fi::subsasgnGeneralIndexing(hvArray* self, const hvArray* path, const h
     const std::vector<std::uint64_t> arrayDims(hostDims.begin(), hostDims.end());
     const hvArrayOwner plan =
         planOfAssignment(path, object != nullptr ? object->dimensions() : std::span<const std::uint64_t>(arrayDims));
+    if (object != nullptr) {
+        errorIfBadSource(*object);
+    }
     if (hvGetNumberOfElements(plan.get()) == mNumel) {
         subscriptedOverwriteAssignment(plan.get(), right);
         return embedded::external_to_internal_reference(self);

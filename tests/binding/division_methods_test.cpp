@@ -41,6 +41,9 @@ TEST_F(DivisionMethods, DivideEveryMixOfOperands) {
     const Value complex = divide(result, a, Value::complex(0, 2)).get("double");
     EXPECT_EQ(complex.toDoubles(), (std::vector<double>{0, 0}));
     EXPECT_EQ(complex.toImaginaries(), (std::vector<double>{-0.5, 1}));
+    // Doubles and words give words, and those hold no NaN.
+    EXPECT_EQ(thrownBy([&] { divide(result, fi(NAN, type("Double")), a); }).id, "fixedpoint:nofixednan");
+    EXPECT_EQ(valuesOf(divide(result, a, fi(HUGE_VAL, type("Double")))), (std::vector<double>{0, 0}));
     EXPECT_EQ(valuesOf(a), two());
     EXPECT_EQ(typeOf(a), "s8,4");
     EXPECT_TRUE(session.takeWarnings().empty());

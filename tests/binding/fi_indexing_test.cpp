@@ -272,6 +272,89 @@ TEST_F(FiIndexing, DeletionKeepsTheRestInItsType) {
     EXPECT_EQ(valuesOf(square), (std::vector<double>{1, 2, 3, 4}));
 }
 
+TEST_F(FiIndexing, EveryRoadRefusesWhatDataRefusesBeforeAnythingMoves) {
+    using Road = std::function<void(const Value& array, const Value& one, const Value& pair)>;
+    const auto assigning = [&](const Subscript& step, bool isPair) -> Road {
+        return [=, this](const Value& array, const Value& one, const Value& pair) {
+            session.assign(array, {step}, isPair ? pair : one);
+        };
+    };
+    const std::pair<const char*, Road> roads[] = {
+        {"(2)", assigning(paren(2), false)},
+        {"(1, 2)", assigning(paren(1, 2), false)},
+        {"(:)", assigning(paren(colon()), false)},
+        {"([1 2])", assigning(paren(row({1, 2})), true)},
+        {"(5)", assigning(paren(5), false)},
+        {"(2, 4)", assigning(paren(2, 4), false)},
+        {"([5 6])", assigning(paren(row({5, 6})), true)},
+        {"set_element",
+         [&](const Value& array, const Value& one, const Value&) {
+             const bool isNumber = !one.isObject() && !hvIsComplex(one.array());
+             session.call(0, "set_element", {array, 2, isNumber || one.isObject() ? one : fi(one, type("Double"))});
+         }},
+        {"copydata",
+         [&](const Value& array, const Value&, const Value& pair) {
+             session.call(0, "copydata", {array, pair.isObject() ? pair : fi(pair, type("Double"))});
+         }},
+        {"subscriptedgrowassignment",
+         [&](const Value& array, const Value&, const Value& pair) {
+             session.call("subscriptedgrowassignment",
+                          {array, row({1, -1, -2}), pair.isObject() ? pair : fi(pair, type("Double"))});
+         }},
+        {"toeplitz",
+         [&](const Value& array, const Value&, const Value& pair) {
+             session.call("toeplitz", {array, pair});
+         }},
+        {"hankel",
+         [&](const Value& array, const Value&, const Value& pair) {
+             session.call("hankel", {array, pair});
+         }},
+    };
+    const std::pair<const char*, Value> bads[] = {{"NaN", double{NAN}},
+                                                  {"Inf", double{HUGE_VAL}},
+                                                  {"-Inf", -double{HUGE_VAL}},
+                                                  {"complex", Value::complex(1, 1)},
+                                                  {"complex NaN", Value::complex(1, NAN)}};
+    logging(true);
+    for (const char* const mode :
+         {"Fixed-point: binary point scaling", "Scaled double: binary point scaling", "Boolean", "Double"}) {
+        for (const auto& [badName, bad] : bads) {
+            const bool isComplex = hvIsComplex(bad.array());
+            const double re = bad.toDoubles()[0];
+            const Value pair = isComplex ? Value::matrix(1, 2, std::vector<double>{1, re},
+                                                         std::vector<double>{0, bad.toImaginaries()[0]})
+                                         : row({1, re});
+            const auto array = [&] { return fi(row({1, 0, 1}), type(mode)); };
+            const Raised wanted = thrownBy([&, &value = bad] { array().set("data", value); });
+            const Value retyped = fi(pair, type("Double"));
+            EXPECT_EQ(raisedBy([&] { setInternally(retyped, "numerictype", type(mode).interface()); }), wanted);
+            for (const auto& [name, road] : roads) {
+                for (const bool isObject : {true, false}) {
+                    SCOPED_TRACE(testing::Message() << mode << " " << badName << " " << name << " " << isObject);
+                    const Value target = array();
+                    const Value before = doubles(target);
+                    const long operations = integer(session.call("noperations", {target}));
+                    session.takeWarnings();
+                    const Raised raised = thrownBy([&, &go = road, &one = bad] {
+                        isObject ? go(target, fi(one, type("Double")), fi(pair, type("Double")))
+                                 : go(target, one, pair);
+                    });
+                    EXPECT_EQ(raised, wanted);
+                    if (!wanted.id.empty()) {
+                        EXPECT_EQ(doubles(target), before);
+                        EXPECT_EQ(integer(session.call("noperations", {target})), operations);
+                        EXPECT_TRUE(session.takeWarnings().empty());
+                    }
+                }
+            }
+        }
+    }
+    // Words beyond doubles are no infinities.
+    const Value wide = session.call("pow2", {fi(1, type(true, 1200, 0)), 1040});
+    EXPECT_EQ(thrownBy([&] { session.assign(fi(row({1, 2}), type(true, 1200, 0)), {paren(2)}, wide); }), Raised{});
+    EXPECT_EQ(thrownBy([&] { session.call(0, "set_element", {fi(1, type(true, 1200, 0)), 1, wide}); }), Raised{});
+}
+
 TEST_F(FiIndexing, AnArrayThatGrowsReportsNewValuesAndAnAliasNothing) {
     const Value fixed = type(true, 4, 0);
     const Value scaled =
