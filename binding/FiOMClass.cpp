@@ -121,6 +121,10 @@ void FiOMClass::respondToMethodAddedFromVELMAR(OMMethodInfo* method) {
 }
 
 void FiOMClass::setNumericType(fi& object, const NumericType& type) {
+    if (type.isequal(object.getNumericType())) {
+        // Neither the precision of entries nor the rules of a double array change.
+        return;
+    }
     if (type.getDataType() != object.getDataType()) {
         object.errorIfBadValue(type.getDataType());
     }

@@ -16,25 +16,55 @@ namespace {
 using EmbeddedTypeSystem::NumericType;
 using Ordinal = fi::PropertyEnum;
 
-/// As `field`; a write leaves the ordinal.
+/// Whether a setter, which may say so, has taken a value.
+template <class Set, class... Arguments>
+bool isTaken(Set&& set, Arguments&&... arguments) {
+    if constexpr (std::is_same_v<std::invoke_result_t<Set, Arguments...>, bool>) {
+        return std::invoke(set, arguments...);
+    } else {
+        std::invoke(set, arguments...);
+        return true;
+    }
+}
+
+/// As `field`; a write that is taken leaves the ordinal.
 template <auto get, auto set, Ordinal ordinal = Ordinal::None>
 constexpr PropertyFunctions ofFi() {
     using Value = Read<get, fi>;
     return {reader<fi, get>, [](const PropertyCall& call, const void* value) {
                 fi& object = call.object<fi>();
-                std::invoke(set, object, Shape<Value>::unbox(value));
-                if constexpr (ordinal != Ordinal::None) {
+                const bool isWritten = isTaken(set, object, Shape<Value>::unbox(value));
+                if (isWritten && ordinal != Ordinal::None) {
                     object.setLastPropertySet(ordinal);
                 }
             }};
 }
 
-/// Writes to the rules of an array, which are its own afterwards. Double and single arrays have none, and the write is
-/// dropped. An error leaves the array with the rules it had.
+/// A field of the type, which refuses values by a warning and stays. The value that is there changes nothing, neither
+/// the precision of entries nor the rules of a double array.
+template <auto get, auto set>
+bool setInType(fi& object, Read<get, fi> value) {
+    const auto isThere = [&] { return std::invoke(get, object) == value; };
+    if (isThere()) {
+        return true;
+    }
+    const NumericType before(object.getNumericType());
+    std::invoke(set, object, value);
+    return isThere() || !object.getNumericType().isequal(before);
+}
+template <auto get, auto set, Ordinal ordinal>
+constexpr PropertyFunctions ofType() {
+    return ofFi<get, setInType<get, set>, ordinal>();
+}
+
+/// Writes to the rules of an array, which are its own afterwards, and returns whether the value was taken. Double and
+/// single arrays have none, and the write is dropped. Where it is refused the array stays with the rules it had.
 template <class Write>
 bool writeRules(fi& object, Write&& write) {
     if (object.getFimathIsLocal()) {
-        write(object.getFimath());
+        if (!write(object.getFimath())) {
+            return false;
+        }
         object.updateAssignmentQuantizer();
         return true;
     }
@@ -42,7 +72,9 @@ bool writeRules(fi& object, Write&& write) {
         return false;
     }
     fimath rules = fimath::getGlobalFimath();
-    write(rules);
+    if (!write(rules)) {
+        return false;
+    }
     object.setFimath(rules);
     return true;
 }
@@ -56,8 +88,8 @@ constexpr PropertyFunctions ofRules() {
     return {[](const PropertyCall& call) { return Shape<Value>::box(std::invoke(get, call.object<fi>().getFimath())); },
             [](const PropertyCall& call, const void* value) {
                 fi& object = call.object<fi>();
-                const bool isWritten =
-                    writeRules(object, [value](fimath& rules) { std::invoke(set, rules, Shape<Value>::unbox(value)); });
+                const bool isWritten = writeRules(
+                    object, [value](fimath& rules) { return isTaken(set, rules, Shape<Value>::unbox(value)); });
                 if (isWritten && ordinal != Ordinal::None) {
                     object.setLastPropertySet(ordinal);
                 }
@@ -86,8 +118,10 @@ hvArray* getSigned(const fi& object) {
     return hvCreateLogicalScalar(object.isSigned());
 }
 
-void setSigned(fi& object, const hvArray* value) {
-    object.setSigned(NumericType::getIsSignedFromHvArray(value, "FI"));
+bool setSigned(fi& object, const hvArray* value) {
+    const bool isSigned = NumericType::getIsSignedFromHvArray(value, "FI");
+    object.setSigned(isSigned);
+    return object.isSigned() == isSigned;
 }
 
 hvArray* getSignednessBool(const fi& object) {
@@ -195,8 +229,8 @@ hvArray* getCStyle(const fimath& rules) {
     return rules.getCStyle();
 }
 
-void setCStyle(fimath& rules, const hvArray* value) {
-    rules.setCStyle(value);
+bool setCStyle(fimath& rules, const hvArray* value) {
+    return rules.setCStyle(value);
 }
 
 using namespace datatypes;
@@ -205,20 +239,20 @@ using namespace datatypes;
 // Name, data type, access (the letters of AccessColumn), how it is read and written.
 constexpr PropertyRow fiProperties[] = {
     {"numerictype",                  object<NumericType>, "-gS-----", {getType, setType}},
-    {"DataTypeMode",                 dataTypeMode,     "-gSGzclv", {getDataTypeMode, ofFi<&fi::getDataTypeMode, &fi::setDataTypeMode, Ordinal::DataTypeMode>().set}},
+    {"DataTypeMode",                 dataTypeMode,     "-gSGzclv", {getDataTypeMode, ofType<&fi::getDataTypeMode, &fi::setDataTypeMode, Ordinal::DataTypeMode>().set}},
     {"DataTypeModeNoWarning",        dataTypeMode,     "-g------", readOnly<fi, &fi::getDataTypeMode>()},
-    {"DataType",                     dataType,         "-gSG--lv", ofFi<&fi::getDataType, &fi::setDataType, Ordinal::DataType>()},
-    {"Scaling",                      scaling,          "-gSG--lv", ofFi<&fi::getScaling, setScaling, Ordinal::Scaling>()},
+    {"DataType",                     dataType,         "-gSG--lv", ofType<&fi::getDataType, &fi::setDataType, Ordinal::DataType>()},
+    {"Scaling",                      scaling,          "-gSG--lv", ofType<&fi::getScaling, setScaling, Ordinal::Scaling>()},
     {"Signed",                       array,            "-gSGzclv", ofFi<getSigned, setSigned, Ordinal::Signedness>()},
-    {"Signedness",                   signedness,       "-gSG--lv", ofFi<&fi::getSignedness, &fi::setSignedness, Ordinal::Signedness>()},
+    {"Signedness",                   signedness,       "-gSG--lv", ofType<&fi::getSignedness, &fi::setSignedness, Ordinal::Signedness>()},
     {"SignednessBool",               array,            "-gS---l-", ofFi<getSignednessBool, setSignednessBool>()},
-    {"WordLength",                   int32,            "-gSGzclv", ofFi<&fi::getWordLength, &fi::setWordLength, Ordinal::WordLength>()},
-    {"FractionLength",               int32,            "-gS---lv", ofFi<&fi::getFractionLength, &fi::setFractionLength, Ordinal::FractionLength>()},
-    {"BinaryPoint",                  int32,            "--SG--lv", ofFi<&fi::getFractionLength, &fi::setFractionLength, Ordinal::BinaryPoint>()},
-    {"FixedExponent",                int32,            "-gSGzclv", ofFi<&fi::getFixedExponent, &fi::setFixedExponent, Ordinal::FixedExponent>()},
-    {"Slope",                        real,             "-gSG--lv", ofFi<&fi::getSlope, &fi::setSlope, Ordinal::Slope>()},
-    {"SlopeAdjustmentFactor",        real,             "-gSGzclv", ofFi<&fi::getSlopeAdjustmentFactor, &fi::setSlopeAdjustmentFactor, Ordinal::SlopeAdjustmentFactor>()},
-    {"Bias",                         real,             "-gSGzclv", ofFi<&fi::getBias, &fi::setBias, Ordinal::Bias>()},
+    {"WordLength",                   int32,            "-gSGzclv", ofType<&fi::getWordLength, &fi::setWordLength, Ordinal::WordLength>()},
+    {"FractionLength",               int32,            "-gS---lv", ofType<&fi::getFractionLength, &fi::setFractionLength, Ordinal::FractionLength>()},
+    {"BinaryPoint",                  int32,            "--SG--lv", ofType<&fi::getFractionLength, &fi::setFractionLength, Ordinal::BinaryPoint>()},
+    {"FixedExponent",                int32,            "-gSGzclv", ofType<&fi::getFixedExponent, &fi::setFixedExponent, Ordinal::FixedExponent>()},
+    {"Slope",                        real,             "-gSG--lv", ofType<&fi::getSlope, &fi::setSlope, Ordinal::Slope>()},
+    {"SlopeAdjustmentFactor",        real,             "-gSGzclv", ofType<&fi::getSlopeAdjustmentFactor, &fi::setSlopeAdjustmentFactor, Ordinal::SlopeAdjustmentFactor>()},
+    {"Bias",                         real,             "-gSGzclv", ofType<&fi::getBias, &fi::setBias, Ordinal::Bias>()},
     {"DataTypeOverride",             dataTypeOverride, "--SGz-lv", ofFi<&fi::getDataTypeOverride, &fi::setDataTypeOverride, Ordinal::DataTypeOverride>()},
     {"fimath",                       array,            "sgS-----", ofFi<getRules, setRules, Ordinal::Fimath>()},
     {"RoundMode",                    roundMode,        "sgSGzclv", ofRules<&fimath::getRoundMode, &fimath::setRoundMode, Ordinal::RoundMode>()},

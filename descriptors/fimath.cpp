@@ -123,22 +123,24 @@ void fimath::setMaxSumWordLength(int wordLength) {
     mSum.maxWordLength = wordLength;
 }
 
-void fimath::setSlopeAdjustmentFactor(RegisterRules& rules, double factor) {
-    if (factor >= 1.0 && factor < 2.0) {
+bool fimath::setSlopeAdjustmentFactor(RegisterRules& rules, double factor) {
+    const bool isInRange = factor >= 1.0 && factor < 2.0;
+    if (isInRange) {
         rules.slopeAdjustmentFactor = factor;
     } else {
         hscWarnMsgIdAndTxt(kInvalidSetting, "%s",
                            "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or "
                            "equal to 1 and less than 2");
     }
+    return isInRange;
 }
 
-void fimath::setProductSlopeAdjustmentFactor(double factor) {
-    setSlopeAdjustmentFactor(mProduct, factor);
+bool fimath::setProductSlopeAdjustmentFactor(double factor) {
+    return setSlopeAdjustmentFactor(mProduct, factor);
 }
 
-void fimath::setSumSlopeAdjustmentFactor(double factor) {
-    setSlopeAdjustmentFactor(mSum, factor);
+bool fimath::setSumSlopeAdjustmentFactor(double factor) {
+    return setSlopeAdjustmentFactor(mSum, factor);
 }
 
 void fimath::setSlope(RegisterRules& rules, double slope) {
@@ -185,7 +187,7 @@ void fimath::setCStyle(int wordLength) {
     mCastBeforeSum = true;
 }
 
-void fimath::setCStyle(const hvArray* value) {
+bool fimath::setCStyle(const hvArray* value) {
     constexpr int kDefaultWordLength = 32;
     const bool isOfNumbers = hvIsNumeric(value) || hvIsLogical(value);
     const bool isEmpty = hvIsEmpty(value);
@@ -198,6 +200,7 @@ void fimath::setCStyle(const hvArray* value) {
         // 1 is the true of a logical and asks for the preset as such.
         setCStyle(wordLength == 1 ? kDefaultWordLength : wordLength);
     }
+    return wordLength != 0;
 }
 
 bool fimath::isCStyle() const {

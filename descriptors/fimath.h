@@ -110,8 +110,9 @@ class TOLVANE_API fimath {
     void setMaxProductWordLength(int wordLength);
     void setProductFixedExponent(int fixedExponent) { mProduct.fixedExponent = fixedExponent; }
     void setProductFractionLength(int fractionLength) { mProduct.setFractionLength(fractionLength); }
-    /// Refuses, with the warning "TolvaneKit:fimathInvalidSetting", a factor outside [1, 2), and keeps the old one.
-    void setProductSlopeAdjustmentFactor(double factor);
+    /// Refuses, with the warning "TolvaneKit:fimathInvalidSetting", a factor outside [1, 2), and keeps the old one;
+    /// returns whether the factor was taken.
+    bool setProductSlopeAdjustmentFactor(double factor);
     void setProductBias(double bias) { mProduct.bias = bias; }
     /// Splits a total slope into factor and exponent; raises "TolvaneKit:fimathInvalidSetting" unless it is above 0 and
     /// finite.
@@ -125,7 +126,7 @@ class TOLVANE_API fimath {
     void setMaxSumWordLength(int wordLength);
     void setSumFixedExponent(int fixedExponent) { mSum.fixedExponent = fixedExponent; }
     void setSumFractionLength(int fractionLength) { mSum.setFractionLength(fractionLength); }
-    void setSumSlopeAdjustmentFactor(double factor);
+    bool setSumSlopeAdjustmentFactor(double factor);
     void setSumBias(double bias) { mSum.bias = bias; }
     void setSumSlope(double slope);
     void setSumFormat(RealPoint format);
@@ -136,9 +137,9 @@ class TOLVANE_API fimath {
     /// setProductWordLength.
     void setCStyle(int wordLength);
     /// As setCStyle with the truncated value of a numeric or logical scalar, where 1 (a logical true) and an empty
-    /// array mean 32 bits and 0 changes nothing; so one bit cannot be asked for. Raises
-    /// "fixedpoint:fimath:cstyle:badvalue" for anything else, NaN included.
-    void setCStyle(const hvArray* value);
+    /// array mean 32 bits and 0 changes nothing; so one bit cannot be asked for. Returns whether there was something to
+    /// set. Raises "fixedpoint:fimath:cstyle:badvalue" for anything else, NaN included.
+    bool setCStyle(const hvArray* value);
     /// Answers whether the rules are those of `setCStyle` for some word length; the maxima and scalings are free.
     bool isCStyle() const;
     /// As isCStyle, as a host double 1 or 0; the caller owns it.
@@ -264,7 +265,7 @@ class TOLVANE_API fimath {
 
     explicit fimath(Factory /*values*/) {}
     static void setSlope(RegisterRules& rules, double slope);
-    static void setSlopeAdjustmentFactor(RegisterRules& rules, double factor);
+    static bool setSlopeAdjustmentFactor(RegisterRules& rules, double factor);
     static void setFormat(RegisterRules& rules, RealPoint format, const char* property);
     static std::string registerExpression(const RegisterRules& rules, const std::string& name, const char* separator);
     static void printRegister(const RegisterRules& rules, const std::string& name);
