@@ -7,6 +7,8 @@
 #include <cstring>
 #include <optional>
 #include <set>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/ErrorIdException.h"
@@ -17,9 +19,9 @@ namespace {
 
 constexpr std::uint64_t kNowhere = UINT64_MAX;
 
-void require(bool holds) {
+void require(bool holds, const char* what = "it isn't built as saved files are") {
     if (!holds) {
-        raiseError("VELMAR:load:damaged", "The file is damaged: it isn't built as saved files are.");
+        raiseError("VELMAR:load:damaged", std::string("The file is damaged: ") + what + ".");
     }
 }
 
@@ -165,10 +167,10 @@ class Checker {
     struct Header {
         int linkInfos = 0;
         int groupInfos = 0;
-        int links = 0;
         int fillValues = 0;
         int attributeInfos = 0;
         int referenceCounts = 0;
+        std::set<std::string_view> linkNames;
         std::vector<std::uint64_t> elementCounts;
         std::vector<std::uint64_t> elementBytes;
         std::vector<std::uint64_t> dataBytes;
@@ -214,7 +216,7 @@ class Checker {
         const bool isDataset = header.elementCounts.size() == 1 && header.elementBytes.size() == 1 &&
                                header.dataBytes.size() == 1 && header.fillValues == 1;
         if (isDataset) {
-            require(header.linkInfos == 0 && header.groupInfos == 0 && header.links == 0);
+            require(header.linkInfos == 0 && header.groupInfos == 0 && header.linkNames.empty());
             require(product(header.elementCounts[0], header.elementBytes[0]) == header.dataBytes[0]);
         } else {
             require(header.linkInfos == 1 && header.groupInfos == 1 && header.elementCounts.empty() &&
@@ -256,8 +258,7 @@ class Checker {
                 message.expectEnd();
                 break;
             case 0x06:
-                ++header.links;
-                checkLink(message);
+                checkLink(message, header);
                 break;
             case 0x08:
                 header.dataBytes.push_back(checkLayout(message));
@@ -319,7 +320,7 @@ class Checker {
         info.expectEnd();
     }
 
-    void checkLink(Part link) {
+    void checkLink(Part link, Header& header) {
         link.expect(1, 1);
         const std::uint64_t flags = link.number(1);
         // A hard link with its order, with or without the character set.
@@ -330,7 +331,11 @@ class Checker {
         }
         const std::uint64_t nameBytes = link.number(std::size_t{1} << (flags & 3U));
         require(nameBytes > 0);
-        link.part(nameBytes);
+        const Part name = link.part(nameBytes);
+        const std::string_view text(reinterpret_cast<const char*>(name.bytes().data()), name.size());
+        // The library takes a name to its first zero.
+        require(text.find('\0') == std::string_view::npos);
+        require(header.linkNames.insert(text).second, "two parts of it have one name");
         mOpen.push_back(link.number(8));
         link.expectEnd();
     }

@@ -71,6 +71,13 @@ std::vector<Link> linksOf(hid_t group) {
     return links;
 }
 
+/// The name that a link stands for, which is saved as this link and no other.
+std::string requireName(const Link& link, const char* what) {
+    std::string name = nameOfLink(link.name);
+    require(linkName(name) == link.name, what);
+    return name;
+}
+
 /// What was saved of the properties by their names; nothing for one that had no value.
 using SavedProperties = std::map<std::string, std::optional<Value>>;
 
@@ -157,8 +164,8 @@ class Reader {
     std::vector<std::string> names() const {
         std::vector<std::string> result;
         for (const Link& link : mLinks) {
-            result.push_back(nameOfLink(link.name));
-            require(!result.back().empty() && linkName(result.back()) == link.name, "a name is none");
+            result.push_back(requireName(link, "a name is none"));
+            require(!result.back().empty(), "a name is none");
         }
         return result;
     }
@@ -398,8 +405,7 @@ class Reader {
         std::vector<std::string> names;
         std::vector<hvArrayOwner> fields;
         for (const Link& link : links) {
-            names.push_back(nameOfLink(link.name));
-            require(linkName(names.back()) == link.name, "a field is none");
+            names.push_back(requireName(link, "a field is none"));
             fields.push_back(element(link, depth + 1));
             require(count == 1 || (hvIsCell(fields.back().get()) &&
                                    fields.back()->dimensions == normalizedDimensions(dimensions)),
@@ -437,7 +443,8 @@ class Reader {
         SavedProperties saved;
         for (const Link& link : linksOf(group)) {
             const bool hasValue = !isNull(link);
-            saved.emplace(nameOfLink(link.name), hasValue ? std::optional(value(link, depth + 1)) : std::nullopt);
+            saved.emplace(requireName(link, "a property is none"),
+                          hasValue ? std::optional(value(link, depth + 1)) : std::nullopt);
         }
         mKeeper.watch(objectClass);
         return restored(objectClass, saved);

@@ -363,7 +363,10 @@ TEST_F(SavedObjects, RefuseFilesThatAreCutOrChangedAnywhere) {
 }
 
 TEST_F(SavedObjects, RefuseFilesThatWereMadeToHarm) {
-    session.save(file, {{"x", box(5.0, Value::cells(std::array{Value("text"), Value(true), Value(7.0)}))}, {"y", 2.0}});
+    static constexpr const char* kFields[] = {"a", "b"};
+    session.save(file, {{"x", box(5.0, Value::cells(std::array{Value("text"), Value(true), Value(7.0)}))},
+                        {"y", 2.0},
+                        {"z", Value(hvArrayOwner(hvCreateStructMatrix(1, 1, 2, kFields)))}});
     const Bytes good = savedBytes();
     const std::string one("\x01\0\0\0", 4);
     const std::string integer("\x10\x08\0\0\x04\0\0\0\0\0\x20\0\x02\0\0\0", 16);
@@ -390,6 +393,15 @@ TEST_F(SavedObjects, RefuseFilesThatWereMadeToHarm) {
          "\x01"
          "4",
          "VELMAR:load:damaged", "The file is damaged: the elements of a cell array are out of order."},
+        {"\x01y", "\x01x", "VELMAR:load:damaged", "The file is damaged: two parts of it have one name."},
+        {"\x01R", "\x01N", "VELMAR:load:damaged", "The file is damaged: two parts of it have one name."},
+        {"\x01"
+         "b",
+         "\x01"
+         "a",
+         "VELMAR:load:damaged", "The file is damaged: two parts of it have one name."},
+        {"\x01R", "\x01.", "VELMAR:load:damaged", "The file is damaged: a property is none."},
+        {"\x01R", "\x01\0"s, "VELMAR:load:damaged", "The file is damaged: it isn't built as saved files are."},
         {"dimensions\0"s, "dimentions\0"s, "VELMAR:load:damaged", "The file is damaged: a part of it can't be read."},
     };
     for (const auto& row : rows) {
