@@ -1,5 +1,9 @@
 #include "typesystem/tree_comparison.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <map>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -18,14 +22,162 @@ namespace {
 
 using Pair = std::pair<const Type*, const Type*>;
 
-/// The pairs still to be looked at. Each is offered at most once.
-class Pairs {
- public:
-    Pairs(const Type& a, const Type* b) { add(&a, b); }
+/// Leaves the base types of two types of one class to be compared; two types without a base type differ.
+template <class Composite>
+bool addBases(const Composite& a, const Composite& b, std::vector<Pair>& parts) {
+    if (a.getBaseType() == nullptr || b.getBaseType() == nullptr || !a.Type::operator==(b)) {
+        return false;
+    }
+    parts.emplace_back(a.getBaseType(), b.getBaseType());
+    return true;
+}
 
-    void add(const Type* a, const Type* b) {
-        if (mSeen.emplace(a, b).second) {
-            mWaiting.emplace_back(a, b);
+/// Leaves the types of two elements to be compared, unless both are without one.
+bool addElement(const StructElement* a, const StructElement* b, std::vector<Pair>& parts) {
+    if (a == b) {
+        return true;
+    }
+    if (a == nullptr || b == nullptr ||
+        std::string_view(textOrEmpty(a->getIdentifier())) != textOrEmpty(b->getIdentifier())) {
+        return false;
+    }
+    if (a->getType() == nullptr || b->getType() == nullptr) {
+        return a->getType() == b->getType();
+    }
+    parts.emplace_back(a->getType(), b->getType());
+    return true;
+}
+
+bool addElements(const StructType& a, const StructType& b, std::vector<Pair>& parts) {
+    if (a.getNumElements() == 0 || a.getNumElements() != b.getNumElements() || !a.Type::operator==(b)) {
+        return false;
+    }
+    for (std::uint64_t i = 0; i < a.getNumElements(); ++i) {
+        if (!addElement(a.getElementAt(i), b.getElementAt(i), parts)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Answers whether two types are equal but for their parts, and tells which parts have to be equal then.
+bool areAlike(const Type& a, const Type* b, std::vector<Pair>& parts) {
+    if (&a == b) {
+        return true;
+    }
+    if (const auto* complex = dynamic_cast<const ComplexType*>(&a)) {
+        const auto* other = dynamic_cast<const ComplexType*>(b);
+        return other != nullptr && addBases(*complex, *other, parts);
+    }
+    if (const auto* pointer = dynamic_cast<const PointerType*>(&a)) {
+        const auto* other = dynamic_cast<const PointerType*>(b);
+        return other != nullptr && addBases(*pointer, *other, parts);
+    }
+    if (const auto* matrix = dynamic_cast<const MatrixType*>(&a)) {
+        const auto* other = dynamic_cast<const MatrixType*>(b);
+        return other != nullptr && matrix->compareDims(other) && matrix->getFrameData() == other->getFrameData() &&
+               addBases(*matrix, *other, parts);
+    }
+    if (const auto* structure = dynamic_cast<const StructType*>(&a)) {
+        const auto* other = dynamic_cast<const StructType*>(b);
+        return other != nullptr && addElements(*structure, *other, parts);
+    }
+    return a == *b;
+}
+
+/// Which pairs of types are equal. What one question has found out serves the next: no pair is looked at twice, be it
+/// among equal types or different ones.
+///
+/// A walk over the pairs that leave one another to be compared ends at the first difference. Each pair that it entered
+/// is known then: the walk settles pairs that depend on one another together, as soon as all of them are through, and
+/// each pair that isn't settled yet leads to the one at which the walk stands.
+class Equality {
+ public:
+    bool holds(Pair pair) {
+        const auto [known, isNew] = mPlaces.try_emplace(pair, 0);
+        if (!isNew) {
+            return known->second == kEqual;
+        }
+        const bool isEqual = enter(pair) && walk();
+        if (!isEqual) {
+            settle(0, kDifferent);
+            mPath.clear();
+        }
+        return isEqual;
+    }
+
+ private:
+    static constexpr std::size_t kEqual = std::numeric_limits<std::size_t>::max();
+    static constexpr std::size_t kDifferent = kEqual - 1;
+
+    struct Step {
+        std::size_t place;
+        std::size_t firstReached;
+        std::vector<Pair> parts{};
+        std::size_t nextPart = 0;
+    };
+
+    bool enter(Pair pair) {
+        Step step{mUnsettled.size(), mUnsettled.size()};
+        mUnsettled.push_back(pair);
+        if (!areAlike(*pair.first, pair.second, step.parts)) {
+            return false;
+        }
+        mPath.push_back(std::move(step));
+        return true;
+    }
+
+    bool walk() {
+        while (!mPath.empty()) {
+            Step& step = mPath.back();
+            if (step.nextPart == step.parts.size()) {
+                leave();
+                continue;
+            }
+            const Pair part = step.parts[step.nextPart++];
+            const auto [known, isNew] = mPlaces.try_emplace(part, mUnsettled.size());
+            if (isNew ? !enter(part) : known->second == kDifferent) {
+                return false;
+            }
+            if (!isNew) {
+                step.firstReached = std::min(step.firstReached, known->second);
+            }
+        }
+        return true;
+    }
+
+    void leave() {
+        const std::size_t place = mPath.back().place;
+        const std::size_t firstReached = mPath.back().firstReached;
+        mPath.pop_back();
+        if (firstReached == place) {
+            settle(place, kEqual);
+        } else {
+            mPath.back().firstReached = std::min(mPath.back().firstReached, firstReached);
+        }
+    }
+
+    void settle(std::size_t first, std::size_t outcome) {
+        for (std::size_t i = first; i < mUnsettled.size(); ++i) {
+            mPlaces[mUnsettled[i]] = outcome;
+        }
+        mUnsettled.resize(first);
+    }
+
+    // A place among the unsettled pairs, or the outcome.
+    std::map<Pair, std::size_t> mPlaces;
+    std::vector<Pair> mUnsettled;
+    std::vector<Step> mPath;
+};
+
+/// The pairs that have to convert for one pair to do so, each offered at most once, and what is known of equality.
+class Conversions {
+ public:
+    Conversions(const Type& from, const Type* to) { add(&from, to); }
+
+    void add(const Type* from, const Type* to) {
+        if (mSeen.emplace(from, to).second) {
+            mWaiting.emplace_back(from, to);
         }
     }
     bool isEmpty() const { return mWaiting.empty(); }
@@ -34,118 +186,59 @@ class Pairs {
         mWaiting.pop_back();
         return pair;
     }
+    bool areEqual(Pair pair) { return mEquality.holds(pair); }
 
  private:
     std::vector<Pair> mWaiting;
     std::set<Pair> mSeen;
+    Equality mEquality;
 };
 
-/// Leaves the base types of two types of one class to be compared; two types without a base type differ.
-template <class Composite>
-bool addBases(const Composite& a, const Composite& b, Pairs& pairs) {
-    if (a.getBaseType() == nullptr || b.getBaseType() == nullptr || !a.Type::operator==(b)) {
-        return false;
-    }
-    pairs.add(a.getBaseType(), b.getBaseType());
-    return true;
-}
-
-bool addElements(const StructType& a, const StructType& b, Pairs& pairs) {
-    if (a.getNumElements() == 0 || a.getNumElements() != b.getNumElements() || !a.Type::operator==(b)) {
-        return false;
-    }
-    for (std::uint64_t i = 0; i < a.getNumElements(); ++i) {
-        const StructElement* const ofA = a.getElementAt(i);
-        const StructElement* const ofB = b.getElementAt(i);
-        if (ofA == ofB) {
-            continue;
-        }
-        if (ofA == nullptr || ofB == nullptr ||
-            std::string_view(textOrEmpty(ofA->getIdentifier())) != textOrEmpty(ofB->getIdentifier())) {
-            return false;
-        }
-        if (ofA->getType() == nullptr || ofB->getType() == nullptr) {
-            if (ofA->getType() != ofB->getType()) {
-                return false;
-            }
-            continue;
-        }
-        pairs.add(ofA->getType(), ofB->getType());
-    }
-    return true;
-}
-
-bool areAlike(const Type& a, const Type* b, Pairs& pairs) {
-    if (&a == b) {
-        return true;
-    }
-    if (const auto* complex = dynamic_cast<const ComplexType*>(&a)) {
-        const auto* other = dynamic_cast<const ComplexType*>(b);
-        return other != nullptr && addBases(*complex, *other, pairs);
-    }
-    if (const auto* pointer = dynamic_cast<const PointerType*>(&a)) {
-        const auto* other = dynamic_cast<const PointerType*>(b);
-        return other != nullptr && addBases(*pointer, *other, pairs);
-    }
-    if (const auto* matrix = dynamic_cast<const MatrixType*>(&a)) {
-        const auto* other = dynamic_cast<const MatrixType*>(b);
-        return other != nullptr && matrix->compareDims(other) && matrix->getFrameData() == other->getFrameData() &&
-               addBases(*matrix, *other, pairs);
-    }
-    if (const auto* structure = dynamic_cast<const StructType*>(&a)) {
-        const auto* other = dynamic_cast<const StructType*>(b);
-        return other != nullptr && addElements(*structure, *other, pairs);
-    }
-    return a == *b;
-}
-
-bool addConversion(const Type* from, const Type* to, Pairs& pairs) {
+bool addConversion(const Type* from, const Type* to, Conversions& conversions) {
     if (from == nullptr || to == nullptr) {
         return false;
     }
-    pairs.add(from, to);
+    conversions.add(from, to);
     return true;
 }
 
-bool addSameOrConversion(const Type* from, const Type* to, Pairs& pairs) {
-    return from == to || addConversion(from, to, pairs);
+bool addSameOrConversion(const Type* from, const Type* to, Conversions& conversions) {
+    return from == to || addConversion(from, to, conversions);
 }
 
-bool convertsPointer(const PointerType& from, const Type* to, Pairs& pairs) {
+bool convertsPointer(const PointerType& from, const Type* to, Conversions& conversions) {
     if (const auto* pointer = dynamic_cast<const PointerType*>(to)) {
-        return addSameOrConversion(from.getBaseType(), pointer->getBaseType(), pairs);
+        return addSameOrConversion(from.getBaseType(), pointer->getBaseType(), conversions);
     }
     const auto* matrix = dynamic_cast<const MatrixType*>(to);
-    return matrix != nullptr && addSameOrConversion(from.getBaseType(), matrix->getBaseType(), pairs);
+    return matrix != nullptr && addSameOrConversion(from.getBaseType(), matrix->getBaseType(), conversions);
 }
 
-bool convertsMatrix(const MatrixType& from, const Type* to, Pairs& pairs) {
+bool convertsMatrix(const MatrixType& from, const Type* to, Conversions& conversions) {
     if (const auto* pointer = dynamic_cast<const PointerType*>(to)) {
-        return addSameOrConversion(from.getBaseType(), pointer->getBaseType(), pairs);
+        return addSameOrConversion(from.getBaseType(), pointer->getBaseType(), conversions);
     }
     if (to == nullptr || from.getNumDimensions() == 0) {
         return false;
     }
     if (const auto* matrix = dynamic_cast<const MatrixType*>(to)) {
         return matrix->getNumDimensions() != 0 && from.getWidth() == matrix->getWidth() &&
-               addConversion(from.getBaseType(), matrix->getBaseType(), pairs);
+               addConversion(from.getBaseType(), matrix->getBaseType(), conversions);
     }
     return (to->isScalar() != 0 || to->isComplex() != 0) && from.getWidth() == 1 &&
-           addConversion(from.getBaseType(), to, pairs);
+           addConversion(from.getBaseType(), to, conversions);
 }
 
-bool convertsElement(const StructElement* from, const StructElement* to, Pairs& pairs) {
-    if (from == to) {
+bool convertsElement(const StructElement* from, const StructElement* to, Conversions& conversions) {
+    std::vector<Pair> types;
+    if (addElement(from, to, types) && (types.empty() || conversions.areEqual(types.front()))) {
         return true;
     }
-    if (from == nullptr || to == nullptr) {
-        return false;
-    }
-    return *from == *to || (from->getType() != nullptr && from->getType()->isMatrix() != 0 &&
-                            addConversion(from->getType(), to->getType(), pairs));
+    return from != nullptr && to != nullptr && from->getType() != nullptr && from->getType()->isMatrix() != 0 &&
+           addConversion(from->getType(), to->getType(), conversions);
 }
 
-bool convertsStructure(const StructType& from, const Type* to, Pairs& pairs) {
+bool convertsStructure(const StructType& from, const Type* to, Conversions& conversions) {
     if (&from == to) {
         return true;
     }
@@ -154,49 +247,45 @@ bool convertsStructure(const StructType& from, const Type* to, Pairs& pairs) {
         return false;
     }
     for (std::uint64_t i = 0; i < from.getNumElements(); ++i) {
-        if (!convertsElement(from.getElementAt(i), other->getElementAt(i), pairs)) {
+        if (!convertsElement(from.getElementAt(i), other->getElementAt(i), conversions)) {
             return false;
         }
     }
     return true;
 }
 
-bool converts(const Type& from, const Type* to, Pairs& pairs) {
+bool converts(const Type& from, const Type* to, Conversions& conversions) {
     if (const auto* complex = dynamic_cast<const ComplexType*>(&from)) {
         const auto* other = dynamic_cast<const ComplexType*>(to);
-        return other != nullptr && addConversion(complex->getBaseType(), other->getBaseType(), pairs);
+        return other != nullptr && addConversion(complex->getBaseType(), other->getBaseType(), conversions);
     }
     if (const auto* pointer = dynamic_cast<const PointerType*>(&from)) {
-        return convertsPointer(*pointer, to, pairs);
+        return convertsPointer(*pointer, to, conversions);
     }
     if (const auto* matrix = dynamic_cast<const MatrixType*>(&from)) {
-        return convertsMatrix(*matrix, to, pairs);
+        return convertsMatrix(*matrix, to, conversions);
     }
     if (const auto* structure = dynamic_cast<const StructType*>(&from)) {
-        return convertsStructure(*structure, to, pairs);
+        return convertsStructure(*structure, to, conversions);
     }
     return from.canBeConvertedTo(to);
-}
-
-template <class Rule>
-bool holdsForAll(Pairs pairs, Rule rule) {
-    while (!pairs.isEmpty()) {
-        const auto [a, b] = pairs.take();
-        if (!rule(*a, b, pairs)) {
-            return false;
-        }
-    }
-    return true;
 }
 
 }  // namespace
 
 bool areEqualTrees(const Type& a, const Type& b) {
-    return holdsForAll(Pairs(a, &b), areAlike);
+    return Equality().holds({&a, &b});
 }
 
 bool isConvertibleTree(const Type& from, const Type* to) {
-    return holdsForAll(Pairs(from, to), converts);
+    Conversions conversions(from, to);
+    while (!conversions.isEmpty()) {
+        const auto [a, b] = conversions.take();
+        if (!converts(*a, b, conversions)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace EmbeddedTypeSystem

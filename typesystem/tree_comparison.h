@@ -2,7 +2,8 @@
 //
 // Both are conjunctions over pairs of parts, so each pair is looked at once, from a list: the stack stays flat, shared
 // parts cost nothing extra, and two cyclic types are equal, or convert, unless some pair of parts says no. That is the
-// greatest relation for which the rules of the classes hold.
+// greatest relation for which the rules of the classes hold. Where a conversion asks for equal parts, what is known of
+// equal and different pairs is kept for the whole of it.
 #pragma once
 
 namespace EmbeddedTypeSystem {

@@ -6,6 +6,7 @@
 #include <bit>
 #include <iterator>
 #include <map>
+#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -313,6 +314,154 @@ TEST(TypeTree, ComparesAndConvertsCyclicTypes) {
     self->setMemberAt(self, "self", 0);
     EXPECT_TRUE(*self == *self);
     EXPECT_EQ(sumOf(*self), digestOf(std::string(8, '\0')));
+}
+
+/// Types by number, as an oracle sees them: leaves, structures, and matrices of and pointers to them.
+struct Node {
+    enum Kind { leaf, structure, matrix, pointer } kind;
+    std::size_t size = 0;  // of a matrix; of a leaf which one it is
+    std::vector<std::size_t> parts{};
+};
+
+/// The greatest relation on pairs of types that agrees with a rule, by striking out until nothing changes.
+template <class Rule>
+std::vector<std::vector<bool>> greatest(const std::vector<Node>& nodes, Rule rule) {
+    std::vector<std::vector<bool>> holds(nodes.size(), std::vector<bool>(nodes.size(), true));
+    for (bool isChanged = true; isChanged;) {
+        isChanged = false;
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            for (std::size_t j = 0; j < nodes.size(); ++j) {
+                if (holds[i][j] && i != j && !rule(holds, i, j)) {
+                    holds[i][j] = false;
+                    isChanged = true;
+                }
+            }
+        }
+    }
+    return holds;
+}
+
+TEST(TypeTree, ComparesAndConvertsAnyGraphOfTypes) {
+    static constexpr const char* kNames[] = {"a", "b", "c"};
+    std::mt19937 random(11);
+    const auto below = [&random](std::size_t end) {
+        return std::uniform_int_distribution<std::size_t>(0, end - 1)(random);
+    };
+    std::size_t equalPairs = 0;
+    std::size_t convertedPairs = 0;
+    for (int run = 0; run < 300; ++run) {
+        Owner owner;
+        std::vector<Node> nodes = {{Node::leaf, 0}, {Node::leaf, 1}};
+        std::vector<Type*> types = {owner.make<NumericType>(), owner.make<CharType>(false)};
+        const std::size_t structures = 2 + below(5);
+        for (std::size_t i = 0; i < structures; ++i) {
+            nodes.push_back({Node::structure});
+            types.push_back(owner.make<StructType>(1 + i % 2, false));
+        }
+        for (std::size_t i = 0; i < 2 * structures; ++i) {
+            const std::size_t base = below(structures + 2);
+            const std::size_t size = 1 + below(2);
+            nodes.push_back({i % 2 == 0 ? Node::matrix : Node::pointer, size, {base}});
+            types.push_back(i % 2 == 0 ? static_cast<Type*>(owner.matrix(types[base], {size}))
+                                       : owner.pointer(types[base]));
+        }
+        for (std::size_t i = 2; i < 2 + structures; ++i) {
+            auto& structure = dynamic_cast<StructType&>(*types[i]);
+            for (std::size_t place = 0; place < structure.getNumElements(); ++place) {
+                // Leaves of one kind more often than the other, lest nothing is equal.
+                nodes[i].parts.push_back(below(4) == 0 ? below(2) : 2 + below(nodes.size() - 2));
+                structure.setMemberAt(types[nodes[i].parts.back()], kNames[place], place);
+            }
+        }
+        const auto equal = greatest(nodes, [&](const auto& holds, std::size_t i, std::size_t j) {
+            const Node& a = nodes[i];
+            const Node& b = nodes[j];
+            bool isEqual = a.kind == b.kind && a.parts.size() == b.parts.size() &&
+                           (a.size == b.size || a.kind == Node::pointer) && a.kind != Node::leaf;
+            for (std::size_t k = 0; isEqual && k < a.parts.size(); ++k) {
+                isEqual = holds[a.parts[k]][b.parts[k]];
+            }
+            return isEqual;
+        });
+        const auto converted = greatest(nodes, [&](const auto& holds, std::size_t i, std::size_t j) {
+            const Node& a = nodes[i];
+            const Node& b = nodes[j];
+            switch (a.kind) {
+                case Node::leaf:
+                    return false;
+                case Node::structure:
+                    for (std::size_t k = 0; k < a.parts.size() && a.parts.size() == b.parts.size(); ++k) {
+                        if (!equal[a.parts[k]][b.parts[k]] &&
+                            (nodes[a.parts[k]].kind != Node::matrix || !holds[a.parts[k]][b.parts[k]])) {
+                            return false;
+                        }
+                    }
+                    return b.kind == Node::structure && a.parts.size() == b.parts.size();
+                case Node::matrix:
+                    if (b.kind == Node::leaf) {
+                        return a.size == 1 && static_cast<bool>(holds[a.parts[0]][j]);
+                    }
+                    return (b.kind == Node::pointer || (b.kind == Node::matrix && a.size == b.size)) &&
+                           holds[a.parts[0]][b.parts[0]];
+                default:
+                    return (b.kind == Node::pointer || b.kind == Node::matrix) && holds[a.parts[0]][b.parts[0]];
+            }
+        });
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            for (std::size_t j = 0; j < nodes.size(); ++j) {
+                ASSERT_EQ(*types[i] == *types[j], equal[i][j]) << run << ": " << i << " " << j;
+                ASSERT_EQ(types[i]->canBeConvertedTo(types[j]), converted[i][j]) << run << ": " << i << " " << j;
+                equalPairs += i != j && equal[i][j] ? 1U : 0U;
+                convertedPairs += i != j && converted[i][j] && !equal[i][j] ? 1U : 0U;
+            }
+        }
+    }
+    EXPECT_GT(equalPairs, 1000U);
+    EXPECT_GT(convertedPairs, 1000U);
+}
+
+/// A leaf that counts how often it is compared.
+class CountedType : public CharType {
+ public:
+    CountedType() : CharType(false) {}
+    bool operator==(const Type& other) const override {
+        ++sComparisons;
+        return CharType::operator==(other);
+    }
+    static inline std::size_t sComparisons = 0;
+};
+
+TEST(TypeTree, LooksAtNoPairOfPartsTwice) {
+    constexpr std::size_t kLevels = 40;
+    Owner owner;
+    const auto nest = [&](std::vector<std::uint64_t> sizes) {
+        Type* type = owner.structure({{"m", owner.matrix(owner.make<CountedType>(), std::move(sizes))}});
+        for (std::size_t i = 0; i < kLevels; ++i) {
+            // A walk that begins at either end meets a leaf to count.
+            type = owner.structure({{"a", owner.make<CountedType>()},
+                                    {"l", owner.matrix(type, {2})},
+                                    {"r", owner.matrix(type, {2})},
+                                    {"z", owner.make<CountedType>()}});
+        }
+        return type;
+    };
+    const auto comparisons = [](const Type* from, const Type* to) {
+        CountedType::sComparisons = 0;
+        EXPECT_TRUE(from->canBeConvertedTo(to));
+        return CountedType::sComparisons;
+    };
+    const Type* const row = nest({6});
+    EXPECT_LE(comparisons(row, nest({6})), 2 * kLevels + 1);
+    EXPECT_LE(comparisons(row, nest({2, 3})), 2 * kLevels) << "no level equals its partner, for the bottoms differ";
+    const auto wide = [&] {
+        Type* const shared = owner.structure({{"c", owner.make<CountedType>()}});
+        auto* const structure = owner.make<StructType>(kLevels, false);
+        for (std::size_t i = 0; i < kLevels; ++i) {
+            structure->setMemberAt(shared, std::to_string(i).c_str(), i);
+        }
+        return structure;
+    };
+    EXPECT_EQ(comparisons(wide(), wide()), 1U);
 }
 
 TEST(TypeTree, IsAsDeepAndAsSharedAsMemoryAllows) {
