@@ -6,8 +6,6 @@
 
 #include "host/export.h"
 
-class ErrorIdException;
-
 class TOLVANE_HOST_API OMErrorStatus {
  public:
     class Error {
@@ -27,19 +25,20 @@ class TOLVANE_HOST_API OMErrorStatus {
     /// Returns the error added last, valid until the status changes; null when there is none.
     const Error* getLastError() const { return mErrors.empty() ? nullptr : &mErrors.back(); }
 
-    /// Runs the action and keeps the ErrorIdException it raises. Returns whether it raised none.
+    /// Runs the action and keeps as an error whatever it throws. Returns whether it threw nothing.
     template <class Action>
     bool collect(Action&& action) {
         try {
             action();
-        } catch (ErrorIdException* error) {
-            addAndFree(error);
+        } catch (...) {
+            addCaught();
             return false;
         }
         return true;
     }
 
  private:
-    void addAndFree(ErrorIdException* error);
+    /// Adds the exception being handled, and frees an ErrorIdException.
+    void addCaught();
     std::vector<Error> mErrors;
 };

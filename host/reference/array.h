@@ -16,6 +16,7 @@
 #include "host/ErrorIdException.h"
 #include "host/bs.h"
 #include "host/hv.h"
+#include "host/reference/boundary.h"
 
 namespace hostref {
 
@@ -104,7 +105,7 @@ struct SharedHandle {
     SharedHandle& operator=(const SharedHandle&) = delete;
     ~SharedHandle() {
         if (handle != nullptr && operations != nullptr && operations->release != nullptr) {
-            operations->release(handle);
+            withoutErrors([this] { operations->release(handle); });
         }
     }
 };

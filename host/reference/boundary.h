@@ -23,7 +23,18 @@ class CallBoundary {
     int mErrorMode;
 };
 
-/// Tells what the exception being handled says, and frees an ErrorIdException; to be called in a catch block.
+/// Tells what the exception being handled says, whatever its type, and frees an ErrorIdException; to be called in a
+/// catch block.
 LastError caughtError();
+
+/// Runs code of a module for a caller that nobody can be told an error through, such as a destructor.
+template <class Action>
+void withoutErrors(Action&& action) noexcept {
+    try {
+        std::forward<Action>(action)();
+    } catch (...) {
+        static_cast<void>(caughtError());
+    }
+}
 
 }  // namespace hostref

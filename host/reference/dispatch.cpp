@@ -112,7 +112,7 @@ class TypedValue {
  private:
     void reset() {
         if (mOwner != nullptr) {
-            mOwner->releaseValue(mPointer);
+            withoutErrors([this] { mOwner->releaseValue(mPointer); });
             mOwner = nullptr;
         }
         mIsInPlace = false;
@@ -213,7 +213,9 @@ Value toValue(void* typed, const OMDataType* type, Release release) {
     const struct Owner {
         void* typed;
         Release release;
-        ~Owner() { release(typed); }
+        ~Owner() {
+            withoutErrors([this] { release(typed); });
+        }
     } owner{typed, release};
     switch (kindOf(type).tag) {
         case TypeKind::array:
@@ -389,7 +391,7 @@ class RawResults {
     RawResults& operator=(const RawResults&) = delete;
     ~RawResults() {
         for (int i = mTaken; i < mCount; ++i) {
-            typeOf(i)->releaseValue(mValues[static_cast<std::size_t>(i)]);
+            withoutErrors([&] { typeOf(i)->releaseValue(mValues[static_cast<std::size_t>(i)]); });
         }
     }
 
@@ -682,6 +684,18 @@ Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClien
     access(interface, property, [&] { typed = property.getValue(client, &interface); });
     return toValue(typed, property.getDataType(),
                    [&](void* value) { property.releaseValue(client, &interface, value); });
+}
+
+std::optional<Value> readOneOfAll(OMInterface& interface, const std::function<Value()>& read) {
+    try {
+        return read();
+    } catch (...) {
+        if (interface.getClass()->throwErrorOnGetOfAllProperties()) {
+            throw;
+        }
+        static_cast<void>(caughtError());
+        return std::nullopt;
+    }
 }
 
 OMInterface& requireObject(const Argument& argument) {

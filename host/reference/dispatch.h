@@ -4,6 +4,7 @@
 // What is raised here is raised by pointer, as everywhere below the session.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -65,8 +66,10 @@ void setProperty(OMInterface& interface, std::string_view name, const Argument& 
 /// type raises "VELMAR:datatype:badValue".
 Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client);
 void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client, const Argument& value);
-/// Reads a property as the saved form has it. One that raises has no value there, unless its class says that errors of
-/// properties go on.
+/// Runs what reads one of all the properties of an object. What it throws goes on if the class says so; otherwise there
+/// is no value.
+std::optional<Value> readOneOfAll(OMInterface& interface, const std::function<Value()>& read);
+/// Reads a property as the saved form has it.
 std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property);
 
 /// Makes an object by the class's own constructor.

@@ -1,8 +1,12 @@
 // Calls of host functions by name: the table, the trap, the error mode and the last error.
+#include <cxxabi.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <map>
 #include <memory>
+#include <typeinfo>
 #include <utility>
 
 #include "host/ErrorIdException.h"
@@ -41,10 +45,12 @@ void callInto(const std::string& name, int resultCount, hvArray** results, int a
 }
 
 int noteFailure(LastError error) {
-    if (interpreter().errorMode == 0) {
-        print("Error: " + error.message + "\n");
-    }
+    const std::string text = "Error: " + error.message + "\n";
     setLastError(std::move(error));
+    if (interpreter().errorMode == 0) {
+        // A listener may throw as well.
+        withoutErrors([&text] { print(text); });
+    }
     return 1;
 }
 
@@ -58,6 +64,18 @@ int runTrapped(Action&& action) {
     } catch (...) {
         return noteFailure(caughtError());
     }
+}
+
+/// Names the type of the exception being handled.
+LastError foreignError() {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    if (type == nullptr) {
+        return {"VELMAR:internal", "An exception of another language was thrown."};
+    }
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> name(abi::__cxa_demangle(type->name(), nullptr, nullptr, &status),
+                                                           &std::free);
+    return {"VELMAR:internal", std::string("A value of type '") + (name ? name.get() : type->name()) + "' was thrown."};
 }
 
 }  // namespace
@@ -99,13 +117,18 @@ LastError caughtError() {
         throw;
     } catch (ErrorIdException* raised) {
         const std::unique_ptr<ErrorIdException> error(raised);
-        return {error->getId(), error->getMessage()};
+        // A thrown null pointer gets here, too.
+        return error ? LastError{error->getId(), error->getMessage()} : foreignError();
+    } catch (const ErrorIdException& error) {
+        return {error.getId(), error.getMessage()};
     } catch (const HostError& error) {
         return {error.id(), error.message()};
     } catch (const std::bad_alloc&) {
         return {"VELMAR:nomem", "Out of memory."};
     } catch (const std::exception& error) {
         return {"VELMAR:internal", error.what()};
+    } catch (...) {
+        return foreignError();
     }
 }
 

@@ -125,7 +125,8 @@ class SharedStateKeeper {
 
     static void setBack(const Witness& witness) {
         OMInterface& interface = *witness.object.interface();
-        try {
+        // What can't be read or set can't be kept.
+        withoutErrors([&] {
             std::vector<const std::pair<OMPropInfo*, Value>*> changed;
             for (const auto& entry : witness.properties) {
                 // An object among the properties is another one at each reading.
@@ -136,10 +137,7 @@ class SharedStateKeeper {
             for (const auto* const entry : changed) {
                 restoreProperty(interface, *entry->first, entry->second);
             }
-        } catch (...) {
-            // What can't be read or set can't be kept.
-            static_cast<void>(caughtError());
-        }
+        });
     }
 
     std::set<const OMClass*> mClasses;
@@ -465,8 +463,8 @@ class Reader {
             if (const auto& value = saved.at(property->getName())) {
                 try {
                     restoreProperty(interface, *property, *value);
-                } catch (ErrorIdException* raised) {
-                    const std::unique_ptr<ErrorIdException> error(raised);
+                } catch (...) {
+                    static_cast<void>(caughtError());
                     refused.insert(property);
                 }
             }

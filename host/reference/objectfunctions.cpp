@@ -100,8 +100,7 @@ std::string alignedLines(const std::vector<Line>& lines) {
     return text;
 }
 
-/// The properties that a user may read, with their values. An error of one goes on if its class says so; otherwise
-/// that property is left out.
+/// The properties that a user may read, with their values; one that can't be read is left out.
 std::vector<std::pair<std::string, Value>> readableProperties(OMInterface& interface) {
     std::vector<std::pair<std::string, Value>> values;
     for (const OMPropInfo* const property : interface.getClass()->getProperties()) {
@@ -109,13 +108,8 @@ std::vector<std::pair<std::string, Value>> readableProperties(OMInterface& inter
             continue;
         }
         const std::string name = property->getName();
-        try {
-            values.emplace_back(name, getProperty(interface, name));
-        } catch (ErrorIdException* raised) {
-            std::unique_ptr<ErrorIdException> error(raised);
-            if (interface.getClass()->throwErrorOnGetOfAllProperties()) {
-                throw error.release();
-            }
+        if (auto value = readOneOfAll(interface, [&] { return getProperty(interface, name); })) {
+            values.emplace_back(name, std::move(*value));
         }
     }
     return values;

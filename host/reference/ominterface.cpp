@@ -8,6 +8,7 @@
 #include "host/OMDatabaseClient.h"
 #include "host/OMPropertyEvent.h"
 #include "host/hv.h"
+#include "host/reference/boundary.h"
 #include "host/reference/ominterfacearrays.h"
 
 namespace {
@@ -93,7 +94,8 @@ void OMInterface::release(OMInterface* interface) {
     }
     interface->mIsBeingDestroyed = true;
     OMClass* const objectClass = interface->mClass;
-    objectClass->destroyObject(interface);
+    // References are given up by destructors, mostly.
+    hostref::withoutErrors([&] { objectClass->destroyObject(interface); });
     interface->~OMInterface();
     ::operator delete(reinterpret_cast<std::byte*>(interface) - sizeof(ReferenceCounts));
     objectClass->letGo();

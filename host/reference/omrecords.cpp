@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/om.h"
+#include "host/reference/boundary.h"
 #include "host/reference/generation.h"
 
 // Events and listeners
@@ -57,9 +58,9 @@ void OMErrorStatus::addError(std::string id, std::string message) {
     mErrors.emplace_back(std::move(id), std::move(message));
 }
 
-void OMErrorStatus::addAndFree(ErrorIdException* error) {
-    const std::unique_ptr<ErrorIdException> owner(error);
-    addError(error->getId(), error->getMessage());
+void OMErrorStatus::addCaught() {
+    hostref::LastError error = hostref::caughtError();
+    addError(std::move(error.id), std::move(error.message));
 }
 
 // Property records
@@ -124,7 +125,7 @@ void OMPropInfoTemplate::applyFactoryDefault(OMInterface* interface) {
 }
 
 void OMPropInfoTemplate::applyFactoryDefault(OMDatabaseClient* client, OMInterface* interface) {
-    const auto release = [this](void* value) { mDataType->releaseValue(value); };
+    const auto release = [this](void* value) { hostref::withoutErrors([&] { mDataType->releaseValue(value); }); };
     const std::unique_ptr<void, decltype(release)> value(getFactoryDefault(), release);
     if (value) {
         setValue(client, interface, value.get());

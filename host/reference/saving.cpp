@@ -311,15 +311,7 @@ std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property)
     // The system's own access where there is one: it is told less of what only concerns users.
     OMDatabaseClient* const client =
         property.isInternalGetAccess() ? OMDatabaseClient::getInternalClient() : OMDatabaseClient::getExternalClient();
-    try {
-        return readProperty(interface, property, client);
-    } catch (ErrorIdException* raised) {
-        std::unique_ptr<ErrorIdException> error(raised);
-        if (interface.getClass()->throwErrorOnGetOfAllProperties()) {
-            throw error.release();
-        }
-        return std::nullopt;
-    }
+    return readOneOfAll(interface, [&] { return readProperty(interface, property, client); });
 }
 
 std::vector<std::byte> savedBytes(std::span<const Variable> variables) {

@@ -94,12 +94,7 @@ void stopLastModule() {
     }
     void (*const stop)() = modulesToStop().back();
     modulesToStop().pop_back();
-    try {
-        stop();
-    } catch (...) {
-        // There is nobody left to tell.
-        static_cast<void>(caughtError());
-    }
+    withoutErrors(stop);
 }
 
 void stopAtEndOfProcess(void (*stop)()) {

@@ -15,6 +15,7 @@
 #include "host/hi.h"
 #include "host/ho.h"
 #include "host/hsv.h"
+#include "host/om.h"
 #include "host/reference/features.h"
 #include "host/reference/modules.h"
 #include "tests/support/arrays.h"
@@ -116,6 +117,38 @@ TEST_F(HostCalls, TrapWhateverAFunctionThrows) {
     hostref::registerFunction("throws", [](int, auto) -> std::vector<hvArrayOwner> { throw std::bad_alloc(); });
     EXPECT_NE(hiCallFcnWithTrap(0, nullptr, 0, nullptr, "throws"), 0);
     EXPECT_EQ(hostref::lastError().id, "VELMAR:nomem");
+    const struct {
+        void (*throwIt)();
+        Raised error;
+    } rows[] = {
+        {[] { throw 42; }, {"VELMAR:internal", "A value of type 'int' was thrown."}},
+        {[] { throw "text"; }, {"VELMAR:internal", "A value of type 'char const*' was thrown."}},
+        {[] { throw nullptr; }, {"VELMAR:internal", "A value of type 'decltype(nullptr)' was thrown."}},
+        {[] { throw ErrorIdException("by:value", "No pointer."); }, {"by:value", "No pointer."}},
+    };
+    for (const auto& row : rows) {
+        hostref::registerFunction("throws", [&row](int, auto) {
+            row.throwIt();
+            return std::vector<hvArrayOwner>();
+        });
+        EXPECT_NE(hiCallFcnWithTrap(0, nullptr, 0, nullptr, "throws"), 0);
+        EXPECT_EQ((Raised{hostref::lastError().id, hostref::lastError().message}), row.error);
+        hostref::setLastError({});
+        hscSetTrapFlag(1);
+        EXPECT_NE(hscCallVELMAR(0, nullptr, 0, nullptr, "throws"), 0);
+        hscSetTrapFlag(0);
+        EXPECT_EQ(hostref::lastError().id, row.error.id);
+        OMErrorStatus status;
+        EXPECT_FALSE(omCallBuiltInMethod("throws", 0, nullptr, 0, nullptr, status));
+        EXPECT_EQ(status.getLastError()->getTempStaticMessage(), row.error.message);
+    }
+    // Who is told of the error may throw as well.
+    hvSetErrorMode(0);
+    const auto old = hostref::setPrintListener([](const std::string&) { throw 7; });
+    EXPECT_NE(hiCallFcnWithTrap(0, nullptr, 0, nullptr, "throws"), 0);
+    hostref::setPrintListener(old);
+    EXPECT_EQ(hostref::lastError().id, "by:value");
+    hvSetErrorMode(-1);
     EXPECT_TRUE(hostref::registerFunction("throws", nullptr));
     EXPECT_NE(hiCallFcnWithTrap(0, nullptr, 0, nullptr, "throws"), 0);
     EXPECT_EQ(hostref::lastError().id, "VELMAR:UndefinedFunction");

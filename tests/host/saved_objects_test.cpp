@@ -56,6 +56,9 @@ class BoxProperty : public OMPropInfoTemplate {
     Set mSet;
 };
 
+/// A number without room for which a foreign exception is thrown.
+constexpr double kHostile = 55.0;
+
 double asDouble(const void* value) {
     return *static_cast<const double*>(value);
 }
@@ -71,11 +74,20 @@ class BoxClass : public OMClass {
                 if (asDouble(value) >= 1000.0) {
                     raiseError("test:tooGreat", "No box holds that.");
                 }
+                if (asDouble(value) == kHostile && box.room <= kHostile) {
+                    throw 42;
+                }
                 // Only room that comes later in the order lets it in.
                 box.number = asDouble(value) < box.room ? asDouble(value) : box.number;
             });
         add(
-            "A", "VELMAR array", [](Box& box) -> void* { return hvCreateSharedDataCopy(box.anything.get()); },
+            "A", "VELMAR array",
+            [](Box& box) -> void* {
+                if (box.number == kHostile + 1.0) {
+                    throw 42;
+                }
+                return hvCreateSharedDataCopy(box.anything.get());
+            },
             [](Box& box, const void* value) {
                 box.anything.reset(hvCreateSharedDataCopy(static_cast<const hvArray*>(value)));
             });
@@ -277,6 +289,14 @@ TEST_F(SavedObjects, AreConstructedAndSetInTheOrderOfTheClass) {
     EXPECT_EQ(again.className(), "saved.box");
     EXPECT_EQ(again.get("N"), Value(5.0));
     EXPECT_EQ(again.get("A"), Value("inside"));
+}
+
+TEST_F(SavedObjects, BearPropertiesThatThrowAnything) {
+    // The setter throws until there is room; the getter leaves its property without a value.
+    EXPECT_EQ(roundTrip(box(kHostile, "inside")).get("N"), Value(kHostile));
+    const Value again = roundTrip(box(kHostile + 1.0, "inside"));
+    again.set("N", 1.0);
+    EXPECT_EQ(again.get("A"), Value());
 }
 
 TEST_F(SavedObjects, StayOneObjectWhereverTheyAreHeld) {

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <random>
 
 #include "host/bs.h"
@@ -104,6 +106,21 @@ TEST(Modules, OfTheProgramItselfAreStartedByTheirFunctions) {
                             [] {}};
     EXPECT_EQ(thrownBy([&] { Session{failing}; }).id, "VELMAR:nomem");
     EXPECT_EQ(thrownBy([&] { Session{failing}; }), Raised{});
+}
+
+TEST(Modules, MayThrowAnythingAtTheirStartAndStop) {
+    const Raised foreign{"VELMAR:internal", "A value of type 'int' was thrown."};
+    EXPECT_EQ(thrownBy([] { Session(hostref::Module{"hostile", [] { throw 42; }, [] {}}); }), foreign);
+    Session session(hostref::Module{"hostile", [] {}, [] { throw 42; }});
+    EXPECT_EQ(thrownBy([&] { session.stop(); }), foreign);
+    // At the end of the process, too, and other modules are stopped all the same.
+    const auto endWithModules = [] {
+        static const auto say = [] { std::fputs("stopped", stderr); };
+        const Session quiet(hostref::Module{"quiet", [] {}, say});
+        const Session hostile(hostref::Module{"hostile", [] {}, [] { throw 42; }});
+        std::exit(7);
+    };
+    EXPECT_EXIT(endWithModules(), testing::ExitedWithCode(7), "stopped");
 }
 
 // Construction
@@ -450,6 +467,30 @@ TEST_F(Boundary, TurnsWhatIsRaisedIntoErrors) {
     EXPECT_EQ(hostref::lastError().id, "test:fail");
     EXPECT_EQ(failureOf("failOtherwise", {own}), (Raised{"VELMAR:internal", "Not ours."}));
     EXPECT_EQ(thrownBy([&] { own.call("callError"); }), (Raised{"test:deep", "Deep down."}));
+    // Things that are no errors of anybody's, from each place that runs code of a module or of a program.
+    const Raised foreign{"VELMAR:internal", "A value of type 'int' was thrown."};
+    EXPECT_EQ(failureOf("failForeign", {own}), foreign);
+    EXPECT_EQ(thrownBy([&] { own.set("Hostile", 1); }), foreign);
+    EXPECT_EQ(thrownBy([&] { own.get("Hostile"); }), foreign);
+    EXPECT_EQ(thrownBy([&] { session.call("get", {own}).field("Hostile"); }).id, "VELMAR:array:noField");
+    const auto hostile = [](const auto&...) -> std::vector<Value> { throw 42; };
+    session.addFunction("hostile", hostile);
+    EXPECT_EQ(failureOf("hostile", {}), foreign);
+    hostref::registerFunction("hostile", nullptr);
+    auto& listeners = *own.interface()->getListenerManager();
+    const auto id = listeners.addListener([](OMDatabaseClient*, const OMEvent&) { throw 42; });
+    EXPECT_EQ(thrownBy([&] { own.set("Width", 2); }), foreign);
+    listeners.removeListener(id);
+    const auto old = hostref::setPrintListener([](const std::string&) { throw 42; });
+    EXPECT_EQ(failureOf("speak", {own}), foreign);
+    hostref::setPrintListener(old);
+    OMErrorStatus status;
+    OMPropInfo& property = *own.interface()->getClass()->getProperty("Hostile");
+    EXPECT_EQ(property.getValueE(OMDatabaseClient::getExternalClient(), own.interface(), status), nullptr);
+    EXPECT_STREQ(status.getLastError()->getTempStaticMessage(), foreign.message.c_str());
+    // Values and objects whose end throws.
+    own.set("Tag", "calm");
+    EXPECT_EQ(own.get("Hostile").toDouble(), 3.0);
 }
 
 TEST_F(Boundary, ForgetsTheTrapFlagThatACallLeftSet) {

@@ -268,6 +268,7 @@ void addItemMethods(OMClass& target) {
     });
     add(target, "fail", {{{"item"}, {}}}, [](const Call&) { raiseError("test:fail", "It failed."); });
     add(target, "failOtherwise", {{{"item"}, {}}}, [](const Call&) { throw std::runtime_error("Not ours."); });
+    add(target, "failForeign", {{{"item"}, {}}}, [](const Call&) { throw 42; });
     add(target, "leaveTrapSet", {{{"item"}, {}}}, [](const Call& call) {
         hscSetTrapFlag(1);
         hvSetErrorMode(-1);
@@ -350,6 +351,25 @@ void addField(OMClass& target, const char* name, OMDataType* dataType, T Item::*
         access));
 }
 
+/// A property that throws what is no error of the host, whatever is done with it; its value is given up with a throw.
+class HostileProperty : public OMPropInfoTemplate {
+ public:
+    using OMPropInfoTemplate::OMPropInfoTemplate;
+    void* getValue(OMDatabaseClient* /*client*/, OMInterface* interface) override {
+        if (itemOf(interface).tag != "calm") {
+            throw 42;
+        }
+        return &sValue;
+    }
+    void setValue(OMDatabaseClient* /*client*/, OMInterface* /*interface*/, const void* /*value*/) override {
+        throw 42;
+    }
+    void releaseValue(OMDatabaseClient* /*client*/, OMInterface* /*interface*/, void* /*value*/) override { throw 42; }
+
+ private:
+    static inline std::int32_t sValue = 3;
+};
+
 void addItemProperties(OMClass& target) {
     target.addProperty(std::make_unique<Property>(
         "Width", type("int32"), [](Item& item) { return new std::int32_t(item.width); },
@@ -392,6 +412,7 @@ void addItemProperties(OMClass& target) {
     target.addProperty(std::make_unique<Property>(
         "Broken", type("int32"), [](Item&) -> void* { raiseError("test:broken", "No value."); },
         [](Item&, const void*) {}));
+    target.addProperty(std::make_unique<HostileProperty>("Hostile", type("int32"), OMPropertyAccess{}));
 }
 
 // Classes
@@ -415,7 +436,12 @@ class ItemClass : public OMClass {
         static_cast<void>(item.release());
         return handle;
     }
-    void destroyObject(OMInterface* interface) override { delete static_cast<Item*>(interface->getObject()); }
+    void destroyObject(OMInterface* interface) override {
+        const std::unique_ptr<Item> item(static_cast<Item*>(interface->getObject()));
+        if (item->tag == "calm") {
+            throw 42;
+        }
+    }
     ErrorIdException* filterPropAccessException(ErrorIdException* error, OMPropInfo* property) override {
         if (std::string(error->getId()) != "test:broken") {
             return error;
