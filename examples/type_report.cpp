@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <set>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 
 #include "descriptors/NumericType.h"
 #include "examples/tour_text.h"
@@ -40,7 +42,14 @@ using hostref::Value;
 
 /// The macros of the header: FILTER_TAPS, FILTER_DATA_BITS and so on.
 std::map<std::string, int> readWords(const std::string& path) {
+    const auto refuse = [&path](const std::string& why) {
+        throw std::runtime_error(path + why + "; filter_study --out writes such a file, coefficients.h");
+    };
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) refuse(": there is no such file");
+    if (std::filesystem::is_directory(path, ignored)) refuse(" is a directory");
     std::ifstream file(path);
+    if (!file) refuse(": cannot be read");
     std::map<std::string, int> words;
     for (std::string line; std::getline(file, line);) {
         std::istringstream parts(line);
@@ -51,7 +60,7 @@ std::map<std::string, int> readWords(const std::string& path) {
     for (const char* name : {"TAPS", "COEFFICIENT_BITS", "COEFFICIENT_FRACTION", "DATA_BITS", "DATA_FRACTION",
                              "PRODUCT_BITS", "PRODUCT_FRACTION", "SUM_BITS", "SUM_FRACTION"}) {
         if (!words.contains(std::string("FILTER_") + name)) {
-            throw std::runtime_error(path + " has no FILTER_" + name + "; filter_study writes such a file");
+            refuse(std::string(" has no FILTER_") + name);
         }
     }
     return words;
@@ -354,13 +363,48 @@ void report(StructType& state) {
     std::puts("");
 }
 
+constexpr const char* kHelp =
+    R"(Describes what a filter keeps between calls as a tree of C-like types: in words, in C, as
+checksums, and what may be converted to what.
+
+Usage: type_report [OPTIONS] HEADER
+
+Positionals:
+  HEADER                  The words of the filter: coefficients.h, as filter_study --out writes it
+
+Options:
+  -h,--help               Print this help message and exit
+  --declaration           Print the declaration in C alone
+
+Exit codes:
+  0  done
+  1  the header is missing, unreadable or not of a filter
+  2  bad arguments
+)";
+
 int run(const std::vector<std::string>& arguments) {
-    const bool declaresOnly = arguments.size() == 2 && arguments[1] == "--declaration";
-    if (arguments.empty() || (arguments.size() > 1 && !declaresOnly)) {
-        std::cerr << "usage: type_report coefficients.h [--declaration]\n";
+    std::vector<std::string> headers;
+    bool declaresOnly = false;
+    std::string bad;
+    for (const std::string& argument : arguments) {
+        if (argument == "--help" || argument == "-h") {
+            std::fputs(kHelp, stdout);
+            return 0;
+        }
+        if (argument == "--declaration") {
+            declaresOnly = true;
+        } else if (argument.starts_with('-')) {
+            bad = "there is no option " + argument;
+        } else {
+            headers.push_back(argument);
+        }
+    }
+    if (bad.empty() && headers.size() != 1) bad = "give one header";
+    if (!bad.empty()) {
+        std::cerr << "type_report: " << bad << "\nRun with --help for the options.\n";
         return 2;
     }
-    const std::map<std::string, int> words = readWords(arguments[0]);
+    const std::map<std::string, int> words = readWords(headers[0]);
     Session session;
     const FilterState state(session, words);
     if (declaresOnly) {

@@ -1,8 +1,10 @@
 // The tours print what the objects answer; their key facts are worked out by hand.
 #include <gtest/gtest.h>
 #include <stdio.h>
+#include <sys/wait.h>
 
 #include <array>
+#include <cstdlib>
 #include <span>
 #include <string>
 
@@ -101,6 +103,35 @@ TEST(TypeReport, DescribesTheStateOfTheFilterInItsHeader) {
     const std::string compile = program + " --declaration > " + folder.file("state.h") +
                                 " && " CXX_COMPILER " -x c -Wall -Werror -fsyntax-only " + folder.file("user.c");
     expectFacts(compile.c_str(), {});
+}
+
+TEST(TypeReport, HelpsAndRefuses) {
+    const TemporaryFolder folder;
+    writeText(folder.file("few.h"), "#define FILTER_TAPS 3\n");
+    const struct {
+        std::string arguments;
+        int code;
+        std::string out;
+        std::string err;
+    } rows[] = {
+        {"--help", 0, "\nUsage: type_report [OPTIONS] HEADER\n", ""},
+        {"few.h -h", 0, "  --declaration  ", ""},
+        {"", 2, "", "type_report: give one header\n"},
+        {"few.h few.h", 2, "", "type_report: give one header\n"},
+        {"--declare few.h", 2, "", "type_report: there is no option --declare\n"},
+        {"nosuch", 1, "", "type_report: nosuch: there is no such file; filter_study --out writes such a file"},
+        {".", 1, "", "type_report: . is a directory; "},
+        {"--declaration few.h", 1, "", "type_report: few.h has no FILTER_COEFFICIENT_BITS; "},
+    };
+    for (const auto& row : rows) {
+        // The shell leads the way into the folder, so that messages show names as they were given.
+        const std::string command =
+            "cd '" + folder.file("") + "' && '" TYPE_REPORT "' " + row.arguments + " >out 2>err";
+        EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), row.code) << row.arguments;
+        EXPECT_NE(readText(folder.file("out")).find(row.out), std::string::npos) << row.arguments;
+        const std::string err = readText(folder.file("err"));
+        EXPECT_TRUE(row.err.empty() ? err.empty() : err.starts_with(row.err)) << err;
+    }
 }
 
 }  // namespace
