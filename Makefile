@@ -14,19 +14,44 @@ FUZZ_SECONDS ?= 60
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
+asksForHelp = $(filter --help -h,$(ARGS))
+define runHelp
+make run [SIGNAL=recording] [OUT=folder] [ARGS="options"]
+
+Builds filter_study and type_report, runs filter_study on the recording, which writes to the folder,
+and lets type_report describe the filter that was chosen. ARGS are options of filter_study:
+
+endef
+define wordsHelp
+make words [SIGNAL=recording] [ARGS="options"]
+
+Builds word_length_study and runs it on the recording. ARGS are its options:
+
+endef
+export runHelp wordsHelp
+
 .PHONY: run words tour test bench format format-check tidy sanitize fuzz coverage install clean
 
 run:
 	@tools/install-deps build run
 	@tools/build release filter_study type_report
+ifneq ($(asksForHelp),)
+	@echo "$$runHelp"
+	@build/release/examples/filter_study --help
+else
 	@build/release/examples/filter_study "$(SIGNAL)" --out "$(OUT)" $(ARGS)
-	@[ -n "$(filter --help -h,$(ARGS))" ] || [ ! -e "$(OUT)/coefficients.h" ] || \
-	  { echo; build/release/examples/type_report "$(OUT)/coefficients.h"; }
+	@[ ! -e "$(OUT)/coefficients.h" ] || { echo; build/release/examples/type_report "$(OUT)/coefficients.h"; }
+endif
 
 words:
 	@tools/install-deps build run
 	@tools/build release word_length_study
+ifneq ($(asksForHelp),)
+	@echo "$$wordsHelp"
+	@build/release/examples/word_length_study --help
+else
 	@build/release/examples/word_length_study "$(SIGNAL)" $(ARGS)
+endif
 
 tour:
 	@tools/install-deps build run

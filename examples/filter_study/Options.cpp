@@ -16,8 +16,7 @@ constexpr const char* kDescription =
     "Filters a recording with a low-pass in doubles and in fixed-point words of many lengths,\n"
     "and finds the cheapest words that keep a wanted ratio.\n";
 
-constexpr const char* kFooter = R"(
-Words:
+constexpr const char* kFooter = R"(Words:
   s16,15 is a signed word of 16 bits whose bit 0 weighs 2^-15; full scale of a recording is 1.
   Coefficients and data have 2 to 24 bits and the finest fraction that holds their peak. Products
   keep their most significant bits (KeepMSB). Sums have the finest fraction that holds every
@@ -40,8 +39,7 @@ Exit codes:
   0  done                                    4  a sample is not a number, infinite or too great
   1  unexpected failure                      5  --out given, but no words keep the ratio
   2  bad option or channel                   6  a file cannot be written
-  3  recording missing, empty or unreadable  7  an output differs from the integer model's
-)";
+  3  recording missing, empty or unreadable  7  an output differs from the integer model's)";
 
 [[noreturn]] void refuse(const std::string& message) {
     throw study::StudyError(study::ExitCode::BadArguments, message);

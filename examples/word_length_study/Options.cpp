@@ -14,8 +14,7 @@ constexpr const char* kDescription =
     "Quantizes a recording to a grid of number formats and tells what each costs,\n"
     "so that the word length of a sample path can be chosen.\n";
 
-constexpr const char* kFooter = R"(
-Formats:
+constexpr const char* kFooter = R"(Formats:
   s16,15   signed word of 16 bits whose bit 0 weighs 2^-15; u8,8 is an unsigned one.
            Words have 1 to 52 bits, fractions -512 to 512; full scale of a recording is 1.
            --fractions full gives the words that range: s16,15, u16,16. With --full, auto and
@@ -39,8 +38,7 @@ Exit codes:
   0  done                                    4  a sample is not a number, infinite or too great
   1  unexpected failure                      5  --out given, but no format keeps the ratio
   2  bad option, format or channel           6  a file cannot be written
-  3  recording missing, empty or unreadable  7  words read back differ from the samples' words
-)";
+  3  recording missing, empty or unreadable  7  words read back differ from the samples' words)";
 
 [[noreturn]] void refuse(const std::string& message) {
     throw StudyError(ExitCode::BadArguments, message);
