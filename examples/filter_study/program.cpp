@@ -5,6 +5,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <system_error>
+#include <vector>
 
 #include "examples/filter_study/CoefficientArray.h"
 #include "examples/filter_study/FilterStudy.h"
@@ -27,10 +28,16 @@ namespace fs = std::filesystem;
 using study::ExitCode;
 using study::StudyError;
 
-void checkOutputs(const Options& options) {
+// The files in the folder of --out.
+constexpr const char* kSound = "filtered.wav";
+constexpr const char* kHeader = "coefficients.h";
+constexpr const char* kHexadecimal = "coefficients.hex";
+constexpr const char* kBinary = "coefficients.bin";
+
+void errorIfRecordingIsReplaced(const Options& options) {
     std::error_code ignored;
     for (const fs::path& output :
-         {fs::path(options.csvFile), fs::path(options.saveFile), fs::path(options.folder) / "filtered.wav"}) {
+         {fs::path(options.csvFile), fs::path(options.saveFile), fs::path(options.folder) / kSound}) {
         if (!output.empty() && fs::equivalent(output, options.signal, ignored)) {
             throw StudyError(ExitCode::BadArguments, "an output would replace the recording " + options.signal);
         }
@@ -42,6 +49,40 @@ void makeFolder(const std::string& folder) {
     fs::create_directories(folder, error);
     if (!error && !fs::is_directory(folder, error)) error = std::make_error_code(std::errc::not_a_directory);
     if (error) throw StudyError(ExitCode::NotWritten, folder + ": cannot be made: " + error.message());
+}
+
+/// Takes the folders away again that weren't there, if they are empty.
+class NewFolders {
+ public:
+    explicit NewFolders(const fs::path& folder) {
+        std::error_code ignored;
+        for (fs::path each = fs::absolute(folder, ignored); !each.empty() && !fs::exists(each, ignored);
+             each = each.parent_path()) {
+            mFolders.push_back(each);
+        }
+    }
+    ~NewFolders() {
+        std::error_code ignored;
+        for (const fs::path& each : mFolders) fs::remove(each, ignored);
+    }
+    NewFolders(const NewFolders&) = delete;
+    NewFolders& operator=(const NewFolders&) = delete;
+
+ private:
+    std::vector<fs::path> mFolders;
+};
+
+/// Tries all files, since a study may take long before it has something to write.
+void requireOutputs(const Options& options) {
+    for (const std::string& output : {options.csvFile, options.saveFile}) {
+        if (!output.empty()) study::requireWritable(output);
+    }
+    if (options.folder.empty()) return;
+    const NewFolders cleanup(options.folder);
+    makeFolder(options.folder);
+    for (const char* name : {kSound, kHeader, kHexadecimal, kBinary}) {
+        study::requireWritable((fs::path(options.folder) / name).string());
+    }
 }
 
 void writeText(const fs::path& path, const std::string& text) {
@@ -77,14 +118,15 @@ void writeFiles(const Options& options, const study::Recording& recording, const
             return integersOfWords(text, base, arithmetic.coefficient.bits);
         };
     };
-    writeCoefficients(folder / "coefficients.h", cHeaderText(coefficients, arithmetic), integers, integersOfCHeader);
-    writeCoefficients(folder / "coefficients.hex", hexadecimalText(coefficients), integers, readIn(16));
-    writeCoefficients(folder / "coefficients.bin", binaryText(coefficients), integers, readIn(2));
+    writeCoefficients(folder / kHeader, cHeaderText(coefficients, arithmetic), integers, integersOfCHeader);
+    writeCoefficients(folder / kHexadecimal, hexadecimalText(coefficients), integers, readIn(16));
+    writeCoefficients(folder / kBinary, binaryText(coefficients), integers, readIn(2));
 
     const Outcome& outcome = study.chosen->outcome;
-    const std::string encoding = writeSound((folder / "filtered.wav").string(), outcome.values, recording.sampleRate);
-    out << "  Written to " << options.folder << ": filtered.wav (" << encoding
-        << "), coefficients.h, coefficients.hex, coefficients.bin.\n"
+    const std::string encoding = writeSound((folder / kSound).string(), outcome.values, recording.sampleRate);
+    out << "  Written to " << options.folder << ": " << kSound << " (" << encoding << "), " << kHeader << ", "
+        << kHexadecimal << ", " << kBinary
+        << ".\n"
            "  The host's \"hex\" and \"bin\" write the same words, and its \"base2num\" reads them back.\n";
 }
 
@@ -121,10 +163,12 @@ void report(const Options& options, const study::Recording& recording, const Fil
     if (options.show) out << array.shown();
 }
 
-void studyRecording(const Options& options, std::ostream& out) {
-    checkOutputs(options);
+void studyRecording(const Options& options, std::ostream& out, std::ostream& err) {
+    errorIfRecordingIsReplaced(options);
+    requireOutputs(options);
     study::Recording recording = study::readRecording(options.signal, options.channel);
     study::applyGain(recording, options.gainDb);
+    study::printRemarks(err, "filter_study", recording);
     const FilterStudy result = conduct(options, recording);
     if (!options.saveFile.empty()) {
         withCode(ExitCode::NotWritten, [&] {
@@ -135,6 +179,7 @@ void studyRecording(const Options& options, std::ostream& out) {
 }
 
 void showSaved(Options options, std::ostream& out) {
+    requireOutputs(options);
     SavedStudy saved;
     withCode(ExitCode::BadRecording, [&] { saved = loadStudy(options.loadFile); });
     options.wantedDb = saved.wantedDb;
@@ -152,7 +197,7 @@ int run(std::span<const std::string> arguments, std::ostream& out, std::ostream&
     };
     try {
         if (const auto options = parseOptions(arguments, out)) {
-            options->loadFile.empty() ? studyRecording(*options, out) : showSaved(*options, out);
+            options->loadFile.empty() ? studyRecording(*options, out, err) : showSaved(*options, out);
         }
         out.flush();
         if (!out) return fail(ExitCode::NotWritten, "the tables cannot be written to standard output");

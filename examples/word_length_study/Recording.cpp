@@ -5,10 +5,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <optional>
+#include <ostream>
 #include <system_error>
+#include <utility>
 
 #include "examples/word_length_study/StudyError.h"
 
@@ -27,6 +32,69 @@ std::string encodingOf(int format) {
     info.format = format & SF_FORMAT_SUBMASK;
     if (sf_command(nullptr, SFC_GET_FORMAT_INFO, &info, sizeof info) != 0 || info.name == nullptr) return "unknown";
     return info.name;
+}
+
+std::string cutRemark(std::uint64_t told, std::uint64_t there, const char* unit) {
+    return "the file is cut: of the " + std::to_string(told) + " " + unit + " that its header tells of, " +
+           std::to_string(there) + " are there";
+}
+
+/// Reads the headers of files of plain samples.
+class HeaderReader {
+ public:
+    explicit HeaderReader(const std::string& path) : mFile(path, std::ios::binary) {
+        std::error_code error;
+        mFileBytes = std::filesystem::file_size(path, error);
+        if (error) mFile.setstate(std::ios::failbit);
+    }
+
+    bool isGood() const { return mFile.good(); }
+    std::string text() {
+        std::string bytes(4, '\0');
+        mFile.read(bytes.data(), 4);
+        return bytes;
+    }
+    std::uint64_t number(bool isBigEndian) {
+        std::string bytes = text();
+        if (!isBigEndian) std::reverse(bytes.begin(), bytes.end());
+        std::uint64_t value = 0;
+        for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
+        return value;
+    }
+    void skip(std::uint64_t bytes) { mFile.seekg(static_cast<std::streamoff>(bytes), std::ios::cur); }
+    std::uint64_t bytesLeft() {
+        const auto place = static_cast<std::uint64_t>(mFile.tellg());
+        return mFileBytes - std::min(place, mFileBytes);
+    }
+
+ private:
+    std::ifstream mFile;
+    std::uint64_t mFileBytes = 0;
+};
+
+/// Tells when the samples of a WAV, AIFF or AU file end before its header says so, which libsndfile passes over.
+std::optional<std::string> cutIn(const std::string& path) {
+    HeaderReader header(path);
+    std::uint64_t told = 0;
+    const std::string magic = header.text();
+    const bool isBigEndian = magic != "RIFF";
+    if (magic == ".snd") {
+        const std::uint64_t headerBytes = header.number(isBigEndian);
+        told = header.number(isBigEndian);
+        header.skip(headerBytes - std::min<std::uint64_t>(headerBytes, 12));
+    } else if (magic == "RIFF" || magic == "FORM") {
+        header.skip(8);
+        for (std::string chunk = header.text(); header.isGood(); chunk = header.text()) {
+            told = header.number(isBigEndian);
+            if (chunk == "data" || chunk == "SSND") break;
+            // Chunks begin at even places.
+            header.skip(told + told % 2);
+        }
+    }
+    // Sizes near the greatest ones stand in streams whose length nobody knew when they began.
+    constexpr std::uint64_t kUnknown = 0x7FFFF000;
+    if (!header.isGood() || told >= kUnknown || told <= header.bytesLeft()) return std::nullopt;
+    return cutRemark(told, header.bytesLeft(), "bytes of sound");
 }
 
 }  // namespace
@@ -52,6 +120,7 @@ Recording readRecording(const std::string& path, int channel) {
     }
 
     Recording recording{path, encodingOf(info.format), info.samplerate, info.channels, channel, {}};
+    if (auto cut = cutIn(path)) recording.remarks.push_back(std::move(*cut));
     // The frame count of a header is not believed: memory grows with what is really there.
     constexpr std::size_t kBlockFrames = 4096;
     const auto channelCount = static_cast<std::size_t>(info.channels);
@@ -66,6 +135,11 @@ Recording readRecording(const std::string& path, int channel) {
     }
     if (sf_error(file.get()) != SF_ERR_NO_ERROR) refuse(std::string("reading failed: ") + sf_strerror(file.get()));
     if (recording.samples.empty()) refuse("the recording has no samples");
+    const auto frames = static_cast<sf_count_t>(recording.samples.size());
+    if (recording.remarks.empty() && frames < info.frames && info.frames < SF_COUNT_MAX) {
+        recording.remarks.push_back(
+            cutRemark(static_cast<std::uint64_t>(info.frames), recording.samples.size(), "samples"));
+    }
     return recording;
 }
 
@@ -88,7 +162,17 @@ double applyGain(Recording& recording, double gainDb) {
         }
         peak = std::max(peak, magnitude);
     }
+    if (peak == 0.0) {
+        recording.remarks.push_back("channel " + std::to_string(recording.channel) +
+                                    " is silent: every sample is 0, which any format holds");
+    }
     return peak;
+}
+
+void printRemarks(std::ostream& err, const char* program, const Recording& recording) {
+    for (const std::string& remark : recording.remarks) {
+        err << program << ": warning: " << recording.path << ": " << remark << '\n';
+    }
 }
 
 }  // namespace study

@@ -3,6 +3,7 @@
 // Integer recordings are read exactly: a sample of B bits is its integer over 2^(B-1).
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -15,14 +16,19 @@ struct Recording {
     int channelCount = 0;
     int channel = 0;  // the one read, counted from 1
     std::vector<double> samples;
+    std::vector<std::string> remarks{};  // what is odd about it though it can be studied, a phrase each
 };
 
-/// Reads a channel, counted from 1, of any file libsndfile knows. Throws a StudyError: BadRecording for a file that is
-/// missing, empty, unreadable or cut short, BadArguments for a channel that it has not.
+/// Reads a channel, counted from 1, of any file libsndfile knows. A file that ends before its header says is read as
+/// far as it goes, with a remark. Throws a StudyError: BadRecording for a file that is missing, empty, unreadable or
+/// has no samples, BadArguments for a channel that it has not.
 Recording readRecording(const std::string& path, int channel);
 
-/// Multiplies the samples by a gain in dB and returns the greatest magnitude. Throws a StudyError (BadSamples) that
-/// names the first sample that is not a number, infinite, or beyond 2^256 in magnitude.
+/// Multiplies the samples by a gain in dB and returns the greatest magnitude; leaves a remark when it is 0. Throws a
+/// StudyError (BadSamples) that names the first sample that is not a number, infinite, or beyond 2^256 in magnitude.
 double applyGain(Recording& recording, double gainDb);
+
+/// Prints the remarks, a line each.
+void printRemarks(std::ostream& err, const char* program, const Recording& recording);
 
 }  // namespace study

@@ -37,6 +37,9 @@ void checkOutputs(const Options& options) {
     if (isSame(options.wordFile, options.signal) || isSame(options.csvFile, options.signal)) {
         throw StudyError(ExitCode::BadArguments, "an output would replace the recording " + options.signal);
     }
+    for (const std::string& output : {options.wordFile, options.csvFile}) {
+        if (!output.empty()) requireWritable(output);
+    }
 }
 
 /// Shows how far a long run is, and takes the line away again, also when the run fails.
@@ -69,6 +72,7 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
     checkOutputs(options);
     Recording recording = readRecording(options.signal, options.channel);
     const double peak = applyGain(recording, options.gainDb);
+    printRemarks(err, "word_length_study", recording);
     const std::optional<MixSetting> mixSetting =
         options.mixes ? std::optional(mixSettingOf(options, recording)) : std::nullopt;
 

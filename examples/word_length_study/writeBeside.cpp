@@ -20,47 +20,75 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
+/// Removes a file at its end; an empty path names none.
 struct RemoveFile {
-    fs::path path;
+    RemoveFile() = default;
+    RemoveFile(const RemoveFile&) = delete;
+    RemoveFile& operator=(const RemoveFile&) = delete;
     ~RemoveFile() {
         std::error_code ignored;
-        fs::remove(path, ignored);
+        if (!path.empty()) fs::remove(path, ignored);
     }
+    fs::path path;
+};
+
+[[noreturn]] void refuse(const std::string& path, const std::string& why) {
+    throw StudyError(ExitCode::NotWritten, path + ": cannot be written: " + why);
+}
+
+/// A new file beside the one that it is to replace, open for writing; it goes unless it is renamed.
+class NewFile {
+ public:
+    explicit NewFile(const std::string& path) : mTarget(path) {
+        if (path.empty()) refuse(path, "the name is empty");
+        // A file that isn't there yet is no error, so these codes tell nothing.
+        std::error_code ignored;
+        if (fs::is_symlink(mTarget, ignored)) mTarget = fs::weakly_canonical(mTarget, ignored);
+        mOld = fs::status(mTarget, ignored);
+        if (fs::is_directory(mOld)) refuse(path, "it is a directory");
+        if (fs::exists(mOld) && !fs::is_regular_file(mOld)) refuse(path, "it is not a regular file");
+        mBeside = mTarget;
+        mBeside += ".new-" + std::to_string(getpid());
+        file.reset(std::fopen(mBeside.c_str(), "wbx"));
+        if (!file) refuse(path, std::strerror(errno));
+        mCleanup.path = mBeside;
+    }
+
+    const fs::path& place() const { return mBeside; }
+    std::error_code rename() const {
+        std::error_code error;
+        if (fs::exists(mOld)) fs::permissions(mBeside, mOld.permissions(), error);
+        if (!error) fs::rename(mBeside, mTarget, error);
+        return error;
+    }
+
+    File file;
+
+ private:
+    fs::path mTarget;
+    fs::file_status mOld;
+    fs::path mBeside;
+    RemoveFile mCleanup;
 };
 
 }  // namespace
 
+void requireWritable(const std::string& path) {
+    const NewFile made(path);
+}
+
 void writeBeside(const std::string& path, const std::function<void(std::FILE*)>& write,
                  const std::function<void(std::FILE*)>& check) {
-    const auto refuse = [&path](const std::string& why) {
-        throw StudyError(ExitCode::NotWritten, path + ": cannot be written: " + why);
-    };
-    if (path.empty()) refuse("the name is empty");
-    // A file that isn't there yet is no error, so these codes tell nothing.
-    std::error_code ignored;
-    fs::path target = path;
-    if (fs::is_symlink(target, ignored)) target = fs::weakly_canonical(target, ignored);
-    const auto old = fs::status(target, ignored);
-    if (fs::is_directory(old)) refuse("it is a directory");
-    if (fs::exists(old) && !fs::is_regular_file(old)) refuse("it is not a regular file");
-
-    fs::path beside = target;
-    beside += ".new-" + std::to_string(getpid());
-    File file(std::fopen(beside.c_str(), "wbx"));
-    if (!file) refuse(std::strerror(errno));
-    const RemoveFile cleanup{beside};
-    write(file.get());
-    const bool failed = std::ferror(file.get()) != 0;
-    if (std::fclose(file.release()) != 0 || failed) refuse(std::strerror(errno));
+    NewFile made(path);
+    write(made.file.get());
+    const bool failed = std::ferror(made.file.get()) != 0;
+    if (std::fclose(made.file.release()) != 0 || failed) refuse(path, std::strerror(errno));
     if (check) {
-        const File written(std::fopen(beside.c_str(), "rb"));
-        if (!written) refuse(std::strerror(errno));
+        const File written(std::fopen(made.place().c_str(), "rb"));
+        if (!written) refuse(path, std::strerror(errno));
         check(written.get());
     }
-    std::error_code error;
-    if (fs::exists(old)) fs::permissions(beside, old.permissions(), error);
-    if (!error) fs::rename(beside, target, error);
-    if (error) refuse(error.message());
+    if (const std::error_code error = made.rename()) refuse(path, error.message());
 }
 
 }  // namespace study

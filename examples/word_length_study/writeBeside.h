@@ -14,4 +14,7 @@ namespace study {
 void writeBeside(const std::string& path, const std::function<void(std::FILE*)>& write,
                  const std::function<void(std::FILE*)>& check);
 
+/// Throws what `writeBeside` would throw before it writes, so that a long run needs no wait for it.
+void requireWritable(const std::string& path);
+
 }  // namespace study

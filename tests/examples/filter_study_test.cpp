@@ -247,6 +247,10 @@ TEST(FilterStudy, TakesSilenceExtremesAndShortRecordings) {
     }
 }
 
+TEST(FilterStudy, SaysWhatIsOddAboutARecording) {
+    expectRemarks("filter_study", {"--taps", "4", "--coefficients", "8", "--data", "8", "--snr", "0"}, runStudy);
+}
+
 TEST(FilterStudy, MeasuresAStretchOfTypicalPower) {
     std::vector<double> samples(100, 0.1);
     for (int i = 40; i < 60; ++i) samples[static_cast<std::size_t>(i)] = 0.2;
@@ -271,6 +275,7 @@ TEST(FilterStudy, TellsEveryErrorAndItsCode) {
     writeText(folder.file("text.wav"), "no sound at all, only text");
     const std::string kept = folder.file("kept");
     writeText(kept, "kept");
+    std::filesystem::create_directories(folder.file("taken/coefficients.hex"));
     const Arguments quick = {signal, "--taps", "4", "--coefficients", "8", "--data", "8", "--products",
                              "8",    "--sums", "8", "--snr",          "0"};
     const auto with = [&quick](std::initializer_list<std::string> more) {
@@ -311,6 +316,14 @@ TEST(FilterStudy, TellsEveryErrorAndItsCode) {
         {with({"--out", kept}), 6, "kept: cannot be made: "},
         {with({"--out", "/dev/null/made"}), 6, "/dev/null/made: cannot be made: "},
         {with({"--csv", folder.file("no/rows.csv")}), 6, "rows.csv: cannot be written"},
+        // Before the recording is looked at, and so before a long study.
+        {{folder.file("nan.wav"), "--csv", folder.file("no/rows.csv")}, 6, "rows.csv: cannot be written"},
+        {{folder.file("nan.wav"), "--save", folder.file("kept/study.h5")}, 6, "study.h5: cannot be written: Not a dir"},
+        {{folder.file("nan.wav"), "--out", folder.file("kept/made")}, 6, "kept/made: cannot be made: Not a directory"},
+        {{folder.file("nan.wav"), "--out", folder.file("taken")},
+         6,
+         "coefficients.hex: cannot be written: it is a dir"},
+        {{folder.file("nan.wav"), "--out", folder.file("new/deep")}, 4, "is not a number"},
     };
     expectRefusals("filter_study", rows, folder, runStudy);
     EXPECT_EQ(readText(kept), "kept");

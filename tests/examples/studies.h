@@ -65,6 +65,40 @@ void expectRefusals(const std::string& program, const std::vector<Refusal>& rows
     EXPECT_EQ(folder.entryCount(), entries) << "no half-written file stays";
 }
 
+/// A recording that is odd is studied all the same, with a line that says what is odd.
+template <class Run>
+void expectRemarks(const std::string& program, const Arguments& quick, const Run& run) {
+    const TemporaryFolder folder;
+    const std::vector<std::int16_t> samples = {100, -20000, 3, 4, 15000, -6};
+    writeSound(folder.file("whole.wav"), samples);
+    const std::string whole = readText(folder.file("whole.wav"));
+    std::string stream = whole;
+    stream.replace(40, 4, "\xff\xff\xff\xff");
+    writeText(folder.file("stream.wav"), stream);
+    writeText(folder.file("cut.wav"), whole.substr(0, whole.size() - 5));
+    // A chunk of three bytes, and one to fill, before the cut data.
+    writeText(folder.file("later.wav"), whole.substr(0, 36) + "note\3" + std::string(7, '\0') + whole.substr(36, 12));
+    writeText(folder.file("cut.au"),
+              std::string(".snd\0\0\0\x1c\0\0\0\x08\0\0\0\3\0\0\x1f\x40\0\0\0\1", 24) + "note" + "1234");
+    writeSound(folder.file("silent.wav"), std::vector<std::int16_t>(10));
+    const std::pair<const char*, std::string> rows[] = {
+        {"whole.wav", ""},
+        {"stream.wav", ""},
+        {"cut.wav", "the file is cut: of the 12 bytes of sound that its header tells of, 7 are there"},
+        {"later.wav", "the file is cut: of the 12 bytes of sound that its header tells of, 4 are there"},
+        {"cut.au", "the file is cut: of the 8 bytes of sound that its header tells of, 4 are there"},
+        {"silent.wav", "channel 1 is silent: every sample is 0, which any format holds"},
+    };
+    for (const auto& [name, remark] : rows) {
+        Arguments arguments = quick;
+        arguments.push_back(folder.file(name));
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.code, 0) << name << outcome.err;
+        EXPECT_EQ(outcome.err,
+                  remark.empty() ? "" : program + ": warning: " + folder.file(name) + ": " + remark + "\n");
+    }
+}
+
 using Row = std::map<std::string, std::string>;
 
 /// The rows of a comma-separated table; commas between quotation marks belong to the text.

@@ -302,11 +302,19 @@ TEST(WordLengthStudy, TellsEveryErrorAndItsCode) {
         {{signal, "--out", folder.file("no/where.hex")}, 6, "where.hex: cannot be written: No such file or directory"},
         {{signal, "--csv", folder.file("")}, 6, "cannot be written: it is a directory"},
         {{signal, "--out", "/dev/null"}, 6, "cannot be written: it is not a regular file"},
+        // Before the recording is looked at, and so before a long study.
+        {{folder.file("nan.wav"), "--out", folder.file("kept/a.hex")}, 6, "a.hex: cannot be written: Not a directory"},
+        {{folder.file("nan.wav"), "--csv", folder.file("no/rows.csv")}, 6, "rows.csv: cannot be written: No such file"},
     };
     const auto before = readText(signal);
     expectRefusals("word_length_study", rows, folder, [](const Arguments& arguments) { return runStudy(arguments); });
     EXPECT_EQ(readText(kept), "kept");
     EXPECT_EQ(readText(signal), before);
+}
+
+TEST(WordLengthStudy, SaysWhatIsOddAboutARecording) {
+    expectRemarks("word_length_study", {"--words", "8", "--no-mix"},
+                  [](const Arguments& arguments) { return runStudy(arguments); });
 }
 
 TEST(WordLengthStudy, ShowsProgressOnlyForALongRunOnATerminal) {
