@@ -3,6 +3,8 @@
 
 #include <type_traits>
 
+#include "host/hv.h"
+
 /// The class id of the arrays whose elements are of type T.
 template <class T>
 inline constexpr hvClassID hvClassOf = hvUNKNOWN_CLASS;

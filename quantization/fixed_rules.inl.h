@@ -1,8 +1,8 @@
 // What the fixed-point formats do to one value, written once for a double and for a vector of doubles.
 //
 // No include guard, like numbers/rounding_rules.inl.h: included after it, inside the same namespace. Beyond the
-// vocabulary of the rounding rules and `FixedDoubleLimits` (quantization/fixed_limits.h) this needs, for the
-// masks that comparisons give:
+// vocabulary of the rounding rules this needs limits with the fields of `FixedDoubleLimits`, which is in
+// quantization/fixed_limits.h, and for the masks that comparisons give:
 //     either(a, b)    where one of them holds
 //     butNot(a, b)    where the first holds and the second doesn't
 //     anyOf(a)        a bool: whether it holds for any lane; may be true where that costs more than the work it saves
@@ -30,14 +30,14 @@ struct RangedResult {
 /// power of two and the remainder has no more bits than the word. It is never negative, so clearing the sign changes
 /// nothing but the NaN that infinity gives, which the processor makes with a sign and the host without.
 template <class V>
-V modWraparound(V x, const FixedDoubleLimits& limits) {
+V modWraparound(V x, const auto& limits) {
     return magnitude(modFromQuotient(x * like(x, limits.inverseWraparound), like(x, limits.wraparound)));
 }
 
 /// The word of two's complement: values from the lower bound -W/2 to W/2 less one step.
 struct SignedWord {
     template <class V>
-    static V wrapped(V x, const FixedDoubleLimits& limits) {
+    static V wrapped(V x, const auto& limits) {
         const V remainder = modWraparound(x, limits);
         return choose(remainder >= like(x, -limits.lowerbound), remainder - like(x, limits.wraparound), remainder);
     }
@@ -46,7 +46,7 @@ struct SignedWord {
 /// The word without sign: values from 0 to W less one step.
 struct UnsignedWord {
     template <class V>
-    static V wrapped(V x, const FixedDoubleLimits& limits) {
+    static V wrapped(V x, const auto& limits) {
         return modWraparound(x, limits);
     }
 };
@@ -54,7 +54,7 @@ struct UnsignedWord {
 /// Takes the bound that the value has passed. A value inside keeps all its bits, so a changed bit tells the others.
 struct SaturateOverflow {
     template <class Word, class V>
-    static auto apply(V x, const FixedDoubleLimits& limits) {
+    static auto apply(V x, const auto& limits) {
         const V value = greaterOf(like(x, limits.lowerbound), lesserOf(like(x, limits.realmax), x));
         return RangedResult<V, decltype(otherBits(value, x))>{value, otherBits(value, x)};
     }
@@ -63,7 +63,7 @@ struct SaturateOverflow {
 /// Takes the value modulo the wraparound.
 struct WrapOverflow {
     template <class Word, class V>
-    static auto apply(V x, const FixedDoubleLimits& limits) {
+    static auto apply(V x, const auto& limits) {
         const auto outside = either(like(x, limits.realmax) < x, x < like(x, limits.lowerbound));
         V value = x;
         if (anyOf(outside)) {
@@ -75,7 +75,7 @@ struct WrapOverflow {
 
 /// Quantizes a value to the fixed-point format of the limits, which must be `valid`.
 template <class Rule, class Overflow, class Word, class V>
-auto quantizeFixedValue(V x, const FixedDoubleLimits& limits) {
+auto quantizeFixedValue(V x, const auto& limits) {
     const V zero = like(x, 0.0);
     const auto isZero = x == zero;
     const V scaled = Rule::template apply<V>(x * like(x, limits.scale)) * like(x, limits.inverseScale);
