@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <functional>
+#include <numeric>
 
 #include "host/ErrorIdException.h"
+#include "host/om.h"
 #include "host/reference/builtins.h"
+#include "host/reference/dispatch.h"
 #include "host/reference/eval.h"
 #include "host/reference/format.h"
 #include "host/reference/listeners.h"
@@ -137,15 +141,28 @@ Results absFunction(int, Arguments arguments) {
     return results;
 }
 
-/// Rounds real and imaginary parts each with one rule of a real number.
-template <auto Rule>
+/// A rule of a real number under the name that users call it by.
+template <class Rule>
+struct NamedRule {
+    const char* name;
+    Rule rule;
+};
+template <class Rule>
+NamedRule(const char*, Rule) -> NamedRule<Rule>;
+
+/// Rounds real and imaginary parts each; integers are whole already.
+template <const auto& Named>
 Results roundingFunction(int, Arguments arguments) {
     requireCount(arguments, 1, 1);
-    requireFloat(arguments[0], "rounding");
+    if (hvIsA(arguments[0], "integer")) {
+        return resultsOf(hvCreateSharedDataCopy(arguments[0]));
+    }
+    requireFloat(arguments[0], Named.name);
     const hvComplexity complexity{hvIsComplex(arguments[0])};
     Results results;
-    results.push_back(mapFloats(arguments[0], complexity,
-                                [](auto value) { return decltype(value)(Rule(value.real()), Rule(value.imag())); }));
+    results.push_back(mapFloats(arguments[0], complexity, [](auto value) {
+        return decltype(value)(Named.rule(value.real()), Named.rule(value.imag()));
+    }));
     return results;
 }
 
@@ -182,9 +199,17 @@ Results sizeFunction(int, Arguments arguments) {
     return resultsOf(result);
 }
 
+/// Counts the elements of an array; of an object those that its class tells by the method "size", one without it.
 Results numelFunction(int, Arguments arguments) {
     requireCount(arguments, 1, 1);
-    return resultsOf(hvCreateDoubleScalar(static_cast<double>(hvGetNumberOfElements(arguments[0]))));
+    const Argument given = Argument::of(arguments[0]);
+    auto count = static_cast<double>(hvGetNumberOfElements(arguments[0]));
+    if (given.interface != nullptr && hasMethod(*given.interface->getClass(), "size")) {
+        const Value sizes = callByName("size", std::span(&given, 1), Wanted::exactly(1)).front();
+        const std::vector<double> all = sizes.toDoubles();
+        count = std::accumulate(all.begin(), all.end(), 1.0, std::multiplies<>());
+    }
+    return resultsOf(hvCreateDoubleScalar(count));
 }
 
 Results classFunction(int, Arguments arguments) {
@@ -203,30 +228,30 @@ Results isaFunction(int, Arguments arguments) {
     return resultsOf(hvCreateLogicalScalar(hvIsA(arguments[0], hvArray2String(arguments[1]).c_str())));
 }
 
-constexpr auto kCeil = [](auto x) { return std::ceil(x); };
-constexpr auto kFix = [](auto x) { return std::trunc(x); };
-constexpr auto kFloor = [](auto x) { return std::floor(x); };
-constexpr auto kRound = [](auto x) { return std::round(x); };
+constexpr NamedRule kCeil = {"ceil", [](auto x) { return std::ceil(x); }};
+constexpr NamedRule kFix = {"fix", [](auto x) { return std::trunc(x); }};
+constexpr NamedRule kFloor = {"floor", [](auto x) { return std::floor(x); }};
+constexpr NamedRule kRound = {"round", [](auto x) { return std::round(x); }};
 
 }  // namespace
 
 std::map<std::string, Function, std::less<>> builtinFunctions() {
     std::map<std::string, Function, std::less<>> all = {
         {"abs", absFunction},
-        {"ceil", roundingFunction<kCeil>},
+        {kCeil.name, roundingFunction<kCeil>},
         {"class", classFunction},
         {"double", doubleFunction},
         {"error", errorFunction},
         {"eval", evalFunction},
-        {"fix", roundingFunction<kFix>},
-        {"floor", roundingFunction<kFloor>},
+        {kFix.name, roundingFunction<kFix>},
+        {kFloor.name, roundingFunction<kFloor>},
         {"isa", isaFunction},
         {"isempty", predicateFunction<hvIsEmpty>},
         {"isnumeric", predicateFunction<hvIsNumeric>},
         {"isscalar", predicateFunction<hvIsScalar>},
         {"lasterr", lastErrorFunction},
         {"numel", numelFunction},
-        {"round", roundingFunction<kRound>},
+        {kRound.name, roundingFunction<kRound>},
         {"size", sizeFunction},
         {"sqrt", sqrtFunction},
         {"warning", warningFunction},

@@ -195,6 +195,17 @@ TEST_F(HostCalls, OfSmallFunctionsGiveTheirValues) {
     EXPECT_EQ(hvGetPr(root.get())[0], 0.0);
     EXPECT_EQ(hvGetPi(root.get())[0], 2.0);
     EXPECT_EQ(hvGetPr(root.get())[3], 3.0);
+    const std::size_t sizes[] = {1, 2};
+    const hvArrayOwner integers(hvCreateNumericArray(2, sizes, hvINT64_CLASS));
+    hvGetTypedData<std::int64_t>(integers.get())[0] = INT64_MIN + 1;
+    for (const char* const name : {"ceil", "floor", "fix", "round"}) {
+        const hvArrayOwner whole = callHost(name, {integers.get()});
+        EXPECT_EQ(hvGetClassID(whole.get()), hvINT64_CLASS) << name;
+        EXPECT_EQ(hvGetTypedData<std::int64_t>(whole.get())[0], INT64_MIN + 1) << "as a double it would be another one";
+        EXPECT_EQ(raisedBy([&] { callHost(name, {text("A").get()}); }),
+                  (Raised{"VELMAR:UndefinedFunction",
+                          "Undefined function '" + std::string(name) + "' for an argument of class 'char'."}));
+    }
     EXPECT_EQ(valuesOf(callHost("double", {text("A").get()})), (std::vector<double>{65}));
     EXPECT_EQ(hvArray2String(callHost("class", {text("A").get()}).get()), "char");
     EXPECT_EQ(hvGetScalar(callHost("isa", {values.get(), text("float").get()}).get()), 1.0);

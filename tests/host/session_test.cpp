@@ -340,6 +340,10 @@ TEST_F(Calls, ReachHostFunctionsWhenNoObjectHasTheMethod) {
     EXPECT_EQ(session.call("sqrt", {9}), Value(3));
     EXPECT_EQ(session.call("class", {item()}), Value("test_module.item"));
     EXPECT_EQ(session.call("isa", {item(), "test_module.item"}), Value(true));
+    EXPECT_EQ(session.call("numel", {session.construct("test_module.special")}), Value(1));
+    EXPECT_EQ(thrownBy([&] { session.call("floor", {item()}); }),
+              (Raised{"VELMAR:UndefinedFunction",
+                      "Undefined function 'floor' for an argument of class 'test_module.item'."}));
     EXPECT_EQ(session.call("disp", {1}), Value());
     EXPECT_EQ(thrownBy([&] { session.call(1, "disp", {1}); }).id, "VELMAR:unassignedOutputs");
     EXPECT_EQ(thrownBy([&] { session.call("noSuchFunction"); }),
