@@ -131,7 +131,7 @@ constexpr char label[] = "FI";
 
 // "size"
 
-/// Any number of results.
+/// Any number of results. More numbers of dimensions than one are taken, so that the method refuses them itself.
 class FiSizeSignature : public OMMethodSignature {
  public:
     int getNumberOfReturnArgs() const override { return -1; }
@@ -147,6 +147,7 @@ class FiSizeMethodInfo : public OMMethodInfo {
             column.addTo(*signature);
             addMethodSignature(std::move(signature));
         }
+        getMethodSignatures().back()->setNumberOfRepeatableArgs(1);
     }
     void invokeMethod(OMMethodSignature* /*signature*/, int* resultCount, void** results, int argumentCount,
                       void** arguments) override {

@@ -525,6 +525,13 @@ TEST_F(FiSurface, SizeGivesAsManyResultsAsAreWanted) {
                   session.call(2, "size", {cube, 1});
               }),
               (Raised{"fixedpoint:fi:size:tooManyOutputs", "Too many output arguments."}));
+    for (const std::vector<Value>& tooMany : {std::vector<Value>{cube, 1, 2}, {cube, 1, "a", cube}}) {
+        EXPECT_EQ(thrownBy([&, &arguments = tooMany] { session.call("size", arguments); }),
+                  (Raised{"fixedpoint:fi:size:tooManyInputs", "Too many input arguments."}));
+    }
+    EXPECT_EQ(session.call("numel", {cube}), Value(24));
+    EXPECT_EQ(session.call("numel", {s16(Value())}), Value(0));
+    EXPECT_EQ(session.call("numel", {cube.get("numerictype")}), Value(1));
 }
 
 TEST_F(FiSurface, SetListsAndChangesNothing) {
