@@ -9,6 +9,7 @@
 #include "host/reference/atboundary.h"
 #include "host/reference/dispatch.h"
 #include "host/reference/ominterfacearrays.h"
+#include "host/reference/texts.h"
 
 namespace hostref {
 
@@ -282,7 +283,17 @@ std::vector<double> Value::toImaginaries() const {
 }
 
 std::string Value::toText() const {
-    return withHostErrors([&] { return hvArray2String(requireArray(*this)); });
+    return withHostErrors([&] {
+        const hvArray* const array = requireArray(*this);
+        if (hvIsChar(array) && !isText(array)) {
+            throw HostError("VELMAR:array:severalRows", "A char array of several rows is no text; it has lines.");
+        }
+        return hvArray2String(array);
+    });
+}
+
+std::vector<std::string> Value::toLines() const {
+    return withHostErrors([&] { return textLines(requireArray(*this)); });
 }
 
 Value Value::cell(std::size_t index) const {

@@ -102,8 +102,11 @@ class TOLVANE_HOST_API Value {
     std::vector<double> toDoubles() const;
     /// The imaginary parts; empty for a real array.
     std::vector<double> toImaginaries() const;
-    /// The characters as UTF-8; "VELMAR:array:notChar" for another class.
+    /// The characters as UTF-8; "VELMAR:array:notChar" for another class, "VELMAR:array:severalRows" for more than one
+    /// row.
     std::string toText() const;
+    /// As toText, a text for each row, page by page: the words "hex" of a column.
+    std::vector<std::string> toLines() const;
     /// An element of a cell array, from 0, or the field of a one-element struct.
     Value cell(std::size_t index) const;
     Value field(const char* name) const;

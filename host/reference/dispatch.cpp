@@ -16,6 +16,7 @@
 #include "host/reference/functions.h"
 #include "host/reference/generation.h"
 #include "host/reference/ominterfacearrays.h"
+#include "host/reference/texts.h"
 
 namespace hostref {
 
@@ -171,7 +172,8 @@ bool convert(const Argument& argument, const OMDataType* type, const TypeKind& k
         case TypeKind::enumeration: {
             std::int32_t number = 0;
             if (hvIsChar(argument.array)) {
-                if (!kind.enumeration_->getValue(hvArray2String(argument.array).c_str(), number)) {
+                if (!isText(argument.array) ||
+                    !kind.enumeration_->getValue(hvArray2String(argument.array).c_str(), number)) {
                     return false;
                 }
             } else {
@@ -185,7 +187,7 @@ bool convert(const Argument& argument, const OMDataType* type, const TypeKind& k
             return true;
         }
         case TypeKind::text:
-            if (!hvIsChar(argument.array)) {
+            if (!isText(argument.array)) {
                 return false;
             }
             value.own(omdtConvertFromVelmar(type, argument.array), type);

@@ -11,6 +11,7 @@
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 #include "host/reference/format.h"
+#include "host/reference/texts.h"
 
 namespace {
 
@@ -95,16 +96,6 @@ std::vector<std::string> elementTexts(const hvArray* array) {
     return texts;
 }
 
-std::string charRow(const hvArray* array, std::size_t offset, std::size_t rows, std::size_t columns) {
-    const std::span<const hvChar> data = hvGetTypedData<hvChar>(array);
-    hvArrayOwner row(hvCreateCharArray(2, std::array<std::size_t, 2>{1, columns}.data()));
-    const std::span<hvChar> target = hvGetTypedData<hvChar>(row.get());
-    for (std::size_t column = 0; column < columns; ++column) {
-        target[column] = data[offset + column * rows];
-    }
-    return hvArray2String(row.get());
-}
-
 /// The heading of a page: the subscripts of its place in the third and further dimensions.
 std::string pageHeading(std::span<const std::size_t> dimensions, std::size_t page) {
     std::string heading = "(:,:";
@@ -140,7 +131,7 @@ void hoPrintMatrixCompact(const hvArray* array) {
         for (std::size_t row = 0; row < rows; ++row) {
             const std::size_t offset = page * rows * columns + row;
             if (isChar) {
-                output += charRow(array, offset, rows, columns);
+                output += hostref::charRow(array, offset, rows, columns);
             } else {
                 for (std::size_t column = 0; column < columns; ++column) {
                     output += "   " + texts[offset + column * rows];

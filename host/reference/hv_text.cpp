@@ -1,8 +1,10 @@
 // Texts to char arrays and back: UTF-8 outside, UTF-16 code units inside.
+#include <algorithm>
 #include <cstring>
 
 #include "host/bs.h"
 #include "host/reference/array.h"
+#include "host/reference/texts.h"
 
 namespace {
 
@@ -75,7 +77,49 @@ std::string utf8From(std::span<const hvChar> units) {
     return text;
 }
 
+void requireChar(const hvArray* array) {
+    if (!hvIsChar(array)) {
+        raiseError("VELMAR:array:notChar",
+                   std::string("An array of class '") + hvGetClassName(array) + "' is no text.");
+    }
+}
+
 }  // namespace
+
+namespace hostref {
+
+bool isText(const hvArray* array) {
+    const std::span<const std::size_t> dimensions = hvGetDims(array);
+    const auto isAtMostOne = [](std::size_t size) { return size <= 1; };
+    return hvIsChar(array) && isAtMostOne(dimensions[0]) &&
+           std::all_of(dimensions.begin() + 2, dimensions.end(), isAtMostOne);
+}
+
+std::string charRow(const hvArray* array, std::size_t offset, std::size_t rows, std::size_t columns) {
+    const std::span<const hvChar> data = hvGetTypedData<hvChar>(array);
+    std::vector<hvChar> row(columns);
+    for (std::size_t column = 0; column < columns; ++column) {
+        row[column] = data[offset + column * rows];
+    }
+    return utf8From(row);
+}
+
+std::vector<std::string> textLines(const hvArray* array) {
+    requireChar(array);
+    const std::size_t rows = hvGetM(array);
+    const std::size_t columns = hvGetDims(array)[1];
+    const std::size_t pages = columns == 0 ? 1 : hvGetN(array) / columns;
+    std::vector<std::string> lines;
+    lines.reserve(pages * rows);
+    for (std::size_t page = 0; page < pages; ++page) {
+        for (std::size_t row = 0; row < rows; ++row) {
+            lines.push_back(charRow(array, page * rows * columns + row, rows, columns));
+        }
+    }
+    return lines;
+}
+
+}  // namespace hostref
 
 hvArray* hvCreateString(const std::string& text) {
     return hostref::withMemory([&] {
@@ -94,10 +138,7 @@ hvArray* hvCreateString(const char* text) {
 }
 
 std::string hvArray2String(const hvArray* array) {
-    if (!hvIsChar(array)) {
-        raiseError("VELMAR:array:notChar",
-                   std::string("An array of class '") + hvGetClassName(array) + "' is no text.");
-    }
+    requireChar(array);
     return hostref::withMemory([&] { return utf8From(hvGetTypedData<hvChar>(array)); });
 }
 

@@ -10,6 +10,7 @@
 #include "host/hv.h"
 #include "host/om.h"
 #include "host/reference/ominterfacearrays.h"
+#include "host/reference/texts.h"
 
 OMVelmarConversion::~OMVelmarConversion() = default;
 
@@ -157,7 +158,7 @@ hvArray* StringType::convertToVelmar(const void* value) const {
 }
 
 void* StringType::convertFromVelmar(const hvArray* array) const {
-    if (!hvIsChar(array)) {
+    if (!hostref::isText(array)) {
         raiseBadValue();
     }
     return newText(hvArray2String(array));
@@ -214,12 +215,12 @@ hvArray* StringVectorType::convertToVelmar(const void* value) const {
 
 void* StringVectorType::convertFromVelmar(const hvArray* array) const {
     auto texts = std::make_unique<std::vector<std::string>>();
-    if (hvIsChar(array)) {
+    if (hostref::isText(array)) {
         texts->push_back(hvArray2String(array));
     } else if (hvIsCell(array)) {
         for (std::size_t i = 0; i < hvGetNumberOfElements(array); ++i) {
             const hvArray* const cell = hvGetCell(array, i);
-            if (!hvIsChar(cell)) {
+            if (!hostref::isText(cell)) {
                 raiseBadValue();
             }
             texts->push_back(hvArray2String(cell));

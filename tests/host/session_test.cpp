@@ -1,5 +1,6 @@
 #include "host/reference/Session.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -762,6 +763,29 @@ TEST(Values, ReadAsOrdinaryData) {
     EXPECT_FALSE(Value().toBool());
     EXPECT_TRUE(Value(-1).toBool());
     EXPECT_EQ(thrownBy([] { Value(1).toText(); }).id, "VELMAR:array:notChar");
+    EXPECT_EQ(thrownBy([] { Value(1).toLines(); }).id, "VELMAR:array:notChar");
+    const struct {
+        std::vector<std::size_t> sizes;
+        std::u16string characters;
+        std::vector<std::string> lines;
+    } texts[] = {{{1, 3}, u"a\u00e9c", {"a\u00e9c"}},
+                 {{2, 2}, u"acbd", {"ab", "cd"}},
+                 {{3, 1}, u"abc", {"a", "b", "c"}},
+                 {{1, 2, 2}, u"abcd", {"ab", "cd"}},
+                 {{0, 0}, u"", {}},
+                 {{0, 4}, u"", {}},
+                 {{2, 0}, u"", {"", ""}}};
+    for (const auto& [sizes, characters, lines] : texts) {
+        hvArrayOwner array(hvCreateCharArray(sizes.size(), sizes.data()));
+        std::ranges::copy(characters, hvGetTypedData<hvChar>(array.get()).begin());
+        const Value text(std::move(array));
+        EXPECT_EQ(text.toLines(), lines);
+        if (lines.size() < 2) {
+            EXPECT_EQ(text.toText(), lines.empty() ? "" : lines[0]);
+        } else {
+            EXPECT_EQ(thrownBy([&] { text.toText(); }).id, "VELMAR:array:severalRows");
+        }
+    }
     EXPECT_EQ(thrownBy([] { Value(1).cell(0); }).id, "VELMAR:array:notCell");
     EXPECT_EQ(thrownBy([] { Value::cells({}).toDoubles(); }).id, "VELMAR:array:notNumericClass");
     EXPECT_EQ(thrownBy([] { Value::matrix(2, 2, std::array{1.0}); }).id, "VELMAR:array:dimensions");
