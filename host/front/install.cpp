@@ -108,7 +108,7 @@ Results dispCall(Session& session, int /*resultCount*/, Values arguments) {
         hscPrintf("\n");
         session.call(0, "disp", {session.call(part, {array})});
     }
-    hscPrintf("\n\n                   Tag: %s", array.get("Tag").toText().c_str());
+    hscPrintf("\n\n                   Tag: %s\n", array.get("Tag").toText().c_str());
     return {};
 }
 

@@ -723,16 +723,28 @@ OMPropInfo& requireProperty(const OMClass& objectClass, std::string_view name) {
     return *property;
 }
 
-Value getProperty(OMInterface& interface, std::string_view name) {
+namespace {
+
+Value readWithEvents(OMInterface& interface, std::string_view name, OMDatabaseClient* client) {
     const Value hold = Value::hold(&interface);
     OMPropInfo& property = requireProperty(*interface.getClass(), name);
     if (!property.isExternalGetAccess()) {
         raiseNoAccess(*interface.getClass(), property, AccessKind::get);
     }
     sendEvent(interface, property, OMPropertyEvent::Kind::PreGet, nullptr);
-    Value value = readProperty(interface, property, OMDatabaseClient::getExternalClient());
+    Value value = readProperty(interface, property, client);
     sendEvent(interface, property, OMPropertyEvent::Kind::PostGet, nullptr);
     return value;
+}
+
+}  // namespace
+
+Value getProperty(OMInterface& interface, std::string_view name) {
+    return readWithEvents(interface, name, OMDatabaseClient::getExternalClient());
+}
+
+Value listedProperty(OMInterface& interface, std::string_view name) {
+    return readWithEvents(interface, name, OMDatabaseClient::getInternalClient());
 }
 
 void setProperty(OMInterface& interface, std::string_view name, const Argument& argument) {

@@ -62,6 +62,9 @@ OMPropInfo& requireProperty(const OMClass& objectClass, std::string_view name);
 /// Reads and writes as the external client, under the property's access attributes.
 Value getProperty(OMInterface& interface, std::string_view name);
 void setProperty(OMInterface& interface, std::string_view name, const Argument& value);
+/// As getProperty, for a list of all properties: it is the host that reads then, so that a class which gives advice to
+/// the users of a property gives none here.
+Value listedProperty(OMInterface& interface, std::string_view name);
 /// Read and write as a client whose access has been looked at, without events; an argument that is no value of the data
 /// type raises "VELMAR:datatype:badValue".
 Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client);

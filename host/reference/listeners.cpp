@@ -18,6 +18,7 @@ struct Listeners {
     PrintListener print;
     std::map<std::string, bool> switches{{kAllWarnings, true}};
     OutputSink* sink = nullptr;
+    bool isLineOpen = false;
 };
 
 // Never destroyed: modules may warn while they are stopped at the end of the process.
@@ -66,7 +67,14 @@ std::string formatText(const char* format, va_list arguments) {
     return text;
 }
 
+bool isLineOpen() noexcept {
+    return listeners().isLineOpen;
+}
+
 void print(const std::string& text) {
+    if (!text.empty()) {
+        listeners().isLineOpen = text.back() != '\n';
+    }
     OutputSink* const sink = listeners().sink;
     if (sink != nullptr) {
         sink->print(text);

@@ -108,7 +108,7 @@ std::vector<std::pair<std::string, Value>> readableProperties(OMInterface& inter
             continue;
         }
         const std::string name = property->getName();
-        if (auto value = readOneOfAll(interface, [&] { return getProperty(interface, name); })) {
+        if (auto value = readOneOfAll(interface, [&] { return listedProperty(interface, name); })) {
             values.emplace_back(name, std::move(*value));
         }
     }

@@ -11,6 +11,7 @@
 #include "host/reference/atboundary.h"
 #include "host/reference/dispatch.h"
 #include "host/reference/features.h"
+#include "host/reference/format.h"
 
 namespace hostref {
 
@@ -349,6 +350,9 @@ void Session::display(const Value& value) {
     run([&] {
         const bool hasDisplay = value.isObject() && hasMethod(*value.interface()->getClass(), "display");
         callWith(hasDisplay ? "display" : "disp", std::span(&value, 1), Wanted::exactly(0));
+        if (isLineOpen()) {
+            print("\n");
+        }
     });
 }
 

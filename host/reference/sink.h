@@ -17,4 +17,7 @@ class OutputSink {
 /// Sets the sink, null for none, and returns the one it replaces.
 OutputSink* exchangeSink(OutputSink* sink) noexcept;
 
+/// Answers whether what was printed last left its line open.
+bool isLineOpen() noexcept;
+
 }  // namespace hostref

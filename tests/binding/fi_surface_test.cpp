@@ -375,6 +375,16 @@ TEST_F(FiSurface, OnlyUsersAreWarnedOfTheDataTypeMode) {
     EXPECT_EQ(warnings[0].id, "fi:getdatatypemode");
     EXPECT_EQ(warnings[0].text.substr(0, 60), "The values returned by the DataTypeMode property have change");
     object.get("DataTypeModeNoWarning");
+    // Who sees all properties uses none.
+    for (const Value& shown : {object, object.get("numerictype")}) {
+        session.display(shown);
+        EXPECT_NE(session.takePrinted().find("Fixed-point: binary point scaling"), std::string::npos);
+        EXPECT_EQ(session.call("get", {shown}).field("DataTypeMode"), Value("Fixed-point: binary point scaling"));
+    }
+    EXPECT_TRUE(session.takeWarnings().empty());
+    session.call("get", {object, "DataTypeMode"});
+    session.index(object, {hostref::dot("DataTypeMode")});
+    EXPECT_EQ(session.takeWarnings().size(), 2U);
     session.setFeature("FiWarnForDataTypeMode", 0);
     object.get("DataTypeMode");
     session.setFeature("FiWarnForDataTypeMode", 1);

@@ -316,9 +316,10 @@ TEST_F(Arrays, ASessionShowsValuesTypeRulesAndTag) {
         "            WordLength: 8\n        FractionLength: 3\n\n\n             RoundMode: nearest\n"
         "          OverflowMode: saturate\n           ProductMode: FullPrecision\n  MaxProductWordLength: 128\n"
         "               SumMode: FullPrecision\n      MaxSumWordLength: 128\n\n\n                   Tag: ";
-    EXPECT_EQ(shown(a), values + rest + "gains");
+    EXPECT_EQ(shown(a), values + rest + "gains\n");
     EXPECT_EQ(call("disp", {a}), Value());
-    EXPECT_EQ(shown(inWord(Value(), {true, 8, 3})), "     []\n" + rest);
+    EXPECT_EQ(shown(inWord(Value(), {true, 8, 3})), "     []\n" + rest + "\n");
+    EXPECT_TRUE(session.takeWarnings().empty());
 }
 
 TEST_F(Arrays, OverflowsOfJoiningAreReportedAndLogged) {

@@ -647,6 +647,15 @@ TEST_F(ObjectDisplay, UsesTheClassesMethodElseTheHostsForm) {
     EXPECT_EQ(session.takePrinted(), "   1   2\n");
     session.display(Value::cells(std::vector<Value>{1, "x", item()}));
     EXPECT_EQ(session.takePrinted(), "    {1,1}: 1\n    {1,2}: 'x'\n    {1,3}: [1-by-1 test_module.item]\n");
+    // What is shown ends its last line, though who prints it doesn't.
+    const hostref::Function disp = hostref::registerFunction("disp", [](int, std::span<const hvArray* const>) {
+        hscPrintf("one line\nand a half");
+        return std::vector<hvArrayOwner>();
+    });
+    session.display(1);
+    hostref::registerFunction("disp", disp);
+    session.display(2);
+    EXPECT_EQ(session.takePrinted(), "one line\nand a half\n   2\n");
 }
 
 // Handles
