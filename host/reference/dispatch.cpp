@@ -15,6 +15,7 @@
 #include "host/reference/classnames.h"
 #include "host/reference/functions.h"
 #include "host/reference/generation.h"
+#include "host/reference/near_names.h"
 #include "host/reference/ominterfacearrays.h"
 #include "host/reference/texts.h"
 
@@ -492,6 +493,13 @@ std::string typeNames(std::span<const Argument> arguments) {
     return "(" + names + ")";
 }
 
+/// Shows an argument in an error.
+std::string givenText(const Argument& argument) {
+    return argument.interface != nullptr
+               ? std::string("an object of class '") + argument.interface->getClass()->getFullName() + "'"
+               : inlineText(argument.array, kLongestGivenText);
+}
+
 [[noreturn]] void raiseNoFit(const Method& method, Fit fit, std::span<const Argument> arguments) {
     if (fit == Fit::arguments) {
         hvErrMsg(3);
@@ -503,8 +511,12 @@ std::string typeNames(std::span<const Argument> arguments) {
 }
 
 [[noreturn]] void raiseUnknownMethod(const OMClass& objectClass, std::string_view name) {
-    raiseError("VELMAR:class:unknownMethod",
-               "Class '" + std::string(objectClass.getFullName()) + "' has no method '" + std::string(name) + "'.");
+    std::vector<std::string> names;
+    for (const OMMethodInfo* const method : objectClass.getMethods()) {
+        names.emplace_back(method->getName());
+    }
+    raiseError("VELMAR:class:unknownMethod", "Class '" + std::string(objectClass.getFullName()) + "' has no method '" +
+                                                 std::string(name) + "'." + suggestion(name, names));
 }
 
 }  // namespace
@@ -666,11 +678,20 @@ void store(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* clien
     });
 }
 
+[[noreturn]] void raiseBadValueFor(const OMClass& objectClass, const OMPropInfo& property, const Argument& argument) {
+    const OMDataType* const type = property.getDataType();
+    const EnumStringType* const enumeration = kindOf(type).enumeration_;
+    raiseBadValue("Property '" + std::string(property.getName()) + "' of class '" + objectClass.getFullName() +
+                  "' can't be " + givenText(argument) + "; it is " +
+                  (enumeration != nullptr ? choicesInstead(*enumeration, argument.array)
+                                          : "of data type '" + std::string(type->getName()) + "'."));
+}
+
 /// Converts for a property or raises "VELMAR:datatype:badValue".
-void convertFor(const OMPropInfo& property, const Argument& argument, TypedValue& typed) {
+void convertFor(const OMClass& objectClass, const OMPropInfo& property, const Argument& argument, TypedValue& typed) {
     const OMDataType* const type = property.getDataType();
     if (!convert(argument, type, kindOf(type), typed)) {
-        type->raiseBadValue();
+        raiseBadValueFor(objectClass, property, argument);
     }
 }
 
@@ -708,6 +729,21 @@ OMInterface& requireObject(const Argument& argument) {
     return *argument.interface;
 }
 
+namespace {
+
+[[noreturn]] void raiseUnknownProperty(const OMClass& objectClass, const std::string& name) {
+    std::vector<std::string> names;
+    for (const OMPropInfo* const property : objectClass.getProperties()) {
+        if (property->isExternalGetAccess() || property->isExternalSetAccess()) {
+            names.emplace_back(property->getName());
+        }
+    }
+    raiseError("VELMAR:class:unknownProperty", "Class '" + std::string(objectClass.getFullName()) +
+                                                   "' has no property '" + name + "'." + suggestion(name, names));
+}
+
+}  // namespace
+
 OMPropInfo& requireProperty(const OMClass& objectClass, std::string_view name) {
     auto& properties = entryOf(objectClass).properties;
     if (const auto found = properties.find(name); found != properties.end()) {
@@ -716,8 +752,7 @@ OMPropInfo& requireProperty(const OMClass& objectClass, std::string_view name) {
     std::string key(name);
     OMPropInfo* const property = objectClass.getProperty(key.c_str());
     if (property == nullptr) {
-        raiseError("VELMAR:class:unknownProperty",
-                   "Class '" + std::string(objectClass.getFullName()) + "' has no property '" + key + "'.");
+        raiseUnknownProperty(objectClass, key);
     }
     properties.emplace(std::move(key), property);
     return *property;
@@ -756,7 +791,7 @@ void setProperty(OMInterface& interface, std::string_view name, const Argument& 
     }
     const OMDataType* const type = property.getDataType();
     TypedValue typed;
-    convertFor(property, argument, typed);
+    convertFor(objectClass, property, argument, typed);
     OMDatabaseClient* const client = OMDatabaseClient::getExternalClient();
     if (property.isAbortSetAccess()) {
         const Value wanted = toValue(typed.get(), type, [](void*) {});
@@ -771,7 +806,7 @@ void setProperty(OMInterface& interface, std::string_view name, const Argument& 
 
 void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client, const Argument& argument) {
     TypedValue typed;
-    convertFor(property, argument, typed);
+    convertFor(*interface.getClass(), property, argument, typed);
     store(interface, property, client, typed.get());
 }
 

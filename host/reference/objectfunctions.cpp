@@ -63,10 +63,10 @@ std::string elementText(const hvArray* array, std::size_t i) {
 
 }  // namespace
 
-std::string inlineText(const hvArray* array) {
+std::string inlineText(const hvArray* array, std::size_t longestText) {
     const std::size_t count = hvGetNumberOfElements(array);
     const bool isRow = hvGetNumberOfDimensions(array) == 2 && hvGetM(array) <= 1;
-    if (hvIsChar(array) && (isRow || count == 0)) {
+    if (hvIsChar(array) && count <= longestText && (isRow || count == 0)) {
         return "'" + hvArray2String(array) + "'";
     }
     if ((hvIsNumeric(array) || hvIsLogical(array)) && isRow && count > 0 && count <= kMostInline) {

@@ -9,6 +9,8 @@
 #include "host/bs.h"
 #include "host/hv.h"
 #include "host/om.h"
+#include "host/reference/dispatch.h"
+#include "host/reference/near_names.h"
 #include "host/reference/ominterfacearrays.h"
 #include "host/reference/texts.h"
 
@@ -17,8 +19,12 @@ OMVelmarConversion::~OMVelmarConversion() = default;
 OMDataType::OMDataType(std::string name) : mName(std::move(name)) {}
 OMDataType::~OMDataType() = default;
 
+void hostref::raiseBadValue(const std::string& message) {
+    raiseError("VELMAR:datatype:badValue", message);
+}
+
 void OMDataType::raiseBadValue() const {
-    raiseError("VELMAR:datatype:badValue", "Value is not valid for data type '" + mName + "'.");
+    hostref::raiseBadValue("Value is not valid for data type '" + mName + "'.");
 }
 
 hvArray* omdtConvertToVelmar(const OMDataType* type, const void* value) {
@@ -105,22 +111,20 @@ hvArray* EnumStringType::convertToVelmar(const void* value) const {
 
 void* EnumStringType::convertFromVelmar(const hvArray* array) const {
     std::int32_t value = 0;
-    if (hvIsChar(array)) {
-        if (!getValue(hvArray2String(array).c_str(), value)) {
-            raiseBadValue();
-        }
+    if (hostref::isText(array) && getValue(hvArray2String(array).c_str(), value)) {
         return new std::int32_t(value);
     }
-    if (!isNumberOrLogicalScalar(array)) {
-        raiseBadValue();
+    if (isNumberOrLogicalScalar(array)) {
+        const double number = hvGetScalar(array);
+        const auto found = std::find_if(mEntries.begin(), mEntries.end(),
+                                        [number](const Entry& entry) { return entry.value == number; });
+        if (found != mEntries.end()) {
+            return new std::int32_t(found->value);
+        }
     }
-    const double number = hvGetScalar(array);
-    const auto found =
-        std::find_if(mEntries.begin(), mEntries.end(), [number](const Entry& entry) { return entry.value == number; });
-    if (found == mEntries.end()) {
-        raiseBadValue();
-    }
-    return new std::int32_t(found->value);
+    hostref::raiseBadValue("Value " + hostref::inlineText(array, hostref::kLongestGivenText) +
+                           " is not valid for data type '" + getName() + "'; it is " +
+                           hostref::choicesInstead(*this, array));
 }
 
 void EnumStringType::releaseValue(void* value) const {

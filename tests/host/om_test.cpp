@@ -508,7 +508,14 @@ TEST_F(Types, ConvertTextsAndEnumerations) {
     const std::int32_t unknown = 4;
     EXPECT_EQ(raisedBy([&] { toArray("test colours", &unknown); }), badValueOf("test colours"));
     const hvArrayOwner empty(hvCreateString(""));
-    EXPECT_EQ(conversionError("test colours", empty.get()), badValueOf("test colours"));
+    const hvArrayOwner capital(hvCreateString("Green"));
+    const hvArrayOwner tooFar(hvCreateDoubleScalar(7));
+    const std::string choices = " is not valid for data type 'test colours'; it is one of 'red', 'green', 'blue'.";
+    for (const auto& [array, text] : {std::pair(empty.get(), "Value ''" + choices),
+                                      {capital.get(), "Value 'Green'" + choices + " Did you mean 'green'?"},
+                                      {tooFar.get(), "Value 7" + choices}}) {
+        EXPECT_EQ(conversionError("test colours", array), (Raised{"VELMAR:datatype:badValue", text}));
+    }
 
     OMDataType* const strings = OMTypeRepository::getType("string", true);
     EXPECT_EQ(omdtConvertFromVelmar(strings, empty.get()), nullptr);

@@ -407,20 +407,54 @@ TEST_F(Properties, TravelInTheShapeOfTheirType) {
 
 TEST_F(Properties, RefuseWhatAccessOrTypeForbids) {
     const Value own = item(2);
-    const std::pair<const char*, Value> badValues[] = {{"Width", 1.5},      {"Width", "2"},       {"Width", own},
-                                                       {"Weight", Value()}, {"IsOn", bsGetNaN()}, {"Color", "mauve"},
-                                                       {"Color", 17},       {"Tag", 1},           {"Partner", 1}};
-    for (const auto& row : badValues) {
-        EXPECT_EQ(thrownBy([&] { own.set(row.first, row.second); }).id, "VELMAR:datatype:badValue") << row.first;
-    }
+    const std::string colors = "; it is one of 'red', 'green', 'blue'.";
+    const hvArrayOwner rows(hvCreateCharArray(2, std::array<std::size_t, 2>{2, 3}.data()));
+    std::ranges::copy(std::u16string_view(u"grrede"), hvGetTypedData<hvChar>(rows.get()).begin());
+    const struct {
+        const char* name;
+        Value value;
+        std::string text;
+    } badValues[] = {{"Width", 1.5, "1.5; it is of data type 'int32'."},
+                     {"Width", "2", "'2'; it is of data type 'int32'."},
+                     {"Width", own, "an object of class 'test_module.item'; it is of data type 'int32'."},
+                     {"Weight", Value(), "[0-by-0 double]; it is of data type 'double'."},
+                     {"IsOn", bsGetNaN(), "NaN; it is of data type 'bool'."},
+                     {"Color", "mauve", "'mauve'" + colors},
+                     {"Color", "Reed", "'Reed'" + colors + " Did you mean 'red'?"},
+                     {"Color", 17, "17" + colors},
+                     {"Color", own, "an object of class 'test_module.item'" + colors},
+                     {"Color", std::string(100, 'x'), "[1-by-100 char]" + colors},
+                     {"Color", Value::share(rows.get()), "[2-by-3 char]" + colors},
+                     {"Tag", 1, "1; it is of data type 'string'."},
+                     {"Tag", Value::share(rows.get()), "[2-by-3 char]; it is of data type 'string'."},
+                     {"Partner", 1, "1; it is of data type 'test_module.item'."}};
     const std::string place = " of class 'test_module.item' can't be ";
+    for (const auto& [name, value, text] : badValues) {
+        EXPECT_EQ(thrownBy([&, &property = name, &given = value] { own.set(property, given); }),
+                  (Raised{"VELMAR:datatype:badValue", std::string("Property '") + name + "'" + place + text}));
+    }
     EXPECT_EQ(thrownBy([&] { own.set("Sealed", 3); }),
               (Raised{"VELMAR:class:noSetAccess", "Property 'Sealed'" + place + "set."}));
     EXPECT_EQ(thrownBy([&] { own.get("Secret"); }),
               (Raised{"VELMAR:class:noGetAccess", "Property 'Secret'" + place + "read."}));
-    const Raised unknown{"VELMAR:class:unknownProperty", "Class 'test_module.item' has no property 'width'."};
-    EXPECT_EQ(thrownBy([&] { own.get("width"); }), unknown);
-    EXPECT_EQ(thrownBy([&] { own.set("width", 3); }), unknown);
+    const std::string unknown = "Class 'test_module.item' has no property '";
+    const std::pair<std::string, std::string> names[] = {{"width", "Width"},
+                                                         {"Widht", "Width"},
+                                                         {"Wdth", "Width"},
+                                                         {"Wideth", "Width"},
+                                                         {"colour", "Color"},
+                                                         {"SEALED", "Sealed"},
+                                                         {"Wi", ""},
+                                                         {"Breadth", ""},
+                                                         {"", ""},
+                                                         {"Paartner", "Partner"}};
+    for (const auto& [given, near] : names) {
+        const std::string text = unknown + given + "'." + (near.empty() ? "" : " Did you mean '" + near + "'?");
+        EXPECT_EQ(thrownBy([&, &name = given] { own.get(name); }), (Raised{"VELMAR:class:unknownProperty", text}));
+        EXPECT_EQ(thrownBy([&, &name = given] { own.set(name, 3); }).message, text);
+    }
+    EXPECT_EQ(thrownBy([&] { own.call("Range"); }).message,
+              "Class 'test_module.item' has no method 'Range'. Did you mean 'range'?");
     EXPECT_EQ(thrownBy([&] { own.set("Width", 0); }), (Raised{"test:width", "Width must be positive."}));
     EXPECT_EQ(own.get("Sealed").toDouble(), 2.0) << "nothing changed";
     own.set("Secret", 4);
