@@ -189,7 +189,8 @@ class TOLVANE_HOST_API Session {
     Value feature(const std::string& name);
     void setFeature(const std::string& name, const Value& state);
 
-    /// What this session's calls warned and printed since the last take; empty afterwards.
+    /// What this session's calls warned and printed since the last take; empty afterwards. A warning of overflows or
+    /// underflows ends with a line "Tag: ..." when the array that it is of has a tag.
     std::vector<Warning> takeWarnings();
     std::string takePrinted();
     /// With echo, printed text and warnings also go where they go without a session. At first it is off; a listener

@@ -17,6 +17,7 @@
 #include "host/reference/generation.h"
 #include "host/reference/near_names.h"
 #include "host/reference/ominterfacearrays.h"
+#include "host/reference/running_call.h"
 #include "host/reference/texts.h"
 
 namespace hostref {
@@ -449,10 +450,11 @@ class RawResults {
 }
 
 std::vector<Value> invoke(const Method& method, OMMethodSignature* signature, TypedArguments& arguments,
-                          Wanted wanted) {
+                          std::span<const Argument> given, Wanted wanted) {
     RawResults raw(*signature, wanted.count);
     {
         const CallBoundary boundary;
+        const RunningCall call(given);
         raw.receive(*method.info, signature, arguments);
     }
     const int returned = std::min(raw.count(), std::max(wanted.count, 1));
@@ -480,7 +482,7 @@ std::optional<std::vector<Value>> tryMethod(const Method& method, std::span<cons
     if (fit != Fit::all) {
         return std::nullopt;
     }
-    return invoke(method, signature, typed, wanted);
+    return invoke(method, signature, typed, arguments, wanted);
 }
 
 std::string typeNames(std::span<const Argument> arguments) {
@@ -662,6 +664,8 @@ enum class AccessKind { get, set };
 template <class Action>
 void access(OMInterface& interface, OMPropInfo& property, Action&& action) {
     const CallBoundary boundary;
+    const Argument object{nullptr, &interface};
+    const RunningCall call(std::span(&object, 1));
     try {
         std::forward<Action>(action)();
     } catch (ErrorIdException* error) {

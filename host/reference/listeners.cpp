@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/reference/format.h"
+#include "host/reference/running_call.h"
 #include "host/reference/sink.h"
 
 namespace hostref {
@@ -87,10 +88,13 @@ void print(const std::string& text) {
     }
 }
 
-void warn(const std::string& id, const std::string& text) {
+void warn(const std::string& id, const std::string& message) {
     if (!isWarningEnabled(id)) {
         return;
     }
+    // How often something happened says little without where; the class's own text stays whole in front.
+    const bool isCount = id == "fi:overflow" || id == "fi:underflow";
+    const std::string text = isCount ? message + RunningCall::tagLine() : message;
     OutputSink* const sink = listeners().sink;
     if (sink != nullptr) {
         sink->warn(id, text);
