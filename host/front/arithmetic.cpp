@@ -143,7 +143,8 @@ Value abs(Session& session, const Value& array, const Value& type, const Value& 
         return callBy(session, "realabs", floatMagnitudes(session, array), type, rules);
     }
     const auto squares = [&](const char* part) {
-        const Value values = session.call(part, {array});
+        const Passing passing(session, session.call(part, {array}));
+        const Value& values = passing;
         if (rules.isObject()) {
             values.set("fimath", rules);
         }

@@ -10,10 +10,6 @@ namespace front {
 
 namespace {
 
-bool isNumbers(const Value& value) {
-    return value.isArray() && (hvIsNumeric(value.array()) || hvIsLogical(value.array()));
-}
-
 /// Answers whether a `fi` could hold the numbers at all; where it can't, the class raises.
 bool canBeIn(Session& session, const Value& fi, const Value& numbers) {
     const bool holdsInfinity = session.call("isfloat", {fi}).toBool();
@@ -72,7 +68,7 @@ std::vector<bool> truthsOf(Session& session, const Value& value) {
     if (isFi(value)) {
         for (const char* const part : {"real", "imag"}) {
             // Signs are exact at any word length.
-            mark(session.call("sign", {session.call(part, {value})}).toDoubles());
+            mark(session.call("sign", {Passing(session, session.call(part, {value}))}).toDoubles());
         }
     } else {
         mark(value.toDoubles());

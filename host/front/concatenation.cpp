@@ -47,7 +47,7 @@ Value planOf(const Along& left, const Along& right) {
 
 /// An array that is to be joined, and its sizes along the joint.
 struct Part {
-    Value array;
+    Passing array;
     Along shape;
 };
 
@@ -57,8 +57,8 @@ class Joiner {
 
     /// Joins the parts one after another; the log of the result has seen them all.
     Part inTurn(std::span<const Part> parts) const {
-        Part joined = mEmpty;
-        for (const Part& part : parts) {
+        Part joined = pair(mEmpty, parts[0]);
+        for (const Part& part : parts.subspan(1)) {
             joined = pair(joined, part);
         }
         return joined;
@@ -72,7 +72,8 @@ class Joiner {
 
  private:
     Part pair(const Part& left, const Part& right) const {
-        return {mSession.call("subscriptedgrowassignment", {left.array, planOf(left.shape, right.shape), right.array}),
+        const Value plan = planOf(left.shape, right.shape);
+        return {Passing(mSession, mSession.call("subscriptedgrowassignment", {left.array, plan, right.array})),
                 Along(left.shape.withLength(left.shape.length + right.shape.length), left.shape.dimension)};
     }
 
@@ -89,25 +90,25 @@ Value cat(Session& session, std::size_t dimension, Values values) {
     for (const Value& value : values) {
         if (Dimensions sizes = dimensionsOf(session, value); sizes != Dimensions{0, 0}) {
             dimensionCount = std::max(dimensionCount, sizes.size());
-            parts.push_back({value, Along(std::move(sizes), dimension)});
+            parts.push_back({Passing(value), Along(std::move(sizes), dimension)});
         }
     }
     for (Part& part : parts) {
         part.shape.dimensions.resize(dimensionCount, 1);
         errorIfOtherSizes(parts.front().shape, part.shape);
     }
-    Value empty = emptyfirstobj(session, values);
+    Passing empty(session, emptyfirstobj(session, values));
     if (parts.empty()) {
-        return empty;
+        return empty.release();
     }
     for (Part& part : parts) {
-        if (!isFi(part.array)) {
-            part.array = session.construct(arrayClass, {part.array, first.get("numerictype"), first.get("fimath")});
+        if (const Value array = amongElementsOf(session, first, part.array); !isFi(array)) {
+            part.array = Passing(session.construct(arrayClass, {array, first.get("numerictype"), first.get("fimath")}));
         }
     }
-    const Joiner joiner(session, {empty, Along(parts.front().shape.withLength(0), dimension)});
+    const Joiner joiner(session, {std::move(empty), Along(parts.front().shape.withLength(0), dimension)});
     const bool isLogging = session.get(first, "Logging").toBool();
-    return (isLogging ? joiner.inTurn(parts) : joiner.inPairs(parts)).array;
+    return (isLogging ? joiner.inTurn(parts) : joiner.inPairs(parts)).array.release();
 }
 
 Value todoublecell(Session& session, Values values) {

@@ -15,22 +15,24 @@ Along alongOf(Session& session, const Value& array, WantedDimension dimension) {
 
 Extremes extremes(Session& session, const char* method, const Value& array, WantedDimension dimension) {
     const Along along = alongOf(session, array, dimension);
-    const std::vector<Value> found = session.call(2, method, {along.inFront(session, array)});
+    const Passing inFront = along.inFront(session, array);
+    const std::vector<Value> found = session.call(2, method, {inFront});
+    const Passing values(session, found[0]);
     const Dimensions dimensions = along.withLength(along.length == 0 ? 0 : 1);
-    return {reshaped(session, found[0], dimensions), doubles(dimensions, found[1].toDoubles())};
+    return {reshaped(session, values, dimensions), doubles(dimensions, found[1].toDoubles())};
 }
 
 }  // namespace
 
 Value sum(Session& session, const Value& array, WantedDimension dimension) {
     const Along along = alongOf(session, array, dimension);
-    const Value inFront = along.inFront(session, array);
+    const Passing inFront = along.inFront(session, array);
     const bool isNothing = !dimension && along.dimensions == Dimensions{0, 0};
     if (along.inner * along.outer == 0 && !isNothing) {
         return reshaped(session, inFront, along.withLength(1));
     }
-    const Value sums = session.call("leadingdimension_sum", {inFront});
-    return isNothing ? sums : reshaped(session, sums, along.withLength(1));
+    Passing sums(session, session.call("leadingdimension_sum", {inFront}));
+    return isNothing ? sums.release() : reshaped(session, sums, along.withLength(1));
 }
 
 Extremes maxAlong(Session& session, const Value& array, WantedDimension dimension) {

@@ -12,6 +12,10 @@ bool isObjectOf(const Value& value, const char* className) {
     return value.isObject() && value.isA(className);
 }
 
+bool isNumbers(const Value& value) {
+    return value.isArray() && (hvIsNumeric(value.array()) || hvIsLogical(value.array()));
+}
+
 Dimensions dimensionsOf(Session& session, const Value& value) {
     if (value.isArray()) {
         return value.dimensions();
@@ -61,11 +65,27 @@ Value asNumbers(const Value& value) {
     return isLogical ? doubles(value.dimensions(), value.toDoubles()) : value;
 }
 
+Value amongElementsOf(Session& session, const Value& fi, const Value& value) {
+    const bool isWords = isFi(value) && session.call("isscaledtype", {value}).toBool();
+    return isWords && session.call("isdouble", {fi}).toBool() ? session.get(value, "double") : value;
+}
+
 Value reshaped(Session& session, const Value& array, Dimensions dimensions) {
     while (dimensions.size() > 2 && dimensions.back() == 1) {
         dimensions.pop_back();
     }
     return session.call("fi_reshape", {array, std::vector<double>(dimensions.begin(), dimensions.end())});
+}
+
+Passing::~Passing() {
+    if (mSession == nullptr) {
+        return;
+    }
+    try {
+        mSession->call(0, "resetlogging", {mValue});
+    } catch (const hostref::HostError&) {
+        // The array goes in any case; its log is written a second time then.
+    }
 }
 
 Along::Along(Dimensions sizes, std::size_t along) : dimensions(std::move(sizes)), dimension(along) {
@@ -81,10 +101,10 @@ Dimensions Along::withLength(std::size_t other) const {
     return changed;
 }
 
-Value Along::inFront(Session& session, const Value& array) const {
+Passing Along::inFront(Session& session, const Value& array) const {
     const Dimensions matrix = {length, inner * outer};
     if (inner == 1) {
-        return reshaped(session, array, matrix);
+        return Passing(session, reshaped(session, array, matrix));
     }
     std::vector<double> places;
     places.reserve(length * inner * outer);
@@ -96,7 +116,8 @@ Value Along::inFront(Session& session, const Value& array) const {
         }
     }
     // What a vector takes from another one comes in the direction of the array.
-    return reshaped(session, session.index(array, {hostref::paren(doubles(matrix, places))}), matrix);
+    const Passing moved(session, session.index(array, {hostref::paren(doubles(matrix, places))}));
+    return Passing(session, reshaped(session, moved, matrix));
 }
 
 }  // namespace front

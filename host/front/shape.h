@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/reference/Session.h"
@@ -26,6 +27,9 @@ inline bool isFi(const Value& value) {
     return isObjectOf(value, arrayClass);
 }
 
+/// Answers whether the value is a numeric or logical array of the host.
+bool isNumbers(const Value& value);
+
 Dimensions dimensionsOf(Session& session, const Value& value);
 std::size_t elementCount(const Dimensions& dimensions);
 bool isEmpty(Session& session, const Value& value);
@@ -41,8 +45,38 @@ std::size_t dimensionAt(const Value& number);
 Value doubles(const Dimensions& dimensions, std::span<const double> elements);
 /// A logical array as doubles, which a precision can be found for; any other value as it is.
 Value asNumbers(const Value& value);
+/// What can become elements of a `fi` without harm: words as doubles where it holds doubles, as the class would keep
+/// values that are beyond these; any other value as it is.
+Value amongElementsOf(Session& session, const Value& fi, const Value& value);
 /// The same elements in other dimensions, whose product must be the same.
 Value reshaped(Session& session, const Value& array, Dimensions dimensions);
+
+/// An array on the way to a result. Like every copy it repeats the log of what it was made of, so its own is cleared
+/// when it goes: a map of logs counts an overflow once. What it is made of without a session is kept as it is.
+class Passing {
+ public:
+    explicit Passing(Value kept) : mValue(std::move(kept)) {}
+    Passing(Session& session, Value made) : mSession(&session), mValue(std::move(made)) {}
+    Passing(Passing&& other) noexcept
+        : mSession(std::exchange(other.mSession, nullptr)), mValue(std::move(other.mValue)) {}
+    Passing& operator=(Passing other) noexcept {
+        std::swap(mSession, other.mSession);
+        std::swap(mValue, other.mValue);
+        return *this;
+    }
+    ~Passing();
+
+    operator const Value&() const { return mValue; }
+    /// Gives the array to the user, with its log.
+    Value release() {
+        mSession = nullptr;
+        return mValue;
+    }
+
+ private:
+    Session* mSession = nullptr;
+    Value mValue;
+};
 
 /// An array as `outer` blocks of `length` rows of `inner` elements, the rows counting along the dimension.
 struct Along {
@@ -51,7 +85,7 @@ struct Along {
     /// The dimensions with another size along this one.
     Dimensions withLength(std::size_t other) const;
     /// A matrix with the dimension in front: a column for each place in the other dimensions.
-    Value inFront(Session& session, const Value& array) const;
+    Passing inFront(Session& session, const Value& array) const;
 
     Dimensions dimensions;
     std::size_t dimension;
