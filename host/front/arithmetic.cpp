@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -38,12 +38,19 @@ Value asFi(Session& session, const Value& operand, const Value& other) {
 double leastExponent(const Value& array) {
     const std::vector<double> real = array.toDoubles();
     const std::vector<double> imaginary = array.toImaginaries();
-    double least = std::numeric_limits<double>::infinity();
+    std::optional<int> least;
     for (std::size_t i = 0; i < real.size(); ++i) {
-        const double magnitude = std::hypot(real[i], imaginary.empty() ? 0.0 : imaginary[i]);
-        least = magnitude > 0 ? std::min(least, magnitude) : least;
+        const double x = real[i];
+        const double y = imaginary.empty() ? 0.0 : imaginary[i];
+        if ((x == 0.0 && y == 0.0) || !std::isfinite(x) || !std::isfinite(y)) {
+            continue;
+        }
+        // Of two numbers near the end of doubles the magnitude is beyond it.
+        const double magnitude = std::hypot(x, y);
+        const int exponent = std::isinf(magnitude) ? std::ilogb(std::hypot(x / 2, y / 2)) + 1 : std::ilogb(magnitude);
+        least = std::min(least.value_or(exponent), exponent);
     }
-    return std::isinf(least) ? 0.0 : std::ilogb(least);
+    return least.value_or(0);
 }
 
 /// A type as far as quotients depend on it.
@@ -178,7 +185,8 @@ Value conv(Session& session, const Value& a, const Value& b, std::string_view sh
 }
 
 Value complex(Session& session, const Value& realPart, const Value& imaginaryPart) {
-    return session.call("binaryop_complex", {realPart, imaginaryPart});
+    const Value imaginary = isFi(realPart) ? amongElementsOf(session, realPart, imaginaryPart) : imaginaryPart;
+    return session.call("binaryop_complex", {realPart, imaginary});
 }
 
 Value complex(Session& session, const Value& array) {

@@ -1,12 +1,16 @@
 #include "host/front/construction.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <iterator>
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "host/om.h"
+#include "host/reference/near_names.h"
 
 namespace front {
 
@@ -20,6 +24,20 @@ namespace {
 bool hasSetting(const Value& object, const std::string& name) {
     const OMPropInfo* const property = object.interface()->getClass()->getProperty(name.c_str());
     return property != nullptr && property->isExternalSetAccess();
+}
+
+/// The error of a setting that there is not, with one of those that there are.
+[[noreturn]] void failForUnknown(const std::string& name, const std::string& made, std::span<const Value> objects) {
+    std::vector<std::string> names;
+    for (const Value& object : objects) {
+        for (const OMPropInfo* const property : object.interface()->getClass()->getProperties()) {
+            if (property->isExternalSetAccess()) {
+                names.emplace_back(property->getName());
+            }
+        }
+    }
+    fail("fixedpoint:fi:constructor:unknownProperty",
+         "'" + name + "' is no property that " + made + " can be made with." + hostref::suggestion(name, names));
 }
 
 /// Compares what was kept with what was given; a value of another kind was converted.
@@ -102,6 +120,10 @@ class Recipe {
 
  private:
     bool isMadeOfFi() const { return mValues && isFi(*mValues); }
+    bool isMadeOfWords() const { return isMadeOfFi() && mSession.call("isscaledtype", {*mValues}).toBool(); }
+    Value emptyOf(const Value& type) const;
+    Value madeOfWords();
+    Value madeOfNumbers();
     /// The type as it is so far: at first that of a `fi` that is given, else the default one without its scaling.
     const Value& type();
     Value rules() const;
@@ -148,17 +170,73 @@ void Recipe::take(const Setting& setting) {
         }
         setOrThrow(mSession, type(), setting);
         mHasScaling = mHasScaling || isOneOf(scalingProperties, setting.name);
-    } else if (hasSetting(mSession.construct(rulesClass), setting.name)) {
+    } else if (const Value anyRules = mSession.construct(rulesClass); hasSetting(anyRules, setting.name)) {
         if (!mRules) {
             mRules = globalRules(mSession);
         }
         setOrThrow(mSession, *mRules, setting);
-    } else if (hasSetting(mSession.construct(arrayClass), setting.name)) {
+    } else if (const Value anyArray = mSession.construct(arrayClass); hasSetting(anyArray, setting.name)) {
         mOfArray.push_back(setting);
     } else {
-        fail("fixedpoint:fi:constructor:unknownProperty",
-             "'" + setting.name + "' is no property that an array can be made with.");
+        failForUnknown(setting.name, "an array", std::array{type(), anyRules, anyArray});
     }
+}
+
+int wordLengthOf(const Value& type) {
+    return static_cast<int>(type.get("WordLength").toDouble());
+}
+
+/// Answers whether doubles tell the greatest magnitude of an array in full.
+bool isInDoubles(const Value& values) {
+    double greatest = 0;
+    for (const std::vector<double>& part : {values.toDoubles(), values.toImaginaries()}) {
+        for (const double value : part) {
+            // NaN stays, as it is smaller than nothing.
+            greatest = std::fabs(value) <= greatest ? greatest : std::fabs(value);
+        }
+    }
+    return std::isnormal(greatest);
+}
+
+/// The type with its scaling: the best precision for host numbers where it has none.
+Value withScaling(Session& session, const Value& type, const Value& values) {
+    const bool isOpen = session.call("isscalingunspecified", {type}).toBool();
+    return isOpen ? session.callStatic(arrayClass, "GetBestPrecisionForHvArray", {type, values}) : type;
+}
+
+/// As above for a `fi` of words. For words that doubles don't hold either, values beyond doubles are looked at under
+/// other exponents.
+Value withScalingForWords(Session& session, const Value& type, const Value& array) {
+    if (!session.call("isscalingunspecified", {type}).toBool()) {
+        return type;
+    }
+    constexpr int mostBitsInDoubles = 52;
+    const Value direct = array.get("double");
+    if (isInDoubles(direct) || direct.isEmpty()) {
+        return withScaling(session, type, direct);
+    }
+    const Value cast = array.get("numerictype");
+    if (wordLengthOf(type) > mostBitsInDoubles && cast.get("SlopeAdjustmentFactor").toDouble() == 1.0 &&
+        cast.get("Bias").toDouble() == 0.0) {
+        // From the longest word downward: what is 0 in one step is in the range of doubles in a later one.
+        constexpr int step = 2000;
+        const double exponent = cast.get("FixedExponent").toDouble();  // of any int32, as that of the result must be
+        for (int shifted = 1023 - wordLengthOf(cast); shifted < 1023; shifted += step) {
+            cast.set("FixedExponent", shifted);
+            const Passing moved(session, session.call("reinterpretcast", {array, cast}));
+            if (const Value values = session.get(moved, "double"); isInDoubles(values)) {
+                Value best = withScaling(session, type, values);
+                best.set("FixedExponent", best.get("FixedExponent").toDouble() + exponent - shifted);
+                return best;
+            }
+        }
+    }
+    const auto isFinite = [](double value) { return std::isfinite(value); };
+    if (!std::ranges::all_of(direct.toDoubles(), isFinite) || !std::ranges::all_of(direct.toImaginaries(), isFinite)) {
+        // Infinity and NaN are refused as those of a host array.
+        session.construct(arrayClass, {direct, type});
+    }
+    return withScaling(session, type, direct);
 }
 
 Value Recipe::make() {
@@ -168,27 +246,46 @@ Value Recipe::make() {
         }
         known.set("Scaling", "Unspecified");
     }
-    Value made;
-    if (isMadeOfFi()) {
-        // The values as doubles settle a scaling; the elements come in full.
-        const Value settled = mSession.construct(arrayClass, {mValues->get("double"), type()}).get("numerictype");
-        made = mSession.construct(arrayClass, {Value(), settled, rules()});
-        mSession.call("copydata", {made, *mValues});
-    } else {
-        made = mSession.construct(arrayClass, {mValues.value_or(Value()), type(), rules()});
-    }
+    Value made = mSession.call("isdouble", {type()}).toBool() || !isMadeOfWords() ? madeOfNumbers() : madeOfWords();
     for (const Setting& setting : mOfArray) {
         mSession.set(made, setting.name, setting.value);
     }
     return made;
 }
 
+/// An array without elements that has its tag already: what the elements overflow is told under it.
+Value Recipe::emptyOf(const Value& type) const {
+    Value made = mSession.construct(arrayClass, {Value(), type, rules()});
+    for (const Setting& setting : mOfArray) {
+        if (setting.name == "Tag") {
+            mSession.set(made, setting.name, setting.value);
+        }
+    }
+    return made;
+}
+
+/// Words are quantized as they are, since doubles don't hold all of them.
+Value Recipe::madeOfWords() {
+    Value made = emptyOf(withScalingForWords(mSession, type(), *mValues));
+    mSession.call("copydata", {made, *mValues});
+    return made;
+}
+
+Value Recipe::madeOfNumbers() {
+    const Value values = isMadeOfFi() ? mValues->get("double") : mValues.value_or(Value());
+    const bool hasTag = std::ranges::any_of(mOfArray, [](const Setting& setting) { return setting.name == "Tag"; });
+    if (!hasTag || !isNumbers(values)) {
+        return mSession.construct(arrayClass, {values, type(), rules()});
+    }
+    Value made = emptyOf(withScaling(mSession, type(), values));
+    mSession.set(made, "data", values);
+    return made;
+}
+
 Value set(Session& session, const Value& object, const Settings& settings) {
     for (const Setting& setting : settings) {
         if (!hasSetting(object, setting.name)) {
-            fail("fixedpoint:fi:constructor:unknownProperty", "'" + setting.name +
-                                                                  "' is no property that an object of class " +
-                                                                  object.className() + " can be made with.");
+            failForUnknown(setting.name, "an object of class " + object.className(), std::span(&object, 1));
         }
         setOrThrow(session, object, setting);
     }

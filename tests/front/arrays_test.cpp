@@ -322,6 +322,77 @@ TEST_F(Arrays, ASessionShowsValuesTypeRulesAndTag) {
     EXPECT_TRUE(session.takeWarnings().empty());
 }
 
+TEST_F(Arrays, AMapOfLogsCountsAnOverflowOnceAndWarningsNameTheTag) {
+    logging(true);
+    session.setFeature("FiTagLogging", 1);
+    const Value big = inWord(100, {true, 32, 3});
+    const Value a = call("fi", {std::vector<double>{100, 1}, 1, 8, 3, "Tag", "gains"});
+    const std::vector<Warning> one(1,
+                                   {"fi:overflow", "1 overflow occurred in the fi assignment operation.\nTag: gains"});
+    EXPECT_EQ(session.takeWarnings(), one);
+    const struct {
+        const char* name;
+        Arguments arguments;
+        const char* kept;  // tags and overflows of what is in the map when the result has gone
+        const char* warned = "";
+    } rows[] = {
+        {"fi", {a}, "|0"},
+        {"fi", {big, 1, 8, 3}, "|1", "1 assignment"},
+        {"fi", {big, 1, 8, 3, "Tag", "x"}, "x|1", "1 assignment x"},
+        {"fi", {big, 1, 8}, "|0"},
+        // A result repeats the log of what it was made of, here one overflow.
+        {"horzcat", {a}, "gains|1"},
+        {"horzcat", {a, big, big}, "gains|3", "1 concatenation gains, 1 concatenation gains"},
+        {"horzcat", {a, 100, 100}, "gains|1 |2", "1 concatenation gains, 1 concatenation gains"},
+        {"reshape", {a, 2, 1}, "gains|1"},
+        {"max", {a, Value(), 2}, "gains|0"},
+        {"and", {a, 1}, ""},
+        {"sum", {a, 2}, "gains|0"},
+        {"sum",
+         {call("fi", {a, "SumMode", "SpecifyPrecision", "SumWordLength", 4, "SumFractionLength", 0, "Tag", "s"}), 2},
+         "s|2",
+         "2 sum s"},
+        {"complex", {a, 100}, "gains|1 |1", "1 complex gains"},
+    };
+    for (const auto& [name, arguments, kept, warned] : rows) {
+        session.takeWarnings();
+        session.callStatic("embedded.qlogger", "SetLogType", {1});
+        call(name, arguments);
+        session.callStatic("embedded.qlogger", "SetLogType", {0});
+        std::string text;
+        const Value logs = session.callStatic("embedded.filog", "getlogs");
+        for (std::size_t i = 0; i < logs.numberOfElements(); ++i) {
+            const Value log = logs.cell(i);
+            text +=
+                (i == 0 ? "" : " ") + log.get("Tag").toText() + "|" + std::to_string(integer(log.get("noverflows")));
+        }
+        EXPECT_EQ(text, kept) << name;
+        std::string told;
+        for (const Warning& warning : session.takeWarnings()) {
+            // "1 overflow occurred in the fi sum operation.", and the line of the host.
+            std::istringstream words(warning.text);
+            std::string count, word, operation, tag;
+            words >> count >> word >> word >> word >> word >> word >> operation >> word >> word >> tag;
+            told += told.empty() ? "" : ", ";
+            told.append(count).append(" ").append(operation).append(tag.empty() ? "" : " ").append(tag);
+        }
+        EXPECT_EQ(told, warned) << name;
+        session.callStatic("embedded.filog", "clearlogs");
+    }
+    session.setFeature("FiTagLogging", 0);
+    // The line is the host's, for what overflows alone, and goes by the array that is written.
+    const Value untagged = inWord(1, {true, 8, 3});
+    session.takeWarnings();
+    a.set("data", std::vector<double>{100, 1});
+    session.call("copydata", {untagged, big});
+    session.index(a, {hostref::dot("DataTypeMode")});
+    const std::vector<Warning> warnings = session.takeWarnings();
+    ASSERT_EQ(warnings.size(), 3U);
+    EXPECT_EQ(warnings[0], one[0]);
+    EXPECT_EQ(warnings[1].text, "1 overflow occurred in the fi assignment operation.");
+    EXPECT_EQ(warnings[2].text.find("Tag"), std::string::npos);
+}
+
 TEST_F(Arrays, OverflowsOfJoiningAreReportedAndLogged) {
     logging(true);
     const Value a = inWord(1, {true, 8, 3});

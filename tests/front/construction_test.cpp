@@ -109,6 +109,85 @@ TEST_F(Construction, KeepsLongWordsExact) {
     EXPECT_EQ(call("fi", {longer, wide.get("numerictype")}).get("hex"), Value(word));
 }
 
+TEST_F(Construction, TakesWordsBeyondDoublesAsTheyAre) {
+    // 2^1040 and -3 * 2^1040 in 1100 bits, and 5 * 2^-1110 in 64: each in hexadecimal digits.
+    const auto digits = [](const std::string& head, std::size_t length, char fill = '0') {
+        return std::string(length - head.size() - 260, fill) + head + std::string(260, '0');
+    };
+    const std::string one = digits("1", 275);
+    const std::string three = digits("d", 275, 'f');
+    const Value limits = rules({{"MaxSumWordLength", 3000}, {"MaxProductWordLength", 3000}});
+    const auto words = [&](const std::string& hex) {
+        return call("fi", {"WordLength", 1100, "FractionLength", 0, "hex", hex, "fimath", limits});
+    };
+    const Value large = words(one);
+    const Value negative = words(three);
+    const Value both = words(one + "   " + three);
+    const Value small = call("fi", {"WordLength", 64, "FractionLength", 1110, "hex", "0000000000000005"});
+    const struct {
+        Arguments arguments;
+        const char* type;
+        std::string hex;
+    } made[] = {
+        {{large}, "s1100,0", one},
+        {{both, "WordLength", 1200}, "s1200,0", std::string(25, '0') + one + "   " + std::string(25, 'f') + three},
+        {{large, 1, 1104, 4}, "s1104,4", one + "0"},
+        {{0, 1, 1100, 0, "data", large}, "s1100,0", one},
+        {{large, large.get("numerictype"), "Tag", "x"}, "s1100,0", one},
+        {{large, 0, 1044, 0}, "u1044,0", one.substr(14)},
+        // The best precision: the sign's bit and the value's first one lead.
+        {{large, 1, 60}, "s60,-982", "400000000000000"},
+        {{large, 0, 64}, "u64,-977", "8000000000000000"},
+        {{negative, 1, 60}, "s60,-983", "a00000000000000"},
+        {{both, 1, 60}, "s60,-983", "200000000000000   a00000000000000"},
+        {{small, 1, 64}, "s64,1170", "5000000000000000"},
+        {{words(std::string(275, '0')), 1, 64}, "s64,63", "0000000000000000"},
+        {{large, "DataType", "double"}, "Double", "7ff0000000000000"},
+        {{large, "DataType", "single"}, "Single", "7f800000"},
+    };
+    for (const auto& [arguments, type, hex] : made) {
+        const Value array = call("fi", arguments);
+        EXPECT_EQ(typeOf(array), type);
+        EXPECT_EQ(array.get("hex"), Value(hex)) << type;
+    }
+    EXPECT_TRUE(session.takeWarnings().empty());
+    // Short words are kept in doubles themselves.
+    EXPECT_EQ(idOf("fi", {large, 1, 16}), "fixedpoint:nofixedinf");
+    EXPECT_EQ(idOf("fi", {call("fi", {HUGE_VAL, "DataType", "double"}), 1, 64, 0}), "fixedpoint:nofixedinf");
+
+    const std::string gap(275, '0');
+    const struct {
+        const char* name;
+        Arguments arguments;
+        const char* type;
+        std::string hex;
+    } computed[] = {
+        {"horzcat", {large, negative, 5}, "s1100,0", one + "   " + three + "   " + gap.substr(1) + "5"},
+        {"horzcat", {call("fi", {2, "DataType", "double"}), large}, "Double", "4000000000000000   7ff0000000000000"},
+        {"complex", {call("fi", {2, "DataType", "double"}), large}, "Double", "4000000000000000 + 7ff0000000000000 i"},
+        {"complex", {large}, "s1100,0", one + " + " + gap + " i"},
+        {"sum", {both}, "s1101,0", "1" + digits("e", 275, 'f')},
+        {"max", {both}, "s1100,0", one},
+        {"min", {large, negative}, "s1100,0", three},
+        {"abs", {negative}, "s1100,0", digits("3", 275)},
+        {"abs", {call("complex", {words(digits("3", 275)), words(digits("4", 275))})}, "s1100,0", digits("5", 275)},
+        {"sqrt", {large}, "s550,0", std::string(7, '0') + "1" + std::string(130, '0')},
+        {"rdivide", {negative, large}, "s1100,0", std::string(274, 'f') + "d"},
+        {"reshape", {both, 1, 2}, "s1100,0", one + "   " + three},
+        {"conv", {large, large}, "s2200,0", std::string(29, '0') + "1" + std::string(520, '0')},
+    };
+    for (const auto& [name, arguments, type, hex] : computed) {
+        const Value result = call(name, arguments);
+        EXPECT_EQ(typeOf(result), type) << name;
+        EXPECT_EQ(result.get("hex"), Value(hex)) << name;
+    }
+    EXPECT_TRUE(call("isequal", {both, call("horzcat", {large, negative})}).toBool());
+    EXPECT_FALSE(call("isequal", {large, 0}).toBool());
+    EXPECT_TRUE(call("and", {both, negative}).toDoubles() == (std::vector<double>{1, 1}));
+    const double last = std::numeric_limits<double>::max();
+    EXPECT_EQ(typeOf(call("rdivide", {large, Value::complex(last, last)})), "s1100,1024") << "a magnitude of 2^1024.5";
+}
+
 TEST_F(Construction, MakesTypesAndRules) {
     const Value half = front::numerictype(session, {{"WordLength", 9}, {"FractionLength", 1}});
     EXPECT_EQ(typeOf(call("fi", {1, half})), "s9,1");
