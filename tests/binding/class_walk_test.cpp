@@ -260,6 +260,8 @@ class ClassWalk : public BindingTest {
         return isKept;
     }
 
+    void callEveryMethod();
+
     std::mt19937 random{20};
 };
 
@@ -303,7 +305,7 @@ TEST_F(ClassWalk, APropertyKeepsWhatIsWrittenOrTheObjectStaysAsItWas) {
     }
 }
 
-TEST_F(ClassWalk, AMethodAnswersInTheToldTypesOrRefusesAndTheArgumentsStayAsTheyWere) {
+void ClassWalk::callEveryMethod() {
     constexpr int cases = 40;
     session.callStatic("embedded.fimath", "SetGlobalFimath", {rules({}), "walk"});
     const Values paths = {path("()", {1}), path("()", {":"}), path("()", {2, 1}), path("()", {9}),
@@ -416,7 +418,11 @@ TEST_F(ClassWalk, AMethodAnswersInTheToldTypesOrRefusesAndTheArgumentsStayAsThey
             }
         }
     }
-    session.callStatic("embedded.fimath", "ResetGlobalFimath");
+}
+
+// It fills the dictionary of rules and sets the global ones.
+TEST_F(ClassWalk, AMethodAnswersInTheToldTypesOrRefusesAndTheArgumentsStayAsTheyWere) {
+    inOwnProcess([this] { callEveryMethod(); });
 }
 
 }  // namespace

@@ -257,39 +257,41 @@ TEST_F(FimathClass, TheGlobalRulesAreSetWrappedAndReset) {
 }
 
 TEST_F(FimathClass, TheDictionaryKeepsRulesByTag) {
-    const char* const tag = "class test";
-    const Value given = rules({{"RoundMode", "floor"}});
-    EXPECT_FALSE(callClass("FimathDictionaryTagExists", {tag}).toBool());
-    EXPECT_EQ(thrownBy([&] { callClass("SetGlobalFimath", {tag}); }).id, "VELMAR:class:MustBeHandle");
-    callClass("SetGlobalFimath", {given, tag});
-    EXPECT_TRUE(callClass("FimathDictionaryTagExists", {tag}).toBool());
-    given.set("RoundMode", "ceil");
-    const auto again = [&] { callClass("SetGlobalFimath", {given, tag}); };
-    EXPECT_EQ(thrownBy(again).id, "fixedpoint:fimath:FimathKeyExists");
-    EXPECT_EQ(roundModeOf(makeRules()), "floor");
-    callClass("GetFromFimathDictionary", {tag}).set("RoundMode", "fix");
-    EXPECT_EQ(roundModeOf(callClass("GetFromFimathDictionary", {tag})), "floor");
-    callClass("ResetGlobalFimath");
-    const Value array = fi(0.5, type(true, 8, 4));
-    array.set("fimath", tag);
-    EXPECT_EQ(roundModeOf(makeRules()) + roundModeOf(array), "nearestfloor");
-    callClass("SetGlobalFimath", {tag});
-    EXPECT_EQ(roundModeOf(makeRules()), "floor");
+    inOwnProcess([this] {
+        const char* const tag = "class test";
+        const Value given = rules({{"RoundMode", "floor"}});
+        EXPECT_FALSE(callClass("FimathDictionaryTagExists", {tag}).toBool());
+        EXPECT_EQ(thrownBy([&] { callClass("SetGlobalFimath", {tag}); }).id, "VELMAR:class:MustBeHandle");
+        callClass("SetGlobalFimath", {given, tag});
+        EXPECT_TRUE(callClass("FimathDictionaryTagExists", {tag}).toBool());
+        given.set("RoundMode", "ceil");
+        const auto again = [&] { callClass("SetGlobalFimath", {given, tag}); };
+        EXPECT_EQ(thrownBy(again).id, "fixedpoint:fimath:FimathKeyExists");
+        EXPECT_EQ(roundModeOf(makeRules()), "floor");
+        callClass("GetFromFimathDictionary", {tag}).set("RoundMode", "fix");
+        EXPECT_EQ(roundModeOf(callClass("GetFromFimathDictionary", {tag})), "floor");
+        callClass("ResetGlobalFimath");
+        const Value array = fi(0.5, type(true, 8, 4));
+        array.set("fimath", tag);
+        EXPECT_EQ(roundModeOf(makeRules()) + roundModeOf(array), "nearestfloor");
+        callClass("SetGlobalFimath", {tag});
+        EXPECT_EQ(roundModeOf(makeRules()), "floor");
 
-    const std::pair<const char*, std::string> rows[] = {{"SetGlobalFimath", "AddToFimathDictionary"},
-                                                        {"GetFromFimathDictionary", "GetFromFimathDictionary"},
-                                                        {"FimathDictionaryTagExists", "FimathDictionaryTagExists"}};
-    for (const auto& [method, operation] : rows) {
-        for (const Value& bad : {Value(1), Value(), type(true, 8, 0)}) {
-            EXPECT_EQ(thrownBy([&, name = method] { callClass(name, {bad}); }),
-                      (Raised{"VELMAR:UndefinedFunction", "No method '" + operation +
-                                                              "' with matching signature found for class "
-                                                              "embedded.fimath"}));
+        const std::pair<const char*, std::string> rows[] = {{"SetGlobalFimath", "AddToFimathDictionary"},
+                                                            {"GetFromFimathDictionary", "GetFromFimathDictionary"},
+                                                            {"FimathDictionaryTagExists", "FimathDictionaryTagExists"}};
+        for (const auto& [method, operation] : rows) {
+            for (const Value& bad : {Value(1), Value(), type(true, 8, 0)}) {
+                EXPECT_EQ(thrownBy([&, name = method] { callClass(name, {bad}); }),
+                          (Raised{"VELMAR:UndefinedFunction", "No method '" + operation +
+                                                                  "' with matching signature found for class "
+                                                                  "embedded.fimath"}));
+            }
         }
-    }
-    const auto numbered = [&] { callClass("SetGlobalFimath", {given, 1}); };
-    EXPECT_EQ(thrownBy(numbered).id, "VELMAR:UndefinedFunction");
-    EXPECT_EQ(roundModeOf(makeRules()), "floor");
+        const auto numbered = [&] { callClass("SetGlobalFimath", {given, 1}); };
+        EXPECT_EQ(thrownBy(numbered).id, "VELMAR:UndefinedFunction");
+        EXPECT_EQ(roundModeOf(makeRules()), "floor");
+    });
 }
 
 /// Under KeepLSB, wrap and fraction length 0 a sum or product is that of the integers, modulo the register.

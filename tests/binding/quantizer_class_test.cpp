@@ -276,9 +276,15 @@ TEST_F(QuantizerClass, IsComparedResetShownAndListed) {
                   session.call("set", {q, "mode", "fixed"});
               }).message,
               "You cannot use SET to change the properties of a QUANTIZER object; use dot notation instead.");
-    session.addMethod("embedded.quantizer", "logreport",
-                      [](int, std::span<const hvArray* const>) { return std::vector<hvArrayOwner>{}; });
-    EXPECT_TRUE(session.call(0, "logreport", {1, q}).empty());
+}
+
+// A class keeps what is added to it, so the other tests must not meet it.
+TEST_F(QuantizerClass, MayStandAtAnyPlaceOfALogReport) {
+    inOwnProcess([this] {
+        session.addMethod("embedded.quantizer", "logreport",
+                          [](int, std::span<const hvArray* const>) { return std::vector<hvArrayOwner>{}; });
+        EXPECT_TRUE(session.call(0, "logreport", {1, quantizer()}).empty());
+    });
 }
 
 }  // namespace

@@ -3,31 +3,19 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/om.h"
 #include "host/reference/Session.h"
+#include "tests/support/own_process.h"
 #include "tests/support/thrown.h"
 
 using hostref::HostError;
 using hostref::Session;
 using hostref::Value;
 using hostref::Warning;
-
-/// Runs a body in a process of its own, which must end without a failure or a leak.
-inline void inOwnProcess(const std::function<void()>& body) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            body();
-            std::exit(testing::Test::HasFailure() ? 1 : 0);
-        },
-        testing::ExitedWithCode(0), "");
-}
 
 class BindingTest : public testing::Test {
  protected:
@@ -71,7 +59,7 @@ class BindingTest : public testing::Test {
         object.interface()->getClass()->getProperty(name)->setValue(OMDatabaseClient::getInternalClient(),
                                                                     object.interface(), value);
     }
-    /// It is off again after each test.
+    /// It is off again after each test, and the global rules are the factory's.
     void logging(bool isOn) { session.callStatic("embedded.qlogger", "SetLoggingMode", {isOn}); }
 
     /// The first lines of the session's totals, while logging is on.
@@ -83,6 +71,7 @@ class BindingTest : public testing::Test {
 
     void TearDown() override {
         logging(false);
+        session.callStatic("embedded.fimath", "ResetGlobalFimath");
         session.takeWarnings();
     }
 

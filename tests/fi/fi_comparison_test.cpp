@@ -62,15 +62,9 @@ const Rational& at(const std::vector<Rational>& values, std::size_t i) {
     return values[values.size() == 1 ? 0 : i];
 }
 
-/// Arrays of wide words widen the default precision of numbers, and logs of later tests would see it.
-class Comparison : public testing::Test {
- protected:
-    void TearDown() override { number::setDefaultPrecision(52, false); }
-};
-
 // Values.
 
-TEST_F(Comparison, IsThatOfExactRationalsWhateverTheTypes) {
+TEST(Comparison, IsThatOfExactRationalsWhateverTheTypes) {
     Random random(5801);
     int equals = 0;
     for (int round = 0; round < 3000; ++round) {
@@ -125,7 +119,7 @@ TEST_F(Comparison, IsThatOfExactRationalsWhateverTheTypes) {
 }
 
 /// Arrays of doubles have loops of their own; they and the element operators answer as the hardware does.
-TEST_F(Comparison, OfDoublesIsThatOfTheHardware) {
+TEST(Comparison, OfDoublesIsThatOfTheHardware) {
     Random random(5802);
     const NumericType type = plainType(TypeMode::Double);
     for (int round = 0; round < 600; ++round) {
@@ -200,7 +194,7 @@ NumericType typeWithSlope(Random& random) {
                                            plain.getFixedExponent(), random.between(-4, 4) / 4.0);
 }
 
-TEST_F(Comparison, AdjustsTheRightSideToTheScaleOfTheLeft) {
+TEST(Comparison, AdjustsTheRightSideToTheScaleOfTheLeft) {
     const ComplexSlopeBias feature;
     Random random(5803);
     int equals[4] = {};
@@ -273,7 +267,7 @@ TEST_F(Comparison, AdjustsTheRightSideToTheScaleOfTheLeft) {
     EXPECT_GT(*std::ranges::min_element(equals), 20) << testing::PrintToString(equals);
 }
 
-TEST_F(Comparison, LeavesNoTraceInTheLogsOfTheOperands) {
+TEST(Comparison, LeavesNoTraceInTheLogsOfTheOperands) {
     const ComplexSlopeBias feature;
     const LoggingOn logging;
     const NumericType type = slopeBiasType(true, 8, 1.5, -2, 1.0);
@@ -293,7 +287,7 @@ TEST_F(Comparison, LeavesNoTraceInTheLogsOfTheOperands) {
 
 // Shapes.
 
-TEST_F(Comparison, MeetsEveryElementWithAScalarAndKeepsTheOtherShape) {
+TEST(Comparison, MeetsEveryElementWithAScalarAndKeepsTheOtherShape) {
     const Sizes sizes{2, 1, 3};
     const std::vector<double> values = {1.0, 2.0, 3.0, 4.0, 5.0, 6.0};
     for (const NumericType& type : {fixedType(true, 8, 2), fixedType(true, 80, 2), slopeBiasType(true, 8, 1.5, 0, 1)}) {
@@ -320,7 +314,7 @@ TEST_F(Comparison, MeetsEveryElementWithAScalarAndKeepsTheOtherShape) {
     }
 }
 
-TEST_F(Comparison, RefusesArraysOfOtherSizes) {
+TEST(Comparison, RefusesArraysOfOtherSizes) {
     const NumericType type = fixedType(true, 8, 2);
     const fi three = column({1, 2, 3}, type);
     const fi two = column({1, 2}, type);
@@ -333,7 +327,7 @@ TEST_F(Comparison, RefusesArraysOfOtherSizes) {
     }
 }
 
-TEST_F(Comparison, OfWholeArraysIsOfShapeComplexityAndValuesButNotOfTypes) {
+TEST(Comparison, OfWholeArraysIsOfShapeComplexityAndValuesButNotOfTypes) {
     const NumericType narrow = fixedType(true, 8, 2);
     const NumericType wide = fixedType(false, 90, 30);
     const Sizes across{1, 3};
@@ -373,7 +367,7 @@ TEST_F(Comparison, OfWholeArraysIsOfShapeComplexityAndValuesButNotOfTypes) {
 }
 
 /// Doubles and wide words alike: the place of the first difference stays the current one.
-TEST_F(Comparison, OfWholeArraysStopsAtTheFirstDifference) {
+TEST(Comparison, OfWholeArraysStopsAtTheFirstDifference) {
     for (const NumericType& type : {fixedType(true, 8, 0), fixedType(true, 80, 0)}) {
         const fi a = column({1, 2, 3, 4}, {5, 6, 7, 8}, type);
         const fi b = column({1, 2, 3, 9}, {5, 6, 9, 8}, type);
@@ -385,7 +379,7 @@ TEST_F(Comparison, OfWholeArraysStopsAtTheFirstDifference) {
     }
 }
 
-TEST_F(Comparison, TakesAFixedNumberOfBlocksHoweverManyElements) {
+TEST(Comparison, TakesAFixedNumberOfBlocksHoweverManyElements) {
     for (const int bits : {16, 120}) {
         const NumericType type = fixedType(true, bits, 0);
         const NumericType other = fixedType(true, bits == 16 ? 90 : 70, 2);

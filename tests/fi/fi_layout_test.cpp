@@ -116,7 +116,6 @@ TEST(FiShape, ResizesOnlyWhatMustChange) {
             EXPECT_EQ(array.imagdouble(i), 0.0) << row.why;
         }
     }
-    number::setDefaultPrecision(52, false);
 }
 
 TEST(FiShape, CopiesDataIntoItsOwnType) {

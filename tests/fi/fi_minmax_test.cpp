@@ -18,12 +18,6 @@ using Owner = std::unique_ptr<fi>;
 using Mode = fimath::ArithmeticModeEnum;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-/// Arrays of wide words widen the default precision of numbers, and logs of later tests would see it.
-class MinMax : public testing::Test {
- protected:
-    void TearDown() override { number::setDefaultPrecision(52, false); }
-};
-
 Owner extreme(bool isMax, const fi& a, const fi& b) {
     return Owner(isMax ? &a.max(b) : &a.min(b));
 }
@@ -103,7 +97,7 @@ Entry entryAt(const Part& part, std::size_t i) {
     return {part.re[place], part.im.empty() ? Rational(0) : part.im[place]};
 }
 
-TEST_F(MinMax, OfTwoArraysIsThatOfExactRationals) {
+TEST(MinMax, OfTwoArraysIsThatOfExactRationals) {
     Random random(5811);
     for (int round = 0; round < 2000; ++round) {
         const NumericType type = randomFixedType(random, 200, false);
@@ -146,7 +140,7 @@ TEST_F(MinMax, OfTwoArraysIsThatOfExactRationals) {
     }
 }
 
-TEST_F(MinMax, OfColumnsIsThatOfExactRationals) {
+TEST(MinMax, OfColumnsIsThatOfExactRationals) {
     Random random(5812);
     for (int round = 0; round < 1500; ++round) {
         const NumericType type = randomFixedType(random, 200, false);
@@ -181,7 +175,7 @@ TEST_F(MinMax, OfColumnsIsThatOfExactRationals) {
 }
 
 /// Zeros of both signs tell which operand an element came from.
-TEST_F(MinMax, KeepsTheArraysElementOrTheLeftOneInATieAndBesideNaN) {
+TEST(MinMax, KeepsTheArraysElementOrTheLeftOneInATieAndBesideNaN) {
     const NumericType type = plainType(TypeMode::Double);
     struct Row {
         const char* why;
@@ -211,7 +205,7 @@ TEST_F(MinMax, KeepsTheArraysElementOrTheLeftOneInATieAndBesideNaN) {
 }
 
 /// The left of two real arrays hands on its log; every other result starts with an empty one.
-TEST_F(MinMax, StartsWithAnEmptyLogSaveForTwoRealArrays) {
+TEST(MinMax, StartsWithAnEmptyLogSaveForTwoRealArrays) {
     const LoggingOn logging;
     const NumericType type = fixedType(true, 8, 0);
     const fi a = column({1000.0, 2.0, 3.0}, type);
@@ -246,7 +240,7 @@ TEST_F(MinMax, StartsWithAnEmptyLogSaveForTwoRealArrays) {
     EXPECT_EQ(columns.values->getQlogger().getOperationType(), Operation::Assignment);
 }
 
-TEST_F(MinMax, OfEmptiesIsACopyOfTheEmpty) {
+TEST(MinMax, OfEmptiesIsACopyOfTheEmpty) {
     const NumericType type = fixedType(true, 8, 0);
     const Sizes none{0, 4};
     const fi empty(none.data(), 2, type, rulesOf(), false, "", true, Operation::Assignment, 0);
@@ -272,7 +266,7 @@ TEST_F(MinMax, OfEmptiesIsACopyOfTheEmpty) {
     }
 }
 
-TEST_F(MinMax, OfColumnsTakesTheFirstOfEqualsAndKeepsTypeTagAndRules) {
+TEST(MinMax, OfColumnsTakesTheFirstOfEqualsAndKeepsTypeTagAndRules) {
     struct Row {
         const char* why;
         Sizes sizes;
@@ -329,7 +323,7 @@ fimath rulesWith(Mode mode, int wordBits, int maxBits, int fractionBits, bool is
     return rules;
 }
 
-TEST_F(MinMax, WantsEqualTypesAndRulesAsFarAsTheirModesUseThem) {
+TEST(MinMax, WantsEqualTypesAndRulesAsFarAsTheirModesUseThem) {
     const NumericType type = fixedType(true, 8, 0);
     const auto check = [](const fi& a, const fi& b, const std::string& problem, const std::string& why) {
         for (const bool isMax : {false, true}) {
@@ -385,7 +379,7 @@ TEST_F(MinMax, WantsEqualTypesAndRulesAsFarAsTheirModesUseThem) {
     check(a, scalar(2.0, type, rulesOf(), false), "fimath", "global");
 }
 
-TEST_F(MinMax, RefusesArraysOfOtherSizesAfterTypesAndRules) {
+TEST(MinMax, RefusesArraysOfOtherSizesAfterTypesAndRules) {
     const fi a = column({1.0, 2.0}, fixedType(true, 8, 0));
     const fi b = column({1.0, 2.0, 3.0}, {1.0, 2.0, 3.0}, fixedType(true, 8, 0));
     EXPECT_EQ(raisedBy([&] { extreme(true, a, b); }), kSizesDiffer);
@@ -397,7 +391,7 @@ TEST_F(MinMax, RefusesArraysOfOtherSizesAfterTypesAndRules) {
 
 // Sorting.
 
-TEST_F(MinMax, SortedCopiesHoldEveryColumnInOrderWithThePlacesItCameFrom) {
+TEST(MinMax, SortedCopiesHoldEveryColumnInOrderWithThePlacesItCameFrom) {
     Random random(5813);
     for (int round = 0; round < 400; ++round) {
         const NumericType type = randomFixedType(random, 120, true);
@@ -436,7 +430,7 @@ TEST_F(MinMax, SortedCopiesHoldEveryColumnInOrderWithThePlacesItCameFrom) {
     }
 }
 
-TEST_F(MinMax, SortingMovesRealPartsOnlyAndLeavesIncompleteBlocksAlone) {
+TEST(MinMax, SortingMovesRealPartsOnlyAndLeavesIncompleteBlocksAlone) {
     const NumericType type = fixedType(true, 8, 0);
     const fi z = column({3, 1, 2, 9, 8}, {1, 2, 3, 4, 5}, type);
     std::vector<double> places(5, -1.0);

@@ -295,7 +295,6 @@ TEST(FiConstruction, RefusesWhatItCannotHold) {
 }
 
 TEST(FiConstruction, TakesTagAndOperationAndSetsTheDefaultPrecisionForBuffersOnly) {
-    number::setDefaultPrecision(52, false);
     const fi one(0.5, true, 60, 40, rulesOf(), 0, "gain", true, Operation::Product);
     EXPECT_EQ(one.getTag(), "gain");
     EXPECT_EQ(one.getQlogger().getOperationType(), Operation::Product);
@@ -304,7 +303,6 @@ TEST(FiConstruction, TakesTagAndOperationAndSetsTheDefaultPrecisionForBuffersOnl
     EXPECT_EQ(number::getDefaultPrecision(), 60u);
     EXPECT_NE(raisedBy([] { column({kNaN}, fixedType(true, 70, 40)); }), Raised{});
     EXPECT_EQ(number::getDefaultPrecision(), 60u);
-    number::setDefaultPrecision(52, false);
 }
 
 // Copies.

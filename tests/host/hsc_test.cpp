@@ -20,6 +20,7 @@
 #include "host/reference/modules.h"
 #include "tests/support/arrays.h"
 #include "tests/support/errors.h"
+#include "tests/support/own_process.h"
 
 namespace {
 
@@ -229,28 +230,30 @@ void stateGateway(int resultCount, hvArray** results, int argumentCount, hvArray
 }
 
 TEST(Features, AreRegisteredOnceAndRunByName) {
-    hostref::clearFeatures();
-    hfRegisterFeature(
-        "First", 1, [](const char* name) { gNotified = name; }, stateGateway);
-    hfRegisterFeature("Second", 0, nullptr, stateGateway);
-    hfRegisterFeature("First", 0, nullptr, nullptr);
-    const std::vector<hostref::Feature> features = hostref::registeredFeatures();
-    ASSERT_EQ(features.size(), 2u);
-    EXPECT_EQ(features[0].name, "First");
-    EXPECT_EQ(features[0].defaultValue, 1);
-    EXPECT_EQ(features[1].name, "Second");
+    inOwnProcess([] {
+        hostref::clearFeatures();
+        hfRegisterFeature(
+            "First", 1, [](const char* name) { gNotified = name; }, stateGateway);
+        hfRegisterFeature("Second", 0, nullptr, stateGateway);
+        hfRegisterFeature("First", 0, nullptr, nullptr);
+        const std::vector<hostref::Feature> features = hostref::registeredFeatures();
+        ASSERT_EQ(features.size(), 2u);
+        EXPECT_EQ(features[0].name, "First");
+        EXPECT_EQ(features[0].defaultValue, 1);
+        EXPECT_EQ(features[1].name, "Second");
 
-    const hvArrayOwner seven = doubles(1, 1, {7});
-    hvArray* arguments[] = {seven.get(), seven.get()};
-    EXPECT_EQ(hostref::runFeature("First", 0, {arguments, 1}), nullptr);
-    EXPECT_EQ(gNotified, "First");
-    gNotified.clear();
-    EXPECT_EQ(hvGetScalar(hostref::runFeature("First", 1).get()), 7.0);
-    EXPECT_EQ(gNotified, "") << "reading notifies nobody";
-    EXPECT_EQ(raisedBy([&] { hostref::runFeature("Second", 0, {arguments, 2}); }).id, "VELMAR:tooManyInputs");
-    EXPECT_EQ(raisedBy([] { hostref::runFeature("Third", 0); }).id, "VELMAR:feature:unknown");
-    hostref::clearFeatures();
-    EXPECT_TRUE(hostref::registeredFeatures().empty());
+        const hvArrayOwner seven = doubles(1, 1, {7});
+        hvArray* arguments[] = {seven.get(), seven.get()};
+        EXPECT_EQ(hostref::runFeature("First", 0, {arguments, 1}), nullptr);
+        EXPECT_EQ(gNotified, "First");
+        gNotified.clear();
+        EXPECT_EQ(hvGetScalar(hostref::runFeature("First", 1).get()), 7.0);
+        EXPECT_EQ(gNotified, "") << "reading notifies nobody";
+        EXPECT_EQ(raisedBy([&] { hostref::runFeature("Second", 0, {arguments, 2}); }).id, "VELMAR:tooManyInputs");
+        EXPECT_EQ(raisedBy([] { hostref::runFeature("Third", 0); }).id, "VELMAR:feature:unknown");
+        hostref::clearFeatures();
+        EXPECT_TRUE(hostref::registeredFeatures().empty());
+    });
 }
 
 TEST(Modules, ArePresentWhenAProgramSaysSo) {

@@ -12,6 +12,7 @@
 #include "host/hsc.h"
 #include "host/om.h"
 #include "tests/support/arrays.h"
+#include "tests/support/own_process.h"
 #include "tests/support/thrown.h"
 
 namespace {
@@ -56,27 +57,29 @@ TEST(Modules, ThatCanNotBeLoadedAreToldApart) {
 }
 
 TEST(Modules, LiveFromAFailedStartToAStartAfterStop) {
-    // This module leaves the host's symbols to the process, too.
-    Session session(OPEN_MODULE, {}, Session::Start::later);
-    EXPECT_EQ(session.moduleName(), "open_module");
-    EXPECT_FALSE(session.hasClass("open_module.item"));
-    reinterpret_cast<void (*)()>(session.entryPoint("failNextStart"))();
-    EXPECT_EQ(thrownBy([&] { session.start(); }), (Raised{"test:start", "The start failed."}));
-    EXPECT_TRUE(session.hasClass("open_module.item"));
-    session.start();
-    session.start();
-    const Value kept = session.construct("open_module.item", {4});
-    EXPECT_EQ(session.entryPoint("noSuchFunction"), nullptr);
+    inOwnProcess([] {
+        // This module leaves the host's symbols to the process, too.
+        Session session(OPEN_MODULE, {}, Session::Start::later);
+        EXPECT_EQ(session.moduleName(), "open_module");
+        EXPECT_FALSE(session.hasClass("open_module.item"));
+        reinterpret_cast<void (*)()>(session.entryPoint("failNextStart"))();
+        EXPECT_EQ(thrownBy([&] { session.start(); }), (Raised{"test:start", "The start failed."}));
+        EXPECT_TRUE(session.hasClass("open_module.item"));
+        session.start();
+        session.start();
+        const Value kept = session.construct("open_module.item", {4});
+        EXPECT_EQ(session.entryPoint("noSuchFunction"), nullptr);
 
-    session.stop();
-    session.stop();
-    EXPECT_FALSE(session.hasClass("open_module.item"));
-    EXPECT_EQ(thrownBy([&] { session.construct("open_module.item"); }),
-              (Raised{"VELMAR:class:unknown", "There is no class 'open_module.item'."}));
-    // What is held stays whole, with its class.
-    EXPECT_EQ(kept.get("Width").toDouble(), 4.0);
-    session.start();
-    EXPECT_FALSE(session.hasClass("open_module.item"));
+        session.stop();
+        session.stop();
+        EXPECT_FALSE(session.hasClass("open_module.item"));
+        EXPECT_EQ(thrownBy([&] { session.construct("open_module.item"); }),
+                  (Raised{"VELMAR:class:unknown", "There is no class 'open_module.item'."}));
+        // What is held stays whole, with its class.
+        EXPECT_EQ(kept.get("Width").toDouble(), 4.0);
+        session.start();
+        EXPECT_FALSE(session.hasClass("open_module.item"));
+    });
 }
 
 TEST(Modules, CanBeStartedAfterAnEarlyStop) {
@@ -93,20 +96,22 @@ TEST(Modules, CanBeStartedAfterAnEarlyStop) {
 }
 
 TEST(Modules, OfTheProgramItselfAreStartedByTheirFunctions) {
-    static int started = 0;
-    static int stopped = 0;
-    Session session(hostref::Module{"own", [] { ++started; }, [] { ++stopped; }});
-    EXPECT_EQ(started, 1);
-    session.stop();
-    EXPECT_EQ(stopped, 1);
-    static int failures = 1;
-    hostref::Module failing{"failing",
-                            [] {
-                                if (failures-- > 0) throw std::bad_alloc();
-                            },
-                            [] {}};
-    EXPECT_EQ(thrownBy([&] { Session{failing}; }).id, "VELMAR:nomem");
-    EXPECT_EQ(thrownBy([&] { Session{failing}; }), Raised{});
+    inOwnProcess([] {
+        static int started = 0;
+        static int stopped = 0;
+        Session session(hostref::Module{"own", [] { ++started; }, [] { ++stopped; }});
+        EXPECT_EQ(started, 1);
+        session.stop();
+        EXPECT_EQ(stopped, 1);
+        static int failures = 1;
+        hostref::Module failing{"failing",
+                                [] {
+                                    if (failures-- > 0) throw std::bad_alloc();
+                                },
+                                [] {}};
+        EXPECT_EQ(thrownBy([&] { Session{failing}; }).id, "VELMAR:nomem");
+        EXPECT_EQ(thrownBy([&] { Session{failing}; }), Raised{});
+    });
 }
 
 TEST(Modules, MayThrowAnythingAtTheirStartAndStop) {
@@ -287,13 +292,15 @@ TEST_F(Calls, ReachFunctionsThatAreWrittenOnTheSessionOfTheCall) {
 }
 
 TEST_F(Calls, FindMethodsThatComeWhileTheSessionRuns) {
-    const Value own = item(3);
-    EXPECT_EQ(failureOf("late", {own}).id, "VELMAR:class:unknownMethod");
-    session.call("addMethodWhileRunning", {own});
-    EXPECT_EQ(session.call("late", {own}).toText(), "0: item=3");
-    session.addMethod("test_module.item", "late",
-                      [](int, std::span<const hvArray* const>) { return resultsOf(hvCreateString("replaced")); });
-    EXPECT_EQ(session.call("late", {own}).toText(), "replaced");
+    inOwnProcess([this] {
+        const Value own = item(3);
+        EXPECT_EQ(failureOf("late", {own}).id, "VELMAR:class:unknownMethod");
+        session.call("addMethodWhileRunning", {own});
+        EXPECT_EQ(session.call("late", {own}).toText(), "0: item=3");
+        session.addMethod("test_module.item", "late",
+                          [](int, std::span<const hvArray* const>) { return resultsOf(hvCreateString("replaced")); });
+        EXPECT_EQ(session.call("late", {own}).toText(), "replaced");
+    });
 }
 
 // Results
