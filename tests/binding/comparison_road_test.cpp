@@ -107,6 +107,7 @@ TEST_F(ComparisonRoad, WarnsOfNumbersThatDontFit) {
         Value a, b;
         double overflows;
         const char* warning;
+        double underflows = 0;
     };
     const Row rows[] = {
         {"binary_max", a, 7.0, 1, "1 overflow occurred in the fi max operation."},
@@ -114,13 +115,16 @@ TEST_F(ComparisonRoad, WarnsOfNumbersThatDontFit) {
         {"binary_min", a, Numbers{7.0, -7.0}, 2, "2 overflows occurred in the fi min operation."},
         // The result of two arrays goes on with the log of the left one, which has counted them already.
         {"binary_max", Numbers{7.0, -7.0}, a, 4, "4 overflows occurred in the fi max operation."},
+        {"binary_max", a, 1e-9, 0, "1 underflow occurred in the fi max operation.", 1},
     };
     session.takeWarnings();
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.method << " " << row.a << " " << row.b);
         const Value result = session.call(row.method, {row.a, row.b});
-        EXPECT_EQ(session.takeWarnings(), (std::vector<Warning>{{"fi:overflow", row.warning}}));
+        EXPECT_EQ(session.takeWarnings(),
+                  (std::vector<Warning>{{row.overflows > 0 ? "fi:overflow" : "fi:underflow", row.warning}}));
         EXPECT_EQ(session.call("noverflows", {result}).toDouble(), row.overflows);
+        EXPECT_EQ(session.call("nunderflows", {result}).toDouble(), row.underflows);
     }
 }
 

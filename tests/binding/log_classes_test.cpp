@@ -191,6 +191,20 @@ TEST_F(LogClasses, TheSessionAddsOnceWhatItWarnsOf) {
     }
 }
 
+// The number is an array for a moment, which logs, too.
+TEST_F(LogClasses, ANumberBesideATaggedArrayLeavesNoRecordUnderItsTag) {
+    logging(true);
+    session.setFeature("FiTagLogging", 1);
+    session.callStatic("embedded.qlogger", "SetLogType", {1});
+    const Value tagged = s16(0.5);
+    tagged.set("Tag", "in");
+    EXPECT_EQ(session.call("eq", {tagged, 0.5}), Value(true));
+    const Value kept = logs();
+    for (std::size_t i = 0; i < kept.numberOfElements(); ++i) {
+        EXPECT_NE(kept.cell(i).get("Tag"), Value("in"));
+    }
+}
+
 TEST_F(LogClasses, TheTypeOfARecordIsWrittenByTheSystem) {
     const Value record = session.construct("embedded.filog");
     EXPECT_EQ(typeOf(record), "s16,15");

@@ -128,6 +128,10 @@ TEST(FiInt, RoundsEntriesBetweenIntegersAndCutsThoseBeyondTheClass) {
         {false, 32, 0, -1, 4294967295.0},
         {true, 16, 0, NAN, 0},
         {true, 32, 0, inf, -0x1p31},
+        // From 2^52 on a sum with 0.5 would move odd ones.
+        {false, 32, -20, 0x1.0000000000001p32, 1},
+        {false, 32, -20, -0x1.0000000000001p32, 4294967295.0},
+        {false, 32, -21, 0x1.0000000000001p32, 2},
         // 2^1030 is no double, and the words are there all the same.
         {true, 32, -1030, 0x1p-1030 * 5, 5},
         // Long words are cut toward zero.

@@ -98,9 +98,15 @@ TEST_F(Logs, ReadAndTakeRealWorldExtremes) {
 TEST_F(Logs, AreResetTogetherWithThoseOfRegisters) {
     const fi array = seenColumn("a");
     fillSumRegister(array, 3.0);
+    array.initializeProductRegister(array.getNumericType(), array.getNumericType(), array.getFimath(), 0);
+    for (const qlogger* log : {&array.getproductQlogger(), &array.getproductregsumQlogger()}) {
+        log->setMaxLogFromRealWorldValue(3.0);
+    }
     fi::setLogging(false);
     array.resetLogging();
     EXPECT_TRUE(array.getQlogger().isreset());
+    EXPECT_TRUE(array.getproductQlogger().isreset());
+    EXPECT_TRUE(array.getproductregsumQlogger().isreset());
     EXPECT_TRUE(array.getsumQlogger().isreset());
     EXPECT_EQ(array.getNoverflows() + array.getNunderflows() + array.getNoperations(), 0u);
     EXPECT_EQ(array.getsumQlogger().getNoverflows(), 0u);

@@ -365,4 +365,16 @@ TEST(SlopeBias, WorstCaseOperandsLastUntilAnOperandsTypeChanges) {
     EXPECT_EQ(fieldsOf(a.rightOfWorstCase().getNumericType()), fieldsOf(a.leftOfWorstCase().getNumericType()));
 }
 
+// The zero that stands for the imaginary part of a real array is one of the real world.
+TEST(SlopeBias, ARealArrayPutIntoAComplexOneBringsAZeroOfTheRealWorld) {
+    const ComplexSlopeBias allowed;
+    const NumericType type = slopeBiasType(true, 8, 1.0, 0, 5.0);
+    fi target = column({7.0, 8.0}, {7.0, 8.0}, type);
+    const hvArrayOwner plan(hvCreateDoubleMatrix(2, 1));
+    hvGetPr(plan.get())[1] = -1.0;
+    target.subscriptedOverwriteAssignment(plan.get(), scalar(9.0, type));
+    EXPECT_EQ(realParts(target), (std::vector<double>{2.0, 4.0}));
+    EXPECT_EQ(imaginaryParts(target), (std::vector<double>{2.0, -5.0}));
+}
+
 }  // namespace

@@ -199,8 +199,10 @@ TEST(SquareRoot, OfArraysAreThoseOfTheSearchForEach) {
         const bool isWide = random.oneIn(4);
         const bool isSigned = random.oneIn(2);
         const NumericType source = fixedType(isSigned, isWide ? 52 : random.between(4, 10), random.between(-4, 12));
-        const int rootBits = isWide ? 26 : random.between(1, 8);
-        const int rootFraction = isWide ? source.getFractionLength() / 2 : random.between(-2, 7);
+        // Roots of more bits than the array code takes, too.
+        const int rootBits = isWide ? random.between(24, 28) : random.between(1, 8);
+        const int rootFraction =
+            isWide ? source.getFractionLength() / 2 + random.between(-1, 2) : random.between(-2, 7);
         const NumericType type = fixedType(random.oneIn(2), rootBits, rootFraction);
         fimath rules = rulesOf(random.pick(kRoundings), random.oneIn(2));
         rules.setCastBeforeSum(random.oneIn(2));
@@ -213,8 +215,12 @@ TEST(SquareRoot, OfArraysAreThoseOfTheSearchForEach) {
         const Rational step = twoTo(source.getFixedExponent());
         for (int i = 0; i < (isWide ? 200 : 1 << (source.getWordLength() - (isSigned ? 1 : 0))); ++i) {
             // Next to a square a floating-point root is the square's own.
-            const Rational root = isWide ? random.between(0, (1 << 25) - 1) * twoTo(-rootFraction) : Rational(0);
-            const Rational value = isWide ? Rational(root * root + random.between(-1, 1) * step) : Rational(i * step);
+            const Rational root =
+                isWide ? random.between(0, (1 << random.between(23, 27)) - 1) * twoTo(-rootFraction) : Rational(0);
+            // Halfway to the next one the distances of both squares are nearly equal.
+            const Rational near = root * root + (random.oneIn(2) ? Rational(root * twoTo(-rootFraction)) : Rational(0));
+            const Rational value =
+                isWide ? Rational((floorOf(near / step) + random.between(-1, 1)) * step) : Rational(i * step);
             values.re.push_back(value > highOf(source) || value < 0 ? Rational(0) : value);
         }
         const Owner x = arrayOf(values, source, rules);

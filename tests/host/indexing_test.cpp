@@ -391,6 +391,11 @@ TEST(Indexing, WrongIndicesAndValuesAreErrorsAndChangeNothing) {
         EXPECT_EQ(id, r.id);
         EXPECT_EQ(square, arrayOf({2, 2}, {1, 2, 3, 4}));
     }
+    // Only what has no extent at all grows into a row.
+    const Value noRows = arrayOf({0, 3}, {});
+    const std::vector<Value> second = {2};
+    EXPECT_EQ(raisedBy([&] { hostref::withElements(noRows.array(), borrowedFrom(second), Value(9).array()); }).id,
+              "VELMAR:subs:cannotResize");
 }
 
 // Whether one of many numbers is no position must not depend on where it stands.

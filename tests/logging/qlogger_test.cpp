@@ -152,6 +152,8 @@ TEST(Logger, SetKeepsTagOperationAndFlagsWhereAssignmentTakesThem) {
     qlogger source("source", Operation::Product, NumericType(false, 8, 4), true, true);
     source.setMax(value(2));
     source.setNMathOperations(6);
+    source.setOldOverflows(3);
+    source.setOldUnderflows(5);
     const auto target = [] { return qlogger("target", Operation::Sum, NumericType(), false, false); };
     qlogger kept = target();
     kept.set(source);
@@ -169,6 +171,8 @@ TEST(Logger, SetKeepsTagOperationAndFlagsWhereAssignmentTakesThem) {
         EXPECT_EQ(log->getNumericType().getWordLength(), 8);
         EXPECT_EQ(log->getMax().todouble(), 2.0);
         EXPECT_EQ(log->getNMathoperations(), 6u);
+        EXPECT_EQ(log->getOldOverflows(), 3u);
+        EXPECT_EQ(log->getOldUnderflows(), 5u);
     }
     taken.copyMinMax(target());
     EXPECT_TRUE(taken.isreset());

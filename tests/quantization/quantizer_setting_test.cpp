@@ -235,6 +235,15 @@ TEST(Set, DerivesOnlyWhenSomethingDiffersOrIsForced) {
         EXPECT_EQ(target.getNoverflows(), 3u);
         EXPECT_EQ(target.getTag(), "kept");
     }
+    // Each mode alone makes a type derive anew.
+    for (const auto& [round, overflow] :
+         {std::pair(RoundMode::Ceil, OverflowMode::Saturate), std::pair(RoundMode::Floor, OverflowMode::Wrap)}) {
+        const NumericType binary(true, 12, 4);
+        quantizer target = Description{Mode::Fixed, 12, 4}.make();
+        target.set(binary, round, overflow, false);
+        EXPECT_EQ(stateOf(target),
+                  stateOf(quantizer(binary, round, overflow, "", embedded::OperationTypeEnum::Unspecified, false)));
+    }
     // The exponent length is no part of the comparison, the word and fraction lengths are.
     EXPECT_TRUE(Description({Mode::Fixed, 8, 2}).make().isequal(Description({Mode::Fixed, 8, 2}).make()));
 }
@@ -313,6 +322,7 @@ TEST(UnknownModes, QuantizeArraysByTheFunctionThatStays) {
             }
             q.getQlogger().setAlwaysLog(counts);
             const quantizer byElement(q);
+            const quantizer copy(q);
             std::vector<double> expected;
             for (const double value : values) {
                 number x(value, 52, false);
@@ -321,6 +331,8 @@ TEST(UnknownModes, QuantizeArraysByTheFunctionThatStays) {
             std::vector<double> results(values.size());
             q.quantize(values, results);
             EXPECT_EQ(results, expected);
+            copy.quantize(values, results);
+            EXPECT_EQ(results, expected) << "by a copy";
             EXPECT_EQ(countsOf(q), countsOf(byElement));
             EXPECT_EQ(q.getMax().todouble(), byElement.getMax().todouble());
         }

@@ -183,8 +183,10 @@ TEST_F(Composition, OfMatricesTakesWholeSizesAboveZero) {
     std::ranges::fill(hvGetTypedData<std::int16_t>(integers.get()), std::int16_t{5});
     matrix->setDims(integers.get());
     EXPECT_EQ(matrix->getWidth(), 25u);
+    matrix->setFrameData(true);
     const MatrixType copy(*matrix);
     EXPECT_TRUE(copy.compareDims(matrix));
+    EXPECT_TRUE(copy.getFrameData());
     matrix->setDims(0, nullptr);
     EXPECT_EQ(raisedBy([&] { matrix->getWidth(); }), positive);
     EXPECT_FALSE(copy.compareDims(matrix));
