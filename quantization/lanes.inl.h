@@ -13,14 +13,28 @@ using Mask = hn::Mask<Tag>;
 // As many doubles as the instruction set has lanes for, with the vocabulary of the rules.
 struct Lanes {
     hn::Vec<Tag> v;
-
-    friend HWY_INLINE Lanes operator+(Lanes a, Lanes b) { return {hn::Add(a.v, b.v)}; }
-    friend HWY_INLINE Lanes operator-(Lanes a, Lanes b) { return {hn::Sub(a.v, b.v)}; }
-    friend HWY_INLINE Lanes operator*(Lanes a, Lanes b) { return {hn::Mul(a.v, b.v)}; }
-    friend HWY_INLINE Mask operator<(Lanes a, Lanes b) { return hn::Lt(a.v, b.v); }
-    friend HWY_INLINE Mask operator>=(Lanes a, Lanes b) { return hn::Ge(a.v, b.v); }
-    friend HWY_INLINE Mask operator==(Lanes a, Lanes b) { return hn::Eq(a.v, b.v); }
 };
+
+// Outside the class: friends that are defined in it are not compiled for the instruction set of the file, so that code
+// which isn't inlined would pass vectors in one way and take them in another.
+HWY_INLINE Lanes operator+(Lanes a, Lanes b) {
+    return {hn::Add(a.v, b.v)};
+}
+HWY_INLINE Lanes operator-(Lanes a, Lanes b) {
+    return {hn::Sub(a.v, b.v)};
+}
+HWY_INLINE Lanes operator*(Lanes a, Lanes b) {
+    return {hn::Mul(a.v, b.v)};
+}
+HWY_INLINE Mask operator<(Lanes a, Lanes b) {
+    return hn::Lt(a.v, b.v);
+}
+HWY_INLINE Mask operator>=(Lanes a, Lanes b) {
+    return hn::Ge(a.v, b.v);
+}
+HWY_INLINE Mask operator==(Lanes a, Lanes b) {
+    return hn::Eq(a.v, b.v);
+}
 
 HWY_INLINE Lanes roundFloor(Lanes x) {
     return {hn::Floor(x.v)};
