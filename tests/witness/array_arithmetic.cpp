@@ -126,7 +126,7 @@ ArrayRow elements[] = {
      [](Case& c) { c.a->setvalue(valueFor(c.draw, c.a->getNumericType(), anySpread(c.draw))); }, 2},
     {"compare", kPair | kElement,
      [](Case& c) {
-         c.out("  compared", *c.a == *c.b, *c.a != *c.b, *c.a < *c.b, *c.a <= *c.b, *c.a > *c.b, *c.a >= *c.b);
+         c.out("  compared", *c.a == *c.b, *c.a != *c.b, *c.a<*c.b, *c.a <= *c.b, *c.a> * c.b, *c.a >= *c.b);
      }},
     {"abs", kElement,
      [](Case& c) {

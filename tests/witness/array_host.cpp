@@ -10,8 +10,8 @@ using Case = ArrayCase;
 using Chunks = fi::IntArrayChunkMode;
 using Place = fi::IntArrayDimensionMode;
 
-constexpr hvClassID kIntegers[] = {hvINT8_CLASS,   hvUINT8_CLASS,  hvINT16_CLASS, hvUINT16_CLASS,
-                                   hvINT32_CLASS,  hvUINT32_CLASS, hvINT64_CLASS, hvUINT64_CLASS,
+constexpr hvClassID kIntegers[] = {hvINT8_CLASS,   hvUINT8_CLASS,  hvINT16_CLASS,  hvUINT16_CLASS,
+                                   hvINT32_CLASS,  hvUINT32_CLASS, hvINT64_CLASS,  hvUINT64_CLASS,
                                    hvDOUBLE_CLASS, hvSINGLE_CLASS, hvLOGICAL_CLASS};
 hvClassID anyClass(Case& c) {
     return c.draw.of(std::span<const hvClassID>(kIntegers));
@@ -25,12 +25,12 @@ bool isComplex(Case& c) {
 /// Bytes of one word in the buffers of the block diagram companion; 0 where there is none.
 std::size_t bytesOfWord(const fi& array) {
     const int bits = array.getWordLength();
-    return !array.isFixed() || bits > 128                    ? 0
-           : bits <= 8                                      ? 1
-           : bits <= 16                                     ? 2
-           : bits <= 32                                     ? 4
+    return !array.isFixed() || bits > 128                  ? 0
+           : bits <= 8                                     ? 1
+           : bits <= 16                                    ? 2
+           : bits <= 32                                    ? 4
            : embedded::getFeatureFi33PlusMemoryFootprint() ? 4 * static_cast<std::size_t>(array.numChunks())
-                                                            : 16;
+                                                           : 16;
 }
 struct Layout {
     Chunks chunks;
@@ -115,9 +115,7 @@ ArrayRow integers[] = {
     {"getDravelinIntArray", kFinite, [](Case& c) { c.keep(c.a->getDravelinIntArray()); }},
     {"getDravelinArray32MemoryFootPrint", kFinite, [](Case& c) { c.keep(c.a->getDravelinArray32MemoryFootPrint()); }},
     {"setDravelinIntArray", kRestructures | kFinite,
-     [](Case& c) {
-         c.a->setDravelinIntArray(words(c, [](const fi& x) { return x.getDravelinIntArray(); }).get());
-     }},
+     [](Case& c) { c.a->setDravelinIntArray(words(c, [](const fi& x) { return x.getDravelinIntArray(); }).get()); }},
     {"DVArray", kElement | kFinite,
      [](Case& c) {
          const std::size_t bytes = bytesOfWord(*c.a);

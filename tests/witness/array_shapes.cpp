@@ -101,7 +101,10 @@ ArrayRow shapes[] = {
      },
      1},
     {"checkSignedIndex", kOne,
-     [](Case& c) { c.a->checkSignedIndex(c.draw.of({0.0, 1.0, -1.0, 0.5, 1e9})); }, 1},
+     [](Case& c) {
+         c.a->checkSignedIndex(c.draw.of({0.0, 1.0, -1.0, 0.5, 1e9}));
+     },
+     1},
 };
 
 /// Positions and values for setting bits, as scalars or as arrays.

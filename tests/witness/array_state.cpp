@@ -49,9 +49,16 @@ ArrayRow assignment[] = {
     {"updateAssignmentQuantizer", kRestructures, [](Case& c) { c.a->updateAssignmentQuantizer(); }, 2},
     {"updatePrecision", kRestructures, [](Case& c) { c.a->updatePrecision(); }, 1},
     {"reInitializeRealImag", kRestructures, [](Case& c) { c.a->reInitializeRealImag(); }, 1},
-    {"setPrecision", kRestructures, [](Case& c) { c.a->setPrecision(c.draw.of({40U, 52U, 53U, 64U, 100U})); }, 1},
+    {"setPrecision", kRestructures,
+     [](Case& c) {
+         c.a->setPrecision(c.draw.of({40U, 52U, 53U, 64U, 100U}));
+     },
+     1},
     {"coordinateComplexity", kOne,
-     [](Case& c) { c.a->coordinateComplexity(c.draw.percent(70), c.draw.of({0U, 40U, 52U, 53U, 64U, 130U})); }, 3},
+     [](Case& c) {
+         c.a->coordinateComplexity(c.draw.percent(70), c.draw.of({0U, 40U, 52U, 53U, 64U, 130U}));
+     },
+     3},
     {"updateNumel", kRestructures,
      [](Case& c) {
          const std::uint64_t dims[] = {c.a->getN(), c.a->getM()};
@@ -75,10 +82,18 @@ ArrayRow assignment[] = {
          FiReference view(*c.a);
          view.setIndex(c.place());
          switch (c.draw.below(5)) {
-             case 0: c.keep(c.a->plus(view)); break;
-             case 1: c.keep(view.times(*c.a)); break;
-             case 2: *c.a += view; break;
-             case 3: *c.a *= view; break;
+             case 0:
+                 c.keep(c.a->plus(view));
+                 break;
+             case 1:
+                 c.keep(view.times(*c.a));
+                 break;
+             case 2:
+                 *c.a += view;
+                 break;
+             case 3:
+                 *c.a *= view;
+                 break;
              default:
                  c.a->subscriptedOverwriteAssignment(
                      c.plan(Sizes(c.a->dims(), c.a->dims() + c.a->ndims()), -static_cast<double>(c.a->numel()),
@@ -96,10 +111,21 @@ ArrayRow types[] = {
     {"setFixedExponent", kRestructures, [](Case& c) { c.a->setFixedExponent(c.draw.between(-40, 10)); }},
     {"setSigned", kRestructures, [](Case& c) { c.a->setSigned(c.draw.oneIn(2)); }},
     {"setSignedness", kRestructures, [](Case& c) { c.a->setSignedness(c.draw.anyOf<fi::Signedness>(2)); }},
-    {"setSlope", kRestructures, [](Case& c) { c.a->setSlope(c.draw.of({0.25, 1.0, 0.3, 2.0, 0.0})); }, 2},
+    {"setSlope", kRestructures,
+     [](Case& c) {
+         c.a->setSlope(c.draw.of({0.25, 1.0, 0.3, 2.0, 0.0}));
+     },
+     2},
     {"setSlopeAdjustmentFactor", kRestructures,
-     [](Case& c) { c.a->setSlopeAdjustmentFactor(c.draw.of({1.0, 1.0, 1.5, 2.5})); }, 2},
-    {"setBias", kRestructures, [](Case& c) { c.a->setBias(c.draw.of({0.0, 0.0, 1.0, -2.5})); }, 2},
+     [](Case& c) {
+         c.a->setSlopeAdjustmentFactor(c.draw.of({1.0, 1.0, 1.5, 2.5}));
+     },
+     2},
+    {"setBias", kRestructures,
+     [](Case& c) {
+         c.a->setBias(c.draw.of({0.0, 0.0, 1.0, -2.5}));
+     },
+     2},
     {"setScaling of three", kRestructures,
      [](Case& c) {
          const double factor = c.draw.of({1.0, 1.25});
@@ -138,22 +164,55 @@ ArrayRow rules[] = {
     {"setProductWordLength", kRestructures, [](Case& c) { c.a->setProductWordLength(c.theme.wordLength(c.draw)); }},
     {"setSumWordLength", kRestructures, [](Case& c) { c.a->setSumWordLength(c.theme.wordLength(c.draw)); }},
     {"setMaxProductWordLength", kRestructures,
-     [](Case& c) { c.a->setMaxProductWordLength(c.draw.of({16, 64, 128, 65535, 65535, 0})); }, 2},
+     [](Case& c) {
+         c.a->setMaxProductWordLength(c.draw.of({16, 64, 128, 65535, 65535, 0}));
+     },
+     2},
     {"setMaxSumWordLength", kRestructures,
-     [](Case& c) { c.a->setMaxSumWordLength(c.draw.of({16, 64, 128, 65535, 65535, 70000})); }, 2},
+     [](Case& c) {
+         c.a->setMaxSumWordLength(c.draw.of({16, 64, 128, 65535, 65535, 70000}));
+     },
+     2},
     {"setProductFractionLength", kRestructures, [](Case& c) { c.a->setProductFractionLength(c.draw.between(-5, 40)); }},
     {"setSumFractionLength", kRestructures, [](Case& c) { c.a->setSumFractionLength(c.draw.between(-5, 40)); }},
-    {"setProductFixedExponent", kRestructures, [](Case& c) { c.a->setProductFixedExponent(c.draw.between(-30, 4)); }, 2},
+    {"setProductFixedExponent", kRestructures, [](Case& c) { c.a->setProductFixedExponent(c.draw.between(-30, 4)); },
+     2},
     {"setSumFixedExponent", kRestructures, [](Case& c) { c.a->setSumFixedExponent(c.draw.between(-30, 4)); }, 2},
-    {"setProductSlope", kRestructures, [](Case& c) { c.a->setProductSlope(c.draw.of({0.5, 1.0, 0.125, 0.3})); }, 1},
-    {"setSumSlope", kRestructures, [](Case& c) { c.a->setSumSlope(c.draw.of({0.5, 1.0, 0.125, 0.3})); }, 1},
+    {"setProductSlope", kRestructures,
+     [](Case& c) {
+         c.a->setProductSlope(c.draw.of({0.5, 1.0, 0.125, 0.3}));
+     },
+     1},
+    {"setSumSlope", kRestructures,
+     [](Case& c) {
+         c.a->setSumSlope(c.draw.of({0.5, 1.0, 0.125, 0.3}));
+     },
+     1},
     {"setProductSlopeAdjustmentFactor", kRestructures,
-     [](Case& c) { c.a->setProductSlopeAdjustmentFactor(c.draw.of({1.0, 1.0, 1.5, 2.0})); }, 1},
+     [](Case& c) {
+         c.a->setProductSlopeAdjustmentFactor(c.draw.of({1.0, 1.0, 1.5, 2.0}));
+     },
+     1},
     {"setSumSlopeAdjustmentFactor", kRestructures,
-     [](Case& c) { c.a->setSumSlopeAdjustmentFactor(c.draw.of({1.0, 1.0, 1.5, 2.0})); }, 1},
-    {"setProductBias", kRestructures, [](Case& c) { c.a->setProductBias(c.draw.of({0.0, 0.0, 1.0})); }, 1},
-    {"setSumBias", kRestructures, [](Case& c) { c.a->setSumBias(c.draw.of({0.0, 0.0, 1.0})); }, 1},
-    {"setCStyle", kRestructures, [](Case& c) { c.a->setCStyle(hostRow({c.draw.of({0.0, 1.0})}).get()); }, 1},
+     [](Case& c) {
+         c.a->setSumSlopeAdjustmentFactor(c.draw.of({1.0, 1.0, 1.5, 2.0}));
+     },
+     1},
+    {"setProductBias", kRestructures,
+     [](Case& c) {
+         c.a->setProductBias(c.draw.of({0.0, 0.0, 1.0}));
+     },
+     1},
+    {"setSumBias", kRestructures,
+     [](Case& c) {
+         c.a->setSumBias(c.draw.of({0.0, 0.0, 1.0}));
+     },
+     1},
+    {"setCStyle", kRestructures,
+     [](Case& c) {
+         c.a->setCStyle(hostRow({c.draw.of({0.0, 1.0})}).get());
+     },
+     1},
     {"setFimath", kRestructures, [](Case& c) { c.a->setFimath(c.theme.rules); }, 8},
     {"setFimathIsLocal", kRestructures, [](Case& c) { c.a->setFimathIsLocal(c.draw.oneIn(2)); }},
     {"setGlobalFimath", kOne, [](Case& c) { fimath::setGlobalFimath(anyRules(c)); }},
@@ -201,10 +260,18 @@ ArrayRow logs[] = {
      [](Case& c) {
          const OperationCounts counts{c.draw.below(99), c.draw.below(99)};
          switch (c.draw.below(5)) {
-             case 0: reports::report(anyLog(c), "plus"); break;
-             case 1: reports::reportWithTotal(anyLog(c), fi::getSumlog(), counts, "plus"); break;
-             case 2: reports::reportWithTotal(anyLog(c), fi::getSumlog(), c.b->getQlogger(), counts, "plus"); break;
-             case 3: reports::reportConcatenation(anyLog(c), fi::getAssignlog()); break;
+             case 0:
+                 reports::report(anyLog(c), "plus");
+                 break;
+             case 1:
+                 reports::reportWithTotal(anyLog(c), fi::getSumlog(), counts, "plus");
+                 break;
+             case 2:
+                 reports::reportWithTotal(anyLog(c), fi::getSumlog(), c.b->getQlogger(), counts, "plus");
+                 break;
+             case 3:
+                 reports::reportConcatenation(anyLog(c), fi::getAssignlog());
+                 break;
              default:
                  if (c.a->isProductRegisterInitialized()) {
                      reports::reportProductAndSum({c.a->getproductQlogger(), c.a->getproductregsumQlogger()},
@@ -221,15 +288,23 @@ ArrayRow logs[] = {
     {"set", kPair, [](Case& c) { anyLog(c).set(c.b->getQlogger()); }, 2},
     {"disp", kOne, [](Case& c) { anyLog(c).disp(); }, 1},
     {"default precision", kOne,
-     [](Case& c) { number::setDefaultPrecision(c.draw.of({52U, 52U, 64U}), c.draw.oneIn(12)); }, 3},
+     [](Case& c) {
+         number::setDefaultPrecision(c.draw.of({52U, 52U, 64U}), c.draw.oneIn(12));
+     },
+     3},
 };
 
 /// The dimensions drawn for a new array, with what constructors take.
 struct Made {
     explicit Made(Case& c)
-        : sizes(c.theme.sizes(c.draw)), type(anyType(c)), rules(c.theme.rulesOfArray(c.draw)),
-          isLocal(c.theme.isLocal(c.draw)), isComplex(c.theme.isComplex(c.draw)), precision(c.draw.of({0U, 0U, 53U, 64U})),
-          tag(c.draw.tag()), re(valuesFor(c.draw, type, anySpread(c.draw), std::max<std::uint64_t>(countOf(sizes), 1))),
+        : sizes(c.theme.sizes(c.draw)),
+          type(anyType(c)),
+          rules(c.theme.rulesOfArray(c.draw)),
+          isLocal(c.theme.isLocal(c.draw)),
+          isComplex(c.theme.isComplex(c.draw)),
+          precision(c.draw.of({0U, 0U, 53U, 64U})),
+          tag(c.draw.tag()),
+          re(valuesFor(c.draw, type, anySpread(c.draw), std::max<std::uint64_t>(countOf(sizes), 1))),
           im(valuesFor(c.draw, type, anySpread(c.draw), re.size())) {}
     Sizes sizes;
     NumericType type;
@@ -304,19 +379,16 @@ ArrayRow construction[] = {
          if (c.draw.oneIn(4) && type.isScaledType()) {
              type.setScaling(NumericType::ScalingEnum::Unspecified);
          }
-         const hvArrayOwner host =
-             hostArray(c.draw, m.type, m.sizes,
-                       c.draw.of({hvDOUBLE_CLASS, hvDOUBLE_CLASS, hvSINGLE_CLASS, hvINT16_CLASS, hvUINT8_CLASS,
-                                  hvINT64_CLASS, hvUINT64_CLASS, hvLOGICAL_CLASS}),
-                       m.isComplex);
-         c.keep(c.draw.oneIn(2)
-                    ? std::make_unique<fi>(host.get(), type, m.rules, m.tag, m.isLocal, kAssignment)
-                    : std::make_unique<fi>(host.get(), type, m.isLocal, m.precision, m.tag, kAssignment));
+         const hvArrayOwner host = hostArray(c.draw, m.type, m.sizes,
+                                             c.draw.of({hvDOUBLE_CLASS, hvDOUBLE_CLASS, hvSINGLE_CLASS, hvINT16_CLASS,
+                                                        hvUINT8_CLASS, hvINT64_CLASS, hvUINT64_CLASS, hvLOGICAL_CLASS}),
+                                             m.isComplex);
+         c.keep(c.draw.oneIn(2) ? std::make_unique<fi>(host.get(), type, m.rules, m.tag, m.isLocal, kAssignment)
+                                : std::make_unique<fi>(host.get(), type, m.isLocal, m.precision, m.tag, kAssignment));
      },
      8},
     {"copy", kOne, [](Case& c) { c.keep(std::make_unique<fi>(*c.a)); }, 8},
-    {"copy an element", kElement,
-     [](Case& c) { c.keep(std::make_unique<fi>(*c.a, embedded::CopyElement::tag)); }},
+    {"copy an element", kElement, [](Case& c) { c.keep(std::make_unique<fi>(*c.a, embedded::CopyElement::tag)); }},
     {"copy real parts", kOne, [](Case& c) { c.keep(std::make_unique<fi>(*c.a, fi::CopyReal::tag)); }},
     {"copy imaginary parts", kOne, [](Case& c) { c.keep(std::make_unique<fi>(*c.a, fi::CopyImag::tag)); }},
 };

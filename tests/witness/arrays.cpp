@@ -8,13 +8,20 @@
 namespace {
 
 std::span<Area<ArrayCase>> areas() {
-    static Area<ArrayCase> all[] = {{"arithmetic", 30, arithmeticRows()}, {"elements", 16, elementRows()},
-                                    {"roots", 5, rootRows()},             {"order", 7, orderRows()},
-                                    {"shapes", 6, shapeRows()},           {"bits", 6, bitRows()},
-                                    {"integers", 6, integerRows()},       {"texts", 3, textRows()},
-                                    {"subscripts", 5, subscriptRows()},   {"assignment", 10, assignmentRows()},
-                                    {"types", 4, typeRows()},             {"rules", 5, ruleRows()},
-                                    {"logs", 8, logRows()},               {"construction", 8, constructionRows()}};
+    static Area<ArrayCase> all[] = {{"arithmetic", 30, arithmeticRows()},
+                                    {"elements", 16, elementRows()},
+                                    {"roots", 5, rootRows()},
+                                    {"order", 7, orderRows()},
+                                    {"shapes", 6, shapeRows()},
+                                    {"bits", 6, bitRows()},
+                                    {"integers", 6, integerRows()},
+                                    {"texts", 3, textRows()},
+                                    {"subscripts", 5, subscriptRows()},
+                                    {"assignment", 10, assignmentRows()},
+                                    {"types", 4, typeRows()},
+                                    {"rules", 5, ruleRows()},
+                                    {"logs", 8, logRows()},
+                                    {"construction", 8, constructionRows()}};
     return all;
 }
 
@@ -91,9 +98,9 @@ std::unique_ptr<fi> ArrayCase::makeArray(const Sizes& sizes, const NumericType& 
             std::vector<std::uint32_t> made(std::max<std::size_t>(count, 1) * static_cast<std::size_t>(chunks));
             const int kind = draw.between(0, 3);
             for (std::uint32_t& word : made) {
-                word = kind == 0             ? 0
+                word = kind == 0                       ? 0
                        : draw.oneIn(kind == 1 ? 2 : 6) ? (draw.oneIn(2) ? 0 : ~0U)
-                                             : static_cast<std::uint32_t>(draw.bits());
+                                                       : static_cast<std::uint32_t>(draw.bits());
             }
             for (std::size_t top = static_cast<std::size_t>(chunks) - 1; top < made.size();
                  top += static_cast<std::size_t>(chunks)) {
@@ -139,7 +146,7 @@ bool ArrayCase::isPooled(const fi& array) const {
 /// Finds the right operand, or makes one.
 fi* ArrayCase::fitting(int wants) {
     const auto fits = [&](const fi& other) {
-        return (wants & kInner) != 0      ? other.ndims() == 2 && (other.getM() == a->getN() || other.isscalar()) &&
+        return (wants & kInner) != 0 ? other.ndims() == 2 && (other.getM() == a->getN() || other.isscalar()) &&
                                            a->numel() * other.getN() < 8000
                : (wants & kVectors) != 0 ? other.isvector() && a->numel() * other.numel() < 8000
                : (wants & kSameType) != 0
@@ -193,7 +200,8 @@ void ArrayCase::prepare(int wants) {
         return false;
     };
     if (isBad(*a)) {
-        lent.push_back(makeArray({1, 1 + draw.below(3)}, NumericType(true, theme.wordLength(draw), draw.between(0, 20))));
+        lent.push_back(
+            makeArray({1, 1 + draw.below(3)}, NumericType(true, theme.wordLength(draw), draw.between(0, 20))));
         a = lent.back().get();
         show(out, "lent", *a);
     }
@@ -290,9 +298,10 @@ hvArrayOwner ArrayCase::plan(const Sizes& sizes, double low, double high) {
     hvArrayOwner made(hvCreateNumericArray(sizes.size(), sizes.data(), hvDOUBLE_CLASS));
     const bool goesBeyond = draw.oneIn(20);
     for (std::uint64_t i = 0; i < countOf(sizes); ++i) {
-        hvGetPr(made.get())[i] = goesBeyond && draw.oneIn(4)
-                                     ? draw.of({low - 1.0, high + 1.0, -1e300, 1e300})
-                                     : low + static_cast<double>(draw.below(static_cast<std::uint64_t>(high - low) + 1));
+        hvGetPr(made.get())[i] =
+            goesBeyond && draw.oneIn(4)
+                ? draw.of({low - 1.0, high + 1.0, -1e300, 1e300})
+                : low + static_cast<double>(draw.below(static_cast<std::uint64_t>(high - low) + 1));
     }
     return made;
 }

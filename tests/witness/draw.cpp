@@ -83,14 +83,21 @@ NumericType Theme::type(Draw& draw) const {
             return {Mode::Single, true, 32, 1.0, 0, 0.0};
         case Family::slopeBias:
             if (draw.percent(80)) {
-                return {isScaledDouble ? Mode::ScaledDoubleSlopeBias : Mode::FixedSlopeBias, isSigned, bits,
-                        draw.of({1.0, 1.0, 1.25, 1.5, 1.1, 1.9375}), fixedExponent,
+                return {isScaledDouble ? Mode::ScaledDoubleSlopeBias : Mode::FixedSlopeBias,
+                        isSigned,
+                        bits,
+                        draw.of({1.0, 1.0, 1.25, 1.5, 1.1, 1.9375}),
+                        fixedExponent,
                         draw.of({0.0, 0.0, 1.0, -0.5, 3.75, -20.1})};
             }
             [[fallthrough]];
         default:
-            return {isScaledDouble ? Mode::ScaledDoubleBinaryPoint : Mode::FixedBinaryPoint, isSigned, bits, 1.0,
-                    fixedExponent, 0.0};
+            return {isScaledDouble ? Mode::ScaledDoubleBinaryPoint : Mode::FixedBinaryPoint,
+                    isSigned,
+                    bits,
+                    1.0,
+                    fixedExponent,
+                    0.0};
     }
 }
 
@@ -102,8 +109,17 @@ fimath Theme::anyRules(Draw& draw) const {
                                                                : draw.anyOf<Arithmetic>(3);
     };
     const auto greatest = [&] { return draw.of({128, 1024, 65535, 65535, 65535, draw.between(8, 64)}); };
-    fimath made{draw.rounding(), draw.overflow(), fimath::PrecisionModeEnum::Arbitrary, mode(), wordLength(draw),
-                greatest(), draw.between(-4, 40), mode(), wordLength(draw), greatest(), draw.between(-4, 40),
+    fimath made{draw.rounding(),
+                draw.overflow(),
+                fimath::PrecisionModeEnum::Arbitrary,
+                mode(),
+                wordLength(draw),
+                greatest(),
+                draw.between(-4, 40),
+                mode(),
+                wordLength(draw),
+                greatest(),
+                draw.between(-4, 40),
                 draw.percent(60)};
     if (family == Family::slopeBias) {
         if (draw.oneIn(2)) {
@@ -205,10 +221,9 @@ std::uint64_t countOf(const Sizes& sizes) {
 namespace {
 
 hvArrayOwner emptyHost(const Sizes& sizes, hvClassID classId, bool isComplex) {
-    return hvArrayOwner(classId == hvLOGICAL_CLASS
-                            ? hvCreateLogicalArray(sizes.size(), sizes.data())
-                            : hvCreateNumericArray(sizes.size(), sizes.data(), classId,
-                                                   isComplex ? hvCOMPLEX : hvREAL));
+    return hvArrayOwner(classId == hvLOGICAL_CLASS ? hvCreateLogicalArray(sizes.size(), sizes.data())
+                                                   : hvCreateNumericArray(sizes.size(), sizes.data(), classId,
+                                                                          isComplex ? hvCOMPLEX : hvREAL));
 }
 
 /// Calls the action with each part of a host array as a span of its element type.

@@ -23,10 +23,9 @@ class Draw {
         x = (x ^ (x >> 27U)) * 0x94D049BB133111EBU;
         return x ^ (x >> 31U);
     }
-    std::uint64_t below(std::uint64_t count) { return bits() % count; }
-    int between(int low, int high) {
-        return low + static_cast<int>(below(static_cast<std::uint64_t>(high - low) + 1));
-    }
+    /// 0 for a count of 0.
+    std::uint64_t below(std::uint64_t count) { return count == 0 ? 0 : bits() % count; }
+    int between(int low, int high) { return low + static_cast<int>(below(static_cast<std::uint64_t>(high - low) + 1)); }
     bool oneIn(std::uint64_t count) { return below(count) == 0; }
     bool percent(std::uint64_t chance) { return below(100) < chance; }
     template <class T>

@@ -64,14 +64,16 @@ int main(int argumentCount, char** arguments) {
         (*current)("  warned", std::string_view(id), std::string_view(text));
     });
     hostref::setPrintListener([](const std::string& text) { (*current)("  printed", std::string_view(text)); });
+    Transcript silent(false);
+    current = &silent;
+    openSession();
     for (std::uint64_t number = first; number < first + count; ++number) {
         const bool isShown = wanted == "show" && number + 1 == first + count;
         Transcript out(isShown);
         runCase(seed, number, out);
         if (wanted != "show") {
             char line[64];
-            const int length =
-                std::snprintf(line, sizeof line, "%" PRIu64 " %016" PRIx64 "\n", number, out.hash());
+            const int length = std::snprintf(line, sizeof line, "%" PRIu64 " %016" PRIx64 "\n", number, out.hash());
             // Unbuffered, so that the case that kills the process is the one after the last line.
             if (write(STDOUT_FILENO, line, static_cast<std::size_t>(length)) != length) {
                 return 3;

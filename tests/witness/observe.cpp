@@ -100,9 +100,9 @@ void show(Transcript& out, const char* label, const filog& log) {
 }
 
 void show(Transcript& out, const char* label, const quantizer& q) {
-    out(label, q.getMode(), q.getRoundMode(), q.getOverflowMode(), q.getFormat().first, q.getFormat().second, q.getWordlength(),
-        q.getFractionlength(), q.getExponentlength(), q.getPrecision(), q.getExponentmax(), q.getExponentmin(),
-        q.isSignedFixed(), q.isUnsignedFixed(), q.isScaledType());
+    out(label, q.getMode(), q.getRoundMode(), q.getOverflowMode(), q.getFormat().first, q.getFormat().second,
+        q.getWordlength(), q.getFractionlength(), q.getExponentlength(), q.getPrecision(), q.getExponentmax(),
+        q.getExponentmin(), q.isSignedFixed(), q.isUnsignedFixed(), q.isScaledType());
     for (const number* constant : {&q.getRealmax(), &q.getLowerBound(), &q.getPositiveEps(), &q.getNegativeEps(),
                                    &q.getWrapAround(), &q.getDenormalmin(), &q.getRealmin(), &q.getEps()}) {
         showAll(out, "    constant", *constant);

@@ -68,6 +68,9 @@ template <class Case>
 void runStep(Case& program, std::span<Area<Case>> areas) {
     Row<Case>& row = drawn(program.draw, drawn(program.draw, areas).rows);
     program.out(">", row.name);
+    if constexpr (requires { program.row; }) {
+        program.row = row.name;
+    }
     program.prepare(row.wants);
     program.out.flush();
     ++row.calls;
@@ -86,6 +89,9 @@ struct Kind {
     void (*summarize)(void (*line)(const char* area, const char* row, std::uint64_t calls, std::uint64_t errors));
 };
 extern const Kind kArrayPrograms, kNumberPrograms, kDescriptionPrograms, kSessionPrograms;
+
+/// Starts the module, so that its classes are there.
+void openSession();
 
 using SummaryLine = void (*)(const char*, const char*, std::uint64_t, std::uint64_t);
 template <class Case>
