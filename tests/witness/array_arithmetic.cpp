@@ -159,24 +159,24 @@ ArrayRow elements[] = {
 };
 
 ArrayRow roots[] = {
-    {"sqrtBisection", kOne,
+    {"sqrtBisection", kReal,
      [](Case& c) {
          // Roots need values that aren't negative.
          const std::unique_ptr<fi> squares(c.a->isreal() && !c.draw.oneIn(6) ? c.a->realabs() : new fi(*c.a));
          c.draw.oneIn(2) ? c.keep(squares->sqrtBisection()) : c.keep(squares->sqrtBisection(target(c), rules(c)));
      },
      3},
-    {"sqrtBisection by parts", kFinite,
+    {"sqrtBisection by parts", kReal | kFinite,
      [](Case& c) {
          const std::unique_ptr<fi> squares(c.a->isreal() ? c.a->realabs() : new fi(*c.a));
          show(c.out, "  type", squares->getNumericTypeForSqrtBisection());
          c.draw.oneIn(2) ? c.keep(squares->sqrtBisection(target(c))) : c.keep(squares->sqrtBisection(rules(c)));
      },
      2},
-    {"realabs", kOne, [](Case& c) { c.keep(c.a->realabs()); }},
-    {"realabs to a type", kOne, [](Case& c) { c.keep(c.a->realabs(target(c))); }, 2},
-    {"realabs by rules", kOne, [](Case& c) { c.keep(c.a->realabs(rules(c))); }, 2},
-    {"realabs by both", kOne, [](Case& c) { c.keep(c.a->realabs(target(c), rules(c))); }, 2},
+    {"realabs", kReal, [](Case& c) { c.keep(c.a->realabs()); }},
+    {"realabs to a type", kReal, [](Case& c) { c.keep(c.a->realabs(target(c))); }, 2},
+    {"realabs by rules", kReal, [](Case& c) { c.keep(c.a->realabs(rules(c))); }, 2},
+    {"realabs by both", kReal, [](Case& c) { c.keep(c.a->realabs(target(c), rules(c))); }, 2},
 };
 
 }  // namespace

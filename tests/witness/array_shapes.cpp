@@ -50,7 +50,7 @@ ArrayRow order[] = {
          c.keep(c.a->stridesort2(at, c.draw.oneIn(2), stride, length));
          c.out("  places", std::span<const double>(places));
      }},
-    {"sign", kOne, [](Case& c) { c.keep(c.a->sign()); }},
+    {"sign", kReal, [](Case& c) { c.keep(c.a->sign()); }},
 };
 
 ArrayRow shapes[] = {
@@ -102,7 +102,7 @@ ArrayRow shapes[] = {
      1},
     {"checkSignedIndex", kOne,
      [](Case& c) {
-         c.a->checkSignedIndex(c.draw.of({0.0, 1.0, -1.0, 0.5, 1e9}));
+         c.a->checkSignedIndex(c.draw.of({0.0, 0.0, 0.0, -1.0, 0.5, 1e9}));
      },
      1},
 };
@@ -117,13 +117,13 @@ ArrayRow bits[] = {
     {"fibitor", kSameType | kFinite, [](Case& c) { c.keep(c.a->fibitor(*c.b)); }},
     {"bitxor", kSameType | kFinite, [](Case& c) { c.keep(c.a->bitxor(*c.b)); }},
     {"bitcmp", kFinite, [](Case& c) { c.keep(c.a->bitcmp()); }},
-    {"bitget", kFinite,
+    {"bitget", kReal | kFinite,
      [](Case& c) {
          const hvArrayOwner bit = positions(c, 1, c.a->getWordLength(), c.draw.oneIn(2));
          c.draw.oneIn(3) ? c.keep(c.a->bitget(*c.makeArray({1, 1}, NumericType(false, 8, 0))))
                          : c.keep(c.a->bitget(bit.get()));
      }},
-    {"bitset", kFinite,
+    {"bitset", kReal | kFinite,
      [](Case& c) {
          const bool isScalar = c.draw.oneIn(2);
          const hvArrayOwner bit = positions(c, 1, c.a->getWordLength(), isScalar);

@@ -205,6 +205,10 @@ void ArrayCase::prepare(int wants) {
         a = lent.back().get();
         show(out, "lent", *a);
     }
+    if ((wants & kReal) != 0 && !a->isreal() && !draw.oneIn(6)) {
+        lent.emplace_back(a->getRealFi());
+        a = lent.back().get();
+    }
     b = (wants & (kPair | kInner | kVectors | kSameType)) != 0 ? fitting(wants) : a;
     if (isBad(*b)) {
         b = a;

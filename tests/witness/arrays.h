@@ -15,6 +15,7 @@ enum Wants : int {
     kSameType = 8,       // b of the type of a
     kElement = 16,       // current elements: neither is empty
     kRestructures = 32,  // a changes in size, type or rules, so neither it nor b may be a view
+    kReal = 128,         // a real, but for a few
     kFinite = 64,        // finite entries: what else gives is no part of the contract
 };
 

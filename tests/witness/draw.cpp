@@ -38,7 +38,8 @@ Theme::Theme(Draw& draw) {
     words = static_cast<int>(draw.below(std::size(kWords)));
     exponent = draw.between(-20, 4);
     isLarge = words < 7 && draw.oneIn(50);
-    isTiny = !isLarge && draw.percent(65);
+    // Wide words cost a hundred times as much and have no code for blocks.
+    isTiny = !isLarge && draw.percent(words < 5 ? 60 : 88);
     const auto most = static_cast<int>(isTiny ? 3 : 14);
     rows = static_cast<std::uint64_t>(draw.between(1, most));
     columns = static_cast<std::uint64_t>(draw.between(1, most));

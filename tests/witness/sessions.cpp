@@ -150,6 +150,13 @@ Value SessionCase::argument(char code) {
             return a;
         case 'b':
             return b;
+        case 'f':
+            // An array of the class; for a vector, by chance.
+            return pool[draw.below(pool.size())];
+        case 'R':
+            return array.isreal() || draw.oneIn(6) ? a : session().call("real", {a});
+        case 'N':
+            return array.isreal() && draw.oneIn(8) ? a : session().call("realabs", {argument('R')});
         case 'i': {
             // Rows of a's columns for matrix products; else anything short.
             const std::uint64_t inner = array.ndims() == 2 ? array.getN() : 1;
@@ -212,7 +219,7 @@ void callByName(Case& c) {
             break;
         }
         arguments.push_back(c.argument(row[i]));
-        if (row[i] != 'a' && row[i] != 'b') {
+        if (std::string_view("abf").find(row[i]) == std::string_view::npos) {
             show(c.out, "  argument", arguments.back());
         }
     }
@@ -247,18 +254,18 @@ std::span<Row<Case>> arithmetic() {
                                                  "add rab",
                                                  "sub rab",
                                                  "mpy rab",
-                                                 "sqrt a",
-                                                 "sqrt at",
-                                                 "realabs a",
-                                                 "realabs at",
-                                                 "realabs ar",
+                                                 "sqrt N",
+                                                 "sqrt Nt",
+                                                 "realabs R",
+                                                 "realabs Rt",
+                                                 "realabs Rr",
                                                  "abs a",
                                                  "abs at",
                                                  "sum a",
                                                  "sum a1",
-                                                 "conv ac",
+                                                 "conv fc",
                                                  "rdivide ab",
-                                                 "binaryop_complex ab",
+                                                 "binaryop_complex RR",
                                                  "uminus a",
                                                  "conj a",
                                                  "pow2 ak",
@@ -283,7 +290,7 @@ std::span<Row<Case>> others() {
                                                  "max a>2",
                                                  "min a>2",
                                                  "max ab",
-                                                 "sign a",
+                                                 "sign R",
                                                  "stridesort al1s",
                                                  "stridesort2 al1s>2",
                                                  "transpose a",
@@ -301,12 +308,12 @@ std::span<Row<Case>> others() {
                                                  "real a",
                                                  "imag a",
                                                  "bitand aa",
-                                                 "bitor ab",
-                                                 "bitxor ab",
+                                                 "bitor aa",
+                                                 "bitxor aa",
                                                  "bitcmp a",
-                                                 "bitget ap",
-                                                 "bitset ap",
-                                                 "bitset apl",
+                                                 "bitget Rp",
+
+                                                 "bitset Rpl",
                                                  "stripscaling a",
                                                  "reinterpretcast aT",
                                                  "realmax a",
@@ -319,10 +326,10 @@ std::span<Row<Case>> others() {
                                                  "range a",
                                                  "range a>2",
                                                  "copy a",
-                                                 "copydata aa",
-                                                 "copydata ab",
+                                                 "copydata aa>0",
+                                                 "copydata ab>0",
                                                  "get_element ae",
-                                                 "set_element aed",
+                                                 "set_element aed>0",
                                                  "numerictype a",
                                                  "fimath a",
                                                  "getqloggerstruct an",
@@ -350,12 +357,12 @@ std::span<Row<Case>> others() {
                                                  "numberofelements a",
                                                  "isfimathlocal a",
                                                  "LastPropertySet a",
-                                                 "resetlogging a",
-                                                 "resetgloballog a",
-                                                 "displaygloballog a",
-                                                 "consolidatelocalfilogs a",
+                                                 "resetlogging a>0",
+                                                 "resetgloballog a>0",
+                                                 "displaygloballog a>0",
+                                                 "consolidatelocalfilogs a>0",
                                                  "quantizenumeric qv",
-                                                 "set_element aeb",
+                                                 "set_element aeb>0",
                                                  ".simfi tv",
                                                  ".GetNumericTypeForPlus ttr",
                                                  ".GetNumericTypeForTimes ttr",
@@ -363,7 +370,7 @@ std::span<Row<Case>> others() {
                                                  ".GetNumericTypeForSum tr",
                                                  ".GetBestPrecisionForHvArray tv",
                                                  "subscriptedreference ae",
-                                                 "disp a",
+                                                 "disp a>0",
                                                  "todoublecell a"},
                                                 callByName);
     return rows;
