@@ -100,6 +100,42 @@ ArrayRow elements[] = {
          });
          show(c.out, "  result", *result);
      }},
+    // Registers that an operation left behind are kept, or made again when something has changed.
+    {"again", kPair | kElement | kRestructures,
+     [](Case& c) {
+         const auto all = [&] {
+             attempt(c.out, [&] { show(c.out, "  sum", *c.a + *c.b); });
+             attempt(c.out, [&] { show(c.out, "  product", *c.a * *c.b); });
+         };
+         all();
+         switch (c.draw.below(8)) {
+             case 0:
+                 c.a->setRoundMode(c.draw.rounding());
+                 break;
+             case 1:
+                 c.a->setOverflowMode(c.draw.overflow());
+                 break;
+             case 2:
+                 c.a->setProductWordLength(c.theme.wordLength(c.draw));
+                 break;
+             case 3:
+                 c.a->setSumWordLength(c.theme.wordLength(c.draw));
+                 break;
+             case 4:
+                 c.a->setCastBeforeSum(c.draw.oneIn(2));
+                 break;
+             case 5:
+                 c.a->setFimath(c.theme.anyRules(c.draw));
+                 break;
+             case 6:
+                 c.a->setFractionLength(c.draw.between(-4, 20));
+                 break;
+             default:
+                 c.a->setWordLength(c.theme.wordLength(c.draw));
+         }
+         all();
+     },
+     8},
     {"accumulate", kPair | kElement,
      [](Case& c) {
          const std::unique_ptr<fi> sum = c.makeArray({1, 1});

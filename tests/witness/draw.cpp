@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int kNarrow[] = {1, 2, 3, 4, 7, 8, 8, 9, 12, 15, 16, 16, 17, 22, 23, 24, 31, 32};
+constexpr int kNarrow[] = {1, 2, 3, 4, 7, 8, 8, 9, 12, 15, 16, 16, 17, 22, 23, 24, 26, 27, 31, 32};
 constexpr int kMiddle[] = {30, 31, 32, 33, 48, 50, 51, 52, 53, 54, 55};
 constexpr int kWide[] = {52, 53, 60, 62, 63, 64, 65, 66, 80, 96};
 constexpr int kWider[] = {65, 96, 100, 126, 127, 128, 129, 130, 160};
@@ -205,8 +205,11 @@ double valueFor(Draw& draw, const NumericType& type, Theme::Spread spread) {
 
 std::vector<double> valuesFor(Draw& draw, const NumericType& type, Theme::Spread spread, std::uint64_t count) {
     std::vector<double> values(count);
+    // Integers in doubles, whose sums and products are exact up to some bound.
+    const int bits = !type.isFixed() && !type.isBoolean() && draw.oneIn(4) ? draw.of({25, 26, 27, 50, 51, 52, 53}) : 0;
     for (double& value : values) {
-        value = valueFor(draw, type, spread);
+        value = bits == 0 ? valueFor(draw, type, spread)
+                          : static_cast<double>(static_cast<std::int64_t>(draw.bits()) >> (63 - bits));
     }
     return values;
 }
