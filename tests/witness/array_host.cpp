@@ -129,7 +129,7 @@ ArrayRow integers[] = {
          bsFree(made);
          c.out("  bytes", std::span<const unsigned char>(buffer));
          const bool isWhole = c.draw.oneIn(2);
-         c.b->setFromDVArray(buffer.data(), isWhole);
+         c.a->setFromDVArray(buffer.data(), isWhole);
          const Sizes sizes = sizesOf(*c.a);
          c.keep(std::make_unique<fi>(buffer.data(), sizes.data(), sizes.size(), c.a->getNumericType(), c.theme.rules,
                                      c.a->iscomplex(), "", true, embedded::OperationTypeEnum::Assignment));

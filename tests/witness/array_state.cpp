@@ -233,6 +233,16 @@ ArrayRow logs[] = {
     {"setAlwaysLog", kOne, [](Case& c) { anyLog(c).setAlwaysLog(c.draw.percent(75)); }, 12},
     {"setLogging", kOne, [](Case& c) { fi::setLogging(c.draw.percent(65)); }, 8},
     {"resetLogging", kOne, [](Case& c) { c.a->resetLogging(); }},
+    {"set counts", kOne,
+     [](Case& c) {
+         const qlogger& log = anyLog(c);
+         log.setNoverflows(c.draw.below(9));
+         log.setNunderflows(c.draw.below(9));
+         log.setOldOverflows(c.draw.below(9));
+         log.setOldUnderflows(c.draw.below(9));
+         log.setNMathOperations(c.draw.below(9));
+     },
+     8},
     {"setTag", kRestructures, [](Case& c) { c.a->setTag(c.draw.tag()); }},
     {"setLogType", kOne,
      [](Case& c) {
@@ -285,7 +295,7 @@ ArrayRow logs[] = {
     {"resetGlobalLog", kOne, [](Case&) { fi::resetGlobalLog(); }, 1},
     {"alwaysLog of the session", kOne, [](Case& c) { fi::getAssignlog().setAlwaysLog(c.draw.oneIn(2)); }, 1},
     {"updateStates", kPair, [](Case& c) { anyLog(c).updateStates(c.b->getQlogger()); }},
-    {"set", kPair, [](Case& c) { anyLog(c).set(c.b->getQlogger()); }, 2},
+    {"set", kPair, [](Case& c) { anyLog(c).set(c.b->getQlogger()); }, 4},
     {"disp", kOne, [](Case& c) { anyLog(c).disp(); }, 1},
     {"default precision", kOne,
      [](Case& c) {

@@ -14,7 +14,7 @@ std::span<Area<ArrayCase>> areas() {
                                     {"order", 7, orderRows()},
                                     {"shapes", 6, shapeRows()},
                                     {"bits", 6, bitRows()},
-                                    {"integers", 6, integerRows()},
+                                    {"integers", 8, integerRows()},
                                     {"texts", 3, textRows()},
                                     {"subscripts", 5, subscriptRows()},
                                     {"assignment", 10, assignmentRows()},
@@ -153,7 +153,7 @@ fi* ArrayCase::fitting(int wants) {
                    ? other.getNumericType() == a->getNumericType() && (other.isSameSize(*a) || other.isscalar())
                    : other.isSameSize(*a) || other.isscalar() || a->isscalar();
     };
-    if (draw.oneIn(40)) {
+    if (draw.oneIn(40) && a->numel() < 300) {
         return &anyArray();
     }
     const std::size_t start = draw.below(pool.size());
@@ -233,7 +233,9 @@ void ArrayCase::prepare(int wants) {
         const int which = draw.between(1, 3);
         fi* const left = a;
         a = (which & 1) != 0 ? viewOf(a) : a;
-        b = draw.oneIn(3) ? viewOf(left) : (which & 2) != 0 ? viewOf(b) : b;
+        b = draw.oneIn(3) && ((wants & (kInner | kVectors)) == 0 || left->numel() < 300) ? viewOf(left)
+            : (which & 2) != 0                                                           ? viewOf(b)
+                                                                                         : b;
     }
     if ((wants & kElement) != 0 || draw.oneIn(4)) {
         for (const fi* operand : {a, b}) {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kNarrow[] = {1, 2, 3, 4, 7, 8, 8, 9, 12, 15, 16, 16, 17, 22, 23, 24, 26, 27, 31, 32};
 constexpr int kMiddle[] = {30, 31, 32, 33, 48, 50, 51, 52, 53, 54, 55};
-constexpr int kWide[] = {52, 53, 60, 62, 63, 64, 65, 66, 80, 96};
+constexpr int kWide[] = {52, 53, 60, 62, 63, 63, 64, 64, 64, 65, 65, 66, 80, 96};
 constexpr int kWider[] = {65, 96, 100, 126, 127, 128, 129, 130, 160};
 constexpr int kWidest[] = {128, 191, 192, 193, 256, 300, 511, 512, 1000};
 constexpr std::span<const int> kWords[] = {kNarrow, kNarrow, kNarrow, kMiddle, kMiddle, kWide, kWide, kWider, kWidest};
@@ -109,7 +109,11 @@ fimath Theme::anyRules(Draw& draw) const {
                : draw.oneIn(3)                                 ? Arithmetic::FullPrecision
                                                                : draw.anyOf<Arithmetic>(3);
     };
-    const auto greatest = [&] { return draw.of({128, 1024, 65535, 65535, 65535, draw.between(8, 64)}); };
+    const auto greatest = [&] {
+        // Products of values with a bias go through words of the greatest length.
+        return family == Family::slopeBias ? draw.of({128, 128, 200, draw.between(8, 64)})
+                                           : draw.of({128, 1024, 65535, 65535, 65535, draw.between(8, 64)});
+    };
     fimath made{draw.rounding(),
                 draw.overflow(),
                 fimath::PrecisionModeEnum::Arbitrary,
