@@ -1,4 +1,7 @@
 // Sums, products, convolutions, quotients, roots, absolute values; whole arrays and current elements.
+#include <bit>
+#include <cmath>
+
 #include "tests/witness/arrays.h"
 
 namespace {
@@ -37,6 +40,32 @@ ArrayRow arithmetic[] = {
          }
      }},
     {"leadingdimension_sum", kOne, [](Case& c) { c.keep(c.a->leadingdimension_sum()); }, 8},
+    // Scaled doubles have no bounds, so that array code asks of the values whether their sums are exact.
+    {"edge of exactness", kOne,
+     [](Case& c) {
+         const std::uint64_t rows = 9 + c.draw.below(c.draw.oneIn(2) ? 10 : 100);
+         const std::uint64_t columns = 1 + c.draw.below(4);
+         const NumericType type(NumericType::DataTypeModeEnum::ScaledDoubleBinaryPoint, true, c.draw.between(2, 20),
+                                1.0, -c.draw.between(0, 8), 0.0);
+         const bool isProduct = c.draw.oneIn(2);
+         const fimath rules = c.draw.oneIn(3) ? c.theme.rules : fimath(c.draw.rounding(), c.draw.overflow());
+         const auto made = [&](const Sizes& sizes, int bits) {
+             const bool isNegative = c.draw.oneIn(2);
+             std::vector<double> values(countOf(sizes));
+             for (double& value : values) {
+                 const std::uint64_t word = (c.draw.bits() | 1ULL << 63U) >> static_cast<unsigned>(64 - bits) | 1U;
+                 value = std::ldexp(isNegative ? -static_cast<double>(word) : static_cast<double>(word),
+                                    type.getFixedExponent());
+             }
+             return fi(values.data(), sizes.data(), 2, type, rules, "", true, embedded::OperationTypeEnum::Assignment);
+         };
+         // So that all together have 53 bits, or 54.
+         const int bits = 54 - static_cast<int>(std::bit_width(rows)) + (c.draw.oneIn(4) ? -1 : 0);
+         const fi left = made(isProduct ? Sizes{columns, rows} : Sizes{rows, columns}, isProduct ? bits / 2 : bits);
+         isProduct ? c.keep(left.mtimes(made({rows, 1 + c.draw.below(3)}, bits - bits / 2)))
+                   : c.keep(left.leadingdimension_sum());
+     },
+     8},
     {"over", kPair, [](Case& c) { c.keep(c.a->over(*c.b, target(c))); }, 6},
     {"getNumericTypeForAddOp", kPair, [](Case& c) { show(c.out, "  sum", c.a->getNumericTypeForAddOp(*c.b)); }, 1},
     {"getProductTypeForMpyOp", kPair,

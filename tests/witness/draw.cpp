@@ -209,11 +209,8 @@ double valueFor(Draw& draw, const NumericType& type, Theme::Spread spread) {
 
 std::vector<double> valuesFor(Draw& draw, const NumericType& type, Theme::Spread spread, std::uint64_t count) {
     std::vector<double> values(count);
-    // Integers in doubles, whose sums and products are exact up to some bound.
-    const int bits = !type.isFixed() && !type.isBoolean() && draw.oneIn(4) ? draw.of({25, 26, 27, 50, 51, 52, 53}) : 0;
     for (double& value : values) {
-        value = bits == 0 ? valueFor(draw, type, spread)
-                          : static_cast<double>(static_cast<std::int64_t>(draw.bits()) >> (63 - bits));
+        value = valueFor(draw, type, spread);
     }
     return values;
 }
