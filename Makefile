@@ -4,6 +4,7 @@
 #   make words [SIGNAL=file] [ARGS="--snr 60 --out words.hex"]   its word length study
 #   make tour                                                    first steps with arrays of the host
 #   make test                                                    all tests
+#   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
 
 SIGNAL ?= /usr/share/sounds/alsa/Front_Center.wav
@@ -11,6 +12,8 @@ ARGS ?=
 OUT ?= build/filter_study
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
+WITNESS_SECONDS ?= 20
+SEED ?= 1
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
@@ -30,7 +33,7 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test bench format format-check tidy sanitize fuzz coverage install clean
+.PHONY: run words tour test witness bench format format-check tidy sanitize fuzz coverage install clean
 
 run:
 	@tools/install-deps build run
@@ -66,6 +69,10 @@ test:
 	@tools/install-deps build test
 	@tools/build dev
 	@ctest --test-dir build/dev --output-on-failure --progress -j $(JOBS)
+
+witness:
+	@tools/install-deps build test
+	@tools/witness $(WITNESS_SECONDS) $(SEED)
 
 bench:
 	@tools/install-deps build bench
