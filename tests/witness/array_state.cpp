@@ -1,5 +1,5 @@
 // Making arrays, stores into whole arrays, types, rules and logs.
-#include "fi/FiReference.h"
+#include "fi/FiColumnReference.h"
 #include "logging/filog.h"
 #include "logging/reports.h"
 #include "tests/witness/arrays.h"
@@ -76,6 +76,22 @@ ArrayRow assignment[] = {
          show(c.out, "  view", left, true);
      },
      2},
+    {"column views", kElement | kRestructures,
+     [](Case& c) {
+         FiColumnReference view(*c.a, c.draw.below(c.a->getN() + 1));
+         FiColumnReference other(*c.a, c.draw.below(c.a->getN()));
+         other.setIndex(0);
+         attempt(c.out, [&] { view.setColumn(c.draw.below(c.a->getN() + 1)); });
+         FiColumnReference twin(other);
+         twin.setColumn(c.draw.below(c.a->getN()));
+         twin.setIndex(c.draw.below(c.a->getM()));
+         twin = other;
+         show(c.out, "  view", view, true);
+         show(c.out, "  twin", twin, true);
+         other += *c.a;
+         c.keep(std::make_unique<fi>(other));
+     },
+     3},
     // An operand shared with the target through a view, in every place at once.
     {"aliases", kElement | kRestructures,
      [](Case& c) {

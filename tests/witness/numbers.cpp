@@ -219,6 +219,27 @@ Row<Case> conversions[] = {
          }
          c.a->base2fixed(text.c_str(), base, bits, fraction, c.draw.oneIn(2));
      }},
+    // The forms on doubles; those on wide bodies are run by arrays.
+    {"bits", kAny,
+     [](Case& c) {
+         const int bits = c.draw.between(2, 52);
+         const bool isSigned = c.draw.oneIn(2);
+         const int exponent = c.draw.between(-20, 4);
+         const auto word = [&] {
+             const auto drawn = static_cast<double>(c.draw.bits() >> static_cast<unsigned>(64 - bits));
+             return std::ldexp(isSigned ? drawn - std::ldexp(1.0, bits - 1) : drawn, exponent);
+         };
+         number x(word(), 52, false);
+         const number y(word(), 52, false);
+         const std::uint64_t modulus = 1ULL << static_cast<unsigned>(bits);
+         const int bit = c.draw.between(1, bits);
+         c.out("  bit", bit, x.bitget(bit, isSigned, bits, 1.0, exponent, 0.0, modulus));
+         show(c.out, "  and", x.doublebitand(y, isSigned, bits, 1.0, exponent, 0.0, modulus));
+         show(c.out, "  set", x.bitset(bit, c.draw.oneIn(2), isSigned, bits, 1.0, exponent, 0.0, modulus));
+         show(c.out, "  complement", x.bitcmp(isSigned, bits, 1.0, exponent, 0.0, modulus - 1, modulus));
+         show(c.out, "  xor", x.doublebitxor(y, isSigned, bits, 1.0, exponent, 0.0, modulus));
+         show(c.out, "  or", x.doublebitor(y, isSigned, bits, 1.0, exponent, 0.0, modulus));
+     }},
     {"disp", kAny, [](Case& c) { c.a->disp(); }, 1},
 };
 

@@ -501,7 +501,148 @@ std::pair<const char*, Value> setting(Case& c) {
     }
 }
 
+/// Objects of the other classes: their properties by name, with values that most of them take, and what they are asked.
+struct Descriptor {
+    const char* const* names;
+    std::size_t nameCount;
+    std::initializer_list<const char*> methods;
+};
+constexpr const char* kTypeNames[] = {"WordLength",
+                                      "FractionLength",
+                                      "FixedExponent",
+                                      "Slope",
+                                      "SlopeAdjustmentFactor",
+                                      "Bias",
+                                      "Signedness",
+                                      "SignednessBool",
+                                      "Signed",
+                                      "DataTypeMode",
+                                      "DataType",
+                                      "Scaling",
+                                      "DataTypeOverride",
+                                      "PrivDLGWordLengthString",
+                                      "PrivDLGSlopeString",
+                                      "BinaryPoint"};
+constexpr const char* kRuleNames[] = {"RoundMode",
+                                      "OverflowMode",
+                                      "ProductMode",
+                                      "SumMode",
+                                      "ProductWordLength",
+                                      "MaxProductWordLength",
+                                      "ProductFractionLength",
+                                      "ProductFixedExponent",
+                                      "ProductSlope",
+                                      "ProductSlopeAdjustmentFactor",
+                                      "ProductBias",
+                                      "SumWordLength",
+                                      "MaxSumWordLength",
+                                      "SumFractionLength",
+                                      "SumFixedExponent",
+                                      "SumSlope",
+                                      "SumSlopeAdjustmentFactor",
+                                      "SumBias",
+                                      "CastBeforeSum",
+                                      "PrivDLGProductWordLengthString",
+                                      "PrivDLGSumSlopeString"};
+constexpr const char* kQuantizerNames[] = {
+    "mode",           "datamode",  "roundmode", "overflowmode", "format",      "wordlength",  "fractionlength",
+    "exponentlength", "precision", "max",       "min",          "maxlog",      "noverflows",  "nunderflows",
+    "noperations",    "realmax",   "realmin",   "eps",          "exponentmax", "denormalmin", "Tag"};
+constexpr const char* kLogNames[] = {"Max", "Min", "NOverflows", "NUnderflows", "NOperations", "Tag"};
+
+/// A value for a property of any of these classes, by its name.
+Value valueNamed(Case& c, const std::string& name) {
+    const auto has = [&](const char* part) { return name.find(part) != std::string::npos; };
+    Draw& draw = c.draw;
+    return has("String")                              ? Value(draw.of({"12", "2+3", "1.5", "x"}))
+           : has("ordLength") || name == "wordlength" ? Value(c.theme.wordLength(draw))
+           : has("ractionLength") || has("xponent") || has("BinaryPoint") || has("fractionlength")
+               ? Value(draw.between(-4, 20))
+           : has("Factor") || has("Slope")                        ? Value(draw.of({1.0, 1.0, 1.5, 0.25, 3.0}))
+           : has("Bool") || has("CastBefore") || name == "Signed" ? Value(draw.oneIn(2))
+           : has("ignedness")                                     ? Value(draw.of({"Signed", "Unsigned", "Auto"}))
+           : has("oundMode") || has("roundmode")
+               ? Value(draw.of({"ceil", "convergent", "fix", "floor", "nearest", "round"}))
+           : has("verflowMode") || has("overflowmode") ? Value(draw.of({"saturate", "wrap"}))
+           : has("DataTypeMode")
+               ? Value(draw.of({"Fixed-point: binary point scaling", "Fixed-point: slope and bias scaling", "Double",
+                                "Scaled double: binary point scaling", "Single", "Boolean",
+                                "Fixed-point: unspecified scaling"}))
+           : has("Override") ? Value(draw.of({"Inherit", "Off"}))
+           : has("DataType") ? Value(draw.of({"Fixed", "ScaledDouble", "double", "single"}))
+           : has("Scaling")  ? Value(draw.of({"BinaryPoint", "SlopeBias", "Unspecified"}))
+           : has("ProductMode") || has("SumMode")
+               ? Value(draw.of({"FullPrecision", "KeepLSB", "KeepMSB", "SpecifyPrecision"}))
+           : has("mode")   ? Value(draw.of({"fixed", "ufixed", "float", "double", "single", "none"}))
+           : has("format") ? Value(std::vector<double>{draw.between(2, 70) * 1.0, draw.between(1, 12) * 1.0})
+           : has("Tag")    ? Value(draw.tag())
+                           : Value(draw.between(0, 40) / 4.0);
+}
+
+void describe(Case& c) {
+    static const Descriptor kinds[] = {
+        {kTypeNames,
+         std::size(kTypeNames),
+         {"tostring", "qpointstr", "disp", "isdouble", "isfixed", "isscalingslopebias", "isslopebiasscaled"}},
+        {kRuleNames, std::size(kRuleNames), {"tostring", "disp", "isfimath"}},
+        {kQuantizerNames, std::size(kQuantizerNames), {"disp", "upperbound", "lowerbound", "isquantizer", "resetlog"}},
+        {kLogNames, std::size(kLogNames), {"disp"}}};
+    const std::size_t which = c.draw.below(4);
+    c.out("  kind", which);
+    const Value object = which == 0   ? c.typeValue()
+                         : which == 1 ? c.argument('r')
+                         : which == 2 ? c.quantizerValue()
+                                      : c.a.call("getqloggerstruct", {c.draw.between(0, 2)});
+    const Descriptor& kind = kinds[which];
+    for (int i = 0; i < 8; ++i) {
+        const char* const name = kind.names[c.draw.below(kind.nameCount)];
+        const Value value = valueNamed(c, name);
+        c.out("  property", name);
+        show(c.out, "  value", value);
+        attempt(c.out, [&] { object.set(name, value); });
+        attempt(c.out, [&] { show(c.out, "  read", object.get(name)); });
+    }
+    show(c.out, "  object", object);
+    for (const char* method : kind.methods) {
+        attempt(c.out, [&] {
+            for (const Value& result :
+                 session().call(std::string_view(method) == "disp" || std::string_view(method) == "resetlog" ? 0 : 1,
+                                method, {object})) {
+                show(c.out, "  answer", result);
+            }
+        });
+    }
+    if (which == 2) {
+        show(c.out, "  quantized", session().call("quantizenumeric", {object, c.plain({1, 3})}));
+        show(c.out, "  text", session().call("num2base", {object, c.draw.between(-9, 9) / 8.0, 2}));
+        show(c.out, "  number", session().call("base2num", {object, "0110", 2}));
+        show(c.out, "  object", object);
+    } else if (which == 0) {
+        show(c.out, "  array", session().construct("embedded.fi", {c.plain({1, 3}), object}));
+    }
+}
+
 Row<Case> handling[] = {
+    {"describe", 0, describe, 10},
+    {"choices", 0,
+     [](Case& c) {
+         c.keep(session().call("set", {c.a, c.draw.of({"RoundMode", "SumMode", "Tag"})}));
+     },
+     2},
+    {"fi", 0,
+     [](Case& c) {
+         const Value values = c.plain({1, 1 + c.draw.below(3)});
+         const int bits = c.theme.wordLength(c.draw);
+         const int fraction = c.draw.between(0, 12);
+         c.out("  lengths", bits, fraction);
+         const int form = c.draw.between(0, 4);
+         c.keep(form == 0   ? session().call("fi", {values})
+                : form == 1 ? session().call("fi", {values, 1})
+                : form == 2 ? session().call("fi", {values, c.draw.between(0, 1), bits})
+                : form == 3 ? session().call("fi", {values, c.draw.between(0, 1), bits, fraction})
+                            : session().call("fi", {c.a, c.draw.between(0, 1), bits, fraction, "RoundMode", "floor"}));
+     },
+     6},
     {"index", 0,
      [](Case& c) {
          const std::vector<Subscript> path = c.path();
