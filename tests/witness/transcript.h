@@ -20,7 +20,7 @@ class Transcript {
 
     bool isText() const { return mIsText; }
     std::uint64_t hash() const { return mHash; }
-    /// The number of what is shown for what: a line.
+    /// Shows a line: a label, which is text alone, and values.
     template <class... T>
     void operator()(const char* label, const T&... values) {
         if (mIsText) {
