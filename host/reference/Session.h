@@ -157,8 +157,8 @@ class TOLVANE_HOST_API Session {
         return assign(value, std::span(path.begin(), path.size()), right);
     }
 
-    /// Shows a value as the host does: by the method "display" or "disp" of its class, else by the host's own form. Ends
-    /// the last line where what shows it doesn't.
+    /// Shows a value as the host does: by the method "display" or "disp" of its class, else by the host's own form.
+    /// Ends the last line where what shows it doesn't.
     void display(const Value& value);
 
     /// Writes variables to a file, HDF5 behind a heading; docs/host.md tells the layout. The file is written beside and
