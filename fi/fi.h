@@ -540,7 +540,9 @@ class TOLVANE_API fi {
     /// "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined".
     fi& plus(const fi& b) const;
     fi& minus(const fi& b) const;
-    /// Compute the current elements into the sum register and return it; it is real-only or complex as it was made.
+    /// Compute the current elements into the sum register and return it; it is real-only or complex as it was made. The
+    /// register is cleared first, so an earlier result of the same left operand must be copied before it can be a right
+    /// one: a + (a + b) is a + a. The same holds for the products below.
     fi& operator+(const fi& b) const;
     fi& operator-(const fi& b) const;
     /// Compute at the current indices in place; the type stays.

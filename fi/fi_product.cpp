@@ -118,11 +118,6 @@ fi& fi::multiplySlopeBias(const fi& b) const {
 }
 
 fi& fi::operator*(const fi& b) const {
-    const fi* const reg = mProductRegister.get();
-    if (reg != nullptr && (&b == reg || &b == reg->mSumRegister.get())) {
-        // An earlier result, as in a * (a * b), which clearing the registers would lose.
-        return *this * b.getElement();
-    }
     if ((isScaledType() || b.isScaledType()) &&
         (getFimath(b).isProductSlopeBiasScaled() || isSlopeBiasScaled() || b.isSlopeBiasScaled())) {
         return multiplySlopeBias(b);
@@ -149,9 +144,8 @@ fi& fi::operator*(const fi& b) const {
 }
 
 fi& fi::operator*=(const fi& b) {
-    // The real part of a complex element is stored before the imaginary one is computed, and the sum register, which
-    // may hold an earlier result, is cleared.
-    const bool isCopied = &b == mSumRegister.get() || (sharesElementsOf(b) && (iscomplex() || b.iscomplex()));
+    // The real part of a complex element is stored before the imaginary one is computed.
+    const bool isCopied = sharesElementsOf(b) && (iscomplex() || b.iscomplex());
     const fi& right = isCopied ? b.getElement() : b;
     return timesEquals(right, getAssignmentQuantizer(), getSumQuantizer(), 0);
 }

@@ -131,19 +131,15 @@ void fi::diffEquals(const fi& a, const fi& b, fi& tmp) {
     diffEquals(a, b, tmp, scratch);
 }
 
-// The right operand may be this register with an earlier result, as in a - (a - b), and clearing it would lose that.
-
 fi& fi::operator+(const fi& b) const {
-    const fi& right = &b == mSumRegister.get() ? b.getElement() : b;
     fi& result = getSumRegister();
-    result.sumEquals(*this, right, result);
+    result.sumEquals(*this, b, result);
     return result;
 }
 
 fi& fi::operator-(const fi& b) const {
-    const fi& right = &b == mSumRegister.get() ? b.getElement() : b;
     fi& result = getSumRegister();
-    result.diffEquals(*this, right, result);
+    result.diffEquals(*this, b, result);
     return result;
 }
 

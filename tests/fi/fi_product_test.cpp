@@ -1,7 +1,6 @@
 // Products element by element: values and counts against exact rationals, registers, whose logs count, errors.
 #include <gtest/gtest.h>
 
-#include <complex>
 #include <memory>
 
 #include "tests/support/errors_of_fi.h"
@@ -204,45 +203,6 @@ TEST(ProductElements, OfARealAndAComplexElementUseTheRightRegister) {
     EXPECT_EQ(fieldsOf(second.getNumericType()), fieldsOf(fixedType(true, 8, 1)));
     EXPECT_EQ(second.imagdouble(), -4.0);
     EXPECT_EQ(&(real * complex), &second);
-}
-
-// The right side may be what the left operand has computed before, which stands in its registers.
-TEST(ElementOperators, TakeEarlierResultsOfTheLeftSide) {
-    struct Row {
-        const char* name;
-        fi& (*compute)(fi& a, const fi& b);
-        std::complex<double> (*wanted)(std::complex<double> a, std::complex<double> b);
-    };
-    const Row rows[] = {
-        {"a + (a + b)", [](fi& a, const fi& b) -> fi& { return a + (a + b); },
-         [](auto a, auto b) { return a + a + b; }},
-        {"a - (a - b)", [](fi& a, const fi& b) -> fi& { return a - (a - b); }, [](auto, auto b) { return b; }},
-        {"a + (a * b)", [](fi& a, const fi& b) -> fi& { return a + (a * b); },
-         [](auto a, auto b) { return a + a * b; }},
-        {"a * (a * b)", [](fi& a, const fi& b) -> fi& { return a * (a * b); },
-         [](auto a, auto b) { return a * a * b; }},
-        {"a * (a + b)", [](fi& a, const fi& b) -> fi& { return a * (a + b); },
-         [](auto a, auto b) { return a * (a + b); }},
-        {"a += a - b", [](fi& a, const fi& b) -> fi& { return a += a - b; }, [](auto a, auto b) { return a + a - b; }},
-        {"a -= a * b", [](fi& a, const fi& b) -> fi& { return a -= a * b; }, [](auto a, auto b) { return a - a * b; }},
-        {"a *= a + b", [](fi& a, const fi& b) -> fi& { return a *= a + b; },
-         [](auto a, auto b) { return a * (a + b); }},
-        {"a *= a * b", [](fi& a, const fi& b) -> fi& { return a *= a * b; }, [](auto a, auto b) { return a * a * b; }},
-    };
-    // Registers have 30 bits behind the point.
-    for (const NumericType& type : {fixedType(true, 24, 20), fixedType(true, 70, 20)}) {
-        for (const double imaginary : {0.0, 0.25}) {
-            for (const auto& [name, compute, wanted] : rows) {
-                const bool isComplex = imaginary != 0.0;
-                fi a = isComplex ? column({0.25}, {-imaginary}, type) : column({0.25}, type);
-                const fi b = isComplex ? column({0.5}, {imaginary}, type) : column({0.5}, type);
-                const fi& result = compute(a, b);
-                EXPECT_EQ(std::complex<double>(result.realdouble(), result.imagdouble()),
-                          wanted({0.25, -imaginary}, {0.5, imaginary}))
-                    << name << ", complex: " << isComplex << ", " << fieldsOf(type);
-            }
-        }
-    }
 }
 
 TEST(ProductElements, InPlaceUseTheTypeOfTheLeftSide) {
