@@ -122,7 +122,7 @@ class Recipe {
     bool isMadeOfFi() const { return mValues && isFi(*mValues); }
     bool isMadeOfWords() const { return isMadeOfFi() && mSession.call("isscaledtype", {*mValues}).toBool(); }
     Value emptyOf(const Value& type) const;
-    Value madeOfWords();
+    Value madeOfFi();
     Value madeOfNumbers();
     /// The type as it is so far: at first that of a `fi` that is given, else the default one without its scaling.
     const Value& type();
@@ -246,7 +246,7 @@ Value Recipe::make() {
         }
         known.set("Scaling", "Unspecified");
     }
-    Value made = mSession.call("isdouble", {type()}).toBool() || !isMadeOfWords() ? madeOfNumbers() : madeOfWords();
+    Value made = mSession.call("isdouble", {type()}).toBool() || !isMadeOfFi() ? madeOfNumbers() : madeOfFi();
     for (const Setting& setting : mOfArray) {
         mSession.set(made, setting.name, setting.value);
     }
@@ -264,9 +264,10 @@ Value Recipe::emptyOf(const Value& type) const {
     return made;
 }
 
-/// Words are quantized as they are, since doubles don't hold all of them.
-Value Recipe::madeOfWords() {
-    Value made = emptyOf(withScalingForWords(mSession, type(), *mValues));
+/// Elements are quantized as they are, by the rules, since doubles don't hold all words.
+Value Recipe::madeOfFi() {
+    Value made = emptyOf(isMadeOfWords() ? withScalingForWords(mSession, type(), *mValues)
+                                         : withScaling(mSession, type(), mValues->get("double")));
     mSession.call("copydata", {made, *mValues});
     return made;
 }
@@ -278,7 +279,16 @@ Value Recipe::madeOfNumbers() {
         return mSession.construct(arrayClass, {values, type(), rules()});
     }
     Value made = emptyOf(withScaling(mSession, type(), values));
+    const bool hasRules = rules().isObject();
+    if (!hasRules) {
+        // As the class constructs from numbers, whatever the global rules say.
+        mSession.set(made, "RoundMode", "nearest");
+        mSession.set(made, "OverflowMode", "saturate");
+    }
     mSession.set(made, "data", values);
+    if (!hasRules) {
+        mSession.set(made, "fimathislocal", false);
+    }
     return made;
 }
 

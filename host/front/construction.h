@@ -7,10 +7,11 @@
 //
 // A setting is a property of "numerictype", of "fimath", or of the array itself: "data", "int", "hex" and its other
 // forms, "numerictype" and "fimath" as a whole, "Tag". Names are those of the classes and are compared exactly;
-// settings act in their order, save that what the elements overflow is told under the tag. Without a scaling the best
-// precision for the values is taken; that of words up to 52 bits only for values that doubles hold. With rules, or a
-// setting of them, the array has rules of its own, which begin as the global ones; without, it has those of a `fi` that
-// it is made of, else none.
+// settings act in their order, save that what the elements of a `fi` overflow is told under the tag. Without a scaling
+// the best precision for the values is taken; that of words up to 52 bits only for values that doubles hold. With
+// rules, or a setting of them, the array has rules of its own, which begin as the global ones; without, it has those of
+// a `fi` that it is made of, else none: then numbers are rounded to the nearest and saturated, and the elements of a
+// `fi` go by the global rules.
 //
 // An error makes nothing. Besides what the classes raise: "fixedpoint:fi:constructor:unknownProperty", and
 // "fixedpoint:fi:constructor:refusedSetting" for one that is refused, which a type tells as a warning only.

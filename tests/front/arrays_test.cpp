@@ -340,6 +340,7 @@ TEST_F(Arrays, AMapOfLogsCountsAnOverflowOnceAndWarningsNameTheTag) {
         {"fi", {big, 1, 8, 3}, "|1", "1 assignment"},
         {"fi", {big, 1, 8, 3, "Tag", "x"}, "x|1", "1 assignment x"},
         {"fi", {big, 1, 8}, "|0"},
+        {"fi", {100, 1, 8, 3, "Tag", "x"}, "x|1", "1 assignment x"},
         // A result repeats the log of what it was made of, here one overflow.
         {"horzcat", {a}, "gains|1"},
         {"horzcat", {a, big, big}, "gains|3", "1 concatenation gains, 1 concatenation gains"},

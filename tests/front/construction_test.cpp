@@ -109,6 +109,32 @@ TEST_F(Construction, KeepsLongWordsExact) {
     EXPECT_EQ(call("fi", {longer, wide.get("numerictype")}).get("hex"), Value(word));
 }
 
+TEST_F(Construction, RoundsAsTheClassDoesWithATagOrWithout) {
+    session.callStatic("embedded.fimath", "SetGlobalFimath",
+                       {rules({{"RoundMode", "floor"}, {"OverflowMode", "wrap"}})});
+    const std::vector<double> values = {3.99, 17};
+    const auto without = [&](const char* dataType) {
+        return session.construct("embedded.fi", {values, type(dataType), Value()});
+    };
+    const struct {
+        Value values;
+        const char* told;
+        const char* why;
+    } rows[] = {
+        {values, "[4 15.875] s8,3 floor", "numbers go to the nearest, and saturate"},
+        {without("Double"), "[3.875 -15] s8,3 floor", "elements go by the rules"},
+        {without("Single"), "[3.875 -15] s8,3 floor", ""},
+        {session.construct("embedded.fi", {values, type(true, 40, 20), Value()}), "[3.875 -15] s8,3 floor", ""},
+    };
+    for (const auto& [from, expected, why] : rows) {
+        EXPECT_EQ(told(call("fi", {from, 1, 8, 3})), expected) << why;
+        EXPECT_EQ(told(call("fi", {from, 1, 8, 3, "Tag", "x"})), std::string(expected) + " x") << why;
+    }
+    const Value infinite = call("fi", {HUGE_VAL, "DataType", "double"});
+    EXPECT_EQ(idOf("fi", {infinite, "DataType", "Fixed"}), "fixedpoint:nofixedinf");
+    EXPECT_EQ(idOf("fi", {infinite, 1, 60}), "fixedpoint:nofixedinf");
+}
+
 TEST_F(Construction, TakesWordsBeyondDoublesAsTheyAre) {
     // 2^1040 and -3 * 2^1040 in 1100 bits, and 5 * 2^-1110 in 64: each in hexadecimal digits.
     const auto digits = [](const std::string& head, std::size_t length, char fill = '0') {
