@@ -3,11 +3,11 @@
 #include <memory>
 #include <utility>
 
-#include "binding/FiOMClass.h"
-#include "binding/FimathOMClass.h"
-#include "binding/NumericTypeOMClass.h"
-#include "binding/handles.h"
-#include "binding/shapes.h"
+#include "binding/fi/FiOMClass.h"
+#include "binding/fimath/FimathOMClass.h"
+#include "binding/frame/handles.h"
+#include "binding/frame/shapes.h"
+#include "binding/numerictype/NumericTypeOMClass.h"
 
 TolvaneOMInterfaceRef::TolvaneOMInterfaceRef(const TolvaneOMInterfaceRef& other) : mInterface(other.getReference()) {}
 

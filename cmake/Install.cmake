@@ -9,8 +9,8 @@ install(
 install(EXPORT tolvane-targets NAMESPACE tolvane:: DESTINATION ${package_dir})
 foreach(folder host host/reference host/front ${TOLVANE_LAYERS})
   file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
-  # Not for programs: parts of sources that are compiled once for each instruction set, and what needs HDF5's headers.
-  list(FILTER headers EXCLUDE REGEX "/(membership|float_rules|word_rules|lanes)\\.inl\\.h$|/reference/hdf5\\.h$")
+  # Headers in rooms are internal. So are parts of sources that are compiled once for each instruction set.
+  list(FILTER headers EXCLUDE REGEX "/(float_rules|word_rules|lanes)\\.inl\\.h$")
   install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvane/${folder})
 endforeach()
 configure_package_config_file(cmake/tolvane-config.cmake.in ${PROJECT_BINARY_DIR}/tolvane-config.cmake

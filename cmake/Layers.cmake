@@ -43,10 +43,11 @@ function(tolvane_library_properties target)
                POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
-# tolvane_layer(<folder> LINKS <targets> [PRIVATE_LINKS <targets>]): the static library tolvane_<folder>.
+# tolvane_layer(<folder> LINKS <targets> [PRIVATE_LINKS <targets>]): the static library tolvane_<folder>, of all sources
+# of the folder and its rooms.
 function(tolvane_layer folder)
   cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
   add_library(tolvane_${folder} STATIC ${sources})
   tolvane_library_properties(tolvane_${folder})
   target_compile_definitions(tolvane_${folder} PRIVATE TOLVANE_BUILDING)
@@ -56,10 +57,11 @@ function(tolvane_layer folder)
     PRIVATE $<BUILD_INTERFACE:tolvane_warnings> ${arg_PRIVATE_LINKS})
 endfunction()
 
-# tolvane_tests(<folder> LINKS <targets>): one executable of all tests/<folder>/*_test.cpp.
+# tolvane_tests(<folder> LINKS <targets>): one executable of tests/<folder>/*.cpp and of the tests in its rooms.
 function(tolvane_tests folder)
   cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${folder}/*.cpp)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${folder}/*.cpp
+       ${PROJECT_SOURCE_DIR}/tests/${folder}/*/*_test.cpp)
   if(NOT sources)
     return()
   endif()

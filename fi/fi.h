@@ -989,7 +989,7 @@ class TOLVANE_API fi {
     void sumEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
     void diffEquals(const fi& a, const fi& b, fi& tmp);
     void diffEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
-    // Both operations written once; `Operation` says what is done with the right operand (fi_sum.cpp).
+    // Both operations written once; `Operation` says what is done with the right operand (fi/ops/sum.cpp).
     template <class Operation>
     fi& combineArrays(const fi& b) const;
     template <class Operation>

@@ -10,7 +10,7 @@
 
 #include "fuzz/fuzz_case.h"
 #include "host/ErrorIdException.h"
-#include "host/reference/indexing.h"
+#include "host/reference/values/indexing.h"
 #include "tests/support/arrays_of_fi.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host/om.h"
-#include "host/reference/near_names.h"
+#include "host/reference/objects/near_names.h"
 
 namespace front {
 

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/reference/hdf5_check.h"
+#include "host/reference/files/hdf5_check.h"
 #include "host/reference/saved_objects.h"
 
 using Bytes = std::vector<std::byte>;

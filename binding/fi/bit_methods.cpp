@@ -1,0 +1,162 @@
+#include "binding/fi/bit_methods.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+#include "binding/fi/new_fi.h"
+#include "host/ErrorIdException.h"
+
+namespace {
+
+constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
+using datatypes::array;
+
+}  // namespace
+
+// A `fi` comes before an array, which could hold one as well. The null handle of an empty array counts as what it is.
+constexpr SignatureColumn bitgetSignatures[2] = {takes(fiHandle, fiHandle).to(array), takes(fiHandle, array).to(array)};
+constexpr SignatureColumn bitsetSignatures[4] = {
+    takes(fiHandle, fiHandle, fiHandle).to(fiHandle), takes(fiHandle, fiHandle, array).to(fiHandle),
+    takes(fiHandle, array, fiHandle).to(fiHandle), takes(fiHandle, array, array).to(fiHandle)};
+constexpr SignatureColumn pow2Signatures[3] = {takes(fiHandle).to(fiHandle), takes(fiHandle, fiHandle).to(fiHandle),
+                                               takes(fiHandle, array).to(fiHandle)};
+constexpr SignatureColumn bitshiftSignatures[2] = {takes(fiHandle, fiHandle).to(fiHandle),
+                                                   takes(fiHandle, array).to(fiHandle)};
+
+namespace {
+
+/// The real-world values of an argument that is a host array or a `fi`; those of a `fi` live with this.
+class ValuesArgument {
+ public:
+    ValuesArgument(const MethodCall& call, int index, bool isFi) : mValues(call.array(index)) {
+        if (isFi) {
+            mOwner.reset(call.arguments[index] == nullptr ? hvCreateDoubleMatrix(0, 0)
+                                                          : call.object<fi>(index).getDoubleHvArray());
+            mValues = mOwner.get();
+        }
+    }
+    const hvArray* get() const { return mValues; }
+
+ private:
+    const hvArray* mValues;
+    hvArrayOwner mOwner;
+};
+
+}  // namespace
+
+// Single bits
+
+void getBits(const MethodCall& call) {
+    const ValuesArgument positions(call, 1, call.signature == 0);
+    call.give(call.object<fi>(0).bitget(positions.get()));
+}
+
+void setBits(const MethodCall& call) {
+    const ValuesArgument positions(call, 1, call.signature < 2);
+    const ValuesArgument values(call, 2, call.signature == 0 || call.signature == 2);
+    giveFi(call, owned(call.object<fi>(0).bitset(positions.get(), values.get())));
+}
+
+// Powers of two
+
+namespace {
+
+/// An exponent as it was given.
+struct Exponent {
+    bool isNumeric;
+    bool isScalar;
+    bool isComplex;
+    double value;  // of a numeric scalar
+};
+
+Exponent exponentOf(const MethodCall& call, bool isFi) {
+    const ValuesArgument given(call, 1, isFi);
+    const bool isNumeric = hvIsNumeric(given.get());
+    const bool isScalar = hvIsScalar(given.get());
+    return {isNumeric, isScalar, hvIsComplex(given.get()), isNumeric && isScalar ? hvGetScalar(given.get()) : 0.0};
+}
+
+/// Truncates to an int; values beyond its range become its ends, which no word is wide enough to tell from others, and
+/// NaN becomes 0.
+int truncated(double value) {
+    using Limits = std::numeric_limits<int>;
+    if (std::isnan(value)) {
+        return 0;
+    }
+    return static_cast<int>(std::clamp(value, static_cast<double>(Limits::min()), static_cast<double>(Limits::max())));
+}
+
+}  // namespace
+
+void scaleByPowerOfTwo(const MethodCall& call) {
+    if (call.signature == 0) {
+        raiseError("fixedpoint:fi:pow2:notsupported", "POW2(A) is not supported when A is a FI object.");
+    }
+    const fi& object = call.object<fi>(0);
+    if (object.isBoolean()) {
+        raiseNotAllowed("pow2", object);
+    }
+    if (object.isSlopeBiasScaled()) {
+        raiseError("fixedpoint:fi:pow2:binarypointonly",
+                   "pow2(A,K) can only be calculated for FI object A when the scaling of A has a fractional slope of "
+                   "1 and 0 bias (binary-point only scaling).");
+    }
+    const Exponent exponent = exponentOf(call, call.signature == 1);
+    if (!exponent.isNumeric) {
+        raiseError("fixedpoint:fi:pow2:notnumeric", "K must be numeric in POW2(A,K) when A is a FI object.");
+    }
+    if (!exponent.isScalar) {
+        raiseError("fixedpoint:fi:pow2:notscalar", "K must be scalar in POW2(A,K) when A is a FI object.");
+    }
+    giveReported(call, owned(object.pow2(truncated(exponent.value), false)), "pow2");
+}
+
+namespace {
+
+int bitCountOf(const Exponent& exponent) {
+    if (!exponent.isNumeric) {
+        raiseError("fixedpoint:fi:bitshift:notbuiltinnumeric",
+                   "K must be a builtin numeric type in BITSHIFT(A,K) when A is a FI object.");
+    }
+    if (!exponent.isScalar) {
+        raiseError("fixedpoint:fi:bitshift:notscalar", "K must be scalar in BITSHIFT(A,K) when A is a FI object.");
+    }
+    if (exponent.isComplex) {
+        raiseError("fixedpoint:fi:bitshift:notreal", "K must be real in BITSHIFT(A,K) when A is a FI object.");
+    }
+    const int count = truncated(exponent.value);
+    if (exponent.value != static_cast<double>(count)) {
+        raiseError("fixedpoint:fi:bitshift:notinteger", "K must be an integer in BITSHIFT(A,K) when A is a FI object.");
+    }
+    return count;
+}
+
+/// Shifts the stored integers of an array with slope and bias and puts them back under its scale.
+std::unique_ptr<fi> shiftedIntegers(const fi& object, int count) {
+    const std::unique_ptr<fi> integers = owned(object.stripscaling());
+    integers->setScaling(fi::ScalingEnum::SlopeBias);
+    std::unique_ptr<fi> result = owned(integers->pow2(count, true));
+    constexpr auto natural = fi::IntArrayChunkMode::Natural;
+    constexpr auto first = fi::IntArrayDimensionMode::First;
+    const hvArrayOwner shifted(result->getIntArray(natural, first));
+    result->setSlope(object.getSlope());
+    result->setBias(object.getBias());
+    result->setSlopeAdjustmentFactor(object.getSlopeAdjustmentFactor());
+    result->setIntArray(shifted.get(), natural, first);
+    return result;
+}
+
+}  // namespace
+
+void shiftBits(const MethodCall& call) {
+    const fi& object = call.object<fi>(0);
+    if (!object.isFixed()) {
+        raiseNotAllowed("bitshift", object);
+    }
+    const int count = bitCountOf(exponentOf(call, call.signature == 0));
+    std::unique_ptr<fi> result =
+        object.isSlopeBiasScaled() ? shiftedIntegers(object, count) : owned(object.pow2(count, true));
+    giveReported(call, std::move(result), "bitshift");
+}

@@ -1,0 +1,355 @@
+// The methods of class "fi".
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include "binding/fi/FiOMClass.h"
+#include "binding/fi/bit_methods.h"
+#include "binding/fi/comparison_methods.h"
+#include "binding/fi/constant_methods.h"
+#include "binding/fi/indexing_methods.h"
+#include "binding/fi/integer_methods.h"
+#include "binding/fi/new_fi.h"
+#include "binding/fi/product_methods.h"
+#include "binding/fi/reduction_methods.h"
+#include "binding/fi/root_methods.h"
+#include "binding/fi/shape_methods.h"
+#include "binding/fi/sum_methods.h"
+#include "binding/fi/tables.h"
+#include "binding/fi/text_methods.h"
+#include "binding/fi/type_methods.h"
+#include "binding/fimath/FimathOMClass.h"
+#include "binding/frame/EmbeddedFiSetMethodInfo.h"
+#include "binding/frame/methods.h"
+#include "binding/logs/QloggerOMClass.h"
+#include "binding/numerictype/NumericTypeOMClass.h"
+#include "binding/quantizer/quantizenumeric_methods.h"
+#include "host/ErrorIdException.h"
+#include "logging/reports.h"
+
+namespace {
+
+using datatypes::array;
+using EmbeddedTypeSystem::NumericType;
+
+constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
+
+constexpr SignatureColumn fiToFi[] = {takes(fiHandle).to(fiHandle)};
+constexpr SignatureColumn fiAndTypeToFi[] = {takes(fiHandle, datatypes::object<NumericType>).to(fiHandle)};
+constexpr SignatureColumn fiToType[] = {takes(fiHandle).to(datatypes::object<NumericType>)};
+constexpr SignatureColumn fiToRules[] = {takes(fiHandle).to(datatypes::object<fimath>)};
+constexpr SignatureColumn fiAndArrayToLog[] = {takes(fiHandle, array).to(datatypes::object<qlogger>)};
+constexpr SignatureColumn fiAndFiToNothing[] = {takes(fiHandle, fiHandle)};
+constexpr SignatureColumn nothingToArray[] = {takes().to(array)};
+constexpr SignatureColumn arrays[] = {takes(array, array).to(array), takes(array, array, array).to(array)};
+
+// Questions
+
+bool isFi(const fi& /*object*/) {
+    return true;
+}
+template <fi::ScalingEnum scaling>
+bool hasScaling(const fi& object) {
+    return object.getScaling() == scaling;
+}
+int lastPropertySet(const fi& object) {
+    return static_cast<int>(object.getLastPropertySet());
+}
+/// Readers never see the mark, as in the property of the name.
+bool isAutoScaled(const fi& /*object*/) {
+    return false;
+}
+void displayGlobalLog(const fi& /*object*/) {
+    fi::displayGlobalLog();
+}
+void resetGlobalLog(const fi& /*object*/) {
+    fi::resetGlobalLog();
+}
+
+// Others
+
+[[noreturn]] void raiseForLoop(const MethodCall& /*call*/) {
+    raiseError("fixedpoint:fi:ForLoopIndexingNotSupported",
+               "FOR loop iteration over embedded.fi objects is not supported. Consider rewriting the loop to use an "
+               "independent index variable to access the data in the embedded.fi object.");
+}
+
+[[noreturn]] void raiseColon(const MethodCall& /*call*/) {
+    raiseError("fixedpoint:fi:colon:NotDefined", "COLON is not defined for input arguments of type 'embedded.fi'.");
+}
+
+void copy(const MethodCall& call) {
+    call.give(FiOMClass::wrap(std::make_unique<fi>(call.object<fi>(0))));
+}
+
+void reinterpretCast(const MethodCall& call) {
+    giveFi(call, owned(call.object<fi>(0).reinterpretcast(call.object<NumericType>(1))));
+}
+
+void copyType(const MethodCall& call) {
+    call.give(NumericTypeOMClass::wrap(std::make_unique<NumericType>(call.object<fi>(0).getNumericType())));
+}
+
+void copyRules(const MethodCall& call) {
+    call.give(FimathOMClass::wrap(std::make_unique<fimath>(call.object<fi>(0).getFimath())));
+}
+
+void copyData(const MethodCall& call) {
+    fi& target = call.object<fi>(0);
+    const fi& source = call.object<fi>(1);
+    target.errorIfBadSource(source);
+    target.copydata(source);
+    reports::reportAssignmentWithTotal(target.getQlogger(), fi::getAssignlog());
+    call.giveNothing();
+}
+
+void copyLog(const MethodCall& call) {
+    const fi& object = call.object<fi>(0);
+    const double given = hvGetScalar(call.array(1));
+    const double selector = std::trunc(given);
+    const qlogger* log = nullptr;
+    if (selector == 0.0) {
+        log = &object.getQlogger();
+    } else if (selector == 1.0 && object.isSumRegisterInitialized()) {
+        log = &object.getsumQlogger();
+    } else if (selector == 2.0 && object.isProductRegisterInitialized()) {
+        log = &object.getproductQlogger();
+    }
+    // A copy for the user to look at: it must not count once more in the log map when it ends.
+    call.give(QloggerOMClass::wrap(log == nullptr ? std::make_unique<qlogger>(false)
+                                                  : std::make_unique<qlogger>(*log, false)));
+}
+
+/// Processes of any word size answer alike.
+void is64BitPlatform(const MethodCall& call) {
+    call.give(hvCreateLogicalScalar(false));
+}
+
+constexpr char label[] = "FI";
+
+// "size"
+
+/// Any number of results. More numbers of dimensions than one are taken, so that the method refuses them itself.
+class FiSizeSignature : public OMMethodSignature {
+ public:
+    int getNumberOfReturnArgs() const override { return -1; }
+    OMDataType* getReturnType(int /*index*/) const override { return array.find(); }
+};
+
+class FiSizeMethodInfo : public OMMethodInfo {
+ public:
+    explicit FiSizeMethodInfo(const char* name) : OMMethodInfo(0) {
+        setName(name, true);
+        for (const SignatureColumn& column : {takes(fiHandle), takes(fiHandle, array)}) {
+            auto signature = std::make_unique<FiSizeSignature>();
+            column.addTo(*signature);
+            addMethodSignature(std::move(signature));
+        }
+        getMethodSignatures().back()->setNumberOfRepeatableArgs(1);
+    }
+    void invokeMethod(OMMethodSignature* /*signature*/, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override {
+        const MethodCall call{0, resultCount, results, argumentCount, arguments};
+        if (argumentCount > 2) {
+            raiseError("fixedpoint:fi:size:tooManyInputs", "Too many input arguments.");
+        }
+        if (argumentCount == 2) {
+            giveOne(call);
+        } else if (call.wantedResults() == 1) {
+            giveRow(call);
+        } else {
+            giveEach(call);
+        }
+    }
+
+ private:
+    static void giveOne(const MethodCall& call) {
+        if (call.wantedResults() > 1) {
+            raiseError("fixedpoint:fi:size:tooManyOutputs", "Too many output arguments.");
+        }
+        call.give(hvCreateDoubleScalar(static_cast<double>(call.object<fi>(0).getDimension(dimension(call.array(1))))));
+    }
+    static void giveRow(const MethodCall& call) {
+        const auto dims = call.object<fi>(0).dimensions();
+        hvArray* const row = hvCreateDoubleMatrix(1, dims.size());
+        for (std::size_t i = 0; i < dims.size(); ++i) {
+            hvGetPr(row)[i] = static_cast<double>(dims[i]);
+        }
+        call.give(row);
+    }
+    /// The last result takes all dimensions that are left.
+    static void giveEach(const MethodCall& call) {
+        const auto dims = call.object<fi>(0).dimensions();
+        const auto wanted = static_cast<std::size_t>(call.wantedResults());
+        std::vector<hvArrayOwner> sizes;
+        for (std::size_t i = 0; i < wanted; ++i) {
+            std::uint64_t size = i < dims.size() ? dims[i] : 1;
+            for (std::size_t rest = i + 1; i + 1 == wanted && rest < dims.size(); ++rest) {
+                size *= dims[rest];
+            }
+            sizes.emplace_back(hvCreateDoubleScalar(static_cast<double>(size)));
+        }
+        for (std::size_t i = 0; i < wanted; ++i) {
+            call.results[i] = sizes[i].release();
+        }
+        *call.resultCount = static_cast<int>(wanted);
+    }
+    static std::uint64_t dimension(const hvArray* value) {
+        const double given = hvIsNumeric(value) && hvIsScalar(value) && !hvIsComplex(value) ? hvGetScalar(value) : 0.0;
+        if (!(given >= 1.0 && given <= static_cast<double>(std::numeric_limits<int>::max()) &&
+              given == std::floor(given))) {
+            raiseError("fixedpoint:fi:size:dimensionMustBePositiveInteger",
+                       "Dimension argument must be a positive integer scalar within indexing range.");
+        }
+        return static_cast<std::uint64_t>(given);
+    }
+};
+
+template <auto question>
+std::unique_ptr<OMMethodInfo> asked(const char* name) {
+    return unary<fi, question>(name);
+}
+template <auto operation>
+std::unique_ptr<OMMethodInfo> making(const char* name) {
+    return plain<fiToFi, giveNewFi<operation>>(name);
+}
+
+// Name, how its record is made.
+constexpr MethodRow fiMethods[] = {
+    {"_colonobj", plainOnAny<arrays, raiseForLoop>},
+    {"colon", plainOnAny<arrays, raiseColon>},
+    {"numberofelements", asked<&fi::numel>},
+    {"isfi", asked<isFi>},
+    {"isdouble", asked<&fi::isDouble>},
+    {"issingle", asked<&fi::isSingle>},
+    {"isboolean", asked<&fi::isBoolean>},
+    {"isfloat", asked<&fi::isFloat>},
+    {"isfixed", asked<&fi::isFixed>},
+    {"isscalingbinarypoint", asked<hasScaling<fi::ScalingEnum::BinaryPoint>>},
+    {"isscalingslopebias", asked<hasScaling<fi::ScalingEnum::SlopeBias>>},
+    {"isscalingunspecified", asked<hasScaling<fi::ScalingEnum::Unspecified>>},
+    {"isscaledtype", asked<&fi::isScaledType>},
+    {"isscaleddouble", asked<&fi::isScaledDouble>},
+    {"isempty", asked<&fi::isempty>},
+    {"isscalar", asked<&fi::isscalar>},
+    {"iscolumn", asked<&fi::iscolumn>},
+    {"isrow", asked<&fi::isrow>},
+    {"isvector", asked<&fi::isvector>},
+    {"isreal", asked<&fi::isreal>},
+    {"length", asked<&fi::length>},
+    {"ndims", asked<&fi::ndims>},
+    {"size", record<FiSizeMethodInfo>},
+    {"fi_reshape", plain<fiAndSizesToFi, giveReshaped>},
+    {"squeeze", making<&fi::squeeze>},
+    {"transpose", making<&fi::transpose>},
+    {"ctranspose", plain<fiToFi, giveConjugateTranspose>},
+    {"stripscaling", making<&fi::stripscaling>},
+    {"reinterpretcast", plain<fiAndTypeToFi, reinterpretCast>},
+    {"copy", plain<fiToFi, copy>},
+    {"maxlog", asked<&fi::getMaxLogAsRealWorldValue>},
+    {"minlog", asked<&fi::getMinLogAsRealWorldValue>},
+    {"noverflows", asked<&fi::getNoverflows>},
+    {"nunderflows", asked<&fi::getNunderflows>},
+    {"noperations", asked<&fi::getNoperations>},
+    {"nmathoperations", asked<&fi::getNmathoperations>},
+    {"getqloggerstruct", plain<fiAndArrayToLog, copyLog>},
+    {"numerictype", plain<fiToType, copyType>},
+    {"fimath", plain<fiToRules, copyRules>},
+    {"bin", asked<getDigits<2>>},
+    {"oct", asked<getDigits<8>>},
+    {"dec", asked<getDigits<10>>},
+    {"hex", asked<getDigits<16>>},
+    {"data", asked<&fi::getDoubleHvArray>},
+    {"double", asked<&fi::getDoubleHvArray>},
+    {"single", asked<&fi::getSingleHvArray>},
+    {"int", asked<&fi::getIntHvArray>},
+    {"intarray", plain<fiToIntArray, giveIntArray>},
+    {"dravelinarray", asked<&fi::getDravelinIntArray>},
+    {"real", making<&fi::getRealFi>},
+    {"imag", making<&fi::getImagFi>},
+    {"realmax", making<&fi::realmax>},
+    {"realmin", making<&fi::realmin>},
+    {"fieps", making<&fi::eps>},
+    {"intmax", making<&fi::intmax>},
+    {"intmin", making<&fi::intmin>},
+    {"lowerbound", making<&fi::lowerbound>},
+    {"upperbound", making<&fi::upperbound>},
+    {"range", plain<fiToRange, giveRange>},
+    {"uminus", plain<fiToFi, negate>},
+    {"conj", plain<fiToFi, conjugate>},
+    {"pow2", plain<pow2Signatures, scaleByPowerOfTwo>},
+    {"bitshift", plain<bitshiftSignatures, shiftBits>},
+    {"bitcmp", making<&fi::bitcmp>},
+    {"bitand", record<FiBitwiseMethodInfo<&fi::fibitand>>},
+    {"bitor", record<FiBitwiseMethodInfo<&fi::fibitor>>},
+    {"bitxor", record<FiBitwiseMethodInfo<&fi::bitxor>>},
+    {"bitget", plain<bitgetSignatures, getBits>},
+    {"bitset", plain<bitsetSignatures, setBits>},
+    {"stridesort", plain<fiToSorted, giveSorted>},
+    {"stridesort2", plain<fiToSortedWithPlaces, giveSortedWithPlaces>},
+    {"leadingdimension_sum", plain<fiToFi, giveLeadingDimensionSum>},
+    {"plus", record<FiPlusMethodInfo>},
+    {"minus", record<FiMinusMethodInfo>},
+    {"times", record<FiTimesMethodInfo>},
+    {"mtimes", record<FiMtimesMethodInfo>},
+    {"convF", record<FiConvFMethodInfo>},
+    {"convS", record<FiConvSMethodInfo>},
+    {"convV", record<FiConvVMethodInfo>},
+    {"get_element", plain<elementToFi, giveElement>},
+    {"set_element", plain<elementAndValue, setElement>},
+    {"binaryop_complex", record<FiComplexMethodInfo>},
+    {"binary_max", record<FiMaxMethodInfo>},
+    {"binary_min", record<FiMinMethodInfo>},
+    {"unary_max", plain<fiToExtremes, giveExtremes<maxOperation>>},
+    {"unary_min", plain<fiToExtremes, giveExtremes<minOperation>>},
+    {"eq", record<FiComparisonMethodInfo<&fi::eq>>},
+    {"ge", record<FiComparisonMethodInfo<&fi::ge>>},
+    {"gt", record<FiComparisonMethodInfo<&fi::gt>>},
+    {"le", record<FiComparisonMethodInfo<&fi::le>>},
+    {"lt", record<FiComparisonMethodInfo<&fi::lt>>},
+    {"ne", record<FiComparisonMethodInfo<&fi::ne>>},
+    {"sign", asked<&fi::sign>},
+    {"binaryop_isequal", record<FiComparisonMethodInfo<&fi::isequal>>},
+    {"diag", plain<fiAndDiagonalToFi, giveDiagonal>},
+    {"tril", plain<fiAndDiagonalToFi, giveLowerTriangle>},
+    {"triu", plain<fiAndDiagonalToFi, giveUpperTriangle>},
+    {"toeplitz", record<FiTwoVectorMethodInfo<&fi::toeplitz>>},
+    {"hankel", record<FiTwoVectorMethodInfo<&fi::hankel>>},
+    {"subsref", plain<fiAndArrayToArray, subscript>},
+    {"subsasgn", plain<threeArraysToArray, subscriptAndAssign>},
+    {"subscriptedreference", plain<fiAndPlanToFi, takeByPlan>},
+    {"subscriptedgrowassignment", plain<fiPlanAndFiToFi, growByPlan>},
+    {"num2sdec", asked<&fi::num2sdec>},
+    {"num2base", plain<fiAndBaseToText, writeInBase>},
+    {"base2num", plain<fiTextAndBase, readInBase>},
+    {"num2sdec", asked<&fi::num2sdec>},
+    {"copydata", plain<fiAndFiToNothing, copyData>},
+    {"displaygloballog", asked<displayGlobalLog>},
+    {"resetgloballog", asked<resetGlobalLog>},
+    {"resetlogging", asked<&fi::resetLogging>},
+    {"resetlog", asked<&fi::resetLogging>},
+    {"isautoscaled", asked<isAutoScaled>},
+    {"datasetbypvpair", asked<&fi::getDataSetByPVPair>},
+    {"LastPropertySet", asked<lastPropertySet>},
+    {"isfimathlocal", asked<&fi::getFimathIsLocal>},
+    {"consolidatelocalfilogs", asked<&fi::consolidatelocalfilogs>},
+    {"realabs", plain<fiToFiByTypeAndRules, giveRealAbs>},
+    {"sqrt", plain<fiToFiByTypeAndRules, giveSqrt>},
+    {"Is64BitPlatform", plainStatic<nothingToArray, is64BitPlatform>},
+    {"simfi", plainStatic<typeAndArrayToFi, giveSimFi>},
+    {"GetNumericTypeForMatrixTimes", plainStatic<matrixTypesToType, giveTypeForMatrixTimes>},
+    {"GetNumericTypeForPlus", plainStatic<twoTypesAndRulesToType, giveTypeForPlus>},
+    {"GetNumericTypeForSum", plainStatic<summedTypesToType, giveTypeForSum>},
+    {"GetNumericTypeForTimes", plainStatic<twoTypesAndRulesToType, giveTypeForTimes>},
+    {"GetBestPrecisionForHvArray", plainStatic<typeAndArrayToType, giveBestPrecision>},
+    {"set", setOf<label>},
+    {"quantizenumeric", record<FiStaticQuantizenumeric>},
+};
+
+}  // namespace
+
+void addFiMethods(OMClass& objectClass) {
+    addMethods(objectClass, fiMethods);
+}

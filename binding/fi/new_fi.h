@@ -1,0 +1,34 @@
+// Methods whose result is the new array that an operation of the first argument makes.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "binding/fi/FiOMClass.h"
+#include "binding/frame/methods.h"
+#include "fi/fi.h"
+#include "logging/reports.h"
+
+inline std::unique_ptr<fi> owned(fi* made) {
+    return std::unique_ptr<fi>(made);
+}
+inline std::unique_ptr<fi> owned(fi& made) {
+    return owned(&made);
+}
+
+inline void giveFi(const MethodCall& call, std::unique_ptr<fi> made) {
+    call.give(FiOMClass::wrap(std::move(made)));
+}
+
+/// As giveFi, after a report of what the log of the new array has gained.
+inline void giveReported(const MethodCall& call, std::unique_ptr<fi> made, const reports::OperationName& operation) {
+    reports::report(made->getQlogger(), operation);
+    giveFi(call, std::move(made));
+}
+
+/// Gives what a member of `fi` makes of one array.
+template <auto operation>
+void giveNewFi(const MethodCall& call) {
+    giveFi(call, owned(std::invoke(operation, call.object<fi>(0))));
+}

@@ -1,0 +1,33 @@
+#include "binding/fi/root_methods.h"
+
+#include "binding/fi/new_fi.h"
+
+namespace {
+
+using EmbeddedTypeSystem::NumericType;
+
+/// Calls the form that takes what the selected signature has; `compute` takes the object and the rest.
+template <class Compute>
+void giveByTypeAndRules(const MethodCall& call, Compute compute) {
+    const fi& x = call.object<fi>(0);
+    switch (call.signature) {
+        case 0:
+            return giveFi(call, owned(compute(x)));
+        case 1:
+            return giveFi(call, owned(compute(x, call.object<NumericType>(1))));
+        case 2:
+            return giveFi(call, owned(compute(x, call.object<fimath>(1))));
+        default:
+            return giveFi(call, owned(compute(x, call.object<NumericType>(1), call.object<fimath>(2))));
+    }
+}
+
+}  // namespace
+
+void giveRealAbs(const MethodCall& call) {
+    giveByTypeAndRules(call, [](const fi& x, const auto&... by) { return x.realabs(by...); });
+}
+
+void giveSqrt(const MethodCall& call) {
+    giveByTypeAndRules(call, [](const fi& x, const auto&... by) { return x.sqrtBisection(by...); });
+}

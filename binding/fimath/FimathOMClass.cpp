@@ -1,0 +1,69 @@
+#include "binding/fimath/FimathOMClass.h"
+
+#include <string_view>
+
+#include "binding/fimath/tables.h"
+#include "binding/frame/methods.h"
+#include "binding/types/type_classes.h"
+
+namespace {
+
+constexpr SignatureColumn noArguments = takes();
+
+constexpr DataTypeColumn globalHandle{[] { return findDataType("embedded.globalfimath"); }, true};
+constexpr SignatureColumn globalToNothing[] = {takes(globalHandle)};
+
+void resetGlobal(const MethodCall& call) {
+    fimath::resetGlobalFimath();
+    call.giveNothing();
+}
+
+constexpr MethodRow globalMethods[] = {{"reset", plain<globalToNothing, resetGlobal>}};
+
+}  // namespace
+
+void FimathOMClass::fill() {
+    setLorimerSuperClass(*this);
+    if (getConstructorSignatures().empty()) {
+        addConstructorSignature(noArguments.make());
+    }
+    addFimathProperties(*this);
+    addFimathMethods(*this);
+}
+
+void FimathOMClass::fillFiMethods() {
+    addFimathFiMethods(*this);
+}
+
+OMInterface* FimathOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/, int count) {
+    errorIfMoreThan(0, count);
+    return wrap(std::make_unique<fimath>());
+}
+
+void FimathOMClass::respondToMethodAddedFromVELMAR(OMMethodInfo* method) {
+    if (std::string_view(method->getName()) == "abs") {
+        method->setDispatchedOnFirstArgument(false);
+    }
+}
+
+// The global object
+
+GlobalFimathOMClass::GlobalFimathOMClass() {
+    setSuperClass(FimathOMClass::getInstance());
+}
+
+void GlobalFimathOMClass::fill() {
+    addMethods(*this, globalMethods);
+}
+
+OMInterface* GlobalFimathOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/,
+                                                            int count) {
+    errorIfMoreThan(0, count);
+    auto* const handle = new OMInterface(&fimath::getGlobalFimath(), this, nullptr);
+    fimath::incGlobalFimathRefCount();
+    return handle;
+}
+
+void GlobalFimathOMClass::destroyObject(OMInterface* /*interface*/) {
+    fimath::decGlobalFimathRefCount();
+}

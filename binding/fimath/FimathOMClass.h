@@ -1,0 +1,40 @@
+// The classes "embedded.fimath" and "embedded.globalfimath". A handle of the latter wraps the global object itself: it
+// sees every change, and its end frees nothing.
+#pragma once
+
+#include "binding/frame/SingletonOMClass.h"
+#include "descriptors/fimath.h"
+
+class FimathOMClass : public ObjectOMClass<FimathOMClass, fimath> {
+ public:
+    static constexpr ClassRow row{
+        .name = "fimath", .flagA = ClassFlag::No, .flagB = ClassFlag::Yes, .loadsLorimer = true};
+
+    using OMClass::createClassSpecificObject;
+    /// Makes a copy of the global rules. Raises "fixedpoint:fimath:nargchk:tooManyInputs".
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+    /// Lets "abs" of the host's language be called for rules at any place.
+    void respondToMethodAddedFromVELMAR(OMMethodInfo* method) override;
+
+ protected:
+    friend SingletonOMClass;
+    FimathOMClass() = default;
+    void fill();
+    void fillFiMethods();
+};
+
+class GlobalFimathOMClass : public SingletonOMClass<GlobalFimathOMClass, FimathOMClass> {
+ public:
+    static constexpr ClassRow row{
+        .name = "globalfimath", .flagA = ClassFlag::Yes, .flagB = ClassFlag::Yes, .loadsLorimer = true};
+
+    using OMClass::createClassSpecificObject;
+    /// Wraps the global object. Errors as those of FimathOMClass, also in their id.
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+    void destroyObject(OMInterface* interface) override;
+
+ private:
+    friend SingletonOMClass<GlobalFimathOMClass, FimathOMClass>;
+    GlobalFimathOMClass();
+    void fill();
+};

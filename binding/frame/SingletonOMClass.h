@@ -1,0 +1,127 @@
+// Class records of which there is one each: built and added to the package on first use, filled once.
+//
+// A derived record names itself in a `ClassRow` and adds its properties, methods and constructors in `fill`. A fill
+// that raises is run again from its start by the next `init`, so it may find its own earlier records, which it
+// replaces. The record belongs to the package and the handles of its objects; when it ends, everything here is as
+// before its first use, so that a start after a stop that came too early builds a new one.
+#pragma once
+
+#include <concepts>
+#include <memory>
+
+#include "binding/frame/handles.h"
+#include "binding/frame/lifetime.h"
+#include "descriptors/embedded.h"
+#include "host/ErrorIdException.h"
+#include "host/OMApplication.h"
+#include "host/OMClass.h"
+#include "host/hd.h"
+
+/// A boolean of the class record that is written, or left as the host has it.
+enum class ClassFlag { NotWritten, No, Yes };
+
+struct ClassRow {
+    const char* name;
+    ClassFlag flagA = ClassFlag::NotWritten;
+    ClassFlag flagB = ClassFlag::NotWritten;
+    /// Whether registering loads the package "Lorimer" first.
+    bool loadsLorimer = false;
+};
+
+template <class Derived, class Base = OMClass>
+class SingletonOMClass : public Base {
+ public:
+    /// Returns the record; builds it and adds it to the package when there is none. Raises what the package raises, and
+    /// "fixedpoint:module:stopped" once the module was stopped after a start.
+    static Derived* getInstance() {
+        if (sInstance == nullptr) {
+            lifetime::errorIfStopped();
+            std::unique_ptr<Derived, Ender> made(new Derived);
+            sInstance = made.get();
+            embedded::getEmbeddedPackage()->addLocalClass(sInstance);
+            static_cast<void>(made.release());
+        }
+        return sInstance;
+    }
+    /// Declares the class.
+    static void registerOMClass() {
+        if (sRegistered == nullptr) {
+            if (Derived::row.loadsLorimer) {
+                hdLoadModuleForPackageOrClass("Lorimer");
+            }
+            sRegistered = getInstance();
+        }
+    }
+    /// Ends the record, of which no handle and no subclass may be left.
+    static void deleteInstance() { Ender{}(sInstance); }
+    /// Fills the record, once.
+    static void init() {
+        if (sNeedsInit) {
+            getInstance()->fill();
+            sNeedsInit = false;
+        }
+    }
+    /// Adds the methods that take or give arrays, once, for a class that keeps them apart in `fillFiMethods`.
+    static void init_fi_methods() {
+        if (sNeedsFiMethods) {
+            getInstance()->fillFiMethods();
+            sNeedsFiMethods = false;
+        }
+    }
+
+ protected:
+    SingletonOMClass() {
+        constexpr ClassRow own = Derived::row;
+        this->setName(own.name, true);
+        if (own.flagA != ClassFlag::NotWritten) {
+            this->setClassFlagA(own.flagA == ClassFlag::Yes);
+        }
+        if (own.flagB != ClassFlag::NotWritten) {
+            this->setClassFlagB(own.flagB == ClassFlag::Yes);
+        }
+    }
+    ~SingletonOMClass() override {
+        if (static_cast<OMClass*>(sInstance) == this) {
+            sInstance = nullptr;
+            sRegistered = nullptr;
+            sNeedsInit = true;
+            sNeedsFiMethods = true;
+        }
+    }
+
+ private:
+    struct Ender {
+        void operator()(Derived* record) const { delete static_cast<OMClass*>(record); }
+    };
+
+    static inline Derived* sInstance = nullptr;
+    static inline Derived* sRegistered = nullptr;
+    static inline bool sNeedsInit = true;
+    static inline bool sNeedsFiMethods = true;
+};
+
+/// A record whose handles own objects of a class.
+template <class Derived, class Object, class Base = OMClass>
+class ObjectOMClass : public SingletonOMClass<Derived, Base> {
+ public:
+    /// Wraps a new object in a handle, which the caller owns.
+    static OMInterface* wrap(std::unique_ptr<Object> object) {
+        return newHandle(std::move(object), SingletonOMClass<Derived, Base>::getInstance());
+    }
+    void destroyObject(OMInterface* interface) override {
+        if constexpr (std::derived_from<Object, EmbeddedTypeSystem::Type>) {
+            EmbeddedTypeSystem::Type::endWithHandle(interface);
+        } else {
+            delete objectOf<Object>(interface);
+        }
+    }
+
+ protected:
+    /// Raises "fixedpoint:<class>:nargchk:tooManyInputs".
+    static void errorIfMoreThan(int limit, int count) {
+        if (count > limit) {
+            raiseError("fixedpoint:" + std::string(Derived::row.name) + ":nargchk:tooManyInputs",
+                       "Too many input arguments");
+        }
+    }
+};

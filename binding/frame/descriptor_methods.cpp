@@ -1,0 +1,14 @@
+#include "binding/frame/descriptor_methods.h"
+
+#include "host/hsc.h"
+
+void giveHostSqrt(const MethodCall& call) {
+    hvArray* input[] = {static_cast<hvArray*>(call.arguments[0])};
+    hvArray* root = nullptr;
+    // With the host's trap set an error comes back as a status, and there is no result to give.
+    if (hscCallVELMAR(1, &root, 1, input, "sqrt") == 0) {
+        call.give(root);
+    } else {
+        call.giveNothing();
+    }
+}

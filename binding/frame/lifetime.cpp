@@ -1,0 +1,19 @@
+#include "binding/frame/lifetime.h"
+
+#include "host/ErrorIdException.h"
+
+namespace {
+
+bool sIsStopped = false;
+
+}  // namespace
+
+void lifetime::setStopped() {
+    sIsStopped = true;
+}
+
+void lifetime::errorIfStopped() {
+    if (sIsStopped) {
+        raiseError("fixedpoint:module:stopped", "The Tolvane module was stopped.");
+    }
+}

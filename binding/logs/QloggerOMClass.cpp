@@ -1,0 +1,66 @@
+#include "binding/logs/QloggerOMClass.h"
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+
+#include "binding/frame/EmbeddedFiSetMethodInfo.h"
+#include "binding/frame/methods.h"
+#include "binding/frame/properties.h"
+#include "numbers/truncation.h"
+
+namespace {
+
+constexpr char label[] = "QLOGGER";
+
+using namespace datatypes;
+
+const std::string& getTag(const qlogger& log) {
+    return log.getTag();
+}
+
+// clang-format off
+// Name, data type, access (the letters of AccessColumn), how it is read and written.
+constexpr PropertyRow logProperties[] = {
+    {"Max",         real, "sgSGzclv", field<qlogger, &qlogger::getMaxLogAsRealWorldValue, &qlogger::setMaxLogFromRealWorldValue>()},
+    {"Min",         real, "sgSGzclv", field<qlogger, &qlogger::getMinLogAsRealWorldValue, &qlogger::setMinLogFromRealWorldValue>()},
+    {"NOverflows",  real, "sgSGzclv", countField<qlogger, &qlogger::getNoverflows, &qlogger::setNoverflows>()},
+    {"NUnderflows", real, "sgSGzclv", countField<qlogger, &qlogger::getNunderflows, &qlogger::setNunderflows>()},
+    {"NOperations", real, "sgSGzclv", countField<qlogger, &qlogger::getNoperations, &qlogger::setNoperations>()},
+    {"Tag",         text, "sgSGzclv", field<qlogger, getTag, &qlogger::setTag>()},
+};
+// clang-format on
+
+constexpr SignatureColumn flagToNothing[] = {takes(boolean)};
+constexpr SignatureColumn numberToNothing[] = {takes(real)};
+
+void setLoggingMode(const MethodCall& call) {
+    qlogger::setLogging(Shape<bool>::unbox(call.arguments[0]));
+    call.giveNothing();
+}
+
+void setLogType(const MethodCall& call) {
+    const auto type = truncateTo<std::int32_t>(Shape<double>::unbox(call.arguments[0]));
+    qlogger::setLogType(static_cast<embedded::LogTypeEnum>(type));
+    call.giveNothing();
+}
+
+// Name, how its record is made.
+constexpr MethodRow logMethods[] = {
+    {"disp", unary<qlogger, &qlogger::disp>},
+    {"SetLoggingMode", plainStatic<flagToNothing, setLoggingMode>},
+    {"SetLogType", plainStatic<numberToNothing, setLogType>},
+    {"set", setOf<label>},
+};
+
+}  // namespace
+
+void QloggerOMClass::fill() {
+    addProperties(*this, logProperties);
+    addMethods(*this, logMethods);
+}
+
+OMInterface* QloggerOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/, int count) {
+    errorIfMoreThan(0, count);
+    return wrap(std::make_unique<qlogger>(false));
+}

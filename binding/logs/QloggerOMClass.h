@@ -1,0 +1,19 @@
+// The class "embedded.qlogger". It also has the two switches of the whole process, which need no object.
+#pragma once
+
+#include "binding/frame/SingletonOMClass.h"
+#include "logging/qlogger.h"
+
+class QloggerOMClass : public ObjectOMClass<QloggerOMClass, qlogger> {
+ public:
+    static constexpr ClassRow row{.name = "qlogger", .flagA = ClassFlag::No};
+
+    using OMClass::createClassSpecificObject;
+    /// Makes an empty log. Raises "fixedpoint:qlogger:nargchk:tooManyInputs".
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+
+ private:
+    friend SingletonOMClass;
+    QloggerOMClass() = default;
+    void fill();
+};

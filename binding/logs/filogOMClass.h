@@ -1,0 +1,20 @@
+// The class "embedded.filog". Its type can be read as that of an array can, and is written by the system alone; the log
+// map is read and cleared without an object.
+#pragma once
+
+#include "binding/frame/SingletonOMClass.h"
+#include "logging/filog.h"
+
+class filogOMClass : public ObjectOMClass<filogOMClass, filog> {
+ public:
+    static constexpr ClassRow row{.name = "filog", .flagA = ClassFlag::No};
+
+    using OMClass::createClassSpecificObject;
+    /// Makes an empty record of the default type. Raises "fixedpoint:filog:nargchk:tooManyInputs".
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+
+ private:
+    friend SingletonOMClass;
+    filogOMClass() = default;
+    void fill();
+};

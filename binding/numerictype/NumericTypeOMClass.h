@@ -1,0 +1,23 @@
+// The class "embedded.numerictype".
+#pragma once
+
+#include "binding/frame/SingletonOMClass.h"
+#include "descriptors/NumericType.h"
+
+class NumericTypeOMClass : public ObjectOMClass<NumericTypeOMClass, EmbeddedTypeSystem::NumericType> {
+ public:
+    static constexpr ClassRow row{
+        .name = "numerictype", .flagA = ClassFlag::No, .flagB = ClassFlag::Yes, .loadsLorimer = true};
+
+    using OMClass::createClassSpecificObject;
+    /// Makes the default type. Raises "fixedpoint:numerictype:nargchk:tooManyInputs".
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+    /// Lets "abs" of the host's language be called for a type at any place, and "loadobj" without an object.
+    void respondToMethodAddedFromVELMAR(OMMethodInfo* method) override;
+
+ private:
+    friend SingletonOMClass;
+    NumericTypeOMClass() = default;
+    void fill();
+    void fillFiMethods();
+};

@@ -1,0 +1,21 @@
+// The method "divide" of class "numerictype": the quotient of two operands in the type, of which one at least is a
+// `fi`.
+#pragma once
+
+#include "binding/frame/methods.h"
+#include "descriptors/NumericType.h"
+#include "fi/fi.h"
+
+inline constexpr SignatureColumn divideSignatures[] = {
+    takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::object<fi>, datatypes::object<fi>)
+        .to(datatypes::object<fi>),
+    takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::object<fi>, datatypes::array)
+        .to(datatypes::object<fi>),
+    takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::array, datatypes::object<fi>)
+        .to(datatypes::object<fi>),
+};
+/// Empty arrays may stand for the operands: two of them, or one with an array of one element, give an empty array, and
+/// one with a `fi` gives an empty `fi` of the type. Raises "fixedpoint:fi:divide:nounspecifiedsign",
+/// "fixedpoint:fi:divide:nounspecifiedscaling", "fixedpoint:fi:dimagree", "fixedpoint:fi:divide:signaturenotfound" and
+/// as fi::over.
+void giveQuotient(const MethodCall& call);

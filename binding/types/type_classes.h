@@ -1,0 +1,124 @@
+// The class records of the tree of C-like data types: "type" at its root, and below it one record a kind of type. The
+// record "structelement" stands beside the tree. Properties and methods: tables.h.
+//
+// A record is filled as it is built, since it names no class but its own ancestors. Handles stand for descriptors: a
+// type that is read from another, as its base type or that of an element, comes as the one handle on that very
+// descriptor.
+#pragma once
+
+#include <memory>
+#include <type_traits>
+
+#include "binding/frame/SingletonOMClass.h"
+#include "binding/frame/methods.h"
+#include "binding/types/tables.h"
+#include "typesystem/CharType.h"
+#include "typesystem/ComplexType.h"
+#include "typesystem/FIEnumType.h"
+#include "typesystem/MatrixType.h"
+#include "typesystem/OpaqueType.h"
+#include "typesystem/PointerType.h"
+#include "typesystem/StructElement.h"
+#include "typesystem/StructType.h"
+#include "typesystem/VoidType.h"
+
+/// Makes the class "Object" of the package "Lorimer" the superclass, where that is present.
+void setLorimerSuperClass(OMClass& objectClass);
+
+/// The root, which has no objects of its own.
+class TypeOMC : public SingletonOMClass<TypeOMC> {
+ public:
+    static constexpr ClassRow row{.name = "type"};
+    bool canBeConstructed() const override { return false; }
+
+ private:
+    friend SingletonOMClass;
+    TypeOMC();
+};
+
+/// The numbers, which has no objects of its own.
+class ScalarTypeOMC : public SingletonOMClass<ScalarTypeOMC> {
+ public:
+    static constexpr ClassRow row{.name = "scalartype"};
+    bool canBeConstructed() const override { return false; }
+
+ private:
+    friend SingletonOMClass;
+    ScalarTypeOMC() { setSuperClass(TypeOMC::getInstance()); }
+};
+
+/// A record whose objects are made without arguments.
+template <class Derived, class Described>
+class DescriptorOMClass : public ObjectOMClass<Derived, Described> {
+ public:
+    using OMClass::createClassSpecificObject;
+    /// Raises "fixedpoint:<class>:nargchk:tooManyInputs".
+    OMInterface* createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/, int count) override {
+        this->errorIfMoreThan(0, count);
+        if constexpr (std::is_default_constructible_v<Described>) {
+            return this->wrap(std::make_unique<Described>());
+        } else {
+            return this->wrap(std::make_unique<Described>(false));
+        }
+    }
+
+ protected:
+    explicit DescriptorOMClass(const SignatureColumn& constructor = takes()) {
+        this->addConstructorSignature(constructor.make());
+        fillTypeClass(*this);
+    }
+};
+
+template <class Derived, class Described, class Parent = TypeOMC>
+class TypeChildOMClass : public DescriptorOMClass<Derived, Described> {
+ protected:
+    explicit TypeChildOMClass(const SignatureColumn& constructor = takes())
+        : DescriptorOMClass<Derived, Described>(constructor) {
+        this->setSuperClass(Parent::getInstance());
+    }
+};
+
+class PointerTypeOMC : public TypeChildOMClass<PointerTypeOMC, EmbeddedTypeSystem::PointerType> {
+ public:
+    static constexpr ClassRow row{.name = "pointertype"};
+};
+class ComplexTypeOMC : public TypeChildOMClass<ComplexTypeOMC, EmbeddedTypeSystem::ComplexType> {
+ public:
+    static constexpr ClassRow row{.name = "complextype"};
+};
+class VoidTypeOMC : public TypeChildOMClass<VoidTypeOMC, EmbeddedTypeSystem::VoidType> {
+ public:
+    static constexpr ClassRow row{.name = "voidtype"};
+};
+class OpaqueTypeOMC : public TypeChildOMClass<OpaqueTypeOMC, EmbeddedTypeSystem::OpaqueType> {
+ public:
+    static constexpr ClassRow row{.name = "opaquetype"};
+    using OMClass::createClassSpecificObject;
+    /// Takes the identifier; without one, as a host restores objects, the type stays nameless. Raises
+    /// "fixedpoint:opaquetype:nargchk:tooManyInputs" and "embeddedtype:string:InvalidStringParam".
+    OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
+
+ private:
+    friend SingletonOMClass;
+    OpaqueTypeOMC();
+};
+class CharTypeOMC : public TypeChildOMClass<CharTypeOMC, EmbeddedTypeSystem::CharType, ScalarTypeOMC> {
+ public:
+    static constexpr ClassRow row{.name = "chartype"};
+};
+class MatrixTypeOMC : public TypeChildOMClass<MatrixTypeOMC, EmbeddedTypeSystem::MatrixType> {
+ public:
+    static constexpr ClassRow row{.name = "matrixtype"};
+};
+class StructTypeOMC : public TypeChildOMClass<StructTypeOMC, EmbeddedTypeSystem::StructType> {
+ public:
+    static constexpr ClassRow row{.name = "structtype"};
+};
+class StructElementOMC : public DescriptorOMClass<StructElementOMC, EmbeddedTypeSystem::StructElement> {
+ public:
+    static constexpr ClassRow row{.name = "structelement"};
+};
+class FIEnumTypeOMC : public TypeChildOMClass<FIEnumTypeOMC, EmbeddedTypeSystem::FIEnumType, ScalarTypeOMC> {
+ public:
+    static constexpr ClassRow row{.name = "enumtype"};
+};

@@ -1,0 +1,26 @@
+// Where products of arrays pass from the element steps to array code: whether all cells of the steps hold doubles, what
+// the array code is given, and where the current indices end.
+//
+// Each returns false, with nothing changed, when the element steps have to do the work. Registers are those of the
+// steps as the operation has made them. No operand, type or rule has slope and bias.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "fi/array/broadcast.h"
+#include "fi/fi.h"
+
+namespace arrayseams {
+
+/// `left` is the operand whose product register and, inside of it, sum register do the work; a real operand meets a
+/// complex one from the right. `byElements` runs the steps on a range of elements.
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
+              fi& result, const std::function<void(std::uint64_t begin, std::uint64_t end)>& byElements);
+/// `pair` is the sum register inside the product register, `sum` the array whose quantizer takes the running sums.
+bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result);
+bool convolve(const fi& left, const fi& right, std::uint64_t offset, const fi& product, const fi& pair, const fi& sum,
+              fi& result);
+bool sumColumns(const fi& x, fi& result);
+
+}  // namespace arrayseams

@@ -1,0 +1,236 @@
+// The constructors that make an array from sizes and values.
+#include <algorithm>
+#include <span>
+#include <type_traits>
+
+#include "fi/core/dimension_product.h"
+#include "fi/fi.h"
+#include "host/ErrorIdException.h"
+#include "logging/reports.h"
+
+namespace {
+
+using EmbeddedTypeSystem::NumericType;
+
+unsigned entryPrecision(const NumericType& type, unsigned precision) {
+    const int wordBits = std::max(type.getWordLength(), 0);
+    return std::max(precision, static_cast<unsigned>(wordBits));
+}
+
+number makeEntries(std::uint64_t count, unsigned precision, bool areUnset) {
+    return areUnset ? number(count, precision, embedded::UnsetVector::tag)
+                    : number(count, precision, embedded::NumberVector::tag);
+}
+
+/// Stores real-world values on the stored side of the type; `valueCount` is the element count, or 1 for an array of one
+/// value throughout.
+template <class T>
+void storeValues(number& target, const T* values, std::uint64_t valueCount, const NumericType& type) {
+    const bool isScaled = type.isSlopeBiasScaled();
+    const double bias = type.getBias();
+    const double inverseFactor = 1.0 / type.getSlopeAdjustmentFactor();
+    const auto stored = [=](T value) {
+        const auto x = static_cast<double>(value);
+        return isScaled ? (x - bias) * inverseFactor : x;
+    };
+    const bool isOneValue = valueCount == 1;
+    if (doublenumber* doubles = target.asDouble()) {
+        const std::span<double> entries = doubles->elements();
+        if (isOneValue) {
+            std::ranges::fill(entries, stored(values[0]));
+        } else {
+            std::transform(values, values + entries.size(), entries.begin(), stored);
+        }
+        return;
+    }
+    for (std::uint64_t i = 0; i < target.numel(); ++i) {
+        target[i] = stored(values[isOneValue ? 0 : i]);
+    }
+    target.setIndex(0);
+}
+
+bool isNumericOrLogical(const hvArray* values) {
+    return hvIsNumeric(values) || hvIsLogical(values);
+}
+
+/// An empty complex array has an imaginary part too, though no data.
+bool hasImaginaryPart(const hvArray* values) {
+    return hvIsNumeric(values) && hvIsComplex(values);
+}
+
+std::vector<std::uint64_t> hostDimensions(const hvArray* values) {
+    const auto dims = hvGetDims(values);
+    return {dims.begin(), dims.end()};
+}
+
+/// Returns the type itself, or, for unspecified scaling, with the best precision for the data.
+NumericType withSettledScaling(const NumericType& type, const hvArray* values) {
+    NumericType settled(type);
+    if (settled.isUnspecifiedScaling()) {
+        settled.setBestPrecision(values);
+    }
+    return settled;
+}
+
+}  // namespace
+
+fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const std::string& tag,
+       bool isLocal, embedded::OperationTypeEnum operation, unsigned precision, Entries entries)
+    : mAssignmentQuantizer(type, isLocal && rules ? rules->getRoundMode() : fimath::getGlobalFimath().getRoundMode(),
+                           isLocal && rules ? rules->getOverflowMode() : fimath::getGlobalFimath().getOverflowMode(),
+                           tag, operation, false),
+      mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, precision), entries == Entries::unset)),
+      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), entries == Entries::unset)),
+      mIsReal(!isComplex),
+      mDims(std::move(dims)),
+      mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
+      mFimathIsLocal(isLocal) {
+    errorIfComplexSlopeBias(!mIsReal);
+    updateNumel();
+}
+
+fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
+       bool isLocal, Entries entries)
+    : mAssignmentQuantizer(source, type),
+      mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, 0), entries == Entries::unset)),
+      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), entries == Entries::unset)),
+      mIsReal(!isComplex),
+      mDims(std::move(dims)),
+      mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
+      mFimathIsLocal(isLocal) {
+    applyNumericType(type);
+    errorIfComplexSlopeBias(!mIsReal);
+    updateNumel();
+}
+
+fi::fi()
+    : fi(Dimensions{0, 0}, NumericType(), nullptr, false, {}, false, embedded::OperationTypeEnum::Assignment, 0,
+         Entries::zero) {}
+
+fi::fi(double value, const NumericType& type, const fimath& rules, unsigned precision, const std::string& tag,
+       bool isLocal, embedded::OperationTypeEnum operation)
+    : fi(Dimensions{1, 1}, type, &rules, false, tag, isLocal, operation, precision, Entries::unset) {
+    fillFromReal(&value, 1, DefaultPrecision::stays);
+}
+
+fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& rules, unsigned precision,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
+    : fi(value, NumericType(isSigned, wordLength, fractionLength), rules, precision, tag, isLocal, operation) {}
+
+fi::fi(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules, bool isComplex,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision)
+    : fi(Dimensions{m, n}, type, &rules, isComplex, tag, isLocal, operation, precision, Entries::zero) {
+    if (isSlopeBiasScaled()) {
+        // The stored-value formula of the fill gives (0 - bias) * (1 / factor).
+        const double realWorldZero = 0.0;
+        storeValues(mReal, &realWorldZero, 1, getNumericType());
+        storeValues(mImag, &realWorldZero, 1, getNumericType());
+        quantizeAll(false);
+    }
+}
+
+fi::fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision)
+    : fi(Dimensions(dims, dims + ndims), type, &rules, isComplex, tag, isLocal, operation, precision, Entries::zero) {}
+
+fi::fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
+       const quantizer& source, bool isLocal)
+    : fi(Dimensions(dims, dims + ndims), type, &rules, isComplex, source, isLocal, Entries::zero) {}
+
+fi::fi(const double* re, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
+    : fi(Dimensions(dims, dims + ndims), type, &rules, false, tag, isLocal, operation, 0, Entries::unset) {
+    fillFromReal(re, mNumel, DefaultPrecision::isSet);
+}
+
+fi::fi(const double* re, const double* im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
+       const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
+    : fi(Dimensions(dims, dims + ndims), type, &rules, true, tag, isLocal, operation, 0, Entries::unset) {
+    fillFromComplex(re, im, mNumel);
+}
+
+fi::fi(double value, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
+       const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
+    : fi(Dimensions(dims, dims + ndims), type, &rules, false, tag, isLocal, operation, 0, Entries::unset) {
+    fillFromReal(&value, 1, DefaultPrecision::isSet);
+}
+
+fi::fi(double re, double im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
+       const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation)
+    : fi(Dimensions(dims, dims + ndims), type, &rules, true, tag, isLocal, operation, 0, Entries::unset) {
+    fillFromComplex(&re, &im, 1);
+}
+
+fi::fi(const hvArray* values, const NumericType& type, const fimath& rules, const std::string& tag, bool isLocal,
+       embedded::OperationTypeEnum operation)
+    : fi(hostDimensions(values), withSettledScaling(type, values), &rules, hasImaginaryPart(values), tag, isLocal,
+         operation, 0, Entries::unset) {
+    fillFromHost(values, rules.getRoundMode(), rules.getOverflowMode());
+}
+
+fi::fi(const hvArray* values, const NumericType& type, bool isLocal, unsigned, const std::string& tag,
+       embedded::OperationTypeEnum operation)
+    : fi(hostDimensions(values), type, nullptr, hasImaginaryPart(values), tag, isLocal, operation, 0, Entries::unset) {
+    if (isLocal) {
+        fillFromHost(values, getRoundMode(), getOverflowMode());
+    } else {
+        fillFromHost(values, embedded::RoundModeEnum::Nearest, embedded::OverflowModeEnum::Saturate);
+    }
+    mLastPropertySet = PropertyEnum::Data;
+    reports::reportAssignmentWithTotal(getQlogger(), getAssignlog());
+}
+
+void fi::setDefaultPrecision() const {
+    number::setDefaultPrecision(wordPrecision(), number::getDefaultForceMultiplePrecision());
+}
+
+void fi::fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision) {
+    NumericType::checkNaNInf(getDataType(), re, valueCount);
+    if (defaultPrecision == DefaultPrecision::isSet) {
+        setDefaultPrecision();
+    }
+    storeValues(mReal, re, valueCount, getNumericType());
+    quantizeAll(false);
+}
+
+void fi::fillFromComplex(const double* re, const double* im, std::uint64_t valueCount) {
+    NumericType::errorIfComplexLogical(getDataType(), true);
+    NumericType::checkNaNInf(getDataType(), re, valueCount);
+    NumericType::checkNaNInf(getDataType(), im, valueCount);
+    setDefaultPrecision();
+    storeValues(mReal, re, valueCount, getNumericType());
+    storeValues(mImag, im, valueCount, getNumericType());
+    quantizeAll(false);
+}
+
+void fi::checkHostValues(const hvArray* values) const {
+    if (!isNumericOrLogical(values)) {
+        raiseError("fixedpoint:fi:constructor:numeric", "FI constructor only valid for numeric data");
+    }
+    NumericType::errorIfComplexLogical(getDataType(), hasImaginaryPart(values));
+    const std::uint64_t count = hvGetNumberOfElements(values);
+    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
+        if constexpr (std::is_floating_point_v<T>) {
+            NumericType::checkNaNInf(getDataType(), hvGetTypedData<T>(values).data(), count);
+            NumericType::checkNaNInf(getDataType(), hvGetTypedImagData<T>(values).data(),
+                                     hasImaginaryPart(values) ? count : 0);
+        }
+    });
+}
+
+void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow) {
+    checkHostValues(values);
+    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
+        storeValues(mReal, hvGetTypedData<T>(values).data(), mNumel, getNumericType());
+        storeValues(mImag, hvGetTypedImagData<T>(values).data(), mImag.numel(), getNumericType());
+    });
+    mAssignmentQuantizer.set(getNumericType(), round, overflow, false);
+    quantizeAll(false);
+    updateAssignmentQuantizer();
+}
+
+void fi::setDoubleHvArray(const hvArray* values) {
+    checkHostValues(values);
+    takeShape(hostDimensions(values), hasImaginaryPart(values));
+    fillFromHost(values, getRoundMode(), getOverflowMode());
+}

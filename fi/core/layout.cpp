@@ -1,0 +1,189 @@
+// Size, complexity and precision of the entries, and the cursors of the two parts.
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <utility>
+
+#include "fi/core/dimension_product.h"
+#include "fi/fi.h"
+#include "host/ErrorIdException.h"
+
+// On first use, since arrays can be made before this file's statics would be; never destroyed, since others can die
+// after them.
+const number& fi::getZeroNumber() {
+    static const number* const sZeroNumber = new number(0.0, number::getDefaultPrecision(), false);
+    return *sZeroNumber;
+}
+
+fi::~fi() = default;
+
+void fi::setIndex(std::uint64_t index) const {
+    mReal.setIndex(index);
+    mImag.setIndex(index);
+}
+
+const number& fi::imag() const {
+    if (isreal()) {
+        return getZeroNumber();
+    }
+    return mImag[mReal.getIndex()];
+}
+
+const number& fi::imag(std::uint64_t index) const {
+    return isreal() ? getZeroNumber() : mImag[index];
+}
+
+void fi::setIsReal(bool isReal) {
+    mIsReal = isReal;
+}
+
+bool fi::isreal() const {
+    return mIsReal;
+}
+
+bool fi::iscomplex() const {
+    return !mIsReal;
+}
+
+bool fi::isFinite() const {
+    if (isView()) {
+        return detached()->isFinite();
+    }
+    if (!isFloat() && !isScaledDouble()) {
+        return true;
+    }
+    const auto allFinite = [](const number& entries) {
+        if (const doublenumber* doubles = entries.asDouble()) {
+            return std::ranges::all_of(doubles->elements(), [](double x) { return std::isfinite(x); });
+        }
+        const std::uint64_t cursor = entries.getIndex();
+        std::uint64_t i = 0;
+        while (i < entries.numel() && entries[i].isFinite()) {
+            ++i;
+        }
+        entries.setIndex(cursor);
+        return i == entries.numel();
+    };
+    return allFinite(mReal) && (isreal() || allFinite(mImag));
+}
+
+void fi::coordinateComplexity(bool makeComplex, unsigned precision) {
+    if (!makeComplex) {
+        return;
+    }
+    errorIfComplexSlopeBias(true);
+    if (isreal()) {
+        mImag.resize(mNumel, std::max(precision, wordPrecision()));
+        setIsReal(false);
+    }
+}
+
+// Sizes.
+
+namespace {
+
+std::uint64_t columnCount(std::span<const std::uint64_t> dims) {
+    return dimensionProduct(dims.subspan(std::min<std::size_t>(1, dims.size())));
+}
+
+}  // namespace
+
+void fi::updateNumel() {
+    const std::span<const std::uint64_t> dims(mDims);
+    const std::uint64_t numel = dimensionProduct(dims);
+    mN = columnCount(dims);
+    mM = mDims.empty() ? 1 : mDims.front();
+    mNumel = numel;
+    mLength = numel == 0 || mDims.empty() ? std::min<std::uint64_t>(numel, 1) : std::ranges::max(mDims);
+}
+
+void fi::copyDimensions(const std::uint64_t* dims, std::uint64_t ndims) {
+    Dimensions copy(dims, dims + ndims);
+    dimensionProduct(copy);
+    columnCount(copy);
+    mDims = std::move(copy);
+    updateNumel();
+}
+
+unsigned fi::wordPrecision() const {
+    const int wordBits = getWordLength();
+    return wordBits > 0 ? static_cast<unsigned>(wordBits) : number::getDefaultPrecision();
+}
+
+void fi::resizeEntries(std::uint64_t count, unsigned precision, bool isComplex) {
+    resizePart(mReal, count, precision);
+    resizePart(mImag, isComplex ? count : 0, precision);
+}
+
+void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
+    try {
+        part.resize(count, precision);
+    } catch (...) {
+        mDims.assign({0, 0});
+        updateNumel();
+        throw;
+    }
+    // A current element that has gone is no longer current.
+    if (part.getIndex() >= count) {
+        part.setIndex(0);
+    }
+}
+
+void fi::takeShape(Dimensions dims, bool isComplex) {
+    errorIfComplexSlopeBias(isComplex);
+    columnCount(dims);
+    resizeEntries(dimensionProduct(dims), wordPrecision(), isComplex);
+    setIsReal(!isComplex);
+    mDims = std::move(dims);
+    updateNumel();
+}
+
+void fi::updatePrecision() {
+    setPrecision(wordPrecision());
+}
+
+void fi::setPrecision(unsigned precision) {
+    if (iscomplex()) {
+        resizeEntries(mNumel, precision, true);
+    } else {
+        mReal.resize(mNumel, precision);
+    }
+}
+
+void fi::reInitializeRealImag() {
+    resizeEntries(mNumel, wordPrecision(), iscomplex());
+}
+
+void fi::resizeAndZero(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules,
+                       bool makeComplex) {
+    const std::uint64_t dims[] = {m, n};
+    resizeAndZero(dims, 2, dimensionProduct(dims), type, rules, makeComplex);
+}
+
+void fi::resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint64_t numel, const NumericType& type,
+                       const fimath& rules, bool makeComplex) {
+    constexpr int firstMultiplePrecision = 53;
+    Dimensions newDims(dims, dims + ndims);
+    columnCount(newDims);
+    if (dimensionProduct(newDims) != numel) {
+        raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
+    }
+    const int wordBits = type.getWordLength();
+    const bool keepsReal = mNumel == numel && (wordBits <= getWordLength() || wordBits < firstMultiplePrecision);
+    setNumericType(type);
+    number::setDefaultPrecision(wordPrecision(), number::getDefaultForceMultiplePrecision());
+    if (mFimathIsLocal && &rules != mFimath.get()) {
+        mFimath = std::make_unique<fimath>(rules);
+        updateAssignmentQuantizer();
+    }
+    if (!keepsReal) {
+        const bool isComplex = iscomplex() || makeComplex;
+        resizeEntries(numel, wordPrecision(), isComplex);
+        setIsReal(!isComplex);
+    } else if (isreal() && makeComplex) {
+        resizePart(mImag, numel, wordPrecision());
+        setIsReal(false);
+    }
+    mDims = std::move(newDims);
+    updateNumel();
+}

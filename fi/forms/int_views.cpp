@@ -1,0 +1,118 @@
+// The stored integers as host integers, one an element.
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <span>
+#include <type_traits>
+
+#include "fi/fi.h"
+#include "fi/forms/host_view.h"
+#include "host/ErrorIdException.h"
+#include "host/hsc.h"
+#include "numbers/rounding.h"
+#include "numbers/truncation.h"
+
+namespace {
+
+/// Rounds half away from zero by way of |x| + 0.5, which takes the double below 0.5 to 1. From 2^52 on doubles are
+/// whole.
+double toWhole(double x) {
+    const double magnitude = std::fabs(x);
+    return magnitude < 0x1p52 ? std::copysign(std::floor(magnitude + 0.5), x) : x;
+}
+
+template <class T>
+hvArray* integerView(const fi& array) {
+    const int shift = rounding::negatedExponent(array.getFixedExponent());
+    return hostView<T>(array, hvClassOf<T>, [shift](double x) {
+        const double whole = toWhole(rounding::scaleByPowerOfTwo(x, shift));
+        if constexpr (std::is_same_v<T, double>) {
+            return whole;
+        } else {
+            return truncateTo<T>(whole);
+        }
+    });
+}
+
+template <class Signed, class Unsigned>
+hvArray* integerView(const fi& array) {
+    return array.isSigned() ? integerView<Signed>(array) : integerView<Unsigned>(array);
+}
+
+/// Sets the entries to the values times 2^exponent.
+template <class T>
+void storeScaled(number& target, std::span<const T> values, int exponent) {
+    if (doublenumber* doubles = target.asDouble()) {
+        std::ranges::transform(values, doubles->elements().begin(), [exponent](T value) {
+            return rounding::scaleByPowerOfTwo(static_cast<double>(value), exponent);
+        });
+        return;
+    }
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        target[i].setvalue(static_cast<double>(values[i])).pow2(exponent);
+    }
+    target.setIndex(0);
+}
+
+}  // namespace
+
+hvArray* fi::getIntHvArray() const {
+    if (isView()) {
+        return detached()->getIntHvArray();
+    }
+    switch (getDataType()) {
+        case DataTypeEnum::Fixed:
+            break;
+        case DataTypeEnum::Single:
+            return getSingleHvArray();
+        case DataTypeEnum::Boolean:
+            return getBooleanHvArray();
+        case DataTypeEnum::Double:
+            return getDoubleHvArray();
+        default:
+            return hostView<double>(*this, hvDOUBLE_CLASS, std::identity());
+    }
+    const int wordBits = getWordLength();
+    if (wordBits <= 8) {
+        return integerView<std::int8_t, std::uint8_t>(*this);
+    }
+    if (wordBits <= 16) {
+        return integerView<std::int16_t, std::uint16_t>(*this);
+    }
+    if (wordBits <= 32) {
+        return integerView<std::int32_t, std::uint32_t>(*this);
+    }
+    if (wordBits <= 64) {
+        return convert32BitIntArrayTo64BitIntArray(getDravelinIntArray(), true);
+    }
+    hscWarnMsgIdAndTxt("fixedpoint:fi:intover64bits",
+                       "Integers greater than 64 bits not supported in the INT method.  Returning DOUBLE instead.\n"
+                       "Roundoff error may be introduced in the return value from the INT method for word lengths "
+                       "greater than 64 bits.\n"
+                       "To get exact integer representation for any word length, use BIN, OCT, DEC, or HEX.");
+    return integerView<double>(*this);
+}
+
+void fi::setIntHvArray(const hvArray* values) {
+    const hvClassID classId = hvGetClassID(values);
+    if (classId == hvINT64_CLASS || classId == hvUINT64_CLASS) {
+        setDravelinIntArray(values);
+    } else {
+        storeIntegers(values);
+    }
+}
+
+void fi::storeIntegers(const hvArray* values) {
+    if (!hvIsNumeric(values) && !hvIsLogical(values)) {
+        raiseError("fixedpoint:fi:int:notnumeric", "INT is only valid for numeric data");
+    }
+    checkHostValues(values);
+    const auto dims = hvGetDims(values);
+    takeShape({dims.begin(), dims.end()}, hvIsComplex(values));
+    const int exponent = isFixed() ? getFixedExponent() : 0;
+    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
+        storeScaled(mReal, hvGetTypedData<T>(values), exponent);
+        storeScaled(mImag, hvGetTypedImagData<T>(values), exponent);
+    });
+    quantizeAll(true);
+}

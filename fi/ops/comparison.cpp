@@ -1,0 +1,205 @@
+// Comparison of elements and of arrays.
+//
+// Where both operands hold doubles on one scale, the array forms are loops over doubles; else they set the indices and
+// compare the current elements.
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <span>
+
+#include "fi/array/broadcast.h"
+#include "fi/array/entries.h"
+#include "fi/fi.h"
+#include "host/hv.h"
+
+// Elements.
+
+bool fi::operator==(const fi& b) const {
+    if (isSlopeBiasScaled() || b.isSlopeBiasScaled()) {
+        return equalsAcrossScales(b);
+    }
+    if (mReal != b.mReal) {
+        return false;
+    }
+    if (isreal()) {
+        return b.isreal() || b.imag().iszero();
+    }
+    return b.isreal() ? imag().iszero() : imag() == b.imag();
+}
+
+bool fi::equalsAcrossScales(const fi& b) const {
+    if (isreal() && b.isreal()) {
+        return mReal == b.getAdjustedReal(*this);
+    }
+    if (iscomplex() && b.iscomplex()) {
+        const fi& other = b.getAdjustedElement(*this);
+        return mReal == other.mReal && imag() == other.imag();
+    }
+    const fi& flat = isreal() ? *this : b;
+    const fi& full = isreal() ? b : *this;
+    if (flat.mReal != full.getAdjustedElement(flat).mReal) {
+        return false;
+    }
+    // The imaginary part is compared as it is stored, though its zero is made on the other operand's scale. The zero
+    // passes a quantizer of its own, which must leave no trace in the operand's log nor in the log map.
+    number zero(flat.storedZero(), flat.wordPrecision(), number::getDefaultForceMultiplePrecision());
+    quantizer q(flat.getAssignmentQuantizer());
+    q.quantize(zero);
+    q.getQlogger().reset();
+    return full.imag() == zero;
+}
+
+// Arrays.
+
+namespace {
+
+/// One part of an operand: a double for each element, or one for all of them.
+struct Doubles {
+    const double* values;
+    bool isScalar;
+};
+
+/// Calls the step with the place and the two values of each element. A loop for each kind of operand, without a stride,
+/// so that the compiler can take several elements at once.
+template <class Step>
+void forEachPair(Doubles a, Doubles b, std::size_t count, Step step) {
+    const auto run = [&](auto left, auto right) {
+        for (std::size_t i = 0; i < count; ++i) {
+            step(i, left(i), right(i));
+        }
+    };
+    const auto one = [](Doubles part) { return [value = *part.values](std::size_t) { return value; }; };
+    const auto each = [](Doubles part) { return [values = part.values](std::size_t i) { return values[i]; }; };
+    if (a.isScalar && b.isScalar) {
+        run(one(a), one(b));
+    } else if (a.isScalar) {
+        run(one(a), each(b));
+    } else if (b.isScalar) {
+        run(each(a), one(b));
+    } else {
+        run(each(a), each(b));
+    }
+}
+
+/// Both operands as doubles; the imaginary part of a real one is a zero.
+struct DoubleParts {
+    Doubles re;
+    Doubles im;
+
+    DoubleParts(const fi& array, bool isScalar)
+        : re{entries::doublesOf(array.real(), array.numel()).data(), isScalar},
+          im{array.isreal() ? &kZero : entries::doublesOf(array.imag(), array.numel()).data(),
+             isScalar || array.isreal()} {}
+    bool areThere() const { return re.values && im.values; }
+
+ private:
+    static constexpr double kZero = 0.0;
+};
+
+/// A host logical array of the result's dimensions and its elements.
+struct Flags {
+    hvArrayOwner array;
+    std::span<hvLogical> elements;
+
+    explicit Flags(const fi& shape)
+        : array(hvCreateLogicalArray(shape.ndims(), shape.dims())), elements(hvGetTypedData<hvLogical>(array.get())) {}
+};
+
+/// `Compare` is asked of the parts and of whole elements, and `Join` of what it said of the two parts.
+template <class Compare, class Join>
+hvArray* compareForEquality(const fi& a, const fi& b) {
+    const broadcasting operands(a, b);
+    Flags result(operands.shape());
+    const std::span<hvLogical> out = result.elements;
+    const DoubleParts left(a, operands.leftIsScalar());
+    const DoubleParts right(b, operands.rightIsScalar());
+    if (a.isSlopeBiasScaled() || b.isSlopeBiasScaled() || !left.areThere() || !right.areThere()) {
+        operands.walk([&](std::uint64_t i) { out[i] = Compare()(a, b); });
+        return result.array.release();
+    }
+    forEachPair(left.re, right.re, out.size(),
+                [out](std::size_t i, double x, double y) { out[i] = static_cast<hvLogical>(Compare()(x, y)); });
+    if (a.iscomplex() || b.iscomplex()) {
+        forEachPair(left.im, right.im, out.size(), [out](std::size_t i, double x, double y) {
+            out[i] = Join()(out[i], static_cast<hvLogical>(Compare()(x, y)));
+        });
+    }
+    operands.settle();
+    return result.array.release();
+}
+
+template <class Compare>
+hvArray* compareForOrder(const fi& a, const fi& b) {
+    const broadcasting operands(a, b);
+    Flags result(operands.shape());
+    const std::span<hvLogical> out = result.elements;
+    const Doubles left{entries::doublesOf(a.real(), a.numel()).data(), operands.leftIsScalar()};
+    const Doubles right{entries::doublesOf(b.real(), b.numel()).data(), operands.rightIsScalar()};
+    if (!a.hasScaleOf(b) || !left.values || !right.values) {
+        operands.walk([&](std::uint64_t i) { out[i] = Compare()(a.real(), b.getAdjustedReal(a)); });
+        return result.array.release();
+    }
+    forEachPair(left, right, out.size(),
+                [out](std::size_t i, double x, double y) { out[i] = static_cast<hvLogical>(Compare()(x, y)); });
+    operands.settle();
+    return result.array.release();
+}
+
+/// For arrays of equal dimensions and complexity; leaves the indices at the first difference.
+bool haveEqualElements(const fi& a, const fi& b) {
+    const std::uint64_t count = a.numel();
+    std::uint64_t i = 0;
+    const DoubleParts left(a, false);
+    const DoubleParts right(b, false);
+    if (!a.isSlopeBiasScaled() && !b.isSlopeBiasScaled() && left.areThere() && right.areThere()) {
+        const auto firstDifference = [count](Doubles x, Doubles y) {
+            const double* const end = x.values + count;
+            return x.isScalar ? count
+                              : static_cast<std::uint64_t>(std::mismatch(x.values, end, y.values).first - x.values);
+        };
+        i = std::min(firstDifference(left.re, right.re), firstDifference(left.im, right.im));
+        if (count > 0) {
+            a.setIndex(std::min(i, count - 1));
+            b.setIndex(std::min(i, count - 1));
+        }
+        return i == count;
+    }
+    for (; i < count; ++i) {
+        b.setIndex(i);
+        a.setIndex(i);
+        if (a != b) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+hvArray* fi::eq(const fi& b) const {
+    return compareForEquality<std::equal_to<>, std::bit_and<hvLogical>>(*this, b);
+}
+
+hvArray* fi::ne(const fi& b) const {
+    return compareForEquality<std::not_equal_to<>, std::bit_or<hvLogical>>(*this, b);
+}
+
+hvArray* fi::gt(const fi& b) const {
+    return compareForOrder<std::greater<>>(*this, b);
+}
+
+hvArray* fi::ge(const fi& b) const {
+    return compareForOrder<std::greater_equal<>>(*this, b);
+}
+
+hvArray* fi::lt(const fi& b) const {
+    return compareForOrder<std::less<>>(*this, b);
+}
+
+hvArray* fi::le(const fi& b) const {
+    return compareForOrder<std::less_equal<>>(*this, b);
+}
+
+hvArray* fi::isequal(const fi& b) const {
+    return hvCreateLogicalScalar(isSameSize(b) && isreal() == b.isreal() && haveEqualElements(*this, b));
+}

@@ -1,0 +1,251 @@
+// The larger and the smaller of two arrays, the extremes of columns, and sorted copies.
+//
+// All come from copies of a value: nothing is quantized, and a result logs only what is assigned into it.
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <numeric>
+#include <string>
+
+#include "fi/array/broadcast.h"
+#include "fi/array/entries.h"
+#include "fi/fi.h"
+#include "host/ErrorIdException.h"
+#include "host/hv.h"
+
+namespace {
+
+// The two extremes by what takes the place of what. Equal values and NaN take no place.
+struct Maximum {
+    static constexpr const char* name = "max";
+    template <class Value>
+    static bool takesPlace(const Value& challenger, const Value& holder) {
+        return challenger > holder;
+    }
+};
+struct Minimum {
+    static constexpr const char* name = "min";
+    template <class Value>
+    static bool takesPlace(const Value& challenger, const Value& holder) {
+        return challenger < holder;
+    }
+};
+
+// The fields in which rules must agree: those that the mode of a sum or product has any use for.
+
+using ArithmeticMode = fimath::ArithmeticModeEnum;
+
+struct OperationRules {
+    ArithmeticMode mode;
+    int wordLength;
+    int maxWordLength;
+    int fractionLength;
+
+    bool agreesWith(const OperationRules& other) const {
+        if (mode != other.mode) {
+            return false;
+        }
+        switch (mode) {
+            case ArithmeticMode::FullPrecision:
+                return true;
+            case ArithmeticMode::SpecifyPrecision:
+                return fractionLength == other.fractionLength;
+            default:
+                return wordLength == other.wordLength && maxWordLength == other.maxWordLength &&
+                       fractionLength == other.fractionLength;
+        }
+    }
+};
+
+OperationRules productsOf(const fimath& rules) {
+    return {rules.getProductMode(), rules.getProductWordLength(), rules.getMaxProductWordLength(),
+            rules.getProductFractionLength()};
+}
+OperationRules sumsOf(const fimath& rules) {
+    return {rules.getSumMode(), rules.getSumWordLength(), rules.getMaxSumWordLength(), rules.getSumFractionLength()};
+}
+
+bool doRulesAgree(const fimath& a, const fimath& b) {
+    return a.getRoundMode() == b.getRoundMode() && a.getOverflowMode() == b.getOverflowMode() &&
+           a.getCastBeforeSum() == b.getCastBeforeSum() && productsOf(a).agreesWith(productsOf(b)) &&
+           sumsOf(a).agreesWith(sumsOf(b));
+}
+
+void errorIfTypesOrRulesDiffer(const std::string& name, const fi& a, const fi& b) {
+    if (!a.getNumericType().isequivalent(b.getNumericType())) {
+        raiseError("fixedpoint:fi:" + name + ":numerictypemismatch", "NUMERICTYPE of both operands must be equal.");
+    }
+    if (!doRulesAgree(a.getFimath(), b.getFimath())) {
+        raiseError("fixedpoint:fi:" + name + ":fimathmismatch", "FIMATH of both operands must be equal.");
+    }
+}
+
+}  // namespace
+
+// Two arrays.
+
+// Everywhere it is the other operand's element that must beat the one of the operand whose dimensions the result takes.
+template <class Extreme>
+fi& fi::extremeWith(const fi& b) const {
+    errorIfTypesOrRulesDiffer(Extreme::name, *this, b);
+    const broadcasting operands(*this, b);
+    const fi& holder = operands.leftIsScalar() ? b : *this;
+    const fi& challenger = operands.leftIsScalar() ? *this : b;
+    const bool hasOneElement = operands.leftIsScalar() || operands.rightIsScalar();
+    const bool isReal = isreal() && b.isreal();
+
+    auto result = std::make_unique<fi>(holder);
+    // The log of the left one of two real arrays goes on in the result; callers rely on that.
+    if (hasOneElement || !isReal) {
+        result->getQlogger().reset();
+    }
+    if (isempty() || b.isempty()) {
+        operands.settle();
+        return *result.release();
+    }
+    if (isReal) {
+        const double* const challengers = entries::doublesOf(challenger.mReal, challenger.mNumel).data();
+        doublenumber* const doubles = result->mReal.asDouble();
+        if (getLogging() || !challengers || !doubles) {
+            operands.walk(*result, 0, result->mNumel, [&] {
+                if (Extreme::takesPlace(challenger.mReal, holder.getAdjustedReal(challenger))) {
+                    *result = challenger;
+                }
+            });
+            return *result.release();
+        }
+        const auto pick = [](double x, double held) { return Extreme::takesPlace(x, held) ? x : held; };
+        const auto held = doubles->elements();
+        if (hasOneElement) {
+            std::ranges::transform(held, held.begin(), [pick, x = *challengers](double y) { return pick(x, y); });
+        } else {
+            std::transform(challengers, challengers + held.size(), held.begin(), held.begin(), pick);
+        }
+        operands.settle(*result);
+        return *result.release();
+    }
+
+    challenger.setIndex(0);
+    holder.setIndex(0);
+    number challengerSize(challenger.mReal);
+    number holderSize(holder.mReal);
+    challenger.abs(challengerSize);
+    operands.walk(*result, 0, result->mNumel, [&] {
+        if (!hasOneElement) {
+            challenger.abs(challengerSize);
+        }
+        holder.abs(holderSize);
+        if (Extreme::takesPlace(challengerSize, holderSize)) {
+            *result = challenger;
+        }
+    });
+    return *result.release();
+}
+
+fi& fi::max(const fi& b) const {
+    return extremeWith<Maximum>(b);
+}
+
+fi& fi::min(const fi& b) const {
+    return extremeWith<Minimum>(b);
+}
+
+// Columns.
+
+template <class Extreme>
+void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
+    Dimensions sizes = mDims;
+    if (!sizes.empty() && sizes.front() != 0) {
+        sizes.front() = 1;
+    }
+    hvArrayOwner places(hvCreateNumericArray(sizes.size(), sizes.data(), hvDOUBLE_CLASS, hvREAL));
+    auto result = std::make_unique<fi>(sizes.data(), sizes.size(), getNumericType(), getFimath(), iscomplex(), getTag(),
+                                       mFimathIsLocal, embedded::OperationTypeEnum::Assignment, 0U);
+    double* const rows = hvGetPr(places.get());
+    // Walks the columns: `start` takes the first element of a column, and `challenge` says whether the next one takes
+    // the place of what is held.
+    const auto walk = [&](auto start, auto challenge) {
+        for (std::uint64_t column = 0; column < result->mNumel; ++column) {
+            result->setIndex(column);
+            setIndex(column * mM);
+            start();
+            rows[column] = 1.0;
+            for (std::uint64_t row = 1; row < mM; ++row) {
+                setIndex(column * mM + row);
+                if (challenge()) {
+                    rows[column] = static_cast<double>(row + 1);
+                }
+            }
+        }
+    };
+    const double* const doubles = entries::doublesOf(mReal, mNumel).data();
+    if (isempty()) {
+        // No column has a first element.
+    } else if (iscomplex()) {
+        setIndex(0);
+        number challengerSize(mReal);
+        number holderSize(result->mReal);
+        const auto take = [&] {
+            *result = *this;
+            result->abs(holderSize);
+        };
+        walk(take, [&] {
+            abs(challengerSize);
+            const bool isTaken = Extreme::takesPlace(challengerSize, holderSize);
+            if (isTaken) {
+                take();
+            }
+            return isTaken;
+        });
+    } else if (getLogging() || !doubles || !result->mReal.asDouble()) {
+        walk([&] { *result = *this; },
+             [&] {
+                 const bool isTaken = Extreme::takesPlace(getAdjustedReal(*result), std::as_const(*result).mReal);
+                 if (isTaken) {
+                     *result = *this;
+                 }
+                 return isTaken;
+             });
+    } else {
+        const auto extremes = result->mReal.asDouble()->elements();
+        for (std::uint64_t column = 0; column < result->mNumel; ++column) {
+            const double* const entries = doubles + column * mM;
+            std::uint64_t best = 0;
+            for (std::uint64_t row = 1; row < mM; ++row) {
+                best = Extreme::takesPlace(entries[row], entries[best]) ? row : best;
+            }
+            extremes[column] = entries[best];
+            rows[column] = static_cast<double>(best + 1);
+        }
+        setIndex(mNumel - 1);
+        result->setIndex(result->mNumel - 1);
+    }
+    values = result.release();
+    indices = places.release();
+}
+
+void fi::unary_max(fi*& values, hvArray*& indices) const {
+    extremesOfColumns<Maximum>(values, indices);
+}
+
+void fi::unary_min(fi*& values, hvArray*& indices) const {
+    extremesOfColumns<Minimum>(values, indices);
+}
+
+// Sorting.
+
+fi& fi::stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) const {
+    auto result = std::make_unique<fi>(*this);
+    result->mReal.stridesort(ascending, stride, length);
+    return *result.release();
+}
+
+// Elements that belong to no complete block keep the row in which they stand.
+fi& fi::stridesort2(double*& indices, bool ascending, std::uint64_t stride, std::uint64_t length) const {
+    auto result = std::make_unique<fi>(*this);
+    for (std::uint64_t column = 0; column < mN; ++column) {
+        std::iota(indices + column * mM, indices + (column + 1) * mM, 1.0);
+    }
+    result->mReal.stridesort2(indices, ascending, stride, length);
+    return *result.release();
+}

@@ -1,0 +1,144 @@
+// Negation, conjugation, signs, and complex arrays from and into their parts.
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "fi/array/broadcast.h"
+#include "fi/array/entries.h"
+#include "fi/fi.h"
+#include "host/ErrorIdException.h"
+
+fi* fi::uminus() const {
+    auto result = std::make_unique<fi>(*this);
+    if (isSlopeBiasScaled()) {
+        // Stored values negate under the same slope, so the real-world value negates with its bias.
+        result->setBias(0.0 - getBias());
+    }
+    result->getQlogger().reset();
+    const quantizer& q = result->getAssignmentQuantizer();
+    if (result->isreal() || !q.getQlogger().isLogging()) {
+        entries::negate(result->mReal);
+        entries::negate(result->mImag);
+        result->quantizeAll(false);
+        return result.release();
+    }
+    // Of zeros of both signs the first to come is an extreme of the log, so the parts take turns.
+    for (std::uint64_t i = 0; i < result->mNumel; ++i) {
+        result->setIndex(i);
+        result->mReal.negate();
+        result->mImag.negate();
+        q.quantize(result->mReal);
+        q.quantize(result->mImag);
+    }
+    result->setIndex(0);
+    return result.release();
+}
+
+fi* fi::conj() const {
+    if (iscomplex() && isSlopeBiasScaled()) {
+        raiseError("fixedpoint:fi:complexslopebiasnotdefined",
+                   "Function 'conj' is only supported for complex-value FI objects that have an integer power of 2 "
+                   "slope, and a bias of 0.");
+    }
+    auto result = std::make_unique<fi>(*this);
+    result->getQlogger().reset();
+    const quantizer& q = result->getAssignmentQuantizer();
+    if (isScaledDouble() && getLogging()) {
+        // The values stay; the log of the new array shall know them.
+        q.quantizeArray(result->mReal);
+    }
+    if (iscomplex()) {
+        entries::negate(result->mImag);
+        q.quantizeArray(result->mImag);
+    }
+    return result.release();
+}
+
+fi& fi::complex(const fi& imagPart) const {
+    errorIfComplexSlopeBias(true);
+    if (isBoolean() || imagPart.isBoolean()) {
+        raiseError("fixedpoint:fi:complex:nologicalcomplex", "Input arguments to COMPLEX cannot be boolean.");
+    }
+    if (iscomplex() || imagPart.iscomplex()) {
+        raiseError("fixedpoint:fi:complex:invalidRealPartInput", "Input arguments to COMPLEX must be real-valued.");
+    }
+    number scratch(0.0, std::max(wordPrecision(), imagPart.wordPrecision()),
+                   number::getDefaultForceMultiplePrecision());
+    const broadcasting parts(*this, imagPart);
+    auto result = std::make_unique<fi>(parts.shape().dims(), parts.shape().ndims(), getNumericType(), getFimath(), true,
+                                       getTag(), mFimathIsLocal, embedded::OperationTypeEnum::Assignment, 0U);
+    const qlogger& log = result->getQlogger();
+    log.reset();
+    if (parts.leftIsScalar()) {
+        log.copyMinMax(getQlogger());
+    }
+    const quantizer& q = result->getAssignmentQuantizer();
+    if (parts.rightIsScalar()) {
+        imagPart.setIndex(0);
+        q.quantize(scratch.setvalue(imagPart.mReal));
+    }
+    const std::span<const double> re = entries::doublesOf(mReal, mNumel);
+    const std::span<const double> im = entries::doublesOf(imagPart.mReal, imagPart.mNumel);
+    doublenumber* const outRe = result->mReal.asDouble();
+    doublenumber* const outIm = result->mImag.asDouble();
+    if (isScaledDouble() || re.empty() || im.empty() || !scratch.asDouble() || !outRe || !outIm) {
+        parts.walk(*result, 0, result->numel(), [&] {
+            result->mReal.setvalue(mReal);
+            if (isScaledDouble()) {
+                // The value stays; the log shall know it.
+                q.quantize(result->mReal);
+            }
+            if (!parts.rightIsScalar()) {
+                q.quantize(scratch.setvalue(imagPart.mReal));
+            }
+            result->mImag.setvalue(scratch);
+        });
+        return *result.release();
+    }
+    if (parts.leftIsScalar()) {
+        std::ranges::fill(outRe->elements(), re.front());
+    } else {
+        std::ranges::copy(re, outRe->elements().begin());
+    }
+    if (parts.rightIsScalar()) {
+        std::ranges::fill(outIm->elements(), scratch.todouble());
+    } else {
+        std::ranges::copy(im, outIm->elements().begin());
+        q.quantizeArray(result->mImag);
+    }
+    parts.settle(*result);
+    return *result.release();
+}
+
+hvArray* fi::sign() const {
+    if (iscomplex()) {
+        raiseError("fixedpoint:fi:complexnotdefined", "Function 'sign' is not defined for complex-valued FI objects.");
+    }
+    hvArrayOwner result(hvCreateNumericArray(mDims.size(), mDims.data(), hvINT8_CLASS));
+    const std::span<std::int8_t> signs = hvGetTypedData<std::int8_t>(result.get());
+    const auto signOf = [](double x) { return static_cast<std::int8_t>((x > 0.0) - (x < 0.0)); };
+    const bool isScaled = isSlopeBiasScaled();
+    if (const std::span<const double> doubles = entries::doublesOf(mReal, mNumel); !doubles.empty()) {
+        const double factor = isScaled ? getSlopeAdjustmentFactor() : 1.0;
+        const double bias = isScaled ? getBias() : 0.0;
+        std::ranges::transform(doubles, signs.begin(), [=](double x) { return signOf(x * factor + bias); });
+        return result.release();
+    }
+    const std::uint64_t cursor = mReal.getIndex();
+    for (std::uint64_t i = 0; i < mNumel; ++i) {
+        setIndex(i);
+        const number& entry = mReal;
+        signs[i] = isScaled ? signOf(addSlopeAdjustmentFactorBias(entry.todouble())) : entry.sign();
+    }
+    mReal.setIndex(cursor);
+    return result.release();
+}
+
+fi* fi::getRealFi() const {
+    return new fi(*this, CopyReal::tag);
+}
+
+fi* fi::getImagFi() const {
+    return new fi(*this, CopyImag::tag);
+}

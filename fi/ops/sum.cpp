@@ -1,0 +1,214 @@
+// Sums and differences of elements and of arrays.
+#include <algorithm>
+#include <memory>
+
+#include "fi/array/broadcast.h"
+#include "fi/array/entries.h"
+#include "fi/array/sums.h"
+#include "fi/fi.h"
+#include "fi/types/slopebias_errors.h"
+#include "fi/types/work_cells.h"
+
+namespace {
+
+// The two operations by what they do with the right operand.
+struct Sum {
+    static constexpr const char* name = "plus";
+    static constexpr auto arrayOperation = arraysums::Operation::plus;
+    static void combine(number& left, const number& right) { left += right; }
+    static double bias(const fi& a, const fi& b, const fi& result) {
+        return b.getBias() + a.getBias() - result.getBias();
+    }
+};
+struct Difference {
+    static constexpr const char* name = "minus";
+    static constexpr auto arrayOperation = arraysums::Operation::minus;
+    static void combine(number& left, const number& right) { left -= right; }
+    static double bias(const fi& a, const fi& b, const fi& result) {
+        return a.getBias() - b.getBias() - result.getBias();
+    }
+};
+
+}  // namespace
+
+// Elements.
+
+// The terms are products of a factor and an entry. Both products are formed before anything is stored, as the cell that
+// carries the element may be an operand; each is quantized where its turn comes.
+template <class Operation>
+void fi::combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q) {
+    const bool negativeIntoUnsigned = Operation::bias(a, b, tmp) < 0.0 && !tmp.isSigned();
+    a.initSlopeBiasCorrectionFactorsForPlus(b, tmp);
+    constexpr bool isSum = std::is_same_v<Operation, Sum>;
+    const double net = isSum ? a.mBnetForSlopeBiasPlus : a.mBnetForSlopeBiasMinus;
+    number left = cell(a.mFsaForPlus, wordBits(a) + wordBits(tmp));
+    left *= a.real();
+    number right = cell(a.mFsbForPlus, wordBits(b) + wordBits(tmp));
+    right *= b.real();
+
+    number& sum = tmp.mReal;
+    if (negativeIntoUnsigned) {
+        sum = q.quantize(left);
+        Operation::combine(sum, q.quantize(right));
+        q.quantize(sum);
+        sum -= cell(net, number::getDefaultPrecision());
+        q.quantize(sum);
+    } else {
+        sum.setvalue(net);
+        sum += q.quantize(left);
+        q.quantize(sum);
+        Operation::combine(sum, q.quantize(right));
+        q.quantize(sum);
+    }
+}
+
+template <class Operation>
+void fi::combineElements(const fi& a, const fi& b, fi& tmp, number& scratch) {
+    const fimath& rules = getFimath();
+    const quantizer& q = getAssignmentQuantizer();
+    if (rules.isSumSlopeBiasScaled() || a.isSlopeBiasScaled() || b.isSlopeBiasScaled()) {
+        combineSlopeBias<Operation>(a, b, tmp, q);
+    } else {
+        const bool carriesLeft = &tmp != &a;
+        const bool bIsComplex = b.iscomplex();
+        if (carriesLeft) {
+            tmp.setvalue(a);
+        }
+        tmp.coordinateComplexity(bIsComplex, 0);
+        const bool isComplex = tmp.iscomplex();
+        if (!rules.getCastBeforeSum()) {
+            Operation::combine(tmp.mReal, b.real());
+            if (bIsComplex) {
+                Operation::combine(tmp.imagEntry(), b.imag());
+            }
+        } else {
+            if (carriesLeft) {
+                q.quantize(tmp.mReal);
+                if (isComplex) {
+                    q.quantize(tmp.imagEntry());
+                }
+            }
+            scratch = b.real();
+            Operation::combine(tmp.mReal, q.quantize(scratch));
+            if (bIsComplex) {
+                scratch = b.imag();
+                Operation::combine(tmp.imagEntry(), q.quantize(scratch));
+            }
+        }
+        q.quantize(tmp.mReal);
+        if (isComplex) {
+            q.quantize(tmp.imagEntry());
+        }
+        if (getLogging()) {
+            getQlogger().nMathOperationsPlusOne();
+        }
+    }
+
+    if (this != &tmp) {
+        mReal.setvalue(tmp.mReal);
+        if (tmp.iscomplex()) {
+            coordinateComplexity(true, 0);
+            imagEntry().setvalue(tmp.imagEntry());
+        }
+    }
+}
+
+void fi::sumEquals(const fi& a, const fi& b, fi& tmp, number& scratch) {
+    combineElements<Sum>(a, b, tmp, scratch);
+}
+
+void fi::diffEquals(const fi& a, const fi& b, fi& tmp, number& scratch) {
+    combineElements<Difference>(a, b, tmp, scratch);
+}
+
+void fi::sumEquals(const fi& a, const fi& b, fi& tmp) {
+    number scratch = cell(0.0, std::max(wordBits(b), wordBits(*this)));
+    sumEquals(a, b, tmp, scratch);
+}
+
+void fi::diffEquals(const fi& a, const fi& b, fi& tmp) {
+    number scratch = cell(0.0, std::max(wordBits(b), wordBits(*this)));
+    diffEquals(a, b, tmp, scratch);
+}
+
+fi& fi::operator+(const fi& b) const {
+    fi& result = getSumRegister();
+    result.sumEquals(*this, b, result);
+    return result;
+}
+
+fi& fi::operator-(const fi& b) const {
+    fi& result = getSumRegister();
+    result.diffEquals(*this, b, result);
+    return result;
+}
+
+fi& fi::operator+=(const fi& b) {
+    sumEquals(*this, b, *this);
+    return *this;
+}
+
+fi& fi::operator-=(const fi& b) {
+    diffEquals(*this, b, *this);
+    return *this;
+}
+
+// Arrays.
+
+template <class Operation>
+fi& fi::combineArrays(const fi& b) const {
+    const NumericType& type = getNumericTypeForAddOp(b);
+    const fimath& rules = getFimath(b);
+    const bool isComplex = iscomplex() || b.iscomplex();
+    const bool isSlopeBiasCase = isSlopeBiasScaled() || b.isSlopeBiasScaled() || rules.isSumSlopeBiasScaled();
+    if (isSlopeBiasCase) {
+        if (isComplex) {
+            slopebias::raiseForComplex(Operation::name);
+        }
+        // The left operand's own rules decide here, and not those of the operation.
+        if (!getCastBeforeSum()) {
+            slopebias::raiseWithoutCast(Operation::name);
+        }
+    }
+
+    constexpr auto kSum = embedded::OperationTypeEnum::Sum;
+    fi tmp(1, 1, type, rules, isComplex, getTag(), mFimathIsLocal, kSum, std::max(wordBits(*this), wordBits(b)));
+    number scratch = cell(0.0, std::max({wordBits(tmp), wordBits(*this), wordBits(b)}));
+    const broadcasting operands(*this, b);
+    const fi& shape = operands.shape();
+    std::unique_ptr<fi> result(new fi(shape.mDims, type, &rules, isComplex, getTag(),
+                                      mFimathIsLocal || b.mFimathIsLocal, kSum, 0U, Entries::unset));
+
+    const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
+        operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, tmp, scratch); });
+    };
+    const auto partsOf = [](const fi& x, bool isScalar) {
+        return arraysums::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
+                                  x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr, isScalar};
+    };
+    const arraysums::Operand left = partsOf(*this, operands.leftIsScalar());
+    const arraysums::Operand right = partsOf(b, operands.rightIsScalar());
+    const auto isUsable = [](const fi& x, const arraysums::Operand& parts) {
+        return parts.real && (parts.imag || !x.iscomplex());
+    };
+    doublenumber* const sums = result->mReal.asDouble();
+    doublenumber* const imagSums = isComplex ? result->mImag.asDouble() : nullptr;
+    if (isSlopeBiasCase || !isUsable(*this, left) || !isUsable(b, right) || !sums || (isComplex && !imagSums) ||
+        !tmp.mReal.asDouble() || !scratch.asDouble()) {
+        byElements(0, result->numel());
+        return *result.release();
+    }
+    arraysums::combine(Operation::arrayOperation, left, right, sums->elements(),
+                       imagSums ? imagSums->elements() : std::span<double>(), result->getAssignmentQuantizer(),
+                       rules.getCastBeforeSum(), byElements);
+    operands.settle(*result);
+    return *result.release();
+}
+
+fi& fi::plus(const fi& b) const {
+    return combineArrays<Sum>(b);
+}
+
+fi& fi::minus(const fi& b) const {
+    return combineArrays<Difference>(b);
+}

@@ -1,0 +1,117 @@
+// Moves of elements from one array to another by a pattern: runs of neighbours, and where each of them goes.
+//
+// A pattern is called with a mover, whose one function `run` moves a run. Arrays of doubles move part by part in plain
+// loops, for which the pattern is called once a part; other arrays move by `setvalue`, element by element.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "fi/array/entries.h"
+#include "fi/fi.h"
+
+/// Neighbouring elements `from` a place of the source `to` a place of the target.
+struct ElementRun {
+    std::uint64_t from;
+    std::uint64_t to;
+    std::uint64_t count = 1;
+};
+
+struct fi::ElementMoves {
+    struct Doubles {
+        const double* source;
+        double* target;
+        void run(const ElementRun& run) const { std::copy_n(source + run.from, run.count, target + run.to); }
+    };
+    /// The imaginary parts of a real source.
+    struct Zeros {
+        double* target;
+        void run(const ElementRun& run) const { std::fill_n(target + run.to, run.count, 0.0); }
+    };
+    /// Any step from the current element of the source to that of the target.
+    template <class Step>
+    struct Elements {
+        const fi& source;
+        fi& target;
+        Step step;
+        void run(const ElementRun& run) const {
+            for (std::uint64_t i = 0; i < run.count; ++i) {
+                source.setIndex(run.from + i);
+                target.setIndex(run.to + i);
+                step();
+            }
+        }
+    };
+
+    /// Moves stored values into an array with entries of its own. The target is complex if the source is; its current
+    /// element is the first one then.
+    template <class Pattern>
+    static void move(const fi& source, fi& target, Pattern&& pattern);
+    /// Moves stored values into a new matrix of zeros with type, rules and tag of the source.
+    template <class Pattern>
+    static std::unique_ptr<fi> moved(const fi& source, std::uint64_t rows, std::uint64_t columns, Pattern&& pattern);
+    /// Assigns, as `operator=` does element by element and with the same counts. While nobody counts, each element of
+    /// the source is assigned once, however many places it goes to.
+    template <class Pattern>
+    static void assign(const fi& source, fi& target, Pattern&& pattern);
+};
+
+/// Makes a matrix of zeros with type, rules and tag of another array.
+inline std::unique_ptr<fi> zerosLike(const fi& array, std::uint64_t rows, std::uint64_t columns, bool isComplex) {
+    return std::make_unique<fi>(rows, columns, array.getNumericType(), array.getFimath(), isComplex, array.getTag(),
+                                array.getFimathIsLocal(), embedded::OperationTypeEnum::Assignment, 0U);
+}
+
+template <class Pattern>
+void fi::ElementMoves::move(const fi& source, fi& target, Pattern&& pattern) {
+    if (source.isempty() || target.isempty()) {
+        return;
+    }
+    const auto doublesOf = [](number& part) {
+        doublenumber* const doubles = part.asDouble();
+        return doubles == nullptr ? nullptr : doubles->elements().data();
+    };
+    const double* const re = entries::doublesOf(source.mReal, source.mNumel).data();
+    const double* const im = source.isreal() ? nullptr : entries::doublesOf(source.mImag, source.mNumel).data();
+    double* const toRe = doublesOf(target.mReal);
+    double* const toIm = target.isreal() ? nullptr : doublesOf(target.mImag);
+    const bool isInDoubles =
+        re != nullptr && toRe != nullptr && (source.isreal() || im != nullptr) && (target.isreal() || toIm != nullptr);
+    if (!isInDoubles) {
+        const auto step = [&] { target.setvalue(source); };
+        pattern(Elements<decltype(step)>{source, target, step});
+        target.setIndex(0);
+        return;
+    }
+    pattern(Doubles{re, toRe});
+    if (im != nullptr) {
+        pattern(Doubles{im, toIm});
+    } else if (toIm != nullptr) {
+        pattern(Zeros{toIm});
+    }
+}
+
+template <class Pattern>
+std::unique_ptr<fi> fi::ElementMoves::moved(const fi& source, std::uint64_t rows, std::uint64_t columns,
+                                            Pattern&& pattern) {
+    auto result = zerosLike(source, rows, columns, source.iscomplex());
+    move(source, *result, pattern);
+    return result;
+}
+
+template <class Pattern>
+void fi::ElementMoves::assign(const fi& source, fi& target, Pattern&& pattern) {
+    if (target.getQlogger().isLogging()) {
+        const auto step = [&] { target = source; };
+        pattern(Elements<decltype(step)>{source, target, step});
+        target.setIndex(0);
+        return;
+    }
+    fi assigned(1, source.numel(), target.getNumericType(), target.getFimath(), target.iscomplex(), "",
+                target.getFimathIsLocal(), embedded::OperationTypeEnum::Assignment, 0U);
+    const auto step = [&] { assigned = source; };
+    Elements<decltype(step)>{source, assigned, step}.run({.from = 0, .to = 0, .count = source.numel()});
+    move(assigned, target, pattern);
+}

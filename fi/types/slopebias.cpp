@@ -1,0 +1,136 @@
+// The factors that carry stored values between types with slope and bias. They are computed once for their key of types
+// and always with nearest and saturate, whatever the rules of the operation.
+#include <cstdint>
+#include <string>
+
+#include "fi/fi.h"
+#include "fi/types/to_int.h"
+
+namespace {
+
+using EmbeddedTypeSystem::NumericType;
+
+constexpr auto kNearest = embedded::RoundModeEnum::Nearest;
+constexpr auto kSaturate = embedded::OverflowModeEnum::Saturate;
+
+quantizer correctionQuantizer(const NumericType& type) {
+    return quantizer(type, kNearest, kSaturate, std::string(), embedded::OperationTypeEnum::Unspecified, false);
+}
+
+/// Quantizes a double by way of a number of the given precision.
+double quantized(double value, const quantizer& format, unsigned precision) {
+    number result(value, precision, number::getDefaultForceMultiplePrecision());
+    return format.quantize(result).todouble();
+}
+
+/// Quantizes the net bias of an operation. An unsigned result takes the magnitude, as a negative value would saturate
+/// at 0; whoever uses it then subtracts.
+double netBias(double bias, const NumericType& result, const quantizer& format, unsigned precision) {
+    double stored = bias / result.getSlopeAdjustmentFactor();
+    if (!result.isSigned() && stored < 0.0) {
+        stored = -0.0 - stored;
+    }
+    return quantized(stored, format, precision);
+}
+
+/// Stores a key; the first one is a copy, later ones take over the numeric fields.
+void storeKey(std::unique_ptr<NumericType>& key, const NumericType& type) {
+    if (key) {
+        key->set(type);
+    } else {
+        key = std::make_unique<NumericType>(type);
+    }
+}
+
+bool holdsKey(const std::unique_ptr<NumericType>& key, const NumericType& type) {
+    return key && key->isequivalent(type);
+}
+
+}  // namespace
+
+// The ratio has as many bits as the reference operand's word, at the best scaling for its magnitude: the correction is
+// computed with what a register of that length can hold and not with the exact ratio.
+double fi::computeSAFCorrection(double denominator, double numerator, const fi& reference) const {
+    const double ratio = numerator / denominator;
+    NumericType type(reference.isSigned(), reference.getWordLength(), 0);
+    type.setBestPrecisionFromMaxAbs(ratio);
+    type.setDataType(getDataType());
+    return quantized(ratio, correctionQuantizer(type), number::getDefaultPrecision());
+}
+
+void fi::initSlopeBiasCorrectionFactorsForEquals(const fi& source) const {
+    const NumericType& sourceType = source.getNumericType();
+    if (holdsKey(mEqualsSourceType, sourceType)) {
+        return;
+    }
+    const NumericType& type = getNumericType();
+    mFsxForEquals =
+        computeSAFCorrection(type.getSlopeAdjustmentFactor(), sourceType.getSlopeAdjustmentFactor(), source);
+    mBnetForEquals = netBias(sourceType.getBias() - type.getBias(), type, correctionQuantizer(type), wordPrecision());
+    storeKey(mEqualsSourceType, sourceType);
+}
+
+bool fi::needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const {
+    return !(holdsKey(mPlusOperandType, b.getNumericType()) && holdsKey(mPlusResultType, result.getNumericType()));
+}
+
+// With S for the slope adjustment factors and s for stored values: (A + B - bias of the result) / S is
+// (Sa / S) * sa + (Sb / S) * sb + (bias of a + bias of b - bias of the result) / S, and the b terms change their sign
+// in a difference.
+void fi::initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const {
+    if (!needToInitSlopeBiasCorrectionFactorsForPlus(b, result)) {
+        return;
+    }
+    const NumericType& resultType = result.getNumericType();
+    const quantizer format = correctionQuantizer(resultType);
+    const double bias = getBias();
+    mBnetForSlopeBiasPlus = netBias(b.getBias() + bias - resultType.getBias(), resultType, format, wordPrecision());
+    mBnetForSlopeBiasMinus = netBias(bias - b.getBias() - resultType.getBias(), resultType, format, wordPrecision());
+    const double resultFactor = resultType.getSlopeAdjustmentFactor();
+    mFsaForPlus = computeSAFCorrection(resultFactor, getSlopeAdjustmentFactor(), *this);
+    mFsbForPlus = computeSAFCorrection(resultFactor, b.getSlopeAdjustmentFactor(), b);
+    storeKey(mPlusOperandType, b.getNumericType());
+    storeKey(mPlusResultType, resultType);
+}
+
+void fi::initSlopeCorrectionFactorForTimes(double netSlope, const fi& result) const {
+    const NumericType& resultType = result.getNumericType();
+    if (holdsKey(mTimesResultType, resultType) && netSlope == mTimesNetSlope) {
+        return;
+    }
+    mFscForTimes = computeSAFCorrection(1.0, netSlope, result);
+    storeKey(mTimesResultType, resultType);
+    mTimesNetSlope = netSlope;
+}
+
+// The register holds every product of the binary point operands, so what rounds is the conversion of an operand for
+// whose type none with binary point is exact, and the one into the result's type. The sum fields of the rules have no
+// say in a product of real values. All is made before anything is replaced, as the types may not multiply.
+void fi::initParamsForWorstCaseSlopeBiasTimes(const fi& b) const {
+    const NumericType& leftType = getNumericType();
+    const NumericType& rightType = b.getNumericType();
+    if (holdsKey(mWorstCaseLeftType, leftType) && holdsKey(mWorstCaseRightType, rightType)) {
+        return;
+    }
+    constexpr int kMaxWordBits = 65535;
+    const NumericType left = leftType.convertSlopeBiasToBinaryPoint(kMaxWordBits, nullptr);
+    const NumericType right = rightType.convertSlopeBiasToBinaryPoint(kMaxWordBits, nullptr);
+    const std::int64_t exponent = std::int64_t{left.getFixedExponent()} + right.getFixedExponent();
+    const fimath& own = getFimath();
+    const fimath rules(own.getRoundMode(), own.getOverflowMode(), PrecisionModeEnum::Arbitrary,
+                       ArithmeticModeEnum::SpecifyPrecision, left.getWordLength() + right.getWordLength(), 128,
+                       toInt(-exponent), ArithmeticModeEnum::FullPrecision, 32, 128, 30, true);
+
+    const auto operandOf = [&](const NumericType& type) {
+        return std::make_unique<fi>(0.0, type, rules, 0U, getTag(), true, embedded::OperationTypeEnum::Product);
+    };
+    std::unique_ptr<fi> operandA = operandOf(left);
+    std::unique_ptr<fi> operandB = operandOf(right);
+    const NumericType& product = operandA->getProductTypeForMpyOp(*operandB);
+    operandA->initializeProductRegister(product, product, rules, 0);
+
+    storeKey(mWorstCaseLeftType, leftType);
+    storeKey(mWorstCaseRightType, rightType);
+    mWorstCaseA = std::move(operandA);
+    mWorstCaseB = std::move(operandB);
+}

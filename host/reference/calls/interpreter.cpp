@@ -1,0 +1,170 @@
+// Calls of host functions by name: the table, the trap, the error mode and the last error.
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <map>
+#include <memory>
+#include <typeinfo>
+#include <utility>
+
+#include "host/ErrorIdException.h"
+#include "host/hi.h"
+#include "host/hsc.h"
+#include "host/reference/HostError.h"
+#include "host/reference/calls/boundary.h"
+#include "host/reference/calls/builtins.h"
+#include "host/reference/calls/format.h"
+#include "host/reference/functions.h"
+
+namespace hostref {
+
+namespace {
+
+struct Interpreter {
+    std::map<std::string, Function, std::less<>> functions = builtinFunctions();
+    LastError lastError;
+    bool isTrapping = false;
+    int errorMode = 0;
+};
+
+// Never destroyed: modules may call into it while they are stopped at the end of the process.
+Interpreter& interpreter() {
+    static Interpreter& instance = *new Interpreter;
+    return instance;
+}
+
+void callInto(const std::string& name, int resultCount, hvArray** results, int argumentCount, hvArray** arguments) {
+    const auto count = static_cast<std::size_t>(std::max(argumentCount, 0));
+    std::vector<hvArrayOwner> owners = callFunction(name, resultCount, {arguments, count});
+    // A function may return one value that nobody asked for.
+    for (std::size_t i = 0; i < static_cast<std::size_t>(std::max(resultCount, 0)); ++i) {
+        results[i] = owners[i].release();
+    }
+}
+
+int noteFailure(LastError error) {
+    const std::string text = "Error: " + error.message + "\n";
+    setLastError(std::move(error));
+    if (interpreter().errorMode == 0) {
+        // A listener may throw as well.
+        withoutErrors([&text] { print(text); });
+    }
+    return 1;
+}
+
+/// Runs an action; whatever it raises is kept as the last error, and the status is 1.
+template <class Action>
+int runTrapped(Action&& action) {
+    try {
+        const CallBoundary boundary;
+        std::forward<Action>(action)();
+        return 0;
+    } catch (...) {
+        return noteFailure(caughtError());
+    }
+}
+
+/// Names the type of the exception being handled.
+LastError foreignError() {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    if (type == nullptr) {
+        return {"VELMAR:internal", "An exception of another language was thrown."};
+    }
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> name(abi::__cxa_demangle(type->name(), nullptr, nullptr, &status),
+                                                           &std::free);
+    return {"VELMAR:internal", std::string("A value of type '") + (name ? name.get() : type->name()) + "' was thrown."};
+}
+
+}  // namespace
+
+Function registerFunction(const std::string& name, Function function) {
+    auto& functions = interpreter().functions;
+    Function old = std::exchange(functions[name], std::move(function));
+    if (!functions[name]) {
+        functions.erase(name);
+    }
+    return old;
+}
+
+bool hasTableFunction(std::string_view name) {
+    return interpreter().functions.contains(name);
+}
+
+std::vector<hvArrayOwner> runTableFunction(std::string_view name, int resultCount,
+                                           std::span<const hvArray* const> arguments) {
+    const auto found = interpreter().functions.find(name);
+    if (found == interpreter().functions.end()) {
+        raiseError("VELMAR:UndefinedFunction", "Undefined function '" + std::string(name) + "'.");
+    }
+    // A copy, because a function may replace itself in the table.
+    const Function function = found->second;
+    return function(resultCount, arguments);
+}
+
+CallBoundary::CallBoundary()
+    : mIsTrapping(std::exchange(interpreter().isTrapping, false)), mErrorMode(interpreter().errorMode) {}
+
+CallBoundary::~CallBoundary() {
+    interpreter().isTrapping = mIsTrapping;
+    interpreter().errorMode = mErrorMode;
+}
+
+LastError caughtError() {
+    try {
+        throw;
+    } catch (ErrorIdException* raised) {
+        const std::unique_ptr<ErrorIdException> error(raised);
+        // A thrown null pointer gets here, too.
+        return error ? LastError{error->getId(), error->getMessage()} : foreignError();
+    } catch (const ErrorIdException& error) {
+        return {error.getId(), error.getMessage()};
+    } catch (const HostError& error) {
+        return {error.id(), error.message()};
+    } catch (const std::bad_alloc&) {
+        return {"VELMAR:nomem", "Out of memory."};
+    } catch (const std::exception& error) {
+        return {"VELMAR:internal", error.what()};
+    } catch (...) {
+        return foreignError();
+    }
+}
+
+const LastError& lastError() {
+    return interpreter().lastError;
+}
+
+void setLastError(LastError error) {
+    interpreter().lastError = std::move(error);
+}
+
+}  // namespace hostref
+
+int hscCallVELMAR(int resultCount, hvArray** results, int argumentCount, hvArray** arguments, const char* name) {
+    if (hostref::interpreter().isTrapping) {
+        return hiCallFcnWithTrap(resultCount, results, argumentCount, arguments, name);
+    }
+    hostref::callInto(name, resultCount, results, argumentCount, arguments);
+    return 0;
+}
+
+void hscSetTrapFlag(int flag) {
+    hostref::interpreter().isTrapping = flag != 0;
+}
+
+int hvSetErrorMode(int mode) {
+    return std::exchange(hostref::interpreter().errorMode, mode);
+}
+
+int hiCallFcnWithTrap(int resultCount, hvArray** results, int argumentCount, hvArray** arguments, const char* name) {
+    return hostref::runTrapped([&] { hostref::callInto(name, resultCount, results, argumentCount, arguments); });
+}
+
+void hiFullFevalFcn(int resultCount, hvArray** results, int argumentCount, hvArray** arguments) {
+    if (argumentCount < 1) {
+        hvErrMsg(2);
+    }
+    hostref::callInto(hvArray2String(arguments[0]), resultCount, results, argumentCount - 1, arguments + 1);
+}

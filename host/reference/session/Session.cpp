@@ -1,0 +1,466 @@
+#include "host/reference/Session.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <utility>
+
+#include "host/om.h"
+#include "host/reference/calls/dispatch.h"
+#include "host/reference/calls/format.h"
+#include "host/reference/features.h"
+#include "host/reference/session/atboundary.h"
+
+namespace hostref {
+
+HostError::HostError(std::string id, const std::string& message) : std::runtime_error(message), mId(std::move(id)) {}
+HostError::~HostError() = default;
+
+// Commands
+
+namespace {
+
+int commandDepth = 0;
+OutputSink* runningSink = nullptr;
+
+/// The sinks of the open sessions, the last opened at the end.
+std::vector<OutputSink*>& openSinks() {
+    static auto& sinks = *new std::vector<OutputSink*>;
+    return sinks;
+}
+
+}  // namespace
+
+Command::Command(OutputSink* sink) noexcept : mOldSink(exchangeSink(sink)) {
+    runningSink = sink;
+    ++commandDepth;
+}
+
+Command::~Command() {
+    exchangeSink(mOldSink);
+    runningSink = mOldSink;
+    if (--commandDepth == 0) {
+        // What a call left behind ends with the command; the old state belongs to code outside of any.
+        mBoundary.forgetTrap();
+    }
+}
+
+OutputSink* currentSink() noexcept {
+    if (commandDepth > 0) {
+        return runningSink;
+    }
+    return openSinks().empty() ? nullptr : openSinks().back();
+}
+
+void throwAsHostError() {
+    LastError error = caughtError();
+    setLastError(error);
+    throw HostError(std::move(error.id), error.message);
+}
+
+class Session::Output : public OutputSink {
+ public:
+    explicit Output(Session& owner) : session(owner) { openSinks().push_back(this); }
+    ~Output() override { std::erase(openSinks(), this); }
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    void warn(const std::string& id, const std::string& text) override { warnings.push_back({id, text}); }
+    void print(const std::string& text) override { printed += text; }
+    bool isEchoing() const override { return isEcho; }
+
+    Session& session;
+    std::vector<Warning> warnings;
+    std::string printed;
+    bool isEcho = false;
+};
+
+// Modules
+
+namespace {
+
+/// The stop entry points of the started modules, in the order of starting.
+std::vector<void (*)()>& modulesToStop() {
+    static auto& modules = *new std::vector<void (*)()>;
+    return modules;
+}
+
+/// Runs at the end of the process, once for each module: before the static objects of that module go, since it was
+/// registered after they were made.
+void stopLastModule() {
+    if (modulesToStop().empty()) {
+        return;
+    }
+    void (*const stop)() = modulesToStop().back();
+    modulesToStop().pop_back();
+    withoutErrors(stop);
+}
+
+void stopAtEndOfProcess(void (*stop)()) {
+    auto& modules = modulesToStop();
+    if (stop != nullptr && std::find(modules.begin(), modules.end(), stop) == modules.end()) {
+        modules.push_back(stop);
+        std::atexit(stopLastModule);
+    }
+}
+
+std::string loaderText() {
+    const char* const text = dlerror();
+    return text == nullptr ? "The loader gives no reason." : text;
+}
+
+/// The file of this library; empty when it can't be told.
+std::filesystem::path hostFile() {
+    Dl_info info = {};
+    return dladdr(reinterpret_cast<const void*>(&hostFile), &info) != 0 && info.dli_fname != nullptr
+               ? std::filesystem::path(info.dli_fname)
+               : std::filesystem::path();
+}
+
+/// Loads a library for the life of the process: the code of its records may be in use as long.
+void* loadLibrary(const std::filesystem::path& file) {
+    // A module that leaves the symbols of its host open finds them when this library is in the global scope.
+    if (const std::filesystem::path host = hostFile(); !host.empty()) {
+        dlopen(host.c_str(), RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD);
+    }
+    return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+}
+
+std::string nameInFile(const std::filesystem::path& file) {
+    std::string name = file.filename().string();
+    name = name.substr(0, name.find('.'));
+    return name.starts_with("lib") ? name.substr(3) : name;
+}
+
+using EntryPoint = void (*)();
+
+EntryPoint entryPointIn(void* library, const std::string& symbol) {
+    return reinterpret_cast<EntryPoint>(dlsym(library, symbol.c_str()));
+}
+
+Module moduleIn(void* library, const std::string& name) {
+    Module module{name, entryPointIn(library, "VLInitialize_" + name), entryPointIn(library, "VLTerminate_" + name)};
+    if (module.start == nullptr || module.stop == nullptr) {
+        throw HostError("VELMAR:module:noEntryPoint",
+                        "Module '" + name + "' lacks VLInitialize_" + name + " or VLTerminate_" + name + ".");
+    }
+    return module;
+}
+
+constexpr const char* kDefaultModule = "tolvane";
+
+/// Finds the library of the default module; null when the process holds the module itself.
+void* loadDefaultLibrary() {
+    if (dlsym(RTLD_DEFAULT, "VLInitialize_tolvane") != nullptr) {
+        return nullptr;
+    }
+    std::string reasons;
+    for (const std::filesystem::path& file :
+         {hostFile().parent_path() / "libtolvane.so", std::filesystem::path("libtolvane.so.0"),
+          std::filesystem::path("libtolvane.so")}) {
+        if (void* const library = loadLibrary(file)) {
+            return library;
+        }
+        reasons += "\n" + loaderText();
+    }
+    throw HostError("VELMAR:module:notFound", "Module 'tolvane' can't be loaded:" + reasons);
+}
+
+std::vector<Argument> argumentsOf(std::span<const Value> values) {
+    std::vector<Argument> arguments;
+    arguments.reserve(values.size());
+    for (const Value& value : values) {
+        arguments.push_back(Argument::of(value));
+    }
+    return arguments;
+}
+
+Value firstOf(std::vector<Value> values) {
+    return values.empty() ? Value() : std::move(values.front());
+}
+
+}  // namespace
+
+template <class Action>
+decltype(auto) Session::run(Action&& action) {
+    return atBoundary(mOutput.get(), std::forward<Action>(action));
+}
+
+Session::Session(Start start) : mOutput(std::make_unique<Output>(*this)) {
+    mLibrary = loadDefaultLibrary();
+    mModule = moduleIn(mLibrary == nullptr ? RTLD_DEFAULT : mLibrary, kDefaultModule);
+    if (start == Start::now) {
+        this->start();
+    }
+}
+
+Session::Session(const std::filesystem::path& file, std::string_view name, Start start)
+    : mOutput(std::make_unique<Output>(*this)) {
+    mLibrary = loadLibrary(file);
+    if (mLibrary == nullptr) {
+        throw HostError("VELMAR:module:notFound", "Module '" + file.string() + "' can't be loaded: " + loaderText());
+    }
+    mModule = moduleIn(mLibrary, name.empty() ? nameInFile(file) : std::string(name));
+    if (start == Start::now) {
+        this->start();
+    }
+}
+
+Session::Session(Module module, Start start) : mModule(std::move(module)), mOutput(std::make_unique<Output>(*this)) {
+    if (mModule.start == nullptr || mModule.stop == nullptr) {
+        throw HostError("VELMAR:module:noEntryPoint", "Module '" + mModule.name + "' lacks an entry point.");
+    }
+    if (start == Start::now) {
+        this->start();
+    }
+}
+
+Session::~Session() = default;
+
+void Session::start() {
+    // Before the call: a start that fails halfway leaves records that the module's stop takes away.
+    stopAtEndOfProcess(mModule.stop);
+    run([&] { mModule.start(); });
+}
+
+void Session::stop() {
+    std::erase(modulesToStop(), mModule.stop);
+    run([&] { mModule.stop(); });
+}
+
+void* Session::entryPoint(const std::string& name) const {
+    return dlsym(mLibrary == nullptr ? RTLD_DEFAULT : mLibrary, name.c_str());
+}
+
+// Objects, methods and properties
+
+Value Session::construct(std::string_view className, std::span<const Value> arguments) {
+    return run([&] { return constructObject(requireClass(className), argumentsOf(arguments)); });
+}
+
+bool Session::hasClass(std::string_view className) const {
+    return findClass(className) != nullptr;
+}
+
+namespace {
+
+std::vector<Value> callWith(std::string_view name, std::span<const Value> values, Wanted wanted) {
+    constexpr std::size_t kFew = 4;
+    if (values.size() > kFew) {
+        return callByName(name, argumentsOf(values), wanted);
+    }
+    std::array<Argument, kFew> arguments;
+    std::transform(values.begin(), values.end(), arguments.begin(),
+                   [](const Value& value) { return Argument::of(value); });
+    return callByName(name, std::span(arguments.data(), values.size()), wanted);
+}
+
+}  // namespace
+
+Value Session::call(std::string_view name, std::span<const Value> arguments) {
+    return run([&] { return firstOf(callWith(name, arguments, Wanted::oneIfAny())); });
+}
+
+std::vector<Value> Session::call(int resultCount, std::string_view name, std::span<const Value> arguments) {
+    return run([&] { return callWith(name, arguments, Wanted::exactly(std::max(resultCount, 0))); });
+}
+
+Value Session::callStatic(std::string_view className, std::string_view name, std::span<const Value> arguments) {
+    return run([&] {
+        return firstOf(callMethodOfClass(requireClass(className), name, argumentsOf(arguments), Wanted::oneIfAny()));
+    });
+}
+
+std::vector<Value> Session::callStatic(int resultCount, std::string_view className, std::string_view name,
+                                       std::span<const Value> arguments) {
+    return run([&] {
+        return callMethodOfClass(requireClass(className), name, argumentsOf(arguments),
+                                 Wanted::exactly(std::max(resultCount, 0)));
+    });
+}
+
+Value Session::get(const Value& object, std::string_view property) {
+    return run([&] { return getProperty(requireObject(Argument::of(object)), property); });
+}
+
+void Session::set(const Value& object, std::string_view property, const Value& value) {
+    run([&] { setProperty(requireObject(Argument::of(object)), property, Argument::of(value)); });
+}
+
+// Indexing
+
+namespace {
+
+/// The host's form of an access path: a struct row with the fields "type" and "subs".
+Value pathOf(std::span<const Subscript> path) {
+    static constexpr const char* kFields[] = {"type", "subs"};
+    hvArrayOwner steps(hvCreateStructMatrix(1, path.size(), 2, kFields));
+    const auto store = [&steps](std::size_t i, int field, const Value& value) {
+        hvArrayOwner element = value.toArray();
+        hvSetFieldByNumber(steps.get(), i, field, element.get());
+        static_cast<void>(element.release());
+    };
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        const bool isName = path[i].type == "." && path[i].indices.size() == 1;
+        store(i, 0, Value(path[i].type));
+        store(i, 1, isName ? path[i].indices.front() : Value::cells(path[i].indices));
+    }
+    return Value(std::move(steps));
+}
+
+}  // namespace
+
+Value Session::index(const Value& value, std::span<const Subscript> path) {
+    return run([&] {
+        const Value steps[] = {value, pathOf(path)};
+        return firstOf(callWith("subsref", steps, Wanted::oneIfAny()));
+    });
+}
+
+Value Session::assign(const Value& value, std::span<const Subscript> path, const Value& right) {
+    return run([&] {
+        const Value steps[] = {value, pathOf(path), right};
+        return firstOf(callWith("subsasgn", steps, Wanted::exactly(1)));
+    });
+}
+
+// Saved objects
+
+void Session::save(const std::filesystem::path& file, std::span<const Variable> variables) {
+    run([&] { replaceFile(file, savedBytes(variables)); });
+}
+
+std::vector<Variable> Session::load(const std::filesystem::path& file, SharedState shared) {
+    return run([&] { return loadedVariables(readFile(file), shared); });
+}
+
+Value Session::load(const std::filesystem::path& file, const std::string& name, SharedState shared) {
+    return run([&] { return loadedVariables(readFile(file), shared, name).front().value; });
+}
+
+std::vector<std::string> Session::namesIn(const std::filesystem::path& file) {
+    return run([&] { return hostref::namesIn(readFile(file)); });
+}
+
+// Display, methods of the host's language, features
+
+void Session::display(const Value& value) {
+    run([&] {
+        const bool hasDisplay = value.isObject() && hasMethod(*value.interface()->getClass(), "display");
+        callWith(hasDisplay ? "display" : "disp", std::span(&value, 1), Wanted::exactly(0));
+        if (isLineOpen()) {
+            print("\n");
+        }
+    });
+}
+
+namespace {
+
+/// Any number of results, all of them arrays.
+class AnyResultsSignature : public OMMethodSignature {
+ public:
+    int getNumberOfReturnArgs() const override { return -1; }
+    OMDataType* getReturnType(int /*index*/) const override { return OMTypeRepository::getType("VELMAR array", true); }
+};
+
+/// A method that is a function of the host's language.
+class HostMethodInfo : public OMMethodInfo {
+ public:
+    HostMethodInfo(const std::string& name, Function function) : OMMethodInfo(0), mFunction(std::move(function)) {
+        setName(name.c_str(), true);
+        addMethodSignature(std::make_unique<AnyResultsSignature>());
+        auto some = std::make_unique<AnyResultsSignature>();
+        some->addArgument(OMTypeRepository::getType("VELMAR array", true), nullptr);
+        some->setNumberOfRepeatableArgs(1);
+        addMethodSignature(std::move(some));
+    }
+    void invokeMethod(OMMethodSignature* /*signature*/, int* resultCount, void** results, int argumentCount,
+                      void** arguments) override {
+        std::vector<const hvArray*> arrays;
+        for (int i = 0; i < argumentCount; ++i) {
+            arrays.push_back(static_cast<const hvArray*>(arguments[i]));
+        }
+        // A copy, because a function may replace itself.
+        const Function function = mFunction;
+        std::vector<hvArrayOwner> made = function(*resultCount, arrays);
+        const std::size_t most = static_cast<std::size_t>(std::max(*resultCount, 1));
+        *resultCount = static_cast<int>(std::min(made.size(), most));
+        for (std::size_t i = 0; i < static_cast<std::size_t>(*resultCount); ++i) {
+            results[i] = made[i].release();
+        }
+    }
+
+ private:
+    Function mFunction;
+};
+
+}  // namespace
+
+void Session::addMethod(std::string_view className, const std::string& name, Function function) {
+    run([&] {
+        OMClass& objectClass = requireClass(className);
+        objectClass.respondToMethodAddedFromVELMAR(
+            objectClass.addMethod(std::make_unique<HostMethodInfo>(name, std::move(function))));
+    });
+}
+
+Session& Session::running() {
+    // Sessions alone make sinks.
+    auto* const output = static_cast<Output*>(currentSink());
+    if (output == nullptr) {
+        raiseError("VELMAR:session:none", "No session is open to run a function of the host's language.");
+    }
+    return output->session;
+}
+
+Function Session::withSession(SessionFunction function) {
+    return [function = std::move(function)](int resultCount, std::span<const hvArray* const> arrays) {
+        std::vector<Value> arguments;
+        for (const hvArray* const array : arrays) {
+            arguments.push_back(Value::share(array));
+        }
+        std::vector<hvArrayOwner> results;
+        for (const Value& value : function(running(), resultCount, arguments)) {
+            results.push_back(value.toArray());
+        }
+        return results;
+    };
+}
+
+void Session::addMethod(std::string_view className, const std::string& name, SessionFunction function) {
+    addMethod(className, name, withSession(std::move(function)));
+}
+
+void Session::addFunction(const std::string& name, SessionFunction function) {
+    registerFunction(name, withSession(std::move(function)));
+}
+
+Value Session::feature(const std::string& name) {
+    return run([&] { return Value(runFeature(name, 1)); });
+}
+
+void Session::setFeature(const std::string& name, const Value& state) {
+    run([&] {
+        const hvArrayOwner argument = state.toArray();
+        hvArray* const arguments[] = {argument.get()};
+        runFeature(name, 0, arguments);
+    });
+}
+
+// Output
+
+std::vector<Warning> Session::takeWarnings() {
+    return std::exchange(mOutput->warnings, {});
+}
+
+std::string Session::takePrinted() {
+    return std::exchange(mOutput->printed, {});
+}
+
+void Session::setEcho(bool isOn) {
+    mOutput->isEcho = isOn;
+}
+
+}  // namespace hostref
