@@ -1,4 +1,4 @@
-#include "binding/fi/bit_methods.h"
+#include "binding/fi/methods.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "binding/fi/indexing_methods.h"
+#include "binding/fi/methods.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "binding/fi/integer_methods.h"
+#include "binding/fi/methods.h"
 
 #include <memory>
 #include <utility>

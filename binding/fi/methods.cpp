@@ -6,26 +6,15 @@
 #include <utility>
 
 #include "binding/fi/FiOMClass.h"
-#include "binding/fi/bit_methods.h"
-#include "binding/fi/comparison_methods.h"
-#include "binding/fi/constant_methods.h"
-#include "binding/fi/indexing_methods.h"
-#include "binding/fi/integer_methods.h"
+#include "binding/fi/methods.h"
 #include "binding/fi/new_fi.h"
-#include "binding/fi/product_methods.h"
-#include "binding/fi/reduction_methods.h"
-#include "binding/fi/root_methods.h"
-#include "binding/fi/shape_methods.h"
-#include "binding/fi/sum_methods.h"
 #include "binding/fi/tables.h"
-#include "binding/fi/text_methods.h"
-#include "binding/fi/type_methods.h"
 #include "binding/fimath/FimathOMClass.h"
 #include "binding/frame/EmbeddedFiSetMethodInfo.h"
 #include "binding/frame/methods.h"
 #include "binding/logs/QloggerOMClass.h"
 #include "binding/numerictype/NumericTypeOMClass.h"
-#include "binding/quantizer/quantizenumeric_methods.h"
+#include "binding/quantizer/methods.h"
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
 
@@ -123,6 +112,10 @@ void copyLog(const MethodCall& call) {
 }
 
 /// Processes of any word size answer alike.
+/// Sums along the first dimension and reports what the sums overflowed.
+void giveLeadingDimensionSum(const MethodCall& call) {
+    giveReported(call, owned(call.object<fi>(0).leadingdimension_sum()), "sum");
+}
 void is64BitPlatform(const MethodCall& call) {
     call.give(hvCreateLogicalScalar(false));
 }

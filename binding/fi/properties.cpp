@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "binding/fi/FiOMClass.h"
+#include "binding/fi/methods.h"
 #include "binding/fi/tables.h"
-#include "binding/fi/text_methods.h"
 #include "binding/frame/enum_columns.h"
 #include "binding/frame/properties.h"
 #include "binding/numerictype/NumericTypeOMClass.h"

@@ -1,4 +1,4 @@
-#include "binding/fi/root_methods.h"
+#include "binding/fi/methods.h"
 
 #include "binding/fi/new_fi.h"
 

@@ -1,4 +1,4 @@
-#include "binding/fi/shape_methods.h"
+#include "binding/fi/methods.h"
 
 #include <cmath>
 #include <string>

@@ -1,4 +1,4 @@
-#include "binding/fi/type_methods.h"
+#include "binding/fi/methods.h"
 
 #include <cstdint>
 #include <memory>

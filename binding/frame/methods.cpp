@@ -27,6 +27,15 @@ void MethodCall::raiseNoObject() {
     raiseError("fixedpoint:method:noObject", "An empty array stands where an object is needed.");
 }
 
+int MethodCall::base(int index, const std::string& idOfOthers) const {
+    const hvArray* const value = array(index);
+    if (!hvIsNumeric(value)) {
+        raiseError(idOfOthers, "Base must be numeric.");
+    }
+    const double base = hvGetScalar(value);
+    return base >= 0.0 && base < 100.0 ? static_cast<int>(base) : 0;
+}
+
 PlainMethodInfo::PlainMethodInfo(const char* name, std::span<const SignatureColumn> signatures, MethodFunction invoke)
     : OMMethodInfo(0), mInvoke(invoke) {
     setName(name, true);

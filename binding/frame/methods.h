@@ -64,6 +64,9 @@ struct MethodCall {
         return *objectOf<Object>(arguments[index]);
     }
     const hvArray* array(int index) const { return static_cast<const hvArray*>(arguments[index]); }
+    /// Returns the whole part of a number in an array, 0 for what no base is near; raises the error of that id for what
+    /// is no number.
+    int base(int index, const std::string& idOfOthers) const;
     /// Stores the one result, which the host owns then.
     void give(void* result) const {
         results[0] = result;

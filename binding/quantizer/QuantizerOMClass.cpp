@@ -12,8 +12,7 @@
 #include "binding/frame/enum_columns.h"
 #include "binding/frame/methods.h"
 #include "binding/frame/properties.h"
-#include "binding/quantizer/quantizenumeric_methods.h"
-#include "binding/quantizer/text_methods.h"
+#include "binding/quantizer/methods.h"
 #include "host/hv.h"
 #include "numbers/number.h"
 

@@ -1,4 +1,4 @@
-#include "binding/quantizer/quantizenumeric_methods.h"
+#include "binding/quantizer/methods.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,20 +1,19 @@
-#include "binding/quantizer/text_methods.h"
+#include "binding/quantizer/methods.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <span>
 #include <string>
 
-#include "binding/fi/text_methods.h"
 #include "host/ErrorIdException.h"
 #include "numbers/bases.h"
 #include "quantization/quantizer.h"
 
 namespace {
 
-int requiredBase(const hvArray* value, const std::string& method) {
+int requiredBase(const MethodCall& call, const std::string& method) {
     const std::string prefix = "fixedpoint:quantizer:" + method;
-    const int base = takenBase(value, prefix + ":basenotnumeric");
+    const int base = call.base(2, prefix + ":basenotnumeric");
     requireBase(base, 36, prefix + ":baseoutofrange");
     return base;
 }
@@ -36,7 +35,7 @@ void writeWordsInBase(const MethodCall& call) {
     if (!hvIsDouble(call.array(1))) {
         raiseError("fixedpoint:quantizer:num2base:notdouble", "Value to convert must be a double array.");
     }
-    const int base = requiredBase(call.array(2), "num2base");
+    const int base = requiredBase(call, "num2base");
     const int width = digitCount(q.getWordlength(), base);
     std::string digits(static_cast<std::size_t>(width), '0');
     number element = elementFor(q);
@@ -63,7 +62,7 @@ void readWordsInBase(const MethodCall& call) {
     if (!hvIsChar(text)) {
         raiseError("fixedpoint:quantizer:base2num:notstring", "Base array must be string.");
     }
-    const int base = requiredBase(call.array(2), "base2num");
+    const int base = requiredBase(call, "base2num");
     const hvArrayOwner byRows(hvTranspose(text));
     if (!hvIsChar(byRows.get())) {
         // The host's own transpose never comes here.

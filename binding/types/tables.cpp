@@ -1,5 +1,4 @@
-#include "binding/types/tables.h"
-
+// The properties and methods of the classes of C-like types.
 #include <memory>
 #include <span>
 #include <string_view>

@@ -1,5 +1,5 @@
 // The class records of the tree of C-like data types: "type" at its root, and below it one record a kind of type. The
-// record "structelement" stands beside the tree. Properties and methods: tables.h.
+// record "structelement" stands beside the tree. Properties and methods: tables.cpp.
 //
 // A record is filled as it is built, since it names no class but its own ancestors. Handles stand for descriptors: a
 // type that is read from another, as its base type or that of an element, comes as the one handle on that very
@@ -11,7 +11,6 @@
 
 #include "binding/frame/SingletonOMClass.h"
 #include "binding/frame/methods.h"
-#include "binding/types/tables.h"
 #include "typesystem/CharType.h"
 #include "typesystem/ComplexType.h"
 #include "typesystem/FIEnumType.h"
@@ -24,6 +23,9 @@
 
 /// Makes the class "Object" of the package "Lorimer" the superclass, where that is present.
 void setLorimerSuperClass(OMClass& objectClass);
+
+/// Adds the properties and methods that the class, known by its name, has of its own.
+void fillTypeClass(OMClass& objectClass);
 
 /// The root, which has no objects of its own.
 class TypeOMC : public SingletonOMClass<TypeOMC> {

@@ -1,4 +1,5 @@
-// The methods "quantizenumeric": whole host arrays of numbers into double arrays of quantized values.
+// Methods of quantizers, and of class "fi" on values that need no array object: "quantizenumeric" takes whole host
+// arrays of numbers into double arrays of quantized values; words are written as text and read.
 #pragma once
 
 #include "binding/frame/methods.h"
@@ -24,3 +25,8 @@ class QuantizerQuantizeNumericMI final : public PlainMethodInfo {
  public:
     explicit QuantizerQuantizeNumericMI(const char* name);
 };
+
+/// "num2base": quantizes doubles and writes each as a row of digits, in the width that any word takes.
+void writeWordsInBase(const MethodCall& call);
+/// "base2num": reads each row of a text as a word; gives a column of doubles.
+void readWordsInBase(const MethodCall& call);

@@ -1,0 +1,156 @@
+// The records of class "fi" for methods of two operands. A family is a template over an operation; its frame, which
+// makes partners, refuses and reports, is in FiBinaryOperation.h.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "binding/fi/FiBinaryOperation.h"
+#include "fi/fi.h"
+#include "host/hv.h"
+#include "logging/reports.h"
+
+// Sums: "plus" and "minus".
+
+/// What tells one sum from another: the operation, and its name in reports.
+struct SumOperation {
+    fi& (fi::*compute)(const fi& other) const;
+    const char* symbol;
+};
+
+/// Counts the operations of the result and adds what overflowed to the session's log of sums.
+template <const SumOperation& operation>
+class FiSumMethodInfo final : public FiBinaryOperationFiOutputNoBooleanInput {
+ public:
+    using FiBinaryOperationFiOutputNoBooleanInput::FiBinaryOperationFiOutputNoBooleanInput;
+    std::unique_ptr<fi> computeResult(const fi& a, const fi& b) override {
+        return std::unique_ptr<fi>(&(a.*operation.compute)(b));
+    }
+    void logResult(const fi& /*a*/, const fi& /*b*/, const fi& result) override {
+        reports::reportWithTotal(
+            result.getQlogger(), fi::getSumlog(),
+            operationcounts::ofSum(result.numel(), result.iscomplex(), result.getFimath().getCastBeforeSum()),
+            operation.symbol);
+    }
+};
+
+inline constexpr SumOperation plusOperation{&fi::plus, "+"};
+inline constexpr SumOperation minusOperation{&fi::minus, "-"};
+using FiPlusMethodInfo = FiSumMethodInfo<plusOperation>;
+using FiMinusMethodInfo = FiSumMethodInfo<minusOperation>;
+
+// Products: "times", "mtimes", "convF", "convS" and "convV".
+
+/// What tells one product from another: the operation, how its operations are counted, and its name in reports.
+struct ProductOperation {
+    fi& (fi::*compute)(const fi& other) const;
+    OperationCounts (*count)(const fi& a, const fi& b, bool castsBeforeSum);
+    const char* symbol;
+};
+
+/// Counts the operations of the result and reports products and sums apart, from the registers of the left operand.
+template <const ProductOperation& operation>
+class FiProductMethodInfo final : public FiBinaryOperationFiOutputNoBooleanInput {
+ public:
+    using FiBinaryOperationFiOutputNoBooleanInput::FiBinaryOperationFiOutputNoBooleanInput;
+    std::unique_ptr<fi> computeResult(const fi& a, const fi& b) override {
+        return std::unique_ptr<fi>(&(a.*operation.compute)(b));
+    }
+    void logResult(const fi& a, const fi& b, const fi& result) override {
+        reports::reportProductAndSum({a.getproductQlogger(), a.getproductregsumQlogger()},
+                                     {fi::getProductlog(), fi::getSumlog()}, result.getQlogger(),
+                                     operation.count(a, b, result.getFimath().getCastBeforeSum()), operation.symbol);
+    }
+};
+
+namespace productcounts {
+
+template <OperationCounts (*count)(operationcounts::Operand, operationcounts::Operand, bool)>
+OperationCounts ofOperands(const fi& a, const fi& b, bool castsBeforeSum) {
+    const auto operand = [](const fi& x) { return operationcounts::Operand{x.getM(), x.getN(), x.iscomplex()}; };
+    return count(operand(a), operand(b), castsBeforeSum);
+}
+
+template <std::uint64_t (*products)(std::uint64_t, std::uint64_t)>
+OperationCounts ofConvolution(const fi& a, const fi& b, bool castsBeforeSum) {
+    return operationcounts::ofConvolution(products(a.numel(), b.numel()), a.iscomplex(), b.iscomplex(), castsBeforeSum);
+}
+
+}  // namespace productcounts
+
+inline constexpr ProductOperation timesOperation{&fi::times, productcounts::ofOperands<operationcounts::ofTimes>, ".*"};
+inline constexpr ProductOperation mtimesOperation{&fi::mtimes,
+                                                  productcounts::ofOperands<operationcounts::ofMatrixProduct>, "*"};
+inline constexpr ProductOperation fullConvolution{
+    &fi::convF, productcounts::ofConvolution<operationcounts::productsOfFull>, "conv"};
+inline constexpr ProductOperation centralConvolution{
+    &fi::convS, productcounts::ofConvolution<operationcounts::productsOfCentral>, "conv"};
+inline constexpr ProductOperation validConvolution{
+    &fi::convV, productcounts::ofConvolution<operationcounts::productsOfValid>, "conv"};
+using FiTimesMethodInfo = FiProductMethodInfo<timesOperation>;
+using FiMtimesMethodInfo = FiProductMethodInfo<mtimesOperation>;
+using FiConvFMethodInfo = FiProductMethodInfo<fullConvolution>;
+using FiConvSMethodInfo = FiProductMethodInfo<centralConvolution>;
+using FiConvVMethodInfo = FiProductMethodInfo<validConvolution>;
+
+// Comparisons and extremes
+
+/// The methods "eq" to "ne" and "binaryop_isequal".
+template <hvArray* (fi::*compare)(const fi&) const>
+class FiComparisonMethodInfo final : public FiBinaryOperationHvArrayOutput {
+ public:
+    using FiBinaryOperationHvArrayOutput::FiBinaryOperationHvArrayOutput;
+    hvArray* computeResult(const fi& a, const fi& b) override { return (a.*compare)(b); }
+};
+
+struct ExtremeOperation {
+    fi& (fi::*compute)(const fi& other) const;
+    void (fi::*computeOfColumns)(fi*& values, hvArray*& rows) const;
+    const char* name;
+};
+inline constexpr ExtremeOperation maxOperation{&fi::max, &fi::unary_max, "max"};
+inline constexpr ExtremeOperation minOperation{&fi::min, &fi::unary_min, "min"};
+
+/// The methods "binary_max" and "binary_min".
+template <const ExtremeOperation& operation>
+class FiExtremeMethodInfo final : public FiBinaryOperationFiOutputStrictNumericType {
+ public:
+    using FiBinaryOperationFiOutputStrictNumericType::FiBinaryOperationFiOutputStrictNumericType;
+    std::unique_ptr<fi> computeResult(const fi& a, const fi& b) override {
+        return std::unique_ptr<fi>(&(a.*operation.compute)(b));
+    }
+    void logResult(const fi& a, const fi& b, const fi& result) override;
+};
+using FiMaxMethodInfo = FiExtremeMethodInfo<maxOperation>;
+using FiMinMethodInfo = FiExtremeMethodInfo<minOperation>;
+
+// Bits, complex arrays and matrices of shifted rows
+
+/// "bitand", "bitor" and "bitxor".
+template <fi& (fi::*operation)(const fi& other) const>
+class FiBitwiseMethodInfo final : public FiBinaryOperationFiOutputFixedInputOnly {
+ public:
+    using FiBinaryOperationFiOutputFixedInputOnly::FiBinaryOperationFiOutputFixedInputOnly;
+    std::unique_ptr<fi> computeResult(const fi& a, const fi& b) override {
+        return std::unique_ptr<fi>(&(a.*operation)(b));
+    }
+};
+
+/// Reports what the imaginary parts overflowed on their way into the type of the real ones.
+class FiComplexMethodInfo final : public FiBinaryOperationFiOutputStrictNumericType {
+ public:
+    using FiBinaryOperationFiOutputStrictNumericType::FiBinaryOperationFiOutputStrictNumericType;
+    std::unique_ptr<fi> computeResult(const fi& a, const fi& b) override;
+    void logResult(const fi& a, const fi& b, const fi& result) override;
+};
+
+/// "toeplitz" and "hankel" of a column and a row.
+template <fi* (fi::*operation)(const fi& row) const>
+class FiTwoVectorMethodInfo final : public FiBinaryOperationFiOutputStrictNumericType {
+ public:
+    using FiBinaryOperationFiOutputStrictNumericType::FiBinaryOperationFiOutputStrictNumericType;
+    std::unique_ptr<fi> computeResult(const fi& a, const fi& b) override {
+        a.errorIfBadSource(b);
+        return std::unique_ptr<fi>((a.*operation)(b));
+    }
+};
