@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "binding/fi/FiBinaryOperation.h"
 #include "binding/fi/new_fi.h"
 #include "host/ErrorIdException.h"
 

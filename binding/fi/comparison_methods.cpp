@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "binding/fi/binary_methods.h"
 #include "binding/fi/new_fi.h"
 #include "logging/reports.h"
 #include "numbers/truncation.h"

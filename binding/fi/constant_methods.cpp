@@ -1,5 +1,6 @@
 #include "binding/fi/methods.h"
 
+#include "binding/fi/binary_methods.h"
 #include "binding/fi/new_fi.h"
 #include "logging/reports.h"
 

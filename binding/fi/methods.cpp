@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "binding/fi/FiOMClass.h"
+#include "binding/fi/binary_methods.h"
 #include "binding/fi/methods.h"
 #include "binding/fi/new_fi.h"
 #include "binding/fi/tables.h"

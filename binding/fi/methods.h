@@ -1,12 +1,13 @@
 // What the rows of class "fi" name: signatures, and the functions that run them, by the source that holds them.
 #pragma once
 
-#include "binding/fi/binary_methods.h"
 #include "binding/frame/methods.h"
 #include "descriptors/NumericType.h"
 #include "descriptors/fimath.h"
 #include "fi/fi.h"
 #include "host/hv.h"
+
+struct ExtremeOperation;
 
 // Extremes, sorting and single elements by number
 
