@@ -1,9 +1,9 @@
 // The data types of properties and arguments, and the shape in which a value of each travels: see host/OMDataType.h.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -75,8 +75,7 @@ struct Shape<std::string> {
         }
         // Hosts count on room for two closing characters.
         auto* const copy = static_cast<char*>(bsMallocWithCheck(value.size() + 2));
-        std::memcpy(copy, value.data(), value.size());
-        std::memset(copy + value.size(), 0, 2);
+        std::fill_n(std::ranges::copy(value, copy).out, 2, '\0');
         return copy;
     }
     static const char* unbox(const void* value) { return static_cast<const char*>(value); }
