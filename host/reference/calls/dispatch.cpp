@@ -17,6 +17,7 @@
 #include "host/reference/objects/generation.h"
 #include "host/reference/objects/near_names.h"
 #include "host/reference/objects/ominterfacearrays.h"
+#include "host/reference/values/caught_error.h"
 #include "host/reference/values/classnames.h"
 #include "host/reference/values/texts.h"
 

@@ -83,10 +83,4 @@ Value constructObject(OMClass& objectClass, std::span<const Argument> arguments)
 /// Runs a function of the table with copies or wraps of the arguments as arrays.
 std::vector<Value> callTableFunction(std::string_view name, std::span<const Argument> arguments, Wanted wanted);
 
-/// How many characters of a value an error shows.
-inline constexpr std::size_t kLongestGivenText = 80;
-/// Writes an array in one line: short ones whole, others as "[3-by-4 double]"; so are texts of more characters than
-/// the longest.
-std::string inlineText(const hvArray* array, std::size_t longestText = SIZE_MAX);
-
 }  // namespace hostref

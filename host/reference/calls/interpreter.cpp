@@ -1,22 +1,17 @@
 // Calls of host functions by name: the table, the trap, the error mode and the last error.
-#include <cxxabi.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <exception>
 #include <map>
 #include <memory>
-#include <typeinfo>
 #include <utility>
 
 #include "host/ErrorIdException.h"
 #include "host/hi.h"
 #include "host/hsc.h"
-#include "host/reference/HostError.h"
 #include "host/reference/calls/boundary.h"
 #include "host/reference/calls/builtins.h"
 #include "host/reference/calls/format.h"
 #include "host/reference/functions.h"
+#include "host/reference/values/caught_error.h"
 
 namespace hostref {
 
@@ -66,18 +61,6 @@ int runTrapped(Action&& action) {
     }
 }
 
-/// Names the type of the exception being handled.
-LastError foreignError() {
-    const std::type_info* const type = abi::__cxa_current_exception_type();
-    if (type == nullptr) {
-        return {"VELMAR:internal", "An exception of another language was thrown."};
-    }
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(abi::__cxa_demangle(type->name(), nullptr, nullptr, &status),
-                                                           &std::free);
-    return {"VELMAR:internal", std::string("A value of type '") + (name ? name.get() : type->name()) + "' was thrown."};
-}
-
 }  // namespace
 
 Function registerFunction(const std::string& name, Function function) {
@@ -110,26 +93,6 @@ CallBoundary::CallBoundary()
 CallBoundary::~CallBoundary() {
     interpreter().isTrapping = mIsTrapping;
     interpreter().errorMode = mErrorMode;
-}
-
-LastError caughtError() {
-    try {
-        throw;
-    } catch (ErrorIdException* raised) {
-        const std::unique_ptr<ErrorIdException> error(raised);
-        // A thrown null pointer gets here, too.
-        return error ? LastError{error->getId(), error->getMessage()} : foreignError();
-    } catch (const ErrorIdException& error) {
-        return {error.getId(), error.getMessage()};
-    } catch (const HostError& error) {
-        return {error.id(), error.message()};
-    } catch (const std::bad_alloc&) {
-        return {"VELMAR:nomem", "Out of memory."};
-    } catch (const std::exception& error) {
-        return {"VELMAR:internal", error.what()};
-    } catch (...) {
-        return foreignError();
-    }
 }
 
 const LastError& lastError() {

@@ -1,7 +1,7 @@
 #include "host/reference/calls/running_call.h"
 
 #include "host/om.h"
-#include "host/reference/calls/boundary.h"
+#include "host/reference/values/caught_error.h"
 
 namespace hostref {
 

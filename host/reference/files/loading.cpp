@@ -7,13 +7,13 @@
 #include <set>
 
 #include "host/om.h"
-#include "host/reference/calls/boundary.h"
 #include "host/reference/calls/dispatch.h"
 #include "host/reference/files/hdf5.h"
 #include "host/reference/files/hdf5_check.h"
 #include "host/reference/objects/ominterfacearrays.h"
 #include "host/reference/saved_objects.h"
 #include "host/reference/values/array.h"
+#include "host/reference/values/caught_error.h"
 
 namespace hostref {
 

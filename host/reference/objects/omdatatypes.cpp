@@ -9,7 +9,6 @@
 #include "host/bs.h"
 #include "host/hv.h"
 #include "host/om.h"
-#include "host/reference/calls/dispatch.h"
 #include "host/reference/objects/near_names.h"
 #include "host/reference/objects/ominterfacearrays.h"
 #include "host/reference/values/texts.h"

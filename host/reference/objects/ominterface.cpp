@@ -8,8 +8,8 @@
 #include "host/OMDatabaseClient.h"
 #include "host/OMPropertyEvent.h"
 #include "host/hv.h"
-#include "host/reference/calls/boundary.h"
 #include "host/reference/objects/ominterfacearrays.h"
+#include "host/reference/values/caught_error.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "host/om.h"
-#include "host/reference/calls/boundary.h"
 #include "host/reference/objects/generation.h"
+#include "host/reference/values/caught_error.h"
 
 // Events and listeners
 

@@ -12,6 +12,7 @@
 #include "host/reference/calls/format.h"
 #include "host/reference/features.h"
 #include "host/reference/session/atboundary.h"
+#include "host/reference/values/caught_error.h"
 
 namespace hostref {
 

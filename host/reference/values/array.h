@@ -16,7 +16,7 @@
 #include "host/ErrorIdException.h"
 #include "host/bs.h"
 #include "host/hv.h"
-#include "host/reference/calls/boundary.h"
+#include "host/reference/values/caught_error.h"
 
 namespace hostref {
 

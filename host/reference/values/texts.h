@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,5 +19,11 @@ std::string charRow(const hvArray* array, std::size_t offset, std::size_t rows, 
 
 /// The rows of a char array, page by page; another class raises "VELMAR:array:notChar".
 std::vector<std::string> textLines(const hvArray* array);
+
+/// How many characters of a value an error shows.
+inline constexpr std::size_t kLongestGivenText = 80;
+/// Writes an array in one line: short ones whole, others as "[3-by-4 double]"; so are texts of more characters than
+/// the longest.
+std::string inlineText(const hvArray* array, std::size_t longestText = SIZE_MAX);
 
 }  // namespace hostref
