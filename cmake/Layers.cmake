@@ -43,6 +43,29 @@ function(tolvane_library_properties target)
                POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
+# Keeps what headers of other libraries instantiate out of the dynamic table of a shared library. Hidden visibility does
+# not reach it: those headers mark their namespaces visible themselves. Names are matched as they are mangled, since a
+# demangled template function begins with its result.
+function(tolvane_exports target)
+  set(patterns "")
+  # std and its abbreviations, __gnu_cxx, hwy, tbb, boost, mu
+  foreach(namespace "S[abdiost]" 9__gnu_cxx 3hwy 3tbb 5boost 2mu)
+    # Plain and nested names, qualified members, local entities, guards, tables of classes and of pointers to them.
+    foreach(prefix "" Z "T?" "T?P" "T?PK")
+      string(APPEND patterns "    _Z${prefix}${namespace}*;\n")
+    endforeach()
+    foreach(prefix "" Z GV GVZ "T?" "T?P" "T?PK")
+      foreach(qualifier "" "[KRO]" "K[RO]")
+        string(APPEND patterns "    _Z${prefix}N${qualifier}${namespace}*;\n")
+      endforeach()
+    endforeach()
+  endforeach()
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/exports.map CONTENT "{\n  local:\n@patterns@};\n" @ONLY)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${PROJECT_BINARY_DIR}/exports.map
+                      LINKER:--exclude-libs,ALL)
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${PROJECT_BINARY_DIR}/exports.map)
+endfunction()
+
 # tolvane_layer(<folder> LINKS <targets> [PRIVATE_LINKS <targets>]): the static library tolvane_<folder>, of all sources
 # of the folder and its rooms.
 function(tolvane_layer folder)
