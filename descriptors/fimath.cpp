@@ -3,6 +3,7 @@
 #include <string>
 
 #include "descriptors/NumericType.h"
+#include "descriptors/int_bounds.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
 #include "host/hv.h"
@@ -67,6 +68,14 @@ void fimath::set(RoundModeEnum roundMode, OverflowModeEnum overflowMode, Precisi
 }
 
 // Comparison
+
+int fimath::RegisterRules::fractionLength() const {
+    return intbounds::negated(fixedExponent);
+}
+
+void fimath::RegisterRules::setFractionLength(int fractionLength) {
+    fixedExponent = intbounds::negated(fractionLength);
+}
 
 bool fimath::RegisterRules::hasSameLengths(const RegisterRules& other) const {
     return wordLength == other.wordLength && maxWordLength == other.maxWordLength &&

@@ -18,7 +18,6 @@
 
 #include "descriptors/RealPoint.h"
 #include "descriptors/embedded.h"
-#include "descriptors/int_bounds.h"
 #include "host/export.h"
 
 class EnumStringType;
@@ -253,8 +252,8 @@ class TOLVANE_API fimath {
         double slopeAdjustmentFactor = 1.0;
         double bias = 0.0;
 
-        int fractionLength() const { return intbounds::negated(fixedExponent); }
-        void setFractionLength(int fractionLength) { fixedExponent = intbounds::negated(fractionLength); }
+        int fractionLength() const;
+        void setFractionLength(int fractionLength);
         double slope() const { return std::ldexp(slopeAdjustmentFactor, fixedExponent); }
         bool isSlopeBiasScaled() const { return slopeAdjustmentFactor != 1.0 || bias != 0.0; }
         RealPoint format() const { return {static_cast<double>(wordLength), static_cast<double>(fractionLength())}; }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <boost/make_shared.hpp>
+#include <cmath>
 #include <cstddef>
 #include <memory>
 #include <optional>

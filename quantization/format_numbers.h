@@ -5,8 +5,6 @@
 #include <climits>
 #include <cmath>
 
-#include "host/export.h"
-
 namespace formatnumbers {
 
 /// Truncates; NaN counts as 0 and values beyond int saturate.
@@ -19,6 +17,6 @@ inline int toInt(double value) {
 
 /// Raises "fixedpoint:quantizer:wordlengthtoobig" above 65535 bits and "fixedpoint:quantizer:wordlengthtoosmall" below
 /// 1.
-TOLVANE_API void requireWordlength(double wordlength);
+void requireWordlength(double wordlength);
 
 }  // namespace formatnumbers

@@ -14,13 +14,12 @@
 #include "descriptors/FxpCoreClientInterface.h"
 #include "descriptors/NumericType.h"
 #include "descriptors/embedded.h"
-#include "host/export.h"
 
 namespace wordconversion {
 
 /// What becomes of dropped bits, as the number that the conversion goes by: 0 fix, 1 nearest, 2 ceil, 3 floor, 5 round,
 /// 6 convergent. Anything else, 4 included, works as 0.
-TOLVANE_API int roundCodeOf(embedded::RoundModeEnum mode);
+int roundCodeOf(embedded::RoundModeEnum mode);
 inline constexpr int roundCodeCount = 7;
 
 /// Counts the 32-bit chunks of a word.

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "descriptors/NumericType.h"
-#include "host/export.h"
 
 /// Words are in units of the lowest bit.
 struct WordLimits {
@@ -19,5 +18,4 @@ struct WordLimits {
 
 /// Returns the limits of a type of 1 bit or more when the rules on doubles (quantization/word_rules.inl.h) hold for any
 /// value; word_limits.cpp has the proof.
-TOLVANE_API std::optional<WordLimits> wordLimitsOf(const EmbeddedTypeSystem::NumericType& type, int roundCode,
-                                                   bool saturates);
+std::optional<WordLimits> wordLimitsOf(const EmbeddedTypeSystem::NumericType& type, int roundCode, bool saturates);

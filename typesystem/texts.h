@@ -3,12 +3,10 @@
 
 #include <string>
 
-#include "host/export.h"
-
 namespace EmbeddedTypeSystem {
 
 /// Raises "embeddedtype:string:InvalidStringParam".
-[[noreturn]] TOLVANE_API void raiseInvalidText();
+[[noreturn]] void raiseInvalidText();
 
 /// Stores a copy; null and empty texts change nothing. Raises as raiseInvalidText for more than 128 characters.
 void storeText(std::string& target, const char* text);

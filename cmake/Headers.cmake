@@ -1,0 +1,64 @@
+# The headers that programs may include, as file sets: they are installed, and no other header is.
+#
+# The host's headers, sessions and the functions around the array are public as a whole. Of the library it is the headers
+# of exported classes and functions, with what those include; a header in a room is never one of them.
+
+file(GLOB host_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/*.h)
+file(GLOB session_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/reference/*.h)
+file(GLOB front_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/front/*.h)
+
+function(tolvane_headers target scope)
+  target_sources(${target} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
+endfunction()
+
+tolvane_headers(tolvane_settings INTERFACE ${host_headers})
+tolvane_headers(tolvane_host PUBLIC ${session_headers})
+tolvane_headers(tolvane_front PUBLIC ${front_headers})
+tolvane_headers(
+  tolvane
+  PUBLIC
+  numbers/TolvaneKit.h
+  numbers/doublenumber.h
+  numbers/mpnumber.h
+  numbers/number.h
+  numbers/numberfactory.h
+  numbers/numberops.h
+  numbers/numberrepbody.h
+  numbers/rounding.h
+  numbers/rounding_rules.inl.h
+  numbers/tags.h
+  typesystem/CharType.h
+  typesystem/ComplexType.h
+  typesystem/EmbeddedTypeVisitor.h
+  typesystem/FIEnumType.h
+  typesystem/HandleReference.h
+  typesystem/MD5CheckSumModEndian.h
+  typesystem/MatrixType.h
+  typesystem/OpaqueType.h
+  typesystem/PartReference.h
+  typesystem/PointerType.h
+  typesystem/ScalarType.h
+  typesystem/StructElement.h
+  typesystem/StructType.h
+  typesystem/Type.h
+  typesystem/TypeCycles.h
+  typesystem/VoidType.h
+  descriptors/FxpCoreClientInterface.h
+  descriptors/LocalFxpClient.h
+  descriptors/NumericType.h
+  descriptors/RealPoint.h
+  descriptors/embedded.h
+  descriptors/fimath.h
+  descriptors/fxpDataTypeProp.h
+  descriptors/fxpProdHardware.h
+  logging/filog.h
+  logging/operation_counts.h
+  logging/qlogger.h
+  logging/reports.h
+  quantization/fixed_limits.h
+  quantization/quantize_numeric.h
+  quantization/quantizer.h
+  fi/FiColumnReference.h
+  fi/FiReference.h
+  fi/fi.h
+  binding/module.h)
