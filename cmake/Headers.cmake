@@ -11,6 +11,16 @@ function(tolvane_headers target scope)
   target_sources(${target} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
 endfunction()
 
+# <tolvane/version.h>; beside it, the headers of the tree as they are installed, <tolvane/fi/fi.h>.
+set(public_include_dir ${PROJECT_BINARY_DIR}/include)
+configure_file(cmake/version.h.in ${public_include_dir}/tolvane/version.h @ONLY)
+foreach(folder host ${TOLVANE_LAYERS})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${public_include_dir}/tolvane/${folder} SYMBOLIC)
+endforeach()
+target_sources(
+  tolvane_settings INTERFACE FILE_SET version TYPE HEADERS BASE_DIRS ${public_include_dir}
+                             FILES ${public_include_dir}/tolvane/version.h)
+
 tolvane_headers(tolvane_settings INTERFACE ${host_headers})
 tolvane_headers(tolvane_host PUBLIC ${session_headers})
 tolvane_headers(tolvane_front PUBLIC ${front_headers})

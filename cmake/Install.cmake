@@ -2,16 +2,26 @@
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tolvane)
+set(pc_libs "-ltolvane -ltolvane_host")
 install(
   TARGETS tolvane tolvane_host tolvane_front tolvane_settings
   EXPORT tolvane-targets
   INCLUDES
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvane
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${CMAKE_INSTALL_INCLUDEDIR}/tolvane
   FILE_SET HEADERS
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvane)
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvane
+  FILE_SET version
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT tolvane-targets NAMESPACE tolvane:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/tolvane-config.cmake.in ${PROJECT_BINARY_DIR}/tolvane-config.cmake
                               INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/tolvane-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/tolvane-config.cmake ${PROJECT_BINARY_DIR}/tolvane-config-version.cmake
         DESTINATION ${package_dir})
+
+# For programs built without CMake. Paths are relative to the file, so that the package may be moved.
+set(pc_dir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH prefix_from_pc ${pc_dir} ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH includedir_from_pc ${pc_dir} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+configure_file(cmake/tolvane.pc.in ${PROJECT_BINARY_DIR}/tolvane.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tolvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

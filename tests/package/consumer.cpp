@@ -1,9 +1,29 @@
-// Quantizes one value through the installed library: headers, export marks and dependencies must all be in place.
+// Quantizes one value through the installed library, and catches what it throws: headers by both of their paths, export
+// marks and dependencies must all be in place.
+#include <tolvane/host/ErrorIdException.h>
+#include <tolvane/numbers/mpnumber.h>
+#include <tolvane/version.h>
 #include <cstdio>
+#include <cstring>
 
 #include "descriptors/NumericType.h"
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
+
+namespace {
+
+bool raisesItsErrors() {
+    try {
+        EmbeddedTypeSystem::NumericType type(true, 8, 7);
+        type.setWordLength(65536);
+    } catch (const ErrorIdException* error) {
+        delete error;
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
 
 int main() {
     const EmbeddedTypeSystem::NumericType type(true, 8, 7);
@@ -11,6 +31,9 @@ int main() {
                       embedded::OperationTypeEnum::Unspecified, true);
     number value(1.5, 8, false);
     q.quantize(value);
-    std::printf("%s %.7g %d\n", type.qpointstr().c_str(), value.todouble(), static_cast<int>(q.getNoverflows()));
-    return value.todouble() == 127.0 / 128.0 && q.getNoverflows() == 1 ? 0 : 1;
+    const mpnumber wide(0.25);
+    std::printf("%s %.7g %d, %s\n", type.qpointstr().c_str(), value.todouble(), static_cast<int>(q.getNoverflows()),
+                TOLVANE_VERSION_STRING);
+    const bool isRight = value.todouble() == 127.0 / 128.0 && q.getNoverflows() == 1 && wide.todouble() == 0.25;
+    return isRight && raisesItsErrors() && std::strcmp(TOLVANE_VERSION_STRING, PACKAGE_VERSION) == 0 ? 0 : 1;
 }
