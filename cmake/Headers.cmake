@@ -22,8 +22,10 @@ target_sources(
                              FILES ${public_include_dir}/tolvane/version.h)
 
 tolvane_headers(tolvane_settings INTERFACE ${host_headers})
-tolvane_headers(tolvane_host PUBLIC ${session_headers})
-tolvane_headers(tolvane_front PUBLIC ${front_headers})
+if(TARGET tolvane_host)
+  tolvane_headers(tolvane_host PUBLIC ${session_headers})
+  tolvane_headers(tolvane_front PUBLIC ${front_headers})
+endif()
 tolvane_headers(
   tolvane
   PUBLIC

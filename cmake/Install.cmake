@@ -2,9 +2,14 @@
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tolvane)
-set(pc_libs "-ltolvane -ltolvane_host")
+set(targets tolvane tolvane_settings)
+set(pc_libs -ltolvane)
+if(TARGET tolvane_host)
+  list(APPEND targets tolvane_host tolvane_front)
+  string(APPEND pc_libs " -ltolvane_host")
+endif()
 install(
-  TARGETS tolvane tolvane_host tolvane_front tolvane_settings
+  TARGETS ${targets}
   EXPORT tolvane-targets
   INCLUDES
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${CMAKE_INSTALL_INCLUDEDIR}/tolvane

@@ -4,20 +4,24 @@ add_library(tolvane_settings INTERFACE)
 target_compile_features(tolvane_settings INTERFACE cxx_std_20)
 target_include_directories(tolvane_settings INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 
-# What our own sources are compiled with; consumers of the installed package get none of it.
+# What our own sources are compiled with; targets that link the libraries get none of it.
 add_library(tolvane_warnings INTERFACE)
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(
+    tolvane_warnings
+    INTERFACE -Wall
+              -Wextra
+              -Wpedantic
+              -Wshadow
+              -Wconversion
+              -Wsign-conversion
+              -Wnon-virtual-dtor
+              -Woverloaded-virtual
+              $<$<BOOL:${TOLVANE_WERROR}>:-Werror>)
+endif()
 target_compile_options(
   tolvane_warnings
-  INTERFACE -Wall
-            -Wextra
-            -Wpedantic
-            -Wshadow
-            -Wconversion
-            -Wsign-conversion
-            -Wnon-virtual-dtor
-            -Woverloaded-virtual
-            $<$<BOOL:${TOLVANE_WERROR}>:-Werror>
-            # A product and a sum are two roundings here; fusing them would change results.
+  INTERFACE # A product and a sum are two roundings here; fusing them would change results.
             -ffp-contract=off
             -fno-math-errno
             -fno-trapping-math
@@ -76,7 +80,7 @@ function(tolvane_layer folder)
   target_compile_definitions(tolvane_${folder} PRIVATE TOLVANE_BUILDING)
   target_link_libraries(
     tolvane_${folder}
-    PUBLIC tolvane_host ${arg_LINKS}
+    PUBLIC ${TOLVANE_HOST_TARGET} ${arg_LINKS}
     PRIVATE $<BUILD_INTERFACE:tolvane_warnings> ${arg_PRIVATE_LINKS})
 endfunction()
 
