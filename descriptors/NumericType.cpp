@@ -5,6 +5,7 @@
 
 #include "descriptors/NumericType_tables.h"
 #include "descriptors/embedded.h"
+#include "descriptors/slope_texts.h"
 #include "host/ErrorIdException.h"
 #include "host/hm.h"
 #include "host/hv.h"
@@ -343,9 +344,7 @@ void NumericType::setSlope(double slope) {
         return;
     }
     int exponent = 0;
-    const double factor =
-        computeFixedPropsFromSlope(slope, exponent, kInvalidSetting,
-                                   "Invalid total slope specified; the total slope must be greater than 0 and finite");
+    const double factor = computeFixedPropsFromSlope(slope, exponent, kInvalidSetting, slopetexts::kInvalidSlope);
     if (mDataTypeMode == DataTypeModeEnum::FixedBinaryPoint && factor != 1.0) {
         raiseError(kInvalidSetting,
                    "Invalid total slope specified; for binary point scaling, the total slope must be an exact power of "
@@ -363,10 +362,7 @@ void NumericType::setSlopeAdjustmentFactor(double slopeAdjustmentFactor) {
         return;
     }
     if (!(slopeAdjustmentFactor >= 1.0 && slopeAdjustmentFactor < 2.0)) {
-        raiseError(
-            kInvalidSetting,
-            "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or equal to "
-            "1 and less than 2");
+        raiseError(kInvalidSetting, slopetexts::kInvalidFactor);
     }
     mProp.SlopeAdjustmentFactor = slopeAdjustmentFactor;
 }

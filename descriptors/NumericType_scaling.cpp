@@ -12,6 +12,7 @@
 #include "host/ErrorIdException.h"
 #include "host/hm.h"
 #include "host/hv.h"
+#include "numbers/errors.h"
 
 namespace EmbeddedTypeSystem {
 
@@ -175,7 +176,7 @@ hvArray* NumericType::divide(const hvArray* a, const hvArray* b) {
     const bool isScalarA = hvGetNumberOfElements(a) == 1;
     const bool isScalarB = hvGetNumberOfElements(b) == 1;
     if (!isScalarA && !isScalarB && !std::ranges::equal(hvGetDims(a), hvGetDims(b))) {
-        raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
+        raiseDimensionsDisagree();
     }
     const bool isComplexA = hvIsComplex(a);
     const bool isComplexB = hvIsComplex(b);

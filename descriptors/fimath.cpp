@@ -4,6 +4,7 @@
 
 #include "descriptors/NumericType.h"
 #include "descriptors/int_bounds.h"
+#include "descriptors/slope_texts.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
 #include "host/hv.h"
@@ -12,7 +13,7 @@ namespace {
 
 using EmbeddedTypeSystem::NumericType;
 
-constexpr const char* kInvalidSetting = "TolvaneKit:fimathInvalidSetting";
+using slopetexts::kInvalidFimathSetting;
 
 /// Raises the error of the property for a length that no word has.
 void checkWordLength(int wordLength, const std::string& property) {
@@ -137,9 +138,7 @@ bool fimath::setSlopeAdjustmentFactor(RegisterRules& rules, double factor) {
     if (isInRange) {
         rules.slopeAdjustmentFactor = factor;
     } else {
-        hscWarnMsgIdAndTxt(kInvalidSetting, "%s",
-                           "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or "
-                           "equal to 1 and less than 2");
+        hscWarnMsgIdAndTxt(kInvalidFimathSetting, "%s", slopetexts::kInvalidFactor);
     }
     return isInRange;
 }
@@ -154,9 +153,8 @@ bool fimath::setSumSlopeAdjustmentFactor(double factor) {
 
 void fimath::setSlope(RegisterRules& rules, double slope) {
     int exponent = 0;
-    rules.slopeAdjustmentFactor = NumericType::computeFixedPropsFromSlope(
-        slope, exponent, kInvalidSetting,
-        "Invalid total slope specified; the total slope must be greater than 0 and finite");
+    rules.slopeAdjustmentFactor =
+        NumericType::computeFixedPropsFromSlope(slope, exponent, kInvalidFimathSetting, slopetexts::kInvalidSlope);
     rules.fixedExponent = exponent;
 }
 

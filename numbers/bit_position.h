@@ -3,7 +3,10 @@
 
 #include "host/ErrorIdException.h"
 
-/// Raises the error `id` unless the position lies in 1 to wordlength.
+constexpr const char* kBitgetOutOfRange = "fixedpoint:fi:bitget:BITOutOfRange";
+constexpr const char* kBitsetOutOfRange = "fixedpoint:fi:bitset:BITOutOfRange";
+
+/// Raises the error `id`, one of the two, unless the position lies in 1 to wordlength.
 inline void checkBitPosition(int bit, int wordlength, const char* id) {
     if (bit < 1 || bit > wordlength) raiseError(id, "A bit position is not an integer in the appropriate range.");
 }

@@ -64,13 +64,13 @@ doublenumber& doublenumber::bitxor(const numberrepbody& other, bool isSigned, in
 
 unsigned char doublenumber::bitget(int bit, bool isSigned, int wordlength, double /*slope*/, int exponent,
                                    double /*bias*/, std::uint64_t twoToWordlength) const {
-    checkBitPosition(bit, wordlength, "fixedpoint:fi:bitget:BITOutOfRange");
+    checkBitPosition(bit, wordlength, kBitgetOutOfRange);
     return bitwords::getBit(getelement(), bit, {isSigned, wordlength, exponent, twoToWordlength});
 }
 
 doublenumber& doublenumber::bitset(int bit, bool value, bool isSigned, int wordlength, double /*slope*/, int exponent,
                                    double /*bias*/, std::uint64_t twoToWordlength) {
-    checkBitPosition(bit, wordlength, "fixedpoint:fi:bitset:BITOutOfRange");
+    checkBitPosition(bit, wordlength, kBitsetOutOfRange);
     setelement(bitwords::setBit(getelement(), bit, value, {isSigned, wordlength, exponent, twoToWordlength}));
     return *this;
 }

@@ -5,3 +5,7 @@
 void raiseOutOfMemory() {
     raiseError("fixedpoint:fi:outofmemory", "Not enough memory to allocate new fi object.");
 }
+
+void raiseDimensionsDisagree() {
+    raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
+}

@@ -7,3 +7,6 @@
 
 /// Raises "fixedpoint:fi:outofmemory".
 [[noreturn]] TOLVANE_API void raiseOutOfMemory();
+
+/// Raises "fixedpoint:fi:dimagree".
+[[noreturn]] void raiseDimensionsDisagree();

@@ -103,14 +103,14 @@ mpnumber& mpnumber::bitxor(const numberrepbody& other, bool isSigned, int wordle
 
 unsigned char mpnumber::bitget(int bit, bool /*isSigned*/, int wordlength, double /*slope*/, int exponent,
                                double /*bias*/, mpfr_srcptr twoToWordlength) const {
-    checkBitPosition(bit, wordlength, "fixedpoint:fi:bitget:BITOutOfRange");
+    checkBitPosition(bit, wordlength, kBitgetOutOfRange);
     const gmpinteger word = wordOf(getelement(), exponent, twoToWordlength);
     return mpz_tstbit(word, static_cast<mp_bitcnt_t>(bit - 1)) != 0 ? 1 : 0;
 }
 
 mpnumber& mpnumber::bitset(int bit, bool value, bool isSigned, int wordlength, double /*slope*/, int exponent,
                            double /*bias*/, mpfr_srcptr twoToWordlength) {
-    checkBitPosition(bit, wordlength, "fixedpoint:fi:bitset:BITOutOfRange");
+    checkBitPosition(bit, wordlength, kBitsetOutOfRange);
     const mpfr_ptr x = getmodifiableelement();
     gmpinteger word = takeWord(x, exponent, twoToWordlength);
     (value ? mpz_setbit : mpz_clrbit)(word, static_cast<mp_bitcnt_t>(bit - 1));

@@ -9,6 +9,7 @@
 #include "binding/fi/new_fi.h"
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
+#include "numbers/errors.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ std::unique_ptr<fi> emptyQuotient(const NumericType& type, const Operand& other)
         return nullptr;
     }
     if (other.elementCount() > 1) {
-        raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
+        raiseDimensionsDisagree();
     }
     if (other.object == nullptr) {
         return nullptr;

@@ -1,6 +1,6 @@
 // Stores into the current element and into the whole array, and the scales between which values move.
 #include "fi/fi.h"
-#include "host/ErrorIdException.h"
+#include "fi/types/slopebias_errors.h"
 
 // Conversions between stored and real-world values.
 
@@ -57,9 +57,7 @@ fi& fi::operator=(double value) {
 
 void fi::errorIfComplexOntoSlopeBias(const fi& source) const {
     if (embedded::getFeatureFiRealOnlySlopeBias() && isSlopeBiasScaled() && source.iscomplex()) {
-        raiseError("fixedpoint:fi:noopleadingtocomplexslopebias",
-                   "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, "
-                   "and a bias of 0.");
+        slopebias::raiseForComplexResult();
     }
 }
 

@@ -6,6 +6,7 @@
 #include "fi/fi.h"
 #include "fi/types/slopebias_errors.h"
 #include "host/ErrorIdException.h"
+#include "numbers/errors.h"
 
 void fi::errorIfBooleanMath(const fi& a) {
     if (a.isBoolean()) {
@@ -78,6 +79,12 @@ void slopebias::raiseForComplex(const char* operation) {
                    "bias of 0.");
 }
 
+void slopebias::raiseForComplexResult() {
+    raiseError("fixedpoint:fi:noopleadingtocomplexslopebias",
+               "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, and a "
+               "bias of 0.");
+}
+
 void slopebias::raiseWithoutCast(const char* operation) {
     raiseError("fixedpoint:fi:castbeforesumfalseslopebiasnotdefined",
                std::string("Function '") + operation +
@@ -125,14 +132,6 @@ bool fi::isSameSize(const fi& other) const {
 bool fi::isSameSize(const hvArray* other) const {
     return mNumel == hvGetNumberOfElements(other) && std::ranges::equal(mDims, hvGetDims(other));
 }
-
-namespace {
-
-[[noreturn]] void raiseDimensionsDisagree() {
-    raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
-}
-
-}  // namespace
 
 void fi::checkElementwiseSize(const fi& other) const {
     if (!isSameSize(other)) {

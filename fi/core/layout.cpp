@@ -6,7 +6,7 @@
 
 #include "fi/core/dimension_product.h"
 #include "fi/fi.h"
-#include "host/ErrorIdException.h"
+#include "numbers/errors.h"
 
 // On first use, since arrays can be made before this file's statics would be; never destroyed, since others can die
 // after them.
@@ -166,7 +166,7 @@ void fi::resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint
     Dimensions newDims(dims, dims + ndims);
     columnCount(newDims);
     if (dimensionProduct(newDims) != numel) {
-        raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
+        raiseDimensionsDisagree();
     }
     const int wordBits = type.getWordLength();
     const bool keepsReal = mNumel == numel && (wordBits <= getWordLength() || wordBits < firstMultiplePrecision);

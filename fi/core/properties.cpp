@@ -1,6 +1,7 @@
 // The setters of type and rules, and what marks an object.
 #include <string>
 
+#include "descriptors/slope_texts.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
@@ -183,9 +184,7 @@ namespace {
 /// Raises where the setter of fimath itself would only warn.
 void checkSlopeAdjustmentFactor(double factor) {
     if (!(factor >= 1.0 && factor < 2.0)) {
-        hvErrMsgIdAndTxt("TolvaneKit:fimathInvalidSetting", "%s",
-                         "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or "
-                         "equal to 1 and less than 2");
+        hvErrMsgIdAndTxt(slopetexts::kInvalidFimathSetting, "%s", slopetexts::kInvalidFactor);
     }
 }
 

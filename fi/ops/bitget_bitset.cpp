@@ -76,7 +76,7 @@ hvArray* fi::bitget(const hvArray* bit) const {
     if (const std::span<const double> doubles = entries::doublesOf(view, mNumel); !doubles.empty()) {
         const WordFormat format = wordFormatOf(type);
         for (const int position : positions) {
-            checkBitPosition(position, type.getWordLength(), "fixedpoint:fi:bitget:BITOutOfRange");
+            checkBitPosition(position, type.getWordLength(), kBitgetOutOfRange);
         }
         for (std::size_t i = 0; i < bits.size(); ++i) {
             bits[i] = bitwords::getBit(doubles[i], positions[isOne ? 0 : i], format);
@@ -135,7 +135,7 @@ fi& fi::bitset(const hvArray* bit, const hvArray* value) const {
     const std::uint64_t bitCount = hvGetNumberOfElements(bit);
     const std::uint64_t valueCount = hvGetNumberOfElements(value);
     if (bitCount == 0 || valueCount == 0) {
-        raiseError("fixedpoint:fi:bitset:BITOutOfRange", "BIT must be integer and V must be 0 or 1.");
+        raiseError(kBitsetOutOfRange, "BIT must be integer and V must be 0 or 1.");
     }
     if (iscomplex() || hvIsComplex(bit) || hvIsComplex(value)) {
         raiseError("fixedpoint:fi:bitset:inputsMustBeReal", "The arguments to BITSET must be real.");

@@ -7,6 +7,7 @@
 #include "fi/array/entries.h"
 #include "fi/array/quotients.h"
 #include "fi/fi.h"
+#include "fi/types/slopebias_errors.h"
 #include "fi/types/work_cells.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
@@ -28,9 +29,7 @@ void errorIfUndefined(const fi& a, const fi& b, const NumericType& type) {
                    "and a bias of 0.");
     }
     if ((a.iscomplex() || b.iscomplex()) && type.isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:noopleadingtocomplexslopebias",
-                   "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, "
-                   "and a bias of 0.");
+        slopebias::raiseForComplexResult();
     }
 }
 

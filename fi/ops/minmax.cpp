@@ -31,51 +31,11 @@ struct Minimum {
     }
 };
 
-// The fields in which rules must agree: those that the mode of a sum or product has any use for.
-
-using ArithmeticMode = fimath::ArithmeticModeEnum;
-
-struct OperationRules {
-    ArithmeticMode mode;
-    int wordLength;
-    int maxWordLength;
-    int fractionLength;
-
-    bool agreesWith(const OperationRules& other) const {
-        if (mode != other.mode) {
-            return false;
-        }
-        switch (mode) {
-            case ArithmeticMode::FullPrecision:
-                return true;
-            case ArithmeticMode::SpecifyPrecision:
-                return fractionLength == other.fractionLength;
-            default:
-                return wordLength == other.wordLength && maxWordLength == other.maxWordLength &&
-                       fractionLength == other.fractionLength;
-        }
-    }
-};
-
-OperationRules productsOf(const fimath& rules) {
-    return {rules.getProductMode(), rules.getProductWordLength(), rules.getMaxProductWordLength(),
-            rules.getProductFractionLength()};
-}
-OperationRules sumsOf(const fimath& rules) {
-    return {rules.getSumMode(), rules.getSumWordLength(), rules.getMaxSumWordLength(), rules.getSumFractionLength()};
-}
-
-bool doRulesAgree(const fimath& a, const fimath& b) {
-    return a.getRoundMode() == b.getRoundMode() && a.getOverflowMode() == b.getOverflowMode() &&
-           a.getCastBeforeSum() == b.getCastBeforeSum() && productsOf(a).agreesWith(productsOf(b)) &&
-           sumsOf(a).agreesWith(sumsOf(b));
-}
-
 void errorIfTypesOrRulesDiffer(const std::string& name, const fi& a, const fi& b) {
     if (!a.getNumericType().isequivalent(b.getNumericType())) {
         raiseError("fixedpoint:fi:" + name + ":numerictypemismatch", "NUMERICTYPE of both operands must be equal.");
     }
-    if (!doRulesAgree(a.getFimath(), b.getFimath())) {
+    if (!a.getFimath().isequal(b.getFimath())) {
         raiseError("fixedpoint:fi:" + name + ":fimathmismatch", "FIMATH of both operands must be equal.");
     }
 }

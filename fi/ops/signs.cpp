@@ -7,6 +7,7 @@
 #include "fi/array/broadcast.h"
 #include "fi/array/entries.h"
 #include "fi/fi.h"
+#include "fi/types/slopebias_errors.h"
 #include "host/ErrorIdException.h"
 
 fi* fi::uminus() const {
@@ -37,9 +38,7 @@ fi* fi::uminus() const {
 
 fi* fi::conj() const {
     if (iscomplex() && isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:complexslopebiasnotdefined",
-                   "Function 'conj' is only supported for complex-value FI objects that have an integer power of 2 "
-                   "slope, and a bias of 0.");
+        slopebias::raiseForComplex("conj");
     }
     auto result = std::make_unique<fi>(*this);
     result->getQlogger().reset();

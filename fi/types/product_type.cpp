@@ -1,25 +1,12 @@
 // The types of products: what the operands and the rules make of them, and the register of a specified one.
 #include <algorithm>
-#include <cstdint>
-#include <string>
 
 #include "fi/fi.h"
-#include "fi/types/slopebias_errors.h"
-#include "fi/types/to_int.h"
+#include "fi/types/operation_rules.h"
 #include "fi/types/work_cells.h"
-#include "host/ErrorIdException.h"
 
-namespace {
-
-[[noreturn]] void raiseMaxProductWordLengthExceeded(int maximum, std::int64_t needed) {
-    raiseError("fixedpoint:fi:MaxProductWordLengthExceeded",
-               "MaxProductWordLength is " + std::to_string(maximum) + " bits and a minimum word length of " +
-                   std::to_string(needed) +
-                   " bits is necessary to guarantee that this product can be computed with no loss of precision.  "
-                   "Increase MaxProductWordLength if you want the product to grow to a larger word length.");
-}
-
-}  // namespace
+using resulttypes::Extent;
+using resulttypes::OperationRules;
 
 fi::NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
     const DataTypeEnum dataType = getDataTypeForMathOp(*this, b);
@@ -34,49 +21,18 @@ fi::NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
         return result;
     }
 
-    const ArithmeticModeEnum mode = rules.getProductMode();
-    if (isSlopeBiasCase && mode != ArithmeticModeEnum::SpecifyPrecision) {
-        slopebias::raiseForMode("Product");
-    }
-    const std::int64_t fullWordLength = std::int64_t{getWordLength()} + b.getWordLength();
-    const std::int64_t lowestExponent = std::int64_t{getFixedExponent()} + b.getFixedExponent();
-    std::int64_t wordLength = rules.getProductWordLength();
-    std::int64_t fixedExponent = lowestExponent;
-    double slopeAdjustmentFactor = 1.0;
-    double bias = 0.0;
-    switch (mode) {
-        case ArithmeticModeEnum::FullPrecision:
-            wordLength = fullWordLength;
-            if (wordLength > rules.getMaxProductWordLength()) {
-                raiseMaxProductWordLengthExceeded(rules.getMaxProductWordLength(), wordLength);
-            }
-            break;
-        case ArithmeticModeEnum::KeepLSB:
-            break;
-        case ArithmeticModeEnum::KeepMSB:
-            fixedExponent = fullWordLength - wordLength + lowestExponent;
-            break;
-        case ArithmeticModeEnum::SpecifyPrecision:
-            fixedExponent = rules.getProductFixedExponent();
-            if (isSlopeBiasCase) {
-                slopeAdjustmentFactor = rules.getProductSlopeAdjustmentFactor();
-                bias = rules.getProductBias();
-            }
-            break;
-    }
-    result.setFixedPointProps(isSigned() || b.isSigned(), toInt(wordLength), slopeAdjustmentFactor,
-                              toInt(fixedExponent), bias);
+    const Extent left(getNumericType());
+    const Extent right(b.getNumericType());
+    const Extent full(left.fixedExponent + right.fixedExponent, left.integerBits + right.integerBits);
+    OperationRules::ofProducts(rules).setFormat(result, isSigned() || b.isSigned(), full, isSlopeBiasCase);
     return result;
 }
 
 void fi::initializeProductRegister(const fimath& rules, unsigned precision) const {
     const ScalingEnum scaling =
         isScaledType() && rules.isProductSlopeBiasScaled() ? ScalingEnum::SlopeBias : getScaling();
-    const NumericType productType(getDataType(), scaling, true, rules.getProductWordLength(),
-                                  rules.getProductSlopeAdjustmentFactor(), rules.getProductFixedExponent(),
-                                  rules.getProductBias());
-    const NumericType sumType(getDataType(), scaling, true, rules.getSumWordLength(),
-                              rules.getSumSlopeAdjustmentFactor(), rules.getSumFixedExponent(), rules.getSumBias());
+    const NumericType productType = OperationRules::ofProducts(rules).registerType(getDataType(), scaling);
+    const NumericType sumType = OperationRules::ofSums(rules).registerType(getDataType(), scaling);
     initializeProductRegister(sumType, productType, rules, precision);
 }
 

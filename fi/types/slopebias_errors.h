@@ -7,6 +7,8 @@ namespace slopebias {
 [[noreturn]] void raiseForMode(const char* kind);
 /// Raises "fixedpoint:fi:complexslopebiasnotdefined".
 [[noreturn]] void raiseForComplex(const char* operation);
+/// Raises "fixedpoint:fi:noopleadingtocomplexslopebias".
+[[noreturn]] void raiseForComplexResult();
 /// Raises "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined".
 [[noreturn]] void raiseWithoutCast(const char* operation);
 

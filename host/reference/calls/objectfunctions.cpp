@@ -245,10 +245,6 @@ class AccessPath {
     std::size_t mSize;
 };
 
-[[noreturn]] void raiseNoIndexing(const std::string& className) {
-    raiseError("VELMAR:subs:notSupported", "A value of class '" + className + "' can't be accessed in this way.");
-}
-
 /// The rest of a path goes on in what was reached, by the method of its class if it has one.
 Value follow(const Value& value, const AccessPath& path, std::size_t first) {
     if (first == path.size()) {

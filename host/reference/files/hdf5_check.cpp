@@ -15,13 +15,17 @@
 
 namespace hostref {
 
+void raiseDamaged(const std::string& what) {
+    raiseError("VELMAR:load:damaged", "The file is damaged: " + what + ".");
+}
+
 namespace {
 
 constexpr std::uint64_t kNowhere = UINT64_MAX;
 
 void require(bool holds, const char* what = "it isn't built as saved files are") {
     if (!holds) {
-        raiseError("VELMAR:load:damaged", std::string("The file is damaged: ") + what + ".");
+        raiseDamaged(what);
     }
 }
 

@@ -9,12 +9,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 
 #include "host/export.h"
 
 namespace hostref {
 
-/// Raises "VELMAR:load:damaged".
+/// Raises "VELMAR:load:damaged", with what is wrong as the end of a sentence.
+[[noreturn]] void raiseDamaged(const std::string& what);
+
+/// Raises "VELMAR:load:damaged" for a file that saving did not write.
 void checkStructure(std::span<const std::byte> hdf5File);
 
 /// The checksum behind the format's headers: lookup3 of Bob Jenkins, which is in the public domain, by its bytes.

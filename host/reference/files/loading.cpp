@@ -21,10 +21,6 @@ namespace {
 
 using namespace hdf5;
 
-[[noreturn]] void raiseDamaged(const std::string& what) {
-    raiseError("VELMAR:load:damaged", "The file is damaged: " + what + ".");
-}
-
 [[noreturn]] void raiseNewer(const std::string& what, int version, int known) {
     raiseError("VELMAR:load:newerVersion", what + " was saved in version " + std::to_string(version) +
                                                ", which is newer than version " + std::to_string(known) +

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "host/ErrorIdException.h"
+#include "host/reference/files/hdf5_check.h"
 #include "host/reference/saved_objects.h"
 
 namespace hostref {
@@ -94,7 +95,7 @@ std::span<const std::byte> behindHeading(std::span<const std::byte> bytes) {
     }
     const auto rest = bytes.subspan(std::min(kHeadingBytes, bytes.size()));
     if (text.substr(0, kHeadingBytes) != headingOf(rest)) {
-        raiseError("VELMAR:load:damaged", "The file is damaged: its contents aren't those that were saved.");
+        raiseDamaged("its contents aren't those that were saved");
     }
     return rest;
 }

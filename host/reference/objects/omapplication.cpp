@@ -11,6 +11,14 @@
 #include "host/hd.h"
 #include "host/om.h"
 
+namespace {
+
+[[noreturn]] void raiseClassExists(const std::string& package, const char* name) {
+    raiseError("VELMAR:package:classExists", "Package '" + package + "' can't take the class '" + name + "'.");
+}
+
+}  // namespace
+
 OMApplication::OMApplication(std::string name, bool isPublic) : mName(std::move(name)), mIsPublic(isPublic) {}
 
 OMApplication::~OMApplication() {
@@ -21,8 +29,7 @@ OMApplication::~OMApplication() {
 
 void OMApplication::addLocalClass(OMClass* objectClass) {
     if (objectClass->mApplication != nullptr || getLocalClass(objectClass->getName()) != nullptr) {
-        raiseError("VELMAR:package:classExists",
-                   "Package '" + mName + "' can't take the class '" + objectClass->getName() + "'.");
+        raiseClassExists(mName, objectClass->getName());
     }
     std::string fullName = mName + "." + objectClass->getName();
     mClasses.reserve(mClasses.size() + 1);
@@ -36,7 +43,7 @@ void OMApplication::addLocalClass(OMClass* objectClass) {
 
 void OMApplication::rename(OMClass* objectClass, const char* name) {
     if (getLocalClass(name) != nullptr) {
-        raiseError("VELMAR:package:classExists", "Package '" + mName + "' can't take the class '" + name + "'.");
+        raiseClassExists(mName, name);
     }
     std::string shortName = name;
     std::string fullName = mName + "." + shortName;

@@ -304,7 +304,7 @@ Value Value::field(const char* name) const {
     return withHostErrors([&] {
         const hvArray* const array = requireArray(*this);
         if (hvGetFieldNumber(array, name) < 0) {
-            throw HostError("VELMAR:array:noField", std::string("There is no field '") + name + "'.");
+            throw HostError(kNoField, noFieldText(name));
         }
         return share(hvGetField(array, 0, name));
     });

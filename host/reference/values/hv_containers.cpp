@@ -2,6 +2,11 @@
 #include <algorithm>
 
 #include "host/reference/values/array.h"
+#include "host/reference/values/texts.h"
+
+std::string hostref::noFieldText(const char* name) {
+    return std::string("There is no field '") + (name == nullptr ? "" : name) + "'.";
+}
 
 namespace {
 
@@ -148,7 +153,7 @@ void hvSetField(hvArray* array, std::size_t index, const char* name, hvArray* va
     requireClass(array, hvSTRUCT_CLASS, "VELMAR:array:notStruct", "struct array");
     const int fieldNumber = hvGetFieldNumber(array, name);
     if (fieldNumber < 0) {
-        raiseError("VELMAR:array:noField", std::string("There is no field '") + (name == nullptr ? "" : name) + "'.");
+        raiseError(hostref::kNoField, hostref::noFieldText(name));
     }
     hvSetFieldByNumber(array, index, fieldNumber, value);
 }

@@ -16,6 +16,10 @@
 
 namespace hostref {
 
+void raiseNoIndexing(const std::string& className) {
+    raiseError("VELMAR:subs:notSupported", "A value of class '" + className + "' can't be accessed in this way.");
+}
+
 namespace {
 
 using Dimensions = std::vector<std::size_t>;
@@ -175,8 +179,7 @@ void withElementType(const hvArray* array, Action&& action) {
         case 8:
             return action(std::type_identity<std::uint64_t>{});
         default:
-            raiseError("VELMAR:subs:notSupported",
-                       std::string("A value of class '") + hvGetClassName(array) + "' can't be accessed in this way.");
+            raiseNoIndexing(hvGetClassName(array));
     }
 }
 

@@ -7,11 +7,15 @@
 #pragma once
 
 #include <span>
+#include <string>
 
 #include "host/export.h"
 #include "host/hv.h"
 
 namespace hostref {
+
+/// Raises "VELMAR:subs:notSupported".
+[[noreturn]] void raiseNoIndexing(const std::string& className);
 
 using Indices = std::span<const hvArray* const>;
 

@@ -1,5 +1,5 @@
-// Char arrays as lines of text. A text has one row at most; in storage order the characters of several would
-// interleave.
+// Char arrays as lines of text, and a text about fields. A text has one row at most; in storage order the characters of
+// several would interleave.
 #pragma once
 
 #include <cstddef>
@@ -25,5 +25,9 @@ inline constexpr std::size_t kLongestGivenText = 80;
 /// Writes an array in one line: short ones whole, others as "[3-by-4 double]"; so are texts of more characters than
 /// the longest.
 std::string inlineText(const hvArray* array, std::size_t longestText = SIZE_MAX);
+
+/// The error for a name that is no field of a struct array.
+constexpr const char* kNoField = "VELMAR:array:noField";
+std::string noFieldText(const char* name);
 
 }  // namespace hostref
