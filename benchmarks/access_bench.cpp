@@ -54,10 +54,6 @@ std::vector<double> shuffledPlaces() {
     return places;
 }
 
-void finish(benchmark::State& state, std::size_t count) {
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
-}
-
 void readScalar(benchmark::State& state, bool isFi) {
     Setting setting(1000);
     const Value subject = isFi ? setting.array : setting.plain;

@@ -10,9 +10,6 @@
 // elements, and products for matrices and convolutions.
 #include <benchmark/benchmark.h>
 #include <cblas.h>
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
 #include <mpfr.h>
 
 #include <algorithm>
@@ -31,9 +28,10 @@
 #include <vector>
 
 #include "benchmarks/ratio_report.h"
+#include "benchmarks/vector_targets.h"
+#include "benchmarks/wide_words.h"
 #include "fi/fi.h"
 #include "host/hv.h"
-#include "numbers/mpnumber.h"
 
 namespace {
 
@@ -42,12 +40,6 @@ using FiOwner = std::unique_ptr<fi>;
 using NumericType = EmbeddedTypeSystem::NumericType;
 using Values = std::vector<double>;
 constexpr auto kAssignment = embedded::OperationTypeEnum::Assignment;
-
-#if defined(__x86_64__)
-#define HAND_LOOP __attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512"), optimize("O3")))
-#else
-#define HAND_LOOP
-#endif
 
 /// Values of s16,15, real parts first.
 Values signal(std::size_t count, unsigned seed) {
@@ -115,7 +107,7 @@ void timed(benchmark::State& state, std::size_t items, Work&& work) {
         work();
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(items));
+    finish(state, items);
 }
 
 /// Makes a loop on inputs of its own; spelled so that callers can give a lambda.
@@ -171,20 +163,20 @@ __attribute__((always_inline)) inline double toSum(double x) {
     return quantized(x, -131072.0, 131071.0);
 }
 
-HAND_LOOP void plainTimes(const double* a, const double* b, std::size_t n, double* re) {
+AVX512_LOOP void plainTimes(const double* a, const double* b, std::size_t n, double* re) {
     for (std::size_t i = 0; i < n; ++i) re[i] = a[i] * b[i];
 }
-HAND_LOOP void handTimes(const double* a, const double* b, std::size_t n, double* re) {
+AVX512_LOOP void handTimes(const double* a, const double* b, std::size_t n, double* re) {
     for (std::size_t i = 0; i < n; ++i) re[i] = toProduct(a[i] * b[i]);
 }
-HAND_LOOP void plainComplexTimes(const double* a, const double* b, std::size_t n, double* re, double* im) {
+AVX512_LOOP void plainComplexTimes(const double* a, const double* b, std::size_t n, double* re, double* im) {
     for (std::size_t i = 0; i < n; ++i) {
         re[i] = a[i] * b[i] - a[n + i] * b[n + i];
         im[i] = a[n + i] * b[i] + a[i] * b[n + i];
     }
 }
 // The sum type holds all products, so that casting them changes nothing.
-HAND_LOOP void handComplexTimes(const double* a, const double* b, std::size_t n, double* re, double* im) {
+AVX512_LOOP void handComplexTimes(const double* a, const double* b, std::size_t n, double* re, double* im) {
     for (std::size_t i = 0; i < n; ++i) {
         re[i] = toSum(toProduct(a[i] * b[i]) - toProduct(a[n + i] * b[n + i]));
         im[i] = toSum(toProduct(a[n + i] * b[i]) + toProduct(a[i] * b[n + i]));
@@ -213,7 +205,7 @@ void addTimes(bool isSpecified, bool isComplex, std::size_t n) {
         });
 }
 
-HAND_LOOP void handOver(const double* a, const double* b, std::size_t n, double* re) {
+AVX512_LOOP void handOver(const double* a, const double* b, std::size_t n, double* re) {
     for (std::size_t i = 0; i < n; ++i) re[i] = toProduct(a[i] / b[i]);
 }
 
@@ -241,7 +233,7 @@ void addOver(bool haveZeros, std::size_t n) {
 }
 
 // Roots of s16,15 are s8,7.
-HAND_LOOP void plainRoots(const double* x, std::size_t n, double* re) {
+AVX512_LOOP void plainRoots(const double* x, std::size_t n, double* re) {
     for (std::size_t i = 0; i < n; ++i) re[i] = std::floor(std::sqrt(x[i]) * 128.0) * (1.0 / 128.0);
 }
 
@@ -263,7 +255,7 @@ void addRoots(std::size_t n) {
         });
 }
 
-HAND_LOOP void plainEqual(const double* a, const double* b, std::size_t n, hvLogical* out) {
+AVX512_LOOP void plainEqual(const double* a, const double* b, std::size_t n, hvLogical* out) {
     for (std::size_t i = 0; i < n; ++i) out[i] = a[i] == b[i];
 }
 
@@ -295,7 +287,7 @@ void addEqual(std::size_t n) {
 __attribute__((always_inline)) inline std::int64_t storedInteger(double x) {
     return static_cast<std::int64_t>(x * 32768.0);
 }
-HAND_LOOP void handAnd(const double* a, const double* b, std::size_t n, double* re) {
+AVX512_LOOP void handAnd(const double* a, const double* b, std::size_t n, double* re) {
     for (std::size_t i = 0; i < n; ++i) {
         re[i] = static_cast<double>(storedInteger(a[i]) & storedInteger(b[i])) * (1.0 / 32768.0);
     }
@@ -315,7 +307,7 @@ void addAnd(std::size_t n) {
 }
 
 /// To the right, or to the left with saturation.
-HAND_LOOP void handShift(const double* a, int k, std::size_t n, double* re) {
+AVX512_LOOP void handShift(const double* a, int k, std::size_t n, double* re) {
     const double scale = std::ldexp(32768.0, k);
     for (std::size_t i = 0; i < n; ++i) {
         double v = std::floor(a[i] * scale);
@@ -370,7 +362,7 @@ void addSort(std::size_t n) {
 
 // Matrices and convolutions.
 
-HAND_LOOP void handMatrix(const double* a, const double* b, std::size_t n, double* c) {
+AVX512_LOOP void handMatrix(const double* a, const double* b, std::size_t n, double* c) {
     constexpr std::size_t kRows = 32;
     for (std::size_t j = 0; j < n; ++j) {
         for (std::size_t i = 0; i < n; i += kRows) {
@@ -409,8 +401,8 @@ void addMatrix(bool isSpecified, std::size_t n) {
 
 // The signal is padded, so that the tiles have no edges.
 template <bool isSpecified>
-HAND_LOOP void handConvolution(const double* padded, const double* filter, std::size_t count, std::size_t taps,
-                               double* out) {
+AVX512_LOOP void handConvolution(const double* padded, const double* filter, std::size_t count, std::size_t taps,
+                                 double* out) {
     constexpr std::size_t kTile = 32;
     for (std::size_t n = 0; n < count; n += kTile) {
         double total[kTile] = {};
@@ -449,62 +441,8 @@ void addConvolution(bool isSpecified, std::size_t length, std::size_t taps) {
 
 // Wide words: full products on entries of the precisions that the library takes.
 
-class WideArray {
- public:
-    WideArray(std::size_t count, mpfr_prec_t precision) : mValues(count) {
-        for (auto& value : mValues) mpfr_init2(&value, precision);
-    }
-    ~WideArray() {
-        for (auto& value : mValues) mpfr_clear(&value);
-    }
-    WideArray(const WideArray&) = delete;
-    WideArray& operator=(const WideArray&) = delete;
-    mpfr_ptr operator[](std::size_t i) { return &mValues[i]; }
-
- private:
-    std::vector<__mpfr_struct> mValues;
-};
-
-mpnumber& wide(const number& x) {
-    return static_cast<mpnumber&>(const_cast<numberrepbody&>(x.body()));
-}
-
 FiOwner wideArrayOf(int wordBits, std::size_t count, unsigned long seed) {
-    const NumericType type(true, wordBits, wordBits - 1);
-    const std::uint64_t sizes[] = {count, 1};
-    auto made = std::make_unique<fi>(sizes, 2, type, rulesFor(false), false, "", true, kAssignment, 0U);
-    gmp_randstate_t random;
-    gmp_randinit_default(random);
-    gmp_randseed_ui(random, seed);
-    for (std::size_t i = 0; i < count; ++i) {
-        mpfr_ptr entry = wide(made->real(i)).getmodifiableelement();
-        mpfr_urandomb(entry, random);
-        mpfr_sub_d(entry, entry, 0.5, MPFR_RNDN);
-        mpfr_mul_2si(entry, entry, 1, MPFR_RNDN);
-    }
-    gmp_randclear(random);
-    made->quantizeAll(false);
-    return made;
-}
-
-/// A product with the steps of its quantizer: nearest at the last bit, then the bounds.
-void wideProduct(mpfr_srcptr a, mpfr_srcptr b, int bits, mpfr_srcptr half, mpfr_srcptr greatest, mpfr_srcptr least,
-                 mpfr_ptr cell, mpfr_ptr out) {
-    const int fraction = bits - 2;
-    mpfr_set(cell, a, MPFR_RNDN);
-    mpfr_mul(cell, cell, b, MPFR_RNDN);
-    if (!mpfr_zero_p(cell)) {
-        mpfr_mul_2si(cell, cell, fraction, MPFR_RNDN);
-        mpfr_add(cell, cell, half, MPFR_RNDN);
-        mpfr_rint(cell, cell, MPFR_RNDD);
-        mpfr_mul_2si(cell, cell, -fraction, MPFR_RNDN);
-        if (mpfr_greater_p(cell, greatest)) {
-            mpfr_set(cell, greatest, MPFR_RNDZ);
-        } else if (mpfr_less_p(cell, least)) {
-            mpfr_set(cell, least, MPFR_RNDZ);
-        }
-    }
-    mpfr_set(out, cell, MPFR_RNDZ);
+    return wideArrayOf(count, NumericType(true, wordBits, wordBits - 1), rulesFor(false), seed);
 }
 
 void addWide(int wordBits, std::size_t count) {
@@ -514,15 +452,13 @@ void addWide(int wordBits, std::size_t count) {
     };
     const auto compute = [=](const fi& a, const fi& b, WideArray& out) {
         const int bits = 2 * wordBits;
-        WideArray cells(4, bits);
-        mpfr_set_d(cells[0], 0.5, MPFR_RNDN);
-        mpfr_set_si_2exp(cells[1], 1, bits - 1, MPFR_RNDN);
-        mpfr_sub_ui(cells[1], cells[1], 1, MPFR_RNDN);
-        mpfr_mul_2si(cells[1], cells[1], 2 - bits, MPFR_RNDN);
-        mpfr_set_si(cells[2], -2, MPFR_RNDN);
+        const DirectQuantizer q(bits, bits - 2);
+        WideArray cell(1, bits);
         for (std::size_t i = 0; i < count; ++i) {
-            wideProduct(wide(a.real(i)).getelement(), wide(b.real(i)).getelement(), bits, cells[0], cells[1], cells[2],
-                        cells[3], out[i]);
+            mpfr_set(cell[0], wide(a.real(i)).getelement(), MPFR_RNDN);
+            mpfr_mul(cell[0], cell[0], wide(b.real(i)).getelement(), MPFR_RNDN);
+            q.quantize(cell[0]);
+            mpfr_set(out[i], cell[0], MPFR_RNDZ);
         }
     };
     add("mpfr", [=](benchmark::State& state) {
@@ -570,12 +506,8 @@ void registerAll() {
 
 }  // namespace
 
-// Memory that is freed stays with the allocator, for all variants alike: else page faults would count.
 int main(int argc, char** argv) {
-#if defined(__GLIBC__)
-    mallopt(M_MMAP_THRESHOLD, 1 << 30);
-    mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
-#endif
+    keepFreedMemory();
     registerAll();
     return runWithRatios(argc, argv);
 }

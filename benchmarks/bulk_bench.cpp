@@ -28,6 +28,7 @@
 
 #include "benchmarks/ratio_report.h"
 #include "benchmarks/saved_cases.h"
+#include "benchmarks/vector_targets.h"
 #include "host/reference/Session.h"
 #include "quantization/quantize_numeric.h"
 #include "quantization/quantizer.h"
@@ -42,28 +43,20 @@ constexpr auto kNearest = embedded::RoundModeEnum::Nearest;
 constexpr auto kSaturate = embedded::OverflowModeEnum::Saturate;
 
 // What an engineer would write for s16,15 with nearest and saturate.
-__attribute__((always_inline)) inline void handLoop(const double* in, double* out, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        double v = std::floor(in[i] * 32768.0 + 0.5);
-        v = v < 32767.0 ? v : 32767.0;
-        v = v > -32768.0 ? v : -32768.0;
-        out[i] = v * (1.0 / 32768.0);
+struct HandLoop {
+    __attribute__((always_inline)) static void run(const double* in, double* out, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            double v = std::floor(in[i] * 32768.0 + 0.5);
+            v = v < 32767.0 ? v : 32767.0;
+            v = v > -32768.0 ? v : -32768.0;
+            out[i] = v * (1.0 / 32768.0);
+        }
     }
-}
-__attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512"), optimize("O3"))) void hand512(
-    const double* in, double* out, std::size_t count) {
-    handLoop(in, out, count);
-}
-__attribute__((target("avx2"), optimize("O3"))) void hand256(const double* in, double* out, std::size_t count) {
-    handLoop(in, out, count);
-}
+};
 
 void hand(const double* in, double* out, std::size_t count) {
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq")) return hand512(in, out, count);
-    if (__builtin_cpu_supports("avx2")) return hand256(in, out, count);
-#endif
-    handLoop(in, out, count);
+    static const auto run = VectorTargets<HandLoop, const double*, double*, std::size_t>::best();
+    run(in, out, count);
 }
 
 const std::vector<double>& signal(std::size_t count) {
@@ -94,7 +87,7 @@ void timeInPlace(benchmark::State& state, const std::vector<double>& wanted,
         action(out);
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(wanted.size()));
+    finish(state, wanted.size());
 }
 
 /// As above, for an action that returns a fresh array.
@@ -106,7 +99,7 @@ void timeCalls(benchmark::State& state, const std::vector<double>& wanted, const
         benchmark::DoNotOptimize(action());
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(wanted.size()));
+    finish(state, wanted.size());
 }
 
 quantizer makeQuantizer(bool logs) {
@@ -138,7 +131,7 @@ void runHandCalls(benchmark::State& state, std::size_t count) {
         benchmark::DoNotOptimize(out.get());
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(count));
+    finish(state, count);
 }
 
 void runFiCalls(benchmark::State& state, std::size_t count, bool isParallel) {

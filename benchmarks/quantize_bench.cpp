@@ -16,7 +16,8 @@
 #include <vector>
 
 #include "benchmarks/ratio_report.h"
-#include "numbers/mpnumber.h"
+#include "benchmarks/vector_targets.h"
+#include "benchmarks/wide_words.h"
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
 
@@ -66,64 +67,47 @@ __attribute__((always_inline)) inline double handBound(double v, HandFormat f) {
 }
 
 template <Round round, Overflow overflow>
-__attribute__((always_inline)) inline void handLoop(const double* in, double* out, std::size_t count, HandFormat f,
-                                                    HandLog* log) {
-    if (!log) {
-        for (std::size_t i = 0; i < count; ++i) {
-            out[i] = handBound<overflow>(handRound<round>(in[i] * f.scale), f) * f.inverse;
+struct HandLoop {
+    __attribute__((always_inline)) static void run(const double* in, double* out, std::size_t count, HandFormat f,
+                                                   HandLog* log) {
+        if (!log) {
+            for (std::size_t i = 0; i < count; ++i) {
+                out[i] = handBound<overflow>(handRound<round>(in[i] * f.scale), f) * f.inverse;
+            }
+            return;
         }
-        return;
+        // Sixteen of everything, so that the compiler can keep them in vectors.
+        constexpr std::size_t kLanes = 16;
+        double greatest[kLanes], least[kLanes];
+        std::uint64_t overflows[kLanes] = {}, underflows[kLanes] = {};
+        std::fill_n(greatest, kLanes, -std::numeric_limits<double>::infinity());
+        std::fill_n(least, kLanes, std::numeric_limits<double>::infinity());
+        auto step = [&](std::size_t i, std::size_t lane) __attribute__((always_inline)) {
+            const double v = handRound<round>(in[i] * f.scale);
+            const double y = handBound<overflow>(v, f);
+            greatest[lane] = y > greatest[lane] ? y : greatest[lane];
+            least[lane] = y < least[lane] ? y : least[lane];
+            overflows[lane] += y != v;
+            underflows[lane] += (v == 0.0) & (in[i] != 0.0);
+            out[i] = y * f.inverse;
+        };
+        std::size_t i = 0;
+        for (; i + kLanes <= count; i += kLanes) {
+            for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
+        }
+        for (; i < count; ++i) step(i, 0);
+        log->greatest = *std::max_element(greatest, greatest + kLanes) * f.inverse;
+        log->least = *std::min_element(least, least + kLanes) * f.inverse;
+        log->overflows = std::accumulate(overflows, overflows + kLanes, std::uint64_t{0});
+        log->underflows = std::accumulate(underflows, underflows + kLanes, std::uint64_t{0});
     }
-    // Sixteen of everything, so that the compiler can keep them in vectors.
-    constexpr std::size_t kLanes = 16;
-    double greatest[kLanes], least[kLanes];
-    std::uint64_t overflows[kLanes] = {}, underflows[kLanes] = {};
-    std::fill_n(greatest, kLanes, -std::numeric_limits<double>::infinity());
-    std::fill_n(least, kLanes, std::numeric_limits<double>::infinity());
-    auto step = [&](std::size_t i, std::size_t lane) __attribute__((always_inline)) {
-        const double v = handRound<round>(in[i] * f.scale);
-        const double y = handBound<overflow>(v, f);
-        greatest[lane] = y > greatest[lane] ? y : greatest[lane];
-        least[lane] = y < least[lane] ? y : least[lane];
-        overflows[lane] += y != v;
-        underflows[lane] += (v == 0.0) & (in[i] != 0.0);
-        out[i] = y * f.inverse;
-    };
-    std::size_t i = 0;
-    for (; i + kLanes <= count; i += kLanes) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
-    }
-    for (; i < count; ++i) step(i, 0);
-    log->greatest = *std::max_element(greatest, greatest + kLanes) * f.inverse;
-    log->least = *std::min_element(least, least + kLanes) * f.inverse;
-    log->overflows = std::accumulate(overflows, overflows + kLanes, std::uint64_t{0});
-    log->underflows = std::accumulate(underflows, underflows + kLanes, std::uint64_t{0});
-}
-
-template <Round round, Overflow overflow>
-__attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512"), optimize("O3"))) void hand512(
-    const double* in, double* out, std::size_t count, HandFormat f, HandLog* log) {
-    handLoop<round, overflow>(in, out, count, f, log);
-}
-template <Round round, Overflow overflow>
-__attribute__((target("avx2"), optimize("O3"))) void hand256(const double* in, double* out, std::size_t count,
-                                                             HandFormat f, HandLog* log) {
-    handLoop<round, overflow>(in, out, count, f, log);
-}
-template <Round round, Overflow overflow>
-void handPlain(const double* in, double* out, std::size_t count, HandFormat f, HandLog* log) {
-    handLoop<round, overflow>(in, out, count, f, log);
-}
+};
 
 using HandFunction = void (*)(const double*, double*, std::size_t, HandFormat, HandLog*);
 
 template <Round round, Overflow overflow>
 HandFunction handFor() {
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq")) return hand512<round, overflow>;
-    if (__builtin_cpu_supports("avx2")) return hand256<round, overflow>;
-#endif
-    return handPlain<round, overflow>;
+    return VectorTargets<HandLoop<round, overflow>, const double*, double*, std::size_t, HandFormat, HandLog*>::best();
 }
 
 template <Round round>
@@ -181,10 +165,6 @@ struct Case {
                          format.fractionBits, "", embedded::OperationTypeEnum::Unspecified, logging);
     }
 };
-
-void finish(benchmark::State& state, std::size_t count) {
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(count));
-}
 
 void runHand(benchmark::State& state, const Case& c, bool logging) {
     const std::vector<double> in = signal(c.count, c.format);
@@ -254,70 +234,26 @@ constexpr int kWideBits = 128;
 constexpr int kWideFraction = 120;
 constexpr std::size_t kWideCount = 1000;
 
-struct WideValues {
-    WideValues() : values(kWideCount, kWideBits + 1) {
-        gmp_randstate_t random;
-        gmp_randinit_default(random);
-        gmp_randseed_ui(random, 7);
-        for (Value& value : values) {
-            mpfr_urandomb(value.data, random);
-            mpfr_sub_d(value.data, value.data, 0.5, MPFR_RNDN);
-            mpfr_mul_2si(value.data, value.data, kWideBits - kWideFraction, MPFR_RNDN);
-            mpfr_mul_d(value.data, value.data, 1.05, MPFR_RNDN);
-        }
-        gmp_randclear(random);
+WideArray wideValues() {
+    WideArray values(kWideCount, kWideBits + 1);
+    WideRandom random(7);
+    for (std::size_t i = 0; i < kWideCount; ++i) {
+        random.next(values[i]);
+        mpfr_mul_2si(values[i], values[i], kWideBits - kWideFraction, MPFR_RNDN);
+        mpfr_mul_d(values[i], values[i], 1.05, MPFR_RNDN);
     }
-    struct Value {
-        explicit Value(mpfr_prec_t precision) { mpfr_init2(data, precision); }
-        Value(const Value& other) {
-            mpfr_init2(data, mpfr_get_prec(other.data));
-            mpfr_set(data, other.data, MPFR_RNDN);
-        }
-        Value& operator=(const Value&) = delete;
-        ~Value() { mpfr_clear(data); }
-        mpfr_t data;
-    };
-    struct Values : std::vector<Value> {
-        Values(std::size_t count, mpfr_prec_t precision) {
-            reserve(count);
-            for (std::size_t i = 0; i < count; ++i) emplace_back(precision);
-        }
-    };
-    Values values;
-};
-
-struct DirectMpfr {
-    DirectMpfr() : half(kWideBits + 1), greatest(kWideBits + 1), least(kWideBits + 1) {
-        mpfr_set_d(half.data, 0.5, MPFR_RNDN);
-        mpfr_set_si_2exp(least.data, -1, kWideBits - 1 - kWideFraction, MPFR_RNDN);
-        mpfr_set_si_2exp(greatest.data, 1, kWideBits - 1, MPFR_RNDN);
-        mpfr_sub_ui(greatest.data, greatest.data, 1, MPFR_RNDN);
-        mpfr_mul_2si(greatest.data, greatest.data, -kWideFraction, MPFR_RNDN);
-    }
-    void quantize(mpfr_ptr x) const {
-        if (mpfr_zero_p(x)) return;
-        mpfr_mul_2si(x, x, kWideFraction, MPFR_RNDN);
-        mpfr_add(x, x, half.data, MPFR_RNDN);
-        mpfr_rint(x, x, MPFR_RNDD);
-        mpfr_mul_2si(x, x, -kWideFraction, MPFR_RNDN);
-        if (mpfr_greater_p(x, greatest.data)) {
-            mpfr_set(x, greatest.data, MPFR_RNDZ);
-        } else if (mpfr_less_p(x, least.data)) {
-            mpfr_set(x, least.data, MPFR_RNDZ);
-        }
-    }
-    WideValues::Value half, greatest, least;
-};
+    return values;
+}
 
 void runWideHand(benchmark::State& state) {
-    const WideValues in;
-    const DirectMpfr direct;
-    WideValues::Value x(kWideBits + 1);
+    const WideArray in = wideValues();
+    const DirectQuantizer direct(kWideBits, kWideFraction);
+    WideArray x(1, kWideBits + 1);
     for (auto iteration : state) {
         (void)iteration;
-        for (const auto& value : in.values) {
-            mpfr_set(x.data, value.data, MPFR_RNDN);
-            direct.quantize(x.data);
+        for (std::size_t i = 0; i < in.size(); ++i) {
+            mpfr_set(x[0], in[i], MPFR_RNDN);
+            direct.quantize(x[0]);
         }
         benchmark::ClobberMemory();
     }
@@ -325,25 +261,25 @@ void runWideHand(benchmark::State& state) {
 }
 
 void runWideElements(benchmark::State& state) {
-    const WideValues in;
-    const DirectMpfr direct;
+    const WideArray in = wideValues();
+    const DirectQuantizer direct(kWideBits, kWideFraction);
     const quantizer q(embedded::QuantizerModeEnum::Fixed, Round::Nearest, Overflow::Saturate, kWideBits, kWideFraction,
                       "", embedded::OperationTypeEnum::Unspecified, false);
     mpnumber source(0.0, kWideBits);
     number element(0.0, kWideBits, true);
     mpfr_ptr target = static_cast<mpnumber&>(element.body()).getmodifiableelement();
-    WideValues::Value expected(kWideBits + 1);
-    for (const auto& value : in.values) {
-        mpfr_set(expected.data, value.data, MPFR_RNDN);
-        direct.quantize(expected.data);
-        mpfr_set(target, value.data, MPFR_RNDN);
+    WideArray expected(1, kWideBits + 1);
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        mpfr_set(expected[0], in[i], MPFR_RNDN);
+        direct.quantize(expected[0]);
+        mpfr_set(target, in[i], MPFR_RNDN);
         q.quantize(element);
-        if (!mpfr_equal_p(target, expected.data)) return state.SkipWithError("the wide element path and MPFR differ");
+        if (!mpfr_equal_p(target, expected[0])) return state.SkipWithError("the wide element path and MPFR differ");
     }
     for (auto iteration : state) {
         (void)iteration;
-        for (const auto& value : in.values) {
-            mpfr_set(target, value.data, MPFR_RNDN);
+        for (std::size_t i = 0; i < in.size(); ++i) {
+            mpfr_set(target, in[i], MPFR_RNDN);
             q.quantize(element);
         }
         benchmark::ClobberMemory();

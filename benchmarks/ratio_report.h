@@ -7,9 +7,14 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -71,6 +76,19 @@ class RatioReport : public benchmark::BenchmarkReporter {
     std::vector<Case> mCases;
     bool mFailed = false;
 };
+
+/// Tells how many elements an iteration had.
+inline void finish(benchmark::State& state, std::size_t count) {
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(count));
+}
+
+/// Lets memory that is freed stay with the allocator, for all variants alike: else page faults would count.
+inline void keepFreedMemory() {
+#if defined(__GLIBC__)
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
+    mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+#endif
+}
 
 /// Runs all benchmarks under a RatioReport; returns the exit code.
 inline int runWithRatios(int argc, char** argv) {

@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "benchmarks/ratio_report.h"
 #include "host/reference/Session.h"
 
 namespace {
@@ -124,7 +125,7 @@ void add(const std::string& name, Action action) {
                                          static_cast<void>(unused);
                                          action();
                                      }
-                                     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kCount));
+                                     finish(state, kCount);
                                  })
 
         ->MinTime(0.1)

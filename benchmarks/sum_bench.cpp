@@ -14,10 +14,6 @@
 #include <benchmark/benchmark.h>
 #include <mpfr.h>
 
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -30,9 +26,10 @@
 #include <vector>
 
 #include "benchmarks/ratio_report.h"
+#include "benchmarks/vector_targets.h"
+#include "benchmarks/wide_words.h"
 #include "fi/fi.h"
 #include "host/reference/Session.h"
-#include "numbers/mpnumber.h"
 
 namespace {
 
@@ -60,68 +57,51 @@ struct HandStep {
 };
 
 template <bool counting>
-__attribute__((always_inline)) inline void handLoop(const double* a, const double* b, double* out, std::size_t count,
-                                                    HandLog* log) {
-    if constexpr (!counting) {
-        for (std::size_t i = 0; i < count; ++i) {
-            out[i] = HandStep::quantize(HandStep::quantize(a[i]) + HandStep::quantize(b[i]));
+struct HandLoop {
+    __attribute__((always_inline)) static void run(const double* a, const double* b, double* out, std::size_t count,
+                                                   HandLog* log) {
+        if constexpr (!counting) {
+            for (std::size_t i = 0; i < count; ++i) {
+                out[i] = HandStep::quantize(HandStep::quantize(a[i]) + HandStep::quantize(b[i]));
+            }
+            return;
         }
-        return;
+        constexpr std::size_t kLanes = 16;
+        double greatest[kLanes], least[kLanes];
+        std::uint64_t overflows[kLanes] = {}, underflows[kLanes] = {};
+        std::fill_n(greatest, kLanes, -std::numeric_limits<double>::infinity());
+        std::fill_n(least, kLanes, std::numeric_limits<double>::infinity());
+        auto quantize = [&](double x, std::size_t lane) __attribute__((always_inline)) {
+            const double v = HandStep::rounded(x);
+            const double y = HandStep::bounded(v);
+            greatest[lane] = y > greatest[lane] ? y : greatest[lane];
+            least[lane] = y < least[lane] ? y : least[lane];
+            overflows[lane] += y != v;
+            underflows[lane] += (v == 0.0) & (x != 0.0);
+            return y * HandStep::kInverse;
+        };
+        auto step = [&](std::size_t i, std::size_t lane) __attribute__((always_inline)) {
+            const double x = quantize(a[i], lane);
+            const double y = quantize(b[i], lane);
+            out[i] = quantize(x + y, lane);
+        };
+        std::size_t i = 0;
+        for (; i + kLanes <= count; i += kLanes) {
+            for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
+        }
+        for (; i < count; ++i) step(i, 0);
+        log->greatest = std::max(log->greatest, *std::max_element(greatest, greatest + kLanes) * HandStep::kInverse);
+        log->least = std::min(log->least, *std::min_element(least, least + kLanes) * HandStep::kInverse);
+        log->overflows = std::accumulate(overflows, overflows + kLanes, log->overflows);
+        log->underflows = std::accumulate(underflows, underflows + kLanes, log->underflows);
     }
-    constexpr std::size_t kLanes = 16;
-    double greatest[kLanes], least[kLanes];
-    std::uint64_t overflows[kLanes] = {}, underflows[kLanes] = {};
-    std::fill_n(greatest, kLanes, -std::numeric_limits<double>::infinity());
-    std::fill_n(least, kLanes, std::numeric_limits<double>::infinity());
-    auto quantize = [&](double x, std::size_t lane) __attribute__((always_inline)) {
-        const double v = HandStep::rounded(x);
-        const double y = HandStep::bounded(v);
-        greatest[lane] = y > greatest[lane] ? y : greatest[lane];
-        least[lane] = y < least[lane] ? y : least[lane];
-        overflows[lane] += y != v;
-        underflows[lane] += (v == 0.0) & (x != 0.0);
-        return y * HandStep::kInverse;
-    };
-    auto step = [&](std::size_t i, std::size_t lane) __attribute__((always_inline)) {
-        const double x = quantize(a[i], lane);
-        const double y = quantize(b[i], lane);
-        out[i] = quantize(x + y, lane);
-    };
-    std::size_t i = 0;
-    for (; i + kLanes <= count; i += kLanes) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
-    }
-    for (; i < count; ++i) step(i, 0);
-    log->greatest = std::max(log->greatest, *std::max_element(greatest, greatest + kLanes) * HandStep::kInverse);
-    log->least = std::min(log->least, *std::min_element(least, least + kLanes) * HandStep::kInverse);
-    log->overflows = std::accumulate(overflows, overflows + kLanes, log->overflows);
-    log->underflows = std::accumulate(underflows, underflows + kLanes, log->underflows);
-}
-
-template <bool counting>
-__attribute__((target("avx512f,avx512dq,avx512vl,prefer-vector-width=512"), optimize("O3"))) void hand512(
-    const double* a, const double* b, double* out, std::size_t count, HandLog* log) {
-    handLoop<counting>(a, b, out, count, log);
-}
-template <bool counting>
-__attribute__((target("avx2"), optimize("O3"))) void hand256(const double* a, const double* b, double* out,
-                                                             std::size_t count, HandLog* log) {
-    handLoop<counting>(a, b, out, count, log);
-}
-template <bool counting>
-void handPlain(const double* a, const double* b, double* out, std::size_t count, HandLog* log) {
-    handLoop<counting>(a, b, out, count, log);
-}
+};
 
 using HandFunction = void (*)(const double*, const double*, double*, std::size_t, HandLog*);
 
 template <bool counting>
 HandFunction handFor() {
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq")) return hand512<counting>;
-    if (__builtin_cpu_supports("avx2")) return hand256<counting>;
-#endif
-    return handPlain<counting>;
+    return VectorTargets<HandLoop<counting>, const double*, const double*, double*, std::size_t, HandLog*>::best();
 }
 
 void plainLoop(const double* a, const double* b, double* out, std::size_t count, HandLog* /*log*/) {
@@ -167,10 +147,6 @@ std::unique_ptr<fi> arrayOf(const Case& c, const std::vector<double>& values) {
 
 HandLog emptyLog() {
     return {std::numeric_limits<double>::lowest(), std::numeric_limits<double>::max(), 0, 0};
-}
-
-void finish(benchmark::State& state, std::size_t count) {
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(count));
 }
 
 void runLoop(benchmark::State& state, const Case& c, HandFunction loop) {
@@ -276,82 +252,27 @@ struct WideCase {
     }
 };
 
-class WideArray {
- public:
-    WideArray(std::size_t count, mpfr_prec_t precision) : mValues(count) {
-        for (auto& value : mValues) mpfr_init2(&value, precision);
-    }
-    ~WideArray() {
-        for (auto& value : mValues) mpfr_clear(&value);
-    }
-    WideArray(const WideArray&) = delete;
-    WideArray& operator=(const WideArray&) = delete;
-    mpfr_ptr operator[](std::size_t i) { return &mValues[i]; }
-    mpfr_srcptr operator[](std::size_t i) const { return &mValues[i]; }
-
- private:
-    std::vector<__mpfr_struct> mValues;
-};
-
-mpnumber& wide(const number& x) {
-    return static_cast<mpnumber&>(const_cast<numberrepbody&>(x.body()));
-}
-
 std::unique_ptr<fi> wideArrayOf(const WideCase& c, unsigned long seed) {
-    const NumericType type(true, c.wordBits, c.fraction());
-    const std::uint64_t sizes[] = {c.count, 1};
-    auto made =
-        std::make_unique<fi>(sizes, 2, type, c.rules(), false, "", true, embedded::OperationTypeEnum::Assignment, 0U);
-    gmp_randstate_t random;
-    gmp_randinit_default(random);
-    gmp_randseed_ui(random, seed);
-    for (std::size_t i = 0; i < c.count; ++i) {
-        mpfr_ptr entry = wide(made->real(i)).getmodifiableelement();
-        mpfr_urandomb(entry, random);
-        mpfr_sub_d(entry, entry, 0.5, MPFR_RNDN);
-        mpfr_mul_2si(entry, entry, 1, MPFR_RNDN);
-    }
-    gmp_randclear(random);
-    made->quantizeAll(false);
-    return made;
+    return wideArrayOf(c.count, NumericType(true, c.wordBits, c.fraction()), c.rules(), seed);
 }
 
+/// A sum whose operands go through the quantizer before it.
 class DirectMpfr {
  public:
     explicit DirectMpfr(const WideCase& c)
-        : mCase(c), mConstants(3, c.sumBits() + 1), mCells(2, std::max(c.sumBits(), c.wordBits) + 1) {
-        mpfr_set_d(mConstants[0], 0.5, MPFR_RNDN);
-        mpfr_set_si_2exp(mConstants[1], 1, c.sumBits() - 1, MPFR_RNDN);
-        mpfr_sub_ui(mConstants[1], mConstants[1], 1, MPFR_RNDN);
-        mpfr_mul_2si(mConstants[1], mConstants[1], -c.sumFraction(), MPFR_RNDN);
-        mpfr_set_si_2exp(mConstants[2], -1, c.sumBits() - 1 - c.sumFraction(), MPFR_RNDN);
-    }
+        : mQuantizer(c.sumBits(), c.sumFraction()), mCells(2, std::max(c.sumBits(), c.wordBits) + 1) {}
     void add(mpfr_srcptr a, mpfr_srcptr b, mpfr_ptr out) {
         mpfr_set(mCells[0], a, MPFR_RNDN);
-        quantize(mCells[0]);
+        mQuantizer.quantize(mCells[0]);
         mpfr_set(mCells[1], b, MPFR_RNDN);
-        quantize(mCells[1]);
+        mQuantizer.quantize(mCells[1]);
         mpfr_add(mCells[0], mCells[0], mCells[1], MPFR_RNDN);
-        quantize(mCells[0]);
+        mQuantizer.quantize(mCells[0]);
         mpfr_set(out, mCells[0], MPFR_RNDZ);
     }
 
  private:
-    void quantize(mpfr_ptr x) const {
-        if (mpfr_zero_p(x)) return;
-        mpfr_mul_2si(x, x, mCase.sumFraction(), MPFR_RNDN);
-        mpfr_add(x, x, mConstants[0], MPFR_RNDN);
-        mpfr_rint(x, x, MPFR_RNDD);
-        mpfr_mul_2si(x, x, -mCase.sumFraction(), MPFR_RNDN);
-        if (mpfr_greater_p(x, mConstants[1])) {
-            mpfr_set(x, mConstants[1], MPFR_RNDZ);
-        } else if (mpfr_less_p(x, mConstants[2])) {
-            mpfr_set(x, mConstants[2], MPFR_RNDZ);
-        }
-    }
-
-    WideCase mCase;
-    WideArray mConstants;
+    DirectQuantizer mQuantizer;
     WideArray mCells;
 };
 
@@ -433,11 +354,7 @@ void registerAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
-#if defined(__GLIBC__)
-    constexpr int kNever = std::numeric_limits<int>::max();
-    mallopt(M_MMAP_THRESHOLD, 1 << 30);
-    mallopt(M_TRIM_THRESHOLD, kNever);
-#endif
+    keepFreedMemory();
     registerAll();
     return runWithRatios(argc, argv);
 }

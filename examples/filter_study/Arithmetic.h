@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <string>
 
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
 
 namespace filterstudy {
 

@@ -4,8 +4,8 @@
 #include <bit>
 #include <sstream>
 
-#include "examples/filter_study/hostObjects.h"
-#include "examples/word_length_study/StudyError.h"
+#include "examples/filter_study/host_objects.h"
+#include "examples/studies/StudyError.h"
 
 namespace filterstudy {
 namespace {

@@ -7,7 +7,7 @@
 #include <map>
 #include <numeric>
 
-#include "examples/word_length_study/StudyError.h"
+#include "examples/studies/StudyError.h"
 
 namespace filterstudy {
 namespace {

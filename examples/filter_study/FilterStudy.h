@@ -7,9 +7,9 @@
 
 #include "examples/filter_study/HostFilter.h"
 #include "examples/filter_study/Options.h"
-#include "examples/filter_study/lowPass.h"
+#include "examples/filter_study/low_pass.h"
 #include "examples/filter_study/search.h"
-#include "examples/word_length_study/Recording.h"
+#include "examples/studies/Recording.h"
 
 namespace filterstudy {
 

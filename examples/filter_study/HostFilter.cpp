@@ -6,9 +6,9 @@
 #include <limits>
 #include <string_view>
 
-#include "examples/filter_study/hostObjects.h"
-#include "examples/filter_study/lowPass.h"
-#include "examples/word_length_study/StudyError.h"
+#include "examples/filter_study/host_objects.h"
+#include "examples/filter_study/low_pass.h"
+#include "examples/studies/StudyError.h"
 
 namespace filterstudy {
 namespace {

@@ -16,7 +16,7 @@
 
 #include "examples/LoggingSwitch.h"
 #include "examples/filter_study/Arithmetic.h"
-#include "examples/filter_study/integerModel.h"
+#include "examples/filter_study/integer_model.h"
 #include "host/reference/Session.h"
 
 namespace filterstudy {

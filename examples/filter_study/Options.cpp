@@ -7,8 +7,6 @@
 #include <ostream>
 #include <vector>
 
-#include "examples/word_length_study/StudyError.h"
-
 namespace filterstudy {
 namespace {
 
@@ -41,15 +39,10 @@ Exit codes:
   2  bad option or channel                   6  a file cannot be written
   3  recording missing, empty or unreadable  7  an output differs from the integer model's)";
 
-[[noreturn]] void refuse(const std::string& message) {
-    throw study::StudyError(study::ExitCode::BadArguments, message);
-}
-
 }  // namespace
 
 std::optional<Options> parseOptions(std::span<const std::string> arguments, std::ostream& out) {
     Options options;
-    options.signal = "/usr/share/sounds/alsa/Front_Center.wav";
     std::string coefficients = "8:18";
     std::string data = "8:16";
     std::string products = "10:32";
@@ -59,13 +52,8 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     std::int64_t stretch = 4096;
 
     CLI::App app(kDescription, "filter_study");
-    app.get_formatter()->column_width(26);
-    app.footer(kFooter);
-    app.option_defaults()->always_capture_default()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app.add_option("SIGNAL", options.signal, "The recording, in any format libsndfile reads");
-    app.add_option("--channel", options.channel, "Channel to filter, counted from 1");
-    app.add_option("--gain", options.gainDb, "Gain before the filter, in dB");
-    app.add_option("--snr", options.wantedDb, "Wanted ratio, in dB");
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    options.addTo(app, kFooter, "Channel to filter, counted from 1", "Gain before the filter, in dB");
     app.add_option("--taps", options.taps, "Coefficients of the filter, 2 to 512");
     app.add_option("--cutoff", options.cutoffHz, "Where the gain is one half, in Hz; by default a twelfth of the rate")
         ->option_text("FLOAT");
@@ -84,25 +72,17 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     app.add_option("--load", options.loadFile, "Show the study of such a file again, instead of a new one");
     app.add_flag("--show", options.show, "Show the chosen coefficients as the host displays them");
 
-    try {
-        // CLI11 takes a vector from its back.
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-    } catch (const CLI::CallForHelp&) {
-        out << app.help();
+    if (!study::parse(app, arguments, out)) {
         return std::nullopt;
-    } catch (const CLI::ParseError& error) {
-        refuse(error.what());
     }
-
-    if (options.channel < 1) refuse("bad --channel " + std::to_string(options.channel) + ": channels count from 1");
-    if (!(std::fabs(options.gainDb) <= 400.0)) refuse("bad --gain: give -400 to 400 dB");
-    if (!std::isfinite(options.wantedDb)) refuse("bad --snr: give a finite ratio in dB");
-    if (options.taps < 2 || options.taps > 512) refuse("bad --taps: give 2 to 512");
-    if (options.cutoffHz && !(*options.cutoffHz > 0.0)) refuse("bad --cutoff: give a frequency above 0 Hz");
+    options.check();
+    if (options.taps < 2 || options.taps > 512) study::refuseArguments("bad --taps: give 2 to 512");
+    if (options.cutoffHz && !(*options.cutoffHz > 0.0))
+        study::refuseArguments("bad --cutoff: give a frequency above 0 Hz");
     if (!(options.attenuationDb >= 20.0 && options.attenuationDb <= 200.0)) {
-        refuse("bad --attenuation: give 20 to 200 dB");
+        study::refuseArguments("bad --attenuation: give 20 to 200 dB");
     }
-    if (stretch < 1) refuse("bad --stretch: give at least 1 sample");
+    if (stretch < 1) study::refuseArguments("bad --stretch: give at least 1 sample");
     options.stretch = static_cast<std::size_t>(stretch);
     options.grid = {study::parseNumbers(coefficients, "word lengths of coefficients", 2, 24),
                     study::parseNumbers(data, "word lengths of data", 2, 24),
@@ -114,11 +94,12 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     const int fullBits = longest(options.grid.coefficients) + longest(options.grid.data) +
                          growthBits(static_cast<std::size_t>(options.taps));
     if (fullBits > kExactBits) {
-        refuse("the longest words give sums of " + std::to_string(fullBits) + " bits; doubles show at most " +
-               std::to_string(kExactBits) + ", so give fewer coefficient or data bits or fewer taps");
+        study::refuseArguments("the longest words give sums of " + std::to_string(fullBits) +
+                               " bits; doubles show at most " + std::to_string(kExactBits) +
+                               ", so give fewer coefficient or data bits or fewer taps");
     }
     const auto single = [](const auto& modes, const char* option) {
-        if (modes.size() != 1) refuse(std::string("bad ") + option + ": give one mode");
+        if (modes.size() != 1) study::refuseArguments(std::string("bad ") + option + ": give one mode");
         return modes.front();
     };
     options.round = single(study::parseRounds(round), "--round");

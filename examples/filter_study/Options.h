@@ -8,14 +8,11 @@
 #include <string>
 
 #include "examples/filter_study/Plan.h"
+#include "examples/studies/StudyOptions.h"
 
 namespace filterstudy {
 
-struct Options {
-    std::string signal;
-    int channel = 1;  // counted from 1
-    double gainDb = 0.0;
-    double wantedDb = 60.0;
+struct Options : study::StudyOptions {
     int taps = 64;
     std::optional<double> cutoffHz;  // absent: a twelfth of the sample rate
     double attenuationDb = 70.0;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "examples/word_length_study/storedWord.h"
+#include "examples/studies/stored_word.h"
 
 namespace filterstudy {
 

@@ -10,15 +10,14 @@
 #include "examples/filter_study/CoefficientArray.h"
 #include "examples/filter_study/FilterStudy.h"
 #include "examples/filter_study/Options.h"
-#include "examples/filter_study/coefficientFiles.h"
-#include "examples/filter_study/integerModel.h"
-#include "examples/filter_study/savedStudy.h"
-#include "examples/filter_study/soundFile.h"
+#include "examples/filter_study/coefficient_files.h"
+#include "examples/filter_study/integer_model.h"
+#include "examples/filter_study/saved_study.h"
 #include "examples/filter_study/table.h"
-#include "examples/word_length_study/Recording.h"
-#include "examples/word_length_study/StudyError.h"
-#include "examples/word_length_study/writeBeside.h"
-#include "host/ErrorIdException.h"
+#include "examples/studies/Recording.h"
+#include "examples/studies/StudyError.h"
+#include "examples/studies/program_frame.h"
+#include "examples/studies/write_beside.h"
 #include "host/reference/HostError.h"
 
 namespace filterstudy {
@@ -27,6 +26,8 @@ namespace {
 namespace fs = std::filesystem;
 using study::ExitCode;
 using study::StudyError;
+
+constexpr const char* kName = "filter_study";
 
 // The files in the folder of --out.
 constexpr const char* kSound = "filtered.wav";
@@ -85,10 +86,6 @@ void requireOutputs(const Options& options) {
     }
 }
 
-void writeText(const fs::path& path, const std::string& text) {
-    study::writeBeside(path.string(), [&text](std::FILE* file) { std::fwrite(text.data(), 1, text.size(), file); }, {});
-}
-
 /// Writes a text of coefficients, and keeps it only if the integers can be read from it again.
 template <class Read>
 void writeCoefficients(const fs::path& path, const std::string& text, std::span<const std::int64_t> integers,
@@ -123,7 +120,7 @@ void writeFiles(const Options& options, const study::Recording& recording, const
     writeCoefficients(folder / kBinary, binaryText(coefficients), integers, readIn(2));
 
     const Outcome& outcome = study.chosen->outcome;
-    const std::string encoding = writeSound((folder / kSound).string(), outcome.values, recording.sampleRate);
+    const std::string encoding = study::writeSound((folder / kSound).string(), outcome.values, recording.sampleRate);
     out << "  Written to " << options.folder << ": " << kSound << " (" << encoding << "), " << kHeader << ", "
         << kHexadecimal << ", " << kBinary
         << ".\n"
@@ -147,7 +144,7 @@ void report(const Options& options, const study::Recording& recording, const Fil
         << " outputs and their overflows were found equal, bit for bit, to those of an integer model\n"
            "  that shares no code with the library.\n";
     if (!options.csvFile.empty()) {
-        writeText(options.csvFile, csvText(result));
+        study::writeTextBeside(options.csvFile, csvText(result));
         out << "  Rows written to " << options.csvFile << ".\n";
     }
     if (!result.chosen) {
@@ -168,7 +165,7 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
     requireOutputs(options);
     study::Recording recording = study::readRecording(options.signal, options.channel);
     study::applyGain(recording, options.gainDb);
-    study::printRemarks(err, "filter_study", recording);
+    study::printRemarks(err, kName, recording);
     const FilterStudy result = conduct(options, recording);
     if (!options.saveFile.empty()) {
         withCode(ExitCode::NotWritten, [&] {
@@ -190,28 +187,11 @@ void showSaved(Options options, std::ostream& out) {
 }  // namespace
 
 int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err) {
-    const auto fail = [&err](ExitCode code, const std::string& message) {
-        err << "filter_study: " << message << '\n';
-        if (code == ExitCode::BadArguments) err << "Run with --help for the options.\n";
-        return static_cast<int>(code);
-    };
-    try {
+    return study::runProgram({kName, "the tables"}, out, err, [&] {
         if (const auto options = parseOptions(arguments, out)) {
             options->loadFile.empty() ? studyRecording(*options, out, err) : showSaved(*options, out);
         }
-        out.flush();
-        if (!out) return fail(ExitCode::NotWritten, "the tables cannot be written to standard output");
-        return static_cast<int>(ExitCode::Done);
-    } catch (const StudyError& error) {
-        return fail(error.code(), error.what());
-    } catch (ErrorIdException* error) {
-        const std::unique_ptr<ErrorIdException> owner(error);
-        return fail(ExitCode::Unexpected, std::string(error->getId()) + ": " + error->getMessage());
-    } catch (const hostref::HostError& error) {
-        return fail(ExitCode::Unexpected, error.id() + ": " + error.what());
-    } catch (const std::exception& error) {
-        return fail(ExitCode::Unexpected, error.what());
-    }
+    });
 }
 
 }  // namespace filterstudy

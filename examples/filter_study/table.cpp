@@ -7,22 +7,16 @@
 #include <cstdio>
 #include <ostream>
 
-#include "examples/filter_study/integerModel.h"
-#include "examples/word_length_study/table.h"
+#include "examples/filter_study/integer_model.h"
+#include "examples/studies/texts.h"
 
 namespace filterstudy {
 namespace {
 
+using study::formatted;
 using study::ratioText;
 using study::ratioWithUnit;
 using study::valueText;
-
-template <class... Arguments>
-std::string formatted(const char* format, Arguments... arguments) {
-    std::array<char, 320> text;
-    std::snprintf(text.data(), text.size(), format, arguments...);
-    return text.data();
-}
 
 void printFilter(std::ostream& out, const study::Recording& recording, const FilterStudy& study) {
     const double rate = recording.sampleRate;

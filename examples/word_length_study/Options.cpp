@@ -5,8 +5,6 @@
 #include <cmath>
 #include <ostream>
 
-#include "examples/word_length_study/StudyError.h"
-
 namespace study {
 namespace {
 
@@ -40,15 +38,10 @@ Exit codes:
   2  bad option, format or channel           6  a file cannot be written
   3  recording missing, empty or unreadable  7  words read back differ from the samples' words)";
 
-[[noreturn]] void refuse(const std::string& message) {
-    throw StudyError(ExitCode::BadArguments, message);
-}
-
 }  // namespace
 
 std::optional<Options> parseOptions(std::span<const std::string> arguments, std::ostream& out) {
     Options options;
-    options.signal = "/usr/share/sounds/alsa/Front_Center.wav";
     std::string words = "6:24";
     std::string fractions = "auto";
     std::string rounds = "all";
@@ -58,14 +51,8 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     std::string format;
 
     CLI::App app(kDescription, "word_length_study");
-    app.get_formatter()->column_width(26);
-    app.footer(kFooter);
-    app.option_defaults()->always_capture_default();
-    app.add_option("SIGNAL", options.signal, "The recording, in any format libsndfile reads");
-    app.add_option("--channel", options.channel, "Channel to study, counted from 1");
-    app.add_option("--gain", options.gainDb,
-                   "Gain before quantizing, in dB; with --fractions full it leads into overflow");
-    app.add_option("--snr", options.wantedDb, "Wanted ratio, in dB");
+    options.addTo(app, kFooter, "Channel to study, counted from 1",
+                  "Gain before quantizing, in dB; with --fractions full it leads into overflow");
     const auto* wordsOption =
         app.add_option("--words", words, "Word lengths, like 8:24 or 8,10,12:14; by default up to the first exact one");
     app.add_option("--fractions", fractions,
@@ -87,23 +74,14 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     bool noMix = false;
     app.add_flag("--no-mix", noMix, "Leave out the mix and its table");
 
-    try {
-        // CLI11 takes a vector from its back.
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-    } catch (const CLI::CallForHelp&) {
-        out << app.help();
+    if (!parse(app, arguments, out)) {
         return std::nullopt;
-    } catch (const CLI::ParseError& error) {
-        refuse(error.what());
     }
-
-    if (options.channel < 1) refuse("bad --channel " + std::to_string(options.channel) + ": channels count from 1");
-    if (!(std::fabs(options.gainDb) <= 400.0)) refuse("bad --gain: give -400 to 400 dB");
-    if (!std::isfinite(options.wantedDb)) refuse("bad --snr: give a finite ratio in dB");
+    options.check();
     if (options.mixDelayMs && !(*options.mixDelayMs >= 0.0 && *options.mixDelayMs <= 1e6)) {
-        refuse("bad --mix-delay: give 0 to 1000000 ms");
+        refuseArguments("bad --mix-delay: give 0 to 1000000 ms");
     }
-    if (!(std::fabs(options.mixGainDb) <= 200.0)) refuse("bad --mix-gain: give -200 to 200 dB");
+    if (!(std::fabs(options.mixGainDb) <= 200.0)) refuseArguments("bad --mix-gain: give -200 to 200 dB");
     options.mixes = !noMix;
     options.words = parseNumbers(words, "word lengths", 1, kWordBitsLimit);
     options.wordsAreGiven = wordsOption->count() > 0;

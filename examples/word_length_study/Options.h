@@ -7,17 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
+#include "examples/studies/StudyOptions.h"
 
 namespace study {
 
 enum class Signedness { Signed, Unsigned, Both };
 
-struct Options {
-    std::string signal;
-    int channel = 1;  // counted from 1
-    double gainDb = 0.0;
-    double wantedDb = 60.0;
+struct Options : StudyOptions {
     std::vector<int> words;
     bool wordsAreGiven = false;                 // if not, the list ends at the first word that changes no sample
     std::optional<std::vector<int>> fractions;  // absent: one for each word, by the next line

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <map>
 
-#include "examples/word_length_study/storedWord.h"
-#include "examples/word_length_study/table.h"
+#include "examples/studies/stored_word.h"
+#include "examples/studies/texts.h"
 
 namespace study {
 namespace {

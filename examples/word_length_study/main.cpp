@@ -2,12 +2,10 @@
 #include <unistd.h>
 
 #include <iostream>
-#include <string>
-#include <vector>
 
+#include "examples/studies/program_frame.h"
 #include "examples/word_length_study/program.h"
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return study::run(arguments, std::cout, std::cerr, isatty(STDERR_FILENO) != 0);
+    return study::run(study::argumentsOf(argc, argv), std::cout, std::cerr, isatty(STDERR_FILENO) != 0);
 }

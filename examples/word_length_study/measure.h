@@ -5,7 +5,7 @@
 #include <memory>
 #include <span>
 
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
 
 class quantizer;
 

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "examples/LoggingSwitch.h"
-#include "examples/word_length_study/StudyError.h"
-#include "examples/word_length_study/storedWord.h"
+#include "examples/studies/StudyError.h"
+#include "examples/studies/stored_word.h"
 #include "host/reference/Session.h"
 
 namespace study {

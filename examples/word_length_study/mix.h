@@ -1,7 +1,7 @@
 // The recording mixed with a delayed, quieter copy of itself, by `fi` arrays made and added through the host.
 //
 // Here the study is a user of the host: it opens a session on libtolvane.so, makes types, rules and arrays of it, calls
-// "plus" and "minus", and knows of overflows and underflows only what it was warned of. `mixTable.h` prints the
+// "plus" and "minus", and knows of overflows and underflows only what it was warned of. `mix_table.h` prints the
 // outcome.
 #pragma once
 
@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
+#include "examples/studies/Recording.h"
 #include "examples/word_length_study/Options.h"
-#include "examples/word_length_study/Recording.h"
 
 namespace study {
 

@@ -8,20 +8,21 @@
 #include <ostream>
 #include <system_error>
 
+#include "examples/studies/Recording.h"
+#include "examples/studies/StudyError.h"
+#include "examples/studies/program_frame.h"
+#include "examples/studies/write_beside.h"
 #include "examples/word_length_study/Options.h"
-#include "examples/word_length_study/Recording.h"
 #include "examples/word_length_study/Study.h"
-#include "examples/word_length_study/StudyError.h"
 #include "examples/word_length_study/mix.h"
-#include "examples/word_length_study/mixTable.h"
+#include "examples/word_length_study/mix_table.h"
 #include "examples/word_length_study/table.h"
-#include "examples/word_length_study/wordFile.h"
-#include "examples/word_length_study/writeBeside.h"
-#include "host/ErrorIdException.h"
-#include "host/reference/HostError.h"
+#include "examples/word_length_study/word_file.h"
 
 namespace study {
 namespace {
+
+constexpr const char* kName = "word_length_study";
 
 // A default table of a few seconds of sound is there before anyone could read a progress line.
 constexpr std::size_t kQuietSamples = 10'000'000;
@@ -72,7 +73,7 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
     checkOutputs(options);
     Recording recording = readRecording(options.signal, options.channel);
     const double peak = applyGain(recording, options.gainDb);
-    printRemarks(err, "word_length_study", recording);
+    printRemarks(err, kName, recording);
     const std::optional<MixSetting> mixSetting =
         options.mixes ? std::optional(mixSettingOf(options, recording)) : std::nullopt;
 
@@ -84,8 +85,7 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
     printStudy(out, recording, peak, options, result);
 
     if (!options.csvFile.empty()) {
-        const std::string text = csvText(result);
-        writeBeside(options.csvFile, [&text](std::FILE* file) { std::fwrite(text.data(), 1, text.size(), file); }, {});
+        writeTextBeside(options.csvFile, csvText(result));
         out << "  Table written to " << options.csvFile << ".\n";
     }
     if (!options.wordFile.empty()) {
@@ -109,26 +109,11 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
 }  // namespace
 
 int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err, bool errIsTerminal) {
-    const auto fail = [&err](ExitCode code, const std::string& message) {
-        err << "word_length_study: " << message << '\n';
-        if (code == ExitCode::BadArguments) err << "Run with --help for the options.\n";
-        return static_cast<int>(code);
-    };
-    try {
-        if (const auto options = parseOptions(arguments, out)) studyRecording(*options, out, err, errIsTerminal);
-        out.flush();
-        if (!out) return fail(ExitCode::NotWritten, "the table cannot be written to standard output");
-        return static_cast<int>(ExitCode::Done);
-    } catch (const StudyError& error) {
-        return fail(error.code(), error.what());
-    } catch (ErrorIdException* error) {
-        const std::unique_ptr<ErrorIdException> owner(error);
-        return fail(ExitCode::Unexpected, std::string(error->getId()) + ": " + error->getMessage());
-    } catch (const hostref::HostError& error) {
-        return fail(ExitCode::Unexpected, error.id() + ": " + error.what());
-    } catch (const std::exception& error) {
-        return fail(ExitCode::Unexpected, error.what());
-    }
+    return runProgram({kName, "the table"}, out, err, [&] {
+        if (const auto options = parseOptions(arguments, out)) {
+            studyRecording(*options, out, err, errIsTerminal);
+        }
+    });
 }
 
 }  // namespace study

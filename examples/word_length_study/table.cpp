@@ -6,15 +6,10 @@
 #include <cstdio>
 #include <ostream>
 
+#include "examples/studies/texts.h"
+
 namespace study {
 namespace {
-
-template <class... Arguments>
-std::string formatted(const char* format, Arguments... arguments) {
-    std::array<char, 256> text;
-    std::snprintf(text.data(), text.size(), format, arguments...);
-    return text.data();
-}
 
 std::string rowText(const Measurement& row, bool chosen) {
     const bool isFloat = row.format.kind == Kind::Float;
@@ -30,21 +25,6 @@ std::string decibels(double value) {
 }
 
 }  // namespace
-
-std::string ratioText(double snrDb) {
-    if (std::isinf(snrDb) && snrDb > 0) return "exact";
-    return formatted("%.1f", snrDb);
-}
-
-std::string valueText(double value) {
-    const double magnitude = std::fabs(value);
-    if (magnitude == 0.0) value = 0.0;  // a negative zero would only puzzle
-    return formatted(magnitude == 0.0 || (magnitude >= 1e-4 && magnitude < 1e5) ? "%.6f" : "%.3e", value);
-}
-
-std::string ratioWithUnit(double snrDb) {
-    return std::isinf(snrDb) && snrDb > 0 ? ratioText(snrDb) : ratioText(snrDb) + " dB";
-}
 
 void printStudy(std::ostream& out, const Recording& recording, double peak, const Options& options,
                 const Study& study) {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "examples/filter_study/CoefficientArray.h"
-#include "examples/filter_study/coefficientFiles.h"
-#include "examples/word_length_study/StudyError.h"
+#include "examples/filter_study/coefficient_files.h"
+#include "examples/studies/StudyError.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "examples/filter_study/lowPass.h"
+#include "examples/filter_study/low_pass.h"
 
 namespace {
 

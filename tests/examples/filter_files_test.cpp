@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "examples/filter_study/coefficientFiles.h"
-#include "examples/filter_study/soundFile.h"
+#include "examples/filter_study/coefficient_files.h"
+#include "examples/studies/Recording.h"
 #include "tests/examples/sounds.h"
 
 namespace {
@@ -104,7 +104,7 @@ TEST(SoundFile, TakesTheShortestEncodingThatLosesNothing) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.why);
-        filterstudy::writeSound(path, row.values, 44100);
+        study::writeSound(path, row.values, 44100);
         SF_INFO info{};
         SNDFILE* const file = sf_open(path.c_str(), SFM_READ, &info);
         ASSERT_NE(file, nullptr);

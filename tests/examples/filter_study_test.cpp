@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "examples/filter_study/FilterStudy.h"
-#include "examples/filter_study/coefficientFiles.h"
-#include "examples/filter_study/integerModel.h"
-#include "examples/filter_study/lowPass.h"
+#include "examples/filter_study/coefficient_files.h"
+#include "examples/filter_study/integer_model.h"
+#include "examples/filter_study/low_pass.h"
 #include "examples/filter_study/program.h"
 #include "host/reference/Session.h"
 #include "tests/examples/studies.h"

@@ -1,5 +1,5 @@
 // What a user types for formats, lists and modes.
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "examples/word_length_study/StudyError.h"
+#include "examples/studies/StudyError.h"
 
 using namespace study;
 

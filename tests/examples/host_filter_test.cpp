@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "examples/word_length_study/StudyError.h"
+#include "examples/studies/StudyError.h"
 
 namespace {
 

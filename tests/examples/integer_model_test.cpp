@@ -1,5 +1,5 @@
 // The integer model of the filter study against rationals.
-#include "examples/filter_study/integerModel.h"
+#include "examples/filter_study/integer_model.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "examples/word_length_study/StudyError.h"
+#include "examples/studies/StudyError.h"
 #include "tests/support/rational.h"
 
 namespace {

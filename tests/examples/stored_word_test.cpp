@@ -1,5 +1,5 @@
 // The integer model of stored words against exact rationals.
-#include "examples/word_length_study/storedWord.h"
+#include "examples/studies/stored_word.h"
 
 #include <gtest/gtest.h>
 

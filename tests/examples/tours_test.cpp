@@ -8,7 +8,7 @@
 #include <span>
 #include <string>
 
-#include "examples/filter_study/coefficientFiles.h"
+#include "examples/filter_study/coefficient_files.h"
 #include "tests/support/files.h"
 
 namespace {

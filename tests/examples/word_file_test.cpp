@@ -1,5 +1,5 @@
 // Files that appear complete or not at all, and words that are compared after they were written.
-#include "examples/word_length_study/wordFile.h"
+#include "examples/word_length_study/word_file.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "examples/word_length_study/StudyError.h"
-#include "examples/word_length_study/writeBeside.h"
+#include "examples/studies/StudyError.h"
+#include "examples/studies/write_beside.h"
 #include "tests/examples/sounds.h"
 
 using namespace study;

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "examples/studies/stored_word.h"
 #include "examples/word_length_study/program.h"
-#include "examples/word_length_study/storedWord.h"
 #include "tests/examples/studies.h"
 
 namespace {

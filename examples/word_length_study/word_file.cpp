@@ -1,4 +1,4 @@
-#include "examples/word_length_study/wordFile.h"
+#include "examples/word_length_study/word_file.h"
 
 #include <algorithm>
 #include <array>
@@ -9,10 +9,10 @@
 #include <memory>
 #include <optional>
 
-#include "examples/word_length_study/StudyError.h"
+#include "examples/studies/StudyError.h"
+#include "examples/studies/stored_word.h"
+#include "examples/studies/write_beside.h"
 #include "examples/word_length_study/measure.h"
-#include "examples/word_length_study/storedWord.h"
-#include "examples/word_length_study/writeBeside.h"
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
 

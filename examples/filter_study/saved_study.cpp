@@ -1,11 +1,11 @@
-#include "examples/filter_study/savedStudy.h"
+#include "examples/filter_study/saved_study.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <vector>
 
-#include "examples/filter_study/hostObjects.h"
+#include "examples/filter_study/host_objects.h"
 #include "host/reference/Session.h"
 
 namespace filterstudy {

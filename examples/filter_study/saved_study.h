@@ -5,7 +5,7 @@
 
 #include "examples/filter_study/FilterStudy.h"
 #include "examples/filter_study/Options.h"
-#include "examples/word_length_study/Recording.h"
+#include "examples/studies/Recording.h"
 
 namespace filterstudy {
 

@@ -1,4 +1,4 @@
-#include "examples/word_length_study/writeBeside.h"
+#include "examples/studies/write_beside.h"
 
 #include <unistd.h>
 
@@ -8,7 +8,7 @@
 #include <memory>
 #include <system_error>
 
-#include "examples/word_length_study/StudyError.h"
+#include "examples/studies/StudyError.h"
 
 namespace study {
 namespace {
@@ -89,6 +89,10 @@ void writeBeside(const std::string& path, const std::function<void(std::FILE*)>&
         check(written.get());
     }
     if (const std::error_code error = made.rename()) refuse(path, error.message());
+}
+
+void writeTextBeside(const std::string& path, const std::string& text) {
+    writeBeside(path, [&text](std::FILE* file) { std::fwrite(text.data(), 1, text.size(), file); }, {});
 }
 
 }  // namespace study

@@ -1,4 +1,4 @@
-#include "examples/filter_study/lowPass.h"
+#include "examples/filter_study/low_pass.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "examples/word_length_study/storedWord.h"
+#include "examples/studies/stored_word.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,9 +1,10 @@
-// One channel of a sound file as doubles, full scale being 1.
+// One channel of a sound file as doubles, full scale being 1; read, and written without loss of a bit.
 //
 // Integer recordings are read exactly: a sample of B bits is its integer over 2^(B-1).
 #pragma once
 
 #include <iosfwd>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,11 @@ Recording readRecording(const std::string& path, int channel);
 /// Multiplies the samples by a gain in dB and returns the greatest magnitude; leaves a remark when it is 0. Throws a
 /// StudyError (BadSamples) that names the first sample that is not a number, infinite, or beyond 2^256 in magnitude.
 double applyGain(Recording& recording, double gainDb);
+
+/// Writes one channel, reads it back and compares every sample. The encoding is the shortest of 16, 24 and 32 bits that
+/// holds each value exactly, full scale being 1, else 64-bit floats. Returns its name. Throws a StudyError, NotWritten
+/// or WordsDiffer; a file that was there then stays.
+std::string writeSound(const std::string& path, std::span<const double> values, int sampleRate);
 
 /// Prints the remarks, a line each.
 void printRemarks(std::ostream& err, const char* program, const Recording& recording);

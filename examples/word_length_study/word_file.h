@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
 
 namespace study {
 

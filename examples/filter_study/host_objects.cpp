@@ -1,4 +1,4 @@
-#include "examples/filter_study/hostObjects.h"
+#include "examples/filter_study/host_objects.h"
 
 namespace filterstudy {
 

@@ -1,10 +1,10 @@
-#include "examples/filter_study/integerModel.h"
+#include "examples/filter_study/integer_model.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "examples/filter_study/lowPass.h"
-#include "examples/word_length_study/storedWord.h"
+#include "examples/filter_study/low_pass.h"
+#include "examples/studies/stored_word.h"
 
 namespace filterstudy {
 namespace {

@@ -14,6 +14,9 @@ namespace study {
 void writeBeside(const std::string& path, const std::function<void(std::FILE*)>& write,
                  const std::function<void(std::FILE*)>& check);
 
+/// As `writeBeside`, for a text that nothing reads back.
+void writeTextBeside(const std::string& path, const std::string& text);
+
 /// Throws what `writeBeside` would throw before it writes, so that a long run needs no wait for it.
 void requireWritable(const std::string& path);
 

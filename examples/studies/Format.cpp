@@ -1,4 +1,4 @@
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "examples/word_length_study/StudyError.h"
+#include "examples/studies/StudyError.h"
 
 namespace study {
 namespace {

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "examples/word_length_study/Format.h"
+#include "examples/studies/Format.h"
 
 namespace study {
 

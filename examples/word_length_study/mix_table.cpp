@@ -1,4 +1,4 @@
-#include "examples/word_length_study/mixTable.h"
+#include "examples/word_length_study/mix_table.h"
 
 #include <algorithm>
 #include <array>
@@ -7,17 +7,10 @@
 #include <ostream>
 #include <string>
 
-#include "examples/word_length_study/table.h"
+#include "examples/studies/texts.h"
 
 namespace study {
 namespace {
-
-template <class... Arguments>
-std::string formatted(const char* format, Arguments... arguments) {
-    std::array<char, 256> text;
-    std::snprintf(text.data(), text.size(), format, arguments...);
-    return text.data();
-}
 
 std::string rowText(const MixRow& row, bool isSum) {
     return formatted("  %-16s  %-9s %-4s  %-9s %10" PRIu64 " %10" PRIu64 "  %12s %12s  %7s\n", row.name.c_str(),

@@ -1,4 +1,4 @@
-#include "examples/filter_study/coefficientFiles.h"
+#include "examples/filter_study/coefficient_files.h"
 
 #include <charconv>
 #include <sstream>
