@@ -1,4 +1,4 @@
-// The data type "bool": a byte, 0 or 1; a logical scalar in arrays.
+// The data type "bool": a byte, 0 or 1; as an array, a logical scalar.
 #pragma once
 
 #include "host/OMDataType.h"

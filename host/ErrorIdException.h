@@ -1,7 +1,7 @@
 // The one exception of the system: an identifier such as "fixedpoint:fi:dimagree" and a message for the user.
 //
-// It belongs to the host's object-model family and is thrown by pointer, allocated on the heap; whoever catches the
-// pointer owns it and deletes it. `raiseError` is the one way in which this project throws it.
+// It belongs to the host's object-model family and is thrown by pointer, allocated on the heap; the catcher owns the
+// pointer and deletes it. This project throws it only through `raiseError`.
 #pragma once
 
 #include <string>

@@ -10,9 +10,9 @@ class OMClass;
 
 class TOLVANE_HOST_API OMApplication {
  public:
-    /// Makes an empty package; one that is not public is not found by omFindPackageOnPath.
+    /// Makes an empty package. omFindPackageOnPath finds only public packages.
     OMApplication(std::string name, bool isPublic);
-    /// Gives up its classes; see OMClass for what keeps one.
+    /// Releases its classes; see OMClass for what keeps a class alive.
     ~OMApplication();
     OMApplication(const OMApplication&) = delete;
     OMApplication& operator=(const OMApplication&) = delete;
@@ -20,14 +20,15 @@ class TOLVANE_HOST_API OMApplication {
     const char* getName() const { return mName.c_str(); }
     bool isPublic() const { return mIsPublic; }
 
-    /// Takes over a heap-allocated class. A class that is in a package or whose name is taken raises
-    /// "VELMAR:package:classExists", and stays the caller's.
+    /// Takes over a heap-allocated class. A class that is already in a package, or whose name is in use, raises
+    /// "VELMAR:package:classExists" and remains the caller's.
     void addLocalClass(OMClass* objectClass);
     /// Returns a class by its short name, or null.
     OMClass* getLocalClass(const char* name) const;
-    /// The classes in the order of adding.
+    /// The classes in the order in which they were added.
     const std::vector<OMClass*>& getLocalClasses() const { return mClasses; }
-    /// Gives up a class, which then ends unless handles or subclasses keep it; does nothing for one that isn't here.
+    /// Releases a class, which is then destroyed unless handles or subclasses keep it; does nothing for a class of
+    /// another package.
     void removeLocalClass(OMClass* objectClass);
 
  private:

@@ -15,6 +15,6 @@ class TOLVANE_HOST_API OMApplicationManager {
     static OMApplication* addApplication(std::unique_ptr<OMApplication> application);
     /// Returns null for an unknown name.
     static OMApplication* getApplication(const char* name);
-    /// Ends a package with its classes; does nothing for null or for one that isn't here.
+    /// Destroys a package with its classes; does nothing for null or an unregistered package.
     static void removeApplication(OMApplication* application);
 };

@@ -1,7 +1,7 @@
-// A data type of the object model: the shape in which property values and method arguments of that type travel, and
-// their way to and from host arrays.
+// A data type of the object model: the form in which property values and method arguments of that type are passed, and
+// their conversion to and from host arrays.
 //
-// A value is passed by an untyped pointer. Which shape it has is told by each type: "int32" and enumerations an int32,
+// A value is passed by an untyped pointer. Each type defines the form behind it: "int32" and enumerations an int32,
 // "double" a double, "bool" a byte, "string" a text from bsMalloc (null for the empty one), "VELMAR array" an hvArray,
 // a class or "handle" an OMInterface. Types live in the OMTypeRepository, which owns them.
 #pragma once
@@ -16,10 +16,10 @@ struct hvArray;
 class TOLVANE_HOST_API OMVelmarConversion {
  public:
     virtual ~OMVelmarConversion();
-    /// Makes a new array from a value, which stays the caller's; the caller owns the array.
+    /// Makes a new array from a value; the caller keeps the value and owns the array.
     virtual hvArray* convertToVelmar(const void* value) const = 0;
-    /// Makes a new value that the caller gives back with OMDataType::releaseValue. An array that can't be a value of
-    /// this type raises "VELMAR:datatype:badValue".
+    /// Makes a new value that the caller releases with OMDataType::releaseValue. An array that can't be converted
+    /// raises "VELMAR:datatype:badValue".
     virtual void* convertFromVelmar(const hvArray* array) const = 0;
 };
 
@@ -32,7 +32,7 @@ class TOLVANE_HOST_API OMDataType : private OMVelmarConversion {
 
     const char* getName() const { return mName.c_str(); }
     const OMVelmarConversion* getVelmarConversion() const { return this; }
-    /// Ends a value made by this type's conversion or by a property of this type; null is harmless.
+    /// Destroys a value made by this type's conversion or by a property of this type; null is harmless.
     virtual void releaseValue(void* value) const = 0;
 
     /// Raises "VELMAR:datatype:badValue".

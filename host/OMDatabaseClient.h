@@ -1,4 +1,4 @@
-// Who asks: a user of the host (the external client) or the system's own code (the internal one).
+// The requesting client: a user of the host (external) or the system's own code (internal).
 #pragma once
 
 #include "host/export.h"

@@ -22,10 +22,10 @@ class TOLVANE_HOST_API OMErrorStatus {
 
     void addError(std::string id, std::string message);
     int getNumberOfErrors() const { return static_cast<int>(mErrors.size()); }
-    /// Returns the error added last, valid until the status changes; null when there is none.
+    /// Returns the error added last, valid until the status changes; null if there is none.
     const Error* getLastError() const { return mErrors.empty() ? nullptr : &mErrors.back(); }
 
-    /// Runs the action and keeps as an error whatever it throws. Returns whether it threw nothing.
+    /// Runs the action and records any exception as an error. Returns true if there was none.
     template <class Action>
     bool collect(Action&& action) {
         try {

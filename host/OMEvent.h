@@ -1,4 +1,4 @@
-// What listeners receive. An event of a property is an OMPropertyEvent.
+// The event that listeners receive. For properties it is an OMPropertyEvent.
 #pragma once
 
 #include <string>

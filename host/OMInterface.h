@@ -1,9 +1,10 @@
-// The handle by which the host knows an object: it owns one object of the library and knows its class.
+// The host's handle on an object: it owns one object of the library and knows its class.
 //
-// Handles are counted. Constructing one gives the first reference, getReference adds one, and a call of
-// `OMInterface::operator delete` gives one up; with the last one the class's destroyObject ends the object. A delete
-// expression does not compile, since it would end a handle that others still hold. A reference is external when a value
-// of the host's user holds it and internal otherwise; the kinds are counted apart, but any reference keeps the object.
+// Handles are reference-counted. Construction gives the first reference, getReference adds one, and a call of
+// `OMInterface::operator delete` releases one; releasing the last one calls the class's destroyObject. A delete
+// expression does not compile, since it would destroy a handle that others still hold. A reference is external when a
+// value of the host's user holds it and internal otherwise; the two kinds are counted separately, but any reference
+// keeps the object alive.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +19,7 @@ class OMPropertyEvent;
 
 class TOLVANE_HOST_API OMInterface {
  public:
-    /// Takes over the object, which may be null; the class must not be null. No object is in a database, so that the
+    /// Takes ownership of the object, which may be null; the class must not be null. No object is in a database, so the
     /// last argument is null.
     OMInterface(void* object, OMClass* objectClass, OMDatabase* database) noexcept;
     OMInterface(const OMInterface&) = delete;
@@ -26,8 +27,8 @@ class TOLVANE_HOST_API OMInterface {
 
     static void* operator new(std::size_t bytes);
     static void* operator new[](std::size_t bytes) = delete;
-    /// Gives up one reference; null is harmless. The class's destroyObject, which the last reference runs, must not
-    /// raise. A compiler may warn of a later use of the pointer, though other references keep the handle.
+    /// Releases one reference; null is harmless. The class's destroyObject, called for the last reference, must not
+    /// raise. A compiler may warn of a later use of the pointer, although other references keep the handle alive.
     static void operator delete(void* interface);
     static void operator delete[](void* interface) = delete;
 
@@ -38,7 +39,7 @@ class TOLVANE_HOST_API OMInterface {
     OMInterface* getReference();
     /// Adds an external reference, as an array that holds the handle does.
     OMInterface* getExternalReference();
-    /// Makes an external reference an internal one; does nothing when there is none.
+    /// Turns an external reference into an internal one; does nothing if there is none.
     void externalToInternal();
     /// Counts the references of both kinds.
     int getNumberOfReferences() const;
@@ -49,7 +50,7 @@ class TOLVANE_HOST_API OMInterface {
     /// The listeners of this object alone.
     OMListenerManager* getListenerManager();
     /// Sends an event to the object's listeners, then to those of its class and of the class's ancestors. A property
-    /// without listener access sends none. The object lives at least until all have returned.
+    /// without listener access sends none. The object is kept alive until all have returned.
     void notifyPropEvent(OMDatabaseClient* client, const OMPropertyEvent& event);
 
  protected:

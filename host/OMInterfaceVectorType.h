@@ -1,5 +1,5 @@
-// The data type "handle vector": a std::vector<OMInterface*> that holds a reference on each; a cell column of object
-// arrays in arrays.
+// The data type "handle vector": a std::vector<OMInterface*> that holds a reference on each; as an array, a cell column
+// of object arrays.
 #pragma once
 
 #include "host/OMDataType.h"

@@ -1,7 +1,7 @@
 // The listeners of one object or of one class.
 //
-// A listener may add and remove listeners, itself included, while it runs: an event reaches those that were there when
-// it was sent and are still there at their turn, in the order in which they were added.
+// A listener may add and remove listeners, itself included, while it runs: an event reaches the listeners that were
+// registered when it was sent and still are at their turn, in the order in which they were added.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ class TOLVANE_HOST_API OMListenerManager {
     using Listener = std::function<void(OMDatabaseClient* client, const OMEvent& event)>;
     using Id = std::uint64_t;
 
-    /// Returns the number by which the listener is removed.
+    /// Returns the number for removeListener.
     Id addListener(Listener listener);
     /// Does nothing for a number that is not in use.
     void removeListener(Id id);

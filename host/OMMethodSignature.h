@@ -1,4 +1,4 @@
-// One shape in which a method or a constructor is called: the data types of arguments and results, in order.
+// One way to call a method or a constructor: the data types of arguments and results, in order.
 //
 // The object's address is its identity: the host passes the selected signature to the method, which compares pointers.
 #pragma once
@@ -21,7 +21,7 @@ class TOLVANE_HOST_API OMMethodSignature {
     OMMethodSignature(const OMMethodSignature&) = delete;
     OMMethodSignature& operator=(const OMMethodSignature&) = delete;
 
-    /// Appends an argument. The default value, in the shape of the type, is borrowed; null for none.
+    /// Appends an argument. The default value, in the form of the type, is borrowed; null for none.
     void addArgument(OMDataType* dataType, const void* defaultValue);
     void addReturnType(OMDataType* dataType);
     /// Sets how many of the last arguments may be repeated: 0, the initial value, or 1.
@@ -30,7 +30,7 @@ class TOLVANE_HOST_API OMMethodSignature {
     int getNumberOfArgs() const { return static_cast<int>(mArguments.size()); }
     const std::vector<Argument>& getArguments() const { return mArguments; }
     int getNumberOfRepeatableArgs() const { return mRepeatableArgs; }
-    /// Counts the results; -1 stands for any number.
+    /// Counts the results; -1 means any number.
     virtual int getNumberOfReturnArgs() const;
     /// Returns the type of one result; null for an index out of range.
     virtual OMDataType* getReturnType(int index) const;

@@ -1,7 +1,7 @@
-// A property record: name, data type, who may do what with the property, and how its value is read and written.
+// A property record: name, data type, access rights, and how its value is read and written.
 //
-// Most records derive from OMPropInfoTemplate, which holds these attributes. A value is an untyped pointer in the shape
-// of the data type (OMDataType.h): getValue gives a new one, releaseValue ends it, setValue borrows one.
+// Most records derive from OMPropInfoTemplate, which holds these attributes. A value is an untyped pointer in the form
+// of the data type (OMDataType.h): getValue returns a new one, releaseValue destroys it, setValue borrows one.
 #pragma once
 
 #include "host/OMPropertyEvent.h"
@@ -14,7 +14,7 @@ class OMErrorStatus;
 class OMInterface;
 struct hvArray;
 
-/// Who may do what with a property.
+/// Access rights of a property.
 struct OMPropertyAccess {
     bool isExternalSetAccess = true;
     bool isExternalGetAccess = true;
@@ -45,11 +45,11 @@ class TOLVANE_HOST_API OMPropInfo {
     virtual const char* getDisplayName() const = 0;
     virtual const char* getDescription() const = 0;
     virtual void setDescription(const char* description) = 0;
-    /// Returns a new value of the data type, or null when the property has no factory default.
+    /// Returns a new value of the data type, or null if the property has no factory default.
     virtual void* getFactoryDefault() const = 0;
     /// The class that the record was added to, or null.
     virtual OMClass* getClass() const = 0;
-    /// Says whether the property was added to one object at run time.
+    /// Returns whether the property was added to one object at run time.
     virtual bool isRuntime() const = 0;
     /// The handle on the record itself, for hosts that show records as objects; null here.
     virtual OMInterface* getInterface() = 0;
@@ -73,19 +73,19 @@ class TOLVANE_HOST_API OMPropInfo {
     virtual bool isInspectAccess() const = 0;
     virtual bool isGrandfathered() const = 0;
     virtual bool isVisible() const = 0;
-    /// Says whether no client may write the property.
+    /// Returns whether no client may write the property.
     virtual bool isReadOnly() const = 0;
     virtual OMPropInfo* getGrandfatheredProp() const = 0;
-    /// The functions in the host's language that filter reads and writes; null for none. They stay the caller's.
+    /// The functions in the host's language that filter reads and writes; null for none. The caller keeps ownership.
     virtual const hvArray* getGetFunction() const = 0;
     virtual void setGetFunction(const hvArray* function) = 0;
     virtual const hvArray* getSetFunction() const = 0;
     virtual void setSetFunction(const hvArray* function) = 0;
-    /// Returns a new value that the caller ends with releaseValue.
+    /// Returns a new value that the caller destroys with releaseValue.
     virtual void* getValue(OMDatabaseClient* client, OMInterface* interface) = 0;
     /// As getValue, except that an error goes into the status and null is returned.
     virtual void* getValueE(OMDatabaseClient* client, OMInterface* interface, OMErrorStatus& status) = 0;
-    /// Stores a value, which stays the caller's; ignores null.
+    /// Stores a value, which the caller still owns; ignores null.
     virtual void setValue(OMDatabaseClient* client, OMInterface* interface, const void* value) = 0;
     /// As setValue, except that an error goes into the status.
     virtual void setValueE(OMDatabaseClient* client, OMInterface* interface, const void* value,

@@ -1,6 +1,6 @@
 // A property record with its attributes as data: a derived record adds getValue, setValue and releaseValue.
 //
-// An attribute that a record does not write keeps the template's default: true for external and internal set and get,
+// An attribute that a record doesn't set keeps the template's default: true for external and internal set and get,
 // serialize, copy, listener and visible, false for the others.
 #pragma once
 
@@ -11,7 +11,7 @@
 
 class TOLVANE_HOST_API OMPropInfoTemplate : public OMPropInfo {
  public:
-    /// Borrows the data type for the record's life; the type repository keeps types for the process's.
+    /// Borrows the data type for the lifetime of the record; the type repository keeps types for that of the process.
     OMPropInfoTemplate(std::string name, OMDataType* dataType, const OMPropertyAccess& access = {},
                        bool isVisible = true);
     ~OMPropInfoTemplate() override;
@@ -52,11 +52,11 @@ class TOLVANE_HOST_API OMPropInfoTemplate : public OMPropInfo {
     void setSetFunction(const hvArray* function) override;
     void* getValueE(OMDatabaseClient* client, OMInterface* interface, OMErrorStatus& status) override;
     void setValueE(OMDatabaseClient* client, OMInterface* interface, const void* value, OMErrorStatus& status) override;
-    /// Ends the value as its data type does.
+    /// Destroys the value through its data type.
     void releaseValue(OMDatabaseClient* client, OMInterface* interface, void* value) override;
     OMClass* getSubPropertyClass() const override;
     OMPropInfo* getSuperProperty() const override;
-    /// Answers true: a record whose values hold no handles overrides this.
+    /// Returns true; a record whose values hold no handles overrides this.
     bool canContainOMInterfaces(OMInterface* interface) const override;
 
  private:

@@ -9,7 +9,8 @@ class TOLVANE_HOST_API OMPropertyEvent : public OMEvent {
  public:
     enum class Kind : int { PreGet = 0, PostGet = 1, PreSet = 2, PostSet = 3 };
 
-    /// Carries `newValue` in the shape of the property's data type, borrowed for the event's life; it may be null.
+    /// Carries `newValue` in the form of the property's data type, borrowed for the lifetime of the event; it may be
+    /// null.
     OMPropertyEvent(const OMPropInfo* property, Kind kind, OMInterface* source, const void* newValue);
 
     const OMPropInfo* getProperty() const { return mProperty; }

@@ -1,8 +1,8 @@
 // The data types by name, for the life of the process.
 //
-// Built in are "VELMAR array", "int32", "int" (of the same shape), "double", "bool", "string", "handle", "real point",
-// "string vector" and "handle vector". The type of a class is there under its full name, such as "embedded.fi", from
-// the moment the class is in a package.
+// Built in are "VELMAR array", "int32", "int" (of the same form), "double", "bool", "string", "handle", "real point",
+// "string vector" and "handle vector". The type of a class is available under its full name, such as "embedded.fi", as
+// soon as the class is in a package.
 #pragma once
 
 #include <memory>
@@ -15,9 +15,9 @@ class TOLVANE_HOST_API OMTypeRepository {
  public:
     OMTypeRepository() = delete;
 
-    /// Returns the type, owned by the repository, or null. Types of classes are found only with `withClasses`.
+    /// Returns the type, owned by the repository, or null. Finds types of classes only with `withClasses`.
     static OMDataType* getType(const char* name, bool withClasses);
-    /// Registers a type and owns it from then on; returns it. A name in use raises "VELMAR:datatype:nameInUse".
+    /// Registers a type, takes ownership of it, and returns it. A name in use raises "VELMAR:datatype:nameInUse".
     static OMDataType* addType(std::unique_ptr<OMDataType> type);
 
  private:

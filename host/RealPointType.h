@@ -1,4 +1,4 @@
-// The data type "real point": a std::array<double, 2>; a double row of two elements in arrays.
+// The data type "real point": a std::array<double, 2>; as an array, a double row of two elements.
 #pragma once
 
 #include "host/OMDataType.h"

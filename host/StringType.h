@@ -1,4 +1,4 @@
-// The data type "string": a text from bsMalloc, null for the empty one; a char row in arrays.
+// The data type "string": a text from bsMalloc, null for the empty one; as an array, a char row.
 #pragma once
 
 #include "host/OMDataType.h"

@@ -1,4 +1,4 @@
-// The host's vector of owned strings, the value shape of the data type "string vector".
+// The host's vector of owned strings, the value form of the data type "string vector".
 #pragma once
 
 #include <string>

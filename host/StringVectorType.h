@@ -1,4 +1,4 @@
-// The data type "string vector": a std::vector<std::string>; a cell column of char rows in arrays.
+// The data type "string vector": a std::vector<std::string>; as an array, a cell column of char rows.
 #pragma once
 
 #include "host/OMDataType.h"

@@ -1,5 +1,5 @@
-// The host's vector of handles, the value shape of the data type "handle vector". It owns none of its handles: its
-// contract tells who holds the references.
+// The host's vector of handles, the value form of the data type "handle vector". It doesn't own its handles; the
+// contract of each use says which code holds the references.
 #pragma once
 
 #include <vector>

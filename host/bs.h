@@ -7,11 +7,11 @@
 
 #include "host/export.h"
 
-/// Returns uninitialised memory, or null when there is none.
+/// Returns uninitialised memory, or null if there is none.
 TOLVANE_HOST_API void* bsMalloc(std::size_t bytes);
 /// As bsMalloc, except that it raises "bs:outofmemory" instead of returning null.
 TOLVANE_HOST_API void* bsMallocWithCheck(std::size_t bytes);
-/// Returns zeroed memory, or null when there is none or count * bytes overflows.
+/// Returns zeroed memory, or null if there is none or count * bytes overflows.
 TOLVANE_HOST_API void* bsCalloc(std::size_t count, std::size_t bytes);
 TOLVANE_HOST_API void bsFree(void* memory);
 
@@ -33,5 +33,5 @@ TOLVANE_HOST_API double bsGetRealMax();
 /// Rounds to the nearest whole number, ties away from zero.
 TOLVANE_HOST_API double bsDoubleScalarRound(double value);
 
-/// Restores the floating-point state after integer library calls; x86-64 and arm64 leave it alone, so this is empty.
+/// Restores the floating-point state after integer library calls; x86-64 and arm64 don't change it, so this is empty.
 TOLVANE_HOST_API void bsResetFPU();

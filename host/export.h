@@ -1,6 +1,6 @@
-// Export marks. TOLVANE_API marks what libtolvane.so offers, TOLVANE_HOST_API what the host library offers.
+// Export marks. TOLVANE_API marks the exports of libtolvane.so, TOLVANE_HOST_API those of the host library.
 //
-// The libraries are built with hidden visibility, so a class or function without a mark stays inside. The marks
+// The libraries are built with hidden visibility, so a class or function without a mark isn't exported. The marks
 // expand to the same attribute whether a translation unit defines or uses the symbol; ELF needs no import mark.
 #pragma once
 

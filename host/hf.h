@@ -5,12 +5,12 @@
 
 struct hvArray;
 
-/// Reads or writes one feature, in the shape of a host command: with an argument it sets the state, and it stores the
-/// state in `results[0]` when there is no argument or a result was asked for.
+/// Reads or writes one feature, in the form of a host command: with an argument it sets the state; without an argument,
+/// or if a result was requested, it stores the state in `results[0]`.
 using hfFeatureGateway = void (*)(int resultCount, hvArray** results, int argumentCount, hvArray** arguments);
 /// Called after a feature was run with an argument.
 using hfFeatureNotifier = void (*)(const char* name);
 
-/// Registers a feature; the notifier may be null. A name that is registered already is left as it is.
+/// Registers a feature; the notifier may be null. An already registered name is left unchanged.
 TOLVANE_HOST_API void hfRegisterFeature(const char* name, int defaultValue, hfFeatureNotifier notifier,
                                         hfFeatureGateway gateway);

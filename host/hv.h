@@ -1,14 +1,14 @@
 // The host's value arrays (`hv` family, type `hvArray`): numeric, logical, char, cell, struct and object arrays of two
 // or more dimensions, stored column by column, real and imaginary parts apart.
 //
-// Every array is made by an hvCreate... function and ended by hvDestroyArray; hvArrayOwner does that for C++ callers.
-// Data is shared between an array and its hvCreateSharedDataCopy copies and never changes behind a copy's back: asking
-// a non-const array for its data first gives it data of its own when it shares. So ask for data through a const
-// pointer unless you mean to write, and take a fresh pointer after the array was copied.
+// Every array is made by an hvCreate... function and destroyed by hvDestroyArray; hvArrayOwner does that for C++
+// callers. Data is shared between an array and its hvCreateSharedDataCopy copies and never changes through another
+// copy: requesting the data of a non-const array first unshares it. So request data through a const pointer unless you
+// mean to write, and request a new pointer after the array was copied.
 //
-// Dimensions beyond the second that are 1 at the end are dropped, missing ones are 1. A null array, such as a cell
-// never set, reads as a 0-by-0 array of class hvUNKNOWN_CLASS. Creation raises "VELMAR:nomem" when there is no memory
-// or the size can't exist. Typed access and dispatch on a class are in hv.inl.h.
+// Trailing dimensions of 1 beyond the second are dropped; missing ones are 1. A null array, such as a cell that was
+// never set, reads as a 0-by-0 array of class hvUNKNOWN_CLASS. Creation raises "VELMAR:nomem" if there is no memory or
+// the size is impossible. Typed access and dispatch on a class are in hv.inl.h.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@
 
 struct hvArray;
 
-/// Class ids as the host's tables and files have them.
+/// Class ids, as in the host's tables and files.
 enum hvClassID : int {
     hvUNKNOWN_CLASS = 0,
     hvCELL_CLASS = 1,
@@ -51,11 +51,11 @@ using hvLogical = std::uint8_t;
 /// One element of a char array: a UTF-16 code unit.
 using hvChar = char16_t;
 
-/// What an object array does with its handle. The array and its copies hold one reference together.
+/// How an object array treats its handle. The array and its copies share one reference.
 struct hvHandleOperations {
-    /// Drops that reference; called once, when the last array that holds the handle is destroyed.
+    /// Releases that reference; called once, when the last array that holds the handle is destroyed.
     void (*release)(void* handle);
-    /// Answers whether the object is of the class or of a descendant; may be null, then names are compared.
+    /// Returns whether the object is of the class or of a descendant. If null, names are compared.
     bool (*isA)(const void* handle, const char* className);
 };
 
@@ -69,7 +69,7 @@ TOLVANE_HOST_API hvArray* hvFastZeros(std::size_t rows, std::size_t columns, hvC
 TOLVANE_HOST_API hvArray* hvCreateLogicalMatrix(std::size_t rows, std::size_t columns);
 TOLVANE_HOST_API hvArray* hvCreateLogicalScalar(bool value);
 TOLVANE_HOST_API hvArray* hvCreateLogicalArray(std::size_t dimensionCount, const std::size_t* dimensions);
-/// Makes an array of a numeric class (double, single or integer), else raises "VELMAR:array:notNumericClass".
+/// Makes an array of a numeric class (double, single or integer); another class raises "VELMAR:array:notNumericClass".
 TOLVANE_HOST_API hvArray* hvCreateNumericArray(std::size_t dimensionCount, const std::size_t* dimensions,
                                                hvClassID classId, hvComplexity complexity = hvREAL);
 TOLVANE_HOST_API hvArray* hvCreateNumericMatrix(std::size_t rows, std::size_t columns, hvClassID classId,
@@ -85,18 +85,18 @@ TOLVANE_HOST_API hvArray* hvCreateStructMatrix(std::size_t rows, std::size_t col
                                                const char* const* fieldNames);
 TOLVANE_HOST_API hvArray* hvCreateStructArray(std::size_t dimensionCount, const std::size_t* dimensions, int fieldCount,
                                               const char* const* fieldNames);
-/// Makes a 1-by-1 array of class id hvOPAQUE_CLASS around a handle and takes over one reference to it; when this
-/// raises, the caller still has it. `operations` must outlive the array.
+/// Makes a 1-by-1 array of class id hvOPAQUE_CLASS around a handle and takes over one reference to it, unless this
+/// raises. `operations` must outlive the array.
 TOLVANE_HOST_API hvArray* hvCreateOpaque(const char* className, void* handle, const hvHandleOperations* operations);
 
-/// Makes an array with the same contents in constant time; see the file comment for what sharing means. Copies and
-/// original may be destroyed in any order.
+/// Makes an array with the same contents in constant time; see the file comment on sharing. Copies and original may be
+/// destroyed in any order.
 TOLVANE_HOST_API hvArray* hvCreateSharedDataCopy(const hvArray* array);
 /// As hvCreateSharedDataCopy, except that all data is copied at all depths; a handle stays the same object.
 TOLVANE_HOST_API hvArray* hvDuplicateArray(const hvArray* array);
 /// Makes the plain (not conjugated) transpose; more than two dimensions raise "VELMAR:transpose:NDArray".
 TOLVANE_HOST_API hvArray* hvTranspose(const hvArray* array);
-/// Ends an array and all it holds; null is harmless.
+/// Destroys an array and its contents; null is harmless.
 TOLVANE_HOST_API void hvDestroyArray(hvArray* array);
 
 struct hvArrayDeleter {
@@ -109,8 +109,8 @@ using hvArrayOwner = std::unique_ptr<hvArray, hvArrayDeleter>;
 TOLVANE_HOST_API hvClassID hvGetClassID(const hvArray* array);
 /// Names the class: "double", "logical", "char", "cell", "struct", ..., or the class of the object.
 TOLVANE_HOST_API const char* hvGetClassName(const hvArray* array);
-/// Answers whether the array is of the class; besides the class names "numeric" is all ten numeric classes, "float"
-/// double and single, "integer" the eight others, and an object's ancestors count.
+/// Returns whether the array is of the class. Also accepts the names of an object's ancestors, "numeric" for all ten
+/// numeric classes, "float" for double and single, and "integer" for the other eight.
 TOLVANE_HOST_API bool hvIsA(const hvArray* array, const char* className);
 /// Double, single or integer; logical and char arrays are not numeric.
 TOLVANE_HOST_API bool hvIsNumeric(const hvArray* array);
@@ -190,11 +190,11 @@ TOLVANE_HOST_API std::size_t hvGetN(const hvArray* array);
 TOLVANE_HOST_API std::size_t hvGetNumberOfElements(const hvArray* array);
 /// Bytes of one element of one part; 0 for classes without plain data.
 TOLVANE_HOST_API std::size_t hvGetElementSize(const hvArray* array);
-/// Gives the array new dimensions with the same number of elements, else raises "VELMAR:array:dimensions".
+/// Gives the array new dimensions; a different number of elements raises "VELMAR:array:dimensions".
 TOLVANE_HOST_API void hvSetDimensions(hvArray* array, std::size_t dimensionCount, const std::size_t* dimensions);
 
 // Plain data: elements column by column. Null for a class without plain data and for an empty array. The non-const
-// forms end sharing and may raise "VELMAR:nomem".
+// forms unshare the data and may raise "VELMAR:nomem".
 
 TOLVANE_HOST_API const void* hvGetData(const hvArray* array);
 TOLVANE_HOST_API void* hvGetData(hvArray* array);
@@ -206,7 +206,7 @@ TOLVANE_HOST_API const double* hvGetPr(const hvArray* array);
 TOLVANE_HOST_API double* hvGetPr(hvArray* array);
 TOLVANE_HOST_API const double* hvGetPi(const hvArray* array);
 TOLVANE_HOST_API double* hvGetPi(hvArray* array);
-/// Makes a numeric array complex, with zeros, or drops its imaginary part.
+/// Makes a numeric array complex, with zeros, or removes its imaginary part.
 TOLVANE_HOST_API void hvSetComplexity(hvArray* array, hvComplexity complexity);
 
 /// The first element as a double: numeric (its real part), logical or char. NaN for an empty array; another class
@@ -218,7 +218,7 @@ TOLVANE_HOST_API double hvGetImagScalar(const hvArray* array);
 /// The characters in storage order as UTF-8; another class raises "VELMAR:array:notChar". An unpaired surrogate
 /// becomes code 0xFFFD.
 TOLVANE_HOST_API std::string hvArray2String(const hvArray* array);
-/// As hvArray2String, as a text that the caller frees with hvFree; null for an array that is not char.
+/// As hvArray2String, as a text that the caller frees with hvFree; null for any other class.
 TOLVANE_HOST_API char* hvArrayToString(const hvArray* array);
 
 // Cells and structs. Indices are zero-based; one out of range, or an array of the wrong class, raises
@@ -226,23 +226,23 @@ TOLVANE_HOST_API char* hvArrayToString(const hvArray* array);
 
 TOLVANE_HOST_API const hvArray* hvGetCell(const hvArray* array, std::size_t index);
 TOLVANE_HOST_API hvArray* hvGetCell(hvArray* array, std::size_t index);
-/// Stores the value, which the array owns once this returns; what stood there is destroyed.
+/// Stores the value, which the array owns once this returns; the previous value is destroyed.
 TOLVANE_HOST_API void hvSetCell(hvArray* array, std::size_t index, hvArray* value);
 
 TOLVANE_HOST_API int hvGetNumberOfFields(const hvArray* array);
-/// The number of a field, from 0; -1 when there is none of that name or the array is no struct.
+/// The number of a field, from 0; -1 if there is none of that name or the array isn't a struct.
 TOLVANE_HOST_API int hvGetFieldNumber(const hvArray* array, const char* name);
 TOLVANE_HOST_API const char* hvGetFieldNameByNumber(const hvArray* array, int fieldNumber);
 /// Adds a field with null values and returns its number; an existing field keeps its number and values.
 TOLVANE_HOST_API int hvAddField(hvArray* array, const char* name);
-/// The field of one element; null when it was never set or no field has that name.
+/// The field of one element; null if it was never set or there is no such field.
 TOLVANE_HOST_API const hvArray* hvGetField(const hvArray* array, std::size_t index, const char* name);
 TOLVANE_HOST_API hvArray* hvGetField(hvArray* array, std::size_t index, const char* name);
 TOLVANE_HOST_API const hvArray* hvGetFieldByNumber(const hvArray* array, std::size_t index, int fieldNumber);
 TOLVANE_HOST_API hvArray* hvGetFieldByNumber(hvArray* array, std::size_t index, int fieldNumber);
 /// As hvSetCell, for a field of one element.
 TOLVANE_HOST_API void hvSetFieldByNumber(hvArray* array, std::size_t index, int fieldNumber, hvArray* value);
-/// As hvSetFieldByNumber, by name; a name that is no field raises "VELMAR:array:noField".
+/// As hvSetFieldByNumber, by name; an unknown name raises "VELMAR:array:noField".
 TOLVANE_HOST_API void hvSetField(hvArray* array, std::size_t index, const char* name, hvArray* value);
 
 /// The handle of an object array, still owned by it; null for any other array.
@@ -255,14 +255,14 @@ TOLVANE_HOST_API void* hvCalloc(std::size_t count, std::size_t bytes);
 TOLVANE_HOST_API void hvFree(void* memory);
 
 /// Raises a standard error of the host: 1 too many inputs, 2 not enough inputs, 3 too many outputs, 73 an index that
-/// is no position; any other number raises "VELMAR:unknownError".
+/// isn't a position; any other number raises "VELMAR:unknownError".
 [[noreturn]] TOLVANE_HOST_API void hvErrMsg(int number);
 [[noreturn]] TOLVANE_HOST_API void hvErrMsgIdAndTxt(const char* id, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 TOLVANE_HOST_API void hvWarningMsgIdAndTxt(const char* id, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
-/// Sets the error mode and returns the old one. An error caught by a trapped call is printed in mode 0, the initial
-/// one, and in no other; -1 is the customary quiet mode.
+/// Sets the error mode and returns the old one. An error caught by a trapped call is printed only in mode 0, the
+/// initial one; -1 is the customary quiet mode.
 TOLVANE_HOST_API int hvSetErrorMode(int mode);
 
 #include "host/hv.inl.h"

@@ -94,14 +94,14 @@ std::span<T> asSpan(Data* data, const hvArray* array) {
 
 }  // namespace hvdetail
 
-/// The real data as a span of T; the class must be that of T, else it raises "VELMAR:array:wrongClass". A logical
-/// array reads as std::uint8_t.
+/// The real data as a span of T; another class than that of T raises "VELMAR:array:wrongClass". A logical array reads
+/// as std::uint8_t.
 template <class T>
 std::span<const T> hvGetTypedData(const hvArray* array) {
     hvdetail::requireElements<T>(array);
     return hvdetail::asSpan<const T>(hvGetData(array), array);
 }
-/// As above, for writing: ends sharing.
+/// As above, for writing: unshares the data.
 template <class T>
 std::span<T> hvGetTypedData(hvArray* array) {
     hvdetail::requireElements<T>(array);

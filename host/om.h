@@ -2,8 +2,8 @@
 // types, handles and events.
 //
 // Read OMInterface.h for handles and their references first, then OMClass.h, OMPropInfo.h and OMMethodInfo.h for the
-// records, OMDataType.h for the shapes of values. All of it belongs to the interpreter's thread and locks nothing.
-// Nothing is destroyed at the end of the process: records of loaded modules may be gone by then.
+// records, OMDataType.h for the forms of values. All of it belongs to the interpreter's thread, without locks. Nothing
+// is destroyed at the end of the process, since records of loaded modules may no longer exist then.
 #pragma once
 
 #include "host/BooleanDataType.h"
@@ -33,12 +33,12 @@
 
 struct hvArray;
 
-/// Returns a public package by name, first loading the module that defines it where the host knows one; null when there
-/// is none.
+/// Returns a public package by name, after loading the module that defines it, if the host knows one; null if there is
+/// none.
 TOLVANE_HOST_API OMApplication* omFindPackageOnPath(const char* name);
 
-/// Calls the host's own function behind the name ("set", "get", "disp", ...), past a method of that name which an
-/// argument's class may have. Results are new arrays that the caller owns. Returns whether it succeeded; an error goes
-/// into the status and no result is stored then.
+/// Calls the host's built-in function of that name ("set", "get", "disp", ...), even if an argument's class has a
+/// method of that name. Results are new arrays that the caller owns. Returns whether it succeeded; on failure the error
+/// goes into the status and no result is stored.
 TOLVANE_HOST_API bool omCallBuiltInMethod(const char* name, int resultCount, hvArray** results, int argumentCount,
                                           hvArray** arguments, OMErrorStatus& status);

@@ -1,4 +1,4 @@
-// Positions as doubles, which is how indices and the plans made of them count elements.
+// Positions as doubles: the representation of indices and of the plans made from them.
 #pragma once
 
 #include <bit>
@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <span>
 
-/// Turns positions that count `count` elements from `first` on into offsets from 0, as many as there are positions.
-/// Answers whether each is whole and names an element; if not, the offsets mean nothing. One pass without branches, for
+/// Converts positions, which number `count` elements starting from `first`, to offsets from 0, one for each position.
+/// Returns whether each is whole and names an element; if not, the offsets are meaningless. One branch-free pass, for
 /// blocks that stay in the first-level cache.
 inline bool offsetsOf(std::span<const double> positions, std::uint64_t first, std::uint64_t count,
                       std::uint64_t* offsets) {
-    // From 2^52 to 2^53 doubles are the whole numbers and count up with their bits. What isn't whole comes back from
-    // there changed; every double outside of the range, NaN included, gets bits so far off that a sign shows it.
+    // From 2^52 to 2^53 the doubles are exactly the whole numbers, in the order of their bits. A value that isn't whole
+    // returns from there changed; every double out of range, NaN included, gets bits so far off that a sign shows it.
     constexpr double kWholes = 0x1p52;
     const std::uint64_t start = std::bit_cast<std::uint64_t>(kWholes) + first;
     const std::uint64_t last = count - 1;
