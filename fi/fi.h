@@ -1,14 +1,14 @@
 // The fixed-point array: N-dimensional real or complex values with their numeric type, arithmetic rules and logs.
 //
 // Entries are stored values: (real-world value - bias) * (1 / slope adjustment factor), on the scale 2^FixedExponent,
-// column by column, the real and the imaginary ones apart. For a type without slope and bias that is the real-world
-// value. The numeric type sits in the logger of the quantizer through which every write goes, so a change of type is a
-// change of that quantizer and requantizes nothing by itself. An object without local rules reads the global fimath at
-// each use, and its quantizer catches up at the next write.
+// column by column, with real and imaginary parts apart. For a type without slope and bias that is the real-world
+// value. The numeric type is held in the logger of the quantizer that every write uses, so a change of type is a change
+// of that quantizer and doesn't requantize anything by itself. An object without local rules reads the global fimath at
+// each use, and its quantizer is updated at the next write.
 //
-// Element operations act at the current index, which callers keep within the entries (setIndex; nobody checks it).
-// Index, registers, caches and logs change on const objects too: an object belongs to one thread. Operations that make
-// an array return a heap object that the caller owns; element operators return a register that stays the operand's.
+// Element operations act at the current index (setIndex), which callers keep within the entries; it isn't checked.
+// Index, registers, caches and logs change even on const objects: an object belongs to one thread. Operations that make
+// an array return a heap object that the caller owns; element operators return a register that the operand owns.
 #pragma once
 
 #include <cstdint>
@@ -41,11 +41,11 @@ class TOLVANE_API fi {
     using ArithmeticModeEnum = fimath::ArithmeticModeEnum;
     using PrecisionModeEnum = fimath::PrecisionModeEnum;
 
-    /// Select the constructors that take one part of a complex array.
+    /// Select the constructors that copy one part of a complex array.
     enum class CopyReal { tag };
     enum class CopyImag { tag };
 
-    /// Host properties by ordinal. Values in the range without a name here are accepted too.
+    /// Host properties by ordinal. Values in range that have no name here are accepted too.
     enum class PropertyEnum : std::int32_t {
         None = -1,
         Numerictype = 0,
@@ -101,10 +101,10 @@ class TOLVANE_API fi {
 
     // Construction. Tag and operation type go to the logger; `isLocal` says whether the object keeps a copy of the
     // rules or follows the global ones. Errors, by id: "fixedpoint:fi:nocomplexslopebias" for complex entries of a type
-    // with slope and bias (under the feature s_feature_fi_realonly_slope_bias), "fixedpoint:fi:outofmemory" also for
-    // dimensions whose product is no size, the description errors of `quantizer`, and where values come in those of
-    // NumericType::checkNaNInf and, for complex values, NumericType::errorIfComplexLogical. Values pass the quantizer
-    // once, all real ones and then all imaginary ones, after every check was made.
+    // with slope and bias (under the feature s_feature_fi_realonly_slope_bias), "fixedpoint:fi:outofmemory", even for
+    // dimensions whose product overflows, the description errors of `quantizer`, and for constructors with values those
+    // of NumericType::checkNaNInf and, for complex values, NumericType::errorIfComplexLogical. Values are quantized
+    // once, all real ones and then all imaginary ones, after all checks.
 
     /// Makes an empty 0-by-0 array of the default type without local rules.
     fi();
@@ -113,16 +113,16 @@ class TOLVANE_API fi {
        bool isLocal, embedded::OperationTypeEnum operation);
     fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& rules, unsigned precision,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
-    /// Makes m-by-n zeros; of a type with slope and bias, the quantized value that stands for real-world zero.
+    /// Makes m-by-n zeros; of a type with slope and bias, the quantized value that represents real-world zero.
     fi(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules, bool isComplex,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
-    /// Makes stored zeros, also where those do not stand for real-world zero, as callers overwrite them.
+    /// Makes stored zeros, even where they don't represent real-world zero, since callers overwrite them.
     fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation, unsigned precision);
     /// As above; quantizer and log are copied from the given one, with the given type.
     fi(const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules, bool isComplex,
        const quantizer& source, bool isLocal);
-    /// Make an array from as many real-world values as the dimensions say.
+    /// Make an array from real-world values, one for each element of the given dimensions.
     fi(const double* re, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
     fi(const double* re, const double* im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
@@ -132,22 +132,22 @@ class TOLVANE_API fi {
        const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
     fi(double re, double im, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type,
        const fimath& rules, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
-    /// Makes an array from a buffer as setFromDVArray takes it.
+    /// Makes an array from a buffer, as setFromDVArray.
     fi(const void* buffer, const std::uint64_t* dims, std::uint64_t ndims, const NumericType& type, const fimath& rules,
        bool isComplex, const std::string& tag, bool isLocal, embedded::OperationTypeEnum operation);
     /// Makes an array from a numeric or logical host array, whose integers pass through a double. Unspecified scaling
-    /// takes the best precision for the data. Without `isLocal` the values are still quantized by the given rules, and
-    /// only then the global ones hold. Raises "fixedpoint:fi:constructor:numeric" and as NumericType::setBestPrecision.
+    /// takes the best precision for the data. Without `isLocal` the values are still quantized by the given rules; the
+    /// global ones apply afterwards. Raises "fixedpoint:fi:constructor:numeric" and as NumericType::setBestPrecision.
     fi(const hvArray* values, const NumericType& type, const fimath& rules, const std::string& tag, bool isLocal,
        embedded::OperationTypeEnum operation);
-    /// As above by the global rules with `isLocal`, and else by nearest and saturate. No rules are copied, also for a
-    /// local object; `precision` plays no part. Marks the data property as set and, while logging is on, reports the
+    /// As above, by the global rules with `isLocal`, otherwise by nearest and saturate. No rules are copied, not even
+    /// for a local object; `precision` is ignored. Marks the data property as set and, while logging is on, reports the
     /// assignment and adds it to the session's log.
     fi(const hvArray* values, const NumericType& type, bool isLocal, unsigned precision, const std::string& tag,
        embedded::OperationTypeEnum operation);
-    /// Copies entries, rules, quantizer with its log, and registers, whose current elements are cleared on both
-    /// sides. Caches are not copied. Of a view, the elements that it walks over are copied; where it walks beyond those
-    /// of its root the copy is a shorter column.
+    /// Copies entries, rules, quantizer with its log, and registers, whose current elements are cleared in both
+    /// objects. Caches are not copied. For a view, copies the elements that it covers; if it extends beyond its root,
+    /// the copy is a shorter column.
     fi(const fi& source);
     /// Make an array of the same type, rules and log, with all counts and extremes so far, from the current element,
     /// from the real parts, or from the imaginary parts; the imaginary part of a real array is real-world zero.
@@ -155,7 +155,7 @@ class TOLVANE_API fi {
     fi(const fi& source, CopyReal tag);
     fi(const fi& source, CopyImag tag);
 
-    // The virtual operations; their order is the order of the slots, on which callers outside rely.
+    // The virtual operations; their order is that of the vtable slots, on which external callers rely.
 
     virtual void setIsReal(bool isReal);
     /// Sets the current index, from 0, of both parts.
@@ -163,8 +163,8 @@ class TOLVANE_API fi {
     /// Returns the quantizer of all writes; without local rules it is first brought to the global modes.
     virtual const quantizer& getAssignmentQuantizer() const;
     virtual ~fi();
-    /// Makes a real object complex with zeros of at least the given precision when asked; never makes it real. Raises
-    /// "fixedpoint:fi:nocomplexslopebias".
+    /// If `makeComplex`, makes a real object complex, with zeros of at least the given precision; never makes it real.
+    /// Raises "fixedpoint:fi:nocomplexslopebias".
     virtual void coordinateComplexity(bool makeComplex, unsigned precision);
     virtual bool isreal() const;
     virtual bool iscomplex() const;
@@ -172,11 +172,11 @@ class TOLVANE_API fi {
 
     // Element stores at the current index.
 
-    /// Store values that are of this type already: nothing is quantized or logged. The double is a stored value.
+    /// Store values that already have this type: nothing is quantized or logged. The double is a stored value.
     fi& setvalue(const fi& source);
     fi& setvalue(double value);
-    /// Converts the current element of the source and quantizes it; equal types copy and log alone. A complex source
-    /// makes this array complex. Raises "fixedpoint:fi:noopleadingtocomplexslopebias".
+    /// Converts the current element of the source and quantizes it; for equal types it only copies and logs. A complex
+    /// source makes this array complex. Raises "fixedpoint:fi:noopleadingtocomplexslopebias".
     fi& operator=(const fi& source);
     /// Stores a real-world value; an imaginary part becomes stored zero.
     fi& operator=(double value);
@@ -186,28 +186,28 @@ class TOLVANE_API fi {
 
     /// Takes the dimensions of the source and assigns all its elements; keeps type and rules. Errors as `operator=`.
     void copydata(const fi& source);
-    /// Quantizes all entries, by the modes that stand in the quantizer unless `refresh` takes them from the rules;
-    /// those of a view by its root's quantizer as it stands.
+    /// Quantizes all entries by the quantizer's current modes, or, with `refresh`, by those of the rules; the entries
+    /// of a view by its root's quantizer as it is.
     void quantizeAll(bool refresh);
-    /// Brings the array to a size and type and, if local, to the rules. A real array becomes complex when asked, and a
-    /// complex one stays so. Entries keep their values where size and kind allow; callers overwrite them all. Raises
-    /// "fixedpoint:fi:outofmemory": for dimensions whose product is no size before anything changes, and else leaves an
-    /// empty array of the new type.
+    /// Brings the array to a size and type and, if local, to the rules. A real array becomes complex if requested; a
+    /// complex one stays complex. Entries keep their values where size and kind allow; callers overwrite them all.
+    /// Raises "fixedpoint:fi:outofmemory": if the product of the dimensions overflows, before anything changes;
+    /// otherwise it leaves an empty array of the new type.
     void resizeAndZero(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& rules,
                        bool makeComplex);
     void resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint64_t numel, const NumericType& type,
                        const fimath& rules, bool makeComplex);
-    /// Brings quantizer or entries in line with type and rules.
+    /// Updates the quantizer or entries to match type and rules.
     void updateAssignmentQuantizer();
     void updatePrecision();
     void reInitializeRealImag();
-    /// Gives the entries another precision and leaves the word length alone; where it differs the values are lost.
+    /// Sets the precision of the entries without changing the word length; if it differs, the values are lost.
     void setPrecision(unsigned precision);
     /// Recomputes the counts that follow from the dimensions.
     void updateNumel();
     void copyDimensions(const std::uint64_t* dims, std::uint64_t ndims);
 
-    // Entries. The forms with an index set the cursor of the part they read, and of that part alone.
+    // Entries. The forms with an index set only the cursor of the part they read.
 
     number& real() { return mReal; }
     const number& real() const { return mReal; }
@@ -220,12 +220,12 @@ class TOLVANE_API fi {
     double imagdouble() const { return imag().todouble(); }
     double imagdouble(std::uint64_t index) const { return imag(index).todouble(); }
     std::uint64_t getIndex() const { return mReal.getIndex(); }
-    /// Returns this element's real part on the scale of the other's type, in a copy if the scales differ; it holds
-    /// until the next call.
+    /// Returns this element's real part on the scale of the other's type, in a copy if the scales differ; valid until
+    /// the next call.
     const number& getAdjustedReal(const fi& other) const;
-    /// Returns the one zero that stands for imaginary parts of real objects.
+    /// Returns the shared zero that represents the imaginary parts of real objects.
     static const number& getZeroNumber();
-    /// Returns (x + (0 - bias)) * factor: one way only, and not the inverse of any other conversion.
+    /// Returns (x + (0 - bias)) * factor: a one-way conversion, not the inverse of any other.
     double adjustReal(double value) const;
     /// Convert between stored and real-world values; do nothing unless the type has slope and bias.
     double removeSlopeAdjustmentFactorBias(double realWorldValue) const;
@@ -253,7 +253,7 @@ class TOLVANE_API fi {
     bool isSameSize(const fi& other) const;
     bool isSameSize(const hvArray* other) const;
     hvComplexity getComplexity() const { return iscomplex() ? hvCOMPLEX : hvREAL; }
-    /// Says for floating and scaled double types whether all entries are finite.
+    /// Returns whether all entries of a floating or scaled double type are finite.
     bool isFinite() const;
 
     // Checks; each raises the error it names or does nothing.
@@ -262,9 +262,9 @@ class TOLVANE_API fi {
     static void errorIfBooleanMath(const fi& a);
     /// "fixedpoint:fi:mixedmath"; fixed with scaled double is allowed.
     static void errorIfMixedMath(const fi& a, const fi& b);
-    /// "fixedpoint:fi:fimathmismatch" when both have local rules that differ.
+    /// "fixedpoint:fi:fimathmismatch" if both have local rules and these differ.
     static void errorIfFimathMismatch(const fi& a, const fi& b);
-    /// All three; the rules are compared between fixed-point operands only.
+    /// All three; rules are compared only between fixed-point operands.
     static void errorIfMathMismatch(const fi& a, const fi& b);
     /// "fixedpoint:fi:onlybinarypointmath".
     static void errorIfSlopeBiasMath(const fi& a);
@@ -273,9 +273,9 @@ class TOLVANE_API fi {
     /// "fixedpoint:fi:<name>:ScaledDoubleOn".
     void errorIfScaledDouble(const std::string& name) const { errorIfScaledDouble(name, name); }
     void errorIfScaledDouble(const std::string& idSuffix, const std::string& name) const;
-    /// Errors of NumericType for complex, NaN or infinite entries in a data type that has no such values.
+    /// Errors of NumericType for complex, NaN or infinite entries in a data type without such values.
     void errorIfBadValue(DataTypeEnum dataType) const;
-    /// As setDoubleHvArray of its values, for an array whose elements come into this one.
+    /// As setDoubleHvArray of its values, for an array whose elements are to be stored in this one.
     void errorIfBadSource(const fi& source) const;
     /// "fixedpoint:fi:dimagree".
     void checkElementwiseSize(const fi& other) const;
@@ -315,12 +315,12 @@ class TOLVANE_API fi {
     bool isSlopeBiasScaled() const { return getNumericType().isSlopeBiasScaled(); }
     /// The negation of isSlopeBiasScaled: true for double and single as well.
     bool isBinaryPointScaled() const { return !isSlopeBiasScaled(); }
-    /// Says whether stored values of both mean the same, whatever their exponents.
+    /// Returns whether stored values of both have the same meaning apart from their exponents.
     bool hasScaleOf(const fi& other) const {
         return getSlopeAdjustmentFactor() == other.getSlopeAdjustmentFactor() && getBias() == other.getBias();
     }
 
-    // Type setters: those of NumericType on this object's type, with their errors and refusals. No entry is
+    // Type setters: the setters of NumericType on this object's type, with their errors and refusals. No entry is
     // requantized. An error leaves the object as it was.
 
     void setScaling(ScalingEnum scaling);
@@ -344,7 +344,7 @@ class TOLVANE_API fi {
     /// As setDataType; fixed-point with unspecified scaling is taken as binary point.
     void setDataTypeMode(DataTypeModeEnum mode);
 
-    // Rules: the object's own or the global fimath, and for two operands those of the left one if local, else those of
+    // Rules: the object's own or the global fimath; for two operands, the rules of the left one if local, otherwise of
     // the right one.
 
     const fimath& getFimath() const { return mFimath ? *mFimath : fimath::getGlobalFimath(); }
@@ -395,8 +395,8 @@ class TOLVANE_API fi {
     /// Returns a host double scalar, 1.0 for rules that compute as C does; the caller owns it.
     hvArray* getCStyle() const;
 
-    // Rule setters: those of fimath, on the rules in force. Without local rules they change the global ones, for all
-    // objects that follow them.
+    // Rule setters: the setters of fimath, on the rules in force. Without local rules they change the global ones, for
+    // all objects that follow them.
 
     void setRoundMode(embedded::RoundModeEnum mode);
     void setOverflowMode(embedded::OverflowModeEnum mode);
@@ -420,9 +420,9 @@ class TOLVANE_API fi {
     void setSumBias(double bias);
     void setCStyle(const hvArray* value);
 
-    /// Makes a private copy of the rules; does nothing with the object's own.
+    /// Makes a private copy of the rules; does nothing if given the object's own rules.
     void setFimath(const fimath& rules);
-    /// False drops the private copy. True on an object without one marks it local, and it reads the global rules.
+    /// False drops the private copy. True on an object without one marks it local; it then reads the global rules.
     void setFimathIsLocal(bool isLocal);
     bool getFimathIsLocal() const { return mFimathIsLocal; }
 
@@ -451,35 +451,35 @@ class TOLVANE_API fi {
     static fi& getFiFromHvArray(const hvArray* value);
     /// Returns a new host value that holds a handle of the class, to which it takes a reference.
     static hvArray* convertToVelmarArray(OMInterface* handle);
-    /// Return a new host value of the class around the array: one that alone owns it, and one by a reference of the
-    /// user's workspace. Raise "fixedpoint:fi:notRegistered".
+    /// Return a new host value of the class around the array: one that is its only owner, and one with a reference held
+    /// by the user's workspace. Raise "fixedpoint:fi:notRegistered".
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<fi> object);
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<fi> object);
     /// Return the real-world values as a new host array that the caller owns: as double, as single, and as a real
-    /// logical array that tells which real parts aren't zero.
+    /// logical array that is true where the real part isn't zero.
     hvArray* getDoubleHvArray() const;
     hvArray* getSingleHvArray() const;
     hvArray* getBooleanHvArray() const;
-    /// Store the real-world values of a numeric or logical host array: size and complexity become those of the array,
-    /// type, rules and log stay. Raise as the constructor from a host array and leave the object as it was, save that
-    /// running out of memory leaves it empty.
+    /// Store the real-world values of a numeric or logical host array: size and complexity become those of the array;
+    /// type, rules and log stay the same. Raise as the constructor from a host array and leave the object as it was,
+    /// except that it is empty if memory runs out.
     void setDoubleHvArray(const hvArray* values);
     void setDataHvArray(const hvArray* values) { setDoubleHvArray(values); }
 
-    // Subscripts, by the host's index structure. A plan is a host array of doubles with the shape of a result whose
-    // values name elements: from 0 where elements are read or stay; in an assignment from 1 those of this array, from
-    // -1 downwards those of the right side, and 0 a new zero. A value that names no element raises the host's error for
-    // one. Errors of the host's own subscripts are passed on.
+    // Subscripts, by the host's index structure. A plan is a host array of doubles with the shape of the result. Its
+    // values name elements, from 0 if elements are read or kept; in an assignment, values from 1 name elements of this
+    // array, values from -1 downwards elements of the right side, and 0 a new zero. A value that names no element
+    // raises the host's error for that. Errors of the host's own subscripts are passed on.
 
-    /// Returns what stands at the end of the path, in an array the caller owns: elements as a new array, for "()", and
-    /// anything else by the host's built-in way. `self` is the handle of this object. One number, or two, read an
-    /// element without a call of the host; row and column count through the array, so a row beyond the last is no error
-    /// while the element exists. Raises "fixedpoint:fi:subsref:parenlast", "fixedpoint:fi:badsubscript" and
+    /// Evaluates the path and returns an array that the caller owns: for "()", elements as a new array; anything else
+    /// as the host's built-in access gives it. `self` is the handle of this object. One or two numbers read an element
+    /// without calling the host; row and column are linear offsets, so a row beyond the last is no error as long as the
+    /// element exists. Raises "fixedpoint:fi:subsref:parenlast", "fixedpoint:fi:badsubscript" and
     /// "fixedpoint:fi:badindex".
     hvArray* subsref(const hvArray* path, OMInterface* self) const;
     /// Assigns the right side, a host array or one around a `fi`, and returns the array of the result, which the caller
-    /// owns: `self`, the array around this object, where this object could take the values in place, else one around a
-    /// new object. An empty right side deletes. Raises "fixedpoint:fi:subsasgn:parenlast",
+    /// owns: `self`, the array around this object, if it could take the values in place, otherwise one around a new
+    /// object. An empty right side deletes. Raises "fixedpoint:fi:subsasgn:parenlast",
     /// "fixedpoint:fi:subsasgn:rhsOfUnsupportedType", "fixedpoint:fi:badsubscript",
     /// "fixedpoint:fi:subsasgn:index_assign_element_count_mismatch",
     /// "fixedpoint:fi:subsasgn:index_to_remove_exceeds_matrix_dimensions",
@@ -490,15 +490,15 @@ class TOLVANE_API fi {
     fi* subscriptedReference(const hvArray* plan) const;
     fi* subscriptedDelete(const hvArray* plan) const;
     fi* subscriptedDeleteFromStruct(const hvArray* path) const;
-    /// Put elements of the right side where a plan of as many places as there are elements names them.
+    /// Store elements of the right side as named by a plan with one value for each element of this array.
     void subscriptedOverwriteAssignment(const hvArray* plan, const fi& right);
     void subscriptedOverwriteAssignment(const hvArray* plan, const hvArray* right);
-    /// Make a new array of this type from this array and the right side; the last form a host array around it.
+    /// Make a new array of this type from this array and the right side; the last form returns it in a host array.
     fi* subscriptedGrowAssignment(const hvArray* plan, const fi& right) const;
     fi* subscriptedGrowAssignmentFromStruct(const hvArray* path, const fi& right) const;
     hvArray* subscriptedGrowAssignment(const hvArray* plan, const hvArray* right) const;
 
-    // Logs. The loggers of registers need the register to exist.
+    // Logs. The loggers of registers require that the register exists.
 
     static bool getLogging() { return qlogger::getLogging(); }
     static void setLogging(bool on) { qlogger::setLogging(on); }
@@ -513,7 +513,7 @@ class TOLVANE_API fi {
     double getMinLogAsRealWorldValue() const;
     void setMaxLogFromRealWorldValue(double value);
     void setMinLogFromRealWorldValue(double value);
-    /// Resets the own log and those of the registers there are.
+    /// Resets this log and those of existing registers.
     void resetLogging() const;
     /// Returns a 1-by-1 host structure "Assignment", "Sum", "Product", "ProductSum"; the caller owns it.
     hvArray* saveLogsInHvArrayStruct() const;
@@ -521,9 +521,9 @@ class TOLVANE_API fi {
     hvArray* getlocalfilogs() const;
     /// Writes the logs that have seen a value to the log map and resets them.
     void consolidatelocalfilogs() const;
-    /// Warns of overflows and underflows of assignments since the last report; moves the marks first.
+    /// Warns of overflows and underflows of assignments since the last report; first marks them as reported.
     static void displaySubsasgnLogging(const qlogger& logger);
-    /// Adds what the log has gained since its last report to the session's assignment log, and copies the extremes.
+    /// Adds the counts since the log's last report to the session's assignment log, and copies the extremes.
     static void updateAssignlog(const qlogger& logger);
     /// Print and reset the session's logs, while logging is on.
     static void displayGlobalLog();
@@ -535,14 +535,14 @@ class TOLVANE_API fi {
 
     // Sums.
 
-    /// Make a new array of the sum type that the caller owns; one element meets every element. Raise as
+    /// Make a new array of the sum type that the caller owns; a scalar is combined with every element. Raise as
     /// getNumericTypeForAddOp and checkElementwiseSize do, "fixedpoint:fi:complexslopebiasnotdefined" and
     /// "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined".
     fi& plus(const fi& b) const;
     fi& minus(const fi& b) const;
-    /// Compute the current elements into the sum register and return it; it is real-only or complex as it was made. The
-    /// register is cleared first, so an earlier result of the same left operand must be copied before it can be a right
-    /// one: a + (a + b) is a + a. The same holds for the products below.
+    /// Compute the current elements into the sum register and return it; it is real or complex as it was created. The
+    /// register is cleared first, so an earlier result of the same left operand must be copied before it can be used as
+    /// the right one: a + (a + b) is a + a. The same holds for the products below.
     fi& operator+(const fi& b) const;
     fi& operator-(const fi& b) const;
     /// Compute at the current indices in place; the type stays.
@@ -554,35 +554,35 @@ class TOLVANE_API fi {
     NumericType& getNumericTypeForAddOp(const fi& b) const;
     /// Returns the data type of a result; raises as errorIfMathMismatch.
     static DataTypeEnum getDataTypeForMathOp(const fi& a, const fi& b);
-    /// Make the sum register anew: signed by the sum fields of the rules, or of the given type.
+    /// Make a new sum register: signed, with the sum fields of the rules, or of the given type.
     void initializeSumRegister(const fimath& rules) const;
     void initializeSumRegister(const NumericType& type, const fimath& rules, unsigned precision) const;
     bool isSumRegisterInitialized() const { return mSumRegister != nullptr; }
 
     // Products.
 
-    /// Make a new array that the caller owns: the product element by element, one element meeting every element, and
-    /// the matrix product, which is `times` when an operand has one element. Values are of the product type, those of
-    /// two complex operands and of sums of products of the sum type. Raise as the type functions below and
+    /// Make a new array that the caller owns: the element-wise product, where a scalar is combined with every element,
+    /// and the matrix product, which is `times` if an operand is a scalar. Results have the product type, but products
+    /// of two complex operands and sums of products have the sum type. Raise as the type functions below and
     /// checkElementwiseSize do, "fixedpoint:fi:complexslopebiasnotdefined", and `mtimes` also
     /// "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined", "fixedpoint:fi:mathmodeslopebiasnotdefined",
     /// "fixedpoint:fi:mtimes:inputsMustBe2D" and "fixedpoint:fi:innerdim".
     fi& times(const fi& b) const;
     fi& mtimes(const fi& b) const;
     /// Computes the current elements into a register of an operand and returns it: the product register, or the sum
-    /// register inside of it when both are complex.
+    /// register inside it if both are complex.
     fi& operator*(const fi& b) const;
     /// Computes at the current indices in place; the type stays.
     fi& operator*=(const fi& b);
     /// Derives the type of a product and returns it in a cell of this object, valid until the next call. A product of
-    /// two signed values has no bit more than both words together. Raises as errorIfMathMismatch,
+    /// two signed values has only as many bits as both words together. Raises as errorIfMathMismatch,
     /// "fixedpoint:fi:mathmodeslopebiasnotdefined" and "fixedpoint:fi:MaxProductWordLengthExceeded".
     NumericType& getProductTypeForMpyOp(const fi& b) const;
     /// Derive the type of the sum of the partial products of a complex product, and of the sums in a matrix product,
     /// from the type of the products; the cell is that of getNumericTypeForAddOp. Raise as that does.
     NumericType& getSumTypeForMpyOp(const fi& b, const NumericType& product) const;
     NumericType& getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& product) const;
-    /// Make the product register anew, and in it a sum register: signed by the product and sum fields of the rules, or
+    /// Make a new product register with a sum register inside: signed, with the product and sum fields of the rules, or
     /// of the given types.
     void initializeProductRegister(const fimath& rules, unsigned precision) const;
     void initializeProductRegister(const NumericType& sumType, const NumericType& productType, const fimath& rules,
@@ -592,23 +592,24 @@ class TOLVANE_API fi {
     // Division and roots.
 
     /// Makes a new array of the given type, adjusted to the data type of the operands: the quotient of the elements at
-    /// a working precision, quantized once. Division by zero gives the bound of the type by the sign of the numerator,
-    /// the upper one for zero, and warns "fi:divideByZero" when the last division was one. Raises
+    /// a working precision, quantized once. Division by zero gives the bound of the type with the sign of the
+    /// numerator, the upper one for zero, and warns "fi:divideByZero" if the last division was by zero. Raises
     /// "fixedpoint:fi:nobooleanmath", "fixedpoint:fi:onlybinarypointdivide",
     /// "fixedpoint:fi:noopleadingtocomplexslopebias" and "fixedpoint:fi:dimagree".
     fi& over(const fi& b, const NumericType& type) const;
     /// Make a new array of square roots that the caller owns, found bit by bit from the top and rounded by comparing
-    /// the squares of the neighbours; without a type, of half the bits. Raise "fixedpoint:fi:sqrt:binarypointonly",
-    /// "...:unspecifiedscaling", "...:unspecifiedsign", "...:nocomplex", "...:nonegative" and "...:nobooleansqrt".
+    /// the squares of the neighbours. Without a type, the result has half the bits. Raise
+    /// "fixedpoint:fi:sqrt:binarypointonly", "...:unspecifiedscaling", "...:unspecifiedsign", "...:nocomplex",
+    /// "...:nonegative" and "...:nobooleansqrt".
     fi* sqrtBisection() const;
     fi* sqrtBisection(const NumericType& type) const;
     fi* sqrtBisection(const fimath& rules) const;
     fi* sqrtBisection(const NumericType& type, const fimath& rules) const;
     NumericType getNumericTypeForSqrtBisection() const;
-    /// Names the methods that have names; as the enumerations of `embedded`. Roots are found by bisection.
+    /// The enumeration of root methods by name, like the enumerations of `embedded`. Roots are computed by bisection.
     static EnumStringType* getSquareRootMethodEnum();
-    /// Make a new array of absolute values of real data; a most negative value passes the quantizer after the negation.
-    /// Raise "fixedpoint:fi:abs:binarypointonly" and "fixedpoint:fi:realabs:nocomplex".
+    /// Make a new array of absolute values of real data; the negated most negative value is quantized. Raise
+    /// "fixedpoint:fi:abs:binarypointonly" and "fixedpoint:fi:realabs:nocomplex".
     fi* realabs() const;
     fi* realabs(const NumericType& type) const;
     fi* realabs(const fimath& rules) const;
@@ -618,8 +619,8 @@ class TOLVANE_API fi {
 
     // Convolution and sums along the first dimension. Results are new arrays that the caller owns.
 
-    /// The full convolution; its middle, as long as this array; the part without zero padding. A convolution is a
-    /// matrix product whose inner dimension is the shorter operand. Raise as the type functions of `mtimes`.
+    /// The full convolution; its middle part, as long as this array; and the part without zero padding. A convolution
+    /// is a matrix product whose inner dimension is the shorter operand. Raise as the type functions of `mtimes`.
     fi& convF(const fi& b) const;
     fi& convS(const fi& b) const;
     fi& convV(const fi& b) const;
@@ -632,7 +633,7 @@ class TOLVANE_API fi {
     /// "fixedpoint:fi:onlybinarypointmath" and "fixedpoint:fi:MaxSumWordLengthExceeded".
     NumericType& getNumericTypeForLeadingDimensionSum() const;
 
-    // Comparison of values, whatever the types. Order looks at real parts alone.
+    // Comparison of values, whatever the types. Ordering uses only the real parts.
 
     /// Compare the current elements.
     bool operator==(const fi& b) const;
@@ -641,7 +642,7 @@ class TOLVANE_API fi {
     bool operator>=(const fi& b) const { return mReal >= b.getAdjustedReal(*this); }
     bool operator<(const fi& b) const { return mReal < b.getAdjustedReal(*this); }
     bool operator<=(const fi& b) const { return mReal <= b.getAdjustedReal(*this); }
-    /// Return a new host logical array; one element meets every element. Raise "fixedpoint:fi:dimagree".
+    /// Return a new host logical array; a scalar is compared with every element. Raise "fixedpoint:fi:dimagree".
     hvArray* eq(const fi& b) const;
     hvArray* ne(const fi& b) const;
     hvArray* gt(const fi& b) const;
@@ -655,54 +656,55 @@ class TOLVANE_API fi {
     /// "fixedpoint:fi:dimagree".
     fi& max(const fi& b) const;
     fi& min(const fi& b) const;
-    /// Set the extremes of the columns and their rows, from 1; the caller owns both.
+    /// Set the extremes of the columns and their row numbers, from 1; the caller owns both.
     void unary_max(fi*& values, hvArray*& indices) const;
     void unary_min(fi*& values, hvArray*& indices) const;
-    /// Make a copy whose real parts are sorted as number::stridesort does; the second form also sets where each element
-    /// stood, in the caller's array of doubles.
+    /// Make a copy whose real parts are sorted as number::stridesort does; the second form also stores the original
+    /// position of each element in the caller's array of doubles.
     fi& stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) const;
     fi& stridesort2(double*& indices, bool ascending, std::uint64_t stride, std::uint64_t length) const;
 
-    // Shapes. Elements move as they are stored into a new array of the same type, rules and tag, which the caller owns.
-    // Zeros beside them are those of the constructor.
+    // Shapes. Elements are moved as stored into a new array of the same type, rules and tag, which the caller owns.
+    // Additional zeros are those of the constructor.
 
     /// Raise "fixedpoint:fi:transpose:NDArray" and "fixedpoint:fi:ctranspose:NDArray". The conjugate negates imaginary
-    /// parts through the quantizer of the new array, which counts what overflows.
+    /// parts through the quantizer of the new array, which counts overflows.
     fi* transpose() const;
     fi* ctranspose() const;
-    /// Gives the elements other dimensions, by an array of doubles. The caller looks after their number: with fewer
-    /// places the last elements are left out, and places beyond them hold stored zeros. Raises
+    /// Gives the elements other dimensions, in an array of doubles. The caller is responsible for their number: a
+    /// smaller array drops the last elements, a larger one is padded with stored zeros. Raises
     /// "fixedpoint:fi:reshape:siz_not_double", "fixedpoint:fi:outofmemory" and the host's error for a bad index.
     fi* reshape(const hvArray* siz) const;
-    /// Drops dimensions of size 1, down to two.
+    /// Removes dimensions of size 1, down to two dimensions.
     fi* squeeze() const;
-    /// Put a vector on the k-th diagonal of a square matrix, or take that diagonal from a matrix as a column; diagonals
-    /// above the main one have positive numbers. Fractions of k are dropped. Raise
+    /// Put a vector on the k-th diagonal of a square matrix, or extract that diagonal of a matrix as a column;
+    /// diagonals above the main one have positive numbers. k is truncated to an integer. Raise
     /// "fixedpoint:fi:diag:firstInputMustBe2D", "fixedpoint:fi:diag:kthDiagInputNotInteger" for NaN,
     /// "fixedpoint:fi:diag:pmaxsize" and "fixedpoint:fi:outofmemory".
     fi* diag() const { return diag(0.0); }
     fi* diag(double k) const;
-    /// Keep what is on the k-th diagonal and below, or above. Both raise "fixedpoint:fi:tril:firstInputMustBe2D",
-    /// "fixedpoint:fi:diag:kthDiagInputNotInteger" for NaN, and the host's error for a bad index for what no 64 bits
-    /// hold.
+    /// Keep the elements on and below, or on and above, the k-th diagonal. Both raise
+    /// "fixedpoint:fi:tril:firstInputMustBe2D", "fixedpoint:fi:diag:kthDiagInputNotInteger" for NaN, and the host's
+    /// error for a bad index if k doesn't fit in 64 bits.
     fi* tril() const { return tril(0.0); }
     fi* tril(double k) const;
     fi* triu() const { return triu(0.0); }
     fi* triu(double k) const;
-    /// Make the matrix whose anti-diagonals are the elements of this array, and then those of the other from its second
-    /// on, assigned; zeros below the main one without another. Warn "VELMAR:hankel:AntiDiagonalConflict" when the last
-    /// element differs from the first of the other. Raise "fixedpoint:fi:hankel:emptynotallowed".
+    /// Make the matrix whose anti-diagonals are the elements of this array, followed by the elements of the other from
+    /// the second on, assigned; without another, zeros below the main one. Warn "VELMAR:hankel:AntiDiagonalConflict" if
+    /// the last element differs from the first of the other. Raise "fixedpoint:fi:hankel:emptynotallowed".
     fi* hankel() const;
     fi* hankel(const fi& row) const;
-    /// Make the matrix whose diagonals downwards are the elements of this array, and to the right those of the other
-    /// from its second on, assigned; without another the Hermitian matrix of this row. Warn
-    /// "fixedpoint:fi:toeplitz:DiagonalConflict" when the first elements differ, so for a complex first element of a
-    /// lone array too. Raise "fixedpoint:fi:toeplitz:emptynotallowed", and for a lone array
+    /// Make the matrix whose diagonals are, downwards, the elements of this array and, to the right, those of the other
+    /// from the second on, assigned; without another, the Hermitian matrix of this row. Warn
+    /// "fixedpoint:fi:toeplitz:DiagonalConflict" if the first elements differ, hence also for a complex first element
+    /// of a single array. Raise "fixedpoint:fi:toeplitz:emptynotallowed", and for a single array
     /// "fixedpoint:fi:complexslopebiasnotdefined".
     fi* toeplitz() const;
     fi* toeplitz(const fi& row) const;
 
-    // Bits of the stored integers. Bit 1 is the lowest. Each raises "fixedpoint:fi:<name>:ScaledDoubleOn" first.
+    // Bits of the stored integers. Bit 1 is the least significant. Each raises "fixedpoint:fi:<name>:ScaledDoubleOn"
+    // first.
 
     /// Make a new array of the common type. Raise "fixedpoint:fi:bitAndXorOr:mixedNumericTypes" and
     /// "fixedpoint:fi:dimagree".
@@ -714,7 +716,7 @@ class TOLVANE_API fi {
                                              int exponent, double bias, mpfr_srcptr twoToWordlength);
     fi& bitandorxor(const fi& b, BitOperation operation) const;
     fi& bitcmp() const;
-    /// Return the bits at a position, or at one position for each element, as a new host uint8 array. Raise
+    /// Return the bits at one position, or at a position for each element, as a new host uint8 array. Raise
     /// "fixedpoint:fi:bitget:sizeMismatch", "...:inputsMustBeReal", "...:indexMustBeNumeric",
     /// "fixedpoint:fi:bitGet:BITOutOfRange" and as number::bitget.
     hvArray* bitget(const hvArray* bit) const;
@@ -726,11 +728,11 @@ class TOLVANE_API fi {
     /// "...:indexMustBePositiveInteger", "fixedpoint:fi:bitSet:sizeMismatch" and
     /// "fixedpoint:fi:bitSet:ArgSizeMismatch".
     fi& bitset(const hvArray* bit, const hvArray* value) const;
-    /// Makes a new array of the same type, this times 2^k; rounds by the rules, or down when asked.
+    /// Makes a new array of the same type, this times 2^k; rounds by the rules, or down if `floorRound`.
     fi& pow2(int k, bool floorRound) const;
     /// Makes a new array of the stored integers.
     fi& stripscaling() const;
-    /// Makes a new array of the same bits under another type of the same word length. Raises
+    /// Makes a new array of the same bits with another type of the same word length. Raises
     /// "fixedpoint:fi:reinterpretcast:onlyfixedpointnumerictype", "fixedpoint:fi:onlybinarypointmath",
     /// "fixedpoint:fi:reinterpretcast:unspecifiedsign", "...:unspecifiedscaling" and "...:wrongwordlength".
     fi& reinterpretcast(const NumericType& type) const;
@@ -751,7 +753,7 @@ class TOLVANE_API fi {
     fi* uminus() const;
     /// Raises "fixedpoint:fi:complexslopebiasnotdefined".
     fi* conj() const;
-    /// Makes a complex array of this type from real parts and, quantized into it, imaginary parts. Raises
+    /// Makes a complex array of this type from real parts and imaginary parts, which are quantized to the type. Raises
     /// "fixedpoint:fi:nocomplexslopebias", "fixedpoint:fi:complex:nologicalcomplex",
     /// "fixedpoint:fi:complex:invalidRealPartInput" and "fixedpoint:fi:dimagree".
     fi& complex(const fi& imagPart) const;
@@ -763,98 +765,99 @@ class TOLVANE_API fi {
     // Text forms: a row of characters for each row of elements, with the columns of all further dimensions side by
     // side.
 
-    /// Returns the words as digits of a base of 2 to 36, as many for each as the word length takes, in a new host char
-    /// array that the caller owns. Negative words are in two's complement; double and single give the bits of their
-    /// format. Raises "fixedpoint:fi:num2base:ScaledDoubleOn" and "fixedpoint:fi:num2base:baseoutofrange".
+    /// Returns the words as digits in a base from 2 to 36, as many per word as the word length needs, in a new host
+    /// char array that the caller owns. Negative words are in two's complement; double and single give the bits of
+    /// their format. Raises "fixedpoint:fi:num2base:ScaledDoubleOn" and "fixedpoint:fi:num2base:baseoutofrange".
     hvArray* num2base(int base) const;
     /// As num2base, as decimal numbers with a sign, in fields one character wider. In a complex array each block of
-    /// columns ends with one of character code 0: readers count on the width of the blocks. Raises
+    /// columns ends with a column of character code 0: readers rely on the width of the blocks. Raises
     /// "fixedpoint:fi:num2sdec:ScaledDoubleOn" and, for floating types, "fixedpoint:quantizer:sdec:fixedonly".
     hvArray* num2sdec() const;
-    /// Takes the size of a text such as num2base makes, in a base of 2 to 18, and stores its words. Text with an "i" is
-    /// complex and makes the array complex; any other gives a complex array zero imaginary parts. Digits are of either
-    /// case, the number after the last digit of the base passes for a digit, and a word with it becomes zero. Bits
-    /// above the word are dropped with the warning "fixedpoint:base2fixed:too_many_bits". Raises
+    /// Takes the size of a text in the form of num2base, in a base from 2 to 18, and stores its words. Text with an "i"
+    /// is complex and makes the array complex; other text sets the imaginary parts of a complex array to zero. Digits
+    /// may be in either case. The digit just above the last one of the base is accepted, but a word that contains it
+    /// becomes zero. Bits above the word are dropped with the warning "fixedpoint:base2fixed:too_many_bits". Raises
     /// "fixedpoint:fi:base2num:ScaledDoubleOn", "fixedpoint:fi:nocomplexslopebias", for floating types
     /// "fixedpoint:fi:base2float:valuetoolarge", and as base2numValidateAndInit.
     void base2num(const hvArray* text, int base);
-    /// Checks a text and tells the size of the array in it; the delimiters are those between the words of a real and of
-    /// a complex text. Raises "fixedpoint:fi:base2num:BadBase", "...:NotCharArray", "...:EmptyInput" and
-    /// "...:InvalidElement" with the place of the element, and the host's error for more than two dimensions.
+    /// Checks a text and returns the size of the array in it; the delimiters separate the words of a real and of a
+    /// complex text. Raises "fixedpoint:fi:base2num:BadBase", "...:NotCharArray", "...:EmptyInput" and
+    /// "...:InvalidElement" with the position of the element, and the host's error for more than two dimensions.
     static void base2numValidateAndInit(const hvArray* text, int base, const char* realDelimiters,
                                         const char* complexDelimiters, std::uint64_t& rows,
                                         std::uint64_t& elementsPerRow, bool& isComplex);
-    /// Whether base2num takes the characters for digits: always those of an empty word, never a null.
+    /// Whether base2num accepts all characters as digits: true for an empty word, false for null.
     static bool base2numCheckElement(const char* token, int base);
 
-    /// Prints values, type, rules and tag, and the values alone.
+    /// Prints values, type, rules and tag; the second prints only the values.
     void disp() const;
     void dispArray() const;
 
-    // Stored integers as host arrays. A chunk is 32 bits; the chunks of an element stand side by side, lowest first.
-    // What stores integers finds out before it changes anything whether it can, save that running out of memory leaves
-    // the array empty.
+    // Stored integers as host arrays. A chunk is 32 bits; the chunks of an element are adjacent, lowest first.
+    // Functions that store integers make all checks before they change anything, except that the array is empty if
+    // memory runs out.
 
     enum class IntArrayChunkMode : std::int32_t { Natural = 0, AlwaysFour = 1 };
-    /// Where the chunks stand: in a dimension of their own before the others, or in a longer first dimension. An array
-    /// of one row always has the second.
+    /// Position of the chunks: in an additional leading dimension, or in a longer first dimension. An array of one row
+    /// always uses the second.
     enum class IntArrayDimensionMode : std::int32_t { Leading = 0, First = 1 };
     /// ceil(word length / 32).
     int numChunks() const;
     /// Returns the stored integers in the smallest host class that holds the word, up to 64 bits; an entry between two
-    /// integers is rounded, ties away from zero, and one beyond the class is cut as processors do. Floating and boolean
-    /// types give their values in the class of their name, scaled doubles their entries. Wider words give doubles and
-    /// warn "fixedpoint:fi:intover64bits".
+    /// integers is rounded, ties away from zero, and one beyond the range of the class is truncated as by the
+    /// processor. Floating and boolean types return their values in the class of their name, scaled doubles their
+    /// entries. Wider words return doubles and warn "fixedpoint:fi:intover64bits".
     hvArray* getIntHvArray() const;
     /// Takes size and complexity of the array and stores its integers through the quantizer; types that aren't fixed
-    /// take the values as entries. Integers of 64 bits go to setDravelinIntArray where the word is longer than 32 bits
-    /// or not fixed. Raises "fixedpoint:fi:int:notnumeric", "fixedpoint:fi:nocomplexslopebias" and the errors of
+    /// take the values as entries. Integers of 64 bits go to setDravelinIntArray if the word is longer than 32 bits or
+    /// not fixed. Raises "fixedpoint:fi:int:notnumeric", "fixedpoint:fi:nocomplexslopebias" and the errors of
     /// NumericType::checkNaNInf and errorIfComplexLogical.
     void setIntHvArray(const hvArray* values);
     /// As the two above, with words of more than 32 bits as chunks. Raise
     /// "fixedpoint:fi:intarray:DataTypeNotSupported", "...:not_uint32" and "...:leadingdim".
     hvArray* getIntArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimension) const;
     void setIntArray(const hvArray* values, IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
-    /// The chunk form of any word: words of uint32 in two's complement, bits above the word 0. The setter takes words
-    /// as they are, past the quantizer, drops singleton dimensions when the chunks stand in the leading one, and does
+    /// The chunk form of any word: words of uint32 in two's complement, bits above the word 0. The setter stores words
+    /// as they are, without the quantizer, removes singleton dimensions if the chunks are in the leading one, and does
     /// nothing for null.
     hvArray* getIntArrayHvArray(IntArrayChunkMode chunks, IntArrayDimensionMode dimension) const;
     void setIntArrayHvArray(const hvArray* values, IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
-    /// Stores words of `chunkCount` chunks as they are: one word an element, or one at the current index. `im` counts
-    /// for a complex object alone.
+    /// Stores words of `chunkCount` chunks as they are: one word per element, or one at the current index. `im` is used
+    /// only for a complex object.
     void set32BitChunkIntArray(const std::uint32_t* re, const std::uint32_t* im, int chunkCount, bool wholeArray);
-    /// Returns a new host value of class "embedded.fi", with rules of its own: round by floor, and saturate.
+    /// Returns a new host value of class "embedded.fi", with local rules: floor and saturate.
     static hvArray* convertIntArrayToFiArray(const hvArray* values, bool isSigned, int wordLength, int fractionLength,
                                              IntArrayChunkMode chunks, IntArrayDimensionMode dimension);
-    /// Repack an array of this object's words in its natural chunk count. They take the array and return it or a new
-    /// one; an array of other classes comes back as it is.
+    /// Repack an array of this object's words in its natural chunk count. They take ownership of the array and return
+    /// it or a new one; an array of another class is returned unchanged.
     hvArray* convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) const;
     hvArray* convert64BitIntArrayTo32BitIntArray(hvArray* values) const;
-    /// Fill the unused bits of the top chunks of negative elements with ones, or clear those of all, in signed words
-    /// of at least 33 bits.
+    /// Set the unused bits of the top chunks of negative elements to one, or clear them for all elements, in signed
+    /// words of at least 33 bits.
     void addSignExtension32BitIntArray(hvArray* values) const;
     void removeSignExtension32BitIntHvArray(hvArray* values) const;
 
     // Data of the block diagram companion, whose words have up to 128 bits. The feature s_feature_fi_33plus_memory_
-    // footprint says how words of more than 32 bits travel: sign-extended in their natural chunks, or in four chunks
-    // with bits above the word 0. Smaller words are the integers of getIntHvArray.
+    // footprint selects the form of words of more than 32 bits: sign-extended in their natural chunks, or in four
+    // chunks with bits above the word 0. Smaller words are the integers of getIntHvArray.
 
-    /// Return a new host array; wider words give what they can after a warning.
+    /// Return a new host array; for wider words, as much as possible after a warning.
     hvArray* getDravelinIntArray() const;
     hvArray* getDravelinArray() const { return getDravelinIntArray(); }
-    /// As above in four chunks whatever the feature says; null after the warning.
+    /// As above, in four chunks whatever the feature; null after the warning.
     hvArray* getDravelinArray32MemoryFootPrint() const;
-    /// Stores what getDravelinIntArray returns, and under the feature also uint64 and int64 words. Raises
+    /// Stores arrays in the form of getDravelinIntArray, and with the feature also uint64 and int64 words. Raises
     /// "fixedpoint:fi:intarray:invaliddatatype" for types that aren't fixed unless the array is double or single,
     /// "fixedpoint:fi:dravelinarray:TooBigWordLength", "fixedpoint:fi:intarray:not_32or64BitInt", and as setIntArray.
     void setDravelinIntArray(const hvArray* values);
     /// Copies the data of getDravelinIntArray into the buffer, or into a new one from bsCalloc that the caller owns,
-    /// and returns it: of a complex array element by element, the real words first. Logical data is not copied.
+    /// and returns it; for a complex array, the real and then the imaginary words of each element. Logical data is not
+    /// copied.
     void* createDVArray(void* buffer) const;
     /// Stores the words of such a buffer as they are: all elements, or one element at the current index. Raises
     /// "fixedpoint:fi:setDVArray:DataTypeNotSupported" unless the type is fixed.
     void setFromDVArray(const void* buffer, bool wholeArray);
-    /// As above, for words of more than 32 bits. The work areas have room for the words of one part.
+    /// As above, for words of more than 32 bits. Each work area holds the words of one part.
     void setDVArrayFunGT32(std::uint32_t* re, std::uint32_t* im, const void* buffer, bool wholeArray);
     /// As convertIntArrayToFiArray with four chunks in the first dimension; the second form destroys the array.
     static hvArray* convertDravelinIntArrayToFiArray(const hvArray* values, bool isSigned, int wordLength,
@@ -864,9 +867,9 @@ class TOLVANE_API fi {
     /// Always raises "fixedpoint:fi:convertDravelinIntArrayToFiArray:NotDone".
     [[noreturn]] static hvArray* convertDravelinIntArrayToFiArray();
 
-    // Factors between types with slope and bias. Each is computed once for its key of types and kept.
+    // Factors between types with slope and bias. Each is computed once for its key of types and cached.
 
-    /// On the target of an assignment; only a change of the source's type makes them anew.
+    /// On the target of an assignment; recomputed only if the source's type changes.
     void initSlopeBiasCorrectionFactorsForEquals(const fi& source) const;
     /// On the left operand of a sum or difference.
     void initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
@@ -874,16 +877,16 @@ class TOLVANE_API fi {
     /// On the left operand of a product without biases, for the net slope (factor of a * factor of b) / factor of the
     /// result.
     void initSlopeCorrectionFactorForTimes(double netSlope, const fi& result) const;
-    /// On the left operand of a product with a bias: makes two binary point scalars into which the operands convert,
-    /// the left one with a product register that holds any of their products. Only a change of an operand's type makes
-    /// them anew, not one of the rules. Raises as errorIfMathMismatch, and "fixedpoint:quantizer:wordlengthtoobig" for
-    /// words of more than 65535 bits together; the ones of before stay.
+    /// On the left operand of a product with a bias: makes two binary point scalars to which the operands are
+    /// converted, the left one with a product register that holds any of their products. They are made again only if an
+    /// operand's type changes, not if the rules change. Raises as errorIfMathMismatch, and
+    /// "fixedpoint:quantizer:wordlengthtoobig" for words of more than 65535 bits together; the previous ones remain.
     void initParamsForWorstCaseSlopeBiasTimes(const fi& b) const;
 
  protected:
     /// Makes a view: shares the entries of the source, with cursors of its own, and its quantizer.
     fi(const fi& source, embedded::CopyIndex tag);
-    /// Shares the imaginary entries that the root has by now; the cursor stays.
+    /// Shares the root's current imaginary entries; keeps the cursor.
     void shareImagOf(const fi& root) const;
     /// Makes this view the same as another in elements, current index, size, type, rules and quantizer.
     void takeView(const fi& view);
@@ -916,11 +919,11 @@ class TOLVANE_API fi {
     double getFsaForPlus() const { return mFsaForPlus; }
     double getFsbForPlus() const { return mFsbForPlus; }
     double getFscForTimes() const { return mFscForTimes; }
-    /// Return the operands that initParamsForWorstCaseSlopeBiasTimes has made, valid until it makes others.
+    /// Return the operands made by initParamsForWorstCaseSlopeBiasTimes, valid until it makes others.
     fi& getAForSlopeBiasTimes() const { return *mWorstCaseA; }
     fi& getBForSlopeBiasTimes() const { return *mWorstCaseB; }
 
-    /// The quantizer of a view, which is its root's; own otherwise.
+    /// The root's quantizer for a view, otherwise the object's own.
     const quantizer* mAssignmentQuantizerRef = &mAssignmentQuantizer;
 
  private:
@@ -932,33 +935,33 @@ class TOLVANE_API fi {
     struct ElementMoves;
 
     // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object
-    // keeps a copy of the rules, if there are any. `unset` entries are for whoever stores into all before reading one.
+    // keeps a copy of the rules, if there are any. `unset` leaves entries uninitialised; store all before reading any.
     enum class Entries { zero, unset };
     fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const std::string& tag,
        bool isLocal, embedded::OperationTypeEnum operation, unsigned precision, Entries entries);
     fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
        bool isLocal, Entries entries);
-    /// Compares current elements of which one is of a type with slope and bias.
+    /// Compares current elements, one of which has a type with slope and bias.
     bool equalsAcrossScales(const fi& b) const;
     template <class Extreme>
     fi& extremeWith(const fi& b) const;
     template <class Extreme>
     void extremesOfColumns(fi*& values, hvArray*& indices) const;
-    /// The common end of the constructors that copy a part of another array.
+    /// The common last step of the constructors that copy a part of another array.
     void finishCopy(const fi& source);
     bool isView() const { return mAssignmentQuantizerRef != &mAssignmentQuantizer; }
-    /// Whether elements of both may be the same ones.
+    /// Whether the two may share elements.
     bool sharesElementsOf(const fi& other) const { return mReal.sharesArrayOf(other.mReal); }
-    /// The place of the first element among the entries, which is another one in views alone.
+    /// The position of the first element among the entries; nonzero only for views.
     std::uint64_t firstPlace() const;
     /// As the copy, without registers.
     enum class WithoutRegisters { tag };
     fi(const fi& source, WithoutRegisters tag);
-    /// A copy that shares no element and leaves no log. Reads of a view's elements as a whole go to it.
+    /// A copy that shares no element and leaves no log; used to read all elements of a view.
     std::unique_ptr<const fi> detached() const;
-    /// Copies one part of an array: of a view, what it walks over.
+    /// Copies one part of an array; for a view, the elements that it covers.
     static number copyOf(const fi& array, const number& part);
-    /// The imaginary part as a whole; that of a view is brought up to its root.
+    /// The whole imaginary part; for a view, updated to its root's.
     const number& imagPart() const;
     void errorIfComplexSlopeBias(bool isComplex) const;
     // Check, store and quantize real-world values: as many as there are elements, or one for all of them. Arrays set
@@ -971,7 +974,8 @@ class TOLVANE_API fi {
     void checkHostValues(const hvArray* values) const;
     /// Checks and stores the data of a host array and quantizes it by the given modes.
     void fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow);
-    /// Takes size and complexity for values to come. Raises "fixedpoint:fi:nocomplexslopebias" before any change.
+    /// Sets size and complexity for values that will be stored. Raises "fixedpoint:fi:nocomplexslopebias" before any
+    /// change.
     void takeShape(Dimensions dims, bool isComplex);
     /// setIntHvArray for arrays of every class.
     void storeIntegers(const hvArray* values);
@@ -984,12 +988,12 @@ class TOLVANE_API fi {
     /// Sets a register's current element to zero and returns it.
     static fi& cleared(fi& reg);
 
-    // The element step of sums: `tmp` carries the element, this object receives it; the short forms make the scratch.
+    // The element step of sums: `tmp` holds the element, this object receives it; the short forms make the temporary.
     void sumEquals(const fi& a, const fi& b, fi& tmp);
     void sumEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
     void diffEquals(const fi& a, const fi& b, fi& tmp);
     void diffEquals(const fi& a, const fi& b, fi& tmp, number& scratch);
-    // Both operations written once; `Operation` says what is done with the right operand (fi/ops/sum.cpp).
+    // Sum and difference, written once; `Operation` combines with the right operand (fi/ops/sum.cpp).
     template <class Operation>
     fi& combineArrays(const fi& b) const;
     template <class Operation>
@@ -998,13 +1002,13 @@ class TOLVANE_API fi {
     static void combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q);
     double computeSAFCorrection(double denominator, double numerator, const fi& reference) const;
 
-    // The element step of products, on this object, which holds the left value. The complex form has two work cells.
+    // The element step of products, on this object, which holds the left value. The complex form takes two work cells.
     fi& timesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, unsigned precision);
     fi& complexTimesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, number& t1, number& t2);
     /// The product of current elements where a type or the rules have slope and bias.
     fi& multiplySlopeBias(const fi& b) const;
     void sqrtErrorMessage(const NumericType& type) const;
-    /// Finds the roots of all elements into zeros of a fixed-point type with rules of their own.
+    /// Computes the roots of all elements in `roots`, zeros of a fixed-point type with local rules.
     void bisectRoots(fi& roots) const;
 
     /// Makes a row of stored values of this type, by its rules.
@@ -1021,11 +1025,11 @@ class TOLVANE_API fi {
     fi* takenByPlan(const hvArray* plan) const;
     /// Whether assigning elements of the source copies their values and does nothing else.
     bool movesWithoutTrace(const fi& source) const;
-    /// Assigns by a plan; without a left array its elements stay as they are.
+    /// Assigns by a plan; without a left array, its elements are kept.
     void putByPlan(std::span<const double> plan, const fi* left, const fi& right);
     /// A host array as an array of this type and these rules.
     fi fromRightSide(const hvArray* right) const;
-    /// Counts what the conversion of a right side has counted; not for scaled doubles, which count when they move.
+    /// Adds the counts from the conversion of a right side; not for scaled doubles, which are counted when they move.
     void addConversionLog(const fi& converted) const;
     void errorIfComplexOntoSlopeBias(const fi& right) const;
 
@@ -1036,7 +1040,7 @@ class TOLVANE_API fi {
     }
     /// Makes the type the object's own and sets the quantizer by the rules in force; an error changes nothing.
     void applyNumericType(const NumericType& type);
-    /// Drops local rules from a double or single object.
+    /// Removes local rules from a double or single object.
     void dropFimathOfFloat();
     // Bring both parts, or one, to the element count. Running out of memory leaves an empty array.
     void resizeEntries(std::uint64_t count, unsigned precision, bool isComplex);
