@@ -1,8 +1,8 @@
-// The call-back interface of the generic fixed-point core: what the core reports while it runs, and the one question
-// that it asks, which hardware the code is meant for.
+// The call-back interface of the generic fixed-point core: reports of the core while it runs, and its one query, for
+// the target hardware of the code.
 //
-// The two handlers of scaled doubles do nothing unless a client overrides them; a scaled double can exceed the range
-// of the fixed-point type it stands in for without an overflow.
+// The two handlers of scaled doubles do nothing unless a client overrides them; a scaled double can exceed the range of
+// the fixed-point type it represents without an overflow.
 #pragma once
 
 #include "host/export.h"

@@ -1,6 +1,6 @@
-// A client of the fixed-point core that listens to nothing and knows the target hardware.
+// A client of the fixed-point core that ignores all reports and knows the target hardware.
 //
-// Held by value where the generic core runs over scaled doubles. Copies share the hardware description.
+// Held by value where the generic core runs on scaled doubles. Copies share the hardware description.
 #pragma once
 
 #include <boost/shared_ptr.hpp>

@@ -2,11 +2,12 @@
 //
 // real-world value = SlopeAdjustmentFactor * 2^FixedExponent * stored integer + Bias
 //
-// The fixed exponent is stored, the fraction length is its negative. DataTypeMode is the joint of DataType and Scaling;
-// the setters keep the three in step and keep fields neutral that a mode does not use. A setter answers a bad value in
-// one of two ways, and callers rely on which: a refusal warns with "TolvaneKit:numerictype:InvalidSetting" and leaves
-// the object as it is; an exception carries the same id unless its contract names another. Writers that check nothing
-// are gathered under "Unchecked writers". A plain value; descriptors/README.md tells which source holds what.
+// The fixed exponent is stored, the fraction length is its negative. DataTypeMode combines DataType and Scaling; the
+// setters keep the three consistent and keep the fields that a mode does not use at neutral values. A setter reacts to
+// a bad value in one of two ways, and callers rely on which: a refusal warns with
+// "TolvaneKit:numerictype:InvalidSetting" and leaves the object as it is; an exception has the same id unless its
+// contract names another. Writers without checks are listed under "Unchecked writers". A plain value;
+// descriptors/README.md lists the sources.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +30,7 @@ class TOLVANE_API NumericType : public ScalarType {
     using DataTypeEnum = fxpModeDataType;
     using Signedness = fxpSignedness;
     enum class ScalingEnum : std::int32_t { BinaryPoint = 0, SlopeBias = 1, Unspecified = 2, Unused = 3 };
-    /// The joint of DataType and Scaling. No mode has the value 6.
+    /// The combination of DataType and Scaling. No mode has the value 6.
     enum class DataTypeModeEnum : std::int32_t {
         Boolean = 0,
         Single = 1,
@@ -46,12 +47,12 @@ class TOLVANE_API NumericType : public ScalarType {
 
     /// Makes the default type: fixed-point with binary point, signed, 16 bits, fraction length 15.
     NumericType();
-    /// Stores the values as a fixed-point type and then applies the mode by `setDataTypeMode(mode, true)`, which drops
-    /// what the mode does not use: factor and bias in the binary point modes, also the exponent in the unspecified
-    /// ones.
+    /// Stores the values as a fixed-point type and then applies the mode by `setDataTypeMode(mode, true)`, which resets
+    /// the fields that the mode does not use: factor and bias in the binary point modes, and the exponent as well in
+    /// the unspecified ones.
     NumericType(DataTypeModeEnum mode, bool isSigned, int wordLength, double slopeAdjustmentFactor, int fixedExponent,
                 double bias);
-    /// Makes a fixed-point type with binary point; checks nothing.
+    /// Makes a fixed-point type with binary point, without checks.
     NumericType(bool isSigned, int wordLength, int fractionLength);
     /// Stores the values and then applies `setDataType(dataType)`.
     NumericType(DataTypeEnum dataType, ScalingEnum scaling, bool isSigned, int wordLength, double slopeAdjustmentFactor,
@@ -63,13 +64,13 @@ class TOLVANE_API NumericType : public ScalarType {
     /// setWordLength. Raises "numerictype:constructor:unhandledcase" for any other mode.
     explicit NumericType(const quantizer* source);
     NumericType(const NumericType& other) = default;
-    /// Copies everything that a copy copies; see `set` for the numeric fields alone.
+    /// Copies the same as the copy constructor; see `set` for only the numeric fields.
     NumericType& operator=(const NumericType& other) = default;
     ~NumericType() override;
 
     // Operations of the type tree.
 
-    /// Answers whether the other is a NumericType with the same qualifiers to which this one is equivalent.
+    /// Returns whether the other is a NumericType with the same qualifiers, to which this one is equivalent.
     bool operator==(const Type& other) const override;
     bool operator==(const NumericType& other) const;
     void accept(EmbeddedTypeVisitor* visitor) override;
@@ -94,7 +95,7 @@ class TOLVANE_API NumericType : public ScalarType {
     double getSlopeAdjustmentFactor() const { return mProp.SlopeAdjustmentFactor; }
     double getBias() const { return mProp.Bias; }
     fxpDataTypeDTOMode getDataTypeOverride() const { return mProp.DataTypeOverride; }
-    /// Returns the negative of the fixed exponent; the lowest int, which has none, gives the highest.
+    /// Returns the negative of the fixed exponent; the lowest int, which has no negative, gives the highest.
     int getFractionLength() const;
     /// Returns the factor times 2 to the fixed exponent, which may overflow to infinity or underflow to 0.
     double getSlope() const;
@@ -113,16 +114,17 @@ class TOLVANE_API NumericType : public ScalarType {
     bool isUnspecifiedScaling() const { return mScaling == ScalingEnum::Unspecified; }
     bool isBinaryPointScalingSet() const { return isScaledType() && mScaling == ScalingEnum::BinaryPoint; }
     bool isSlopeBiasScalingSet() const { return isScaledType() && mScaling == ScalingEnum::SlopeBias; }
-    /// Looks at the values and not at the mode: a scaled type whose factor is not 1 or whose bias is not 0.
+    /// Decides by the values, not the mode: a scaled type whose factor is not 1 or whose bias is not 0.
     bool isSlopeBiasScaled() const { return isScaledType() && !mProp.isUnitSlopeAdjustmentFactorZeroBias(); }
 
     /// Returns value * factor + bias.
     double addSlopeAdjustmentFactorBias(double value) const { return value * mProp.SlopeAdjustmentFactor + mProp.Bias; }
 
-    /// Compares every numeric field, the mode and the override included.
+    /// Compares every numeric field, including the mode and the override.
     bool isequal(const NumericType& other) const;
-    /// Compares what decides the values of the type. Unspecified scaling of this object demands the same of the other;
-    /// the reverse is not asked, so the relation is not symmetric. A NaN factor or bias is equivalent to nothing.
+    /// Compares the fields that determine the values of the type. If this object has unspecified scaling, so must the
+    /// other; the reverse isn't required, so the relation is not symmetric. A NaN factor or bias is equivalent to
+    /// nothing.
     bool isequivalent(const NumericType& other) const;
 
     const fxpDataTypeProp& getFxpDataTypeProp() const { return mProp; }
@@ -134,18 +136,18 @@ class TOLVANE_API NumericType : public ScalarType {
     static const char* getVelmarClassName();
     /// Returns "embedded.numerictype".
     static const char* getVelmarPackageClassName();
-    /// Returns the name of the host's built-in class that holds exactly this type, or null when there is none.
+    /// Returns the name of the host's built-in class that holds exactly this type, or null if there is none.
     const char* getEquivalentVelmarClassName() const;
 
     /// Returns the data type of a mode. Raises
     /// "fixedpoint:numericytpe:convertDataTypeModeToDataType:unknowndatatypemode" for a value that is no mode.
     static DataTypeEnum convertDataTypeModeToDataType(DataTypeModeEnum mode);
-    /// Returns the mode that joins the two; a data type outside the enum gives the mode of double.
+    /// Returns the mode that combines the two; a data type outside the enum gives the mode of double.
     static DataTypeModeEnum convertToDataTypeMode(DataTypeEnum dataType, ScalingEnum scaling);
 
     // Setters, guarded by the mode.
 
-    /// Accepts 1 to 65535 bits for a scaled type, and the fixed width of the mode for the others; refuses else.
+    /// Accepts 1 to 65535 bits for a scaled type, and the fixed width of the mode for the others; otherwise refuses.
     void setWordLength(int wordLength);
     /// Refuses Signed for boolean and Unsigned for double and single.
     void setSignedness(Signedness signedness);
@@ -162,7 +164,7 @@ class TOLVANE_API NumericType : public ScalarType {
     /// As setFractionLength, for its negative.
     void setFixedExponent(int fixedExponent);
     /// Splits a total slope into factor and exponent. Raises for a slope that is not above 0 and finite, and in the
-    /// binary point modes for one that is no power of two. Refuses anything but 1 where the mode has no slope.
+    /// binary point modes for one that isn't a power of two. Refuses anything but 1 where the mode has no slope.
     void setSlope(double slope);
     /// Stores a factor in [1, 2) in the slope-bias modes and raises outside it; raises for anything but 1 in the other
     /// scaled modes, except that fixed-point with unspecified scaling refuses, as double, single and boolean do.
@@ -171,62 +173,62 @@ class TOLVANE_API NumericType : public ScalarType {
     /// elsewhere.
     void setBias(double bias);
     void setScaling(ScalingEnum scaling);
-    /// Keeps the scaling and changes the mode with it. Raises "fixedpoint:numerictype:setDataType:invalid".
+    /// Keeps the scaling and changes the mode accordingly. Raises "fixedpoint:numerictype:setDataType:invalid".
     void setDataType(DataTypeEnum dataType);
     void setDataTypeOverride(fxpDataTypeDTOMode dataTypeOverride) { mProp.DataTypeOverride = dataTypeOverride; }
-    /// Copies the numeric fields; texts and qualifiers of the type stay.
+    /// Copies the numeric fields; keeps texts and qualifiers of the type.
     void set(const NumericType& other);
 
     // Unchecked writers, for code that derives result types.
 
     void setIsSigned(bool isSigned);
-    /// Keeps a scaled data type and makes any other fixed-point; scaling follows from factor and bias.
+    /// Keeps a scaled data type and changes any other to fixed-point; derives the scaling from factor and bias.
     void setFixedPointProps(bool isSigned, int wordLength, double slopeAdjustmentFactor, int fixedExponent,
                             double bias);
-    /// As the form with a bool; Auto becomes Signed.
+    /// As above; Auto becomes Signed.
     void setFixedPointProps(Signedness signedness, int wordLength, double slopeAdjustmentFactor, int fixedExponent,
                             double bias);
-    /// Stores all and derives the mode.
+    /// Stores all values and derives the mode.
     void setDataTypeProps(DataTypeEnum dataType, ScalingEnum scaling, Signedness signedness, int wordLength,
                           double slopeAdjustmentFactor, int fixedExponent, double bias);
 
     // Scaling arithmetic.
 
-    /// Returns the factor in [1, 2) of a total slope and stores its power of two. Raises the caller's error, leaving
-    /// the exponent alone, for a slope that is not above 0 and finite.
+    /// Returns the factor in [1, 2) of a total slope and stores its power of two. For a slope that isn't positive and
+    /// finite, raises the caller's error and leaves the exponent unchanged.
     static double computeFixedPropsFromSlope(double slope, int& exponent, const char* id, const char* message);
     /// Sets the exponent so that the value, rounded to the word, just fits; scaled types only. Unspecified scaling
-    /// becomes binary point. NaN and infinity count as numbers in [0.5, 1). Raises
+    /// becomes binary point. NaN and infinity are treated as numbers in [0.5, 1). Raises
     /// "fixedpoint:fi:setBestPrecision:unspecifiedSign".
     void fxpBestPrecisionExponent(double value);
     /// Sets the exponent so that all values up to this magnitude fit; errors as fxpBestPrecisionExponent.
     void setBestPrecisionFromMaxAbs(double maxAbs);
     /// Makes this scaled type fit the data of a numeric host array: the exponent for floating-point data, sign, word
     /// length and exponent for integers. Auto becomes Signed. Raises "fixedpoint:fi:nonan" and
-    /// "fixedpoint:fi:setBestPrecision:mustbenumeric"; sign and scaling have been settled by then.
+    /// "fixedpoint:fi:setBestPrecision:mustbenumeric"; sign and scaling are already set by then.
     void setBestPrecision(const hvArray* data);
     /// Finds a binary point type that holds slope and bias of this type exactly, trying the word lengths of the list in
     /// order, or 1 to `count` with a null list. Candidates are tried as signed words, so the upper half of the range of
-    /// an unsigned type is out of reach. When none fits, the last candidate stands. Word lengths out of range
-    /// warn as in setWordLength and keep the one before; with no candidate word length and exponent stay. Raises
+    /// an unsigned type is out of reach. If none fits, the last candidate is used. Word lengths out of range warn as in
+    /// setWordLength and keep the previous one; without candidates, word length and exponent are unchanged. Raises
     /// "fixedpoint:fi:setBestPrecision:unspecifiedSign".
     NumericType convertSlopeBiasToBinaryPoint(int count, const int* wordLengths) const;
     /// Returns the range of the type in real-world values. Raises "fixedpoint:quantizer:unspecifiedscaling".
     void getLowerUpperBoundsAsDouble(double& lower, double& upper) const;
-    /// Divides host double arrays element by element in double precision; a scalar meets every element. The caller owns
-    /// the result. Raises "fixedpoint:fi:divide:nonondouble" and "fixedpoint:fi:dimagree".
+    /// Divides host double arrays element by element in double precision; a scalar is combined with every element. The
+    /// caller owns the result. Raises "fixedpoint:fi:divide:nonondouble" and "fixedpoint:fi:dimagree".
     static hvArray* divide(const hvArray* a, const hvArray* b);
-    /// Returns the type inside a host value of class "embedded.numerictype", which keeps it and must outlive its use.
+    /// Returns the type inside a host value of class "embedded.numerictype", which owns it and must outlive its use.
     /// Raises "fixedpoint:numerictype:notnumerictype".
     static NumericType& convertFromVelmarArray(const hvArray* value);
-    /// Return a new host value of the class around the type: one that alone owns it, and one by a reference of the
-    /// user's workspace. Raise "fixedpoint:numerictype:notRegistered".
+    /// Return a new host value of the class around the type: one that is its only owner, and one with a reference held
+    /// by the user's workspace. Raise "fixedpoint:numerictype:notRegistered".
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<NumericType> type);
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<NumericType> type);
 
-    // Values on their way into a type.
+    // Checks of values for a type.
 
-    /// Raises for NaN and infinity where the type has none: "fixedpoint:nofixednan", "fixedpoint:nofixedinf",
+    /// Raises for NaN and infinity if the type can't hold them: "fixedpoint:nofixednan", "fixedpoint:nofixedinf",
     /// "fixedpoint:nologicalnan".
     static void checkNaNInf(DataTypeEnum dataType, double value);
     static void checkNaNInf(DataTypeEnum dataType, const double* values, std::uint64_t count);
@@ -250,7 +252,7 @@ class TOLVANE_API NumericType : public ScalarType {
     void getBiasString(char* buffer) const { GetBiasString(buffer, this); }
     static void GetWordLengthString(char* buffer, const NumericType* type);
     static void GetFractionLengthString(char* buffer, const NumericType* type);
-    /// Writes "2^n" for a power of two without bias, and else the shortest decimal that reads back the same.
+    /// Writes "2^n" for a power of two without bias, otherwise the shortest decimal that reads back the same.
     static void GetSlopeString(char* buffer, const NumericType* type);
     static void GetBiasString(char* buffer, const NumericType* type);
     /// Prints the type through the host.
@@ -293,16 +295,17 @@ class TOLVANE_API NumericType : public ScalarType {
     static EnumStringType* getDataTypeOverrideEnum();
 
     /// Evaluates a host expression; returns the host's status, 0 for success, and the result, which the caller owns
-    /// (null unless there is one). Says nothing about an expression that fails.
+    /// (null unless there is one). Prints nothing for an expression that fails.
     static int EvalString(hvArray*& result, const char* text);
     /// Set a property from a host expression by its setter; an expression that fails or is not numeric changes nothing.
-    /// Word and fraction lengths are truncated, NaN counts as 0, and values beyond int saturate.
+    /// Word and fraction lengths are truncated, NaN becomes 0, and values beyond int saturate.
     void setWordLengthString(const char* text);
     void setFractionLengthString(const char* text);
     void setSlopeString(const char* text);
     void setBiasString(const char* text);
 
-    // Events: tell the listeners of a host handle the new value of one property. The string forms send the text forms.
+    // Events: send the new value of one property to the listeners of a host handle. The string forms send the text
+    // forms.
 
     static void NotifyWordLengthPropEvent(OMInterface* interface, int value);
     static void NotifyFractionLengthPropEvent(OMInterface* interface, int value);
@@ -316,7 +319,7 @@ class TOLVANE_API NumericType : public ScalarType {
     static void NotifyPrivDLGSignedPropEvent(OMInterface* interface, const NumericType* type);
 
  private:
-    /// Answers whether the mode has an exponent or the value is 0; refuses the property `name` otherwise.
+    /// Returns whether the mode has an exponent or the value is 0; otherwise refuses the property `name`.
     bool fixedExponentConsistencyCheck(int value, const char* name) const;
     void setMode(DataTypeModeEnum mode, DataTypeEnum dataType, ScalingEnum scaling);
     void setNeutralScale();

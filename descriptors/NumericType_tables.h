@@ -1,4 +1,5 @@
-// The tables behind NumericType: what each mode means and what it lets be changed, and the texts of the enumerations.
+// The tables behind NumericType: the meaning of each mode and the changes that it allows, and the texts of the
+// enumerations.
 //
 // Internal to the sources of NumericType. Row order is the order in which the host enumerations list their values.
 #pragma once
@@ -10,7 +11,7 @@
 
 namespace EmbeddedTypeSystem::numerictypetables {
 
-/// What a setter does with a value that is not the neutral one of its property.
+/// The action of a setter for a value other than the neutral one of its property.
 enum class Change { store, refuse, raise };
 
 struct ModeRow {

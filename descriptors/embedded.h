@@ -1,9 +1,9 @@
-// What all classes of the package "embedded" share: the package object, the enumerations that several classes use and
+// Shared by all classes of the package "embedded": the package object, the enumerations that several classes use and
 // their host data types, the feature switches with their host commands, and the bridge from the host's last error to an
 // exception.
 //
-// Everything is static. The switches are plain bools: the interpreter thread writes them, any thread may read them.
-// The tag enumerations of the number kinds come from `embeddedNumberTags`, since the layer below needs them too.
+// Everything is static. The switches are plain bools: only the interpreter thread writes them; any thread may read
+// them. The tag enumerations of the number kinds come from `embeddedNumberTags`, since the layer below also needs them.
 #pragma once
 
 #include <cstdint>
@@ -50,7 +50,7 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     static const char* getEmbeddedPackageName();
     /// Returns the package object, found by name or made on the first call; the application manager owns it.
     static OMApplication* getEmbeddedPackage();
-    /// Hands the package, if it was made, to OMApplicationManager::removeApplication, which destroys it.
+    /// Passes the package, if it exists, to OMApplicationManager::removeApplication, which destroys it.
     static void terminateEmbeddedPackage();
 
     /// Each finds its host data type by name on the first call, or makes and registers it; the type repository owns it.
@@ -72,15 +72,15 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     static void setFeatureFiRealOnlySlopeBias(bool on) { s_feature_fi_realonly_slope_bias = on; }
     static bool getFeatureFimathLessFis() { return s_feature_fimathless_fis; }
     static void setFeatureFimathLessFis(bool on) { s_feature_fimathless_fis = on; }
-    /// Shares its switch with FimathLessFis, so that a change of either moves both.
+    /// Shares its switch with FimathLessFis, so a change of either changes both.
     static bool getFeatureFiWarnForDataTypeMode() { return s_feature_fimathless_fis; }
     static void setFeatureFiWarnForDataTypeMode(bool on) { s_feature_fimathless_fis = on; }
 
     static bool getLogWithStackTrace() { return s_log_with_stack_trace; }
     static void setLogWithStackTrace(bool on) { s_log_with_stack_trace = on; }
 
-    /// Host commands, one a feature: with an input, store the setting (0, 1, "off", "on" in any case); with no input or
-    /// one output, put the state as a new 1-by-1 double into outputs[0], which must be there in both cases. Raise the
+    /// Host commands, one per feature: with an input, store the setting (0, 1, "off", "on" in any case); with no input
+    /// or one output, store the state as a new 1-by-1 double in outputs[0], which must exist in both cases. Raise the
     /// host's standard errors 3 (more than one output), 1 (more than one input), 2 (negative input count), and
     /// "VELMAR:doubleOrCharArgRequired" or "VELMAR:mustBe01OffOn" for a bad setting, which changes nothing.
     static void setFiTagLogging(int outputCount, hvArray** outputs, int inputCount, hvArray** inputs);
@@ -102,13 +102,13 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     static void registerFeatures();
 
     /// Reads 0 or 1 from a double (truncated), a logical or a text; raises as the host commands do. An unknown text
-    /// counts as `defaultSetting`.
+    /// means `defaultSetting`.
     static int readSetting(const hvArray* setting, int defaultSetting);
 
-    /// Raises the host's last error; under "fixedpoint:embedded:throw_last_error" when that has no identifier.
+    /// Raises the host's last error; with the id "fixedpoint:embedded:throw_last_error" if it has none.
     [[noreturn]] static void throw_last_error();
-    /// Calls a host function so that an error is kept for throw_last_error and its status returned (0 is success).
-    /// The host's trap flag stays set; its error mode is restored. The outputs are new arrays that the caller owns.
+    /// Calls a host function; an error is kept for throw_last_error and its status returned (0 is success). The host's
+    /// trap flag stays set; its error mode is restored. The outputs are new arrays that the caller owns.
     static int call_VELMAR_with_trap(int outputCount, hvArray** outputs, int inputCount, hvArray** inputs,
                                      const char* name);
 
@@ -116,10 +116,10 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     static OMClass* hvArray2OMClass(const hvArray* value);
     /// Returns the imaginary part of the first element; 0.0 for a non-numeric, real or empty array.
     static double getScalarImag(const hvArray* value);
-    /// Says whether the object's class is the named class or a descendant; false for null and for an unknown class.
+    /// Returns whether the object's class is the named class or a descendant; false for null and for an unknown class.
     static bool checkIsa(OMInterface* object, const char* packageName, const char* className);
-    /// Returns a new host value on the internal reference of the object that `value` holds; the caller owns it.
-    /// A value without an object gives an empty array.
+    /// Returns a new host value with an internal reference to the object that `value` holds; the caller owns it. A
+    /// value without an object gives an empty array.
     static hvArray* external_to_internal_reference(hvArray* value);
     /// Turns one external reference of the object that `value` holds into an internal one; harmless without an object.
     static void externalToInternal(const hvArray* value);

@@ -1,10 +1,9 @@
-// The rules of arithmetic of an array: how results are rounded, what happens to values out of range, and how the types
-// of product and sum registers come about.
+// The rules of arithmetic of an array: rounding, overflow, and how the types of product and sum registers are derived.
 //
-// A plain value that holds no numbers and computes nothing; whoever adds or multiplies reads it. The properties are
-// independent: no setter changes another property, except `setCStyle` and the two format setters, and none compares a
-// word length with its maximum. Fixed exponents are stored; a fraction length is the negated exponent, and the lowest
-// int, whose negative does not exist, has the highest as its negative. Word lengths are in bits.
+// A plain value that holds no numbers and computes nothing; sums and products read it. The properties are independent:
+// no setter changes another property, except `setCStyle` and the two format setters, and none compares a word length
+// with its maximum. Fixed exponents are stored; a fraction length is the negated exponent, where the negative of the
+// lowest int is the highest. Word lengths are in bits.
 //
 // A session has one global object, copied by every new `fimath()`, and a dictionary of objects by tag; see "The global
 // object" and "The dictionary". Setters that raise leave the object unchanged.
@@ -33,12 +32,12 @@ class TOLVANE_API fimath {
 
     // Construction.
 
-    /// Copies the global object. When there is none, takes the factory values (nearest, saturate, FullPrecision, word
-    /// lengths 32 of at most 128, fraction lengths 30, CastBeforeSum) and makes a copy of itself the global object.
+    /// Copies the global object. If there is none, takes the factory values (nearest, saturate, FullPrecision, word
+    /// lengths 32 of at most 128, fraction lengths 30, CastBeforeSum) and makes a copy of itself global.
     fimath();
     /// As `fimath()` with these two modes, except that it never makes a global object.
     fimath(RoundModeEnum roundMode, OverflowModeEnum overflowMode);
-    /// Stores the values and checks nothing; slope adjustment factors are 1, biases 0.
+    /// Stores the values without checks; slope adjustment factors are 1, biases 0.
     fimath(RoundModeEnum roundMode, OverflowModeEnum overflowMode, PrecisionModeEnum precisionMode,
            ArithmeticModeEnum productMode, int productWordLength, int maxProductWordLength, int productFractionLength,
            ArithmeticModeEnum sumMode, int sumWordLength, int maxSumWordLength, int sumFractionLength,
@@ -72,7 +71,7 @@ class TOLVANE_API fimath {
     double getProductBias() const { return mProduct.bias; }
     /// Returns the factor times 2 to the exponent, which may overflow to infinity or underflow to 0.
     double getProductSlope() const { return mProduct.slope(); }
-    /// Answers whether the factor is not 1 or the bias not 0.
+    /// Returns whether the factor is not 1 or the bias not 0.
     bool isProductSlopeBiasScaled() const { return mProduct.isSlopeBiasScaled(); }
     /// Returns word length and fraction length.
     RealPoint getProductFormat() const { return mProduct.format(); }
@@ -88,9 +87,9 @@ class TOLVANE_API fimath {
     bool isSumSlopeBiasScaled() const { return mSum.isSlopeBiasScaled(); }
     RealPoint getSumFormat() const { return mSum.format(); }
 
-    /// Compares what is in force: modes and CastBeforeSum, and for each register under KeepLSB and KeepMSB word length,
-    /// maximum and fraction length, under SpecifyPrecision the fraction length alone. PrecisionMode, factors and biases
-    /// take no part.
+    /// Compares the settings in force: modes and CastBeforeSum; for each register, under KeepLSB and KeepMSB word
+    /// length, maximum and fraction length, under SpecifyPrecision only the fraction length. PrecisionMode, factors and
+    /// biases are ignored.
     bool isequal(const fimath& other) const;
     /// Compares modes, CastBeforeSum, word lengths, maxima and fraction lengths, whatever the modes.
     bool ispropequal(const fimath& other) const;
@@ -110,13 +109,13 @@ class TOLVANE_API fimath {
     void setProductFixedExponent(int fixedExponent) { mProduct.fixedExponent = fixedExponent; }
     void setProductFractionLength(int fractionLength) { mProduct.setFractionLength(fractionLength); }
     /// Refuses, with the warning "TolvaneKit:fimathInvalidSetting", a factor outside [1, 2), and keeps the old one;
-    /// returns whether the factor was taken.
+    /// returns whether the factor was accepted.
     bool setProductSlopeAdjustmentFactor(double factor);
     void setProductBias(double bias) { mProduct.bias = bias; }
     /// Splits a total slope into factor and exponent; raises "TolvaneKit:fimathInvalidSetting" unless it is above 0 and
     /// finite.
     void setProductSlope(double slope);
-    /// Truncates both lengths to int, where NaN counts as 0 and int ends at its bounds, and sets them; errors as
+    /// Truncates both lengths to int, where NaN gives 0 and values beyond int saturate, and sets them; errors as
     /// setProductWordLength.
     void setProductFormat(RealPoint format);
 
@@ -136,10 +135,10 @@ class TOLVANE_API fimath {
     /// setProductWordLength.
     void setCStyle(int wordLength);
     /// As setCStyle with the truncated value of a numeric or logical scalar, where 1 (a logical true) and an empty
-    /// array mean 32 bits and 0 changes nothing; so one bit cannot be asked for. Returns whether there was something to
+    /// array mean 32 bits and 0 changes nothing; so one bit cannot be requested. Returns whether there was a value to
     /// set. Raises "fixedpoint:fimath:cstyle:badvalue" for anything else, NaN included.
     bool setCStyle(const hvArray* value);
-    /// Answers whether the rules are those of `setCStyle` for some word length; the maxima and scalings are free.
+    /// Returns whether the rules are those of `setCStyle` for some word length; the maxima and scalings are free.
     bool isCStyle() const;
     /// As isCStyle, as a host double 1 or 0; the caller owns it.
     hvArray* getCStyle() const;
@@ -166,16 +165,17 @@ class TOLVANE_API fimath {
     char* getSumSlopeAdjustmentFactorString() const;
     char* getProductBiasString() const;
     char* getSumBiasString() const;
-    /// Return "2^n" for the factor 1, else the total slope in 17 digits.
+    /// Return "2^n" for the factor 1, otherwise the total slope in 17 digits.
     char* getProductSlopeString() const;
     char* getSumSlopeString() const;
 
     /// Returns the modes, lengths and CastBeforeSum in eleven lines; PrecisionMode, factors and biases are not in it.
     /// The caller frees it with bsFree.
     char* convertToString() const;
-    /// Makes an object from a text of `convertToString`; what is not in the text is Arbitrary, 1 and 0. The end of the
-    /// text ends its line too, further lines are ignored, and numbers are read as far as they go, ending at the bounds
-    /// of int. Raises "fixedpoint:fimath:string2Fimath" for a text of no mode and for missing lines.
+    /// Makes an object from a text of `convertToString`; properties that are not in the text are Arbitrary, 1 and 0.
+    /// The last line needs no line end, further lines are ignored, and numbers are parsed as far as possible and
+    /// saturate at the bounds of int. Raises "fixedpoint:fimath:string2Fimath" for an unknown mode and for missing
+    /// lines.
     static std::unique_ptr<fimath> string2Fimath(const char* text);
     /// Returns the host expression that makes such an object.
     std::string toString() const;
@@ -197,15 +197,15 @@ class TOLVANE_API fimath {
     /// Returns the object inside a host value of class "embedded.fimath", which must outlive its use; raises
     /// "fixedpoint:fimath:mustBeFimath" for any other value.
     static fimath& convertFromVelmarArray(const hvArray* value);
-    /// Puts the object into a new handle of its class and that into a new host value; the caller owns the value, which
-    /// alone keeps the handle, by an internal reference. Raises "fixedpoint:fimath:notRegistered" before the class is
-    /// in the package.
+    /// Puts the object into a new handle of its class, and the handle into a new host value. The caller owns the value,
+    /// which holds the only reference to the handle, an internal one. Raises "fixedpoint:fimath:notRegistered" before
+    /// the class is in the package.
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<fimath> object);
-    /// As above, by an external reference of the user's workspace.
+    /// As above, with an external reference, held by the user's workspace.
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<fimath> object);
 
-    /// Tell the listeners of a host handle the new value of the property of that name; a class without the property
-    /// has none. The text form sends the text.
+    /// Send the new value of the named property to the listeners of a host handle; a class without the property has
+    /// none. The text form sends the text.
     static void fimathNotifyFixedPropEvent(OMInterface* interface, int value, const char* property);
     static void fimathNotifyFixedPropEvent(OMInterface* interface, double value, const char* property);
     static void fimathNotifyFixedPropsStringPropEvent(OMInterface* interface, const char* text, const char* property);
@@ -213,23 +213,23 @@ class TOLVANE_API fimath {
     // The global object. A host handle of class "globalfimath" wraps the object itself and not a copy; while such
     // handles are counted, the object keeps its address and changes in place.
 
-    /// Returns the object, made from the factory values when there is none. The reference ends with a change that finds
-    /// no handle counted.
+    /// Returns the object, made from the factory values if there is none. A change while no handle is counted
+    /// invalidates the reference.
     static fimath& getGlobalFimath();
-    /// Copies the source over the object while handles are counted, and puts a new copy in its place otherwise. The
+    /// Copies the source over the object while handles are counted; otherwise replaces the object by a new copy. The
     /// source may be the object itself.
     static void setGlobalFimath(const fimath& source);
-    /// Frees the object, so that the next user makes a new one; with handles counted, gives it the factory values. Does
-    /// nothing when there is none.
+    /// Frees the object, so the next use makes a new one; while handles are counted, restores the factory values. Does
+    /// nothing if there is none.
     static void resetGlobalFimath();
-    /// Gives the object, if there is one, the factory values in place.
+    /// Restores the factory values of the object, if there is one, in place.
     static void resetGlobalFimathToFactory();
     static void incGlobalFimathRefCount() { ++sGlobalFimathReferenceCount; }
-    /// Ends at 0.
+    /// Saturates at 0.
     static void decGlobalFimathRefCount();
     static std::uint32_t getGlobalFimathRefCount() { return sGlobalFimathReferenceCount; }
 
-    // The dictionary. Its objects are its own copies; they live until they are erased, or the process ends.
+    // The dictionary. It owns copies of the objects, which live until they are erased or the process ends.
 
     using FimathMap = std::map<std::string, fimath>;
     static const FimathMap* getFimathMap();
@@ -243,7 +243,7 @@ class TOLVANE_API fimath {
     static void eraseFromFimathMap(const std::string& tag);
 
  private:
-    /// What decides the type of the product register or of the sum register.
+    /// The properties that determine the type of the product register or of the sum register.
     struct RegisterRules {
         ArithmeticModeEnum mode = ArithmeticModeEnum::FullPrecision;
         std::int32_t wordLength = 32;

@@ -2,7 +2,7 @@
 //
 // real-world value = SlopeAdjustmentFactor * 2^FixedExponent * stored integer + Bias
 //
-// The record carries no rules; descriptors/NumericType.h holds one and guards it.
+// The record has no rules; descriptors/NumericType.h holds one and guards it.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ class NumericType;
 
 enum class fxpModeDataType : std::int32_t { Fixed = 0, ScaledDouble = 1, Double = 2, Single = 3, Boolean = 4 };
 
-/// Auto is the sign that has not been specified yet.
+/// Auto means that the sign is not yet specified.
 enum class fxpSignedness : std::int32_t { Unsigned = 0, Signed = 1, Auto = 2 };
 
 /// Whether a model may override the type of a signal (Inherit) or not (Off).
@@ -44,7 +44,7 @@ class fxpDataTypeProp {
  protected:
     friend class EmbeddedTypeSystem::NumericType;
 
-    /// Compares all but DataType, the override included; a NaN equals nothing.
+    /// Compares all fields except DataType, including the override; a NaN equals nothing.
     bool isEqualIgnoreMode(const fxpDataTypeProp& other) const {
         return Signedness == other.Signedness && WordLength == other.WordLength &&
                FixedExponent == other.FixedExponent && SlopeAdjustmentFactor == other.SlopeAdjustmentFactor &&

@@ -1,6 +1,6 @@
-// The hardware that code is made for: kind of device, bits of the C integer types, rounding of integer division.
+// The target hardware of generated code: kind of device, bits of the C integer types, rounding of integer division.
 //
-// A size that nobody set is 0; reading one is defined, and a description may be copied before all is set.
+// An unset size is 0; it may be read, and a description may be copied before everything is set.
 #pragma once
 
 #include <cstdint>

@@ -14,7 +14,7 @@
 #include "typesystem/Type.h"
 
 /// Returns the object in the handle that a host value of Object's class holds, null for any other value. The value
-/// keeps the handle and so the object; it must outlive its use.
+/// keeps the handle and thus the object alive; it must outlive its use.
 template <class Object>
 Object* objectInside(const hvArray* value) {
     const char* const className = Object::getVelmarPackageClassName();
@@ -28,7 +28,7 @@ Object* objectInside(const hvArray* value) {
     return static_cast<Object*>(object);
 }
 
-/// Whose reference a handle in a new host value stands for: the value's alone, or one of the user's workspace.
+/// The owner of the reference in a new host value: only the value, or the user's workspace.
 enum class HandleOwner { value, workspace };
 
 /// Makes a host value of Object's class around the object, which it owns. Raises "fixedpoint:<class>:notRegistered"
@@ -49,7 +49,7 @@ hvArray* hostValueAround(std::unique_ptr<Object> object, HandleOwner owner) {
     if constexpr (std::derived_from<Object, EmbeddedTypeSystem::Type>) {
         object->setOMI(reference.handle);
     }
-    // From here on the handle's class ends the object.
+    // From here on the handle's class destroys the object.
     static_cast<void>(object.release());
     hvArray* const value = omdtConvertToVelmar(type, reference.handle);
     if (owner == HandleOwner::value) {

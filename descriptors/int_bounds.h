@@ -1,4 +1,4 @@
-// Conversions to int that end at its bounds, shared by the descriptors: lengths and exponents never wrap around.
+// Conversions to int that saturate at its bounds, shared by the descriptors: lengths and exponents never wrap around.
 #pragma once
 
 #include <climits>
@@ -6,12 +6,12 @@
 
 namespace intbounds {
 
-/// The negative, where the lowest int, whose negative does not exist, gives the highest.
+/// The negative, where the lowest int gives the highest.
 constexpr int negated(int value) {
     return value == INT_MIN ? INT_MAX : -value;
 }
 
-/// Truncates toward zero; NaN gives 0 and values beyond int its bounds.
+/// Truncates toward zero; NaN gives 0, values beyond int saturate.
 inline int truncated(double value) {
     if (std::isnan(value)) {
         return 0;

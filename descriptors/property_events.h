@@ -1,5 +1,5 @@
-// How descriptors tell the listeners of a host handle that a property has a new value: a post-set event, sent as the
-// system's own client. A class without the property has no listeners for it.
+// Notifies the listeners of a host handle of a property's new value: a post-set event, sent as the internal client. A
+// class without the property has no listeners for it.
 #pragma once
 
 #include "host/OMClass.h"
@@ -13,7 +13,7 @@ inline const OMPropInfo* findProperty(const OMInterface* interface, const char* 
     return interface->getClass()->getProperty(name);
 }
 
-/// Borrows the value, in the shape of the property's data type, for the time of the call.
+/// Borrows the value, in the form of the property's data type, for the duration of the call.
 inline void sendPostSet(OMInterface* interface, const OMPropInfo* property, const void* newValue) {
     if (property == nullptr) {
         return;

@@ -1,9 +1,9 @@
-// A view of one column of an array, or of any stretch of its elements, as a column vector.
+// A view of one column of an array, or of any range of its elements, as a column vector.
 //
-// The current index counts from the start of the view, and stands at the first element of the root until it is set.
-// Reads with an index, such as `real(i)`, count from the start of the root, as in every view. Everything else takes the
-// elements of the view alone: arithmetic, comparison, shapes, copies, host arrays, texts, and stores of words into all
-// of it. The root is no column view.
+// The current index counts from the start of the view, and is at the first element of the root until it is set. Reads
+// with an index, such as `real(i)`, count from the start of the root, as in every view. Everything else uses only the
+// elements of the view: arithmetic, comparison, shapes, copies, host arrays, texts, and stores of words into all of it.
+// The root must not be a column view.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +12,9 @@
 
 class TOLVANE_API FiColumnReference final : public FiReference {
  public:
-    /// Views a column, from 0. The number of columns is allowed too, for a view behind the last column at which a loop
-    /// ends: it has the size of a column and no elements, so it may be copied, compared by place and moved by
-    /// setColumn, but not walked over. Raises "fixedpoint:fi:FiColumnReference:ColumnNumberOutOfRange".
+    /// Views a column, from 0. The number of columns is also valid, for a view past the last column as the end of a
+    /// loop: it has the size of a column but no elements, so it may be copied, compared by position and moved by
+    /// setColumn, but not iterated over. Raises "fixedpoint:fi:FiColumnReference:ColumnNumberOutOfRange".
     FiColumnReference(fi& root, std::uint64_t column);
     /// Views `count` elements. Raises "fixedpoint:fi:FiColumnReference:IndexOutOfRange".
     FiColumnReference(fi& root, std::uint64_t start, std::uint64_t count);
@@ -22,13 +22,13 @@ class TOLVANE_API FiColumnReference final : public FiReference {
     ~FiColumnReference() override;
 
     using FiReference::operator=;
-    /// Assigns the current element as `fi` does, and takes root, place and size of the other.
+    /// Assigns the current element as `fi` does, and takes root, position and size of the other.
     FiColumnReference& operator=(const FiColumnReference& other);
 
     void setIndex(std::uint64_t index) const override;
-    /// Moves the view to a column of the root, whose columns must be as long as the view. Refuses, unlike the
-    /// constructor, the place behind the last column. Raises "fixedpoint:fi:FiColumnReference:setColumn". The current
-    /// index stays where it was until it is set.
+    /// Moves the view to a column of the root, whose columns must be as long as the view. Unlike the constructor,
+    /// refuses the position past the last column. Raises "fixedpoint:fi:FiColumnReference:setColumn". The current index
+    /// stays at the same element until it is set.
     void setColumn(std::uint64_t column);
 
  private:

@@ -1,7 +1,7 @@
 // Rounding helpers on plain doubles, offered to callers outside the library.
 //
 // They are pure and safe to call from any thread. The rules behind them are those of numbers/rounding.h. An argument n
-// is the number of fraction bits kept: rounding takes place at the bit of weight 2^-n.
+// is the number of fraction bits kept: values are rounded at the bit of weight 2^-n.
 #pragma once
 
 #include "host/export.h"
@@ -9,7 +9,7 @@
 /// Returns 2^n; 0 or infinity where a double cannot hold it.
 TOLVANE_API double pow2(int n);
 
-/// Returns the binary logarithm of |n|; raises "fixedpoint:exactlog2:exactpower" when |n| is no exact power of two.
+/// Returns the binary logarithm of |n|; raises "fixedpoint:exactlog2:exactpower" if |n| isn't a power of two.
 TOLVANE_API int exactlog2(int n);
 
 namespace TolvaneKit {

@@ -1,8 +1,8 @@
-// Where a bit of a long stored integer lies in its array of 32-bit words, least significant word first.
+// The position of a bit of a long stored integer in its array of 32-bit words, least significant word first.
 //
-// The tables serve the first 128 positions, all that the usual words need, without a division; callers compute the
-// positions from 128 up as position / 32 and position % 32. The host's own chunk is the 32-bit word too, so its tables
-// are the same ones.
+// The tables cover the first 128 positions, enough for the usual words, without a division; for positions from 128 up
+// callers compute position / 32 and position % 32. The host's own chunk is also a 32-bit word, so its tables are the
+// same.
 #pragma once
 
 #include <array>

@@ -1,8 +1,8 @@
-// The stored integer of a double as an unsigned word, and back: the rules of the word form of bit operations, in line
+// The stored integer of a double as an unsigned word, and back: the rules of the word form of bit operations, inline
 // for elements and for loops over whole arrays.
 //
-// A word is the stored integer, plus 2^wordlength for a value below zero, modulo 2^64. Values outside the type keep the
-// bits that they have above the word.
+// A word is the stored integer, plus 2^wordlength for a value below zero, modulo 2^64. Values outside the type keep
+// their bits above the word.
 #pragma once
 
 #include <cmath>
@@ -19,7 +19,7 @@ struct WordFormat {
 
 namespace bitwords {
 
-/// Truncates to a word; what lies outside it counts modulo 2^64, and NaN and infinities as 0.
+/// Truncates to a word; values outside it are taken modulo 2^64, and NaN and infinities as 0.
 inline std::uint64_t truncateModulo(double whole) {
     if (!std::isfinite(whole)) {
         return 0;
@@ -32,7 +32,7 @@ inline std::uint64_t truncateModulo(double whole) {
 inline std::uint64_t wordOf(double x, const WordFormat& format) {
     const double stored = rounding::scaleByPowerOfTwo(x, rounding::negatedExponent(format.exponent));
     if (std::fabs(stored) <= 0x1p52 && format.twoToWordlength <= std::uint64_t{1} << 52) [[likely]] {
-        // Below 2^52 the fraction is exact, and so is the sum with the modulus, which integers make alike.
+        // Below 2^52 the fraction is exact, and so is the sum with the modulus, which integers compute identically.
         const auto whole = static_cast<std::int64_t>(stored);
         const double fraction = stored - static_cast<double>(whole);
         const std::int64_t rounded = whole + (fraction >= 0.5) - (fraction <= -0.5);
@@ -42,7 +42,7 @@ inline std::uint64_t wordOf(double x, const WordFormat& format) {
     return truncateModulo(x < 0.0 ? whole + static_cast<double>(format.twoToWordlength) : whole);
 }
 
-/// Returns the value of a word, less twoToWordlength when it stands for a negative one.
+/// Returns the value of a word, less twoToWordlength if it represents a negative one.
 inline double valueOf(std::uint64_t word, bool isNegative, const WordFormat& format) {
     double value = static_cast<double>(word);
     if (isNegative) {
@@ -51,19 +51,19 @@ inline double valueOf(std::uint64_t word, bool isNegative, const WordFormat& for
     return rounding::scaleByPowerOfTwo(value, format.exponent);
 }
 
-/// As above; a word of a signed type with the sign bit, or any bit above it, stands for a negative value.
+/// As above; a word of a signed type with the sign bit, or any bit above it, represents a negative value.
 inline double valueOf(std::uint64_t word, const WordFormat& format) {
     const int bits = format.wordlength;
     const bool reachesSignBit = bits >= 1 && bits <= 64 && word >> (bits - 1) != 0;
     return valueOf(word, format.isSigned && reachesSignBit, format);
 }
 
-/// Returns the word with one bit, position counted from 1; positions past 64 hold nothing.
+/// Returns the word with one bit set, position counted from 1; 0 for positions past 64.
 inline std::uint64_t bitAt(int position) {
     return position <= 64 ? std::uint64_t{1} << (position - 1) : 0;
 }
 
-/// The complement of a stored integer; what was at or above zero stands for a negative value then.
+/// The complement of a stored integer; a value at or above zero becomes negative.
 inline double complement(double x, const WordFormat& format, std::uint64_t mask) {
     return valueOf(wordOf(x, format) ^ mask, format.isSigned && x >= 0.0, format);
 }

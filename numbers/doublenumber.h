@@ -1,6 +1,6 @@
 // The body of numbers of up to 52 bits: an array of plain doubles.
 //
-// Element access is in line and allocates nothing; a single element lives inside the shared block. The rounding rules
+// Element access is inline and allocates nothing; a single element lives inside the shared block. The rounding rules
 // are those of numbers/rounding.h. Array kernels take the whole array from `elements()`.
 #pragma once
 
@@ -19,15 +19,15 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     static constexpr std::uint32_t scalarPrecision = 52;
 
     explicit doublenumber(double value);
-    /// Makes `count` zeros and stores the precision that was asked for. Raises "fixedpoint:fi:outofmemory".
+    /// Makes `count` zeros and stores the requested precision. Raises "fixedpoint:fi:outofmemory".
     doublenumber(std::uint64_t count, std::uint32_t precision, NumberVector tag = NumberVector::tag);
-    /// As above, and leaves the values for the caller to set, each before it is read.
+    /// As above, but leaves the values uninitialised; the caller sets each before reading it.
     doublenumber(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
-    /// Copies the current element alone (none from an empty source); stores a precision of 52.
+    /// Copies only the current element (none from an empty source); stores a precision of 52.
     doublenumber(const doublenumber& source);
     /// Copies the whole array. Raises "fixedpoint:fi:outofmemory".
     doublenumber(const doublenumber* source, NumberVector tag);
-    /// Copies `count` elements from `start` on, which the source has. Raises as above.
+    /// Copies `count` elements from `start` on, all within the source. Raises as above.
     doublenumber(const doublenumber* source, std::uint64_t start, std::uint64_t count);
     /// Shares the array; the cursor starts at 0.
     doublenumber(const doublenumber* source, CopyIndex tag);
@@ -120,7 +120,7 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     std::span<double> elements() { return {state().elements, state().elementCount}; }
     std::span<const double> elements() const { return {state().elements, state().elementCount}; }
 
-    /// The precision in bits, which is 52 whatever precision was asked for.
+    /// The precision in bits, which is 52 whatever precision was requested.
     std::uint32_t getprecision() const { return scalarPrecision; }
 
     double getelement() const { return state().elements[mCursor]; }
@@ -149,13 +149,13 @@ class TOLVANE_API doublenumber final : public numberrepbody {
         return *this;
     }
 
-    /// Returns the stored integer as a word; a negative value counts modulo twoToWordlength.
+    /// Returns the stored integer as a word; a negative value is taken modulo twoToWordlength.
     std::uint64_t convertToUnsignedInteger(double slope, int exponent, double bias,
                                            std::uint64_t twoToWordlength) const;
     /// Returns 2^wordlength - 1, for 0 to 64 bits.
     static std::uint64_t bitcmpXorMask(int wordlength);
 
-    // The value times 2^scale, truncated toward zero (numbers/truncation.h says what is out of range).
+    // The value times 2^scale, truncated toward zero (see numbers/truncation.h for values out of range).
     std::int8_t fixed2int8(int unused, int scale) const;
     std::int16_t fixed2int16(int unused, int scale) const;
     std::int32_t fixed2int32(int unused, int scale) const;
@@ -191,8 +191,8 @@ class TOLVANE_API doublenumber final : public numberrepbody {
         ~State();
         void resize(std::uint64_t count);
 
-        /// Null when empty, `single` for one element, else in `block` at the start of a cache line, where vectors of
-        /// any width lie in one line.
+        /// Null if empty, `single` for one element, otherwise in `block` at the start of a cache line, so that vectors
+        /// of any width lie in one line.
         double* elements = nullptr;
         double single = 0.0;
         /// Null, or memory for bsFree.

@@ -1,6 +1,6 @@
 // Errors that several sources raise.
 //
-// Each id and text stands once; the layers above raise the same errors through these functions.
+// Each id and text is written once; the layers above raise the same errors through these functions.
 #pragma once
 
 #include "host/export.h"

@@ -1,7 +1,7 @@
 // Owner of one GMP integer.
 //
-// Bit and radix work on elements goes through GMP integers; holding them in this owner frees them on every path out of
-// an operation, also when an error passes. It converts to the pointers that GMP's functions take.
+// Bit and radix operations on elements use GMP integers; this owner frees them on every path out of an operation,
+// including errors. It converts to the pointers that GMP's functions take.
 #pragma once
 
 #include <gmp.h>

@@ -1,6 +1,6 @@
-// Errors that mark a broken invariant of the library rather than a mistake of its user.
+// Errors that mark a broken invariant of the library rather than a mistake by its user.
 //
-// Each such message ends in one fixed request to report the fault.
+// Each such message ends with the same request to report the fault.
 #pragma once
 
 #include <string>

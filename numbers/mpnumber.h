@@ -1,11 +1,11 @@
 // The body of numbers of 53 bits and more: an array of MPFR floats.
 //
-// Two precisions are kept apart. The stored precision p is what was asked for; an element is made with max(p + 1, 32)
-// bits, its element precision, which assignment and `setprecision` can change for one element. Arithmetic works at the
-// precision of the target element and to nearest, unless a contract says otherwise.
-// The floats of an array lie in one allocation and are reached through an array of pointers, which sorting permutes.
-// They are used with any operation of MPFR save those that reallocate or free a significand (mpfr_set_prec,
-// mpfr_prec_round, mpfr_clear, mpfr_swap with a float from elsewhere): `setprecision` and `operator=` do that here.
+// There are two precisions. The stored precision p is the requested one; an element is made with max(p + 1, 32) bits,
+// its element precision, which assignment and `setprecision` can change for one element. Arithmetic works at the
+// precision of the target element and to nearest, unless a contract says otherwise. The floats of an array are in one
+// allocation and accessed through an array of pointers, which sorting permutes. They may be used with any operation of
+// MPFR except those that reallocate or free a significand (mpfr_set_prec, mpfr_prec_round, mpfr_clear, mpfr_swap with a
+// float from elsewhere): `setprecision` and `operator=` do that here.
 #pragma once
 
 #include <cstdint>
@@ -18,18 +18,18 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     explicit mpnumber(double value = 0.0, std::uint32_t precision = 64);
     /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as every constructor does.
     mpnumber(std::uint64_t count, std::uint32_t precision, NumberVector tag);
-    /// Copies the current element alone (none from an empty source), at the element precision that follows from the
+    /// Copies only the current element (none from an empty source), at the element precision that follows from the
     /// source's stored precision.
     mpnumber(const mpnumber& source);
     /// Copies the whole array.
     mpnumber(const mpnumber* source, NumberVector tag);
-    /// Copies `count` elements from `start` on, which the source has.
+    /// Copies `count` elements from `start` on, all within the source.
     mpnumber(const mpnumber* source, std::uint64_t start, std::uint64_t count);
     /// Shares the array; the cursor starts at 0.
     mpnumber(const mpnumber* source, CopyIndex tag);
     ~mpnumber() override;
-    /// Takes the current value of the source; where the target element has fewer bits it is widened first, so no bit is
-    /// lost, and it never shrinks.
+    /// Takes the current value of the source. A target element with fewer bits is widened first, so no bit is lost; it
+    /// never shrinks.
     mpnumber& operator=(const mpnumber& source);
 
     /// Returns the bits of an element made for a stored precision.
@@ -87,7 +87,7 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     bool isFinite() const override { return mpfr_number_p(getelement()) != 0; }
     bool myisinf() const override { return mpfr_inf_p(getelement()) != 0; }
     bool iszero() const override { return mpfr_zero_p(getelement()) != 0; }
-    /// Returns whether the sign is minus, which -0 and a negative NaN have too (a doublenumber tells otherwise).
+    /// Returns whether the sign is minus, even for -0 and a negative NaN (unlike a doublenumber).
     bool isnegative() const override { return mpfr_signbit(getelement()) != 0; }
     bool myisnan() const override { return mpfr_nan_p(getelement()) != 0; }
     int unbiasedexponent() const override;
@@ -100,7 +100,7 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     mpnumber& fix() override;
     mpnumber& floor(int n) override;
     mpnumber& floor() override;
-    // An element without bits below the place of rounding is left alone by these two.
+    // These two leave an element without bits below the rounding position unchanged.
     mpnumber& nearest(int n) override;
     mpnumber& nearest() override;
     mpnumber& round(int n) override;
@@ -126,7 +126,7 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     void setprecision(std::uint32_t precision);
     /// The exponent e of a magnitude in [2^(e-1), 2^e); 0 for zero, infinity and NaN.
     mpfr_exp_t getexponent() const;
-    /// Scales the current element to that exponent; zero, infinity and NaN have none and stay.
+    /// Scales the current element to that exponent; zero, infinity and NaN have none and are unchanged.
     void setexponent(int exponent);
 
     /// Copies with truncation toward zero at the target's element precision.
@@ -153,12 +153,12 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     mpnumber& changesign() { return negate(); }
     mpnumber& sqrt();
     mpnumber& log();
-    /// Divides the natural logarithm by log 2, so the result is not exact for powers of two.
+    /// Divides the natural logarithm by log 2, so the result isn't exact for powers of two.
     mpnumber& log2();
     mpnumber& pow(unsigned n);
     mpnumber& pow2(unsigned n);
     mpnumber& hypot(const mpnumber& a, const mpnumber& b);
-    /// Takes the element modulo the divisor, with the divisor's sign; a zero divisor leaves it alone.
+    /// Takes the element modulo the divisor, with the divisor's sign; a zero divisor leaves it unchanged.
     mpnumber& mod(const mpnumber& divisor);
     mpnumber& addscaling(double slope, int exponent, double bias);
 
@@ -175,13 +175,13 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     std::uint64_t fixed2uint64(int unused, int scale) const;
 
     // Texts and words of the stored integer, which is the value times 2^fractionlength truncated toward zero; NaN and
-    // infinity have 0. Writers fill exactly `length` characters, without a terminating zero and right-aligned; of a
-    // longer text the low-order end stays, and a length below 1 writes nothing. Digits are GMP's, lower case from base
-    // 11 on; bases GMP has no digits for (it has 2 to 62) write zeros. Readers take what mpz_set_str takes, and 0 for
-    // any other text. Word lengths below 1 have no bits.
+    // infinity give 0. Writers fill exactly `length` characters, right-aligned and without a terminating zero; a longer
+    // text keeps its low-order end, and a length below 1 writes nothing. Digits are GMP's, lower case from base 11 on;
+    // bases without GMP digits (it has 2 to 62) write zeros. Readers accept the texts of mpz_set_str, and read any
+    // other as 0. Word lengths below 1 have no bits.
 
-    /// Writes the words of the integer, lowest first; a negative value counts modulo twoToWordlength. The binary
-    /// exponent stands in for the fraction length; slope and bias take no part.
+    /// Writes the words of the integer, lowest first; a negative value is taken modulo twoToWordlength. The binary
+    /// exponent replaces the fraction length; slope and bias are ignored.
     void fixed2IntArray(std::uint32_t* out, int words, int wordlength, double slope, int exponent, double bias,
                         mpfr_srcptr twoToWordlength) const;
     /// Writes a signed decimal, filled with blanks.
@@ -190,14 +190,14 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     void fixed2base(char* out, int length, int base, int wordlength, int fractionlength) const;
     /// Writes the bit pattern of the value in a float format, filled with zeros: a sign bit, `exponentlength` bits that
     /// are biased by exponentmax, `fractionlength` bits. Bits below the fraction are cut off, and a NaN is written as
-    /// the negative quiet one. A value above the format runs over into the bits above its exponent.
+    /// the negative quiet one. A value beyond the format overflows into the bits above its exponent.
     void float2base(char* out, int length, int base, int wordlength, int exponentlength, int fractionlength,
                     int exponentmax, int exponentmin) const;
     /// Sets the integer of a text times 2^-fractionlength. Warns with "fixedpoint:base2fixed:too_many_bits" and keeps
-    /// the low bits when the text needs more than wordlength.
+    /// the low bits if the text needs more than wordlength.
     void base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned);
-    /// Sets the value of a bit pattern in a float format. The pattern 0 leaves the element alone, and the sign bit
-    /// alone negates it. Raises "fixedpoint:fi:base2float:valuetoolarge" before any change.
+    /// Sets the value of a bit pattern in a float format. The pattern 0 leaves the element unchanged, and only the sign
+    /// bit negates it. Raises "fixedpoint:fi:base2float:valuetoolarge" before any change.
     void base2float(const char* text, int base, int wordlength, int exponentlength, int fractionlength, int exponentmax,
                     int exponentmin);
 
@@ -229,16 +229,16 @@ class TOLVANE_API mpnumber final : public numberrepbody {
         State(std::uint64_t count, std::uint32_t precision);
         ~State();
         void resize(std::uint64_t count);
-        /// Rounds an element to another precision, in a float with an allocation of its own.
+        /// Rounds an element to another precision, in a separately allocated float.
         void replace(std::uint64_t index, mpfr_prec_t precision);
         bool isInBlock(mpfr_srcptr element) const;
 
-        /// Null when empty, else the start of `block`.
+        /// Null if empty, otherwise the start of `block`.
         mpfr_ptr* elements = nullptr;
         /// From bsMalloc: the pointers, then each float with its significand.
         void* block = nullptr;
         std::uint64_t blockBytes = 0;
-        /// Whether an element was replaced by one with an allocation of its own.
+        /// Whether an element was replaced by a separately allocated one.
         bool hasReplaced = false;
     };
     static State* makeState(std::uint64_t count, std::uint32_t precision);

@@ -3,8 +3,8 @@
 // A number is a handle to a body (numberrepbody.h), an array of values with a cursor. Each operation acts on the
 // element at the cursor; `operator[]` sets the cursor, so that `a[i] += b[j]` works and a loop needs no temporary
 // handle. The body holds plain doubles for precisions of up to 52 bits and multi-precision floats from 53 bits; callers
-// never need to know which. Operations on doubles are in line; the others are virtual calls or end in numberops.h. A
-// copy of a number holds its current element alone, and assignment copies a value and never changes the target's kind,
+// never need to know which. Operations on doubles are inline; the others are virtual calls or forwarded to numberops.h.
+// A copy of a number holds only its current element; assignment copies a value and never changes the target's kind,
 // precision or size. Moving is copying: a result that took over a whole array would differ from a copied one.
 #pragma once
 
@@ -29,17 +29,17 @@ class TOLVANE_API number {
     /// Makes one element; `force` takes a multi-precision body at any precision. A double body stores a precision
     /// of 52.
     number(double value, std::uint32_t precision, bool force);
-    /// Makes `count` zeros; the default force flag plays no part.
+    /// Makes `count` zeros; the default force flag is ignored.
     number(std::uint64_t count, std::uint32_t precision, NumberVector tag);
-    /// As above, and leaves the values for the caller to set, each before it is read.
+    /// As above, but leaves the values uninitialised; the caller sets each before reading it.
     number(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
     /// Copies the whole array.
     number(const number& source, NumberVector tag);
-    /// Copies `count` elements from `start` on, which the source has.
+    /// Copies `count` elements from `start` on, all within the source.
     number(const number& source, std::uint64_t start, std::uint64_t count);
-    /// Shares the array of the source, with a cursor of its own at 0; either may go first.
+    /// Shares the array of the source, with its own cursor, at 0; either may be destroyed first.
     number(const number& source, CopyIndex tag);
-    /// Copies the current element into an array of one, made by the source's stored precision.
+    /// Copies the current element into an array of one, made with the source's stored precision.
     number(const number& source);
     virtual ~number();
 
@@ -85,15 +85,15 @@ class TOLVANE_API number {
     }
     void disp() const { mBody->disp(); }
 
-    /// Says whether both have one array.
+    /// Returns whether both share one array.
     bool sharesArrayOf(const number& other) const { return mBody->sharesArrayOf(*other.mBody); }
-    /// Gives up the array for that of the source, as the constructor that shares; the cursor stays.
+    /// Replaces the array by that of the source, like the sharing constructor; keeps the cursor.
     number& share(const number& source);
 
     /// The body, owned by this number.
     numberrepbody& body() { return *mBody; }
     const numberrepbody& body() const { return *mBody; }
-    /// The body when it holds doubles, else null.
+    /// The body if it holds doubles, otherwise null.
     doublenumber* asDouble() { return mBody->asDouble(); }
     const doublenumber* asDouble() const { return std::as_const(*mBody).asDouble(); }
 
@@ -107,10 +107,10 @@ class TOLVANE_API number {
         return *this;
     }
 
-    /// Keeps the first min(old, new) elements and makes the others zero. Raises "fixedpoint:fi:outofmemory" before any
-    /// change.
+    /// Keeps the first min(old, new) elements and sets the others to zero. Raises "fixedpoint:fi:outofmemory" before
+    /// any change.
     number& resize(std::uint64_t count);
-    /// As above when the stored precision is the given one already; otherwise makes a new body of zeros, whose kind may
+    /// As above if the stored precision is already the given one; otherwise makes a new body of zeros, whose kind may
     /// differ, and the old values are lost.
     number& resize(std::uint64_t count, std::uint32_t precision);
 
@@ -124,9 +124,9 @@ class TOLVANE_API number {
     number& setvalue(double value) {
         return apply([value](auto& body) { body.setvalue(value); });
     }
-    /// Sets source * slope + bias, slope and bias taken at default precision.
+    /// Sets source * slope + bias, with slope and bias at default precision.
     number& setvalue(const number& source, double slope, double bias);
-    /// Sets the integer in the words (lowest first) times 2^exponent; slope and bias take no part.
+    /// Sets the integer in the words (lowest first) times 2^exponent; slope and bias are ignored.
     number& setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double slope,
                      int exponent, double bias);
 
@@ -150,13 +150,13 @@ class TOLVANE_API number {
         numberops::hypot(*mBody, *a.mBody, *b.mBody);
         return *this;
     }
-    /// Takes the value modulo the divisor, with the divisor's sign; a zero divisor leaves it alone.
+    /// Takes the value modulo the divisor, with the divisor's sign; a zero divisor leaves it unchanged.
     number& mod(const number& divisor) {
         numberops::mod(*mBody, *divisor.mBody);
         return *this;
     }
 
-    // Results hold one element, made by the stored precision of the left operand.
+    // Results hold one element, made with the stored precision of the left operand.
     number operator+(const number& other) const;
     number operator-(const number& other) const;
     number operator*(const number& other) const;
@@ -187,7 +187,7 @@ class TOLVANE_API number {
     number& stridesort(bool ascending, std::uint64_t stride, std::uint64_t length);
     number& stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length);
 
-    // Rounding to a whole value or at the bit of weight 2^-n; numberrepbody.h tells the rules.
+    // Rounding to a whole value or at the bit of weight 2^-n; see numberrepbody.h for the rules.
     number& ceil(int n) {
         return apply([n](auto& body) { body.ceil(n); });
     }
@@ -267,7 +267,7 @@ class TOLVANE_API number {
     static bool sDefaultForceMultiplePrecision;
 
  private:
-    // Both run an action on the body: in line on doubles, by virtual calls otherwise.
+    // Both run an action on the body: inline on doubles, by virtual calls otherwise.
     template <class Action>
     number& apply(Action action) {
         if (doublenumber* body = mBody->asDouble()) {

@@ -9,20 +9,20 @@
 
 class TOLVANE_API numberfactory {
  public:
-    /// The least precision in bits that takes a multi-precision body.
+    /// The least precision in bits that needs a multi-precision body.
     static constexpr std::uint32_t multiplePrecisionFrom = 53;
 
     /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as do all below.
     static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision);
-    /// As above, of values to be set by the caller: zeros or whatever doubles lay there.
+    /// As above, with values to be set by the caller: zeros, or uninitialised doubles.
     static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision,
                                              embeddedNumberTags::UnsetVector tag);
     /// Copies the whole array into a body of the same kind.
     static numberrepbody* createnumberVector(const numberrepbody* source);
-    /// Copies `count` elements from `start` on, which the source has, into a body of the same kind.
+    /// Copies `count` elements from `start` on, all within the source, into a body of the same kind.
     static numberrepbody* createnumberVector(const numberrepbody* source, std::uint64_t start, std::uint64_t count);
     /// Makes one element; `force` takes a multi-precision body at any precision.
     static numberrepbody* createnumberScalar(double value, std::uint32_t precision, bool force);
-    /// Shares the array of the source, with a cursor of its own at 0.
+    /// Shares the array of the source, with its own cursor, at 0.
     static numberrepbody* createnumber(const numberrepbody* source, embeddedNumberTags::CopyIndex tag);
 };

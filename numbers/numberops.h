@@ -1,8 +1,8 @@
 // Operations on two bodies of any kinds; all binary arithmetic and comparison of `number` ends here.
 //
-// Promotion goes toward the multi-precision operand: a mixed operation is computed on a multi-precision copy of the
-// double operand, and a double target takes the result rounded back. A target never changes its kind or precision. The
-// case of two doubles stands first, in line, without a virtual call.
+// Operands are promoted to multi-precision: a mixed operation is computed on a multi-precision copy of the double
+// operand, and a double target takes the result rounded back. A target never changes its kind or precision. The case of
+// two doubles comes first, inline, without a virtual call.
 #pragma once
 
 #include <cstdint>
@@ -83,7 +83,7 @@ class TOLVANE_API numberops {
     static std::uint32_t fixed2uint32(const numberrepbody& body, int unused, int scale);
     static std::uint64_t fixed2uint64(const numberrepbody& body, int unused, int scale);
 
-    // The conversions of mpnumber, on a double body by way of a multi-precision copy of `wordlength` bits.
+    // The conversions of mpnumber, on a double body through a multi-precision copy of `wordlength` bits.
     static void fixed2IntArray(const numberrepbody& body, std::uint32_t* out, int words, int wordlength, double slope,
                                int exponent, double bias, mpfr_srcptr twoToWordlength);
     static void fixed2sdec(const numberrepbody& body, char* out, unsigned length, unsigned wordlength,

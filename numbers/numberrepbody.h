@@ -1,11 +1,11 @@
 // The abstract body of a `number`: an array of values of one kind, with a cursor.
 //
-// Every operation acts on the element at the cursor unless its contract says otherwise; nobody checks the cursor
-// against the element count, callers keep it in range. A body is a cursor of its own and a pointer to one counted block
+// Every operation acts on the element at the cursor unless its contract says otherwise; the cursor isn't checked
+// against the element count; callers keep it in range. A body consists of a cursor and a pointer to a counted block
 // that holds the array, its element count and its stored precision. Bodies made with `CopyIndex` share that block: a
-// resize through one is seen by all, and the last of them to go frees it, in whatever order they go.
-// The kinds are doublenumber and mpnumber; operations on two bodies of any kinds are in numberops, to which the
-// non-virtual operations below forward. Read number.h first.
+// resize through one is seen by all, and the last one destroyed frees it. The kinds are doublenumber and mpnumber;
+// operations on two bodies of any kinds are in numberops, to which the non-virtual operations below forward. Read
+// number.h first.
 #pragma once
 
 #include <gmp.h>
@@ -28,19 +28,19 @@ class TOLVANE_API numberrepbody {
 
     numberrepbody& operator=(const numberrepbody&) = delete;
 
-    // The virtual operations; their order is the order of the slots, on which callers outside rely.
+    // The virtual operations; their order is that of the vtable slots, on which external callers rely.
 
-    /// Returns a new body, owned by the caller, that holds a copy of the current element alone.
+    /// Returns a new body, owned by the caller, that holds a copy of only the current element.
     virtual numberrepbody* clone() const = 0;
-    /// Keeps the first min(old, new) elements and makes the others zero. Raises "fixedpoint:fi:outofmemory", and then
-    /// nothing has changed.
+    /// Keeps the first min(old, new) elements and sets the others to zero. Raises "fixedpoint:fi:outofmemory" before
+    /// any change.
     virtual void resize(std::uint64_t count) = 0;
     virtual ~numberrepbody();
     virtual numbertype gettype() const = 0;
     virtual bool isempty() const = 0;
     virtual double todouble() const = 0;
     /// Sets the integer held in the words, lowest first, times 2^exponent. With `isSigned`, bit wordlength - 1 is a
-    /// sign in two's complement. Slope and bias take no part: the value stays on the binary-point scale.
+    /// sign in two's complement. Slope and bias are ignored: the value stays on the binary-point scale.
     virtual void setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double slope,
                           int exponent, double bias) = 0;
     /// As above with an exponent of -fractionlength.
@@ -53,7 +53,7 @@ class TOLVANE_API numberrepbody {
     /// Multiplies by 2^n.
     virtual numberrepbody& pow2(int n) = 0;
     virtual numberrepbody& abs() = 0;
-    /// Makes the stored integer of a value with the given binary exponent; slope and bias take no part.
+    /// Makes the stored integer of a value with the given binary exponent; slope and bias are ignored.
     virtual numberrepbody& stripscaling(double slope, int exponent, double bias) = 0;
 
     // Bit operations on the stored integer of `wordlength` bits that the value has with the given binary exponent.
@@ -90,8 +90,8 @@ class TOLVANE_API numberrepbody {
     /// Sorts the whole array by columns: the array is a row of blocks of stride * length elements, and in a block each
     /// of the stride columns is a sequence of length elements that lie stride apart. NaN fails every comparison.
     virtual void stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) = 0;
-    /// As `stridesort`, and writes to `index`, which has the layout of the array, where each element stood in its
-    /// column, counted from 1. Equal elements keep their order in both directions.
+    /// As `stridesort`, and writes to `index`, which has the layout of the array, the original position of each element
+    /// in its column, counted from 1. Equal elements keep their order in both directions.
     virtual void stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length) = 0;
 
     virtual bool isFinite() const = 0;
@@ -123,7 +123,7 @@ class TOLVANE_API numberrepbody {
 
     // Without a virtual call.
 
-    /// Return this body as its kind, or null when it is of the other kind. Defined in doublenumber.h and mpnumber.h.
+    /// Return this body as its kind, or null if it is of the other kind. Defined in doublenumber.h and mpnumber.h.
     inline doublenumber* asDouble();
     inline const doublenumber* asDouble() const;
     inline mpnumber* asMp();
@@ -137,7 +137,7 @@ class TOLVANE_API numberrepbody {
 
     bool sharesArrayOf(const numberrepbody& other) const { return mState == other.mState; }
     std::uint64_t numel() const { return mState->elementCount; }
-    /// The precision in bits that was asked for when the array was made.
+    /// The precision in bits that was requested when the array was made.
     std::uint32_t get_stored_precision() const { return mState->storedPrecision; }
     void setIndex(std::uint64_t index) const { mCursor = index; }
     std::uint64_t getIndex() const { return mCursor; }
@@ -187,7 +187,7 @@ class TOLVANE_API numberrepbody {
                     int exponentmin);
 
  protected:
-    /// The block that sharing bodies hold in common; each kind adds its array.
+    /// The block that sharing bodies have in common; each kind adds its array.
     struct SharedState {
         SharedState(std::uint64_t count, std::uint32_t precision) : elementCount(count), storedPrecision(precision) {}
         SharedState(const SharedState&) = delete;
@@ -200,10 +200,10 @@ class TOLVANE_API numberrepbody {
 
     /// Takes over one reference to the state.
     numberrepbody(numbertype kind, SharedState* state) : mKind(kind), mState(state) {}
-    // Each kind says itself what copying means.
+    // Each kind defines its own copying.
     numberrepbody(const numberrepbody&) = delete;
 
-    /// Gives the reference back; returns whether it was the last, so that the kind frees the state.
+    /// Releases the reference; returns whether it was the last, so the kind must free the state.
     bool releaseState() { return --mState->referenceCount == 0; }
 
     const numbertype mKind;

@@ -1,7 +1,7 @@
-// The rounding rules for doubles, and scaling by a power of two, on which rounding at a given bit rests.
+// The rounding rules for doubles, and scaling by a power of two, the basis of rounding at a given bit.
 //
-// The rules themselves are generic over the value type and stand in numbers/rounding_rules.inl.h, which the vector
-// kernels include too. A rule is branch-free and uses nothing but + - * / < >= == on V and five functions:
+// The rules themselves are generic over the value type and are in numbers/rounding_rules.inl.h, which the vector
+// kernels also include. A rule is branch-free and uses only + - * / < >= == on V and five functions:
 //     roundFloor(V), roundCeil(V)   to a whole value
 //     magnitude(V)                  the value with its sign bit cleared
 //     choose(mask, V a, V b)        a where the mask (the result of a comparison) holds, else b
@@ -16,7 +16,7 @@
 namespace rounding {
 
 // std::floor and std::ceil are exact operations of IEEE 754, so they agree with the host's on every value; the compiler
-// puts them in line.
+// inlines them.
 inline double roundFloor(double x) {
     return std::floor(x);
 }
@@ -46,7 +46,7 @@ inline double scaleByPowerOfTwo(double x, int n) {
     return std::ldexp(x, n);
 }
 
-/// Returns -n, or INT_MAX for INT_MIN: beyond 2^5000 the scale of a double makes no difference any more.
+/// Returns -n, or INT_MAX for INT_MIN: beyond 2^5000 the scale no longer affects a double.
 constexpr int negatedExponent(int n) {
     return n == INT_MIN ? INT_MAX : -n;
 }

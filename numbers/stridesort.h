@@ -1,8 +1,8 @@
-// Sorting of strided columns, for arrays of any kind of element, alone or with the places the elements came from.
+// Sorting of strided columns, for arrays of any kind of element, alone or with the original positions of the elements.
 //
-// A quicksort with a stack of its own, so that long columns need no deep recursion, and insertion sort for short
-// segments. Elements need only a comparison; one that is not an ordering (NaN fails every comparison) leaves an order
-// without meaning, but neither runs out of bounds nor loses an element.
+// A quicksort with an explicit stack, so that long columns need no deep recursion, and insertion sort for short
+// segments. Elements need only a comparison; one that is not an ordering (NaN fails every comparison) gives a
+// meaningless order, but never reads out of bounds or loses an element.
 #pragma once
 
 #include <algorithm>
@@ -28,7 +28,7 @@ struct Column {
     static Value key(Entry entry) { return entry; }
 };
 
-/// A column of keys and the column of their places, which move together.
+/// A column of keys and the column of their positions, which move together.
 template <class Value>
 struct IndexedColumn {
     struct Entry {
@@ -70,8 +70,8 @@ void insertionSort(const Columns& columns, Segment segment, Less less) {
     }
 }
 
-/// Orders first, middle and last, and moves what is below the middle value before what is above it. Returns the two
-/// parts, each shorter than the segment, which has more than two elements.
+/// Orders first, middle and last, and moves values below the middle value before those above it. Returns the two parts,
+/// each shorter than the segment, which must have more than two elements.
 ///
 /// The scans need no test of bounds: the middle value stops the first pass, and every exchange leaves behind a value
 /// that was found to be on its proper side, which stops the scan of the other direction.
@@ -88,7 +88,7 @@ std::pair<Segment, Segment> partition(const Columns& columns, Segment segment, L
 
     const auto pivot = key(middle);
     std::uint64_t low = segment.first;
-    // One past the element that is looked at, so that it cannot fall below zero.
+    // One past the examined element, so that it cannot fall below zero.
     std::uint64_t high = segment.last + 1;
     while (low < high) {
         while (less(key(low), pivot)) ++low;
@@ -107,7 +107,7 @@ template <class Columns, class Less>
 void sort(const Columns& columns, std::uint64_t length, Less less) {
     constexpr std::uint64_t shortSegment = 32;
     if (length < 2) return;
-    // The longer part waits and the shorter one is at most half as long, so 64 places are enough for any length.
+    // The longer part waits and the shorter one is at most half as long, so 64 entries are enough for any length.
     std::array<Segment, 64> waiting;
     std::size_t waitingCount = 0;
     Segment segment{0, length - 1};
@@ -131,7 +131,8 @@ void reverse(const Columns& columns, std::uint64_t length) {
     }
 }
 
-/// Calls the action with the offset of each column of the array. Elements after the last complete block are in none.
+/// Calls the action with the offset of each column of the array. Elements after the last complete block belong to no
+/// column.
 template <class Action>
 void forEachColumn(std::uint64_t count, std::uint64_t stride, std::uint64_t length, Action action) {
     std::uint64_t block = 0;

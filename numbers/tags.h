@@ -1,7 +1,7 @@
 // Tags and kinds that the numeric core shares with the rest of the package.
 //
 // The class `embedded` (descriptors/embedded.h) inherits them, so that callers write `embedded::numbertype`; the
-// numeric core itself stands below the descriptors and uses this base.
+// numeric core itself is below the descriptors and uses this base.
 #pragma once
 
 struct embeddedNumberTags {
@@ -12,9 +12,9 @@ struct embeddedNumberTags {
     };
     /// Selects the constructors that make or copy a whole array of values.
     enum class NumberVector { tag };
-    /// As NumberVector, for an array of which every value is set before any is read: doubles are left as the memory
-    /// comes, which spares a pass over it.
+    /// As NumberVector, for an array in which every value is set before any is read: doubles are left uninitialised,
+    /// which saves a pass over the memory.
     enum class UnsetVector { tag };
-    /// Selects the constructors that share the array of another body and have a cursor of their own.
+    /// Selects the constructors that share the array of another body but have their own cursor.
     enum class CopyIndex { tag };
 };

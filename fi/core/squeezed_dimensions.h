@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Drops the dimensions of size 1, and keeps two: of a vector the one that is longer, at its place if that is one of
-/// the first two, else first. Two dimensions and less stay.
+/// Removes dimensions of size 1 but keeps two. For a vector, the longer dimension stays in place if it is one of the
+/// first two, otherwise it becomes the first. Up to two dimensions are unchanged.
 inline std::vector<std::uint64_t> squeezedDimensions(const std::vector<std::uint64_t>& dims) {
     if (dims.size() <= 2) {
         return dims;

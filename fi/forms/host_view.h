@@ -10,7 +10,7 @@
 #include "fi/fi.h"
 #include "host/hv.h"
 
-/// Sets each element to `convert` of the entry at its place; the cursor stays.
+/// Sets each element to `convert` of the entry at the same position; the cursor doesn't move.
 template <class T, class Convert>
 void convertEntries(const number& entries, std::span<T> out, Convert convert) {
     if (const doublenumber* doubles = entries.asDouble()) {

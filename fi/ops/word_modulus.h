@@ -1,4 +1,4 @@
-// What bit operations on the entries of one type share, made once for a whole array: for doubles and for
+// The data shared by bit operations on entries of one type, computed once for a whole array: for doubles and for
 // multi-precision entries.
 #pragma once
 

@@ -1,7 +1,7 @@
-// Moves of elements from one array to another by a pattern: runs of neighbours, and where each of them goes.
+// Moves of elements from one array to another by a pattern: runs of adjacent elements, and their destinations.
 //
-// A pattern is called with a mover, whose one function `run` moves a run. Arrays of doubles move part by part in plain
-// loops, for which the pattern is called once a part; other arrays move by `setvalue`, element by element.
+// A pattern is called with a mover, whose one function `run` moves a run. Arrays of doubles are moved part by part in
+// plain loops, for which the pattern is called once per part; other arrays are moved by `setvalue`, element by element.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 #include "fi/array/entries.h"
 #include "fi/fi.h"
 
-/// Neighbouring elements `from` a place of the source `to` a place of the target.
+/// Adjacent elements, `from` a position in the source `to` a position in the target.
 struct ElementRun {
     std::uint64_t from;
     std::uint64_t to;
@@ -46,14 +46,14 @@ struct fi::ElementMoves {
     };
 
     /// Moves stored values into an array with entries of its own. The target is complex if the source is; its current
-    /// element is the first one then.
+    /// element becomes the first one.
     template <class Pattern>
     static void move(const fi& source, fi& target, Pattern&& pattern);
     /// Moves stored values into a new matrix of zeros with type, rules and tag of the source.
     template <class Pattern>
     static std::unique_ptr<fi> moved(const fi& source, std::uint64_t rows, std::uint64_t columns, Pattern&& pattern);
-    /// Assigns, as `operator=` does element by element and with the same counts. While nobody counts, each element of
-    /// the source is assigned once, however many places it goes to.
+    /// Assigns, as `operator=` does element by element and with the same counts. Without logging, each element of the
+    /// source is assigned once, however many destinations it has.
     template <class Pattern>
     static void assign(const fi& source, fi& target, Pattern&& pattern);
 };

@@ -1,4 +1,4 @@
-// What operations on diagonals raise, in the library and in its methods.
+// Errors of operations on diagonals, in the library and in its methods.
 #pragma once
 
 #include <string>

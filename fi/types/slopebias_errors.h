@@ -1,4 +1,4 @@
-// What is raised where types or rules with slope and bias meet an operation that has no rule for them.
+// Errors of operations that have no rule for types or rules with slope and bias.
 #pragma once
 
 namespace slopebias {

@@ -1,4 +1,4 @@
-// Word lengths as precisions, and numbers to compute in.
+// Word lengths as precisions, and numbers for intermediate results.
 #pragma once
 
 #include <algorithm>
