@@ -1,8 +1,8 @@
 // The saved result of all loggers of one key: extremes and counts by tag, operation and type.
 //
-// The log map holds one for each key for the whole session, so that a user can ask after a run what range a tagged
-// place has seen. Loggers write themselves into it when they die (`qlogger::writeLogMap`). Extremes are doubles without
-// the factor and the bias of the type, as in the loggers.
+// The log map holds one for each key for the whole session, so that a user can query the range of a tagged place after
+// a run. Loggers write themselves into it when they are destroyed (`qlogger::writeLogMap`). Extremes are doubles
+// without the factor and the bias of the type, as in the loggers.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ class TOLVANE_API filog {
     filog();
     filog(std::string key, std::string tag, embedded::OperationTypeEnum operation, const NumericType& type, double min,
           double max, std::uint64_t overflows, std::uint64_t underflows);
-    /// Takes everything but the key from the logger.
+    /// Takes everything except the key from the logger.
     filog(std::string key, const qlogger& logger);
     explicit filog(const qlogger& logger);
 
@@ -58,7 +58,8 @@ class TOLVANE_API filog {
     void setMinLogFromRealWorldValue(double value) { mMinLog = removeSlopeAdjustmentFactorBias(value); }
     void setMaxLogFromRealWorldValue(double value) { mMaxLog = removeSlopeAdjustmentFactorBias(value); }
 
-    // The properties of the type, by the operations of NumericType with their errors and refusals. The extremes stay.
+    // The properties of the type, by the operations of NumericType with their errors and refusals. The extremes are
+    // unchanged.
 
     NumericType::DataTypeModeEnum getDataTypeMode() const { return mNumericType.getDataTypeMode(); }
     NumericType::DataTypeEnum getDataType() const { return mNumericType.getDataType(); }
@@ -74,12 +75,12 @@ class TOLVANE_API filog {
     double getSlopeAdjustmentFactor() const { return mNumericType.getSlopeAdjustmentFactor(); }
     double getSlope() const { return mNumericType.getSlope(); }
     double getBias() const { return mNumericType.getBias(); }
-    /// Resets the type where a double, single or boolean one becomes fixed-point or scaled double.
+    /// Resets the type if a double, single or boolean one becomes fixed-point or scaled double.
     void setDataTypeMode(NumericType::DataTypeModeEnum mode) { mNumericType.setDataTypeMode(mode, true); }
     void setDataType(NumericType::DataTypeEnum dataType) { mNumericType.setDataType(dataType); }
     void setScaling(NumericType::ScalingEnum scaling) { mNumericType.setScaling(scaling); }
     void setSignedness(NumericType::Signedness signedness) { mNumericType.setSignedness(signedness); }
-    /// Raise with the object name "FILOG" in id and message.
+    /// Raise with the object name "FILOG" in the id and message.
     void setSignednessBool(const hvArray* value) { mNumericType.setSignednessBool(value, "FILOG"); }
     void setSpecifiedSign(const hvArray* value) { mNumericType.setSpecifiedSign(value, "FILOG"); }
     void setWordLength(int wordLength) { mNumericType.setWordLength(wordLength); }
@@ -108,9 +109,9 @@ class TOLVANE_API filog {
     static const char* getVelmarClassName();
     /// Returns "embedded.filog".
     static const char* getVelmarPackageClassName();
-    /// Put the record into a new handle of its class and that into a new host value, which alone keeps the handle, by
-    /// an internal or an external reference; the caller owns the value. Raise "fixedpoint:filog:notRegistered" before
-    /// the class is in the package.
+    /// Put the record into a new handle of its class, and the handle into a new host value, which holds the only
+    /// reference to it, an internal or an external one; the caller owns the value. Raise
+    /// "fixedpoint:filog:notRegistered" before the class is in the package.
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<filog> record);
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<filog> record);
 

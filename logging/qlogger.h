@@ -1,10 +1,11 @@
-// The running log of one quantizing place: the extremes seen, and the counts of overflows, underflows and operations.
+// The running log of one place where values are quantized: extremes, and counts of overflows, underflows and
+// operations.
 //
 // The gate: counts and extremes change only when the logger's `alwaysLog` or the process-wide switch `getLogging` is
-// set; operations that say "gated" do nothing otherwise, and test the gate before they look at a value. Logging is a
-// const operation, because const quantizing logs. `Max` and `Min` are on the stored side of a type's slope adjustment
-// factor and bias, with the power of two in them. `Max` at its start value, the lowest double, marks a log that has
-// seen nothing. When a logger dies it can leave its counts in the log map: see the destructor, and filog.h.
+// set; operations marked "gated" do nothing otherwise, and test the gate before they examine a value. Logging is a
+// const operation, because const quantizing logs. `Max` and `Min` exclude a type's slope adjustment factor and bias,
+// but include the power of two. `Max` at its initial value, the lowest double, marks an empty log. When a logger is
+// destroyed it can leave its counts in the log map: see the destructor, and filog.h.
 #pragma once
 
 #include <cstdint>
@@ -27,13 +28,13 @@ class TOLVANE_API qlogger {
     qlogger(const qlogger& other, bool writeLogOnDestroy);
     qlogger(std::string tag, embedded::OperationTypeEnum operation, const EmbeddedTypeSystem::NumericType& type,
             bool alwaysLog, bool writeLogOnDestroy);
-    /// Copies all fields; `Max` and `Min` take values and keep their kind of body and their precision.
+    /// Copies all fields; `Max` and `Min` copy only values and keep their kind of body and their precision.
     qlogger& operator=(const qlogger& other);
-    /// Writes this log to the log map when it was made so, `getLogType` is 1 and the log has seen a value. An error in
-    /// that loses the entry and goes no further.
+    /// Writes this log to the log map if it was made to do so, `getLogType` is 1 and the log isn't empty. An error
+    /// there loses the entry and doesn't propagate.
     ~qlogger();
 
-    /// As assignment, except that tag, operation type, `alwaysLog` and the write at destruction stay.
+    /// As assignment, but keeps tag, operation type, `alwaysLog` and the write at destruction.
     void set(const qlogger& other) const;
 
     number& getMax() const { return mMax; }
@@ -65,7 +66,7 @@ class TOLVANE_API qlogger {
     void setAlwaysLog(bool on) const { mAlwaysLog = on; }
     bool writeLogOnDestroy() const { return mWriteLogOnDestroy; }
 
-    /// Says whether the gate is open.
+    /// Returns whether the gate is open.
     bool isLogging() const { return mAlwaysLog || sLogging; }
 
     /// Gated.
@@ -100,22 +101,22 @@ class TOLVANE_API qlogger {
         }
     }
     /// Adds the counts of the other log and widens the extremes to its extremes, which counts as two operations,
-    /// however many the other has. Gated.
+    /// however many the other counted. Gated.
     void updateStates(const qlogger& other) const;
-    /// Adds what an array of `count` quantized values gave: their overflows, underflows, greatest and least value (NaN
-    /// left out; the start values for an array of NaN only). The same as one call for every value. Gated.
+    /// Adds the statistics of an array of `count` quantized values: overflows, underflows, greatest and least value
+    /// (without NaN; the initial values if all are NaN). The same as one call per value. Gated.
     void addArrayStatistics(std::uint64_t count, std::uint64_t overflows, std::uint64_t underflows, double max,
                             double min) const;
     /// Takes the extremes of the other log.
     void copyMinMax(const qlogger& other) const;
 
-    /// Returns how far the count has grown since the last call, and remembers it.
+    /// Returns the increase of the count since the last call, and remembers the count.
     std::uint64_t changeInOverflows() const;
     std::uint64_t changeInUnderflows() const;
 
-    /// Brings extremes and counts to their start; `NMathoperations`, tag and operation type stay.
+    /// Resets extremes and counts; keeps `NMathoperations`, tag and operation type.
     void reset() const;
-    /// Says whether `Max`, as a double, is at its start value.
+    /// Returns whether `Max`, as a double, has its initial value.
     bool isreset() const;
 
     /// Return the extremes with slope adjustment factor and bias applied, as doubles.
@@ -133,8 +134,8 @@ class TOLVANE_API qlogger {
     static double getStartOfMax();
     static double getStartOfMin();
 
-    /// Returns the text of the operation type; anything but "Unspecified", "Assignment", "Product" and "Sum", and so
-    /// also a difference, gives the empty text. Log keys contain it.
+    /// Returns the text of the operation type; types other than "Unspecified", "Assignment", "Product" and "Sum", such
+    /// as a difference, give the empty text. Log keys contain it.
     std::string operationTypeToString() const;
     /// Returns tag, operation and type, joined by "|".
     std::string createFilogKey() const;
@@ -144,7 +145,7 @@ class TOLVANE_API qlogger {
     /// Returns a 1-by-1 host structure of Max and Min (as real-world values) and the counts, all doubles. The caller
     /// owns it.
     hvArray* toHvArrayStruct() const;
-    /// As toHvArrayStruct, for a log that doesn't exist: start values as they are, and counts of 0.
+    /// As toHvArrayStruct, for a log that doesn't exist: unconverted initial values, and counts of 0.
     static hvArray* createUninitializedhvArrayStruct();
     /// Prints the log through the host.
     void disp() const;

@@ -1,10 +1,10 @@
 // How the counts of logs reach the user: host warnings "fi:overflow" and "fi:underflow", overflow always before
-// underflow, for what has changed since the last report of that log.
+// underflow, for changes since the last report of that log.
 //
-// A report tests the process-wide switch `qlogger::getLogging` alone, unless its contract says otherwise: a log that
-// always logs goes on counting while the switch is off, and is reported when it is on. A change is marked as reported,
-// and added wherever it belongs, before its warning is sent: a warning that the host turns into an error loses no count
-// and is not repeated. A count of 0 says nothing.
+// A report tests only the process-wide switch `qlogger::getLogging`, unless its contract says otherwise: a log that
+// always logs keeps counting while the switch is off, and is reported when it is on. A change is marked as reported,
+// and added to the totals, before its warning is sent: a warning that the host turns into an error loses no count and
+// is not repeated. A count of 0 isn't reported.
 #pragma once
 
 #include <cstdint>
@@ -17,17 +17,17 @@ class qlogger;
 
 namespace reports {
 
-/// How far the counts of a log have grown.
+/// Increases of the counts of a log.
 struct Changes {
     std::uint64_t overflows = 0;
     std::uint64_t underflows = 0;
     bool operator==(const Changes&) const = default;
 };
 
-/// Returns what the log has gained since its last report, and remembers it as reported.
+/// Returns the changes of the log since its last report, and marks them as reported.
 TOLVANE_API Changes takeChanges(const qlogger& log);
 
-/// What a report calls an operation.
+/// The name of an operation in reports.
 struct OperationName {
     std::string_view overflow;
     std::string_view underflow;
@@ -40,16 +40,16 @@ struct OperationName {
 /// Callers compare this text, so the misspelling stays.
 inline constexpr OperationName kConjugateTranspose{"conjugate transpose", "consjugate transpose"};
 
-/// Reports a log. Underflows are taken after overflows were told: where that warning is made an error, they stay for
-/// the next report.
+/// Reports a log. Underflows are taken after the warning of overflows: if that warning is turned into an error, they
+/// remain for the next report.
 TOLVANE_API void report(const qlogger& log, const OperationName& operation);
 
 /// Reports a log, adds the changes to the session's log and stores the operation counts in the log. The session's log
-/// adds through its gate.
+/// adds them only if its gate is open.
 TOLVANE_API void reportWithTotal(const qlogger& log, const qlogger& session, OperationCounts counts,
                                  const OperationName& operation);
-/// As above, except that the operation counts go to the log of the result, which also takes the changes for its counts
-/// and as reported.
+/// As above, except that the operation counts go to the log of the result, which also adds the changes to its counts
+/// and marks them as reported.
 TOLVANE_API void reportWithTotal(const qlogger& log, const qlogger& session, const qlogger& result,
                                  OperationCounts counts, const OperationName& operation);
 
@@ -59,8 +59,9 @@ struct ProductAndSum {
     const qlogger& sum;
 };
 
-/// Reports the logs of the registers apart, products first. The log of the result takes the sums of the changes for its
-/// counts, but not as reported, and the operation counts; the session's logs add their part each.
+/// Reports the logs of the registers separately, products first. The log of the result adds the sums of the changes to
+/// its counts, without marking them as reported, and takes the operation counts; each of the session's logs adds its
+/// part.
 TOLVANE_API void reportProductAndSum(ProductAndSum registers, ProductAndSum session, const qlogger& result,
                                      OperationCounts counts, const OperationName& operation);
 
@@ -70,14 +71,14 @@ TOLVANE_API void reportProducts(const qlogger& a, const qlogger& b, const Operat
 /// Reports an operand and the session's assignments together, as a concatenation.
 TOLVANE_API void reportConcatenation(const qlogger& operand, const qlogger& sessionAssignments);
 
-/// Reports a quotient that has no array of its own, from counts that the caller took; tests no switch.
+/// Reports a quotient that isn't an array, from counts taken by the caller; tests no switch.
 TOLVANE_API void reportDivide(Changes changes);
 
 /// Reports an assignment; tests no switch.
 TOLVANE_API void reportAssignment(const qlogger& log);
 
-/// Reports an assignment and adds it to the session's assignments, which take the extremes of the log and the changes
-/// as reported: their own report is of what nobody has heard of.
+/// Reports an assignment and adds it to the session's assignments, which take the extremes of the log, and the changes
+/// marked as reported: their own report covers only unreported changes.
 TOLVANE_API void reportAssignmentWithTotal(const qlogger& log, const qlogger& session);
 
 }  // namespace reports

@@ -1,9 +1,8 @@
-// The body of a loop that turns real-world values into those of stored words of T, in one thread or in several.
+// The body of a loop that rounds real-world values through stored words of T, in one thread or in several.
 //
-// A body is copied for each thread's share of the range and writes the elements of its share alone; nothing else is
-// shared but the input. T is the chunk of the words: see quantization/word_conversion.h. Where doubles can do what
-// words do (quantization/word_limits.h), a share goes through the vector loops in one go, and the words serve the other
-// types.
+// A body is copied for each thread's share of the range and writes only the elements of its share; only the input is
+// shared. T is the chunk of the words: see quantization/word_conversion.h. Where doubles give the same results as words
+// (quantization/word_limits.h), a share goes through the vector loops at once; words are used for the other types.
 #pragma once
 
 #include <boost/make_shared.hpp>
@@ -37,7 +36,7 @@ class TbbQuantizeRwvDbl {
           mClient(makeClient()),
           mScratch(makeScratch(chunkCount)),
           mLimits(arraykernels::areAvailable() ? wordLimitsOf(type, roundCode, saturates) : std::nullopt) {}
-    /// A copy has a client and scratch of its own.
+    /// A copy has its own client and scratch memory.
     TbbQuantizeRwvDbl(const TbbQuantizeRwvDbl& other)
         : mInput(other.mInput),
           mOutput(other.mOutput),
@@ -51,11 +50,11 @@ class TbbQuantizeRwvDbl {
     TbbQuantizeRwvDbl& operator=(const TbbQuantizeRwvDbl&) = delete;
     ~TbbQuantizeRwvDbl() = default;
 
-    /// Does the elements from `begin()` up to `end()` of the range.
+    /// Processes the elements from `begin()` up to `end()` of the range.
     template <class Range>
     void operator()(const Range& range) const {
         if (mLimits) {
-            // The client of such values listens to nothing, so it need not be told of them.
+            // The client ignores reports of values out of range, so none are sent.
             arraykernels::quantizeThroughWords({mRoundCode, mSaturate != 0, mType.isSigned()}, *mLimits,
                                                mInput + range.begin(), mOutput + range.begin(),
                                                range.end() - range.begin());

@@ -1,8 +1,8 @@
-// Loops over whole arrays of doubles, compiled for several instruction sets and chosen once for the processor at hand.
+// Loops over whole arrays of doubles, compiled for several instruction sets, of which one is chosen for the processor.
 //
-// They apply the rules of quantization/fixed_rules.inl.h and float_rules.inl.h and so give, in every bit, what the
-// stored quantize function of a quantizer gives element by element. `in` and `out` hold `count` doubles and are the
-// same or disjoint.
+// They apply the rules of quantization/fixed_rules.inl.h and float_rules.inl.h and so give the same results, in every
+// bit, as the stored quantize function of a quantizer gives element by element. `in` and `out` hold `count` doubles and
+// are the same or disjoint.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@
 
 namespace arraykernels {
 
-/// What a pass saw. The extremes are those of the quantized values, infinities of the other end when it saw none but
+/// Statistics of a pass. The extremes are those of the quantized values, or infinities of the opposite sign if all were
 /// NaN; a zero extreme may have either sign.
 struct Statistics {
     double greatest = -std::numeric_limits<double>::infinity();
@@ -25,31 +25,31 @@ struct Statistics {
     std::uint64_t underflows = 0;
 };
 
-/// The part of a quantizer's description that picks a loop.
+/// The part of a quantizer's description that selects a loop.
 struct Selection {
     embedded::QuantizerModeEnum mode;
     embedded::RoundModeEnum round;
     embedded::OverflowModeEnum overflow;
 };
 
-/// Whether the processor has an instruction set that the loops are exact on; without it they must not be called.
+/// Whether the processor has an instruction set on which the loops are exact; otherwise they must not be called.
 bool areAvailable();
 
-/// Quantizes the array in mode fixed or ufixed (the limits are valid), or in one of the modes that take bounds alone:
-/// double, none, boolean and the scaled doubles. With `statistics` null nothing is counted.
+/// Quantizes the array in mode fixed or ufixed (the limits are valid), or in one of the modes that use only bounds:
+/// double, none, boolean and the scaled doubles. If `statistics` is null, nothing is counted.
 void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
                    std::size_t count, Statistics* statistics);
 /// As above, in the modes float and single.
 void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
                         std::size_t count, Statistics* statistics);
 
-/// The part of a conversion to stored words that picks a loop; the code is one of 0 to 6.
+/// The part of a conversion to stored words that selects a loop; the code is from 0 to 6.
 struct WordSelection {
     int roundCode;
     bool saturates;
     bool isSigned;
 };
-/// Gives each double the value of the stored word that it is converted to (quantization/word_conversion.h).
+/// Replaces each double by the value of the stored word to which it is converted (quantization/word_conversion.h).
 void quantizeThroughWords(WordSelection selection, const WordLimits& limits, const double* in, double* out,
                           std::size_t count);
 

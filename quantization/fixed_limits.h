@@ -1,7 +1,7 @@
 // The constants of a quantizer as plain doubles.
 //
-// A quantizer holds its constants as `number`s of any precision. Where doubles carry them exactly, the element
-// functions and the array kernels work on these copies instead, by the rule in quantization/fixed_rules.inl.h.
+// A quantizer holds its constants as `number`s of any precision. Where doubles hold them exactly, the element functions
+// and the array kernels work on these copies instead. The rule itself is in quantization/fixed_rules.inl.h.
 #pragma once
 
 #include "host/export.h"
@@ -17,7 +17,7 @@ struct TOLVANE_API FixedDoubleLimits {
     double negativeEps = 0.0;
     /// The bounds and the eps are exactly the quantizer's; comparisons with them and copies of them are exact.
     bool hasBounds = false;
-    /// All fields are set and `quantizeFixedValue` gives the values and counts of the operations on `number`, in every
-    /// bit, for any double: fixed-point modes only. See `quantizer::updatelimits` for the proof.
+    /// All fields are set and `quantizeFixedValue` gives the same values and counts as the operations on `number`, in
+    /// every bit, for any double: fixed-point modes only. See `quantizer::updatelimits` for the proof.
     bool valid = false;
 };

@@ -1,4 +1,4 @@
-// The numbers of a format as they come from a user.
+// The numbers of a format as entered by a user.
 #pragma once
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 
 namespace formatnumbers {
 
-/// Truncates; NaN counts as 0 and values beyond int saturate.
+/// Truncates; NaN becomes 0 and values beyond int saturate.
 inline int toInt(double value) {
     if (std::isnan(value)) {
         return 0;

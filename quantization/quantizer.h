@@ -1,11 +1,11 @@
-// Forces values into a number format: fixed-point, floating-point, boolean, or none with the overflows merely counted.
+// Quantizes values to a number format: fixed-point, floating-point, boolean, or none, with overflows only counted.
 //
-// A description (mode, round mode, overflow mode, a format of two numbers) is turned into constants held as `number`s
-// and into one stored element function, so that quantizing a value tests no mode. Every setter derives all anew, so the
-// constants never lag the description and references to them end with the next setter. Format: word length in bits,
-// then the fraction length (weight of bit 0 is 2^-f) or, in mode "float", the exponent length. Format numbers are
-// truncated to ints; NaN counts as 0 and values beyond int saturate. Quantizing is const, yet it counts in the logger:
-// a quantizer belongs to one thread. Read next: qlogger.h, quantization/README.md.
+// A description (mode, round mode, overflow mode, a format of two numbers) is translated to constants held as `number`s
+// and one stored element function, so that quantizing a value tests no mode. Every setter derives everything again, so
+// the constants always match the description, and references to them are valid until the next setter. Format: word
+// length in bits, then the fraction length (weight of bit 0 is 2^-f) or, in mode "float", the exponent length. Format
+// numbers are truncated to ints; NaN becomes 0 and values beyond int saturate. Quantizing is const, but it counts in
+// the logger: a quantizer belongs to one thread. Read next: qlogger.h, quantization/README.md.
 #pragma once
 
 #include <memory>
@@ -25,12 +25,12 @@ class TOLVANE_API quantizer {
     using NumericType = EmbeddedTypeSystem::NumericType;
     using QuantizeFunction = number& (quantizer::*)(number&) const;
 
-    // Errors of the description, by whoever checks it: "fixedpoint:quantizer:wordlengthtoobig" above 65535 bits,
-    // "fixedpoint:quantizer:wordlengthtoosmall" below 1, and in mode "float" "fixedpoint:quantizer:exponenttoobig"
-    // above 31, "fixedpoint:quantizer:exponenttoosmall" below 0 and
+    // Errors of the description, from every function that checks it: "fixedpoint:quantizer:wordlengthtoobig" above
+    // 65535 bits, "fixedpoint:quantizer:wordlengthtoosmall" below 1, and in mode "float"
+    // "fixedpoint:quantizer:exponenttoobig" above 31, "fixedpoint:quantizer:exponenttoosmall" below 0 and
     // "fixedpoint:quantizer:exponentlargerthanwordlength" unless it is below the word length. A setter that raises has
-    // changed nothing, except that a change of mode to one that the format does not fit keeps the new mode together
-    // with the old constants.
+    // changed nothing, except that a change to a mode that the format does not fit keeps the new mode together with the
+    // old constants.
 
     quantizer(embedded::QuantizerModeEnum mode, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow,
               int wordlength, int fractionlength, const std::string& tag, embedded::OperationTypeEnum operation,
@@ -38,13 +38,13 @@ class TOLVANE_API quantizer {
     /// Takes mode and format from the type; errors as `set`.
     quantizer(const NumericType& type, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow,
               const std::string& tag, embedded::OperationTypeEnum operation, bool alwaysLog);
-    /// Copies everything, the log included. Each constant is copied as a `number` is, by its stored precision.
+    /// Copies everything, including the log. Each constant is copied like a `number`, with its stored precision.
     quantizer(const quantizer& other);
     /// Copies, and then takes mode and format from the type.
     quantizer(const quantizer& other, const NumericType& type);
-    /// As the copy constructor; the extremes of the log take values.
+    /// As the copy constructor; the extremes of the log copy only values.
     quantizer& operator=(const quantizer& other);
-    /// The logger writes itself to the log map when it is to.
+    /// The logger writes itself to the log map if it was made to do so.
     virtual ~quantizer();
 
     // Setting.
@@ -56,14 +56,14 @@ class TOLVANE_API quantizer {
     /// In mode "float", a word length that is not above the exponent length raises
     /// "fixedpoint:quantizer:wordlengthlargerthanexponent".
     void setWordlength(int wordlength);
-    /// Sets the second number of the format, and so the exponent length in mode "float"; checks nothing otherwise.
+    /// Sets the second number of the format: in mode "float" the exponent length; in the others without checks.
     void setFractionlength(int fractionlength);
     /// Checks the exponent length in every mode.
     void setExponentlength(int exponentlength);
-    /// Takes mode and format from a type (its slope adjustment factor and bias are no part of a quantizer), and derives
-    /// anew only when something differs or `force` is set. Raises "fixedpoint:quantizer:unspecifiedscaling".
+    /// Takes mode and format from a type (a quantizer has no slope adjustment factor or bias), and derives the
+    /// constants again only if something differs or `force` is set. Raises "fixedpoint:quantizer:unspecifiedscaling".
     void set(const NumericType& type, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow, bool force);
-    /// Takes the description of the other quantizer when it differs or `force` is set. The log stays.
+    /// Takes the description of the other quantizer if it differs or `force` is set. Keeps the log.
     void set(const quantizer& other, bool force);
     /// Sets the type of the logger and takes mode and format from it.
     void setNumericType(const NumericType& type);
@@ -85,7 +85,7 @@ class TOLVANE_API quantizer {
     int getWordlength() const { return mWordlength; }
     /// In the float modes the mantissa length without the hidden bit.
     int getFractionlength() const { return mFractionlength; }
-    /// The precision in bits that was given to the constants.
+    /// The precision of the constants in bits.
     unsigned getPrecision() const { return mPrecision; }
     int getExponentlength() const { return mExponentlength; }
     int getExponentmax() const { return mExponentmax; }
@@ -99,8 +99,8 @@ class TOLVANE_API quantizer {
     /// The modulus of wrapping; 0 in the float modes.
     const number& getWrapAround() const { return constants().wraparound; }
     const number& getDenormalmin() const { return constants().denormalmin; }
-    /// The smallest normal value, or one step in the fixed modes; negative for the one-bit signed word, whose only
-    /// step is the one below zero. Likewise `getEps`.
+    /// The smallest normal value, or one step in the fixed modes; negative for the one-bit signed word, whose only step
+    /// is the one below zero. The same holds for `getEps`.
     const number& getRealmin() const;
     const number& getEps() const;
     number getDenormalmax() const;
@@ -129,25 +129,24 @@ class TOLVANE_API quantizer {
     bool isequal(const quantizer& other) const;
     /// The constants as doubles, for loops over whole arrays.
     const FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
-    /// Whether the element function leaves all values as they are while nothing is counted.
+    /// Whether, with logging off, the element function leaves all values unchanged.
     bool keepsValues() const;
 
     // Quantizing.
 
-    /// Quantizes the element at the cursor in place, counts what happened, and returns x.
+    /// Quantizes the element at the cursor in place, counts overflow and underflow, and returns x.
     number& quantize(number& x) const { return (this->*mQuantize)(x); }
     /// The stored element function, for loops.
     QuantizeFunction getQuantizeFunction() const { return mQuantize; }
-    /// Quantizes every element in order, as `quantize` on each: the same values, counts and extremes. The cursor
-    /// stays.
+    /// Quantizes every element in order, as `quantize` on each: the same values, counts and extremes. Keeps the cursor.
     number& quantizeArray(number& x) const;
     /// As quantizeArray, on doubles; `out` has the length of `in` and is the same memory or separate from it.
     void quantize(std::span<const double> in, std::span<double> out) const;
-    /// Whether the array entrance quantizes by the fixed-point rule on the double limits
-    /// (quantization/fixed_rules.inl.h), so that another vector loop may do the same.
+    /// Whether arrays are quantized by the fixed-point rule on the double limits (quantization/fixed_rules.inl.h), so
+    /// that another vector loop may do the same.
     bool hasFixedKernel() const;
     /// Bring a value that is out of range into the signed or the unsigned range, modulo the wraparound, and count an
-    /// overflow. Others stay.
+    /// overflow. Other values are unchanged.
     number& wrap(number& x) const;
     number& uwrap(number& x) const;
     void updateminmax(const number& x) const { mLogger.updateminmax(x); }
@@ -160,7 +159,7 @@ class TOLVANE_API quantizer {
     void num2sdec(char* out, int length, const number& x) const;
     /// Writes digits of a base. Raises "fixedpoint:quantizer:num2base:notdefined" for scaled doubles.
     void num2base(char* out, int length, const number& x, int base) const;
-    /// Reads what num2base writes. Raises "fixedpoint:quantizer:base2num:notdefined" for scaled doubles.
+    /// Reads the output of num2base. Raises "fixedpoint:quantizer:base2num:notdefined" for scaled doubles.
     number& base2num(const char* text, int base, number& x) const;
     /// Print the description through the host.
     void fidisp() const;
@@ -169,7 +168,7 @@ class TOLVANE_API quantizer {
  private:
     struct Functions;
 
-    // The constants as numbers, and how they come from word length and fraction length in the fixed-point modes.
+    // The constants as numbers, and their derivation from word length and fraction length in the fixed-point modes.
     struct Constants {
         Constants(unsigned precision, bool force);
         number realmax, lowerbound, realmin, positiveEps, negativeEps, wraparound, denormalmin;
@@ -192,7 +191,7 @@ class TOLVANE_API quantizer {
     void updatelimits();
     void updatewordlimits();
     void updatequantizer();
-    /// The fraction length less an exponent, within int: a float function that stayed behind meets any fraction length.
+    /// The fraction length less an exponent, within int: a float function kept from before may see any fraction length.
     int lastBitBelow(int exponent) const;
     bool hasNegativeStepOnly() const { return isSignedFixed() && mWordlength == 1; }
     void printFormat() const;
@@ -222,14 +221,15 @@ class TOLVANE_API quantizer {
     int mWordlength = 0;
     int mFractionlength = 0;
     unsigned mPrecision = 0;
-    // Null until somebody asks, where doubles carry the format: most quantizers of an array's life are never asked.
+    // Null until first requested, if doubles hold the format: for most quantizers in the life of an array they never
+    // are.
     mutable std::unique_ptr<Constants> mConstants;
     WordKind mWordKind = WordKind::Signed;
     int mExponentlength = 0;
     int mExponentmax = 0;
     int mExponentmin = 0;
     QuantizeFunction mQuantize = &quantizer::QuantizeNone;
-    // Whether that is the function of the description: it stays behind when a mode is unknown or a derivation raised.
+    // Whether the function matches the description: the old one is kept if a mode is unknown or a derivation raised.
     bool mFunctionFits = false;
     qlogger mLogger;
     FixedDoubleLimits mLimits;

@@ -2,9 +2,9 @@
 //
 // A word is an array of chunks of the integer type T, least significant first: one chunk of 8, 16 or 32 bits, or as
 // many of std::uint32_t as the word needs, for signed types too. Bits above the word's top are copies of its sign,
-// zeros for an unsigned type. Slope and bias take no part here: a word with fixed exponent F stands for word * 2^F. All
-// works on the bits of the double, held as a 54-bit two's-complement integer in two chunks; nothing is rounded but the
-// bits that the type drops. Nothing is allocated. The array loops are in quantization/TbbQuantizeRwvDbl.h.
+// zeros for an unsigned type. Slope and bias are ignored here: a word with fixed exponent F represents word * 2^F. All
+// functions work on the bits of the double, held as a 54-bit two's-complement integer in two chunks; rounding only
+// affects the bits that the type drops. Nothing is allocated. The array loops are in quantization/TbbQuantizeRwvDbl.h.
 #pragma once
 
 #include <array>
@@ -17,8 +17,8 @@
 
 namespace wordconversion {
 
-/// What becomes of dropped bits, as the number that the conversion goes by: 0 fix, 1 nearest, 2 ceil, 3 floor, 5 round,
-/// 6 convergent. Anything else, 4 included, works as 0.
+/// The rounding of dropped bits, as the code that the conversion uses: 0 fix, 1 nearest, 2 ceil, 3 floor, 5 round, 6
+/// convergent. Any other code, including 4, works as 0.
 int roundCodeOf(embedded::RoundModeEnum mode);
 inline constexpr int roundCodeCount = 7;
 
@@ -28,14 +28,15 @@ constexpr int chunkCountOf(int wordBits) {
 }
 
 /// Stores the word of v. NaN gives 0; an infinity the bound of its sign, or 0 when wrapping. Rounds first, then
-/// saturates or keeps the low bits. Tells the client of values that are out of range. The word has the chunks that the
-/// type's word length, 1 bit or more, takes.
+/// saturates or keeps the low bits. Reports values out of range to the client. The word has as many chunks as the
+/// type's word length, 1 bit or more, needs.
 template <class T>
 void convertToWord(double v, const EmbeddedTypeSystem::NumericType& type, int roundCode, bool saturates,
                    FxpCoreClientInterface& client, std::span<T> word);
 
-/// Returns the value of a word. Chunks are added from the lowest up, each sum rounded to nearest: exact for what comes
-/// from a double without wrapping, but the greatest words of 54 bits and more give the power of two above them.
+/// Returns the value of a word. Chunks are added from the lowest up, each sum rounded to nearest: exact for words
+/// converted from a double without wrapping, except that the greatest words of 54 bits and more give the power of two
+/// above them.
 template <class T>
 double valueOfWord(std::span<const T> word, const EmbeddedTypeSystem::NumericType& type);
 

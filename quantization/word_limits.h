@@ -1,5 +1,5 @@
-// The stored words of a fixed-point type as plain doubles, for loops over arrays that give what the word-level
-// conversion (quantization/word_conversion.h) gives, bit for bit.
+// The stored words of a fixed-point type as plain doubles, for loops over arrays that give the same results as the
+// word-level conversion (quantization/word_conversion.h), bit for bit.
 #pragma once
 
 #include <optional>
@@ -16,6 +16,6 @@ struct WordLimits {
     double inverseModulus = 1.0;
 };
 
-/// Returns the limits of a type of 1 bit or more when the rules on doubles (quantization/word_rules.inl.h) hold for any
-/// value; word_limits.cpp has the proof.
+/// Returns the limits of a type of 1 bit or more if the rules on doubles (quantization/word_rules.inl.h) are exact for
+/// every value; word_limits.cpp has the proof.
 std::optional<WordLimits> wordLimitsOf(const EmbeddedTypeSystem::NumericType& type, int roundCode, bool saturates);

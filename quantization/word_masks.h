@@ -1,5 +1,5 @@
-// Masks on the 32-bit chunks of stored words, by bit position: with the tables of numbers/bit_tables.h, which chunk a
-// bit lies in, they do without variable shifts.
+// Masks on the 32-bit chunks of stored words, by bit position: together with the tables of numbers/bit_tables.h, which
+// give the chunk of a bit, they avoid variable shifts.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@ inline constexpr std::array<std::uint32_t, 32> mask_lsNBitsOne = [] {
     return masks;
 }();
 
-/// Entry i has all bits set but the i lowest.
+/// Entry i has all bits set except the i lowest.
 inline constexpr std::array<std::uint32_t, 32> mask_lsNBitsZero = [] {
     std::array<std::uint32_t, 32> masks{};
     for (std::uint32_t i = 0; i < 32; ++i) masks[i] = ~(mask_nthBitOne[i] - 1);

@@ -1,4 +1,4 @@
-// The type of one character: so many bits, signed or not. A leaf.
+// The type of one character: a number of bits, signed or not. A leaf.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@ namespace EmbeddedTypeSystem {
 
 class TOLVANE_API CharType : public ScalarType {
  public:
-    /// Makes the signed type of 8 bits, with a host handle at once if asked.
+    /// Makes the signed type of 8 bits, with a host handle if `makesHandle`.
     explicit CharType(bool makesHandle);
     CharType(int bits, bool isSigned, bool makesHandle);
 
@@ -21,7 +21,7 @@ class TOLVANE_API CharType : public ScalarType {
     /// Compares qualifiers, bits and sign.
     bool operator==(const Type& other) const override;
     void accept(EmbeddedTypeVisitor* visitor) override;
-    /// Any CharType will do.
+    /// Accepts any CharType.
     bool canBeConvertedTo(const Type* other) const override;
     OMClass* getOMClass() const override;
     void addCheckSum(MD5CheckSumModEndian& sum) const override;

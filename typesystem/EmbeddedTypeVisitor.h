@@ -1,8 +1,8 @@
 // An operation on types by their class, such as printing a declaration: derive from this and call `type->accept(this)`.
 //
-// A visitor goes as deep as it likes by calling `accept` of the parts. A tree may lead back to itself through a
-// structure, so one that follows pointers must know where it has been. The order of the operations is part of the
-// binary interface.
+// A visitor descends as far as it wants by calling `accept` of the parts. A tree may lead back to itself through a
+// structure, so a visitor that follows pointers must remember the types it has visited. The order of the operations is
+// part of the binary interface.
 #pragma once
 
 #include "host/export.h"

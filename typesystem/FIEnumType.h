@@ -1,7 +1,7 @@
-// The type of an enumeration: an integer of so many bits, signed or not, with named members. A leaf.
+// The type of an enumeration: an integer with a number of bits, signed or not, with named members. A leaf.
 //
-// Equality, conversion and the checksum ask about the integer alone; names and values are what the host shows. Strings
-// are set first, then as many values.
+// Equality, conversion and the checksum use only the integer; the host shows names and values. Strings are set first,
+// then the same number of values.
 #pragma once
 
 #include <cstdint>
@@ -14,10 +14,10 @@ namespace EmbeddedTypeSystem {
 
 class TOLVANE_API FIEnumType : public ScalarType {
  public:
-    /// Makes the signed type of 32 bits without members, with a host handle at once if asked. Raises
+    /// Makes the signed type of 32 bits without members, with a host handle if `makesHandle`. Raises
     /// "embeddedtype:memory:OutofMemory".
     explicit FIEnumType(bool makesHandle);
-    /// As above with `count` members of empty names and value 0.
+    /// As above, with `count` members with empty names and value 0.
     FIEnumType(std::uint64_t count, bool makesHandle);
     FIEnumType(const FIEnumType& other);
     FIEnumType& operator=(const FIEnumType& other);
@@ -32,20 +32,19 @@ class TOLVANE_API FIEnumType : public ScalarType {
     const StringVector& getStrings() const { return mStrings; }
     /// Returns the values, a numeric vector owned by this object.
     const hvArray* getHvValues() const { return mValues.get(); }
-    /// Copies the names and drops all values; null counts as no names. Raises "embeddedtype:memory:OutofMemory".
+    /// Copies the names and removes all values; null means no names. Raises "embeddedtype:memory:OutofMemory".
     void setStrings(const StringVector* strings);
     /// Copies a vector of whole numbers, as many as there are names. Raises "embeddedtype:enum:InvalidValues",
     /// "embeddedtype:enum:ValuesandStringsMismatch" and "embeddedtype:memory:OutofMemory".
     void setHvValues(const hvArray* values);
-    /// Writes name (null counts as empty) and value of one member where there is room for them; an index beyond the
-    /// names, or beyond the values, writes no name, or no value. Values that were set with another class than double
-    /// become double.
+    /// Writes the name (null means empty) and value of one member if it exists; an index beyond the names, or beyond
+    /// the values, writes no name, or no value. Values that were set as another class than double become double.
     void setMemberAt(const char* name, int value, std::uint64_t index);
 
     /// Compares qualifiers, bits and sign.
     bool operator==(const Type& other) const override;
     void accept(EmbeddedTypeVisitor* visitor) override;
-    /// Any FIEnumType will do.
+    /// Accepts any FIEnumType.
     bool canBeConvertedTo(const Type* other) const override;
     OMClass* getOMClass() const override;
     void addCheckSum(MD5CheckSumModEndian& sum) const override;

@@ -1,7 +1,7 @@
-// One counted reference on a host handle, given up with this object.
+// One counted reference to a host handle, released with this object.
 //
-// Giving up the last reference ends an object that may give up references in turn. However long such a chain of parts
-// is, it is worked off by a loop and not by recursion.
+// Releasing the last reference destroys an object that may release references in turn. Such a chain of parts, whatever
+// its length, is processed by a loop, not by recursion.
 #pragma once
 
 #include <utility>
@@ -15,12 +15,12 @@ namespace EmbeddedTypeSystem {
 class TOLVANE_API HandleReference {
  public:
     HandleReference() = default;
-    /// Takes over a reference of the caller.
+    /// Takes over the caller's reference.
     static HandleReference adopt(OMInterface* handle) { return HandleReference(handle); }
     /// Adds a reference; null holds nothing.
     static HandleReference to(OMInterface* handle);
     HandleReference(HandleReference&& other) noexcept : mHandle(std::exchange(other.mHandle, nullptr)) {}
-    /// Gives up the old reference last, when this object is whole.
+    /// Releases the old reference last, when this object is complete.
     HandleReference& operator=(HandleReference&& other) noexcept {
         OMInterface* const old = std::exchange(mHandle, std::exchange(other.mHandle, nullptr));
         giveUp(old);

@@ -1,5 +1,5 @@
-// The host's MD5 accumulator with numbers whose bytes enter in big-endian order, so that a sum does not depend on the
-// machine. Texts enter raw, by `addn`.
+// The host's MD5 accumulator, with the bytes of numbers added in big-endian order, so that a sum does not depend on the
+// machine. Texts are added raw, by `addn`.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ class TOLVANE_API MD5CheckSumModEndian : public bs_md5ChecksumRec {
     void addInt32(int value);
     /// Adds the eight bytes of the IEEE value.
     void addReal64(double value);
-    /// Adds the characters without a terminator; null counts as empty.
+    /// Adds the characters without a terminator; null means empty.
     void addText(const char* text);
     /// Returns the value whose bytes on this machine are those of the given value on a little-endian one.
     static unsigned getUniformedUInt32(unsigned value);

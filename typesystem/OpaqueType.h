@@ -1,4 +1,4 @@
-// A type of which only the name is known: its identifier. It equals a type of the same name and converts to nothing.
+// A type of which only the name, its identifier, is known. It equals a type of the same name and converts to nothing.
 #pragma once
 
 #include "typesystem/Type.h"
@@ -7,7 +7,7 @@ namespace EmbeddedTypeSystem {
 
 class TOLVANE_API OpaqueType : public Type {
  public:
-    /// Makes a host handle at once if asked.
+    /// If `makesHandle`, makes a host handle at once.
     explicit OpaqueType(bool makesHandle);
 
     std::uint64_t getWidth() const override { return 1; }
@@ -22,7 +22,7 @@ class TOLVANE_API OpaqueType : public Type {
     bool operator==(const Type& other) const override;
     bool isComplete() const override { return true; }
     void accept(EmbeddedTypeVisitor* visitor) override;
-    /// Nothing will do, not even this type itself.
+    /// Accepts nothing, not even this type itself.
     bool canBeConvertedTo(const Type* other) const override;
     OMClass* getOMClass() const override;
     void addCheckSum(MD5CheckSumModEndian& sum) const override;

@@ -1,8 +1,8 @@
 // How a type or an element of a structure holds a type that it is made from.
 //
-// A part with a host handle is kept by a reference on that handle, whoever else lets it go. A part without one is
-// borrowed: who made it keeps it for as long as it is used. Exactly the reference that was taken is given up, also when
-// the part got a handle, or another one, in between.
+// A part with a host handle is kept alive by a reference on that handle, whatever other holders do. A part without one
+// is borrowed: its creator keeps it for as long as it is used. Exactly the reference that was taken is released, even
+// if the part got a handle, or another one, in between.
 #pragma once
 
 #include "typesystem/HandleReference.h"
@@ -17,7 +17,7 @@ class PartReference {
         : mPart(part), mHandle(HandleReference::to(part == nullptr ? nullptr : part->getOMIWithoutCreating())) {}
 
     Type* get() const { return mPart; }
-    /// The handle that keeps the part; null for a borrowed one.
+    /// The handle that keeps the part alive; null for a borrowed one.
     OMInterface* getHandle() const { return mHandle.get(); }
 
  private:

@@ -1,5 +1,5 @@
-// A type that points at values of another: of any type but one that leads straight back to the pointer, and through at
-// most one further pointer or matrix at the time of setting.
+// A type that points at values of another: any type except one that leads straight back to the pointer, with at most
+// one further pointer or matrix in between at the time of setting.
 #pragma once
 
 #include "typesystem/PartReference.h"
@@ -9,22 +9,22 @@ namespace EmbeddedTypeSystem {
 
 class TOLVANE_API PointerType : public Type {
  public:
-    /// Makes a host handle at once if asked.
+    /// If `makesHandle`, makes a host handle at once.
     explicit PointerType(bool makesHandle);
-    /// As above with what it points at; raises as setBaseType.
+    /// As above, with the type it points at; raises as setBaseType.
     PointerType(Type* base, bool makesHandle);
     PointerType(const PointerType& other);
-    /// Raises "embeddedtype:pointerbasetype:recursion" where the other leads to this without a structure in between.
+    /// Raises "embeddedtype:pointerbasetype:recursion" if the other leads to this without a structure in between.
     PointerType& operator=(const PointerType& other);
 
-    /// Takes what isValidBaseType accepts (PartReference.h tells how it is held). Raises
+    /// Takes a type that isValidBaseType accepts (PartReference.h explains how it is held). Raises
     /// "embeddedtype:pointerbasetype:nullbasetype", "embeddedtype:pointerbasetype:invalidbasetype" and
     /// "embeddedtype:pointerbasetype:recursion".
     void setBaseType(Type* base);
-    /// Returns what it points at, or null.
+    /// Returns the type it points at, or null.
     Type* getBaseType() const { return mBaseType.get(); }
 
-    /// Accepts a scalar, complex, void, structure or opaque type; null is none. Raises
+    /// Accepts a scalar, complex, void, structure or opaque type, but not null. Raises
     /// "embeddedtype:pointerbasetype:recursion" for this object.
     bool isValidPrimitiveBaseType(const Type* type) const;
     /// Accepts a primitive base type, a pointer to one, and a matrix of one that a matrix accepts. Raises as
@@ -38,11 +38,11 @@ class TOLVANE_API PointerType : public Type {
     unsigned isMatrix() const override { return 0; }
     unsigned isVoid() const override { return 0; }
     unsigned isPointer() const override { return 1; }
-    /// Compares qualifiers and base types; without a base type a type equals itself alone.
+    /// Compares qualifiers and base types; without a base type, a type equals only itself.
     bool operator==(const Type& other) const override;
     bool isComplete() const override { return mBaseType.get() != nullptr; }
     void accept(EmbeddedTypeVisitor* visitor) override;
-    /// A pointer or a matrix will do that has the same base type, or one to which this base type converts.
+    /// Accepts a pointer or a matrix with the same base type, or one to which this base type converts.
     bool canBeConvertedTo(const Type* other) const override;
     OMClass* getOMClass() const override;
     void addCheckSum(MD5CheckSumModEndian& sum) const override;

@@ -1,4 +1,4 @@
-// Base of the types that hold one value: it fixes the answers about shape and adds no data.
+// Base of the types that hold one value: it implements the queries for shape and adds no data.
 //
 // Still abstract: equality and conversion belong to the leaves, such as descriptors/NumericType.h.
 #pragma once

@@ -22,20 +22,20 @@ class TOLVANE_API StructElement {
     void setIdentifier(const char* identifier);
     /// Returns the identifier, or null.
     const char* getIdentifier() const;
-    /// Takes a complete type that is no structure with this element in it; makes a host handle for the type, and holds
-    /// that. Raises "embeddedtype:elementtype:nulltype" unless there is no type yet,
+    /// Takes a complete type that isn't a structure with this element in it; makes a host handle for the type, and
+    /// holds that. For null, raises "embeddedtype:elementtype:nulltype" unless there is no type yet. Also raises
     /// "embeddedtype:elementtype:incompletetype", "embeddedtype:elementtype:invalidtype" and
     /// "embeddedtype:class:notRegistered".
     void setType(Type* type);
     /// Returns the type, or null.
     Type* getType() const { return mType.get(); }
-    /// Answers whether both are set.
+    /// Returns whether both are set.
     bool isComplete() const { return getType() != nullptr && getIdentifier() != nullptr; }
 
-    /// Compares types and identifiers; an unset identifier counts as empty, and an unset type equals an unset one.
+    /// Compares types and identifiers; an unset identifier equals an empty one, and an unset type an unset one.
     bool operator==(const StructElement& other) const;
 
-    /// The destroy step of the class of elements, for OMClass::destroyObject.
+    /// The destroy operation of the class of elements, for OMClass::destroyObject.
     static void endWithHandle(OMInterface* interface);
 
  private:

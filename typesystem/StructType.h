@@ -1,8 +1,8 @@
 // A type of named elements, in order. The elements are objects of the host's class "structelement"; a structure has its
-// own copies of them and keeps these by a reference each.
+// own copies of them and holds a reference to each.
 //
-// Structures are how types get to refer to themselves: an element may point at its structure. The handles of such a
-// cycle hold each other; TypeCycles.h ends them when nobody else does.
+// Structures are what allows types to refer to themselves: an element may point at its structure. The handles of such a
+// cycle hold each other; TypeCycles.h releases them when there are no other references.
 #pragma once
 
 #include <vector>
@@ -17,34 +17,34 @@ class StructElement;
 
 class TOLVANE_API StructType : public Type {
  public:
-    /// Makes a structure without elements, with a host handle at once if asked.
+    /// Makes a structure without elements, with a host handle if `makesHandle`.
     explicit StructType(bool makesHandle);
-    /// As above with `count` empty places. Raises "embeddedtype:memory:OutofMemory".
+    /// As above, with `count` unset elements. Raises "embeddedtype:memory:OutofMemory".
     StructType(std::uint64_t count, bool makesHandle);
-    /// Has elements of its own, which are copies.
+    /// Copies the elements.
     StructType(const StructType& other);
     StructType& operator=(const StructType& other);
     ~StructType() override;
 
-    /// Puts copies of the elements in the place of the old ones; null counts as none. Raises
-    /// "embeddedtype:struct:InvalidElement" for what is no element, "embeddedtype:struct:IncompleteElement" for one
-    /// without type or identifier, "embeddedtype:struct:RecursiveElement" for one of this very type,
-    /// "embeddedtype:struct:NameClash" and "embeddedtype:memory:OutofMemory".
+    /// Replaces the elements by copies of the given ones; null means none. Raises "embeddedtype:struct:InvalidElement"
+    /// for an object that isn't an element, "embeddedtype:struct:IncompleteElement" for one without type or identifier,
+    /// "embeddedtype:struct:RecursiveElement" for one of this very type, "embeddedtype:struct:NameClash" and
+    /// "embeddedtype:memory:OutofMemory".
     void setElements(const Vector* elements);
-    /// Puts a new element into one place; does nothing where there is no such place. Raises as the constructor of
-    /// StructElement and "embeddedtype:class:notRegistered"; the old element stays then.
+    /// Replaces the element at an index by a new one; does nothing if the index is out of range. Raises as the
+    /// constructor of StructElement and "embeddedtype:class:notRegistered"; the old element is kept in that case.
     void setMemberAt(Type* type, const char* identifier, std::uint64_t index);
 
     std::uint64_t getNumElements() const { return mElements.size(); }
-    /// Returns the handles of the elements, null for an empty place; the references stay with the structure.
+    /// Returns the handles of the elements, null for an unset one; the structure keeps the references.
     Vector getElements() const;
-    /// Returns the handle of one element; null for an empty place and where there is none.
+    /// Returns the handle of one element; null if it is unset or out of range.
     OMInterface* getElementHandleAt(std::uint64_t index) const;
-    /// Returns one element; null for an empty place and where there is none.
+    /// Returns one element; null if it is unset or out of range.
     StructElement* getElementAt(std::uint64_t index) const;
-    /// Returns the first element of that identifier, or null.
+    /// Returns the first element with that identifier, or null.
     StructElement* getElementByName(const char* identifier) const;
-    /// Answers whether this object or an equal one is an element.
+    /// Returns whether this object or an equal one is an element.
     bool isElement(const StructElement* element) const;
 
     std::uint64_t getWidth() const override { return 1; }
@@ -54,12 +54,12 @@ class TOLVANE_API StructType : public Type {
     unsigned isMatrix() const override { return 0; }
     unsigned isVoid() const override { return 0; }
     unsigned isPointer() const override { return 0; }
-    /// Compares qualifiers and elements in their order; without elements a type equals itself alone.
+    /// Compares qualifiers and elements in their order; without elements, a type equals only itself.
     bool operator==(const Type& other) const override;
     bool isComplete() const override { return !mElements.empty(); }
     void accept(EmbeddedTypeVisitor* visitor) override;
-    /// This type itself will do, and a structure of as many elements each of which is equal to this one's at its place,
-    /// or of a type to which this one's, a matrix, converts.
+    /// Accepts this type itself, and a structure with the same number of elements, each of which equals this one's at
+    /// the same index, or has a type to which the type of this one's, a matrix, converts.
     bool canBeConvertedTo(const Type* other) const override;
     OMClass* getOMClass() const override;
 
@@ -70,7 +70,7 @@ class TOLVANE_API StructType : public Type {
     std::vector<HandleReference> copyElements() const;
 
     std::vector<HandleReference> mElements;
-    // All structures are linked, for TypeCycles to find those that nobody but a cycle holds.
+    // All structures are linked, for TypeCycles to find those that are held only by a cycle.
     StructType* mPrevious = nullptr;
     StructType* mNext = nullptr;
 };

@@ -1,10 +1,10 @@
 // Base of the tree of C-like data types: qualifiers, two texts, and the host's handle on the descriptor.
 //
-// A descriptor answers what kind of type it is (the virtual predicates), compares itself with another, says whether it
-// converts to another, and feeds a checksum. The host handle is kept by reference count: a descriptor holds one
-// reference on its own handle and gives it up at destruction, unless the host has begun that destruction itself
-// (`setCanDeleteOMI(false)`). A descriptor on whose handle others hold references is ended by giving up its first
-// reference, never by a delete. Who holds whom in a tree: PartReference.h. Numeric leaves: descriptors/NumericType.h.
+// A descriptor has predicates for its kind of type (virtual), comparison with another type, convertibility to another
+// type, and a checksum. The host handle is reference-counted: a descriptor holds one reference on its own handle and
+// releases it at destruction, unless the host has begun that destruction itself (`setCanDeleteOMI(false)`). If others
+// hold references on its handle, a descriptor is destroyed by releasing its first reference, never by a delete.
+// Ownership in a tree: PartReference.h. Numeric leaves: descriptors/NumericType.h.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ class TOLVANE_API Type {
  public:
     virtual ~Type();
 
-    /// Counts the elements side by side.
+    /// Returns the number of adjacent elements.
     virtual std::uint64_t getWidth() const = 0;
     virtual unsigned isScalar() const = 0;
     virtual unsigned isComplex() const = 0;
@@ -34,7 +34,7 @@ class TOLVANE_API Type {
     virtual unsigned isVoid() const = 0;
     virtual unsigned isPointer() const = 0;
     virtual unsigned isOpaque() const;
-    /// Compares the qualifiers; a derived class adds what makes its own types equal.
+    /// Compares the qualifiers; a derived class adds the criteria for its own types.
     virtual bool operator==(const Type& other) const = 0;
     virtual bool isComplete() const = 0;
     /// Calls the visitor's operation for the class of this type.
@@ -47,16 +47,16 @@ class TOLVANE_API Type {
     /// Returns the class record of the host's handles on such types, built on first use. Raises
     /// "embeddedtype:class:notRegistered" in a process without the records.
     virtual OMClass* getOMClass() const = 0;
-    /// Feeds what identifies the type into the sum: its class and numbers, and last the qualifiers. The parts of a
-    /// matrix or a structure are no part of its sum.
+    /// Adds the identity of the type to the sum: its class and numbers, and last the qualifiers. The sum of a matrix or
+    /// a structure excludes its parts.
     virtual void addCheckSum(MD5CheckSumModEndian& sum) const;
 
-    /// Returns the text, owned by this object and valid until it changes, or null when none was set.
+    /// Returns the text, owned by this object and valid until it changes, or null if none was set.
     const char* getIdentifier() const { return textOrNull(mIdentifier); }
     const char* getName() const { return textOrNull(mName); }
     bool getReadOnly() const { return mReadOnly; }
     bool getVolatile() const { return mVolatile; }
-    /// Answers whether the type is read-only or volatile.
+    /// Returns whether the type is read-only or volatile.
     bool hasQualifier() const { return mReadOnly || mVolatile; }
 
     /// Stores a copy of the text; null and empty texts change nothing. Raises "embeddedtype:string:InvalidStringParam"
@@ -67,13 +67,14 @@ class TOLVANE_API Type {
     void setReadOnly(bool readOnly) { mReadOnly = readOnly; }
     void setVolatile(bool isVolatile) { mVolatile = isVolatile; }
 
-    /// Returns the host handle of this descriptor, making one of the class `getOMClass` when there is none. The first
-    /// reference is the descriptor's own and ends with it; who lets the host own the descriptor passes that reference
-    /// on, and the destroy step of the class, `endWithHandle`, then ends the descriptor with the last one.
+    /// Returns the host handle of this descriptor, making one of the class `getOMClass` if there is none. The first
+    /// reference is the descriptor's own and is released with it. To let the host own the descriptor, pass that
+    /// reference on; the destroy operation of the class, `endWithHandle`, then destroys the descriptor with the last
+    /// reference.
     OMInterface* getOMI();
-    /// Returns the host handle of this descriptor, or null; the reference stays with the descriptor.
+    /// Returns the host handle of this descriptor, or null; the descriptor keeps the reference.
     OMInterface* getOMIWithoutCreating() const { return mInterface; }
-    /// Takes over one reference on the handle (null allowed) and gives up the one held before, which must not be the
+    /// Takes over one reference on the handle (null allowed) and releases the one held before, which must not be the
     /// last of a handle that owns this object.
     void setOMI(OMInterface* interface);
 
@@ -81,11 +82,11 @@ class TOLVANE_API Type {
     void setBeingDeleted(bool beingDeleted) { mBeingDeleted = beingDeleted; }
     bool canDeleteOMI() const { return mCanDeleteOMI; }
     void setCanDeleteOMI(bool canDelete) { mCanDeleteOMI = canDelete; }
-    /// The destroy step of the classes of types, for OMClass::destroyObject: ends the descriptor of a handle whose last
-    /// reference goes, unless its own destructor gave that reference up.
+    /// The destroy operation of the classes of types, for OMClass::destroyObject: destroys the descriptor of a handle
+    /// whose last reference was released, unless its own destructor released that reference.
     static void endWithHandle(OMInterface* interface);
 
-    /// Allocates with bsMalloc, so that the host can free what it was handed; raises "bs:outofmemory".
+    /// Allocates with bsMalloc, so that the host can free the object; raises "bs:outofmemory".
     static void* operator new(std::size_t bytes);
     static void* operator new[](std::size_t bytes);
     static void operator delete(void* memory) noexcept;
@@ -93,7 +94,7 @@ class TOLVANE_API Type {
 
  protected:
     Type() = default;
-    /// Copies texts, qualifiers and flags. The handle stays behind: it stands for one object, and two owners of one
+    /// Copies texts, qualifiers and flags, but not the handle: it represents one object, and two owners of one
     /// reference would release it twice.
     Type(const Type& other);
     /// As the copy constructor; this object keeps its own handle.

@@ -1,10 +1,10 @@
-// Ends types that only hold one another, such as the structure of a list whose element points at that structure.
+// Releases types that are held only by one another, such as the structure of a list whose element points at that
+// structure.
 //
-// The host's reference counts keep such a cycle for ever. `collect` finds the structures to which no reference leads
-// from outside of the cycles: it counts, for each handle that is reached from a structure, the references that come
-// from parts of this graph; a handle with more references than those is held from outside, and so is all that it leads
-// to. The rest is ended. Every cycle of types has a structure in it, for the other composites refuse to be closed in a
-// ring.
+// Reference counts alone would keep such a cycle alive forever. `collect` finds the structures to which no reference
+// leads from outside the cycles: for each handle reachable from a structure, it counts the references from parts of
+// this graph; a handle with more references is held from outside, and so is everything reachable from it. The rest is
+// released. Every cycle of types contains a structure, since the other composites refuse to close a cycle.
 #pragma once
 
 #include <cstddef>
@@ -19,15 +19,16 @@ class TOLVANE_API TypeCycles {
  public:
     TypeCycles() = delete;
 
-    /// Ends all unreachable cycles and returns how many structures were in them. Runs by itself whenever the number of
-    /// structures has doubled, and when the module stops. Pointers at types that no reference keeps are invalid then.
+    /// Releases all unreachable cycles and returns the number of structures in them. Runs automatically whenever the
+    /// number of structures has doubled, and when the module stops. Invalidates pointers to types that no reference
+    /// keeps alive.
     static std::size_t collect();
 
  private:
     friend class StructType;
 
     class Graph;
-    /// Enters a structure, and collects first when it is time.
+    /// Adds a structure, and collects first if it is time.
     static void enter(StructType* structure);
     static void leave(StructType* structure);
 

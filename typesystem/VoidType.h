@@ -1,4 +1,4 @@
-// The type without values: what a pointer to anything points at. Never complete.
+// The type without values, for pointers to anything. Never complete.
 #pragma once
 
 #include "typesystem/Type.h"
@@ -7,7 +7,7 @@ namespace EmbeddedTypeSystem {
 
 class TOLVANE_API VoidType : public Type {
  public:
-    /// Makes a host handle at once if asked.
+    /// If `makesHandle`, makes a host handle at once.
     explicit VoidType(bool makesHandle);
 
     std::uint64_t getWidth() const override { return 1; }
@@ -21,7 +21,7 @@ class TOLVANE_API VoidType : public Type {
     bool operator==(const Type& other) const override;
     bool isComplete() const override { return false; }
     void accept(EmbeddedTypeVisitor* visitor) override;
-    /// Anything will do.
+    /// Accepts anything.
     bool canBeConvertedTo(const Type* other) const override;
     OMClass* getOMClass() const override;
     void addCheckSum(MD5CheckSumModEndian& sum) const override;

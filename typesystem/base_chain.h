@@ -1,4 +1,4 @@
-// The straight way down from a composite type: through the one base type of each pointer, matrix or complex type.
+// The chain of base types of a composite type, through the single base type of each pointer, matrix or complex type.
 #pragma once
 
 #include "typesystem/ComplexType.h"
@@ -21,8 +21,8 @@ inline Type* baseOf(const Type* type) {
     return nullptr;
 }
 
-/// Answers whether the way down from `start` comes by `end`. It has an end, for no ring of these types can be made:
-/// a base type is refused from which the way is not short, or comes back, and so is an assignment.
+/// Returns whether the chain from `start` contains `end`. The chain is finite, since these types cannot form a cycle: a
+/// base type with a long or cyclic chain is refused, and so is such an assignment.
 inline bool leadsTo(const Type* start, const Type* end) {
     while (start != nullptr && start != end) {
         start = baseOf(start);

@@ -1,5 +1,5 @@
-// The class record of each kind of type. The records are built in binding/, on a higher layer, which tells here how to
-// get each; the telling makes no host call, so that it may happen while the library is loaded.
+// The class record of each kind of type. The records are built in binding/, a higher layer, which registers here how to
+// get each one; registration makes no host call, so it may happen while the library is loaded.
 #pragma once
 
 #include <string>
@@ -15,11 +15,11 @@ class StructElement;
 template <class Described>
 class ClassRecordOf {
  public:
-    /// Returns the record, and builds it on first use.
+    /// Returns the record, built on first use.
     using Getter = OMClass* (*)();
 
     static void set(Getter getter) { sGetter = getter; }
-    /// Raises "embeddedtype:class:notRegistered", and what building the record raises.
+    /// Raises "embeddedtype:class:notRegistered", and any error from building the record.
     static OMClass* get(const char* className) {
         if (sGetter == nullptr) {
             raiseError("embeddedtype:class:notRegistered",

@@ -1,4 +1,4 @@
-// The one error of types for memory that can't be had, whichever way the lack of it shows.
+// The single error of types for lack of memory, however it shows.
 #pragma once
 
 #include <memory>
@@ -15,8 +15,8 @@ namespace EmbeddedTypeSystem {
     raiseError("embeddedtype:memory:OutofMemory", "Insufficient memory: Out of memory error");
 }
 
-/// Runs the action and returns its result. Raises "embeddedtype:memory:OutofMemory" for what the standard library
-/// throws when memory lacks.
+/// Runs the action and returns its result. Raises "embeddedtype:memory:OutofMemory" for the exceptions of the standard
+/// library for lack of memory.
 template <class Action>
 auto orOutOfMemory(Action&& action) {
     try {
@@ -28,8 +28,8 @@ auto orOutOfMemory(Action&& action) {
     }
 }
 
-/// Returns the array that the action makes. Raises "embeddedtype:memory:OutofMemory" where the host makes none, which
-/// is for lack of memory.
+/// Returns the array that the action makes. Raises "embeddedtype:memory:OutofMemory" if the host makes none, which
+/// means lack of memory.
 template <class Make>
 hvArrayOwner ownedArray(Make&& make) {
     hvArrayOwner made;

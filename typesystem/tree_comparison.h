@@ -1,9 +1,9 @@
-// Equality and conversion of composite types, which may be deep, share parts and lead back to themselves.
+// Equality and conversion of composite types, which may be deep, share parts and be cyclic.
 //
-// Both are conjunctions over pairs of parts, so each pair is looked at once, from a list: the stack stays flat, shared
-// parts cost nothing extra, and two cyclic types are equal, or convert, unless some pair of parts says no. That is the
-// greatest relation for which the rules of the classes hold. Where a conversion asks for equal parts, what is known of
-// equal and different pairs is kept for the whole of it.
+// Both are conjunctions over pairs of parts, so each pair is examined once, from a list: the stack stays flat, shared
+// parts cost nothing extra, and two cyclic types are equal, or convert, unless some pair of parts does not. That is the
+// greatest relation for which the rules of the classes hold. If a conversion requires equal parts, known equal and
+// different pairs are kept for its whole duration.
 #pragma once
 
 namespace EmbeddedTypeSystem {
