@@ -1,8 +1,8 @@
 // Smart handles: a counted reference to a host handle, and typed ones that know the object behind it.
 //
-// Copying takes a reference of its own. Assignment copies the bare pointer and counts nothing: the target's old
-// reference stays behind, and source and target hold one reference together. It is for handles that are about to be
-// abandoned; `changeInterface` is what counts.
+// Copying adds a reference. Assignment copies the bare pointer and counts nothing: the target's old reference is not
+// released, and source and target share one reference. It is meant for handles that are about to be abandoned; use
+// `changeInterface` to count references.
 #pragma once
 
 #include "descriptors/NumericType.h"
@@ -17,9 +17,9 @@ class TolvaneOMInterfaceRef {
     TolvaneOMInterfaceRef& operator=(const TolvaneOMInterfaceRef& other);
     virtual ~TolvaneOMInterfaceRef();
 
-    /// Returns the handle, still owned here; null for none.
+    /// Returns the handle, still owned by this object; null for none.
     OMInterface* getInterface() const { return mInterface; }
-    /// Drops the old reference and takes one to the given handle (null allowed), unless it is the same.
+    /// Releases the old reference and takes one to the given handle (null allowed), unless it is the same.
     void changeInterface(OMInterface* interface);
 
  protected:
@@ -45,7 +45,7 @@ class FiOMInterfaceRef : public TolvaneOMInterfaceRef {
 
 class FimathOMInterfaceRef : public TolvaneOMInterfaceRef {
  public:
-    /// Wraps a new object of the default rules.
+    /// Wraps a new object with the default rules.
     FimathOMInterfaceRef();
     /// As the constructor of `fimath` with these values.
     FimathOMInterfaceRef(fimath::RoundModeEnum roundMode, fimath::OverflowModeEnum overflowMode,
@@ -72,6 +72,6 @@ class NumericTypeOMInterfaceRef : public TolvaneOMInterfaceRef {
     explicit NumericTypeOMInterfaceRef(const hvArray* value);
     explicit NumericTypeOMInterfaceRef(const NumericType& object);
     NumericType& getNumericType() const;
-    /// Returns a new host value that holds this handle as the host's user does; the caller owns the value.
+    /// Returns a new host value that holds this handle with an external reference; the caller owns the value.
     hvArray* convertToExternalVelmarArray() const;
 };

@@ -1,10 +1,10 @@
-// The family of methods of two operands, of which one at least is a `fi`: what the other one may be, what is refused
-// before anything is computed, and in what form the result leaves.
+// The family of methods with two operands, at least one of them a `fi`: the possible types of the other, the checks
+// before the computation, and the form of the result.
 //
-// Three signatures, in this order: (fi, fi), (fi, array), (array, fi). The host passes null for an empty array where a
-// `fi` stands in the signature; an empty partner of the other operand's type takes its place then. An array becomes a
-// `fi`, for the time of the call, by the rule of the family. All records of the family are called for a `fi` at either
-// place.
+// Three signatures, in this order: (fi, fi), (fi, array), (array, fi). The host passes null for an empty array where
+// the signature has a `fi`; it is replaced by an empty partner of the other operand's type. An array is converted to a
+// `fi` for the duration of the call, by the rule of the family. All records of the family are called for a `fi` in
+// either position.
 #pragma once
 
 #include <memory>
@@ -14,18 +14,18 @@
 #include "fi/fi.h"
 #include "host/OMMethodInfo.h"
 
-/// How an array operand becomes a `fi`.
+/// How an array operand is converted to a `fi`.
 struct PartnerRule {
-    /// Take the best precision for the array's values instead of the type of the `fi` as it is.
+    /// Use the best precision for the array's values instead of the type of the `fi`.
     bool hasBestPrecision;
     bool keepsTag;
-    /// Have local rules always instead of as the `fi` has them.
+    /// Always have local rules, instead of following the `fi`.
     bool isAlwaysLocal;
 };
 
-/// Raises "fixedpoint:fi:<method>:<data type>:notallowed" for an operand of a data type that the method doesn't take.
+/// Raises "fixedpoint:fi:<method>:<data type>:notallowed" for an operand of a data type that the method doesn't accept.
 [[noreturn]] void raiseNotAllowed(const std::string& method, const fi& operand);
-/// Makes a `fi` of the values of an array for an operation with another one, by its type and rules.
+/// Makes a `fi` from the values of an array for an operation with another one, by its type and rules.
 std::unique_ptr<fi> partnerFrom(const hvArray* values, const fi& other, const PartnerRule& rule);
 
 class FiBinaryOperation : public OMMethodInfo {
@@ -33,17 +33,17 @@ class FiBinaryOperation : public OMMethodInfo {
     explicit FiBinaryOperation(const char* name);
 
  protected:
-    /// The operands of one call; partners end with it.
+    /// The operands of one call; partners are destroyed with it.
     struct Operands {
         const fi* a = nullptr;
         const fi* b = nullptr;
         std::unique_ptr<fi> partner;
     };
 
-    /// Returns the operands; neither is there for a signature of another record.
+    /// Returns the operands; both are missing for a signature of another record.
     Operands operands(const OMMethodSignature* signature, void** arguments, const PartnerRule& rule) const;
-    /// Returns the operand whose data type decides whether the call is allowed. Only this one is looked at. Raises
-    /// "fixedpoint:fi:binaryop:signaturenotfound" where no `fi` stands at its place.
+    /// Returns the operand whose data type decides whether the call is allowed. Only this one is checked. Raises
+    /// "fixedpoint:fi:binaryop:signaturenotfound" if it isn't a `fi`.
     const fi& decidingOperand(const OMMethodSignature* signature, void** arguments) const;
 
     bool isOwn(const OMMethodSignature* signature) const {
@@ -57,7 +57,7 @@ class FiBinaryOperation : public OMMethodInfo {
     OMMethodSignature* mArrayFi = nullptr;
 };
 
-/// Gives a new `fi`. An array takes the best precision for its values, and tag and locality of the `fi`.
+/// Returns a new `fi`. An array takes the best precision for its values, and tag and locality of the `fi`.
 class FiBinaryOperationFiOutput : public FiBinaryOperation {
  public:
     explicit FiBinaryOperationFiOutput(const char* name);
@@ -65,7 +65,7 @@ class FiBinaryOperationFiOutput : public FiBinaryOperation {
     void invokeMethod(OMMethodSignature* signature, int* resultCount, void** results, int argumentCount,
                       void** arguments) override;
     virtual std::unique_ptr<fi> computeResult(const fi& a, const fi& b) = 0;
-    /// Counts the operations of a result and reports what overflowed; nothing at first.
+    /// Counts the operations of a result and reports overflows; the default does nothing.
     virtual void logResult(const fi& a, const fi& b, const fi& result);
 
  protected:
@@ -73,7 +73,7 @@ class FiBinaryOperationFiOutput : public FiBinaryOperation {
                         void** arguments);
 };
 
-/// As FiBinaryOperationFiOutput, where the deciding operand must be fixed-point.
+/// As FiBinaryOperationFiOutput, but the deciding operand must be fixed-point.
 class FiBinaryOperationFiOutputFixedInputOnly : public FiBinaryOperationFiOutput {
  public:
     using FiBinaryOperationFiOutput::FiBinaryOperationFiOutput;
@@ -81,7 +81,7 @@ class FiBinaryOperationFiOutputFixedInputOnly : public FiBinaryOperationFiOutput
                       void** arguments) override;
 };
 
-/// As FiBinaryOperationFiOutput, where the deciding operand must not be boolean.
+/// As FiBinaryOperationFiOutput, but the deciding operand must not be boolean.
 class FiBinaryOperationFiOutputNoBooleanInput : public FiBinaryOperationFiOutput {
  public:
     using FiBinaryOperationFiOutput::FiBinaryOperationFiOutput;
@@ -89,8 +89,8 @@ class FiBinaryOperationFiOutputNoBooleanInput : public FiBinaryOperationFiOutput
                       void** arguments) override;
 };
 
-/// As FiBinaryOperationFiOutput, except that an array takes the very type of the `fi` and no tag. Overflows and
-/// underflows of that conversion count in the result's log.
+/// As FiBinaryOperationFiOutput, except that an array takes exactly the type of the `fi` and no tag. Overflows and
+/// underflows of that conversion are counted in the result's log.
 class FiBinaryOperationFiOutputStrictNumericType : public FiBinaryOperationFiOutput {
  public:
     using FiBinaryOperationFiOutput::FiBinaryOperationFiOutput;
@@ -98,8 +98,8 @@ class FiBinaryOperationFiOutputStrictNumericType : public FiBinaryOperationFiOut
                       void** arguments) override;
 };
 
-/// Gives a host array. An array operand takes the best precision, no tag and local rules. A signature of another record
-/// gives no result; one of its own without a `fi` raises "fixedpoint:fi:binaryop:signaturenotfound".
+/// Returns a host array. An array operand takes the best precision, no tag and local rules. A signature of another
+/// record gives no result; one of its own without a `fi` raises "fixedpoint:fi:binaryop:signaturenotfound".
 class FiBinaryOperationHvArrayOutput : public FiBinaryOperation {
  public:
     explicit FiBinaryOperationHvArrayOutput(const char* name);

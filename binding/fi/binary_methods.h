@@ -1,5 +1,5 @@
-// The records of class "fi" for methods of two operands. A family is a template over an operation; its frame, which
-// makes partners, refuses and reports, is in FiBinaryOperation.h.
+// The records of class "fi" for methods with two operands. A family is a template over an operation; its frame, which
+// makes partners, checks operands and reports, is in FiBinaryOperation.h.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,13 @@
 
 // Sums: "plus" and "minus".
 
-/// What tells one sum from another: the operation, and its name in reports.
+/// The differences between sums: the operation, and its name in reports.
 struct SumOperation {
     fi& (fi::*compute)(const fi& other) const;
     const char* symbol;
 };
 
-/// Counts the operations of the result and adds what overflowed to the session's log of sums.
+/// Counts the operations of the result and adds overflows to the session's log of sums.
 template <const SumOperation& operation>
 class FiSumMethodInfo final : public FiBinaryOperationFiOutputNoBooleanInput {
  public:
@@ -41,14 +41,15 @@ using FiMinusMethodInfo = FiSumMethodInfo<minusOperation>;
 
 // Products: "times", "mtimes", "convF", "convS" and "convV".
 
-/// What tells one product from another: the operation, how its operations are counted, and its name in reports.
+/// The differences between products: the operation, how its operations are counted, and its name in reports.
 struct ProductOperation {
     fi& (fi::*compute)(const fi& other) const;
     OperationCounts (*count)(const fi& a, const fi& b, bool castsBeforeSum);
     const char* symbol;
 };
 
-/// Counts the operations of the result and reports products and sums apart, from the registers of the left operand.
+/// Counts the operations of the result and reports products and sums separately, from the registers of the left
+/// operand.
 template <const ProductOperation& operation>
 class FiProductMethodInfo final : public FiBinaryOperationFiOutputNoBooleanInput {
  public:
@@ -136,7 +137,7 @@ class FiBitwiseMethodInfo final : public FiBinaryOperationFiOutputFixedInputOnly
     }
 };
 
-/// Reports what the imaginary parts overflowed on their way into the type of the real ones.
+/// Reports overflows of the imaginary parts in the conversion to the type of the real ones.
 class FiComplexMethodInfo final : public FiBinaryOperationFiOutputStrictNumericType {
  public:
     using FiBinaryOperationFiOutputStrictNumericType::FiBinaryOperationFiOutputStrictNumericType;

@@ -1,4 +1,4 @@
-// What the rows of class "fi" name: signatures, and the functions that run them, by the source that holds them.
+// The signatures and functions named in the rows of class "fi", by the source that holds them.
 #pragma once
 
 #include "binding/frame/methods.h"
@@ -11,25 +11,25 @@ struct ExtremeOperation;
 
 // Extremes, sorting and single elements by number
 
-/// With two results, the values and their rows.
+/// With two results, the values and their row numbers.
 inline constexpr SignatureColumn fiToExtremes[] = {
     takes(datatypes::object<fi>).to(datatypes::object<fi>),
     takes(datatypes::object<fi>).to(datatypes::object<fi>, datatypes::array)};
 template <const ExtremeOperation& operation>
 void giveExtremes(const MethodCall& call);
 
-// An array, whether to sort upward, the distance of the elements of a column, and their number.
+// An array, whether to sort in ascending order, the stride of the elements of a column, and their number.
 inline constexpr SignatureColumn fiToSorted[] = {
     takes(datatypes::object<fi>, datatypes::boolean, datatypes::real, datatypes::real).to(datatypes::object<fi>)};
 void giveSorted(const MethodCall& call);
-/// The second result is an array of the places where the elements stood.
+/// The second result is an array of the elements' original positions.
 inline constexpr SignatureColumn fiToSortedWithPlaces[] = {
     takes(datatypes::object<fi>, datatypes::boolean, datatypes::real, datatypes::real)
         .to(datatypes::object<fi>, datatypes::array)};
 void giveSortedWithPlaces(const MethodCall& call);
 
-// One element by its number, which counts from 1. Both raise as fi::checkSignedIndex, and the second for a value that
-// the type hasn't.
+// One element by its number, from 1. Both raise as fi::checkSignedIndex, and the second for a value that the type
+// doesn't have.
 inline constexpr SignatureColumn elementToFi[] = {
     takes(datatypes::object<fi>, datatypes::real).to(datatypes::object<fi>)};
 void giveElement(const MethodCall& call);
@@ -46,11 +46,11 @@ inline constexpr SignatureColumn fiToRange[] = {
     takes(datatypes::object<fi>).to(datatypes::object<fi>, datatypes::object<fi>)};
 void giveRange(const MethodCall& call);
 
-/// "uminus" and "conj" report what overflowed under the new signs.
+/// "uminus" and "conj" report overflows caused by the new signs.
 void negate(const MethodCall& call);
 void conjugate(const MethodCall& call);
 
-// Computed by a type and by rules, of which the user may leave out either: "realabs" and "sqrt"
+// Computed with a type and rules, both optional: "realabs" and "sqrt"
 
 inline constexpr SignatureColumn fiToFiByTypeAndRules[] = {
     takes(datatypes::object<fi>).to(datatypes::object<fi>),
@@ -64,13 +64,13 @@ void giveSqrt(const MethodCall& call);
 
 // Bits of stored integers
 
-/// "bitget" and "bitset" take positions and values as host arrays or as a `fi` each.
+/// "bitget" and "bitset" each take positions and values as host arrays or as a `fi`.
 extern const SignatureColumn bitgetSignatures[2];
 extern const SignatureColumn bitsetSignatures[4];
 void getBits(const MethodCall& call);
 void setBits(const MethodCall& call);
 
-/// "pow2" and "bitshift" take the exponent likewise; "pow2" also stands alone, only to say that it needs one.
+/// "pow2" and "bitshift" take the exponent likewise; "pow2" also has a signature without one, which only raises.
 extern const SignatureColumn pow2Signatures[3];
 extern const SignatureColumn bitshiftSignatures[2];
 void scaleByPowerOfTwo(const MethodCall& call);
@@ -83,12 +83,12 @@ inline constexpr SignatureColumn fiAndSizesToFi[] = {
 /// "fi_reshape"
 void giveReshaped(const MethodCall& call);
 
-/// "ctranspose"; reports what overflowed.
+/// "ctranspose"; reports overflows.
 void giveConjugateTranspose(const MethodCall& call);
 
-/// "diag", "tril" and "triu" take the number of a diagonal as a host array, in which a `fi` may stand too. Raise
-/// "fixedpoint:fi:diag:kthDiagInputNotInteger" and "fixedpoint:fi:tril:kthDiagInputNotInteger" for what is no number,
-/// and "diag" "fixedpoint:fi:diag:kthDiagInputNotFinite".
+/// "diag", "tril" and "triu" take the number of a diagonal as a host array, which may hold a `fi`. Raise
+/// "fixedpoint:fi:diag:kthDiagInputNotInteger" and "fixedpoint:fi:tril:kthDiagInputNotInteger" for something other than
+/// a number, and "diag" "fixedpoint:fi:diag:kthDiagInputNotFinite".
 inline constexpr SignatureColumn fiAndDiagonalToFi[] = {
     takes(datatypes::object<fi>).to(datatypes::object<fi>),
     takes(datatypes::object<fi>, datatypes::array).to(datatypes::object<fi>)};
@@ -104,19 +104,19 @@ inline constexpr SignatureColumn fiAndPlanToFi[] = {
     takes(datatypes::object<fi>, datatypes::array).to(datatypes::object<fi>)};
 inline constexpr SignatureColumn fiPlanAndFiToFi[] = {
     takes(datatypes::object<fi>, datatypes::array, datatypes::object<fi>).to(datatypes::object<fi>)};
-/// The left side may be an empty array of the host, so it is no `fi` by its data type.
+/// The left side may be an empty array of the host, so its data type isn't `fi`.
 inline constexpr SignatureColumn threeArraysToArray[] = {
     takes(datatypes::array, datatypes::array, datatypes::array).to(datatypes::array)};
 
 void subscript(const MethodCall& call);
 void subscriptAndAssign(const MethodCall& call);
 void takeByPlan(const MethodCall& call);
-/// Reports what was counted as a concatenation, for which the host's code calls it.
+/// Reports the counts as a concatenation, since the host's code calls it for that.
 void growByPlan(const MethodCall& call);
 
 // Words as text
 
-/// "bin", "oct", "dec" and "hex", which name themselves in their errors.
+/// "bin", "oct", "dec" and "hex", each named in its errors.
 template <int base>
 constexpr const char* nameOfBase() {
     static_assert(base == 2 || base == 8 || base == 10 || base == 16);
@@ -140,7 +140,7 @@ void readInBase(const MethodCall& call);
 
 // Stored integers for the host
 
-/// The chunks, and with two results how many an element has: 1 unless the type is fixed.
+/// The chunks, and with two results also their number per element: 1 unless the type is fixed.
 inline constexpr SignatureColumn fiToIntArray[] = {takes(datatypes::object<fi>).to(datatypes::array),
                                                    takes(datatypes::object<fi>).to(datatypes::array, datatypes::array)};
 void giveIntArray(const MethodCall& call);
@@ -150,24 +150,24 @@ inline constexpr SignatureColumn typeAndArrayToFi[] = {
     takes(datatypes::object<fi::NumericType>, datatypes::array).to(datatypes::object<fi>)};
 void giveSimFi(const MethodCall& call);
 
-// Types of results, for which no values are needed; static
+// Types of results, without values; static
 
 inline constexpr DataTypeColumn typeColumn = datatypes::object<EmbeddedTypeSystem::NumericType>;
 inline constexpr DataTypeColumn rulesColumn = datatypes::object<fimath>;
 
 inline constexpr SignatureColumn twoTypesAndRulesToType[] = {takes(typeColumn, typeColumn, rulesColumn).to(typeColumn)};
-/// Types of operands and rules to the type of what `plus` and `minus`, or `times` gives. Raise as the type functions of
-/// `fi`.
+/// From types of operands and rules, the type of the result of `plus` and `minus`, or `times`. Raise as the type
+/// functions of `fi`.
 void giveTypeForPlus(const MethodCall& call);
 void giveTypeForTimes(const MethodCall& call);
 
-/// Of `mtimes`, for a sum of one product or of the given number of them.
+/// For `mtimes`: a sum of one product or of the given number of products.
 inline constexpr SignatureColumn matrixTypesToType[] = {
     takes(typeColumn, typeColumn, rulesColumn).to(typeColumn),
     takes(typeColumn, typeColumn, rulesColumn, datatypes::int32).to(typeColumn)};
 void giveTypeForMatrixTimes(const MethodCall& call);
 
-/// The type of the sum of two products, of an element alone, or of a column of the given number of elements.
+/// The type of the sum of two products, of a single element, or of a column with the given number of elements.
 inline constexpr SignatureColumn summedTypesToType[] = {
     takes(typeColumn, typeColumn, rulesColumn).to(typeColumn), takes(typeColumn, rulesColumn).to(typeColumn),
     takes(typeColumn, rulesColumn, datatypes::int32).to(typeColumn)};

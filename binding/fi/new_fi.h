@@ -1,4 +1,4 @@
-// Methods whose result is the new array that an operation of the first argument makes.
+// Methods that return the new array made by an operation of the first argument.
 #pragma once
 
 #include <functional>
@@ -21,13 +21,13 @@ inline void giveFi(const MethodCall& call, std::unique_ptr<fi> made) {
     call.give(FiOMClass::wrap(std::move(made)));
 }
 
-/// As giveFi, after a report of what the log of the new array has gained.
+/// As giveFi, after a report of the changes in the log of the new array.
 inline void giveReported(const MethodCall& call, std::unique_ptr<fi> made, const reports::OperationName& operation) {
     reports::report(made->getQlogger(), operation);
     giveFi(call, std::move(made));
 }
 
-/// Gives what a member of `fi` makes of one array.
+/// Returns the result of a member of `fi` for one array.
 template <auto operation>
 void giveNewFi(const MethodCall& call) {
     giveFi(call, owned(std::invoke(operation, call.object<fi>(0))));

@@ -1,4 +1,4 @@
-// The properties and methods of class "fi", each added in the order of its table.
+// The properties and methods of class "fi", added in the order of their tables.
 #pragma once
 
 class OMClass;

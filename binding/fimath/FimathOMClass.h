@@ -1,5 +1,5 @@
 // The classes "embedded.fimath" and "embedded.globalfimath". A handle of the latter wraps the global object itself: it
-// sees every change, and its end frees nothing.
+// sees every change, and destroying it frees nothing.
 #pragma once
 
 #include "binding/frame/SingletonOMClass.h"
@@ -13,7 +13,7 @@ class FimathOMClass : public ObjectOMClass<FimathOMClass, fimath> {
     using OMClass::createClassSpecificObject;
     /// Makes a copy of the global rules. Raises "fixedpoint:fimath:nargchk:tooManyInputs".
     OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
-    /// Lets "abs" of the host's language be called for rules at any place.
+    /// Lets "abs" of the host's language be called with rules as any argument.
     void respondToMethodAddedFromVELMAR(OMMethodInfo* method) override;
 
  protected:
@@ -29,7 +29,7 @@ class GlobalFimathOMClass : public SingletonOMClass<GlobalFimathOMClass, FimathO
         .name = "globalfimath", .flagA = ClassFlag::Yes, .flagB = ClassFlag::Yes, .loadsLorimer = true};
 
     using OMClass::createClassSpecificObject;
-    /// Wraps the global object. Errors as those of FimathOMClass, also in their id.
+    /// Wraps the global object. Errors as those of FimathOMClass, with the same ids.
     OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
     void destroyObject(OMInterface* interface) override;
 

@@ -1,9 +1,9 @@
-// The properties and methods of class "fimath", each added in the order of its table.
+// The properties and methods of class "fimath", added in the order of their tables.
 #pragma once
 
 class OMClass;
 
 void addFimathProperties(OMClass& objectClass);
 void addFimathMethods(OMClass& objectClass);
-/// The methods with arrays, which come last.
+/// The methods with arrays, which are added last.
 void addFimathFiMethods(OMClass& objectClass);

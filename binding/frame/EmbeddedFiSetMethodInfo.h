@@ -1,4 +1,4 @@
-// The method "set" of every class of the package: it lists the values that properties can take, and changes none.
+// The method "set" of every class of the package: it lists the possible values of properties, and changes none.
 #pragma once
 
 #include <memory>
@@ -8,7 +8,7 @@
 
 class EmbeddedFiSetMethodInfo : public OMMethodInfo {
  public:
-    /// Takes the label by which errors name the class, such as "FI".
+    /// Takes the name of the class in errors, such as "FI".
     explicit EmbeddedFiSetMethodInfo(const char* label);
     /// Accepts an object alone or with the name of a property. Raises "fixedpoint:set:InvalidUse" for anything else,
     /// and "fixedpoint:set:builtinerror" with the host's text.

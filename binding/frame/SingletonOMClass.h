@@ -1,9 +1,9 @@
-// Class records of which there is one each: built and added to the package on first use, filled once.
+// Class records with a single instance each: built and added to the package on first use, filled once.
 //
-// A derived record names itself in a `ClassRow` and adds its properties, methods and constructors in `fill`. A fill
-// that raises is run again from its start by the next `init`, so it may find its own earlier records, which it
-// replaces. The record belongs to the package and the handles of its objects; when it ends, everything here is as
-// before its first use, so that a start after a stop that came too early builds a new one.
+// A derived record names itself in a `ClassRow` and adds its properties, methods and constructors in `fill`. If a fill
+// raises, the next `init` runs it again from its start, so it may find its own earlier records, which it replaces. The
+// record belongs to the package and the handles of its objects. When it is destroyed, the state here is as before its
+// first use, so a start after an early stop builds a new record.
 #pragma once
 
 #include <concepts>
@@ -17,7 +17,7 @@
 #include "host/OMClass.h"
 #include "host/hd.h"
 
-/// A boolean of the class record that is written, or left as the host has it.
+/// A boolean of the class record that is set, or left at the host's default.
 enum class ClassFlag { NotWritten, No, Yes };
 
 struct ClassRow {
@@ -31,8 +31,8 @@ struct ClassRow {
 template <class Derived, class Base = OMClass>
 class SingletonOMClass : public Base {
  public:
-    /// Returns the record; builds it and adds it to the package when there is none. Raises what the package raises, and
-    /// "fixedpoint:module:stopped" once the module was stopped after a start.
+    /// Returns the record; builds it and adds it to the package if there is none. Raises the errors of the package, and
+    /// "fixedpoint:module:stopped" after the module was started and stopped.
     static Derived* getInstance() {
         if (sInstance == nullptr) {
             lifetime::errorIfStopped();
@@ -52,7 +52,7 @@ class SingletonOMClass : public Base {
             sRegistered = getInstance();
         }
     }
-    /// Ends the record, of which no handle and no subclass may be left.
+    /// Destroys the record, which must have no handles or subclasses left.
     static void deleteInstance() { Ender{}(sInstance); }
     /// Fills the record, once.
     static void init() {
@@ -61,7 +61,7 @@ class SingletonOMClass : public Base {
             sNeedsInit = false;
         }
     }
-    /// Adds the methods that take or give arrays, once, for a class that keeps them apart in `fillFiMethods`.
+    /// Adds the methods that take or return arrays, once, for a class that has them separately in `fillFiMethods`.
     static void init_fi_methods() {
         if (sNeedsFiMethods) {
             getInstance()->fillFiMethods();

@@ -1,11 +1,11 @@
-// Methods that the classes "fimath" and "numerictype" share: square roots of host arrays, for which their objects are
-// mere signs of where the call is meant to go, and the transposes that they don't have.
+// Methods shared by the classes "fimath" and "numerictype": square roots of host arrays, for which their objects only
+// direct the call, and transposes, which they don't have.
 #pragma once
 
 #include "binding/frame/methods.h"
 #include "host/ErrorIdException.h"
 
-/// Gives what the host's function "sqrt" makes of the first argument alone.
+/// Returns the result of the host's function "sqrt" for the first argument only.
 void giveHostSqrt(const MethodCall& call);
 
 inline constexpr SignatureColumn arrayToArray[] = {takes(datatypes::array).to(datatypes::array)};

@@ -1,4 +1,4 @@
-// The columns of enumerations that several class tables share, and what a user is told who reads a data type mode.
+// The columns of enumerations shared by several class tables, and the warning for users who read a data type mode.
 #pragma once
 
 #include "binding/frame/properties.h"
@@ -25,5 +25,5 @@ inline constexpr DataTypeColumn arithmeticMode = enumeration<&fimath::getArithme
 
 }  // namespace datatypes
 
-/// Warns "fi:getdatatypemode" where a user reads the property, unless the feature "FiWarnForDataTypeMode" is off.
+/// Warns "fi:getdatatypemode" if a user reads the property, unless the feature "FiWarnForDataTypeMode" is off.
 void warnOfDataTypeMode(const PropertyCall& call);

@@ -14,7 +14,7 @@
 #include "host/OMTypeRepository.h"
 #include "host/hv.h"
 
-/// Gives up one reference at the end of a scope.
+/// Releases one reference at the end of a scope.
 struct HandleReleaser {
     void operator()(OMInterface* handle) const { OMInterface::operator delete(handle); }
 };
@@ -26,8 +26,7 @@ Object* objectOf(void* handle) {
     return static_cast<Object*>(static_cast<OMInterface*>(handle)->getObject());
 }
 
-/// Puts an object into a new handle of a class; the caller owns the one reference to it. A type gets to know its
-/// handle.
+/// Puts an object into a new handle of a class; the caller owns the only reference to it. A type stores its handle.
 template <class Object>
 OMInterface* newHandle(std::unique_ptr<Object> object, OMClass* objectClass) {
     auto* const handle = new OMInterface(object.get(), objectClass, nullptr);
@@ -38,7 +37,7 @@ OMInterface* newHandle(std::unique_ptr<Object> object, OMClass* objectClass) {
     return handle;
 }
 
-/// Returns a new reference to the handle inside a host value of a class, which `check` accepts or raises.
+/// Returns a new reference to the handle inside a host value of a class; `check` accepts the value or raises.
 template <class Check>
 HandleOwner handleInside(const hvArray* value, const char* className, Check&& check) {
     static_cast<void>(check(value));
@@ -51,7 +50,7 @@ HandleOwner handleInside(const hvArray* value, const char* className, Check&& ch
                std::string("Expected an object belonging to class: ") + className + ".");
 }
 
-/// Raises "VELMAR:class:WrongObjectType" unless the handle is there and is of the class or of a descendant.
+/// Raises "VELMAR:class:WrongObjectType" if the handle is null or not of the class or a descendant.
 inline void errorIfNotOfClass(const OMInterface* handle, const char* className) {
     const auto* const type = dynamic_cast<const OMInterfaceType*>(OMTypeRepository::getType(className, true));
     if (handle == nullptr || type == nullptr || type->getClass() == nullptr ||

@@ -1,5 +1,5 @@
-// Whether the module has been stopped for good. Methods of objects that outlive the stop may ask for class records that
-// have ended; they get an error then.
+// Whether the module has been stopped for good. Methods of objects that outlive the stop may request destroyed class
+// records; they get an error.
 #pragma once
 
 namespace lifetime {

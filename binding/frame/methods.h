@@ -1,8 +1,8 @@
-// Method records as data: a class has a constexpr table of `MethodRow`s, a line for each method, in the order in which
-// they are registered. A row is a name and the maker of its record.
+// Method records as data: a class has a constexpr table of `MethodRow`s, one line per method, in the order of
+// registration. A row is a name and the maker of its record.
 //
-// Most makers are `unary`, a question to one object, and `plain`, the shapes of a call and the function that runs it. A
-// family with a frame of its own has record classes of its own (FiBinaryOperation.h), made by `record`.
+// Most makers are `unary`, a query of one object, and `plain`, the signatures of a call and the function that runs it.
+// A family with its own frame has its own record classes (FiBinaryOperation.h), made by `record`.
 #pragma once
 
 #include <array>
@@ -21,7 +21,7 @@
 #include "host/OMMethodSignature.h"
 #include "host/hv.h"
 
-/// One shape of a call: data types of arguments and results. Unused places are null.
+/// One signature of a call: data types of arguments and results. Unused entries are null.
 struct SignatureColumn {
     std::array<const DataTypeColumn*, 7> arguments{};
     std::array<const DataTypeColumn*, 2> results{};
@@ -38,7 +38,7 @@ constexpr SignatureColumn takes(const Columns&... columns) {
     return {{&columns...}, {}};
 }
 
-/// A call on its way: `signature` is the place of the selected one among those of the record.
+/// A call in progress: `signature` is the index of the selected signature in the record.
 struct MethodCall {
     std::size_t signature;
     int* resultCount;
@@ -46,7 +46,7 @@ struct MethodCall {
     int argumentCount;
     void** arguments;
 
-    /// How many results the caller wants; one when it did not say.
+    /// The number of results requested by the caller; one if unspecified.
     int wantedResults() const { return *resultCount == 0 ? 1 : *resultCount; }
     /// The object of an argument; raises "fixedpoint:method:noObject" for the null handle of an empty array.
     template <class Object>
@@ -56,7 +56,7 @@ struct MethodCall {
         }
         return *objectOf<Object>(arguments[index]);
     }
-    /// The object of an argument of type "handle", which takes objects of every class; raises
+    /// The object of an argument of type "handle", which accepts objects of every class; raises
     /// "VELMAR:class:WrongObjectType" for one that is not of the class.
     template <class Object>
     Object& objectInHandle(int index) const {
@@ -64,10 +64,10 @@ struct MethodCall {
         return *objectOf<Object>(arguments[index]);
     }
     const hvArray* array(int index) const { return static_cast<const hvArray*>(arguments[index]); }
-    /// Returns the whole part of a number in an array, 0 for what no base is near; raises the error of that id for what
-    /// is no number.
+    /// Returns the whole part of a number in an array, 0 for values far from any base; raises the error of that id for
+    /// anything else.
     int base(int index, const std::string& idOfOthers) const;
-    /// Stores the one result, which the host owns then.
+    /// Stores the single result, which the host then owns.
     void give(void* result) const {
         results[0] = result;
         *resultCount = 1;
@@ -104,7 +104,7 @@ std::unique_ptr<OMMethodInfo> plain(const char* name) {
     return std::make_unique<PlainMethodInfo>(name, signatures, invoke);
 }
 
-/// As `plain`, for a method that is called for an object at any place.
+/// As `plain`, for a method that is called for an object as any argument.
 template <const auto& signatures, MethodFunction invoke>
 std::unique_ptr<OMMethodInfo> plainOnAny(const char* name) {
     auto made = plain<signatures, invoke>(name);
@@ -125,7 +125,7 @@ std::unique_ptr<OMMethodInfo> record(const char* name) {
     return std::make_unique<Record>(name);
 }
 
-// Results in the shape of a host array.
+// Results in the form of a host array.
 
 inline hvArray* toHostResult(bool value) {
     return hvCreateLogicalScalar(value);
@@ -143,7 +143,7 @@ inline hvArray* toHostResult(hvArray* value) {
 
 // Functions of the records that `unary` makes.
 
-/// How a function comes to the object of its first argument: by the class of the argument, or, of type "handle", by a
+/// How a function gets the object of its first argument: by the class of the argument, or, for type "handle", with a
 /// check of its own.
 template <class Object>
 using ObjectArgument = Object& (MethodCall::*)(int) const;
@@ -164,7 +164,7 @@ inline constexpr SignatureColumn oneToArray[] = {takes(column).to(datatypes::arr
 template <const DataTypeColumn& column>
 inline constexpr SignatureColumn oneToNothing[] = {takes(column)};
 
-/// Asks one object by a member or a function; the answer travels as a host array, and no answer as no result.
+/// Queries one object by a member or a function; the answer is returned as a host array, and no answer as no result.
 template <class Object, auto question, const DataTypeColumn& column = datatypes::object<Object>,
           ObjectArgument<Object> argument = &MethodCall::object<Object>>
 std::unique_ptr<OMMethodInfo> unary(const char* name) {

@@ -1,6 +1,5 @@
-// Property records as data: a class has a constexpr table of `PropertyRow`s, a line for each property, in the order in
-// which they are registered. A row is all that a property needs; what is special about one stands in a function that
-// the row names.
+// Property records as data: a class has a constexpr table of `PropertyRow`s, one line per property, in the order of
+// registration. A row is all that a property needs; special behaviour is in a function named by the row.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +14,8 @@
 #include "host/OMDatabaseClient.h"
 #include "host/OMPropInfoTemplate.h"
 
-/// Access attributes and visibility as eight letters, '-' where one is off: external set, external get, internal set,
-/// internal get, serialize, copy, listener, visible.
+/// Access attributes and visibility as eight letters, '-' for one that is off: external set, external get, internal
+/// set, internal get, serialize, copy, listener, visible.
 struct AccessColumn {
     consteval AccessColumn(const char (&letters)[9]) {
         constexpr char on[] = "sgSGzclv";
@@ -43,7 +42,7 @@ struct AccessColumn {
     bool isOn[8] = {};
 };
 
-/// Who asks, and for whose property.
+/// The requesting client and the object's handle.
 struct PropertyCall {
     OMDatabaseClient* client;
     OMInterface* handle;
@@ -54,11 +53,11 @@ struct PropertyCall {
     }
 };
 
-/// How a property is read and written; `set` is null for one that nobody can write.
+/// How a property is read and written; `set` is null for a property that no client can write.
 struct PropertyFunctions {
-    /// Returns a new value in the shape of the data type.
+    /// Returns a new value in the form of the data type.
     void* (*get)(const PropertyCall& call);
-    /// Takes a value that is there.
+    /// Takes a value, never null.
     void (*set)(const PropertyCall& call, const void* value);
 };
 
@@ -85,7 +84,7 @@ void addProperties(OMClass& objectClass, std::span<const PropertyRow> rows);
 
 // Functions of rows.
 
-/// What a getter returns, as a value.
+/// The type that a getter returns, as a value.
 template <auto get, class Object>
 using Read = std::remove_cvref_t<std::invoke_result_t<decltype(get), Object&>>;
 
@@ -99,16 +98,16 @@ void writer(const PropertyCall& call, const void* value) {
     std::invoke(set, call.object<Object>(), Shape<Read<get, Object>>::unbox(value));
 }
 
-/// A property that is only read; what is written to it is dropped.
+/// A read-only property; writes are ignored.
 template <class Object, auto get>
 constexpr PropertyFunctions readOnly() {
     return {reader<Object, get>, nullptr};
 }
 
-/// The nearest count: NaN and negative numbers are 0.
+/// The nearest count: NaN and negative numbers give 0.
 std::uint64_t toCount(double value);
 
-/// A count of 64 bits that travels as a double.
+/// A count of 64 bits that is passed as a double.
 template <class Object, auto get, auto set>
 constexpr PropertyFunctions countField() {
     return {[](const PropertyCall& call) {
@@ -119,8 +118,8 @@ constexpr PropertyFunctions countField() {
             }};
 }
 
-/// A property that two members or functions of the object read and write; the setter may take the value in a form to
-/// which the getter's converts.
+/// A property that two members or functions of the object read and write; the setter may take any type to which the
+/// getter's converts.
 template <class Object, auto get, auto set>
 constexpr PropertyFunctions field() {
     return {reader<Object, get>, writer<Object, get, set>};

@@ -1,4 +1,4 @@
-// The data types of properties and arguments, and the shape in which a value of each travels: see host/OMDataType.h.
+// The data types of properties and arguments, and the form in which a value of each is passed: see host/OMDataType.h.
 #pragma once
 
 #include <algorithm>
@@ -18,11 +18,11 @@
 /// A data type as a column of a table: it is looked up when the record is made.
 struct DataTypeColumn {
     OMDataType* (*find)();
-    /// Whether a property of the type says that it holds no handles.
+    /// Whether a property of the type reports that it holds no handles.
     bool deniesHandles;
 };
 
-/// Looks up a type by name; raises an internal error "fixedpoint:binding:unknownType" when it isn't there.
+/// Looks up a type by name; raises an internal error "fixedpoint:binding:unknownType" if it doesn't exist.
 OMDataType* findDataType(const char* name);
 
 namespace datatypes {
@@ -47,7 +47,7 @@ inline constexpr DataTypeColumn enumeration{[]() -> OMDataType* { return getEnum
 
 }  // namespace datatypes
 
-/// How a value of a C++ type is put into its shape (`box`, a new value that the caller owns) and read from it.
+/// How a value of a C++ type is converted to its form (`box`, a new value that the caller owns) and read from it.
 template <class T>
 struct Shape;
 
@@ -66,14 +66,14 @@ struct Shape<bool> {
     static void* box(bool value) { return new std::uint8_t(value ? 1 : 0); }
     static bool unbox(const void* value) { return *static_cast<const std::uint8_t*>(value) != 0; }
 };
-/// A null value never reaches a record, so an empty text arrives as one of no characters.
+/// A null value never reaches a record, so an empty text arrives as a text without characters.
 template <>
 struct Shape<std::string> {
     static void* box(const std::string& value) {
         if (value.empty()) {
             return nullptr;
         }
-        // Hosts count on room for two closing characters.
+        // Hosts rely on room for two terminating characters.
         auto* const copy = static_cast<char*>(bsMallocWithCheck(value.size() + 2));
         std::fill_n(std::ranges::copy(value, copy).out, 2, '\0');
         return copy;

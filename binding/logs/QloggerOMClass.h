@@ -1,4 +1,4 @@
-// The class "embedded.qlogger". It also has the two switches of the whole process, which need no object.
+// The class "embedded.qlogger". It also has the two process-wide switches, which need no object.
 #pragma once
 
 #include "binding/frame/SingletonOMClass.h"

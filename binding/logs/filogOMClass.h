@@ -1,5 +1,5 @@
-// The class "embedded.filog". Its type can be read as that of an array can, and is written by the system alone; the log
-// map is read and cleared without an object.
+// The class "embedded.filog". Its type can be read like that of an array, but only the system writes it; the log map is
+// read and cleared without an object.
 #pragma once
 
 #include "binding/frame/SingletonOMClass.h"

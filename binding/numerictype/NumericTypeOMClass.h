@@ -12,7 +12,7 @@ class NumericTypeOMClass : public ObjectOMClass<NumericTypeOMClass, EmbeddedType
     using OMClass::createClassSpecificObject;
     /// Makes the default type. Raises "fixedpoint:numerictype:nargchk:tooManyInputs".
     OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
-    /// Lets "abs" of the host's language be called for a type at any place, and "loadobj" without an object.
+    /// Lets "abs" of the host's language be called with a type as any argument, and "loadobj" without an object.
     void respondToMethodAddedFromVELMAR(OMMethodInfo* method) override;
 
  private:

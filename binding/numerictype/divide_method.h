@@ -1,5 +1,4 @@
-// The method "divide" of class "numerictype": the quotient of two operands in the type, of which one at least is a
-// `fi`.
+// The method "divide" of class "numerictype": the quotient of two operands in the type; at least one operand is a `fi`.
 #pragma once
 
 #include "binding/frame/methods.h"
@@ -14,8 +13,8 @@ inline constexpr SignatureColumn divideSignatures[] = {
     takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::array, datatypes::object<fi>)
         .to(datatypes::object<fi>),
 };
-/// Empty arrays may stand for the operands: two of them, or one with an array of one element, give an empty array, and
-/// one with a `fi` gives an empty `fi` of the type. Raises "fixedpoint:fi:divide:nounspecifiedsign",
+/// Operands may be empty arrays: two of them, or one with an array of one element, give an empty array, and one with a
+/// `fi` gives an empty `fi` of the type. Raises "fixedpoint:fi:divide:nounspecifiedsign",
 /// "fixedpoint:fi:divide:nounspecifiedscaling", "fixedpoint:fi:dimagree", "fixedpoint:fi:divide:signaturenotfound" and
 /// as fi::over.
 void giveQuotient(const MethodCall& call);

@@ -1,5 +1,5 @@
-// The class "embedded.quantizer". What is derived from the description can only be read: a write is accepted, so that
-// what a host saved can be restored, and dropped.
+// The class "embedded.quantizer". Properties derived from the description are read-only: a write is accepted, so that a
+// saved object can be restored, but ignored.
 #pragma once
 
 #include "binding/frame/SingletonOMClass.h"
@@ -10,11 +10,11 @@ class QuantizerOMClass : public ObjectOMClass<QuantizerOMClass, quantizer> {
     static constexpr ClassRow row{.name = "quantizer", .flagB = ClassFlag::Yes};
 
     using OMClass::createClassSpecificObject;
-    /// Makes a quantizer from host arrays: none, for signed 16-bit words that floor and saturate; or a type and a
+    /// Makes a quantizer from host arrays: none, for signed 16-bit words with floor and saturate; or a type and a
     /// number for both modes, 0 for ceil and saturate or 1 for convergent and wrap. Raises
     /// "fixedpoint:quantizer:constructor:badsignature".
     OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
-    /// Lets "logreport" of the host's language be called for a quantizer at any place.
+    /// Lets "logreport" of the host's language be called with a quantizer as any argument.
     void respondToMethodAddedFromVELMAR(OMMethodInfo* method) override;
 
  private:

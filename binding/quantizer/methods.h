@@ -1,15 +1,15 @@
-// Methods of quantizers, and of class "fi" on values that need no array object: "quantizenumeric" takes whole host
-// arrays of numbers into double arrays of quantized values; words are written as text and read.
+// Methods of quantizers, and of class "fi" on values without an array object: "quantizenumeric" quantizes whole numeric
+// host arrays to double arrays; words are written as text and read.
 #pragma once
 
 #include "binding/frame/methods.h"
 #include "host/OMMethodInfo.h"
 
-/// Of class "fi", without an object: values, sign, word length, fraction length, round mode; then an overflow mode,
-/// else values saturate; then whether to work in parallel, which stays so for later calls and is on at first.
+/// Of class "fi", without an object: values, sign, word length, fraction length, round mode; then an overflow mode
+/// (default saturate); then whether to work in parallel, which also applies to later calls and is initially on.
 ///
-/// The result is a real matrix of the rows and columns of the values, whose real data is read as doubles whatever its
-/// class; where there is less data than that, zeros are read. Raises as quantizeThroughWords.
+/// The result is a real matrix with the rows and columns of the values. Their real data is read as doubles whatever its
+/// class; missing data is read as zeros. Raises as quantizeThroughWords.
 class FiStaticQuantizenumeric final : public OMMethodInfo {
  public:
     explicit FiStaticQuantizenumeric(const char* name);
@@ -26,7 +26,7 @@ class QuantizerQuantizeNumericMI final : public PlainMethodInfo {
     explicit QuantizerQuantizeNumericMI(const char* name);
 };
 
-/// "num2base": quantizes doubles and writes each as a row of digits, in the width that any word takes.
+/// "num2base": quantizes doubles and writes each as a row of digits, in the width that any word needs.
 void writeWordsInBase(const MethodCall& call);
-/// "base2num": reads each row of a text as a word; gives a column of doubles.
+/// "base2num": reads each row of a text as a word; returns a column of doubles.
 void readWordsInBase(const MethodCall& call);

@@ -1,9 +1,8 @@
-// The class records of the tree of C-like data types: "type" at its root, and below it one record a kind of type. The
-// record "structelement" stands beside the tree. Properties and methods: tables.cpp.
+// The class records of the tree of C-like data types: "type" at its root, and below it one record per kind of type. The
+// record "structelement" is beside the tree. Properties and methods: tables.cpp.
 //
-// A record is filled as it is built, since it names no class but its own ancestors. Handles stand for descriptors: a
-// type that is read from another, as its base type or that of an element, comes as the one handle on that very
-// descriptor.
+// A record is filled when it is built, since it refers only to its own ancestors. Handles represent descriptors: a type
+// that is read from another, as its base type or that of an element, is returned as the one handle on that descriptor.
 #pragma once
 
 #include <memory>
@@ -21,10 +20,10 @@
 #include "typesystem/StructType.h"
 #include "typesystem/VoidType.h"
 
-/// Makes the class "Object" of the package "Lorimer" the superclass, where that is present.
+/// Makes the class "Object" of the package "Lorimer" the superclass, if that is present.
 void setLorimerSuperClass(OMClass& objectClass);
 
-/// Adds the properties and methods that the class, known by its name, has of its own.
+/// Adds the class's own properties and methods, by its name.
 void fillTypeClass(OMClass& objectClass);
 
 /// The root, which has no objects of its own.
@@ -38,7 +37,7 @@ class TypeOMC : public SingletonOMClass<TypeOMC> {
     TypeOMC();
 };
 
-/// The numbers, which has no objects of its own.
+/// The class of numbers, which has no objects of its own.
 class ScalarTypeOMC : public SingletonOMClass<ScalarTypeOMC> {
  public:
     static constexpr ClassRow row{.name = "scalartype"};
@@ -96,7 +95,7 @@ class OpaqueTypeOMC : public TypeChildOMClass<OpaqueTypeOMC, EmbeddedTypeSystem:
  public:
     static constexpr ClassRow row{.name = "opaquetype"};
     using OMClass::createClassSpecificObject;
-    /// Takes the identifier; without one, as a host restores objects, the type stays nameless. Raises
+    /// Takes the identifier; without one, as when a host restores objects, the type has no name. Raises
     /// "fixedpoint:opaquetype:nargchk:tooManyInputs" and "embeddedtype:string:InvalidStringParam".
     OMInterface* createClassSpecificObject(OMInterface* interface, void** arguments, int count) override;
 
