@@ -1,4 +1,4 @@
-// Arrays, types and rules made in one line, with what a user has to say about them.
+// Arrays, types and rules made in one line, from arguments and settings.
 //
 //     front::fi(session, 3.14);                                      // signed, 16 bits, the best precision for it
 //     front::fi(session, 3.14, true, 8, 4);                          // a sign, a word length, a fraction length
@@ -7,14 +7,14 @@
 //
 // A setting is a property of "numerictype", of "fimath", or of the array itself: "data", "int", "hex" and its other
 // forms, "numerictype" and "fimath" as a whole, "Tag". Names are those of the classes and are compared exactly;
-// settings act in their order, save that what the elements of a `fi` overflow is told under the tag. Without a scaling
-// the best precision for the values is taken; that of words up to 52 bits only for values that doubles hold. With
-// rules, or a setting of them, the array has rules of its own, which begin as the global ones; without, it has those of
-// a `fi` that it is made of, else none: then numbers are rounded to the nearest and saturated, and the elements of a
-// `fi` go by the global rules.
+// settings take effect in their order, except that overflows of the elements of a `fi` are reported with the tag.
+// Without a scaling, the best precision for the values is used; for words up to 52 bits, only if doubles hold the
+// values. With rules, or a setting of them, the array has local rules, which start as the global ones. Without, it
+// takes the rules of a `fi` that it is made from, otherwise none: then numbers are rounded to nearest and saturated,
+// and the elements of a `fi` follow the global rules.
 //
-// An error makes nothing. Besides what the classes raise: "fixedpoint:fi:constructor:unknownProperty", and
-// "fixedpoint:fi:constructor:refusedSetting" for one that is refused, which a type tells as a warning only.
+// An error creates no object. In addition to the errors of the classes: "fixedpoint:fi:constructor:unknownProperty",
+// and "fixedpoint:fi:constructor:refusedSetting" for a refused setting, for which a type only warns.
 #pragma once
 
 #include <span>
@@ -31,20 +31,21 @@ struct Setting {
 };
 using Settings = std::vector<Setting>;
 
-/// Makes an array of a host array of numbers or of the elements of a `fi`, whose type it takes unless told otherwise.
+/// Makes an array from a numeric host array or from the elements of a `fi`, whose type it takes unless specified
+/// otherwise.
 Value fi(Session& session, const Value& values, const Settings& settings = {});
 Value fi(Session& session, const Value& values, bool isSigned, int wordLength, int fractionLength,
          const Settings& settings = {});
-/// Makes an array of what its settings tell; of words ("hex", "int", ...) only with a scaling, else
+/// Makes an array from its settings; from words ("hex", "int", ...) only with a scaling, otherwise
 /// "fixedpoint:fi:constructor:scalingNeeded".
 Value fiWith(Session& session, const Settings& settings);
-/// Makes an array as the function "fi" does of a list of arguments: values; a `numerictype`, or a sign and as many as
-/// are known of a word length and a fraction length, a slope and a bias, or a slope adjustment factor, a fixed exponent
-/// and a bias; rules; names and values of settings. Throws "fixedpoint:fi:constructor:badArgument" and
-/// "fixedpoint:fi:constructor:pairIncomplete".
+/// Makes an array from a list of arguments, as the function "fi": values; a `numerictype`, or a sign followed by any
+/// leading part of word length and fraction length, of word length, slope and bias, or of word length, slope adjustment
+/// factor, fixed exponent and bias; rules; names and values of settings. Throws "fixedpoint:fi:constructor:badArgument"
+/// and "fixedpoint:fi:constructor:pairIncomplete".
 Value fiOf(Session& session, std::span<const Value> arguments);
 
-/// Make a type, and rules, by settings.
+/// Make a type, and rules, from settings.
 Value numerictype(Session& session, const Settings& settings);
 Value fimath(Session& session, const Settings& settings);
 

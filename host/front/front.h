@@ -1,12 +1,12 @@
-// What users of the host expect around the classes: arrays made with names and values, joined, reduced along any
-// dimension, compared and divided.
+// The functions that users of the host expect around the classes: construction of arrays from names and values,
+// joining, reduction along any dimension, comparison and division.
 //
 //     front::install(session);
 //     const Value a = session.call("fi", {3.14, 1, 8, 4, "RoundMode", "floor"});
 //     const Value b = session.call("horzcat", {1, a, 2});      // a `fi` may stand at any place
 //     const std::vector<Value> m = session.call(2, "max", {b});
 //
-// Each is also a plain function of the headers below. All rest on the methods of the classes and on `Session` alone.
+// Each is also a plain function in the headers below. All use only the methods of the classes and `Session`.
 #pragma once
 
 #include "host/front/arithmetic.h"
@@ -18,9 +18,9 @@
 
 namespace front {
 
-/// Adds the functions to the host: "fi" as one called by name, the others as methods of class "embedded.fi" (and
-/// "ispropequal" of its type and rules). They stay after the session; a second call replaces them by themselves.
-/// Dimensions count from 1 in them, and the empty array stands for an argument left out: `max(a, [], 2)`.
+/// Adds the functions to the host: "fi" as a function called by name, the others as methods of class "embedded.fi" (and
+/// "ispropequal" also of its type and rules). They remain after the session; a second call replaces them with the same
+/// functions. Dimensions count from 1, and the empty array means an omitted argument: `max(a, [], 2)`.
 void install(Session& session);
 
 }  // namespace front

@@ -1,4 +1,4 @@
-// Sizes of what a user holds, and an array seen along one of its dimensions.
+// Sizes of values, and an array viewed along one of its dimensions.
 //
 // Dimensions count from 0 here; users count them from 1 (`dimensionAt`).
 #pragma once
@@ -21,21 +21,21 @@ inline constexpr const char* arrayClass = "embedded.fi";
 inline constexpr const char* typeClass = "embedded.numerictype";
 inline constexpr const char* rulesClass = "embedded.fimath";
 
-/// Answers whether the value is an object of the class.
+/// Returns whether the value is an object of the class.
 bool isObjectOf(const Value& value, const char* className);
 inline bool isFi(const Value& value) {
     return isObjectOf(value, arrayClass);
 }
 
-/// Answers whether the value is a numeric or logical array of the host.
+/// Returns whether the value is a numeric or logical array of the host.
 bool isNumbers(const Value& value);
 
 Dimensions dimensionsOf(Session& session, const Value& value);
 std::size_t elementCount(const Dimensions& dimensions);
 bool isEmpty(Session& session, const Value& value);
-/// Answers whether it has two dimensions of which one is 1.
+/// Returns whether it has two dimensions of which one is 1.
 bool isVector(const Dimensions& dimensions);
-/// The first dimension whose size isn't 1; 0 when there is none.
+/// The first dimension whose size isn't 1; 0 if there is none.
 std::size_t firstLongDimension(const Dimensions& dimensions);
 /// Reads the number of a dimension as a user gives it. Throws "fixedpoint:fi:dimension:mustBePositiveInteger" unless it
 /// is a whole number from 1 to 1024.
@@ -43,16 +43,16 @@ std::size_t dimensionAt(const Value& number);
 
 /// Makes a double array of any number of dimensions from its elements, column by column.
 Value doubles(const Dimensions& dimensions, std::span<const double> elements);
-/// A logical array as doubles, which a precision can be found for; any other value as it is.
+/// A logical array as doubles, for which a precision can be found; any other value unchanged.
 Value asNumbers(const Value& value);
-/// What can become elements of a `fi` without harm: words as doubles where it holds doubles, as the class would keep
-/// values that are beyond these; any other value as it is.
+/// A value that is safe as elements of a `fi`: words as doubles if it holds doubles, since the class would keep values
+/// beyond these; any other value unchanged.
 Value amongElementsOf(Session& session, const Value& fi, const Value& value);
 /// The same elements in other dimensions, whose product must be the same.
 Value reshaped(Session& session, const Value& array, Dimensions dimensions);
 
-/// An array on the way to a result. Like every copy it repeats the log of what it was made of, so its own is cleared
-/// when it goes: a map of logs counts an overflow once. What it is made of without a session is kept as it is.
+/// An intermediate array. Like every copy it has a copy of its source's log, so its own is cleared when it is
+/// destroyed: a map of logs counts an overflow once. Without a session, the array is kept as it is.
 class Passing {
  public:
     explicit Passing(Value kept) : mValue(std::move(kept)) {}
@@ -78,13 +78,13 @@ class Passing {
     Value mValue;
 };
 
-/// An array as `outer` blocks of `length` rows of `inner` elements, the rows counting along the dimension.
+/// An array as `outer` blocks of `length` rows of `inner` elements, with one row for each position along the dimension.
 struct Along {
     Along(Dimensions dimensions, std::size_t dimension);
 
-    /// The dimensions with another size along this one.
+    /// The dimensions, with another size along this one.
     Dimensions withLength(std::size_t other) const;
-    /// A matrix with the dimension in front: a column for each place in the other dimensions.
+    /// A matrix with the dimension in front: one column for each position in the other dimensions.
     Passing inFront(Session& session, const Value& array) const;
 
     Dimensions dimensions;

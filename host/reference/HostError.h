@@ -1,6 +1,6 @@
-// An error as ordinary C++ code meets it: what the library raised by pointer, or the host itself, as a value.
+// An error in the form for ordinary C++ code: an error raised by pointer by the library or the host, as a value.
 //
-// Session and Value throw nothing else; the ErrorIdException behind it is freed before it leaves them.
+// Session and Value throw nothing else; they free the underlying ErrorIdException first.
 #pragma once
 
 #include <stdexcept>
@@ -21,7 +21,7 @@ class TOLVANE_HOST_API HostError : public std::runtime_error {
 
     /// The identifier, such as "fixedpoint:fi:dimagree"; empty for an error without one.
     const std::string& id() const noexcept { return mId; }
-    /// The message, as what() gives it.
+    /// The message, as what() returns it.
     std::string message() const { return what(); }
 
  private:

@@ -1,4 +1,5 @@
-// How a program, a test or another language's binding uses the host: load a module, make objects, call methods.
+// The interface to the host for programs, tests and bindings to other languages: load a module, make objects, call
+// methods.
 //
 //     hostref::Session session;                             // loads and starts libtolvane.so
 //     const Value a = session.construct("embedded.fi", {0.5});
@@ -6,12 +7,12 @@
 //     sum.set("RoundMode", "floor");
 //     for (const Warning& warning : session.takeWarnings()) ...
 //
-// A session turns what the library raises by pointer into HostError and frees it, converts arguments to the parameters
-// of the selected signature and results back to values, collects what is printed and warned during its calls, and
-// leaves the trap flag and the error mode as the host has them between commands.
+// A session turns errors that the library raises by pointer into HostError and frees them, converts arguments to the
+// parameters of the selected signature and results back to values, collects printed text and warnings of its calls, and
+// restores the trap flag and the error mode that the host has between commands.
 //
 // Names of classes, methods and properties are compared exactly. Objects belong to the host, not to a session, and may
-// outlive it; modules stay loaded until the process ends and are stopped then. One thread at a time.
+// outlive it; modules stay loaded until the process ends and are then stopped. Use from one thread at a time.
 #pragma once
 
 #include <filesystem>
@@ -65,14 +66,14 @@ template <class... Index>
 Subscript brace(Index&&... indices) {
     return {"{}", {Value(std::forward<Index>(indices))...}};
 }
-/// The index that takes all positions of a dimension.
+/// The index for all positions of a dimension.
 inline Value colon() {
     return Value(":");
 }
 
 class Session;
-/// A function of the host's language that is written on sessions: it takes the session that runs the call, how many
-/// results are wanted, and the arguments. It may return one result although none is wanted.
+/// A function of the host's language that is written on sessions. It takes the session that runs the call, the number
+/// of requested results, and the arguments. It may return one result even if none is requested.
 using SessionFunction =
     std::function<std::vector<Value>(Session& session, int resultCount, std::span<const Value> arguments)>;
 
@@ -80,11 +81,11 @@ class TOLVANE_HOST_API Session {
  public:
     enum class Start { now, later };
 
-    /// Uses the module "tolvane": the one that is in the process already, else libtolvane.so where the loader or the
-    /// folder of the host library has it. Throws "VELMAR:module:notFound" with the loader's text.
+    /// Uses the module "tolvane": the one already in the process, otherwise libtolvane.so as found by the loader or in
+    /// the folder of the host library. Throws "VELMAR:module:notFound" with the loader's text.
     explicit Session(Start start = Start::now);
-    /// Loads a module by its path. Its name, by which its entry points are called, comes from the file name
-    /// ("libzoo.so" holds "zoo") unless one is given. Throws "VELMAR:module:notFound" or "VELMAR:module:noEntryPoint".
+    /// Loads a module by its path. Its name, which is part of its entry points' names, is derived from the file name
+    /// ("libzoo.so" is "zoo") unless one is given. Throws "VELMAR:module:notFound" or "VELMAR:module:noEntryPoint".
     explicit Session(const std::filesystem::path& file, std::string_view name = {}, Start start = Start::now);
     explicit Session(Module module, Start start = Start::now);
     ~Session();
@@ -92,41 +93,43 @@ class TOLVANE_HOST_API Session {
     Session& operator=(const Session&) = delete;
 
     const std::string& moduleName() const { return mModule.name; }
-    /// Calls the module's start entry point, which may do nothing the second time.
+    /// Calls the module's start entry point, which may do nothing on the second call.
     void start();
-    /// Calls the module's stop entry point. Objects that are held stay whole until they are dropped.
+    /// Calls the module's stop entry point. Objects that are still held remain valid until they are released.
     void stop();
-    /// Returns the address of an exported function of the loaded module, such as "QueryVLFcnTable_tolvane"; null when
+    /// Returns the address of an exported function of the loaded module, such as "QueryVLFcnTable_tolvane"; null if
     /// there is none.
     void* entryPoint(const std::string& name) const;
 
     /// Makes an object of a class by its full name. Throws "VELMAR:class:unknown", "VELMAR:class:notConstructible", or
-    /// what the class raises.
+    /// the error of the class.
     Value construct(std::string_view className, std::span<const Value> arguments);
     Value construct(std::string_view className, std::initializer_list<Value> arguments = {}) {
         return construct(className, std::span(arguments.begin(), arguments.size()));
     }
-    /// Answers whether the class is there.
+    /// Returns whether the class exists.
     bool hasClass(std::string_view className) const;
 
-    /// Calls a method, or, when no argument is an object that has it, the host function of that name, and returns the
-    /// first result; the empty array when there is none.
+    /// Calls a method, or, if no argument is an object that has it, the host function of that name. Returns the first
+    /// result, or the empty array if there is none.
     ///
-    /// The method is that of the leftmost object whose class has one; beyond the first argument it counts only when
-    /// the method's dispatch attribute is cleared. Its first signature that takes the arguments and gives the results
-    /// is selected. A class-typed parameter takes an object of the class or a descendant, and an empty array as null;
-    /// an enumeration takes a text or a value; "VELMAR array" takes everything. Throws "VELMAR:class:unknownMethod",
-    /// "VELMAR:method:noSignature", "VELMAR:tooManyOutputs", "VELMAR:UndefinedFunction", or what is raised.
+    /// The method is that of the leftmost object whose class has one; objects after the first argument count only if
+    /// the method's dispatch attribute is cleared. The first signature that accepts the arguments and returns the
+    /// results is selected. A class-typed parameter accepts an object of the class or a descendant, and an empty array
+    /// as null; an enumeration accepts a text or a value; "VELMAR array" accepts everything. Throws
+    /// "VELMAR:class:unknownMethod", "VELMAR:method:noSignature", "VELMAR:tooManyOutputs", "VELMAR:UndefinedFunction",
+    /// or the error raised by the code.
     Value call(std::string_view name, std::span<const Value> arguments);
     Value call(std::string_view name, std::initializer_list<Value> arguments = {}) {
         return call(name, std::span(arguments.begin(), arguments.size()));
     }
-    /// As call with a wanted number of results; returns that many, except that one may come though none is wanted.
+    /// As call, with a requested number of results; returns that many, except that there may be one if none is
+    /// requested.
     std::vector<Value> call(int resultCount, std::string_view name, std::span<const Value> arguments);
     std::vector<Value> call(int resultCount, std::string_view name, std::initializer_list<Value> arguments = {}) {
         return call(resultCount, name, std::span(arguments.begin(), arguments.size()));
     }
-    /// As call, for a method that is called by its class and needs no object.
+    /// As call, for a static method, which is called by its class without an object.
     Value callStatic(std::string_view className, std::string_view name, std::span<const Value> arguments);
     Value callStatic(std::string_view className, std::string_view name, std::initializer_list<Value> arguments = {}) {
         return callStatic(className, name, std::span(arguments.begin(), arguments.size()));
@@ -142,7 +145,8 @@ class TOLVANE_HOST_API Session {
     /// what the property raises.
     Value get(const Value& object, std::string_view property);
     /// Writes a property as the external client, with its events before and after. Throws
-    /// "VELMAR:class:unknownProperty", "VELMAR:class:noSetAccess", "VELMAR:datatype:badValue", or what it raises.
+    /// "VELMAR:class:unknownProperty", "VELMAR:class:noSetAccess", "VELMAR:datatype:badValue", or the error of the
+    /// property.
     void set(const Value& object, std::string_view property, const Value& value);
 
     /// Runs "subsref" along the path: `session.index(a, {paren(2, colon())})`.
@@ -150,34 +154,33 @@ class TOLVANE_HOST_API Session {
     Value index(const Value& value, std::initializer_list<Subscript> path) {
         return index(value, std::span(path.begin(), path.size()));
     }
-    /// Runs "subsasgn" along the path and returns the value that the variable holds then. Assigning the empty array
-    /// deletes.
+    /// Runs "subsasgn" along the path and returns the new value of the variable. Assigning the empty array deletes.
     Value assign(const Value& value, std::span<const Subscript> path, const Value& right);
     Value assign(const Value& value, std::initializer_list<Subscript> path, const Value& right) {
         return assign(value, std::span(path.begin(), path.size()), right);
     }
 
-    /// Shows a value as the host does: by the method "display" or "disp" of its class, else by the host's own form.
-    /// Ends the last line where what shows it doesn't.
+    /// Displays a value like the host: by the method "display" or "disp" of its class, otherwise in the host's own
+    /// form. Ends the last line if that doesn't.
     void display(const Value& value);
 
-    /// Writes variables to a file, HDF5 behind a heading; docs/host.md tells the layout. The file is written beside and
-    /// renamed, so that it holds the old contents or the new ones whatever happens. Throws ids that begin with
-    /// "VELMAR:save:", or what a property raises.
+    /// Writes variables to a file, HDF5 after a heading; docs/host.md describes the layout. The file is written beside
+    /// the old one and renamed, so that it always holds either the old or the new contents. Throws ids that begin with
+    /// "VELMAR:save:", or the error of a property.
     void save(const std::filesystem::path& file, std::span<const Variable> variables);
     void save(const std::filesystem::path& file, std::initializer_list<Variable> variables) {
         save(file, std::span(variables.begin(), variables.size()));
     }
     /// Reads variables in the order in which they were saved. Objects are constructed, and their properties set in the
-    /// order of the class. Throws ids that begin with "VELMAR:load:", or what a property raises; nothing is made then,
-    /// and what the objects of a class share is as before.
+    /// order of the class. Throws ids that begin with "VELMAR:load:", or the error of a property; in that case nothing
+    /// is created, and the state shared by the objects of a class is unchanged.
     std::vector<Variable> load(const std::filesystem::path& file, SharedState shared = SharedState::keep);
-    /// As above, one of them.
+    /// As above, for one of them.
     Value load(const std::filesystem::path& file, const std::string& name, SharedState shared = SharedState::keep);
     /// The names of the variables in a file.
     std::vector<std::string> namesIn(const std::filesystem::path& file);
 
-    /// Adds a method written in the host's language to a class, which may answer by changing its attributes.
+    /// Adds a method written in the host's language to a class, which may react by changing the method's attributes.
     void addMethod(std::string_view className, const std::string& name, Function function);
     /// As above. Methods belong to the class and outlive this session; the function gets the session of each call, and
     /// a call while no session is open raises "VELMAR:session:none".
@@ -189,12 +192,12 @@ class TOLVANE_HOST_API Session {
     Value feature(const std::string& name);
     void setFeature(const std::string& name, const Value& state);
 
-    /// What this session's calls warned and printed since the last take; empty afterwards. A warning of overflows or
-    /// underflows ends with a line "Tag: ..." when the array that it is of has a tag.
+    /// Warnings and printed text of this session's calls since the last take; empty afterwards. A warning of overflows
+    /// or underflows ends with a line "Tag: ..." if its array has a tag.
     std::vector<Warning> takeWarnings();
     std::string takePrinted();
-    /// With echo, printed text and warnings also go where they go without a session. At first it is off; a listener
-    /// set by setWarningListener or setPrintListener is called in either case.
+    /// With echo, printed text and warnings also go where they go without a session. Initially off; a listener set by
+    /// setWarningListener or setPrintListener is called in either case.
     void setEcho(bool isOn);
 
  private:

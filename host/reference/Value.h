@@ -1,10 +1,11 @@
-// What a user of the host holds in a variable: an array, or a handle on an object of a class.
+// The value of a user's variable in the host: an array, or a handle on an object of a class.
 //
-// A value is counted and cheap to copy. Copies share: an array never changes once it is in a value, and an object is
-// the same object in every copy, so that a property set through one is seen through all (the method "copy" of a class
-// makes another). An array around a handle becomes the object itself. Matrices are stored column by column.
+// A value is reference-counted and cheap to copy. Copies share: an array never changes once it is in a value, and an
+// object is the same object in every copy, so a property set through one is seen through all (the method "copy" of a
+// class makes another object). An array around a handle becomes the object itself. Matrices are stored column by
+// column.
 //
-// Operations of objects go through the host: they obey access attributes and throw HostError.
+// Operations on objects go through the host: they respect access attributes and throw HostError.
 #pragma once
 
 #include <concepts>
@@ -28,7 +29,7 @@ class TOLVANE_HOST_API Value {
  public:
     /// The empty array: 0-by-0, double.
     Value();
-    /// A double scalar, also from integers: numbers of the host are doubles.
+    /// A double scalar, even from integers: numbers of the host are doubles.
     template <class T>
     requires(std::is_arithmetic_v<T> && !std::same_as<T, bool>) Value(T number)
         : Value(fromDouble(static_cast<double>(number))) {}
@@ -40,7 +41,7 @@ class TOLVANE_HOST_API Value {
     Value(const std::string& text);
     /// A double row of 1-by-n.
     Value(const std::vector<double>& row);
-    /// Takes over an array; null gives the empty one.
+    /// Takes ownership of an array; null gives the empty one.
     Value(hvArrayOwner array);
 
     Value(const Value& other) noexcept;
@@ -53,8 +54,7 @@ class TOLVANE_HOST_API Value {
     }
     ~Value();
 
-    /// A double matrix from its elements, column by column; throws "VELMAR:array:dimensions" for another number of
-    /// them.
+    /// A double matrix from its elements, column by column; throws "VELMAR:array:dimensions" if their number differs.
     static Value matrix(std::size_t rows, std::size_t columns, std::span<const double> elements);
     /// As above, complex.
     static Value matrix(std::size_t rows, std::size_t columns, std::span<const double> real,
@@ -62,11 +62,11 @@ class TOLVANE_HOST_API Value {
     static Value complex(double real, double imaginary);
     /// A cell row.
     static Value cells(std::span<const Value> elements);
-    /// Shares the data of an array, which stays the caller's; null gives the empty array.
+    /// Shares the data of an array, which the caller still owns; null gives the empty array.
     static Value share(const hvArray* array);
-    /// Holds an object by a reference of its own; null gives the empty array.
+    /// Holds an object with a new reference; null gives the empty array.
     static Value hold(OMInterface* interface);
-    /// As hold, except that it takes over one internal reference of the caller's.
+    /// As hold, except that it takes over one of the caller's internal references.
     static Value adopt(OMInterface* interface);
 
     bool isObject() const { return mInterface != nullptr; }
@@ -77,14 +77,14 @@ class TOLVANE_HOST_API Value {
     void* object() const;
     /// The array, borrowed; null for an object.
     const hvArray* array() const;
-    /// A new array with the same contents; for an object an object array around the handle.
+    /// A new array with the same contents; for an object, an object array around the handle.
     hvArrayOwner toArray() const;
     /// "double", "char", ..., or the full name of an object's class.
     std::string className() const;
     /// As hvIsA.
     bool isA(const char* className) const;
 
-    // Reading arrays. An object throws "VELMAR:value:notArray" here; ask it for a property or call a method.
+    // Reading arrays. An object throws "VELMAR:value:notArray" here; read a property or call a method instead.
 
     std::vector<std::size_t> dimensions() const;
     std::size_t rows() const;
@@ -92,20 +92,21 @@ class TOLVANE_HOST_API Value {
     std::size_t numberOfElements() const;
     bool isEmpty() const;
     bool isComplex() const;
-    /// The first element as hvGetScalar gives it, NaN for an empty array.
+    /// The first element, as hvGetScalar; NaN for an empty array.
     double toDouble() const;
     /// The imaginary part of the first element, 0 for a real one.
     double toImaginary() const;
     /// Whether the first element is neither 0 nor missing.
     bool toBool() const;
-    /// All elements (real parts) of a numeric, logical or char array as doubles, else "VELMAR:array:notNumericClass".
+    /// All elements (real parts) of a numeric, logical or char array as doubles; otherwise
+    /// "VELMAR:array:notNumericClass".
     std::vector<double> toDoubles() const;
     /// The imaginary parts; empty for a real array.
     std::vector<double> toImaginaries() const;
     /// The characters as UTF-8; "VELMAR:array:notChar" for another class, "VELMAR:array:severalRows" for more than one
     /// row.
     std::string toText() const;
-    /// As toText, a text for each row, page by page: the words "hex" of a column.
+    /// As toText, one text per row, page by page: for example the words "hex" of a column.
     std::vector<std::string> toLines() const;
     /// An element of a cell array, from 0, or the field of a one-element struct.
     Value cell(std::size_t index) const;
@@ -120,8 +121,8 @@ class TOLVANE_HOST_API Value {
     /// As Session::call with this as first argument.
     Value call(std::string_view method, std::initializer_list<Value> arguments = {}) const;
 
-    /// Arrays are equal when class, complexity, dimensions and elements are, one NaN being as good as another; objects
-    /// when they are the same object.
+    /// Arrays are equal if class, complexity, dimensions and elements are, where all NaN are equal; objects are equal
+    /// if they are the same object.
     TOLVANE_HOST_API friend bool operator==(const Value& a, const Value& b);
 
  private:

@@ -18,12 +18,12 @@ struct Feature {
 /// The registered features in the order of registration.
 TOLVANE_HOST_API std::vector<Feature> registeredFeatures();
 
-/// Runs the gateway of a feature as a user's command would, and returns what it stored (null when nothing). An unknown
-/// name raises "VELMAR:feature:unknown".
+/// Runs the gateway of a feature as a user's command would, and returns the result that it stored (null if none). An
+/// unknown name raises "VELMAR:feature:unknown".
 TOLVANE_HOST_API hvArrayOwner runFeature(const std::string& name, int resultCount,
                                          std::span<hvArray* const> arguments = {});
 
-/// Forgets all features, as a host that starts afresh.
+/// Removes all features, like a newly started host.
 TOLVANE_HOST_API void clearFeatures();
 
 }  // namespace hostref

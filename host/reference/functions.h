@@ -1,6 +1,6 @@
 // The functions of the reference host that are called by name: one table that a program may extend.
 //
-// Present from the start: "eval", "lasterr", "disp", "sqrt" and the small functions listed in functions.cpp.
+// Initially present: "eval", "lasterr", "disp", "sqrt" and the small functions listed in functions.cpp.
 #pragma once
 
 #include <functional>
@@ -13,24 +13,24 @@
 
 namespace hostref {
 
-/// Runs one function. The arguments stay the caller's. Returns its results; it may return one although none is asked
-/// for, and results beyond the count asked for are dropped. Fails by raising.
+/// Runs one function. The caller keeps the arguments. Returns its results: possibly one even if none is requested;
+/// excess results are dropped. Fails by raising.
 using Function = std::function<std::vector<hvArrayOwner>(int resultCount, std::span<const hvArray* const> arguments)>;
 
-/// Puts a function into the table and returns the one it replaces; an empty function takes the name out.
+/// Adds a function to the table and returns the one it replaces; an empty function removes the name.
 TOLVANE_HOST_API Function registerFunction(const std::string& name, Function function);
 
-/// Calls a method when an argument is an object whose class has it, as Session::call selects it, else the function of
-/// the table. An unknown name raises "VELMAR:UndefinedFunction" ("VELMAR:class:unknownMethod" when the first argument
-/// is an object), a function that returns fewer results than asked for "VELMAR:unassignedOutputs".
+/// Calls a method if an argument is an object whose class has it, selected as by Session::call, otherwise the function
+/// of the table. An unknown name raises "VELMAR:UndefinedFunction" ("VELMAR:class:unknownMethod" if the first argument
+/// is an object), a function that returns fewer results than requested "VELMAR:unassignedOutputs".
 TOLVANE_HOST_API std::vector<hvArrayOwner> callFunction(const std::string& name, int resultCount,
                                                         std::span<const hvArray* const> arguments);
 
-/// As callFunction, except that methods are passed by.
+/// As callFunction, but ignores methods.
 TOLVANE_HOST_API std::vector<hvArrayOwner> callBuiltin(const std::string& name, int resultCount,
                                                        std::span<const hvArray* const> arguments);
 
-/// What the last failed call left behind; "lasterr" gives it to callers.
+/// The error of the last failed call, as returned by "lasterr".
 struct LastError {
     std::string id;
     std::string message;

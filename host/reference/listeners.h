@@ -1,4 +1,4 @@
-// Where the reference host sends printed text and warnings: listeners that a program or a test can set.
+// The destinations of the reference host's printed text and warnings: listeners that a program or a test can set.
 //
 // By default printed text goes to stdout and a warning, as "Warning: text [id]", to stderr.
 #pragma once

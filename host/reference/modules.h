@@ -1,4 +1,4 @@
-// The packages and classes that the reference host can load; "Lorimer" is there from the start.
+// The packages and classes that the reference host can load; "Lorimer" is present initially.
 #pragma once
 
 #include <string>

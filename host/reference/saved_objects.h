@@ -1,7 +1,7 @@
-// Variables as the bytes of a file that keeps them, and back. docs/host.md describes the layout.
+// Conversion of variables to the bytes of a file, and back. docs/host.md describes the layout.
 //
-// A file is a heading, which holds a digest of the rest, and an HDF5 file with one link a variable. Whatever the bytes
-// are, reading gives the variables or raises, and a reader that raises has changed nothing.
+// A file is a heading, which holds a digest of the rest, and an HDF5 file with one link per variable. For any bytes,
+// reading returns the variables or raises, and a reader that raises has changed nothing.
 #pragma once
 
 #include <cstddef>
@@ -23,32 +23,32 @@ struct Variable {
     bool operator==(const Variable&) const = default;
 };
 
-/// What becomes of the state that all objects of a class share, such as a switch that each of them shows as its own
-/// property, when saved objects set it: it stays as it is, or becomes as saved.
+/// The treatment of state that all objects of a class share, such as a switch that each of them shows as its own
+/// property: keep it, or restore it as saved.
 enum class SharedState { keep, restore };
 
 // Raised by pointer; ids begin with "VELMAR:save:" and "VELMAR:load:".
 
-/// Raises for names that are empty or given twice, values of a class that can't be saved, objects that hold themselves,
-/// and nesting deeper than 200.
+/// Raises for empty or repeated names, values of a class that can't be saved, objects that hold themselves, and nesting
+/// deeper than 200.
 TOLVANE_HOST_API std::vector<std::byte> savedBytes(std::span<const Variable> variables);
 
-/// Makes the variables, or the one of a name, in the order in which they were saved.
+/// Restores the variables, or the one of a name, in the order in which they were saved.
 TOLVANE_HOST_API std::vector<Variable> loadedVariables(std::span<const std::byte> bytes, SharedState shared,
                                                        const std::optional<std::string>& name = {});
 TOLVANE_HOST_API std::vector<std::string> namesIn(std::span<const std::byte> bytes);
 
-/// The bytes of the heading. HDF5 looks for its own beginning at 0, 512, 1024 ..., so that its tools read the file.
+/// The size of the heading. HDF5 searches for its signature at 0, 512, 1024 ..., so its tools can read the file.
 inline constexpr std::size_t kHeadingBytes = 512;
-/// Writes the heading of an HDF5 file that stands behind room for it, as a tool that changed the file would.
+/// Writes the heading into the room before an HDF5 file, as would a tool that changed the file.
 TOLVANE_HOST_API void setHeading(std::span<std::byte> bytes);
-/// Returns the HDF5 file behind the heading. Raises "VELMAR:load:foreign" and "VELMAR:load:damaged".
+/// Returns the HDF5 file after the heading. Raises "VELMAR:load:foreign" and "VELMAR:load:damaged".
 TOLVANE_HOST_API std::span<const std::byte> behindHeading(std::span<const std::byte> bytes);
 
 // Files.
 
 std::vector<std::byte> readFile(const std::filesystem::path& file);
-/// Writes beside the file and renames, so that the name holds the old bytes or the new ones at any time.
+/// Writes beside the file and renames, so that the name always refers to the old bytes or the new ones.
 void replaceFile(const std::filesystem::path& file, std::span<const std::byte> bytes);
 
 }  // namespace hostref

@@ -1,9 +1,9 @@
-// The boundary between the host and the code of a module: what one call leaves set doesn't reach the next.
+// The boundary between the host and the code of a module: state left by one call doesn't affect the next.
 #pragma once
 
 namespace hostref {
 
-/// Runs code of a module with the trap flag cleared; gives trap flag and error mode their old state at the end.
+/// Runs code of a module with the trap flag cleared; restores trap flag and error mode at the end.
 class CallBoundary {
  public:
     CallBoundary();

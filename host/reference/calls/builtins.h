@@ -1,4 +1,4 @@
-// The table of functions called by name, and those that the reference host has from the start.
+// The table of functions called by name, and the functions that the reference host has initially.
 #pragma once
 
 #include <map>
@@ -12,11 +12,11 @@
 namespace hostref {
 
 std::map<std::string, Function, std::less<>> builtinFunctions();
-/// Those among them that know objects.
+/// The built-in functions that work on objects.
 std::map<std::string, Function, std::less<>> objectFunctions();
 
 bool hasTableFunction(std::string_view name);
-/// Runs a function of the table and returns all it gives; an unknown name raises "VELMAR:UndefinedFunction".
+/// Runs a function of the table and returns all its results; an unknown name raises "VELMAR:UndefinedFunction".
 std::vector<hvArrayOwner> runTableFunction(std::string_view name, int resultCount,
                                            std::span<const hvArray* const> arguments);
 

@@ -1,7 +1,7 @@
-// Calls of methods and reads and writes of properties, as a user's command does them: lookup by name, selection of a
+// Calls of methods and reads and writes of properties, as by a user's command: lookup by name, selection of a
 // signature, conversion of arguments and results. Session and the functions called by name share it.
 //
-// What is raised here is raised by pointer, as everywhere below the session.
+// Errors are raised by pointer, as everywhere below the session.
 #pragma once
 
 #include <cstddef>
@@ -33,7 +33,7 @@ struct Argument {
     static Argument of(const hvArray* array);
 };
 
-/// How many results a caller wants. `oneIfAny` stands for one, or none from what gives none.
+/// The number of results that a caller requests. `oneIfAny` means one, or none if there is none.
 struct Wanted {
     int count = 0;
     bool isOneIfAny = false;
@@ -42,19 +42,19 @@ struct Wanted {
     static Wanted oneIfAny() { return {1, true}; }
 };
 
-/// Finds a class by its full name, or by its short name when only one class has it; null when there is none.
+/// Finds a class by its full name, or by its short name if only one class has it; null if there is none.
 OMClass* findClass(std::string_view name);
 /// As findClass, except that it raises "VELMAR:class:unknown".
 OMClass& requireClass(std::string_view name);
 
-/// Calls the method that the arguments select; no value when none of them is an object that has it.
+/// Calls the method that the arguments select; no value if none of them is an object that has it.
 std::optional<std::vector<Value>> callMethod(std::string_view name, std::span<const Argument> arguments, Wanted wanted);
 /// Calls a method of a class whatever the arguments are.
 std::vector<Value> callMethodOfClass(OMClass& objectClass, std::string_view name, std::span<const Argument> arguments,
                                      Wanted wanted);
-/// Calls the method that the arguments select, else the function of the table.
+/// Calls the method that the arguments select, otherwise the function of the table.
 std::vector<Value> callByName(std::string_view name, std::span<const Argument> arguments, Wanted wanted);
-/// Answers whether objects of the class have the method.
+/// Returns whether objects of the class have the method.
 bool hasMethod(const OMClass& objectClass, std::string_view name);
 
 /// Returns the object of an argument; an array without one raises "VELMAR:value:notObject".
@@ -64,23 +64,23 @@ OMPropInfo& requireProperty(const OMClass& objectClass, std::string_view name);
 /// Reads and writes as the external client, under the property's access attributes.
 Value getProperty(OMInterface& interface, std::string_view name);
 void setProperty(OMInterface& interface, std::string_view name, const Argument& value);
-/// As getProperty, for a list of all properties: it is the host that reads then, so that a class which gives advice to
-/// the users of a property gives none here.
+/// As getProperty, for a list of all properties: read as the internal client, so that a class that warns users of a
+/// property stays silent.
 Value listedProperty(OMInterface& interface, std::string_view name);
-/// Read and write as a client whose access has been looked at, without events; an argument that is no value of the data
+/// Read and write as a client whose access has been checked, without events; an argument that isn't a value of the data
 /// type raises "VELMAR:datatype:badValue".
 Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client);
 void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client, const Argument& value);
-/// Runs what reads one of all the properties of an object. What it throws goes on if the class says so; otherwise there
-/// is no value.
+/// Runs the read of one property when all properties of an object are read. Its error propagates if the class says so;
+/// otherwise there is no value.
 std::optional<Value> readOneOfAll(OMInterface& interface, const std::function<Value()>& read);
-/// Reads a property as the saved form has it.
+/// Reads a property in its saved form.
 std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property);
 
 /// Makes an object by the class's own constructor.
 Value constructObject(OMClass& objectClass, std::span<const Argument> arguments);
 
-/// Runs a function of the table with copies or wraps of the arguments as arrays.
+/// Runs a function of the table with the arguments copied or wrapped as arrays.
 std::vector<Value> callTableFunction(std::string_view name, std::span<const Argument> arguments, Wanted wanted);
 
 }  // namespace hostref

@@ -1,4 +1,4 @@
-// printf formatting into a string of any length, and the way from there to the listeners.
+// printf formatting to a string of any length, and output to the listeners.
 #pragma once
 
 #include <cstdarg>
@@ -6,7 +6,7 @@
 
 namespace hostref {
 
-/// Formats without a length limit; a format the C library refuses stands as it is.
+/// Formats without a length limit; a format that the C library refuses is returned unchanged.
 std::string formatText(const char* format, va_list arguments);
 
 /// Sends a text to the print listener, in one call.

@@ -1,4 +1,4 @@
-// The call that runs, for what the host adds to the warnings that a class sends in it.
+// The running call, for the text that the host adds to warnings sent during it.
 #pragma once
 
 #include <span>

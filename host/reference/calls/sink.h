@@ -1,4 +1,4 @@
-// Where printed text and warnings of a session's calls are collected, ahead of the listeners.
+// Collects printed text and warnings of a session's calls, before the listeners.
 #pragma once
 
 #include <string>
@@ -10,14 +10,14 @@ class OutputSink {
     virtual ~OutputSink() = default;
     virtual void warn(const std::string& id, const std::string& text) = 0;
     virtual void print(const std::string& text) = 0;
-    /// Whether output goes where it goes without a sink, too.
+    /// Whether output also goes where it goes without a sink.
     virtual bool isEchoing() const = 0;
 };
 
 /// Sets the sink, null for none, and returns the one it replaces.
 OutputSink* exchangeSink(OutputSink* sink) noexcept;
 
-/// Answers whether what was printed last left its line open.
+/// Returns whether the last printed text left its line open.
 bool isLineOpen() noexcept;
 
 }  // namespace hostref

@@ -1,5 +1,5 @@
-// HDF5 for saving and loading: owners of its identifiers, and how the elements of arrays and the marks of a file are
-// written. Only saving.cpp and loading.cpp include this.
+// HDF5 for saving and loading: owners of its identifiers, and the representation of array elements and of the marks of
+// a file. Only saving.cpp and loading.cpp include this.
 #pragma once
 
 #include <hdf5.h>
@@ -18,7 +18,7 @@
 
 namespace hostref::hdf5 {
 
-/// Owns an identifier that a function of the library closes; a negative one stands for a call that failed.
+/// Owns an identifier that a function of the library closes; a negative one means a failed call.
 template <herr_t (*close)(hid_t)>
 class Owned {
  public:
@@ -47,8 +47,8 @@ using Type = Owned<H5Tclose>;
 using Attribute = Owned<H5Aclose>;
 using Properties = Owned<H5Pclose>;
 
-/// While it lives the library prints nothing of its errors, which the caller tells in its own words, and loads no code
-/// from outside. Settings of the process are as before at its end.
+/// During its lifetime the library prints no errors (the caller reports them itself) and loads no external code. Its
+/// destructor restores the settings of the process.
 class Quiet {
  public:
     Quiet() {
@@ -71,8 +71,8 @@ class Quiet {
     unsigned mPlugins = 0;
 };
 
-/// A file in memory that isn't the library's own: by its callbacks the library works in these bytes, past the heading,
-/// and copies none of them.
+/// A file in memory owned by this object: through its callbacks the library works in these bytes, after the heading,
+/// without copying them.
 class Image {
  public:
     /// Takes the bytes of a file to read, or none for one to write.
@@ -80,7 +80,7 @@ class Image {
     Image(const Image&) = delete;
     Image& operator=(const Image&) = delete;
 
-    /// Makes file access go to the bytes; says whether it does.
+    /// Redirects file access to the bytes; returns whether that succeeded.
     bool attachTo(hid_t accessSettings) {
         H5FD_file_image_callbacks_t callbacks = {};
         callbacks.image_malloc = [](std::size_t, H5FD_file_image_op_t, void* image) { return of(image).readable(); };
@@ -100,9 +100,9 @@ class Image {
                (mRead.empty() || H5Pset_file_image(accessSettings, readable(), mRead.size()) >= 0);
     }
 
-    /// What was written, with room for the heading, once the file is closed.
+    /// The written bytes, with room for the heading, once the file is closed.
     std::vector<std::byte> take() {
-        // The superblock tells the end of the file; the bytes go on to the next step.
+        // The superblock holds the end of the file; the bytes extend to the next step.
         constexpr std::size_t endAt = 28;
         std::uint64_t end = 0;
         std::memcpy(&end, mWritten.data() + kHeadingBytes + endAt, sizeof end);
@@ -112,7 +112,7 @@ class Image {
 
  private:
     static Image& of(void* image) { return *static_cast<Image*>(image); }
-    /// The library takes bytes to be read as changeable.
+    /// The library takes the bytes to read as non-const.
     void* readable() const { return const_cast<std::byte*>(mRead.data()); }
     void* resized(std::size_t size) {
         if (!mRead.empty()) {
@@ -130,7 +130,7 @@ class Image {
     std::vector<std::byte> mWritten;
 };
 
-/// How elements stand in the file and in memory.
+/// The representation of elements in the file and in memory.
 struct ElementType {
     hid_t inFile;
     hid_t inMemory;
@@ -179,17 +179,17 @@ inline constexpr int kObjectVersion = 1;
 /// Cells, structs and objects within one another.
 inline constexpr int kDeepest = 200;
 inline constexpr std::size_t kMostDimensions = H5S_MAX_RANK;
-/// A char row that is a text of at most so many bytes is written as one.
+/// A char row that is a text of at most this many bytes is written as text.
 inline constexpr std::size_t kLongestText = 65536;
 
-/// Elements of a cell array that stand in one group: below one another if they are few, else in groups of ranges, since
-/// the time that a group takes grows with the square of its links.
+/// Elements of a cell array in one group: one link each if they are few, otherwise in groups of ranges, since the time
+/// for a group grows with the square of its number of links.
 struct ElementRange {
     std::size_t first = 0;
     std::size_t count = 0;
 
     static constexpr std::size_t kMost = 64;
-    /// How many elements each link of the group stands for.
+    /// The number of elements that each link of the group represents.
     std::size_t step() const {
         std::size_t step = 1;
         while (step < count / kMost + (count % kMost == 0 ? 0 : 1)) {
@@ -222,7 +222,7 @@ inline std::string linkName(const std::string& name) {
     return link.empty() ? "%" : link;
 }
 
-/// The name that a link stands for.
+/// The name that a link represents.
 inline std::string nameOfLink(const std::string& link) {
     std::string name;
     for (std::size_t i = 0; i < link.size(); ++i) {

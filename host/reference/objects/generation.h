@@ -1,5 +1,5 @@
-// A count that grows whenever a class, property, method or signature record is added, renamed or taken away, so that
-// what was looked up by name can be kept until then.
+// A count that increases whenever a class, property, method or signature record is added, renamed or removed, so that
+// results of look-ups by name can be cached until then.
 #pragma once
 
 #include <cstdint>

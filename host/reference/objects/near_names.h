@@ -1,4 +1,4 @@
-// What an error says about a name or a value that there is not: what there is, and which was probably meant.
+// Texts for errors about an unknown name or value: the possible ones, and the one that was probably meant.
 #pragma once
 
 #include <span>
@@ -12,15 +12,16 @@ struct hvArray;
 
 namespace hostref {
 
-/// Returns " Did you mean 'WordLength'?" for the first of the names nearest to a given one; empty when none is near.
-/// Near is what differs in at most a third of the letters, by letters that are left out, added, changed or exchanged
-/// with their neighbour; upper and lower case are the same.
+/// Returns " Did you mean 'WordLength'?" for the first of the names nearest to a given one; empty if none is near. A
+/// name is near if it differs in at most a third of the letters, by letters that are omitted, added, changed or swapped
+/// with their neighbour; case is ignored.
 TOLVANE_HOST_API std::string suggestion(std::string_view given, std::span<const std::string> names);
 
 /// Raises "VELMAR:datatype:badValue".
 [[noreturn]] void raiseBadValue(const std::string& message);
 
-/// Returns "one of 'saturate', 'wrap'." and a suggestion for the value that was none of them; null for an object.
+/// Returns "one of 'saturate', 'wrap'." and a suggestion for the value that isn't one of them; `given` is null for an
+/// object.
 std::string choicesInstead(const EnumStringType& enumeration, const hvArray* given);
 
 }  // namespace hostref

@@ -1,4 +1,4 @@
-// Handles inside host arrays. An array and its copies hold one external reference together.
+// Handles inside host arrays. An array and its copies share one external reference.
 #pragma once
 
 #include "host/hv.h"
@@ -6,12 +6,12 @@
 class OMInterface;
 
 struct OMInterfaceArrays {
-    /// Makes an array with a reference of its own.
+    /// Makes an array with a new reference.
     static hvArray* create(OMInterface* interface);
-    /// Returns the handle of an array, still held by it; null for an array without one.
+    /// Returns the handle of an array, which still owns it; null for an array without one.
     static OMInterface* get(const hvArray* array);
     static void release(void* handle);
-    /// Says whether an array stands for the null handle: one without elements, of numbers or logicals. Text never does,
-    /// and neither do cells and structs.
+    /// Returns whether an array means the null handle: an empty numeric or logical array. Texts, cells and structs
+    /// never do.
     static bool isNull(const hvArray* array) { return (hvIsNumeric(array) || hvIsLogical(array)) && hvIsEmpty(array); }
 };

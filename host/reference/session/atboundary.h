@@ -1,4 +1,4 @@
-// Where errors that are raised by pointer become HostError values for ordinary C++ code.
+// Converts errors that are raised by pointer to HostError values for ordinary C++ code.
 #pragma once
 
 #include <utility>
@@ -9,8 +9,8 @@
 
 namespace hostref {
 
-/// One command of a user. The outermost one starts and ends with the trap flag cleared, and collects output for the
-/// session that it is a command of.
+/// One command of a user. The outermost one starts and ends with the trap flag cleared, and collects output for its
+/// session.
 class Command {
  public:
     explicit Command(OutputSink* sink) noexcept;
@@ -23,7 +23,7 @@ class Command {
     CallBoundary mBoundary;
 };
 
-/// The sink of the command that runs, or between commands that of the session opened last; null when none is open.
+/// The sink of the running command, or between commands that of the session opened last; null if none is open.
 OutputSink* currentSink() noexcept;
 
 /// Throws the exception being handled as a HostError and keeps it as the last error.

@@ -1,4 +1,4 @@
-// The body of an hvArray. Data sits in counted buffers that copies share; who wants to write owns a buffer alone first.
+// The body of an hvArray. Data is in counted buffers that copies share; a writer first makes its buffer unshared.
 #pragma once
 
 #include <array>
@@ -34,7 +34,7 @@ decltype(auto) withMemory(Action&& action) {
     }
 }
 
-/// A counted block of plain bytes; copies share it. Empty ones hold nothing.
+/// A counted block of plain bytes, shared by copies. An empty one has no block.
 class Buffer {
  public:
     Buffer() = default;
@@ -42,7 +42,7 @@ class Buffer {
     static Buffer zeros(std::size_t bytes) {
         return bytes == 0 ? Buffer() : Buffer(bsCalloc(1, sizeof(Block) + bytes));
     }
-    /// Makes bytes for the caller to set, each before it is read.
+    /// Makes uninitialised bytes; the caller sets each before reading it.
     static Buffer unset(std::size_t bytes) { return bytes == 0 ? Buffer() : Buffer(bsMalloc(sizeof(Block) + bytes)); }
 
     Buffer(const Buffer& other) : mBlock(other.mBlock) {
@@ -77,7 +77,7 @@ class Buffer {
         std::atomic<std::size_t> owners;
     };
 
-    /// Takes over fresh memory of a block, null when there was none.
+    /// Takes ownership of the new memory of a block, null if there was none.
     explicit Buffer(void* memory) {
         if (memory == nullptr) {
             raiseNoMemory();
@@ -88,7 +88,7 @@ class Buffer {
     Block* mBlock = nullptr;
 };
 
-/// What cells and structs hold. A struct keeps the fields of one element together.
+/// The contents of cells and structs. A struct keeps the fields of one element together.
 struct Children {
     std::vector<std::string> fieldNames;
     std::vector<hvArrayOwner> values;
@@ -122,7 +122,7 @@ inline constexpr std::array<ClassTraits, 19> kClassTraits{{
     {"int16", 2, true},    {"uint16", 2, true},    {"int32", 4, true},   {"uint32", 4, true},   {"int64", 8, true},
     {"uint64", 8, true},   {"function", 0, false}, {"opaque", 0, false}, {"object", 0, false},
 }};
-/// The traits of a class; an id that is none reads as unknown.
+/// The traits of a class; an invalid id is treated as unknown.
 inline const ClassTraits& classTraits(hvClassID classId) {
     const auto index = static_cast<std::size_t>(classId);
     return index < kClassTraits.size() ? kClassTraits[index] : kClassTraits[0];
@@ -139,11 +139,11 @@ struct hvArray {
     hostref::Buffer imaginary;
     std::shared_ptr<hostref::Children> children;
     std::shared_ptr<const hostref::SharedHandle> handle;
-    /// Links arrays that wait for their end, so that deep nesting needs neither stack nor memory to destroy.
+    /// Links arrays that wait for destruction, so that destroying deep nesting needs neither stack nor memory.
     hvArray* nextToDestroy = nullptr;
 
     std::size_t partBytes() const { return elementCount * hostref::classTraits(classId).elementBytes; }
-    /// Ends sharing of cells or fields; each of them goes on sharing its own data.
+    /// Unshares cells or fields; each of them keeps sharing its own data.
     void ownChildren();
     void ownData() {
         real.makeOwn(partBytes());
@@ -153,15 +153,16 @@ struct hvArray {
 
 namespace hostref {
 
-/// At least two dimensions, without ones at the end beyond the second.
+/// At least two dimensions, without trailing ones beyond the second.
 std::vector<std::size_t> normalizedDimensions(std::span<const std::size_t> given);
-/// The product of the dimensions; "VELMAR:nomem" when it overflows. Dimensions beside a zero count as well, so that
+/// The product of the dimensions; "VELMAR:nomem" if it overflows. Dimensions beside a zero are checked as well, so that
 /// each partial product, such as the number of columns, fits.
 std::size_t checkedCount(const std::vector<std::size_t>& dimensions);
 
 enum class Contents { zeros, unset };
 
-/// Makes an array of zeros, false, or null elements. `unset` plain data is for the caller to set before it is read.
+/// Makes an array of zeros, false, or null elements. `unset` leaves plain data uninitialised; the caller sets it before
+/// reading it.
 hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId, hvComplexity complexity = hvREAL,
                        Contents contents = Contents::zeros);
 

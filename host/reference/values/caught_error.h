@@ -7,11 +7,11 @@
 
 namespace hostref {
 
-/// Tells what the exception being handled says, whatever its type, and frees an ErrorIdException; to be called in a
-/// catch block.
+/// Returns the error in the exception being handled, whatever its type, and frees an ErrorIdException; to be called in
+/// a catch block.
 LastError caughtError();
 
-/// Runs code of a module for a caller that nobody can be told an error through, such as a destructor.
+/// Runs code of a module for a caller that can't report errors, such as a destructor.
 template <class Action>
 void withoutErrors(Action&& action) noexcept {
     try {

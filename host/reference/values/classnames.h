@@ -1,4 +1,4 @@
-// Classes by name, beyond what the type repository offers to modules.
+// Look-up of classes by name, beyond that of the type repository for modules.
 #pragma once
 
 #include <string_view>
@@ -7,7 +7,7 @@ class OMClass;
 
 namespace hostref {
 
-/// Finds the one class with that short name in any package; null when there is none or more than one.
+/// Finds the one class with that short name in any package; null if there is none or more than one.
 OMClass* findClassByShortName(std::string_view name);
 
 }  // namespace hostref

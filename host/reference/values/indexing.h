@@ -1,9 +1,9 @@
 // Subscripts in parentheses on arrays of values: reading, assigning with growth, and deleting elements.
 //
-// Indices count from 1. An index is a numeric array of positive whole numbers, a logical mask (which stands for the
-// positions of its true elements), or the text ":" for all. One index counts through the whole array column by column;
-// with several, the last one counts through all dimensions that are left, and dimensions beyond the last are 1.
-// Arrays of every class with plain data and cells are taken. Results are new arrays; no argument changes.
+// Indices count from 1. An index is a numeric array of positive whole numbers, a logical mask (the positions of its
+// true elements), or the text ":" for all. One index counts through the whole array column by column; with several, the
+// last one counts through all remaining dimensions, and dimensions beyond the last are 1. Accepts arrays of every class
+// with plain data, and cells. Results are new arrays; no argument changes.
 #pragma once
 
 #include <span>
@@ -20,22 +20,22 @@ namespace hostref {
 using Indices = std::span<const hvArray* const>;
 
 /// Returns the elements at the indices: with one index in its shape, or along the array's direction when both are
-/// vectors, and as a column for ":"; with several in the shape of their counts. No index at all gives the array. Raises
-/// "VELMAR:subs:badSubscript" for an index that is none and "VELMAR:subs:exceedsDimensions".
+/// vectors, and as a column for ":"; with several in the shape of their counts. Without indices, returns the array.
+/// Raises "VELMAR:subs:badSubscript" for an invalid index and "VELMAR:subs:exceedsDimensions".
 TOLVANE_HOST_API hvArrayOwner elementsAt(const hvArray* array, Indices indices);
 
 /// Returns the array with the elements at the indices replaced: by one value for all, or by as many as there are
-/// positions; where several values meet in one position the last one stays. An array grows as far as the indices go,
-/// new elements are zero; with one index only a vector, a scalar or a 0-by-0 array can, the latter two into a row. In
-/// an empty dimension ":" takes as many positions as the values have. Raises "VELMAR:subs:badSubscript",
+/// positions; if several values have the same position, the last one remains. An array grows as far as the indices
+/// require, with new elements zero; with one index only a vector, a scalar or a 0-by-0 array can grow, the latter two
+/// to a row. In an empty dimension, ":" means as many positions as the values have. Raises "VELMAR:subs:badSubscript",
 /// "VELMAR:subs:countMismatch", "VELMAR:subs:dimensionMismatch", "VELMAR:subs:cannotResize", and
-/// "VELMAR:subs:classMismatch" for values of another class, except that double arrays take all numbers and a 0-by-0
-/// double array becomes one of the values' class.
+/// "VELMAR:subs:classMismatch" for values of another class, except that double arrays accept all numbers and a 0-by-0
+/// double array takes the values' class.
 TOLVANE_HOST_API hvArrayOwner withElements(const hvArray* array, Indices indices, const hvArray* values);
 
-/// Returns the array without the elements at the indices. One index makes a row of a matrix; of several, all but one
-/// must take their whole dimension. Raises "VELMAR:subs:badSubscript", "VELMAR:subs:exceedsDimensions" and
-/// "VELMAR:subs:badDeletion".
+/// Returns the array without the elements at the indices. With one index, a matrix becomes a row; of several indices,
+/// all but one must select their whole dimension. Raises "VELMAR:subs:badSubscript", "VELMAR:subs:exceedsDimensions"
+/// and "VELMAR:subs:badDeletion".
 TOLVANE_HOST_API hvArrayOwner withoutElements(const hvArray* array, Indices indices);
 
 }  // namespace hostref

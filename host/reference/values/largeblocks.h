@@ -1,20 +1,20 @@
-// Freed large blocks, kept for the next arrays of about their size.
+// Freed large blocks, kept for later arrays of similar size.
 //
-// The system hands out fresh memory page by page, each with a fault and a pass that clears it, which costs more than
-// most operations do with an array. So the last few blocks of a mebibyte and more that were freed stay here, up to
-// 64 MiB in all, and serve requests of up to a quarter less than they hold. Any thread may call. Where an address
-// checker watches, nothing is kept, so that it sees every use of freed memory.
+// The system provides new memory page by page, each with a fault and a pass that clears it, which costs more than most
+// operations on an array. So the last few freed blocks of a mebibyte and more are kept here, up to 64 MiB in all, and
+// reused for requests of up to a quarter less than their size. Any thread may call. Under an address sanitizer nothing
+// is kept, so that it sees every use of freed memory.
 #pragma once
 
 #include <cstddef>
 
 namespace hostref::largeblocks {
 
-/// Takes a kept block of at least so many bytes, the one freed last; null when none fits. It holds old contents.
+/// Takes a kept block of at least this many bytes, the one freed last; null if none fits. It holds old contents.
 void* take(std::size_t bytes);
-/// Keeps a block of std::malloc, or answers false; then it is still the caller's to free.
+/// Keeps a block of std::malloc and returns true; if false, the caller still has to free it.
 bool keep(void* memory);
-/// Frees all that is kept; answers whether there was any.
+/// Frees all kept blocks; returns whether there were any.
 bool drop();
 
 }  // namespace hostref::largeblocks
