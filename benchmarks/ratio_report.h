@@ -2,8 +2,8 @@
 // other variant to that baseline.
 //
 // A benchmark is named "<case>/<variant>"; it reports its element count through SetItemsProcessed. The variant named
-// first in a case's registration order is its baseline. Absolute times depend on the machine; the ratios are what is
-// compared from run to run.
+// first in a case's registration order is its baseline. Absolute times depend on the machine; ratios are compared from
+// run to run.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -40,7 +40,7 @@ class RatioReport : public benchmark::BenchmarkReporter {
             auto& times = found->times;
             const std::string variant = name.substr(slash + 1);
             auto time = std::find_if(times.begin(), times.end(), [&](const Time& t) { return t.variant == variant; });
-            // Of several repetitions the fastest counts: noise of a shared machine only ever adds time.
+            // Of several repetitions the fastest counts, since noise of a shared machine only adds time.
             if (time == times.end()) {
                 times.push_back({variant, nanoseconds});
             } else {

@@ -1,5 +1,5 @@
 // The cases of bulk_bench that save and load.
 #pragma once
 
-/// Registers them; what they need is made here and lives on.
+/// Registers them, together with the data that they need.
 void registerSaving();

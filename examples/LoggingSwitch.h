@@ -1,5 +1,5 @@
-// Switches the library's logging on while it lives, in the session given. Logging is the library's own: it goes on for
-// every array of every session.
+// Switches logging on for its lifetime, in the given session. Logging is a switch of the library: it applies to every
+// array of every session.
 #pragma once
 
 #include "host/reference/Session.h"

@@ -1,4 +1,4 @@
-// How the tours print what they read from objects.
+// Prints values read from objects, for the tours.
 #pragma once
 
 #include <cstdio>
@@ -50,7 +50,7 @@ inline void show(const std::string& what, const std::string& is) {
     std::printf("  %-22s %s\n", what.c_str(), is.c_str());
 }
 
-/// Runs a tour; an error ends the program with a line that says which.
+/// Runs a tour; an error ends the program with a line that describes it.
 inline int runTour(const char* name, const std::function<void()>& tour) {
     try {
         tour();

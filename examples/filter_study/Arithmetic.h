@@ -1,8 +1,8 @@
-// The words of a fixed-point filter: coefficients, data, products and sums, with the rounding and overflow of the two
-// latter.
+// The words of a fixed-point filter: coefficients, data, products and sums, with the rounding and overflow of products
+// and sums.
 //
-// All words are signed. Types are the host's: a product or sum is kept in full, keeps its least or its most significant
-// bits in a word of given length, or has a word and a fraction of its own.
+// All words are signed. Types follow the host: a product or sum is kept in full, keeps its least or its most
+// significant bits in a word of a given length, or has its own word and fraction.
 #pragma once
 
 #include <compare>
@@ -28,10 +28,10 @@ std::string nameOf(Word word);
 
 enum class Keep { Full, Lsb, Msb, Specified };
 
-/// The mode as the rules of the host call it: "FullPrecision", "KeepLSB", "KeepMSB", "SpecifyPrecision".
+/// The mode by its name in the host's rules: "FullPrecision", "KeepLSB", "KeepMSB", "SpecifyPrecision".
 const char* nameOf(Keep keep);
 
-/// How a product or a sum gets its word: `bits` counts in all modes but Full, `fraction` in Specified.
+/// How a product or a sum gets its word: `bits` is used in all modes except Full, `fraction` in Specified.
 struct Keeping {
     Keep keep = Keep::Full;
     Word word{};
@@ -53,10 +53,10 @@ Word productWord(const Arithmetic& arithmetic);
 /// The word of a sum of `terms` products, which is the filter's output.
 Word sumWord(const Arithmetic& arithmetic, std::size_t terms);
 
-/// Returns ceil(log2(terms)), by which a sum in full grows.
+/// Returns ceil(log2(terms)), the growth of a sum in full.
 int growthBits(std::size_t terms);
 
-/// What the words cost in hardware, in cells of about one full adder: coefficient bits times data bits for the
+/// The hardware cost of the words, in cells of about one full adder: coefficient bits times data bits for the
 /// multiplier, and the bits of the product and of the sum register.
 int costOf(const Arithmetic& arithmetic, std::size_t terms);
 

@@ -1,4 +1,4 @@
-// The chosen coefficients as a user of the host holds them: an array of class "embedded.fi" in a session of its own.
+// The chosen coefficients as a host array: an object of class "embedded.fi" in its own session.
 #pragma once
 
 #include <cstddef>
@@ -13,19 +13,19 @@ namespace filterstudy {
 
 class CoefficientArray {
  public:
-    /// Takes coefficients for the words of the arithmetic, which also gives the array its rules.
+    /// Makes an array of the coefficients in the words of the arithmetic, and with its rules.
     CoefficientArray(std::span<const double> coefficients, const Arithmetic& arithmetic);
 
-    /// What the host displays of the array: values, words in hexadecimal and in binary, type, rules and tag; at most
-    /// 110 columns.
+    /// The host's display of the array: values, words in hexadecimal and in binary, type, rules and tag; at most 110
+    /// columns.
     std::string shown();
 
     /// The words in base 2 by the method "bin", in base 16 by "hex".
     std::vector<std::string> words(int base);
 
     /// Compares a text of `hexadecimalText` or `binaryText` with the array: with its words, and by values once
-    /// "base2num" has read it into another array of the same type. Throws a StudyError (WordsDiffer) that tells the
-    /// first difference, and hostref::HostError for what the host cannot read.
+    /// "base2num" has read it into another array of the same type. Throws a StudyError (WordsDiffer) with the first
+    /// difference, and hostref::HostError for text that the host cannot read.
     void requireEqual(const std::string& text, int base);
 
  private:

@@ -1,4 +1,4 @@
-// The whole study: the filter, the pairs of word lengths, the choice, and what its neighbours cost.
+// The whole study: the filter, the pairs of word lengths, the choice, and the formats around it.
 #pragma once
 
 #include <optional>
@@ -14,7 +14,7 @@
 namespace filterstudy {
 
 struct Row {
-    std::string name;  // what tells the row from the others of its section
+    std::string name;  // what distinguishes the row in its section
     Outcome outcome;
     int cost = 0;
 };
@@ -32,7 +32,7 @@ struct FilterStudy {
     std::size_t stretchLength = 0;
     double referenceNanosecondsPerTap = 0.0;
     std::vector<Pair> pairs;
-    std::vector<Section> sections;  // around the choice, or around the longest words when there is none
+    std::vector<Section> sections;  // around the choice, or around the longest words if there is none
     std::vector<Row> measured;      // every row, once, in the order of measuring
     std::optional<Row> chosen;      // on the whole recording
     Outcome tapByTap;               // at the centre, on the stretch
@@ -40,11 +40,10 @@ struct FilterStudy {
 };
 
 /// Conducts the study of a recording that is finite and not empty. Throws a StudyError (BadArguments) for a cutoff that
-/// is not below half of the rate, (WordsDiffer) when the library and the integer model disagree, and
-/// hostref::HostError.
+/// is not below half of the rate, (WordsDiffer) if the library and the integer model disagree, and hostref::HostError.
 FilterStudy conduct(const Options& options, const study::Recording& recording);
 
-/// Returns where the stretch begins whose power is nearest to the power of all samples.
+/// Returns the start of the stretch whose power is nearest to the power of all samples.
 std::size_t typicalStretch(std::span<const double> samples, std::size_t length);
 
 }  // namespace filterstudy

@@ -1,8 +1,6 @@
-// The filter by the library, as a user of the host runs it: arrays of class "embedded.fi", rules, and the method
-// "convS".
+// The filter by the library, run through the host: arrays of class "embedded.fi", rules, and the method "convS".
 //
-// Every output is compared, bit for bit, with the one of `integerFilter`, and so are the counts that the host warned
-// of.
+// Every output is compared, bit for bit, with that of `integerFilter`, and so are the counts in the host's warnings.
 #pragma once
 
 #include <algorithm>
@@ -23,41 +21,41 @@ namespace filterstudy {
 
 enum class Way { Convolution, TapByTap };
 
-/// What an arithmetic does to a signal.
+/// The effect of an arithmetic on a signal.
 struct Outcome {
     Arithmetic arithmetic;
-    Word output;                           // as the array tells it
+    Word output;                           // as the array reports it
     std::uint64_t productOverflows = 0;    // as the host warned
     std::uint64_t sumOverflows = 0;        // partial sums that overflowed
     std::uint64_t warnedSumOverflows = 0;  // as the host warned: for a convolution see `ModelOutput`
-    double smallest = 0.0;                 // by the log of the output
+    double smallest = 0.0;                 // from the log of the output
     double greatest = 0.0;
-    double snrDb = 0.0;              // against doubles; plus infinity when equal
-    double nanosecondsPerTap = 0.0;  // of the calls of the methods
+    double snrDb = 0.0;              // against doubles; plus infinity if equal
+    double nanosecondsPerTap = 0.0;  // of the method calls
     std::vector<double> values;      // the output
 };
 
 class HostFilter {
  public:
-    /// Takes a signal and coefficients for doubles; all are finite. The spans must outlive the filter. Global rules are
-    /// as they are by default once it ends.
+    /// Takes a signal and coefficients as doubles, all finite. The spans must outlive the filter. The destructor
+    /// restores the default global rules.
     HostFilter(std::span<const double> samples, std::span<const double> coefficients);
 
     ~HostFilter();
     HostFilter(const HostFilter&) = delete;
     HostFilter& operator=(const HostFilter&) = delete;
 
-    /// Filters the signal. Throws hostref::HostError, and a StudyError (WordsDiffer) when the integer model finds
-    /// another output or other counts.
+    /// Filters the signal. Throws hostref::HostError, and a StudyError (WordsDiffer) if the output or the counts differ
+    /// from the integer model's.
     Outcome run(const Arithmetic& arithmetic, Way way);
 
-    /// What doubles make of the signal.
+    /// The signal filtered in doubles.
     const std::vector<double>& reference() const { return mReference; }
     double referenceNanosecondsPerTap() const { return mReferenceNanoseconds; }
 
  private:
     struct Operand {
-        std::vector<hostref::Value> arrays;  // one, or one a tap
+        std::vector<hostref::Value> arrays;  // one, or one per tap
         std::vector<std::int64_t> integers;
     };
     std::size_t terms() const { return std::min(mSamples.size(), mCoefficients.size()); }
@@ -79,8 +77,8 @@ class HostFilter {
     std::map<std::pair<Word, Way>, Operand> mTaps;
 };
 
-/// Throws a StudyError (WordsDiffer) that tells the first difference between an outcome and the model's: the type of
-/// the output, its words, or the counts the host warned of.
+/// Throws a StudyError (WordsDiffer) with the first difference between an outcome and the model's: the type of the
+/// output, its words, or the counts in the host's warnings.
 void requireEqual(const Outcome& outcome, const ModelOutput& model, Way way, std::size_t terms);
 
 /// Returns 10 log10( sum wanted^2 / sum (wanted - got)^2 ).

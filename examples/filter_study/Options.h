@@ -19,7 +19,7 @@ struct Options : study::StudyOptions {
     Grid grid;
     Round round = Round::Nearest;
     Overflow overflow = Overflow::Saturate;
-    std::size_t stretch = 0;  // samples the grid is measured on
+    std::size_t stretch = 0;  // samples on which the grid is measured
     std::string folder;       // for the files; empty: none
     std::string csvFile;      // empty: none
     std::string saveFile;     // for the study; empty: none
@@ -27,8 +27,8 @@ struct Options : study::StudyOptions {
     bool show = false;        // the chosen coefficients as the host displays them
 };
 
-/// Reads the arguments (without the program's name). Returns nothing when help was asked for and printed to `out`.
-/// Throws a StudyError (BadArguments) with the reason.
+/// Reads the arguments (without the program's name). Returns nothing if help was requested and printed to `out`. Throws
+/// a StudyError (BadArguments) with the reason.
 std::optional<Options> parseOptions(std::span<const std::string> arguments, std::ostream& out);
 
 }  // namespace filterstudy

@@ -1,4 +1,4 @@
-// From word lengths to whole arithmetics: where the binary points go.
+// From word lengths to whole arithmetics: the choice of the binary points.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,11 @@
 
 namespace filterstudy {
 
-/// The greatest word that a double shows bit for bit.
+/// The longest word that a double represents exactly.
 inline constexpr int kExactBits = 53;
 
 /// Coefficients and data get the finest fraction that holds their peaks. Products keep their most significant bits.
-/// Sums get the finest fraction that holds the greatest partial sum any data of that peak could make: the peak times
+/// Sums get the finest fraction that holds the greatest partial sum that data of that peak can produce: the peak times
 /// the sum of the coefficients' magnitudes.
 class Plan {
  public:
@@ -21,7 +21,7 @@ class Plan {
 
     /// Products and sums in full.
     Arithmetic exact(int coefficientBits, int dataBits) const;
-    /// The word lengths of product and sum; 0 is in full.
+    /// Products and sums of the given word lengths; 0 means in full.
     Arithmetic shortened(int coefficientBits, int dataBits, int productBits, int sumBits) const;
 
     std::size_t terms() const { return mTerms; }
@@ -42,7 +42,7 @@ class Plan {
     Overflow mOverflow;
 };
 
-/// The lengths to try; products and sums in full are always tried besides.
+/// The lengths to try; products and sums in full are always tried as well.
 struct Grid {
     std::vector<int> coefficients;
     std::vector<int> data;

@@ -1,4 +1,4 @@
-// Coefficients as files that tools of a chip or a processor take: a C header, and words in hexadecimal and in binary.
+// Coefficients as files for the tools of a chip or a processor: a C header, and words in hexadecimal and in binary.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ struct Coefficients {
 /// integer type.
 std::string cHeaderText(const Coefficients& coefficients, const Arithmetic& arithmetic);
 
-/// The words in two's complement, one a line, in as many digits as the word has bits or, in base 16, needs; above them
-/// lines that begin with "//".
+/// The words in two's complement, one per line, with one digit per bit or, in base 16, as many digits as needed;
+/// preceded by lines that begin with "//".
 std::string hexadecimalText(const Coefficients& coefficients);
 std::string binaryText(const Coefficients& coefficients);
 

@@ -9,10 +9,10 @@ namespace filterstudy {
 /// Makes an object of class "embedded.numerictype".
 hostref::Value typeOf(hostref::Session& session, Word word);
 
-/// Makes rules by which operands become words: to nearest, saturated.
+/// Makes rules for quantizing operands: nearest, saturate.
 hostref::Value quantizingRules(hostref::Session& session);
 
-/// Sets local or global rules to take products and sums as the arithmetic does.
+/// Sets the product and sum properties of local or global rules to those of the arithmetic.
 void setRules(const hostref::Value& rules, const Arithmetic& arithmetic);
 
 }  // namespace filterstudy

@@ -1,5 +1,5 @@
-// The filter in integers, as hardware computes it, sharing no code with the library: what its output and counts are
-// compared with, bit for bit.
+// The filter in integers, as hardware computes it, sharing no code with the library: the reference for bit-for-bit
+// comparison of its output and counts.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +24,8 @@ std::vector<std::int64_t> storedIntegers(std::span<const double> values, Word wo
 /// order of rising samples. Words have at most 54 bits, and the fractions of a product, its full form and the sum lie
 /// within 64 of one another.
 ///
-/// The log of a convolution takes over the running count of its register after every output, so that an early overflow
-/// is in it as often as outputs follow: `loggedSumOverflows`.
+/// The log of a convolution adds the running count of its register after every output, so an early overflow is counted
+/// once for each output that follows: `loggedSumOverflows`.
 ModelOutput integerFilter(std::span<const std::int64_t> data, std::span<const std::int64_t> coefficients,
                           const Arithmetic& arithmetic);
 

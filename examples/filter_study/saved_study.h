@@ -1,4 +1,4 @@
-// A study in a file of the host, as a user keeps work there, and back.
+// Saves a study in a file of the host, and loads it again.
 #pragma once
 
 #include <string>
@@ -17,10 +17,10 @@ struct SavedStudy {
 };
 
 /// Writes the variables "signal", "coefficients", "filtered", "rows" and "study"; the second and third are arrays of
-/// class "embedded.fi" in the chosen words, and empty when there are none. Throws hostref::HostError.
+/// class "embedded.fi" in the chosen words, and empty if there are none. Throws hostref::HostError.
 void saveStudy(const std::string& file, const SavedStudy& saved);
 
-/// Reads them back, each number to the bit. Throws hostref::HostError, also for a file of other variables.
+/// Reads them back, each number to the bit. Throws hostref::HostError, even for a file with other variables.
 SavedStudy loadStudy(const std::string& file);
 
 }  // namespace filterstudy

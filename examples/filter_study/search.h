@@ -1,4 +1,4 @@
-// Which words are the cheapest that keep a wanted ratio.
+// The search for the cheapest words that meet a target ratio.
 #pragma once
 
 #include <functional>
@@ -21,12 +21,12 @@ struct Pair {
 /// Measures every pair of coefficient and data words of the grid, in the order of the grid, data varying fastest.
 std::vector<Pair> measurePairs(const Plan& plan, const Grid& grid, const Ratio& ratio);
 
-/// Returns the cheapest arithmetic of the grid that keeps the ratio, by `costOf`; among equals the first pair in order
-/// of multiplier cells, then the shortest product. Nothing when none keeps it.
+/// Returns the cheapest arithmetic of the grid that meets the ratio, by `costOf`; among equals the first pair in order
+/// of multiplier cells, then the shortest product. Nothing if none meets it.
 ///
-/// It is taken for granted that words which miss with all else in full miss with shorter others, too: pairs with
+/// Assumes that words that miss the ratio with everything else in full also miss it with shorter others: pairs with
 /// products and sums in full, products with sums in full, sums with products in full. `confirm` has the last word on
-/// each find, so that `ratio` may look at a part of the signal.
+/// each candidate, so `ratio` may use only a part of the signal.
 std::optional<Arithmetic> cheapest(const Plan& plan, const Grid& grid, const std::vector<Pair>& pairs, double wantedDb,
                                    const Ratio& ratio, const Ratio& confirm);
 

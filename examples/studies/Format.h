@@ -1,8 +1,8 @@
-// A number format with its rounding and overflow modes, and the short texts a user types and reads for them.
+// A number format with its rounding and overflow modes, and the short texts for them.
 //
-// `s16,15` is a signed word of 16 bits whose bit 0 weighs 2^-15, `u8,8` an unsigned one, `f16:5` a float of 16 bits,
-// 5 of them exponent. Words stay within 52 bits (floats within 52 fraction and 11 exponent bits), because samples are
-// doubles: every stored integer is then exact in one.
+// `s16,15` is a signed word of 16 bits whose bit 0 weighs 2^-15, `u8,8` an unsigned one, `f16:5` a float of 16 bits, 5
+// of them exponent. Words stay within 52 bits (floats within 52 fraction and 11 exponent bits), so that every stored
+// integer is exact in a double, like the samples.
 #pragma once
 
 #include <compare>
@@ -25,13 +25,13 @@ inline constexpr int kFractionBitsLimit = 512;
 struct Format {
     Kind kind = Kind::Signed;
     int wordBits = 16;
-    int fractionBits = 15;  // of a fixed format, may be negative or above the word; 0 for a float
-    int exponentBits = 0;   // of a float, else 0
+    int fractionBits = 15;  // of a fixed format, may be negative or exceed the word; 0 for a float
+    int exponentBits = 0;   // of a float, otherwise 0
     Round round = Round::Nearest;
     Overflow overflow = Overflow::Saturate;
 
     auto operator<=>(const Format&) const = default;
-    /// Bits a float keeps below its leading bit.
+    /// The bits of a float below its leading bit.
     int mantissaBits() const { return wordBits - exponentBits - 1; }
 };
 
@@ -42,12 +42,12 @@ std::string fullName(const Format& format);
 std::string_view nameOf(Round round);
 std::string_view nameOf(Overflow overflow);
 
-// Each reads the text a user typed and throws a StudyError (BadArguments) that quotes it.
+// Each parses a user's text and throws a StudyError (BadArguments) that quotes it.
 
-/// Reads `s16,15`, `u8,8` or `f16:5`, optionally followed by a blank or comma and ROUND or ROUND/OVERFLOW. Modes not
-/// told are taken from `defaults`.
+/// Reads `s16,15`, `u8,8` or `f16:5`, optionally followed by a blank or comma and ROUND or ROUND/OVERFLOW. Omitted
+/// modes are taken from `defaults`.
 Format parseFormat(std::string_view text, const Format& defaults);
-/// Reads numbers and ranges, `8:24` or `8,10,12:14`, without repetitions and in the order typed.
+/// Reads numbers and ranges, `8:24` or `8,10,12:14`, without repetitions, in the order given.
 std::vector<int> parseNumbers(std::string_view text, std::string_view what, int low, int high);
 /// Reads mode names with commas between them, or `all`.
 std::vector<Round> parseRounds(std::string_view text);

@@ -17,15 +17,15 @@ struct Recording {
     int channelCount = 0;
     int channel = 0;  // the one read, counted from 1
     std::vector<double> samples;
-    std::vector<std::string> remarks{};  // what is odd about it though it can be studied, a phrase each
+    std::vector<std::string> remarks{};  // peculiarities that don't prevent a study, one phrase each
 };
 
-/// Reads a channel, counted from 1, of any file libsndfile knows. A file that ends before its header says is read as
-/// far as it goes, with a remark. Throws a StudyError: BadRecording for a file that is missing, empty, unreadable or
-/// has no samples, BadArguments for a channel that it has not.
+/// Reads a channel, counted from 1, of any file that libsndfile supports. A file that is shorter than its header says
+/// is read as far as it goes, with a remark. Throws a StudyError: BadRecording for a file that is missing, empty,
+/// unreadable or has no samples, BadArguments for a channel that it doesn't have.
 Recording readRecording(const std::string& path, int channel);
 
-/// Multiplies the samples by a gain in dB and returns the greatest magnitude; leaves a remark when it is 0. Throws a
+/// Multiplies the samples by a gain in dB and returns the greatest magnitude; adds a remark if it is 0. Throws a
 /// StudyError (BadSamples) that names the first sample that is not a number, infinite, or beyond 2^256 in magnitude.
 double applyGain(Recording& recording, double gainDb);
 
@@ -34,7 +34,7 @@ double applyGain(Recording& recording, double gainDb);
 /// or WordsDiffer; a file that was there then stays.
 std::string writeSound(const std::string& path, std::span<const double> values, int sampleRate);
 
-/// Prints the remarks, a line each.
+/// Prints the remarks, one per line.
 void printRemarks(std::ostream& err, const char* program, const Recording& recording);
 
 }  // namespace study

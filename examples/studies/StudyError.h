@@ -1,4 +1,4 @@
-// What stops a study, and the exit code the program gives for it.
+// The errors that stop a study, and their exit codes.
 //
 // The codes are listed in `--help`; scripts may rely on them.
 #pragma once
@@ -19,7 +19,7 @@ enum class ExitCode {
     WordsDiffer = 7,
 };
 
-/// An error the user can act upon; `what()` is one line without the program's name.
+/// An error that the user can act on; `what()` is one line without the program's name.
 class StudyError : public std::runtime_error {
  public:
     StudyError(ExitCode code, const std::string& message) : std::runtime_error(message), mCode(code) {}

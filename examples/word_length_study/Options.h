@@ -16,10 +16,10 @@ enum class Signedness { Signed, Unsigned, Both };
 
 struct Options : StudyOptions {
     std::vector<int> words;
-    bool wordsAreGiven = false;                 // if not, the list ends at the first word that changes no sample
+    bool wordsAreGiven = false;                 // otherwise the list ends at the first word that changes no sample
     std::optional<std::vector<int>> fractions;  // absent: one for each word, by the next line
-    bool fractionsAreFullScale = false;  // range of the word is full scale 1; else the finest that holds the peak
-    std::vector<Round> rounds;           // the first is used where rounding isn't the subject
+    bool fractionsAreFullScale = false;  // range of the word is full scale 1; otherwise the finest that holds the peak
+    std::vector<Round> rounds;           // the first is used where rounding isn't varied
     std::vector<Overflow> overflows;     // likewise
     std::vector<Format> floats;
     Signedness signedness = Signedness::Signed;
@@ -32,8 +32,8 @@ struct Options : StudyOptions {
     double mixGainDb = -6.0;           // of the copy
 };
 
-/// Reads the arguments (without the program's name). Returns nothing when help was asked for and printed to `out`.
-/// Throws a StudyError (BadArguments) with the reason.
+/// Reads the arguments (without the program's name). Returns nothing if help was requested and printed to `out`. Throws
+/// a StudyError (BadArguments) with the reason.
 std::optional<Options> parseOptions(std::span<const std::string> arguments, std::ostream& out);
 
 }  // namespace study

@@ -1,7 +1,7 @@
-// The grid of formats a recording is sent through, and the choice made from it.
+// The grid of formats for a recording, and the choice made from it.
 //
-// By default the grid holds what tells most: every word length with its best binary point, then, at the word the study
-// settles on, the rounding modes, the binary points around the best one with both overflow modes, and last the floats.
+// By default the grid holds the most informative formats: every word length with its best binary point, then, for the
+// chosen word, the rounding modes, the binary points around the best one with both overflow modes, and last the floats.
 #pragma once
 
 #include <functional>
@@ -22,11 +22,12 @@ struct Section {
 
 struct Study {
     std::vector<Section> sections;
-    std::optional<Measurement> chosen;  // none when no format keeps the wanted ratio
+    std::optional<Measurement> chosen;  // none if no format meets the target ratio
     std::string verdict;                // one or two sentences: what was chosen and why
 };
 
-/// Is told after each measured format how many were measured; `planned` is 0 where the grid decides as it goes.
+/// Called after each measured format with the number measured so far; `planned` is 0 while the size of the grid is
+/// unknown.
 using Progress = std::function<void(std::size_t done, std::size_t planned)>;
 
 /// Measures the formats of the options. The samples are finite and at least one.

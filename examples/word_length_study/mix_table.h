@@ -7,7 +7,7 @@
 
 namespace study {
 
-/// Prints the table of a mix, a warning as the host received it, and what a designer learns from the rows; at most 110
+/// Prints the table of a mix, a warning as received by the host, and the conclusion for a designer; at most 110
 /// columns.
 void printMix(std::ostream& out, const Mix& mix);
 

@@ -1,4 +1,4 @@
-// The whole program behind `main`, with its streams handed in.
+// The whole program behind `main`, with its streams as parameters.
 #pragma once
 
 #include <iosfwd>

@@ -13,7 +13,7 @@ namespace study {
 /// unless a path is longer.
 void printStudy(std::ostream& out, const Recording& recording, double peak, const Options& options, const Study& study);
 
-/// Returns a line of column names and a line for each row, numbers with 17 digits, "inf" for an exact ratio.
+/// Returns a line of column names and one line per row, with numbers of 17 digits and "inf" for an exact ratio.
 std::string csvText(const Study& study);
 
 }  // namespace study

@@ -1,5 +1,5 @@
-// The stored integers of a recording as a text file: one word a line, in lower-case hexadecimal digits, as many as the
-// word length needs. A memory initialiser ($readmemh and its like) takes it as it is.
+// The stored integers of a recording as a text file: one word per line, in as many lower-case hexadecimal digits as the
+// word length needs. Memory initialisers such as $readmemh read it directly.
 #pragma once
 
 #include <cstdio>
@@ -11,11 +11,11 @@
 namespace study {
 
 /// Quantizes the samples, writes their words, reads the file back and checks it with `compareWords`. Throws a
-/// StudyError, NotWritten or WordsDiffer; a file that was there then stays.
+/// StudyError, NotWritten or WordsDiffer; an existing file is then unchanged.
 void writeWords(const std::string& path, std::span<const double> samples, const Format& format);
 
 /// Compares the words in a file open for reading, bit for bit, with `storedWord` of each sample. Throws a StudyError
-/// (WordsDiffer) that tells the first difference and calls the file `path`.
+/// (WordsDiffer) with the first difference; `path` is the name of the file in its text.
 void compareWords(std::FILE* file, const std::string& path, std::span<const double> samples, const Format& format);
 
 }  // namespace study

@@ -39,10 +39,10 @@ Value fi(Session& session, const Value& values, bool isSigned, int wordLength, i
 /// Makes an array from its settings; from words ("hex", "int", ...) only with a scaling, otherwise
 /// "fixedpoint:fi:constructor:scalingNeeded".
 Value fiWith(Session& session, const Settings& settings);
-/// Makes an array from a list of arguments, as the function "fi": values; a `numerictype`, or a sign followed by any
-/// leading part of word length and fraction length, of word length, slope and bias, or of word length, slope adjustment
-/// factor, fixed exponent and bias; rules; names and values of settings. Throws "fixedpoint:fi:constructor:badArgument"
-/// and "fixedpoint:fi:constructor:pairIncomplete".
+/// Makes an array from a list of arguments, as the function "fi": values; a `numerictype`, or a sign and, as far as
+/// known, a word length and a fraction length, a word length, a slope and a bias, or a word length, a slope adjustment
+/// factor, a fixed exponent and a bias; rules; names and values of settings. Throws
+/// "fixedpoint:fi:constructor:badArgument" and "fixedpoint:fi:constructor:pairIncomplete".
 Value fiOf(Session& session, std::span<const Value> arguments);
 
 /// Make a type, and rules, from settings.

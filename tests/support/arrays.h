@@ -34,7 +34,7 @@ inline std::vector<std::size_t> dimensionsOf(const hvArrayOwner& array) {
     return {dimensions.begin(), dimensions.end()};
 }
 
-/// What a host function gives: results of which each gets its owner here.
+/// The results of a host function, each with its owner.
 template <class... Made>
 std::vector<hvArrayOwner> resultsOf(Made*... made) {
     std::vector<hvArrayOwner> results;

@@ -78,7 +78,7 @@ inline Counts countsOf(const fi& array) {
     return {array.getNoverflows(), array.getNunderflows(), array.getNoperations()};
 }
 
-/// Everything a caller can see of an array that is no log.
+/// The complete visible state of an array, except its logs.
 struct Snapshot {
     std::vector<double> re;
     std::vector<double> im;
@@ -101,8 +101,8 @@ inline std::ostream& operator<<(std::ostream& out, const Snapshot& seen) {
                << ::testing::PrintToString(seen.sizes) << ", type " << seen.type;
 }
 
-/// What a value becomes on its way through a quantizer of the type: an exact rational, made without the library's
-/// arithmetic. The input is on the stored side.
+/// The result of quantizing a value to the type: an exact rational, computed without the library's arithmetic. The
+/// input is on the stored side.
 inline Rational quantized(const Rational& value, const NumericType& type, Rounding rounding, bool wraps) {
     switch (type.getDataType()) {
         case TypeData::Fixed:
@@ -130,7 +130,7 @@ inline Rational quantized(const Rational& value, const NumericType& type, Roundi
     return scaled(Rational(word), type.getFixedExponent());
 }
 
-/// The stored side of a real-world double, in the two double operations that are told.
+/// The stored side of a real-world double, in the two double operations that the contract specifies.
 inline double storedSide(double realWorld, const NumericType& type) {
     return type.isSlopeBiasScaled() ? (realWorld - type.getBias()) * (1.0 / type.getSlopeAdjustmentFactor())
                                     : realWorld;
@@ -148,13 +148,13 @@ inline NumericType randomFixedType(Random& random, int maxBits, bool allowsSlope
     return fixedType(isSigned, wordBits, -exponent);
 }
 
-/// A double around the range of the type, of few enough bits that no sum inside a rounding rule rounds.
+/// A double around the range of the type, with so few bits that no sum inside a rounding rule rounds.
 inline double randomInput(Random& random, const NumericType& type) {
     const int top = type.isScaledType() ? type.getWordLength() + type.getFixedExponent() : 8;
     return random.oneIn(20) ? 0.0 : random.real(top - std::min(type.getWordLength(), 36) - 2, top + 1, 36);
 }
 
-/// Sets the global rules while it lives, and leaves none behind.
+/// Sets the global rules for its lifetime, and removes them at its end.
 class GlobalRules {
  public:
     explicit GlobalRules(const fimath& rules) { fimath::setGlobalFimath(rules); }
@@ -163,7 +163,7 @@ class GlobalRules {
     GlobalRules& operator=(const GlobalRules&) = delete;
 };
 
-/// Switches logging on while it lives.
+/// Switches logging on for its lifetime.
 class LoggingOn {
  public:
     LoggingOn() { fi::setLogging(true); }
@@ -172,7 +172,7 @@ class LoggingOn {
     LoggingOn& operator=(const LoggingOn&) = delete;
 };
 
-/// Allows complex arrays with slope and bias while it lives.
+/// Allows complex arrays with slope and bias for its lifetime.
 class ComplexSlopeBias {
  public:
     ComplexSlopeBias() { embedded::setFeatureFiRealOnlySlopeBias(false); }

@@ -14,7 +14,7 @@
 #include "numbers/mpnumber.h"
 #include "numbers/number.h"
 
-/// The two kinds of number bodies, which most tests run over.
+/// The two kinds of number bodies; most tests use both.
 enum class Body { doubles, multiPrecision };
 inline std::ostream& operator<<(std::ostream& out, Body body) {
     return out << (body == Body::doubles ? "double body" : "multi-precision body");
@@ -22,7 +22,7 @@ inline std::ostream& operator<<(std::ostream& out, Body body) {
 
 inline std::string randomBits(std::mt19937& random, int count) {
     std::string bits;
-    // Runs of equal bits reach the carries that evenly mixed bits miss.
+    // Runs of equal bits produce carries that evenly mixed bits miss.
     for (bool bit = random() % 2; bits.size() < static_cast<std::size_t>(count); bit ^= random() % 3 == 0)
         bits += bit ? '1' : '0';
     return bits;
@@ -45,20 +45,20 @@ inline std::string digitsOfBits(const std::string& bits, int base) {
     return text;
 }
 
-/// Returns the binary text of the negative, in two's complement of as many bits.
+/// Returns the binary text of the negative, in two's complement with the same number of bits.
 inline std::string negatedBits(std::string bits) {
     const std::size_t lowestOne = bits.rfind('1');
     for (std::size_t i = 0; lowestOne != std::string::npos && i < lowestOne; ++i) bits[i] = bits[i] == '0' ? '1' : '0';
     return bits;
 }
 
-/// Returns the text cut to its last `length` characters or filled up to them in front.
+/// Returns the text truncated to its last `length` characters, or padded in front to that length.
 inline std::string rightAligned(std::string text, std::size_t length, char fill) {
     if (text.size() > length) return text.substr(text.size() - length);
     return std::string(length - text.size(), fill) + text;
 }
 
-/// An exact value: the integer of a binary text, in two's complement when `isSigned`, times 2^exponent.
+/// An exact value: the integer of a binary text, in two's complement if `isSigned`, times 2^exponent.
 class ExactValue {
  public:
     ExactValue(const std::string& bits, bool isSigned, long exponent) {
@@ -83,7 +83,7 @@ class ExactValue {
     mpfr_t mValue;
 };
 
-/// One element of that kind with room for `wordBits` bits.
+/// One element of the given kind, for `wordBits` bits.
 class Element : public number {
  public:
     Element(Body body, int wordBits)

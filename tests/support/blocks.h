@@ -1,4 +1,4 @@
-// Counts what `operator new` hands out, in a test executable that has tests/fi/blocks.cpp.
+// Counts allocations by `operator new`, in a test executable that has tests/fi/blocks.cpp.
 #pragma once
 
 #include <cstdint>

@@ -11,7 +11,7 @@
 #include "host/ErrorIdException.h"
 #include "host/reference/listeners.h"
 
-/// What an action raised: id and message, or two empty texts when it raised nothing.
+/// The error raised by an action: id and message, or two empty texts if there was none.
 struct Raised {
     std::string id;
     std::string message;
@@ -21,7 +21,7 @@ inline std::ostream& operator<<(std::ostream& out, const Raised& raised) {
     return out << '"' << raised.id << "\" \"" << raised.message << '"';
 }
 
-/// Runs the action and frees what it throws by pointer.
+/// Runs the action and frees an error thrown by pointer.
 template <class Action>
 Raised raisedBy(Action&& action) {
     try {
@@ -33,7 +33,7 @@ Raised raisedBy(Action&& action) {
     return {};
 }
 
-/// Collects warnings and printed text while it lives, in place of the host's own listeners.
+/// Collects warnings and printed text for its lifetime, in place of the host's own listeners.
 class HostCapture {
  public:
     struct Warning {

@@ -1,4 +1,4 @@
-// The errors that operations on arrays have in common, and a body for the rows of a table of refusals.
+// The errors common to operations on arrays, and a body for the rows of a table of refusals.
 #pragma once
 
 #include <string>

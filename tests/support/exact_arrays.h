@@ -6,7 +6,7 @@
 
 #include "tests/support/arrays_of_fi.h"
 
-/// Rounds to so many significant bits, ties to even, as a work cell of that many bits does.
+/// Rounds to a number of significant bits, ties to even, like a work cell of that many bits.
 inline Rational atPrecision(const Rational& value, int bits) {
     if (value == 0) {
         return value;
@@ -32,7 +32,7 @@ struct Part {
     std::vector<Rational> im;
 };
 
-/// A column of exactly these stored values, which need no more bits than the cells of the type have.
+/// A column of exactly these stored values, which must fit the cells of the type.
 inline std::unique_ptr<fi> arrayOf(const Part& part, const NumericType& type, const fimath& rules) {
     const Sizes sizes{part.re.size(), 1};
     auto made =

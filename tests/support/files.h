@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-/// A folder that lives as long as the object.
+/// A folder that exists as long as the object.
 class TemporaryFolder {
  public:
     TemporaryFolder() {

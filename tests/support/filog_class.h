@@ -1,4 +1,4 @@
-// The class of records as a host has it, for tests of code below the binding: objects and their end, nothing else.
+// The host's class of records, for tests of code below the binding: only objects and their destruction.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ class FilogClass : public OMClass {
     static inline int sDestroyed = 0;
 };
 
-/// The package with that class, for the life of a test.
+/// The package with that class, for the lifetime of a test.
 class FilogPackage {
  public:
     FilogPackage() {

@@ -29,7 +29,7 @@ inline std::ostream& operator<<(std::ostream& out, const Log& log) {
                << " math operations";
 }
 
-/// Fills a part with values of the type, or at times with values that are none, which setters and raw stores can leave.
+/// Fills a part with values of the type, or at times with values outside the type, as setters and raw stores can leave.
 inline void fill(number& part, Random& random, const NumericType& type, const quantizer& q, bool isRaw,
                  bool hasSpecials) {
     for (std::uint64_t i = 0; i < part.numel(); ++i) {
@@ -46,8 +46,8 @@ inline void fill(number& part, Random& random, const NumericType& type, const qu
     }
 }
 
-/// A real or complex array, at times of values that are not of its type; NaN and infinities are among them where the
-/// type has such values, and, if told so, elsewhere too.
+/// A real or complex array, at times with values outside its type; NaN and infinities are among them if the type has
+/// such values, or if requested.
 inline std::unique_ptr<fi> anyArray(Random& random, const NumericType& type, const fimath& rules, bool isLocal,
                                     const Sizes& sizes, bool mayBeSpecial = false) {
     const bool isComplex = random.oneIn(2);

@@ -12,12 +12,13 @@
 #include "host/hv.h"
 #include "host/om.h"
 
-/// Gives up one of several references. Not inlined: a compiler that sees `operator delete` takes the pointer for dead.
+/// Releases one of several references. Not inlined: a compiler that sees `operator delete` assumes that the pointer is
+/// dead.
 [[gnu::noinline]] inline void dropReference(OMInterface* interface) {
     OMInterface::operator delete(interface);
 }
 
-/// Gives up a reference at the end of a scope.
+/// Releases a reference at the end of a scope.
 class Reference {
  public:
     explicit Reference(OMInterface* interface) : mInterface(interface) {}
@@ -90,7 +91,7 @@ class ValuelessProperty : public OMPropInfoTemplate {
     void setValue(OMDatabaseClient*, OMInterface*, const void*) override {}
 };
 
-/// What the listeners of a handle are told: a line of event and new value for each.
+/// The events sent to the listeners of a handle: one line each, with event and new value.
 class EventTexts {
  public:
     explicit EventTexts(OMInterface* handle) {
@@ -116,7 +117,7 @@ class EventTexts {
     std::vector<std::string> mTexts;
 };
 
-/// A package for the life of a test, which checks that nothing of it is left.
+/// A package for the lifetime of a test; checks that nothing of it is left.
 class PackageTest : public ::testing::Test {
  protected:
     void TearDown() override {

@@ -1,4 +1,4 @@
-// For tests that leave something behind: in a class, in a module, in a table of the process.
+// For tests that leave state behind: in a class, in a module, in a table of the process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <functional>
 
-/// Runs a body in a process of its own, which must end without a failure or a leak.
+/// Runs a body in its own process, which must end without a failure or a leak.
 inline void inOwnProcess(const std::function<void()>& body) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(

@@ -1,4 +1,4 @@
-// The rational oracle of products and of sums of products: what each quantizer on the way sees, counts and gives.
+// The rational oracle of products and of sums of products: the inputs, counts and results of each quantizer involved.
 #pragma once
 
 #include <algorithm>
@@ -34,7 +34,7 @@ struct Stage {
     }
 };
 
-/// The significant bits of a cell for words of that many bits: a double, or one bit more than the word.
+/// The significant bits of a cell for words of the given length: those of a double, or one bit more than the word.
 inline int cellBits(int wordBits) {
     return wordBits <= 52 ? 53 : wordBits + 1;
 }
@@ -56,7 +56,7 @@ struct ProductOracle {
     Stage product;
     Stage sum;
     bool castsBeforeSum;
-    int workBits;  // of the cells in which complex products are summed
+    int workBits;  // of the cells that sum complex products
 
     Element operator()(const Element& a, bool aIsComplex, const Element& b, bool bIsComplex) {
         if (!aIsComplex || !bIsComplex) {
@@ -97,7 +97,7 @@ struct SumOracle {
     }
 };
 
-/// What a random case multiplies with: types, rules, complexity.
+/// The parameters of a random product: types, rules, complexity.
 struct ProductCase {
     explicit ProductCase(Random& random) {
         for (NumericType& type : types) {
@@ -113,7 +113,7 @@ struct ProductCase {
         const int point = -(types[0].getFixedExponent() + types[1].getFixedExponent());
         rules.setProductMode(random.pick(kArithmeticModes));
         rules.setSumMode(random.pick(kArithmeticModes));
-        // A register of more bits than the product has takes its bounds rounded into the work cells.
+        // A register with more bits than the product has its bounds rounded to the work cells.
         rules.setProductWordLength(random.between(1, fullBits));
         rules.setProductFractionLength(point - random.between(-6, 20));
         rules.setMaxProductWordLength(500);
@@ -168,7 +168,7 @@ inline Counts countsOf(const qlogger& log) {
     return {log.getNoverflows(), log.getNunderflows(), log.getNoperations()};
 }
 
-/// Rules that tell what products and sums take.
+/// Rules for products and sums.
 inline fimath mathRules(ArithmeticMode productMode, ArithmeticMode sumMode, int productBits = 32, int productPoint = 30,
                         int sumBits = 32, int sumPoint = 30) {
     fimath rules = rulesOf();

@@ -16,7 +16,7 @@
 
 using Mode = embedded::QuantizerModeEnum;
 
-/// What a quantizer is made from, so that a case can be printed.
+/// The parameters of a quantizer, so that a case can be printed.
 struct Description {
     Mode mode = Mode::Fixed;
     int wordBits = 16;
@@ -57,7 +57,7 @@ inline std::ostream& operator<<(std::ostream& out, const Counts& counts) {
                << " operations";
 }
 
-/// Says "0.10000000000000001 (0x1.999999999999ap-4)".
+/// For example "0.10000000000000001 (0x1.999999999999ap-4)".
 inline std::string text(double value) {
     std::ostringstream out;
     out.precision(17);
@@ -70,7 +70,7 @@ inline bool sameBits(double a, double b) {
 }
 
 /// Whether two elements at their cursors are the same: for doubles bit by bit, in both kinds with the sign of a zero.
-/// One NaN is as good as another.
+/// All NaN are equal.
 inline bool sameElement(const number& a, const number& b) {
     if (a.gettype() != b.gettype()) {
         return false;
@@ -82,8 +82,8 @@ inline bool sameElement(const number& a, const number& b) {
                                                              : a == b && a.isnegative() == b.isnegative();
 }
 
-/// A number of the given precision that takes a binary fraction by way of 32-bit words; nothing is lost as long as the
-/// number's body has bits enough.
+/// A number of the given precision, set to a binary fraction through 32-bit words; exact if the number's body has
+/// enough bits.
 inline number makeNumber(const Rational& value, unsigned precision, bool force = false) {
     const int fractionBits = static_cast<int>(mpz_sizeinbase(value.get_den_mpz_t(), 2)) - 1;
     const int wordBits = static_cast<int>(mpz_sizeinbase(value.get_num_mpz_t(), 2)) + 1;
@@ -100,7 +100,7 @@ inline number makeNumber(const Rational& value, unsigned precision, bool force =
     return result;
 }
 
-/// The value of a finite number with all its bits, taken off 53 at a time; any exponent will do.
+/// The value of a finite number with all its bits, extracted 53 at a time; works for any exponent.
 inline Rational exactValue(const number& value) {
     const unsigned precision = std::max(value.getprecision(), 53U);
     number rest(0.0, precision, true);

@@ -1,4 +1,4 @@
-// Random fixed-point arrays together with what they hold, as big integers that no code of the library has touched.
+// Random fixed-point arrays together with their contents, as big integers made without code of the library.
 #pragma once
 
 #include <memory>
@@ -36,7 +36,7 @@ struct KnownArray {
     }
 };
 
-/// A stored integer of the type; its ends are as likely as one in eight.
+/// A stored integer of the type; its bounds occur about once in eight.
 inline Integer randomWord(Random& random, const NumericType& type) {
     const int bits = type.getWordLength();
     Integer word =
@@ -89,7 +89,7 @@ inline ::testing::AssertionResult holdsWords(const fi& array, const std::vector<
     const auto real = holdsWords(array, false, re, exponent);
     return !real || im.empty() ? real : holdsWords(array, true, im, exponent);
 }
-/// Whether a known array still holds what it was made with.
+/// Whether a known array still holds its initial contents.
 inline ::testing::AssertionResult isUnchanged(const KnownArray& known) {
     if (fieldsOf(known.array->getNumericType()) != fieldsOf(known.type)) {
         return ::testing::AssertionFailure() << "type " << fieldsOf(known.array->getNumericType());
@@ -97,7 +97,7 @@ inline ::testing::AssertionResult isUnchanged(const KnownArray& known) {
     return holdsWords(*known.array, known.re, known.im, known.type.getFixedExponent());
 }
 
-/// The word of that many bits in two's complement.
+/// The two's-complement word with the given number of bits.
 inline Integer wrapped(const Integer& value, bool isSigned, int bits) {
     Integer rest;
     mpz_fdiv_r_2exp(rest.get_mpz_t(), value.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));

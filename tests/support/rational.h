@@ -1,7 +1,7 @@
-// Exact rationals (GMP's mpq) and seeded random cases: what oracles are made of.
+// Exact rationals (GMP's mpq) and seeded random cases, the basis of oracles.
 //
-// Nothing here uses a numeric class of this project, so an expected value never passes through the code that a test
-// is about. A Random is made from a fixed seed; say seed() and the case in a failure and it can be repeated.
+// Nothing here uses a numeric class of this project, so an expected value never passes through the code under test. A
+// Random is made from a fixed seed; print seed() and the case in a failure so that it can be repeated.
 #pragma once
 
 #include <gmpxx.h>
@@ -15,7 +15,7 @@
 #include <string>
 
 using Integer = mpz_class;
-/// In lowest terms, as its operations need; `scaled` makes fractions, for Rational(k, 16) cancels nothing.
+/// In lowest terms, as its operations require; use `scaled` for fractions, since Rational(k, 16) doesn't cancel.
 using Rational = mpq_class;
 
 /// The six rounding rules in their stored order.
@@ -117,7 +117,7 @@ class Random {
     auto pick(const Range& range) {
         return std::data(range)[mEngine() % std::size(range)];
     }
-    /// A number of at most `bits` bits; long runs of equal bits, and hence carries, are as likely as mixed bits.
+    /// A number of at most `bits` bits; long runs of equal bits, and so carries, are as likely as mixed bits.
     Integer integer(int bits) {
         Integer result = 0;
         for (int done = 0; done < bits;) {
@@ -136,7 +136,7 @@ class Random {
         const double magnitude = std::ldexp(static_cast<double>(mantissa), between(low, high) - mantissaBits + 1);
         return oneIn(2) ? -magnitude : magnitude;
     }
-    /// Any double at all by its bits, one in four of them out of the short list of troublemakers.
+    /// Any double by its bits; one in four is from a short list of difficult values.
     double anyDouble() {
         using Limits = std::numeric_limits<double>;
         static constexpr double kSpecial[] = {0.0,
@@ -161,7 +161,7 @@ class Random {
             return pick(kSpecial);
         }
         const double value = std::bit_cast<double>(mEngine());
-        // A signalling NaN may or may not be made quiet on its way through a register.
+        // A signalling NaN may or may not become quiet when it passes through a register.
         return std::isnan(value) ? Limits::quiet_NaN() : value;
     }
 

@@ -35,7 +35,7 @@ inline RuleFields fieldsOf(const fimath& rules) {
             {"CastBeforeSum", rules.getCastBeforeSum() ? 1.0 : 0.0}};
 }
 
-/// The fields with some of them changed.
+/// The fields with some changes.
 inline RuleFields changed(RuleFields fields, const RuleFields& changes) {
     for (const auto& [name, value] : changes) {
         fields.at(name) = value;
@@ -74,7 +74,7 @@ inline fimath unusualRules() {
     return rules;
 }
 
-/// Takes over a text of the library.
+/// Takes ownership of a text from the library.
 inline std::string taken(char* text) {
     const std::string copy = text;
     bsFree(text);

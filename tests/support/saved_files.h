@@ -22,7 +22,7 @@ inline void sign(Bytes& file, std::size_t start, std::size_t size) {
     }
 }
 
-/// Makes the checksums of the superblock and of the headers right for what they hold now.
+/// Corrects the checksums of the superblock and of the headers for their current contents.
 inline void signHeaders(Bytes& file) {
     sign(file, hostref::kHeadingBytes, 44);
     for (std::size_t i = hostref::kHeadingBytes; i + 16 < file.size(); ++i) {
@@ -38,7 +38,7 @@ inline void signHeaders(Bytes& file) {
                 sign(file, i, sizeAt + sizeBytes + size - i);
             }
         } else if (std::memcmp(file.data() + i, "OCHK", 4) == 0) {
-            // The size of a continuation stands behind its address.
+            // The size of a continuation follows its address.
             std::array<std::byte, 8> address{};
             const std::uint64_t place = i - hostref::kHeadingBytes;
             std::memcpy(address.data(), &place, sizeof place);
@@ -54,7 +54,7 @@ inline void signHeaders(Bytes& file) {
     }
 }
 
-/// Replaces a text that stands in the file once; says whether it did.
+/// Replaces a text that occurs once in the file; returns whether it did.
 inline bool replaceIn(Bytes& file, std::string_view old, std::string_view replacement) {
     const std::span place(reinterpret_cast<const std::byte*>(old.data()), old.size());
     const auto found = std::search(file.begin(), file.end(), place.begin(), place.end());

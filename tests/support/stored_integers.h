@@ -1,4 +1,4 @@
-// Arrays made from stored integers of any length, and host arrays read as such: oracles of integer interchange.
+// Arrays made from stored integers of any length, and host arrays read as integers: oracles of integer interchange.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,14 +21,14 @@ inline Integer powerOfTwo(int exponent) {
     return result;
 }
 
-/// The value modulo 2^bits, not negative.
+/// The value modulo 2^bits, nonnegative.
 inline Integer residue(const Integer& value, int bits) {
     Integer result;
     mpz_fdiv_r_2exp(result.get_mpz_t(), value.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));
     return result;
 }
 
-/// The groups of `bits` bits of a value that isn't negative, lowest first.
+/// The groups of `bits` bits of a nonnegative value, lowest first.
 inline Integers groupsOf(Integer value, int bits, int count) {
     Integers groups;
     for (int i = 0; i < count; ++i) {
@@ -44,7 +44,7 @@ inline void append(Integers& list, const Integers& more) {
 inline Integer lowest(const NumericType& type) {
     return type.isSigned() ? Integer(-powerOfTwo(type.getWordLength() - 1)) : Integer(0);
 }
-/// An integer that the word holds; the bounds and -1 or 0 are likely.
+/// An integer that fits the word; the bounds and -1 or 0 are likely.
 inline Integer randomWord(Random& random, const NumericType& type) {
     switch (random.between(0, 5)) {
         case 0:
@@ -78,7 +78,7 @@ inline StoredIntegers randomWords(Random& random, const NumericType& type, std::
     return words;
 }
 
-/// An array whose entries are set one by one, past the quantizer.
+/// An array whose entries are set one by one, without the quantizer.
 inline fi arrayOf(const NumericType& type, const Sizes& sizes, const StoredIntegers& words,
                   const fimath& rules = rulesOf()) {
     const bool isComplex = !words.im.empty();
@@ -90,14 +90,14 @@ inline fi arrayOf(const NumericType& type, const Sizes& sizes, const StoredInteg
     for (std::uint64_t i = 0; i < array.numel(); ++i) {
         store(array.real()[i], words.re[i]);
         if (isComplex) {
-            // The entry is the array's own; there is no other way to write it without a conversion.
+            // The array owns the entry; there is no other way to write it without a conversion.
             store(const_cast<number&>(array.imag(i)), words.im[i]);
         }
     }
     return array;
 }
 
-/// The entries of an array as integers; one that is none fails the test.
+/// The entries of an array as integers; any other value fails the test.
 inline StoredIntegers storedIn(const fi& array) {
     StoredIntegers words;
     const auto word = [&array](const number& entry) {
@@ -154,7 +154,7 @@ inline Sizes sizesOf(const hvArray* values) {
     return {dims.begin(), dims.end()};
 }
 
-/// Random shapes, with singletons at every place and without elements.
+/// Random shapes, with singletons in every position, and empty ones.
 inline Sizes randomShape(Random& random) {
     static const std::vector<Sizes> kShapes = {{1, 1},    {1, 4},       {4, 1},    {2, 3},    {0, 3},
                                                {0, 0},    {3, 0},       {2, 3, 2}, {1, 2, 3}, {3, 1, 2},
@@ -162,7 +162,7 @@ inline Sizes randomShape(Random& random) {
     return random.pick(kShapes);
 }
 
-/// Sets the feature of compact long words while it lives.
+/// Sets the feature of compact long words for its lifetime.
 class CompactWords {
  public:
     explicit CompactWords(bool isOn) { embedded::setFeatureFi33PlusMemoryFootprint(isOn); }

@@ -1,4 +1,4 @@
-// What a session's call was answered with when it failed.
+// The error of a failed session call.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include "host/reference/HostError.h"
 #include "tests/support/errors.h"
 
-/// What an action threw as a HostError; two empty texts when it threw nothing.
+/// The HostError thrown by an action; two empty texts if there was none.
 template <class Action>
 Raised thrownBy(Action&& action) {
     try {

@@ -1,5 +1,5 @@
 // Types for tests: class records for their handles, and an owner that keeps each type by the first reference on its
-// handle, so that types may end in any order.
+// handle, so that types may be destroyed in any order.
 #pragma once
 
 #include <concepts>

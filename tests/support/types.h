@@ -1,4 +1,4 @@
-// Short ways to make type descriptors in tests, and all their fields as one value that compares and prints.
+// Short ways to make type descriptors in tests, and all their fields as one value that can be compared and printed.
 #pragma once
 
 #include <ostream>
@@ -39,7 +39,7 @@ inline std::ostream& operator<<(std::ostream& out, const TypeFields& fields) {
                << fields.bias << " override " << static_cast<int>(fields.typeOverride);
 }
 
-/// A type of the mode that is signed, of 12 bits, factor 1.25, exponent -3, bias 0.5, as far as the mode has them.
+/// A type of the mode: signed, 12 bits, factor 1.25, exponent -3, bias 0.5, as far as the mode has them.
 inline NumericType typeOfMode(TypeMode mode) {
     return NumericType(mode, true, 12, 1.25, -3, 0.5);
 }

@@ -71,8 +71,8 @@ class Quiet {
     unsigned mPlugins = 0;
 };
 
-/// A file in memory owned by this object: through its callbacks the library works in these bytes, after the heading,
-/// without copying them.
+/// A file in memory outside the library's own: through its callbacks the library works in these bytes, after the
+/// heading, without copying them.
 class Image {
  public:
     /// Takes the bytes of a file to read, or none for one to write.
