@@ -1,6 +1,6 @@
 // Products and the other operations on arrays against loops written by hand.
 //
-// Words are s16,15 unless told. Each case has its baseline first:
+// Words are s16,15 unless specified otherwise. Each case has its baseline first:
 //     plain    the double loop that allocates its result, for operations that quantize nothing, and for roots
 //     hand     the fused loop with its quantizing or its bits written out for the format
 //     std      the sorting functions of the standard library
@@ -326,7 +326,7 @@ void addShift(int k, std::size_t n) {
         });
 }
 
-// Sorted copies, alone and with the places where elements stood. A value comes many times in 10^6 of 16 bits.
+// Sorted copies, alone and with the original positions. With 10^6 elements of 16 bits, each value occurs many times.
 
 void addSort(std::size_t n) {
     const auto makeArray = [=] { return std::shared_ptr<fi>(arrayOf(signal(n, 1), false, n, 1, false)); };

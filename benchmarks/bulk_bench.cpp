@@ -8,8 +8,8 @@
 //                  session with its switch off and on, and of class "quantizer" without and with logging (the baseline
 //                  of that does not count)
 //     chunks       s1200,600, where the words themselves are used: serial and parallel, no baseline but serial
-// Cases of saving and loading are told in saved_cases.cpp.
-// Results are compared with the baseline's before anything is timed. Time is real time, since threads share the work.
+// Cases of saving and loading are in saved_cases.cpp. Results are compared with the baseline's before anything is
+// timed. Time is real time, since threads share the work.
 #include <benchmark/benchmark.h>
 
 #if defined(__GLIBC__)

@@ -203,7 +203,7 @@ void runFi(benchmark::State& state, const Case& c, bool logging) {
     fi::setLogging(false);
 }
 
-// As a user of the host adds: the call finds its method by name, and its result comes wrapped in a handle.
+// Through the host: the call finds its method by name, and its result is wrapped in a handle.
 void runSession(benchmark::State& state, const Case& c) {
     static hostref::Session session;
     const std::vector<double> values[] = {signal(c, 1), signal(c, 2)};

@@ -47,7 +47,7 @@ void refuse(const Refusal& refusal) {
     warn(refusal.text());
 }
 
-/// Answers whether a setter shall store; the neutral value of a property that cannot change passes silently.
+/// Returns whether a setter should store; the neutral value of a property that cannot change is silently accepted.
 bool mayStore(Change change, bool isNeutral, const Refusal& warned, const Refusal& raised) {
     if (change != Change::store && !isNeutral) {
         if (change == Change::raise) {

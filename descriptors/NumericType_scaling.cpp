@@ -50,8 +50,8 @@ double roundMantissa(double mantissa, std::int64_t bits) {
     return std::copysign(std::ldexp(magnitude, -shift), mantissa);
 }
 
-/// Word lengths may come from writers that check nothing, so exponents are worked out wide and end at the bounds of
-/// int.
+/// Word lengths may come from writers without checks, so exponents are computed in wider integers and saturate at the
+/// bounds of int.
 int saturated(std::int64_t value) {
     return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
 }

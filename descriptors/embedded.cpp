@@ -135,7 +135,7 @@ void runFeatureCommand(bool& feature, int outputCount, hvArray** outputs, int in
     if (inputCount < 0) {
         hvErrMsg(notEnoughInputs);
     }
-    // The one step that can still fail when the input is good comes before the store.
+    // The only step that can still fail with valid input comes before the store.
     const bool hasOutput = inputCount == 0 || outputCount > 0;
     hvArrayOwner output(hasOutput ? hvCreateDoubleScalar(0.0) : nullptr);
     if (inputCount > 0) {

@@ -82,7 +82,7 @@ void fimath::replaceInFimathMap(const std::string& tag, const fimath& source) {
 fimath& fimath::getFromFimathMap(const std::string& tag) {
     const auto entry = sFimathMap.find(tag);
     if (entry == sFimathMap.end()) {
-        // Callers compare this text, so it stays unlike those of the other operations.
+        // Callers compare this text, so it stays different from those of the other operations.
         raiseError("VELMAR:class:MustBeHandle", "Parameter must be a handle.");
     }
     return entry->second;

@@ -17,7 +17,7 @@ namespace {
 void tour() {
     Session session(TOLVANE_MODULE);
 
-    std::puts("1. Make an array of 8-bit words, 6 of the bits behind the binary point");
+    std::puts("1. Make an array of 8-bit words with 6 fraction bits");
     const Value type = session.construct("embedded.numerictype");
     type.set("SignednessBool", true);
     type.set("WordLength", 8);
@@ -34,10 +34,10 @@ void tour() {
     show("type", typeOf(sum));
     show("a - 0.25", numbers(session.call("minus", {a, 0.25})));
 
-    std::puts("\n3. Look at the rules that said so");
+    std::puts("\n3. Look at the rules behind this");
     for (const char* rule : {"RoundMode", "OverflowMode", "SumMode"}) show(rule, sum.get(rule).toText());
 
-    std::puts("\n4. Change them: sums of 8 bits again, cut down instead of rounded");
+    std::puts("\n4. Change them: sums of 8 bits again, truncated instead of rounded");
     const Value rules = session.construct("embedded.fimath");
     rules.set("RoundMode", "floor");
     rules.set("OverflowMode", "saturate");
@@ -47,7 +47,7 @@ void tour() {
     const Value b = session.construct("embedded.fi", {given, type, rules});
     show("b", numbers(b) + "   cut down to multiples of 1/64");
 
-    std::puts("\n5. Switch logging on, and hear what happens");
+    std::puts("\n5. Switch logging on to see warnings");
     const LoggingSwitch logging(session);
     const Value narrow = session.call("plus", {b, b});
     show("b + b", numbers(narrow));

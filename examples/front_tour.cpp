@@ -13,7 +13,7 @@ void tour() {
     Session session(TOLVANE_MODULE);
     front::install(session);
 
-    std::puts("1. Make: values, and as much of the word as matters");
+    std::puts("1. Make: from values, and any properties of the word");
     const Value pi = session.call("fi", {3.14159265});
     show("fi(pi)", numbers(pi) + "   " + typeOf(pi));
     const Value low = session.call("fi", {3.14159265, 1, 8, 4, "RoundMode", "floor"});
@@ -32,7 +32,7 @@ void tour() {
     show("max along rows", numbers(most[0]) + " at places " + numbers(most[1].toDoubles()));
     show("max(b, 2)", numbers(session.call("max", {row, 2})));
 
-    std::puts("\n4. Divide: a type that loses no whole part");
+    std::puts("\n4. Divide: the type keeps the whole integer part");
     for (const auto& [what, divisor] : {std::pair<const char*, Value>{"b / 3", 3}, {"b / a", low}}) {
         const Value quotient = session.call("rdivide", {row, divisor});
         show(what, numbers(quotient) + "   " + typeOf(quotient));
@@ -45,7 +45,7 @@ void tour() {
     show("isequal", session.call("isequal", {low, wide}).toBool() ? "yes" : "no");
     show("ispropequal", session.call("ispropequal", {low, wide}).toBool() ? "yes" : "no");
 
-    std::puts("\n6. A mistake is an error with an id and a text, and makes nothing");
+    std::puts("\n6. A mistake is an error with an id and a text, and creates nothing");
     try {
         session.call("fi", {1, "WordLenth", 8});
     } catch (const hostref::HostError& error) {

@@ -22,20 +22,20 @@ void tour() {
     show("a", numbers(a));
     show("type", typeOf(a));
 
-    std::puts("\n1. Read: an element, a row, a list, all of it, what a mask picks");
+    std::puts("\n1. Read: an element, a row, a list, everything, a mask");
     show("a(2,3)", numbers(session.index(a, {paren(2, 3)})));
     show("a(2,:)", numbers(session.index(a, {paren(2, colon())})));
     show("a([6 1])", numbers(session.index(a, {paren(std::vector<double>{6, 1})})));
     show("a(:)", numbers(session.index(a, {paren(colon())})));
     show("a(a > 3)", numbers(session.index(a, {paren(session.call("gt", {a, 3}))})));
 
-    std::puts("\n2. Assign: values are quantized into the type of the array, which changes itself");
+    std::puts("\n2. Assign: values are quantized to the type of the array, which is changed in place");
     session.assign(a, {paren(1, 1)}, 1.2);
     show("a(1,1) = 1.2", numbers(a) + "   the nearest multiple of 1/16");
     session.assign(a, {paren(colon(), 3)}, 100);
     show("a(:,3) = 100", numbers(a) + "   saturated");
 
-    std::puts("\n3. Grow: a new array with zeros in the new places");
+    std::puts("\n3. Grow: a new array with zeros at the new positions");
     const Value taller = session.assign(a, {paren(3, 1)}, -1);
     show("a(3,1) = -1", numbers(taller));
     show("a is as it was", numbers(a));

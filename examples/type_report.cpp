@@ -350,7 +350,7 @@ void report(StructType& state) {
     }
     std::printf("\nIn C\n\n%s\n", CDeclaration::of(state).c_str());
 
-    std::puts("What may be converted to what (= the same type, + converted)\n");
+    std::puts("Conversions (= the same type, + converts)\n");
     std::printf("  %-18s", "from \\ to");
     for (std::size_t to = 1; to <= members.size(); ++to) std::printf("%3zu", to);
     for (std::size_t from = 0; from < members.size(); ++from) {
@@ -364,8 +364,8 @@ void report(StructType& state) {
 }
 
 constexpr const char* kHelp =
-    R"(Describes what a filter keeps between calls as a tree of C-like types: in words, in C, as
-checksums, and what may be converted to what.
+    R"(Describes the state that a filter keeps between calls as a tree of C-like types: in words,
+in C, as checksums, and as a table of conversions.
 
 Usage: type_report [OPTIONS] HEADER
 
@@ -374,7 +374,7 @@ Positionals:
 
 Options:
   -h,--help               Print this help message and exit
-  --declaration           Print the declaration in C alone
+  --declaration           Print only the declaration in C
 
 Exit codes:
   0  done

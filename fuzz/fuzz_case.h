@@ -1,4 +1,4 @@
-// What the fuzz targets share: taking values off the fuzzer's bytes, and a check that prints its case and stops.
+// Shared by the fuzz targets: reading values from the fuzzer's bytes, and a check that prints its case and stops.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 #include <span>
 #include <string>
 
-/// Takes values off the input in turn; behind its end everything is zero.
+/// Takes values from the input in turn; after its end everything is zero.
 class FuzzInput {
  public:
     FuzzInput(const std::uint8_t* data, std::size_t size) : mRest(data, size) {}
@@ -41,7 +41,7 @@ class FuzzInput {
     std::span<const std::uint8_t> mRest;
 };
 
-/// Stops the fuzzer with a text when a property does not hold; `describe` returns something that can be printed.
+/// Stops the fuzzer with a text if a property does not hold; `describe` returns something that can be printed.
 template <class Describe>
 void require(bool holds, const char* property, Describe&& describe) {
     if (!holds) {

@@ -105,7 +105,7 @@ const fi& FiBinaryOperation::decidingOperand(const OMMethodSignature* signature,
         arguments[1] != nullptr && (arguments[0] == nullptr || (signature != mFiFi && signature != mFiArray));
     const bool isHostArray = signature == (isSecond ? mFiArray : mArrayFi);
     void* const operand = arguments[isSecond ? 1 : 0];
-    // A method called by its class may come without any object.
+    // A method called by its class may have no object.
     if (isHostArray || operand == nullptr) {
         raiseNoSignature();
     }

@@ -16,7 +16,7 @@ using datatypes::array;
 
 }  // namespace
 
-// A `fi` comes before an array, which could hold one as well. The null handle of an empty array counts as what it is.
+// A `fi` precedes an array, which could also hold one. The null handle of an empty array is treated as an empty array.
 constexpr SignatureColumn bitgetSignatures[2] = {takes(fiHandle, fiHandle).to(array), takes(fiHandle, array).to(array)};
 constexpr SignatureColumn bitsetSignatures[4] = {
     takes(fiHandle, fiHandle, fiHandle).to(fiHandle), takes(fiHandle, fiHandle, array).to(fiHandle),

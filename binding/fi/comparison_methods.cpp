@@ -31,7 +31,7 @@ struct SortOrder {
     }
 };
 
-/// Moves to the element whose number stands in the call.
+/// Moves to the element whose number is in the call.
 fi& atElement(const MethodCall& call) {
     fi& object = call.object<fi>(0);
     const double index = Shape<double>::unbox(call.arguments[1]) - 1.0;

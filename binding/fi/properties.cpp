@@ -189,7 +189,7 @@ hvArray* getIntArray(const fi& object) {
     return object.getIntArray(fi::IntArrayChunkMode::Natural, fi::IntArrayDimensionMode::First);
 }
 
-/// Words that the block diagram companion knows may also come in words of 64 bits.
+/// Words that the block diagram companion supports may also be passed as words of 64 bits.
 void setIntArray(fi& object, const hvArray* value) {
     if (object.getWordLength() > 32 && object.getWordLength() <= 128) {
         object.setDravelinIntArray(value);
@@ -198,7 +198,7 @@ void setIntArray(fi& object, const hvArray* value) {
     }
 }
 
-/// Readers never see the ordinal; the method of the same name tells it.
+/// Readers never see the ordinal; the method of the same name returns it.
 int getLastPropertySet(const fi& /*object*/) {
     return 0;
 }

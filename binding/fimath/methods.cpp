@@ -51,7 +51,7 @@ std::string tagOf(const hvArray* name, const std::string& operation) {
 constexpr SignatureColumn rulesOrName[] = {takes(rulesHandle), takes(array), takes(rulesHandle, array)};
 void setGlobal(const MethodCall& call) {
     constexpr char operation[] = "AddToFimathDictionary";
-    // An empty array comes as no rules, and is no name either.
+    // An empty array is passed as no rules, and isn't a name either.
     if (call.signature == 1 || call.arguments[0] == nullptr) {
         fimath::setGlobalFimath(fimath::getFromFimathMap(tagOf(call.array(0), operation)));
     } else {

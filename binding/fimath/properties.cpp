@@ -1,6 +1,6 @@
 // The properties of class "fimath". The numbers of each register are there twice: as such, and as the strings of a
-// dialog, which show the number as text and take an expression back. A write to one kind tells the listeners of the
-// other; the four ways to say the scale of a register are told together.
+// dialog, which show the number as text and take an expression back. A write to one kind notifies the listeners of the
+// other; the four forms of the scale of a register are notified together.
 #include <climits>
 #include <functional>
 #include <memory>
@@ -112,8 +112,8 @@ constexpr PropertyFunctions number = {reader<fimath, get>, [](const PropertyCall
                                           tellStrings<numbers, place>(call.handle);
                                       }};
 
-/// What the text of a dialog stands for. Raises "fixedpoint:fimath:dialogText" unless the host finds one real number,
-/// which also has to be in the range of the property's type.
+/// The value of a dialog's text. Raises "fixedpoint:fimath:dialogText" unless the host finds one real number, which
+/// also has to be in the range of the property's type.
 double numberIn(const char* text, bool isForInt) {
     hvArray* result = nullptr;
     const int status = EmbeddedTypeSystem::NumericType::EvalString(result, text);

@@ -20,7 +20,7 @@ using namespace datatypes;
 
 constexpr char label[] = "NUMERICTYPE";
 
-/// Tells the listeners of a handle what else shows a new value after a write.
+/// Notifies the listeners of a handle of other properties with a new value after a write.
 using Tell = void (*)(OMInterface* handle, const NumericType* type);
 
 template <auto get, auto set, Tell... told>

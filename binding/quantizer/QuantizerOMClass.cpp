@@ -158,7 +158,7 @@ OMInterface* QuantizerOMClass::createClassSpecificObject(OMInterface* /*interfac
     if (code != 0.0 && code != 1.0) {
         raiseBadSignature();
     }
-    // One number stands for both modes: ceil with saturate, or convergent with wrap.
+    // One number selects both modes: ceil with saturate, or convergent with wrap.
     const auto value = static_cast<std::int32_t>(code);
     return wrap(std::make_unique<quantizer>(
         EmbeddedTypeSystem::NumericType::convertFromVelmarArray(static_cast<const hvArray*>(arguments[0])),

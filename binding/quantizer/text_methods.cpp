@@ -24,7 +24,7 @@ number elementFor(const quantizer& q) {
     if (q.getRealmax().asDouble() != nullptr) {
         return number(0.0, bitsOfDouble - 1, false);
     }
-    // Floating-point values have a bit more than the constants' precision tells.
+    // Floating-point values have one bit more than the constants' precision.
     return number(0.0, std::max(q.getPrecision() + 1, bitsOfDouble), false);
 }
 
@@ -65,7 +65,7 @@ void readWordsInBase(const MethodCall& call) {
     const int base = requiredBase(call, "base2num");
     const hvArrayOwner byRows(hvTranspose(text));
     if (!hvIsChar(byRows.get())) {
-        // The host's own transpose never comes here.
+        // The host's own transpose is never called here.
         raiseError("fixedpoint:quantizer:base2num:notchar", "Value to convert must be character array");
     }
     const std::span<const hvChar> characters = hvGetTypedData<hvChar>(static_cast<const hvArray*>(byRows.get()));

@@ -22,7 +22,7 @@ using namespace datatypes;
 template <auto get, auto set, class Described>
 constexpr PropertyFunctions of = field<Described, get, set>();
 
-/// No object of the package has a place in a database, which its path would tell.
+/// No object of the package has a place in a database, which would be its path.
 void* emptyPath(const PropertyCall& /*call*/) {
     return Shape<const char*>::box(nullptr);
 }

@@ -124,14 +124,14 @@ Value HostFilter::tapByTap(const Operand& data, const Operand& taps, Value sum) 
 Outcome HostFilter::run(const Arithmetic& arithmetic, Way way) {
     const Operand& data = this->data(arithmetic.data, way);
     const Operand& taps = this->taps(arithmetic.coefficient, way);
-    Arithmetic told = arithmetic;
+    Arithmetic specified = arithmetic;
     Value result;
     if (way == Way::TapByTap) {
-        // A sum in full would grow with each coefficient, so its word is told beforehand.
-        told.sum = {Keep::Specified, sumWord(arithmetic, terms())};
+        // A sum in full would grow with each coefficient, so its word is specified in advance.
+        specified.sum = {Keep::Specified, sumWord(arithmetic, terms())};
         result = arrayOf(std::vector<double>(mSamples.size()), sumWord(arithmetic, terms()));
     }
-    setRules(mGlobalRules, told);
+    setRules(mGlobalRules, specified);
     mSession.takeWarnings();
 
     const auto start = Clock::now();

@@ -12,14 +12,14 @@ namespace {
 
 constexpr const char* kDescription =
     "Filters a recording with a low-pass in doubles and in fixed-point words of many lengths,\n"
-    "and finds the cheapest words that keep a wanted ratio.\n";
+    "and finds the cheapest words that meet a target ratio.\n";
 
 constexpr const char* kFooter = R"(Words:
   s16,15 is a signed word of 16 bits whose bit 0 weighs 2^-15; full scale of a recording is 1.
   Coefficients and data have 2 to 24 bits and the finest fraction that holds their peak. Products
   keep their most significant bits (KeepMSB). Sums have the finest fraction that holds every
-  partial sum any data of that peak could make (SpecifyPrecision). Products and sums in full are
-  always tried besides.
+  partial sum that data of that peak can produce (SpecifyPrecision). Products and sums in full
+  are always tried as well.
 
 Ratio:
   SNR = 10 log10( sum y^2 / sum (y - q)^2 ) in dB, with y filtered in doubles and q in words.
@@ -30,12 +30,12 @@ Cost:
 Files of --out:
   filtered.wav       the recording, filtered in the chosen words, without loss
   coefficients.h     the coefficients' stored integers as a C array
-  coefficients.hex   the same as hexadecimal words, one a line, for $readmemh
+  coefficients.hex   the same as hexadecimal words, one per line, for $readmemh
   coefficients.bin   the same as binary words, for $readmemb
 
 Exit codes:
   0  done                                    4  a sample is not a number, infinite or too great
-  1  unexpected failure                      5  --out given, but no words keep the ratio
+  1  unexpected failure                      5  --out given, but no words meet the ratio
   2  bad option or channel                   6  a file cannot be written
   3  recording missing, empty or unreadable  7  an output differs from the integer model's)";
 
@@ -57,7 +57,7 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     app.add_option("--taps", options.taps, "Coefficients of the filter, 2 to 512");
     app.add_option("--cutoff", options.cutoffHz, "Where the gain is one half, in Hz; by default a twelfth of the rate")
         ->option_text("FLOAT");
-    app.add_option("--attenuation", options.attenuationDb, "Attenuation in the stop band the window is for, in dB");
+    app.add_option("--attenuation", options.attenuationDb, "Attenuation in the stop band, for the window, in dB");
     app.add_option("--coefficients", coefficients, "Word lengths of coefficients, like 8:18 or 8,10,12:14");
     app.add_option("--data", data, "Word lengths of data, likewise");
     app.add_option("--products", products, "Word lengths of products, likewise");
@@ -65,10 +65,10 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     app.add_option("--round", round, "Rounding of products and sums: nearest, convergent, round, fix, floor or ceil");
     app.add_option("--overflow", overflow, "Overflow of products and sums: saturate or wrap");
     app.add_option("--stretch", stretch,
-                   "Samples the grid is measured on; the choice is confirmed on the whole recording");
+                   "Samples for measuring the grid; the choice is confirmed on the whole recording");
     app.add_option("--out", options.folder, "Write the files below to this folder");
     app.add_option("--csv", options.csvFile, "Write all measured rows to this file as comma-separated values");
-    app.add_option("--save", options.saveFile, "Keep the study in this file of the host");
+    app.add_option("--save", options.saveFile, "Save the study to this file of the host");
     app.add_option("--load", options.loadFile, "Show the study of such a file again, instead of a new one");
     app.add_flag("--show", options.show, "Show the chosen coefficients as the host displays them");
 

@@ -150,7 +150,7 @@ void report(const Options& options, const study::Recording& recording, const Fil
     if (!result.chosen) {
         if (!options.folder.empty()) {
             throw StudyError(ExitCode::NothingChosen,
-                             options.folder + ": nothing written, since no words of the grid keep the ratio");
+                             options.folder + ": nothing written, since no words of the grid meet the ratio");
         }
         return;
     }

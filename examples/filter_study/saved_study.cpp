@@ -176,32 +176,32 @@ SavedStudy loadStudy(const std::string& file) {
     static constexpr std::array kNames = {"signal", "coefficients", "filtered", "rows", "study"};
     if (!std::ranges::equal(variables, kNames, {}, &hostref::Variable::name)) refuse();
     const Value& rows = variables[3].value;
-    const Value& told = variables[4].value;
-    const auto number = [&told](const char* name) { return told.field(name).toDouble(); };
+    const Value& stored = variables[4].value;
+    const auto number = [&stored](const char* name) { return stored.field(name).toDouble(); };
 
     SavedStudy saved;
-    saved.recording = {told.field("path").toText(),   told.field("encoding").toText(),
+    saved.recording = {stored.field("path").toText(), stored.field("encoding").toText(),
                        integer(number("sampleRate")), integer(number("channelCount")),
                        integer(number("channel")),    variables[0].value.toDoubles()};
     saved.wantedDb = number("wantedDb");
-    saved.grid.coefficients = integersOf(told.field("coefficientBits"));
-    saved.grid.data = integersOf(told.field("dataBits"));
+    saved.grid.coefficients = integersOf(stored.field("coefficientBits"));
+    saved.grid.data = integersOf(stored.field("dataBits"));
     FilterStudy& study = saved.study;
     study.filter = {integer(number("taps")), number("cutoff"), number("attenuationDb")};
     study.cutoffHz = number("cutoffHz");
-    study.coefficients = told.field("coefficients").toDoubles();
+    study.coefficients = stored.field("coefficients").toDoubles();
     study.stretchBegin = count(number("stretchBegin"));
     study.stretchLength = count(number("stretchLength"));
     study.referenceNanosecondsPerTap = number("referenceTime");
-    const std::vector<double> pairs = told.field("pairs").toDoubles();
+    const std::vector<double> pairs = stored.field("pairs").toDoubles();
     for (std::size_t i = 0; i + 2 < pairs.size(); i += 3) {
         study.pairs.push_back({integer(pairs[i]), integer(pairs[i + 1]), pairs[i + 2]});
     }
-    const Value headings = told.field("headings");
+    const Value headings = stored.field("headings");
     for (std::size_t i = 0; i < headings.numberOfElements(); ++i) {
         study.sections.push_back({headings.cell(i).toText(), {}});
     }
-    const Value names = told.field("rowNames");
+    const Value names = stored.field("rowNames");
     const std::vector<double> numbers = rows.toDoubles();
     if (study.pairs.size() != saved.grid.coefficients.size() * saved.grid.data.size() ||
         numbers.size() != names.numberOfElements() * kColumns) {
@@ -216,7 +216,7 @@ SavedStudy loadStudy(const std::string& file) {
             study.tapByTap = row.outcome;
         } else if (kind == kChosen) {
             study.centre = row.outcome.arithmetic;
-            if (told.field("isChosen").toBool()) study.chosen = row;
+            if (stored.field("isChosen").toBool()) study.chosen = row;
         } else if (kind >= 1.0 && kind <= static_cast<double>(study.sections.size())) {
             study.sections[static_cast<std::size_t>(kind) - 1].rows.push_back(row);
         } else {

@@ -54,7 +54,7 @@ std::optional<Arithmetic> cheapest(const Plan& plan, const Grid& grid, const std
         auto products = lengthsUpTo(productWord(full).bits, grid.products);
         auto sums = lengthsUpTo(sumWord(full, plan.terms()).bits, grid.sums);
         if (!isCheaper(arithmeticOf(products.front(), sums.front()))) continue;
-        // The words in full stand last and are known to keep the ratio.
+        // The words in full are last and known to meet the ratio.
         products.erase(products.begin(), std::find_if(products.begin(), products.end() - 1,
                                                       [&](int bits) { return keeps(arithmeticOf(bits, 0)); }));
         sums.erase(sums.begin(),

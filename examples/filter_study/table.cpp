@@ -49,7 +49,7 @@ void printPairs(std::ostream& out, const FilterStudy& study, const Options& opti
             out << formatted(" %7s%c", ratio.c_str(), pair.snrDb >= options.wantedDb ? '*' : ' ');
         }
     }
-    out << "\n\n*: keeps the wanted ratio; here the products and sums can be shortened.\n";
+    out << "\n\n*: meets the target ratio; here the products and sums can be shortened.\n";
 }
 
 std::string rowText(const Row& row, bool isChosen) {
@@ -64,7 +64,7 @@ std::string rowText(const Row& row, bool isChosen) {
 void printSections(std::ostream& out, const FilterStudy& study) {
     const Arithmetic& centre = study.centre;
     out << "\nAt coefficients " << nameOf(centre.coefficient) << " and data " << nameOf(centre.data) << ", "
-        << study::nameOf(centre.round) << '/' << study::nameOf(centre.overflow) << " unless told, over samples "
+        << study::nameOf(centre.round) << '/' << study::nameOf(centre.overflow) << " by default, over samples "
         << study.stretchBegin << " to " << study.stretchBegin + study.stretchLength - 1
         << "\n\n"
            "                        product output  overflow overflow  overflow  smallest  greatest    SNR   time  "
@@ -78,7 +78,7 @@ void printSections(std::ostream& out, const FilterStudy& study) {
                "\nTime of one tap in doubles: %.2f ns; tap by tap with \"times\" and \"plus\" instead of \"convS\": "
                "%.1f ns.",
                study.referenceNanosecondsPerTap, study.tapByTap.nanosecondsPerTap)
-        << "\nOverflow in log: what the host was warned of for sums; the log of a convolution takes over the running\n"
+        << "\nOverflow in log: overflows of sums in the host's warnings; the log of a convolution adds the running\n"
            "count after every output. Cost: coefficient bits x data bits + product bits + sum bits.\n";
 }
 
@@ -104,13 +104,13 @@ void printStudy(std::ostream& out, const study::Recording& recording, const Opti
     if (!study.chosen) {
         const auto best = std::max_element(study.pairs.begin(), study.pairs.end(),
                                            [](const Pair& a, const Pair& b) { return a.snrDb < b.snrDb; });
-        out << "\nNo words of the grid keep " << wanted << "; the best are " << best->coefficientBits
+        out << "\nNo words of the grid meet " << wanted << "; the best are " << best->coefficientBits
             << "-bit coefficients and " << best->dataBits << "-bit data with " << ratioWithUnit(best->snrDb) << ".\n";
         return;
     }
     const Outcome& outcome = study.chosen->outcome;
     const Arithmetic& arithmetic = outcome.arithmetic;
-    out << "\n> The cheapest words that keep " << wanted << ": coefficients " << nameOf(arithmetic.coefficient)
+    out << "\n> The cheapest words that meet " << wanted << ": coefficients " << nameOf(arithmetic.coefficient)
         << ", data " << nameOf(arithmetic.data) << ", products " << nameOf(productWord(arithmetic)) << ", sums "
         << nameOf(outcome.output) << ",\n  " << study.chosen->cost
         << " cells. Over the whole recording: " << ratioWithUnit(outcome.snrDb) << ", " << outcome.productOverflows

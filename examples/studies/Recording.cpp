@@ -46,9 +46,9 @@ std::string encodingOf(int format) {
     return info.name;
 }
 
-std::string cutRemark(std::uint64_t told, std::uint64_t there, const char* unit) {
-    return "the file is cut: of the " + std::to_string(told) + " " + unit + " that its header tells of, " +
-           std::to_string(there) + " are there";
+std::string cutRemark(std::uint64_t stated, std::uint64_t present, const char* unit) {
+    return "the file is cut: of the " + std::to_string(stated) + " " + unit + " in its header, " +
+           std::to_string(present) + " are present";
 }
 
 /// Reads the headers of files of plain samples.
@@ -84,29 +84,29 @@ class HeaderReader {
     std::uint64_t mFileBytes = 0;
 };
 
-/// Tells when the samples of a WAV, AIFF or AU file end before its header says so, which libsndfile passes over.
+/// Detects when the samples of a WAV, AIFF or AU file end before its header says, which libsndfile ignores.
 std::optional<std::string> cutIn(const std::string& path) {
     HeaderReader header(path);
-    std::uint64_t told = 0;
+    std::uint64_t stated = 0;
     const std::string magic = header.text();
     const bool isBigEndian = magic != "RIFF";
     if (magic == ".snd") {
         const std::uint64_t headerBytes = header.number(isBigEndian);
-        told = header.number(isBigEndian);
+        stated = header.number(isBigEndian);
         header.skip(headerBytes - std::min<std::uint64_t>(headerBytes, 12));
     } else if (magic == "RIFF" || magic == "FORM") {
         header.skip(8);
         for (std::string chunk = header.text(); header.isGood(); chunk = header.text()) {
-            told = header.number(isBigEndian);
+            stated = header.number(isBigEndian);
             if (chunk == "data" || chunk == "SSND") break;
-            // Chunks begin at even places.
-            header.skip(told + told % 2);
+            // Chunks begin at even positions.
+            header.skip(stated + stated % 2);
         }
     }
-    // Sizes near the greatest ones stand in streams whose length nobody knew when they began.
+    // Sizes near the greatest ones are used in streams whose length was unknown at their start.
     constexpr std::uint64_t kUnknown = 0x7FFFF000;
-    if (!header.isGood() || told >= kUnknown || told <= header.bytesLeft()) return std::nullopt;
-    return cutRemark(told, header.bytesLeft(), "bytes of sound");
+    if (!header.isGood() || stated >= kUnknown || stated <= header.bytesLeft()) return std::nullopt;
+    return cutRemark(stated, header.bytesLeft(), "bytes of sound");
 }
 
 bool holds(const Encoding& encoding, std::span<const double> values) {

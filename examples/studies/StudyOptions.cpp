@@ -16,7 +16,7 @@ void StudyOptions::addTo(CLI::App& app, const char* footer, const char* channelT
     app.add_option("SIGNAL", signal, "The recording, in any format libsndfile reads");
     app.add_option("--channel", channel, channelText);
     app.add_option("--gain", gainDb, gainText);
-    app.add_option("--snr", wantedDb, "Wanted ratio, in dB");
+    app.add_option("--snr", wantedDb, "Target ratio, in dB");
 }
 
 void StudyOptions::check() const {

@@ -16,7 +16,7 @@ struct Whole {
 
 enum class Rest { None, Half, Other };
 
-/// Cuts a finite double toward zero and tells what is cut off.
+/// Truncates a finite double toward zero; `rest` classifies the dropped fraction.
 Whole truncated(double value, Rest& rest) {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     const auto field = static_cast<int>(bits >> 52 & 0x7ff);

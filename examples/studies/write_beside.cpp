@@ -41,7 +41,7 @@ class NewFile {
  public:
     explicit NewFile(const std::string& path) : mTarget(path) {
         if (path.empty()) refuse(path, "the name is empty");
-        // A file that isn't there yet is no error, so these codes tell nothing.
+        // A file that doesn't exist yet is no error, so these codes are ignored.
         std::error_code ignored;
         if (fs::is_symlink(mTarget, ignored)) mTarget = fs::weakly_canonical(mTarget, ignored);
         mOld = fs::status(mTarget, ignored);

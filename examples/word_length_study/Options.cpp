@@ -9,7 +9,7 @@ namespace study {
 namespace {
 
 constexpr const char* kDescription =
-    "Quantizes a recording to a grid of number formats and tells what each costs,\n"
+    "Quantizes a recording to a grid of number formats and shows the cost of each,\n"
     "so that the word length of a sample path can be chosen.\n";
 
 constexpr const char* kFooter = R"(Formats:
@@ -25,7 +25,7 @@ Ratio:
   checked for overflow second; an underflow is a non-zero sample that became zero.
 
 Choice:
-  The smallest fixed-point word of the table that keeps the wanted ratio. Among formats of
+  The smallest fixed-point word of the table that meets the target ratio. Among formats of
   that word: no overflow before some, then the greater ratio to 0.1 dB, then table order.
 
 Mix:
@@ -34,7 +34,7 @@ Mix:
 
 Exit codes:
   0  done                                    4  a sample is not a number, infinite or too great
-  1  unexpected failure                      5  --out given, but no format keeps the ratio
+  1  unexpected failure                      5  --out given, but no format meets the ratio
   2  bad option, format or channel           6  a file cannot be written
   3  recording missing, empty or unreadable  7  words read back differ from the samples' words)";
 
@@ -62,13 +62,13 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     app.add_option("--floats", floats, "Float formats, word:exponent bits, or none");
     app.add_option("--signedness", signedness, "signed, unsigned or both")
         ->check(CLI::IsMember({"signed", "unsigned", "both"}));
-    app.add_flag("--full", options.full, "Every combination instead of the telling ones");
-    app.add_option("--format", format, "Choose this format, s16,15 or \"s16,15 floor/wrap\", whatever its ratio");
+    app.add_flag("--full", options.full, "Every combination instead of the most informative");
+    app.add_option("--format", format, "Choose this format, s16,15 or \"s16,15 floor/wrap\", regardless of its ratio");
     app.add_option("--out", options.wordFile,
-                   "Write the words of the chosen format to this file, in hexadecimal, one a line");
-    app.add_option("--csv", options.csvFile, "Write the table to this file, too, as comma-separated values");
+                   "Write the words of the chosen format to this file, in hexadecimal, one per line");
+    app.add_option("--csv", options.csvFile, "Also write the table to this file, as comma-separated values");
     app.add_option("--mix-delay", options.mixDelayMs,
-                   "Delay of the copy it is mixed with, in ms; by default 25, less for a short recording")
+                   "Delay of the copy in the mix, in ms; by default 25, less for a short recording")
         ->option_text("FLOAT");
     app.add_option("--mix-gain", options.mixGainDb, "Gain of that copy, in dB");
     bool noMix = false;

@@ -10,7 +10,7 @@
 namespace study {
 namespace {
 
-/// The ratio as the table shows it, so that a difference nobody sees decides nothing.
+/// The ratio as shown in the table, so that an invisible difference decides nothing.
 double shownRatio(const Measurement& row) {
     return std::isfinite(row.snrDb) ? std::round(row.snrDb * 10.0) : row.snrDb;
 }
@@ -52,7 +52,7 @@ class Conductor {
         return mStudy.sections.back();
     }
 
-    /// Measures a format once; it may stand in several sections, where it is compared with others.
+    /// Measures a format once; it may be in several sections, where it is compared with others.
     const Measurement& measured(const Format& format) {
         auto known = mMeasured.find(format);
         if (known == mMeasured.end()) {
@@ -94,7 +94,7 @@ class Conductor {
                     exact |= std::isinf(addRow(section, fixedFormat(kind, wordBits, fractionBits)).snrDb);
                 }
                 if (exact && !mOptions.wordsAreGiven) {
-                    section.heading += "; wider ones are exact, too";
+                    section.heading += "; wider ones are also exact";
                     break;
                 }
             }
@@ -131,7 +131,7 @@ class Conductor {
             centre.fractionBits = fraction;
             centre.overflow = mOptions.overflows.front();
             const bool overflows = measured(centre).overflows > 0;
-            // The fractions of the user stand in the first section already, and without an overflow all modes agree.
+            // The user's fractions are already in the first section, and without an overflow all modes agree.
             if (!overflows && mOptions.fractions) continue;
             for (const Overflow overflow : mOptions.overflows) {
                 centre.overflow = overflow;
@@ -204,14 +204,14 @@ class Conductor {
             if (!mMeasured.contains(*mOptions.format)) addRow(addSection("The format of --format"), *mOptions.format);
             const Measurement& asked = mMeasured.at(*mOptions.format);
             mStudy.chosen = asked;
-            mStudy.verdict = fullName(asked.format) + " was asked for by --format; it " +
-                             (asked.snrDb >= mOptions.wantedDb ? "keeps" : "misses") + " the wanted " + wanted + ": " +
-                             resultText(asked) + ".";
+            mStudy.verdict = fullName(asked.format) + " was requested by --format; it " +
+                             (asked.snrDb >= mOptions.wantedDb ? "meets" : "misses") + " the target of " + wanted +
+                             ": " + resultText(asked) + ".";
             return;
         }
         if (const Measurement* best = bestKeeping()) {
             mStudy.chosen = *best;
-            mStudy.verdict = fullName(best->format) + " is the smallest word of the table that keeps " + wanted + ": " +
+            mStudy.verdict = fullName(best->format) + " is the smallest word of the table that meets " + wanted + ": " +
                              resultText(*best) + ".";
             const int wordBits = best->format.wordBits;
             const auto* below = highest([&](const Measurement& row) { return row.format.wordBits < wordBits; });
@@ -221,7 +221,7 @@ class Conductor {
             }
             return;
         }
-        mStudy.verdict = "No fixed-point format of the table keeps " + wanted;
+        mStudy.verdict = "No fixed-point format of the table meets " + wanted;
         if (const auto* best = highest([](const Measurement&) { return true; })) {
             mStudy.verdict += "; the best is " + fullName(best->format) + ": " + resultText(*best);
         }

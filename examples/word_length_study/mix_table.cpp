@@ -19,7 +19,7 @@ std::string rowText(const MixRow& row, bool isSum) {
                      valueText(row.smallest).c_str(), valueText(row.greatest).c_str(), ratioText(row.snrDb).c_str());
 }
 
-/// What a designer learns from "plus": the price of staying in the operands' word, paid well and paid badly.
+/// The lesson from "plus" for a designer: the best and the worst way to stay in the operands' word length.
 std::string lesson(const Mix& mix) {
     const MixRow& full = mix.sums.front();
     const auto best = std::max_element(mix.sums.begin() + 1, mix.sums.end(),
@@ -27,7 +27,7 @@ std::string lesson(const Mix& mix) {
     const auto worst = std::min_element(mix.sums.begin() + 1, mix.sums.end(),
                                         [](const MixRow& a, const MixRow& b) { return a.snrDb < b.snrDb; });
     std::string text = "The exact sum of two " + std::to_string(mix.format.wordBits) + "-bit words is " + full.type +
-                       " and keeps " + ratioWithUnit(full.snrDb) + ".\nIn " + std::to_string(mix.format.wordBits) +
+                       " and has " + ratioWithUnit(full.snrDb) + ".\nIn " + std::to_string(mix.format.wordBits) +
                        " bits " + best->name + (best->castsOperands ? "" : " without casts") + " does best (" +
                        best->type + ", " + ratioWithUnit(best->snrDb) + ")";
     if (worst->overflows > 0 && worst->snrDb < best->snrDb) {
@@ -53,11 +53,11 @@ void printMix(std::ostream& out, const Mix& mix) {
     print("Operands, " + modes, mix.operands, false);
     print("plus", mix.sums, true);
     print("minus", mix.differences, true);
-    out << "\nWarned: as the host received it";
+    out << "\nWarned: counts in the host's warnings";
     const auto last = std::find_if(mix.warnings.rbegin(), mix.warnings.rend(),
                                    [](const std::string& text) { return text.starts_with("fi:overflow"); });
     if (last != mix.warnings.rend()) out << ", such as \"" << *last << "\"";
-    out << ".\nSmallest, greatest: what the log of the result has seen. Cast: operands take the result's "
+    out << ".\nSmallest, greatest: from the log of the result. Cast: operands are converted to the result's "
            "type first.\nSNR: against the same in doubles.\n\n"
         << lesson(mix);
 }

@@ -92,12 +92,12 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
         if (!result.chosen) {
             throw StudyError(ExitCode::NothingChosen,
                              options.wordFile +
-                                 ": not written, since no format keeps the wanted ratio (--format "
-                                 "chooses one whatever its ratio)");
+                                 ": not written, since no format meets the target ratio (--format "
+                                 "chooses one regardless of its ratio)");
         }
         writeWords(options.wordFile, recording.samples, result.chosen->format);
         out << "  " << recording.samples.size() << " words of " << fullName(result.chosen->format) << " written to "
-            << options.wordFile << ", read back and found equal\n  bit for bit to integers worked out from the samples "
+            << options.wordFile << ", read back and found equal\n  bit for bit to integers computed from the samples "
             << "without the library.\n";
     }
     if (mixSetting) {

@@ -1,4 +1,4 @@
-// Class records as text, for comparison with a table that states them.
+// Class records as text, for comparison with a table.
 #pragma once
 
 #include <sstream>
@@ -8,15 +8,15 @@
 #include "host/om.h"
 #include "host/reference/Value.h"
 
-/// "VELMAR array" and the package are understood.
+/// Omits "VELMAR array" and the package.
 inline std::string shortName(const OMDataType* type) {
     const std::string name = type->getName();
     const std::string package = "embedded.";
     return name == "VELMAR array" ? "array" : name.starts_with(package) ? name.substr(package.size()) : name;
 }
 
-/// Access and visibility: external set and get, internal set and get, serialize, copy, listener, visible; a "!" behind
-/// them for an attribute that no property of the package has.
+/// Access and visibility: external set and get, internal set and get, serialize, copy, listener, visible; followed by
+/// "!" for an attribute that no property of the package has.
 inline std::string lettersOf(const OMPropInfo& property) {
     const OMPropertyAccess& access = property.getAccess();
     const std::pair<bool, char> attributes[] = {{access.isExternalSetAccess, 's'}, {access.isExternalGetAccess, 'g'},
@@ -32,7 +32,7 @@ inline std::string lettersOf(const OMPropInfo& property) {
     return hasOther ? letters + "!" : letters;
 }
 
-/// Names in order, those that follow each other with one description in one line behind it.
+/// Names in order; consecutive names with the same description share one line after it.
 class GroupedLines {
  public:
     void add(const std::string& description, const std::string& name) {
@@ -69,8 +69,8 @@ inline std::string signatureText(const OMMethodSignature& signature) {
     return text;
 }
 
-/// The methods of the class itself, by arguments and results of each signature, with "any" in front where the object
-/// may stand anywhere and "static" where none is needed.
+/// The methods of the class itself, by arguments and results of each signature, preceded by "any" if the object may be
+/// any argument and "static" if none is needed.
 inline std::string methodLines(const OMClass& objectClass) {
     GroupedLines lines;
     for (const OMMethodInfo* const method : objectClass.getMethods()) {
@@ -85,7 +85,8 @@ inline std::string methodLines(const OMClass& objectClass) {
     return lines.text();
 }
 
-/// What the system itself tells the listeners of an object from here on: "name=value " of each property that was set.
+/// The events that the system itself sends to the listeners of an object from here on: "name=value " for each property
+/// set.
 class HeardValues {
  public:
     explicit HeardValues(const hostref::Value& object) : mObject(object) {

@@ -132,7 +132,7 @@ TEST(FilterStudy, PrintsBothTablesTheChoiceAndTheCheck) {
         {"16-tap low-pass, Kaiser window for 70 dB, cutoff 666.667 Hz at 8000 Hz",
          "SNR [dB] with products and sums in full", "Products\n", "Sums\n", "Rounding of products and sums\n",
          "  FullPrecision ", "  KeepMSB ", "  KeepLSB ", "  SpecifyPrecision wrap ", "  convergent ", "[ns/tap]",
-         "\n> The cheapest words that keep 25.0 dB: ", "found equal, bit for bit, to those of an integer model"});
+         "\n> The cheapest words that meet 25.0 dB: ", "found equal, bit for bit, to those of an integer model"});
     linesOfAScreen(result.out.substr(result.out.find('\n')));
     EXPECT_EQ(folder.entryCount(), 1U) << "without --out nothing is written";
 }
@@ -222,14 +222,14 @@ TEST(FilterStudy, SaysSoWhenNothingKeepsTheRatio) {
     const Arguments few = {folder.file("a.wav"), "--taps", "8", "--coefficients", "6", "--data", "6", "--snr", "80"};
     const auto result = runStudy(few);
     EXPECT_EQ(result.code, 0) << result.err;
-    EXPECT_NE(result.out.find("\nNo words of the grid keep 80.0 dB; the best are 6-bit coefficients and 6-bit data"),
+    EXPECT_NE(result.out.find("\nNo words of the grid meet 80.0 dB; the best are 6-bit coefficients and 6-bit data"),
               std::string::npos)
         << result.out;
     auto asked = few;
     asked.insert(asked.end(), {"--out", folder.file("made")});
     const auto refused = runStudy(asked);
     EXPECT_EQ(refused.code, 5);
-    EXPECT_NE(refused.err.find("made: nothing written, since no words of the grid keep the ratio"), std::string::npos);
+    EXPECT_NE(refused.err.find("made: nothing written, since no words of the grid meet the ratio"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(folder.file("made")));
 }
 

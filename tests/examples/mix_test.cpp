@@ -209,7 +209,7 @@ TEST(Mix, TheTableFollowsTheStudyAndQuotesTheHost) {
         std::distance(std::sregex_iterator(text.begin() + static_cast<std::ptrdiff_t>(begin), text.end(), row), {}),
         14);
     expectTexts(text, {"[warned]", "[dB]", "\"fi:overflow: ", " occurred in the fi ",
-                       "\nThe exact sum of two 12-bit words is s13,12 and keeps "});
+                       "\nThe exact sum of two 12-bit words is s13,12 and has "});
     EXPECT_EQ(outputOf({signal, "--no-mix"}).find("Mixed"), std::string::npos);
 }
 

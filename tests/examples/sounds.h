@@ -26,7 +26,7 @@ inline void writeSound(const std::string& path, const std::vector<std::int16_t>&
     if (!done) throw std::runtime_error("sf_write_short");
 }
 
-/// Writes a WAV file of doubles, which holds anything a double can.
+/// Writes a WAV file of doubles, for any double.
 inline void writeSound(const std::string& path, const std::vector<double>& samples) {
     SF_INFO info{};
     info.samplerate = 8000;

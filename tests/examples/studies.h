@@ -1,4 +1,5 @@
-// What the tests of both studies share: a run with its outcome, tables as rows, and what every study must tell.
+// Shared by the tests of both studies: a run with its outcome, tables as rows, and the common checks of a study's
+// output.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,7 +27,7 @@ inline void expectTexts(const std::string& text, const std::vector<std::string>&
     for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
 }
 
-/// Returns how many lines there are, none of which may leave the screen.
+/// Returns the number of lines; each must fit the screen.
 inline int linesOfAScreen(const std::string& text) {
     std::istringstream lines(text);
     int count = 0;
@@ -34,7 +35,7 @@ inline int linesOfAScreen(const std::string& text) {
     return count;
 }
 
-/// The help names the options, between blanks here, and all exit codes.
+/// The help must name the options, between blanks here, and all exit codes.
 inline void expectHelp(const Outcome& help, const std::string& options) {
     EXPECT_EQ(help.code, 0);
     EXPECT_EQ(help.err, "");
@@ -50,7 +51,7 @@ struct Refusal {
     std::string message;
 };
 
-/// Each refusal is one line behind the program's name, two for bad arguments, and leaves the folder as it was.
+/// Each refusal is one line after the program's name, two for bad arguments, and leaves the folder unchanged.
 template <class Run>
 void expectRefusals(const std::string& program, const std::vector<Refusal>& rows, const TemporaryFolder& folder,
                     const Run& run) {
@@ -65,7 +66,7 @@ void expectRefusals(const std::string& program, const std::vector<Refusal>& rows
     EXPECT_EQ(folder.entryCount(), entries) << "no half-written file stays";
 }
 
-/// A recording that is odd is studied all the same, with a line that says what is odd.
+/// An unusual recording is studied all the same, with a line that says what is unusual.
 template <class Run>
 void expectRemarks(const std::string& program, const Arguments& quick, const Run& run) {
     const TemporaryFolder folder;
@@ -76,7 +77,7 @@ void expectRemarks(const std::string& program, const Arguments& quick, const Run
     stream.replace(40, 4, "\xff\xff\xff\xff");
     writeText(folder.file("stream.wav"), stream);
     writeText(folder.file("cut.wav"), whole.substr(0, whole.size() - 5));
-    // A chunk of three bytes, and one to fill, before the cut data.
+    // A chunk of three bytes, and one of padding, before the truncated data.
     writeText(folder.file("later.wav"), whole.substr(0, 36) + "note\3" + std::string(7, '\0') + whole.substr(36, 12));
     writeText(folder.file("cut.au"),
               std::string(".snd\0\0\0\x1c\0\0\0\x08\0\0\0\3\0\0\x1f\x40\0\0\0\1", 24) + "note" + "1234");
@@ -84,9 +85,9 @@ void expectRemarks(const std::string& program, const Arguments& quick, const Run
     const std::pair<const char*, std::string> rows[] = {
         {"whole.wav", ""},
         {"stream.wav", ""},
-        {"cut.wav", "the file is cut: of the 12 bytes of sound that its header tells of, 7 are there"},
-        {"later.wav", "the file is cut: of the 12 bytes of sound that its header tells of, 4 are there"},
-        {"cut.au", "the file is cut: of the 8 bytes of sound that its header tells of, 4 are there"},
+        {"cut.wav", "the file is cut: of the 12 bytes of sound in its header, 7 are present"},
+        {"later.wav", "the file is cut: of the 12 bytes of sound in its header, 4 are present"},
+        {"cut.au", "the file is cut: of the 8 bytes of sound in its header, 4 are present"},
         {"silent.wav", "channel 1 is silent: every sample is 0, which any format holds"},
     };
     for (const auto& [name, remark] : rows) {
@@ -101,7 +102,7 @@ void expectRemarks(const std::string& program, const Arguments& quick, const Run
 
 using Row = std::map<std::string, std::string>;
 
-/// The rows of a comma-separated table; commas between quotation marks belong to the text.
+/// The rows of a comma-separated table; commas within quotation marks belong to the text.
 inline std::vector<Row> rowsOf(const std::string& table) {
     const auto cells = [](const std::string& line) {
         std::vector<std::string> result(1);

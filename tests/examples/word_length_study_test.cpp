@@ -141,7 +141,7 @@ TEST(WordLengthStudy, SaysSoWhenNothingKeepsTheRatio) {
     writeSound(folder.file("ramp.wav"), ramp());
     const Outcome outcome = runStudy({folder.file("ramp.wav"), "--words", "8", "--snr", "60"});
     EXPECT_EQ(outcome.code, 0);
-    EXPECT_NE(outcome.out.find("No fixed-point format of the table keeps 60.0 dB; the best is s8,"), std::string::npos)
+    EXPECT_NE(outcome.out.find("No fixed-point format of the table meets 60.0 dB; the best is s8,"), std::string::npos)
         << outcome.out;
     EXPECT_EQ(outcome.out.find("\n> "), std::string::npos) << "no row is marked";
 }
@@ -194,7 +194,7 @@ TEST(WordLengthStudy, ReadsTheChannelAndGainItIsTold) {
     EXPECT_EQ(words({signal, "--format", "s16,15", "--channel", "2"}), "f000\n2000\nc000\n");
     const Outcome outcome = runStudy({signal, "--channel", "2", "--gain", "-20"});
     EXPECT_NE(outcome.out.find("Signed 16 bit PCM, 44100 Hz, channel 2 of 2, 3 samples (0.000 s)\n"
-                               "  peak 0.05 of full scale (-26.0 dB), after a gain of -20 dB; wanted ratio 60.0 dB"),
+                               "  peak 0.05 of full scale (-26.0 dB), after a gain of -20 dB; target ratio 60.0 dB"),
               std::string::npos)
         << outcome.out;
     const auto rows = tableOf({signal, "--channel", "2", "--gain", "12", "--format", "s16,15"});
@@ -222,7 +222,7 @@ TEST(WordLengthStudy, StudiesSilenceAndASingleSample) {
     writeSound(folder.file("one.wav"), std::vector<std::int16_t>{-32768});
     const Outcome silence = runStudy({folder.file("silence.wav")});
     EXPECT_EQ(silence.code, 0) << silence.err;
-    EXPECT_NE(silence.out.find("> s6,5 nearest/saturate is the smallest word of the table that keeps 60.0 dB: exact"),
+    EXPECT_NE(silence.out.find("> s6,5 nearest/saturate is the smallest word of the table that meets 60.0 dB: exact"),
               std::string::npos)
         << silence.out;
     EXPECT_EQ(runStudy({folder.file("one.wav")}).code, 0);
@@ -298,7 +298,7 @@ TEST(WordLengthStudy, TellsEveryErrorAndItsCode) {
         {{folder.file("nan.wav"), "--out", kept}, 4, "sample 1 (counted from 0) of channel 1 is not a number"},
         {{folder.file("inf.wav")}, 4, "sample 2 (counted from 0) of channel 1 is infinite"},
         {{folder.file("huge.wav")}, 4, "sample 0 (counted from 0) of channel 1 is 1e+300, beyond 2^256"},
-        {{signal, "--words", "8", "--out", kept}, 5, "kept: not written, since no format keeps the wanted ratio"},
+        {{signal, "--words", "8", "--out", kept}, 5, "kept: not written, since no format meets the target ratio"},
         {{signal, "--out", folder.file("no/where.hex")}, 6, "where.hex: cannot be written: No such file or directory"},
         {{signal, "--csv", folder.file("")}, 6, "cannot be written: it is a directory"},
         {{signal, "--out", "/dev/null"}, 6, "cannot be written: it is not a regular file"},
@@ -340,7 +340,7 @@ TEST(WordLengthStudy, RunsAsAProgram) {
     const std::string good = quoted(folder.file("a.wav")) + " --snr -6 --out " + quoted(folder.file("words.hex"));
     EXPECT_EQ(shell(good, folder.file("out")), 0);
     EXPECT_EQ(readText(folder.file("err")), "");
-    EXPECT_NE(readText(folder.file("out")).find("is the smallest word of the table that keeps -6.0 dB"),
+    EXPECT_NE(readText(folder.file("out")).find("is the smallest word of the table that meets -6.0 dB"),
               std::string::npos);
     EXPECT_NE(readText(folder.file("words.hex")), "");
     EXPECT_EQ(shell(quoted(folder.file("b.wav")), folder.file("out")), 3);

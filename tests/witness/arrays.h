@@ -6,7 +6,7 @@
 
 #include "tests/witness/program.h"
 
-/// What a row wants of its operands.
+/// A row's requirements for its operands.
 enum Wants : int {
     kOne = 0,
     kPair = 1,           // b of the size of a, or a scalar on either side
@@ -15,8 +15,8 @@ enum Wants : int {
     kSameType = 8,       // b of the type of a
     kElement = 16,       // current elements: neither is empty
     kRestructures = 32,  // a changes in size, type or rules, so neither it nor b may be a view
-    kReal = 128,         // a real, but for a few
-    kFinite = 64,        // finite entries: what else gives is no part of the contract
+    kReal = 128,         // a real, with few exceptions
+    kFinite = 64,        // finite entries: results of others are not part of the contract
 };
 
 struct ArrayCase {

@@ -1,4 +1,4 @@
-// Seeded random: choices, types, rules and values that lie where arithmetic changes its ways.
+// Seeded random: choices, types, rules, and values near the boundaries between cases of arithmetic.
 #pragma once
 
 #include <cstdint>
@@ -44,14 +44,14 @@ class Draw {
     embedded::OverflowModeEnum overflow() { return anyOf<embedded::OverflowModeEnum>(1); }
     embedded::OperationTypeEnum operation() { return anyOf<embedded::OperationTypeEnum>(4); }
     const char* tag() { return of({"", "", "x", "filter.b"}); }
-    /// Any finite double of a moderate exponent, and at times an extreme or special one.
+    /// Any finite double with a moderate exponent, and at times an extreme or special one.
     double anyDouble();
 
  private:
     std::uint64_t mState;
 };
 
-/// What the arrays of a case have in common, so that most operations between them are allowed.
+/// The common properties of the arrays of a case, so that most operations between them are allowed.
 struct Theme {
     enum class Family { fixed, mixed, doubles, singles, slopeBias, any };
     /// How entries are spread: inside the range, on one side of zero with zeros of both signs, and so on.

@@ -1,4 +1,4 @@
-// Puts what callers can see of a value into a transcript: all of it, by the public headers alone.
+// Writes the complete visible state of a value to a transcript, using only the public headers.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ class filog;
 
 /// The current element: exactly, with the sign of a zero, whatever its body.
 void show(Transcript& out, const char* label, const number& value);
-/// All elements with precision and kind of the body and the cursor, which is put back.
+/// All elements with precision and kind of the body, and the cursor, which is restored.
 void showAll(Transcript& out, const char* label, const number& values);
 void show(Transcript& out, const char* label, const NumericType& type);
 void show(Transcript& out, const char* label, const fimath& rules);
@@ -24,7 +24,7 @@ void show(Transcript& out, const char* label, const quantizer& q);
 void show(Transcript& out, const char* label, const fi& array, bool isView = false);
 void show(Transcript& out, const char* label, const hvArray* array);
 void show(Transcript& out, const char* label, const hostref::Value& value);
-/// What no object holds: the session's logs, the log map, the global rules, switches and defaults.
+/// State outside objects: the session's logs, the log map, the global rules, switches and defaults.
 void showSession(Transcript& out);
-/// Brings all of that to one start, so that cases don't depend on each other.
+/// Resets all of that, so that cases don't depend on each other.
 void resetSession();

@@ -1,7 +1,7 @@
 // A case is a random program: some steps on a few objects, each step a row of a table of operations.
 //
-// Rows are grouped in areas. A step picks an area and a row, lets the case get operands as the row wants them, runs the
-// row and shows what came of it: results, errors, operands. Rows count their calls for the summary.
+// Rows are grouped in areas. A step picks an area and a row, lets the case provide operands that meet the row's
+// requirements, runs the row and shows the outcome: results, errors, operands. Rows count their calls for the summary.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@
 template <class Case>
 struct Row {
     const char* name;
-    int wants;  // flags of the kind of case
+    int wants;  // flags defined by the kind of case
     void (*run)(Case&);
     std::uint64_t weight = 4;
     std::uint64_t calls = 0;
@@ -31,7 +31,7 @@ struct Area {
     std::span<Row<Case>> rows;
 };
 
-/// Runs an action and shows what it raises. Returns whether it raised nothing.
+/// Runs an action and shows an error. Returns true if there was none.
 template <class Action>
 bool attempt(Transcript& out, Action&& action) {
     try {
@@ -85,12 +85,12 @@ struct Kind {
     const char* name;
     std::uint64_t weight;
     void (*run)(Draw& draw, Transcript& out);
-    /// Tells calls and errors of each row.
+    /// Reports calls and errors of each row.
     void (*summarize)(void (*line)(const char* area, const char* row, std::uint64_t calls, std::uint64_t errors));
 };
 extern const Kind kArrayPrograms, kNumberPrograms, kDescriptionPrograms, kSessionPrograms;
 
-/// Starts the module, so that its classes are there.
+/// Starts the module, so that its classes exist.
 void openSession();
 
 using SummaryLine = void (*)(const char*, const char*, std::uint64_t, std::uint64_t);

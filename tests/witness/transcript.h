@@ -1,7 +1,8 @@
-// What a case shows, as lines of text or as one number.
+// The output of a case, as lines of text or as one number.
 //
 // Both builds of the driver write the same calls into a transcript. For speed a run keeps only a hash of every case; a
-// case whose hashes differ is run again as text. NaNs count as one value: their sign and payload belong to nobody.
+// case whose hashes differ is run again as text. All NaNs are treated as one value: their sign and payload are
+// unspecified.
 #pragma once
 
 #include <bit>
@@ -15,12 +16,12 @@
 
 class Transcript {
  public:
-    /// Writes text if `isText`, and else only hashes.
+    /// Writes text if `isText`, otherwise only hashes.
     explicit Transcript(bool isText) : mIsText(isText) {}
 
     bool isText() const { return mIsText; }
     std::uint64_t hash() const { return mHash; }
-    /// Shows a line: a label, which is text alone, and values.
+    /// Shows a line: a label, which is only text, and values.
     template <class... T>
     void operator()(const char* label, const T&... values) {
         if (mIsText) {
@@ -32,7 +33,7 @@ class Transcript {
             (put(values), ...);
         }
     }
-    /// Makes sure that the text is there if the process dies.
+    /// Makes sure that the text is written even if the process dies.
     void flush() const {
         if (mIsText) {
             std::fflush(stdout);
