@@ -26,7 +26,7 @@ void FiReference::setIsReal(bool isReal) {
     shareImagOf(*mRoot);
 }
 
-// The root's own quantizer, as it stands: it catches up with the global rules when the root writes.
+// The root's own quantizer, as it is: it is updated from the global rules when the root writes.
 const quantizer& FiReference::getAssignmentQuantizer() const {
     return *mAssignmentQuantizerRef;
 }

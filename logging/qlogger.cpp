@@ -21,7 +21,7 @@ number defaultNumber(double value) {
     return number(value, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
 }
 
-/// Converts as a signed count and corrects what comes out negative, so the greatest counts round in two steps.
+/// Converts as a signed count and corrects negative results, so the greatest counts round in two steps.
 double countAsDouble(std::uint64_t count) {
     const auto value = static_cast<double>(static_cast<std::int64_t>(count));
     return value < 0.0 ? value + 0x1p64 : value;
@@ -77,7 +77,7 @@ qlogger::~qlogger() {
     } catch (ErrorIdException* error) {
         delete error;
     } catch (...) {
-        // A destructor has nobody to tell; the log entry is lost, the process goes on.
+        // A destructor can't report errors; the log entry is lost and the process continues.
     }
 }
 

@@ -21,7 +21,7 @@ struct Table {
     Texts simple{"%ld overflow%s occurred in the fi %s operation.", "%ld underflow%s occurred in the fi %s operation."};
     Texts assignment{"%d overflow%s occurred in the fi %s operation.",
                      "%d underflow%s occurred in the fi %s operation."};
-    // One text, whose third value tells an overflow from an underflow.
+    // One text, whose third value distinguishes overflow and underflow.
     Texts productOrSum{"%d %s %s%s occurred in the fi %s operation.", "%d %s %s%s occurred in the fi %s operation."};
     Texts products{"%d product overflow%s occurred in the fi %s operation.",
                    "%d product underflow%s occurred in the fi %s operation."};
@@ -31,8 +31,8 @@ struct Table {
 };
 constexpr Table kTexts;
 
-/// Puts the values in the places of the conversions, in order. Counts have 64 bits whatever width a text names, so they
-/// come as texts here and not as arguments of printf.
+/// Replaces the conversions by the values, in order. Counts have 64 bits whatever width a text names, so they are
+/// passed as texts here and not as arguments of printf.
 std::string fill(std::string_view format, std::initializer_list<std::string_view> values) {
     std::string text;
     for (const std::string_view value : values) {

@@ -9,8 +9,8 @@ void requireBase(int base, int greatest, const std::string& id) {
     }
 }
 
-// The order of the operations tells where the quotient of the logarithms lands above a whole number, and then there is
-// one digit more.
+// The order of the operations decides where the quotient of the logarithms is above a whole number, which gives one
+// digit more.
 int digitCount(int wordBits, int base) {
     switch (base) {
         case 2:

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Puts the stored integer `combine` makes of those of x and other in the place of x.
+/// Replaces x by the stored integer that `combine` makes from those of x and other.
 template <class Combine>
 doublenumber& combineWords(doublenumber& x, const numberrepbody& other, bool isSigned, int wordlength, int exponent,
                            std::uint64_t twoToWordlength, Combine combine) {

@@ -33,8 +33,8 @@ bool hasSignBit(mpz_srcptr word, int wordlength) {
     return wordlength >= 1 && mpz_tstbit(word, static_cast<mp_bitcnt_t>(wordlength - 1)) != 0;
 }
 
-/// Makes x the value of a stored integer, less twoToWordlength when it stands for a negative one. The element is at
-/// least a bit wider than the word, so no rounding takes place on a word.
+/// Makes x the value of a stored integer, less twoToWordlength if it represents a negative one. The element is at least
+/// one bit wider than the word, so a word isn't rounded.
 void setStoredInteger(mpfr_ptr x, mpz_srcptr word, bool isNegative, int exponent, mpfr_srcptr twoToWordlength,
                       mpfr_rnd_t rounding) {
     mpfr_set_z(x, word, rounding);
@@ -43,7 +43,7 @@ void setStoredInteger(mpfr_ptr x, mpz_srcptr word, bool isNegative, int exponent
     bsResetFPU();
 }
 
-/// Puts the stored integer that `combine` makes of those of x and other in the place of x.
+/// Replaces x by the stored integer that `combine` makes from those of x and other.
 mpnumber& combineWords(mpnumber& x, const numberrepbody& other, bool isSigned, int wordlength, int exponent,
                        mpfr_srcptr twoToWordlength, void (*combine)(mpz_ptr, mpz_srcptr, mpz_srcptr)) {
     assert(!other.isDouble());

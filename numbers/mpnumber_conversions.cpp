@@ -304,7 +304,7 @@ void mpnumber::fixed2IntArray(std::uint32_t* out, int words, int /*wordlength*/,
     const mpfr_srcptr x = getelement();
     mpscratch t(mpfr_get_prec(x) + 1, x);
     gmpinteger z = takeStoredInteger(t, exponent, twoToWordlength, outBits);
-    // The words are those of two's complement also for a value too low for the word.
+    // The words are in two's complement even for a value too low for the word.
     mpz_fdiv_r_2exp(z, z, outBits);
     std::size_t written = 0;
     mpz_export(out, &written, -1, sizeof(std::uint32_t), 0, 0, z);

@@ -1,5 +1,5 @@
-// What a type descriptor needs a quantizer for: the type of a quantizer, the range of a type, and the binary point type
-// that holds a slope and a bias. It stands here because quantizers are built on types.
+// The members of a type descriptor that need a quantizer: the type of a quantizer, the range of a type, and the binary
+// point type that holds a slope and a bias. They are here because quantizers are built on types.
 #include <algorithm>
 #include <bit>
 #include <cmath>

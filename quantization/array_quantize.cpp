@@ -31,7 +31,7 @@ FloatDoubleLimits floatLimits(const quantizer& q) {
             std::ldexp(1.0, q.getFractionlength()), std::ldexp(1.0, -q.getFractionlength())};
 }
 
-// Of several zeros of either sign the first to come is an extreme, and the kernels don't say which that was.
+// Of several zeros of either sign the first one is an extreme, and the kernels don't report which that was.
 double firstOfEqual(double extreme, std::span<const double> values) {
     return extreme == 0.0 ? *std::find(values.begin(), values.end(), 0.0) : extreme;
 }

@@ -137,7 +137,7 @@ class SourceWord {
     std::array<std::uint32_t, 2> mChunks{};
 };
 
-/// Where a value lies beside the range of a type; the bounds themselves are told apart from what is inside.
+/// The position of a value relative to the range of a type; the bounds themselves are distinguished from the inside.
 enum class Place { below, least, inside, greatest, above };
 
 /// Of source * 2^shift, shift from 0 up.

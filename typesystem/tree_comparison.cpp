@@ -60,7 +60,7 @@ bool addElements(const StructType& a, const StructType& b, std::vector<Pair>& pa
     return true;
 }
 
-/// Answers whether two types are equal but for their parts, and tells which parts have to be equal then.
+/// Returns whether two types are equal apart from their parts, and which parts then have to be equal.
 bool areAlike(const Type& a, const Type* b, std::vector<Pair>& parts) {
     if (&a == b) {
         return true;
@@ -85,12 +85,12 @@ bool areAlike(const Type& a, const Type* b, std::vector<Pair>& parts) {
     return a == *b;
 }
 
-/// Which pairs of types are equal. What one question has found out serves the next: no pair is looked at twice, be it
-/// among equal types or different ones.
+/// Which pairs of types are equal. Results of one query are reused by the next: no pair is examined twice, whether
+/// equal or different.
 ///
 /// A walk over the pairs that leave one another to be compared ends at the first difference. Each pair that it entered
-/// is known then: the walk settles pairs that depend on one another together, as soon as all of them are through, and
-/// each pair that isn't settled yet leads to the one at which the walk stands.
+/// is then known: the walk settles pairs that depend on one another together, as soon as all of them are finished, and
+/// each pair that isn't settled yet leads to the current one.
 class Equality {
  public:
     bool holds(Pair pair) {

@@ -83,7 +83,8 @@ fi& fi::operator=(const fi& source) {
     return *this;
 }
 
-// A value of the same type can't overflow, save that scaled doubles hold values beyond their range, which are counted.
+// A value of the same type can't overflow, except that scaled doubles hold values beyond their range, which are
+// counted.
 void fi::logEqualType(number& entry, const quantizer& q) const {
     if (getLogging()) {
         getQlogger().updateminmax(entry);
@@ -114,7 +115,7 @@ void fi::assignSlopeBias(const fi& source, const quantizer& q) {
     const bool isNegativeIntoUnsigned = source.getBias() - getBias() < 0.0 && !isSigned();
     initSlopeBiasCorrectionFactorsForEquals(source);
     const number netBias(mBnetForEquals, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
-    // A view of this array may have kept another type, and then stands at the very element that is stored here.
+    // A view of this array may have kept another type, and may be at the element that is stored here.
     const fi& from = sharesElementsOf(source) ? source.getElement() : source;
     const auto scale = [&](number& entry, const number& value) {
         entry.setvalue(mFsxForEquals);

@@ -1,7 +1,7 @@
 // The constructors from another array: the copy, one element or part of it, and the view.
 //
-// All copy the quantizer with its log, so that a copy of a part tells what its source has seen, as a whole copy does. A
-// copy that is no array of the user's own resets that log, as it would be written to the log map a second time.
+// All copy the quantizer with its log, so that a copy of a part reports the values of its source, like a whole copy. An
+// internal copy resets that log, since it would be written to the log map a second time.
 #include <algorithm>
 #include <memory>
 #include <utility>

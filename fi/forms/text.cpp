@@ -26,7 +26,7 @@ constexpr std::string_view kBetweenBlocks = "   ";
 /// With the spare column of a complex block in signed decimal.
 constexpr std::string_view kBetweenDecimalBlocks("   \0", 4);
 
-/// A place for one text of a fixed width in each row; the characters of a row stand a stride apart.
+/// A field for one text of a fixed width in each row; the characters of a row are a stride apart.
 struct Field {
     hvChar* first;
     std::size_t rows;
@@ -156,7 +156,7 @@ class DigitForm {
     Writer mWrite;
 };
 
-/// Decimal numbers; those of imaginary parts stand behind their sign.
+/// Decimal numbers; imaginary parts follow their sign.
 class DecimalForm {
  public:
     enum class Sign { within, before };

@@ -1,6 +1,6 @@
 // The larger and the smaller of two arrays, the extremes of columns, and sorted copies.
 //
-// All come from copies of a value: nothing is quantized, and a result logs only what is assigned into it.
+// All copy values: nothing is quantized, and a result logs only values assigned to it.
 #include <algorithm>
 #include <cstdint>
 #include <memory>

@@ -190,7 +190,7 @@ fi& fi::times(const fi& b) const {
             rules.isProductSlopeBiasScaled()) {
             byElements(0, result->numel());
         } else {
-            // What the steps of real elements come down to; wide words feel the rest.
+            // The steps of real elements amount to this; wide words are affected by the rest.
             const quantizer& q = reg.getAssignmentQuantizer();
             result->getAssignmentQuantizer();
             operands.walk(*result, 0, result->numel(), [&] {

@@ -96,7 +96,7 @@ fi& fi::reinterpretcast(const NumericType& type) const {
                 x.pow2(shift);
             }
             if (changesSign) {
-                // The bits stand for another integer where that is out of range now.
+                // The bits represent another integer if that is now out of range.
                 result->isSigned() ? q.wrap(x) : q.uwrap(x);
             }
         }

@@ -24,7 +24,7 @@ fi* fi::uminus() const {
         result->quantizeAll(false);
         return result.release();
     }
-    // Of zeros of both signs the first to come is an extreme of the log, so the parts take turns.
+    // With zeros of both signs, the first one becomes an extreme of the log, so the parts alternate.
     for (std::uint64_t i = 0; i < result->mNumel; ++i) {
         result->setIndex(i);
         result->mReal.negate();

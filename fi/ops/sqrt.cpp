@@ -225,7 +225,7 @@ void fi::bisectRoots(fi& roots) const {
         if (mode == Round::Ceil) {
             goesUp = !isZero && square.mReal < x.getAdjustedReal(square);
         } else {
-            // The distances are those of the squares, and a tie stays below.
+            // The distances are between squares, and a tie stays below.
             nextSquare = next * next;
             const fi& low = x - square;
             const fi& high = nextSquare - x;

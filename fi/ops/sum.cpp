@@ -34,7 +34,7 @@ struct Difference {
 // Elements.
 
 // The terms are products of a factor and an entry. Both products are formed before anything is stored, as the cell that
-// carries the element may be an operand; each is quantized where its turn comes.
+// carries the element may be an operand; each is quantized in its turn.
 template <class Operation>
 void fi::combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q) {
     const bool negativeIntoUnsigned = Operation::bias(a, b, tmp) < 0.0 && !tmp.isSigned();
@@ -165,7 +165,7 @@ fi& fi::combineArrays(const fi& b) const {
         if (isComplex) {
             slopebias::raiseForComplex(Operation::name);
         }
-        // The left operand's own rules decide here, and not those of the operation.
+        // The left operand's own rules decide here, not the rules of the operation.
         if (!getCastBeforeSum()) {
             slopebias::raiseWithoutCast(Operation::name);
         }

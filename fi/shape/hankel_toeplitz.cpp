@@ -1,6 +1,6 @@
 // Matrices with one value along each diagonal: toeplitz, and along each anti-diagonal: hankel.
 //
-// The left operand's elements move as they are stored, those of the right one are assigned into its type and counted.
+// The left operand's elements are moved as stored; the right one's are assigned to its type and counted.
 #include <algorithm>
 #include <cstdint>
 #include <memory>

@@ -23,7 +23,7 @@ void errorIfNotDouble(const hvArray* plan) {
 
 /// Checks that each value of a plan names an element: from `lowest` to below `end`, truncated.
 void checkPlan(std::span<const double> values, double lowest, double end) {
-    // What lies between -1 and 0 stands for the first element, which an empty array doesn't have.
+    // Values between -1 and 0 mean the first element, which an empty array doesn't have.
     bool isGood = end > 0.0 || values.empty();
     for (const double value : values) {
         isGood &= (value > lowest - 1.0) & (value < end);
@@ -78,7 +78,7 @@ fi* fi::takenByPlan(const hvArray* plan) const {
         for (std::size_t begin = 0; begin < places.size(); begin += offsets.size()) {
             const auto block = places.subspan(begin, std::min(offsets.size(), places.size() - begin));
             if (!offsetsOf(block, 0, mNumel, offsets.data())) {
-                // Plans of the host don't come here: fractions are cut off.
+                // Plans of the host don't get here: fractions are truncated.
                 checkPlan(block, 0.0, static_cast<double>(mNumel));
                 std::ranges::transform(block, offsets.begin(), position);
             }

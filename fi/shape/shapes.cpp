@@ -208,7 +208,7 @@ struct TrianglePattern {
         const bool isLower = triangle == Triangle::lower;
         for (std::uint64_t column = 0; column < columns; ++column) {
             const std::int64_t diagonalRow = static_cast<std::int64_t>(column) - k;
-            // The rows above the lower part, or those of the upper part.
+            // The rows above the lower part, or the rows of the upper part.
             const auto split = static_cast<std::uint64_t>(
                 std::clamp<std::int64_t>(diagonalRow + (isLower ? 0 : 1), 0, static_cast<std::int64_t>(rows)));
             const std::uint64_t first = column * rows + (isLower ? split : 0);

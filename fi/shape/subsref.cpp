@@ -85,7 +85,7 @@ hvArrayOwner positions(std::span<const std::uint64_t> dimensions, double first, 
     return array;
 }
 
-/// Calls a function of the host; its errors come back as raised.
+/// Calls a function of the host; its errors propagate as raised.
 template <class... Arrays>
 hvArrayOwner callHost(int resultCount, const char* name, Arrays*... arguments) {
     // The host takes its inputs as they are and changes none.

@@ -23,8 +23,8 @@ double quantized(double value, const quantizer& format, unsigned precision) {
     return format.quantize(result).todouble();
 }
 
-/// Quantizes the net bias of an operation. An unsigned result takes the magnitude, as a negative value would saturate
-/// at 0; whoever uses it then subtracts.
+/// Quantizes the net bias of an operation. An unsigned result takes the magnitude, since a negative value would
+/// saturate at 0; the caller then subtracts it.
 double netBias(double bias, const NumericType& result, const quantizer& format, unsigned precision) {
     double stored = bias / result.getSlopeAdjustmentFactor();
     if (!result.isSigned() && stored < 0.0) {

@@ -62,7 +62,7 @@ fi::NumericType& fi::getSumTypeForMpyOp(const fi& b, const NumericType& product)
 fi::NumericType& fi::getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& product) const {
     const DataTypeEnum dataType = getDataTypeForMathOp(*this, b);
     const fimath& rules = getFimath(b);
-    // The rules are asked for the scaling of products, though this is the type of a sum.
+    // The rules provide the scaling of products, although this is the type of a sum.
     const bool isSlopeBiasCase = isSlopeBiasScaled() || rules.isProductSlopeBiasScaled() || b.isSlopeBiasScaled();
     if (!mAddOpType) {
         mAddOpType = std::make_unique<NumericType>();

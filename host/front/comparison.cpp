@@ -10,7 +10,7 @@ namespace front {
 
 namespace {
 
-/// Answers whether a `fi` could hold the numbers at all; where it can't, the class raises.
+/// Returns whether a `fi` could hold the numbers at all; otherwise the class raises.
 bool canBeIn(Session& session, const Value& fi, const Value& numbers) {
     const bool holdsInfinity = session.call("isfloat", {fi}).toBool();
     const auto fits = [holdsInfinity](double x) { return holdsInfinity ? !std::isnan(x) : std::isfinite(x); };

@@ -27,8 +27,8 @@ void errorIfOtherSizes(const Along& shape, const Along& part) {
     }
 }
 
-/// For each place of the joined array, which element comes there: those of the left array count from 1 upward, those of
-/// the right one from -1 downward.
+/// For each position of the joined array, its source element: elements of the left array count from 1 upward, elements
+/// of the right one from -1 downward.
 Value planOf(const Along& left, const Along& right) {
     std::vector<double> plan;
     plan.reserve((left.length + right.length) * left.inner * left.outer);

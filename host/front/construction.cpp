@@ -20,7 +20,7 @@ namespace {
     throw hostref::HostError(id, text);
 }
 
-/// Answers whether a user may set the property.
+/// Returns whether a user may set the property.
 bool hasSetting(const Value& object, const std::string& name) {
     const OMPropInfo* const property = object.interface()->getClass()->getProperty(name.c_str());
     return property != nullptr && property->isExternalSetAccess();
@@ -91,7 +91,7 @@ const Value& requireObject(const Value& value, const char* className) {
     return value;
 }
 
-/// Properties that settle the scaling of a type, and those of them that a binary point has no room for.
+/// Properties that determine the scaling of a type, and the ones that binary-point scaling doesn't have.
 constexpr std::string_view scalingProperties[] = {"DataTypeMode",          "Scaling", "FractionLength",
                                                   "BinaryPoint",           "Slope",   "FixedExponent",
                                                   "SlopeAdjustmentFactor", "Bias"};
@@ -186,7 +186,7 @@ int wordLengthOf(const Value& type) {
     return static_cast<int>(type.get("WordLength").toDouble());
 }
 
-/// Answers whether doubles tell the greatest magnitude of an array in full.
+/// Returns whether a double holds the greatest magnitude of an array exactly.
 bool isInDoubles(const Value& values) {
     double greatest = 0;
     for (const std::vector<double>& part : {values.toDoubles(), values.toImaginaries()}) {
@@ -233,7 +233,7 @@ Value withScalingForWords(Session& session, const Value& type, const Value& arra
     }
     const auto isFinite = [](double value) { return std::isfinite(value); };
     if (!std::ranges::all_of(direct.toDoubles(), isFinite) || !std::ranges::all_of(direct.toImaginaries(), isFinite)) {
-        // Infinity and NaN are refused as those of a host array.
+        // Infinity and NaN are refused as in a host array.
         session.construct(arrayClass, {direct, type});
     }
     return withScaling(session, type, direct);
@@ -253,7 +253,7 @@ Value Recipe::make() {
     return made;
 }
 
-/// An array without elements that has its tag already: what the elements overflow is told under it.
+/// An array without elements that already has its tag, so that overflows of the elements are reported with it.
 Value Recipe::emptyOf(const Value& type) const {
     Value made = mSession.construct(arrayClass, {Value(), type, rules()});
     for (const Setting& setting : mOfArray) {
@@ -306,7 +306,7 @@ bool isText(const Value& value) {
     return value.isArray() && hvIsChar(value.array());
 }
 
-// What numbers after the values stand for, by how many there are.
+// The meaning of numbers after the values, by their count.
 constexpr const char* positions[][5] = {
     {},
     {"SignednessBool"},

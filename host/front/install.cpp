@@ -16,7 +16,7 @@ constexpr int tooManyInputs = 1;
 constexpr int notEnoughInputs = 2;
 constexpr int tooManyOutputs = 3;
 
-/// Whether an argument is there and isn't the empty array that stands for one left out.
+/// Whether an argument is given and isn't the empty array, which means an omitted argument.
 bool isGiven(Values arguments, std::size_t place) {
     return place < arguments.size() && (arguments[place].isObject() || !arguments[place].isEmpty());
 }

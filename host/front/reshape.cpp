@@ -27,7 +27,7 @@ std::size_t sizeFrom(double given) {
     return static_cast<std::size_t>(given);
 }
 
-/// Answers whether the product of the sizes is the count; it isn't built, as it may overflow.
+/// Returns whether the product of the sizes is the count; the product isn't computed, since it may overflow.
 bool haveProduct(const Dimensions& sizes, std::size_t count) {
     if (count == 0) {
         return std::ranges::find(sizes, std::size_t{0}) != sizes.end();

@@ -33,7 +33,7 @@ namespace {
 
 // Data types
 
-/// What a data type is, told once for each type, so that a call needs no dynamic_cast.
+/// The kind of a data type, determined once for each type, so that a call needs no dynamic_cast.
 struct TypeKind {
     enum Tag { array, handle, real, integer, boolean, text, enumeration, other };
     Tag tag = other;
@@ -267,7 +267,7 @@ struct ClassEntry {
     ByName<OMPropInfo*> properties;
 };
 
-/// The records of the class that were asked for so far, until any record changes.
+/// The records of the class that were looked up so far, until any record changes.
 ClassEntry& entryOf(const OMClass& objectClass) {
     struct Cache {
         std::uint64_t generation = 0;
@@ -372,7 +372,7 @@ Fit selectSignature(const Method& method, std::span<const Argument> arguments, i
                     OMMethodSignature*& selected) {
     Fit best = Fit::none;
     for (const Signature& signature : method.signatures) {
-        // Conversion is the dearer test, but decides which error is told.
+        // Conversion is the more expensive test, but decides which error is reported.
         if (typed.fill(signature, arguments)) {
             if (givesEnough(*signature.record, wantedCount)) {
                 selected = signature.record;
@@ -470,7 +470,7 @@ std::vector<Value> invoke(const Method& method, OMMethodSignature* signature, Ty
     return results;
 }
 
-/// Calls one method record if its signatures fit. `fit` tells how far it came when there is no value.
+/// Calls one method record if its signatures fit. `fit` reports how far it got if there is no value.
 std::optional<std::vector<Value>> tryMethod(const Method& method, std::span<const Argument> arguments, Wanted wanted,
                                             Fit& fit) {
     TypedArguments typed;

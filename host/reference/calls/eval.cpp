@@ -113,8 +113,8 @@ double evaluateScalar(std::string_view text) {
     }
 }
 
-/// Answers whether a blank at `position`, outside parentheses, parts two elements: "1 -2" are two, "1 - 2" and "1 +2*3
-/// -" follow the same rule, and a blank beside any other operator parts nothing.
+/// Returns whether a blank at `position`, outside parentheses, separates two elements: "1 -2" are two, "1 - 2" and "1
+/// +2*3 -" follow the same rule, and a blank beside any other operator separates nothing.
 bool separates(std::string_view row, std::size_t position, char before) {
     constexpr std::string_view kOperators = "+-*/^<>=!&|,";
     const std::size_t next = row.find_first_not_of(" \t\r", position);

@@ -76,7 +76,8 @@ Results warningFunction(int, Arguments arguments) {
     return {};
 }
 
-/// Applies a rule to each element of a double or single array; complex elements come and go as std::complex.
+/// Applies a rule to each element of a double or single array; complex elements are passed and returned as
+/// std::complex.
 template <class Rule>
 hvArrayOwner mapFloats(const hvArray* input, hvComplexity complexity, Rule rule) {
     hvArrayOwner output(
@@ -199,7 +200,7 @@ Results sizeFunction(int, Arguments arguments) {
     return resultsOf(result);
 }
 
-/// Counts the elements of an array; of an object those that its class tells by the method "size", one without it.
+/// Counts the elements of an array; for an object, as its class reports by the method "size", or one without it.
 Results numelFunction(int, Arguments arguments) {
     requireCount(arguments, 1, 1);
     const Argument given = Argument::of(arguments[0]);

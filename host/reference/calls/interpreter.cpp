@@ -33,7 +33,7 @@ Interpreter& interpreter() {
 void callInto(const std::string& name, int resultCount, hvArray** results, int argumentCount, hvArray** arguments) {
     const auto count = static_cast<std::size_t>(std::max(argumentCount, 0));
     std::vector<hvArrayOwner> owners = callFunction(name, resultCount, {arguments, count});
-    // A function may return one value that nobody asked for.
+    // A function may return one value that wasn't requested.
     for (std::size_t i = 0; i < static_cast<std::size_t>(std::max(resultCount, 0)); ++i) {
         results[i] = owners[i].release();
     }

@@ -107,7 +107,7 @@ std::string listed(const std::vector<Value>& values) {
 }
 
 /// "set(object)" lists the values of the properties that a user may set, "set(object, name)" those of one, as a result
-/// or, when none is asked for, in print; "set(object, name, value, ...)" sets.
+/// or, if none is requested, printed; "set(object, name, value, ...)" sets.
 Results setFunction(int resultCount, Arguments arguments) {
     OMInterface& interface = firstObject(arguments);
     const OMClass& objectClass = *interface.getClass();

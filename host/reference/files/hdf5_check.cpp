@@ -167,7 +167,7 @@ class Checker {
     }
 
  private:
-    /// What the messages of a header told.
+    /// The contents of a header's messages.
     struct Header {
         int linkInfos = 0;
         int groupInfos = 0;
@@ -234,7 +234,7 @@ class Checker {
         while (messages.size() >= prefixBytes) {
             const std::uint64_t type = messages.number(1);
             const std::uint64_t bytes = messages.number(2);
-            // Constant, and not to be shared; a shared message stands elsewhere.
+            // Constant, and not to be shared; a shared message is elsewhere.
             constexpr std::uint64_t harmless = 0x05;
             require((messages.number(1) & ~harmless) == 0);
             checkMessage(type, messages.part(bytes), header);
@@ -304,7 +304,7 @@ class Checker {
         }
     }
 
-    /// All links stand in the header, with the order in which they were made.
+    /// All links are in the header, with the order in which they were made.
     static void checkLinkInfo(Part info) {
         info.expect(1, 0);
         info.expect(1, 3);

@@ -67,7 +67,7 @@ std::vector<Link> linksOf(hid_t group) {
     return links;
 }
 
-/// The name that a link stands for, which is saved as this link and no other.
+/// The name that a link represents, which is saved as exactly this link.
 std::string requireName(const Link& link, const char* what) {
     std::string name = nameOfLink(link.name);
     require(linkName(name) == link.name, what);
@@ -84,8 +84,8 @@ void restoreProperty(OMInterface& interface, OMPropInfo& property, const Value& 
     writeProperty(interface, property, client, Argument::of(value));
 }
 
-/// Keeps what the objects of a class share. One more object of each class that is restored sees it change, since
-/// nobody sets its own properties, and sets back at the end what did.
+/// Preserves the state shared by the objects of a class. One additional object of each restored class, whose own
+/// properties are never set, detects changes to it and restores them at the end.
 class SharedStateKeeper {
  public:
     SharedStateKeeper() = default;

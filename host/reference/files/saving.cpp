@@ -35,8 +35,8 @@ void require(herr_t status) {
     }
 }
 
-/// Settings by which everything about a group or a dataset stands in its header, in the order of making, and by which
-/// the same variables give the same bytes.
+/// Settings that put everything about a group or a dataset in its header, in the order of creation, and make the same
+/// variables give the same bytes.
 template <class Make>
 Properties objectSettings(Make make) {
     Properties settings = made<Properties>(make());
@@ -239,7 +239,8 @@ class Writer {
         }
     }
 
-    /// A field of one element stands under its name; of several it is a cell array of the struct's dimensions.
+    /// A field of one element is stored under its name; of several elements, as a cell array of the struct's
+    /// dimensions.
     void writeStruct(hid_t parent, const std::string& link, const hvArray* array, int depth) {
         const Object fields = group(parent, link, hvGetClassName(array));
         mark(fields.get(), kDimensions, hvGetDims(array));
@@ -308,7 +309,7 @@ class Writer {
 }  // namespace
 
 std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property) {
-    // The system's own access where there is one: it is told less of what only concerns users.
+    // Internal access if there is one: it gets fewer warnings, which only concern users.
     OMDatabaseClient* const client =
         property.isInternalGetAccess() ? OMDatabaseClient::getInternalClient() : OMDatabaseClient::getExternalClient();
     return readOneOfAll(interface, [&] { return readProperty(interface, property, client); });

@@ -35,7 +35,7 @@ Record* addOrReplace(std::vector<std::unique_ptr<Record>>& records, std::unique_
     return records.back().get();
 }
 
-/// Appends a class's own records to those of its ancestors, a redefined one in the place of the old.
+/// Appends a class's own records to those of its ancestors, a redefined one in place of the old one.
 template <class Pointer, class Record>
 std::vector<Pointer> mergeRecords(std::vector<Pointer> inherited, const std::vector<std::unique_ptr<Record>>& own) {
     const std::size_t inheritedCount = inherited.size();

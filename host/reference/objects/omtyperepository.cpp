@@ -134,7 +134,7 @@ void OMTypeRepository::addClass(const std::string& fullName, OMClass* objectClas
         add(types(), std::make_unique<OMInterfaceType>(fullName, objectClass));
         return;
     }
-    // The type of a class that is gone serves the next one of that name.
+    // The type of a destroyed class is reused for the next one of that name.
     auto* const handles = dynamic_cast<OMInterfaceType*>(type);
     if (handles == nullptr || handles->mIsAnyClass || handles->mClass != nullptr) {
         raiseNameInUse(fullName);

@@ -112,7 +112,7 @@ std::string loaderText() {
     return text == nullptr ? "The loader gives no reason." : text;
 }
 
-/// The file of this library; empty when it can't be told.
+/// The file of this library; empty if unknown.
 std::filesystem::path hostFile() {
     Dl_info info = {};
     return dladdr(reinterpret_cast<const void*>(&hostFile), &info) != 0 && info.dli_fname != nullptr

@@ -61,7 +61,7 @@ class Index {
         }
     }
 
-    // A copy's numbers would be those of the original.
+    // A copy's numbers would refer to the original.
     Index(const Index&) = delete;
     Index(Index&&) = default;
     Index& operator=(const Index&) = delete;
@@ -69,12 +69,12 @@ class Index {
     ~Index() = default;
 
     bool isColon() const { return mIsColon; }
-    /// Says how many positions ":" stands for.
+    /// Sets the number of positions that ":" represents.
     void setExtent(std::size_t extent) { mColonCount = extent; }
     std::size_t count() const { return mIsColon ? mColonCount : mNumbers.size(); }
     /// The largest position, counted from 1, 0 without any.
     std::size_t largest() const { return mIsColon ? mColonCount : mLargest; }
-    /// The dimensions of the index as it was given; a mask counts as the positions it stands for.
+    /// The dimensions of the index as it was given; a mask counts as the positions of its true elements.
     const Dimensions& shape() const { return mShape; }
     /// Counts from 0, as does the result.
     std::size_t operator[](std::size_t i) const {
@@ -312,7 +312,7 @@ Dimensions grownSubscripts(std::span<const std::size_t> dimensions, std::vector<
     const Dimensions seen = folded(dimensions, indexes.size());
     const Dimensions values = squeezed(valueDimensions);
     const bool isEmpty = product(dimensions) == 0;
-    // In an empty dimension ":" takes the extent of the values that stands at its place among those that are not 1.
+    // In an empty dimension, ":" takes the extent of the values at its position among the extents that are not 1.
     std::size_t place = 0;
     for (std::size_t d = 0; d < indexes.size(); ++d) {
         std::size_t extent = seen[d];
