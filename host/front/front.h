@@ -3,7 +3,7 @@
 //
 //     front::install(session);
 //     const Value a = session.call("fi", {3.14, 1, 8, 4, "RoundMode", "floor"});
-//     const Value b = session.call("horzcat", {1, a, 2});      // a `fi` may stand at any place
+//     const Value b = session.call("horzcat", {1, a, 2});      // a `fi` may be any argument
 //     const std::vector<Value> m = session.call(2, "max", {b});
 //
 // Each is also a plain function in the headers below. All use only the methods of the classes and `Session`.

@@ -3,7 +3,7 @@
 // That library trusts much of a file's contents, and a malicious file can crash the process in it. Saving writes few of
 // the format's structures: headers with the full description of a group or a dataset, including links and marks, and
 // plain blocks of elements. Only these are accepted, each with sizes and addresses that fit the file. The format is
-// defined in version 3.0 of the HDF5 file format specification; names here are those of its messages.
+// that of HDF5's file format document, version 3.0; names here are those of its messages.
 #pragma once
 
 #include <cstddef>
