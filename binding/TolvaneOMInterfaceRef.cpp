@@ -11,7 +11,7 @@
 
 TolvaneOMInterfaceRef::TolvaneOMInterfaceRef(const TolvaneOMInterfaceRef& other) : mInterface(other.getReference()) {}
 
-// The missing count is what users of assignment rely on; see the file comment of the header.
+// Users of assignment rely on the missing count; see the file comment of the header.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): copying a pointer to itself is sound.
 TolvaneOMInterfaceRef& TolvaneOMInterfaceRef::operator=(const TolvaneOMInterfaceRef& other) {
     mInterface = other.mInterface;

@@ -36,8 +36,8 @@ void FiReference::coordinateComplexity(bool makeComplex, unsigned precision) {
     shareImagOf(*mRoot);
 }
 
-// Nobody reads or writes an imaginary part without one of these two questions, and a root that has turned complex may
-// have made those parts anew.
+// Every access to an imaginary part first makes one of these two queries, and a root that has become complex may have
+// new imaginary parts.
 bool FiReference::isreal() const {
     const bool isReal = mRoot->isreal();
     shareImagOf(*mRoot);

@@ -55,7 +55,8 @@ NumericType typeArgument(const hvArray* value, const hvArray* type) {
     return given;
 }
 
-/// Reads a flag as its callers pass it: the first four bytes of the data, or all there are, are not all zero.
+/// Reads a flag in its callers' form: true if the first four bytes of the data, or all if there are fewer, are not all
+/// zero.
 bool flagArgument(const hvArray* value) {
     std::uint32_t word = 0;
     if (const void* const data = hvGetData(value)) {

@@ -79,8 +79,8 @@ Exponent exponentOf(const MethodCall& call, bool isFi) {
     return {isNumeric, isScalar, hvIsComplex(given.get()), isNumeric && isScalar ? hvGetScalar(given.get()) : 0.0};
 }
 
-/// Truncates to an int; values beyond its range become its ends, which no word is wide enough to tell from others, and
-/// NaN becomes 0.
+/// Truncates to an int; values beyond its range saturate, which no word is wide enough to distinguish, and NaN becomes
+/// 0.
 int truncated(double value) {
     using Limits = std::numeric_limits<int>;
     if (std::isnan(value)) {
@@ -134,7 +134,7 @@ int bitCountOf(const Exponent& exponent) {
     return count;
 }
 
-/// Shifts the stored integers of an array with slope and bias and puts them back under its scale.
+/// Shifts the stored integers of an array with slope and bias and restores its scale.
 std::unique_ptr<fi> shiftedIntegers(const fi& object, int count) {
     const std::unique_ptr<fi> integers = owned(object.stripscaling());
     integers->setScaling(fi::ScalingEnum::SlopeBias);

@@ -40,7 +40,7 @@ fi& atElement(const MethodCall& call) {
     return object;
 }
 
-/// Moves to the first element of an array after a check as fi::errorIfBadSource makes it of all.
+/// Moves to the first element of an array after a check like that of fi::errorIfBadSource for all elements.
 void moveToFirst(const fi& value, const fi& target) {
     value.checkSignedIndex(0.0);
     const fi::DataTypeEnum dataType = target.getDataType();

@@ -28,7 +28,7 @@ void conjugate(const MethodCall& call) {
 
 std::unique_ptr<fi> FiComplexMethodInfo::computeResult(const fi& a, const fi& b) {
     if (!a.isBoolean()) {
-        // Those have an error of their own.
+        // Those have their own error.
         a.errorIfBadSource(b);
     }
     return owned(a.complex(b));

@@ -18,7 +18,7 @@ hvArrayOwner ownCopy(const hvArray* array) {
     return hvArrayOwner(hvCreateSharedDataCopy(array));
 }
 
-/// Assigns into the `fi` that begins empty with the type and rules of the right side.
+/// Assigns to a `fi` that is initially empty, with the type and rules of the right side.
 hvArray* assignIntoNothing(const hvArray* path, const hvArray* right) {
     const fi& source = fi::getFiFromHvArray(right);
     auto made =
@@ -41,7 +41,7 @@ void subscriptAndAssign(const MethodCall& call) {
     fi& target = fi::getFiFromHvArray(left);
     const hvArrayOwner self = ownCopy(left);
     hvArrayOwner result(target.subsasgn(self.get(), call.array(1), call.array(2)));
-    // The session's log has taken over what the objects counted, so the report is of that.
+    // The session's log has added the objects' counts, so that log is reported.
     if (fi::getLogging()) {
         fi::displaySubsasgnLogging(fi::getAssignlog());
     }

@@ -47,7 +47,7 @@ bool hasScaling(const fi& object) {
 int lastPropertySet(const fi& object) {
     return static_cast<int>(object.getLastPropertySet());
 }
-/// Readers never see the mark, as in the property of the name.
+/// Readers never see the mark, as in the property of the same name.
 bool isAutoScaled(const fi& /*object*/) {
     return false;
 }
@@ -107,13 +107,12 @@ void copyLog(const MethodCall& call) {
     } else if (selector == 2.0 && object.isProductRegisterInitialized()) {
         log = &object.getproductQlogger();
     }
-    // A copy for the user to look at: it must not count once more in the log map when it ends.
+    // A copy for the user: it must not be counted again in the log map when it is destroyed.
     call.give(QloggerOMClass::wrap(log == nullptr ? std::make_unique<qlogger>(false)
                                                   : std::make_unique<qlogger>(*log, false)));
 }
 
-/// Processes of any word size answer alike.
-/// Sums along the first dimension and reports what the sums overflowed.
+/// Processes of any word size give the same answer. Sums along the first dimension and reports overflows of the sums.
 void giveLeadingDimensionSum(const MethodCall& call) {
     giveReported(call, owned(call.object<fi>(0).leadingdimension_sum()), "sum");
 }
@@ -125,7 +124,7 @@ constexpr char label[] = "FI";
 
 // "size"
 
-/// Any number of results. More numbers of dimensions than one are taken, so that the method refuses them itself.
+/// Any number of results. More than one dimension number is accepted, so that the method refuses them itself.
 class FiSizeSignature : public OMMethodSignature {
  public:
     int getNumberOfReturnArgs() const override { return -1; }
@@ -173,7 +172,7 @@ class FiSizeMethodInfo : public OMMethodInfo {
         }
         call.give(row);
     }
-    /// The last result takes all dimensions that are left.
+    /// The last result combines all remaining dimensions.
     static void giveEach(const MethodCall& call) {
         const auto dims = call.object<fi>(0).dimensions();
         const auto wanted = static_cast<std::size_t>(call.wantedResults());

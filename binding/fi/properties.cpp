@@ -1,5 +1,5 @@
 // The properties of class "fi". A write to the type goes through the array's own setter; a write to the rules first
-// gives the array rules of its own; each leaves its ordinal as the property that was set last.
+// gives the array its own rules; each records its ordinal as the last property set.
 #include <cmath>
 #include <memory>
 
@@ -16,7 +16,7 @@ namespace {
 using EmbeddedTypeSystem::NumericType;
 using Ordinal = fi::PropertyEnum;
 
-/// Whether a setter, which may say so, has taken a value.
+/// Whether a setter, which may return this, has accepted a value.
 template <class Set, class... Arguments>
 bool isTaken(Set&& set, Arguments&&... arguments) {
     if constexpr (std::is_same_v<std::invoke_result_t<Set, Arguments...>, bool>) {
@@ -27,7 +27,7 @@ bool isTaken(Set&& set, Arguments&&... arguments) {
     }
 }
 
-/// As `field`; a write that is taken leaves the ordinal.
+/// As `field`; an accepted write records the ordinal.
 template <auto get, auto set, Ordinal ordinal = Ordinal::None>
 constexpr PropertyFunctions ofFi() {
     using Value = Read<get, fi>;
@@ -40,8 +40,8 @@ constexpr PropertyFunctions ofFi() {
             }};
 }
 
-/// A field of the type, which refuses values by a warning and stays. The value that is there changes nothing, neither
-/// the precision of entries nor the rules of a double array.
+/// A field of the type, which refuses values with a warning and is then unchanged. Writing the current value changes
+/// nothing, neither the precision of entries nor the rules of a double array.
 template <auto get, auto set>
 bool setInType(fi& object, Read<get, fi> value) {
     const auto isThere = [&] { return std::invoke(get, object) == value; };
@@ -57,8 +57,8 @@ constexpr PropertyFunctions ofType() {
     return ofFi<get, setInType<get, set>, ordinal>();
 }
 
-/// Writes to the rules of an array, which are its own afterwards, and returns whether the value was taken. Double and
-/// single arrays have none, and the write is dropped. Where it is refused the array stays with the rules it had.
+/// Writes to the rules of an array, which are its own afterwards, and returns whether the value was accepted. Double
+/// and single arrays have no rules, and the write is ignored. If it is refused, the array keeps its previous rules.
 template <class Write>
 bool writeRules(fi& object, Write&& write) {
     if (object.getFimathIsLocal()) {
@@ -79,9 +79,9 @@ bool writeRules(fi& object, Write&& write) {
     return true;
 }
 
-/// A field of the rules, by members of `fimath`, as it is set on rules of a user's own. So a slope adjustment factor
-/// out of range is a warning and the old one stays, as a factor that fits no type must never get into rules; `fi`'s own
-/// setter, for code, raises.
+/// A field of the rules, by members of `fimath`, set as in a user's own rules. So a slope adjustment factor out of
+/// range gives a warning and the old one is kept, since a factor that fits no type must never get into rules; `fi`'s
+/// own setter, for code, raises.
 template <auto get, auto set, Ordinal ordinal>
 constexpr PropertyFunctions ofRules() {
     using Value = Read<get, fimath>;
@@ -109,7 +109,7 @@ void* getType(const PropertyCall& call) {
 
 void setType(const PropertyCall& call, const void* value) {
     fi& object = call.object<fi>();
-    // A handle travels as a pointer to void, and the type behind it is only read.
+    // A handle is passed as a pointer to void, and the type behind it is only read.
     FiOMClass::setNumericType(object, *objectOf<NumericType>(const_cast<void*>(value)));
     object.setLastPropertySet(Ordinal::Numerictype);
 }
@@ -167,7 +167,7 @@ bool getIsAutoScaled(const fi& /*object*/) {
     return false;
 }
 
-/// An array that becomes local without rules of its own gets those in force: otherwise writes to its rules, as when a
+/// An array that becomes local without its own rules gets those in force: otherwise writes to its rules, as when a
 /// saved array of doubles is restored, would reach the global ones.
 void setFimathIsLocal(fi& object, bool isLocal) {
     if (!embedded::getFeatureFimathLessFis()) {

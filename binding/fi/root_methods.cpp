@@ -6,7 +6,7 @@ namespace {
 
 using EmbeddedTypeSystem::NumericType;
 
-/// Calls the form that takes what the selected signature has; `compute` takes the object and the rest.
+/// Calls the form with the arguments of the selected signature; `compute` takes the object and the rest.
 template <class Compute>
 void giveByTypeAndRules(const MethodCall& call, Compute compute) {
     const fi& x = call.object<fi>(0);

@@ -11,7 +11,7 @@ namespace {
 
 using EmbeddedTypeSystem::NumericType;
 
-/// An operand without elements, though with as many rows or columns as the rule asks for.
+/// An operand without elements, but with as many rows or columns as the rule requires.
 fi operand(const NumericType& type, const fimath& rules, std::uint64_t rows = 0, std::uint64_t columns = 0) {
     return {rows, columns, type, rules, false, "", true, embedded::OperationTypeEnum::Assignment, 0};
 }
@@ -20,7 +20,7 @@ void giveType(const MethodCall& call, const NumericType& type) {
     call.give(NumericTypeOMClass::wrap(std::make_unique<NumericType>(type)));
 }
 
-/// Reads how many terms a sum has.
+/// Reads the number of terms of a sum.
 std::uint64_t termCount(const MethodCall& call, int index) {
     const auto count = Shape<int>::unbox(call.arguments[index]);
     if (count < 0) {

@@ -1,5 +1,5 @@
-// The methods of class "fimath": questions to rules, the global rules and the dictionary, and sums and products of
-// arrays under given rules.
+// The methods of class "fimath": queries of rules, the global rules and the dictionary, and sums and products of arrays
+// under given rules.
 #include <memory>
 #include <string>
 
@@ -38,7 +38,7 @@ void compare(const MethodCall& call) {
 
 // The global rules and the dictionary
 
-/// Reads the name of an entry; the error names the operation, as for a call that no signature takes.
+/// Reads the name of an entry; the error names the operation, as for a call that matches no signature.
 std::string tagOf(const hvArray* name, const std::string& operation) {
     if (!hvIsChar(name)) {
         raiseError("VELMAR:UndefinedFunction",
@@ -47,7 +47,7 @@ std::string tagOf(const hvArray* name, const std::string& operation) {
     return hvArray2String(name);
 }
 
-/// Takes rules, the name of an entry, or rules and the name under which they are entered too.
+/// Takes rules, the name of an entry, or rules and the name under which they are also entered.
 constexpr SignatureColumn rulesOrName[] = {takes(rulesHandle), takes(array), takes(rulesHandle, array)};
 void setGlobal(const MethodCall& call) {
     constexpr char operation[] = "AddToFimathDictionary";

@@ -1,4 +1,4 @@
-// The properties of class "fimath". The numbers of each register are there twice: as such, and as the strings of a
+// The properties of class "fimath". The numbers of each register exist twice: as numbers, and as the strings of a
 // dialog, which show the number as text and take an expression back. A write to one kind notifies the listeners of the
 // other; the four forms of the scale of a register are notified together.
 #include <climits>
@@ -30,7 +30,7 @@ void setCStyle(fimath& rules, const hvArray* value) {
 // Numbers and their strings
 
 using BsText = std::unique_ptr<char, decltype(&bsFree)>;
-/// A member that gives a text from bsMalloc.
+/// A member that returns a text from bsMalloc.
 using TextOf = char* (fimath::*)() const;
 
 std::string dialogName(const std::string& number) {
@@ -42,7 +42,7 @@ void tellNumber(OMInterface* handle, const fimath& rules, const char* property) 
     fimath::fimathNotifyFixedPropEvent(handle, std::invoke(get, rules), property);
 }
 
-/// A number of a register: how listeners hear of it, and its text.
+/// A number of a register: how listeners are notified of it, and its text.
 struct Number {
     const char* property;
     void (*tell)(OMInterface* handle, const fimath& rules, const char* property);
@@ -70,7 +70,7 @@ constexpr Number sumNumbers[] = {
     {"SumBias", tellNumber<&fimath::getSumBias>, &fimath::getSumBiasString},
 };
 
-/// Places in these tables; `mates` is the stretch of numbers that change together.
+/// Positions in these tables; `mates` is the range of numbers that change together.
 struct Place {
     std::size_t index;
     std::size_t firstMate;
@@ -128,7 +128,7 @@ double numberIn(const char* text, bool isForInt) {
                                                    (isForInt ? "number of 32 bits." : "real number."));
 }
 
-/// The string of a number. Fractions are cut off where the number is an int.
+/// The string of a number. Fractions are truncated if the number is an int.
 template <const auto& numbers, Place place, auto set>
 constexpr PropertyFunctions dialog = {
     [](const PropertyCall& call) {

@@ -30,7 +30,7 @@ void* getType(const PropertyCall& call) {
     return NumericTypeOMClass::wrap(std::make_unique<NumericType>(call.object<filog>().getNumericType()));
 }
 void setType(const PropertyCall& call, const void* value) {
-    // A handle travels as a pointer to void, and the type behind it is only read.
+    // A handle is passed as a pointer to void, and the type behind it is only read.
     call.object<filog>().setNumericType(*objectOf<NumericType>(const_cast<void*>(value)));
 }
 

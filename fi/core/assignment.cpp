@@ -1,4 +1,4 @@
-// Stores into the current element and into the whole array, and the scales between which values move.
+// Stores to the current element and to the whole array, and the conversions between scales.
 #include "fi/fi.h"
 #include "fi/types/slopebias_errors.h"
 
@@ -15,7 +15,7 @@ double fi::addSlopeAdjustmentFactorBias(double storedValue) const {
     return isSlopeBiasScaled() ? getNumericType().addSlopeAdjustmentFactorBias(storedValue) : storedValue;
 }
 
-// It multiplies where removeSlopeAdjustmentFactorBias divides; its callers count on that.
+// It multiplies where removeSlopeAdjustmentFactorBias divides; its callers rely on that.
 double fi::adjustReal(double value) const {
     if (getBias() != 0.0) {
         value += 0.0 - getBias();
@@ -161,7 +161,7 @@ void fi::copydata(const fi& source) {
         return;
     }
     if (sharesElementsOf(source)) {
-        // Elements that are overwritten, or go with another size, may still be wanted.
+        // Elements that are overwritten, or removed by a change of size, may still be needed.
         copydata(*source.detached());
         return;
     }
@@ -181,7 +181,7 @@ fi& fi::getElement() const {
         mElementCache->setvalue(*this);
     } else {
         mElementCache = std::make_unique<fi>(*this, embedded::CopyElement::tag);
-        // A log of its own would be written to the log map a second time.
+        // Its own log would be written to the log map a second time.
         mElementCache->resetLogging();
     }
     return *mElementCache;

@@ -22,8 +22,8 @@ number makeEntries(std::uint64_t count, unsigned precision, bool areUnset) {
                     : number(count, precision, embedded::NumberVector::tag);
 }
 
-/// Stores real-world values on the stored side of the type; `valueCount` is the element count, or 1 for an array of one
-/// value throughout.
+/// Stores real-world values on the stored side of the type; `valueCount` is the element count, or 1 to fill the array
+/// with one value.
 template <class T>
 void storeValues(number& target, const T* values, std::uint64_t valueCount, const NumericType& type) {
     const bool isScaled = type.isSlopeBiasScaled();

@@ -24,7 +24,7 @@ number fi::copyOf(const fi& array, const number& part) {
     return number(part, start, std::min(array.mNumel, part.numel() - start));
 }
 
-// Each kind of view knows for itself where it starts.
+// Each kind of view knows its own start.
 std::uint64_t fi::firstPlace() const {
     const std::uint64_t cursor = mReal.getIndex();
     const std::uint64_t imagCursor = mImag.getIndex();

@@ -8,8 +8,8 @@
 #include "fi/fi.h"
 #include "numbers/errors.h"
 
-// On first use, since arrays can be made before this file's statics would be; never destroyed, since others can die
-// after them.
+// Made on first use, since arrays can be made before this file's statics; never destroyed, since arrays can outlive
+// them.
 const number& fi::getZeroNumber() {
     static const number* const sZeroNumber = new number(0.0, number::getDefaultPrecision(), false);
     return *sZeroNumber;
@@ -123,7 +123,7 @@ void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
         updateNumel();
         throw;
     }
-    // A current element that has gone is no longer current.
+    // A current element that was removed is no longer current.
     if (part.getIndex() >= count) {
         part.setIndex(0);
     }

@@ -22,7 +22,7 @@ SessionLogs& sessionLogs() {
     return logs;
 }
 
-// A log takes the default precision of numbers when it is made, and the session's logs that of the start.
+// A log takes the default precision of numbers at its creation, and the session's logs the initial one.
 [[maybe_unused]] const SessionLogs& madeAtLoad = sessionLogs();
 
 }  // namespace
@@ -55,7 +55,7 @@ void fi::setMinLogFromRealWorldValue(double value) {
     getQlogger().setMinLogFromRealWorldValue(value);
 }
 
-/// Null for a register that isn't there.
+/// Null for a register that doesn't exist.
 struct fi::Logs {
     explicit Logs(const fi& owner)
         : own(&owner.getQlogger()),
@@ -108,7 +108,7 @@ hvArray* fi::getlocalfilogs() const {
     };
     take(logs.own);
     take(logs.product);
-    // Sums of products without a product that was seen are left out here, though consolidatelocalfilogs writes them.
+    // Sums of products without a logged product are omitted here, although consolidatelocalfilogs writes them.
     if (Logs::hasSeenValues(logs.product)) {
         take(logs.productSum);
     }

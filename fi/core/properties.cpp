@@ -1,4 +1,4 @@
-// The setters of type and rules, and what marks an object.
+// The setters of type and rules, and the marks of an object.
 #include <string>
 
 #include "descriptors/slope_texts.h"
@@ -19,7 +19,7 @@ const char* fi::getVelmarPackageClassName() {
 
 namespace {
 
-// A type is changed in a copy, which becomes the object's own when nothing has raised.
+// A type is changed in a copy, which becomes the object's own if nothing raised.
 template <class Change>
 EmbeddedTypeSystem::NumericType changed(const EmbeddedTypeSystem::NumericType& type, Change&& change) {
     EmbeddedTypeSystem::NumericType copy(type);
@@ -61,7 +61,7 @@ void fi::setSigned(bool isSigned) {
 
 void fi::setWordLength(int wordLength) {
     applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setWordLength(wordLength); }));
-    // A refused length leaves entries of another precision alone.
+    // A refused length leaves entries of another precision unchanged.
     if (getWordLength() == wordLength) {
         reInitializeRealImag();
     }
@@ -111,7 +111,7 @@ void fi::setDataTypeMode(DataTypeModeEnum mode) {
     dropFimathOfFloat();
 }
 
-// The rules. Only the two modes that a quantizer has are carried on to it.
+// The rules. Only the two modes that a quantizer has are passed on to it.
 
 void fi::setRoundMode(embedded::RoundModeEnum mode) {
     getFimath().setRoundMode(mode);

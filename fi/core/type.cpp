@@ -1,4 +1,4 @@
-// The type and the quantizer that it sits in.
+// The type and the quantizer that holds it.
 #include "fi/fi.h"
 #include "host/hv.h"
 

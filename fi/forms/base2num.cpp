@@ -1,7 +1,7 @@
-// Text as words: what num2base writes, and the same with other delimiters.
+// Text as words: the output of num2base, possibly with other delimiters.
 //
-// A text is checked as a whole before the array changes. Words in arrays of doubles are made of their digits here,
-// others by the quantizer. Both store the same.
+// A text is checked as a whole before the array changes. Words in arrays of doubles are made from their digits here,
+// others by the quantizer. Both store the same values.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -32,8 +32,8 @@ int digitOf(char character) {
     return character >= 'A' && character <= 'Z' ? character - 'A' + 10 : std::numeric_limits<int>::max();
 }
 
-/// One number more than the base has digits for passes, in base 10 as a small letter alone. Callers rely on a word with
-/// it becoming zero, which is what numbers make of it, and not an error.
+/// The digit just above the last one of the base is accepted, in base 10 only as a lower-case letter. Callers rely on a
+/// word with it becoming zero, as numbers make it, instead of raising an error.
 bool isNumeral(std::string_view token, int base) {
     return std::ranges::all_of(token, [base](char character) {
         const bool isCapital = character >= 'A' && character <= 'Z';
@@ -41,7 +41,7 @@ bool isNumeral(std::string_view token, int base) {
     });
 }
 
-/// The characters that part tokens.
+/// The characters that separate tokens.
 class Delimiters {
  public:
     explicit Delimiters(std::string_view characters) {
@@ -55,7 +55,7 @@ class Delimiters {
     std::array<bool, 256> mIsOne{};
 };
 
-/// The tokens of a row in turn, and empty ones behind the last.
+/// The tokens of a row in turn, and empty ones after the last.
 class Tokens {
  public:
     Tokens(std::string_view row, const Delimiters& delimiters) : mRest(row), mDelimiters(delimiters) {}
@@ -86,7 +86,7 @@ class TextRows {
         const std::span<const hvChar> characters = hvGetTypedData<hvChar>(static_cast<const hvArray*>(byRows.get()));
         mText.resize(characters.size());
         std::ranges::transform(characters, mText.begin(), [](hvChar character) {
-            // No character beyond these is a digit, whichever of them it is.
+            // No character beyond these is a digit.
             return character < 128 ? static_cast<char>(character) : '?';
         });
     }
@@ -110,7 +110,7 @@ class TextRows {
     std::string mText;
 };
 
-/// What a text says about the array in it.
+/// The properties of the array in a text.
 struct TextShape {
     std::uint64_t rows = 0;
     std::uint64_t elementsPerRow = 0;
@@ -137,7 +137,7 @@ void checkInput(const hvArray* text, int base, const Delimiters& delimiters) {
                "Input array invalid at element (" + std::to_string(row + 1) + "," + std::to_string(column + 1) + ")");
 }
 
-/// The first row says how many elements all have; a part of an element too many in it is left out.
+/// The first row determines the number of elements of all rows; an excess part of an element in it is ignored.
 TextShape shapeOf(const TextRows& rows, int base, const char* realDelimiters, const char* complexDelimiters) {
     TextShape shape{rows.count(), 0, rows.contain('i')};
     const Delimiters delimiters(shape.isComplex ? complexDelimiters : realDelimiters);
@@ -183,7 +183,7 @@ class PartReader {
             return;
         }
         mPart.setIndex(element);
-        // What a text does not write, as for a floating zero, stays as it is.
+        // Parts that a text does not set, as for a floating zero, are unchanged.
         mPart.setvalue(0.0);
         if (!token.empty()) {
             mToken = token;
@@ -192,7 +192,7 @@ class PartReader {
     }
 
  private:
-    /// The word of a token that fits; what is to be refused or cut is left to the quantizer.
+    /// The word of a token that fits; tokens to be refused or truncated are left to the quantizer.
     std::optional<std::uint64_t> wordOf(std::string_view token) const {
         std::uint64_t word = 0;
         for (const char character : token) {

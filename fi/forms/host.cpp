@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The data type of the class, which is there once the class is in the package; null before.
+/// The data type of the class, which exists once the class is in the package; null before.
 const OMDataType* handleType() {
     return OMTypeRepository::getType(fi::getVelmarPackageClassName(), true);
 }

@@ -1,4 +1,4 @@
-// The stored integers as arrays of 32-bit chunks, and the ways between those and arrays of 64-bit words.
+// The stored integers as arrays of 32-bit chunks, and conversions between those and arrays of 64-bit words.
 #include <algorithm>
 #include <cstdint>
 #include <memory>
@@ -25,7 +25,7 @@ bool has64BitWords(const hvArray* values) {
     return hvIsInt64(values) || hvIsUint64(values);
 }
 
-/// One part of an array of words of either sign, empty for a part that isn't there.
+/// One part of an array of signed or unsigned words, empty for a missing part.
 template <class Word, class Data>
 std::span<Word> wordsOf(Data* data, const hvArray* values) {
     return {static_cast<Word*>(data), data == nullptr ? 0 : hvGetNumberOfElements(values)};
@@ -61,7 +61,7 @@ class ChunkWriter {
  private:
     static constexpr int longestPlainWord = 62;
 
-    /// Writes a whole value from -2^wordlength to 2^wordlength, and leaves any other to the general way.
+    /// Writes a whole value from -2^wordlength to 2^wordlength, and leaves any other to the general form.
     bool writePlain(double value, std::span<std::uint32_t> chunks) const {
         const std::int64_t modulus = std::int64_t{1} << mWordBits;
         const auto bound = static_cast<double>(modulus);
@@ -230,7 +230,7 @@ hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) 
                             std::span<std::uint64_t> words) {
         const std::uint64_t cursor = entries.getIndex();
         for (std::uint64_t i = 0; i < words.size() / wordCount; ++i) {
-            // Half a word is left beside an odd number of chunks. Arrays of other sizes than this one's are taken too.
+            // An odd number of chunks leaves half a word. Arrays of other sizes than this one's are accepted as well.
             const bool isFilled = chunkCount % 2 != 0 && i < entries.numel() && entries[i].isnegative();
             const auto chunk = [&](std::uint64_t place) -> std::uint64_t {
                 return place < chunkCount ? chunks[i * chunkCount + place] : isFilled ? UINT32_MAX : 0;

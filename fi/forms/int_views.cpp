@@ -1,4 +1,4 @@
-// The stored integers as host integers, one an element.
+// The stored integers as host integers, one per element.
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Rounds half away from zero by way of |x| + 0.5, which takes the double below 0.5 to 1. From 2^52 on doubles are
+/// Rounds half away from zero through |x| + 0.5, which rounds the double below 0.5 to 1. From 2^52 on doubles are
 /// whole.
 double toWhole(double x) {
     const double magnitude = std::fabs(x);

@@ -43,10 +43,10 @@ struct Field {
     }
 };
 
-/// A text on its way, from left to right. Columns that are left out have character code 0.
+/// A text in progress, written from left to right. Omitted columns have character code 0.
 class TextColumns {
  public:
-    /// Blocks of the width side by side; of the last one the blanks are left out that would part it from the next.
+    /// Adjacent blocks of the width; the last one omits the blanks that would separate it from the next.
     TextColumns(std::uint64_t rows, std::uint64_t blockCount, std::uint64_t blockWidth) : mRows(rows) {
         const std::uint64_t allBlocks[] = {blockCount, blockWidth};
         const std::size_t columns = blockCount == 0 ? 0 : dimensionProduct(allBlocks) - kBetweenBlocks.size();
@@ -73,9 +73,8 @@ class TextColumns {
     hvChar* mNext;
 };
 
-/// Takes words off doubles. What is no word of the format, as a change of the type or a store past the quantizer can
-/// leave it, is left to the element, and so are formats without words or with an exponent whose power of two no double
-/// is.
+/// Reads words from doubles. Values outside the format, from a change of the type or a store without the quantizer, are
+/// left to the element, and so are formats without words or with an exponent whose power of two isn't a double.
 class WordOfDouble {
  public:
     explicit WordOfDouble(const quantizer& q)
@@ -88,11 +87,11 @@ class WordOfDouble {
     }
 
     bool isUsable() const { return mIsUsable; }
-    /// 2 to the power of the word length, of which no word has more than the size.
+    /// 2 to the power of the word length, which no word's magnitude exceeds.
     std::int64_t modulus() const { return mModulus; }
     std::optional<std::int64_t> operator()(double x) const {
         const double scaled = x * mScale;
-        // False for NaN too.
+        // Also false for NaN.
         if (!(std::fabs(scaled) < static_cast<double>(mModulus))) {
             return std::nullopt;
         }
@@ -189,7 +188,7 @@ class DecimalForm {
     Sign mSign;
 };
 
-/// The elements of one part of an array as text of a form. Its cursor is put back in the end.
+/// The elements of one part of an array as text of a form. Its cursor is restored at the end.
 template <class Form>
 class PartText {
  public:

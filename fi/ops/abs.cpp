@@ -61,7 +61,7 @@ fi* fi::realabs(const NumericType& type, const fimath& rules) const {
     const unsigned precision = std::max(wordBits(*this), static_cast<unsigned>(std::max(type.getWordLength(), 0)));
     std::unique_ptr<fi> result(new fi(mDims, absType(*this, type), &rules, false, getTag(), true,
                                       embedded::OperationTypeEnum::Assignment, precision, Entries::unset));
-    // The sign goes before anything is quantized, so that the most negative value overflows.
+    // The sign is removed before anything is quantized, so that the most negative value overflows.
     const std::span<const double> values = entries::doublesOf(mReal, mNumel);
     if (doublenumber* doubles = result->mReal.asDouble(); doubles && values.data()) {
         std::ranges::transform(values, doubles->elements().begin(), [](double x) { return x < 0.0 ? -x : x; });

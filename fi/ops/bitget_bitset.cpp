@@ -18,7 +18,7 @@
 
 namespace {
 
-/// Truncates to an integer; what no int holds becomes 0, which is no position.
+/// Truncates to an integer; values beyond int become 0, which isn't a position.
 template <class T>
 int positionFrom(T value) {
     if constexpr (std::is_floating_point_v<T>) {

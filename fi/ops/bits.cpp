@@ -66,7 +66,7 @@ void combinePart(number& left, const RightSide& right, const EmbeddedTypeSystem:
             return;
         }
     }
-    // Doubles that meet multi-precision entries go through cells.
+    // Doubles combined with multi-precision entries go through cells.
     const bool isLeftCell = left.asDouble() != nullptr;
     const bool isRightCell = right.entries.asDouble() != nullptr;
     const unsigned precision = std::max(left.getprecision(), right.entries.getprecision());

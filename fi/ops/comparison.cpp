@@ -1,7 +1,7 @@
 // Comparison of elements and of arrays.
 //
-// Where both operands hold doubles on one scale, the array forms are loops over doubles; else they set the indices and
-// compare the current elements.
+// Where both operands hold doubles on one scale, the array forms are loops over doubles; otherwise they set the indices
+// and compare the current elements.
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -40,8 +40,8 @@ bool fi::equalsAcrossScales(const fi& b) const {
     if (flat.mReal != full.getAdjustedElement(flat).mReal) {
         return false;
     }
-    // The imaginary part is compared as it is stored, though its zero is made on the other operand's scale. The zero
-    // passes a quantizer of its own, which must leave no trace in the operand's log nor in the log map.
+    // The imaginary part is compared as stored, although its zero is made on the other operand's scale. The zero passes
+    // its own quantizer, which must leave no trace in the operand's log or in the log map.
     number zero(flat.storedZero(), flat.wordPrecision(), number::getDefaultForceMultiplePrecision());
     quantizer q(flat.getAssignmentQuantizer());
     q.quantize(zero);
@@ -59,8 +59,8 @@ struct Doubles {
     bool isScalar;
 };
 
-/// Calls the step with the place and the two values of each element. A loop for each kind of operand, without a stride,
-/// so that the compiler can take several elements at once.
+/// Calls the step with the position and the two values of each element. A loop for each kind of operand, without a
+/// stride, so that the compiler can take several elements at once.
 template <class Step>
 void forEachPair(Doubles a, Doubles b, std::size_t count, Step step) {
     const auto run = [&](auto left, auto right) {
@@ -105,7 +105,7 @@ struct Flags {
         : array(hvCreateLogicalArray(shape.ndims(), shape.dims())), elements(hvGetTypedData<hvLogical>(array.get())) {}
 };
 
-/// `Compare` is asked of the parts and of whole elements, and `Join` of what it said of the two parts.
+/// `Compare` is applied to the parts and to whole elements, and `Join` to its results for the two parts.
 template <class Compare, class Join>
 hvArray* compareForEquality(const fi& a, const fi& b) {
     const broadcasting operands(a, b);

@@ -16,7 +16,7 @@ fi& fi::convF(const fi& b) const {
 }
 
 fi& fi::convS(const fi& b) const {
-    // ceil((nb - 1) / 2) results go before the middle.
+    // ceil((nb - 1) / 2) results precede the middle.
     return ficonv(b, mNumel, b.mNumel / 2, mM == 1);
 }
 
@@ -25,11 +25,11 @@ fi& fi::convV(const fi& b) const {
     return ficonv(b, count, std::max<std::uint64_t>(b.mNumel, 1) - 1, mM == 1);
 }
 
-// The types are those of the product of a matrix of rows like the shorter vector with one of such columns.
+// The types are those of the product of a matrix with rows of the shorter vector's length and one with such columns.
 fi& fi::ficonv(const fi& b, std::uint64_t count, std::uint64_t offset, bool rowResult) const {
-    // A view of a view would forget where that one starts.
+    // A view of a view would lose the start of the latter.
     const fi right = b.isView() ? fi(b) : fi(b, embedded::CopyIndex::tag);
-    right.resetLogging();  // the log of b, which is written to the log map by b alone
+    right.resetLogging();  // the log of b, which only b writes to the log map
     const std::uint64_t leftCount = mNumel;
     const std::uint64_t rightCount = b.mNumel;
     const std::uint64_t inner = std::min(leftCount, rightCount);

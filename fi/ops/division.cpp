@@ -44,8 +44,8 @@ NumericType quotientType(const fi& a, const fi& b, const NumericType& type) {
     return result;
 }
 
-/// The precision of the operands in a quotient. Results of short words keep theirs, which lets doubles hold the work;
-/// anything beyond works with plenty.
+/// The precision of the operands in a quotient. Results of short words keep their own precision, so that doubles
+/// suffice; longer ones have ample precision.
 unsigned workPrecision(const fi& a, const fi& b, const NumericType& result) {
     constexpr unsigned guardBits = 10;
     constexpr unsigned greatestExact = 32;
@@ -58,8 +58,8 @@ unsigned workPrecision(const fi& a, const fi& b, const NumericType& result) {
     return precision > greatestExact ? std::max(precision, leastWide) : precision;
 }
 
-/// The cells in which elements are divided, at the working precision: twice that of the operands where products of
-/// them are summed.
+/// The cells in which elements are divided, at the working precision: twice that of the operands if products of them
+/// are summed.
 class ElementDivision {
  public:
     ElementDivision(bool hasComplexDivisor, unsigned precision, const quantizer& q)
@@ -154,7 +154,7 @@ fi& fi::over(const fi& b, const NumericType& type) const {
     errorIfUndefined(*this, b, type);
     const fimath& rules = getFimath(b);
     const NumericType resultType = quotientType(*this, b, type);
-    // Raises for a type that no array can have, which goes before operands that do not fit.
+    // Raises for a type that no array can have; this error takes precedence over a size mismatch.
     static_cast<void>(quantizer(resultType, rules.getRoundMode(), rules.getOverflowMode(), "",
                                 embedded::OperationTypeEnum::Assignment, false));
     const bool isComplex = iscomplex() || b.iscomplex();
@@ -205,7 +205,7 @@ fi& fi::over(const fi& b, const NumericType& type) const {
         });
         endedWithZeroDivisor = division.endedWithZeroDivisor();
     }
-    // Looks at the last division alone: callers count on silence after a good one.
+    // Only checks the last division: callers rely on silence after a good one.
     if (endedWithZeroDivisor) {
         hscWarnMsgIdAndTxt("fi:divideByZero", "%s", "Division by zero occurred. Quotient was saturated.");
     }

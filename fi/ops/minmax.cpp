@@ -15,7 +15,7 @@
 
 namespace {
 
-// The two extremes by what takes the place of what. Equal values and NaN take no place.
+// The two extremes by the condition for replacing the current one. Equal values and NaN don't replace it.
 struct Maximum {
     static constexpr const char* name = "max";
     template <class Value>
@@ -44,7 +44,7 @@ void errorIfTypesOrRulesDiffer(const std::string& name, const fi& a, const fi& b
 
 // Two arrays.
 
-// Everywhere it is the other operand's element that must beat the one of the operand whose dimensions the result takes.
+// In every case the other operand's element must beat that of the operand whose dimensions the result takes.
 template <class Extreme>
 fi& fi::extremeWith(const fi& b) const {
     errorIfTypesOrRulesDiffer(Extreme::name, *this, b);
@@ -55,7 +55,7 @@ fi& fi::extremeWith(const fi& b) const {
     const bool isReal = isreal() && b.isreal();
 
     auto result = std::make_unique<fi>(holder);
-    // The log of the left one of two real arrays goes on in the result; callers rely on that.
+    // The log of the left one of two real arrays continues in the result; callers rely on that.
     if (hasOneElement || !isReal) {
         result->getQlogger().reset();
     }
@@ -122,8 +122,8 @@ void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
     auto result = std::make_unique<fi>(sizes.data(), sizes.size(), getNumericType(), getFimath(), iscomplex(), getTag(),
                                        mFimathIsLocal, embedded::OperationTypeEnum::Assignment, 0U);
     double* const rows = hvGetPr(places.get());
-    // Walks the columns: `start` takes the first element of a column, and `challenge` says whether the next one takes
-    // the place of what is held.
+    // Walks the columns: `start` takes the first element of a column, and `challenge` says whether the next one
+    // replaces the current one.
     const auto walk = [&](auto start, auto challenge) {
         for (std::uint64_t column = 0; column < result->mNumel; ++column) {
             result->setIndex(column);
@@ -200,7 +200,7 @@ fi& fi::stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) c
     return *result.release();
 }
 
-// Elements that belong to no complete block keep the row in which they stand.
+// Elements that belong to no complete block keep their row.
 fi& fi::stridesort2(double*& indices, bool ascending, std::uint64_t stride, std::uint64_t length) const {
     auto result = std::make_unique<fi>(*this);
     for (std::uint64_t column = 0; column < mN; ++column) {

@@ -1,4 +1,4 @@
-// Products of elements, of arrays element by element, and of matrices.
+// Products of elements, element-wise products of arrays, and matrix products.
 #include <algorithm>
 #include <cstdint>
 #include <memory>
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Sets the target to what number's operator makes of a and b, which is rounded at the precision of a.
+/// Sets the target to the result of number's operator for a and b, which is rounded at the precision of a.
 void setProduct(number& target, const number& a, const number& b) {
     if (target.gettype() == a.gettype() && target.getprecision() == a.getprecision()) {
         target.setvalue(a);
@@ -26,7 +26,7 @@ void setProduct(number& target, const number& a, const number& b) {
 
 }  // namespace
 
-// Elements. The registers are wide enough for exact products, so each product is rounded by its quantizer alone.
+// Elements. The registers are wide enough for exact products, so each product is rounded only by its quantizer.
 
 fi& fi::timesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, unsigned precision) {
     const bool wasComplex = iscomplex();
@@ -233,9 +233,9 @@ fi& fi::mtimes(const fi& b) const {
     if (isscalar() || b.isscalar()) {
         return times(b);
     }
-    // A view of a view would forget where that one starts.
+    // A view of a view would lose the start of the latter.
     const fi right = b.isView() ? fi(b) : fi(b, embedded::CopyIndex::tag);
-    right.resetLogging();  // the log of b, which is written to the log map by b alone
+    right.resetLogging();  // the log of b, which only b writes to the log map
     if (ndims() > 2 || b.ndims() > 2) {
         raiseError("fixedpoint:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D.");
     }

@@ -1,4 +1,4 @@
-// Negation, conjugation, signs, and complex arrays from and into their parts.
+// Negation, conjugation, signs, and conversions between complex arrays and their parts.
 #include <algorithm>
 #include <cstdint>
 #include <memory>
@@ -44,7 +44,7 @@ fi* fi::conj() const {
     result->getQlogger().reset();
     const quantizer& q = result->getAssignmentQuantizer();
     if (isScaledDouble() && getLogging()) {
-        // The values stay; the log of the new array shall know them.
+        // The values don't change, but the log of the new array must include them.
         q.quantizeArray(result->mReal);
     }
     if (iscomplex()) {
@@ -85,7 +85,7 @@ fi& fi::complex(const fi& imagPart) const {
         parts.walk(*result, 0, result->numel(), [&] {
             result->mReal.setvalue(mReal);
             if (isScaledDouble()) {
-                // The value stays; the log shall know it.
+                // The value doesn't change, but the log must include it.
                 q.quantize(result->mReal);
             }
             if (!parts.rightIsScalar()) {

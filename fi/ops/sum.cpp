@@ -11,7 +11,7 @@
 
 namespace {
 
-// The two operations by what they do with the right operand.
+// The two operations by their treatment of the right operand.
 struct Sum {
     static constexpr const char* name = "plus";
     static constexpr auto arrayOperation = arraysums::Operation::plus;

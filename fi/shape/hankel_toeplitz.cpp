@@ -91,8 +91,8 @@ fi* fi::toeplitz() const {
     if (isreal()) {
         return toeplitz(*row);
     }
-    // The first element is conjugated on the other side than the rest, so a complex one conflicts with itself: callers
-    // know the warning.
+    // The first element is conjugated on the opposite side from the rest, so a complex one conflicts with itself:
+    // callers expect the warning.
     const std::unique_ptr<fi> column = unloggedCopy();
     row->mImag[0].negate();
     for (std::uint64_t i = 1; i < mNumel; ++i) {

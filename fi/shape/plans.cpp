@@ -1,5 +1,5 @@
-// Arrays made by a plan: a host array of doubles that says for each place of a result which element goes there. The
-// host's own subscripts make plans, by running on arrays of positions.
+// Arrays made by a plan: a host array of doubles that names the source element for each position of a result. The
+// host's own subscripts make plans when they run on arrays of positions.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -49,14 +49,14 @@ std::vector<std::uint64_t> dimensionsOf(const hvArray* plan) {
     return {dims.begin(), dims.end()};
 }
 
-/// An assignment of a plan counts a value from 1: positive ones of the array, negative ones of the right side.
+/// In an assignment, a plan's values count from 1: positive ones in the array, negative ones in the right side.
 std::span<const double> checkedAssignment(const hvArray* plan, const fi& array, const fi& right) {
     return checkedPlan(plan, -static_cast<double>(right.numel()), static_cast<double>(array.numel()) + 1.0);
 }
 
 }  // namespace
 
-// Where nothing is quantized or counted, elements that lie in doubles move in one loop a part.
+// Where nothing is quantized or counted, elements held in doubles move in one loop per part.
 
 fi* fi::takenByPlan(const hvArray* plan) const {
     errorIfNotDouble(plan);
@@ -168,7 +168,7 @@ void fi::putByPlan(std::span<const double> plan, const fi* left, const fi& right
             const std::uint64_t underflows = log.getNunderflows();
             *this = *source;
             if (plan[k] > 0.0) {
-                // What a kept element did was counted when it came.
+                // Overflows of a kept element were counted when it was stored.
                 log.setNoverflows(overflows);
                 log.setNunderflows(underflows);
             }
@@ -182,7 +182,7 @@ void fi::subscriptedOverwriteAssignment(const hvArray* plan, const fi& right) {
         hvErrMsg(73);
     }
     if (sharesElementsOf(right)) {
-        // Elements that are overwritten may still be wanted.
+        // Elements that are overwritten may still be needed.
         putByPlan(places, nullptr, *right.detached());
     } else {
         putByPlan(places, nullptr, right);
@@ -225,7 +225,7 @@ fi* fi::subscriptedGrowAssignment(const hvArray* plan, const fi& right) const {
     const std::span<const double> places = checkedAssignment(plan, *this, right);
     const std::vector<std::uint64_t> dims = dimensionsOf(plan);
     if (getLogging()) {
-        // Before the log is copied, or both arrays would report what it has gained.
+        // Before the log is copied; otherwise both arrays would report its changes.
         updateAssignlog(getQlogger());
     }
     auto result = std::make_unique<fi>(dims.data(), dims.size(), getNumericType(), getFimath(),

@@ -25,8 +25,8 @@ void errorIfNotMatrix(const fi& array, const std::string& operation) {
     }
 }
 
-/// Rows and columns change places. In square tiles, so that the columns that are read and the rows that are written
-/// share their cache lines.
+/// Swaps rows and columns, in square tiles, so that the columns that are read and the rows that are written share their
+/// cache lines.
 struct Transposition {
     std::uint64_t rows;
     std::uint64_t columns;
@@ -136,7 +136,7 @@ void errorIfBadDiagonal(const fi& array, double k, const std::string& operation)
     }
 }
 
-/// The number of a diagonal without its fraction; nothing where 64 bits don't hold it.
+/// The number of a diagonal without its fraction; nothing if it doesn't fit in 64 bits.
 std::optional<std::int64_t> wholeDiagonal(double k) {
     return k >= -0x1p63 && k < 0x1p63 ? std::optional(static_cast<std::int64_t>(k)) : std::nullopt;
 }
@@ -146,7 +146,7 @@ std::uint64_t distance(std::int64_t k) {
     return k < 0 ? -static_cast<std::uint64_t>(k) : static_cast<std::uint64_t>(k);
 }
 
-/// A diagonal: the place of its first element, their number, and the step from one to the next.
+/// A diagonal: the position of its first element, the number of elements, and the step from one to the next.
 struct Diagonal {
     std::uint64_t start;
     std::uint64_t count;
@@ -171,7 +171,7 @@ fi* fi::diag(double k) const {
         if (!whole) {
             raiseError("fixedpoint:fi:diag:pmaxsize", "Maximum variable size allowed by the program is exceeded.");
         }
-        // No overflow: elements that exist number less than 2^63, and so far away a diagonal is at most.
+        // No overflow: arrays have fewer than 2^63 elements, and a diagonal is at most that far away.
         const std::uint64_t size = mNumel + distance(*whole);
         const Diagonal places = diagonalOf(size, size, *whole);
         const auto spread = [&](const auto& mover) {

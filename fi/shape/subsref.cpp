@@ -1,5 +1,5 @@
 // Subscripts: one element by its position is read and written here; for all other forms the host's own subscripts run
-// on an array of positions of the same shape, and their result is the plan of what goes where (plans.cpp).
+// on an array of positions of the same shape, and their result is the plan of the moves (plans.cpp).
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -36,7 +36,7 @@ class FirstStep {
     bool isIndex() const { return mIsIndex; }
     bool isLast() const { return mStepCount <= 1; }
     std::size_t indexCount() const { return hvIsCell(mIndices) ? hvGetNumberOfElements(mIndices) : 0; }
-    /// The number in a place, if there is one number.
+    /// The number in an index, if it is a single number.
     std::optional<double> number(std::size_t place) const {
         const hvArray* const value = hvGetCell(mIndices, place);
         if (!hvIsNumeric(value) || !hvIsScalar(value)) {
@@ -73,7 +73,7 @@ hvArrayOwner positions(std::span<const std::uint64_t> dimensions, double first, 
     hvArrayOwner array(hvCreateNumericArray(dims.size(), dims.data(), hvDOUBLE_CLASS));
     double* const values = hvGetPr(array.get());
     const std::size_t count = hvGetNumberOfElements(array.get());
-    // Vectors convert no counts of 64 bits.
+    // Vector instructions don't convert 64-bit counts.
     constexpr std::size_t kBlock = 4096;
     for (std::size_t begin = 0; begin < count; begin += kBlock) {
         const double start = first + step * static_cast<double>(begin);
@@ -88,7 +88,7 @@ hvArrayOwner positions(std::span<const std::uint64_t> dimensions, double first, 
 /// Calls a function of the host; its errors propagate as raised.
 template <class... Arrays>
 hvArrayOwner callHost(int resultCount, const char* name, Arrays*... arguments) {
-    // The host takes its inputs as they are and changes none.
+    // The host doesn't change its inputs.
     hvArray* inputs[] = {const_cast<hvArray*>(arguments)...};
     hvArray* result = nullptr;
     const int status =
@@ -174,7 +174,7 @@ hvArray* fi::subsasgn(hvArray* self, const hvArray* path, const hvArray* right) 
                    "belong to a type that can be cast into a FI object.");
     }
     std::optional<double> place = scalarPosition(step, mM);
-    // A row beyond the last one makes the matrix grow, which is not for this path.
+    // A row beyond the last one makes the matrix grow, which this path doesn't handle.
     if (step.indexCount() == 2 && place && !(*step.number(0) <= static_cast<double>(mM))) {
         place.reset();
     }
@@ -206,7 +206,7 @@ void fi::storeScalar(const hvArray* value, std::uint64_t place) {
 }
 
 hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hvArray* right, double position) {
-    // Truncation takes what lies just below the first element to it.
+    // Truncation maps values just below the first element to it.
     constexpr double kMost = 9223372036854775808.0;
     if (!(position > -kMost && position < kMost)) {
         hvErrMsg(73);
@@ -224,7 +224,7 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
         if (rightCount == 0) {
             const hvArrayOwner plan = planOfDeletion(mDims, path);
             if (getLogging()) {
-                // Before the log is copied, or both arrays would report what it has gained.
+                // Before the log is copied; otherwise both arrays would report its changes.
                 updateAssignlog(getQlogger());
             }
             return convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedDelete(plan.get())));

@@ -1,4 +1,4 @@
-// The types of products: what the operands and the rules make of them, and the register of a specified one.
+// The types of products: derived from the operands and the rules; and the register of a specified type.
 #include <algorithm>
 
 #include "fi/fi.h"
@@ -44,7 +44,7 @@ void fi::initializeProductRegister(const NumericType& sumType, const NumericType
     made->coordinateComplexity(iscomplex(), entryPrecision);
     made->initializeSumRegister(sumType, rules, entryPrecision);
     made->resetLogging();
-    // The old register goes last, as types and rules may be its own.
+    // The old register is destroyed last, since types and rules may be its own.
     mProductRegister = std::move(made);
 }
 
@@ -64,7 +64,7 @@ fi& fi::getProductRegister(const fi& b) const {
     return cleared(*mProductRegister);
 }
 
-// The type is only a key: a register that is made anew follows the rules alone.
+// The type is only a key: a new register follows only the rules.
 fi& fi::getProductRegister(const NumericType& type, const fimath& rules) const {
     if (mProductRegister && mProductRegister->getNumericType().isequivalent(type) &&
         mProductRegister->getFimath().isequal(rules)) {

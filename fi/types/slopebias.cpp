@@ -1,5 +1,5 @@
-// The factors that carry stored values between types with slope and bias. They are computed once for their key of types
-// and always with nearest and saturate, whatever the rules of the operation.
+// The factors for converting stored values between types with slope and bias. They are computed once for their key of
+// types and always with nearest and saturate, whatever the rules of the operation.
 #include <cstdint>
 #include <string>
 
@@ -17,7 +17,7 @@ quantizer correctionQuantizer(const NumericType& type) {
     return quantizer(type, kNearest, kSaturate, std::string(), embedded::OperationTypeEnum::Unspecified, false);
 }
 
-/// Quantizes a double by way of a number of the given precision.
+/// Quantizes a double through a number of the given precision.
 double quantized(double value, const quantizer& format, unsigned precision) {
     number result(value, precision, number::getDefaultForceMultiplePrecision());
     return format.quantize(result).todouble();
@@ -49,7 +49,7 @@ bool holdsKey(const std::unique_ptr<NumericType>& key, const NumericType& type) 
 }  // namespace
 
 // The ratio has as many bits as the reference operand's word, at the best scaling for its magnitude: the correction is
-// computed with what a register of that length can hold and not with the exact ratio.
+// computed with a value that a register of that length can hold, not with the exact ratio.
 double fi::computeSAFCorrection(double denominator, double numerator, const fi& reference) const {
     const double ratio = numerator / denominator;
     NumericType type(reference.isSigned(), reference.getWordLength(), 0);
@@ -103,9 +103,10 @@ void fi::initSlopeCorrectionFactorForTimes(double netSlope, const fi& result) co
     mTimesNetSlope = netSlope;
 }
 
-// The register holds every product of the binary point operands, so what rounds is the conversion of an operand for
-// whose type none with binary point is exact, and the one into the result's type. The sum fields of the rules have no
-// say in a product of real values. All is made before anything is replaced, as the types may not multiply.
+// The register holds every product of the binary point operands, so rounding only occurs in the conversion of an
+// operand for which no binary point type is exact, and in the conversion to the result's type. The sum fields of the
+// rules don't affect a product of real values. Everything is made before anything is replaced, since the product of the
+// types may raise.
 void fi::initParamsForWorstCaseSlopeBiasTimes(const fi& b) const {
     const NumericType& leftType = getNumericType();
     const NumericType& rightType = b.getNumericType();

@@ -1,4 +1,4 @@
-// The types of sums: what the operands and the rules make of them, and the register of a specified one.
+// The types of sums: derived from the operands and the rules; and the register of a specified type.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -104,7 +104,7 @@ void fi::initializeSumRegister(const NumericType& type, const fimath& rules, uns
                                      embedded::OperationTypeEnum::Sum);
     made->coordinateComplexity(iscomplex(), entryPrecision);
     made->resetLogging();
-    // The old register goes last, as type and rules may be its own.
+    // The old register is destroyed last, since type and rules may be its own.
     mSumRegister = std::move(made);
 }
 
