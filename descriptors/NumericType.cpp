@@ -21,14 +21,14 @@ using namespace numerictypetables;
 
 constexpr const char* kInvalidSetting = "TolvaneKit:numerictype:InvalidSetting";
 
-// The modes a refusal names. Callers compare the texts, so none of them is brought into line with another.
+// The modes named in a refusal. Callers compare the texts, so they aren't made consistent with one another.
 constexpr const char* kUnscaledModes = "Double, Single or Boolean";
 constexpr const char* kUnscaledModesInBias = "Double, Single, or Boolean";
 constexpr const char* kModesWithoutExponent =
     "Double, Single, Boolean, Scaled double or Fixed-point: unspecified scaling";
 constexpr const char* kModesWithoutFactor = "Scaled double or Fixed-point: unspecified scaling or binary point scaling";
 
-/// The two arguments of the message about a change that the mode does not allow.
+/// The two arguments of the message for a change that the mode does not allow.
 struct Refusal {
     const char* property;
     const char* modes;
@@ -60,7 +60,7 @@ bool mayStore(Change change, bool isNeutral, const Refusal& warned, const Refusa
 
 const ModeRow& rowOf(const NumericType& type) {
     const ModeRow* row = find(kModes, type.getDataTypeMode());
-    // Every way to store a mode goes through this table or a derivation that ends in it.
+    // Every path that stores a mode goes through this table or a derivation that ends in it.
     return row == nullptr ? *find(kModes, NumericType::DataTypeModeEnum::Double) : *row;
 }
 
@@ -350,7 +350,7 @@ void NumericType::setSlope(double slope) {
                    "Invalid total slope specified; for binary point scaling, the total slope must be an exact power of "
                    "two");
     }
-    // Raises for a scaled double with binary point, in words of its own.
+    // Raises for a scaled double with binary point, with a text of its own.
     setSlopeAdjustmentFactor(factor);
     setFixedExponent(exponent);
 }
@@ -368,7 +368,7 @@ void NumericType::setSlopeAdjustmentFactor(double slopeAdjustmentFactor) {
 }
 
 void NumericType::setBias(double bias) {
-    // Callers compare the warning, so it goes on naming the wrong property.
+    // Callers compare the warning, so it still names the wrong property.
     if (mayStore(rowOf(*this).bias, bias == 0.0, {"SlopeAdjustmentFactor", kUnscaledModesInBias},
                  {"Bias", kModesWithoutFactor})) {
         mProp.Bias = bias;

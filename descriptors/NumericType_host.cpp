@@ -1,4 +1,4 @@
-// A type as the host sees it: signs as host arrays, enumerations as host types, dialog texts, and property events.
+// The host's view of a type: signs as host arrays, enumerations as host types, dialog texts, and property events.
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -50,7 +50,7 @@ class QuietErrors {
     int mOldMode;
 };
 
-/// Hands the number that a text evaluates to, if there is one, to the action.
+/// Passes the number to which a text evaluates, if there is one, to the action.
 template <class Action>
 void withNumber(const char* text, Action&& action) {
     hvArray* result = nullptr;
@@ -66,7 +66,7 @@ void sendValue(OMInterface* interface, const char* name, const Value& newValue) 
     sendPostSet(interface, findProperty(interface, name), static_cast<const void*>(&newValue));
 }
 
-/// A text travels as its characters. The buffer holds the longest of the text forms.
+/// A text is passed as its characters. The buffer holds the longest of the text forms.
 void sendText(OMInterface* interface, const char* name, const NumericType* type,
               void (*write)(char* buffer, const NumericType* type)) {
     char text[31];
@@ -74,7 +74,7 @@ void sendText(OMInterface* interface, const char* name, const NumericType* type,
     sendPostSet(interface, findProperty(interface, name), text);
 }
 
-/// A sign travels as a byte, or as a logical array where the record is of the type that also knows the empty sign.
+/// A sign is passed as a byte, or as a logical array if the record has the type that also allows the empty sign.
 void sendSign(OMInterface* interface, const char* name, bool isSigned) {
     const OMPropInfo* property = findProperty(interface, name);
     if (property != nullptr && std::string_view(property->getDataType()->getName()) == "VELMAR array") {
@@ -100,7 +100,7 @@ hvArray* NumericType::getSpecifiedSignAsHvArray() const {
 }
 
 bool NumericType::getIsSignedFromHvArray(const hvArray* value, const char* name) {
-    // An absent array is of no class at all.
+    // An absent array has no class.
     if (!isNumericOrLogical(value) || !hvIsScalar(value) || hvIsComplex(value)) {
         throwSignedUnsignedException(name);
     }

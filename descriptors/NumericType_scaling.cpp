@@ -39,8 +39,8 @@ void requireSign(const NumericType& type) {
     }
 }
 
-/// Rounds a mantissa to a number of bits behind the point, ties away from zero. A mantissa has at most 53 such bits, so
-/// from 53 bits on there is nothing to round, and below the scaling cannot overflow.
+/// Rounds a mantissa to a number of fraction bits, ties away from zero. A mantissa has at most 53 such bits, so from 53
+/// bits on there is nothing to round, and below the scaling cannot overflow.
 double roundMantissa(double mantissa, std::int64_t bits) {
     if (bits >= 53) {
         return mantissa;

@@ -1,4 +1,4 @@
-// Values on their way into a type: what a type cannot hold at all, and the exceptions about a sign.
+// Checks of values for a type: values that a type cannot hold, and the exceptions about a sign.
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -25,7 +25,7 @@ void checkAll(NumericType::DataTypeEnum dataType, const Value* values, std::uint
                std::string(isNaN ? "NaN" : "Inf") + " cannot be converted to " + target + ".");
 }
 
-/// Cuts a text that contains a name of any length to what the host takes for an id or a message.
+/// Truncates a text that contains a name of any length to the host's limit for an id or a message.
 std::string limited(std::string text) {
     constexpr std::size_t kMaxCharacters = 299;
     text.resize(std::min(text.size(), kMaxCharacters));

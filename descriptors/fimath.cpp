@@ -15,7 +15,7 @@ using EmbeddedTypeSystem::NumericType;
 
 using slopetexts::kInvalidFimathSetting;
 
-/// Raises the error of the property for a length that no word has.
+/// Raises the error of the property for an invalid word length.
 void checkWordLength(int wordLength, const std::string& property) {
     if (wordLength < 1) {
         raiseError("fixedpoint:fimath:NonPositive" + property, property + " must be greater than 0.");
@@ -89,7 +89,7 @@ bool fimath::RegisterRules::isInForceAs(const RegisterRules& other) const {
         case ArithmeticModeEnum::KeepMSB:
             return hasSameLengths(other);
         case ArithmeticModeEnum::SpecifyPrecision:
-            // Callers rely on the word length taking no part here.
+            // Callers rely on the word length being ignored here.
             return fractionLength() == other.fractionLength();
         case ArithmeticModeEnum::FullPrecision:
             break;
@@ -204,7 +204,7 @@ bool fimath::setCStyle(const hvArray* value) {
     }
     const int wordLength = isEmpty ? kDefaultWordLength : intbounds::truncated(hvGetScalar(value));
     if (wordLength != 0) {
-        // 1 is the true of a logical and asks for the preset as such.
+        // 1 is a logical true and requests the default preset.
         setCStyle(wordLength == 1 ? kDefaultWordLength : wordLength);
     }
     return wordLength != 0;

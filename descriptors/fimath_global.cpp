@@ -22,7 +22,7 @@ void fimath::setGlobalFimath(const fimath& source) {
         sGlobalFimath->set(source);
         return;
     }
-    // Copied before the old object goes, which may be the source.
+    // Copied before the old object is destroyed, which may be the source.
     auto replacement = std::make_unique<fimath>(source);
     resetGlobalFimath();
     sGlobalFimath = std::move(replacement);

@@ -1,4 +1,4 @@
-// The rules as the host sees them: enumerations as host types, objects in host values, property events.
+// The host's view of the rules: enumerations as host types, objects in host values, property events.
 #include <cstdint>
 #include <memory>
 #include <string>

@@ -69,7 +69,7 @@ char* newSlopeText(double factor, int exponent, double slope) {
     raiseError("fixedpoint:fimath:string2Fimath", "\nThe '" + std::string(text) + "' enumerated value is invalid.\n");
 }
 
-/// Takes the next line off the text. The end of the text ends a line too; behind it lines are empty and missing.
+/// Takes the next line from the text. The end of the text also ends a line; after it lines are empty and missing.
 class Lines {
  public:
     explicit Lines(const char* text) : mRest(text == nullptr ? "" : text) {}
@@ -103,7 +103,7 @@ class Lines {
     bool mIsMissing = false;
 };
 
-/// Prints a property in a line of its own, the names flush right in one column.
+/// Prints a property in its own line, with right-aligned names.
 void printLine(const std::string& property, const std::string& value) {
     hscPrintf("\n%22s: %s", property.c_str(), value.c_str());
 }

@@ -19,7 +19,7 @@ OperationCounts ofTimes(Operand a, Operand b, bool castsBeforeSum) {
 }
 
 OperationCounts ofMatrixProduct(Operand a, Operand b, bool castsBeforeSum) {
-    // Beside a scalar these are single products, else one of the pairs that are summed.
+    // With a scalar these are single products, otherwise one of the pairs that are summed.
     const std::uint64_t products = a.rows * a.columns * b.columns;
     OperationCounts counts{products, products};
     if (a.elements() != 1 && b.elements() != 1) {
@@ -43,8 +43,8 @@ OperationCounts ofConvolution(std::uint64_t products, bool isComplexA, bool isCo
 
 namespace {
 
-/// Counts the products behind the first `results` of all n + m - 1 results: their number grows by one from result to
-/// result up to the shorter length, stays, and falls in the same way.
+/// Counts the products in the first `results` of all n + m - 1 results: their number per result increases by one up to
+/// the shorter length, stays constant, and decreases in the same way.
 std::uint64_t productsOfFirst(std::uint64_t results, std::uint64_t n, std::uint64_t m) {
     const auto [shorter, longer] = std::minmax(n, m);
     const auto sumTo = [](std::uint64_t last) { return last * (last + 1) / 2; };
@@ -68,7 +68,7 @@ std::uint64_t productsOfCentral(std::uint64_t n, std::uint64_t m) {
     if (n == 0 || m == 0) {
         return 0;
     }
-    // ceil((m - 1) / 2) results go before the middle.
+    // ceil((m - 1) / 2) results precede the middle.
     const std::uint64_t before = m / 2;
     return productsOfFirst(before + n, n, m) - productsOfFirst(before, n, m);
 }

@@ -62,7 +62,7 @@ qlogger::qlogger(std::string tag, embedded::OperationTypeEnum operation, const N
       mMin(defaultNumber(getStartOfMin())),
       mAlwaysLog(alwaysLog),
       mWriteLogOnDestroy(writeLogOnDestroy) {
-    // The map is made before the constructor of the first logger ends, so it outlives static loggers too.
+    // The map is made before the constructor of the first logger ends, so it also outlives static loggers.
     filog::getLogMap();
 }
 

@@ -15,7 +15,7 @@ struct Texts {
     std::string_view underflow;
 };
 
-/// All texts, by what is reported. No report sends `longProducts`, which completes the table: like the plain text, that
+/// All texts, by kind of report. No report sends `longProducts`, which completes the table: like the plain text, that
 /// of products exists in both widths of the count.
 struct Table {
     Texts simple{"%ld overflow%s occurred in the fi %s operation.", "%ld underflow%s occurred in the fi %s operation."};

@@ -31,7 +31,7 @@ void* allocateBytes(std::uint64_t bytes, embeddedNumberTags::UnsetVector) {
     return bsMalloc(bytes);
 }
 
-/// Returns memory for bsFree that holds so many doubles from the start of a cache line on. Raises
+/// Returns memory for bsFree that holds this many doubles, starting at a cache line. Raises
 /// "fixedpoint:fi:outofmemory".
 template <class Tag>
 void* allocate(std::uint64_t count, Tag tag) {
@@ -160,7 +160,7 @@ void doublenumber::stridesort2(double* index, bool ascending, std::uint64_t stri
 int doublenumber::unbiasedexponent() const {
     const auto field = static_cast<int>((bits() & exponentBits) >> 52);
     if (field != 0 && field != 0x7ff) return field - 1023;
-    // The host runtime leaves the exponent of infinity and NaN open; they count as zero does.
+    // The host runtime leaves the exponent of infinity and NaN unspecified; they are treated like zero.
     int exponent = 0;
     if (field == 0) std::frexp(getelement(), &exponent);
     return exponent - 1;

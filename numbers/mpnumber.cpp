@@ -17,7 +17,7 @@
 
 namespace {
 
-/// A float and its significand in one piece of memory.
+/// A float and its significand in one block of memory.
 std::uint64_t floatBytes(mpfr_prec_t precision) {
     return sizeof(__mpfr_struct) + mpfr_custom_get_size(precision);
 }
@@ -147,10 +147,10 @@ mpnumber& mpnumber::operator=(const mpnumber& source) {
     return *this;
 }
 
-/// Widens the current element to the precision of the value when it has less, and sets it.
+/// Widens the current element to the precision of the value if it has less, and sets it.
 void mpnumber::assign(mpfr_srcptr value) {
     if (mpfr_get_prec(getelement()) < mpfr_get_prec(value)) {
-        // The value may live in this very array, whose old floats stay in place while they are copied.
+        // The value may be in this array, whose old floats stay in place while they are copied.
         state().replace(mCursor, mpfr_get_prec(value));
     }
     mpfr_set(getmodifiableelement(), value, MPFR_RNDN);
@@ -239,7 +239,7 @@ void mpnumber::stridesort2(double* index, bool ascending, std::uint64_t stride, 
 }
 
 mpfr_exp_t mpnumber::getexponent() const {
-    // Other values keep a mark of their kind in the place of the exponent.
+    // Other values have a mark of their kind in place of the exponent.
     return mpfr_regular_p(getelement()) != 0 ? mpfr_get_exp(getelement()) : 0;
 }
 
@@ -261,7 +261,7 @@ void mpnumber::disp() const {
 }
 
 const mpnumber& mpnumber::getOneHalf() {
-    // Made on first use and never destroyed, so that objects of any lifetime may round.
+    // Made on first use and never destroyed, so that objects of any lifetime can round.
     static const mpnumber& sOneHalf = *new mpnumber(0.5, 64);
     return sOneHalf;
 }

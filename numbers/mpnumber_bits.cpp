@@ -16,8 +16,7 @@
 
 namespace {
 
-/// Returns the stored integer of x, which is changed on the way. The word is all that counts, so higher powers of two
-/// need not be built.
+/// Returns the stored integer of x, which is changed. Only the word matters, so higher powers of two need not be built.
 gmpinteger takeWord(mpfr_ptr x, int exponent, mpfr_srcptr twoToWordlength) {
     const mpfr_exp_t wordBits = mpfr_regular_p(twoToWordlength) ? mpfr_get_exp(twoToWordlength) - 1 : 0;
     return takeStoredInteger(x, exponent, twoToWordlength, wordBits > 0 ? static_cast<mp_bitcnt_t>(wordBits) : 0);

@@ -1,7 +1,7 @@
 // Radix, text and word-array conversions of multi-precision elements.
 //
 // Every fixed-point form starts from the stored integer m * 2^(g + fractionlength), truncated, of an element m * 2^g.
-// Exponents reach 2^62, so an integer is only built as far as the caller's field can show it.
+// Exponents reach 2^62, so an integer is only computed as far as the caller's field can show it.
 #include <gmp.h>
 #include <mpfr.h>
 
@@ -24,13 +24,13 @@
 
 namespace {
 
-/// The characters that a caller gave for a text, and the base of the digits in them.
+/// The caller's characters for a text, and the base of the digits in them.
 struct TextField {
     char* out;
     std::size_t length;
     int base;
 
-    /// GMP knows digits for these bases; in any other one there is nothing to write but zeros.
+    /// GMP has digits for these bases; for any other base only zeros are written.
     bool hasDigits() const { return base >= 2 && base <= 62; }
     /// Returns base^length, which the integers that don't fit in the field reach or exceed.
     gmpinteger modulus() const {
@@ -103,7 +103,7 @@ void writeZeros(const TextField& field) {
 /// Returns the integer of a text, zero for one that GMP refuses.
 gmpinteger parsed(const char* text, int base) {
     gmpinteger value;
-    // GMP leaves its behaviour open for other bases; base 0 reads the prefixes of C.
+    // GMP leaves its behaviour unspecified for other bases; base 0 reads the prefixes of C.
     const bool known = base == 0 || (base >= 2 && base <= 62);
     if (!known || mpz_set_str(value, text, base) != 0) mpz_set_ui(value, 0);
     return value;
@@ -128,7 +128,7 @@ long clampedToLong(const gmpinteger& value) {
 }  // namespace
 
 void mpnumber::fixed2sdec(char* out, unsigned length, unsigned /*wordlength*/, int fractionlength) const {
-    // A negative length of a caller arrives here as a huge one.
+    // A caller's negative length arrives here as a huge one.
     if (length == 0 || length > static_cast<unsigned>(INT_MAX)) return;
     const TextField field{out, length, 10};
     const MantissaAndExponent parts = splitElement(getelement());
@@ -269,7 +269,7 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
         mpz_tdiv_q_2exp(exponentField, z, fractionBits);
         mpz_tdiv_r_2exp(fraction, z, fractionBits);
     } else {
-        // Beyond 64 bits the field exceeds every exponent, so its exact value no longer counts.
+        // Beyond 64 bits the field exceeds every exponent, so its exact value no longer matters.
         mpz_mul_2exp(exponentField, z, static_cast<mp_bitcnt_t>(std::min(-static_cast<long>(fractionlength), 64L)));
     }
     const long exponent = clampedToLong(exponentField) - exponentmax;

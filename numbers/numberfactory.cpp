@@ -20,7 +20,7 @@ numberrepbody* make(Arguments&&... arguments) {
     }
 }
 
-/// Makes a body of the same kind as the source, from the source and what else is given.
+/// Makes a body of the same kind as the source, from the source and the other arguments.
 template <class... Arguments>
 numberrepbody* makeLike(const numberrepbody* source, Arguments... arguments) {
     switch (source->gettype()) {
@@ -45,7 +45,7 @@ numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint3
     if (precision < multiplePrecisionFrom) {
         return make<doublenumber>(count, precision, tag);
     }
-    // A multi-precision float has to be a value, and zero costs no more than another.
+    // A multi-precision float must have a value, and zero costs no more than another.
     return make<mpnumber>(count, precision, Tags::NumberVector::tag);
 }
 

@@ -1,5 +1,5 @@
-// The conversions of bodies of either kind: a double body runs through a multi-precision temporary, so that texts and
-// word arrays of any length have one implementation.
+// The conversions of bodies of either kind: a double body is converted through a multi-precision temporary, so that
+// texts and word arrays of any length have one implementation.
 #include <algorithm>
 #include <cstdint>
 
@@ -9,7 +9,7 @@
 namespace {
 
 /// Makes the temporary of a double body, at the precision of its word. Word lengths end at 65535, beyond which more
-/// precision would only cost memory; a negative one asks for the smallest.
+/// precision would only cost memory; a negative one gets the smallest.
 template <class WordLength>
 mpnumber temporaryOf(const numberrepbody& body, WordLength wordlength) {
     constexpr WordLength widestWord = 65535;

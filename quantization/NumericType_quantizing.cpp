@@ -46,8 +46,8 @@ int lowestBitExponent(double value) {
     return exponent - kBits + std::countr_zero(bits);
 }
 
-/// The smallest fraction length at which both values are still multiples of the step, or none when there is no value to
-/// go by: for two zeros, and for what is not finite.
+/// The smallest fraction length at which both values are still multiples of the step, or none if no value determines
+/// it: for two zeros, and for values that aren't finite.
 std::optional<int> smallestFractionLength(double a, double b) {
     if (!std::isfinite(a) || !std::isfinite(b) || (a == 0.0 && b == 0.0)) {
         return std::nullopt;
@@ -111,7 +111,7 @@ NumericType NumericType::convertSlopeBiasToBinaryPoint(int count, const int* wor
     NumericType fixedType(result);
     fixedType.setDataType(DataTypeEnum::Fixed);
 
-    // The slope as the word can hold it, and the real-world range of the type with that slope.
+    // The slope as rounded to the word, and the real-world range of the type with that slope.
     fixedType.fxpBestPrecisionExponent(std::fabs(factor));
     quantizer format = plainQuantizer(fixedType);
     const double heldFactor = quantized(factor, format);
@@ -132,7 +132,7 @@ NumericType NumericType::convertSlopeBiasToBinaryPoint(int count, const int* wor
     const int minWordBits = isLowNegative ? 2 : 1;
     double heldSlope = 0.0;
     double heldBias = 0.0;
-    // The second round looks for the bias that the last candidate of the first could hold.
+    // The second pass searches for the bias that the last candidate of the first could hold.
     bool isFound = false;
     for (int round = 0; round < 2 && !isFound && count > 0; ++round) {
         for (int i = 0; i < count && !isFound; ++i) {

@@ -1,4 +1,4 @@
-// The array entrances of a quantizer: vector kernels where the format allows them, else the stored element function.
+// The array functions of a quantizer: vector kernels if the format allows them, otherwise the stored element function.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -74,7 +74,7 @@ void quantizer::quantize(std::span<const double> in, std::span<double> out) cons
     const arraykernels::Selection selection{mMode, mRoundMode, mOverflowMode};
     arraykernels::Statistics* const wanted = counting ? &statistics : nullptr;
     const bool isFixed = isSignedFixed() || isUnsignedFixed();
-    // The kernels go by the description, which a function that stayed behind does not follow.
+    // The kernels follow the description, which an element function kept from before does not match.
     const bool hasKernels = mFunctionFits && arraykernels::areAvailable();
     if (hasKernels && isFloat(mMode) && floatKernelServes(*this)) {
         arraykernels::quantizeFloatArray(selection, floatLimits(*this), in.data(), out.data(), in.size(), wanted);

@@ -19,7 +19,7 @@ namespace {
 using EmbeddedTypeSystem::NumericType;
 using Range = tbb::blocked_range<std::size_t>;
 
-/// What is the same for words of all kinds.
+/// The parts common to words of all kinds.
 struct Job {
     std::span<const double> in;
     std::span<double> out;

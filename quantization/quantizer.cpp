@@ -46,7 +46,7 @@ void requireFloatFormat(RealPoint format) {
     requireExponentBelow(format.second, format.first);
 }
 
-/// Whether 2^n and 2^-n are normal doubles with room to spare; see the proof at `quantizer::updatelimits`.
+/// Whether 2^n and 2^-n are normal doubles with a margin; see the proof at `quantizer::updatelimits`.
 bool isEasyExponent(std::int64_t n) {
     return n >= -900 && n <= 900;
 }
@@ -208,7 +208,7 @@ void quantizer::setWordlength(int wordlength) {
 
 void quantizer::setFractionlength(int fractionlength) {
     if (mMode == ModeEnum::Float) {
-        // The place is that of the exponent length.
+        // It takes the place of the exponent length.
         requireFloatFormat({mFormat.first, static_cast<double>(fractionlength)});
     }
     mFormat.second = fractionlength;
@@ -382,13 +382,13 @@ std::unique_ptr<quantizer::Constants> quantizer::wordConstants() const {
     return result;
 }
 
-// Out of line, so that the element functions carry nothing of it.
+// Out of line, to keep it out of the element functions.
 void quantizer::makeConstants() const {
     mConstants = wordConstants();
 }
 
-// Where doubles carry all constants exactly, the limits are known without making a single number. Elsewhere the
-// constants are made at once, and `updatelimits` looks at them.
+// Where doubles carry all constants exactly, the limits are known without making a single number. Otherwise the
+// constants are made at once, and `updatelimits` checks them.
 void quantizer::updatewordlimits() {
     const std::int64_t rangeExponent = std::int64_t{mWordlength} - mFractionlength;
     mConstants.reset();

@@ -1,7 +1,7 @@
 // The element functions, their table, and the selection of one.
 //
 // Each function works on plain doubles when the element is one and the quantizer's constants are exactly doubles, and
-// else through the operations of `number`. Both give the same values, counts and extremes in every bit.
+// otherwise through the operations of `number`. Both give the same values, counts and extremes in every bit.
 #include <algorithm>
 #include <bit>
 #include <climits>
@@ -229,7 +229,7 @@ number& quantizer::QuantizeSingle(number& x) const {
         if (std::isinf(single)) {
             mLogger.nOverflowsPlusOne();
         } else {
-            // Looks at the unchanged value, so a value that is too small for a single is not counted.
+            // Checks the unchanged value, so a value that is too small for a single is not counted.
             checkunderflow(x);
         }
     }
@@ -323,7 +323,7 @@ struct quantizer::Functions {
 
 void quantizer::updatequantizer() {
     using Mode = embedded::QuantizerModeEnum;
-    // A negative value outside the enumerations becomes a large index, so it is unknown too.
+    // A negative value outside the enumerations becomes a large index, so it is also unknown.
     const auto round = static_cast<std::size_t>(mRoundMode);
     const auto overflow = static_cast<std::size_t>(mOverflowMode);
     const bool knowsRound = round < Functions::roundModes;
@@ -344,7 +344,7 @@ void quantizer::updatequantizer() {
             }
             break;
         case Mode::Single:
-            // Always this one: ties of a single go away from zero, and `QuantizeSingle` is never chosen.
+            // Always this one: ties of a single round away from zero, and `QuantizeSingle` is never chosen.
             function = Functions::QuantizeFloatRound;
             break;
         case Mode::None:

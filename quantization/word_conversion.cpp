@@ -16,7 +16,7 @@ using EmbeddedTypeSystem::NumericType;
 
 constexpr int kChunkBits = 32;
 
-/// Where a bit of a long word lies.
+/// The position of a bit in a long word.
 struct BitPlace {
     std::size_t chunk;
     std::size_t bit;
@@ -28,7 +28,7 @@ BitPlace placeOf(std::size_t position) {
     return {position / kChunkBits, position % kChunkBits};
 }
 
-/// What rounding looks at: the highest dropped bit, whether any below it is set, and the lowest bit that stays.
+/// The inputs of rounding: the highest dropped bit, whether any below it is set, and the lowest bit that is kept.
 struct Dropped {
     bool top;
     bool below;
@@ -73,7 +73,7 @@ class SourceWord {
         if (position >= kBits) {
             return sign();
         }
-        // The chunk below the lowest one makes positions below 0 like the others.
+        // The chunk below the lowest one lets positions below 0 be treated like the others.
         const BitPlace place = placeOf(static_cast<std::size_t>(position + kChunkBits));
         const std::array<std::uint32_t, 4> all = {0, mChunks[0], mChunks[1], sign()};
         const std::uint64_t pair = all[place.chunk] | static_cast<std::uint64_t>(all[place.chunk + 1]) << kChunkBits;
@@ -119,7 +119,7 @@ class SourceWord {
         if (position == 0) {
             return false;
         }
-        // A word that isn't 0 has a bit among its own, so the copies of the sign decide nothing.
+        // A nonzero word has a bit set among its own, so the copies of the sign don't matter.
         const BitPlace last = placeOf(static_cast<std::size_t>(std::min(position, kBits) - 1));
         const std::uint32_t upper = mChunks[last.chunk] & mask_lsNBitsOne[last.bit];
         return upper != 0 || (last.chunk == 1 && mChunks[0] != 0);
@@ -249,8 +249,8 @@ void convertToWord(double v, const NumericType& type, int roundCode, bool satura
 
 template <class T>
 double valueOfWord(std::span<const T> word, const NumericType& type) {
-    // By the type and not by the top chunk alone: of an unsigned word of 64 bits its top bit is 2^63, and the word of
-    // an infinity that saturates is the greatest value and not -1.
+    // By the type and not only by the top chunk: of an unsigned word of 64 bits its top bit is 2^63, and the word of an
+    // infinity that saturates is the greatest value and not -1.
     const bool isNegative = type.isSigned() && static_cast<std::make_signed_t<T>>(word.back()) < 0;
     double value = 0.0;
     std::int64_t position = type.getFixedExponent();

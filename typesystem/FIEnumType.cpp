@@ -107,7 +107,7 @@ OMClass* FIEnumType::getOMClass() const {
 }
 
 void FIEnumType::addCheckSum(MD5CheckSumModEndian& sum) const {
-    // The sum takes four bytes for each letter of the word: the word and then zeros.
+    // The sum uses four bytes for each letter of the word: the word and then zeros.
     constexpr unsigned char kWord[24] = {'f', 'i', 'e', 'n', 'u', 'm'};
     sum.addn(kWord, sizeof(kWord));
     sum.addInt32(mNumBits);

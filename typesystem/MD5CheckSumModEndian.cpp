@@ -19,7 +19,7 @@ unsigned char firstByteOf(const int& value) {
     return first;
 }
 
-/// The one place that turns bytes around.
+/// The one place that reverses bytes.
 template <class Word>
 Word swappedIf(bool isSwapped, Word word) {
     if (!isSwapped) {

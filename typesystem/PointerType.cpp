@@ -92,7 +92,7 @@ OMClass* PointerType::getOMClass() const {
     return ClassRecordOf<PointerType>::get("pointertype");
 }
 
-// A chain of pointers may have been made as long as memory allows, so this walks it down and up again by loops.
+// A chain of pointers may be as long as memory allows, so this walks it down and up again in loops.
 void PointerType::addCheckSum(MD5CheckSumModEndian& sum) const {
     std::vector<const PointerType*> chain;
     const Type* type = this;

@@ -119,7 +119,7 @@ void StructType::setElements(const Vector* elements) {
     }
     errorIfNamesClash(handles);
     std::vector<HandleReference> copies = copiesOf(handles, [](OMInterface* handle) { return handle; });
-    // The old elements go last, when the structure is whole.
+    // The old elements are destroyed last, when the structure is complete.
     mElements.swap(copies);
 }
 

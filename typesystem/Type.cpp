@@ -25,7 +25,7 @@ void storeText(std::string& target, const char* text) {
     target = text;
 }
 
-// The handle and the two flags of its end are each object's own.
+// Each object has its own handle and the two flags for its destruction.
 Type::Type(const Type& other)
     : mIdentifier(other.mIdentifier), mName(other.mName), mReadOnly(other.mReadOnly), mVolatile(other.mVolatile) {}
 
@@ -40,7 +40,7 @@ Type& Type::operator=(const Type& other) {
 }
 
 Type::~Type() {
-    // Giving up the handle may run the host's destroy step, which must then leave this object alone.
+    // Releasing the handle may run the host's destroy operation, which must then leave this object alone.
     mBeingDeleted = true;
     if (mCanDeleteOMI) {
         OMInterface::operator delete(mInterface);

@@ -25,9 +25,9 @@ StructType* TypeCycles::sFirst = nullptr;
 std::size_t TypeCycles::sCount = 0;
 std::size_t TypeCycles::sNextCollection = kFirstCollection;
 
-/// What is reached from the structures that have handles: types and elements by their handles, and the references that
-/// they hold on one another. A type without a handle, or whose handle was replaced, counts as outside, and so do its
-/// references.
+/// The graph reachable from the structures that have handles: types and elements by their handles, and the references
+/// that they hold on one another. A type without a handle, or whose handle was replaced, counts as outside, and so do
+/// its references.
 class TypeCycles::Graph {
  public:
     Graph() {
@@ -42,7 +42,7 @@ class TypeCycles::Graph {
         }
     }
 
-    /// Returns a reference on each structure that nothing outside keeps.
+    /// Returns a reference on each structure that isn't kept alive from outside.
     std::vector<std::pair<StructType*, HandleReference>> findUnheld() {
         std::vector<std::size_t> held;
         for (std::size_t i = 0; i < mNodes.size(); ++i) {
@@ -128,7 +128,8 @@ class TypeCycles::Graph {
 
 std::size_t TypeCycles::collect() {
     const auto unheld = Graph().findUnheld();
-    // Every cycle has a structure in it, so without the elements of these all counts fall to what is left here.
+    // Every cycle contains a structure, so without the elements of these all counts drop to the remaining references
+    // here.
     for (const auto& [structure, reference] : unheld) {
         std::vector<HandleReference> elements;
         structure->mElements.swap(elements);
@@ -141,7 +142,7 @@ void TypeCycles::enter(StructType* structure) {
         try {
             collect();
         } catch (const std::bad_alloc&) {
-            // Without memory to look for cycles they stay until the next time.
+            // Without memory for the search, cycles remain until the next time.
         }
         sNextCollection = std::max(2 * sCount, kFirstCollection);
     }

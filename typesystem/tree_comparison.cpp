@@ -22,7 +22,7 @@ namespace {
 
 using Pair = std::pair<const Type*, const Type*>;
 
-/// Leaves the base types of two types of one class to be compared; two types without a base type differ.
+/// Adds the base types of two types of one class to the comparison; two types without a base type differ.
 template <class Composite>
 bool addBases(const Composite& a, const Composite& b, std::vector<Pair>& parts) {
     if (a.getBaseType() == nullptr || b.getBaseType() == nullptr || !a.Type::operator==(b)) {
@@ -32,7 +32,7 @@ bool addBases(const Composite& a, const Composite& b, std::vector<Pair>& parts) 
     return true;
 }
 
-/// Leaves the types of two elements to be compared, unless both are without one.
+/// Adds the types of two elements to the comparison, unless both have none.
 bool addElement(const StructElement* a, const StructElement* b, std::vector<Pair>& parts) {
     if (a == b) {
         return true;
@@ -88,7 +88,7 @@ bool areAlike(const Type& a, const Type* b, std::vector<Pair>& parts) {
 /// Which pairs of types are equal. Results of one query are reused by the next: no pair is examined twice, whether
 /// equal or different.
 ///
-/// A walk over the pairs that leave one another to be compared ends at the first difference. Each pair that it entered
+/// A walk over the pairs that add one another to the comparison ends at the first difference. Each pair that it entered
 /// is then known: the walk settles pairs that depend on one another together, as soon as all of them are finished, and
 /// each pair that isn't settled yet leads to the current one.
 class Equality {
@@ -164,13 +164,13 @@ class Equality {
         mUnsettled.resize(first);
     }
 
-    // A place among the unsettled pairs, or the outcome.
+    // A position among the unsettled pairs, or the outcome.
     std::map<Pair, std::size_t> mPlaces;
     std::vector<Pair> mUnsettled;
     std::vector<Step> mPath;
 };
 
-/// The pairs that have to convert for one pair to do so, each offered at most once, and what is known of equality.
+/// The pairs that have to convert for one pair to do so, each offered at most once, and known results of equality.
 class Conversions {
  public:
     Conversions(const Type& from, const Type* to) { add(&from, to); }
