@@ -16,8 +16,8 @@ namespace front {
 
 namespace {
 
-/// An operand as a `fi`: a host array in the other one's word length, signed where it has to be, at the best precision
-/// for its values.
+/// An operand as a `fi`: a host array in the other one's word length, signed if necessary, at the best precision for
+/// its values.
 Value asFi(Session& session, const Value& operand, const Value& other) {
     if (isFi(operand)) {
         return operand;
@@ -34,7 +34,7 @@ Value asFi(Session& session, const Value& operand, const Value& other) {
     return session.construct(arrayClass, {asNumbers(operand), type, Value(false)});
 }
 
-/// The least power of two that is near a magnitude in the array, as its exponent; 0 when there is none.
+/// The least power of two near a magnitude in the array, as its exponent; 0 if there is none.
 double leastExponent(const Value& array) {
     const std::vector<double> real = array.toDoubles();
     const std::vector<double> imaginary = array.toImaginaries();
@@ -53,7 +53,7 @@ double leastExponent(const Value& array) {
     return least.value_or(0);
 }
 
-/// A type as far as quotients depend on it.
+/// The parts of a type on which quotients depend.
 struct Word {
     explicit Word(const Value& type)
         : dataType(type.get("DataType").toText()),
@@ -128,7 +128,7 @@ Value callBy(Session& session, const char* method, const Value& array, const Val
     return session.call(method, arguments);
 }
 
-/// Magnitudes of floating-point elements, in which squares could overflow.
+/// Magnitudes of floating-point elements, whose squares could overflow.
 Value floatMagnitudes(Session& session, const Value& array) {
     const Value values = session.get(array, "double");
     const std::vector<double> real = values.toDoubles();
@@ -157,7 +157,7 @@ Value abs(Session& session, const Value& array, const Value& type, const Value& 
         }
         return session.call("times", {values, values});
     };
-    // A type that a `fi` has is one of its own to change.
+    // The type of a `fi` is its own, so it may be changed.
     const Value wanted = (type.isObject() ? session.construct(arrayClass, {Value(), type}) : array).get("numerictype");
     if (wanted.get("SignednessBool").isEmpty()) {
         wanted.set("SignednessBool", false);

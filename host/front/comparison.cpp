@@ -57,7 +57,7 @@ bool agree(Session& session, const Value& a, const Value& b, std::span<const cha
         properties, [&](const char* property) { return session.get(a, property) == session.get(b, property); });
 }
 
-/// What isn't zero; a complex number isn't when one of its parts isn't.
+/// Truth values: a value is true if it isn't zero; a complex value, if either part isn't.
 std::vector<bool> truthsOf(Session& session, const Value& value) {
     std::vector<bool> truths(elementCount(dimensionsOf(session, value)));
     const auto mark = [&truths](const std::vector<double>& part) {

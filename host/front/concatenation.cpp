@@ -45,7 +45,7 @@ Value planOf(const Along& left, const Along& right) {
     return doubles(left.withLength(left.length + right.length), plan);
 }
 
-/// An array that is to be joined, and its sizes along the joint.
+/// An array to be joined, and its sizes relative to the joined dimension.
 struct Part {
     Passing array;
     Along shape;
@@ -55,7 +55,7 @@ class Joiner {
  public:
     Joiner(Session& session, Part empty) : mSession(session), mEmpty(std::move(empty)) {}
 
-    /// Joins the parts one after another; the log of the result has seen them all.
+    /// Joins the parts one after another; the log of the result covers all of them.
     Part inTurn(std::span<const Part> parts) const {
         Part joined = pair(mEmpty, parts[0]);
         for (const Part& part : parts.subspan(1)) {
@@ -63,7 +63,7 @@ class Joiner {
         }
         return joined;
     }
-    /// Joins neighbours first, so that an element moves a few times only, however many parts there are.
+    /// Joins neighbours first, so that an element moves only a few times, however many parts there are.
     Part inPairs(std::span<const Part> parts) const {
         const std::size_t half = parts.size() / 2;
         return parts.size() == 1 ? pair(mEmpty, parts[0])

@@ -26,7 +26,7 @@ bool hasSetting(const Value& object, const std::string& name) {
     return property != nullptr && property->isExternalSetAccess();
 }
 
-/// The error of a setting that there is not, with one of those that there are.
+/// The error of an unknown setting, with a suggestion from the known ones.
 [[noreturn]] void failForUnknown(const std::string& name, const std::string& made, std::span<const Value> objects) {
     std::vector<std::string> names;
     for (const Value& object : objects) {
@@ -40,7 +40,7 @@ bool hasSetting(const Value& object, const std::string& name) {
          "'" + name + "' is no property that " + made + " can be made with." + hostref::suggestion(name, names));
 }
 
-/// Compares what was kept with what was given; a value of another kind was converted.
+/// Compares the stored value with the given one; a value of another kind was converted.
 bool isSame(const Value& kept, const Value& given) {
     if (given.isObject() || given.isEmpty() || hvIsChar(kept.array()) != hvIsChar(given.array())) {
         return true;
@@ -51,7 +51,7 @@ bool isSame(const Value& kept, const Value& given) {
 /// Sets a property of a type or of rules, which may refuse it without an error.
 void setOrThrow(Session& session, const Value& object, const Setting& setting) {
     session.set(object, setting.name, setting.value);
-    // The mode would be read with advice against it.
+    // Reading the mode would warn.
     const std::string readName = setting.name == "DataTypeMode" ? "DataTypeModeNoWarning" : setting.name;
     const OMPropInfo* const property = object.interface()->getClass()->getProperty(readName.c_str());
     if (property->isExternalGetAccess() && !isSame(session.get(object, readName), setting.value)) {
@@ -60,7 +60,7 @@ void setOrThrow(Session& session, const Value& object, const Setting& setting) {
     }
 }
 
-/// Properties that make a type what it is, each after those that it depends on.
+/// The defining properties of a type, each after those that it depends on.
 constexpr const char* typeProperties[] = {"DataTypeMode",          "Signedness", "WordLength",      "FixedExponent",
                                           "SlopeAdjustmentFactor", "Bias",       "DataTypeOverride"};
 
@@ -68,7 +68,7 @@ Value copyOfType(Session& session, const Value& type) {
     Value copy = session.construct(typeClass);
     for (const char* const property : typeProperties) {
         const char* const readName = std::string_view(property) == "DataTypeMode" ? "DataTypeModeNoWarning" : property;
-        // A type refuses what its mode settles, even where nothing would change.
+        // A type refuses properties determined by its mode, even if nothing would change.
         if (const Value value = session.get(type, readName); session.get(copy, readName) != value) {
             session.set(copy, property, value);
         }
@@ -106,7 +106,7 @@ bool isMark(const Setting& setting) {
     return setting.name == "Tag" || setting.name == "fimathislocal";
 }
 
-/// What is known of an array that is to be made.
+/// The known properties of an array to be made.
 class Recipe {
  public:
     explicit Recipe(Session& session) : mSession(session) {}
@@ -124,7 +124,7 @@ class Recipe {
     Value emptyOf(const Value& type) const;
     Value madeOfFi();
     Value madeOfNumbers();
-    /// The type as it is so far: at first that of a `fi` that is given, else the default one without its scaling.
+    /// The type so far: initially that of a given `fi`, otherwise the default one without its scaling.
     const Value& type();
     Value rules() const;
 
@@ -191,21 +191,21 @@ bool isInDoubles(const Value& values) {
     double greatest = 0;
     for (const std::vector<double>& part : {values.toDoubles(), values.toImaginaries()}) {
         for (const double value : part) {
-            // NaN stays, as it is smaller than nothing.
+            // NaN is taken, since it fails the comparison.
             greatest = std::fabs(value) <= greatest ? greatest : std::fabs(value);
         }
     }
     return std::isnormal(greatest);
 }
 
-/// The type with its scaling: the best precision for host numbers where it has none.
+/// The type with its scaling: the best precision for host numbers if it has none.
 Value withScaling(Session& session, const Value& type, const Value& values) {
     const bool isOpen = session.call("isscalingunspecified", {type}).toBool();
     return isOpen ? session.callStatic(arrayClass, "GetBestPrecisionForHvArray", {type, values}) : type;
 }
 
-/// As above for a `fi` of words. For words that doubles don't hold either, values beyond doubles are looked at under
-/// other exponents.
+/// As above for a `fi` of words. For words beyond doubles as well, values beyond doubles are examined with other
+/// exponents.
 Value withScalingForWords(Session& session, const Value& type, const Value& array) {
     if (!session.call("isscalingunspecified", {type}).toBool()) {
         return type;
@@ -281,7 +281,7 @@ Value Recipe::madeOfNumbers() {
     Value made = emptyOf(withScaling(mSession, type(), values));
     const bool hasRules = rules().isObject();
     if (!hasRules) {
-        // As the class constructs from numbers, whatever the global rules say.
+        // Like the class's construction from numbers, regardless of the global rules.
         mSession.set(made, "RoundMode", "nearest");
         mSession.set(made, "OverflowMode", "saturate");
     }

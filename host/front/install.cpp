@@ -40,7 +40,7 @@ Results ofTruths(Session& session, int /*resultCount*/, Values arguments) {
     return {joinTruths(session, rule, arguments[0], arguments[1])};
 }
 
-/// An array, a type and rules, of which the last two may be left out.
+/// An array, a type and rules; the last two may be omitted.
 template <auto compute>
 Results byTypeAndRules(Session& session, int /*resultCount*/, Values arguments) {
     const bool hasType = arguments.size() > 1 && isObjectOf(arguments[1], typeClass);
@@ -62,7 +62,7 @@ Results sumCall(Session& session, int /*resultCount*/, Values arguments) {
     return {sum(session, arguments[0], dimensionIn(arguments, 1))};
 }
 
-/// "max(a, b)", or "max(a)" and "max(a, [], dimension)" with the places as second result.
+/// "max(a, b)", or "max(a)" and "max(a, [], dimension)" with the positions as second result.
 template <auto ofTwoArrays, auto along>
 Results extremes(Session& session, int resultCount, Values arguments) {
     if (arguments.size() == 2) {
@@ -95,8 +95,8 @@ Results firstobjCall(Session& /*session*/, int /*resultCount*/, Values arguments
     return {firstobj(arguments)};
 }
 
-/// Shows values, type, rules and tag, as the class itself does where it has no method for it. It prints, so it is there
-/// as a method alone: a session collects what its calls print.
+/// Shows values, type, rules and tag, as the class does without such a method. It prints, so it exists only as a
+/// method: a session collects the printed text of its calls.
 Results dispCall(Session& session, int /*resultCount*/, Values arguments) {
     const Value& array = arguments[0];
     if (isEmpty(session, array)) {
@@ -162,7 +162,7 @@ constexpr Row methods[] = {
     {"xor", 2, 2, 1, ofTruths<isXor>},
 };
 
-/// The function with its counts tested.
+/// The function with a check of its counts.
 hostref::SessionFunction functionOf(const Row& row) {
     return [&row](Session& session, int resultCount, Values arguments) {
         if (arguments.size() < row.fewest) {

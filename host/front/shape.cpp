@@ -84,7 +84,7 @@ Passing::~Passing() {
     try {
         mSession->call(0, "resetlogging", {mValue});
     } catch (const hostref::HostError&) {
-        // The array goes in any case; its log is written a second time then.
+        // The array is destroyed in any case; its log is then written a second time.
     }
 }
 
@@ -115,7 +115,7 @@ Passing Along::inFront(Session& session, const Value& array) const {
             }
         }
     }
-    // What a vector takes from another one comes in the direction of the array.
+    // Elements that a vector selects from another vector have the direction of the array.
     const Passing moved(session, session.index(array, {hostref::paren(doubles(matrix, places))}));
     return Passing(session, reshaped(session, moved, matrix));
 }

@@ -63,7 +63,7 @@ TypeKind classify(const OMDataType* type) {
     return {};
 }
 
-/// Types live as long as the process, so that an entry stays right.
+/// Types live as long as the process, so an entry stays valid.
 const TypeKind& kindOf(const OMDataType* type) {
     static auto& kinds = *new std::unordered_map<const OMDataType*, TypeKind>;
     const auto found = kinds.find(type);
@@ -79,7 +79,7 @@ bool isInt32(double value) {
            value == std::trunc(value);
 }
 
-/// A value in the shape of its data type, borrowed from the argument, kept here, or owned by its type.
+/// A value in the form of its data type, borrowed from the argument, stored here, or owned by its type.
 class TypedValue {
  public:
     TypedValue() = default;
@@ -91,7 +91,7 @@ class TypedValue {
 
     void borrow(const void* value) {
         reset();
-        // A value travels as a pointer to void in both directions.
+        // A value is passed as a pointer to void in both directions.
         mPointer = const_cast<void*>(value);
     }
     void own(void* value, const OMDataType* type) {
@@ -106,7 +106,7 @@ class TypedValue {
         *new (&mPlace) T = value;
         mIsInPlace = true;
     }
-    /// Wraps a handle into an array of its own.
+    /// Wraps a handle in a new array.
     void wrap(OMInterface* interface) {
         reset();
         mArray.reset(OMInterfaceArrays::create(interface));
@@ -194,7 +194,7 @@ bool convert(const Argument& argument, const OMDataType* type, const TypeKind& k
                 return false;
             }
             value.own(omdtConvertFromVelmar(type, argument.array), type);
-            // Null is no value, but the empty text is one.
+            // Null is not a value, but the empty text is.
             if (value.get() == nullptr) {
                 value.keep('\0');
             }
@@ -212,7 +212,7 @@ bool convert(const Argument& argument, const OMDataType* type, const TypeKind& k
     }
 }
 
-/// Makes a value of a typed one and ends that by its owner's means, also when this raises.
+/// Converts a typed value and destroys that through its owner, even if this raises.
 template <class Release>
 Value toValue(void* typed, const OMDataType* type, Release release) {
     const struct Owner {
@@ -232,7 +232,7 @@ Value toValue(void* typed, const OMDataType* type, Release release) {
     }
 }
 
-/// As above for a value that is the caller's own, such as a result.
+/// As above for a value that the caller owns, such as a result.
 Value takeValue(void* typed, const OMDataType* type) {
     switch (kindOf(type).tag) {
         case TypeKind::array:
@@ -281,7 +281,7 @@ ClassEntry& entryOf(const OMClass& objectClass) {
     return cache.entries[&objectClass];
 }
 
-/// Shared, because a method that runs may change records. Null when there is none; that isn't remembered.
+/// Shared, because a running method may change records. Null if there is none; that isn't cached.
 std::shared_ptr<const Method> findMethod(const OMClass& objectClass, std::string_view name) {
     auto& methods = entryOf(objectClass).methods;
     if (const auto found = methods.find(name); found != methods.end()) {
@@ -308,10 +308,10 @@ std::shared_ptr<const Method> findMethod(const OMClass& objectClass, std::string
 
 constexpr std::size_t kFewArguments = 6;
 
-/// The arguments of one call in the shapes of a signature.
+/// The arguments of one call in the form of a signature.
 class TypedArguments {
  public:
-    /// Converts all, or returns false when they don't fit the signature.
+    /// Converts all, or returns false if they don't fit the signature.
     bool fill(const Signature& signature, std::span<const Argument> arguments) {
         const auto& parameters = signature.record->getArguments();
         const bool isRepeatable = signature.record->getNumberOfRepeatableArgs() > 0 && !parameters.empty();
@@ -367,7 +367,7 @@ bool givesEnough(const OMMethodSignature& signature, int wantedCount) {
     return given < 0 || given >= wantedCount;
 }
 
-/// Finds the first signature that takes the arguments and gives the results, and converts for it.
+/// Finds the first signature that accepts the arguments and returns the results, and converts for it.
 Fit selectSignature(const Method& method, std::span<const Argument> arguments, int wantedCount, TypedArguments& typed,
                     OMMethodSignature*& selected) {
     Fit best = Fit::none;
@@ -384,7 +384,7 @@ Fit selectSignature(const Method& method, std::span<const Argument> arguments, i
     return best;
 }
 
-/// Results of a method as they came, until they are taken.
+/// Results of a method, until they are taken.
 class RawResults {
  public:
     RawResults(const OMMethodSignature& signature, int wantedCount)
@@ -405,7 +405,7 @@ class RawResults {
         method.invokeMethod(signature, &count, mValues.data(), arguments.count(), arguments.pointers());
         const int most = mDeclared < 0 ? static_cast<int>(mValues.size()) : mDeclared;
         mCount = std::clamp(count, 0, most);
-        // What has no type can be neither read nor ended.
+        // A value without a type can be neither read nor destroyed.
         while (mCount > 0 && typeOf(mCount - 1) == nullptr) {
             --mCount;
         }
@@ -419,7 +419,7 @@ class RawResults {
  private:
     const OMDataType* typeOf(int index) const { return mSignature.getReturnType(index); }
 
-    // One result needs no block of its own.
+    // A single result needs no allocation.
     class Pointers {
      public:
         explicit Pointers(std::size_t count) : mSize(count) {
@@ -556,7 +556,7 @@ Value constructObject(OMClass& objectClass, std::span<const Argument> arguments)
         if (argument.array == nullptr) {
             wrapped.emplace_back(OMInterfaceArrays::create(argument.interface));
         }
-        // The class reads the arrays; they travel as pointers to void.
+        // The class reads the arrays, which are passed as pointers to void.
         arrays.push_back(argument.array == nullptr ? wrapped.back().get() : const_cast<hvArray*>(argument.array));
     }
     const CallBoundary boundary;
@@ -815,7 +815,7 @@ void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClien
     store(interface, property, client, typed.get());
 }
 
-// The way in from host functions
+// Entry from host functions
 
 std::vector<hvArrayOwner> callFunction(const std::string& name, int resultCount,
                                        std::span<const hvArray* const> arrays) {

@@ -38,8 +38,8 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-/// Refuses what the parser would take in a sense the host's language doesn't have: assignment, lists, conditionals,
-/// string literals.
+/// Refuses syntax that the parser accepts but the host's language doesn't have: assignment, lists, conditionals, string
+/// literals.
 void checkCharacters(std::string_view text) {
     if (text.empty()) {
         raiseBad("it is empty.");

@@ -44,7 +44,7 @@ Results evalFunction(int, Arguments arguments) {
     return results;
 }
 
-/// Gives the message and the id of the last error; with arguments it sets them, message first.
+/// Returns the message and the id of the last error; with arguments it sets them, message first.
 Results lastErrorFunction(int, Arguments arguments) {
     requireCount(arguments, 0, 2);
     Results results;
@@ -57,7 +57,7 @@ Results lastErrorFunction(int, Arguments arguments) {
     return results;
 }
 
-/// Raises what its arguments say: "error(message)" or "error(id, message)", without formatting.
+/// Raises the error in its arguments: "error(message)" or "error(id, message)", without formatting.
 Results errorFunction(int, Arguments arguments) {
     requireCount(arguments, 1, 2);
     raiseError(arguments.size() > 1 ? hvArray2String(arguments[0]) : std::string(), hvArray2String(arguments.back()));
@@ -142,7 +142,7 @@ Results absFunction(int, Arguments arguments) {
     return results;
 }
 
-/// A rule of a real number under the name that users call it by.
+/// A rule for a real number, with its name for users.
 template <class Rule>
 struct NamedRule {
     const char* name;
@@ -151,7 +151,7 @@ struct NamedRule {
 template <class Rule>
 NamedRule(const char*, Rule) -> NamedRule<Rule>;
 
-/// Rounds real and imaginary parts each; integers are whole already.
+/// Rounds real and imaginary parts separately; integers are already whole.
 template <const auto& Named>
 Results roundingFunction(int, Arguments arguments) {
     requireCount(arguments, 1, 1);

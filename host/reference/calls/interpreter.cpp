@@ -43,13 +43,13 @@ int noteFailure(LastError error) {
     const std::string text = "Error: " + error.message + "\n";
     setLastError(std::move(error));
     if (interpreter().errorMode == 0) {
-        // A listener may throw as well.
+        // A listener may also throw.
         withoutErrors([&text] { print(text); });
     }
     return 1;
 }
 
-/// Runs an action; whatever it raises is kept as the last error, and the status is 1.
+/// Runs an action; any error is kept as the last error, with status 1.
 template <class Action>
 int runTrapped(Action&& action) {
     try {

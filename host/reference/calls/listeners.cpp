@@ -63,7 +63,7 @@ std::string formatText(const char* format, va_list arguments) {
         return format;
     }
     std::string text(static_cast<std::size_t>(length), '\0');
-    // The terminator goes to the string's own.
+    // The terminator overwrites the string's own.
     std::vsnprintf(text.data(), text.size() + 1, format, arguments);
     return text;
 }
@@ -92,7 +92,7 @@ void warn(const std::string& id, const std::string& message) {
     if (!isWarningEnabled(id)) {
         return;
     }
-    // How often something happened says little without where; the class's own text stays whole in front.
+    // A count says little without its place; the class's own text stays complete in front.
     const bool isCount = id == "fi:overflow" || id == "fi:underflow";
     const std::string text = isCount ? message + RunningCall::tagLine() : message;
     OutputSink* const sink = listeners().sink;

@@ -46,7 +46,7 @@ std::string alignedLines(const std::vector<Line>& lines) {
     return text;
 }
 
-/// The properties that a user may read, with their values; one that can't be read is left out.
+/// The properties that a user may read, with their values; those that can't be read are omitted.
 std::vector<std::pair<std::string, Value>> readableProperties(OMInterface& interface) {
     std::vector<std::pair<std::string, Value>> values;
     for (const OMPropInfo* const property : interface.getClass()->getProperties()) {
@@ -77,7 +77,7 @@ Value structOf(const std::vector<std::pair<std::string, Value>>& fields) {
 
 // "get" and "set"
 
-/// "get(object)" gives a struct of all readable properties, "get(object, name)" one of them.
+/// "get(object)" returns a struct of all readable properties, "get(object, name)" one of them.
 Results getFunction(int, Arguments arguments) {
     OMInterface& interface = firstObject(arguments);
     if (arguments.size() > 2) {
@@ -87,7 +87,7 @@ Results getFunction(int, Arguments arguments) {
                                           : getProperty(interface, hvArray2String(arguments[1])));
 }
 
-/// The values that a property can take, as far as its type lists them.
+/// The possible values of a property, if its type lists them.
 std::vector<Value> possibleValues(const OMPropInfo& property) {
     std::vector<Value> values;
     if (const auto* const enumeration = dynamic_cast<const EnumStringType*>(property.getDataType())) {
@@ -189,7 +189,7 @@ Results dispFunction(int, Arguments arguments) {
 
 // "builtin", "subsref" and "subsasgn"
 
-/// "builtin(name, ...)" calls a function past the methods of that name.
+/// "builtin(name, ...)" calls a function even if there are methods of that name.
 Results builtinFunction(int resultCount, Arguments arguments) {
     if (arguments.empty()) {
         hvErrMsg(2);
@@ -197,7 +197,7 @@ Results builtinFunction(int resultCount, Arguments arguments) {
     return runTableFunction(hvArray2String(arguments[0]), resultCount, arguments.subspan(1));
 }
 
-/// An access path as its callers build it: a struct array with the fields "type" and "subs".
+/// An access path in its callers' form: a struct array with the fields "type" and "subs".
 class AccessPath {
  public:
     explicit AccessPath(const hvArray* steps) : mSteps(steps), mSize(hvGetNumberOfElements(steps)) {
@@ -213,7 +213,7 @@ class AccessPath {
     bool isContent(std::size_t i) const { return i < mSize && hvArray2String(hvGetField(mSteps, i, "type")) == "{}"; }
     std::string name(std::size_t i) const { return hvArray2String(hvGetField(mSteps, i, "subs")); }
     const hvArray* indices(std::size_t i) const { return hvGetField(mSteps, i, "subs"); }
-    /// The indices one by one, which the path keeps. Raises "VELMAR:subs:badPath" when there is no cell of them.
+    /// The individual indices, owned by the path. Raises "VELMAR:subs:badPath" if they aren't a cell.
     std::vector<const hvArray*> indexList(std::size_t i) const {
         const hvArray* const cell = indices(i);
         if (!hvIsCell(cell)) {
@@ -245,7 +245,7 @@ class AccessPath {
     std::size_t mSize;
 };
 
-/// The rest of a path goes on in what was reached, by the method of its class if it has one.
+/// The rest of a path continues in the value reached so far, by the method of its class if it has one.
 Value follow(const Value& value, const AccessPath& path, std::size_t first) {
     if (first == path.size()) {
         return value;
@@ -273,7 +273,7 @@ Value follow(const Value& value, const AccessPath& path, std::size_t first) {
 }
 
 /// "subsref(value, path)": for arrays by their elements; for objects the first step names a property, or a method that
-/// takes the indices of a "()" behind it.
+/// takes the indices of a following "()".
 Results subsrefFunction(int, Arguments arguments) {
     if (arguments.size() != 2) {
         hvErrMsg(arguments.size() < 2 ? 2 : 1);
@@ -310,12 +310,12 @@ Results subsrefFunction(int, Arguments arguments) {
     return resultOf(follow(results.empty() ? Value() : results.front(), path, next));
 }
 
-/// A 0-by-0 double array, which deletes what it is assigned to.
+/// A 0-by-0 double array, which deletes the elements it is assigned to.
 bool isNothing(const hvArray* value) {
     return hvIsDouble(value) && hvGetNumberOfDimensions(value) == 2 && hvGetM(value) == 0 && hvGetN(value) == 0;
 }
 
-/// Assigns into an array by one step of parentheses.
+/// Assigns to an array by one step of parentheses.
 Value assigned(const hvArray* array, const AccessPath& path, const hvArray* value) {
     if (path.size() != 1 || !path.isIndex(0)) {
         raiseNoIndexing(hvGetClassName(array));
@@ -324,8 +324,8 @@ Value assigned(const hvArray* array, const AccessPath& path, const hvArray* valu
     return Value(isNothing(value) ? withoutElements(array, indices) : withElements(array, indices, value));
 }
 
-/// "subsasgn(value, path, right)": for arrays gives a new one; along property names gives the object, which is changed
-/// itself.
+/// "subsasgn(value, path, right)": for arrays returns a new one; along property names returns the object itself, which
+/// is changed.
 Results subsasgnFunction(int, Arguments arguments) {
     if (arguments.size() != 3) {
         hvErrMsg(arguments.size() < 3 ? 2 : 1);
@@ -333,7 +333,7 @@ Results subsasgnFunction(int, Arguments arguments) {
     const AccessPath path(arguments[1]);
     OMInterface* const interface = OMInterfaceArrays::get(arguments[0]);
     if (interface == nullptr) {
-        // What begins with nothing becomes what is put there.
+        // An assignment to nothing yields the assigned value.
         OMInterface* const right = hvIsEmpty(arguments[0]) ? OMInterfaceArrays::get(arguments[2]) : nullptr;
         if (right != nullptr && hasMethod(*right->getClass(), "subsasgn")) {
             const Argument all[] = {Argument::of(arguments[0]), Argument::of(arguments[1]), Argument::of(arguments[2])};

@@ -8,10 +8,10 @@ namespace hostref {
 namespace {
 
 const RunningCall* innermost = nullptr;
-/// A getter that warns is not asked again for that warning.
+/// A getter that warns isn't called again for that warning.
 bool isAsking = false;
 
-/// The text of a property, read by the host itself and without its events; empty when it has none.
+/// The text of a property, read by the host itself and without its events; empty if it has none.
 std::string textIn(OMInterface& interface, OMPropInfo& property) {
     isAsking = true;
     const struct End {

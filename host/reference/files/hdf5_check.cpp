@@ -100,7 +100,7 @@ std::uint64_t checkDatatype(Part type) {
     return bytes;
 }
 
-/// How many elements there are; the partial products of the dimensions fit, too.
+/// The number of elements; the partial products of the dimensions fit as well.
 std::uint64_t checkDataspace(Part space) {
     space.expect(1, 2);
     const std::uint64_t rank = space.number(1);
@@ -190,7 +190,7 @@ class Checker {
         return Part(mFile.subspan(static_cast<std::size_t>(address)));
     }
 
-    /// The library would give back the file's parts only at the end of the process if it found a wrong checksum.
+    /// If the library found a wrong checksum, it would release the file's parts only at the end of the process.
     void checkSum(std::uint64_t address, std::uint64_t bytes) const {
         Part summed = at(address, bytes + 4);
         const std::uint32_t sum = hdf5Checksum(summed.part(bytes).bytes());
@@ -213,7 +213,7 @@ class Checker {
         return header;
     }
 
-    /// Says whether it is the header of a group, and not of a dataset.
+    /// Returns whether it is the header of a group, not of a dataset.
     bool checkHeader(std::uint64_t address) {
         const Header header = headerAt(address);
         require(header.attributeInfos <= 1 && header.referenceCounts <= 1);
@@ -337,7 +337,7 @@ class Checker {
         require(nameBytes > 0);
         const Part name = link.part(nameBytes);
         const std::string_view text(reinterpret_cast<const char*>(name.bytes().data()), name.size());
-        // The library takes a name to its first zero.
+        // The library reads a name up to its first zero.
         require(text.find('\0') == std::string_view::npos);
         require(header.linkNames.insert(text).second, "two parts of it have one name");
         mOpen.push_back(link.number(8));

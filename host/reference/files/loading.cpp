@@ -1,5 +1,5 @@
-// An HDF5 file in memory as variables. What the file says is checked before anything is made of it: each thing it holds
-// must be of a kind that saving writes, and all of them together no larger than the file.
+// An HDF5 file in memory as variables. The contents of the file are checked before anything is created: each item must
+// be of a kind that saving writes, and all of them together no larger than the file.
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -50,7 +50,7 @@ struct Link {
 std::vector<Link> linksOf(hid_t group) {
     std::vector<Link> links;
     const auto add = [](hid_t /*group*/, const char* name, const H5L_info_t* info, void* out) -> herr_t {
-        // What links to elsewhere is none that saving writes.
+        // Links to elsewhere are never written by saving.
         if (info->type != H5L_TYPE_HARD) {
             return -1;
         }
@@ -74,7 +74,7 @@ std::string requireName(const Link& link, const char* what) {
     return name;
 }
 
-/// What was saved of the properties by their names; nothing for one that had no value.
+/// The saved properties by name; nothing for one that had no value.
 using SavedProperties = std::map<std::string, std::optional<Value>>;
 
 void restoreProperty(OMInterface& interface, OMPropInfo& property, const Value& value) {
@@ -121,11 +121,11 @@ class SharedStateKeeper {
 
     static void setBack(const Witness& witness) {
         OMInterface& interface = *witness.object.interface();
-        // What can't be read or set can't be kept.
+        // Properties that can't be read or set can't be preserved.
         withoutErrors([&] {
             std::vector<const std::pair<OMPropInfo*, Value>*> changed;
             for (const auto& entry : witness.properties) {
-                // An object among the properties is another one at each reading.
+                // An object among the properties is a different one at each read.
                 if (entry.second.isArray() && savedProperty(interface, *entry.first) != entry.second) {
                     changed.push_back(&entry);
                 }
@@ -183,7 +183,7 @@ class Reader {
  private:
     // Marks
 
-    /// Opens a mark that has as many elements of the wanted type as wanted.
+    /// Opens a mark with the expected type and number of elements.
     static Attribute openMark(hid_t object, const char* name, hid_t type, hssize_t count) {
         Attribute attribute = opened<Attribute>(H5Aopen(object, name, H5P_DEFAULT));
         const Type found = opened<Type>(H5Aget_type(attribute.get()));
@@ -198,7 +198,7 @@ class Reader {
         require(H5Aread(attribute.get(), H5T_NATIVE_INT, &value) >= 0 && value >= 1, "a version is none");
         return value;
     }
-    /// Says whether a type is that of a text and of how many bytes; 0 when it isn't.
+    /// Returns the size in bytes of a text type; 0 for other types.
     static std::size_t textBytes(hid_t type) {
         if (H5Tget_class(type) != H5T_STRING || H5Tis_variable_str(type) != 0 ||
             H5Tget_strpad(type) != H5T_STR_NULLPAD) {
@@ -273,7 +273,7 @@ class Reader {
                text(object.get(), kClass) == kNull;
     }
 
-    /// An element of a cell or a field; null when it was never set.
+    /// An element of a cell or a field; null if it was never set.
     hvArrayOwner element(const Link& link, int depth) { return isNull(link) ? nullptr : value(link, depth).toArray(); }
 
     // Plain data
@@ -307,7 +307,7 @@ class Reader {
         std::vector<hsize_t> sizes(static_cast<std::size_t>(rank));
         require(H5Sget_simple_extent_dims(space.get(), sizes.data(), nullptr) == rank, "dimensions are none");
         const std::vector<std::size_t> dimensions(sizes.rbegin(), sizes.rend());
-        // Before the array is made, which would take memory for any size that the file claims.
+        // Before the array is made, which would allocate any size that the file claims.
         const std::size_t count = checkedCount(normalizedDimensions(dimensions));
         require(count <= mBytesLeft / classTraits(classId).elementBytes, "an array is larger than the file");
         hvArrayOwner array = makeArray(dimensions, classId);
@@ -319,7 +319,7 @@ class Reader {
         return array;
     }
 
-    /// Reads the data of a dataset that holds them itself, as they are.
+    /// Reads the data of a dataset that holds the values directly.
     void takeData(hid_t dataset, std::size_t bytes, hid_t memoryType, void* data) {
         const Properties settings = opened<Properties>(H5Dget_create_plist(dataset));
         const H5D_layout_t layout = H5Pget_layout(settings.get());
@@ -362,7 +362,7 @@ class Reader {
         const std::size_t count = checkedCount(normalizedDimensions(dimensions));
         std::vector<hvArrayOwner> elements;
         takeElements(group, {0, count}, depth, elements);
-        // Each element was there before there is an array of as many.
+        // Each element exists before an array of that many is made.
         hvArrayOwner array(hvCreateCellArray(dimensions.size(), dimensions.data()));
         for (std::size_t i = 0; i < elements.size(); ++i) {
             if (elements[i]) {
@@ -395,7 +395,7 @@ class Reader {
         const std::vector<std::size_t> dimensions = dimensionsMark(group);
         const std::vector<Link> links = linksOf(group);
         const std::size_t count = checkedCount(normalizedDimensions(dimensions));
-        // The fields are read before the struct is made, so that they answer for its size.
+        // The fields are read before the struct is made, so that they confirm its size.
         std::vector<std::string> names;
         std::vector<hvArrayOwner> fields;
         for (const Link& link : links) {
@@ -453,7 +453,7 @@ class Reader {
         }
         Value made = constructObject(objectClass, {});
         OMInterface& interface = *made.interface();
-        // A setter may drop or refuse what only a later one makes room for, so that errors count the second time.
+        // A setter may drop or refuse a value that only a later one makes valid, so errors count only the second time.
         std::set<const OMPropInfo*> refused;
         for (OMPropInfo* const property : properties) {
             if (const auto& value = saved.at(property->getName())) {
@@ -467,7 +467,7 @@ class Reader {
         }
         for (OMPropInfo* const property : properties) {
             const auto& value = saved.at(property->getName());
-            // An object among the properties is another one at each reading.
+            // An object among the properties is a different one at each read.
             const bool isMissing =
                 value && (value->isArray() ? savedProperty(interface, *property) != value : refused.contains(property));
             if (isMissing) {
@@ -477,7 +477,8 @@ class Reader {
         return made;
     }
 
-    /// A class that had other properties once has a static method "loadobj", which makes an object of a struct of them.
+    /// A class whose properties have changed has a static method "loadobj", which makes an object from a struct of the
+    /// old ones.
     static Value fromOlderForm(OMClass& objectClass, const SavedProperties& saved) {
         OMMethodInfo* const method = objectClass.getMethod("loadobj");
         if (method == nullptr || !method->isStatic()) {
@@ -509,7 +510,7 @@ class Reader {
         return made;
     }
 
-    // Before the objects, so that what they share is set back when they are gone.
+    // Declared before the objects, so that their shared state is restored after they are destroyed.
     SharedStateKeeper mKeeper;
     std::size_t mBytesLeft;
     Image mImage;

@@ -101,7 +101,7 @@ std::span<const std::byte> behindHeading(std::span<const std::byte> bytes) {
 }
 
 std::vector<std::byte> readFile(const std::filesystem::path& file) {
-    // Without waiting for a writer, should this be a pipe.
+    // Without waiting for a writer if this is a pipe.
     const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status = {};
     if (opened.get() < 0 || ::fstat(opened.get(), &status) != 0) {
@@ -132,7 +132,7 @@ std::vector<std::byte> readFile(const std::filesystem::path& file) {
 void replaceFile(const std::filesystem::path& file, std::span<const std::byte> bytes) {
     namespace fs = std::filesystem;
     std::error_code ignored;
-    // A link goes on naming the file that it names.
+    // A symbolic link keeps its target.
     const fs::path target = fs::is_symlink(file, ignored) ? fs::weakly_canonical(file, ignored) : file;
     const fs::file_status old = fs::status(target, ignored);
     if (fs::exists(old) && !fs::is_regular_file(old)) {
@@ -143,7 +143,7 @@ void replaceFile(const std::filesystem::path& file, std::span<const std::byte> b
     if (opened.get() < 0) {
         raiseNotWritten(file, std::strerror(errno));
     }
-    // As a new file has it, or the old one.
+    // As for a new file, or as the old one.
     const mode_t mask = ::umask(0);
     ::umask(mask);
     const mode_t mode = fs::exists(old) ? static_cast<mode_t>(old.permissions()) & 0777U : 0666U & ~mask;

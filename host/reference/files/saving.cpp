@@ -56,7 +56,7 @@ Properties datasetSettings(H5D_layout_t layout) {
     Properties settings = objectSettings([] { return H5Pcreate(H5P_DATASET_CREATE); });
     require(H5Pset_layout(settings.get(), layout));
     require(H5Pset_fill_time(settings.get(), H5D_FILL_TIME_NEVER));
-    // Leaves no room for marks in the headers, which few have.
+    // Leaves no room for marks in the headers, since few have any.
     require(H5Pset_dset_no_attrs_hint(settings.get(), true));
     return settings;
 }
@@ -100,7 +100,7 @@ class Writer {
         }
     }
 
-    /// Ends the file.
+    /// Closes the file.
     std::vector<std::byte> bytes() {
         mObjects.clear();
         mFile = File();
@@ -168,7 +168,7 @@ class Writer {
         }
     }
 
-    /// Writes a char row as text, unless a text wouldn't bring back each character.
+    /// Writes a char row as text, unless a text wouldn't restore each character.
     bool writeText(hid_t parent, const std::string& link, const hvArray* array) {
         if (!hvIsChar(array) || hvGetNumberOfDimensions(array) != 2 || hvGetM(array) != 1 || hvIsEmpty(array) ||
             hvGetN(array) > kLongestText / 4) {
@@ -260,7 +260,7 @@ class Writer {
 
     // Objects
 
-    /// An object is written once; what else holds it links to that.
+    /// An object is written once; its other holders link to that.
     void writeObject(hid_t parent, const std::string& link, OMInterface& interface, int depth) {
         errorIfTooDeep(depth);
         const OMClass& objectClass = *interface.getClass();
@@ -303,7 +303,7 @@ class Writer {
     File mFile;
     std::map<OMInterface*, Object> mObjects;
     std::set<OMInterface*> mOpen;
-    std::vector<Value> mHeld;  // so that no handle comes back as that of another object
+    std::vector<Value> mHeld;  // so that no handle is reused for another object
 };
 
 }  // namespace

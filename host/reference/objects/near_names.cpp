@@ -51,7 +51,7 @@ std::string suggestion(std::string_view given, std::span<const std::string> name
     std::size_t least = given.size() / 3 + 1;
     for (const std::string& name : names) {
         const std::size_t difference = std::max(name.size(), given.size()) - std::min(name.size(), given.size());
-        // A difference of lengths is a distance already.
+        // The difference in length is a lower bound of the distance.
         const std::size_t apart = difference < least ? distance(given, name) : difference;
         if (apart < least) {
             nearest = &name;

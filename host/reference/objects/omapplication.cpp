@@ -108,7 +108,7 @@ void OMApplicationManager::removeApplication(OMApplication* application) {
     const auto found = std::find_if(applications().begin(), applications().end(),
                                     [application](const auto& owner) { return owner.get() == application; });
     if (found != applications().end()) {
-        // Taken out before it ends, so that the end of its classes can't find it any more.
+        // Removed before it is destroyed, so that the destruction of its classes can't find it.
         const std::unique_ptr<OMApplication> ended = std::move(*found);
         applications().erase(found);
     }

@@ -247,7 +247,7 @@ hvArray* OMInterfaceType::convertToVelmar(const void* value) const {
     if (value == nullptr) {
         return hvCreateDoubleMatrix(0, 0);
     }
-    // A value travels as a pointer to void in both directions; a handle is never a const object.
+    // A value is passed as a pointer to void in both directions; a handle is never a const object.
     auto* const interface = static_cast<OMInterface*>(const_cast<void*>(value));
     if (!mIsAnyClass && !interface->getClass()->isDescendantOf(mClass)) {
         raiseBadValue();

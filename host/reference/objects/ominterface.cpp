@@ -13,8 +13,8 @@
 
 namespace {
 
-/// Stands in front of every handle in its block. A count of 0 marks a block without a constructed handle: a new
-/// expression gives such a block back through `operator delete` when its arguments raise.
+/// Precedes every handle in its block. A count of 0 marks a block without a constructed handle: a new expression
+/// releases such a block through `operator delete` if its arguments raise.
 struct alignas(std::max_align_t) ReferenceCounts {
     int all = 0;
     int external = 0;
@@ -87,14 +87,14 @@ void OMInterface::release(OMInterface* interface) {
         counts.external = std::min(counts.external, counts.all);
         return;
     }
-    // The last reference stays while the object is ended, so that code which refers to the handle in between can take
-    // and give references; giving up one more than it took must not end the object a second time.
+    // The last reference stays while the object is destroyed, so that code that uses the handle meanwhile can take and
+    // release references; releasing one too many must not destroy the object a second time.
     if (interface->mIsBeingDestroyed) {
         return;
     }
     interface->mIsBeingDestroyed = true;
     OMClass* const objectClass = interface->mClass;
-    // References are given up by destructors, mostly.
+    // References are mostly released by destructors.
     hostref::withoutErrors([&] { objectClass->destroyObject(interface); });
     interface->~OMInterface();
     ::operator delete(reinterpret_cast<std::byte*>(interface) - sizeof(ReferenceCounts));

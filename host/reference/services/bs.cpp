@@ -15,7 +15,7 @@ namespace {
 // No object can be larger, and an allocation checker takes a request for more as a fault of the program.
 constexpr std::size_t kMaxBlockBytes = std::numeric_limits<std::ptrdiff_t>::max();
 
-/// Allocates; when there is no memory, once more without the blocks that are kept.
+/// Allocates; if there is no memory, tries again after freeing the kept blocks.
 template <class Allocate>
 void* withRetry(Allocate allocate) {
     void* const memory = allocate();

@@ -102,7 +102,7 @@ double hmFdlibm_hypot(double a, double b) {
 }
 
 double hmFdlibm_frexp(double value, int* exponent) {
-    // The C library leaves the exponent of a value that isn't finite open.
+    // The C library leaves the exponent of a value that isn't finite unspecified.
     *exponent = 0;
     return std::isfinite(value) ? std::frexp(value, exponent) : value;
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Writes a double into a buffer by the one format of the whole array.
+/// Writes a double to a buffer in the common format of the whole array.
 using NumberFormat = int (*)(char*, std::size_t, double);
 
 /// Whole numbers as they are, others with four decimals, and those too large or small for that with an exponent.
@@ -96,7 +96,7 @@ std::vector<std::string> elementTexts(const hvArray* array) {
     return texts;
 }
 
-/// The heading of a page: the subscripts of its place in the third and further dimensions.
+/// The heading of a page: its subscripts in the third and further dimensions.
 std::string pageHeading(std::span<const std::size_t> dimensions, std::size_t page) {
     std::string heading = "(:,:";
     for (const std::size_t dimension : dimensions.subspan(2)) {

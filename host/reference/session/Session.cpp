@@ -43,7 +43,7 @@ Command::~Command() {
     exchangeSink(mOldSink);
     runningSink = mOldSink;
     if (--commandDepth == 0) {
-        // What a call left behind ends with the command; the old state belongs to code outside of any.
+        // State left by a call ends with the command; the old state belongs to code outside of commands.
         mBoundary.forgetTrap();
     }
 }
@@ -88,8 +88,8 @@ std::vector<void (*)()>& modulesToStop() {
     return modules;
 }
 
-/// Runs at the end of the process, once for each module: before the static objects of that module go, since it was
-/// registered after they were made.
+/// Runs at the end of the process, once for each module: before the static objects of that module are destroyed, since
+/// it was registered after they were made.
 void stopLastModule() {
     if (modulesToStop().empty()) {
         return;
@@ -120,9 +120,9 @@ std::filesystem::path hostFile() {
                : std::filesystem::path();
 }
 
-/// Loads a library for the life of the process: the code of its records may be in use as long.
+/// Loads a library for the lifetime of the process: the code of its records may be in use that long.
 void* loadLibrary(const std::filesystem::path& file) {
-    // A module that leaves the symbols of its host open finds them when this library is in the global scope.
+    // A module with undefined host symbols finds them if this library is in the global scope.
     if (const std::filesystem::path host = hostFile(); !host.empty()) {
         dlopen(host.c_str(), RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD);
     }
@@ -152,7 +152,7 @@ Module moduleIn(void* library, const std::string& name) {
 
 constexpr const char* kDefaultModule = "tolvane";
 
-/// Finds the library of the default module; null when the process holds the module itself.
+/// Finds the library of the default module; null if the process contains the module itself.
 void* loadDefaultLibrary() {
     if (dlsym(RTLD_DEFAULT, "VLInitialize_tolvane") != nullptr) {
         return nullptr;
@@ -221,7 +221,7 @@ Session::Session(Module module, Start start) : mModule(std::move(module)), mOutp
 Session::~Session() = default;
 
 void Session::start() {
-    // Before the call: a start that fails halfway leaves records that the module's stop takes away.
+    // Before the call: a start that fails halfway leaves records that the module's stop removes.
     stopAtEndOfProcess(mModule.stop);
     run([&] { mModule.start(); });
 }
@@ -408,7 +408,7 @@ void Session::addMethod(std::string_view className, const std::string& name, Fun
 }
 
 Session& Session::running() {
-    // Sessions alone make sinks.
+    // Only sessions make sinks.
     auto* const output = static_cast<Output*>(currentSink());
     if (output == nullptr) {
         raiseError("VELMAR:session:none", "No session is open to run a function of the host's language.");

@@ -60,7 +60,7 @@ bool samePart(std::span<const T> a, std::span<const T> b) {
 
 using ArrayPair = std::pair<const hvArray*, const hvArray*>;
 
-/// Compares two arrays, except that children go to the list of what is still to be compared.
+/// Compares two arrays, except that children are added to the list of pending comparisons.
 bool sameButChildren(const hvArray* a, const hvArray* b, std::vector<ArrayPair>& open) {
     const auto sizesA = hvGetDims(a);
     const auto sizesB = hvGetDims(b);

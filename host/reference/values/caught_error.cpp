@@ -35,7 +35,7 @@ LastError caughtError() {
         throw;
     } catch (ErrorIdException* raised) {
         const std::unique_ptr<ErrorIdException> error(raised);
-        // A thrown null pointer gets here, too.
+        // A thrown null pointer also gets here.
         return error ? LastError{error->getId(), error->getMessage()} : foreignError();
     } catch (const ErrorIdException& error) {
         return {error.getId(), error.getMessage()};

@@ -1,4 +1,4 @@
-// Creation, copies and the end of value arrays.
+// Creation, copying and destruction of value arrays.
 #include "host/hv.h"
 
 #include <algorithm>
@@ -247,7 +247,7 @@ hvArray* hvCreateOpaque(const char* className, void* handle, const hvHandleOpera
         hvArrayOwner array = makeArray(dimensions, hvOPAQUE_CLASS);
         auto shared = std::make_shared<hostref::SharedHandle>();
         shared->className = className;
-        // From here on nothing raises, so the reference changes hands only when the array stands.
+        // From here on nothing raises, so the reference is taken over only when the array is complete.
         shared->handle = handle;
         shared->operations = operations;
         array->handle = std::move(shared);
@@ -289,7 +289,7 @@ hvArray* hvTranspose(const hvArray* array) {
         const std::size_t rows = array->dimensions[0];
         const std::size_t columns = array->dimensions[1];
         std::swap(result->dimensions[0], result->dimensions[1]);
-        // The elements of a vector stay in order, so it goes on sharing them.
+        // The elements of a vector stay in order, so it keeps sharing them.
         if (array->elementCount == 0 || rows == 1 || columns == 1) {
             return result.release();
         }

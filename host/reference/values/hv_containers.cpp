@@ -28,7 +28,7 @@ void requireCell(const hvArray* array, std::size_t index) {
     requireIndex(array, index);
 }
 
-/// Checks an element's field and returns where its value stands.
+/// Checks an element's field and returns the location of its value.
 std::size_t fieldPosition(const hvArray* array, std::size_t index, int fieldNumber) {
     requireClass(array, hvSTRUCT_CLASS, "VELMAR:array:notStruct", "struct array");
     requireIndex(array, index);

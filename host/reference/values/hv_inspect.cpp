@@ -1,4 +1,4 @@
-// Questions about value arrays and access to their plain data.
+// Queries of value arrays and access to their plain data.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -193,7 +193,7 @@ void hvSetComplexity(hvArray* array, hvComplexity complexity) {
 }
 
 double hvGetScalar(const hvArray* array) {
-    // Nearly all callers read one double, many of them for each element of something.
+    // Nearly all callers read one double, many of them in a loop.
     if (array != nullptr && array->classId == hvDOUBLE_CLASS && array->elementCount != 0) {
         return *static_cast<const double*>(array->real.data());
     }

@@ -10,7 +10,7 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-/// Takes one code point off the front; a byte that starts no well-formed sequence is taken alone and replaced.
+/// Takes one code point from the front; a byte that doesn't start a well-formed sequence is taken alone and replaced.
 char32_t takeCodePoint(std::string_view& text) {
     const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned lead = byteAt(0);

@@ -104,7 +104,7 @@ class Index {
             });
             mNumbers = mOwned;
         }
-        // Beyond 2^53 a double no longer counts, and no array is as long. Every comparison fails for NaN.
+        // Beyond 2^53 doubles no longer count exactly, and no array is that long. Every comparison fails for NaN.
         constexpr double kMost = 9007199254740992.0;
         double largest = 0.0;
         bool isGood = true;
@@ -125,14 +125,14 @@ class Index {
     std::size_t mLargest = 0;
     Dimensions mShape;
     std::span<const double> mNumbers;  // counted from 1
-    std::vector<double> mOwned;        // where the index is no array of doubles
+    std::vector<double> mOwned;        // if the index isn't an array of doubles
 };
 
 std::vector<Index> indexesOf(Indices indices) {
     return std::vector<Index>(indices.begin(), indices.end());
 }
 
-/// The dimensions as a number of indices sees them: the last index takes all that are left.
+/// The dimensions as seen by a number of indices: the last index covers all remaining ones.
 Dimensions folded(std::span<const std::size_t> dimensions, std::size_t indexCount) {
     Dimensions result(indexCount, 1);
     for (std::size_t d = 0; d < dimensions.size(); ++d) {
@@ -166,7 +166,7 @@ void walkRuns(const std::vector<Index>& indexes, std::span<const std::size_t> di
     }
 }
 
-/// Elements as they move: cells share what they hold, all others are bytes of their size.
+/// Elements to be moved: cells share their contents, all others are bytes of their size.
 template <class Action>
 void withElementType(const hvArray* array, Action&& action) {
     switch (classTraits(hvGetClassID(array)).elementBytes) {
@@ -189,7 +189,7 @@ void copyCell(const hvArray* from, std::size_t source, hvArray* to, std::size_t 
 }
 
 /// Calls `move(source, target)` with the pointers to both data parts, real and imaginary, of the same element type; a
-/// part that the source lacks is left as it is.
+/// part that the source lacks is unchanged.
 template <class Move>
 void moveParts(const hvArray* source, hvArray* target, Move&& move) {
     withElementType(source, [&]<class T>(std::type_identity<T>) {
@@ -233,7 +233,7 @@ hvArrayOwner gathered(const hvArray* array, std::vector<Index>& indexes, std::sp
     return result;
 }
 
-/// The shape of what one index of a given shape reads.
+/// The shape of the result for one index of a given shape.
 Dimensions linearShape(std::span<const std::size_t> dimensions, std::span<const std::size_t> indexShape) {
     if (isVector(dimensions) && isVector(indexShape)) {
         const std::size_t count = product(indexShape);
@@ -242,8 +242,8 @@ Dimensions linearShape(std::span<const std::size_t> dimensions, std::span<const 
     return {indexShape.begin(), indexShape.end()};
 }
 
-/// Fills a new array with the elements at one index of doubles, in a single pass over memory. Null where that is no
-/// way, be it by the classes or because a number is no position: the general way knows the error.
+/// Fills a new array with the elements at one index of doubles, in a single pass over memory. Null if that isn't
+/// possible, because of the classes or because a number isn't a position: the general path raises the error.
 hvArrayOwner gatheredByDoubles(const hvArray* array, const hvArray* index) {
     if (!hvIsDouble(index) || hvIsComplex(index) || hvGetElementSize(array) == 0) {
         return nullptr;
@@ -329,7 +329,7 @@ Dimensions grownSubscripts(std::span<const std::size_t> dimensions, std::vector<
     if (!isOneValue && squeezed(counts) != values) {
         raiseDimensionMismatch();
     }
-    // One value can go to more places than any array has, by repeated indices.
+    // One value can go to more positions than any array has, by repeated indices.
     static_cast<void>(checkedCount(counts));
     Dimensions result(dimensions.begin(), dimensions.end());
     result.resize(std::max(result.size(), indexes.size()), 1);
@@ -348,7 +348,7 @@ Dimensions grownSubscripts(std::span<const std::size_t> dimensions, std::vector<
     return result;
 }
 
-/// The array with other dimensions, each at least the old one, and zeros in the new places.
+/// The array with other dimensions, each at least the old one, and zeros in the new positions.
 hvArrayOwner grown(const hvArray* array, std::span<const std::size_t> dimensions, bool isComplex) {
     if (std::ranges::equal(dimensions, hvGetDims(array))) {
         hvArrayOwner same(hvCreateSharedDataCopy(array));
@@ -384,7 +384,7 @@ hvArrayOwner grown(const hvArray* array, std::span<const std::size_t> dimensions
     return result;
 }
 
-/// The values as the array takes them; null when they are of its class already.
+/// The values converted for the array; null if they already have its class.
 hvArrayOwner converted(const hvArray* array, const hvArray* values) {
     if (hvGetClassID(array) == hvGetClassID(values)) {
         return nullptr;
@@ -411,7 +411,7 @@ hvArrayOwner converted(const hvArray* array, const hvArray* values) {
     return result;
 }
 
-/// Writes the values at the positions; `step` is 0 where one value goes to all of them.
+/// Writes the values at the positions; `step` is 0 if one value goes to all of them.
 void scatter(hvArray* target, const std::vector<Index>& indexes, std::span<const std::size_t> dimensions,
              const hvArray* values, std::size_t step) {
     const Index& first = indexes[0];
@@ -538,7 +538,8 @@ hvArrayOwner withoutElements(const hvArray* array, Indices indices) {
         if (std::ranges::any_of(indexes, namesNothing)) {
             return hvArrayOwner(hvCreateSharedDataCopy(array));
         }
-        // The index that doesn't take all of its dimension says where to delete; if all do, the first one by number.
+        // The index that doesn't select all of its dimension determines where to delete; if all do, the first index
+        // given as numbers.
         std::vector<hvArrayOwner> masks;
         std::size_t place = indexes.size();
         bool isWhole = true;

@@ -32,7 +32,7 @@ struct Block {
     std::size_t bytes = 0;
 };
 
-/// The block freed last is first. It is never destroyed, since arrays may end after any static object.
+/// The block freed last is first. It is never destroyed, since arrays may be destroyed after any static object.
 struct Store {
     std::mutex guard;
     std::array<Block, 8> blocks{};
