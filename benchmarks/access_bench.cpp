@@ -3,9 +3,8 @@
 // Cases and variants:
 //     scalar read       session: a(i) by one subscript; baseline: the same on a plain array of the host
 //     scalar write      session: a(i) = x in place
-//     hex text 100000   hand: the digits of s16 words from an array of doubles into a fresh char array, as a column and
-//     as
-//                       a row; fi: num2base; session: the method "hex"
+//     hex text 100000   hand: the digits of s16 words from an array of doubles into a fresh char array, as a column or a
+//                       row; fi: num2base; session: the method "hex"
 //     hex words 100000  hand: the same text read into a fresh array of doubles; fi: base2num
 //     slice 1000000     copy: doubles copied by an index vector of doubles into the same memory again and again; fresh:
 //                       into memory fresh from the system; session: the same of a fi array, and host: of a plain array
@@ -49,7 +48,7 @@ std::vector<double> shuffledPlaces() {
     std::vector<double> places(kCount);
     std::mt19937 random(1);
     std::uniform_int_distribution<std::size_t> any(1, kCount);
-    // Mostly rising, as masks and ranges are, with a jump here and there.
+    // Mostly rising, like masks and ranges, with occasional jumps.
     for (std::size_t i = 0; i < kCount; ++i) places[i] = static_cast<double>(i % 64 == 0 ? any(random) : i + 1);
     return places;
 }
@@ -100,7 +99,7 @@ void slice(benchmark::State& state, bool isFi) {
     finish(state, kCount);
 }
 
-/// Memory as the system gives it, whatever the allocator has kept.
+/// New memory from the system, not from the allocator's cache.
 struct FreshMemory {
     FreshMemory()
         : memory(mmap(nullptr, kCount * sizeof(double), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}

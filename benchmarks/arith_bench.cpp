@@ -76,7 +76,7 @@ FiOwner arrayOf(const Values& values, bool isComplex, std::uint64_t rows, std::u
                      : std::make_unique<fi>(values.data(), sizes, 2, type, rules, "", true, kAssignment);
 }
 
-// What the result of an operation is compared with: values and imaginary parts, flags, values and their places.
+// The expected results of operations: values and imaginary parts, flags, values and their positions.
 
 bool holds(const fi& array, const double* re, const double* im) {
     for (std::uint64_t i = 0; i < array.numel(); ++i) {
@@ -110,7 +110,7 @@ void timed(benchmark::State& state, std::size_t items, Work&& work) {
     finish(state, items);
 }
 
-/// Makes a loop on inputs of its own; spelled so that callers can give a lambda.
+/// Makes a loop on its own inputs; declared so that callers can pass a lambda.
 template <class Element>
 using BaselineMaker = std::type_identity_t<std::function<std::function<void(Element* re, Element* im)>()>>;
 
@@ -217,7 +217,7 @@ Values divisors(std::size_t count, bool haveZeros) {
     return values;
 }
 
-// Quotients are of the type of products. The last one, which would warn, is none by zero.
+// Quotients are of the type of products. The last one, which would warn, isn't by zero.
 void addOver(bool haveZeros, std::size_t n) {
     addPair((haveZeros ? "over with zeros " : "over ") + std::to_string(n), "hand", n, 1, n,
             [=] {

@@ -3,10 +3,9 @@
 // Cases: doubles into s16,15, nearest, saturate, of which one in twenty or so is out of range; 10^3, 10^6, 10^7.
 //     in place     an array that is there already: the hand-written loop, the same by words (vectors, in fact) in one
 //                  thread and in parallel, and a quantizer, which keeps the sign of zeros
-//     call         a fresh result for each call: the hand-written loop, then calls of the method of class "fi" through
-//     a
-//                  session with its switch off and on, and of class "quantizer" without and with logging (the baseline
-//                  of that does not count)
+//     call         a fresh result for each call: the hand-written loop, then session calls of the method of class "fi"
+//                  with its switch off and on, and of class "quantizer" without and with logging (the baseline of that
+//                  does not count)
 //     chunks       s1200,600, where the words themselves are used: serial and parallel, no baseline but serial
 // Cases of saving and loading are in saved_cases.cpp. Results are compared with the baseline's before anything is
 // timed. Time is real time, since threads share the work.
@@ -76,7 +75,7 @@ std::vector<double> handResults(const std::vector<double>& values) {
     return results;
 }
 
-/// Times an action that fills an array, once its results are the wanted ones.
+/// Times an action that fills an array, after its results were verified.
 void timeInPlace(benchmark::State& state, const std::vector<double>& wanted,
                  const std::function<void(std::vector<double>& out)>& action) {
     std::vector<double> out(wanted.size());
@@ -90,7 +89,7 @@ void timeInPlace(benchmark::State& state, const std::vector<double>& wanted,
     finish(state, wanted.size());
 }
 
-/// As above, for an action that returns a fresh array.
+/// As above, for an action that returns a new array.
 template <class Action>
 void timeCalls(benchmark::State& state, const std::vector<double>& wanted, const Action& action) {
     if (action().toDoubles() != wanted) return state.SkipWithError("the results differ from the baseline's");
@@ -183,7 +182,7 @@ void registerAll() {
 
 int main(int argc, char** argv) {
 #if defined(__GLIBC__)
-    // Fresh arrays of a megabyte or more are fresh memory for every variant alike.
+    // New arrays of a megabyte or more are in new memory for every variant alike.
     mallopt(M_MMAP_THRESHOLD, 1 << 20);
 #endif
     registerAll();

@@ -37,7 +37,7 @@ struct Format {
 };
 constexpr Format kFormats[] = {{"s16,15", true, 16, 15}, {"u24,20", false, 24, 20}};
 
-// The baseline. The arithmetic is what an engineer would write for one format: scale, round, clamp or wrap.
+// The baseline. The arithmetic is typical hand-written code for one format: scale, round, clamp or wrap.
 struct HandFormat {
     double scale, inverse, greatest, least, modulus, inverseModulus;
 };
@@ -140,7 +140,7 @@ HandFormat handFormat(const Format& format) {
             std::ldexp(1.0, format.wordBits),     std::ldexp(1.0, -format.wordBits)};
 }
 
-// One value in twenty overflows and some underflow, as in a signal driven a little too hot.
+// One value in twenty overflows and some underflow, as in a slightly overdriven signal.
 std::vector<double> signal(std::size_t count, const Format& format) {
     std::mt19937_64 random(20250101);
     std::normal_distribution<double> normal(0.0, 0.5);

@@ -36,7 +36,7 @@ namespace {
 using Buffer = std::unique_ptr<double[]>;
 using NumericType = EmbeddedTypeSystem::NumericType;
 
-// The specified sum type drops two bits and overflows for one sum in six or so.
+// The specified sum type drops two bits and overflows for about one sum in six.
 constexpr int kSumBits = 14;
 constexpr int kSumFraction = 13;
 
@@ -45,7 +45,7 @@ struct HandLog {
     std::uint64_t overflows, underflows;
 };
 
-// What an engineer would write for s14,13 with nearest and saturate.
+// Typical hand-written code for s14,13 with nearest and saturate.
 struct HandStep {
     static constexpr double kScale = 8192.0, kInverse = 1.0 / 8192.0, kGreatest = 8191.0, kLeast = -8192.0;
     __attribute__((always_inline)) static double rounded(double x) { return std::floor(x * kScale + 0.5); }

@@ -1,7 +1,7 @@
-// The tour of README: an array, its type, its rules, a sum, and what the log knows, all through the host.
+// The tour of README: an array, its type, its rules, a sum, and its log, all through the host.
 //
-// The program is linked with nothing of the library but the host; the session loads libtolvane.so and starts it. Every
-// line that is printed is read from the objects.
+// The program is linked only with the host, not with the library; the session loads libtolvane.so and starts it. Every
+// printed line is read from the objects.
 #include <cstdio>
 #include <vector>
 

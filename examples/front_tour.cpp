@@ -1,4 +1,4 @@
-// A tour of the functions around the array: made in one line, joined, reduced, divided and compared.
+// A tour of the functions around the array: construction in one line, joining, reduction, division and comparison.
 #include <vector>
 
 #include "examples/tour_text.h"

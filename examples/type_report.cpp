@@ -1,7 +1,8 @@
-// What a filter keeps between calls, as a tree of C-like types: printed, declared in C, summed up, and compared.
+// The state that a filter keeps between calls, as a tree of C-like types: described, declared in C, with checksums and
+// conversions.
 //
-// The words come from the header that filter_study writes. The tree is made through the host, as its user would; what
-// is printed about it is read from the descriptors behind the handles, by visitors.
+// The words come from the header that filter_study writes. The tree is made through the host, as by its user; the
+// printed text is read from the descriptors behind the handles, by visitors.
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -117,7 +118,7 @@ class FilterState {
         made.set("Type", type);
         return made;
     }
-    /// The modes that a property of the rules can take; the default is the one that new rules have.
+    /// The possible modes of a property of the rules; the default is that of new rules.
     Value modes(const std::string& property) {
         const Value rules = mSession.construct("embedded.fimath");
         const std::string current = rules.get(property).toText();
@@ -155,7 +156,7 @@ std::vector<StructElement*> elementsOf(const StructType& structure) {
 
 // In words
 
-/// "s16,15": sign, bits, fraction; in the host's own words where that is not all.
+/// "s16,15": sign, bits, fraction; in the host's own words if that isn't complete.
 std::string wordsOf(const NumericType& type) {
     if (!type.isFixed() || !type.isBinaryPointScalingSet() || type.isUnspecifiedSign()) {
         return type.tostring("numerictype");
@@ -164,7 +165,7 @@ std::string wordsOf(const NumericType& type) {
            std::to_string(type.getFractionLength());
 }
 
-/// Says in one phrase what a type is, down to the next structure.
+/// Describes a type in one phrase, down to the next structure.
 class Phrase : public EmbeddedTypeVisitor {
  public:
     static std::string of(Type& type) {
@@ -196,8 +197,8 @@ class Phrase : public EmbeddedTypeVisitor {
 
 // In C
 
-/// Declares structures, and what they need before them, in C: words in the shortest integer that holds them, matrices
-/// column by column, complex numbers as pairs.
+/// Declares structures in C, after the declarations that they need: words in the shortest integer that holds them,
+/// matrices column by column, complex numbers as pairs.
 class CDeclaration : public EmbeddedTypeVisitor {
  public:
     static std::string of(StructType& structure) {
@@ -221,7 +222,7 @@ class CDeclaration : public EmbeddedTypeVisitor {
         mText += "struct " + textOf(structure.getIdentifier()) + " {\n" + members + "};\n";
     }
 
-    /// The declaration of a name: it grows around the name, from the outermost type in.
+    /// The declaration of a name: it is built around the name, from the outermost type inward.
     std::string declare(Type& type, const std::string& name) {
         mDeclarator = name;
         mQualifiers = qualifiersOf(type);
@@ -271,7 +272,7 @@ class CDeclaration : public EmbeddedTypeVisitor {
     void visitStructType(StructType* type) override {
         const std::string declarator = mDeclarator;
         const std::string qualifiers = mQualifiers;
-        // What is pointed at can follow, what is a part cannot.
+        // A type behind a pointer may be declared later, a part may not.
         if (mIsPointedAt) {
             mWaiting.push_back(type);
         } else {
@@ -314,10 +315,10 @@ class CDeclaration : public EmbeddedTypeVisitor {
     std::set<std::string> mNamed;
 };
 
-// As sums
+// As checksums
 
-/// The sum of a structure leaves out its elements, and that of a matrix its sizes and its base: this one has the names,
-/// sizes and sums of all that is not behind a pointer.
+/// The checksum of a structure excludes its elements, and that of a matrix its sizes and its base. This one includes
+/// the names, sizes and checksums of everything that isn't behind a pointer.
 void addAll(const Type& type, MD5CheckSumModEndian& sum) {
     type.addCheckSum(sum);
     if (const auto* matrix = dynamic_cast<const MatrixType*>(&type)) {

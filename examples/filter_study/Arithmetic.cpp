@@ -5,7 +5,7 @@
 namespace filterstudy {
 namespace {
 
-/// The word of a result whose full one is given.
+/// The word of a result, from its full word.
 Word kept(const Keeping& keeping, Word full) {
     switch (keeping.keep) {
         case Keep::Full:

@@ -18,7 +18,7 @@ std::string methodOf(int base) {
     return base == 2 ? "bin" : "hex";
 }
 
-/// Breaks a row of fields of one width, each after blanks, into lines of a power of two of them.
+/// Breaks a row of fields of one width, each preceded by blanks, into lines with a power of two of fields.
 std::string inLines(const std::string& row, std::size_t fieldCount) {
     const std::size_t width = row.size() / fieldCount;
     const std::size_t lineWidth = std::bit_floor(std::max<std::size_t>(1, kColumns / width)) * width;
@@ -34,7 +34,7 @@ std::vector<std::string> split(const std::string& text) {
     return words;
 }
 
-/// The words of a file in a row, as "base2num" reads them.
+/// The words of a file in one row, as input of "base2num".
 std::string rowOfWords(const std::string& text) {
     std::istringstream lines(text);
     std::string row;

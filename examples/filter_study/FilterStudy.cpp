@@ -25,7 +25,7 @@ class Conductor {
         }
         mStudy.filter = {options.taps, mStudy.cutoffHz / rate, options.attenuationDb};
         mStudy.coefficients = designLowPass(mStudy.filter);
-        // A stretch shorter than the filter would have other sums in full than the recording.
+        // In a stretch shorter than the filter, sums in full would differ from those of the recording.
         mStudy.stretchLength = std::min(std::max(options.stretch, mStudy.coefficients.size()), mSamples.size());
         mStudy.stretchBegin = typicalStretch(mSamples, mStudy.stretchLength);
     }
@@ -153,7 +153,7 @@ std::size_t typicalStretch(std::span<const double> samples, std::size_t length) 
     const auto power = [](double sum, double sample) { return sum + sample * sample; };
     const double mean = std::accumulate(samples.begin(), samples.end(), 0.0, power) /
                         static_cast<double>(samples.size()) * static_cast<double>(length);
-    // Half a length apart is near enough, and no rounding builds up.
+    // Steps of half a length are fine enough, and no rounding accumulates.
     std::size_t best = 0;
     double nearest = std::numeric_limits<double>::infinity();
     for (std::size_t begin = 0; begin + length <= samples.size(); begin += std::max<std::size_t>(1, length / 2)) {

@@ -73,7 +73,7 @@ HostFilter::~HostFilter() {
 
 Value HostFilter::arrayOf(const std::vector<double>& row, Word word) {
     const Value array = mSession.construct("embedded.fi", {row, typeOf(mSession, word), mQuantizing});
-    array.set("fimath", Value());  // from here on the global rules hold
+    array.set("fimath", Value());  // from here on the global rules apply
     return array;
 }
 
@@ -88,10 +88,10 @@ const HostFilter::Operand& HostFilter::data(Word word, Way way) {
         return operand;
     }
     for (std::size_t tap = 0; tap < mCoefficients.size(); ++tap) {
-        // Output i takes sample i + middle - tap.
+        // Output i uses sample i + middle - tap.
         std::vector<double> moved(row.size());
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::size_t at = i + mCoefficients.size() / 2 - tap;  // wraps to a great number below 0
+            const std::size_t at = i + mCoefficients.size() / 2 - tap;  // wraps to a large number below 0
             moved[i] = at < row.size() ? row[at] : 0.0;
         }
         operand.arrays.push_back(arrayOf(moved, word));
@@ -113,7 +113,7 @@ const HostFilter::Operand& HostFilter::taps(Word word, Way way) {
 }
 
 Value HostFilter::tapByTap(const Operand& data, const Operand& taps, Value sum) {
-    // The order of the convolution, rising samples.
+    // The order of the convolution, with rising samples.
     for (std::size_t tap = taps.arrays.size(); tap-- > 0;) {
         const Value product = mSession.call("times", {data.arrays[tap], taps.arrays[tap]});
         sum = mSession.call("plus", {sum, product});

@@ -34,7 +34,7 @@ Wide roundedShift(Wide value, int bits, Round round) {
     return floor;
 }
 
-/// A place where values take a word.
+/// A place where values are quantized to a word.
 class Place {
  public:
     Place(Word word, Round round, Overflow overflow)

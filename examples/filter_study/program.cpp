@@ -52,7 +52,7 @@ void makeFolder(const std::string& folder) {
     if (error) throw StudyError(ExitCode::NotWritten, folder + ": cannot be made: " + error.message());
 }
 
-/// Takes the folders away again that weren't there, if they are empty.
+/// Removes the folders that it created, if they are empty.
 class NewFolders {
  public:
     explicit NewFolders(const fs::path& folder) {
@@ -137,7 +137,7 @@ void withCode(ExitCode code, Action&& action) {
     }
 }
 
-/// Prints the study, alike when it is new and when it is loaded.
+/// Prints the study, identically for a new and a loaded one.
 void report(const Options& options, const study::Recording& recording, const FilterStudy& result, std::ostream& out) {
     printStudy(out, recording, options, result);
     out << "  All " << result.measured.size() + (result.chosen ? 1 : 0)

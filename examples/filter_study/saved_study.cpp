@@ -15,9 +15,9 @@ using hostref::HostError;
 using hostref::Session;
 using hostref::Value;
 
-// The columns of "rows": what a row is of, its arithmetic, and its outcome.
+// The columns of "rows": the subject of a row, its arithmetic, and its outcome.
 constexpr std::size_t kColumns = 23;
-constexpr double kMeasured = 0.0;  // else the number of a section, or:
+constexpr double kMeasured = 0.0;  // otherwise the number of a section, or:
 constexpr double kChosen = -1.0;
 constexpr double kTapByTap = -2.0;
 

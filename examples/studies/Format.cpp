@@ -11,7 +11,7 @@
 namespace study {
 namespace {
 
-// In the order the table shows them: the unbiased modes first.
+// In the order of the table: the unbiased modes first.
 constexpr std::array<std::pair<std::string_view, Round>, 6> kRounds{{
     {"nearest", Round::Nearest},
     {"convergent", Round::Convergent},
@@ -124,7 +124,7 @@ std::string fullName(const Format& format) {
 Format parseFormat(std::string_view text, const Format& defaults) {
     const std::string help =
         "bad format " + quoted(text) + ": give one like s16,15, u8,8, f16:5 or \"s16,15 floor/wrap\"";
-    // The modes are what follows the first letter after the kind.
+    // The modes follow the first letter after the kind.
     std::size_t modesAt = text.size();
     for (std::size_t i = 1; i < text.size() && modesAt == text.size(); ++i) {
         if (text[i] >= 'a' && text[i] <= 'z') modesAt = i;

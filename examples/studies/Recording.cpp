@@ -140,7 +140,7 @@ Recording readRecording(const std::string& path, int channel) {
 
     Recording recording{path, encodingOf(info.format), info.samplerate, info.channels, channel, {}};
     if (auto cut = cutIn(path)) recording.remarks.push_back(std::move(*cut));
-    // The frame count of a header is not believed: memory grows with what is really there.
+    // The frame count of a header isn't trusted: memory grows with the actual data.
     constexpr std::size_t kBlockFrames = 4096;
     const auto channelCount = static_cast<std::size_t>(info.channels);
     std::vector<double> block(kBlockFrames * channelCount);

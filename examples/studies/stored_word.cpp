@@ -39,7 +39,7 @@ Whole truncated(double value, Rest& rest) {
     return whole;
 }
 
-/// `away` says on which sign a cut-off rest moves the result one further from zero.
+/// `away` is the sign for which a dropped fraction moves the result one further from zero.
 Whole directed(double value, bool awayWhenNegative, bool awayWhenPositive) {
     Rest rest;
     Whole whole = truncated(value, rest);
@@ -115,7 +115,7 @@ std::uint64_t floatWord(double sample, const Format& format) {
     exponent = std::max(exponent, 1 - bias);
     const Whole whole = rounded(std::ldexp(sample, fraction - exponent), format.round);
     // A carry out of the fraction runs into the exponent field, which is the right value. A number below the smallest
-    // normal one has no hidden bit to take away, and its exponent field is 0.
+    // normal one has no hidden bit to remove, and its exponent field is 0.
     const std::uint64_t pattern =
         whole.low < hidden ? whole.low
                            : (static_cast<std::uint64_t>(exponent + bias) << fraction) + (whole.low - hidden);
@@ -134,7 +134,7 @@ int coveringFraction(double smallest, double greatest, Kind kind, int wordBits, 
     const double peak = std::max(-low, greatest);
     if (!(peak > 0.0)) return magnitudeBits;
 
-    // The peak lies in [2^p, 2^(p+1)); only rounding can move it past what its exponent says.
+    // The peak lies in [2^p, 2^(p+1)); only rounding can move it beyond that.
     const int start = std::clamp(magnitudeBits - std::ilogb(peak), -kFractionBitsLimit, kFractionBitsLimit);
     for (int fraction = start; fraction > start - 3 && fraction >= -kFractionBitsLimit; --fraction) {
         const auto fits = [&](double end) {

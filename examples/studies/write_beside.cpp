@@ -36,7 +36,7 @@ struct RemoveFile {
     throw StudyError(ExitCode::NotWritten, path + ": cannot be written: " + why);
 }
 
-/// A new file beside the one that it is to replace, open for writing; it goes unless it is renamed.
+/// A new file beside the one that it is to replace, open for writing; it is removed unless it is renamed.
 class NewFile {
  public:
     explicit NewFile(const std::string& path) : mTarget(path) {

@@ -185,7 +185,7 @@ class Conductor {
         return best;
     }
 
-    /// The fixed-point row with the greatest ratio among those `admits` lets in.
+    /// The fixed-point row with the greatest ratio among those that `admits` accepts.
     template <class Admits>
     const Measurement* highest(Admits&& admits) const {
         const Measurement* best = nullptr;

@@ -110,8 +110,8 @@ class Mixer {
         type.set("SignednessBool", format.kind == Kind::Signed);
         type.set("WordLength", format.wordBits);
         type.set("FractionLength", format.fractionBits);
-        // Written afterwards, since a write to the data is what the host is warned of; an array made with rules and
-        // data only counts.
+        // Written afterwards, since the host is warned only of writes to the data; construction with rules and data
+        // only counts.
         const Value array = mSession.construct("embedded.fi", {Value(), type, rulesOf(sumRules[0])});
         array.set("data", samples);
         mMix.operands.push_back(rowOf({name, true, false}, array, samples));
@@ -125,7 +125,7 @@ class Mixer {
         row.overflow = rule.wraps ? Overflow::Wrap : mFormat.overflow;
         row.castsOperands = rule.castsOperands;
         for (const hostref::Warning& warning : mSession.takeWarnings()) {
-            // The texts begin with the count.
+            // The texts start with the count.
             const std::uint64_t count = std::strtoull(warning.text.c_str(), nullptr, 10);
             if (warning.id == "fi:overflow") row.overflows += count;
             if (warning.id == "fi:underflow") row.underflows += count;

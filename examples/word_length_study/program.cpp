@@ -43,7 +43,7 @@ void checkOutputs(const Options& options) {
     }
 }
 
-/// Shows how far a long run is, and takes the line away again, also when the run fails.
+/// Shows the progress of a long run, and removes the line again, even if the run fails.
 class ProgressLine {
  public:
     ProgressLine(std::ostream& err, bool isTerminal, std::size_t sampleCount)

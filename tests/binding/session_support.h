@@ -1,4 +1,4 @@
-// What a user of the host types, in short: arrays of a type, rules, and what an action was answered with.
+// Short forms of a host user's commands: arrays of a type, rules, and the outcome of an action.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ class BindingTest : public testing::Test {
  protected:
     using Settings = std::vector<std::pair<const char*, Value>>;
 
-    /// An object of a class with some properties set.
+    /// An object of a class, with some properties set.
     Value made(const char* className, const Settings& settings) {
         const Value object = session.construct(className);
         for (const auto& [property, value] : settings) {
@@ -54,15 +54,15 @@ class BindingTest : public testing::Test {
     }
     static long integer(const Value& value) { return static_cast<long>(value.toDouble()); }
 
-    /// Writes as the system's own code does, past the access of users.
+    /// Writes as the internal client, regardless of users' access.
     static void setInternally(const Value& object, const char* name, const void* value) {
         object.interface()->getClass()->getProperty(name)->setValue(OMDatabaseClient::getInternalClient(),
                                                                     object.interface(), value);
     }
-    /// It is off again after each test, and the global rules are the factory's.
+    /// After each test it is off again and the global rules have their factory values.
     void logging(bool isOn) { session.callStatic("embedded.qlogger", "SetLoggingMode", {isOn}); }
 
-    /// The first lines of the session's totals, while logging is on.
+    /// The first lines of the session's totals, with logging on.
     std::string assignmentTotals(const Value& object) {
         session.call(0, "displaygloballog", {object});
         const std::string printed = session.takePrinted();
