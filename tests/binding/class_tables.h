@@ -85,8 +85,20 @@ inline std::string methodLines(const OMClass& objectClass) {
     return lines.text();
 }
 
-/// The events that the system itself sends to the listeners of an object from here on: "name=value " for each property
-/// set.
+/// All that the record of a class says, from its name to its methods.
+inline std::string classText(const OMClass& objectClass) {
+    const OMClass* const parent = objectClass.getSuperClass();
+    std::string text = std::string(objectClass.getFullName()) + (parent == nullptr ? "" : " of ") +
+                       (parent == nullptr ? "" : parent->getFullName()) + (objectClass.getClassFlagA() ? ", A" : "") +
+                       (objectClass.getClassFlagB() ? ", B" : "") + (objectClass.isVisible() ? "" : ", hidden") +
+                       "\nmade from:";
+    for (const auto& signature : objectClass.getConstructorSignatures()) {
+        text += " " + signatureText(*signature);
+    }
+    return text + propertyLines(objectClass) + "methods:" + methodLines(objectClass);
+}
+
+/// What the system itself tells the listeners of an object from here on: "name=value " of each property that was set.
 class HeardValues {
  public:
     explicit HeardValues(const hostref::Value& object) : mObject(object) {

@@ -267,6 +267,16 @@ class ClassWalk : public BindingTest {
 
 constexpr const char* classes[] = {"numerictype", "quantizer", "fimath", "globalfimath", "fi", "qlogger", "filog"};
 
+// In class_tables.txt letters stand for access as lettersOf() gives them; "of" names the parent, A and B are flags.
+TEST_F(ClassWalk, AClassHasThePropertiesAndMethodsOfItsTableInTheirOrder) {
+    std::string given;
+    for (const OMClass* const objectClass : OMApplicationManager::getApplication("embedded")->getLocalClasses()) {
+        given += (given.empty() ? "" : "\n") + classText(*objectClass);
+    }
+    std::ifstream table(CLASS_TABLES);
+    EXPECT_EQ(given, std::string(std::istreambuf_iterator<char>(table), {}));
+}
+
 TEST_F(ClassWalk, APropertyKeepsWhatIsWrittenOrTheObjectStaysAsItWas) {
     /// Told to be writable; what is written follows from the format and is dropped.
     const std::set<std::string> derived = {"precision",   "denormalmax",  "denormalmin", "eps",     "exponentmin",

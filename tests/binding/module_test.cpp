@@ -75,45 +75,6 @@ TEST(Module, StartBuildsTheClassesInOrderAndOnlyOnce) {
     });
 }
 
-TEST(Module, ClassesCarryNamesFlagsAndParents) {
-    const Session session(TOLVANE_MODULE, "tolvane");
-    struct Row {
-        const char* name;
-        bool flagA;
-        bool flagB;
-        const char* parent;
-    };
-    const Row rows[] = {{"numerictype", false, true, "embedded.scalartype"},
-                        {"quantizer", false, true, nullptr},
-                        {"fimath", false, true, "Lorimer.Object"},
-                        {"globalfimath", true, true, "embedded.fimath"},
-                        {"fi", false, true, nullptr},
-                        {"qlogger", false, false, nullptr},
-                        {"filog", false, false, nullptr},
-                        {"type", false, false, "Lorimer.Object"},
-                        {"scalartype", false, false, "embedded.type"},
-                        {"pointertype", false, false, "embedded.type"},
-                        {"complextype", false, false, "embedded.type"},
-                        {"voidtype", false, false, "embedded.type"},
-                        {"opaquetype", false, false, "embedded.type"},
-                        {"chartype", false, false, "embedded.scalartype"},
-                        {"matrixtype", false, false, "embedded.type"},
-                        {"structtype", false, false, "embedded.type"},
-                        {"structelement", false, false, nullptr},
-                        {"enumtype", false, false, "embedded.scalartype"}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        const OMClass* const objectClass = package()->getLocalClass(row.name);
-        ASSERT_NE(objectClass, nullptr);
-        EXPECT_EQ(objectClass->getFullName(), "embedded." + std::string(row.name));
-        EXPECT_TRUE(objectClass->isVisible());
-        EXPECT_EQ(objectClass->getClassFlagA(), row.flagA);
-        EXPECT_EQ(objectClass->getClassFlagB(), row.flagB);
-        const OMClass* const parent = objectClass->getSuperClass();
-        EXPECT_EQ(parent == nullptr ? std::string() : parent->getFullName(), row.parent == nullptr ? "" : row.parent);
-    }
-}
-
 TEST(Module, OffersAnEmptyListOfFunctionsInEveryState) {
     inOwnProcess([] {
         Session session(TOLVANE_MODULE, "tolvane", Start::later);

@@ -4,7 +4,6 @@
 #include <map>
 #include <random>
 
-#include "tests/binding/class_tables.h"
 #include "tests/binding/session_support.h"
 
 namespace {
@@ -63,48 +62,6 @@ Value hostScalar(T value) {
     return Value(std::move(made));
 }
 
-TEST_F(FiSurface, HasItsPropertiesInOrder) {
-    EXPECT_EQ(propertyLines(*s16(0.5).interface()->getClass()), R"(
--gS----- numerictype: numerictype
--gSGzclv NumericTypeDataTypeModeEnum: DataTypeMode
--g------ NumericTypeDataTypeModeEnum: DataTypeModeNoWarning
--gSG--lv NumericTypeDataTypeEnum: DataType
--gSG--lv NumericTypeScalingEnum: Scaling
--gSGzclv array: Signed
--gSG--lv embedded numerictype Signedness: Signedness
--gS---l- array: SignednessBool
--gSGzclv int32: WordLength
--gS---lv int32: FractionLength
---SG--lv int32: BinaryPoint
--gSGzclv int32: FixedExponent
--gSG--lv double: Slope
--gSGzclv double: SlopeAdjustmentFactor Bias
---SGz-lv DataTypeOverride: DataTypeOverride
-sgS----- array: fimath
-sgSGzclv quantizer Round Mode: RoundMode
-sgSGzclv quantizer Overflow Mode: OverflowMode
-sgSGzclv fimathArithmeticModeEnum: ProductMode
-sgSGzclv int32: ProductWordLength MaxProductWordLength ProductFractionLength ProductFixedExponent
-sgS-z-lv double: ProductSlope
-sgSGzclv double: ProductSlopeAdjustmentFactor ProductBias
-sgSGzclv fimathArithmeticModeEnum: SumMode
-sgSGzclv int32: SumWordLength MaxSumWordLength SumFractionLength SumFixedExponent
-sgS-z-lv double: SumSlope
-sgSGzclv double: SumSlopeAdjustmentFactor SumBias
-sgSGzclv bool: CastBeforeSum
-s-S----- array: CStyle
--gSGz-l- bool: Logging
--gS----- bool: isautoscaled datasetbypvpair
-sgSGzc-- bool: fimathislocal
-sgS----- array: double data int
-sgSGzcl- array: intarray
-sgS----- array: dravelinarray bin oct dec hex
--gSGzcl- double: noverflows nunderflows maxlog minlog
---SG--lv int32: LastPropertySet
-sgSGzclv string: Tag
-)");
-}
-
 TEST_F(FiSurface, TheWordIsReadInManyForms) {
     const std::pair<const char*, Value> rows[] = {{"double", 0.5},
                                                   {"int", hostScalar<std::int16_t>(16384)},
@@ -149,23 +106,6 @@ TEST_F(FiSurface, AWriteLeavesItsOrdinal) {
     EXPECT_EQ(object.get("WordLength").toDouble(), 70.0);
     setInternally(object, "numerictype", type(false, 9, 3).interface());
     EXPECT_EQ(typeOf(object), "u9,3");
-}
-
-TEST_F(FiSurface, ASlopeAdjustmentFactorOutOfRangeIsAWarningAndTheOldOneStays) {
-    const std::vector<Warning> refused = {{"TolvaneKit:fimathInvalidSetting",
-                                           "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be "
-                                           "greater than or equal to 1 and less "
-                                           "than 2"}};
-    for (const char* name : {"ProductSlopeAdjustmentFactor", "SumSlopeAdjustmentFactor"}) {
-        for (const Value& object : {s16(0.5), session.construct("embedded.fimath")}) {
-            object.set(name, 1.25);
-            for (const double factor : {2.0, 0.5, 0.0, -1.5, HUGE_VAL, std::nan("")}) {
-                object.set(name, factor);
-                EXPECT_EQ(session.takeWarnings(), refused) << name << " " << factor;
-                EXPECT_EQ(object.get(name).toDouble(), 1.25);
-            }
-        }
-    }
 }
 
 TEST_F(FiSurface, AWriteToTheRulesGivesTheArrayRulesOfItsOwn) {
@@ -393,28 +333,6 @@ TEST_F(FiSurface, OnlyUsersAreWarnedOfTheDataTypeMode) {
 
 // Methods
 
-TEST_F(FiSurface, HasItsMethodsInOrder) {
-    std::string names;
-    for (const OMMethodInfo* const method : s16(0.5).interface()->getClass()->getMethods()) {
-        names += std::string(" ") + method->getName();
-    }
-    EXPECT_EQ(names,
-              " _colonobj colon numberofelements isfi isdouble issingle isboolean isfloat isfixed isscalingbinarypoint"
-              " isscalingslopebias isscalingunspecified isscaledtype isscaleddouble isempty isscalar iscolumn isrow"
-              " isvector isreal length ndims size fi_reshape squeeze transpose ctranspose stripscaling reinterpretcast"
-              " copy maxlog minlog noverflows nunderflows noperations nmathoperations getqloggerstruct numerictype"
-              " fimath bin oct dec hex data double single int intarray dravelinarray real imag realmax realmin fieps"
-              " intmax intmin lowerbound upperbound range uminus conj pow2 bitshift bitcmp bitand bitor bitxor bitget"
-              " bitset stridesort stridesort2 leadingdimension_sum plus minus times mtimes convF convS convV"
-              " get_element set_element binaryop_complex binary_max binary_min unary_max unary_min eq ge gt le lt ne"
-              " sign binaryop_isequal diag tril triu toeplitz hankel subsref subsasgn subscriptedreference"
-              " subscriptedgrowassignment num2sdec num2base base2num copydata displaygloballog resetgloballog"
-              " resetlogging resetlog isautoscaled datasetbypvpair LastPropertySet isfimathlocal"
-              " consolidatelocalfilogs realabs sqrt Is64BitPlatform simfi GetNumericTypeForMatrixTimes"
-              " GetNumericTypeForPlus GetNumericTypeForSum GetNumericTypeForTimes GetBestPrecisionForHvArray set"
-              " quantizenumeric");
-}
-
 /// The types told beforehand are those of results.
 TEST_F(FiSurface, TellsTheTypesOfResults) {
     constexpr unsigned seed = 5;
@@ -588,42 +506,6 @@ TEST_F(FiSurface, CopiesAreApartAndValuesShare) {
     EXPECT_EQ(valuesOf(same), std::vector<double>{0.25});
     EXPECT_EQ(valuesOf(copy), std::vector<double>{0.5});
     EXPECT_EQ(typeOf(object), "s16,15");
-}
-
-/// Handles are made, copied, used and dropped in random order; each keeps the value it should have, and the leak
-/// checker sees the rest.
-TEST_F(FiSurface, HandlesLiveAndDieInAnyOrder) {
-    constexpr unsigned seed = 77;
-    std::mt19937 random(seed);
-    std::vector<std::pair<Value, double>> held;
-    const auto pick = [&]() -> std::pair<Value, double>& { return held[random() % held.size()]; };
-    const Value wide = type(true, 40, 8);
-    for (int step = 0; step < 3000; ++step) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed << " step " << step);
-        const unsigned action = held.empty() ? 0 : random() % 8;
-        if (action == 0) {
-            const double value = static_cast<double>(random() % 64);
-            held.emplace_back(fi(value, wide), value);
-        } else if (action == 1) {
-            held.push_back(pick());
-        } else if (action == 2) {
-            const auto& [object, value] = pick();
-            held.emplace_back(session.call("copy", {object}), value);
-        } else if (action == 3) {
-            const auto& [object, value] = pick();
-            const double sum = session.call("plus", {object, pick().first}).get("double").toDouble();
-            EXPECT_GE(sum, value);
-        } else if (action == 4) {
-            pick().first.get("fimath");
-            pick().first.get("numerictype");
-        } else if (action == 5) {
-            EXPECT_NE(thrownBy([&] { session.call("minus", {pick().first, "text"}); }).id, "");
-        } else {
-            std::swap(pick(), held.back());
-            EXPECT_EQ(held.back().first.get("double").toDouble(), held.back().second);
-            held.pop_back();
-        }
-    }
 }
 
 }  // namespace

@@ -29,53 +29,6 @@ class FimathClass : public BindingTest {
     }
 };
 
-TEST_F(FimathClass, HasItsPropertiesAndMethodsInOrder) {
-    const OMClass& rules = *makeRules().interface()->getClass();
-    EXPECT_EQ(propertyLines(rules), R"(
-sgSGzclv quantizer Round Mode: RoundMode
-sgSGzclv quantizer Overflow Mode: OverflowMode
---SGz-lv fimathPrecisionModeEnum: PrecisionMode
-sgSGzclv fimathArithmeticModeEnum: ProductMode
-sgSGzclv int32: ProductWordLength MaxProductWordLength ProductFractionLength ProductFixedExponent
-sgSGz-lv double: ProductSlope
-sgSGzclv double: ProductSlopeAdjustmentFactor ProductBias
-sgSGzclv fimathArithmeticModeEnum: SumMode
-sgSGzclv int32: SumWordLength MaxSumWordLength SumFractionLength SumFixedExponent
-sgSGz-lv double: SumSlope
-sgSGzclv double: SumSlopeAdjustmentFactor SumBias
-sgSGzclv bool: CastBeforeSum
-)"
-                                    "sgSG--l- string: PrivDLGProductWordLengthString PrivDLGMaxProductWordLengthString "
-                                    "PrivDLGProductFractionLengthString PrivDLGProductFixedExponentString\n"
-                                    "sgS---l- string: PrivDLGProductSlopeString\n"
-                                    "sgSG--l- string: PrivDLGProductSlopeAdjustmentFactorString "
-                                    "PrivDLGProductBiasString PrivDLGSumWordLengthString PrivDLGMaxSumWordLengthString "
-                                    "PrivDLGSumFractionLengthString PrivDLGSumFixedExponentString\n"
-                                    "sgS---l- string: PrivDLGSumSlopeString\n"
-                                    "sgSG--l- string: PrivDLGSumSlopeAdjustmentFactorString PrivDLGSumBiasString\n"
-                                    "s-S----- array: CStyle\n");
-    EXPECT_EQ(methodLines(rules), R"(
-(fimath): disp
-(fimath, fimath) array: isequal
-(fimath) array: isfimath
-any (array, fimath) array: sqrt
-(array) array: transpose ctranspose
-(array...) array: set
-(handle) array: tostring
-static (fimath) (array) (fimath, array): SetGlobalFimath
-static (): ResetGlobalFimath
-static () globalfimath: GetGlobalFimathState
-static (array) fimath: GetFromFimathDictionary
-static (array) array: FimathDictionaryTagExists
-(fimath, fi, fi) fi: add mpy sub
-)");
-    ASSERT_EQ(rules.getConstructorSignatures().size(), 1U);
-    EXPECT_EQ(signatureText(*rules.getConstructorSignatures().front()), "()");
-    const Value global = callClass("GetGlobalFimathState");
-    EXPECT_EQ(propertyLines(*global.interface()->getClass()), "\n");
-    EXPECT_EQ(methodLines(*global.interface()->getClass()), "\n(globalfimath): reset\n");
-}
-
 // Dialog strings
 
 struct Typed {

@@ -17,40 +17,6 @@ class NumericTypeClass : public BindingTest {
     static std::string expressionOf(const Value& type) { return type.call("tostring").toText(); }
 };
 
-TEST_F(NumericTypeClass, HasItsPropertiesAndMethodsInOrder) {
-    const OMClass& objectClass = *type(true, 8, 0).interface()->getClass();
-    EXPECT_EQ(propertyLines(objectClass), R"(
-sgSGzclv NumericTypeDataTypeModeEnum: DataTypeMode
--g------ NumericTypeDataTypeModeEnum: DataTypeModeNoWarning
-sgSGz-lv NumericTypeDataTypeEnum: DataType
-sgSGz-lv NumericTypeScalingEnum: Scaling
-sgS-z--- array: Signed
-sgSGzclv array: SignednessBool
-sgS----v embedded numerictype Signedness: Signedness
-sgSGzclv int32: WordLength
-sgSGz-lv int32: FractionLength BinaryPoint
-sgSGz-lv double: Slope
-sgSGzclv int32: FixedExponent
-sgSGzclv double: SlopeAdjustmentFactor Bias
-sgSGzclv DataTypeOverride: DataTypeOverride
-)"
-                                          "sgSG--l- string: PrivDLGWordLengthString PrivDLGFractionLengthString "
-                                          "PrivDLGSlopeString PrivDLGBiasString\n");
-    EXPECT_EQ(methodLines(objectClass),
-              "\n(handle): disp\n"
-              "(numerictype, numerictype) bool: isequivalent\n"
-              "(handle) array: tostring qpointstr\n"
-              "(numerictype) array: isnumerictype isdouble issingle isboolean isfloat isfixed isscaledtype"
-              " isscaleddouble isscalingbinarypoint isscalingslopebias isscalingunspecified\n"
-              "(handle, double): SetBestFractionLength\n"
-              "any (array, numerictype) array (array, numerictype, fimath) array: sqrt\n"
-              "(array) array: transpose ctranspose\n"
-              "(array...) array: set\n"
-              "(numerictype) array: isbinarypointscalingset isslopebiasscalingset isslopebiasscaled\n"
-              "(numerictype, fi, fi) fi (numerictype, fi, array) fi (numerictype, array, fi) fi: divide\n");
-    EXPECT_STREQ(objectClass.getSuperClass()->getFullName(), "embedded.scalartype");
-}
-
 /// A dialog falls silent over bad text; what the text stands for goes the way of the number, warnings and errors too.
 TEST_F(NumericTypeClass, ADialogStringShowsItsNumberAndTakesAnExpression) {
     struct Row {

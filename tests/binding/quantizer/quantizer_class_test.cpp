@@ -4,7 +4,6 @@
 #include <limits>
 #include <span>
 
-#include "tests/binding/class_tables.h"
 #include "tests/binding/session_support.h"
 #include "tests/support/rational.h"
 
@@ -40,31 +39,6 @@ class QuantizerClass : public BindingTest {
         return std::string(width - std::min(width, text.size()), '0') + text;
     }
 };
-
-TEST_F(QuantizerClass, HasItsPropertiesAndMethodsInOrder) {
-    const OMClass& shown = *quantizer().interface()->getClass();
-    EXPECT_EQ(propertyLines(shown), R"(
-sgSGzclv quantizer Mode: mode
-sgSGz-lv quantizer Mode: datamode
-sgSGzclv quantizer Round Mode: roundmode
-sgSGzclv quantizer Overflow Mode: overflowmode
-sgSGzclv real point: format
-sgSGz-lv double: wordlength fractionlength exponentlength precision
-sgSGzclv double: max min maxlog minlog noverflows nunderflows noperations
-sgSGz-lv double: denormalmax denormalmin eps exponentbias exponentmax exponentmin realmax realmin
-sgSGz-lv int: version
-sgSGzclv string: Tag
-)");
-    EXPECT_EQ(methodLines(shown), R"(
-(handle): disp initializestates resetlog resetlogging
-(handle, array) array: quantizenumeric
-(handle, array, array) array: num2base base2num
-(handle) array: isquantizer
-(handle, array) array: isequal
-(handle) array: upperbound lowerbound
-(array...) array: set
-)");
-}
 
 // Formulas of the constants by word length w, fraction length f and exponent length e (-1 in words) alone.
 TEST_F(QuantizerClass, ShowsTheConstantsOfEveryMode) {
