@@ -33,35 +33,6 @@ TEST_F(FiIntegers, PropertiesAndMethodsGiveTheSame) {
     EXPECT_EQ(session.call(2, "intarray", {fi(0.1, type("Double"))}), (std::vector<Value>{0.1, 1}));
 }
 
-TEST_F(FiIntegers, AreWrittenBackIntoAnArrayOfTheType) {
-    const std::vector<double> values = {-3, 5, 100};
-    for (const int wordLength : {8, 13, 32, 33, 64, 96, 128, 200}) {
-        const Value object = fi(values, type(true, wordLength, 0));
-        for (const char* const name : {"int", "intarray", "dravelinarray"}) {
-            const Value words = object.get(name);
-            const Value target = fi(0, type(true, wordLength, 0));
-            if (wordLength > 128 && std::string(name) == "dravelinarray") {
-                EXPECT_EQ(thrownBy([&] { target.set(name, words); }).id,
-                          "fixedpoint:fi:dravelinarray:TooBigWordLength");
-                continue;
-            }
-            target.set(name, words);
-            EXPECT_EQ(valuesOf(target), values) << name << wordLength;
-            EXPECT_EQ(typeOf(target), typeOf(object));
-        }
-    }
-    // Chunks of up to 128 bits may also come in words of 64 bits, longer ones may not.
-    const Value object = fi(0, type(true, 70, 0));
-    object.set("intarray", columnOf<std::uint64_t>({7, 0, UINT64_MAX, UINT64_MAX}));
-    EXPECT_EQ(valuesOf(object), (std::vector<double>{7, -1}));
-    const Value longer = fi(3, type(true, 129, 0));
-    EXPECT_EQ(thrownBy([&] {
-                  longer.set("intarray", columnOf<std::uint64_t>({7, 0, 0}));
-              }).id,
-              "fixedpoint:fi:intarray:not_uint32");
-    EXPECT_EQ(valuesOf(longer), std::vector<double>{3});
-}
-
 TEST_F(FiIntegers, WarnWhereADoubleTakesTheirPlace) {
     const Value object = fi(-3, type(true, 65, 0));
     session.takeWarnings();

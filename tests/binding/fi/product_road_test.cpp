@@ -23,46 +23,6 @@ class ProductRoad : public BindingTest {
 const std::vector<double> three = {1, 2, 3};
 const std::vector<double> four = {0.5, -0.25, 0.125, -1.0};
 
-TEST_F(ProductRoad, TypesAndValuesOfEveryMix) {
-    const Value full = rules({{"RoundMode", "nearest"}});
-    const Value a = column(three, full);
-    const Value row = transposed({1, 10}, full);
-    struct Row {
-        const char* method;
-        Value a;
-        Value b;
-        std::vector<double> wanted;
-        const char* type;
-    };
-    const Row rows[] = {
-        {"times", a, a, {1, 4, 9}, "s16,0"},
-        // A partner made of an array keeps the word length and takes the binary point that its values need.
-        {"times", a, 1.5, {1.5, 3, 4.5}, "s16,6"},
-        {"times", 1.5, a, {1.5, 3, 4.5}, "s16,6"},
-        {"mtimes", a, row, {1, 2, 3, 10, 20, 30}, "s16,0"},
-        {"mtimes", transposed(three, full), a, {14}, "s18,0"},
-        {"mtimes", a, 1.5, {1.5, 3, 4.5}, "s16,6"},
-        {"convF", a, row, {1, 12, 23, 30}, "s17,0"},
-        {"convS", a, row, {12, 23, 30}, "s17,0"},
-        {"convV", a, row, {12, 23}, "s17,0"},
-        {"convF", a, Value(1.5), {1.5, 3, 4.5}, "s16,6"},
-    };
-    for (const Row& given : rows) {
-        SCOPED_TRACE(testing::Message() << given.method << " " << given.a << " " << given.b);
-        const Value result = session.call(given.method, {given.a, given.b});
-        EXPECT_EQ(valuesOf(result), given.wanted);
-        EXPECT_EQ(typeOf(result), given.type);
-    }
-    EXPECT_EQ(valuesOf(session.call("leadingdimension_sum", {a})), std::vector<double>{6});
-    EXPECT_EQ(typeOf(session.call("leadingdimension_sum", {a})), "s10,0");
-    EXPECT_EQ(valuesOf(a), three);
-    const Value square = session.call("times", {complexScalar(1, 2, full), complexScalar(1, 2, full)});
-    EXPECT_EQ(square.get("double"), Value::complex(-3, 4));
-    EXPECT_EQ(typeOf(square), "s17,0");
-    EXPECT_FALSE(session.call("isfimathlocal", {session.call("convF", {a, row})}).toBool());
-    EXPECT_TRUE(session.call("isfimathlocal", {session.call("mtimes", {a, row})}).toBool());
-}
-
 TEST_F(ProductRoad, EmptyArraysAreEmptyOperands) {
     const Value a = s16(0.5);
     for (const char* method : {"times", "mtimes"}) {
@@ -76,23 +36,6 @@ TEST_F(ProductRoad, EmptyArraysAreEmptyOperands) {
                   session.call("mtimes", {s16(four), Value()});
               }),
               (Raised{"fixedpoint:fi:innerdim", "Inner matrix dimensions must agree."}));
-}
-
-TEST_F(ProductRoad, OnlyTheDecidingOperandIsRefusedForBooleans) {
-    const Value boolean = fi(true, type("Boolean"));
-    for (const char* method : {"times", "mtimes", "convF", "convS", "convV"}) {
-        const std::string name = method;
-        EXPECT_EQ(thrownBy([&] {
-                      session.call(method, {boolean, s16(0.5)});
-                  }),
-                  (Raised{"fixedpoint:fi:" + name + ":boolean:notallowed",
-                          "Function '" + name + "' is not defined for FI objects of data type 'boolean'."}));
-        EXPECT_EQ(thrownBy([&] {
-                      session.call(method, {s16(0.5), boolean});
-                  }),
-                  (Raised{"fixedpoint:fi:nobooleanmath",
-                          "Math operations are not allowed on FI objects with boolean data type."}));
-    }
 }
 
 TEST_F(ProductRoad, CountsTheOperationsBehindAResult) {

@@ -15,52 +15,6 @@ class ShapeMethods : public BindingTest {
     Value doubles(const Value& array) { return session.call("double", {array}); }
 };
 
-TEST_F(ShapeMethods, GiveNewArraysOfTheSameType) {
-    const Value array = s8(matrix(2, {1, 2, 3, 4, 5, 6}));
-    const Value vector = s8(matrix(1, {1, 2}));
-    const Value slopeBias =
-        fi(-1.0, made("embedded.numerictype", {{"DataTypeMode", "Fixed-point: slope and bias scaling"},
-                                               {"WordLength", 8},
-                                               {"Slope", 1.5},
-                                               {"Bias", 0.5}}));
-    const struct {
-        const char* method;
-        std::vector<Value> arguments;
-        Value result;
-    } rows[] = {
-        {"transpose", {array}, matrix(3, {1, 3, 5, 2, 4, 6})},
-        {"ctranspose", {array}, matrix(3, {1, 3, 5, 2, 4, 6})},
-        {"fi_reshape", {array, matrix(1, {3, 2})}, matrix(3, {1, 2, 3, 4, 5, 6})},
-        {"squeeze", {array}, matrix(2, {1, 2, 3, 4, 5, 6})},
-        {"diag", {array}, matrix(2, {1, 4})},
-        {"diag", {array, 1}, matrix(2, {3, 6})},
-        {"diag", {array, s8(-1)}, matrix(1, {2})},
-        {"diag", {array, slopeBias}, matrix(1, {2})},
-        {"diag", {array, s8(matrix(1, {1, 9}))}, matrix(2, {3, 6})},  // the first of many
-        {"diag", {array, std::numeric_limits<double>::infinity()}, Value::matrix(0, 1, std::vector<double>{})},
-        {"diag", {vector, 1.9}, matrix(3, {0, 0, 0, 1, 0, 0, 0, 2, 0})},
-        {"tril", {array}, matrix(2, {1, 2, 0, 4, 0, 0})},
-        {"tril", {array, 1}, matrix(2, {1, 2, 3, 4, 0, 6})},
-        {"triu", {array}, matrix(2, {1, 0, 3, 4, 5, 6})},
-        {"triu", {array, s8(1)}, matrix(2, {0, 0, 3, 0, 5, 6})},
-        {"toeplitz", {vector, vector}, matrix(2, {1, 2, 2, 1})},
-        {"toeplitz", {vector, matrix(1, {1, 0.5})}, matrix(2, {1, 2, 1, 1})},
-        {"toeplitz", {matrix(1, {1, 300}), vector}, matrix(2, {1, 127, 2, 1})},
-        {"hankel", {vector, matrix(1, {2, 5, 6})}, matrix(2, {1, 2, 2, 5, 5, 6})},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.method);
-        const Value result = session.call(row.method, row.arguments);
-        EXPECT_EQ(typeOf(result), "s8,0");
-        EXPECT_EQ(doubles(result), row.result);
-    }
-    EXPECT_TRUE(session.takeWarnings().empty());
-    EXPECT_EQ(doubles(array), matrix(2, {1, 2, 3, 4, 5, 6}));
-    const Value solid = session.call("fi_reshape", {array, matrix(1, {2, 1, 3})});
-    EXPECT_EQ(session.call("size", {solid}).toDoubles(), (std::vector<double>{2, 1, 3}));
-    EXPECT_EQ(doubles(session.call("squeeze", {solid})), matrix(2, {1, 2, 3, 4, 5, 6}));
-}
-
 TEST_F(ShapeMethods, TellOfAConflict) {
     const Value array = s8(matrix(1, {1, 2}));
     session.call("toeplitz", {array, matrix(1, {2, 2})});

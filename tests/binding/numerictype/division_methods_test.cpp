@@ -14,41 +14,6 @@ class DivisionMethods : public BindingTest {
     }
 };
 
-TEST_F(DivisionMethods, DivideEveryMixOfOperands) {
-    const Value result = type(true, 16, 8);
-    const Value a = fi(two(), type(true, 8, 4));
-    const Value four = fi(4.0, type(false, 8, 0));
-    struct Row {
-        const char* why;
-        Value a;
-        Value b;
-        std::vector<double> values;
-    };
-    const Row rows[] = {
-        {"both are arrays of the class", a, four, {0.25, -0.5}},
-        {"four becomes a signed byte by its best precision", a, 4.0, {0.25, -0.5}},
-        {"so do values that the type of the other could not hold", a, 64.0, {0.015625, -0.03125}},
-        {"the mirror", 3.0, a, {3, -1.5}},
-        {"arrays on both sides", std::vector<double>{3, 5}, a, {3, -2.5}},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.why);
-        const Value quotient = divide(result, row.a, row.b);
-        EXPECT_EQ(quotient.className(), "embedded.fi");
-        EXPECT_EQ(valuesOf(quotient), row.values);
-        EXPECT_EQ(typeOf(quotient), "s16,8");
-    }
-    const Value complex = divide(result, a, Value::complex(0, 2)).get("double");
-    EXPECT_EQ(complex.toDoubles(), (std::vector<double>{0, 0}));
-    EXPECT_EQ(complex.toImaginaries(), (std::vector<double>{-0.5, 1}));
-    // Doubles and words give words, and those hold no NaN.
-    EXPECT_EQ(thrownBy([&] { divide(result, fi(NAN, type("Double")), a); }).id, "fixedpoint:nofixednan");
-    EXPECT_EQ(valuesOf(divide(result, a, fi(HUGE_VAL, type("Double")))), (std::vector<double>{0, 0}));
-    EXPECT_EQ(valuesOf(a), two());
-    EXPECT_EQ(typeOf(a), "s8,4");
-    EXPECT_TRUE(session.takeWarnings().empty());
-}
-
 TEST_F(DivisionMethods, DivideByTheRulesOfTheOperandThatHasAny) {
     const Value integers = type(true, 16, 0);
     const Value floors = fi(1.0, type(true, 8, 0), rules({{"RoundMode", "floor"}}));
@@ -114,39 +79,6 @@ TEST_F(DivisionMethods, DivideReportsWhatHappened) {
     logging(false);
     divide(bytes, a, 0.25);
     EXPECT_TRUE(session.takeWarnings().empty());
-}
-
-TEST_F(DivisionMethods, RootsAndAbsoluteValuesTakeATypeAndRules) {
-    const Value x = fi(std::vector<double>{2, 9}, type(true, 16, 8), rules({{"RoundMode", "floor"}}));
-    const Value wide = type(true, 16, 8);
-    const Value up = rules({{"RoundMode", "ceil"}});
-    struct Row {
-        const char* method;
-        std::vector<Value> arguments;
-        std::vector<double> values;
-        const char* type;
-    };
-    const Row rows[] = {
-        {"sqrt", {x}, {1.375, 3}, "s8,4"},
-        {"sqrt", {x, wide}, {1.4140625, 3}, "s16,8"},
-        {"sqrt", {x, up}, {1.4375, 3}, "s8,4"},
-        {"sqrt", {x, wide, up}, {1.41796875, 3}, "s16,8"},
-        {"realabs", {fi(std::vector<double>{-1.25, 2}, wide)}, {1.25, 2}, "s16,8"},
-        {"realabs", {fi(std::vector<double>{-1.25, 2}, wide), type(false, 8, 0)}, {1, 2}, "u8,0"},
-        {"realabs", {fi(-128.0, type(true, 8, 0)), rules({{"OverflowMode", "wrap"}})}, {-128}, "s8,0"},
-        {"realabs", {fi(-1.25, wide), type(false, 8, 0), up}, {2}, "u8,0"},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.method << " of " << row.arguments.size());
-        const Value result = session.call(row.method, row.arguments);
-        EXPECT_EQ(valuesOf(result), row.values);
-        EXPECT_EQ(typeOf(result), row.type);
-    }
-    EXPECT_EQ(thrownBy([&] { session.call("sqrt", {fi(-1.0, wide)}); }),
-              (Raised{"fixedpoint:fi:sqrt:nonegative", "The sqrt function is not supported for negative valued fi."}));
-    EXPECT_EQ(thrownBy([&] { session.call("realabs", {fi(Value::complex(1, 1), wide)}); }),
-              (Raised{"fixedpoint:fi:realabs:nocomplex", "The realabs function is not supported for complex fi."}));
-    EXPECT_EQ(thrownBy([&] { session.call("sqrt", {x, 1.0}); }).id, "VELMAR:method:noSignature");
 }
 
 }  // namespace
