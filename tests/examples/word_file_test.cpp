@@ -76,23 +76,6 @@ TEST(WriteBeside, FollowsALinkToTheFileItNames) {
     EXPECT_EQ(readText(folder.file("real")), "new");
 }
 
-TEST(WriteBeside, RefusesWhatIsNoRegularFile) {
-    const TemporaryFolder folder;
-    const std::pair<std::string, const char*> cases[] = {
-        {"/dev/null", "not a regular file"},
-        {folder.file(""), "a directory"},
-        {folder.file("no/such/folder"), "No such file or directory"},
-        {"", "the name is empty"},
-    };
-    for (const auto& [path, reason] : cases) {
-        const Failure failure = failureOf([&path = path] { writeBeside(path, nothing, {}); });
-        EXPECT_EQ(failure.code, ExitCode::NotWritten) << path;
-        EXPECT_NE(failure.message.find(reason), std::string::npos) << failure.message;
-    }
-    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
-    EXPECT_EQ(folder.entryCount(), 0U);
-}
-
 TEST(CompareWords, FindsEveryKindOfDifference) {
     const TemporaryFolder folder;
     const std::vector<double> samples = {0.5, -1.0, 0.25};
