@@ -66,25 +66,43 @@ void check(const Row& row) {
               row.warns ? std::vector<HostCapture::Warning>{kBadFactor} : std::vector<HostCapture::Warning>{});
 }
 
+/// The properties that products and sums have alike.
+struct Register {
+    std::string name;
+    void (fimath::*setMode)(Rule);
+    void (fimath::*setBias)(double);
+    void (fimath::*setFixedExponent)(int);
+    void (fimath::*setFractionLength)(int);
+    void (fimath::*setSlope)(double);
+    bool (fimath::*setSlopeAdjustmentFactor)(double);
+    void (fimath::*setFormat)(RealPoint);
+};
+const Register kRegisters[] = {
+    {"Product", &fimath::setProductMode, &fimath::setProductBias, &fimath::setProductFixedExponent,
+     &fimath::setProductFractionLength, &fimath::setProductSlope, &fimath::setProductSlopeAdjustmentFactor,
+     &fimath::setProductFormat},
+    {"Sum", &fimath::setSumMode, &fimath::setSumBias, &fimath::setSumFixedExponent, &fimath::setSumFractionLength,
+     &fimath::setSumSlope, &fimath::setSumSlopeAdjustmentFactor, &fimath::setSumFormat},
+};
+
 TEST(FimathSetters, ChangeOneProperty) {
-    const Row rows[] = {
-        {"round", [](fimath& f) { f.setRoundMode(Round::Ceil); }, {{"RoundMode", 0}}},
-        {"overflow", [](fimath& f) { f.setOverflowMode(Overflow::Saturate); }, {{"OverflowMode", 0}}},
-        {"precision", [](fimath& f) { f.setPrecisionMode(Precision::Arbitrary); }, {{"PrecisionMode", 0}}},
-        {"product mode", [](fimath& f) { f.setProductMode(Rule::KeepLSB); }, {{"ProductMode", 1}}},
-        {"sum mode", [](fimath& f) { f.setSumMode(Rule::KeepMSB); }, {{"SumMode", 2}}},
-        {"cast", [](fimath& f) { f.setCastBeforeSum(true); }, {{"CastBeforeSum", 1}}},
-        {"product bias", [](fimath& f) { f.setProductBias(-kInf); }, {{"ProductBias", -kInf}}},
-        {"sum bias", [](fimath& f) { f.setSumBias(1e-300); }, {{"SumBias", 1e-300}}},
-        {"product exponent", [](fimath& f) { f.setProductFixedExponent(5); }, {{"ProductFixedExponent", 5}}},
-        {"sum exponent", [](fimath& f) { f.setSumFixedExponent(INT_MIN); }, {{"SumFixedExponent", INT_MIN}}},
-        {"product fraction", [](fimath& f) { f.setProductFractionLength(5); }, {{"ProductFixedExponent", -5}}},
-        {"sum fraction", [](fimath& f) { f.setSumFractionLength(-7); }, {{"SumFixedExponent", 7}}},
-        {"lowest", [](fimath& f) { f.setSumFractionLength(INT_MIN); }, {{"SumFixedExponent", INT_MAX}}},
-        {"highest", [](fimath& f) { f.setProductFractionLength(INT_MAX); }, {{"ProductFixedExponent", -INT_MAX}}},
-    };
-    for (const Row& row : rows) {
-        check(row);
+    check({"round", [](fimath& f) { f.setRoundMode(Round::Ceil); }, {{"RoundMode", 0}}});
+    check({"overflow", [](fimath& f) { f.setOverflowMode(Overflow::Saturate); }, {{"OverflowMode", 0}}});
+    check({"precision", [](fimath& f) { f.setPrecisionMode(Precision::Arbitrary); }, {{"PrecisionMode", 0}}});
+    check({"cast", [](fimath& f) { f.setCastBeforeSum(true); }, {{"CastBeforeSum", 1}}});
+    for (const Register& r : kRegisters) {
+        const std::string exponent = r.name + "FixedExponent";
+        check({"mode", [&](fimath& f) { (f.*r.setMode)(Rule::KeepLSB); }, {{r.name + "Mode", 1}}});
+        for (const double bias : {1e-300, -kInf}) {
+            check({"bias", [&](fimath& f) { (f.*r.setBias)(bias); }, {{r.name + "Bias", bias}}});
+        }
+        for (const int value : {5, INT_MIN}) {
+            check({"exponent", [&](fimath& f) { (f.*r.setFixedExponent)(value); }, {{exponent, value}}});
+        }
+        for (const auto& [length, value] : {std::pair(5, -5), {-7, 7}, {INT_MIN, INT_MAX}, {INT_MAX, -INT_MAX}}) {
+            check(
+                {"fraction", [&, given = length](fimath& f) { (f.*r.setFractionLength)(given); }, {{exponent, value}}});
+        }
     }
 }
 
@@ -106,31 +124,19 @@ TEST(FimathSetters, LimitTheFourWordLengthsAlike) {
 
 TEST(FimathSetters, SplitSlopesAndRefuseBadFactors) {
     const double belowTwo = std::nextafter(2.0, 1.0);
-    std::vector<Row> rows = {
-        {"product slope",
-         [](fimath& f) { f.setProductSlope(0.75); },
-         {{"ProductSlopeAdjustmentFactor", 1.5}, {"ProductFixedExponent", -1}}},
-        {"sum slope",
-         [](fimath& f) { f.setSumSlope(0x1p-1074); },
-         {{"SumSlopeAdjustmentFactor", 1}, {"SumFixedExponent", -1074}}},
-        {"least factor",
-         [](fimath& f) { f.setProductSlopeAdjustmentFactor(1); },
-         {{"ProductSlopeAdjustmentFactor", 1}}},
-        {"greatest factor",
-         [&](fimath& f) { f.setSumSlopeAdjustmentFactor(belowTwo); },
-         {{"SumSlopeAdjustmentFactor", belowTwo}}},
-    };
-    for (const double bad : {0.0, -0.0, -1.0, kInf, -kInf, kNaN}) {
-        rows.push_back({"bad product slope", [=](fimath& f) { f.setProductSlope(bad); }, {}, kBadSlope});
-        rows.push_back({"bad sum slope", [=](fimath& f) { f.setSumSlope(bad); }, {}, kBadSlope});
-    }
-    for (const double bad : {2.0, std::nextafter(1.0, 0.0), 0.0, -1.5, kInf, kNaN}) {
-        rows.push_back(
-            {"bad product factor", [=](fimath& f) { f.setProductSlopeAdjustmentFactor(bad); }, {}, {}, true});
-        rows.push_back({"bad sum factor", [=](fimath& f) { f.setSumSlopeAdjustmentFactor(bad); }, {}, {}, true});
-    }
-    for (const Row& row : rows) {
-        check(row);
+    for (const Register& r : kRegisters) {
+        const std::string factorName = r.name + "SlopeAdjustmentFactor";
+        const auto slope = [&](double value) { return [&r, value](fimath& f) { (f.*r.setSlope)(value); }; };
+        const auto factor = [&](double value) {
+            return [&r, value](fimath& f) { (f.*r.setSlopeAdjustmentFactor)(value); };
+        };
+        check({"slope", slope(0.75), {{factorName, 1.5}, {r.name + "FixedExponent", -1}}});
+        check({"least slope", slope(0x1p-1074), {{factorName, 1}, {r.name + "FixedExponent", -1074}}});
+        for (const double good : {1.0, belowTwo}) check({"factor", factor(good), {{factorName, good}}});
+        for (const double bad : {0.0, -0.0, -1.0, kInf, -kInf, kNaN}) check({"bad slope", slope(bad), {}, kBadSlope});
+        for (const double bad : {2.0, std::nextafter(1.0, 0.0), 0.0, -1.5, kInf, kNaN}) {
+            check({"bad factor", factor(bad), {}, {}, true});
+        }
     }
 }
 
@@ -143,21 +149,18 @@ TEST(FimathSetters, TakeFormatsInDoubles) {
         {{12, 9}, 12, -9}, {{12.9, 9.9}, 12, -9},    {{1, -3.5}, 1, 3},         {{65535.5, 0}, 65535, 0},
         {{8, kNaN}, 8, 0}, {{8, 1e300}, 8, INT_MIN}, {{8, -1e300}, 8, INT_MAX}, {{8, kInf}, 8, INT_MIN},
     };
-    for (const auto& row : good) {
-        check({"product",
-               [&](fimath& f) { f.setProductFormat(row.format); },
-               {{"ProductWordLength", row.word}, {"ProductFixedExponent", row.exponent}}});
-        check({"sum",
-               [&](fimath& f) { f.setSumFormat(row.format); },
-               {{"SumWordLength", row.word}, {"SumFixedExponent", row.exponent}}});
-    }
-    for (const double small : {0.9, 0.0, -1.0, -1e300, -kInf, kNaN}) {
-        check({"product", [=](fimath& f) { f.setProductFormat({small, 1}); }, {}, kSmallProduct});
-        check({"sum", [=](fimath& f) { f.setSumFormat({small, 1}); }, {}, tooSmall("SumWordLength")});
-    }
-    for (const double big : {65536.0, 4294967304.0, 1e300, kInf}) {
-        check({"product", [=](fimath& f) { f.setProductFormat({big, 1}); }, {}, kBigProduct});
-        check({"sum", [=](fimath& f) { f.setSumFormat({big, 1}); }, {}, tooBig("SumWordLength")});
+    for (const Register& r : kRegisters) {
+        const std::string length = r.name + "WordLength";
+        const auto set = [&](RealPoint format) { return [&r, format](fimath& f) { (f.*r.setFormat)(format); }; };
+        for (const auto& row : good) {
+            check({"good", set(row.format), {{length, row.word}, {r.name + "FixedExponent", row.exponent}}});
+        }
+        for (const double bad : {0.9, 0.0, -1.0, -1e300, -kInf, kNaN}) {
+            check({"small", set({bad, 1}), {}, tooSmall(length)});
+        }
+        for (const double bad : {65536.0, 4294967304.0, 1e300, kInf}) {
+            check({"big", set({bad, 1}), {}, tooBig(length)});
+        }
     }
 }
 
@@ -358,39 +361,6 @@ TEST(FimathComparison, LooksAtWhatIsInForceOrAtAllButScaling) {
                 EXPECT_EQ(b.ispropequal(a), !row.isProperty);
             }
         }
-    }
-}
-
-TEST(FimathTexts, NameEachProperty) {
-    fimath rules = unusualRules();
-    rules.setSumSlopeAdjustmentFactor(1);
-    rules.setSumBias(1234567);
-    const struct {
-        char* (fimath::*get)() const;
-        const char* text;
-    } rows[] = {
-        {&fimath::getRoundModeString, "fix"},
-        {&fimath::getOverflowModeString, "wrap"},
-        {&fimath::getProductModeString, "KeepMSB"},
-        {&fimath::getSumModeString, "SpecifyPrecision"},
-        {&fimath::getProductWordLengthString, "11"},
-        {&fimath::getSumWordLengthString, "44"},
-        {&fimath::getMaxProductWordLengthString, "22"},
-        {&fimath::getMaxSumWordLengthString, "55"},
-        {&fimath::getProductFixedExponentString, "-33"},
-        {&fimath::getSumFixedExponentString, "6"},
-        {&fimath::getProductFractionLengthString, "33"},
-        {&fimath::getSumFractionLengthString, "-6"},
-        {&fimath::getCastBeforeSumString, "0"},
-        {&fimath::getProductSlopeAdjustmentFactorString, "1.25"},
-        {&fimath::getSumSlopeAdjustmentFactorString, "1"},
-        {&fimath::getProductBiasString, "-0.5"},
-        {&fimath::getSumBiasString, "1.2346e+06"},
-        {&fimath::getProductSlopeString, "1.4551915228366852e-10"},
-        {&fimath::getSumSlopeString, "2^6"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(taken((rules.*row.get)()), row.text);
     }
 }
 
