@@ -718,54 +718,6 @@ TEST_F(ObjectHandles, AreCountedThroughCopiesArraysAndCells) {
     EXPECT_EQ(inCell.cell(0).get("Width").toDouble(), 5.0);
 }
 
-TEST_F(ObjectHandles, LiveAndEndInAnyOrder) {
-    constexpr unsigned seed = 20250117;
-    std::mt19937 random(seed);
-    std::vector<Value> values;
-    const auto any = [&]() -> Value& { return values[random() % values.size()]; };
-    for (int step = 0; step < 4000; ++step) {
-        if (values.empty()) {
-            values.push_back(item());
-        }
-        switch (random() % 8) {
-            case 0:
-                values.push_back(item(static_cast<double>(random() % 100 + 1)));
-                break;
-            case 1:
-                values.push_back(any());
-                break;
-            case 2:
-                values.push_back(session.call("plus", {any(), any()}));
-                break;
-            case 3:
-                any().set("Partner", any());
-                break;
-            case 4:
-                if (Value partner = any().get("Partner"); partner.isObject()) {
-                    // Copies of chains would grow without end.
-                    partner = item(partner.get("Width").toDouble());
-                    any() = partner;
-                }
-                break;
-            case 5:
-                any() = any();
-                break;
-            case 6:
-                any() = Value(any().toArray());
-                break;
-            default:
-                values.erase(values.begin() + static_cast<std::ptrdiff_t>(random() % values.size()));
-        }
-        if (values.size() > 40) {
-            values.erase(values.begin(), values.begin() + 20);
-        }
-        for (const Value& value : values) {
-            ASSERT_TRUE(value.isObject()) << "seed " << seed << ", step " << step;
-            ASSERT_GE(value.interface()->getNumberOfReferences(), value.interface()->getNumberOfExternalReferences());
-        }
-    }
-}
-
 // Values
 
 TEST(Values, AreEqualWhenTheirContentsAre) {
