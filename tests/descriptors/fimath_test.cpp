@@ -364,6 +364,14 @@ TEST(FimathComparison, LooksAtWhatIsInForceOrAtAllButScaling) {
     }
 }
 
+// Those of numbers are read through the host (binding/fimath).
+TEST(FimathTexts, NameTheModes) {
+    const fimath rules = unusualRules();
+    EXPECT_EQ(taken(rules.getRoundModeString()) + taken(rules.getOverflowModeString()), "fixwrap");
+    EXPECT_EQ(taken(rules.getProductModeString()) + taken(rules.getSumModeString()), "KeepMSBSpecifyPrecision");
+    EXPECT_EQ(taken(rules.getCastBeforeSumString()), "0");
+}
+
 TEST(FimathTexts, GoThereAndBackExceptForScaling) {
     EXPECT_EQ(taken(unusualRules().convertToString()),
               "fix\nwrap\nKeepMSB\n11\n22\n33\nSpecifyPrecision\n44\n55\n-6\n0\n");

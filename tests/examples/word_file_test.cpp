@@ -63,6 +63,7 @@ TEST(WriteBeside, KeepsTheOldFileWhenWritingOrCheckingFails) {
     const auto fail = [](std::FILE*) { throw StudyError(ExitCode::WordsDiffer, "no"); };
     EXPECT_EQ(failureOf([&] { writeBeside(path, fail, {}); }).code, ExitCode::WordsDiffer);
     EXPECT_EQ(failureOf([&] { writeBeside(path, nothing, fail); }).code, ExitCode::WordsDiffer);
+    EXPECT_EQ(failureOf([] { writeBeside("", nothing, {}); }).code, ExitCode::NotWritten);
     EXPECT_EQ(readText(path), "old");
     EXPECT_EQ(folder.entryCount(), 1U);
 }

@@ -1,5 +1,4 @@
 // The classes of C-like types as a user of the host has them: values, refusals, and who keeps whom.
-#include <random>
 #include <sstream>
 
 #include "tests/binding/session_support.h"
@@ -245,91 +244,6 @@ TEST_F(TypeClasses, AreShownWithTheirProperties) {
     session.display(element("y", matrix));
     EXPECT_EQ(session.takePrinted(),
               "embedded.structelement\n    Identifier: 'y'\n          Type: [1-by-1 embedded.matrixtype]\n");
-}
-
-/// What a variable of the user should hold: a class, and the places of its parts by identifier, none for a base type.
-struct Model {
-    std::string name;
-    std::vector<std::pair<std::string, std::size_t>> parts{};
-};
-
-std::string described(const std::vector<Model>& types, std::size_t which, int depth) {
-    std::string text = types[which].name + "(";
-    for (const auto& [identifier, part] : types[which].parts) {
-        text += depth > 0 ? identifier + described(types, part, depth - 1) : "";
-    }
-    return text + ")";
-}
-std::string described(const Value& type, int depth) {
-    const std::string name = type.className().substr(sizeof "embedded." - 1);
-    std::string text = name + "(";
-    if (depth > 0 && name == "structtype") {
-        const Value elements = type.get("Elements");
-        for (std::size_t i = 0; i < elements.numberOfElements(); ++i) {
-            text += elements.cell(i).get("Identifier").toText() + described(elements.cell(i).get("Type"), depth - 1);
-        }
-    } else if (depth > 0 && name != "numerictype" && type.get("BaseType").isObject()) {
-        text += described(type.get("BaseType"), depth - 1);
-    }
-    return text + ")";
-}
-
-TEST_F(TypeClasses, TreesOfHandlesAreWhatWasMadeHoweverTheyAreRewiredAndDropped) {
-    constexpr int kDepth = 5;
-    int cyclesLeft = 0;
-    for (unsigned seed = 0; seed < 6; ++seed) {
-        SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
-        const auto below = [&random](std::size_t limit) { return random() % limit; };
-        const Value number = type(true, 8, 0);
-        std::vector<Model> types{{"numerictype"}};
-        std::vector<std::pair<std::size_t, Value>> variables{{0, number}};
-        const auto any = [&]() -> auto& {
-            return variables[below(variables.size())];
-        };
-        for (int step = 0; step < 600; ++step) {
-            const auto [which, object] = any();
-            const auto [part, partObject] = any();
-            const std::string name = types[which].name;
-            const std::size_t action = below(8);
-            if (action < 2) {
-                const char* const names[] = {"pointertype", "matrixtype", "complextype", "structtype"};
-                types.push_back({names[below(4)]});
-                variables.emplace_back(types.size() - 1, make(types.back().name));
-            } else if (action < 6 && name != "numerictype") {
-                const Raised raised = thrownBy([&, &base = partObject, &target = object] {
-                    if (name == "structtype") {
-                        const std::vector<Value> elements = {element("a", base), element("b", number)};
-                        target.set("Elements", Value::cells(elements));
-                    } else {
-                        target.set("BaseType", base);
-                    }
-                });
-                if (raised == Raised{}) {
-                    types[which].parts = {{name == "structtype" ? "a" : "", part}};
-                    if (name == "structtype") {
-                        types[which].parts.emplace_back("b", 0);
-                    }
-                }
-            } else if (action == 6 && name != "structtype" && !types[which].parts.empty()) {
-                variables.emplace_back(types[which].parts[0].second, object.get("BaseType"));
-            } else if (variables.size() > 12) {
-                std::swap(variables[1 + below(variables.size() - 1)], variables.back());
-                variables.pop_back();
-            }
-            const auto& [shown, value] = any();
-            ASSERT_EQ(described(value, kDepth), described(types, shown, kDepth));
-        }
-        variables = {};
-        cyclesLeft += number.interface()->getNumberOfReferences() > 1 ? 1 : 0;
-        // With the next collection of cycles, which many structures bring about, the number is the user's alone.
-        std::vector<Value> many;
-        while (number.interface()->getNumberOfReferences() > 1 && many.size() < 100'000) {
-            many.push_back(make("structtype"));
-        }
-        EXPECT_EQ(number.interface()->getNumberOfReferences(), 1);
-    }
-    EXPECT_GT(cyclesLeft, 0);
 }
 
 }  // namespace
