@@ -63,7 +63,7 @@ TEST(WriteBeside, KeepsTheOldFileWhenWritingOrCheckingFails) {
     const auto fail = [](std::FILE*) { throw StudyError(ExitCode::WordsDiffer, "no"); };
     EXPECT_EQ(failureOf([&] { writeBeside(path, fail, {}); }).code, ExitCode::WordsDiffer);
     EXPECT_EQ(failureOf([&] { writeBeside(path, nothing, fail); }).code, ExitCode::WordsDiffer);
-    EXPECT_EQ(failureOf([] { writeBeside("", nothing, {}); }).code, ExitCode::NotWritten);
+    EXPECT_EQ(failureOf([] { writeBeside("", nothing, {}); }).message, ": cannot be written: the name is empty");
     EXPECT_EQ(readText(path), "old");
     EXPECT_EQ(folder.entryCount(), 1U);
 }
