@@ -73,13 +73,19 @@ struct WrapOverflow {
     }
 };
 
-/// Quantizes a value to the fixed-point format of the limits, which must be `valid`.
-template <class Rule, class Overflow, class Word, class V>
-auto quantizeFixedValue(V x, const auto& limits) {
+/// Brings x, which was rounded to `scaled`, into the range of the limits. A zero passes.
+template <class Overflow, class Word, class V>
+auto quantizeRoundedValue(V x, V scaled, const auto& limits) {
     const V zero = like(x, 0.0);
     const auto isZero = x == zero;
-    const V scaled = Rule::template apply<V>(x * like(x, limits.scale)) * like(x, limits.inverseScale);
     const V rounded = choose(isZero, x, scaled);
     const auto ranged = Overflow::template apply<Word, V>(rounded, limits);
     return FixedResult<V, decltype(x == zero)>{ranged.value, ranged.outside, butNot(rounded == zero, isZero)};
+}
+
+/// Quantizes a value to the fixed-point format of the limits, which must be `valid`.
+template <class Rule, class Overflow, class Word, class V>
+auto quantizeFixedValue(V x, const auto& limits) {
+    const V scaled = Rule::template apply<V>(x * like(x, limits.scale)) * like(x, limits.inverseScale);
+    return quantizeRoundedValue<Overflow, Word>(x, scaled, limits);
 }

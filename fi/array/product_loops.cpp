@@ -26,23 +26,73 @@ namespace {
 
 // Stages: what becomes of a value on its way.
 
+// Every rule makes one more loop of each kind, and the loops are large. So what can be a number without costing more
+// than an addition is one here, not a template parameter.
+
+/// The limits of a format with the numbers that stand for the sign of its word and for some rules.
+struct StageLimits : FixedDoubleLimits {
+    StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum round) : FixedDoubleLimits(format) {
+        using Mode = embedded::RoundModeEnum;
+        if (format.lowerbound < 0.0) {
+            wrapsFrom = -format.lowerbound;
+        }
+        if (round == Mode::Nearest) {
+            addend = 0.5;
+        } else if (round == Mode::Ceil) {
+            scale = -scale;
+            inverseScale = -inverseScale;
+        }
+    }
+    double wrapsFrom = std::numeric_limits<double>::infinity();  // remainders from here on lie below zero
+    double addend = -0.0;                                        // of FlooredSum
+};
+
+struct StageFormats {
+    StageFormats(const Formats& formats, embedded::RoundModeEnum round)
+        : product(formats.product, round), sum(formats.sum, round) {}
+    StageLimits product;
+    StageLimits sum;
+};
+
+/// Ceil, floor and nearest: the floor of a sum. Adding -0.0 changes nothing, and ceil(x) is -floor(-x), for which the
+/// scale and its inverse are negative. All are exact, signs of zero included.
+struct FlooredSum {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) { return roundFloor(x + like(x, limits.addend)); }
+};
+template <class Rule>
+struct ByRule {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return Rule::template apply<Lanes>(x); }
+};
+
+/// The word of either sign.
+struct AnyWord {
+    template <class V>
+    static V wrapped(V x, const auto& limits) {
+        const V remainder = modWraparound(x, limits);
+        return choose(remainder >= like(x, limits.wrapsFrom), remainder - like(x, limits.wraparound), remainder);
+    }
+};
+
 struct Keep {
-    explicit Keep(const FixedDoubleLimits&) {}
+    explicit Keep(const StageLimits&) {}
     HWY_INLINE Lanes operator()(Lanes x) const { return x; }
 };
 
-template <class Rounding, class Overflow, class Word>
+template <class Rounding, class Overflow>
 struct Quantize {
-    explicit Quantize(const FixedDoubleLimits& format) : limits(format) {}
-    HWY_INLINE Lanes operator()(Lanes x) const { return quantizeFixedValue<Rounding, Overflow, Word>(x, limits).value; }
-    FixedDoubleLimits limits;
+    explicit Quantize(const StageLimits& format) : limits(format) {}
+    HWY_INLINE Lanes operator()(Lanes x) const {
+        const Lanes whole = Rounding::apply(x * like(x, limits.scale), limits);
+        return quantizeRoundedValue<Overflow, AnyWord>(x, whole * like(x, limits.inverseScale), limits).value;
+    }
+    StageLimits limits;
 };
 
 // Terms: a product, or the sum of two, with their stages.
 
 template <class ProductStage, class CastStage>
 struct Product {
-    explicit Product(const Formats& formats) : quantize(formats.product), cast(formats.sum) {}
+    explicit Product(const StageFormats& formats) : quantize(formats.product), cast(formats.sum) {}
     HWY_INLINE Lanes operator()(Lanes a, Lanes b) const { return cast(quantize(a * b)); }
     ProductStage quantize;
     CastStage cast;
@@ -50,7 +100,7 @@ struct Product {
 
 template <class ProductStage, class CastStage, class SumStage>
 struct Pair {
-    Pair(const Formats& formats, Sign sign)
+    Pair(const StageFormats& formats, Sign sign)
         : product(formats),
           sum(formats.sum),
           signOfSecond(hn::BitCast(BitsTag(), hn::Set(Tag(), sign == Sign::minus ? -0.0 : 0.0))) {}
@@ -156,14 +206,15 @@ bool combineForTarget(Sign sign, Factors first, Factors second, double* out, std
 }
 
 template <class Stage>
-void multiplyLoop(const Formats& formats, Factors factors, double* out, std::size_t count) {
+void multiplyLoop(const StageFormats& formats, Factors factors, double* out, std::size_t count) {
     const double* const in[] = {factors.left, factors.right};
     const Product<Stage, Keep> product(formats);
     forVectors(in, out, count, [product](Lanes a, Lanes b) HWY_ATTR { return product(a, b); });
 }
 
 template <class Cast, class Stage>
-void combineLoop(const Formats& formats, Sign sign, Factors first, Factors second, double* out, std::size_t count) {
+void combineLoop(const StageFormats& formats, Sign sign, Factors first, Factors second, double* out,
+                 std::size_t count) {
     const double* const in[] = {first.left, first.right, second.left, second.right};
     const Pair<Stage, Cast, Stage> pair(formats, sign);
     forVectors(in, out, count, [pair](Lanes a, Lanes b, Lanes c, Lanes d) HWY_ATTR { return pair(a, b, c, d); });
@@ -242,7 +293,7 @@ HWY_INLINE Lanes fixedAt(const Run& run, std::size_t t) {
 }
 
 template <class ProductStage, class Cast, class SumStage>
-void accumulateLoop(const Formats& formats, const Run& run, std::size_t terms, const Extent* extent, double* out,
+void accumulateLoop(const StageFormats& formats, const Run& run, std::size_t terms, const Extent* extent, double* out,
                     std::size_t lanes) {
     const Product<ProductStage, Cast> product(formats);
     const SumStage sum(formats.sum);
@@ -253,7 +304,7 @@ void accumulateLoop(const Formats& formats, const Run& run, std::size_t terms, c
 
 // A pair is of the sum type already, so casting it again would change nothing.
 template <class Stage, class Cast>
-void accumulatePairsLoop(const Formats& formats, Sign sign, const Run& first, const Run& second, std::size_t terms,
+void accumulatePairsLoop(const StageFormats& formats, Sign sign, const Run& first, const Run& second, std::size_t terms,
                          const Extent* extent, double* out, std::size_t lanes) {
     const Pair<Stage, Cast, Stage> pair(formats, sign);
     const Stage sum(formats.sum);
@@ -364,10 +415,10 @@ double sumExactForTarget(const double* values, std::size_t count) {
 
 // Tables: one row for each way to overflow, columns in the order of embedded::RoundModeEnum.
 
-using MultiplyLoop = void (*)(const Formats&, Factors, double*, std::size_t);
-using CombineLoop = void (*)(const Formats&, Sign, Factors, Factors, double*, std::size_t);
-using AccumulateLoop = void (*)(const Formats&, const Run&, std::size_t, const Extent*, double*, std::size_t);
-using PairsLoop = void (*)(const Formats&, Sign, const Run&, const Run&, std::size_t, const Extent*, double*,
+using MultiplyLoop = void (*)(const StageFormats&, Factors, double*, std::size_t);
+using CombineLoop = void (*)(const StageFormats&, Sign, Factors, Factors, double*, std::size_t);
+using AccumulateLoop = void (*)(const StageFormats&, const Run&, std::size_t, const Extent*, double*, std::size_t);
+using PairsLoop = void (*)(const StageFormats&, Sign, const Run&, const Run&, std::size_t, const Extent*, double*,
                            std::size_t);
 
 // Each names one loop for a quantizing stage.
@@ -392,36 +443,33 @@ struct AccumulatingPairs {
     static constexpr PairsLoop loop = accumulatePairsLoop<Stage, std::conditional_t<casts, Stage, Keep>>;
 };
 
-template <class Operation, class Overflow, class Word>
+template <class Operation, class Overflow>
 auto loopFor(embedded::RoundModeEnum round) {
+    static constexpr auto kFlooredSum = Operation::template loop<Quantize<FlooredSum, Overflow>>;
     static constexpr decltype(Operation::template loop<Keep>) kLoops[] = {
-        Operation::template loop<Quantize<CeilRule, Overflow, Word>>,
-        Operation::template loop<Quantize<ConvergentRule, Overflow, Word>>,
-        Operation::template loop<Quantize<FixRule, Overflow, Word>>,
-        Operation::template loop<Quantize<FloorRule, Overflow, Word>>,
-        Operation::template loop<Quantize<NearestRule, Overflow, Word>>,
-        Operation::template loop<Quantize<RoundRule, Overflow, Word>>};
+        kFlooredSum,
+        Operation::template loop<Quantize<ByRule<ConvergentRule>, Overflow>>,
+        Operation::template loop<Quantize<ByRule<FixRule>, Overflow>>,
+        kFlooredSum,
+        kFlooredSum,
+        Operation::template loop<Quantize<ByRule<RoundRule>, Overflow>>};
     return kLoops[static_cast<std::size_t>(round)];
 }
 
 template <class Operation>
 auto loopFor(Rule rule) {
-    // Both words saturate by their bounds alone.
-    if (rule.overflow == embedded::OverflowModeEnum::Saturate) {
-        return loopFor<Operation, SaturateOverflow, SignedWord>(rule.round);
-    }
-    return rule.isSigned ? loopFor<Operation, WrapOverflow, SignedWord>(rule.round)
-                         : loopFor<Operation, WrapOverflow, UnsignedWord>(rule.round);
+    return rule.overflow == embedded::OverflowModeEnum::Saturate ? loopFor<Operation, SaturateOverflow>(rule.round)
+                                                                 : loopFor<Operation, WrapOverflow>(rule.round);
 }
 
 void multiplyQuantizedForTarget(Rule rule, const Formats& formats, Factors factors, double* out, std::size_t count) {
-    loopFor<Multiplying>(rule)(formats, factors, out, count);
+    loopFor<Multiplying>(rule)(StageFormats(formats, rule.round), factors, out, count);
 }
 
 void combineQuantizedForTarget(Rule rule, const Formats& formats, bool casts, Sign sign, Factors first, Factors second,
                                double* out, std::size_t count) {
     const CombineLoop loop = casts ? loopFor<Combining<true>>(rule) : loopFor<Combining<false>>(rule);
-    loop(formats, sign, first, second, out, count);
+    loop(StageFormats(formats, rule.round), sign, first, second, out, count);
 }
 
 AccumulateLoop accumulateLoopFor(Rule rule, Steps steps) {
@@ -436,7 +484,7 @@ AccumulateLoop accumulateLoopFor(Rule rule, Steps steps) {
 
 void accumulateForTarget(Rule rule, const Formats& formats, Steps steps, const Run& run, std::size_t terms,
                          const Extent* extent, double* out, std::size_t lanes) {
-    accumulateLoopFor(rule, steps)(formats, run, terms, extent, out, lanes);
+    accumulateLoopFor(rule, steps)(StageFormats(formats, rule.round), run, terms, extent, out, lanes);
 }
 
 PairsLoop pairsLoopFor(Rule rule, Steps steps) {
@@ -449,7 +497,7 @@ PairsLoop pairsLoopFor(Rule rule, Steps steps) {
 void accumulatePairsForTarget(Rule rule, const Formats& formats, Steps steps, Sign sign, const Run& first,
                               const Run& second, std::size_t terms, const Extent* extent, double* out,
                               std::size_t lanes) {
-    pairsLoopFor(rule, steps)(formats, sign, first, second, terms, extent, out, lanes);
+    pairsLoopFor(rule, steps)(StageFormats(formats, rule.round), sign, first, second, terms, extent, out, lanes);
 }
 
 }  // namespace
