@@ -9,6 +9,8 @@
 #include "binding/frame/shapes.h"
 #include "binding/numerictype/NumericTypeOMClass.h"
 
+using namespace tolvane::detail;
+
 TolvaneOMInterfaceRef::TolvaneOMInterfaceRef(const TolvaneOMInterfaceRef& other) : mInterface(other.getReference()) {}
 
 // Users of assignment rely on the missing count; see the file comment of the header.

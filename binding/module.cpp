@@ -12,6 +12,8 @@
 #include "host/hd.h"
 #include "typesystem/TypeCycles.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 bool sIsStarted = false;

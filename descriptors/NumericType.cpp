@@ -13,6 +13,8 @@
 #include "typesystem/MD5CheckSumModEndian.h"
 #include "typesystem/class_records.h"
 
+using namespace tolvane::detail;
+
 namespace EmbeddedTypeSystem {
 
 namespace {

@@ -15,6 +15,8 @@
 #include "host/hi.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 namespace EmbeddedTypeSystem {
 
 namespace {

@@ -110,6 +110,6 @@ constexpr const char* textOf(const Table& table, Enum value) {
     return row == nullptr ? "" : row->text;
 }
 
-using intbounds::negated;
+using tolvane::detail::intbounds::negated;
 
 }  // namespace EmbeddedTypeSystem::numerictypetables

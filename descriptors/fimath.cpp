@@ -9,11 +9,13 @@
 #include "host/hsc.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;
 
-using slopetexts::kInvalidFimathSetting;
+using tolvane::detail::slopetexts::kInvalidFimathSetting;
 
 /// Raises the error of the property for an invalid word length.
 void checkWordLength(int wordLength, const std::string& property) {

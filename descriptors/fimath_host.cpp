@@ -11,6 +11,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 EnumStringType* fimath::getPrecisionModeEnum() {
     static EnumStringType* const type =
         EnumStringType::findOrAdd("fimathPrecisionModeEnum", {{0, "Arbitrary"}, {1, "Stepped"}});

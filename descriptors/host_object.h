@@ -13,6 +13,8 @@
 #include "host/hv.h"
 #include "typesystem/Type.h"
 
+namespace tolvane::detail {
+
 /// Returns the object in the handle that a host value of Object's class holds, null for any other value. The value
 /// keeps the handle and thus the object alive; it must outlive its use.
 template <class Object>
@@ -57,3 +59,5 @@ hvArray* hostValueAround(std::unique_ptr<Object> object, HandleOwner owner) {
     }
     return value;
 }
+
+}  // namespace tolvane::detail

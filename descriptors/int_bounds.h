@@ -4,7 +4,7 @@
 #include <climits>
 #include <cmath>
 
-namespace intbounds {
+namespace tolvane::detail::intbounds {
 
 /// The negative, where the lowest int gives the highest.
 constexpr int negated(int value) {
@@ -22,4 +22,4 @@ inline int truncated(double value) {
     return value >= INT_MAX ? INT_MAX : static_cast<int>(value);
 }
 
-}  // namespace intbounds
+}  // namespace tolvane::detail::intbounds

@@ -7,7 +7,7 @@
 #include "host/OMInterface.h"
 #include "host/OMPropertyEvent.h"
 
-namespace propertyevents {
+namespace tolvane::detail::propertyevents {
 
 inline const OMPropInfo* findProperty(const OMInterface* interface, const char* name) {
     return interface->getClass()->getProperty(name);
@@ -22,4 +22,4 @@ inline void sendPostSet(OMInterface* interface, const OMPropInfo* property, cons
     interface->notifyPropEvent(OMDatabaseClient::getInternalClient(), event);
 }
 
-}  // namespace propertyevents
+}  // namespace tolvane::detail::propertyevents

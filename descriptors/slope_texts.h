@@ -1,7 +1,7 @@
 // What is said of slopes that no type has; number types and rules have an id each for it.
 #pragma once
 
-namespace slopetexts {
+namespace tolvane::detail::slopetexts {
 
 constexpr const char* kInvalidFimathSetting = "TolvaneKit:fimathInvalidSetting";
 constexpr const char* kInvalidFactor =
@@ -10,4 +10,4 @@ constexpr const char* kInvalidFactor =
 constexpr const char* kInvalidSlope =
     "Invalid total slope specified; the total slope must be greater than 0 and finite";
 
-}  // namespace slopetexts
+}  // namespace tolvane::detail::slopetexts

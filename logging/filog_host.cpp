@@ -7,6 +7,8 @@
 #include "host/hv.h"
 #include "logging/filog.h"
 
+using namespace tolvane::detail;
+
 const char* filog::getVelmarClassName() {
     return "filog";
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace operationcounts {
+namespace tolvane::detail::operationcounts {
 
 OperationCounts ofSum(std::uint64_t resultElements, bool isComplex, bool castsBeforeSum) {
     const std::uint64_t sums = isComplex ? 2 * resultElements : resultElements;
@@ -77,4 +77,4 @@ std::uint64_t productsOfValid(std::uint64_t n, std::uint64_t m) {
     return n + 1 > m ? (n + 1 - m) * m : 0;
 }
 
-}  // namespace operationcounts
+}  // namespace tolvane::detail::operationcounts

@@ -8,6 +8,8 @@
 
 #include "host/export.h"
 
+namespace tolvane::detail {
+
 struct OperationCounts {
     std::uint64_t operations = 0;
     std::uint64_t mathOperations = 0;
@@ -46,3 +48,5 @@ TOLVANE_API std::uint64_t productsOfCentral(std::uint64_t n, std::uint64_t m);
 TOLVANE_API std::uint64_t productsOfValid(std::uint64_t n, std::uint64_t m);
 
 }  // namespace operationcounts
+
+}  // namespace tolvane::detail

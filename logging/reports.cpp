@@ -6,7 +6,7 @@
 #include "host/hsc.h"
 #include "logging/qlogger.h"
 
-namespace reports {
+namespace tolvane::detail::reports {
 
 namespace {
 
@@ -183,4 +183,4 @@ void reportAssignmentWithTotal(const qlogger& log, const qlogger& session) {
     }
 }
 
-}  // namespace reports
+}  // namespace tolvane::detail::reports

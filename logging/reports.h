@@ -15,7 +15,7 @@
 
 class qlogger;
 
-namespace reports {
+namespace tolvane::detail::reports {
 
 /// Increases of the counts of a log.
 struct Changes {
@@ -81,4 +81,4 @@ TOLVANE_API void reportAssignment(const qlogger& log);
 /// marked as reported: their own report covers only unreported changes.
 TOLVANE_API void reportAssignmentWithTotal(const qlogger& log, const qlogger& session);
 
-}  // namespace reports
+}  // namespace tolvane::detail::reports

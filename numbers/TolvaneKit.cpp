@@ -6,6 +6,8 @@
 #include "host/bs.h"
 #include "numbers/rounding.h"
 
+using namespace tolvane::detail;
+
 double pow2(int n) {
     return rounding::scaleByPowerOfTwo(1.0, n);
 }

@@ -3,6 +3,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hm.h"
 
+namespace tolvane::detail {
+
 void requireBase(int base, int greatest, const std::string& id) {
     if (base < 2 || base > greatest) {
         raiseError(id, "Base value must be >= 2 and <= " + std::to_string(greatest));
@@ -21,3 +23,5 @@ int digitCount(int wordBits, int base) {
             return static_cast<int>(hmFdlibm_ceil(wordBits * hmFdlibm_log(2.0) / hmFdlibm_log(base)));
     }
 }
+
+}  // namespace tolvane::detail

@@ -3,6 +3,8 @@
 
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 constexpr const char* kBitgetOutOfRange = "fixedpoint:fi:bitget:BITOutOfRange";
 constexpr const char* kBitsetOutOfRange = "fixedpoint:fi:bitset:BITOutOfRange";
 
@@ -10,3 +12,5 @@ constexpr const char* kBitsetOutOfRange = "fixedpoint:fi:bitset:BITOutOfRange";
 inline void checkBitPosition(int bit, int wordlength, const char* id) {
     if (bit < 1 || bit > wordlength) raiseError(id, "A bit position is not an integer in the appropriate range.");
 }
+
+}  // namespace tolvane::detail

@@ -10,6 +10,8 @@
 
 #include "numbers/rounding.h"
 
+namespace tolvane::detail {
+
 struct WordFormat {
     bool isSigned;
     int wordlength;
@@ -78,3 +80,5 @@ inline double setBit(double x, int position, bool value, const WordFormat& forma
 }
 
 }  // namespace bitwords
+
+}  // namespace tolvane::detail

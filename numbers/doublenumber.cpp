@@ -13,6 +13,8 @@
 #include "numbers/stridesort.h"
 #include "numbers/truncation.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 bool isLess(double a, double b) {

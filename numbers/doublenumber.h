@@ -54,7 +54,7 @@ class TOLVANE_API doublenumber final : public numberrepbody {
         return *this;
     }
     doublenumber& pow2(int n) override {
-        setelement(rounding::scaleByPowerOfTwo(getelement(), n));
+        setelement(tolvane::detail::rounding::scaleByPowerOfTwo(getelement(), n));
         return *this;
     }
     doublenumber& abs() override {
@@ -98,18 +98,18 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     bool myisnan() const override { return getelement() != getelement(); }
     int unbiasedexponent() const override;
 
-    doublenumber& ceil(int n) override { return applyAtBit<rounding::CeilRule>(n); }
-    doublenumber& ceil() override { return apply<rounding::CeilRule>(); }
-    doublenumber& convergent(int n) override { return applyAtBit<rounding::ConvergentRule>(n); }
-    doublenumber& convergent() override { return apply<rounding::ConvergentRule>(); }
-    doublenumber& fix(int n) override { return applyAtBit<rounding::FixRule>(n); }
-    doublenumber& fix() override { return apply<rounding::FixRule>(); }
-    doublenumber& floor(int n) override { return applyAtBit<rounding::FloorRule>(n); }
-    doublenumber& floor() override { return apply<rounding::FloorRule>(); }
-    doublenumber& nearest(int n) override { return applyAtBit<rounding::NearestRule>(n); }
-    doublenumber& nearest() override { return apply<rounding::NearestRule>(); }
-    doublenumber& round(int n) override { return applyAtBit<rounding::RoundRule>(n); }
-    doublenumber& round() override { return apply<rounding::RoundRule>(); }
+    doublenumber& ceil(int n) override { return applyAtBit<tolvane::detail::rounding::CeilRule>(n); }
+    doublenumber& ceil() override { return apply<tolvane::detail::rounding::CeilRule>(); }
+    doublenumber& convergent(int n) override { return applyAtBit<tolvane::detail::rounding::ConvergentRule>(n); }
+    doublenumber& convergent() override { return apply<tolvane::detail::rounding::ConvergentRule>(); }
+    doublenumber& fix(int n) override { return applyAtBit<tolvane::detail::rounding::FixRule>(n); }
+    doublenumber& fix() override { return apply<tolvane::detail::rounding::FixRule>(); }
+    doublenumber& floor(int n) override { return applyAtBit<tolvane::detail::rounding::FloorRule>(n); }
+    doublenumber& floor() override { return apply<tolvane::detail::rounding::FloorRule>(); }
+    doublenumber& nearest(int n) override { return applyAtBit<tolvane::detail::rounding::NearestRule>(n); }
+    doublenumber& nearest() override { return apply<tolvane::detail::rounding::NearestRule>(); }
+    doublenumber& round(int n) override { return applyAtBit<tolvane::detail::rounding::RoundRule>(n); }
+    doublenumber& round() override { return apply<tolvane::detail::rounding::RoundRule>(); }
 
     /// Prints every element with its index.
     void disp() const override;
@@ -213,7 +213,7 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     template <class Rule>
     doublenumber& applyAtBit(int n) {
         double& x = getmodifiableelement();
-        x = rounding::applyAtBit<Rule>(x, n);
+        x = tolvane::detail::rounding::applyAtBit<Rule>(x, n);
         return *this;
     }
 };

@@ -9,6 +9,8 @@
 #include "numbers/doublenumber.h"
 #include "numbers/internal_error.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// Replaces x by the stored integer that `combine` makes from those of x and other.

@@ -2,6 +2,8 @@
 
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 void raiseOutOfMemory() {
     raiseError("fixedpoint:fi:outofmemory", "Not enough memory to allocate new fi object.");
 }
@@ -9,3 +11,5 @@ void raiseOutOfMemory() {
 void raiseDimensionsDisagree() {
     raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
 }
+
+}  // namespace tolvane::detail

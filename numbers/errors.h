@@ -5,8 +5,12 @@
 
 #include "host/export.h"
 
+namespace tolvane::detail {
+
 /// Raises "fixedpoint:fi:outofmemory".
 [[noreturn]] TOLVANE_API void raiseOutOfMemory();
 
 /// Raises "fixedpoint:fi:dimagree".
 [[noreturn]] void raiseDimensionsDisagree();
+
+}  // namespace tolvane::detail

@@ -8,6 +8,8 @@
 
 #include <utility>
 
+namespace tolvane::detail {
+
 class gmpinteger {
  public:
     /// Makes a zero.
@@ -31,3 +33,5 @@ class gmpinteger {
  private:
     mpz_t mValue;
 };
+
+}  // namespace tolvane::detail

@@ -8,6 +8,8 @@
 
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 inline constexpr char internalErrorTrailer[] =
     " This is an internal error of the Tolvane engine. Please report it together with the steps that led to it.";
 
@@ -15,3 +17,5 @@ inline constexpr char internalErrorTrailer[] =
 [[noreturn]] inline void raiseInternalError(std::string id, const std::string& message) {
     raiseError(std::move(id), message + internalErrorTrailer);
 }
+
+}  // namespace tolvane::detail

@@ -15,6 +15,8 @@
 #include "numbers/stridesort.h"
 #include "numbers/truncation.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// A float and its significand in one block of memory.

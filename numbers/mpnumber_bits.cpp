@@ -14,6 +14,8 @@
 #include "numbers/mpscratch.h"
 #include "numbers/storedinteger.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// Returns the stored integer of x, which is changed. Only the word matters, so higher powers of two need not be built.

@@ -22,6 +22,8 @@
 #include "numbers/mpscratch.h"
 #include "numbers/storedinteger.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// The caller's characters for a text, and the base of the digits in them.

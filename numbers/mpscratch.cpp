@@ -3,6 +3,8 @@
 #include "host/bs.h"
 #include "numbers/errors.h"
 
+using namespace tolvane::detail;
+
 mpscratch::mpscratch(mpfr_prec_t precision) {
     void* significand = mInside;
     const std::size_t bytes = mpfr_custom_get_size(precision);

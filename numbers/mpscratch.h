@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace tolvane::detail {
+
 class mpscratch {
  public:
     /// Makes a zero of the given precision in bits. Raises "fixedpoint:fi:outofmemory".
@@ -31,3 +33,5 @@ class mpscratch {
     void* mOutside = nullptr;
     mpfr_t mFloat;
 };
+
+}  // namespace tolvane::detail

@@ -7,6 +7,8 @@
 #include "numbers/errors.h"
 #include "numbers/mpnumber.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using Tags = embeddedNumberTags;

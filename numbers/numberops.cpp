@@ -5,6 +5,8 @@
 #include "numbers/rounding.h"
 #include "numbers/truncation.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using Arithmetic = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);

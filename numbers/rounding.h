@@ -13,7 +13,7 @@
 #include <cmath>
 #include <cstdint>
 
-namespace rounding {
+namespace tolvane::detail::rounding {
 
 // std::floor and std::ceil are exact operations of IEEE 754, so they agree with the host's on every value; the compiler
 // inlines them.
@@ -57,4 +57,4 @@ double applyAtBit(double x, int n) {
     return scaleByPowerOfTwo(Rule::apply(scaleByPowerOfTwo(x, n)), negatedExponent(n));
 }
 
-}  // namespace rounding
+}  // namespace tolvane::detail::rounding

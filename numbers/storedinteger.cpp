@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace tolvane::detail {
+
 MantissaAndExponent splitElement(mpfr_srcptr element) {
     MantissaAndExponent parts;
     if (mpfr_regular_p(element)) parts.exponent = mpfr_get_z_2exp(parts.mantissa, element);
@@ -22,3 +24,5 @@ gmpinteger takeStoredInteger(mpfr_ptr x, int exponent, mpfr_srcptr twoToWordleng
     }
     return std::move(parts.mantissa);
 }
+
+}  // namespace tolvane::detail

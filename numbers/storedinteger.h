@@ -8,6 +8,8 @@
 
 #include "numbers/gmpinteger.h"
 
+namespace tolvane::detail {
+
 /// A value of mantissa * 2^exponent.
 struct MantissaAndExponent {
     gmpinteger mantissa;
@@ -21,3 +23,5 @@ MantissaAndExponent splitElement(mpfr_srcptr element);
 /// which makes it the word in two's complement. A multiple of 2^usefulBits gives 0, as do zero, NaN and infinities.
 /// Changes x to the sum; the sum is rounded to the precision of x.
 gmpinteger takeStoredInteger(mpfr_ptr x, int exponent, mpfr_srcptr twoToWordlength, mp_bitcnt_t usefulBits);
+
+}  // namespace tolvane::detail

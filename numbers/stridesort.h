@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <utility>
 
-namespace stridesorting {
+namespace tolvane::detail::stridesorting {
 
 /// A sequence of `length` values that lie `stride` apart.
 template <class Value>
@@ -177,4 +177,4 @@ void stridesort2(Value* values, double* index, std::uint64_t count, bool ascendi
     });
 }
 
-}  // namespace stridesorting
+}  // namespace tolvane::detail::stridesorting

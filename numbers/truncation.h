@@ -11,6 +11,8 @@
 #include <limits>
 #include <type_traits>
 
+namespace tolvane::detail {
+
 template <std::integral Integer>
 Integer truncateTo(double value) {
     if constexpr (std::is_same_v<Integer, std::int64_t>) {
@@ -30,3 +32,5 @@ Integer truncateTo(double value) {
         return static_cast<Integer>(wide);
     }
 }
+
+}  // namespace tolvane::detail

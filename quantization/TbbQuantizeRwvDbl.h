@@ -35,7 +35,9 @@ class TbbQuantizeRwvDbl {
           mChunkCount(chunkCount),
           mClient(makeClient()),
           mScratch(makeScratch(chunkCount)),
-          mLimits(arraykernels::areAvailable() ? wordLimitsOf(type, roundCode, saturates) : std::nullopt) {}
+          mLimits(tolvane::detail::arraykernels::areAvailable()
+                      ? tolvane::detail::wordLimitsOf(type, roundCode, saturates)
+                      : std::nullopt) {}
     /// A copy has its own client and scratch memory.
     TbbQuantizeRwvDbl(const TbbQuantizeRwvDbl& other)
         : mInput(other.mInput),
@@ -55,9 +57,9 @@ class TbbQuantizeRwvDbl {
     void operator()(const Range& range) const {
         if (mLimits) {
             // The client ignores reports of values out of range, so none are sent.
-            arraykernels::quantizeThroughWords({mRoundCode, mSaturate != 0, mType.isSigned()}, *mLimits,
-                                               mInput + range.begin(), mOutput + range.begin(),
-                                               range.end() - range.begin());
+            tolvane::detail::arraykernels::quantizeThroughWords({mRoundCode, mSaturate != 0, mType.isSigned()},
+                                                                *mLimits, mInput + range.begin(),
+                                                                mOutput + range.begin(), range.end() - range.begin());
             return;
         }
         for (std::size_t i = range.begin(); i != range.end(); ++i) {
@@ -71,8 +73,8 @@ class TbbQuantizeRwvDbl {
         const double bias = mType.getBias();
         const std::span<T> word(mScratch.get(), static_cast<std::size_t>(mChunkCount));
         const double stored = v == bias ? 0.0 : std::isinf(v) ? v : (v - bias) / slope;
-        wordconversion::convertToWord(stored, mType, mRoundCode, mSaturate != 0, mClient, word);
-        return wordconversion::valueOfWord(std::span<const T>(word), mType) * slope + bias;
+        tolvane::detail::wordconversion::convertToWord(stored, mType, mRoundCode, mSaturate != 0, mClient, word);
+        return tolvane::detail::wordconversion::valueOfWord(std::span<const T>(word), mType) * slope + bias;
     }
 
  private:
@@ -92,5 +94,5 @@ class TbbQuantizeRwvDbl {
     int mChunkCount;
     mutable LocalFxpClient mClient;
     std::unique_ptr<T[]> mScratch;
-    std::optional<WordLimits> mLimits;
+    std::optional<tolvane::detail::WordLimits> mLimits;
 };

@@ -14,7 +14,7 @@
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace arraykernels {
+namespace tolvane::detail::arraykernels {
 namespace HWY_NAMESPACE {
 namespace {
 
@@ -190,11 +190,11 @@ bool isExactTarget() {
 
 }  // namespace
 }  // namespace HWY_NAMESPACE
-}  // namespace arraykernels
+}  // namespace tolvane::detail::arraykernels
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace arraykernels {
+namespace tolvane::detail::arraykernels {
 
 HWY_EXPORT(isExactTarget);
 HWY_EXPORT(quantizeForTarget);
@@ -222,5 +222,5 @@ void quantizeThroughWords(WordSelection selection, const WordLimits& limits, con
     HWY_DYNAMIC_DISPATCH(quantizeWordsForTarget)(selection, limits, in, out, count);
 }
 
-}  // namespace arraykernels
+}  // namespace tolvane::detail::arraykernels
 #endif

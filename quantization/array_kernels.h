@@ -14,7 +14,7 @@
 #include "quantization/float_limits.h"
 #include "quantization/word_limits.h"
 
-namespace arraykernels {
+namespace tolvane::detail::arraykernels {
 
 /// Statistics of a pass. The extremes are those of the quantized values, or infinities of the opposite sign if all were
 /// NaN; a zero extreme may have either sign.
@@ -53,4 +53,4 @@ struct WordSelection {
 void quantizeThroughWords(WordSelection selection, const WordLimits& limits, const double* in, double* out,
                           std::size_t count);
 
-}  // namespace arraykernels
+}  // namespace tolvane::detail::arraykernels

@@ -8,6 +8,8 @@
 #include "quantization/array_kernels.h"
 #include "quantization/quantizer.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using Mode = embedded::QuantizerModeEnum;

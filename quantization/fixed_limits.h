@@ -6,6 +6,8 @@
 
 #include "host/export.h"
 
+namespace tolvane::detail {
+
 struct TOLVANE_API FixedDoubleLimits {
     double scale = 0.0;         // 2^f
     double inverseScale = 0.0;  // 2^-f
@@ -21,3 +23,5 @@ struct TOLVANE_API FixedDoubleLimits {
     /// every bit, for any double: fixed-point modes only. See `quantizer::updatelimits` for the proof.
     bool valid = false;
 };
+
+}  // namespace tolvane::detail

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace tolvane::detail {
+
 struct FloatDoubleLimits {
     double realmax = 0.0;
     double lowerbound = 0.0;
@@ -15,3 +17,5 @@ struct FloatDoubleLimits {
 /// reciprocal: the exponent fields of p and 1 / p add up to 2046.
 constexpr std::uint64_t kExponentBits = 0x7FF0000000000000;
 constexpr std::uint64_t kReciprocalBits = 0x7FE0000000000000;
+
+}  // namespace tolvane::detail

@@ -5,7 +5,7 @@
 #include <climits>
 #include <cmath>
 
-namespace formatnumbers {
+namespace tolvane::detail::formatnumbers {
 
 /// Truncates; NaN becomes 0 and values beyond int saturate.
 inline int toInt(double value) {
@@ -19,4 +19,4 @@ inline int toInt(double value) {
 /// 1.
 void requireWordlength(double wordlength);
 
-}  // namespace formatnumbers
+}  // namespace tolvane::detail::formatnumbers

@@ -14,6 +14,8 @@
 #include "quantization/format_numbers.h"
 #include "quantization/quantizer.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

@@ -12,6 +12,8 @@
 #include "host/hsc.h"
 #include "quantization/format_numbers.h"
 
+using namespace tolvane::detail;
+
 using ModeEnum = embedded::QuantizerModeEnum;
 using formatnumbers::requireWordlength;
 using formatnumbers::toInt;

@@ -128,7 +128,7 @@ class TOLVANE_API quantizer {
     /// Compares the modes, the word length and the fraction length.
     bool isequal(const quantizer& other) const;
     /// The constants as doubles, for loops over whole arrays.
-    const FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
+    const tolvane::detail::FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
     /// Whether, with logging off, the element function leaves all values unchanged.
     bool keepsValues() const;
 
@@ -232,5 +232,5 @@ class TOLVANE_API quantizer {
     // Whether the function matches the description: the old one is kept if a mode is unknown or a derivation raised.
     bool mFunctionFits = false;
     qlogger mLogger;
-    FixedDoubleLimits mLimits;
+    tolvane::detail::FixedDoubleLimits mLimits;
 };

@@ -16,7 +16,7 @@
 #include "quantization/quantizer.h"
 
 // The rule on one double.
-namespace rounding {
+namespace tolvane::detail::rounding {
 
 inline bool either(bool a, bool b) {
     return a || b;
@@ -39,7 +39,9 @@ inline double greaterOf(double limit, double x) {
 
 #include "quantization/fixed_rules.inl.h"
 
-}  // namespace rounding
+}  // namespace tolvane::detail::rounding
+
+using namespace tolvane::detail;
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "numbers/bit_tables.h"
 #include "quantization/word_masks.h"
 
-namespace wordconversion {
+namespace tolvane::detail::wordconversion {
 
 namespace {
 
@@ -283,4 +283,4 @@ template double valueOfWord(std::span<const std::uint16_t>, const NumericType&);
 template double valueOfWord(std::span<const std::int32_t>, const NumericType&);
 template double valueOfWord(std::span<const std::uint32_t>, const NumericType&);
 
-}  // namespace wordconversion
+}  // namespace tolvane::detail::wordconversion

@@ -15,7 +15,7 @@
 #include "descriptors/NumericType.h"
 #include "descriptors/embedded.h"
 
-namespace wordconversion {
+namespace tolvane::detail::wordconversion {
 
 /// The rounding of dropped bits, as the code that the conversion uses: 0 fix, 1 nearest, 2 ceil, 3 floor, 5 round, 6
 /// convergent. Any other code, including 4, works as 0.
@@ -40,4 +40,4 @@ void convertToWord(double v, const EmbeddedTypeSystem::NumericType& type, int ro
 template <class T>
 double valueOfWord(std::span<const T> word, const EmbeddedTypeSystem::NumericType& type);
 
-}  // namespace wordconversion
+}  // namespace tolvane::detail::wordconversion

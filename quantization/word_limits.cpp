@@ -4,6 +4,8 @@
 
 #include "quantization/word_conversion.h"
 
+namespace tolvane::detail {
+
 // With F the fixed exponent, w the word length and y = x * 2^-F, each step below is exact, or wrong where it doesn't
 // matter.
 //
@@ -45,3 +47,5 @@ std::optional<WordLimits> wordLimitsOf(const EmbeddedTypeSystem::NumericType& ty
     limits.inverseModulus = 1.0 / modulus;
     return limits;
 }
+
+}  // namespace tolvane::detail

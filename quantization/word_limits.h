@@ -6,6 +6,8 @@
 
 #include "descriptors/NumericType.h"
 
+namespace tolvane::detail {
+
 /// Words are in units of the lowest bit.
 struct WordLimits {
     double scale = 1.0;         // 2^-F
@@ -19,3 +21,5 @@ struct WordLimits {
 /// Returns the limits of a type of 1 bit or more if the rules on doubles (quantization/word_rules.inl.h) are exact for
 /// every value; word_limits.cpp has the proof.
 std::optional<WordLimits> wordLimitsOf(const EmbeddedTypeSystem::NumericType& type, int roundCode, bool saturates);
+
+}  // namespace tolvane::detail

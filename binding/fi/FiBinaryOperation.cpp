@@ -8,6 +8,8 @@
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr PartnerRule sameTag{.hasBestPrecision = true, .keepsTag = true, .isAlwaysLocal = false};
@@ -40,7 +42,7 @@ std::unique_ptr<fi> emptyPartner(const fi& other) {
 
 }  // namespace
 
-std::unique_ptr<fi> partnerFrom(const hvArray* values, const fi& other, const PartnerRule& rule) {
+std::unique_ptr<fi> tolvane::detail::partnerFrom(const hvArray* values, const fi& other, const PartnerRule& rule) {
     EmbeddedTypeSystem::NumericType type(other.getNumericType());
     if (rule.hasBestPrecision) {
         type.setBestPrecision(values);
@@ -112,7 +114,7 @@ const fi& FiBinaryOperation::decidingOperand(const OMMethodSignature* signature,
     return *fi::getObjFromPrhs(operand);
 }
 
-void raiseNotAllowed(const std::string& method, const fi& operand) {
+void tolvane::detail::raiseNotAllowed(const std::string& method, const fi& operand) {
     const std::string dataType = dataTypeText(operand.getDataType());
     raiseError("fixedpoint:fi:" + method + ":" + dataType + ":notallowed",
                "Function '" + method + "' is not defined for FI objects of data type '" + dataType + "'.");

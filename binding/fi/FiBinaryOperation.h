@@ -14,6 +14,8 @@
 #include "fi/fi.h"
 #include "host/OMMethodInfo.h"
 
+namespace tolvane::detail {
+
 /// How an array operand is converted to a `fi`.
 struct PartnerRule {
     /// Use the best precision for the array's values instead of the type of the `fi`.
@@ -28,6 +30,8 @@ struct PartnerRule {
 /// Makes a `fi` from the values of an array for an operation with another one, by its type and rules.
 std::unique_ptr<fi> partnerFrom(const hvArray* values, const fi& other, const PartnerRule& rule);
 
+}  // namespace tolvane::detail
+
 class FiBinaryOperation : public OMMethodInfo {
  public:
     explicit FiBinaryOperation(const char* name);
@@ -41,7 +45,8 @@ class FiBinaryOperation : public OMMethodInfo {
     };
 
     /// Returns the operands; both are missing for a signature of another record.
-    Operands operands(const OMMethodSignature* signature, void** arguments, const PartnerRule& rule) const;
+    Operands operands(const OMMethodSignature* signature, void** arguments,
+                      const tolvane::detail::PartnerRule& rule) const;
     /// Returns the operand whose data type decides whether the call is allowed. Only this one is checked. Raises
     /// "fixedpoint:fi:binaryop:signaturenotfound" if it isn't a `fi`.
     const fi& decidingOperand(const OMMethodSignature* signature, void** arguments) const;
@@ -69,8 +74,8 @@ class FiBinaryOperationFiOutput : public FiBinaryOperation {
     virtual void logResult(const fi& a, const fi& b, const fi& result);
 
  protected:
-    void computeAndGive(const PartnerRule& rule, OMMethodSignature* signature, int* resultCount, void** results,
-                        void** arguments);
+    void computeAndGive(const tolvane::detail::PartnerRule& rule, OMMethodSignature* signature, int* resultCount,
+                        void** results, void** arguments);
 };
 
 /// As FiBinaryOperationFiOutput, but the deciding operand must be fixed-point.

@@ -9,6 +9,8 @@
 #include "binding/frame/methods.h"
 #include "numbers/internal_error.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

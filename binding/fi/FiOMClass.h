@@ -8,9 +8,10 @@
 #include "binding/frame/SingletonOMClass.h"
 #include "fi/fi.h"
 
-class FiOMClass : public ObjectOMClass<FiOMClass, fi> {
+class FiOMClass : public tolvane::detail::ObjectOMClass<FiOMClass, fi> {
  public:
-    static constexpr ClassRow row{.name = "fi", .flagA = ClassFlag::No, .flagB = ClassFlag::Yes};
+    static constexpr tolvane::detail::ClassRow row{
+        .name = "fi", .flagA = tolvane::detail::ClassFlag::No, .flagB = tolvane::detail::ClassFlag::Yes};
 
     /// Always raises "fixedpoint:fi:FiOMClass:InvalidConstructor".
     FiOMClass(const void* first, const void* second, const void* third, const void* fourth);

@@ -10,6 +10,8 @@
 #include "host/hv.h"
 #include "logging/reports.h"
 
+namespace tolvane::detail {
+
 // Sums: "plus" and "minus".
 
 /// The differences between sums: the operation, and its name in reports.
@@ -155,3 +157,10 @@ class FiTwoVectorMethodInfo final : public FiBinaryOperationFiOutputStrictNumeri
         return std::unique_ptr<fi>((a.*operation)(b));
     }
 };
+
+}  // namespace tolvane::detail
+
+// The records that the host knows by these names.
+using tolvane::detail::FiMaxMethodInfo;
+using tolvane::detail::FiPlusMethodInfo;
+using tolvane::detail::FiTimesMethodInfo;

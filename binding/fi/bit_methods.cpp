@@ -9,6 +9,8 @@
 #include "binding/fi/new_fi.h"
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
@@ -161,3 +163,5 @@ void shiftBits(const MethodCall& call) {
         object.isSlopeBiasScaled() ? shiftedIntegers(object, count) : owned(object.pow2(count, true));
     giveReported(call, std::move(result), "bitshift");
 }
+
+}  // namespace tolvane::detail

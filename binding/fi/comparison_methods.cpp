@@ -8,6 +8,8 @@
 #include "logging/reports.h"
 #include "numbers/truncation.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 /// Gives an array and what belongs to its elements.
@@ -124,3 +126,5 @@ void setElement(const MethodCall& call) {
     }
     call.giveNothing();
 }
+
+}  // namespace tolvane::detail

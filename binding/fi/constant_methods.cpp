@@ -4,6 +4,8 @@
 #include "binding/fi/new_fi.h"
 #include "logging/reports.h"
 
+namespace tolvane::detail {
+
 void giveRange(const MethodCall& call) {
     const fi& object = call.object<fi>(0);
     if (call.wantedResults() < 2) {
@@ -37,3 +39,5 @@ std::unique_ptr<fi> FiComplexMethodInfo::computeResult(const fi& a, const fi& b)
 void FiComplexMethodInfo::logResult(const fi& /*a*/, const fi& /*b*/, const fi& result) {
     reports::report(result.getQlogger(), "complex");
 }
+
+}  // namespace tolvane::detail

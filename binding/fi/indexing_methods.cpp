@@ -7,6 +7,8 @@
 #include "binding/frame/handles.h"
 #include "logging/reports.h"
 
+namespace tolvane::detail {
+
 void subscript(const MethodCall& call) {
     const fi& object = call.object<fi>(0);
     call.give(object.subsref(call.array(1), static_cast<OMInterface*>(call.arguments[0])));
@@ -60,3 +62,5 @@ void growByPlan(const MethodCall& call) {
     reports::reportConcatenation(right.getQlogger(), fi::getAssignlog());
     giveFi(call, std::move(made));
 }
+
+}  // namespace tolvane::detail

@@ -5,6 +5,8 @@
 
 #include "binding/fi/new_fi.h"
 
+namespace tolvane::detail {
+
 void giveIntArray(const MethodCall& call) {
     const fi& object = call.object<fi>(0);
     hvArrayOwner chunks(object.getIntArray(fi::IntArrayChunkMode::Natural, fi::IntArrayDimensionMode::First));
@@ -21,3 +23,5 @@ void giveSimFi(const MethodCall& call) {
     made->setDravelinIntArray(call.array(1));
     giveFi(call, std::move(made));
 }
+
+}  // namespace tolvane::detail

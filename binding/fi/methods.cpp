@@ -19,6 +19,8 @@
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 using datatypes::array;
@@ -346,3 +348,5 @@ constexpr MethodRow fiMethods[] = {
 void addFiMethods(OMClass& objectClass) {
     addMethods(objectClass, fiMethods);
 }
+
+}  // namespace tolvane::detail

@@ -7,6 +7,8 @@
 #include "fi/fi.h"
 #include "host/hv.h"
 
+namespace tolvane::detail {
+
 struct ExtremeOperation;
 
 // Extremes, sorting and single elements by number
@@ -176,3 +178,5 @@ void giveTypeForSum(const MethodCall& call);
 /// The type with the best precision for the values of an array. Raises as NumericType::setBestPrecision.
 inline constexpr SignatureColumn typeAndArrayToType[] = {takes(typeColumn, datatypes::array).to(typeColumn)};
 void giveBestPrecision(const MethodCall& call);
+
+}  // namespace tolvane::detail

@@ -10,6 +10,8 @@
 #include "fi/fi.h"
 #include "logging/reports.h"
 
+namespace tolvane::detail {
+
 inline std::unique_ptr<fi> owned(fi* made) {
     return std::unique_ptr<fi>(made);
 }
@@ -32,3 +34,5 @@ template <auto operation>
 void giveNewFi(const MethodCall& call) {
     giveFi(call, owned(std::invoke(operation, call.object<fi>(0))));
 }
+
+}  // namespace tolvane::detail

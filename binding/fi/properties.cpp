@@ -11,6 +11,8 @@
 #include "binding/numerictype/NumericTypeOMClass.h"
 #include "logging/reports.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;
@@ -302,3 +304,5 @@ constexpr PropertyRow fiProperties[] = {
 void addFiProperties(OMClass& objectClass) {
     addProperties(objectClass, fiProperties);
 }
+
+}  // namespace tolvane::detail

@@ -2,6 +2,8 @@
 
 #include "binding/fi/new_fi.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;
@@ -31,3 +33,5 @@ void giveRealAbs(const MethodCall& call) {
 void giveSqrt(const MethodCall& call) {
     giveByTypeAndRules(call, [](const fi& x, const auto&... by) { return x.sqrtBisection(by...); });
 }
+
+}  // namespace tolvane::detail

@@ -8,6 +8,8 @@
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
 
+namespace tolvane::detail {
+
 void giveReshaped(const MethodCall& call) {
     giveFi(call, owned(call.object<fi>(0).reshape(call.array(1))));
 }
@@ -60,3 +62,5 @@ void giveUpperTriangle(const MethodCall& call) {
     const double k = diagonalNumber(call, "tril");
     giveFi(call, owned(call.object<fi>(0).triu(k)));
 }
+
+}  // namespace tolvane::detail

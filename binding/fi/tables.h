@@ -3,5 +3,9 @@
 
 class OMClass;
 
+namespace tolvane::detail {
+
 void addFiProperties(OMClass& objectClass);
 void addFiMethods(OMClass& objectClass);
+
+}  // namespace tolvane::detail

@@ -3,6 +3,8 @@
 #include "host/ErrorIdException.h"
 #include "numbers/bases.h"
 
+namespace tolvane::detail {
+
 constexpr SignatureColumn fiAndBaseToText[1] = {takes(datatypes::object<fi>, datatypes::array).to(datatypes::array)};
 constexpr SignatureColumn fiTextAndBase[1] = {takes(datatypes::object<fi>, datatypes::array, datatypes::array)};
 
@@ -20,3 +22,5 @@ void readInBase(const MethodCall& call) {
     object.base2num(call.array(1), base);
     call.giveNothing();
 }
+
+}  // namespace tolvane::detail

@@ -7,6 +7,8 @@
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;
@@ -70,3 +72,5 @@ void giveBestPrecision(const MethodCall& call) {
     type.setBestPrecision(call.array(1));
     giveType(call, type);
 }
+
+}  // namespace tolvane::detail

@@ -6,6 +6,8 @@
 #include "binding/frame/methods.h"
 #include "binding/types/type_classes.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr SignatureColumn noArguments = takes();

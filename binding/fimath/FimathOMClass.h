@@ -5,10 +5,12 @@
 #include "binding/frame/SingletonOMClass.h"
 #include "descriptors/fimath.h"
 
-class FimathOMClass : public ObjectOMClass<FimathOMClass, fimath> {
+class FimathOMClass : public tolvane::detail::ObjectOMClass<FimathOMClass, fimath> {
  public:
-    static constexpr ClassRow row{
-        .name = "fimath", .flagA = ClassFlag::No, .flagB = ClassFlag::Yes, .loadsLorimer = true};
+    static constexpr tolvane::detail::ClassRow row{.name = "fimath",
+                                                   .flagA = tolvane::detail::ClassFlag::No,
+                                                   .flagB = tolvane::detail::ClassFlag::Yes,
+                                                   .loadsLorimer = true};
 
     using OMClass::createClassSpecificObject;
     /// Makes a copy of the global rules. Raises "fixedpoint:fimath:nargchk:tooManyInputs".
@@ -23,10 +25,12 @@ class FimathOMClass : public ObjectOMClass<FimathOMClass, fimath> {
     void fillFiMethods();
 };
 
-class GlobalFimathOMClass : public SingletonOMClass<GlobalFimathOMClass, FimathOMClass> {
+class GlobalFimathOMClass : public tolvane::detail::SingletonOMClass<GlobalFimathOMClass, FimathOMClass> {
  public:
-    static constexpr ClassRow row{
-        .name = "globalfimath", .flagA = ClassFlag::Yes, .flagB = ClassFlag::Yes, .loadsLorimer = true};
+    static constexpr tolvane::detail::ClassRow row{.name = "globalfimath",
+                                                   .flagA = tolvane::detail::ClassFlag::Yes,
+                                                   .flagB = tolvane::detail::ClassFlag::Yes,
+                                                   .loadsLorimer = true};
 
     using OMClass::createClassSpecificObject;
     /// Wraps the global object. Errors as those of FimathOMClass, with the same ids.
@@ -34,7 +38,7 @@ class GlobalFimathOMClass : public SingletonOMClass<GlobalFimathOMClass, FimathO
     void destroyObject(OMInterface* interface) override;
 
  private:
-    friend SingletonOMClass<GlobalFimathOMClass, FimathOMClass>;
+    friend tolvane::detail::SingletonOMClass<GlobalFimathOMClass, FimathOMClass>;
     GlobalFimathOMClass();
     void fill();
 };

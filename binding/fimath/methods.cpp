@@ -11,6 +11,8 @@
 #include "binding/frame/methods.h"
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 using datatypes::array;
@@ -126,3 +128,5 @@ void addFimathMethods(OMClass& objectClass) {
 void addFimathFiMethods(OMClass& objectClass) {
     addMethods(objectClass, rulesFiMethods);
 }
+
+}  // namespace tolvane::detail

@@ -13,6 +13,8 @@
 #include "descriptors/fimath.h"
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 using namespace datatypes;
@@ -201,3 +203,5 @@ constexpr PropertyRow rulesProperties[] = {
 void addFimathProperties(OMClass& objectClass) {
     addProperties(objectClass, rulesProperties);
 }
+
+}  // namespace tolvane::detail

@@ -3,7 +3,11 @@
 
 class OMClass;
 
+namespace tolvane::detail {
+
 void addFimathProperties(OMClass& objectClass);
 void addFimathMethods(OMClass& objectClass);
 /// The methods with arrays, which are added last.
 void addFimathFiMethods(OMClass& objectClass);
+
+}  // namespace tolvane::detail

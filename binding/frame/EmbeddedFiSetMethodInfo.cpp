@@ -9,6 +9,8 @@
 #include "host/hsc.h"
 #include "host/om.h"
 
+using namespace tolvane::detail;
+
 EmbeddedFiSetMethodInfo::EmbeddedFiSetMethodInfo(const char* label) : OMMethodInfo(0), mLabel(label) {
     setName("set", true);
     auto signature = std::make_unique<OMMethodSignature>();

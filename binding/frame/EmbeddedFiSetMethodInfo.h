@@ -19,8 +19,12 @@ class EmbeddedFiSetMethodInfo : public OMMethodInfo {
     std::string mLabel;
 };
 
+namespace tolvane::detail {
+
 /// Makes the record for a table of methods.
 template <const auto& label>
 std::unique_ptr<OMMethodInfo> setOf(const char* /*name*/) {
     return std::make_unique<EmbeddedFiSetMethodInfo>(label);
 }
+
+}  // namespace tolvane::detail

@@ -17,6 +17,8 @@
 #include "host/OMClass.h"
 #include "host/hd.h"
 
+namespace tolvane::detail {
+
 /// A boolean of the class record that is set, or left at the host's default.
 enum class ClassFlag { NotWritten, No, Yes };
 
@@ -125,3 +127,5 @@ class ObjectOMClass : public SingletonOMClass<Derived, Base> {
         }
     }
 };
+
+}  // namespace tolvane::detail

@@ -2,6 +2,8 @@
 
 #include "host/hsc.h"
 
+namespace tolvane::detail {
+
 void giveHostSqrt(const MethodCall& call) {
     hvArray* input[] = {static_cast<hvArray*>(call.arguments[0])};
     hvArray* root = nullptr;
@@ -12,3 +14,5 @@ void giveHostSqrt(const MethodCall& call) {
         call.giveNothing();
     }
 }
+
+}  // namespace tolvane::detail

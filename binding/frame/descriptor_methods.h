@@ -5,6 +5,8 @@
 #include "binding/frame/methods.h"
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 /// Returns the result of the host's function "sqrt" for the first argument only.
 void giveHostSqrt(const MethodCall& call);
 
@@ -18,3 +20,5 @@ template <class Object, const auto& method>
 }
 inline constexpr char transposeName[] = "transpose";
 inline constexpr char ctransposeName[] = "ctranspose";
+
+}  // namespace tolvane::detail

@@ -2,6 +2,8 @@
 
 #include "host/hsc.h"
 
+namespace tolvane::detail {
+
 void warnOfDataTypeMode(const PropertyCall& call) {
     if (!call.client->isInternal() && embedded::getFeatureFiWarnForDataTypeMode()) {
         hscWarnMsgIdAndTxt(
@@ -13,3 +15,5 @@ void warnOfDataTypeMode(const PropertyCall& call) {
             "isboolean) instead of accessing the DataTypeMode.");
     }
 }
+
+}  // namespace tolvane::detail

@@ -8,6 +8,8 @@
 #include "descriptors/fimath.h"
 #include "host/EnumStringType.h"
 
+namespace tolvane::detail {
+
 namespace datatypes {
 
 inline constexpr DataTypeColumn dataTypeMode = enumeration<&EmbeddedTypeSystem::NumericType::getDataTypeModeEnum>;
@@ -27,3 +29,5 @@ inline constexpr DataTypeColumn arithmeticMode = enumeration<&fimath::getArithme
 
 /// Warns "fi:getdatatypemode" if a user reads the property, unless the feature "FiWarnForDataTypeMode" is off.
 void warnOfDataTypeMode(const PropertyCall& call);
+
+}  // namespace tolvane::detail

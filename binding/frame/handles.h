@@ -14,6 +14,8 @@
 #include "host/OMTypeRepository.h"
 #include "host/hv.h"
 
+namespace tolvane::detail {
+
 /// Releases one reference at the end of a scope.
 struct HandleReleaser {
     void operator()(OMInterface* handle) const { OMInterface::operator delete(handle); }
@@ -58,3 +60,5 @@ inline void errorIfNotOfClass(const OMInterface* handle, const char* className) 
         raiseWrongObject(className);
     }
 }
+
+}  // namespace tolvane::detail

@@ -2,6 +2,8 @@
 
 #include "host/ErrorIdException.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 bool sIsStopped = false;

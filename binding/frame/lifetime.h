@@ -2,10 +2,10 @@
 // records; they get an error.
 #pragma once
 
-namespace lifetime {
+namespace tolvane::detail::lifetime {
 
 void setStopped();
 /// Raises "fixedpoint:module:stopped".
 void errorIfStopped();
 
-}  // namespace lifetime
+}  // namespace tolvane::detail::lifetime

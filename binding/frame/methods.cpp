@@ -4,6 +4,8 @@
 
 #include "host/ErrorIdException.h"
 
+namespace tolvane::detail {
+
 void SignatureColumn::addTo(OMMethodSignature& signature) const {
     for (const DataTypeColumn* const argument : arguments) {
         if (argument != nullptr) {
@@ -56,3 +58,5 @@ void addMethods(OMClass& objectClass, std::span<const MethodRow> rows) {
         objectClass.addMethod(row.make(row.name));
     }
 }
+
+}  // namespace tolvane::detail

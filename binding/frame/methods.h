@@ -21,6 +21,8 @@
 #include "host/OMMethodSignature.h"
 #include "host/hv.h"
 
+namespace tolvane::detail {
+
 /// One signature of a call: data types of arguments and results. Unused entries are null.
 struct SignatureColumn {
     std::array<const DataTypeColumn*, 7> arguments{};
@@ -179,3 +181,5 @@ template <class Object, auto question>
 std::unique_ptr<OMMethodInfo> unaryOfHandle(const char* name) {
     return unary<Object, question, datatypes::handle, &MethodCall::objectInHandle<Object>>(name);
 }
+
+}  // namespace tolvane::detail

@@ -2,6 +2,8 @@
 
 #include <memory>
 
+namespace tolvane::detail {
+
 PropertyRecord::PropertyRecord(const PropertyRow& row)
     : OMPropInfoTemplate(row.name, row.dataType.find(), row.access.attributes(), row.access.isVisible()), mRow(row) {}
 
@@ -32,3 +34,5 @@ std::uint64_t toCount(double value) {
     }
     return value < end ? static_cast<std::uint64_t>(value) : UINT64_MAX;
 }
+
+}  // namespace tolvane::detail

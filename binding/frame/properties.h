@@ -14,6 +14,8 @@
 #include "host/OMDatabaseClient.h"
 #include "host/OMPropInfoTemplate.h"
 
+namespace tolvane::detail {
+
 /// Access attributes and visibility as eight letters, '-' for one that is off: external set, external get, internal
 /// set, internal get, serialize, copy, listener, visible.
 struct AccessColumn {
@@ -124,3 +126,5 @@ template <class Object, auto get, auto set>
 constexpr PropertyFunctions field() {
     return {reader<Object, get>, writer<Object, get, set>};
 }
+
+}  // namespace tolvane::detail

@@ -3,6 +3,8 @@
 #include "host/OMTypeRepository.h"
 #include "numbers/internal_error.h"
 
+namespace tolvane::detail {
+
 OMDataType* findDataType(const char* name) {
     OMDataType* const type = OMTypeRepository::getType(name, true);
     if (type == nullptr) {
@@ -10,3 +12,5 @@ OMDataType* findDataType(const char* name) {
     }
     return type;
 }
+
+}  // namespace tolvane::detail

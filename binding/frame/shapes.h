@@ -15,6 +15,8 @@
 #include "host/bs.h"
 #include "host/hv.h"
 
+namespace tolvane::detail {
+
 /// A data type as a column of a table: it is looked up when the record is made.
 struct DataTypeColumn {
     OMDataType* (*find)();
@@ -109,3 +111,5 @@ template <>
 struct Shape<OMInterface*> {
     static void* box(OMInterface* value) { return value; }
 };
+
+}  // namespace tolvane::detail

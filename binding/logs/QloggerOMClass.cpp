@@ -9,6 +9,8 @@
 #include "binding/frame/properties.h"
 #include "numbers/truncation.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr char label[] = "QLOGGER";

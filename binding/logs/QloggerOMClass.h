@@ -4,9 +4,9 @@
 #include "binding/frame/SingletonOMClass.h"
 #include "logging/qlogger.h"
 
-class QloggerOMClass : public ObjectOMClass<QloggerOMClass, qlogger> {
+class QloggerOMClass : public tolvane::detail::ObjectOMClass<QloggerOMClass, qlogger> {
  public:
-    static constexpr ClassRow row{.name = "qlogger", .flagA = ClassFlag::No};
+    static constexpr tolvane::detail::ClassRow row{.name = "qlogger", .flagA = tolvane::detail::ClassFlag::No};
 
     using OMClass::createClassSpecificObject;
     /// Makes an empty log. Raises "fixedpoint:qlogger:nargchk:tooManyInputs".

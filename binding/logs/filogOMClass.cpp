@@ -9,6 +9,8 @@
 #include "binding/frame/properties.h"
 #include "binding/numerictype/NumericTypeOMClass.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr char label[] = "FILOG";

@@ -5,9 +5,9 @@
 #include "binding/frame/SingletonOMClass.h"
 #include "logging/filog.h"
 
-class filogOMClass : public ObjectOMClass<filogOMClass, filog> {
+class filogOMClass : public tolvane::detail::ObjectOMClass<filogOMClass, filog> {
  public:
-    static constexpr ClassRow row{.name = "filog", .flagA = ClassFlag::No};
+    static constexpr tolvane::detail::ClassRow row{.name = "filog", .flagA = tolvane::detail::ClassFlag::No};
 
     using OMClass::createClassSpecificObject;
     /// Makes an empty record of the default type. Raises "fixedpoint:filog:nargchk:tooManyInputs".

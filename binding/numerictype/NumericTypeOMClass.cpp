@@ -13,6 +13,8 @@
 #include "binding/numerictype/divide_method.h"
 #include "binding/types/type_classes.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

@@ -4,10 +4,12 @@
 #include "binding/frame/SingletonOMClass.h"
 #include "descriptors/NumericType.h"
 
-class NumericTypeOMClass : public ObjectOMClass<NumericTypeOMClass, EmbeddedTypeSystem::NumericType> {
+class NumericTypeOMClass : public tolvane::detail::ObjectOMClass<NumericTypeOMClass, EmbeddedTypeSystem::NumericType> {
  public:
-    static constexpr ClassRow row{
-        .name = "numerictype", .flagA = ClassFlag::No, .flagB = ClassFlag::Yes, .loadsLorimer = true};
+    static constexpr tolvane::detail::ClassRow row{.name = "numerictype",
+                                                   .flagA = tolvane::detail::ClassFlag::No,
+                                                   .flagB = tolvane::detail::ClassFlag::Yes,
+                                                   .loadsLorimer = true};
 
     using OMClass::createClassSpecificObject;
     /// Makes the default type. Raises "fixedpoint:numerictype:nargchk:tooManyInputs".

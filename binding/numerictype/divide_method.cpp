@@ -11,6 +11,8 @@
 #include "logging/reports.h"
 #include "numbers/errors.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;
@@ -93,3 +95,5 @@ void giveQuotient(const MethodCall& call) {
     reports::report(result->getQlogger(), "divide");
     giveFi(call, std::move(result));
 }
+
+}  // namespace tolvane::detail

@@ -5,6 +5,8 @@
 #include "descriptors/NumericType.h"
 #include "fi/fi.h"
 
+namespace tolvane::detail {
+
 inline constexpr SignatureColumn divideSignatures[] = {
     takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::object<fi>, datatypes::object<fi>)
         .to(datatypes::object<fi>),
@@ -18,3 +20,5 @@ inline constexpr SignatureColumn divideSignatures[] = {
 /// "fixedpoint:fi:divide:nounspecifiedscaling", "fixedpoint:fi:dimagree", "fixedpoint:fi:divide:signaturenotfound" and
 /// as fi::over.
 void giveQuotient(const MethodCall& call);
+
+}  // namespace tolvane::detail

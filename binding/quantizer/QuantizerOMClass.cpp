@@ -16,6 +16,8 @@
 #include "host/hv.h"
 #include "numbers/number.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr char label[] = "QUANTIZER";

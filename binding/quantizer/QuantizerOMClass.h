@@ -5,9 +5,9 @@
 #include "binding/frame/SingletonOMClass.h"
 #include "quantization/quantizer.h"
 
-class QuantizerOMClass : public ObjectOMClass<QuantizerOMClass, quantizer> {
+class QuantizerOMClass : public tolvane::detail::ObjectOMClass<QuantizerOMClass, quantizer> {
  public:
-    static constexpr ClassRow row{.name = "quantizer", .flagB = ClassFlag::Yes};
+    static constexpr tolvane::detail::ClassRow row{.name = "quantizer", .flagB = tolvane::detail::ClassFlag::Yes};
 
     using OMClass::createClassSpecificObject;
     /// Makes a quantizer from host arrays: none, for signed 16-bit words with floor and saturate; or a type and a

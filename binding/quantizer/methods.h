@@ -21,12 +21,16 @@ class FiStaticQuantizenumeric final : public OMMethodInfo {
 };
 
 /// Of class "quantizer": the object and the values. Raises as quantizeNumeric.
-class QuantizerQuantizeNumericMI final : public PlainMethodInfo {
+class QuantizerQuantizeNumericMI final : public tolvane::detail::PlainMethodInfo {
  public:
     explicit QuantizerQuantizeNumericMI(const char* name);
 };
+
+namespace tolvane::detail {
 
 /// "num2base": quantizes doubles and writes each as a row of digits, in the width that any word needs.
 void writeWordsInBase(const MethodCall& call);
 /// "base2num": reads each row of a text as a word; returns a column of doubles.
 void readWordsInBase(const MethodCall& call);
+
+}  // namespace tolvane::detail

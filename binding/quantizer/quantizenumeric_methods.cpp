@@ -10,6 +10,8 @@
 #include "quantization/quantize_numeric.h"
 #include "quantization/quantizer.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using datatypes::array;

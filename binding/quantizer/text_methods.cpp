@@ -9,6 +9,8 @@
 #include "numbers/bases.h"
 #include "quantization/quantizer.h"
 
+namespace tolvane::detail {
+
 namespace {
 
 int requiredBase(const MethodCall& call, const std::string& method) {
@@ -82,3 +84,5 @@ void readWordsInBase(const MethodCall& call) {
     }
     call.give(column.release());
 }
+
+}  // namespace tolvane::detail

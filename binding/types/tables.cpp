@@ -12,6 +12,8 @@
 #include "host/hi.h"
 #include "typesystem/memory.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using namespace EmbeddedTypeSystem;
@@ -185,7 +187,7 @@ constexpr struct {
 
 }  // namespace
 
-void fillTypeClass(OMClass& objectClass) {
+void tolvane::detail::fillTypeClass(OMClass& objectClass) {
     for (const auto& table : tables) {
         if (table.className == objectClass.getName()) {
             addProperties(objectClass, table.properties);

@@ -6,6 +6,8 @@
 #include "typesystem/class_records.h"
 #include "typesystem/texts.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using namespace EmbeddedTypeSystem;
@@ -31,7 +33,7 @@ const bool sAreRecordsKnown = [] {
 
 }  // namespace
 
-void setLorimerSuperClass(OMClass& objectClass) {
+void tolvane::detail::setLorimerSuperClass(OMClass& objectClass) {
     if (const OMApplication* const lorimer = OMApplicationManager::getApplication("Lorimer")) {
         objectClass.setSuperClass(lorimer->getLocalClass("Object"));
     }

@@ -20,16 +20,20 @@
 #include "typesystem/StructType.h"
 #include "typesystem/VoidType.h"
 
+namespace tolvane::detail {
+
 /// Makes the class "Object" of the package "Lorimer" the superclass, if that is present.
 void setLorimerSuperClass(OMClass& objectClass);
 
 /// Adds the class's own properties and methods, by its name.
 void fillTypeClass(OMClass& objectClass);
 
+}  // namespace tolvane::detail
+
 /// The root, which has no objects of its own.
-class TypeOMC : public SingletonOMClass<TypeOMC> {
+class TypeOMC : public tolvane::detail::SingletonOMClass<TypeOMC> {
  public:
-    static constexpr ClassRow row{.name = "type"};
+    static constexpr tolvane::detail::ClassRow row{.name = "type"};
     bool canBeConstructed() const override { return false; }
 
  private:
@@ -38,15 +42,17 @@ class TypeOMC : public SingletonOMClass<TypeOMC> {
 };
 
 /// The class of numbers, which has no objects of its own.
-class ScalarTypeOMC : public SingletonOMClass<ScalarTypeOMC> {
+class ScalarTypeOMC : public tolvane::detail::SingletonOMClass<ScalarTypeOMC> {
  public:
-    static constexpr ClassRow row{.name = "scalartype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "scalartype"};
     bool canBeConstructed() const override { return false; }
 
  private:
     friend SingletonOMClass;
     ScalarTypeOMC() { setSuperClass(TypeOMC::getInstance()); }
 };
+
+namespace tolvane::detail {
 
 /// A record whose objects are made without arguments.
 template <class Derived, class Described>
@@ -79,21 +85,23 @@ class TypeChildOMClass : public DescriptorOMClass<Derived, Described> {
     }
 };
 
-class PointerTypeOMC : public TypeChildOMClass<PointerTypeOMC, EmbeddedTypeSystem::PointerType> {
+}  // namespace tolvane::detail
+
+class PointerTypeOMC : public tolvane::detail::TypeChildOMClass<PointerTypeOMC, EmbeddedTypeSystem::PointerType> {
  public:
-    static constexpr ClassRow row{.name = "pointertype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "pointertype"};
 };
-class ComplexTypeOMC : public TypeChildOMClass<ComplexTypeOMC, EmbeddedTypeSystem::ComplexType> {
+class ComplexTypeOMC : public tolvane::detail::TypeChildOMClass<ComplexTypeOMC, EmbeddedTypeSystem::ComplexType> {
  public:
-    static constexpr ClassRow row{.name = "complextype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "complextype"};
 };
-class VoidTypeOMC : public TypeChildOMClass<VoidTypeOMC, EmbeddedTypeSystem::VoidType> {
+class VoidTypeOMC : public tolvane::detail::TypeChildOMClass<VoidTypeOMC, EmbeddedTypeSystem::VoidType> {
  public:
-    static constexpr ClassRow row{.name = "voidtype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "voidtype"};
 };
-class OpaqueTypeOMC : public TypeChildOMClass<OpaqueTypeOMC, EmbeddedTypeSystem::OpaqueType> {
+class OpaqueTypeOMC : public tolvane::detail::TypeChildOMClass<OpaqueTypeOMC, EmbeddedTypeSystem::OpaqueType> {
  public:
-    static constexpr ClassRow row{.name = "opaquetype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "opaquetype"};
     using OMClass::createClassSpecificObject;
     /// Takes the identifier; without one, as when a host restores objects, the type has no name. Raises
     /// "fixedpoint:opaquetype:nargchk:tooManyInputs" and "embeddedtype:string:InvalidStringParam".
@@ -103,23 +111,25 @@ class OpaqueTypeOMC : public TypeChildOMClass<OpaqueTypeOMC, EmbeddedTypeSystem:
     friend SingletonOMClass;
     OpaqueTypeOMC();
 };
-class CharTypeOMC : public TypeChildOMClass<CharTypeOMC, EmbeddedTypeSystem::CharType, ScalarTypeOMC> {
+class CharTypeOMC : public tolvane::detail::TypeChildOMClass<CharTypeOMC, EmbeddedTypeSystem::CharType, ScalarTypeOMC> {
  public:
-    static constexpr ClassRow row{.name = "chartype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "chartype"};
 };
-class MatrixTypeOMC : public TypeChildOMClass<MatrixTypeOMC, EmbeddedTypeSystem::MatrixType> {
+class MatrixTypeOMC : public tolvane::detail::TypeChildOMClass<MatrixTypeOMC, EmbeddedTypeSystem::MatrixType> {
  public:
-    static constexpr ClassRow row{.name = "matrixtype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "matrixtype"};
 };
-class StructTypeOMC : public TypeChildOMClass<StructTypeOMC, EmbeddedTypeSystem::StructType> {
+class StructTypeOMC : public tolvane::detail::TypeChildOMClass<StructTypeOMC, EmbeddedTypeSystem::StructType> {
  public:
-    static constexpr ClassRow row{.name = "structtype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "structtype"};
 };
-class StructElementOMC : public DescriptorOMClass<StructElementOMC, EmbeddedTypeSystem::StructElement> {
+class StructElementOMC
+    : public tolvane::detail::DescriptorOMClass<StructElementOMC, EmbeddedTypeSystem::StructElement> {
  public:
-    static constexpr ClassRow row{.name = "structelement"};
+    static constexpr tolvane::detail::ClassRow row{.name = "structelement"};
 };
-class FIEnumTypeOMC : public TypeChildOMClass<FIEnumTypeOMC, EmbeddedTypeSystem::FIEnumType, ScalarTypeOMC> {
+class FIEnumTypeOMC
+    : public tolvane::detail::TypeChildOMClass<FIEnumTypeOMC, EmbeddedTypeSystem::FIEnumType, ScalarTypeOMC> {
  public:
-    static constexpr ClassRow row{.name = "enumtype"};
+    static constexpr tolvane::detail::ClassRow row{.name = "enumtype"};
 };

@@ -11,7 +11,7 @@
 #include "logging/qlogger.h"
 #include "numbers/number.h"
 
-namespace arrayblocks {
+namespace tolvane::detail::arrayblocks {
 
 constexpr std::size_t kBlock = 1024;
 using Block = std::array<double, kBlock>;
@@ -69,4 +69,4 @@ class LogState {
     std::uint64_t mOperations;
 };
 
-}  // namespace arrayblocks
+}  // namespace tolvane::detail::arrayblocks

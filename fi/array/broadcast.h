@@ -10,6 +10,8 @@
 
 #include "fi/fi.h"
 
+namespace tolvane::detail {
+
 class broadcasting {
  public:
     /// Keeps references to the operands. A left operand of one element counts as the scalar, also when both are. Raises
@@ -88,3 +90,5 @@ class broadcasting {
     bool mLeftMoves;
     bool mRightMoves;
 };
+
+}  // namespace tolvane::detail

@@ -7,7 +7,7 @@
 
 #include "numbers/number.h"
 
-namespace entries {
+namespace tolvane::detail::entries {
 
 /// Calls `step` with the part, its cursor on one entry after the other.
 template <class Step>
@@ -43,4 +43,4 @@ inline void negate(number& part) {
         part, [](double x) { return -0.0 - x; }, [](number& x) { x.negate(); });
 }
 
-}  // namespace entries
+}  // namespace tolvane::detail::entries

@@ -12,7 +12,7 @@
 
 #include "fi/array/product_loops.h"
 
-namespace arraymatrix {
+namespace tolvane::detail::arraymatrix {
 
 namespace {
 
@@ -623,4 +623,4 @@ bool sumColumns(const double* values, int exponent, std::uint64_t rows, std::uin
     return true;
 }
 
-}  // namespace arraymatrix
+}  // namespace tolvane::detail::arraymatrix

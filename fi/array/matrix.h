@@ -12,7 +12,7 @@
 
 #include "quantization/quantizer.h"
 
-namespace arraymatrix {
+namespace tolvane::detail::arraymatrix {
 
 /// An array of doubles; `imag` is null for a real one. `exponent` is the fixed exponent that its values should have.
 struct Operand {
@@ -63,4 +63,4 @@ bool convolve(const Operand& left, const Operand& right, const ConvolutionShape&
 bool sumColumns(const double* values, int exponent, std::uint64_t rows, std::uint64_t columns, const quantizer& sum,
                 bool castsBeforeSum, double* result);
 
-}  // namespace arraymatrix
+}  // namespace tolvane::detail::arraymatrix

@@ -13,6 +13,8 @@
 
 #include "quantization/quantizer.h"
 
+namespace tolvane::detail {
+
 struct Membership {
     double shifter = 0.0;
     std::uint64_t offset = 0;  // what takes the bits of a sum to the word
@@ -40,3 +42,5 @@ inline bool covers(const quantizer& q, const quantizer& other) {
     return q.getFractionlength() >= other.getFractionlength() && limits.lowerbound <= others.lowerbound &&
            limits.realmax >= others.realmax;
 }
+
+}  // namespace tolvane::detail

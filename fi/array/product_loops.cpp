@@ -14,7 +14,7 @@
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace productloops {
+namespace tolvane::detail::productloops {
 namespace HWY_NAMESPACE {
 namespace {
 
@@ -502,11 +502,11 @@ void accumulatePairsForTarget(Rule rule, const Formats& formats, Steps steps, Si
 
 }  // namespace
 }  // namespace HWY_NAMESPACE
-}  // namespace productloops
+}  // namespace tolvane::detail::productloops
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace productloops {
+namespace tolvane::detail::productloops {
 
 HWY_EXPORT(multiplyForTarget);
 HWY_EXPORT(combineForTarget);
@@ -574,5 +574,5 @@ double sumExact(const double* values, std::size_t count) {
     return HWY_DYNAMIC_DISPATCH(sumExactForTarget)(values, count);
 }
 
-}  // namespace productloops
+}  // namespace tolvane::detail::productloops
 #endif

@@ -13,7 +13,7 @@
 #include "quantization/fixed_limits.h"
 #include "quantization/quantizer.h"
 
-namespace productloops {
+namespace tolvane::detail::productloops {
 
 enum class Sign { plus, minus };
 
@@ -109,4 +109,4 @@ Extremes extremes(const double* values, std::size_t count);
 /// The sum of values, where no operation rounds.
 double sumExact(const double* values, std::size_t count);
 
-}  // namespace productloops
+}  // namespace tolvane::detail::productloops

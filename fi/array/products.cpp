@@ -6,7 +6,7 @@
 #include "fi/array/blocks.h"
 #include "fi/array/product_loops.h"
 
-namespace arrayproducts {
+namespace tolvane::detail::arrayproducts {
 
 namespace {
 
@@ -199,4 +199,4 @@ void multiply(const Operand& left, const Operand& right, std::span<double> real,
     }
 }
 
-}  // namespace arrayproducts
+}  // namespace tolvane::detail::arrayproducts

@@ -13,7 +13,7 @@
 #include "fi/array/sums.h"
 #include "quantization/quantizer.h"
 
-namespace arrayproducts {
+namespace tolvane::detail::arrayproducts {
 
 using arraysums::Operand;
 
@@ -33,4 +33,4 @@ void multiply(const Operand& left, const Operand& right, std::span<double> real,
               const Quantizers& quantizers,
               const std::function<void(std::uint64_t begin, std::uint64_t end)>& byElements);
 
-}  // namespace arrayproducts
+}  // namespace tolvane::detail::arrayproducts

@@ -6,7 +6,7 @@
 
 #include "fi/array/blocks.h"
 
-namespace arrayquotients {
+namespace tolvane::detail::arrayquotients {
 
 namespace {
 
@@ -141,4 +141,4 @@ bool divide(const Operand& left, const Operand& right, std::span<double> real, s
     return lastIsZero;
 }
 
-}  // namespace arrayquotients
+}  // namespace tolvane::detail::arrayquotients

@@ -9,7 +9,7 @@
 
 #include "quantization/quantizer.h"
 
-namespace arrayquotients {
+namespace tolvane::detail::arrayquotients {
 
 /// One operand: a double for each element, or one for all of them. `imag` is null for a real operand.
 struct Operand {
@@ -23,4 +23,4 @@ struct Operand {
 bool divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
             const quantizer& q);
 
-}  // namespace arrayquotients
+}  // namespace tolvane::detail::arrayquotients

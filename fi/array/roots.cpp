@@ -9,6 +9,8 @@
 
 #include "quantization/quantizer.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

@@ -10,7 +10,7 @@
 #include "descriptors/NumericType.h"
 #include "descriptors/fimath.h"
 
-namespace arrayroots {
+namespace tolvane::detail::arrayroots {
 
 struct Types {
     const EmbeddedTypeSystem::NumericType& element;
@@ -25,4 +25,4 @@ bool areSquaresExact(const Types& types, const fimath& rules);
 /// Stores a root of each element, none of which is negative, rounded by the rules as the search rounds.
 void find(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules);
 
-}  // namespace arrayroots
+}  // namespace tolvane::detail::arrayroots

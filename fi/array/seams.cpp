@@ -7,7 +7,7 @@
 #include "fi/array/products.h"
 #include "fi/types/work_cells.h"
 
-namespace arrayseams {
+namespace tolvane::detail::arrayseams {
 
 namespace {
 
@@ -161,4 +161,4 @@ bool sumColumns(const fi& x, fi& result) {
     return true;
 }
 
-}  // namespace arrayseams
+}  // namespace tolvane::detail::arrayseams

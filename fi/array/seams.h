@@ -11,7 +11,7 @@
 #include "fi/array/broadcast.h"
 #include "fi/fi.h"
 
-namespace arrayseams {
+namespace tolvane::detail::arrayseams {
 
 /// `left` is the operand whose product register and, inside of it, sum register do the work; a real operand meets a
 /// complex one from the right. `byElements` runs the steps on a range of elements.
@@ -23,4 +23,4 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const fi& p
               fi& result);
 bool sumColumns(const fi& x, fi& result);
 
-}  // namespace arrayseams
+}  // namespace tolvane::detail::arrayseams

@@ -17,7 +17,7 @@
 
 #ifndef TOLVANE_FI_ARRAY_SUMS_ONCE
 #define TOLVANE_FI_ARRAY_SUMS_ONCE
-namespace arraysums {
+namespace tolvane::detail::arraysums {
 
 enum class Proof {
     none,      // just add
@@ -25,11 +25,11 @@ enum class Proof {
     operands,  // test both operands and the results
 };
 
-}  // namespace arraysums
+}  // namespace tolvane::detail::arraysums
 #endif
 
 HWY_BEFORE_NAMESPACE();
-namespace arraysums {
+namespace tolvane::detail::arraysums {
 namespace HWY_NAMESPACE {
 namespace {
 
@@ -141,11 +141,11 @@ void castForTarget(Operation operation, arraykernels::Selection selection, const
 
 }  // namespace
 }  // namespace HWY_NAMESPACE
-}  // namespace arraysums
+}  // namespace tolvane::detail::arraysums
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace arraysums {
+namespace tolvane::detail::arraysums {
 
 HWY_EXPORT(combineForTarget);
 HWY_EXPORT(castForTarget);
@@ -282,5 +282,5 @@ void combine(Operation operation, const Operand& left, const Operand& right, std
     });
 }
 
-}  // namespace arraysums
+}  // namespace tolvane::detail::arraysums
 #endif

@@ -14,7 +14,7 @@
 
 #include "quantization/quantizer.h"
 
-namespace arraysums {
+namespace tolvane::detail::arraysums {
 
 enum class Operation { plus, minus };
 
@@ -33,4 +33,4 @@ void combine(Operation operation, const Operand& left, const Operand& right, std
              std::span<double> imag, const quantizer& q, bool castsBeforeSum,
              const std::function<void(std::uint64_t begin, std::uint64_t end)>& byElements);
 
-}  // namespace arraysums
+}  // namespace tolvane::detail::arraysums

@@ -8,6 +8,8 @@
 #include "host/ErrorIdException.h"
 #include "numbers/errors.h"
 
+using namespace tolvane::detail;
+
 void fi::errorIfBooleanMath(const fi& a) {
     if (a.isBoolean()) {
         raiseError("fixedpoint:fi:nobooleanmath",

@@ -8,6 +8,8 @@
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

@@ -7,6 +7,8 @@
 
 #include "numbers/errors.h"
 
+namespace tolvane::detail {
+
 /// Returns the product, 1 for no dimensions; a zero makes it 0. Raises "fixedpoint:fi:outofmemory" beyond 64 bits.
 inline std::uint64_t dimensionProduct(std::span<const std::uint64_t> dims) {
     if (std::ranges::find(dims, std::uint64_t{0}) != dims.end()) {
@@ -20,3 +22,5 @@ inline std::uint64_t dimensionProduct(std::span<const std::uint64_t> dims) {
     }
     return product;
 }
+
+}  // namespace tolvane::detail

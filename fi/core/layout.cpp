@@ -8,6 +8,8 @@
 #include "fi/fi.h"
 #include "numbers/errors.h"
 
+using namespace tolvane::detail;
+
 // Made on first use, since arrays can be made before this file's statics; never destroyed, since arrays can outlive
 // them.
 const number& fi::getZeroNumber() {

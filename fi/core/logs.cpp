@@ -9,6 +9,8 @@
 #include "logging/filog.h"
 #include "logging/reports.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 struct SessionLogs {

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace tolvane::detail {
+
 /// Removes dimensions of size 1 but keeps two. For a vector, the longer dimension stays in place if it is one of the
 /// first two, otherwise it becomes the first. Up to two dimensions are unchanged.
 inline std::vector<std::uint64_t> squeezedDimensions(const std::vector<std::uint64_t>& dims) {
@@ -21,3 +23,5 @@ inline std::vector<std::uint64_t> squeezedDimensions(const std::vector<std::uint
     }
     return {kept.empty() ? 1 : kept.front(), 1};
 }
+
+}  // namespace tolvane::detail

@@ -11,6 +11,8 @@
 #include "host/OMInterfaceType.h"
 #include "host/OMTypeRepository.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// The data type of the class, which exists once the class is in the package; null before.

@@ -10,6 +10,8 @@
 #include "fi/fi.h"
 #include "host/hv.h"
 
+namespace tolvane::detail {
+
 /// Sets each element to `convert` of the entry at the same position; the cursor doesn't move.
 template <class T, class Convert>
 void convertEntries(const number& entries, std::span<T> out, Convert convert) {
@@ -35,3 +37,5 @@ hvArray* hostView(const fi& source, hvClassID classId, Convert convert) {
     convertEntries(source.imag(), hvGetTypedImagData<T>(result.get()), convert);
     return result.release();
 }
+
+}  // namespace tolvane::detail

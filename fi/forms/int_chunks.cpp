@@ -13,6 +13,8 @@
 #include "numbers/mpscratch.h"
 #include "numbers/rounding.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr std::uint64_t chunkBits = 32;

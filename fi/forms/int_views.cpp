@@ -12,6 +12,8 @@
 #include "numbers/rounding.h"
 #include "numbers/truncation.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// Rounds half away from zero through |x| + 0.5, which rounds the double below 0.5 to 1. From 2^52 on doubles are

@@ -10,6 +10,8 @@
 #include "host/hsc.h"
 #include "numbers/errors.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr int longestWord = 128;

@@ -20,6 +20,8 @@
 #include "host/ErrorIdException.h"
 #include "numbers/bases.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr std::string_view kBetweenBlocks = "   ";

@@ -9,6 +9,8 @@
 #include "fi/types/work_cells.h"
 #include "host/ErrorIdException.h"
 
+using namespace tolvane::detail;
+
 void fi::abs(number& out) const {
     if (isreal()) {
         out.abs(mReal);

@@ -16,6 +16,8 @@
 #include "numbers/bit_position.h"
 #include "numbers/bit_words.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// Truncates to an integer; values beyond int become 0, which isn't a position.

@@ -14,6 +14,8 @@
 #include "numbers/bit_words.h"
 #include "numbers/doublenumber.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// The right side of one part: an entry for each element, or one for all of them.

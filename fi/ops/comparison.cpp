@@ -12,6 +12,8 @@
 #include "fi/fi.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 // Elements.
 
 bool fi::operator==(const fi& b) const {

@@ -9,6 +9,8 @@
 #include "fi/ops/lent_product_logs.h"
 #include "fi/types/work_cells.h"
 
+using namespace tolvane::detail;
+
 fi& fi::convF(const fi& b) const {
     const bool isOursLonger = b.mNumel < mNumel;
     const std::uint64_t count = std::max<std::uint64_t>(mNumel + b.mNumel, 1) - 1;

@@ -12,6 +12,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

@@ -3,6 +3,8 @@
 
 #include "fi/fi.h"
 
+namespace tolvane::detail {
+
 /// Remembers the logs of the worker's product register and of the sum register in it, both of which must exist.
 class lentproductlogs {
  public:
@@ -22,3 +24,5 @@ class lentproductlogs {
     qlogger mProduct;
     qlogger mSum;
 };
+
+}  // namespace tolvane::detail

@@ -13,6 +13,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 // The two extremes by the condition for replacing the current one. Equal values and NaN don't replace it.

@@ -12,6 +12,8 @@
 #include "fi/types/work_cells.h"
 #include "host/ErrorIdException.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 /// Sets the target to the result of number's operator for a and b, which is rounded at the precision of a.

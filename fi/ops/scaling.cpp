@@ -7,6 +7,8 @@
 #include "host/ErrorIdException.h"
 #include "numbers/rounding.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 void multiplyByPowerOfTwo(number& part, int k) {

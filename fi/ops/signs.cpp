@@ -10,6 +10,8 @@
 #include "fi/types/slopebias_errors.h"
 #include "host/ErrorIdException.h"
 
+using namespace tolvane::detail;
+
 fi* fi::uminus() const {
     auto result = std::make_unique<fi>(*this);
     if (isSlopeBiasScaled()) {

@@ -15,6 +15,8 @@
 #include "logging/reports.h"
 #include "numbers/mpscratch.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

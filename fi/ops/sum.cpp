@@ -9,6 +9,8 @@
 #include "fi/types/slopebias_errors.h"
 #include "fi/types/work_cells.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 // The two operations by their treatment of the right operand.

@@ -11,6 +11,8 @@
 #include "numbers/bit_words.h"
 #include "numbers/mpnumber.h"
 
+namespace tolvane::detail {
+
 /// Doubles hold words of up to 52 bits; the modulus of a wider one is 0 here.
 inline WordFormat wordFormatOf(const EmbeddedTypeSystem::NumericType& type) {
     const int bits = type.getWordLength();
@@ -37,3 +39,5 @@ class WordModulus {
     mpfr_t mTwoToWordlength;
     mpz_t mOnes;
 };
+
+}  // namespace tolvane::detail

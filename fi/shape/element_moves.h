@@ -12,6 +12,8 @@
 #include "fi/array/entries.h"
 #include "fi/fi.h"
 
+namespace tolvane::detail {
+
 /// Adjacent elements, `from` a position in the source `to` a position in the target.
 struct ElementRun {
     std::uint64_t from;
@@ -19,16 +21,20 @@ struct ElementRun {
     std::uint64_t count = 1;
 };
 
+}  // namespace tolvane::detail
+
 struct fi::ElementMoves {
     struct Doubles {
         const double* source;
         double* target;
-        void run(const ElementRun& run) const { std::copy_n(source + run.from, run.count, target + run.to); }
+        void run(const tolvane::detail::ElementRun& run) const {
+            std::copy_n(source + run.from, run.count, target + run.to);
+        }
     };
     /// The imaginary parts of a real source.
     struct Zeros {
         double* target;
-        void run(const ElementRun& run) const { std::fill_n(target + run.to, run.count, 0.0); }
+        void run(const tolvane::detail::ElementRun& run) const { std::fill_n(target + run.to, run.count, 0.0); }
     };
     /// Any step from the current element of the source to that of the target.
     template <class Step>
@@ -36,7 +42,7 @@ struct fi::ElementMoves {
         const fi& source;
         fi& target;
         Step step;
-        void run(const ElementRun& run) const {
+        void run(const tolvane::detail::ElementRun& run) const {
             for (std::uint64_t i = 0; i < run.count; ++i) {
                 source.setIndex(run.from + i);
                 target.setIndex(run.to + i);
@@ -58,11 +64,15 @@ struct fi::ElementMoves {
     static void assign(const fi& source, fi& target, Pattern&& pattern);
 };
 
+namespace tolvane::detail {
+
 /// Makes a matrix of zeros with type, rules and tag of another array.
 inline std::unique_ptr<fi> zerosLike(const fi& array, std::uint64_t rows, std::uint64_t columns, bool isComplex) {
     return std::make_unique<fi>(rows, columns, array.getNumericType(), array.getFimath(), isComplex, array.getTag(),
                                 array.getFimathIsLocal(), embedded::OperationTypeEnum::Assignment, 0U);
 }
+
+}  // namespace tolvane::detail
 
 template <class Pattern>
 void fi::ElementMoves::move(const fi& source, fi& target, Pattern&& pattern) {
@@ -73,8 +83,9 @@ void fi::ElementMoves::move(const fi& source, fi& target, Pattern&& pattern) {
         doublenumber* const doubles = part.asDouble();
         return doubles == nullptr ? nullptr : doubles->elements().data();
     };
-    const double* const re = entries::doublesOf(source.mReal, source.mNumel).data();
-    const double* const im = source.isreal() ? nullptr : entries::doublesOf(source.mImag, source.mNumel).data();
+    const double* const re = tolvane::detail::entries::doublesOf(source.mReal, source.mNumel).data();
+    const double* const im =
+        source.isreal() ? nullptr : tolvane::detail::entries::doublesOf(source.mImag, source.mNumel).data();
     double* const toRe = doublesOf(target.mReal);
     double* const toIm = target.isreal() ? nullptr : doublesOf(target.mImag);
     const bool isInDoubles =
@@ -96,7 +107,7 @@ void fi::ElementMoves::move(const fi& source, fi& target, Pattern&& pattern) {
 template <class Pattern>
 std::unique_ptr<fi> fi::ElementMoves::moved(const fi& source, std::uint64_t rows, std::uint64_t columns,
                                             Pattern&& pattern) {
-    auto result = zerosLike(source, rows, columns, source.iscomplex());
+    auto result = tolvane::detail::zerosLike(source, rows, columns, source.iscomplex());
     move(source, *result, pattern);
     return result;
 }

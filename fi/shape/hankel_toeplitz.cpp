@@ -12,6 +12,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 void errorIfEmpty(const fi& array, const std::string& operation) {

@@ -13,6 +13,8 @@
 #include "host/hv.h"
 #include "host/positions.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 void errorIfNotDouble(const hvArray* plan) {

@@ -3,5 +3,9 @@
 
 #include <string>
 
+namespace tolvane::detail {
+
 /// Raises "fixedpoint:fi:<operation>:kthDiagInputNotInteger".
 [[noreturn]] void raiseNoDiagonalNumber(const std::string& operation);
+
+}  // namespace tolvane::detail

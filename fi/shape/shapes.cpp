@@ -15,6 +15,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 // Transposes.
 
 namespace {
@@ -120,7 +122,7 @@ fi* fi::squeeze() const {
 
 // Diagonals.
 
-void raiseNoDiagonalNumber(const std::string& operation) {
+void tolvane::detail::raiseNoDiagonalNumber(const std::string& operation) {
     raiseError("fixedpoint:fi:" + operation + ":kthDiagInputNotInteger",
                "K-th diagonal input must be an integer scalar.");
 }

@@ -15,6 +15,8 @@
 #include "host/hv.h"
 #include "logging/reports.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr const char* kMismatch = "In an assignment  A(I) = B, the number of elements in B and I must be the same.";

@@ -7,7 +7,7 @@
 #include "fi/types/to_int.h"
 #include "host/ErrorIdException.h"
 
-namespace resulttypes {
+namespace tolvane::detail::resulttypes {
 
 using EmbeddedTypeSystem::NumericType;
 
@@ -79,4 +79,4 @@ NumericType OperationRules::registerType(fi::DataTypeEnum dataType, fi::ScalingE
     return {dataType, scaling, true, wordLength, slopeAdjustmentFactor, fixedExponent, bias};
 }
 
-}  // namespace resulttypes
+}  // namespace tolvane::detail::resulttypes

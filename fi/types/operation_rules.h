@@ -5,7 +5,7 @@
 
 #include "fi/fi.h"
 
-namespace resulttypes {
+namespace tolvane::detail::resulttypes {
 
 /// Number formats as the derivation adds them up, where ints could overflow.
 struct Extent {
@@ -47,4 +47,4 @@ struct OperationRules {
     double bias;
 };
 
-}  // namespace resulttypes
+}  // namespace tolvane::detail::resulttypes

@@ -5,8 +5,10 @@
 #include "fi/types/operation_rules.h"
 #include "fi/types/work_cells.h"
 
-using resulttypes::Extent;
-using resulttypes::OperationRules;
+using namespace tolvane::detail;
+
+using tolvane::detail::resulttypes::Extent;
+using tolvane::detail::resulttypes::OperationRules;
 
 fi::NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
     const DataTypeEnum dataType = getDataTypeForMathOp(*this, b);

@@ -6,6 +6,8 @@
 #include "fi/fi.h"
 #include "fi/types/to_int.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

@@ -1,7 +1,7 @@
 // Errors of operations that have no rule for types or rules with slope and bias.
 #pragma once
 
-namespace slopebias {
+namespace tolvane::detail::slopebias {
 
 /// Raises "fixedpoint:fi:mathmodeslopebiasnotdefined" for the mode of a "Sum" or a "Product".
 [[noreturn]] void raiseForMode(const char* kind);
@@ -12,4 +12,4 @@ namespace slopebias {
 /// Raises "fixedpoint:fi:castbeforesumfalseslopebiasnotdefined".
 [[noreturn]] void raiseWithoutCast(const char* operation);
 
-}  // namespace slopebias
+}  // namespace tolvane::detail::slopebias

@@ -6,8 +6,10 @@
 #include "fi/fi.h"
 #include "fi/types/operation_rules.h"
 
-using resulttypes::Extent;
-using resulttypes::OperationRules;
+using tolvane::detail::resulttypes::Extent;
+using tolvane::detail::resulttypes::OperationRules;
+
+using namespace tolvane::detail;
 
 namespace {
 

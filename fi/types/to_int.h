@@ -5,7 +5,11 @@
 #include <climits>
 #include <cstdint>
 
+namespace tolvane::detail {
+
 /// Saturates at the bounds of int.
 constexpr int toInt(std::int64_t value) {
     return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
 }
+
+}  // namespace tolvane::detail

@@ -5,6 +5,8 @@
 
 #include "fi/fi.h"
 
+namespace tolvane::detail {
+
 inline unsigned wordBits(const fi& x) {
     return static_cast<unsigned>(std::max(x.getWordLength(), 0));
 }
@@ -13,3 +15,5 @@ inline unsigned wordBits(const fi& x) {
 inline number cell(double value, unsigned precision) {
     return number(value, precision, number::getDefaultForceMultiplePrecision());
 }
+
+}  // namespace tolvane::detail

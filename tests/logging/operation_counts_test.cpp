@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <ostream>
 
+using namespace tolvane::detail;
+
 using namespace operationcounts;
 
 std::ostream& operator<<(std::ostream& out, const OperationCounts& counts) {

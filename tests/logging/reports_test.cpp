@@ -12,6 +12,8 @@
 #include "logging/qlogger.h"
 #include "tests/support/errors.h"
 
+using namespace tolvane::detail;
+
 using namespace reports;
 
 namespace {

@@ -15,6 +15,8 @@
 #include "tests/support/errors.h"
 #include "tests/support/rational.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();

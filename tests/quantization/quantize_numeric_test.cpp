@@ -14,6 +14,8 @@
 #include "tests/support/errors.h"
 #include "tests/support/quantizers.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using EmbeddedTypeSystem::NumericType;

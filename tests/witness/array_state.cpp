@@ -4,6 +4,8 @@
 #include "logging/reports.h"
 #include "tests/witness/arrays.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using Case = ArrayCase;

@@ -10,6 +10,8 @@
 #include "tests/support/errors_of_fi.h"
 #include "tests/support/stored_integers.h"
 
+using namespace tolvane::detail;
+
 namespace {
 
 using Chunks = fi::IntArrayChunkMode;
