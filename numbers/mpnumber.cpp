@@ -58,6 +58,48 @@ void floorInPlace(mpfr_ptr x) {
 
 }  // namespace
 
+struct mpnumber::State : SharedState {
+    /// Makes `count` zeros; raises "fixedpoint:fi:outofmemory".
+    State(std::uint64_t count, std::uint32_t precision);
+    ~State();
+    void resize(std::uint64_t count);
+    /// Rounds an element to another precision, in a float with an allocation of its own.
+    void replace(std::uint64_t index, mpfr_prec_t precision);
+    bool isInBlock(mpfr_srcptr element) const;
+
+    /// Null when empty, else the start of `block`.
+    mpfr_ptr* elements = nullptr;
+    /// From bsMalloc: the pointers, then each float with its significand.
+    void* block = nullptr;
+    std::uint64_t blockBytes = 0;
+    /// Whether an element was replaced by one with an allocation of its own.
+    bool hasReplaced = false;
+};
+
+inline mpnumber::State& mpnumber::state() const {
+    return static_cast<State&>(*mState);
+}
+
+// Access. The rest of this file has it in line.
+
+std::span<const mpfr_ptr> mpnumber::elements() {
+    return {state().elements, state().elementCount};
+}
+mpfr_srcptr mpnumber::getelement() const {
+    return state().elements[mCursor];
+}
+mpfr_srcptr mpnumber::getelement(std::uint64_t index) const {
+    return state().elements[index];
+}
+mpfr_ptr mpnumber::getmodifiableelement() {
+    return state().elements[mCursor];
+}
+mpfr_ptr mpnumber::getmodifiableelement(std::uint64_t index) {
+    return state().elements[index];
+}
+
+// The array.
+
 mpnumber::State::State(std::uint64_t count, std::uint32_t precision) : SharedState(count, precision) {
     if (count == 0) return;
     const mpfr_prec_t bits = elementPrecision(precision);
@@ -195,6 +237,56 @@ void mpnumber::setvalue(const std::uint32_t* words, int wordCount, bool isSigned
 
 void mpnumber::setvalue(const mpnumber& source) {
     mpfr_set(getmodifiableelement(), source.getelement(), MPFR_RNDZ);
+}
+
+bool mpnumber::isempty() const {
+    return numel() == 0;
+}
+double mpnumber::todouble() const {
+    return mpfr_get_d(getelement(), MPFR_RNDN);
+}
+void mpnumber::setvalue(double value) {
+    mpfr_set_d(getmodifiableelement(), value, MPFR_RNDN);
+}
+bool mpnumber::isFinite() const {
+    return mpfr_number_p(getelement()) != 0;
+}
+bool mpnumber::myisinf() const {
+    return mpfr_inf_p(getelement()) != 0;
+}
+bool mpnumber::iszero() const {
+    return mpfr_zero_p(getelement()) != 0;
+}
+bool mpnumber::isnegative() const {
+    return mpfr_signbit(getelement()) != 0;
+}
+bool mpnumber::myisnan() const {
+    return mpfr_nan_p(getelement()) != 0;
+}
+std::uint32_t mpnumber::getprecision() const {
+    return static_cast<std::uint32_t>(mpfr_get_prec(getelement()));
+}
+bool mpnumber::operator<(const mpnumber& other) const {
+    return mpfr_less_p(getelement(), other.getelement()) != 0;
+}
+bool mpnumber::operator<=(const mpnumber& other) const {
+    return mpfr_lessequal_p(getelement(), other.getelement()) != 0;
+}
+bool mpnumber::operator>(const mpnumber& other) const {
+    return mpfr_greater_p(getelement(), other.getelement()) != 0;
+}
+bool mpnumber::operator>=(const mpnumber& other) const {
+    return mpfr_greaterequal_p(getelement(), other.getelement()) != 0;
+}
+bool mpnumber::operator==(const mpnumber& other) const {
+    return mpfr_equal_p(getelement(), other.getelement()) != 0;
+}
+bool mpnumber::operator!=(const mpnumber& other) const {
+    return mpfr_equal_p(getelement(), other.getelement()) == 0;
+}
+
+mpfr_prec_t mpnumber::copyPrecision() const {
+    return elementPrecision(get_stored_precision());
 }
 
 signed char mpnumber::sign() const {

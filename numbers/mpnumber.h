@@ -6,6 +6,7 @@
 // allocation and accessed through an array of pointers, which sorting permutes. They may be used with any operation of
 // MPFR except those that reallocate or free a significand (mpfr_set_prec, mpfr_prec_round, mpfr_clear, mpfr_swap with a
 // float from elsewhere): `setprecision` and `operator=` do that here.
+// Every access is a call, so only mpnumber.cpp knows the layout of the array.
 #pragma once
 
 #include <cstdint>
@@ -42,13 +43,13 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     mpnumber* clone() const override;
     void resize(std::uint64_t count) override;
     numbertype gettype() const override { return numbertype::mpnumber; }
-    bool isempty() const override { return numel() == 0; }
-    double todouble() const override { return mpfr_get_d(getelement(), MPFR_RNDN); }
+    bool isempty() const override;
+    double todouble() const override;
     void setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double slope, int exponent,
                   double bias) override;
     void setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength,
                   int fractionlength) override;
-    void setvalue(double value) override { mpfr_set_d(getmodifiableelement(), value, MPFR_RNDN); }
+    void setvalue(double value) override;
     signed char sign() const override;
     mpnumber& negate() override;
     mpnumber& pow2(int n) override;
@@ -84,12 +85,12 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     void stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) override;
     void stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length) override;
 
-    bool isFinite() const override { return mpfr_number_p(getelement()) != 0; }
-    bool myisinf() const override { return mpfr_inf_p(getelement()) != 0; }
-    bool iszero() const override { return mpfr_zero_p(getelement()) != 0; }
+    bool isFinite() const override;
+    bool myisinf() const override;
+    bool iszero() const override;
     /// Returns whether the sign is minus, even for -0 and a negative NaN (unlike a doublenumber).
-    bool isnegative() const override { return mpfr_signbit(getelement()) != 0; }
-    bool myisnan() const override { return mpfr_nan_p(getelement()) != 0; }
+    bool isnegative() const override;
+    bool myisnan() const override;
     int unbiasedexponent() const override;
 
     mpnumber& ceil(int n) override;
@@ -112,16 +113,16 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     // Beyond the common operations.
 
     /// The whole array, valid until the next resize of any body that shares it.
-    std::span<const mpfr_ptr> elements() { return {state().elements, state().elementCount}; }
+    std::span<const mpfr_ptr> elements();
 
-    mpfr_srcptr getelement() const { return state().elements[mCursor]; }
-    mpfr_srcptr getelement(std::uint64_t index) const { return state().elements[index]; }
+    mpfr_srcptr getelement() const;
+    mpfr_srcptr getelement(std::uint64_t index) const;
     /// Valid until the element is widened or the array resized.
-    mpfr_ptr getmodifiableelement() { return state().elements[mCursor]; }
-    mpfr_ptr getmodifiableelement(std::uint64_t index) { return state().elements[index]; }
+    mpfr_ptr getmodifiableelement();
+    mpfr_ptr getmodifiableelement(std::uint64_t index);
 
     /// The precision in bits of the current element.
-    std::uint32_t getprecision() const { return static_cast<std::uint32_t>(mpfr_get_prec(getelement())); }
+    std::uint32_t getprecision() const;
     /// Rounds the current element to max(precision, 32) + 1 bits, its element precision from then on.
     void setprecision(std::uint32_t precision);
     /// The exponent e of a magnitude in [2^(e-1), 2^e); 0 for zero, infinity and NaN.
@@ -142,12 +143,12 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     mpnumber& operator-=(double other);
     mpnumber& operator*=(double other);
     mpnumber& operator/=(double other);
-    bool operator<(const mpnumber& other) const { return mpfr_less_p(getelement(), other.getelement()) != 0; }
-    bool operator<=(const mpnumber& other) const { return mpfr_lessequal_p(getelement(), other.getelement()) != 0; }
-    bool operator>(const mpnumber& other) const { return mpfr_greater_p(getelement(), other.getelement()) != 0; }
-    bool operator>=(const mpnumber& other) const { return mpfr_greaterequal_p(getelement(), other.getelement()) != 0; }
-    bool operator==(const mpnumber& other) const { return mpfr_equal_p(getelement(), other.getelement()) != 0; }
-    bool operator!=(const mpnumber& other) const { return mpfr_equal_p(getelement(), other.getelement()) == 0; }
+    bool operator<(const mpnumber& other) const;
+    bool operator<=(const mpnumber& other) const;
+    bool operator>(const mpnumber& other) const;
+    bool operator>=(const mpnumber& other) const;
+    bool operator==(const mpnumber& other) const;
+    bool operator!=(const mpnumber& other) const;
     bool notzero() const { return !iszero(); }
 
     mpnumber& changesign() { return negate(); }
@@ -224,28 +225,12 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     void numberround(int n) { round(n); }
 
  private:
-    struct State : SharedState {
-        /// Makes `count` zeros; raises "fixedpoint:fi:outofmemory".
-        State(std::uint64_t count, std::uint32_t precision);
-        ~State();
-        void resize(std::uint64_t count);
-        /// Rounds an element to another precision, in a separately allocated float.
-        void replace(std::uint64_t index, mpfr_prec_t precision);
-        bool isInBlock(mpfr_srcptr element) const;
-
-        /// Null if empty, otherwise the start of `block`.
-        mpfr_ptr* elements = nullptr;
-        /// From bsMalloc: the pointers, then each float with its significand.
-        void* block = nullptr;
-        std::uint64_t blockBytes = 0;
-        /// Whether an element was replaced by a separately allocated one.
-        bool hasReplaced = false;
-    };
+    struct State;
     static State* makeState(std::uint64_t count, std::uint32_t precision);
 
-    State& state() const { return static_cast<State&>(*mState); }
+    State& state() const;
     /// The precision of copies of an element, which follows from the stored precision.
-    mpfr_prec_t copyPrecision() const { return elementPrecision(get_stored_precision()); }
+    mpfr_prec_t copyPrecision() const;
     void assign(mpfr_srcptr value);
     void setinteger(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength);
     bool canRoundAt(int n) const;
