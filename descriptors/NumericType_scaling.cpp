@@ -14,6 +14,8 @@
 #include "host/hv.h"
 #include "numbers/errors.h"
 
+using namespace tolvane::detail;
+
 namespace EmbeddedTypeSystem {
 
 namespace {

@@ -6,6 +6,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 
+using namespace tolvane::detail;
+
 const char* const fi::sVelmarClassName = "fi";
 
 const char* fi::getVelmarClassName() {
