@@ -1,6 +1,6 @@
 // Stores to the current element and to the whole array, and the conversions between scales.
 #include "fi/fi.h"
-#include "fi/types/slopebias_errors.h"
+#include "fi/result_types/slopebias_errors.h"
 
 // Conversions between stored and real-world values.
 

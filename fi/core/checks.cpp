@@ -4,7 +4,7 @@
 #include <string>
 
 #include "fi/fi.h"
-#include "fi/types/slopebias_errors.h"
+#include "fi/result_types/slopebias_errors.h"
 #include "host/ErrorIdException.h"
 #include "numbers/errors.h"
 

@@ -4,9 +4,9 @@
 #include <memory>
 #include <span>
 
-#include "fi/array/entries.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
-#include "fi/types/work_cells.h"
+#include "fi/result_types/work_cells.h"
 #include "host/ErrorIdException.h"
 
 using namespace tolvane::detail;

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "fi/array/entries.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/ops/word_modulus.h"
 #include "host/ErrorIdException.h"

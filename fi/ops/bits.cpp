@@ -6,8 +6,8 @@
 #include <memory>
 #include <span>
 
-#include "fi/array/broadcast.h"
-#include "fi/array/entries.h"
+#include "fi/bulk/broadcast.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/ops/word_modulus.h"
 #include "host/ErrorIdException.h"

@@ -4,10 +4,10 @@
 #include <memory>
 #include <optional>
 
-#include "fi/array/seams.h"
+#include "fi/bulk/seams.h"
 #include "fi/fi.h"
 #include "fi/ops/lent_product_logs.h"
-#include "fi/types/work_cells.h"
+#include "fi/result_types/work_cells.h"
 
 using namespace tolvane::detail;
 

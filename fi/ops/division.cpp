@@ -3,12 +3,12 @@
 #include <cstdint>
 #include <memory>
 
-#include "fi/array/broadcast.h"
-#include "fi/array/entries.h"
-#include "fi/array/quotients.h"
+#include "fi/bulk/broadcast.h"
+#include "fi/bulk/entries.h"
+#include "fi/bulk/quotients.h"
 #include "fi/fi.h"
-#include "fi/types/slopebias_errors.h"
-#include "fi/types/work_cells.h"
+#include "fi/result_types/slopebias_errors.h"
+#include "fi/result_types/work_cells.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
 

@@ -7,8 +7,8 @@
 #include <numeric>
 #include <string>
 
-#include "fi/array/broadcast.h"
-#include "fi/array/entries.h"
+#include "fi/bulk/broadcast.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"

@@ -4,12 +4,12 @@
 #include <memory>
 #include <optional>
 
-#include "fi/array/broadcast.h"
-#include "fi/array/seams.h"
+#include "fi/bulk/broadcast.h"
+#include "fi/bulk/seams.h"
 #include "fi/fi.h"
 #include "fi/ops/lent_product_logs.h"
-#include "fi/types/slopebias_errors.h"
-#include "fi/types/work_cells.h"
+#include "fi/result_types/slopebias_errors.h"
+#include "fi/result_types/work_cells.h"
 #include "host/ErrorIdException.h"
 
 using namespace tolvane::detail;

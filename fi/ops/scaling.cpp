@@ -1,9 +1,9 @@
 // Powers of two, and the same bits under another scale or type.
 #include <memory>
 
-#include "fi/array/entries.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
-#include "fi/types/to_int.h"
+#include "fi/result_types/to_int.h"
 #include "host/ErrorIdException.h"
 #include "numbers/rounding.h"
 

@@ -4,10 +4,10 @@
 #include <memory>
 #include <span>
 
-#include "fi/array/broadcast.h"
-#include "fi/array/entries.h"
+#include "fi/bulk/broadcast.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
-#include "fi/types/slopebias_errors.h"
+#include "fi/result_types/slopebias_errors.h"
 #include "host/ErrorIdException.h"
 
 using namespace tolvane::detail;

@@ -5,10 +5,10 @@
 #include <memory>
 #include <span>
 
-#include "fi/array/entries.h"
-#include "fi/array/roots.h"
+#include "fi/bulk/entries.h"
+#include "fi/bulk/roots.h"
 #include "fi/fi.h"
-#include "fi/types/work_cells.h"
+#include "fi/result_types/work_cells.h"
 #include "host/EnumStringType.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"

@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <memory>
 
-#include "fi/array/broadcast.h"
-#include "fi/array/entries.h"
-#include "fi/array/sums.h"
+#include "fi/bulk/broadcast.h"
+#include "fi/bulk/entries.h"
+#include "fi/bulk/sums.h"
 #include "fi/fi.h"
-#include "fi/types/slopebias_errors.h"
-#include "fi/types/work_cells.h"
+#include "fi/result_types/slopebias_errors.h"
+#include "fi/result_types/work_cells.h"
 
 using namespace tolvane::detail;
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <span>
 
-#include "fi/array/entries.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 
 namespace tolvane::detail {

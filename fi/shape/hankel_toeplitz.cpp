@@ -7,8 +7,8 @@
 #include <string>
 
 #include "fi/fi.h"
+#include "fi/result_types/slopebias_errors.h"
 #include "fi/shape/element_moves.h"
-#include "fi/types/slopebias_errors.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 

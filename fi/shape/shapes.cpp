@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "fi/array/entries.h"
+#include "fi/bulk/entries.h"
 #include "fi/core/squeezed_dimensions.h"
 #include "fi/fi.h"
 #include "fi/shape/element_moves.h"

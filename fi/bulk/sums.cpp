@@ -1,16 +1,16 @@
 // This file is compiled once for each instruction set, by including itself (see quantization/array_kernels.cpp); the
 // part under HWY_ONCE, compiled once, walks the blocks.
-#include "fi/array/sums.h"
+#include "fi/bulk/sums.h"
 
 #include <algorithm>
 #include <cstdint>
 
-#include "fi/array/blocks.h"
-#include "fi/array/membership.h"
+#include "fi/bulk/blocks.h"
+#include "fi/bulk/membership.h"
 #include "quantization/array_kernels.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "fi/array/sums.cpp"
+#define HWY_TARGET_INCLUDE "fi/bulk/sums.cpp"
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 #include <hwy/foreach_target.h>  // NOLINT(misc-unused-includes): must come before highway.h
 #include <hwy/highway.h>
@@ -35,7 +35,7 @@ namespace {
 
 #include "quantization/lanes.inl.h"
 
-#include "fi/array/membership.inl.h"
+#include "fi/bulk/membership.inl.h"
 #include "numbers/rounding_rules.inl.h"
 #include "quantization/fixed_rules.inl.h"
 

@@ -1,4 +1,4 @@
-// The test of fi/array/membership.h on vectors. No include guard: included after quantization/lanes.inl.h, in its
+// The test of fi/bulk/membership.h on vectors. No include guard: included after quantization/lanes.inl.h, in its
 // namespace.
 
 /// What a loop has seen of the values it examined.

@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "fi/array/entries.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"

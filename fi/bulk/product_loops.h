@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "descriptors/embedded.h"
-#include "fi/array/membership.h"
+#include "fi/bulk/membership.h"
 #include "quantization/fixed_limits.h"
 #include "quantization/quantizer.h"
 

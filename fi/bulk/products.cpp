@@ -1,10 +1,10 @@
-#include "fi/array/products.h"
+#include "fi/bulk/products.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "fi/array/blocks.h"
-#include "fi/array/product_loops.h"
+#include "fi/bulk/blocks.h"
+#include "fi/bulk/product_loops.h"
 
 namespace tolvane::detail::arrayproducts {
 

@@ -1,11 +1,11 @@
-#include "fi/array/seams.h"
+#include "fi/bulk/seams.h"
 
 #include <algorithm>
 
-#include "fi/array/entries.h"
-#include "fi/array/matrix.h"
-#include "fi/array/products.h"
-#include "fi/types/work_cells.h"
+#include "fi/bulk/entries.h"
+#include "fi/bulk/matrix.h"
+#include "fi/bulk/products.h"
+#include "fi/result_types/work_cells.h"
 
 namespace tolvane::detail::arrayseams {
 

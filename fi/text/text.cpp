@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "fi/array/entries.h"
+#include "fi/bulk/entries.h"
 #include "fi/core/dimension_product.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"

@@ -1,4 +1,4 @@
-#include "fi/array/roots.h"
+#include "fi/bulk/roots.h"
 
 #include <algorithm>
 #include <array>

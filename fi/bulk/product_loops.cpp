@@ -1,6 +1,6 @@
 // This file is compiled once for each instruction set, by including itself (see quantization/array_kernels.cpp); the
 // part under HWY_ONCE, compiled once, picks the loops of the best set that the processor has.
-#include "fi/array/product_loops.h"
+#include "fi/bulk/product_loops.h"
 
 #include <algorithm>
 #include <limits>
@@ -8,7 +8,7 @@
 #include "quantization/float_limits.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "fi/array/product_loops.cpp"
+#define HWY_TARGET_INCLUDE "fi/bulk/product_loops.cpp"
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 #include <hwy/foreach_target.h>  // NOLINT(misc-unused-includes): must come before highway.h
 #include <hwy/highway.h>
@@ -20,7 +20,7 @@ namespace {
 
 #include "quantization/lanes.inl.h"
 
-#include "fi/array/membership.inl.h"
+#include "fi/bulk/membership.inl.h"
 #include "numbers/rounding_rules.inl.h"
 #include "quantization/fixed_rules.inl.h"
 

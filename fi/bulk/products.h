@@ -10,7 +10,7 @@
 #include <functional>
 #include <span>
 
-#include "fi/array/sums.h"
+#include "fi/bulk/sums.h"
 #include "quantization/quantizer.h"
 
 namespace tolvane::detail::arrayproducts {

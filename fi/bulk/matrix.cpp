@@ -1,4 +1,4 @@
-#include "fi/array/matrix.h"
+#include "fi/bulk/matrix.h"
 
 #include <cblas.h>
 
@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-#include "fi/array/product_loops.h"
+#include "fi/bulk/product_loops.h"
 
 namespace tolvane::detail::arraymatrix {
 

@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "fi/fi.h"
-#include "fi/types/operation_rules.h"
-#include "fi/types/work_cells.h"
+#include "fi/result_types/operation_rules.h"
+#include "fi/result_types/work_cells.h"
 
 using namespace tolvane::detail;
 

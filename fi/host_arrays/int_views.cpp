@@ -6,7 +6,7 @@
 #include <type_traits>
 
 #include "fi/fi.h"
-#include "fi/forms/host_view.h"
+#include "fi/host_arrays/host_view.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
 #include "numbers/rounding.h"

@@ -1,10 +1,10 @@
-#include "fi/array/quotients.h"
+#include "fi/bulk/quotients.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 
-#include "fi/array/blocks.h"
+#include "fi/bulk/blocks.h"
 
 namespace tolvane::detail::arrayquotients {
 

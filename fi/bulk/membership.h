@@ -1,4 +1,4 @@
-// A test for the values of a fixed-point type among doubles; fi/array/membership.inl.h is its part on vectors.
+// A test for the values of a fixed-point type among doubles; fi/bulk/membership.inl.h is its part on vectors.
 //
 // The sum of a value and `shifter`, a double whose last bit has the weight of bit 0 of the type, has the stored integer
 // k in its low-order bits. k plus the lowest integer's magnitude is a word of `wordBits` bits just for the values in

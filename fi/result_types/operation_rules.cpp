@@ -1,10 +1,10 @@
-#include "fi/types/operation_rules.h"
+#include "fi/result_types/operation_rules.h"
 
 #include <cstdint>
 #include <string>
 
-#include "fi/types/slopebias_errors.h"
-#include "fi/types/to_int.h"
+#include "fi/result_types/slopebias_errors.h"
+#include "fi/result_types/to_int.h"
 #include "host/ErrorIdException.h"
 
 namespace tolvane::detail::resulttypes {

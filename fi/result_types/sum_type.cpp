@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "fi/fi.h"
-#include "fi/types/operation_rules.h"
+#include "fi/result_types/operation_rules.h"
 
 using tolvane::detail::resulttypes::Extent;
 using tolvane::detail::resulttypes::OperationRules;

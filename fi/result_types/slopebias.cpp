@@ -4,7 +4,7 @@
 #include <string>
 
 #include "fi/fi.h"
-#include "fi/types/to_int.h"
+#include "fi/result_types/to_int.h"
 
 using namespace tolvane::detail;
 

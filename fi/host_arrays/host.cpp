@@ -5,7 +5,7 @@
 
 #include "descriptors/host_object.h"
 #include "fi/fi.h"
-#include "fi/forms/host_view.h"
+#include "fi/host_arrays/host_view.h"
 #include "host/ErrorIdException.h"
 #include "host/OMInterface.h"
 #include "host/OMInterfaceType.h"

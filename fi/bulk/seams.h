@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "fi/array/broadcast.h"
+#include "fi/bulk/broadcast.h"
 #include "fi/fi.h"
 
 namespace tolvane::detail::arrayseams {
