@@ -2,6 +2,8 @@
 #include "fi/fi.h"
 #include "fi/result_types/slopebias_errors.h"
 
+using namespace tolvane::detail;
+
 // Conversions between stored and real-world values.
 
 double fi::removeSlopeAdjustmentFactorBias(double realWorldValue) const {
