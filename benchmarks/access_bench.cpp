@@ -3,7 +3,8 @@
 // Cases and variants:
 //     scalar read       session: a(i) by one subscript; baseline: the same on a plain array of the host
 //     scalar write      session: a(i) = x in place
-//     hex text 100000   hand: the digits of s16 words from an array of doubles into a fresh char array, as a column or a
+//     hex text 100000   hand: the digits of s16 words from an array of doubles into a fresh char array, as a column or
+//     a
 //                       row; fi: num2base; session: the method "hex"
 //     hex words 100000  hand: the same text read into a fresh array of doubles; fi: base2num
 //     slice 1000000     copy: doubles copied by an index vector of doubles into the same memory again and again; fresh:

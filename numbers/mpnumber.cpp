@@ -10,6 +10,7 @@
 #include "host/hsc.h"
 #include "numbers/errors.h"
 #include "numbers/gmpinteger.h"
+#include "numbers/mpnumber.inl.h"
 #include "numbers/mpscratch.h"
 #include "numbers/rounding.h"
 #include "numbers/stridesort.h"
@@ -57,30 +58,6 @@ void floorInPlace(mpfr_ptr x) {
 }
 
 }  // namespace
-
-struct mpnumber::State : SharedState {
-    /// Makes `count` zeros; raises "fixedpoint:fi:outofmemory".
-    State(std::uint64_t count, std::uint32_t precision);
-    ~State();
-    void resize(std::uint64_t count);
-    /// Rounds an element to another precision, in a float with an allocation of its own.
-    void replace(std::uint64_t index, mpfr_prec_t precision);
-    bool isInBlock(mpfr_srcptr element) const;
-
-    /// Null when empty, else the start of `block`.
-    mpfr_ptr* elements = nullptr;
-    /// From bsMalloc: the pointers, then each float with its significand.
-    void* block = nullptr;
-    std::uint64_t blockBytes = 0;
-    /// Whether an element was replaced by one with an allocation of its own.
-    bool hasReplaced = false;
-};
-
-inline mpnumber::State& mpnumber::state() const {
-    return static_cast<State&>(*mState);
-}
-
-// Access. The rest of this file has it in line.
 
 std::span<const mpfr_ptr> mpnumber::elements() {
     return {state().elements, state().elementCount};

@@ -6,7 +6,7 @@
 // allocation and accessed through an array of pointers, which sorting permutes. They may be used with any operation of
 // MPFR except those that reallocate or free a significand (mpfr_set_prec, mpfr_prec_round, mpfr_clear, mpfr_swap with a
 // float from elsewhere): `setprecision` and `operator=` do that here.
-// Every access is a call, so only mpnumber.cpp knows the layout of the array.
+// Every access is a call; only sources of this library know the layout of the array (numbers/mpnumber.inl.h).
 #pragma once
 
 #include <cstdint>
@@ -111,6 +111,9 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     void disp() const override;
 
     // Beyond the common operations.
+
+    /// The current element in line, for sources that include numbers/mpnumber.inl.h.
+    struct Access;
 
     /// The whole array, valid until the next resize of any body that shares it.
     std::span<const mpfr_ptr> elements();
@@ -228,7 +231,7 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     struct State;
     static State* makeState(std::uint64_t count, std::uint32_t precision);
 
-    State& state() const;
+    inline State& state() const;
     /// The precision of copies of an element, which follows from the stored precision.
     mpfr_prec_t copyPrecision() const;
     void assign(mpfr_srcptr value);

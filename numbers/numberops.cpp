@@ -1,6 +1,6 @@
 #include "numbers/numberops.h"
 
-#include "numbers/mpnumber.h"
+#include "numbers/mpnumber.inl.h"
 #include "numbers/mpscratch.h"
 #include "numbers/rounding.h"
 #include "numbers/truncation.h"
@@ -11,6 +11,7 @@ namespace {
 
 using Arithmetic = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
 using Comparison = int (*)(mpfr_srcptr, mpfr_srcptr);
+using Access = mpnumber::Access;
 
 /// The double operand of a mixed operation, at the precision that a multi-precision copy takes from the other operand.
 class promoted : public mpscratch {
@@ -25,13 +26,13 @@ void combine(numberrepbody& a, const numberrepbody& b) {
     mpnumber* const target = a.asMp();
     const mpnumber* const operand = b.asMp();
     if (target && operand) {
-        operation(target->getmodifiableelement(), target->getelement(), operand->getelement(), MPFR_RNDN);
+        operation(Access::modifiableElement(*target), Access::element(*target), Access::element(*operand), MPFR_RNDN);
     } else if (target) {
         const promoted wide(b, *target);
-        operation(target->getmodifiableelement(), target->getelement(), wide, MPFR_RNDN);
+        operation(Access::modifiableElement(*target), Access::element(*target), wide, MPFR_RNDN);
     } else {
         promoted wide(a, *operand);
-        operation(wide, wide, operand->getelement(), MPFR_RNDN);
+        operation(wide, wide, Access::element(*operand), MPFR_RNDN);
         a.setvalue(mpfr_get_d(wide, MPFR_RNDN));
     }
 }
@@ -41,15 +42,16 @@ template <Comparison comparison>
 [[gnu::noinline]] bool compareMixed(const numberrepbody& a, const numberrepbody& b) {
     const mpnumber* const left = a.asMp();
     const mpnumber* const right = b.asMp();
-    if (left) return comparison(left->getelement(), promoted(b, *left)) != 0;
-    return comparison(promoted(a, *right), right->getelement()) != 0;
+    if (left) return comparison(Access::element(*left), promoted(b, *left)) != 0;
+    return comparison(promoted(a, *right), Access::element(*right)) != 0;
 }
 
 template <Comparison comparison>
 bool compare(const numberrepbody& a, const numberrepbody& b) {
     const mpnumber* const left = a.asMp();
     const mpnumber* const right = b.asMp();
-    return left && right ? comparison(left->getelement(), right->getelement()) != 0 : compareMixed<comparison>(a, b);
+    return left && right ? comparison(Access::element(*left), Access::element(*right)) != 0
+                         : compareMixed<comparison>(a, b);
 }
 
 template <class Integer>
