@@ -34,7 +34,9 @@ constexpr std::size_t kCount = 1000000;
 /// A session with an array of a given length and the numbers 0, 1/2^15, ... in it.
 struct Setting {
     explicit Setting(std::size_t count) : numbers(count) {
-        for (std::size_t i = 0; i < count; ++i) numbers[i] = static_cast<double>(i % 32768) / 32768.0;
+        for (std::size_t i = 0; i < count; ++i) {
+            numbers[i] = static_cast<double>(i % 32768) / 32768.0;
+        }
         plain = Value(numbers);
         array = session.construct("embedded.fi", {plain});
     }
@@ -50,7 +52,9 @@ std::vector<double> shuffledPlaces() {
     std::mt19937 random(1);
     std::uniform_int_distribution<std::size_t> any(1, kCount);
     // Mostly rising, like masks and ranges, with occasional jumps.
-    for (std::size_t i = 0; i < kCount; ++i) places[i] = static_cast<double>(i % 64 == 0 ? any(random) : i + 1);
+    for (std::size_t i = 0; i < kCount; ++i) {
+        places[i] = static_cast<double>(i % 64 == 0 ? any(random) : i + 1);
+    }
     return places;
 }
 
@@ -59,7 +63,9 @@ void readScalar(benchmark::State& state, bool isFi) {
     const Value subject = isFi ? setting.array : setting.plain;
     const hostref::Subscript step = paren(500);
     const Value got = setting.session.index(subject, {step});
-    if ((isFi ? got.get("double") : got).toDouble() != setting.numbers[499]) state.SkipWithError("wrong element");
+    if ((isFi ? got.get("double") : got).toDouble() != setting.numbers[499]) {
+        state.SkipWithError("wrong element");
+    }
     for (auto iteration : state) {
         (void)iteration;
         benchmark::DoNotOptimize(setting.session.index(subject, {step}));
@@ -76,7 +82,9 @@ void writeScalar(benchmark::State& state, bool isFi) {
         (void)iteration;
         subject = setting.session.assign(subject, {step}, right);
     }
-    if ((isFi ? subject.get("double") : subject).toDoubles()[499] != 0.25) state.SkipWithError("nothing written");
+    if ((isFi ? subject.get("double") : subject).toDoubles()[499] != 0.25) {
+        state.SkipWithError("nothing written");
+    }
     finish(state, 1);
 }
 
@@ -117,7 +125,9 @@ void copyByPlaces(benchmark::State& state, bool isFresh) {
     const double* const source = setting.numbers.data();
     std::vector<double> own(isFresh ? 0 : kCount);
     const auto copyInto = [&](double* out) {
-        for (std::size_t i = 0; i < kCount; ++i) out[i] = source[static_cast<std::size_t>(places[i]) - 1];
+        for (std::size_t i = 0; i < kCount; ++i) {
+            out[i] = source[static_cast<std::size_t>(places[i]) - 1];
+        }
         benchmark::DoNotOptimize(out);
         benchmark::ClobberMemory();
     };
@@ -206,7 +216,9 @@ void writeHex(benchmark::State& state, bool isRow, TextWay way) {
         }
         return session.call("hex", {object});
     };
-    if (!(run() == wanted)) state.SkipWithError("wrong text");
+    if (!(run() == wanted)) {
+        state.SkipWithError("wrong text");
+    }
     for (auto iteration : state) {
         (void)iteration;
         benchmark::DoNotOptimize(run());
@@ -217,7 +229,9 @@ void writeHex(benchmark::State& state, bool isRow, TextWay way) {
 void readHex(benchmark::State& state, bool isRow, TextWay way) {
     const Words words(isRow);
     const hvArrayOwner text = handHex(words);
-    if (handWords(words, text.get()) != words.values) state.SkipWithError("wrong words by hand");
+    if (handWords(words, text.get()) != words.values) {
+        state.SkipWithError("wrong words by hand");
+    }
     words.array->base2num(text.get(), 16);
     for (std::size_t i = 0; i < kWordCount; ++i) {
         if (words.array->realdouble(i) != words.values[i]) {

@@ -80,7 +80,9 @@ FiOwner arrayOf(const Values& values, bool isComplex, std::uint64_t rows, std::u
 
 bool holds(const fi& array, const double* re, const double* im) {
     for (std::uint64_t i = 0; i < array.numel(); ++i) {
-        if (array.realdouble(i) != re[i] || (im && array.imagdouble(i) != im[i])) return false;
+        if (array.realdouble(i) != re[i] || (im && array.imagdouble(i) != im[i])) {
+            return false;
+        }
     }
     return true;
 }
@@ -164,10 +166,14 @@ __attribute__((always_inline)) inline double toSum(double x) {
 }
 
 AVX512_LOOP void plainTimes(const double* a, const double* b, std::size_t n, double* re) {
-    for (std::size_t i = 0; i < n; ++i) re[i] = a[i] * b[i];
+    for (std::size_t i = 0; i < n; ++i) {
+        re[i] = a[i] * b[i];
+    }
 }
 AVX512_LOOP void handTimes(const double* a, const double* b, std::size_t n, double* re) {
-    for (std::size_t i = 0; i < n; ++i) re[i] = toProduct(a[i] * b[i]);
+    for (std::size_t i = 0; i < n; ++i) {
+        re[i] = toProduct(a[i] * b[i]);
+    }
 }
 AVX512_LOOP void plainComplexTimes(const double* a, const double* b, std::size_t n, double* re, double* im) {
     for (std::size_t i = 0; i < n; ++i) {
@@ -206,14 +212,18 @@ void addTimes(bool isSpecified, bool isComplex, std::size_t n) {
 }
 
 AVX512_LOOP void handOver(const double* a, const double* b, std::size_t n, double* re) {
-    for (std::size_t i = 0; i < n; ++i) re[i] = toProduct(a[i] / b[i]);
+    for (std::size_t i = 0; i < n; ++i) {
+        re[i] = toProduct(a[i] / b[i]);
+    }
 }
 
 /// Values of s16,15 without a zero, or with one in a hundred.
 Values divisors(std::size_t count, bool haveZeros) {
     Values values = signal(count, 2);
     std::replace(values.begin(), values.end(), 0.0, 0.25);
-    for (std::size_t i = 0; haveZeros && i < count; i += 100) values[i] = 0.0;
+    for (std::size_t i = 0; haveZeros && i < count; i += 100) {
+        values[i] = 0.0;
+    }
     return values;
 }
 
@@ -234,12 +244,16 @@ void addOver(bool haveZeros, std::size_t n) {
 
 // Roots of s16,15 are s8,7.
 AVX512_LOOP void plainRoots(const double* x, std::size_t n, double* re) {
-    for (std::size_t i = 0; i < n; ++i) re[i] = std::floor(std::sqrt(x[i]) * 128.0) * (1.0 / 128.0);
+    for (std::size_t i = 0; i < n; ++i) {
+        re[i] = std::floor(std::sqrt(x[i]) * 128.0) * (1.0 / 128.0);
+    }
 }
 
 Values magnitudes(std::size_t count) {
     Values values = signal(count, 1);
-    for (double& value : values) value = std::min(std::abs(value), 32767.0 / 32768.0);
+    for (double& value : values) {
+        value = std::min(std::abs(value), 32767.0 / 32768.0);
+    }
     return values;
 }
 
@@ -256,14 +270,18 @@ void addRoots(std::size_t n) {
 }
 
 AVX512_LOOP void plainEqual(const double* a, const double* b, std::size_t n, hvLogical* out) {
-    for (std::size_t i = 0; i < n; ++i) out[i] = a[i] == b[i];
+    for (std::size_t i = 0; i < n; ++i) {
+        out[i] = a[i] == b[i];
+    }
 }
 
 /// Every third of these equals the signal of seed 1.
 Values nearlySignal(std::size_t count) {
     Values values = signal(count, 2);
     const Values equal = signal(count, 1);
-    for (std::size_t i = 0; i < count; i += 3) values[i] = equal[i];
+    for (std::size_t i = 0; i < count; i += 3) {
+        values[i] = equal[i];
+    }
     return values;
 }
 
@@ -344,10 +362,14 @@ void addSort(std::size_t n) {
         [=] {
             return [=, values = signal(n, 1)](double* re, double* places) {
                 std::vector<std::pair<double, double>> entries(n);
-                for (std::size_t i = 0; i < n; ++i) entries[i] = {values[i], static_cast<double>(i + 1)};
+                for (std::size_t i = 0; i < n; ++i) {
+                    entries[i] = {values[i], static_cast<double>(i + 1)};
+                }
                 std::stable_sort(entries.begin(), entries.end(),
                                  [](const auto& x, const auto& y) { return x.first < y.first; });
-                for (std::size_t i = 0; i < n; ++i) std::tie(re[i], places[i]) = entries[i];
+                for (std::size_t i = 0; i < n; ++i) {
+                    std::tie(re[i], places[i]) = entries[i];
+                }
             };
         },
         [=] {
@@ -488,19 +510,31 @@ void addWide(int wordBits, std::size_t count) {
 void registerAll() {
     for (const std::size_t n : {std::size_t{1000}, std::size_t{1000000}}) {
         for (const bool isComplex : {false, true}) {
-            for (const bool isSpecified : {false, true}) addTimes(isSpecified, isComplex, n);
+            for (const bool isSpecified : {false, true}) {
+                addTimes(isSpecified, isComplex, n);
+            }
         }
-        for (const bool haveZeros : {false, true}) addOver(haveZeros, n);
+        for (const bool haveZeros : {false, true}) {
+            addOver(haveZeros, n);
+        }
         addRoots(n);
         addEqual(n);
         addAnd(n);
-        for (const int k : {-3, 3}) addShift(k, n);
+        for (const int k : {-3, 3}) {
+            addShift(k, n);
+        }
         addSort(n);
     }
-    for (const std::size_t n : {std::size_t{128}, std::size_t{512}}) addMatrix(false, n);
+    for (const std::size_t n : {std::size_t{128}, std::size_t{512}}) {
+        addMatrix(false, n);
+    }
     addMatrix(true, 128);
-    for (const bool isSpecified : {false, true}) addConvolution(isSpecified, 100000, 64);
-    for (const int wordBits : {60, 128, 1024}) addWide(wordBits, 1000);
+    for (const bool isSpecified : {false, true}) {
+        addConvolution(isSpecified, 100000, 64);
+    }
+    for (const int wordBits : {60, 128, 1024}) {
+        addWide(wordBits, 1000);
+    }
     addWide(128, 100000);
 }
 

@@ -80,7 +80,9 @@ void timeInPlace(benchmark::State& state, const std::vector<double>& wanted,
                  const std::function<void(std::vector<double>& out)>& action) {
     std::vector<double> out(wanted.size());
     action(out);
-    if (out != wanted) return state.SkipWithError("the results differ from the baseline's");
+    if (out != wanted) {
+        return state.SkipWithError("the results differ from the baseline's");
+    }
     for (auto iteration : state) {
         (void)iteration;
         action(out);
@@ -92,7 +94,9 @@ void timeInPlace(benchmark::State& state, const std::vector<double>& wanted,
 /// As above, for an action that returns a new array.
 template <class Action>
 void timeCalls(benchmark::State& state, const std::vector<double>& wanted, const Action& action) {
-    if (action().toDoubles() != wanted) return state.SkipWithError("the results differ from the baseline's");
+    if (action().toDoubles() != wanted) {
+        return state.SkipWithError("the results differ from the baseline's");
+    }
     for (auto iteration : state) {
         (void)iteration;
         benchmark::DoNotOptimize(action());

@@ -48,12 +48,24 @@ struct HandLog {
 
 template <Round round>
 __attribute__((always_inline)) inline double handRound(double v) {
-    if constexpr (round == Round::Ceil) return std::ceil(v);
-    if constexpr (round == Round::Convergent) return std::nearbyint(v);
-    if constexpr (round == Round::Fix) return std::trunc(v);
-    if constexpr (round == Round::Floor) return std::floor(v);
-    if constexpr (round == Round::Nearest) return std::floor(v + 0.5);
-    if constexpr (round == Round::Round) return std::trunc(v + std::copysign(0.5, v));
+    if constexpr (round == Round::Ceil) {
+        return std::ceil(v);
+    }
+    if constexpr (round == Round::Convergent) {
+        return std::nearbyint(v);
+    }
+    if constexpr (round == Round::Fix) {
+        return std::trunc(v);
+    }
+    if constexpr (round == Round::Floor) {
+        return std::floor(v);
+    }
+    if constexpr (round == Round::Nearest) {
+        return std::floor(v + 0.5);
+    }
+    if constexpr (round == Round::Round) {
+        return std::trunc(v + std::copysign(0.5, v));
+    }
 }
 
 template <Overflow overflow>
@@ -93,9 +105,13 @@ struct HandLoop {
         };
         std::size_t i = 0;
         for (; i + kLanes <= count; i += kLanes) {
-            for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
+            for (std::size_t lane = 0; lane < kLanes; ++lane) {
+                step(i + lane, lane);
+            }
         }
-        for (; i < count; ++i) step(i, 0);
+        for (; i < count; ++i) {
+            step(i, 0);
+        }
         log->greatest = *std::max_element(greatest, greatest + kLanes) * f.inverse;
         log->least = *std::min_element(least, least + kLanes) * f.inverse;
         log->overflows = std::accumulate(overflows, overflows + kLanes, std::uint64_t{0});
@@ -197,7 +213,9 @@ void runArray(benchmark::State& state, const Case& c, bool logging) {
     std::vector<double> out(c.count);
     const quantizer q = c.makeQuantizer(logging);
     q.quantize(in, out);
-    if (!sameAsHand(c, in, out, q)) return state.SkipWithError("the array entrance and the hand-written loop differ");
+    if (!sameAsHand(c, in, out, q)) {
+        return state.SkipWithError("the array entrance and the hand-written loop differ");
+    }
     for (auto iteration : state) {
         (void)iteration;
         q.quantize(in, out);
@@ -219,7 +237,9 @@ void runElements(benchmark::State& state, const Case& c, bool logging) {
         }
     };
     pass();
-    if (!sameAsHand(c, in, out, q)) return state.SkipWithError("the element path and the hand-written loop differ");
+    if (!sameAsHand(c, in, out, q)) {
+        return state.SkipWithError("the element path and the hand-written loop differ");
+    }
     for (auto iteration : state) {
         (void)iteration;
         pass();
@@ -274,7 +294,9 @@ void runWideElements(benchmark::State& state) {
         direct.quantize(expected[0]);
         mpfr_set(target, in[i], MPFR_RNDN);
         q.quantize(element);
-        if (!mpfr_equal_p(target, expected[0])) return state.SkipWithError("the wide element path and MPFR differ");
+        if (!mpfr_equal_p(target, expected[0])) {
+            return state.SkipWithError("the wide element path and MPFR differ");
+        }
     }
     for (auto iteration : state) {
         (void)iteration;

@@ -30,13 +30,17 @@ class RatioReport : public benchmark::BenchmarkReporter {
                 mFailed = true;
                 continue;
             }
-            if (run.run_type != Run::RT_Iteration) continue;
+            if (run.run_type != Run::RT_Iteration) {
+                continue;
+            }
             std::string name = run.run_name.function_name;
             const std::size_t slash = name.rfind('/');
             const std::string caseName = name.substr(0, slash);
             const double nanoseconds = 1e9 / run.counters.at("items_per_second");
             auto found = std::find_if(mCases.begin(), mCases.end(), [&](const Case& c) { return c.name == caseName; });
-            if (found == mCases.end()) found = mCases.insert(mCases.end(), Case{caseName, {}});
+            if (found == mCases.end()) {
+                found = mCases.insert(mCases.end(), Case{caseName, {}});
+            }
             auto& times = found->times;
             const std::string variant = name.substr(slash + 1);
             auto time = std::find_if(times.begin(), times.end(), [&](const Time& t) { return t.variant == variant; });
@@ -51,7 +55,9 @@ class RatioReport : public benchmark::BenchmarkReporter {
 
     void Finalize() override {
         for (const Case& c : mCases) {
-            if (c.times.empty()) continue;
+            if (c.times.empty()) {
+                continue;
+            }
             const Time& base = c.times.front();
             std::printf("%-38s %-8s %8.3f ns", c.name.c_str(), base.variant.c_str(), base.nanoseconds);
             for (auto time = c.times.begin() + 1; time != c.times.end(); ++time) {
@@ -93,7 +99,9 @@ inline void keepFreedMemory() {
 /// Runs all benchmarks under a RatioReport; returns the exit code.
 inline int runWithRatios(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
     RatioReport report;
     benchmark::RunSpecifiedBenchmarks(&report);
     return report.failed() ? 1 : 0;

@@ -36,7 +36,9 @@ using hostref::Value;
 constexpr std::size_t kCount = 1000000;
 
 void require(bool holds, const char* what) {
-    if (!holds) throw std::runtime_error(what);
+    if (!holds) {
+        throw std::runtime_error(what);
+    }
 }
 
 struct RawData {
@@ -67,7 +69,9 @@ class Setting {
     Setting() {
         require(mkdtemp(mFolder.data()) != nullptr, "no folder");
         std::vector<double> numbers(kCount);
-        for (std::size_t i = 0; i < kCount; ++i) numbers[i] = static_cast<double>(i % 32768) / 32768.0;
+        for (std::size_t i = 0; i < kCount; ++i) {
+            numbers[i] = static_cast<double>(i % 32768) / 32768.0;
+        }
         const Value row(numbers);
         const Value type = session.construct("embedded.numerictype");
         type.set("WordLength", 64);

@@ -87,9 +87,13 @@ struct HandLoop {
         };
         std::size_t i = 0;
         for (; i + kLanes <= count; i += kLanes) {
-            for (std::size_t lane = 0; lane < kLanes; ++lane) step(i + lane, lane);
+            for (std::size_t lane = 0; lane < kLanes; ++lane) {
+                step(i + lane, lane);
+            }
         }
-        for (; i < count; ++i) step(i, 0);
+        for (; i < count; ++i) {
+            step(i, 0);
+        }
         log->greatest = std::max(log->greatest, *std::max_element(greatest, greatest + kLanes) * HandStep::kInverse);
         log->least = std::min(log->least, *std::min_element(least, least + kLanes) * HandStep::kInverse);
         log->overflows = std::accumulate(overflows, overflows + kLanes, log->overflows);
@@ -105,7 +109,9 @@ HandFunction handFor() {
 }
 
 void plainLoop(const double* a, const double* b, double* out, std::size_t count, HandLog* /*log*/) {
-    for (std::size_t i = 0; i < count; ++i) out[i] = a[i] + b[i];
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = a[i] + b[i];
+    }
 }
 
 struct Case {

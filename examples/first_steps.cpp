@@ -35,7 +35,9 @@ void tour() {
     show("a - 0.25", numbers(session.call("minus", {a, 0.25})));
 
     std::puts("\n3. Look at the rules behind this");
-    for (const char* rule : {"RoundMode", "OverflowMode", "SumMode"}) show(rule, sum.get(rule).toText());
+    for (const char* rule : {"RoundMode", "OverflowMode", "SumMode"}) {
+        show(rule, sum.get(rule).toText());
+    }
 
     std::puts("\n4. Change them: sums of 8 bits again, truncated instead of rounded");
     const Value rules = session.construct("embedded.fimath");
@@ -52,7 +54,9 @@ void tour() {
     const Value narrow = session.call("plus", {b, b});
     show("b + b", numbers(narrow));
     show("type", typeOf(narrow));
-    for (const hostref::Warning& warning : session.takeWarnings()) show("warning " + warning.id, warning.text);
+    for (const hostref::Warning& warning : session.takeWarnings()) {
+        show("warning " + warning.id, warning.text);
+    }
     show("smallest, greatest", number(session.call("minlog", {narrow}).toDouble()) + ", " +
                                    number(session.call("maxlog", {narrow}).toDouble()));
     show("overflows", number(session.call("noverflows", {narrow}).toDouble()));

@@ -20,7 +20,9 @@ inline std::string number(double value) {
 /// "[0.5  -0.25]"
 inline std::string numbers(const std::vector<double>& values) {
     std::string text;
-    for (const double value : values) text += (text.empty() ? "" : "  ") + number(value);
+    for (const double value : values) {
+        text += (text.empty() ? "" : "  ") + number(value);
+    }
     return "[" + text + "]";
 }
 

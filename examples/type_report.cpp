@@ -47,16 +47,24 @@ std::map<std::string, int> readWords(const std::string& path) {
         throw std::runtime_error(path + why + "; filter_study --out writes such a file, coefficients.h");
     };
     std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) refuse(": there is no such file");
-    if (std::filesystem::is_directory(path, ignored)) refuse(" is a directory");
+    if (!std::filesystem::exists(path, ignored)) {
+        refuse(": there is no such file");
+    }
+    if (std::filesystem::is_directory(path, ignored)) {
+        refuse(" is a directory");
+    }
     std::ifstream file(path);
-    if (!file) refuse(": cannot be read");
+    if (!file) {
+        refuse(": cannot be read");
+    }
     std::map<std::string, int> words;
     for (std::string line; std::getline(file, line);) {
         std::istringstream parts(line);
         std::string define, name;
         int value = 0;
-        if (parts >> define >> name >> value && define == "#define") words[name] = value;
+        if (parts >> define >> name >> value && define == "#define") {
+            words[name] = value;
+        }
     }
     for (const char* name : {"TAPS", "COEFFICIENT_BITS", "COEFFICIENT_FRACTION", "DATA_BITS", "DATA_FRACTION",
                              "PRODUCT_BITS", "PRODUCT_FRACTION", "SUM_BITS", "SUM_FRACTION"}) {
@@ -128,7 +136,9 @@ class FilterState {
         std::vector<double> values;
         const Value made = make("enumtype", property);
         for (const EnumStringType::Entry& entry : choices.getEntries()) {
-            if (entry.text == current) made.set("DefaultMember", static_cast<double>(names.size()));
+            if (entry.text == current) {
+                made.set("DefaultMember", static_cast<double>(names.size()));
+            }
             names.emplace_back(entry.text);
             values.push_back(entry.value);
         }
@@ -150,7 +160,9 @@ std::string qualifiersOf(const Type& type) {
 }
 std::vector<StructElement*> elementsOf(const StructType& structure) {
     std::vector<StructElement*> elements;
-    for (std::uint64_t i = 0; i < structure.getNumElements(); ++i) elements.push_back(structure.getElementAt(i));
+    for (std::uint64_t i = 0; i < structure.getNumElements(); ++i) {
+        elements.push_back(structure.getElementAt(i));
+    }
     return elements;
 }
 
@@ -178,7 +190,9 @@ class Phrase : public EmbeddedTypeVisitor {
     void visitNumericType(NumericType* type) override { mText = wordsOf(*type); }
     void visitCharType(CharType* type) override { mText = number(type->getNumBits()) + "-bit character"; }
     void visitFIEnumType(FIEnumType* type) override {
-        for (const std::string& name : type->getStrings()) mText += (mText.empty() ? "one of " : ", ") + name;
+        for (const std::string& name : type->getStrings()) {
+            mText += (mText.empty() ? "one of " : ", ") + name;
+        }
     }
     void visitVoidType(VoidType* /*type*/) override { mText = "anything"; }
     void visitOpaqueType(OpaqueType* type) override { mText = "opaque " + textOf(type->getIdentifier()); }
@@ -214,7 +228,9 @@ class CDeclaration : public EmbeddedTypeVisitor {
 
  private:
     void define(StructType& structure) {
-        if (!mDefined.insert(&structure).second) return;
+        if (!mDefined.insert(&structure).second) {
+            return;
+        }
         std::string members;
         for (const StructElement* element : elementsOf(structure)) {
             members += "    " + declare(*element->getType(), element->getIdentifier()) + ";" + mRemark + "\n";
@@ -244,7 +260,9 @@ class CDeclaration : public EmbeddedTypeVisitor {
     void visitNumericType(NumericType* type) override {
         mRemark = "  /* " + wordsOf(*type) + " */";
         const int words = (type->getWordLength() + 63) / 64;
-        if (type->isFixed() && words > 1) mDeclarator += "[" + std::to_string(words) + "]";
+        if (type->isFixed() && words > 1) {
+            mDeclarator += "[" + std::to_string(words) + "]";
+        }
         finish(type->isSingle()    ? "float"
                : type->isBoolean() ? "uint8_t"
                : type->isFixed()   ? integer(type->getWordLength(), type->isSigned())
@@ -254,7 +272,9 @@ class CDeclaration : public EmbeddedTypeVisitor {
     void visitVoidType(VoidType* /*type*/) override { finish("void"); }
     void visitOpaqueType(OpaqueType* type) override {
         const std::string name = "struct " + textOf(type->getIdentifier());
-        if (mNamed.insert(name).second) mText += name + ";\n\n";
+        if (mNamed.insert(name).second) {
+            mText += name + ";\n\n";
+        }
         finish(name);
     }
     void visitFIEnumType(FIEnumType* type) override {
@@ -291,10 +311,14 @@ class CDeclaration : public EmbeddedTypeVisitor {
     }
     void visitMatrixType(MatrixType* type) override {
         mIsPointedAt = false;
-        if (mDeclarator.starts_with('*')) mDeclarator = "(" + mDeclarator + ")";
+        if (mDeclarator.starts_with('*')) {
+            mDeclarator = "(" + mDeclarator + ")";
+        }
         for (std::uint64_t i = type->getNumDimensions(); i-- > 0;) {
             const std::uint64_t size = type->getDimension(i);
-            if (size > 1 || type->getWidth() == 1) mDeclarator += "[" + std::to_string(size) + "]";
+            if (size > 1 || type->getWidth() == 1) {
+                mDeclarator += "[" + std::to_string(size) + "]";
+            }
         }
         goOn(*type->getBaseType());
     }
@@ -353,7 +377,9 @@ void report(StructType& state) {
 
     std::puts("Conversions (= the same type, + converts)\n");
     std::printf("  %-18s", "from \\ to");
-    for (std::size_t to = 1; to <= members.size(); ++to) std::printf("%3zu", to);
+    for (std::size_t to = 1; to <= members.size(); ++to) {
+        std::printf("%3zu", to);
+    }
     for (std::size_t from = 0; from < members.size(); ++from) {
         std::printf("\n  %2zu %-15s", from + 1, members[from]->getIdentifier());
         for (const StructElement* to : members) {
@@ -400,7 +426,9 @@ int run(const std::vector<std::string>& arguments) {
             headers.push_back(argument);
         }
     }
-    if (bad.empty() && headers.size() != 1) bad = "give one header";
+    if (bad.empty() && headers.size() != 1) {
+        bad = "give one header";
+    }
     if (!bad.empty()) {
         std::cerr << "type_report: " << bad << "\nRun with --help for the options.\n";
         return 2;

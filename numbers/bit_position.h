@@ -10,7 +10,9 @@ constexpr const char* kBitsetOutOfRange = "fixedpoint:fi:bitset:BITOutOfRange";
 
 /// Raises the error `id`, one of the two, unless the position lies in 1 to wordlength.
 inline void checkBitPosition(int bit, int wordlength, const char* id) {
-    if (bit < 1 || bit > wordlength) raiseError(id, "A bit position is not an integer in the appropriate range.");
+    if (bit < 1 || bit > wordlength) {
+        raiseError(id, "A bit position is not an integer in the appropriate range.");
+    }
 }
 
 }  // namespace tolvane::detail

@@ -39,7 +39,9 @@ template <class Tag>
 void* allocate(std::uint64_t count, Tag tag) {
     constexpr std::uint64_t mostDoubles = (PTRDIFF_MAX - kLineBytes) / sizeof(double);
     void* memory = count <= mostDoubles ? allocateBytes(count * sizeof(double) + kLineBytes, tag) : nullptr;
-    if (!memory) raiseOutOfMemory();
+    if (!memory) {
+        raiseOutOfMemory();
+    }
     return memory;
 }
 
@@ -83,7 +85,9 @@ void doublenumber::State::resize(std::uint64_t count) {
 template <class Tag>
 doublenumber::State* doublenumber::makeState(std::uint64_t count, std::uint32_t precision, Tag tag) {
     State* state = new (std::nothrow) State(count, precision, tag);
-    if (!state) raiseOutOfMemory();
+    if (!state) {
+        raiseOutOfMemory();
+    }
     return state;
 }
 
@@ -100,7 +104,9 @@ doublenumber::doublenumber(std::uint64_t count, std::uint32_t precision, UnsetVe
 
 doublenumber::doublenumber(const doublenumber& source)
     : numberrepbody(numbertype::doublenumber, makeState(source.isempty() ? 0 : 1, scalarPrecision, NumberVector::tag)) {
-    if (!isempty()) setelement(source.getelement());
+    if (!isempty()) {
+        setelement(source.getelement());
+    }
 }
 
 doublenumber::doublenumber(const doublenumber* source, NumberVector) : doublenumber(source, 0, source->numel()) {}
@@ -116,7 +122,9 @@ doublenumber::doublenumber(const doublenumber* source, CopyIndex)
 }
 
 doublenumber::~doublenumber() {
-    if (releaseState()) delete &state();
+    if (releaseState()) {
+        delete &state();
+    }
 }
 
 doublenumber* doublenumber::clone() const {
@@ -161,10 +169,14 @@ void doublenumber::stridesort2(double* index, bool ascending, std::uint64_t stri
 
 int doublenumber::unbiasedexponent() const {
     const auto field = static_cast<int>((bits() & exponentBits) >> 52);
-    if (field != 0 && field != 0x7ff) return field - 1023;
+    if (field != 0 && field != 0x7ff) {
+        return field - 1023;
+    }
     // The host runtime leaves the exponent of infinity and NaN unspecified; they are treated like zero.
     int exponent = 0;
-    if (field == 0) std::frexp(getelement(), &exponent);
+    if (field == 0) {
+        std::frexp(getelement(), &exponent);
+    }
     return exponent - 1;
 }
 

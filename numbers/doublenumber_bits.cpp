@@ -39,7 +39,9 @@ std::uint64_t doublenumber::convertToUnsignedInteger(double /*slope*/, int expon
 }
 
 std::uint64_t doublenumber::bitcmpXorMask(int wordlength) {
-    if (wordlength <= 0) return 0;
+    if (wordlength <= 0) {
+        return 0;
+    }
     return wordlength < 64 ? (std::uint64_t{1} << wordlength) - 1 : ~std::uint64_t{0};
 }
 

@@ -36,7 +36,9 @@ mpfr_ptr placeFloat(void* memory, mpfr_prec_t precision) {
 
 void* allocate(std::uint64_t bytes) {
     void* const memory = bsMalloc(bytes);
-    if (!memory) raiseOutOfMemory();
+    if (!memory) {
+        raiseOutOfMemory();
+    }
     return memory;
 }
 
@@ -78,7 +80,9 @@ mpfr_ptr mpnumber::getmodifiableelement(std::uint64_t index) {
 // The array.
 
 mpnumber::State::State(std::uint64_t count, std::uint32_t precision) : SharedState(count, precision) {
-    if (count == 0) return;
+    if (count == 0) {
+        return;
+    }
     const mpfr_prec_t bits = elementPrecision(precision);
     const std::uint64_t bytesOfOne = floatBytes(bits);
     if (__builtin_mul_overflow(count, sizeof(mpfr_ptr) + bytesOfOne, &blockBytes) || blockBytes > PTRDIFF_MAX) {
@@ -95,7 +99,9 @@ mpnumber::State::State(std::uint64_t count, std::uint32_t precision) : SharedSta
 mpnumber::State::~State() {
     if (hasReplaced) {
         for (std::uint64_t i = 0; i < elementCount; ++i) {
-            if (!isInBlock(elements[i])) bsFree(elements[i]);
+            if (!isInBlock(elements[i])) {
+                bsFree(elements[i]);
+            }
         }
     }
     bsFree(block);
@@ -122,14 +128,18 @@ void mpnumber::State::resize(std::uint64_t count) {
 void mpnumber::State::replace(std::uint64_t index, mpfr_prec_t precision) {
     const mpfr_ptr wider = placeFloat(allocate(floatBytes(precision)), precision);
     mpfr_set(wider, elements[index], MPFR_RNDN);
-    if (!isInBlock(elements[index])) bsFree(elements[index]);
+    if (!isInBlock(elements[index])) {
+        bsFree(elements[index]);
+    }
     elements[index] = wider;
     hasReplaced = true;
 }
 
 mpnumber::State* mpnumber::makeState(std::uint64_t count, std::uint32_t precision) {
     State* state = new (std::nothrow) State(count, precision);
-    if (!state) raiseOutOfMemory();
+    if (!state) {
+        raiseOutOfMemory();
+    }
     return state;
 }
 
@@ -143,7 +153,9 @@ mpnumber::mpnumber(std::uint64_t count, std::uint32_t precision, NumberVector)
 
 mpnumber::mpnumber(const mpnumber& source)
     : numberrepbody(numbertype::mpnumber, makeState(source.isempty() ? 0 : 1, source.get_stored_precision())) {
-    if (!isempty()) mpfr_set(getmodifiableelement(), source.getelement(), MPFR_RNDN);
+    if (!isempty()) {
+        mpfr_set(getmodifiableelement(), source.getelement(), MPFR_RNDN);
+    }
 }
 
 mpnumber::mpnumber(const mpnumber* source, NumberVector) : mpnumber(source, 0, source->numel()) {}
@@ -160,11 +172,15 @@ mpnumber::mpnumber(const mpnumber* source, CopyIndex) : numberrepbody(numbertype
 }
 
 mpnumber::~mpnumber() {
-    if (releaseState()) delete &state();
+    if (releaseState()) {
+        delete &state();
+    }
 }
 
 mpnumber& mpnumber::operator=(const mpnumber& source) {
-    if (this != &source) assign(source.getelement());
+    if (this != &source) {
+        assign(source.getelement());
+    }
     return *this;
 }
 
@@ -267,8 +283,12 @@ mpfr_prec_t mpnumber::copyPrecision() const {
 }
 
 signed char mpnumber::sign() const {
-    if (myisnan()) mpfr_set_erangeflag();
-    if (myisnan() || iszero()) return 0;
+    if (myisnan()) {
+        mpfr_set_erangeflag();
+    }
+    if (myisnan() || iszero()) {
+        return 0;
+    }
     return isnegative() ? -1 : 1;
 }
 
@@ -315,7 +335,9 @@ mpfr_exp_t mpnumber::getexponent() const {
 }
 
 void mpnumber::setexponent(int exponent) {
-    if (mpfr_regular_p(getelement()) != 0) mpfr_set_exp(getmodifiableelement(), exponent);
+    if (mpfr_regular_p(getelement()) != 0) {
+        mpfr_set_exp(getmodifiableelement(), exponent);
+    }
 }
 
 int mpnumber::unbiasedexponent() const {
@@ -385,7 +407,9 @@ mpnumber& mpnumber::convergent() {
     floorInPlace(fraction);
     mpfr_sub(fraction, fraction, x, MPFR_RNDN);
     mpfr_abs(fraction, fraction, MPFR_RNDN);
-    if (mpfr_equal_p(fraction, getOneHalf().getelement()) == 0) return round();
+    if (mpfr_equal_p(fraction, getOneHalf().getelement()) == 0) {
+        return round();
+    }
 
     mpscratch below(copyPrecision(), x);
     mpfr_sub(below, below, fraction, MPFR_RNDN);
@@ -505,7 +529,9 @@ mpnumber& mpnumber::mod(const mpnumber& divisor) {
     const mpfr_ptr x = getmodifiableelement();
     // A copy, since the divisor may be this very element.
     const mpscratch y(mpfr_get_prec(divisor.getelement()), divisor.getelement());
-    if (mpfr_zero_p(y) != 0) return *this;
+    if (mpfr_zero_p(y) != 0) {
+        return *this;
+    }
     mpscratch whole(divisor.copyPrecision(), y);
     floorInPlace(whole);
     if (mpfr_equal_p(y, whole) != 0) {

@@ -39,7 +39,9 @@ bool hasSignBit(mpz_srcptr word, int wordlength) {
 void setStoredInteger(mpfr_ptr x, mpz_srcptr word, bool isNegative, int exponent, mpfr_srcptr twoToWordlength,
                       mpfr_rnd_t rounding) {
     mpfr_set_z(x, word, rounding);
-    if (isNegative) mpfr_sub(x, x, twoToWordlength, rounding);
+    if (isNegative) {
+        mpfr_sub(x, x, twoToWordlength, rounding);
+    }
     mpfr_mul_2si(x, x, exponent, MPFR_RNDN);
     bsResetFPU();
 }
@@ -72,7 +74,9 @@ void mpnumber::convertToUnsignedInteger(mpz_ptr out, double /*slope*/, int expon
 
 void mpnumber::bitcmpXorMask(mpz_ptr mask, int wordlength) {
     mpz_init(mask);
-    if (wordlength <= 0) return;
+    if (wordlength <= 0) {
+        return;
+    }
     mpz_setbit(mask, static_cast<mp_bitcnt_t>(wordlength));
     mpz_sub_ui(mask, mask, 1);
 }

@@ -84,7 +84,9 @@ std::string digitsOf(const gmpinteger& value, int base) {
 
 /// Fills the whole field with the text, right-aligned after `fill`; of a longer text the low-order end.
 void writeRightAligned(const TextField& field, std::string_view text, char fill) {
-    if (text.size() > field.length) text.remove_prefix(text.size() - field.length);
+    if (text.size() > field.length) {
+        text.remove_prefix(text.size() - field.length);
+    }
     const std::size_t blank = field.length - text.size();
     std::fill_n(field.out, blank, fill);
     std::copy(text.begin(), text.end(), field.out + blank);
@@ -93,7 +95,9 @@ void writeRightAligned(const TextField& field, std::string_view text, char fill)
 /// Writes the digits of a pattern, zero-filled. Terms that were reduced to remainders may have left it below zero; its
 /// residue then has the same low-order digits.
 void writePattern(const TextField& field, gmpinteger pattern) {
-    if (pattern.sign() < 0) mpz_fdiv_r(pattern, pattern, field.modulus());
+    if (pattern.sign() < 0) {
+        mpz_fdiv_r(pattern, pattern, field.modulus());
+    }
     writeRightAligned(field, digitsOf(pattern, field.base), '0');
 }
 
@@ -107,7 +111,9 @@ gmpinteger parsed(const char* text, int base) {
     gmpinteger value;
     // GMP leaves its behaviour unspecified for other bases; base 0 reads the prefixes of C.
     const bool known = base == 0 || (base >= 2 && base <= 62);
-    if (!known || mpz_set_str(value, text, base) != 0) mpz_set_ui(value, 0);
+    if (!known || mpz_set_str(value, text, base) != 0) {
+        mpz_set_ui(value, 0);
+    }
     return value;
 }
 
@@ -123,7 +129,9 @@ mp_bitcnt_t bitsOrNone(int count) {
 /// Returns the value as a long, or the nearest of +-2^40 beyond those: past every sum of two ints.
 long clampedToLong(const gmpinteger& value) {
     constexpr mp_bitcnt_t clampBits = 40;
-    if (value.bitCount() <= clampBits) return mpz_get_si(value);
+    if (value.bitCount() <= clampBits) {
+        return mpz_get_si(value);
+    }
     return value.sign() < 0 ? -(1L << clampBits) : 1L << clampBits;
 }
 
@@ -131,20 +139,28 @@ long clampedToLong(const gmpinteger& value) {
 
 void mpnumber::fixed2sdec(char* out, unsigned length, unsigned /*wordlength*/, int fractionlength) const {
     // A caller's negative length arrives here as a huge one.
-    if (length == 0 || length > static_cast<unsigned>(INT_MAX)) return;
+    if (length == 0 || length > static_cast<unsigned>(INT_MAX)) {
+        return;
+    }
     const TextField field{out, length, 10};
     const MantissaAndExponent parts = splitElement(getelement());
     const long shift = parts.exponent + fractionlength;
     std::string text = digitsOf(scaled(parts.mantissa, shift, field), field.base);
-    if (dwarfs(parts.mantissa, shift, field)) text.insert(0, field.length - std::min(field.length, text.size()), '0');
+    if (dwarfs(parts.mantissa, shift, field)) {
+        text.insert(0, field.length - std::min(field.length, text.size()), '0');
+    }
     // Truncation can leave a zero of a negative element, which has no sign.
-    if (parts.mantissa.sign() < 0 && text != "0") text.insert(0, 1, '-');
+    if (parts.mantissa.sign() < 0 && text != "0") {
+        text.insert(0, 1, '-');
+    }
     writeRightAligned(field, text, ' ');
     bsResetFPU();
 }
 
 void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int fractionlength) const {
-    if (length <= 0) return;
+    if (length <= 0) {
+        return;
+    }
     const TextField field{out, static_cast<std::size_t>(length), base};
     if (!field.hasDigits()) {
         writeZeros(field);
@@ -176,7 +192,9 @@ void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int f
 
 void mpnumber::float2base(char* out, int length, int base, int wordlength, int exponentlength, int fractionlength,
                           int exponentmax, int exponentmin) const {
-    if (length <= 0) return;
+    if (length <= 0) {
+        return;
+    }
     const TextField field{out, static_cast<std::size_t>(length), base};
     if (!field.hasDigits()) {
         writeZeros(field);
@@ -205,10 +223,14 @@ void mpnumber::float2base(char* out, int length, int base, int wordlength, int e
     } else if (!mpfr_regular_p(x)) {
         const long exponentOnes = myisinf() ? exponentBits : 0;
         const long signBit = std::max<long>(wordlength, 1 + exponentOnes) - 1;
-        if (negative) add(one, signBit);
+        if (negative) {
+            add(one, signBit);
+        }
         addOnes(signBit, signBit - exponentOnes);
     } else {
-        if (negative) add(one, std::max(wordlength, 1) - 1);
+        if (negative) {
+            add(one, std::max(wordlength, 1) - 1);
+        }
         MantissaAndExponent parts = splitElement(x);
         mpz_abs(parts.mantissa, parts.mantissa);
         const long exponent = static_cast<long>(mpfr_get_exp(x)) - 1;
@@ -262,7 +284,9 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
     constexpr int widestWord = 65535;
     const int wordBits = std::min(wordlength, widestWord);
     const bool negative = hasSignBit(z, wordBits);
-    if (negative) mpz_clrbit(z, static_cast<mp_bitcnt_t>(wordBits - 1));
+    if (negative) {
+        mpz_clrbit(z, static_cast<mp_bitcnt_t>(wordBits - 1));
+    }
 
     gmpinteger exponentField;
     gmpinteger fraction;
@@ -294,13 +318,17 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
             mpfr_set_inf(x, mpfr_sgn(x) < 0 ? -1 : 1);
         }
     }
-    if (negative) mpfr_neg(x, x, MPFR_RNDN);
+    if (negative) {
+        mpfr_neg(x, x, MPFR_RNDN);
+    }
     bsResetFPU();
 }
 
 void mpnumber::fixed2IntArray(std::uint32_t* out, int words, int /*wordlength*/, double /*slope*/, int exponent,
                               double /*bias*/, mpfr_srcptr twoToWordlength) const {
-    if (words <= 0) return;
+    if (words <= 0) {
+        return;
+    }
     const std::size_t wordCount = static_cast<std::size_t>(words);
     const mp_bitcnt_t outBits = wordCount * 32;
     const mpfr_srcptr x = getelement();

@@ -10,7 +10,9 @@ mpscratch::mpscratch(mpfr_prec_t precision) {
     const std::size_t bytes = mpfr_custom_get_size(precision);
     if (bytes > sizeof(mInside)) {
         mOutside = bsMalloc(bytes);
-        if (!mOutside) raiseOutOfMemory();
+        if (!mOutside) {
+            raiseOutOfMemory();
+        }
         significand = mOutside;
     }
     mpfr_custom_init(significand, precision);

@@ -27,7 +27,9 @@ number::number(const number& source, CopyIndex tag) : mBody(numberfactory::creat
 
 number::number(const number& source) : number(1, source.getprecision(), NumberVector::tag) {
     // An empty array has no current element to copy.
-    if (!source.isempty()) setvalue(source);
+    if (!source.isempty()) {
+        setvalue(source);
+    }
 }
 
 number::~number() {
@@ -49,12 +51,16 @@ bool number::getDefaultForceMultiplePrecision() {
 }
 
 number& number::resize(std::uint64_t count) {
-    if (count != numel()) mBody->resize(count);
+    if (count != numel()) {
+        mBody->resize(count);
+    }
     return *this;
 }
 
 number& number::resize(std::uint64_t count, std::uint32_t precision) {
-    if (precision == getprecision()) return resize(count);
+    if (precision == getprecision()) {
+        return resize(count);
+    }
     numberrepbody* const fresh = numberfactory::createnumberVector(count, precision);
     delete std::exchange(mBody, fresh);
     return *this;
@@ -69,8 +75,12 @@ number& number::share(const number& source) {
 
 number& number::setvalue(const number& source, double slope, double bias) {
     setvalue(source);
-    if (slope != 1.0) *this *= number(slope, sDefaultPrecision, sDefaultForceMultiplePrecision);
-    if (bias != 0.0) *this += number(bias, sDefaultPrecision, sDefaultForceMultiplePrecision);
+    if (slope != 1.0) {
+        *this *= number(slope, sDefaultPrecision, sDefaultForceMultiplePrecision);
+    }
+    if (bias != 0.0) {
+        *this += number(bias, sDefaultPrecision, sDefaultForceMultiplePrecision);
+    }
     return *this;
 }
 

@@ -42,7 +42,9 @@ template <Comparison comparison>
 [[gnu::noinline]] bool compareMixed(const numberrepbody& a, const numberrepbody& b) {
     const mpnumber* const left = a.asMp();
     const mpnumber* const right = b.asMp();
-    if (left) return comparison(Access::element(*left), promoted(b, *left)) != 0;
+    if (left) {
+        return comparison(Access::element(*left), promoted(b, *left)) != 0;
+    }
     return comparison(promoted(a, *right), Access::element(*right)) != 0;
 }
 

@@ -6,13 +6,17 @@ namespace tolvane::detail {
 
 MantissaAndExponent splitElement(mpfr_srcptr element) {
     MantissaAndExponent parts;
-    if (mpfr_regular_p(element)) parts.exponent = mpfr_get_z_2exp(parts.mantissa, element);
+    if (mpfr_regular_p(element)) {
+        parts.exponent = mpfr_get_z_2exp(parts.mantissa, element);
+    }
     return parts;
 }
 
 gmpinteger takeStoredInteger(mpfr_ptr x, int exponent, mpfr_srcptr twoToWordlength, mp_bitcnt_t usefulBits) {
     mpfr_mul_2si(x, x, -static_cast<long>(exponent), MPFR_RNDN);
-    if (mpfr_regular_p(x) && mpfr_signbit(x)) mpfr_add(x, x, twoToWordlength, MPFR_RNDN);
+    if (mpfr_regular_p(x) && mpfr_signbit(x)) {
+        mpfr_add(x, x, twoToWordlength, MPFR_RNDN);
+    }
     MantissaAndExponent parts = splitElement(x);
     gmpinteger& z = parts.mantissa;
     if (parts.exponent < 0) {

@@ -79,7 +79,9 @@ template <class Columns, class Less>
 std::pair<Segment, Segment> partition(const Columns& columns, Segment segment, Less less) {
     const auto key = [&](std::uint64_t i) { return Columns::key(columns.get(i)); };
     const auto order = [&](std::uint64_t i, std::uint64_t j) {
-        if (less(key(j), key(i))) columns.exchange(i, j);
+        if (less(key(j), key(i))) {
+            columns.exchange(i, j);
+        }
     };
     const std::uint64_t middle = segment.first + segment.length() / 2;
     order(segment.first, middle);
@@ -91,8 +93,12 @@ std::pair<Segment, Segment> partition(const Columns& columns, Segment segment, L
     // One past the examined element, so that it cannot fall below zero.
     std::uint64_t high = segment.last + 1;
     while (low < high) {
-        while (less(key(low), pivot)) ++low;
-        while (less(pivot, key(high - 1))) --high;
+        while (less(key(low), pivot)) {
+            ++low;
+        }
+        while (less(pivot, key(high - 1))) {
+            --high;
+        }
         if (low < high) {
             columns.exchange(low, high - 1);
             ++low;
@@ -106,7 +112,9 @@ std::pair<Segment, Segment> partition(const Columns& columns, Segment segment, L
 template <class Columns, class Less>
 void sort(const Columns& columns, std::uint64_t length, Less less) {
     constexpr std::uint64_t shortSegment = 32;
-    if (length < 2) return;
+    if (length < 2) {
+        return;
+    }
     // The longer part waits and the shorter one is at most half as long, so 64 entries are enough for any length.
     std::array<Segment, 64> waiting;
     std::size_t waitingCount = 0;
@@ -114,12 +122,16 @@ void sort(const Columns& columns, std::uint64_t length, Less less) {
     for (;;) {
         while (segment.length() > shortSegment) {
             auto [one, other] = partition(columns, segment, less);
-            if (one.length() < other.length()) std::swap(one, other);
+            if (one.length() < other.length()) {
+                std::swap(one, other);
+            }
             waiting[waitingCount++] = one;
             segment = other;
         }
         insertionSort(columns, segment, less);
-        if (waitingCount == 0) return;
+        if (waitingCount == 0) {
+            return;
+        }
         segment = waiting[--waitingCount];
     }
 }
@@ -136,7 +148,9 @@ void reverse(const Columns& columns, std::uint64_t length) {
 template <class Action>
 void forEachColumn(std::uint64_t count, std::uint64_t stride, std::uint64_t length, Action action) {
     std::uint64_t block = 0;
-    if (__builtin_mul_overflow(stride, length, &block) || block == 0) return;
+    if (__builtin_mul_overflow(stride, length, &block) || block == 0) {
+        return;
+    }
     for (std::uint64_t start = 0; count - start >= block; start += block) {
         for (std::uint64_t column = 0; column < stride; ++column) {
             action(start + column);
@@ -147,11 +161,15 @@ void forEachColumn(std::uint64_t count, std::uint64_t stride, std::uint64_t leng
 template <class Value, class Less>
 void stridesort(Value* values, std::uint64_t count, bool ascending, std::uint64_t stride, std::uint64_t length,
                 Less less) {
-    if (length < 2) return;
+    if (length < 2) {
+        return;
+    }
     forEachColumn(count, stride, length, [&](std::uint64_t offset) {
         const Column<Value> column{values + offset, stride, length};
         sort(column, length, less);
-        if (!ascending) reverse(column, length);
+        if (!ascending) {
+            reverse(column, length);
+        }
     });
 }
 
@@ -166,10 +184,14 @@ void stridesort2(Value* values, double* index, std::uint64_t count, bool ascendi
         }
         const IndexedColumn<Value> both{keys, places};
         sort(both, length, less);
-        if (!ascending) reverse(both, length);
+        if (!ascending) {
+            reverse(both, length);
+        }
         for (std::uint64_t i = 0; i < length;) {
             std::uint64_t end = i + 1;
-            while (end < length && equal(keys.at(end), keys.at(end - 1))) ++end;
+            while (end < length && equal(keys.at(end), keys.at(end - 1))) {
+                ++end;
+            }
             const Column<double> run{&places.at(i), stride, end - i};
             sort(run, end - i, [](double a, double b) { return a < b; });
             i = end;

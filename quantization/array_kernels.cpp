@@ -48,10 +48,14 @@ void walk(Element element, Limits limits, const double* in, double* out, std::si
     }
     if (i < count) {
         alignas(64) double rest[HWY_MAX_BYTES / sizeof(double)] = {};
-        for (std::size_t k = i; k < count; ++k) rest[k - i] = in[k];
+        for (std::size_t k = i; k < count; ++k) {
+            rest[k - i] = in[k];
+        }
         const auto result = element(Lanes{hn::Load(tag, rest)}, limits);
         hn::Store(result.value.v, tag, rest);
-        for (std::size_t k = i; k < count; ++k) out[k] = rest[k - i];
+        for (std::size_t k = i; k < count; ++k) {
+            out[k] = rest[k - i];
+        }
         if constexpr (counting) {
             const Mask used = hn::FirstN(tag, count - i);
             greatest = choose(used, greaterOf(result.value, greatest), greatest);

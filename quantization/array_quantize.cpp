@@ -51,7 +51,9 @@ number& quantizer::quantizeArray(number& x) const {
         return x;
     }
     const std::uint64_t cursor = x.getIndex();
-    for (std::uint64_t i = 0; i < x.numel(); ++i) (this->*mQuantize)(x[i]);
+    for (std::uint64_t i = 0; i < x.numel(); ++i) {
+        (this->*mQuantize)(x[i]);
+    }
     x.setIndex(cursor);
     return x;
 }
@@ -65,10 +67,14 @@ void quantizer::quantize(std::span<const double> in, std::span<double> out) cons
         raiseError("fixedpoint:quantizer:quantize:sizemismatch",
                    "The arrays to quantize from and into must have the same number of elements.");
     }
-    if (in.empty()) return;
+    if (in.empty()) {
+        return;
+    }
     const bool counting = mLogger.isLogging();
     if (!counting && keepsValues()) {
-        if (in.data() != out.data()) std::copy(in.begin(), in.end(), out.begin());
+        if (in.data() != out.data()) {
+            std::copy(in.begin(), in.end(), out.begin());
+        }
         return;
     }
 

@@ -23,14 +23,18 @@ std::string inLines(const std::string& row, std::size_t fieldCount) {
     const std::size_t width = row.size() / fieldCount;
     const std::size_t lineWidth = std::bit_floor(std::max<std::size_t>(1, kColumns / width)) * width;
     std::string text;
-    for (std::size_t at = 0; at < row.size(); at += lineWidth) text += row.substr(at, lineWidth) + '\n';
+    for (std::size_t at = 0; at < row.size(); at += lineWidth) {
+        text += row.substr(at, lineWidth) + '\n';
+    }
     return text;
 }
 
 std::vector<std::string> split(const std::string& text) {
     std::istringstream parts(text);
     std::vector<std::string> words;
-    for (std::string part; parts >> part;) words.push_back(part);
+    for (std::string part; parts >> part;) {
+        words.push_back(part);
+    }
     return words;
 }
 
@@ -39,14 +43,18 @@ std::string rowOfWords(const std::string& text) {
     std::istringstream lines(text);
     std::string row;
     for (std::string line; std::getline(lines, line);) {
-        if (!line.starts_with("//")) row += (row.empty() ? "" : " ") + line;
+        if (!line.starts_with("//")) {
+            row += (row.empty() ? "" : " ") + line;
+        }
     }
     return row;
 }
 
 template <class Entry>
 void requireSame(const std::vector<Entry>& found, const std::vector<Entry>& wanted, const std::string& what) {
-    if (found == wanted) return;
+    if (found == wanted) {
+        return;
+    }
     const auto [left, right] = std::mismatch(found.begin(), found.end(), wanted.begin(), wanted.end());
     std::ostringstream message;
     message.precision(17);

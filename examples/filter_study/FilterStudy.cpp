@@ -43,7 +43,9 @@ class Conductor {
         const Ratio confirm = [&](const Arithmetic& arithmetic) {
             Row row{"whole recording", whole.run(arithmetic, Way::Convolution), plan.costOf(arithmetic)};
             const double snrDb = row.outcome.snrDb;
-            if (snrDb >= mOptions.wantedDb) mStudy.chosen = std::move(row);
+            if (snrDb >= mOptions.wantedDb) {
+                mStudy.chosen = std::move(row);
+            }
             return snrDb;
         };
         mStudy.pairs = measurePairs(plan, mOptions.grid, ratio);
@@ -62,7 +64,9 @@ class Conductor {
  private:
     const Row& measured(const Arithmetic& arithmetic) {
         const auto found = mKnown.find(arithmetic);
-        if (found != mKnown.end()) return mStudy.measured[found->second];
+        if (found != mKnown.end()) {
+            return mStudy.measured[found->second];
+        }
         Row row{"", mStretch->run(arithmetic, Way::Convolution), mPlan->costOf(arithmetic)};
         row.outcome.values = {};
         mKnown.emplace(arithmetic, mStudy.measured.size());
@@ -71,8 +75,12 @@ class Conductor {
     }
 
     void addRow(const Arithmetic& arithmetic, const std::string& name) {
-        if (productWord(arithmetic).bits < 2 || sumWord(arithmetic, mPlan->terms()).bits < 2) return;
-        if (sumWord(arithmetic, mPlan->terms()).bits > kExactBits) return;
+        if (productWord(arithmetic).bits < 2 || sumWord(arithmetic, mPlan->terms()).bits < 2) {
+            return;
+        }
+        if (sumWord(arithmetic, mPlan->terms()).bits > kExactBits) {
+            return;
+        }
         Row row = measured(arithmetic);
         row.name = name;
         mStudy.sections.back().rows.push_back(std::move(row));
@@ -91,7 +99,9 @@ class Conductor {
         arithmetic.product = {};
         addRow(arithmetic, nameOfMode(Keep::Full, arithmetic));
         for (const int longer : {2, 0, -2}) {
-            if (bits + longer >= full.bits) continue;
+            if (bits + longer >= full.bits) {
+                continue;
+            }
             arithmetic.product = {Keep::Msb, {bits + longer, 0}};
             addRow(arithmetic, nameOfMode(Keep::Msb, arithmetic));
         }

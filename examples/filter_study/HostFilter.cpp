@@ -80,7 +80,9 @@ Value HostFilter::arrayOf(const std::vector<double>& row, Word word) {
 const HostFilter::Operand& HostFilter::data(Word word, Way way) {
     const auto [entry, isNew] = mData.try_emplace({word, way});
     Operand& operand = entry->second;
-    if (!isNew) return operand;
+    if (!isNew) {
+        return operand;
+    }
     operand.integers = storedIntegers(mSamples, word);
     const std::vector<double> row(mSamples.begin(), mSamples.end());
     if (way == Way::Convolution) {
@@ -102,13 +104,17 @@ const HostFilter::Operand& HostFilter::data(Word word, Way way) {
 const HostFilter::Operand& HostFilter::taps(Word word, Way way) {
     const auto [entry, isNew] = mTaps.try_emplace({word, way});
     Operand& operand = entry->second;
-    if (!isNew) return operand;
+    if (!isNew) {
+        return operand;
+    }
     operand.integers = storedIntegers(mCoefficients, word);
     if (way == Way::Convolution) {
         operand.arrays.push_back(arrayOf({mCoefficients.begin(), mCoefficients.end()}, word));
         return operand;
     }
-    for (const double coefficient : mCoefficients) operand.arrays.push_back(arrayOf({coefficient}, word));
+    for (const double coefficient : mCoefficients) {
+        operand.arrays.push_back(arrayOf({coefficient}, word));
+    }
     return operand;
 }
 
@@ -164,7 +170,9 @@ void requireEqual(const Outcome& outcome, const ModelOutput& model, Way way, std
     if (outcome.output != expected) {
         differ(arithmetic, "the output is " + nameOf(outcome.output) + ", but should be " + nameOf(expected));
     }
-    if (outcome.values.size() != model.words.size()) differ(arithmetic, "the output has another length");
+    if (outcome.values.size() != model.words.size()) {
+        differ(arithmetic, "the output has another length");
+    }
     for (std::size_t i = 0; i < model.words.size(); ++i) {
         if (std::ldexp(outcome.values[i], expected.fraction) != static_cast<double>(model.words[i])) {
             differ(arithmetic, "output " + std::to_string(i) + " (counted from 0) is not the integer model's " +

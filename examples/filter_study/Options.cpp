@@ -76,13 +76,18 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
         return std::nullopt;
     }
     options.check();
-    if (options.taps < 2 || options.taps > 512) study::refuseArguments("bad --taps: give 2 to 512");
-    if (options.cutoffHz && !(*options.cutoffHz > 0.0))
+    if (options.taps < 2 || options.taps > 512) {
+        study::refuseArguments("bad --taps: give 2 to 512");
+    }
+    if (options.cutoffHz && !(*options.cutoffHz > 0.0)) {
         study::refuseArguments("bad --cutoff: give a frequency above 0 Hz");
+    }
     if (!(options.attenuationDb >= 20.0 && options.attenuationDb <= 200.0)) {
         study::refuseArguments("bad --attenuation: give 20 to 200 dB");
     }
-    if (stretch < 1) study::refuseArguments("bad --stretch: give at least 1 sample");
+    if (stretch < 1) {
+        study::refuseArguments("bad --stretch: give at least 1 sample");
+    }
     options.stretch = static_cast<std::size_t>(stretch);
     options.grid = {study::parseNumbers(coefficients, "word lengths of coefficients", 2, 24),
                     study::parseNumbers(data, "word lengths of data", 2, 24),
@@ -99,7 +104,9 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
                                ", so give fewer coefficient or data bits or fewer taps");
     }
     const auto single = [](const auto& modes, const char* option) {
-        if (modes.size() != 1) study::refuseArguments(std::string("bad ") + option + ": give one mode");
+        if (modes.size() != 1) {
+            study::refuseArguments(std::string("bad ") + option + ": give one mode");
+        }
         return modes.front();
     };
     options.round = single(study::parseRounds(round), "--round");

@@ -16,7 +16,9 @@ Plan::Plan(std::span<const double> samples, std::span<const double> coefficients
     mCoefficients = rangeOf(coefficients);
     mData = rangeOf(samples);
     double magnitudes = 0.0;
-    for (const double coefficient : coefficients) magnitudes += std::fabs(coefficient);
+    for (const double coefficient : coefficients) {
+        magnitudes += std::fabs(coefficient);
+    }
     const double bound = std::max(-mData.smallest, mData.greatest) * magnitudes;
     mSums = {-bound, bound};
 }
@@ -36,8 +38,12 @@ Arithmetic Plan::exact(int coefficientBits, int dataBits) const {
 
 Arithmetic Plan::shortened(int coefficientBits, int dataBits, int productBits, int sumBits) const {
     Arithmetic arithmetic = exact(coefficientBits, dataBits);
-    if (productBits != 0) arithmetic.product = {Keep::Msb, {productBits, 0}};
-    if (sumBits != 0) arithmetic.sum = {Keep::Specified, wordFor(mSums, sumBits)};
+    if (productBits != 0) {
+        arithmetic.product = {Keep::Msb, {productBits, 0}};
+    }
+    if (sumBits != 0) {
+        arithmetic.sum = {Keep::Specified, wordFor(mSums, sumBits)};
+    }
     return arithmetic;
 }
 

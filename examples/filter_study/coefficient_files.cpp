@@ -34,7 +34,9 @@ template <class Integer>
 Integer parsed(std::string_view text, int base) {
     Integer value{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc() || end != text.data() + text.size()) refuse(text);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        refuse(text);
+    }
     return value;
 }
 
@@ -78,11 +80,15 @@ std::string binaryText(const Coefficients& coefficients) {
 std::vector<std::int64_t> integersOfCHeader(const std::string& text) {
     const std::size_t begin = text.find("= {");
     const std::size_t end = text.find("};");
-    if (begin == std::string::npos || end == std::string::npos || end < begin) refuse("a text without an array");
+    if (begin == std::string::npos || end == std::string::npos || end < begin) {
+        refuse("a text without an array");
+    }
     std::vector<std::int64_t> integers;
     std::istringstream entries(text.substr(begin + 3, end - begin - 3));
     for (std::string entry; entries >> entry;) {
-        if (entry.back() != ',') refuse(entry);
+        if (entry.back() != ',') {
+            refuse(entry);
+        }
         entry.pop_back();
         integers.push_back(parsed<std::int64_t>(entry, 10));
     }
@@ -93,7 +99,9 @@ std::vector<std::int64_t> integersOfWords(const std::string& text, int base, int
     std::vector<std::int64_t> integers;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with("//")) continue;
+        if (line.starts_with("//")) {
+            continue;
+        }
         // Bit 63 takes the sign when the word is moved to the top and back.
         integers.push_back(static_cast<std::int64_t>(parsed<std::uint64_t>(line, base) << (64 - wordBits)) >>
                            (64 - wordBits));

@@ -13,7 +13,9 @@ __extension__ using Wide = __int128;
 
 /// Divides by 2^bits, 0 to 120, and rounds.
 Wide roundedShift(Wide value, int bits, Round round) {
-    if (bits == 0) return value;
+    if (bits == 0) {
+        return value;
+    }
     const Wide floor = value >> bits;
     const Wide rest = value - (floor << bits);
     const Wide half = Wide{1} << (bits - 1);

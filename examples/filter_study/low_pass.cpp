@@ -10,8 +10,12 @@ namespace filterstudy {
 namespace {
 
 double kaiserBeta(double attenuationDb) {
-    if (attenuationDb > 50.0) return 0.1102 * (attenuationDb - 8.7);
-    if (attenuationDb < 21.0) return 0.0;
+    if (attenuationDb > 50.0) {
+        return 0.1102 * (attenuationDb - 8.7);
+    }
+    if (attenuationDb < 21.0) {
+        return 0.0;
+    }
     return 0.5842 * std::pow(attenuationDb - 21.0, 0.4) + 0.07886 * (attenuationDb - 21.0);
 }
 
@@ -32,7 +36,9 @@ std::vector<double> designLowPass(const LowPass& filter) {
         coefficients[i] = coefficients[taps - 1 - i] = sinc * window;
     }
     const double sum = std::accumulate(coefficients.begin(), coefficients.end(), 0.0);
-    for (double& coefficient : coefficients) coefficient /= sum;
+    for (double& coefficient : coefficients) {
+        coefficient /= sum;
+    }
     return coefficients;
 }
 
@@ -80,7 +86,9 @@ std::vector<double> filtered(std::span<const double> samples, std::span<const do
     for (std::size_t i = 0; i < output.size(); ++i) {
         const Terms terms = termsOf(i, samples.size(), coefficients.size());
         double sum = 0.0;
-        for (std::size_t j = terms.first; j < terms.end; ++j) sum += samples[j] * coefficients[terms.whole - j];
+        for (std::size_t j = terms.first; j < terms.end; ++j) {
+            sum += samples[j] * coefficients[terms.whole - j];
+        }
         output[i] = sum;
     }
     return output;

@@ -48,8 +48,12 @@ void errorIfRecordingIsReplaced(const Options& options) {
 void makeFolder(const std::string& folder) {
     std::error_code error;
     fs::create_directories(folder, error);
-    if (!error && !fs::is_directory(folder, error)) error = std::make_error_code(std::errc::not_a_directory);
-    if (error) throw StudyError(ExitCode::NotWritten, folder + ": cannot be made: " + error.message());
+    if (!error && !fs::is_directory(folder, error)) {
+        error = std::make_error_code(std::errc::not_a_directory);
+    }
+    if (error) {
+        throw StudyError(ExitCode::NotWritten, folder + ": cannot be made: " + error.message());
+    }
 }
 
 /// Removes the folders that it created, if they are empty.
@@ -64,7 +68,9 @@ class NewFolders {
     }
     ~NewFolders() {
         std::error_code ignored;
-        for (const fs::path& each : mFolders) fs::remove(each, ignored);
+        for (const fs::path& each : mFolders) {
+            fs::remove(each, ignored);
+        }
     }
     NewFolders(const NewFolders&) = delete;
     NewFolders& operator=(const NewFolders&) = delete;
@@ -76,9 +82,13 @@ class NewFolders {
 /// Tries all files, since a study may take long before it has something to write.
 void requireOutputs(const Options& options) {
     for (const std::string& output : {options.csvFile, options.saveFile}) {
-        if (!output.empty()) study::requireWritable(output);
+        if (!output.empty()) {
+            study::requireWritable(output);
+        }
     }
-    if (options.folder.empty()) return;
+    if (options.folder.empty()) {
+        return;
+    }
     const NewFolders cleanup(options.folder);
     makeFolder(options.folder);
     for (const char* name : {kSound, kHeader, kHexadecimal, kBinary}) {
@@ -154,10 +164,16 @@ void report(const Options& options, const study::Recording& recording, const Fil
         }
         return;
     }
-    if (options.folder.empty() && !options.show) return;
+    if (options.folder.empty() && !options.show) {
+        return;
+    }
     CoefficientArray array(result.coefficients, result.chosen->outcome.arithmetic);
-    if (!options.folder.empty()) writeFiles(options, recording, result, array, out);
-    if (options.show) out << array.shown();
+    if (!options.folder.empty()) {
+        writeFiles(options, recording, result, array, out);
+    }
+    if (options.show) {
+        out << array.shown();
+    }
 }
 
 void studyRecording(const Options& options, std::ostream& out, std::ostream& err) {

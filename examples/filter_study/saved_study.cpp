@@ -55,16 +55,22 @@ std::array<double, kColumns> numbersOf(double kind, const Row& row) {
 }
 
 int integer(double number) {
-    if (!(std::fabs(number) <= 1e9)) refuse();
+    if (!(std::fabs(number) <= 1e9)) {
+        refuse();
+    }
     return static_cast<int>(number);
 }
 std::uint64_t count(double number) {
-    if (!(number >= 0.0 && number <= 0x1p53)) refuse();
+    if (!(number >= 0.0 && number <= 0x1p53)) {
+        refuse();
+    }
     return static_cast<std::uint64_t>(number);
 }
 template <class Mode>
 Mode mode(double number, Mode last) {
-    if (!(number >= 0.0 && number <= static_cast<double>(last))) refuse();
+    if (!(number >= 0.0 && number <= static_cast<double>(last))) {
+        refuse();
+    }
     return static_cast<Mode>(static_cast<int>(number));
 }
 Row rowOf(const std::string& name, const double* numbers) {
@@ -89,7 +95,9 @@ Row rowOf(const std::string& name, const double* numbers) {
 
 Value structOf(const std::vector<std::pair<const char*, Value>>& fields) {
     std::vector<const char*> names;
-    for (const auto& field : fields) names.push_back(field.first);
+    for (const auto& field : fields) {
+        names.push_back(field.first);
+    }
     hvArrayOwner made(hvCreateStructMatrix(1, 1, static_cast<int>(names.size()), names.data()));
     for (std::size_t i = 0; i < fields.size(); ++i) {
         hvSetFieldByNumber(made.get(), 0, static_cast<int>(i), fields[i].second.toArray().release());
@@ -99,7 +107,9 @@ Value structOf(const std::vector<std::pair<const char*, Value>>& fields) {
 
 std::vector<int> integersOf(const Value& value) {
     std::vector<int> integers;
-    for (const double number : value.toDoubles()) integers.push_back(integer(number));
+    for (const double number : value.toDoubles()) {
+        integers.push_back(integer(number));
+    }
     return integers;
 }
 
@@ -122,9 +132,13 @@ void saveStudy(const std::string& file, const SavedStudy& saved) {
     std::vector<Value> headings;
     for (const Section& section : study.sections) {
         headings.emplace_back(section.heading);
-        for (const Row& row : section.rows) add(static_cast<double>(headings.size()), row);
+        for (const Row& row : section.rows) {
+            add(static_cast<double>(headings.size()), row);
+        }
     }
-    for (const Row& row : study.measured) add(kMeasured, row);
+    for (const Row& row : study.measured) {
+        add(kMeasured, row);
+    }
     add(kTapByTap, {"", study.tapByTap, 0});
     Outcome centre;
     centre.arithmetic = study.centre;
@@ -174,7 +188,9 @@ SavedStudy loadStudy(const std::string& file) {
     Session session(TOLVANE_MODULE);
     const auto variables = session.load(file);
     static constexpr std::array kNames = {"signal", "coefficients", "filtered", "rows", "study"};
-    if (!std::ranges::equal(variables, kNames, {}, &hostref::Variable::name)) refuse();
+    if (!std::ranges::equal(variables, kNames, {}, &hostref::Variable::name)) {
+        refuse();
+    }
     const Value& rows = variables[3].value;
     const Value& stored = variables[4].value;
     const auto number = [&stored](const char* name) { return stored.field(name).toDouble(); };
@@ -216,14 +232,18 @@ SavedStudy loadStudy(const std::string& file) {
             study.tapByTap = row.outcome;
         } else if (kind == kChosen) {
             study.centre = row.outcome.arithmetic;
-            if (stored.field("isChosen").toBool()) study.chosen = row;
+            if (stored.field("isChosen").toBool()) {
+                study.chosen = row;
+            }
         } else if (kind >= 1.0 && kind <= static_cast<double>(study.sections.size())) {
             study.sections[static_cast<std::size_t>(kind) - 1].rows.push_back(row);
         } else {
             refuse();
         }
     }
-    if (study.chosen) study.chosen->outcome.values = variables[2].value.get("double").toDoubles();
+    if (study.chosen) {
+        study.chosen->outcome.values = variables[2].value.get("double").toDoubles();
+    }
     return saved;
 }
 

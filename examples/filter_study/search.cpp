@@ -34,7 +34,9 @@ std::optional<Arithmetic> cheapest(const Plan& plan, const Grid& grid, const std
                                    const Ratio& ratio, const Ratio& confirm) {
     std::vector<Pair> keeping;
     for (const Pair& pair : pairs) {
-        if (pair.snrDb >= wantedDb) keeping.push_back(pair);
+        if (pair.snrDb >= wantedDb) {
+            keeping.push_back(pair);
+        }
     }
     std::stable_sort(keeping.begin(), keeping.end(), [](const Pair& a, const Pair& b) {
         return a.coefficientBits * a.dataBits < b.coefficientBits * b.dataBits;
@@ -53,7 +55,9 @@ std::optional<Arithmetic> cheapest(const Plan& plan, const Grid& grid, const std
         const Arithmetic full = arithmeticOf(0, 0);
         auto products = lengthsUpTo(productWord(full).bits, grid.products);
         auto sums = lengthsUpTo(sumWord(full, plan.terms()).bits, grid.sums);
-        if (!isCheaper(arithmeticOf(products.front(), sums.front()))) continue;
+        if (!isCheaper(arithmeticOf(products.front(), sums.front()))) {
+            continue;
+        }
         // The words in full are last and known to meet the ratio.
         products.erase(products.begin(), std::find_if(products.begin(), products.end() - 1,
                                                       [&](int bits) { return keeps(arithmeticOf(bits, 0)); }));
@@ -70,13 +74,19 @@ std::optional<Arithmetic> cheapest(const Plan& plan, const Grid& grid, const std
         std::stable_sort(candidates.begin(), candidates.end(),
                          [](const Candidate& a, const Candidate& b) { return a.cost < b.cost; });
         for (const Candidate& candidate : candidates) {
-            if (!isCheaper(candidate.arithmetic)) break;
-            if (!keeps(candidate.arithmetic) || !(confirm(candidate.arithmetic) >= wantedDb)) continue;
+            if (!isCheaper(candidate.arithmetic)) {
+                break;
+            }
+            if (!keeps(candidate.arithmetic) || !(confirm(candidate.arithmetic) >= wantedDb)) {
+                continue;
+            }
             best = candidate;
             break;
         }
     }
-    if (!best) return std::nullopt;
+    if (!best) {
+        return std::nullopt;
+    }
     return best->arithmetic;
 }
 

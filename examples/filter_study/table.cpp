@@ -36,7 +36,9 @@ void printFilter(std::ostream& out, const study::Recording& recording, const Fil
 
 void printPairs(std::ostream& out, const FilterStudy& study, const Options& options) {
     out << "\nSNR [dB] with products and sums in full: coefficient bits down, data bits across\n\n     ";
-    for (const int bits : options.grid.data) out << formatted(" %8d", bits);
+    for (const int bits : options.grid.data) {
+        out << formatted(" %8d", bits);
+    }
     std::size_t i = 0;
     for (const int coefficientBits : options.grid.coefficients) {
         out << formatted("\n  %3d", coefficientBits);
@@ -72,7 +74,9 @@ void printSections(std::ostream& out, const FilterStudy& study) {
            "                                        products     sums    in log   [full scale]         [dB] [ns/tap]\n";
     for (const Section& section : study.sections) {
         out << section.heading << '\n';
-        for (const Row& row : section.rows) out << rowText(row, study.chosen && row.outcome.arithmetic == centre);
+        for (const Row& row : section.rows) {
+            out << rowText(row, study.chosen && row.outcome.arithmetic == centre);
+        }
     }
     out << formatted(
                "\nTime of one tap in doubles: %.2f ns; tap by tap with \"times\" and \"plus\" instead of \"convS\": "

@@ -38,7 +38,9 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
     for (;;) {
         const std::size_t end = text.find(separator);
         parts.push_back(text.substr(0, end));
-        if (end == std::string_view::npos) return parts;
+        if (end == std::string_view::npos) {
+            return parts;
+        }
         text.remove_prefix(end + 1);
     }
 }
@@ -46,14 +48,18 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 std::optional<int> toInt(std::string_view text) {
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    if (error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
     return value;
 }
 
 template <class Mode, std::size_t Count>
 std::string knownNames(const std::array<std::pair<std::string_view, Mode>, Count>& table) {
     std::string names;
-    for (const auto& [name, mode] : table) names += (names.empty() ? "" : ", ") + std::string(name);
+    for (const auto& [name, mode] : table) {
+        names += (names.empty() ? "" : ", ") + std::string(name);
+    }
     return names;
 }
 
@@ -61,7 +67,9 @@ template <class Mode, std::size_t Count>
 Mode modeNamed(std::string_view text, const std::array<std::pair<std::string_view, Mode>, Count>& table,
                std::string_view what) {
     for (const auto& [name, mode] : table) {
-        if (name == text) return mode;
+        if (name == text) {
+            return mode;
+        }
     }
     refuse("there is no " + std::string(what) + " mode " + quoted(text) + " (known: " + knownNames(table) + ")");
 }
@@ -71,12 +79,16 @@ std::vector<Mode> modeList(std::string_view text, const std::array<std::pair<std
                            std::string_view what) {
     std::vector<Mode> modes;
     if (text == "all") {
-        for (const auto& [name, mode] : table) modes.push_back(mode);
+        for (const auto& [name, mode] : table) {
+            modes.push_back(mode);
+        }
         return modes;
     }
     for (const std::string_view part : split(text, ',')) {
         const Mode mode = modeNamed(part, table, what);
-        if (std::find(modes.begin(), modes.end(), mode) == modes.end()) modes.push_back(mode);
+        if (std::find(modes.begin(), modes.end(), mode) == modes.end()) {
+            modes.push_back(mode);
+        }
     }
     return modes;
 }
@@ -84,7 +96,9 @@ std::vector<Mode> modeList(std::string_view text, const std::array<std::pair<std
 template <class Mode, std::size_t Count>
 std::string_view nameIn(const std::array<std::pair<std::string_view, Mode>, Count>& table, Mode wanted) {
     for (const auto& [name, mode] : table) {
-        if (mode == wanted) return name;
+        if (mode == wanted) {
+            return name;
+        }
     }
     return "?";
 }
@@ -117,7 +131,9 @@ std::string shortName(const Format& format) {
 
 std::string fullName(const Format& format) {
     std::string name = shortName(format) + " " + std::string(nameOf(format.round));
-    if (format.kind != Kind::Float) name += "/" + std::string(nameOf(format.overflow));
+    if (format.kind != Kind::Float) {
+        name += "/" + std::string(nameOf(format.overflow));
+    }
     return name;
 }
 
@@ -127,7 +143,9 @@ Format parseFormat(std::string_view text, const Format& defaults) {
     // The modes follow the first letter after the kind.
     std::size_t modesAt = text.size();
     for (std::size_t i = 1; i < text.size() && modesAt == text.size(); ++i) {
-        if (text[i] >= 'a' && text[i] <= 'z') modesAt = i;
+        if (text[i] >= 'a' && text[i] <= 'z') {
+            modesAt = i;
+        }
     }
     std::string_view modes = text.substr(modesAt);
     std::string_view numbers = text.substr(0, modesAt);
@@ -136,14 +154,20 @@ Format parseFormat(std::string_view text, const Format& defaults) {
     } else if (!modes.empty()) {
         refuse(help);
     }
-    if (numbers.empty()) refuse(help);
+    if (numbers.empty()) {
+        refuse(help);
+    }
 
     const char kind = numbers.front();
     const auto parts = split(numbers.substr(1), kind == 'f' ? ':' : ',');
-    if (parts.size() != 2) refuse(help);
+    if (parts.size() != 2) {
+        refuse(help);
+    }
     const auto wordBits = toInt(parts[0]);
     const auto second = toInt(parts[1]);
-    if (!wordBits || !second) refuse(help);
+    if (!wordBits || !second) {
+        refuse(help);
+    }
 
     Format format;
     if (kind == 'f') {
@@ -161,12 +185,18 @@ Format parseFormat(std::string_view text, const Format& defaults) {
         refuse(help);
     }
     format.round = defaults.round;
-    if (format.kind != Kind::Float) format.overflow = defaults.overflow;
+    if (format.kind != Kind::Float) {
+        format.overflow = defaults.overflow;
+    }
     if (!modes.empty()) {
         const auto names = split(modes, '/');
-        if (names.size() > (format.kind == Kind::Float ? 1U : 2U)) refuse(help);
+        if (names.size() > (format.kind == Kind::Float ? 1U : 2U)) {
+            refuse(help);
+        }
         format.round = modeNamed(names[0], kRounds, "rounding");
-        if (names.size() == 2) format.overflow = modeNamed(names[1], kOverflows, "overflow");
+        if (names.size() == 2) {
+            format.overflow = modeNamed(names[1], kOverflows, "overflow");
+        }
     }
     return format;
 }
@@ -186,7 +216,9 @@ std::vector<int> parseNumbers(std::string_view text, std::string_view what, int 
                    std::to_string(high));
         }
         for (int number = *first; number <= *last; ++number) {
-            if (std::find(numbers.begin(), numbers.end(), number) == numbers.end()) numbers.push_back(number);
+            if (std::find(numbers.begin(), numbers.end(), number) == numbers.end()) {
+                numbers.push_back(number);
+            }
         }
     }
     return numbers;
@@ -201,7 +233,9 @@ std::vector<Overflow> parseOverflows(std::string_view text) {
 
 std::vector<Format> parseFloats(std::string_view text) {
     std::vector<Format> formats;
-    if (text == "none") return formats;
+    if (text == "none") {
+        return formats;
+    }
     for (const std::string_view part : split(text, ',')) {
         const auto numbers = split(part, ':');
         const auto wordBits = toInt(numbers.front());
@@ -210,7 +244,9 @@ std::vector<Format> parseFloats(std::string_view text) {
             refuse("bad float formats " + quoted(text) + ": give word and exponent bits like 16:5,32:8, or none");
         }
         const Format format = checkedFloat(part, *wordBits, *exponentBits);
-        if (std::find(formats.begin(), formats.end(), format) == formats.end()) formats.push_back(format);
+        if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
+            formats.push_back(format);
+        }
     }
     return formats;
 }

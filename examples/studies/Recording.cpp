@@ -42,7 +42,9 @@ const double kSampleLimit = std::ldexp(1.0, 256);
 std::string encodingOf(int format) {
     SF_FORMAT_INFO info{};
     info.format = format & SF_FORMAT_SUBMASK;
-    if (sf_command(nullptr, SFC_GET_FORMAT_INFO, &info, sizeof info) != 0 || info.name == nullptr) return "unknown";
+    if (sf_command(nullptr, SFC_GET_FORMAT_INFO, &info, sizeof info) != 0 || info.name == nullptr) {
+        return "unknown";
+    }
     return info.name;
 }
 
@@ -57,7 +59,9 @@ class HeaderReader {
     explicit HeaderReader(const std::string& path) : mFile(path, std::ios::binary) {
         std::error_code error;
         mFileBytes = std::filesystem::file_size(path, error);
-        if (error) mFile.setstate(std::ios::failbit);
+        if (error) {
+            mFile.setstate(std::ios::failbit);
+        }
     }
 
     bool isGood() const { return mFile.good(); }
@@ -68,9 +72,13 @@ class HeaderReader {
     }
     std::uint64_t number(bool isBigEndian) {
         std::string bytes = text();
-        if (!isBigEndian) std::reverse(bytes.begin(), bytes.end());
+        if (!isBigEndian) {
+            std::reverse(bytes.begin(), bytes.end());
+        }
         std::uint64_t value = 0;
-        for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
+        for (const char byte : bytes) {
+            value = value << 8 | static_cast<unsigned char>(byte);
+        }
         return value;
     }
     void skip(std::uint64_t bytes) { mFile.seekg(static_cast<std::streamoff>(bytes), std::ios::cur); }
@@ -98,14 +106,18 @@ std::optional<std::string> cutIn(const std::string& path) {
         header.skip(8);
         for (std::string chunk = header.text(); header.isGood(); chunk = header.text()) {
             stated = header.number(isBigEndian);
-            if (chunk == "data" || chunk == "SSND") break;
+            if (chunk == "data" || chunk == "SSND") {
+                break;
+            }
             // Chunks begin at even positions.
             header.skip(stated + stated % 2);
         }
     }
     // Sizes near the greatest ones are used in streams whose length was unknown at their start.
     constexpr std::uint64_t kUnknown = 0x7FFFF000;
-    if (!header.isGood() || stated >= kUnknown || stated <= header.bytesLeft()) return std::nullopt;
+    if (!header.isGood() || stated >= kUnknown || stated <= header.bytesLeft()) {
+        return std::nullopt;
+    }
     return cutRemark(stated, header.bytesLeft(), "bytes of sound");
 }
 
@@ -124,22 +136,30 @@ Recording readRecording(const std::string& path, int channel) {
     };
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) refuse("there is no such file");
-    if (std::filesystem::is_directory(status)) refuse("is a directory, not a recording");
+    if (!std::filesystem::exists(status)) {
+        refuse("there is no such file");
+    }
+    if (std::filesystem::is_directory(status)) {
+        refuse("is a directory, not a recording");
+    }
     if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, error) == 0 && !error) {
         refuse("the file is empty");
     }
 
     SF_INFO info{};
     const Sound file(sf_open(path.c_str(), SFM_READ, &info));
-    if (!file) refuse(std::string("cannot be read as a recording: ") + sf_strerror(nullptr));
+    if (!file) {
+        refuse(std::string("cannot be read as a recording: ") + sf_strerror(nullptr));
+    }
     if (channel > info.channels) {
         throw StudyError(ExitCode::BadArguments, path + ": there is no channel " + std::to_string(channel) +
                                                      ", the recording has " + std::to_string(info.channels));
     }
 
     Recording recording{path, encodingOf(info.format), info.samplerate, info.channels, channel, {}};
-    if (auto cut = cutIn(path)) recording.remarks.push_back(std::move(*cut));
+    if (auto cut = cutIn(path)) {
+        recording.remarks.push_back(std::move(*cut));
+    }
     // The frame count of a header isn't trusted: memory grows with the actual data.
     constexpr std::size_t kBlockFrames = 4096;
     const auto channelCount = static_cast<std::size_t>(info.channels);
@@ -150,10 +170,16 @@ Recording readRecording(const std::string& path, int channel) {
         for (std::size_t frame = 0; frame < frames; ++frame) {
             recording.samples.push_back(block[frame * channelCount + static_cast<std::size_t>(channel - 1)]);
         }
-        if (frames < kBlockFrames) break;
+        if (frames < kBlockFrames) {
+            break;
+        }
     }
-    if (sf_error(file.get()) != SF_ERR_NO_ERROR) refuse(std::string("reading failed: ") + sf_strerror(file.get()));
-    if (recording.samples.empty()) refuse("the recording has no samples");
+    if (sf_error(file.get()) != SF_ERR_NO_ERROR) {
+        refuse(std::string("reading failed: ") + sf_strerror(file.get()));
+    }
+    if (recording.samples.empty()) {
+        refuse("the recording has no samples");
+    }
     const auto frames = static_cast<sf_count_t>(recording.samples.size());
     if (recording.remarks.empty() && frames < info.frames && info.frames < SF_COUNT_MAX) {
         recording.remarks.push_back(
@@ -167,7 +193,9 @@ double applyGain(Recording& recording, double gainDb) {
     double peak = 0.0;
     for (std::size_t i = 0; i < recording.samples.size(); ++i) {
         double& sample = recording.samples[i];
-        if (gainDb != 0.0) sample *= factor;
+        if (gainDb != 0.0) {
+            sample *= factor;
+        }
         const double magnitude = std::fabs(sample);
         if (!(magnitude <= kSampleLimit)) {
             char text[32];
@@ -198,7 +226,9 @@ std::string writeSound(const std::string& path, std::span<const double> values, 
         info.channels = 1;
         info.format = SF_FORMAT_WAV | encoding.format;
         const Sound sound(sf_open_fd(fileno(file), SFM_WRITE, &info, 0));
-        if (!sound) throw StudyError(ExitCode::NotWritten, path + ": cannot be written: " + sf_strerror(nullptr));
+        if (!sound) {
+            throw StudyError(ExitCode::NotWritten, path + ": cannot be written: " + sf_strerror(nullptr));
+        }
         sf_count_t written = 0;
         if (encoding.bits == 0) {
             written = sf_write_double(sound.get(), values.data(), count);
@@ -206,7 +236,9 @@ std::string writeSound(const std::string& path, std::span<const double> values, 
             // As 32-bit integers, since doubles would be scaled by the greatest integer instead of full scale.
             std::vector<int> steps;
             steps.reserve(values.size());
-            for (const double value : values) steps.push_back(static_cast<int>(std::ldexp(value, 31)));
+            for (const double value : values) {
+                steps.push_back(static_cast<int>(std::ldexp(value, 31)));
+            }
             written = sf_write_int(sound.get(), steps.data(), count);
         }
         if (written != count) {

@@ -21,7 +21,9 @@ Whole truncated(double value, Rest& rest) {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     const auto field = static_cast<int>(bits >> 52 & 0x7ff);
     std::uint64_t mantissa = bits & ((std::uint64_t{1} << 52) - 1);
-    if (field != 0) mantissa |= std::uint64_t{1} << 52;
+    if (field != 0) {
+        mantissa |= std::uint64_t{1} << 52;
+    }
     const int shift = std::max(field, 1) - 1075;
 
     Whole whole{bits >> 63 != 0, false, 0};
@@ -34,7 +36,9 @@ Whole truncated(double value, Rest& rest) {
     } else {
         whole.low = mantissa >> -shift;
         const std::uint64_t cut = mantissa & ((std::uint64_t{1} << -shift) - 1);
-        if (cut != 0) rest = cut == std::uint64_t{1} << (-shift - 1) ? Rest::Half : Rest::Other;
+        if (cut != 0) {
+            rest = cut == std::uint64_t{1} << (-shift - 1) ? Rest::Half : Rest::Other;
+        }
     }
     return whole;
 }
@@ -43,7 +47,9 @@ Whole truncated(double value, Rest& rest) {
 Whole directed(double value, bool awayWhenNegative, bool awayWhenPositive) {
     Rest rest;
     Whole whole = truncated(value, rest);
-    if (rest != Rest::None && (whole.negative ? awayWhenNegative : awayWhenPositive)) ++whole.low;
+    if (rest != Rest::None && (whole.negative ? awayWhenNegative : awayWhenPositive)) {
+        ++whole.low;
+    }
     return whole;
 }
 
@@ -66,7 +72,9 @@ Whole rounded(double value, Round round) {
             Whole whole = truncated(value, rest);
             if (rest == Rest::Half) {
                 whole.low += whole.low & 1;
-                if (whole.low == 0) whole.negative = false;
+                if (whole.low == 0) {
+                    whole.negative = false;
+                }
                 return whole;
             }
             break;
@@ -79,7 +87,9 @@ Whole rounded(double value, Round round) {
 
 /// Whether the whole number lies within the word, both ends included.
 bool isInRange(const Whole& whole, Kind kind, int wordBits) {
-    if (whole.huge) return false;
+    if (whole.huge) {
+        return false;
+    }
     if (kind == Kind::Unsigned) {
         return whole.negative ? whole.low == 0 : whole.low <= (std::uint64_t{1} << wordBits) - 1;
     }
@@ -95,7 +105,9 @@ std::uint64_t fixedWord(double sample, const Format& format) {
     const Whole whole = rounded(std::ldexp(sample, format.fractionBits), format.round);
     const std::uint64_t mask = maskOf(format.wordBits);
     if (format.overflow == Overflow::Saturate && !isInRange(whole, format.kind, format.wordBits)) {
-        if (format.kind == Kind::Unsigned) return whole.negative ? 0 : mask;
+        if (format.kind == Kind::Unsigned) {
+            return whole.negative ? 0 : mask;
+        }
         return whole.negative ? mask ^ (mask >> 1) : mask >> 1;
     }
     return (whole.negative ? std::uint64_t{0} - whole.low : whole.low) & mask;
@@ -107,11 +119,15 @@ std::uint64_t floatWord(double sample, const Format& format) {
     const std::uint64_t hidden = std::uint64_t{1} << fraction;
     const std::uint64_t infinity = ((std::uint64_t{1} << format.exponentBits) - 1) << fraction;
     const std::uint64_t sign = std::uint64_t{1} << (format.wordBits - 1);
-    if (sample == 0.0) return std::signbit(sample) ? sign : 0;
+    if (sample == 0.0) {
+        return std::signbit(sample) ? sign : 0;
+    }
 
     int exponent = std::ilogb(sample);
     const double greatest = std::ldexp(2.0 - std::ldexp(1.0, -fraction), bias);
-    if (std::fabs(sample) > greatest) return (std::signbit(sample) ? sign : 0) | infinity;
+    if (std::fabs(sample) > greatest) {
+        return (std::signbit(sample) ? sign : 0) | infinity;
+    }
     exponent = std::max(exponent, 1 - bias);
     const Whole whole = rounded(std::ldexp(sample, fraction - exponent), format.round);
     // A carry out of the fraction runs into the exponent field, which is the right value. A number below the smallest
@@ -132,7 +148,9 @@ int coveringFraction(double smallest, double greatest, Kind kind, int wordBits, 
     const int magnitudeBits = kind == Kind::Signed ? wordBits - 1 : wordBits;
     const double low = kind == Kind::Signed ? smallest : std::max(smallest, 0.0);
     const double peak = std::max(-low, greatest);
-    if (!(peak > 0.0)) return magnitudeBits;
+    if (!(peak > 0.0)) {
+        return magnitudeBits;
+    }
 
     // The peak lies in [2^p, 2^(p+1)); only rounding can move it beyond that.
     const int start = std::clamp(magnitudeBits - std::ilogb(peak), -kFractionBitsLimit, kFractionBitsLimit);
@@ -140,7 +158,9 @@ int coveringFraction(double smallest, double greatest, Kind kind, int wordBits, 
         const auto fits = [&](double end) {
             return isInRange(rounded(std::ldexp(end, fraction), round), kind, wordBits);
         };
-        if (fits(low) && fits(greatest)) return fraction;
+        if (fits(low) && fits(greatest)) {
+            return fraction;
+        }
     }
     return std::max(start - 1, -kFractionBitsLimit);
 }

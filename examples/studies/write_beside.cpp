@@ -27,7 +27,9 @@ struct RemoveFile {
     RemoveFile& operator=(const RemoveFile&) = delete;
     ~RemoveFile() {
         std::error_code ignored;
-        if (!path.empty()) fs::remove(path, ignored);
+        if (!path.empty()) {
+            fs::remove(path, ignored);
+        }
     }
     fs::path path;
 };
@@ -40,25 +42,39 @@ struct RemoveFile {
 class NewFile {
  public:
     explicit NewFile(const std::string& path) : mTarget(path) {
-        if (path.empty()) refuse(path, "the name is empty");
+        if (path.empty()) {
+            refuse(path, "the name is empty");
+        }
         // A file that doesn't exist yet is no error, so these codes are ignored.
         std::error_code ignored;
-        if (fs::is_symlink(mTarget, ignored)) mTarget = fs::weakly_canonical(mTarget, ignored);
+        if (fs::is_symlink(mTarget, ignored)) {
+            mTarget = fs::weakly_canonical(mTarget, ignored);
+        }
         mOld = fs::status(mTarget, ignored);
-        if (fs::is_directory(mOld)) refuse(path, "it is a directory");
-        if (fs::exists(mOld) && !fs::is_regular_file(mOld)) refuse(path, "it is not a regular file");
+        if (fs::is_directory(mOld)) {
+            refuse(path, "it is a directory");
+        }
+        if (fs::exists(mOld) && !fs::is_regular_file(mOld)) {
+            refuse(path, "it is not a regular file");
+        }
         mBeside = mTarget;
         mBeside += ".new-" + std::to_string(getpid());
         file.reset(std::fopen(mBeside.c_str(), "wbx"));
-        if (!file) refuse(path, std::strerror(errno));
+        if (!file) {
+            refuse(path, std::strerror(errno));
+        }
         mCleanup.path = mBeside;
     }
 
     const fs::path& place() const { return mBeside; }
     std::error_code rename() const {
         std::error_code error;
-        if (fs::exists(mOld)) fs::permissions(mBeside, mOld.permissions(), error);
-        if (!error) fs::rename(mBeside, mTarget, error);
+        if (fs::exists(mOld)) {
+            fs::permissions(mBeside, mOld.permissions(), error);
+        }
+        if (!error) {
+            fs::rename(mBeside, mTarget, error);
+        }
         return error;
     }
 
@@ -82,13 +98,19 @@ void writeBeside(const std::string& path, const std::function<void(std::FILE*)>&
     NewFile made(path);
     write(made.file.get());
     const bool failed = std::ferror(made.file.get()) != 0;
-    if (std::fclose(made.file.release()) != 0 || failed) refuse(path, std::strerror(errno));
+    if (std::fclose(made.file.release()) != 0 || failed) {
+        refuse(path, std::strerror(errno));
+    }
     if (check) {
         const File written(std::fopen(made.place().c_str(), "rb"));
-        if (!written) refuse(path, std::strerror(errno));
+        if (!written) {
+            refuse(path, std::strerror(errno));
+        }
         check(written.get());
     }
-    if (const std::error_code error = made.rename()) refuse(path, error.message());
+    if (const std::error_code error = made.rename()) {
+        refuse(path, error.message());
+    }
 }
 
 void writeTextBeside(const std::string& path, const std::string& text) {

@@ -81,7 +81,9 @@ std::optional<Options> parseOptions(std::span<const std::string> arguments, std:
     if (options.mixDelayMs && !(*options.mixDelayMs >= 0.0 && *options.mixDelayMs <= 1e6)) {
         refuseArguments("bad --mix-delay: give 0 to 1000000 ms");
     }
-    if (!(std::fabs(options.mixGainDb) <= 200.0)) refuseArguments("bad --mix-gain: give -200 to 200 dB");
+    if (!(std::fabs(options.mixGainDb) <= 200.0)) {
+        refuseArguments("bad --mix-gain: give -200 to 200 dB");
+    }
     options.mixes = !noMix;
     options.words = parseNumbers(words, "word lengths", 1, kWordBitsLimit);
     options.wordsAreGiven = wordsOption->count() > 0;

@@ -16,8 +16,12 @@ double shownRatio(const Measurement& row) {
 }
 
 bool isBetter(const Measurement& a, const Measurement& b) {
-    if (a.format.wordBits != b.format.wordBits) return a.format.wordBits < b.format.wordBits;
-    if ((a.overflows == 0) != (b.overflows == 0)) return a.overflows == 0;
+    if (a.format.wordBits != b.format.wordBits) {
+        return a.format.wordBits < b.format.wordBits;
+    }
+    if ((a.overflows == 0) != (b.overflows == 0)) {
+        return a.overflows == 0;
+    }
     return shownRatio(a) > shownRatio(b);
 }
 
@@ -28,8 +32,12 @@ class Conductor {
         const auto [low, high] = std::minmax_element(samples.begin(), samples.end());
         mSmallest = *low;
         mGreatest = *high;
-        if (options.signedness != Signedness::Unsigned) mKinds.push_back(Kind::Signed);
-        if (options.signedness != Signedness::Signed) mKinds.push_back(Kind::Unsigned);
+        if (options.signedness != Signedness::Unsigned) {
+            mKinds.push_back(Kind::Signed);
+        }
+        if (options.signedness != Signedness::Signed) {
+            mKinds.push_back(Kind::Unsigned);
+        }
     }
 
     Study conduct() {
@@ -57,7 +65,9 @@ class Conductor {
         auto known = mMeasured.find(format);
         if (known == mMeasured.end()) {
             known = mMeasured.emplace(format, measure(mSamples, format)).first;
-            if (mProgress) mProgress(mMeasured.size(), mPlanned);
+            if (mProgress) {
+                mProgress(mMeasured.size(), mPlanned);
+            }
         }
         return known->second;
     }
@@ -72,7 +82,9 @@ class Conductor {
     }
 
     int bestFraction(Kind kind, int wordBits, Round round) const {
-        if (mOptions.fractionsAreFullScale) return kind == Kind::Signed ? wordBits - 1 : wordBits;
+        if (mOptions.fractionsAreFullScale) {
+            return kind == Kind::Signed ? wordBits - 1 : wordBits;
+        }
         return coveringFraction(mSmallest, mGreatest, kind, wordBits, round);
     }
 
@@ -103,14 +115,20 @@ class Conductor {
 
     /// The fixed format whose modes and binary point are varied: the user's, the chosen one, or the widest.
     Format centreOfModes() const {
-        if (mOptions.format && mOptions.format->kind != Kind::Float) return *mOptions.format;
+        if (mOptions.format && mOptions.format->kind != Kind::Float) {
+            return *mOptions.format;
+        }
         const Measurement* centre = bestKeeping();
-        if (centre == nullptr) centre = &mStudy.sections.front().rows.back();
+        if (centre == nullptr) {
+            centre = &mStudy.sections.front().rows.back();
+        }
         return centre->format;
     }
 
     void addRounds(Format centre) {
-        if (mOptions.rounds.size() < 2) return;
+        if (mOptions.rounds.size() < 2) {
+            return;
+        }
         Section& section = addSection("Rounding modes at " + shortName(centre));
         for (const Round round : mOptions.rounds) {
             centre.round = round;
@@ -122,9 +140,13 @@ class Conductor {
         std::vector<int> fractions;
         for (int finer = -1; finer <= 2; ++finer) {
             const int fraction = centre.fractionBits + finer;
-            if (std::abs(fraction) <= kFractionBitsLimit) fractions.push_back(fraction);
+            if (std::abs(fraction) <= kFractionBitsLimit) {
+                fractions.push_back(fraction);
+            }
         }
-        if (mOptions.fractions) fractions = *mOptions.fractions;
+        if (mOptions.fractions) {
+            fractions = *mOptions.fractions;
+        }
 
         Section section{"Binary point and overflow at " + std::to_string(centre.wordBits) + " bits", {}};
         for (const int fraction : fractions) {
@@ -132,18 +154,26 @@ class Conductor {
             centre.overflow = mOptions.overflows.front();
             const bool overflows = measured(centre).overflows > 0;
             // The user's fractions are already in the first section, and without an overflow all modes agree.
-            if (!overflows && mOptions.fractions) continue;
+            if (!overflows && mOptions.fractions) {
+                continue;
+            }
             for (const Overflow overflow : mOptions.overflows) {
                 centre.overflow = overflow;
                 addRow(section, centre);
-                if (!overflows) break;
+                if (!overflows) {
+                    break;
+                }
             }
         }
-        if (section.rows.size() > 1) mStudy.sections.push_back(std::move(section));
+        if (section.rows.size() > 1) {
+            mStudy.sections.push_back(std::move(section));
+        }
     }
 
     void addFloats(const std::vector<Round>& rounds) {
-        if (mOptions.floats.empty()) return;
+        if (mOptions.floats.empty()) {
+            return;
+        }
         Section& section = addSection("Floats (word:exponent bits)");
         for (Format format : mOptions.floats) {
             for (const Round round : rounds) {
@@ -178,8 +208,12 @@ class Conductor {
         const Measurement* best = nullptr;
         for (const Section& section : mStudy.sections) {
             for (const Measurement& row : section.rows) {
-                if (row.format.kind == Kind::Float || !(row.snrDb >= mOptions.wantedDb)) continue;
-                if (best == nullptr || isBetter(row, *best)) best = &row;
+                if (row.format.kind == Kind::Float || !(row.snrDb >= mOptions.wantedDb)) {
+                    continue;
+                }
+                if (best == nullptr || isBetter(row, *best)) {
+                    best = &row;
+                }
             }
         }
         return best;
@@ -191,8 +225,12 @@ class Conductor {
         const Measurement* best = nullptr;
         for (const Section& section : mStudy.sections) {
             for (const Measurement& row : section.rows) {
-                if (row.format.kind == Kind::Float || !admits(row)) continue;
-                if (best == nullptr || row.snrDb > best->snrDb) best = &row;
+                if (row.format.kind == Kind::Float || !admits(row)) {
+                    continue;
+                }
+                if (best == nullptr || row.snrDb > best->snrDb) {
+                    best = &row;
+                }
             }
         }
         return best;
@@ -201,7 +239,9 @@ class Conductor {
     void choose() {
         const std::string wanted = ratioText(mOptions.wantedDb) + " dB";
         if (mOptions.format) {
-            if (!mMeasured.contains(*mOptions.format)) addRow(addSection("The format of --format"), *mOptions.format);
+            if (!mMeasured.contains(*mOptions.format)) {
+                addRow(addSection("The format of --format"), *mOptions.format);
+            }
             const Measurement& asked = mMeasured.at(*mOptions.format);
             mStudy.chosen = asked;
             mStudy.verdict = fullName(asked.format) + " was requested by --format; it " +

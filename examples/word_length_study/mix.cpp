@@ -127,8 +127,12 @@ class Mixer {
         for (const hostref::Warning& warning : mSession.takeWarnings()) {
             // The texts start with the count.
             const std::uint64_t count = std::strtoull(warning.text.c_str(), nullptr, 10);
-            if (warning.id == "fi:overflow") row.overflows += count;
-            if (warning.id == "fi:underflow") row.underflows += count;
+            if (warning.id == "fi:overflow") {
+                row.overflows += count;
+            }
+            if (warning.id == "fi:underflow") {
+                row.underflows += count;
+            }
             mMix.warnings.push_back(warning.id + ": " + warning.text);
         }
         row.smallest = mSession.call("minlog", {array}).toDouble();
@@ -176,7 +180,9 @@ Mix mix(std::span<const double> samples, const Format& format, const MixSetting&
 }
 
 Format mixFormatOf(const std::optional<Format>& chosen, std::span<const double> samples, const Options& options) {
-    if (chosen && chosen->kind != Kind::Float) return *chosen;
+    if (chosen && chosen->kind != Kind::Float) {
+        return *chosen;
+    }
     const Kind kind = options.signedness == Signedness::Unsigned ? Kind::Unsigned : Kind::Signed;
     Format format{kind, 16, 15, 0, options.rounds.front(), options.overflows.front()};
     format.fractionBits = finestFraction(samples, kind, format.wordBits, format.round);

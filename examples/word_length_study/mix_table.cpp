@@ -47,7 +47,9 @@ void printMix(std::ostream& out, const Mix& mix) {
            "                                                [warned]   [warned]  [full scale] [full scale]     [dB]\n";
     const auto print = [&out](const std::string& heading, const std::vector<MixRow>& rows, bool areSums) {
         out << heading << '\n';
-        for (const MixRow& row : rows) out << rowText(row, areSums);
+        for (const MixRow& row : rows) {
+            out << rowText(row, areSums);
+        }
     };
     const std::string modes = std::string(nameOf(mix.format.round)) + "/" + std::string(nameOf(mix.format.overflow));
     print("Operands, " + modes, mix.operands, false);
@@ -56,7 +58,9 @@ void printMix(std::ostream& out, const Mix& mix) {
     out << "\nWarned: counts in the host's warnings";
     const auto last = std::find_if(mix.warnings.rbegin(), mix.warnings.rend(),
                                    [](const std::string& text) { return text.starts_with("fi:overflow"); });
-    if (last != mix.warnings.rend()) out << ", such as \"" << *last << "\"";
+    if (last != mix.warnings.rend()) {
+        out << ", such as \"" << *last << "\"";
+    }
     out << ".\nSmallest, greatest: from the log of the result. Cast: operands are converted to the result's "
            "type first.\nSNR: against the same in doubles.\n\n"
         << lesson(mix);

@@ -39,7 +39,9 @@ void checkOutputs(const Options& options) {
         throw StudyError(ExitCode::BadArguments, "an output would replace the recording " + options.signal);
     }
     for (const std::string& output : {options.wordFile, options.csvFile}) {
-        if (!output.empty()) requireWritable(output);
+        if (!output.empty()) {
+            requireWritable(output);
+        }
     }
 }
 
@@ -49,16 +51,22 @@ class ProgressLine {
     ProgressLine(std::ostream& err, bool isTerminal, std::size_t sampleCount)
         : mErr(err), mIsTerminal(isTerminal), mSampleCount(sampleCount) {}
     ~ProgressLine() {
-        if (mIsShown) mErr << "\r\x1b[K" << std::flush;
+        if (mIsShown) {
+            mErr << "\r\x1b[K" << std::flush;
+        }
     }
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
     void show(std::size_t done, std::size_t planned) {
-        if (!mIsTerminal || mSampleCount * std::max(done, planned) < kQuietSamples) return;
+        if (!mIsTerminal || mSampleCount * std::max(done, planned) < kQuietSamples) {
+            return;
+        }
         mIsShown = true;
         mErr << "\rmeasured " << done;
-        if (planned != 0) mErr << " of " << planned;
+        if (planned != 0) {
+            mErr << " of " << planned;
+        }
         mErr << " formats" << std::flush;
     }
 

@@ -34,8 +34,12 @@ void printStudy(std::ostream& out, const Recording& recording, double peak, cons
         << (count == 1 ? " sample" : " samples")
         << formatted(" (%.3f s)", static_cast<double>(count) / recording.sampleRate) << "\n  peak "
         << formatted("%.6g of full scale", peak);
-    if (peak > 0.0) out << formatted(" (%.1f dB)", 20.0 * std::log10(peak));
-    if (options.gainDb != 0.0) out << ", after a gain of " << decibels(options.gainDb) << " dB";
+    if (peak > 0.0) {
+        out << formatted(" (%.1f dB)", 20.0 * std::log10(peak));
+    }
+    if (options.gainDb != 0.0) {
+        out << ", after a gain of " << decibels(options.gainDb) << " dB";
+    }
     out << "; target ratio " << ratioText(options.wantedDb) << " dB\n\n";
 
     out << "  format    rounding    overflow   overflows underflows      smallest     greatest      SNR\n"

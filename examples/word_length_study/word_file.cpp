@@ -88,7 +88,9 @@ void compareWords(std::FILE* file, const std::string& path, std::span<const doub
             differ(i, text.data());
         }
     }
-    if (std::fgetc(file) != EOF) differ(samples.size(), "one too many");
+    if (std::fgetc(file) != EOF) {
+        differ(samples.size(), "one too many");
+    }
 }
 
 }  // namespace study

@@ -253,7 +253,9 @@ HWY_INLINE void runTile(const Term& term, const SumStage& sum, std::size_t terms
                         std::size_t lanes) {
     const std::size_t width = hn::Lanes(Tag());
     Lanes total[vectors];
-    for (std::size_t v = 0; v < vectors; ++v) total[v] = loadSome(out + v * width, lanes - v * width);
+    for (std::size_t v = 0; v < vectors; ++v) {
+        total[v] = loadSome(out + v * width, lanes - v * width);
+    }
     for (std::size_t t = 0; t < terms; ++t, extent.advance()) {
         if (HWY_LIKELY(extent.holdsAll())) {
 #pragma GCC unroll 4
@@ -266,7 +268,9 @@ HWY_INLINE void runTile(const Term& term, const SumStage& sum, std::size_t terms
             }
         }
     }
-    for (std::size_t v = 0; v < vectors; ++v) store(total[v], out + v * width, lanes - v * width);
+    for (std::size_t v = 0; v < vectors; ++v) {
+        store(total[v], out + v * width, lanes - v * width);
+    }
 }
 
 template <class Term, class SumStage>
@@ -320,7 +324,9 @@ HWY_INLINE void exactTile(const Run& run, std::size_t terms, double* out, std::s
     const Tag tag;
     const std::size_t width = hn::Lanes(tag);
     hn::Vec<Tag> total[vectors];
-    for (auto& x : total) x = hn::Zero(tag);
+    for (auto& x : total) {
+        x = hn::Zero(tag);
+    }
     const double* moving = run.moving;
     const double* fixed = run.fixed;
     for (std::size_t t = 0; t < terms; ++t, moving += run.movingStep, fixed += run.fixedStep) {
@@ -337,7 +343,9 @@ HWY_INLINE void exactTile(const Run& run, std::size_t terms, double* out, std::s
         } else if (begin < lanes) {
             alignas(HWY_MAX_BYTES) double rest[HWY_MAX_BYTES / sizeof(double)];
             hn::Store(total[v], tag, rest);
-            for (std::size_t i = begin; i < lanes; ++i) out[i] += rest[i - begin];
+            for (std::size_t i = begin; i < lanes; ++i) {
+                out[i] += rest[i - begin];
+            }
         }
     }
 }
@@ -352,7 +360,9 @@ void accumulateExactForTarget(const Run& run, std::size_t terms, double* out, st
     for (; i + kVectors * width <= lanes; i += kVectors * width) {
         exactTile<kVectors>(runAt(i), terms, out + i, kVectors * width);
     }
-    for (; i < lanes; i += width) exactTile<1>(runAt(i), terms, out + i, lanes - i);
+    for (; i < lanes; i += width) {
+        exactTile<1>(runAt(i), terms, out + i, lanes - i);
+    }
 }
 
 // Surveys.
@@ -370,7 +380,9 @@ Survey surveyForTarget(const double* values, std::size_t count, const Membership
         greatest = greaterOf(x, greatest);
     };
     std::size_t i = 0;
-    for (; i + width <= count; i += width) look(load(values + i));
+    for (; i + width <= count; i += width) {
+        look(load(values + i));
+    }
     if (i < count) {
         alignas(HWY_MAX_BYTES) double rest[HWY_MAX_BYTES / sizeof(double)] = {};
         std::copy(values + i, values + count, rest);
@@ -402,14 +414,20 @@ double sumExactForTarget(const double* values, std::size_t count) {
     const Tag tag;
     const std::size_t width = hn::Lanes(tag);
     hn::Vec<Tag> total[4];
-    for (auto& x : total) x = hn::Zero(tag);
+    for (auto& x : total) {
+        x = hn::Zero(tag);
+    }
     std::size_t i = 0;
     for (; i + 4 * width <= count; i += 4 * width) {
 #pragma GCC unroll 4
-        for (std::size_t v = 0; v < 4; ++v) total[v] = hn::Add(total[v], hn::LoadU(tag, values + i + v * width));
+        for (std::size_t v = 0; v < 4; ++v) {
+            total[v] = hn::Add(total[v], hn::LoadU(tag, values + i + v * width));
+        }
     }
     double rest = 0.0;
-    for (; i < count; ++i) rest += values[i];
+    for (; i < count; ++i) {
+        rest += values[i];
+    }
     return rest + hn::GetLane(hn::SumOfLanes(tag, hn::Add(hn::Add(total[0], total[1]), hn::Add(total[2], total[3]))));
 }
 

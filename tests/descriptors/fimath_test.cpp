@@ -116,9 +116,15 @@ TEST(FimathSetters, LimitTheFourWordLengthsAlike) {
     for (const auto& setter : setters) {
         const char* const field = setter.first;
         const auto set = [&](int length) { return [&, length](fimath& f) { (f.*setter.second)(length); }; };
-        for (const int good : {1, 128, 65535}) check({field, set(good), {{field, good}}});
-        for (const int small : {INT_MIN, -1, 0}) check({field, set(small), {}, tooSmall(field)});
-        for (const int big : {65536, INT_MAX}) check({field, set(big), {}, tooBig(field)});
+        for (const int good : {1, 128, 65535}) {
+            check({field, set(good), {{field, good}}});
+        }
+        for (const int small : {INT_MIN, -1, 0}) {
+            check({field, set(small), {}, tooSmall(field)});
+        }
+        for (const int big : {65536, INT_MAX}) {
+            check({field, set(big), {}, tooBig(field)});
+        }
     }
 }
 
@@ -132,8 +138,12 @@ TEST(FimathSetters, SplitSlopesAndRefuseBadFactors) {
         };
         check({"slope", slope(0.75), {{factorName, 1.5}, {r.name + "FixedExponent", -1}}});
         check({"least slope", slope(0x1p-1074), {{factorName, 1}, {r.name + "FixedExponent", -1074}}});
-        for (const double good : {1.0, belowTwo}) check({"factor", factor(good), {{factorName, good}}});
-        for (const double bad : {0.0, -0.0, -1.0, kInf, -kInf, kNaN}) check({"bad slope", slope(bad), {}, kBadSlope});
+        for (const double good : {1.0, belowTwo}) {
+            check({"factor", factor(good), {{factorName, good}}});
+        }
+        for (const double bad : {0.0, -0.0, -1.0, kInf, -kInf, kNaN}) {
+            check({"bad slope", slope(bad), {}, kBadSlope});
+        }
         for (const double bad : {2.0, std::nextafter(1.0, 0.0), 0.0, -1.5, kInf, kNaN}) {
             check({"bad factor", factor(bad), {}, {}, true});
         }

@@ -26,7 +26,9 @@ constexpr Arithmetic kRules = {{8, 9},
 
 std::vector<double> valuesOf(const std::vector<std::int64_t>& integers, int fraction) {
     std::vector<double> values;
-    for (const std::int64_t integer : integers) values.push_back(std::ldexp(static_cast<double>(integer), -fraction));
+    for (const std::int64_t integer : integers) {
+        values.push_back(std::ldexp(static_cast<double>(integer), -fraction));
+    }
     return values;
 }
 
@@ -80,7 +82,9 @@ TEST(CoefficientArray, TellsTheFirstDifferenceFromAFile) {
 
 TEST(CoefficientArray, ShowsValuesWordsTypeRulesAndTag) {
     std::vector<std::int64_t> integers;
-    for (int i = 0; i < 100; ++i) integers.push_back(i - 50);
+    for (int i = 0; i < 100; ++i) {
+        integers.push_back(i - 50);
+    }
     CoefficientArray array(valuesOf(integers, 9), kRules);
     const std::string shown = array.shown();
     for (const char* line : {" WordLength: 8\n", " FractionLength: 9\n", " Signedness: Signed\n", " RoundMode: floor\n",

@@ -67,8 +67,12 @@ TEST(LowPass, OutputIsTheMiddleOfTheFullConvolution) {
         for (const std::size_t count : {1U, 2U, 5U, 64U, 100U}) {
             std::vector<double> samples(count);
             std::vector<double> coefficients(taps);
-            for (double& sample : samples) sample = spread(random);
-            for (double& coefficient : coefficients) coefficient = spread(random);
+            for (double& sample : samples) {
+                sample = spread(random);
+            }
+            for (double& coefficient : coefficients) {
+                coefficient = spread(random);
+            }
             std::vector<double> full(count + taps - 1);
             std::vector<int> products(full.size());
             for (std::size_t i = 0; i < count; ++i) {
@@ -83,7 +87,9 @@ TEST(LowPass, OutputIsTheMiddleOfTheFullConvolution) {
             EXPECT_EQ(filterstudy::filtered(samples, coefficients),
                       std::vector<double>(full.begin() + begin, full.begin() + end));
             std::size_t inMiddle = 0;
-            for (auto i = offset; i < offset + count; ++i) inMiddle += static_cast<std::size_t>(products[i]);
+            for (auto i = offset; i < offset + count; ++i) {
+                inMiddle += static_cast<std::size_t>(products[i]);
+            }
             EXPECT_EQ(filterstudy::productCount(count, taps), inMiddle);
         }
     }

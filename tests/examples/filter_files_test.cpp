@@ -25,7 +25,9 @@ std::vector<std::string> wordLines(const std::string& text) {
     std::istringstream lines(text);
     std::vector<std::string> words;
     for (std::string line; std::getline(lines, line);) {
-        if (!line.starts_with("//")) words.push_back(line);
+        if (!line.starts_with("//")) {
+            words.push_back(line);
+        }
     }
     return words;
 }

@@ -19,8 +19,12 @@ constexpr std::size_t kTerms = 8;
 double ratioOf(const Arithmetic& arithmetic) {
     const auto noise = [](int fraction) { return std::ldexp(1.0, -2 * fraction); };
     double sum = 3.0 * noise(arithmetic.coefficient.fraction) + noise(arithmetic.data.fraction);
-    if (arithmetic.product.keep != filterstudy::Keep::Full) sum += 2.0 * noise(productWord(arithmetic).fraction);
-    if (arithmetic.sum.keep != filterstudy::Keep::Full) sum += 5.0 * noise(sumWord(arithmetic, kTerms).fraction);
+    if (arithmetic.product.keep != filterstudy::Keep::Full) {
+        sum += 2.0 * noise(productWord(arithmetic).fraction);
+    }
+    if (arithmetic.sum.keep != filterstudy::Keep::Full) {
+        sum += 5.0 * noise(sumWord(arithmetic, kTerms).fraction);
+    }
     return -10.0 * std::log10(sum);
 }
 
@@ -44,7 +48,9 @@ class Search : public testing::Test {
                 for (const int p : products) {
                     for (const int s : sums) {
                         const Arithmetic arithmetic = plan.shortened(c, d, p, s);
-                        if (admits(arithmetic)) least = std::min(least, plan.costOf(arithmetic));
+                        if (admits(arithmetic)) {
+                            least = std::min(least, plan.costOf(arithmetic));
+                        }
                     }
                 }
             }

@@ -53,7 +53,9 @@ filterstudy::Word definedWord(const std::string& header, const std::string& name
 std::vector<double> soundOf(const std::string& path) {
     SF_INFO info{};
     SNDFILE* const file = sf_open(path.c_str(), SFM_READ, &info);
-    if (file == nullptr) return {};
+    if (file == nullptr) {
+        return {};
+    }
     std::vector<double> samples(static_cast<std::size_t>(info.frames));
     EXPECT_EQ(sf_read_double(file, samples.data(), info.frames), info.frames);
     sf_close(file);
@@ -72,7 +74,9 @@ TEST(FilterStudy, FilesTellAllThatIsNeededToComputeTheOutputAgain) {
         std::istringstream others(
             "--taps 20 --attenuation 30 --coefficients 6:11 --data 6:11 --products 8:18 --sums 8:18 --stretch 300 "
             "--csv");
-        for (std::string word; others >> word;) arguments.push_back(word);
+        for (std::string word; others >> word;) {
+            arguments.push_back(word);
+        }
         arguments.push_back(folder.file("rows.csv"));
         const auto result = runStudy(arguments);
         ASSERT_EQ(result.code, 0) << result.err;
@@ -86,7 +90,9 @@ TEST(FilterStudy, FilesTellAllThatIsNeededToComputeTheOutputAgain) {
                                                        arithmetic.coefficient.bits);
         ASSERT_EQ(taps.size(), 20U);
         std::vector<double> sound;
-        for (const std::int16_t sample : samples) sound.push_back(sample / 32768.0);
+        for (const std::int16_t sample : samples) {
+            sound.push_back(sample / 32768.0);
+        }
         const auto model =
             filterstudy::integerFilter(filterstudy::storedIntegers(sound, arithmetic.data), taps, arithmetic);
         const auto output = soundOf(folder.file("made/here/filtered.wav"));
@@ -159,7 +165,9 @@ TEST(FilterStudy, ShowsTheChosenCoefficientsOnlyWhenAsked) {
         std::istringstream lines(readText(folder.file("made/coefficients." + base)));
         int count = 0;
         for (std::string line; std::getline(lines, line);) {
-            if (line.starts_with("//")) continue;
+            if (line.starts_with("//")) {
+                continue;
+            }
             std::string word;
             found >> word;
             EXPECT_EQ(word, line) << base << " " << count;
@@ -180,7 +188,9 @@ TEST(FilterStudy, ShowsASavedStudyAgainToTheLastCharacter) {
         writeSound(folder.file("a.wav"), tones(1000));
         const std::string saved = folder.file("study.h5");
         std::vector<std::string> output = {"--show", "--csv", folder.file("rows.csv")};
-        if (wanted == "20") output.insert(output.end(), {"--out", folder.file("made")});
+        if (wanted == "20") {
+            output.insert(output.end(), {"--out", folder.file("made")});
+        }
         Arguments first = {"--taps", "15", "--coefficients", "7,9", "--data", "9"};
         first.insert(first.end(), {folder.file("a.wav"), "--snr", wanted, "--save", saved});
         first.insert(first.end(), output.begin(), output.end());
@@ -253,8 +263,12 @@ TEST(FilterStudy, SaysWhatIsOddAboutARecording) {
 
 TEST(FilterStudy, MeasuresAStretchOfTypicalPower) {
     std::vector<double> samples(100, 0.1);
-    for (int i = 40; i < 60; ++i) samples[static_cast<std::size_t>(i)] = 0.2;
-    for (int i = 60; i < 80; ++i) samples[static_cast<std::size_t>(i)] = 0.5;
+    for (int i = 40; i < 60; ++i) {
+        samples[static_cast<std::size_t>(i)] = 0.2;
+    }
+    for (int i = 60; i < 80; ++i) {
+        samples[static_cast<std::size_t>(i)] = 0.5;
+    }
     // Mean power 0.064: nearest are ten samples of 0.2, with 0.04.
     EXPECT_EQ(filterstudy::typicalStretch(samples, 10), 40U);
     EXPECT_EQ(filterstudy::typicalStretch(samples, 100), 0U);

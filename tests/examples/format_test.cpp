@@ -62,8 +62,9 @@ TEST(Format, RefusesWhatIsNoFormatAndQuotesIt) {
         {"s16,15 floor/clip", "there is no overflow mode 'clip' (known: saturate, wrap)"},
     };
     for (const char* text : {"", "s", "16,15", "x16,15", "s16", "s16:5", "s16,15,14", "s16,1x", "s16,15floor",
-                             "s99999999999,15", "f16,5", "f16:5 floor/wrap", "s16,15 floor/wrap/wrap"})
+                             "s99999999999,15", "f16,5", "f16:5 floor/wrap", "s16,15 floor/wrap/wrap"}) {
         cases.emplace_back(text, "give one like");
+    }
     for (const auto& [text, reason] : cases) {
         const std::string message = refusal([text = text] { parseFormat(text, kDefaults); });
         EXPECT_NE(message.find(reason), std::string::npos) << text << ": " << message;

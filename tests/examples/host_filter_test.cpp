@@ -24,7 +24,9 @@ std::vector<double> noise(std::size_t count) {
     std::mt19937 random(20261121);
     std::uniform_real_distribution<double> spread(-0.9, 0.9);
     std::vector<double> samples(count);
-    for (double& sample : samples) sample = spread(random);
+    for (double& sample : samples) {
+        sample = spread(random);
+    }
     return samples;
 }
 

@@ -24,7 +24,9 @@ TEST(IntegerModel, SumsGrowAndCostAsTold) {
         std::size_t terms;
         int growth;
     } rows[] = {{1, 0}, {2, 1}, {3, 2}, {4, 2}, {5, 3}, {63, 6}, {64, 6}, {65, 7}};
-    for (const auto& row : rows) EXPECT_EQ(filterstudy::growthBits(row.terms), row.growth) << row.terms;
+    for (const auto& row : rows) {
+        EXPECT_EQ(filterstudy::growthBits(row.terms), row.growth) << row.terms;
+    }
     EXPECT_EQ(costOf(Arithmetic{{12, 14}, {11, 12}, {}, {}}, 64), 132 + 23 + 29);
     EXPECT_EQ(costOf(Arithmetic{{12, 14}, {11, 12}, {Keep::Msb, {15, 0}}, {Keep::Specified, {16, 15}}}, 64),
               132 + 15 + 16);

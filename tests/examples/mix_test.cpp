@@ -45,7 +45,9 @@ class Place {
  private:
     std::int64_t take(const Rational& exact) {
         std::int64_t value = rounded(scaled(exact, mFraction), mRounding).get_si();
-        if (value == 0 && exact != 0) ++underflows;
+        if (value == 0 && exact != 0) {
+            ++underflows;
+        }
         if (value < mLow || value > mHigh) {
             ++overflows;
             const std::int64_t count = mHigh - mLow + 1;
@@ -90,7 +92,9 @@ TEST(Mix, EveryRowIsWhatIntegersSay) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> spread(-0.49, 0.45);
     std::vector<double> samples(500);
-    for (double& sample : samples) sample = spread(random);
+    for (double& sample : samples) {
+        sample = spread(random);
+    }
     samples[7] = 0.0;
     samples[8] = 1e-9;
     constexpr std::size_t delay = 13;
@@ -115,12 +119,16 @@ TEST(Mix, EveryRowIsWhatIntegersSay) {
         const auto overflowsAt = [&](int f) {
             Place place(isSigned, bits, f, format.round, false);
             for (const double value : copy) {
-                if (isSigned || value > 0.0) place.take(value);
+                if (isSigned || value > 0.0) {
+                    place.take(value);
+                }
             }
             return place.overflows > 0;
         };
         int copyFraction = 40;
-        while (overflowsAt(copyFraction)) --copyFraction;
+        while (overflowsAt(copyFraction)) {
+            --copyFraction;
+        }
 
         Place placeA(isSigned, bits, fraction, format.round, wraps);
         Place placeB(isSigned, bits, copyFraction, format.round, wraps);
@@ -150,7 +158,9 @@ TEST(Mix, EveryRowIsWhatIntegersSay) {
             const auto& rows = sign > 0 ? mix.sums : mix.differences;
             ASSERT_EQ(rows.size(), std::size(rules));
             std::vector<double> wanted;
-            for (std::size_t i = 0; i < samples.size(); ++i) wanted.push_back(samples[i] + sign * copy[i]);
+            for (std::size_t i = 0; i < samples.size(); ++i) {
+                wanted.push_back(samples[i] + sign * copy[i]);
+            }
             for (std::size_t r = 0; r < rows.size(); ++r) {
                 const auto& rule = rules[r];
                 SCOPED_TRACE(testing::Message() << rule.mode << (sign > 0 ? " plus" : " minus") << " row " << r);
@@ -196,7 +206,9 @@ std::string outputOf(const std::vector<std::string>& arguments) {
 TEST(Mix, TheTableFollowsTheStudyAndQuotesTheHost) {
     const TemporaryFolder folder;
     std::vector<std::int16_t> samples;
-    for (int i = 0; i < 2000; ++i) samples.push_back(static_cast<std::int16_t>(16000.0 * std::sin(0.05 * i)));
+    for (int i = 0; i < 2000; ++i) {
+        samples.push_back(static_cast<std::int16_t>(16000.0 * std::sin(0.05 * i)));
+    }
     writeSound(folder.file("a.wav"), samples);
     const std::string signal = folder.file("a.wav");
     const std::string text = outputOf({signal, "--format", "s12,12", "--mix-delay", "2", "--mix-gain", "-3"});
@@ -229,7 +241,9 @@ TEST(Mix, TakesSilenceExtremesAndWhateverWasChosen) {
         {{folder.file("wide.wav"), "--format", "s52,-512", "--mix-gain", "-200"}, "\nThe exact sum"},
         {{folder.file("wide.wav"), "--format", "u52,512", "--mix-gain", "200"}, "\nThe exact sum"},
     };
-    for (const auto& row : cases) EXPECT_NE(outputOf(row.arguments).find(row.part), std::string::npos) << row.part;
+    for (const auto& row : cases) {
+        EXPECT_NE(outputOf(row.arguments).find(row.part), std::string::npos) << row.part;
+    }
 }
 
 }  // namespace

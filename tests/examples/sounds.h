@@ -19,11 +19,15 @@ inline void writeSound(const std::string& path, const std::vector<std::int16_t>&
     info.channels = channels;
     info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
-    if (file == nullptr) throw std::runtime_error(sf_strerror(nullptr));
+    if (file == nullptr) {
+        throw std::runtime_error(sf_strerror(nullptr));
+    }
     const auto count = static_cast<sf_count_t>(samples.size());
     const bool done = sf_write_short(file, samples.data(), count) == count;
     sf_close(file);
-    if (!done) throw std::runtime_error("sf_write_short");
+    if (!done) {
+        throw std::runtime_error("sf_write_short");
+    }
 }
 
 /// Writes a WAV file of doubles, for any double.
@@ -33,9 +37,13 @@ inline void writeSound(const std::string& path, const std::vector<double>& sampl
     info.channels = 1;
     info.format = SF_FORMAT_WAV | SF_FORMAT_DOUBLE;
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
-    if (file == nullptr) throw std::runtime_error(sf_strerror(nullptr));
+    if (file == nullptr) {
+        throw std::runtime_error(sf_strerror(nullptr));
+    }
     const auto count = static_cast<sf_count_t>(samples.size());
     const bool done = sf_write_double(file, samples.data(), count) == count;
     sf_close(file);
-    if (!done) throw std::runtime_error("sf_write_double");
+    if (!done) {
+        throw std::runtime_error("sf_write_double");
+    }
 }

@@ -24,14 +24,18 @@ struct Outcome {
 using Arguments = std::vector<std::string>;
 
 inline void expectTexts(const std::string& text, const std::vector<std::string>& parts) {
-    for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    for (const std::string& part : parts) {
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    }
 }
 
 /// Returns the number of lines; each must fit the screen.
 inline int linesOfAScreen(const std::string& text) {
     std::istringstream lines(text);
     int count = 0;
-    for (std::string line; std::getline(lines, line); ++count) EXPECT_LE(line.size(), 110U) << line;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_LE(line.size(), 110U) << line;
+    }
     return count;
 }
 
@@ -40,8 +44,12 @@ inline void expectHelp(const Outcome& help, const std::string& options) {
     EXPECT_EQ(help.code, 0);
     EXPECT_EQ(help.err, "");
     std::istringstream words(options);
-    for (std::string word; words >> word;) expectTexts(help.out, {word});
-    for (int code = 0; code < 8; ++code) expectTexts(help.out, {"  " + std::to_string(code) + "  "});
+    for (std::string word; words >> word;) {
+        expectTexts(help.out, {word});
+    }
+    for (int code = 0; code < 8; ++code) {
+        expectTexts(help.out, {"  " + std::to_string(code) + "  "});
+    }
     linesOfAScreen(help.out);
 }
 
@@ -127,7 +135,9 @@ inline std::vector<Row> rowsOf(const std::string& table) {
         const auto values = cells(line);
         EXPECT_EQ(values.size(), names.size()) << line;
         rows.emplace_back();
-        for (std::size_t i = 0; i < std::min(values.size(), names.size()); ++i) rows.back()[names[i]] = values[i];
+        for (std::size_t i = 0; i < std::min(values.size(), names.size()); ++i) {
+            rows.back()[names[i]] = values[i];
+        }
     }
     return rows;
 }

@@ -23,9 +23,13 @@ void expectFacts(const char* program, std::span<const Fact> facts) {
     ASSERT_NE(pipe, nullptr);
     std::string text;
     std::array<char, 4096> block;
-    while (const std::size_t count = fread(block.data(), 1, block.size(), pipe)) text.append(block.data(), count);
+    while (const std::size_t count = fread(block.data(), 1, block.size(), pipe)) {
+        text.append(block.data(), count);
+    }
     EXPECT_EQ(pclose(pipe), 0);
-    for (const Fact& fact : facts) EXPECT_NE(text.find(fact.line), std::string::npos) << fact.why << "\n" << text;
+    for (const Fact& fact : facts) {
+        EXPECT_NE(text.find(fact.line), std::string::npos) << fact.why << "\n" << text;
+    }
 }
 
 TEST(FirstSteps, ToldFactsAreTrue) {

@@ -47,7 +47,9 @@ TEST(WriteBeside, ReplacesAFileOnceItIsComplete) {
             EXPECT_EQ(readText(path), "old");
         },
         [&](std::FILE* file) {
-            for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) seen += static_cast<char>(c);
+            for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
+                seen += static_cast<char>(c);
+            }
             EXPECT_EQ(readText(path), "old");
         });
     EXPECT_EQ(seen, "new");

@@ -47,7 +47,9 @@ std::string nameOf(const Row& row) {
 /// Every 16-bit integer once, which is a ramp over the full scale.
 std::vector<std::int16_t> ramp() {
     std::vector<std::int16_t> samples;
-    for (int k = -32768; k <= 32767; ++k) samples.push_back(static_cast<std::int16_t>(k));
+    for (int k = -32768; k <= 32767; ++k) {
+        samples.push_back(static_cast<std::int16_t>(k));
+    }
     return samples;
 }
 
@@ -114,12 +116,16 @@ TEST(WordLengthStudy, MeasuresAFullScaleRampAsStoredWordsSay) {
 TEST(WordLengthStudy, ChoosesTheSmallestWordThatKeepsTheRatio) {
     const TemporaryFolder folder;
     std::vector<std::int16_t> samples;
-    for (int k = -32768; k <= 32767; k += 37) samples.push_back(static_cast<std::int16_t>(k));
+    for (int k = -32768; k <= 32767; k += 37) {
+        samples.push_back(static_cast<std::int16_t>(k));
+    }
     writeSound(folder.file("ramp.wav"), samples);
     for (const char* wanted : {"-3", "20", "60", "80", "1000"}) {
         for (const bool full : {false, true}) {
             Arguments arguments = {folder.file("ramp.wav"), "--snr", wanted, "--signedness", "both"};
-            if (full) arguments.emplace_back("--full");
+            if (full) {
+                arguments.emplace_back("--full");
+            }
             const auto rows = tableOf(arguments);
             const Row chosen = chosenOf(rows);
             EXPECT_TRUE(isFixed(chosen) && ratioOf(chosen) >= std::stod(wanted)) << wanted;
@@ -158,7 +164,9 @@ TEST(WordLengthStudy, WritesTheWordsOfAFormat) {
         {"s40,30", "0000000000\n0000008000\nffffff8000\n0020000000\nffe0000000\n00007f8000\nffc0000000\n003fff8000\n"},
         {"f16:5", "0000\n0200\n8200\n3800\nb800\n1ff8\nbc00\n3c00\n"},
     };
-    for (const auto& [format, text] : cases) EXPECT_EQ(words({signal, "--format", format}), text) << format;
+    for (const auto& [format, text] : cases) {
+        EXPECT_EQ(words({signal, "--format", format}), text) << format;
+    }
     EXPECT_EQ(words({signal, "--snr", "200"}), words({signal, "--format", "s16,15"})) << "the chosen format's words";
 }
 
@@ -231,7 +239,9 @@ TEST(WordLengthStudy, StudiesSilenceAndASingleSample) {
 TEST(WordLengthStudy, PrintsATableOfOneScreen) {
     const TemporaryFolder folder;
     auto samples = ramp();
-    for (auto& sample : samples) sample = static_cast<std::int16_t>(sample / 2);
+    for (auto& sample : samples) {
+        sample = static_cast<std::int16_t>(sample / 2);
+    }
     writeSound(folder.file("a.wav"), samples);
     std::filesystem::current_path(std::filesystem::path(folder.file("a.wav")).parent_path());
     const Outcome outcome = runStudy({"a.wav", "--no-mix"});

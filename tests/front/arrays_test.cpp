@@ -54,7 +54,9 @@ TEST_F(Arrays, JoinedArraysHaveTheElementsInTheTypeOfTheFirst) {
             dims[joint] = size(random, 0, 3);
             Model part(dims);
             const bool hasParts = random.oneIn(4) && !part.elements.empty();
-            for (auto& z : part.elements) z = {random.real(-6, 6, 20), hasParts ? random.real(-6, 6, 20) : 0.0};
+            for (auto& z : part.elements) {
+                z = {random.real(-6, 6, 20), hasParts ? random.real(-6, 6, 20) : 0.0};
+            }
             Value value = part.value(hasParts);
             if (i == decider || (i > decider && random.oneIn(2))) {
                 value = inWord(value, i == decider ? word : anyWord(random), rule);
@@ -90,7 +92,9 @@ TEST_F(Arrays, ReductionsTakeAnyDimension) {
     for (int round = 0; round < 400; ++round) {
         SCOPED_TRACE("seed " + std::to_string(random.seed()) + " round " + std::to_string(round));
         Sizes dims(size(random, 2, 4));
-        for (std::size_t& each : dims) each = size(random, random.oneIn(8) ? 0 : 1, 4);
+        for (std::size_t& each : dims) {
+            each = size(random, random.oneIn(8) ? 0 : 1, 4);
+        }
         dims = trimmed(dims);
         // Without a dimension the first that isn't 1 is taken.
         const auto longer =
@@ -100,7 +104,9 @@ TEST_F(Arrays, ReductionsTakeAnyDimension) {
         const Value dimension = isTold ? Value(static_cast<double>(along + 1)) : Value();
         dims.resize(std::max(dims.size(), along + 1), 1);
         Model model(dims);
-        for (auto& value : model.elements) value = random.between(-9, 9) / 2.0;
+        for (auto& value : model.elements) {
+            value = random.between(-9, 9) / 2.0;
+        }
         const Value array = inWord(model.value(), word);
         const std::size_t length = dims[along];
         const auto inColumn = [&](Sizes place, std::size_t i) {
@@ -110,7 +116,9 @@ TEST_F(Arrays, ReductionsTakeAnyDimension) {
         dims[along] = 1;
         Model sums(dims);
         sums.forEach([&](const Sizes& place) {
-            for (std::size_t i = 0; i < length; ++i) sums.at(place) += inColumn(place, i);
+            for (std::size_t i = 0; i < length; ++i) {
+                sums.at(place) += inColumn(place, i);
+            }
         });
         const Value sum = call("sum", {array, dimension});
         expect(sum.get("double"), sums);
@@ -123,7 +131,9 @@ TEST_F(Arrays, ReductionsTakeAnyDimension) {
             values.forEach([&](const Sizes& place) {
                 std::size_t best = 0;
                 for (std::size_t i = 1; i < length; ++i) {
-                    if (sign * inColumn(place, i) > sign * inColumn(place, best)) best = i;
+                    if (sign * inColumn(place, i) > sign * inColumn(place, best)) {
+                        best = i;
+                    }
                 }
                 values.at(place) = inColumn(place, best);
                 places.at(place) = static_cast<double>(best + 1);
@@ -149,7 +159,9 @@ TEST_F(Arrays, QuotientsAreRoundedOnceIntoTheTypeOfTheirOperands) {
         if (random.oneIn(2)) {
             const Word wordB = anyWord(random);
             b = inWord(random.real(-6, 12, 20), wordB, rule);
-            if (b.get("double").toDouble() == 0.0) continue;
+            if (b.get("double").toDouble() == 0.0) {
+                continue;
+            }
             word = {wordA.isSigned || wordB.isSigned, std::max(wordA.bits, wordB.bits),
                     wordA.fraction - wordB.fraction};
         } else {
@@ -194,7 +206,9 @@ TEST_F(Arrays, MagnitudesOfComplexElementsAreRootsOfSquares) {
                                    {true, bits, fraction}, rule);
             const long square = x * x + y * y;
             long root = 0;
-            while (root < most && (root + 1) * (root + 1) <= square) ++root;
+            while (root < most && (root + 1) * (root + 1) <= square) {
+                ++root;
+            }
             const long below = square - root * root;
             const long above = (root + 1) * (root + 1) - square;
             if (root < most && below > 0 && (rule == Rounding::ceil || (rule == Rounding::nearest && above < below))) {
@@ -225,11 +239,17 @@ TEST_F(Arrays, ConvolutionsHaveTheirThreeShapes) {
     for (int round = 0; round < 60; ++round) {
         std::vector<double> a(size(random, 1, 6));
         std::vector<double> b(size(random, 1, 6));
-        for (double& value : a) value = random.between(-7, 7);
-        for (double& value : b) value = random.between(-7, 7);
+        for (double& value : a) {
+            value = random.between(-7, 7);
+        }
+        for (double& value : b) {
+            value = random.between(-7, 7);
+        }
         std::vector<double> full(a.size() + b.size() - 1);
         for (std::size_t i = 0; i < full.size(); ++i) {
-            for (std::size_t j = 0; j < a.size(); ++j) full[i] += j <= i && i - j < b.size() ? a[j] * b[i - j] : 0;
+            for (std::size_t j = 0; j < a.size(); ++j) {
+                full[i] += j <= i && i - j < b.size() ? a[j] * b[i - j] : 0;
+            }
         }
         const auto from = [&full](std::size_t start, std::size_t count) {
             const auto first = full.begin() + static_cast<std::ptrdiff_t>(start);
@@ -264,7 +284,9 @@ TEST_F(Arrays, SmallOnesAndMistakes) {
         {"reshape", {a, 1, Value()}, std::vector<double>{1, 2, 3, 4}},
         {"reshape", {nothing, Value(), 5}, Value::matrix(0, 5, std::vector<double>{})},
     };
-    for (const auto& row : results) EXPECT_EQ(call(row.name, row.arguments).get("double"), row.values) << row.name;
+    for (const auto& row : results) {
+        EXPECT_EQ(call(row.name, row.arguments).get("double"), row.values) << row.name;
+    }
     EXPECT_EQ(call("todoublecell", {"x", a}), Value::cells(std::vector<Value>{"x", a.get("double")}));
     EXPECT_EQ(call("firstobj", {1, a, turned}), a);
     session.assign(call("horzcat", {a}), {hostref::paren(1)}, 7);
@@ -297,7 +319,9 @@ TEST_F(Arrays, SmallOnesAndMistakes) {
         {"reshape", {{a, 4}, {a, Value(), Value()}, {a, 4, 1, -1}, {a, two, 1}}, "fixedpoint:fi:reshape:badSize"},
     };
     for (const auto& [name, calls, id, resultCount] : mistakes) {
-        for (const Arguments& arguments : calls) EXPECT_EQ(idOf(name, arguments, resultCount), id) << name;
+        for (const Arguments& arguments : calls) {
+            EXPECT_EQ(idOf(name, arguments, resultCount), id) << name;
+        }
     }
     EXPECT_EQ(thrownBy([&] { front::horzcat(session, Arguments{1, 2}); }).id, "fixedpoint:fi:firstobj:noFi");
 }

@@ -55,7 +55,9 @@ TEST_F(Construction, TakesWhatAUserHasToSay) {
         {{own, 1, 8, 2, down}, "3 s8,2 floor own", ""},
         {{own, 0}, "3.1875 u16,14 ceil own", "the best precision for its values"},
     };
-    for (const auto& [arguments, expected, why] : rows) EXPECT_EQ(told(call("fi", arguments)), expected) << why;
+    for (const auto& [arguments, expected, why] : rows) {
+        EXPECT_EQ(told(call("fi", arguments)), expected) << why;
+    }
     EXPECT_EQ(told(front::fi(session, 3.99, true, 8, 3, {{"fimath", down}})), "3.875 s8,3 floor own");
     EXPECT_EQ(told(front::fiWith(session, {{"FractionLength", 0}, {"int", 5}})), "5 s16,0 nearest");
     EXPECT_TRUE(session.takeWarnings().empty());
@@ -86,7 +88,9 @@ TEST_F(Construction, RefusesWhatMakesNoSense) {
         {{std::nan(""), 1, 8, 3}, "fixedpoint:nofixednan"},
         {{Value::cells({}), 1, 8, 3}, "fixedpoint:fi:constructor:numeric"},
     };
-    for (const auto& [arguments, id] : rows) EXPECT_EQ(idOf("fi", arguments), id);
+    for (const auto& [arguments, id] : rows) {
+        EXPECT_EQ(idOf("fi", arguments), id);
+    }
     EXPECT_EQ(thrownBy([&] {
                   front::numerictype(session, {{"RoundMode", "floor"}});
               }).id,

@@ -33,11 +33,15 @@ struct Model {
     Model(const Value& array, Sizes sizes) : Model(std::move(sizes)) {
         const std::vector<double> real = array.toDoubles();
         const std::vector<double> imaginary = array.toImaginaries();
-        for (std::size_t i = 0; i < real.size(); ++i) elements.at(i) = {real[i], imaginary.empty() ? 0 : imaginary[i]};
+        for (std::size_t i = 0; i < real.size(); ++i) {
+            elements.at(i) = {real[i], imaginary.empty() ? 0 : imaginary[i]};
+        }
     }
     std::complex<double>& at(const Sizes& place) {
         std::size_t offset = 0;
-        for (std::size_t i = dims.size(); i-- > 0;) offset = offset * dims[i] + place[i];
+        for (std::size_t i = dims.size(); i-- > 0;) {
+            offset = offset * dims[i] + place[i];
+        }
         return elements.at(offset);
     }
     template <class Visit>
@@ -45,7 +49,9 @@ struct Model {
         Sizes place(dims.size());
         for (std::size_t i = 0; i < elements.size(); ++i) {
             std::size_t rest = i;
-            for (std::size_t d = 0; d < dims.size(); rest /= dims[d++]) place[d] = rest % dims[d];
+            for (std::size_t d = 0; d < dims.size(); rest /= dims[d++]) {
+                place[d] = rest % dims[d];
+            }
             visit(place);
         }
     }
@@ -53,7 +59,9 @@ struct Model {
         hvArrayOwner array(hvCreateNumericArray(dims.size(), dims.data(), hvDOUBLE_CLASS, hvComplexity{isComplex}));
         for (std::size_t i = 0; i < elements.size(); ++i) {
             hvGetPr(array.get())[i] = elements[i].real();
-            if (isComplex) hvGetPi(array.get())[i] = elements[i].imag();
+            if (isComplex) {
+                hvGetPi(array.get())[i] = elements[i].imag();
+            }
         }
         return Value(std::move(array));
     }
@@ -61,6 +69,8 @@ struct Model {
 
 /// As a host shows sizes: two at least, no ones at the end.
 inline Sizes trimmed(Sizes dims) {
-    while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
+    while (dims.size() > 2 && dims.back() == 1) {
+        dims.pop_back();
+    }
     return dims;
 }

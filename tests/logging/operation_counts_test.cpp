@@ -93,9 +93,13 @@ TEST(MatrixProduct, CountsAProductAndASumForEachPair) {
             for (std::uint64_t columns : {2u, 5u}) {
                 SCOPED_TRACE(testing::Message() << rows << 'x' << inner << " times " << inner << 'x' << columns);
                 std::uint64_t pairs = 0;
-                for (std::uint64_t i = 0; i < rows; ++i)
-                    for (std::uint64_t j = 0; j < columns; ++j)
-                        for (std::uint64_t k = 0; k < inner; ++k) ++pairs;
+                for (std::uint64_t i = 0; i < rows; ++i) {
+                    for (std::uint64_t j = 0; j < columns; ++j) {
+                        for (std::uint64_t k = 0; k < inner; ++k) {
+                            ++pairs;
+                        }
+                    }
+                }
                 const auto count = [&](bool a, bool b, bool casts) {
                     return ofMatrixProduct({rows, inner, a}, {inner, columns, b}, casts);
                 };

@@ -132,8 +132,12 @@ TEST(BitOperations, AgreeWithIntegerArithmeticOnAllShortWords) {
                         for (int b = 0; b < 1 << bits; ++b) {
                             integers.checkPair(integers.lowest() + a, integers.lowest() + b);
                         }
-                        for (int bit = 1; bit <= bits; ++bit) integers.checkBit(integers.lowest() + a, bit);
-                        if (HasFatalFailure()) return;
+                        for (int bit = 1; bit <= bits; ++bit) {
+                            integers.checkBit(integers.lowest() + a, bit);
+                        }
+                        if (HasFatalFailure()) {
+                            return;
+                        }
                     }
                 }
             }
@@ -145,7 +149,9 @@ TEST(BitOperations, AgreeWithIntegerArithmeticOnLongWords) {
     Random random(300);
     for (int bits = 1; bits <= 300; ++bits) {
         for (const Body body : bothBodies) {
-            if (body == Body::doubles && bits > 52) continue;
+            if (body == Body::doubles && bits > 52) {
+                continue;
+            }
             const Word word(random.oneIn(2), bits, random.between(-100, 100));
             const Integers integers(word, body);
             SCOPED_TRACE(testing::Message() << body << (word.isSigned ? " signed " : " unsigned ") << bits);
@@ -204,7 +210,9 @@ TEST(BitOperations, SurviveEveryValue) {
         // None of the bits of a far larger value lie in the word.
         const Word word(false, 8, INT_MIN);
         const Element large(body, 60, 1.0);
-        for (int bit = 1; bit <= 8; ++bit) EXPECT_EQ(word.get(large, bit), 0);
+        for (int bit = 1; bit <= 8; ++bit) {
+            EXPECT_EQ(word.get(large, bit), 0);
+        }
     }
     EXPECT_EQ(Element(Body::doubles, 20, std::nan("")).asDouble()->convertToUnsignedInteger(1.0, 0, 0.0, 256), 0U);
     EXPECT_EQ(Element(Body::doubles, 20, 0x1p64 + 0x1p20).asDouble()->convertToUnsignedInteger(1.0, 0, 0.0, 256),
@@ -296,7 +304,9 @@ TEST(BitOperations, OfTheOtherBodyAreInternalErrors) {
         ASSERT_EQ(raised.message.rfind(message, 0), 0U) << raised.message;
         const std::string rest = raised.message.substr(message.size());
         EXPECT_EQ(rest.substr(0, 1), " ") << "the request to report the fault follows";
-        if (trailer.empty()) trailer = rest;
+        if (trailer.empty()) {
+            trailer = rest;
+        }
         EXPECT_EQ(rest, trailer);
     }
     EXPECT_EQ(d.todouble(), 5.0);

@@ -65,8 +65,11 @@ void setPattern(number& x, const std::string& text, Format f, int base) {
 
 std::vector<std::uint32_t> wordsOfBits(const std::string& bits, std::size_t count) {
     std::vector<std::uint32_t> words(count);
-    for (std::size_t i = 0; i < bits.size(); ++i)
-        if (bits[bits.size() - 1 - i] == '1') words[i / 32] |= 1U << (i % 32);
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        if (bits[bits.size() - 1 - i] == '1') {
+            words[i / 32] |= 1U << (i % 32);
+        }
+    }
     return words;
 }
 
@@ -80,15 +83,17 @@ void checkWord(Body body, const std::string& bits, bool isSigned, int fractionle
 
     const std::string digits = digitsOfBits(bits, base);
     const int count = static_cast<int>(digits.size());
-    for (const int length : {count, count + 3, std::max(count - 2, 1)})
+    for (const int length : {count, count + 3, std::max(count - 2, 1)}) {
         EXPECT_EQ(based(x, length, base, w, fractionlength),
                   rightAligned(digits, static_cast<std::size_t>(length), '0'));
+    }
 
     const bool negative = isSigned && bits[0] == '1';
     const std::string decimal = negative ? "-" + digitsOfBits(negatedBits(bits), 10) : digitsOfBits(bits, 10);
     const int decimalCount = static_cast<int>(decimal.size());
-    for (const int length : {decimalCount, decimalCount + 5, std::max(decimalCount - 2, 1)})
+    for (const int length : {decimalCount, decimalCount + 5, std::max(decimalCount - 2, 1)}) {
         EXPECT_EQ(sdec(x, length, w, fractionlength), rightAligned(decimal, static_cast<std::size_t>(length), ' '));
+    }
 
     const Modulus modulus(w);
     for (const std::size_t count32 : {bits.size() / 32 + 2, (bits.size() + 31) / 32}) {
@@ -118,14 +123,20 @@ TEST(FixedTexts, KeepEveryWordInEveryBase) {
             const int fractionlength = static_cast<int>(random() % static_cast<unsigned>(w + 80)) - 40;
             const std::string bits = randomBits(random, w);
             checkWord(Body::multiPrecision, bits, random() % 2, fractionlength, base);
-            if (w <= 52) checkWord(Body::doubles, bits, random() % 2, fractionlength, base);
+            if (w <= 52) {
+                checkWord(Body::doubles, bits, random() % 2, fractionlength, base);
+            }
         }
         // The bounds of the word.
         const std::string rest(static_cast<std::size_t>(w - 1), '0');
         for (const std::string& bits :
-             {"0" + rest, "1" + rest, negatedBits("1" + rest), std::string(rest.size() + 1, '1')})
-            for (const Body body : bothBodies)
-                if (w <= 52 || body == Body::multiPrecision) checkWord(body, bits, true, 0, 2 + w % 35);
+             {"0" + rest, "1" + rest, negatedBits("1" + rest), std::string(rest.size() + 1, '1')}) {
+            for (const Body body : bothBodies) {
+                if (w <= 52 || body == Body::multiPrecision) {
+                    checkWord(body, bits, true, 0, 2 + w % 35);
+                }
+            }
+        }
     }
     EXPECT_TRUE(host.warnings.empty());
 }
@@ -179,11 +190,13 @@ TEST(FixedTexts, FollowTheRulesAtTheEdges) {
         {-1.0, 8, INT_MAX, 10, 4, "0000", "far below the word"},
         {1.0, INT_MAX, INT_MAX, 2, 4, "0000", "a word without end"},
     };
-    for (const auto& row : rows)
-        for (const Body body : bothBodies)
+    for (const auto& row : rows) {
+        for (const Body body : bothBodies) {
             EXPECT_EQ(based(Element(body, 40, row.value), row.length, row.base, row.wordlength, row.fractionlength),
                       row.expected)
                 << body << " " << row.value << ": " << row.why;
+        }
+    }
 }
 
 TEST(SignedDecimals, FollowTheRulesAtTheEdges) {
@@ -198,10 +211,12 @@ TEST(SignedDecimals, FollowTheRulesAtTheEdges) {
         {quietNaN, 3, 3, "  0"},  {-infinity, 3, 3, "  0"}, {7.0, 0, 0, ""},       {7.0, 0, -1, ""},
         {7.0, INT_MIN, 3, "  0"}, {0.0, 318, 6, "     0"},
     };
-    for (const auto& row : rows)
-        for (const Body body : bothBodies)
+    for (const auto& row : rows) {
+        for (const Body body : bothBodies) {
             EXPECT_EQ(sdec(Element(body, 40, row.value), row.length, 8, row.fractionlength), row.expected)
                 << body << " " << row.value;
+        }
+    }
 }
 
 /// 2^exponent modulo 10^18, by squaring in 128 bits.
@@ -210,8 +225,11 @@ std::string lastDigitsOfPowerOfTwo(std::uint64_t exponent) {
     constexpr std::uint64_t modulus = 1'000'000'000'000'000'000U;
     Wide result = 1;
     Wide square = 2;
-    for (; exponent != 0; exponent >>= 1, square = square * square % modulus)
-        if (exponent & 1) result = result * square % modulus;
+    for (; exponent != 0; exponent >>= 1, square = square * square % modulus) {
+        if (exponent & 1) {
+            result = result * square % modulus;
+        }
+    }
     return rightAligned(std::to_string(static_cast<std::uint64_t>(result)), 18, '0');
 }
 
@@ -334,12 +352,20 @@ TEST(FloatPatterns, AreThoseOfTheMachinesDoubles) {
     std::mt19937_64 random(64);
     std::vector<std::uint64_t> cases = {
         0, 1, 2, 0xfffffffffffff, 0x10000000000000, 0x3ff0000000000000, 0x7fefffffffffffff, 0x7ff0000000000000};
-    for (int i = 0; i < 4000; ++i) cases.push_back(random());
-    for (int i = 0; i < 400; ++i) cases.push_back(random() & 0x800fffffffffffff);  // denormals
-    for (std::size_t i = 0; i < cases.size(); ++i) cases[i] ^= i % 2 ? 0 : 0x8000000000000000;
+    for (int i = 0; i < 4000; ++i) {
+        cases.push_back(random());
+    }
+    for (int i = 0; i < 400; ++i) {
+        cases.push_back(random() & 0x800fffffffffffff);  // denormals
+    }
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        cases[i] ^= i % 2 ? 0 : 0x8000000000000000;
+    }
     for (const std::uint64_t bits : cases) {
         const double value = std::bit_cast<double>(bits);
-        if (std::isnan(value)) continue;
+        if (std::isnan(value)) {
+            continue;
+        }
         char text[17];
         std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(bits));
         for (const Body body : bothBodies) {
@@ -355,10 +381,16 @@ TEST(FloatPatterns, AreThoseOfAllHalves) {
     for (int bits = 0; bits < 0x10000; ++bits) {
         const int exponentField = bits >> 10 & 31;
         const int fraction = bits & 1023;
-        if (exponentField == 31 && fraction != 0) continue;
+        if (exponentField == 31 && fraction != 0) {
+            continue;
+        }
         double value = exponentField == 0 ? std::ldexp(fraction, -24) : std::ldexp(1024 + fraction, exponentField - 25);
-        if (exponentField == 31) value = infinity;
-        if (bits & 0x8000) value = -value;
+        if (exponentField == 31) {
+            value = infinity;
+        }
+        if (bits & 0x8000) {
+            value = -value;
+        }
         const Body body = bits % 2 ? Body::doubles : Body::multiPrecision;
         char text[5];
         std::snprintf(text, sizeof text, "%04x", static_cast<unsigned>(bits));
@@ -377,13 +409,17 @@ TEST(FloatPatterns, HoldAnyFormat) {
         const std::string bits = randomBits(random, format.wordlength);
         const std::string exponentField = bits.substr(1, static_cast<std::size_t>(e));
         const std::string fraction = bits.substr(static_cast<std::size_t>(e) + 1);
-        if (exponentField.find('0') == std::string::npos) continue;
+        if (exponentField.find('0') == std::string::npos) {
+            continue;
+        }
         const bool denormal = exponentField.find('1') == std::string::npos;
         const int exponent =
             denormal ? format.exponentmin() : std::stoi(exponentField, nullptr, 2) - format.exponentmax();
         const ExactValue magnitude((denormal ? "0" : "1") + fraction, false, exponent - format.fractionBits());
         Element x(Body::multiPrecision, format.wordlength, magnitude.get());
-        if (bits[0] == '1') x.negate();
+        if (bits[0] == '1') {
+            x.negate();
+        }
 
         const int base = 2 + static_cast<int>(random() % 35);
         const std::string digits = digitsOfBits(bits, base);
@@ -421,10 +457,12 @@ TEST(FloatPatterns, FollowTheRulesAtTheEdges) {
         {1.0, {8, 3}, 2, 0, "", "an empty field"},
         {1.0, {8, 3}, 99, 3, "000", "no digits known in that base"},
     };
-    for (const auto& row : rows)
-        for (const Body body : bothBodies)
+    for (const auto& row : rows) {
+        for (const Body body : bothBodies) {
             EXPECT_EQ(pattern(Element(body, 40, row.value), row.format, row.base, row.length), row.expected)
                 << body << " " << row.value << ": " << row.why;
+        }
+    }
 }
 
 TEST(BaseToFloat, FollowsTheRulesAtTheEdges) {
@@ -475,7 +513,9 @@ TEST(Conversions, SurviveEveryArgument) {
         for (const Body body : bothBodies) {
             Element x(body, 60, value);
             // Multi-precision exponents go far beyond those of doubles.
-            if (body == Body::multiPrecision) x.pow2(INT_MAX).pow2(INT_MAX);
+            if (body == Body::multiPrecision) {
+                x.pow2(INT_MAX).pow2(INT_MAX);
+            }
             for (const int a : extremes) {
                 for (const int b : extremes) {
                     EXPECT_EQ(based(x, 9, 7, a, b).find('~'), std::string::npos);

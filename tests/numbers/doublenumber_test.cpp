@@ -34,7 +34,9 @@ TEST(Doublenumber, StoresTheAskedPrecisionOnlyForVectors) {
 TEST(Doublenumber, GivesItsWholeArrayToKernels) {
     doublenumber array(4, 16);
     doublenumber sharing(&array, shareTag);
-    for (double& x : array.elements()) x = 1.5;
+    for (double& x : array.elements()) {
+        x = 1.5;
+    }
     array[2];
     array.setelement(4.0);
     EXPECT_EQ(sharing.getelement(2), 4.0);

@@ -110,7 +110,9 @@ TEST(Mpnumber, RoundsAsExactArithmeticWhileTheSumWithAHalfIsExact) {
         const int bits = random.between(1, 100);
         const int n = random.between(-150, 150);
         Rational exact = scaled(Rational(random.integer(bits)), -n - random.between(0, 20));
-        if (random.oneIn(2)) exact = -exact;
+        if (random.oneIn(2)) {
+            exact = -exact;
+        }
         for (std::size_t rule = 0; rule < std::size(operations); ++rule) {
             mpnumber x(0.0, 120);
             set(x, exact);
@@ -173,7 +175,9 @@ TEST(Mpnumber, TakesTheModulusAsExactArithmetic) {
         const int power = random.between(-30, 90);
         const Rational y = random.oneIn(2) ? twoTo(power) : Rational(-twoTo(power));
         Rational exact = scaled(Rational(random.integer(random.between(1, 110))), power - random.between(0, 110));
-        if (random.oneIn(2)) exact = -exact;
+        if (random.oneIn(2)) {
+            exact = -exact;
+        }
         mpnumber x(0.0, 120);
         mpnumber divisor(0.0, 120);
         set(x, exact);

@@ -108,13 +108,17 @@ class BothKinds : public testing::TestWithParam<std::uint32_t> {
     number scalar(double value) const { return number(value, precision(), false); }
     number vectorOf(const std::vector<double>& values) const {
         number result(values.size(), precision(), vectorTag);
-        for (std::size_t i = 0; i < values.size(); ++i) result[i] = values[i];
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            result[i] = values[i];
+        }
         result[0];
         return result;
     }
     static std::vector<double> valuesOf(const number& array) {
         std::vector<double> values;
-        for (std::uint64_t i = 0; i < array.numel(); ++i) values.push_back(array[i].todouble());
+        for (std::uint64_t i = 0; i < array.numel(); ++i) {
+            values.push_back(array[i].todouble());
+        }
         return values;
     }
 };
@@ -378,7 +382,9 @@ TEST_P(BothKinds, SortNaNsWithoutLosingAnElement) {
     Random random(23);
     for (int round = 0; round < 200; ++round) {
         std::vector<double> keys(static_cast<std::size_t>(random.between(2, 300)));
-        for (double& key : keys) key = random.oneIn(3) ? nan : random.between(-20, 20);
+        for (double& key : keys) {
+            key = random.oneIn(3) ? nan : random.between(-20, 20);
+        }
         number array = number(vectorOf(keys), vectorTag);
         std::vector<double> index(keys.size());
         array.stridesort2(index.data(), round % 2 == 0, 1, keys.size());

@@ -39,14 +39,18 @@ Rational valueOf(const numberrepbody& body) {
 
 /// The nearest value of that many significant bits, ties to even.
 Rational nearestOf(const Rational& value, int bits) {
-    if (value == 0) return value;
+    if (value == 0) {
+        return value;
+    }
     const int shift = leadingExponent(value) - (bits - 1);
     return scaled(Rational(rounded(scaled(value, -shift), Rounding::convergent)), shift);
 }
 
 /// What the target holds after an operation with an exact result.
 Rational expectedFor(const numberrepbody& target, const numberrepbody& other, const Rational& exact) {
-    if (const mpnumber* wide = target.asMp()) return nearestOf(exact, static_cast<int>(wide->getprecision()));
+    if (const mpnumber* wide = target.asMp()) {
+        return nearestOf(exact, static_cast<int>(wide->getprecision()));
+    }
     // A double target takes what was computed beside the other operand, one bit wider than that.
     const mpnumber* wide = other.asMp();
     return nearestOf(wide ? nearestOf(exact, static_cast<int>(wide->getprecision()) + 1) : exact, 53);

@@ -72,7 +72,9 @@ TEST(Rounding, AgreesWithExactArithmeticWhileTheSumWithAHalfIsExact) {
     for (int i = 0; i < 60000; ++i) {
         const double x = random.real(-2, 50, random.between(1, 51));
         // 0.5 is a multiple of the last place, and no carry leaves the 53 bits.
-        if (std::fabs(x) < 0.5 && x != std::ldexp(std::round(std::ldexp(x, 52)), -52)) continue;
+        if (std::fabs(x) < 0.5 && x != std::ldexp(std::round(std::ldexp(x, 52)), -52)) {
+            continue;
+        }
         for (const Rounding rule : kRoundings) {
             ASSERT_EQ(byRule(rule, x), rounded(Rational(x), rule).get_d())
                 << nameOf(rule) << ' ' << x << " seed " << random.seed();
@@ -133,12 +135,16 @@ TEST(ScaleByPowerOfTwo, AgreesWithTheRuntimeForEveryExponent) {
         ASSERT_EQ(identity(rounding::scaleByPowerOfTwo(x, n)), identity(std::ldexp(x, n))) << x << ' ' << n;
     };
     for (int n = -2200; n <= 2200; ++n) {
-        for (int i = 0; i < 20; ++i) check(random.anyDouble(), n);
+        for (int i = 0; i < 20; ++i) {
+            check(random.anyDouble(), n);
+        }
         check(std::ldexp(random.real(0, 0), -n), n);
         check(std::ldexp(random.real(0, 0), -1022 - n), n);  // around the subnormal results, which round
     }
     for (const int n : {INT_MIN, INT_MIN + 1, INT_MAX}) {
-        for (const double x : {0.0, -0.0, 1.0, -tiny, huge, inf, nan}) check(x, n);
+        for (const double x : {0.0, -0.0, 1.0, -tiny, huge, inf, nan}) {
+            check(x, n);
+        }
     }
 }
 

@@ -44,8 +44,12 @@ std::vector<double> awkwardValues() {
         }
     }
     Random random(2025);
-    for (int i = 0; i < 300; ++i) values.push_back(random.real(-20, 20));
-    if (values.size() % 2 == 0) values.push_back(1.0);
+    for (int i = 0; i < 300; ++i) {
+        values.push_back(random.real(-20, 20));
+    }
+    if (values.size() % 2 == 0) {
+        values.push_back(1.0);
+    }
     return values;
 }
 

@@ -400,9 +400,12 @@ TEST(FloatOracle, OtherModesKeepTheirTables) {
         {unsignedScaled, kNaN, {kNaN, false, false}},
     };
     for (const Description& each : {asDouble, none}) {
-        for (const double kept : {0.1, -0.0, kTiny, kMax, -kMax, kNaN})
+        for (const double kept : {0.1, -0.0, kTiny, kMax, -kMax, kNaN}) {
             rows.push_back({each, kept, {kept, false, false}});
-        for (const double beyond : {kInf, -kInf}) rows.push_back({each, beyond, {beyond, true, false}});
+        }
+        for (const double beyond : {kInf, -kInf}) {
+            rows.push_back({each, beyond, {beyond, true, false}});
+        }
     }
     for (const double kept : {0.0, -0.0, 1.0 / 128, -1.0 / 128, 127.0 / 128, -1.0, kNaN}) {
         rows.push_back({scaledDouble, kept, {kept, false, false}});

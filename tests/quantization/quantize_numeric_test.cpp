@@ -111,7 +111,9 @@ std::vector<double> throughWords(const Case& c, const std::vector<double>& value
                                     wordconversion::roundCodeOf(static_cast<embedded::RoundModeEnum>(c.rounding)),
                                     !c.wraps, c.type(), wordconversion::chunkCountOf(c.wordBits));
     std::vector<double> results;
-    for (const double value : values) results.push_back(body.throughWord(value));
+    for (const double value : values) {
+        results.push_back(body.throughWord(value));
+    }
     return results;
 }
 std::vector<double> throughWords(const Case& c, const std::vector<double>& values) {
@@ -127,7 +129,9 @@ std::vector<double> throughWords(const Case& c, const std::vector<double>& value
 
 TEST(QuantizeThroughWords, AgreesWithRationalsByVectorsAndByWords) {
     std::vector<int> wordLengths = {128, 970, 1000, 65535};
-    for (int bits = 1; bits <= 80; ++bits) wordLengths.push_back(bits);
+    for (int bits = 1; bits <= 80; ++bits) {
+        wordLengths.push_back(bits);
+    }
     for (const int wordBits : wordLengths) {
         Random random(static_cast<std::uint64_t>(wordBits));
         for (const bool isSigned : {true, false}) {
@@ -185,7 +189,9 @@ TEST(QuantizeThroughWords, GivesTheSameSeriallyAndInParallel) {
             for (const bool isSigned : {true, false}) {
                 const Case c{isSigned, wordBits, wordBits / 2, random.pick(kRoundings), random.oneIn(2)};
                 std::vector<double> values(static_cast<std::size_t>(count));
-                for (double& value : values) value = random.real(-wordBits / 2 - 3, wordBits / 2 + 2);
+                for (double& value : values) {
+                    value = random.real(-wordBits / 2 - 3, wordBits / 2 + 2);
+                }
                 const std::vector<double> serial = c.quantized(values);
                 const std::vector<double> parallel = c.quantized(values, true);
                 for (std::size_t i = 0; i < values.size(); ++i) {

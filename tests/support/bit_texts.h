@@ -23,8 +23,9 @@ inline std::ostream& operator<<(std::ostream& out, Body body) {
 inline std::string randomBits(std::mt19937& random, int count) {
     std::string bits;
     // Runs of equal bits produce carries that evenly mixed bits miss.
-    for (bool bit = random() % 2; bits.size() < static_cast<std::size_t>(count); bit ^= random() % 3 == 0)
+    for (bool bit = random() % 2; bits.size() < static_cast<std::size_t>(count); bit ^= random() % 3 == 0) {
         bits += bit ? '1' : '0';
+    }
     return bits;
 }
 
@@ -38,23 +39,31 @@ inline std::string digitsOfBits(const std::string& bits, int base) {
             digit = sum % base;
             carry = sum / base;
         }
-        if (carry != 0) digits.push_back(carry);
+        if (carry != 0) {
+            digits.push_back(carry);
+        }
     }
     std::string text;
-    for (const int digit : digits) text.insert(text.begin(), "0123456789abcdefghijklmnopqrstuvwxyz"[digit]);
+    for (const int digit : digits) {
+        text.insert(text.begin(), "0123456789abcdefghijklmnopqrstuvwxyz"[digit]);
+    }
     return text;
 }
 
 /// Returns the binary text of the negative, in two's complement with the same number of bits.
 inline std::string negatedBits(std::string bits) {
     const std::size_t lowestOne = bits.rfind('1');
-    for (std::size_t i = 0; lowestOne != std::string::npos && i < lowestOne; ++i) bits[i] = bits[i] == '0' ? '1' : '0';
+    for (std::size_t i = 0; lowestOne != std::string::npos && i < lowestOne; ++i) {
+        bits[i] = bits[i] == '0' ? '1' : '0';
+    }
     return bits;
 }
 
 /// Returns the text truncated to its last `length` characters, or padded in front to that length.
 inline std::string rightAligned(std::string text, std::size_t length, char fill) {
-    if (text.size() > length) return text.substr(text.size() - length);
+    if (text.size() > length) {
+        return text.substr(text.size() - length);
+    }
     return std::string(length - text.size(), fill) + text;
 }
 
@@ -66,7 +75,9 @@ class ExactValue {
         mpfr_init2(mValue, static_cast<mpfr_prec_t>(bits.size()) + 2);
         mpfr_set_str(mValue, ("0" + (negative ? negatedBits(bits) : bits)).c_str(), 2, MPFR_RNDN);
         mpfr_mul_2si(mValue, mValue, exponent, MPFR_RNDN);
-        if (negative) mpfr_neg(mValue, mValue, MPFR_RNDN);
+        if (negative) {
+            mpfr_neg(mValue, mValue, MPFR_RNDN);
+        }
     }
     /// A whole number times 2^exponent.
     ExactValue(const mpz_class& integer, long exponent) {
@@ -99,7 +110,9 @@ class Element : public number {
 };
 
 inline bool holds(const number& element, mpfr_srcptr value) {
-    if (const mpnumber* wide = element.body().asMp()) return mpfr_equal_p(wide->getelement(), value) != 0;
+    if (const mpnumber* wide = element.body().asMp()) {
+        return mpfr_equal_p(wide->getelement(), value) != 0;
+    }
     return mpfr_cmp_d(value, element.todouble()) == 0;
 }
 

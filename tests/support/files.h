@@ -14,7 +14,9 @@ class TemporaryFolder {
  public:
     TemporaryFolder() {
         std::string name = (std::filesystem::temp_directory_path() / "tolvane-test-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("mkdtemp");
+        }
         mPath = name;
     }
     ~TemporaryFolder() { std::filesystem::remove_all(mPath); }

@@ -52,6 +52,8 @@ inline filog& recordIn(const hvArray* cells, std::size_t row) {
 /// The keys of the records in a host cell column, in order.
 inline std::vector<std::string> keysIn(const hvArray* cells) {
     std::vector<std::string> keys;
-    for (std::size_t row = 0; row < hvGetNumberOfElements(cells); ++row) keys.push_back(recordIn(cells, row).getKey());
+    for (std::size_t row = 0; row < hvGetNumberOfElements(cells); ++row) {
+        keys.push_back(recordIn(cells, row).getKey());
+    }
     return keys;
 }

@@ -108,10 +108,18 @@ class EventTexts {
 
  private:
     static std::string valueText(const std::string& type, const void* value) {
-        if (type == "int32") return std::to_string(*static_cast<const std::int32_t*>(value));
-        if (type == "double") return std::to_string(*static_cast<const double*>(value));
-        if (type == "bool") return *static_cast<const bool*>(value) ? "true" : "false";
-        if (type == "string") return static_cast<const char*>(value);
+        if (type == "int32") {
+            return std::to_string(*static_cast<const std::int32_t*>(value));
+        }
+        if (type == "double") {
+            return std::to_string(*static_cast<const double*>(value));
+        }
+        if (type == "bool") {
+            return *static_cast<const bool*>(value) ? "true" : "false";
+        }
+        if (type == "string") {
+            return static_cast<const char*>(value);
+        }
         return hvGetScalar(static_cast<const hvArray*>(value)) == 1 ? "array of true" : "array of false";
     }
     std::vector<std::string> mTexts;

@@ -110,7 +110,9 @@ TEST_F(FiIndexing, LongPlansAreCheckedThroughoutAndTruncated) {
         for (const bool isComplex : {false, true}) {
             const Value array = ints(arrayOf({3, 700}, 0, isComplex), wordLength);
             std::vector<double> plan(1300);
-            for (double& place : plan) place = static_cast<double>(upTo(2099));
+            for (double& place : plan) {
+                place = static_cast<double>(upTo(2099));
+            }
             const auto taken = [&] { return session.call("subscriptedreference", {array, row(plan)}); };
             EXPECT_EQ(doubles(taken()).toDoubles(), plan);
             std::vector<double> whole = plan;
@@ -123,7 +125,9 @@ TEST_F(FiIndexing, LongPlansAreCheckedThroughoutAndTruncated) {
             EXPECT_EQ(hvIsComplex(got.array()), isComplex);
             if (isComplex) {
                 const auto imaginary = hvGetTypedImagData<double>(got.array());
-                for (std::size_t k = 0; k < plan.size(); ++k) EXPECT_EQ(imaginary[k], -whole[k]);
+                for (std::size_t k = 0; k < plan.size(); ++k) {
+                    EXPECT_EQ(imaginary[k], -whole[k]);
+                }
             }
             for (const double wrong : {-1.0, 2100.0, double{NAN}, -double{HUGE_VAL}, 0x1p64}) {
                 const std::size_t k = upTo(1299);
@@ -392,8 +396,12 @@ TEST_F(FiIndexing, AnArrayThatGrowsReportsNewValuesAndAnAliasNothing) {
                                                                   " occurred in the fi assignment operation."};
                 };
                 std::vector<Warning> warnings;
-                if (overflows > 0) warnings.push_back(told("overflow", overflows));
-                if (row.underflows > 0) warnings.push_back(told("underflow", row.underflows));
+                if (overflows > 0) {
+                    warnings.push_back(told("overflow", overflows));
+                }
+                if (row.underflows > 0) {
+                    warnings.push_back(told("underflow", row.underflows));
+                }
                 EXPECT_EQ(session.takeWarnings(), warnings);
                 EXPECT_EQ(integer(session.call("noverflows", {grown})), overflows);
                 EXPECT_EQ(integer(session.call("nunderflows", {grown})), row.underflows);

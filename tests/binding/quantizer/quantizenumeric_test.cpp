@@ -63,7 +63,9 @@ TEST_F(Quantizenumeric, OfFiTellsTheTypeByNumbersAndTheModesByName) {
 TEST_F(Quantizenumeric, OfFiGivesTheSameInParallel) {
     for (const int count : {500, 501, 20000}) {
         std::vector<double> values(static_cast<std::size_t>(count));
-        for (std::size_t i = 0; i < values.size(); ++i) values[i] = std::sin(static_cast<double>(i)) * 1.5;
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            values[i] = std::sin(static_cast<double>(i)) * 1.5;
+        }
         for (const int wordLength : {16, 1200}) {
             const Value first = quantized({values, true, wordLength, 15, "nearest", "wrap", 0});
             EXPECT_EQ(quantized({values, true, wordLength, 15, "nearest", "wrap"}), first);

@@ -268,7 +268,9 @@ TEST(SumsOfWords, OverflowInOrderFromTheirEndsOn) {
             fill(made.re);
             if (isComplex) {
                 fill(made.im);
-                for (std::int64_t& x : made.im) x *= isSigned && random.oneIn(2) ? -1 : 1;
+                for (std::int64_t& x : made.im) {
+                    x *= isSigned && random.oneIn(2) ? -1 : 1;
+                }
             }
             return made;
         };

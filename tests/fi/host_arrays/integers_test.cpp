@@ -501,20 +501,30 @@ TEST(FiIntArray, RepacksChunksToLongWordsAndBack) {
             }
             append(into, groupsOf(bits, 64, longCount));
         };
-        for (const Integer& word : c.words.re) addLong(word, wanted.re);
-        for (const Integer& word : c.words.im) addLong(word, wanted.im);
+        for (const Integer& word : c.words.re) {
+            addLong(word, wanted.re);
+        }
+        for (const Integer& word : c.words.im) {
+            addLong(word, wanted.im);
+        }
         StoredIntegers got = integersIn(longWords.get());
         for (Integers* part : {&got.re, &got.im}) {
-            for (Integer& word : *part) word = residue(word, 64);
+            for (Integer& word : *part) {
+                word = residue(word, 64);
+            }
         }
         ASSERT_EQ(got, wanted);
 
         hvArrayOwner back(array.convert64BitIntArrayTo32BitIntArray(longWords.release()));
         ASSERT_EQ(hvGetClassID(back.get()), c.type.isSigned() && chunkCount == 1 ? hvINT32_CLASS : hvUINT32_CLASS);
-        for (const Integer& chunk : chunksBefore.re) ASSERT_GE(chunk, 0);
+        for (const Integer& chunk : chunksBefore.re) {
+            ASSERT_GE(chunk, 0);
+        }
         StoredIntegers chunksAfter = integersIn(back.get());
         for (Integers* part : {&chunksAfter.re, &chunksAfter.im}) {
-            for (Integer& chunk : *part) chunk = residue(chunk, 32);
+            for (Integer& chunk : *part) {
+                chunk = residue(chunk, 32);
+            }
         }
         ASSERT_EQ(chunksAfter, chunksBefore);
     }
@@ -554,8 +564,12 @@ TEST(FiIntArray, SignExtensionReachesTheEndOfTheTopChunk) {
         array.addSignExtension32BitIntArray(chunks.get());
         StoredIntegers wanted;
         const int bits = wordBits > 32 ? 32 * count : wordBits;
-        for (const Integer& word : c.words.re) append(wanted.re, groupsOf(residue(word, bits), 32, count));
-        for (const Integer& word : c.words.im) append(wanted.im, groupsOf(residue(word, bits), 32, count));
+        for (const Integer& word : c.words.re) {
+            append(wanted.re, groupsOf(residue(word, bits), 32, count));
+        }
+        for (const Integer& word : c.words.im) {
+            append(wanted.im, groupsOf(residue(word, bits), 32, count));
+        }
         ASSERT_EQ(integersIn(chunks.get()), wanted);
         array.removeSignExtension32BitIntHvArray(chunks.get());
         ASSERT_EQ(integersIn(chunks.get()), plain);

@@ -143,8 +143,12 @@ TEST(FiSimulation, HostArraysHoldTheWordsAndGiveThemBack) {
             // The same in words of 64 bits, of either sign.
             const int longCount = (wordBits + 63) / 64;
             StoredIntegers longWords;
-            for (const Integer& word : words.re) append(longWords.re, groupsOf(residue(word, 128), 64, longCount));
-            for (const Integer& word : words.im) append(longWords.im, groupsOf(residue(word, 128), 64, longCount));
+            for (const Integer& word : words.re) {
+                append(longWords.re, groupsOf(residue(word, 128), 64, longCount));
+            }
+            for (const Integer& word : words.im) {
+                append(longWords.im, groupsOf(residue(word, 128), 64, longCount));
+            }
             Sizes sizes = shape;
             sizes[0] *= static_cast<std::uint64_t>(longCount);
             fi other = column({0}, type);

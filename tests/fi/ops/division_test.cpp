@@ -52,8 +52,12 @@ TEST(Quotient, IsTheExactOneRoundedAtTheWorkingPrecisionAndQuantizedOnce) {
                 const_cast<number&>(entry).setvalue(0.0);
             };
             for (std::size_t i = 0; i < made.re.size(); ++i) {
-                if (random.oneIn(5)) zero(made.re[i], made.array->real(i));
-                if (!made.im.empty() && random.oneIn(3)) zero(made.im[i], made.array->imag(i));
+                if (random.oneIn(5)) {
+                    zero(made.re[i], made.array->real(i));
+                }
+                if (!made.im.empty() && random.oneIn(3)) {
+                    zero(made.im[i], made.array->imag(i));
+                }
             }
             made.array->setIndex(0);
             return made;

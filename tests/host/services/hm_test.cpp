@@ -25,8 +25,12 @@ const std::vector<double>& edges() {
                                  std::nextafter(1.0, 0.0),       std::nextafter(1.0, 2.0), 0x1p52 + 1};
         std::vector<double> all;
         for (const double sign : {1.0, -1.0}) {
-            for (const double value : positive) all.push_back(sign * value);
-            for (const double value : beside) all.push_back(sign * value);
+            for (const double value : positive) {
+                all.push_back(sign * value);
+            }
+            for (const double value : beside) {
+                all.push_back(sign * value);
+            }
         }
         all.push_back(Limits::quiet_NaN());
         return all;

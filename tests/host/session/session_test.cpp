@@ -106,7 +106,9 @@ TEST(Modules, OfTheProgramItselfAreStartedByTheirFunctions) {
         static int failures = 1;
         hostref::Module failing{"failing",
                                 [] {
-                                    if (failures-- > 0) throw std::bad_alloc();
+                                    if (failures-- > 0) {
+                                        throw std::bad_alloc();
+                                    }
                                 },
                                 [] {}};
         EXPECT_EQ(thrownBy([&] { Session{failing}; }).id, "VELMAR:nomem");

@@ -190,7 +190,9 @@ TEST(Sizes, LargeBlocksThatWereFreedAreZerosAgainAndMakeRoomWhenMemoryRunsOut) {
         const bool isZero = random() % 2 == 0;
         auto* const block = static_cast<unsigned char*>(isZero ? bsCalloc(1, bytes) : bsMalloc(bytes));
         ASSERT_NE(block, nullptr);
-        for (std::size_t i = 0; isZero && i < bytes; i += 509) ASSERT_EQ(block[i], 0) << "step " << step;
+        for (std::size_t i = 0; isZero && i < bytes; i += 509) {
+            ASSERT_EQ(block[i], 0) << "step " << step;
+        }
         const auto mark = static_cast<unsigned char>(1 + step % 255);
         std::memset(block, mark, bytes);
         blocks.emplace_back(block, bytes);
@@ -202,11 +204,17 @@ TEST(Sizes, LargeBlocksThatWereFreedAreZerosAgainAndMakeRoomWhenMemoryRunsOut) {
             blocks.erase(blocks.begin());
         }
     }
-    for (const auto& [block, bytes] : blocks) bsFree(block);
+    for (const auto& [block, bytes] : blocks) {
+        bsFree(block);
+    }
     blocks.resize(4);
 #ifndef TOLVANE_ADDRESS_CHECKED
-    for (std::size_t k = 0; k < 4; ++k) blocks[k] = {static_cast<unsigned char*>(bsMalloc(16 * kMebibyte)), 0};
-    for (std::size_t k = 0; k < 4; ++k) bsFree(blocks[k].first);
+    for (std::size_t k = 0; k < 4; ++k) {
+        blocks[k] = {static_cast<unsigned char*>(bsMalloc(16 * kMebibyte)), 0};
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+        bsFree(blocks[k].first);
+    }
     const AddressSpaceLimit limit(8 * kMebibyte);
     void* const big = bsMalloc(48 * kMebibyte);
     EXPECT_NE(big, nullptr);

@@ -421,7 +421,9 @@ TEST(Indexing, OneWrongNumberAmongManyIsFoundAnywhere) {
     }
     for (const std::size_t many : {1U, 511U, 512U, 513U, 1500U}) {
         std::vector<double> numbers(many);
-        for (double& number : numbers) number = static_cast<double>(1 + cases.upTo(kElements - 1));
+        for (double& number : numbers) {
+            number = static_cast<double>(1 + cases.upTo(kElements - 1));
+        }
         numbers[cases.upTo(many - 1)] = kElements;
         const auto read = [&](const hvArrayOwner& array) {
             const Value index = row(numbers);
