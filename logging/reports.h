@@ -48,8 +48,8 @@ TOLVANE_API void report(const qlogger& log, const OperationName& operation);
 /// adds them only if its gate is open.
 TOLVANE_API void reportWithTotal(const qlogger& log, const qlogger& session, OperationCounts counts,
                                  const OperationName& operation);
-/// As above, except that the operation counts go to the log of the result, which also adds the changes to its counts
-/// and marks them as reported.
+/// As above, except that the operation counts go to the log of the result, whose counts become the changes, marked
+/// as reported.
 TOLVANE_API void reportWithTotal(const qlogger& log, const qlogger& session, const qlogger& result,
                                  OperationCounts counts, const OperationName& operation);
 
@@ -59,9 +59,8 @@ struct ProductAndSum {
     const qlogger& sum;
 };
 
-/// Reports the logs of the registers separately, products first. The log of the result adds the sums of the changes to
-/// its counts, without marking them as reported, and takes the operation counts; each of the session's logs adds its
-/// part.
+/// Reports the logs of the registers separately, products first. The counts of the result's log become the sums of the
+/// changes, not marked as reported, and its operation counts the given ones; each of the session's logs adds its part.
 TOLVANE_API void reportProductAndSum(ProductAndSum registers, ProductAndSum session, const qlogger& result,
                                      OperationCounts counts, const OperationName& operation);
 
