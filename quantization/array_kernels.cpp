@@ -23,28 +23,21 @@ namespace {
 #include "numbers/rounding_rules.inl.h"
 #include "quantization/fixed_rules.inl.h"
 #include "quantization/float_rules.inl.h"
+#include "quantization/lane_tally.inl.h"
 #include "quantization/word_rules.inl.h"
 
 // The one loop. Element is a stateless function object that quantizes a Lanes. What is left at the end goes through a
 // padded vector of zeros, which no mode counts and whose lanes are kept out of the extremes.
 template <bool counting, class Element, class Limits>
-void walk(Element element, Limits limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
+void walk(Element element, Limits limits, const double* in, double* out, std::size_t count, Tally* tally) {
     const Tag tag;
-    Lanes greatest{hn::Set(tag, -std::numeric_limits<double>::infinity())};
-    Lanes least{hn::Set(tag, std::numeric_limits<double>::infinity())};
-    std::size_t overflows = 0;
-    std::size_t underflows = 0;
+    std::conditional_t<counting, LaneTally<1>, NoNotes> notes;
     const std::size_t width = hn::Lanes(tag);
     std::size_t i = 0;
     for (; i + width <= count; i += width) {
         const auto result = element(Lanes{hn::LoadU(tag, in + i)}, limits);
         hn::StoreU(result.value.v, tag, out + i);
-        if constexpr (counting) {
-            greatest = greaterOf(result.value, greatest);
-            least = lesserOf(result.value, least);
-            overflows += hn::CountTrue(tag, result.overflow);
-            underflows += hn::CountTrue(tag, result.underflow);
-        }
+        notes.note(result);
     }
     if (i < count) {
         alignas(64) double rest[HWY_MAX_BYTES / sizeof(double)] = {};
@@ -56,65 +49,51 @@ void walk(Element element, Limits limits, const double* in, double* out, std::si
         for (std::size_t k = i; k < count; ++k) {
             out[k] = rest[k - i];
         }
-        if constexpr (counting) {
-            const Mask used = hn::FirstN(tag, count - i);
-            greatest = choose(used, greaterOf(result.value, greatest), greatest);
-            least = choose(used, lesserOf(result.value, least), least);
-            overflows += hn::CountTrue(tag, result.overflow);
-            underflows += hn::CountTrue(tag, result.underflow);
-        }
+        notes.note(result, hn::FirstN(tag, count - i));
     }
     if constexpr (counting) {
-        statistics->greatest = hn::GetLane(hn::MaxOfLanes(tag, greatest.v));
-        statistics->least = hn::GetLane(hn::MinOfLanes(tag, least.v));
-        statistics->overflows = overflows;
-        statistics->underflows = underflows;
+        tally->join(notes.total());
     }
 }
 
 template <class Limits>
-using Loop = void (*)(const Limits&, const double*, double*, std::size_t, Statistics*);
+using Loop = void (*)(const Limits&, const double*, double*, std::size_t, Tally*);
 using BoundsLoop = Loop<FixedDoubleLimits>;
 
 template <bool counting, class Rule, class Overflow, class Word>
-void fixedLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
-               Statistics* statistics) {
+void fixedLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
     walk<counting>([](Lanes x, const FixedDoubleLimits& l)
                        HWY_ATTR { return quantizeFixedValue<Rule, Overflow, Word>(x, l); },
-                   limits, in, out, count, statistics);
+                   limits, in, out, count, tally);
 }
 template <bool counting, class Rule>
-void floatLoop(const FloatDoubleLimits& limits, const double* in, double* out, std::size_t count,
-               Statistics* statistics) {
+void floatLoop(const FloatDoubleLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
     walk<counting>([](Lanes x, const FloatDoubleLimits& l) HWY_ATTR { return quantizeFloatValue<Rule>(x, l); }, limits,
-                   in, out, count, statistics);
+                   in, out, count, tally);
 }
 template <bool counting>
-void scaledDoubleLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
-                      Statistics* statistics) {
+void scaledDoubleLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
     walk<counting>([](Lanes x, const FixedDoubleLimits& l) HWY_ATTR { return watchScaledDouble(x, l); }, limits, in,
-                   out, count, statistics);
+                   out, count, tally);
 }
 template <bool counting>
-void doubleLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
-                Statistics* statistics) {
+void doubleLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
     walk<counting>([](Lanes x, const FixedDoubleLimits& l) HWY_ATTR { return watchDouble(x, l); }, limits, in, out,
-                   count, statistics);
+                   count, tally);
 }
 template <bool counting>
-void booleanLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count,
-                 Statistics* statistics) {
+void booleanLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
     walk<counting>([](Lanes x, const FixedDoubleLimits& l) HWY_ATTR { return quantizeBooleanValue(x, l); }, limits, in,
-                   out, count, statistics);
+                   out, count, tally);
 }
 
 struct ValueAlone {
     Lanes value;
 };
 template <class Rule, class Word>
-void wordLoop(const WordLimits& limits, const double* in, double* out, std::size_t count, Statistics* statistics) {
+void wordLoop(const WordLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
     walk<false>([](Lanes x, const WordLimits& l) HWY_ATTR { return ValueAlone{valueThroughWord<Rule, Word>(x, l)}; },
-                limits, in, out, count, statistics);
+                limits, in, out, count, tally);
 }
 
 // Columns in the order of embedded::RoundModeEnum.
@@ -166,16 +145,16 @@ BoundsLoop loopFor(Selection selection) {
 }
 
 void quantizeForTarget(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
-                       std::size_t count, Statistics* statistics) {
-    (statistics ? loopFor<true>(selection) : loopFor<false>(selection))(limits, in, out, count, statistics);
+                       std::size_t count, Tally* tally) {
+    (tally ? loopFor<true>(selection) : loopFor<false>(selection))(limits, in, out, count, tally);
 }
 
 void quantizeFloatForTarget(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
-                            std::size_t count, Statistics* statistics) {
+                            std::size_t count, Tally* tally) {
     // Mode single always rounds ties away from zero.
     const auto round = static_cast<std::size_t>(
         selection.mode == embedded::QuantizerModeEnum::Single ? embedded::RoundModeEnum::Round : selection.round);
-    (statistics ? kFloatLoops<true>[round] : kFloatLoops<false>[round])(limits, in, out, count, statistics);
+    (tally ? kFloatLoops<true>[round] : kFloatLoops<false>[round])(limits, in, out, count, tally);
 }
 
 void quantizeWordsForTarget(WordSelection selection, const WordLimits& limits, const double* in, double* out,
@@ -212,13 +191,13 @@ bool areAvailable() {
 }
 
 void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
-                   std::size_t count, Statistics* statistics) {
-    HWY_DYNAMIC_DISPATCH(quantizeForTarget)(selection, limits, in, out, count, statistics);
+                   std::size_t count, Tally* tally) {
+    HWY_DYNAMIC_DISPATCH(quantizeForTarget)(selection, limits, in, out, count, tally);
 }
 
 void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
-                        std::size_t count, Statistics* statistics) {
-    HWY_DYNAMIC_DISPATCH(quantizeFloatForTarget)(selection, limits, in, out, count, statistics);
+                        std::size_t count, Tally* tally) {
+    HWY_DYNAMIC_DISPATCH(quantizeFloatForTarget)(selection, limits, in, out, count, tally);
 }
 
 void quantizeThroughWords(WordSelection selection, const WordLimits& limits, const double* in, double* out,

@@ -7,23 +7,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 
 #include "descriptors/embedded.h"
 #include "quantization/fixed_limits.h"
 #include "quantization/float_limits.h"
+#include "quantization/tally.h"
 #include "quantization/word_limits.h"
 
 namespace tolvane::detail::arraykernels {
-
-/// Statistics of a pass. The extremes are those of the quantized values, or infinities of the opposite sign if all were
-/// NaN; a zero extreme may have either sign.
-struct Statistics {
-    double greatest = -std::numeric_limits<double>::infinity();
-    double least = std::numeric_limits<double>::infinity();
-    std::uint64_t overflows = 0;
-    std::uint64_t underflows = 0;
-};
 
 /// The part of a quantizer's description that selects a loop.
 struct Selection {
@@ -36,12 +27,13 @@ struct Selection {
 bool areAvailable();
 
 /// Quantizes the array in mode fixed or ufixed (the limits are valid), or in one of the modes that use only bounds:
-/// double, none, boolean and the scaled doubles. If `statistics` is null, nothing is counted.
+/// double, none, boolean and the scaled doubles. What they do is noted in
+/// `tally`, all but the number of values, unless it is null.
 void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const double* in, double* out,
-                   std::size_t count, Statistics* statistics);
+                   std::size_t count, Tally* tally);
 /// As above, in the modes float and single.
 void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
-                        std::size_t count, Statistics* statistics);
+                        std::size_t count, Tally* tally);
 
 /// The part of a conversion to stored words that selects a loop; the code is from 0 to 6.
 struct WordSelection {

@@ -33,11 +33,6 @@ FloatDoubleLimits floatLimits(const quantizer& q) {
             std::ldexp(1.0, q.getFractionlength()), std::ldexp(1.0, -q.getFractionlength())};
 }
 
-// Of several zeros of either sign the first one is an extreme, and the kernels don't report which that was.
-double firstOfEqual(double extreme, std::span<const double> values) {
-    return extreme == 0.0 ? *std::find(values.begin(), values.end(), 0.0) : extreme;
-}
-
 }  // namespace
 
 bool quantizer::keepsValues() const {
@@ -62,6 +57,50 @@ bool quantizer::hasFixedKernel() const {
     return mFunctionFits && (isSignedFixed() || isUnsignedFixed()) && mLimits.valid && arraykernels::areAvailable();
 }
 
+bool quantizer::hasArrayLoops() const {
+    // The loops follow the description, which an element function kept from before doesn't match.
+    if (!mFunctionFits || !arraykernels::areAvailable()) {
+        return false;
+    }
+    if (isFloat(mMode)) {
+        return floatKernelServes(*this);
+    }
+    return isSignedFixed() || isUnsignedFixed() ? mLimits.valid : mLimits.hasBounds;
+}
+
+void quantizer::quantizeByElements(std::span<const double> in, std::span<double> out) const {
+    number element(0.0, 52, false);
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        element.setvalue(in[i]);
+        out[i] = (this->*mQuantize)(element).todouble();
+    }
+}
+
+void quantizer::quantizeAndTally(std::span<const double> in, std::span<double> out, Tally* tally) const {
+    if (!tally && keepsValues()) {
+        if (in.data() != out.data()) {
+            std::copy(in.begin(), in.end(), out.begin());
+        }
+        return;
+    }
+    if (!hasArrayLoops()) {
+        quantizeByElements(in, out);
+        return;
+    }
+    const arraykernels::Selection selection{mMode, mRoundMode, mOverflowMode};
+    Tally noted;
+    Tally* const wanted = tally ? &noted : nullptr;
+    if (isFloat(mMode)) {
+        arraykernels::quantizeFloatArray(selection, floatLimits(*this), in.data(), out.data(), in.size(), wanted);
+    } else {
+        arraykernels::quantizeArray(selection, mLimits, in.data(), out.data(), in.size(), wanted);
+    }
+    if (tally) {
+        noted.values = in.size();
+        tally->join(noted);
+    }
+}
+
 void quantizer::quantize(std::span<const double> in, std::span<double> out) const {
     if (in.size() != out.size()) {
         raiseError("fixedpoint:quantizer:quantize:sizemismatch",
@@ -70,34 +109,18 @@ void quantizer::quantize(std::span<const double> in, std::span<double> out) cons
     if (in.empty()) {
         return;
     }
-    const bool counting = mLogger.isLogging();
-    if (!counting && keepsValues()) {
-        if (in.data() != out.data()) {
-            std::copy(in.begin(), in.end(), out.begin());
-        }
+    if (!mLogger.isLogging()) {
+        quantizeAndTally(in, out, nullptr);
         return;
     }
-
-    arraykernels::Statistics statistics;
-    const arraykernels::Selection selection{mMode, mRoundMode, mOverflowMode};
-    arraykernels::Statistics* const wanted = counting ? &statistics : nullptr;
-    const bool isFixed = isSignedFixed() || isUnsignedFixed();
-    // The kernels follow the description, which an element function kept from before does not match.
-    const bool hasKernels = mFunctionFits && arraykernels::areAvailable();
-    if (hasKernels && isFloat(mMode) && floatKernelServes(*this)) {
-        arraykernels::quantizeFloatArray(selection, floatLimits(*this), in.data(), out.data(), in.size(), wanted);
-    } else if (hasKernels && !isFloat(mMode) && (isFixed ? mLimits.valid : mLimits.hasBounds)) {
-        arraykernels::quantizeArray(selection, mLimits, in.data(), out.data(), in.size(), wanted);
-    } else {
-        number element(0.0, 52, false);
-        for (std::size_t i = 0; i < in.size(); ++i) {
-            element.setvalue(in[i]);
-            out[i] = (this->*mQuantize)(element).todouble();
-        }
+    if (!hasArrayLoops()) {
+        quantizeByElements(in, out);
         return;
     }
-    if (counting) {
-        mLogger.addArrayStatistics(in.size(), statistics.overflows, statistics.underflows,
-                                   firstOfEqual(statistics.greatest, out), firstOfEqual(statistics.least, out));
+    Tally tally;
+    quantizeAndTally(in, out, &tally);
+    if (tally.isOpenFor(mLogger)) {
+        tally.settle(*std::find(out.begin(), out.end(), 0.0));
     }
+    tally.handTo(mLogger);
 }

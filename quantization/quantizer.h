@@ -20,6 +20,10 @@
 #include "numbers/number.h"
 #include "quantization/fixed_limits.h"
 
+namespace tolvane::detail {
+struct Tally;
+}
+
 class TOLVANE_API quantizer {
  public:
     using NumericType = EmbeddedTypeSystem::NumericType;
@@ -142,6 +146,11 @@ class TOLVANE_API quantizer {
     number& quantizeArray(number& x) const;
     /// As quantizeArray, on doubles; `out` has the length of `in` and is the same memory or separate from it.
     void quantize(std::span<const double> in, std::span<double> out) const;
+    /// Whether whole arrays of doubles are quantized by vector loops, which can tally.
+    bool hasArrayLoops() const;
+    /// As `quantize` on spans, but joins the statistics to a tally instead of logging them: for quantizers that have array
+    /// loops. Null stands for a closed log.
+    void quantizeAndTally(std::span<const double> in, std::span<double> out, tolvane::detail::Tally* tally) const;
     /// Whether arrays are quantized by the fixed-point rule on the double limits (quantization/fixed_rules.inl.h), so
     /// that another vector loop may do the same.
     bool hasFixedKernel() const;
@@ -206,6 +215,9 @@ class TOLVANE_API quantizer {
     number& QuantizeNone(number& x) const;
     number& QuantizeBoolean(number& x) const;
     number& QuantizeScaledDouble(number& x) const;
+
+    /// The element function on one value after the other.
+    void quantizeByElements(std::span<const double> in, std::span<double> out) const;
 
     // Their steps on a number.
     bool outOfRange(const number& x) const { return x > constants().realmax || x < constants().lowerbound; }

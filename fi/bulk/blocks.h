@@ -1,15 +1,11 @@
-// What array code that works block by block shares: operands by blocks, and logs as they were before a block.
+// Operands of array code that works block by block.
 #pragma once
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <span>
-
-#include "logging/qlogger.h"
-#include "numbers/number.h"
 
 namespace tolvane::detail::arrayblocks {
 
@@ -34,39 +30,6 @@ class Source {
     const double* mValues;
     bool mMoves;
     std::unique_ptr<Block> mFilled;
-};
-
-/// A log as it was, for a block that is done again.
-class LogState {
- public:
-    explicit LogState(const qlogger& log)
-        : mLog(log),
-          mMax(log.getMax()),
-          mMin(log.getMin()),
-          mOverflows(log.getNoverflows()),
-          mUnderflows(log.getNunderflows()),
-          mOperations(log.getNoperations()) {}
-    void restore() const {
-        mLog.setMax(mMax);
-        mLog.setMin(mMin);
-        mLog.setNoverflows(mOverflows);
-        mLog.setNunderflows(mUnderflows);
-        mLog.setNoperations(mOperations);
-    }
-    /// Whether an extreme has become a zero since then.
-    bool extremeBecameZero() const {
-        return (mLog.getMax().iszero() && !mMax.iszero()) || (mLog.getMin().iszero() && !mMin.iszero());
-    }
-    /// Whether an extreme can still become a zero.
-    static bool mayMeetZero(const qlogger& log) { return log.getMax().isnegative() || log.getMin().sign() > 0; }
-
- private:
-    const qlogger& mLog;
-    number mMax;
-    number mMin;
-    std::uint64_t mOverflows;
-    std::uint64_t mUnderflows;
-    std::uint64_t mOperations;
 };
 
 }  // namespace tolvane::detail::arrayblocks

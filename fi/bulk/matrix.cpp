@@ -10,17 +10,21 @@
 #include <span>
 #include <vector>
 
-#include "fi/bulk/product_loops.h"
+#include "fi/bulk/block_machine.h"
+#include "fi/bulk/lane_loops.h"
 
 namespace tolvane::detail::arraymatrix {
 
 namespace {
 
-using productloops::Extent;
-using productloops::kLaneMultiple;
-using productloops::Run;
-using productloops::Sign;
-using productloops::Survey;
+using laneloops::Extent;
+using laneloops::kLaneMultiple;
+using laneloops::Places;
+using laneloops::Run;
+using laneloops::RunNotes;
+using laneloops::Sign;
+using laneloops::Survey;
+using laneloops::Treatment;
 using Buffer = std::unique_ptr<double[]>;
 
 // What the operands prove.
@@ -31,6 +35,7 @@ struct Range {
     double greatest;
     int exponent;
     bool isOnGrid;
+    bool hasSign;  // of any value, a zero included
 
     double magnitude() const { return std::max(-least, greatest); }
 };
@@ -39,41 +44,37 @@ Range rangeOf(const double* values, std::size_t count, int exponent) {
     // Powers of two within these bounds, and products of two, are normal doubles.
     constexpr int kEasyExponent = 400;
     if (exponent < -kEasyExponent || exponent > kEasyExponent) {
-        return {0.0, 0.0, exponent, false};
+        return {0.0, 0.0, exponent, false, true};
     }
-    const Survey seen = productloops::survey(values, count, exponent);
-    return {seen.least, seen.greatest, exponent, seen.isOnGrid};
+    const Survey seen = laneloops::survey(values, count, exponent);
+    return {seen.least, seen.greatest, exponent, seen.isOnGrid, seen.hasSign};
 }
 
 Range joined(const Range& a, const Range& b) {
-    return {std::min(a.least, b.least), std::max(a.greatest, b.greatest), a.exponent, a.isOnGrid && b.isOnGrid};
+    return {std::min(a.least, b.least), std::max(a.greatest, b.greatest), a.exponent, a.isOnGrid && b.isOnGrid,
+            a.hasSign || b.hasSign};
 }
 
 Range rangeOf(const Operand& x, std::size_t count) {
     const Range real = rangeOf(x.real, count, x.exponent);
-    return x.imag && real.isOnGrid ? joined(real, rangeOf(x.imag, count, x.exponent)) : real;
+    return x.imag ? joined(real, rangeOf(x.imag, count, x.exponent)) : real;
 }
 
 /// The range of the products; both ranges hold zero.
 Range product(const Range& a, const Range& b) {
     const auto [least, greatest] =
         std::minmax({a.least * b.least, a.least * b.greatest, a.greatest * b.least, a.greatest * b.greatest});
-    return {least, greatest, a.exponent + b.exponent, a.isOnGrid && b.isOnGrid};
+    return {least, greatest, a.exponent + b.exponent, a.isOnGrid && b.isOnGrid, a.hasSign || b.hasSign};
 }
 
 Range sum(const Range& a, const Range& b) {
-    return {a.least + b.least, a.greatest + b.greatest, a.exponent, a.isOnGrid && b.isOnGrid};
+    return {a.least + b.least, a.greatest + b.greatest, a.exponent, a.isOnGrid && b.isOnGrid, a.hasSign || b.hasSign};
 }
 Range negated(const Range& a) {
-    return {-a.greatest, -a.least, a.exponent, a.isOnGrid};
+    return {-a.greatest, -a.least, a.exponent, a.isOnGrid, true};
 }
 Range times(const Range& a, double count) {
-    return {a.least * count, a.greatest * count, a.exponent, a.isOnGrid};
-}
-
-/// Whether doubles hold all sums and partial sums of that many values, in any order.
-bool isExact(const Range& values, double count) {
-    return values.isOnGrid && values.magnitude() * count <= std::ldexp(1.0, 53 + values.exponent);
+    return {a.least * count, a.greatest * count, a.exponent, a.isOnGrid, a.hasSign};
 }
 
 /// Whether quantizing leaves values of the range as they are. The range is exact.
@@ -95,62 +96,126 @@ struct Plan {
     explicit Plan(const Quantizers& q) : quantizers(q) {}
 
     const Quantizers& quantizers;
-    // In any order; by loops that quantize, where all steps share a rule; by the quantizers themselves.
-    enum class Way { exact, loops, quantizers };
+    // In any order; by loops; by the quantizers themselves; with statistics that no loop takes.
+    enum class Way { exact, loops, quantizers, none };
     Way way = Way::quantizers;
     bool isPair = false;
-    productloops::Rule rule{};
-    productloops::Formats formats;
-    productloops::Steps steps{};
+    bool counts = false;
+    bool hasOneZero = false;  // no step meets a negative zero
+    Places places;
 };
 
-bool provesExact(const Range& products, std::size_t terms, bool isPair, const Quantizers& q) {
-    const auto count = static_cast<double>(terms);
-    if (!isExact(products, isPair ? 2.0 * count : count) || !leaves(q.product, products)) {
-        return false;
+/// The machine that proves: its cells are ranges, and all it gathers is whether a step could round or leave its type.
+class RangeMachine {
+ public:
+    struct Place {
+        const quantizer& format;
+        bool casts;
+    };
+    explicit RangeMachine(const Quantizers& q)
+        : product{q.product, false}, pair{q.pair, q.castsPair}, sum{q.sum, q.castsSum} {}
+
+    void multiply(Range& cell, const Range& a, const Range& b) {
+        cell = arraymatrix::product(a, b);
+        mHolds = mHolds && isExact(cell);
     }
+    void combine(Sign sign, Range& cell, const Range& x) {
+        cell = arraymatrix::sum(cell, sign == Sign::plus ? x : negated(x));
+        mHolds = mHolds && isExact(cell);
+    }
+    static bool casts(const Place& place) { return place.casts; }
+    Range& cast(const Place& place, Range& x) {
+        if (place.casts) {
+            quantize(place, x);
+        }
+        return x;
+    }
+    void quantize(const Place& place, const Range& cell) { mHolds = mHolds && leaves(place.format, cell); }
+    bool holds() const { return mHolds; }
+
+    Place product;
+    Place pair;
+    Place sum;
+
+ private:
+    /// Whether doubles hold all values of the range, and so their partial sums in any order.
+    static bool isExact(const Range& values) {
+        return values.isOnGrid && values.magnitude() <= std::ldexp(1.0, 53 + values.exponent);
+    }
+
+    bool mHolds = true;
+};
+
+/// Proves the steps of that many terms, which each add a value of the range. All ranges hold zero, so that of the sum
+/// of all terms holds the partial sums.
+bool provesSum(RangeMachine& machine, Range term, std::uint64_t terms) {
+    Range total = times(term, static_cast<double>(terms) - 1.0);
+    blocksteps::accumulateStep(machine, machine.sum, Sign::plus, total, term);
+    return machine.holds();
+}
+
+bool provesExact(const Range& left, const Range& right, std::uint64_t terms, bool isPair, const Quantizers& q) {
+    RangeMachine machine(q);
+    Range cell{};
     if (!isPair) {
-        return (!q.castsSum || leaves(q.sum, products)) && leaves(q.sum, times(products, count));
+        blocksteps::multiplyStep(machine, cell, left, right);
+        return provesSum(machine, cell, terms);
     }
-    if (q.castsPair && !leaves(q.pair, products)) {
-        return false;
-    }
-    // Differences stand in the real part, sums in the imaginary one.
-    for (const Range& pair : {sum(products, negated(products)), sum(products, products)}) {
-        if (!leaves(q.pair, pair) || (q.castsSum && !leaves(q.sum, pair)) || !leaves(q.sum, times(pair, count))) {
+    for (const Sign sign : {Sign::minus, Sign::plus}) {
+        Range other{};
+        blocksteps::multiplyPairStep(machine, sign, cell, other, left, right, left, right);
+        if (!provesSum(machine, cell, terms)) {
             return false;
         }
     }
     return true;
 }
 
-Plan planFor(const Range& products, std::size_t terms, bool isPair, const Quantizers& q) {
+Plan planFor(const Range& left, const Range& right, std::uint64_t terms, bool isPair, const Quantizers& q) {
     Plan plan(q);
     plan.isPair = isPair;
-    plan.formats = {q.product.getDoubleLimits(), q.sum.getDoubleLimits()};
-    if (provesExact(products, terms, isPair, q)) {
+    plan.counts = isLogging(q);
+    plan.places.product = q.product.getDoubleLimits();
+    plan.places.sum = q.sum.getDoubleLimits();
+    const bool isExact = provesExact(left, right, terms, isPair, q);
+    const auto sharesRule = [&q](const quantizer& other) {
+        return other.hasFixedKernel() && laneloops::ruleOf(other) == laneloops::ruleOf(q.product);
+    };
+    const bool sharesAll = sharesRule(q.product) && sharesRule(q.sum) &&
+                           (!isPair || (sharesRule(q.pair) && covers(q.pair, q.sum) && covers(q.sum, q.pair)));
+    if (plan.counts) {
+        // All conversions are noted, even those that change nothing.
+        plan.way = sharesAll ? Plan::Way::loops : Plan::Way::none;
+        plan.places.treatment = isExact ? Treatment::keep : Treatment::quantize;
+        plan.places.rule = laneloops::ruleOf(q.product);
+        plan.places.castsPair = q.castsPair;
+        plan.places.castsSum = q.castsSum;
+        plan.hasOneZero = !left.hasSign && !right.hasSign && !isPair &&
+                          (isExact || plan.places.rule.overflow == embedded::OverflowModeEnum::Saturate);
+        return plan;
+    }
+    if (isExact) {
         plan.way = Plan::Way::exact;
         return plan;
     }
     if (q.product.keepsValues() && q.sum.keepsValues() && (!isPair || q.pair.keepsValues())) {
         plan.way = Plan::Way::loops;
+        plan.places.treatment = Treatment::keep;
         return plan;
     }
-    const auto sharesRule = [&q](const quantizer& other) {
-        return other.hasFixedKernel() && productloops::ruleOf(other) == productloops::ruleOf(q.product);
-    };
-    if (!sharesRule(q.product) || !sharesRule(q.sum)) {
-        return plan;
-    }
-    if (isPair && (!sharesRule(q.pair) || !covers(q.pair, q.sum) || !covers(q.sum, q.pair))) {
+    if (!sharesAll) {
         return plan;
     }
     plan.way = Plan::Way::loops;
-    plan.rule = productloops::ruleOf(q.product);
-    plan.steps.sums = true;
-    plan.steps.products = !isExact(products, 1.0) || !leaves(q.product, products);
+    plan.places.rule = laneloops::ruleOf(q.product);
+    RangeMachine ofProducts(q);
+    Range product{};
+    blocksteps::multiplyStep(ofProducts, product, left, right);
+    plan.places.keepsProducts = ofProducts.holds();
     // A partial sum is a value of the sum type already, and so is a pair, which casting leaves alone.
-    plan.steps.casts = (isPair ? q.castsPair : q.castsSum) && !covers(q.sum, q.product);
+    const bool casts = (isPair ? q.castsPair : q.castsSum) && !covers(q.sum, q.product);
+    plan.places.castsPair = isPair && casts;
+    plan.places.castsSum = !isPair && casts;
     return plan;
 }
 
@@ -200,74 +265,69 @@ void forTerms(std::size_t terms, const Extent* extent, std::size_t lanes, const 
     }
 }
 
-/// The lanes of a term, multiplied and quantized.
-std::span<double> multiplied(const Run& run, std::size_t t, std::size_t begin, std::size_t count, const quantizer& q,
-                             double* cells) {
-    const auto term = static_cast<std::ptrdiff_t>(t);
-    const double* const moving = run.moving + term * run.movingStep + begin;
-    const double fixed = run.fixed[term * run.fixedStep];
-    const std::span<double> products(cells, count);
-    std::transform(moving, moving + count, cells, [fixed](double x) { return x * fixed; });
-    q.quantize(products, products);
-    return products;
+using blocksteps::accumulateStep;
+using blocksteps::multiplyPairStep;
+using blocksteps::multiplyStep;
+
+BlockMachine blockMachine(const Quantizers& q) {
+    const BlockMachine::Place sum{q.sum, q.castsSum, nullptr};
+    return {{q.product, false, nullptr}, {q.pair, q.castsPair, nullptr}, sum, nullptr};
 }
 
-void add(std::span<double> terms, bool casts, const quantizer& sum, double* out) {
-    if (casts) {
-        sum.quantize(terms, terms);
-    }
-    std::transform(terms.begin(), terms.end(), out, out, [](double x, double total) { return total + x; });
-    sum.quantize({out, terms.size()}, {out, terms.size()});
+std::span<const double> movingAt(const Run& run, std::size_t t, std::size_t begin, std::size_t count) {
+    return {run.moving + static_cast<std::ptrdiff_t>(t) * run.movingStep + begin, count};
+}
+double fixedAt(const Run& run, std::size_t t) {
+    return run.fixed[static_cast<std::ptrdiff_t>(t) * run.fixedStep];
 }
 
-/// As productloops::accumulate, by the quantizers.
+/// As laneloops::accumulate, by the quantizers.
 void accumulateByQuantizers(const Quantizers& q, const Run& run, std::size_t terms, const Extent* extent, double* out,
                             std::size_t lanes) {
+    BlockMachine machine = blockMachine(q);
     double cells[kLaneMultiple];
     forTerms(terms, extent, lanes, [&](std::size_t t, std::size_t begin, std::size_t count) {
-        add(multiplied(run, t, begin, count, q.product, cells), q.castsSum, q.sum, out + begin);
+        std::span<double> cell(cells, count);
+        std::span<double> total(out + begin, count);
+        multiplyStep(machine, cell, movingAt(run, t, begin, count), fixedAt(run, t));
+        accumulateStep(machine, machine.sum, Sign::plus, total, cell);
     });
 }
 
-/// As productloops::accumulatePairs, by the quantizers.
+/// As laneloops::accumulatePairs, by the quantizers.
 void accumulatePairsByQuantizers(const Quantizers& q, Sign sign, const Run& first, const Run& second, std::size_t terms,
                                  const Extent* extent, double* out, std::size_t lanes) {
+    BlockMachine machine = blockMachine(q);
     double cells[2][kLaneMultiple];
     forTerms(terms, extent, lanes, [&](std::size_t t, std::size_t begin, std::size_t count) {
-        const std::span<double> pair = multiplied(first, t, begin, count, q.product, cells[0]);
-        const std::span<double> other = multiplied(second, t, begin, count, q.product, cells[1]);
-        if (q.castsPair) {
-            q.pair.quantize(pair, pair);
-            q.pair.quantize(other, other);
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            pair[i] = sign == Sign::plus ? pair[i] + other[i] : pair[i] - other[i];
-        }
-        q.pair.quantize(pair, pair);
-        add(pair, q.castsSum, q.sum, out + begin);
+        std::span<double> cell(cells[0], count);
+        std::span<double> other(cells[1], count);
+        std::span<double> total(out + begin, count);
+        multiplyPairStep(machine, sign, cell, other, movingAt(first, t, begin, count), fixedAt(first, t),
+                         movingAt(second, t, begin, count), fixedAt(second, t));
+        accumulateStep(machine, machine.sum, Sign::plus, total, cell);
     });
 }
 
 void accumulate(const Plan& plan, const Run& run, std::size_t terms, const Extent* extent, double* out,
-                std::size_t lanes) {
+                std::size_t lanes, RunNotes* notes) {
     switch (plan.way) {
         case Plan::Way::exact:
-            productloops::accumulateExact(run, terms, out, lanes);
+            laneloops::accumulateExact(run, terms, out, lanes);
             break;
         case Plan::Way::loops:
-            productloops::accumulate(plan.rule, plan.formats, plan.steps, run, terms, extent, out, lanes);
+            laneloops::accumulate(plan.places, run, terms, extent, out, lanes, notes);
             break;
-        case Plan::Way::quantizers:
+        default:
             accumulateByQuantizers(plan.quantizers, run, terms, extent, out, lanes);
             break;
     }
 }
 
 void accumulatePairs(const Plan& plan, Sign sign, const Run& first, const Run& second, std::size_t terms,
-                     const Extent* extent, double* out, std::size_t lanes) {
+                     const Extent* extent, double* out, std::size_t lanes, RunNotes* notes) {
     if (plan.way == Plan::Way::loops) {
-        productloops::accumulatePairs(plan.rule, plan.formats, plan.steps, sign, first, second, terms, extent, out,
-                                      lanes);
+        laneloops::accumulatePairs(plan.places, sign, first, second, terms, extent, out, lanes, notes);
     } else {
         accumulatePairsByQuantizers(plan.quantizers, sign, first, second, terms, extent, out, lanes);
     }
@@ -281,6 +341,146 @@ Buffer negatedCopy(const double* values, std::size_t count) {
     Buffer copy = bufferOf(count);
     std::transform(values, values + count, copy.get(), [](double x) { return -x; });
     return copy;
+}
+
+// Statistics.
+
+/// What the places met in all runs. The extremes and counts are noted by the loops; how often each place meets a value
+/// follows from the number of terms.
+struct Record {
+    Record(const Plan& plan, std::uint64_t terms, std::uint64_t parts) {
+        if (!plan.counts) {
+            return;
+        }
+        const Quantizers& q = plan.quantizers;
+        const std::uint64_t sums = terms * parts;
+        products = plan.isPair ? 2 * sums : sums;
+        pairs = plan.isPair ? sums * (q.castsPair ? 3 : 1) : 0;
+        totals = sums * (q.castsSum ? (q.castsTotal ? 3 : 2) : 1);
+        mathOperations = terms;
+    }
+    std::uint64_t products = 0;
+    std::uint64_t pairs = 0;
+    std::uint64_t totals = 0;
+    std::uint64_t mathOperations = 0;
+    RunNotes notes;
+};
+
+/// Results in the order of the element steps: columns of a matrix, elements of a convolution or sums of columns.
+struct Stretches {
+    std::uint64_t count;
+    std::uint64_t length;  // of a stretch
+    /// Computes a range again and notes it.
+    std::function<void(std::uint64_t begin, std::uint64_t end, RunNotes& notes)> run;
+    /// The same by the element steps, for results that are zero.
+    ByElements byElements;
+};
+
+struct NotedPlace {
+    Tally* tally;
+    const qlogger* log;
+};
+
+bool isGreatestOpen(const NotedPlace& place) {
+    return place.tally->greatestZeros == Tally::both && place.log->getMax().isnegative();
+}
+bool isLeastOpen(const NotedPlace& place) {
+    return place.tally->leastZeros == Tally::both && place.log->getMin().sign() > 0;
+}
+
+/// Gives zero extremes whose sign is open that of the first zero in the order of the element steps: in the first
+/// stretch that holds such a zero, the steps are taken.
+void settleSigns(std::span<const NotedPlace> places, std::span<const qlogger* const> logs, const Stretches& stretches) {
+    const auto isOpen = [](const NotedPlace& place) { return isGreatestOpen(place) || isLeastOpen(place); };
+    for (std::uint64_t begin = 0; begin < stretches.count && std::ranges::any_of(places, isOpen);
+         begin += stretches.length) {
+        const std::uint64_t end = std::min(stretches.count, begin + stretches.length);
+        RunNotes notes;
+        stretches.run(begin, end, notes);
+        const Tally* const noted[] = {&notes.tallies.product, &notes.tallies.pair, &notes.tallies.sum};
+        const auto holdsZero = [&](std::size_t i) {
+            return (isGreatestOpen(places[i]) && noted[i]->greatest == 0.0) ||
+                   (isLeastOpen(places[i]) && noted[i]->least == 0.0);
+        };
+        if (!holdsZero(0) && !holdsZero(1) && !holdsZero(2)) {
+            continue;
+        }
+        std::vector<qlogger> saved;
+        saved.reserve(logs.size());
+        for (const qlogger* log : logs) {
+            saved.emplace_back(*log, false);
+        }
+        for (const qlogger* log : logs) {
+            log->reset();
+        }
+        stretches.byElements(begin, end);
+        const auto zerosOf = [](const number& extreme) -> unsigned {
+            return !extreme.iszero() ? Tally::both : std::signbit(extreme.todouble()) ? Tally::minus : Tally::plus;
+        };
+        struct Zeros {
+            unsigned greatest;
+            unsigned least;
+        } seen[3];
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            seen[i] = {zerosOf(places[i].log->getMax()), zerosOf(places[i].log->getMin())};
+        }
+        for (std::size_t i = 0; i < logs.size(); ++i) {
+            logs[i]->set(saved[i]);
+        }
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            if (isGreatestOpen(places[i])) {
+                places[i].tally->greatestZeros = seen[i].greatest;
+            }
+            if (isLeastOpen(places[i])) {
+                places[i].tally->leastZeros = seen[i].least;
+            }
+        }
+    }
+}
+
+/// Hands the record over to the logs. `keepsOrder` says that a lane met its values in the order of the element steps,
+/// so that zeros of one sign in all lanes settle the sign.
+void handOver(Record& record, const Plan& plan, bool keepsOrder, const Stretches& stretches) {
+    const Quantizers& q = plan.quantizers;
+    Tally& product = record.notes.tallies.product;
+    Tally& pair = record.notes.tallies.pair;
+    Tally& sum = record.notes.tallies.sum;
+    product.values = record.products;
+    pair.values = record.pairs;
+    sum.values = record.totals;
+    if (q.castsSum && q.castsTotal && sum.values > 0) {
+        // The first value of all is the zero that the sums start with.
+        sum.join({.greatest = 0.0, .least = 0.0});
+    }
+    for (Tally* tally : {&product, &pair, &sum}) {
+        const bool isPlus = plan.hasOneZero || (tally == &sum && q.castsSum && q.castsTotal);
+        const auto zeros = [&](double extreme, unsigned noted) -> unsigned {
+            return extreme != 0.0 ? Tally::none : isPlus ? Tally::plus : keepsOrder ? noted : Tally::both;
+        };
+        tally->greatestZeros = zeros(tally->greatest, tally->greatestZeros);
+        tally->leastZeros = zeros(tally->least, tally->leastZeros);
+    }
+    const NotedPlace places[] = {
+        {&product, &q.product.getQlogger()}, {&pair, &q.pair.getQlogger()}, {&sum, &q.sum.getQlogger()}};
+    std::vector<const qlogger*> logs = {places[0].log, places[1].log, places[2].log};
+    if (q.result) {
+        logs.push_back(q.result);
+    }
+    settleSigns(places, logs, stretches);
+    for (const NotedPlace& place : places) {
+        if (place.tally->values > 0) {
+            place.tally->handTo(*place.log);
+        }
+    }
+    if (qlogger::getLogging()) {
+        const auto addMath = [&](const qlogger& log) {
+            log.setNMathOperations(log.getNMathoperations() + record.mathOperations);
+        };
+        addMath(*places[2].log);
+        if (!plan.isPair && record.products > 0) {
+            addMath(*places[0].log);
+        }
+    }
 }
 
 // Matrix products.
@@ -319,9 +519,19 @@ class MatrixProduct {
         }
     }
 
-    void run() {
-        for (std::size_t lane = 0; lane < mLanes; lane += kLaneMultiple) {
-            const std::size_t lanes = std::min(kLaneMultiple, mLanes - lane);
+    /// Whether a lane runs along a column, as the element steps do.
+    bool runsAlongColumns() const { return mLaneStep == 1; }
+    std::size_t columns() const { return runsAlongColumns() ? mRuns : mLanes; }
+
+    /// Computes a range of columns.
+    void run(std::size_t firstColumn, std::size_t lastColumn, RunNotes* notes) {
+        mNotes = notes;
+        mFirstRun = runsAlongColumns() ? firstColumn : 0;
+        mLastRun = runsAlongColumns() ? lastColumn : mRuns;
+        const std::size_t first = runsAlongColumns() ? 0 : firstColumn;
+        const std::size_t last = runsAlongColumns() ? mLanes : lastColumn;
+        for (std::size_t lane = first; lane < last; lane += kLaneMultiple) {
+            const std::size_t lanes = std::min(kLaneMultiple, last - lane);
             packPart(mMoves.real, lane, lanes, mPanel);
             if (mPlan.isPair) {
                 packPart(mMoves.imag, lane, lanes, mImagPanel);
@@ -355,14 +565,14 @@ class MatrixProduct {
         }
     }
     void compute(const double* staying, double* out, std::size_t lane, std::size_t lanes) const {
-        for (std::size_t run = 0; run < mRuns; ++run) {
+        for (std::size_t run = mFirstRun; run < mLastRun; ++run) {
             double totals[kLaneMultiple] = {};
-            accumulate(mPlan, runOf(mPanel, staying, run), mTerms, nullptr, totals, lanes);
+            accumulate(mPlan, runOf(mPanel, staying, run), mTerms, nullptr, totals, lanes, mNotes);
             scatter(totals, out, lane, lanes, run);
         }
     }
     void computePairs(std::size_t lane, std::size_t lanes) const {
-        for (std::size_t run = 0; run < mRuns; ++run) {
+        for (std::size_t run = mFirstRun; run < mLastRun; ++run) {
             const Run both = runOf(mPanel, mStays.real, run);
             const Run imagByReal = runOf(mImagPanel, mStays.real, run);
             const Run realByImag = runOf(mPanel, mStays.imag, run);
@@ -371,15 +581,15 @@ class MatrixProduct {
             if (mPlan.way == Plan::Way::exact) {
                 const Run minusImagByImag = runOf(mImagPanel, mNegatedImag.get(), run);
                 for (const Run& terms : {both, minusImagByImag}) {
-                    accumulate(mPlan, terms, mTerms, nullptr, real, lanes);
+                    accumulate(mPlan, terms, mTerms, nullptr, real, lanes, mNotes);
                 }
                 for (const Run& terms : {imagByReal, realByImag}) {
-                    accumulate(mPlan, terms, mTerms, nullptr, imag, lanes);
+                    accumulate(mPlan, terms, mTerms, nullptr, imag, lanes, mNotes);
                 }
             } else {
                 const Run imagByImag = runOf(mImagPanel, mStays.imag, run);
-                accumulatePairs(mPlan, Sign::minus, both, imagByImag, mTerms, nullptr, real, lanes);
-                accumulatePairs(mPlan, Sign::plus, imagByReal, realByImag, mTerms, nullptr, imag, lanes);
+                accumulatePairs(mPlan, Sign::minus, both, imagByImag, mTerms, nullptr, real, lanes, mNotes);
+                accumulatePairs(mPlan, Sign::plus, imagByReal, realByImag, mTerms, nullptr, imag, lanes, mNotes);
             }
             scatter(real, mResult.real, lane, lanes, run);
             scatter(imag, mResult.imag, lane, lanes, run);
@@ -397,6 +607,9 @@ class MatrixProduct {
     std::ptrdiff_t mRunStep;
     View mMoving{};
     View mStaying{};
+    std::size_t mFirstRun = 0;
+    std::size_t mLastRun = 0;
+    RunNotes* mNotes = nullptr;
     Buffer mPanel;
     Buffer mImagPanel;
     Buffer mNegatedImag;
@@ -458,10 +671,12 @@ class Convolution {
         }
     }
 
-    /// Computes the elements of the result before `end`.
-    void run(std::size_t end) const {
+    /// Computes a range of elements of the result.
+    void run(std::size_t begin, std::size_t end, RunNotes* notes) {
+        mNotes = notes;
+        mOverflows = notes ? notes->overflows : nullptr;
         const std::size_t lanes = mPlan.way == Plan::Way::exact ? kExactLanes : kLaneMultiple;
-        for (std::size_t i = 0; i < end; i += lanes) {
+        for (std::size_t i = begin; i < end; i += lanes) {
             compute(i, std::min(lanes, end - i));
         }
     }
@@ -500,11 +715,14 @@ class Convolution {
                 staying + block.firstShort, -block.step};
     }
 
-    void compute(std::size_t element, std::size_t lanes) const {
+    void compute(std::size_t element, std::size_t lanes) {
+        if (mOverflows) {
+            mNotes->overflows = mOverflows + element;
+        }
         const Block block = blockAt(element, lanes);
         const Extent extent{block.start, block.step, static_cast<std::ptrdiff_t>(mLength)};
         const auto add = [&](const Buffer& moving, const double* staying, double* out) {
-            accumulate(mPlan, runOf(block, moving, staying), block.terms, &extent, out + element, lanes);
+            accumulate(mPlan, runOf(block, moving, staying), block.terms, &extent, out + element, lanes, mNotes);
         };
         std::fill_n(mResult.real + element, lanes, 0.0);
         if (mResult.imag) {
@@ -522,7 +740,7 @@ class Convolution {
             add(mLong, mShort.imag, mResult.imag);
         } else {
             const auto addPairs = [&](Sign sign, const Run& first, const Run& second, double* out) {
-                accumulatePairs(mPlan, sign, first, second, block.terms, &extent, out + element, lanes);
+                accumulatePairs(mPlan, sign, first, second, block.terms, &extent, out + element, lanes, mNotes);
             };
             addPairs(Sign::minus, runOf(block, mLong, mShort.real), runOf(block, mLongImag, mShort.imag), mResult.real);
             addPairs(Sign::plus, runOf(block, mLongImag, mShort.real), runOf(block, mLong, mShort.imag), mResult.imag);
@@ -536,6 +754,8 @@ class Convolution {
     std::size_t mTerms;
     std::size_t mLength;
     std::size_t mOffset;
+    RunNotes* mNotes = nullptr;
+    std::uint64_t* mOverflows = nullptr;
     Buffer mLong;
     Buffer mLongImag;
     Buffer mNegatedImag;
@@ -544,81 +764,199 @@ class Convolution {
 }  // namespace
 
 bool multiply(const Operand& left, const Operand& right, const MatrixShape& shape, const Quantizers& quantizers,
-              const Result& result) {
-    if (isLogging(quantizers)) {
+              const Result& result, const ByElements& byElements) {
+    const Plan plan = planFor(rangeOf(left, shape.rows * shape.inner), rangeOf(right, shape.inner * shape.columns),
+                              shape.inner, left.imag && right.imag, quantizers);
+    if (plan.way == Plan::Way::none) {
         return false;
     }
-    const Range products =
-        product(rangeOf(left, shape.rows * shape.inner), rangeOf(right, shape.inner * shape.columns));
-    const Plan plan = planFor(products, shape.inner, left.imag && right.imag, quantizers);
     if (plan.way == Plan::Way::exact && isWorthTheLibrary(shape)) {
         multiplyByLibrary(left, right, shape, result);
         return true;
     }
     try {
-        MatrixProduct(left, right, shape, plan, result).run();
+        MatrixProduct product(left, right, shape, plan, result);
+        Record record(plan, shape.rows * shape.inner * shape.columns, result.imag ? 2 : 1);
+        product.run(0, product.columns(), plan.counts ? &record.notes : nullptr);
+        if (!plan.counts) {
+            return true;
+        }
+        const auto clear = [&](double* part, std::uint64_t begin, std::uint64_t end) {
+            if (part) {
+                std::fill(part + begin * shape.rows, part + end * shape.rows, 0.0);
+            }
+        };
+        handOver(record, plan, product.runsAlongColumns(),
+                 {product.columns(), product.runsAlongColumns() ? 1 : kLaneMultiple,
+                  [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { product.run(begin, end, &notes); },
+                  [&](std::uint64_t begin, std::uint64_t end) {
+                      clear(result.real, begin, end);
+                      clear(result.imag, begin, end);
+                      byElements(begin, end);
+                  }});
+        if (quantizers.result && qlogger::getLogging()) {
+            // Each running sum was stored there; the caller takes the extremes over.
+            const Tally stored{.values = record.mathOperations * (result.imag ? 2 : 1)};
+            stored.handTo(*quantizers.result);
+        }
     } catch (const std::bad_alloc&) {
         return false;
     }
     return true;
 }
 
+namespace {
+
+/// The number of terms of all elements of a part of a convolution.
+std::uint64_t termsOf(const ConvolutionShape& shape, std::uint64_t elements) {
+    std::uint64_t terms = 0;
+    for (std::uint64_t i = 0; i < elements; ++i) {
+        const std::uint64_t k = i + shape.offset;  // the sum of both indices
+        const std::uint64_t first = k < shape.rightCount ? 0 : k - shape.rightCount + 1;
+        terms += std::min(k + 1, shape.leftCount) - first;
+    }
+    return terms;
+}
+
+/// The overflows that had been counted when each result was ready, added up over all results.
+std::uint64_t runningCount(std::span<const std::uint64_t> overflows, std::uint64_t results) {
+    std::uint64_t count = 0;
+    for (std::size_t i = 0; i < overflows.size(); ++i) {
+        count += overflows[i] * (results - i);
+    }
+    return count;
+}
+
+/// What the store of the results of a convolution leaves in their log.
+Tally storeTally(const Result& result, std::uint64_t count) {
+    Tally tally = laneloops::extremes(result.real, count);
+    if (result.imag) {
+        tally.join(laneloops::extremes(result.imag, count));
+    }
+    for (std::uint64_t i = 0; i < count && (tally.greatestZeros == Tally::both || tally.leastZeros == Tally::both);
+         ++i) {
+        for (const double* const part :
+             {static_cast<const double*>(result.real), static_cast<const double*>(result.imag)}) {
+            if (part && part[i] == 0.0) {
+                tally.settle(part[i]);
+                break;
+            }
+        }
+    }
+    return tally;
+}
+
+}  // namespace
+
 bool convolve(const Operand& left, const Operand& right, const ConvolutionShape& shape, const Quantizers& quantizers,
-              const Result& result) {
-    if (isLogging(quantizers)) {
+              const Result& result, const ByElements& byElements) {
+    const std::uint64_t terms = std::min(shape.leftCount, shape.rightCount);
+    const Plan plan = planFor(rangeOf(left, shape.leftCount), rangeOf(right, shape.rightCount), terms,
+                              left.imag && right.imag, quantizers);
+    if (plan.way == Plan::Way::none) {
         return false;
     }
-    const std::uint64_t terms = std::min(shape.leftCount, shape.rightCount);
-    const Range products = product(rangeOf(left, shape.leftCount), rangeOf(right, shape.rightCount));
-    const Plan plan = planFor(products, terms, left.imag && right.imag, quantizers);
     // Elements beyond the full convolution are zero.
     const std::uint64_t fullCount = terms == 0 ? 0 : shape.leftCount + shape.rightCount - 1;
     const std::uint64_t inside = fullCount > shape.offset ? std::min(shape.count, fullCount - shape.offset) : 0;
+    const auto fillOutside = [&] {
+        for (double* const part : {result.real, result.imag}) {
+            if (part) {
+                std::fill_n(part + inside, shape.count - inside, 0.0);
+            }
+        }
+    };
     try {
+        std::vector<std::uint64_t> overflows(plan.counts ? inside : 0);
+        Record record(plan, plan.counts ? termsOf(shape, inside) : 0, result.imag ? 2 : 1);
+        record.notes.overflows = overflows.data();
+        fillOutside();
         if (inside > 0) {
-            Convolution(left, right, shape, plan, result).run(inside);
+            Convolution convolution(left, right, shape, plan, result);
+            convolution.run(0, inside, plan.counts ? &record.notes : nullptr);
+            if (plan.counts) {
+                handOver(record, plan, false,
+                         {inside, kLaneMultiple,
+                          [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) {
+                              convolution.run(begin, end, &notes);
+                          },
+                          byElements});
+            }
+        }
+        if (plan.counts && qlogger::getLogging()) {
+            if (quantizers.result) {
+                storeTally(result, shape.count).handTo(*quantizers.result);
+            }
+            if (quantizers.countsRunningOverflows && quantizers.sum.getQlogger().isLogging()) {
+                quantizers.pair.getQlogger().addtoOverflows(runningCount(overflows, shape.count));
+            }
         }
     } catch (const std::bad_alloc&) {
         return false;
     }
-    std::fill_n(result.real + inside, shape.count - inside, 0.0);
-    if (result.imag) {
-        std::fill_n(result.imag + inside, shape.count - inside, 0.0);
-    }
     return true;
 }
 
-bool sumColumns(const double* values, int exponent, std::uint64_t rows, std::uint64_t columns, const quantizer& sum,
-                bool castsBeforeSum, double* result) {
-    if (sum.getQlogger().isLogging()) {
-        return false;
-    }
-    const Range range = rangeOf(values, rows * columns, exponent);
-    const auto count = static_cast<double>(rows);
-    if (isExact(range, count) && (!castsBeforeSum || leaves(sum, range)) && leaves(sum, times(range, count))) {
-        for (std::uint64_t column = 0; column < columns; ++column) {
-            result[column] = productloops::sumExact(values + column * rows, rows);
+bool sumColumns(const Operand& x, std::uint64_t rows, std::uint64_t columns, const quantizer& sum, bool castsBeforeSum,
+                const Result& result, const ByElements& byElements) {
+    const Quantizers quantizers{sum, sum, sum, false, castsBeforeSum, false, nullptr, false};
+    const Range range = rangeOf(x, rows * columns);
+    RangeMachine machine(quantizers);
+    const bool isExact = provesSum(machine, range, rows);
+    Plan plan(quantizers);
+    plan.counts = isLogging(quantizers);
+    const auto parts = [&](const auto& step) {
+        step(x.real, result.real);
+        if (x.imag) {
+            step(x.imag, result.imag);
         }
+    };
+    if (!plan.counts && isExact) {
+        parts([&](const double* values, double* sums) {
+            for (std::uint64_t column = 0; column < columns; ++column) {
+                sums[column] = laneloops::sumExact(values + column * rows, rows);
+            }
+        });
         return true;
     }
-    if (!sum.keepsValues() && !sum.hasFixedKernel()) {
+    if (!sum.hasFixedKernel() && (plan.counts || !sum.keepsValues())) {
         return false;
     }
-    const productloops::Rule rule = productloops::ruleOf(sum);
-    const productloops::Formats formats{sum.getDoubleLimits(), sum.getDoubleLimits()};
-    const productloops::Steps steps{false, castsBeforeSum, !sum.keepsValues()};
-    constexpr std::size_t kTerms = 256;
-    double panel[kTerms * kLaneMultiple];
-    const double one = 1.0;
-    std::fill_n(result, columns, 0.0);
-    for (std::uint64_t column = 0; column < columns; column += kLaneMultiple) {
-        const std::size_t lanes = std::min<std::size_t>(kLaneMultiple, columns - column);
-        for (std::uint64_t row = 0; row < rows; row += kTerms) {
-            const std::size_t terms = std::min<std::size_t>(kTerms, rows - row);
-            pack({values + row, static_cast<std::ptrdiff_t>(rows), 1}, column, lanes, terms, panel);
-            productloops::accumulate(rule, formats, steps, {panel, static_cast<std::ptrdiff_t>(kLaneMultiple), &one, 0},
-                                     terms, nullptr, result + column, lanes);
-        }
+    plan.places.treatment = isExact || sum.keepsValues() ? Treatment::keep : Treatment::quantize;
+    plan.places.rule = laneloops::ruleOf(sum);
+    plan.places.sum = sum.getDoubleLimits();
+    plan.places.castsSum = castsBeforeSum;
+    plan.places.keepsProducts = true;
+    plan.hasOneZero = !range.hasSign && (isExact || plan.places.rule.overflow == embedded::OverflowModeEnum::Saturate);
+    const auto run = [&](std::uint64_t first, std::uint64_t last, RunNotes* notes) {
+        constexpr std::size_t kTerms = 256;
+        double panel[kTerms * kLaneMultiple];
+        const double one = 1.0;
+        parts([&](const double* values, double* sums) {
+            std::fill(sums + first, sums + last, 0.0);
+            for (std::uint64_t column = first; column < last; column += kLaneMultiple) {
+                const std::size_t lanes = std::min<std::size_t>(kLaneMultiple, last - column);
+                for (std::uint64_t row = 0; row < rows; row += kTerms) {
+                    const std::size_t terms = std::min<std::size_t>(kTerms, rows - row);
+                    pack({values + row, static_cast<std::ptrdiff_t>(rows), 1}, column, lanes, terms, panel);
+                    const double* const factor = notes ? nullptr : &one;
+                    laneloops::accumulate(plan.places, {panel, static_cast<std::ptrdiff_t>(kLaneMultiple), factor, 0},
+                                          terms, nullptr, sums + column, lanes, notes);
+                }
+            }
+        });
+    };
+    Record record(plan, rows * columns, x.imag ? 2 : 1);
+    record.products = 0;
+    run(0, columns, plan.counts ? &record.notes : nullptr);
+    if (plan.counts) {
+        handOver(record, plan, false,
+                 {columns, kLaneMultiple,
+                  [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { run(begin, end, &notes); },
+                  [&](std::uint64_t begin, std::uint64_t end) {
+                      parts([&](const double*, double* sums) { std::fill(sums + begin, sums + end, 0.0); });
+                      byElements(begin, end);
+                  }});
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "fi/bulk/blocks.h"
+#include "quantization/tally.h"
 
 namespace tolvane::detail::arrayquotients {
 
@@ -25,25 +26,30 @@ struct Divisions {
 
 class Division {
  public:
-    explicit Division(const quantizer& q) : mQuantizer(q), mCounts(q.getQlogger().isLogging()) {}
+    explicit Division(const quantizer& q) : mQuantizer(q), mTallies(q.getQlogger().isLogging() && q.hasArrayLoops()) {}
 
     void run(const Divisions& block) {
-        if (hasZero(block.divisors, block.count)) {
+        const bool counts = mQuantizer.getQlogger().isLogging();
+        if (hasZero(block.divisors, block.count) || (counts && !mTallies && block.partCount > 1)) {
             runInOrder(block);
             return;
         }
-        // The parts of an element are counted one after the other: extremes depend on the order where zeros of both
-        // signs meet.
-        if (mCounts && block.partCount > 1) {
-            runInOrder(block);
-            return;
-        }
+        Tally tally;
         for (std::size_t part = 0; part < block.partCount; ++part) {
             const std::span<double> results(block.results[part], block.count);
             for (std::size_t i = 0; i < block.count; ++i) {
                 results[i] = block.numerators[part][i] / block.divisors[i];
             }
-            mQuantizer.quantize(results, results);
+            mQuantizer.quantizeAndTally(results, results, mTallies ? &tally : nullptr);
+        }
+        if (!mTallies) {
+            return;
+        }
+        // The parts of an element are counted one after the other: the sign of a zero extreme depends on the order.
+        if (tally.isOpenFor(mQuantizer.getQlogger())) {
+            runInOrder(block);
+        } else {
+            tally.handTo(mQuantizer.getQlogger());
         }
     }
 
@@ -78,7 +84,7 @@ class Division {
     }
 
     const quantizer& mQuantizer;
-    bool mCounts;
+    bool mTallies;
     std::array<double, 2 * kBlock> mQuotients;
 };
 

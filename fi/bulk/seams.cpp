@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
 #include "fi/bulk/matrix.h"
-#include "fi/bulk/products.h"
 #include "fi/result_types/work_cells.h"
 
 namespace tolvane::detail::arrayseams {
@@ -67,9 +67,18 @@ bool sumsRunOnDoubles(const fi& left, const fi& right, const fi& product, const 
            holdsDouble(std::max({wordBits(result), wordBits(product), wordBits(pair)}));
 }
 
-arraymatrix::Quantizers quantizersOf(const fi& product, const fi& pair, const fi& sum) {
-    return {product.getAssignmentQuantizer(), pair.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
-            pair.getCastBeforeSum(), sum.getCastBeforeSum()};
+/// Where the running sums have a register of their own, it is given the sum so far before each term of a matrix
+/// product, and stored in the result.
+arraymatrix::Quantizers quantizersOf(const fi& product, const fi& pair, const fi& sum, const fi& result) {
+    const bool hasOwnSum = &sum != &result;
+    return {product.getAssignmentQuantizer(),
+            pair.getAssignmentQuantizer(),
+            sum.getAssignmentQuantizer(),
+            pair.getCastBeforeSum(),
+            sum.getCastBeforeSum(),
+            hasOwnSum,
+            hasOwnSum ? &result.getQlogger() : nullptr,
+            false};
 }
 
 arraymatrix::Operand operandOf(const fi& x) {
@@ -80,7 +89,7 @@ arraymatrix::Operand operandOf(const fi& x) {
 }  // namespace
 
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
-              fi& result, const std::function<void(std::uint64_t begin, std::uint64_t end)>& byElements) {
+              fi& result, const ByElements& byElements) {
     if (haveSlopeBias(left, right, sum) || !holdDoubles(left, right) || !holdDoubles(product, sum) ||
         !pairCellsHoldDoubles(left, right, sum)) {
         return false;
@@ -91,25 +100,29 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, con
     }
     const auto operandOfProduct = [](const fi& x) {
         const Doubles entries(x);
-        return arrayproducts::Operand{entries.real, entries.imag, x.isscalar()};
+        return elementwise::Operand{entries.real, entries.imag, x.isscalar()};
     };
     const std::uint64_t count = result.numel();
-    const arrayproducts::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
-                                               result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
-    arrayproducts::multiply(operandOfProduct(left), operandOfProduct(right), {out.real(), count},
-                            {out.imag(), out.imag() ? count : 0}, quantizers, byElements);
+    const elementwise::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
+                                             result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
+    if (!elementwise::multiply(operandOfProduct(left), operandOfProduct(right), {out.real(), count},
+                               {out.imag(), out.imag() ? count : 0}, quantizers, byElements)) {
+        return false;
+    }
     operands.settle(result);
     return true;
 }
 
-bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result) {
+bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,
+                      const ByElements& byElements) {
     if (!sumsRunOnDoubles(left, right, product, pair, sum, result)) {
         return false;
     }
     const Target out(result);
-    const arraymatrix::Quantizers quantizers = quantizersOf(product, pair, sum);
+    const arraymatrix::Quantizers quantizers = quantizersOf(product, pair, sum, result);
     const arraymatrix::MatrixShape shape{left.getM(), left.getN(), right.getN()};
-    if (!arraymatrix::multiply(operandOf(left), operandOf(right), shape, quantizers, {out.real(), out.imag()})) {
+    if (!arraymatrix::multiply(operandOf(left), operandOf(right), shape, quantizers, {out.real(), out.imag()},
+                               byElements)) {
         return false;
     }
     if (result.numel() > 0 && shape.inner > 0) {
@@ -121,14 +134,17 @@ bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const 
 }
 
 bool convolve(const fi& left, const fi& right, std::uint64_t offset, const fi& product, const fi& pair, const fi& sum,
-              fi& result) {
+              fi& result, bool countsRunningOverflows, const ByElements& byElements) {
     if (!sumsRunOnDoubles(left, right, product, pair, sum, result)) {
         return false;
     }
     const Target out(result);
-    const arraymatrix::Quantizers quantizers = quantizersOf(product, pair, sum);
+    arraymatrix::Quantizers quantizers = quantizersOf(product, pair, sum, result);
+    quantizers.castsTotal = false;
+    quantizers.countsRunningOverflows = countsRunningOverflows;
     const arraymatrix::ConvolutionShape shape{left.numel(), right.numel(), result.numel(), offset};
-    if (!arraymatrix::convolve(operandOf(left), operandOf(right), shape, quantizers, {out.real(), out.imag()})) {
+    if (!arraymatrix::convolve(operandOf(left), operandOf(right), shape, quantizers, {out.real(), out.imag()},
+                               byElements)) {
         return false;
     }
     if (result.numel() > 0) {
@@ -140,18 +156,14 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const fi& p
     return true;
 }
 
-bool sumColumns(const fi& x, fi& result) {
+bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     if (x.isSlopeBiasScaled() || result.getFimath().isSumSlopeBiasScaled() || !holdDoubles(x, result) ||
         !holdsDouble(std::max(wordBits(x), wordBits(result)))) {
         return false;
     }
     const Target out(result);
-    const arraymatrix::Operand from = operandOf(x);
-    const quantizer& sum = result.getAssignmentQuantizer();
-    const auto run = [&](const double* values, double* sums) {
-        return arraymatrix::sumColumns(values, from.exponent, x.getM(), x.getN(), sum, result.getCastBeforeSum(), sums);
-    };
-    if (!run(from.real, out.real()) || (from.imag && !run(from.imag, out.imag()))) {
+    if (!arraymatrix::sumColumns(operandOf(x), x.getM(), x.getN(), result.getAssignmentQuantizer(),
+                                 result.getCastBeforeSum(), {out.real(), out.imag()}, byElements)) {
         return false;
     }
     if (x.numel() > 0) {

@@ -13,14 +13,19 @@
 
 namespace tolvane::detail::arrayseams {
 
+/// Runs the steps on a range of elements of the result; of columns, for products of matrices.
+using ByElements = std::function<void(std::uint64_t begin, std::uint64_t end)>;
+
 /// `left` is the operand whose product register and, inside of it, sum register do the work; a real operand meets a
-/// complex one from the right. `byElements` runs the steps on a range of elements.
+/// complex one from the right.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
-              fi& result, const std::function<void(std::uint64_t begin, std::uint64_t end)>& byElements);
-/// `pair` is the sum register inside the product register, `sum` the array whose quantizer takes the running sums.
-bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result);
+              fi& result, const ByElements& byElements);
+/// `pair` is the sum register inside the product register, `sum` the array whose quantizer takes the running sums: the
+/// result itself, where the operands have changed places.
+bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,
+                      const ByElements& byElements);
 bool convolve(const fi& left, const fi& right, std::uint64_t offset, const fi& product, const fi& pair, const fi& sum,
-              fi& result);
-bool sumColumns(const fi& x, fi& result);
+              fi& result, bool countsRunningOverflows, const ByElements& byElements);
+bool sumColumns(const fi& x, fi& result, const ByElements& byElements);
 
 }  // namespace tolvane::detail::arrayseams

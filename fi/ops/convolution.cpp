@@ -78,27 +78,29 @@ fi& fi::ficonv(const fi& b, std::uint64_t count, std::uint64_t offset, bool rowR
             finish();
         }
     };
-    const fi& reg = *worker.mProductRegister;
-    if (arrayseams::convolve(*this, right, offset, reg, *reg.mSumRegister, sum, *result)) {
-        return *result.release();
-    }
-    if (isSwapped) {
-        accumulate(
-            0, count, [&] { sum.sumEquals(sum, right * *this, sum, scratch); }, [] {});
-        if (lent) {
-            right.getproductregsumQlogger().addtoOverflows(result->getNoverflows());
-            lent->handTo(*this);
+    const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
+        if (isSwapped) {
+            accumulate(
+                begin, end, [&] { sum.sumEquals(sum, right * *this, sum, scratch); }, [] {});
+            return;
         }
-        return *result.release();
+        accumulate(
+            begin, end, [&] { sum.sumEquals(sum, *this * right, sum, scratch); },
+            // The running count is added after each result: users compare these counts from run to run.
+            [&] {
+                if (getLogging()) {
+                    getproductregsumQlogger().addtoOverflows(sum.getNoverflows());
+                }
+            });
+    };
+    const fi& reg = *worker.mProductRegister;
+    if (!arrayseams::convolve(*this, right, offset, reg, *reg.mSumRegister, sum, *result, !isSwapped, byElements)) {
+        byElements(0, count);
     }
-    accumulate(
-        0, count, [&] { sum.sumEquals(sum, *this * right, sum, scratch); },
-        // The running count is added after each result: users compare these counts from run to run.
-        [&] {
-            if (getLogging()) {
-                getproductregsumQlogger().addtoOverflows(sum.getNoverflows());
-            }
-        });
+    if (lent) {
+        right.getproductregsumQlogger().addtoOverflows(result->getNoverflows());
+        lent->handTo(*this);
+    }
     return *result.release();
 }
 
@@ -126,7 +128,7 @@ fi& fi::leadingdimension_sum() const {
             }
         }
     };
-    if (!arrayseams::sumColumns(*this, *result)) {
+    if (!arrayseams::sumColumns(*this, *result, byColumns)) {
         byColumns(0, mN);
     }
     return *result.release();

@@ -257,8 +257,8 @@ fi& fi::mtimes(const fi& b) const {
         std::make_unique<fi>(rows, columns, type, rules, iscomplex() || b.iscomplex(), getTag(),
                              mFimathIsLocal || b.mFimathIsLocal, embedded::OperationTypeEnum::Assignment, precision);
 
-    const auto accumulate = [&](const auto& step) {
-        for (std::uint64_t column = 0; column < columns; ++column) {
+    const auto accumulate = [&](std::uint64_t begin, std::uint64_t end, const auto& step) {
+        for (std::uint64_t column = begin; column < end; ++column) {
             for (std::uint64_t k = 0; k < inner; ++k) {
                 right.setIndex(column * inner + k);
                 for (std::uint64_t row = 0; row < rows; ++row) {
@@ -278,8 +278,11 @@ fi& fi::mtimes(const fi& b) const {
         }
         number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*right.mProductRegister)));
         const fi& reg = *right.mProductRegister;
-        if (!arrayseams::multiplyMatrices(*this, right, reg, *reg.mSumRegister, *result, *result)) {
-            accumulate([&] { result->sumEquals(*result, right * *this, *result, scratch); });
+        const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
+            accumulate(begin, end, [&] { result->sumEquals(*result, right * *this, *result, scratch); });
+        };
+        if (!arrayseams::multiplyMatrices(*this, right, reg, *reg.mSumRegister, *result, *result, byElements)) {
+            byElements(0, columns);
         }
         if (lent) {
             right.getproductregsumQlogger().addtoOverflows(result->getNoverflows());
@@ -291,11 +294,15 @@ fi& fi::mtimes(const fi& b) const {
     result->initializeSumRegister(type, rules, 0);
     fi& sum = result->getSumRegister();
     number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*mProductRegister)));
-    if (!arrayseams::multiplyMatrices(*this, right, *mProductRegister, *mProductRegister->mSumRegister, sum, *result)) {
-        accumulate([&] {
+    const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
+        accumulate(begin, end, [&] {
             sum.sumEquals(*result, *this * right, sum, scratch);
             *result = sum;
         });
+    };
+    if (!arrayseams::multiplyMatrices(*this, right, *mProductRegister, *mProductRegister->mSumRegister, sum, *result,
+                                      byElements)) {
+        byElements(0, columns);
     }
     if (getLogging()) {
         result->getQlogger().copyMinMax(sum.getQlogger());

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "fi/bulk/broadcast.h"
+#include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
-#include "fi/bulk/sums.h"
 #include "fi/fi.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
@@ -16,7 +16,7 @@ namespace {
 // The two operations by their treatment of the right operand.
 struct Sum {
     static constexpr const char* name = "plus";
-    static constexpr auto arrayOperation = arraysums::Operation::plus;
+    static constexpr auto sign = elementwise::Sign::plus;
     static void combine(number& left, const number& right) { left += right; }
     static double bias(const fi& a, const fi& b, const fi& result) {
         return b.getBias() + a.getBias() - result.getBias();
@@ -24,7 +24,7 @@ struct Sum {
 };
 struct Difference {
     static constexpr const char* name = "minus";
-    static constexpr auto arrayOperation = arraysums::Operation::minus;
+    static constexpr auto sign = elementwise::Sign::minus;
     static void combine(number& left, const number& right) { left -= right; }
     static double bias(const fi& a, const fi& b, const fi& result) {
         return a.getBias() - b.getBias() - result.getBias();
@@ -185,24 +185,24 @@ fi& fi::combineArrays(const fi& b) const {
         operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, tmp, scratch); });
     };
     const auto partsOf = [](const fi& x, bool isScalar) {
-        return arraysums::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
-                                  x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr, isScalar};
+        return elementwise::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
+                                    x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr, isScalar};
     };
-    const arraysums::Operand left = partsOf(*this, operands.leftIsScalar());
-    const arraysums::Operand right = partsOf(b, operands.rightIsScalar());
-    const auto isUsable = [](const fi& x, const arraysums::Operand& parts) {
+    const elementwise::Operand left = partsOf(*this, operands.leftIsScalar());
+    const elementwise::Operand right = partsOf(b, operands.rightIsScalar());
+    const auto isUsable = [](const fi& x, const elementwise::Operand& parts) {
         return parts.real && (parts.imag || !x.iscomplex());
     };
     doublenumber* const sums = result->mReal.asDouble();
     doublenumber* const imagSums = isComplex ? result->mImag.asDouble() : nullptr;
     if (isSlopeBiasCase || !isUsable(*this, left) || !isUsable(b, right) || !sums || (isComplex && !imagSums) ||
-        !tmp.mReal.asDouble() || !scratch.asDouble()) {
+        !tmp.mReal.asDouble() || !scratch.asDouble() ||
+        !elementwise::add(Operation::sign, left, right, sums->elements(),
+                          imagSums ? imagSums->elements() : std::span<double>(), result->getAssignmentQuantizer(),
+                          rules.getCastBeforeSum(), byElements)) {
         byElements(0, result->numel());
         return *result.release();
     }
-    arraysums::combine(Operation::arrayOperation, left, right, sums->elements(),
-                       imagSums ? imagSums->elements() : std::span<double>(), result->getAssignmentQuantizer(),
-                       rules.getCastBeforeSum(), byElements);
     operands.settle(*result);
     return *result.release();
 }

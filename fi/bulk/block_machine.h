@@ -1,0 +1,73 @@
+// The machine that computes blocks of doubles by the quantizers themselves, for formats and mixtures of rules that the
+// vector loops don't have.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
+#include "fi/bulk/lane_loops.h"
+#include "quantization/quantizer.h"
+
+namespace tolvane::detail {
+
+namespace blocksteps {
+#include "fi/bulk/steps.inl.h"
+}  // namespace blocksteps
+
+/// Cells are spans of doubles, one length for all that are combined.
+class BlockMachine {
+ public:
+    using Sign = laneloops::Sign;
+    using Values = std::span<const double>;
+    using Cell = std::span<double>;
+    struct Place {
+        const quantizer& format;
+        bool casts;
+        Tally* tally;  // null where nothing is counted
+    };
+
+    /// `scratch` holds a converted operand; it is needed only for places that cast operands that are no cells.
+    BlockMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums, double* scratch)
+        : product(ofProducts), pair(ofPairs), sum(ofSums), mScratch(scratch) {}
+
+    static void multiply(Cell cell, Values a, Values b) {
+        std::transform(a.begin(), a.end(), b.begin(), cell.begin(), [](double x, double y) { return x * y; });
+    }
+    static void multiply(Cell cell, Values a, double b) {
+        std::transform(a.begin(), a.end(), cell.begin(), [b](double x) { return x * b; });
+    }
+    static void combine(Sign sign, Cell cell, Values x) {
+        if (sign == Sign::plus) {
+            std::transform(cell.begin(), cell.end(), x.begin(), cell.begin(), [](double a, double b) { return a + b; });
+        } else {
+            std::transform(cell.begin(), cell.end(), x.begin(), cell.begin(), [](double a, double b) { return a - b; });
+        }
+    }
+    static bool casts(const Place& place) { return place.casts; }
+    static Values cast(const Place& place, Cell& x) {
+        if (place.casts) {
+            quantize(place, x);
+        }
+        return x;
+    }
+    Values cast(const Place& place, const Values& x) const {
+        if (!place.casts) {
+            return x;
+        }
+        Cell copy(mScratch, x.size());
+        std::ranges::copy(x, copy.begin());
+        quantize(place, copy);
+        return copy;
+    }
+    static void quantize(const Place& place, Cell cell) { place.format.quantizeAndTally(cell, cell, place.tally); }
+
+    Place product;
+    Place pair;
+    Place sum;
+
+ private:
+    double* mScratch;
+};
+
+}  // namespace tolvane::detail

@@ -1,0 +1,835 @@
+// This file is compiled once for each instruction set, by including itself (see quantization/array_kernels.cpp); the
+// part under HWY_ONCE, compiled once, picks the loops of the best set that the processor has.
+#include "fi/bulk/lane_loops.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "quantization/array_kernels.h"
+#include "quantization/float_limits.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "fi/bulk/lane_loops.cpp"
+#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
+#include <hwy/foreach_target.h>  // NOLINT(misc-unused-includes): must come before highway.h
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace tolvane::detail::laneloops {
+namespace HWY_NAMESPACE {
+namespace {
+
+// The loops are large, and processors without vectors of doubles never run them (`areAvailable`).
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+bool addForTarget(const Places&, Sign, Operands, double*, std::size_t, Tallies*) {
+    return false;
+}
+bool multiplyForTarget(const Places&, Operands, double*, std::size_t, Tallies*) {
+    return false;
+}
+bool multiplyPairsForTarget(const Places&, Sign, Operands, Operands, double*, std::size_t, Tallies*) {
+    return false;
+}
+void accumulateForTarget(const Places&, const Run&, std::size_t, const Extent*, double*, std::size_t, RunNotes*) {}
+void accumulatePairsForTarget(const Places&, Sign, const Run&, const Run&, std::size_t, const Extent*, double*,
+                              std::size_t, RunNotes*) {}
+void accumulateExactForTarget(const Run&, std::size_t, double*, std::size_t) {}
+Survey surveyForTarget(const double*, std::size_t, const Membership&) {
+    return {};
+}
+Tally extremesForTarget(const double*, std::size_t) {
+    return {};
+}
+double sumExactForTarget(const double*, std::size_t) {
+    return 0.0;
+}
+#else
+
+#include "quantization/lanes.inl.h"
+
+#include "fi/bulk/membership.inl.h"
+#include "fi/bulk/steps.inl.h"
+#include "numbers/rounding_rules.inl.h"
+#include "quantization/fixed_rules.inl.h"
+#include "quantization/lane_tally.inl.h"
+
+// Stages: what a place does to a vector.
+
+// Every rule makes one more loop of each kind, and the loops are large. So what can be a number without costing more
+// than an addition is one here, not a template parameter.
+
+/// The limits of a format with the numbers that represent the sign of its word and some rules.
+struct StageLimits : FixedDoubleLimits {
+    StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum round) : FixedDoubleLimits(format) {
+        using Mode = embedded::RoundModeEnum;
+        if (format.lowerbound < 0.0) {
+            wrapsFrom = -format.lowerbound;
+        }
+        if (round == Mode::Nearest || round == Mode::Round) {
+            addend = 0.5;
+        } else if (round == Mode::Ceil) {
+            scale = -scale;
+            inverseScale = -inverseScale;
+        }
+        signsOfNaN = round == Mode::Fix ? std::numeric_limits<double>::quiet_NaN() : 0.0;
+    }
+    double wrapsFrom = std::numeric_limits<double>::infinity();  // remainders from here on lie below zero
+    double addend = -0.0;                                        // before the floor is taken
+    double signsOfNaN = 0.0;                                     // NaN where NaN keeps its sign
+};
+
+/// Ceil, floor and nearest: the floor of a sum. Adding -0.0 changes nothing, and ceil(x) is -floor(-x), for which the
+/// scale and its inverse are negative. All are exact, signs of zero included.
+struct FlooredSum {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) { return roundFloor(x + like(x, limits.addend)); }
+};
+/// Fix and round: the floor of a sum with the magnitude, with the sign of x. Only of NaN does the rule for round clear
+/// the sign.
+struct FlooredMagnitude {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) {
+        const Lanes size = magnitude(x);
+        const Lanes whole = roundFloor(size + like(x, limits.addend));
+        const Mask hasSign =
+            either(x == x, hn::Ne(hn::Set(Tag(), limits.signsOfNaN), hn::Set(Tag(), limits.signsOfNaN)));
+        const auto sign = hn::IfThenElseZero(hasSign, hn::AndNot(size.v, x.v));
+        return choose(size >= like(x, 0x1p52), x, {hn::Or(whole.v, sign)});
+    }
+};
+/// To nearest, ties to even.
+struct Convergent {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return ConvergentRule::apply(x); }
+};
+
+/// The word of either sign.
+struct AnyWord {
+    template <class V>
+    static V wrapped(V x, const auto& limits) {
+        const V remainder = modWraparound(x, limits);
+        return choose(remainder >= like(x, limits.wrapsFrom), remainder - like(x, limits.wraparound), remainder);
+    }
+};
+
+/// A value that nothing happened to.
+struct Kept {
+    Lanes value;
+};
+
+struct Keep {
+    Keep(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership&) {}
+    HWY_INLINE Kept operator()(Lanes x) const { return {x}; }
+    HWY_INLINE bool holds() const { return true; }
+};
+
+class Examine {
+ public:
+    Examine(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership& members)
+        : mMembers(members), mExaminer(members) {}
+    HWY_INLINE Kept operator()(Lanes x) {
+        mExaminer.examine(x, mEvidence);
+        return {x};
+    }
+    HWY_INLINE bool holds() const { return areMembers(mEvidence, mMembers); }
+
+ private:
+    Membership mMembers;
+    Examiner mExaminer;
+    Evidence mEvidence;
+};
+
+template <class Rounding, class Overflow>
+class Quantize {
+ public:
+    Quantize(const FixedDoubleLimits& format, embedded::RoundModeEnum round, const Membership&)
+        : mLimits(format, round) {}
+    HWY_INLINE auto operator()(Lanes x) const {
+        const Lanes whole = Rounding::apply(x * like(x, mLimits.scale), mLimits);
+        return quantizeRoundedValue<Overflow, AnyWord>(x, whole * like(x, mLimits.inverseScale), mLimits);
+    }
+    HWY_INLINE bool holds() const { return true; }
+
+ private:
+    StageLimits mLimits;
+};
+
+// The machine.
+
+/// Casts is bool, or std::bool_constant where the loop is compiled for the answer.
+template <class Stage, class Casts, class Notes>
+struct Place {
+    Place(const Stage& what, bool castsFirst) : stage(what), casts(castsOf(castsFirst)) {}
+    static Casts castsOf(bool given) {
+        if constexpr (std::is_same_v<Casts, bool>) {
+            return given;
+        } else {
+            return {};
+        }
+    }
+    Stage stage;
+    [[no_unique_address]] Casts casts;
+    [[no_unique_address]] Notes notes;
+};
+
+struct Plus {};
+/// A difference is the sum with the negated value in every bit.
+struct EitherSign {
+    explicit EitherSign(Sign sign) : bits(hn::BitCast(BitsTag(), hn::Set(Tag(), sign == Sign::minus ? -0.0 : 0.0))) {}
+    hn::Vec<BitsTag> bits;
+};
+
+/// Vectors of doubles, with statistics or without. `Kind` names the stages, the casts and the notes.
+template <class Kind, std::size_t vectors = 1>
+struct LaneMachine {
+    using Notes = typename Kind::template Notes<1>;
+    using SumNotes = typename Kind::template Notes<vectors>;
+    static constexpr bool counts = Notes::counts;
+
+    explicit LaneMachine(const Places& p)
+        : product({p.product, p.rule.round, p.productMembers}, false),
+          pair({p.sum, p.rule.round, p.sumMembers}, p.castsPair),
+          sum({p.sum, p.rule.round, p.sumMembers}, p.castsSum) {}
+
+    HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { cell = a * b; }
+    HWY_INLINE void combine(Plus, Lanes& cell, Lanes x) { cell = cell + x; }
+    HWY_INLINE void combine(const EitherSign& sign, Lanes& cell, Lanes x) {
+        cell.v = hn::Add(cell.v, hn::BitCast(Tag(), hn::Xor(hn::BitCast(BitsTag(), x.v), sign.bits)));
+    }
+    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
+    HWY_INLINE Lanes cast(auto& place, Lanes x) {
+        if (place.casts) {
+            quantize(place, x);
+        }
+        return x;
+    }
+    HWY_INLINE void quantize(auto& place, Lanes& cell) {
+        const auto result = place.stage(cell);
+        place.notes.note(result);
+        cell = result.value;
+    }
+    HWY_INLINE void quantize(auto& place, Lanes& cell, Mask used) {
+        const auto result = place.stage(cell);
+        place.notes.note(result, used);
+        cell = result.value;
+    }
+    bool holds() const { return product.stage.holds() && pair.stage.holds() && sum.stage.holds(); }
+    void noteIn(Tallies& tallies) const {
+        if constexpr (counts) {
+            tallies.product.join(product.notes.total());
+            tallies.pair.join(pair.notes.total());
+            tallies.sum.join(sum.notes.total());
+        }
+    }
+
+    Place<typename Kind::ProductStage, std::false_type, Notes> product;
+    Place<typename Kind::SumStage, typename Kind::CastsPair, Notes> pair;
+    Place<typename Kind::SumStage, typename Kind::CastsSum, SumNotes> sum;
+};
+
+/// A machine of which only some lanes count.
+template <class Machine>
+struct SomeLanes {
+    HWY_INLINE SomeLanes(Machine& machine, Mask lanes)
+        : whole(machine), used(lanes), product(machine.product), pair(machine.pair), sum(machine.sum) {}
+    HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { whole.multiply(cell, a, b); }
+    HWY_INLINE void combine(const auto& sign, Lanes& cell, Lanes x) { whole.combine(sign, cell, x); }
+    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
+    HWY_INLINE Lanes cast(auto& place, Lanes x) {
+        if (place.casts) {
+            quantize(place, x);
+        }
+        return x;
+    }
+    HWY_INLINE void quantize(auto& place, Lanes& cell) { whole.quantize(place, cell, used); }
+
+    Machine& whole;
+    Mask used;
+    decltype(Machine::product)& product;
+    decltype(Machine::pair)& pair;
+    decltype(Machine::sum)& sum;
+};
+
+// Kinds of machines: without statistics, compiled for what the places do; with statistics, told at run time whether
+// they cast.
+
+template <std::size_t>
+struct Silent : NoNotes {};
+
+template <class Product, class Sum, bool castsPairs, bool castsSums>
+struct Uncounted {
+    static constexpr bool counts = false;
+    static constexpr bool isPair = false;
+    using ProductStage = Product;
+    using SumStage = Sum;
+    using CastsPair = std::bool_constant<castsPairs>;
+    using CastsSum = std::bool_constant<castsSums>;
+    template <std::size_t vectors>
+    using Notes = Silent<vectors>;
+};
+template <class Stage>
+struct Counted {
+    static constexpr bool counts = true;
+    static constexpr bool isPair = false;
+    using ProductStage = Stage;
+    using SumStage = Stage;
+    using CastsPair = bool;
+    using CastsSum = bool;
+    template <std::size_t vectors>
+    using Notes = LaneTally<vectors>;
+};
+template <class Kind>
+struct OfPairs : Kind {
+    static constexpr bool isPair = true;
+};
+
+HWY_INLINE Lanes load(const double* values) {
+    return {hn::LoadU(Tag(), values)};
+}
+
+/// Loads `count` lanes or all; the others are zero.
+HWY_INLINE Lanes loadSome(const double* values, std::size_t count) {
+    if (count >= hn::Lanes(Tag())) {
+        return load(values);
+    }
+    alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)] = {};
+    std::copy(values, values + count, lanes);
+    return load(lanes);
+}
+
+/// Stores `count` lanes or all.
+HWY_INLINE void store(Lanes x, double* out, std::size_t count) {
+    const std::size_t width = hn::Lanes(Tag());
+    if (count >= width) {
+        hn::StoreU(x.v, Tag(), out);
+        return;
+    }
+    alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)];
+    hn::Store(x.v, Tag(), lanes);
+    std::copy(lanes, lanes + count, out);
+}
+
+// Element by element.
+
+/// Loops of so many steps that a mask costs little beside them, and a second copy much.
+template <class Kind>
+constexpr bool kAlwaysMasks = Kind::isPair&& Kind::counts;
+
+/// Lets the machine run `step` on the vectors of some arrays and stores what it returns. Zeros, which are values of
+/// every format and give zeros, fill up the last vectors.
+template <class Kind, std::size_t inputs, class Step>
+HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[inputs], double* out, std::size_t count,
+                           const Step& step, Tallies* tallies) {
+    const Tag tag;
+    const std::size_t width = hn::Lanes(tag);
+    LaneMachine<Kind> machine(places);
+    const auto call = [&step](auto& m, const double* const(&from)[inputs], std::size_t at) HWY_ATTR {
+        if constexpr (inputs == 2) {
+            return step(m, load(from[0] + at), load(from[1] + at));
+        } else {
+            return step(m, load(from[0] + at), load(from[1] + at), load(from[2] + at), load(from[3] + at));
+        }
+    };
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        if constexpr (kAlwaysMasks<Kind>) {
+            break;
+        }
+        hn::StoreU(call(machine, in, i).v, tag, out + i);
+    }
+    for (; i < count; i += width) {
+        const std::size_t used = std::min(width, count - i);
+        alignas(HWY_MAX_BYTES) double rest[inputs][HWY_MAX_BYTES / sizeof(double)] = {};
+        const double* from[inputs];
+        for (std::size_t k = 0; k < inputs; ++k) {
+            from[k] = in[k] + i;
+            if (used < width) {
+                std::copy_n(from[k], used, rest[k]);
+                from[k] = rest[k];
+            }
+        }
+        if constexpr (Kind::counts) {
+            SomeLanes some(machine, hn::FirstN(tag, used));
+            store(call(some, from, 0), out + i, used);
+        } else {
+            store(call(machine, from, 0), out + i, used);
+        }
+    }
+    if (tallies) {
+        machine.noteIn(*tallies);
+    }
+    return machine.holds();
+}
+
+template <class Kind>
+bool addLoop(const Places& places, Sign sign, Operands operands, double* out, std::size_t count, Tallies* tallies) {
+    const double* const in[] = {operands.left, operands.right};
+    const auto step = [either = EitherSign(sign)](auto& machine, Lanes a, Lanes b) HWY_ATTR {
+        combineStep(machine, machine.sum, either, a, b);
+        return a;
+    };
+    return forVectors<Kind>(places, in, out, count, step, tallies);
+}
+
+template <class Kind>
+bool multiplyLoop(const Places& places, Operands factors, double* out, std::size_t count, Tallies* tallies) {
+    const double* const in[] = {factors.left, factors.right};
+    const auto step = [](auto& machine, Lanes a, Lanes b) HWY_ATTR {
+        Lanes cell;
+        multiplyStep(machine, cell, a, b);
+        return cell;
+    };
+    return forVectors<Kind>(places, in, out, count, step, tallies);
+}
+
+template <class Kind>
+bool multiplyPairsLoop(const Places& places, Sign sign, Operands first, Operands second, double* out, std::size_t count,
+                       Tallies* tallies) {
+    const double* const in[] = {first.left, first.right, second.left, second.right};
+    const auto step = [either = EitherSign(sign)](auto& machine, Lanes a, Lanes b, Lanes c, Lanes d) HWY_ATTR {
+        Lanes cell;
+        Lanes other;
+        multiplyPairStep(machine, either, cell, other, a, b, c, d);
+        return cell;
+    };
+    return forVectors<Kind>(places, in, out, count, step, tallies);
+}
+
+// Runs.
+
+/// Which lanes take part, for the lanes of a tile.
+class TileExtent {
+ public:
+    /// `used` lanes of the tile's `lanes` exist.
+    TileExtent(const Extent* extent, std::size_t begin, std::size_t lanes, std::size_t used)
+        : mExtent(extent ? *extent : Extent{0, 0, std::numeric_limits<std::ptrdiff_t>::max()}),
+          mFirst(mExtent.start + static_cast<std::ptrdiff_t>(begin)),
+          mLast(used < lanes ? -1 : mExtent.length - static_cast<std::ptrdiff_t>(lanes)),
+          mUsed(static_cast<double>(used)) {}
+    HWY_INLINE bool holdsAll() const { return mFirst >= 0 && mFirst <= mLast; }
+    HWY_INLINE Mask mask(std::size_t vector) const {
+        const Tag tag;
+        const auto lane = static_cast<std::ptrdiff_t>(vector * hn::Lanes(tag));
+        const Lanes position{hn::Iota(tag, static_cast<double>(mFirst + lane))};
+        const Lanes index{hn::Iota(tag, static_cast<double>(lane))};
+        return both(index < like(index, mUsed), both(position >= like(position, 0.0),
+                                                     position < like(position, static_cast<double>(mExtent.length))));
+    }
+    HWY_INLINE void advance() { mFirst += mExtent.step; }
+
+ private:
+    Extent mExtent;
+    std::ptrdiff_t mFirst;
+    std::ptrdiff_t mLast;
+    double mUsed;
+};
+
+/// Vectors that are worked on together, so that the steps of one fill the waits of another: few where the steps of one
+/// keep the processor busy.
+template <class Kind>
+constexpr std::size_t kTileVectors = Kind::isPair || Kind::counts || HWY_TARGET == HWY_SSE4 ? 2 : 4;
+
+/// Runs all terms for a tile of lanes; the last may be short of lanes. `term(machine, lane, t)` gives the terms from a
+/// lane on.
+template <class Kind, std::size_t tileVectors, class Term>
+HWY_INLINE void runTile(const Places& places, const Term& term, std::size_t terms, const Extent* wanted,
+                        std::size_t begin, double* out, std::size_t lanes, RunNotes* notes) {
+    const std::size_t width = hn::Lanes(Tag());
+    const std::size_t vectors = (lanes + width - 1) / width;
+    LaneMachine<Kind, tileVectors> machine(places);
+    TileExtent extent(wanted, begin, tileVectors * width, lanes);
+    Lanes total[tileVectors];
+    for (std::size_t v = 0; v < tileVectors; ++v) {
+        total[v] = v < vectors ? loadSome(out + v * width, lanes - v * width) : Lanes{hn::Zero(Tag())};
+    }
+    for (std::size_t t = 0; t < terms; ++t, extent.advance()) {
+        if (!kAlwaysMasks<Kind> && HWY_LIKELY(extent.holdsAll())) {
+#pragma GCC unroll 4
+            for (std::size_t v = 0; v < tileVectors; ++v) {
+                machine.sum.notes.select(v);
+                Lanes x = term(machine, begin + v * width, t);
+                accumulateStep(machine, machine.sum, Plus(), total[v], x);
+            }
+            continue;
+        }
+#pragma GCC unroll 1
+        for (std::size_t v = 0; v < vectors; ++v) {
+            machine.sum.notes.select(v);
+            SomeLanes some(machine, extent.mask(v));
+            Lanes next = total[v];
+            Lanes x = term(some, begin + v * width, t);
+            accumulateStep(some, some.sum, Plus(), next, x);
+            total[v] = choose(some.used, next, total[v]);
+        }
+    }
+    for (std::size_t v = 0; v < vectors; ++v) {
+        store(total[v], out + v * width, lanes - v * width);
+    }
+    if constexpr (Kind::counts) {
+        machine.noteIn(notes->tallies);
+        for (std::size_t v = 0; notes->overflows && v < vectors; ++v) {
+            machine.sum.notes.addOverflows(v, notes->overflows + begin + v * width, std::min(width, lanes - v * width));
+        }
+    }
+}
+
+template <class Kind, class Term>
+HWY_INLINE void runTiles(const Places& places, const Term& term, std::size_t terms, const Extent* extent, double* out,
+                         std::size_t lanes, RunNotes* notes) {
+    constexpr std::size_t kVectors = kTileVectors<Kind>;
+    const std::size_t tile = kVectors * hn::Lanes(Tag());
+    for (std::size_t i = 0; i < lanes; i += tile) {
+        runTile<Kind, kVectors>(places, term, terms, extent, i, out + i, std::min(tile, lanes - i), notes);
+    }
+}
+
+HWY_INLINE Lanes movingAt(const Run& run, std::size_t lane, std::size_t t) {
+    return load(run.moving + static_cast<std::ptrdiff_t>(t) * run.movingStep + lane);
+}
+HWY_INLINE Lanes fixedAt(const Run& run, std::size_t t) {
+    return {hn::Set(Tag(), run.fixed[static_cast<std::ptrdiff_t>(t) * run.fixedStep])};
+}
+
+template <class Kind>
+void accumulateLoop(const Places& places, const Run& run, std::size_t terms, const Extent* extent, double* out,
+                    std::size_t lanes, RunNotes* notes) {
+    const auto term = [run](auto& machine, std::size_t lane, std::size_t t) HWY_ATTR {
+        Lanes cell = movingAt(run, lane, t);
+        if (!Kind::counts || run.fixed) {
+            multiplyStep(machine, cell, cell, fixedAt(run, t));
+        }
+        return cell;
+    };
+    runTiles<Kind>(places, term, terms, extent, out, lanes, notes);
+}
+
+template <class Kind>
+void accumulatePairsLoop(const Places& places, Sign sign, const Run& first, const Run& second, std::size_t terms,
+                         const Extent* extent, double* out, std::size_t lanes, RunNotes* notes) {
+    const auto term = [first, second, either = EitherSign(sign)](auto& machine, std::size_t lane, std::size_t t)
+                          HWY_ATTR {
+                              Lanes cell;
+                              Lanes other;
+                              multiplyPairStep(machine, either, cell, other, movingAt(first, lane, t),
+                                               fixedAt(first, t), movingAt(second, lane, t), fixedAt(second, t));
+                              return cell;
+                          };
+    runTiles<Kind>(places, term, terms, extent, out, lanes, notes);
+}
+
+template <std::size_t vectors>
+HWY_INLINE void exactTile(const Run& run, std::size_t terms, double* out, std::size_t lanes) {
+    const Tag tag;
+    const std::size_t width = hn::Lanes(tag);
+    hn::Vec<Tag> total[vectors];
+    for (auto& x : total) {
+        x = hn::Zero(tag);
+    }
+    const double* moving = run.moving;
+    const double* fixed = run.fixed;
+    for (std::size_t t = 0; t < terms; ++t, moving += run.movingStep, fixed += run.fixedStep) {
+        const auto factor = hn::Set(tag, *fixed);
+#pragma GCC unroll 8
+        for (std::size_t v = 0; v < vectors; ++v) {
+            total[v] = hn::MulAdd(hn::LoadU(tag, moving + v * width), factor, total[v]);
+        }
+    }
+    for (std::size_t v = 0; v < vectors; ++v) {
+        const std::size_t begin = v * width;
+        if (begin + width <= lanes) {
+            hn::StoreU(hn::Add(total[v], hn::LoadU(tag, out + begin)), tag, out + begin);
+        } else if (begin < lanes) {
+            alignas(HWY_MAX_BYTES) double rest[HWY_MAX_BYTES / sizeof(double)];
+            hn::Store(total[v], tag, rest);
+            for (std::size_t i = begin; i < lanes; ++i) {
+                out[i] += rest[i - begin];
+            }
+        }
+    }
+}
+
+void accumulateExactForTarget(const Run& run, std::size_t terms, double* out, std::size_t lanes) {
+    constexpr std::size_t kVectors = 8;
+    const std::size_t width = hn::Lanes(Tag());
+    const auto runAt = [&run](std::size_t lane) {
+        return Run{run.moving + lane, run.movingStep, run.fixed, run.fixedStep};
+    };
+    std::size_t i = 0;
+    for (; i + kVectors * width <= lanes; i += kVectors * width) {
+        exactTile<kVectors>(runAt(i), terms, out + i, kVectors * width);
+    }
+    for (; i < lanes; i += width) {
+        exactTile<1>(runAt(i), terms, out + i, lanes - i);
+    }
+}
+
+// Surveys.
+
+Survey surveyForTarget(const double* values, std::size_t count, const Membership& grid) {
+    const Tag tag;
+    const std::size_t width = hn::Lanes(tag);
+    const Examiner examiner(grid);
+    Evidence evidence;
+    Lanes least{hn::Zero(tag)};
+    Lanes greatest{hn::Zero(tag)};
+    auto bits = hn::Zero(BitsTag());
+    const auto look = [&](Lanes x) HWY_ATTR {
+        examiner.examine(x, evidence);
+        least = lesserOf(x, least);
+        greatest = greaterOf(x, greatest);
+        bits = hn::Or(bits, hn::BitCast(BitsTag(), x.v));
+    };
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        look(load(values + i));
+    }
+    if (i < count) {
+        look(loadSome(values + i, count - i));
+    }
+    const auto sign = hn::Set(BitsTag(), std::uint64_t{1} << 63);
+    return {hn::GetLane(hn::MinOfLanes(tag, least.v)), hn::GetLane(hn::MaxOfLanes(tag, greatest.v)), isOnGrid(evidence),
+            !hn::AllTrue(BitsTag(), hn::Eq(hn::And(bits, sign), hn::Zero(BitsTag())))};
+}
+
+Tally extremesForTarget(const double* values, std::size_t count) {
+    const std::size_t width = hn::Lanes(Tag());
+    LaneTally<1> tally;
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        tally.note(Kept{load(values + i)});
+    }
+    if (i < count) {
+        tally.note(Kept{loadSome(values + i, count - i)}, hn::FirstN(Tag(), count - i));
+    }
+    Tally result = tally.total();
+    result.values = count;
+    return result;
+}
+
+double sumExactForTarget(const double* values, std::size_t count) {
+    const Tag tag;
+    const std::size_t width = hn::Lanes(tag);
+    hn::Vec<Tag> total[4];
+    for (auto& x : total) {
+        x = hn::Zero(tag);
+    }
+    std::size_t i = 0;
+    for (; i + 4 * width <= count; i += 4 * width) {
+#pragma GCC unroll 4
+        for (std::size_t v = 0; v < 4; ++v) {
+            total[v] = hn::Add(total[v], hn::LoadU(tag, values + i + v * width));
+        }
+    }
+    double rest = 0.0;
+    for (; i < count; ++i) {
+        rest += values[i];
+    }
+    return rest + hn::GetLane(hn::SumOfLanes(tag, hn::Add(hn::Add(total[0], total[1]), hn::Add(total[2], total[3]))));
+}
+
+// Tables: one row for each way to overflow, columns in the order of embedded::RoundModeEnum.
+
+using AddLoop = bool (*)(const Places&, Sign, Operands, double*, std::size_t, Tallies*);
+using MultiplyLoop = bool (*)(const Places&, Operands, double*, std::size_t, Tallies*);
+using PairsLoop = bool (*)(const Places&, Sign, Operands, Operands, double*, std::size_t, Tallies*);
+using AccumulateLoop = void (*)(const Places&, const Run&, std::size_t, const Extent*, double*, std::size_t, RunNotes*);
+using AccumulatePairsLoop = void (*)(const Places&, Sign, const Run&, const Run&, std::size_t, const Extent*, double*,
+                                     std::size_t, RunNotes*);
+
+// Each names the loops of one kind for a quantizing stage: without casts, with casts, with statistics.
+struct Adding {
+    static constexpr bool isRun = false;
+    template <class Stage, bool casts>
+    static constexpr AddLoop uncounted = addLoop<Uncounted<Keep, Stage, false, casts>>;
+    template <class Stage>
+    static constexpr AddLoop counted = addLoop<Counted<Stage>>;
+};
+struct Multiplying {
+    static constexpr bool isRun = false;
+    template <class Stage, bool>
+    static constexpr MultiplyLoop uncounted = multiplyLoop<Uncounted<Stage, Keep, false, false>>;
+    template <class Stage>
+    static constexpr MultiplyLoop counted = multiplyLoop<Counted<Stage>>;
+};
+struct MultiplyingPairs {
+    static constexpr bool isRun = false;
+    template <class Stage, bool casts>
+    static constexpr PairsLoop uncounted = multiplyPairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
+    template <class Stage>
+    static constexpr PairsLoop counted = multiplyPairsLoop<OfPairs<Counted<Stage>> >;
+};
+struct Accumulating {
+    static constexpr bool isRun = true;
+    template <class Stage, bool casts>
+    static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Stage, Stage, false, casts>>;
+    template <class Stage>
+    static constexpr AccumulateLoop counted = accumulateLoop<Counted<Stage>>;
+};
+struct AccumulatingKeptProducts {
+    static constexpr bool isRun = true;
+    template <class Stage, bool>
+    static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Keep, Stage, false, false>>;
+    template <class Stage>
+    static constexpr AccumulateLoop counted = nullptr;
+};
+// A pair is of the sum's format already, so casting it again changes nothing; only statistics show that it was done.
+struct AccumulatingPairs {
+    static constexpr bool isRun = true;
+    template <class Stage, bool casts>
+    static constexpr AccumulatePairsLoop uncounted =
+        accumulatePairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
+    template <class Stage>
+    static constexpr AccumulatePairsLoop counted = accumulatePairsLoop<OfPairs<Counted<Stage>> >;
+};
+
+template <class Operation, class Stage>
+auto loopFor(bool casts, bool counts) {
+    return counts  ? Operation::template counted<Stage>
+           : casts ? Operation::template uncounted<Stage, true>
+                   : Operation::template uncounted<Stage, false>;
+}
+
+template <class Operation, class Overflow>
+auto loopFor(embedded::RoundModeEnum round, bool casts, bool counts) {
+    using Mode = embedded::RoundModeEnum;
+    switch (round) {
+        case Mode::Convergent:
+            return loopFor<Operation, Quantize<Convergent, Overflow>>(casts, counts);
+        case Mode::Fix:
+        case Mode::Round:
+            return loopFor<Operation, Quantize<FlooredMagnitude, Overflow>>(casts, counts);
+        default:
+            return loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts);
+    }
+}
+
+template <class Operation>
+auto loopFor(const Places& places, bool casts, bool counts) {
+    switch (places.treatment) {
+        case Treatment::keep:
+            return loopFor<Operation, Keep>(false, counts);
+        case Treatment::examine:
+            if constexpr (Operation::isRun) {
+                break;  // runs are surveyed beforehand
+            } else {
+                return loopFor<Operation, Examine>(casts, counts);
+            }
+        case Treatment::quantize:
+            break;
+    }
+    return places.rule.overflow == embedded::OverflowModeEnum::Saturate
+               ? loopFor<Operation, SaturateOverflow>(places.rule.round, casts, counts)
+               : loopFor<Operation, WrapOverflow>(places.rule.round, casts, counts);
+}
+
+bool addForTarget(const Places& places, Sign sign, Operands operands, double* out, std::size_t count,
+                  Tallies* tallies) {
+    return loopFor<Adding>(places, places.castsSum, tallies)(places, sign, operands, out, count, tallies);
+}
+
+bool multiplyForTarget(const Places& places, Operands factors, double* out, std::size_t count, Tallies* tallies) {
+    return loopFor<Multiplying>(places, false, tallies)(places, factors, out, count, tallies);
+}
+
+bool multiplyPairsForTarget(const Places& places, Sign sign, Operands first, Operands second, double* out,
+                            std::size_t count, Tallies* tallies) {
+    return loopFor<MultiplyingPairs>(places, places.castsPair, tallies)(places, sign, first, second, out, count,
+                                                                        tallies);
+}
+
+void accumulateForTarget(const Places& places, const Run& run, std::size_t terms, const Extent* extent, double* out,
+                         std::size_t lanes, RunNotes* notes) {
+    if (notes || !places.keepsProducts) {
+        loopFor<Accumulating>(places, places.castsSum, notes)(places, run, terms, extent, out, lanes, notes);
+        return;
+    }
+    if (!places.castsSum) {
+        loopFor<AccumulatingKeptProducts>(places, false, false)(places, run, terms, extent, out, lanes, notes);
+        return;
+    }
+    // Only the cast quantizes what is added: as products of its format would be.
+    Places cast = places;
+    cast.product = places.sum;
+    loopFor<Accumulating>(cast, false, false)(cast, run, terms, extent, out, lanes, notes);
+}
+
+void accumulatePairsForTarget(const Places& places, Sign sign, const Run& first, const Run& second, std::size_t terms,
+                              const Extent* extent, double* out, std::size_t lanes, RunNotes* notes) {
+    loopFor<AccumulatingPairs>(places, places.castsPair, notes)(places, sign, first, second, terms, extent, out, lanes,
+                                                                notes);
+}
+
+#endif
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace tolvane::detail::laneloops
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tolvane::detail::laneloops {
+
+HWY_EXPORT(addForTarget);
+HWY_EXPORT(multiplyForTarget);
+HWY_EXPORT(multiplyPairsForTarget);
+HWY_EXPORT(accumulateForTarget);
+HWY_EXPORT(accumulatePairsForTarget);
+HWY_EXPORT(accumulateExactForTarget);
+HWY_EXPORT(surveyForTarget);
+HWY_EXPORT(extremesForTarget);
+HWY_EXPORT(sumExactForTarget);
+
+Rule ruleOf(const quantizer& q) {
+    return {q.getRoundMode(), q.getOverflowMode()};
+}
+
+bool areAvailable() {
+    return arraykernels::areAvailable();
+}
+
+bool add(const Places& places, Sign sign, Operands operands, double* out, std::size_t count, Tallies* tallies) {
+    return HWY_DYNAMIC_DISPATCH(addForTarget)(places, sign, operands, out, count, tallies);
+}
+
+bool multiply(const Places& places, Operands factors, double* out, std::size_t count, Tallies* tallies) {
+    return HWY_DYNAMIC_DISPATCH(multiplyForTarget)(places, factors, out, count, tallies);
+}
+
+bool multiplyPairs(const Places& places, Sign sign, Operands first, Operands second, double* out, std::size_t count,
+                   Tallies* tallies) {
+    return HWY_DYNAMIC_DISPATCH(multiplyPairsForTarget)(places, sign, first, second, out, count, tallies);
+}
+
+void accumulate(const Places& places, const Run& run, std::size_t terms, const Extent* extent, double* out,
+                std::size_t lanes, RunNotes* notes) {
+    HWY_DYNAMIC_DISPATCH(accumulateForTarget)(places, run, terms, extent, out, lanes, notes);
+}
+
+void accumulatePairs(const Places& places, Sign sign, const Run& first, const Run& second, std::size_t terms,
+                     const Extent* extent, double* out, std::size_t lanes, RunNotes* notes) {
+    HWY_DYNAMIC_DISPATCH(accumulatePairsForTarget)
+    (places, sign, first, second, terms, extent, out, lanes, notes);
+}
+
+void accumulateExact(const Run& run, std::size_t terms, double* out, std::size_t lanes) {
+    HWY_DYNAMIC_DISPATCH(accumulateExactForTarget)(run, terms, out, lanes);
+}
+
+Survey survey(const double* values, std::size_t count, int exponent) {
+    constexpr int kGridBits = 50;
+    const Membership grid{std::ldexp(1.5, 52 + exponent), 0, 64};
+    Survey result = HWY_DYNAMIC_DISPATCH(surveyForTarget)(values, count, grid);
+    // Beyond that many bits the grid test is blind.
+    const double limit = std::ldexp(1.0, kGridBits + exponent);
+    result.isOnGrid = result.isOnGrid && result.least >= -limit && result.greatest <= limit;
+    return result;
+}
+
+Tally extremes(const double* values, std::size_t count) {
+    return HWY_DYNAMIC_DISPATCH(extremesForTarget)(values, count);
+}
+
+double sumExact(const double* values, std::size_t count) {
+    return HWY_DYNAMIC_DISPATCH(sumExactForTarget)(values, count);
+}
+
+}  // namespace tolvane::detail::laneloops
+#endif

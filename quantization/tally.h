@@ -1,0 +1,83 @@
+// Statistics of a pass over many values, to be handed over to the log of their place as a whole.
+//
+// Only the sign of an extreme that is zero depends on the order of the values: a log keeps the sign of the first zero
+// it met. So a tally notes which signs the zeros of its extremes have, and its maker restores the order where it meets
+// both.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "logging/qlogger.h"
+
+namespace tolvane::detail {
+
+struct Tally {
+    /// The signs of zeros: bits that are joined.
+    enum Zeros : unsigned { none = 0, plus = 1, minus = 2, both = 3 };
+
+    /// Adds what a later pass gathered.
+    void append(const Tally& next) {
+        if (next.greatest > greatest) {
+            greatest = next.greatest;
+            greatestZeros = next.greatestZeros;
+        }
+        if (next.least < least) {
+            least = next.least;
+            leastZeros = next.leastZeros;
+        }
+        addCounts(next);
+    }
+    /// Adds what a pass over values between or beside those of this one gathered.
+    void join(const Tally& other) {
+        const unsigned ofGreatest = greatestZeros;
+        const unsigned ofLeast = leastZeros;
+        const bool sameGreatest = greatest == other.greatest;
+        const bool sameLeast = least == other.least;
+        append(other);
+        if (sameGreatest) {
+            greatestZeros = ofGreatest | other.greatestZeros;
+        }
+        if (sameLeast) {
+            leastZeros = ofLeast | other.leastZeros;
+        }
+    }
+    void addCounts(const Tally& other) {
+        values += other.values;
+        overflows += other.overflows;
+        underflows += other.underflows;
+    }
+
+    /// Whether the sign of a zero extreme is open that the log would take.
+    bool isOpenFor(const qlogger& log) const {
+        return (greatestZeros == both && log.getMax().isnegative()) || (leastZeros == both && log.getMin().sign() > 0);
+    }
+    /// Takes the sign of the first zero for zero extremes of both signs.
+    void settle(double firstZero) {
+        const unsigned sign = std::signbit(firstZero) ? minus : plus;
+        greatestZeros = greatestZeros == both ? sign : greatestZeros;
+        leastZeros = leastZeros == both ? sign : leastZeros;
+    }
+    /// Adds the statistics to a log, as one call for each value would do. Gated. No sign may be open for it.
+    void handTo(const qlogger& log) const {
+        log.addArrayStatistics(values, overflows, underflows, withSign(greatest, greatestZeros),
+                               withSign(least, leastZeros));
+    }
+
+    // The extremes of the quantized values, without NaN.
+    double greatest = -std::numeric_limits<double>::infinity();
+    double least = std::numeric_limits<double>::infinity();
+    unsigned greatestZeros = none;  // none unless the extreme is zero
+    unsigned leastZeros = none;
+    std::uint64_t values = 0;
+    std::uint64_t overflows = 0;
+    std::uint64_t underflows = 0;
+
+ private:
+    static double withSign(double extreme, unsigned zeros) {
+        return zeros == none ? extreme : zeros == minus ? -0.0 : 0.0;
+    }
+};
+
+}  // namespace tolvane::detail
