@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "quantization/array_kernels.h"
+#include "quantization/fixed_rules.h"
 #include "quantization/float_limits.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -44,7 +45,23 @@ Tally extremesForTarget(const double*, std::size_t) {
 double sumExactForTarget(const double*, std::size_t) {
     return 0.0;
 }
+double accumulateChainForTarget(const Places&, const double*, std::size_t, double, RunNotes*) {
+    return 0.0;
+}
 #else
+
+// The vocabulary of the rules for single doubles, beside that for vectors.
+using rounding::anyOf;
+using rounding::butNot;
+using rounding::choose;
+using rounding::either;
+using rounding::greaterOf;
+using rounding::lesserOf;
+using rounding::like;
+using rounding::magnitude;
+using rounding::otherBits;
+using rounding::roundCeil;
+using rounding::roundFloor;
 
 #include "quantization/lanes.inl.h"
 
@@ -61,44 +78,45 @@ double sumExactForTarget(const double*, std::size_t) {
 
 /// The limits of a format with the numbers that represent the sign of its word and some rules.
 struct StageLimits : FixedDoubleLimits {
-    StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum round) : FixedDoubleLimits(format) {
+    StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum mode)
+        : FixedDoubleLimits(format), round(mode) {
         using Mode = embedded::RoundModeEnum;
         if (format.lowerbound < 0.0) {
             wrapsFrom = -format.lowerbound;
         }
-        if (round == Mode::Nearest || round == Mode::Round) {
+        if (round == Mode::Nearest) {
             addend = 0.5;
         } else if (round == Mode::Ceil) {
             scale = -scale;
             inverseScale = -inverseScale;
         }
-        signsOfNaN = round == Mode::Fix ? std::numeric_limits<double>::quiet_NaN() : 0.0;
     }
+    embedded::RoundModeEnum round;
     double wrapsFrom = std::numeric_limits<double>::infinity();  // remainders from here on lie below zero
-    double addend = -0.0;                                        // before the floor is taken
-    double signsOfNaN = 0.0;                                     // NaN where NaN keeps its sign
+    double addend = -0.0;                                        // of FlooredSum
 };
 
+/// Ceil and floor, for loops so short that an addition matters.
+struct Floored {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return roundFloor(x); }
+};
 /// Ceil, floor and nearest: the floor of a sum. Adding -0.0 changes nothing, and ceil(x) is -floor(-x), for which the
 /// scale and its inverse are negative. All are exact, signs of zero included.
 struct FlooredSum {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) { return roundFloor(x + like(x, limits.addend)); }
 };
-/// Fix and round: the floor of a sum with the magnitude, with the sign of x. Only of NaN does the rule for round clear
-/// the sign.
-struct FlooredMagnitude {
+/// The other rules, picked while the loop runs, which costs less than loops of their own.
+struct PickedRule {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) {
-        const Lanes size = magnitude(x);
-        const Lanes whole = roundFloor(size + like(x, limits.addend));
-        const Mask hasSign =
-            either(x == x, hn::Ne(hn::Set(Tag(), limits.signsOfNaN), hn::Set(Tag(), limits.signsOfNaN)));
-        const auto sign = hn::IfThenElseZero(hasSign, hn::AndNot(size.v, x.v));
-        return choose(size >= like(x, 0x1p52), x, {hn::Or(whole.v, sign)});
+        switch (limits.round) {
+            case embedded::RoundModeEnum::Fix:
+                return FixRule::apply(x);
+            case embedded::RoundModeEnum::Round:
+                return RoundRule::apply(x);
+            default:
+                return ConvergentRule::apply(x);
+        }
     }
-};
-/// To nearest, ties to even.
-struct Convergent {
-    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return ConvergentRule::apply(x); }
 };
 
 /// The word of either sign.
@@ -561,6 +579,181 @@ void accumulateExactForTarget(const Run& run, std::size_t terms, double* out, st
     }
 }
 
+// Chains: one lane alone, where the time is that of each step waiting for the one before.
+
+/// The tally of a place that meets single values.
+class ChainTally {
+ public:
+    void note(const auto& result) {
+        mTally.greatest = result.value > mTally.greatest ? result.value : mTally.greatest;
+        mTally.least = result.value < mTally.least ? result.value : mTally.least;
+        mTally.overflows += result.overflow ? 1 : 0;
+        mTally.underflows += result.underflow ? 1 : 0;
+    }
+    Tally total(double unit) const {
+        Tally result = mTally;
+        result.greatest *= unit;
+        result.least *= unit;
+        const auto zeros = [](double x) -> unsigned {
+            return x != 0.0 ? Tally::none : std::signbit(x) ? Tally::minus : Tally::plus;
+        };
+        result.greatestZeros = zeros(result.greatest);
+        result.leastZeros = zeros(result.least);
+        return result;
+    }
+
+ private:
+    Tally mTally;
+};
+
+/// The limits of a format in units of its last bit.
+struct UnitLimits {
+    explicit UnitLimits(const FixedDoubleLimits& limits)
+        : lowerbound(limits.lowerbound * limits.scale),
+          realmax(limits.realmax * limits.scale),
+          wraparound(limits.wraparound * limits.scale),
+          inverseWraparound(limits.inverseWraparound * limits.inverseScale) {
+        if (lowerbound < 0.0) {
+            wrapsFrom = -lowerbound;
+        }
+    }
+    double lowerbound;
+    double realmax;
+    double wraparound;
+    double inverseWraparound;
+    double wrapsFrom = std::numeric_limits<double>::infinity();
+};
+
+/// The rule of any rounding mode, picked for each value: for what doesn't wait for the value before.
+struct AnyRule {
+    explicit AnyRule(embedded::RoundModeEnum mode) : round(mode) {}
+    double operator()(double x) const {
+        using Mode = embedded::RoundModeEnum;
+        switch (round) {
+            case Mode::Ceil:
+                return CeilRule::apply(x);
+            case Mode::Convergent:
+                return ConvergentRule::apply(x);
+            case Mode::Fix:
+                return FixRule::apply(x);
+            case Mode::Floor:
+                return FloorRule::apply(x);
+            case Mode::Nearest:
+                return NearestRule::apply(x);
+            default:
+                return RoundRule::apply(x);
+        }
+    }
+    embedded::RoundModeEnum round;
+};
+template <class Rule>
+struct OneRule {
+    explicit OneRule(embedded::RoundModeEnum) {}
+    double operator()(double x) const { return Rule::apply(x); }
+};
+
+/// For sums that are proven to stay in their format.
+struct NoRule {
+    explicit NoRule(embedded::RoundModeEnum) {}
+    double operator()(double x) const { return x; }
+};
+struct NoOverflow {
+    template <class Word, class V>
+    static RangedResult<V, bool> apply(V x, const UnitLimits&) {
+        return {x, false};
+    }
+};
+
+/// Doubles in units of the sum's last bit, so that no scaling waits in the chain. Where terms are converted first, sums
+/// of whole numbers are whole, and only their bounds are checked.
+template <class Rounding, class Overflow, bool castsSum, bool counts>
+class ChainMachine {
+ public:
+    struct Place {
+        UnitLimits limits;
+        ChainTally tally;
+    };
+    explicit ChainMachine(const Places& places) : sum{UnitLimits(places.sum), {}}, mRound(places.rule.round) {}
+
+    static void combine(Plus, double& cell, double x) { cell += x; }
+    double cast(Place& place, double x) {
+        if constexpr (castsSum) {
+            finish(place, x, mRound(x));
+        }
+        return x;
+    }
+    void quantize(Place& place, double& cell) { finish(place, cell, castsSum ? cell : mRound(cell)); }
+
+    Place sum;
+
+ private:
+    static void finish(Place& place, double& cell, double whole) {
+        const auto result = quantizeRoundedValue<Overflow, AnyWord>(cell, whole, place.limits);
+        if constexpr (counts) {
+            place.tally.note(result);
+        }
+        cell = result.value;
+    }
+    Rounding mRound;
+};
+
+using Chain = double (*)(const Places&, const double*, std::size_t, double, RunNotes*);
+
+template <class Machine>
+double chainLoop(const Places& places, const double* terms, std::size_t count, double total, RunNotes* notes) {
+    Machine machine(places);
+    const double scale = places.sum.scale;
+    double sum = total * scale;
+    for (std::size_t i = 0; i < count; ++i) {
+        double term = terms[i] * scale;
+        accumulateStep(machine, machine.sum, Plus(), sum, term);
+    }
+    if (notes) {
+        notes->tallies.sum.join(machine.sum.tally.total(places.sum.inverseScale));
+    }
+    return sum * places.sum.inverseScale;
+}
+
+template <class Rounding, class Overflow, bool castsSum>
+Chain chainFor(bool counts) {
+    return counts ? chainLoop<ChainMachine<Rounding, Overflow, castsSum, true>>
+                  : chainLoop<ChainMachine<Rounding, Overflow, castsSum, false>>;
+}
+
+template <class Overflow>
+Chain chainFor(const Places& places, bool counts) {
+    using Mode = embedded::RoundModeEnum;
+    if (places.castsSum) {
+        return chainFor<AnyRule, Overflow, true>(counts);
+    }
+    switch (places.rule.round) {
+        case Mode::Ceil:
+            return chainFor<OneRule<CeilRule>, Overflow, false>(counts);
+        case Mode::Convergent:
+            return chainFor<OneRule<ConvergentRule>, Overflow, false>(counts);
+        case Mode::Fix:
+            return chainFor<OneRule<FixRule>, Overflow, false>(counts);
+        case Mode::Floor:
+            return chainFor<OneRule<FloorRule>, Overflow, false>(counts);
+        case Mode::Nearest:
+            return chainFor<OneRule<NearestRule>, Overflow, false>(counts);
+        default:
+            return chainFor<OneRule<RoundRule>, Overflow, false>(counts);
+    }
+}
+
+double accumulateChainForTarget(const Places& places, const double* terms, std::size_t count, double total,
+                                RunNotes* notes) {
+    if (places.treatment == Treatment::keep) {
+        return (places.castsSum ? chainFor<NoRule, NoOverflow, true>(notes)
+                                : chainFor<NoRule, NoOverflow, false>(notes))(places, terms, count, total, notes);
+    }
+    const Chain chain = places.rule.overflow == embedded::OverflowModeEnum::Saturate
+                            ? chainFor<SaturateOverflow>(places, notes)
+                            : chainFor<WrapOverflow>(places, notes);
+    return chain(places, terms, count, total, notes);
+}
+
 // Surveys.
 
 Survey surveyForTarget(const double* values, std::size_t count, const Membership& grid) {
@@ -625,7 +818,7 @@ double sumExactForTarget(const double* values, std::size_t count) {
     return rest + hn::GetLane(hn::SumOfLanes(tag, hn::Add(hn::Add(total[0], total[1]), hn::Add(total[2], total[3]))));
 }
 
-// Tables: one row for each way to overflow, columns in the order of embedded::RoundModeEnum.
+// Selection.
 
 using AddLoop = bool (*)(const Places&, Sign, Operands, double*, std::size_t, Tallies*);
 using MultiplyLoop = bool (*)(const Places&, Operands, double*, std::size_t, Tallies*);
@@ -636,6 +829,7 @@ using AccumulatePairsLoop = void (*)(const Places&, Sign, const Run&, const Run&
 
 // Each names the loops of one kind for a quantizing stage: without casts, with casts, with statistics.
 struct Adding {
+    static constexpr bool isShort = true;
     static constexpr bool isRun = false;
     template <class Stage, bool casts>
     static constexpr AddLoop uncounted = addLoop<Uncounted<Keep, Stage, false, casts>>;
@@ -643,6 +837,7 @@ struct Adding {
     static constexpr AddLoop counted = addLoop<Counted<Stage>>;
 };
 struct Multiplying {
+    static constexpr bool isShort = true;
     static constexpr bool isRun = false;
     template <class Stage, bool>
     static constexpr MultiplyLoop uncounted = multiplyLoop<Uncounted<Stage, Keep, false, false>>;
@@ -650,6 +845,7 @@ struct Multiplying {
     static constexpr MultiplyLoop counted = multiplyLoop<Counted<Stage>>;
 };
 struct MultiplyingPairs {
+    static constexpr bool isShort = false;
     static constexpr bool isRun = false;
     template <class Stage, bool casts>
     static constexpr PairsLoop uncounted = multiplyPairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
@@ -657,6 +853,7 @@ struct MultiplyingPairs {
     static constexpr PairsLoop counted = multiplyPairsLoop<OfPairs<Counted<Stage>> >;
 };
 struct Accumulating {
+    static constexpr bool isShort = false;
     static constexpr bool isRun = true;
     template <class Stage, bool casts>
     static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Stage, Stage, false, casts>>;
@@ -664,6 +861,7 @@ struct Accumulating {
     static constexpr AccumulateLoop counted = accumulateLoop<Counted<Stage>>;
 };
 struct AccumulatingKeptProducts {
+    static constexpr bool isShort = false;
     static constexpr bool isRun = true;
     template <class Stage, bool>
     static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Keep, Stage, false, false>>;
@@ -672,6 +870,7 @@ struct AccumulatingKeptProducts {
 };
 // A pair is of the sum's format already, so casting it again changes nothing; only statistics show that it was done.
 struct AccumulatingPairs {
+    static constexpr bool isShort = false;
     static constexpr bool isRun = true;
     template <class Stage, bool casts>
     static constexpr AccumulatePairsLoop uncounted =
@@ -690,15 +889,15 @@ auto loopFor(bool casts, bool counts) {
 template <class Operation, class Overflow>
 auto loopFor(embedded::RoundModeEnum round, bool casts, bool counts) {
     using Mode = embedded::RoundModeEnum;
-    switch (round) {
-        case Mode::Convergent:
-            return loopFor<Operation, Quantize<Convergent, Overflow>>(casts, counts);
-        case Mode::Fix:
-        case Mode::Round:
-            return loopFor<Operation, Quantize<FlooredMagnitude, Overflow>>(casts, counts);
-        default:
-            return loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts);
+    const bool isFloored = round == Mode::Ceil || round == Mode::Floor;
+    if constexpr (Operation::isShort) {
+        if (isFloored && !counts) {
+            using Stage = Quantize<Floored, Overflow>;
+            return casts ? Operation::template uncounted<Stage, true> : Operation::template uncounted<Stage, false>;
+        }
     }
+    return isFloored || round == Mode::Nearest ? loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts)
+                                               : loopFor<Operation, Quantize<PickedRule, Overflow>>(casts, counts);
 }
 
 template <class Operation>
@@ -776,6 +975,7 @@ HWY_EXPORT(accumulateExactForTarget);
 HWY_EXPORT(surveyForTarget);
 HWY_EXPORT(extremesForTarget);
 HWY_EXPORT(sumExactForTarget);
+HWY_EXPORT(accumulateChainForTarget);
 
 Rule ruleOf(const quantizer& q) {
     return {q.getRoundMode(), q.getOverflowMode()};
@@ -811,6 +1011,10 @@ void accumulatePairs(const Places& places, Sign sign, const Run& first, const Ru
 
 void accumulateExact(const Run& run, std::size_t terms, double* out, std::size_t lanes) {
     HWY_DYNAMIC_DISPATCH(accumulateExactForTarget)(run, terms, out, lanes);
+}
+
+double accumulateChain(const Places& places, const double* terms, std::size_t count, double total, RunNotes* notes) {
+    return HWY_DYNAMIC_DISPATCH(accumulateChainForTarget)(places, terms, count, total, notes);
 }
 
 Survey survey(const double* values, std::size_t count, int exponent) {

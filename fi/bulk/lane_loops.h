@@ -114,6 +114,10 @@ void accumulatePairs(const Places& places, Sign sign, const Run& first, const Ru
 /// Adds up the products of a run where no operation rounds. Lanes that are to take no part have zeros.
 void accumulateExact(const Run& run, std::size_t terms, double* out, std::size_t lanes);
 
+/// Adds values to a total of the sum's format, one after the other, each a step of one chain. The values are whole
+/// multiples of a power of two of at most 50 bits.
+double accumulateChain(const Places& places, const double* terms, std::size_t count, double total, RunNotes* notes);
+
 // Surveys of entries.
 
 /// The bounds of values, whether all are whole multiples of 2^exponent of at most 50 bits, and whether any has a sign,

@@ -228,20 +228,23 @@ struct View {
     std::ptrdiff_t termStep;
 };
 
-/// Lays lanes side by side, term after term; lanes beyond the last are zero.
+/// Lays lanes side by side, term after term; the lanes that fill up the last vector are zero.
 void pack(const View& view, std::size_t firstLane, std::size_t lanes, std::size_t terms, double* panel) {
     if (terms == 0) {
         return;  // without values there may be no array to point into
     }
+    constexpr std::size_t kWidestVector = 8;
+    const std::size_t padded = (lanes + kWidestVector - 1) / kWidestVector * kWidestVector;
     const double* const first = view.values + static_cast<std::ptrdiff_t>(firstLane) * view.laneStep;
     if (view.laneStep == 1) {
         for (std::size_t t = 0; t < terms; ++t) {
             const double* const from = first + static_cast<std::ptrdiff_t>(t) * view.termStep;
-            std::fill(std::copy_n(from, lanes, panel + t * kLaneMultiple), panel + (t + 1) * kLaneMultiple, 0.0);
+            double* const to = panel + t * kLaneMultiple;
+            std::fill(std::copy_n(from, lanes, to), to + padded, 0.0);
         }
         return;
     }
-    for (std::size_t lane = 0; lane < kLaneMultiple; ++lane) {
+    for (std::size_t lane = 0; lane < padded; ++lane) {
         const double* const from = first + static_cast<std::ptrdiff_t>(lane) * view.laneStep;
         for (std::size_t t = 0; t < terms; ++t) {
             panel[t * kLaneMultiple + lane] = lane < lanes ? from[static_cast<std::ptrdiff_t>(t) * view.termStep] : 0.0;
@@ -928,7 +931,17 @@ bool sumColumns(const Operand& x, std::uint64_t rows, std::uint64_t columns, con
     plan.places.castsSum = castsBeforeSum;
     plan.places.keepsProducts = true;
     plan.hasOneZero = !range.hasSign && (isExact || plan.places.rule.overflow == embedded::OverflowModeEnum::Saturate);
-    const auto run = [&](std::uint64_t first, std::uint64_t last, RunNotes* notes) {
+    // A chain of single values takes less time than a vector of few lanes.
+    constexpr std::uint64_t kFewColumns = 4;
+    const bool isChain = columns <= kFewColumns && range.isOnGrid && sum.hasFixedKernel();
+    const auto runChains = [&](std::uint64_t first, std::uint64_t last, RunNotes* notes) {
+        parts([&](const double* values, double* sums) {
+            for (std::uint64_t column = first; column < last; ++column) {
+                sums[column] = laneloops::accumulateChain(plan.places, values + column * rows, rows, 0.0, notes);
+            }
+        });
+    };
+    const auto runLanes = [&](std::uint64_t first, std::uint64_t last, RunNotes* notes) {
         constexpr std::size_t kTerms = 256;
         double panel[kTerms * kLaneMultiple];
         const double one = 1.0;
@@ -946,12 +959,15 @@ bool sumColumns(const Operand& x, std::uint64_t rows, std::uint64_t columns, con
             }
         });
     };
+    const auto run = [&](std::uint64_t first, std::uint64_t last, RunNotes* notes) {
+        isChain ? runChains(first, last, notes) : runLanes(first, last, notes);
+    };
     Record record(plan, rows * columns, x.imag ? 2 : 1);
     record.products = 0;
     run(0, columns, plan.counts ? &record.notes : nullptr);
     if (plan.counts) {
-        handOver(record, plan, false,
-                 {columns, kLaneMultiple,
+        handOver(record, plan, isChain,
+                 {columns, isChain ? 1 : kLaneMultiple,
                   [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { run(begin, end, &notes); },
                   [&](std::uint64_t begin, std::uint64_t end) {
                       parts([&](const double*, double* sums) { std::fill(sums + begin, sums + end, 0.0); });
