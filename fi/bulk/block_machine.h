@@ -7,13 +7,10 @@
 #include <span>
 
 #include "fi/bulk/lane_loops.h"
+#include "fi/bulk/steps.h"
 #include "quantization/quantizer.h"
 
 namespace tolvane::detail {
-
-namespace blocksteps {
-#include "fi/bulk/steps.inl.h"
-}  // namespace blocksteps
 
 /// Cells are spans of doubles, one length for all that are combined.
 class BlockMachine {

@@ -138,7 +138,7 @@ class Addition {
         BlockMachine machine(sum, sum, sum, mScratch.data());
         std::ranges::copy(left, out.begin());
         if (!right.empty()) {
-            blocksteps::combineStep(machine, machine.sum, mSign, out, right);
+            steps::combineStep(machine, machine.sum, mSign, out, right);
             return;
         }
         if (mPlaces.castsSum) {
@@ -233,7 +233,7 @@ class Multiplication {
     void run(Values left, Values right, std::span<double> out, Tallies* tallies) {
         if (!mHasLoops) {
             BlockMachine machine = blockMachine(tallies);
-            blocksteps::multiplyStep(machine, out, left, right);
+            steps::multiplyStep(machine, out, left, right);
             return;
         }
         runLoops(tallies, [&](Tallies* noted) {
@@ -252,8 +252,8 @@ class Multiplication {
             BlockMachine machine = blockMachine(tallies);
             std::span<double> other(mOther.data(), count);
             const auto values = [count](const double* x) { return Values(x, count); };
-            blocksteps::multiplyPairStep(machine, sign, out, other, values(first.left), values(first.right),
-                                         values(second.left), values(second.right));
+            steps::multiplyPairStep(machine, sign, out, other, values(first.left), values(first.right),
+                                    values(second.left), values(second.right));
             return;
         }
         runLoops(tallies, [&](Tallies* noted) {

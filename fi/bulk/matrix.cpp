@@ -150,7 +150,7 @@ class RangeMachine {
 /// of all terms holds the partial sums.
 bool provesSum(RangeMachine& machine, Range term, std::uint64_t terms) {
     Range total = times(term, static_cast<double>(terms) - 1.0);
-    blocksteps::accumulateStep(machine, machine.sum, Sign::plus, total, term);
+    steps::accumulateStep(machine, machine.sum, Sign::plus, total, term);
     return machine.holds();
 }
 
@@ -158,12 +158,12 @@ bool provesExact(const Range& left, const Range& right, std::uint64_t terms, boo
     RangeMachine machine(q);
     Range cell{};
     if (!isPair) {
-        blocksteps::multiplyStep(machine, cell, left, right);
+        steps::multiplyStep(machine, cell, left, right);
         return provesSum(machine, cell, terms);
     }
     for (const Sign sign : {Sign::minus, Sign::plus}) {
         Range other{};
-        blocksteps::multiplyPairStep(machine, sign, cell, other, left, right, left, right);
+        steps::multiplyPairStep(machine, sign, cell, other, left, right, left, right);
         if (!provesSum(machine, cell, terms)) {
             return false;
         }
@@ -210,7 +210,7 @@ Plan planFor(const Range& left, const Range& right, std::uint64_t terms, bool is
     plan.places.rule = laneloops::ruleOf(q.product);
     RangeMachine ofProducts(q);
     Range product{};
-    blocksteps::multiplyStep(ofProducts, product, left, right);
+    steps::multiplyStep(ofProducts, product, left, right);
     plan.places.keepsProducts = ofProducts.holds();
     // A partial sum is a value of the sum type already, and so is a pair, which casting leaves alone.
     const bool casts = (isPair ? q.castsPair : q.castsSum) && !covers(q.sum, q.product);
@@ -268,9 +268,9 @@ void forTerms(std::size_t terms, const Extent* extent, std::size_t lanes, const 
     }
 }
 
-using blocksteps::accumulateStep;
-using blocksteps::multiplyPairStep;
-using blocksteps::multiplyStep;
+using steps::accumulateStep;
+using steps::multiplyPairStep;
+using steps::multiplyStep;
 
 BlockMachine blockMachine(const Quantizers& q) {
     const BlockMachine::Place sum{q.sum, q.castsSum, nullptr};

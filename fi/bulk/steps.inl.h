@@ -33,13 +33,19 @@ template <class M, class Place, class Sign, class Cell, class X>
     accumulateStep(m, place, sign, cell, x);
 }
 
+/// cell = Q(Q(cell) + Q(other)), for two products.
+template <class M, class Sign, class Cell>
+[[gnu::always_inline]] inline void combinePairStep(M& m, Sign sign, Cell& cell, Cell& other) {
+    m.quantize(m.product, cell);
+    m.quantize(m.product, other);
+    combineStep(m, m.pair, sign, cell, other);
+}
+
 /// cell = Q(Q(a * b) + Q(c * d)), one part of a complex product; `other` holds the second product.
 template <class M, class Sign, class Cell, class A, class B, class C, class D>
 [[gnu::always_inline]] inline void multiplyPairStep(M& m, Sign sign, Cell& cell, Cell& other, const A& a, const B& b,
                                                     const C& c, const D& d) {
     m.multiply(cell, a, b);
     m.multiply(other, c, d);
-    m.quantize(m.product, cell);
-    m.quantize(m.product, other);
-    combineStep(m, m.pair, sign, cell, other);
+    combinePairStep(m, sign, cell, other);
 }

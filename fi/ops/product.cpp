@@ -7,6 +7,7 @@
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/seams.h"
 #include "fi/fi.h"
+#include "fi/ops/element_machine.h"
 #include "fi/ops/lent_product_logs.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
@@ -39,21 +40,11 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQ, const quantizer& sum
         number t1 = cell(0.0, cellPrecision);
         number t2 = cell(0.0, cellPrecision);
         complexTimesEquals(b, productQ, sumQ, t1, t2);
-    } else if (iscomplex()) {
-        number& imagPart = imagEntry();
-        if (bIsComplex) {
-            imagPart.setvalue(mReal);
-            imagPart *= b.imag();
-            mReal *= b.mReal;
-        } else {
-            mReal *= b.mReal;
-            imagPart *= b.mReal;
-        }
-        productQ.quantize(mReal);
-        productQ.quantize(imagPart);
     } else {
-        mReal *= b.mReal;
-        productQ.quantize(mReal);
+        ElementMachine machine(productQ, {sumQ, false});
+        ElementMachine::Cell cell{&mReal, iscomplex() ? &imagEntry() : nullptr};
+        const ElementMachine::Element factor{&b.mReal, bIsComplex ? &b.imag() : nullptr};
+        steps::multiplyStep(machine, cell, cell, factor);
     }
     if (getLogging()) {
         productQ.getQlogger().nMathOperationsPlusOne();
@@ -65,26 +56,17 @@ fi& fi::complexTimesEquals(const fi& b, const quantizer& productQ, const quantiz
     number& imagPart = imagEntry();
     const number& bReal = b.mReal;
     const number& bImag = b.imag();
-    const bool castsBeforeSum = getCastBeforeSum();
-    const auto quantizeTerms = [&] {
-        productQ.quantize(t1);
-        productQ.quantize(t2);
-        if (castsBeforeSum) {
-            sumQ.quantize(t1);
-            sumQ.quantize(t2);
-        }
-    };
+    ElementMachine machine(productQ, {sumQ, getCastBeforeSum()});
+    ElementMachine::Cell first{&t1, nullptr};
+    ElementMachine::Cell second{&t2, nullptr};
     setProduct(t1, mReal, bReal);
     setProduct(t2, imagPart, bImag);
-    quantizeTerms();
-    t1 -= t2;
-    sumQ.quantize(t1);
+    steps::combinePairStep(machine, Minus(), first, second);
+    // The real part is stored only when the products of the imaginary part no longer need its old value.
     setProduct(t2, mReal, bImag);
     mReal.setvalue(t1);
     setProduct(t1, imagPart, bReal);
-    quantizeTerms();
-    t1 += t2;
-    sumQ.quantize(t1);
+    steps::combinePairStep(machine, Plus(), first, second);
     imagPart.setvalue(t1);
     return *this;
 }
@@ -193,12 +175,14 @@ fi& fi::times(const fi& b) const {
             byElements(0, result->numel());
         } else {
             // The steps of real elements amount to this; wide words are affected by the rest.
-            const quantizer& q = reg.getAssignmentQuantizer();
             result->getAssignmentQuantizer();
+            ElementMachine machine(reg.getAssignmentQuantizer(), {reg.getAssignmentQuantizer(), false});
+            ElementMachine::Cell cell{&reg.mReal, nullptr};
+            const ElementMachine::Element factor{&b.mReal, nullptr};
             operands.walk(*result, 0, result->numel(), [&] {
                 reg.mReal.setvalue(mReal);
-                reg.mReal *= b.mReal;
-                result->mReal.setvalue(q.quantize(reg.mReal));
+                steps::multiplyStep(machine, cell, cell, factor);
+                result->mReal.setvalue(reg.mReal);
             });
         }
     }

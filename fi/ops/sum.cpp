@@ -6,6 +6,7 @@
 #include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
 #include "fi/fi.h"
+#include "fi/ops/element_machine.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
 
@@ -14,18 +15,16 @@ using namespace tolvane::detail;
 namespace {
 
 // The two operations by their treatment of the right operand.
-struct Sum {
+struct Sum : Plus {
     static constexpr const char* name = "plus";
     static constexpr auto sign = elementwise::Sign::plus;
-    static void combine(number& left, const number& right) { left += right; }
     static double bias(const fi& a, const fi& b, const fi& result) {
         return b.getBias() + a.getBias() - result.getBias();
     }
 };
-struct Difference {
+struct Difference : Minus {
     static constexpr const char* name = "minus";
     static constexpr auto sign = elementwise::Sign::minus;
-    static void combine(number& left, const number& right) { left -= right; }
     static double bias(const fi& a, const fi& b, const fi& result) {
         return a.getBias() - b.getBias() - result.getBias();
     }
@@ -77,29 +76,13 @@ void fi::combineElements(const fi& a, const fi& b, fi& tmp, number& scratch) {
             tmp.setvalue(a);
         }
         tmp.coordinateComplexity(bIsComplex, 0);
-        const bool isComplex = tmp.iscomplex();
-        if (!rules.getCastBeforeSum()) {
-            Operation::combine(tmp.mReal, b.real());
-            if (bIsComplex) {
-                Operation::combine(tmp.imagEntry(), b.imag());
-            }
+        ElementMachine machine({q, rules.getCastBeforeSum()}, scratch);
+        ElementMachine::Cell total{&tmp.mReal, tmp.iscomplex() ? &tmp.imagEntry() : nullptr};
+        const ElementMachine::Element term{&b.real(), bIsComplex ? &b.imag() : nullptr};
+        if (carriesLeft) {
+            steps::combineStep(machine, machine.sum, Operation(), total, term);
         } else {
-            if (carriesLeft) {
-                q.quantize(tmp.mReal);
-                if (isComplex) {
-                    q.quantize(tmp.imagEntry());
-                }
-            }
-            scratch = b.real();
-            Operation::combine(tmp.mReal, q.quantize(scratch));
-            if (bIsComplex) {
-                scratch = b.imag();
-                Operation::combine(tmp.imagEntry(), q.quantize(scratch));
-            }
-        }
-        q.quantize(tmp.mReal);
-        if (isComplex) {
-            q.quantize(tmp.imagEntry());
+            steps::accumulateStep(machine, machine.sum, Operation(), total, term);
         }
         if (getLogging()) {
             getQlogger().nMathOperationsPlusOne();
