@@ -66,8 +66,8 @@ struct MethodCall {
         return *objectOf<Object>(arguments[index]);
     }
     const hvArray* array(int index) const { return static_cast<const hvArray*>(arguments[index]); }
-    /// Returns the whole part of a number in an array, 0 for values far from any base; raises the error of that id for
-    /// anything else.
+    /// Returns the whole part of the first number of an array, 0 if it is negative or above any base; raises the error
+    /// of that id if the array isn't numeric.
     int base(int index, const std::string& idOfOthers) const;
     /// Stores the single result, which the host then owns.
     void give(void* result) const {

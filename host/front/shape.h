@@ -45,8 +45,8 @@ std::size_t dimensionAt(const Value& number);
 Value doubles(const Dimensions& dimensions, std::span<const double> elements);
 /// A logical array as doubles, for which a precision can be found; any other value unchanged.
 Value asNumbers(const Value& value);
-/// A value that is safe as elements of a `fi`: words as doubles if it holds doubles, since the class would keep values
-/// beyond these; any other value unchanged.
+/// A value that is safe as elements of `fi`: words as doubles if the data type of `fi` is double, since the class would
+/// keep values beyond doubles; any other value unchanged.
 Value amongElementsOf(Session& session, const Value& fi, const Value& value);
 /// The same elements in other dimensions, whose product must be the same.
 Value reshaped(Session& session, const Value& array, Dimensions dimensions);
