@@ -148,9 +148,22 @@ inline Row chosenOf(const std::vector<Row>& rows) {
     return chosen == rows.end() ? Row{} : *chosen;
 }
 
-/// Runs a program through the shell and returns its exit code.
-inline int runProgram(const std::string& program, const std::string& arguments, const std::string& out,
-                      const std::string& err) {
-    const std::string command = "'" + program + "' " + arguments + " >'" + out + "' 2>'" + err + "'";
-    return WEXITSTATUS(std::system(command.c_str()));
+/// Runs a study's program through the shell: on a recording, on none, and with an output that is full.
+inline void expectProgram(const std::string& name, const std::string& path, const std::string& options,
+                          const std::string& text) {
+    const TemporaryFolder folder;
+    writeSound(folder.file("a.wav"), std::vector<std::int16_t>{0, 1, -1, 16384, 9000, -20000, 77, 12});
+    const std::string out = folder.file("out");
+    const auto run = [&](const std::string& recording, const std::string& output) {
+        const std::string command =
+            "'" + path + "' '" + recording + "' " + options + " >'" + output + "' 2>'" + folder.file("err") + "'";
+        return WEXITSTATUS(std::system(command.c_str()));
+    };
+    EXPECT_EQ(run(folder.file("a.wav"), out), 0);
+    EXPECT_EQ(readText(folder.file("err")), "");
+    expectTexts(readText(out), {text});
+    EXPECT_EQ(run(folder.file("b.wav"), out), 3);
+    EXPECT_EQ(readText(out), "");
+    EXPECT_EQ(readText(folder.file("err")), name + ": " + folder.file("b.wav") + ": there is no such file\n");
+    EXPECT_EQ(run(folder.file("a.wav"), "/dev/full"), 6);
 }
