@@ -54,8 +54,7 @@ TEST(NumericTypeSigns, ComeFromTheHostAsZeroOrOne) {
     struct Row {
         const char* what;
         hvArray* array;
-        Raised asSign;
-        Raised asBool;
+        Raised asSign, asBool;
         TypeSign sign = TypeSign::Auto;  // as SignednessBool
     };
     const Row rows[] = {
@@ -94,10 +93,8 @@ TEST(NumericTypeDialog, SetsFromWhatATextEvaluatesTo) {
     struct Row {
         Setter set;
         const char* text;
-        int word;
-        int exponent;
-        double slope;
-        double bias;
+        int word, exponent;
+        double slope, bias;
         std::size_t warnings = 0;
     };
     const NumericType start(TypeMode::FixedSlopeBias, true, 12, 1.25, -3, 0.5);

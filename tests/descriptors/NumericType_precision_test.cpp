@@ -66,8 +66,7 @@ TEST(BestPrecision, AtTheEdges) {
     struct Row {
         double value;
         bool isSigned;
-        int bits;
-        int exponent;
+        int bits, exponent;
         const char* why;
     };
     const Row rows[] = {

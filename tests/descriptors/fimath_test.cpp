@@ -153,8 +153,7 @@ TEST(FimathSetters, SplitSlopesAndRefuseBadFactors) {
 TEST(FimathSetters, TakeFormatsInDoubles) {
     const struct {
         RealPoint format;
-        int word;
-        int exponent;
+        int word, exponent;
     } good[] = {
         {{12, 9}, 12, -9}, {{12.9, 9.9}, 12, -9},    {{1, -3.5}, 1, 3},         {{65535.5, 0}, 65535, 0},
         {{8, kNaN}, 8, 0}, {{8, 1e300}, 8, INT_MIN}, {{8, -1e300}, 8, INT_MAX}, {{8, kInf}, 8, INT_MIN},
@@ -288,6 +287,21 @@ TEST(FimathConstruction, StoresAllTwelveValuesUnchecked) {
     EXPECT_TRUE(later.isequal(fimath(later)));
 }
 
+/// The scaling of a register.
+struct Scaling {
+    double factor, bias;
+};
+fimath rulesOf(std::size_t product, std::size_t sum, const Scaling& productScaling, const Scaling& sumScaling,
+               bool casts) {
+    fimath rules(Round::Convergent, Overflow::Saturate, Precision::Stepped, static_cast<Rule>(product), 11, 22, 33,
+                 static_cast<Rule>(sum), 44, 55, -6, casts);
+    rules.setProductSlopeAdjustmentFactor(productScaling.factor);
+    rules.setProductBias(productScaling.bias);
+    rules.setSumSlopeAdjustmentFactor(sumScaling.factor);
+    rules.setSumBias(sumScaling.bias);
+    return rules;
+}
+
 TEST(FimathQueries, DeriveSlopesAndFormats) {
     const fimath rules = unusualRules();
     EXPECT_EQ(rules.getProductFractionLength(), 33);
@@ -296,22 +310,14 @@ TEST(FimathQueries, DeriveSlopesAndFormats) {
     EXPECT_EQ(rules.getSumSlope(), 96.0);
     EXPECT_EQ(rules.getProductFormat(), (RealPoint{11, 33}));
     EXPECT_EQ(rules.getSumFormat(), (RealPoint{44, -6}));
-    const struct {
-        double factor;
-        double bias;
-        bool isScaled;
-    } rows[] = {{1, 0, false}, {1, -0.0, false}, {1.5, 0, true}, {1, 1e-300, true}, {1, kNaN, true}};
-    for (const auto& row : rows) {
-        fimath product = unusualRules();
-        product.setProductSlopeAdjustmentFactor(row.factor);
-        product.setProductBias(row.bias);
-        EXPECT_EQ(product.isProductSlopeBiasScaled(), row.isScaled);
-        EXPECT_TRUE(product.isSumSlopeBiasScaled());
-        fimath sum = unusualRules();
-        sum.setSumSlopeAdjustmentFactor(row.factor);
-        sum.setSumBias(row.bias);
-        EXPECT_EQ(sum.isSumSlopeBiasScaled(), row.isScaled);
-        EXPECT_TRUE(sum.isProductSlopeBiasScaled());
+    const std::array<std::pair<Scaling, bool>, 5> rows = {
+        {{{1, 0}, false}, {{1, -0.0}, false}, {{1.5, 0}, true}, {{1, 1e-300}, true}, {{1, kNaN}, true}}};
+    for (const auto& [product, isProductScaled] : rows) {
+        for (const auto& [sum, isSumScaled] : rows) {
+            const fimath scaled = rulesOf(3, 3, product, sum, false);
+            EXPECT_EQ(scaled.isProductSlopeBiasScaled(), isProductScaled);
+            EXPECT_EQ(scaled.isSumSlopeBiasScaled(), isSumScaled);
+        }
     }
     fimath extreme = rules;
     extreme.setProductFixedExponent(INT_MAX);
@@ -448,23 +454,8 @@ TEST(FimathTexts, AreRefusedWhenAModeOrALineIsMissing) {
               "ceil\nwrap\nKeepLSB\n12\n0\n2147483647\nKeepMSB\n-2147483648\n0\n7\n1\n");
 }
 
-/// The scalings of a register that show in its texts.
-struct Scaling {
-    double factor;
-    double bias;
-};
+/// The scalings that show in texts.
 constexpr std::array<Scaling, 3> kScalings = {{{1, 0}, {1.25, 0}, {1, -0.5}}};
-
-fimath rulesOf(std::size_t product, std::size_t sum, const Scaling& productScaling, const Scaling& sumScaling,
-               bool casts) {
-    fimath rules(Round::Convergent, Overflow::Saturate, Precision::Stepped, static_cast<Rule>(product), 11, 22, 33,
-                 static_cast<Rule>(sum), 44, 55, -6, casts);
-    rules.setProductSlopeAdjustmentFactor(productScaling.factor);
-    rules.setProductBias(productScaling.bias);
-    rules.setSumSlopeAdjustmentFactor(sumScaling.factor);
-    rules.setSumBias(sumScaling.bias);
-    return rules;
-}
 
 /// Rows by mode; the last mode has a text for each scaling.
 struct RegisterTexts {

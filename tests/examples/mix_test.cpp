@@ -146,10 +146,8 @@ TEST(Mix, EveryRowIsWhatIntegersSay) {
         const int whole = bits - std::min(fraction, copyFraction) + 1;
         const struct {
             const char* mode;
-            int wordBits;
-            int fraction;
-            bool casts;
-            bool wraps;
+            int wordBits, fraction;
+            bool casts, wraps;
         } rules[] = {
             {"FullPrecision", whole + finest, finest, true, wraps}, {"KeepLSB", bits, finest, true, wraps},
             {"KeepMSB", bits, bits - whole, true, wraps},           {"KeepMSB", bits, bits - whole, false, wraps},

@@ -17,8 +17,7 @@
 
 struct Outcome {
     int code;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 using Arguments = std::vector<std::string>;

@@ -118,8 +118,7 @@ TEST(TypeReport, HelpsAndRefuses) {
     const struct {
         std::string arguments;
         int code;
-        std::string out;
-        std::string err;
+        std::string out, err;
     } rows[] = {
         {"--help", 0, "\nUsage: type_report [OPTIONS] HEADER\n", ""},
         {"few.h -h", 0, "  --declaration  ", ""},

@@ -24,16 +24,7 @@ namespace {
 
 struct Item {
     Item() { ++sAlive; }
-    Item(const Item& other)
-        : width(other.width),
-          weight(other.weight),
-          isOn(other.isOn),
-          tag(other.tag),
-          color(other.color),
-          data(other.data ? hvCreateSharedDataCopy(other.data.get()) : nullptr),
-          partner(other.partner ? std::make_unique<Item>(*other.partner) : nullptr) {
-        ++sAlive;
-    }
+    Item(const Item&) = delete;
     Item& operator=(const Item&) = delete;
     ~Item() { --sAlive; }
 
@@ -74,6 +65,18 @@ Item& itemOf(void* handle) {
 
 // Methods
 
+/// A new handle of an item of its own.
+OMInterface* handleOf(std::unique_ptr<Item> item, OMClass* itemClass) {
+    auto* const handle = new OMInterface(item.get(), itemClass, nullptr);
+    static_cast<void>(item.release());
+    return handle;
+}
+OMInterface* newItem(int width, OMClass* itemClass) {
+    auto item = std::make_unique<Item>();
+    item->width = width;
+    return handleOf(std::move(item), itemClass);
+}
+
 class AnySignature : public OMMethodSignature {
  public:
     int getNumberOfReturnArgs() const override { return -1; }
@@ -98,19 +101,11 @@ struct Call {
     T as(int index) const {
         return *static_cast<T*>(arguments[index]);
     }
-    OMInterface* newItem(int width) const {
-        auto item = std::make_unique<Item>();
-        item->width = width;
-        auto* const handle = new OMInterface(item.get(), itemClass, nullptr);
-        static_cast<void>(item.release());
-        return handle;
-    }
 };
 
 using Types = std::vector<std::string>;
 struct Signature {
-    Types arguments;
-    Types results;
+    Types arguments, results;
 };
 using Body = std::function<void(const Call&)>;
 
@@ -203,7 +198,7 @@ void plus(const Call& call) {
         }
         return call.arguments[i] == nullptr ? 0 : itemOf(call.arguments[i]).width;
     };
-    call.give(0, call.newItem(widthOf(0, call.signature == 2) + widthOf(1, call.signature == 1)));
+    call.give(0, newItem(widthOf(0, call.signature == 2) + widthOf(1, call.signature == 1), call.itemClass));
 }
 
 void callHostError() {
@@ -247,13 +242,13 @@ void addItemMethods(OMClass& target) {
             call.give(3, bsStrdup("text"));
             call.give(4, new std::int32_t(-1));
             call.give(5, hvCreateDoubleMatrix(2, 3));
-            call.give(6, call.newItem(9));
+            call.give(6, newItem(9, call.itemClass));
             call.give(7, nullptr);
         });
     add(target, "range", {{{"item"}, {"item"}}, {{"item"}, {"item", "item"}}}, [](const Call& call) {
-        call.give(0, call.newItem(10 + call.signature));
+        call.give(0, newItem(10 + call.signature, call.itemClass));
         if (call.signature == 1) {
-            call.give(1, call.newItem(20));
+            call.give(1, newItem(20, call.itemClass));
         }
     });
     add(target, "nothing", {{{"item"}, {}}}, [](const Call& call) { *call.resultCount = 0; });
@@ -397,13 +392,11 @@ void addItemProperties(OMClass& target) {
             if (!item.partner) {
                 return nullptr;
             }
-            auto copy = std::make_unique<Item>(*item.partner);
-            auto* const handle = new OMInterface(copy.get(), itemClass, nullptr);
-            static_cast<void>(copy.release());
-            return handle;
+            return newItem(item.partner->width, itemClass);
         },
         [](Item& item, const void* value) {
-            item.partner = std::make_unique<Item>(itemOf(const_cast<void*>(value)));
+            item.partner = std::make_unique<Item>();
+            item.partner->width = itemOf(const_cast<void*>(value)).width;
         }));
     addField(target, "Sealed", type("int32"), &Item::width, {.isExternalSetAccess = false});
     addField(target, "Secret", type("int32"), &Item::width, {.isExternalGetAccess = false});
@@ -432,9 +425,7 @@ class ItemClass : public OMClass {
         if (count > 1 && hvIsA(static_cast<const hvArray*>(arguments[1]), TEXT(MODULE_NAME) ".item")) {
             item->tag = "has a partner";
         }
-        auto* const handle = new OMInterface(item.get(), this, nullptr);
-        static_cast<void>(item.release());
-        return handle;
+        return handleOf(std::move(item), this);
     }
     void destroyObject(OMInterface* interface) override {
         const std::unique_ptr<Item> item(static_cast<Item*>(interface->getObject()));
