@@ -3,7 +3,6 @@
 #include <array>
 #include <boost/make_shared.hpp>
 #include <limits>
-#include <map>
 #include <optional>
 #include <typeinfo>
 
@@ -279,23 +278,17 @@ using ObjectsInValues = PackageTest;
 TEST_F(ObjectsInValues, AreCheckedAgainstAClassTree) {
     CountedClass* const animal = addClass("animal");
     CountedClass* const cat = addClass("cat", animal);
-    CountedClass* const tiger = addClass("tiger", cat);
-    CountedClass* const stone = addClass("stone");
-    const std::map<std::string, CountedClass*> classes = {
-        {"animal", animal}, {"cat", cat}, {"tiger", tiger}, {"stone", stone}};
-    struct Row {
-        const char* object;
-        const char* isA;
-    };
-    const Row rows[] = {{"animal", "animal"}, {"cat", "animal cat"}, {"tiger", "animal cat tiger"}, {"stone", "stone"}};
-    for (const Row& row : rows) {
-        const Reference object(classes.at(row.object)->makeObject());
-        for (const auto& [name, objectClass] : classes) {
-            const bool expected = std::string(row.isA).find(name) != std::string::npos;
-            EXPECT_EQ(embedded::checkIsa(object.get(), "zoo", name.c_str()), expected) << row.object << " a " << name;
+    const std::pair<const char*, CountedClass*> classes[] = {
+        {"animal", animal}, {"cat", cat}, {"tiger", addClass("tiger", cat)}, {"stone", addClass("stone")}};
+    for (const auto& [objectName, objectClass] : classes) {
+        const Reference object(objectClass->makeObject());
+        for (const auto& [name, itsClass] : classes) {
+            // In the order of the table each but the stone descends from those before it.
+            const bool expected = objectClass == itsClass || (&itsClass < &objectClass && objectName[0] != 's');
+            EXPECT_EQ(embedded::checkIsa(object.get(), "zoo", name), expected) << objectName << " a " << name;
         }
         EXPECT_FALSE(embedded::checkIsa(object.get(), "zoo", "unicorn"));
-        EXPECT_FALSE(embedded::checkIsa(object.get(), "no such package", row.object));
+        EXPECT_FALSE(embedded::checkIsa(object.get(), "no such package", objectName));
         EXPECT_EQ(object->getNumberOfReferences(), 1);
     }
     EXPECT_FALSE(embedded::checkIsa(nullptr, "zoo", "cat"));

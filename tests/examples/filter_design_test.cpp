@@ -76,24 +76,19 @@ TEST(LowPass, OutputIsTheMiddleOfTheFullConvolution) {
             for (double& coefficient : coefficients) {
                 coefficient = spread(random);
             }
-            std::vector<double> full(count + taps - 1);
-            std::vector<int> products(full.size());
+            const auto offset = static_cast<std::size_t>(std::ceil((static_cast<double>(taps) - 1.0) / 2.0));
+            std::vector<double> middle(count);
+            std::size_t products = 0;
             for (std::size_t i = 0; i < count; ++i) {
                 for (std::size_t j = 0; j < taps; ++j) {
-                    full[i + j] += samples[i] * coefficients[j];
-                    ++products[i + j];
+                    if (i + offset >= j && i + offset - j < count) {
+                        middle[i] += samples[i + offset - j] * coefficients[j];
+                        ++products;
+                    }
                 }
             }
-            const auto offset = static_cast<std::size_t>(std::ceil((static_cast<double>(taps) - 1.0) / 2.0));
-            const auto begin = static_cast<std::ptrdiff_t>(offset);
-            const auto end = begin + static_cast<std::ptrdiff_t>(count);
-            EXPECT_EQ(filterstudy::filtered(samples, coefficients),
-                      std::vector<double>(full.begin() + begin, full.begin() + end));
-            std::size_t inMiddle = 0;
-            for (auto i = offset; i < offset + count; ++i) {
-                inMiddle += static_cast<std::size_t>(products[i]);
-            }
-            EXPECT_EQ(filterstudy::productCount(count, taps), inMiddle);
+            EXPECT_EQ(filterstudy::filtered(samples, coefficients), middle);
+            EXPECT_EQ(filterstudy::productCount(count, taps), products);
         }
     }
 }

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "examples/studies/stored_word.h"
 #include "tests/examples/sounds.h"
 
 struct Outcome {
@@ -105,6 +106,13 @@ void expectRemarks(const std::string& program, const Arguments& quick, const Run
         EXPECT_EQ(outcome.err,
                   remark.empty() ? "" : program + ": warning: " + folder.file(name) + ": " + remark + "\n");
     }
+}
+
+/// The integer that a fixed-point format stores for a sample.
+inline std::int64_t storedInteger(double sample, const study::Format& format) {
+    const auto word = static_cast<std::int64_t>(study::storedWord(sample, format));
+    const auto size = std::int64_t{1} << format.wordBits;
+    return format.kind == study::Kind::Signed && 2 * word >= size ? word - size : word;
 }
 
 using Row = std::map<std::string, std::string>;
