@@ -11,6 +11,7 @@
 
 #include "examples/filter_study/CoefficientArray.h"
 #include "examples/filter_study/coefficient_files.h"
+#include "examples/filter_study/integer_model.h"
 #include "examples/studies/StudyError.h"
 
 namespace {
@@ -85,6 +86,8 @@ TEST(Coefficients, AreRefusedWhereAFileHasNoInteger) {
 TEST(CoefficientArray, RoundsToNearestAndSaturatesWhateverItsRulesAre) {
     CoefficientArray array(std::vector<double>{0.5 / 512, -0.5 / 512, 1.49 / 512, 1.0, -1.0}, kRules);
     EXPECT_EQ(array.words(16), (std::vector<std::string>{"01", "00", "01", "7f", "80"}));
+    EXPECT_EQ(filterstudy::storedIntegers(std::vector<double>{0.5, -0.5, 1.49, 128.0, -129.0}, {8, 0}),
+              (std::vector<std::int64_t>{1, 0, 1, 127, -128}));
 }
 
 TEST(CoefficientArray, TellsTheFirstDifferenceFromAFile) {

@@ -99,6 +99,11 @@ TEST(Lists, RefuseGapsReversalsAndNumbersOutOfRange) {
     }
 }
 
+TEST(StoredWord, OfAFloatIsInfiniteBeyondTheGreatestValueAlone) {
+    EXPECT_EQ(storedWord(65504.0, parseFormat("f16:5 ceil", Format{})), 0x7bffU);
+    EXPECT_EQ(storedWord(65504.5, parseFormat("f16:5 floor", Format{})), 0x7c00U);
+}
+
 TEST(CoveringFraction, IsTheFinestThatHoldsBothEnds) {
     const struct {
         double low, high;

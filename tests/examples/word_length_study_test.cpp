@@ -257,6 +257,7 @@ TEST(WordLengthStudy, TellsEveryErrorAndItsCode) {
         {{signal, "--mix-delay", "nan"}, 2, "bad --mix-delay"},
         {{signal, "--mix-delay", "8192"}, 2, "bad --mix-delay: the recording ends after 8192 ms"},
         {{signal, "--mix-gain", "201"}, 2, "bad --mix-gain: give -200 to 200 dB"},
+        {{signal, "--words", "0:8"}, 2, "bad word lengths '0:8'"},
         {{signal, "--fractions", "best"}, 2, "bad fraction lengths 'best'"},
         {{signal, "--overflows", "clip"}, 2, "there is no overflow mode 'clip'"},
         {{signal, "--floats", "16"}, 2, "bad float formats '16'"},

@@ -191,6 +191,14 @@ OMMethodInfo* addDescriber(OMClass& target, const char* name, const std::vector<
     return add(target, name, signatures, describe(signatures));
 }
 
+/// A method of an item alone, without results.
+void addAction(OMClass& target, const char* name, const Body& body) {
+    add(target, name, {{{"item"}, {}}}, [body](const Call& call) {
+        *call.resultCount = 0;
+        body(call);
+    });
+}
+
 void plus(const Call& call) {
     const auto widthOf = [&](int i, bool isArray) {
         if (isArray) {
@@ -219,16 +227,16 @@ void addItemMethods(OMClass& target) {
                   {{"item", "string"}, {"VELMAR array"}},
                   {{"item", "item"}, {"VELMAR array"}},
                   {{"item", "VELMAR array"}, {"VELMAR array"}}});
-    for (const auto& [name, shape] :
-         std::vector<std::pair<const char*, const char*>>{{"takeInt", "int32"},
-                                                          {"takeDouble", "double"},
-                                                          {"takeBool", "bool"},
-                                                          {"takeText", "string"},
-                                                          {"takeColor", "test module colors"},
-                                                          {"takeItem", "item"},
-                                                          {"takeHandle", "handle"},
-                                                          {"takeTexts", "string vector"},
-                                                          {"takeDefault", "double=7"}}) {
+    static constexpr std::pair<const char*, const char*> kTakers[] = {{"takeInt", "int32"},
+                                                                      {"takeDouble", "double"},
+                                                                      {"takeBool", "bool"},
+                                                                      {"takeText", "string"},
+                                                                      {"takeColor", "test module colors"},
+                                                                      {"takeItem", "item"},
+                                                                      {"takeHandle", "handle"},
+                                                                      {"takeTexts", "string vector"},
+                                                                      {"takeDefault", "double=7"}};
+    for (const auto& [name, shape] : kTakers) {
         addDescriber(target, name, {{{"item", shape}, {"VELMAR array"}}});
     }
     addDescriber(target, "takeMany", {{{"item", "double", "..."}, {"VELMAR array"}}});
@@ -251,7 +259,6 @@ void addItemMethods(OMClass& target) {
             call.give(1, newItem(20, call.itemClass));
         }
     });
-    add(target, "nothing", {{{"item"}, {}}}, [](const Call& call) { *call.resultCount = 0; });
     add(target, "nullItem", {{{"item"}, {"item"}}}, [](const Call& call) { call.give(0, nullptr); });
     add(target, "tooFew", {{{"item"}, {"VELMAR array", "VELMAR array"}}},
         [](const Call& call) { call.giveText("one"); });
@@ -261,24 +268,23 @@ void addItemMethods(OMClass& target) {
             call.give(i, hvCreateDoubleScalar(i + 1));
         }
     });
-    add(target, "fail", {{{"item"}, {}}}, [](const Call&) { raiseError("test:fail", "It failed."); });
-    add(target, "failOtherwise", {{{"item"}, {}}}, [](const Call&) { throw std::runtime_error("Not ours."); });
-    add(target, "failForeign", {{{"item"}, {}}}, [](const Call&) { throw 42; });
-    add(target, "leaveTrapSet", {{{"item"}, {}}}, [](const Call& call) {
+    addAction(target, "fail", [](const Call&) { raiseError("test:fail", "It failed."); });
+    addAction(target, "failOtherwise", [](const Call&) { throw std::runtime_error("Not ours."); });
+    addAction(target, "failForeign", [](const Call&) { throw 42; });
+    addAction(target, "callError", [](const Call&) { callHostError(); });
+    addAction(target, "leaveTrapSet", [](const Call&) {
         hscSetTrapFlag(1);
         hvSetErrorMode(-1);
         callHostError();
-        *call.resultCount = 0;
     });
-    add(target, "callError", {{{"item"}, {}}}, [](const Call& call) {
-        callHostError();
-        *call.resultCount = 0;
-    });
-    add(target, "speak", {{{"item"}, {}}}, [](const Call& call) {
+    addAction(target, "speak", [](const Call& call) {
         hscWarnMsgIdAndTxt("test:speak", "Width %d.", itemOf(call.arguments[0]).width);
         hscPrintf("spoken\n");
-        *call.resultCount = 0;
     });
+    addAction(target, "addMethodWhileRunning", [](const Call& call) {
+        addDescriber(*call.itemClass, "late", {{{"item"}, {"VELMAR array"}}});
+    });
+    addAction(target, "nothing", [](const Call&) {});
     add(target, "set", {{{"VELMAR array", "..."}, {"VELMAR array"}}}, [](const Call& call) {
         if (call.argumentCount > 2) {
             raiseError("test:set", "Use dot notation.");
@@ -293,10 +299,6 @@ void addItemMethods(OMClass& target) {
             raiseError("test:builtin", status.getLastError()->getTempStaticMessage());
         }
         call.give(0, result);
-    });
-    add(target, "addMethodWhileRunning", {{{"item"}, {}}}, [](const Call& call) {
-        addDescriber(*call.itemClass, "late", {{{"item"}, {"VELMAR array"}}});
-        *call.resultCount = 0;
     });
     add(target, "alive", {{{}, {"double"}}}, [](const Call& call) {
         call.give(0, new double(Item::sAlive));
@@ -500,10 +502,7 @@ void ENTRY_POINT(VLInitialize_, MODULE_NAME)() {
     colors();
     addItemProperties(*item);
     addItemMethods(*item);
-    add(*package->getLocalClass("special"), "disp", {{{"item"}, {}}}, [](const Call& call) {
-        hscPrintf("a special item\n");
-        *call.resultCount = 0;
-    });
+    addAction(*package->getLocalClass("special"), "disp", [](const Call&) { hscPrintf("a special item\n"); });
     hfRegisterFeature("TestModule" TEXT(MODULE_NAME), 1, nullptr, featureGateway);
     isStarted = true;
 }

@@ -238,7 +238,10 @@ TEST(Creation, OfScalarsAndMatricesHoldsTheirValues) {
     const hvArrayOwner logical(hvCreateLogicalScalar(true));
     EXPECT_TRUE(hvIsLogical(logical.get()) && !hvIsNumeric(logical.get()));
     EXPECT_EQ(hvGetTypedData<std::uint8_t>(logical.get())[0], 1);
-    EXPECT_TRUE(std::isnan(hvGetScalar(hvArrayOwner(hvFastZeros(0, 1)).get())));
+    EXPECT_EQ(hvGetScalar(logical.get()), 1.0);
+    const hvArrayOwner zeros(hvFastZeros(0, 1));
+    EXPECT_EQ(dimensionsOf(zeros), (Dims{0, 1}));
+    EXPECT_TRUE(std::isnan(hvGetScalar(zeros.get())));
 }
 
 TEST(TypedData, IsRefusedAsAnotherType) {
