@@ -777,8 +777,8 @@ TEST(Values, WriteThemselvesInOneLine) {
                                                   {Value::complex(1, -2.5), "1 - 2.5i"},
                                                   {std::vector<double>{1, -HUGE_VAL}, "[1 -Inf]"},
                                                   {"text", "'text'"},
-        {"", "''"},
-        {Value(), "[0-by-0 double]"},
+                                                  {"", "''"},
+                                                  {Value(), "[0-by-0 double]"},
                                                   {true, "true"},
                                                   {Value::matrix(2, 1, std::array{1.0, 2.0}), "[2-by-1 double]"},
                                                   {Value::cells(std::vector<Value>{1, 2, 3}), "[1-by-3 cell]"}};
