@@ -17,7 +17,6 @@
 
 namespace {
 
-using Values = std::vector<Value>;
 using Row = std::vector<double>;
 
 /// The identifiers of a document; "%s" and "..." in them stand for any text.
