@@ -176,7 +176,7 @@ TEST(FiSimulation, SignBitsOfLongWordsGoWithTheFeature) {
     // Whole words of 33 to 64 bits are made from the same chunks, so each has a zero word beside it then.
     const hvArrayOwner words(array.getIntHvArray());
     EXPECT_EQ(sizesOf(words.get()), (Sizes{2, 1}));
-    EXPECT_EQ(integersIn(words.get()).re, (Integers{powerOfTwo(40) - 1, 0}));
+    EXPECT_EQ(integersIn(words.get()).re, (Integers{twoToThe(40) - 1, 0}));
 }
 
 TEST(FiSimulation, ARealArrayOf64BitWordsLeavesAComplexObjectComplex) {
