@@ -104,15 +104,6 @@ TEST_F(Construction, RefusesWhatMakesNoSense) {
     EXPECT_EQ(down.get("RoundMode"), Value("floor"));
 }
 
-TEST_F(Construction, KeepsLongWordsExact) {
-    const std::string word = "7" + std::string(24, '5') + "3";
-    const Value wide = call("fi", {"WordLength", 104, "FractionLength", 50, "hex", word});
-    EXPECT_EQ(call("fi", {wide}).get("hex"), Value(word));
-    const Value longer = call("fi", {wide, 1, 200, 60});
-    EXPECT_TRUE(call("isequal", {wide, longer}).toBool());
-    EXPECT_EQ(call("fi", {longer, wide.get("numerictype")}).get("hex"), Value(word));
-}
-
 TEST_F(Construction, RoundsAsTheClassDoesWithATagOrWithout) {
     session.callStatic("embedded.fimath", "SetGlobalFimath",
                        {rules({{"RoundMode", "floor"}, {"OverflowMode", "wrap"}})});

@@ -163,32 +163,36 @@ TEST_F(QuantizerClass, RefusesWhatDoesNotFitInOrderAndStaysAsItWas) {
     const auto make = [this](const Value& first, const Value& second) {
         return [=, this] { session.construct("embedded.quantizer", {first, second}); };
     };
-    const std::pair<Action, Raised> rows[] = {
-        {set(q, "wordlength", 0.9), {"wordlengthtoosmall", "Wordlength cannot be negative or zero."}},
-        {set(q, "wordlength", NAN), {"wordlengthtoosmall", "Wordlength cannot be negative or zero."}},
-        {set(q, "wordlength", 1e300), {"wordlengthtoobig", "Word length cannot be greater than 65535."}},
-        {set(real, "wordlength", 5),
-         {"wordlengthlargerthanexponent", "Wordlength must be larger than exponentlength."}},
-        {set(real, "fractionlength", 40), {"exponenttoobig", "Exponent length cannot be greater than 31."}},
-        {set(real, "fractionlength", 16),
-         {"exponentlargerthanwordlength", "Exponentlength must be less than wordlength."}},
-        {set(real, "exponentlength", -1), {"exponenttoosmall", "Exponent length cannot be negative."}},
-        {make(type(true, 8, 7), 2), {"constructor:badsignature", "QUANTIZER constructor signature not recognized."}},
-        {make(type(true, 8, 7), "0"), {"constructor:badsignature", "QUANTIZER constructor signature not recognized."}},
-        {call("num2base", scaled, "1", "2"), {"num2base:notdouble", "Value to convert must be a double array."}},
-        {call("num2base", scaled, 1, "2"), {"num2base:basenotnumeric", "Base must be numeric."}},
-        {call("num2base", scaled, 1, true), {"num2base:basenotnumeric", "Base must be numeric."}},
-        {call("num2base", scaled, 1, 1.99), {"num2base:baseoutofrange", "Base value must be >= 2 and <= 36"}},
-        {call("num2base", scaled, 1, 37), {"num2base:baseoutofrange", "Base value must be >= 2 and <= 36"}},
-        {call("num2base", scaled, 1, 2), {"num2base:notdefined", "Num2base is not defined for this quantizer mode."}},
-        {call("base2num", scaled, 1, "2"), {"base2num:notstring", "Base array must be string."}},
-        {call("base2num", scaled, "1", "2"), {"base2num:basenotnumeric", "Base must be numeric."}},
-        {call("base2num", scaled, "1", Row()), {"base2num:baseoutofrange", "Base value must be >= 2 and <= 36"}},
-        {call("base2num", scaled, "1", 4294967298.0), {"base2num:baseoutofrange", "Base value must be >= 2 and <= 36"}},
-        {call("base2num", scaled, "1", 2), {"base2num:notdefined", "Base2num is not defined for this quantizer mode."}},
+    const struct {
+        Action action;
+        const char* id;
+        const char* text = "";  // where no other test sees it
+    } rows[] = {
+        {set(q, "wordlength", 0.9), "wordlengthtoosmall"},
+        {set(q, "wordlength", NAN), "wordlengthtoosmall"},
+        {set(q, "wordlength", 1e300), "wordlengthtoobig"},
+        {set(real, "wordlength", 5), "wordlengthlargerthanexponent"},
+        {set(real, "fractionlength", 40), "exponenttoobig"},
+        {set(real, "fractionlength", 16), "exponentlargerthanwordlength"},
+        {set(real, "exponentlength", -1), "exponenttoosmall"},
+        {make(type(true, 8, 7), 2), "constructor:badsignature", "QUANTIZER constructor signature not recognized."},
+        {make(type(true, 8, 7), "0"), "constructor:badsignature"},
+        {call("num2base", scaled, "1", "2"), "num2base:notdouble", "Value to convert must be a double array."},
+        {call("num2base", scaled, 1, "2"), "num2base:basenotnumeric", "Base must be numeric."},
+        {call("num2base", scaled, 1, true), "num2base:basenotnumeric"},
+        {call("num2base", scaled, 1, 1.99), "num2base:baseoutofrange", "Base value must be >= 2 and <= 36"},
+        {call("num2base", scaled, 1, 37), "num2base:baseoutofrange"},
+        {call("num2base", scaled, 1, 2), "num2base:notdefined"},
+        {call("base2num", scaled, 1, "2"), "base2num:notstring", "Base array must be string."},
+        {call("base2num", scaled, "1", "2"), "base2num:basenotnumeric"},
+        {call("base2num", scaled, "1", Row()), "base2num:baseoutofrange"},
+        {call("base2num", scaled, "1", 4294967298.0), "base2num:baseoutofrange"},
+        {call("base2num", scaled, "1", 2), "base2num:notdefined"},
     };
-    for (const auto& [action, raised] : rows) {
-        EXPECT_EQ(thrownBy(action), (Raised{"fixedpoint:quantizer:" + raised.id, raised.message}));
+    for (const auto& [action, id, text] : rows) {
+        const Raised raised = thrownBy(action);
+        EXPECT_EQ(raised.id, std::string("fixedpoint:quantizer:") + id);
+        EXPECT_TRUE(*text == '\0' || raised.message == text) << raised;
         for (const Value& object : {q, real, scaled}) {
             EXPECT_EQ(object.get("format"), Value(Row{16, 5}));
             EXPECT_EQ(object.get("noperations"), Value(0));

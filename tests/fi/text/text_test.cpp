@@ -620,25 +620,4 @@ TEST(FiDisplay, ShowsValuesTypeRulesAndTag) {
     EXPECT_EQ(displayed(follower, &fi::disp), "   3\n" + attributes(type, rulesOf(Rounding::ceil, true), ""));
 }
 
-TEST(FiDisplay, LooksLikeThis) {
-    const HostCapture host;
-    scalar(0.5, fixedType(true, 16, 15)).disp();
-    EXPECT_EQ(host.printed,
-              "   0.5000\n"
-              "\n\n"
-              "          DataTypeMode: Fixed-point: binary point scaling\n"
-              "            Signedness: Signed\n"
-              "            WordLength: 16\n"
-              "        FractionLength: 15\n"
-              "\n\n"
-              "             RoundMode: nearest\n"
-              "          OverflowMode: saturate\n"
-              "           ProductMode: FullPrecision\n"
-              "  MaxProductWordLength: 128\n"
-              "               SumMode: FullPrecision\n"
-              "      MaxSumWordLength: 128\n"
-              "\n\n"
-              "                   Tag: ");
-}
-
 }  // namespace
