@@ -145,8 +145,28 @@ TEST(FiShape, GivesEntriesAPrecisionApartFromTheWord) {
 class Typed : public fi {
  public:
     explicit Typed(const fi& source) : fi(source) {}
+    using fi::operator=;
+    using fi::setNumericType;
     using fi::setNumericTypeFromOutside;
 };
+
+TEST(FiType, ChangesTheQuantizerAndNoValue) {
+    Typed array(column({0.7, -0.3}, fixedType(true, 16, 15), rulesOf(Rounding::floor, false)));
+    const auto before = realParts(array);
+    array.setNumericType(NumericType(TypeData::Fixed, TypeScaling::BinaryPoint, TypeSign::Auto, 8, 1.0, -2, 0.0));
+    EXPECT_EQ(fieldsOf(array.getNumericType()), fieldsOf(fixedType(true, 8, 2)));
+    EXPECT_EQ(realParts(array), before);
+    array = 1.3;
+    EXPECT_EQ(array.realdouble(), 1.25);
+    const Snapshot kept = snapshotOf(array);
+    EXPECT_EQ(raisedBy([&] { array.setNumericType(fixedType(true, 70000, 0)); }).id,
+              "fixedpoint:quantizer:wordlengthtoobig");
+    EXPECT_EQ(snapshotOf(array), kept);
+    EXPECT_EQ(array.getAssignmentQuantizer().getWordlength(), 8);
+    array.setNumericType(plainType(TypeMode::Single));
+    EXPECT_EQ(&array.getFimath(), &fimath::getGlobalFimath());
+    EXPECT_EQ(array.getAssignmentQuantizer().getRoundMode(), fimath::getGlobalFimath().getRoundMode());
+}
 
 TEST(FiType, SettlesUnspecifiedScalingByTheEntries) {
     Typed array(column({5.5, -1.25}, {0.0, 3.0}, fixedType(true, 16, 8)));
