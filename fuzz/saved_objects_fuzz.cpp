@@ -100,9 +100,9 @@ std::vector<Variable> load(const Bytes& file, std::string& id) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const std::vector<Bytes> good = goodFiles();
+    static const std::vector<Bytes> kGood = goodFiles();
     FuzzInput input(data, size);
-    Bytes file = good[static_cast<std::size_t>(input.between(0, 2))];
+    Bytes file = kGood[static_cast<std::size_t>(input.between(0, 2))];
     const int repaired = input.between(0, 3);
     change(file, input);
     if (repaired > 1 && file.size() > hostref::kHeadingBytes) {

@@ -20,7 +20,7 @@ namespace tolvane::detail::wordconversion {
 /// The rounding of dropped bits, as the code that the conversion uses: 0 fix, 1 nearest, 2 ceil, 3 floor, 5 round, 6
 /// convergent. Any other code, including 4, works as 0.
 int roundCodeOf(embedded::RoundModeEnum mode);
-inline constexpr int roundCodeCount = 7;
+inline constexpr int kRoundCodeCount = 7;
 
 /// Counts the 32-bit chunks of a word.
 constexpr int chunkCountOf(int wordBits) {

@@ -15,16 +15,16 @@ namespace {
 
 // The two operations by their treatment of the right operand.
 struct Sum {
-    static constexpr const char* name = "plus";
-    static constexpr auto arrayOperation = arraysums::Operation::plus;
+    static constexpr const char* kName = "plus";
+    static constexpr auto kArrayOperation = arraysums::Operation::plus;
     static void combine(number& left, const number& right) { left += right; }
     static double bias(const fi& a, const fi& b, const fi& result) {
         return b.getBias() + a.getBias() - result.getBias();
     }
 };
 struct Difference {
-    static constexpr const char* name = "minus";
-    static constexpr auto arrayOperation = arraysums::Operation::minus;
+    static constexpr const char* kName = "minus";
+    static constexpr auto kArrayOperation = arraysums::Operation::minus;
     static void combine(number& left, const number& right) { left -= right; }
     static double bias(const fi& a, const fi& b, const fi& result) {
         return a.getBias() - b.getBias() - result.getBias();
@@ -41,8 +41,8 @@ template <class Operation>
 void fi::combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q) {
     const bool negativeIntoUnsigned = Operation::bias(a, b, tmp) < 0.0 && !tmp.isSigned();
     a.initSlopeBiasCorrectionFactorsForPlus(b, tmp);
-    constexpr bool isSum = std::is_same_v<Operation, Sum>;
-    const double net = isSum ? a.mBnetForSlopeBiasPlus : a.mBnetForSlopeBiasMinus;
+    constexpr bool kIsSum = std::is_same_v<Operation, Sum>;
+    const double net = kIsSum ? a.mBnetForSlopeBiasPlus : a.mBnetForSlopeBiasMinus;
     number left = cell(a.mFsaForPlus, wordBits(a) + wordBits(tmp));
     left *= a.real();
     number right = cell(a.mFsbForPlus, wordBits(b) + wordBits(tmp));
@@ -165,11 +165,11 @@ fi& fi::combineArrays(const fi& b) const {
     const bool isSlopeBiasCase = isSlopeBiasScaled() || b.isSlopeBiasScaled() || rules.isSumSlopeBiasScaled();
     if (isSlopeBiasCase) {
         if (isComplex) {
-            slopebias::raiseForComplex(Operation::name);
+            slopebias::raiseForComplex(Operation::kName);
         }
         // The left operand's own rules decide here, not the rules of the operation.
         if (!getCastBeforeSum()) {
-            slopebias::raiseWithoutCast(Operation::name);
+            slopebias::raiseWithoutCast(Operation::kName);
         }
     }
 
@@ -200,7 +200,7 @@ fi& fi::combineArrays(const fi& b) const {
         byElements(0, result->numel());
         return *result.release();
     }
-    arraysums::combine(Operation::arrayOperation, left, right, sums->elements(),
+    arraysums::combine(Operation::kArrayOperation, left, right, sums->elements(),
                        imagSums ? imagSums->elements() : std::span<double>(), result->getAssignmentQuantizer(),
                        rules.getCastBeforeSum(), byElements);
     operands.settle(*result);

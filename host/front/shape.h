@@ -17,14 +17,14 @@ using hostref::Session;
 using hostref::Value;
 using Dimensions = std::vector<std::size_t>;
 
-inline constexpr const char* arrayClass = "embedded.fi";
-inline constexpr const char* typeClass = "embedded.numerictype";
-inline constexpr const char* rulesClass = "embedded.fimath";
+inline constexpr const char* kArrayClass = "embedded.fi";
+inline constexpr const char* kTypeClass = "embedded.numerictype";
+inline constexpr const char* kRulesClass = "embedded.fimath";
 
 /// Returns whether the value is an object of the class.
 bool isObjectOf(const Value& value, const char* className);
 inline bool isFi(const Value& value) {
-    return isObjectOf(value, arrayClass);
+    return isObjectOf(value, kArrayClass);
 }
 
 /// Returns whether the value is a numeric or logical array of the host.
