@@ -109,13 +109,13 @@ constexpr Loop<FloatDoubleLimits> kFloatLoops[6] = {
 
 // Columns in the order of round codes.
 template <class Word>
-constexpr Loop<WordLimits> kWordLoops[wordconversion::roundCodeCount] = {wordLoop<FixRule, Word>,
-                                                                         wordLoop<ExactNearestRule, Word>,
-                                                                         wordLoop<CeilRule, Word>,
-                                                                         wordLoop<FloorRule, Word>,
-                                                                         wordLoop<FixRule, Word>,
-                                                                         wordLoop<ExactRoundRule, Word>,
-                                                                         wordLoop<ExactConvergentRule, Word>};
+constexpr Loop<WordLimits> kWordLoops[wordconversion::kRoundCodeCount] = {wordLoop<FixRule, Word>,
+                                                                          wordLoop<ExactNearestRule, Word>,
+                                                                          wordLoop<CeilRule, Word>,
+                                                                          wordLoop<FloorRule, Word>,
+                                                                          wordLoop<FixRule, Word>,
+                                                                          wordLoop<ExactRoundRule, Word>,
+                                                                          wordLoop<ExactConvergentRule, Word>};
 
 template <bool counting, class Word>
 BoundsLoop fixedLoopFor(Selection selection) {

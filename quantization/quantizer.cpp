@@ -498,8 +498,8 @@ const char* quantizer::getVelmarClassName() {
 }
 
 const char* quantizer::getVelmarPackageClassName() {
-    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
-    return name.c_str();
+    static const std::string kName = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return kName.c_str();
 }
 
 bool quantizer::isScaledType() const {

@@ -133,12 +133,12 @@ class TOLVANE_API quantizer {
     bool isequal(const quantizer& other) const;
     /// The constants as doubles, for loops over whole arrays.
     const tolvane::detail::FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
-    /// Whether, with logging off, the element function leaves all values unchanged.
+    /// Whether the element function leaves all values unchanged and at most logs them.
     bool keepsValues() const;
 
     // Quantizing.
 
-    /// Quantizes the element at the cursor in place, counts overflow and underflow, and returns x.
+    /// Quantizes the element at the cursor in place, logs overflow, underflow and extremes, and returns x.
     number& quantize(number& x) const { return (this->*mQuantize)(x); }
     /// The stored element function, for loops.
     QuantizeFunction getQuantizeFunction() const { return mQuantize; }

@@ -239,46 +239,46 @@ number& quantizer::QuantizeScaledDouble(number& x) const {
 struct quantizer::Functions {
     using Function = QuantizeFunction;
     template <class Rounding, class Overflow, class Sign>
-    static constexpr Function fixed = &quantizer::quantizeFixed<Rounding, Overflow, Sign>;
+    static constexpr Function kFixed = &quantizer::quantizeFixed<Rounding, Overflow, Sign>;
     template <class Rounding>
-    static constexpr Function floating = &quantizer::quantizeFloat<Rounding>;
+    static constexpr Function kFloating = &quantizer::quantizeFloat<Rounding>;
 
-    static constexpr Function QuantizeFixedCeilSaturate = fixed<Ceil, Saturate, Signed>;
-    static constexpr Function QuantizeFixedCeilWrap = fixed<Ceil, Wrap, Signed>;
-    static constexpr Function QuantizeFixedConvergentSaturate = fixed<Convergent, Saturate, Signed>;
-    static constexpr Function QuantizeFixedConvergentWrap = fixed<Convergent, Wrap, Signed>;
-    static constexpr Function QuantizeFixedFixSaturate = fixed<Fix, Saturate, Signed>;
-    static constexpr Function QuantizeFixedFixWrap = fixed<Fix, Wrap, Signed>;
-    static constexpr Function QuantizeFixedFloorSaturate = fixed<Floor, Saturate, Signed>;
-    static constexpr Function QuantizeFixedFloorWrap = fixed<Floor, Wrap, Signed>;
-    static constexpr Function QuantizeFixedNearestSaturate = fixed<Nearest, Saturate, Signed>;
-    static constexpr Function QuantizeFixedNearestWrap = fixed<Nearest, Wrap, Signed>;
-    static constexpr Function QuantizeFixedRoundSaturate = fixed<Round, Saturate, Signed>;
-    static constexpr Function QuantizeFixedRoundWrap = fixed<Round, Wrap, Signed>;
-    static constexpr Function QuantizeUfixedCeilSaturate = fixed<Ceil, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedCeilWrap = fixed<Ceil, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedConvergentSaturate = fixed<Convergent, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedConvergentWrap = fixed<Convergent, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedFixSaturate = fixed<Fix, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedFixWrap = fixed<Fix, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedFloorSaturate = fixed<Floor, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedFloorWrap = fixed<Floor, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedNearestSaturate = fixed<Nearest, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedNearestWrap = fixed<Nearest, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedRoundSaturate = fixed<Round, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedRoundWrap = fixed<Round, Wrap, Unsigned>;
-    static constexpr Function QuantizeFloatCeil = floating<Ceil>;
-    static constexpr Function QuantizeFloatConvergent = floating<Convergent>;
-    static constexpr Function QuantizeFloatFix = floating<Fix>;
-    static constexpr Function QuantizeFloatFloor = floating<Floor>;
-    static constexpr Function QuantizeFloatNearest = floating<Nearest>;
-    static constexpr Function QuantizeFloatRound = floating<Round>;
+    static constexpr Function QuantizeFixedCeilSaturate = kFixed<Ceil, Saturate, Signed>;
+    static constexpr Function QuantizeFixedCeilWrap = kFixed<Ceil, Wrap, Signed>;
+    static constexpr Function QuantizeFixedConvergentSaturate = kFixed<Convergent, Saturate, Signed>;
+    static constexpr Function QuantizeFixedConvergentWrap = kFixed<Convergent, Wrap, Signed>;
+    static constexpr Function QuantizeFixedFixSaturate = kFixed<Fix, Saturate, Signed>;
+    static constexpr Function QuantizeFixedFixWrap = kFixed<Fix, Wrap, Signed>;
+    static constexpr Function QuantizeFixedFloorSaturate = kFixed<Floor, Saturate, Signed>;
+    static constexpr Function QuantizeFixedFloorWrap = kFixed<Floor, Wrap, Signed>;
+    static constexpr Function QuantizeFixedNearestSaturate = kFixed<Nearest, Saturate, Signed>;
+    static constexpr Function QuantizeFixedNearestWrap = kFixed<Nearest, Wrap, Signed>;
+    static constexpr Function QuantizeFixedRoundSaturate = kFixed<Round, Saturate, Signed>;
+    static constexpr Function QuantizeFixedRoundWrap = kFixed<Round, Wrap, Signed>;
+    static constexpr Function QuantizeUfixedCeilSaturate = kFixed<Ceil, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedCeilWrap = kFixed<Ceil, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedConvergentSaturate = kFixed<Convergent, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedConvergentWrap = kFixed<Convergent, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedFixSaturate = kFixed<Fix, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedFixWrap = kFixed<Fix, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedFloorSaturate = kFixed<Floor, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedFloorWrap = kFixed<Floor, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedNearestSaturate = kFixed<Nearest, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedNearestWrap = kFixed<Nearest, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedRoundSaturate = kFixed<Round, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedRoundWrap = kFixed<Round, Wrap, Unsigned>;
+    static constexpr Function QuantizeFloatCeil = kFloating<Ceil>;
+    static constexpr Function QuantizeFloatConvergent = kFloating<Convergent>;
+    static constexpr Function QuantizeFloatFix = kFloating<Fix>;
+    static constexpr Function QuantizeFloatFloor = kFloating<Floor>;
+    static constexpr Function QuantizeFloatNearest = kFloating<Nearest>;
+    static constexpr Function QuantizeFloatRound = kFloating<Round>;
 
-    static constexpr std::size_t roundModes = 6;
-    static constexpr std::size_t overflowModes = 2;
+    static constexpr std::size_t kRoundModes = 6;
+    static constexpr std::size_t kOverflowModes = 2;
 
     /// [unsigned][round mode][overflow mode]
-    static constexpr Function fixedTable[2][roundModes][overflowModes] = {
+    static constexpr Function kFixedTable[2][kRoundModes][kOverflowModes] = {
         {{QuantizeFixedCeilSaturate, QuantizeFixedCeilWrap},
          {QuantizeFixedConvergentSaturate, QuantizeFixedConvergentWrap},
          {QuantizeFixedFixSaturate, QuantizeFixedFixWrap},
@@ -292,9 +292,9 @@ struct quantizer::Functions {
          {QuantizeUfixedNearestSaturate, QuantizeUfixedNearestWrap},
          {QuantizeUfixedRoundSaturate, QuantizeUfixedRoundWrap}}};
     /// [round mode]
-    static constexpr Function floatTable[roundModes] = {QuantizeFloatCeil,    QuantizeFloatConvergent,
-                                                        QuantizeFloatFix,     QuantizeFloatFloor,
-                                                        QuantizeFloatNearest, QuantizeFloatRound};
+    static constexpr Function kFloatTable[kRoundModes] = {QuantizeFloatCeil,    QuantizeFloatConvergent,
+                                                          QuantizeFloatFix,     QuantizeFloatFloor,
+                                                          QuantizeFloatNearest, QuantizeFloatRound};
 };
 
 void quantizer::updatequantizer() {
@@ -302,7 +302,7 @@ void quantizer::updatequantizer() {
     // A negative value outside the enumerations becomes a large index, so it is also unknown.
     const auto round = static_cast<std::size_t>(mRoundMode);
     const auto overflow = static_cast<std::size_t>(mOverflowMode);
-    const bool knowsRound = round < Functions::roundModes;
+    const bool knowsRound = round < Functions::kRoundModes;
     QuantizeFunction function = nullptr;
     switch (mMode) {
         case Mode::Double:
@@ -310,13 +310,13 @@ void quantizer::updatequantizer() {
             break;
         case Mode::Float:
             if (knowsRound) {
-                function = Functions::floatTable[round];
+                function = Functions::kFloatTable[round];
             }
             break;
         case Mode::Fixed:
         case Mode::Ufixed:
-            if (knowsRound && overflow < Functions::overflowModes) {
-                function = Functions::fixedTable[isUnsignedFixed() ? 1 : 0][round][overflow];
+            if (knowsRound && overflow < Functions::kOverflowModes) {
+                function = Functions::kFixedTable[isUnsignedFixed() ? 1 : 0][round][overflow];
             }
             break;
         case Mode::Single:

@@ -200,7 +200,7 @@ template <class Kind, std::size_t vectors = 1>
 struct LaneMachine {
     using Notes = typename Kind::template Notes<1>;
     using SumNotes = typename Kind::template Notes<vectors>;
-    static constexpr bool counts = Notes::counts;
+    static constexpr bool kCounts = Notes::kCounts;
 
     explicit LaneMachine(const Places& p)
         : product({p.product, p.rule.round, p.productMembers}, false),
@@ -231,7 +231,7 @@ struct LaneMachine {
     }
     bool holds() const { return product.stage.holds() && pair.stage.holds() && sum.stage.holds(); }
     void noteIn(Tallies& tallies) const {
-        if constexpr (counts) {
+        if constexpr (kCounts) {
             tallies.product.join(product.notes.total());
             tallies.pair.join(pair.notes.total());
             tallies.sum.join(sum.notes.total());
@@ -274,8 +274,8 @@ struct Silent : NoNotes {};
 
 template <class Product, class Sum, bool castsPairs, bool castsSums>
 struct Uncounted {
-    static constexpr bool counts = false;
-    static constexpr bool isPair = false;
+    static constexpr bool kCounts = false;
+    static constexpr bool kIsPair = false;
     using ProductStage = Product;
     using SumStage = Sum;
     using CastsPair = std::bool_constant<castsPairs>;
@@ -285,8 +285,8 @@ struct Uncounted {
 };
 template <class Stage>
 struct Counted {
-    static constexpr bool counts = true;
-    static constexpr bool isPair = false;
+    static constexpr bool kCounts = true;
+    static constexpr bool kIsPair = false;
     using ProductStage = Stage;
     using SumStage = Stage;
     using CastsPair = bool;
@@ -296,7 +296,7 @@ struct Counted {
 };
 template <class Kind>
 struct OfPairs : Kind {
-    static constexpr bool isPair = true;
+    static constexpr bool kIsPair = true;
 };
 
 HWY_INLINE Lanes load(const double* values) {
@@ -329,7 +329,7 @@ HWY_INLINE void store(Lanes x, double* out, std::size_t count) {
 
 /// Loops of so many steps that a mask costs little beside them, and a second copy much.
 template <class Kind>
-constexpr bool kAlwaysMasks = Kind::isPair&& Kind::counts;
+constexpr bool kAlwaysMasks = Kind::kIsPair&& Kind::kCounts;
 
 /// Lets the machine run `step` on the vectors of some arrays and stores what it returns. Zeros, which are values of
 /// every format and give zeros, fill up the last vectors.
@@ -364,7 +364,7 @@ HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[input
                 from[k] = rest[k];
             }
         }
-        if constexpr (Kind::counts) {
+        if constexpr (Kind::kCounts) {
             SomeLanes some(machine, hn::FirstN(tag, used));
             store(call(some, from, 0), out + i, used);
         } else {
@@ -443,7 +443,7 @@ class TileExtent {
 /// Vectors that are worked on together, so that the steps of one fill the waits of another: few where the steps of one
 /// keep the processor busy.
 template <class Kind>
-constexpr std::size_t kTileVectors = Kind::isPair || Kind::counts || HWY_TARGET == HWY_SSE4 ? 2 : 4;
+constexpr std::size_t kTileVectors = Kind::kIsPair || Kind::kCounts || HWY_TARGET == HWY_SSE4 ? 2 : 4;
 
 /// Runs all terms for a tile of lanes; the last may be short of lanes. `term(machine, lane, t)` gives the terms from a
 /// lane on.
@@ -481,7 +481,7 @@ HWY_INLINE void runTile(const Places& places, const Term& term, std::size_t term
     for (std::size_t v = 0; v < vectors; ++v) {
         store(total[v], out + v * width, lanes - v * width);
     }
-    if constexpr (Kind::counts) {
+    if constexpr (Kind::kCounts) {
         machine.noteIn(notes->tallies);
         for (std::size_t v = 0; notes->overflows && v < vectors; ++v) {
             machine.sum.notes.addOverflows(v, notes->overflows + begin + v * width, std::min(width, lanes - v * width));
@@ -511,7 +511,7 @@ void accumulateLoop(const Places& places, const Run& run, std::size_t terms, con
                     std::size_t lanes, RunNotes* notes) {
     const auto term = [run](auto& machine, std::size_t lane, std::size_t t) HWY_ATTR {
         Lanes cell = movingAt(run, lane, t);
-        if (!Kind::counts || run.fixed) {
+        if (!Kind::kCounts || run.fixed) {
             multiplyStep(machine, cell, cell, fixedAt(run, t));
         }
         return cell;
@@ -829,71 +829,71 @@ using AccumulatePairsLoop = void (*)(const Places&, Sign, const Run&, const Run&
 
 // Each names the loops of one kind for a quantizing stage: without casts, with casts, with statistics.
 struct Adding {
-    static constexpr bool isShort = true;
-    static constexpr bool isRun = false;
+    static constexpr bool kIsShort = true;
+    static constexpr bool kIsRun = false;
     template <class Stage, bool casts>
-    static constexpr AddLoop uncounted = addLoop<Uncounted<Keep, Stage, false, casts>>;
+    static constexpr AddLoop kUncounted = addLoop<Uncounted<Keep, Stage, false, casts>>;
     template <class Stage>
-    static constexpr AddLoop counted = addLoop<Counted<Stage>>;
+    static constexpr AddLoop kCounted = addLoop<Counted<Stage>>;
 };
 struct Multiplying {
-    static constexpr bool isShort = true;
-    static constexpr bool isRun = false;
+    static constexpr bool kIsShort = true;
+    static constexpr bool kIsRun = false;
     template <class Stage, bool>
-    static constexpr MultiplyLoop uncounted = multiplyLoop<Uncounted<Stage, Keep, false, false>>;
+    static constexpr MultiplyLoop kUncounted = multiplyLoop<Uncounted<Stage, Keep, false, false>>;
     template <class Stage>
-    static constexpr MultiplyLoop counted = multiplyLoop<Counted<Stage>>;
+    static constexpr MultiplyLoop kCounted = multiplyLoop<Counted<Stage>>;
 };
 struct MultiplyingPairs {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = false;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = false;
     template <class Stage, bool casts>
-    static constexpr PairsLoop uncounted = multiplyPairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
+    static constexpr PairsLoop kUncounted = multiplyPairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
     template <class Stage>
-    static constexpr PairsLoop counted = multiplyPairsLoop<OfPairs<Counted<Stage>> >;
+    static constexpr PairsLoop kCounted = multiplyPairsLoop<OfPairs<Counted<Stage>> >;
 };
 struct Accumulating {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = true;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = true;
     template <class Stage, bool casts>
-    static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Stage, Stage, false, casts>>;
+    static constexpr AccumulateLoop kUncounted = accumulateLoop<Uncounted<Stage, Stage, false, casts>>;
     template <class Stage>
-    static constexpr AccumulateLoop counted = accumulateLoop<Counted<Stage>>;
+    static constexpr AccumulateLoop kCounted = accumulateLoop<Counted<Stage>>;
 };
 struct AccumulatingKeptProducts {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = true;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = true;
     template <class Stage, bool>
-    static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Keep, Stage, false, false>>;
+    static constexpr AccumulateLoop kUncounted = accumulateLoop<Uncounted<Keep, Stage, false, false>>;
     template <class Stage>
-    static constexpr AccumulateLoop counted = nullptr;
+    static constexpr AccumulateLoop kCounted = nullptr;
 };
 // A pair is of the sum's format already, so casting it again changes nothing; only statistics show that it was done.
 struct AccumulatingPairs {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = true;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = true;
     template <class Stage, bool casts>
-    static constexpr AccumulatePairsLoop uncounted =
+    static constexpr AccumulatePairsLoop kUncounted =
         accumulatePairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
     template <class Stage>
-    static constexpr AccumulatePairsLoop counted = accumulatePairsLoop<OfPairs<Counted<Stage>> >;
+    static constexpr AccumulatePairsLoop kCounted = accumulatePairsLoop<OfPairs<Counted<Stage>> >;
 };
 
 template <class Operation, class Stage>
 auto loopFor(bool casts, bool counts) {
-    return counts  ? Operation::template counted<Stage>
-           : casts ? Operation::template uncounted<Stage, true>
-                   : Operation::template uncounted<Stage, false>;
+    return counts  ? Operation::template kCounted<Stage>
+           : casts ? Operation::template kUncounted<Stage, true>
+                   : Operation::template kUncounted<Stage, false>;
 }
 
 template <class Operation, class Overflow>
 auto loopFor(embedded::RoundModeEnum round, bool casts, bool counts) {
     using Mode = embedded::RoundModeEnum;
     const bool isFloored = round == Mode::Ceil || round == Mode::Floor;
-    if constexpr (Operation::isShort) {
+    if constexpr (Operation::kIsShort) {
         if (isFloored && !counts) {
             using Stage = Quantize<Floored, Overflow>;
-            return casts ? Operation::template uncounted<Stage, true> : Operation::template uncounted<Stage, false>;
+            return casts ? Operation::template kUncounted<Stage, true> : Operation::template kUncounted<Stage, false>;
         }
     }
     return isFloored || round == Mode::Nearest ? loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts)
@@ -906,7 +906,7 @@ auto loopFor(const Places& places, bool casts, bool counts) {
         case Treatment::keep:
             return loopFor<Operation, Keep>(false, counts);
         case Treatment::examine:
-            if constexpr (Operation::isRun) {
+            if constexpr (Operation::kIsRun) {
                 break;  // runs are surveyed beforehand
             } else {
                 return loopFor<Operation, Examine>(casts, counts);

@@ -1,4 +1,4 @@
-// Square roots against a bit search in exact rationals that takes the told roundings, and absolute values.
+// Square roots against a bit search in exact rationals with the specified roundings, and absolute values.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -34,7 +34,7 @@ Rational lowOf(const NumericType& type) {
 
 // Square roots.
 
-/// A root by its definition, with the counts of the squares on the way.
+/// A root by its definition, with the counts of the intermediate squares.
 class RootOracle {
  public:
     RootOracle(const NumericType& source, const NumericType& type, const fimath& rules, Rounding rounding, bool wraps)
@@ -87,7 +87,7 @@ class RootOracle {
                 return fixedType(type.isSigned(), wordBits, rules.getProductFractionLength());
         }
     }
-    /// A result of a cell that holds the product type and at least so many bits.
+    /// A result in a cell that holds the product type and at least this many bits.
     Rational inCell(const Rational& exact, int bits) const {
         const int cellBits = std::max(bits, mProduct.getWordLength());
         return atPrecision(exact, cellBits <= 52 ? 53 : cellBits + 1);
@@ -192,14 +192,14 @@ TEST(SquareRoot, IsTheOneOfTheBitSearchUnderEveryProductMode) {
     }
 }
 
-/// While something is logged every root is searched for bit by bit, which the test above compares with rationals.
+/// With logging on, every root is searched for bit by bit; the test above compares that search with rationals.
 TEST(SquareRoot, OfArraysAreThoseOfTheSearchForEach) {
     Random random(5602);
     for (int round = 0; round < 400; ++round) {
         const bool isWide = random.oneIn(4);
         const bool isSigned = random.oneIn(2);
         const NumericType source = fixedType(isSigned, isWide ? 52 : random.between(4, 10), random.between(-4, 12));
-        // Roots of more bits than the array code takes, too.
+        // Also roots of more bits than the array code accepts.
         const int rootBits = isWide ? random.between(24, 28) : random.between(1, 8);
         const int rootFraction =
             isWide ? source.getFractionLength() / 2 + random.between(-1, 2) : random.between(-2, 7);
@@ -214,10 +214,10 @@ TEST(SquareRoot, OfArraysAreThoseOfTheSearchForEach) {
         Part values;
         const Rational step = twoTo(source.getFixedExponent());
         for (int i = 0; i < (isWide ? 200 : 1 << (source.getWordLength() - (isSigned ? 1 : 0))); ++i) {
-            // Next to a square a floating-point root is the square's own.
+            // Next to a square, the floating-point root is that of the square.
             const Rational root =
                 isWide ? random.between(0, (1 << random.between(23, 27)) - 1) * twoTo(-rootFraction) : Rational(0);
-            // Halfway to the next one the distances of both squares are nearly equal.
+            // Halfway to the next square, the distances to both are nearly equal.
             const Rational near = root * root + (random.oneIn(2) ? Rational(root * twoTo(-rootFraction)) : Rational(0));
             const Rational value =
                 isWide ? Rational((floorOf(near / step) + random.between(-1, 1)) * step) : Rational(i * step);
@@ -444,7 +444,7 @@ TEST(AbsoluteValue, RefusesSlopesAndComplexData) {
     EXPECT_EQ(raisedBy([&] { Owner(z.realabs()); }), complex);
 }
 
-// Entries whose register is wide give what array code gives.
+// Wide entries give the same results as array code.
 TEST(AbsoluteValue, OfDoublesIsThatOfTheElements) {
     const NumericType type = scaledDoubleType(true, 16, 4);
     const double special[] = {0.0, -0.0, INFINITY, -INFINITY, NAN, -1.5, 3.25, -4000};
