@@ -3,11 +3,12 @@
 #include "fi/bulk/lane_loops.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
 #include "quantization/array_kernels.h"
-#include "quantization/fixed_rules.h"
+#include "quantization/double_rules.h"
 #include "quantization/float_limits.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -624,27 +625,15 @@ struct UnitLimits {
     double wrapsFrom = std::numeric_limits<double>::infinity();
 };
 
-/// The rule of any rounding mode, picked for each value: for what doesn't wait for the value before.
+/// The rule of any rounding mode, called for each value: for what doesn't wait for the value before.
 struct AnyRule {
-    explicit AnyRule(embedded::RoundModeEnum mode) : round(mode) {}
-    double operator()(double x) const {
-        using Mode = embedded::RoundModeEnum;
-        switch (round) {
-            case Mode::Ceil:
-                return CeilRule::apply(x);
-            case Mode::Convergent:
-                return ConvergentRule::apply(x);
-            case Mode::Fix:
-                return FixRule::apply(x);
-            case Mode::Floor:
-                return FloorRule::apply(x);
-            case Mode::Nearest:
-                return NearestRule::apply(x);
-            default:
-                return RoundRule::apply(x);
-        }
-    }
-    embedded::RoundModeEnum round;
+    using Function = double (*)(double);
+    static constexpr auto kFunctions =
+        RoundingRules::table([]<class Rule>() -> Function { return Rule::template apply<double>; });
+
+    explicit AnyRule(embedded::RoundModeEnum mode) : apply(kFunctions[RoundingRules::indexOf(mode)]) {}
+    double operator()(double x) const { return apply(x); }
+    Function apply;
 };
 template <class Rule>
 struct OneRule {
@@ -715,31 +704,21 @@ double chainLoop(const Places& places, const double* terms, std::size_t count, d
 }
 
 template <class Rounding, class Overflow, bool castsSum>
-Chain chainFor(bool counts) {
+constexpr Chain chainFor(bool counts) {
     return counts ? chainLoop<ChainMachine<Rounding, Overflow, castsSum, true>>
                   : chainLoop<ChainMachine<Rounding, Overflow, castsSum, false>>;
 }
 
 template <class Overflow>
 Chain chainFor(const Places& places, bool counts) {
-    using Mode = embedded::RoundModeEnum;
     if (places.castsSum) {
         return chainFor<AnyRule, Overflow, true>(counts);
     }
-    switch (places.rule.round) {
-        case Mode::Ceil:
-            return chainFor<OneRule<CeilRule>, Overflow, false>(counts);
-        case Mode::Convergent:
-            return chainFor<OneRule<ConvergentRule>, Overflow, false>(counts);
-        case Mode::Fix:
-            return chainFor<OneRule<FixRule>, Overflow, false>(counts);
-        case Mode::Floor:
-            return chainFor<OneRule<FloorRule>, Overflow, false>(counts);
-        case Mode::Nearest:
-            return chainFor<OneRule<NearestRule>, Overflow, false>(counts);
-        default:
-            return chainFor<OneRule<RoundRule>, Overflow, false>(counts);
-    }
+    static constexpr auto kSilent =
+        RoundingRules::table([]<class Rule>() { return chainFor<OneRule<Rule>, Overflow, false>(false); });
+    static constexpr auto kCounting =
+        RoundingRules::table([]<class Rule>() { return chainFor<OneRule<Rule>, Overflow, false>(true); });
+    return (counts ? kCounting : kSilent)[RoundingRules::indexOf(places.rule.round)];
 }
 
 double accumulateChainForTarget(const Places& places, const double* terms, std::size_t count, double total,
