@@ -13,13 +13,13 @@
 #include "host/hv.h"
 #include "host/om.h"
 
-bool embedded::s_feature_fi_tag_logging = false;
-bool embedded::s_feature_fi_stack_trace_logging = false;
-bool embedded::s_feature_fi_33plus_memory_footprint = true;
-bool embedded::s_feature_numerictype_unspecified_sign = true;
-bool embedded::s_feature_fi_realonly_slope_bias = true;
-bool embedded::s_feature_fimathless_fis = true;
-bool embedded::s_log_with_stack_trace = false;
+std::atomic<bool> embedded::s_feature_fi_tag_logging{false};
+std::atomic<bool> embedded::s_feature_fi_stack_trace_logging{false};
+std::atomic<bool> embedded::s_feature_fi_33plus_memory_footprint{true};
+std::atomic<bool> embedded::s_feature_numerictype_unspecified_sign{true};
+std::atomic<bool> embedded::s_feature_fi_realonly_slope_bias{true};
+std::atomic<bool> embedded::s_feature_fimathless_fis{true};
+std::atomic<bool> embedded::s_log_with_stack_trace{false};
 
 // Package
 
@@ -122,7 +122,8 @@ namespace {
 /// The default of a setting that has none: an unknown text is then refused.
 constexpr int kNoDefault = -1;
 
-void runFeatureCommand(bool& feature, int outputCount, hvArray** outputs, int inputCount, hvArray** inputs) {
+void runFeatureCommand(std::atomic<bool>& feature, int outputCount, hvArray** outputs, int inputCount,
+                       hvArray** inputs) {
     constexpr int kTooManyInputs = 1;
     constexpr int kNotEnoughInputs = 2;
     constexpr int kTooManyOutputs = 3;

@@ -6,6 +6,7 @@
 // them. The tag enumerations of the number kinds come from `embeddedNumberTags`, since the layer below also needs them.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <span>
 
@@ -125,11 +126,11 @@ class TOLVANE_API embedded : public embeddedNumberTags {
     static void externalToInternal(const hvArray* value);
 
  private:
-    static bool s_feature_fi_tag_logging;
-    static bool s_feature_fi_stack_trace_logging;
-    static bool s_feature_fi_33plus_memory_footprint;
-    static bool s_feature_numerictype_unspecified_sign;
-    static bool s_feature_fi_realonly_slope_bias;
-    static bool s_feature_fimathless_fis;
-    static bool s_log_with_stack_trace;
+    static std::atomic<bool> s_feature_fi_tag_logging;
+    static std::atomic<bool> s_feature_fi_stack_trace_logging;
+    static std::atomic<bool> s_feature_fi_33plus_memory_footprint;
+    static std::atomic<bool> s_feature_numerictype_unspecified_sign;
+    static std::atomic<bool> s_feature_fi_realonly_slope_bias;
+    static std::atomic<bool> s_feature_fimathless_fis;
+    static std::atomic<bool> s_log_with_stack_trace;
 };

@@ -3,6 +3,7 @@
 #include "host/EnumStringType.h"
 #include "host/hsc.h"
 #include "logging/qlogger.h"
+#include "logging/shared_logs.h"
 
 filog::filog() : mMinLog(qlogger::getStartOfMin()), mMaxLog(qlogger::getStartOfMax()) {}
 
@@ -50,4 +51,9 @@ void filog::disp() const {
 std::map<std::string, filog>& filog::getLogMap() {
     static std::map<std::string, filog> sFiLogMap;
     return sFiLogMap;
+}
+
+std::unique_lock<std::mutex> tolvane::detail::lockSharedLogs() {
+    static std::mutex sMutex;
+    return std::unique_lock(sMutex);
 }

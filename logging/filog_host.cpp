@@ -2,10 +2,12 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "descriptors/host_object.h"
 #include "host/hv.h"
 #include "logging/filog.h"
+#include "logging/shared_logs.h"
 
 using namespace tolvane::detail;
 
@@ -27,15 +29,21 @@ hvArray* filog::convertToExternalVelmarArray(std::unique_ptr<filog> record) {
 }
 
 hvArray* filog::getglobalfilogs() {
-    hvArrayOwner cells(hvCreateCellMatrix(getLogMap().size(), 1));
-    std::size_t row = 0;
-    for (const auto& [key, record] : getLogMap()) {
-        hvSetCell(cells.get(), row, convertToExternalVelmarArray(std::make_unique<filog>(record)));
-        ++row;
+    std::vector<std::unique_ptr<filog>> records;
+    {
+        const auto lock = tolvane::detail::lockSharedLogs();
+        for (const auto& [key, record] : getLogMap()) {
+            records.push_back(std::make_unique<filog>(record));
+        }
+    }
+    hvArrayOwner cells(hvCreateCellMatrix(records.size(), 1));
+    for (std::size_t row = 0; row < records.size(); ++row) {
+        hvSetCell(cells.get(), row, convertToExternalVelmarArray(std::move(records[row])));
     }
     return cells.release();
 }
 
 void filog::clearglobalfilogs() {
+    const auto lock = tolvane::detail::lockSharedLogs();
     getLogMap().clear();
 }

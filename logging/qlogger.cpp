@@ -9,11 +9,13 @@
 #include "host/hsc.h"
 #include "host/hv.h"
 #include "logging/filog.h"
+#include "logging/shared_logs.h"
 
 using EmbeddedTypeSystem::NumericType;
+using tolvane::detail::lockSharedLogs;
 
-bool qlogger::sLogging = false;
-embedded::LogTypeEnum qlogger::sLogType{};
+std::atomic<bool> qlogger::sLogging{false};
+std::atomic<embedded::LogTypeEnum> qlogger::sLogType{};
 
 namespace {
 
@@ -69,7 +71,7 @@ qlogger::qlogger(std::string tag, embedded::OperationTypeEnum operation, const N
 qlogger& qlogger::operator=(const qlogger& other) = default;
 
 qlogger::~qlogger() {
-    if (!mWriteLogOnDestroy || sLogType != embedded::LogTypeEnum::WriteLogMap || isreset()) {
+    if (!mWriteLogOnDestroy || getLogType() != embedded::LogTypeEnum::WriteLogMap || isreset()) {
         return;
     }
     try {
@@ -201,6 +203,7 @@ void qlogger::writeLogMap(std::map<std::string, filog>& logs) const {
         return;
     }
     std::string key = createFilogKey();
+    const auto lock = lockSharedLogs();
     if (const auto entry = logs.find(key); entry != logs.end()) {
         entry->second.update(mMin.todouble(), mMax.todouble(), mNoverflows, mNunderflows);
     } else {

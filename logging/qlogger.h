@@ -8,6 +8,7 @@
 // destroyed it can leave its counts in the log map: see the destructor, and filog.h.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -67,7 +68,7 @@ class TOLVANE_API qlogger {
     bool writeLogOnDestroy() const { return mWriteLogOnDestroy; }
 
     /// Returns whether the gate is open.
-    bool isLogging() const { return mAlwaysLog || sLogging; }
+    bool isLogging() const { return mAlwaysLog || getLogging(); }
 
     /// Gated.
     void nOverflowsPlusOne() const { addtoOverflows(1); }
@@ -126,10 +127,10 @@ class TOLVANE_API qlogger {
     void setMinLogFromRealWorldValue(double value) const;
 
     /// Process-wide switches, off at load.
-    static bool getLogging() { return sLogging; }
-    static void setLogging(bool on) { sLogging = on; }
-    static embedded::LogTypeEnum getLogType() { return sLogType; }
-    static void setLogType(embedded::LogTypeEnum type) { sLogType = type; }
+    static bool getLogging() { return sLogging.load(std::memory_order_relaxed); }
+    static void setLogging(bool on) { sLogging.store(on, std::memory_order_relaxed); }
+    static embedded::LogTypeEnum getLogType() { return sLogType.load(std::memory_order_relaxed); }
+    static void setLogType(embedded::LogTypeEnum type) { sLogType.store(type, std::memory_order_relaxed); }
     /// Return the values of an empty log: the lowest and the greatest double.
     static double getStartOfMax();
     static double getStartOfMin();
@@ -171,6 +172,6 @@ class TOLVANE_API qlogger {
     mutable bool mAlwaysLog = false;
     bool mWriteLogOnDestroy;
 
-    static bool sLogging;
-    static embedded::LogTypeEnum sLogType;
+    static std::atomic<bool> sLogging;
+    static std::atomic<embedded::LogTypeEnum> sLogType;
 };

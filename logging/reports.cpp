@@ -5,6 +5,7 @@
 
 #include "host/hsc.h"
 #include "logging/qlogger.h"
+#include "logging/shared_logs.h"
 
 namespace tolvane::detail::reports {
 
@@ -87,6 +88,7 @@ Changes operator+(Changes a, Changes b) {
 }
 
 void add(const qlogger& total, Changes changes) {
+    const auto lock = lockSharedLogs();
     total.addtoOverflows(changes.overflows);
     total.addtoUnderflows(changes.underflows);
 }
@@ -176,9 +178,12 @@ void reportAssignmentWithTotal(const qlogger& log, const qlogger& session) {
     if (qlogger::getLogging()) {
         const Changes changes = takeChanges(log);
         add(session, changes);
-        session.setOldOverflows(session.getOldOverflows() + changes.overflows);
-        session.setOldUnderflows(session.getOldUnderflows() + changes.underflows);
-        session.copyMinMax(log);
+        {
+            const auto lock = lockSharedLogs();
+            session.setOldOverflows(session.getOldOverflows() + changes.overflows);
+            session.setOldUnderflows(session.getOldUnderflows() + changes.underflows);
+            session.copyMinMax(log);
+        }
         warnOf(kTexts.assignment, changes, "assignment");
     }
 }

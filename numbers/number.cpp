@@ -4,8 +4,8 @@
 
 #include "numbers/numberfactory.h"
 
-std::uint32_t number::sDefaultPrecision = doublenumber::kScalarPrecision;
-bool number::sDefaultForceMultiplePrecision = false;
+constinit thread_local std::uint32_t number::sDefaultPrecision = doublenumber::kScalarPrecision;
+constinit thread_local bool number::sDefaultForceMultiplePrecision = false;
 
 number::number() : number(0.0, sDefaultPrecision, sDefaultForceMultiplePrecision) {}
 

@@ -263,8 +263,9 @@ class TOLVANE_API number {
     number& bitset(int bit, bool value, bool isSigned, int wordlength, double slope, int exponent, double bias,
                    std::uint64_t twoToWordlength);
 
-    static std::uint32_t sDefaultPrecision;
-    static bool sDefaultForceMultiplePrecision;
+    // Per thread.
+    static thread_local std::uint32_t sDefaultPrecision;
+    static thread_local bool sDefaultForceMultiplePrecision;
 
  private:
     // Both run an action on the body: inline on doubles, by virtual calls otherwise.

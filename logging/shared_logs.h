@@ -1,0 +1,11 @@
+// The lock of what the logs of all threads are added to: the log map and the totals of a session.
+#pragma once
+
+#include <mutex>
+
+namespace tolvane::detail {
+
+/// Waits for the lock. It is never held while the host is called, since a warning can lead back into the library.
+std::unique_lock<std::mutex> lockSharedLogs();
+
+}  // namespace tolvane::detail
