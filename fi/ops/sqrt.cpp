@@ -174,14 +174,21 @@ void fi::bisectRoots(fi& roots) const {
     const fimath& rules = roots.getFimath();
     const NumericType type = roots.getNumericType();
     const NumericType product = roots.getProductTypeForMpyOp(roots);
-    if (const arrayroots::Types types{getNumericType(), type, product};
-        !getLogging() && !roots.getQlogger().isLogging() && arrayroots::areSquaresExact(types, rules)) {
-        const std::span<const double> elements = entries::doublesOf(mReal, mNumel);
-        doublenumber* const found = roots.mReal.asDouble();
-        if (found && elements.size() == found->elements().size()) {
-            arrayroots::find(elements, found->elements(), types, rules);
-            return;
+    const arrayroots::Types types{getNumericType(), type, product};
+    const std::span<const double> elements = entries::doublesOf(mReal, mNumel);
+    doublenumber* const found = roots.mReal.asDouble();
+    const bool isExact =
+        found && elements.size() == found->elements().size() && arrayroots::areSquaresExact(types, rules);
+    const auto settle = [&] {
+        if (mNumel > 0) {
+            setIndex(mNumel - 1);
+            roots.setIndex(mNumel - 1);
         }
+    };
+    if (isExact && !getLogging()) {
+        arrayroots::find(elements, found->elements(), types, rules);
+        settle();
+        return;
     }
     const auto made = [&](const NumericType& ofType) {
         return fi(1, 1, ofType, rules, false, getTag(), true, kAssignment, 0U);
@@ -201,6 +208,29 @@ void fi::bisectRoots(fi& roots) const {
     const Round mode = rules.getRoundMode();
     const number& upper = trial.getAssignmentQuantizer().getUpperBound();
     number scratch = cell(0.0, std::max(wordBits(*eps), wordBits(next)));
+    const auto areDoubles = [](const fi& work) {
+        return work.mReal.asDouble() && (!work.mProductRegister || work.mProductRegister->mReal.asDouble()) &&
+               (!work.mSumRegister || work.mSumRegister->mReal.asDouble());
+    };
+    const quantizer& distances = x.mSumRegister->getAssignmentQuantizer();
+    if (isExact && areDoubles(trial) && areDoubles(square) && areDoubles(next) && areDoubles(nextSquare) &&
+        areDoubles(x) && scratch.asDouble() && distances.hasFixedKernel()) {
+        const arrayroots::Tallies noted =
+            arrayroots::findAndTally(elements, found->elements(), types, rules, distances);
+        noted.elements.handTo(x.getQlogger());
+        noted.trials.handTo(trial.getQlogger());
+        noted.squares.handTo(trial.getproductQlogger());
+        noted.squares.handTo(square.getQlogger());
+        noted.roots.handTo(roots.getQlogger());
+        noted.neighbours.handTo(next.getQlogger());
+        noted.neighbourSquares.handTo(next.getproductQlogger());
+        noted.neighbourSquares.handTo(nextSquare.getQlogger());
+        noted.below.handTo(x.getsumQlogger());
+        noted.above.handTo(nextSquare.getsumQlogger());
+        settle();
+        reports::reportProducts(trial.getproductQlogger(), next.getproductQlogger(), "sqrt");
+        return;
+    }
     const BitSetter bits(trial);
     const int topBit = roots.getWordLength() - (roots.isSigned() ? 1 : 0);
     for (std::uint64_t i = 0; i < mNumel; ++i) {
