@@ -99,7 +99,7 @@ struct Notes {
     std::uint64_t neighbours = 0;  // one for each root rounded down that may be raised
     Range searched;                // roots rounded down, of elements that aren't zero
     Range judged;                  // roots rounded down that may be raised
-    Range firstStored;             // roots rounded down, or 1 if that is zero and raised, that aren't zero
+    Range firstStored;             // roots rounded down, where anything but zero is found
     Range lastStored;
     Tally below;
     Tally above;
@@ -184,12 +184,12 @@ void Notes::noteStored(std::span<const double> floors, const Range& range, std::
     raised += static_cast<std::uint64_t>(laneloops::sumExact(found.data(), found.size()) -
                                          laneloops::sumExact(floors.data(), floors.size()));
     if (last.least > 0.0) {
-        firstStored.add(std::max(range.least, 1.0));
+        firstStored.add(range.least);
         return;
     }
     for (std::size_t i = 0; i < found.size(); ++i) {
         if (found[i] > 0.0) {
-            firstStored.add(std::max(floors[i], 1.0));
+            firstStored.add(floors[i]);
         }
     }
 }
