@@ -77,6 +77,19 @@ Range rangeOf(std::span<const double> values) {
     return {extremes.least, extremes.greatest};
 }
 
+using Block = std::array<double, kBlock>;
+
+/// Copies those values of a block for whose index `isWanted` holds, without branches, which would be mispredicted.
+template <class IsWanted>
+std::span<double> pick(std::span<const double> values, Block& into, const IsWanted& isWanted) {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        into[count] = values[i];
+        count += isWanted(i) ? 1U : 0U;
+    }
+    return {into.data(), count};
+}
+
 /// The tally of values that don't overflow or underflow, whose zeros are positive.
 Tally tallyOf(std::uint64_t count, const Range& range, double unit) {
     Tally result;
@@ -150,12 +163,10 @@ void Notes::noteSearches(std::span<const double> in, std::span<const double> flo
     Tally extremes = laneloops::extremes(in.data(), in.size());
     if (extremes.least == 0.0) {
         extremes.settle(*std::ranges::find(in, 0.0));
-        for (std::size_t i = 0; i < in.size(); ++i) {
-            if (in[i] != 0.0) {
-                ++searches;
-                searched.add(floors[i]);
-            }
-        }
+        Block picked;
+        const auto ofSearches = pick(floors, picked, [in](std::size_t i) { return in[i] != 0.0; });
+        searches += ofSearches.size();
+        searched.add(rangeOf(ofSearches));
     } else {
         searches += in.size();
         searched.add(range);
@@ -170,12 +181,10 @@ void Notes::noteJudged(std::span<const double> floors, const Range& range, doubl
         judged.add(range);
         return;
     }
-    for (const double x : floors) {
-        if (x < greatest) {
-            ++neighbours;
-            judged.add(x);
-        }
-    }
+    Block picked;
+    const auto ofJudged = pick(floors, picked, [&](std::size_t i) { return floors[i] < greatest; });
+    neighbours += ofJudged.size();
+    judged.add(rangeOf(ofJudged));
 }
 
 void Notes::noteStored(std::span<const double> floors, const Range& range, std::span<const double> found) {
@@ -187,11 +196,8 @@ void Notes::noteStored(std::span<const double> floors, const Range& range, std::
         firstStored.add(range.least);
         return;
     }
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        if (found[i] > 0.0) {
-            firstStored.add(floors[i]);
-        }
-    }
+    Block picked;
+    firstStored.add(rangeOf(pick(floors, picked, [found](std::size_t i) { return found[i] > 0.0; })));
 }
 
 std::uint64_t whole(double x) {
@@ -272,26 +278,19 @@ class NearestSquare {
 
     /// Raises those whole roots by one whose upper neighbour is nearer.
     void apply(std::span<const double> elements, std::span<double> roots, Notes* notes) {
-        const auto isBelowGreatest = [this](double root) { return root < mSteps.greatest; };
-        if (!notes || std::ranges::all_of(roots, isBelowGreatest)) {
+        const auto isBelowGreatest = [&](std::size_t i) { return roots[i] < mSteps.greatest; };
+        if (!notes || rangeOf(roots).greatest < mSteps.greatest) {
             raise(elements, roots, notes);
             return;
         }
         // The greatest root has no upper neighbour, and nothing is computed that could be noted.
+        const auto kept = pick(elements, mKept, isBelowGreatest);
+        raise(kept, pick(roots, mKeptRoots, isBelowGreatest), notes);
         std::size_t count = 0;
         for (std::size_t i = 0; i < roots.size(); ++i) {
-            if (isBelowGreatest(roots[i])) {
-                mKept[count] = elements[i];
-                mKeptRoots[count] = roots[i];
-                ++count;
-            }
-        }
-        raise({mKept.data(), count}, {mKeptRoots.data(), count}, notes);
-        count = 0;
-        for (double& root : roots) {
-            if (isBelowGreatest(root)) {
-                root = mKeptRoots[count++];
-            }
+            const bool isKept = isBelowGreatest(i);
+            roots[i] = isKept ? mKeptRoots[count] : roots[i];
+            count += isKept ? 1U : 0U;
         }
     }
 
@@ -348,7 +347,6 @@ class NearestSquare {
         return result;
     }
 
-    using Block = std::array<double, kBlock>;
     const Steps& mSteps;
     const quantizer& mQuantizer;
     int mElementExponent;
@@ -365,7 +363,7 @@ class NearestSquare {
 
 void findBlocks(std::span<const double> elements, std::span<double> roots, const Steps& steps, Round mode,
                 NearestSquare& nearest, Notes* notes) {
-    std::array<double, kBlock> floored;
+    Block floored;
     for (std::size_t begin = 0; begin < elements.size(); begin += kBlock) {
         const std::size_t count = std::min(kBlock, elements.size() - begin);
         const auto in = elements.subspan(begin, count);
