@@ -415,10 +415,8 @@ bool arrayroots::areSquaresExact(const Types& types, const fimath& rules) {
 }
 
 void arrayroots::find(std::span<const double> elements, std::span<double> roots, const Types& types,
-                      const fimath& rules) {
+                      const fimath& rules, const quantizer& distances) {
     const Steps steps(types.root);
-    const quantizer distances(types.square, rules.getRoundMode(), rules.getOverflowMode(), "",
-                              embedded::OperationTypeEnum::Unspecified, false);
     NearestSquare nearest(types, rules, steps, distances);
     findBlocks(elements, roots, steps, rules.getRoundMode(), nearest, nullptr);
 }

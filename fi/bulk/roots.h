@@ -22,7 +22,7 @@ struct Types {
     const EmbeddedTypeSystem::NumericType& square;
 };
 
-/// What the work objects of the search note, which are gone when anybody asks for counts of mathematical operations.
+/// What the objects that the search works with note. They are gone before anybody can ask for mathematical operations.
 struct Tallies {
     Tally elements;
     Tally trials;   // roots from which trials start, and those rounded down that may be raised
@@ -38,9 +38,10 @@ struct Tallies {
 bool areSquaresExact(const Types& types, const fimath& rules);
 
 /// Stores a root of each element, none of which is negative, rounded by the rules as the search rounds. The elements
-/// need not be values of their type.
-void find(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules);
-/// As above with the statistics. `distances` quantizes distances to the type of the squares and has a fixed kernel.
+/// need not be values of their type. `distances` quantizes by the rules to the type of the squares and logs nothing.
+void find(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules,
+          const quantizer& distances);
+/// As above with the statistics; `distances` has a fixed kernel.
 Tallies findAndTally(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules,
                      const quantizer& distances);
 
