@@ -88,7 +88,7 @@ format-check:
 	@clang-format --dry-run --Werror $(SOURCES)
 
 tidy:
-	@tools/install-deps build test check
+	@tools/install-deps build test check bench
 	@tools/tidy $(ARGS)
 
 sanitize:

@@ -516,14 +516,14 @@ void addWide(int wordBits, std::size_t count) {
         const FiOwner a = wideArrayOf(wordBits, count, 1);
         const FiOwner b = wideArrayOf(wordBits, count, 2);
         timed(state, count, [&] {
-            WideArray out(count, 2 * wordBits);
+            WideArray out(count, 2L * wordBits);
             compute(*a, *b, out);
         });
     });
     add("fi", [=](benchmark::State& state) {
         const FiOwner a = wideArrayOf(wordBits, count, 1);
         const FiOwner b = wideArrayOf(wordBits, count, 2);
-        WideArray expected(count, 2 * wordBits);
+        WideArray expected(count, 2L * wordBits);
         compute(*a, *b, expected);
         const FiOwner seen(&a->times(*b));
         for (std::size_t i = 0; i < count; ++i) {

@@ -54,8 +54,8 @@ struct HandLoop {
 };
 
 void hand(const double* in, double* out, std::size_t count) {
-    static const auto run = VectorTargets<HandLoop, const double*, double*, std::size_t>::best();
-    run(in, out, count);
+    static const auto kRun = VectorTargets<HandLoop, const double*, double*, std::size_t>::best();
+    kRun(in, out, count);
 }
 
 const std::vector<double>& signal(std::size_t count) {
@@ -170,7 +170,8 @@ void registerAll() {
     for (const std::size_t count : {std::size_t{1000}, std::size_t{1000000}, std::size_t{10000000}}) {
         const std::string size = " " + std::to_string(count) + "/";
         for (const std::string variant : {"hand", "serial", "parallel", "quantizer"}) {
-            add("in place" + size + variant, [=](benchmark::State& s) { runInPlace(s, count, variant); });
+            add(std::string("in place").append(size).append(variant),
+                [=](benchmark::State& s) { runInPlace(s, count, variant); });
         }
         add("call" + size + "hand", [=](benchmark::State& s) { runHandCalls(s, count); });
         add("call" + size + "fi serial", [=](benchmark::State& s) { runFiCalls(s, count, false); });

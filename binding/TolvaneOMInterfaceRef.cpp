@@ -93,5 +93,5 @@ EmbeddedTypeSystem::NumericType& NumericTypeOMInterfaceRef::getNumericType() con
 }
 
 hvArray* NumericTypeOMInterfaceRef::convertToExternalVelmarArray() const {
-    return omdtConvertToVelmar(datatypes::object<NumericType>.find(), getInterface());
+    return omdtConvertToVelmar(datatypes::kObject<NumericType>.find(), getInterface());
 }

@@ -21,8 +21,8 @@ bool sIsStopped = false;
 bool sNeedsDeclaring = true;
 bool sNeedsRegistering = true;
 
-constexpr VLFunctionList noFunctions{};
-constexpr VLFunctionTable functionTable{&noFunctions, {0x345F20F1, 0x4C3BC66E}, 0};
+constexpr VLFunctionList kNoFunctions{};
+constexpr VLFunctionTable kFunctionTable{&kNoFunctions, {0x345F20F1, 0x4C3BC66E}, 0};
 
 template <class... Records>
 void build() {
@@ -77,11 +77,11 @@ void VLTerminate_tolvane() {
 }
 
 const VLFunctionTable* QueryVLFcnTable_tolvane() {
-    return &functionTable;
+    return &kFunctionTable;
 }
 
 const VLFunctionList* QueryVLFcns_tolvane() {
-    return &noFunctions;
+    return &kNoFunctions;
 }
 
 void Tolvane::declareOMClasses() {

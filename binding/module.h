@@ -34,7 +34,7 @@ TOLVANE_API const VLFunctionList* QueryVLFcns_tolvane();
 }
 
 /// The older way of registering the classes, for hosts that do it in two steps. Each step works once. A start
-/// afterwards adds what is missing: the class "filog", which these steps omit.
+/// afterwards adds what is missing, such as the class "filog", which these steps omit.
 class TOLVANE_API Tolvane {
  public:
     Tolvane() = delete;

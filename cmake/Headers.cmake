@@ -68,6 +68,7 @@ tolvane_headers(
   logging/qlogger.h
   logging/reports.h
   quantization/fixed_limits.h
+  quantization/float_limits.h
   quantization/quantize_numeric.h
   quantization/quantizer.h
   fi/FiColumnReference.h

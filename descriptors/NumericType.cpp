@@ -179,8 +179,8 @@ const char* NumericType::getVelmarClassName() {
 }
 
 const char* NumericType::getVelmarPackageClassName() {
-    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
-    return name.c_str();
+    static const std::string kName = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return kName.c_str();
 }
 
 const char* NumericType::getEquivalentVelmarClassName() const {

@@ -218,11 +218,11 @@ class TOLVANE_API NumericType : public ScalarType {
     /// Divides host double arrays element by element in double precision; a scalar is combined with every element. The
     /// caller owns the result. Raises "fixedpoint:fi:divide:nonondouble" and "fixedpoint:fi:dimagree".
     static hvArray* divide(const hvArray* a, const hvArray* b);
-    /// Returns the type inside a host value of class "embedded.numerictype", which owns it and must outlive its use.
-    /// Raises "fixedpoint:numerictype:notnumerictype".
+    /// Returns the type inside a host value of class "embedded.numerictype", which keeps it alive and must outlive its
+    /// use. Raises "fixedpoint:numerictype:notnumerictype".
     static NumericType& convertFromVelmarArray(const hvArray* value);
-    /// Return a new host value of the class around the type: one that is its only owner, and one with a reference held
-    /// by the user's workspace. Raise "fixedpoint:numerictype:notRegistered".
+    /// Return a new host value of the class around the type. It holds the only reference to the handle: an internal
+    /// one, or an external one, as values of the user's workspace do. Raise "fixedpoint:numerictype:notRegistered".
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<NumericType> type);
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<NumericType> type);
 

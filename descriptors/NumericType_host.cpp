@@ -148,24 +148,24 @@ void NumericType::setSignednessBool(const hvArray* value, const char* name) {
 }
 
 EnumStringType* NumericType::getDataTypeModeEnum() {
-    static EnumStringType* const type = enumType("NumericTypeDataTypeModeEnum", kModes);
-    return type;
+    static EnumStringType* const kType = enumType("NumericTypeDataTypeModeEnum", kModes);
+    return kType;
 }
 EnumStringType* NumericType::getDataTypeEnum() {
-    static EnumStringType* const type = enumType("NumericTypeDataTypeEnum", kDataTypes);
-    return type;
+    static EnumStringType* const kType = enumType("NumericTypeDataTypeEnum", kDataTypes);
+    return kType;
 }
 EnumStringType* NumericType::getScalingEnum() {
-    static EnumStringType* const type = enumType("NumericTypeScalingEnum", kScalings);
-    return type;
+    static EnumStringType* const kType = enumType("NumericTypeScalingEnum", kScalings);
+    return kType;
 }
 EnumStringType* NumericType::getSignednessEnum() {
-    static EnumStringType* const type = enumType("embedded numerictype Signedness", kSigns);
-    return type;
+    static EnumStringType* const kType = enumType("embedded numerictype Signedness", kSigns);
+    return kType;
 }
 EnumStringType* NumericType::getDataTypeOverrideEnum() {
-    static EnumStringType* const type = enumType("DataTypeOverride", kOverrides);
-    return type;
+    static EnumStringType* const kType = enumType("DataTypeOverride", kOverrides);
+    return kType;
 }
 
 int NumericType::EvalString(hvArray*& result, const char* text) {

@@ -54,42 +54,42 @@ void embedded::terminateEmbeddedPackage() {
 // Shared enumerations
 
 EnumStringType* embedded::getQuantizerModeEnum() {
-    static EnumStringType* const type = EnumStringType::findOrAdd("quantizer Mode", {{5, "none"},
-                                                                                     {0, "double"},
-                                                                                     {1, "float"},
-                                                                                     {2, "fixed"},
-                                                                                     {3, "single"},
-                                                                                     {4, "ufixed"},
-                                                                                     {6, "boolean"},
-                                                                                     {7, "ScaledDouble"},
-                                                                                     {8, "UnsignedScaledDouble"}});
-    return type;
+    static EnumStringType* const kType = EnumStringType::findOrAdd("quantizer Mode", {{5, "none"},
+                                                                                      {0, "double"},
+                                                                                      {1, "float"},
+                                                                                      {2, "fixed"},
+                                                                                      {3, "single"},
+                                                                                      {4, "ufixed"},
+                                                                                      {6, "boolean"},
+                                                                                      {7, "ScaledDouble"},
+                                                                                      {8, "UnsignedScaledDouble"}});
+    return kType;
 }
 
 EnumStringType* embedded::getRoundModeEnum() {
-    static EnumStringType* const type = EnumStringType::findOrAdd(
+    static EnumStringType* const kType = EnumStringType::findOrAdd(
         "quantizer Round Mode",
         {{0, "ceil"}, {1, "convergent"}, {2, "fix"}, {3, "floor"}, {4, "nearest"}, {5, "round"}});
-    return type;
+    return kType;
 }
 
 EnumStringType* embedded::getOverflowModeEnum() {
-    static EnumStringType* const type =
+    static EnumStringType* const kType =
         EnumStringType::findOrAdd("quantizer Overflow Mode", {{0, "saturate"}, {1, "wrap"}});
-    return type;
+    return kType;
 }
 
 EnumStringType* embedded::getScalingEnum() {
-    static EnumStringType* const type =
+    static EnumStringType* const kType =
         EnumStringType::findOrAdd("quantizer Scaling", {{0, "BinaryPoint"}, {1, "SlopeBias"}});
-    return type;
+    return kType;
 }
 
 EnumStringType* embedded::getOperationTypeEnum() {
-    static EnumStringType* const type = EnumStringType::findOrAdd(
+    static EnumStringType* const kType = EnumStringType::findOrAdd(
         "embedded OperationTypeEnum",
         {{0, "Unspecified"}, {1, "Assignment"}, {2, "Product"}, {3, "Sum"}, {4, "Difference"}});
-    return type;
+    return kType;
 }
 
 // Feature commands
@@ -120,26 +120,26 @@ int embedded::readSetting(const hvArray* setting, int defaultSetting) {
 namespace {
 
 /// The default of a setting that has none: an unknown text is then refused.
-constexpr int noDefault = -1;
+constexpr int kNoDefault = -1;
 
 void runFeatureCommand(bool& feature, int outputCount, hvArray** outputs, int inputCount, hvArray** inputs) {
-    constexpr int tooManyInputs = 1;
-    constexpr int notEnoughInputs = 2;
-    constexpr int tooManyOutputs = 3;
+    constexpr int kTooManyInputs = 1;
+    constexpr int kNotEnoughInputs = 2;
+    constexpr int kTooManyOutputs = 3;
     if (outputCount > 1) {
-        hvErrMsg(tooManyOutputs);
+        hvErrMsg(kTooManyOutputs);
     }
     if (inputCount > 1) {
-        hvErrMsg(tooManyInputs);
+        hvErrMsg(kTooManyInputs);
     }
     if (inputCount < 0) {
-        hvErrMsg(notEnoughInputs);
+        hvErrMsg(kNotEnoughInputs);
     }
     // The only step that can still fail with valid input comes before the store.
     const bool hasOutput = inputCount == 0 || outputCount > 0;
     hvArrayOwner output(hasOutput ? hvCreateDoubleScalar(0.0) : nullptr);
     if (inputCount > 0) {
-        feature = embedded::readSetting(inputs[0], noDefault) != 0;
+        feature = embedded::readSetting(inputs[0], kNoDefault) != 0;
     }
     if (hasOutput) {
         *hvGetPr(output.get()) = feature ? 1.0 : 0.0;
@@ -179,7 +179,7 @@ void embedded::setFiWarnForDataTypeMode(int outputCount, hvArray** outputs, int 
 
 std::span<const embedded::Feature> embedded::getFeatures() {
     // Name, registered default, command; the order is that of registration.
-    static constexpr std::array<Feature, 7> features = {{
+    static constexpr std::array<Feature, 7> kFeatures = {{
         {"FiTagLogging", 0, &setFiTagLogging},
         {"FiStackTraceLogging", 0, &setFiStackTraceLogging},
         {"Fi33PlusMemoryFootprint", 1, &setFi33PlusMemoryFootprint},
@@ -188,7 +188,7 @@ std::span<const embedded::Feature> embedded::getFeatures() {
         {"FimathLessFis", 1, &setFimathLessFis},
         {"FiWarnForDataTypeMode", 1, &setFiWarnForDataTypeMode},
     }};
-    return features;
+    return kFeatures;
 }
 
 void embedded::registerFeatures() {
@@ -216,12 +216,12 @@ void embedded::throw_last_error() {
 
 int embedded::call_VELMAR_with_trap(int outputCount, hvArray** outputs, int inputCount, hvArray** inputs,
                                     const char* name) {
-    constexpr int quietMode = -1;
+    constexpr int kQuietMode = -1;
     hscSetTrapFlag(1);
     const struct ErrorModeGuard {
         int oldMode;
         ~ErrorModeGuard() { hvSetErrorMode(oldMode); }
-    } guard{hvSetErrorMode(quietMode)};
+    } guard{hvSetErrorMode(kQuietMode)};
     return hscCallVELMAR(outputCount, outputs, inputCount, inputs, name);
 }
 

@@ -201,7 +201,7 @@ class TOLVANE_API fimath {
     /// which holds the only reference to the handle, an internal one. Raises "fixedpoint:fimath:notRegistered" before
     /// the class is in the package.
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<fimath> object);
-    /// As above, with an external reference, held by the user's workspace.
+    /// As above, with an external reference, as values of the user's workspace have.
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<fimath> object);
 
     /// Send the new value of the named property to the listeners of a host handle; a class without the property has

@@ -14,15 +14,15 @@
 using namespace tolvane::detail;
 
 EnumStringType* fimath::getPrecisionModeEnum() {
-    static EnumStringType* const type =
+    static EnumStringType* const kType =
         EnumStringType::findOrAdd("fimathPrecisionModeEnum", {{0, "Arbitrary"}, {1, "Stepped"}});
-    return type;
+    return kType;
 }
 
 EnumStringType* fimath::getArithmeticModeEnum() {
-    static EnumStringType* const type = EnumStringType::findOrAdd(
+    static EnumStringType* const kType = EnumStringType::findOrAdd(
         "fimathArithmeticModeEnum", {{0, "FullPrecision"}, {1, "KeepLSB"}, {2, "KeepMSB"}, {3, "SpecifyPrecision"}});
-    return type;
+    return kType;
 }
 
 const char* fimath::getVelmarClassName() {
@@ -30,8 +30,8 @@ const char* fimath::getVelmarClassName() {
 }
 
 const char* fimath::getVelmarPackageClassName() {
-    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
-    return name.c_str();
+    static const std::string kName = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return kName.c_str();
 }
 
 fimath* fimath::getObjFromPrhs(void* handle) {

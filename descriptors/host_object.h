@@ -30,7 +30,7 @@ Object* objectInside(const hvArray* value) {
     return static_cast<Object*>(object);
 }
 
-/// The owner of the reference in a new host value: only the value, or the user's workspace.
+/// The kind of reference that a new host value holds: internal, or external like a value of the user's workspace.
 enum class HandleOwner { value, workspace };
 
 /// Makes a host value of Object's class around the object, which it owns. Raises "fixedpoint:<class>:notRegistered"

@@ -100,29 +100,29 @@ class FilterState {
 
  private:
     Value make(const char* className, const std::string& identifier = "") {
-        const Value made = mSession.construct(std::string("embedded.") + className);
+        Value made = mSession.construct(std::string("embedded.") + className);
         made.set("Identifier", identifier);
         return made;
     }
     Value number(const std::string& role) {
-        const Value made = make("numerictype");
+        Value made = make("numerictype");
         made.set("WordLength", mWords.at("FILTER_" + role + "_BITS"));
         made.set("FractionLength", mWords.at("FILTER_" + role + "_FRACTION"));
         return made;
     }
     Value vectorOf(const Value& base) {
-        const Value made = make("matrixtype");
+        Value made = make("matrixtype");
         made.set("BaseType", base);
         made.set("Dimensions", std::vector<double>{1, static_cast<double>(mWords.at("FILTER_TAPS"))});
         return made;
     }
     Value pointerTo(const Value& base) {
-        const Value made = make("pointertype");
+        Value made = make("pointertype");
         made.set("BaseType", base);
         return made;
     }
     Value member(const char* identifier, const Value& type) {
-        const Value made = make("structelement", identifier);
+        Value made = make("structelement", identifier);
         made.set("Type", type);
         return made;
     }
@@ -134,7 +134,7 @@ class FilterState {
             *rules.interface()->getClass()->getProperty(property.c_str())->getDataType());
         std::vector<Value> names;
         std::vector<double> values;
-        const Value made = make("enumtype", property);
+        Value made = make("enumtype", property);
         for (const EnumStringType::Entry& entry : choices.getEntries()) {
             if (entry.text == current) {
                 made.set("DefaultMember", static_cast<double>(names.size()));

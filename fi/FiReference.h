@@ -19,8 +19,8 @@ class TOLVANE_API FiReference : public fi {
     ~FiReference() override;
 
     using fi::operator=;
-    /// Assigns the current element as `fi` does, and takes the root of the other; if that is a different root, copies
-    /// the whole view.
+    /// Assigns the current element as `fi` does. If the other has a different root, this becomes a view of that root,
+    /// with the size, type and rules of the other.
     FiReference& operator=(const FiReference& other);
 
     void setIsReal(bool isReal) override;

@@ -451,8 +451,8 @@ class TOLVANE_API fi {
     static fi& getFiFromHvArray(const hvArray* value);
     /// Returns a new host value that holds a handle of the class, to which it takes a reference.
     static hvArray* convertToVelmarArray(OMInterface* handle);
-    /// Return a new host value of the class around the array: one that is its only owner, and one with a reference held
-    /// by the user's workspace. Raise "fixedpoint:fi:notRegistered".
+    /// Return a new host value of the class around the array. It holds the only reference to the handle: an internal
+    /// one, or an external one, as values of the user's workspace do. Raise "fixedpoint:fi:notRegistered".
     static hvArray* convertToInternalVelmarArray(std::unique_ptr<fi> object);
     static hvArray* convertToExternalVelmarArray(std::unique_ptr<fi> object);
     /// Return the real-world values as a new host array that the caller owns: as double, as single, and as a real
@@ -473,8 +473,8 @@ class TOLVANE_API fi {
 
     /// Evaluates the path and returns an array that the caller owns: for "()", elements as a new array; anything else
     /// as the host's built-in access gives it. `self` is the handle of this object. One or two numbers read an element
-    /// without calling the host; row and column are linear offsets, so a row beyond the last is no error as long as the
-    /// element exists. Raises "fixedpoint:fi:subsref:parenlast", "fixedpoint:fi:badsubscript" and
+    /// without calling the host; row and column are combined to one position, so a row beyond the last is no error as
+    /// long as the element exists. Raises "fixedpoint:fi:subsref:parenlast", "fixedpoint:fi:badsubscript" and
     /// "fixedpoint:fi:badindex".
     hvArray* subsref(const hvArray* path, OMInterface* self) const;
     /// Assigns the right side, a host array or one around a `fi`, and returns the array of the result, which the caller
@@ -592,8 +592,8 @@ class TOLVANE_API fi {
     // Division and roots.
 
     /// Makes a new array of the given type, adjusted to the data type of the operands: the quotient of the elements at
-    /// a working precision, quantized once. Division by zero gives the bound of the type with the sign of the
-    /// numerator, the upper one for zero, and warns "fi:divideByZero" if the last division was by zero. Raises
+    /// a working precision, quantized once. Division by zero gives the lower bound of the type for a negative
+    /// numerator and otherwise the upper one, and warns "fi:divideByZero" if the last division was by zero. Raises
     /// "fixedpoint:fi:nobooleanmath", "fixedpoint:fi:onlybinarypointdivide",
     /// "fixedpoint:fi:noopleadingtocomplexslopebias" and "fixedpoint:fi:dimagree".
     fi& over(const fi& b, const NumericType& type) const;
@@ -804,9 +804,9 @@ class TOLVANE_API fi {
     /// ceil(word length / 32).
     int numChunks() const;
     /// Returns the stored integers in the smallest host class that holds the word, up to 64 bits; an entry between two
-    /// integers is rounded, ties away from zero, and one beyond the range of the class is truncated as by the
-    /// processor. Floating and boolean types return their values in the class of their name, scaled doubles their
-    /// entries. Wider words return doubles and warn "fixedpoint:fi:intover64bits".
+    /// integers is rounded, ties away from zero, and one beyond the range of the class is converted as
+    /// numbers/truncation.h says. Floating and boolean types return their values in the class of their name, scaled
+    /// doubles their entries. Wider words return doubles and warn "fixedpoint:fi:intover64bits".
     hvArray* getIntHvArray() const;
     /// Takes size and complexity of the array and stores its integers through the quantizer; types that aren't fixed
     /// take the values as entries. Integers of 64 bits go to setDravelinIntArray if the word is longer than 32 bits or
@@ -1008,7 +1008,7 @@ class TOLVANE_API fi {
     /// The product of current elements where a type or the rules have slope and bias.
     fi& multiplySlopeBias(const fi& b) const;
     void sqrtErrorMessage(const NumericType& type) const;
-    /// Computes the roots of all elements in `roots`, zeros of a fixed-point type with local rules.
+    /// Stores the roots of all elements in `roots`, which holds zeros of a fixed-point type with local rules.
     void bisectRoots(fi& roots) const;
 
     /// Makes a row of stored values of this type, by its rules.
@@ -1025,7 +1025,7 @@ class TOLVANE_API fi {
     fi* takenByPlan(const hvArray* plan) const;
     /// Whether assigning elements of the source copies their values and does nothing else.
     bool movesWithoutTrace(const fi& source) const;
-    /// Assigns by a plan; without a left array, its elements are kept.
+    /// Assigns by a plan; if `left` is null, elements that the plan takes from the left array stay unchanged.
     void putByPlan(std::span<const double> plan, const fi* left, const fi& right);
     /// A host array as an array of this type and these rules.
     fi fromRightSide(const hvArray* right) const;

@@ -26,7 +26,7 @@ class FuzzInput {
         mRest = mRest.subspan(count);
         return value;
     }
-    /// A whole number of [low, high].
+    /// A whole number in [low, high].
     int between(int low, int high) {
         const auto span = static_cast<std::uint32_t>(high - low) + 1;
         return low + static_cast<int>(take<std::uint32_t>() % span);

@@ -1,4 +1,4 @@
-// Quantizes doubles in any format and checks what must hold of every result, and that all entrances agree.
+// Quantizes doubles to any format and checks properties of every result, and that all functions agree.
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -52,7 +52,7 @@ std::string describe(const Description& described, double input, const number& r
     return out.str();
 }
 
-// What any single result has to be, and that it is left alone when it is quantized again.
+// Properties of every single result; quantizing it again must not change it.
 void checkResult(const Description& described, const quantizer& q, double input, number& result) {
     const auto say = [&] { return describe(described, input, result); };
     if (result.myisnan()) {

@@ -18,7 +18,7 @@ Integer power2(int exponent) {
     return result;
 }
 
-// What the system's parsing starts from: a text that is no number counts as zero.
+// The first step of the library's parsing: a text that isn't a number is zero.
 Integer parsed(const std::string& digits, int base) {
     Integer result;
     if (mpz_set_str(result.get_mpz_t(), digits.c_str(), base) != 0) {
@@ -46,7 +46,7 @@ std::string written(int length, Writer&& writer) {
     return buffer;
 }
 
-// The text of the input as it is, or the digits of an integer made of its bytes, which is far more often a number.
+// The text of the input as it is, or the digits of an integer made from its bytes, which is a number far more often.
 std::string takeText(FuzzInput& input, int base, int wordBits) {
     const bool asInteger = input.between(0, 3) != 0;
     const int extraBits = input.between(0, 9) == 0 ? 2 : 0;
@@ -96,7 +96,7 @@ void checkFixed(FuzzInput& input) {
             "dropped bits warn once", say);
 
     if (kept < (isSigned ? Integer(-power2(described.wordBits - 1)) : Integer(0))) {
-        return;  // a negative text in an unsigned format: no value of it
+        return;  // a negative text in an unsigned format: not a value of the format
     }
     const Integer pattern = kept < 0 ? Integer(kept + power2(described.wordBits)) : kept;
     const Integer allOnes = power2(described.wordBits) - 1;
@@ -167,7 +167,7 @@ void checkFloat(FuzzInput& input) {
         return;
     }
     if (whole < 0) {
-        return;  // a minus sign means nothing in a bit pattern: any value may come of it, safely
+        return;  // a minus sign has no meaning in a bit pattern: any value is allowed
     }
     const Integer signBit = power2(described.wordBits - 1);
     const bool negative = whole >= signBit;

@@ -1,5 +1,6 @@
-// Loads files that were saved well and changed since, past their digest and past HDF5's own checksums: each is loaded
-// whole and can be saved again, or refused with an id, and neither changes what the objects of a class share.
+// Loads files that were saved correctly and changed afterwards, with digest and HDF5's own checksums corrected or not.
+// Each is loaded completely and can be saved again, or is refused with an id; neither changes the state that objects of
+// a class share.
 #include <array>
 #include <memory>
 #include <vector>
@@ -41,7 +42,7 @@ std::vector<Bytes> goodFiles() {
 
 void change(Bytes& file, FuzzInput& input) {
     const auto place = [&] {
-        // Past the heading, but for a few.
+        // Mostly after the heading.
         return input.between(input.between(0, 9) == 0 ? 0 : static_cast<int>(hostref::kHeadingBytes),
                              static_cast<int>(file.size()) - 1);
     };
@@ -61,7 +62,7 @@ void change(Bytes& file, FuzzInput& input) {
                 break;
             }
             case 3: {
-                // An address or a size of another place.
+                // An address or a size from another position.
                 const auto from = static_cast<std::size_t>(place());
                 const auto size =
                     std::min({static_cast<std::size_t>(input.between(1, 64)), file.size() - at, file.size() - from});
@@ -99,9 +100,9 @@ std::vector<Variable> load(const Bytes& file, std::string& id) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const std::vector<Bytes> good = goodFiles();
+    static const std::vector<Bytes> kGood = goodFiles();
     FuzzInput input(data, size);
-    Bytes file = good[static_cast<std::size_t>(input.between(0, 2))];
+    Bytes file = kGood[static_cast<std::size_t>(input.between(0, 2))];
     const int repaired = input.between(0, 3);
     change(file, input);
     if (repaired > 1 && file.size() > hostref::kHeadingBytes) {

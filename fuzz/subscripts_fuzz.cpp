@@ -1,7 +1,7 @@
 // Subscripts of any kind on arrays of the host and of class fi, and plans of any numbers.
 //
-// What one index names is counted by hand; the elements of a fi must be where the plain array's are, read by the plan
-// that the host makes; and a plan of arbitrary doubles is carried out or refused.
+// A simple model finds the elements that one index names. The elements of a fi, read by the plan that the host makes,
+// must be those of the plain array at the same positions. A plan of arbitrary doubles is carried out or refused.
 #include <cmath>
 #include <memory>
 #include <optional>
@@ -62,7 +62,7 @@ hvArrayOwner takeIndex(FuzzInput& input) {
     return numbers;
 }
 
-/// Runs an action that may refuse by an error with an id; returns whether it did not.
+/// Runs an action that may raise an error with an id; returns whether it succeeded.
 template <class Action>
 bool isDone(Action&& action) {
     try {
@@ -118,7 +118,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     });
     const hvArrayOwner value(hvCreateDoubleScalar(77.0));
     isDone([&] {
-        // Positions far away ask for more memory than there is; the engine refuses only sizes that can't be.
+        // Large positions need more memory than there is; the library refuses only impossible sizes.
         for (const hvArray* const index : indices) {
             for (std::size_t i = 0; hvIsDouble(index) && i < hvGetNumberOfElements(index); ++i) {
                 if (std::fabs(hvGetPr(index)[i]) > 64.0) {

@@ -1,4 +1,4 @@
-// Reads char matrices of any contents into arrays of any fixed-point type, against a plain model of what they mean.
+// Reads char matrices of any contents into arrays of any fixed-point type, against a simple model of their meaning.
 #include <cctype>
 #include <memory>
 #include <optional>
@@ -45,7 +45,7 @@ Integer power2(int exponent) {
 }
 
 struct Model {
-    std::string error;  // what follows "fixedpoint:fi:base2num:"
+    std::string error;  // the part after "fixedpoint:fi:base2num:"
     std::string place;
     bool isComplex = false;
     std::uint64_t columns = 0;
@@ -82,7 +82,7 @@ struct Model {
     }
 };
 
-/// The word of a token, and whether bits of it are dropped.
+/// The word of a token, and whether bits are dropped.
 std::pair<Integer, bool> wordOf(const std::string& token, int base, const NumericType& type) {
     Integer whole;
     for (const char character : token) {
@@ -112,7 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto rowCount = static_cast<std::size_t>(input.between(1, 4));
     const bool anyCode = input.between(0, 3) == 0;
     const std::string bytes = input.rest();
-    // Most texts are made of characters that mean something.
+    // Most texts consist of characters that have a meaning.
     static constexpr char kAlphabet[] = "01234567 89abcdefghijABCDEFGHI  ,\t+-\0";
     const std::size_t width = bytes.size() / rowCount;
     std::vector<std::string> lines(rowCount);

@@ -27,8 +27,8 @@ class TOLVANE_HOST_API OMApplication {
     OMClass* getLocalClass(const char* name) const;
     /// The classes in the order in which they were added.
     const std::vector<OMClass*>& getLocalClasses() const { return mClasses; }
-    /// Releases a class, which is then destroyed unless handles or subclasses keep it; does nothing for a class of
-    /// another package.
+    /// Releases a class, which is then destroyed unless handles or subclasses keep it; does nothing for a class
+    /// that isn't in this package.
     void removeLocalClass(OMClass* objectClass);
 
  private:

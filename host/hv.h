@@ -218,7 +218,7 @@ TOLVANE_HOST_API double hvGetImagScalar(const hvArray* array);
 /// The characters in storage order as UTF-8; another class raises "VELMAR:array:notChar". An unpaired surrogate
 /// becomes code 0xFFFD.
 TOLVANE_HOST_API std::string hvArray2String(const hvArray* array);
-/// As hvArray2String, as a text that the caller frees with hvFree; null for any other class.
+/// As hvArray2String, as a text that the caller frees with hvFree; null for an array that isn't char.
 TOLVANE_HOST_API char* hvArrayToString(const hvArray* array);
 
 // Cells and structs. Indices are zero-based; one out of range, or an array of the wrong class, raises

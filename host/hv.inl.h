@@ -94,7 +94,7 @@ std::span<T> asSpan(Data* data, const hvArray* array) {
 
 }  // namespace hvdetail
 
-/// The real data as a span of T; another class than that of T raises "VELMAR:array:wrongClass". A logical array reads
+/// The real data as a span of T; a class other than that of T raises "VELMAR:array:wrongClass". A logical array reads
 /// as std::uint8_t.
 template <class T>
 std::span<const T> hvGetTypedData(const hvArray* array) {

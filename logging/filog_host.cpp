@@ -14,8 +14,8 @@ const char* filog::getVelmarClassName() {
 }
 
 const char* filog::getVelmarPackageClassName() {
-    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
-    return name.c_str();
+    static const std::string kName = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return kName.c_str();
 }
 
 hvArray* filog::convertToInternalVelmarArray(std::unique_ptr<filog> record) {

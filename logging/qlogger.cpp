@@ -109,7 +109,7 @@ void qlogger::addArrayStatistics(std::uint64_t count, std::uint64_t overflows, s
     if (!isLogging()) {
         return;
     }
-    number value(max, doublenumber::scalarPrecision, false);
+    number value(max, doublenumber::kScalarPrecision, false);
     if (mMax < value) {
         mMax = value;
     }
@@ -231,6 +231,6 @@ const char* qlogger::getVelmarClassName() {
 }
 
 const char* qlogger::getVelmarPackageClassName() {
-    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
-    return name.c_str();
+    static const std::string kName = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return kName.c_str();
 }

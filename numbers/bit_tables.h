@@ -11,23 +11,23 @@
 
 namespace tolvane::detail {
 
-inline constexpr std::size_t tabulatedBitCount = 128;
+inline constexpr std::size_t kTabulatedBitCount = 128;
 
 }  // namespace tolvane::detail
 
 /// Entry i is the index of the 32-bit word that holds bit i.
-inline constexpr std::array<std::uint32_t, tolvane::detail::tabulatedBitCount> idxOfUint32ChunkForOverallBit = [] {
-    std::array<std::uint32_t, tolvane::detail::tabulatedBitCount> chunks{};
-    for (std::uint32_t bit = 0; bit < tolvane::detail::tabulatedBitCount; ++bit) {
+inline constexpr std::array<std::uint32_t, tolvane::detail::kTabulatedBitCount> idxOfUint32ChunkForOverallBit = [] {
+    std::array<std::uint32_t, tolvane::detail::kTabulatedBitCount> chunks{};
+    for (std::uint32_t bit = 0; bit < tolvane::detail::kTabulatedBitCount; ++bit) {
         chunks[bit] = bit / 32;
     }
     return chunks;
 }();
 
 /// Entry i is the position of bit i within its 32-bit word.
-inline constexpr std::array<std::uint32_t, tolvane::detail::tabulatedBitCount> idxBitInUint32ChunkForOverallBit = [] {
-    std::array<std::uint32_t, tolvane::detail::tabulatedBitCount> bits{};
-    for (std::uint32_t bit = 0; bit < tolvane::detail::tabulatedBitCount; ++bit) {
+inline constexpr std::array<std::uint32_t, tolvane::detail::kTabulatedBitCount> idxBitInUint32ChunkForOverallBit = [] {
+    std::array<std::uint32_t, tolvane::detail::kTabulatedBitCount> bits{};
+    for (std::uint32_t bit = 0; bit < tolvane::detail::kTabulatedBitCount; ++bit) {
         bits[bit] = bit % 32;
     }
     return bits;

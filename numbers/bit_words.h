@@ -65,7 +65,7 @@ inline std::uint64_t bitAt(int position) {
     return position <= 64 ? std::uint64_t{1} << (position - 1) : 0;
 }
 
-/// The complement of a stored integer; a value at or above zero becomes negative.
+/// The complement of a stored integer; in a signed type a value at or above zero becomes negative.
 inline double complement(double x, const WordFormat& format, std::uint64_t mask) {
     return valueOf(wordOf(x, format) ^ mask, format.isSigned && x >= 0.0, format);
 }

@@ -37,8 +37,8 @@ void* allocateBytes(std::uint64_t bytes, embeddedNumberTags::UnsetVector) {
 /// "fixedpoint:fi:outofmemory".
 template <class Tag>
 void* allocate(std::uint64_t count, Tag tag) {
-    constexpr std::uint64_t mostDoubles = (PTRDIFF_MAX - kLineBytes) / sizeof(double);
-    void* memory = count <= mostDoubles ? allocateBytes(count * sizeof(double) + kLineBytes, tag) : nullptr;
+    constexpr std::uint64_t kMostDoubles = (PTRDIFF_MAX - kLineBytes) / sizeof(double);
+    void* memory = count <= kMostDoubles ? allocateBytes(count * sizeof(double) + kLineBytes, tag) : nullptr;
     if (!memory) {
         raiseOutOfMemory();
     }
@@ -92,7 +92,7 @@ doublenumber::State* doublenumber::makeState(std::uint64_t count, std::uint32_t 
 }
 
 doublenumber::doublenumber(double value)
-    : numberrepbody(numbertype::doublenumber, makeState(1, scalarPrecision, NumberVector::tag)) {
+    : numberrepbody(numbertype::doublenumber, makeState(1, kScalarPrecision, NumberVector::tag)) {
     setelement(value);
 }
 
@@ -103,7 +103,8 @@ doublenumber::doublenumber(std::uint64_t count, std::uint32_t precision, UnsetVe
     : numberrepbody(numbertype::doublenumber, makeState(count, precision, tag)) {}
 
 doublenumber::doublenumber(const doublenumber& source)
-    : numberrepbody(numbertype::doublenumber, makeState(source.isempty() ? 0 : 1, scalarPrecision, NumberVector::tag)) {
+    : numberrepbody(numbertype::doublenumber,
+                    makeState(source.isempty() ? 0 : 1, kScalarPrecision, NumberVector::tag)) {
     if (!isempty()) {
         setelement(source.getelement());
     }
@@ -168,7 +169,7 @@ void doublenumber::stridesort2(double* index, bool ascending, std::uint64_t stri
 }
 
 int doublenumber::unbiasedexponent() const {
-    const auto field = static_cast<int>((bits() & exponentBits) >> 52);
+    const auto field = static_cast<int>((bits() & kExponentBits) >> 52);
     if (field != 0 && field != 0x7ff) {
         return field - 1023;
     }

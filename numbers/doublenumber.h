@@ -16,7 +16,7 @@
 class TOLVANE_API doublenumber final : public numberrepbody {
  public:
     /// The precision in bits of a body made from a value.
-    static constexpr std::uint32_t scalarPrecision = 52;
+    static constexpr std::uint32_t kScalarPrecision = 52;
 
     explicit doublenumber(double value);
     /// Makes `count` zeros and stores the requested precision. Raises "fixedpoint:fi:outofmemory".
@@ -91,8 +91,8 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     void stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) override;
     void stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length) override;
 
-    bool isFinite() const override { return (bits() & exponentBits) != exponentBits; }
-    bool myisinf() const override { return (bits() & ~signBit) == exponentBits; }
+    bool isFinite() const override { return (bits() & kExponentBits) != kExponentBits; }
+    bool myisinf() const override { return (bits() & ~kSignBit) == kExponentBits; }
     bool iszero() const override { return getelement() == 0.0; }
     bool isnegative() const override { return getelement() < 0.0; }
     bool myisnan() const override { return getelement() != getelement(); }
@@ -121,7 +121,7 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     std::span<const double> elements() const { return {state().elements, state().elementCount}; }
 
     /// The precision in bits, which is 52 whatever precision was requested.
-    std::uint32_t getprecision() const { return scalarPrecision; }
+    std::uint32_t getprecision() const { return kScalarPrecision; }
 
     double getelement() const { return state().elements[mCursor]; }
     double getelement(std::uint64_t index) const { return state().elements[index]; }
@@ -181,8 +181,8 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     void numberround(int n) { round(n); }
 
  private:
-    static constexpr std::uint64_t signBit = std::uint64_t{1} << 63;
-    static constexpr std::uint64_t exponentBits = std::uint64_t{0x7ff} << 52;
+    static constexpr std::uint64_t kSignBit = std::uint64_t{1} << 63;
+    static constexpr std::uint64_t kExponentBits = std::uint64_t{0x7ff} << 52;
 
     struct State : SharedState {
         /// Make `count` zeros, or values to be set; raise "fixedpoint:fi:outofmemory".

@@ -10,12 +10,12 @@
 
 namespace tolvane::detail {
 
-inline constexpr char internalErrorTrailer[] =
+inline constexpr char kInternalErrorTrailer[] =
     " This is an internal error of the Tolvane engine. Please report it together with the steps that led to it.";
 
 /// Raises an error whose message is `message` followed by the trailer.
 [[noreturn]] inline void raiseInternalError(std::string id, const std::string& message) {
-    raiseError(std::move(id), message + internalErrorTrailer);
+    raiseError(std::move(id), message + kInternalErrorTrailer);
 }
 
 }  // namespace tolvane::detail

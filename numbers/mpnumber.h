@@ -200,8 +200,8 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     /// Sets the integer of a text times 2^-fractionlength. Warns with "fixedpoint:base2fixed:too_many_bits" and keeps
     /// the low bits if the text needs more than wordlength.
     void base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned);
-    /// Sets the value of a bit pattern in a float format. The pattern 0 leaves the element unchanged, and only the sign
-    /// bit negates it. Raises "fixedpoint:fi:base2float:valuetoolarge" before any change.
+    /// Sets the value of a bit pattern in a float format. The pattern 0 leaves the element unchanged, and a pattern of
+    /// only the sign bit negates it. Raises "fixedpoint:fi:base2float:valuetoolarge" before any change.
     void base2float(const char* text, int base, int wordlength, int exponentlength, int fractionlength, int exponentmax,
                     int exponentmin);
 

@@ -1,5 +1,5 @@
-// The array of an mpnumber and access to its elements in line, for the sources of this library whose steps are so short
-// that a call shows. Never included by a header.
+// The array of an mpnumber and inline access to its elements, for the sources of this library whose steps are so short
+// that a call would cost noticeable time. Never included by a header.
 #pragma once
 
 #include "numbers/mpnumber.h"
@@ -9,16 +9,16 @@ struct mpnumber::State : SharedState {
     State(std::uint64_t count, std::uint32_t precision);
     ~State();
     void resize(std::uint64_t count);
-    /// Rounds an element to another precision, in a float with an allocation of its own.
+    /// Rounds an element to another precision, in a float with its own allocation.
     void replace(std::uint64_t index, mpfr_prec_t precision);
     bool isInBlock(mpfr_srcptr element) const;
 
-    /// Null when empty, else the start of `block`.
+    /// Null if empty, otherwise the start of `block`.
     mpfr_ptr* elements = nullptr;
     /// From bsMalloc: the pointers, then each float with its significand.
     void* block = nullptr;
     std::uint64_t blockBytes = 0;
-    /// Whether an element was replaced by one with an allocation of its own.
+    /// Whether an element was replaced by one with its own allocation.
     bool hasReplaced = false;
 };
 

@@ -46,9 +46,9 @@ struct TextField {
 
 /// True when value * 2^shift is certain to have more digits than the field, by enough to make computing it wasteful.
 bool dwarfs(const gmpinteger& value, long shift, const TextField& field) {
-    constexpr mp_bitcnt_t slackBits = 64;
+    constexpr mp_bitcnt_t kSlackBits = 64;
     return value.sign() != 0 && shift > 0 &&
-           value.bitCount() + static_cast<mp_bitcnt_t>(shift) > field.bitBound() + slackBits;
+           value.bitCount() + static_cast<mp_bitcnt_t>(shift) > field.bitBound() + kSlackBits;
 }
 
 /// Returns value * 2^shift truncated toward zero. A product that dwarfs the field is replaced by its remainder by
@@ -128,11 +128,11 @@ mp_bitcnt_t bitsOrNone(int count) {
 
 /// Returns the value as a long, or the nearest of +-2^40 beyond those: past every sum of two ints.
 long clampedToLong(const gmpinteger& value) {
-    constexpr mp_bitcnt_t clampBits = 40;
-    if (value.bitCount() <= clampBits) {
+    constexpr mp_bitcnt_t kClampBits = 40;
+    if (value.bitCount() <= kClampBits) {
         return mpz_get_si(value);
     }
-    return value.sign() < 0 ? -(1L << clampBits) : 1L << clampBits;
+    return value.sign() < 0 ? -(1L << kClampBits) : 1L << kClampBits;
 }
 
 }  // namespace
@@ -281,8 +281,8 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
         raiseError("fixedpoint:fi:base2float:valuetoolarge", "Value is too large for indicated wordlength.");
     }
     // A text with a minus has all high bits set; clearing one must not build more than the widest word there is.
-    constexpr int widestWord = 65535;
-    const int wordBits = std::min(wordlength, widestWord);
+    constexpr int kWidestWord = 65535;
+    const int wordBits = std::min(wordlength, kWidestWord);
     const bool negative = hasSignBit(z, wordBits);
     if (negative) {
         mpz_clrbit(z, static_cast<mp_bitcnt_t>(wordBits - 1));

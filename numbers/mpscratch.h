@@ -27,9 +27,9 @@ class mpscratch {
     operator mpfr_srcptr() const { return mFloat; }
 
  private:
-    static constexpr std::size_t insideLimbs = 16;
+    static constexpr std::size_t kInsideLimbs = 16;
 
-    mp_limb_t mInside[insideLimbs];
+    mp_limb_t mInside[kInsideLimbs];
     void* mOutside = nullptr;
     mpfr_t mFloat;
 };

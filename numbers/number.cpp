@@ -4,7 +4,7 @@
 
 #include "numbers/numberfactory.h"
 
-std::uint32_t number::sDefaultPrecision = doublenumber::scalarPrecision;
+std::uint32_t number::sDefaultPrecision = doublenumber::kScalarPrecision;
 bool number::sDefaultForceMultiplePrecision = false;
 
 number::number() : number(0.0, sDefaultPrecision, sDefaultForceMultiplePrecision) {}

@@ -37,14 +37,14 @@ numberrepbody* makeLike(const numberrepbody* source, Arguments... arguments) {
 }  // namespace
 
 numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint32_t precision) {
-    if (precision < multiplePrecisionFrom) {
+    if (precision < kMultiplePrecisionFrom) {
         return make<doublenumber>(count, precision, Tags::NumberVector::tag);
     }
     return make<mpnumber>(count, precision, Tags::NumberVector::tag);
 }
 
 numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint32_t precision, Tags::UnsetVector tag) {
-    if (precision < multiplePrecisionFrom) {
+    if (precision < kMultiplePrecisionFrom) {
         return make<doublenumber>(count, precision, tag);
     }
     // A multi-precision float must have a value, and zero costs no more than another.
@@ -61,7 +61,7 @@ numberrepbody* numberfactory::createnumberVector(const numberrepbody* source, st
 }
 
 numberrepbody* numberfactory::createnumberScalar(double value, std::uint32_t precision, bool force) {
-    if (!force && precision < multiplePrecisionFrom) {
+    if (!force && precision < kMultiplePrecisionFrom) {
         return make<doublenumber>(value);
     }
     return make<mpnumber>(value, precision);

@@ -10,7 +10,7 @@
 class TOLVANE_API numberfactory {
  public:
     /// The least precision in bits that needs a multi-precision body.
-    static constexpr std::uint32_t multiplePrecisionFrom = 53;
+    static constexpr std::uint32_t kMultiplePrecisionFrom = 53;
 
     /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as do all below.
     static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision);

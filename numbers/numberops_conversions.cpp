@@ -12,8 +12,8 @@ namespace {
 /// precision would only cost memory; a negative one gets the smallest.
 template <class WordLength>
 mpnumber temporaryOf(const numberrepbody& body, WordLength wordlength) {
-    constexpr WordLength widestWord = 65535;
-    const auto precision = static_cast<std::uint32_t>(std::clamp(wordlength, WordLength{0}, widestWord));
+    constexpr WordLength kWidestWord = 65535;
+    const auto precision = static_cast<std::uint32_t>(std::clamp(wordlength, WordLength{0}, kWidestWord));
     return mpnumber(body.todouble(), precision);
 }
 

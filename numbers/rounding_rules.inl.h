@@ -39,7 +39,7 @@ struct NearestRule {
 };
 
 /// To nearest, ties away from zero. From 2^52 up every double is whole and the sum with 0.5 could change it, so such
-/// values pass. A value below zero keeps its sign, also as -0.0; -0.0 itself gives 0.0.
+/// values pass. A value below zero keeps its sign, even as -0.0; -0.0 itself gives 0.0.
 struct RoundRule {
     template <class V>
     static V apply(V x) {
@@ -50,10 +50,10 @@ struct RoundRule {
     }
 };
 
-/// To nearest, ties to even; what isn't a tie is rounded as by NearestRule, also where its sum rounds.
+/// To nearest, ties to even; values other than ties are rounded as by NearestRule, even where its sum rounds.
 ///
-/// `above - 0.5` equals x just for ties, and for even x and infinities from 2^52 up: below 2^52 the difference is
-/// exact, and above it rounds to the even neighbour of x. For all of these 2 floor(sum / 2) is the wanted even value:
+/// `above - 0.5` equals x only for ties, and for even x and infinities from 2^52 up: below 2^52 the difference is
+/// exact, and above it rounds to the even neighbour of x. For all of these 2 floor(sum / 2) is the required even value:
 /// the sum is exact there, k + 1 for a tie between k and k + 1, and halving and doubling are exact.
 struct ConvergentRule {
     template <class V>
@@ -64,6 +64,27 @@ struct ConvergentRule {
         return choose(above - like(x, 0.5) == x, even, above);
     }
 };
+
+/// All rules, in the order of embedded::RoundModeEnum. Every table of functions or loops is made from this list.
+template <class... Rules>
+struct RuleList {
+    /// The array of what `make.operator()<Rule>()` gives for each rule.
+    template <class Make>
+    static constexpr auto table(Make make) {
+        return std::array{make.template operator()<Rules>()...};
+    }
+    /// The place of a mode in the list. Modes are checked where they are set; an unknown one here is the last.
+    template <class Mode>
+    static constexpr std::size_t indexOf(Mode mode) {
+        const auto index = static_cast<std::size_t>(mode);
+        return index < sizeof...(Rules) ? index : sizeof...(Rules) - 1;
+    }
+    template <class Mode>
+    static constexpr bool knows(Mode mode) {
+        return static_cast<std::size_t>(mode) < sizeof...(Rules);
+    }
+};
+using RoundingRules = RuleList<CeilRule, ConvergentRule, FixRule, FloorRule, NearestRule, RoundRule>;
 
 /// x modulo a divisor that is whole and not zero; the result has the divisor's sign. This order of operations is exact
 /// for the power-of-two divisors of wrapping. Both operands finite.

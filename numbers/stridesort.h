@@ -111,7 +111,7 @@ std::pair<Segment, Segment> partition(const Columns& columns, Segment segment, L
 /// Sorts ascending.
 template <class Columns, class Less>
 void sort(const Columns& columns, std::uint64_t length, Less less) {
-    constexpr std::uint64_t shortSegment = 32;
+    constexpr std::uint64_t kShortSegment = 32;
     if (length < 2) {
         return;
     }
@@ -120,7 +120,7 @@ void sort(const Columns& columns, std::uint64_t length, Less less) {
     std::size_t waitingCount = 0;
     Segment segment{0, length - 1};
     for (;;) {
-        while (segment.length() > shortSegment) {
+        while (segment.length() > kShortSegment) {
             auto [one, other] = partition(columns, segment, less);
             if (one.length() < other.length()) {
                 std::swap(one, other);

@@ -2,6 +2,7 @@
 // compiled once, picks the loops of the best set that the processor has.
 #include "quantization/array_kernels.h"
 
+#include <array>
 #include <cmath>
 
 #include "quantization/word_conversion.h"
@@ -96,30 +97,28 @@ void wordLoop(const WordLimits& limits, const double* in, double* out, std::size
                 limits, in, out, count, tally);
 }
 
-// Columns in the order of embedded::RoundModeEnum.
 template <bool counting, class Overflow, class Word>
-constexpr BoundsLoop kFixedLoops[6] = {
-    fixedLoop<counting, CeilRule, Overflow, Word>,    fixedLoop<counting, ConvergentRule, Overflow, Word>,
-    fixedLoop<counting, FixRule, Overflow, Word>,     fixedLoop<counting, FloorRule, Overflow, Word>,
-    fixedLoop<counting, NearestRule, Overflow, Word>, fixedLoop<counting, RoundRule, Overflow, Word>};
+constexpr auto kFixedLoops = RoundingRules::table([]<class Rule>() -> BoundsLoop {
+    return fixedLoop<counting, Rule, Overflow, Word>;
+});
 template <bool counting>
-constexpr Loop<FloatDoubleLimits> kFloatLoops[6] = {
-    floatLoop<counting, CeilRule>,  floatLoop<counting, ConvergentRule>, floatLoop<counting, FixRule>,
-    floatLoop<counting, FloorRule>, floatLoop<counting, NearestRule>,    floatLoop<counting, RoundRule>};
+constexpr auto kFloatLoops = RoundingRules::table([]<class Rule>() -> Loop<FloatDoubleLimits> {
+    return floatLoop<counting, Rule>;
+});
 
 // Columns in the order of round codes.
 template <class Word>
-constexpr Loop<WordLimits> kWordLoops[wordconversion::roundCodeCount] = {wordLoop<FixRule, Word>,
-                                                                         wordLoop<ExactNearestRule, Word>,
-                                                                         wordLoop<CeilRule, Word>,
-                                                                         wordLoop<FloorRule, Word>,
-                                                                         wordLoop<FixRule, Word>,
-                                                                         wordLoop<ExactRoundRule, Word>,
-                                                                         wordLoop<ExactConvergentRule, Word>};
+constexpr Loop<WordLimits> kWordLoops[wordconversion::kRoundCodeCount] = {wordLoop<FixRule, Word>,
+                                                                          wordLoop<ExactNearestRule, Word>,
+                                                                          wordLoop<CeilRule, Word>,
+                                                                          wordLoop<FloorRule, Word>,
+                                                                          wordLoop<FixRule, Word>,
+                                                                          wordLoop<ExactRoundRule, Word>,
+                                                                          wordLoop<ExactConvergentRule, Word>};
 
 template <bool counting, class Word>
 BoundsLoop fixedLoopFor(Selection selection) {
-    const auto round = static_cast<std::size_t>(selection.round);
+    const std::size_t round = RoundingRules::indexOf(selection.round);
     // Both words saturate by their bounds alone.
     return selection.overflow == embedded::OverflowModeEnum::Saturate
                ? kFixedLoops<counting, SaturateOverflow, SignedWord>[round]
@@ -152,7 +151,7 @@ void quantizeForTarget(Selection selection, const FixedDoubleLimits& limits, con
 void quantizeFloatForTarget(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
                             std::size_t count, Tally* tally) {
     // Mode single always rounds ties away from zero.
-    const auto round = static_cast<std::size_t>(
+    const std::size_t round = RoundingRules::indexOf(
         selection.mode == embedded::QuantizerModeEnum::Single ? embedded::RoundModeEnum::Round : selection.round);
     (tally ? kFloatLoops<true>[round] : kFloatLoops<false>[round])(limits, in, out, count, tally);
 }

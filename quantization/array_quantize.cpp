@@ -18,21 +18,6 @@ bool isFloat(Mode mode) {
     return mode == Mode::Float || mode == Mode::Single;
 }
 
-// The float kernel forms 2^(fraction length - exponent) and its reciprocal as normal doubles. The exponent of a value
-// that isn't beyond the bounds runs from exponentmin (smaller values use that) to the greater of exponentmax and
-// exponentmin.
-bool floatKernelServes(const quantizer& q) {
-    const int least = q.getExponentmin();
-    const int greatest = std::max(q.getExponentmax(), least);
-    const int mantissaBits = q.getFractionlength();
-    return q.getPrecision() <= 52 && least - mantissaBits >= -1022 && greatest <= 1022 && least >= -1022;
-}
-
-FloatDoubleLimits floatLimits(const quantizer& q) {
-    return {q.getRealmax().todouble(), q.getLowerBound().todouble(), std::ldexp(1.0, q.getExponentmin()),
-            std::ldexp(1.0, q.getFractionlength()), std::ldexp(1.0, -q.getFractionlength())};
-}
-
 }  // namespace
 
 bool quantizer::keepsValues() const {
@@ -63,7 +48,7 @@ bool quantizer::hasArrayLoops() const {
         return false;
     }
     if (isFloat(mMode)) {
-        return floatKernelServes(*this);
+        return mFloatLimits.valid;
     }
     return isSignedFixed() || isUnsignedFixed() ? mLimits.valid : mLimits.hasBounds;
 }
@@ -91,7 +76,7 @@ void quantizer::quantizeAndTally(std::span<const double> in, std::span<double> o
     Tally noted;
     Tally* const wanted = tally ? &noted : nullptr;
     if (isFloat(mMode)) {
-        arraykernels::quantizeFloatArray(selection, floatLimits(*this), in.data(), out.data(), in.size(), wanted);
+        arraykernels::quantizeFloatArray(selection, mFloatLimits, in.data(), out.data(), in.size(), wanted);
     } else {
         arraykernels::quantizeArray(selection, mLimits, in.data(), out.data(), in.size(), wanted);
     }

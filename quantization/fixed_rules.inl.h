@@ -1,4 +1,4 @@
-// What the fixed-point formats do to one value, written once for a double and for a vector of doubles.
+// The fixed-point rules for one value, written once for a double and for a vector of doubles.
 //
 // No include guard, like numbers/rounding_rules.inl.h: included after it, inside the same namespace. Beyond the
 // vocabulary of the rounding rules this needs limits with the fields of `FixedDoubleLimits`, which is in
@@ -11,7 +11,7 @@
 // A zero passes as it is, sign included, and is never counted. Rounding comes first, overflow second: a value that only
 // rounds out of range overflows. A NaN fails both bound comparisons and passes uncounted.
 
-/// What became of a value: overflow and underflow say which lanes count as one.
+/// The result for a value: overflow and underflow are masks of the lanes to count.
 template <class V, class Mask>
 struct FixedResult {
     V value;
@@ -28,7 +28,7 @@ struct RangedResult {
 
 /// The value modulo the wraparound W: the fraction of x / W times W is exact, since the quotient is a scaling by a
 /// power of two and the remainder has no more bits than the word. It is never negative, so clearing the sign changes
-/// nothing but the NaN that infinity gives, which the processor makes with a sign and the host without.
+/// only the NaN from an infinity, which the processor makes with a sign and the host without.
 template <class V>
 V modWraparound(V x, const auto& limits) {
     return magnitude(modFromQuotient(x * like(x, limits.inverseWraparound), like(x, limits.wraparound)));
@@ -51,7 +51,7 @@ struct UnsignedWord {
     }
 };
 
-/// Takes the bound that the value has passed. A value inside keeps all its bits, so a changed bit tells the others.
+/// Replaces a value beyond a bound by the bound. A value inside keeps all its bits, so a changed bit marks the others.
 struct SaturateOverflow {
     template <class Word, class V>
     static auto apply(V x, const auto& limits) {
@@ -73,8 +73,8 @@ struct WrapOverflow {
     }
 };
 
-/// Brings x, which was rounded to `scaled`, into the range of the limits. A zero passes.
-/// Left to its own choice, gcc calls it in the loops over sums, which takes them twice the time.
+/// Brings x, which was rounded to `scaled`, into the range of the limits. A zero passes. Without the attribute gcc
+/// doesn't inline it in the loops over sums, which then take twice the time.
 template <class Overflow, class Word, class V>
 [[gnu::always_inline]] inline auto quantizeRoundedValue(V x, V scaled, const auto& limits) {
     const V zero = like(x, 0.0);

@@ -1,4 +1,4 @@
-// The constants of a floating-point format as plain doubles, for loops over arrays of doubles.
+// The constants of a floating-point format as plain doubles, for the rule on doubles.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,8 @@ struct FloatDoubleLimits {
     double leastNormal = 0.0;           // 2^exponentmin
     double mantissaScale = 1.0;         // 2^fractionlength
     double inverseMantissaScale = 1.0;  // 2^-fractionlength
+    /// Whether `quantizeFloatValue` gives the same values and counts as the operations on `number`, in every bit.
+    bool valid = false;
 };
 
 /// The exponent field of a double's bits, and the bits from which those of a power of two are subtracted to give its

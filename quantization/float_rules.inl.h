@@ -1,14 +1,14 @@
-// What the floating-point formats, and the modes that only watch, do to a vector of doubles.
+// The rules of the floating-point formats, and of the modes that only count, for a vector of doubles.
 //
 // No include guard: included after quantization/fixed_rules.inl.h, inside the same namespace, once for each instruction
-// set. Every step gives what the operations of `number` on a double give, in every bit. Vocabulary beyond the other
-// rules':
+// set. Every step gives the same results as the operations of `number` on a double, in every bit. Vocabulary beyond
+// that of the other rules:
 //     both(m, m)           where both masks hold
 //     exponentPart(x)      2^exponent of a normal value, by its bits; 0 below the least normal double
 //     powerReciprocal(p)   1 / p for a power of two p from 2^-1022 to 2^1022, by its bits
 
 /// Overflow first, to infinity; then rounding at the last mantissa bit of the value's own exponent, or of the least
-/// normal exponent for what is smaller. NaN and zero pass.
+/// normal exponent for smaller values. NaN and zero pass.
 template <class Rule, class V>
 auto quantizeFloatValue(V x, const FloatDoubleLimits& limits) {
     const V zero = like(x, 0.0);
@@ -16,7 +16,8 @@ auto quantizeFloatValue(V x, const FloatDoubleLimits& limits) {
     const auto isZero = x == zero;
     const auto above = like(x, limits.realmax) < x;
     const auto outside = either(above, x < like(x, limits.lowerbound));
-    // 2^max(exponent of x, least exponent); it and its product with 2^mantissa bits are normal in every format served.
+    // 2^max(exponent of x, least exponent); it and its product with 2^mantissa bits are normal in every supported
+    // format.
     const V power = greaterOf(like(x, limits.leastNormal), exponentPart(x));
     const V rounded = Rule::template apply<V>(x * (powerReciprocal(power) * like(x, limits.mantissaScale))) *
                       (power * like(x, limits.inverseMantissaScale));
@@ -32,7 +33,7 @@ auto nowhere(V x) {
     return both(x < like(x, 0.0), like(x, 0.0) < x);
 }
 
-/// Scaled double: the value stays, and what the fixed-point format would have done is counted.
+/// Scaled double: the value is unchanged; overflows and underflows of the fixed-point format are counted.
 template <class V>
 auto watchScaledDouble(V x, const FixedDoubleLimits& limits) {
     const V zero = like(x, 0.0);
@@ -41,7 +42,7 @@ auto watchScaledDouble(V x, const FixedDoubleLimits& limits) {
     return FixedResult<V, decltype(x == zero)>{x, outside, butNot(small, x == zero)};
 }
 
-/// Double and none: the value stays, and what passes the bounds overflows.
+/// Double and none: the value is unchanged; a value beyond the bounds counts as an overflow.
 template <class V>
 auto watchDouble(V x, const FixedDoubleLimits& limits) {
     const V zero = like(x, 0.0);
@@ -49,7 +50,7 @@ auto watchDouble(V x, const FixedDoubleLimits& limits) {
     return FixedResult<V, decltype(x == zero)>{x, outside, nowhere(x)};
 }
 
-/// Boolean: whatever isn't zero is 1, NaN too.
+/// Boolean: any nonzero value, even NaN, becomes 1.
 template <class V>
 auto quantizeBooleanValue(V x, const FixedDoubleLimits&) {
     const V zero = like(x, 0.0);

@@ -11,7 +11,7 @@ HWY_INLINE void countWhere(Mask mask, hn::Vec<BitsTag>& count) {
 
 /// Takes no notes.
 struct NoNotes {
-    static constexpr bool counts = false;
+    static constexpr bool kCounts = false;
     HWY_INLINE void note(const auto&) {}
     HWY_INLINE void note(const auto&, Mask) {}
     HWY_INLINE void select(std::size_t) {}
@@ -21,7 +21,7 @@ struct NoNotes {
 template <std::size_t vectors>
 class LaneTally {
  public:
-    static constexpr bool counts = true;
+    static constexpr bool kCounts = true;
 
     HWY_INLINE LaneTally()
         : mGreatest{hn::Set(Tag(), -std::numeric_limits<double>::infinity())},

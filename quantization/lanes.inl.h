@@ -15,8 +15,8 @@ struct Lanes {
     hn::Vec<Tag> v;
 };
 
-// Outside the class: friends that are defined in it are not compiled for the instruction set of the file, so that code
-// which isn't inlined would pass vectors in one way and take them in another.
+// Outside the class: friends defined in it are not compiled for the instruction set of the file, so code that isn't
+// inlined would pass vectors in one way and receive them in another.
 HWY_INLINE Lanes operator+(Lanes a, Lanes b) {
     return {hn::Add(a.v, b.v)};
 }
@@ -71,7 +71,7 @@ HWY_INLINE Mask otherBits(Lanes a, Lanes b) {
     return hn::RebindMask(Tag(), hn::Ne(hn::BitCast(BitsTag(), a.v), hn::BitCast(BitsTag(), b.v)));
 }
 
-// x86 minimum and maximum give the second operand when one is NaN or both are zero: just the selections wanted here.
+// x86 minimum and maximum give the second operand if one is NaN or both are zero: exactly the selections needed here.
 HWY_INLINE Lanes lesserOf(Lanes limit, Lanes x) {
 #if HWY_ARCH_X86
     return {hn::Min(limit.v, x.v)};

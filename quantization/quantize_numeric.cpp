@@ -35,7 +35,7 @@ template <class T>
 void run(const Job& job, int chunkCount) {
     const TbbQuantizeRwvDbl<T> body(job.in.data(), job.out.data(), job.roundCode, job.saturates, job.type, chunkCount);
     const Range all(0, job.in.size(), 1);
-    if (!job.isParallel || job.in.size() <= greatestSerialCount) {
+    if (!job.isParallel || job.in.size() <= kGreatestSerialCount) {
         body(all);
         return;
     }
@@ -61,7 +61,7 @@ void quantizeWide(const quantizer& q, std::span<double> values) {
 /// Quantizes one part of an array of T.
 template <class T>
 void quantizePart(const quantizer& q, std::span<const T> in, std::span<double> out) {
-    const bool fitsDoubles = q.getPrecision() <= doublenumber::scalarPrecision;
+    const bool fitsDoubles = q.getPrecision() <= doublenumber::kScalarPrecision;
     if constexpr (std::is_same_v<T, double>) {
         if (fitsDoubles) {
             q.quantize(in, out);

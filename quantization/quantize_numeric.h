@@ -23,7 +23,7 @@ TOLVANE_API void quantizeThroughWords(std::span<const double> in, std::span<doub
                                       embedded::OverflowModeEnum overflow, bool isParallel);
 
 /// The number of elements of the largest array that is quantized in one thread.
-inline constexpr std::size_t greatestSerialCount = 500;
+inline constexpr std::size_t kGreatestSerialCount = 500;
 
 /// Quantizes the real parts of a host array in order, then the imaginary ones, as numbers of the quantizer's precision,
 /// and counts. Returns a new double array, which the caller owns, of the same size and complexity. Raises

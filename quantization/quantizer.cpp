@@ -290,6 +290,7 @@ void quantizer::setNumericType(const NumericType& type) {
 
 void quantizer::updateparameters() {
     mFunctionFits = false;
+    mFloatLimits = {};
     switch (mMode) {
         case ModeEnum::Double:
         case ModeEnum::None:
@@ -326,6 +327,9 @@ void quantizer::updateparameters() {
         updatelimits();
     }
     updatequantizer();
+    if (mFunctionFits && (mMode == ModeEnum::Float || mMode == ModeEnum::Single)) {
+        updatefloatlimits();
+    }
 }
 
 quantizer::Constants::Constants(unsigned precision, bool force)
@@ -473,6 +477,23 @@ void quantizer::updatelimits() {
     mLimits.valid = true;
 }
 
+// The rule forms 2^(fraction length - exponent) and its reciprocal as normal doubles. The exponent of a value that
+// isn't beyond the bounds runs from exponentmin (smaller values use that) to the greater of exponentmax and
+// exponentmin.
+void quantizer::updatefloatlimits() {
+    const int greatest = std::max(mExponentmax, mExponentmin);
+    if (mPrecision > kDoublePrecision || mExponentmin - mFractionlength < -1022 || greatest > 1022 ||
+        mExponentmin < -1022) {
+        return;
+    }
+    mFloatLimits = {mLimits.realmax,
+                    mLimits.lowerbound,
+                    std::ldexp(1.0, mExponentmin),
+                    std::ldexp(1.0, mFractionlength),
+                    std::ldexp(1.0, -mFractionlength),
+                    true};
+}
+
 // Reading.
 
 const number& quantizer::getRealmin() const {
@@ -498,8 +519,8 @@ const char* quantizer::getVelmarClassName() {
 }
 
 const char* quantizer::getVelmarPackageClassName() {
-    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
-    return name.c_str();
+    static const std::string kName = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return kName.c_str();
 }
 
 bool quantizer::isScaledType() const {

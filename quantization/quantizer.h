@@ -19,6 +19,7 @@
 #include "logging/qlogger.h"
 #include "numbers/number.h"
 #include "quantization/fixed_limits.h"
+#include "quantization/float_limits.h"
 
 namespace tolvane::detail {
 struct Tally;
@@ -133,12 +134,12 @@ class TOLVANE_API quantizer {
     bool isequal(const quantizer& other) const;
     /// The constants as doubles, for loops over whole arrays.
     const tolvane::detail::FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
-    /// Whether, with logging off, the element function leaves all values unchanged.
+    /// Whether the element function leaves all values unchanged and at most logs them.
     bool keepsValues() const;
 
     // Quantizing.
 
-    /// Quantizes the element at the cursor in place, counts overflow and underflow, and returns x.
+    /// Quantizes the element at the cursor in place, logs overflow, underflow and extremes, and returns x.
     number& quantize(number& x) const { return (this->*mQuantize)(x); }
     /// The stored element function, for loops.
     QuantizeFunction getQuantizeFunction() const { return mQuantize; }
@@ -148,8 +149,8 @@ class TOLVANE_API quantizer {
     void quantize(std::span<const double> in, std::span<double> out) const;
     /// Whether whole arrays of doubles are quantized by vector loops, which can tally.
     bool hasArrayLoops() const;
-    /// As `quantize` on spans, but joins the statistics to a tally instead of logging them: for quantizers that have array
-    /// loops. Null stands for a closed log.
+    /// As `quantize` on spans, but joins the statistics to a tally instead of logging them: for quantizers that have
+    /// array loops. Null stands for a closed log.
     void quantizeAndTally(std::span<const double> in, std::span<double> out, tolvane::detail::Tally* tally) const;
     /// Whether arrays are quantized by the fixed-point rule on the double limits (quantization/fixed_rules.inl.h), so
     /// that another vector loop may do the same.
@@ -216,8 +217,12 @@ class TOLVANE_API quantizer {
     number& QuantizeBoolean(number& x) const;
     number& QuantizeScaledDouble(number& x) const;
 
+    void updatefloatlimits();
     /// The element function on one value after the other.
     void quantizeByElements(std::span<const double> in, std::span<double> out) const;
+
+    template <class Result>
+    number& store(number& x, const Result& result) const;
 
     // Their steps on a number.
     bool outOfRange(const number& x) const { return x > constants().realmax || x < constants().lowerbound; }
@@ -245,4 +250,5 @@ class TOLVANE_API quantizer {
     bool mFunctionFits = false;
     qlogger mLogger;
     tolvane::detail::FixedDoubleLimits mLimits;
+    tolvane::detail::FloatDoubleLimits mFloatLimits;
 };

@@ -12,38 +12,39 @@
 #include <type_traits>
 
 #include "host/bs.h"
-#include "quantization/fixed_rules.h"
+#include "quantization/double_rules.h"
 #include "quantization/quantizer.h"
 
 using namespace tolvane::detail;
 
 namespace {
 
-// A rounding rule in its two forms: on a double, and as the operation of `number`.
-struct Ceil {
-    using Rule = rounding::CeilRule;
-    static void apply(number& x, int n) { x.ceil(n); }
-};
-struct Convergent {
-    using Rule = rounding::ConvergentRule;
-    static void apply(number& x, int n) { x.convergent(n); }
-};
-struct Fix {
-    using Rule = rounding::FixRule;
-    static void apply(number& x, int n) { x.fix(n); }
-};
-struct Floor {
-    using Rule = rounding::FloorRule;
-    static void apply(number& x, int n) { x.floor(n); }
-};
-struct Nearest {
-    using Rule = rounding::NearestRule;
-    static void apply(number& x, int n) { x.nearest(n); }
-};
-struct Round {
-    using Rule = rounding::RoundRule;
-    static void apply(number& x, int n) { x.round(n); }
-};
+// The rounding rules as operations of `number`, at the bit of weight 2^-n.
+using rounding::CeilRule;
+using rounding::ConvergentRule;
+using rounding::FixRule;
+using rounding::FloorRule;
+using rounding::NearestRule;
+using rounding::RoundingRules;
+using rounding::RoundRule;
+void roundAtBit(CeilRule, number& x, int n) {
+    x.ceil(n);
+}
+void roundAtBit(ConvergentRule, number& x, int n) {
+    x.convergent(n);
+}
+void roundAtBit(FixRule, number& x, int n) {
+    x.fix(n);
+}
+void roundAtBit(FloorRule, number& x, int n) {
+    x.floor(n);
+}
+void roundAtBit(NearestRule, number& x, int n) {
+    x.nearest(n);
+}
+void roundAtBit(RoundRule, number& x, int n) {
+    x.round(n);
+}
 
 // The overflow steps and the words, by their rules on a double.
 struct Saturate {
@@ -58,12 +59,6 @@ struct Signed {
 struct Unsigned {
     using Word = rounding::UnsignedWord;
 };
-
-/// The exponent of a finite double that is not zero, as `number::unbiasedexponent` without the call for normal values.
-int exponentOf(double x) {
-    const int biased = static_cast<int>((std::bit_cast<std::uint64_t>(x) >> 52) & 0x7FF);
-    return biased == 0 ? std::ilogb(x) : biased - 1023;
-}
 
 }  // namespace
 
@@ -118,25 +113,28 @@ number& quantizer::uwrap(number& x) const {
     return x;
 }
 
-// Element functions.
+// Element functions. Where doubles hold the constants, they take the rules for doubles, which the loops over arrays
+// share.
 
-template <class Rounding, class Overflow, class Sign>
+template <class Result>
+inline number& quantizer::store(number& x, const Result& result) const {
+    x.asDouble()->getmodifiableelement() = result.value;
+    if (mLogger.isLogging()) {
+        mLogger.addtoOverflows(result.overflow);
+        mLogger.addtoUnderflows(result.underflow);
+        mLogger.updateminmax(x);
+    }
+    return x;
+}
+
+template <class Rule, class Overflow, class Sign>
 number& quantizer::quantizeFixed(number& x) const {
     if (doublenumber* body = x.asDouble(); body && mLimits.valid) {
-        double& value = body->getmodifiableelement();
-        const auto result =
-            rounding::quantizeFixedValue<typename Rounding::Rule, typename Overflow::Rule, typename Sign::Word>(
-                value, mLimits);
-        value = result.value;
-        if (mLogger.isLogging()) {
-            mLogger.addtoOverflows(result.overflow);
-            mLogger.addtoUnderflows(result.underflow);
-            mLogger.updateminmax(x);
-        }
-        return x;
+        return store(x, rounding::quantizeFixedValue<Rule, typename Overflow::Rule, typename Sign::Word>(
+                            body->getelement(), mLimits));
     }
     if (!x.iszero()) {
-        Rounding::apply(x, mFractionlength);
+        roundAtBit(Rule(), x, mFractionlength);
         checkunderflow(x);
         if constexpr (std::is_same_v<Overflow, Saturate>) {
             saturate(x);
@@ -154,22 +152,10 @@ inline int quantizer::lastBitBelow(int exponent) const {
     return static_cast<int>(std::clamp<std::int64_t>(std::int64_t{mFractionlength} - exponent, INT_MIN, INT_MAX));
 }
 
-template <class Rounding>
+template <class Rule>
 number& quantizer::quantizeFloat(number& x) const {
-    if (doublenumber* body = x.asDouble(); body && mLimits.hasBounds) {
-        double& value = body->getmodifiableelement();
-        if (value > mLimits.realmax || value < mLimits.lowerbound || std::isinf(value)) {
-            value = value > 0.0 ? bsGetInf() : bsGetMinusInf();
-            mLogger.nOverflowsPlusOne();
-        } else if (value != 0.0 && !std::isnan(value)) {
-            const int exponent = std::max(exponentOf(value), mExponentmin);
-            value = rounding::applyAtBit<typename Rounding::Rule>(value, lastBitBelow(exponent));
-            if (value == 0.0) {
-                mLogger.nUnderflowsPlusOne();
-            }
-        }
-        mLogger.updateminmax(x);
-        return x;
+    if (const doublenumber* body = x.asDouble(); body && mFloatLimits.valid) {
+        return store(x, rounding::quantizeFloatValue<Rule>(body->getelement(), mFloatLimits));
     }
     if (x.myisinf()) {
         mLogger.nOverflowsPlusOne();
@@ -182,7 +168,7 @@ number& quantizer::quantizeFloat(number& x) const {
             mLogger.nOverflowsPlusOne();
         } else {
             const int exponent = std::max(x.unbiasedexponent(), mExponentmin);
-            Rounding::apply(x, lastBitBelow(exponent));
+            roundAtBit(Rule(), x, lastBitBelow(exponent));
             checkunderflow(x);
         }
     }
@@ -191,6 +177,9 @@ number& quantizer::quantizeFloat(number& x) const {
 }
 
 number& quantizer::QuantizeDouble(number& x) const {
+    if (const doublenumber* body = x.asDouble(); body && mLimits.hasBounds) {
+        return store(x, rounding::watchDouble(body->getelement(), mLimits));
+    }
     if (x.myisinf()) {
         mLogger.nOverflowsPlusOne();
     }
@@ -215,12 +204,18 @@ number& quantizer::QuantizeSingle(number& x) const {
 }
 
 number& quantizer::QuantizeNone(number& x) const {
+    if (const doublenumber* body = x.asDouble(); body && mLimits.hasBounds) {
+        return store(x, rounding::watchDouble(body->getelement(), mLimits));
+    }
     checkoverflow(x);
     mLogger.updateminmax(x);
     return x;
 }
 
 number& quantizer::QuantizeBoolean(number& x) const {
+    if (const doublenumber* body = x.asDouble()) {
+        return store(x, rounding::quantizeBooleanValue(body->getelement(), mLimits));
+    }
     if (!x.iszero()) {
         x = 1.0;
     }
@@ -229,6 +224,9 @@ number& quantizer::QuantizeBoolean(number& x) const {
 }
 
 number& quantizer::QuantizeScaledDouble(number& x) const {
+    if (const doublenumber* body = x.asDouble(); body && mLimits.hasBounds) {
+        return store(x, rounding::watchScaledDouble(body->getelement(), mLimits));
+    }
     checkoverflow(x);
     checkScaledDoubleUnderflow(x);
     mLogger.updateminmax(x);
@@ -238,71 +236,61 @@ number& quantizer::QuantizeScaledDouble(number& x) const {
 // The names of all element functions, and their table.
 struct quantizer::Functions {
     using Function = QuantizeFunction;
-    template <class Rounding, class Overflow, class Sign>
-    static constexpr Function fixed = &quantizer::quantizeFixed<Rounding, Overflow, Sign>;
-    template <class Rounding>
-    static constexpr Function floating = &quantizer::quantizeFloat<Rounding>;
+    template <class Rule, class Overflow, class Sign>
+    static constexpr Function kFixed = &quantizer::quantizeFixed<Rule, Overflow, Sign>;
+    template <class Rule>
+    static constexpr Function kFloating = &quantizer::quantizeFloat<Rule>;
 
-    static constexpr Function QuantizeFixedCeilSaturate = fixed<Ceil, Saturate, Signed>;
-    static constexpr Function QuantizeFixedCeilWrap = fixed<Ceil, Wrap, Signed>;
-    static constexpr Function QuantizeFixedConvergentSaturate = fixed<Convergent, Saturate, Signed>;
-    static constexpr Function QuantizeFixedConvergentWrap = fixed<Convergent, Wrap, Signed>;
-    static constexpr Function QuantizeFixedFixSaturate = fixed<Fix, Saturate, Signed>;
-    static constexpr Function QuantizeFixedFixWrap = fixed<Fix, Wrap, Signed>;
-    static constexpr Function QuantizeFixedFloorSaturate = fixed<Floor, Saturate, Signed>;
-    static constexpr Function QuantizeFixedFloorWrap = fixed<Floor, Wrap, Signed>;
-    static constexpr Function QuantizeFixedNearestSaturate = fixed<Nearest, Saturate, Signed>;
-    static constexpr Function QuantizeFixedNearestWrap = fixed<Nearest, Wrap, Signed>;
-    static constexpr Function QuantizeFixedRoundSaturate = fixed<Round, Saturate, Signed>;
-    static constexpr Function QuantizeFixedRoundWrap = fixed<Round, Wrap, Signed>;
-    static constexpr Function QuantizeUfixedCeilSaturate = fixed<Ceil, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedCeilWrap = fixed<Ceil, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedConvergentSaturate = fixed<Convergent, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedConvergentWrap = fixed<Convergent, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedFixSaturate = fixed<Fix, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedFixWrap = fixed<Fix, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedFloorSaturate = fixed<Floor, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedFloorWrap = fixed<Floor, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedNearestSaturate = fixed<Nearest, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedNearestWrap = fixed<Nearest, Wrap, Unsigned>;
-    static constexpr Function QuantizeUfixedRoundSaturate = fixed<Round, Saturate, Unsigned>;
-    static constexpr Function QuantizeUfixedRoundWrap = fixed<Round, Wrap, Unsigned>;
-    static constexpr Function QuantizeFloatCeil = floating<Ceil>;
-    static constexpr Function QuantizeFloatConvergent = floating<Convergent>;
-    static constexpr Function QuantizeFloatFix = floating<Fix>;
-    static constexpr Function QuantizeFloatFloor = floating<Floor>;
-    static constexpr Function QuantizeFloatNearest = floating<Nearest>;
-    static constexpr Function QuantizeFloatRound = floating<Round>;
+    static constexpr Function QuantizeFixedCeilSaturate = kFixed<CeilRule, Saturate, Signed>;
+    static constexpr Function QuantizeFixedCeilWrap = kFixed<CeilRule, Wrap, Signed>;
+    static constexpr Function QuantizeFixedConvergentSaturate = kFixed<ConvergentRule, Saturate, Signed>;
+    static constexpr Function QuantizeFixedConvergentWrap = kFixed<ConvergentRule, Wrap, Signed>;
+    static constexpr Function QuantizeFixedFixSaturate = kFixed<FixRule, Saturate, Signed>;
+    static constexpr Function QuantizeFixedFixWrap = kFixed<FixRule, Wrap, Signed>;
+    static constexpr Function QuantizeFixedFloorSaturate = kFixed<FloorRule, Saturate, Signed>;
+    static constexpr Function QuantizeFixedFloorWrap = kFixed<FloorRule, Wrap, Signed>;
+    static constexpr Function QuantizeFixedNearestSaturate = kFixed<NearestRule, Saturate, Signed>;
+    static constexpr Function QuantizeFixedNearestWrap = kFixed<NearestRule, Wrap, Signed>;
+    static constexpr Function QuantizeFixedRoundSaturate = kFixed<RoundRule, Saturate, Signed>;
+    static constexpr Function QuantizeFixedRoundWrap = kFixed<RoundRule, Wrap, Signed>;
+    static constexpr Function QuantizeUfixedCeilSaturate = kFixed<CeilRule, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedCeilWrap = kFixed<CeilRule, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedConvergentSaturate = kFixed<ConvergentRule, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedConvergentWrap = kFixed<ConvergentRule, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedFixSaturate = kFixed<FixRule, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedFixWrap = kFixed<FixRule, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedFloorSaturate = kFixed<FloorRule, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedFloorWrap = kFixed<FloorRule, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedNearestSaturate = kFixed<NearestRule, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedNearestWrap = kFixed<NearestRule, Wrap, Unsigned>;
+    static constexpr Function QuantizeUfixedRoundSaturate = kFixed<RoundRule, Saturate, Unsigned>;
+    static constexpr Function QuantizeUfixedRoundWrap = kFixed<RoundRule, Wrap, Unsigned>;
+    static constexpr Function QuantizeFloatCeil = kFloating<CeilRule>;
+    static constexpr Function QuantizeFloatConvergent = kFloating<ConvergentRule>;
+    static constexpr Function QuantizeFloatFix = kFloating<FixRule>;
+    static constexpr Function QuantizeFloatFloor = kFloating<FloorRule>;
+    static constexpr Function QuantizeFloatNearest = kFloating<NearestRule>;
+    static constexpr Function QuantizeFloatRound = kFloating<RoundRule>;
 
-    static constexpr std::size_t roundModes = 6;
-    static constexpr std::size_t overflowModes = 2;
+    // By round mode.
+    template <class Overflow, class Sign>
+    static constexpr auto kFixedTable = RoundingRules::table([]<class Rule>() { return kFixed<Rule, Overflow, Sign>; });
+    static constexpr auto kFloatTable = RoundingRules::table([]<class Rule>() { return kFloating<Rule>; });
 
-    /// [unsigned][round mode][overflow mode]
-    static constexpr Function fixedTable[2][roundModes][overflowModes] = {
-        {{QuantizeFixedCeilSaturate, QuantizeFixedCeilWrap},
-         {QuantizeFixedConvergentSaturate, QuantizeFixedConvergentWrap},
-         {QuantizeFixedFixSaturate, QuantizeFixedFixWrap},
-         {QuantizeFixedFloorSaturate, QuantizeFixedFloorWrap},
-         {QuantizeFixedNearestSaturate, QuantizeFixedNearestWrap},
-         {QuantizeFixedRoundSaturate, QuantizeFixedRoundWrap}},
-        {{QuantizeUfixedCeilSaturate, QuantizeUfixedCeilWrap},
-         {QuantizeUfixedConvergentSaturate, QuantizeUfixedConvergentWrap},
-         {QuantizeUfixedFixSaturate, QuantizeUfixedFixWrap},
-         {QuantizeUfixedFloorSaturate, QuantizeUfixedFloorWrap},
-         {QuantizeUfixedNearestSaturate, QuantizeUfixedNearestWrap},
-         {QuantizeUfixedRoundSaturate, QuantizeUfixedRoundWrap}}};
-    /// [round mode]
-    static constexpr Function floatTable[roundModes] = {QuantizeFloatCeil,    QuantizeFloatConvergent,
-                                                        QuantizeFloatFix,     QuantizeFloatFloor,
-                                                        QuantizeFloatNearest, QuantizeFloatRound};
+    template <class Sign>
+    static Function fixedFor(embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow) {
+        const std::size_t rule = RoundingRules::indexOf(round);
+        return overflow == embedded::OverflowModeEnum::Saturate ? kFixedTable<Saturate, Sign>[rule]
+                                                                : kFixedTable<Wrap, Sign>[rule];
+    }
 };
 
 void quantizer::updatequantizer() {
     using Mode = embedded::QuantizerModeEnum;
     // A negative value outside the enumerations becomes a large index, so it is also unknown.
-    const auto round = static_cast<std::size_t>(mRoundMode);
-    const auto overflow = static_cast<std::size_t>(mOverflowMode);
-    const bool knowsRound = round < Functions::roundModes;
+    const bool knowsRound = RoundingRules::knows(mRoundMode);
+    const bool knowsOverflow =
+        mOverflowMode == embedded::OverflowModeEnum::Saturate || mOverflowMode == embedded::OverflowModeEnum::Wrap;
     QuantizeFunction function = nullptr;
     switch (mMode) {
         case Mode::Double:
@@ -310,13 +298,14 @@ void quantizer::updatequantizer() {
             break;
         case Mode::Float:
             if (knowsRound) {
-                function = Functions::floatTable[round];
+                function = Functions::kFloatTable[RoundingRules::indexOf(mRoundMode)];
             }
             break;
         case Mode::Fixed:
         case Mode::Ufixed:
-            if (knowsRound && overflow < Functions::overflowModes) {
-                function = Functions::fixedTable[isUnsignedFixed() ? 1 : 0][round][overflow];
+            if (knowsRound && knowsOverflow) {
+                function = isUnsignedFixed() ? Functions::fixedFor<Unsigned>(mRoundMode, mOverflowMode)
+                                             : Functions::fixedFor<Signed>(mRoundMode, mOverflowMode);
             }
             break;
         case Mode::Single:

@@ -22,7 +22,7 @@ struct BitPlace {
     std::size_t bit;
 };
 BitPlace placeOf(std::size_t position) {
-    if (position < tabulatedBitCount) {
+    if (position < kTabulatedBitCount) {
         return {idxHostChunkForOverallBit[position], idxBitInHostChunkForOverallBit[position]};
     }
     return {position / kChunkBits, position % kChunkBits};
@@ -39,7 +39,7 @@ struct Dropped {
 };
 
 /// Whether one is added after the shift, which has rounded toward minus infinity; by round code.
-constexpr bool (*kAddsOne[roundCodeCount])(Dropped) = {
+constexpr bool (*kAddsOne[kRoundCodeCount])(Dropped) = {
     [](Dropped d) { return d.isNegative && d.any(); },
     [](Dropped d) { return d.top; },
     [](Dropped d) { return d.any(); },
@@ -233,7 +233,7 @@ void convertToWord(double v, const NumericType& type, int roundCode, bool satura
     constexpr int kMantissaBits = 53;
     std::int64_t shift = static_cast<std::int64_t>(exponent) - kMantissaBits - type.getFixedExponent();
     if (shift < 0) {
-        source.drop(-shift, roundCode >= 0 && roundCode < roundCodeCount ? roundCode : 0);
+        source.drop(-shift, roundCode >= 0 && roundCode < kRoundCodeCount ? roundCode : 0);
         shift = 0;
     }
     const Place place = placeInRange(source, shift, type);

@@ -3,8 +3,8 @@
 // A word is an array of chunks of the integer type T, least significant first: one chunk of 8, 16 or 32 bits, or as
 // many of std::uint32_t as the word needs, for signed types too. Bits above the word's top are copies of its sign,
 // zeros for an unsigned type. Slope and bias are ignored here: a word with fixed exponent F represents word * 2^F. All
-// functions work on the bits of the double, held as a 54-bit two's-complement integer in two chunks; rounding only
-// affects the bits that the type drops. Nothing is allocated. The array loops are in quantization/TbbQuantizeRwvDbl.h.
+// functions work on the bits of the double, held as a 54-bit two's-complement integer in two chunks; only the bits that
+// the type drops are rounded off. Nothing is allocated. The array loops are in quantization/TbbQuantizeRwvDbl.h.
 #pragma once
 
 #include <array>
@@ -20,7 +20,7 @@ namespace tolvane::detail::wordconversion {
 /// The rounding of dropped bits, as the code that the conversion uses: 0 fix, 1 nearest, 2 ceil, 3 floor, 5 round, 6
 /// convergent. Any other code, including 4, works as 0.
 int roundCodeOf(embedded::RoundModeEnum mode);
-inline constexpr int roundCodeCount = 7;
+inline constexpr int kRoundCodeCount = 7;
 
 /// Counts the 32-bit chunks of a word.
 constexpr int chunkCountOf(int wordBits) {

@@ -18,8 +18,8 @@ struct WordLimits {
     double inverseModulus = 1.0;
 };
 
-/// Returns the limits of a type of 1 bit or more if the rules on doubles (quantization/word_rules.inl.h) are exact for
-/// every value; word_limits.cpp has the proof.
+/// Returns the limits of a type of 1 bit or more if the rules on doubles (quantization/word_rules.inl.h) give the same
+/// results as the words for every value; word_limits.cpp has the proof.
 std::optional<WordLimits> wordLimitsOf(const EmbeddedTypeSystem::NumericType& type, int roundCode, bool saturates);
 
 }  // namespace tolvane::detail

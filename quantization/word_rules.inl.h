@@ -1,5 +1,4 @@
-// What the word-level conversion does to one value, on doubles: for vectors of them, with the vocabulary of
-// quantization/lanes.inl.h.
+// The word-level conversion of one value, on doubles: for vectors, with the vocabulary of quantization/lanes.inl.h.
 //
 // No include guard, like numbers/rounding_rules.inl.h: included after it, inside the same namespace. Unlike the rules
 // of the quantizer these are exact for every double, a zero loses its sign, and NaN gives 0.
@@ -31,7 +30,7 @@ struct ExactConvergentRule {
     }
 };
 
-/// A value beyond a bound takes it.
+/// A value beyond a bound becomes the bound.
 struct SaturatedWord {
     template <class V>
     static V apply(V x, const WordLimits& limits) {
@@ -53,11 +52,11 @@ struct WrappedUnsignedWord {
     }
 };
 
-/// The value of the word that x is converted to.
+/// The value of the word to which x is converted.
 template <class Rule, class Word, class V>
 V valueThroughWord(V x, const WordLimits& limits) {
     const V word = Word::template apply<V>(Rule::template apply<V>(x * like(x, limits.scale)), limits);
     const V value = word * like(x, limits.inverseScale);
-    // False for NaN, and for zeros, which have no sign then.
+    // False for NaN, and for zeros, which thus lose their sign.
     return choose(like(x, 0.0) < magnitude(value), value, like(x, 0.0));
 }

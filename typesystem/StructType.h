@@ -58,8 +58,8 @@ class TOLVANE_API StructType : public Type {
     bool operator==(const Type& other) const override;
     bool isComplete() const override { return !mElements.empty(); }
     void accept(EmbeddedTypeVisitor* visitor) override;
-    /// Accepts this type itself, and a structure with the same number of elements, each of which equals this one's at
-    /// the same index, or has a type to which the type of this one's, a matrix, converts.
+    /// Accepts this type itself, and a structure with the same number of elements, where each element of this
+    /// type equals the one at the same index, or has a matrix type that converts to the type of that one.
     bool canBeConvertedTo(const Type* other) const override;
     OMClass* getOMClass() const override;
 

@@ -47,8 +47,8 @@ class TOLVANE_API Type {
     /// Returns the class record of the host's handles on such types, built on first use. Raises
     /// "embeddedtype:class:notRegistered" in a process without the records.
     virtual OMClass* getOMClass() const = 0;
-    /// Adds the identity of the type to the sum: its class and numbers, and last the qualifiers. The sum of a matrix or
-    /// a structure excludes its parts.
+    /// Adds the identity of the type to the sum: its class and numbers, and last the qualifiers. A matrix or a
+    /// structure adds only the qualifiers.
     virtual void addCheckSum(MD5CheckSumModEndian& sum) const;
 
     /// Returns the text, owned by this object and valid until it changes, or null if none was set.

@@ -22,7 +22,7 @@ inline Type* baseOf(const Type* type) {
 }
 
 /// Returns whether the chain from `start` contains `end`. The chain is finite, since these types cannot form a cycle: a
-/// base type with a long or cyclic chain is refused, and so is such an assignment.
+/// setter refuses a base type whose chain is long or comes back, and an assignment one whose chain comes back.
 inline bool leadsTo(const Type* start, const Type* end) {
     while (start != nullptr && start != end) {
         start = baseOf(start);

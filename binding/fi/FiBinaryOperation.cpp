@@ -12,9 +12,9 @@ using namespace tolvane::detail;
 
 namespace {
 
-constexpr PartnerRule sameTag{.hasBestPrecision = true, .keepsTag = true, .isAlwaysLocal = false};
-constexpr PartnerRule sameType{.hasBestPrecision = false, .keepsTag = false, .isAlwaysLocal = false};
-constexpr PartnerRule ownRules{.hasBestPrecision = true, .keepsTag = false, .isAlwaysLocal = true};
+constexpr PartnerRule kSameTag{.hasBestPrecision = true, .keepsTag = true, .isAlwaysLocal = false};
+constexpr PartnerRule kSameType{.hasBestPrecision = false, .keepsTag = false, .isAlwaysLocal = false};
+constexpr PartnerRule kOwnRules{.hasBestPrecision = true, .keepsTag = false, .isAlwaysLocal = true};
 
 [[noreturn]] void raiseNoSignature() {
     raiseError("fixedpoint:fi:binaryop:signaturenotfound", "Signature not found.");
@@ -58,8 +58,8 @@ FiBinaryOperation::FiBinaryOperation(const char* name) : OMMethodInfo(0) {
 }
 
 void FiBinaryOperation::addSignatures(OMDataType* result) {
-    OMDataType* const object = datatypes::object<fi>.find();
-    OMDataType* const array = datatypes::array.find();
+    OMDataType* const object = datatypes::kObject<fi>.find();
+    OMDataType* const array = datatypes::kArray.find();
     const auto add = [&](OMDataType* a, OMDataType* b) {
         auto signature = std::make_unique<OMMethodSignature>();
         signature->addArgument(a, nullptr);
@@ -123,7 +123,7 @@ void tolvane::detail::raiseNotAllowed(const std::string& method, const fi& opera
 // A fi as result
 
 FiBinaryOperationFiOutput::FiBinaryOperationFiOutput(const char* name) : FiBinaryOperation(name) {
-    addSignatures(datatypes::object<fi>.find());
+    addSignatures(datatypes::kObject<fi>.find());
 }
 
 void FiBinaryOperationFiOutput::logResult(const fi& /*a*/, const fi& /*b*/, const fi& /*result*/) {}
@@ -147,7 +147,7 @@ void FiBinaryOperationFiOutput::computeAndGive(const PartnerRule& rule, OMMethod
 
 void FiBinaryOperationFiOutput::invokeMethod(OMMethodSignature* signature, int* resultCount, void** results,
                                              int /*argumentCount*/, void** arguments) {
-    computeAndGive(sameTag, signature, resultCount, results, arguments);
+    computeAndGive(kSameTag, signature, resultCount, results, arguments);
 }
 
 void FiBinaryOperationFiOutputFixedInputOnly::invokeMethod(OMMethodSignature* signature, int* resultCount,
@@ -168,19 +168,19 @@ void FiBinaryOperationFiOutputNoBooleanInput::invokeMethod(OMMethodSignature* si
 
 void FiBinaryOperationFiOutputStrictNumericType::invokeMethod(OMMethodSignature* signature, int* resultCount,
                                                               void** results, int /*argumentCount*/, void** arguments) {
-    computeAndGive(sameType, signature, resultCount, results, arguments);
+    computeAndGive(kSameType, signature, resultCount, results, arguments);
 }
 
 // A host array as result
 
 FiBinaryOperationHvArrayOutput::FiBinaryOperationHvArrayOutput(const char* name) : FiBinaryOperation(name) {
-    addSignatures(datatypes::array.find());
+    addSignatures(datatypes::kArray.find());
 }
 
 void FiBinaryOperationHvArrayOutput::invokeMethod(OMMethodSignature* signature, int* resultCount, void** results,
                                                   int /*argumentCount*/, void** arguments) {
     *resultCount = 1;
-    const Operands given = operands(signature, arguments, ownRules);
+    const Operands given = operands(signature, arguments, kOwnRules);
     if (given.a != nullptr && given.b != nullptr) {
         results[0] = computeResult(*given.a, *given.b);
     } else if (isOwn(signature)) {

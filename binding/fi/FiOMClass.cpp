@@ -15,14 +15,14 @@ namespace {
 
 using EmbeddedTypeSystem::NumericType;
 
-constexpr SignatureColumn constructors[] = {
+constexpr SignatureColumn kConstructors[] = {
     takes(),
-    takes(datatypes::array),
-    takes(datatypes::array, datatypes::array),
-    takes(datatypes::array, datatypes::array, datatypes::array),
+    takes(datatypes::kArray),
+    takes(datatypes::kArray, datatypes::kArray),
+    takes(datatypes::kArray, datatypes::kArray, datatypes::kArray),
 };
 
-constexpr const char* calledForAnyArgument[] = {
+constexpr const char* kCalledForAnyArgument[] = {
     "and",        "rdivide",       "mrdivide",    "computeDivideType",
     "complex",    "emptyfirstobj", "firstobj",    "cat",
     "horzcat",    "isequal",       "ispropequal", "logreport",
@@ -47,7 +47,7 @@ constexpr const char* calledForAnyArgument[] = {
     "trisurf",    "voronoi",       "voronoin",    "waterfall",
     "xlim",       "ylim",          "zlim",
 };
-static_assert(std::size(calledForAnyArgument) == 91);
+static_assert(std::size(kCalledForAnyArgument) == 91);
 
 NumericType typeArgument(const hvArray* value, const hvArray* type) {
     NumericType given(NumericType::convertFromVelmarArray(type));
@@ -68,7 +68,7 @@ bool flagArgument(const hvArray* value) {
 }
 
 std::unique_ptr<fi> construct(const hvArray* const* arguments, int count) {
-    constexpr auto assignment = embedded::OperationTypeEnum::Assignment;
+    constexpr auto kAssignment = embedded::OperationTypeEnum::Assignment;
     if (count == 0) {
         auto empty = std::make_unique<fi>();
         if (!embedded::getFeatureFimathLessFis()) {
@@ -78,16 +78,16 @@ std::unique_ptr<fi> construct(const hvArray* const* arguments, int count) {
     }
     const hvArray* const value = arguments[0];
     if (count == 1) {
-        return std::make_unique<fi>(value, NumericType(), fimath(), "", true, assignment);
+        return std::make_unique<fi>(value, NumericType(), fimath(), "", true, kAssignment);
     }
     const NumericType type = typeArgument(value, arguments[1]);
     if (count == 2) {
-        return std::make_unique<fi>(value, type, fimath(), "", true, assignment);
+        return std::make_unique<fi>(value, type, fimath(), "", true, kAssignment);
     }
     if (hvIsA(arguments[2], fimath::getVelmarPackageClassName())) {
-        return std::make_unique<fi>(value, type, fimath::convertFromVelmarArray(arguments[2]), "", true, assignment);
+        return std::make_unique<fi>(value, type, fimath::convertFromVelmarArray(arguments[2]), "", true, kAssignment);
     }
-    return std::make_unique<fi>(value, type, flagArgument(arguments[2]), 0, "", assignment);
+    return std::make_unique<fi>(value, type, flagArgument(arguments[2]), 0, "", kAssignment);
 }
 
 }  // namespace
@@ -100,7 +100,7 @@ FiOMClass::FiOMClass(const void* /*first*/, const void* /*second*/, const void* 
 void FiOMClass::fill() {
     for (std::size_t i = 0; i < mConstructors.size(); ++i) {
         if (mConstructors[i] == nullptr) {
-            mConstructors[i] = addConstructorSignature(constructors[i].make());
+            mConstructors[i] = addConstructorSignature(kConstructors[i].make());
         }
     }
     addFiProperties(*this);
@@ -117,8 +117,8 @@ OMInterface* FiOMClass::createClassSpecificObject(OMInterface* /*interface*/, vo
 }
 
 void FiOMClass::respondToMethodAddedFromVELMAR(OMMethodInfo* method) {
-    if (std::ranges::find(calledForAnyArgument, std::string_view(method->getName())) !=
-        std::end(calledForAnyArgument)) {
+    if (std::ranges::find(kCalledForAnyArgument, std::string_view(method->getName())) !=
+        std::end(kCalledForAnyArgument)) {
         method->setDispatchedOnFirstArgument(false);
     }
 }

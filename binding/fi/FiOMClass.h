@@ -10,7 +10,7 @@
 
 class FiOMClass : public tolvane::detail::ObjectOMClass<FiOMClass, fi> {
  public:
-    static constexpr tolvane::detail::ClassRow row{
+    static constexpr tolvane::detail::ClassRow kRow{
         .name = "fi", .flagA = tolvane::detail::ClassFlag::No, .flagB = tolvane::detail::ClassFlag::Yes};
 
     /// Always raises "fixedpoint:fi:FiOMClass:InvalidConstructor".

@@ -36,10 +36,10 @@ class FiSumMethodInfo final : public FiBinaryOperationFiOutputNoBooleanInput {
     }
 };
 
-inline constexpr SumOperation plusOperation{&fi::plus, "+"};
-inline constexpr SumOperation minusOperation{&fi::minus, "-"};
-using FiPlusMethodInfo = FiSumMethodInfo<plusOperation>;
-using FiMinusMethodInfo = FiSumMethodInfo<minusOperation>;
+inline constexpr SumOperation kPlusOperation{&fi::plus, "+"};
+inline constexpr SumOperation kMinusOperation{&fi::minus, "-"};
+using FiPlusMethodInfo = FiSumMethodInfo<kPlusOperation>;
+using FiMinusMethodInfo = FiSumMethodInfo<kMinusOperation>;
 
 // Products: "times", "mtimes", "convF", "convS" and "convV".
 
@@ -81,20 +81,21 @@ OperationCounts ofConvolution(const fi& a, const fi& b, bool castsBeforeSum) {
 
 }  // namespace productcounts
 
-inline constexpr ProductOperation timesOperation{&fi::times, productcounts::ofOperands<operationcounts::ofTimes>, ".*"};
-inline constexpr ProductOperation mtimesOperation{&fi::mtimes,
-                                                  productcounts::ofOperands<operationcounts::ofMatrixProduct>, "*"};
-inline constexpr ProductOperation fullConvolution{
+inline constexpr ProductOperation kTimesOperation{&fi::times, productcounts::ofOperands<operationcounts::ofTimes>,
+                                                  ".*"};
+inline constexpr ProductOperation kMtimesOperation{&fi::mtimes,
+                                                   productcounts::ofOperands<operationcounts::ofMatrixProduct>, "*"};
+inline constexpr ProductOperation kFullConvolution{
     &fi::convF, productcounts::ofConvolution<operationcounts::productsOfFull>, "conv"};
-inline constexpr ProductOperation centralConvolution{
+inline constexpr ProductOperation kCentralConvolution{
     &fi::convS, productcounts::ofConvolution<operationcounts::productsOfCentral>, "conv"};
-inline constexpr ProductOperation validConvolution{
+inline constexpr ProductOperation kValidConvolution{
     &fi::convV, productcounts::ofConvolution<operationcounts::productsOfValid>, "conv"};
-using FiTimesMethodInfo = FiProductMethodInfo<timesOperation>;
-using FiMtimesMethodInfo = FiProductMethodInfo<mtimesOperation>;
-using FiConvFMethodInfo = FiProductMethodInfo<fullConvolution>;
-using FiConvSMethodInfo = FiProductMethodInfo<centralConvolution>;
-using FiConvVMethodInfo = FiProductMethodInfo<validConvolution>;
+using FiTimesMethodInfo = FiProductMethodInfo<kTimesOperation>;
+using FiMtimesMethodInfo = FiProductMethodInfo<kMtimesOperation>;
+using FiConvFMethodInfo = FiProductMethodInfo<kFullConvolution>;
+using FiConvSMethodInfo = FiProductMethodInfo<kCentralConvolution>;
+using FiConvVMethodInfo = FiProductMethodInfo<kValidConvolution>;
 
 // Comparisons and extremes
 
@@ -111,8 +112,8 @@ struct ExtremeOperation {
     void (fi::*computeOfColumns)(fi*& values, hvArray*& rows) const;
     const char* name;
 };
-inline constexpr ExtremeOperation maxOperation{&fi::max, &fi::unary_max, "max"};
-inline constexpr ExtremeOperation minOperation{&fi::min, &fi::unary_min, "min"};
+inline constexpr ExtremeOperation kMaxOperation{&fi::max, &fi::unary_max, "max"};
+inline constexpr ExtremeOperation kMinOperation{&fi::min, &fi::unary_min, "min"};
 
 /// The methods "binary_max" and "binary_min".
 template <const ExtremeOperation& operation>
@@ -124,8 +125,8 @@ class FiExtremeMethodInfo final : public FiBinaryOperationFiOutputStrictNumericT
     }
     void logResult(const fi& a, const fi& b, const fi& result) override;
 };
-using FiMaxMethodInfo = FiExtremeMethodInfo<maxOperation>;
-using FiMinMethodInfo = FiExtremeMethodInfo<minOperation>;
+using FiMaxMethodInfo = FiExtremeMethodInfo<kMaxOperation>;
+using FiMinMethodInfo = FiExtremeMethodInfo<kMinOperation>;
 
 // Bits, complex arrays and matrices of shifted rows
 

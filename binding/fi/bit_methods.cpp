@@ -13,20 +13,21 @@ namespace tolvane::detail {
 
 namespace {
 
-constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
-using datatypes::array;
+constexpr DataTypeColumn kFiHandle = datatypes::kObject<fi>;
+using datatypes::kArray;
 
 }  // namespace
 
 // A `fi` precedes an array, which could also hold one. The null handle of an empty array is treated as an empty array.
-constexpr SignatureColumn bitgetSignatures[2] = {takes(fiHandle, fiHandle).to(array), takes(fiHandle, array).to(array)};
-constexpr SignatureColumn bitsetSignatures[4] = {
-    takes(fiHandle, fiHandle, fiHandle).to(fiHandle), takes(fiHandle, fiHandle, array).to(fiHandle),
-    takes(fiHandle, array, fiHandle).to(fiHandle), takes(fiHandle, array, array).to(fiHandle)};
-constexpr SignatureColumn pow2Signatures[3] = {takes(fiHandle).to(fiHandle), takes(fiHandle, fiHandle).to(fiHandle),
-                                               takes(fiHandle, array).to(fiHandle)};
-constexpr SignatureColumn bitshiftSignatures[2] = {takes(fiHandle, fiHandle).to(fiHandle),
-                                                   takes(fiHandle, array).to(fiHandle)};
+constexpr SignatureColumn kBitgetSignatures[2] = {takes(kFiHandle, kFiHandle).to(kArray),
+                                                  takes(kFiHandle, kArray).to(kArray)};
+constexpr SignatureColumn kBitsetSignatures[4] = {
+    takes(kFiHandle, kFiHandle, kFiHandle).to(kFiHandle), takes(kFiHandle, kFiHandle, kArray).to(kFiHandle),
+    takes(kFiHandle, kArray, kFiHandle).to(kFiHandle), takes(kFiHandle, kArray, kArray).to(kFiHandle)};
+constexpr SignatureColumn kPow2Signatures[3] = {
+    takes(kFiHandle).to(kFiHandle), takes(kFiHandle, kFiHandle).to(kFiHandle), takes(kFiHandle, kArray).to(kFiHandle)};
+constexpr SignatureColumn kBitshiftSignatures[2] = {takes(kFiHandle, kFiHandle).to(kFiHandle),
+                                                    takes(kFiHandle, kArray).to(kFiHandle)};
 
 namespace {
 
@@ -141,13 +142,13 @@ std::unique_ptr<fi> shiftedIntegers(const fi& object, int count) {
     const std::unique_ptr<fi> integers = owned(object.stripscaling());
     integers->setScaling(fi::ScalingEnum::SlopeBias);
     std::unique_ptr<fi> result = owned(integers->pow2(count, true));
-    constexpr auto natural = fi::IntArrayChunkMode::Natural;
-    constexpr auto first = fi::IntArrayDimensionMode::First;
-    const hvArrayOwner shifted(result->getIntArray(natural, first));
+    constexpr auto kNatural = fi::IntArrayChunkMode::Natural;
+    constexpr auto kFirst = fi::IntArrayDimensionMode::First;
+    const hvArrayOwner shifted(result->getIntArray(kNatural, kFirst));
     result->setSlope(object.getSlope());
     result->setBias(object.getBias());
     result->setSlopeAdjustmentFactor(object.getSlopeAdjustmentFactor());
-    result->setIntArray(shifted.get(), natural, first);
+    result->setIntArray(shifted.get(), kNatural, kFirst);
     return result;
 }
 

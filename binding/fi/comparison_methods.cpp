@@ -61,8 +61,8 @@ template <const ExtremeOperation& operation>
 void FiExtremeMethodInfo<operation>::logResult(const fi& /*a*/, const fi& /*b*/, const fi& result) {
     reports::report(result.getQlogger(), operation.name);
 }
-template class FiExtremeMethodInfo<maxOperation>;
-template class FiExtremeMethodInfo<minOperation>;
+template class FiExtremeMethodInfo<kMaxOperation>;
+template class FiExtremeMethodInfo<kMinOperation>;
 
 template <const ExtremeOperation& operation>
 void giveExtremes(const MethodCall& call) {
@@ -77,8 +77,8 @@ void giveExtremes(const MethodCall& call) {
         giveWithArray(call, std::move(ownedValues), std::move(ownedRows));
     }
 }
-template void giveExtremes<maxOperation>(const MethodCall& call);
-template void giveExtremes<minOperation>(const MethodCall& call);
+template void giveExtremes<kMaxOperation>(const MethodCall& call);
+template void giveExtremes<kMinOperation>(const MethodCall& call);
 
 void giveSorted(const MethodCall& call) {
     const SortOrder order(call);

@@ -23,19 +23,19 @@ namespace tolvane::detail {
 
 namespace {
 
-using datatypes::array;
+using datatypes::kArray;
 using EmbeddedTypeSystem::NumericType;
 
-constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
+constexpr DataTypeColumn kFiHandle = datatypes::kObject<fi>;
 
-constexpr SignatureColumn fiToFi[] = {takes(fiHandle).to(fiHandle)};
-constexpr SignatureColumn fiAndTypeToFi[] = {takes(fiHandle, datatypes::object<NumericType>).to(fiHandle)};
-constexpr SignatureColumn fiToType[] = {takes(fiHandle).to(datatypes::object<NumericType>)};
-constexpr SignatureColumn fiToRules[] = {takes(fiHandle).to(datatypes::object<fimath>)};
-constexpr SignatureColumn fiAndArrayToLog[] = {takes(fiHandle, array).to(datatypes::object<qlogger>)};
-constexpr SignatureColumn fiAndFiToNothing[] = {takes(fiHandle, fiHandle)};
-constexpr SignatureColumn nothingToArray[] = {takes().to(array)};
-constexpr SignatureColumn arrays[] = {takes(array, array).to(array), takes(array, array, array).to(array)};
+constexpr SignatureColumn kFiToFi[] = {takes(kFiHandle).to(kFiHandle)};
+constexpr SignatureColumn kFiAndTypeToFi[] = {takes(kFiHandle, datatypes::kObject<NumericType>).to(kFiHandle)};
+constexpr SignatureColumn kFiToType[] = {takes(kFiHandle).to(datatypes::kObject<NumericType>)};
+constexpr SignatureColumn kFiToRules[] = {takes(kFiHandle).to(datatypes::kObject<fimath>)};
+constexpr SignatureColumn kFiAndArrayToLog[] = {takes(kFiHandle, kArray).to(datatypes::kObject<qlogger>)};
+constexpr SignatureColumn kFiAndFiToNothing[] = {takes(kFiHandle, kFiHandle)};
+constexpr SignatureColumn kNothingToArray[] = {takes().to(kArray)};
+constexpr SignatureColumn kArrays[] = {takes(kArray, kArray).to(kArray), takes(kArray, kArray, kArray).to(kArray)};
 
 // Questions
 
@@ -122,7 +122,7 @@ void is64BitPlatform(const MethodCall& call) {
     call.give(hvCreateLogicalScalar(false));
 }
 
-constexpr char label[] = "FI";
+constexpr char kLabel[] = "FI";
 
 // "size"
 
@@ -130,14 +130,14 @@ constexpr char label[] = "FI";
 class FiSizeSignature : public OMMethodSignature {
  public:
     int getNumberOfReturnArgs() const override { return -1; }
-    OMDataType* getReturnType(int /*index*/) const override { return array.find(); }
+    OMDataType* getReturnType(int /*index*/) const override { return kArray.find(); }
 };
 
 class FiSizeMethodInfo : public OMMethodInfo {
  public:
     explicit FiSizeMethodInfo(const char* name) : OMMethodInfo(0) {
         setName(name, true);
-        for (const SignatureColumn& column : {takes(fiHandle), takes(fiHandle, array)}) {
+        for (const SignatureColumn& column : {takes(kFiHandle), takes(kFiHandle, kArray)}) {
             auto signature = std::make_unique<FiSizeSignature>();
             column.addTo(*signature);
             addMethodSignature(std::move(signature));
@@ -208,13 +208,13 @@ std::unique_ptr<OMMethodInfo> asked(const char* name) {
 }
 template <auto operation>
 std::unique_ptr<OMMethodInfo> making(const char* name) {
-    return plain<fiToFi, giveNewFi<operation>>(name);
+    return plain<kFiToFi, giveNewFi<operation>>(name);
 }
 
 // Name, how its record is made.
-constexpr MethodRow fiMethods[] = {
-    {"_colonobj", plainOnAny<arrays, raiseForLoop>},
-    {"colon", plainOnAny<arrays, raiseColon>},
+constexpr MethodRow kFiMethods[] = {
+    {"_colonobj", plainOnAny<kArrays, raiseForLoop>},
+    {"colon", plainOnAny<kArrays, raiseColon>},
     {"numberofelements", asked<&fi::numel>},
     {"isfi", asked<isFi>},
     {"isdouble", asked<&fi::isDouble>},
@@ -236,22 +236,22 @@ constexpr MethodRow fiMethods[] = {
     {"length", asked<&fi::length>},
     {"ndims", asked<&fi::ndims>},
     {"size", record<FiSizeMethodInfo>},
-    {"fi_reshape", plain<fiAndSizesToFi, giveReshaped>},
+    {"fi_reshape", plain<kFiAndSizesToFi, giveReshaped>},
     {"squeeze", making<&fi::squeeze>},
     {"transpose", making<&fi::transpose>},
-    {"ctranspose", plain<fiToFi, giveConjugateTranspose>},
+    {"ctranspose", plain<kFiToFi, giveConjugateTranspose>},
     {"stripscaling", making<&fi::stripscaling>},
-    {"reinterpretcast", plain<fiAndTypeToFi, reinterpretCast>},
-    {"copy", plain<fiToFi, copy>},
+    {"reinterpretcast", plain<kFiAndTypeToFi, reinterpretCast>},
+    {"copy", plain<kFiToFi, copy>},
     {"maxlog", asked<&fi::getMaxLogAsRealWorldValue>},
     {"minlog", asked<&fi::getMinLogAsRealWorldValue>},
     {"noverflows", asked<&fi::getNoverflows>},
     {"nunderflows", asked<&fi::getNunderflows>},
     {"noperations", asked<&fi::getNoperations>},
     {"nmathoperations", asked<&fi::getNmathoperations>},
-    {"getqloggerstruct", plain<fiAndArrayToLog, copyLog>},
-    {"numerictype", plain<fiToType, copyType>},
-    {"fimath", plain<fiToRules, copyRules>},
+    {"getqloggerstruct", plain<kFiAndArrayToLog, copyLog>},
+    {"numerictype", plain<kFiToType, copyType>},
+    {"fimath", plain<kFiToRules, copyRules>},
     {"bin", asked<getDigits<2>>},
     {"oct", asked<getDigits<8>>},
     {"dec", asked<getDigits<10>>},
@@ -260,7 +260,7 @@ constexpr MethodRow fiMethods[] = {
     {"double", asked<&fi::getDoubleHvArray>},
     {"single", asked<&fi::getSingleHvArray>},
     {"int", asked<&fi::getIntHvArray>},
-    {"intarray", plain<fiToIntArray, giveIntArray>},
+    {"intarray", plain<kFiToIntArray, giveIntArray>},
     {"dravelinarray", asked<&fi::getDravelinIntArray>},
     {"real", making<&fi::getRealFi>},
     {"imag", making<&fi::getImagFi>},
@@ -271,20 +271,20 @@ constexpr MethodRow fiMethods[] = {
     {"intmin", making<&fi::intmin>},
     {"lowerbound", making<&fi::lowerbound>},
     {"upperbound", making<&fi::upperbound>},
-    {"range", plain<fiToRange, giveRange>},
-    {"uminus", plain<fiToFi, negate>},
-    {"conj", plain<fiToFi, conjugate>},
-    {"pow2", plain<pow2Signatures, scaleByPowerOfTwo>},
-    {"bitshift", plain<bitshiftSignatures, shiftBits>},
+    {"range", plain<kFiToRange, giveRange>},
+    {"uminus", plain<kFiToFi, negate>},
+    {"conj", plain<kFiToFi, conjugate>},
+    {"pow2", plain<kPow2Signatures, scaleByPowerOfTwo>},
+    {"bitshift", plain<kBitshiftSignatures, shiftBits>},
     {"bitcmp", making<&fi::bitcmp>},
     {"bitand", record<FiBitwiseMethodInfo<&fi::fibitand>>},
     {"bitor", record<FiBitwiseMethodInfo<&fi::fibitor>>},
     {"bitxor", record<FiBitwiseMethodInfo<&fi::bitxor>>},
-    {"bitget", plain<bitgetSignatures, getBits>},
-    {"bitset", plain<bitsetSignatures, setBits>},
-    {"stridesort", plain<fiToSorted, giveSorted>},
-    {"stridesort2", plain<fiToSortedWithPlaces, giveSortedWithPlaces>},
-    {"leadingdimension_sum", plain<fiToFi, giveLeadingDimensionSum>},
+    {"bitget", plain<kBitgetSignatures, getBits>},
+    {"bitset", plain<kBitsetSignatures, setBits>},
+    {"stridesort", plain<kFiToSorted, giveSorted>},
+    {"stridesort2", plain<kFiToSortedWithPlaces, giveSortedWithPlaces>},
+    {"leadingdimension_sum", plain<kFiToFi, giveLeadingDimensionSum>},
     {"plus", record<FiPlusMethodInfo>},
     {"minus", record<FiMinusMethodInfo>},
     {"times", record<FiTimesMethodInfo>},
@@ -292,13 +292,13 @@ constexpr MethodRow fiMethods[] = {
     {"convF", record<FiConvFMethodInfo>},
     {"convS", record<FiConvSMethodInfo>},
     {"convV", record<FiConvVMethodInfo>},
-    {"get_element", plain<elementToFi, giveElement>},
-    {"set_element", plain<elementAndValue, setElement>},
+    {"get_element", plain<kElementToFi, giveElement>},
+    {"set_element", plain<kElementAndValue, setElement>},
     {"binaryop_complex", record<FiComplexMethodInfo>},
     {"binary_max", record<FiMaxMethodInfo>},
     {"binary_min", record<FiMinMethodInfo>},
-    {"unary_max", plain<fiToExtremes, giveExtremes<maxOperation>>},
-    {"unary_min", plain<fiToExtremes, giveExtremes<minOperation>>},
+    {"unary_max", plain<kFiToExtremes, giveExtremes<kMaxOperation>>},
+    {"unary_min", plain<kFiToExtremes, giveExtremes<kMinOperation>>},
     {"eq", record<FiComparisonMethodInfo<&fi::eq>>},
     {"ge", record<FiComparisonMethodInfo<&fi::ge>>},
     {"gt", record<FiComparisonMethodInfo<&fi::gt>>},
@@ -307,20 +307,20 @@ constexpr MethodRow fiMethods[] = {
     {"ne", record<FiComparisonMethodInfo<&fi::ne>>},
     {"sign", asked<&fi::sign>},
     {"binaryop_isequal", record<FiComparisonMethodInfo<&fi::isequal>>},
-    {"diag", plain<fiAndDiagonalToFi, giveDiagonal>},
-    {"tril", plain<fiAndDiagonalToFi, giveLowerTriangle>},
-    {"triu", plain<fiAndDiagonalToFi, giveUpperTriangle>},
+    {"diag", plain<kFiAndDiagonalToFi, giveDiagonal>},
+    {"tril", plain<kFiAndDiagonalToFi, giveLowerTriangle>},
+    {"triu", plain<kFiAndDiagonalToFi, giveUpperTriangle>},
     {"toeplitz", record<FiTwoVectorMethodInfo<&fi::toeplitz>>},
     {"hankel", record<FiTwoVectorMethodInfo<&fi::hankel>>},
-    {"subsref", plain<fiAndArrayToArray, subscript>},
-    {"subsasgn", plain<threeArraysToArray, subscriptAndAssign>},
-    {"subscriptedreference", plain<fiAndPlanToFi, takeByPlan>},
-    {"subscriptedgrowassignment", plain<fiPlanAndFiToFi, growByPlan>},
+    {"subsref", plain<kFiAndArrayToArray, subscript>},
+    {"subsasgn", plain<kThreeArraysToArray, subscriptAndAssign>},
+    {"subscriptedreference", plain<kFiAndPlanToFi, takeByPlan>},
+    {"subscriptedgrowassignment", plain<kFiPlanAndFiToFi, growByPlan>},
     {"num2sdec", asked<&fi::num2sdec>},
-    {"num2base", plain<fiAndBaseToText, writeInBase>},
-    {"base2num", plain<fiTextAndBase, readInBase>},
+    {"num2base", plain<kFiAndBaseToText, writeInBase>},
+    {"base2num", plain<kFiTextAndBase, readInBase>},
     {"num2sdec", asked<&fi::num2sdec>},
-    {"copydata", plain<fiAndFiToNothing, copyData>},
+    {"copydata", plain<kFiAndFiToNothing, copyData>},
     {"displaygloballog", asked<displayGlobalLog>},
     {"resetgloballog", asked<resetGlobalLog>},
     {"resetlogging", asked<&fi::resetLogging>},
@@ -330,23 +330,23 @@ constexpr MethodRow fiMethods[] = {
     {"LastPropertySet", asked<lastPropertySet>},
     {"isfimathlocal", asked<&fi::getFimathIsLocal>},
     {"consolidatelocalfilogs", asked<&fi::consolidatelocalfilogs>},
-    {"realabs", plain<fiToFiByTypeAndRules, giveRealAbs>},
-    {"sqrt", plain<fiToFiByTypeAndRules, giveSqrt>},
-    {"Is64BitPlatform", plainStatic<nothingToArray, is64BitPlatform>},
-    {"simfi", plainStatic<typeAndArrayToFi, giveSimFi>},
-    {"GetNumericTypeForMatrixTimes", plainStatic<matrixTypesToType, giveTypeForMatrixTimes>},
-    {"GetNumericTypeForPlus", plainStatic<twoTypesAndRulesToType, giveTypeForPlus>},
-    {"GetNumericTypeForSum", plainStatic<summedTypesToType, giveTypeForSum>},
-    {"GetNumericTypeForTimes", plainStatic<twoTypesAndRulesToType, giveTypeForTimes>},
-    {"GetBestPrecisionForHvArray", plainStatic<typeAndArrayToType, giveBestPrecision>},
-    {"set", setOf<label>},
+    {"realabs", plain<kFiToFiByTypeAndRules, giveRealAbs>},
+    {"sqrt", plain<kFiToFiByTypeAndRules, giveSqrt>},
+    {"Is64BitPlatform", plainStatic<kNothingToArray, is64BitPlatform>},
+    {"simfi", plainStatic<kTypeAndArrayToFi, giveSimFi>},
+    {"GetNumericTypeForMatrixTimes", plainStatic<kMatrixTypesToType, giveTypeForMatrixTimes>},
+    {"GetNumericTypeForPlus", plainStatic<kTwoTypesAndRulesToType, giveTypeForPlus>},
+    {"GetNumericTypeForSum", plainStatic<kSummedTypesToType, giveTypeForSum>},
+    {"GetNumericTypeForTimes", plainStatic<kTwoTypesAndRulesToType, giveTypeForTimes>},
+    {"GetBestPrecisionForHvArray", plainStatic<kTypeAndArrayToType, giveBestPrecision>},
+    {"set", setOf<kLabel>},
     {"quantizenumeric", record<FiStaticQuantizenumeric>},
 };
 
 }  // namespace
 
 void addFiMethods(OMClass& objectClass) {
-    addMethods(objectClass, fiMethods);
+    addMethods(objectClass, kFiMethods);
 }
 
 }  // namespace tolvane::detail

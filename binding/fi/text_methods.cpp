@@ -5,8 +5,9 @@
 
 namespace tolvane::detail {
 
-constexpr SignatureColumn fiAndBaseToText[1] = {takes(datatypes::object<fi>, datatypes::array).to(datatypes::array)};
-constexpr SignatureColumn fiTextAndBase[1] = {takes(datatypes::object<fi>, datatypes::array, datatypes::array)};
+constexpr SignatureColumn kFiAndBaseToText[1] = {
+    takes(datatypes::kObject<fi>, datatypes::kArray).to(datatypes::kArray)};
+constexpr SignatureColumn kFiTextAndBase[1] = {takes(datatypes::kObject<fi>, datatypes::kArray, datatypes::kArray)};
 
 void writeInBase(const MethodCall& call) {
     const fi& object = call.object<fi>(0);

@@ -10,24 +10,24 @@ using namespace tolvane::detail;
 
 namespace {
 
-constexpr SignatureColumn noArguments = takes();
+constexpr SignatureColumn kNoArguments = takes();
 
-constexpr DataTypeColumn globalHandle{[] { return findDataType("embedded.globalfimath"); }, true};
-constexpr SignatureColumn globalToNothing[] = {takes(globalHandle)};
+constexpr DataTypeColumn kGlobalHandle{[] { return findDataType("embedded.globalfimath"); }, true};
+constexpr SignatureColumn kGlobalToNothing[] = {takes(kGlobalHandle)};
 
 void resetGlobal(const MethodCall& call) {
     fimath::resetGlobalFimath();
     call.giveNothing();
 }
 
-constexpr MethodRow globalMethods[] = {{"reset", plain<globalToNothing, resetGlobal>}};
+constexpr MethodRow kGlobalMethods[] = {{"reset", plain<kGlobalToNothing, resetGlobal>}};
 
 }  // namespace
 
 void FimathOMClass::fill() {
     setLorimerSuperClass(*this);
     if (getConstructorSignatures().empty()) {
-        addConstructorSignature(noArguments.make());
+        addConstructorSignature(kNoArguments.make());
     }
     addFimathProperties(*this);
     addFimathMethods(*this);
@@ -55,7 +55,7 @@ GlobalFimathOMClass::GlobalFimathOMClass() {
 }
 
 void GlobalFimathOMClass::fill() {
-    addMethods(*this, globalMethods);
+    addMethods(*this, kGlobalMethods);
 }
 
 OMInterface* GlobalFimathOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/,

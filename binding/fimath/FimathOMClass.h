@@ -7,10 +7,10 @@
 
 class FimathOMClass : public tolvane::detail::ObjectOMClass<FimathOMClass, fimath> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "fimath",
-                                                   .flagA = tolvane::detail::ClassFlag::No,
-                                                   .flagB = tolvane::detail::ClassFlag::Yes,
-                                                   .loadsLorimer = true};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "fimath",
+                                                    .flagA = tolvane::detail::ClassFlag::No,
+                                                    .flagB = tolvane::detail::ClassFlag::Yes,
+                                                    .loadsLorimer = true};
 
     using OMClass::createClassSpecificObject;
     /// Makes a copy of the global rules. Raises "fixedpoint:fimath:nargchk:tooManyInputs".
@@ -27,10 +27,10 @@ class FimathOMClass : public tolvane::detail::ObjectOMClass<FimathOMClass, fimat
 
 class GlobalFimathOMClass : public tolvane::detail::SingletonOMClass<GlobalFimathOMClass, FimathOMClass> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "globalfimath",
-                                                   .flagA = tolvane::detail::ClassFlag::Yes,
-                                                   .flagB = tolvane::detail::ClassFlag::Yes,
-                                                   .loadsLorimer = true};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "globalfimath",
+                                                    .flagA = tolvane::detail::ClassFlag::Yes,
+                                                    .flagB = tolvane::detail::ClassFlag::Yes,
+                                                    .loadsLorimer = true};
 
     using OMClass::createClassSpecificObject;
     /// Wraps the global object. Errors as those of FimathOMClass, with the same ids.

@@ -15,20 +15,20 @@ namespace tolvane::detail {
 
 namespace {
 
-using datatypes::array;
+using datatypes::kArray;
 
-constexpr char label[] = "FIMATH";
+constexpr char kLabel[] = "FIMATH";
 
-constexpr DataTypeColumn rulesHandle = datatypes::object<fimath>;
-constexpr DataTypeColumn globalHandle{[] { return findDataType("embedded.globalfimath"); }, true};
-constexpr DataTypeColumn fiHandle = datatypes::object<fi>;
+constexpr DataTypeColumn kRulesHandle = datatypes::kObject<fimath>;
+constexpr DataTypeColumn kGlobalHandle{[] { return findDataType("embedded.globalfimath"); }, true};
+constexpr DataTypeColumn kFiHandle = datatypes::kObject<fi>;
 
-constexpr SignatureColumn rulesAndRulesToArray[] = {takes(rulesHandle, rulesHandle).to(array)};
-constexpr SignatureColumn arrayAndRulesToArray[] = {takes(array, rulesHandle).to(array)};
-constexpr SignatureColumn nothingToNothing[] = {takes()};
-constexpr SignatureColumn nothingToGlobal[] = {takes().to(globalHandle)};
-constexpr SignatureColumn arrayToRules[] = {takes(array).to(rulesHandle)};
-constexpr SignatureColumn rulesAndArraysToFi[] = {takes(rulesHandle, fiHandle, fiHandle).to(fiHandle)};
+constexpr SignatureColumn kRulesAndRulesToArray[] = {takes(kRulesHandle, kRulesHandle).to(kArray)};
+constexpr SignatureColumn kArrayAndRulesToArray[] = {takes(kArray, kRulesHandle).to(kArray)};
+constexpr SignatureColumn kNothingToNothing[] = {takes()};
+constexpr SignatureColumn kNothingToGlobal[] = {takes().to(kGlobalHandle)};
+constexpr SignatureColumn kArrayToRules[] = {takes(kArray).to(kRulesHandle)};
+constexpr SignatureColumn kRulesAndArraysToFi[] = {takes(kRulesHandle, kFiHandle, kFiHandle).to(kFiHandle)};
 
 bool isFimath(const fimath& /*rules*/) {
     return true;
@@ -50,16 +50,16 @@ std::string tagOf(const hvArray* name, const std::string& operation) {
 }
 
 /// Takes rules, the name of an entry, or rules and the name under which they are also entered.
-constexpr SignatureColumn rulesOrName[] = {takes(rulesHandle), takes(array), takes(rulesHandle, array)};
+constexpr SignatureColumn kRulesOrName[] = {takes(kRulesHandle), takes(kArray), takes(kRulesHandle, kArray)};
 void setGlobal(const MethodCall& call) {
-    constexpr char operation[] = "AddToFimathDictionary";
+    constexpr char kOperation[] = "AddToFimathDictionary";
     // An empty array is passed as no rules, and isn't a name either.
     if (call.signature == 1 || call.arguments[0] == nullptr) {
-        fimath::setGlobalFimath(fimath::getFromFimathMap(tagOf(call.array(0), operation)));
+        fimath::setGlobalFimath(fimath::getFromFimathMap(tagOf(call.array(0), kOperation)));
     } else {
         const auto& rules = call.object<fimath>(0);
         if (call.signature == 2) {
-            fimath::addToFimathMap(tagOf(call.array(1), operation), rules);
+            fimath::addToFimathMap(tagOf(call.array(1), kOperation), rules);
         }
         fimath::setGlobalFimath(rules);
     }
@@ -97,36 +97,36 @@ void giveUnderRules(const MethodCall& call) {
 }
 
 // Name, how its record is made.
-constexpr MethodRow rulesMethods[] = {
+constexpr MethodRow kRulesMethods[] = {
     {"disp", unary<fimath, &fimath::disp>},
-    {"isequal", plain<rulesAndRulesToArray, compare>},
+    {"isequal", plain<kRulesAndRulesToArray, compare>},
     {"isfimath", unary<fimath, isFimath>},
-    {"sqrt", plainOnAny<arrayAndRulesToArray, giveHostSqrt>},
-    {"transpose", plain<arrayToArray, raiseNotDefined<fimath, transposeName>>},
-    {"ctranspose", plain<arrayToArray, raiseNotDefined<fimath, ctransposeName>>},
-    {"set", setOf<label>},
+    {"sqrt", plainOnAny<kArrayAndRulesToArray, giveHostSqrt>},
+    {"transpose", plain<kArrayToArray, raiseNotDefined<fimath, kTransposeName>>},
+    {"ctranspose", plain<kArrayToArray, raiseNotDefined<fimath, kCtransposeName>>},
+    {"set", setOf<kLabel>},
     {"tostring", unaryOfHandle<fimath, &fimath::toString>},
-    {"SetGlobalFimath", plainStatic<rulesOrName, setGlobal>},
-    {"ResetGlobalFimath", plainStatic<nothingToNothing, resetGlobal>},
-    {"GetGlobalFimathState", plainStatic<nothingToGlobal, giveGlobal>},
-    {"GetFromFimathDictionary", plainStatic<arrayToRules, giveEntry>},
-    {"FimathDictionaryTagExists", plainStatic<arrayToArray, hasEntry>},
+    {"SetGlobalFimath", plainStatic<kRulesOrName, setGlobal>},
+    {"ResetGlobalFimath", plainStatic<kNothingToNothing, resetGlobal>},
+    {"GetGlobalFimathState", plainStatic<kNothingToGlobal, giveGlobal>},
+    {"GetFromFimathDictionary", plainStatic<kArrayToRules, giveEntry>},
+    {"FimathDictionaryTagExists", plainStatic<kArrayToArray, hasEntry>},
 };
 
-constexpr MethodRow rulesFiMethods[] = {
-    {"add", plain<rulesAndArraysToFi, giveUnderRules<&fi::plus>>},
-    {"mpy", plain<rulesAndArraysToFi, giveUnderRules<&fi::times>>},
-    {"sub", plain<rulesAndArraysToFi, giveUnderRules<&fi::minus>>},
+constexpr MethodRow kRulesFiMethods[] = {
+    {"add", plain<kRulesAndArraysToFi, giveUnderRules<&fi::plus>>},
+    {"mpy", plain<kRulesAndArraysToFi, giveUnderRules<&fi::times>>},
+    {"sub", plain<kRulesAndArraysToFi, giveUnderRules<&fi::minus>>},
 };
 
 }  // namespace
 
 void addFimathMethods(OMClass& objectClass) {
-    addMethods(objectClass, rulesMethods);
+    addMethods(objectClass, kRulesMethods);
 }
 
 void addFimathFiMethods(OMClass& objectClass) {
-    addMethods(objectClass, rulesFiMethods);
+    addMethods(objectClass, kRulesFiMethods);
 }
 
 }  // namespace tolvane::detail

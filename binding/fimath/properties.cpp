@@ -20,7 +20,7 @@ namespace {
 using namespace datatypes;
 
 template <auto get, auto set>
-constexpr PropertyFunctions ofRules = field<fimath, get, set>();
+constexpr PropertyFunctions kOfRules = field<fimath, get, set>();
 
 hvArray* getCStyle(const fimath& rules) {
     return rules.getCStyle();
@@ -51,7 +51,7 @@ struct Number {
     TextOf text;
 };
 
-constexpr Number productNumbers[] = {
+constexpr Number kProductNumbers[] = {
     {"ProductWordLength", tellNumber<&fimath::getProductWordLength>, &fimath::getProductWordLengthString},
     {"MaxProductWordLength", tellNumber<&fimath::getMaxProductWordLength>, &fimath::getMaxProductWordLengthString},
     {"ProductFractionLength", tellNumber<&fimath::getProductFractionLength>, &fimath::getProductFractionLengthString},
@@ -61,7 +61,7 @@ constexpr Number productNumbers[] = {
      &fimath::getProductSlopeAdjustmentFactorString},
     {"ProductBias", tellNumber<&fimath::getProductBias>, &fimath::getProductBiasString},
 };
-constexpr Number sumNumbers[] = {
+constexpr Number kSumNumbers[] = {
     {"SumWordLength", tellNumber<&fimath::getSumWordLength>, &fimath::getSumWordLengthString},
     {"MaxSumWordLength", tellNumber<&fimath::getMaxSumWordLength>, &fimath::getMaxSumWordLengthString},
     {"SumFractionLength", tellNumber<&fimath::getSumFractionLength>, &fimath::getSumFractionLengthString},
@@ -78,13 +78,13 @@ struct Place {
     std::size_t firstMate;
     std::size_t matesEnd;
 };
-constexpr Place wordLength{0, 0, 1};
-constexpr Place maxWordLength{1, 1, 2};
-constexpr Place fractionLength{2, 2, 6};
-constexpr Place fixedExponent{3, 2, 6};
-constexpr Place slope{4, 2, 6};
-constexpr Place factor{5, 2, 6};
-constexpr Place bias{6, 6, 7};
+constexpr Place kWordLength{0, 0, 1};
+constexpr Place kMaxWordLength{1, 1, 2};
+constexpr Place kFractionLength{2, 2, 6};
+constexpr Place kFixedExponent{3, 2, 6};
+constexpr Place kSlope{4, 2, 6};
+constexpr Place kFactor{5, 2, 6};
+constexpr Place kBias{6, 6, 7};
 
 std::string textOf(const fimath& rules, TextOf text) {
     return BsText((rules.*text)(), bsFree).get();
@@ -109,10 +109,10 @@ void tellNumbers(OMInterface* handle) {
 
 /// A number, whose setter takes an int or a double.
 template <const auto& numbers, Place place, auto get, auto set>
-constexpr PropertyFunctions number = {reader<fimath, get>, [](const PropertyCall& call, const void* value) {
-                                          writer<fimath, get, set>(call, value);
-                                          tellStrings<numbers, place>(call.handle);
-                                      }};
+constexpr PropertyFunctions kNumber = {reader<fimath, get>, [](const PropertyCall& call, const void* value) {
+                                           writer<fimath, get, set>(call, value);
+                                           tellStrings<numbers, place>(call.handle);
+                                       }};
 
 /// The value of a dialog's text. Raises "fixedpoint:fimath:dialogText" unless the host finds one real number, which
 /// also has to be in the range of the property's type.
@@ -132,15 +132,15 @@ double numberIn(const char* text, bool isForInt) {
 
 /// The string of a number. Fractions are truncated if the number is an int.
 template <const auto& numbers, Place place, auto set>
-constexpr PropertyFunctions dialog = {
+constexpr PropertyFunctions kDialog = {
     [](const PropertyCall& call) {
         return Shape<std::string>::box(textOf(call.object<fimath>(), numbers[place.index].text));
     },
     [](const PropertyCall& call, const void* value) {
-        constexpr bool isForInt = std::is_invocable_v<void (*)(void(fimath::*)(int)), decltype(set)>;
-        const double given = numberIn(Shape<std::string>::unbox(value), isForInt);
+        constexpr bool kIsForInt = std::is_invocable_v<void (*)(void(fimath::*)(int)), decltype(set)>;
+        const double given = numberIn(Shape<std::string>::unbox(value), kIsForInt);
         fimath& rules = call.object<fimath>();
-        if constexpr (isForInt) {
+        if constexpr (kIsForInt) {
             std::invoke(set, rules, static_cast<int>(given));
         } else {
             std::invoke(set, rules, given);
@@ -149,59 +149,59 @@ constexpr PropertyFunctions dialog = {
     }};
 
 template <Place place, auto get, auto set>
-constexpr PropertyFunctions ofProduct = number<productNumbers, place, get, set>;
+constexpr PropertyFunctions kOfProduct = kNumber<kProductNumbers, place, get, set>;
 template <Place place, auto get, auto set>
-constexpr PropertyFunctions ofSum = number<sumNumbers, place, get, set>;
+constexpr PropertyFunctions kOfSum = kNumber<kSumNumbers, place, get, set>;
 template <Place place, auto set>
-constexpr PropertyFunctions productText = dialog<productNumbers, place, set>;
+constexpr PropertyFunctions kProductText = kDialog<kProductNumbers, place, set>;
 template <Place place, auto set>
-constexpr PropertyFunctions sumText = dialog<sumNumbers, place, set>;
+constexpr PropertyFunctions kSumText = kDialog<kSumNumbers, place, set>;
 
 // clang-format off
 // Name, data type, access (the letters of AccessColumn), how it is read and written.
-constexpr PropertyRow rulesProperties[] = {
-    {"RoundMode",                    roundMode,      "sgSGzclv", ofRules<&fimath::getRoundMode, &fimath::setRoundMode>},
-    {"OverflowMode",                 overflowMode,   "sgSGzclv", ofRules<&fimath::getOverflowMode, &fimath::setOverflowMode>},
-    {"PrecisionMode",                precisionMode,  "--SGz-lv", ofRules<&fimath::getPrecisionMode, &fimath::setPrecisionMode>},
-    {"ProductMode",                  arithmeticMode, "sgSGzclv", ofRules<&fimath::getProductMode, &fimath::setProductMode>},
-    {"ProductWordLength",            int32,          "sgSGzclv", ofProduct<wordLength, &fimath::getProductWordLength, &fimath::setProductWordLength>},
-    {"MaxProductWordLength",         int32,          "sgSGzclv", ofProduct<maxWordLength, &fimath::getMaxProductWordLength, &fimath::setMaxProductWordLength>},
-    {"ProductFractionLength",        int32,          "sgSGzclv", ofProduct<fractionLength, &fimath::getProductFractionLength, &fimath::setProductFractionLength>},
-    {"ProductFixedExponent",         int32,          "sgSGzclv", ofProduct<fixedExponent, &fimath::getProductFixedExponent, &fimath::setProductFixedExponent>},
-    {"ProductSlope",                 real,           "sgSGz-lv", ofProduct<slope, &fimath::getProductSlope, &fimath::setProductSlope>},
-    {"ProductSlopeAdjustmentFactor", real,           "sgSGzclv", ofProduct<factor, &fimath::getProductSlopeAdjustmentFactor, &fimath::setProductSlopeAdjustmentFactor>},
-    {"ProductBias",                  real,           "sgSGzclv", ofProduct<bias, &fimath::getProductBias, &fimath::setProductBias>},
-    {"SumMode",                      arithmeticMode, "sgSGzclv", ofRules<&fimath::getSumMode, &fimath::setSumMode>},
-    {"SumWordLength",                int32,          "sgSGzclv", ofSum<wordLength, &fimath::getSumWordLength, &fimath::setSumWordLength>},
-    {"MaxSumWordLength",             int32,          "sgSGzclv", ofSum<maxWordLength, &fimath::getMaxSumWordLength, &fimath::setMaxSumWordLength>},
-    {"SumFractionLength",            int32,          "sgSGzclv", ofSum<fractionLength, &fimath::getSumFractionLength, &fimath::setSumFractionLength>},
-    {"SumFixedExponent",             int32,          "sgSGzclv", ofSum<fixedExponent, &fimath::getSumFixedExponent, &fimath::setSumFixedExponent>},
-    {"SumSlope",                     real,           "sgSGz-lv", ofSum<slope, &fimath::getSumSlope, &fimath::setSumSlope>},
-    {"SumSlopeAdjustmentFactor",     real,           "sgSGzclv", ofSum<factor, &fimath::getSumSlopeAdjustmentFactor, &fimath::setSumSlopeAdjustmentFactor>},
-    {"SumBias",                      real,           "sgSGzclv", ofSum<bias, &fimath::getSumBias, &fimath::setSumBias>},
-    {"CastBeforeSum",                boolean,        "sgSGzclv", ofRules<&fimath::getCastBeforeSum, &fimath::setCastBeforeSum>},
-    {"PrivDLGProductWordLengthString",            text, "sgSG--l-", productText<wordLength, &fimath::setProductWordLength>},
-    {"PrivDLGMaxProductWordLengthString",         text, "sgSG--l-", productText<maxWordLength, &fimath::setMaxProductWordLength>},
-    {"PrivDLGProductFractionLengthString",        text, "sgSG--l-", productText<fractionLength, &fimath::setProductFractionLength>},
-    {"PrivDLGProductFixedExponentString",         text, "sgSG--l-", productText<fixedExponent, &fimath::setProductFixedExponent>},
-    {"PrivDLGProductSlopeString",                 text, "sgS---l-", productText<slope, &fimath::setProductSlope>},
-    {"PrivDLGProductSlopeAdjustmentFactorString", text, "sgSG--l-", productText<factor, &fimath::setProductSlopeAdjustmentFactor>},
-    {"PrivDLGProductBiasString",                  text, "sgSG--l-", productText<bias, &fimath::setProductBias>},
-    {"PrivDLGSumWordLengthString",                text, "sgSG--l-", sumText<wordLength, &fimath::setSumWordLength>},
-    {"PrivDLGMaxSumWordLengthString",             text, "sgSG--l-", sumText<maxWordLength, &fimath::setMaxSumWordLength>},
-    {"PrivDLGSumFractionLengthString",            text, "sgSG--l-", sumText<fractionLength, &fimath::setSumFractionLength>},
-    {"PrivDLGSumFixedExponentString",             text, "sgSG--l-", sumText<fixedExponent, &fimath::setSumFixedExponent>},
-    {"PrivDLGSumSlopeString",                     text, "sgS---l-", sumText<slope, &fimath::setSumSlope>},
-    {"PrivDLGSumSlopeAdjustmentFactorString",     text, "sgSG--l-", sumText<factor, &fimath::setSumSlopeAdjustmentFactor>},
-    {"PrivDLGSumBiasString",                      text, "sgSG--l-", sumText<bias, &fimath::setSumBias>},
-    {"CStyle",                       array,          "s-S-----", ofRules<getCStyle, setCStyle>},
+constexpr PropertyRow kRulesProperties[] = {
+    {"RoundMode",                    kRoundMode,      "sgSGzclv", kOfRules<&fimath::getRoundMode, &fimath::setRoundMode>},
+    {"OverflowMode",                 kOverflowMode,   "sgSGzclv", kOfRules<&fimath::getOverflowMode, &fimath::setOverflowMode>},
+    {"PrecisionMode",                kPrecisionMode,  "--SGz-lv", kOfRules<&fimath::getPrecisionMode, &fimath::setPrecisionMode>},
+    {"ProductMode",                  kArithmeticMode, "sgSGzclv", kOfRules<&fimath::getProductMode, &fimath::setProductMode>},
+    {"ProductWordLength",            kInt32,          "sgSGzclv", kOfProduct<kWordLength, &fimath::getProductWordLength, &fimath::setProductWordLength>},
+    {"MaxProductWordLength",         kInt32,          "sgSGzclv", kOfProduct<kMaxWordLength, &fimath::getMaxProductWordLength, &fimath::setMaxProductWordLength>},
+    {"ProductFractionLength",        kInt32,          "sgSGzclv", kOfProduct<kFractionLength, &fimath::getProductFractionLength, &fimath::setProductFractionLength>},
+    {"ProductFixedExponent",         kInt32,          "sgSGzclv", kOfProduct<kFixedExponent, &fimath::getProductFixedExponent, &fimath::setProductFixedExponent>},
+    {"ProductSlope",                 kReal,           "sgSGz-lv", kOfProduct<kSlope, &fimath::getProductSlope, &fimath::setProductSlope>},
+    {"ProductSlopeAdjustmentFactor", kReal,           "sgSGzclv", kOfProduct<kFactor, &fimath::getProductSlopeAdjustmentFactor, &fimath::setProductSlopeAdjustmentFactor>},
+    {"ProductBias",                  kReal,           "sgSGzclv", kOfProduct<kBias, &fimath::getProductBias, &fimath::setProductBias>},
+    {"SumMode",                      kArithmeticMode, "sgSGzclv", kOfRules<&fimath::getSumMode, &fimath::setSumMode>},
+    {"SumWordLength",                kInt32,          "sgSGzclv", kOfSum<kWordLength, &fimath::getSumWordLength, &fimath::setSumWordLength>},
+    {"MaxSumWordLength",             kInt32,          "sgSGzclv", kOfSum<kMaxWordLength, &fimath::getMaxSumWordLength, &fimath::setMaxSumWordLength>},
+    {"SumFractionLength",            kInt32,          "sgSGzclv", kOfSum<kFractionLength, &fimath::getSumFractionLength, &fimath::setSumFractionLength>},
+    {"SumFixedExponent",             kInt32,          "sgSGzclv", kOfSum<kFixedExponent, &fimath::getSumFixedExponent, &fimath::setSumFixedExponent>},
+    {"SumSlope",                     kReal,           "sgSGz-lv", kOfSum<kSlope, &fimath::getSumSlope, &fimath::setSumSlope>},
+    {"SumSlopeAdjustmentFactor",     kReal,           "sgSGzclv", kOfSum<kFactor, &fimath::getSumSlopeAdjustmentFactor, &fimath::setSumSlopeAdjustmentFactor>},
+    {"SumBias",                      kReal,           "sgSGzclv", kOfSum<kBias, &fimath::getSumBias, &fimath::setSumBias>},
+    {"CastBeforeSum",                kBoolean,        "sgSGzclv", kOfRules<&fimath::getCastBeforeSum, &fimath::setCastBeforeSum>},
+    {"PrivDLGProductWordLengthString",            kText, "sgSG--l-", kProductText<kWordLength, &fimath::setProductWordLength>},
+    {"PrivDLGMaxProductWordLengthString",         kText, "sgSG--l-", kProductText<kMaxWordLength, &fimath::setMaxProductWordLength>},
+    {"PrivDLGProductFractionLengthString",        kText, "sgSG--l-", kProductText<kFractionLength, &fimath::setProductFractionLength>},
+    {"PrivDLGProductFixedExponentString",         kText, "sgSG--l-", kProductText<kFixedExponent, &fimath::setProductFixedExponent>},
+    {"PrivDLGProductSlopeString",                 kText, "sgS---l-", kProductText<kSlope, &fimath::setProductSlope>},
+    {"PrivDLGProductSlopeAdjustmentFactorString", kText, "sgSG--l-", kProductText<kFactor, &fimath::setProductSlopeAdjustmentFactor>},
+    {"PrivDLGProductBiasString",                  kText, "sgSG--l-", kProductText<kBias, &fimath::setProductBias>},
+    {"PrivDLGSumWordLengthString",                kText, "sgSG--l-", kSumText<kWordLength, &fimath::setSumWordLength>},
+    {"PrivDLGMaxSumWordLengthString",             kText, "sgSG--l-", kSumText<kMaxWordLength, &fimath::setMaxSumWordLength>},
+    {"PrivDLGSumFractionLengthString",            kText, "sgSG--l-", kSumText<kFractionLength, &fimath::setSumFractionLength>},
+    {"PrivDLGSumFixedExponentString",             kText, "sgSG--l-", kSumText<kFixedExponent, &fimath::setSumFixedExponent>},
+    {"PrivDLGSumSlopeString",                     kText, "sgS---l-", kSumText<kSlope, &fimath::setSumSlope>},
+    {"PrivDLGSumSlopeAdjustmentFactorString",     kText, "sgSG--l-", kSumText<kFactor, &fimath::setSumSlopeAdjustmentFactor>},
+    {"PrivDLGSumBiasString",                      kText, "sgSG--l-", kSumText<kBias, &fimath::setSumBias>},
+    {"CStyle",                       kArray,          "s-S-----", kOfRules<getCStyle, setCStyle>},
 };
 // clang-format on
 
 }  // namespace
 
 void addFimathProperties(OMClass& objectClass) {
-    addProperties(objectClass, rulesProperties);
+    addProperties(objectClass, kRulesProperties);
 }
 
 }  // namespace tolvane::detail

@@ -14,9 +14,9 @@ using namespace tolvane::detail;
 EmbeddedFiSetMethodInfo::EmbeddedFiSetMethodInfo(const char* label) : OMMethodInfo(0), mLabel(label) {
     setName("set", true);
     auto signature = std::make_unique<OMMethodSignature>();
-    signature->addArgument(datatypes::array.find(), nullptr);
+    signature->addArgument(datatypes::kArray.find(), nullptr);
     signature->setNumberOfRepeatableArgs(1);
-    signature->addReturnType(datatypes::array.find());
+    signature->addReturnType(datatypes::kArray.find());
     addMethodSignature(std::move(signature));
 }
 
@@ -30,9 +30,9 @@ void EmbeddedFiSetMethodInfo::invokeMethod(OMMethodSignature* /*signature*/, int
         raiseError("fixedpoint:set:InvalidUse",
                    "You cannot use SET to change the properties of a " + mLabel + " object; use dot notation instead.");
     }
-    constexpr int quietMode = -1;
+    constexpr int kQuietMode = -1;
     hscSetTrapFlag(1);
-    const int oldMode = hvSetErrorMode(quietMode);
+    const int oldMode = hvSetErrorMode(kQuietMode);
     OMErrorStatus status;
     hvArray* listed = nullptr;
     omCallBuiltInMethod("set", 1, &listed, argumentCount, inputs, status);

@@ -48,7 +48,7 @@ class SingletonOMClass : public Base {
     /// Declares the class.
     static void registerOMClass() {
         if (sRegistered == nullptr) {
-            if (Derived::row.loadsLorimer) {
+            if (Derived::kRow.loadsLorimer) {
                 hdLoadModuleForPackageOrClass("Lorimer");
             }
             sRegistered = getInstance();
@@ -73,13 +73,13 @@ class SingletonOMClass : public Base {
 
  protected:
     SingletonOMClass() {
-        constexpr ClassRow own = Derived::row;
-        this->setName(own.name, true);
-        if (own.flagA != ClassFlag::NotWritten) {
-            this->setClassFlagA(own.flagA == ClassFlag::Yes);
+        constexpr ClassRow kOwn = Derived::kRow;
+        this->setName(kOwn.name, true);
+        if (kOwn.flagA != ClassFlag::NotWritten) {
+            this->setClassFlagA(kOwn.flagA == ClassFlag::Yes);
         }
-        if (own.flagB != ClassFlag::NotWritten) {
-            this->setClassFlagB(own.flagB == ClassFlag::Yes);
+        if (kOwn.flagB != ClassFlag::NotWritten) {
+            this->setClassFlagB(kOwn.flagB == ClassFlag::Yes);
         }
     }
     ~SingletonOMClass() override {
@@ -122,7 +122,7 @@ class ObjectOMClass : public SingletonOMClass<Derived, Base> {
     /// Raises "fixedpoint:<class>:nargchk:tooManyInputs".
     static void errorIfMoreThan(int limit, int count) {
         if (count > limit) {
-            raiseError("fixedpoint:" + std::string(Derived::row.name) + ":nargchk:tooManyInputs",
+            raiseError("fixedpoint:" + std::string(Derived::kRow.name) + ":nargchk:tooManyInputs",
                        "Too many input arguments");
         }
     }

@@ -10,7 +10,7 @@ namespace tolvane::detail {
 /// Returns the result of the host's function "sqrt" for the first argument only.
 void giveHostSqrt(const MethodCall& call);
 
-inline constexpr SignatureColumn arrayToArray[] = {takes(datatypes::array).to(datatypes::array)};
+inline constexpr SignatureColumn kArrayToArray[] = {takes(datatypes::kArray).to(datatypes::kArray)};
 /// Raises "fixedpoint:<class>:<method>:notdefined".
 template <class Object, const auto& method>
 [[noreturn]] void raiseNotDefined(const MethodCall& /*call*/) {
@@ -18,7 +18,7 @@ template <class Object, const auto& method>
     raiseError("fixedpoint:" + name + ":" + method + ":notdefined",
                std::string("Function '") + method + "' is not defined for " + name + " objects.");
 }
-inline constexpr char transposeName[] = "transpose";
-inline constexpr char ctransposeName[] = "ctranspose";
+inline constexpr char kTransposeName[] = "transpose";
+inline constexpr char kCtransposeName[] = "ctranspose";
 
 }  // namespace tolvane::detail

@@ -12,18 +12,18 @@ namespace tolvane::detail {
 
 namespace datatypes {
 
-inline constexpr DataTypeColumn dataTypeMode = enumeration<&EmbeddedTypeSystem::NumericType::getDataTypeModeEnum>;
-inline constexpr DataTypeColumn dataType = enumeration<&EmbeddedTypeSystem::NumericType::getDataTypeEnum>;
-inline constexpr DataTypeColumn scaling = enumeration<&EmbeddedTypeSystem::NumericType::getScalingEnum>;
-inline constexpr DataTypeColumn signedness = enumeration<&EmbeddedTypeSystem::NumericType::getSignednessEnum>;
-inline constexpr DataTypeColumn dataTypeOverride =
-    enumeration<&EmbeddedTypeSystem::NumericType::getDataTypeOverrideEnum>;
-inline constexpr DataTypeColumn roundMode = enumeration<&embedded::getRoundModeEnum>;
-inline constexpr DataTypeColumn overflowMode = enumeration<&embedded::getOverflowModeEnum>;
-inline constexpr DataTypeColumn quantizerMode = enumeration<&embedded::getQuantizerModeEnum>;
-inline constexpr DataTypeColumn operationType = enumeration<&embedded::getOperationTypeEnum>;
-inline constexpr DataTypeColumn precisionMode = enumeration<&fimath::getPrecisionModeEnum>;
-inline constexpr DataTypeColumn arithmeticMode = enumeration<&fimath::getArithmeticModeEnum>;
+inline constexpr DataTypeColumn kDataTypeMode = kEnumeration<&EmbeddedTypeSystem::NumericType::getDataTypeModeEnum>;
+inline constexpr DataTypeColumn kDataType = kEnumeration<&EmbeddedTypeSystem::NumericType::getDataTypeEnum>;
+inline constexpr DataTypeColumn kScaling = kEnumeration<&EmbeddedTypeSystem::NumericType::getScalingEnum>;
+inline constexpr DataTypeColumn kSignedness = kEnumeration<&EmbeddedTypeSystem::NumericType::getSignednessEnum>;
+inline constexpr DataTypeColumn kDataTypeOverride =
+    kEnumeration<&EmbeddedTypeSystem::NumericType::getDataTypeOverrideEnum>;
+inline constexpr DataTypeColumn kRoundMode = kEnumeration<&embedded::getRoundModeEnum>;
+inline constexpr DataTypeColumn kOverflowMode = kEnumeration<&embedded::getOverflowModeEnum>;
+inline constexpr DataTypeColumn kQuantizerMode = kEnumeration<&embedded::getQuantizerModeEnum>;
+inline constexpr DataTypeColumn kOperationType = kEnumeration<&embedded::getOperationTypeEnum>;
+inline constexpr DataTypeColumn kPrecisionMode = kEnumeration<&fimath::getPrecisionModeEnum>;
+inline constexpr DataTypeColumn kArithmeticMode = kEnumeration<&fimath::getArithmeticModeEnum>;
 
 }  // namespace datatypes
 

@@ -66,8 +66,8 @@ struct MethodCall {
         return *objectOf<Object>(arguments[index]);
     }
     const hvArray* array(int index) const { return static_cast<const hvArray*>(arguments[index]); }
-    /// Returns the whole part of a number in an array, 0 for values far from any base; raises the error of that id for
-    /// anything else.
+    /// Returns the whole part of the first number of an array, 0 if it is negative or above any base; raises the error
+    /// of that id if the array isn't numeric.
     int base(int index, const std::string& idOfOthers) const;
     /// Stores the single result, which the host then owns.
     void give(void* result) const {
@@ -162,24 +162,24 @@ void ask(const MethodCall& call) {
 }
 
 template <const DataTypeColumn& column>
-inline constexpr SignatureColumn oneToArray[] = {takes(column).to(datatypes::array)};
+inline constexpr SignatureColumn kOneToArray[] = {takes(column).to(datatypes::kArray)};
 template <const DataTypeColumn& column>
-inline constexpr SignatureColumn oneToNothing[] = {takes(column)};
+inline constexpr SignatureColumn kOneToNothing[] = {takes(column)};
 
 /// Queries one object by a member or a function; the answer is returned as a host array, and no answer as no result.
-template <class Object, auto question, const DataTypeColumn& column = datatypes::object<Object>,
+template <class Object, auto question, const DataTypeColumn& column = datatypes::kObject<Object>,
           ObjectArgument<Object> argument = &MethodCall::object<Object>>
 std::unique_ptr<OMMethodInfo> unary(const char* name) {
     if constexpr (std::is_void_v<std::invoke_result_t<decltype(question), Object&>>) {
-        return plain<oneToNothing<column>, ask<Object, question, argument>>(name);
+        return plain<kOneToNothing<column>, ask<Object, question, argument>>(name);
     } else {
-        return plain<oneToArray<column>, ask<Object, question, argument>>(name);
+        return plain<kOneToArray<column>, ask<Object, question, argument>>(name);
     }
 }
 /// As `unary`, for an argument of type "handle".
 template <class Object, auto question>
 std::unique_ptr<OMMethodInfo> unaryOfHandle(const char* name) {
-    return unary<Object, question, datatypes::handle, &MethodCall::objectInHandle<Object>>(name);
+    return unary<Object, question, datatypes::kHandle, &MethodCall::objectInHandle<Object>>(name);
 }
 
 }  // namespace tolvane::detail

@@ -28,11 +28,11 @@ void addProperties(OMClass& objectClass, std::span<const PropertyRow> rows) {
 }
 
 std::uint64_t toCount(double value) {
-    constexpr double end = 0x1p64;
+    constexpr double kEnd = 0x1p64;
     if (!(value > 0.0)) {
         return 0;
     }
-    return value < end ? static_cast<std::uint64_t>(value) : UINT64_MAX;
+    return value < kEnd ? static_cast<std::uint64_t>(value) : UINT64_MAX;
 }
 
 }  // namespace tolvane::detail

@@ -20,9 +20,9 @@ namespace tolvane::detail {
 /// set, internal get, serialize, copy, listener, visible.
 struct AccessColumn {
     consteval AccessColumn(const char (&letters)[9]) {
-        constexpr char on[] = "sgSGzclv";
+        constexpr char kOn[] = "sgSGzclv";
         for (std::size_t i = 0; i < 8; ++i) {
-            if (letters[i] != on[i] && letters[i] != '-') {
+            if (letters[i] != kOn[i] && letters[i] != '-') {
                 throw "a letter out of place";
             }
             isOn[i] = letters[i] != '-';

@@ -29,23 +29,23 @@ OMDataType* findDataType(const char* name);
 
 namespace datatypes {
 
-inline constexpr DataTypeColumn int32{[] { return findDataType("int32"); }, false};
-inline constexpr DataTypeColumn integer{[] { return findDataType("int"); }, false};
-inline constexpr DataTypeColumn realPoint{[] { return findDataType("real point"); }, false};
-inline constexpr DataTypeColumn real{[] { return findDataType("double"); }, false};
-inline constexpr DataTypeColumn boolean{[] { return findDataType("bool"); }, false};
-inline constexpr DataTypeColumn text{[] { return findDataType("string"); }, true};
-inline constexpr DataTypeColumn array{[] { return findDataType("VELMAR array"); }, true};
+inline constexpr DataTypeColumn kInt32{[] { return findDataType("int32"); }, false};
+inline constexpr DataTypeColumn kInteger{[] { return findDataType("int"); }, false};
+inline constexpr DataTypeColumn kRealPoint{[] { return findDataType("real point"); }, false};
+inline constexpr DataTypeColumn kReal{[] { return findDataType("double"); }, false};
+inline constexpr DataTypeColumn kBoolean{[] { return findDataType("bool"); }, false};
+inline constexpr DataTypeColumn kText{[] { return findDataType("string"); }, true};
+inline constexpr DataTypeColumn kArray{[] { return findDataType("VELMAR array"); }, true};
 /// Any object's handle.
-inline constexpr DataTypeColumn handle{[] { return findDataType("handle"); }, false};
-inline constexpr DataTypeColumn handleVector{[] { return findDataType("handle vector"); }, false};
-inline constexpr DataTypeColumn stringVector{[] { return findDataType("string vector"); }, false};
+inline constexpr DataTypeColumn kHandle{[] { return findDataType("handle"); }, false};
+inline constexpr DataTypeColumn kHandleVector{[] { return findDataType("handle vector"); }, false};
+inline constexpr DataTypeColumn kStringVector{[] { return findDataType("string vector"); }, false};
 /// The handles of a class, which knows its full name.
 template <class Object>
-inline constexpr DataTypeColumn object{[] { return findDataType(Object::getVelmarPackageClassName()); }, true};
+inline constexpr DataTypeColumn kObject{[] { return findDataType(Object::getVelmarPackageClassName()); }, true};
 /// An enumeration, by the function that returns its type.
 template <auto getEnum>
-inline constexpr DataTypeColumn enumeration{[]() -> OMDataType* { return getEnum(); }, false};
+inline constexpr DataTypeColumn kEnumeration{[]() -> OMDataType* { return getEnum(); }, false};
 
 }  // namespace datatypes
 

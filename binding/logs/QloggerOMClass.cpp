@@ -13,7 +13,7 @@ using namespace tolvane::detail;
 
 namespace {
 
-constexpr char label[] = "QLOGGER";
+constexpr char kLabel[] = "QLOGGER";
 
 using namespace datatypes;
 
@@ -23,18 +23,18 @@ const std::string& getTag(const qlogger& log) {
 
 // clang-format off
 // Name, data type, access (the letters of AccessColumn), how it is read and written.
-constexpr PropertyRow logProperties[] = {
-    {"Max",         real, "sgSGzclv", field<qlogger, &qlogger::getMaxLogAsRealWorldValue, &qlogger::setMaxLogFromRealWorldValue>()},
-    {"Min",         real, "sgSGzclv", field<qlogger, &qlogger::getMinLogAsRealWorldValue, &qlogger::setMinLogFromRealWorldValue>()},
-    {"NOverflows",  real, "sgSGzclv", countField<qlogger, &qlogger::getNoverflows, &qlogger::setNoverflows>()},
-    {"NUnderflows", real, "sgSGzclv", countField<qlogger, &qlogger::getNunderflows, &qlogger::setNunderflows>()},
-    {"NOperations", real, "sgSGzclv", countField<qlogger, &qlogger::getNoperations, &qlogger::setNoperations>()},
-    {"Tag",         text, "sgSGzclv", field<qlogger, getTag, &qlogger::setTag>()},
+constexpr PropertyRow kLogProperties[] = {
+    {"Max",         kReal, "sgSGzclv", field<qlogger, &qlogger::getMaxLogAsRealWorldValue, &qlogger::setMaxLogFromRealWorldValue>()},
+    {"Min",         kReal, "sgSGzclv", field<qlogger, &qlogger::getMinLogAsRealWorldValue, &qlogger::setMinLogFromRealWorldValue>()},
+    {"NOverflows",  kReal, "sgSGzclv", countField<qlogger, &qlogger::getNoverflows, &qlogger::setNoverflows>()},
+    {"NUnderflows", kReal, "sgSGzclv", countField<qlogger, &qlogger::getNunderflows, &qlogger::setNunderflows>()},
+    {"NOperations", kReal, "sgSGzclv", countField<qlogger, &qlogger::getNoperations, &qlogger::setNoperations>()},
+    {"Tag",         kText, "sgSGzclv", field<qlogger, getTag, &qlogger::setTag>()},
 };
 // clang-format on
 
-constexpr SignatureColumn flagToNothing[] = {takes(boolean)};
-constexpr SignatureColumn numberToNothing[] = {takes(real)};
+constexpr SignatureColumn kFlagToNothing[] = {takes(kBoolean)};
+constexpr SignatureColumn kNumberToNothing[] = {takes(kReal)};
 
 void setLoggingMode(const MethodCall& call) {
     qlogger::setLogging(Shape<bool>::unbox(call.arguments[0]));
@@ -48,18 +48,18 @@ void setLogType(const MethodCall& call) {
 }
 
 // Name, how its record is made.
-constexpr MethodRow logMethods[] = {
+constexpr MethodRow kLogMethods[] = {
     {"disp", unary<qlogger, &qlogger::disp>},
-    {"SetLoggingMode", plainStatic<flagToNothing, setLoggingMode>},
-    {"SetLogType", plainStatic<numberToNothing, setLogType>},
-    {"set", setOf<label>},
+    {"SetLoggingMode", plainStatic<kFlagToNothing, setLoggingMode>},
+    {"SetLogType", plainStatic<kNumberToNothing, setLogType>},
+    {"set", setOf<kLabel>},
 };
 
 }  // namespace
 
 void QloggerOMClass::fill() {
-    addProperties(*this, logProperties);
-    addMethods(*this, logMethods);
+    addProperties(*this, kLogProperties);
+    addMethods(*this, kLogMethods);
 }
 
 OMInterface* QloggerOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/, int count) {

@@ -6,7 +6,7 @@
 
 class QloggerOMClass : public tolvane::detail::ObjectOMClass<QloggerOMClass, qlogger> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "qlogger", .flagA = tolvane::detail::ClassFlag::No};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "qlogger", .flagA = tolvane::detail::ClassFlag::No};
 
     using OMClass::createClassSpecificObject;
     /// Makes an empty log. Raises "fixedpoint:qlogger:nargchk:tooManyInputs".

@@ -13,13 +13,13 @@ using namespace tolvane::detail;
 
 namespace {
 
-constexpr char label[] = "FILOG";
+constexpr char kLabel[] = "FILOG";
 
 using EmbeddedTypeSystem::NumericType;
 using namespace datatypes;
 
 template <auto get, auto set>
-constexpr PropertyFunctions ofLog = field<filog, get, set>();
+constexpr PropertyFunctions kOfLog = field<filog, get, set>();
 
 void setKey(filog& log, const char* key) {
     log.setKey(key);
@@ -43,33 +43,33 @@ void* getDataTypeMode(const PropertyCall& call) {
 
 // clang-format off
 // Name, data type, access (the letters of AccessColumn), how it is read and written.
-constexpr PropertyRow logProperties[] = {
-    {"Key",                   text,          "sgSGzclv", ofLog<&filog::getKey, setKey>},
-    {"Tag",                   text,          "sgSGzclv", ofLog<&filog::getTag, setTag>},
-    {"OperationType",         operationType, "sgSGzclv", ofLog<&filog::getOperationType, &filog::setOperationType>},
-    {"numerictype",           object<NumericType>, "-gS-----", {getType, setType}},
-    {"DataTypeMode",          dataTypeMode,  "-gSGzclv", {getDataTypeMode, writer<filog, &filog::getDataTypeMode, &filog::setDataTypeMode>}},
-    {"DataType",              dataType,      "-gSG--lv", ofLog<&filog::getDataType, &filog::setDataType>},
-    {"Scaling",               scaling,       "-gSG--lv", ofLog<&filog::getScaling, &filog::setScaling>},
-    {"Signed",                array,         "-gS-zcl-", ofLog<&filog::getSpecifiedSignAsHvArray, &filog::setSpecifiedSign>},
-    {"SignednessBool",        array,         "-gS---l-", ofLog<&filog::getSignednessBool, &filog::setSignednessBool>},
-    {"Signedness",            signedness,    "-gS---l-", ofLog<&filog::getSignedness, &filog::setSignedness>},
-    {"WordLength",            int32,         "-gSGzclv", ofLog<&filog::getWordLength, &filog::setWordLength>},
-    {"FractionLength",        int32,         "-gS---lv", ofLog<&filog::getFractionLength, &filog::setFractionLength>},
-    {"BinaryPoint",           int32,         "--SG--lv", ofLog<&filog::getFractionLength, &filog::setFractionLength>},
-    {"FixedExponent",         int32,         "-gSGzclv", ofLog<&filog::getFixedExponent, &filog::setFixedExponent>},
-    {"Slope",                 real,          "-gSG--lv", ofLog<&filog::getSlope, &filog::setSlope>},
-    {"SlopeAdjustmentFactor", real,          "-gSGzclv", ofLog<&filog::getSlopeAdjustmentFactor, &filog::setSlopeAdjustmentFactor>},
-    {"Bias",                  real,          "-gSGzclv", ofLog<&filog::getBias, &filog::setBias>},
-    {"minlog",                real,          "-gSGzcl-", ofLog<&filog::getMinLogAsRealWorldValue, &filog::setMinLogFromRealWorldValue>},
-    {"maxlog",                real,          "-gSGzcl-", ofLog<&filog::getMaxLogAsRealWorldValue, &filog::setMaxLogFromRealWorldValue>},
-    {"noverflows",            real,          "-gSGzcl-", countField<filog, &filog::getNumberOfOverflows, &filog::setNumberOfOverflows>()},
-    {"nunderflows",           real,          "-gSGzcl-", countField<filog, &filog::getNumberOfUnderflows, &filog::setNumberOfUnderflows>()},
+constexpr PropertyRow kLogProperties[] = {
+    {"Key",                   kText,          "sgSGzclv", kOfLog<&filog::getKey, setKey>},
+    {"Tag",                   kText,          "sgSGzclv", kOfLog<&filog::getTag, setTag>},
+    {"OperationType",         kOperationType, "sgSGzclv", kOfLog<&filog::getOperationType, &filog::setOperationType>},
+    {"numerictype",           kObject<NumericType>, "-gS-----", {getType, setType}},
+    {"DataTypeMode",          kDataTypeMode,  "-gSGzclv", {getDataTypeMode, writer<filog, &filog::getDataTypeMode, &filog::setDataTypeMode>}},
+    {"DataType",              kDataType,      "-gSG--lv", kOfLog<&filog::getDataType, &filog::setDataType>},
+    {"Scaling",               kScaling,       "-gSG--lv", kOfLog<&filog::getScaling, &filog::setScaling>},
+    {"Signed",                kArray,         "-gS-zcl-", kOfLog<&filog::getSpecifiedSignAsHvArray, &filog::setSpecifiedSign>},
+    {"SignednessBool",        kArray,         "-gS---l-", kOfLog<&filog::getSignednessBool, &filog::setSignednessBool>},
+    {"Signedness",            kSignedness,    "-gS---l-", kOfLog<&filog::getSignedness, &filog::setSignedness>},
+    {"WordLength",            kInt32,         "-gSGzclv", kOfLog<&filog::getWordLength, &filog::setWordLength>},
+    {"FractionLength",        kInt32,         "-gS---lv", kOfLog<&filog::getFractionLength, &filog::setFractionLength>},
+    {"BinaryPoint",           kInt32,         "--SG--lv", kOfLog<&filog::getFractionLength, &filog::setFractionLength>},
+    {"FixedExponent",         kInt32,         "-gSGzclv", kOfLog<&filog::getFixedExponent, &filog::setFixedExponent>},
+    {"Slope",                 kReal,          "-gSG--lv", kOfLog<&filog::getSlope, &filog::setSlope>},
+    {"SlopeAdjustmentFactor", kReal,          "-gSGzclv", kOfLog<&filog::getSlopeAdjustmentFactor, &filog::setSlopeAdjustmentFactor>},
+    {"Bias",                  kReal,          "-gSGzclv", kOfLog<&filog::getBias, &filog::setBias>},
+    {"minlog",                kReal,          "-gSGzcl-", kOfLog<&filog::getMinLogAsRealWorldValue, &filog::setMinLogFromRealWorldValue>},
+    {"maxlog",                kReal,          "-gSGzcl-", kOfLog<&filog::getMaxLogAsRealWorldValue, &filog::setMaxLogFromRealWorldValue>},
+    {"noverflows",            kReal,          "-gSGzcl-", countField<filog, &filog::getNumberOfOverflows, &filog::setNumberOfOverflows>()},
+    {"nunderflows",           kReal,          "-gSGzcl-", countField<filog, &filog::getNumberOfUnderflows, &filog::setNumberOfUnderflows>()},
 };
 // clang-format on
 
-constexpr SignatureColumn nothingToArray[] = {takes().to(array)};
-constexpr SignatureColumn nothingToNothing[] = {takes()};
+constexpr SignatureColumn kNothingToArray[] = {takes().to(kArray)};
+constexpr SignatureColumn kNothingToNothing[] = {takes()};
 
 void giveLogs(const MethodCall& call) {
     call.give(filog::getglobalfilogs());
@@ -81,18 +81,18 @@ void clearLogs(const MethodCall& call) {
 }
 
 // Name, how its record is made.
-constexpr MethodRow logMethods[] = {
+constexpr MethodRow kLogMethods[] = {
     {"disp", unary<filog, &filog::disp>},
-    {"getlogs", plainStatic<nothingToArray, giveLogs>},
-    {"clearlogs", plainStatic<nothingToNothing, clearLogs>},
-    {"set", setOf<label>},
+    {"getlogs", plainStatic<kNothingToArray, giveLogs>},
+    {"clearlogs", plainStatic<kNothingToNothing, clearLogs>},
+    {"set", setOf<kLabel>},
 };
 
 }  // namespace
 
 void filogOMClass::fill() {
-    addProperties(*this, logProperties);
-    addMethods(*this, logMethods);
+    addProperties(*this, kLogProperties);
+    addMethods(*this, kLogMethods);
 }
 
 OMInterface* filogOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/, int count) {

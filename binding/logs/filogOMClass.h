@@ -7,7 +7,7 @@
 
 class filogOMClass : public tolvane::detail::ObjectOMClass<filogOMClass, filog> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "filog", .flagA = tolvane::detail::ClassFlag::No};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "filog", .flagA = tolvane::detail::ClassFlag::No};
 
     using OMClass::createClassSpecificObject;
     /// Makes an empty record of the default type. Raises "fixedpoint:filog:nargchk:tooManyInputs".

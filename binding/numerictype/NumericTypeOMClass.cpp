@@ -20,21 +20,21 @@ namespace {
 using EmbeddedTypeSystem::NumericType;
 using namespace datatypes;
 
-constexpr char label[] = "NUMERICTYPE";
+constexpr char kLabel[] = "NUMERICTYPE";
 
 /// Notifies the listeners of a handle of other properties with a new value after a write.
 using Tell = void (*)(OMInterface* handle, const NumericType* type);
 
 template <auto get, auto set, Tell... told>
-constexpr PropertyFunctions ofType = {reader<NumericType, get>, [](const PropertyCall& call, const void* value) {
-                                          writer<NumericType, get, set>(call, value);
-                                          (told(call.handle, &call.object<NumericType>()), ...);
-                                      }};
+constexpr PropertyFunctions kOfType = {reader<NumericType, get>, [](const PropertyCall& call, const void* value) {
+                                           writer<NumericType, get, set>(call, value);
+                                           (told(call.handle, &call.object<NumericType>()), ...);
+                                       }};
 
-constexpr Tell wordLengthText = &NumericType::NotifyPrivDLGWordLengthStringPropEvent;
-constexpr Tell fractionLengthText = &NumericType::NotifyPrivDLGFractionLengthStringPropEvent;
-constexpr Tell slopeText = &NumericType::NotifyPrivDLGSlopeStringPropEvent;
-constexpr Tell biasText = &NumericType::NotifyPrivDLGBiasStringPropEvent;
+constexpr Tell kWordLengthText = &NumericType::NotifyPrivDLGWordLengthStringPropEvent;
+constexpr Tell kFractionLengthText = &NumericType::NotifyPrivDLGFractionLengthStringPropEvent;
+constexpr Tell kSlopeText = &NumericType::NotifyPrivDLGSlopeStringPropEvent;
+constexpr Tell kBiasText = &NumericType::NotifyPrivDLGBiasStringPropEvent;
 
 void wordLength(OMInterface* handle, const NumericType* type) {
     NumericType::NotifyWordLengthPropEvent(handle, type->getWordLength());
@@ -68,46 +68,46 @@ hvArray* getSigned(const NumericType& type) {
     return type.getSpecifiedSignAsHvArray();
 }
 void setSigned(NumericType& type, const hvArray* value) {
-    type.setSpecifiedSign(value, label);
+    type.setSpecifiedSign(value, kLabel);
 }
 hvArray* getSignednessBool(const NumericType& type) {
     return type.getSignednessBool();
 }
 void setSignednessBool(NumericType& type, const hvArray* value) {
-    type.setSignednessBool(value, label);
+    type.setSignednessBool(value, kLabel);
 }
 
 // clang-format off
 // Name, data type, access (the letters of AccessColumn), how it is read and written.
-constexpr PropertyRow typeProperties[] = {
-    {"DataTypeMode",          dataTypeMode,     "sgSGzclv", {getMode, writer<NumericType, &NumericType::getDataTypeMode, setMode>}},
-    {"DataTypeModeNoWarning", dataTypeMode,     "-g------", {reader<NumericType, &NumericType::getDataTypeMode>, nullptr}},
-    {"DataType",              dataType,         "sgSGz-lv", ofType<&NumericType::getDataType, &NumericType::setDataType>},
-    {"Scaling",               scaling,          "sgSGz-lv", ofType<&NumericType::getScaling, &NumericType::setScaling>},
-    {"Signed",                array,            "sgS-z---", ofType<getSigned, setSigned>},
-    {"SignednessBool",        array,            "sgSGzclv", ofType<getSignednessBool, setSignednessBool>},
-    {"Signedness",            signedness,       "sgS----v", ofType<&NumericType::getSignedness, &NumericType::setSignedness>},
-    {"WordLength",            int32,            "sgSGzclv", ofType<&NumericType::getWordLength, &NumericType::setWordLength, wordLengthText>},
-    {"FractionLength",        int32,            "sgSGz-lv", ofType<&NumericType::getFractionLength, &NumericType::setFractionLength, fractionLengthText, slopeText>},
-    {"BinaryPoint",           int32,            "sgSGz-lv", ofType<&NumericType::getFractionLength, &NumericType::setFractionLength, fractionLengthText, slopeText>},
-    {"Slope",                 real,             "sgSGz-lv", ofType<&NumericType::getSlope, &NumericType::setSlope, fractionLengthText, slopeText>},
-    {"FixedExponent",         int32,            "sgSGzclv", ofType<&NumericType::getFixedExponent, &NumericType::setFixedExponent, fractionLengthText, slopeText>},
-    {"SlopeAdjustmentFactor", real,             "sgSGzclv", ofType<&NumericType::getSlopeAdjustmentFactor, &NumericType::setSlopeAdjustmentFactor, slopeText>},
-    {"Bias",                  real,             "sgSGzclv", ofType<&NumericType::getBias, &NumericType::setBias, slopeText, biasText>},
-    {"DataTypeOverride",      dataTypeOverride, "sgSGzclv", ofType<&NumericType::getDataTypeOverride, &NumericType::setDataTypeOverride>},
-    {"PrivDLGWordLengthString",     text, "sgSG--l-", ofType<dialogText<&NumericType::getWordLengthString>, &NumericType::setWordLengthString, wordLength>},
-    {"PrivDLGFractionLengthString", text, "sgSG--l-", ofType<dialogText<&NumericType::getFractionLengthString>, &NumericType::setFractionLengthString, fractionLength, slope>},
-    {"PrivDLGSlopeString",          text, "sgSG--l-", ofType<dialogText<&NumericType::getSlopeString>, &NumericType::setSlopeString, fractionLength, slope>},
-    {"PrivDLGBiasString",           text, "sgSG--l-", ofType<dialogText<&NumericType::getBiasString>, &NumericType::setBiasString, bias>},
+constexpr PropertyRow kTypeProperties[] = {
+    {"DataTypeMode",          kDataTypeMode,     "sgSGzclv", {getMode, writer<NumericType, &NumericType::getDataTypeMode, setMode>}},
+    {"DataTypeModeNoWarning", kDataTypeMode,     "-g------", {reader<NumericType, &NumericType::getDataTypeMode>, nullptr}},
+    {"DataType",              kDataType,         "sgSGz-lv", kOfType<&NumericType::getDataType, &NumericType::setDataType>},
+    {"Scaling",               kScaling,          "sgSGz-lv", kOfType<&NumericType::getScaling, &NumericType::setScaling>},
+    {"Signed",                kArray,            "sgS-z---", kOfType<getSigned, setSigned>},
+    {"SignednessBool",        kArray,            "sgSGzclv", kOfType<getSignednessBool, setSignednessBool>},
+    {"Signedness",            kSignedness,       "sgS----v", kOfType<&NumericType::getSignedness, &NumericType::setSignedness>},
+    {"WordLength",            kInt32,            "sgSGzclv", kOfType<&NumericType::getWordLength, &NumericType::setWordLength, kWordLengthText>},
+    {"FractionLength",        kInt32,            "sgSGz-lv", kOfType<&NumericType::getFractionLength, &NumericType::setFractionLength, kFractionLengthText, kSlopeText>},
+    {"BinaryPoint",           kInt32,            "sgSGz-lv", kOfType<&NumericType::getFractionLength, &NumericType::setFractionLength, kFractionLengthText, kSlopeText>},
+    {"Slope",                 kReal,             "sgSGz-lv", kOfType<&NumericType::getSlope, &NumericType::setSlope, kFractionLengthText, kSlopeText>},
+    {"FixedExponent",         kInt32,            "sgSGzclv", kOfType<&NumericType::getFixedExponent, &NumericType::setFixedExponent, kFractionLengthText, kSlopeText>},
+    {"SlopeAdjustmentFactor", kReal,             "sgSGzclv", kOfType<&NumericType::getSlopeAdjustmentFactor, &NumericType::setSlopeAdjustmentFactor, kSlopeText>},
+    {"Bias",                  kReal,             "sgSGzclv", kOfType<&NumericType::getBias, &NumericType::setBias, kSlopeText, kBiasText>},
+    {"DataTypeOverride",      kDataTypeOverride, "sgSGzclv", kOfType<&NumericType::getDataTypeOverride, &NumericType::setDataTypeOverride>},
+    {"PrivDLGWordLengthString",     kText, "sgSG--l-", kOfType<dialogText<&NumericType::getWordLengthString>, &NumericType::setWordLengthString, wordLength>},
+    {"PrivDLGFractionLengthString", kText, "sgSG--l-", kOfType<dialogText<&NumericType::getFractionLengthString>, &NumericType::setFractionLengthString, fractionLength, slope>},
+    {"PrivDLGSlopeString",          kText, "sgSG--l-", kOfType<dialogText<&NumericType::getSlopeString>, &NumericType::setSlopeString, fractionLength, slope>},
+    {"PrivDLGBiasString",           kText, "sgSG--l-", kOfType<dialogText<&NumericType::getBiasString>, &NumericType::setBiasString, bias>},
 };
 // clang-format on
 
-constexpr DataTypeColumn typeHandle = datatypes::object<NumericType>;
+constexpr DataTypeColumn kTypeHandle = datatypes::kObject<NumericType>;
 
-constexpr SignatureColumn typeAndTypeToBool[] = {takes(typeHandle, typeHandle).to(boolean)};
-constexpr SignatureColumn handleAndValue[] = {takes(handle, real)};
-constexpr SignatureColumn arrayByTypeToArray[] = {takes(array, typeHandle).to(array),
-                                                  takes(array, typeHandle, object<fimath>).to(array)};
+constexpr SignatureColumn kTypeAndTypeToBool[] = {takes(kTypeHandle, kTypeHandle).to(kBoolean)};
+constexpr SignatureColumn kHandleAndValue[] = {takes(kHandle, kReal)};
+constexpr SignatureColumn kArrayByTypeToArray[] = {takes(kArray, kTypeHandle).to(kArray),
+                                                   takes(kArray, kTypeHandle, kObject<fimath>).to(kArray)};
 
 bool isNumericType(const NumericType& /*type*/) {
     return true;
@@ -135,9 +135,9 @@ std::unique_ptr<OMMethodInfo> asked(const char* name) {
 }
 
 // Name, how its record is made.
-constexpr MethodRow typeMethods[] = {
+constexpr MethodRow kTypeMethods[] = {
     {"disp", unaryOfHandle<NumericType, &NumericType::disp>},
-    {"isequivalent", plain<typeAndTypeToBool, compare>},
+    {"isequivalent", plain<kTypeAndTypeToBool, compare>},
     {"tostring", unaryOfHandle<NumericType, expressionOf>},
     {"qpointstr", unaryOfHandle<NumericType, &NumericType::qpointstr>},
     {"isnumerictype", asked<isNumericType>},
@@ -151,30 +151,30 @@ constexpr MethodRow typeMethods[] = {
     {"isscalingbinarypoint", asked<hasScaling<NumericType::ScalingEnum::BinaryPoint>>},
     {"isscalingslopebias", asked<hasScaling<NumericType::ScalingEnum::SlopeBias>>},
     {"isscalingunspecified", asked<hasScaling<NumericType::ScalingEnum::Unspecified>>},
-    {"SetBestFractionLength", plain<handleAndValue, setBestFractionLength>},
-    {"sqrt", plainOnAny<arrayByTypeToArray, giveHostSqrt>},
-    {"transpose", plain<arrayToArray, raiseNotDefined<NumericType, transposeName>>},
-    {"ctranspose", plain<arrayToArray, raiseNotDefined<NumericType, ctransposeName>>},
-    {"set", setOf<label>},
+    {"SetBestFractionLength", plain<kHandleAndValue, setBestFractionLength>},
+    {"sqrt", plainOnAny<kArrayByTypeToArray, giveHostSqrt>},
+    {"transpose", plain<kArrayToArray, raiseNotDefined<NumericType, kTransposeName>>},
+    {"ctranspose", plain<kArrayToArray, raiseNotDefined<NumericType, kCtransposeName>>},
+    {"set", setOf<kLabel>},
     {"isbinarypointscalingset", asked<&NumericType::isBinaryPointScalingSet>},
     {"isslopebiasscalingset", asked<&NumericType::isSlopeBiasScalingSet>},
     {"isslopebiasscaled", asked<&NumericType::isSlopeBiasScaled>},
 };
 
-constexpr MethodRow typeFiMethods[] = {
-    {"divide", plain<divideSignatures, giveQuotient>},
+constexpr MethodRow kTypeFiMethods[] = {
+    {"divide", plain<kDivideSignatures, giveQuotient>},
 };
 
 }  // namespace
 
 void NumericTypeOMClass::fill() {
     setSuperClass(ScalarTypeOMC::getInstance());
-    addProperties(*this, typeProperties);
-    addMethods(*this, typeMethods);
+    addProperties(*this, kTypeProperties);
+    addMethods(*this, kTypeMethods);
 }
 
 void NumericTypeOMClass::fillFiMethods() {
-    addMethods(*this, typeFiMethods);
+    addMethods(*this, kTypeFiMethods);
 }
 
 OMInterface* NumericTypeOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** /*arguments*/,

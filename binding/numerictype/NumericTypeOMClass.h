@@ -6,10 +6,10 @@
 
 class NumericTypeOMClass : public tolvane::detail::ObjectOMClass<NumericTypeOMClass, EmbeddedTypeSystem::NumericType> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "numerictype",
-                                                   .flagA = tolvane::detail::ClassFlag::No,
-                                                   .flagB = tolvane::detail::ClassFlag::Yes,
-                                                   .loadsLorimer = true};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "numerictype",
+                                                    .flagA = tolvane::detail::ClassFlag::No,
+                                                    .flagB = tolvane::detail::ClassFlag::Yes,
+                                                    .loadsLorimer = true};
 
     using OMClass::createClassSpecificObject;
     /// Makes the default type. Raises "fixedpoint:numerictype:nargchk:tooManyInputs".

@@ -17,7 +17,7 @@ namespace {
 
 using EmbeddedTypeSystem::NumericType;
 
-constexpr PartnerRule bestPrecision{.hasBestPrecision = true, .keepsTag = false, .isAlwaysLocal = false};
+constexpr PartnerRule kBestPrecision{.hasBestPrecision = true, .keepsTag = false, .isAlwaysLocal = false};
 
 void errorIfUnspecified(const NumericType& type) {
     if (!type.isScaledType()) {
@@ -69,7 +69,7 @@ std::unique_ptr<fi> emptyQuotient(const NumericType& type, const Operand& other)
 }  // namespace
 
 void giveQuotient(const MethodCall& call) {
-    if (call.signature >= std::size(divideSignatures)) {
+    if (call.signature >= std::size(kDivideSignatures)) {
         raiseError("fixedpoint:fi:divide:signaturenotfound", "Signature not found.");
     }
     const auto& type = call.object<NumericType>(0);
@@ -84,7 +84,7 @@ void giveQuotient(const MethodCall& call) {
     std::unique_ptr<fi> partner;
     if (a.object == nullptr || b.object == nullptr) {
         const bool isLeft = a.object == nullptr;
-        partner = partnerFrom(isLeft ? a.values : b.values, isLeft ? *b.object : *a.object, bestPrecision);
+        partner = partnerFrom(isLeft ? a.values : b.values, isLeft ? *b.object : *a.object, kBestPrecision);
         (isLeft ? a : b).object = partner.get();
     }
     std::unique_ptr<fi> result = owned(a.object->over(*b.object, type));

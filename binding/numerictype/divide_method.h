@@ -7,13 +7,13 @@
 
 namespace tolvane::detail {
 
-inline constexpr SignatureColumn divideSignatures[] = {
-    takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::object<fi>, datatypes::object<fi>)
-        .to(datatypes::object<fi>),
-    takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::object<fi>, datatypes::array)
-        .to(datatypes::object<fi>),
-    takes(datatypes::object<EmbeddedTypeSystem::NumericType>, datatypes::array, datatypes::object<fi>)
-        .to(datatypes::object<fi>),
+inline constexpr SignatureColumn kDivideSignatures[] = {
+    takes(datatypes::kObject<EmbeddedTypeSystem::NumericType>, datatypes::kObject<fi>, datatypes::kObject<fi>)
+        .to(datatypes::kObject<fi>),
+    takes(datatypes::kObject<EmbeddedTypeSystem::NumericType>, datatypes::kObject<fi>, datatypes::kArray)
+        .to(datatypes::kObject<fi>),
+    takes(datatypes::kObject<EmbeddedTypeSystem::NumericType>, datatypes::kArray, datatypes::kObject<fi>)
+        .to(datatypes::kObject<fi>),
 };
 /// Operands may be empty arrays: two of them, or one with an array of one element, give an empty array, and one with a
 /// `fi` gives an empty `fi` of the type. Raises "fixedpoint:fi:divide:nounspecifiedsign",

@@ -20,14 +20,14 @@ using namespace tolvane::detail;
 
 namespace {
 
-constexpr char label[] = "QUANTIZER";
+constexpr char kLabel[] = "QUANTIZER";
 
 using namespace datatypes;
 
 template <auto get, auto set>
-constexpr PropertyFunctions ofQuantizer = field<quantizer, get, set>();
+constexpr PropertyFunctions kOfQuantizer = field<quantizer, get, set>();
 template <auto get>
-constexpr PropertyFunctions derived = readOnly<quantizer, get>();
+constexpr PropertyFunctions kDerived = readOnly<quantizer, get>();
 
 /// A whole number or a constant of the quantizer as the nearest double.
 template <auto get>
@@ -43,8 +43,8 @@ double asDouble(const quantizer& object) {
 /// As a format is truncated: the quantizer refuses what is too great or too small, and NaN counts as 0.
 template <void (quantizer::*set)(int)>
 void setLength(quantizer& object, double value) {
-    constexpr double most = std::numeric_limits<int>::max();
-    (object.*set)(std::isnan(value) ? 0 : static_cast<int>(std::clamp(value, -most, most)));
+    constexpr double kMost = std::numeric_limits<int>::max();
+    (object.*set)(std::isnan(value) ? 0 : static_cast<int>(std::clamp(value, -kMost, kMost)));
 }
 
 /// The extremes are in the units of the format, which has neither slope nor bias.
@@ -61,43 +61,43 @@ int getVersion(const quantizer& /*object*/) {
     return quantizer::getVersion();
 }
 
-constexpr auto ofMax = ofQuantizer<asDouble<&quantizer::getMax>, setExtreme<&quantizer::setMax>>;
-constexpr auto ofMin = ofQuantizer<asDouble<&quantizer::getMin>, setExtreme<&quantizer::setMin>>;
+constexpr auto kOfMax = kOfQuantizer<asDouble<&quantizer::getMax>, setExtreme<&quantizer::setMax>>;
+constexpr auto kOfMin = kOfQuantizer<asDouble<&quantizer::getMin>, setExtreme<&quantizer::setMin>>;
 
 // clang-format off
 // Name, data type, access (the letters of AccessColumn), how it is read and written.
-constexpr PropertyRow quantizerProperties[] = {
-    {"mode",           quantizerMode, "sgSGzclv", ofQuantizer<&quantizer::getMode, &quantizer::setMode>},
-    {"datamode",       quantizerMode, "sgSGz-lv", ofQuantizer<&quantizer::getMode, &quantizer::setMode>},
-    {"roundmode",      roundMode,     "sgSGzclv", ofQuantizer<&quantizer::getRoundMode, &quantizer::setRoundMode>},
-    {"overflowmode",   overflowMode,  "sgSGzclv", ofQuantizer<&quantizer::getOverflowMode, &quantizer::setOverflowMode>},
-    {"format",         realPoint,     "sgSGzclv", ofQuantizer<&quantizer::getFormat, &quantizer::setFormat>},
-    {"wordlength",     real,          "sgSGz-lv", ofQuantizer<asDouble<&quantizer::getWordlength>, setLength<&quantizer::setWordlength>>},
-    {"fractionlength", real,          "sgSGz-lv", ofQuantizer<asDouble<&quantizer::getFractionlength>, setLength<&quantizer::setFractionlength>>},
-    {"exponentlength", real,          "sgSGz-lv", ofQuantizer<asDouble<&quantizer::getExponentlength>, setLength<&quantizer::setExponentlength>>},
-    {"precision",      real,          "sgSGz-lv", derived<asDouble<&quantizer::getPrecision>>},
-    {"max",            real,          "sgSGzclv", ofMax},
-    {"min",            real,          "sgSGzclv", ofMin},
-    {"maxlog",         real,          "sgSGzclv", ofMax},
-    {"minlog",         real,          "sgSGzclv", ofMin},
-    {"noverflows",     real,          "sgSGzclv", countField<quantizer, &quantizer::getNoverflows, &quantizer::setNoverflows>()},
-    {"nunderflows",    real,          "sgSGzclv", countField<quantizer, &quantizer::getNunderflows, &quantizer::setNunderflows>()},
-    {"noperations",    real,          "sgSGzclv", countField<quantizer, &quantizer::getNoperations, &quantizer::setNoperations>()},
-    {"denormalmax",    real,          "sgSGz-lv", derived<asDouble<&quantizer::getDenormalmax>>},
-    {"denormalmin",    real,          "sgSGz-lv", derived<asDouble<&quantizer::getDenormalmin>>},
-    {"eps",            real,          "sgSGz-lv", derived<asDouble<&quantizer::getEps>>},
-    {"exponentbias",   real,          "sgSGz-lv", derived<asDouble<&quantizer::getExponentbias>>},
-    {"exponentmax",    real,          "sgSGz-lv", derived<asDouble<&quantizer::getExponentmax>>},
-    {"exponentmin",    real,          "sgSGz-lv", derived<asDouble<&quantizer::getExponentmin>>},
-    {"realmax",        real,          "sgSGz-lv", derived<asDouble<&quantizer::getRealmax>>},
-    {"realmin",        real,          "sgSGz-lv", derived<asDouble<&quantizer::getRealmin>>},
-    {"version",        integer,       "sgSGz-lv", derived<getVersion>},
-    {"Tag",            text,          "sgSGzclv", ofQuantizer<getTag, &quantizer::setTag>},
+constexpr PropertyRow kQuantizerProperties[] = {
+    {"mode",           kQuantizerMode, "sgSGzclv", kOfQuantizer<&quantizer::getMode, &quantizer::setMode>},
+    {"datamode",       kQuantizerMode, "sgSGz-lv", kOfQuantizer<&quantizer::getMode, &quantizer::setMode>},
+    {"roundmode",      kRoundMode,     "sgSGzclv", kOfQuantizer<&quantizer::getRoundMode, &quantizer::setRoundMode>},
+    {"overflowmode",   kOverflowMode,  "sgSGzclv", kOfQuantizer<&quantizer::getOverflowMode, &quantizer::setOverflowMode>},
+    {"format",         kRealPoint,     "sgSGzclv", kOfQuantizer<&quantizer::getFormat, &quantizer::setFormat>},
+    {"wordlength",     kReal,          "sgSGz-lv", kOfQuantizer<asDouble<&quantizer::getWordlength>, setLength<&quantizer::setWordlength>>},
+    {"fractionlength", kReal,          "sgSGz-lv", kOfQuantizer<asDouble<&quantizer::getFractionlength>, setLength<&quantizer::setFractionlength>>},
+    {"exponentlength", kReal,          "sgSGz-lv", kOfQuantizer<asDouble<&quantizer::getExponentlength>, setLength<&quantizer::setExponentlength>>},
+    {"precision",      kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getPrecision>>},
+    {"max",            kReal,          "sgSGzclv", kOfMax},
+    {"min",            kReal,          "sgSGzclv", kOfMin},
+    {"maxlog",         kReal,          "sgSGzclv", kOfMax},
+    {"minlog",         kReal,          "sgSGzclv", kOfMin},
+    {"noverflows",     kReal,          "sgSGzclv", countField<quantizer, &quantizer::getNoverflows, &quantizer::setNoverflows>()},
+    {"nunderflows",    kReal,          "sgSGzclv", countField<quantizer, &quantizer::getNunderflows, &quantizer::setNunderflows>()},
+    {"noperations",    kReal,          "sgSGzclv", countField<quantizer, &quantizer::getNoperations, &quantizer::setNoperations>()},
+    {"denormalmax",    kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getDenormalmax>>},
+    {"denormalmin",    kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getDenormalmin>>},
+    {"eps",            kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getEps>>},
+    {"exponentbias",   kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getExponentbias>>},
+    {"exponentmax",    kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getExponentmax>>},
+    {"exponentmin",    kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getExponentmin>>},
+    {"realmax",        kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getRealmax>>},
+    {"realmin",        kReal,          "sgSGz-lv", kDerived<asDouble<&quantizer::getRealmin>>},
+    {"version",        kInteger,       "sgSGz-lv", kDerived<getVersion>},
+    {"Tag",            kText,          "sgSGzclv", kOfQuantizer<getTag, &quantizer::setTag>},
 };
 // clang-format on
 
-constexpr SignatureColumn withOneArray[] = {takes(handle, array).to(array)};
-constexpr SignatureColumn withTwoArrays[] = {takes(handle, array, array).to(array)};
+constexpr SignatureColumn kWithOneArray[] = {takes(kHandle, kArray).to(kArray)};
+constexpr SignatureColumn kWithTwoArrays[] = {takes(kHandle, kArray, kArray).to(kArray)};
 
 template <auto question>
 std::unique_ptr<OMMethodInfo> asked(const char* name) {
@@ -120,19 +120,19 @@ void compare(const MethodCall& call) {
 }
 
 // Name, how its record is made.
-constexpr MethodRow quantizerMethods[] = {
+constexpr MethodRow kQuantizerMethods[] = {
     {"disp", asked<&quantizer::disp>},
     {"initializestates", asked<&quantizer::initializestates>},
     {"resetlog", asked<&quantizer::initializestates>},
     {"resetlogging", asked<&quantizer::initializestates>},
     {"quantizenumeric", record<QuantizerQuantizeNumericMI>},
-    {"num2base", plain<withTwoArrays, writeWordsInBase>},
-    {"base2num", plain<withTwoArrays, readWordsInBase>},
+    {"num2base", plain<kWithTwoArrays, writeWordsInBase>},
+    {"base2num", plain<kWithTwoArrays, readWordsInBase>},
     {"isquantizer", asked<isQuantizer>},
-    {"isequal", plain<withOneArray, compare>},
+    {"isequal", plain<kWithOneArray, compare>},
     {"upperbound", asked<asDouble<&quantizer::getUpperBound>>},
     {"lowerbound", asked<asDouble<&quantizer::getLowerBound>>},
-    {"set", setOf<label>},
+    {"set", setOf<kLabel>},
 };
 
 [[noreturn]] void raiseBadSignature() {
@@ -142,15 +142,15 @@ constexpr MethodRow quantizerMethods[] = {
 }  // namespace
 
 void QuantizerOMClass::fill() {
-    addProperties(*this, quantizerProperties);
-    addMethods(*this, quantizerMethods);
+    addProperties(*this, kQuantizerProperties);
+    addMethods(*this, kQuantizerMethods);
 }
 
 OMInterface* QuantizerOMClass::createClassSpecificObject(OMInterface* /*interface*/, void** arguments, int count) {
-    constexpr auto unspecified = embedded::OperationTypeEnum::Unspecified;
+    constexpr auto kUnspecified = embedded::OperationTypeEnum::Unspecified;
     if (count == 0) {
         return wrap(std::make_unique<quantizer>(embedded::QuantizerModeEnum::Fixed, embedded::RoundModeEnum::Floor,
-                                                embedded::OverflowModeEnum::Saturate, 16, 15, "", unspecified, true));
+                                                embedded::OverflowModeEnum::Saturate, 16, 15, "", kUnspecified, true));
     }
     if (count != 2) {
         raiseBadSignature();
@@ -164,7 +164,7 @@ OMInterface* QuantizerOMClass::createClassSpecificObject(OMInterface* /*interfac
     const auto value = static_cast<std::int32_t>(code);
     return wrap(std::make_unique<quantizer>(
         EmbeddedTypeSystem::NumericType::convertFromVelmarArray(static_cast<const hvArray*>(arguments[0])),
-        static_cast<embedded::RoundModeEnum>(value), static_cast<embedded::OverflowModeEnum>(value), "", unspecified,
+        static_cast<embedded::RoundModeEnum>(value), static_cast<embedded::OverflowModeEnum>(value), "", kUnspecified,
         true));
 }
 

@@ -7,7 +7,7 @@
 
 class QuantizerOMClass : public tolvane::detail::ObjectOMClass<QuantizerOMClass, quantizer> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "quantizer", .flagB = tolvane::detail::ClassFlag::Yes};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "quantizer", .flagB = tolvane::detail::ClassFlag::Yes};
 
     using OMClass::createClassSpecificObject;
     /// Makes a quantizer from host arrays: none, for signed 16-bit words with floor and saturate; or a type and a

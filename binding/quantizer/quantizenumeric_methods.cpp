@@ -14,15 +14,15 @@ using namespace tolvane::detail;
 
 namespace {
 
-using datatypes::array;
+using datatypes::kArray;
 using EmbeddedTypeSystem::NumericType;
 
-constexpr SignatureColumn wordSignatures[] = {
-    takes(array, array, array, array, datatypes::roundMode).to(array),
-    takes(array, array, array, array, datatypes::roundMode, datatypes::overflowMode).to(array),
-    takes(array, array, array, array, datatypes::roundMode, datatypes::overflowMode, array).to(array),
+constexpr SignatureColumn kWordSignatures[] = {
+    takes(kArray, kArray, kArray, kArray, datatypes::kRoundMode).to(kArray),
+    takes(kArray, kArray, kArray, kArray, datatypes::kRoundMode, datatypes::kOverflowMode).to(kArray),
+    takes(kArray, kArray, kArray, kArray, datatypes::kRoundMode, datatypes::kOverflowMode, kArray).to(kArray),
 };
-constexpr SignatureColumn quantizerSignatures[] = {takes(datatypes::handle, array).to(array)};
+constexpr SignatureColumn kQuantizerSignatures[] = {takes(datatypes::kHandle, kArray).to(kArray)};
 
 bool signArgument(const hvArray* value) {
     if (hvIsLogical(value)) {
@@ -50,7 +50,7 @@ void quantizeByObject(const MethodCall& call) {
 FiStaticQuantizenumeric::FiStaticQuantizenumeric(const char* name) : OMMethodInfo(0) {
     setName(name, true);
     setStatic(true);
-    for (const SignatureColumn& signature : wordSignatures) {
+    for (const SignatureColumn& signature : kWordSignatures) {
         addMethodSignature(signature.make());
     }
 }
@@ -81,4 +81,4 @@ void FiStaticQuantizenumeric::invokeMethod(OMMethodSignature* /*signature*/, int
 }
 
 QuantizerQuantizeNumericMI::QuantizerQuantizeNumericMI(const char* name)
-    : PlainMethodInfo(name, quantizerSignatures, quantizeByObject) {}
+    : PlainMethodInfo(name, kQuantizerSignatures, quantizeByObject) {}

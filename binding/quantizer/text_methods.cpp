@@ -22,12 +22,12 @@ int requiredBase(const MethodCall& call, const std::string& method) {
 
 /// A zero that can hold every double and every value of the format.
 number elementFor(const quantizer& q) {
-    constexpr unsigned bitsOfDouble = 53;
+    constexpr unsigned kBitsOfDouble = 53;
     if (q.getRealmax().asDouble() != nullptr) {
-        return number(0.0, bitsOfDouble - 1, false);
+        return number(0.0, kBitsOfDouble - 1, false);
     }
     // Floating-point values have one bit more than the constants' precision.
-    return number(0.0, std::max(q.getPrecision() + 1, bitsOfDouble), false);
+    return number(0.0, std::max(q.getPrecision() + 1, kBitsOfDouble), false);
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ using namespace datatypes;
 // Properties
 
 template <auto get, auto set, class Described>
-constexpr PropertyFunctions of = field<Described, get, set>();
+constexpr PropertyFunctions kOf = field<Described, get, set>();
 
 /// No object of the package has a place in a database, which would be its path.
 void* emptyPath(const PropertyCall& /*call*/) {
@@ -47,13 +47,13 @@ Type* typeIn(const void* value) {
 
 /// The type that another is made from, of the class of one of the records or of a class below.
 template <class Composite, auto get, auto set, class... Records>
-constexpr PropertyFunctions part = {
+constexpr PropertyFunctions kPart = {
     [](const PropertyCall& call) { return handleOf(std::invoke(get, call.object<Composite>())); },
     [](const PropertyCall& call, const void* value) {
         std::invoke(set, call.object<Composite>(), typeIn<Records...>(value));
     }};
 template <class Composite, class... Records>
-constexpr PropertyFunctions base = part<Composite, &Composite::getBaseType, &Composite::setBaseType, Records...>;
+constexpr PropertyFunctions kBase = kPart<Composite, &Composite::getBaseType, &Composite::setBaseType, Records...>;
 
 template <class Described, auto get>
 hvArray* copyOf(const Described& type) {
@@ -78,41 +78,41 @@ void setElements(const PropertyCall& call, const void* value) {
 
 // clang-format off
 // Name, data type, access (the letters of AccessColumn), how it is read and written.
-constexpr PropertyRow typeProperties[] = {
-    {"Path",          text,         "-g-G---v", {emptyPath, nullptr}},
-    {"Identifier",    text,         "sgSGzclv", of<&Type::getIdentifier, &Type::setIdentifier, Type>},
-    {"Name",          text,         "sgSGzclv", of<&Type::getName, &Type::setName, Type>},
-    {"ReadOnly",      boolean,      "sgSGzclv", of<&Type::getReadOnly, &Type::setReadOnly, Type>},
-    {"Volatile",      boolean,      "sgSGzclv", of<&Type::getVolatile, &Type::setVolatile, Type>},
+constexpr PropertyRow kTypeProperties[] = {
+    {"Path",          kText,         "-g-G---v", {emptyPath, nullptr}},
+    {"Identifier",    kText,         "sgSGzclv", kOf<&Type::getIdentifier, &Type::setIdentifier, Type>},
+    {"Name",          kText,         "sgSGzclv", kOf<&Type::getName, &Type::setName, Type>},
+    {"ReadOnly",      kBoolean,      "sgSGzclv", kOf<&Type::getReadOnly, &Type::setReadOnly, Type>},
+    {"Volatile",      kBoolean,      "sgSGzclv", kOf<&Type::getVolatile, &Type::setVolatile, Type>},
 };
-constexpr PropertyRow charProperties[] = {
-    {"WordLength",    int32,        "sgSGzclv", of<&CharType::getNumBits, &CharType::setNumBits, CharType>},
-    {"Signed",        boolean,      "sgSGzclv", of<&CharType::getSignedNess, &CharType::setSignedNess, CharType>},
+constexpr PropertyRow kCharProperties[] = {
+    {"WordLength",    kInt32,        "sgSGzclv", kOf<&CharType::getNumBits, &CharType::setNumBits, CharType>},
+    {"Signed",        kBoolean,      "sgSGzclv", kOf<&CharType::getSignedNess, &CharType::setSignedNess, CharType>},
 };
-constexpr PropertyRow enumProperties[] = {
-    {"Strings",       stringVector, "sgSGzclv", of<&FIEnumType::getStrings, &FIEnumType::setStrings, FIEnumType>},
-    {"Values",        array,        "sgSGzclv", of<copyOf<FIEnumType, &FIEnumType::getHvValues>, &FIEnumType::setHvValues, FIEnumType>},
-    {"WordLength",    int32,        "sgSGzclv", of<&FIEnumType::getNumBits, &FIEnumType::setNumBits, FIEnumType>},
-    {"Signed",        boolean,      "sgSGzclv", of<&FIEnumType::getSignedNess, &FIEnumType::setSignedNess, FIEnumType>},
-    {"DefaultMember", int32,        "sgSGzclv", of<&FIEnumType::getDefaultMember, &FIEnumType::setDefaultMember, FIEnumType>},
+constexpr PropertyRow kEnumProperties[] = {
+    {"Strings",       kStringVector, "sgSGzclv", kOf<&FIEnumType::getStrings, &FIEnumType::setStrings, FIEnumType>},
+    {"Values",        kArray,        "sgSGzclv", kOf<copyOf<FIEnumType, &FIEnumType::getHvValues>, &FIEnumType::setHvValues, FIEnumType>},
+    {"WordLength",    kInt32,        "sgSGzclv", kOf<&FIEnumType::getNumBits, &FIEnumType::setNumBits, FIEnumType>},
+    {"Signed",        kBoolean,      "sgSGzclv", kOf<&FIEnumType::getSignedNess, &FIEnumType::setSignedNess, FIEnumType>},
+    {"DefaultMember", kInt32,        "sgSGzclv", kOf<&FIEnumType::getDefaultMember, &FIEnumType::setDefaultMember, FIEnumType>},
 };
-constexpr PropertyRow complexProperties[] = {
-    {"BaseType",      handle,       "sgSGzclv", base<ComplexType, NumericTypeOMClass, StructTypeOMC>},
+constexpr PropertyRow kComplexProperties[] = {
+    {"BaseType",      kHandle,       "sgSGzclv", kBase<ComplexType, NumericTypeOMClass, StructTypeOMC>},
 };
-constexpr PropertyRow matrixProperties[] = {
-    {"BaseType",      handle,       "sgSGzclv", base<MatrixType, TypeOMC>},
-    {"Dimensions",    array,        "sgSGzclv", of<copyOf<MatrixType, &MatrixType::getDims>, setDimensions, MatrixType>},
-    {"FrameData",     boolean,      "sgSGzclv", of<&MatrixType::getFrameData, &MatrixType::setFrameData, MatrixType>},
+constexpr PropertyRow kMatrixProperties[] = {
+    {"BaseType",      kHandle,       "sgSGzclv", kBase<MatrixType, TypeOMC>},
+    {"Dimensions",    kArray,        "sgSGzclv", kOf<copyOf<MatrixType, &MatrixType::getDims>, setDimensions, MatrixType>},
+    {"FrameData",     kBoolean,      "sgSGzclv", kOf<&MatrixType::getFrameData, &MatrixType::setFrameData, MatrixType>},
 };
-constexpr PropertyRow pointerProperties[] = {
-    {"BaseType",      handle,       "sgSGzclv", base<PointerType, TypeOMC>},
+constexpr PropertyRow kPointerProperties[] = {
+    {"BaseType",      kHandle,       "sgSGzclv", kBase<PointerType, TypeOMC>},
 };
-constexpr PropertyRow structProperties[] = {
-    {"Elements",      handleVector, "sgSGzclv", {getElements, setElements}},
+constexpr PropertyRow kStructProperties[] = {
+    {"Elements",      kHandleVector, "sgSGzclv", {getElements, setElements}},
 };
-constexpr PropertyRow elementProperties[] = {
-    {"Identifier",    text,         "sgSGzclv", of<&StructElement::getIdentifier, &StructElement::setIdentifier, StructElement>},
-    {"Type",          handle,       "sgSGzclv", part<StructElement, &StructElement::getType, &StructElement::setType, TypeOMC>},
+constexpr PropertyRow kElementProperties[] = {
+    {"Identifier",    kText,         "sgSGzclv", kOf<&StructElement::getIdentifier, &StructElement::setIdentifier, StructElement>},
+    {"Type",          kHandle,       "sgSGzclv", kPart<StructElement, &StructElement::getType, &StructElement::setType, TypeOMC>},
 };
 // clang-format on
 
@@ -140,7 +140,7 @@ template <class Record>
 void display(const MethodCall& call) {
     OMInterface* const object = handleIn<Record>(call);
     bsPrintf("%s.%s\n", embedded::getEmbeddedPackageName(), object->getClass()->getName());
-    const hvArrayOwner wrapped(omdtConvertToVelmar(handle.find(), object));
+    const hvArrayOwner wrapped(omdtConvertToVelmar(kHandle.find(), object));
     callHost("disp", 0, callHost("get", 1, wrapped.get()).get());
     call.giveNothing();
 }
@@ -153,24 +153,24 @@ void giveWidth(const MethodCall& call) {
     call.give(Shape<double>::box(static_cast<double>(objectOf<Type>(handleIn<TypeOMC>(call))->getWidth())));
 }
 
-constexpr SignatureColumn handleToNothing[] = {takes(handle)};
-constexpr SignatureColumn handleToReal[] = {takes(handle).to(real)};
-constexpr SignatureColumn handleToBool[] = {takes(handle).to(boolean)};
+constexpr SignatureColumn kHandleToNothing[] = {takes(kHandle)};
+constexpr SignatureColumn kHandleToReal[] = {takes(kHandle).to(kReal)};
+constexpr SignatureColumn kHandleToBool[] = {takes(kHandle).to(kBoolean)};
 
 // Name, how its record is made.
-constexpr MethodRow typeMethods[] = {
-    {"disp", plain<handleToNothing, display<TypeOMC>>},
-    {"getWidth", plain<handleToReal, giveWidth>},
-    {"isScalar", plain<handleToBool, answer<&Type::isScalar>>},
-    {"isComplex", plain<handleToBool, answer<&Type::isComplex>>},
-    {"isStructure", plain<handleToBool, answer<&Type::isStructure>>},
-    {"isMatrix", plain<handleToBool, answer<&Type::isMatrix>>},
-    {"isVoid", plain<handleToBool, answer<&Type::isVoid>>},
-    {"isOpaque", plain<handleToBool, answer<&Type::isOpaque>>},
-    {"isPointer", plain<handleToBool, answer<&Type::isPointer>>},
+constexpr MethodRow kTypeMethods[] = {
+    {"disp", plain<kHandleToNothing, display<TypeOMC>>},
+    {"getWidth", plain<kHandleToReal, giveWidth>},
+    {"isScalar", plain<kHandleToBool, answer<&Type::isScalar>>},
+    {"isComplex", plain<kHandleToBool, answer<&Type::isComplex>>},
+    {"isStructure", plain<kHandleToBool, answer<&Type::isStructure>>},
+    {"isMatrix", plain<kHandleToBool, answer<&Type::isMatrix>>},
+    {"isVoid", plain<kHandleToBool, answer<&Type::isVoid>>},
+    {"isOpaque", plain<kHandleToBool, answer<&Type::isOpaque>>},
+    {"isPointer", plain<kHandleToBool, answer<&Type::isPointer>>},
 };
-constexpr MethodRow elementMethods[] = {
-    {"disp", plain<handleToNothing, display<StructElementOMC>>},
+constexpr MethodRow kElementMethods[] = {
+    {"disp", plain<kHandleToNothing, display<StructElementOMC>>},
 };
 
 // Class, its properties, its methods; other classes have none of their own.
@@ -178,17 +178,17 @@ constexpr struct {
     std::string_view className;
     std::span<const PropertyRow> properties;
     std::span<const MethodRow> methods;
-} tables[] = {
-    {"type", typeProperties, typeMethods}, {"chartype", charProperties, {}},
-    {"enumtype", enumProperties, {}},      {"complextype", complexProperties, {}},
-    {"matrixtype", matrixProperties, {}},  {"pointertype", pointerProperties, {}},
-    {"structtype", structProperties, {}},  {"structelement", elementProperties, elementMethods},
+} kTables[] = {
+    {"type", kTypeProperties, kTypeMethods}, {"chartype", kCharProperties, {}},
+    {"enumtype", kEnumProperties, {}},       {"complextype", kComplexProperties, {}},
+    {"matrixtype", kMatrixProperties, {}},   {"pointertype", kPointerProperties, {}},
+    {"structtype", kStructProperties, {}},   {"structelement", kElementProperties, kElementMethods},
 };
 
 }  // namespace
 
 void tolvane::detail::fillTypeClass(OMClass& objectClass) {
-    for (const auto& table : tables) {
+    for (const auto& table : kTables) {
         if (table.className == objectClass.getName()) {
             addProperties(objectClass, table.properties);
             addMethods(objectClass, table.methods);

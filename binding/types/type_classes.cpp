@@ -44,7 +44,7 @@ TypeOMC::TypeOMC() {
     fillTypeClass(*this);
 }
 
-OpaqueTypeOMC::OpaqueTypeOMC() : TypeChildOMClass(takes(datatypes::text)) {}
+OpaqueTypeOMC::OpaqueTypeOMC() : TypeChildOMClass(takes(datatypes::kText)) {}
 
 OMInterface* OpaqueTypeOMC::createClassSpecificObject(OMInterface* /*interface*/, void** arguments, int count) {
     errorIfMoreThan(1, count);

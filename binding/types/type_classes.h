@@ -33,7 +33,7 @@ void fillTypeClass(OMClass& objectClass);
 /// The root, which has no objects of its own.
 class TypeOMC : public tolvane::detail::SingletonOMClass<TypeOMC> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "type"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "type"};
     bool canBeConstructed() const override { return false; }
 
  private:
@@ -44,7 +44,7 @@ class TypeOMC : public tolvane::detail::SingletonOMClass<TypeOMC> {
 /// The class of numbers, which has no objects of its own.
 class ScalarTypeOMC : public tolvane::detail::SingletonOMClass<ScalarTypeOMC> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "scalartype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "scalartype"};
     bool canBeConstructed() const override { return false; }
 
  private:
@@ -89,19 +89,19 @@ class TypeChildOMClass : public DescriptorOMClass<Derived, Described> {
 
 class PointerTypeOMC : public tolvane::detail::TypeChildOMClass<PointerTypeOMC, EmbeddedTypeSystem::PointerType> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "pointertype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "pointertype"};
 };
 class ComplexTypeOMC : public tolvane::detail::TypeChildOMClass<ComplexTypeOMC, EmbeddedTypeSystem::ComplexType> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "complextype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "complextype"};
 };
 class VoidTypeOMC : public tolvane::detail::TypeChildOMClass<VoidTypeOMC, EmbeddedTypeSystem::VoidType> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "voidtype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "voidtype"};
 };
 class OpaqueTypeOMC : public tolvane::detail::TypeChildOMClass<OpaqueTypeOMC, EmbeddedTypeSystem::OpaqueType> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "opaquetype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "opaquetype"};
     using OMClass::createClassSpecificObject;
     /// Takes the identifier; without one, as when a host restores objects, the type has no name. Raises
     /// "fixedpoint:opaquetype:nargchk:tooManyInputs" and "embeddedtype:string:InvalidStringParam".
@@ -113,23 +113,23 @@ class OpaqueTypeOMC : public tolvane::detail::TypeChildOMClass<OpaqueTypeOMC, Em
 };
 class CharTypeOMC : public tolvane::detail::TypeChildOMClass<CharTypeOMC, EmbeddedTypeSystem::CharType, ScalarTypeOMC> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "chartype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "chartype"};
 };
 class MatrixTypeOMC : public tolvane::detail::TypeChildOMClass<MatrixTypeOMC, EmbeddedTypeSystem::MatrixType> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "matrixtype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "matrixtype"};
 };
 class StructTypeOMC : public tolvane::detail::TypeChildOMClass<StructTypeOMC, EmbeddedTypeSystem::StructType> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "structtype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "structtype"};
 };
 class StructElementOMC
     : public tolvane::detail::DescriptorOMClass<StructElementOMC, EmbeddedTypeSystem::StructElement> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "structelement"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "structelement"};
 };
 class FIEnumTypeOMC
     : public tolvane::detail::TypeChildOMClass<FIEnumTypeOMC, EmbeddedTypeSystem::FIEnumType, ScalarTypeOMC> {
  public:
-    static constexpr tolvane::detail::ClassRow row{.name = "enumtype"};
+    static constexpr tolvane::detail::ClassRow kRow{.name = "enumtype"};
 };

@@ -20,7 +20,7 @@ using study::Round;
 struct Word {
     int bits = 16;
     int fraction = 15;
-    auto operator<=>(const Word&) const = default;
+    auto operator<=>(const Word&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 /// "s16,15"
@@ -35,7 +35,7 @@ const char* nameOf(Keep keep);
 struct Keeping {
     Keep keep = Keep::Full;
     Word word{};
-    auto operator<=>(const Keeping&) const = default;
+    auto operator<=>(const Keeping&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 struct Arithmetic {
@@ -45,7 +45,7 @@ struct Arithmetic {
     Keeping sum;
     Round round = Round::Nearest;  // of products and sums; coefficients and data are rounded to nearest
     Overflow overflow = Overflow::Saturate;
-    auto operator<=>(const Arithmetic&) const = default;
+    auto operator<=>(const Arithmetic&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 Word productWord(const Arithmetic& arithmetic);

@@ -72,7 +72,7 @@ HostFilter::~HostFilter() {
 }
 
 Value HostFilter::arrayOf(const std::vector<double>& row, Word word) {
-    const Value array = mSession.construct("embedded.fi", {row, typeOf(mSession, word), mQuantizing});
+    Value array = mSession.construct("embedded.fi", {row, typeOf(mSession, word), mQuantizing});
     array.set("fimath", Value());  // from here on the global rules apply
     return array;
 }

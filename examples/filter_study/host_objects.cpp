@@ -5,7 +5,7 @@ namespace filterstudy {
 using hostref::Value;
 
 Value typeOf(hostref::Session& session, Word word) {
-    const Value type = session.construct("embedded.numerictype");
+    Value type = session.construct("embedded.numerictype");
     type.set("SignednessBool", true);
     type.set("WordLength", word.bits);
     type.set("FractionLength", word.fraction);
@@ -13,7 +13,7 @@ Value typeOf(hostref::Session& session, Word word) {
 }
 
 Value quantizingRules(hostref::Session& session) {
-    const Value rules = session.construct("embedded.fimath");
+    Value rules = session.construct("embedded.fimath");
     rules.set("RoundMode", "nearest");
     rules.set("OverflowMode", "saturate");
     return rules;

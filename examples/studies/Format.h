@@ -30,7 +30,7 @@ struct Format {
     Round round = Round::Nearest;
     Overflow overflow = Overflow::Saturate;
 
-    auto operator<=>(const Format&) const = default;
+    auto operator<=>(const Format&) const = default;  // NOLINT(modernize-use-nullptr)
     /// The bits of a float below its leading bit.
     int mantissaBits() const { return wordBits - exponentBits - 1; }
 };

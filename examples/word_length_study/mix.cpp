@@ -54,9 +54,9 @@ struct SumRule {
 };
 
 /// The sums of the table. Only FullPrecision grows; the others stay at the word length of the operands.
-constexpr SumRule sumRules[] = {{"FullPrecision", true, false},    {"KeepLSB", true, false},
-                                {"KeepMSB", true, false},          {"KeepMSB", false, false},
-                                {"SpecifyPrecision", true, false}, {"SpecifyPrecision", true, true}};
+constexpr SumRule kSumRules[] = {{"FullPrecision", true, false},    {"KeepLSB", true, false},
+                                 {"KeepMSB", true, false},          {"KeepMSB", false, false},
+                                 {"SpecifyPrecision", true, false}, {"SpecifyPrecision", true, true}};
 
 class Mixer {
  public:
@@ -81,7 +81,7 @@ class Mixer {
             for (std::size_t i = 0; i < wanted.size(); ++i) {
                 wanted[i] += isSum ? copy[i] : -copy[i];
             }
-            for (const SumRule& rule : sumRules) {
+            for (const SumRule& rule : kSumRules) {
                 const Value rules = rulesOf(rule);
                 a.set("fimath", rules);
                 b.set("fimath", rules);
@@ -94,7 +94,7 @@ class Mixer {
 
  private:
     Value rulesOf(const SumRule& rule) {
-        const Value rules = mSession.construct("embedded.fimath");
+        Value rules = mSession.construct("embedded.fimath");
         rules.set("RoundMode", std::string(nameOf(mFormat.round)));
         rules.set("OverflowMode", std::string(nameOf(rule.wraps ? Overflow::Wrap : mFormat.overflow)));
         rules.set("SumMode", rule.mode);
@@ -112,7 +112,7 @@ class Mixer {
         type.set("FractionLength", format.fractionBits);
         // Written afterwards, since the host is warned only of writes to the data; construction with rules and data
         // only counts.
-        const Value array = mSession.construct("embedded.fi", {Value(), type, rulesOf(sumRules[0])});
+        Value array = mSession.construct("embedded.fi", {Value(), type, rulesOf(kSumRules[0])});
         array.set("data", samples);
         mMix.operands.push_back(rowOf({name, true, false}, array, samples));
         return array;

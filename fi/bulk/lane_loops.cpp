@@ -3,11 +3,12 @@
 #include "fi/bulk/lane_loops.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
 #include "quantization/array_kernels.h"
-#include "quantization/fixed_rules.h"
+#include "quantization/double_rules.h"
 #include "quantization/float_limits.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -71,265 +72,15 @@ using rounding::roundFloor;
 #include "quantization/fixed_rules.inl.h"
 #include "quantization/lane_tally.inl.h"
 
-// Stages: what a place does to a vector.
+#include "fi/bulk/lane_machine.inl.h"
 
-// Every rule makes one more loop of each kind, and the loops are large. So what can be a number without costing more
-// than an addition is one here, not a template parameter.
-
-/// The limits of a format with the numbers that represent the sign of its word and some rules.
-struct StageLimits : FixedDoubleLimits {
-    StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum mode)
-        : FixedDoubleLimits(format), round(mode) {
-        using Mode = embedded::RoundModeEnum;
-        if (format.lowerbound < 0.0) {
-            wrapsFrom = -format.lowerbound;
-        }
-        if (round == Mode::Nearest) {
-            addend = 0.5;
-        } else if (round == Mode::Ceil) {
-            scale = -scale;
-            inverseScale = -inverseScale;
-        }
-    }
-    embedded::RoundModeEnum round;
-    double wrapsFrom = std::numeric_limits<double>::infinity();  // remainders from here on lie below zero
-    double addend = -0.0;                                        // of FlooredSum
-};
-
-/// Ceil and floor, for loops so short that an addition matters.
-struct Floored {
-    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return roundFloor(x); }
-};
-/// Ceil, floor and nearest: the floor of a sum. Adding -0.0 changes nothing, and ceil(x) is -floor(-x), for which the
-/// scale and its inverse are negative. All are exact, signs of zero included.
-struct FlooredSum {
-    static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) { return roundFloor(x + like(x, limits.addend)); }
-};
-/// The other rules, picked while the loop runs, which costs less than loops of their own.
-struct PickedRule {
-    static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) {
-        switch (limits.round) {
-            case embedded::RoundModeEnum::Fix:
-                return FixRule::apply(x);
-            case embedded::RoundModeEnum::Round:
-                return RoundRule::apply(x);
-            default:
-                return ConvergentRule::apply(x);
-        }
-    }
-};
-
-/// The word of either sign.
-struct AnyWord {
-    template <class V>
-    static V wrapped(V x, const auto& limits) {
-        const V remainder = modWraparound(x, limits);
-        return choose(remainder >= like(x, limits.wrapsFrom), remainder - like(x, limits.wraparound), remainder);
-    }
-};
-
-/// A value that nothing happened to.
-struct Kept {
-    Lanes value;
-};
-
-struct Keep {
-    Keep(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership&) {}
-    HWY_INLINE Kept operator()(Lanes x) const { return {x}; }
-    HWY_INLINE bool holds() const { return true; }
-};
-
-class Examine {
- public:
-    Examine(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership& members)
-        : mMembers(members), mExaminer(members) {}
-    HWY_INLINE Kept operator()(Lanes x) {
-        mExaminer.examine(x, mEvidence);
-        return {x};
-    }
-    HWY_INLINE bool holds() const { return areMembers(mEvidence, mMembers); }
-
- private:
-    Membership mMembers;
-    Examiner mExaminer;
-    Evidence mEvidence;
-};
-
-template <class Rounding, class Overflow>
-class Quantize {
- public:
-    Quantize(const FixedDoubleLimits& format, embedded::RoundModeEnum round, const Membership&)
-        : mLimits(format, round) {}
-    HWY_INLINE auto operator()(Lanes x) const {
-        const Lanes whole = Rounding::apply(x * like(x, mLimits.scale), mLimits);
-        return quantizeRoundedValue<Overflow, AnyWord>(x, whole * like(x, mLimits.inverseScale), mLimits);
-    }
-    HWY_INLINE bool holds() const { return true; }
-
- private:
-    StageLimits mLimits;
-};
-
-// The machine.
-
-/// Casts is bool, or std::bool_constant where the loop is compiled for the answer.
-template <class Stage, class Casts, class Notes>
-struct Place {
-    Place(const Stage& what, bool castsFirst) : stage(what), casts(castsOf(castsFirst)) {}
-    static Casts castsOf(bool given) {
-        if constexpr (std::is_same_v<Casts, bool>) {
-            return given;
-        } else {
-            return {};
-        }
-    }
-    Stage stage;
-    [[no_unique_address]] Casts casts;
-    [[no_unique_address]] Notes notes;
-};
-
-struct Plus {};
-/// A difference is the sum with the negated value in every bit.
-struct EitherSign {
-    explicit EitherSign(Sign sign) : bits(hn::BitCast(BitsTag(), hn::Set(Tag(), sign == Sign::minus ? -0.0 : 0.0))) {}
-    hn::Vec<BitsTag> bits;
-};
-
-/// Vectors of doubles, with statistics or without. `Kind` names the stages, the casts and the notes.
-template <class Kind, std::size_t vectors = 1>
-struct LaneMachine {
-    using Notes = typename Kind::template Notes<1>;
-    using SumNotes = typename Kind::template Notes<vectors>;
-    static constexpr bool counts = Notes::counts;
-
-    explicit LaneMachine(const Places& p)
-        : product({p.product, p.rule.round, p.productMembers}, false),
-          pair({p.sum, p.rule.round, p.sumMembers}, p.castsPair),
-          sum({p.sum, p.rule.round, p.sumMembers}, p.castsSum) {}
-
-    HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { cell = a * b; }
-    HWY_INLINE void combine(Plus, Lanes& cell, Lanes x) { cell = cell + x; }
-    HWY_INLINE void combine(const EitherSign& sign, Lanes& cell, Lanes x) {
-        cell.v = hn::Add(cell.v, hn::BitCast(Tag(), hn::Xor(hn::BitCast(BitsTag(), x.v), sign.bits)));
-    }
-    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
-    HWY_INLINE Lanes cast(auto& place, Lanes x) {
-        if (place.casts) {
-            quantize(place, x);
-        }
-        return x;
-    }
-    HWY_INLINE void quantize(auto& place, Lanes& cell) {
-        const auto result = place.stage(cell);
-        place.notes.note(result);
-        cell = result.value;
-    }
-    HWY_INLINE void quantize(auto& place, Lanes& cell, Mask used) {
-        const auto result = place.stage(cell);
-        place.notes.note(result, used);
-        cell = result.value;
-    }
-    bool holds() const { return product.stage.holds() && pair.stage.holds() && sum.stage.holds(); }
-    void noteIn(Tallies& tallies) const {
-        if constexpr (counts) {
-            tallies.product.join(product.notes.total());
-            tallies.pair.join(pair.notes.total());
-            tallies.sum.join(sum.notes.total());
-        }
-    }
-
-    Place<typename Kind::ProductStage, std::false_type, Notes> product;
-    Place<typename Kind::SumStage, typename Kind::CastsPair, Notes> pair;
-    Place<typename Kind::SumStage, typename Kind::CastsSum, SumNotes> sum;
-};
-
-/// A machine of which only some lanes count.
-template <class Machine>
-struct SomeLanes {
-    HWY_INLINE SomeLanes(Machine& machine, Mask lanes)
-        : whole(machine), used(lanes), product(machine.product), pair(machine.pair), sum(machine.sum) {}
-    HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { whole.multiply(cell, a, b); }
-    HWY_INLINE void combine(const auto& sign, Lanes& cell, Lanes x) { whole.combine(sign, cell, x); }
-    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
-    HWY_INLINE Lanes cast(auto& place, Lanes x) {
-        if (place.casts) {
-            quantize(place, x);
-        }
-        return x;
-    }
-    HWY_INLINE void quantize(auto& place, Lanes& cell) { whole.quantize(place, cell, used); }
-
-    Machine& whole;
-    Mask used;
-    decltype(Machine::product)& product;
-    decltype(Machine::pair)& pair;
-    decltype(Machine::sum)& sum;
-};
-
-// Kinds of machines: without statistics, compiled for what the places do; with statistics, told at run time whether
-// they cast.
-
-template <std::size_t>
-struct Silent : NoNotes {};
-
-template <class Product, class Sum, bool castsPairs, bool castsSums>
-struct Uncounted {
-    static constexpr bool counts = false;
-    static constexpr bool isPair = false;
-    using ProductStage = Product;
-    using SumStage = Sum;
-    using CastsPair = std::bool_constant<castsPairs>;
-    using CastsSum = std::bool_constant<castsSums>;
-    template <std::size_t vectors>
-    using Notes = Silent<vectors>;
-};
-template <class Stage>
-struct Counted {
-    static constexpr bool counts = true;
-    static constexpr bool isPair = false;
-    using ProductStage = Stage;
-    using SumStage = Stage;
-    using CastsPair = bool;
-    using CastsSum = bool;
-    template <std::size_t vectors>
-    using Notes = LaneTally<vectors>;
-};
-template <class Kind>
-struct OfPairs : Kind {
-    static constexpr bool isPair = true;
-};
-
-HWY_INLINE Lanes load(const double* values) {
-    return {hn::LoadU(Tag(), values)};
-}
-
-/// Loads `count` lanes or all; the others are zero.
-HWY_INLINE Lanes loadSome(const double* values, std::size_t count) {
-    if (count >= hn::Lanes(Tag())) {
-        return load(values);
-    }
-    alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)] = {};
-    std::copy(values, values + count, lanes);
-    return load(lanes);
-}
-
-/// Stores `count` lanes or all.
-HWY_INLINE void store(Lanes x, double* out, std::size_t count) {
-    const std::size_t width = hn::Lanes(Tag());
-    if (count >= width) {
-        hn::StoreU(x.v, Tag(), out);
-        return;
-    }
-    alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)];
-    hn::Store(x.v, Tag(), lanes);
-    std::copy(lanes, lanes + count, out);
-}
+#include "fi/bulk/lane_chain.inl.h"
 
 // Element by element.
 
 /// Loops of so many steps that a mask costs little beside them, and a second copy much.
 template <class Kind>
-constexpr bool kAlwaysMasks = Kind::isPair&& Kind::counts;
+constexpr bool kAlwaysMasks = Kind::kIsPair ? Kind::kCounts : false;
 
 /// Lets the machine run `step` on the vectors of some arrays and stores what it returns. Zeros, which are values of
 /// every format and give zeros, fill up the last vectors.
@@ -364,7 +115,7 @@ HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[input
                 from[k] = rest[k];
             }
         }
-        if constexpr (Kind::counts) {
+        if constexpr (Kind::kCounts) {
             SomeLanes some(machine, hn::FirstN(tag, used));
             store(call(some, from, 0), out + i, used);
         } else {
@@ -443,7 +194,7 @@ class TileExtent {
 /// Vectors that are worked on together, so that the steps of one fill the waits of another: few where the steps of one
 /// keep the processor busy.
 template <class Kind>
-constexpr std::size_t kTileVectors = Kind::isPair || Kind::counts || HWY_TARGET == HWY_SSE4 ? 2 : 4;
+constexpr std::size_t kTileVectors = Kind::kIsPair || Kind::kCounts || HWY_TARGET == HWY_SSE4 ? 2 : 4;
 
 /// Runs all terms for a tile of lanes; the last may be short of lanes. `term(machine, lane, t)` gives the terms from a
 /// lane on.
@@ -481,7 +232,7 @@ HWY_INLINE void runTile(const Places& places, const Term& term, std::size_t term
     for (std::size_t v = 0; v < vectors; ++v) {
         store(total[v], out + v * width, lanes - v * width);
     }
-    if constexpr (Kind::counts) {
+    if constexpr (Kind::kCounts) {
         machine.noteIn(notes->tallies);
         for (std::size_t v = 0; notes->overflows && v < vectors; ++v) {
             machine.sum.notes.addOverflows(v, notes->overflows + begin + v * width, std::min(width, lanes - v * width));
@@ -511,7 +262,7 @@ void accumulateLoop(const Places& places, const Run& run, std::size_t terms, con
                     std::size_t lanes, RunNotes* notes) {
     const auto term = [run](auto& machine, std::size_t lane, std::size_t t) HWY_ATTR {
         Lanes cell = movingAt(run, lane, t);
-        if (!Kind::counts || run.fixed) {
+        if (!Kind::kCounts || run.fixed) {
             multiplyStep(machine, cell, cell, fixedAt(run, t));
         }
         return cell;
@@ -577,181 +328,6 @@ void accumulateExactForTarget(const Run& run, std::size_t terms, double* out, st
     for (; i < lanes; i += width) {
         exactTile<1>(runAt(i), terms, out + i, lanes - i);
     }
-}
-
-// Chains: one lane alone, where the time is that of each step waiting for the one before.
-
-/// The tally of a place that meets single values.
-class ChainTally {
- public:
-    void note(const auto& result) {
-        mTally.greatest = result.value > mTally.greatest ? result.value : mTally.greatest;
-        mTally.least = result.value < mTally.least ? result.value : mTally.least;
-        mTally.overflows += result.overflow ? 1 : 0;
-        mTally.underflows += result.underflow ? 1 : 0;
-    }
-    Tally total(double unit) const {
-        Tally result = mTally;
-        result.greatest *= unit;
-        result.least *= unit;
-        const auto zeros = [](double x) -> unsigned {
-            return x != 0.0 ? Tally::none : std::signbit(x) ? Tally::minus : Tally::plus;
-        };
-        result.greatestZeros = zeros(result.greatest);
-        result.leastZeros = zeros(result.least);
-        return result;
-    }
-
- private:
-    Tally mTally;
-};
-
-/// The limits of a format in units of its last bit.
-struct UnitLimits {
-    explicit UnitLimits(const FixedDoubleLimits& limits)
-        : lowerbound(limits.lowerbound * limits.scale),
-          realmax(limits.realmax * limits.scale),
-          wraparound(limits.wraparound * limits.scale),
-          inverseWraparound(limits.inverseWraparound * limits.inverseScale) {
-        if (lowerbound < 0.0) {
-            wrapsFrom = -lowerbound;
-        }
-    }
-    double lowerbound;
-    double realmax;
-    double wraparound;
-    double inverseWraparound;
-    double wrapsFrom = std::numeric_limits<double>::infinity();
-};
-
-/// The rule of any rounding mode, picked for each value: for what doesn't wait for the value before.
-struct AnyRule {
-    explicit AnyRule(embedded::RoundModeEnum mode) : round(mode) {}
-    double operator()(double x) const {
-        using Mode = embedded::RoundModeEnum;
-        switch (round) {
-            case Mode::Ceil:
-                return CeilRule::apply(x);
-            case Mode::Convergent:
-                return ConvergentRule::apply(x);
-            case Mode::Fix:
-                return FixRule::apply(x);
-            case Mode::Floor:
-                return FloorRule::apply(x);
-            case Mode::Nearest:
-                return NearestRule::apply(x);
-            default:
-                return RoundRule::apply(x);
-        }
-    }
-    embedded::RoundModeEnum round;
-};
-template <class Rule>
-struct OneRule {
-    explicit OneRule(embedded::RoundModeEnum) {}
-    double operator()(double x) const { return Rule::apply(x); }
-};
-
-/// For sums that are proven to stay in their format.
-struct NoRule {
-    explicit NoRule(embedded::RoundModeEnum) {}
-    double operator()(double x) const { return x; }
-};
-struct NoOverflow {
-    template <class Word, class V>
-    static RangedResult<V, bool> apply(V x, const UnitLimits&) {
-        return {x, false};
-    }
-};
-
-/// Doubles in units of the sum's last bit, so that no scaling waits in the chain. Where terms are converted first, sums
-/// of whole numbers are whole, and only their bounds are checked.
-template <class Rounding, class Overflow, bool castsSum, bool counts>
-class ChainMachine {
- public:
-    struct Place {
-        UnitLimits limits;
-        ChainTally tally;
-    };
-    explicit ChainMachine(const Places& places) : sum{UnitLimits(places.sum), {}}, mRound(places.rule.round) {}
-
-    static void combine(Plus, double& cell, double x) { cell += x; }
-    double cast(Place& place, double x) {
-        if constexpr (castsSum) {
-            finish(place, x, mRound(x));
-        }
-        return x;
-    }
-    void quantize(Place& place, double& cell) { finish(place, cell, castsSum ? cell : mRound(cell)); }
-
-    Place sum;
-
- private:
-    static void finish(Place& place, double& cell, double whole) {
-        const auto result = quantizeRoundedValue<Overflow, AnyWord>(cell, whole, place.limits);
-        if constexpr (counts) {
-            place.tally.note(result);
-        }
-        cell = result.value;
-    }
-    Rounding mRound;
-};
-
-using Chain = double (*)(const Places&, const double*, std::size_t, double, RunNotes*);
-
-template <class Machine>
-double chainLoop(const Places& places, const double* terms, std::size_t count, double total, RunNotes* notes) {
-    Machine machine(places);
-    const double scale = places.sum.scale;
-    double sum = total * scale;
-    for (std::size_t i = 0; i < count; ++i) {
-        double term = terms[i] * scale;
-        accumulateStep(machine, machine.sum, Plus(), sum, term);
-    }
-    if (notes) {
-        notes->tallies.sum.join(machine.sum.tally.total(places.sum.inverseScale));
-    }
-    return sum * places.sum.inverseScale;
-}
-
-template <class Rounding, class Overflow, bool castsSum>
-Chain chainFor(bool counts) {
-    return counts ? chainLoop<ChainMachine<Rounding, Overflow, castsSum, true>>
-                  : chainLoop<ChainMachine<Rounding, Overflow, castsSum, false>>;
-}
-
-template <class Overflow>
-Chain chainFor(const Places& places, bool counts) {
-    using Mode = embedded::RoundModeEnum;
-    if (places.castsSum) {
-        return chainFor<AnyRule, Overflow, true>(counts);
-    }
-    switch (places.rule.round) {
-        case Mode::Ceil:
-            return chainFor<OneRule<CeilRule>, Overflow, false>(counts);
-        case Mode::Convergent:
-            return chainFor<OneRule<ConvergentRule>, Overflow, false>(counts);
-        case Mode::Fix:
-            return chainFor<OneRule<FixRule>, Overflow, false>(counts);
-        case Mode::Floor:
-            return chainFor<OneRule<FloorRule>, Overflow, false>(counts);
-        case Mode::Nearest:
-            return chainFor<OneRule<NearestRule>, Overflow, false>(counts);
-        default:
-            return chainFor<OneRule<RoundRule>, Overflow, false>(counts);
-    }
-}
-
-double accumulateChainForTarget(const Places& places, const double* terms, std::size_t count, double total,
-                                RunNotes* notes) {
-    if (places.treatment == Treatment::keep) {
-        return (places.castsSum ? chainFor<NoRule, NoOverflow, true>(notes)
-                                : chainFor<NoRule, NoOverflow, false>(notes))(places, terms, count, total, notes);
-    }
-    const Chain chain = places.rule.overflow == embedded::OverflowModeEnum::Saturate
-                            ? chainFor<SaturateOverflow>(places, notes)
-                            : chainFor<WrapOverflow>(places, notes);
-    return chain(places, terms, count, total, notes);
 }
 
 // Surveys.
@@ -829,71 +405,71 @@ using AccumulatePairsLoop = void (*)(const Places&, Sign, const Run&, const Run&
 
 // Each names the loops of one kind for a quantizing stage: without casts, with casts, with statistics.
 struct Adding {
-    static constexpr bool isShort = true;
-    static constexpr bool isRun = false;
+    static constexpr bool kIsShort = true;
+    static constexpr bool kIsRun = false;
     template <class Stage, bool casts>
-    static constexpr AddLoop uncounted = addLoop<Uncounted<Keep, Stage, false, casts>>;
+    static constexpr AddLoop kUncounted = addLoop<Uncounted<Keep, Stage, false, casts>>;
     template <class Stage>
-    static constexpr AddLoop counted = addLoop<Counted<Stage>>;
+    static constexpr AddLoop kCounted = addLoop<Counted<Stage>>;
 };
 struct Multiplying {
-    static constexpr bool isShort = true;
-    static constexpr bool isRun = false;
+    static constexpr bool kIsShort = true;
+    static constexpr bool kIsRun = false;
     template <class Stage, bool>
-    static constexpr MultiplyLoop uncounted = multiplyLoop<Uncounted<Stage, Keep, false, false>>;
+    static constexpr MultiplyLoop kUncounted = multiplyLoop<Uncounted<Stage, Keep, false, false>>;
     template <class Stage>
-    static constexpr MultiplyLoop counted = multiplyLoop<Counted<Stage>>;
+    static constexpr MultiplyLoop kCounted = multiplyLoop<Counted<Stage>>;
 };
 struct MultiplyingPairs {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = false;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = false;
     template <class Stage, bool casts>
-    static constexpr PairsLoop uncounted = multiplyPairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
+    static constexpr PairsLoop kUncounted = multiplyPairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>>>;
     template <class Stage>
-    static constexpr PairsLoop counted = multiplyPairsLoop<OfPairs<Counted<Stage>> >;
+    static constexpr PairsLoop kCounted = multiplyPairsLoop<OfPairs<Counted<Stage>>>;
 };
 struct Accumulating {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = true;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = true;
     template <class Stage, bool casts>
-    static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Stage, Stage, false, casts>>;
+    static constexpr AccumulateLoop kUncounted = accumulateLoop<Uncounted<Stage, Stage, false, casts>>;
     template <class Stage>
-    static constexpr AccumulateLoop counted = accumulateLoop<Counted<Stage>>;
+    static constexpr AccumulateLoop kCounted = accumulateLoop<Counted<Stage>>;
 };
 struct AccumulatingKeptProducts {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = true;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = true;
     template <class Stage, bool>
-    static constexpr AccumulateLoop uncounted = accumulateLoop<Uncounted<Keep, Stage, false, false>>;
+    static constexpr AccumulateLoop kUncounted = accumulateLoop<Uncounted<Keep, Stage, false, false>>;
     template <class Stage>
-    static constexpr AccumulateLoop counted = nullptr;
+    static constexpr AccumulateLoop kCounted = nullptr;
 };
 // A pair is of the sum's format already, so casting it again changes nothing; only statistics show that it was done.
 struct AccumulatingPairs {
-    static constexpr bool isShort = false;
-    static constexpr bool isRun = true;
+    static constexpr bool kIsShort = false;
+    static constexpr bool kIsRun = true;
     template <class Stage, bool casts>
-    static constexpr AccumulatePairsLoop uncounted =
-        accumulatePairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>> >;
+    static constexpr AccumulatePairsLoop kUncounted =
+        accumulatePairsLoop<OfPairs<Uncounted<Stage, Stage, casts, false>>>;
     template <class Stage>
-    static constexpr AccumulatePairsLoop counted = accumulatePairsLoop<OfPairs<Counted<Stage>> >;
+    static constexpr AccumulatePairsLoop kCounted = accumulatePairsLoop<OfPairs<Counted<Stage>>>;
 };
 
 template <class Operation, class Stage>
 auto loopFor(bool casts, bool counts) {
-    return counts  ? Operation::template counted<Stage>
-           : casts ? Operation::template uncounted<Stage, true>
-                   : Operation::template uncounted<Stage, false>;
+    return counts  ? Operation::template kCounted<Stage>
+           : casts ? Operation::template kUncounted<Stage, true>
+                   : Operation::template kUncounted<Stage, false>;
 }
 
 template <class Operation, class Overflow>
 auto loopFor(embedded::RoundModeEnum round, bool casts, bool counts) {
     using Mode = embedded::RoundModeEnum;
     const bool isFloored = round == Mode::Ceil || round == Mode::Floor;
-    if constexpr (Operation::isShort) {
+    if constexpr (Operation::kIsShort) {
         if (isFloored && !counts) {
             using Stage = Quantize<Floored, Overflow>;
-            return casts ? Operation::template uncounted<Stage, true> : Operation::template uncounted<Stage, false>;
+            return casts ? Operation::template kUncounted<Stage, true> : Operation::template kUncounted<Stage, false>;
         }
     }
     return isFloored || round == Mode::Nearest ? loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts)
@@ -906,7 +482,7 @@ auto loopFor(const Places& places, bool casts, bool counts) {
         case Treatment::keep:
             return loopFor<Operation, Keep>(false, counts);
         case Treatment::examine:
-            if constexpr (Operation::isRun) {
+            if constexpr (Operation::kIsRun) {
                 break;  // runs are surveyed beforehand
             } else {
                 return loopFor<Operation, Examine>(casts, counts);

@@ -164,14 +164,14 @@ void fi::resizeAndZero(std::uint64_t m, std::uint64_t n, const NumericType& type
 
 void fi::resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint64_t numel, const NumericType& type,
                        const fimath& rules, bool makeComplex) {
-    constexpr int firstMultiplePrecision = 53;
+    constexpr int kFirstMultiplePrecision = 53;
     Dimensions newDims(dims, dims + ndims);
     columnCount(newDims);
     if (dimensionProduct(newDims) != numel) {
         raiseDimensionsDisagree();
     }
     const int wordBits = type.getWordLength();
-    const bool keepsReal = mNumel == numel && (wordBits <= getWordLength() || wordBits < firstMultiplePrecision);
+    const bool keepsReal = mNumel == numel && (wordBits <= getWordLength() || wordBits < kFirstMultiplePrecision);
     setNumericType(type);
     number::setDefaultPrecision(wordPrecision(), number::getDefaultForceMultiplePrecision());
     if (mFimathIsLocal && &rules != mFimath.get()) {

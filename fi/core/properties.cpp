@@ -15,8 +15,8 @@ const char* fi::getVelmarClassName() {
 }
 
 const char* fi::getVelmarPackageClassName() {
-    static const std::string name = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
-    return name.c_str();
+    static const std::string kName = std::string(embedded::getEmbeddedPackageName()) + "." + getVelmarClassName();
+    return kName.c_str();
 }
 
 namespace {
@@ -236,13 +236,13 @@ void fi::setFimathIsLocal(bool isLocal) {
 }
 
 void fi::setLastPropertySet(PropertyEnum property) {
-    constexpr int first = static_cast<int>(PropertyEnum::None);
-    constexpr int last = static_cast<int>(PropertyEnum::Last);
+    constexpr int kFirst = static_cast<int>(PropertyEnum::None);
+    constexpr int kLast = static_cast<int>(PropertyEnum::Last);
     const int value = static_cast<int>(property);
-    if (value < first || value > last) {
+    if (value < kFirst || value > kLast) {
         raiseError("fixedpoint:fi:setLastPropertySet:BadEnum",
-                   "PropertyEnum out of range.  Valid values are " + std::to_string(first) + " through " +
-                       std::to_string(last) + ", and " + std::to_string(value) + " was entered.");
+                   "PropertyEnum out of range.  Valid values are " + std::to_string(kFirst) + " through " +
+                       std::to_string(kLast) + ", and " + std::to_string(value) + " was entered.");
     }
     mLastPropertySet = property;
 }

@@ -17,7 +17,7 @@ using namespace tolvane::detail;
 
 namespace {
 
-constexpr std::uint64_t chunkBits = 32;
+constexpr std::uint64_t kChunkBits = 32;
 
 bool hasChunks(const hvArray* values) {
     return hvIsInt32(values) || hvIsUint32(values);
@@ -46,7 +46,7 @@ class ChunkWriter {
 
     void write(const number& entries, std::span<std::uint32_t> out) const {
         const doublenumber* const doubles = entries.asDouble();
-        const bool mayBePlain = doubles != nullptr && mWordBits <= longestPlainWord;
+        const bool mayBePlain = doubles != nullptr && mWordBits <= kLongestPlainWord;
         const int shift = rounding::negatedExponent(mType.getFixedExponent());
         const std::uint64_t cursor = entries.getIndex();
         for (std::uint64_t i = 0; i < out.size() / mChunkCount; ++i) {
@@ -61,7 +61,7 @@ class ChunkWriter {
     }
 
  private:
-    static constexpr int longestPlainWord = 62;
+    static constexpr int kLongestPlainWord = 62;
 
     /// Writes a whole value from -2^wordlength to 2^wordlength, and leaves any other to the general form.
     bool writePlain(double value, std::span<std::uint32_t> chunks) const {
@@ -77,7 +77,7 @@ class ChunkWriter {
         auto rest = static_cast<std::uint64_t>(integer < 0 ? integer + modulus : integer);
         for (std::uint32_t& chunk : chunks) {
             chunk = static_cast<std::uint32_t>(rest);
-            rest >>= chunkBits;
+            rest >>= kChunkBits;
         }
         return true;
     }
@@ -238,7 +238,7 @@ hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) 
                 return place < chunkCount ? chunks[i * chunkCount + place] : isFilled ? UINT32_MAX : 0;
             };
             for (std::uint64_t word = 0; word < wordCount; ++word) {
-                words[i * wordCount + word] = chunk(2 * word) | chunk(2 * word + 1) << chunkBits;
+                words[i * wordCount + word] = chunk(2 * word) | chunk(2 * word + 1) << kChunkBits;
             }
         }
         entries.setIndex(cursor);
@@ -265,7 +265,7 @@ hvArray* fi::convert64BitIntArrayTo32BitIntArray(hvArray* values) const {
         for (std::uint64_t i = 0; !words.empty() && i < chunks.size() / chunkCount; ++i) {
             for (std::uint64_t place = 0; place < chunkCount; ++place) {
                 chunks[i * chunkCount + place] =
-                    static_cast<std::uint32_t>(words[i * wordCount + place / 2] >> (place % 2 * chunkBits));
+                    static_cast<std::uint32_t>(words[i * wordCount + place / 2] >> (place % 2 * kChunkBits));
             }
         }
     };

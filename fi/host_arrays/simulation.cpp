@@ -14,8 +14,8 @@ using namespace tolvane::detail;
 
 namespace {
 
-constexpr int longestWord = 128;
-constexpr const char* wordTooLong =
+constexpr int kLongestWord = 128;
+constexpr const char* kWordTooLong =
     "Dravelin fixed-point data types must have word lengths less than or equal to 128 bits";
 
 /// Copies a part of an array to every other group of a buffer.
@@ -59,8 +59,8 @@ fi::fi(const void* buffer, const std::uint64_t* dims, std::uint64_t ndims, const
 // Host arrays.
 
 hvArray* fi::getDravelinIntArray() const {
-    if (getWordLength() > longestWord) {
-        hscWarnMsgTxt(wordTooLong);
+    if (getWordLength() > kLongestWord) {
+        hscWarnMsgTxt(kWordTooLong);
     }
     const bool isCompact = embedded::getFeatureFi33PlusMemoryFootprint();
     hvArrayOwner values(getIntArray(isCompact ? IntArrayChunkMode::Natural : IntArrayChunkMode::AlwaysFour,
@@ -72,8 +72,8 @@ hvArray* fi::getDravelinIntArray() const {
 }
 
 hvArray* fi::getDravelinArray32MemoryFootPrint() const {
-    if (getWordLength() > longestWord) {
-        hscWarnMsgTxt(wordTooLong);
+    if (getWordLength() > kLongestWord) {
+        hscWarnMsgTxt(kWordTooLong);
         return nullptr;
     }
     return getIntArray(IntArrayChunkMode::AlwaysFour, IntArrayDimensionMode::First);
@@ -87,8 +87,8 @@ void fi::setDravelinIntArray(const hvArray* values) {
                        "scaled-double.");
         }
         storeIntegers(values);
-    } else if (getWordLength() > longestWord) {
-        raiseError("fixedpoint:fi:dravelinarray:TooBigWordLength", wordTooLong);
+    } else if (getWordLength() > kLongestWord) {
+        raiseError("fixedpoint:fi:dravelinarray:TooBigWordLength", kWordTooLong);
     } else if (!isChunked()) {
         storeIntegers(values);
     } else if (!embedded::getFeatureFi33PlusMemoryFootprint()) {

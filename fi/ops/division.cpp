@@ -49,15 +49,15 @@ NumericType quotientType(const fi& a, const fi& b, const NumericType& type) {
 /// The precision of the operands in a quotient. Results of short words keep their own precision, so that doubles
 /// suffice; longer ones have ample precision.
 unsigned workPrecision(const fi& a, const fi& b, const NumericType& result) {
-    constexpr unsigned guardBits = 10;
-    constexpr unsigned greatestExact = 32;
-    constexpr unsigned leastWide = 128;
+    constexpr unsigned kGuardBits = 10;
+    constexpr unsigned kGreatestExact = 32;
+    constexpr unsigned kLeastWide = 128;
     const auto resultBits = static_cast<unsigned>(std::max(result.getWordLength(), 0));
     if (!result.isFixed()) {
         return resultBits;
     }
-    const unsigned precision = std::max({resultBits + guardBits, wordBits(a), wordBits(b)});
-    return precision > greatestExact ? std::max(precision, leastWide) : precision;
+    const unsigned precision = std::max({resultBits + kGuardBits, wordBits(a), wordBits(b)});
+    return precision > kGreatestExact ? std::max(precision, kLeastWide) : precision;
 }
 
 /// The cells in which elements are divided, at the working precision: twice that of the operands if products of them

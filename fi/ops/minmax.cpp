@@ -19,14 +19,14 @@ namespace {
 
 // The two extremes by the condition for replacing the current one. Equal values and NaN don't replace it.
 struct Maximum {
-    static constexpr const char* name = "max";
+    static constexpr const char* kName = "max";
     template <class Value>
     static bool takesPlace(const Value& challenger, const Value& holder) {
         return challenger > holder;
     }
 };
 struct Minimum {
-    static constexpr const char* name = "min";
+    static constexpr const char* kName = "min";
     template <class Value>
     static bool takesPlace(const Value& challenger, const Value& holder) {
         return challenger < holder;
@@ -49,7 +49,7 @@ void errorIfTypesOrRulesDiffer(const std::string& name, const fi& a, const fi& b
 // In every case the other operand's element must beat that of the operand whose dimensions the result takes.
 template <class Extreme>
 fi& fi::extremeWith(const fi& b) const {
-    errorIfTypesOrRulesDiffer(Extreme::name, *this, b);
+    errorIfTypesOrRulesDiffer(Extreme::kName, *this, b);
     const broadcasting operands(*this, b);
     const fi& holder = operands.leftIsScalar() ? b : *this;
     const fi& challenger = operands.leftIsScalar() ? *this : b;

@@ -169,9 +169,9 @@ void fi::sqrtErrorMessage(const NumericType& type) const {
 }
 
 EnumStringType* fi::getSquareRootMethodEnum() {
-    static EnumStringType* const type =
+    static EnumStringType* const kType =
         EnumStringType::findOrAdd("SquareRootMethodEnum", {{0, "Bisection"}, {1, "NewtonRaphson"}});
-    return type;
+    return kType;
 }
 
 fi* fi::sqrtBisection() const {

@@ -16,15 +16,15 @@ namespace {
 
 // The two operations by their treatment of the right operand.
 struct Sum : Plus {
-    static constexpr const char* name = "plus";
-    static constexpr auto sign = elementwise::Sign::plus;
+    static constexpr const char* kName = "plus";
+    static constexpr auto kSign = elementwise::Sign::plus;
     static double bias(const fi& a, const fi& b, const fi& result) {
         return b.getBias() + a.getBias() - result.getBias();
     }
 };
 struct Difference : Minus {
-    static constexpr const char* name = "minus";
-    static constexpr auto sign = elementwise::Sign::minus;
+    static constexpr const char* kName = "minus";
+    static constexpr auto kSign = elementwise::Sign::minus;
     static double bias(const fi& a, const fi& b, const fi& result) {
         return a.getBias() - b.getBias() - result.getBias();
     }
@@ -40,8 +40,8 @@ template <class Operation>
 void fi::combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q) {
     const bool negativeIntoUnsigned = Operation::bias(a, b, tmp) < 0.0 && !tmp.isSigned();
     a.initSlopeBiasCorrectionFactorsForPlus(b, tmp);
-    constexpr bool isSum = std::is_same_v<Operation, Sum>;
-    const double net = isSum ? a.mBnetForSlopeBiasPlus : a.mBnetForSlopeBiasMinus;
+    constexpr bool kIsSum = std::is_same_v<Operation, Sum>;
+    const double net = kIsSum ? a.mBnetForSlopeBiasPlus : a.mBnetForSlopeBiasMinus;
     number left = cell(a.mFsaForPlus, wordBits(a) + wordBits(tmp));
     left *= a.real();
     number right = cell(a.mFsbForPlus, wordBits(b) + wordBits(tmp));
@@ -148,11 +148,11 @@ fi& fi::combineArrays(const fi& b) const {
     const bool isSlopeBiasCase = isSlopeBiasScaled() || b.isSlopeBiasScaled() || rules.isSumSlopeBiasScaled();
     if (isSlopeBiasCase) {
         if (isComplex) {
-            slopebias::raiseForComplex(Operation::name);
+            slopebias::raiseForComplex(Operation::kName);
         }
         // The left operand's own rules decide here, not the rules of the operation.
         if (!getCastBeforeSum()) {
-            slopebias::raiseWithoutCast(Operation::name);
+            slopebias::raiseWithoutCast(Operation::kName);
         }
     }
 
@@ -180,7 +180,7 @@ fi& fi::combineArrays(const fi& b) const {
     doublenumber* const imagSums = isComplex ? result->mImag.asDouble() : nullptr;
     if (isSlopeBiasCase || !isUsable(*this, left) || !isUsable(b, right) || !sums || (isComplex && !imagSums) ||
         !tmp.mReal.asDouble() || !scratch.asDouble() ||
-        !elementwise::add(Operation::sign, left, right, sums->elements(),
+        !elementwise::add(Operation::kSign, left, right, sums->elements(),
                           imagSums ? imagSums->elements() : std::span<double>(), result->getAssignmentQuantizer(),
                           rules.getCastBeforeSum(), byElements)) {
         byElements(0, result->numel());

@@ -39,10 +39,10 @@ struct Transposition {
             mover.run({.from = 0, .to = 0, .count = rows * columns});
             return;
         }
-        constexpr std::uint64_t tile = 16;
-        for (std::uint64_t left = 0; left < columns; left += tile) {
-            for (std::uint64_t top = 0; top < rows; top += tile) {
-                moveTile(mover, top, std::min(top + tile, rows), left, std::min(left + tile, columns));
+        constexpr std::uint64_t kTile = 16;
+        for (std::uint64_t left = 0; left < columns; left += kTile) {
+            for (std::uint64_t top = 0; top < rows; top += kTile) {
+                moveTile(mover, top, std::min(top + kTile, rows), left, std::min(left + kTile, columns));
             }
         }
     }
@@ -82,8 +82,8 @@ namespace {
 
 /// The host's error for a bad index.
 [[noreturn]] void raiseBadCast() {
-    constexpr int badIndex = 73;
-    hvErrMsg(badIndex);
+    constexpr int kBadIndex = 73;
+    hvErrMsg(kBadIndex);
 }
 
 std::uint64_t sizeFrom(double value) {

@@ -31,7 +31,7 @@ Value asFi(Session& session, const Value& operand, const Value& other) {
         }
         type.set("Scaling", "Unspecified");
     }
-    return session.construct(arrayClass, {asNumbers(operand), type, Value(false)});
+    return session.construct(kArrayClass, {asNumbers(operand), type, Value(false)});
 }
 
 /// The least power of two near a magnitude in the array, as its exponent; 0 if there is none.
@@ -85,7 +85,7 @@ Value computeDivideType(Session& session, const Value& numerator, const Value& d
     if (!isFi(denominator)) {
         b.fixedExponent = leastExponent(denominator);
     }
-    Value type = session.construct(typeClass);
+    Value type = session.construct(kTypeClass);
     for (const char* const dataType : {"double", "single", "ScaledDouble"}) {
         if (a.dataType == dataType || b.dataType == dataType) {
             type.set("DataType", dataType);
@@ -136,8 +136,8 @@ Value floatMagnitudes(Session& session, const Value& array) {
     std::vector<double> magnitudes(real.size());
     std::ranges::transform(real, imaginary, magnitudes.begin(), [](double x, double y) { return std::hypot(x, y); });
     const bool isLocal = session.call("isfimathlocal", {array}).toBool();
-    return session.construct(arrayClass, {doubles(values.dimensions(), magnitudes), array.get("numerictype"),
-                                          isLocal ? array.get("fimath") : Value(false)});
+    return session.construct(kArrayClass, {doubles(values.dimensions(), magnitudes), array.get("numerictype"),
+                                           isLocal ? array.get("fimath") : Value(false)});
 }
 
 }  // namespace
@@ -158,7 +158,7 @@ Value abs(Session& session, const Value& array, const Value& type, const Value& 
         return session.call("times", {values, values});
     };
     // The type of a `fi` is its own, so it may be changed.
-    const Value wanted = (type.isObject() ? session.construct(arrayClass, {Value(), type}) : array).get("numerictype");
+    const Value wanted = (type.isObject() ? session.construct(kArrayClass, {Value(), type}) : array).get("numerictype");
     if (wanted.get("SignednessBool").isEmpty()) {
         wanted.set("SignednessBool", false);
     }
@@ -172,10 +172,10 @@ Value sqrt(Session& session, const Value& array, const Value& type, const Value&
 // Convolutions and complex arrays
 
 Value conv(Session& session, const Value& a, const Value& b, std::string_view shape) {
-    static constexpr std::pair<std::string_view, const char*> methods[] = {
+    static constexpr std::pair<std::string_view, const char*> kMethods[] = {
         {"full", "convF"}, {"same", "convS"}, {"valid", "convV"}};
-    const auto found = std::ranges::find(methods, shape, [](const auto& row) { return row.first; });
-    if (found == std::end(methods)) {
+    const auto found = std::ranges::find(kMethods, shape, [](const auto& row) { return row.first; });
+    if (found == std::end(kMethods)) {
         throw hostref::HostError("fixedpoint:fi:conv:shape", "The shape of a convolution is full, same or valid.");
     }
     if (!isVector(dimensionsOf(session, a)) || !isVector(dimensionsOf(session, b))) {

@@ -32,9 +32,9 @@ bool isEqualTo(Session& session, const Value& fi, const Value& other) {
 }
 
 // A type in full, and rules.
-constexpr const char* typeProperties[] = {"DataTypeModeNoWarning", "Signedness", "WordLength",      "FixedExponent",
-                                          "SlopeAdjustmentFactor", "Bias",       "DataTypeOverride"};
-constexpr const char* rulesProperties[] = {
+constexpr const char* kTypeProperties[] = {"DataTypeModeNoWarning", "Signedness", "WordLength",      "FixedExponent",
+                                           "SlopeAdjustmentFactor", "Bias",       "DataTypeOverride"};
+constexpr const char* kRulesProperties[] = {
     "RoundMode",
     "OverflowMode",
     "ProductMode",
@@ -87,13 +87,13 @@ bool isequal(Session& session, Values values) {
 
 bool ispropequal(Session& session, const Value& a, const Value& b) {
     if (isFi(a) && isFi(b)) {
-        return agree(session, a.get("numerictype"), b.get("numerictype"), typeProperties) &&
-               agree(session, a.get("fimath"), b.get("fimath"), rulesProperties) && isEqualTo(session, a, b);
+        return agree(session, a.get("numerictype"), b.get("numerictype"), kTypeProperties) &&
+               agree(session, a.get("fimath"), b.get("fimath"), kRulesProperties) && isEqualTo(session, a, b);
     }
-    if (isObjectOf(a, typeClass) && isObjectOf(b, typeClass)) {
-        return agree(session, a, b, typeProperties);
+    if (isObjectOf(a, kTypeClass) && isObjectOf(b, kTypeClass)) {
+        return agree(session, a, b, kTypeProperties);
     }
-    return isObjectOf(a, rulesClass) && isObjectOf(b, rulesClass) && agree(session, a, b, rulesProperties);
+    return isObjectOf(a, kRulesClass) && isObjectOf(b, kRulesClass) && agree(session, a, b, kRulesProperties);
 }
 
 Value joinTruths(Session& session, TruthRule rule, const Value& a, const Value& b) {

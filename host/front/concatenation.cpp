@@ -103,7 +103,8 @@ Value cat(Session& session, std::size_t dimension, Values values) {
     }
     for (Part& part : parts) {
         if (const Value array = amongElementsOf(session, first, part.array); !isFi(array)) {
-            part.array = Passing(session.construct(arrayClass, {array, first.get("numerictype"), first.get("fimath")}));
+            part.array =
+                Passing(session.construct(kArrayClass, {array, first.get("numerictype"), first.get("fimath")}));
         }
     }
     const Joiner joiner(session, {std::move(empty), Along(parts.front().shape.withLength(0), dimension)});

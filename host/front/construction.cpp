@@ -61,12 +61,12 @@ void setOrThrow(Session& session, const Value& object, const Setting& setting) {
 }
 
 /// The defining properties of a type, each after those that it depends on.
-constexpr const char* typeProperties[] = {"DataTypeMode",          "Signedness", "WordLength",      "FixedExponent",
-                                          "SlopeAdjustmentFactor", "Bias",       "DataTypeOverride"};
+constexpr const char* kTypeProperties[] = {"DataTypeMode",          "Signedness", "WordLength",      "FixedExponent",
+                                           "SlopeAdjustmentFactor", "Bias",       "DataTypeOverride"};
 
 Value copyOfType(Session& session, const Value& type) {
-    Value copy = session.construct(typeClass);
-    for (const char* const property : typeProperties) {
+    Value copy = session.construct(kTypeClass);
+    for (const char* const property : kTypeProperties) {
         const char* const readName = std::string_view(property) == "DataTypeMode" ? "DataTypeModeNoWarning" : property;
         // A type refuses properties determined by its mode, even if nothing would change.
         if (const Value value = session.get(type, readName); session.get(copy, readName) != value) {
@@ -77,11 +77,11 @@ Value copyOfType(Session& session, const Value& type) {
 }
 
 Value globalRules(Session& session) {
-    return session.construct(arrayClass).get("fimath");
+    return session.construct(kArrayClass).get("fimath");
 }
 
 Value copyOfRules(Session& session, const Value& rules) {
-    return session.construct(arrayClass, {Value(), session.construct(typeClass), rules}).get("fimath");
+    return session.construct(kArrayClass, {Value(), session.construct(kTypeClass), rules}).get("fimath");
 }
 
 const Value& requireObject(const Value& value, const char* className) {
@@ -92,10 +92,10 @@ const Value& requireObject(const Value& value, const char* className) {
 }
 
 /// Properties that determine the scaling of a type, and the ones that binary-point scaling doesn't have.
-constexpr std::string_view scalingProperties[] = {"DataTypeMode",          "Scaling", "FractionLength",
-                                                  "BinaryPoint",           "Slope",   "FixedExponent",
-                                                  "SlopeAdjustmentFactor", "Bias"};
-constexpr std::string_view slopeBiasProperties[] = {"Slope", "SlopeAdjustmentFactor", "Bias"};
+constexpr std::string_view kScalingProperties[] = {"DataTypeMode",          "Scaling", "FractionLength",
+                                                   "BinaryPoint",           "Slope",   "FixedExponent",
+                                                   "SlopeAdjustmentFactor", "Bias"};
+constexpr std::string_view kSlopeBiasProperties[] = {"Slope", "SlopeAdjustmentFactor", "Bias"};
 
 bool isOneOf(std::span<const std::string_view> names, std::string_view name) {
     return std::ranges::find(names, name) != names.end();
@@ -112,9 +112,9 @@ class Recipe {
     explicit Recipe(Session& session) : mSession(session) {}
 
     void takeValues(const Value& values) { mValues = asNumbers(values); }
-    void takeNewType() { mType = mSession.construct(typeClass); }
+    void takeNewType() { mType = mSession.construct(kTypeClass); }
     void takeType(const Value& type);
-    void takeRules(const Value& rules) { mRules = copyOfRules(mSession, requireObject(rules, rulesClass)); }
+    void takeRules(const Value& rules) { mRules = copyOfRules(mSession, requireObject(rules, kRulesClass)); }
     void take(const Setting& setting);
     Value make();
 
@@ -137,13 +137,13 @@ class Recipe {
 };
 
 void Recipe::takeType(const Value& type) {
-    mType = copyOfType(mSession, requireObject(type, typeClass));
+    mType = copyOfType(mSession, requireObject(type, kTypeClass));
     mHasScaling = true;
 }
 
 const Value& Recipe::type() {
     if (!mType) {
-        mType = isMadeOfFi() ? mValues->get("numerictype") : mSession.construct(typeClass);
+        mType = isMadeOfFi() ? mValues->get("numerictype") : mSession.construct(kTypeClass);
         mHasScaling = isMadeOfFi();
     }
     return *mType;
@@ -165,17 +165,17 @@ void Recipe::take(const Setting& setting) {
     } else if (setting.name == "fimath") {
         takeRules(setting.value);
     } else if (hasSetting(type(), setting.name)) {
-        if (!mHasScaling && isOneOf(slopeBiasProperties, setting.name)) {
+        if (!mHasScaling && isOneOf(kSlopeBiasProperties, setting.name)) {
             type().set("Scaling", "SlopeBias");
         }
         setOrThrow(mSession, type(), setting);
-        mHasScaling = mHasScaling || isOneOf(scalingProperties, setting.name);
-    } else if (const Value anyRules = mSession.construct(rulesClass); hasSetting(anyRules, setting.name)) {
+        mHasScaling = mHasScaling || isOneOf(kScalingProperties, setting.name);
+    } else if (const Value anyRules = mSession.construct(kRulesClass); hasSetting(anyRules, setting.name)) {
         if (!mRules) {
             mRules = globalRules(mSession);
         }
         setOrThrow(mSession, *mRules, setting);
-    } else if (const Value anyArray = mSession.construct(arrayClass); hasSetting(anyArray, setting.name)) {
+    } else if (const Value anyArray = mSession.construct(kArrayClass); hasSetting(anyArray, setting.name)) {
         mOfArray.push_back(setting);
     } else {
         failForUnknown(setting.name, "an array", std::array{type(), anyRules, anyArray});
@@ -201,7 +201,7 @@ bool isInDoubles(const Value& values) {
 /// The type with its scaling: the best precision for host numbers if it has none.
 Value withScaling(Session& session, const Value& type, const Value& values) {
     const bool isOpen = session.call("isscalingunspecified", {type}).toBool();
-    return isOpen ? session.callStatic(arrayClass, "GetBestPrecisionForHvArray", {type, values}) : type;
+    return isOpen ? session.callStatic(kArrayClass, "GetBestPrecisionForHvArray", {type, values}) : type;
 }
 
 /// As above for a `fi` of words. For words beyond doubles as well, values beyond doubles are examined with other
@@ -210,18 +210,18 @@ Value withScalingForWords(Session& session, const Value& type, const Value& arra
     if (!session.call("isscalingunspecified", {type}).toBool()) {
         return type;
     }
-    constexpr int mostBitsInDoubles = 52;
+    constexpr int kMostBitsInDoubles = 52;
     const Value direct = array.get("double");
     if (isInDoubles(direct) || direct.isEmpty()) {
         return withScaling(session, type, direct);
     }
     const Value cast = array.get("numerictype");
-    if (wordLengthOf(type) > mostBitsInDoubles && cast.get("SlopeAdjustmentFactor").toDouble() == 1.0 &&
+    if (wordLengthOf(type) > kMostBitsInDoubles && cast.get("SlopeAdjustmentFactor").toDouble() == 1.0 &&
         cast.get("Bias").toDouble() == 0.0) {
         // From the longest word downward: what is 0 in one step is in the range of doubles in a later one.
-        constexpr int step = 2000;
+        constexpr int kStep = 2000;
         const double exponent = cast.get("FixedExponent").toDouble();  // of any int32, as that of the result must be
-        for (int shifted = 1023 - wordLengthOf(cast); shifted < 1023; shifted += step) {
+        for (int shifted = 1023 - wordLengthOf(cast); shifted < 1023; shifted += kStep) {
             cast.set("FixedExponent", shifted);
             const Passing moved(session, session.call("reinterpretcast", {array, cast}));
             if (const Value values = session.get(moved, "double"); isInDoubles(values)) {
@@ -234,7 +234,7 @@ Value withScalingForWords(Session& session, const Value& type, const Value& arra
     const auto isFinite = [](double value) { return std::isfinite(value); };
     if (!std::ranges::all_of(direct.toDoubles(), isFinite) || !std::ranges::all_of(direct.toImaginaries(), isFinite)) {
         // Infinity and NaN are refused as in a host array.
-        session.construct(arrayClass, {direct, type});
+        session.construct(kArrayClass, {direct, type});
     }
     return withScaling(session, type, direct);
 }
@@ -255,7 +255,7 @@ Value Recipe::make() {
 
 /// An array without elements that already has its tag, so that overflows of the elements are reported with it.
 Value Recipe::emptyOf(const Value& type) const {
-    Value made = mSession.construct(arrayClass, {Value(), type, rules()});
+    Value made = mSession.construct(kArrayClass, {Value(), type, rules()});
     for (const Setting& setting : mOfArray) {
         if (setting.name == "Tag") {
             mSession.set(made, setting.name, setting.value);
@@ -276,7 +276,7 @@ Value Recipe::madeOfNumbers() {
     const Value values = isMadeOfFi() ? mValues->get("double") : mValues.value_or(Value());
     const bool hasTag = std::ranges::any_of(mOfArray, [](const Setting& setting) { return setting.name == "Tag"; });
     if (!hasTag || !isNumbers(values)) {
-        return mSession.construct(arrayClass, {values, type(), rules()});
+        return mSession.construct(kArrayClass, {values, type(), rules()});
     }
     Value made = emptyOf(withScaling(mSession, type(), values));
     const bool hasRules = rules().isObject();
@@ -307,7 +307,7 @@ bool isText(const Value& value) {
 }
 
 // The meaning of numbers after the values, by their count.
-constexpr const char* positions[][5] = {
+constexpr const char* kPositions[][5] = {
     {},
     {"SignednessBool"},
     {"SignednessBool", "WordLength"},
@@ -350,17 +350,17 @@ Value fiOf(Session& session, std::span<const Value> arguments) {
         const auto end = std::find_if(arguments.begin() + 1, arguments.end(),
                                       [](const Value& value) { return value.isObject() || isText(value); });
         const auto numbers = std::span(arguments.begin() + 1, end);
-        if (numbers.size() >= std::size(positions)) {
+        if (numbers.size() >= std::size(kPositions)) {
             fail("fixedpoint:fi:constructor:badArgument", "At most five numbers can follow the values.");
         }
         if (!numbers.empty()) {
             recipe.takeNewType();
         }
         for (std::size_t i = 0; i < numbers.size(); ++i) {
-            recipe.take({positions[numbers.size()][i], numbers[i]});
+            recipe.take({kPositions[numbers.size()][i], numbers[i]});
         }
         next += numbers.size();
-        if (numbers.empty() && next < arguments.size() && isObjectOf(arguments[next], typeClass)) {
+        if (numbers.empty() && next < arguments.size() && isObjectOf(arguments[next], kTypeClass)) {
             recipe.takeType(arguments[next++]);
         }
         if (next < arguments.size() && !isText(arguments[next])) {
@@ -380,7 +380,7 @@ Value fiOf(Session& session, std::span<const Value> arguments) {
 }
 
 Value numerictype(Session& session, const Settings& settings) {
-    return set(session, session.construct(typeClass), settings);
+    return set(session, session.construct(kTypeClass), settings);
 }
 
 Value fimath(Session& session, const Settings& settings) {

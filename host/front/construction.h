@@ -10,8 +10,8 @@
 // settings take effect in their order, except that overflows of the elements of a `fi` are reported with the tag.
 // Without a scaling, the best precision for the values is used; for words up to 52 bits, only if doubles hold the
 // values. With rules, or a setting of them, the array has local rules, which start as the global ones. Without, it
-// takes the rules of a `fi` that it is made from, otherwise none: then numbers are rounded to nearest and saturated,
-// and the elements of a `fi` follow the global rules.
+// takes the local rules of a `fi` that it is made from, otherwise none: then numbers are rounded to nearest and
+// saturated, and the elements of a `fi` follow the global rules.
 //
 // An error creates no object. In addition to the errors of the classes: "fixedpoint:fi:constructor:unknownProperty",
 // and "fixedpoint:fi:constructor:refusedSetting" for a refused setting, for which a type only warns.

@@ -12,9 +12,9 @@ namespace {
 using Results = std::vector<Value>;
 
 // The host's standard errors by their numbers.
-constexpr int tooManyInputs = 1;
-constexpr int notEnoughInputs = 2;
-constexpr int tooManyOutputs = 3;
+constexpr int kTooManyInputs = 1;
+constexpr int kNotEnoughInputs = 2;
+constexpr int kTooManyOutputs = 3;
 
 /// Whether an argument is given and isn't the empty array, which means an omitted argument.
 bool isGiven(Values arguments, std::size_t place) {
@@ -43,10 +43,10 @@ Results ofTruths(Session& session, int /*resultCount*/, Values arguments) {
 /// An array, a type and rules; the last two may be omitted.
 template <auto compute>
 Results byTypeAndRules(Session& session, int /*resultCount*/, Values arguments) {
-    const bool hasType = arguments.size() > 1 && isObjectOf(arguments[1], typeClass);
+    const bool hasType = arguments.size() > 1 && isObjectOf(arguments[1], kTypeClass);
     const std::size_t rulesPlace = hasType ? 2 : 1;
     if (arguments.size() > rulesPlace + 1 ||
-        (arguments.size() > rulesPlace && !isObjectOf(arguments[rulesPlace], rulesClass))) {
+        (arguments.size() > rulesPlace && !isObjectOf(arguments[rulesPlace], kRulesClass))) {
         throw hostref::HostError("fixedpoint:fi:abs:badArgument",
                                  "A type and rules, in this order, can follow the array.");
     }
@@ -67,7 +67,7 @@ template <auto ofTwoArrays, auto along>
 Results extremes(Session& session, int resultCount, Values arguments) {
     if (arguments.size() == 2) {
         if (resultCount > 1) {
-            hvErrMsg(tooManyOutputs);
+            hvErrMsg(kTooManyOutputs);
         }
         return {ofTwoArrays(session, arguments[0], arguments[1])};
     }
@@ -122,7 +122,7 @@ struct Row {
     Implementation implementation;
 };
 
-constexpr std::size_t any = SIZE_MAX;
+constexpr std::size_t kAny = SIZE_MAX;
 
 constexpr bool isAnd(bool a, bool b) {
     return a && b;
@@ -134,31 +134,31 @@ constexpr bool isXor(bool a, bool b) {
     return a != b;
 }
 
-constexpr Row fiFunction = {"fi", 0, any, 1, ofAll<fiOf>};
-constexpr Row propertiesEqual = {"ispropequal", 2, 2, 1, ofTwo<ispropequal>};
+constexpr Row kFiFunction = {"fi", 0, kAny, 1, ofAll<fiOf>};
+constexpr Row kPropertiesEqual = {"ispropequal", 2, 2, 1, ofTwo<ispropequal>};
 
-constexpr Row methods[] = {
+constexpr Row kMethods[] = {
     {"abs", 1, 3, 1, byTypeAndRules<front::abs>},
     {"and", 2, 2, 1, ofTruths<isAnd>},
-    {"cat", 1, any, 1, catCall},
+    {"cat", 1, kAny, 1, catCall},
     {"complex", 1, 2, 1, complexCall},
     {"computeDivideType", 2, 2, 1, ofTwo<computeDivideType>},
     {"conv", 2, 3, 1, convCall},
     {"disp", 1, 1, 1, dispCall},
-    {"emptyfirstobj", 1, any, 1, ofAll<emptyfirstobj>},
-    {"firstobj", 1, any, 1, firstobjCall},
-    {"horzcat", 1, any, 1, ofAll<horzcat>},
-    {"isequal", 2, any, 1, ofAll<isequal>},
-    propertiesEqual,
+    {"emptyfirstobj", 1, kAny, 1, ofAll<emptyfirstobj>},
+    {"firstobj", 1, kAny, 1, firstobjCall},
+    {"horzcat", 1, kAny, 1, ofAll<horzcat>},
+    {"isequal", 2, kAny, 1, ofAll<isequal>},
+    kPropertiesEqual,
     {"max", 1, 3, 2, extremes<max, maxAlong>},
     {"min", 1, 3, 2, extremes<min, minAlong>},
     {"mrdivide", 2, 2, 1, ofTwo<mrdivide>},
     {"or", 2, 2, 1, ofTruths<isOr>},
     {"rdivide", 2, 2, 1, ofTwo<rdivide>},
-    {"reshape", 2, any, 1, reshapeCall},
+    {"reshape", 2, kAny, 1, reshapeCall},
     {"sum", 1, 2, 1, sumCall},
-    {"todoublecell", 1, any, 1, ofAll<todoublecell>},
-    {"vertcat", 1, any, 1, ofAll<vertcat>},
+    {"todoublecell", 1, kAny, 1, ofAll<todoublecell>},
+    {"vertcat", 1, kAny, 1, ofAll<vertcat>},
     {"xor", 2, 2, 1, ofTruths<isXor>},
 };
 
@@ -166,13 +166,13 @@ constexpr Row methods[] = {
 hostref::SessionFunction functionOf(const Row& row) {
     return [&row](Session& session, int resultCount, Values arguments) {
         if (arguments.size() < row.fewest) {
-            hvErrMsg(notEnoughInputs);
+            hvErrMsg(kNotEnoughInputs);
         }
         if (arguments.size() > row.most) {
-            hvErrMsg(tooManyInputs);
+            hvErrMsg(kTooManyInputs);
         }
         if (resultCount > row.mostResults) {
-            hvErrMsg(tooManyOutputs);
+            hvErrMsg(kTooManyOutputs);
         }
         return row.implementation(session, resultCount, arguments);
     };
@@ -181,12 +181,12 @@ hostref::SessionFunction functionOf(const Row& row) {
 }  // namespace
 
 void install(Session& session) {
-    session.addFunction(fiFunction.name, functionOf(fiFunction));
-    for (const Row& row : methods) {
-        session.addMethod(arrayClass, row.name, functionOf(row));
+    session.addFunction(kFiFunction.name, functionOf(kFiFunction));
+    for (const Row& row : kMethods) {
+        session.addMethod(kArrayClass, row.name, functionOf(row));
     }
-    for (const char* const className : {typeClass, rulesClass}) {
-        session.addMethod(className, propertiesEqual.name, functionOf(propertiesEqual));
+    for (const char* const className : {kTypeClass, kRulesClass}) {
+        session.addMethod(className, kPropertiesEqual.name, functionOf(kPropertiesEqual));
     }
 }
 

@@ -20,8 +20,8 @@ namespace {
 }
 
 std::size_t sizeFrom(double given) {
-    constexpr double end = 0x1p53;
-    if (!(given >= 0.0 && given < end && given == std::floor(given))) {
+    constexpr double kEnd = 0x1p53;
+    if (!(given >= 0.0 && given < kEnd && given == std::floor(given))) {
         failForSize();
     }
     return static_cast<std::size_t>(given);

@@ -45,9 +45,9 @@ std::size_t firstLongDimension(const Dimensions& dimensions) {
 }
 
 std::size_t dimensionAt(const Value& number) {
-    constexpr double most = 1024;
+    constexpr double kMost = 1024;
     const double given = number.isArray() && number.numberOfElements() == 1 ? number.toDouble() : 0.0;
-    if (!(given >= 1.0 && given <= most && given == std::floor(given))) {
+    if (!(given >= 1.0 && given <= kMost && given == std::floor(given))) {
         throw hostref::HostError("fixedpoint:fi:dimension:mustBePositiveInteger",
                                  "The number of a dimension must be a whole number from 1 to 1024.");
     }

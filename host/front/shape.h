@@ -17,14 +17,14 @@ using hostref::Session;
 using hostref::Value;
 using Dimensions = std::vector<std::size_t>;
 
-inline constexpr const char* arrayClass = "embedded.fi";
-inline constexpr const char* typeClass = "embedded.numerictype";
-inline constexpr const char* rulesClass = "embedded.fimath";
+inline constexpr const char* kArrayClass = "embedded.fi";
+inline constexpr const char* kTypeClass = "embedded.numerictype";
+inline constexpr const char* kRulesClass = "embedded.fimath";
 
 /// Returns whether the value is an object of the class.
 bool isObjectOf(const Value& value, const char* className);
 inline bool isFi(const Value& value) {
-    return isObjectOf(value, arrayClass);
+    return isObjectOf(value, kArrayClass);
 }
 
 /// Returns whether the value is a numeric or logical array of the host.
@@ -45,8 +45,8 @@ std::size_t dimensionAt(const Value& number);
 Value doubles(const Dimensions& dimensions, std::span<const double> elements);
 /// A logical array as doubles, for which a precision can be found; any other value unchanged.
 Value asNumbers(const Value& value);
-/// A value that is safe as elements of a `fi`: words as doubles if it holds doubles, since the class would keep values
-/// beyond these; any other value unchanged.
+/// A value that is safe as elements of `fi`: words as doubles if the data type of `fi` is double, since the class would
+/// keep values beyond doubles; any other value unchanged.
 Value amongElementsOf(Session& session, const Value& fi, const Value& value);
 /// The same elements in other dimensions, whose product must be the same.
 Value reshaped(Session& session, const Value& array, Dimensions dimensions);

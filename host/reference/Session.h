@@ -81,8 +81,8 @@ class TOLVANE_HOST_API Session {
  public:
     enum class Start { now, later };
 
-    /// Uses the module "tolvane": the one already in the process, otherwise libtolvane.so as found by the loader or in
-    /// the folder of the host library. Throws "VELMAR:module:notFound" with the loader's text.
+    /// Uses the module "tolvane": the one already in the process, otherwise libtolvane.so from the folder of the
+    /// host library, or as found by the loader. Throws "VELMAR:module:notFound" with the loader's text.
     explicit Session(Start start = Start::now);
     /// Loads a module by its path. Its name, which is part of its entry points' names, is derived from the file name
     /// ("libzoo.so" is "zoo") unless one is given. Throws "VELMAR:module:notFound" or "VELMAR:module:noEntryPoint".

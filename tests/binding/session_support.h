@@ -16,6 +16,8 @@ using hostref::HostError;
 using hostref::Session;
 using hostref::Value;
 using hostref::Warning;
+using Numbers = std::vector<double>;
+using Values = std::vector<Value>;
 
 class BindingTest : public testing::Test {
  protected:
@@ -53,6 +55,56 @@ class BindingTest : public testing::Test {
                "," + std::to_string(integer(type.get("FractionLength")));
     }
     static long integer(const Value& value) { return static_cast<long>(value.toDouble()); }
+    long count(const char* counter, const Value& object) { return integer(session.call(counter, {object})); }
+    Numbers sizeOf(const Value& object) { return session.call("size", {object}).toDoubles(); }
+
+    /// In steps of 1.5 from 1 on, in 8 bits.
+    Value steps(double value) {
+        return fi(value, made("embedded.numerictype", {{"DataTypeMode", "Fixed-point: slope and bias scaling"},
+                                                       {"WordLength", 8},
+                                                       {"Slope", 1.5},
+                                                       {"Bias", 1.0}}));
+    }
+    Value s8(const Value& value) { return fi(value, type(true, 8, 0)); }
+    static Value matrix(std::size_t rows, const Numbers& values) {
+        return Value::matrix(rows, values.size() / rows, values);
+    }
+    template <class T>
+    static Value columnOf(const std::vector<T>& values) {
+        hvArrayOwner made(hvCreateNumericMatrix(values.size(), 1, hvClassOf<T>));
+        std::ranges::copy(values, hvGetTypedData<T>(made.get()).begin());
+        return Value(std::move(made));
+    }
+
+    /// The error of a call, or its id alone.
+    Raised refusal(const std::string& method, const Values& arguments, int resultCount = 1) {
+        return thrownBy([&] { session.call(resultCount, method, arguments); });
+    }
+    Raised makingRefusal(const std::string& className, const Values& arguments = {}) {
+        return thrownBy([&] { session.construct(className, arguments); });
+    }
+    Raised staticRefusal(const std::string& className, const std::string& method, const Values& arguments) {
+        return thrownBy([&] { session.callStatic(className, method, arguments); });
+    }
+    std::string idOf(const std::string& method, const Values& arguments, int resultCount = 1) {
+        return refusal(method, arguments, resultCount).id;
+    }
+    /// The warnings since the last look, such as "2 sum overflows in +, 1 underflow in +"; others by id.
+    std::string reports() {
+        std::string reported;
+        for (const Warning& warning : session.takeWarnings()) {
+            const std::size_t middle = warning.text.find(" occurred in the fi ");
+            const std::string kind = warning.text.substr(0, middle);
+            reported += reported.empty() ? "" : ", ";
+            if (middle == std::string::npos || !warning.text.ends_with(" operation.") ||
+                warning.id != (kind.find("underflow") == std::string::npos ? "fi:overflow" : "fi:underflow")) {
+                reported += warning.id;
+            } else {
+                reported += kind + " in " + warning.text.substr(middle + 20, warning.text.size() - middle - 31);
+            }
+        }
+        return reported;
+    }
 
     /// Writes as the internal client, regardless of users' access.
     static void setInternally(const Value& object, const char* name, const void* value) {

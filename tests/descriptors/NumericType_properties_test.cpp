@@ -348,15 +348,6 @@ TEST(NumericTypeComparison, IsEquivalentByValuesAndOneSidedAboutUnspecifiedScali
     }
 }
 
-TEST(NumericTypeComparison, ConvertsToAnyNumericType) {
-    const NumericType type;
-    const NumericType boolean = typeOfMode(TypeMode::Boolean);
-    EXPECT_TRUE(type.canBeConvertedTo(&boolean));
-    EXPECT_FALSE(type.canBeConvertedTo(nullptr));
-    EXPECT_FALSE(type.isAlias());
-    EXPECT_STREQ(type.getIsAliasString(), "false");
-}
-
 TEST(NumericTypeSet, CopiesTheNumbersAndLeavesNamesAndQualifiers) {
     NumericType source = typeOfMode(TypeMode::ScaledDoubleSlopeBias);
     source.setName("source");
@@ -384,6 +375,8 @@ TEST(NumericTypeQueries, ReadScaleInItsForms) {
     EXPECT_EQ(type.getSlope(), 12.0);
     EXPECT_EQ(type.getFractionLength(), -3);
     EXPECT_EQ(type.addSlopeAdjustmentFactorBias(8), 8.0);
+    EXPECT_STREQ(type.getIsAliasString(), "false");
+    EXPECT_FALSE(type.isAlias());
     NumericType extreme(true, 16, 0);
     extreme.setFixedExponent(INT_MIN);
     EXPECT_EQ(extreme.getFractionLength(), INT_MAX);

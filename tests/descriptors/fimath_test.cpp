@@ -1,7 +1,9 @@
+// Rules of arithmetic: setters, texts, the global object, the dictionary, and the way through the host.
 #include "descriptors/fimath.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cmath>
@@ -153,8 +155,7 @@ TEST(FimathSetters, SplitSlopesAndRefuseBadFactors) {
 TEST(FimathSetters, TakeFormatsInDoubles) {
     const struct {
         RealPoint format;
-        int word;
-        int exponent;
+        int word, exponent;
     } good[] = {
         {{12, 9}, 12, -9}, {{12.9, 9.9}, 12, -9},    {{1, -3.5}, 1, 3},         {{65535.5, 0}, 65535, 0},
         {{8, kNaN}, 8, 0}, {{8, 1e300}, 8, INT_MIN}, {{8, -1e300}, 8, INT_MAX}, {{8, kInf}, 8, INT_MIN},
@@ -288,6 +289,21 @@ TEST(FimathConstruction, StoresAllTwelveValuesUnchecked) {
     EXPECT_TRUE(later.isequal(fimath(later)));
 }
 
+/// The scaling of a register.
+struct Scaling {
+    double factor, bias;
+};
+fimath rulesOf(std::size_t product, std::size_t sum, const Scaling& productScaling, const Scaling& sumScaling,
+               bool casts) {
+    fimath rules(Round::Convergent, Overflow::Saturate, Precision::Stepped, static_cast<Rule>(product), 11, 22, 33,
+                 static_cast<Rule>(sum), 44, 55, -6, casts);
+    rules.setProductSlopeAdjustmentFactor(productScaling.factor);
+    rules.setProductBias(productScaling.bias);
+    rules.setSumSlopeAdjustmentFactor(sumScaling.factor);
+    rules.setSumBias(sumScaling.bias);
+    return rules;
+}
+
 TEST(FimathQueries, DeriveSlopesAndFormats) {
     const fimath rules = unusualRules();
     EXPECT_EQ(rules.getProductFractionLength(), 33);
@@ -296,22 +312,14 @@ TEST(FimathQueries, DeriveSlopesAndFormats) {
     EXPECT_EQ(rules.getSumSlope(), 96.0);
     EXPECT_EQ(rules.getProductFormat(), (RealPoint{11, 33}));
     EXPECT_EQ(rules.getSumFormat(), (RealPoint{44, -6}));
-    const struct {
-        double factor;
-        double bias;
-        bool isScaled;
-    } rows[] = {{1, 0, false}, {1, -0.0, false}, {1.5, 0, true}, {1, 1e-300, true}, {1, kNaN, true}};
-    for (const auto& row : rows) {
-        fimath product = unusualRules();
-        product.setProductSlopeAdjustmentFactor(row.factor);
-        product.setProductBias(row.bias);
-        EXPECT_EQ(product.isProductSlopeBiasScaled(), row.isScaled);
-        EXPECT_TRUE(product.isSumSlopeBiasScaled());
-        fimath sum = unusualRules();
-        sum.setSumSlopeAdjustmentFactor(row.factor);
-        sum.setSumBias(row.bias);
-        EXPECT_EQ(sum.isSumSlopeBiasScaled(), row.isScaled);
-        EXPECT_TRUE(sum.isProductSlopeBiasScaled());
+    const std::array<std::pair<Scaling, bool>, 5> rows = {
+        {{{1, 0}, false}, {{1, -0.0}, false}, {{1.5, 0}, true}, {{1, 1e-300}, true}, {{1, kNaN}, true}}};
+    for (const auto& [product, isProductScaled] : rows) {
+        for (const auto& [sum, isSumScaled] : rows) {
+            const fimath scaled = rulesOf(3, 3, product, sum, false);
+            EXPECT_EQ(scaled.isProductSlopeBiasScaled(), isProductScaled);
+            EXPECT_EQ(scaled.isSumSlopeBiasScaled(), isSumScaled);
+        }
     }
     fimath extreme = rules;
     extreme.setProductFixedExponent(INT_MAX);
@@ -448,23 +456,8 @@ TEST(FimathTexts, AreRefusedWhenAModeOrALineIsMissing) {
               "ceil\nwrap\nKeepLSB\n12\n0\n2147483647\nKeepMSB\n-2147483648\n0\n7\n1\n");
 }
 
-/// The scalings of a register that show in its texts.
-struct Scaling {
-    double factor;
-    double bias;
-};
+/// The scalings that show in texts.
 constexpr std::array<Scaling, 3> kScalings = {{{1, 0}, {1.25, 0}, {1, -0.5}}};
-
-fimath rulesOf(std::size_t product, std::size_t sum, const Scaling& productScaling, const Scaling& sumScaling,
-               bool casts) {
-    fimath rules(Round::Convergent, Overflow::Saturate, Precision::Stepped, static_cast<Rule>(product), 11, 22, 33,
-                 static_cast<Rule>(sum), 44, 55, -6, casts);
-    rules.setProductSlopeAdjustmentFactor(productScaling.factor);
-    rules.setProductBias(productScaling.bias);
-    rules.setSumSlopeAdjustmentFactor(sumScaling.factor);
-    rules.setSumBias(sumScaling.bias);
-    return rules;
-}
 
 /// Rows by mode; the last mode has a text for each scaling.
 struct RegisterTexts {
@@ -636,6 +629,133 @@ TEST_F(FimathHost, TellsListenersOfNewValuesByName) {
     fimath::fimathNotifyFixedPropEvent(handle.get(), 1, "NoSuchProperty");
     EXPECT_EQ(seen.get(),
               (std::vector<std::string>{"SumWordLengthPostSet -12", "SumBiasPostSet 0.250000", "TextPostSet 2^-3"}));
+}
+
+/// Every test starts without a global object and without handles, and puts back what it found.
+class GlobalFimath : public ::testing::Test {
+ protected:
+    void SetUp() override {
+        ASSERT_EQ(fimath::getGlobalFimathRefCount(), 0u) << "another test left a handle counted";
+        fimath::resetGlobalFimath();
+    }
+    void TearDown() override {
+        while (fimath::getGlobalFimathRefCount() != 0) {
+            fimath::decGlobalFimathRefCount();
+        }
+        fimath::setGlobalFimath(mBefore);
+    }
+
+    const fimath mBefore = fimath::getGlobalFimath();
+};
+
+TEST_F(GlobalFimath, IsMadeFromFactoryValuesByItsFirstUser) {
+    EXPECT_EQ(fieldsOf(fimath::getGlobalFimath()), factoryFields());
+    fimath::resetGlobalFimath();
+    // Not from the object of two modes.
+    EXPECT_EQ(fieldsOf(fimath(Round::Ceil, Overflow::Wrap)),
+              changed(factoryFields(), {{"RoundMode", 0}, {"OverflowMode", 1}}));
+    fimath first;
+    EXPECT_EQ(fieldsOf(first), factoryFields());
+    // It is a copy of the first object, with its own life.
+    first.setRoundMode(Round::Ceil);
+    EXPECT_NE(&fimath::getGlobalFimath(), &first);
+    EXPECT_EQ(fieldsOf(fimath::getGlobalFimath()), factoryFields());
+}
+
+TEST_F(GlobalFimath, IsCopiedByNewObjects) {
+    fimath::setGlobalFimath(unusualRules());
+    EXPECT_EQ(fieldsOf(fimath()), fieldsOf(unusualRules()));
+    EXPECT_EQ(fieldsOf(fimath(Round::Convergent, Overflow::Saturate)),
+              changed(fieldsOf(unusualRules()), {{"RoundMode", 1}, {"OverflowMode", 0}}));
+    // A change of the object shows in what is made from then on.
+    fimath::getGlobalFimath().setSumBias(7);
+    EXPECT_EQ(fimath().getSumBias(), 7);
+    fimath::resetGlobalFimath();
+    EXPECT_EQ(fieldsOf(fimath()), factoryFields());
+}
+
+TEST_F(GlobalFimath, ChangesInPlaceWhileHandlesAreCounted) {
+    fimath::incGlobalFimathRefCount();
+    fimath::incGlobalFimathRefCount();
+    EXPECT_EQ(fimath::getGlobalFimathRefCount(), 2u);
+    const fimath& seen = fimath::getGlobalFimath();
+    fimath::setGlobalFimath(unusualRules());
+    EXPECT_EQ(fieldsOf(seen), fieldsOf(unusualRules()));
+    fimath::resetGlobalFimath();
+    EXPECT_EQ(fieldsOf(seen), factoryFields());
+    fimath::decGlobalFimathRefCount();
+    fimath::setGlobalFimath(unusualRules());
+    EXPECT_EQ(fieldsOf(seen), fieldsOf(unusualRules()));
+    fimath::resetGlobalFimathToFactory();
+    EXPECT_EQ(fieldsOf(seen), factoryFields());
+    EXPECT_EQ(&seen, &fimath::getGlobalFimath());
+    for (const bool isCounted : {true, false}) {
+        fimath::setGlobalFimath(unusualRules());
+        fimath::setGlobalFimath(fimath::getGlobalFimath());
+        EXPECT_EQ(fieldsOf(fimath::getGlobalFimath()), fieldsOf(unusualRules())) << isCounted;
+        while (fimath::getGlobalFimathRefCount() != 0) {
+            fimath::decGlobalFimathRefCount();
+        }
+    }
+}
+
+TEST_F(GlobalFimath, NeedNotExistToBeResetOrSet) {
+    fimath::resetGlobalFimath();
+    fimath::resetGlobalFimathToFactory();
+    // A handle counted before there is an object.
+    fimath::incGlobalFimathRefCount();
+    fimath::resetGlobalFimath();
+    fimath::resetGlobalFimathToFactory();
+    fimath::setGlobalFimath(unusualRules());
+    EXPECT_EQ(fieldsOf(fimath::getGlobalFimath()), fieldsOf(unusualRules()));
+}
+
+TEST(FimathDictionary, KeepsCopiesByTag) {
+    const Raised unknown{"fixedpoint:fimath:InvalidFimathKey",
+                         "The fimath dictionary does not contain a fimath with that tag."};
+    const Raised unknownToGet{"VELMAR:class:MustBeHandle", "Parameter must be a handle."};
+    const std::string tag = "dictionary test";
+    ASSERT_FALSE(fimath::fimathMapKeyExists(tag));
+    const std::size_t others = fimath::getFimathMap()->size();
+    const fimath other(Round::Ceil, Overflow::Wrap);
+
+    EXPECT_EQ(raisedBy([&] { fimath::getFromFimathMap(tag); }), unknownToGet);
+    EXPECT_EQ(raisedBy([&] { fimath::replaceInFimathMap(tag, other); }), unknown);
+    EXPECT_EQ(raisedBy([&] { fimath::eraseFromFimathMap(tag); }), unknown);
+    EXPECT_EQ(fimath::getFimathMap()->size(), others);
+
+    {
+        const fimath source = unusualRules();
+        fimath::addToFimathMap(tag, source);
+    }
+    EXPECT_TRUE(fimath::fimathMapKeyExists(tag));
+    EXPECT_EQ(raisedBy([&] { fimath::addToFimathMap(tag, other); }),
+              (Raised{"fixedpoint:fimath:FimathKeyExists",
+                      "The fimath dictionary already contains a fimath with the tag: dictionary test"}));
+    EXPECT_EQ(fieldsOf(fimath::getFromFimathMap(tag)), fieldsOf(unusualRules()));
+    EXPECT_EQ(&fimath::getFimathMap()->at(tag), &fimath::getFromFimathMap(tag));
+
+    fimath::replaceInFimathMap(tag, other);
+    fimath::replaceInFimathMap(tag, fimath::getFromFimathMap(tag));
+    EXPECT_EQ(fieldsOf(fimath::getFromFimathMap(tag)), fieldsOf(other));
+
+    // Tags are any texts, in the order of their bytes; the empty one and one with a zero inside are tags too.
+    const std::string tags[] = {"", std::string("a\0b", 3), "a"};
+    for (const std::string& each : tags) {
+        fimath::addToFimathMap(each, other);
+    }
+    std::vector<std::string> order;
+    for (const auto& entry : *fimath::getFimathMap()) {
+        order.push_back(entry.first);
+    }
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+    EXPECT_EQ(order.size(), others + 4);
+    for (const std::string& each : tags) {
+        fimath::eraseFromFimathMap(each);
+    }
+    fimath::eraseFromFimathMap(tag);
+    EXPECT_EQ(raisedBy([&] { fimath::getFromFimathMap(tag); }), unknownToGet);
+    EXPECT_EQ(fimath::getFimathMap()->size(), others);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// What a user types for formats, lists and modes.
+// What a user types for formats, lists and modes, and binary points worked out by hand. Stored words are compared with
+// the library's in all modes by the study itself (word_length_study_test.cpp).
 #include "examples/studies/Format.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "examples/studies/StudyError.h"
+#include "examples/studies/stored_word.h"
 
 using namespace study;
 
@@ -94,5 +96,29 @@ TEST(Lists, RefuseGapsReversalsAndNumbersOutOfRange) {
     }
     for (const char* text : {"", "16", "16:5:1", "16:5,", "4:4", "16:12"}) {
         EXPECT_NE(refusal([&] { parseFloats(text); }), "accepted") << text;
+    }
+}
+
+TEST(StoredWord, OfAFloatIsInfiniteBeyondTheGreatestValueAlone) {
+    EXPECT_EQ(storedWord(65504.0, parseFormat("f16:5 ceil", Format{})), 0x7bffU);
+    EXPECT_EQ(storedWord(65504.5, parseFormat("f16:5 floor", Format{})), 0x7c00U);
+}
+
+TEST(CoveringFraction, IsTheFinestThatHoldsBothEnds) {
+    const struct {
+        double low, high;
+        Kind kind;
+        int wordBits, fraction;
+        const char* why;
+    } cases[] = {
+        {0, 0, Kind::Signed, 8, 7, "silence has full scale 1"},
+        {0, 0, Kind::Unsigned, 8, 8, "silence has full scale 1"},
+        {-1, 0.5, Kind::Signed, 8, 7, "the lower bound is reached"},
+        {-1, 1, Kind::Signed, 8, 6, "the upper bound isn't"},
+        {-100, 0.5, Kind::Unsigned, 8, 8, "samples below zero don't count"},
+        {0, 1e-300, Kind::Signed, 16, 512, "no further than the limit"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(coveringFraction(row.low, row.high, row.kind, row.wordBits, Round::Nearest), row.fraction) << row.why;
     }
 }

@@ -13,12 +13,12 @@
 #include <string_view>
 #include <vector>
 
+#include "examples/studies/stored_word.h"
 #include "tests/examples/sounds.h"
 
 struct Outcome {
     int code;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 using Arguments = std::vector<std::string>;
@@ -108,6 +108,13 @@ void expectRemarks(const std::string& program, const Arguments& quick, const Run
     }
 }
 
+/// The integer that a fixed-point format stores for a sample.
+inline std::int64_t storedInteger(double sample, const study::Format& format) {
+    const auto word = static_cast<std::int64_t>(study::storedWord(sample, format));
+    const auto size = std::int64_t{1} << format.wordBits;
+    return format.kind == study::Kind::Signed && 2 * word >= size ? word - size : word;
+}
+
 using Row = std::map<std::string, std::string>;
 
 /// The rows of a comma-separated table; commas within quotation marks belong to the text.
@@ -148,9 +155,22 @@ inline Row chosenOf(const std::vector<Row>& rows) {
     return chosen == rows.end() ? Row{} : *chosen;
 }
 
-/// Runs a program through the shell and returns its exit code.
-inline int runProgram(const std::string& program, const std::string& arguments, const std::string& out,
-                      const std::string& err) {
-    const std::string command = "'" + program + "' " + arguments + " >'" + out + "' 2>'" + err + "'";
-    return WEXITSTATUS(std::system(command.c_str()));
+/// Runs a study's program through the shell: on a recording, on none, and with an output that is full.
+inline void expectProgram(const std::string& name, const std::string& path, const std::string& options,
+                          const std::string& text) {
+    const TemporaryFolder folder;
+    writeSound(folder.file("a.wav"), std::vector<std::int16_t>{0, 1, -1, 16384, 9000, -20000, 77, 12});
+    const std::string out = folder.file("out");
+    const auto run = [&](const std::string& recording, const std::string& output) {
+        const std::string command =
+            "'" + path + "' '" + recording + "' " + options + " >'" + output + "' 2>'" + folder.file("err") + "'";
+        return WEXITSTATUS(std::system(command.c_str()));
+    };
+    EXPECT_EQ(run(folder.file("a.wav"), out), 0);
+    EXPECT_EQ(readText(folder.file("err")), "");
+    expectTexts(readText(out), {text});
+    EXPECT_EQ(run(folder.file("b.wav"), out), 3);
+    EXPECT_EQ(readText(out), "");
+    EXPECT_EQ(readText(folder.file("err")), name + ": " + folder.file("b.wav") + ": there is no such file\n");
+    EXPECT_EQ(run(folder.file("a.wav"), "/dev/full"), 6);
 }

@@ -101,7 +101,10 @@ TEST(TypeReport, DescribesTheStateOfTheFilterInItsHeader) {
     expectFacts(program.c_str(), facts);
 
     writeText(folder.file("user.c"),
+              "#include \"coefficients.h\"\n"
               "#include \"state.h\"\n"
+              "_Static_assert(FILTER_TAPS == 3 && FILTER_SUM_BITS == 54, \"\");\n"
+              "int first(void) { return filter_coefficients[0]; }\n"
               "_Static_assert(sizeof(struct filter_state) == 6 + 2 + 24 + 8 + 8 + 8 + 24, \"\");\n"
               "int sum(struct filter_state *s) { return s->next->round == RoundMode_nearest; }\n");
     const std::string compile = program + " --declaration > " + folder.file("state.h") +
@@ -115,8 +118,7 @@ TEST(TypeReport, HelpsAndRefuses) {
     const struct {
         std::string arguments;
         int code;
-        std::string out;
-        std::string err;
+        std::string out, err;
     } rows[] = {
         {"--help", 0, "\nUsage: type_report [OPTIONS] HEADER\n", ""},
         {"few.h -h", 0, "  --declaration  ", ""},

@@ -1,4 +1,4 @@
-// Files that appear complete or not at all, and words that are compared after they were written.
+// Files that appear complete or not at all, words that are compared after they were written, and sounds.
 #include "examples/word_length_study/word_file.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "examples/studies/Recording.h"
 #include "examples/studies/StudyError.h"
 #include "examples/studies/write_beside.h"
 #include "tests/examples/sounds.h"
@@ -103,4 +104,37 @@ TEST(CompareWords, FindsEveryKindOfDifference) {
         EXPECT_EQ(failure.code, *reason == '\0' ? ExitCode::Done : ExitCode::WordsDiffer) << text;
         EXPECT_NE(failure.message.find(reason), std::string::npos) << failure.message;
     }
+}
+
+TEST(SoundFile, TakesTheShortestEncodingThatLosesNothing) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("a.wav");
+    const struct {
+        std::vector<double> values;
+        int subtype;
+        const char* why;
+    } rows[] = {
+        {{0.0, -1.0, 0x7fffp-15}, SF_FORMAT_PCM_16, "both ends of 16 bits"},
+        {{0x1p-16}, SF_FORMAT_PCM_24, "one bit below"},
+        {{-1.0, 0x7fffffp-23}, SF_FORMAT_PCM_24, "both ends of 24 bits"},
+        {{0x1p-24, -0x7fffffffp-31}, SF_FORMAT_PCM_32, "32 bits"},
+        {{1.0}, SF_FORMAT_DOUBLE, "full scale itself"},
+        {{0x1p-32}, SF_FORMAT_DOUBLE, "finer than 32 bits"},
+        {{-1.5, 0x1p-52}, SF_FORMAT_DOUBLE, "beyond full scale"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        study::writeSound(path, row.values, 44100);
+        SF_INFO info{};
+        SNDFILE* const file = sf_open(path.c_str(), SFM_READ, &info);
+        ASSERT_NE(file, nullptr);
+        std::vector<double> read(row.values.size());
+        EXPECT_EQ(sf_read_double(file, read.data(), static_cast<sf_count_t>(read.size())), info.frames);
+        sf_close(file);
+        EXPECT_EQ(read, row.values);
+        EXPECT_EQ(info.format, SF_FORMAT_WAV | row.subtype);
+        EXPECT_EQ(info.samplerate, 44100);
+        EXPECT_EQ(info.channels, 1);
+    }
+    EXPECT_EQ(folder.entryCount(), 1U);
 }

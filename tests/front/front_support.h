@@ -16,9 +16,6 @@ class FrontTest : public BindingTest {
     FrontTest() { front::install(session); }
 
     Value call(const char* name, const Arguments& arguments) { return session.call(name, arguments); }
-    std::string idOf(const char* name, const Arguments& arguments, int resultCount = 1) {
-        return thrownBy([&] { session.call(resultCount, name, arguments); }).id;
-    }
 };
 
 using Sizes = std::vector<std::size_t>;

@@ -126,7 +126,7 @@ TEST(Record, HasThePropertiesOfItsType) {
         {"SignednessBool", [&](filog& r) { r.setSignednessBool(no.get()); },
          [](NumericType& t) { t.setSigned(false); }},
         {"SpecifiedSign", [&](filog& r) { r.setSpecifiedSign(no.get()); }, [](NumericType& t) { t.setSigned(false); }},
-        // Out of double and back: the mode setter starts again from the default word.
+        // To double and back: the mode setter restarts from the default word.
         {"DataTypeMode",
          [](filog& r) {
              r.setDataTypeMode(TypeMode::Double);
@@ -182,7 +182,7 @@ TEST(Record, ShowsItself) {
         {filog("a|Sum|s16,15", "a", Operation::Sum, NumericType(), -0.5, 0.25, 3, 12),
          "\n          Key: a|Sum|s16,15\n          Tag: a\nOperationType: Sum\n  numerictype: numerictype(true,16,15)"
          "\n       minlog: -0.5\n       maxlog: 0.25\n   noverflows: 3\n  nunderflows: 12\n"},
-        // Here a difference has its name, and counts above int stay what they are.
+        // Here a difference has a name, and counts beyond int are unchanged.
         {filog("", "", Operation::Difference, NumericType(TypeMode::FixedSlopeBias, true, 16, 1.25, -3, 2.0), -4, 4,
                5000000000u, std::numeric_limits<std::uint64_t>::max()),
          "\n          Key: \n          Tag: \nOperationType: Difference\n  numerictype: numerictype(true,16,0.15625,2)"
@@ -212,11 +212,11 @@ TEST_F(SessionMap, GivesTheHostCopiesInTheOrderOfKeys) {
         for (std::size_t row = 0; row < 4; ++row) {
             EXPECT_EQ(recordIn(cells.get(), row).getMaxLog(), static_cast<double>(row));
             EXPECT_EQ(recordIn(cells.get(), row).getNumberOfUnderflows(), 4u);
-            // The cell alone keeps it, as the user's value.
+            // The cell holds the only reference, an external one.
             EXPECT_EQ(handleIn(cells.get(), row)->getNumberOfReferences(), 1);
             EXPECT_EQ(handleIn(cells.get(), row)->getNumberOfExternalReferences(), 1);
         }
-        // The host's records and the map do not know of one another.
+        // The host's records and the map are independent.
         recordIn(cells.get(), 2).setMaxLog(99.0);
         EXPECT_EQ(filog::getLogMap().at("b").getMaxLog(), 2.0);
         filog::clearglobalfilogs();
@@ -228,7 +228,7 @@ TEST_F(SessionMap, GivesTheHostCopiesInTheOrderOfKeys) {
 }
 
 TEST_F(SessionMap, GivesNoRowsWhenItIsEmpty) {
-    // Nothing is wrapped, so that no class is needed.
+    // Nothing is wrapped, so no class is needed.
     const hvArrayOwner cells(filog::getglobalfilogs());
     EXPECT_TRUE(hvIsCell(cells.get()));
     EXPECT_EQ(hvGetM(cells.get()), 0u);

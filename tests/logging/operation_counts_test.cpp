@@ -21,7 +21,7 @@ struct ConvolutionProducts {
     std::uint64_t valid = 0;
 };
 
-/// Walks through every pair of elements whose product a convolution takes, and sees in which results it lands.
+/// Visits every pair of elements that a convolution multiplies, and counts the results that its product belongs to.
 ConvolutionProducts countPairs(std::uint64_t n, std::uint64_t m) {
     ConvolutionProducts products;
     const std::uint64_t firstCentral = m / 2;  // the results before it and after it differ by at most one
@@ -129,7 +129,7 @@ TEST(MatrixProduct, LooksOnlyAtColumnsBesideALeftScalar) {
         {{1, 1, false}, {1, 1, false}, {1, 1}},
         {{1, 1, true}, {6, 1, false}, {2, 2}},
         {{2, 3, true}, {1, 1, false}, {12, 12}},
-        // Both complex: also the products inside a complex one are counted by columns.
+        // Both complex: even the real products inside a complex one are counted by columns.
         {{1, 1, true}, {1, 6, true}, {6 + 5 * 6 + 2 * 6, 36}},
         {{1, 1, true}, {6, 1, true}, {1 + 5 * 1 + 2 * 1, 6}},
         {{1, 1, true}, {2, 3, true}, {3 + 5 * 3 + 2 * 3, 18}},
@@ -139,7 +139,7 @@ TEST(MatrixProduct, LooksOnlyAtColumnsBesideALeftScalar) {
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.a.rows << 'x' << row.a.columns << " times " << row.b.rows << 'x'
                                         << row.b.columns << (row.a.isComplex ? ", complex" : ""));
-        // Casts before sums play no part, as nothing is summed.
+        // Casts before sums don't matter, since nothing is summed.
         EXPECT_EQ(ofMatrixProduct(row.a, row.b, false), row.expected);
         EXPECT_EQ(ofMatrixProduct(row.a, row.b, true), row.expected);
     }

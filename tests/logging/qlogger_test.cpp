@@ -24,7 +24,7 @@ qlogger logger(const char* tag, Operation operation = Operation::Sum, bool alway
     return qlogger(tag, operation, NumericType(true, 16, 15), alwaysLog, writes);
 }
 
-/// Brings the process-wide switches back to their start.
+/// Restores the initial values of the process-wide switches.
 struct Switches : testing::Test {
     ~Switches() override {
         qlogger::setLogging(false);
@@ -190,7 +190,7 @@ TEST(Logger, AppliesFactorAndBiasOnTheWayInAndOut) {
 }
 
 TEST(Logger, RoundsExtremesThatAreSetToTheDefaultPrecision) {
-    // A multi-precision element has 32 bits at least.
+    // A multi-precision element has at least 32 bits.
     const qlogger log("", Operation::Sum, NumericType(), true, false);
     number::setDefaultPrecision(8, true);
     log.setMaxLogFromRealWorldValue(0x1p40 + 1.0);
@@ -220,7 +220,7 @@ TEST(Logger, GivesAHostStructure) {
     log.setMax(value(4));
     log.setMin(value(-4));
     log.setNoverflows(1);
-    // By way of a signed count, 1025 above 2^63 is a tie.
+    // Converted through a signed count, 2^63 + 1025 becomes a tie.
     log.setNunderflows((std::uint64_t{1} << 63) + 1025);
     log.setNoperations(std::numeric_limits<std::uint64_t>::max());
     struct Field {

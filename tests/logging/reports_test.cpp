@@ -153,7 +153,7 @@ TEST_F(Reports, OfProductsAndSumsTellProductsFirstAndLeaveTheResultUnreported) {
     EXPECT_EQ(countsOf(other), (Counts{3, 1, 3, 1, 0, 0}));
     EXPECT_EQ(countsOf(session), (Counts{1, 2, 0, 0, 0, 0}));
     EXPECT_EQ(countsOf(otherSession), (Counts{3, 1, 0, 0, 0, 0}));
-    // A later report of the result tells the same counts again.
+    // A later report of the result repeats the same counts.
     EXPECT_EQ(countsOf(result), (Counts{4, 3, 0, 0, 30, 10}));
     filled(other, 0, 4);
     EXPECT_EQ(sentBy([&] {
@@ -178,7 +178,7 @@ TEST_F(Reports, OfTwoLogsAddTheirChanges) {
                         {"fi:underflow", "1 underflow occurred in the fi concatenation operation."}}));
     EXPECT_EQ(countsOf(log), (Counts{2, 0, 2, 0, 0, 0}));
     EXPECT_EQ(countsOf(other), (Counts{4, 2, 4, 2, 0, 0}));
-    // One log on both sides has changed once.
+    // The changes of a log given twice are reported once.
     filled(log, 2, 0);
     EXPECT_EQ(sentBy([&] { reportProducts(log, log, "sqrt"); }),
               (Warnings{{"fi:overflow", "2 product overflows occurred in the fi sqrt operation."}}));
@@ -224,7 +224,7 @@ TEST_F(Reports, LoseNoCountWhenTheHostRaisesInsteadOfWarning) {
         EXPECT_EQ(raisedBy([&] { row.send(fresh); }).id, "fi:overflow");
         const std::string second = raisedBy([&] { row.send(fresh); }).id;
         hostref::setWarningListener(old);
-        // The plain report has underflows still to tell; the others took both.
+        // The plain report still has underflows to report; the others took both.
         EXPECT_EQ(second, std::string(row.name) == "plain" ? "fi:underflow" : "");
         EXPECT_EQ(fresh.log.getOldOverflows(), 1u);
         EXPECT_EQ(fresh.log.getOldUnderflows(), 1u);

@@ -23,8 +23,7 @@ constexpr Body bothBodies[] = {Body::doubles, Body::multiPrecision};
 /// A word type, and the calls of the operations in the form that fits the body.
 struct Word {
     bool isSigned;
-    int bits;
-    int exponent;
+    int bits, exponent;
     Modulus modulus{bits};
 
     Word(bool sign, int wordBits, int scale) : isSigned(sign), bits(wordBits), exponent(scale) {}
@@ -89,6 +88,9 @@ class Integers {
         const Element right = element(b);
         const std::pair<char, Integer> rows[] = {{'&', a & b}, {'|', a | b}, {'^', a ^ b}};
         for (const auto& [operation, expected] : rows) {
+            Element same = element(a);
+            mWord.combine(operation, same, same);
+            ASSERT_TRUE(isHeld(same, operation == '^' ? Integer(0) : a)) << a << ' ' << operation << " itself";
             Element x = element(a);
             mWord.combine(operation, x, right);
             ASSERT_TRUE(isHeld(x, expected)) << a << ' ' << operation << ' ' << b << " gives " << x.todouble();
@@ -158,17 +160,6 @@ TEST(BitOperations, AgreeWithIntegerArithmeticOnLongWords) {
             const Integer a = integers.wrapped(random.integer(bits));
             integers.checkPair(a, integers.wrapped(random.integer(bits)));
             integers.checkBit(a, random.between(1, bits));
-        }
-    }
-}
-
-TEST(BitOperations, WorkOnTheSameElementAsBothOperands) {
-    for (const Body body : bothBodies) {
-        const Word word(true, 8, -1);
-        for (const auto& [operation, expected] : {std::pair('&', -2.5), std::pair('|', -2.5), std::pair('^', 0.0)}) {
-            Element x(body, 20, -2.5);
-            word.combine(operation, x, x);
-            EXPECT_EQ(x.todouble(), expected) << body << operation;
         }
     }
 }
@@ -290,7 +281,6 @@ TEST(BitOperations, OfTheOtherBodyAreInternalErrors) {
         {m, "bitget", [&] { m.bitget(1, true, 8, 1.0, 0, 0.0, modulus.word); }},
         {m, "bitset", [&] { m.bitset(1, true, true, 8, 1.0, 0, 0.0, modulus.word); }},
     };
-    std::string trailer;
     for (const auto& row : rows) {
         const Raised raised = raisedBy(row.action);
         const bool isDouble = &row.body == &d;
@@ -301,13 +291,7 @@ TEST(BitOperations, OfTheOtherBodyAreInternalErrors) {
         const std::string message = (isDouble && operation != "fibitand" ? "doublenumber::" : "mpnumber::") +
                                     operation + " has been called with " + (isDouble ? "mpnumber" : "doublenumber") +
                                     " parameters";
-        ASSERT_EQ(raised.message.rfind(message, 0), 0U) << raised.message;
-        const std::string rest = raised.message.substr(message.size());
-        EXPECT_EQ(rest.substr(0, 1), " ") << "the request to report the fault follows";
-        if (trailer.empty()) {
-            trailer = rest;
-        }
-        EXPECT_EQ(rest, trailer);
+        EXPECT_TRUE(raised.message.starts_with(message + " ")) << raised.message;
     }
     EXPECT_EQ(d.todouble(), 5.0);
     EXPECT_EQ(m.todouble(), 5.0);

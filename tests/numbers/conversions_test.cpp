@@ -44,8 +44,7 @@ std::string based(const number& x, int length, int base, int wordlength, int fra
 
 /// A float format as the quantizer describes it.
 struct Format {
-    int wordlength;
-    int exponentlength;
+    int wordlength, exponentlength;
     int fractionBits() const { return wordlength - exponentlength - 1; }
     int exponentmax() const { return (1 << (exponentlength - 1)) - 1; }
     int exponentmin() const { return 1 - exponentmax(); }
@@ -157,10 +156,7 @@ TEST(FixedTexts, KeepTheWidestWord) {
 TEST(FixedTexts, FollowTheRulesAtTheEdges) {
     const struct {
         double value;
-        int wordlength;
-        int fractionlength;
-        int base;
-        int length;
+        int wordlength, fractionlength, base, length;
         const char* expected;
         const char* why;
     } rows[] = {
@@ -202,8 +198,7 @@ TEST(FixedTexts, FollowTheRulesAtTheEdges) {
 TEST(SignedDecimals, FollowTheRulesAtTheEdges) {
     const struct {
         double value;
-        int fractionlength;
-        int length;
+        int fractionlength, length;
         const char* expected;
     } rows[] = {
         {-1.5, 1, 6, "    -3"},   {-0.25, 0, 3, "  0"},     {-0.0, 5, 2, " 0"},    {8.0, 0, 1, "8"},
@@ -259,8 +254,7 @@ TEST(WordArrays, FollowTheRulesAtTheEdges) {
     using Words = std::vector<std::uint32_t>;
     const struct {
         double value;
-        int wordlength;
-        int exponent;
+        int wordlength, exponent;
         Words expected;
         const char* why;
     } rows[] = {
@@ -302,9 +296,7 @@ TEST(BaseToFixed, FollowsTheRulesAtTheEdges) {
         "least-significant bits were used.";
     const struct {
         const char* text;
-        int base;
-        int wordlength;
-        int fractionlength;
+        int base, wordlength, fractionlength;
         bool isSigned;
         double expected;
         bool warns;
@@ -435,8 +427,7 @@ TEST(FloatPatterns, FollowTheRulesAtTheEdges) {
     const struct {
         double value;
         Format format;
-        int base;
-        int length;
+        int base, length;
         const char* expected;
         const char* why;
     } rows[] = {
@@ -468,8 +459,7 @@ TEST(FloatPatterns, FollowTheRulesAtTheEdges) {
 TEST(BaseToFloat, FollowsTheRulesAtTheEdges) {
     const struct {
         const char* text;
-        double before;
-        double expected;
+        double before, expected;
         const char* why;
     } rows[] = {
         {"7f800000", 0.0, infinity, "an infinity"},

@@ -63,11 +63,6 @@ TEST(Number, TakesItsKindFromThePrecisionAndTheForceFlag) {
     EXPECT_EQ(number(1, 20, vectorTag).gettype(), Kind::doublenumber);  // the vector route ignores force
 }
 
-TEST(Number, HoldsOnePointer) {
-    EXPECT_EQ(sizeof(number), 2 * sizeof(void*));  // and its virtual destructor
-    EXPECT_TRUE(std::has_virtual_destructor_v<number>);
-}
-
 TEST(Number, LosesItsValueWhenTheStoredPrecisionChanges) {
     number scalar(1.5, 40, false);
     EXPECT_EQ(scalar.getprecision(), 52U);

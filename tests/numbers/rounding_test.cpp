@@ -99,8 +99,7 @@ TEST(Rounding, ToEvenTakesItsDefiningStepsInEveryBit) {
 TEST(Rounding, KeepsItsSignsOfZeroAndItsRoundedSums) {
     struct Row {
         Rounding rule;
-        double x;
-        double expected;
+        double x, expected;
     };
     const Row rows[] = {
         {Rounding::round, -0.3, -0.0},  // the sign of a value below zero stays

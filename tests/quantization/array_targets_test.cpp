@@ -1,5 +1,4 @@
-// Every instruction set that the processor has gives the same bits, counts and extremes, whichever is chosen at run
-// time.
+// All instruction sets of the processor give the same bits, counts and extremes, whichever is chosen at run time.
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
 
@@ -14,7 +13,7 @@
 
 namespace {
 
-/// Confines the array kernels to one instruction set while it lives.
+/// Confines the array kernels to one instruction set during its lifetime.
 class OnlyTarget {
  public:
     explicit OnlyTarget(std::int64_t target) {
@@ -29,8 +28,8 @@ class OnlyTarget {
     OnlyTarget& operator=(const OnlyTarget&) = delete;
 };
 
-// Ties, neighbours of ties, both zeros, what isn't finite, denormals and huge values, and plain ones; an odd count, so
-// that a part of a vector is left at the end.
+// Ties, neighbours of ties, both zeros, infinities and NaN, denormals and huge values, and plain ones; an odd count, so
+// that a partial vector is left at the end.
 std::vector<double> awkwardValues() {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     std::vector<double> values = {

@@ -1,4 +1,4 @@
-// The array entrances of a quantizer against its element entrance: the same bits, counts and extremes in every mode.
+// The array functions of a quantizer against its element function: the same bits, counts and extremes in every mode.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Sets the process-wide logging switch while it lives.
+/// Sets the process-wide logging switch during its lifetime.
 class LoggingSwitch {
  public:
     explicit LoggingSwitch(bool on) : mOld(qlogger::getLogging()) { qlogger::setLogging(on); }
@@ -52,7 +52,7 @@ number makeVector(const std::vector<double>& values, unsigned precision) {
                                          << text(actual.todouble()) << ", by element " << text(expected.todouble());
 }
 
-// One quantizer for each entrance lives through all blocks, so that extremes and counts go on from what is there.
+// One quantizer per function is used for all blocks, so extremes and counts continue from the previous block.
 void compareEntrances(const Description& described, unsigned precision,
                       const std::vector<std::vector<double>>& blocks) {
     const quantizer byElement = described.make();
@@ -90,7 +90,7 @@ void compareEntrances(const Description& described, unsigned precision,
     }
 }
 
-// What an array is filled with; each is a place where a vectorised rule could part from the scalar one.
+// The values of an array; each kind is one where a vectorised rule could differ from the scalar one.
 enum class Filling { anything, aroundTheFormat, ties, zeros, inRange, huge, count };
 
 double fill(Random& random, Filling filling, const Description& described) {
@@ -117,7 +117,7 @@ std::vector<double> makeValues(Random& random, const Description& described, std
     const auto filling = static_cast<Filling>(random.between(0, static_cast<int>(Filling::count) - 1));
     std::vector<double> values(count);
     for (double& value : values) {
-        // Now and then something else, so that one stray lane is met by its neighbours' kind of work.
+        // Sometimes another kind, so that a single lane differs from its neighbours.
         value = fill(random, random.oneIn(20) ? Filling::anything : filling, described);
     }
     return values;
@@ -172,7 +172,7 @@ TEST(ArrayEntrances, AgreeWithElementsInBitsCountsAndExtremes) {
     }
 }
 
-// The first of two zeros that compare equal stays the extreme, so its sign tells which came first.
+// The first of two zeros that compare equal remains the extreme, so its sign shows which came first.
 TEST(ArrayEntrances, KeepTheSignOfTheFirstZeroAsExtreme) {
     for (const bool negativeFirst : {false, true}) {
         for (std::size_t count : {2U, 3U, 7U, 8U, 16U, 33U}) {

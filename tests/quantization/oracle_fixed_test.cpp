@@ -1,4 +1,5 @@
-// Fixed-point quantizing against exact rationals: the oracle knows only the definitions of the rounds and overflows.
+// Fixed-point quantizing against exact rationals: the oracle knows only the definitions of the rounding and overflow
+// modes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -68,7 +69,7 @@ class FixedOracle {
     Rational mUpper;
 };
 
-// Four steps to an eps, and on both sides twice the range beyond it.
+// Four steps per eps, over the range and twice its width on both sides.
 void checkGrid(const Description& described, bool multiPrecision) {
     const FixedFormat format{described.mode == Mode::Fixed, described.wordBits, described.second};
     FixedOracle oracle(format, described.rounding, described.wraps);
@@ -98,7 +99,7 @@ TEST(FixedOracle, ShortWordsAgreeAtEveryQuarterStepInEveryMode) {
             for (int fractionBits = -2; fractionBits <= wordBits + 2; ++fractionBits) {
                 for (const Rounding rounding : kRoundings) {
                     for (const bool wraps : {false, true}) {
-                        // The multi-precision body shares nothing with the fraction length, so every third will do.
+                        // The multi-precision body doesn't depend on the fraction length, so every third is enough.
                         const Description described{mode, wordBits, fractionBits, rounding, wraps};
                         checkGrid(described, false);
                         if ((fractionBits + wordBits) % 3 == 0) {
@@ -114,7 +115,7 @@ TEST(FixedOracle, ShortWordsAgreeAtEveryQuarterStepInEveryMode) {
     }
 }
 
-// A value of the kind that goes wrong: on and beside a bound, on a tie, tiny, far outside, or just any.
+// A value that is likely to go wrong: on or beside a bound, on a tie, tiny, far outside, or any other.
 Rational edgeCase(Random& random, const FixedFormat& format, int extraBits) {
     const Rational substep = scaled(format.eps(), -extraBits);
     const Rational bounds[] = {format.lower(), format.upper(), Rational(0), format.modulus(), format.lower() / 2};
@@ -150,7 +151,7 @@ TEST(FixedOracle, WideWordsAgreeOnSeededEdgesAndTies) {
         const quantizer q = described.make();
         const quantizer onDoubles = described.make();
         const int extraBits = random.between(1, 8);
-        // Room for the value, for the half that a round adds and for the half range that a wrap adds.
+        // Room for the value, for the half that rounding adds and for the half range that wrapping adds.
         const auto precision = static_cast<unsigned>(std::max(wordBits + extraBits + 6, 53));
         for (int i = 0; i < 12; ++i) {
             const Rational input = edgeCase(random, format, extraBits);
@@ -162,7 +163,7 @@ TEST(FixedOracle, WideWordsAgreeOnSeededEdgesAndTies) {
                 << "seed " << random.seed() << " round " << round << ", " << described << ": " << text(input)
                 << " gives " << text(exactValue(x)) << " and " << countsOf(q) << ", expected " << text(expected)
                 << " and " << oracle.counts;
-            if (wordBits + extraBits + 6 <= 52) {  // then a double holds every step, too
+            if (wordBits + extraBits + 6 <= 52) {  // then doubles hold every step as well
                 number y = makeNumber(input, 52);
                 onDoubles.quantize(y);
                 ASSERT_TRUE(Rational(y.todouble()) == expected && countsOf(onDoubles) == oracle.counts)
@@ -173,8 +174,8 @@ TEST(FixedOracle, WideWordsAgreeOnSeededEdgesAndTies) {
     }
 }
 
-// A double may be put through a quantizer whose constants are wide: its value then goes wide for each comparison and
-// each step of a wrap, and comes back to the nearest double every time.
+// A quantizer with wide constants may quantize a double: the value is then widened for each comparison and each step of
+// wrapping, and rounded back to the nearest double every time.
 TEST(FixedOracle, DoublesInWideFormatsRoundBackAfterEachStep) {
     Random random(77);
     for (int round = 0; round < 3000; ++round) {
@@ -184,7 +185,7 @@ TEST(FixedOracle, DoublesInWideFormatsRoundBackAfterEachStep) {
         const Description described{isSigned ? Mode::Fixed : Mode::Ufixed, wordBits, fractionBits,
                                     random.pick(kRoundings), random.oneIn(2)};
         const FixedFormat format{isSigned, wordBits, fractionBits};
-        // Values with a fraction keep clear of 2^51 steps, above which adding a half to a double would round.
+        // Values with a fraction stay below 2^51 steps, above which adding a half to a double would round.
         const double input = random.oneIn(2) ? random.real(-3 - fractionBits, 40 - fractionBits, 8)
                                              : random.real(53 - fractionBits, wordBits + 4 - fractionBits);
         Rational expected =
@@ -214,7 +215,7 @@ TEST(FixedOracle, DoublesInWideFormatsRoundBackAfterEachStep) {
     }
 }
 
-// Where a sum with one half rounds in doubles, the sum as it is made decides, not the definition of the rule.
+// Where a sum with one half is rounded in doubles, the rounded sum decides, not the definition of the rule.
 TEST(FixedOracle, SumsWithOneHalfRoundAsDoublesDo) {
     const double justBelowHalf = 0.49999999999999994;
     const double odd = 4503599627370497.0;  // 2^52 + 1: one half more is a tie between this and the next double
@@ -242,7 +243,7 @@ TEST(FixedOracle, SumsWithOneHalfRoundAsDoublesDo) {
     }
 }
 
-// Signs of zero are kept in doubles, and logs and texts show them.
+// Doubles keep the sign of zero, and logs and texts show it.
 TEST(FixedOracle, ResultsOfZeroKeepTheSignThatTheirRuleGives) {
     struct Row {
         Rounding rounding;
@@ -363,7 +364,7 @@ TEST(FixedOracle, MeetsBoundsThatDoublesHoldOnlyInPart) {
         {Mode::Ufixed, 52, 0, true, -1.0, 0x1p52 - 1},
         {Mode::Ufixed, 52, 0, false, 0x1p60, 0x1p52 - 1},
         {Mode::Ufixed, 52, 60, true, 0x1p960, 0.0},
-        {Mode::Ufixed, 52, 60, true, 0x1p1000, kNaN},  // scaled for rounding, it leaves the doubles
+        {Mode::Ufixed, 52, 60, true, 0x1p1000, kNaN},  // scaled for rounding, it exceeds the range of doubles
         {Mode::Float, 10, 0, false, 1.0, kInf},        // exponentmax is -1
         // An odd whole number from 2^52 on: its sum with 0.5 is a tie between doubles, and goes to the even one.
         {Mode::Ufixed, 52, 0, true, 0x1p52 + 1, 1.0},

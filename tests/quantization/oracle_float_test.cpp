@@ -1,4 +1,4 @@
-// Floating formats against three models that share no code with the library: bit patterns counted one by one, a
+// Floating formats against three models that share no code with the library: bit patterns enumerated one by one,
 // rounding of the bits of a double in integers, and exact rationals. Single is also checked against hardware.
 #include <gtest/gtest.h>
 
@@ -35,7 +35,7 @@ struct Outcome {
     Counts counts() const { return {overflowed, underflowed, 1}; }
 };
 
-// A tie or a fraction above `low`, which is counted from zero: whether the rule goes away from zero.
+// Whether the rule rounds a fraction above `low`, possibly a tie, away from zero; magnitudes are counted from zero.
 bool goesAway(Rounding rounding, bool negative, std::strong_ordering toHalf, bool lowIsOdd) {
     switch (rounding) {
         case Rounding::ceil:
@@ -78,7 +78,7 @@ Outcome quantizeBits(const FloatFormat& format, Rounding rounding, double input)
     const int leading = unit + 63 - std::countl_zero(mantissa);
     const int step = std::max(leading, format.lowest()) - format.fractionBits();
     const int shift = step - unit;
-    // Above the greatest value: a greater exponent, or all bits set that the format has and more below them.
+    // Above the greatest value: a greater exponent, or all bits of the format set and more bits below them.
     const int below = leading - format.fractionBits() - unit;
     const std::uint64_t allOnes = (std::uint64_t{2} << format.fractionBits()) - 1;
     if (leading > format.highest() || (leading == format.highest() && below > 0 && mantissa > allOnes << below)) {
@@ -93,7 +93,7 @@ Outcome quantizeBits(const FloatFormat& format, Rounding rounding, double input)
     if (shift <= 63) {
         toHalf = lost <=> std::uint64_t{1} << (shift - 1);
     }
-    // The greatest double below one half gives one when a half is added to it, as the sum rounds.
+    // The greatest double below one half gives 1 when a half is added to it, since the sum is rounded.
     const bool addsHalf = rounding == Rounding::round ||
                           (!negative && (rounding == Rounding::nearest || rounding == Rounding::convergent));
     const bool sumRounds = addsHalf && mantissa == (std::uint64_t{1} << 53) - 1 && shift == 54;
@@ -123,8 +123,8 @@ Outcome quantizeBits(const FloatFormat& format, Rounding rounding, double input)
                                          << expected.counts();
 }
 
-// The values of a short format in ascending order are its patterns in ascending order, so neighbours, parity and the
-// place between them follow from counting, through the denormals and every change of exponent.
+// The values of a short format in ascending order are its patterns in ascending order. So neighbours, parity and the
+// position between them follow from counting, through the denormals and every change of exponent.
 void checkEveryPattern(const FloatFormat& format) {
     const int fractionBits = format.fractionBits();
     const auto decode = [&](std::uint32_t pattern) {
@@ -133,9 +133,9 @@ void checkEveryPattern(const FloatFormat& format) {
         const std::uint32_t mantissa = field == 0 ? fraction : fraction + (1U << fractionBits);
         return std::ldexp(mantissa, std::max(field, 1) - format.highest() - fractionBits);
     };
-    // Without fraction bits the hidden bit alone is kept, and it is always one.
+    // Without fraction bits only the hidden bit is kept, and it is always one.
     const auto isOdd = [&](std::uint32_t pattern) { return fractionBits == 0 ? pattern != 0 : (pattern & 1) != 0; };
-    // One more would be the first pattern of the exponent field that stands for infinity.
+    // One more would be the first pattern of the exponent field for infinity.
     const auto last = static_cast<std::uint32_t>(((format.highest() * 2 + 1) << fractionBits) - 1);
     for (const Rounding rounding : kRoundings) {
         const Description described = format.described(rounding);
@@ -188,7 +188,7 @@ TEST(FloatOracle, AnyDoubleAgreesWithARoundingOfItsBits) {
         const Description described = format.described(random.pick(kRoundings));
         if (format.fractionBits() == 52 &&
             (described.rounding == Rounding::nearest || described.rounding == Rounding::convergent)) {
-            continue;  // the sum with one half rounds; told below
+            continue;  // the sum with one half is rounded; see the test below
         }
         const quantizer q = described.make();
         number x(0.0, 52, false);
@@ -197,7 +197,7 @@ TEST(FloatOracle, AnyDoubleAgreesWithARoundingOfItsBits) {
         for (int i = 0; i < 60; ++i) {
             double input = random.anyDouble();
             if (random.oneIn(2)) {
-                // Around the format: few bits more than it keeps, so that ties and bounds are met, and beside those.
+                // Around the format: a few more bits than it keeps, so that values are on or near ties and bounds.
                 input = random.real(lowest, highest, random.between(1, std::min(53, format.fractionBits() + 3)));
             } else if (random.oneIn(3)) {
                 const double edges[] = {q.getRealmax().todouble(), q.getRealmin().todouble(),
@@ -214,7 +214,7 @@ TEST(FloatOracle, AnyDoubleAgreesWithARoundingOfItsBits) {
     }
 }
 
-// In a format as wide as a double the sum with one half is a tie between two doubles, and the even one is taken.
+// In a format as wide as a double, the sum with one half is a tie between two doubles, and is rounded to the even one.
 TEST(FloatOracle, SumsWithOneHalfRoundInAFormatAsWideAsADouble) {
     constexpr double kOdd = 1.0 + 0x1p-52;
     constexpr double kNext = 1.0 + 0x1p-51;
@@ -262,7 +262,7 @@ TEST(FloatOracle, WideFormatsAgreeWithExactRationals) {
         const Description described = format.described(random.pick(kRoundings));
         const quantizer q = described.make();
         const int fractionBits = format.fractionBits();
-        // Few bits beyond the format, at an exponent near an end of its range or near one.
+        // A few bits beyond the format, at an exponent near an end of its range or near that of 1.
         const int places[] = {format.lowest() - fractionBits, format.lowest(), 0, format.highest()};
         const int leading = random.pick(places) + random.between(-3, 1);
         const int bits = random.between(1, fractionBits + 4);
@@ -324,7 +324,7 @@ TEST(FloatOracle, ConstantsOfAnyFormatAreTheirDefinitions) {
         ASSERT_EQ(q.getExponentmax(), format.highest());
         ASSERT_EQ(q.getExponentmin(), format.lowest());
         for (const Constant& constant : constants) {
-            // A double holds no step below 2^-1074, so narrow formats with long exponents lose their least denormals.
+            // Doubles have no step below 2^-1074, so narrow formats with long exponents lose their least denormals.
             if (!wide && constant.expected != 0 && leadingExponent(constant.expected) < -1074) {
                 continue;
             }
@@ -340,7 +340,7 @@ TEST(FloatOracle, ConstantsOfAnyFormatAreTheirDefinitions) {
 TEST(FloatOracle, SingleAgreesWithTheHardwareAwayFromTies) {
     Random random(32);
     for (const Rounding rounding : kRoundings) {
-        const Description described{Mode::Single, 16, 15, rounding};  // the round mode is stored and plays no part
+        const Description described{Mode::Single, 16, 15, rounding};  // the round mode is stored but not used
         const quantizer q = described.make();
         number x(0.0, 52, false);
         for (int i = 0; i < 20000; ++i) {

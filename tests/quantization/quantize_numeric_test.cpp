@@ -1,5 +1,5 @@
-// Arrays through stored words against rationals, words of every length, and arrays through a quantizer, element by
-// element.
+// Arrays through stored words against rationals, for words of every length, and arrays through a quantizer against its
+// element function.
 #include "quantization/quantize_numeric.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ struct Case {
     }
 };
 
-/// What an element is told to give: the word as an integer, and its chunks of 32 bits as a sum of doubles.
+/// The expected value of an element: the word as an integer, then its chunks of 32 bits as a sum of doubles.
 double expected(double value, const Case& c) {
     if (std::isnan(value) || (std::isinf(value) && c.wraps)) {
         return 0.0;
@@ -75,7 +75,7 @@ double expected(double value, const Case& c) {
     return word < 0 ? -sum : sum;
 }
 
-/// Bounds, ties and neighbours of both, zeros, what is no number, and random values around the format.
+/// Bounds, ties and neighbours of both, zeros, NaN and infinities, and random values around the format.
 std::vector<double> valuesFor(const Case& c, Random& random, int count) {
     const int topBit = c.wordBits - c.fractionBits;
     std::vector<double> values = {0.0, -0.0, kNaN, kInfinity, -kInfinity, 0x1p-1074, -0x1p-1074, 1e308, -1e308};
@@ -171,7 +171,7 @@ TEST(QuantizeThroughWords, AgreesByVectorsAndByWordsAtEveryScale) {
 }
 
 TEST(QuantizeThroughWords, TakesWordsOfOneToTheMostBits) {
-    // Of the longest word with all but one bit of fraction.
+    // The longest word, with all but one bit of fraction.
     const Case longest{true, 65535, 65534};
     EXPECT_EQ(longest.quantized({kInfinity, -1e9, -0x1p-1074, 0.1}), (std::vector<double>{1, -1, -0x1p-1074, 0.1}));
     for (const int wordBits : {0, -1, 65536}) {
@@ -238,7 +238,7 @@ TEST(WordConversion, TellsTheClientOfWhatIsOutOfRange) {
     }
 }
 
-// The oracle is the element function itself, on numbers of the quantizer's precision; its own is elsewhere.
+// The oracle is the element function, on numbers of the quantizer's precision; other tests check that function.
 TEST(QuantizeNumeric, QuantizesEachPartInOrderAndCounts) {
     Random random(11);
     const Description descriptions[] = {{Mode::Fixed, 8, 3},

@@ -58,7 +58,7 @@ TEST(Setters, RefuseUnfitFormatsAndChangeNothing) {
         Raised inFixed;
         Raised inFloat;
     };
-    // On [16 5] in either mode.
+    // The format is [16 5] in either mode.
     const Row rows[] = {
         {format(65536, 5), kTooBig, kTooBig},
         {format(inf, 5), kTooBig, kTooBig},
@@ -235,7 +235,7 @@ TEST(Set, DerivesOnlyWhenSomethingDiffersOrIsForced) {
         EXPECT_EQ(target.getNoverflows(), 3u);
         EXPECT_EQ(target.getTag(), "kept");
     }
-    // Each mode alone makes a type derive anew.
+    // A change of either mode alone makes `set` derive everything again.
     for (const auto& [round, overflow] :
          {std::pair(RoundMode::Ceil, OverflowMode::Saturate), std::pair(RoundMode::Floor, OverflowMode::Wrap)}) {
         const NumericType binary(true, 12, 4);
@@ -244,7 +244,7 @@ TEST(Set, DerivesOnlyWhenSomethingDiffersOrIsForced) {
         EXPECT_EQ(stateOf(target),
                   stateOf(quantizer(binary, round, overflow, "", embedded::OperationTypeEnum::Unspecified, false)));
     }
-    // The exponent length is no part of the comparison, the word and fraction lengths are.
+    // The comparison ignores the exponent length, but not the word and fraction lengths.
     EXPECT_TRUE(Description({Mode::Fixed, 8, 2}).make().isequal(Description({Mode::Fixed, 8, 2}).make()));
 }
 
@@ -294,7 +294,7 @@ TEST(UnknownModes, KeepTheFunctionAndQuantizeWithoutHarm) {
               "numerictype:constructor:unhandledcase");
 }
 
-// Arrays have loops of their own, which must not go by a description that the stored function does not follow.
+// Arrays have their own loops, which must not follow a description that doesn't match the stored function.
 TEST(UnknownModes, QuantizeArraysByTheFunctionThatStays) {
     const auto round = [](int value) { return [=](quantizer& q) { q.setRoundMode(static_cast<RoundMode>(value)); }; };
     const auto overflow = [](quantizer& q) { q.setOverflowMode(static_cast<OverflowMode>(5)); };

@@ -51,6 +51,10 @@ inline fi column(const std::vector<double>& re, const std::vector<double>& im, c
 inline fi zeros(const Sizes& sizes, const NumericType& type, const fimath& rules = rulesOf(), bool isComplex = false) {
     return fi(sizes.data(), sizes.size(), type, rules, isComplex, "", true, Operation::Assignment, 0);
 }
+/// An array of these sizes with one value everywhere.
+inline fi filled(const Sizes& sizes, double value, const NumericType& type, const fimath& rules = rulesOf()) {
+    return fi(value, sizes.data(), sizes.size(), type, rules, "", true, Operation::Assignment);
+}
 /// An array of these sizes from its elements, column by column.
 inline fi arrayOf(const Sizes& sizes, const std::vector<double>& re, const NumericType& type,
                   const fimath& rules = rulesOf()) {

@@ -26,6 +26,13 @@ inline const Raised kNoComplexResult =
             "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, and a "
             "bias of 0.");
 
+inline const Raised kNotUint32 =
+    fiError("intarray:not_uint32", "Integer array must be uint32 when wordLength is greater than 32.");
+
+inline Raised notDivisibleBy(int count) {
+    return fiError("intarray:leadingdim",
+                   "First dimension of integer array must be divisible by " + std::to_string(count) + ".");
+}
 inline Raised modeNotDefined(const std::string& mode) {
     return fiError("mathmodeslopebiasnotdefined",
                    "Math is only supported for slope-bias FIs when the " + mode + " is SpecifyPrecision.");

@@ -9,6 +9,7 @@
 #include "tests/support/arrays_of_fi.h"
 
 using FiOwner = std::unique_ptr<fi>;
+using Integers = std::vector<Integer>;
 
 inline Integer twoToThe(int bits) {
     Integer result;
@@ -16,17 +17,24 @@ inline Integer twoToThe(int bits) {
     return result;
 }
 
+/// The value modulo 2^bits, nonnegative.
+inline Integer residue(const Integer& value, int bits) {
+    Integer result;
+    mpz_fdiv_r_2exp(result.get_mpz_t(), value.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));
+    return result;
+}
+
 /// An array and the stored integers in it.
 struct KnownArray {
     NumericType type;
-    std::vector<Integer> re;
-    std::vector<Integer> im;  // empty for a real array
+    Integers re;
+    Integers im;  // empty for a real array
     FiOwner array;
 
     std::string description() const {
         std::ostringstream out;
         out << type.tostring("type") << (im.empty() ? " real" : " complex") << " of " << re.size() << ':';
-        for (const std::vector<Integer>* part : {&re, &im}) {
+        for (const Integers* part : {&re, &im}) {
             for (const Integer& word : *part) {
                 out << ' ' << word.get_str(16);
             }
@@ -51,7 +59,7 @@ inline KnownArray randomArray(Random& random, const NumericType& type, const Siz
                                        Operation::Assignment, precision);
     const auto wordBits = static_cast<unsigned>(type.getWordLength());
     for (std::uint64_t i = 0; i < known.array->numel(); ++i) {
-        const auto store = [&](std::vector<Integer>& words, const number& entry) {
+        const auto store = [&](Integers& words, const number& entry) {
             words.push_back(randomWord(random, type));
             const Rational value = scaled(Rational(words.back()), type.getFixedExponent());
             const_cast<number&>(entry).setvalue(makeNumber(value, wordBits));
@@ -66,8 +74,7 @@ inline KnownArray randomArray(Random& random, const NumericType& type, const Siz
 }
 
 /// Compares the entries of a part with integers times 2^exponent.
-inline ::testing::AssertionResult holdsWords(const fi& array, bool isImaginary, const std::vector<Integer>& words,
-                                             int exponent) {
+inline ::testing::AssertionResult holdsWords(const fi& array, bool isImaginary, const Integers& words, int exponent) {
     if (array.numel() != words.size()) {
         return ::testing::AssertionFailure() << array.numel() << " elements instead of " << words.size();
     }
@@ -81,8 +88,7 @@ inline ::testing::AssertionResult holdsWords(const fi& array, bool isImaginary, 
     }
     return ::testing::AssertionSuccess();
 }
-inline ::testing::AssertionResult holdsWords(const fi& array, const std::vector<Integer>& re,
-                                             const std::vector<Integer>& im, int exponent) {
+inline ::testing::AssertionResult holdsWords(const fi& array, const Integers& re, const Integers& im, int exponent) {
     if (!re.empty() && array.iscomplex() == im.empty()) {
         return ::testing::AssertionFailure() << (array.iscomplex() ? "complex" : "real");
     }
@@ -99,8 +105,7 @@ inline ::testing::AssertionResult isUnchanged(const KnownArray& known) {
 
 /// The two's-complement word with the given number of bits.
 inline Integer wrapped(const Integer& value, bool isSigned, int bits) {
-    Integer rest;
-    mpz_fdiv_r_2exp(rest.get_mpz_t(), value.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));
+    const Integer rest = residue(value, bits);
     return isSigned && mpz_tstbit(rest.get_mpz_t(), static_cast<mp_bitcnt_t>(bits - 1)) != 0
                ? Integer(rest - twoToThe(bits))
                : rest;

@@ -11,22 +11,7 @@
 #include <vector>
 
 #include "host/hv.h"
-#include "tests/support/arrays_of_fi.h"
-
-using Integers = std::vector<Integer>;
-
-inline Integer powerOfTwo(int exponent) {
-    Integer result;
-    mpz_setbit(result.get_mpz_t(), static_cast<mp_bitcnt_t>(exponent));
-    return result;
-}
-
-/// The value modulo 2^bits, nonnegative.
-inline Integer residue(const Integer& value, int bits) {
-    Integer result;
-    mpz_fdiv_r_2exp(result.get_mpz_t(), value.get_mpz_t(), static_cast<mp_bitcnt_t>(bits));
-    return result;
-}
+#include "tests/support/random_arrays_of_fi.h"
 
 /// The groups of `bits` bits of a nonnegative value, lowest first.
 inline Integers groupsOf(Integer value, int bits, int count) {
@@ -39,23 +24,6 @@ inline Integers groupsOf(Integer value, int bits, int count) {
 }
 inline void append(Integers& list, const Integers& more) {
     list.insert(list.end(), more.begin(), more.end());
-}
-
-inline Integer lowest(const NumericType& type) {
-    return type.isSigned() ? Integer(-powerOfTwo(type.getWordLength() - 1)) : Integer(0);
-}
-/// An integer that fits the word; the bounds and -1 or 0 are likely.
-inline Integer randomWord(Random& random, const NumericType& type) {
-    switch (random.between(0, 5)) {
-        case 0:
-            return lowest(type);
-        case 1:
-            return lowest(type) + powerOfTwo(type.getWordLength()) - 1;
-        case 2:
-            return Integer(type.isSigned() ? -1 : 0);
-        default:
-            return lowest(type) + random.integer(type.getWordLength());
-    }
 }
 
 inline std::uint64_t elementCount(const Sizes& sizes) {

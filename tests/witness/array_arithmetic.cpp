@@ -40,7 +40,7 @@ ArrayRow arithmetic[] = {
          }
      }},
     {"leadingdimension_sum", kOne, [](Case& c) { c.keep(c.a->leadingdimension_sum()); }, 8},
-    // Scaled doubles have no bounds, so that array code asks of the values whether their sums are exact.
+    // Scaled doubles have no bounds, so array code decides by the values whether their sums are exact.
     {"edge of exactness", kOne,
      [](Case& c) {
          const std::uint64_t rows = 9 + c.draw.below(c.draw.oneIn(2) ? 10 : 100);
@@ -59,7 +59,7 @@ ArrayRow arithmetic[] = {
              }
              return fi(values.data(), sizes.data(), 2, type, rules, "", true, embedded::OperationTypeEnum::Assignment);
          };
-         // So that all together have 53 bits, or 54.
+         // The sums then need 53 bits, or 54.
          const int bits = 54 - static_cast<int>(std::bit_width(rows)) + (c.draw.oneIn(4) ? -1 : 0);
          const fi left = made(isProduct ? Sizes{columns, rows} : Sizes{rows, columns}, isProduct ? bits / 2 : bits);
          isProduct ? c.keep(left.mtimes(made({rows, 1 + c.draw.below(3)}, bits - bits / 2)))
@@ -113,7 +113,7 @@ ArrayRow elements[] = {
     {"+=", kPair | kElement, [](Case& c) { *c.a += *c.b; }},
     {"-=", kPair | kElement, [](Case& c) { *c.a -= *c.b; }},
     {"*=", kPair | kElement, [](Case& c) { *c.a *= *c.b; }},
-    // What generated loops do: an element of each, a register, a store into a third.
+    // The steps of generated loops: an element of each operand, a register, a store to a third array.
     {"loop", kPair | kElement,
      [](Case& c) {
          const std::unique_ptr<fi> result = c.makeArray({c.a->getM(), c.a->getN()});
@@ -129,7 +129,7 @@ ArrayRow elements[] = {
          });
          show(c.out, "  result", *result);
      }},
-    // Registers that an operation left behind are kept, or made again when something has changed.
+    // Existing registers are kept, or made again if something has changed.
     {"again", kPair | kElement | kRestructures,
      [](Case& c) {
          const auto all = [&] {

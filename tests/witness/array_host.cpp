@@ -1,4 +1,4 @@
-// Integers, words, texts and subscripts: what goes between arrays and the host.
+// Integers, words, texts and subscripts: the exchange between arrays and the host.
 #include <cstring>
 
 #include "host/bs.h"
@@ -41,7 +41,7 @@ Layout layout(Case& c) {
     c.out("  layout", made.chunks, made.place);
     return made;
 }
-/// Words of a drawn array of the type of a, or, now and then, any.
+/// Words of a drawn array of the type of a, sometimes of any array.
 template <class Get>
 hvArrayOwner words(Case& c, Get get) {
     if (c.draw.oneIn(12)) {

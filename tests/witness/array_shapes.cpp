@@ -15,7 +15,7 @@ void keepExtremes(Case& c) {
     c.keep(places);
 }
 
-/// One drawn column length to sort by, and the stride between its elements.
+/// The stride and the length of a drawn dimension, for sorting along it.
 std::pair<std::uint64_t, std::uint64_t> drawnStride(Case& c) {
     const std::uint64_t dimension = c.draw.below(c.a->ndims());
     std::uint64_t stride = 1;

@@ -4,7 +4,7 @@
 #include "logging/reports.h"
 #include "tests/witness/arrays.h"
 
-// Where the witness is older than this namespace, it has the helpers in the global one.
+// If the witness is older than this namespace, its helpers are in the global one.
 namespace tolvane::detail {}
 using namespace tolvane::detail;
 
@@ -27,7 +27,7 @@ constexpr auto kAssignment = embedded::OperationTypeEnum::Assignment;
 ArrayRow assignment[] = {
     {"copydata", kPair | kRestructures, [](Case& c) { c.a->copydata(*c.b); }, 10},
     {"quantizeAll", kRestructures, [](Case& c) { c.a->quantizeAll(c.draw.oneIn(2)); }, 8},
-    // A change of type leaves entries as they were, so this finds values that don't fit.
+    // A change of type doesn't change entries, so this quantizes values that don't fit.
     {"retype and quantize", kRestructures,
      [](Case& c) {
          const int bits = c.draw.between(-3, 1);
@@ -38,7 +38,7 @@ ArrayRow assignment[] = {
      }},
     {"resizeAndZero", kRestructures,
      [](Case& c) {
-         // What was there stays as far as it can; callers overwrite it all.
+         // Old values are kept as far as possible; callers overwrite them all.
          const NumericType type = anyType(c);
          const std::uint64_t m = 1 + c.draw.below(4);
          const std::uint64_t n = 1 + c.draw.below(4);
@@ -96,7 +96,7 @@ ArrayRow assignment[] = {
          c.keep(std::make_unique<fi>(other));
      },
      3},
-    // An operand shared with the target through a view, in every place at once.
+    // An operand that shares its elements with another through a view, in each role.
     {"aliases", kElement | kRestructures,
      [](Case& c) {
          FiReference view(*c.a);

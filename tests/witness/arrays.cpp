@@ -187,7 +187,7 @@ void ArrayCase::prepare(int wants) {
         }
         a = pool[(start + i) % pool.size()].get();
     }
-    // Only raw stores and float types have values that aren't finite, and `isFinite` looks at the latter alone.
+    // Only raw stores and float types have values that aren't finite, and `isFinite` examines only the latter.
     const auto isBad = [&](const fi& array) {
         if ((wants & kElement) != 0 && array.isempty()) {
             return true;
@@ -263,7 +263,7 @@ void ArrayCase::observe(const char* label, const fi& array) {
 }
 
 void ArrayCase::finish() {
-    // Reading moves cursors, so operands are often left alone.
+    // Reading moves cursors, so operands are often not shown.
     if (draw.oneIn(2)) {
         observe("  left", *a);
         if (b != a) {

@@ -38,7 +38,7 @@ struct ArrayCase {
     void keep(std::unique_ptr<fi> result) { keep(result.release()); }
     void keep(hvArray* result);
 
-    /// A plan of the sizes, with values from `low` to `high`, seldom beyond.
+    /// A plan of the given sizes, with values from `low` to `high`, rarely beyond.
     hvArrayOwner plan(const Sizes& sizes, double low, double high);
     /// An index of an element of `a`.
     std::uint64_t place() { return draw.below(a->numel()); }

@@ -36,7 +36,7 @@ struct DescriptionCase {
     void finish() {
         show(out, "  type", type);
         show(out, "  rules", rules);
-        // Constants are made when they are asked for.
+        // Constants are made when they are first requested.
         draw.oneIn(3) ? show(out, "  quantizer", q) : show(out, "  log", q.getQlogger());
     }
     void keep(hvArray* result) {

@@ -110,7 +110,7 @@ fimath Theme::anyRules(Draw& draw) const {
                                                                : draw.anyOf<Arithmetic>(3);
     };
     const auto greatest = [&] {
-        // Products of values with a bias go through words of the greatest length.
+        // Products of values with a bias use words of the greatest length.
         return family == Family::slopeBias ? draw.of({128, 128, 200, draw.between(8, 64)})
                                            : draw.of({128, 1024, 65535, 65535, 65535, draw.between(8, 64)});
     };
@@ -172,7 +172,7 @@ double valueFor(Draw& draw, const NumericType& type, Theme::Spread spread) {
         return draw.anyDouble();
     }
     const int bits = std::min(type.getWordLength(), 60);
-    // Words of more bits than a double lack their lowest ones.
+    // Of words longer than 60 bits, only the highest 60 are drawn.
     const int exponent = type.getFixedExponent() + type.getWordLength() - bits;
     double word = 0.0;
     switch (spread) {

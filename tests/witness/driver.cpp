@@ -1,9 +1,9 @@
-// Runs random programs on the library that it is built with, and tells what they showed: for each case a hash, or for
-// one case all of it as text.
+// Runs random programs on the library that it is built with, and prints what they show: a hash for each case, or the
+// complete text of one case.
 //
 //   witness_driver SEED FIRST COUNT           a line "number hash" for each case
-//   witness_driver SEED FIRST COUNT summary   the same, and then calls and errors of each operation
-//   witness_driver SEED FIRST COUNT show      the text of the last case alone; those before it run in silence
+//   witness_driver SEED FIRST COUNT summary   the same, followed by calls and errors of each operation
+//   witness_driver SEED FIRST COUNT show      only the text of the last case; earlier cases print nothing
 #include <unistd.h>
 
 #include <cstdlib>

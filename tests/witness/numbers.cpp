@@ -1,4 +1,4 @@
-// Programs on numbers: arrays of both kinds of bodies and of many precisions, and what works across the two.
+// Programs on numbers: arrays of both kinds of bodies and of many precisions, and operations across the two.
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -36,7 +36,7 @@ struct NumberCase {
         showAll(out, "number", *x);
         pool.push_back(std::move(x));
     }
-    /// Leaves the element out of reach of those rows whose results are defined for some values alone.
+    /// Replaces elements for which the row's result is undefined.
     void prepare(int wants) {
         a = pool[draw.below(pool.size())].get();
         b = pool[draw.below(pool.size())].get();

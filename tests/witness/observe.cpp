@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Two numbers for taking a value apart: of its precision, and of a double's.
+/// Two numbers for splitting a value: the rest, and the piece that is taken off.
 struct Scratch {
     explicit Scratch(std::uint32_t precision) : rest(0.0, precision, true), piece(0.0, precision, true) {}
     number rest;

@@ -16,7 +16,7 @@ using hostref::Session;
 using hostref::Subscript;
 using hostref::Value;
 
-/// Open for the life of the process: modules and functions stay anyway.
+/// Open for the lifetime of the process, as modules and functions remain in any case.
 Session& session() {
     static Session opened;
     static const bool isInstalled = (front::install(opened), true);
@@ -151,14 +151,14 @@ Value SessionCase::argument(char code) {
         case 'b':
             return b;
         case 'f':
-            // An array of the class; for a vector, by chance.
+            // An array of the class, a vector only by chance.
             return pool[draw.below(pool.size())];
         case 'R':
             return array.isreal() || draw.oneIn(6) ? a : session().call("real", {a});
         case 'N':
             return array.isreal() && draw.oneIn(8) ? a : session().call("realabs", {argument('R')});
         case 'i': {
-            // Rows of a's columns for matrix products; else anything short.
+            // As many rows as a has columns, for matrix products; otherwise anything short.
             const std::uint64_t inner = array.ndims() == 2 ? array.getN() : 1;
             const Value values = plain({inner, 1 + draw.below(3)});
             return draw.oneIn(2) ? values
@@ -205,7 +205,7 @@ Value SessionCase::argument(char code) {
     }
 }
 
-/// A method of a's class, or a function, by the letters behind its name; a point in front calls it by the class.
+/// A method of a's class, or a function, by the letters after its name; with a leading dot it is called by the class.
 void callByName(Case& c) {
     const std::string row = c.row;
     const std::size_t space = row.find(' ');
@@ -376,7 +376,7 @@ std::span<Row<Case>> others() {
     return rows;
 }
 
-/// One index along a dimension: a place, places, a mask, all.
+/// One index along a dimension: a position, positions, a mask, or all.
 Value SessionCase::index() {
     switch (draw.below(5)) {
         case 0:
@@ -501,7 +501,8 @@ std::pair<const char*, Value> setting(Case& c) {
     }
 }
 
-/// Objects of the other classes: their properties by name, with values that most of them take, and what they are asked.
+/// Objects of the other classes: their properties by name, with values that most of them accept, and their query
+/// methods.
 struct Descriptor {
     const char* const* names;
     std::size_t nameCount;

@@ -94,8 +94,8 @@ class Image {
         callbacks.udata_copy = [](void* image) { return image; };
         callbacks.udata_free = [](void*) -> herr_t { return 0; };
         callbacks.udata = this;
-        constexpr std::size_t step = 65536;
-        return H5Pset_fapl_core(accessSettings, step, false) >= 0 &&
+        constexpr std::size_t kStep = 65536;
+        return H5Pset_fapl_core(accessSettings, kStep, false) >= 0 &&
                H5Pset_file_image_callbacks(accessSettings, &callbacks) >= 0 &&
                (mRead.empty() || H5Pset_file_image(accessSettings, readable(), mRead.size()) >= 0);
     }
@@ -103,9 +103,9 @@ class Image {
     /// The written bytes, with room for the heading, once the file is closed.
     std::vector<std::byte> take() {
         // The superblock holds the end of the file; the bytes extend to the next step.
-        constexpr std::size_t endAt = 28;
+        constexpr std::size_t kEndAt = 28;
         std::uint64_t end = 0;
-        std::memcpy(&end, mWritten.data() + kHeadingBytes + endAt, sizeof end);
+        std::memcpy(&end, mWritten.data() + kHeadingBytes + kEndAt, sizeof end);
         mWritten.resize(kHeadingBytes + end);
         return std::move(mWritten);
     }

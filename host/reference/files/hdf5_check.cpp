@@ -89,8 +89,8 @@ std::uint64_t checkDatatype(Part type) {
             break;
         }
         case kVersion1 | kText: {
-            constexpr std::uint64_t utf8AndNullPadded = 0x11;
-            require(bits == utf8AndNullPadded && bytes > 0);
+            constexpr std::uint64_t kUtf8AndNullPadded = 0x11;
+            require(bits == kUtf8AndNullPadded && bytes > 0);
             break;
         }
         default:
@@ -230,13 +230,13 @@ class Checker {
     }
 
     void checkMessages(Part messages, Header& header) {
-        constexpr std::size_t prefixBytes = 4;
-        while (messages.size() >= prefixBytes) {
+        constexpr std::size_t kPrefixBytes = 4;
+        while (messages.size() >= kPrefixBytes) {
             const std::uint64_t type = messages.number(1);
             const std::uint64_t bytes = messages.number(2);
             // Constant, and not to be shared; a shared message is elsewhere.
-            constexpr std::uint64_t harmless = 0x05;
-            require((messages.number(1) & ~harmless) == 0);
+            constexpr std::uint64_t kHarmless = 0x05;
+            require((messages.number(1) & ~kHarmless) == 0);
             checkMessage(type, messages.part(bytes), header);
         }
     }

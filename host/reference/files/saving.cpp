@@ -47,8 +47,8 @@ Properties objectSettings(Make make) {
 Properties groupSettings(hid_t kind) {
     Properties settings = objectSettings([kind] { return H5Pcreate(kind); });
     require(H5Pset_link_creation_order(settings.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED));
-    constexpr unsigned most = 65535;
-    require(H5Pset_link_phase_change(settings.get(), most, most));
+    constexpr unsigned kMost = 65535;
+    require(H5Pset_link_phase_change(settings.get(), kMost, kMost));
     return settings;
 }
 
@@ -140,8 +140,8 @@ class Writer {
 
     Object dataset(hid_t parent, const std::string& link, hid_t type, hid_t memoryType, hid_t space, std::size_t bytes,
                    const void* data) {
-        constexpr std::size_t mostInHeader = 4096;
-        const Properties& settings = bytes <= mostInHeader && bytes > 0 ? mSmall : mLarge;
+        constexpr std::size_t kMostInHeader = 4096;
+        const Properties& settings = bytes <= kMostInHeader && bytes > 0 ? mSmall : mLarge;
         Object result =
             made<Object>(H5Dcreate2(parent, link.c_str(), type, space, mLinks.get(), settings.get(), H5P_DEFAULT));
         if (bytes > 0) {

@@ -130,7 +130,7 @@ void OMInterface::notifyPropEvent(OMDatabaseClient* client, const OMPropertyEven
 // Handles in arrays
 
 hvArray* OMInterfaceArrays::create(OMInterface* interface) {
-    static const hvHandleOperations operations = {
+    static const hvHandleOperations kOperations = {
         &OMInterfaceArrays::release, [](const void* handle, const char* className) {
             for (const OMClass* c = static_cast<const OMInterface*>(handle)->getClass(); c != nullptr;
                  c = c->getSuperClass()) {
@@ -142,7 +142,7 @@ hvArray* OMInterfaceArrays::create(OMInterface* interface) {
         }};
     interface->getExternalReference();
     try {
-        return hvCreateOpaque(interface->getClass()->getFullName(), interface, &operations);
+        return hvCreateOpaque(interface->getClass()->getFullName(), interface, &kOperations);
     } catch (...) {
         release(interface);
         throw;

@@ -20,8 +20,8 @@ std::shared_ptr<hvArray> counted(hvArrayOwner array) {
 }
 
 const hvArray* emptyArray() {
-    static const hvArray* const empty = hvCreateDoubleMatrix(0, 0);
-    return empty;
+    static const hvArray* const kEmpty = hvCreateDoubleMatrix(0, 0);
+    return kEmpty;
 }
 
 [[noreturn]] void throwSize() {

@@ -7,14 +7,16 @@
 namespace {
 
 TEST(FiConstants, AreTheBoundsAndTheStepOfTheStoredIntegers) {
+    const LoggingOn logging;
     Random random(51001);
     for (int round = 0; round < 600; ++round) {
         const NumericType type = randomFixedType(random, 200, true);
         const int bits = type.getWordLength();
         const int exponent = type.getFixedExponent();
         const bool isComplex = !type.isSlopeBiasScaled() && random.oneIn(3);
-        KnownArray known =
-            randomArray(random, type, {2, 2}, isComplex, rulesOf(random.pick(kRoundings), random.oneIn(2)));
+        const bool isLocal = random.oneIn(2);
+        const KnownArray known =
+            randomArray(random, type, {2, 2}, isComplex, rulesOf(random.pick(kRoundings), random.oneIn(2)), isLocal);
         known.array->setTag("origin");
         const Integer low = type.isSigned() ? Integer(-twoToThe(bits - 1)) : Integer(0);
         const Integer high = low + twoToThe(bits) - 1;
@@ -46,18 +48,11 @@ TEST(FiConstants, AreTheBoundsAndTheStepOfTheStoredIntegers) {
             ASSERT_EQ(fieldsOf(result->getNumericType()),
                       fieldsOf(row.isInteger ? fixedType(type.isSigned(), bits, 0) : type));
             ASSERT_EQ(result->getTag(), "origin");
+            ASSERT_EQ(result->getFimathIsLocal(), isLocal);
+            ASSERT_TRUE(result->getQlogger().isreset() || type.isSlopeBiasScaled());
             ASSERT_EQ(fieldsOf(result->getFimath()), fieldsOf(known.array->getFimath()));
         }
         ASSERT_TRUE(isUnchanged(known));
-    }
-}
-
-TEST(FiConstants, OfAnArrayWithoutOwnRulesFollowTheGlobalOnes) {
-    for (const bool isLocal : {false, true}) {
-        const fi array = column({1.0, 2.0}, fixedType(true, 8, 4), rulesOf(Rounding::floor, true), isLocal);
-        for (const auto constant : {&fi::realmax, &fi::intmin, &fi::range}) {
-            EXPECT_EQ(FiOwner((array.*constant)())->getFimathIsLocal(), isLocal);
-        }
     }
 }
 
@@ -84,16 +79,6 @@ TEST(FiConstants, OfOtherDataTypes) {
         EXPECT_EQ(valueOf(&fi::eps), row.eps);
         EXPECT_EQ(valueOf(&fi::intmax), row.intmax);
         EXPECT_EQ(FiOwner(array.realmax())->getDataTypeMode(), row.mode);
-    }
-}
-
-TEST(FiConstants, LogNothing) {
-    const LoggingOn logging;
-    const fi array = column({1.0, 2.0}, fixedType(true, 8, 4));
-    for (const auto constant : {&fi::realmax, &fi::eps, &fi::intmin, &fi::range}) {
-        const FiOwner result((array.*constant)());
-        EXPECT_EQ(countsOf(*result), Counts{});
-        EXPECT_TRUE(result->getQlogger().isreset());
     }
 }
 

@@ -450,12 +450,6 @@ TEST(Marks, KeepWhatTheyAreGiven) {
                               " was entered."}));
     }
     EXPECT_EQ(static_cast<int>(array.getLastPropertySet()), 50);
-    EXPECT_FALSE(array.getIsAutoScaled() || array.getDataSetByPVPair());
-    array.setIsAutoScaled(true);
-    EXPECT_FALSE(array.getDataSetByPVPair());
     array.setTag("speed");
     EXPECT_EQ(array.getQlogger().getTag(), "speed");
-    EXPECT_EQ(array.getTag(), "speed");
-    EXPECT_STREQ(fi::getVelmarClassName(), "fi");
-    EXPECT_STREQ(fi::getVelmarPackageClassName(), "embedded.fi");
 }

@@ -303,8 +303,9 @@ const fi& other(const fi& x) {
     made = std::make_unique<const fi>(column({1, 3, 2}, type, x.getFimath()));
     return *made;
 }
-hvArrayOwner one() {
-    return doubles(1, 1, {1});
+template <class... Places>
+hvArrayOwner plan(Places... places) {
+    return doubles(1, sizeof...(places), {static_cast<double>(places)...});
 }
 
 using Chunks = fi::IntArrayChunkMode;
@@ -321,10 +322,7 @@ const Form kForms[] = {
          return shown(std::as_const(target));
      }},
     {"squeeze", [](const fi& x) { return shown(x.squeeze()); }},
-    {"reshape",
-     [](const fi& x) {
-         return shown(x.reshape(doubles(1, 2, {1, 2}).get()));
-     }},
+    {"reshape", [](const fi& x) { return shown(x.reshape(plan(1, 2).get())); }},
     {"transpose", [](const fi& x) { return shown(x.transpose()); }},
     {"ctranspose", [](const fi& x) { return shown(x.ctranspose()); }},
     {"diag", [](const fi& x) { return shown(x.diag(1.0)); }},
@@ -334,20 +332,14 @@ const Form kForms[] = {
     {"hankel with a row", [](const fi& x) { return shown(other(x).hankel(x)); }},
     {"toeplitz", [](const fi& x) { return shown(x.toeplitz()); }},
     {"toeplitz with a row", [](const fi& x) { return shown(x.toeplitz(other(x))) + shown(other(x).toeplitz(x)); }},
-    {"subscripts",
-     [](const fi& x) {
-         return shown(x.subscriptedReference(doubles(1, 3, {0, 0, 1}).get()));
-     }},
-    {"deletion", [](const fi& x) { return shown(x.subscriptedDelete(doubles(1, 1, {0}).get())); }},
-    {"growth",
-     [](const fi& x) {
-         return shown(x.subscriptedGrowAssignment(doubles(1, 4, {1, -1, 0, -3}).get(), other(x))) +
-                shown(other(x).subscriptedGrowAssignment(doubles(1, 4, {3, -1, 0, 2}).get(), x));
-     }},
+    {"subscripts", [](const fi& x) { return shown(x.subscriptedReference(plan(0, 0, 1).get())); }},
+    {"deletion", [](const fi& x) { return shown(x.subscriptedDelete(plan(0).get())); }},
+    {"growth", [](const fi& x) { return shown(x.subscriptedGrowAssignment(plan(1, -1, 0, -3).get(), other(x))); }},
+    {"growth by it", [](const fi& x) { return shown(other(x).subscriptedGrowAssignment(plan(3, -1, 0, 2).get(), x)); }},
     {"overwriting",
      [](const fi& x) {
          fi target(other(x));
-         target.subscriptedOverwriteAssignment(doubles(1, 3, {1, -1, -1}).get(), x);
+         target.subscriptedOverwriteAssignment(plan(1, -1, -1).get(), x);
          return shown(std::as_const(target));
      }},
     {"cast", [](const fi& x) { return shown(x.reinterpretcast(fixedType(false, x.getWordLength(), 0))); }},
@@ -394,31 +386,22 @@ const Form kForms[] = {
     {"single bits",
      [](const fi& x) {
          const fi first(scalar(1, x.getNumericType()));
-         return shown(x.bitget(one().get())) + shown(first.bitget(fi(x))) + shown(x.bitset(one().get(), one().get()));
+         return shown(x.bitget(plan(1).get())) + shown(first.bitget(fi(x))) +
+                shown(x.bitset(plan(1).get(), plan(1).get()));
      }},
     {"bits by position", [](const fi& x) { return shown(other(x).bitget(x)); }},
     {"signs", [](const fi& x) { return shown(x.sign()); }},
     {"complex from both parts", [](const fi& x) { return shown(x.complex(other(x))) + shown(other(x).complex(x)); }},
     {"finite", [](const fi& x) { return std::string(x.isFinite() ? "finite" : "infinite"); }},
-    {"bad values",
-     [](const fi& x) {
-         x.errorIfBadValue(TypeData::Fixed);
-         return std::string("none");
-     }},
+    {"bad values", [](const fi& x) { return x.errorIfBadValue(TypeData::Fixed), std::string("none"); }},
     {"double", [](const fi& x) { return shown(x.getDoubleHvArray()); }},
     {"single", [](const fi& x) { return shown(x.getSingleHvArray()); }},
     {"logical", [](const fi& x) { return shown(x.getBooleanHvArray()); }},
     {"integers", [](const fi& x) { return shown(x.getIntHvArray()); }},
-    {"chunks",
-     [](const fi& x) {
-         std::string all;
-         for (const Place place : {Place::Leading, Place::First}) {
-             for (const Chunks chunks : {Chunks::Natural, Chunks::AlwaysFour}) {
-                 all += shown(x.getIntArray(chunks, place)) + shown(x.getIntArrayHvArray(chunks, place));
-             }
-         }
-         return all;
-     }},
+    {"chunks", [](const fi& x) { return shown(x.getIntArray(Chunks::Natural, Place::Leading)); }},
+    {"four chunks", [](const fi& x) { return shown(x.getIntArray(Chunks::AlwaysFour, Place::First)); }},
+    {"chunks apart", [](const fi& x) { return shown(x.getIntArrayHvArray(Chunks::Natural, Place::First)); }},
+    {"four apart", [](const fi& x) { return shown(x.getIntArrayHvArray(Chunks::AlwaysFour, Place::Leading)); }},
     {"chunks of other words",
      [](const fi& x) {
          const std::size_t sizes[] = {x.numel() * static_cast<std::size_t>(x.numChunks()), 1};
@@ -445,25 +428,10 @@ const Form kForms[] = {
          x.createDVArray(bytes.data());
          return testing::PrintToString(bytes);
      }},
-    {"digits",
-     [](const fi& x) {
-         std::string all;
-         for (const int base : {2, 7, 8, 10, 16, 36}) {
-             all += shown(x.num2base(base));
-         }
-         return all;
-     }},
+    {"digits", [](const fi& x) { return shown(x.num2base(2)) + shown(x.num2base(7)) + shown(x.num2base(16)); }},
     {"decimals", [](const fi& x) { return shown(x.num2sdec()); }},
-    {"display",
-     [](const fi& x) {
-         x.disp();
-         return std::string();
-     }},
-    {"display of the values",
-     [](const fi& x) {
-         x.dispArray();
-         return std::string();
-     }},
+    {"display", [](const fi& x) { return x.disp(), std::string(); }},
+    {"display of the values", [](const fi& x) { return x.dispArray(), std::string(); }},
 };
 
 // What is made, read or shown of a column is as if the column had been an array of its own.

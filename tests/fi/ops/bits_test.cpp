@@ -26,7 +26,7 @@ const Bitwise kBitwise[] = {
     {"bitxor", &fi::bitxor, [](const Integer& x, const Integer& y) { return Integer(x ^ y); }},
 };
 
-/// Precisions that now and then put short words into multi-precision bodies.
+/// Precisions that sometimes put short words into multi-precision bodies.
 unsigned randomPrecision(Random& random) {
     return random.oneIn(4) ? 80 : 0;
 }
@@ -99,7 +99,7 @@ TEST(FiBits, ComplementLikeIntegers) {
     }
 }
 
-// Values that no write through the quantizer has made keep what they have above the word, as for single elements.
+// Values that were not written through the quantizer keep their bits above the word, as single elements do.
 TEST(FiBits, OfValuesOutsideTheTypeAreThoseOfElements) {
     Random random(50903);
     for (int round = 0; round < 2000; ++round) {
@@ -241,7 +241,7 @@ TEST(FiBits, TakeFractionsOfPositionsAndAnyValueButZero) {
     EXPECT_EQ(
         bitsOf(column({2.0, 5.0}, fixedType(false, 8, 0)).bitget(hostArray(hvDOUBLE_CLASS, two, {2.9, 3.1}).get())),
         (std::vector<int>{1, 1}));
-    // One pair for all elements; two pairs for one element, which takes their dimensions.
+    // One position and value for all elements; two of each for one element, whose result takes their dimensions.
     const Sizes one{1, 1};
     EXPECT_EQ(realParts(*FiOwner(
                   &array.bitset(hostArray(hvINT8_CLASS, one, {4}).get(), hostArray(hvLOGICAL_CLASS, one, {1}).get()))),
@@ -277,7 +277,7 @@ TEST(FiBits, RefuseOperandsThatDoNotFit) {
             return raisedBy([&] { delete &(x.*bitwise.operation)(y); });
         };
         EXPECT_EQ(combine(withoutBits, a), scaledDoubleOn(bitwise.name));
-        // The data type is looked at on the left side alone; on the right it is another type.
+        // The data type is checked only on the left side; on the right it makes the types differ.
         for (const fi& other : {withoutBits, column({1.0, 2.0}, fixedType(true, 8, 1)),
                                 column({1.0, 2.0}, fixedType(false, 8, 0)), scalar(1.0, fixedType(true, 9, 0))}) {
             EXPECT_EQ(combine(a, other), (Raised{"fixedpoint:fi:bitAndXorOr:mixedNumericTypes",
@@ -317,7 +317,7 @@ TEST(FiBits, RefusePositionsThatAreNone) {
     const auto row = [&](hvArrayOwner bit, hvArrayOwner value, Raised wanted, bool ofComplex = false) {
         rows.emplace_back(std::move(bit), std::move(value), ofComplex, std::move(wanted));
     };
-    // Whatever lies outside the word, also outside of int, and NaN where it is not looked for.
+    // Positions outside the word, even outside int, and NaN where it has no check of its own.
     for (const double position : {0.0, 9.0, -1.0, 0.9, 1e10, -1e300, 4294967297.0}) {
         row(one(position), nullptr, getOutside);
         row(one(position), one(1), setOutside);

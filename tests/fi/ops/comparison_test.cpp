@@ -34,7 +34,7 @@ constexpr Operator kOperators[] = {
     {"lt", &fi::lt, [](const fi& a, const fi& b) { return a < b; }, [](int sign) { return sign < 0; }},
     {"le", &fi::le, [](const fi& a, const fi& b) { return a <= b; }, [](int sign) { return sign <= 0; }},
 };
-constexpr std::size_t kEquality = 2;  // the first two look at imaginary parts
+constexpr std::size_t kEquality = 2;  // the first two compare imaginary parts
 
 Flags flagsOf(hvArray* result) {
     const hvArrayOwner owner(result);
@@ -47,7 +47,7 @@ bool areEqual(const fi& a, const fi& b) {
     EXPECT_EQ(flags.size(), 1u);
     return flags.front() != 0;
 }
-/// What the element operators say, one element after the other.
+/// The results of the element operators, one element at a time.
 Flags byElements(const Operator& comparison, const fi& a, const fi& b) {
     Flags result;
     for (std::uint64_t i = 0; i < (a.numel() == 1 ? b : a).numel(); ++i) {
@@ -75,7 +75,7 @@ TEST(Comparison, IsThatOfExactRationalsWhateverTheTypes) {
             const bool isComplex = random.oneIn(3);
             const int size = random.oneIn(4) ? 1 : count;
             for (int i = 0; i < size; ++i) {
-                // Often the value of the other side, as near as the type comes to it.
+                // Often the value of the other side, as nearly as the type can hold it.
                 const auto value = [&](const std::vector<Rational>& other) {
                     if (side == 0 || other.empty() || random.oneIn(3)) {
                         return random.oneIn(4) && !types[side].isSigned() ? Rational(0)
@@ -118,7 +118,7 @@ TEST(Comparison, IsThatOfExactRationalsWhateverTheTypes) {
     EXPECT_GT(equals, 1000);
 }
 
-/// Arrays of doubles have loops of their own; they and the element operators answer as the hardware does.
+/// Arrays of doubles have their own loops; these and the element operators agree with the hardware.
 TEST(Comparison, OfDoublesIsThatOfTheHardware) {
     Random random(5802);
     const NumericType type = plainType(TypeMode::Double);
@@ -221,7 +221,7 @@ TEST(Comparison, AdjustsTheRightSideToTheScaleOfTheLeft) {
                                                          : randomValue(random, types[side]));
             }
         }
-        // Make them meet now and then: both reals from one value, in the terms of either side.
+        // Sometimes make them equal: both real parts from one value, adjusted to one side's type or the other's.
         if (random.oneIn(2)) {
             parts[0].re[0] = adjusted(parts[1].re[0], types[1], types[0]);
             if (isComplex[0] && isComplex[1]) {
@@ -247,7 +247,7 @@ TEST(Comparison, AdjustsTheRightSideToTheScaleOfTheLeft) {
         if (isComplex[0] && isComplex[1]) {
             isEqual = isEqual && parts[0].im[0] == ofB(parts[1].im[0]);
         } else if (isComplex[1]) {
-            // The imaginary part is not adjusted, though the zero is one of the other type.
+            // The imaginary part is not adjusted, although the zero is that of the other type.
             isEqual = isEqual && parts[1].im[0] == zeroOf(types[0]);
         } else if (isComplex[0]) {
             isEqual = adjusted(x, types[0], types[1]) == parts[1].re[0] && parts[0].im[0] == zeroOf(types[1]);
@@ -362,11 +362,11 @@ TEST(Comparison, OfWholeArraysIsOfShapeComplexityAndValuesButNotOfTypes) {
         EXPECT_EQ(areEqual(row.a, row.b), row.isEqual) << row.why;
         EXPECT_EQ(areEqual(row.b, row.a), row.isEqual) << row.why;
     }
-    // Real and complex of one value are equal element by element.
+    // A real and a complex array with equal values are equal element by element.
     EXPECT_EQ(flagsOf(a.eq(complexA)), (Flags{1, 1, 1}));
 }
 
-/// Doubles and wide words alike: the place of the first difference stays the current one.
+/// For doubles and wide words alike, the first different element remains the current one.
 TEST(Comparison, OfWholeArraysStopsAtTheFirstDifference) {
     for (const NumericType& type : {fixedType(true, 8, 0), fixedType(true, 80, 0)}) {
         const fi a = column({1, 2, 3, 4}, {5, 6, 7, 8}, type);

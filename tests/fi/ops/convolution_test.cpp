@@ -1,4 +1,4 @@
-// Convolutions and sums along the first dimension against exact rationals; shapes, whose rules count, errors.
+// Convolutions and sums along the first dimension against exact rationals; shapes, the rules in force, errors.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -82,7 +82,7 @@ TEST(Convolutions, HaveTheTypesOfMatrixProductsOverTheShorterSide) {
     EXPECT_EQ(type(9, 3, false, mathRules(kFull, kKeepMSB, 32, 30, 9)), fieldsOf(fixedType(true, 9, -1)));
 }
 
-// Products follow the rules of the left operand; the result has none of its own, and sums by the global ones.
+// Products follow the rules of the left operand; the result has no local rules, so its sums follow the global ones.
 TEST(Convolutions, AreThoseOfExactRationals) {
     Random random(5701);
     for (int round = 0; round < 1500; ++round) {
@@ -140,8 +140,8 @@ TEST(Convolutions, AreThoseOfExactRationals) {
         ASSERT_EQ(countsOf(result->getsumQlogger()), add.stage.counts);
         ASSERT_EQ(countsOf(a.array->getproductQlogger()), multiply.product.counts);
         ASSERT_FALSE(b.array->isProductRegisterInitialized());
-        // The running count is added after each element; for swapped operands it is that of the result, which takes
-        // sums as they are.
+        // The running count is added after each element; for swapped operands it is the count of the result, which
+        // stores the sums unchanged.
         Counts sums = multiply.sum.counts;
         if (given.isComplex[0] || !given.isComplex[1]) {
             sums.overflows += overflows;
@@ -172,7 +172,7 @@ TEST(ColumnSums, GrowByTheBitsOfTheFirstDimension) {
     };
     for (const Row& row : rows) {
         const fi a = zeros({row.rows, 3, 2}, fixedType(false, 8, 4), row.rules);
-        // A signed partner of another operation leaves nothing in the cell of the type.
+        // A signed operand of an earlier operation leaves nothing in the cell of the type.
         a.getNumericTypeForAddOp(scalar(0.0, fixedType(true, 8, 4), row.rules));
         const FiOwner result = columnSums(a);
         EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(row.wanted));

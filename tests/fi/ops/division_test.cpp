@@ -28,7 +28,7 @@ int workBits(int resultBits, int leftBits, int rightBits) {
     return bits > 32 ? std::max(bits, 128) : bits;
 }
 
-/// What an operation of work cells of a precision gives: a double's 53 bits, or one bit more than was asked for.
+/// The result of an operation on work cells of a precision: a double's 53 bits, or one bit more than requested.
 struct Cells {
     int bits;
     Rational operator()(const Rational& exact) const { return atPrecision(exact, cellBits(bits)); }
@@ -126,7 +126,7 @@ TEST(Quotient, ByZeroIsTheBoundByTheSignOfTheNumeratorInEitherOverflowMode) {
     }
 }
 
-// Types, rules, kSizesDiffer.
+// Types, rules, sizes.
 
 TEST(QuotientType, FollowsTheDataTypeOfTheOperands) {
     const NumericType fixed = fixedType(true, 16, 8);
@@ -156,7 +156,7 @@ TEST(QuotientType, FollowsTheDataTypeOfTheOperands) {
         EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(row.wanted)) << row.why;
         EXPECT_EQ(result->realdouble(), row.value) << row.why;
     }
-    // A type with slope and bias takes the quotient for the stored value, as it is.
+    // With slope and bias, the quotient itself becomes the stored value.
     const Owner stored = quotient(scalar(3, fixed), scalar(2, fixed), slopeBiasType(true, 16, 1.5, -2, 10.0));
     EXPECT_EQ(stored->realdouble(), 1.5);
     EXPECT_EQ(quotient(scalar(3, fixed), scalar(1, boolean), fixed)->realdouble(), 3.0);

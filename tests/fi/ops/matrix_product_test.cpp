@@ -1,4 +1,4 @@
-// Matrix products: types of the sums, values and counts against exact rationals, the way to `times`, errors.
+// Matrix products: types of the sums, values and counts against exact rationals, the fallback to `times`, errors.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -62,7 +62,7 @@ TEST(MatrixProductType, GrowsByTheBitsOfTheInnerDimension) {
             ->isDouble());
 }
 
-// The scaling of the products in the rules decides whether a sum has slope and bias, and not that of the sums.
+// The rules' scaling of products decides whether a sum has slope and bias; their scaling of sums doesn't.
 TEST(MatrixProductType, AsksTheScalingOfProducts) {
     const NumericType s8 = fixedType(true, 8, 4);
     const NumericType any = fixedType(true, 16, 8);
@@ -134,7 +134,7 @@ TEST(MatrixProducts, AreThoseOfExactRationals) {
             ASSERT_EQ(countsOf(*result), Counts{});
             continue;
         }
-        // All that overflowed in sums is added to the sums in the left operand's product register.
+        // All overflows of sums are added to the sum log in the left operand's product register.
         Counts sums = multiply.sum.counts;
         sums.overflows += add.stage.counts.overflows;
         ASSERT_EQ(countsOf(a.array->getproductQlogger()), multiply.product.counts);
@@ -159,8 +159,8 @@ TEST(MatrixProducts, WithOneElementAreProductsByElement) {
     }
 }
 
-// Views of the right operand and of its registers come and go, and none of their logs reaches the log map: each log is
-// written by its owner.
+// Views of the right operand and of its registers are made and destroyed, but none of their logs reaches the log map:
+// only the owner writes a log.
 TEST(MatrixProducts, WriteNoLogOfAnOperandThatLives) {
     const LoggingOn logging;
     const fimath rules = mathRules(kSpecify, kFull, 8, 0);

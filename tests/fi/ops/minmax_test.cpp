@@ -45,7 +45,7 @@ fi ofSizes(const Sizes& sizes, const std::vector<double>& re, const NumericType&
     return fi(re.data(), sizes.data(), sizes.size(), type, rulesOf(), "", true, Operation::Assignment);
 }
 
-/// Says whether the values print alike, which tells zeros by their signs and lets NaN equal NaN.
+/// Returns whether the values print alike, which distinguishes the signs of zeros and makes NaN equal NaN.
 testing::AssertionResult areSame(const std::vector<double>& a, const std::vector<double>& b) {
     const std::string left = testing::PrintToString(a);
     const std::string right = testing::PrintToString(b);
@@ -68,7 +68,7 @@ bool takesPlace(bool isMax, bool isComplex, const Entry& challenger, const Entry
     const int sign = isComplex ? cmp(square(challenger), square(holder)) : cmp(challenger.re, holder.re);
     return isMax ? sign > 0 : sign < 0;
 }
-/// Magnitudes round, so two that differ only far behind the point of comparison have no certain order.
+/// Magnitudes are rounded, so two that differ only in far lower digits have no certain order.
 bool isTooClose(const Entry& a, const Entry& b) {
     const Rational difference = abs(square(a) - square(b));
     return difference != 0 && difference < scaled(square(a) + square(b), -40);
@@ -174,7 +174,7 @@ TEST(MinMax, OfColumnsIsThatOfExactRationals) {
     }
 }
 
-/// Zeros of both signs tell which operand an element came from.
+/// Zeros of both signs show which operand an element is from.
 TEST(MinMax, KeepsTheArraysElementOrTheLeftOneInATieAndBesideNaN) {
     const NumericType type = plainType(TypeMode::Double);
     struct Row {
@@ -204,7 +204,7 @@ TEST(MinMax, KeepsTheArraysElementOrTheLeftOneInATieAndBesideNaN) {
     }
 }
 
-/// The left of two real arrays hands on its log; every other result starts with an empty one.
+/// The left of two real arrays passes its log on; every other result starts with an empty one.
 TEST(MinMax, StartsWithAnEmptyLogSaveForTwoRealArrays) {
     const LoggingOn logging;
     const NumericType type = fixedType(true, 8, 0);
@@ -233,7 +233,7 @@ TEST(MinMax, StartsWithAnEmptyLogSaveForTwoRealArrays) {
         EXPECT_EQ(countsOf(*extreme(true, row.left, row.right)), row.wanted) << row.why;
     }
     EXPECT_EQ(countsOf(a), (Counts{1, 0, 3}));
-    // Extremes of columns log every element they hold on the way.
+    // Extremes of columns log every intermediate extreme.
     const Columns columns = extremesOfColumns(true, b);
     EXPECT_EQ(countsOf(*columns.values), (Counts{0, 0, 1}));
     EXPECT_EQ(countsOf(*extremesOfColumns(true, column({1.0, 2.0, 3.0}, type)).values), (Counts{0, 0, 3}));
@@ -352,7 +352,7 @@ TEST(MinMax, WantsEqualTypesAndRulesAsFarAsTheirModesUseThem) {
             Mode mode;
             bool usesWord, usesMax, usesFraction;
         };
-        // A specified word length plays no part, only where its point is.
+        // Of a specified format only the binary point matters, not the word length.
         const Row rows[] = {{Mode::FullPrecision, false, false, false},
                             {Mode::KeepLSB, true, true, true},
                             {Mode::KeepMSB, true, true, true},
@@ -373,7 +373,7 @@ TEST(MinMax, WantsEqualTypesAndRulesAsFarAsTheirModesUseThem) {
             }
         }
     }
-    // Rules count whether they are local or not.
+    // Rules are compared whether they are local or not.
     check(a, scalar(2.0, type, rulesOf(), false), "", "global");
     const GlobalRules global(rulesOf(Rounding::floor, true));
     check(a, scalar(2.0, type, rulesOf(), false), "fimath", "global");
@@ -439,7 +439,7 @@ TEST(MinMax, SortingMovesRealPartsOnlyAndLeavesIncompleteBlocksAlone) {
     EXPECT_EQ(realParts(*result), (std::vector<double>{1, 2, 3, 9, 8}));
     EXPECT_EQ(imaginaryParts(*result), (std::vector<double>{1, 2, 3, 4, 5}));
     EXPECT_EQ(places, (std::vector<double>{2, 3, 1, 4, 5}));
-    // Counts that make no block, or a product beyond 64 bits, sort nothing.
+    // A stride or length that gives no complete block, or a product beyond 64 bits: nothing is sorted.
     constexpr std::uint64_t huge = std::numeric_limits<std::uint64_t>::max();
     for (const auto& [stride, length] : {std::pair<std::uint64_t, std::uint64_t>{0, 3}, {3, 0}, {huge, 2}, {1, 6}}) {
         EXPECT_EQ(realParts(*Owner(&z.stridesort(true, stride, length))), realParts(z));

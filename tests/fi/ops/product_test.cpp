@@ -1,4 +1,4 @@
-// Products element by element: values and counts against exact rationals, registers, whose logs count, errors.
+// Products element by element: values and counts against exact rationals, registers, the logs that count, errors.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -32,7 +32,7 @@ TEST(ComplexProductType, AddsOneBitToTheProducts) {
         EXPECT_EQ(fieldsOf(a.getSumTypeForMpyOp(a, q30)), fieldsOf(row.wanted)) << row.rules.toString();
         EXPECT_FALSE(a.getSumTypeForMpyOp(a, fixedType(false, 8, 0)).isSigned());
     }
-    // A slope and bias of specified sums plays no part.
+    // Slope and bias of specified sums are ignored.
     fimath sloped = mathRules(kFull, kSpecify, 32, 30, 20, 5);
     sloped.setSumSlopeAdjustmentFactor(1.5);
     sloped.setSumBias(2.0);
@@ -78,7 +78,7 @@ TEST(Products, AreThoseOfExactRationals) {
         ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(given.areBothComplex() ? sumType : productType));
         ASSERT_EQ(result->getQlogger().getOperationType(), Operation::Product);
         ASSERT_TRUE(isUnchanged(a) && isUnchanged(b));
-        // Whichever operand does the work, the counts stand with the left one.
+        // Whichever operand does the work, the counts are in the logs of the left one.
         ASSERT_EQ(countsOf(a.array->getproductQlogger()), logs ? oracle.product.counts : Counts{});
         ASSERT_EQ(countsOf(a.array->getproductregsumQlogger()), logs ? oracle.sum.counts : Counts{});
         ASSERT_EQ(a.array->getproductQlogger().getNMathoperations(),
@@ -96,7 +96,7 @@ TEST(Products, OfFloatsAndScaledDoublesAreThoseOfDoubles) {
         TypeMode mode;
         double a, b, wanted;
     };
-    // A double type has words of 64 bits, and cells that hold more than doubles do.
+    // A double type has words of 64 bits, and cells that hold more bits than doubles.
     const Row rows[] = {
         {TypeMode::Double, 0.1, 0.5, 0.05},
         {TypeMode::Single, 0.1, 0.3, static_cast<double>(0.1F * 0.3F)},
@@ -133,7 +133,7 @@ TEST(Products, KeepTagAndRulesOfTheOperands) {
     }
 }
 
-// The register belongs to the left operand, and rounds by its rules where those of the right operand make the type.
+// The register belongs to the left operand and rounds by its rules, even if the right operand's determine the type.
 TEST(Products, RoundByTheGlobalRulesWhereTheLeftOperandFollowsThem) {
     fimath rules = mathRules(kSpecify, kFull, 8, 0);
     rules.setRoundMode(embedded::RoundModeEnum::Ceil);
@@ -153,7 +153,7 @@ TEST(ProductElements, StandInTheRegistersOfTheLastProduct) {
     const fi b = column({0.5, -1.0}, type);
     a.setIndex(1);
     b.setIndex(1);
-    // Without a register, one of the product fields is made.
+    // Without a register, one with the product fields of the rules is made.
     fi& made = a * b;
     EXPECT_EQ(fieldsOf(made.getNumericType()), fieldsOf(fixedType(true, 32, 30)));
     EXPECT_EQ(made.realdouble(), -2.0);
@@ -167,7 +167,7 @@ TEST(ProductElements, StandInTheRegistersOfTheLastProduct) {
     EXPECT_EQ(fieldsOf(a.getproductQlogger().getNumericType()), fieldsOf(fixedType(true, 12, 3)));
     EXPECT_EQ(fieldsOf(a.getproductregsumQlogger().getNumericType()), fieldsOf(fixedType(true, 13, 4)));
     EXPECT_EQ((a * b).realdouble(), 0.75);
-    // Two complex elements leave their sum in the sum register, with the sum's type.
+    // Two complex elements leave their result in the sum register, in the sum type.
     const fi z = column({1.0}, {2.0}, type);
     EXPECT_EQ(fieldsOf((z * z).getNumericType()), fieldsOf(fixedType(true, 32, 30)));
     product(z, z);
@@ -183,8 +183,8 @@ TEST(ProductElements, StandInTheRegistersOfTheLastProduct) {
     EXPECT_EQ(fieldsOf(a.getproductregsumQlogger().getNumericType()), fieldsOf(slopeBiasType(true, 13, 1.5, -4, 0.0)));
 }
 
-// A real left element: its own quantizers round, in a register of the complex right element, which is made anew by the
-// rules for another type and kept for the same.
+// A real left element rounds by its own quantizers, in a register of the complex right element. For another type a new
+// register is made, by the rules; for the same type it is kept.
 TEST(ProductElements, OfARealAndAComplexElementUseTheRightRegister) {
     const LoggingOn logging;
     const NumericType type = fixedType(true, 8, 4);
@@ -213,7 +213,7 @@ TEST(ProductElements, InPlaceUseTheTypeOfTheLeftSide) {
     a.setIndex(0);
     a *= a;
     EXPECT_EQ(a.realdouble(0), 2.5);
-    // A real side becomes complex, and takes its imaginary part from the product of its real one.
+    // A real left side becomes complex; its imaginary part is its real part times the other's imaginary part.
     a.setIndex(0);
     a *= column({2.0}, {-1.0}, fixedType(true, 6, 1));
     EXPECT_EQ(realParts(a), (std::vector<double>{5.0, 5.5}));
@@ -276,7 +276,7 @@ TEST(SlopeBiasProducts, GiveTheRealWorldProductWhereItIsExact) {
     }
 }
 
-// Without biases: quantize the product, multiply with the ratio as the result's word holds it, quantize again.
+// Without biases: quantize the product, multiply by the ratio as held by the result's word, quantize again.
 TEST(SlopeBiasProducts, WithoutBiasTakeOneQuantizedFactor) {
     const LoggingOn logging;
     Random random(5302);

@@ -1,4 +1,4 @@
-// Powers of two, integers without their scale, and the same bits under another type, against big integers.
+// Powers of two, integers without their scale, and the same bits with another type, against big integers.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -52,7 +52,7 @@ TEST(FiPow2, RoundsOnceByTheRulesOrDown) {
         ASSERT_TRUE(holdsWords(*result, re, im, type.getFixedExponent()));
         ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(type));
         ASSERT_EQ(countsOf(*result), logs ? stage.counts : Counts{});
-        // Rounding down was for this once.
+        // Rounding down applied only to this call.
         ASSERT_EQ(result->getFimathIsLocal(), isLocal);
         ASSERT_EQ(fieldsOf(result->getFimath()), fieldsOf(known.array->getFimath()));
         ASSERT_EQ(result->getAssignmentQuantizer().getRoundMode(), known.array->getRoundMode());
@@ -67,7 +67,7 @@ TEST(FiPow2, ReachesTheEndsOfDoublesAndInts) {
     const fi words = column({1.0, -3.0, 0.0}, fixedType(true, 8, 0));
     EXPECT_EQ(realParts(*FiOwner(&words.pow2(INT_MAX, false))), (std::vector<double>{127.0, -128.0, 0.0}));
     EXPECT_EQ(realParts(*FiOwner(&words.pow2(-1000, true))), (std::vector<double>{0.0, -1.0, 0.0}));
-    // Nothing is left to round down where a double vanishes.
+    // Where the double itself underflows to 0, nothing is left to round down.
     EXPECT_EQ(realParts(*FiOwner(&words.pow2(INT_MIN, true))), (std::vector<double>{0.0, 0.0, 0.0}));
 }
 
@@ -101,7 +101,7 @@ TEST(FiStripscaling, ChangesTheTypeOfAScaledDoubleAloneAndNothingOfOthers) {
     }
 }
 
-// Integers that slope and bias leave outside of the word pass the quantizer; without them they stay.
+// Integers outside the word because of slope and bias are quantized; without slope and bias they stay as they are.
 TEST(FiStripscaling, QuantizesWhatHadSlopeAndBias) {
     const LoggingOn logging;
     fi plain = scalar(1.0, fixedType(true, 8, 4));
@@ -157,7 +157,7 @@ TEST(FiReinterpretcast, OfScaledDoublesGivesScaledDoubles) {
     const fi values = column({-1.5, 300.25}, scaledDoubleType(true, 8, 1.0, 0, 0.0));
     const FiOwner result(&values.reinterpretcast(fixedType(false, 8, 1)));
     EXPECT_EQ(fieldsOf(result->getNumericType()), fieldsOf(scaledDoubleType(false, 8, 1.0, -1, 0.0)));
-    // Half the scale, then modulo 128 where that is out of range.
+    // Half the scale, then modulo 128 if out of range.
     EXPECT_EQ(realParts(*result), (std::vector<double>{127.25, 22.125}));
     const FiOwner sameSign(&values.reinterpretcast(fixedType(true, 8, 1)));
     EXPECT_EQ(realParts(*sameSign), (std::vector<double>{-0.75, 150.125}));

@@ -1,4 +1,4 @@
-// Negation, conjugation, signs, and complex arrays from and into their parts.
+// Negation, conjugation, signs, and complex arrays from their parts and back.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -70,7 +70,7 @@ TEST(FiSigns, NegateAndConjugateLikeIntegers) {
     }
 }
 
-// The first of zeros of both signs is the extreme that is logged, and a real part comes before its imaginary one.
+// Of zeros with both signs, the first is logged as the extreme; a real part is logged before its imaginary part.
 TEST(FiSigns, LogTheZeroThatCameFirst) {
     const LoggingOn logging;
     const fi complexUnsigned = column({0.0, 1.0}, {1.0, 0.0}, fixedType(false, 8, 0));
@@ -94,7 +94,7 @@ TEST(FiSigns, ConjugateLogsTheRealPartsOfScaledDoubles) {
     const FiOwner fromComplex(column({1.5, 300.0}, {-300.0, 2.0}, scaledDouble).conj());
     EXPECT_EQ(imaginaryParts(*fromComplex), (std::vector<double>{300.0, -2.0}));
     EXPECT_EQ(countsOf(*fromComplex), (Counts{2, 0, 4}));
-    // Fixed-point real parts are not looked at.
+    // Fixed-point real parts are not examined.
     EXPECT_EQ(FiOwner(column({1.5}, fixedType(true, 8, 4)).conj())->getNoperations(), 0u);
 }
 
@@ -155,7 +155,7 @@ TEST(FiSigns, ComplexQuantizesTheImaginaryPartsAlone) {
         ASSERT_TRUE(holdsWords(*result, false, wantedRe, type.getFixedExponent()));
         ASSERT_TRUE(holdsWords(*result, true, wantedIm, type.getFixedExponent()));
         ASSERT_EQ(fieldsOf(result->getNumericType()), fieldsOf(type));
-        // One scalar is quantized once, whatever it meets; a scalar left operand walks over the other.
+        // A scalar imaginary part is quantized once for all real parts; for a scalar real part, each imaginary one is.
         const bool isOnce = im.re.size() == 1 && re.re.size() != 1;
         ASSERT_EQ(result->getNoperations(), logs ? (isOnce ? 1 : im.re.size()) : 0);
         ASSERT_TRUE(isUnchanged(re));

@@ -1,4 +1,4 @@
-// Square roots against a bit search in exact rationals that takes the told roundings, and absolute values.
+// Square roots against a bit search in exact rationals with the specified roundings, and absolute values.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ Rational lowOf(const NumericType& type) {
 
 // Square roots.
 
-/// A root by its definition, with the counts of the squares on the way.
+/// A root by its definition, with the counts of the intermediate squares.
 class RootOracle {
  public:
     RootOracle(const NumericType& source, const NumericType& type, const fimath& rules, Rounding rounding, bool wraps)
@@ -90,7 +90,7 @@ class RootOracle {
                 return fixedType(type.isSigned(), wordBits, rules.getProductFractionLength());
         }
     }
-    /// A result of a cell that holds the product type and at least so many bits.
+    /// A result in a cell that holds the product type and at least this many bits.
     Rational inCell(const Rational& exact, int bits) const {
         const int cellBits = std::max(bits, mProduct.getWordLength());
         return atPrecision(exact, cellBits <= 52 ? 53 : cellBits + 1);
@@ -238,8 +238,8 @@ std::vector<double> radicands(Random& random, const NumericType& source, const N
     for (int i = 0; i < count; ++i) {
         double value = (isSequence ? i : random.between(0, 5)) * step;
         if (!isSequence && !isTiny) {
-            // Next to a square a floating-point root is the square's own. Halfway to the next one the distances of both
-            // squares are nearly equal.
+            // Next to a square, the floating-point root is that of the square. Halfway to the next square, the
+            // distances to both are nearly equal.
             const double root = random.between(0, (1 << maxBits) - 1) * rootStep;
             const double near = root * root + (random.oneIn(2) ? root * rootStep : 0.0);
             value = (std::floor(near / step) + random.between(-1, 1)) * step;
@@ -264,7 +264,7 @@ TEST(SquareRoot, OfArraysAndAllTheirLogsAreThoseOfTheSearch) {
         const bool isWide = random.oneIn(3);
         const NumericType source = fixedType(random.oneIn(2), isWide ? random.between(11, 52) : random.between(1, 10),
                                              random.between(-4, isWide ? 40 : 12));
-        // Roots of more bits than the array code takes, too.
+        // Also roots of more bits than the array code accepts.
         const int rootBits = isWide ? random.between(2, 28) : random.between(1, 8);
         const int rootFraction = source.getFractionLength() / 2 + random.between(-4, 4);
         const NumericType type = fixedType(random.oneIn(2), rootBits, rootFraction);
@@ -525,7 +525,7 @@ TEST(AbsoluteValue, RefusesSlopesAndComplexData) {
     EXPECT_EQ(raisedBy([&] { Owner(z.realabs()); }), complex);
 }
 
-// Entries whose register is wide give what array code gives.
+// Wide entries give the same results as array code.
 TEST(AbsoluteValue, OfDoublesIsThatOfTheElements) {
     const NumericType type = scaledDoubleType(true, 16, 4);
     const double special[] = {0.0, -0.0, INFINITY, -INFINITY, NAN, -1.5, 3.25, -4000};

@@ -77,7 +77,7 @@ TEST(SumType, TakesTheDataTypeOfEitherScaledDoubleAndStopsAtFloats) {
     const Owner doubles = sum(left, scalar(0.25, plainType(TypeMode::Double)));
     EXPECT_TRUE(doubles->isDouble());
     EXPECT_EQ(doubles->realdouble(0), 0.35);
-    // The cell of the type is used again: nothing of a double stays in it.
+    // The cell of the type is reused: nothing of a double remains in it.
     EXPECT_TRUE(sum(scalar(0.1, plainType(TypeMode::Single)), scalar(0.2, plainType(TypeMode::Single)))->isSingle());
     fi changing = scalar(0.5, plainType(TypeMode::Double));
     EXPECT_TRUE(changing.getNumericTypeForAddOp(left).isDouble());
@@ -173,7 +173,7 @@ TEST(SumRegister, HasTheSpecifiedTypeWhateverTheMode) {
     EXPECT_EQ(result.getQlogger().getOperationType(), Operation::Sum);
     EXPECT_EQ(&(a - b), &result);
     EXPECT_EQ(result.realdouble(), 0.5);
-    // Other rules reach it only when it is made anew.
+    // Other rules affect the register only when a new one is made.
     fi changing(a);
     changing.setFimath(sumRules(kFull, 20, 8));
     EXPECT_EQ((changing + b).getWordLength(), 12);
@@ -196,7 +196,7 @@ TEST(SumRegister, IsComplexWithItsOwnerAndStartsWithAnEmptyLog) {
 }
 
 TEST(SumRegister, HoldsImaginaryPartsAsWideAsItsOwner) {
-    // The operands differ in a bit that the 32-bit word of the register doesn't reach beside their top bits.
+    // The operands differ in a bit that the register's 32-bit word can't hold together with their top bits.
     fimath rules = sumRules(kSpecify, 32, 20);
     rules.setCastBeforeSum(false);
     const NumericType type = fixedType(true, 100, 20);
@@ -228,7 +228,7 @@ TEST(SumRegister, ElementOperatorsInPlaceUseTheTypeOfTheLeftSide) {
 
 // Errors.
 
-// The check of CastBeforeSum reads the left operand's own rules, also where those of the right one are in force.
+// The check of CastBeforeSum reads the left operand's rules, even if the right operand's are in force.
 TEST(SumErrors, AskTheLeftOperandWhetherItCasts) {
     const fimath specified = sumRules(kSpecify, 20, 8);
     const NumericType slope = slopeBiasType(true, 16, 1.5, -8, 2.0);

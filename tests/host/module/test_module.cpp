@@ -24,16 +24,7 @@ namespace {
 
 struct Item {
     Item() { ++sAlive; }
-    Item(const Item& other)
-        : width(other.width),
-          weight(other.weight),
-          isOn(other.isOn),
-          tag(other.tag),
-          color(other.color),
-          data(other.data ? hvCreateSharedDataCopy(other.data.get()) : nullptr),
-          partner(other.partner ? std::make_unique<Item>(*other.partner) : nullptr) {
-        ++sAlive;
-    }
+    Item(const Item&) = delete;
     Item& operator=(const Item&) = delete;
     ~Item() { --sAlive; }
 
@@ -74,6 +65,18 @@ Item& itemOf(void* handle) {
 
 // Methods
 
+/// A new handle of an item of its own.
+OMInterface* handleOf(std::unique_ptr<Item> item, OMClass* itemClass) {
+    auto* const handle = new OMInterface(item.get(), itemClass, nullptr);
+    static_cast<void>(item.release());
+    return handle;
+}
+OMInterface* newItem(int width, OMClass* itemClass) {
+    auto item = std::make_unique<Item>();
+    item->width = width;
+    return handleOf(std::move(item), itemClass);
+}
+
 class AnySignature : public OMMethodSignature {
  public:
     int getNumberOfReturnArgs() const override { return -1; }
@@ -98,19 +101,11 @@ struct Call {
     T as(int index) const {
         return *static_cast<T*>(arguments[index]);
     }
-    OMInterface* newItem(int width) const {
-        auto item = std::make_unique<Item>();
-        item->width = width;
-        auto* const handle = new OMInterface(item.get(), itemClass, nullptr);
-        static_cast<void>(item.release());
-        return handle;
-    }
 };
 
 using Types = std::vector<std::string>;
 struct Signature {
-    Types arguments;
-    Types results;
+    Types arguments, results;
 };
 using Body = std::function<void(const Call&)>;
 
@@ -196,6 +191,14 @@ OMMethodInfo* addDescriber(OMClass& target, const char* name, const std::vector<
     return add(target, name, signatures, describe(signatures));
 }
 
+/// A method of an item alone, without results.
+void addAction(OMClass& target, const char* name, const Body& body) {
+    add(target, name, {{{"item"}, {}}}, [body](const Call& call) {
+        *call.resultCount = 0;
+        body(call);
+    });
+}
+
 void plus(const Call& call) {
     const auto widthOf = [&](int i, bool isArray) {
         if (isArray) {
@@ -203,7 +206,7 @@ void plus(const Call& call) {
         }
         return call.arguments[i] == nullptr ? 0 : itemOf(call.arguments[i]).width;
     };
-    call.give(0, call.newItem(widthOf(0, call.signature == 2) + widthOf(1, call.signature == 1)));
+    call.give(0, newItem(widthOf(0, call.signature == 2) + widthOf(1, call.signature == 1), call.itemClass));
 }
 
 void callHostError() {
@@ -224,16 +227,16 @@ void addItemMethods(OMClass& target) {
                   {{"item", "string"}, {"VELMAR array"}},
                   {{"item", "item"}, {"VELMAR array"}},
                   {{"item", "VELMAR array"}, {"VELMAR array"}}});
-    for (const auto& [name, shape] :
-         std::vector<std::pair<const char*, const char*>>{{"takeInt", "int32"},
-                                                          {"takeDouble", "double"},
-                                                          {"takeBool", "bool"},
-                                                          {"takeText", "string"},
-                                                          {"takeColor", "test module colors"},
-                                                          {"takeItem", "item"},
-                                                          {"takeHandle", "handle"},
-                                                          {"takeTexts", "string vector"},
-                                                          {"takeDefault", "double=7"}}) {
+    static constexpr std::pair<const char*, const char*> kTakers[] = {{"takeInt", "int32"},
+                                                                      {"takeDouble", "double"},
+                                                                      {"takeBool", "bool"},
+                                                                      {"takeText", "string"},
+                                                                      {"takeColor", "test module colors"},
+                                                                      {"takeItem", "item"},
+                                                                      {"takeHandle", "handle"},
+                                                                      {"takeTexts", "string vector"},
+                                                                      {"takeDefault", "double=7"}};
+    for (const auto& [name, shape] : kTakers) {
         addDescriber(target, name, {{{"item", shape}, {"VELMAR array"}}});
     }
     addDescriber(target, "takeMany", {{{"item", "double", "..."}, {"VELMAR array"}}});
@@ -247,16 +250,15 @@ void addItemMethods(OMClass& target) {
             call.give(3, bsStrdup("text"));
             call.give(4, new std::int32_t(-1));
             call.give(5, hvCreateDoubleMatrix(2, 3));
-            call.give(6, call.newItem(9));
+            call.give(6, newItem(9, call.itemClass));
             call.give(7, nullptr);
         });
     add(target, "range", {{{"item"}, {"item"}}, {{"item"}, {"item", "item"}}}, [](const Call& call) {
-        call.give(0, call.newItem(10 + call.signature));
+        call.give(0, newItem(10 + call.signature, call.itemClass));
         if (call.signature == 1) {
-            call.give(1, call.newItem(20));
+            call.give(1, newItem(20, call.itemClass));
         }
     });
-    add(target, "nothing", {{{"item"}, {}}}, [](const Call& call) { *call.resultCount = 0; });
     add(target, "nullItem", {{{"item"}, {"item"}}}, [](const Call& call) { call.give(0, nullptr); });
     add(target, "tooFew", {{{"item"}, {"VELMAR array", "VELMAR array"}}},
         [](const Call& call) { call.giveText("one"); });
@@ -266,24 +268,23 @@ void addItemMethods(OMClass& target) {
             call.give(i, hvCreateDoubleScalar(i + 1));
         }
     });
-    add(target, "fail", {{{"item"}, {}}}, [](const Call&) { raiseError("test:fail", "It failed."); });
-    add(target, "failOtherwise", {{{"item"}, {}}}, [](const Call&) { throw std::runtime_error("Not ours."); });
-    add(target, "failForeign", {{{"item"}, {}}}, [](const Call&) { throw 42; });
-    add(target, "leaveTrapSet", {{{"item"}, {}}}, [](const Call& call) {
+    addAction(target, "fail", [](const Call&) { raiseError("test:fail", "It failed."); });
+    addAction(target, "failOtherwise", [](const Call&) { throw std::runtime_error("Not ours."); });
+    addAction(target, "failForeign", [](const Call&) { throw 42; });
+    addAction(target, "callError", [](const Call&) { callHostError(); });
+    addAction(target, "leaveTrapSet", [](const Call&) {
         hscSetTrapFlag(1);
         hvSetErrorMode(-1);
         callHostError();
-        *call.resultCount = 0;
     });
-    add(target, "callError", {{{"item"}, {}}}, [](const Call& call) {
-        callHostError();
-        *call.resultCount = 0;
-    });
-    add(target, "speak", {{{"item"}, {}}}, [](const Call& call) {
+    addAction(target, "speak", [](const Call& call) {
         hscWarnMsgIdAndTxt("test:speak", "Width %d.", itemOf(call.arguments[0]).width);
         hscPrintf("spoken\n");
-        *call.resultCount = 0;
     });
+    addAction(target, "addMethodWhileRunning", [](const Call& call) {
+        addDescriber(*call.itemClass, "late", {{{"item"}, {"VELMAR array"}}});
+    });
+    addAction(target, "nothing", [](const Call&) {});
     add(target, "set", {{{"VELMAR array", "..."}, {"VELMAR array"}}}, [](const Call& call) {
         if (call.argumentCount > 2) {
             raiseError("test:set", "Use dot notation.");
@@ -298,10 +299,6 @@ void addItemMethods(OMClass& target) {
             raiseError("test:builtin", status.getLastError()->getTempStaticMessage());
         }
         call.give(0, result);
-    });
-    add(target, "addMethodWhileRunning", {{{"item"}, {}}}, [](const Call& call) {
-        addDescriber(*call.itemClass, "late", {{{"item"}, {"VELMAR array"}}});
-        *call.resultCount = 0;
     });
     add(target, "alive", {{{}, {"double"}}}, [](const Call& call) {
         call.give(0, new double(Item::sAlive));
@@ -397,13 +394,11 @@ void addItemProperties(OMClass& target) {
             if (!item.partner) {
                 return nullptr;
             }
-            auto copy = std::make_unique<Item>(*item.partner);
-            auto* const handle = new OMInterface(copy.get(), itemClass, nullptr);
-            static_cast<void>(copy.release());
-            return handle;
+            return newItem(item.partner->width, itemClass);
         },
         [](Item& item, const void* value) {
-            item.partner = std::make_unique<Item>(itemOf(const_cast<void*>(value)));
+            item.partner = std::make_unique<Item>();
+            item.partner->width = itemOf(const_cast<void*>(value)).width;
         }));
     addField(target, "Sealed", type("int32"), &Item::width, {.isExternalSetAccess = false});
     addField(target, "Secret", type("int32"), &Item::width, {.isExternalGetAccess = false});
@@ -432,9 +427,7 @@ class ItemClass : public OMClass {
         if (count > 1 && hvIsA(static_cast<const hvArray*>(arguments[1]), TEXT(MODULE_NAME) ".item")) {
             item->tag = "has a partner";
         }
-        auto* const handle = new OMInterface(item.get(), this, nullptr);
-        static_cast<void>(item.release());
-        return handle;
+        return handleOf(std::move(item), this);
     }
     void destroyObject(OMInterface* interface) override {
         const std::unique_ptr<Item> item(static_cast<Item*>(interface->getObject()));
@@ -509,10 +502,7 @@ void ENTRY_POINT(VLInitialize_, MODULE_NAME)() {
     colors();
     addItemProperties(*item);
     addItemMethods(*item);
-    add(*package->getLocalClass("special"), "disp", {{{"item"}, {}}}, [](const Call& call) {
-        hscPrintf("a special item\n");
-        *call.resultCount = 0;
-    });
+    addAction(*package->getLocalClass("special"), "disp", [](const Call&) { hscPrintf("a special item\n"); });
     hfRegisterFeature("TestModule" TEXT(MODULE_NAME), 1, nullptr, featureGateway);
     isStarted = true;
 }

@@ -47,8 +47,6 @@ using Paths = SessionTest;
 using ObjectHandles = SessionTest;
 using ObjectDisplay = SessionTest;
 
-// Modules
-
 TEST(Modules, ThatCanNotBeLoadedAreToldApart) {
     EXPECT_EQ(thrownBy([] { Session("/nowhere/libnothing.so"); }).id, "VELMAR:module:notFound");
     EXPECT_EQ(thrownBy([] { Session(TEST_MODULE, "other"); }),
@@ -131,8 +129,6 @@ TEST(Modules, MayThrowAnythingAtTheirStartAndStop) {
     EXPECT_EXIT(endWithModules(), testing::ExitedWithCode(7), "stopped");
 }
 
-// Construction
-
 TEST_F(Construction, PassesArraysAndWrapsObjects) {
     EXPECT_EQ(session.construct("test_module.item").get("Width").toDouble(), 1.0);
     EXPECT_EQ(item(7).get("Width").toDouble(), 7.0);
@@ -144,25 +140,16 @@ TEST_F(Construction, PassesArraysAndWrapsObjects) {
 }
 
 TEST_F(Construction, RefusesWhatCanNotBeMade) {
-    const std::pair<const char*, Raised> rows[] = {
-        {"test_module.missing", {"VELMAR:class:unknown", "There is no class 'test_module.missing'."}},
-        {"test_module", {"VELMAR:class:unknown", "There is no class 'test_module'."}},
-        {"", {"VELMAR:class:unknown", "There is no class ''."}},
-        {"double", {"VELMAR:class:unknown", "There is no class 'double'."}},
-        {"test_module.abstract",
-         {"VELMAR:class:notConstructible", "Objects of class 'test_module.abstract' can't be made."}},
-        {"hollow_test_module",
-         {"VELMAR:class:notConstructible", "Objects of class 'test_module.hollow_test_module' can't be made."}}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(thrownBy([&] { session.construct(row.first); }), row.second) << row.first;
+    for (const char* const name : {"test_module.missing", "test_module", "", "double"}) {
+        EXPECT_EQ(thrownBy([&] { session.construct(name); }),
+                  (Raised{"VELMAR:class:unknown", "There is no class '" + std::string(name) + "'."}));
     }
-    EXPECT_EQ(thrownBy([&] {
-                  session.construct("test_module.item", {1, 2, 3});
-              }),
-              (Raised{"test:nargchk", "Too many input arguments"}));
+    for (const char* const name : {"test_module.abstract", "hollow_test_module"}) {
+        EXPECT_EQ(thrownBy([&] { session.construct(name); }).id, "VELMAR:class:notConstructible") << name;
+    }
+    const std::vector<Value> many = {1, 2, 3};
+    EXPECT_EQ(thrownBy([&] { session.construct("test_module.item", many); }).id, "test:nargchk");
 }
-
-// Selecting signatures
 
 TEST_F(Calls, SelectTheFirstSignatureThatFits) {
     const Value own = item(3);
@@ -212,33 +199,21 @@ TEST_F(Calls, SelectTheFirstSignatureThatFits) {
 
 TEST_F(Calls, RefuseArgumentsThatFitNoSignature) {
     const Value own = item();
-    const std::pair<const char*, std::vector<Value>> rows[] = {{"takeInt", {own, 1.5}},
-                                                               {"takeInt", {own, 2147483648.0}},
-                                                               {"takeInt", {own, bsGetNaN()}},
-                                                               {"takeInt", {own, "1"}},
-                                                               {"takeInt", {own, own}},
-                                                               {"takeInt", {own}},
-                                                               {"takeInt", {own, 1, 2}},
-                                                               {"takeDouble", {own, std::vector<double>{1, 2}}},
-                                                               {"takeDouble", {own, Value::complex(1, 1)}},
-                                                               {"takeDouble", {own, Value()}},
-                                                               {"takeBool", {own, bsGetNaN()}},
-                                                               {"takeText", {own, 65}},
-                                                               {"takeText", {own, own}},
-                                                               {"takeColor", {own, "Blue"}},
-                                                               {"takeColor", {own, 4}},
-                                                               {"takeColor", {own, 0.5}},
-                                                               {"takeItem", {own, 1}},
-                                                               {"takeItem", {own, ""}},
-                                                               {"takeItem", {Value(), Value()}},
-                                                               {"takeTexts", {own, 1}},
-                                                               {"takeTexts", {own, own}},
-                                                               {"takeMany", {own}},
-                                                               {"takeMany", {own, 1, "x"}}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(thrownBy([&] { session.call(row.first, row.second); }).id,
-                  row.second.front().isObject() ? "VELMAR:method:noSignature" : "VELMAR:UndefinedFunction")
-            << row.first;
+    const std::pair<const char*, std::vector<std::vector<Value>>> rows[] = {
+        {"takeInt", {{own, 1.5}, {own, 2147483648.0}, {own, bsGetNaN()}, {own, "1"}, {own, own}, {own}, {own, 1, 2}}},
+        {"takeDouble", {{own, std::vector<double>{1, 2}}, {own, Value::complex(1, 1)}, {own, Value()}}},
+        {"takeBool", {{own, bsGetNaN()}}},
+        {"takeText", {{own, 65}, {own, own}}},
+        {"takeColor", {{own, "Blue"}, {own, 4}, {own, 0.5}}},
+        {"takeItem", {{own, 1}, {own, ""}, {Value(), Value()}}},
+        {"takeTexts", {{own, 1}, {own, own}}},
+        {"takeMany", {{own}, {own, 1, "x"}}}};
+    for (const auto& [method, refused] : rows) {
+        for (const std::vector<Value>& arguments : refused) {
+            EXPECT_EQ(failureOf(method, arguments).id,
+                      arguments.front().isObject() ? "VELMAR:method:noSignature" : "VELMAR:UndefinedFunction")
+                << method;
+        }
     }
     EXPECT_EQ(failureOf("takeInt", {own, "x"}).message,
               "Method 'takeInt' of class 'test_module.item' can't be called with (test_module.item, char).");
@@ -305,20 +280,15 @@ TEST_F(Calls, FindMethodsThatComeWhileTheSessionRuns) {
     });
 }
 
-// Results
-
 TEST_F(Calls, GiveResultsOfEveryShape) {
-    const std::vector<Value> all = session.call(8, "everything", {item()});
+    std::vector<Value> all = session.call(8, "everything", {item()});
     ASSERT_EQ(all.size(), 8U);
     EXPECT_EQ(all[0].className(), "int32");
-    EXPECT_EQ(all[0].toDouble(), -3.0);
-    EXPECT_EQ(all[1], Value(2.5));
-    EXPECT_EQ(all[2], Value(true));
-    EXPECT_EQ(all[3], Value("text"));
-    EXPECT_EQ(all[4], Value("green"));
     EXPECT_EQ(all[5].dimensions(), (std::vector<std::size_t>{2, 3}));
     EXPECT_EQ(all[6].get("Width").toDouble(), 9.0);
-    EXPECT_EQ(all[7], Value(""));
+    all[0] = all[0].toDouble();
+    all.erase(all.begin() + 5, all.begin() + 7);
+    EXPECT_EQ(all, (std::vector<Value>{-3, 2.5, true, "text", "green", ""}));
     EXPECT_EQ(session.call("nullItem", {item()}), Value());
     // What nobody asked for is dropped.
     EXPECT_EQ(session.call(2, "everything", {item()}).size(), 2U);
@@ -376,15 +346,12 @@ TEST_F(Calls, ThatAreStaticNeedNoObject) {
     EXPECT_EQ(thrownBy([&] { session.callStatic("test_module.item", "alive", {1}); }).id, "VELMAR:method:noSignature");
 }
 
-// Properties
-
 TEST_F(Properties, TravelInTheShapeOfTheirType) {
     const Value own = item();
     const Value partner = item(6);
     struct Row {
         const char* name;
-        Value set;
-        Value read;
+        Value set, read;
     };
     const Row rows[] = {
         {"Weight", 2.25, 2.25},
@@ -507,8 +474,6 @@ TEST_F(Properties, SendTheirEventsToTheObjectsListeners) {
     own.interface()->getListenerManager()->removeListener(id);
 }
 
-// The boundary
-
 TEST_F(Boundary, TurnsWhatIsRaisedIntoErrors) {
     const Value own = item();
     EXPECT_EQ(failureOf("fail", {own}), (Raised{"test:fail", "It failed."}));
@@ -536,6 +501,18 @@ TEST_F(Boundary, TurnsWhatIsRaisedIntoErrors) {
     OMPropInfo& property = *own.interface()->getClass()->getProperty("Hostile");
     EXPECT_EQ(property.getValueE(OMDatabaseClient::getExternalClient(), own.interface(), status), nullptr);
     EXPECT_STREQ(status.getLastError()->getTempStaticMessage(), foreign.message.c_str());
+    OMMethodInfo& method = *own.interface()->getClass()->getMethod("failForeign");
+    int count = 1;
+    void* result = nullptr;
+    void* argument = own.interface();
+    method.invokeMethodE(method.getMethodSignatures()[0].get(), &count, &result, 1, &argument, status);
+    EXPECT_EQ(status.getNumberOfErrors(), 2);
+    EXPECT_EQ(count, 0);
+    const OMClass& special = *session.construct("test_module.special").interface()->getClass();
+    EXPECT_EQ(special.getMethods().front(), special.getSuperClass()->getMethods().front());
+    for (const int index : {-1, 1}) {
+        EXPECT_EQ(special.getMethod("plus")->getMethodSignatures()[0]->getReturnType(index), nullptr);
+    }
     // Values and objects whose end throws.
     own.set("Tag", "calm");
     EXPECT_EQ(own.get("Hostile").toDouble(), 3.0);
@@ -611,8 +588,6 @@ TEST_F(Boundary, ReachesFeatures) {
     EXPECT_EQ(thrownBy([&] { session.feature("NoSuchFeature"); }).id, "VELMAR:feature:unknown");
 }
 
-// Access paths
-
 TEST_F(Paths, ReachPropertiesAndMethods) {
     const Value own = item(3);
     own.set("Partner", item(6));
@@ -628,10 +603,14 @@ TEST_F(Paths, ReachPropertiesAndMethods) {
 
 TEST_F(Paths, ThatLeadNowhereAreErrors) {
     const Value own = item(3);
-    EXPECT_EQ(thrownBy([&] { session.index(own, {dot("Length")}); }).id, "VELMAR:class:unknownProperty");
-    EXPECT_EQ(thrownBy([&] { session.index(own, {{"()", {1}}}); }).id, "VELMAR:subs:notSupported");
-    EXPECT_EQ(thrownBy([&] { session.index(own, {dot("Width"), dot("x")}); }).id, "VELMAR:subs:notSupported");
-    EXPECT_EQ(thrownBy([&] { session.index(own, std::span<const hostref::Subscript>{}); }).id, "VELMAR:subs:badPath");
+    const std::pair<std::vector<hostref::Subscript>, const char*> rows[] = {
+        {{dot("Length")}, "VELMAR:class:unknownProperty"},
+        {{{"()", {1}}}, "VELMAR:subs:notSupported"},
+        {{dot("Width"), dot("x")}, "VELMAR:subs:notSupported"},
+        {{}, "VELMAR:subs:badPath"}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(thrownBy([&] { session.index(own, row.first); }).id, row.second);
+    }
     EXPECT_EQ(failureOf("subsref", {own, 1}).id, "VELMAR:subs:badPath");
     EXPECT_EQ(thrownBy([&] { session.assign(own, {dot("Sealed")}, 1); }).id, "VELMAR:class:noSetAccess");
     EXPECT_EQ(thrownBy([&] { session.assign(1, {dot("x")}, 1); }).id, "VELMAR:subs:notSupported");
@@ -701,8 +680,6 @@ TEST_F(ObjectDisplay, UsesTheClassesMethodElseTheHostsForm) {
     EXPECT_EQ(session.takePrinted(), "one line\nand a half\n   2\n");
 }
 
-// Handles
-
 TEST_F(ObjectHandles, AreCountedThroughCopiesArraysAndCells) {
     Value first = item(3);
     OMInterface* const handle = first.interface();
@@ -719,8 +696,6 @@ TEST_F(ObjectHandles, AreCountedThroughCopiesArraysAndCells) {
     second = std::move(first);
     EXPECT_EQ(inCell.cell(0).get("Width").toDouble(), 5.0);
 }
-
-// Values
 
 TEST(Values, AreEqualWhenTheirContentsAre) {
     const Value nan = bsGetNaN();
@@ -803,8 +778,8 @@ TEST(Values, WriteThemselvesInOneLine) {
                                                   {std::vector<double>{1, -HUGE_VAL}, "[1 -Inf]"},
                                                   {"text", "'text'"},
                                                   {"", "''"},
-                                                  {true, "true"},
                                                   {Value(), "[0-by-0 double]"},
+                                                  {true, "true"},
                                                   {Value::matrix(2, 1, std::array{1.0, 2.0}), "[2-by-1 double]"},
                                                   {Value::cells(std::vector<Value>{1, 2, 3}), "[1-by-3 cell]"}};
     for (const auto& [value, text] : rows) {
@@ -813,8 +788,6 @@ TEST(Values, WriteThemselvesInOneLine) {
         EXPECT_EQ(out.str(), text);
     }
 }
-
-// MD5
 
 TEST(Md5, GivesThePublishedDigestsInPiecesOfAnySize) {
     // From the test suite in RFC 1321.
@@ -826,21 +799,18 @@ TEST(Md5, GivesThePublishedDigestsInPiecesOfAnySize) {
          "57edf4a22be3c955ac49da2e2107b67a"}};
     for (const auto& [text, digest] : rows) {
         const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-        bs_md5ChecksumRec whole;
-        whole.addn(bytes, text.size());
-        EXPECT_EQ(whole.getHexDigest(), digest);
         bs_md5ChecksumRec pieces;
         for (std::size_t i = 0; i < text.size(); ++i) {
             pieces.addn(bytes + i, 1);
             pieces.getDigest();
         }
         bs_md5ChecksumRec copy(pieces);
-        EXPECT_EQ(copy.getDigest(), whole.getDigest());
         copy.addn(bytes, text.size());
         copy = pieces;
         EXPECT_EQ(copy.getHexDigest(), digest);
         copy.reset();
-        EXPECT_EQ(copy.getHexDigest(), rows[0].second);
+        copy.addn(bytes, text.size());
+        EXPECT_EQ(copy.getHexDigest(), digest);
     }
 }
 

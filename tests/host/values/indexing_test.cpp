@@ -295,19 +295,17 @@ TEST(Indexing, OneIndexGivesItsShapeOrTheDirectionOfAVector) {
 }
 
 TEST(Indexing, AssignmentGrowsVectorsAndFillsEmptyDimensions) {
-    struct Assignment {
-        const char* name;
-        Value array;
-        std::vector<Value> indices;
-        Value values;
-        Value expected;
-    };
     const Value empty = arrayOf({0, 0}, {});
     const auto cells = [](const std::vector<Value>& values) { return Value::cells(values); };
     const auto complexRow = [](const std::vector<double>& re, const std::vector<double>& im) {
         return Value::matrix(1, 2, re, im);
     };
-    const Assignment rows[] = {
+    const struct {
+        const char* name;
+        Value array;
+        std::vector<Value> indices;
+        Value values, expected;
+    } rows[] = {
         {"row", row({1}), {3}, 9, row({1, 0, 9})},
         {"column", column({1, 2}), {4}, 9, column({1, 2, 0, 9})},
         {"nothing", empty, {2}, 9, row({0, 9})},
@@ -324,7 +322,7 @@ TEST(Indexing, AssignmentGrowsVectorsAndFillsEmptyDimensions) {
         {"text into nothing", empty, {1}, "x", "x"},
         {"cells", cells({1, "b"}), {1}, cells({"a"}), cells({"a", "b"})},
     };
-    for (const Assignment& r : rows) {
+    for (const auto& r : rows) {
         SCOPED_TRACE(r.name);
         EXPECT_EQ(Value(hostref::withElements(r.array.array(), borrowedFrom(r.indices), r.values.array())), r.expected);
     }
@@ -401,16 +399,11 @@ TEST(Indexing, WrongIndicesAndValuesAreErrorsAndChangeNothing) {
 // Whether one of many numbers is no position must not depend on where it stands.
 TEST(Indexing, OneWrongNumberAmongManyIsFoundAnywhere) {
     constexpr std::size_t kElements = 3000;
-    const std::pair<double, const char*> wrongs[] = {
-        {0.0, "VELMAR:subs:badSubscript"},         {-0.0, "VELMAR:subs:badSubscript"},
-        {-1.0, "VELMAR:subs:badSubscript"},        {0.5, "VELMAR:subs:badSubscript"},
-        {-0x1p52, "VELMAR:subs:badSubscript"},     {std::nextafter(2.0, 1.0), "VELMAR:subs:badSubscript"},
-        {2999.5, "VELMAR:subs:badSubscript"},      {5e-324, "VELMAR:subs:badSubscript"},
-        {HUGE_VAL, "VELMAR:subs:badSubscript"},    {-HUGE_VAL, "VELMAR:subs:badSubscript"},
-        {NAN, "VELMAR:subs:badSubscript"},         {-NAN, "VELMAR:subs:badSubscript"},
-        {3001.0, "VELMAR:subs:exceedsDimensions"}, {0x1p52 + 1, "VELMAR:subs:exceedsDimensions"},
-        {0x1p53, "VELMAR:subs:exceedsDimensions"}, {-0x1.8p1000, "VELMAR:subs:badSubscript"},
-    };
+    const std::pair<const char*, std::vector<double>> wrongs[] = {
+        {"VELMAR:subs:badSubscript",
+         {0.0, -0.0, -1.0, 0.5, -0x1p52, std::nextafter(2.0, 1.0), 2999.5, 5e-324, HUGE_VAL, -HUGE_VAL, NAN, -NAN,
+          -0x1.8p1000}},
+        {"VELMAR:subs:exceedsDimensions", {3001.0, 0x1p52 + 1, 0x1p53}}};
     Cases cases(7);
     hvArrayOwner complexArray(hvCreateDoubleMatrix(kElements, 1, hvCOMPLEX));
     hvArrayOwner bytes(hvCreateNumericMatrix(1, kElements, hvUINT16_CLASS));
@@ -439,11 +432,13 @@ TEST(Indexing, OneWrongNumberAmongManyIsFoundAnywhere) {
             EXPECT_EQ(hvGetPi(got.get())[i], -numbers[i]);
             EXPECT_EQ(hvGetTypedData<std::uint16_t>(gotBytes.get())[i], numbers[i]);
         }
-        for (const auto& [wrong, id] : wrongs) {
-            const std::size_t place = cases.upTo(many - 1);
-            const double right = std::exchange(numbers[place], wrong);
-            EXPECT_EQ(raisedBy([&] { read(bytes); }).id, id) << wrong << " at " << place << " of " << many;
-            numbers[place] = right;
+        for (const auto& [id, group] : wrongs) {
+            for (const double wrong : group) {
+                const std::size_t place = cases.upTo(many - 1);
+                const double right = std::exchange(numbers[place], wrong);
+                EXPECT_EQ(raisedBy([&] { read(bytes); }).id, id) << wrong << " at " << place << " of " << many;
+                numbers[place] = right;
+            }
         }
     }
 }

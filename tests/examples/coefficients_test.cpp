@@ -1,14 +1,17 @@
-// The filter study's coefficients as an array of the host, against files and bits made without it.
+// The filter study's coefficients in files and as an array of the host, each against bits made without it.
 #include <gtest/gtest.h>
 
+#include <bitset>
 #include <cmath>
 #include <cstdint>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "examples/filter_study/CoefficientArray.h"
 #include "examples/filter_study/coefficient_files.h"
+#include "examples/filter_study/integer_model.h"
 #include "examples/studies/StudyError.h"
 
 namespace {
@@ -32,26 +35,59 @@ std::vector<double> valuesOf(const std::vector<std::int64_t>& integers, int frac
     return values;
 }
 
-TEST(CoefficientArray, HasTheWordsOfTheFilesAtEveryLength) {
-    for (const int bits : {2, 3, 4, 5, 8, 9, 12, 16, 17, 24}) {
-        for (const int fraction : {-3, 0, bits - 1, bits + 6}) {
+TEST(Coefficients, AreTheSameIntegersInEachFileAndInTheArray) {
+    for (const int bits : {2, 3, 5, 8, 9, 12, 16, 17, 24}) {
+        for (const int fraction : {-3, bits + 6}) {
             SCOPED_TRACE(testing::Message() << bits << "," << fraction);
             const std::int64_t half = std::int64_t{1} << (bits - 1);
             const std::vector<std::int64_t> integers = {0, 1, -1, half - 1, -half, half / 2, -half / 2};
             Arithmetic arithmetic = kRules;
             arithmetic.coefficient = {bits, fraction};
-            CoefficientArray array(valuesOf(integers, fraction), arithmetic);
-
             const filterstudy::Coefficients coefficients{integers, arithmetic.coefficient, "a filter"};
-            EXPECT_NO_THROW(array.requireEqual(hexadecimalText(coefficients), 16));
-            EXPECT_NO_THROW(array.requireEqual(binaryText(coefficients), 2));
+
+            const std::string hexadecimal = hexadecimalText(coefficients);
+            const std::string binary = binaryText(coefficients);
+            std::istringstream lines(binary);
+            std::string line;
+            while (std::getline(lines, line) && line.starts_with("//")) {
+            }
+            for (const std::int64_t integer : integers) {
+                const std::string bitsOf64 = std::bitset<64>(static_cast<unsigned long long>(integer)).to_string();
+                EXPECT_EQ(line, bitsOf64.substr(64 - static_cast<std::size_t>(bits)));
+                std::getline(lines, line);
+            }
+            CoefficientArray array(valuesOf(integers, fraction), arithmetic);
+            EXPECT_NO_THROW(array.requireEqual(hexadecimal, 16));
+            EXPECT_NO_THROW(array.requireEqual(binary, 2));
+            EXPECT_EQ(filterstudy::integersOfWords(hexadecimal, 16, bits), integers);
+            EXPECT_EQ(filterstudy::integersOfWords(binary, 2, bits), integers);
+
+            const std::string header = cHeaderText(coefficients, arithmetic);
+            EXPECT_EQ(filterstudy::integersOfCHeader(header), integers);
+            for (const std::string part : {bits <= 8    ? "int8_t filter_coefficients"
+                                           : bits <= 16 ? "int16_t filter_coefficients"
+                                                        : "int32_t filter_coefficients",
+                                           "#define FILTER_TAPS 7\n", "#define FILTER_DATA_FRACTION 13\n",
+                                           "#define FILTER_PRODUCT_BITS 14\n", "#define FILTER_SUM_FRACTION 17\n"}) {
+                EXPECT_NE(header.find(part), std::string::npos) << part;
+            }
         }
     }
+}
+
+TEST(Coefficients, AreRefusedWhereAFileHasNoInteger) {
+    for (const char* const text : {"no array", "x[] = {1, 2};", "x[] = {1, b,};"}) {
+        EXPECT_THROW(filterstudy::integersOfCHeader(text), std::runtime_error) << text;
+    }
+    EXPECT_THROW(filterstudy::integersOfWords("01\n02\n", 2, 2), std::runtime_error);
+    EXPECT_THROW(filterstudy::integersOfWords("\n", 16, 8), std::runtime_error);
 }
 
 TEST(CoefficientArray, RoundsToNearestAndSaturatesWhateverItsRulesAre) {
     CoefficientArray array(std::vector<double>{0.5 / 512, -0.5 / 512, 1.49 / 512, 1.0, -1.0}, kRules);
     EXPECT_EQ(array.words(16), (std::vector<std::string>{"01", "00", "01", "7f", "80"}));
+    EXPECT_EQ(filterstudy::storedIntegers(std::vector<double>{0.5, -0.5, 1.49, 128.0, -129.0}, {8, 0}),
+              (std::vector<std::int64_t>{1, 0, 1, 127, -128}));
 }
 
 TEST(CoefficientArray, TellsTheFirstDifferenceFromAFile) {

@@ -1,0 +1,256 @@
+// The machine that runs the steps of arithmetic on vectors of doubles. No include guard: included in the namespace of
+// each instruction set, after the rules (see fi/bulk/lane_loops.cpp).
+
+// Stages: what a place does to a vector.
+
+// Every rule makes one more loop of each kind, and the loops are large. So what can be a number without costing more
+// than an addition is one here, not a template parameter.
+
+/// The limits of a format with the numbers that represent the sign of its word and some rules.
+struct StageLimits : FixedDoubleLimits {
+    StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum mode)
+        : FixedDoubleLimits(format), round(mode) {
+        using Mode = embedded::RoundModeEnum;
+        if (format.lowerbound < 0.0) {
+            wrapsFrom = -format.lowerbound;
+        }
+        if (round == Mode::Nearest) {
+            addend = 0.5;
+        } else if (round == Mode::Ceil) {
+            scale = -scale;
+            inverseScale = -inverseScale;
+        }
+    }
+    embedded::RoundModeEnum round;
+    double wrapsFrom = std::numeric_limits<double>::infinity();  // remainders from here on lie below zero
+    double addend = -0.0;                                        // of FlooredSum
+};
+
+/// Ceil and floor, for loops so short that an addition matters.
+struct Floored {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return roundFloor(x); }
+};
+/// Ceil, floor and nearest: the floor of a sum. Adding -0.0 changes nothing, and ceil(x) is -floor(-x), for which the
+/// scale and its inverse are negative. All are exact, signs of zero included.
+struct FlooredSum {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) { return roundFloor(x + like(x, limits.addend)); }
+};
+/// The other rules, picked while the loop runs, which costs less than loops of their own.
+struct PickedRule {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) {
+        switch (limits.round) {
+            case embedded::RoundModeEnum::Fix:
+                return FixRule::apply(x);
+            case embedded::RoundModeEnum::Round:
+                return RoundRule::apply(x);
+            default:
+                return ConvergentRule::apply(x);
+        }
+    }
+};
+
+/// The word of either sign.
+struct AnyWord {
+    template <class V>
+    static V wrapped(V x, const auto& limits) {
+        const V remainder = modWraparound(x, limits);
+        return choose(remainder >= like(x, limits.wrapsFrom), remainder - like(x, limits.wraparound), remainder);
+    }
+};
+
+/// A value that nothing happened to.
+struct Kept {
+    Lanes value;
+};
+
+struct Keep {
+    Keep(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership&) {}
+    HWY_INLINE Kept operator()(Lanes x) const { return {x}; }
+    HWY_INLINE bool holds() const { return true; }
+};
+
+class Examine {
+ public:
+    Examine(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership& members)
+        : mMembers(members), mExaminer(members) {}
+    HWY_INLINE Kept operator()(Lanes x) {
+        mExaminer.examine(x, mEvidence);
+        return {x};
+    }
+    HWY_INLINE bool holds() const { return areMembers(mEvidence, mMembers); }
+
+ private:
+    Membership mMembers;
+    Examiner mExaminer;
+    Evidence mEvidence;
+};
+
+template <class Rounding, class Overflow>
+class Quantize {
+ public:
+    Quantize(const FixedDoubleLimits& format, embedded::RoundModeEnum round, const Membership&)
+        : mLimits(format, round) {}
+    HWY_INLINE auto operator()(Lanes x) const {
+        const Lanes whole = Rounding::apply(x * like(x, mLimits.scale), mLimits);
+        return quantizeRoundedValue<Overflow, AnyWord>(x, whole * like(x, mLimits.inverseScale), mLimits);
+    }
+    HWY_INLINE bool holds() const { return true; }
+
+ private:
+    StageLimits mLimits;
+};
+
+// The machine.
+
+/// Casts is bool, or std::bool_constant where the loop is compiled for the answer.
+template <class Stage, class Casts, class Notes>
+struct Place {
+    Place(const Stage& what, bool castsFirst) : stage(what), casts(castsOf(castsFirst)) {}
+    static Casts castsOf(bool given) {
+        if constexpr (std::is_same_v<Casts, bool>) {
+            return given;
+        } else {
+            return {};
+        }
+    }
+    Stage stage;
+    [[no_unique_address]] Casts casts;
+    [[no_unique_address]] Notes notes;
+};
+
+struct Plus {};
+/// A difference is the sum with the negated value in every bit.
+struct EitherSign {
+    explicit EitherSign(Sign sign) : bits(hn::BitCast(BitsTag(), hn::Set(Tag(), sign == Sign::minus ? -0.0 : 0.0))) {}
+    hn::Vec<BitsTag> bits;
+};
+
+/// Vectors of doubles, with statistics or without. `Kind` names the stages, the casts and the notes.
+template <class Kind, std::size_t vectors = 1>
+struct LaneMachine {
+    using Notes = typename Kind::template Notes<1>;
+    using SumNotes = typename Kind::template Notes<vectors>;
+    static constexpr bool kCounts = Notes::kCounts;
+
+    explicit LaneMachine(const Places& p)
+        : product({p.product, p.rule.round, p.productMembers}, false),
+          pair({p.sum, p.rule.round, p.sumMembers}, p.castsPair),
+          sum({p.sum, p.rule.round, p.sumMembers}, p.castsSum) {}
+
+    HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { cell = a * b; }
+    HWY_INLINE void combine(Plus, Lanes& cell, Lanes x) { cell = cell + x; }
+    HWY_INLINE void combine(const EitherSign& sign, Lanes& cell, Lanes x) {
+        cell.v = hn::Add(cell.v, hn::BitCast(Tag(), hn::Xor(hn::BitCast(BitsTag(), x.v), sign.bits)));
+    }
+    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
+    HWY_INLINE Lanes cast(auto& place, Lanes x) {
+        if (place.casts) {
+            quantize(place, x);
+        }
+        return x;
+    }
+    HWY_INLINE void quantize(auto& place, Lanes& cell) {
+        const auto result = place.stage(cell);
+        place.notes.note(result);
+        cell = result.value;
+    }
+    HWY_INLINE void quantize(auto& place, Lanes& cell, Mask used) {
+        const auto result = place.stage(cell);
+        place.notes.note(result, used);
+        cell = result.value;
+    }
+    bool holds() const { return product.stage.holds() && pair.stage.holds() && sum.stage.holds(); }
+    void noteIn(Tallies& tallies) const {
+        if constexpr (kCounts) {
+            tallies.product.join(product.notes.total());
+            tallies.pair.join(pair.notes.total());
+            tallies.sum.join(sum.notes.total());
+        }
+    }
+
+    Place<typename Kind::ProductStage, std::false_type, Notes> product;
+    Place<typename Kind::SumStage, typename Kind::CastsPair, Notes> pair;
+    Place<typename Kind::SumStage, typename Kind::CastsSum, SumNotes> sum;
+};
+
+/// A machine of which only some lanes count.
+template <class Machine>
+struct SomeLanes {
+    HWY_INLINE SomeLanes(Machine& machine, Mask lanes)
+        : whole(machine), used(lanes), product(machine.product), pair(machine.pair), sum(machine.sum) {}
+    HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { whole.multiply(cell, a, b); }
+    HWY_INLINE void combine(const auto& sign, Lanes& cell, Lanes x) { whole.combine(sign, cell, x); }
+    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
+    HWY_INLINE Lanes cast(auto& place, Lanes x) {
+        if (place.casts) {
+            quantize(place, x);
+        }
+        return x;
+    }
+    HWY_INLINE void quantize(auto& place, Lanes& cell) { whole.quantize(place, cell, used); }
+
+    Machine& whole;
+    Mask used;
+    decltype(Machine::product)& product;
+    decltype(Machine::pair)& pair;
+    decltype(Machine::sum)& sum;
+};
+
+// Kinds of machines: without statistics, compiled for what the places do; with statistics, told at run time whether
+// they cast.
+
+template <std::size_t>
+struct Silent : NoNotes {};
+
+template <class Product, class Sum, bool castsPairs, bool castsSums>
+struct Uncounted {
+    static constexpr bool kCounts = false;
+    static constexpr bool kIsPair = false;
+    using ProductStage = Product;
+    using SumStage = Sum;
+    using CastsPair = std::bool_constant<castsPairs>;
+    using CastsSum = std::bool_constant<castsSums>;
+    template <std::size_t vectors>
+    using Notes = Silent<vectors>;
+};
+template <class Stage>
+struct Counted {
+    static constexpr bool kCounts = true;
+    static constexpr bool kIsPair = false;
+    using ProductStage = Stage;
+    using SumStage = Stage;
+    using CastsPair = bool;
+    using CastsSum = bool;
+    template <std::size_t vectors>
+    using Notes = LaneTally<vectors>;
+};
+template <class Kind>
+struct OfPairs : Kind {
+    static constexpr bool kIsPair = true;
+};
+
+HWY_INLINE Lanes load(const double* values) {
+    return {hn::LoadU(Tag(), values)};
+}
+
+/// Loads `count` lanes or all; the others are zero.
+HWY_INLINE Lanes loadSome(const double* values, std::size_t count) {
+    if (count >= hn::Lanes(Tag())) {
+        return load(values);
+    }
+    alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)] = {};
+    std::copy(values, values + count, lanes);
+    return load(lanes);
+}
+
+/// Stores `count` lanes or all.
+HWY_INLINE void store(Lanes x, double* out, std::size_t count) {
+    const std::size_t width = hn::Lanes(Tag());
+    if (count >= width) {
+        hn::StoreU(x.v, Tag(), out);
+        return;
+    }
+    alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)];
+    hn::Store(x.v, Tag(), lanes);
+    std::copy(lanes, lanes + count, out);
+}
