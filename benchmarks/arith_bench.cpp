@@ -243,9 +243,30 @@ void addOver(bool haveZeros, std::size_t n) {
 }
 
 // Roots of s16,15 are s8,7.
-AVX512_LOOP void plainRoots(const double* x, std::size_t n, double* re) {
+
+/// A root is raised where the element exceeds the square of the root rounded down by more than this.
+struct Raise {
+    double perStep;
+    double fixed;
+};
+Raise raiseFor(embedded::RoundModeEnum mode) {
+    switch (mode) {
+        case embedded::RoundModeEnum::Floor:
+            return {0.0, std::numeric_limits<double>::infinity()};
+        case embedded::RoundModeEnum::Ceil:
+            return {0.0, 0.0};
+        default:
+            // More than halfway to the next square, or just halfway: the element is first cast to the type of squares.
+            return {1.0, 0.25};
+    }
+}
+
+AVX512_LOOP void plainRoots(const double* x, std::size_t n, Raise raise, double* re) {
     for (std::size_t i = 0; i < n; ++i) {
-        re[i] = std::floor(std::sqrt(x[i]) * 128.0) * (1.0 / 128.0);
+        const double squared = x[i] * 16384.0;
+        const double root = std::floor(std::sqrt(squared));
+        const double raised = squared - root * root > root * raise.perStep + raise.fixed ? root + 1.0 : root;
+        re[i] = (raised < 127.0 ? raised : 127.0) * (1.0 / 128.0);
     }
 }
 
@@ -257,15 +278,23 @@ Values magnitudes(std::size_t count) {
     return values;
 }
 
-void addRoots(std::size_t n) {
+void addRoots(embedded::RoundModeEnum mode, bool logs, std::size_t n) {
+    const std::string name = mode == embedded::RoundModeEnum::Floor  ? "floor "
+                             : mode == embedded::RoundModeEnum::Ceil ? "ceil "
+                                                                     : "nearest ";
     addPair(
-        "sqrtBisection floor " + std::to_string(n), "plain", n, 1, n,
-        [=] { return [=, x = magnitudes(n)](double* re, double*) { plainRoots(x.data(), n, re); }; },
+        "sqrtBisection " + name + (logs ? "logging " : "") + std::to_string(n), "plain", n, 1, n,
+        [=] { return [=, x = magnitudes(n)](double* re, double*) { plainRoots(x.data(), n, raiseFor(mode), re); }; },
         [=] {
             const std::shared_ptr<fi> x = arrayOf(magnitudes(n), false, n, 1, false);
             fimath rules = rulesFor(false);
-            rules.setRoundMode(embedded::RoundModeEnum::Floor);
-            return [=] { return FiOwner(x->sqrtBisection(rules)); };
+            rules.setRoundMode(mode);
+            return [=] {
+                fi::setLogging(logs);
+                FiOwner roots(x->sqrtBisection(rules));
+                fi::setLogging(false);
+                return roots;
+            };
         });
 }
 
@@ -517,7 +546,12 @@ void registerAll() {
         for (const bool haveZeros : {false, true}) {
             addOver(haveZeros, n);
         }
-        addRoots(n);
+        using Round = embedded::RoundModeEnum;
+        for (const Round mode : {Round::Floor, Round::Ceil, Round::Nearest}) {
+            for (const bool logs : {false, true}) {
+                addRoots(mode, logs, n);
+            }
+        }
         addEqual(n);
         addAnd(n);
         for (const int k : {-3, 3}) {

@@ -1,14 +1,17 @@
 // Square roots of whole arrays of doubles, where squares of roots are exact.
 //
-// They give the values of the search bit by bit (fi/ops/sqrt.cpp) in every bit. The search finds the greatest root
-// whose square does not exceed the element; where no square is rounded or leaves its type, that is the root rounded
-// down, which a floating-point root of a short word gives.
+// They give the values of the search bit by bit (fi/ops/sqrt.cpp) in every bit, and its statistics. The search finds
+// the greatest root whose square does not exceed the element; where no square is rounded or leaves its type, that is
+// the root rounded down, which a floating-point root of a short word gives. The bits of that root tell which trials
+// the search makes and which of them it stores, so nothing of the search need be run to know its statistics.
 #pragma once
 
 #include <span>
 
 #include "descriptors/NumericType.h"
 #include "descriptors/fimath.h"
+#include "quantization/quantizer.h"
+#include "quantization/tally.h"
 
 namespace tolvane::detail::arrayroots {
 
@@ -19,10 +22,27 @@ struct Types {
     const EmbeddedTypeSystem::NumericType& square;
 };
 
+/// What the objects that the search works with note. They are gone before anybody can ask for mathematical operations.
+struct Tallies {
+    Tally elements;
+    Tally trials;   // roots from which trials start, and those rounded down that may be raised
+    Tally squares;  // of trials and of roots rounded down
+    Tally roots;    // as they are stored
+    Tally neighbours;
+    Tally neighbourSquares;
+    Tally below;  // distances of elements from the squares below them, and what was cast for these
+    Tally above;  // distances from the squares above
+};
+
 /// Answers whether `find` may be called: every square of a root is a value of its type, and all doubles are exact.
 bool areSquaresExact(const Types& types, const fimath& rules);
 
-/// Stores a root of each element, none of which is negative, rounded by the rules as the search rounds.
-void find(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules);
+/// Stores a root of each element, none of which is negative, rounded by the rules as the search rounds. The elements
+/// need not be values of their type. `distances` quantizes by the rules to the type of the squares and logs nothing.
+void find(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules,
+          const quantizer& distances);
+/// As above with the statistics; `distances` has a fixed kernel.
+Tallies findAndTally(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules,
+                     const quantizer& distances);
 
 }  // namespace tolvane::detail::arrayroots

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 
 #include "fi/bulk/entries.h"
 #include "fi/bulk/roots.h"
@@ -46,6 +47,54 @@ NumericType rootType(const fi& a, const NumericType& type) {
 
 bool roundsTowardZero(Round mode) {
     return mode == Round::Fix || mode == Round::Floor;
+}
+
+/// Leaves the logs of the objects that a search works with in the log map, in the order in which they are destroyed.
+void leaveLogs(const arrayroots::Tallies& noted, const arrayroots::Types& types, const std::string& tag) {
+    using Operation = embedded::OperationTypeEnum;
+    struct Place {
+        const Tally& tally;
+        Operation operation;
+        const NumericType& type;
+    };
+    const Place places[] = {
+        {noted.below, Operation::Sum, types.square},
+        {noted.elements, Operation::Assignment, types.element},
+        {noted.above, Operation::Sum, types.square},
+        {noted.neighbourSquares, Operation::Assignment, types.square},
+        {noted.neighbourSquares, Operation::Product, types.square},
+        {noted.neighbours, Operation::Assignment, types.root},
+        {noted.squares, Operation::Assignment, types.square},
+        {noted.squares, Operation::Product, types.square},
+        {noted.trials, Operation::Assignment, types.root},
+    };
+    for (const Place& place : places) {
+        const qlogger log(tag, place.operation, place.type, false, true);
+        place.tally.handTo(log);
+    }
+}
+
+/// Finds the roots of a whole array, if its types allow that, and leaves the logs of a search. No square overflows or
+/// underflows, so there is nothing to report.
+bool findAllRoots(const arrayroots::Types& types, std::span<const double> elements, std::span<double> found,
+                  const fi& roots) {
+    const fimath& rules = roots.getFimath();
+    if (!arrayroots::areSquaresExact(types, rules)) {
+        return false;
+    }
+    const quantizer distances(types.square, rules.getRoundMode(), rules.getOverflowMode(), "",
+                              embedded::OperationTypeEnum::Unspecified, false);
+    if (!fi::getLogging()) {
+        arrayroots::find(elements, found, types, rules, distances);
+        return true;
+    }
+    if (!distances.hasFixedKernel()) {
+        return false;
+    }
+    const arrayroots::Tallies noted = arrayroots::findAndTally(elements, found, types, rules, distances);
+    leaveLogs(noted, types, roots.getTag());
+    noted.roots.handTo(roots.getQlogger());
+    return true;
 }
 
 /// Sets bits of the stored integers of one type; bit 1 is the lowest.
@@ -174,14 +223,15 @@ void fi::bisectRoots(fi& roots) const {
     const fimath& rules = roots.getFimath();
     const NumericType type = roots.getNumericType();
     const NumericType product = roots.getProductTypeForMpyOp(roots);
-    if (const arrayroots::Types types{getNumericType(), type, product};
-        !getLogging() && !roots.getQlogger().isLogging() && arrayroots::areSquaresExact(types, rules)) {
-        const std::span<const double> elements = entries::doublesOf(mReal, mNumel);
-        doublenumber* const found = roots.mReal.asDouble();
-        if (found && elements.size() == found->elements().size()) {
-            arrayroots::find(elements, found->elements(), types, rules);
-            return;
+    const std::span<const double> elements = entries::doublesOf(mReal, mNumel);
+    if (doublenumber* const found = roots.mReal.asDouble();
+        found && elements.size() == found->elements().size() && !number::getDefaultForceMultiplePrecision() &&
+        findAllRoots({getNumericType(), type, product}, elements, found->elements(), roots)) {
+        if (mNumel > 0) {
+            setIndex(mNumel - 1);
+            roots.setIndex(mNumel - 1);
         }
+        return;
     }
     const auto made = [&](const NumericType& ofType) {
         return fi(1, 1, ofType, rules, false, getTag(), true, kAssignment, 0U);
@@ -189,7 +239,6 @@ void fi::bisectRoots(fi& roots) const {
     const std::unique_ptr<fi> eps(roots.eps());
     fi trial = made(type);
     trial.initializeProductRegister(product, product, rules, 2 * wordBits(roots));
-    trial.initializeSumRegister(product, rules, 0);
     fi square = made(product);
     fi next = made(type);
     next.initializeProductRegister(product, product, rules, 0);

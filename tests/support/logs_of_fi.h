@@ -69,6 +69,19 @@ inline std::unique_ptr<fi> anyArray(Random& random, const NumericType& type, con
     return made;
 }
 
+/// The same array with entries wider than its word needs, which no array code takes.
+inline std::unique_ptr<fi> withWideEntries(const fi& source) {
+    auto wide = std::make_unique<fi>(source.dims(), source.ndims(), source.getNumericType(), source.getFimath(),
+                                     source.iscomplex(), "", source.getFimathIsLocal(), Operation::Assignment, 60U);
+    for (std::uint64_t i = 0; i < source.numel(); ++i) {
+        const_cast<number&>(wide->real(i)).setvalue(source.real(i));
+        if (source.iscomplex()) {
+            const_cast<number&>(wide->imag(i)).setvalue(source.imag(i));
+        }
+    }
+    return wide;
+}
+
 inline NumericType scaledDouble(const NumericType& type) {
     return NumericType(TypeMode::ScaledDoubleBinaryPoint, type.isSigned(), type.getWordLength(), 1.0,
                        type.getFixedExponent(), 0.0);

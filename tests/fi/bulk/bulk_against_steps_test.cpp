@@ -351,19 +351,6 @@ TEST(ArrayProducts, OfColumnSumsAgreeWithTheElementSteps) {
 
 // Quotients.
 
-/// The same array with entries wider than its word needs, which no array code takes.
-FiOwner withWideEntries(const fi& source) {
-    auto wide = std::make_unique<fi>(source.dims(), source.ndims(), source.getNumericType(), source.getFimath(),
-                                     source.iscomplex(), "", source.getFimathIsLocal(), Operation::Assignment, 60U);
-    for (std::uint64_t i = 0; i < source.numel(); ++i) {
-        const_cast<number&>(wide->real(i)).setvalue(source.real(i));
-        if (source.iscomplex()) {
-            const_cast<number&>(wide->imag(i)).setvalue(source.imag(i));
-        }
-    }
-    return wide;
-}
-
 TEST(ArrayQuotients, AgreeWithTheElementSteps) {
     Random random(5502);
     for (int round = 0; round < 1200; ++round) {

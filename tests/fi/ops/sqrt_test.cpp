@@ -3,13 +3,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <sstream>
 
 #include "host/EnumStringType.h"
+#include "logging/filog.h"
 #include "tests/support/arrays_of_fi.h"
 #include "tests/support/errors.h"
 #include "tests/support/exact_arrays.h"
+#include "tests/support/logs_of_fi.h"
 
 namespace {
 
@@ -192,50 +195,128 @@ TEST(SquareRoot, IsTheOneOfTheBitSearchUnderEveryProductMode) {
     }
 }
 
-/// With logging on, every root is searched for bit by bit; the test above compares that search with rationals.
-TEST(SquareRoot, OfArraysAreThoseOfTheSearchForEach) {
+/// What the destroyed work objects of a root leave in the log map; nothing else does while it lives.
+class LogMap {
+ public:
+    LogMap() {
+        filog::clearglobalfilogs();
+        embedded::setFeatureFiTagLogging(true);
+        qlogger::setLogType(embedded::LogTypeEnum::WriteLogMap);
+    }
+    ~LogMap() {
+        qlogger::setLogType({});
+        embedded::setFeatureFiTagLogging(false);
+        filog::clearglobalfilogs();
+    }
+    LogMap(const LogMap&) = delete;
+    LogMap& operator=(const LogMap&) = delete;
+
+    static std::string text() {
+        std::ostringstream out;
+        for (const auto& [key, log] : filog::getLogMap()) {
+            out << key << ": max " << ::text(log.getMaxLog()) << ", min " << ::text(log.getMinLog()) << ", "
+                << log.getNumberOfOverflows() << " overflows, " << log.getNumberOfUnderflows() << " underflows\n";
+        }
+        return out.str();
+    }
+};
+
+/// Entries to be taken roots of: of short words all, of others such that roots and choices are close; sometimes values
+/// outside the type; zeros of both signs.
+std::vector<double> radicands(Random& random, const NumericType& source, const NumericType& type) {
+    constexpr int kCounts[] = {0, 1, 17, 511, 512, 513, 1100};
+    const bool isSequence = source.getWordLength() <= 10 && random.oneIn(3);
+    const bool isTiny = random.oneIn(4);
+    const bool hasZeros = random.oneIn(2);
+    const bool isRaw = !isSequence && random.oneIn(6);
+    const double step = std::ldexp(1.0, source.getFixedExponent());
+    const double rootStep = std::ldexp(1.0, type.getFixedExponent());
+    const double high = highOf(source).get_d();
+    const int count = isSequence ? 1 << 10 : random.oneIn(6) ? random.pick(kCounts) : random.between(2, 5);
+    const int maxBits = random.between(1, 26);
+    std::vector<double> values;
+    for (int i = 0; i < count; ++i) {
+        double value = (isSequence ? i : random.between(0, 5)) * step;
+        if (!isSequence && !isTiny) {
+            // Next to a square, the floating-point root is that of the square. Halfway to the next square, the
+            // distances to both are nearly equal.
+            const double root = random.between(0, (1 << maxBits) - 1) * rootStep;
+            const double near = root * root + (random.oneIn(2) ? root * rootStep : 0.0);
+            value = (std::floor(near / step) + random.between(-1, 1)) * step;
+        }
+        value = value < 0.0 || value > high ? step : value;
+        if (isRaw) {
+            const double special = random.oneIn(3) ? std::numeric_limits<double>::quiet_NaN() : random.anyDouble();
+            value = random.oneIn(6) ? std::fabs(special) : value * (1.0 + random.between(-9, 9) * 0x1p-52);
+        }
+        if (hasZeros && random.oneIn(6)) {
+            value = random.oneIn(2) ? -0.0 : 0.0;
+        }
+        values.push_back(value);
+    }
+    return values;
+}
+
+// Entries wider than the word needs are searched bit by bit, which the test above compares with rationals.
+TEST(SquareRoot, OfArraysAndAllTheirLogsAreThoseOfTheSearch) {
     Random random(5602);
-    for (int round = 0; round < 400; ++round) {
-        const bool isWide = random.oneIn(4);
-        const bool isSigned = random.oneIn(2);
-        const NumericType source = fixedType(isSigned, isWide ? 52 : random.between(4, 10), random.between(-4, 12));
+    for (int round = 0; round < 4000; ++round) {
+        const bool isWide = random.oneIn(3);
+        const NumericType source = fixedType(random.oneIn(2), isWide ? random.between(11, 52) : random.between(1, 10),
+                                             random.between(-4, isWide ? 40 : 12));
         // Also roots of more bits than the array code accepts.
-        const int rootBits = isWide ? random.between(24, 28) : random.between(1, 8);
-        const int rootFraction =
-            isWide ? source.getFractionLength() / 2 + random.between(-1, 2) : random.between(-2, 7);
+        const int rootBits = isWide ? random.between(2, 28) : random.between(1, 8);
+        const int rootFraction = source.getFractionLength() / 2 + random.between(-4, 4);
         const NumericType type = fixedType(random.oneIn(2), rootBits, rootFraction);
         fimath rules = rulesOf(random.pick(kRoundings), random.oneIn(2));
         rules.setCastBeforeSum(random.oneIn(2));
         if (random.oneIn(3)) {
             rules.setProductMode(ProductMode::SpecifyPrecision);
-            rules.setProductWordLength(std::max(1, 2 * rootBits + random.between(-3, 2)));
-            rules.setProductFractionLength(2 * rootFraction + random.between(-1, 1));
+            rules.setProductWordLength(std::max(1, 2 * rootBits + random.between(-3, 4)));
+            rules.setProductFractionLength(2 * rootFraction + random.between(-1, 3));
         }
-        Part values;
-        const Rational step = twoTo(source.getFixedExponent());
-        for (int i = 0; i < (isWide ? 200 : 1 << (source.getWordLength() - (isSigned ? 1 : 0))); ++i) {
-            // Next to a square, the floating-point root is that of the square.
-            const Rational root =
-                isWide ? random.between(0, (1 << random.between(23, 27)) - 1) * twoTo(-rootFraction) : Rational(0);
-            // Halfway to the next square, the distances to both are nearly equal.
-            const Rational near = root * root + (random.oneIn(2) ? Rational(root * twoTo(-rootFraction)) : Rational(0));
-            const Rational value =
-                isWide ? Rational((floorOf(near / step) + random.between(-1, 1)) * step) : Rational(i * step);
-            values.re.push_back(value > highOf(source) || value < 0 ? Rational(0) : value);
+        const std::vector<double> values = radicands(random, source, type);
+        const Sizes sizes{values.size(), 1};
+        fi x(sizes.data(), 2, source, rules, false, "x", true, Operation::Assignment, 0U);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const_cast<number&>(x.real(i)).setvalue(values[i]);
         }
-        const Owner x = arrayOf(values, source, rules);
-        const Owner roots(x->sqrtBisection(type));
-        fi::setLogging(true);
-        Owner searched;
-        {
-            const HostCapture host;
-            searched.reset(x->sqrtBisection(type));
-        }
-        fi::setLogging(false);
-        for (std::size_t i = 0; i < values.re.size(); ++i) {
-            ASSERT_EQ(roots->realdouble(i), searched->realdouble(i))
-                << "seed " << random.seed() << " round " << round << ": " << source.tostring("") << " into "
-                << type.tostring("") << ", of " << text(values.re[i]) << ", " << rules.toString();
+        x.setIndex(0);
+        const Owner wide = withWideEntries(x);
+        wide->setTag("x");
+        wide->setIndex(0);
+        for (const bool logs : {false, true}) {
+            fi::setLogging(logs);
+            struct Outcome {
+                Owner roots;
+                Warnings warnings;
+                std::string logMap;
+            };
+            const auto rootsOf = [&](const fi& operand) {
+                const LogMap map;
+                HostCapture host;
+                Outcome made{Owner(operand.sqrtBisection(type)), {}, LogMap::text()};
+                made.warnings = host.warnings;
+                made.roots->getQlogger().setTag("");
+                return made;
+            };
+            const Outcome fast = rootsOf(x);
+            const Outcome steps = rootsOf(*wide);
+            fi::setLogging(false);
+            std::ostringstream what;
+            what << "seed " << random.seed() << " round " << round << ": " << source.tostring("") << " into "
+                 << type.tostring("") << ", " << values.size() << " elements" << (logs ? ", logging, " : ", ")
+                 << rules.toString();
+            ASSERT_EQ(fast.roots->getIndex(), steps.roots->getIndex()) << what.str();
+            ASSERT_EQ(x.getIndex(), wide->getIndex()) << what.str();
+            ASSERT_EQ(logOf(fast.roots->getQlogger()), logOf(steps.roots->getQlogger())) << what.str();
+            ASSERT_EQ(fast.logMap, steps.logMap) << what.str();
+            ASSERT_EQ(fast.warnings, steps.warnings) << what.str();
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                ASSERT_TRUE(sameElement(fast.roots->real(i), steps.roots->real(i)))
+                    << what.str() << ", of " << text(values[i]) << " at " << i << ": "
+                    << text(fast.roots->realdouble(i)) << ", not " << text(steps.roots->realdouble(i));
+            }
         }
     }
 }
