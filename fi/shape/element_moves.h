@@ -10,6 +10,7 @@
 #include <span>
 
 #include "fi/bulk/entries.h"
+#include "fi/bulk/stores.h"
 #include "fi/fi.h"
 
 namespace tolvane::detail {
@@ -47,6 +48,21 @@ struct fi::ElementMoves {
                 source.setIndex(run.from + i);
                 target.setIndex(run.to + i);
                 step();
+            }
+        }
+    };
+
+    /// Assigns runs in blocks.
+    struct Stores {
+        ArrayStores& stores;
+        ArrayStores::Moves& moves;
+        void run(const tolvane::detail::ElementRun& run) const {
+            for (std::uint64_t i = 0; i < run.count; ++i) {
+                if (moves.count == moves.kMost) {
+                    stores.store(moves);
+                    moves.count = 0;
+                }
+                moves.add(run.from + i, run.to + i);
             }
         }
     };
@@ -114,6 +130,18 @@ std::unique_ptr<fi> fi::ElementMoves::moved(const fi& source, std::uint64_t rows
 
 template <class Pattern>
 void fi::ElementMoves::assign(const fi& source, fi& target, Pattern&& pattern) {
+    if (target.getQlogger().isLogging() && ArrayStores::serve(source, target)) {
+        ArrayStores stores(source, target);
+        ArrayStores::Moves moves;
+        pattern(Stores{stores, moves});
+        stores.store(moves);
+        stores.handOver();
+        if (moves.count > 0) {
+            source.setIndex(moves.from[moves.count - 1]);
+        }
+        target.setIndex(0);
+        return;
+    }
     if (target.getQlogger().isLogging()) {
         const auto step = [&] { target = source; };
         pattern(Elements<decltype(step)>{source, target, step});
