@@ -78,6 +78,10 @@ struct fi::ElementMoves {
     /// source is assigned once, however many destinations it has.
     template <class Pattern>
     static void assign(const fi& source, fi& target, Pattern&& pattern);
+
+ private:
+    template <class Pattern>
+    static void assignCounted(const fi& source, fi& target, Pattern&& pattern);
 };
 
 namespace tolvane::detail {
@@ -130,21 +134,8 @@ std::unique_ptr<fi> fi::ElementMoves::moved(const fi& source, std::uint64_t rows
 
 template <class Pattern>
 void fi::ElementMoves::assign(const fi& source, fi& target, Pattern&& pattern) {
-    if (target.getQlogger().isLogging() && ArrayStores::serve(source, target)) {
-        ArrayStores stores(source, target);
-        ArrayStores::Moves moves;
-        pattern(Stores{stores, moves});
-        stores.store(moves);
-        stores.handOver();
-        if (moves.count > 0) {
-            source.setIndex(moves.from[moves.count - 1]);
-        }
-        target.setIndex(0);
-        return;
-    }
     if (target.getQlogger().isLogging()) {
-        const auto step = [&] { target = source; };
-        pattern(Elements<decltype(step)>{source, target, step});
+        assignCounted(source, target, pattern);
         target.setIndex(0);
         return;
     }
@@ -153,4 +144,21 @@ void fi::ElementMoves::assign(const fi& source, fi& target, Pattern&& pattern) {
     const auto step = [&] { assigned = source; };
     Elements<decltype(step)>{source, assigned, step}.run({.from = 0, .to = 0, .count = source.numel()});
     move(assigned, target, pattern);
+}
+
+template <class Pattern>
+void fi::ElementMoves::assignCounted(const fi& source, fi& target, Pattern&& pattern) {
+    if (!ArrayStores::serve(source, target)) {
+        const auto step = [&] { target = source; };
+        pattern(Elements<decltype(step)>{source, target, step});
+        return;
+    }
+    ArrayStores stores(source, target);
+    ArrayStores::Moves moves;
+    pattern(Stores{stores, moves});
+    stores.store(moves);
+    stores.handOver();
+    if (moves.count > 0) {
+        source.setIndex(moves.from[moves.count - 1]);
+    }
 }

@@ -2,6 +2,7 @@
 // host's own subscripts make plans when they run on arrays of positions.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -190,43 +191,41 @@ class fi::PlannedStores {
     };
 
     void runBlock(std::span<const double> block, std::size_t begin) {
-        const bool startsRight = block.front() < 0.0;
-        const auto isOfOther = [=](double value) { return (value < 0.0) != startsRight; };
-        if (!isOfOther(block.back()) && (startsRight ? runRight(block, begin) : runLeft(block, begin))) {
+        const bool startsRight = std::signbit(block.front());
+        if (std::signbit(block.back()) == startsRight && runSide(startsRight, block, begin)) {
+            return;
+        }
+        std::size_t ofRight = 0;
+        for (const double value : block) {
+            ofRight += std::bit_cast<std::uint64_t>(value) >> 63;
+        }
+        if (ofRight == 0 && !mLeft) {
             return;
         }
         // Most plans change sides seldom.
-        const auto length = static_cast<std::size_t>(std::ranges::find_if(block, isOfOther) - block.begin());
-        if (std::ranges::all_of(block.subspan(length), isOfOther)) {
-            runSide(startsRight, block.first(length), begin);
-            runSide(!startsRight, block.subspan(length), begin + length);
-        } else {
+        const std::size_t length = startsRight ? ofRight : block.size() - ofRight;
+        const auto rest = block.subspan(length);
+        if (rest.empty() || !runSide(startsRight, block.first(length), begin)) {
             runMixed(block, begin);
+        } else if (!runSide(!startsRight, rest, begin + length)) {
+            runMixed(rest, begin + length);
         }
     }
 
-    void runSide(bool isRight, std::span<const double> block, std::size_t begin) {
-        if (!block.empty() && !(isRight ? runRight(block, begin) : runLeft(block, begin))) {
-            runMixed(block, begin);
-        }
-    }
-
-    /// Runs a block whose values all name elements of the right array, else does nothing and returns false.
-    bool runRight(std::span<const double> block, std::size_t begin) {
-        if (!mRight.takeAll(negated(block), begin)) {
+    /// Runs a block whose values are whole and all name elements of one side, else does nothing and returns false.
+    bool runSide(bool isRight, std::span<const double> block, std::size_t begin) {
+        if (!isRight && !mLeft) {
             return false;
         }
-        if (mLeft) {
+        Side& side = isRight ? mRight : *mLeft;
+        if (!side.takeAll(isRight ? negated(block) : block, begin)) {
+            return false;
+        }
+        if (!isRight) {
+            mRight.moves.count = 0;
+        } else if (mLeft) {
             mLeft->moves.count = 0;
         }
-        store();
-        return true;
-    }
-    bool runLeft(std::span<const double> block, std::size_t begin) {
-        if (!mLeft || !mLeft->takeAll(block, begin)) {
-            return false;
-        }
-        mRight.moves.count = 0;
         store();
         return true;
     }
