@@ -163,13 +163,14 @@ class fi::PlannedStores {
             moves.to.front() = begin;
             return moves.isRun;
         }
-        /// Takes the values that name an element, of a block that may also have others.
-        void takeSome(std::span<const double> positions, std::size_t begin) {
+        /// Takes the values that name an element, of a block of a plan. `sign` is that of values for this side.
+        void takeSome(std::span<const double> block, double sign, std::size_t begin) {
             std::size_t count = 0;
-            for (std::size_t i = 0; i < positions.size(); ++i) {
-                moves.from[count] = position(positions[i]) - 1;
+            for (std::size_t i = 0; i < block.size(); ++i) {
+                const double value = sign * block[i];
+                moves.from[count] = position(value) - 1;
                 moves.to[count] = begin + i;
-                count += static_cast<std::size_t>(positions[i] >= 1.0);
+                count += static_cast<std::size_t>(value >= 1.0);
             }
             moves.isRun = false;
             moves.count = count;
@@ -205,7 +206,8 @@ class fi::PlannedStores {
         // Most plans change sides seldom.
         const std::size_t length = startsRight ? ofRight : block.size() - ofRight;
         const auto rest = block.subspan(length);
-        if (rest.empty() || !runSide(startsRight, block.first(length), begin)) {
+        if (rest.empty() || std::signbit(block[length - 1]) != startsRight ||
+            !runSide(startsRight, block.first(length), begin)) {
             runMixed(block, begin);
         } else if (!runSide(!startsRight, rest, begin + length)) {
             runMixed(rest, begin + length);
@@ -231,9 +233,9 @@ class fi::PlannedStores {
     }
 
     void runMixed(std::span<const double> block, std::size_t begin) {
-        mRight.takeSome(negated(block), begin);
+        mRight.takeSome(block, -1.0, begin);
         if (mLeft) {
-            mLeft->takeSome(block, begin);
+            mLeft->takeSome(block, 1.0, begin);
         }
         store();
     }
