@@ -933,6 +933,8 @@ class TOLVANE_API fi {
     using Dimensions = std::vector<std::uint64_t>;
     struct Logs;
     struct ElementMoves;
+    class ArrayStores;
+    class PlannedStores;
 
     // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object
     // keeps a copy of the rules, if there are any. `unset` leaves entries uninitialised; store all before reading any.
@@ -1027,6 +1029,7 @@ class TOLVANE_API fi {
     bool movesWithoutTrace(const fi& source) const;
     /// Assigns by a plan; if `left` is null, elements that the plan takes from the left array stay unchanged.
     void putByPlan(std::span<const double> plan, const fi* left, const fi& right);
+    void putElementsByPlan(std::span<const double> plan, const fi* left, const fi& right);
     /// A host array as an array of this type and these rules.
     fi fromRightSide(const hvArray* right) const;
     /// Adds the counts from the conversion of a right side; not for scaled doubles, which are counted when they move.

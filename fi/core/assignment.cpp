@@ -1,4 +1,4 @@
-// Stores to the current element and to the whole array, and the conversions between scales.
+// Stores to the current element, and the conversions between scales.
 #include "fi/fi.h"
 #include "fi/result_types/slopebias_errors.h"
 
@@ -154,24 +154,6 @@ void fi::assignNarrower(const fi& source, const quantizer& q) {
         } else {
             imagEntry().setvalue(0.0);
         }
-    }
-}
-
-void fi::copydata(const fi& source) {
-    errorIfComplexOntoSlopeBias(source);
-    if (this == &source) {
-        return;
-    }
-    if (sharesElementsOf(source)) {
-        // Elements that are overwritten, or removed by a change of size, may still be needed.
-        copydata(*source.detached());
-        return;
-    }
-    resizeAndZero(source.dims(), source.ndims(), source.numel(), getNumericType(), getFimath(), source.iscomplex());
-    for (std::uint64_t i = 0; i < source.numel(); ++i) {
-        source.setIndex(i);
-        setIndex(i);
-        *this = source;
     }
 }
 

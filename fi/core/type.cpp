@@ -1,4 +1,7 @@
 // The type and the quantizer that holds it.
+#include <algorithm>
+#include <span>
+
 #include "fi/fi.h"
 #include "host/hv.h"
 
@@ -34,6 +37,13 @@ void fi::quantizeAll(bool refresh) {
     }
     const std::uint64_t first = firstPlace();
     const auto quantizeOwn = [&](number& part) {
+        if (doublenumber* doubles = part.asDouble()) {
+            const std::span<double> all = doubles->elements();
+            const std::uint64_t start = std::min<std::uint64_t>(first, all.size());
+            const std::span<double> own = all.subspan(start, std::min(mNumel, all.size() - start));
+            mAssignmentQuantizerRef->quantize(own, own);
+            return;
+        }
         const std::uint64_t cursor = part.getIndex();
         for (std::uint64_t i = first; i < first + mNumel; ++i) {
             mAssignmentQuantizerRef->quantize(part[i]);

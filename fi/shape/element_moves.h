@@ -10,6 +10,7 @@
 #include <span>
 
 #include "fi/bulk/entries.h"
+#include "fi/bulk/stores.h"
 #include "fi/fi.h"
 
 namespace tolvane::detail {
@@ -51,6 +52,21 @@ struct fi::ElementMoves {
         }
     };
 
+    /// Assigns runs in blocks.
+    struct Stores {
+        ArrayStores& stores;
+        ArrayStores::Moves& moves;
+        void run(const tolvane::detail::ElementRun& run) const {
+            for (std::uint64_t i = 0; i < run.count; ++i) {
+                if (moves.count == moves.kMost) {
+                    stores.store(moves);
+                    moves.count = 0;
+                }
+                moves.add(run.from + i, run.to + i);
+            }
+        }
+    };
+
     /// Moves stored values into an array with entries of its own. The target is complex if the source is; its current
     /// element becomes the first one.
     template <class Pattern>
@@ -62,6 +78,10 @@ struct fi::ElementMoves {
     /// source is assigned once, however many destinations it has.
     template <class Pattern>
     static void assign(const fi& source, fi& target, Pattern&& pattern);
+
+ private:
+    template <class Pattern>
+    static void assignCounted(const fi& source, fi& target, Pattern&& pattern);
 };
 
 namespace tolvane::detail {
@@ -115,8 +135,7 @@ std::unique_ptr<fi> fi::ElementMoves::moved(const fi& source, std::uint64_t rows
 template <class Pattern>
 void fi::ElementMoves::assign(const fi& source, fi& target, Pattern&& pattern) {
     if (target.getQlogger().isLogging()) {
-        const auto step = [&] { target = source; };
-        pattern(Elements<decltype(step)>{source, target, step});
+        assignCounted(source, target, pattern);
         target.setIndex(0);
         return;
     }
@@ -125,4 +144,21 @@ void fi::ElementMoves::assign(const fi& source, fi& target, Pattern&& pattern) {
     const auto step = [&] { assigned = source; };
     Elements<decltype(step)>{source, assigned, step}.run({.from = 0, .to = 0, .count = source.numel()});
     move(assigned, target, pattern);
+}
+
+template <class Pattern>
+void fi::ElementMoves::assignCounted(const fi& source, fi& target, Pattern&& pattern) {
+    if (!ArrayStores::serve(source, target)) {
+        const auto step = [&] { target = source; };
+        pattern(Elements<decltype(step)>{source, target, step});
+        return;
+    }
+    ArrayStores stores(source, target);
+    ArrayStores::Moves moves;
+    pattern(Stores{stores, moves});
+    stores.store(moves);
+    stores.handOver();
+    if (moves.count > 0) {
+        source.setIndex(moves.from[moves.count - 1]);
+    }
 }

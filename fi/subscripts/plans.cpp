@@ -2,12 +2,15 @@
 // host's own subscripts make plans when they run on arrays of positions.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
-#include "fi/bulk/entries.h"
+#include "fi/bulk/stores.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
@@ -124,46 +127,186 @@ bool fi::movesWithoutTrace(const fi& source) const {
            (isreal() ? source.isreal() : source.iscomplex() || !isSlopeBiasScaled());
 }
 
-void fi::putByPlan(std::span<const double> plan, const fi* left, const fi& right) {
-    const auto sourceOf = [&](double value) { return value > 0.0 ? left : &right; };
-    const auto offset = [](double value) { return position(std::fabs(value)) - 1; };
-    const auto isAny = [](double value) { return value >= 1.0 || value <= -1.0; };
-    const auto canMove = [&](const fi* source) { return source == nullptr || movesWithoutTrace(*source); };
-    doublenumber* const realTarget = mReal.asDouble();
-    doublenumber* const imagTarget = iscomplex() ? mImag.asDouble() : nullptr;
-    const auto part = [](const fi* source, bool isReal) -> const double* {
-        if (source == nullptr || (!isReal && source->isreal())) {
-            return nullptr;
+/// Runs a plan over arrays that array stores serve.
+class fi::PlannedStores {
+ public:
+    PlannedStores(const fi* left, const fi& right, fi& target)
+        : mLog(target.getQlogger()), mTarget(target), mRight(right, target) {
+        if (left != nullptr) {
+            mLeft.emplace(*left, target);
         }
-        return entries::doublesOf(isReal ? source->mReal : source->mImag, source->mNumel).data();
-    };
-    const auto isInDoubles = [&](const fi* source) {
-        return source == nullptr || source->isempty() ||
-               (part(source, true) != nullptr && (source->isreal() || part(source, false) != nullptr));
-    };
-    if (canMove(left) && canMove(&right) && realTarget != nullptr && (isreal() || imagTarget != nullptr) &&
-        isInDoubles(left) && isInDoubles(&right)) {
-        const auto move = [&](bool isReal, double* out) {
-            const double* const fromLeft = part(left, isReal);
-            const double* const fromRight = part(&right, isReal);
-            for (std::size_t k = 0; k < plan.size(); ++k) {
-                if (!isAny(plan[k]) || (plan[k] > 0.0 && left == nullptr)) {
-                    continue;
-                }
-                const double* const source = plan[k] > 0.0 ? fromLeft : fromRight;
-                out[k] = source == nullptr ? 0.0 : source[offset(plan[k])];
-            }
-        };
-        move(true, realTarget->elements().data());
-        if (imagTarget != nullptr) {
-            move(false, imagTarget->elements().data());
-        }
-        return;
     }
+
+    /// Leaves the current elements where the element steps leave them, unless `isPlainMove`.
+    void run(std::span<const double> plan, bool isPlainMove) {
+        for (std::size_t begin = 0; begin < plan.size(); begin += kBlock) {
+            const auto block = plan.subspan(begin, std::min(kBlock, plan.size() - begin));
+            runBlock(block, begin);
+        }
+        mTotal.handTo(mLog);
+        if (!isPlainMove) {
+            setCurrentElements();
+        }
+    }
+
+ private:
+    static constexpr std::size_t kBlock = ArrayStores::Moves::kMost;
+
+    /// One of the two arrays and what a block takes from it.
+    struct Side {
+        Side(const fi& from, fi& to) : source(from), stores(from, to) {}
+
+        /// Takes a block in which each value is whole and names an element; returns whether it is such a block.
+        bool takeAll(std::span<const double> positions, std::size_t begin) {
+            moves.isRun = offsetsOf(positions, 1, source.mNumel, moves.from.data());
+            moves.count = positions.size();
+            moves.to.front() = begin;
+            return moves.isRun;
+        }
+        /// Takes the values that name an element, of a block of a plan. `sign` is that of values for this side.
+        void takeSome(std::span<const double> block, double sign, std::size_t begin) {
+            std::size_t count = 0;
+            for (std::size_t i = 0; i < block.size(); ++i) {
+                const double value = sign * block[i];
+                moves.from[count] = position(value) - 1;
+                moves.to[count] = begin + i;
+                count += static_cast<std::size_t>(value >= 1.0);
+            }
+            moves.isRun = false;
+            moves.count = count;
+        }
+
+        void noteLast() {
+            if (moves.count > 0) {
+                const std::size_t last = moves.count - 1;
+                lastFrom = moves.from[last];
+                lastTo = moves.isRun ? moves.to.front() + last : moves.to[last];
+            }
+        }
+
+        const fi& source;
+        ArrayStores stores;
+        ArrayStores::Moves moves;
+        std::uint64_t lastFrom = 0;
+        std::optional<std::uint64_t> lastTo;
+    };
+
+    void runBlock(std::span<const double> block, std::size_t begin) {
+        const bool startsRight = std::signbit(block.front());
+        if (std::signbit(block.back()) == startsRight && runSide(startsRight, block, begin)) {
+            return;
+        }
+        std::size_t ofRight = 0;
+        for (const double value : block) {
+            ofRight += std::bit_cast<std::uint64_t>(value) >> 63;
+        }
+        if (ofRight == 0 && !mLeft) {
+            return;
+        }
+        // Most plans change sides seldom.
+        const std::size_t length = startsRight ? ofRight : block.size() - ofRight;
+        const auto rest = block.subspan(length);
+        if (rest.empty() || std::signbit(block[length - 1]) != startsRight ||
+            !runSide(startsRight, block.first(length), begin)) {
+            runMixed(block, begin);
+        } else if (!runSide(!startsRight, rest, begin + length)) {
+            runMixed(rest, begin + length);
+        }
+    }
+
+    /// Runs a block whose values are whole and all name elements of one side, else does nothing and returns false.
+    bool runSide(bool isRight, std::span<const double> block, std::size_t begin) {
+        if (!isRight && !mLeft) {
+            return false;
+        }
+        Side& side = isRight ? mRight : *mLeft;
+        if (!side.takeAll(isRight ? negated(block) : block, begin)) {
+            return false;
+        }
+        if (!isRight) {
+            mRight.moves.count = 0;
+        } else if (mLeft) {
+            mLeft->moves.count = 0;
+        }
+        store();
+        return true;
+    }
+
+    void runMixed(std::span<const double> block, std::size_t begin) {
+        mRight.takeSome(block, -1.0, begin);
+        if (mLeft) {
+            mLeft->takeSome(block, 1.0, begin);
+        }
+        store();
+    }
+
+    std::span<const double> negated(std::span<const double> block) {
+        std::ranges::transform(block, mNegated.begin(), std::negate());
+        return {mNegated.data(), block.size()};
+    }
+
+    void store() {
+        Tally tally;
+        mRight.stores.store(mRight.moves, tally);
+        if (mLeft) {
+            // Overflows of a kept element were counted when it was stored.
+            Tally ofLeft;
+            mLeft->stores.store(mLeft->moves, ofLeft);
+            ofLeft.overflows = 0;
+            ofLeft.underflows = 0;
+            tally.join(ofLeft);
+        }
+        ArrayStores::append(tally, mLog, mTotal, [this] { return firstZero(); });
+        mRight.noteLast();
+        if (mLeft) {
+            mLeft->noteLast();
+        }
+    }
+
+    ArrayStores::Zero firstZero() const {
+        const auto ofRight = mRight.stores.firstZero(mRight.moves);
+        const auto ofLeft = mLeft ? mLeft->stores.firstZero(mLeft->moves) : std::nullopt;
+        const bool isLeft = !ofRight || (ofLeft && ofLeft->place < ofRight->place);
+        return isLeft ? *ofLeft : *ofRight;
+    }
+
+    void setCurrentElements() {
+        const bool endsLeft = mLeft && mLeft->lastTo > mRight.lastTo;
+        // Both sides may be one array, whose last use counts.
+        for (const Side* side : {endsLeft ? &mRight : mLeft ? &*mLeft : nullptr, endsLeft ? &*mLeft : &mRight}) {
+            if (side != nullptr && side->lastTo) {
+                side->source.setIndex(side->lastFrom);
+                mTarget.setIndex(*side->lastTo);
+            }
+        }
+    }
+
+    const qlogger& mLog;
+    Tally mTotal;
+    fi& mTarget;
+    Side mRight;
+    std::optional<Side> mLeft;
+    std::array<double, kBlock> mNegated;
+};
+
+void fi::putByPlan(std::span<const double> plan, const fi* left, const fi& right) {
+    const bool isPlainMove = movesWithoutTrace(right) && (left == nullptr || movesWithoutTrace(*left));
+    const bool usesRight = std::ranges::any_of(plan, [](double value) { return value <= -1.0; });
+    if (usesRight && !isSlopeBiasScaled()) {
+        coordinateComplexity(right.iscomplex(), 0);
+    }
+    if ((left == nullptr || ArrayStores::serve(*left, *this)) && ArrayStores::serve(right, *this)) {
+        PlannedStores(left, right, *this).run(plan, isPlainMove);
+    } else {
+        putElementsByPlan(plan, left, right);
+    }
+}
+
+void fi::putElementsByPlan(std::span<const double> plan, const fi* left, const fi& right) {
     for (std::size_t k = 0; k < plan.size(); ++k) {
-        const fi* const source = isAny(plan[k]) ? sourceOf(plan[k]) : nullptr;
+        const fi* const source = plan[k] >= 1.0 ? left : plan[k] <= -1.0 ? &right : nullptr;
         if (source != nullptr) {
-            source->setIndex(offset(plan[k]));
+            source->setIndex(position(std::fabs(plan[k])) - 1);
             setIndex(k);
             const qlogger& log = getQlogger();
             const std::uint64_t overflows = log.getNoverflows();
