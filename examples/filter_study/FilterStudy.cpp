@@ -14,8 +14,8 @@ namespace {
 
 class Conductor {
  public:
-    Conductor(const Options& options, const study::Recording& recording)
-        : mOptions(options), mSamples(recording.samples) {
+    Conductor(const Options& options, const study::Recording& recording, study::ProgressLine& progress)
+        : mOptions(options), mSamples(recording.samples), mProgress(progress) {
         const double rate = recording.sampleRate;
         mStudy.cutoffHz = options.cutoffHz.value_or(rate / 12.0);
         if (!(mStudy.cutoffHz < rate / 2.0)) {
@@ -41,6 +41,8 @@ class Conductor {
 
         const Ratio ratio = [this](const Arithmetic& arithmetic) { return measured(arithmetic).outcome.snrDb; };
         const Ratio confirm = [&](const Arithmetic& arithmetic) {
+            mProgress.show("the whole recording with coefficients " + nameOf(arithmetic.coefficient) + " and data " +
+                           nameOf(arithmetic.data));
             Row row{"whole recording", whole.run(arithmetic, Way::Convolution), plan.costOf(arithmetic)};
             const double snrDb = row.outcome.snrDb;
             if (snrDb >= mOptions.wantedDb) {
@@ -67,6 +69,8 @@ class Conductor {
         if (found != mKnown.end()) {
             return mStudy.measured[found->second];
         }
+        mProgress.show(std::to_string(mStudy.measured.size()) + " outputs measured, now coefficients " +
+                       nameOf(arithmetic.coefficient) + " and data " + nameOf(arithmetic.data));
         Row row{"", mStretch->run(arithmetic, Way::Convolution), mPlan->costOf(arithmetic)};
         row.outcome.values = {};
         mKnown.emplace(arithmetic, mStudy.measured.size());
@@ -151,6 +155,7 @@ class Conductor {
 
     const Options& mOptions;
     const std::vector<double>& mSamples;
+    study::ProgressLine& mProgress;
     const Plan* mPlan = nullptr;
     HostFilter* mStretch = nullptr;
     std::map<Arithmetic, std::size_t> mKnown;
@@ -177,8 +182,8 @@ std::size_t typicalStretch(std::span<const double> samples, std::size_t length) 
     return best;
 }
 
-FilterStudy conduct(const Options& options, const study::Recording& recording) {
-    return Conductor(options, recording).conduct();
+FilterStudy conduct(const Options& options, const study::Recording& recording, study::ProgressLine& progress) {
+    return Conductor(options, recording, progress).conduct();
 }
 
 }  // namespace filterstudy

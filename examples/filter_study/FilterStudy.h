@@ -9,6 +9,7 @@
 #include "examples/filter_study/Options.h"
 #include "examples/filter_study/low_pass.h"
 #include "examples/filter_study/search.h"
+#include "examples/studies/ProgressLine.h"
 #include "examples/studies/Recording.h"
 
 namespace filterstudy {
@@ -41,7 +42,7 @@ struct FilterStudy {
 
 /// Conducts the study of a recording that is finite and not empty. Throws a StudyError (BadArguments) for a cutoff that
 /// is not below half of the rate, (WordsDiffer) if the library and the integer model disagree, and hostref::HostError.
-FilterStudy conduct(const Options& options, const study::Recording& recording);
+FilterStudy conduct(const Options& options, const study::Recording& recording, study::ProgressLine& progress);
 
 /// Returns the start of the stretch whose power is nearest to the power of all samples.
 std::size_t typicalStretch(std::span<const double> samples, std::size_t length);

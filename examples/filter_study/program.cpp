@@ -176,13 +176,17 @@ void report(const Options& options, const study::Recording& recording, const Fil
     }
 }
 
-void studyRecording(const Options& options, std::ostream& out, std::ostream& err) {
+void studyRecording(const Options& options, std::ostream& out, std::ostream& err, bool errIsTerminal) {
     errorIfRecordingIsReplaced(options);
     requireOutputs(options);
     study::Recording recording = study::readRecording(options.signal, options.channel);
     study::applyGain(recording, options.gainDb);
     study::printRemarks(err, kName, recording);
-    const FilterStudy result = conduct(options, recording);
+    FilterStudy result;
+    {
+        study::ProgressLine progress(err, errIsTerminal);
+        result = conduct(options, recording, progress);
+    }
     if (!options.saveFile.empty()) {
         withCode(ExitCode::NotWritten, [&] {
             saveStudy(options.saveFile, {recording, options.wantedDb, options.grid, result});
@@ -202,10 +206,10 @@ void showSaved(Options options, std::ostream& out) {
 
 }  // namespace
 
-int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err) {
+int run(std::span<const std::string> arguments, std::ostream& out, std::ostream& err, bool errIsTerminal) {
     return study::runProgram({kName, "the tables"}, out, err, [&] {
         if (const auto options = parseOptions(arguments, out)) {
-            options->loadFile.empty() ? studyRecording(*options, out, err) : showSaved(*options, out);
+            options->loadFile.empty() ? studyRecording(*options, out, err, errIsTerminal) : showSaved(*options, out);
         }
     });
 }

@@ -8,6 +8,7 @@
 #include <ostream>
 #include <system_error>
 
+#include "examples/studies/ProgressLine.h"
 #include "examples/studies/Recording.h"
 #include "examples/studies/StudyError.h"
 #include "examples/studies/program_frame.h"
@@ -45,38 +46,6 @@ void checkOutputs(const Options& options) {
     }
 }
 
-/// Shows the progress of a long run, and removes the line again, even if the run fails.
-class ProgressLine {
- public:
-    ProgressLine(std::ostream& err, bool isTerminal, std::size_t sampleCount)
-        : mErr(err), mIsTerminal(isTerminal), mSampleCount(sampleCount) {}
-    ~ProgressLine() {
-        if (mIsShown) {
-            mErr << "\r\x1b[K" << std::flush;
-        }
-    }
-    ProgressLine(const ProgressLine&) = delete;
-    ProgressLine& operator=(const ProgressLine&) = delete;
-
-    void show(std::size_t done, std::size_t planned) {
-        if (!mIsTerminal || mSampleCount * std::max(done, planned) < kQuietSamples) {
-            return;
-        }
-        mIsShown = true;
-        mErr << "\rmeasured " << done;
-        if (planned != 0) {
-            mErr << " of " << planned;
-        }
-        mErr << " formats" << std::flush;
-    }
-
- private:
-    std::ostream& mErr;
-    bool mIsTerminal;
-    bool mIsShown = false;
-    std::size_t mSampleCount;
-};
-
 void studyRecording(const Options& options, std::ostream& out, std::ostream& err, bool errIsTerminal) {
     checkOutputs(options);
     Recording recording = readRecording(options.signal, options.channel);
@@ -86,9 +55,13 @@ void studyRecording(const Options& options, std::ostream& out, std::ostream& err
         options.mixes ? std::optional(mixSettingOf(options, recording)) : std::nullopt;
 
     const Study result = [&] {
-        ProgressLine line(err, errIsTerminal, recording.samples.size());
-        return conduct(options, recording.samples,
-                       [&line](std::size_t done, std::size_t planned) { line.show(done, planned); });
+        ProgressLine line(err, errIsTerminal);
+        return conduct(options, recording.samples, [&](std::size_t done, std::size_t planned) {
+            if (recording.samples.size() * std::max(done, planned) >= kQuietSamples) {
+                line.show("measured " + std::to_string(done) +
+                          (planned != 0 ? " of " + std::to_string(planned) : std::string()) + " formats");
+            }
+        });
     }();
     printStudy(out, recording, peak, options, result);
 

@@ -510,6 +510,7 @@ class MatrixProduct {
             std::swap(mMoves, mStays);
             std::swap(mLanes, mRuns);
             std::swap(mLaneStep, mRunStep);
+            mRunsAlongColumns = false;
             mMoving = {nullptr, inner, 1};
             mStaying = {nullptr, 1, rows};
         }
@@ -523,7 +524,7 @@ class MatrixProduct {
     }
 
     /// Whether a lane runs along a column, as the element steps do.
-    bool runsAlongColumns() const { return mLaneStep == 1; }
+    bool runsAlongColumns() const { return mRunsAlongColumns; }
     std::size_t columns() const { return runsAlongColumns() ? mRuns : mLanes; }
 
     /// Computes a range of columns.
@@ -610,6 +611,7 @@ class MatrixProduct {
     std::ptrdiff_t mRunStep;
     View mMoving{};
     View mStaying{};
+    bool mRunsAlongColumns = true;
     std::size_t mFirstRun = 0;
     std::size_t mLastRun = 0;
     RunNotes* mNotes = nullptr;

@@ -311,6 +311,17 @@ TEST(FilterStudy, TellsEveryErrorAndItsCode) {
     EXPECT_EQ(readText(kept), "kept");
 }
 
+TEST(FilterStudy, ShowsProgressOnATerminalAndTakesItAway) {
+    const TemporaryFolder folder;
+    writeSound(folder.file("tones.wav"), tones(600));
+    const Arguments arguments = {folder.file("tones.wav"), "--taps", "8"};
+    std::ostringstream out;
+    std::ostringstream err;
+    ASSERT_EQ(filterstudy::run(arguments, out, err, true), 0) << err.str();
+    EXPECT_NE(err.str().find("\x1b[K3 outputs measured, now coefficients s"), std::string::npos);
+    EXPECT_TRUE(err.str().ends_with("\r\x1b[K"));
+}
+
 TEST(FilterStudy, RunsAsAProgram) {
     expectProgram("filter_study", FILTER_STUDY, "--taps 4 --coefficients 8 --data 8 --snr 10",
                   "\n> The cheapest words");

@@ -303,7 +303,7 @@ TEST(WordLengthStudy, ShowsProgressOnlyForALongRunOnATerminal) {
     EXPECT_EQ(runStudy(quick, true).err, "");
     EXPECT_EQ(runStudy(lengthy, false).err, "");
     const std::string shown = runStudy(lengthy, true).err;
-    EXPECT_NE(shown.find("\rmeasured 264 of 264 formats"), std::string::npos);
+    EXPECT_NE(shown.find("\x1b[Kmeasured 264 of 264 formats"), std::string::npos);
     EXPECT_TRUE(shown.ends_with("\r\x1b[K")) << "the line is taken away at the end";
 }
 

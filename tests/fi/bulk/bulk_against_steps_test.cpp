@@ -434,4 +434,18 @@ TEST(ArrayExtremes, KeepTheSignOfAZero) {
     EXPECT_TRUE(sameBits(ofSum({-3.0, 0.0, -1.0}, {-2.0, -5.0, -0.25}), 0.0));
 }
 
+// Vectors run across the columns of a matrix of few rows, while the steps take one column after the other.
+TEST(ArrayExtremes, KeepTheSignOfAZeroInTheOrderOfColumns) {
+    const LoggingOn logging;
+    const NumericType type = fixedType(true, 16, 4);
+    std::vector<double> entries(32);
+    for (std::size_t column = 0; column < 16; ++column) {
+        entries[2 * column] = column == 8 ? 0.0 : 2.0;
+        entries[2 * column + 1] = column == 0 ? 0.0 : -1.0;
+    }
+    const fi row = arrayOf({1, 2}, {1.0, -1.0}, type);
+    const FiOwner product(&row.mtimes(arrayOf({2, 16}, entries, type)));
+    EXPECT_TRUE(sameBits(row.getproductQlogger().getMin().todouble(), -0.0));
+}
+
 }  // namespace

@@ -212,10 +212,14 @@ struct Word {
     int bits;
     bool isSigned;
     bool wraps;
+    std::uint64_t* overflows = nullptr;
 
     Wide least() const { return isSigned ? -(Wide{1} << (bits - 1)) : 0; }
     Wide greatest() const { return least() + (Wide{1} << bits) - 1; }
     Wide operator()(Wide x) const {
+        if (overflows) {
+            *overflows += x < least() || x > greatest() ? 1U : 0U;
+        }
         if (!wraps) {
             return std::clamp(x, least(), greatest());
         }
@@ -283,8 +287,10 @@ TEST(SumsOfWords, OverflowInOrderFromTheirEndsOn) {
             continue;  // this is a product, not a sum
         }
         // The ends meet in one place alone, so the other has bits to spare.
-        const Word product{isOfSum ? 52 : bits, isSigned, end.wraps};
-        const Word sum{isOfSum ? bits : 52, isSigned, end.wraps};
+        std::uint64_t productOverflows = 0;
+        std::uint64_t sumOverflows = 0;
+        const Word product{isOfSum ? 52 : bits, isSigned, end.wraps, &productOverflows};
+        const Word sum{isOfSum ? bits : 52, isSigned, end.wraps, &sumOverflows};
         fimath rules = mathRules(kSpecify, kSpecify, product.bits, 0, sum.bits, 0);
         rules.setOverflowMode(end.wraps ? embedded::OverflowModeEnum::Wrap : embedded::OverflowModeEnum::Saturate);
         // These leave whole numbers alone; the other two add one half, which moves odd ones from 2^52 on.
@@ -294,7 +300,10 @@ TEST(SumsOfWords, OverflowInOrderFromTheirEndsOn) {
         const GlobalRules global(rules);  // by which convolutions sum
         const NumericType type = fixedType(isSigned, 52, 0);
         const FiOwner x = arrayOf(a, type, rules);
+        const bool isLogging = random.oneIn(2);
+        fi::setLogging(isLogging);
         const FiOwner result = form ? form->operate(*x, *arrayOf(b, type, rules)) : FiOwner(&x->leadingdimension_sum());
+        fi::setLogging(false);
         const Steps<Wide> steps{form ? std::function<Wide(Wide)>(product) : [](Wide v) { return v; }, sum,
                                 rules.getCastBeforeSum()};
         for (std::size_t i = 0; i < result->numel(); ++i) {
@@ -309,6 +318,15 @@ TEST(SumsOfWords, OverflowInOrderFromTheirEndsOn) {
                 << terms << " terms of " << left << " and " << right << (isNegative ? ", negative" : "")
                 << (isComplex ? ", complex" : "") << ", into " << result->getNumericType().tostring("") << ", "
                 << rules.toString() << ": " << result->realdouble(i) << ", not " << static_cast<double>(re);
+        }
+        if (isLogging) {
+            // The log of the pairs is given those of the sums; of a convolution, the running counts.
+            const std::uint64_t seen = !form                ? result->getNoverflows()
+                                       : form == &kMatrices ? x->getproductregsumQlogger().getNoverflows()
+                                                            : sumOverflows;
+            EXPECT_EQ(form ? x->getproductQlogger().getNoverflows() : 0, productOverflows)
+                << random.seed() << ' ' << round;
+            EXPECT_EQ(seen, sumOverflows) << random.seed() << ' ' << round;
         }
     }
 }
