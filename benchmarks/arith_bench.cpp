@@ -19,7 +19,6 @@
 #include <functional>
 #include <limits>
 #include <memory>
-#include <random>
 #include <span>
 #include <string>
 #include <tuple>
@@ -27,6 +26,7 @@
 #include <utility>
 #include <vector>
 
+#include "benchmarks/known_arrays.h"
 #include "benchmarks/ratio_report.h"
 #include "benchmarks/vector_targets.h"
 #include "benchmarks/wide_words.h"
@@ -36,56 +36,13 @@
 namespace {
 
 using Buffer = std::unique_ptr<double[]>;
-using FiOwner = std::unique_ptr<fi>;
 using NumericType = EmbeddedTypeSystem::NumericType;
-using Values = std::vector<double>;
-constexpr auto kAssignment = embedded::OperationTypeEnum::Assignment;
-
-/// Values of s16,15, real parts first.
-Values signal(std::size_t count, unsigned seed) {
-    std::mt19937_64 random(seed);
-    std::normal_distribution<double> normal(0.0, 0.3);
-    Values values(count);
-    for (double& value : values) {
-        value = std::clamp(std::nearbyint(normal(random) * 32768.0), -32768.0, 32767.0) / 32768.0;
-    }
-    return values;
-}
-
-/// The specified types are s16,14 for products and s18,14 for their sums.
-fimath rulesFor(bool isSpecified) {
-    fimath rules(embedded::RoundModeEnum::Nearest, embedded::OverflowModeEnum::Saturate);
-    rules.setMaxProductWordLength(4096);
-    if (isSpecified) {
-        rules.setProductMode(fimath::ArithmeticModeEnum::SpecifyPrecision);
-        rules.setProductWordLength(16);
-        rules.setProductFractionLength(14);
-        rules.setSumMode(fimath::ArithmeticModeEnum::SpecifyPrecision);
-        rules.setSumWordLength(18);
-        rules.setSumFractionLength(14);
-    }
-    return rules;
-}
 
 FiOwner arrayOf(const Values& values, bool isComplex, std::uint64_t rows, std::uint64_t columns, bool isSpecified) {
-    const std::uint64_t sizes[] = {rows, columns};
-    const NumericType type(true, 16, 15);
-    const fimath rules = rulesFor(isSpecified);
-    return isComplex ? std::make_unique<fi>(values.data(), values.data() + rows * columns, sizes, 2, type, rules, "",
-                                            true, kAssignment)
-                     : std::make_unique<fi>(values.data(), sizes, 2, type, rules, "", true, kAssignment);
+    return arrayOf(values, isComplex, rows, columns, rulesFor(isSpecified));
 }
 
 // The expected results of operations: values and imaginary parts, flags, values and their positions.
-
-bool holds(const fi& array, const double* re, const double* im) {
-    for (std::uint64_t i = 0; i < array.numel(); ++i) {
-        if (array.realdouble(i) != re[i] || (im && array.imagdouble(i) != im[i])) {
-            return false;
-        }
-    }
-    return true;
-}
 
 bool holds(const hvArray& flags, const hvLogical* expected, const hvLogical*) {
     const std::span<const hvLogical> seen = hvGetTypedData<hvLogical>(&flags);
@@ -100,16 +57,6 @@ struct Sorted {
 bool holds(const Sorted& sorted, const double* values, const double* places) {
     return holds(*sorted.values, values, nullptr) &&
            std::equal(places, places + sorted.values->numel(), sorted.places.get());
-}
-
-template <class Work>
-void timed(benchmark::State& state, std::size_t items, Work&& work) {
-    for (auto iteration : state) {
-        (void)iteration;
-        work();
-        benchmark::ClobberMemory();
-    }
-    finish(state, items);
 }
 
 /// Makes a loop on its own inputs; declared so that callers can pass a lambda.
@@ -268,14 +215,6 @@ AVX512_LOOP void plainRoots(const double* x, std::size_t n, Raise raise, double*
         const double raised = squared - root * root > root * raise.perStep + raise.fixed ? root + 1.0 : root;
         re[i] = (raised < 127.0 ? raised : 127.0) * (1.0 / 128.0);
     }
-}
-
-Values magnitudes(std::size_t count) {
-    Values values = signal(count, 1);
-    for (double& value : values) {
-        value = std::min(std::abs(value), 32767.0 / 32768.0);
-    }
-    return values;
 }
 
 void addRoots(embedded::RoundModeEnum mode, bool logs, std::size_t n) {
