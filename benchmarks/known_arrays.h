@@ -57,9 +57,11 @@ inline FiOwner arrayOf(const Values& values, bool isComplex, std::uint64_t rows,
     const std::uint64_t sizes[] = {rows, columns};
     const EmbeddedTypeSystem::NumericType type(true, 16, 15);
     constexpr auto kAssignment = embedded::OperationTypeEnum::Assignment;
-    return isComplex ? std::make_unique<fi>(values.data(), values.data() + rows * columns, sizes, 2, type, rules, "",
-                                            true, kAssignment)
-                     : std::make_unique<fi>(values.data(), sizes, 2, type, rules, "", true, kAssignment);
+    if (isComplex) {
+        return std::make_unique<fi>(values.data(), values.data() + rows * columns, sizes, 2, type, rules, "", true,
+                                    kAssignment);
+    }
+    return std::make_unique<fi>(values.data(), sizes, 2, type, rules, "", true, kAssignment);
 }
 
 /// `im` is null for real values.

@@ -65,7 +65,7 @@ struct ElementLoop {
                 step(a + i + lane, b + i + lane, n, re[lane], im[lane], lane);
             }
             std::copy_n(re, kLanes, out + i);
-            if (Step::isComplex) {
+            if (Step::kIsComplex) {
                 std::copy_n(im, kLanes, out + n + i);
             }
         }
@@ -76,7 +76,7 @@ struct ElementLoop {
 /// Sums, whose operands are converted first, products and quotients.
 template <char operation, class Place>
 struct Step {
-    static constexpr bool isComplex = false;
+    static constexpr bool kIsComplex = false;
     [[gnu::always_inline]] void operator()(Input a, Input b, std::size_t, double& re, double&, std::size_t lane) {
         if constexpr (operation == '*' || operation == '/') {
             re = place.quantize(operation == '*' ? *a * *b : *a / *b, lane);
@@ -92,7 +92,7 @@ struct Step {
 
 template <bool isSpecified>
 struct ComplexTimesStep {
-    static constexpr bool isComplex = true;
+    static constexpr bool kIsComplex = true;
     [[gnu::always_inline]] void operator()(Input a, Input b, std::size_t n, double& re, double& im, std::size_t lane) {
         re = sum.quantize(product.quantize(a[0] * b[0], lane) - product.quantize(a[n] * b[n], lane), lane);
         im = sum.quantize(product.quantize(a[0] * b[n], lane) + product.quantize(a[n] * b[0], lane), lane);
