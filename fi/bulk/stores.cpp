@@ -40,7 +40,7 @@ bool fi::ArrayStores::serve(const fi& source, const fi& target) {
     }
     // A narrower word is rounded in an element of the source's precision.
     const bool roundsInDoubles =
-        target.getWordLength() >= source.getWordLength() || source.wordPrecision() <= doublenumber::scalarPrecision;
+        target.getWordLength() >= source.getWordLength() || source.wordPrecision() <= doublenumber::kScalarPrecision;
     return !hasSlopeBias && roundsInDoubles && (q.hasArrayLoops() || !q.getQlogger().isLogging());
 }
 
