@@ -8,11 +8,9 @@
 //     like(V, double)               the double as a V, broadcast to as many lanes
 #pragma once
 
-#include <array>
 #include <bit>
 #include <climits>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 
 namespace tolvane::detail::rounding {

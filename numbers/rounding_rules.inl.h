@@ -65,27 +65,6 @@ struct ConvergentRule {
     }
 };
 
-/// All rules, in the order of embedded::RoundModeEnum. Every table of functions or loops is made from this list.
-template <class... Rules>
-struct RuleList {
-    /// The array of what `make.operator()<Rule>()` gives for each rule.
-    template <class Make>
-    static constexpr auto table(Make make) {
-        return std::array{make.template operator()<Rules>()...};
-    }
-    /// The place of a mode in the list. Modes are checked where they are set; an unknown one here is the last.
-    template <class Mode>
-    static constexpr std::size_t indexOf(Mode mode) {
-        const auto index = static_cast<std::size_t>(mode);
-        return index < sizeof...(Rules) ? index : sizeof...(Rules) - 1;
-    }
-    template <class Mode>
-    static constexpr bool knows(Mode mode) {
-        return static_cast<std::size_t>(mode) < sizeof...(Rules);
-    }
-};
-using RoundingRules = RuleList<CeilRule, ConvergentRule, FixRule, FloorRule, NearestRule, RoundRule>;
-
 /// x modulo a divisor that is whole and not zero; the result has the divisor's sign. This order of operations is exact
 /// for the power-of-two divisors of wrapping. Both operands finite.
 template <class V>

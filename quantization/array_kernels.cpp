@@ -2,9 +2,9 @@
 // compiled once, picks the loops of the best set that the processor has.
 #include "quantization/array_kernels.h"
 
-#include <array>
 #include <cmath>
 
+#include "numbers/rule_list.h"
 #include "quantization/word_conversion.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -22,6 +22,8 @@ namespace {
 #include "quantization/lanes.inl.h"
 
 #include "numbers/rounding_rules.inl.h"
+
+#include "numbers/rounding_list.inl.h"
 #include "quantization/fixed_rules.inl.h"
 #include "quantization/float_rules.inl.h"
 #include "quantization/lane_tally.inl.h"

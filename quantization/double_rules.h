@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "numbers/rounding.h"
+#include "numbers/rule_list.h"
 #include "quantization/fixed_limits.h"
 #include "quantization/float_limits.h"
 
@@ -40,6 +41,7 @@ inline double powerReciprocal(double x) {
     return std::bit_cast<double>(kReciprocalBits - std::bit_cast<std::uint64_t>(x));
 }
 
+#include "numbers/rounding_list.inl.h"
 #include "quantization/fixed_rules.inl.h"
 #include "quantization/float_rules.inl.h"
 

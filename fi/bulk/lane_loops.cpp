@@ -3,7 +3,6 @@
 #include "fi/bulk/lane_loops.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -69,6 +68,8 @@ using rounding::roundFloor;
 #include "fi/bulk/membership.inl.h"
 #include "fi/bulk/steps.inl.h"
 #include "numbers/rounding_rules.inl.h"
+
+#include "numbers/rounding_list.inl.h"
 #include "quantization/fixed_rules.inl.h"
 #include "quantization/lane_tally.inl.h"
 
