@@ -227,7 +227,8 @@ void fi::bisectRoots(fi& roots) const {
     if (doublenumber* const found = roots.mReal.asDouble();
         found && elements.size() == found->elements().size() && !number::getDefaultForceMultiplePrecision() &&
         findAllRoots({getNumericType(), type, product}, elements, found->elements(), roots)) {
-        if (mNumel > 0) {
+        // The steps leave the cursors at the end; what has no logs has never moved them here.
+        if (mNumel > 0 && (getLogging() || roots.getQlogger().isLogging())) {
             setIndex(mNumel - 1);
             roots.setIndex(mNumel - 1);
         }
