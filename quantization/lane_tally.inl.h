@@ -17,18 +17,18 @@ struct NoNotes {
     HWY_INLINE void select(std::size_t) {}
 };
 
-/// The tally of a place. Overflows are counted for each of several vectors that are worked on together.
+/// The tally of a place, for several vectors that are worked on together: each lane of each keeps the first zero it
+/// meets.
 template <std::size_t vectors>
 class LaneTally {
  public:
     static constexpr bool kCounts = true;
 
-    HWY_INLINE LaneTally()
-        : mGreatest{hn::Set(Tag(), -std::numeric_limits<double>::infinity())},
-          mLeast{hn::Set(Tag(), std::numeric_limits<double>::infinity())},
-          mUnderflows(hn::Zero(BitsTag())) {
-        for (auto& x : mOverflows) {
-            x = hn::Zero(BitsTag());
+    HWY_INLINE LaneTally() : mUnderflows(hn::Zero(BitsTag())) {
+        for (std::size_t i = 0; i < vectors; ++i) {
+            mGreatest[i].v = hn::Set(Tag(), -std::numeric_limits<double>::infinity());
+            mLeast[i].v = hn::Set(Tag(), std::numeric_limits<double>::infinity());
+            mOverflows[i] = hn::Zero(BitsTag());
         }
     }
 
@@ -38,8 +38,8 @@ class LaneTally {
     /// Notes what became of values, in all lanes or in those of the mask.
     template <class Result>
     HWY_INLINE void note(const Result& result) {
-        mGreatest = greaterOf(result.value, mGreatest);
-        mLeast = lesserOf(result.value, mLeast);
+        mGreatest[mVector] = greaterOf(result.value, mGreatest[mVector]);
+        mLeast[mVector] = lesserOf(result.value, mLeast[mVector]);
         if constexpr (requires { result.overflow; }) {
             countWhere(result.overflow, mOverflows[mVector]);
             countWhere(result.underflow, mUnderflows);
@@ -47,8 +47,8 @@ class LaneTally {
     }
     template <class Result>
     HWY_INLINE void note(const Result& result, Mask used) {
-        mGreatest = choose(used, greaterOf(result.value, mGreatest), mGreatest);
-        mLeast = choose(used, lesserOf(result.value, mLeast), mLeast);
+        mGreatest[mVector] = choose(used, greaterOf(result.value, mGreatest[mVector]), mGreatest[mVector]);
+        mLeast[mVector] = choose(used, lesserOf(result.value, mLeast[mVector]), mLeast[mVector]);
         if constexpr (requires { result.overflow; }) {
             countWhere(both(used, result.overflow), mOverflows[mVector]);
             countWhere(both(used, result.underflow), mUnderflows);
@@ -67,13 +67,21 @@ class LaneTally {
     /// All but the number of values.
     HWY_NOINLINE Tally total() const {
         Tally result;
-        result.greatest = hn::GetLane(hn::MaxOfLanes(Tag(), mGreatest.v));
-        result.least = hn::GetLane(hn::MinOfLanes(Tag(), mLeast.v));
-        result.greatestZeros = zeros(result.greatest, mGreatest);
-        result.leastZeros = zeros(result.least, mLeast);
+        Lanes greatest = mGreatest[0];
+        Lanes least = mLeast[0];
         auto overflows = mOverflows[0];
         for (std::size_t i = 1; i < vectors; ++i) {
+            greatest = greaterOf(mGreatest[i], greatest);
+            least = lesserOf(mLeast[i], least);
             overflows = hn::Add(overflows, mOverflows[i]);
+        }
+        result.greatest = hn::GetLane(hn::MaxOfLanes(Tag(), greatest.v));
+        result.least = hn::GetLane(hn::MinOfLanes(Tag(), least.v));
+        for (const Lanes& x : mGreatest) {
+            result.greatestZeros |= zeros(result.greatest, x);
+        }
+        for (const Lanes& x : mLeast) {
+            result.leastZeros |= zeros(result.least, x);
         }
         result.overflows = hn::GetLane(hn::SumOfLanes(BitsTag(), overflows));
         result.underflows = hn::GetLane(hn::SumOfLanes(BitsTag(), mUnderflows));
@@ -96,9 +104,9 @@ class LaneTally {
         return result;
     }
 
-    Lanes mGreatest;
-    Lanes mLeast;
-    hn::Vec<BitsTag> mUnderflows;
+    Lanes mGreatest[vectors];
+    Lanes mLeast[vectors];
     hn::Vec<BitsTag> mOverflows[vectors];
+    hn::Vec<BitsTag> mUnderflows;
     std::size_t mVector = 0;
 };

@@ -31,16 +31,18 @@ struct Tally {
     }
     /// Adds what a pass over values between or beside those of this one gathered.
     void join(const Tally& other) {
-        const unsigned ofGreatest = greatestZeros;
-        const unsigned ofLeast = leastZeros;
-        const bool sameGreatest = greatest == other.greatest;
-        const bool sameLeast = least == other.least;
-        append(other);
-        if (sameGreatest) {
-            greatestZeros = ofGreatest | other.greatestZeros;
+        joinExtremes(other);
+        addCounts(other);
+    }
+    /// The same, without counts.
+    void joinExtremes(const Tally& other) {
+        if (other.greatest >= greatest) {
+            greatestZeros = other.greatestZeros | (other.greatest == greatest ? greatestZeros : 0U);
+            greatest = other.greatest;
         }
-        if (sameLeast) {
-            leastZeros = ofLeast | other.leastZeros;
+        if (other.least <= least) {
+            leastZeros = other.leastZeros | (other.least == least ? leastZeros : 0U);
+            least = other.least;
         }
     }
     void addCounts(const Tally& other) {

@@ -206,16 +206,16 @@ namespace {
 
 class Multiplication {
  public:
-    Multiplication(const Quantizers& quantizers, bool isComplexByComplex, bool counts) : mQuantizers(quantizers) {
+    Multiplication(const Quantizers& quantizers, bool isComplexByComplex) : mQuantizers(quantizers) {
         const quantizer& product = quantizers.product;
         const quantizer& sum = quantizers.sum;
         mHasLoops = product.hasFixedKernel();
         mPlaces.castsPair = quantizers.castsBeforeSum;
         if (isComplexByComplex) {
             mHasLoops = mHasLoops && sum.hasFixedKernel() && laneloops::ruleOf(product) == laneloops::ruleOf(sum);
-            // Products are values of their format, and casting leaves them alone in a format that has all of these;
-            // only statistics show that it was done.
-            mPlaces.castsPair = mPlaces.castsPair && (counts || !mHasLoops || !covers(sum, product));
+            // Products are values of their format, and casting leaves them alone in a format that has all of these.
+            mCastsSilently = mPlaces.castsPair && mHasLoops && covers(sum, product);
+            mPlaces.castsPair = mPlaces.castsPair && !mCastsSilently;
         }
         if (mHasLoops) {
             mPlaces.treatment = Treatment::examine;
@@ -260,7 +260,10 @@ class Multiplication {
             const bool holds = laneloops::multiplyPairs(mPlaces, sign, first, second, out.data(), count, noted);
             if (noted) {
                 noted->product.values = 2 * count;
-                noted->pair.values = (mPlaces.castsPair ? 3 : 1) * count;
+                if (mCastsSilently) {
+                    noted->pair.joinExtremes(noted->product);
+                }
+                noted->pair.values = (mCastsSilently || mPlaces.castsPair ? 3 : 1) * count;
             }
             return holds;
         });
@@ -305,6 +308,7 @@ class Multiplication {
 
     const Quantizers& mQuantizers;
     bool mHasLoops;
+    bool mCastsSilently = false;
     Places mPlaces;
     Block mOther;
 };
@@ -323,7 +327,7 @@ bool multiply(const Operand& left, const Operand& right, std::span<double> real,
         (isComplexByComplex && isMissingLoops(quantizers.sum, counts))) {
         return false;
     }
-    Multiplication multiplication(quantizers, isComplexByComplex, counts);
+    Multiplication multiplication(quantizers, isComplexByComplex);
     const Source leftReal(left.real, left.isScalar, count);
     const Source rightReal(right.real, right.isScalar, count);
     const Source leftImag(left.imag, left.isScalar, left.imag ? count : 0);

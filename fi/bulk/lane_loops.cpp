@@ -195,7 +195,9 @@ class TileExtent {
 /// Vectors that are worked on together, so that the steps of one fill the waits of another: few where the steps of one
 /// keep the processor busy.
 template <class Kind>
-constexpr std::size_t kTileVectors = Kind::kIsPair || Kind::kCounts || HWY_TARGET == HWY_SSE4 ? 2 : 4;
+constexpr std::size_t kTileVectors = kAlwaysMasks<Kind>                                                     ? 1
+                                     : Kind::kIsPair || Kind::kQuantizesAndCounts || HWY_TARGET == HWY_SSE4 ? 2
+                                                                                                            : 4;
 
 /// Runs all terms for a tile of lanes; the last may be short of lanes. `term(machine, lane, t)` gives the terms from a
 /// lane on.
@@ -214,7 +216,7 @@ HWY_INLINE void runTile(const Places& places, const Term& term, std::size_t term
         if (!kAlwaysMasks<Kind> && HWY_LIKELY(extent.holdsAll())) {
 #pragma GCC unroll 4
             for (std::size_t v = 0; v < tileVectors; ++v) {
-                machine.sum.notes.select(v);
+                machine.select(v);
                 Lanes x = term(machine, begin + v * width, t);
                 accumulateStep(machine, machine.sum, Plus(), total[v], x);
             }
@@ -222,7 +224,7 @@ HWY_INLINE void runTile(const Places& places, const Term& term, std::size_t term
         }
 #pragma GCC unroll 1
         for (std::size_t v = 0; v < vectors; ++v) {
-            machine.sum.notes.select(v);
+            machine.select(v);
             SomeLanes some(machine, extent.mask(v));
             Lanes next = total[v];
             Lanes x = term(some, begin + v * width, t);

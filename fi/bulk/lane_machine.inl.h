@@ -128,8 +128,7 @@ struct EitherSign {
 /// Vectors of doubles, with statistics or without. `Kind` names the stages, the casts and the notes.
 template <class Kind, std::size_t vectors = 1>
 struct LaneMachine {
-    using Notes = typename Kind::template Notes<1>;
-    using SumNotes = typename Kind::template Notes<vectors>;
+    using Notes = typename Kind::template Notes<vectors>;
     static constexpr bool kCounts = Notes::kCounts;
 
     explicit LaneMachine(const Places& p)
@@ -137,6 +136,12 @@ struct LaneMachine {
           pair({p.sum, p.rule.round, p.sumMembers}, p.castsPair),
           sum({p.sum, p.rule.round, p.sumMembers}, p.castsSum) {}
 
+    /// The vector that the next steps belong to.
+    HWY_INLINE void select(std::size_t vector) {
+        product.notes.select(vector);
+        pair.notes.select(vector);
+        sum.notes.select(vector);
+    }
     HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { cell = a * b; }
     HWY_INLINE void combine(Plus, Lanes& cell, Lanes x) { cell = cell + x; }
     HWY_INLINE void combine(const EitherSign& sign, Lanes& cell, Lanes x) {
@@ -170,7 +175,7 @@ struct LaneMachine {
 
     Place<typename Kind::ProductStage, std::false_type, Notes> product;
     Place<typename Kind::SumStage, typename Kind::CastsPair, Notes> pair;
-    Place<typename Kind::SumStage, typename Kind::CastsSum, SumNotes> sum;
+    Place<typename Kind::SumStage, typename Kind::CastsSum, Notes> sum;
 };
 
 /// A machine of which only some lanes count.
@@ -205,6 +210,7 @@ struct Silent : NoNotes {};
 template <class Product, class Sum, bool castsPairs, bool castsSums>
 struct Uncounted {
     static constexpr bool kCounts = false;
+    static constexpr bool kQuantizesAndCounts = false;
     static constexpr bool kIsPair = false;
     using ProductStage = Product;
     using SumStage = Sum;
@@ -216,6 +222,7 @@ struct Uncounted {
 template <class Stage>
 struct Counted {
     static constexpr bool kCounts = true;
+    static constexpr bool kQuantizesAndCounts = !std::is_same_v<Stage, Keep>;
     static constexpr bool kIsPair = false;
     using ProductStage = Stage;
     using SumStage = Stage;

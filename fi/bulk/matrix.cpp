@@ -184,12 +184,16 @@ Plan planFor(const Range& left, const Range& right, std::uint64_t terms, bool is
     const bool sharesAll = sharesRule(q.product) && sharesRule(q.sum) &&
                            (!isPair || (sharesRule(q.pair) && covers(q.pair, q.sum) && covers(q.sum, q.pair)));
     if (plan.counts) {
-        // All conversions are noted, even those that change nothing.
+        // Products and pairs are values of their formats. In a format that has all of these, casting leaves them alone,
+        // and what it notes follows from what they note. Where both kinds of casts meet, pairs aren't noted apart.
+        const auto isSilent = [isExact](const quantizer& to, const quantizer& from) {
+            return isExact || covers(to, from);
+        };
         plan.way = sharesAll ? Plan::Way::loops : Plan::Way::none;
         plan.places.treatment = isExact ? Treatment::keep : Treatment::quantize;
         plan.places.rule = laneloops::ruleOf(q.product);
-        plan.places.castsPair = q.castsPair;
-        plan.places.castsSum = q.castsSum;
+        plan.places.castsPair = isPair && q.castsPair && !isSilent(q.pair, q.product);
+        plan.places.castsSum = q.castsSum && (isPair ? plan.places.castsPair : !isSilent(q.sum, q.product));
         plan.hasOneZero = !left.hasSign && !right.hasSign && !isPair &&
                           (isExact || plan.places.rule.overflow == embedded::OverflowModeEnum::Saturate);
         return plan;
@@ -369,6 +373,17 @@ struct Record {
     RunNotes notes;
 };
 
+/// Adds what silent casts would have noted.
+void addSilentCasts(const Plan& plan, laneloops::Tallies& tallies) {
+    const Quantizers& q = plan.quantizers;
+    if (q.castsSum && !plan.places.castsSum) {
+        tallies.sum.joinExtremes(plan.isPair ? tallies.pair : tallies.product);
+    }
+    if (plan.isPair && q.castsPair && !plan.places.castsPair) {
+        tallies.pair.joinExtremes(tallies.product);
+    }
+}
+
 /// Results in the order of the element steps: columns of a matrix, elements of a convolution or sums of columns.
 struct Stretches {
     std::uint64_t count;
@@ -393,13 +408,15 @@ bool isLeastOpen(const NotedPlace& place) {
 
 /// Gives zero extremes whose sign is open that of the first zero in the order of the element steps: in the first
 /// stretch that holds such a zero, the steps are taken.
-void settleSigns(std::span<const NotedPlace> places, std::span<const qlogger* const> logs, const Stretches& stretches) {
+void settleSigns(const Plan& plan, std::span<const NotedPlace> places, std::span<const qlogger* const> logs,
+                 const Stretches& stretches) {
     const auto isOpen = [](const NotedPlace& place) { return isGreatestOpen(place) || isLeastOpen(place); };
     for (std::uint64_t begin = 0; begin < stretches.count && std::ranges::any_of(places, isOpen);
          begin += stretches.length) {
         const std::uint64_t end = std::min(stretches.count, begin + stretches.length);
         RunNotes notes;
         stretches.run(begin, end, notes);
+        addSilentCasts(plan, notes.tallies);
         const Tally* const noted[] = {&notes.tallies.product, &notes.tallies.pair, &notes.tallies.sum};
         const auto holdsZero = [&](std::size_t i) {
             return (isGreatestOpen(places[i]) && noted[i]->greatest == 0.0) ||
@@ -445,6 +462,7 @@ void settleSigns(std::span<const NotedPlace> places, std::span<const qlogger* co
 /// so that zeros of one sign in all lanes settle the sign.
 void handOver(Record& record, const Plan& plan, bool keepsOrder, const Stretches& stretches) {
     const Quantizers& q = plan.quantizers;
+    addSilentCasts(plan, record.notes.tallies);
     Tally& product = record.notes.tallies.product;
     Tally& pair = record.notes.tallies.pair;
     Tally& sum = record.notes.tallies.sum;
@@ -469,7 +487,7 @@ void handOver(Record& record, const Plan& plan, bool keepsOrder, const Stretches
     if (q.result) {
         logs.push_back(q.result);
     }
-    settleSigns(places, logs, stretches);
+    settleSigns(plan, places, logs, stretches);
     for (const NotedPlace& place : places) {
         if (place.tally->values > 0) {
             place.tally->handTo(*place.log);
