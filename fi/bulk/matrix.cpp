@@ -7,6 +7,7 @@
 #include <cmath>
 #include <memory>
 #include <new>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -797,33 +798,36 @@ bool multiply(const Operand& left, const Operand& right, const MatrixShape& shap
         multiplyByLibrary(left, right, shape, result);
         return true;
     }
+    // Once results are there, the element steps could no longer take over.
+    std::optional<MatrixProduct> made;
     try {
-        MatrixProduct product(left, right, shape, plan, result);
-        Record record(plan, shape.rows * shape.inner * shape.columns, result.imag ? 2 : 1);
-        product.run(0, product.columns(), plan.counts ? &record.notes : nullptr);
-        if (!plan.counts) {
-            return true;
-        }
-        const auto clear = [&](double* part, std::uint64_t begin, std::uint64_t end) {
-            if (part) {
-                std::fill(part + begin * shape.rows, part + end * shape.rows, 0.0);
-            }
-        };
-        handOver(record, plan, product.runsAlongColumns(),
-                 {product.columns(), product.runsAlongColumns() ? 1 : kLaneMultiple,
-                  [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { product.run(begin, end, &notes); },
-                  [&](std::uint64_t begin, std::uint64_t end) {
-                      clear(result.real, begin, end);
-                      clear(result.imag, begin, end);
-                      byElements(begin, end);
-                  }});
-        if (quantizers.result && qlogger::getLogging()) {
-            // Each running sum was stored there; the caller takes the extremes over.
-            const Tally stored{.values = record.mathOperations * (result.imag ? 2 : 1)};
-            stored.handTo(*quantizers.result);
-        }
+        made.emplace(left, right, shape, plan, result);
     } catch (const std::bad_alloc&) {
         return false;
+    }
+    MatrixProduct& product = *made;
+    Record record(plan, shape.rows * shape.inner * shape.columns, result.imag ? 2 : 1);
+    product.run(0, product.columns(), plan.counts ? &record.notes : nullptr);
+    if (!plan.counts) {
+        return true;
+    }
+    const auto clear = [&](double* part, std::uint64_t begin, std::uint64_t end) {
+        if (part) {
+            std::fill(part + begin * shape.rows, part + end * shape.rows, 0.0);
+        }
+    };
+    handOver(record, plan, product.runsAlongColumns(),
+             {product.columns(), product.runsAlongColumns() ? 1 : kLaneMultiple,
+              [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { product.run(begin, end, &notes); },
+              [&](std::uint64_t begin, std::uint64_t end) {
+                  clear(result.real, begin, end);
+                  clear(result.imag, begin, end);
+                  byElements(begin, end);
+              }});
+    if (quantizers.result && qlogger::getLogging()) {
+        // Each running sum was stored there; the caller takes the extremes over.
+        const Tally stored{.values = record.mathOperations * (result.imag ? 2 : 1)};
+        stored.handTo(*quantizers.result);
     }
     return true;
 }
@@ -889,33 +893,36 @@ bool convolve(const Operand& left, const Operand& right, const ConvolutionShape&
             }
         }
     };
+    std::vector<std::uint64_t> overflows;
+    std::optional<Convolution> convolution;
     try {
-        std::vector<std::uint64_t> overflows(plan.counts ? inside : 0);
-        Record record(plan, plan.counts ? termsOf(shape, inside) : 0, result.imag ? 2 : 1);
-        record.notes.overflows = overflows.data();
-        fillOutside();
+        overflows.resize(plan.counts ? inside : 0);
         if (inside > 0) {
-            Convolution convolution(left, right, shape, plan, result);
-            convolution.run(0, inside, plan.counts ? &record.notes : nullptr);
-            if (plan.counts) {
-                handOver(record, plan, false,
-                         {inside, kLaneMultiple,
-                          [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) {
-                              convolution.run(begin, end, &notes);
-                          },
-                          byElements});
-            }
-        }
-        if (plan.counts && qlogger::getLogging()) {
-            if (quantizers.result) {
-                storeTally(result, shape.count).handTo(*quantizers.result);
-            }
-            if (quantizers.countsRunningOverflows && quantizers.sum.getQlogger().isLogging()) {
-                quantizers.pair.getQlogger().addtoOverflows(runningCount(overflows, shape.count));
-            }
+            convolution.emplace(left, right, shape, plan, result);
         }
     } catch (const std::bad_alloc&) {
         return false;
+    }
+    Record record(plan, plan.counts ? termsOf(shape, inside) : 0, result.imag ? 2 : 1);
+    record.notes.overflows = overflows.data();
+    fillOutside();
+    if (convolution) {
+        convolution->run(0, inside, plan.counts ? &record.notes : nullptr);
+        if (plan.counts) {
+            handOver(
+                record, plan, false,
+                {inside, kLaneMultiple,
+                 [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { convolution->run(begin, end, &notes); },
+                 byElements});
+        }
+    }
+    if (plan.counts && qlogger::getLogging()) {
+        if (quantizers.result) {
+            storeTally(result, shape.count).handTo(*quantizers.result);
+        }
+        if (quantizers.countsRunningOverflows && quantizers.sum.getQlogger().isLogging()) {
+            quantizers.pair.getQlogger().addtoOverflows(runningCount(overflows, shape.count));
+        }
     }
     return true;
 }
