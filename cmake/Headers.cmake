@@ -31,6 +31,7 @@ tolvane_headers(
   PUBLIC
   numbers/TolvaneKit.h
   numbers/doublenumber.h
+  numbers/inlining.h
   numbers/mpnumber.h
   numbers/number.h
   numbers/numberfactory.h

@@ -1,7 +1,7 @@
 // The body of numbers of up to 52 bits: an array of plain doubles.
 //
-// Element access is inline and allocates nothing; a single element lives inside the shared block. The rounding rules
-// are those of numbers/rounding.h. Array kernels take the whole array from `elements()`.
+// Element access allocates nothing; a single element lives inside the shared block. The rounding rules are those of
+// numbers/rounding.h. Array kernels take the whole array from `elements()`.
 #pragma once
 
 #include <bit>
@@ -9,9 +9,8 @@
 #include <cstdint>
 #include <span>
 
-#include "numbers/TolvaneKit.h"
+#include "numbers/inlining.h"
 #include "numbers/numberrepbody.h"
-#include "numbers/rounding.h"
 
 class TOLVANE_API doublenumber final : public numberrepbody {
  public:
@@ -53,10 +52,7 @@ class TOLVANE_API doublenumber final : public numberrepbody {
         setelement(-0.0 - getelement());
         return *this;
     }
-    doublenumber& pow2(int n) override {
-        setelement(tolvane::detail::rounding::scaleByPowerOfTwo(getelement(), n));
-        return *this;
-    }
+    TOLVANE_INLINE_INSIDE doublenumber& pow2(int n) override;
     doublenumber& abs() override {
         setelement(std::fabs(getelement()));
         return *this;
@@ -98,18 +94,18 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     bool myisnan() const override { return getelement() != getelement(); }
     int unbiasedexponent() const override;
 
-    doublenumber& ceil(int n) override { return applyAtBit<tolvane::detail::rounding::CeilRule>(n); }
-    doublenumber& ceil() override { return apply<tolvane::detail::rounding::CeilRule>(); }
-    doublenumber& convergent(int n) override { return applyAtBit<tolvane::detail::rounding::ConvergentRule>(n); }
-    doublenumber& convergent() override { return apply<tolvane::detail::rounding::ConvergentRule>(); }
-    doublenumber& fix(int n) override { return applyAtBit<tolvane::detail::rounding::FixRule>(n); }
-    doublenumber& fix() override { return apply<tolvane::detail::rounding::FixRule>(); }
-    doublenumber& floor(int n) override { return applyAtBit<tolvane::detail::rounding::FloorRule>(n); }
-    doublenumber& floor() override { return apply<tolvane::detail::rounding::FloorRule>(); }
-    doublenumber& nearest(int n) override { return applyAtBit<tolvane::detail::rounding::NearestRule>(n); }
-    doublenumber& nearest() override { return apply<tolvane::detail::rounding::NearestRule>(); }
-    doublenumber& round(int n) override { return applyAtBit<tolvane::detail::rounding::RoundRule>(n); }
-    doublenumber& round() override { return apply<tolvane::detail::rounding::RoundRule>(); }
+    TOLVANE_INLINE_INSIDE doublenumber& ceil(int n) override;
+    TOLVANE_INLINE_INSIDE doublenumber& ceil() override;
+    TOLVANE_INLINE_INSIDE doublenumber& convergent(int n) override;
+    TOLVANE_INLINE_INSIDE doublenumber& convergent() override;
+    TOLVANE_INLINE_INSIDE doublenumber& fix(int n) override;
+    TOLVANE_INLINE_INSIDE doublenumber& fix() override;
+    TOLVANE_INLINE_INSIDE doublenumber& floor(int n) override;
+    TOLVANE_INLINE_INSIDE doublenumber& floor() override;
+    TOLVANE_INLINE_INSIDE doublenumber& nearest(int n) override;
+    TOLVANE_INLINE_INSIDE doublenumber& nearest() override;
+    TOLVANE_INLINE_INSIDE doublenumber& round(int n) override;
+    TOLVANE_INLINE_INSIDE doublenumber& round() override;
 
     /// Prints every element with its index.
     void disp() const override;
@@ -117,17 +113,17 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     // Beyond the common operations.
 
     /// The whole array, valid until the next resize of any body that shares it.
-    std::span<double> elements() { return {state().elements, state().elementCount}; }
-    std::span<const double> elements() const { return {state().elements, state().elementCount}; }
+    TOLVANE_INLINE_INSIDE std::span<double> elements();
+    TOLVANE_INLINE_INSIDE std::span<const double> elements() const;
 
     /// The precision in bits, which is 52 whatever precision was requested.
     std::uint32_t getprecision() const { return kScalarPrecision; }
 
-    double getelement() const { return state().elements[mCursor]; }
-    double getelement(std::uint64_t index) const { return state().elements[index]; }
-    double& getmodifiableelement() { return state().elements[mCursor]; }
-    double& getmodifiableelement(std::uint64_t index) { return state().elements[index]; }
-    void setelement(double value) { state().elements[mCursor] = value; }
+    TOLVANE_INLINE_INSIDE double getelement() const;
+    TOLVANE_INLINE_INSIDE double getelement(std::uint64_t index) const;
+    TOLVANE_INLINE_INSIDE double& getmodifiableelement();
+    TOLVANE_INLINE_INSIDE double& getmodifiableelement(std::uint64_t index);
+    TOLVANE_INLINE_INSIDE void setelement(double value);
     double todouble(std::uint64_t index) const { return getelement(index); }
     float tosingle() const { return static_cast<float>(getelement()); }
     float tosingle(std::uint64_t index) const { return static_cast<float>(getelement(index)); }
@@ -144,10 +140,7 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     using numberrepbody::mod;
     doublenumber& hypot(const doublenumber& a, const doublenumber& b) { return hypot(a.getelement(), b.getelement()); }
     doublenumber& hypot(double a, double b);
-    doublenumber& mod(const doublenumber& divisor) {
-        setelement(TolvaneKit::mod(getelement(), divisor.getelement()));
-        return *this;
-    }
+    TOLVANE_INLINE_INSIDE doublenumber& mod(const doublenumber& divisor);
 
     /// Returns the stored integer as a word; a negative value is taken modulo twoToWordlength.
     std::uint64_t convertToUnsignedInteger(double slope, int exponent, double bias,
@@ -184,38 +177,17 @@ class TOLVANE_API doublenumber final : public numberrepbody {
     static constexpr std::uint64_t kSignBit = std::uint64_t{1} << 63;
     static constexpr std::uint64_t kExponentBits = std::uint64_t{0x7ff} << 52;
 
-    struct State : SharedState {
-        /// Make `count` zeros, or values to be set; raise "fixedpoint:fi:outofmemory".
-        template <class Tag>
-        State(std::uint64_t count, std::uint32_t precision, Tag tag);
-        ~State();
-        void resize(std::uint64_t count);
-
-        /// Null if empty, `single` for one element, otherwise in `block` at the start of a cache line, so that vectors
-        /// of any width lie in one line.
-        double* elements = nullptr;
-        double single = 0.0;
-        /// Null, or memory for bsFree.
-        void* block = nullptr;
-    };
+    struct State;
     template <class Tag>
     static State* makeState(std::uint64_t count, std::uint32_t precision, Tag tag);
 
-    State& state() const { return static_cast<State&>(*mState); }
+    TOLVANE_INLINE_INSIDE State& state() const;
     std::uint64_t bits() const { return std::bit_cast<std::uint64_t>(getelement()); }
 
     template <class Rule>
-    doublenumber& apply() {
-        double& x = getmodifiableelement();
-        x = Rule::apply(x);
-        return *this;
-    }
+    doublenumber& apply();
     template <class Rule>
-    doublenumber& applyAtBit(int n) {
-        double& x = getmodifiableelement();
-        x = tolvane::detail::rounding::applyAtBit<Rule>(x, n);
-        return *this;
-    }
+    doublenumber& applyAtBit(int n);
 };
 
 inline doublenumber* numberrepbody::asDouble() {
@@ -224,3 +196,7 @@ inline doublenumber* numberrepbody::asDouble() {
 inline const doublenumber* numberrepbody::asDouble() const {
     return isDouble() ? static_cast<const doublenumber*>(this) : nullptr;
 }
+
+#ifdef TOLVANE_BUILDING
+#include "numbers/doublenumber.inl.h"
+#endif

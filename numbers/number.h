@@ -3,17 +3,18 @@
 // A number is a handle to a body (numberrepbody.h), an array of values with a cursor. Each operation acts on the
 // element at the cursor; `operator[]` sets the cursor, so that `a[i] += b[j]` works and a loop needs no temporary
 // handle. The body holds plain doubles for precisions of up to 52 bits and multi-precision floats from 53 bits; callers
-// never need to know which. Operations on doubles are inline; the others are virtual calls or forwarded to numberops.h.
-// A copy of a number holds only its current element; assignment copies a value and never changes the target's kind,
-// precision or size. Moving is copying: a result that took over a whole array would differ from a copied one.
+// never need to know which. Operations on doubles need no virtual call, and sources of this library expand them in
+// place (inlining.h); the others are virtual calls or forwarded to numberops.h. A copy of a number holds only its
+// current element; assignment copies a value and never changes the target's kind, precision or size. Moving is copying:
+// a result that took over a whole array would differ from a copied one.
 #pragma once
 
 #include <cstdint>
 #include <type_traits>
-#include <utility>
 
 #include "host/export.h"
 #include "numbers/doublenumber.h"
+#include "numbers/inlining.h"
 #include "numbers/numberops.h"
 #include "numbers/numberrepbody.h"
 #include "numbers/tags.h"
@@ -48,45 +49,26 @@ class TOLVANE_API number {
     static std::uint32_t getDefaultPrecision();
     static bool getDefaultForceMultiplePrecision();
 
-    std::uint64_t numel() const { return mBody->numel(); }
-    std::uint64_t getIndex() const { return mBody->getIndex(); }
-    void setIndex(std::uint64_t index) const { mBody->setIndex(index); }
+    TOLVANE_INLINE_INSIDE std::uint64_t numel() const;
+    TOLVANE_INLINE_INSIDE std::uint64_t getIndex() const;
+    TOLVANE_INLINE_INSIDE void setIndex(std::uint64_t index) const;
     /// The stored precision in bits.
-    std::uint32_t getprecision() const { return mBody->get_stored_precision(); }
-    bool isempty() const { return mBody->numel() == 0; }
-    embeddedNumberTags::numbertype gettype() const {
-        return mBody->isDouble() ? embeddedNumberTags::numbertype::doublenumber
-                                 : embeddedNumberTags::numbertype::mpnumber;
-    }
-    double todouble() const {
-        return ask([](const auto& body) { return body.todouble(); });
-    }
+    TOLVANE_INLINE_INSIDE std::uint32_t getprecision() const;
+    TOLVANE_INLINE_INSIDE bool isempty() const;
+    TOLVANE_INLINE_INSIDE embeddedNumberTags::numbertype gettype() const;
+    TOLVANE_INLINE_INSIDE double todouble() const;
     float tosingle() const { return static_cast<float>(todouble()); }
-    signed char sign() const {
-        return ask([](const auto& body) { return body.sign(); });
-    }
-    bool isnegative() const {
-        return ask([](const auto& body) { return body.isnegative(); });
-    }
-    bool isFinite() const {
-        return ask([](const auto& body) { return body.isFinite(); });
-    }
-    bool myisinf() const {
-        return ask([](const auto& body) { return body.myisinf(); });
-    }
-    bool iszero() const {
-        return ask([](const auto& body) { return body.iszero(); });
-    }
-    bool myisnan() const {
-        return ask([](const auto& body) { return body.myisnan(); });
-    }
-    int unbiasedexponent() const {
-        return ask([](const auto& body) { return body.unbiasedexponent(); });
-    }
-    void disp() const { mBody->disp(); }
+    TOLVANE_INLINE_INSIDE signed char sign() const;
+    TOLVANE_INLINE_INSIDE bool isnegative() const;
+    TOLVANE_INLINE_INSIDE bool isFinite() const;
+    TOLVANE_INLINE_INSIDE bool myisinf() const;
+    TOLVANE_INLINE_INSIDE bool iszero() const;
+    TOLVANE_INLINE_INSIDE bool myisnan() const;
+    TOLVANE_INLINE_INSIDE int unbiasedexponent() const;
+    TOLVANE_INLINE_INSIDE void disp() const;
 
     /// Returns whether both share one array.
-    bool sharesArrayOf(const number& other) const { return mBody->sharesArrayOf(*other.mBody); }
+    TOLVANE_INLINE_INSIDE bool sharesArrayOf(const number& other) const;
     /// Replaces the array by that of the source, like the sharing constructor; keeps the cursor.
     number& share(const number& source);
 
@@ -94,18 +76,12 @@ class TOLVANE_API number {
     numberrepbody& body() { return *mBody; }
     const numberrepbody& body() const { return *mBody; }
     /// The body if it holds doubles, otherwise null.
-    doublenumber* asDouble() { return mBody->asDouble(); }
-    const doublenumber* asDouble() const { return std::as_const(*mBody).asDouble(); }
+    TOLVANE_INLINE_INSIDE doublenumber* asDouble();
+    TOLVANE_INLINE_INSIDE const doublenumber* asDouble() const;
 
     /// Set the cursor and return the number itself.
-    number& operator[](std::uint64_t index) {
-        mBody->setIndex(index);
-        return *this;
-    }
-    const number& operator[](std::uint64_t index) const {
-        mBody->setIndex(index);
-        return *this;
-    }
+    TOLVANE_INLINE_INSIDE number& operator[](std::uint64_t index);
+    TOLVANE_INLINE_INSIDE const number& operator[](std::uint64_t index) const;
 
     /// Keeps the first min(old, new) elements and sets the others to zero. Raises "fixedpoint:fi:outofmemory" before
     /// any change.
@@ -117,44 +93,21 @@ class TOLVANE_API number {
     // Setting an element to itself is sound. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
     number& operator=(const number& source) { return setvalue(source); }
     number& operator=(double value) { return setvalue(value); }
-    number& setvalue(const number& source) {
-        numberops::setvalue(*mBody, *source.mBody);
-        return *this;
-    }
-    number& setvalue(double value) {
-        return apply([value](auto& body) { body.setvalue(value); });
-    }
+    TOLVANE_INLINE_INSIDE number& setvalue(const number& source);
+    TOLVANE_INLINE_INSIDE number& setvalue(double value);
     /// Sets source * slope + bias, with slope and bias at default precision.
     number& setvalue(const number& source, double slope, double bias);
     /// Sets the integer in the words (lowest first) times 2^exponent; slope and bias are ignored.
     number& setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double slope,
                      int exponent, double bias);
 
-    number& operator+=(const number& other) {
-        numberops::plusequals(*mBody, *other.mBody);
-        return *this;
-    }
-    number& operator-=(const number& other) {
-        numberops::minusequals(*mBody, *other.mBody);
-        return *this;
-    }
-    number& operator*=(const number& other) {
-        numberops::timesequals(*mBody, *other.mBody);
-        return *this;
-    }
-    number& operator/=(const number& other) {
-        numberops::divideequals(*mBody, *other.mBody);
-        return *this;
-    }
-    number& hypot(const number& a, const number& b) {
-        numberops::hypot(*mBody, *a.mBody, *b.mBody);
-        return *this;
-    }
+    TOLVANE_INLINE_INSIDE number& operator+=(const number& other);
+    TOLVANE_INLINE_INSIDE number& operator-=(const number& other);
+    TOLVANE_INLINE_INSIDE number& operator*=(const number& other);
+    TOLVANE_INLINE_INSIDE number& operator/=(const number& other);
+    TOLVANE_INLINE_INSIDE number& hypot(const number& a, const number& b);
     /// Takes the value modulo the divisor, with the divisor's sign; a zero divisor leaves it unchanged.
-    number& mod(const number& divisor) {
-        numberops::mod(*mBody, *divisor.mBody);
-        return *this;
-    }
+    TOLVANE_INLINE_INSIDE number& mod(const number& divisor);
 
     // Results hold one element, made with the stored precision of the left operand.
     number operator+(const number& other) const;
@@ -163,67 +116,37 @@ class TOLVANE_API number {
     number operator/(const number& other) const;
     number operator-() const;
 
-    bool operator<(const number& other) const { return numberops::lessthan(*mBody, *other.mBody); }
-    bool operator<=(const number& other) const { return numberops::lessthanorequal(*mBody, *other.mBody); }
-    bool operator>(const number& other) const { return numberops::greaterthan(*mBody, *other.mBody); }
-    bool operator>=(const number& other) const { return numberops::greaterthanorequal(*mBody, *other.mBody); }
-    bool operator==(const number& other) const { return numberops::equal(*mBody, *other.mBody); }
-    bool operator!=(const number& other) const { return numberops::notequal(*mBody, *other.mBody); }
+    TOLVANE_INLINE_INSIDE bool operator<(const number& other) const;
+    TOLVANE_INLINE_INSIDE bool operator<=(const number& other) const;
+    TOLVANE_INLINE_INSIDE bool operator>(const number& other) const;
+    TOLVANE_INLINE_INSIDE bool operator>=(const number& other) const;
+    TOLVANE_INLINE_INSIDE bool operator==(const number& other) const;
+    TOLVANE_INLINE_INSIDE bool operator!=(const number& other) const;
 
     /// Sets the absolute value of x.
     number& abs(const number& x) { return setvalue(x).abs(); }
-    number& abs() {
-        return apply([](auto& body) { body.abs(); });
-    }
-    number& negate() {
-        return apply([](auto& body) { body.negate(); });
-    }
+    TOLVANE_INLINE_INSIDE number& abs();
+    TOLVANE_INLINE_INSIDE number& negate();
     /// Multiplies by 2^n.
-    number& pow2(int n) {
-        return apply([n](auto& body) { body.pow2(n); });
-    }
+    TOLVANE_INLINE_INSIDE number& pow2(int n);
     number& stripscaling(double slope, int exponent, double bias);
     /// Sort the whole array, as the body's operations of those names.
     number& stridesort(bool ascending, std::uint64_t stride, std::uint64_t length);
     number& stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length);
 
     // Rounding to a whole value or at the bit of weight 2^-n; see numberrepbody.h for the rules.
-    number& ceil(int n) {
-        return apply([n](auto& body) { body.ceil(n); });
-    }
-    number& ceil() {
-        return apply([](auto& body) { body.ceil(); });
-    }
-    number& convergent(int n) {
-        return apply([n](auto& body) { body.convergent(n); });
-    }
-    number& convergent() {
-        return apply([](auto& body) { body.convergent(); });
-    }
-    number& fix(int n) {
-        return apply([n](auto& body) { body.fix(n); });
-    }
-    number& fix() {
-        return apply([](auto& body) { body.fix(); });
-    }
-    number& floor(int n) {
-        return apply([n](auto& body) { body.floor(n); });
-    }
-    number& floor() {
-        return apply([](auto& body) { body.floor(); });
-    }
-    number& nearest(int n) {
-        return apply([n](auto& body) { body.nearest(n); });
-    }
-    number& nearest() {
-        return apply([](auto& body) { body.nearest(); });
-    }
-    number& round(int n) {
-        return apply([n](auto& body) { body.round(n); });
-    }
-    number& round() {
-        return apply([](auto& body) { body.round(); });
-    }
+    TOLVANE_INLINE_INSIDE number& ceil(int n);
+    TOLVANE_INLINE_INSIDE number& ceil();
+    TOLVANE_INLINE_INSIDE number& convergent(int n);
+    TOLVANE_INLINE_INSIDE number& convergent();
+    TOLVANE_INLINE_INSIDE number& fix(int n);
+    TOLVANE_INLINE_INSIDE number& fix();
+    TOLVANE_INLINE_INSIDE number& floor(int n);
+    TOLVANE_INLINE_INSIDE number& floor();
+    TOLVANE_INLINE_INSIDE number& nearest(int n);
+    TOLVANE_INLINE_INSIDE number& nearest();
+    TOLVANE_INLINE_INSIDE number& round(int n);
+    TOLVANE_INLINE_INSIDE number& round();
 
     // Conversions of the stored integer to and from words and texts, as mpnumber's operations of those names.
     void fixed2IntArray(std::uint32_t* out, int words, int wordlength, double slope, int exponent, double bias,
@@ -268,22 +191,15 @@ class TOLVANE_API number {
     static thread_local bool sDefaultForceMultiplePrecision;
 
  private:
-    // Both run an action on the body: inline on doubles, by virtual calls otherwise.
+    // Both run an action on the body, by virtual calls unless it holds doubles.
     template <class Action>
-    number& apply(Action action) {
-        if (doublenumber* body = mBody->asDouble()) {
-            action(*body);
-        } else {
-            action(*mBody);
-        }
-        return *this;
-    }
+    number& apply(Action action);
     template <class Question>
-    std::invoke_result_t<Question, const doublenumber&> ask(Question question) const {
-        const numberrepbody& any = *mBody;
-        const doublenumber* body = any.asDouble();
-        return body ? question(*body) : question(any);
-    }
+    std::invoke_result_t<Question, const doublenumber&> ask(Question question) const;
 
     numberrepbody* mBody;
 };
+
+#ifdef TOLVANE_BUILDING
+#include "numbers/number.inl.h"
+#endif

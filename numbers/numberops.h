@@ -2,76 +2,35 @@
 //
 // Operands are promoted to multi-precision: a mixed operation is computed on a multi-precision copy of the double
 // operand, and a double target takes the result rounded back. A target never changes its kind or precision. The case of
-// two doubles comes first, inline, without a virtual call.
+// two doubles comes first, without a virtual call.
 #pragma once
 
 #include <cstdint>
 
 #include "numbers/doublenumber.h"
+#include "numbers/inlining.h"
 #include "numbers/numberrepbody.h"
 
 class TOLVANE_API numberops {
  public:
-    static void plusequals(numberrepbody& a, const numberrepbody& b) {
-        if (bothDouble(a, b)) {
-            element(a) += element(b);
-        } else {
-            mixedPlus(a, b);
-        }
-    }
-    static void minusequals(numberrepbody& a, const numberrepbody& b) {
-        if (bothDouble(a, b)) {
-            element(a) -= element(b);
-        } else {
-            mixedMinus(a, b);
-        }
-    }
-    static void timesequals(numberrepbody& a, const numberrepbody& b) {
-        if (bothDouble(a, b)) {
-            element(a) *= element(b);
-        } else {
-            mixedTimes(a, b);
-        }
-    }
-    static void divideequals(numberrepbody& a, const numberrepbody& b) {
-        if (bothDouble(a, b)) {
-            element(a) /= element(b);
-        } else {
-            mixedDivide(a, b);
-        }
-    }
+    TOLVANE_INLINE_INSIDE static void plusequals(numberrepbody& a, const numberrepbody& b);
+    TOLVANE_INLINE_INSIDE static void minusequals(numberrepbody& a, const numberrepbody& b);
+    TOLVANE_INLINE_INSIDE static void timesequals(numberrepbody& a, const numberrepbody& b);
+    TOLVANE_INLINE_INSIDE static void divideequals(numberrepbody& a, const numberrepbody& b);
     /// Makes a the remainder of a by b, with the sign of b.
-    static void mod(numberrepbody& a, const numberrepbody& b) {
-        if (bothDouble(a, b)) {
-            element(a) = TolvaneKit::mod(element(a), element(b));
-        } else {
-            mixedMod(a, b);
-        }
-    }
+    TOLVANE_INLINE_INSIDE static void mod(numberrepbody& a, const numberrepbody& b);
 
-    static bool lessthan(const numberrepbody& a, const numberrepbody& b) {
-        return bothDouble(a, b) ? element(a) < element(b) : mixedLess(a, b);
-    }
-    static bool lessthanorequal(const numberrepbody& a, const numberrepbody& b) {
-        return bothDouble(a, b) ? element(a) <= element(b) : mixedLessOrEqual(a, b);
-    }
+    TOLVANE_INLINE_INSIDE static bool lessthan(const numberrepbody& a, const numberrepbody& b);
+    TOLVANE_INLINE_INSIDE static bool lessthanorequal(const numberrepbody& a, const numberrepbody& b);
     static bool greaterthan(const numberrepbody& a, const numberrepbody& b) { return lessthan(b, a); }
     static bool greaterthanorequal(const numberrepbody& a, const numberrepbody& b) { return lessthanorequal(b, a); }
-    static bool equal(const numberrepbody& a, const numberrepbody& b) {
-        return bothDouble(a, b) ? element(a) == element(b) : mixedEqual(a, b);
-    }
+    TOLVANE_INLINE_INSIDE static bool equal(const numberrepbody& a, const numberrepbody& b);
     static bool notequal(const numberrepbody& a, const numberrepbody& b) { return !equal(a, b); }
 
     /// Sets the target to sqrt(a^2 + b^2); a double target reduces both to doubles first.
     static void hypot(numberrepbody& target, const numberrepbody& a, const numberrepbody& b);
     /// Copies a value; between multi-precision bodies with truncation toward zero at the target's precision.
-    static void setvalue(numberrepbody& target, const numberrepbody& source) {
-        if (bothDouble(target, source)) {
-            element(target) = element(source);
-        } else {
-            mixedSetvalue(target, source);
-        }
-    }
+    TOLVANE_INLINE_INSIDE static void setvalue(numberrepbody& target, const numberrepbody& source);
 
     // The value as a double times 2^scale, truncated toward zero, so only 53 bits of a wide body count.
     static std::int8_t fixed2int8(const numberrepbody& body, int unused, int scale);
@@ -112,3 +71,7 @@ class TOLVANE_API numberops {
     static bool mixedEqual(const numberrepbody& a, const numberrepbody& b);
     static void mixedSetvalue(numberrepbody& target, const numberrepbody& source);
 };
+
+#ifdef TOLVANE_BUILDING
+#include "numbers/numberops.inl.h"
+#endif

@@ -14,6 +14,7 @@
 #include <cstdint>
 
 #include "host/export.h"
+#include "numbers/inlining.h"
 #include "numbers/tags.h"
 
 class doublenumber;
@@ -128,28 +129,22 @@ class TOLVANE_API numberrepbody {
     inline const doublenumber* asDouble() const;
     inline mpnumber* asMp();
     inline const mpnumber* asMp() const;
-    bool isDouble() const { return mKind == numbertype::doublenumber; }
+    TOLVANE_INLINE_INSIDE bool isDouble() const;
 
     /// The number of bodies that share the array.
-    void incrcount() { ++mState->referenceCount; }
-    void decrcount() { --mState->referenceCount; }
-    std::uint64_t getcount() const { return mState->referenceCount; }
+    TOLVANE_INLINE_INSIDE void incrcount();
+    TOLVANE_INLINE_INSIDE void decrcount();
+    TOLVANE_INLINE_INSIDE std::uint64_t getcount() const;
 
-    bool sharesArrayOf(const numberrepbody& other) const { return mState == other.mState; }
-    std::uint64_t numel() const { return mState->elementCount; }
+    TOLVANE_INLINE_INSIDE bool sharesArrayOf(const numberrepbody& other) const;
+    TOLVANE_INLINE_INSIDE std::uint64_t numel() const;
     /// The precision in bits that was requested when the array was made.
-    std::uint32_t get_stored_precision() const { return mState->storedPrecision; }
-    void setIndex(std::uint64_t index) const { mCursor = index; }
-    std::uint64_t getIndex() const { return mCursor; }
+    TOLVANE_INLINE_INSIDE std::uint32_t get_stored_precision() const;
+    TOLVANE_INLINE_INSIDE void setIndex(std::uint64_t index) const;
+    TOLVANE_INLINE_INSIDE std::uint64_t getIndex() const;
     /// Set the cursor and return the body itself.
-    numberrepbody& operator[](std::uint64_t index) {
-        mCursor = index;
-        return *this;
-    }
-    const numberrepbody& operator[](std::uint64_t index) const {
-        mCursor = index;
-        return *this;
-    }
+    TOLVANE_INLINE_INSIDE numberrepbody& operator[](std::uint64_t index);
+    TOLVANE_INLINE_INSIDE const numberrepbody& operator[](std::uint64_t index) const;
 
     // Forwarded to the operation of the same meaning in numberops.
 
@@ -210,3 +205,7 @@ class TOLVANE_API numberrepbody {
     SharedState* mState;
     mutable std::uint64_t mCursor = 0;
 };
+
+#ifdef TOLVANE_BUILDING
+#include "numbers/numberrepbody.inl.h"
+#endif
