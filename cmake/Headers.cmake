@@ -37,8 +37,6 @@ tolvane_headers(
   numbers/numberfactory.h
   numbers/numberops.h
   numbers/numberrepbody.h
-  numbers/rounding.h
-  numbers/rounding_rules.inl.h
   numbers/tags.h
   typesystem/CharType.h
   typesystem/ComplexType.h
