@@ -1,7 +1,5 @@
 #include "fi/bulk/matrix.h"
 
-#include <cblas.h>
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -11,6 +9,7 @@
 #include <span>
 #include <vector>
 
+#include "fi/bulk/blas.h"
 #include "fi/bulk/block_machine.h"
 #include "fi/bulk/lane_loops.h"
 
@@ -639,14 +638,15 @@ class MatrixProduct {
     Buffer mNegatedImag;
 };
 
-/// The product by the library for matrices of doubles. It may start with a negative zero, where the steps add to zero.
-void multiplyByLibrary(const Operand& left, const Operand& right, const MatrixShape& shape, const Result& result) {
+/// The product by BLAS. It may start with a negative zero, where the steps add to zero.
+void multiplyByBlas(blas::Dgemm dgemm, const Operand& left, const Operand& right, const MatrixShape& shape,
+                    const Result& result) {
     const auto rows = static_cast<int>(shape.rows);
     const auto inner = static_cast<int>(shape.inner);
     const auto columns = static_cast<int>(shape.columns);
     const auto add = [&](double factor, const double* a, const double* b, double kept, double* out) {
-        cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, rows, columns, inner, factor, a, rows, b, inner, kept,
-                    out, rows);
+        dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, rows, columns, inner, factor, a, rows, b, inner, kept, out,
+              rows);
     };
     add(1.0, left.real, right.real, 0.0, result.real);
     if (left.imag && right.imag) {
@@ -665,12 +665,13 @@ void multiplyByLibrary(const Operand& left, const Operand& right, const MatrixSh
     }
 }
 
-bool isWorthTheLibrary(const MatrixShape& shape) {
+/// Returns BLAS's function if it is worth it and takes the sizes, else null.
+blas::Dgemm dgemmFor(const MatrixShape& shape) {
     constexpr std::uint64_t kGreatest = INT_MAX;
-    constexpr double kLeastWork = 4096.0;
-    return shape.rows <= kGreatest && shape.inner <= kGreatest && shape.columns <= kGreatest &&
-           static_cast<double>(shape.rows) * static_cast<double>(shape.inner) * static_cast<double>(shape.columns) >=
-               kLeastWork;
+    const bool fits = shape.rows <= kGreatest && shape.inner <= kGreatest && shape.columns <= kGreatest;
+    return fits ? blas::dgemmFor(static_cast<double>(shape.rows) * static_cast<double>(shape.inner) *
+                                 static_cast<double>(shape.columns))
+                : nullptr;
 }
 
 // Convolutions: every element is a sum over the shorter operand, whose values stand for all lanes, while the longer one
@@ -794,8 +795,8 @@ bool multiply(const Operand& left, const Operand& right, const MatrixShape& shap
     if (plan.way == Plan::Way::none) {
         return false;
     }
-    if (plan.way == Plan::Way::exact && isWorthTheLibrary(shape)) {
-        multiplyByLibrary(left, right, shape, result);
+    if (const blas::Dgemm dgemm = plan.way == Plan::Way::exact ? dgemmFor(shape) : nullptr) {
+        multiplyByBlas(dgemm, left, right, shape, result);
         return true;
     }
     // Once results are there, the element steps could no longer take over.

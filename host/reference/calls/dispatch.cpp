@@ -842,6 +842,13 @@ std::vector<hvArrayOwner> callBuiltin(const std::string& name, int resultCount,
     return results;
 }
 
+std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property) {
+    // Internal access if there is one: it gets fewer warnings, which only concern users.
+    OMDatabaseClient* const client =
+        property.isInternalGetAccess() ? OMDatabaseClient::getInternalClient() : OMDatabaseClient::getExternalClient();
+    return readOneOfAll(interface, [&] { return readProperty(interface, property, client); });
+}
+
 }  // namespace hostref
 
 bool omCallBuiltInMethod(const char* name, int resultCount, hvArray** results, int argumentCount, hvArray** arguments,

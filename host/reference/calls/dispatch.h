@@ -30,7 +30,7 @@ struct Argument {
     static Argument of(const Value& value) {
         return value.isObject() ? Argument{nullptr, value.interface()} : Argument{value.array(), nullptr};
     }
-    static Argument of(const hvArray* array);
+    TOLVANE_HOST_API static Argument of(const hvArray* array);
 };
 
 /// The number of results that a caller requests. `oneIfAny` means one, or none if there is none.
@@ -45,13 +45,13 @@ struct Wanted {
 /// Finds a class by its full name, or by its short name if only one class has it; null if there is none.
 OMClass* findClass(std::string_view name);
 /// As findClass, except that it raises "VELMAR:class:unknown".
-OMClass& requireClass(std::string_view name);
+TOLVANE_HOST_API OMClass& requireClass(std::string_view name);
 
 /// Calls the method that the arguments select; no value if none of them is an object that has it.
 std::optional<std::vector<Value>> callMethod(std::string_view name, std::span<const Argument> arguments, Wanted wanted);
 /// Calls a method of a class whatever the arguments are.
-std::vector<Value> callMethodOfClass(OMClass& objectClass, std::string_view name, std::span<const Argument> arguments,
-                                     Wanted wanted);
+TOLVANE_HOST_API std::vector<Value> callMethodOfClass(OMClass& objectClass, std::string_view name,
+                                                      std::span<const Argument> arguments, Wanted wanted);
 /// Calls the method that the arguments select, otherwise the function of the table.
 std::vector<Value> callByName(std::string_view name, std::span<const Argument> arguments, Wanted wanted);
 /// Returns whether objects of the class have the method.
@@ -70,15 +70,16 @@ Value listedProperty(OMInterface& interface, std::string_view name);
 /// Read and write as a client whose access has been checked, without events; an argument that isn't a value of the data
 /// type raises "VELMAR:datatype:badValue".
 Value readProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client);
-void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client, const Argument& value);
+TOLVANE_HOST_API void writeProperty(OMInterface& interface, OMPropInfo& property, OMDatabaseClient* client,
+                                    const Argument& value);
 /// Runs the read of one property when all properties of an object are read. Its error propagates if the class says so;
 /// otherwise there is no value.
 std::optional<Value> readOneOfAll(OMInterface& interface, const std::function<Value()>& read);
 /// Reads a property in its saved form.
-std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property);
+TOLVANE_HOST_API std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property);
 
 /// Makes an object by the class's own constructor.
-Value constructObject(OMClass& objectClass, std::span<const Argument> arguments);
+TOLVANE_HOST_API Value constructObject(OMClass& objectClass, std::span<const Argument> arguments);
 
 /// Runs a function of the table with the arguments copied or wrapped as arrays.
 std::vector<Value> callTableFunction(std::string_view name, std::span<const Argument> arguments, Wanted wanted);

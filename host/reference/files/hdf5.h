@@ -16,6 +16,13 @@
 #include "host/hv.h"
 #include "host/reference/saved_objects.h"
 
+namespace hostref::parts {
+
+/// See saved_objects.h.
+std::vector<std::byte> savedBytes(std::span<const Variable> variables);
+
+}  // namespace hostref::parts
+
 namespace hostref::hdf5 {
 
 /// Owns an identifier that a function of the library closes; a negative one means a failed call.

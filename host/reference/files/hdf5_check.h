@@ -16,10 +16,10 @@
 namespace hostref {
 
 /// Raises "VELMAR:load:damaged", with what is wrong as the end of a sentence.
-[[noreturn]] void raiseDamaged(const std::string& what);
+[[noreturn]] TOLVANE_HOST_API void raiseDamaged(const std::string& what);
 
 /// Raises "VELMAR:load:damaged" for a file that saving did not write.
-void checkStructure(std::span<const std::byte> hdf5File);
+TOLVANE_HOST_API void checkStructure(std::span<const std::byte> hdf5File);
 
 /// The checksum of the format's headers: lookup3 of Bob Jenkins, which is in the public domain, by its bytes.
 TOLVANE_HOST_API std::uint32_t hdf5Checksum(std::span<const std::byte> bytes);

@@ -11,11 +11,12 @@
 #include "host/reference/files/hdf5.h"
 #include "host/reference/files/hdf5_check.h"
 #include "host/reference/objects/ominterfacearrays.h"
+#include "host/reference/parts/opener.h"
 #include "host/reference/saved_objects.h"
 #include "host/reference/values/array.h"
 #include "host/reference/values/caught_error.h"
 
-namespace hostref {
+namespace hostref::parts {
 
 namespace {
 
@@ -520,8 +521,6 @@ class Reader {
     std::map<haddr_t, Value> mObjects;
 };
 
-}  // namespace
-
 std::vector<Variable> loadedVariables(std::span<const std::byte> bytes, SharedState shared,
                                       const std::optional<std::string>& name) {
     const auto hdf5File = behindHeading(bytes);
@@ -540,4 +539,10 @@ std::vector<std::string> namesIn(std::span<const std::byte> bytes) {
     return Reader(hdf5File).names();
 }
 
-}  // namespace hostref
+constexpr Files kTable = {savedBytes, loadedVariables, namesIn};
+
+}  // namespace
+
+}  // namespace hostref::parts
+
+TOLVANE_HOST_PART(hostref::parts::kTable)

@@ -1,11 +1,9 @@
 // The bytes of a saved file: its heading, and how a file is read and replaced as a whole.
 #include <fcntl.h>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
@@ -13,6 +11,7 @@
 
 #include "host/ErrorIdException.h"
 #include "host/reference/files/hdf5_check.h"
+#include "host/reference/parts/opener.h"
 #include "host/reference/saved_objects.h"
 
 namespace hostref {
@@ -22,18 +21,11 @@ namespace {
 constexpr std::string_view kBeginning = "Velmar saved objects\nsha256 ";
 
 std::string digestOf(std::span<const std::byte> bytes) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
-    unsigned size = 0;
-    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
+    std::string digest = parts::get<parts::Digests>().sha256(bytes);
+    if (digest.empty()) {
         raiseError("VELMAR:save:failed", "The process offers no SHA-256.");
     }
-    std::string text;
-    for (unsigned i = 0; i < size; ++i) {
-        constexpr char kDigits[] = "0123456789abcdef";
-        text += kDigits[digest[i] >> 4U];
-        text += kDigits[digest[i] & 0xFU];
-    }
-    return text;
+    return digest;
 }
 
 std::string headingOf(std::span<const std::byte> hdf5File) {
@@ -160,6 +152,19 @@ void replaceFile(const std::filesystem::path& file, std::span<const std::byte> b
     if (openedFolder.get() >= 0) {
         ::fsync(openedFolder.get());
     }
+}
+
+std::vector<std::byte> savedBytes(std::span<const Variable> variables) {
+    return parts::get<parts::Files>().savedBytes(variables);
+}
+
+std::vector<Variable> loadedVariables(std::span<const std::byte> bytes, SharedState shared,
+                                      const std::optional<std::string>& name) {
+    return parts::get<parts::Files>().loadedVariables(bytes, shared, name);
+}
+
+std::vector<std::string> namesIn(std::span<const std::byte> bytes) {
+    return parts::get<parts::Files>().namesIn(bytes);
 }
 
 }  // namespace hostref

@@ -11,7 +11,7 @@
 #include "host/reference/objects/ominterfacearrays.h"
 #include "host/reference/saved_objects.h"
 
-namespace hostref {
+namespace hostref::parts {
 
 namespace {
 
@@ -308,13 +308,6 @@ class Writer {
 
 }  // namespace
 
-std::optional<Value> savedProperty(OMInterface& interface, OMPropInfo& property) {
-    // Internal access if there is one: it gets fewer warnings, which only concern users.
-    OMDatabaseClient* const client =
-        property.isInternalGetAccess() ? OMDatabaseClient::getInternalClient() : OMDatabaseClient::getExternalClient();
-    return readOneOfAll(interface, [&] { return readProperty(interface, property, client); });
-}
-
 std::vector<std::byte> savedBytes(std::span<const Variable> variables) {
     std::set<std::string> names;
     for (const Variable& variable : variables) {
@@ -332,4 +325,4 @@ std::vector<std::byte> savedBytes(std::span<const Variable> variables) {
     return bytes;
 }
 
-}  // namespace hostref
+}  // namespace hostref::parts

@@ -9,7 +9,7 @@ struct OMInterfaceArrays {
     /// Makes an array with a new reference.
     static hvArray* create(OMInterface* interface);
     /// Returns the handle of an array, which still owns it; null for an array without one.
-    static OMInterface* get(const hvArray* array);
+    TOLVANE_HOST_API static OMInterface* get(const hvArray* array);
     static void release(void* handle);
     /// Returns whether an array means the null handle: an empty numeric or logical array. Texts, cells and structs
     /// never do.

@@ -154,16 +154,16 @@ struct hvArray {
 namespace hostref {
 
 /// At least two dimensions, without trailing ones beyond the second.
-std::vector<std::size_t> normalizedDimensions(std::span<const std::size_t> given);
+TOLVANE_HOST_API std::vector<std::size_t> normalizedDimensions(std::span<const std::size_t> given);
 /// The product of the dimensions; "VELMAR:nomem" if it overflows. Dimensions beside a zero are checked as well, so that
 /// each partial product, such as the number of columns, fits.
-std::size_t checkedCount(const std::vector<std::size_t>& dimensions);
+TOLVANE_HOST_API std::size_t checkedCount(const std::vector<std::size_t>& dimensions);
 
 enum class Contents { zeros, unset };
 
 /// Makes an array of zeros, false, or null elements. `unset` leaves plain data uninitialised; the caller sets it before
 /// reading it.
-hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId, hvComplexity complexity = hvREAL,
-                       Contents contents = Contents::zeros);
+TOLVANE_HOST_API hvArrayOwner makeArray(std::span<const std::size_t> dimensions, hvClassID classId,
+                                        hvComplexity complexity = hvREAL, Contents contents = Contents::zeros);
 
 }  // namespace hostref

@@ -9,7 +9,7 @@ namespace hostref {
 
 /// Returns the error in the exception being handled, whatever its type, and frees an ErrorIdException; to be called in
 /// a catch block.
-LastError caughtError();
+TOLVANE_HOST_API LastError caughtError();
 
 /// Runs code of a module for a caller that can't report errors, such as a destructor.
 template <class Action>
