@@ -1,4 +1,4 @@
-// The product of matrices of doubles from the system's BLAS, which is opened at the first product that is worth it.
+// The product of matrices of doubles from the system's BLAS, which is opened when the products so far were worth it.
 //
 // Sums are in any order there, so it serves where every order gives the same result. Without the library all products
 // are made by the loops of lanes.

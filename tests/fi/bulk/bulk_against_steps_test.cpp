@@ -218,7 +218,7 @@ TEST(ArrayProducts, OfElementsAgreeWithTheElementSteps) {
         });
 }
 
-TEST(ArrayProducts, OfMatricesAgreeWithTheElementSteps) {
+void expectMatrixSteps(unsigned seed, int rounds) {
     const auto sizes = [](Random& random) {
         const auto size = [&] {
             return static_cast<std::uint64_t>(random.oneIn(6) ? random.between(15, 70) : random.between(0, 9));
@@ -232,7 +232,7 @@ TEST(ArrayProducts, OfMatricesAgreeWithTheElementSteps) {
         return std::pair(left, right);
     };
     expectSteps(
-        5302, 1500, sizes, [](const fi& a, const fi& b) -> fi& { return a.mtimes(b); },
+        seed, rounds, sizes, [](const fi& a, const fi& b) -> fi& { return a.mtimes(b); },
         [](Steps& steps) {
             steps.makeRegisters(steps.rules);
             steps.result.initializeSumRegister(steps.result.getNumericType(), steps.rules, 0);
@@ -258,6 +258,17 @@ TEST(ArrayProducts, OfMatricesAgreeWithTheElementSteps) {
                 steps.worker().getproductregsumQlogger().addtoOverflows(sum.getNoverflows());
             }
         });
+}
+
+TEST(ArrayProducts, OfMatricesAgreeWithTheElementSteps) {
+    expectMatrixSteps(5302, 1500);
+}
+
+TEST(ArrayProducts, OfMatricesByBlasAgreeWithTheElementSteps) {
+    // BLAS is opened once products without it have taken some milliseconds.
+    const fi large = zeros({600, 600}, fixedType(true, 8, 0), fimath());
+    const FiOwner square(&large.mtimes(large));
+    expectMatrixSteps(5312, 500);
 }
 
 TEST(ArrayProducts, OfConvolutionsAgreeWithTheElementSteps) {
