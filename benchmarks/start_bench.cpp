@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <string_view>
 
 namespace {
 
@@ -60,7 +61,7 @@ bool run(const char* self, const char* library, Cost& cost) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 3) {
+    if (argc == 3 && std::string_view(argv[1]) == "--load") {
         const bool isLoaded = argv[2][0] == '\0' || dlopen(argv[2], RTLD_NOW | RTLD_LOCAL) != nullptr;
         return isLoaded ? librariesHere() : 0;
     }
