@@ -29,8 +29,8 @@ Dgemm dgemmFor(double multiplications) {
     if (gWork < kWorkBeforeOpening && gWork.fetch_add(multiplications) + multiplications < kWorkBeforeOpening) {
         return nullptr;
     }
-    static const Dgemm dgemm = open();
-    return dgemm;
+    static const Dgemm kDgemm = open();
+    return kDgemm;
 }
 
 }  // namespace tolvane::detail::blas

@@ -1,15 +1,18 @@
 #include "host/bs_md5.h"
 
+#include <utility>
+
 #include "host/reference/parts/opener.h"
 
 using hostref::parts::Digests;
 using hostref::parts::Md5;
 
 struct bs_md5ChecksumRec::State {
-    std::unique_ptr<Md5> md5 = hostref::parts::get<Digests>().newMd5();
+    explicit State(std::unique_ptr<Md5> sum) : md5(std::move(sum)) {}
+    std::unique_ptr<Md5> md5;
 };
 
-bs_md5ChecksumRec::bs_md5ChecksumRec() : mState(std::make_unique<State>()) {}
+bs_md5ChecksumRec::bs_md5ChecksumRec() : mState(std::make_unique<State>(hostref::parts::get<Digests>().newMd5())) {}
 
 bs_md5ChecksumRec::bs_md5ChecksumRec(const bs_md5ChecksumRec& other)
     : mState(std::make_unique<State>(other.mState->md5->clone())) {}
