@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "fi/bulk/bit_loops.h"
 #include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/ops/word_modulus.h"
@@ -181,6 +182,12 @@ fi& fi::bitset(const hvArray* bit, const hvArray* value) const {
         entries::walk(result->mReal, [&](number& entry) { entry = view; });
     } else {
         result = std::make_unique<fi>(*this);
+    }
+    if (doublenumber* doubles = bitCount == 1 ? result->mReal.asDouble() : nullptr) {
+        checkBitPosition(positions.front(), getNumericType().getWordLength(), kBitsetOutOfRange);
+        bitloops::setBit(doubles->elements(), positions.front(), values.front(), wordFormatOf(getNumericType()));
+        result->setIndex(0);
+        return *result.release();
     }
     const BitSetter setter(*result);
     for (std::uint64_t i = 0; i < result->mNumel; ++i) {

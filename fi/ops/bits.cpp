@@ -2,16 +2,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <span>
 
+#include "fi/bulk/bit_loops.h"
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/ops/word_modulus.h"
 #include "host/ErrorIdException.h"
-#include "numbers/bit_words.h"
 #include "numbers/doublenumber.h"
 
 using namespace tolvane::detail;
@@ -24,32 +23,16 @@ struct RightSide {
     bool moves;
 };
 
-template <class Combine>
-void combineDoubles(std::span<double> left, std::span<const double> right, const WordFormat& format, Combine combine) {
-    const auto step = [&](double x, std::uint64_t word) {
-        return bitwords::valueOf(combine(bitwords::wordOf(x, format), word), format);
-    };
-    if (right.size() == left.size()) {
-        for (std::size_t i = 0; i < left.size(); ++i) {
-            left[i] = step(left[i], bitwords::wordOf(right[i], format));
-        }
-    } else {
-        const std::uint64_t word = bitwords::wordOf(right.front(), format);
-        for (double& x : left) {
-            x = step(x, word);
-        }
-    }
-}
-
 /// Returns false without a change for an operation that has no word form.
 bool combineDoubles(std::span<double> left, std::span<const double> right, const WordFormat& format,
                     fi::BitOperation operation) {
+    using enum bitloops::Operation;
     if (operation == &number::mpbitand) {
-        combineDoubles(left, right, format, std::bit_and());
+        bitloops::combine(conjunction, left, right, format);
     } else if (operation == &number::mpbitor) {
-        combineDoubles(left, right, format, std::bit_or());
+        bitloops::combine(disjunction, left, right, format);
     } else if (operation == &number::mpbitxor) {
-        combineDoubles(left, right, format, std::bit_xor());
+        bitloops::combine(exclusion, left, right, format);
     } else {
         return false;
     }
@@ -152,12 +135,14 @@ fi& fi::bitcmp() const {
     const std::uint64_t mask = doublenumber::bitcmpXorMask(type.getWordLength());
     const WordModulus modulus(type.getWordLength());
     for (number* part : {&result->mReal, &result->mImag}) {
-        entries::change(
-            *part, [&](double x) { return bitwords::complement(x, format, mask); },
-            [&](number& x) {
-                x.bitcmp(type.isSigned(), type.getWordLength(), type.getSlopeAdjustmentFactor(),
-                         type.getFixedExponent(), type.getBias(), modulus.ones(), modulus.twoToWordlength());
-            });
+        if (doublenumber* doubles = part->asDouble()) {
+            bitloops::complement(doubles->elements(), mask, format);
+            continue;
+        }
+        entries::walk(*part, [&](number& x) {
+            x.bitcmp(type.isSigned(), type.getWordLength(), type.getSlopeAdjustmentFactor(), type.getFixedExponent(),
+                     type.getBias(), modulus.ones(), modulus.twoToWordlength());
+        });
     }
     return *result.release();
 }

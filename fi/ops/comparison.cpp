@@ -8,6 +8,7 @@
 #include <span>
 
 #include "fi/bulk/broadcast.h"
+#include "fi/bulk/compare_loops.h"
 #include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "host/hv.h"
@@ -55,33 +56,9 @@ bool fi::equalsAcrossScales(const fi& b) const {
 
 namespace {
 
-/// One part of an operand: a double for each element, or one for all of them.
-struct Doubles {
-    const double* values;
-    bool isScalar;
-};
-
-/// Calls the step with the position and the two values of each element. A loop for each kind of operand, without a
-/// stride, so that the compiler can take several elements at once.
-template <class Step>
-void forEachPair(Doubles a, Doubles b, std::size_t count, Step step) {
-    const auto run = [&](auto left, auto right) {
-        for (std::size_t i = 0; i < count; ++i) {
-            step(i, left(i), right(i));
-        }
-    };
-    const auto one = [](Doubles part) { return [value = *part.values](std::size_t) { return value; }; };
-    const auto each = [](Doubles part) { return [values = part.values](std::size_t i) { return values[i]; }; };
-    if (a.isScalar && b.isScalar) {
-        run(one(a), one(b));
-    } else if (a.isScalar) {
-        run(one(a), each(b));
-    } else if (b.isScalar) {
-        run(each(a), one(b));
-    } else {
-        run(each(a), each(b));
-    }
-}
+using compareloops::Doubles;
+using compareloops::Join;
+using compareloops::Relation;
 
 /// Both operands as doubles; the imaginary part of a real one is a zero.
 struct DoubleParts {
@@ -107,9 +84,9 @@ struct Flags {
         : array(hvCreateLogicalArray(shape.ndims(), shape.dims())), elements(hvGetTypedData<hvLogical>(array.get())) {}
 };
 
-/// `Compare` is applied to the parts and to whole elements, and `Join` to its results for the two parts.
-template <class Compare, class Join>
-hvArray* compareForEquality(const fi& a, const fi& b) {
+/// `Compare` is applied to whole elements, its relation to the parts, whose flags are joined.
+template <class Compare>
+hvArray* compareForEquality(const fi& a, const fi& b, Relation relation, Join join) {
     const broadcasting operands(a, b);
     Flags result(operands.shape());
     const std::span<hvLogical> out = result.elements;
@@ -119,19 +96,18 @@ hvArray* compareForEquality(const fi& a, const fi& b) {
         operands.walk([&](std::uint64_t i) { out[i] = Compare()(a, b); });
         return result.array.release();
     }
-    forEachPair(left.re, right.re, out.size(),
-                [out](std::size_t i, double x, double y) { out[i] = static_cast<hvLogical>(Compare()(x, y)); });
+    compareloops::compare(relation, left.re, right.re, out.size(), Join::replace, out.data());
     if (a.iscomplex() || b.iscomplex()) {
-        forEachPair(left.im, right.im, out.size(), [out](std::size_t i, double x, double y) {
-            out[i] = Join()(out[i], static_cast<hvLogical>(Compare()(x, y)));
-        });
+        compareloops::compare(relation, left.im, right.im, out.size(), join, out.data());
     }
     operands.settle();
     return result.array.release();
 }
 
+/// The order of real parts: `Compare` of elements, or the relation between doubles, to which isSwapped gives the right
+/// one first.
 template <class Compare>
-hvArray* compareForOrder(const fi& a, const fi& b) {
+hvArray* compareForOrder(const fi& a, const fi& b, Relation relation, bool isSwapped) {
     const broadcasting operands(a, b);
     Flags result(operands.shape());
     const std::span<hvLogical> out = result.elements;
@@ -141,8 +117,8 @@ hvArray* compareForOrder(const fi& a, const fi& b) {
         operands.walk([&](std::uint64_t i) { out[i] = Compare()(a.real(), b.getAdjustedReal(a)); });
         return result.array.release();
     }
-    forEachPair(left, right, out.size(),
-                [out](std::size_t i, double x, double y) { out[i] = static_cast<hvLogical>(Compare()(x, y)); });
+    compareloops::compare(relation, isSwapped ? right : left, isSwapped ? left : right, out.size(), Join::replace,
+                          out.data());
     operands.settle();
     return result.array.release();
 }
@@ -179,27 +155,27 @@ bool haveEqualElements(const fi& a, const fi& b) {
 }  // namespace
 
 hvArray* fi::eq(const fi& b) const {
-    return compareForEquality<std::equal_to<>, std::bit_and<hvLogical>>(*this, b);
+    return compareForEquality<std::equal_to<>>(*this, b, Relation::isEqual, Join::both);
 }
 
 hvArray* fi::ne(const fi& b) const {
-    return compareForEquality<std::not_equal_to<>, std::bit_or<hvLogical>>(*this, b);
+    return compareForEquality<std::not_equal_to<>>(*this, b, Relation::isUnequal, Join::either);
 }
 
 hvArray* fi::gt(const fi& b) const {
-    return compareForOrder<std::greater<>>(*this, b);
+    return compareForOrder<std::greater<>>(*this, b, Relation::isLess, true);
 }
 
 hvArray* fi::ge(const fi& b) const {
-    return compareForOrder<std::greater_equal<>>(*this, b);
+    return compareForOrder<std::greater_equal<>>(*this, b, Relation::isAtMost, true);
 }
 
 hvArray* fi::lt(const fi& b) const {
-    return compareForOrder<std::less<>>(*this, b);
+    return compareForOrder<std::less<>>(*this, b, Relation::isLess, false);
 }
 
 hvArray* fi::le(const fi& b) const {
-    return compareForOrder<std::less_equal<>>(*this, b);
+    return compareForOrder<std::less_equal<>>(*this, b, Relation::isAtMost, false);
 }
 
 hvArray* fi::isequal(const fi& b) const {

@@ -35,7 +35,7 @@ TEST(FiBits, CombineLikeIntegers) {
     Random random(50901);
     for (int round = 0; round < 3000; ++round) {
         const NumericType type = randomFixedType(random, 200, true);
-        const auto count = static_cast<std::uint64_t>(random.between(0, 4));
+        const auto count = static_cast<std::uint64_t>(random.between(0, random.oneIn(4) ? 20 : 4));
         const auto make = [&](bool isScalar) {
             const bool isComplex = !type.isSlopeBiasScaled() && random.oneIn(3);
             return randomArray(random, type, isScalar ? Sizes{1, 1} : Sizes{count, 1, 2}, isComplex, rulesOf(), true,
@@ -82,7 +82,7 @@ TEST(FiBits, ComplementLikeIntegers) {
     for (int round = 0; round < 1000; ++round) {
         const NumericType type = randomFixedType(random, 200, true);
         const KnownArray known =
-            randomArray(random, type, {2, 1, static_cast<std::uint64_t>(random.between(0, 2))},
+            randomArray(random, type, {2, 1, static_cast<std::uint64_t>(random.between(0, random.oneIn(4) ? 20 : 2))},
                         !type.isSlopeBiasScaled() && random.oneIn(2), rulesOf(), true, randomPrecision(random));
         SCOPED_TRACE(testing::Message() << "seed " << random.seed() << ' ' << known.description());
         const FiOwner result(&known.array->bitcmp());
@@ -99,39 +99,62 @@ TEST(FiBits, ComplementLikeIntegers) {
     }
 }
 
-// Values that were not written through the quantizer keep their bits above the word, as single elements do.
+// Values that were not written through the quantizer keep their bits above the word, as single elements do, beside
+// others that were.
 TEST(FiBits, OfValuesOutsideTheTypeAreThoseOfElements) {
     Random random(50903);
     for (int round = 0; round < 2000; ++round) {
         const NumericType type = randomFixedType(random, 52, false);
         const int bits = type.getWordLength();
+        constexpr std::uint64_t kCount = 18;
+        const int sound = random.between(1, 20);
         const auto array = [&] {
-            fi made(2, 1, type, rulesOf(), false, "", true, Operation::Assignment, 0);
-            for (std::uint64_t i = 0; i < 2; ++i) {
-                made.setIndex(i);
-                made.real().setvalue(
-                    random.oneIn(2) ? random.anyDouble()
-                                    : random.real(type.getFixedExponent() - 3, type.getFixedExponent() + bits + 4));
+            KnownArray made = randomArray(random, type, {kCount, 1}, false, rulesOf(), true, 0);
+            for (std::uint64_t i = 0; i < kCount; ++i) {
+                if (random.between(1, 20) > sound) {
+                    const_cast<number&>(made.array->real(i))
+                        .setvalue(random.oneIn(2)
+                                      ? random.anyDouble()
+                                      : random.real(type.getFixedExponent() - 3, type.getFixedExponent() + bits + 4));
+                }
             }
-            made.setIndex(0);
-            return made;
+            made.array->setIndex(0);
+            return std::move(made.array);
         };
-        const fi a = array();
-        const fi b = array();
+        const auto left = array();
+        const auto right = array();
+        const fi& a = *left;
+        const fi& b = *right;
+        const FiOwner both(&a.fibitand(b));
+        const FiOwner either(&a.fibitor(b));
+        const FiOwner one(&a.bitxor(b));
+        const FiOwner complements(&a.bitcmp());
+        const int position = random.between(1, bits);
+        const hvArrayOwner bit(hvCreateDoubleScalar(position));
+        const bool isSet = random.oneIn(2);
+        const hvArrayOwner value(hvCreateDoubleScalar(isSet ? 1.0 : 0.0));
+        const FiOwner changed(&a.bitset(bit.get(), value.get()));
         const auto call = [&](auto operation, number x, const number& y) {
             (x.*operation)(y, type.isSigned(), bits, 1.0, type.getFixedExponent(), 0.0, std::uint64_t{1} << bits);
             return x.todouble();
         };
-        for (std::uint64_t i = 0; i < 2; ++i) {
-            const auto same = [](double x, double y) { return sameBits(x, y) || (std::isnan(x) && std::isnan(y)); };
-            EXPECT_TRUE(
-                same(FiOwner(&a.fibitand(b))->realdouble(i), call(&number::doublebitand, a.real(i), b.real(i))));
-            EXPECT_TRUE(same(FiOwner(&a.fibitor(b))->realdouble(i), call(&number::doublebitor, a.real(i), b.real(i))));
-            EXPECT_TRUE(same(FiOwner(&a.bitxor(b))->realdouble(i), call(&number::doublebitxor, a.real(i), b.real(i))));
-            number complement(a.real(i));
-            complement.bitcmp(type.isSigned(), bits, 1.0, type.getFixedExponent(), 0.0, (std::uint64_t{1} << bits) - 1,
-                              std::uint64_t{1} << bits);
-            EXPECT_TRUE(same(FiOwner(&a.bitcmp())->realdouble(i), complement.todouble()));
+        for (std::uint64_t i = 0; i < kCount; ++i) {
+            SCOPED_TRACE(testing::Message() << "round " << round << " element " << i << " of " << type.qpointstr());
+            const auto expectSame = [&](const FiOwner& result, double wanted) {
+                const double made = result->realdouble(i);
+                EXPECT_TRUE(sameBits(made, wanted) || (std::isnan(made) && std::isnan(wanted)));
+            };
+            expectSame(both, call(&number::doublebitand, a.real(i), b.real(i)));
+            expectSame(either, call(&number::doublebitor, a.real(i), b.real(i)));
+            expectSame(one, call(&number::doublebitxor, a.real(i), b.real(i)));
+            number element(a.real(i));
+            element.bitcmp(type.isSigned(), bits, 1.0, type.getFixedExponent(), 0.0, (std::uint64_t{1} << bits) - 1,
+                           std::uint64_t{1} << bits);
+            expectSame(complements, element.todouble());
+            element = a.real(i);
+            element.bitset(position, isSet, type.isSigned(), bits, 1.0, type.getFixedExponent(), 0.0,
+                           std::uint64_t{1} << bits);
+            expectSame(changed, element.todouble());
         }
     }
 }
@@ -170,7 +193,7 @@ TEST(FiBits, AreReadAndSetByPositionsOfEveryClass) {
         const NumericType type = randomFixedType(random, 200, true);
         const int bits = type.getWordLength();
         const int exponent = type.getFixedExponent();
-        const Sizes many{static_cast<std::uint64_t>(random.between(2, 3)), 1, 2};
+        const Sizes many{static_cast<std::uint64_t>(random.between(2, random.oneIn(4) ? 20 : 3)), 1, 2};
         const Sizes one{1, 1};
         const KnownArray known =
             randomArray(random, type, random.oneIn(3) ? one : many, false, rulesOf(), true, randomPrecision(random));
