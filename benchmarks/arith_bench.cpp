@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "benchmarks/known_arrays.h"
+#include "benchmarks/pairs.h"
 #include "benchmarks/ratio_report.h"
 #include "benchmarks/vector_targets.h"
 #include "benchmarks/wide_words.h"
@@ -42,12 +43,7 @@ FiOwner arrayOf(const Values& values, bool isComplex, std::uint64_t rows, std::u
     return arrayOf(values, isComplex, rows, columns, rulesFor(isSpecified));
 }
 
-// The expected results of operations: values and imaginary parts, flags, values and their positions.
-
-bool holds(const hvArray& flags, const hvLogical* expected, const hvLogical*) {
-    const std::span<const hvLogical> seen = hvGetTypedData<hvLogical>(&flags);
-    return !seen.empty() && std::equal(seen.begin(), seen.end(), expected);
-}
+// The expected results of sorting: values and their positions.
 
 struct Sorted {
     FiOwner values;
@@ -57,45 +53,6 @@ struct Sorted {
 bool holds(const Sorted& sorted, const double* values, const double* places) {
     return holds(*sorted.values, values, nullptr) &&
            std::equal(places, places + sorted.values->numel(), sorted.places.get());
-}
-
-/// Makes a loop on its own inputs; declared so that callers can pass a lambda.
-template <class Element>
-using BaselineMaker = std::type_identity_t<std::function<std::function<void(Element* re, Element* im)>()>>;
-
-/// Registers a baseline, which writes its result, and the operation of the array.
-template <class Element = double, class MakeOperation>
-void addPair(const std::string& name, const std::string& baseline, std::size_t items, std::size_t parts,
-             std::size_t resultCount, const BaselineMaker<Element>& makeBaseline, const MakeOperation& makeOperation) {
-    using Result = std::unique_ptr<Element[]>;
-    const auto add = [&](const std::string& variant, auto run) {
-        benchmark::RegisterBenchmark((name + "/" + variant).c_str(), run)->MinTime(0.1)->Repetitions(3);
-    };
-    const auto room = [=](bool isNeeded) {
-        return isNeeded ? std::make_unique_for_overwrite<Element[]>(resultCount) : nullptr;
-    };
-    add(baseline, [=](benchmark::State& state) {
-        const auto run = makeBaseline();
-        timed(state, items, [&] {
-            const Result re = room(true);
-            const Result im = room(parts == 2);
-            run(re.get(), im.get());
-            benchmark::DoNotOptimize(re.get());
-        });
-    });
-    add("fi", [=](benchmark::State& state) {
-        const auto operate = makeOperation();
-        {
-            const Result re = room(true);
-            const Result im = room(parts == 2);
-            makeBaseline()(re.get(), im.get());
-            if (!holds(*operate(), re.get(), im.get())) {
-                state.SkipWithError("fi and the baseline differ");
-                return;
-            }
-        }
-        timed(state, items, [&] { benchmark::DoNotOptimize(operate().get()); });
-    });
 }
 
 // Element by element.
@@ -234,61 +191,6 @@ void addRoots(embedded::RoundModeEnum mode, bool logs, std::size_t n) {
                 fi::setLogging(false);
                 return roots;
             };
-        });
-}
-
-AVX512_LOOP void plainEqual(const double* a, const double* b, std::size_t n, hvLogical* out) {
-    for (std::size_t i = 0; i < n; ++i) {
-        out[i] = a[i] == b[i];
-    }
-}
-
-/// Every third of these equals the signal of seed 1.
-Values nearlySignal(std::size_t count) {
-    Values values = signal(count, 2);
-    const Values equal = signal(count, 1);
-    for (std::size_t i = 0; i < count; i += 3) {
-        values[i] = equal[i];
-    }
-    return values;
-}
-
-void addEqual(std::size_t n) {
-    addPair<hvLogical>(
-        "eq " + std::to_string(n), "plain", n, 1, n,
-        [=] {
-            return [=, a = signal(n, 1), b = nearlySignal(n)](hvLogical* out, hvLogical*) {
-                plainEqual(a.data(), b.data(), n, out);
-            };
-        },
-        [=] {
-            const std::shared_ptr<fi> a = arrayOf(signal(n, 1), false, n, 1, false);
-            const std::shared_ptr<fi> b = arrayOf(nearlySignal(n), false, n, 1, false);
-            return [=] { return hvArrayOwner(a->eq(*b)); };
-        });
-}
-
-// Bits.
-
-__attribute__((always_inline)) inline std::int64_t storedInteger(double x) {
-    return static_cast<std::int64_t>(x * 32768.0);
-}
-AVX512_LOOP void handAnd(const double* a, const double* b, std::size_t n, double* re) {
-    for (std::size_t i = 0; i < n; ++i) {
-        re[i] = static_cast<double>(storedInteger(a[i]) & storedInteger(b[i])) * (1.0 / 32768.0);
-    }
-}
-
-void addAnd(std::size_t n) {
-    addPair(
-        "bitand " + std::to_string(n), "hand", n, 1, n,
-        [=] {
-            return [=, a = signal(n, 1), b = signal(n, 2)](double* re, double*) { handAnd(a.data(), b.data(), n, re); };
-        },
-        [=] {
-            const std::shared_ptr<fi> a = arrayOf(signal(n, 1), false, n, 1, false);
-            const std::shared_ptr<fi> b = arrayOf(signal(n, 2), false, n, 1, false);
-            return [=] { return FiOwner(&a->fibitand(*b)); };
         });
 }
 
@@ -491,8 +393,6 @@ void registerAll() {
                 addRoots(mode, logs, n);
             }
         }
-        addEqual(n);
-        addAnd(n);
         for (const int k : {-3, 3}) {
             addShift(k, n);
         }

@@ -106,6 +106,10 @@ Passing Along::inFront(Session& session, const Value& array) const {
     if (inner == 1) {
         return Passing(session, reshaped(session, array, matrix));
     }
+    if (outer == 1) {
+        const Passing rows(session, reshaped(session, array, {inner, length}));
+        return Passing(session, session.call("transpose", {rows}));
+    }
     std::vector<double> places;
     places.reserve(length * inner * outer);
     for (std::size_t block = 0; block < outer; ++block) {

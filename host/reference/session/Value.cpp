@@ -33,9 +33,7 @@ std::vector<double> asDoubles(const hvArray* array, Part part) {
     std::vector<double> values;
     const auto append = [&]<class T>(std::type_identity<T> type) {
         const std::span<const T> data = part(type);
-        values.reserve(data.size());
-        std::transform(data.begin(), data.end(), std::back_inserter(values),
-                       [](T element) { return static_cast<double>(element); });
+        values.assign(data.begin(), data.end());
     };
     if (hvIsChar(array)) {
         append(std::type_identity<hvChar>{});
@@ -232,6 +230,15 @@ const hvArray* requireArray(const Value& value) {
     return value.array();
 }
 
+const hvArray* requireDoubles(const Value& value) {
+    const hvArray* const array = requireArray(value);
+    if (!hvIsDouble(array)) {
+        throw HostError("VELMAR:array:wrongClass",
+                        std::string("An array of class '") + hvGetClassName(array) + "' has no doubles to look at.");
+    }
+    return array;
+}
+
 }  // namespace
 
 std::vector<std::size_t> Value::dimensions() const {
@@ -280,6 +287,14 @@ std::vector<double> Value::toDoubles() const {
 std::vector<double> Value::toImaginaries() const {
     const hvArray* const array = requireArray(*this);
     return asDoubles(array, [array]<class T>(std::type_identity<T>) { return hvGetTypedImagData<T>(array); });
+}
+
+std::span<const double> Value::doubles() const {
+    return hvGetTypedData<double>(requireDoubles(*this));
+}
+
+std::span<const double> Value::imaginaries() const {
+    return hvGetTypedImagData<double>(requireDoubles(*this));
 }
 
 std::string Value::toText() const {
