@@ -969,6 +969,8 @@ class TOLVANE_API fi {
     // Check, store and quantize real-world values: as many as there are elements, or one for all of them. Arrays set
     // the default precision of numbers.
     enum class DefaultPrecision { stays, isSet };
+    template <class T>
+    void storeQuantized(number& target, const T* values, std::uint64_t valueCount);
     void fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision);
     void fillFromComplex(const double* re, const double* im, std::uint64_t valueCount);
     void setDefaultPrecision() const;

@@ -166,6 +166,22 @@ void quantizeWordsForTarget(WordSelection selection, const WordLimits& limits, c
     loops[selection.roundCode](limits, in, out, count, nullptr);
 }
 
+bool areFiniteForTarget(const double* values, std::size_t count) {
+    const Tag tag;
+    const std::size_t lanes = hn::Lanes(tag);
+    // A product with zero is NaN for what isn't finite, and so is every sum after it.
+    auto sum = hn::Zero(tag);
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        sum = hn::Add(sum, hn::Mul(hn::LoadU(tag, values + i), hn::Zero(tag)));
+    }
+    double rest = 0.0;
+    for (; i < count; ++i) {
+        rest += values[i] * 0.0;
+    }
+    return rest == 0.0 && hn::AllTrue(tag, hn::Eq(sum, hn::Zero(tag)));
+}
+
 // What stands below SSE4 and NEON rounds by way of integers and loses the sign of a zero. Better sets have lesser
 // numbers.
 bool isExactTarget() {
@@ -180,6 +196,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tolvane::detail::arraykernels {
 
+HWY_EXPORT(areFiniteForTarget);
 HWY_EXPORT(isExactTarget);
 HWY_EXPORT(quantizeForTarget);
 HWY_EXPORT(quantizeFloatForTarget);
@@ -199,6 +216,10 @@ void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const d
 void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
                         std::size_t count, Tally* tally) {
     HWY_DYNAMIC_DISPATCH(quantizeFloatForTarget)(selection, limits, in, out, count, tally);
+}
+
+bool areFinite(const double* values, std::size_t count) {
+    return HWY_DYNAMIC_DISPATCH(areFiniteForTarget)(values, count);
 }
 
 void quantizeThroughWords(WordSelection selection, const WordLimits& limits, const double* in, double* out,

@@ -35,6 +35,9 @@ void quantizeArray(Selection selection, const FixedDoubleLimits& limits, const d
 void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, const double* in, double* out,
                         std::size_t count, Tally* tally);
 
+/// Whether all values are finite; for any processor.
+bool areFinite(const double* values, std::size_t count);
+
 /// The part of a conversion to stored words that selects a loop; the code is from 0 to 6.
 struct WordSelection {
     int roundCode;

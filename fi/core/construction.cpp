@@ -7,6 +7,7 @@
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
+#include "quantization/array_kernels.h"
 
 using namespace tolvane::detail;
 
@@ -49,6 +50,17 @@ void storeValues(number& target, const T* values, std::uint64_t valueCount, cons
         target[i] = stored(values[isOneValue ? 0 : i]);
     }
     target.setIndex(0);
+}
+
+/// As NumericType::checkNaNInf, which looks at one value after the other.
+template <class T>
+void checkNaNInf(NumericType::DataTypeEnum dataType, const T* values, std::uint64_t count) {
+    if constexpr (std::is_same_v<T, double>) {
+        if (arraykernels::areFinite(values, count)) {
+            return;
+        }
+    }
+    NumericType::checkNaNInf(dataType, values, count);
 }
 
 bool isNumericOrLogical(const hvArray* values) {
@@ -186,23 +198,36 @@ void fi::setDefaultPrecision() const {
     number::setDefaultPrecision(wordPrecision(), number::getDefaultForceMultiplePrecision());
 }
 
+template <class T>
+void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCount) {
+    if constexpr (std::is_same_v<T, double>) {
+        doublenumber* const doubles = isSlopeBiasScaled() || isView() ? nullptr : target.asDouble();
+        if (doubles && doubles->elements().size() == valueCount) {
+            mAssignmentQuantizer.quantize({values, valueCount}, doubles->elements());
+            return;
+        }
+    }
+    storeValues(target, values, valueCount, getNumericType());
+    if (!isView()) {
+        mAssignmentQuantizer.quantizeArray(target);
+    }
+}
+
 void fi::fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision) {
-    NumericType::checkNaNInf(getDataType(), re, valueCount);
+    checkNaNInf(getDataType(), re, valueCount);
     if (defaultPrecision == DefaultPrecision::isSet) {
         setDefaultPrecision();
     }
-    storeValues(mReal, re, valueCount, getNumericType());
-    quantizeAll(false);
+    storeQuantized(mReal, re, valueCount);
 }
 
 void fi::fillFromComplex(const double* re, const double* im, std::uint64_t valueCount) {
     NumericType::errorIfComplexLogical(getDataType(), true);
-    NumericType::checkNaNInf(getDataType(), re, valueCount);
-    NumericType::checkNaNInf(getDataType(), im, valueCount);
+    checkNaNInf(getDataType(), re, valueCount);
+    checkNaNInf(getDataType(), im, valueCount);
     setDefaultPrecision();
-    storeValues(mReal, re, valueCount, getNumericType());
-    storeValues(mImag, im, valueCount, getNumericType());
-    quantizeAll(false);
+    storeQuantized(mReal, re, valueCount);
+    storeQuantized(mImag, im, valueCount);
 }
 
 void fi::checkHostValues(const hvArray* values) const {
@@ -213,21 +238,22 @@ void fi::checkHostValues(const hvArray* values) const {
     const std::uint64_t count = hvGetNumberOfElements(values);
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
         if constexpr (std::is_floating_point_v<T>) {
-            NumericType::checkNaNInf(getDataType(), hvGetTypedData<T>(values).data(), count);
-            NumericType::checkNaNInf(getDataType(), hvGetTypedImagData<T>(values).data(),
-                                     hasImaginaryPart(values) ? count : 0);
+            checkNaNInf(getDataType(), hvGetTypedData<T>(values).data(), count);
+            checkNaNInf(getDataType(), hvGetTypedImagData<T>(values).data(), hasImaginaryPart(values) ? count : 0);
         }
     });
 }
 
 void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow) {
     checkHostValues(values);
-    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
-        storeValues(mReal, hvGetTypedData<T>(values).data(), mNumel, getNumericType());
-        storeValues(mImag, hvGetTypedImagData<T>(values).data(), mImag.numel(), getNumericType());
-    });
     mAssignmentQuantizer.set(getNumericType(), round, overflow, false);
-    quantizeAll(false);
+    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
+        storeQuantized(mReal, hvGetTypedData<T>(values).data(), mNumel);
+        storeQuantized(mImag, hvGetTypedImagData<T>(values).data(), mImag.numel());
+    });
+    if (isView()) {
+        quantizeAll(false);
+    }
     updateAssignmentQuantizer();
 }
 

@@ -26,6 +26,8 @@ struct ElementRun {
 
 struct fi::ElementMoves {
     struct Doubles {
+        /// The mark by which patterns know that they may move elements themselves.
+        static constexpr bool kMovesDoubles = true;
         const double* source;
         double* target;
         void run(const tolvane::detail::ElementRun& run) const {

@@ -51,9 +51,22 @@ struct Transposition {
     template <class Mover>
     void moveTile(const Mover& mover, std::uint64_t top, std::uint64_t bottom, std::uint64_t left,
                   std::uint64_t right) const {
-        for (std::uint64_t row = top; row < bottom; ++row) {
-            for (std::uint64_t column = left; column < right; ++column) {
-                mover.run({.from = row + column * rows, .to = column + row * columns});
+        if constexpr (requires {
+                          mover.source;
+                          mover.target[0];
+                      }) {
+            for (std::uint64_t row = top; row < bottom; ++row) {
+                const double* const from = mover.source + row;
+                double* const to = mover.target + row * columns;
+                for (std::uint64_t column = left; column < right; ++column) {
+                    to[column] = from[column * rows];
+                }
+            }
+        } else {
+            for (std::uint64_t row = top; row < bottom; ++row) {
+                for (std::uint64_t column = left; column < right; ++column) {
+                    mover.run({.from = row + column * rows, .to = column + row * columns});
+                }
             }
         }
     }
