@@ -465,18 +465,26 @@ auto loopFor(bool casts, bool counts) {
                    : Operation::template kUncounted<Stage, false>;
 }
 
+/// How short loops round.
+template <class Rule>
+using ShortRounding = std::conditional_t<!kFlooredForm<Rule>.exists, OneRule<Rule>,
+                                         std::conditional_t<kFlooredForm<Rule>.addend == 0.0, Floored, FlooredSum>>;
+
 template <class Operation, class Overflow>
 auto loopFor(embedded::RoundModeEnum round, bool casts, bool counts) {
-    using Mode = embedded::RoundModeEnum;
-    const bool isFloored = round == Mode::Ceil || round == Mode::Floor;
+    const std::size_t rule = RoundingRules::indexOf(round);
     if constexpr (Operation::kIsShort) {
-        if (isFloored && !counts) {
-            using Stage = Quantize<Floored, Overflow>;
-            return casts ? Operation::template kUncounted<Stage, true> : Operation::template kUncounted<Stage, false>;
+        if (!counts) {
+            static constexpr auto kLoops = RoundingRules::table([]<class Rule>() {
+                using Stage = Quantize<ShortRounding<Rule>, Overflow>;
+                return std::array{Operation::template kUncounted<Stage, false>,
+                                  Operation::template kUncounted<Stage, true>};
+            });
+            return kLoops[rule][casts ? 1 : 0];
         }
     }
-    return isFloored || round == Mode::Nearest ? loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts)
-                                               : loopFor<Operation, Quantize<PickedRule, Overflow>>(casts, counts);
+    return kFlooredForms[rule].exists ? loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts)
+                                      : loopFor<Operation, Quantize<PickedRule, Overflow>>(casts, counts);
 }
 
 template <class Operation>

@@ -6,46 +6,77 @@
 // Every rule makes one more loop of each kind, and the loops are large. So what can be a number without costing more
 // than an addition is one here, not a template parameter.
 
+/// A rule as the floor of a sum, if it is one: floor(x + addend), or -floor(-x). Adding -0.0 changes nothing, and all
+/// is exact, signs of zero included.
+struct FlooredForm {
+    bool exists = false;
+    double sign = 1.0;
+    double addend = -0.0;
+};
+template <class Rule>
+constexpr FlooredForm kFlooredForm{};
+template <>
+constexpr FlooredForm kFlooredForm<CeilRule>{true, -1.0};
+template <>
+constexpr FlooredForm kFlooredForm<FloorRule>{true};
+template <>
+constexpr FlooredForm kFlooredForm<NearestRule>{true, 1.0, 0.5};
+constexpr auto kFlooredForms = RoundingRules::table([]<class Rule>() { return kFlooredForm<Rule>; });
+
 /// The limits of a format with the numbers that represent the sign of its word and some rules.
 struct StageLimits : FixedDoubleLimits {
     StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum mode)
-        : FixedDoubleLimits(format), round(mode) {
-        using Mode = embedded::RoundModeEnum;
+        : FixedDoubleLimits(format), rule(RoundingRules::indexOf(mode)), addend(kFlooredForms[rule].addend) {
         if (format.lowerbound < 0.0) {
             wrapsFrom = -format.lowerbound;
         }
-        if (round == Mode::Nearest) {
-            addend = 0.5;
-        } else if (round == Mode::Ceil) {
-            scale = -scale;
-            inverseScale = -inverseScale;
-        }
+        scale *= kFlooredForms[rule].sign;
+        inverseScale *= kFlooredForms[rule].sign;
     }
-    embedded::RoundModeEnum round;
+    std::size_t rule;                                            // in the list
+    double addend;                                               // of FlooredSum
     double wrapsFrom = std::numeric_limits<double>::infinity();  // remainders from here on lie below zero
-    double addend = -0.0;                                        // of FlooredSum
 };
 
 /// Ceil and floor, for loops so short that an addition matters.
 struct Floored {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return roundFloor(x); }
 };
-/// Ceil, floor and nearest: the floor of a sum. Adding -0.0 changes nothing, and ceil(x) is -floor(-x), for which the
-/// scale and its inverse are negative. All are exact, signs of zero included.
+/// All rules that are floors of sums.
 struct FlooredSum {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) { return roundFloor(x + like(x, limits.addend)); }
 };
-/// The other rules, picked while the loop runs, which costs less than loops of their own.
+/// One rule, for loops so short that picking it matters.
+template <class Rule>
+struct OneRule {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return Rule::apply(x); }
+};
+
+/// Applies the rule at a place in the list, picked while a loop runs: a fold that compiles to a switch. This costs less
+/// than a loop for each rule, and less than a call.
+template <bool withFloored, class... Rules, class V>
+HWY_INLINE V applyPicked(RuleList<Rules...>, std::size_t rule, V x) {
+    V result = x;
+    std::size_t place = 0;
+    const auto isDone = [&]<class Rule>() HWY_ATTR {
+        const bool isSought = rule == place++;
+        if constexpr (withFloored || !kFlooredForm<Rule>.exists) {
+            if (isSought) {
+                result = Rule::apply(x);
+                return true;
+            }
+        }
+        return false;
+    };
+    if (!(isDone.template operator()<Rules>() || ...)) {
+        __builtin_unreachable();  // floored rules have other loops
+    }
+    return result;
+}
+/// The other rules.
 struct PickedRule {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) {
-        switch (limits.round) {
-            case embedded::RoundModeEnum::Fix:
-                return FixRule::apply(x);
-            case embedded::RoundModeEnum::Round:
-                return RoundRule::apply(x);
-            default:
-                return ConvergentRule::apply(x);
-        }
+        return applyPicked<false>(RoundingRules(), limits.rule, x);
     }
 };
 
