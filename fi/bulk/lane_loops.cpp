@@ -81,16 +81,21 @@ using rounding::roundFloor;
 
 /// Loops of so many steps that a mask costs little beside them, and a second copy much.
 template <class Kind>
-constexpr bool kAlwaysMasks = Kind::kIsPair ? Kind::kCounts : false;
+constexpr bool kAlwaysMasks = Kind::kIsPair&& Kind::kQuantizesAndCounts;
 
-/// Lets the machine run `step` on the vectors of some arrays and stores what it returns. Zeros, which are values of
-/// every format and give zeros, fill up the last vectors.
+/// How many vectors are worked on together: the extremes of each are a chain of their own.
+template <class Kind>
+constexpr std::size_t kBlockVectors = Kind::kCounts && !Kind::kQuantizesAndCounts ? 2 : 1;
+
+/// Lets the machine run `step` on the vectors of some arrays and stores what it returns. The last values fill up the
+/// last vectors: met once more, they change no extreme, and a mask keeps them from being counted twice.
 template <class Kind, std::size_t inputs, class Step>
 HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[inputs], double* out, std::size_t count,
                            const Step& step, Tallies* tallies) {
     const Tag tag;
     const std::size_t width = hn::Lanes(tag);
-    LaneMachine<Kind> machine(places);
+    constexpr std::size_t kVectors = kBlockVectors<Kind>;
+    LaneMachine<Kind, kVectors> machine(places);
     const auto call = [&step](auto& m, const double* const(&from)[inputs], std::size_t at) HWY_ATTR {
         if constexpr (inputs == 2) {
             return step(m, load(from[0] + at), load(from[1] + at));
@@ -99,34 +104,37 @@ HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[input
         }
     };
     std::size_t i = 0;
-    for (; i + width <= count; i += width) {
-        if constexpr (kAlwaysMasks<Kind>) {
-            break;
+    for (; !kAlwaysMasks<Kind> && i + kVectors * width <= count; i += kVectors * width) {
+#pragma GCC unroll 2
+        for (std::size_t v = 0; v < kVectors; ++v) {
+            machine.select(v);
+            hn::StoreU(call(machine, in, i + v * width).v, tag, out + i + v * width);
         }
-        hn::StoreU(call(machine, in, i).v, tag, out + i);
     }
     for (; i < count; i += width) {
         const std::size_t used = std::min(width, count - i);
-        alignas(HWY_MAX_BYTES) double rest[inputs][HWY_MAX_BYTES / sizeof(double)] = {};
+        alignas(HWY_MAX_BYTES) double rest[inputs][HWY_MAX_BYTES / sizeof(double)];
         const double* from[inputs];
         for (std::size_t k = 0; k < inputs; ++k) {
             from[k] = in[k] + i;
             if (used < width) {
-                std::copy_n(from[k], used, rest[k]);
+                std::fill(std::copy_n(from[k], used, rest[k]), std::end(rest[k]), from[k][used - 1]);
                 from[k] = rest[k];
             }
         }
-        if constexpr (Kind::kCounts) {
+        if constexpr (Kind::kQuantizesAndCounts) {
             SomeLanes some(machine, hn::FirstN(tag, used));
             store(call(some, from, 0), out + i, used);
         } else {
             store(call(machine, from, 0), out + i, used);
         }
     }
-    if (tallies) {
-        machine.noteIn(*tallies);
+    Tallies noted;
+    if constexpr (Kind::kCounts) {
+        machine.noteIn(noted);
+        *tallies = noted;
     }
-    return machine.holds();
+    return machine.holds(noted);
 }
 
 template <class Kind>
@@ -344,7 +352,7 @@ Survey surveyForTarget(const double* values, std::size_t count, const Membership
     Lanes greatest{hn::Zero(tag)};
     auto bits = hn::Zero(BitsTag());
     const auto look = [&](Lanes x) HWY_ATTR {
-        examiner.examine(x, evidence);
+        examiner.examineGrid(x, evidence);
         least = lesserOf(x, least);
         greatest = greaterOf(x, greatest);
         bits = hn::Or(bits, hn::BitCast(BitsTag(), x.v));
@@ -496,7 +504,9 @@ auto loopFor(const Places& places, bool casts, bool counts) {
             if constexpr (Operation::kIsRun) {
                 break;  // runs are surveyed beforehand
             } else {
-                return loopFor<Operation, Examine>(casts, counts);
+                return counts  ? Operation::template kCounted<Examine<true>>
+                       : casts ? Operation::template kUncounted<Examine<false>, true>
+                               : Operation::template kUncounted<Examine<false>, false>;
             }
         case Treatment::quantize:
             break;

@@ -97,20 +97,31 @@ struct Kept {
 struct Keep {
     Keep(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership&) {}
     HWY_INLINE Kept operator()(Lanes x) const { return {x}; }
-    HWY_INLINE bool holds() const { return true; }
+    HWY_INLINE bool holds(const Tally&) const { return true; }
 };
 
+/// Where the place notes its extremes, these show the range.
+template <bool knowsExtremes>
 class Examine {
  public:
-    Examine(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership& members)
-        : mMembers(members), mExaminer(members) {}
+    Examine(const FixedDoubleLimits& format, embedded::RoundModeEnum, const Membership& members)
+        : mLeast(format.lowerbound), mGreatest(format.realmax), mMembers(members), mExaminer(members) {}
     HWY_INLINE Kept operator()(Lanes x) {
-        mExaminer.examine(x, mEvidence);
+        if constexpr (knowsExtremes) {
+            mExaminer.examineGrid(x, mEvidence);
+        } else {
+            mExaminer.examine(x, mEvidence);
+        }
         return {x};
     }
-    HWY_INLINE bool holds() const { return areMembers(mEvidence, mMembers); }
+    bool holds(const Tally& noted) const {
+        return knowsExtremes ? isOnGrid(mEvidence) && mLeast <= noted.least && noted.greatest <= mGreatest
+                             : areMembers(mEvidence, mMembers);
+    }
 
  private:
+    double mLeast;
+    double mGreatest;
     Membership mMembers;
     Examiner mExaminer;
     Evidence mEvidence;
@@ -125,7 +136,7 @@ class Quantize {
         const Lanes whole = Rounding::apply(x * like(x, mLimits.scale), mLimits);
         return quantizeRoundedValue<Overflow, AnyWord>(x, whole * like(x, mLimits.inverseScale), mLimits);
     }
-    HWY_INLINE bool holds() const { return true; }
+    HWY_INLINE bool holds(const Tally&) const { return true; }
 
  private:
     StageLimits mLimits;
@@ -195,7 +206,10 @@ struct LaneMachine {
         place.notes.note(result, used);
         cell = result.value;
     }
-    bool holds() const { return product.stage.holds() && pair.stage.holds() && sum.stage.holds(); }
+    /// Whether all examined values were of their formats.
+    bool holds(const Tallies& noted) const {
+        return product.stage.holds(noted.product) && pair.stage.holds(noted.pair) && sum.stage.holds(noted.sum);
+    }
     void noteIn(Tallies& tallies) const {
         if constexpr (kCounts) {
             tallies.product.join(product.notes.total());
@@ -253,7 +267,7 @@ struct Uncounted {
 template <class Stage>
 struct Counted {
     static constexpr bool kCounts = true;
-    static constexpr bool kQuantizesAndCounts = !std::is_same_v<Stage, Keep>;
+    static constexpr bool kQuantizesAndCounts = !std::is_same_v<Stage, Keep> && !std::is_same_v<Stage, Examine<true>>;
     static constexpr bool kIsPair = false;
     using ProductStage = Stage;
     using SumStage = Stage;
