@@ -35,6 +35,7 @@ bool multiplyPairsForTarget(const Places&, Sign, Operands, Operands, double*, st
 void accumulateForTarget(const Places&, const Run&, std::size_t, const Extent*, double*, std::size_t, RunNotes*) {}
 void accumulatePairsForTarget(const Places&, Sign, const Run&, const Run&, std::size_t, const Extent*, double*,
                               std::size_t, RunNotes*) {}
+void accumulateColumnsForTarget(const Places&, const double*, std::size_t, double*, std::size_t, RunNotes*) {}
 void accumulateExactForTarget(const Run&, std::size_t, double*, std::size_t) {}
 Survey surveyForTarget(const double*, std::size_t, const Membership&) {
     return {};
@@ -293,6 +294,42 @@ void accumulatePairsLoop(const Places& places, Sign sign, const Run& first, cons
                               return cell;
                           };
     runTiles<Kind>(places, term, terms, extent, out, lanes, notes);
+}
+
+/// Lanes are columns. The last column fills up the last vector: met once more, it changes no extreme.
+void accumulateColumnsForTarget(const Places& places, const double* values, std::size_t rows, double* out,
+                                std::size_t columns, RunNotes* notes) {
+    LaneMachine<Counted<Keep>> machine(places);
+    for (std::size_t column = 0; column < columns; column += kWidth) {
+        const double* from[kWidth];
+        for (std::size_t i = 0; i < kWidth; ++i) {
+            from[i] = values + std::min(column + i, columns - 1) * rows;
+        }
+        Lanes total{hn::Zero(Tag())};
+        const auto add = [&](const Lanes(&terms)[kWidth], std::size_t count) HWY_ATTR {
+#pragma GCC unroll 8
+            for (std::size_t i = 0; i < count; ++i) {
+                Lanes x = terms[i];
+                accumulateStep(machine, machine.sum, Plus(), total, x);
+            }
+        };
+        Lanes terms[kWidth];
+        std::size_t row = 0;
+        for (; row + kWidth <= rows; row += kWidth) {
+            for (std::size_t i = 0; i < kWidth; ++i) {
+                terms[i] = load(from[i] + row);
+            }
+            transpose(terms);
+            add(terms, kWidth);
+        }
+        for (std::size_t i = 0; i < kWidth; ++i) {
+            terms[i] = loadSome(from[i] + row, rows - row);
+        }
+        transpose(terms);
+        add(terms, rows - row);
+        store(total, out + column, columns - column);
+    }
+    machine.noteIn(notes->tallies);
 }
 
 template <std::size_t vectors>
@@ -568,6 +605,7 @@ HWY_EXPORT(multiplyForTarget);
 HWY_EXPORT(multiplyPairsForTarget);
 HWY_EXPORT(accumulateForTarget);
 HWY_EXPORT(accumulatePairsForTarget);
+HWY_EXPORT(accumulateColumnsForTarget);
 HWY_EXPORT(accumulateExactForTarget);
 HWY_EXPORT(surveyForTarget);
 HWY_EXPORT(extremesForTarget);
@@ -604,6 +642,11 @@ void accumulatePairs(const Places& places, Sign sign, const Run& first, const Ru
                      const Extent* extent, double* out, std::size_t lanes, RunNotes* notes) {
     HWY_DYNAMIC_DISPATCH(accumulatePairsForTarget)
     (places, sign, first, second, terms, extent, out, lanes, notes);
+}
+
+void accumulateColumns(const Places& places, const double* values, std::size_t rows, double* out, std::size_t columns,
+                       RunNotes* notes) {
+    HWY_DYNAMIC_DISPATCH(accumulateColumnsForTarget)(places, values, rows, out, columns, notes);
 }
 
 void accumulateExact(const Run& run, std::size_t terms, double* out, std::size_t lanes) {

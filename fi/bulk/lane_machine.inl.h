@@ -306,3 +306,25 @@ HWY_INLINE void store(Lanes x, double* out, std::size_t count) {
     hn::Store(x.v, Tag(), lanes);
     std::copy(lanes, lanes + count, out);
 }
+
+constexpr std::size_t kWidth = hn::MaxLanes(Tag());
+
+/// Turns a square: lane i of vector k becomes lane k of vector i. Each stage exchanges one bit of both numbers.
+HWY_INLINE void transpose(Lanes (&x)[kWidth]) {
+    const Tag tag;
+    for (std::size_t i = 0; i < kWidth; i += 2) {
+        const auto a = x[i].v;
+        x[i].v = hn::InterleaveLower(tag, a, x[i + 1].v);
+        x[i + 1].v = hn::InterleaveUpper(tag, a, x[i + 1].v);
+    }
+    for (std::size_t i = 0; kWidth == 8 && i < kWidth; i += i % 2 == 0 ? 1 : 3) {
+        const auto a = x[i].v;
+        x[i].v = hn::OddEvenBlocks(hn::SwapAdjacentBlocks(x[i + 2].v), a);
+        x[i + 2].v = hn::OddEvenBlocks(x[i + 2].v, hn::SwapAdjacentBlocks(a));
+    }
+    for (std::size_t i = 0; kWidth > 2 && i < kWidth / 2; ++i) {
+        const auto a = x[i].v;
+        x[i].v = hn::ConcatLowerLower(tag, x[i + kWidth / 2].v, a);
+        x[i + kWidth / 2].v = hn::ConcatUpperUpper(tag, x[i + kWidth / 2].v, a);
+    }
+}
