@@ -63,8 +63,8 @@ struct NoRule {
 };
 struct NoOverflow {
     template <class Word, class V>
-    static RangedResult<V, bool> apply(V x, const UnitLimits&) {
-        return {x, false};
+    static bool apply(V&, const UnitLimits&) {
+        return false;
     }
 };
 
