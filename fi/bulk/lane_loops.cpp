@@ -90,44 +90,28 @@ constexpr std::size_t kBlockVectors = Kind::kCounts && !Kind::kQuantizesAndCount
 
 /// Lets the machine run `step` on the vectors of some arrays and stores what it returns. The last values fill up the
 /// last vectors: met once more, they change no extreme, and a mask keeps them from being counted twice.
-template <class Kind, std::size_t inputs, class Step>
-HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[inputs], double* out, std::size_t count,
-                           const Step& step, Tallies* tallies) {
-    const Tag tag;
-    const std::size_t width = hn::Lanes(tag);
+template <class Kind, class Step>
+HWY_INLINE bool forVectors(const Places& places, const Step& step, double* out, std::size_t count, Tallies* tallies,
+                           const auto*... in) {
+    const std::size_t width = hn::Lanes(Tag());
     constexpr std::size_t kVectors = kBlockVectors<Kind>;
     LaneMachine<Kind, kVectors> machine(places);
-    const auto call = [&step](auto& m, const double* const(&from)[inputs], std::size_t at) HWY_ATTR {
-        if constexpr (inputs == 2) {
-            return step(m, load(from[0] + at), load(from[1] + at));
-        } else {
-            return step(m, load(from[0] + at), load(from[1] + at), load(from[2] + at), load(from[3] + at));
-        }
-    };
     std::size_t i = 0;
     for (; !kAlwaysMasks<Kind> && i + kVectors * width <= count; i += kVectors * width) {
 #pragma GCC unroll 2
         for (std::size_t v = 0; v < kVectors; ++v) {
             machine.select(v);
-            hn::StoreU(call(machine, in, i + v * width).v, tag, out + i + v * width);
+            const std::size_t at = i + v * width;
+            hn::StoreU(step(machine, load(in + at)...).v, Tag(), out + at);
         }
     }
     for (; i < count; i += width) {
         const std::size_t used = std::min(width, count - i);
-        alignas(HWY_MAX_BYTES) double rest[inputs][HWY_MAX_BYTES / sizeof(double)];
-        const double* from[inputs];
-        for (std::size_t k = 0; k < inputs; ++k) {
-            from[k] = in[k] + i;
-            if (used < width) {
-                std::fill(std::copy_n(from[k], used, rest[k]), std::end(rest[k]), from[k][used - 1]);
-                from[k] = rest[k];
-            }
-        }
         if constexpr (Kind::kQuantizesAndCounts) {
-            SomeLanes some(machine, hn::FirstN(tag, used));
-            store(call(some, from, 0), out + i, used);
+            SomeLanes some(machine, hn::FirstN(Tag(), used));
+            store(step(some, loadFilled(in + i, used)...), out + i, used);
         } else {
-            store(call(machine, from, 0), out + i, used);
+            store(step(machine, loadFilled(in + i, used)...), out + i, used);
         }
     }
     Tallies noted;
@@ -140,36 +124,33 @@ HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[input
 
 template <class Kind>
 bool addLoop(const Places& places, Sign sign, Operands operands, double* out, std::size_t count, Tallies* tallies) {
-    const double* const in[] = {operands.left, operands.right};
     const auto step = [either = EitherSign(sign)](auto& machine, Lanes a, Lanes b) HWY_ATTR {
         combineStep(machine, machine.sum, either, a, b);
         return a;
     };
-    return forVectors<Kind>(places, in, out, count, step, tallies);
+    return forVectors<Kind>(places, step, out, count, tallies, operands.left, operands.right);
 }
 
 template <class Kind>
 bool multiplyLoop(const Places& places, Operands factors, double* out, std::size_t count, Tallies* tallies) {
-    const double* const in[] = {factors.left, factors.right};
     const auto step = [](auto& machine, Lanes a, Lanes b) HWY_ATTR {
         Lanes cell;
         multiplyStep(machine, cell, a, b);
         return cell;
     };
-    return forVectors<Kind>(places, in, out, count, step, tallies);
+    return forVectors<Kind>(places, step, out, count, tallies, factors.left, factors.right);
 }
 
 template <class Kind>
 bool multiplyPairsLoop(const Places& places, Sign sign, Operands first, Operands second, double* out, std::size_t count,
                        Tallies* tallies) {
-    const double* const in[] = {first.left, first.right, second.left, second.right};
     const auto step = [either = EitherSign(sign)](auto& machine, Lanes a, Lanes b, Lanes c, Lanes d) HWY_ATTR {
         Lanes cell;
         Lanes other;
         multiplyPairStep(machine, either, cell, other, a, b, c, d);
         return cell;
     };
-    return forVectors<Kind>(places, in, out, count, step, tallies);
+    return forVectors<Kind>(places, step, out, count, tallies, first.left, first.right, second.left, second.right);
 }
 
 // Runs.
@@ -350,16 +331,8 @@ HWY_INLINE void exactTile(const Run& run, std::size_t terms, double* out, std::s
         }
     }
     for (std::size_t v = 0; v < vectors; ++v) {
-        const std::size_t begin = v * width;
-        if (begin + width <= lanes) {
-            hn::StoreU(hn::Add(total[v], hn::LoadU(tag, out + begin)), tag, out + begin);
-        } else if (begin < lanes) {
-            alignas(HWY_MAX_BYTES) double rest[HWY_MAX_BYTES / sizeof(double)];
-            hn::Store(total[v], tag, rest);
-            for (std::size_t i = begin; i < lanes; ++i) {
-                out[i] += rest[i - begin];
-            }
-        }
+        const std::size_t rest = lanes - v * width;
+        store({hn::Add(total[v], loadSome(out + v * width, rest).v)}, out + v * width, rest);
     }
 }
 
@@ -380,9 +353,21 @@ void accumulateExactForTarget(const Run& run, std::size_t terms, double* out, st
 
 // Surveys.
 
+/// Uses all values, vector by vector; the last fills up the last vector.
+template <class Use>
+HWY_INLINE void forEach(const double* values, std::size_t count, const Use& use) {
+    const std::size_t width = hn::Lanes(Tag());
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        use(load(values + i));
+    }
+    if (i < count) {
+        use(loadFilled(values + i, count - i));
+    }
+}
+
 Survey surveyForTarget(const double* values, std::size_t count, const Membership& grid) {
     const Tag tag;
-    const std::size_t width = hn::Lanes(tag);
     const Examiner examiner(grid);
     Evidence evidence;
     Lanes least{hn::Zero(tag)};
@@ -394,28 +379,15 @@ Survey surveyForTarget(const double* values, std::size_t count, const Membership
         greatest = greaterOf(x, greatest);
         bits = hn::Or(bits, hn::BitCast(BitsTag(), x.v));
     };
-    std::size_t i = 0;
-    for (; i + width <= count; i += width) {
-        look(load(values + i));
-    }
-    if (i < count) {
-        look(loadSome(values + i, count - i));
-    }
+    forEach(values, count, look);
     const auto sign = hn::Set(BitsTag(), std::uint64_t{1} << 63);
     return {hn::GetLane(hn::MinOfLanes(tag, least.v)), hn::GetLane(hn::MaxOfLanes(tag, greatest.v)), isOnGrid(evidence),
             !hn::AllTrue(BitsTag(), hn::Eq(hn::And(bits, sign), hn::Zero(BitsTag())))};
 }
 
 Tally extremesForTarget(const double* values, std::size_t count) {
-    const std::size_t width = hn::Lanes(Tag());
     LaneTally<1> tally;
-    std::size_t i = 0;
-    for (; i + width <= count; i += width) {
-        tally.note(Kept{load(values + i)});
-    }
-    if (i < count) {
-        tally.note(Kept{loadSome(values + i, count - i)}, hn::FirstN(Tag(), count - i));
-    }
+    forEach(values, count, [&tally](Lanes x) HWY_ATTR { tally.note(Kept{x}); });
     Tally result = tally.total();
     result.values = count;
     return result;

@@ -190,20 +190,16 @@ struct LaneMachine {
         cell.v = hn::Add(cell.v, hn::BitCast(Tag(), hn::Xor(hn::BitCast(BitsTag(), x.v), sign.bits)));
     }
     HWY_INLINE bool casts(const auto& place) const { return place.casts; }
-    HWY_INLINE Lanes cast(auto& place, Lanes x) {
+    // `used` may be a mask of the lanes that are noted.
+    HWY_INLINE Lanes cast(auto& place, Lanes x, auto... used) {
         if (place.casts) {
-            quantize(place, x);
+            quantize(place, x, used...);
         }
         return x;
     }
-    HWY_INLINE void quantize(auto& place, Lanes& cell) {
+    HWY_INLINE void quantize(auto& place, Lanes& cell, auto... used) {
         const auto result = place.stage(cell);
-        place.notes.note(result);
-        cell = result.value;
-    }
-    HWY_INLINE void quantize(auto& place, Lanes& cell, Mask used) {
-        const auto result = place.stage(cell);
-        place.notes.note(result, used);
+        place.notes.note(result, used...);
         cell = result.value;
     }
     /// Whether all examined values were of their formats.
@@ -230,13 +226,8 @@ struct SomeLanes {
         : whole(machine), used(lanes), product(machine.product), pair(machine.pair), sum(machine.sum) {}
     HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { whole.multiply(cell, a, b); }
     HWY_INLINE void combine(const auto& sign, Lanes& cell, Lanes x) { whole.combine(sign, cell, x); }
-    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
-    HWY_INLINE Lanes cast(auto& place, Lanes x) {
-        if (place.casts) {
-            quantize(place, x);
-        }
-        return x;
-    }
+    HWY_INLINE bool casts(const auto& place) const { return whole.casts(place); }
+    HWY_INLINE Lanes cast(auto& place, Lanes x) { return whole.cast(place, x, used); }
     HWY_INLINE void quantize(auto& place, Lanes& cell) { whole.quantize(place, cell, used); }
 
     Machine& whole;
@@ -293,6 +284,15 @@ HWY_INLINE Lanes loadSome(const double* values, std::size_t count) {
     alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)] = {};
     std::copy(values, values + count, lanes);
     return load(lanes);
+}
+
+/// Loads `count` lanes or all; the last value fills up the others.
+HWY_INLINE Lanes loadFilled(const double* values, std::size_t count) {
+    if (count >= hn::Lanes(Tag())) {
+        return load(values);
+    }
+    const Lanes some = loadSome(values, count);
+    return choose(hn::FirstN(Tag(), count), some, like(some, values[count - 1]));
 }
 
 /// Stores `count` lanes or all.
