@@ -19,13 +19,6 @@ struct FixedResult {
     Mask underflow;
 };
 
-/// A value brought into range, and where it was outside.
-template <class V, class Mask>
-struct RangedResult {
-    V value;
-    Mask outside;
-};
-
 /// The value modulo the wraparound W: the fraction of x / W times W is exact, since the quotient is a scaling by a
 /// power of two and the remainder has no more bits than the word. It is never negative, so clearing the sign changes
 /// only the NaN from an infinity, which the processor makes with a sign and the host without.
@@ -51,25 +44,28 @@ struct UnsignedWord {
     }
 };
 
+// What becomes of values out of range. The functions change x and return the mask of the lanes that were outside. (A
+// struct of both would be stored in memory by gcc, in every turn of a loop.)
+
 /// Replaces a value beyond a bound by the bound. A value inside keeps all its bits, so a changed bit marks the others.
 struct SaturateOverflow {
     template <class Word, class V>
-    static auto apply(V x, const auto& limits) {
-        const V value = greaterOf(like(x, limits.lowerbound), lesserOf(like(x, limits.realmax), x));
-        return RangedResult<V, decltype(otherBits(value, x))>{value, otherBits(value, x)};
+    static auto apply(V& x, const auto& limits) {
+        const V given = x;
+        x = greaterOf(like(x, limits.lowerbound), lesserOf(like(x, limits.realmax), x));
+        return otherBits(x, given);
     }
 };
 
 /// Takes the value modulo the wraparound.
 struct WrapOverflow {
     template <class Word, class V>
-    static auto apply(V x, const auto& limits) {
+    static auto apply(V& x, const auto& limits) {
         const auto outside = either(like(x, limits.realmax) < x, x < like(x, limits.lowerbound));
-        V value = x;
         if (anyOf(outside)) {
-            value = choose(outside, Word::template wrapped<V>(x, limits), x);
+            x = choose(outside, Word::template wrapped<V>(x, limits), x);
         }
-        return RangedResult<V, decltype(value < x)>{value, outside};
+        return outside;
     }
 };
 
@@ -79,9 +75,10 @@ template <class Overflow, class Word, class V>
 [[gnu::always_inline]] inline auto quantizeRoundedValue(V x, V scaled, const auto& limits) {
     const V zero = like(x, 0.0);
     const auto isZero = x == zero;
-    const V rounded = choose(isZero, x, scaled);
-    const auto ranged = Overflow::template apply<Word, V>(rounded, limits);
-    return FixedResult<V, decltype(x == zero)>{ranged.value, ranged.outside, butNot(rounded == zero, isZero)};
+    V value = choose(isZero, x, scaled);
+    const auto underflow = butNot(value == zero, isZero);
+    const auto overflow = Overflow::template apply<Word>(value, limits);
+    return FixedResult<V, decltype(x == zero)>{value, overflow, underflow};
 }
 
 /// Quantizes a value to the fixed-point format of the limits, which must be `valid`.

@@ -27,24 +27,21 @@ using rounding::FloorRule;
 using rounding::NearestRule;
 using rounding::RoundingRules;
 using rounding::RoundRule;
-void roundAtBit(CeilRule, number& x, int n) {
-    x.ceil(n);
-}
-void roundAtBit(ConvergentRule, number& x, int n) {
-    x.convergent(n);
-}
-void roundAtBit(FixRule, number& x, int n) {
-    x.fix(n);
-}
-void roundAtBit(FloorRule, number& x, int n) {
-    x.floor(n);
-}
-void roundAtBit(NearestRule, number& x, int n) {
-    x.nearest(n);
-}
-void roundAtBit(RoundRule, number& x, int n) {
-    x.round(n);
-}
+using RoundAtBit = number& (number::*)(int);
+template <class Rule>
+extern const RoundAtBit kRoundAtBit;  // a rule without an operation doesn't link
+template <>
+constexpr RoundAtBit kRoundAtBit<CeilRule> = &number::ceil;
+template <>
+constexpr RoundAtBit kRoundAtBit<ConvergentRule> = &number::convergent;
+template <>
+constexpr RoundAtBit kRoundAtBit<FixRule> = &number::fix;
+template <>
+constexpr RoundAtBit kRoundAtBit<FloorRule> = &number::floor;
+template <>
+constexpr RoundAtBit kRoundAtBit<NearestRule> = &number::nearest;
+template <>
+constexpr RoundAtBit kRoundAtBit<RoundRule> = &number::round;
 
 // The overflow steps and the words, by their rules on a double.
 struct Saturate {
@@ -134,7 +131,7 @@ number& quantizer::quantizeFixed(number& x) const {
                             body->getelement(), mLimits));
     }
     if (!x.iszero()) {
-        roundAtBit(Rule(), x, mFractionlength);
+        (x.*kRoundAtBit<Rule>)(mFractionlength);
         checkunderflow(x);
         if constexpr (std::is_same_v<Overflow, Saturate>) {
             saturate(x);
@@ -168,7 +165,7 @@ number& quantizer::quantizeFloat(number& x) const {
             mLogger.nOverflowsPlusOne();
         } else {
             const int exponent = std::max(x.unbiasedexponent(), mExponentmin);
-            roundAtBit(Rule(), x, lastBitBelow(exponent));
+            (x.*kRoundAtBit<Rule>)(lastBitBelow(exponent));
             checkunderflow(x);
         }
     }

@@ -229,24 +229,26 @@ class Multiplication {
         }
     }
 
-    /// Computes products.
-    void run(Values left, Values right, std::span<double> out, Tallies* tallies) {
+    /// Computes products. `result` notes their store.
+    void run(Values left, Values right, std::span<double> out, Tallies* tallies, Tally* result) {
         if (!mHasLoops) {
             BlockMachine machine = blockMachine(tallies);
             steps::multiplyStep(machine, out, left, right);
+            noteStore(out, nullptr, result);
             return;
         }
         runLoops(tallies, [&](Tallies* noted) {
             const bool holds = laneloops::multiply(mPlaces, {left.data(), right.data()}, out.data(), out.size(), noted);
-            if (noted) {
+            if (noted && holds) {
                 noted->product.values = out.size();
+                noteStore(out, &noted->product, result);
             }
             return holds;
         });
     }
 
     /// Computes sums or differences of two products.
-    void run(Sign sign, Operands first, Operands second, std::span<double> out, Tallies* tallies) {
+    void run(Sign sign, Operands first, Operands second, std::span<double> out, Tallies* tallies, Tally* result) {
         const std::size_t count = out.size();
         if (!mHasLoops) {
             BlockMachine machine = blockMachine(tallies);
@@ -254,11 +256,13 @@ class Multiplication {
             const auto values = [count](const double* x) { return Values(x, count); };
             steps::multiplyPairStep(machine, sign, out, other, values(first.left), values(first.right),
                                     values(second.left), values(second.right));
+            noteStore(out, nullptr, result);
             return;
         }
         runLoops(tallies, [&](Tallies* noted) {
             const bool holds = laneloops::multiplyPairs(mPlaces, sign, first, second, out.data(), count, noted);
-            if (noted) {
+            if (noted && holds) {
+                noteStore(out, mPlaces.castsPair ? nullptr : &noted->pair, result);
                 noted->product.values = 2 * count;
                 if (mCastsSilently) {
                     noted->pair.joinExtremes(noted->product);
@@ -267,17 +271,6 @@ class Multiplication {
             }
             return holds;
         });
-    }
-
-    /// Notes the store of values in the result, which is of their own format; scaled doubles are watched once more.
-    void noteStore(std::span<double> values, Tally& result) const {
-        if (!qlogger::getLogging()) {
-            return;
-        }
-        result.join(laneloops::extremes(values.data(), values.size()));
-        if (mQuantizers.result.getNumericType().isScaledDouble()) {
-            mQuantizers.result.quantizeAndTally(values, values, &result);
-        }
     }
 
  private:
@@ -298,6 +291,22 @@ class Multiplication {
         if (noted) {
             tallies->product.join(noted->product);
             tallies->pair.join(noted->pair);
+        }
+    }
+    /// Notes the store of values in the result, which is of their own format; scaled doubles are watched once more.
+    /// `met` is the tally of a place that met just these values, or null.
+    void noteStore(std::span<double> values, const Tally* met, Tally* result) const {
+        if (!result || !qlogger::getLogging()) {
+            return;
+        }
+        if (met) {
+            result->joinExtremes(*met);
+            result->values += values.size();
+        } else {
+            result->join(laneloops::extremes(values.data(), values.size()));
+        }
+        if (mQuantizers.result.getNumericType().isScaledDouble()) {
+            mQuantizers.result.quantizeAndTally(values, values, result);
         }
     }
     BlockMachine blockMachine(Tallies* tallies) const {
@@ -333,37 +342,33 @@ bool multiply(const Operand& left, const Operand& right, std::span<double> real,
     const Source leftImag(left.imag, left.isScalar, left.imag ? count : 0);
     const Source rightImag(right.imag, right.isScalar, right.imag ? count : 0);
 
-    const auto runBlock = [&](std::size_t begin, std::size_t length, Tallies* tallies) {
+    const auto runBlock = [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally* result) {
         const std::span<double> re = real.subspan(begin, length);
         const Values ar = leftReal.block(begin, length);
         const Values br = rightReal.block(begin, length);
         if (isComplexByComplex) {
             const Values ai = leftImag.block(begin, length);
             const Values bi = rightImag.block(begin, length);
-            multiplication.run(Sign::minus, {ar.data(), br.data()}, {ai.data(), bi.data()}, re, tallies);
+            multiplication.run(Sign::minus, {ar.data(), br.data()}, {ai.data(), bi.data()}, re, tallies, result);
             multiplication.run(Sign::plus, {ai.data(), br.data()}, {ar.data(), bi.data()}, imag.subspan(begin, length),
-                               tallies);
+                               tallies, result);
             return;
         }
-        multiplication.run(ar, br, re, tallies);
+        multiplication.run(ar, br, re, tallies, result);
         if (left.imag) {
-            multiplication.run(leftImag.block(begin, length), br, imag.subspan(begin, length), tallies);
+            multiplication.run(leftImag.block(begin, length), br, imag.subspan(begin, length), tallies, result);
         }
     };
     if (!counts) {
         for (std::size_t begin = 0; begin < count; begin += kBlock) {
-            runBlock(begin, std::min(kBlock, count - begin), nullptr);
+            runBlock(begin, std::min(kBlock, count - begin), nullptr, nullptr);
         }
         return true;
     }
     runCounted(
         count, Ledger(productLog, pairLog, pairLog, resultLog),
         [&](std::size_t begin, std::size_t length, Tallies& tallies, Tally& result) {
-            runBlock(begin, length, &tallies);
-            multiplication.noteStore(real.subspan(begin, length), result);
-            if (!imag.empty()) {
-                multiplication.noteStore(imag.subspan(begin, length), result);
-            }
+            runBlock(begin, length, &tallies, &result);
         },
         [&](std::size_t length) {
             if (!isComplexByComplex) {

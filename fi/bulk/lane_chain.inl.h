@@ -44,19 +44,15 @@ struct UnitLimits {
     double wrapsFrom = std::numeric_limits<double>::infinity();
 };
 
-/// The rule of any rounding mode, called for each value: for what doesn't wait for the value before.
+/// The rule of any rounding mode: for what doesn't wait for the value before.
 struct AnyRule {
-    using Function = double (*)(double);
-    static constexpr auto kFunctions =
-        RoundingRules::table([]<class Rule>() -> Function { return Rule::template apply<double>; });
-
-    explicit AnyRule(embedded::RoundModeEnum mode) : apply(kFunctions[RoundingRules::indexOf(mode)]) {}
-    double operator()(double x) const { return apply(x); }
-    Function apply;
+    explicit AnyRule(embedded::RoundModeEnum mode) : rule(RoundingRules::indexOf(mode)) {}
+    double operator()(double x) const { return applyPicked<true>(RoundingRules(), rule, x); }
+    std::size_t rule;
 };
 template <class Rule>
-struct OneRule {
-    explicit OneRule(embedded::RoundModeEnum) {}
+struct KnownRule {
+    explicit KnownRule(embedded::RoundModeEnum) {}
     double operator()(double x) const { return Rule::apply(x); }
 };
 
@@ -67,8 +63,8 @@ struct NoRule {
 };
 struct NoOverflow {
     template <class Word, class V>
-    static RangedResult<V, bool> apply(V x, const UnitLimits&) {
-        return {x, false};
+    static bool apply(V&, const UnitLimits&) {
+        return false;
     }
 };
 
@@ -134,9 +130,9 @@ Chain chainFor(const Places& places, bool counts) {
         return chainFor<AnyRule, Overflow, true>(counts);
     }
     static constexpr auto kSilent =
-        RoundingRules::table([]<class Rule>() { return chainFor<OneRule<Rule>, Overflow, false>(false); });
+        RoundingRules::table([]<class Rule>() { return chainFor<KnownRule<Rule>, Overflow, false>(false); });
     static constexpr auto kCounting =
-        RoundingRules::table([]<class Rule>() { return chainFor<OneRule<Rule>, Overflow, false>(true); });
+        RoundingRules::table([]<class Rule>() { return chainFor<KnownRule<Rule>, Overflow, false>(true); });
     return (counts ? kCounting : kSilent)[RoundingRules::indexOf(places.rule.round)];
 }
 

@@ -35,6 +35,7 @@ bool multiplyPairsForTarget(const Places&, Sign, Operands, Operands, double*, st
 void accumulateForTarget(const Places&, const Run&, std::size_t, const Extent*, double*, std::size_t, RunNotes*) {}
 void accumulatePairsForTarget(const Places&, Sign, const Run&, const Run&, std::size_t, const Extent*, double*,
                               std::size_t, RunNotes*) {}
+void accumulateColumnsForTarget(const Places&, const double*, std::size_t, double*, std::size_t, RunNotes*) {}
 void accumulateExactForTarget(const Run&, std::size_t, double*, std::size_t) {}
 Survey surveyForTarget(const double*, std::size_t, const Membership&) {
     return {};
@@ -81,86 +82,75 @@ using rounding::roundFloor;
 
 /// Loops of so many steps that a mask costs little beside them, and a second copy much.
 template <class Kind>
-constexpr bool kAlwaysMasks = Kind::kIsPair ? Kind::kCounts : false;
+constexpr bool kAlwaysMasks = Kind::kIsPair&& Kind::kQuantizesAndCounts;
 
-/// Lets the machine run `step` on the vectors of some arrays and stores what it returns. Zeros, which are values of
-/// every format and give zeros, fill up the last vectors.
-template <class Kind, std::size_t inputs, class Step>
-HWY_INLINE bool forVectors(const Places& places, const double* const (&in)[inputs], double* out, std::size_t count,
-                           const Step& step, Tallies* tallies) {
-    const Tag tag;
-    const std::size_t width = hn::Lanes(tag);
-    LaneMachine<Kind> machine(places);
-    const auto call = [&step](auto& m, const double* const(&from)[inputs], std::size_t at) HWY_ATTR {
-        if constexpr (inputs == 2) {
-            return step(m, load(from[0] + at), load(from[1] + at));
-        } else {
-            return step(m, load(from[0] + at), load(from[1] + at), load(from[2] + at), load(from[3] + at));
-        }
-    };
+/// How many vectors are worked on together: the extremes of each are a chain of their own.
+template <class Kind>
+constexpr std::size_t kBlockVectors = Kind::kCounts && !Kind::kQuantizesAndCounts ? 2 : 1;
+
+/// Lets the machine run `step` on the vectors of some arrays and stores what it returns. The last values fill up the
+/// last vectors: met once more, they change no extreme, and a mask keeps them from being counted twice.
+template <class Kind, class Step>
+HWY_INLINE bool forVectors(const Places& places, const Step& step, double* out, std::size_t count, Tallies* tallies,
+                           const auto*... in) {
+    const std::size_t width = hn::Lanes(Tag());
+    constexpr std::size_t kVectors = kBlockVectors<Kind>;
+    LaneMachine<Kind, kVectors> machine(places);
     std::size_t i = 0;
-    for (; i + width <= count; i += width) {
-        if constexpr (kAlwaysMasks<Kind>) {
-            break;
+    for (; !kAlwaysMasks<Kind> && i + kVectors * width <= count; i += kVectors * width) {
+#pragma GCC unroll 2
+        for (std::size_t v = 0; v < kVectors; ++v) {
+            machine.select(v);
+            const std::size_t at = i + v * width;
+            hn::StoreU(step(machine, load(in + at)...).v, Tag(), out + at);
         }
-        hn::StoreU(call(machine, in, i).v, tag, out + i);
     }
     for (; i < count; i += width) {
         const std::size_t used = std::min(width, count - i);
-        alignas(HWY_MAX_BYTES) double rest[inputs][HWY_MAX_BYTES / sizeof(double)] = {};
-        const double* from[inputs];
-        for (std::size_t k = 0; k < inputs; ++k) {
-            from[k] = in[k] + i;
-            if (used < width) {
-                std::copy_n(from[k], used, rest[k]);
-                from[k] = rest[k];
-            }
-        }
-        if constexpr (Kind::kCounts) {
-            SomeLanes some(machine, hn::FirstN(tag, used));
-            store(call(some, from, 0), out + i, used);
+        if constexpr (Kind::kQuantizesAndCounts) {
+            SomeLanes some(machine, hn::FirstN(Tag(), used));
+            store(step(some, loadFilled(in + i, used)...), out + i, used);
         } else {
-            store(call(machine, from, 0), out + i, used);
+            store(step(machine, loadFilled(in + i, used)...), out + i, used);
         }
     }
-    if (tallies) {
-        machine.noteIn(*tallies);
+    Tallies noted;
+    if constexpr (Kind::kCounts) {
+        machine.noteIn(noted);
+        *tallies = noted;
     }
-    return machine.holds();
+    return machine.holds(noted);
 }
 
 template <class Kind>
 bool addLoop(const Places& places, Sign sign, Operands operands, double* out, std::size_t count, Tallies* tallies) {
-    const double* const in[] = {operands.left, operands.right};
     const auto step = [either = EitherSign(sign)](auto& machine, Lanes a, Lanes b) HWY_ATTR {
         combineStep(machine, machine.sum, either, a, b);
         return a;
     };
-    return forVectors<Kind>(places, in, out, count, step, tallies);
+    return forVectors<Kind>(places, step, out, count, tallies, operands.left, operands.right);
 }
 
 template <class Kind>
 bool multiplyLoop(const Places& places, Operands factors, double* out, std::size_t count, Tallies* tallies) {
-    const double* const in[] = {factors.left, factors.right};
     const auto step = [](auto& machine, Lanes a, Lanes b) HWY_ATTR {
         Lanes cell;
         multiplyStep(machine, cell, a, b);
         return cell;
     };
-    return forVectors<Kind>(places, in, out, count, step, tallies);
+    return forVectors<Kind>(places, step, out, count, tallies, factors.left, factors.right);
 }
 
 template <class Kind>
 bool multiplyPairsLoop(const Places& places, Sign sign, Operands first, Operands second, double* out, std::size_t count,
                        Tallies* tallies) {
-    const double* const in[] = {first.left, first.right, second.left, second.right};
     const auto step = [either = EitherSign(sign)](auto& machine, Lanes a, Lanes b, Lanes c, Lanes d) HWY_ATTR {
         Lanes cell;
         Lanes other;
         multiplyPairStep(machine, either, cell, other, a, b, c, d);
         return cell;
     };
-    return forVectors<Kind>(places, in, out, count, step, tallies);
+    return forVectors<Kind>(places, step, out, count, tallies, first.left, first.right, second.left, second.right);
 }
 
 // Runs.
@@ -287,6 +277,42 @@ void accumulatePairsLoop(const Places& places, Sign sign, const Run& first, cons
     runTiles<Kind>(places, term, terms, extent, out, lanes, notes);
 }
 
+/// Lanes are columns. The last column fills up the last vector: met once more, it changes no extreme.
+void accumulateColumnsForTarget(const Places& places, const double* values, std::size_t rows, double* out,
+                                std::size_t columns, RunNotes* notes) {
+    LaneMachine<Counted<Keep>> machine(places);
+    for (std::size_t column = 0; column < columns; column += kWidth) {
+        const double* from[kWidth];
+        for (std::size_t i = 0; i < kWidth; ++i) {
+            from[i] = values + std::min(column + i, columns - 1) * rows;
+        }
+        Lanes total{hn::Zero(Tag())};
+        const auto add = [&](const Lanes(&terms)[kWidth], std::size_t count) HWY_ATTR {
+#pragma GCC unroll 8
+            for (std::size_t i = 0; i < count; ++i) {
+                Lanes x = terms[i];
+                accumulateStep(machine, machine.sum, Plus(), total, x);
+            }
+        };
+        Lanes terms[kWidth];
+        std::size_t row = 0;
+        for (; row + kWidth <= rows; row += kWidth) {
+            for (std::size_t i = 0; i < kWidth; ++i) {
+                terms[i] = load(from[i] + row);
+            }
+            transpose(terms);
+            add(terms, kWidth);
+        }
+        for (std::size_t i = 0; i < kWidth; ++i) {
+            terms[i] = loadSome(from[i] + row, rows - row);
+        }
+        transpose(terms);
+        add(terms, rows - row);
+        store(total, out + column, columns - column);
+    }
+    machine.noteIn(notes->tallies);
+}
+
 template <std::size_t vectors>
 HWY_INLINE void exactTile(const Run& run, std::size_t terms, double* out, std::size_t lanes) {
     const Tag tag;
@@ -305,16 +331,8 @@ HWY_INLINE void exactTile(const Run& run, std::size_t terms, double* out, std::s
         }
     }
     for (std::size_t v = 0; v < vectors; ++v) {
-        const std::size_t begin = v * width;
-        if (begin + width <= lanes) {
-            hn::StoreU(hn::Add(total[v], hn::LoadU(tag, out + begin)), tag, out + begin);
-        } else if (begin < lanes) {
-            alignas(HWY_MAX_BYTES) double rest[HWY_MAX_BYTES / sizeof(double)];
-            hn::Store(total[v], tag, rest);
-            for (std::size_t i = begin; i < lanes; ++i) {
-                out[i] += rest[i - begin];
-            }
-        }
+        const std::size_t rest = lanes - v * width;
+        store({hn::Add(total[v], loadSome(out + v * width, rest).v)}, out + v * width, rest);
     }
 }
 
@@ -335,42 +353,41 @@ void accumulateExactForTarget(const Run& run, std::size_t terms, double* out, st
 
 // Surveys.
 
+/// Uses all values, vector by vector; the last fills up the last vector.
+template <class Use>
+HWY_INLINE void forEach(const double* values, std::size_t count, const Use& use) {
+    const std::size_t width = hn::Lanes(Tag());
+    std::size_t i = 0;
+    for (; i + width <= count; i += width) {
+        use(load(values + i));
+    }
+    if (i < count) {
+        use(loadFilled(values + i, count - i));
+    }
+}
+
 Survey surveyForTarget(const double* values, std::size_t count, const Membership& grid) {
     const Tag tag;
-    const std::size_t width = hn::Lanes(tag);
     const Examiner examiner(grid);
     Evidence evidence;
     Lanes least{hn::Zero(tag)};
     Lanes greatest{hn::Zero(tag)};
     auto bits = hn::Zero(BitsTag());
     const auto look = [&](Lanes x) HWY_ATTR {
-        examiner.examine(x, evidence);
+        examiner.examineGrid(x, evidence);
         least = lesserOf(x, least);
         greatest = greaterOf(x, greatest);
         bits = hn::Or(bits, hn::BitCast(BitsTag(), x.v));
     };
-    std::size_t i = 0;
-    for (; i + width <= count; i += width) {
-        look(load(values + i));
-    }
-    if (i < count) {
-        look(loadSome(values + i, count - i));
-    }
+    forEach(values, count, look);
     const auto sign = hn::Set(BitsTag(), std::uint64_t{1} << 63);
     return {hn::GetLane(hn::MinOfLanes(tag, least.v)), hn::GetLane(hn::MaxOfLanes(tag, greatest.v)), isOnGrid(evidence),
             !hn::AllTrue(BitsTag(), hn::Eq(hn::And(bits, sign), hn::Zero(BitsTag())))};
 }
 
 Tally extremesForTarget(const double* values, std::size_t count) {
-    const std::size_t width = hn::Lanes(Tag());
     LaneTally<1> tally;
-    std::size_t i = 0;
-    for (; i + width <= count; i += width) {
-        tally.note(Kept{load(values + i)});
-    }
-    if (i < count) {
-        tally.note(Kept{loadSome(values + i, count - i)}, hn::FirstN(Tag(), count - i));
-    }
+    forEach(values, count, [&tally](Lanes x) HWY_ATTR { tally.note(Kept{x}); });
     Tally result = tally.total();
     result.values = count;
     return result;
@@ -465,18 +482,26 @@ auto loopFor(bool casts, bool counts) {
                    : Operation::template kUncounted<Stage, false>;
 }
 
+/// How short loops round.
+template <class Rule>
+using ShortRounding = std::conditional_t<!kFlooredForm<Rule>.exists, OneRule<Rule>,
+                                         std::conditional_t<kFlooredForm<Rule>.addend == 0.0, Floored, FlooredSum>>;
+
 template <class Operation, class Overflow>
 auto loopFor(embedded::RoundModeEnum round, bool casts, bool counts) {
-    using Mode = embedded::RoundModeEnum;
-    const bool isFloored = round == Mode::Ceil || round == Mode::Floor;
+    const std::size_t rule = RoundingRules::indexOf(round);
     if constexpr (Operation::kIsShort) {
-        if (isFloored && !counts) {
-            using Stage = Quantize<Floored, Overflow>;
-            return casts ? Operation::template kUncounted<Stage, true> : Operation::template kUncounted<Stage, false>;
+        if (!counts) {
+            static constexpr auto kLoops = RoundingRules::table([]<class Rule>() {
+                using Stage = Quantize<ShortRounding<Rule>, Overflow>;
+                return std::array{Operation::template kUncounted<Stage, false>,
+                                  Operation::template kUncounted<Stage, true>};
+            });
+            return kLoops[rule][casts ? 1 : 0];
         }
     }
-    return isFloored || round == Mode::Nearest ? loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts)
-                                               : loopFor<Operation, Quantize<PickedRule, Overflow>>(casts, counts);
+    return kFlooredForms[rule].exists ? loopFor<Operation, Quantize<FlooredSum, Overflow>>(casts, counts)
+                                      : loopFor<Operation, Quantize<PickedRule, Overflow>>(casts, counts);
 }
 
 template <class Operation>
@@ -488,7 +513,9 @@ auto loopFor(const Places& places, bool casts, bool counts) {
             if constexpr (Operation::kIsRun) {
                 break;  // runs are surveyed beforehand
             } else {
-                return loopFor<Operation, Examine>(casts, counts);
+                return counts  ? Operation::template kCounted<Examine<true>>
+                       : casts ? Operation::template kUncounted<Examine<false>, true>
+                               : Operation::template kUncounted<Examine<false>, false>;
             }
         case Treatment::quantize:
             break;
@@ -550,6 +577,7 @@ HWY_EXPORT(multiplyForTarget);
 HWY_EXPORT(multiplyPairsForTarget);
 HWY_EXPORT(accumulateForTarget);
 HWY_EXPORT(accumulatePairsForTarget);
+HWY_EXPORT(accumulateColumnsForTarget);
 HWY_EXPORT(accumulateExactForTarget);
 HWY_EXPORT(surveyForTarget);
 HWY_EXPORT(extremesForTarget);
@@ -586,6 +614,11 @@ void accumulatePairs(const Places& places, Sign sign, const Run& first, const Ru
                      const Extent* extent, double* out, std::size_t lanes, RunNotes* notes) {
     HWY_DYNAMIC_DISPATCH(accumulatePairsForTarget)
     (places, sign, first, second, terms, extent, out, lanes, notes);
+}
+
+void accumulateColumns(const Places& places, const double* values, std::size_t rows, double* out, std::size_t columns,
+                       RunNotes* notes) {
+    HWY_DYNAMIC_DISPATCH(accumulateColumnsForTarget)(places, values, rows, out, columns, notes);
 }
 
 void accumulateExact(const Run& run, std::size_t terms, double* out, std::size_t lanes) {

@@ -111,6 +111,9 @@ void accumulate(const Places& places, const Run& run, std::size_t terms, const E
 /// As above, for sums or differences of two products.
 void accumulatePairs(const Places& places, Sign sign, const Run& first, const Run& second, std::size_t terms,
                      const Extent* extent, double* out, std::size_t lanes, RunNotes* notes);
+/// Sets `out` to the sums of the columns of an array, where all places keep their values and something is counted.
+void accumulateColumns(const Places& places, const double* values, std::size_t rows, double* out, std::size_t columns,
+                       RunNotes* notes);
 /// Adds up the products of a run where no operation rounds. Lanes that are to take no part have zeros.
 void accumulateExact(const Run& run, std::size_t terms, double* out, std::size_t lanes);
 

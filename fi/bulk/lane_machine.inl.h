@@ -6,46 +6,77 @@
 // Every rule makes one more loop of each kind, and the loops are large. So what can be a number without costing more
 // than an addition is one here, not a template parameter.
 
+/// A rule as the floor of a sum, if it is one: floor(x + addend), or -floor(-x). Adding -0.0 changes nothing, and all
+/// is exact, signs of zero included.
+struct FlooredForm {
+    bool exists = false;
+    double sign = 1.0;
+    double addend = -0.0;
+};
+template <class Rule>
+constexpr FlooredForm kFlooredForm{};
+template <>
+constexpr FlooredForm kFlooredForm<CeilRule>{true, -1.0};
+template <>
+constexpr FlooredForm kFlooredForm<FloorRule>{true};
+template <>
+constexpr FlooredForm kFlooredForm<NearestRule>{true, 1.0, 0.5};
+constexpr auto kFlooredForms = RoundingRules::table([]<class Rule>() { return kFlooredForm<Rule>; });
+
 /// The limits of a format with the numbers that represent the sign of its word and some rules.
 struct StageLimits : FixedDoubleLimits {
     StageLimits(const FixedDoubleLimits& format, embedded::RoundModeEnum mode)
-        : FixedDoubleLimits(format), round(mode) {
-        using Mode = embedded::RoundModeEnum;
+        : FixedDoubleLimits(format), rule(RoundingRules::indexOf(mode)), addend(kFlooredForms[rule].addend) {
         if (format.lowerbound < 0.0) {
             wrapsFrom = -format.lowerbound;
         }
-        if (round == Mode::Nearest) {
-            addend = 0.5;
-        } else if (round == Mode::Ceil) {
-            scale = -scale;
-            inverseScale = -inverseScale;
-        }
+        scale *= kFlooredForms[rule].sign;
+        inverseScale *= kFlooredForms[rule].sign;
     }
-    embedded::RoundModeEnum round;
+    std::size_t rule;                                            // in the list
+    double addend;                                               // of FlooredSum
     double wrapsFrom = std::numeric_limits<double>::infinity();  // remainders from here on lie below zero
-    double addend = -0.0;                                        // of FlooredSum
 };
 
 /// Ceil and floor, for loops so short that an addition matters.
 struct Floored {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return roundFloor(x); }
 };
-/// Ceil, floor and nearest: the floor of a sum. Adding -0.0 changes nothing, and ceil(x) is -floor(-x), for which the
-/// scale and its inverse are negative. All are exact, signs of zero included.
+/// All rules that are floors of sums.
 struct FlooredSum {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) { return roundFloor(x + like(x, limits.addend)); }
 };
-/// The other rules, picked while the loop runs, which costs less than loops of their own.
+/// One rule, for loops so short that picking it matters.
+template <class Rule>
+struct OneRule {
+    static HWY_INLINE Lanes apply(Lanes x, const StageLimits&) { return Rule::apply(x); }
+};
+
+/// Applies the rule at a place in the list, picked while a loop runs: a fold that compiles to a switch. This costs less
+/// than a loop for each rule, and less than a call.
+template <bool withFloored, class... Rules, class V>
+HWY_INLINE V applyPicked(RuleList<Rules...>, std::size_t rule, V x) {
+    V result = x;
+    std::size_t place = 0;
+    const auto isDone = [&]<class Rule>() HWY_ATTR {
+        const bool isSought = rule == place++;
+        if constexpr (withFloored || !kFlooredForm<Rule>.exists) {
+            if (isSought) {
+                result = Rule::apply(x);
+                return true;
+            }
+        }
+        return false;
+    };
+    if (!(isDone.template operator()<Rules>() || ...)) {
+        __builtin_unreachable();  // floored rules have other loops
+    }
+    return result;
+}
+/// The other rules.
 struct PickedRule {
     static HWY_INLINE Lanes apply(Lanes x, const StageLimits& limits) {
-        switch (limits.round) {
-            case embedded::RoundModeEnum::Fix:
-                return FixRule::apply(x);
-            case embedded::RoundModeEnum::Round:
-                return RoundRule::apply(x);
-            default:
-                return ConvergentRule::apply(x);
-        }
+        return applyPicked<false>(RoundingRules(), limits.rule, x);
     }
 };
 
@@ -66,20 +97,31 @@ struct Kept {
 struct Keep {
     Keep(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership&) {}
     HWY_INLINE Kept operator()(Lanes x) const { return {x}; }
-    HWY_INLINE bool holds() const { return true; }
+    HWY_INLINE bool holds(const Tally&) const { return true; }
 };
 
+/// Where the place notes its extremes, these show the range.
+template <bool knowsExtremes>
 class Examine {
  public:
-    Examine(const FixedDoubleLimits&, embedded::RoundModeEnum, const Membership& members)
-        : mMembers(members), mExaminer(members) {}
+    Examine(const FixedDoubleLimits& format, embedded::RoundModeEnum, const Membership& members)
+        : mLeast(format.lowerbound), mGreatest(format.realmax), mMembers(members), mExaminer(members) {}
     HWY_INLINE Kept operator()(Lanes x) {
-        mExaminer.examine(x, mEvidence);
+        if constexpr (knowsExtremes) {
+            mExaminer.examineGrid(x, mEvidence);
+        } else {
+            mExaminer.examine(x, mEvidence);
+        }
         return {x};
     }
-    HWY_INLINE bool holds() const { return areMembers(mEvidence, mMembers); }
+    bool holds(const Tally& noted) const {
+        return knowsExtremes ? isOnGrid(mEvidence) && mLeast <= noted.least && noted.greatest <= mGreatest
+                             : areMembers(mEvidence, mMembers);
+    }
 
  private:
+    double mLeast;
+    double mGreatest;
     Membership mMembers;
     Examiner mExaminer;
     Evidence mEvidence;
@@ -94,7 +136,7 @@ class Quantize {
         const Lanes whole = Rounding::apply(x * like(x, mLimits.scale), mLimits);
         return quantizeRoundedValue<Overflow, AnyWord>(x, whole * like(x, mLimits.inverseScale), mLimits);
     }
-    HWY_INLINE bool holds() const { return true; }
+    HWY_INLINE bool holds(const Tally&) const { return true; }
 
  private:
     StageLimits mLimits;
@@ -148,23 +190,22 @@ struct LaneMachine {
         cell.v = hn::Add(cell.v, hn::BitCast(Tag(), hn::Xor(hn::BitCast(BitsTag(), x.v), sign.bits)));
     }
     HWY_INLINE bool casts(const auto& place) const { return place.casts; }
-    HWY_INLINE Lanes cast(auto& place, Lanes x) {
+    // `used` may be a mask of the lanes that are noted.
+    HWY_INLINE Lanes cast(auto& place, Lanes x, auto... used) {
         if (place.casts) {
-            quantize(place, x);
+            quantize(place, x, used...);
         }
         return x;
     }
-    HWY_INLINE void quantize(auto& place, Lanes& cell) {
+    HWY_INLINE void quantize(auto& place, Lanes& cell, auto... used) {
         const auto result = place.stage(cell);
-        place.notes.note(result);
+        place.notes.note(result, used...);
         cell = result.value;
     }
-    HWY_INLINE void quantize(auto& place, Lanes& cell, Mask used) {
-        const auto result = place.stage(cell);
-        place.notes.note(result, used);
-        cell = result.value;
+    /// Whether all examined values were of their formats.
+    bool holds(const Tallies& noted) const {
+        return product.stage.holds(noted.product) && pair.stage.holds(noted.pair) && sum.stage.holds(noted.sum);
     }
-    bool holds() const { return product.stage.holds() && pair.stage.holds() && sum.stage.holds(); }
     void noteIn(Tallies& tallies) const {
         if constexpr (kCounts) {
             tallies.product.join(product.notes.total());
@@ -185,13 +226,8 @@ struct SomeLanes {
         : whole(machine), used(lanes), product(machine.product), pair(machine.pair), sum(machine.sum) {}
     HWY_INLINE void multiply(Lanes& cell, Lanes a, Lanes b) { whole.multiply(cell, a, b); }
     HWY_INLINE void combine(const auto& sign, Lanes& cell, Lanes x) { whole.combine(sign, cell, x); }
-    HWY_INLINE bool casts(const auto& place) const { return place.casts; }
-    HWY_INLINE Lanes cast(auto& place, Lanes x) {
-        if (place.casts) {
-            quantize(place, x);
-        }
-        return x;
-    }
+    HWY_INLINE bool casts(const auto& place) const { return whole.casts(place); }
+    HWY_INLINE Lanes cast(auto& place, Lanes x) { return whole.cast(place, x, used); }
     HWY_INLINE void quantize(auto& place, Lanes& cell) { whole.quantize(place, cell, used); }
 
     Machine& whole;
@@ -222,7 +258,7 @@ struct Uncounted {
 template <class Stage>
 struct Counted {
     static constexpr bool kCounts = true;
-    static constexpr bool kQuantizesAndCounts = !std::is_same_v<Stage, Keep>;
+    static constexpr bool kQuantizesAndCounts = !std::is_same_v<Stage, Keep> && !std::is_same_v<Stage, Examine<true>>;
     static constexpr bool kIsPair = false;
     using ProductStage = Stage;
     using SumStage = Stage;
@@ -250,6 +286,15 @@ HWY_INLINE Lanes loadSome(const double* values, std::size_t count) {
     return load(lanes);
 }
 
+/// Loads `count` lanes or all; the last value fills up the others.
+HWY_INLINE Lanes loadFilled(const double* values, std::size_t count) {
+    if (count >= hn::Lanes(Tag())) {
+        return load(values);
+    }
+    const Lanes some = loadSome(values, count);
+    return choose(hn::FirstN(Tag(), count), some, like(some, values[count - 1]));
+}
+
 /// Stores `count` lanes or all.
 HWY_INLINE void store(Lanes x, double* out, std::size_t count) {
     const std::size_t width = hn::Lanes(Tag());
@@ -260,4 +305,26 @@ HWY_INLINE void store(Lanes x, double* out, std::size_t count) {
     alignas(HWY_MAX_BYTES) double lanes[HWY_MAX_BYTES / sizeof(double)];
     hn::Store(x.v, Tag(), lanes);
     std::copy(lanes, lanes + count, out);
+}
+
+constexpr std::size_t kWidth = hn::MaxLanes(Tag());
+
+/// Turns a square: lane i of vector k becomes lane k of vector i. Each stage exchanges one bit of both numbers.
+HWY_INLINE void transpose(Lanes (&x)[kWidth]) {
+    const Tag tag;
+    for (std::size_t i = 0; i < kWidth; i += 2) {
+        const auto a = x[i].v;
+        x[i].v = hn::InterleaveLower(tag, a, x[i + 1].v);
+        x[i + 1].v = hn::InterleaveUpper(tag, a, x[i + 1].v);
+    }
+    for (std::size_t i = 0; kWidth == 8 && i < kWidth; i += i % 2 == 0 ? 1 : 3) {
+        const auto a = x[i].v;
+        x[i].v = hn::OddEvenBlocks(hn::SwapAdjacentBlocks(x[i + 2].v), a);
+        x[i + 2].v = hn::OddEvenBlocks(x[i + 2].v, hn::SwapAdjacentBlocks(a));
+    }
+    for (std::size_t i = 0; kWidth > 2 && i < kWidth / 2; ++i) {
+        const auto a = x[i].v;
+        x[i].v = hn::ConcatLowerLower(tag, x[i + kWidth / 2].v, a);
+        x[i + kWidth / 2].v = hn::ConcatUpperUpper(tag, x[i + kWidth / 2].v, a);
+    }
 }

@@ -248,10 +248,18 @@ void pack(const View& view, std::size_t firstLane, std::size_t lanes, std::size_
         }
         return;
     }
-    for (std::size_t lane = 0; lane < padded; ++lane) {
-        const double* const from = first + static_cast<std::ptrdiff_t>(lane) * view.laneStep;
-        for (std::size_t t = 0; t < terms; ++t) {
-            panel[t * kLaneMultiple + lane] = lane < lanes ? from[static_cast<std::ptrdiff_t>(t) * view.termStep] : 0.0;
+    // By squares, so that a few cache lines are read and written at a time.
+    for (std::size_t lane = 0; lane < padded; lane += kWidestVector) {
+        const std::size_t used = std::min(kWidestVector, lanes - lane);
+        for (std::size_t begin = 0; begin < terms; begin += kWidestVector) {
+            for (std::size_t t = begin; t < std::min(terms, begin + kWidestVector); ++t) {
+                const double* const from = first + static_cast<std::ptrdiff_t>(lane) * view.laneStep +
+                                           static_cast<std::ptrdiff_t>(t) * view.termStep;
+                double* const to = panel + t * kLaneMultiple + lane;
+                for (std::size_t i = 0; i < kWidestVector; ++i) {
+                    to[i] = i < used ? from[static_cast<std::ptrdiff_t>(i) * view.laneStep] : 0.0;
+                }
+            }
         }
     }
 }
@@ -970,10 +978,15 @@ bool sumColumns(const Operand& x, std::uint64_t rows, std::uint64_t columns, con
         });
     };
     const auto runLanes = [&](std::uint64_t first, std::uint64_t last, RunNotes* notes) {
-        constexpr std::size_t kTerms = 256;
+        constexpr std::size_t kTerms = 64;
         double panel[kTerms * kLaneMultiple];
         const double one = 1.0;
         parts([&](const double* values, double* sums) {
+            if (notes && plan.places.treatment == Treatment::keep) {
+                laneloops::accumulateColumns(plan.places, values + first * rows, rows, sums + first, last - first,
+                                             notes);
+                return;
+            }
             std::fill(sums + first, sums + last, 0.0);
             for (std::uint64_t column = first; column < last; column += kLaneMultiple) {
                 const std::size_t lanes = std::min<std::size_t>(kLaneMultiple, last - column);

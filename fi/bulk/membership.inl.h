@@ -15,10 +15,15 @@ struct Examiner {
         : shifter(hn::Set(Tag(), type.shifter)), offset(hn::Set(BitsTag(), type.offset)) {}
 
     HWY_INLINE void examine(Lanes x, Evidence& evidence) const {
+        const hn::Vec<Tag> sum = examineGrid(x, evidence);
+        evidence.words = hn::Or(evidence.words, hn::Add(hn::BitCast(BitsTag(), sum), offset));
+    }
+    /// Only whether x is on the grid, which shows for values in range. Gives the sum of x and the shifter.
+    HWY_INLINE hn::Vec<Tag> examineGrid(Lanes x, Evidence& evidence) const {
         const hn::Vec<Tag> sum = hn::Add(x.v, shifter);
         const hn::Vec<Tag> difference = hn::Sub(hn::Sub(sum, shifter), x.v);
         evidence.offGrid = hn::Or(evidence.offGrid, hn::BitCast(BitsTag(), difference));
-        evidence.words = hn::Or(evidence.words, hn::Add(hn::BitCast(BitsTag(), sum), offset));
+        return sum;
     }
 
     hn::Vec<Tag> shifter;
