@@ -20,22 +20,35 @@ using laneloops::Tallies;
 using laneloops::Treatment;
 using Values = std::span<const double>;
 
+/// An operand by blocks.
+struct Parts {
+    Parts(const Operand& x, std::size_t count, bool hasImag)
+        : real(x.real, x.isScalar, count), imag(x.imag, x.isScalar, hasImag ? count : 0) {}
+    Source real;
+    Source imag;
+};
+
 /// The places of an operation with what their logs have yet to be given.
 class Ledger {
  public:
     Ledger(const qlogger& product, const qlogger& pair, const qlogger& sum, const qlogger& result)
         : mEntries{{{Tally(), product}, {Tally(), pair}, {Tally(), sum}, {Tally(), result}}} {}
 
-    /// Whether the sign of a zero extreme depends on the order of the steps within the block.
-    bool isOpen(const Tallies& block, const Tally& result) const {
-        return mEntries[0].isOpen(block.product) || mEntries[1].isOpen(block.pair) || mEntries[2].isOpen(block.sum) ||
-               mEntries[3].isOpen(result);
-    }
-    void append(const Tallies& block, const Tally& result) {
-        mEntries[0].total.append(block.product);
-        mEntries[1].total.append(block.pair);
-        mEntries[2].total.append(block.sum);
-        mEntries[3].total.append(result);
+    /// Adds what a block noted, unless the sign of a zero extreme depends on the order of the steps within the block.
+    bool append(const Tallies& block, const Tally& result) {
+        const Tally* const noted[] = {&block.product, &block.pair, &block.sum, &result};
+        Tally totals[4];
+        for (std::size_t i = 0; i < mEntries.size(); ++i) {
+            totals[i] = mEntries[i].total;
+            totals[i].append(*noted[i]);
+            if (totals[i].isOpenFor(mEntries[i].log)) {
+                return false;
+            }
+        }
+        for (std::size_t i = 0; i < mEntries.size(); ++i) {
+            mEntries[i].total = totals[i];
+        }
+        return true;
     }
     void handOver() {
         for (Entry& entry : mEntries) {
@@ -48,10 +61,6 @@ class Ledger {
 
  private:
     struct Entry {
-        bool isOpen(const Tally& block) const {
-            return (block.greatestZeros == Tally::both && total.greatest < 0.0 && log.getMax().isnegative()) ||
-                   (block.leastZeros == Tally::both && total.least > 0.0 && log.getMin().sign() > 0);
-        }
         Tally total;
         const qlogger& log;
     };
@@ -63,21 +72,24 @@ bool isMissingLoops(const quantizer& q, bool counts) {
 }
 
 /// Runs blocks one after the other. `runBlock(begin, length, tallies, result)` computes one and says what its places
-/// noted, `logMath(length)` counts its operations.
+/// noted, both null where nothing is counted; `logMath(length)` counts its operations.
 template <class RunBlock, class LogMath>
-void runCounted(std::size_t count, Ledger ledger, const RunBlock& runBlock, const LogMath& logMath,
-                const ByElements& byElements) {
+void runBlocks(std::size_t count, bool counts, Ledger ledger, const RunBlock& runBlock, const LogMath& logMath,
+               const ByElements& byElements) {
     for (std::size_t begin = 0; begin < count; begin += kBlock) {
         const std::size_t length = std::min(kBlock, count - begin);
+        if (!counts) {
+            runBlock(begin, length, nullptr, nullptr);
+            continue;
+        }
         Tallies tallies;
         Tally result;
-        runBlock(begin, length, tallies, result);
-        if (ledger.isOpen(tallies, result)) {
+        runBlock(begin, length, &tallies, &result);
+        if (ledger.append(tallies, result)) {
+            logMath(length);
+        } else {
             ledger.handOver();
             byElements(begin, begin + length);
-        } else {
-            ledger.append(tallies, result);
-            logMath(length);
         }
     }
     ledger.handOver();
@@ -165,16 +177,13 @@ bool add(Sign sign, const Operand& left, const Operand& right, std::span<double>
     const std::size_t count = real.size();
     const bool isComplex = !imag.empty();
     Addition addition(sign, q, castsBeforeSum);
-    const Source leftReal(left.real, left.isScalar, count);
-    const Source rightReal(right.real, right.isScalar, count);
-    const Source leftImag(left.imag, left.isScalar, isComplex ? count : 0);
-    const Source rightImag(right.imag, right.isScalar, isComplex ? count : 0);
+    const Parts a(left, count, isComplex);
+    const Parts b(right, count, isComplex);
     const auto runReal = [&](std::size_t begin, std::size_t length, Tallies* tallies) {
-        addition.run(leftReal.block(begin, length), rightReal.block(begin, length), real.subspan(begin, length),
-                     tallies);
+        addition.run(a.real.block(begin, length), b.real.block(begin, length), real.subspan(begin, length), tallies);
     };
     const auto runImag = [&](std::size_t begin, std::size_t length, Tallies* tallies) {
-        addition.run(leftImag.block(begin, length), right.imag ? rightImag.block(begin, length) : Values(),
+        addition.run(a.imag.block(begin, length), right.imag ? b.imag.block(begin, length) : Values(),
                      imag.subspan(begin, length), tallies);
     };
     if (!counts) {
@@ -188,12 +197,12 @@ bool add(Sign sign, const Operand& left, const Operand& right, std::span<double>
         return true;
     }
     const qlogger& log = q.getQlogger();
-    runCounted(
-        count, Ledger(log, log, log, log),
-        [&](std::size_t begin, std::size_t length, Tallies& tallies, Tally&) {
-            runReal(begin, length, &tallies);
+    runBlocks(
+        count, counts, Ledger(log, log, log, log),
+        [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally*) {
+            runReal(begin, length, tallies);
             if (isComplex) {
-                runImag(begin, length, &tallies);
+                runImag(begin, length, tallies);
             }
         },
         [&](std::size_t length) { addMathOperations(log, length); }, byElements);
@@ -328,41 +337,29 @@ bool multiply(const Operand& left, const Operand& right, std::span<double> real,
         return false;
     }
     Multiplication multiplication(quantizers, isComplexByComplex);
-    const Source leftReal(left.real, left.isScalar, count);
-    const Source rightReal(right.real, right.isScalar, count);
-    const Source leftImag(left.imag, left.isScalar, left.imag ? count : 0);
-    const Source rightImag(right.imag, right.isScalar, right.imag ? count : 0);
-
-    const auto runBlock = [&](std::size_t begin, std::size_t length, Tallies* tallies) {
-        const std::span<double> re = real.subspan(begin, length);
-        const Values ar = leftReal.block(begin, length);
-        const Values br = rightReal.block(begin, length);
-        if (isComplexByComplex) {
-            const Values ai = leftImag.block(begin, length);
-            const Values bi = rightImag.block(begin, length);
-            multiplication.run(Sign::minus, {ar.data(), br.data()}, {ai.data(), bi.data()}, re, tallies);
-            multiplication.run(Sign::plus, {ai.data(), br.data()}, {ar.data(), bi.data()}, imag.subspan(begin, length),
-                               tallies);
-            return;
-        }
-        multiplication.run(ar, br, re, tallies);
-        if (left.imag) {
-            multiplication.run(leftImag.block(begin, length), br, imag.subspan(begin, length), tallies);
-        }
-    };
-    if (!counts) {
-        for (std::size_t begin = 0; begin < count; begin += kBlock) {
-            runBlock(begin, std::min(kBlock, count - begin), nullptr);
-        }
-        return true;
-    }
-    runCounted(
-        count, Ledger(productLog, pairLog, pairLog, resultLog),
-        [&](std::size_t begin, std::size_t length, Tallies& tallies, Tally& result) {
-            runBlock(begin, length, &tallies);
-            multiplication.noteStore(real.subspan(begin, length), result);
-            if (!imag.empty()) {
-                multiplication.noteStore(imag.subspan(begin, length), result);
+    const Parts a(left, count, left.imag);
+    const Parts b(right, count, right.imag);
+    runBlocks(
+        count, counts, Ledger(productLog, pairLog, pairLog, resultLog),
+        [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally* result) {
+            const std::span<double> re = real.subspan(begin, length);
+            const std::span<double> im = imag.empty() ? imag : imag.subspan(begin, length);
+            const Values ar = a.real.block(begin, length);
+            const Values br = b.real.block(begin, length);
+            if (isComplexByComplex) {
+                const Values ai = a.imag.block(begin, length);
+                const Values bi = b.imag.block(begin, length);
+                multiplication.run(Sign::minus, {ar.data(), br.data()}, {ai.data(), bi.data()}, re, tallies);
+                multiplication.run(Sign::plus, {ai.data(), br.data()}, {ar.data(), bi.data()}, im, tallies);
+            } else {
+                multiplication.run(ar, br, re, tallies);
+                if (left.imag) {
+                    multiplication.run(a.imag.block(begin, length), br, im, tallies);
+                }
+            }
+            if (result) {
+                multiplication.noteStore(re, *result);
+                multiplication.noteStore(im, *result);
             }
         },
         [&](std::size_t length) {
@@ -371,6 +368,99 @@ bool multiply(const Operand& left, const Operand& right, std::span<double> real,
             }
         },
         byElements);
+    return true;
+}
+
+// Quotients.
+
+namespace {
+
+class Division {
+ public:
+    explicit Division(const quantizer& q) : mQuantizer(q), mHasLoops(q.hasFixedKernel()) {
+        if (mHasLoops) {
+            mPlaces.rule = laneloops::ruleOf(q);
+            mPlaces.product = q.getDoubleLimits();
+        }
+    }
+
+    /// Computes one block of one part. The tally of products is that of the quotients.
+    void run(Values numerators, Values divisors, std::span<double> out, Tallies* tallies) {
+        if (!mHasLoops) {
+            BlockMachine machine = blockMachine(tallies);
+            steps::divideStep(machine, machine.product, out, numerators, divisors);
+            return;
+        }
+        Tallies noted;
+        laneloops::divide(mPlaces, {numerators.data(), divisors.data()}, out.data(), out.size(),
+                          tallies ? &noted : nullptr);
+        if (tallies) {
+            tallies->product.join(noted.product);
+        }
+    }
+
+    /// Computes one block of both parts for a complex divisor; `leftImag` is empty for a real numerator.
+    void run(Values leftReal, Values leftImag, Values rightReal, Values rightImag, std::span<double> real,
+             std::span<double> imag, Tallies* tallies) {
+        const auto cellIn = [&](Block& block) { return BlockMachine::Cell(block.data(), real.size()); };
+        BlockMachine::Cell numerators[] = {cellIn(mNumerators[0]), cellIn(mNumerators[1])};
+        BlockMachine::Cell divisors = cellIn(mDivisors);
+        BlockMachine::Cell other = cellIn(mOther);
+        BlockMachine machine = blockMachine(nullptr);
+        steps::squareMagnitude(machine, divisors, other, rightReal, rightImag);
+        if (leftImag.empty()) {
+            steps::multiplyByConjugate(machine, numerators[0], numerators[1], leftReal, rightReal, rightImag);
+        } else {
+            steps::multiplyByConjugate(machine, numerators[0], numerators[1], other, leftReal, leftImag, rightReal,
+                                       rightImag);
+        }
+        run(numerators[0], divisors, real, tallies);
+        run(numerators[1], divisors, imag, tallies);
+    }
+
+ private:
+    BlockMachine blockMachine(Tallies* tallies) {
+        const BlockMachine::Place place{mQuantizer, false, tallies ? &tallies->product : nullptr};
+        return {place, place, place, mOther.data()};
+    }
+
+    const quantizer& mQuantizer;
+    bool mHasLoops;
+    Places mPlaces;
+    Block mNumerators[2];
+    Block mDivisors;
+    Block mOther;
+};
+
+}  // namespace
+
+bool divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
+            const quantizer& q, const ByElements& byElements) {
+    const qlogger& log = q.getQlogger();
+    const bool counts = log.isLogging();
+    if (isMissingLoops(q, counts)) {
+        return false;
+    }
+    const std::size_t count = real.size();
+    Division division(q);
+    const Parts a(left, count, left.imag);
+    const Parts b(right, count, right.imag);
+    runBlocks(
+        count, counts, Ledger(log, log, log, log),
+        [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally*) {
+            const Values divisors = b.real.block(begin, length);
+            if (right.imag) {
+                division.run(a.real.block(begin, length), left.imag ? a.imag.block(begin, length) : Values(), divisors,
+                             b.imag.block(begin, length), real.subspan(begin, length), imag.subspan(begin, length),
+                             tallies);
+                return;
+            }
+            division.run(a.real.block(begin, length), divisors, real.subspan(begin, length), tallies);
+            if (left.imag) {
+                division.run(a.imag.block(begin, length), divisors, imag.subspan(begin, length), tallies);
+            }
+        },
+        [](std::size_t) {}, byElements);
     return true;
 }
 

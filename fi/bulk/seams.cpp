@@ -81,6 +81,11 @@ arraymatrix::Quantizers quantizersOf(const fi& product, const fi& pair, const fi
             false};
 }
 
+elementwise::Operand elementOperandOf(const fi& x, bool isScalar) {
+    const Doubles entries(x);
+    return {entries.real, entries.imag, isScalar};
+}
+
 arraymatrix::Operand operandOf(const fi& x) {
     const Doubles entries(x);
     return {entries.real, entries.imag, x.getFixedExponent()};
@@ -98,15 +103,27 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, con
     if (!out.isUsable()) {
         return false;
     }
-    const auto operandOfProduct = [](const fi& x) {
-        const Doubles entries(x);
-        return elementwise::Operand{entries.real, entries.imag, x.isscalar()};
-    };
     const std::uint64_t count = result.numel();
     const elementwise::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
                                              result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
-    if (!elementwise::multiply(operandOfProduct(left), operandOfProduct(right), {out.real(), count},
-                               {out.imag(), out.imag() ? count : 0}, quantizers, byElements)) {
+    if (!elementwise::multiply(elementOperandOf(left, left.isscalar()), elementOperandOf(right, right.isscalar()),
+                               {out.real(), count}, {out.imag(), out.imag() ? count : 0}, quantizers, byElements)) {
+        return false;
+    }
+    operands.settle(result);
+    return true;
+}
+
+bool divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision, fi& result,
+            const ByElements& byElements) {
+    const Target out(result);
+    if (!holdsDouble(precision) || !holdDoubles(left, right) || !out.isUsable()) {
+        return false;
+    }
+    const std::uint64_t count = result.numel();
+    if (!elementwise::divide(elementOperandOf(left, operands.leftIsScalar()),
+                             elementOperandOf(right, operands.rightIsScalar()), {out.real(), count},
+                             {out.imag(), out.imag() ? count : 0}, result.getAssignmentQuantizer(), byElements)) {
         return false;
     }
     operands.settle(result);

@@ -1,5 +1,5 @@
-// Where products of arrays pass from the element steps to array code: whether all cells of the steps hold doubles, what
-// the array code is given, and where the current indices end.
+// Where products and quotients of arrays pass from the element steps to array code: whether all cells of the steps hold
+// doubles, what the array code is given, and where the current indices end.
 //
 // Each returns false, with nothing changed, when the element steps have to do the work. Registers are those of the
 // steps as the operation has made them. No operand, type or rule has slope and bias.
@@ -20,6 +20,9 @@ using ByElements = std::function<void(std::uint64_t begin, std::uint64_t end)>;
 /// complex one from the right.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
               fi& result, const ByElements& byElements);
+/// Quotients, at the working precision of the steps.
+bool divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision, fi& result,
+            const ByElements& byElements);
 /// `pair` is the sum register inside the product register, `sum` the array whose quantizer takes the running sums: the
 /// result itself, where the operands have changed places.
 bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,
