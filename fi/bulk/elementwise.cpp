@@ -384,12 +384,13 @@ class Division {
         }
     }
 
-    /// Computes one block of one part. The tally of products is that of the quotients.
-    void run(Values numerators, Values divisors, std::span<double> out, Tallies* tallies) {
+    /// Computes one block of one part. The tally of products is that of the quotients. Returns whether the last divisor
+    /// is zero.
+    bool run(Values numerators, Values divisors, std::span<double> out, Tallies* tallies) {
         if (!mHasLoops) {
             BlockMachine machine = blockMachine(tallies);
             steps::divideStep(machine, machine.product, out, numerators, divisors);
-            return;
+            return divisors.back() == 0.0;
         }
         Tallies noted;
         laneloops::divide(mPlaces, {numerators.data(), divisors.data()}, out.data(), out.size(),
@@ -397,10 +398,11 @@ class Division {
         if (tallies) {
             tallies->product.join(noted.product);
         }
+        return divisors.back() == 0.0;
     }
 
     /// Computes one block of both parts for a complex divisor; `leftImag` is empty for a real numerator.
-    void run(Values leftReal, Values leftImag, Values rightReal, Values rightImag, std::span<double> real,
+    bool run(Values leftReal, Values leftImag, Values rightReal, Values rightImag, std::span<double> real,
              std::span<double> imag, Tallies* tallies) {
         const auto cellIn = [&](Block& block) { return BlockMachine::Cell(block.data(), real.size()); };
         BlockMachine::Cell numerators[] = {cellIn(mNumerators[0]), cellIn(mNumerators[1])};
@@ -415,7 +417,7 @@ class Division {
                                        rightImag);
         }
         run(numerators[0], divisors, real, tallies);
-        run(numerators[1], divisors, imag, tallies);
+        return run(numerators[1], divisors, imag, tallies);
     }
 
  private:
@@ -434,14 +436,15 @@ class Division {
 
 }  // namespace
 
-bool divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
-            const quantizer& q, const ByElements& byElements) {
+std::optional<bool> divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
+                           const quantizer& q, const ByElements& byElements) {
     const qlogger& log = q.getQlogger();
     const bool counts = log.isLogging();
     if (isMissingLoops(q, counts)) {
-        return false;
+        return std::nullopt;
     }
     const std::size_t count = real.size();
+    bool endedByZero = false;
     Division division(q);
     const Parts a(left, count, left.imag);
     const Parts b(right, count, right.imag);
@@ -450,18 +453,18 @@ bool divide(const Operand& left, const Operand& right, std::span<double> real, s
         [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally*) {
             const Values divisors = b.real.block(begin, length);
             if (right.imag) {
-                division.run(a.real.block(begin, length), left.imag ? a.imag.block(begin, length) : Values(), divisors,
-                             b.imag.block(begin, length), real.subspan(begin, length), imag.subspan(begin, length),
-                             tallies);
+                endedByZero = division.run(
+                    a.real.block(begin, length), left.imag ? a.imag.block(begin, length) : Values(), divisors,
+                    b.imag.block(begin, length), real.subspan(begin, length), imag.subspan(begin, length), tallies);
                 return;
             }
-            division.run(a.real.block(begin, length), divisors, real.subspan(begin, length), tallies);
+            endedByZero = division.run(a.real.block(begin, length), divisors, real.subspan(begin, length), tallies);
             if (left.imag) {
                 division.run(a.imag.block(begin, length), divisors, imag.subspan(begin, length), tallies);
             }
         },
         [](std::size_t) {}, byElements);
-    return true;
+    return endedByZero;
 }
 
 }  // namespace tolvane::detail::elementwise

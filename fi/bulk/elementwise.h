@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 
 #include "fi/bulk/lane_loops.h"
@@ -47,8 +48,8 @@ struct Quantizers {
 bool multiply(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
               const Quantizers& quantizers, const ByElements& byElements);
 
-/// Divides; counts no operations.
-bool divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
-            const quantizer& q, const ByElements& byElements);
+/// Divides; counts no operations. Gives whether the last division was one by zero, or nothing instead of false.
+std::optional<bool> divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
+                           const quantizer& q, const ByElements& byElements);
 
 }  // namespace tolvane::detail::elementwise

@@ -579,7 +579,7 @@ void divideLoop(const Places& places, Operands operands, double* out, std::size_
         store(cell, out + i, used);
     }
     if constexpr (Kind::kCounts) {
-        machine.noteIn(*tallies);
+        tallies->product.join(machine.product.notes.total());
         tallies->product.values += machine.met();
     }
 }

@@ -114,20 +114,20 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, con
     return true;
 }
 
-bool divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision, fi& result,
-            const ByElements& byElements) {
+std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,
+                           fi& result, const ByElements& byElements) {
     const Target out(result);
     if (!holdsDouble(precision) || !holdDoubles(left, right) || !out.isUsable()) {
-        return false;
+        return std::nullopt;
     }
     const std::uint64_t count = result.numel();
-    if (!elementwise::divide(elementOperandOf(left, operands.leftIsScalar()),
-                             elementOperandOf(right, operands.rightIsScalar()), {out.real(), count},
-                             {out.imag(), out.imag() ? count : 0}, result.getAssignmentQuantizer(), byElements)) {
-        return false;
+    const std::optional<bool> endedByZero = elementwise::divide(
+        elementOperandOf(left, operands.leftIsScalar()), elementOperandOf(right, operands.rightIsScalar()),
+        {out.real(), count}, {out.imag(), out.imag() ? count : 0}, result.getAssignmentQuantizer(), byElements);
+    if (endedByZero) {
+        operands.settle(result);
     }
-    operands.settle(result);
-    return true;
+    return endedByZero;
 }
 
 bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,

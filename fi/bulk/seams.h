@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 #include "fi/bulk/broadcast.h"
 #include "fi/fi.h"
@@ -20,9 +21,10 @@ using ByElements = std::function<void(std::uint64_t begin, std::uint64_t end)>;
 /// complex one from the right.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
               fi& result, const ByElements& byElements);
-/// Quotients, at the working precision of the steps.
-bool divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision, fi& result,
-            const ByElements& byElements);
+/// Quotients, at the working precision of the steps. Gives whether the last division was one by zero, or nothing
+/// instead of false.
+std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,
+                           fi& result, const ByElements& byElements);
 /// `pair` is the sum register inside the product register, `sum` the array whose quantizer takes the running sums: the
 /// result itself, where the operands have changed places.
 bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,

@@ -1,6 +1,7 @@
 // Quotients of arrays into a given type.
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -157,38 +158,34 @@ fi& fi::over(const fi& b, const NumericType& type) const {
     const quantizer& q = result->getAssignmentQuantizer();
     const unsigned precision = workPrecision(*this, b, resultType) * (b.iscomplex() ? 2 : 1);
 
-    std::optional<ElementDivision> made;
-    const auto division = [&]() -> ElementDivision& {
-        return made ? *made : made.emplace(b.iscomplex(), precision, q);
-    };
+    std::optional<ElementDivision> division;
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
-        ElementDivision& elements = division();
+        division.emplace(b.iscomplex(), precision, q);
         if (operands.leftIsScalar()) {
             setIndex(0);
-            elements.setLeft(*this);
+            division->setLeft(*this);
         } else if (operands.rightIsScalar()) {
             b.setIndex(0);
-            elements.setRight(b);
+            division->setRight(b);
         }
         operands.walk(*result, begin, end, [&] {
             if (!operands.leftIsScalar()) {
-                elements.setLeft(*this);
+                division->setLeft(*this);
             }
             if (!operands.rightIsScalar()) {
-                elements.setRight(b);
+                division->setRight(b);
             }
-            elements.divide(iscomplex(), result->mReal, isComplex ? &result->imagEntry() : nullptr);
+            division->divide(iscomplex(), result->mReal, isComplex ? &result->imagEntry() : nullptr);
         });
     };
-    if (!arrayseams::divide(*this, b, operands, precision, *result, byElements)) {
+    std::optional<bool> endedByZero = arrayseams::divide(*this, b, operands, precision, *result, std::ref(byElements));
+    if (!endedByZero) {
         byElements(0, result->numel());
+        endedByZero = result->numel() > 0 && division->isByZero();
     }
     // Only checks the last division: callers rely on silence after a good one.
-    if (result->numel() > 0) {
-        division().setRight(b);
-        if (division().isByZero()) {
-            hscWarnMsgIdAndTxt("fi:divideByZero", "%s", "Division by zero occurred. Quotient was saturated.");
-        }
+    if (*endedByZero) {
+        hscWarnMsgIdAndTxt("fi:divideByZero", "%s", "Division by zero occurred. Quotient was saturated.");
     }
     return *result.release();
 }
