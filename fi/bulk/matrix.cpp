@@ -458,9 +458,9 @@ void settleSigns(const Plan& plan, std::span<const NotedPlace> places, std::span
     }
 }
 
-/// Hands the record over to the logs. `keepsOrder` says that a lane met its values in the order of the element steps,
-/// so that zeros of one sign in all lanes settle the sign.
-void handOver(Record& record, const Plan& plan, bool keepsOrder, const Stretches& stretches) {
+/// Hands the record over to the logs. Each lane met its values in the order of the element steps, so zeros of one sign
+/// in all lanes settle the sign.
+void handOver(Record& record, const Plan& plan, const Stretches& stretches) {
     const Quantizers& q = plan.quantizers;
     addSilentCasts(plan, record.notes.tallies);
     Tally& product = record.notes.tallies.product;
@@ -476,7 +476,7 @@ void handOver(Record& record, const Plan& plan, bool keepsOrder, const Stretches
     for (Tally* tally : {&product, &pair, &sum}) {
         const bool isPlus = plan.hasOneZero || (tally == &sum && q.castsSum && q.castsTotal);
         const auto zeros = [&](double extreme, unsigned noted) -> unsigned {
-            return extreme != 0.0 ? Tally::none : isPlus ? Tally::plus : keepsOrder ? noted : Tally::both;
+            return extreme != 0.0 ? Tally::none : isPlus ? Tally::plus : noted;
         };
         tally->greatestZeros = zeros(tally->greatest, tally->greatestZeros);
         tally->leastZeros = zeros(tally->least, tally->leastZeros);
@@ -817,7 +817,7 @@ bool multiply(const Operand& left, const Operand& right, const MatrixShape& shap
             std::fill(part + begin * shape.rows, part + end * shape.rows, 0.0);
         }
     };
-    handOver(record, plan, product.runsAlongColumns(),
+    handOver(record, plan,
              {product.columns(), product.runsAlongColumns() ? 1 : kLaneMultiple,
               [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { product.run(begin, end, &notes); },
               [&](std::uint64_t begin, std::uint64_t end) {
@@ -911,7 +911,7 @@ bool convolve(const Operand& left, const Operand& right, const ConvolutionShape&
         convolution->run(0, inside, plan.counts ? &record.notes : nullptr);
         if (plan.counts) {
             handOver(
-                record, plan, false,
+                record, plan,
                 {inside, kLaneMultiple,
                  [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { convolution->run(begin, end, &notes); },
                  byElements});
@@ -994,7 +994,7 @@ bool sumColumns(const Operand& x, std::uint64_t rows, std::uint64_t columns, con
     record.products = 0;
     run(0, columns, plan.counts ? &record.notes : nullptr);
     if (plan.counts) {
-        handOver(record, plan, isChain,
+        handOver(record, plan,
                  {columns, isChain ? 1 : kLaneMultiple,
                   [&](std::uint64_t begin, std::uint64_t end, RunNotes& notes) { run(begin, end, &notes); },
                   [&](std::uint64_t begin, std::uint64_t end) {
