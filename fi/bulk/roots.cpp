@@ -146,6 +146,8 @@ struct Distances {
     }
 };
 
+/// Sums within words, which compilers turn into vector code; std::popcount is a call for each value where the processor
+/// need not have an instruction for it.
 std::uint64_t countOnes(std::span<const double> floors) {
     std::uint32_t result = 0;
     for (const double x : floors) {
