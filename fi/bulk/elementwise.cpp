@@ -95,12 +95,6 @@ void runBlocks(std::size_t count, bool counts, Ledger ledger, const RunBlock& ru
     ledger.handOver();
 }
 
-void addMathOperations(const qlogger& log, std::size_t count) {
-    if (qlogger::getLogging()) {
-        log.setNMathOperations(log.getNMathoperations() + count);
-    }
-}
-
 // Sums.
 
 class Addition {

@@ -11,16 +11,11 @@ namespace tolvane::detail::arrayseams {
 
 namespace {
 
-/// Whether a part holds one double for each element; that of a column view holds those of its root.
-bool isInDoubles(const number& part, std::uint64_t count) {
-    const doublenumber* const doubles = part.asDouble();
-    return doubles != nullptr && doubles->numel() == count;
-}
-
 /// The entries of an array where all are doubles.
 struct Doubles {
     explicit Doubles(const fi& x)
-        : isUsable(isInDoubles(x.real(), x.numel()) && (x.isreal() || isInDoubles(x.imag(), x.numel()))),
+        : isUsable(entries::isInDoubles(x.real(), x.numel()) &&
+                   (x.isreal() || entries::isInDoubles(x.imag(), x.numel()))),
           real(isUsable ? entries::doublesOf(x.real(), x.numel()).data() : nullptr),
           imag(isUsable && x.iscomplex() ? entries::doublesOf(x.imag(), x.numel()).data() : nullptr) {}
     bool isUsable;
