@@ -32,28 +32,25 @@ struct Parts {
 class Ledger {
  public:
     Ledger(const qlogger& product, const qlogger& pair, const qlogger& sum, const qlogger& result)
-        : mEntries{{{Tally(), product}, {Tally(), pair}, {Tally(), sum}, {Tally(), result}}} {}
+        : mEntries{{{Tally(), &product}, {Tally(), &pair}, {Tally(), &sum}, {Tally(), &result}}} {}
 
     /// Adds what a block noted, unless the sign of a zero extreme depends on the order of the steps within the block.
     bool append(const Tallies& block, const Tally& result) {
         const Tally* const noted[] = {&block.product, &block.pair, &block.sum, &result};
-        Tally totals[4];
-        for (std::size_t i = 0; i < mEntries.size(); ++i) {
-            totals[i] = mEntries[i].total;
-            totals[i].append(*noted[i]);
-            if (totals[i].isOpenFor(mEntries[i].log)) {
+        std::array<Entry, 4> next = mEntries;
+        for (std::size_t i = 0; i < next.size(); ++i) {
+            next[i].total.append(*noted[i]);
+            if (next[i].total.isOpenFor(*next[i].log)) {
                 return false;
             }
         }
-        for (std::size_t i = 0; i < mEntries.size(); ++i) {
-            mEntries[i].total = totals[i];
-        }
+        mEntries = next;
         return true;
     }
     void handOver() {
         for (Entry& entry : mEntries) {
             if (entry.total.values > 0) {
-                entry.total.handTo(entry.log);
+                entry.total.handTo(*entry.log);
                 entry.total = Tally();
             }
         }
@@ -62,7 +59,7 @@ class Ledger {
  private:
     struct Entry {
         Tally total;
-        const qlogger& log;
+        const qlogger* log;
     };
     std::array<Entry, 4> mEntries;
 };
@@ -95,69 +92,91 @@ void runBlocks(std::size_t count, bool counts, Ledger ledger, const RunBlock& ru
     ledger.handOver();
 }
 
-// Sums.
-
-class Addition {
- public:
-    Addition(Sign sign, const quantizer& q, bool castsBeforeSum)
-        : mSign(sign), mQuantizer(q), mHasLoops(q.hasFixedKernel()) {
-        mPlaces.castsSum = castsBeforeSum;
+/// The places of an operation and what runs its steps: lanes where all places have loops, else blocks.
+class Runner {
+ protected:
+    Runner(const quantizer& product, const quantizer& sum)
+        : mHasLoops(product.hasFixedKernel() && sum.hasFixedKernel() &&
+                    laneloops::ruleOf(product) == laneloops::ruleOf(sum)),
+          mProduct(product),
+          mSum(sum) {
         if (mHasLoops) {
             mPlaces.treatment = Treatment::examine;
-            mPlaces.rule = laneloops::ruleOf(q);
-            mPlaces.sum = q.getDoubleLimits();
-            mPlaces.sumMembers = membershipOf(q);
+            mPlaces.rule = laneloops::ruleOf(product);
+            mPlaces.product = product.getDoubleLimits();
+            mPlaces.sum = sum.getDoubleLimits();
+            mPlaces.productMembers = membershipOf(product);
+            mPlaces.sumMembers = membershipOf(sum);
         }
+    }
+
+    /// Lets lanes run a block. `loop(tallies)` says whether the block holds the proof.
+    template <class Loop>
+    void runLanes(Tallies* tallies, const Loop& loop) {
+        Tallies noted;
+        if (!loop(tallies ? &noted : nullptr)) {
+            // If one block fails the proof, the next probably will too.
+            mPlaces.treatment = Treatment::quantize;
+            noted = Tallies();
+            loop(tallies ? &noted : nullptr);
+        }
+        if (tallies) {
+            tallies->product.join(noted.product);
+            tallies->pair.join(noted.pair);
+            tallies->sum.join(noted.sum);
+        }
+    }
+    BlockMachine blockMachine(Tallies* tallies) {
+        const auto place = [&](const quantizer& q, bool casts, Tally Tallies::*tally) {
+            return BlockMachine::Place{q, casts, tallies ? &(tallies->*tally) : nullptr};
+        };
+        return {place(mProduct, false, &Tallies::product), place(mSum, mPlaces.castsPair, &Tallies::pair),
+                place(mSum, mPlaces.castsSum, &Tallies::sum), mOther.data()};
+    }
+
+    bool mHasLoops;
+    Places mPlaces;
+    Block mOther;
+
+ private:
+    const quantizer& mProduct;
+    const quantizer& mSum;
+};
+
+// Sums.
+
+class Addition : Runner {
+ public:
+    Addition(Sign sign, const quantizer& q, bool castsBeforeSum) : Runner(q, q), mSign(sign) {
+        mPlaces.castsSum = castsBeforeSum;
     }
 
     /// Computes one block of one part. An empty right side takes no part, as that of a real operand.
     void run(Values left, Values right, std::span<double> out, Tallies* tallies) {
-        if (right.empty()) {
-            // The zero of a real operand isn't added.
-            runPlaces(left, {}, out, tallies);
+        if (mHasLoops && !right.empty()) {
+            runLanes(tallies, [&](Tallies* noted) {
+                if (noted) {
+                    noted->sum.values = (mPlaces.castsSum ? 3 : 1) * out.size();
+                }
+                return laneloops::add(mPlaces, mSign, {left.data(), right.data()}, out.data(), out.size(), noted);
+            });
             return;
         }
-        if (!mHasLoops) {
-            runPlaces(left, right, out, tallies);
-            return;
-        }
-        const auto run = [&] {
-            Tallies noted;
-            const bool holds = laneloops::add(mPlaces, mSign, {left.data(), right.data()}, out.data(), out.size(),
-                                              tallies ? &noted : nullptr);
-            if (tallies && holds) {
-                noted.sum.values = (mPlaces.castsSum ? 3 : 1) * out.size();
-                tallies->sum.join(noted.sum);
-            }
-            return holds;
-        };
-        if (!run()) {
-            // If one block fails the proof, the next probably will too.
-            mPlaces.treatment = Treatment::quantize;
-            run();
-        }
-    }
-
- private:
-    void runPlaces(Values left, Values right, std::span<double> out, Tallies* tallies) {
-        const BlockMachine::Place sum{mQuantizer, mPlaces.castsSum, tallies ? &tallies->sum : nullptr};
-        BlockMachine machine(sum, sum, sum, mScratch.data());
+        BlockMachine machine = blockMachine(tallies);
         std::ranges::copy(left, out.begin());
         if (!right.empty()) {
             steps::combineStep(machine, machine.sum, mSign, out, right);
             return;
         }
+        // The zero of a real operand isn't added.
         if (mPlaces.castsSum) {
-            machine.quantize(sum, out);
+            machine.quantize(machine.sum, out);
         }
-        machine.quantize(sum, out);
+        machine.quantize(machine.sum, out);
     }
 
+ private:
     Sign mSign;
-    const quantizer& mQuantizer;
-    bool mHasLoops;
-    Places mPlaces;
-    Block mScratch;
 };
 
 }  // namespace
@@ -207,29 +226,15 @@ bool add(Sign sign, const Operand& left, const Operand& right, std::span<double>
 
 namespace {
 
-class Multiplication {
+class Multiplication : Runner {
  public:
-    Multiplication(const Quantizers& quantizers, bool isComplexByComplex) : mQuantizers(quantizers) {
-        const quantizer& product = quantizers.product;
-        const quantizer& sum = quantizers.sum;
-        mHasLoops = product.hasFixedKernel();
-        mPlaces.castsPair = quantizers.castsBeforeSum;
-        if (isComplexByComplex) {
-            mHasLoops = mHasLoops && sum.hasFixedKernel() && laneloops::ruleOf(product) == laneloops::ruleOf(sum);
-            // Products are values of their format, and casting leaves them alone in a format that has all of these.
-            mCastsSilently = mPlaces.castsPair && mHasLoops && covers(sum, product);
-            mPlaces.castsPair = mPlaces.castsPair && !mCastsSilently;
-        }
-        if (mHasLoops) {
-            mPlaces.treatment = Treatment::examine;
-            mPlaces.rule = laneloops::ruleOf(product);
-            mPlaces.product = product.getDoubleLimits();
-            mPlaces.productMembers = membershipOf(product);
-            if (isComplexByComplex) {
-                mPlaces.sum = sum.getDoubleLimits();
-                mPlaces.sumMembers = membershipOf(sum);
-            }
-        }
+    Multiplication(const Quantizers& quantizers, bool isComplexByComplex)
+        : Runner(quantizers.product, isComplexByComplex ? quantizers.sum : quantizers.product),
+          mResult(quantizers.result) {
+        // Products are values of their format, and casting leaves them alone in a format that has all of these.
+        const bool castsPair = isComplexByComplex && quantizers.castsBeforeSum;
+        mCastsSilently = castsPair && mHasLoops && covers(quantizers.sum, quantizers.product);
+        mPlaces.castsPair = castsPair && !mCastsSilently;
     }
 
     /// Computes products.
@@ -239,7 +244,7 @@ class Multiplication {
             steps::multiplyStep(machine, out, left, right);
             return;
         }
-        runLoops(tallies, [&](Tallies* noted) {
+        runLanes(tallies, [&](Tallies* noted) {
             const bool holds = laneloops::multiply(mPlaces, {left.data(), right.data()}, out.data(), out.size(), noted);
             if (noted) {
                 noted->product.values = out.size();
@@ -259,7 +264,7 @@ class Multiplication {
                                     values(second.left), values(second.right));
             return;
         }
-        runLoops(tallies, [&](Tallies* noted) {
+        runLanes(tallies, [&](Tallies* noted) {
             const bool holds = laneloops::multiplyPairs(mPlaces, sign, first, second, out.data(), count, noted);
             if (noted) {
                 noted->product.values = 2 * count;
@@ -278,42 +283,14 @@ class Multiplication {
             return;
         }
         result.join(laneloops::extremes(values.data(), values.size()));
-        if (mQuantizers.result.getNumericType().isScaledDouble()) {
-            mQuantizers.result.quantizeAndTally(values, values, &result);
+        if (mResult.getNumericType().isScaledDouble()) {
+            mResult.quantizeAndTally(values, values, &result);
         }
     }
 
  private:
-    template <class Loop>
-    void runLoops(Tallies* tallies, const Loop& loop) {
-        std::optional<Tallies> noted;
-        const auto run = [&] {
-            if (tallies) {
-                noted.emplace();
-            }
-            return loop(noted ? &*noted : nullptr);
-        };
-        if (!run()) {
-            // If one block fails the proof, the next probably will too.
-            mPlaces.treatment = Treatment::quantize;
-            run();
-        }
-        if (noted) {
-            tallies->product.join(noted->product);
-            tallies->pair.join(noted->pair);
-        }
-    }
-    BlockMachine blockMachine(Tallies* tallies) const {
-        const BlockMachine::Place product{mQuantizers.product, false, tallies ? &tallies->product : nullptr};
-        const BlockMachine::Place pair{mQuantizers.sum, mPlaces.castsPair, tallies ? &tallies->pair : nullptr};
-        return {product, pair, pair, nullptr};
-    }
-
-    const Quantizers& mQuantizers;
-    bool mHasLoops;
-    bool mCastsSilently = false;
-    Places mPlaces;
-    Block mOther;
+    const quantizer& mResult;
+    bool mCastsSilently;
 };
 
 }  // namespace
@@ -369,28 +346,21 @@ bool multiply(const Operand& left, const Operand& right, std::span<double> real,
 
 namespace {
 
-class Division {
+class Division : Runner {
  public:
-    explicit Division(const quantizer& q) : mQuantizer(q), mHasLoops(q.hasFixedKernel()) {
-        if (mHasLoops) {
-            mPlaces.rule = laneloops::ruleOf(q);
-            mPlaces.product = q.getDoubleLimits();
-        }
-    }
+    explicit Division(const quantizer& q) : Runner(q, q) {}
 
     /// Computes one block of one part. The tally of products is that of the quotients. Returns whether the last divisor
     /// is zero.
     bool run(Values numerators, Values divisors, std::span<double> out, Tallies* tallies) {
-        if (!mHasLoops) {
+        if (mHasLoops) {
+            runLanes(tallies, [&](Tallies* noted) {
+                laneloops::divide(mPlaces, {numerators.data(), divisors.data()}, out.data(), out.size(), noted);
+                return true;
+            });
+        } else {
             BlockMachine machine = blockMachine(tallies);
             steps::divideStep(machine, machine.product, out, numerators, divisors);
-            return divisors.back() == 0.0;
-        }
-        Tallies noted;
-        laneloops::divide(mPlaces, {numerators.data(), divisors.data()}, out.data(), out.size(),
-                          tallies ? &noted : nullptr);
-        if (tallies) {
-            tallies->product.join(noted.product);
         }
         return divisors.back() == 0.0;
     }
@@ -415,17 +385,8 @@ class Division {
     }
 
  private:
-    BlockMachine blockMachine(Tallies* tallies) {
-        const BlockMachine::Place place{mQuantizer, false, tallies ? &tallies->product : nullptr};
-        return {place, place, place, mOther.data()};
-    }
-
-    const quantizer& mQuantizer;
-    bool mHasLoops;
-    Places mPlaces;
     Block mNumerators[2];
     Block mDivisors;
-    Block mOther;
 };
 
 }  // namespace
