@@ -32,25 +32,27 @@ struct Parts {
 class Ledger {
  public:
     Ledger(const qlogger& product, const qlogger& pair, const qlogger& sum, const qlogger& result)
-        : mEntries{{{Tally(), &product}, {Tally(), &pair}, {Tally(), &sum}, {Tally(), &result}}} {}
+        : mEntries{{{Tally(), product}, {Tally(), pair}, {Tally(), sum}, {Tally(), result}}} {}
 
     /// Adds what a block noted, unless the sign of a zero extreme depends on the order of the steps within the block.
     bool append(const Tallies& block, const Tally& result) {
         const Tally* const noted[] = {&block.product, &block.pair, &block.sum, &result};
-        std::array<Entry, 4> next = mEntries;
-        for (std::size_t i = 0; i < next.size(); ++i) {
-            next[i].total.append(*noted[i]);
-            if (next[i].total.isOpenFor(*next[i].log)) {
+        for (std::size_t i = 0; i < mEntries.size(); ++i) {
+            Tally total = mEntries[i].total;
+            total.append(*noted[i]);
+            if (total.isOpenFor(mEntries[i].log)) {
                 return false;
             }
         }
-        mEntries = next;
+        for (std::size_t i = 0; i < mEntries.size(); ++i) {
+            mEntries[i].total.append(*noted[i]);
+        }
         return true;
     }
     void handOver() {
         for (Entry& entry : mEntries) {
             if (entry.total.values > 0) {
-                entry.total.handTo(*entry.log);
+                entry.total.handTo(entry.log);
                 entry.total = Tally();
             }
         }
@@ -59,7 +61,7 @@ class Ledger {
  private:
     struct Entry {
         Tally total;
-        const qlogger* log;
+        const qlogger& log;
     };
     std::array<Entry, 4> mEntries;
 };
