@@ -16,7 +16,8 @@ using Block = std::array<double, kBlock>;
 class Source {
  public:
     /// `values` null stands for a part that is all zero; a part of no values has no blocks.
-    Source(const double* values, bool isScalar, std::size_t count) : mValues(values), mMoves(values && !isScalar) {
+    Source(const double* values, bool isScalar, std::size_t count)
+        : mValues(values), mMoves(values && (!isScalar || count == 1)) {
         if (!mMoves && count > 0) {
             const std::size_t length = std::min(count, kBlock);
             mFilled = std::make_unique_for_overwrite<double[]>(length);

@@ -1,6 +1,7 @@
 #include "fi/bulk/seams.h"
 
 #include <algorithm>
+#include <span>
 
 #include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
@@ -76,9 +77,24 @@ arraymatrix::Quantizers quantizersOf(const fi& product, const fi& pair, const fi
             false};
 }
 
-elementwise::Operand elementOperandOf(const fi& x, bool isScalar) {
-    const Doubles entries(x);
-    return {entries.real, entries.imag, isScalar};
+/// What operations element by element are given.
+struct Elements {
+    bool areUsable;
+    elementwise::Operand left;
+    elementwise::Operand right;
+    std::span<double> real;
+    std::span<double> imag;
+};
+Elements elementsOf(const fi& left, const fi& right, fi& result) {
+    const Doubles a(left);
+    const Doubles b(right);
+    const Target out(result);
+    const std::uint64_t count = result.numel();
+    return {a.isUsable && b.isUsable && out.isUsable(),
+            {a.real, a.imag, left.isscalar()},
+            {b.real, b.imag, right.isscalar()},
+            {out.real(), count},
+            {out.imag(), out.imag() ? count : 0}};
 }
 
 arraymatrix::Operand operandOf(const fi& x) {
@@ -88,21 +104,27 @@ arraymatrix::Operand operandOf(const fi& x) {
 
 }  // namespace
 
+bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operands, fi& result, bool castsBeforeSum,
+         const ByElements& byElements) {
+    const Elements all = elementsOf(left, right, result);
+    if (!all.areUsable || !elementwise::add(sign, all.left, all.right, all.real, all.imag,
+                                            result.getAssignmentQuantizer(), castsBeforeSum, byElements)) {
+        return false;
+    }
+    operands.settle(result);
+    return true;
+}
+
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
               fi& result, const ByElements& byElements) {
-    if (haveSlopeBias(left, right, sum) || !holdDoubles(left, right) || !holdDoubles(product, sum) ||
+    const Elements all = elementsOf(left, right, result);
+    if (!all.areUsable || haveSlopeBias(left, right, sum) || !holdDoubles(product, sum) ||
         !pairCellsHoldDoubles(left, right, sum)) {
         return false;
     }
-    const Target out(result);
-    if (!out.isUsable()) {
-        return false;
-    }
-    const std::uint64_t count = result.numel();
     const elementwise::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
                                              result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
-    if (!elementwise::multiply(elementOperandOf(left, left.isscalar()), elementOperandOf(right, right.isscalar()),
-                               {out.real(), count}, {out.imag(), out.imag() ? count : 0}, quantizers, byElements)) {
+    if (!elementwise::multiply(all.left, all.right, all.real, all.imag, quantizers, byElements)) {
         return false;
     }
     operands.settle(result);
@@ -111,14 +133,12 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, con
 
 std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,
                            fi& result, const ByElements& byElements) {
-    const Target out(result);
-    if (!holdsDouble(precision) || !holdDoubles(left, right) || !out.isUsable()) {
+    const Elements all = elementsOf(left, right, result);
+    if (!all.areUsable || !holdsDouble(precision)) {
         return std::nullopt;
     }
-    const std::uint64_t count = result.numel();
-    const std::optional<bool> endedByZero = elementwise::divide(
-        elementOperandOf(left, operands.leftIsScalar()), elementOperandOf(right, operands.rightIsScalar()),
-        {out.real(), count}, {out.imag(), out.imag() ? count : 0}, result.getAssignmentQuantizer(), byElements);
+    const std::optional<bool> endedByZero =
+        elementwise::divide(all.left, all.right, all.real, all.imag, result.getAssignmentQuantizer(), byElements);
     if (endedByZero) {
         operands.settle(result);
     }

@@ -1,5 +1,5 @@
-// Where products and quotients of arrays pass from the element steps to array code: whether all cells of the steps hold
-// doubles, what the array code is given, and where the current indices end.
+// Where sums, products and quotients of arrays pass from the element steps to array code: whether all cells of the
+// steps hold doubles, what the array code is given, and where the current indices end.
 //
 // Each returns false, with nothing changed, when the element steps have to do the work. Registers are those of the
 // steps as the operation has made them. No operand, type or rule has slope and bias.
@@ -10,13 +10,19 @@
 #include <optional>
 
 #include "fi/bulk/broadcast.h"
+#include "fi/bulk/lane_loops.h"
 #include "fi/fi.h"
 
 namespace tolvane::detail::arrayseams {
 
+using laneloops::Sign;
+
 /// Runs the steps on a range of elements of the result; of columns, for products of matrices.
 using ByElements = std::function<void(std::uint64_t begin, std::uint64_t end)>;
 
+/// Sums or differences. The cells of the steps hold doubles.
+bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operands, fi& result, bool castsBeforeSum,
+         const ByElements& byElements);
 /// `left` is the operand whose product register and, inside of it, sum register do the work; a real operand meets a
 /// complex one from the right.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
