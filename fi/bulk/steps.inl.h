@@ -14,8 +14,7 @@
 //     m.isZero(x)               gives `zeros`
 //     m.divide(cell, a, b, zeros)          sets the cell to a / b but where b is zero
 //     m.quantizeBut(zeros, place, cell)    quantizes the others
-//     m.takeBound(zeros, place, cell, a)   sets the cell to the lower bound of the place's format if a < 0, else the
-//     upper
+//     m.takeBound(zeros, place, cell, a)   sets the cell to the bound of the format that a < 0 or a >= 0 lies toward
 // The order of the calls is the order in which the places meet their values.
 
 /// cell = Q(a * b)
