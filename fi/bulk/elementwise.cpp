@@ -157,10 +157,12 @@ class Addition : Runner {
     void run(Values left, Values right, std::span<double> out, Tallies* tallies) {
         if (mHasLoops && !right.empty()) {
             runLanes(tallies, [&](Tallies* noted) {
+                const bool holds =
+                    laneloops::add(mPlaces, mSign, {left.data(), right.data()}, out.data(), out.size(), noted);
                 if (noted) {
                     noted->sum.values = (mPlaces.castsSum ? 3 : 1) * out.size();
                 }
-                return laneloops::add(mPlaces, mSign, {left.data(), right.data()}, out.data(), out.size(), noted);
+                return holds;
             });
             return;
         }
