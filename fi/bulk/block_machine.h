@@ -92,8 +92,8 @@ class BlockMachine {
         }
     }
 
-    static constexpr Sign plus = Sign::plus;
-    static constexpr Sign minus = Sign::minus;
+    static constexpr Sign kPlus = Sign::plus;
+    static constexpr Sign kMinus = Sign::minus;
     Place product;  // of quotients, too
     Place pair;
     Place sum;

@@ -9,7 +9,7 @@
 //     m.cast(place, x)          x, or what the conversion makes of it
 //     m.quantize(place, cell)   forces the cell into the format of the place and notes it in the place's statistics
 // Machines that divide also have, where `zeros` says which values are zero:
-//     m.plus, m.minus           the signs
+//     m.kPlus, m.kMinus         the signs
 //     m.negate(cell)
 //     m.isZero(x)               gives `zeros`
 //     m.divide(cell, a, b, zeros)          sets the cell to a / b but where b is zero
@@ -81,15 +81,15 @@ template <class M, class Sign, class Cell, class A, class B, class C, class D>
 /// cell = |b|^2
 template <class M, class Cell, class B>
 [[gnu::always_inline]] inline void squareMagnitude(M& m, Cell& cell, Cell& other, const B& bReal, const B& bImag) {
-    combineProducts(m, m.plus, cell, other, bReal, bReal, bImag, bImag);
+    combineProducts(m, m.kPlus, cell, other, bReal, bReal, bImag, bImag);
 }
 
 /// real + i imag = a * conj(b)
 template <class M, class Cell, class A, class B>
 [[gnu::always_inline]] inline void multiplyByConjugate(M& m, Cell& real, Cell& imag, Cell& other, const A& aReal,
                                                        const A& aImag, const B& bReal, const B& bImag) {
-    combineProducts(m, m.plus, real, other, aReal, bReal, aImag, bImag);
-    combineProducts(m, m.minus, imag, other, aImag, bReal, aReal, bImag);
+    combineProducts(m, m.kPlus, real, other, aReal, bReal, aImag, bImag);
+    combineProducts(m, m.kMinus, imag, other, aImag, bReal, aReal, bImag);
 }
 /// The same for a real a.
 template <class M, class Cell, class A, class B>

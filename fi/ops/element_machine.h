@@ -119,8 +119,8 @@ class ElementMachine {
         }
     }
 
-    static constexpr Plus plus{};
-    static constexpr Minus minus{};
+    static constexpr Plus kPlus{};
+    static constexpr Minus kMinus{};
     Place product;  // of quotients, too
     Place pair;
     Place sum;
