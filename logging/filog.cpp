@@ -5,6 +5,12 @@
 #include "logging/qlogger.h"
 #include "logging/shared_logs.h"
 
+namespace {
+
+constinit std::mutex sSharedLogs;
+
+}  // namespace
+
 filog::filog() : mMinLog(qlogger::getStartOfMin()), mMaxLog(qlogger::getStartOfMax()) {}
 
 filog::filog(std::string key, std::string tag, embedded::OperationTypeEnum operation, const NumericType& type,
@@ -54,6 +60,5 @@ std::map<std::string, filog>& filog::getLogMap() {
 }
 
 std::unique_lock<std::mutex> tolvane::detail::lockSharedLogs() {
-    static std::mutex sMutex;
-    return std::unique_lock(sMutex);
+    return std::unique_lock(sSharedLogs);
 }

@@ -51,10 +51,10 @@ struct Tally {
         underflows += other.underflows;
     }
 
-    /// Whether the sign of a zero extreme is open that the log would take.
-    bool isOpenFor(const qlogger& log) const {
-        return (greatestZeros == both && log.getMax().isnegative()) || (leastZeros == both && log.getMin().sign() > 0);
-    }
+    // Whether the sign of a zero extreme is open that the log would take.
+    bool isGreatestOpenFor(const qlogger& log) const { return greatestZeros == both && log.getMax().isnegative(); }
+    bool isLeastOpenFor(const qlogger& log) const { return leastZeros == both && log.getMin().sign() > 0; }
+    bool isOpenFor(const qlogger& log) const { return isGreatestOpenFor(log) || isLeastOpenFor(log); }
     /// Takes the sign of the first zero for zero extremes of both signs.
     void settle(double firstZero) {
         const unsigned sign = std::signbit(firstZero) ? minus : plus;
@@ -81,5 +81,12 @@ struct Tally {
         return zeros == none ? extreme : zeros == minus ? -0.0 : 0.0;
     }
 };
+
+/// Counts mathematical operations while logging is on, whether or not the log itself is open.
+inline void addMathOperations(const qlogger& log, std::uint64_t count) {
+    if (qlogger::getLogging()) {
+        log.setNMathOperations(log.getNMathoperations() + count);
+    }
+}
 
 }  // namespace tolvane::detail

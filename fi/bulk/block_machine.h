@@ -24,7 +24,8 @@ class BlockMachine {
         Tally* tally;  // null where nothing is counted
     };
 
-    /// `scratch` holds a converted operand; it is needed only for places that cast operands that are no cells.
+    /// `scratch` holds a converted operand, or quotients; it is needed only for places that cast operands that are no
+    /// cells and for quotients.
     BlockMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums, double* scratch)
         : product(ofProducts), pair(ofPairs), sum(ofSums), mScratch(scratch) {}
 
@@ -59,7 +60,41 @@ class BlockMachine {
     }
     static void quantize(const Place& place, Cell cell) { place.format.quantizeAndTally(cell, cell, place.tally); }
 
-    Place product;
+    static void negate(Cell cell) {
+        std::ranges::transform(cell, cell.begin(), [](double x) { return -x; });
+    }
+    /// Values some of which are zero, or none where there are none.
+    static Values isZero(Values x) { return std::ranges::find(x, 0.0) == x.end() ? Values() : x; }
+    static void divide(Cell cell, Values a, Values b, Values) {
+        std::transform(a.begin(), a.end(), b.begin(), cell.begin(), [](double x, double y) { return x / y; });
+    }
+    void quantizeBut(Values zeros, const Place& place, Cell cell) const {
+        if (zeros.empty()) {
+            quantize(place, cell);
+            return;
+        }
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < cell.size(); ++i) {
+            mScratch[count] = cell[i];
+            count += zeros[i] != 0.0 ? 1U : 0U;
+        }
+        quantize(place, {mScratch, count});
+        const double* next = mScratch;
+        for (std::size_t i = 0; i < cell.size(); ++i) {
+            cell[i] = zeros[i] != 0.0 ? *next++ : cell[i];
+        }
+    }
+    static void takeBound(Values zeros, const Place& place, Cell cell, Values a) {
+        for (std::size_t i = 0; i < zeros.size(); ++i) {
+            if (zeros[i] == 0.0) {
+                cell[i] = (a[i] < 0.0 ? place.format.getLowerBound() : place.format.getUpperBound()).todouble();
+            }
+        }
+    }
+
+    static constexpr Sign kPlus = Sign::plus;
+    static constexpr Sign kMinus = Sign::minus;
+    Place product;  // of quotients, too
     Place pair;
     Place sum;
 

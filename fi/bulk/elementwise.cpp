@@ -20,22 +20,34 @@ using laneloops::Tallies;
 using laneloops::Treatment;
 using Values = std::span<const double>;
 
+/// An operand by blocks.
+struct Parts {
+    Parts(const Operand& x, std::size_t count, bool hasImag)
+        : real(x.real, x.isScalar, count), imag(x.imag, x.isScalar, hasImag ? count : 0) {}
+    Source real;
+    Source imag;
+};
+
 /// The places of an operation with what their logs have yet to be given.
 class Ledger {
  public:
     Ledger(const qlogger& product, const qlogger& pair, const qlogger& sum, const qlogger& result)
         : mEntries{{{Tally(), product}, {Tally(), pair}, {Tally(), sum}, {Tally(), result}}} {}
 
-    /// Whether the sign of a zero extreme depends on the order of the steps within the block.
-    bool isOpen(const Tallies& block, const Tally& result) const {
-        return mEntries[0].isOpen(block.product) || mEntries[1].isOpen(block.pair) || mEntries[2].isOpen(block.sum) ||
-               mEntries[3].isOpen(result);
-    }
-    void append(const Tallies& block, const Tally& result) {
-        mEntries[0].total.append(block.product);
-        mEntries[1].total.append(block.pair);
-        mEntries[2].total.append(block.sum);
-        mEntries[3].total.append(result);
+    /// Adds what a block noted, unless the sign of a zero extreme depends on the order of the steps within the block.
+    bool append(const Tallies& block, const Tally& result) {
+        const Tally* const noted[] = {&block.product, &block.pair, &block.sum, &result};
+        for (std::size_t i = 0; i < mEntries.size(); ++i) {
+            Tally total = mEntries[i].total;
+            total.append(*noted[i]);
+            if (total.isOpenFor(mEntries[i].log)) {
+                return false;
+            }
+        }
+        for (std::size_t i = 0; i < mEntries.size(); ++i) {
+            mEntries[i].total.append(*noted[i]);
+        }
+        return true;
     }
     void handOver() {
         for (Entry& entry : mEntries) {
@@ -48,10 +60,6 @@ class Ledger {
 
  private:
     struct Entry {
-        bool isOpen(const Tally& block) const {
-            return (block.greatestZeros == Tally::both && total.greatest < 0.0 && log.getMax().isnegative()) ||
-                   (block.leastZeros == Tally::both && total.least > 0.0 && log.getMin().sign() > 0);
-        }
         Tally total;
         const qlogger& log;
     };
@@ -63,95 +71,116 @@ bool isMissingLoops(const quantizer& q, bool counts) {
 }
 
 /// Runs blocks one after the other. `runBlock(begin, length, tallies, result)` computes one and says what its places
-/// noted, `logMath(length)` counts its operations.
+/// noted, both null where nothing is counted; `logMath(length)` counts its operations.
 template <class RunBlock, class LogMath>
-void runCounted(std::size_t count, Ledger ledger, const RunBlock& runBlock, const LogMath& logMath,
-                const ByElements& byElements) {
+void runBlocks(std::size_t count, bool counts, Ledger ledger, const RunBlock& runBlock, const LogMath& logMath,
+               const ByElements& byElements) {
     for (std::size_t begin = 0; begin < count; begin += kBlock) {
         const std::size_t length = std::min(kBlock, count - begin);
+        if (!counts) {
+            runBlock(begin, length, nullptr, nullptr);
+            continue;
+        }
         Tallies tallies;
         Tally result;
-        runBlock(begin, length, tallies, result);
-        if (ledger.isOpen(tallies, result)) {
+        runBlock(begin, length, &tallies, &result);
+        if (ledger.append(tallies, result)) {
+            logMath(length);
+        } else {
             ledger.handOver();
             byElements(begin, begin + length);
-        } else {
-            ledger.append(tallies, result);
-            logMath(length);
         }
     }
     ledger.handOver();
 }
 
-void addMathOperations(const qlogger& log, std::size_t count) {
-    if (qlogger::getLogging()) {
-        log.setNMathOperations(log.getNMathoperations() + count);
+/// The places of an operation and what runs its steps: lanes where all places have loops, else blocks.
+class Runner {
+ protected:
+    Runner(const quantizer& product, const quantizer& sum)
+        : mHasLoops(product.hasFixedKernel() && sum.hasFixedKernel() &&
+                    laneloops::ruleOf(product) == laneloops::ruleOf(sum)),
+          mProduct(product),
+          mSum(sum) {
+        if (mHasLoops) {
+            mPlaces.treatment = Treatment::examine;
+            mPlaces.rule = laneloops::ruleOf(product);
+            mPlaces.product = product.getDoubleLimits();
+            mPlaces.sum = sum.getDoubleLimits();
+            mPlaces.productMembers = membershipOf(product);
+            mPlaces.sumMembers = membershipOf(sum);
+        }
     }
-}
+
+    /// Lets lanes run a block. `loop(tallies)` says whether the block holds the proof.
+    template <class Loop>
+    void runLanes(Tallies* tallies, const Loop& loop) {
+        Tallies noted;
+        if (!loop(tallies ? &noted : nullptr)) {
+            // If one block fails the proof, the next probably will too.
+            mPlaces.treatment = Treatment::quantize;
+            noted = Tallies();
+            loop(tallies ? &noted : nullptr);
+        }
+        if (tallies) {
+            tallies->product.join(noted.product);
+            tallies->pair.join(noted.pair);
+            tallies->sum.join(noted.sum);
+        }
+    }
+    BlockMachine blockMachine(Tallies* tallies) {
+        const auto place = [&](const quantizer& q, bool casts, Tally Tallies::*tally) {
+            return BlockMachine::Place{q, casts, tallies ? &(tallies->*tally) : nullptr};
+        };
+        return {place(mProduct, false, &Tallies::product), place(mSum, mPlaces.castsPair, &Tallies::pair),
+                place(mSum, mPlaces.castsSum, &Tallies::sum), mOther.data()};
+    }
+
+    bool mHasLoops;
+    Places mPlaces;
+    Block mOther;
+
+ private:
+    const quantizer& mProduct;
+    const quantizer& mSum;
+};
 
 // Sums.
 
-class Addition {
+class Addition : Runner {
  public:
-    Addition(Sign sign, const quantizer& q, bool castsBeforeSum)
-        : mSign(sign), mQuantizer(q), mHasLoops(q.hasFixedKernel()) {
+    Addition(Sign sign, const quantizer& q, bool castsBeforeSum) : Runner(q, q), mSign(sign) {
         mPlaces.castsSum = castsBeforeSum;
-        if (mHasLoops) {
-            mPlaces.treatment = Treatment::examine;
-            mPlaces.rule = laneloops::ruleOf(q);
-            mPlaces.sum = q.getDoubleLimits();
-            mPlaces.sumMembers = membershipOf(q);
-        }
     }
 
     /// Computes one block of one part. An empty right side takes no part, as that of a real operand.
     void run(Values left, Values right, std::span<double> out, Tallies* tallies) {
-        if (right.empty()) {
-            // The zero of a real operand isn't added.
-            runPlaces(left, {}, out, tallies);
+        if (mHasLoops && !right.empty()) {
+            runLanes(tallies, [&](Tallies* noted) {
+                const bool holds =
+                    laneloops::add(mPlaces, mSign, {left.data(), right.data()}, out.data(), out.size(), noted);
+                if (noted) {
+                    noted->sum.values = (mPlaces.castsSum ? 3 : 1) * out.size();
+                }
+                return holds;
+            });
             return;
         }
-        if (!mHasLoops) {
-            runPlaces(left, right, out, tallies);
-            return;
-        }
-        const auto run = [&] {
-            Tallies noted;
-            const bool holds = laneloops::add(mPlaces, mSign, {left.data(), right.data()}, out.data(), out.size(),
-                                              tallies ? &noted : nullptr);
-            if (tallies && holds) {
-                noted.sum.values = (mPlaces.castsSum ? 3 : 1) * out.size();
-                tallies->sum.join(noted.sum);
-            }
-            return holds;
-        };
-        if (!run()) {
-            // If one block fails the proof, the next probably will too.
-            mPlaces.treatment = Treatment::quantize;
-            run();
-        }
-    }
-
- private:
-    void runPlaces(Values left, Values right, std::span<double> out, Tallies* tallies) {
-        const BlockMachine::Place sum{mQuantizer, mPlaces.castsSum, tallies ? &tallies->sum : nullptr};
-        BlockMachine machine(sum, sum, sum, mScratch.data());
+        BlockMachine machine = blockMachine(tallies);
         std::ranges::copy(left, out.begin());
         if (!right.empty()) {
             steps::combineStep(machine, machine.sum, mSign, out, right);
             return;
         }
+        // The zero of a real operand isn't added.
         if (mPlaces.castsSum) {
-            machine.quantize(sum, out);
+            machine.quantize(machine.sum, out);
         }
-        machine.quantize(sum, out);
+        machine.quantize(machine.sum, out);
     }
 
+ private:
     Sign mSign;
-    const quantizer& mQuantizer;
-    bool mHasLoops;
-    Places mPlaces;
-    Block mScratch;
 };
 
 }  // namespace
@@ -165,16 +194,13 @@ bool add(Sign sign, const Operand& left, const Operand& right, std::span<double>
     const std::size_t count = real.size();
     const bool isComplex = !imag.empty();
     Addition addition(sign, q, castsBeforeSum);
-    const Source leftReal(left.real, left.isScalar, count);
-    const Source rightReal(right.real, right.isScalar, count);
-    const Source leftImag(left.imag, left.isScalar, isComplex ? count : 0);
-    const Source rightImag(right.imag, right.isScalar, isComplex ? count : 0);
+    const Parts a(left, count, isComplex);
+    const Parts b(right, count, isComplex);
     const auto runReal = [&](std::size_t begin, std::size_t length, Tallies* tallies) {
-        addition.run(leftReal.block(begin, length), rightReal.block(begin, length), real.subspan(begin, length),
-                     tallies);
+        addition.run(a.real.block(begin, length), b.real.block(begin, length), real.subspan(begin, length), tallies);
     };
     const auto runImag = [&](std::size_t begin, std::size_t length, Tallies* tallies) {
-        addition.run(leftImag.block(begin, length), right.imag ? rightImag.block(begin, length) : Values(),
+        addition.run(a.imag.block(begin, length), right.imag ? b.imag.block(begin, length) : Values(),
                      imag.subspan(begin, length), tallies);
     };
     if (!counts) {
@@ -188,12 +214,12 @@ bool add(Sign sign, const Operand& left, const Operand& right, std::span<double>
         return true;
     }
     const qlogger& log = q.getQlogger();
-    runCounted(
-        count, Ledger(log, log, log, log),
-        [&](std::size_t begin, std::size_t length, Tallies& tallies, Tally&) {
-            runReal(begin, length, &tallies);
+    runBlocks(
+        count, counts, Ledger(log, log, log, log),
+        [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally*) {
+            runReal(begin, length, tallies);
             if (isComplex) {
-                runImag(begin, length, &tallies);
+                runImag(begin, length, tallies);
             }
         },
         [&](std::size_t length) { addMathOperations(log, length); }, byElements);
@@ -204,29 +230,15 @@ bool add(Sign sign, const Operand& left, const Operand& right, std::span<double>
 
 namespace {
 
-class Multiplication {
+class Multiplication : Runner {
  public:
-    Multiplication(const Quantizers& quantizers, bool isComplexByComplex) : mQuantizers(quantizers) {
-        const quantizer& product = quantizers.product;
-        const quantizer& sum = quantizers.sum;
-        mHasLoops = product.hasFixedKernel();
-        mPlaces.castsPair = quantizers.castsBeforeSum;
-        if (isComplexByComplex) {
-            mHasLoops = mHasLoops && sum.hasFixedKernel() && laneloops::ruleOf(product) == laneloops::ruleOf(sum);
-            // Products are values of their format, and casting leaves them alone in a format that has all of these.
-            mCastsSilently = mPlaces.castsPair && mHasLoops && covers(sum, product);
-            mPlaces.castsPair = mPlaces.castsPair && !mCastsSilently;
-        }
-        if (mHasLoops) {
-            mPlaces.treatment = Treatment::examine;
-            mPlaces.rule = laneloops::ruleOf(product);
-            mPlaces.product = product.getDoubleLimits();
-            mPlaces.productMembers = membershipOf(product);
-            if (isComplexByComplex) {
-                mPlaces.sum = sum.getDoubleLimits();
-                mPlaces.sumMembers = membershipOf(sum);
-            }
-        }
+    Multiplication(const Quantizers& quantizers, bool isComplexByComplex)
+        : Runner(quantizers.product, isComplexByComplex ? quantizers.sum : quantizers.product),
+          mResult(quantizers.result) {
+        // Products are values of their format, and casting leaves them alone in a format that has all of these.
+        const bool castsPair = isComplexByComplex && quantizers.castsBeforeSum;
+        mCastsSilently = castsPair && mHasLoops && covers(quantizers.sum, quantizers.product);
+        mPlaces.castsPair = castsPair && !mCastsSilently;
     }
 
     /// Computes products. `result` notes their store.
@@ -237,7 +249,7 @@ class Multiplication {
             noteStore(out, nullptr, result);
             return;
         }
-        runLoops(tallies, [&](Tallies* noted) {
+        runLanes(tallies, [&](Tallies* noted) {
             const bool holds = laneloops::multiply(mPlaces, {left.data(), right.data()}, out.data(), out.size(), noted);
             if (noted && holds) {
                 noted->product.values = out.size();
@@ -259,7 +271,7 @@ class Multiplication {
             noteStore(out, nullptr, result);
             return;
         }
-        runLoops(tallies, [&](Tallies* noted) {
+        runLanes(tallies, [&](Tallies* noted) {
             const bool holds = laneloops::multiplyPairs(mPlaces, sign, first, second, out.data(), count, noted);
             if (noted && holds) {
                 noteStore(out, mPlaces.castsPair ? nullptr : &noted->pair, result);
@@ -274,25 +286,6 @@ class Multiplication {
     }
 
  private:
-    template <class Loop>
-    void runLoops(Tallies* tallies, const Loop& loop) {
-        std::optional<Tallies> noted;
-        const auto run = [&] {
-            if (tallies) {
-                noted.emplace();
-            }
-            return loop(noted ? &*noted : nullptr);
-        };
-        if (!run()) {
-            // If one block fails the proof, the next probably will too.
-            mPlaces.treatment = Treatment::quantize;
-            run();
-        }
-        if (noted) {
-            tallies->product.join(noted->product);
-            tallies->pair.join(noted->pair);
-        }
-    }
     /// Notes the store of values in the result, which is of their own format; scaled doubles are watched once more.
     /// `met` is the tally of a place that met just these values, or null.
     void noteStore(std::span<double> values, const Tally* met, Tally* result) const {
@@ -305,21 +298,13 @@ class Multiplication {
         } else {
             result->join(laneloops::extremes(values.data(), values.size()));
         }
-        if (mQuantizers.result.getNumericType().isScaledDouble()) {
-            mQuantizers.result.quantizeAndTally(values, values, result);
+        if (mResult.getNumericType().isScaledDouble()) {
+            mResult.quantizeAndTally(values, values, result);
         }
     }
-    BlockMachine blockMachine(Tallies* tallies) const {
-        const BlockMachine::Place product{mQuantizers.product, false, tallies ? &tallies->product : nullptr};
-        const BlockMachine::Place pair{mQuantizers.sum, mPlaces.castsPair, tallies ? &tallies->pair : nullptr};
-        return {product, pair, pair, nullptr};
-    }
 
-    const Quantizers& mQuantizers;
-    bool mHasLoops;
-    bool mCastsSilently = false;
-    Places mPlaces;
-    Block mOther;
+    const quantizer& mResult;
+    bool mCastsSilently;
 };
 
 }  // namespace
@@ -337,38 +322,26 @@ bool multiply(const Operand& left, const Operand& right, std::span<double> real,
         return false;
     }
     Multiplication multiplication(quantizers, isComplexByComplex);
-    const Source leftReal(left.real, left.isScalar, count);
-    const Source rightReal(right.real, right.isScalar, count);
-    const Source leftImag(left.imag, left.isScalar, left.imag ? count : 0);
-    const Source rightImag(right.imag, right.isScalar, right.imag ? count : 0);
-
-    const auto runBlock = [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally* result) {
-        const std::span<double> re = real.subspan(begin, length);
-        const Values ar = leftReal.block(begin, length);
-        const Values br = rightReal.block(begin, length);
-        if (isComplexByComplex) {
-            const Values ai = leftImag.block(begin, length);
-            const Values bi = rightImag.block(begin, length);
-            multiplication.run(Sign::minus, {ar.data(), br.data()}, {ai.data(), bi.data()}, re, tallies, result);
-            multiplication.run(Sign::plus, {ai.data(), br.data()}, {ar.data(), bi.data()}, imag.subspan(begin, length),
-                               tallies, result);
-            return;
-        }
-        multiplication.run(ar, br, re, tallies, result);
-        if (left.imag) {
-            multiplication.run(leftImag.block(begin, length), br, imag.subspan(begin, length), tallies, result);
-        }
-    };
-    if (!counts) {
-        for (std::size_t begin = 0; begin < count; begin += kBlock) {
-            runBlock(begin, std::min(kBlock, count - begin), nullptr, nullptr);
-        }
-        return true;
-    }
-    runCounted(
-        count, Ledger(productLog, pairLog, pairLog, resultLog),
-        [&](std::size_t begin, std::size_t length, Tallies& tallies, Tally& result) {
-            runBlock(begin, length, &tallies, &result);
+    const Parts a(left, count, left.imag);
+    const Parts b(right, count, right.imag);
+    runBlocks(
+        count, counts, Ledger(productLog, pairLog, pairLog, resultLog),
+        [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally* result) {
+            const std::span<double> re = real.subspan(begin, length);
+            const std::span<double> im = imag.empty() ? imag : imag.subspan(begin, length);
+            const Values ar = a.real.block(begin, length);
+            const Values br = b.real.block(begin, length);
+            if (isComplexByComplex) {
+                const Values ai = a.imag.block(begin, length);
+                const Values bi = b.imag.block(begin, length);
+                multiplication.run(Sign::minus, {ar.data(), br.data()}, {ai.data(), bi.data()}, re, tallies, result);
+                multiplication.run(Sign::plus, {ai.data(), br.data()}, {ar.data(), bi.data()}, im, tallies, result);
+            } else {
+                multiplication.run(ar, br, re, tallies, result);
+                if (left.imag) {
+                    multiplication.run(a.imag.block(begin, length), br, im, tallies, result);
+                }
+            }
         },
         [&](std::size_t length) {
             if (!isComplexByComplex) {
@@ -377,6 +350,86 @@ bool multiply(const Operand& left, const Operand& right, std::span<double> real,
         },
         byElements);
     return true;
+}
+
+// Quotients.
+
+namespace {
+
+class Division : Runner {
+ public:
+    explicit Division(const quantizer& q) : Runner(q, q) {}
+
+    /// Computes one block of one part. The tally of products is that of the quotients. Returns whether the last divisor
+    /// is zero.
+    bool run(Values numerators, Values divisors, std::span<double> out, Tallies* tallies) {
+        if (mHasLoops) {
+            runLanes(tallies, [&](Tallies* noted) {
+                laneloops::divide(mPlaces, {numerators.data(), divisors.data()}, out.data(), out.size(), noted);
+                return true;
+            });
+        } else {
+            BlockMachine machine = blockMachine(tallies);
+            steps::divideStep(machine, machine.product, out, numerators, divisors);
+        }
+        return divisors.back() == 0.0;
+    }
+
+    /// Computes one block of both parts for a complex divisor; `leftImag` is empty for a real numerator.
+    bool run(Values leftReal, Values leftImag, Values rightReal, Values rightImag, std::span<double> real,
+             std::span<double> imag, Tallies* tallies) {
+        const auto cellIn = [&](Block& block) { return BlockMachine::Cell(block.data(), real.size()); };
+        BlockMachine::Cell numerators[] = {cellIn(mNumerators[0]), cellIn(mNumerators[1])};
+        BlockMachine::Cell divisors = cellIn(mDivisors);
+        BlockMachine::Cell other = cellIn(mOther);
+        BlockMachine machine = blockMachine(nullptr);
+        steps::squareMagnitude(machine, divisors, other, rightReal, rightImag);
+        if (leftImag.empty()) {
+            steps::multiplyByConjugate(machine, numerators[0], numerators[1], leftReal, rightReal, rightImag);
+        } else {
+            steps::multiplyByConjugate(machine, numerators[0], numerators[1], other, leftReal, leftImag, rightReal,
+                                       rightImag);
+        }
+        run(numerators[0], divisors, real, tallies);
+        return run(numerators[1], divisors, imag, tallies);
+    }
+
+ private:
+    Block mNumerators[2];
+    Block mDivisors;
+};
+
+}  // namespace
+
+std::optional<bool> divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
+                           const quantizer& q, const ByElements& byElements) {
+    const qlogger& log = q.getQlogger();
+    const bool counts = log.isLogging();
+    if (isMissingLoops(q, counts)) {
+        return std::nullopt;
+    }
+    const std::size_t count = real.size();
+    bool endedByZero = false;
+    Division division(q);
+    const Parts a(left, count, left.imag);
+    const Parts b(right, count, right.imag);
+    runBlocks(
+        count, counts, Ledger(log, log, log, log),
+        [&](std::size_t begin, std::size_t length, Tallies* tallies, Tally*) {
+            const Values divisors = b.real.block(begin, length);
+            if (right.imag) {
+                endedByZero = division.run(
+                    a.real.block(begin, length), left.imag ? a.imag.block(begin, length) : Values(), divisors,
+                    b.imag.block(begin, length), real.subspan(begin, length), imag.subspan(begin, length), tallies);
+                return;
+            }
+            endedByZero = division.run(a.real.block(begin, length), divisors, real.subspan(begin, length), tallies);
+            if (left.imag) {
+                division.run(a.imag.block(begin, length), divisors, imag.subspan(begin, length), tallies);
+            }
+        },
+        [](std::size_t) {}, byElements);
+    return endedByZero;
 }
 
 }  // namespace tolvane::detail::elementwise

@@ -1,12 +1,14 @@
-// Sums and products of whole arrays of doubles, element by element, for operands without slope and bias.
+// Sums, products and quotients of whole arrays of doubles, element by element, for operands without slope and bias.
 //
 // They give the values of the element steps in every bit, and the same counts and extremes, a block at a time. A block
-// is first computed without quantizing, and is kept if all its values prove to be of the types that quantizing would
-// force them into. Sums and products are those of doubles, so all cells of the element steps must hold doubles.
+// of sums or products is first computed without quantizing, and is kept if all its values prove to be of the types that
+// quantizing would force them into. The operations are those of doubles, so all cells of the element steps must hold
+// doubles.
 #pragma once
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 
 #include "fi/bulk/lane_loops.h"
@@ -45,5 +47,9 @@ struct Quantizers {
 /// Multiplies. A real operand meets a complex one from the right.
 bool multiply(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
               const Quantizers& quantizers, const ByElements& byElements);
+
+/// Divides; counts no operations. Gives whether the last division was one by zero, or nothing instead of false.
+std::optional<bool> divide(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
+                           const quantizer& q, const ByElements& byElements);
 
 }  // namespace tolvane::detail::elementwise

@@ -31,10 +31,16 @@ void change(number& part, DoubleRule&& onDouble, Step&& onElement) {
     walk(part, onElement);
 }
 
-/// The entries when the part holds one double for each of `count` elements, else nothing.
+/// Whether the part holds one double for each of `count` elements; that of a column view holds those of its root.
+inline bool isInDoubles(const number& part, std::uint64_t count) {
+    return part.asDouble() && part.numel() == count;
+}
+/// The entries if `isInDoubles`, else nothing.
 inline std::span<const double> doublesOf(const number& part, std::uint64_t count) {
-    const doublenumber* doubles = part.asDouble();
-    return doubles && doubles->elements().size() == count ? doubles->elements() : std::span<const double>();
+    return isInDoubles(part, count) ? part.asDouble()->elements() : std::span<const double>();
+}
+inline std::span<double> doublesOf(number& part, std::uint64_t count) {
+    return isInDoubles(part, count) ? part.asDouble()->elements() : std::span<double>();
 }
 
 inline void negate(number& part) {

@@ -32,6 +32,7 @@ bool multiplyForTarget(const Places&, Operands, double*, std::size_t, Tallies*) 
 bool multiplyPairsForTarget(const Places&, Sign, Operands, Operands, double*, std::size_t, Tallies*) {
     return false;
 }
+void divideForTarget(const Places&, Operands, double*, std::size_t, Tallies*) {}
 void accumulateForTarget(const Places&, const Run&, std::size_t, const Extent*, double*, std::size_t, RunNotes*) {}
 void accumulatePairsForTarget(const Places&, Sign, const Run&, const Run&, std::size_t, const Extent*, double*,
                               std::size_t, RunNotes*) {}
@@ -562,6 +563,69 @@ void accumulatePairsForTarget(const Places& places, Sign sign, const Run& first,
                                                                 notes);
 }
 
+// Quotients.
+
+/// Lanes that divide.
+template <class Kind>
+class DividingLanes : public LaneMachine<Kind> {
+ public:
+    explicit DividingLanes(const Places& places)
+        : LaneMachine<Kind>(places), mBounds(places.product), mMet(hn::Zero(BitsTag())) {}
+
+    HWY_INLINE Mask isZero(Lanes x) const { return x == like(x, 0.0); }
+    HWY_INLINE void divide(Lanes& cell, Lanes a, Lanes b, Mask) const { cell.v = hn::Div(a.v, b.v); }
+    HWY_INLINE void quantizeBut(Mask zeros, auto& place, Lanes& cell) {
+        const Mask met = hn::Not(zeros);
+        this->quantize(place, cell, met);
+        if constexpr (Kind::kCounts) {
+            countWhere(met, mMet);
+        }
+    }
+    HWY_INLINE void takeBound(Mask zeros, const auto&, Lanes& cell, Lanes a) const {
+        const Lanes bound = choose(a < like(a, 0.0), like(a, mBounds.lowerbound), like(a, mBounds.realmax));
+        cell = choose(zeros, bound, cell);
+    }
+    /// How many values the place has met.
+    std::uint64_t met() const { return hn::GetLane(hn::SumOfLanes(BitsTag(), mMet)); }
+
+ private:
+    FixedDoubleLimits mBounds;
+    hn::Vec<BitsTag> mMet;
+};
+
+template <class Kind>
+void divideLoop(const Places& places, Operands operands, double* out, std::size_t count, Tallies* tallies) {
+    const std::size_t width = hn::Lanes(Tag());
+    DividingLanes<Kind> machine(places);
+    for (std::size_t i = 0; i < count; i += width) {
+        // Lanes beyond the end divide by zero, so they aren't noted.
+        const std::size_t used = std::min(width, count - i);
+        Lanes cell;
+        divideStep(machine, machine.product, cell, loadSome(operands.left + i, used),
+                   loadSome(operands.right + i, used));
+        store(cell, out + i, used);
+    }
+    if constexpr (Kind::kCounts) {
+        tallies->product.join(machine.product.notes.total());
+        tallies->product.values += machine.met();
+    }
+}
+
+struct Dividing {
+    static constexpr bool kIsShort = false;
+    template <class Stage, bool>
+    static constexpr auto kUncounted = divideLoop<Uncounted<Stage, Keep, false, false>>;
+    template <class Stage>
+    static constexpr auto kCounted = divideLoop<Counted<Stage>>;
+};
+
+void divideForTarget(const Places& places, Operands operands, double* out, std::size_t count, Tallies* tallies) {
+    const auto loop = places.rule.overflow == embedded::OverflowModeEnum::Saturate
+                          ? loopFor<Dividing, SaturateOverflow>(places.rule.round, false, tallies)
+                          : loopFor<Dividing, WrapOverflow>(places.rule.round, false, tallies);
+    loop(places, operands, out, count, tallies);
+}
+
 #endif
 
 }  // namespace
@@ -575,6 +639,7 @@ namespace tolvane::detail::laneloops {
 HWY_EXPORT(addForTarget);
 HWY_EXPORT(multiplyForTarget);
 HWY_EXPORT(multiplyPairsForTarget);
+HWY_EXPORT(divideForTarget);
 HWY_EXPORT(accumulateForTarget);
 HWY_EXPORT(accumulatePairsForTarget);
 HWY_EXPORT(accumulateColumnsForTarget);
@@ -603,6 +668,10 @@ bool multiply(const Places& places, Operands factors, double* out, std::size_t c
 bool multiplyPairs(const Places& places, Sign sign, Operands first, Operands second, double* out, std::size_t count,
                    Tallies* tallies) {
     return HWY_DYNAMIC_DISPATCH(multiplyPairsForTarget)(places, sign, first, second, out, count, tallies);
+}
+
+void divide(const Places& places, Operands operands, double* out, std::size_t count, Tallies* tallies) {
+    HWY_DYNAMIC_DISPATCH(divideForTarget)(places, operands, out, count, tallies);
 }
 
 void accumulate(const Places& places, const Run& run, std::size_t terms, const Extent* extent, double* out,

@@ -75,6 +75,9 @@ bool multiply(const Places& places, Operands factors, double* out, std::size_t c
 /// Adds or subtracts two products.
 bool multiplyPairs(const Places& places, Sign sign, Operands first, Operands second, double* out, std::size_t count,
                    Tallies* tallies);
+/// Divides, always quantizes, and notes the quotients but those by zero in the place of products, their number
+/// included.
+void divide(const Places& places, Operands operands, double* out, std::size_t count, Tallies* tallies);
 
 // Runs of terms: lane i of a term is the product of one value for all lanes and of a value of its own, or that value
 // alone. The terms are added to `out` in their order.

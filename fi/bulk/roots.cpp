@@ -22,10 +22,6 @@ constexpr std::size_t kBlock = 512;
 /// Elements of at most so many bits have roots that doubles tell from whole ones.
 constexpr int kExactBits = 52;
 
-bool roundsDown(Round mode) {
-    return mode == Round::Floor || mode == Round::Fix;
-}
-
 int valueBits(const NumericType& type) {
     return type.getWordLength() - (type.isSigned() ? 1 : 0);
 }
@@ -146,6 +142,8 @@ struct Distances {
     }
 };
 
+/// Sums within words, which compilers turn into vector code; std::popcount is a call for each value where the processor
+/// need not have an instruction for it.
 std::uint64_t countOnes(std::span<const double> floors) {
     std::uint32_t result = 0;
     for (const double x : floors) {
@@ -377,7 +375,7 @@ void findBlocks(std::span<const double> elements, std::span<double> roots, const
             std::ranges::copy(out, floors.begin());
             range = rangeOf(floors);
             notes->noteSearches(in, floors, range);
-            if (!roundsDown(mode)) {
+            if (!arrayroots::roundsDown(mode)) {
                 notes->noteJudged(floors, range, steps.greatest);
             }
         }
@@ -385,7 +383,7 @@ void findBlocks(std::span<const double> elements, std::span<double> roots, const
             for (std::size_t i = 0; i < count; ++i) {
                 out[i] += out[i] < steps.greatest && out[i] * out[i] * steps.toSquare < in[i] ? 1.0 : 0.0;
             }
-        } else if (!roundsDown(mode)) {
+        } else if (!arrayroots::roundsDown(mode)) {
             nearest.apply(in, out, notes);
         }
         if (notes) {
@@ -428,5 +426,5 @@ arrayroots::Tallies arrayroots::findAndTally(std::span<const double> elements, s
     NearestSquare nearest(types, rules, steps, distances);
     Notes notes;
     findBlocks(elements, roots, steps, mode, nearest, &notes);
-    return notes.tallies(steps, !roundsDown(mode) && mode != Round::Ceil, rules.getCastBeforeSum());
+    return notes.tallies(steps, !arrayroots::roundsDown(mode) && mode != Round::Ceil, rules.getCastBeforeSum());
 }

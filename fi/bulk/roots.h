@@ -34,6 +34,11 @@ struct Tallies {
     Tally above;  // distances from the squares above
 };
 
+/// Whether a mode rounds values that aren't negative down.
+inline bool roundsDown(embedded::RoundModeEnum mode) {
+    return mode == embedded::RoundModeEnum::Floor || mode == embedded::RoundModeEnum::Fix;
+}
+
 /// Answers whether `find` may be called: every square of a root is a value of its type, and all doubles are exact.
 bool areSquaresExact(const Types& types, const fimath& rules);
 

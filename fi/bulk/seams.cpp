@@ -1,6 +1,7 @@
 #include "fi/bulk/seams.h"
 
 #include <algorithm>
+#include <span>
 
 #include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
@@ -11,16 +12,11 @@ namespace tolvane::detail::arrayseams {
 
 namespace {
 
-/// Whether a part holds one double for each element; that of a column view holds those of its root.
-bool isInDoubles(const number& part, std::uint64_t count) {
-    const doublenumber* const doubles = part.asDouble();
-    return doubles != nullptr && doubles->numel() == count;
-}
-
 /// The entries of an array where all are doubles.
 struct Doubles {
     explicit Doubles(const fi& x)
-        : isUsable(isInDoubles(x.real(), x.numel()) && (x.isreal() || isInDoubles(x.imag(), x.numel()))),
+        : isUsable(entries::isInDoubles(x.real(), x.numel()) &&
+                   (x.isreal() || entries::isInDoubles(x.imag(), x.numel()))),
           real(isUsable ? entries::doublesOf(x.real(), x.numel()).data() : nullptr),
           imag(isUsable && x.iscomplex() ? entries::doublesOf(x.imag(), x.numel()).data() : nullptr) {}
     bool isUsable;
@@ -81,6 +77,26 @@ arraymatrix::Quantizers quantizersOf(const fi& product, const fi& pair, const fi
             false};
 }
 
+/// What operations element by element are given.
+struct Elements {
+    bool areUsable;
+    elementwise::Operand left;
+    elementwise::Operand right;
+    std::span<double> real;
+    std::span<double> imag;
+};
+Elements elementsOf(const fi& left, const fi& right, fi& result) {
+    const Doubles a(left);
+    const Doubles b(right);
+    const Target out(result);
+    const std::uint64_t count = result.numel();
+    return {a.isUsable && b.isUsable && out.isUsable(),
+            {a.real, a.imag, left.isscalar()},
+            {b.real, b.imag, right.isscalar()},
+            {out.real(), count},
+            {out.imag(), out.imag() ? count : 0}};
+}
+
 arraymatrix::Operand operandOf(const fi& x) {
     const Doubles entries(x);
     return {entries.real, entries.imag, x.getFixedExponent()};
@@ -88,29 +104,45 @@ arraymatrix::Operand operandOf(const fi& x) {
 
 }  // namespace
 
-bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
-              fi& result, const ByElements& byElements) {
-    if (haveSlopeBias(left, right, sum) || !holdDoubles(left, right) || !holdDoubles(product, sum) ||
-        !pairCellsHoldDoubles(left, right, sum)) {
-        return false;
-    }
-    const Target out(result);
-    if (!out.isUsable()) {
-        return false;
-    }
-    const auto operandOfProduct = [](const fi& x) {
-        const Doubles entries(x);
-        return elementwise::Operand{entries.real, entries.imag, x.isscalar()};
-    };
-    const std::uint64_t count = result.numel();
-    const elementwise::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
-                                             result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
-    if (!elementwise::multiply(operandOfProduct(left), operandOfProduct(right), {out.real(), count},
-                               {out.imag(), out.imag() ? count : 0}, quantizers, byElements)) {
+bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operands, fi& result, bool castsBeforeSum,
+         const ByElements& byElements) {
+    const Elements all = elementsOf(left, right, result);
+    if (!all.areUsable || !elementwise::add(sign, all.left, all.right, all.real, all.imag,
+                                            result.getAssignmentQuantizer(), castsBeforeSum, byElements)) {
         return false;
     }
     operands.settle(result);
     return true;
+}
+
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
+              fi& result, const ByElements& byElements) {
+    const Elements all = elementsOf(left, right, result);
+    if (!all.areUsable || haveSlopeBias(left, right, sum) || !holdDoubles(product, sum) ||
+        !pairCellsHoldDoubles(left, right, sum)) {
+        return false;
+    }
+    const elementwise::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
+                                             result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
+    if (!elementwise::multiply(all.left, all.right, all.real, all.imag, quantizers, byElements)) {
+        return false;
+    }
+    operands.settle(result);
+    return true;
+}
+
+std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,
+                           fi& result, const ByElements& byElements) {
+    const Elements all = elementsOf(left, right, result);
+    if (!all.areUsable || !holdsDouble(precision)) {
+        return std::nullopt;
+    }
+    const std::optional<bool> endedByZero =
+        elementwise::divide(all.left, all.right, all.real, all.imag, result.getAssignmentQuantizer(), byElements);
+    if (endedByZero) {
+        operands.settle(result);
+    }
+    return endedByZero;
 }
 
 bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,

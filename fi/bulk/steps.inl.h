@@ -8,6 +8,13 @@
 //     m.casts(place)            whether the place converts what it adds into its format first
 //     m.cast(place, x)          x, or what the conversion makes of it
 //     m.quantize(place, cell)   forces the cell into the format of the place and notes it in the place's statistics
+// Machines that divide also have, where `zeros` says which values are zero:
+//     m.kPlus, m.kMinus         the signs
+//     m.negate(cell)
+//     m.isZero(x)               gives `zeros`
+//     m.divide(cell, a, b, zeros)          sets the cell to a / b but where b is zero
+//     m.quantizeBut(zeros, place, cell)    quantizes the others
+//     m.takeBound(zeros, place, cell, a)   sets the cell to the bound of the format that a < 0 or a >= 0 lies toward
 // The order of the calls is the order in which the places meet their values.
 
 /// cell = Q(a * b)
@@ -48,4 +55,47 @@ template <class M, class Sign, class Cell, class A, class B, class C, class D>
     m.multiply(cell, a, b);
     m.multiply(other, c, d);
     combinePairStep(m, sign, cell, other);
+}
+
+/// cell = Q(a / b), for a real b. A quotient by zero is a bound, whatever the overflow mode, and the place doesn't meet
+/// it.
+template <class M, class Place, class Cell, class A, class B>
+[[gnu::always_inline]] inline void divideStep(M& m, Place& place, Cell& cell, const A& a, const B& b) {
+    const auto zeros = m.isZero(b);
+    m.divide(cell, a, b, zeros);
+    m.quantizeBut(zeros, place, cell);
+    m.takeBound(zeros, place, cell, a);
+}
+
+// A quotient by a complex b is a * conj(b) over its squared magnitude, which aren't quantized.
+
+/// cell = a * b + c * d, or the difference; `other` holds the second product.
+template <class M, class Sign, class Cell, class A, class B, class C, class D>
+[[gnu::always_inline]] inline void combineProducts(M& m, Sign sign, Cell& cell, Cell& other, const A& a, const B& b,
+                                                   const C& c, const D& d) {
+    m.multiply(cell, a, b);
+    m.multiply(other, c, d);
+    m.combine(sign, cell, other);
+}
+
+/// cell = |b|^2
+template <class M, class Cell, class B>
+[[gnu::always_inline]] inline void squareMagnitude(M& m, Cell& cell, Cell& other, const B& bReal, const B& bImag) {
+    combineProducts(m, m.kPlus, cell, other, bReal, bReal, bImag, bImag);
+}
+
+/// real + i imag = a * conj(b)
+template <class M, class Cell, class A, class B>
+[[gnu::always_inline]] inline void multiplyByConjugate(M& m, Cell& real, Cell& imag, Cell& other, const A& aReal,
+                                                       const A& aImag, const B& bReal, const B& bImag) {
+    combineProducts(m, m.kPlus, real, other, aReal, bReal, aImag, bImag);
+    combineProducts(m, m.kMinus, imag, other, aImag, bReal, aReal, bImag);
+}
+/// The same for a real a.
+template <class M, class Cell, class A, class B>
+[[gnu::always_inline]] inline void multiplyByConjugate(M& m, Cell& real, Cell& imag, const A& a, const B& bReal,
+                                                       const B& bImag) {
+    m.multiply(real, a, bReal);
+    m.multiply(imag, a, bImag);
+    m.negate(imag);
 }

@@ -9,21 +9,10 @@
 
 using namespace tolvane::detail;
 
-namespace {
-
-double* doublesOf(number& part, std::uint64_t count) {
-    doublenumber* const doubles = part.asDouble();
-    return doubles != nullptr && doubles->elements().size() == count ? doubles->elements().data() : nullptr;
-}
-
-}  // namespace
-
 bool fi::ArrayStores::serve(const fi& source, const fi& target) {
     const auto areInDoubles = [](const fi& array) {
-        const auto isInDoubles = [&](const number& part) {
-            return part.asDouble() != nullptr && part.asDouble()->elements().size() == array.mNumel;
-        };
-        return isInDoubles(array.mReal) && (array.isreal() || isInDoubles(array.imagPart()));
+        return entries::isInDoubles(array.mReal, array.mNumel) &&
+               (array.isreal() || entries::isInDoubles(array.imagPart(), array.mNumel));
     };
     if (!(source.isempty() || areInDoubles(source)) || !areInDoubles(target) ||
         (target.isreal() && source.iscomplex())) {
@@ -49,11 +38,12 @@ fi::ArrayStores::ArrayStores(const fi& source, fi& target)
       mIsEqualType(target.getNumericType().isequivalent(source.getNumericType())),
       mCounts(mIsEqualType ? getLogging() : mQuantizer.getQlogger().isLogging()),
       mQuantizes(mIsEqualType ? mCounts && target.isScaledDouble() : true),
-      mReal{entries::doublesOf(source.mReal, source.mNumel).data(), doublesOf(target.mReal, target.mNumel)},
+      mReal{entries::doublesOf(source.mReal, source.mNumel).data(),
+            entries::doublesOf(target.mReal, target.mNumel).data()},
       mImag{nullptr, nullptr} {
     if (target.iscomplex()) {
         mImag.source = source.isreal() ? nullptr : entries::doublesOf(source.imagPart(), source.mNumel).data();
-        mImag.target = doublesOf(target.mImag, target.mNumel);
+        mImag.target = entries::doublesOf(target.mImag, target.mNumel).data();
         // A narrower word takes the zeros as they are.
         mImag.isPlain = source.isreal() && !mIsEqualType && target.getWordLength() < source.getWordLength();
     }

@@ -1,12 +1,14 @@
 // Quotients of arrays into a given type.
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 
 #include "fi/bulk/broadcast.h"
-#include "fi/bulk/entries.h"
-#include "fi/bulk/quotients.h"
+#include "fi/bulk/seams.h"
 #include "fi/fi.h"
+#include "fi/ops/element_machine.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
 #include "host/ErrorIdException.h"
@@ -60,58 +62,67 @@ unsigned workPrecision(const fi& a, const fi& b, const NumericType& result) {
     return precision > kGreatestExact ? std::max(precision, kLeastWide) : precision;
 }
 
-/// The cells in which elements are divided, at the working precision: twice that of the operands if products of them
-/// are summed.
+/// The machine that divides elements, with its cells at the working precision: twice that of the operands if products
+/// of them are summed.
 class ElementDivision {
  public:
-    ElementDivision(bool hasComplexDivisor, unsigned precision, const quantizer& q)
-        : mQuantizer(q),
-          mHasComplexDivisor(hasComplexDivisor),
+    ElementDivision(bool isByComplex, unsigned precision, const quantizer& q)
+        : mMachine(q, {q, false}),
+          mIsByComplex(isByComplex),
           mLeft(precision),
           mRight(precision),
           mNumerators(precision),
+          mQuotients(precision),
           mDivisor(cell(0.0, precision)),
-          mProduct(cell(0.0, precision)),
-          mQuotient(cell(0.0, precision)) {}
-
-    bool endedWithZeroDivisor() const { return mEndedWithZeroDivisor; }
+          mOther(cell(0.0, precision)) {}
 
     // Take the current element of an operand.
     void setLeft(const fi& x) { set(mLeft, x); }
     void setRight(const fi& x) {
         set(mRight, x);
-        if (mHasComplexDivisor) {
-            addProducts(mDivisor, mRight.real, mRight.real, mRight.imag, mRight.imag);
+        if (mIsByComplex) {
+            Cell square{&mDivisor, nullptr};
+            Cell other{&mOther, nullptr};
+            steps::squareMagnitude(mMachine, square, other, real(mRight), imag(mRight));
         }
     }
+    bool isByZero() const { return (mIsByComplex ? mDivisor : mRight.real).iszero(); }
 
-    void divide(bool leftIsComplex, number& real, number* imag) {
-        if (!mHasComplexDivisor) {
-            divideElement(mLeft.real, mRight.real, real);
-            if (imag) {
-                divideElement(mLeft.imag, mRight.real, *imag);
+    /// Divides into the parts of an element; `imagOut` is null for a real one.
+    void divide(bool leftIsComplex, number& realOut, number* imagOut) {
+        if (mIsByComplex) {
+            Cell re{&mNumerators.real, nullptr};
+            Cell im{&mNumerators.imag, nullptr};
+            if (leftIsComplex) {
+                Cell other{&mOther, nullptr};
+                steps::multiplyByConjugate(mMachine, re, im, other, real(mLeft), imag(mLeft), real(mRight),
+                                           imag(mRight));
+            } else {
+                steps::multiplyByConjugate(mMachine, re, im, real(mLeft), real(mRight), imag(mRight));
             }
-            return;
         }
-        if (leftIsComplex) {
-            addProducts(mNumerators.real, mLeft.real, mRight.real, mLeft.imag, mRight.imag);
-            mNumerators.imag.setvalue(mLeft.imag) *= mRight.real;
-            mProduct.setvalue(mLeft.real) *= mRight.imag;
-            mNumerators.imag -= mProduct;
-        } else {
-            mNumerators.real.setvalue(mLeft.real) *= mRight.real;
-            (mNumerators.imag.setvalue(mLeft.real) *= mRight.imag).negate();
+        const Value& numerators = mIsByComplex ? mNumerators : mLeft;
+        Cell quotient{&mQuotients.real, imagOut ? &mQuotients.imag : nullptr};
+        const Element numerator{&numerators.real, imagOut ? &numerators.imag : nullptr};
+        const Element divisor{mIsByComplex ? &mDivisor : &mRight.real, nullptr};
+        steps::divideStep(mMachine, mMachine.product, quotient, numerator, divisor);
+        realOut.setvalue(mQuotients.real);
+        if (imagOut) {
+            imagOut->setvalue(mQuotients.imag);
         }
-        divideElement(mNumerators.real, mDivisor, real);
-        divideElement(mNumerators.imag, mDivisor, *imag);
     }
 
  private:
+    using Cell = ElementMachine::Cell;
+    using Element = ElementMachine::Element;
+
     struct Value {
         explicit Value(unsigned precision) : real(cell(0.0, precision)), imag(cell(0.0, precision)) {}
         number real;
         number imag;
     };
+    static Element real(const Value& x) { return {&x.real, nullptr}; }
+    static Element imag(const Value& x) { return {&x.imag, nullptr}; }
 
     static void set(Value& target, const fi& x) {
         target.real.setvalue(x.real());
@@ -120,34 +131,14 @@ class ElementDivision {
         }
     }
 
-    void addProducts(number& sum, const number& a, const number& b, const number& c, const number& d) {
-        sum.setvalue(a) *= b;
-        mProduct.setvalue(c) *= d;
-        sum += mProduct;
-    }
-
-    // A quotient by zero is the bound itself, whatever the overflow mode, and no overflow.
-    void divideElement(const number& numerator, const number& divisor, number& out) {
-        mEndedWithZeroDivisor = divisor.iszero();
-        if (mEndedWithZeroDivisor) {
-            // A zero of many bits can be negative.
-            const bool isBelowZero = numerator.isnegative() && !numerator.iszero();
-            out.setvalue(isBelowZero ? mQuantizer.getLowerBound() : mQuantizer.getUpperBound());
-            return;
-        }
-        mQuotient.setvalue(numerator) /= divisor;
-        out.setvalue(mQuantizer.quantize(mQuotient));
-    }
-
-    const quantizer& mQuantizer;
-    bool mHasComplexDivisor;
+    ElementMachine mMachine;
+    bool mIsByComplex;
     Value mLeft;
     Value mRight;
     Value mNumerators;
+    Value mQuotients;
     number mDivisor;
-    number mProduct;
-    number mQuotient;
-    bool mEndedWithZeroDivisor = false;
+    number mOther;
 };
 
 }  // namespace
@@ -167,48 +158,33 @@ fi& fi::over(const fi& b, const NumericType& type) const {
     const quantizer& q = result->getAssignmentQuantizer();
     const unsigned precision = workPrecision(*this, b, resultType) * (b.iscomplex() ? 2 : 1);
 
-    const auto partsOf = [](const fi& x, bool isScalar) {
-        return arrayquotients::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
-                                       x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr,
-                                       isScalar};
-    };
-    const auto isUsable = [](const fi& x, const arrayquotients::Operand& parts) {
-        return parts.real && (parts.imag || !x.iscomplex());
-    };
-    const arrayquotients::Operand left = partsOf(*this, operands.leftIsScalar());
-    const arrayquotients::Operand right = partsOf(b, operands.rightIsScalar());
-    doublenumber* const quotients = result->mReal.asDouble();
-    doublenumber* const imagQuotients = isComplex ? result->mImag.asDouble() : nullptr;
-    const bool isDoubleWork = cell(0.0, precision).asDouble() && isUsable(*this, left) && isUsable(b, right) &&
-                              quotients && (imagQuotients || !isComplex);
-
-    bool endedWithZeroDivisor = false;
-    if (isDoubleWork) {
-        endedWithZeroDivisor = arrayquotients::divide(
-            left, right, quotients->elements(), imagQuotients ? imagQuotients->elements() : std::span<double>(), q);
-        operands.settle(*result);
-    } else {
-        ElementDivision division(b.iscomplex(), precision, q);
+    std::optional<ElementDivision> division;
+    const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
+        division.emplace(b.iscomplex(), precision, q);
         if (operands.leftIsScalar()) {
             setIndex(0);
-            division.setLeft(*this);
+            division->setLeft(*this);
         } else if (operands.rightIsScalar()) {
             b.setIndex(0);
-            division.setRight(b);
+            division->setRight(b);
         }
-        operands.walk(*result, 0, result->numel(), [&] {
+        operands.walk(*result, begin, end, [&] {
             if (!operands.leftIsScalar()) {
-                division.setLeft(*this);
+                division->setLeft(*this);
             }
             if (!operands.rightIsScalar()) {
-                division.setRight(b);
+                division->setRight(b);
             }
-            division.divide(iscomplex(), result->mReal, isComplex ? &result->imagEntry() : nullptr);
+            division->divide(iscomplex(), result->mReal, isComplex ? &result->imagEntry() : nullptr);
         });
-        endedWithZeroDivisor = division.endedWithZeroDivisor();
+    };
+    std::optional<bool> endedByZero = arrayseams::divide(*this, b, operands, precision, *result, std::ref(byElements));
+    if (!endedByZero) {
+        byElements(0, result->numel());
+        endedByZero = result->numel() > 0 && division->isByZero();
     }
     // Only checks the last division: callers rely on silence after a good one.
-    if (endedWithZeroDivisor) {
+    if (*endedByZero) {
         hscWarnMsgIdAndTxt("fi:divideByZero", "%s", "Division by zero occurred. Quotient was saturated.");
     }
     return *result.release();

@@ -34,7 +34,7 @@ class ElementMachine {
 
     /// For steps that add; operands are converted in `scratch`, part by part.
     ElementMachine(const Place& place, number& scratch) : product(place), pair(place), sum(place), mScratch(&scratch) {}
-    /// For products.
+    /// For products and quotients.
     ElementMachine(const quantizer& products, const Place& pairs)
         : product{products, false}, pair(pairs), sum(pairs), mScratch(nullptr) {}
 
@@ -52,6 +52,11 @@ class ElementMachine {
         }
     }
 
+    /// For real factors.
+    static void multiply(const Cell& cell, const Element& a, const Element& b) {
+        cell.real->setvalue(*a.real) *= *b.real;
+    }
+
     /// An operand that its place has yet to convert, unless `into` is null.
     struct Operand {
         Element value;
@@ -63,6 +68,10 @@ class ElementMachine {
         if (x.value.imag) {
             combinePart<Sign>(*cell.imag, *x.value.imag, x.into);
         }
+    }
+    template <class Sign>
+    static void combine(Sign, const Cell& cell, const Cell& x) {
+        Sign::combine(*cell.real, *x.real);
     }
     static bool casts(const Place& place) { return place.casts; }
     static Operand cast(const Place& place, const Element& x) { return {x, place.casts ? &place : nullptr}; }
@@ -79,7 +88,40 @@ class ElementMachine {
         }
     }
 
-    Place product;
+    static void negate(const Cell& cell) { cell.real->negate(); }
+    static bool isZero(const Element& x) { return x.real->iszero(); }
+    static void divide(const Cell& cell, const Element& a, const Element& b, bool isByZero) {
+        if (isByZero) {
+            return;
+        }
+        cell.real->setvalue(*a.real) /= *b.real;
+        if (a.imag) {
+            cell.imag->setvalue(*a.imag) /= *b.real;
+        }
+    }
+    static void quantizeBut(bool isByZero, const Place& place, const Cell& cell) {
+        if (!isByZero) {
+            quantize(place, cell);
+        }
+    }
+    static void takeBound(bool isByZero, const Place& place, const Cell& cell, const Element& a) {
+        const auto take = [&place](number& part, const number& numerator) {
+            // A zero of many bits can be negative.
+            const bool isBelowZero = numerator.isnegative() && !numerator.iszero();
+            part.setvalue(isBelowZero ? place.format.getLowerBound() : place.format.getUpperBound());
+        };
+        if (!isByZero) {
+            return;
+        }
+        take(*cell.real, *a.real);
+        if (a.imag) {
+            take(*cell.imag, *a.imag);
+        }
+    }
+
+    static constexpr Plus kPlus{};
+    static constexpr Minus kMinus{};
+    Place product;  // of quotients, too
     Place pair;
     Place sum;
 

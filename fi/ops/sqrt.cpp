@@ -45,10 +45,6 @@ NumericType rootType(const fi& a, const NumericType& type) {
     return result;
 }
 
-bool roundsTowardZero(Round mode) {
-    return mode == Round::Fix || mode == Round::Floor;
-}
-
 /// Leaves the logs of the objects that a search works with in the log map, in the order in which they are destroyed.
 void leaveLogs(const arrayroots::Tallies& noted, const arrayroots::Types& types, const std::string& tag) {
     using Operation = embedded::OperationTypeEnum;
@@ -266,7 +262,7 @@ void fi::bisectRoots(fi& roots) const {
                 roots = trial;
             }
         }
-        if (roundsTowardZero(mode) || !(roots.mReal < upper)) {
+        if (arrayroots::roundsDown(mode) || !(roots.mReal < upper)) {
             continue;
         }
         trial = roots;

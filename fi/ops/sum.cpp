@@ -3,8 +3,7 @@
 #include <memory>
 
 #include "fi/bulk/broadcast.h"
-#include "fi/bulk/elementwise.h"
-#include "fi/bulk/entries.h"
+#include "fi/bulk/seams.h"
 #include "fi/fi.h"
 #include "fi/ops/element_machine.h"
 #include "fi/result_types/slopebias_errors.h"
@@ -17,14 +16,14 @@ namespace {
 // The two operations by their treatment of the right operand.
 struct Sum : Plus {
     static constexpr const char* kName = "plus";
-    static constexpr auto kSign = elementwise::Sign::plus;
+    static constexpr auto kSign = arrayseams::Sign::plus;
     static double bias(const fi& a, const fi& b, const fi& result) {
         return b.getBias() + a.getBias() - result.getBias();
     }
 };
 struct Difference : Minus {
     static constexpr const char* kName = "minus";
-    static constexpr auto kSign = elementwise::Sign::minus;
+    static constexpr auto kSign = arrayseams::Sign::minus;
     static double bias(const fi& a, const fi& b, const fi& result) {
         return a.getBias() - b.getBias() - result.getBias();
     }
@@ -167,26 +166,10 @@ fi& fi::combineArrays(const fi& b) const {
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
         operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, tmp, scratch); });
     };
-    const auto partsOf = [](const fi& x, bool isScalar) {
-        return elementwise::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
-                                    x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr, isScalar};
-    };
-    const elementwise::Operand left = partsOf(*this, operands.leftIsScalar());
-    const elementwise::Operand right = partsOf(b, operands.rightIsScalar());
-    const auto isUsable = [](const fi& x, const elementwise::Operand& parts) {
-        return parts.real && (parts.imag || !x.iscomplex());
-    };
-    doublenumber* const sums = result->mReal.asDouble();
-    doublenumber* const imagSums = isComplex ? result->mImag.asDouble() : nullptr;
-    if (isSlopeBiasCase || !isUsable(*this, left) || !isUsable(b, right) || !sums || (isComplex && !imagSums) ||
-        !tmp.mReal.asDouble() || !scratch.asDouble() ||
-        !elementwise::add(Operation::kSign, left, right, sums->elements(),
-                          imagSums ? imagSums->elements() : std::span<double>(), result->getAssignmentQuantizer(),
-                          rules.getCastBeforeSum(), byElements)) {
+    if (isSlopeBiasCase || !tmp.mReal.asDouble() || !scratch.asDouble() ||
+        !arrayseams::add(Operation::kSign, *this, b, operands, *result, rules.getCastBeforeSum(), byElements)) {
         byElements(0, result->numel());
-        return *result.release();
     }
-    operands.settle(*result);
     return *result.release();
 }
 

@@ -424,6 +424,12 @@ TEST(ArrayExtremes, KeepTheSignOfAZero) {
     };
     EXPECT_TRUE(sameBits(ofProduct({-1.0, -8.0}, {-8.0, 0.0}), -0.0));
     EXPECT_TRUE(sameBits(ofProduct({-8.0, -1.0}, {0.0, -8.0}), 0.0));
+    // A quotient by zero isn't met, so its bound is no extreme.
+    const auto ofQuotient = [&](const std::vector<double>& re, const std::vector<double>& im) {
+        return maxOf(column(re, im, type, rules).over(column({4.0, 0.0, 4.0}, type, rules), fixedType(true, 8, 0)));
+    };
+    EXPECT_TRUE(sameBits(ofQuotient({-1.0, 1.0, -8.0}, {-8.0, 1.0, 0.0}), -0.0));
+    EXPECT_TRUE(sameBits(ofQuotient({-8.0, 1.0, -1.0}, {0.0, 1.0, -8.0}), 0.0));
     // It casts up to one, too.
     const auto ofSum = [&](const std::vector<double>& left, const std::vector<double>& right) {
         return maxOf(column(left, type, rules).plus(column(right, type, rules)));
