@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <random>
 #include <string>
@@ -94,6 +95,10 @@ void run(benchmark::State& state, const Work& work, Variant variant) {
     finish(state, work.items);
 }
 
+std::size_t offset(double place) {
+    return static_cast<std::size_t>(static_cast<std::int64_t>(place)) - 1;
+}
+
 /// Copies by hand, from and into memory that stays the same.
 void copy(benchmark::State& state, const Numbers& from, const Numbers& to, std::size_t size) {
     const Numbers source = numbersOf(size);
@@ -101,7 +106,7 @@ void copy(benchmark::State& state, const Numbers& from, const Numbers& to, std::
     for (auto iteration : state) {
         (void)iteration;
         for (std::size_t i = 0; i < from.size(); ++i) {
-            target[static_cast<std::size_t>(to[i]) - 1] = source[static_cast<std::size_t>(from[i]) - 1];
+            target[offset(to[i])] = source[offset(from[i])];
         }
         benchmark::DoNotOptimize(target.data());
         benchmark::ClobberMemory();

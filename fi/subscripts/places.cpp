@@ -14,6 +14,8 @@ namespace tolvane::detail {
 namespace {
 
 constexpr std::size_t kBlock = Selection::kMostListed;
+/// Doubles count exactly up to there.
+constexpr std::uint64_t kMostPosition = std::uint64_t{1} << 52;
 /// The host refuses what there is no memory for.
 constexpr std::uint64_t kMostSelected = std::uint64_t{1} << 28;
 
@@ -158,8 +160,9 @@ void Subscript::walk(std::uint64_t start, std::uint64_t distance, const VisitStr
     std::array<std::uint64_t, kBlock> offsets;
     for (std::size_t begin = 0; begin < mList.size(); begin += kBlock) {
         const std::size_t length = std::min(kBlock, mList.size() - begin);
-        for (std::size_t i = 0; i < length; ++i) {
-            offsets[i] = (*this)[begin + i] * distance;
+        static_cast<void>(offsetsOf(mList.subspan(begin, length), 1, kMostPosition, offsets.data()));
+        for (std::size_t i = 0; distance != 1 && i < length; ++i) {
+            offsets[i] *= distance;
         }
         visit({start, 1, length, offsets.data()});
     }
