@@ -214,6 +214,34 @@ void registerCalls() {
     }
 }
 
+/// Many short runs.
+void registerShortColumns() {
+    constexpr std::size_t kRows = 3;
+    constexpr std::size_t kColumns = 300000;
+    const std::string size = " of 3 x 300000";
+    const Value two = Value::matrix(2, kColumns, numbersOf(2 * kColumns));
+    const Value row = Value::matrix(1, kColumns, numbersOf(kColumns));
+    const Value outer = Numbers{1, 3};
+    const auto next = static_cast<double>(kRows + 1);
+    addWork(
+        "a([1 3],:)" + size,
+        [=] {
+            return Work{kRows, kColumns, paren(outer, colon())};
+        },
+        false);
+    addWork(
+        "a([1 3],:) = b" + size, [=] { return Work{kRows, kColumns, paren(outer, colon()), true, two, 1, true}; },
+        true);
+    addWork(
+        "a(end+1,:) = b" + size, [=] { return Work{kRows, kColumns, paren(next, colon()), true, row, 1, true}; }, true);
+    addWork(
+        "a(2,:) = []" + size,
+        [=] {
+            return Work{kRows, kColumns, paren(2, colon()), true, Value()};
+        },
+        false);
+}
+
 constexpr std::size_t kSlice = 1000000;
 
 /// A slice of 10^6 elements by the places of an index, out of the first elements and into them.
@@ -285,6 +313,7 @@ void registerSlices() {
 int main(int argc, char** argv) {
     keepFreedMemory();
     registerCalls();
+    registerShortColumns();
     registerSlices();
     std::vector<char*> arguments(argv, argv + argc);
     std::string interleaved = "--benchmark_enable_random_interleaving=true";

@@ -42,6 +42,43 @@ Dimensions trimmed(Dimensions dims) {
     return dims;
 }
 
+namespace {
+
+/// Visits stretches, and gathers short ones to lists.
+class Gathering {
+ public:
+    explicit Gathering(const VisitStretch& visit) : mVisit(visit) {}
+
+    void add(const Stretch& places) {
+        if (places.count >= kLong) {
+            visitGathered();
+            mVisit(places);
+            return;
+        }
+        if (mCount + places.count > kBlock) {
+            visitGathered();
+        }
+        for (std::size_t i = 0; i < places.count; ++i) {
+            mOffsets[mCount++] = places[i];
+        }
+    }
+    void visitGathered() {
+        if (mCount > 0) {
+            mVisit({0, 1, mCount, mOffsets.data()});
+        }
+        mCount = 0;
+    }
+
+    static constexpr std::size_t kLong = 32;
+
+ private:
+    const VisitStretch& mVisit;
+    std::size_t mCount = 0;
+    std::array<std::uint64_t, kBlock> mOffsets;
+};
+
+}  // namespace
+
 // One subscript.
 
 Subscript Subscript::all(std::uint64_t extent) {
@@ -168,15 +205,12 @@ void Subscript::walk(std::uint64_t start, std::uint64_t distance, const VisitStr
     }
 }
 
-void Subscript::walkRest(std::uint64_t extent, const VisitStretch& visit) const {
-    if (isMask()) {
-        walkMask<false>(mMask, 0, visit);
-        return;
-    }
+template <class Visit>
+void Subscript::walkGaps(std::uint64_t extent, Visit&& visit) const {
     std::uint64_t next = 0;
     const auto visitUpTo = [&](std::uint64_t end) {
         if (end > next) {
-            visit({next, 1, end - next});
+            visit(next, end - next);
         }
     };
     if (isRun()) {
@@ -189,6 +223,21 @@ void Subscript::walkRest(std::uint64_t extent, const VisitStretch& visit) const 
         }
     }
     visitUpTo(extent);
+}
+
+void Subscript::walkRest(const Slices& slices, const VisitStretch& visit) const {
+    if (isMask()) {
+        walkMask<false>(mMask, 0, visit);
+        return;
+    }
+    const auto [inner, extent, outer] = slices;
+    Gathering gathering(visit);
+    for (std::uint64_t i = 0; i < outer; ++i) {
+        walkGaps(extent, [&, inner = inner, start = i * extent * inner](std::uint64_t first, std::uint64_t count) {
+            gathering.add({start + first * inner, 1, count * inner});
+        });
+    }
+    gathering.visitGathered();
 }
 
 // All subscripts.
@@ -271,20 +320,36 @@ void Places::walk(const VisitStretch& visit) const {
         visit({start, 1, 1});
         return;
     }
+    if (loops.size() == 1) {
+        loops[0].subscript.walk(start, loops[0].distance, visit);
+        return;
+    }
+    const Loop& inner = loops[0];
+    std::array<std::uint64_t, Gathering::kLong> shortList;
+    const bool isShort = inner.subscript.count() < Gathering::kLong;
+    for (std::size_t i = 0; isShort && i < inner.subscript.count(); ++i) {
+        shortList[i] = inner.subscript[i] * inner.distance;
+    }
+    Gathering gathering(visit);
     for (;;) {
         std::uint64_t offset = start;
         for (std::size_t d = 1; d < loops.size(); ++d) {
             offset += loops[d].subscript[loops[d].at] * loops[d].distance;
         }
-        loops[0].subscript.walk(offset, loops[0].distance, visit);
+        if (isShort) {
+            gathering.add({offset, 1, inner.subscript.count(), shortList.data()});
+        } else {
+            inner.subscript.walk(offset, inner.distance, visit);
+        }
         std::size_t d = 1;
         while (d < loops.size() && ++loops[d].at == loops[d].subscript.count()) {
             loops[d++].at = 0;
         }
         if (d >= loops.size()) {
-            return;
+            break;
         }
     }
+    gathering.visitGathered();
 }
 
 namespace {
@@ -298,8 +363,7 @@ Dimensions linearShape(const hvArray* index, const Subscript& subscript, std::sp
         return {count, 1};
     }
     if (hvIsLogical(index)) {
-        const bool isRow = own.size() == 2 && own[0] == 1 && own[1] != 1;
-        own = isRow ? Dimensions{1, count} : Dimensions{count, 1};
+        own = {count, 1};
     }
     if (isVector(dims) && isVector(own)) {
         return dims[0] == 1 ? Dimensions{1, count} : Dimensions{count, 1};
@@ -316,35 +380,17 @@ class Selected final : public Selection {
     Places mPlaces;
 };
 
-/// All elements but those at the places of a subscript in one dimension, of `extent` groups of `inner` elements.
+/// All elements but those of the slices that a subscript of one dimension names.
 class Rest final : public Selection {
  public:
-    struct Dimension {
-        std::uint64_t inner;
-        std::uint64_t extent;
-        std::uint64_t outer;
-    };
-    Rest(Dimensions dims, Subscript removed, Dimension dimension)
-        : Selection(std::move(dims)), mRemoved(removed), mDimension(dimension) {}
+    Rest(Dimensions dims, Subscript removed, const Slices& slices)
+        : Selection(std::move(dims)), mRemoved(removed), mSlices(slices) {}
 
-    void walk(const VisitStretch& visit) const override {
-        const auto [inner, extent, outer] = mDimension;
-        if (mRemoved.isMask()) {
-            mRemoved.walkRest(extent, visit);
-            return;
-        }
-        std::uint64_t start = 0;
-        const VisitStretch visitGroups = [&, inner = inner](const Stretch& groups) {
-            visit({start + groups.first * inner, 1, groups.count * inner});
-        };
-        for (std::uint64_t i = 0; i < outer; ++i, start += extent * inner) {
-            mRemoved.walkRest(extent, visitGroups);
-        }
-    }
+    void walk(const VisitStretch& visit) const override { mRemoved.walkRest(mSlices, visit); }
 
  private:
     Subscript mRemoved;
-    Dimension mDimension;
+    Slices mSlices;
 };
 
 }  // namespace
@@ -386,13 +432,13 @@ std::unique_ptr<Selection> leftBy(std::span<const hvArray* const> indices, std::
         return nullptr;
     }
     const std::span<const std::uint64_t> all = places->extents();
-    const Rest::Dimension dimension{productOf(all.first(place)), all[place], productOf(all.subspan(place + 1))};
+    const Slices slices{productOf(all.first(place)), all[place], productOf(all.subspan(place + 1))};
     left[place] -= subscripts[place].count();
     if (left.size() == 1) {
         const bool isColumn = dims.size() == 2 && dims[1] == 1 && dims[0] != 1;
         left = isColumn ? Dimensions{left[0], 1} : Dimensions{1, left[0]};
     }
-    return std::make_unique<Rest>(trimmed(std::move(left)), subscripts[place], dimension);
+    return std::make_unique<Rest>(trimmed(std::move(left)), subscripts[place], slices);
 }
 
 }  // namespace tolvane::detail

@@ -50,6 +50,13 @@ class Selection {
     Dimensions mDims;
 };
 
+/// The slices of a dimension in an array: `outer` times `extent` slices of `inner` adjacent elements.
+struct Slices {
+    std::uint64_t inner;
+    std::uint64_t extent;
+    std::uint64_t outer;
+};
+
 /// One subscript. It refers to the numbers of the host array that it was read from.
 class Subscript {
  public:
@@ -80,11 +87,13 @@ class Subscript {
 
     /// Visits the places, times `distance`, counted from `start`.
     void walk(std::uint64_t start, std::uint64_t distance, const VisitStretch& visit) const;
-    /// Visits the places of 0 to `extent` - 1 that are not named; of an ascending subscript.
-    void walkRest(std::uint64_t extent, const VisitStretch& visit) const;
+    /// Visits the elements of the slices that are not named; of an ascending subscript.
+    void walkRest(const Slices& slices, const VisitStretch& visit) const;
 
  private:
     Subscript() = default;
+    template <class Visit>
+    void walkGaps(std::uint64_t extent, Visit&& visit) const;
     bool readNumbers(std::span<const double> numbers, std::uint64_t most);
 
     std::uint64_t mCount = 0;

@@ -14,7 +14,13 @@ using namespace tolvane::detail;
 // One side.
 
 fi::SideStores::Side::Side(const fi& from, fi& to)
-    : source(from), target(to), isCopied(to.movesWithoutTrace(from)), stores(from, to) {}
+    : source(from),
+      isCopied(to.movesWithoutTrace(from)),
+      real(entries::doublesOf(from.mReal, from.mNumel).data()),
+      imag(from.iscomplex() ? entries::doublesOf(from.imagPart(), from.mNumel).data() : nullptr),
+      toReal(to.mReal.asDouble()->elements().data()),
+      toImag(to.iscomplex() ? to.mImag.asDouble()->elements().data() : nullptr),
+      stores(from, to) {}
 
 /// Takes a block in which each value is whole and names an element; returns whether it is such a block.
 bool fi::SideStores::Side::takeAll(std::span<const double> positions, std::uint64_t begin) {
@@ -38,30 +44,32 @@ void fi::SideStores::Side::takeSome(std::span<const double> block, double sign, 
 }
 
 void fi::SideStores::Side::copy(std::uint64_t first, std::uint64_t step, const Stretch& places) const {
-    const auto copyPart = [&](const double* from, double* to) {
-        from += first;
-        to += places.first;
-        if (places.isRun() && step == 1) {
-            std::copy_n(from, places.count, to);
-        } else if (places.offsets != nullptr) {
-            for (std::size_t i = 0; i < places.count; ++i) {
-                to[places.offsets[i]] = from[i * step];
-            }
-        } else {
-            for (std::size_t i = 0; i < places.count; ++i) {
-                to[i * places.step] = from[i * step];
-            }
+    copyPart(real + first, step, toReal, places);
+    if (toImag == nullptr) {
+        return;
+    }
+    if (imag != nullptr) {
+        copyPart(imag + first, step, toImag, places);
+        return;
+    }
+    for (std::size_t i = 0; i < places.count; ++i) {
+        toImag[places[i]] = 0.0;
+    }
+}
+
+void fi::SideStores::Side::copyPart(const double* from, std::uint64_t step, double* to, const Stretch& places) {
+    // A call takes longer than a few elements.
+    constexpr std::size_t kLong = 16;
+    to += places.first;
+    if (places.isRun() && step == 1 && places.count >= kLong) {
+        std::copy_n(from, places.count, to);
+    } else if (places.offsets != nullptr) {
+        for (std::size_t i = 0; i < places.count; ++i) {
+            to[places.offsets[i]] = from[i * step];
         }
-    };
-    copyPart(source.mReal.asDouble()->elements().data(), target.mReal.asDouble()->elements().data());
-    if (target.iscomplex()) {
-        double* const to = target.mImag.asDouble()->elements().data();
-        if (source.iscomplex()) {
-            copyPart(source.imagPart().asDouble()->elements().data(), to);
-        } else {
-            for (std::size_t i = 0; i < places.count; ++i) {
-                to[places[i]] = 0.0;
-            }
+    } else {
+        for (std::size_t i = 0; i < places.count; ++i) {
+            to[i * places.step] = from[i * step];
         }
     }
 }

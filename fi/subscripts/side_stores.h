@@ -33,11 +33,16 @@ class fi::SideStores {
         bool takeAll(std::span<const double> positions, std::uint64_t begin);
         void takeSome(std::span<const double> block, double sign, std::uint64_t begin);
         void copy(std::uint64_t first, std::uint64_t step, const tolvane::detail::Stretch& places) const;
+        static void copyPart(const double* from, std::uint64_t step, double* to,
+                             const tolvane::detail::Stretch& places);
         void noteLast();
 
         const fi& source;
-        fi& target;
         bool isCopied;  // values move as they are, and nothing is counted
+        const double* real;
+        const double* imag;  // null for zeros
+        double* toReal;
+        double* toImag;  // null if the target is real
         ArrayStores stores;
         ArrayStores::Moves moves;
         std::uint64_t lastFrom = 0;
