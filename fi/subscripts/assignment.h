@@ -28,7 +28,7 @@ class fi::Assignment {
     /// Refers to the plan.
     static std::unique_ptr<Assignment> byPlan(const hvArray* plan);
     static std::unique_ptr<Assignment> byPlan(hvArrayOwner plan);
-    /// Refers to the indices; `dims` and `rightDims` are trimmed. Null if the host has to read the subscripts, as for
+    /// Refers to the indices; `dims` are trimmed. Null if the host has to read the subscripts, as for
     /// growth other than along one dimension, by whole slices behind the old ones.
     static std::unique_ptr<Assignment> bySubscripts(std::span<const hvArray* const> indices,
                                                     std::span<const std::uint64_t> dims,

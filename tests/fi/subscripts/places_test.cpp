@@ -22,9 +22,17 @@ using Sizes = std::vector<std::uint64_t>;
 
 using Index = hvArrayOwner (*)();
 
-hvArrayOwner row(const std::vector<double>& numbers, hvComplexity complexity = hvREAL) {
-    hvArrayOwner made(hvCreateDoubleMatrix(1, numbers.size(), complexity));
-    std::ranges::copy(numbers, hvGetTypedData<double>(made.get()).begin());
+template <class... Numbers>
+hvArrayOwner row(Numbers... numbers) {
+    const std::vector<double> list{static_cast<double>(numbers)...};
+    hvArrayOwner made(hvCreateDoubleMatrix(1, list.size()));
+    std::ranges::copy(list, hvGetTypedData<double>(made.get()).begin());
+    return made;
+}
+
+hvArrayOwner complexRow() {
+    hvArrayOwner made = row(1, 2);
+    hvSetComplexity(made.get(), hvCOMPLEX);
     return made;
 }
 
@@ -63,77 +71,25 @@ TEST(Subscripts, ArePassedToTheHostUnlessTheyArePlain) {
         int rows;
         int linear;
     } table[] = {
-        {"a scalar", [] { return row({2}); }, kAll, kAll},
-        {"a range",
-         [] {
-             return row({2, 3});
-         },
-         kAll, kAll},
-        {"a rising list",
-         [] {
-             return row({1, 3});
-         },
-         kAll, kAll},
+        {"a scalar", [] { return row(2); }, kAll, kAll},
+        {"a range", [] { return row(2, 3); }, kAll, kAll},
+        {"a rising list", [] { return row(1, 3); }, kAll, kAll},
         {"all", colon, kRead | kAssign, kRead | kAssign},
-        {"a falling range",
-         [] {
-             return row({3, 2});
-         },
-         kRead, kRead},
-        {"a list",
-         [] {
-             return row({1, 3, 2});
-         },
-         kRead, kRead},
-        {"duplicates",
-         [] {
-             return row({1, 1});
-         },
-         kRead, kRead},
+        {"a falling range", [] { return row(3, 2); }, kRead, kRead},
+        {"a list", [] { return row(1, 3, 2); }, kRead, kRead},
+        {"duplicates", [] { return row(1, 1); }, kRead, kRead},
         {"a mask of the array's shape", [] { return mask(3, 4); }, 0, kAll},
         {"a mask of another shape", [] { return mask(4, 3); }, 0, 0},
         {"a mask of the rows", [] { return mask(3, 1); }, 0, 0},
-        {"out of bounds",
-         [] {
-             return row({1, 13});
-         },
-         0, 0},
-        {"zero",
-         [] {
-             return row({0, 1});
-         },
-         0, 0},
-        {"negative",
-         [] {
-             return row({-1, 1});
-         },
-         0, 0},
-        {"a fraction",
-         [] {
-             return row({1, 1.5});
-         },
-         0, 0},
-        {"NaN",
-         [] {
-             return row({1, double{NAN}});
-         },
-         0, 0},
-        {"infinite",
-         [] {
-             return row({1, double{HUGE_VAL}});
-         },
-         0, 0},
-        {"beyond all arrays",
-         [] {
-             return row({1, 0x1p60});
-         },
-         0, 0},
-        {"complex",
-         [] {
-             return row({1, 2}, hvCOMPLEX);
-         },
-         0, 0},
-        {"nothing", [] { return row({}); }, 0, 0},
+        {"out of bounds", [] { return row(1, 13); }, 0, 0},
+        {"zero", [] { return row(0, 1); }, 0, 0},
+        {"negative", [] { return row(-1, 1); }, 0, 0},
+        {"a fraction", [] { return row(1, 1.5); }, 0, 0},
+        {"NaN", [] { return row(1, NAN); }, 0, 0},
+        {"infinite", [] { return row(1, HUGE_VAL); }, 0, 0},
+        {"beyond all arrays", [] { return row(1, 0x1p60); }, 0, 0},
+        {"complex", complexRow, 0, 0},
+        {"nothing", [] { return row(); }, 0, 0},
         {"an integer class", integer, 0, 0},
         {"another text", [] { return hvArrayOwner(hvCreateString("::")); }, 0, 0},
         {"a cell", [] { return hvArrayOwner(hvCreateCellMatrix(1, 1)); }, 0, 0},
@@ -193,52 +149,17 @@ TEST(Subscripts, OfSlicesBehindTheLastOnesAndOfRemovedSlicesNeedNoHost) {
         bool callsHost;
         Sizes result;
     } table[] = {
-        {{1, 3}, [] { return row({4}); }, nullptr, true, false, {1, 4}},
-        {{3, 1},
-         [] {
-             return row({5, 6, 9});
-         },
-         nullptr,
-         true,
-         false,
-         {9, 1}},
-        {{3, 4}, all, [] { return row({6}); }, true, false, {3, 6}},
-        {{3, 4},
-         [] {
-             return row({4, 5});
-         },
-         all,
-         true,
-         false,
-         {5, 4}},
-        {{3, 4},
-         [] {
-             return row({3, 4});
-         },
-         all,
-         true,
-         true,
-         {4, 4}},
-        {{3, 4}, [] { return row({4}); }, [] { return row({5}); }, true, true, {4, 5}},
-        {{1, 3}, [] { return row({1e6}); }, nullptr, true, true, {1, 1000000}},
-        {{1, 3},
-         [] {
-             return row({1, 3});
-         },
-         nullptr,
-         false,
-         false,
-         {1, 1}},
-        {{3, 4}, [] { return row({2}); }, all, false, false, {2, 4}},
+        {{1, 3}, [] { return row(4); }, nullptr, true, false, {1, 4}},
+        {{3, 1}, [] { return row(5, 6, 9); }, nullptr, true, false, {9, 1}},
+        {{3, 4}, all, [] { return row(6); }, true, false, {3, 6}},
+        {{3, 4}, [] { return row(4, 5); }, all, true, false, {5, 4}},
+        {{3, 4}, [] { return row(3, 4); }, all, true, true, {4, 4}},
+        {{3, 4}, [] { return row(4); }, [] { return row(5); }, true, true, {4, 5}},
+        {{1, 3}, [] { return row(1e6); }, nullptr, true, true, {1, 1000000}},
+        {{1, 3}, [] { return row(1, 3); }, nullptr, false, false, {1, 1}},
+        {{3, 4}, [] { return row(2); }, all, false, false, {2, 4}},
         {{3, 4}, [] { return mask(3, 4); }, nullptr, false, false, {1, 1}},
-        {{1, 3},
-         [] {
-             return row({1, 1});
-         },
-         nullptr,
-         false,
-         true,
-         {1, 2}},
+        {{1, 3}, [] { return row(1, 1); }, nullptr, false, true, {1, 2}},
     };
     const fi one(1.0, true, 16, 0, fimath(), 0, "", true, embedded::OperationTypeEnum::Assignment);
     for (const auto& entry : table) {
