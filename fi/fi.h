@@ -477,9 +477,9 @@ class TOLVANE_API fi {
     /// Evaluates the path and returns an array that the caller owns: for "()", elements as a new array; anything else
     /// as the host's built-in access gives it. `self` is the handle of this object. One or two numbers read an element
     /// without calling the host; row and column are combined to one position, so a row beyond the last is no error as
-    /// long as the element exists. Plain subscripts cost what they touch (fi/subscripts/places.h); all others, and all
-    /// if the host's function was replaced, cost an array of all positions. Raises "fixedpoint:fi:subsref:parenlast", "fixedpoint:fi:badsubscript" and
-    /// "fixedpoint:fi:badindex".
+    /// long as the element exists. Plain subscripts cost what they touch; all others, and all if the host's function
+    /// was replaced, cost an array of all positions. Raises "fixedpoint:fi:subsref:parenlast",
+    /// "fixedpoint:fi:badsubscript" and "fixedpoint:fi:badindex".
     hvArray* subsref(const hvArray* path, OMInterface* self) const;
     /// Assigns the right side, a host array or one around a `fi`, and returns the array of the result, which the caller
     /// owns: `self`, the array around this object, if it could take the values in place, otherwise one around a new

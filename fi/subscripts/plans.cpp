@@ -76,8 +76,11 @@ void gather(const number& from, const Stretch& places, number& to, std::uint64_t
             out[i] = source[places.offsets[i]];
         }
     } else {
-        for (std::size_t i = 0; i < places.count; ++i) {
-            out[i] = source[i * places.step];
+        // Places may descend.
+        const auto step = static_cast<std::ptrdiff_t>(places.step);
+        const auto count = static_cast<std::ptrdiff_t>(places.count);
+        for (std::ptrdiff_t i = 0; i < count; ++i) {
+            out[i] = source[i * step];
         }
     }
 }
