@@ -28,15 +28,15 @@ class fi::Assignment {
     /// Refers to the plan.
     static std::unique_ptr<Assignment> byPlan(const hvArray* plan);
     static std::unique_ptr<Assignment> byPlan(hvArrayOwner plan);
-    /// Refers to the indices; `dims` are trimmed. Null if the host has to read the subscripts, as for
-    /// growth other than along one dimension, by whole slices behind the old ones.
+    /// Refers to the indices; `dims` are trimmed. If the array doesn't grow, names no elements of the left side. Null
+    /// if the host has to read the subscripts, as for growth other than by whole slices behind the old ones.
     static std::unique_ptr<Assignment> bySubscripts(std::span<const hvArray* const> indices,
                                                     std::span<const std::uint64_t> dims,
                                                     std::span<const std::uint64_t> rightDims);
 
     /// Raises an error for a plan that isn't one of doubles, or that names elements that one side doesn't have.
     virtual void check(const fi& left, const fi& right) const = 0;
-    /// The size of the target.
+    /// The dimensions of a target that is larger than the left side, and the size of any target.
     virtual tolvane::detail::Dimensions dims() const = 0;
     virtual std::uint64_t count() const = 0;
     virtual bool usesRight() const = 0;

@@ -169,19 +169,33 @@ std::unique_ptr<Selection> fi::selectionByPlan(hvArrayOwner plan) const {
     return std::make_unique<PlannedSelection>(std::move(plan), mNumel, mReal.asDouble() == nullptr);
 }
 
+namespace {
+
+hvArrayOwner planOfAssignment(std::span<const std::uint64_t> dims, const hvArray* path,
+                              std::span<const std::uint64_t> rightDims) {
+    const hvArrayOwner all = positions(dims, 1.0, 1.0);
+    const hvArrayOwner right = positions(rightDims, -1.0, -1.0);
+    return callHost(1, "subsasgn", all.get(), path, right.get());
+}
+
+}  // namespace
+
 std::unique_ptr<fi::Assignment> fi::assignmentBy(const IndexStep& step,
                                                  std::span<const std::uint64_t> rightDims) const {
     if (auto assignment = Assignment::bySubscripts(step.indicesFor("subsasgn"), trimmed(mDims), rightDims)) {
         return assignment;
     }
-    const hvArrayOwner all = positions(mDims, 1.0, 1.0);
-    const hvArrayOwner right = positions(rightDims, -1.0, -1.0);
-    return Assignment::byPlan(callHost(1, "subsasgn", all.get(), step.path(), right.get()));
+    return Assignment::byPlan(planOfAssignment(mDims, step.path(), rightDims));
 }
 
 fi* fi::subscriptedGrowAssignmentFromStruct(const hvArray* path, const fi& right) const {
     errorIfComplexOntoSlopeBias(right);
-    return grown(*assignmentBy(IndexStep(path), right.dimensions()), right).release();
+    auto assignment = assignmentBy(IndexStep(path), right.dimensions());
+    if (assignment->count() == mNumel) {
+        // Subscripts of places that exist tell nothing of the elements that stay, but a plan does.
+        assignment = Assignment::byPlan(planOfAssignment(mDims, path, right.dimensions()));
+    }
+    return grown(*assignment, right).release();
 }
 
 fi* fi::subscriptedDeleteFromStruct(const hvArray* path) const {

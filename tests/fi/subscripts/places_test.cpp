@@ -155,6 +155,7 @@ TEST(Subscripts, OfSlicesBehindTheLastOnesAndOfRemovedSlicesNeedNoHost) {
         {{3, 4}, [] { return row(4, 5); }, all, true, false, {5, 4}},
         {{3, 4}, [] { return row(3, 4); }, all, true, true, {4, 4}},
         {{3, 4}, [] { return row(4); }, [] { return row(5); }, true, true, {4, 5}},
+        {{1, 3}, [] { return row(3); }, nullptr, true, true, {1, 3}},
         {{1, 3}, [] { return row(1e6); }, nullptr, true, true, {1, 1000000}},
         {{1, 3}, [] { return row(1, 3); }, nullptr, false, false, {1, 1}},
         {{3, 4}, [] { return row(2); }, all, false, false, {2, 4}},
@@ -177,6 +178,7 @@ TEST(Subscripts, OfSlicesBehindTheLastOnesAndOfRemovedSlicesNeedNoHost) {
                                                : array.subscriptedDeleteFromStruct(path.get()));
                   }),
                   entry.callsHost);
+        EXPECT_EQ(result->realdouble(0), 2.0);
         EXPECT_EQ(Sizes(result->dims(), result->dims() + result->ndims()), entry.result);
     }
 }
