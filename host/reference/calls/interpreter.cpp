@@ -122,9 +122,8 @@ bool hiIsOwnFunction(const char* name) {
         const auto found = functions.find(std::string_view(name));
         return found == functions.end() ? nullptr : found->second.template target<hostref::Plain>();
     };
-    const auto& [functions, ownFunctions, lastError, isTrapping, errorMode] = hostref::interpreter();
-    const hostref::Plain* const now = find(functions);
-    const hostref::Plain* const own = find(ownFunctions);
+    const hostref::Plain* const now = find(hostref::interpreter().functions);
+    const hostref::Plain* const own = find(hostref::interpreter().ownFunctions);
     return now != nullptr && own != nullptr && *now == *own;
 }
 
