@@ -39,14 +39,20 @@ class RatioReport : public benchmark::BenchmarkReporter {
             const double nanoseconds = 1e9 / run.counters.at("items_per_second");
             auto found = std::find_if(mCases.begin(), mCases.end(), [&](const Case& c) { return c.name == caseName; });
             if (found == mCases.end()) {
-                found = mCases.insert(mCases.end(), Case{caseName, {}});
+                found = mCases.insert(
+                    std::find_if(mCases.begin(), mCases.end(),
+                                 [&](const Case& c) { return c.times.front().family > run.family_index; }),
+                    Case{caseName, {}});
             }
             auto& times = found->times;
             const std::string variant = name.substr(slash + 1);
             auto time = std::find_if(times.begin(), times.end(), [&](const Time& t) { return t.variant == variant; });
             // Of several repetitions the fastest counts, since noise of a shared machine only adds time.
             if (time == times.end()) {
-                times.push_back({variant, nanoseconds});
+                // Runs may be reported in another order than that of their registration.
+                const auto next = std::find_if(times.begin(), times.end(),
+                                               [&](const Time& t) { return t.family > run.family_index; });
+                times.insert(next, {variant, nanoseconds, run.family_index});
             } else {
                 time->nanoseconds = std::min(time->nanoseconds, nanoseconds);
             }
@@ -74,6 +80,7 @@ class RatioReport : public benchmark::BenchmarkReporter {
     struct Time {
         std::string variant;
         double nanoseconds;
+        std::int64_t family;
     };
     struct Case {
         std::string name;

@@ -30,6 +30,9 @@
 class EnumStringType;
 class FiOMClass;
 class OMInterface;
+namespace tolvane::detail {
+class Selection;
+}
 
 class TOLVANE_API fi {
  public:
@@ -474,8 +477,9 @@ class TOLVANE_API fi {
     /// Evaluates the path and returns an array that the caller owns: for "()", elements as a new array; anything else
     /// as the host's built-in access gives it. `self` is the handle of this object. One or two numbers read an element
     /// without calling the host; row and column are combined to one position, so a row beyond the last is no error as
-    /// long as the element exists. Raises "fixedpoint:fi:subsref:parenlast", "fixedpoint:fi:badsubscript" and
-    /// "fixedpoint:fi:badindex".
+    /// long as the element exists. Plain subscripts cost what they touch; all others, and all if the host's function
+    /// was replaced, cost an array of all positions. Raises "fixedpoint:fi:subsref:parenlast",
+    /// "fixedpoint:fi:badsubscript" and "fixedpoint:fi:badindex".
     hvArray* subsref(const hvArray* path, OMInterface* self) const;
     /// Assigns the right side, a host array or one around a `fi`, and returns the array of the result, which the caller
     /// owns: `self`, the array around this object, if it could take the values in place, otherwise one around a new
@@ -934,7 +938,8 @@ class TOLVANE_API fi {
     struct Logs;
     struct ElementMoves;
     class ArrayStores;
-    class PlannedStores;
+    class Assignment;
+    class SideStores;
 
     // The common parts of the constructors; they make stored zeros, and raise before they have any. A local object
     // keeps a copy of the rules, if there are any. `unset` leaves entries uninitialised; store all before reading any.
@@ -1021,17 +1026,28 @@ class TOLVANE_API fi {
     // Subscripts.
     /// The object in a host value, null for any other value.
     static const fi* objectIn(const hvArray* value);
-    hvArrayOwner planOfAssignment(const hvArray* path, std::span<const std::uint64_t> rightDims) const;
-    hvArray* subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hvArray* right, double position);
-    hvArray* subsasgnGeneralIndexing(hvArray* self, const hvArray* path, const hvArray* right);
+    class IndexStep;
+    /// What the host's own subscripts name, read here if possible.
+    std::unique_ptr<tolvane::detail::Selection> selectionBy(const IndexStep& step) const;
+    std::unique_ptr<tolvane::detail::Selection> deletionBy(const IndexStep& step) const;
+    std::unique_ptr<tolvane::detail::Selection> selectionByPlan(hvArrayOwner plan) const;
+    std::unique_ptr<Assignment> assignmentBy(const IndexStep& step, std::span<const std::uint64_t> rightDims) const;
+    hvArray* subsasgnScalarIndexing(hvArray* self, const IndexStep& step, const hvArray* right, double position);
+    hvArray* subsasgnGeneralIndexing(hvArray* self, const IndexStep& step, const hvArray* right);
     /// Stores the one element of a host array through the quantizer.
     void storeScalar(const hvArray* value, std::uint64_t place);
-    fi* takenByPlan(const hvArray* plan) const;
+    /// A new array of selected elements; the second sets its quantizer by the rules in force.
+    std::unique_ptr<fi> taken(const tolvane::detail::Selection& selection) const;
+    std::unique_ptr<fi> reference(const tolvane::detail::Selection& selection) const;
     /// Whether assigning elements of the source copies their values and does nothing else.
     bool movesWithoutTrace(const fi& source) const;
-    /// Assigns by a plan; if `left` is null, elements that the plan takes from the left array stay unchanged.
-    void putByPlan(std::span<const double> plan, const fi* left, const fi& right);
-    void putElementsByPlan(std::span<const double> plan, const fi* left, const fi& right);
+    void overwrite(const Assignment& assignment, const fi& right);
+    void overwrite(const Assignment& assignment, const hvArray* right);
+    std::unique_ptr<fi> grown(const Assignment& assignment, const fi& right) const;
+    hvArray* grown(const Assignment& assignment, const hvArray* right) const;
+    /// Carries out the moves; if `left` is null, elements that come from the left side stay unchanged.
+    void put(const Assignment& assignment, const fi* left, const fi& right);
+    void putElement(const fi& source, std::uint64_t from, std::uint64_t place);
     /// A host array as an array of this type and these rules.
     fi fromRightSide(const hvArray* right) const;
     /// Adds the counts from the conversion of a right side; not for scaled doubles, which are counted when they move.

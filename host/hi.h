@@ -15,3 +15,8 @@ TOLVANE_HOST_API void hiFullFevalFcn(int resultCount, hvArray** results, int arg
 /// Calls the function `name` and returns 0, or non-zero if it failed; "lasterr" then returns the error.
 TOLVANE_HOST_API int hiCallFcnWithTrap(int resultCount, hvArray** results, int argumentCount, hvArray** arguments,
                                        const char* name);
+
+/// Returns whether a call of `name` runs the host's own function, which no program has replaced; the library then may
+/// do the function's work itself. A host needn't have this operation: test its address first. Without it every function
+/// counts as replaced.
+TOLVANE_HOST_API bool hiIsOwnFunction(const char* name) __attribute__((weak));

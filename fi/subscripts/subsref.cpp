@@ -1,43 +1,72 @@
-// Subscripts: one element by its position is read and written here; for all other forms the host's own subscripts run
-// on an array of positions of the same shape, and their result is the plan of the moves (plans.cpp).
+// Subscripts: one element by its position is read and written here, and plain subscripts are read here (places.h). For
+// all other forms, and if a program has replaced the host's functions, the host's own subscripts run on an array of
+// positions of the same shape, and their result is the plan of the moves (plans.cpp).
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <numeric>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "descriptors/host_object.h"
 #include "fi/fi.h"
+#include "fi/subscripts/assignment.h"
+#include "fi/subscripts/places.h"
+#include "fi/subscripts/planned_selection.h"
 #include "host/ErrorIdException.h"
 #include "host/OMInterface.h"
+#include "host/hi.h"
 #include "host/hv.h"
 #include "logging/reports.h"
 
 using namespace tolvane::detail;
 
-namespace {
-
-constexpr const char* kMismatch = "In an assignment  A(I) = B, the number of elements in B and I must be the same.";
-
 /// The first step of an index structure.
-class FirstStep {
+class fi::IndexStep {
  public:
-    explicit FirstStep(const hvArray* path) : mStepCount(hvGetNumberOfElements(path)) {
+    explicit IndexStep(const hvArray* path) : mPath(path), mStepCount(hvGetNumberOfElements(path)) {
         if (!hvIsStruct(path) || mStepCount == 0) {
             return;
         }
         const hvArray* const type = hvGetField(path, 0, "type");
         if (hvIsChar(type) && !hvIsEmpty(type)) {
-            mIsIndex = hvGetTypedData<hvChar>(type)[0] == u'(';
+            const std::span<const hvChar> text = hvGetTypedData<hvChar>(type);
+            mIsIndex = text[0] == u'(';
+            mIsParentheses = text.size() == 2 && text[1] == u')';
         }
         mIndices = hvGetField(path, 0, "subs");
     }
 
+    const hvArray* path() const { return mPath; }
     bool isIndex() const { return mIsIndex; }
     bool isLast() const { return mStepCount <= 1; }
     std::size_t indexCount() const { return hvIsCell(mIndices) ? hvGetNumberOfElements(mIndices) : 0; }
+    /// The indices, if the host would run its own function for them, which the library may do itself; else none.
+    std::vector<const hvArray*> indicesFor(const char* function) const {
+        std::vector<const hvArray*> indices;
+        if (mIsParentheses && mStepCount == 1 && hiIsOwnFunction != nullptr && hiIsOwnFunction(function)) {
+            indices.resize(indexCount());
+        }
+        for (std::size_t i = 0; i < indices.size(); ++i) {
+            indices[i] = hvGetCell(mIndices, i);
+        }
+        return indices;
+    }
+    /// The position of a scalar index from 0, by one subscript or by row and column; nothing for any other index.
+    std::optional<double> scalarPosition(std::uint64_t rows) const {
+        if (indexCount() == 1) {
+            const std::optional<double> place = number(0);
+            return place ? std::optional(*place - 1.0) : std::nullopt;
+        }
+        if (indexCount() == 2) {
+            const std::optional<double> row = number(0);
+            const std::optional<double> column = number(1);
+            if (row && column) {
+                return static_cast<double>(rows) * (*column - 1.0) + (*row - 1.0);
+            }
+        }
+        return std::nullopt;
+    }
     /// The number in an index, if it is a single number.
     std::optional<double> number(std::size_t place) const {
         const hvArray* const value = hvGetCell(mIndices, place);
@@ -48,26 +77,16 @@ class FirstStep {
     }
 
  private:
+    const hvArray* mPath;
     std::size_t mStepCount;
     bool mIsIndex = false;
+    bool mIsParentheses = false;
     const hvArray* mIndices = nullptr;
 };
 
-/// The position of a scalar index from 0, by one subscript or by row and column; nothing for any other index.
-std::optional<double> scalarPosition(const FirstStep& step, std::uint64_t rows) {
-    if (step.indexCount() == 1) {
-        const std::optional<double> number = step.number(0);
-        return number ? std::optional(*number - 1.0) : std::nullopt;
-    }
-    if (step.indexCount() == 2) {
-        const std::optional<double> row = step.number(0);
-        const std::optional<double> column = step.number(1);
-        if (row && column) {
-            return static_cast<double>(rows) * (*column - 1.0) + (*row - 1.0);
-        }
-    }
-    return std::nullopt;
-}
+namespace {
+
+constexpr const char* kMismatch = "In an assignment  A(I) = B, the number of elements in B and I must be the same.";
 
 /// An array of the shape of an object, first, first + step, ...
 hvArrayOwner positions(std::span<const std::uint64_t> dimensions, double first, double step) {
@@ -110,7 +129,7 @@ const fi* fi::objectIn(const hvArray* value) {
 }
 
 hvArray* fi::subsref(const hvArray* path, OMInterface* self) const {
-    const FirstStep step(path);
+    const IndexStep step(path);
     if (!step.isIndex()) {
         const hvArrayOwner name(hvCreateString("subsref"));
         const hvArrayOwner own(convertToVelmarArray(self));
@@ -121,45 +140,70 @@ hvArray* fi::subsref(const hvArray* path, OMInterface* self) const {
     if (!step.isLast()) {
         raiseError("fixedpoint:fi:subsref:parenlast", "Error: ()-indexing must appear last in an index expression.");
     }
-    if (const std::optional<double> place = scalarPosition(step, mM)) {
+    if (const std::optional<double> place = step.scalarPosition(mM)) {
         checkSignedIndex(*place);
         setIndex(static_cast<std::uint64_t>(*place));
         return convertToExternalVelmarArray(std::make_unique<fi>(*this, embedded::CopyElement::tag));
     }
-    hvArrayOwner all = positions(mDims, 0.0, 1.0);
-    const hvArrayOwner plan = callHost(1, "subsref", all.get(), path);
-    all.reset();
-    return convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedReference(plan.get())));
+    return convertToExternalVelmarArray(reference(*selectionBy(step)));
 }
 
-hvArrayOwner fi::planOfAssignment(const hvArray* path, std::span<const std::uint64_t> rightDims) const {
-    const hvArrayOwner all = positions(mDims, 1.0, 1.0);
-    const hvArrayOwner right = positions(rightDims, -1.0, -1.0);
-    return callHost(1, "subsasgn", all.get(), path, right.get());
+std::unique_ptr<Selection> fi::selectionBy(const IndexStep& step) const {
+    if (auto selection = selectedBy(step.indicesFor("subsref"), trimmed(mDims))) {
+        return selection;
+    }
+    const hvArrayOwner all = positions(mDims, 0.0, 1.0);
+    return selectionByPlan(callHost(1, "subsref", all.get(), step.path()));
 }
 
-fi* fi::subscriptedGrowAssignmentFromStruct(const hvArray* path, const fi& right) const {
-    errorIfComplexOntoSlopeBias(right);
-    const hvArrayOwner plan = planOfAssignment(path, right.dimensions());
-    return subscriptedGrowAssignment(plan.get(), right);
+std::unique_ptr<Selection> fi::deletionBy(const IndexStep& step) const {
+    if (auto selection = leftBy(step.indicesFor("subsasgn"), trimmed(mDims))) {
+        return selection;
+    }
+    const hvArrayOwner all = positions(mDims, 0.0, 1.0);
+    const hvArrayOwner nothing(hvCreateDoubleMatrix(0, 0));
+    return selectionByPlan(callHost(1, "subsasgn", all.get(), step.path(), nothing.get()));
+}
+
+std::unique_ptr<Selection> fi::selectionByPlan(hvArrayOwner plan) const {
+    return std::make_unique<PlannedSelection>(std::move(plan), mNumel, mReal.asDouble() == nullptr);
 }
 
 namespace {
 
-hvArrayOwner planOfDeletion(std::span<const std::uint64_t> dimensions, const hvArray* path) {
-    const hvArrayOwner all = positions(dimensions, 0.0, 1.0);
-    const hvArrayOwner nothing(hvCreateDoubleMatrix(0, 0));
-    return callHost(1, "subsasgn", all.get(), path, nothing.get());
+hvArrayOwner planOfAssignment(std::span<const std::uint64_t> dims, const hvArray* path,
+                              std::span<const std::uint64_t> rightDims) {
+    const hvArrayOwner all = positions(dims, 1.0, 1.0);
+    const hvArrayOwner right = positions(rightDims, -1.0, -1.0);
+    return callHost(1, "subsasgn", all.get(), path, right.get());
 }
 
 }  // namespace
 
+std::unique_ptr<fi::Assignment> fi::assignmentBy(const IndexStep& step,
+                                                 std::span<const std::uint64_t> rightDims) const {
+    if (auto assignment = Assignment::bySubscripts(step.indicesFor("subsasgn"), trimmed(mDims), rightDims)) {
+        return assignment;
+    }
+    return Assignment::byPlan(planOfAssignment(mDims, step.path(), rightDims));
+}
+
+fi* fi::subscriptedGrowAssignmentFromStruct(const hvArray* path, const fi& right) const {
+    errorIfComplexOntoSlopeBias(right);
+    auto assignment = assignmentBy(IndexStep(path), right.dimensions());
+    if (assignment->count() == mNumel) {
+        // Subscripts of places that exist tell nothing of the elements that stay, but a plan does.
+        assignment = Assignment::byPlan(planOfAssignment(mDims, path, right.dimensions()));
+    }
+    return grown(*assignment, right).release();
+}
+
 fi* fi::subscriptedDeleteFromStruct(const hvArray* path) const {
-    return subscriptedDelete(planOfDeletion(mDims, path).get());
+    return taken(*deletionBy(IndexStep(path))).release();
 }
 
 hvArray* fi::subsasgn(hvArray* self, const hvArray* path, const hvArray* right) {
-    const FirstStep step(path);
+    const IndexStep step(path);
     if (!step.isIndex()) {
         const hvArrayOwner name(hvCreateString("subsasgn"));
         callHost(0, "builtin", name.get(), self, path, right);
@@ -175,13 +219,13 @@ hvArray* fi::subsasgn(hvArray* self, const hvArray* path, const hvArray* right) 
                    "The operand on the right hand side of operator '=' in the subscripted assignment operation must "
                    "belong to a type that can be cast into a FI object.");
     }
-    std::optional<double> place = scalarPosition(step, mM);
+    std::optional<double> place = step.scalarPosition(mM);
     // A row beyond the last one makes the matrix grow, which this path doesn't handle.
     if (step.indexCount() == 2 && place && !(*step.number(0) <= static_cast<double>(mM))) {
         place.reset();
     }
-    hvArrayOwner result(place ? subsasgnScalarIndexing(self, path, right, *place)
-                              : subsasgnGeneralIndexing(self, path, right));
+    hvArrayOwner result(place ? subsasgnScalarIndexing(self, step, right, *place)
+                              : subsasgnGeneralIndexing(self, step, right));
     if (getLogging()) {
         getQlogger().setMax(getAssignlog().getMax());
         getQlogger().setMin(getAssignlog().getMin());
@@ -207,7 +251,7 @@ void fi::storeScalar(const hvArray* value, std::uint64_t place) {
     q.quantize(mReal.setvalue(removeSlopeAdjustmentFactorBias(re)));
 }
 
-hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hvArray* right, double position) {
+hvArray* fi::subsasgnScalarIndexing(hvArray* self, const IndexStep& step, const hvArray* right, double position) {
     // Truncation maps values just below the first element to it.
     constexpr double kMost = 9223372036854775808.0;
     if (!(position > -kMost && position < kMost)) {
@@ -224,12 +268,12 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
             raiseError("fixedpoint:fi:subsasgn:index_assign_element_count_mismatch", kMismatch);
         }
         if (rightCount == 0) {
-            const hvArrayOwner plan = planOfDeletion(mDims, path);
+            const std::unique_ptr<Selection> kept = deletionBy(step);
             if (getLogging()) {
                 // Before the log is copied; otherwise both arrays would report its changes.
                 updateAssignlog(getQlogger());
             }
-            return convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedDelete(plan.get())));
+            return convertToExternalVelmarArray(taken(*kept));
         }
         if (object == nullptr) {
             storeScalar(right, static_cast<std::uint64_t>(place));
@@ -248,14 +292,15 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
         raiseError("fixedpoint:fi:subsasgn:index_to_remove_exceeds_matrix_dimensions",
                    "Index of element to remove exceeds matrix dimensions.");
     }
-    std::unique_ptr<fi> grown;
+    std::unique_ptr<fi> longer;
     if (object != nullptr) {
         errorIfBadSource(*object);
-        grown.reset(subscriptedGrowAssignmentFromStruct(path, *object));
+        errorIfComplexOntoSlopeBias(*object);
+        longer = grown(*assignmentBy(step, object->dimensions()), *object);
     } else {
         const fi converted = fromRightSide(right);
         // The host may refuse the path, which must not be counted.
-        const hvArrayOwner plan = planOfAssignment(path, converted.dimensions());
+        const std::unique_ptr<Assignment> assignment = assignmentBy(step, converted.dimensions());
         const qlogger& log = getQlogger();
         const qlogger& gained = converted.getQlogger();
         const bool countsWhenMoved = getLogging() && isScaledDouble();
@@ -264,31 +309,31 @@ hvArray* fi::subsasgnScalarIndexing(hvArray* self, const hvArray* path, const hv
             log.updateminmax(gained.getMax());
             log.updateminmax(gained.getMin());
         }
-        grown.reset(subscriptedGrowAssignment(plan.get(), converted));
+        longer = grown(*assignment, converted);
         if (countsWhenMoved) {
             // The new array has counted and reported them.
             log.addtoOverUnder(gained);
             reports::takeChanges(log);
         }
     }
-    return convertToExternalVelmarArray(std::move(grown));
+    return convertToExternalVelmarArray(std::move(longer));
 }
 
-hvArray* fi::subsasgnGeneralIndexing(hvArray* self, const hvArray* path, const hvArray* right) {
+hvArray* fi::subsasgnGeneralIndexing(hvArray* self, const IndexStep& step, const hvArray* right) {
     const fi* const object = objectIn(right);
     if (object != nullptr ? object->isempty() : hvIsEmpty(right)) {
-        return convertToExternalVelmarArray(std::unique_ptr<fi>(subscriptedDeleteFromStruct(path)));
+        return convertToExternalVelmarArray(taken(*deletionBy(step)));
     }
     const auto hostDims = hvGetDims(right);
-    const std::vector<std::uint64_t> arrayDims(hostDims.begin(), hostDims.end());
-    const hvArrayOwner plan =
-        planOfAssignment(path, object != nullptr ? object->dimensions() : std::span<const std::uint64_t>(arrayDims));
+    const Dimensions arrayDims(hostDims.begin(), hostDims.end());
+    const std::unique_ptr<Assignment> assignment =
+        assignmentBy(step, object != nullptr ? object->dimensions() : std::span<const std::uint64_t>(arrayDims));
     if (object != nullptr) {
         errorIfBadSource(*object);
     }
-    if (hvGetNumberOfElements(plan.get()) == mNumel) {
-        subscriptedOverwriteAssignment(plan.get(), right);
+    if (assignment->count() == mNumel) {
+        overwrite(*assignment, right);
         return embedded::external_to_internal_reference(self);
     }
-    return subscriptedGrowAssignment(plan.get(), right);
+    return grown(*assignment, right);
 }

@@ -17,8 +17,12 @@ namespace hostref {
 
 namespace {
 
+/// The type of the host's own functions.
+using Plain = std::vector<hvArrayOwner> (*)(int resultCount, std::span<const hvArray* const> arguments);
+
 struct Interpreter {
     std::map<std::string, Function, std::less<>> functions = builtinFunctions();
+    const std::map<std::string, Function, std::less<>> ownFunctions = functions;
     LastError lastError;
     bool isTrapping = false;
     int errorMode = 0;
@@ -111,6 +115,16 @@ int hscCallVELMAR(int resultCount, hvArray** results, int argumentCount, hvArray
     }
     hostref::callInto(name, resultCount, results, argumentCount, arguments);
     return 0;
+}
+
+bool hiIsOwnFunction(const char* name) {
+    const auto find = [name](const auto& functions) -> const hostref::Plain* {
+        const auto found = functions.find(std::string_view(name));
+        return found == functions.end() ? nullptr : found->second.template target<hostref::Plain>();
+    };
+    const hostref::Plain* const now = find(hostref::interpreter().functions);
+    const hostref::Plain* const own = find(hostref::interpreter().ownFunctions);
+    return now != nullptr && own != nullptr && *now == *own;
 }
 
 void hscSetTrapFlag(int flag) {

@@ -155,6 +155,18 @@ TEST_F(HostCalls, TrapWhateverAFunctionThrows) {
     EXPECT_EQ(hostref::lastError().id, "VELMAR:UndefinedFunction");
 }
 
+TEST_F(HostCalls, TellWhetherAFunctionIsTheHostsOwn) {
+    EXPECT_TRUE(hiIsOwnFunction("subsref"));
+    EXPECT_FALSE(hiIsOwnFunction("no_such_function"));
+    const hostref::Function own = hostref::registerFunction(
+        "subsref", [](int, auto) { return resultsOf(hvCreateDoubleScalar(1), hvCreateDoubleScalar(2)); });
+    EXPECT_FALSE(hiIsOwnFunction("subsref"));
+    hostref::registerFunction("subsref", {});
+    EXPECT_FALSE(hiIsOwnFunction("subsref"));
+    hostref::registerFunction("subsref", own);
+    EXPECT_TRUE(hiIsOwnFunction("subsref"));
+}
+
 TEST_F(HostCalls, CheckHowManyResultsAFunctionGives) {
     hostref::registerFunction("two",
                               [](int, auto) { return resultsOf(hvCreateDoubleScalar(1), hvCreateDoubleScalar(2)); });
