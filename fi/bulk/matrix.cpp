@@ -76,7 +76,7 @@ class MatrixProduct {
         if (part) {
             pack(mMoves.at(part, lane, mTerms), mMoves.step, mMoves.termStep, lanes, mTerms, panel.get());
         }
-        return part ? panel.get() : nullptr;
+        return panel.get();  // null for no panel
     }
     void scatter(const double* values, double* out, std::size_t lane, std::size_t lanes, std::size_t run) const {
         for (std::size_t i = 0; out && i < lanes; ++i) {
