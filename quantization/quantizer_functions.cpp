@@ -154,8 +154,8 @@ inline int quantizer::lastBitBelow(int exponent) const {
 
 template <class Rule>
 number& quantizer::quantizeFloat(number& x) const {
-    if (const doublenumber* body = x.asDouble(); body && mFloatLimits.valid) {
-        return store(x, rounding::quantizeFloatValue<Rule>(body->getelement(), mFloatLimits));
+    if (const doublenumber* body = x.asDouble(); body && mFloatLimits) {
+        return store(x, rounding::quantizeFloatValue<Rule>(body->getelement(), *mFloatLimits));
     }
     if (x.myisinf()) {
         mLogger.nOverflowsPlusOne();

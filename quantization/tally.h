@@ -53,7 +53,7 @@ struct Tally {
 
     /// Whether the sign of a zero extreme is open that the log would take.
     bool isOpenFor(const qlogger& log) const {
-        return (greatestZeros == both && log.getMax().isnegative()) || (leastZeros == both && log.getMin().sign() > 0);
+        return (greatestZeros == both && log.isMaxNegative()) || (leastZeros == both && log.isMinPositive());
     }
     /// Takes the sign of the first zero for zero extremes of both signs.
     void settle(double firstZero) {

@@ -401,10 +401,10 @@ struct NotedPlace {
 };
 
 bool isGreatestOpen(const NotedPlace& place) {
-    return place.tally->greatestZeros == Tally::both && place.log->getMax().isnegative();
+    return place.tally->greatestZeros == Tally::both && place.log->isMaxNegative();
 }
 bool isLeastOpen(const NotedPlace& place) {
-    return place.tally->leastZeros == Tally::both && place.log->getMin().sign() > 0;
+    return place.tally->leastZeros == Tally::both && place.log->isMinPositive();
 }
 
 /// Gives zero extremes whose sign is open that of the first zero in the order of the element steps: in the first
@@ -435,15 +435,15 @@ void settleSigns(const Plan& plan, std::span<const NotedPlace> places, std::span
             log->reset();
         }
         stretches.byElements(begin, end);
-        const auto zerosOf = [](const number& extreme) -> unsigned {
-            return !extreme.iszero() ? Tally::both : std::signbit(extreme.todouble()) ? Tally::minus : Tally::plus;
+        const auto zerosOf = [](double extreme) -> unsigned {
+            return extreme != 0.0 ? Tally::both : std::signbit(extreme) ? Tally::minus : Tally::plus;
         };
         struct Zeros {
             unsigned greatest;
             unsigned least;
         } seen[3];
         for (std::size_t i = 0; i < places.size(); ++i) {
-            seen[i] = {zerosOf(places[i].log->getMax()), zerosOf(places[i].log->getMin())};
+            seen[i] = {zerosOf(places[i].log->getMaxAsDouble()), zerosOf(places[i].log->getMinAsDouble())};
         }
         for (std::size_t i = 0; i < logs.size(); ++i) {
             logs[i]->set(saved[i]);

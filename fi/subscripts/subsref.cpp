@@ -183,8 +183,7 @@ hvArray* fi::subsasgn(hvArray* self, const hvArray* path, const hvArray* right) 
     hvArrayOwner result(place ? subsasgnScalarIndexing(self, path, right, *place)
                               : subsasgnGeneralIndexing(self, path, right));
     if (getLogging()) {
-        getQlogger().setMax(getAssignlog().getMax());
-        getQlogger().setMin(getAssignlog().getMin());
+        getQlogger().copyMinMax(getAssignlog());
     }
     return result.release();
 }
