@@ -49,8 +49,8 @@ class Ledger {
  private:
     struct Entry {
         bool isOpen(const Tally& block) const {
-            return (block.greatestZeros == Tally::both && total.greatest < 0.0 && log.getMax().isnegative()) ||
-                   (block.leastZeros == Tally::both && total.least > 0.0 && log.getMin().sign() > 0);
+            return (block.greatestZeros == Tally::both && total.greatest < 0.0 && log.isMaxNegative()) ||
+                   (block.leastZeros == Tally::both && total.least > 0.0 && log.isMinPositive());
         }
         Tally total;
         const qlogger& log;
@@ -317,7 +317,7 @@ class Multiplication {
 
 bool multiply(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
               const Quantizers& quantizers, const ByElements& byElements) {
-    const qlogger& productLog = quantizers.product.getQlogger();
+    const qlogger& productLog = quantizers.productLog;
     const qlogger& pairLog = quantizers.sum.getQlogger();
     const qlogger& resultLog = quantizers.result.getQlogger();
     const std::size_t count = real.size();

@@ -5,6 +5,7 @@
 #include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
 #include "fi/bulk/matrix.h"
+#include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 
 namespace tolvane::detail::arrayseams {
@@ -50,7 +51,7 @@ bool holdDoubles(const fi& a, const fi& b) {
 
 /// Whether a cell of that precision holds a double.
 bool holdsDouble(unsigned precision) {
-    return cell(0.0, precision).asDouble() != nullptr;
+    return areEntriesDoubles(precision) && !number::getDefaultForceMultiplePrecision();
 }
 
 /// Whether both cells of a complex product do.
@@ -88,12 +89,10 @@ arraymatrix::Operand operandOf(const fi& x) {
 
 }  // namespace
 
-bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
-              fi& result, const ByElements& byElements) {
-    if (haveSlopeBias(left, right, sum) || !holdDoubles(left, right) || !holdDoubles(product, sum) ||
-        !pairCellsHoldDoubles(left, right, sum)) {
-        return false;
-    }
+namespace {
+
+bool multiplyElements(const fi& left, const fi& right, const broadcasting& operands,
+                      const elementwise::Quantizers& quantizers, fi& result, const ByElements& byElements) {
     const Target out(result);
     if (!out.isUsable()) {
         return false;
@@ -103,14 +102,35 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, con
         return elementwise::Operand{entries.real, entries.imag, x.isscalar()};
     };
     const std::uint64_t count = result.numel();
-    const elementwise::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
-                                             result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
     if (!elementwise::multiply(operandOfProduct(left), operandOfProduct(right), {out.real(), count},
                                {out.imag(), out.imag() ? count : 0}, quantizers, byElements)) {
         return false;
     }
     operands.settle(result);
     return true;
+}
+
+}  // namespace
+
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
+              fi& result, const ByElements& byElements) {
+    if (haveSlopeBias(left, right, sum) || !holdDoubles(left, right) || !holdDoubles(product, sum) ||
+        !pairCellsHoldDoubles(left, right, sum)) {
+        return false;
+    }
+    const quantizer& q = product.getAssignmentQuantizer();
+    return multiplyElements(
+        left, right, operands,
+        {q, q.getQlogger(), sum.getAssignmentQuantizer(), result.getAssignmentQuantizer(), sum.getCastBeforeSum()},
+        result, byElements);
+}
+
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, const quantizer& format,
+              const qlogger& log, fi& result, const ByElements& byElements) {
+    // The sum's quantizer has no work.
+    return !haveSlopeBias(left, right, result) && holdDoubles(left, right) &&
+           multiplyElements(left, right, operands, {format, log, format, result.getAssignmentQuantizer(), false},
+                            result, byElements);
 }
 
 bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,

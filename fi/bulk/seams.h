@@ -20,6 +20,10 @@ using ByElements = std::function<void(std::uint64_t begin, std::uint64_t end)>;
 /// complex one from the right.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
               fi& result, const ByElements& byElements);
+/// As above for a register that isn't made: `format` quantizes as it does, and `log` is its log. Only one operand may
+/// be complex. For counts, `byElements` must be called for all elements or none, since it makes the register.
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, const quantizer& format,
+              const qlogger& log, fi& result, const ByElements& byElements);
 /// `pair` is the sum register inside the product register, `sum` the array whose quantizer takes the running sums: the
 /// result itself, where the operands have changed places.
 bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,

@@ -53,7 +53,7 @@ fi::ArrayStores::ArrayStores(const fi& source, fi& target)
       mImag{nullptr, nullptr} {
     if (target.iscomplex()) {
         mImag.source = source.isreal() ? nullptr : entries::doublesOf(source.imagPart(), source.mNumel).data();
-        mImag.target = doublesOf(target.mImag, target.mNumel);
+        mImag.target = doublesOf(target.imagEntries(), target.mNumel);
         // A narrower word takes the zeros as they are.
         mImag.isPlain = source.isreal() && !mIsEqualType && target.getWordLength() < source.getWordLength();
     }

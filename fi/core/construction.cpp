@@ -5,6 +5,8 @@
 
 #include "fi/core/dimension_product.h"
 #include "fi/fi.h"
+#include "fi/result_types/caches.h"
+#include "fi/result_types/late_product.h"
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
 
@@ -82,11 +84,11 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
                            isLocal && rules ? rules->getOverflowMode() : fimath::getGlobalFimath().getOverflowMode(),
                            tag, operation, false),
       mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, precision), entries == Entries::unset)),
-      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), entries == Entries::unset)),
-      mIsReal(!isComplex),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
+      mIsReal(!isComplex),
       mFimathIsLocal(isLocal) {
+    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), entries);
     errorIfComplexSlopeBias(!mIsReal);
     updateNumel();
 }
@@ -95,11 +97,11 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
        bool isLocal, Entries entries)
     : mAssignmentQuantizer(source, type),
       mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, 0), entries == Entries::unset)),
-      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), entries == Entries::unset)),
-      mIsReal(!isComplex),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
+      mIsReal(!isComplex),
       mFimathIsLocal(isLocal) {
+    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), entries);
     applyNumericType(type);
     errorIfComplexSlopeBias(!mIsReal);
     updateNumel();
@@ -126,7 +128,9 @@ fi::fi(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& 
         // The stored-value formula of the fill gives (0 - bias) * (1 / factor).
         const double realWorldZero = 0.0;
         storeValues(mReal, &realWorldZero, 1, getNumericType());
-        storeValues(mImag, &realWorldZero, 1, getNumericType());
+        if (iscomplex()) {
+            storeValues(imagEntries(), &realWorldZero, 1, getNumericType());
+        }
         quantizeAll(false);
     }
 }
@@ -201,7 +205,7 @@ void fi::fillFromComplex(const double* re, const double* im, std::uint64_t value
     NumericType::checkNaNInf(getDataType(), im, valueCount);
     setDefaultPrecision();
     storeValues(mReal, re, valueCount, getNumericType());
-    storeValues(mImag, im, valueCount, getNumericType());
+    storeValues(imagEntries(), im, valueCount, getNumericType());
     quantizeAll(false);
 }
 
@@ -224,7 +228,9 @@ void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embe
     checkHostValues(values);
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
         storeValues(mReal, hvGetTypedData<T>(values).data(), mNumel, getNumericType());
-        storeValues(mImag, hvGetTypedImagData<T>(values).data(), mImag.numel(), getNumericType());
+        if (iscomplex()) {
+            storeValues(imagEntries(), hvGetTypedImagData<T>(values).data(), imagEntries().numel(), getNumericType());
+        }
     });
     mAssignmentQuantizer.set(getNumericType(), round, overflow, false);
     quantizeAll(false);

@@ -169,7 +169,7 @@ fi& fi::over(const fi& b, const NumericType& type) const {
 
     const auto partsOf = [](const fi& x, bool isScalar) {
         return arrayquotients::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
-                                       x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr,
+                                       x.iscomplex() ? entries::doublesOf(x.imagEntries(), x.mNumel).data() : nullptr,
                                        isScalar};
     };
     const auto isUsable = [](const fi& x, const arrayquotients::Operand& parts) {
@@ -178,7 +178,7 @@ fi& fi::over(const fi& b, const NumericType& type) const {
     const arrayquotients::Operand left = partsOf(*this, operands.leftIsScalar());
     const arrayquotients::Operand right = partsOf(b, operands.rightIsScalar());
     doublenumber* const quotients = result->mReal.asDouble();
-    doublenumber* const imagQuotients = isComplex ? result->mImag.asDouble() : nullptr;
+    doublenumber* const imagQuotients = isComplex ? result->imagEntries().asDouble() : nullptr;
     const bool isDoubleWork = cell(0.0, precision).asDouble() && isUsable(*this, left) && isUsable(b, right) &&
                               quotients && (imagQuotients || !isComplex);
 

@@ -1,12 +1,15 @@
 // Sums and differences of elements and of arrays.
 #include <algorithm>
+#include <functional>
 #include <memory>
+#include <optional>
 
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/ops/element_machine.h"
+#include "fi/result_types/plain_words.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
 
@@ -41,10 +44,10 @@ void fi::combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q)
     const bool negativeIntoUnsigned = Operation::bias(a, b, tmp) < 0.0 && !tmp.isSigned();
     a.initSlopeBiasCorrectionFactorsForPlus(b, tmp);
     constexpr bool kIsSum = std::is_same_v<Operation, Sum>;
-    const double net = kIsSum ? a.mBnetForSlopeBiasPlus : a.mBnetForSlopeBiasMinus;
-    number left = cell(a.mFsaForPlus, wordBits(a) + wordBits(tmp));
+    const double net = kIsSum ? a.getBnetForSlopeBiasPlus() : a.getBnetForSlopeBiasMinus();
+    number left = cell(a.getFsaForPlus(), wordBits(a) + wordBits(tmp));
     left *= a.real();
-    number right = cell(a.mFsbForPlus, wordBits(b) + wordBits(tmp));
+    number right = cell(a.getFsbForPlus(), wordBits(b) + wordBits(tmp));
     right *= b.real();
 
     number& sum = tmp.mReal;
@@ -157,19 +160,32 @@ fi& fi::combineArrays(const fi& b) const {
     }
 
     constexpr auto kSum = embedded::OperationTypeEnum::Sum;
-    fi tmp(1, 1, type, rules, isComplex, getTag(), mFimathIsLocal, kSum, std::max(wordBits(*this), wordBits(b)));
-    number scratch = cell(0.0, std::max({wordBits(tmp), wordBits(*this), wordBits(b)}));
+    const unsigned precision = std::max(wordBits(*this), wordBits(b));
+    // Array code needs no cells.
+    std::optional<fi> tmp;
+    std::optional<number> scratch;
+    const auto makeCells = [&] {
+        if (!tmp) {
+            tmp.emplace(1, 1, type, rules, isComplex, getTag(), mFimathIsLocal, kSum, precision);
+            scratch.emplace(0.0, std::max(wordBits(*tmp), precision), number::getDefaultForceMultiplePrecision());
+        }
+    };
+    if (!isPlainWord(type)) {
+        makeCells();
+    }
     const broadcasting operands(*this, b);
     const fi& shape = operands.shape();
     std::unique_ptr<fi> result(new fi(shape.mDims, type, &rules, isComplex, getTag(),
                                       mFimathIsLocal || b.mFimathIsLocal, kSum, 0U, Entries::unset));
 
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
-        operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, tmp, scratch); });
+        makeCells();
+        operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, *tmp, *scratch); });
     };
     const auto partsOf = [](const fi& x, bool isScalar) {
         return elementwise::Operand{entries::doublesOf(x.mReal, x.mNumel).data(),
-                                    x.iscomplex() ? entries::doublesOf(x.mImag, x.mNumel).data() : nullptr, isScalar};
+                                    x.iscomplex() ? entries::doublesOf(x.imagEntries(), x.mNumel).data() : nullptr,
+                                    isScalar};
     };
     const elementwise::Operand left = partsOf(*this, operands.leftIsScalar());
     const elementwise::Operand right = partsOf(b, operands.rightIsScalar());
@@ -177,12 +193,12 @@ fi& fi::combineArrays(const fi& b) const {
         return parts.real && (parts.imag || !x.iscomplex());
     };
     doublenumber* const sums = result->mReal.asDouble();
-    doublenumber* const imagSums = isComplex ? result->mImag.asDouble() : nullptr;
+    doublenumber* const imagSums = isComplex ? result->imagEntries().asDouble() : nullptr;
     if (isSlopeBiasCase || !isUsable(*this, left) || !isUsable(b, right) || !sums || (isComplex && !imagSums) ||
-        !tmp.mReal.asDouble() || !scratch.asDouble() ||
+        !areEntriesDoubles(std::max(wordBits(*result), precision)) || number::getDefaultForceMultiplePrecision() ||
         !elementwise::add(Operation::kSign, left, right, sums->elements(),
                           imagSums ? imagSums->elements() : std::span<double>(), result->getAssignmentQuantizer(),
-                          rules.getCastBeforeSum(), byElements)) {
+                          rules.getCastBeforeSum(), std::ref(byElements))) {
         byElements(0, result->numel());
         return *result.release();
     }

@@ -70,7 +70,7 @@ fi* fi::takenByPlan(const hvArray* plan) const {
                                       getAssignmentQuantizer(), mFimathIsLocal, Entries::unset));
     const auto isInDoubles = [](const number& part) { return part.asDouble() != nullptr; };
     const bool areDoubles = mReal.numel() == mNumel && isInDoubles(mReal) && isInDoubles(result->mReal) &&
-                            (isreal() || (isInDoubles(mImag) && isInDoubles(result->mImag)));
+                            (isreal() || (isInDoubles(imagEntries()) && isInDoubles(result->imagEntries())));
     if (areDoubles) {
         std::array<std::uint64_t, 512> offsets;
         const auto move = [&](std::size_t begin, std::size_t count, const number& from, number& to) {
@@ -89,7 +89,7 @@ fi* fi::takenByPlan(const hvArray* plan) const {
             }
             move(begin, block.size(), mReal, result->mReal);
             if (iscomplex()) {
-                move(begin, block.size(), mImag, result->mImag);
+                move(begin, block.size(), imagEntries(), result->imagEntries());
             }
         }
     } else {
@@ -102,7 +102,7 @@ fi* fi::takenByPlan(const hvArray* plan) const {
         };
         move(mReal, result->mReal);
         if (iscomplex()) {
-            move(mImag, result->mImag);
+            move(imagEntries(), result->imagEntries());
         }
     }
     if (!places.empty()) {
