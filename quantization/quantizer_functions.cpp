@@ -122,7 +122,13 @@ inline number& quantizer::store(number& x, const Result& result) const {
     if (mLogger.isLogging()) {
         mLogger.addtoOverflows(result.overflow);
         mLogger.addtoUnderflows(result.underflow);
-        mLogger.updateminmax(x);
+        // Few values reach an extreme. A value between the extremes as doubles is between them whatever their bits, as
+        // rounding keeps the order.
+        if (result.value >= mLogger.getMaxAsDouble() || result.value <= mLogger.getMinAsDouble()) [[unlikely]] {
+            mLogger.updateminmax(x);
+        } else {
+            mLogger.nOperationsPlusOne();
+        }
     }
     return x;
 }
