@@ -39,8 +39,9 @@ void show(std::ostream& out, const qlogger& log) {
 }
 
 void show(std::ostream& out, const fi& reg) {
-    out << snapshotOf(reg) << ", precision " << reg.real().getprecision() << ", rules " << reg.getFimath().toString()
-        << "\nquantizer " << static_cast<int>(reg.getAssignmentQuantizer().getRoundMode())
+    out << snapshotOf(reg) << (reg.isreal() ? " real" : " complex") << ", precision " << reg.real().getprecision()
+        << ", rules " << reg.getFimath().toString() << "\nquantizer "
+        << static_cast<int>(reg.getAssignmentQuantizer().getRoundMode())
         << static_cast<int>(reg.getAssignmentQuantizer().getOverflowMode()) << '\n';
 }
 
@@ -141,6 +142,8 @@ TEST_F(LateRegister, WritesItsLogWhenItWouldHaveBeenDestroyed) {
     FiOwner result(&left->times(scalar(0.25, type)));
     EXPECT_EQ(writtenProducts(), 0.25);  // the new register took the place of the first one
     filog::clearglobalfilogs();
+    EXPECT_EQ(left->getproductQlogger().getMaxAsDouble(), 0.125);
+    EXPECT_EQ(writtenProducts(), 0.0);  // asking for the register isn't its end
     left.reset();
     EXPECT_EQ(writtenProducts(), 0.125);
 }
