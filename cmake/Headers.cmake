@@ -72,5 +72,6 @@ tolvane_headers(
   quantization/quantizer.h
   fi/FiColumnReference.h
   fi/FiReference.h
+  fi/dimensions.h
   fi/fi.h
   binding/module.h)

@@ -12,8 +12,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -21,11 +23,16 @@
 #include "descriptors/NumericType.h"
 #include "descriptors/embedded.h"
 #include "descriptors/fimath.h"
+#include "fi/dimensions.h"
 #include "host/export.h"
 #include "host/hv.h"
 #include "logging/qlogger.h"
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
+
+namespace tolvane::detail {
+class broadcasting;
+}
 
 class EnumStringType;
 class FiOMClass;
@@ -238,7 +245,7 @@ class TOLVANE_API fi {
 
     std::uint64_t numel() const { return mNumel; }
     /// The largest dimension, 0 for an empty array.
-    std::uint64_t length() const { return mLength; }
+    std::uint64_t length() const;
     std::uint64_t getM() const { return mM; }
     /// The product of all dimensions but the first.
     std::uint64_t getN() const { return mN; }
@@ -507,8 +514,8 @@ class TOLVANE_API fi {
     static bool getLogging() { return qlogger::getLogging(); }
     static void setLogging(bool on) { qlogger::setLogging(on); }
     const qlogger& getsumQlogger() const { return mSumRegister->getQlogger(); }
-    const qlogger& getproductQlogger() const { return mProductRegister->getQlogger(); }
-    const qlogger& getproductregsumQlogger() const { return mProductRegister->getsumQlogger(); }
+    const qlogger& getproductQlogger() const { return productRegister()->getQlogger(); }
+    const qlogger& getproductregsumQlogger() const { return productRegister()->getsumQlogger(); }
     std::uint64_t getNoverflows() const { return getQlogger().getNoverflows(); }
     std::uint64_t getNunderflows() const { return getQlogger().getNunderflows(); }
     std::uint64_t getNoperations() const { return getQlogger().getNoperations(); }
@@ -591,7 +598,7 @@ class TOLVANE_API fi {
     void initializeProductRegister(const fimath& rules, unsigned precision) const;
     void initializeProductRegister(const NumericType& sumType, const NumericType& productType, const fimath& rules,
                                    unsigned precision) const;
-    bool isProductRegisterInitialized() const { return mProductRegister != nullptr; }
+    bool isProductRegisterInitialized() const { return mProductRegister || mLateProduct; }
 
     // Division and roots.
 
@@ -916,16 +923,16 @@ class TOLVANE_API fi {
     fi& getProductRegister(const NumericType& type, const fimath& rules) const;
     const quantizer& getProductQuantizer() const { return getProductRegister().getAssignmentQuantizer(); }
 
-    double getBnetForEquals() const { return mBnetForEquals; }
-    double getFsxForEquals() const { return mFsxForEquals; }
-    double getBnetForSlopeBiasPlus() const { return mBnetForSlopeBiasPlus; }
-    double getBnetForSlopeBiasMinus() const { return mBnetForSlopeBiasMinus; }
-    double getFsaForPlus() const { return mFsaForPlus; }
-    double getFsbForPlus() const { return mFsbForPlus; }
-    double getFscForTimes() const { return mFscForTimes; }
+    double getBnetForEquals() const;
+    double getFsxForEquals() const;
+    double getBnetForSlopeBiasPlus() const;
+    double getBnetForSlopeBiasMinus() const;
+    double getFsaForPlus() const;
+    double getFsbForPlus() const;
+    double getFscForTimes() const;
     /// Return the operands made by initParamsForWorstCaseSlopeBiasTimes, valid until it makes others.
-    fi& getAForSlopeBiasTimes() const { return *mWorstCaseA; }
-    fi& getBForSlopeBiasTimes() const { return *mWorstCaseB; }
+    fi& getAForSlopeBiasTimes() const;
+    fi& getBForSlopeBiasTimes() const;
 
     /// The root's quantizer for a view, otherwise the object's own.
     const quantizer* mAssignmentQuantizerRef = &mAssignmentQuantizer;
@@ -934,8 +941,10 @@ class TOLVANE_API fi {
     // The binding sets the type from outside as the host does.
     friend class FiOMClass;
 
-    using Dimensions = std::vector<std::uint64_t>;
+    using Dimensions = tolvane::detail::Dimensions;
     struct Logs;
+    struct LateProduct;
+    struct Caches;
     struct ElementMoves;
     class ArrayStores;
     class Assignment;
@@ -996,6 +1005,14 @@ class TOLVANE_API fi {
     void storeWords(const void* buffer, bool wholeArray);
     /// Sets a register's current element to zero and returns it.
     static fi& cleared(fi& reg);
+    /// The product register, or null. One that waits (fi/result_types/late_product.h) is made.
+    fi* productRegister() const {
+        if (mLateProduct) [[unlikely]] {
+            makeLateProduct();
+        }
+        return mProductRegister.get();
+    }
+    void makeLateProduct() const;
 
     // The element step of sums: `tmp` holds the element, this object receives it; the short forms make the temporary.
     void sumEquals(const fi& a, const fi& b, fi& tmp);
@@ -1009,11 +1026,16 @@ class TOLVANE_API fi {
     void combineElements(const fi& a, const fi& b, fi& tmp, number& scratch);
     template <class Operation>
     static void combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q);
+    /// What only few arrays need, made on first use.
+    Caches& caches() const;
     double computeSAFCorrection(double denominator, double numerator, const fi& reference) const;
 
     // The element step of products, on this object, which holds the left value. The complex form takes two work cells.
     fi& timesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, unsigned precision);
     fi& complexTimesEquals(const fi& b, const quantizer& productQ, const quantizer& sumQ, number& t1, number& t2);
+    /// Multiplies arrays in doubles while the product register waits; false, and nothing done, where that can't be.
+    bool multiplyWithoutRegister(const fi& b, const tolvane::detail::broadcasting& operands, fi& result,
+                                 const std::function<void(std::uint64_t, std::uint64_t)>& byElements) const;
     /// The product of current elements where a type or the rules have slope and bias.
     fi& multiplySlopeBias(const fi& b) const;
     void sqrtErrorMessage(const NumericType& type) const;
@@ -1056,9 +1078,20 @@ class TOLVANE_API fi {
 
     /// The imaginary entry at the current index of the real part, of a complex object.
     number& imagEntry() {
-        mImag.setIndex(mReal.getIndex());
-        return mImag;
+        imagEntries().setIndex(mReal.getIndex());
+        return *mImag;
     }
+    /// All imaginary entries. A real array has none, and no body for them until somebody asks.
+    number& imagEntries() const {
+        if (!mImag) [[unlikely]] {
+            mImag.emplace(0, mReal.getprecision(), embedded::NumberVector::tag);
+        }
+        return *mImag;
+    }
+    /// Makes imaginary entries of that precision, if there are to be any.
+    void makeImag(std::uint64_t count, unsigned precision, Entries entries);
+    /// Copies the imaginary entries of another array.
+    void copyImag(const fi& source);
     /// Makes the type the object's own and sets the quantizer by the rules in force; an error changes nothing.
     void applyNumericType(const NumericType& type);
     /// Removes local rules from a double or single object.
@@ -1077,39 +1110,23 @@ class TOLVANE_API fi {
 
     mutable quantizer mAssignmentQuantizer;
     number mReal;
-    mutable number mImag;  // shared anew by views
-    bool mIsReal = true;
+    mutable std::optional<number> mImag;  // by imagEntries; shared anew by views. Copying it would copy one entry.
     Dimensions mDims;
     std::unique_ptr<fimath> mFimath;
-    mutable std::unique_ptr<fi> mElementCache;
     mutable std::unique_ptr<fi> mSumRegister;
     mutable std::unique_ptr<fi> mProductRegister;
-    mutable std::unique_ptr<NumericType> mPlusOperandType;
-    mutable std::unique_ptr<NumericType> mPlusResultType;
-    mutable std::unique_ptr<NumericType> mEqualsSourceType;
-    mutable std::unique_ptr<NumericType> mTimesResultType;
-    mutable std::unique_ptr<NumericType> mWorstCaseLeftType;
-    mutable std::unique_ptr<NumericType> mWorstCaseRightType;
-    mutable std::unique_ptr<fi> mWorstCaseA;
-    mutable std::unique_ptr<fi> mWorstCaseB;
+    mutable std::unique_ptr<LateProduct> mLateProduct;
+    mutable std::unique_ptr<Caches> mCaches;
     mutable std::unique_ptr<NumericType> mAddOpType;
     mutable std::unique_ptr<NumericType> mMpyOpType;
+    bool mIsReal = true;
     bool mIsAutoScaled = false;
     bool mDataSetByPVPair = false;
     bool mFimathIsLocal = false;
+    PropertyEnum mLastPropertySet = PropertyEnum::None;
     std::uint64_t mNumel = 0;
-    std::uint64_t mLength = 0;
     std::uint64_t mM = 0;
     std::uint64_t mN = 0;
-    mutable double mBnetForEquals = 0.0;
-    mutable double mBnetForSlopeBiasPlus = 0.0;
-    mutable double mBnetForSlopeBiasMinus = 0.0;
-    mutable double mFsxForEquals = 0.0;
-    mutable double mFsaForPlus = 0.0;
-    mutable double mFsbForPlus = 0.0;
-    mutable double mFscForTimes = 0.0;
-    mutable double mTimesNetSlope = 0.0;
-    PropertyEnum mLastPropertySet = PropertyEnum::None;
 
     static const char* const sVelmarClassName;
 };

@@ -26,7 +26,7 @@ filog::filog(std::string key, std::string tag, embedded::OperationTypeEnum opera
 
 filog::filog(std::string key, const qlogger& logger)
     : filog(std::move(key), logger.getTag(), logger.getOperationType(), logger.getNumericType(),
-            logger.getMin().todouble(), logger.getMax().todouble(), logger.getNoverflows(), logger.getNunderflows()) {}
+            logger.getMinAsDouble(), logger.getMaxAsDouble(), logger.getNoverflows(), logger.getNunderflows()) {}
 
 filog::filog(const qlogger& logger) : filog(std::string(), logger) {}
 

@@ -19,6 +19,11 @@ std::atomic<embedded::LogTypeEnum> qlogger::sLogType{};
 
 namespace {
 
+template <class T>
+std::unique_ptr<T> copyOf(const std::unique_ptr<T>& source) {
+    return source ? std::make_unique<T>(*source) : nullptr;
+}
+
 number defaultNumber(double value) {
     return number(value, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
 }
@@ -49,7 +54,21 @@ hvArray* makeStruct(double max, double min, std::uint64_t overflows, std::uint64
 qlogger::qlogger(bool writeLogOnDestroy)
     : qlogger(std::string(), embedded::OperationTypeEnum::Unspecified, NumericType(), false, writeLogOnDestroy) {}
 
-qlogger::qlogger(const qlogger& other) = default;
+qlogger::qlogger(const qlogger& other)
+    : mTag(copyOf(other.mTag)),
+      mNumericType(other.mNumericType),
+      mMax(other.mMax),
+      mMin(other.mMin),
+      mNumbers(copyOf(other.mNumbers)),
+      mNoverflows(other.mNoverflows),
+      mNunderflows(other.mNunderflows),
+      mNoperations(other.mNoperations),
+      mNMathoperations(other.mNMathoperations),
+      mOldOverflows(other.mOldOverflows),
+      mOldUnderflows(other.mOldUnderflows),
+      mOperationType(other.mOperationType),
+      mAlwaysLog(other.mAlwaysLog),
+      mWriteLogOnDestroy(other.mWriteLogOnDestroy) {}
 
 qlogger::qlogger(const qlogger& other, bool writeLogOnDestroy) : qlogger(other) {
     mWriteLogOnDestroy = writeLogOnDestroy;
@@ -57,18 +76,32 @@ qlogger::qlogger(const qlogger& other, bool writeLogOnDestroy) : qlogger(other) 
 
 qlogger::qlogger(std::string tag, embedded::OperationTypeEnum operation, const NumericType& type, bool alwaysLog,
                  bool writeLogOnDestroy)
-    : mTag(std::move(tag)),
-      mOperationType(operation),
+    : mTag(tag.empty() ? nullptr : std::make_unique<std::string>(std::move(tag))),
       mNumericType(type),
-      mMax(defaultNumber(getStartOfMax())),
-      mMin(defaultNumber(getStartOfMin())),
+      mMax(getStartOfMax()),
+      mMin(getStartOfMin()),
+      mOperationType(operation),
       mAlwaysLog(alwaysLog),
       mWriteLogOnDestroy(writeLogOnDestroy) {
     // The map is made before the constructor of the first logger ends, so it also outlives static loggers.
     filog::getLogMap();
+    if (number::getDefaultPrecision() > doublenumber::kScalarPrecision || number::getDefaultForceMultiplePrecision()) {
+        mNumbers.reset(new Numbers{defaultNumber(mMax), defaultNumber(mMin)});
+    }
 }
 
-qlogger& qlogger::operator=(const qlogger& other) = default;
+qlogger& qlogger::operator=(const qlogger& other) {
+    if (other.mTag) {
+        tag() = *other.mTag;
+    } else if (mTag) {
+        mTag->clear();
+    }
+    mOperationType = other.mOperationType;
+    mAlwaysLog = other.mAlwaysLog;
+    mWriteLogOnDestroy = other.mWriteLogOnDestroy;
+    set(other);
+    return *this;
+}
 
 qlogger::~qlogger() {
     if (!mWriteLogOnDestroy || getLogType() != embedded::LogTypeEnum::WriteLogMap || isreset()) {
@@ -85,8 +118,7 @@ qlogger::~qlogger() {
 
 void qlogger::set(const qlogger& other) const {
     mNumericType = other.mNumericType;
-    mMax = other.mMax;
-    mMin = other.mMin;
+    copyMinMax(other);
     mNoverflows = other.mNoverflows;
     mNunderflows = other.mNunderflows;
     mNoperations = other.mNoperations;
@@ -102,8 +134,17 @@ void qlogger::addtoOverUnder(const qlogger& other) const {
 
 void qlogger::updateStates(const qlogger& other) const {
     addtoOverUnder(other);
-    updateminmax(other.mMax);
-    updateminmax(other.mMin);
+    if (!isLogging()) {
+        return;
+    }
+    if (other.mNumbers) {
+        widen(other.mNumbers->max);
+        widen(other.mNumbers->min);
+    } else {
+        widen(other.mMax);
+        widen(other.mMin);
+    }
+    mNoperations += 2;
 }
 
 void qlogger::addArrayStatistics(std::uint64_t count, std::uint64_t overflows, std::uint64_t underflows, double max,
@@ -111,22 +152,56 @@ void qlogger::addArrayStatistics(std::uint64_t count, std::uint64_t overflows, s
     if (!isLogging()) {
         return;
     }
-    number value(max, doublenumber::kScalarPrecision, false);
-    if (mMax < value) {
-        mMax = value;
-    }
-    value = min;
-    if (mMin > value) {
-        mMin = value;
+    if (mNumbers) {
+        number value(max, doublenumber::kScalarPrecision, false);
+        if (mNumbers->max < value) {
+            mNumbers->max = value;
+        }
+        value = min;
+        if (mNumbers->min > value) {
+            mNumbers->min = value;
+        }
+    } else {
+        mMax = mMax < max ? max : mMax;
+        mMin = mMin > min ? min : mMin;
     }
     mNoverflows += overflows;
     mNunderflows += underflows;
     mNoperations += count;
 }
 
+void qlogger::makeNumbers() const {
+    mNumbers.reset(new Numbers{number(mMax, doublenumber::kScalarPrecision, false),
+                               number(mMin, doublenumber::kScalarPrecision, false)});
+}
+
+void qlogger::widenNumbers(const number& value) const {
+    Numbers& extremes = numbers();
+    if (extremes.max < value) {
+        extremes.max = value;
+    }
+    if (extremes.min > value) {
+        extremes.min = value;
+    }
+}
+
 void qlogger::copyMinMax(const qlogger& other) const {
-    mMax = other.mMax;
-    mMin = other.mMin;
+    if (other.mNumbers) {
+        setMax(other.mNumbers->max);
+        setMin(other.mNumbers->min);
+    } else {
+        setExtremes(other.mMax, other.mMin);
+    }
+}
+
+void qlogger::setExtremes(double max, double min) const {
+    if (mNumbers) {
+        mNumbers->max = max;
+        mNumbers->min = min;
+    } else {
+        mMax = max;
+        mMin = min;
+    }
 }
 
 std::uint64_t qlogger::changeInOverflows() const {
@@ -138,8 +213,7 @@ std::uint64_t qlogger::changeInUnderflows() const {
 }
 
 void qlogger::reset() const {
-    mMax = getStartOfMax();
-    mMin = getStartOfMin();
+    setExtremes(getStartOfMax(), getStartOfMin());
     mNoverflows = 0;
     mNunderflows = 0;
     mNoperations = 0;
@@ -148,27 +222,34 @@ void qlogger::reset() const {
 }
 
 bool qlogger::isreset() const {
-    return mMax.todouble() == getStartOfMax();
+    return getMaxAsDouble() == getStartOfMax();
 }
 
 double qlogger::getMaxLogAsRealWorldValue() const {
-    return mNumericType.addSlopeAdjustmentFactorBias(mMax.todouble());
+    return mNumericType.addSlopeAdjustmentFactorBias(getMaxAsDouble());
 }
 
 double qlogger::getMinLogAsRealWorldValue() const {
-    return mNumericType.addSlopeAdjustmentFactorBias(mMin.todouble());
+    return mNumericType.addSlopeAdjustmentFactorBias(getMinAsDouble());
 }
 
 void qlogger::setMaxLogFromRealWorldValue(double value) const {
-    mMax = defaultNumber(removeSlopeAdjustmentFactorBias(value));
+    setMax(defaultNumber(removeSlopeAdjustmentFactorBias(value)));
 }
 
 void qlogger::setMinLogFromRealWorldValue(double value) const {
-    mMin = defaultNumber(removeSlopeAdjustmentFactorBias(value));
+    setMin(defaultNumber(removeSlopeAdjustmentFactorBias(value)));
 }
 
 double qlogger::removeSlopeAdjustmentFactorBias(double value) const {
     return (value - mNumericType.getBias()) * (1.0 / mNumericType.getSlopeAdjustmentFactor());
+}
+
+std::string& qlogger::tag() const {
+    if (!mTag) {
+        mTag = std::make_unique<std::string>();
+    }
+    return *mTag;
 }
 
 double qlogger::getStartOfMax() {
@@ -195,7 +276,7 @@ std::string qlogger::operationTypeToString() const {
 }
 
 std::string qlogger::createFilogKey() const {
-    return mTag + "|" + operationTypeToString() + "|" + mNumericType.qpointstr();
+    return getTag() + "|" + operationTypeToString() + "|" + mNumericType.qpointstr();
 }
 
 void qlogger::writeLogMap(std::map<std::string, filog>& logs) const {
@@ -205,7 +286,7 @@ void qlogger::writeLogMap(std::map<std::string, filog>& logs) const {
     std::string key = createFilogKey();
     const auto lock = lockSharedLogs();
     if (const auto entry = logs.find(key); entry != logs.end()) {
-        entry->second.update(mMin.todouble(), mMax.todouble(), mNoverflows, mNunderflows);
+        entry->second.update(getMinAsDouble(), getMaxAsDouble(), mNoverflows, mNunderflows);
     } else {
         filog record(key, *this);
         logs.emplace(std::move(key), std::move(record));
@@ -226,7 +307,7 @@ void qlogger::disp() const {
     hscPrintf("        Min: %g\n", getMinLogAsRealWorldValue());
     hscPrintf(" NOverflows: %ld\n", static_cast<long>(mNoverflows));
     hscPrintf("NUnderflows: %ld\n", static_cast<long>(mNunderflows));
-    hscPrintf("        Tag: %s\n", mTag.c_str());
+    hscPrintf("        Tag: %s\n", getTag().c_str());
 }
 
 const char* qlogger::getVelmarClassName() {

@@ -4,13 +4,15 @@
 // The gate: counts and extremes change only when the logger's `alwaysLog` or the process-wide switch `getLogging` is
 // set; operations marked "gated" do nothing otherwise, and test the gate before they examine a value. Logging is a
 // const operation, because const quantizing logs. `Max` and `Min` exclude a type's slope adjustment factor and bias,
-// but include the power of two. `Max` at its initial value, the lowest double, marks an empty log. When a logger is
-// destroyed it can leave its counts in the log map: see the destructor, and filog.h.
+// but include the power of two. `Max` at its initial value, the lowest double, marks an empty log. They are plain
+// doubles until somebody asks for a `number`, which then is the extreme; the questions on doubles ask for none. When a
+// logger is destroyed it can leave its counts in the log map: see the destructor, and filog.h.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "descriptors/NumericType.h"
@@ -38,10 +40,26 @@ class TOLVANE_API qlogger {
     /// As assignment, but keeps tag, operation type, `alwaysLog` and the write at destruction.
     void set(const qlogger& other) const;
 
-    number& getMax() const { return mMax; }
-    number& getMin() const { return mMin; }
-    void setMax(const number& value) const { mMax = value; }
-    void setMin(const number& value) const { mMin = value; }
+    number& getMax() const { return numbers().max; }
+    number& getMin() const { return numbers().min; }
+    double getMaxAsDouble() const { return mNumbers ? mNumbers->max.todouble() : mMax; }
+    double getMinAsDouble() const { return mNumbers ? mNumbers->min.todouble() : mMin; }
+    bool isMaxNegative() const { return mNumbers ? mNumbers->max.isnegative() : mMax < 0.0; }
+    bool isMinPositive() const { return mNumbers ? mNumbers->min.sign() > 0 : mMin > 0.0; }
+    void setMax(const number& value) const {
+        if (mNumbers || value.asDouble() == nullptr) {
+            numbers().max = value;
+        } else {
+            mMax = value.todouble();
+        }
+    }
+    void setMin(const number& value) const {
+        if (mNumbers || value.asDouble() == nullptr) {
+            numbers().min = value;
+        } else {
+            mMin = value.todouble();
+        }
+    }
     std::uint64_t getNoverflows() const { return mNoverflows; }
     std::uint64_t getNunderflows() const { return mNunderflows; }
     std::uint64_t getNoperations() const { return mNoperations; }
@@ -54,9 +72,9 @@ class TOLVANE_API qlogger {
     void setNMathOperations(std::uint64_t count) const { mNMathoperations = count; }
     void setOldOverflows(std::uint64_t count) const { mOldOverflows = count; }
     void setOldUnderflows(std::uint64_t count) const { mOldUnderflows = count; }
-    const std::string& getTag() const { return mTag; }
-    std::string& getTag() { return mTag; }
-    void setTag(const char* tag) const { mTag = tag; }
+    const std::string& getTag() const { return tag(); }
+    std::string& getTag() { return tag(); }
+    void setTag(const char* tag) const { this->tag() = tag; }
     embedded::OperationTypeEnum getOperationType() const { return mOperationType; }
     void setOperationType(embedded::OperationTypeEnum operation) const { mOperationType = operation; }
     const EmbeddedTypeSystem::NumericType& getNumericType() const { return mNumericType; }
@@ -92,12 +110,7 @@ class TOLVANE_API qlogger {
     /// Widens the extremes to hold the value and counts one operation; a NaN widens nothing. Gated.
     void updateminmax(const number& value) const {
         if (isLogging()) {
-            if (mMax < value) {
-                mMax = value;
-            }
-            if (mMin > value) {
-                mMin = value;
-            }
+            widen(value);
             ++mNoperations;
         }
     }
@@ -156,19 +169,53 @@ class TOLVANE_API qlogger {
     static const char* getVelmarPackageClassName();
 
  private:
+    struct Numbers {
+        number max;
+        number min;
+    };
+    Numbers& numbers() const {
+        if (!mNumbers) [[unlikely]] {
+            makeNumbers();
+        }
+        return *mNumbers;
+    }
+    void makeNumbers() const;
+    std::string& tag() const;
+    void widen(double value) const {
+        if (mNumbers) [[unlikely]] {
+            widenNumbers(number(value, doublenumber::kScalarPrecision, false));
+            return;
+        }
+        if (mMax < value) {
+            mMax = value;
+        }
+        if (mMin > value) {
+            mMin = value;
+        }
+    }
+    void widen(const number& value) const {
+        if (mNumbers || value.asDouble() == nullptr) [[unlikely]] {
+            widenNumbers(value);
+        } else {
+            widen(value.todouble());
+        }
+    }
+    void widenNumbers(const number& value) const;
+    void setExtremes(double max, double min) const;
     double removeSlopeAdjustmentFactorBias(double value) const;
 
-    mutable std::string mTag;
-    mutable embedded::OperationTypeEnum mOperationType = embedded::OperationTypeEnum::Unspecified;
+    mutable std::unique_ptr<std::string> mTag;  // null until a tag is set or read
     mutable EmbeddedTypeSystem::NumericType mNumericType;
-    mutable number mMax;
-    mutable number mMin;
+    mutable double mMax;
+    mutable double mMin;
+    mutable std::unique_ptr<Numbers> mNumbers;  // the extremes, once it is set
     mutable std::uint64_t mNoverflows = 0;
     mutable std::uint64_t mNunderflows = 0;
     mutable std::uint64_t mNoperations = 0;
     mutable std::uint64_t mNMathoperations = 0;
     mutable std::uint64_t mOldOverflows = 0;
     mutable std::uint64_t mOldUnderflows = 0;
+    mutable embedded::OperationTypeEnum mOperationType = embedded::OperationTypeEnum::Unspecified;
     mutable bool mAlwaysLog = false;
     bool mWriteLogOnDestroy;
 

@@ -62,23 +62,30 @@ doublenumber::State::State(std::uint64_t count, std::uint32_t precision, Tag tag
     }
 }
 
+void doublenumber::State::freeBlock() {
+    if (elementCount > 1) {
+        bsFree(block);
+    }
+}
+
 doublenumber::State::~State() {
-    bsFree(block);
+    freeBlock();
 }
 
 void doublenumber::State::resize(std::uint64_t count) {
-    double* fresh = nullptr;
-    void* freshBlock = nullptr;
-    if (count == 1) {
-        single = elementCount > 0 ? elements[0] : 0.0;
-        fresh = &single;
-    } else if (count > 1) {
-        freshBlock = allocate(count, NumberVector::tag);
-        fresh = startOfLine(freshBlock);
+    if (count > 1) {
+        void* const freshBlock = allocate(count, NumberVector::tag);
+        double* const fresh = startOfLine(freshBlock);
         std::copy_n(elements, std::min(count, elementCount), fresh);
+        freeBlock();
+        block = freshBlock;
+        elements = fresh;
+    } else {
+        const double first = elementCount > 0 ? elements[0] : 0.0;
+        freeBlock();
+        single = first;
+        elements = count == 1 ? &single : nullptr;
     }
-    bsFree(std::exchange(block, freshBlock));
-    elements = fresh;
     elementCount = count;
 }
 

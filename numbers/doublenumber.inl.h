@@ -15,9 +15,13 @@ struct doublenumber::State : SharedState {
     /// Null if empty, `single` for one element, otherwise in `block` at the start of a cache line, so that vectors
     /// of any width lie in one line.
     double* elements = nullptr;
-    double single = 0.0;
-    /// Null, or memory for bsFree.
-    void* block = nullptr;
+    union {
+        double single = 0.0;
+        void* block;  // memory for bsFree
+    };
+
+ private:
+    void freeBlock();
 };
 
 doublenumber::State& doublenumber::state() const {

@@ -189,7 +189,7 @@ class TOLVANE_API numberrepbody {
         SharedState& operator=(const SharedState&) = delete;
 
         std::uint64_t elementCount;
-        std::uint64_t referenceCount = 1;
+        std::uint32_t referenceCount = 1;
         std::uint32_t storedPrecision;
     };
 

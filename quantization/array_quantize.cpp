@@ -48,7 +48,7 @@ bool quantizer::hasArrayLoops() const {
         return false;
     }
     if (isFloat(mMode)) {
-        return mFloatLimits.valid;
+        return mFloatLimits != nullptr;
     }
     return isSignedFixed() || isUnsignedFixed() ? mLimits.valid : mLimits.hasBounds;
 }
@@ -76,7 +76,7 @@ void quantizer::quantizeAndTally(std::span<const double> in, std::span<double> o
     Tally noted;
     Tally* const wanted = tally ? &noted : nullptr;
     if (isFloat(mMode)) {
-        arraykernels::quantizeFloatArray(selection, mFloatLimits, in.data(), out.data(), in.size(), wanted);
+        arraykernels::quantizeFloatArray(selection, *mFloatLimits, in.data(), out.data(), in.size(), wanted);
     } else {
         arraykernels::quantizeArray(selection, mLimits, in.data(), out.data(), in.size(), wanted);
     }

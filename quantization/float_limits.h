@@ -11,8 +11,6 @@ struct FloatDoubleLimits {
     double leastNormal = 0.0;           // 2^exponentmin
     double mantissaScale = 1.0;         // 2^fractionlength
     double inverseMantissaScale = 1.0;  // 2^-fractionlength
-    /// Whether `quantizeFloatValue` gives the same values and counts as the operations on `number`, in every bit.
-    bool valid = false;
 };
 
 /// The exponent field of a double's bits, and the bits from which those of a power of two are subtracted to give its

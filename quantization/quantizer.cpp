@@ -2,6 +2,7 @@
 #include "quantization/quantizer.h"
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -76,6 +77,18 @@ bool isFloatType(ModeEnum mode) {
     return mode == ModeEnum::Double || mode == ModeEnum::Float || mode == ModeEnum::Single;
 }
 
+template <class T>
+std::unique_ptr<T> copyOf(const std::unique_ptr<T>& source) {
+    return source ? std::make_unique<T>(*source) : nullptr;
+}
+
+/// 2^n for an easy exponent, give or take a few.
+double easyPower(std::int64_t n) {
+    constexpr int kExponentBias = 1023;
+    constexpr int kMantissaBits = 52;
+    return std::bit_cast<double>(static_cast<std::uint64_t>(n + kExponentBias) << kMantissaBits);
+}
+
 const char* textOf(EnumStringType* type, int value) {
     const char* text = type->getText(value);
     return text ? text : "";
@@ -118,19 +131,20 @@ quantizer::quantizer(const quantizer& other)
     : mMode(other.mMode),
       mRoundMode(other.mRoundMode),
       mOverflowMode(other.mOverflowMode),
+      mFunctionFits(other.mFunctionFits),
       mFormat(other.mFormat),
       mWordlength(other.mWordlength),
       mFractionlength(other.mFractionlength),
       mPrecision(other.mPrecision),
-      mConstants(other.mConstants ? std::make_unique<Constants>(*other.mConstants) : nullptr),
       mWordKind(other.mWordKind),
+      mConstants(copyOf(other.mConstants)),
+      mQuantize(other.mQuantize),
       mExponentlength(other.mExponentlength),
       mExponentmax(other.mExponentmax),
       mExponentmin(other.mExponentmin),
-      mQuantize(other.mQuantize),
-      mFunctionFits(other.mFunctionFits),
       mLogger(other.mLogger),
-      mLimits(other.mLimits) {
+      mLimits(other.mLimits),
+      mFloatLimits(copyOf(other.mFloatLimits)) {
     if (mConstants) {
         updatelimits();
     }
@@ -144,7 +158,8 @@ quantizer& quantizer::operator=(const quantizer& other) {
     if (this == &other) {
         return *this;
     }
-    auto constants = other.mConstants ? std::make_unique<Constants>(*other.mConstants) : nullptr;
+    auto constants = copyOf(other.mConstants);
+    auto floatLimits = copyOf(other.mFloatLimits);
     mLogger = other.mLogger;
     mMode = other.mMode;
     mRoundMode = other.mRoundMode;
@@ -161,6 +176,7 @@ quantizer& quantizer::operator=(const quantizer& other) {
     mQuantize = other.mQuantize;
     mFunctionFits = other.mFunctionFits;
     mLimits = other.mLimits;
+    mFloatLimits = std::move(floatLimits);
     if (mConstants) {
         updatelimits();
     }
@@ -290,7 +306,7 @@ void quantizer::setNumericType(const NumericType& type) {
 
 void quantizer::updateparameters() {
     mFunctionFits = false;
-    mFloatLimits = {};
+    mFloatLimits.reset();
     switch (mMode) {
         case ModeEnum::Double:
         case ModeEnum::None:
@@ -404,15 +420,14 @@ void quantizer::updatewordlimits() {
         return;
     }
     const bool isUnsigned = mWordKind == WordKind::Unsigned;
-    const int range = static_cast<int>(rangeExponent);
-    mLimits.scale = std::ldexp(1.0, mFractionlength);
-    mLimits.inverseScale = std::ldexp(1.0, -mFractionlength);
-    mLimits.wraparound = std::ldexp(1.0, range);
-    mLimits.inverseWraparound = std::ldexp(1.0, -range);
+    mLimits.scale = easyPower(mFractionlength);
+    mLimits.inverseScale = easyPower(-std::int64_t{mFractionlength});
+    mLimits.wraparound = easyPower(rangeExponent);
+    mLimits.inverseWraparound = easyPower(-rangeExponent);
     mLimits.positiveEps = mLimits.inverseScale;
     mLimits.negativeEps = -mLimits.inverseScale;
-    mLimits.realmax = std::ldexp(1.0, isUnsigned ? range : range - 1) - mLimits.positiveEps;
-    mLimits.lowerbound = isUnsigned ? 0.0 : -std::ldexp(1.0, range - 1);
+    mLimits.realmax = easyPower(isUnsigned ? rangeExponent : rangeExponent - 1) - mLimits.positiveEps;
+    mLimits.lowerbound = isUnsigned ? 0.0 : -easyPower(rangeExponent - 1);
     mLimits.hasBounds = true;
     mLimits.valid = isSlopeType(mMode);
 }
@@ -477,7 +492,8 @@ void quantizer::updatelimits() {
     mLimits.valid = true;
 }
 
-// The rule forms 2^(fraction length - exponent) and its reciprocal as normal doubles. The exponent of a value that
+// The rule then gives the same values and counts as the operations on `number`, in every bit.
+// It forms 2^(fraction length - exponent) and its reciprocal as normal doubles. The exponent of a value that
 // isn't beyond the bounds runs from exponentmin (smaller values use that) to the greater of exponentmax and
 // exponentmin.
 void quantizer::updatefloatlimits() {
@@ -486,12 +502,9 @@ void quantizer::updatefloatlimits() {
         mExponentmin < -1022) {
         return;
     }
-    mFloatLimits = {mLimits.realmax,
-                    mLimits.lowerbound,
-                    std::ldexp(1.0, mExponentmin),
-                    std::ldexp(1.0, mFractionlength),
-                    std::ldexp(1.0, -mFractionlength),
-                    true};
+    mFloatLimits = std::make_unique<FloatDoubleLimits>(
+        FloatDoubleLimits{mLimits.realmax, mLimits.lowerbound, std::ldexp(1.0, mExponentmin),
+                          std::ldexp(1.0, mFractionlength), std::ldexp(1.0, -mFractionlength)});
 }
 
 // Reading.

@@ -234,21 +234,22 @@ class TOLVANE_API quantizer {
     embedded::QuantizerModeEnum mMode;
     embedded::RoundModeEnum mRoundMode;
     embedded::OverflowModeEnum mOverflowMode;
+    // Whether the function matches the description: the old one is kept if a mode is unknown or a derivation raised.
+    bool mFunctionFits = false;
     RealPoint mFormat;
     int mWordlength = 0;
     int mFractionlength = 0;
     unsigned mPrecision = 0;
+    WordKind mWordKind = WordKind::Signed;
     // Null until first requested, if doubles hold the format: for most quantizers in the life of an array they never
     // are.
     mutable std::unique_ptr<Constants> mConstants;
-    WordKind mWordKind = WordKind::Signed;
+    QuantizeFunction mQuantize = &quantizer::QuantizeNone;
     int mExponentlength = 0;
     int mExponentmax = 0;
     int mExponentmin = 0;
-    QuantizeFunction mQuantize = &quantizer::QuantizeNone;
-    // Whether the function matches the description: the old one is kept if a mode is unknown or a derivation raised.
-    bool mFunctionFits = false;
     qlogger mLogger;
     tolvane::detail::FixedDoubleLimits mLimits;
-    tolvane::detail::FloatDoubleLimits mFloatLimits;
+    // Only of float formats whose values the rule on doubles rounds.
+    std::unique_ptr<const tolvane::detail::FloatDoubleLimits> mFloatLimits;
 };

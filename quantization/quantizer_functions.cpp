@@ -119,7 +119,13 @@ inline number& quantizer::store(number& x, const Result& result) const {
     if (mLogger.isLogging()) {
         mLogger.addtoOverflows(result.overflow);
         mLogger.addtoUnderflows(result.underflow);
-        mLogger.updateminmax(x);
+        // Few values reach an extreme. A value between the extremes as doubles is between them whatever their bits, as
+        // rounding keeps the order.
+        if (result.value >= mLogger.getMaxAsDouble() || result.value <= mLogger.getMinAsDouble()) [[unlikely]] {
+            mLogger.updateminmax(x);
+        } else {
+            mLogger.nOperationsPlusOne();
+        }
     }
     return x;
 }
@@ -151,8 +157,8 @@ inline int quantizer::lastBitBelow(int exponent) const {
 
 template <class Rule>
 number& quantizer::quantizeFloat(number& x) const {
-    if (const doublenumber* body = x.asDouble(); body && mFloatLimits.valid) {
-        return store(x, rounding::quantizeFloatValue<Rule>(body->getelement(), mFloatLimits));
+    if (const doublenumber* body = x.asDouble(); body && mFloatLimits) {
+        return store(x, rounding::quantizeFloatValue<Rule>(body->getelement(), *mFloatLimits));
     }
     if (x.myisinf()) {
         mLogger.nOverflowsPlusOne();

@@ -52,8 +52,8 @@ struct Tally {
     }
 
     // Whether the sign of a zero extreme is open that the log would take.
-    bool isGreatestOpenFor(const qlogger& log) const { return greatestZeros == both && log.getMax().isnegative(); }
-    bool isLeastOpenFor(const qlogger& log) const { return leastZeros == both && log.getMin().sign() > 0; }
+    bool isGreatestOpenFor(const qlogger& log) const { return greatestZeros == both && log.isMaxNegative(); }
+    bool isLeastOpenFor(const qlogger& log) const { return leastZeros == both && log.isMinPositive(); }
     bool isOpenFor(const qlogger& log) const { return isGreatestOpenFor(log) || isLeastOpenFor(log); }
     /// Takes the sign of the first zero for zero extremes of both signs.
     void settle(double firstZero) {

@@ -27,12 +27,13 @@ void storeText(std::string& target, const char* text) {
 
 // Each object has its own handle and the two flags for its destruction.
 Type::Type(const Type& other)
-    : mIdentifier(other.mIdentifier), mName(other.mName), mReadOnly(other.mReadOnly), mVolatile(other.mVolatile) {}
+    : mTexts(other.mTexts ? std::make_unique<Texts>(*other.mTexts) : nullptr),
+      mReadOnly(other.mReadOnly),
+      mVolatile(other.mVolatile) {}
 
 Type& Type::operator=(const Type& other) {
     if (this != &other) {
-        mIdentifier = other.mIdentifier;
-        mName = other.mName;
+        mTexts = other.mTexts ? std::make_unique<Texts>(*other.mTexts) : nullptr;
         mReadOnly = other.mReadOnly;
         mVolatile = other.mVolatile;
     }
@@ -72,12 +73,19 @@ void Type::addCheckSum(MD5CheckSumModEndian& sum) const {
     sum.addInt32(mVolatile ? 1 : 0);
 }
 
+Type::Texts& Type::texts() {
+    if (!mTexts) {
+        mTexts = std::make_unique<Texts>();
+    }
+    return *mTexts;
+}
+
 void Type::setIdentifier(const char* text) {
-    storeText(mIdentifier, text);
+    storeText(texts().identifier, text);
 }
 
 void Type::setName(const char* text) {
-    storeText(mName, text);
+    storeText(texts().name, text);
 }
 
 OMInterface* Type::getOMI() {

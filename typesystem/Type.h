@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "host/export.h"
@@ -52,8 +53,8 @@ class TOLVANE_API Type {
     virtual void addCheckSum(MD5CheckSumModEndian& sum) const;
 
     /// Returns the text, owned by this object and valid until it changes, or null if none was set.
-    const char* getIdentifier() const { return textOrNull(mIdentifier); }
-    const char* getName() const { return textOrNull(mName); }
+    const char* getIdentifier() const { return mTexts ? textOrNull(mTexts->identifier) : nullptr; }
+    const char* getName() const { return mTexts ? textOrNull(mTexts->name) : nullptr; }
     bool getReadOnly() const { return mReadOnly; }
     bool getVolatile() const { return mVolatile; }
     /// Returns whether the type is read-only or volatile.
@@ -103,11 +104,17 @@ class TOLVANE_API Type {
  private:
     static const char* textOrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
-    std::string mIdentifier;
-    std::string mName;
+    // Few types have any.
+    struct Texts {
+        std::string identifier;
+        std::string name;
+    };
+    Texts& texts();
+
+    std::unique_ptr<Texts> mTexts;
+    OMInterface* mInterface = nullptr;
     bool mReadOnly = false;
     bool mVolatile = false;
-    OMInterface* mInterface = nullptr;
     bool mBeingDeleted = false;
     bool mCanDeleteOMI = true;
 };

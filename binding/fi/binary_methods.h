@@ -60,6 +60,9 @@ class FiProductMethodInfo final : public FiBinaryOperationFiOutputNoBooleanInput
         return std::unique_ptr<fi>(&(a.*operation.compute)(b));
     }
     void logResult(const fi& a, const fi& b, const fi& result) override {
+        if (!fi::getLogging()) {
+            return;  // reading the logs would make the register
+        }
         reports::reportProductAndSum({a.getproductQlogger(), a.getproductregsumQlogger()},
                                      {fi::getProductlog(), fi::getSumlog()}, result.getQlogger(),
                                      operation.count(a, b, result.getFimath().getCastBeforeSum()), operation.symbol);

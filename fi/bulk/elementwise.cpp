@@ -311,7 +311,7 @@ class Multiplication : Runner {
 
 bool multiply(const Operand& left, const Operand& right, std::span<double> real, std::span<double> imag,
               const Quantizers& quantizers, const ByElements& byElements) {
-    const qlogger& productLog = quantizers.product.getQlogger();
+    const qlogger& productLog = quantizers.productLog;
     const qlogger& pairLog = quantizers.sum.getQlogger();
     const qlogger& resultLog = quantizers.result.getQlogger();
     const std::size_t count = real.size();

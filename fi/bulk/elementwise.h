@@ -40,8 +40,9 @@ bool add(Sign sign, const Operand& left, const Operand& right, std::span<double>
 /// The quantizers of the element steps of products.
 struct Quantizers {
     const quantizer& product;
-    const quantizer& sum;     // of the sums of two products that two complex operands need
-    const quantizer& result;  // of the array that keeps the results
+    const qlogger& productLog;  // which needn't be the product quantizer's own
+    const quantizer& sum;       // of the sums of two products that two complex operands need
+    const quantizer& result;    // of the array that keeps the results
     bool castsBeforeSum;
 };
 /// Multiplies. A real operand meets a complex one from the right.

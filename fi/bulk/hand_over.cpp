@@ -61,8 +61,8 @@ struct NotedPlace {
     const qlogger& log;
 };
 
-unsigned zerosOf(const number& extreme) {
-    return !extreme.iszero() ? Tally::both : std::signbit(extreme.todouble()) ? Tally::minus : Tally::plus;
+unsigned zerosOf(double extreme) {
+    return extreme != 0.0 ? Tally::both : std::signbit(extreme) ? Tally::minus : Tally::plus;
 }
 
 /// Gives zero extremes whose sign is open that of the first zero in the order of the element steps: in the first
@@ -89,7 +89,7 @@ void settleSigns(const Plan& plan, std::span<const NotedPlace> places, std::span
             const EmptiedLogs emptied(logs);
             stretches.byElements(begin, end);
             for (const NotedPlace& place : places) {
-                seen.emplace_back(zerosOf(place.log.getMax()), zerosOf(place.log.getMin()));
+                seen.emplace_back(zerosOf(place.log.getMaxAsDouble()), zerosOf(place.log.getMinAsDouble()));
             }
         }
         for (std::size_t i = 0; i < places.size(); ++i) {

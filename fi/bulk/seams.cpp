@@ -6,6 +6,7 @@
 #include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
 #include "fi/bulk/matrix.h"
+#include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 
 namespace tolvane::detail::arrayseams {
@@ -46,7 +47,7 @@ bool holdDoubles(const fi& a, const fi& b) {
 
 /// Whether a cell of that precision holds a double.
 bool holdsDouble(unsigned precision) {
-    return cell(0.0, precision).asDouble() != nullptr;
+    return areEntriesDoubles(precision) && !number::getDefaultForceMultiplePrecision();
 }
 
 /// Whether both cells of a complex product do.
@@ -122,9 +123,24 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, con
         !pairCellsHoldDoubles(left, right, sum)) {
         return false;
     }
-    const elementwise::Quantizers quantizers{product.getAssignmentQuantizer(), sum.getAssignmentQuantizer(),
-                                             result.getAssignmentQuantizer(), sum.getCastBeforeSum()};
-    if (!elementwise::multiply(all.left, all.right, all.real, all.imag, quantizers, byElements)) {
+    const quantizer& q = product.getAssignmentQuantizer();
+    if (!elementwise::multiply(
+            all.left, all.right, all.real, all.imag,
+            {q, q.getQlogger(), sum.getAssignmentQuantizer(), result.getAssignmentQuantizer(), sum.getCastBeforeSum()},
+            byElements)) {
+        return false;
+    }
+    operands.settle(result);
+    return true;
+}
+
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, const quantizer& format,
+              const qlogger& log, fi& result, const ByElements& byElements) {
+    const Elements all = elementsOf(left, right, result);
+    // The sum's quantizer has no work.
+    if (!all.areUsable || haveSlopeBias(left, right, result) ||
+        !elementwise::multiply(all.left, all.right, all.real, all.imag,
+                               {format, log, format, result.getAssignmentQuantizer(), false}, byElements)) {
         return false;
     }
     operands.settle(result);

@@ -27,6 +27,10 @@ bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operand
 /// complex one from the right.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
               fi& result, const ByElements& byElements);
+/// As above for a register that isn't made: `format` quantizes as it does, and `log` is its log. Only one operand may
+/// be complex. For counts, `byElements` must be called for all elements or none, since it makes the register.
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, const quantizer& format,
+              const qlogger& log, fi& result, const ByElements& byElements);
 /// Quotients, at the working precision of the steps. Gives whether the last division was one by zero, or nothing
 /// instead of false.
 std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,

@@ -43,7 +43,7 @@ fi::ArrayStores::ArrayStores(const fi& source, fi& target)
       mImag{nullptr, nullptr} {
     if (target.iscomplex()) {
         mImag.source = source.isreal() ? nullptr : entries::doublesOf(source.imagPart(), source.mNumel).data();
-        mImag.target = entries::doublesOf(target.mImag, target.mNumel).data();
+        mImag.target = entries::doublesOf(target.imagEntries(), target.mNumel).data();
         // A narrower word takes the zeros as they are.
         mImag.isPlain = source.isreal() && !mIsEqualType && target.getWordLength() < source.getWordLength();
     }

@@ -1,5 +1,6 @@
 // Stores to the current element, and the conversions between scales.
 #include "fi/fi.h"
+#include "fi/result_types/caches.h"
 #include "fi/result_types/slopebias_errors.h"
 
 using namespace tolvane::detail;
@@ -116,11 +117,11 @@ void fi::assignSlopeBias(const fi& source, const quantizer& q) {
     // An unsigned word can't hold a negative net bias, so its magnitude is kept and subtracted.
     const bool isNegativeIntoUnsigned = source.getBias() - getBias() < 0.0 && !isSigned();
     initSlopeBiasCorrectionFactorsForEquals(source);
-    const number netBias(mBnetForEquals, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
+    const number netBias(getBnetForEquals(), number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
     // A view of this array may have kept another type, and may be at the element that is stored here.
     const fi& from = sharesElementsOf(source) ? source.getElement() : source;
     const auto scale = [&](number& entry, const number& value) {
-        entry.setvalue(mFsxForEquals);
+        entry.setvalue(getFsxForEquals());
         entry *= value;
         q.quantize(entry);
     };
@@ -161,14 +162,15 @@ void fi::assignNarrower(const fi& source, const quantizer& q) {
 
 fi& fi::getElement() const {
     // A copy that was made before a change of type could round, or refuse to be complex.
-    if (mElementCache && getNumericType().isequivalent(mElementCache->getNumericType())) {
-        mElementCache->setvalue(*this);
+    std::unique_ptr<fi>& element = caches().element;
+    if (element && getNumericType().isequivalent(element->getNumericType())) {
+        element->setvalue(*this);
     } else {
-        mElementCache = std::make_unique<fi>(*this, embedded::CopyElement::tag);
+        element = std::make_unique<fi>(*this, embedded::CopyElement::tag);
         // Its own log would be written to the log map a second time.
-        mElementCache->resetLogging();
+        element->resetLogging();
     }
-    return *mElementCache;
+    return *element;
 }
 
 namespace {

@@ -116,7 +116,9 @@ void fi::errorIfBadValue(DataTypeEnum dataType) const {
         entries.setIndex(cursor);
     };
     check(mReal);
-    check(mImag);
+    if (mImag) {
+        check(*mImag);
+    }
 }
 
 void fi::errorIfBadSource(const fi& source) const {

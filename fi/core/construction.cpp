@@ -5,6 +5,8 @@
 
 #include "fi/core/dimension_product.h"
 #include "fi/fi.h"
+#include "fi/result_types/caches.h"
+#include "fi/result_types/late_product.h"
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
 #include "quantization/array_kernels.h"
@@ -94,11 +96,11 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
                            isLocal && rules ? rules->getOverflowMode() : fimath::getGlobalFimath().getOverflowMode(),
                            tag, operation, false),
       mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, precision), entries == Entries::unset)),
-      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), entries == Entries::unset)),
-      mIsReal(!isComplex),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
+      mIsReal(!isComplex),
       mFimathIsLocal(isLocal) {
+    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), entries);
     errorIfComplexSlopeBias(!mIsReal);
     updateNumel();
 }
@@ -107,11 +109,11 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
        bool isLocal, Entries entries)
     : mAssignmentQuantizer(source, type),
       mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, 0), entries == Entries::unset)),
-      mImag(makeEntries(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), entries == Entries::unset)),
-      mIsReal(!isComplex),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
+      mIsReal(!isComplex),
       mFimathIsLocal(isLocal) {
+    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), entries);
     applyNumericType(type);
     errorIfComplexSlopeBias(!mIsReal);
     updateNumel();
@@ -138,7 +140,9 @@ fi::fi(std::uint64_t m, std::uint64_t n, const NumericType& type, const fimath& 
         // The stored-value formula of the fill gives (0 - bias) * (1 / factor).
         const double realWorldZero = 0.0;
         storeValues(mReal, &realWorldZero, 1, getNumericType());
-        storeValues(mImag, &realWorldZero, 1, getNumericType());
+        if (iscomplex()) {
+            storeValues(imagEntries(), &realWorldZero, 1, getNumericType());
+        }
         quantizeAll(false);
     }
 }
@@ -227,7 +231,7 @@ void fi::fillFromComplex(const double* re, const double* im, std::uint64_t value
     checkNaNInf(getDataType(), im, valueCount);
     setDefaultPrecision();
     storeQuantized(mReal, re, valueCount);
-    storeQuantized(mImag, im, valueCount);
+    storeQuantized(imagEntries(), im, valueCount);
 }
 
 void fi::checkHostValues(const hvArray* values) const {
@@ -249,7 +253,9 @@ void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embe
     mAssignmentQuantizer.set(getNumericType(), round, overflow, false);
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
         storeQuantized(mReal, hvGetTypedData<T>(values).data(), mNumel);
-        storeQuantized(mImag, hvGetTypedImagData<T>(values).data(), mImag.numel());
+        if (iscomplex()) {
+            storeQuantized(imagEntries(), hvGetTypedImagData<T>(values).data(), imagEntries().numel());
+        }
     });
     if (isView()) {
         quantizeAll(false);

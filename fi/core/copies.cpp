@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "fi/fi.h"
+#include "fi/result_types/caches.h"
+#include "fi/result_types/late_product.h"
 
 fi& fi::cleared(fi& reg) {
     reg.mReal = 0.0;
@@ -27,12 +29,27 @@ number fi::copyOf(const fi& array, const number& part) {
 // Each kind of view knows its own start.
 std::uint64_t fi::firstPlace() const {
     const std::uint64_t cursor = mReal.getIndex();
-    const std::uint64_t imagCursor = mImag.getIndex();
+    const std::uint64_t imagCursor = mImag ? mImag->getIndex() : 0;
     setIndex(0);
     const std::uint64_t first = mReal.getIndex();
     mReal.setIndex(cursor);
-    mImag.setIndex(imagCursor);
+    if (mImag) {
+        mImag->setIndex(imagCursor);
+    }
     return first;
+}
+
+void fi::copyImag(const fi& source) {
+    if (source.isreal() || !source.mImag) {
+        return;
+    }
+    const number& entries = *source.mImag;
+    if (!source.isView()) {
+        mImag.emplace(entries, embedded::NumberVector::tag);
+        return;
+    }
+    const std::uint64_t start = std::min(source.firstPlace(), entries.numel());
+    mImag.emplace(entries, start, std::min(source.mNumel, entries.numel() - start));
 }
 
 std::unique_ptr<const fi> fi::detached() const {
@@ -43,12 +60,12 @@ std::unique_ptr<const fi> fi::detached() const {
 
 const number& fi::imagPart() const {
     static_cast<void>(isreal());
-    return mImag;
+    return imagEntries();
 }
 
 void fi::finishCopy(const fi& source) {
     if (source.isView() && !isView() && mReal.numel() < source.mNumel) {
-        mDims.assign({mReal.numel(), 1});
+        mDims = {mReal.numel(), 1};
     }
     if (mFimathIsLocal) {
         mFimath = std::make_unique<fimath>(source.getFimath());
@@ -61,10 +78,10 @@ void fi::finishCopy(const fi& source) {
 fi::fi(const fi& source, WithoutRegisters)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(copyOf(source, source.mReal)),
-      mImag(copyOf(source, source.imagPart())),
-      mIsReal(source.isreal()),
       mDims(source.mDims),
+      mIsReal(source.isreal()),
       mFimathIsLocal(source.mFimathIsLocal) {
+    copyImag(source);
     finishCopy(source);
 }
 
@@ -75,20 +92,23 @@ fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
     if (source.mProductRegister) {
         mProductRegister = std::make_unique<fi>(cleared(*source.mProductRegister));
     }
+    if (source.mLateProduct) {
+        mLateProduct = std::make_unique<LateProduct>(*source.mLateProduct);
+    }
 }
 
 fi::fi(const fi& source, embedded::CopyElement)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(1, source.wordPrecision(), embedded::NumberVector::tag),
-      mImag(source.iscomplex() ? 1 : 0, source.wordPrecision(), embedded::NumberVector::tag),
-      mIsReal(source.isreal()),
       mDims{1, 1},
+      mIsReal(source.isreal()),
       mFimathIsLocal(source.mFimathIsLocal) {
+    makeImag(mIsReal ? 0 : 1, source.wordPrecision(), Entries::zero);
     // An empty array has no current element, and gives zero.
     if (!source.mReal.isempty()) {
         mReal = source.mReal;
         if (!mIsReal) {
-            mImag = source.imag();
+            *mImag = source.imag();
         }
     }
     finishCopy(source);
@@ -97,7 +117,6 @@ fi::fi(const fi& source, embedded::CopyElement)
 fi::fi(const fi& source, CopyReal)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(copyOf(source, source.mReal)),
-      mImag(0, source.wordPrecision(), embedded::NumberVector::tag),
       mDims(source.mDims),
       mFimathIsLocal(source.mFimathIsLocal) {
     finishCopy(source);
@@ -107,7 +126,6 @@ fi::fi(const fi& source, CopyImag)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(source.iscomplex() ? copyOf(source, source.imagPart())
                                : number(source.mNumel, source.wordPrecision(), embedded::NumberVector::tag)),
-      mImag(0, source.wordPrecision(), embedded::NumberVector::tag),
       mDims(source.mDims),
       mFimathIsLocal(source.mFimathIsLocal) {
     finishCopy(source);
@@ -125,16 +143,16 @@ fi::fi(const fi& source, embedded::CopyIndex)
     : mAssignmentQuantizerRef(&source.getAssignmentQuantizer()),
       mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(source.mReal, embedded::CopyIndex::tag),
-      mImag(source.imagPart(), embedded::CopyIndex::tag),
-      mIsReal(source.isreal()),
       mDims(source.mDims),
+      mIsReal(source.isreal()),
       mFimathIsLocal(source.mFimathIsLocal) {
+    mImag.emplace(source.imagPart(), embedded::CopyIndex::tag);
     finishCopy(source);
 }
 
 void fi::shareImagOf(const fi& root) const {
-    if (!mImag.sharesArrayOf(root.mImag)) {
-        mImag.share(root.mImag);
+    if (!imagEntries().sharesArrayOf(root.imagEntries())) {
+        imagEntries().share(root.imagEntries());
     }
 }
 
@@ -142,7 +160,7 @@ void fi::takeView(const fi& view) {
     Dimensions dims(view.mDims);
     auto rules = view.mFimath ? std::make_unique<fimath>(*view.mFimath) : nullptr;
     mReal.share(view.mReal).setIndex(view.mReal.getIndex());
-    mImag.share(view.mImag).setIndex(view.mImag.getIndex());
+    imagEntries().share(view.imagEntries()).setIndex(view.imagEntries().getIndex());
     mDims = std::move(dims);
     updateNumel();
     mFimath = std::move(rules);
@@ -150,11 +168,8 @@ void fi::takeView(const fi& view) {
     mAssignmentQuantizer = view.mAssignmentQuantizer;
     mAssignmentQuantizerRef = view.mAssignmentQuantizerRef;
     // These follow from the type and the rules.
-    for (auto* made : {&mElementCache, &mSumRegister, &mProductRegister, &mWorstCaseA, &mWorstCaseB}) {
-        made->reset();
-    }
-    for (auto* key : {&mPlusOperandType, &mPlusResultType, &mEqualsSourceType, &mTimesResultType, &mWorstCaseLeftType,
-                      &mWorstCaseRightType}) {
-        key->reset();
-    }
+    mSumRegister.reset();
+    mProductRegister.reset();
+    mLateProduct.reset();
+    mCaches.reset();
 }

@@ -6,6 +6,8 @@
 
 #include "fi/core/dimension_product.h"
 #include "fi/fi.h"
+#include "fi/result_types/caches.h"
+#include "fi/result_types/late_product.h"
 #include "numbers/errors.h"
 
 using namespace tolvane::detail;
@@ -19,20 +21,33 @@ const number& fi::getZeroNumber() {
 
 fi::~fi() = default;
 
+void fi::makeImag(std::uint64_t count, unsigned precision, Entries entries) {
+    if (count == 0) {
+        return;
+    }
+    if (entries == Entries::unset) {
+        mImag.emplace(count, precision, embedded::UnsetVector::tag);
+    } else {
+        mImag.emplace(count, precision, embedded::NumberVector::tag);
+    }
+}
+
 void fi::setIndex(std::uint64_t index) const {
     mReal.setIndex(index);
-    mImag.setIndex(index);
+    if (mImag) {
+        mImag->setIndex(index);
+    }
 }
 
 const number& fi::imag() const {
     if (isreal()) {
         return getZeroNumber();
     }
-    return mImag[mReal.getIndex()];
+    return imagEntries()[mReal.getIndex()];
 }
 
 const number& fi::imag(std::uint64_t index) const {
-    return isreal() ? getZeroNumber() : mImag[index];
+    return isreal() ? getZeroNumber() : imagEntries()[index];
 }
 
 void fi::setIsReal(bool isReal) {
@@ -66,7 +81,7 @@ bool fi::isFinite() const {
         entries.setIndex(cursor);
         return i == entries.numel();
     };
-    return allFinite(mReal) && (isreal() || allFinite(mImag));
+    return allFinite(mReal) && (isreal() || allFinite(imagEntries()));
 }
 
 void fi::coordinateComplexity(bool makeComplex, unsigned precision) {
@@ -75,7 +90,7 @@ void fi::coordinateComplexity(bool makeComplex, unsigned precision) {
     }
     errorIfComplexSlopeBias(true);
     if (isreal()) {
-        mImag.resize(mNumel, std::max(precision, wordPrecision()));
+        imagEntries().resize(mNumel, std::max(precision, wordPrecision()));
         setIsReal(false);
     }
 }
@@ -96,7 +111,10 @@ void fi::updateNumel() {
     mN = columnCount(dims);
     mM = mDims.empty() ? 1 : mDims.front();
     mNumel = numel;
-    mLength = numel == 0 || mDims.empty() ? std::min<std::uint64_t>(numel, 1) : std::ranges::max(mDims);
+}
+
+std::uint64_t fi::length() const {
+    return mNumel == 0 || mDims.empty() ? std::min<std::uint64_t>(mNumel, 1) : std::ranges::max(mDims);
 }
 
 void fi::copyDimensions(const std::uint64_t* dims, std::uint64_t ndims) {
@@ -114,14 +132,16 @@ unsigned fi::wordPrecision() const {
 
 void fi::resizeEntries(std::uint64_t count, unsigned precision, bool isComplex) {
     resizePart(mReal, count, precision);
-    resizePart(mImag, isComplex ? count : 0, precision);
+    if (mImag || isComplex) {
+        resizePart(imagEntries(), isComplex ? count : 0, precision);
+    }
 }
 
 void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
     try {
         part.resize(count, precision);
     } catch (...) {
-        mDims.assign({0, 0});
+        mDims = {0, 0};
         updateNumel();
         throw;
     }
@@ -183,7 +203,7 @@ void fi::resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint
         resizeEntries(numel, wordPrecision(), isComplex);
         setIsReal(!isComplex);
     } else if (isreal() && makeComplex) {
-        resizePart(mImag, numel, wordPrecision());
+        resizePart(imagEntries(), numel, wordPrecision());
         setIsReal(false);
     }
     mDims = std::move(newDims);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "fi/fi.h"
+#include "fi/result_types/late_product.h"
 #include "host/hsc.h"
 #include "host/hv.h"
 #include "logging/filog.h"
@@ -61,7 +62,7 @@ void fi::setMinLogFromRealWorldValue(double value) {
 struct fi::Logs {
     explicit Logs(const fi& owner)
         : own(&owner.getQlogger()),
-          product(owner.mProductRegister ? &owner.getproductQlogger() : nullptr),
+          product(owner.productRegister() ? &owner.getproductQlogger() : nullptr),
           productSum(owner.mProductRegister && owner.mProductRegister->mSumRegister ? &owner.getproductregsumQlogger()
                                                                                     : nullptr),
           sum(owner.mSumRegister ? &owner.getsumQlogger() : nullptr) {}
@@ -75,6 +76,14 @@ struct fi::Logs {
 };
 
 void fi::resetLogging() const {
+    if (mLateProduct) {
+        getQlogger().reset();
+        mLateProduct->log.reset();
+        if (mSumRegister) {
+            getsumQlogger().reset();
+        }
+        return;
+    }
     const Logs logs(*this);
     for (const qlogger* log : {logs.own, logs.sum, logs.product, logs.productSum}) {
         if (log != nullptr) {

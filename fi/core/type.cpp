@@ -32,7 +32,9 @@ void fi::quantizeAll(bool refresh) {
     }
     if (!isView()) {
         mAssignmentQuantizer.quantizeArray(mReal);
-        mAssignmentQuantizer.quantizeArray(mImag);
+        if (mImag) {
+            mAssignmentQuantizer.quantizeArray(*mImag);
+        }
         return;
     }
     const std::uint64_t first = firstPlace();
@@ -52,7 +54,7 @@ void fi::quantizeAll(bool refresh) {
     };
     quantizeOwn(mReal);
     if (iscomplex()) {
-        quantizeOwn(mImag);
+        quantizeOwn(imagEntries());
     }
 }
 

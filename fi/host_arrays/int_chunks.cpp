@@ -135,7 +135,7 @@ hvArray* fi::getIntArrayHvArray(IntArrayChunkMode chunks, IntArrayDimensionMode 
     hvArrayOwner result(hvCreateNumericArray(dims.size(), dims.data(), hvUINT32_CLASS, getComplexity()));
     const ChunkWriter writer(*this, count);
     writer.write(mReal, hvGetTypedData<std::uint32_t>(result.get()));
-    writer.write(mImag, hvGetTypedImagData<std::uint32_t>(result.get()));
+    writer.write(imagEntries(), hvGetTypedImagData<std::uint32_t>(result.get()));
     return result.release();
 }
 
@@ -246,7 +246,7 @@ hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) 
     const hvArray* const read = values;
     repack(mReal, wordsOf<const std::uint32_t>(hvGetData(read), read),
            wordsOf<std::uint64_t>(hvGetData(result.get()), result.get()));
-    repack(mImag, wordsOf<const std::uint32_t>(hvGetImagData(read), read),
+    repack(imagEntries(), wordsOf<const std::uint32_t>(hvGetImagData(read), read),
            wordsOf<std::uint64_t>(hvGetImagData(result.get()), result.get()));
     return result.release();
 }
@@ -299,7 +299,7 @@ void fi::addSignExtension32BitIntArray(hvArray* values) const {
         entries.setIndex(cursor);
     };
     fill(mReal, wordsOf<std::uint32_t>(hvGetData(values), values));
-    fill(mImag, wordsOf<std::uint32_t>(hvGetImagData(values), values));
+    fill(imagEntries(), wordsOf<std::uint32_t>(hvGetImagData(values), values));
 }
 
 void fi::clearBitsAboveWords(std::span<std::uint32_t> words) const {

@@ -114,7 +114,7 @@ void fi::storeIntegers(const hvArray* values) {
     const int exponent = isFixed() ? getFixedExponent() : 0;
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
         storeScaled(mReal, hvGetTypedData<T>(values), exponent);
-        storeScaled(mImag, hvGetTypedImagData<T>(values), exponent);
+        storeScaled(imagEntries(), hvGetTypedImagData<T>(values), exponent);
     });
     quantizeAll(true);
 }

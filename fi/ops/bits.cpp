@@ -98,7 +98,7 @@ fi& fi::bitandorxor(const fi& b, BitOperation operation) const {
     }
     if (operation == &number::mpbitand && isreal() != b.isreal()) {
         // The zero imaginary part of the real side clears the other one.
-        result->mImag.resize(0);
+        result->imagEntries().resize(0);
         result->setIsReal(true);
     } else {
         result->coordinateComplexity(other.iscomplex(), 0);
@@ -106,8 +106,8 @@ fi& fi::bitandorxor(const fi& b, BitOperation operation) const {
     combinePart(result->mReal, {other.mReal, otherMoves}, getNumericType(), operation);
     if (result->iscomplex()) {
         const RightSide imaginary =
-            other.iscomplex() ? RightSide{other.mImag, otherMoves} : RightSide{getZeroNumber(), false};
-        combinePart(result->mImag, imaginary, getNumericType(), operation);
+            other.iscomplex() ? RightSide{other.imagEntries(), otherMoves} : RightSide{getZeroNumber(), false};
+        combinePart(result->imagEntries(), imaginary, getNumericType(), operation);
     }
     return *result.release();
 }
@@ -134,15 +134,19 @@ fi& fi::bitcmp() const {
     const WordFormat format = wordFormatOf(type);
     const std::uint64_t mask = doublenumber::bitcmpXorMask(type.getWordLength());
     const WordModulus modulus(type.getWordLength());
-    for (number* part : {&result->mReal, &result->mImag}) {
-        if (doublenumber* doubles = part->asDouble()) {
+    const auto complement = [&](number& part) {
+        if (doublenumber* doubles = part.asDouble()) {
             bitloops::complement(doubles->elements(), mask, format);
-            continue;
+            return;
         }
-        entries::walk(*part, [&](number& x) {
+        entries::walk(part, [&](number& x) {
             x.bitcmp(type.isSigned(), type.getWordLength(), type.getSlopeAdjustmentFactor(), type.getFixedExponent(),
                      type.getBias(), modulus.ones(), modulus.twoToWordlength());
         });
+    };
+    complement(result->mReal);
+    if (result->iscomplex()) {
+        complement(result->imagEntries());
     }
     return *result.release();
 }

@@ -60,7 +60,7 @@ fi& fi::ficonv(const fi& b, std::uint64_t count, std::uint64_t offset, bool rowR
     }
     result->initializeSumRegister(type, rules, 0);
     fi& sum = result->getSumRegister();
-    number scratch = cell(0.0, std::max(wordBits(sum), wordBits(*worker.mProductRegister)));
+    number scratch = cell(0.0, std::max(wordBits(sum), wordBits(*worker.productRegister())));
 
     const auto accumulate = [&](std::uint64_t begin, std::uint64_t end, const auto& step, const auto& finish) {
         for (std::uint64_t i = begin; i < end; ++i) {
@@ -93,7 +93,7 @@ fi& fi::ficonv(const fi& b, std::uint64_t count, std::uint64_t offset, bool rowR
                 }
             });
     };
-    const fi& reg = *worker.mProductRegister;
+    const fi& reg = *worker.productRegister();
     if (!arrayseams::convolve(*this, right, offset, reg, *reg.mSumRegister, sum, *result, !isSwapped, byElements)) {
         byElements(0, count);
     }

@@ -1,14 +1,17 @@
 // Products of elements, element-wise products of arrays, and matrix products.
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
+#include "fi/bulk/blocks.h"
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/seams.h"
 #include "fi/fi.h"
 #include "fi/ops/element_machine.h"
 #include "fi/ops/lent_product_logs.h"
+#include "fi/result_types/late_product.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
 #include "host/ErrorIdException.h"
@@ -94,7 +97,7 @@ fi& fi::multiplySlopeBias(const fi& b) const {
     number n = cell(0.0, wordBits(*this) + wordBits(b));
     n.setvalue(mReal);
     n *= b.mReal;
-    const number factor = cell(mFscForTimes, number::getDefaultPrecision());
+    const number factor = cell(getFscForTimes(), number::getDefaultPrecision());
     q.quantize(n);
     n = n * factor;
     product.mReal.setvalue(q.quantize(n));
@@ -136,6 +139,18 @@ fi& fi::operator*=(const fi& b) {
 
 // Arrays.
 
+// The result has the type of the register, so its quantizer does the same where the modes are the same.
+bool fi::multiplyWithoutRegister(const fi& b, const broadcasting& operands, fi& result,
+                                 const std::function<void(std::uint64_t, std::uint64_t)>& byElements) const {
+    if (getLogging() && result.numel() > arrayblocks::kBlock) {
+        return false;
+    }
+    const fimath& rules = mLateProduct->rules ? *mLateProduct->rules : fimath::getGlobalFimath();
+    const quantizer& format = result.getAssignmentQuantizer();
+    return format.getRoundMode() == rules.getRoundMode() && format.getOverflowMode() == rules.getOverflowMode() &&
+           arrayseams::multiply(*this, b, operands, format, mLateProduct->log, result, byElements);
+}
+
 fi& fi::times(const fi& b) const {
     const NumericType& product = getProductTypeForMpyOp(b);
     const fimath& rules = getFimath(b);
@@ -168,8 +183,12 @@ fi& fi::times(const fi& b) const {
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
         operands.walk(*result, begin, end, [&] { *result = left * right; });
     };
-    fi& reg = *left.mProductRegister;
-    if (!arrayseams::multiply(left, right, operands, reg, *reg.mSumRegister, *result, byElements)) {
+    if (mLateProduct && !isSwapped && !areBothComplex &&
+        multiplyWithoutRegister(b, operands, *result, std::ref(byElements))) {
+        return *result.release();
+    }
+    fi& reg = *left.productRegister();
+    if (!arrayseams::multiply(left, right, operands, reg, *reg.mSumRegister, *result, std::ref(byElements))) {
         if (isComplex || getLogging() || isSlopeBiasScaled() || b.isSlopeBiasScaled() ||
             rules.isProductSlopeBiasScaled()) {
             byElements(0, result->numel());
@@ -260,8 +279,8 @@ fi& fi::mtimes(const fi& b) const {
         if (getLogging()) {
             lent.emplace(right);
         }
-        number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*right.mProductRegister)));
-        const fi& reg = *right.mProductRegister;
+        number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*right.productRegister())));
+        const fi& reg = *right.productRegister();
         const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
             accumulate(begin, end, [&] { result->sumEquals(*result, right * *this, *result, scratch); });
         };
@@ -277,14 +296,14 @@ fi& fi::mtimes(const fi& b) const {
     initializeProductRegister(type, product, rules, precision);
     result->initializeSumRegister(type, rules, 0);
     fi& sum = result->getSumRegister();
-    number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*mProductRegister)));
+    number scratch = cell(0.0, std::max(wordBits(*result), wordBits(*productRegister())));
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
         accumulate(begin, end, [&] {
             sum.sumEquals(*result, *this * right, sum, scratch);
             *result = sum;
         });
     };
-    if (!arrayseams::multiplyMatrices(*this, right, *mProductRegister, *mProductRegister->mSumRegister, sum, *result,
+    if (!arrayseams::multiplyMatrices(*this, right, *productRegister(), *productRegister()->mSumRegister, sum, *result,
                                       byElements)) {
         byElements(0, columns);
     }

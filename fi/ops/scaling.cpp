@@ -21,7 +21,9 @@ void multiplyByPowerOfTwo(number& part, int k) {
 fi& fi::pow2(int k, bool floorRound) const {
     auto result = std::make_unique<fi>(*this);
     multiplyByPowerOfTwo(result->mReal, k);
-    multiplyByPowerOfTwo(result->mImag, k);
+    if (result->iscomplex()) {
+        multiplyByPowerOfTwo(result->imagEntries(), k);
+    }
     if (floorRound) {
         // The rules stay as they are: only this one quantization rounds down.
         result->mAssignmentQuantizer.set(getNumericType(), embedded::RoundModeEnum::Floor, getOverflowMode(), false);
@@ -38,10 +40,14 @@ fi& fi::stripscaling() const {
     }
     if (isFixed()) {
         const NumericType& type = getNumericType();
-        for (number* part : {&result->mReal, &result->mImag}) {
-            entries::walk(*part, [&](number& x) {
+        const auto strip = [&](number& part) {
+            entries::walk(part, [&](number& x) {
                 x.stripscaling(type.getSlopeAdjustmentFactor(), type.getFixedExponent(), type.getBias());
             });
+        };
+        strip(result->mReal);
+        if (result->iscomplex()) {
+            strip(result->imagEntries());
         }
     }
     result->setScaling(1.0, 0, 0.0);
@@ -107,7 +113,7 @@ fi& fi::reinterpretcast(const NumericType& type) const {
     };
     cast(mReal, result->mReal);
     if (iscomplex()) {
-        cast(mImag, result->mImag);
+        cast(imagEntries(), result->imagEntries());
     }
     return *result.release();
 }

@@ -22,7 +22,9 @@ fi* fi::uminus() const {
     const quantizer& q = result->getAssignmentQuantizer();
     if (result->isreal() || !q.getQlogger().isLogging()) {
         entries::negate(result->mReal);
-        entries::negate(result->mImag);
+        if (result->iscomplex()) {
+            entries::negate(result->imagEntries());
+        }
         result->quantizeAll(false);
         return result.release();
     }
@@ -30,9 +32,9 @@ fi* fi::uminus() const {
     for (std::uint64_t i = 0; i < result->mNumel; ++i) {
         result->setIndex(i);
         result->mReal.negate();
-        result->mImag.negate();
+        result->imagEntries().negate();
         q.quantize(result->mReal);
-        q.quantize(result->mImag);
+        q.quantize(result->imagEntries());
     }
     result->setIndex(0);
     return result.release();
@@ -50,8 +52,8 @@ fi* fi::conj() const {
         q.quantizeArray(result->mReal);
     }
     if (iscomplex()) {
-        entries::negate(result->mImag);
-        q.quantizeArray(result->mImag);
+        entries::negate(result->imagEntries());
+        q.quantizeArray(result->imagEntries());
     }
     return result.release();
 }
@@ -82,7 +84,7 @@ fi& fi::complex(const fi& imagPart) const {
     const std::span<const double> re = entries::doublesOf(mReal, mNumel);
     const std::span<const double> im = entries::doublesOf(imagPart.mReal, imagPart.mNumel);
     doublenumber* const outRe = result->mReal.asDouble();
-    doublenumber* const outIm = result->mImag.asDouble();
+    doublenumber* const outIm = result->imagEntries().asDouble();
     if (isScaledDouble() || re.empty() || im.empty() || !scratch.asDouble() || !outRe || !outIm) {
         parts.walk(*result, 0, result->numel(), [&] {
             result->mReal.setvalue(mReal);
@@ -93,7 +95,7 @@ fi& fi::complex(const fi& imagPart) const {
             if (!parts.rightIsScalar()) {
                 q.quantize(scratch.setvalue(imagPart.mReal));
             }
-            result->mImag.setvalue(scratch);
+            result->imagEntries().setvalue(scratch);
         });
         return *result.release();
     }
@@ -106,7 +108,7 @@ fi& fi::complex(const fi& imagPart) const {
         std::ranges::fill(outIm->elements(), scratch.todouble());
     } else {
         std::ranges::copy(im, outIm->elements().begin());
-        q.quantizeArray(result->mImag);
+        q.quantizeArray(result->imagEntries());
     }
     parts.settle(*result);
     return *result.release();

@@ -1,11 +1,14 @@
 // Sums and differences of elements and of arrays.
 #include <algorithm>
+#include <functional>
 #include <memory>
+#include <optional>
 
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/seams.h"
 #include "fi/fi.h"
 #include "fi/ops/element_machine.h"
+#include "fi/result_types/plain_words.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
 
@@ -40,10 +43,10 @@ void fi::combineSlopeBias(const fi& a, const fi& b, fi& tmp, const quantizer& q)
     const bool negativeIntoUnsigned = Operation::bias(a, b, tmp) < 0.0 && !tmp.isSigned();
     a.initSlopeBiasCorrectionFactorsForPlus(b, tmp);
     constexpr bool kIsSum = std::is_same_v<Operation, Sum>;
-    const double net = kIsSum ? a.mBnetForSlopeBiasPlus : a.mBnetForSlopeBiasMinus;
-    number left = cell(a.mFsaForPlus, wordBits(a) + wordBits(tmp));
+    const double net = kIsSum ? a.getBnetForSlopeBiasPlus() : a.getBnetForSlopeBiasMinus();
+    number left = cell(a.getFsaForPlus(), wordBits(a) + wordBits(tmp));
     left *= a.real();
-    number right = cell(a.mFsbForPlus, wordBits(b) + wordBits(tmp));
+    number right = cell(a.getFsbForPlus(), wordBits(b) + wordBits(tmp));
     right *= b.real();
 
     number& sum = tmp.mReal;
@@ -156,18 +159,32 @@ fi& fi::combineArrays(const fi& b) const {
     }
 
     constexpr auto kSum = embedded::OperationTypeEnum::Sum;
-    fi tmp(1, 1, type, rules, isComplex, getTag(), mFimathIsLocal, kSum, std::max(wordBits(*this), wordBits(b)));
-    number scratch = cell(0.0, std::max({wordBits(tmp), wordBits(*this), wordBits(b)}));
+    const unsigned precision = std::max(wordBits(*this), wordBits(b));
+    // Array code needs no cells.
+    std::optional<fi> tmp;
+    std::optional<number> scratch;
+    const auto makeCells = [&] {
+        if (!tmp) {
+            tmp.emplace(1, 1, type, rules, isComplex, getTag(), mFimathIsLocal, kSum, precision);
+            scratch.emplace(0.0, std::max(wordBits(*tmp), precision), number::getDefaultForceMultiplePrecision());
+        }
+    };
+    if (!isPlainWord(type)) {
+        makeCells();
+    }
     const broadcasting operands(*this, b);
     const fi& shape = operands.shape();
     std::unique_ptr<fi> result(new fi(shape.mDims, type, &rules, isComplex, getTag(),
                                       mFimathIsLocal || b.mFimathIsLocal, kSum, 0U, Entries::unset));
 
     const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
-        operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, tmp, scratch); });
+        makeCells();
+        operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, *tmp, *scratch); });
     };
-    if (isSlopeBiasCase || !tmp.mReal.asDouble() || !scratch.asDouble() ||
-        !arrayseams::add(Operation::kSign, *this, b, operands, *result, rules.getCastBeforeSum(), byElements)) {
+    if (isSlopeBiasCase || !areEntriesDoubles(std::max(wordBits(*result), precision)) ||
+        number::getDefaultForceMultiplePrecision() ||
+        !arrayseams::add(Operation::kSign, *this, b, operands, *result, rules.getCastBeforeSum(),
+                         std::ref(byElements))) {
         byElements(0, result->numel());
     }
     return *result.release();

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "fi/fi.h"
+#include "fi/result_types/caches.h"
 #include "fi/result_types/to_int.h"
 
 using namespace tolvane::detail;
@@ -60,20 +61,59 @@ double fi::computeSAFCorrection(double denominator, double numerator, const fi& 
     return quantized(ratio, correctionQuantizer(type), number::getDefaultPrecision());
 }
 
+fi::Caches& fi::caches() const {
+    if (!mCaches) {
+        mCaches = std::make_unique<Caches>();
+    }
+    return *mCaches;
+}
+
+double fi::getBnetForEquals() const {
+    return caches().bnetForEquals;
+}
+double fi::getFsxForEquals() const {
+    return caches().fsxForEquals;
+}
+double fi::getBnetForSlopeBiasPlus() const {
+    return caches().bnetForPlus;
+}
+double fi::getBnetForSlopeBiasMinus() const {
+    return caches().bnetForMinus;
+}
+double fi::getFsaForPlus() const {
+    return caches().fsaForPlus;
+}
+double fi::getFsbForPlus() const {
+    return caches().fsbForPlus;
+}
+double fi::getFscForTimes() const {
+    return caches().fscForTimes;
+}
+fi& fi::getAForSlopeBiasTimes() const {
+    return *caches().worstCaseA;
+}
+fi& fi::getBForSlopeBiasTimes() const {
+    return *caches().worstCaseB;
+}
+
 void fi::initSlopeBiasCorrectionFactorsForEquals(const fi& source) const {
     const NumericType& sourceType = source.getNumericType();
-    if (holdsKey(mEqualsSourceType, sourceType)) {
+    Caches& factors = caches();
+    if (holdsKey(factors.equalsSourceType, sourceType)) {
         return;
     }
     const NumericType& type = getNumericType();
-    mFsxForEquals =
+    factors.fsxForEquals =
         computeSAFCorrection(type.getSlopeAdjustmentFactor(), sourceType.getSlopeAdjustmentFactor(), source);
-    mBnetForEquals = netBias(sourceType.getBias() - type.getBias(), type, correctionQuantizer(type), wordPrecision());
-    storeKey(mEqualsSourceType, sourceType);
+    factors.bnetForEquals =
+        netBias(sourceType.getBias() - type.getBias(), type, correctionQuantizer(type), wordPrecision());
+    storeKey(factors.equalsSourceType, sourceType);
 }
 
 bool fi::needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const {
-    return !(holdsKey(mPlusOperandType, b.getNumericType()) && holdsKey(mPlusResultType, result.getNumericType()));
+    const Caches& factors = caches();
+    return !(holdsKey(factors.plusOperandType, b.getNumericType()) &&
+             holdsKey(factors.plusResultType, result.getNumericType()));
 }
 
 // With S for the slope adjustment factors and s for stored values: (A + B - bias of the result) / S is
@@ -83,26 +123,28 @@ void fi::initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) co
     if (!needToInitSlopeBiasCorrectionFactorsForPlus(b, result)) {
         return;
     }
+    Caches& factors = caches();
     const NumericType& resultType = result.getNumericType();
     const quantizer format = correctionQuantizer(resultType);
     const double bias = getBias();
-    mBnetForSlopeBiasPlus = netBias(b.getBias() + bias - resultType.getBias(), resultType, format, wordPrecision());
-    mBnetForSlopeBiasMinus = netBias(bias - b.getBias() - resultType.getBias(), resultType, format, wordPrecision());
+    factors.bnetForPlus = netBias(b.getBias() + bias - resultType.getBias(), resultType, format, wordPrecision());
+    factors.bnetForMinus = netBias(bias - b.getBias() - resultType.getBias(), resultType, format, wordPrecision());
     const double resultFactor = resultType.getSlopeAdjustmentFactor();
-    mFsaForPlus = computeSAFCorrection(resultFactor, getSlopeAdjustmentFactor(), *this);
-    mFsbForPlus = computeSAFCorrection(resultFactor, b.getSlopeAdjustmentFactor(), b);
-    storeKey(mPlusOperandType, b.getNumericType());
-    storeKey(mPlusResultType, resultType);
+    factors.fsaForPlus = computeSAFCorrection(resultFactor, getSlopeAdjustmentFactor(), *this);
+    factors.fsbForPlus = computeSAFCorrection(resultFactor, b.getSlopeAdjustmentFactor(), b);
+    storeKey(factors.plusOperandType, b.getNumericType());
+    storeKey(factors.plusResultType, resultType);
 }
 
 void fi::initSlopeCorrectionFactorForTimes(double netSlope, const fi& result) const {
+    Caches& factors = caches();
     const NumericType& resultType = result.getNumericType();
-    if (holdsKey(mTimesResultType, resultType) && netSlope == mTimesNetSlope) {
+    if (holdsKey(factors.timesResultType, resultType) && netSlope == factors.timesNetSlope) {
         return;
     }
-    mFscForTimes = computeSAFCorrection(1.0, netSlope, result);
-    storeKey(mTimesResultType, resultType);
-    mTimesNetSlope = netSlope;
+    factors.fscForTimes = computeSAFCorrection(1.0, netSlope, result);
+    storeKey(factors.timesResultType, resultType);
+    factors.timesNetSlope = netSlope;
 }
 
 // The register holds every product of the binary point operands, so rounding only occurs in the conversion of an
@@ -112,7 +154,8 @@ void fi::initSlopeCorrectionFactorForTimes(double netSlope, const fi& result) co
 void fi::initParamsForWorstCaseSlopeBiasTimes(const fi& b) const {
     const NumericType& leftType = getNumericType();
     const NumericType& rightType = b.getNumericType();
-    if (holdsKey(mWorstCaseLeftType, leftType) && holdsKey(mWorstCaseRightType, rightType)) {
+    Caches& factors = caches();
+    if (holdsKey(factors.worstCaseLeftType, leftType) && holdsKey(factors.worstCaseRightType, rightType)) {
         return;
     }
     constexpr int kMaxWordBits = 65535;
@@ -132,8 +175,8 @@ void fi::initParamsForWorstCaseSlopeBiasTimes(const fi& b) const {
     const NumericType& product = operandA->getProductTypeForMpyOp(*operandB);
     operandA->initializeProductRegister(product, product, rules, 0);
 
-    storeKey(mWorstCaseLeftType, leftType);
-    storeKey(mWorstCaseRightType, rightType);
-    mWorstCaseA = std::move(operandA);
-    mWorstCaseB = std::move(operandB);
+    storeKey(factors.worstCaseLeftType, leftType);
+    storeKey(factors.worstCaseRightType, rightType);
+    factors.worstCaseA = std::move(operandA);
+    factors.worstCaseB = std::move(operandB);
 }

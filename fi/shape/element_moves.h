@@ -107,9 +107,9 @@ void fi::ElementMoves::move(const fi& source, fi& target, Pattern&& pattern) {
     };
     const double* const re = tolvane::detail::entries::doublesOf(source.mReal, source.mNumel).data();
     const double* const im =
-        source.isreal() ? nullptr : tolvane::detail::entries::doublesOf(source.mImag, source.mNumel).data();
+        source.isreal() ? nullptr : tolvane::detail::entries::doublesOf(source.imagEntries(), source.mNumel).data();
     double* const toRe = doublesOf(target.mReal);
-    double* const toIm = target.isreal() ? nullptr : doublesOf(target.mImag);
+    double* const toIm = target.isreal() ? nullptr : doublesOf(target.imagEntries());
     const bool isInDoubles =
         re != nullptr && toRe != nullptr && (source.isreal() || im != nullptr) && (target.isreal() || toIm != nullptr);
     if (!isInDoubles) {

@@ -96,9 +96,9 @@ fi* fi::toeplitz() const {
     // The first element is conjugated on the opposite side from the rest, so a complex one conflicts with itself:
     // callers expect the warning.
     const std::unique_ptr<fi> column = unloggedCopy();
-    row->mImag[0].negate();
+    row->imagEntries()[0].negate();
     for (std::uint64_t i = 1; i < mNumel; ++i) {
-        column->mImag[i].negate();
+        column->imagEntries()[i].negate();
     }
     row->quantizeAll(true);
     column->quantizeAll(true);

@@ -83,8 +83,8 @@ fi* fi::ctranspose() const {
     errorIfNotMatrix(*this, "ctranspose");
     auto result = ElementMoves::moved(*this, mN, mM, Transposition{mM, mN});
     if (iscomplex()) {
-        entries::negate(result->mImag);
-        result->getAssignmentQuantizer().quantizeArray(result->mImag);
+        entries::negate(result->imagEntries());
+        result->getAssignmentQuantizer().quantizeArray(result->imagEntries());
     }
     return result.release();
 }
@@ -112,7 +112,7 @@ fi* fi::reshape(const hvArray* siz) const {
     if (!hvIsDouble(siz)) {
         raiseError("fixedpoint:fi:reshape:siz_not_double", "FI_RESHAPE expecting DOUBLE for the SIZ vector.");
     }
-    Dimensions dims;
+    std::vector<std::uint64_t> dims;
     std::ranges::transform(hvGetTypedData<double>(siz), std::back_inserter(dims), sizeFrom);
     auto result = std::make_unique<fi>(*this);
     const std::uint64_t copied = result->mNumel;
@@ -120,7 +120,7 @@ fi* fi::reshape(const hvArray* siz) const {
     if (result->mNumel != copied) {
         result->mReal.resize(result->mNumel);
         if (result->iscomplex()) {
-            result->mImag.resize(result->mNumel);
+            result->imagEntries().resize(result->mNumel);
         }
     }
     return result.release();

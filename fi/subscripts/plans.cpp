@@ -94,7 +94,7 @@ std::unique_ptr<fi> fi::taken(const Selection& selection) const {
                                       getAssignmentQuantizer(), mFimathIsLocal, Entries::unset));
     const auto isInDoubles = [](const number& part) { return part.asDouble() != nullptr; };
     const bool areDoubles = mReal.numel() == mNumel && isInDoubles(mReal) && isInDoubles(result->mReal) &&
-                            (isreal() || (isInDoubles(mImag) && isInDoubles(result->mImag)));
+                            (isreal() || (isInDoubles(imagEntries()) && isInDoubles(result->imagEntries())));
     std::uint64_t done = 0;
     std::uint64_t last = 0;
     const auto take = [&](const number& from, const Stretch& places, number& to) {
@@ -110,7 +110,7 @@ std::unique_ptr<fi> fi::taken(const Selection& selection) const {
     selection.walk([&](const Stretch& places) {
         take(mReal, places, result->mReal);
         if (iscomplex()) {
-            take(mImag, places, result->mImag);
+            take(imagEntries(), places, result->imagEntries());
         }
         done += places.count;
         last = places[places.count - 1];

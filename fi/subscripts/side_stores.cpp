@@ -19,7 +19,7 @@ fi::SideStores::Side::Side(const fi& from, fi& to)
       real(entries::doublesOf(from.mReal, from.mNumel).data()),
       imag(from.iscomplex() ? entries::doublesOf(from.imagPart(), from.mNumel).data() : nullptr),
       toReal(to.mReal.asDouble()->elements().data()),
-      toImag(to.iscomplex() ? to.mImag.asDouble()->elements().data() : nullptr),
+      toImag(to.iscomplex() ? to.imagEntries().asDouble()->elements().data() : nullptr),
       stores(from, to) {}
 
 /// Takes a block in which each value is whole and names an element; returns whether it is such a block.

@@ -227,8 +227,7 @@ hvArray* fi::subsasgn(hvArray* self, const hvArray* path, const hvArray* right) 
     hvArrayOwner result(place ? subsasgnScalarIndexing(self, step, right, *place)
                               : subsasgnGeneralIndexing(self, step, right));
     if (getLogging()) {
-        getQlogger().setMax(getAssignlog().getMax());
-        getQlogger().setMin(getAssignlog().getMin());
+        getQlogger().copyMinMax(getAssignlog());
     }
     return result.release();
 }

@@ -253,7 +253,7 @@ void fi::base2num(const hvArray* text, int base) {
     const quantizer& q = getAssignmentQuantizer();
     const std::uint64_t first = firstPlace();
     PartReader real(q, base, mReal);
-    PartReader imaginary(q, base, mImag);
+    PartReader imaginary(q, base, imagEntries());
     for (std::size_t row = 0; row < rows.count(); ++row) {
         Tokens tokens(rows.row(row), delimiters);
         for (std::uint64_t column = 0; column < shape.elementsPerRow; ++column) {

@@ -256,7 +256,7 @@ hvArray* fi::num2base(int base) const {
         return blocksOf(*this, width + 3, kBetweenBlocks,
                         [&](std::uint64_t first, TextColumns& columns) { real.write(first, columns); });
     }
-    PartText imaginary(mImag, mNumel, form, width);
+    PartText imaginary(imagEntries(), mNumel, form, width);
     return blocksOf(*this, 2 * width + 8, kBetweenBlocks, [&](std::uint64_t first, TextColumns& columns) {
         real.write(first, columns);
         columns.fill(" + ");
@@ -280,7 +280,7 @@ hvArray* fi::num2sdec() const {
                         [&](std::uint64_t first, TextColumns& columns) { real.write(first, columns); });
     }
     const DecimalForm magnitudeForm(q, DecimalForm::Sign::before);
-    PartText imaginary(mImag, mNumel, magnitudeForm, width);
+    PartText imaginary(imagEntries(), mNumel, magnitudeForm, width);
     return blocksOf(*this, 2 * digits + 10, kBetweenDecimalBlocks, [&](std::uint64_t first, TextColumns& columns) {
         real.write(first, columns);
         columns.fill(" ");

@@ -116,6 +116,29 @@ TEST(Extremes, IgnoreNaNAndKeepWhatIsWiderInAnyKind) {
     }
 }
 
+TEST(Extremes, AreTheNumberThatWasAskedFor) {
+    const qlogger log = logger("");
+    log.updateminmax(value(3));
+    number& max = log.getMax();
+    number& min = log.getMin();
+    log.updateminmax(value(4));
+    log.addArrayStatistics(1, 0, 0, 2, -5);
+    EXPECT_EQ(max.todouble(), 4.0);
+    EXPECT_EQ(min.todouble(), -5.0);
+    max = 9.0;
+    EXPECT_EQ(log.getMaxLogAsRealWorldValue(), 9.0);
+    EXPECT_EQ(qlogger(log).getMaxAsDouble(), 9.0);
+    const qlogger other = logger("");
+    other.updateminmax(value(1));
+    log.copyMinMax(other);
+    EXPECT_EQ(max.todouble(), 1.0);
+    EXPECT_FALSE(log.isMaxNegative());
+    EXPECT_TRUE(log.isMinPositive());
+    log.reset();
+    EXPECT_EQ(max.todouble(), -kLargest);
+    EXPECT_EQ(&log.getMax(), &max);
+}
+
 TEST(Logger, ResetKeepsMathOperationsAndNames) {
     const qlogger log = logger("here");
     log.updateminmax(value(1));

@@ -277,6 +277,16 @@ TEST(Copy, HasConstantsAndLogOfItsOwn) {
     }
 }
 
+TEST(Copy, RoundsToTheFormatOfItsSource) {
+    const quantizer half = Description{Mode::Float, 16, 5}.make();
+    quantizer assigned = Description{Mode::Float, 32, 8}.make();
+    assigned = half;
+    for (const quantizer* q : {&half, static_cast<const quantizer*>(&assigned)}) {
+        number x(0.1, 52, false);
+        EXPECT_EQ(q->quantize(x).todouble(), 0.0999755859375);
+    }
+}
+
 TEST(UnknownModes, KeepTheFunctionAndQuantizeWithoutHarm) {
     quantizer q = Description{Mode::Fixed, 8, 7, Rounding::ceil}.make();
     const auto function = q.getQuantizeFunction();

@@ -34,9 +34,9 @@ TEST(FiCost, AllocatesAFixedNumberOfBlocksForAMillionElements) {
             blocksOf([&] { target.copydata(source); })};
     };
     for (const std::uint64_t blocks : blocksFor(10, 16)) {
-        EXPECT_LT(blocks, 40u);
+        EXPECT_LT(blocks, 12u);
     }
-    EXPECT_GT(blocksFor(10, 16).front(), 5u);
+    EXPECT_GT(blocksFor(10, 16).front(), 2u);
     for (const int wordBits : {8, 16, 52}) {
         EXPECT_EQ(blocksFor(1000000, wordBits), blocksFor(10, wordBits)) << wordBits;
     }
