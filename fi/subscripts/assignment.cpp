@@ -17,8 +17,8 @@ std::uint64_t productOf(std::span<const std::uint64_t> dims) {
     return std::accumulate(dims.begin(), dims.end(), std::uint64_t{1}, std::multiplies<>());
 }
 
-Dimensions withoutOnes(std::span<const std::uint64_t> dims) {
-    Dimensions kept;
+Sizes withoutOnes(std::span<const std::uint64_t> dims) {
+    Sizes kept;
     std::ranges::copy_if(dims, std::back_inserter(kept), [](std::uint64_t size) { return size != 1; });
     return kept;
 }
@@ -34,7 +34,7 @@ class fi::Assignment::Planned final : public Assignment {
     void check(const fi& left, const fi& right) const override {
         checkPlan(planValues(mPlan), -static_cast<double>(right.numel()), static_cast<double>(left.numel()) + 1.0);
     }
-    Dimensions dims() const override { return planDimensions(mPlan); }
+    Sizes dims() const override { return planDimensions(mPlan); }
     std::uint64_t count() const override { return hvGetNumberOfElements(mPlan); }
     bool usesRight() const override {
         return std::ranges::any_of(values(), [](double value) { return value <= -1.0; });
@@ -69,7 +69,7 @@ class fi::Assignment::Placed final : public Assignment {
         : mPlaces(std::move(places)), mCount(count), mStep(isOneValue ? 0 : 1) {}
 
     void check(const fi&, const fi&) const override {}
-    Dimensions dims() const override { return mPlaces.extents(); }
+    Sizes dims() const override { return mPlaces.extents(); }
     std::uint64_t count() const override { return mCount; }
     bool usesRight() const override { return productOf(mPlaces.counts()) > 0; }
     bool isWhole() const override { return false; }
@@ -99,7 +99,7 @@ class fi::Assignment::Placed final : public Assignment {
 class fi::Assignment::Appending final : public Assignment {
  public:
     /// `dims` are those of the target, of which the left side has `extent` slices in the dimension `place`.
-    Appending(Dimensions dims, std::size_t place, std::uint64_t extent, Subscript added, bool isOneValue)
+    Appending(Sizes dims, std::size_t place, std::uint64_t extent, Subscript added, bool isOneValue)
         : mDims(std::move(dims)),
           mInner(productOf(std::span(mDims).first(place))),
           mOuter(productOf(std::span(mDims).subspan(place + 1))),
@@ -109,7 +109,7 @@ class fi::Assignment::Appending final : public Assignment {
           mStep(isOneValue ? 0 : 1) {}
 
     void check(const fi&, const fi&) const override {}
-    Dimensions dims() const override { return trimmed(mDims); }
+    Sizes dims() const override { return trimmed(mDims); }
     std::uint64_t count() const override { return productOf(mDims); }
     bool usesRight() const override { return true; }
     bool isWhole() const override { return mAdded.count() == mExtent - mLeftExtent; }
@@ -148,7 +148,7 @@ class fi::Assignment::Appending final : public Assignment {
         }
     }
 
-    Dimensions mDims;
+    Sizes mDims;
     std::uint64_t mInner;
     std::uint64_t mOuter;
     std::uint64_t mLeftExtent;
@@ -169,17 +169,17 @@ namespace {
 
 /// The dimensions that an array gets by more slices in a dimension as subscripts see it; nothing for a matrix that one
 /// subscript would make grow.
-std::optional<Dimensions> grownDimensions(std::span<const std::uint64_t> dims, const Places& places, std::size_t place,
+std::optional<Sizes> grownDimensions(std::span<const std::uint64_t> dims, const Places& places, std::size_t place,
                                           std::uint64_t extent) {
     if (places.extents().size() > 1) {
-        Dimensions grown = places.extents();
+        Sizes grown = places.extents();
         grown[place] = extent;
         return grown;
     }
     if (dims.size() == 2 && dims[0] == 1) {
-        return Dimensions{1, extent};
+        return Sizes{1, extent};
     }
-    return dims.size() == 2 && dims[1] == 1 ? std::optional(Dimensions{extent, 1}) : std::nullopt;
+    return dims.size() == 2 && dims[1] == 1 ? std::optional(Sizes{extent, 1}) : std::nullopt;
 }
 
 }  // namespace
@@ -195,14 +195,14 @@ std::unique_ptr<fi::Assignment> fi::Assignment::bySubscripts(std::span<const hvA
     if (!places || !places->areAscending()) {
         return nullptr;
     }
-    const Dimensions counts = places->counts();
+    const Sizes counts = places->counts();
     const bool isOneValue = productOf(rightDims) == 1;
     const bool fits =
         counts.size() == 1 ? counts[0] == productOf(rightDims) : withoutOnes(counts) == withoutOnes(rightDims);
     if (!isOneValue && !fits) {
         return nullptr;
     }
-    const Dimensions& extents = places->extents();
+    const Sizes& extents = places->extents();
     const std::span<const Subscript> subscripts = places->subscripts();
     std::optional<std::size_t> place;
     for (std::size_t d = 0; d < extents.size(); ++d) {

@@ -37,7 +37,7 @@ class fi::Assignment {
     /// Raises an error for a plan that isn't one of doubles, or that names elements that one side doesn't have.
     virtual void check(const fi& left, const fi& right) const = 0;
     /// The dimensions of a target that is larger than the left side, and the size of any target.
-    virtual tolvane::detail::Dimensions dims() const = 0;
+    virtual tolvane::detail::Sizes dims() const = 0;
     virtual std::uint64_t count() const = 0;
     virtual bool usesRight() const = 0;
     /// Whether the two sides give every element of the target.

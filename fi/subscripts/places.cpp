@@ -34,7 +34,8 @@ bool isVector(std::span<const std::uint64_t> dims) {
 
 }  // namespace
 
-Dimensions trimmed(Dimensions dims) {
+Sizes trimmed(std::span<const std::uint64_t> given) {
+    Sizes dims(given.begin(), given.end());
     dims.resize(std::max<std::size_t>(dims.size(), 2), 1);
     while (dims.size() > 2 && dims.back() == 1) {
         dims.pop_back();
@@ -277,8 +278,8 @@ std::optional<Places> Places::read(std::span<const hvArray* const> indices, std:
     return places;
 }
 
-Dimensions Places::counts() const {
-    Dimensions counts;
+Sizes Places::counts() const {
+    Sizes counts;
     counts.reserve(mSubscripts.size());
     for (const Subscript& subscript : mSubscripts) {
         counts.push_back(subscript.count());
@@ -355,10 +356,10 @@ void Places::walk(const VisitStretch& visit) const {
 namespace {
 
 /// The shape of what one subscript selects.
-Dimensions linearShape(const hvArray* index, const Subscript& subscript, std::span<const std::uint64_t> dims) {
+Sizes linearShape(const hvArray* index, const Subscript& subscript, std::span<const std::uint64_t> dims) {
     const std::uint64_t count = subscript.count();
     const auto shape = hvGetDims(index);
-    Dimensions own(shape.begin(), shape.end());
+    Sizes own(shape.begin(), shape.end());
     if (hvIsChar(index)) {
         return {count, 1};
     }
@@ -366,14 +367,14 @@ Dimensions linearShape(const hvArray* index, const Subscript& subscript, std::sp
         own = {count, 1};
     }
     if (isVector(dims) && isVector(own)) {
-        return dims[0] == 1 ? Dimensions{1, count} : Dimensions{count, 1};
+        return dims[0] == 1 ? Sizes{1, count} : Sizes{count, 1};
     }
     return own;
 }
 
 class Selected final : public Selection {
  public:
-    Selected(Dimensions dims, Places places) : Selection(std::move(dims)), mPlaces(std::move(places)) {}
+    Selected(Sizes dims, Places places) : Selection(std::move(dims)), mPlaces(std::move(places)) {}
     void walk(const VisitStretch& visit) const override { mPlaces.walk(visit); }
 
  private:
@@ -383,7 +384,7 @@ class Selected final : public Selection {
 /// All elements but those of the slices that a subscript of one dimension names.
 class Rest final : public Selection {
  public:
-    Rest(Dimensions dims, Subscript removed, const Slices& slices)
+    Rest(Sizes dims, Subscript removed, const Slices& slices)
         : Selection(std::move(dims)), mRemoved(removed), mSlices(slices) {}
 
     void walk(const VisitStretch& visit) const override { mRemoved.walkRest(mSlices, visit); }
@@ -400,7 +401,7 @@ std::unique_ptr<Selection> selectedBy(std::span<const hvArray* const> indices, s
     if (!places) {
         return nullptr;
     }
-    Dimensions shape = indices.size() == 1 ? linearShape(indices[0], places->subscripts()[0], dims) : places->counts();
+    Sizes shape = indices.size() == 1 ? linearShape(indices[0], places->subscripts()[0], dims) : places->counts();
     std::uint64_t count = 1;
     for (const std::uint64_t size : shape) {
         // Lists may name elements many times, more than there is memory for.
@@ -417,7 +418,7 @@ std::unique_ptr<Selection> leftBy(std::span<const hvArray* const> indices, std::
         return nullptr;
     }
     const std::span<const Subscript> subscripts = places->subscripts();
-    Dimensions left = places->extents();
+    Sizes left = places->extents();
     std::size_t place = left.size();
     for (std::size_t d = 0; d < left.size(); ++d) {
         if (subscripts[d].isAll(left[d])) {
@@ -436,7 +437,7 @@ std::unique_ptr<Selection> leftBy(std::span<const hvArray* const> indices, std::
     left[place] -= subscripts[place].count();
     if (left.size() == 1) {
         const bool isColumn = dims.size() == 2 && dims[1] == 1 && dims[0] != 1;
-        left = isColumn ? Dimensions{left[0], 1} : Dimensions{1, left[0]};
+        left = isColumn ? Sizes{left[0], 1} : Sizes{1, left[0]};
     }
     return std::make_unique<Rest>(trimmed(std::move(left)), subscripts[place], slices);
 }

@@ -18,7 +18,7 @@
 
 namespace tolvane::detail {
 
-using Dimensions = std::vector<std::uint64_t>;
+using Sizes = std::vector<std::uint64_t>;
 
 /// Places counted from 0: `count` of them at a constant distance, modulo 2^64, or listed as offsets.
 struct Stretch {
@@ -35,19 +35,19 @@ using VisitStretch = std::function<void(const Stretch&)>;
 /// Selected elements of an array, as an array.
 class Selection {
  public:
-    explicit Selection(Dimensions dims) : mDims(std::move(dims)) {}
+    explicit Selection(Sizes dims) : mDims(std::move(dims)) {}
     virtual ~Selection() = default;
     Selection(const Selection&) = delete;
     Selection& operator=(const Selection&) = delete;
 
-    const Dimensions& dims() const { return mDims; }
+    const Sizes& dims() const { return mDims; }
     /// Visits all places in the order of the selection. A list is short: it has at most `kMostListed` offsets.
     virtual void walk(const VisitStretch& visit) const = 0;
 
     static constexpr std::size_t kMostListed = 512;
 
  private:
-    Dimensions mDims;
+    Sizes mDims;
 };
 
 /// The slices of a dimension in an array: `outer` times `extent` slices of `inner` adjacent elements.
@@ -113,19 +113,19 @@ class Places {
 
     std::span<const Subscript> subscripts() const { return mSubscripts; }
     /// The dimensions as the subscripts see them.
-    const Dimensions& extents() const { return mExtents; }
+    const Sizes& extents() const { return mExtents; }
     /// How many places each subscript names.
-    Dimensions counts() const;
+    Sizes counts() const;
     bool areAscending() const;
     void walk(const VisitStretch& visit) const;
 
  private:
     std::vector<Subscript> mSubscripts;
-    Dimensions mExtents;
+    Sizes mExtents;
 };
 
 /// The dimensions as a host array has them: at least two, and no trailing ones beyond the second.
-Dimensions trimmed(Dimensions dims);
+Sizes trimmed(std::span<const std::uint64_t> dims);
 
 // Of an array of trimmed dimensions.
 

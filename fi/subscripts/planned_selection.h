@@ -20,7 +20,7 @@ inline std::uint64_t planPosition(double value) {
     return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
 }
 
-inline Dimensions planDimensions(const hvArray* plan) {
+inline Sizes planDimensions(const hvArray* plan) {
     const auto dims = hvGetDims(plan);
     return {dims.begin(), dims.end()};
 }

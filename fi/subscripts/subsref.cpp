@@ -324,7 +324,7 @@ hvArray* fi::subsasgnGeneralIndexing(hvArray* self, const IndexStep& step, const
         return convertToExternalVelmarArray(taken(*deletionBy(step)));
     }
     const auto hostDims = hvGetDims(right);
-    const Dimensions arrayDims(hostDims.begin(), hostDims.end());
+    const Sizes arrayDims(hostDims.begin(), hostDims.end());
     const std::unique_ptr<Assignment> assignment =
         assignmentBy(step, object != nullptr ? object->dimensions() : std::span<const std::uint64_t>(arrayDims));
     if (object != nullptr) {
