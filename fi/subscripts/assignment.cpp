@@ -170,7 +170,7 @@ namespace {
 /// The dimensions that an array gets by more slices in a dimension as subscripts see it; nothing for a matrix that one
 /// subscript would make grow.
 std::optional<Sizes> grownDimensions(std::span<const std::uint64_t> dims, const Places& places, std::size_t place,
-                                          std::uint64_t extent) {
+                                     std::uint64_t extent) {
     if (places.extents().size() > 1) {
         Sizes grown = places.extents();
         grown[place] = extent;

@@ -103,8 +103,8 @@ class TOLVANE_HOST_API Value {
     std::vector<double> toDoubles() const;
     /// The imaginary parts; empty for a real array.
     std::vector<double> toImaginaries() const;
-    /// The elements (real parts) of a double array where they are, while a value shares it; "VELMAR:array:wrongClass" for
-    /// another class.
+    /// The elements (real parts) of a double array where they are, while a value shares it; "VELMAR:array:wrongClass"
+    /// for another class.
     std::span<const double> doubles() const;
     /// The same for the imaginary parts; empty for a real array.
     std::span<const double> imaginaries() const;
