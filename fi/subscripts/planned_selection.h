@@ -25,8 +25,8 @@ inline Sizes planDimensions(const hvArray* plan) {
     return {dims.begin(), dims.end()};
 }
 
-/// The elements that a plan names, of an array of `count`. Raises as `planValues`; unless `checksFirst`, values are
-/// checked while they are walked.
+/// The elements that a plan names, of an array of `count`. Raises as `planValues`. Values are checked when they are
+/// walked: all of them before the first visit if `checksFirst`.
 class PlannedSelection final : public Selection {
  public:
     PlannedSelection(const hvArray* plan, std::uint64_t count, bool checksFirst);
@@ -37,6 +37,7 @@ class PlannedSelection final : public Selection {
     hvArrayOwner mOwned;
     std::span<const double> mValues;
     std::uint64_t mCount;
+    bool mChecksFirst;
 };
 
 }  // namespace tolvane::detail

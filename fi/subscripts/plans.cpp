@@ -20,11 +20,7 @@ using namespace tolvane::detail;
 namespace tolvane::detail {
 
 PlannedSelection::PlannedSelection(const hvArray* plan, std::uint64_t count, bool checksFirst)
-    : Selection(planDimensions(plan)), mValues(planValues(plan)), mCount(count) {
-    if (checksFirst) {
-        checkPlan(mValues, 0.0, static_cast<double>(count));
-    }
-}
+    : Selection(planDimensions(plan)), mValues(planValues(plan)), mCount(count), mChecksFirst(checksFirst) {}
 
 PlannedSelection::PlannedSelection(hvArrayOwner plan, std::uint64_t count, bool checksFirst)
     : PlannedSelection(plan.get(), count, checksFirst) {
@@ -32,6 +28,9 @@ PlannedSelection::PlannedSelection(hvArrayOwner plan, std::uint64_t count, bool 
 }
 
 void PlannedSelection::walk(const VisitStretch& visit) const {
+    if (mChecksFirst) {
+        checkPlan(mValues, 0.0, static_cast<double>(mCount));
+    }
     std::array<std::uint64_t, kMostListed> offsets;
     for (std::size_t begin = 0; begin < mValues.size(); begin += offsets.size()) {
         const auto block = mValues.subspan(begin, std::min(offsets.size(), mValues.size() - begin));

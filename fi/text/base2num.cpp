@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
@@ -22,14 +23,20 @@ constexpr const char* kRealDelimiters = " \t,";
 constexpr const char* kComplexDelimiters = " \t,+i";
 
 /// The value of a digit of either case, and for any other character one that no base has.
-int digitOf(char character) {
-    if (character >= '0' && character <= '9') {
-        return character - '0';
+constexpr std::array<std::uint8_t, 256> kDigits = [] {
+    std::array<std::uint8_t, 256> digits{};
+    digits.fill(std::numeric_limits<std::uint8_t>::max());
+    for (std::uint8_t i = 0; i < 10; ++i) {
+        digits[static_cast<unsigned>('0') + i] = i;
     }
-    if (character >= 'a' && character <= 'z') {
-        return character - 'a' + 10;
+    for (std::uint8_t i = 0; i < 26; ++i) {
+        digits[static_cast<unsigned>('a') + i] = digits[static_cast<unsigned>('A') + i] = i + 10;
     }
-    return character >= 'A' && character <= 'Z' ? character - 'A' + 10 : std::numeric_limits<int>::max();
+    return digits;
+}();
+
+unsigned digitOf(char character) {
+    return kDigits[static_cast<unsigned char>(character)];
 }
 
 /// The digit just above the last one of the base is accepted, in base 10 only as a lower-case letter. Callers rely on a
@@ -37,7 +44,7 @@ int digitOf(char character) {
 bool isNumeral(std::string_view token, int base) {
     return std::ranges::all_of(token, [base](char character) {
         const bool isCapital = character >= 'A' && character <= 'Z';
-        return digitOf(character) <= base && !(isCapital && base <= 10);
+        return digitOf(character) <= static_cast<unsigned>(base) && !(isCapital && base <= 10);
     });
 }
 
@@ -81,14 +88,19 @@ class Tokens {
 /// The rows of a char matrix, each up to its first character of code 0.
 class TextRows {
  public:
-    explicit TextRows(const hvArray* text) : mCount(hvGetM(text)), mWidth(hvGetN(text)) {
-        const hvArrayOwner byRows(hvTranspose(text));
-        const std::span<const hvChar> characters = hvGetTypedData<hvChar>(static_cast<const hvArray*>(byRows.get()));
-        mText.resize(characters.size());
-        std::ranges::transform(characters, mText.begin(), [](hvChar character) {
-            // No character beyond these is a digit.
-            return character < 128 ? static_cast<char>(character) : '?';
-        });
+    explicit TextRows(const hvArray* text) : mCount(hvGetM(text)), mWidth(hvGetN(text)), mText(mCount * mWidth, '\0') {
+        const std::span<const hvChar> characters = hvGetTypedData<hvChar>(text);
+        // By tiles of rows, whose lines of text stay in the cache.
+        constexpr std::size_t kTile = 64;
+        for (std::size_t top = 0; top < mCount; top += kTile) {
+            for (std::size_t column = 0; column < mWidth; ++column) {
+                for (std::size_t row = top; row < std::min(top + kTile, mCount); ++row) {
+                    const hvChar character = characters[row + column * mCount];
+                    // No character beyond these is a digit.
+                    mText[row * mWidth + column] = character < 128 ? static_cast<char>(character) : '?';
+                }
+            }
+        }
     }
     std::size_t count() const { return mCount; }
     std::string_view row(std::size_t index) const {
@@ -96,6 +108,9 @@ class TextRows {
         return whole.substr(0, whole.find('\0'));
     }
     bool contain(char character) const {
+        if (mText.find(character) == std::string::npos) {
+            return false;
+        }
         for (std::size_t index = 0; index < mCount; ++index) {
             if (row(index).find(character) != std::string_view::npos) {
                 return true;
@@ -110,11 +125,13 @@ class TextRows {
     std::string mText;
 };
 
-/// The properties of the array in a text.
+/// The array in a text.
 struct TextShape {
     std::uint64_t rows = 0;
     std::uint64_t elementsPerRow = 0;
     bool isComplex = false;
+    /// The parts of its elements, row by row.
+    std::vector<std::string_view> parts;
 };
 
 void checkInput(const hvArray* text, int base, const Delimiters& delimiters) {
@@ -139,7 +156,7 @@ void checkInput(const hvArray* text, int base, const Delimiters& delimiters) {
 
 /// The first row determines the number of elements of all rows; an excess part of an element in it is ignored.
 TextShape shapeOf(const TextRows& rows, int base, const char* realDelimiters, const char* complexDelimiters) {
-    TextShape shape{rows.count(), 0, rows.contain('i')};
+    TextShape shape{rows.count(), 0, rows.contain('i'), {}};
     const Delimiters delimiters(shape.isComplex ? complexDelimiters : realDelimiters);
     const std::uint64_t parts = shape.isComplex ? 2 : 1;
     for (std::size_t row = 0; row < rows.count(); ++row) {
@@ -149,10 +166,15 @@ TextShape shapeOf(const TextRows& rows, int base, const char* realDelimiters, co
             if (!isNumeral(token, base)) {
                 raiseInvalidElement(row, tokenCount / parts);
             }
+            if (row == 0 || tokenCount < shape.elementsPerRow * parts) {
+                shape.parts.push_back(token);
+            }
             ++tokenCount;
         }
         if (row == 0) {
             shape.elementsPerRow = tokenCount / parts;
+            shape.parts.resize(shape.elementsPerRow * parts);
+            shape.parts.reserve(shape.parts.size() * rows.count());
         }
         if (tokenCount == 0 || tokenCount < shape.elementsPerRow * parts) {
             raiseInvalidElement(row, tokenCount / parts);
@@ -196,10 +218,10 @@ class PartReader {
     std::optional<std::uint64_t> wordOf(std::string_view token) const {
         std::uint64_t word = 0;
         for (const char character : token) {
-            const int digit = digitOf(character);
+            const unsigned digit = digitOf(character);
             // Below 2^52 there is room for a digit more.
-            word = word * static_cast<unsigned>(mBase) + static_cast<unsigned>(digit);
-            if (digit >= mBase || word >= mModulus) {
+            word = word * static_cast<unsigned>(mBase) + digit;
+            if (digit >= static_cast<unsigned>(mBase) || word >= mModulus) {
                 return std::nullopt;
             }
         }
@@ -237,8 +259,8 @@ void fi::base2num(const hvArray* text, int base) {
     const TextRows rows(text);
     const TextShape shape = shapeOf(rows, base, kRealDelimiters, kComplexDelimiters);
     errorIfComplexSlopeBias(shape.isComplex);
-    const Delimiters delimiters(shape.isComplex ? kComplexDelimiters : kRealDelimiters);
     if (isFloat()) {
+        const Delimiters delimiters(shape.isComplex ? kComplexDelimiters : kRealDelimiters);
         // Only these can still refuse a word, so they read all of them once before anything changes.
         number tried(0.0, wordPrecision(), false);
         PartReader reader(getAssignmentQuantizer(), base, tried);
@@ -254,13 +276,13 @@ void fi::base2num(const hvArray* text, int base) {
     const std::uint64_t first = firstPlace();
     PartReader real(q, base, mReal);
     PartReader imaginary(q, base, imagEntries());
-    for (std::size_t row = 0; row < rows.count(); ++row) {
-        Tokens tokens(rows.row(row), delimiters);
+    auto part = shape.parts.begin();
+    for (std::size_t row = 0; row < shape.rows; ++row) {
         for (std::uint64_t column = 0; column < shape.elementsPerRow; ++column) {
             const std::uint64_t element = first + column * shape.rows + row;
-            real.store(element, tokens.next());
+            real.store(element, *part++);
             if (iscomplex()) {
-                imaginary.store(element, shape.isComplex ? tokens.next() : std::string_view());
+                imaginary.store(element, shape.isComplex ? *part++ : std::string_view());
             }
         }
     }

@@ -736,6 +736,10 @@ TEST(Values, ReadAsOrdinaryData) {
     EXPECT_EQ(matrix.toImaginaries(), (std::vector<double>{0, 0, 0, -1}));
     EXPECT_TRUE(matrix.isComplex());
     EXPECT_EQ(matrix.rows(), 2U);
+    EXPECT_TRUE(std::ranges::equal(matrix.doubles(), matrix.toDoubles()));
+    EXPECT_TRUE(std::ranges::equal(matrix.imaginaries(), matrix.toImaginaries()));
+    EXPECT_TRUE(Value(1.0).imaginaries().empty());
+    EXPECT_EQ(thrownBy([] { Value(true).doubles(); }).id, "VELMAR:array:wrongClass");
     EXPECT_EQ(Value("ab").toDoubles(), (std::vector<double>{97, 98}));
     EXPECT_EQ(Value(true).toDoubles(), (std::vector<double>{1}));
     EXPECT_TRUE(std::isnan(Value().toDouble()));
