@@ -220,11 +220,14 @@ void fi::bisectRoots(fi& roots) const {
     const NumericType type = roots.getNumericType();
     const NumericType product = roots.getProductTypeForMpyOp(roots);
     const std::span<const double> elements = entries::doublesOf(mReal, mNumel);
+    const bool counts = getLogging() || roots.getQlogger().isLogging();
+    // A search with cells of another kind has other logs, but the same roots.
+    const bool isForced = counts && number::getDefaultForceMultiplePrecision();
     if (doublenumber* const found = roots.mReal.asDouble();
-        found && elements.size() == found->elements().size() && !number::getDefaultForceMultiplePrecision() &&
+        found && elements.size() == found->elements().size() && !isForced &&
         findAllRoots({getNumericType(), type, product}, elements, found->elements(), roots)) {
         // The steps leave the cursors at the end; what has no logs has never moved them here.
-        if (mNumel > 0 && (getLogging() || roots.getQlogger().isLogging())) {
+        if (mNumel > 0 && counts) {
             setIndex(mNumel - 1);
             roots.setIndex(mNumel - 1);
         }
