@@ -32,14 +32,12 @@
 
 namespace tolvane::detail {
 class broadcasting;
-}
+class Selection;
+}  // namespace tolvane::detail
 
 class EnumStringType;
 class FiOMClass;
 class OMInterface;
-namespace tolvane::detail {
-class Selection;
-}
 
 class TOLVANE_API fi {
  public:

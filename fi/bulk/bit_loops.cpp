@@ -167,7 +167,8 @@ std::uint64_t joined(Operation operation, std::uint64_t a, std::uint64_t b) {
 
 /// A word with the bits above it as its sign says.
 std::int64_t extended(std::uint64_t word, const WordFormat& format) {
-    const bool isNegative = format.isSigned && (word & bitwords::bitAt(format.wordlength)) != 0;
+    const bool isNegative =
+        format.isSigned && format.wordlength >= 1 && (word & bitwords::bitAt(format.wordlength)) != 0;
     return static_cast<std::int64_t>(isNegative ? word - format.twoToWordlength : word);
 }
 
@@ -185,7 +186,7 @@ void combine(Operation operation, std::span<double> left, std::span<const double
     const auto onElement = [&](std::size_t, double x) {
         return bitwords::valueOf(joined(operation, bitwords::wordOf(x, format), word), format);
     };
-    if (format.wordlength < 64 && word >> format.wordlength == 0) {
+    if (format.wordlength >= 1 && format.wordlength < 64 && word >> format.wordlength == 0) {
         combineAll(operation, left, {nullptr, extended(word, format)}, format, onElement);
         return;
     }

@@ -1,6 +1,6 @@
 // The product of matrices of doubles from the system's BLAS, which is opened when the products so far were worth it.
 //
-// Sums are in any order there, so it serves where every order gives the same result. Without the library all products
+// It adds in any order, so it is for products where every order gives the same result. Without the library all products
 // are made by the loops of lanes.
 #pragma once
 
@@ -10,7 +10,7 @@ namespace tolvane::detail::blas {
 
 using Dgemm = decltype(&cblas_dgemm);
 
-/// Returns the function for a product of `multiplications` steps, or null where the loops of lanes serve better: for
+/// Returns the function for a product of `multiplications` steps, or null where the loops of lanes are better: for
 /// few of them, while the library isn't open yet for more, or if there is none.
 Dgemm dgemmFor(double multiplications);
 

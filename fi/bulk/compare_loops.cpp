@@ -39,7 +39,8 @@ struct Equal {
     HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Eq(a, b); }
 };
 struct Unequal {
-    HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Ne(a, b); }
+    // Highway's own relation is false for NaN.
+    HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Not(hn::Eq(a, b)); }
 };
 struct Less {
     HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Lt(a, b); }

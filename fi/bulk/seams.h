@@ -28,7 +28,7 @@ bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operand
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const fi& product, const fi& sum,
               fi& result, const ByElements& byElements);
 /// As above for a register that isn't made: `format` quantizes as it does, and `log` is its log. Only one operand may
-/// be complex. For counts, `byElements` must be called for all elements or none, since it makes the register.
+/// be complex. `byElements` makes the register, after which `log` is gone: it takes all elements or isn't called.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, const quantizer& format,
               const qlogger& log, fi& result, const ByElements& byElements);
 /// Quotients, at the working precision of the steps. Gives whether the last division was one by zero, or nothing

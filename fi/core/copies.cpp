@@ -159,8 +159,11 @@ void fi::shareImagOf(const fi& root) const {
 void fi::takeView(const fi& view) {
     Dimensions dims(view.mDims);
     auto rules = view.mFimath ? std::make_unique<fimath>(*view.mFimath) : nullptr;
+    // Both are there before either is shared, which takes no memory.
+    number& imag = imagEntries();
+    const number& imagOfView = view.imagEntries();
     mReal.share(view.mReal).setIndex(view.mReal.getIndex());
-    imagEntries().share(view.imagEntries()).setIndex(view.imagEntries().getIndex());
+    imag.share(imagOfView).setIndex(imagOfView.getIndex());
     mDims = std::move(dims);
     updateNumel();
     mFimath = std::move(rules);

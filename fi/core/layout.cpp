@@ -131,9 +131,11 @@ unsigned fi::wordPrecision() const {
 }
 
 void fi::resizeEntries(std::uint64_t count, unsigned precision, bool isComplex) {
+    // Whatever may find no memory comes before the first change.
+    number* const imag = mImag || isComplex ? &imagEntries() : nullptr;
     resizePart(mReal, count, precision);
-    if (mImag || isComplex) {
-        resizePart(imagEntries(), isComplex ? count : 0, precision);
+    if (imag != nullptr) {
+        resizePart(*imag, isComplex ? count : 0, precision);
     }
 }
 

@@ -168,6 +168,8 @@ fi& fi::times(const fi& b) const {
     initializeProductRegister(type, product, rules, precision);
     std::optional<lentproductlogs> lent;
     if (isSwapped && getLogging()) {
+        // The owner of the logs has its register before the other one lends its own.
+        static_cast<void>(productRegister());
         lent.emplace(b);
     }
 

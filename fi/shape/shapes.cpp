@@ -51,10 +51,7 @@ struct Transposition {
     template <class Mover>
     void moveTile(const Mover& mover, std::uint64_t top, std::uint64_t bottom, std::uint64_t left,
                   std::uint64_t right) const {
-        if constexpr (requires {
-                          mover.source;
-                          mover.target[0];
-                      }) {
+        if constexpr (requires { Mover::kMovesDoubles; }) {
             for (std::uint64_t row = top; row < bottom; ++row) {
                 const double* const from = mover.source + row;
                 double* const to = mover.target + row * columns;

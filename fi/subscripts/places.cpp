@@ -27,7 +27,7 @@ std::uint64_t productOf(std::span<const std::uint64_t> dims) {
     return std::accumulate(dims.begin(), dims.end(), std::uint64_t{1}, std::multiplies<>());
 }
 
-/// As the host tells vectors: one of two dimensions is 1.
+/// What the host calls a vector: one of two dimensions is 1.
 bool isVector(std::span<const std::uint64_t> dims) {
     return dims.size() == 2 && (dims[0] == 1) != (dims[1] == 1);
 }
@@ -409,7 +409,7 @@ std::unique_ptr<Selection> selectedBy(std::span<const hvArray* const> indices, s
             return nullptr;
         }
     }
-    return std::make_unique<Selected>(trimmed(std::move(shape)), *std::move(places));
+    return std::make_unique<Selected>(trimmed(shape), *std::move(places));
 }
 
 std::unique_ptr<Selection> leftBy(std::span<const hvArray* const> indices, std::span<const std::uint64_t> dims) {
@@ -439,7 +439,7 @@ std::unique_ptr<Selection> leftBy(std::span<const hvArray* const> indices, std::
         const bool isColumn = dims.size() == 2 && dims[1] == 1 && dims[0] != 1;
         left = isColumn ? Sizes{left[0], 1} : Sizes{1, left[0]};
     }
-    return std::make_unique<Rest>(trimmed(std::move(left)), subscripts[place], slices);
+    return std::make_unique<Rest>(trimmed(left), subscripts[place], slices);
 }
 
 }  // namespace tolvane::detail

@@ -7,6 +7,7 @@
 #include <span>
 #include <utility>
 
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/subscripts/assignment.h"
 #include "fi/subscripts/planned_selection.h"
@@ -122,7 +123,7 @@ std::unique_ptr<fi> fi::taken(const Selection& selection) const {
 }
 
 fi* fi::subscriptedReference(const hvArray* plan) const {
-    return reference(PlannedSelection(plan, mNumel, mReal.asDouble() == nullptr)).release();
+    return reference(PlannedSelection(plan, mNumel, !entries::isInDoubles(mReal, mNumel))).release();
 }
 
 std::unique_ptr<fi> fi::reference(const Selection& selection) const {
@@ -132,7 +133,7 @@ std::unique_ptr<fi> fi::reference(const Selection& selection) const {
 }
 
 fi* fi::subscriptedDelete(const hvArray* plan) const {
-    return taken(PlannedSelection(plan, mNumel, mReal.asDouble() == nullptr)).release();
+    return taken(PlannedSelection(plan, mNumel, !entries::isInDoubles(mReal, mNumel))).release();
 }
 
 // Assignments.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "descriptors/host_object.h"
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/subscripts/assignment.h"
 #include "fi/subscripts/places.h"
@@ -166,7 +167,7 @@ std::unique_ptr<Selection> fi::deletionBy(const IndexStep& step) const {
 }
 
 std::unique_ptr<Selection> fi::selectionByPlan(hvArrayOwner plan) const {
-    return std::make_unique<PlannedSelection>(std::move(plan), mNumel, mReal.asDouble() == nullptr);
+    return std::make_unique<PlannedSelection>(std::move(plan), mNumel, !entries::isInDoubles(mReal, mNumel));
 }
 
 namespace {
@@ -192,7 +193,7 @@ fi* fi::subscriptedGrowAssignmentFromStruct(const hvArray* path, const fi& right
     errorIfComplexOntoSlopeBias(right);
     auto assignment = assignmentBy(IndexStep(path), right.dimensions());
     if (assignment->count() == mNumel) {
-        // Subscripts of places that exist tell nothing of the elements that stay, but a plan does.
+        // Subscripts of places that exist name no elements that stay, but a plan does.
         assignment = Assignment::byPlan(planOfAssignment(mDims, path, right.dimensions()));
     }
     return grown(*assignment, right).release();
