@@ -89,6 +89,10 @@ class Tokens {
 class TextRows {
  public:
     explicit TextRows(const hvArray* text) : mCount(hvGetM(text)), mWidth(hvGetN(text)), mText(mCount * mWidth, '\0') {
+        if (hvGetNumberOfDimensions(text) > 2) {
+            // Raises the host's error for such an array.
+            const hvArrayOwner byRows(hvTranspose(text));
+        }
         const std::span<const hvChar> characters = hvGetTypedData<hvChar>(text);
         // By tiles of rows, whose lines of text stay in the cache.
         constexpr std::size_t kTile = 64;
