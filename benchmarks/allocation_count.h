@@ -19,12 +19,14 @@ inline Allocations gAllocations;
 inline bool gCountsAllocations = true;
 
 #if defined(__GLIBC__)
+// NOLINTBEGIN(bugprone-reserved-identifier): the names of glibc's own functions
 extern "C" {
 void* __libc_malloc(std::size_t bytes);
 void* __libc_calloc(std::size_t count, std::size_t bytes);
 void* __libc_realloc(void* memory, std::size_t bytes);
 void __libc_free(void* memory);
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 inline void giveUp(void* memory) {
     if (gCountsAllocations) {

@@ -155,14 +155,14 @@ void addToDoubles(std::size_t n) {
         [=] {
             const auto session = std::make_shared<Session>();
             const Value array = front::fi(*session, Value(signal(n, 1)), true, 16, 15);
-            return [session, array] { return std::make_unique<Doubles>(array.get("double")); };
+            return [session, array] { return std::make_unique<Doubles>(Doubles{array.get("double")}); };
         });
     addPair(
         named("toDoubles of a value", n), "copy", n, 1, n,
         [=] { return [=, a = signal(n, 1)](double* out, double*) { std::copy_n(a.data(), n, out); }; },
         [=] {
             const Value value(signal(n, 1));
-            return [=] { return std::make_unique<Copied>(value.toDoubles()); };
+            return [=] { return std::make_unique<Copied>(Copied{value.toDoubles()}); };
         });
 }
 

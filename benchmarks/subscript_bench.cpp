@@ -153,7 +153,8 @@ void registerCalls() {
             sized("a(1:10) = b", n), [=] { return Work{n, 1, paren(range(1, 10)), true, ten, 1, true}; }, true);
     }
     for (const std::size_t n : {1000UL, 1000000UL, 10000000UL}) {
-        const auto half = static_cast<double>(n / 2);
+        const std::size_t middle = n / 2;
+        const auto half = static_cast<double>(middle);
         addWork(
             sized("a(end+1) = x", n),
             [=] {
@@ -171,7 +172,8 @@ void registerCalls() {
         const std::string size = " of " + std::to_string(n) + "^2";
         const Value column = Value::matrix(n, 1, numbersOf(n));
         const Value row = Value::matrix(1, n, numbersOf(n));
-        const auto k = static_cast<double>(n / 2);
+        const std::size_t middle = n / 2;
+        const auto k = static_cast<double>(middle);
         addWork(
             "a(:,k)" + size,
             [=] {
@@ -194,7 +196,8 @@ void registerCalls() {
         const Value column = Value::matrix(n, 1, numbersOf(n));
         const Value row = Value::matrix(1, n, numbersOf(n));
         const auto next = static_cast<double>(n + 1);
-        const auto k = static_cast<double>(n / 2);
+        const std::size_t middle = n / 2;
+        const auto k = static_cast<double>(middle);
         addWork(
             "a(:,end+1) = b" + size, [=] { return Work{n, n, paren(colon(), next), true, column, 1, true}; }, true);
         addWork(

@@ -9,6 +9,7 @@ namespace tolvane::detail {
 /// Rules in the order of an enumeration of modes.
 template <class... Rules>
 struct RuleList {
+    static constexpr std::size_t kCount = sizeof...(Rules);
     /// The array of what `make.operator()<Rule>()` gives for each rule.
     template <class Make>
     static constexpr auto table(Make make) {

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "numbers/bit_tables.h"
+#include "quantization/double_rules.h"
 #include "quantization/word_masks.h"
 
 namespace tolvane::detail::wordconversion {
@@ -208,6 +209,7 @@ double scaled(std::uint32_t chunk, std::int64_t exponent) {
 
 int roundCodeOf(embedded::RoundModeEnum mode) {
     static constexpr int kCodes[] = {2, 6, 0, 3, 1, 5};
+    static_assert(std::size(kCodes) == rounding::RoundingRules::kCount, "each rounding mode has a code");
     const auto index = static_cast<std::size_t>(mode);
     return index < std::size(kCodes) ? kCodes[index] : 0;
 }

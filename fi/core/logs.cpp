@@ -9,6 +9,7 @@
 #include "host/hv.h"
 #include "logging/filog.h"
 #include "logging/reports.h"
+#include "logging/shared_logs.h"
 
 using namespace tolvane::detail;
 
@@ -148,6 +149,7 @@ void fi::displaySubsasgnLogging(const qlogger& logger) {
 
 void fi::updateAssignlog(const qlogger& logger) {
     const reports::Changes changes = reports::takeChanges(logger);
+    const auto lock = lockSharedLogs();
     getAssignlog().addtoOverflows(changes.overflows);
     getAssignlog().addtoUnderflows(changes.underflows);
     getAssignlog().copyMinMax(logger);
@@ -157,18 +159,30 @@ void fi::displayGlobalLog() {
     if (!getLogging()) {
         return;
     }
-    const auto count = [](std::uint64_t n) { return static_cast<long>(n); };
-    const auto& [assignments, sums, products] = sessionLogs();
-    hscPrintf("FI assignment overflows : %ld\n", count(assignments.getNoverflows()));
-    hscPrintf("FI assignment underflows: %ld\n", count(assignments.getNunderflows()));
-    hscPrintf("FI sum overflows        : %ld\n", count(sums.getNoverflows()));
-    hscPrintf("FI sum underflows       : %ld\n", count(sums.getNunderflows()));
-    hscPrintf("FI product overflows    : %ld\n", count(products.getNoverflows()));
-    hscPrintf("FI product underflows   : %ld\n", count(products.getNunderflows()));
+    struct Counts {
+        long overflows;
+        long underflows;
+    };
+    const auto countsOf = [](const qlogger& log) {
+        return Counts{static_cast<long>(log.getNoverflows()), static_cast<long>(log.getNunderflows())};
+    };
+    // Printing calls the host, so it comes after the lock.
+    const auto [assignments, sums, products] = [&] {
+        const auto lock = lockSharedLogs();
+        const SessionLogs& logs = sessionLogs();
+        return std::array{countsOf(logs.assignments), countsOf(logs.sums), countsOf(logs.products)};
+    }();
+    hscPrintf("FI assignment overflows : %ld\n", assignments.overflows);
+    hscPrintf("FI assignment underflows: %ld\n", assignments.underflows);
+    hscPrintf("FI sum overflows        : %ld\n", sums.overflows);
+    hscPrintf("FI sum underflows       : %ld\n", sums.underflows);
+    hscPrintf("FI product overflows    : %ld\n", products.overflows);
+    hscPrintf("FI product underflows   : %ld\n", products.underflows);
 }
 
 void fi::resetGlobalLog() {
     if (getLogging()) {
+        const auto lock = lockSharedLogs();
         for (const qlogger* log : {&getAssignlog(), &getSumlog(), &getProductlog()}) {
             log->reset();
         }

@@ -24,10 +24,10 @@ struct Whole {
 };
 
 /// An array of these numbers times 2^exponent.
-FiOwner arrayOf(const Whole& whole, const NumericType& type, const fimath& rules) {
+FiOwner arrayOf(const Whole& whole, const NumericType& type, const fimath& rules, unsigned precision = 0) {
     const Sizes sizes{whole.rows, whole.columns};
-    auto made =
-        std::make_unique<fi>(sizes.data(), 2, type, rules, !whole.im.empty(), "", true, Operation::Assignment, 0U);
+    auto made = std::make_unique<fi>(sizes.data(), 2, type, rules, !whole.im.empty(), "", true, Operation::Assignment,
+                                     precision);
     const auto store = [&](const std::vector<std::int64_t>& from, const auto& entry) {
         for (std::size_t i = 0; i < from.size(); ++i) {
             const_cast<number&>(entry(i)).setvalue(std::ldexp(static_cast<double>(from[i]), type.getFixedExponent()));
@@ -327,6 +327,112 @@ TEST(SumsOfWords, OverflowInOrderFromTheirEndsOn) {
             EXPECT_EQ(form ? x->getproductQlogger().getNoverflows() : 0, productOverflows)
                 << random.seed() << ' ' << round;
             EXPECT_EQ(seen, sumOverflows) << random.seed() << ' ' << round;
+        }
+    }
+}
+
+// One element of a result reaches an end of a place or the grid of its words, or passes it by one step, in each place
+// alone. What proves that a step changes nothing must tell these apart. The same steps on multi-precision entries
+// judge.
+TEST(ProofsOfPlaces, HoldAtEachBoundAndNotOneStepBeyond) {
+    enum class Place { product, pair, sum };
+    constexpr std::size_t kCount = 24;
+    constexpr std::size_t kAt = 17;
+    // Operands are in quarters.
+    const auto column = [](std::int64_t ones, std::initializer_list<std::int64_t> special) {
+        Whole made{kCount, 1, std::vector<std::int64_t>(kCount, ones), {}};
+        std::ranges::copy(special, made.re.begin() + kAt);
+        return made;
+    };
+    const auto columns = [](std::size_t rows, std::size_t count, std::initializer_list<std::int64_t> special) {
+        Whole made{rows, count, std::vector<std::int64_t>(rows * count, 4), {}};
+        std::ranges::copy(special, made.re.begin() + static_cast<std::ptrdiff_t>(count == 1 ? 0 : kAt * rows));
+        return made;
+    };
+    struct Work {
+        const char* name;
+        FiOwner (*operate)(const fi& a, const fi& b);
+        Whole left;
+        Whole right;
+    };
+    const auto worksFor = [&](Place place, std::int64_t reach) {
+        const std::int64_t first = reach / 8 * 4;
+        const std::int64_t second = reach - first;
+        std::vector<Work> works;
+        const auto times = [](const fi& a, const fi& b) { return FiOwner(&a.times(b)); };
+        const auto mtimes = [](const fi& a, const fi& b) { return FiOwner(&a.mtimes(b)); };
+        const auto conv = [](const fi& a, const fi& b) { return FiOwner(&a.convF(b)); };
+        if (place == Place::product) {
+            works.push_back({"times", times, column(4, {reach}), column(4, {})});
+            works.push_back({"mtimes", mtimes, columns(3, 1, {4, 4, 4}), columns(1, kCount, {reach})});
+            works.push_back({"conv", conv, column(4, {reach}), columns(1, 1, {4})});
+        } else if (place == Place::pair) {
+            // One plus i times the element is their difference and their sum.
+            Whole element = column(0, {first});
+            element.im = column(0, {-second}).re;
+            Whole ones = column(4, {});
+            ones.im = ones.re;
+            works.push_back({"complex times", times, element, ones});
+            const Whole one{1, 1, {4, 0}, {4, 0}};
+            works.push_back({"complex mtimes", mtimes, {kCount, 2, element.re, element.im}, {2, 1, one.re, one.im}});
+            Work& matrix = works.back();
+            matrix.left.re.resize(2 * kCount);
+            matrix.left.im.resize(2 * kCount);
+            works.push_back({"complex conv", conv, element, {1, 1, {4}, {4}}});
+        } else {
+            works.push_back({"plus", [](const fi& a, const fi& b) { return FiOwner(&a.plus(b)); }, column(4, {first}),
+                             column(4, {second})});
+            works.push_back({"mtimes", mtimes, columns(1, 3, {}), columns(3, kCount, {first, second, 0})});
+            works.push_back({"conv", conv, column(0, {first, second}), columns(2, 1, {4, 4})});
+            works.push_back({"columns", [](const fi& a, const fi&) { return FiOwner(&a.leadingdimension_sum()); },
+                             columns(3, kCount, {first, second, 0}), columns(1, 1, {4})});
+        }
+        return works;
+    };
+    // The ends of eight bits, one beyond each, a whole number and a half one, in quarters.
+    const std::int64_t reaches[] = {4 * 127, 4 * 128, -4 * 128, -4 * 129, 4 * 3, 4 * 3 + 2};
+    for (const Place place : {Place::product, Place::pair, Place::sum}) {
+        const bool isProduct = place == Place::product;
+        for (const std::int64_t reach : reaches) {
+            for (const Work& work : worksFor(place, reach)) {
+                for (int variant = 0; variant < 16; ++variant) {
+                    const bool isFloor = (variant & 1) != 0;
+                    const bool wraps = (variant & 2) != 0;
+                    fimath rules = mathRules(kSpecify, kSpecify, isProduct ? 8 : 30, isProduct ? 0 : 4,
+                                             isProduct ? 30 : 8, isProduct ? 4 : 0);
+                    rules.setRoundMode(isFloor ? embedded::RoundModeEnum::Floor : embedded::RoundModeEnum::Convergent);
+                    rules.setOverflowMode(wraps ? embedded::OverflowModeEnum::Wrap
+                                                : embedded::OverflowModeEnum::Saturate);
+                    rules.setCastBeforeSum((variant & 4) != 0);
+                    const GlobalRules global(rules);
+                    struct Seen {
+                        std::vector<double> values;
+                        std::vector<Counts> counts;
+                    };
+                    const auto seenWith = [&](unsigned precision) {
+                        const NumericType type = fixedType(true, 20, 2);
+                        const FiOwner left = arrayOf(work.left, type, rules, precision);
+                        const FiOwner right = arrayOf(work.right, type, rules, precision);
+                        fi::setLogging((variant & 8) != 0);
+                        const FiOwner result = work.operate(*left, *right);
+                        fi::setLogging(false);
+                        Seen seen{{}, {countsOf(*result)}};
+                        for (std::size_t i = 0; i < result->numel(); ++i) {
+                            seen.values.push_back(result->realdouble(i));
+                            seen.values.push_back(result->iscomplex() ? result->imagdouble(i) : 0.0);
+                        }
+                        if (left->isProductRegisterInitialized()) {
+                            seen.counts.push_back(countsOf(left->getproductQlogger()));
+                            seen.counts.push_back(countsOf(left->getproductregsumQlogger()));
+                        }
+                        return seen;
+                    };
+                    const Seen judged = seenWith(80);
+                    const Seen seen = seenWith(0);
+                    ASSERT_TRUE(seen.values == judged.values && seen.counts == judged.counts)
+                        << work.name << " reaches " << static_cast<double>(reach) / 4.0 << ", variant " << variant;
+                }
+            }
         }
     }
 }
