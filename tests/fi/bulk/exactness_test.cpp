@@ -332,20 +332,19 @@ TEST(SumsOfWords, OverflowInOrderFromTheirEndsOn) {
 }
 
 // One element of a result reaches an end of a place or the grid of its words, or passes it by one step, in each place
-// alone. What proves that a step changes nothing must tell these apart. The same steps on multi-precision entries
-// judge.
+// alone. Operands are words of one fraction, products of words are words of twice that fraction. What proves that a
+// step changes nothing must tell these apart. The same steps on multi-precision entries judge.
 TEST(ProofsOfPlaces, HoldAtEachBoundAndNotOneStepBeyond) {
     enum class Place { product, pair, sum };
     constexpr std::size_t kCount = 24;
     constexpr std::size_t kAt = 17;
-    // Operands are in quarters.
     const auto column = [](std::int64_t ones, std::initializer_list<std::int64_t> special) {
         Whole made{kCount, 1, std::vector<std::int64_t>(kCount, ones), {}};
         std::ranges::copy(special, made.re.begin() + kAt);
         return made;
     };
     const auto columns = [](std::size_t rows, std::size_t count, std::initializer_list<std::int64_t> special) {
-        Whole made{rows, count, std::vector<std::int64_t>(rows * count, 4), {}};
+        Whole made{rows, count, std::vector<std::int64_t>(rows * count, 1), {}};
         std::ranges::copy(special, made.re.begin() + static_cast<std::ptrdiff_t>(count == 1 ? 0 : kAt * rows));
         return made;
     };
@@ -354,52 +353,55 @@ TEST(ProofsOfPlaces, HoldAtEachBoundAndNotOneStepBeyond) {
         FiOwner (*operate)(const fi& a, const fi& b);
         Whole left;
         Whole right;
+        int factors = 2;
     };
     const auto worksFor = [&](Place place, std::int64_t reach) {
-        const std::int64_t first = reach / 8 * 4;
+        const std::int64_t first = reach / 2;
         const std::int64_t second = reach - first;
         std::vector<Work> works;
         const auto times = [](const fi& a, const fi& b) { return FiOwner(&a.times(b)); };
         const auto mtimes = [](const fi& a, const fi& b) { return FiOwner(&a.mtimes(b)); };
         const auto conv = [](const fi& a, const fi& b) { return FiOwner(&a.convF(b)); };
         if (place == Place::product) {
-            works.push_back({"times", times, column(4, {reach}), column(4, {})});
-            works.push_back({"mtimes", mtimes, columns(3, 1, {4, 4, 4}), columns(1, kCount, {reach})});
-            works.push_back({"conv", conv, column(4, {reach}), columns(1, 1, {4})});
+            works.push_back({"times", times, column(1, {reach}), column(1, {})});
+            works.push_back({"mtimes", mtimes, columns(1, 3, {}), columns(3, kCount, {reach, 0, 0})});
+            works.push_back({"conv", conv, column(1, {reach}), columns(1, 1, {})});
         } else if (place == Place::pair) {
             // One plus i times the element is their difference and their sum.
             Whole element = column(0, {first});
             element.im = column(0, {-second}).re;
-            Whole ones = column(4, {});
+            Whole ones = column(1, {});
             ones.im = ones.re;
             works.push_back({"complex times", times, element, ones});
-            const Whole one{1, 1, {4, 0}, {4, 0}};
-            works.push_back({"complex mtimes", mtimes, {kCount, 2, element.re, element.im}, {2, 1, one.re, one.im}});
+            const Whole one{2, 1, {1, 0}, {1, 0}};
+            works.push_back({"complex mtimes", mtimes, {kCount, 2, element.re, element.im}, one});
             Work& matrix = works.back();
             matrix.left.re.resize(2 * kCount);
             matrix.left.im.resize(2 * kCount);
-            works.push_back({"complex conv", conv, element, {1, 1, {4}, {4}}});
+            works.push_back({"complex conv", conv, element, {1, 1, {1}, {1}}});
         } else {
-            works.push_back({"plus", [](const fi& a, const fi& b) { return FiOwner(&a.plus(b)); }, column(4, {first}),
-                             column(4, {second})});
+            works.push_back({"plus", [](const fi& a, const fi& b) { return FiOwner(&a.plus(b)); }, column(1, {first}),
+                             column(1, {second}), 1});
             works.push_back({"mtimes", mtimes, columns(1, 3, {}), columns(3, kCount, {first, second, 0})});
-            works.push_back({"conv", conv, column(0, {first, second}), columns(2, 1, {4, 4})});
+            works.push_back({"conv", conv, column(0, {first, second}), columns(2, 1, {})});
             works.push_back({"columns", [](const fi& a, const fi&) { return FiOwner(&a.leadingdimension_sum()); },
-                             columns(3, kCount, {first, second, 0}), columns(1, 1, {4})});
+                             columns(3, kCount, {first, second, 0}), columns(1, 1, {}), 1});
         }
         return works;
     };
-    // The ends of eight bits, one beyond each, a whole number and a half one, in quarters.
-    const std::int64_t reaches[] = {4 * 127, 4 * 128, -4 * 128, -4 * 129, 4 * 3, 4 * 3 + 2};
+    // The ends of eight bits, one beyond each, and what a coarser grid doesn't have.
+    const std::int64_t reaches[] = {127, 128, -128, -129, 3};
     for (const Place place : {Place::product, Place::pair, Place::sum}) {
         const bool isProduct = place == Place::product;
         for (const std::int64_t reach : reaches) {
             for (const Work& work : worksFor(place, reach)) {
-                for (int variant = 0; variant < 16; ++variant) {
+                for (int variant = 0; variant < 64; ++variant) {
                     const bool isFloor = (variant & 1) != 0;
                     const bool wraps = (variant & 2) != 0;
-                    fimath rules = mathRules(kSpecify, kSpecify, isProduct ? 8 : 30, isProduct ? 0 : 4,
-                                             isProduct ? 30 : 8, isProduct ? 4 : 0);
+                    const int fraction = (variant & 16) != 0 ? 1 : 0;
+                    const int grid = work.factors * fraction - ((variant & 32) != 0 ? 1 : 0);
+                    fimath rules = mathRules(kSpecify, kSpecify, isProduct ? 8 : 30, isProduct ? grid : 4,
+                                             isProduct ? 30 : 8, isProduct ? 4 : grid);
                     rules.setRoundMode(isFloor ? embedded::RoundModeEnum::Floor : embedded::RoundModeEnum::Convergent);
                     rules.setOverflowMode(wraps ? embedded::OverflowModeEnum::Wrap
                                                 : embedded::OverflowModeEnum::Saturate);
@@ -410,7 +412,7 @@ TEST(ProofsOfPlaces, HoldAtEachBoundAndNotOneStepBeyond) {
                         std::vector<Counts> counts;
                     };
                     const auto seenWith = [&](unsigned precision) {
-                        const NumericType type = fixedType(true, 20, 2);
+                        const NumericType type = fixedType(true, 20, fraction);
                         const FiOwner left = arrayOf(work.left, type, rules, precision);
                         const FiOwner right = arrayOf(work.right, type, rules, precision);
                         fi::setLogging((variant & 8) != 0);
@@ -430,7 +432,7 @@ TEST(ProofsOfPlaces, HoldAtEachBoundAndNotOneStepBeyond) {
                     const Seen judged = seenWith(80);
                     const Seen seen = seenWith(0);
                     ASSERT_TRUE(seen.values == judged.values && seen.counts == judged.counts)
-                        << work.name << " reaches " << static_cast<double>(reach) / 4.0 << ", variant " << variant;
+                        << work.name << " reaches " << reach << ", variant " << variant;
                 }
             }
         }
