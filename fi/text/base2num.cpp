@@ -94,14 +94,18 @@ class TextRows {
             const hvArrayOwner byRows(hvTranspose(text));
         }
         const std::span<const hvChar> characters = hvGetTypedData<hvChar>(text);
+        // No character beyond these is a digit.
+        const auto narrowed = [](hvChar character) { return character < 128 ? static_cast<char>(character) : '?'; };
+        if (mCount == 1) {
+            std::ranges::transform(characters, mText.begin(), narrowed);
+            return;
+        }
         // By tiles of rows, whose lines of text stay in the cache.
         constexpr std::size_t kTile = 64;
         for (std::size_t top = 0; top < mCount; top += kTile) {
             for (std::size_t column = 0; column < mWidth; ++column) {
                 for (std::size_t row = top; row < std::min(top + kTile, mCount); ++row) {
-                    const hvChar character = characters[row + column * mCount];
-                    // No character beyond these is a digit.
-                    mText[row * mWidth + column] = character < 128 ? static_cast<char>(character) : '?';
+                    mText[row * mWidth + column] = narrowed(characters[row + column * mCount]);
                 }
             }
         }
