@@ -38,6 +38,7 @@ tolvane_headers(
   numbers/numberops.h
   numbers/numberrepbody.h
   numbers/tags.h
+  numbers/words.h
   typesystem/CharType.h
   typesystem/ComplexType.h
   typesystem/EmbeddedTypeVisitor.h

@@ -1087,7 +1087,7 @@ class TOLVANE_API fi {
         return *mImag;
     }
     /// Makes imaginary entries of that precision, if there are to be any.
-    void makeImag(std::uint64_t count, unsigned precision, Entries entries);
+    void makeImag(std::uint64_t count, unsigned precision, const NumericType& type, Entries entries);
     /// Copies the imaginary entries of another array.
     void copyImag(const fi& source);
     /// Makes the type the object's own and sets the quantizer by the rules in force; an error changes nothing.

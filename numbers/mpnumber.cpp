@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
 #include <new>
+#include <numeric>
+#include <span>
 #include <utility>
 
 #include "host/bs.h"
@@ -19,28 +20,6 @@
 using namespace tolvane::detail;
 
 namespace {
-
-/// A float and its significand in one block of memory.
-std::uint64_t floatBytes(mpfr_prec_t precision) {
-    return sizeof(__mpfr_struct) + mpfr_custom_get_size(precision);
-}
-
-/// Makes a zero of the precision in memory of that many `floatBytes`.
-mpfr_ptr placeFloat(void* memory, mpfr_prec_t precision) {
-    auto* const value = static_cast<mpfr_ptr>(memory);
-    void* const significand = value + 1;
-    mpfr_custom_init(significand, precision);
-    mpfr_custom_init_set(value, MPFR_ZERO_KIND, 0, precision, significand);
-    return value;
-}
-
-void* allocate(std::uint64_t bytes) {
-    void* const memory = bsMalloc(bytes);
-    if (!memory) {
-        raiseOutOfMemory();
-    }
-    return memory;
-}
 
 bool isLess(mpfr_srcptr a, mpfr_srcptr b) {
     return mpfr_greater_p(b, a) != 0;
@@ -61,86 +40,70 @@ void floorInPlace(mpfr_ptr x) {
 
 }  // namespace
 
+// Elements as floats.
+
 std::span<const mpfr_ptr> mpnumber::elements() {
-    return {state().elements, state().elementCount};
+    return {state().makeFloats().elements(), state().elementCount};
 }
 mpfr_srcptr mpnumber::getelement() const {
-    return state().elements[mCursor];
+    return state().makeFloats()[mCursor];
 }
 mpfr_srcptr mpnumber::getelement(std::uint64_t index) const {
-    return state().elements[index];
+    return state().makeFloats()[index];
 }
 mpfr_ptr mpnumber::getmodifiableelement() {
-    return state().elements[mCursor];
+    return state().makeFloats()[mCursor];
 }
 mpfr_ptr mpnumber::getmodifiableelement(std::uint64_t index) {
-    return state().elements[index];
+    return state().makeFloats()[index];
 }
 
 // The array.
 
-mpnumber::State::State(std::uint64_t count, std::uint32_t precision) : SharedState(count, precision) {
-    if (count == 0) {
-        return;
+floatarray& mpnumber::State::convertToFloats() {
+    floatarray fresh(elementCount, newPrecision());
+    for (std::uint64_t i = 0; i < elementCount; ++i) {
+        words()->load(i, fresh[i]);
     }
-    const mpfr_prec_t bits = elementPrecision(precision);
-    const std::uint64_t bytesOfOne = floatBytes(bits);
-    if (__builtin_mul_overflow(count, sizeof(mpfr_ptr) + bytesOfOne, &blockBytes) || blockBytes > PTRDIFF_MAX) {
-        raiseOutOfMemory();
-    }
-    block = allocate(blockBytes);
-    elements = static_cast<mpfr_ptr*>(block);
-    auto* place = reinterpret_cast<std::byte*>(elements + count);
-    for (std::uint64_t i = 0; i < count; ++i, place += bytesOfOne) {
-        elements[i] = placeFloat(place, bits);
-    }
-}
-
-mpnumber::State::~State() {
-    if (hasReplaced) {
-        for (std::uint64_t i = 0; i < elementCount; ++i) {
-            if (!isInBlock(elements[i])) {
-                bsFree(elements[i]);
-            }
-        }
-    }
-    bsFree(block);
-}
-
-bool mpnumber::State::isInBlock(mpfr_srcptr element) const {
-    const auto* const start = static_cast<const std::byte*>(block);
-    const auto* const place = reinterpret_cast<const std::byte*>(element);
-    return std::greater_equal<>()(place, start) && std::less<>()(place, start + blockBytes);
+    return form.emplace<floatarray>(std::move(fresh));
 }
 
 void mpnumber::State::resize(std::uint64_t count) {
-    State fresh(count, storedPrecision);
-    for (std::uint64_t i = 0; i < std::min(count, elementCount); ++i) {
-        mpfr_set(fresh.elements[i], elements[i], MPFR_RNDN);
+    if (wordarray* const held = words()) {
+        held->resize(count);
+    } else {
+        form = floats()->resized(count, newPrecision());
     }
-    std::swap(elementCount, fresh.elementCount);
-    std::swap(elements, fresh.elements);
-    std::swap(block, fresh.block);
-    std::swap(blockBytes, fresh.blockBytes);
-    std::swap(hasReplaced, fresh.hasReplaced);
-}
-
-void mpnumber::State::replace(std::uint64_t index, mpfr_prec_t precision) {
-    const mpfr_ptr wider = placeFloat(allocate(floatBytes(precision)), precision);
-    mpfr_set(wider, elements[index], MPFR_RNDN);
-    if (!isInBlock(elements[index])) {
-        bsFree(elements[index]);
-    }
-    elements[index] = wider;
-    hasReplaced = true;
+    elementCount = count;
 }
 
 mpnumber::State* mpnumber::makeState(std::uint64_t count, std::uint32_t precision) {
-    State* state = new (std::nothrow) State(count, precision);
+    return makeState(count, precision, floatarray(count, elementPrecision(precision)));
+}
+
+template <class Form>
+mpnumber::State* mpnumber::makeState(std::uint64_t count, std::uint32_t precision, Form form) {
+    State* state = new (std::nothrow) State(count, precision, std::move(form));
     if (!state) {
         raiseOutOfMemory();
     }
     return state;
+}
+
+/// Makes a state of elements of another, in the same form; that of one element has floats.
+mpnumber::State* mpnumber::makeCopy(State& source, std::uint64_t start, std::uint64_t count) {
+    if (wordarray* const words = source.words(); words && count != 1) {
+        return makeState(count, source.storedPrecision, wordarray(*words, start, count));
+    }
+    floatarray fresh(count, source.newPrecision());
+    for (std::uint64_t i = 0; i < count; ++i) {
+        if (wordarray* const words = source.words()) {
+            words->load(start + i, fresh[i]);
+        } else {
+            mpfr_set(fresh[i], (*source.floats())[start + i], MPFR_RNDN);
+        }
+    }
+    return makeState(count, source.storedPrecision, std::move(fresh));
 }
 
 mpnumber::mpnumber(double value, std::uint32_t precision)
@@ -151,21 +114,16 @@ mpnumber::mpnumber(double value, std::uint32_t precision)
 mpnumber::mpnumber(std::uint64_t count, std::uint32_t precision, NumberVector)
     : numberrepbody(numbertype::mpnumber, makeState(count, precision)) {}
 
+mpnumber::mpnumber(std::uint64_t count, std::uint32_t precision, const WordGrid& grid)
+    : numberrepbody(numbertype::mpnumber, makeState(count, precision, wordarray(count, grid))) {}
+
 mpnumber::mpnumber(const mpnumber& source)
-    : numberrepbody(numbertype::mpnumber, makeState(source.isempty() ? 0 : 1, source.get_stored_precision())) {
-    if (!isempty()) {
-        mpfr_set(getmodifiableelement(), source.getelement(), MPFR_RNDN);
-    }
-}
+    : numberrepbody(numbertype::mpnumber, makeCopy(source.state(), source.mCursor, source.isempty() ? 0 : 1)) {}
 
 mpnumber::mpnumber(const mpnumber* source, NumberVector) : mpnumber(source, 0, source->numel()) {}
 
 mpnumber::mpnumber(const mpnumber* source, std::uint64_t start, std::uint64_t count)
-    : numberrepbody(numbertype::mpnumber, makeState(count, source->get_stored_precision())) {
-    for (std::uint64_t i = 0; i < count; ++i) {
-        mpfr_set(getmodifiableelement(i), source->getelement(start + i), MPFR_RNDN);
-    }
-}
+    : numberrepbody(numbertype::mpnumber, makeCopy(source->state(), start, count)) {}
 
 mpnumber::mpnumber(const mpnumber* source, CopyIndex) : numberrepbody(numbertype::mpnumber, source->mState) {
     incrcount();
@@ -179,18 +137,47 @@ mpnumber::~mpnumber() {
 
 mpnumber& mpnumber::operator=(const mpnumber& source) {
     if (this != &source) {
-        assign(source.getelement());
+        assign(Reading(source));
     }
     return *this;
 }
 
 /// Widens the current element to the precision of the value if it has less, and sets it.
 void mpnumber::assign(mpfr_srcptr value) {
-    if (mpfr_get_prec(getelement()) < mpfr_get_prec(value)) {
-        // The value may be in this array, whose old floats stay in place while they are copied.
-        state().replace(mCursor, mpfr_get_prec(value));
+    if (state().words() && mpfr_get_prec(value) <= state().newPrecision()) {
+        put(value);
+        return;
     }
-    mpfr_set(getmodifiableelement(), value, MPFR_RNDN);
+    floatarray& floats = state().makeFloats();
+    if (mpfr_get_prec(floats[mCursor]) < mpfr_get_prec(value)) {
+        // The value may be in this array, whose old floats stay in place while they are copied.
+        floats.replace(mCursor, mpfr_get_prec(value));
+    }
+    mpfr_set(floats[mCursor], value, MPFR_RNDN);
+}
+
+/// Sets the current element to a value of its precision.
+void mpnumber::put(mpfr_srcptr value) {
+    wordarray* const words = state().words();
+    if (!words || !words->store(mCursor, value)) {
+        mpfr_set(state().makeFloats()[mCursor], value, MPFR_RNDN);
+    }
+}
+
+// Words.
+
+const WordGrid* mpnumber::grid() const {
+    const wordarray* const words = state().words();
+    return words ? &words->grid() : nullptr;
+}
+
+WordSpan mpnumber::words() const {
+    return state().words()->span();
+}
+
+wordarray& mpnumber::rewrite(const WordGrid& grid) {
+    wordarray* const held = state().words();
+    return held && held->grid() == grid ? *held : state().form.emplace<wordarray>(wordarray(numel(), grid));
 }
 
 mpnumber* mpnumber::clone() const {
@@ -201,8 +188,28 @@ void mpnumber::resize(std::uint64_t count) {
     state().resize(count);
 }
 
-/// Sets the integer held in the words, which the element's precision rounds to nearest.
-void mpnumber::setinteger(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength) {
+void mpnumber::resize(std::uint64_t count, const WordGrid& grid) {
+    State& s = state();
+    if (s.words() || !canBeWords(count, s.storedPrecision, grid)) {
+        s.resize(count);
+        return;
+    }
+    wordarray fresh(count, grid);
+    const floatarray& floats = *s.floats();
+    for (std::uint64_t i = 0; i < std::min(count, s.elementCount); ++i) {
+        if (!fresh.store(i, floats[i])) {
+            s.resize(count);
+            return;
+        }
+    }
+    s.form = std::move(fresh);
+    s.elementCount = count;
+}
+
+namespace {
+
+/// Sets x to the integer held in the words, rounded to nearest, times 2^exponent.
+void setInteger(mpfr_ptr x, const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, long exponent) {
     gmpinteger integer;
     if (wordCount > 0) {
         mpz_import(integer, static_cast<std::size_t>(wordCount), -1, sizeof(std::uint32_t), 0, 0, words);
@@ -212,70 +219,75 @@ void mpnumber::setinteger(const std::uint32_t* words, int wordCount, bool isSign
         mpz_setbit(modulus, static_cast<mp_bitcnt_t>(wordlength));
         mpz_sub(integer, integer, modulus);
     }
-    mpfr_set_z(getmodifiableelement(), integer, MPFR_RNDN);
+    mpfr_set_z(x, integer, MPFR_RNDN);
+    scale(x, exponent);
+    bsResetFPU();
 }
+
+}  // namespace
 
 void mpnumber::setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, double, int exponent,
                         double) {
-    setinteger(words, wordCount, isSigned, wordlength);
-    pow2(exponent);
-    bsResetFPU();
+    change([&](mpfr_ptr x) { setInteger(x, words, wordCount, isSigned, wordlength, exponent); });
 }
 
 void mpnumber::setvalue(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, int fractionlength) {
-    setinteger(words, wordCount, isSigned, wordlength);
-    scale(getmodifiableelement(), -static_cast<long>(fractionlength));
-    bsResetFPU();
+    change(
+        [&](mpfr_ptr x) { setInteger(x, words, wordCount, isSigned, wordlength, -static_cast<long>(fractionlength)); });
 }
 
 void mpnumber::setvalue(const mpnumber& source) {
-    mpfr_set(getmodifiableelement(), source.getelement(), MPFR_RNDZ);
+    const Reading value(source);
+    change([&](mpfr_ptr x) { mpfr_set(x, value, MPFR_RNDZ); });
 }
 
 bool mpnumber::isempty() const {
     return numel() == 0;
 }
 double mpnumber::todouble() const {
-    return mpfr_get_d(getelement(), MPFR_RNDN);
+    const wordarray* const words = state().words();
+    return words ? words->toDouble(mCursor) : mpfr_get_d(Access::element(*this), MPFR_RNDN);
 }
 void mpnumber::setvalue(double value) {
-    mpfr_set_d(getmodifiableelement(), value, MPFR_RNDN);
+    change([value](mpfr_ptr x) { mpfr_set_d(x, value, MPFR_RNDN); });
 }
 bool mpnumber::isFinite() const {
-    return mpfr_number_p(getelement()) != 0;
+    return state().words() || mpfr_number_p(Access::element(*this)) != 0;
 }
 bool mpnumber::myisinf() const {
-    return mpfr_inf_p(getelement()) != 0;
+    return !state().words() && mpfr_inf_p(Access::element(*this)) != 0;
 }
 bool mpnumber::iszero() const {
-    return mpfr_zero_p(getelement()) != 0;
+    const wordarray* const words = state().words();
+    return words ? words->isZero(mCursor) : mpfr_zero_p(Access::element(*this)) != 0;
 }
 bool mpnumber::isnegative() const {
-    return mpfr_signbit(getelement()) != 0;
+    const wordarray* const words = state().words();
+    return words ? words->isNegative(mCursor) : mpfr_signbit(Access::element(*this)) != 0;
 }
 bool mpnumber::myisnan() const {
-    return mpfr_nan_p(getelement()) != 0;
+    return !state().words() && mpfr_nan_p(Access::element(*this)) != 0;
 }
 std::uint32_t mpnumber::getprecision() const {
-    return static_cast<std::uint32_t>(mpfr_get_prec(getelement()));
+    return static_cast<std::uint32_t>(state().words() ? state().newPrecision() : mpfr_get_prec(Access::element(*this)));
 }
 bool mpnumber::operator<(const mpnumber& other) const {
-    return mpfr_less_p(getelement(), other.getelement()) != 0;
+    return mpfr_less_p(Reading(*this), Reading(other)) != 0;
 }
 bool mpnumber::operator<=(const mpnumber& other) const {
-    return mpfr_lessequal_p(getelement(), other.getelement()) != 0;
+    return mpfr_lessequal_p(Reading(*this), Reading(other)) != 0;
 }
 bool mpnumber::operator>(const mpnumber& other) const {
-    return mpfr_greater_p(getelement(), other.getelement()) != 0;
+    return mpfr_greater_p(Reading(*this), Reading(other)) != 0;
 }
 bool mpnumber::operator>=(const mpnumber& other) const {
-    return mpfr_greaterequal_p(getelement(), other.getelement()) != 0;
+    return mpfr_greaterequal_p(Reading(*this), Reading(other)) != 0;
 }
 bool mpnumber::operator==(const mpnumber& other) const {
-    return mpfr_equal_p(getelement(), other.getelement()) != 0;
+    return mpfr_equal_p(Reading(*this), Reading(other)) != 0;
 }
 bool mpnumber::operator!=(const mpnumber& other) const {
-    return mpfr_equal_p(getelement(), other.getelement()) == 0;
+    return mpfr_equal_p(Reading(*this), Reading(other)) == 0;
 }
 
 mpfr_prec_t mpnumber::copyPrecision() const {
@@ -293,51 +305,112 @@ signed char mpnumber::sign() const {
 }
 
 mpnumber& mpnumber::negate() {
-    mpfr_neg(getmodifiableelement(), getelement(), MPFR_RNDN);
-    return *this;
+    return change([](mpfr_ptr x) { mpfr_neg(x, x, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::abs() {
-    mpfr_abs(getmodifiableelement(), getelement(), MPFR_RNDN);
-    return *this;
+    return change([](mpfr_ptr x) { mpfr_abs(x, x, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::pow2(int n) {
-    scale(getmodifiableelement(), n);
-    return *this;
+    return change([n](mpfr_ptr x) { scale(x, n); });
 }
 
 mpnumber& mpnumber::pow2(unsigned n) {
-    mpfr_mul_2ui(getmodifiableelement(), getelement(), n, MPFR_RNDN);
-    return *this;
+    return change([n](mpfr_ptr x) { mpfr_mul_2ui(x, x, n, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::stripscaling(double, int exponent, double) {
-    scale(getmodifiableelement(), -static_cast<long>(exponent));
-    return *this;
+    return change([exponent](mpfr_ptr x) { scale(x, -static_cast<long>(exponent)); });
 }
 
 mpnumber& mpnumber::addscaling(double, int exponent, double) {
     return pow2(exponent);
 }
 
+namespace {
+
+/// Compares words of one array by their positions.
+class WordOrder {
+ public:
+    explicit WordOrder(const wordarray& words) : mWords(words.span()), mLimbs(mWords.grid.limbs()) {}
+    bool isLess(std::uint64_t a, std::uint64_t b) const {
+        const mp_limb_t* const left = mWords.limbs + a * mLimbs;
+        const mp_limb_t* const right = mWords.limbs + b * mLimbs;
+        const std::size_t top = mLimbs - 1;
+        if (left[top] != right[top]) {
+            return mWords.grid.isSigned ? static_cast<std::int64_t>(left[top]) < static_cast<std::int64_t>(right[top])
+                                        : left[top] < right[top];
+        }
+        return mpn_cmp(left, right, static_cast<mp_size_t>(mLimbs)) < 0;
+    }
+    bool isEqual(std::uint64_t a, std::uint64_t b) const {
+        return mpn_cmp(mWords.limbs + a * mLimbs, mWords.limbs + b * mLimbs, static_cast<mp_size_t>(mLimbs)) == 0;
+    }
+
+ private:
+    WordSpan mWords;
+    std::size_t mLimbs;
+};
+
+/// Sorts by an action on the positions of the words, which take part in the same exchanges as floats would.
+template <class Sort>
+void sortWords(wordarray& words, std::uint64_t count, const Sort& sort) {
+    const HostMemory<std::uint64_t> places = allocateHostZeros<std::uint64_t>(count, 1);
+    const std::span<std::uint64_t> order(places.get(), count);
+    std::iota(order.begin(), order.end(), std::uint64_t{0});
+    const WordOrder comparison(words);
+    sort(
+        order.data(), [&](std::uint64_t a, std::uint64_t b) { return comparison.isLess(a, b); },
+        [&](std::uint64_t a, std::uint64_t b) { return comparison.isEqual(a, b); });
+    words.permute(order);
+}
+
+/// Sorts words of one limb without negative zeros, of which equal ones can't be told apart.
+void sortLimbs(wordarray& words, std::uint64_t count, bool ascending, std::uint64_t stride, std::uint64_t length) {
+    const mp_limb_t flip = words.grid().isSigned ? mp_limb_t{1} << (WordGrid::kLimbBits - 1) : 0;
+    stridesorting::stridesort(words.limbs(), count, ascending, stride, length,
+                              [flip](mp_limb_t a, mp_limb_t b) { return (a ^ flip) < (b ^ flip); });
+}
+
+}  // namespace
+
 void mpnumber::stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) {
-    stridesorting::stridesort(state().elements, numel(), ascending, stride, length, isLess);
+    wordarray* const words = state().words();
+    if (!words) {
+        stridesorting::stridesort(state().floats()->elements(), numel(), ascending, stride, length, isLess);
+    } else if (words->grid().limbs() == 1 && !words->span().negativeZeros) {
+        sortLimbs(*words, numel(), ascending, stride, length);
+    } else {
+        sortWords(*words, numel(), [&](std::uint64_t* order, const auto& less, const auto&) {
+            stridesorting::stridesort(order, numel(), ascending, stride, length, less);
+        });
+    }
 }
 
 void mpnumber::stridesort2(double* index, bool ascending, std::uint64_t stride, std::uint64_t length) {
-    stridesorting::stridesort2(state().elements, index, numel(), ascending, stride, length, isLess, isEqual);
+    if (wordarray* const words = state().words()) {
+        sortWords(*words, numel(), [&](std::uint64_t* order, const auto& less, const auto& equal) {
+            stridesorting::stridesort2(order, index, numel(), ascending, stride, length, less, equal);
+        });
+        return;
+    }
+    stridesorting::stridesort2(state().floats()->elements(), index, numel(), ascending, stride, length, isLess,
+                               isEqual);
 }
 
 mpfr_exp_t mpnumber::getexponent() const {
     // Other values have a mark of their kind in place of the exponent.
-    return mpfr_regular_p(getelement()) != 0 ? mpfr_get_exp(getelement()) : 0;
+    const Reading x(*this);
+    return mpfr_regular_p(x) != 0 ? mpfr_get_exp(static_cast<mpfr_srcptr>(x)) : 0;
 }
 
 void mpnumber::setexponent(int exponent) {
-    if (mpfr_regular_p(getelement()) != 0) {
-        mpfr_set_exp(getmodifiableelement(), exponent);
-    }
+    change([exponent](mpfr_ptr x) {
+        if (mpfr_regular_p(x) != 0) {
+            mpfr_set_exp(x, exponent);
+        }
+    });
 }
 
 int mpnumber::unbiasedexponent() const {
@@ -346,7 +419,7 @@ int mpnumber::unbiasedexponent() const {
 }
 
 void mpnumber::setprecision(std::uint32_t precision) {
-    state().replace(mCursor, static_cast<mpfr_prec_t>(std::max<std::uint32_t>(precision, 32)) + 1);
+    state().makeFloats().replace(mCursor, static_cast<mpfr_prec_t>(std::max<std::uint32_t>(precision, 32)) + 1);
 }
 
 void mpnumber::disp() const {
@@ -359,195 +432,230 @@ const mpnumber& mpnumber::getOneHalf() {
     return sOneHalf;
 }
 
-mpnumber& mpnumber::floor() {
-    floorInPlace(getmodifiableelement());
-    return *this;
+// Rounding.
+
+namespace {
+
+void ceilInPlace(mpfr_ptr x) {
+    mpfr_rint(x, x, MPFR_RNDU);
 }
 
-mpnumber& mpnumber::ceil() {
-    mpfr_rint(getmodifiableelement(), getelement(), MPFR_RNDU);
-    return *this;
+void fixInPlace(mpfr_ptr x) {
+    mpfr_rint(x, x, MPFR_RNDZ);
 }
 
-mpnumber& mpnumber::fix() {
-    mpfr_rint(getmodifiableelement(), getelement(), MPFR_RNDZ);
-    return *this;
+/// Whether rounding at the bit of weight 2^-n can change x. A zero lies below every bit, and its sign can change: -0
+/// rounds to nearest as 0.
+bool canRoundAt(mpfr_srcptr x, int n) {
+    return mpfr_zero_p(x) != 0 || (mpfr_regular_p(x) != 0 ? n + mpfr_get_exp(x) : n) < mpfr_get_prec(x);
 }
 
-/// Whether rounding at the bit of weight 2^-n can change the current element. A zero lies below every bit, and its sign
-/// can change: -0 rounds to nearest as 0.
-bool mpnumber::canRoundAt(int n) const {
-    return iszero() || n + getexponent() < mpfr_get_prec(getelement());
+void nearestInPlace(mpfr_ptr x) {
+    mpfr_add(x, x, mpnumber::getOneHalf().getelement(), MPFR_RNDN);
+    floorInPlace(x);
 }
 
-mpnumber& mpnumber::nearest() {
-    if (canRoundAt(0)) {
-        *this += getOneHalf();
-        floor();
+void roundInPlace(mpfr_ptr x) {
+    if (mpfr_signbit(x) != 0) {
+        mpfr_sub(x, x, mpnumber::getOneHalf().getelement(), MPFR_RNDN);
+        ceilInPlace(x);
+    } else {
+        nearestInPlace(x);
     }
-    return *this;
 }
 
-mpnumber& mpnumber::round() {
-    if (canRoundAt(0)) {
-        if (isnegative()) {
-            *this -= getOneHalf();
-            ceil();
-        } else {
-            *this += getOneHalf();
-            floor();
-        }
-    }
-    return *this;
+/// Calls a rounding of whole values for the bit of weight 2^-n.
+template <class Rounding>
+void roundScaled(mpfr_ptr x, int n, const Rounding& rounding) {
+    scale(x, n);
+    rounding(x);
+    scale(x, -static_cast<long>(n));
 }
 
-mpnumber& mpnumber::convergent() {
-    const mpfr_srcptr x = getelement();
-    mpscratch fraction(copyPrecision(), x);
+/// Rounds to nearest, ties to even, with intermediate values of a precision. `assign` sets x to one of these and
+/// returns it, since it may have to widen it.
+template <class Assign>
+mpfr_ptr convergentInPlace(mpfr_ptr x, mpfr_prec_t precision, const Assign& assign) {
+    mpscratch fraction(precision, x);
     floorInPlace(fraction);
     mpfr_sub(fraction, fraction, x, MPFR_RNDN);
     mpfr_abs(fraction, fraction, MPFR_RNDN);
-    if (mpfr_equal_p(fraction, getOneHalf().getelement()) == 0) {
-        return round();
+    if (mpfr_equal_p(fraction, mpnumber::getOneHalf().getelement()) == 0) {
+        if (canRoundAt(x, 0)) {
+            roundInPlace(x);
+        }
+        return x;
     }
 
-    mpscratch below(copyPrecision(), x);
+    mpscratch below(precision, x);
     mpfr_sub(below, below, fraction, MPFR_RNDN);
-    mpscratch oddness(copyPrecision(), below);
+    mpscratch oddness(precision, below);
     mpfr_div_2ui(oddness, oddness, 1, MPFR_RNDN);
-    mpscratch halfFloor(copyPrecision(), oddness);
+    mpscratch halfFloor(precision, oddness);
     floorInPlace(halfFloor);
     mpfr_sub(oddness, oddness, halfFloor, MPFR_RNDN);
     mpfr_abs(oddness, oddness, MPFR_RNDN);
     mpfr_mul_2ui(oddness, oddness, 1, MPFR_RNDN);
-    assign(below);
-    mpfr_add(getmodifiableelement(), getelement(), oddness, MPFR_RNDN);
-    return *this;
+    const mpfr_ptr target = assign(below);
+    mpfr_add(target, target, oddness, MPFR_RNDN);
+    return target;
 }
 
-/// Rounds by a whole-number operation at the bit of weight 2^-n.
-template <mpnumber& (mpnumber::*Operation)()>
-mpnumber& mpnumber::roundAtBit(int n) {
-    scale(getmodifiableelement(), n);
-    (this->*Operation)();
-    scale(getmodifiableelement(), -static_cast<long>(n));
-    return *this;
-}
+}  // namespace
 
 mpnumber& mpnumber::ceil(int n) {
-    return roundAtBit<&mpnumber::ceil>(n);
-}
-mpnumber& mpnumber::convergent(int n) {
-    return roundAtBit<&mpnumber::convergent>(n);
+    return change([n](mpfr_ptr x) { roundScaled(x, n, ceilInPlace); });
 }
 mpnumber& mpnumber::fix(int n) {
-    return roundAtBit<&mpnumber::fix>(n);
+    return change([n](mpfr_ptr x) { roundScaled(x, n, fixInPlace); });
 }
 mpnumber& mpnumber::floor(int n) {
-    return roundAtBit<&mpnumber::floor>(n);
+    return change([n](mpfr_ptr x) { roundScaled(x, n, floorInPlace); });
 }
 mpnumber& mpnumber::nearest(int n) {
-    return canRoundAt(n) ? roundAtBit<&mpnumber::nearest>(n) : *this;
+    return change([n](mpfr_ptr x) {
+        if (canRoundAt(x, n)) {
+            roundScaled(x, n, nearestInPlace);
+        }
+    });
 }
 mpnumber& mpnumber::round(int n) {
-    return canRoundAt(n) ? roundAtBit<&mpnumber::round>(n) : *this;
+    return change([n](mpfr_ptr x) {
+        if (canRoundAt(x, n)) {
+            roundScaled(x, n, roundInPlace);
+        }
+    });
+}
+mpnumber& mpnumber::convergent(int n) {
+    if (!state().words()) {
+        scale(Access::modifiableElement(*this), n);
+        const mpfr_ptr x =
+            convergentInPlace(Access::modifiableElement(*this), copyPrecision(), [this](mpfr_srcptr value) {
+                assign(value);
+                return Access::modifiableElement(*this);
+            });
+        scale(x, -static_cast<long>(n));
+        return *this;
+    }
+    return change([this, n](mpfr_ptr x) {
+        roundScaled(x, n, [this](mpfr_ptr scaled) {
+            convergentInPlace(scaled, copyPrecision(), [scaled](mpfr_srcptr value) {
+                mpfr_set(scaled, value, MPFR_RNDN);
+                return scaled;
+            });
+        });
+    });
+}
+mpnumber& mpnumber::ceil() {
+    return ceil(0);
+}
+mpnumber& mpnumber::fix() {
+    return fix(0);
+}
+mpnumber& mpnumber::floor() {
+    return floor(0);
+}
+mpnumber& mpnumber::nearest() {
+    return nearest(0);
+}
+mpnumber& mpnumber::round() {
+    return round(0);
+}
+mpnumber& mpnumber::convergent() {
+    return convergent(0);
+}
+
+// Arithmetic.
+
+/// x = x op other
+template <int (*operation)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t)>
+mpnumber& mpnumber::combine(const mpnumber& other) {
+    const Reading right(other);
+    return change([&](mpfr_ptr x) { operation(x, x, right, MPFR_RNDN); });
+}
+template <int (*operation)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t)>
+mpnumber& mpnumber::combine(double other) {
+    const mpscratch right(elementPrecision(getprecision()), other);
+    return change([&](mpfr_ptr x) { operation(x, x, right, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::operator+=(const mpnumber& other) {
-    mpfr_add(getmodifiableelement(), getelement(), other.getelement(), MPFR_RNDN);
-    return *this;
+    return combine<mpfr_add>(other);
 }
-
 mpnumber& mpnumber::operator-=(const mpnumber& other) {
-    mpfr_sub(getmodifiableelement(), getelement(), other.getelement(), MPFR_RNDN);
-    return *this;
+    return combine<mpfr_sub>(other);
 }
-
 mpnumber& mpnumber::operator*=(const mpnumber& other) {
-    mpfr_mul(getmodifiableelement(), getelement(), other.getelement(), MPFR_RNDN);
-    return *this;
+    return combine<mpfr_mul>(other);
 }
-
 mpnumber& mpnumber::operator/=(const mpnumber& other) {
-    mpfr_div(getmodifiableelement(), getelement(), other.getelement(), MPFR_RNDN);
-    return *this;
+    return combine<mpfr_div>(other);
 }
-
 mpnumber& mpnumber::operator+=(double other) {
-    const mpscratch operand(elementPrecision(getprecision()), other);
-    mpfr_add(getmodifiableelement(), getelement(), operand, MPFR_RNDN);
-    return *this;
+    return combine<mpfr_add>(other);
 }
-
 mpnumber& mpnumber::operator-=(double other) {
-    const mpscratch operand(elementPrecision(getprecision()), other);
-    mpfr_sub(getmodifiableelement(), getelement(), operand, MPFR_RNDN);
-    return *this;
+    return combine<mpfr_sub>(other);
 }
-
 mpnumber& mpnumber::operator*=(double other) {
-    const mpscratch operand(elementPrecision(getprecision()), other);
-    mpfr_mul(getmodifiableelement(), getelement(), operand, MPFR_RNDN);
-    return *this;
+    return combine<mpfr_mul>(other);
 }
-
 mpnumber& mpnumber::operator/=(double other) {
-    const mpscratch operand(elementPrecision(getprecision()), other);
-    mpfr_div(getmodifiableelement(), getelement(), operand, MPFR_RNDN);
-    return *this;
+    return combine<mpfr_div>(other);
 }
 
 mpnumber& mpnumber::sqrt() {
-    mpfr_sqrt(getmodifiableelement(), getelement(), MPFR_RNDN);
-    return *this;
+    return change([](mpfr_ptr x) { mpfr_sqrt(x, x, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::log() {
-    mpfr_log(getmodifiableelement(), getelement(), MPFR_RNDN);
-    return *this;
+    return change([](mpfr_ptr x) { mpfr_log(x, x, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::log2() {
-    mpscratch logOfTwo(mpfr_get_prec(getelement()));
-    mpfr_const_log2(logOfTwo, MPFR_RNDN);
-    log();
-    mpfr_div(getmodifiableelement(), getelement(), logOfTwo, MPFR_RNDN);
-    return *this;
+    return change([](mpfr_ptr x) {
+        mpscratch logOfTwo(mpfr_get_prec(x));
+        mpfr_const_log2(logOfTwo, MPFR_RNDN);
+        mpfr_log(x, x, MPFR_RNDN);
+        mpfr_div(x, x, logOfTwo, MPFR_RNDN);
+    });
 }
 
 mpnumber& mpnumber::pow(unsigned n) {
-    mpfr_pow_ui(getmodifiableelement(), getelement(), n, MPFR_RNDN);
-    return *this;
+    return change([n](mpfr_ptr x) { mpfr_pow_ui(x, x, n, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::hypot(const mpnumber& a, const mpnumber& b) {
-    mpfr_hypot(getmodifiableelement(), a.getelement(), b.getelement(), MPFR_RNDN);
-    return *this;
+    const Reading left(a);
+    const Reading right(b);
+    return change([&](mpfr_ptr x) { mpfr_hypot(x, left, right, MPFR_RNDN); });
 }
 
 mpnumber& mpnumber::mod(const mpnumber& divisor) {
-    const mpfr_ptr x = getmodifiableelement();
+    const Reading divisorElement(divisor);
     // A copy, since the divisor may be this very element.
-    const mpscratch y(mpfr_get_prec(divisor.getelement()), divisor.getelement());
-    if (mpfr_zero_p(y) != 0) {
+    const mpscratch y(mpfr_get_prec(static_cast<mpfr_srcptr>(divisorElement)), divisorElement);
+    if (mpfr_zero_p(static_cast<mpfr_srcptr>(y)) != 0) {
         return *this;
     }
     mpscratch whole(divisor.copyPrecision(), y);
     floorInPlace(whole);
-    if (mpfr_equal_p(y, whole) != 0) {
-        mpscratch multiple(copyPrecision(), x);
-        mpfr_div(multiple, multiple, y, MPFR_RNDN);
-        floorInPlace(multiple);
-        mpfr_mul(multiple, multiple, y, MPFR_RNDN);
-        mpfr_sub(x, x, multiple, MPFR_RNDN);
-    } else {
-        mpfr_div(x, x, y, MPFR_RNDN);
-        mpscratch quotientFloor(copyPrecision(), x);
-        floorInPlace(quotientFloor);
-        mpfr_sub(x, x, quotientFloor, MPFR_RNDN);
-        mpfr_mul(x, x, y, MPFR_RNDN);
-    }
-    return *this;
+    const bool isWhole = mpfr_equal_p(y, whole) != 0;
+    return change([&](mpfr_ptr x) {
+        if (isWhole) {
+            mpscratch multiple(copyPrecision(), x);
+            mpfr_div(multiple, multiple, y, MPFR_RNDN);
+            floorInPlace(multiple);
+            mpfr_mul(multiple, multiple, y, MPFR_RNDN);
+            mpfr_sub(x, x, multiple, MPFR_RNDN);
+        } else {
+            mpfr_div(x, x, y, MPFR_RNDN);
+            mpscratch quotientFloor(copyPrecision(), x);
+            floorInPlace(quotientFloor);
+            mpfr_sub(x, x, quotientFloor, MPFR_RNDN);
+            mpfr_mul(x, x, y, MPFR_RNDN);
+        }
+    });
 }
 
 void mpnumber::twoToTheN(mpfr_ptr power, int n) {

@@ -2,23 +2,31 @@
 //
 // There are two precisions. The stored precision p is the requested one; an element is made with max(p + 1, 32) bits,
 // its element precision, which assignment and `setprecision` can change for one element. Arithmetic works at the
-// precision of the target element and to nearest, unless a contract says otherwise. The floats of an array are in one
-// allocation and accessed through an array of pointers, which sorting permutes. They may be used with any operation of
-// MPFR except those that reallocate or free a significand (mpfr_set_prec, mpfr_prec_round, mpfr_clear, mpfr_swap with a
-// float from elsewhere): `setprecision` and `operator=` do that here.
-// Every access is a call; only sources of this library know the layout of the array (numbers/mpnumber.inl.h).
+// precision of the target element and to nearest, unless a contract says otherwise. Floats that are lent may be used
+// with any operation of MPFR except those that reallocate or free a significand (mpfr_set_prec, mpfr_prec_round,
+// mpfr_clear, mpfr_swap with a float from elsewhere): `setprecision` and `operator=` do that here.
+// Within the library an array can be made of words instead, integers of one format (numbers/mpnumber.inl.h). It gives
+// the same values, and becomes floats when one is asked for.
+// Every access is a call; only sources of this library know the layout of the array.
 #pragma once
 
 #include <cstdint>
 #include <span>
 
 #include "numbers/numberrepbody.h"
+#include "numbers/words.h"
+
+namespace tolvane::detail {
+class wordarray;
+}
 
 class TOLVANE_API mpnumber final : public numberrepbody {
  public:
     explicit mpnumber(double value = 0.0, std::uint32_t precision = 64);
     /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as every constructor does.
     mpnumber(std::uint64_t count, std::uint32_t precision, NumberVector tag);
+    /// Makes `count` zeros as words, which have no more bits than the elements.
+    mpnumber(std::uint64_t count, std::uint32_t precision, const tolvane::detail::WordGrid& grid);
     /// Copies only the current element (none from an empty source), at the element precision that follows from the
     /// source's stored precision.
     mpnumber(const mpnumber& source);
@@ -42,6 +50,12 @@ class TOLVANE_API mpnumber final : public numberrepbody {
 
     mpnumber* clone() const override;
     void resize(std::uint64_t count) override;
+    /// As above; floats become words if there are several, and all are of the grid.
+    void resize(std::uint64_t count, const tolvane::detail::WordGrid& grid);
+    /// Whether arrays of several elements of a stored precision can be words of the grid.
+    static bool canBeWords(std::uint64_t count, std::uint32_t storedPrecision, const tolvane::detail::WordGrid& grid) {
+        return count > 1 && grid.bits > 0 && grid.bits <= elementPrecision(storedPrecision);
+    }
     numbertype gettype() const override { return numbertype::mpnumber; }
     bool isempty() const override;
     double todouble() const override;
@@ -112,8 +126,20 @@ class TOLVANE_API mpnumber final : public numberrepbody {
 
     // Beyond the common operations.
 
-    /// The current element in line, for sources that include numbers/mpnumber.inl.h.
+    // Words. For sources of this library.
+
+    /// The grid of the words, null if the elements are floats.
+    const tolvane::detail::WordGrid* grid() const;
+    /// The words, where there is a grid; valid until an element is set or lent or the array resized.
+    tolvane::detail::WordSpan words() const;
+    /// Makes the array words of a grid, for the caller to set all of them and the signs of their zeros.
+    tolvane::detail::wordarray& rewrite(const tolvane::detail::WordGrid& grid);
+
+    /// Access to the current element for sources that include numbers/mpnumber.inl.h.
     struct Access;
+    class Reading;
+    template <class Operation>
+    inline mpnumber& change(const Operation& operation);
 
     /// The whole array, valid until the next resize of any body that shares it.
     std::span<const mpfr_ptr> elements();
@@ -230,15 +256,19 @@ class TOLVANE_API mpnumber final : public numberrepbody {
  private:
     struct State;
     static State* makeState(std::uint64_t count, std::uint32_t precision);
+    template <class Form>
+    static State* makeState(std::uint64_t count, std::uint32_t precision, Form form);
+    static State* makeCopy(State& source, std::uint64_t start, std::uint64_t count);
 
     inline State& state() const;
     /// The precision of copies of an element, which follows from the stored precision.
     mpfr_prec_t copyPrecision() const;
     void assign(mpfr_srcptr value);
-    void setinteger(const std::uint32_t* words, int wordCount, bool isSigned, int wordlength);
-    bool canRoundAt(int n) const;
-    template <mpnumber& (mpnumber::*Operation)()>
-    mpnumber& roundAtBit(int n);
+    void put(mpfr_srcptr value);
+    template <int (*operation)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t)>
+    mpnumber& combine(const mpnumber& other);
+    template <int (*operation)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t)>
+    mpnumber& combine(double other);
 };
 
 inline mpnumber* numberrepbody::asMp() {

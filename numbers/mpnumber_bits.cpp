@@ -10,7 +10,7 @@
 #include "numbers/bit_position.h"
 #include "numbers/gmpinteger.h"
 #include "numbers/internal_error.h"
-#include "numbers/mpnumber.h"
+#include "numbers/mpnumber.inl.h"
 #include "numbers/mpscratch.h"
 #include "numbers/storedinteger.h"
 
@@ -50,12 +50,12 @@ void setStoredInteger(mpfr_ptr x, mpz_srcptr word, bool isNegative, int exponent
 mpnumber& combineWords(mpnumber& x, const numberrepbody& other, bool isSigned, int wordlength, int exponent,
                        mpfr_srcptr twoToWordlength, void (*combine)(mpz_ptr, mpz_srcptr, mpz_srcptr)) {
     assert(!other.isDouble());
-    const gmpinteger right = wordOf(static_cast<const mpnumber&>(other).getelement(), exponent, twoToWordlength);
-    gmpinteger word = takeWord(x.getmodifiableelement(), exponent, twoToWordlength);
-    combine(word, word, right);
-    setStoredInteger(x.getmodifiableelement(), word, isSigned && hasSignBit(word, wordlength), exponent,
-                     twoToWordlength, MPFR_RNDZ);
-    return x;
+    const gmpinteger right = wordOf(mpnumber::Reading(static_cast<const mpnumber&>(other)), exponent, twoToWordlength);
+    return x.change([&](mpfr_ptr element) {
+        gmpinteger word = takeWord(element, exponent, twoToWordlength);
+        combine(word, word, right);
+        setStoredInteger(element, word, isSigned && hasSignBit(word, wordlength), exponent, twoToWordlength, MPFR_RNDZ);
+    });
 }
 
 [[noreturn]] void refuseWords(const char* operation) {
@@ -67,9 +67,11 @@ mpnumber& combineWords(mpnumber& x, const numberrepbody& other, bool isSigned, i
 
 void mpnumber::convertToUnsignedInteger(mpz_ptr out, double /*slope*/, int exponent, double /*bias*/,
                                         mpfr_srcptr twoToWordlength) {
-    gmpinteger word = takeWord(getmodifiableelement(), exponent, twoToWordlength);
-    mpz_init(out);
-    mpz_swap(out, word);
+    change([&](mpfr_ptr x) {
+        gmpinteger word = takeWord(x, exponent, twoToWordlength);
+        mpz_init(out);
+        mpz_swap(out, word);
+    });
 }
 
 void mpnumber::bitcmpXorMask(mpz_ptr mask, int wordlength) {
@@ -84,11 +86,11 @@ void mpnumber::bitcmpXorMask(mpz_ptr mask, int wordlength) {
 mpnumber& mpnumber::bitcmp(bool isSigned, int /*wordlength*/, double /*slope*/, int exponent, double /*bias*/,
                            mpz_srcptr mask, mpfr_srcptr twoToWordlength) {
     const bool turnsNegative = isSigned && !isnegative();
-    const mpfr_ptr x = getmodifiableelement();
-    gmpinteger word = takeWord(x, exponent, twoToWordlength);
-    mpz_xor(word, word, mask);
-    setStoredInteger(x, word, turnsNegative, exponent, twoToWordlength, MPFR_RNDN);
-    return *this;
+    return change([&](mpfr_ptr x) {
+        gmpinteger word = takeWord(x, exponent, twoToWordlength);
+        mpz_xor(word, word, mask);
+        setStoredInteger(x, word, turnsNegative, exponent, twoToWordlength, MPFR_RNDN);
+    });
 }
 
 mpnumber& mpnumber::fibitand(const numberrepbody& other, bool isSigned, int wordlength, double /*slope*/, int exponent,
@@ -109,18 +111,18 @@ mpnumber& mpnumber::bitxor(const numberrepbody& other, bool isSigned, int wordle
 unsigned char mpnumber::bitget(int bit, bool /*isSigned*/, int wordlength, double /*slope*/, int exponent,
                                double /*bias*/, mpfr_srcptr twoToWordlength) const {
     checkBitPosition(bit, wordlength, kBitgetOutOfRange);
-    const gmpinteger word = wordOf(getelement(), exponent, twoToWordlength);
+    const gmpinteger word = wordOf(Reading(*this), exponent, twoToWordlength);
     return mpz_tstbit(word, static_cast<mp_bitcnt_t>(bit - 1)) != 0 ? 1 : 0;
 }
 
 mpnumber& mpnumber::bitset(int bit, bool value, bool isSigned, int wordlength, double /*slope*/, int exponent,
                            double /*bias*/, mpfr_srcptr twoToWordlength) {
     checkBitPosition(bit, wordlength, kBitsetOutOfRange);
-    const mpfr_ptr x = getmodifiableelement();
-    gmpinteger word = takeWord(x, exponent, twoToWordlength);
-    (value ? mpz_setbit : mpz_clrbit)(word, static_cast<mp_bitcnt_t>(bit - 1));
-    setStoredInteger(x, word, isSigned && hasSignBit(word, wordlength), exponent, twoToWordlength, MPFR_RNDN);
-    return *this;
+    return change([&](mpfr_ptr x) {
+        gmpinteger word = takeWord(x, exponent, twoToWordlength);
+        (value ? mpz_setbit : mpz_clrbit)(word, static_cast<mp_bitcnt_t>(bit - 1));
+        setStoredInteger(x, word, isSigned && hasSignBit(word, wordlength), exponent, twoToWordlength, MPFR_RNDN);
+    });
 }
 
 // The word forms.

@@ -18,7 +18,7 @@
 #include "host/bs.h"
 #include "host/hsc.h"
 #include "numbers/gmpinteger.h"
-#include "numbers/mpnumber.h"
+#include "numbers/mpnumber.inl.h"
 #include "numbers/mpscratch.h"
 #include "numbers/storedinteger.h"
 
@@ -143,7 +143,7 @@ void mpnumber::fixed2sdec(char* out, unsigned length, unsigned /*wordlength*/, i
         return;
     }
     const TextField field{out, length, 10};
-    const MantissaAndExponent parts = splitElement(getelement());
+    const MantissaAndExponent parts = splitElement(Reading(*this));
     const long shift = parts.exponent + fractionlength;
     std::string text = digitsOf(scaled(parts.mantissa, shift, field), field.base);
     if (dwarfs(parts.mantissa, shift, field)) {
@@ -166,7 +166,7 @@ void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int f
         writeZeros(field);
         return;
     }
-    const MantissaAndExponent parts = splitElement(getelement());
+    const MantissaAndExponent parts = splitElement(Reading(*this));
     const long shift = parts.exponent + fractionlength;
     const long wordBits = std::max(wordlength, 0);
     gmpinteger pattern;
@@ -200,7 +200,8 @@ void mpnumber::float2base(char* out, int length, int base, int wordlength, int e
         writeZeros(field);
         return;
     }
-    const mpfr_srcptr x = getelement();
+    const Reading element(*this);
+    const mpfr_srcptr x = element;
     const long exponentBits = std::max(exponentlength, 0);
     const bool negative = isnegative();
     gmpinteger pattern;
@@ -261,16 +262,17 @@ void mpnumber::base2fixed(const char* text, int base, int wordlength, int fracti
                            wordlength);
     }
 
-    const mpfr_ptr x = getmodifiableelement();
-    if (isSigned && hasSignBit(kept, wordlength)) {
-        // One rounding of the exact difference; a power of two is exact at any precision.
-        mpscratch twoToWordlength(MPFR_PREC_MIN);
-        mpfr_set_ui_2exp(twoToWordlength, 1, wordlength, MPFR_RNDN);
-        mpfr_z_sub(x, kept, twoToWordlength, MPFR_RNDN);
-    } else {
-        mpfr_set_z(x, kept, MPFR_RNDN);
-    }
-    mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
+    change([&](mpfr_ptr x) {
+        if (isSigned && hasSignBit(kept, wordlength)) {
+            // One rounding of the exact difference; a power of two is exact at any precision.
+            mpscratch twoToWordlength(MPFR_PREC_MIN);
+            mpfr_set_ui_2exp(twoToWordlength, 1, wordlength, MPFR_RNDN);
+            mpfr_z_sub(x, kept, twoToWordlength, MPFR_RNDN);
+        } else {
+            mpfr_set_z(x, kept, MPFR_RNDN);
+        }
+        mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
+    });
     bsResetFPU();
 }
 
@@ -301,26 +303,27 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
     const long exponent = clampedToLong(exponentField) - exponentmax;
     const long specialExponent = static_cast<long>(exponentmax) + 1;
 
-    const mpfr_ptr x = getmodifiableelement();
-    if (exponentField.sign() == 0 && fraction.sign() != 0) {
-        mpfr_set_z(x, fraction, MPFR_RNDN);
-        mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
-        mpfr_div_2si(x, x, -static_cast<long>(exponentmin), MPFR_RNDN);
-    } else if (exponentField.sign() != 0 && exponent < specialExponent) {
-        mpfr_set_z(x, fraction, MPFR_RNDN);
-        mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
-        mpfr_add_ui(x, x, 1, MPFR_RNDN);
-        mpfr_mul_2si(x, x, exponent, MPFR_RNDN);
-    } else if (exponent == specialExponent) {
-        if (fraction.sign() != 0) {
-            mpfr_set_nan(x);
-        } else {
-            mpfr_set_inf(x, mpfr_sgn(x) < 0 ? -1 : 1);
+    change([&](mpfr_ptr x) {
+        if (exponentField.sign() == 0 && fraction.sign() != 0) {
+            mpfr_set_z(x, fraction, MPFR_RNDN);
+            mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
+            mpfr_div_2si(x, x, -static_cast<long>(exponentmin), MPFR_RNDN);
+        } else if (exponentField.sign() != 0 && exponent < specialExponent) {
+            mpfr_set_z(x, fraction, MPFR_RNDN);
+            mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
+            mpfr_add_ui(x, x, 1, MPFR_RNDN);
+            mpfr_mul_2si(x, x, exponent, MPFR_RNDN);
+        } else if (exponent == specialExponent) {
+            if (fraction.sign() != 0) {
+                mpfr_set_nan(x);
+            } else {
+                mpfr_set_inf(x, mpfr_sgn(x) < 0 ? -1 : 1);
+            }
         }
-    }
-    if (negative) {
-        mpfr_neg(x, x, MPFR_RNDN);
-    }
+        if (negative) {
+            mpfr_neg(x, x, MPFR_RNDN);
+        }
+    });
     bsResetFPU();
 }
 
@@ -331,7 +334,8 @@ void mpnumber::fixed2IntArray(std::uint32_t* out, int words, int /*wordlength*/,
     }
     const std::size_t wordCount = static_cast<std::size_t>(words);
     const mp_bitcnt_t outBits = wordCount * 32;
-    const mpfr_srcptr x = getelement();
+    const Reading element(*this);
+    const mpfr_srcptr x = element;
     mpscratch t(mpfr_get_prec(x) + 1, x);
     gmpinteger z = takeStoredInteger(t, exponent, twoToWordlength, outBits);
     // The words are in two's complement even for a value too low for the word.

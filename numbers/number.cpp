@@ -2,7 +2,10 @@
 
 #include <utility>
 
+#include "numbers/mpnumber.h"
 #include "numbers/numberfactory.h"
+
+using tolvane::detail::WordGrid;
 
 constinit thread_local std::uint32_t number::sDefaultPrecision = doublenumber::kScalarPrecision;
 constinit thread_local bool number::sDefaultForceMultiplePrecision = false;
@@ -17,6 +20,9 @@ number::number(std::uint64_t count, std::uint32_t precision, NumberVector)
 
 number::number(std::uint64_t count, std::uint32_t precision, UnsetVector tag)
     : mBody(numberfactory::createnumberVector(count, precision, tag)) {}
+
+number::number(std::uint64_t count, std::uint32_t precision, const WordGrid& grid, bool areUnset)
+    : mBody(numberfactory::createnumberVector(count, precision, grid, areUnset)) {}
 
 number::number(const number& source, NumberVector) : mBody(numberfactory::createnumberVector(source.mBody)) {}
 
@@ -64,6 +70,30 @@ number& number::resize(std::uint64_t count, std::uint32_t precision) {
     numberrepbody* const fresh = numberfactory::createnumberVector(count, precision);
     delete std::exchange(mBody, fresh);
     return *this;
+}
+
+number& number::resize(std::uint64_t count, std::uint32_t precision, const WordGrid& grid) {
+    if (precision == getprecision()) {
+        mpnumber* const wide = mBody->asMp();
+        if (wide && count != numel()) {
+            wide->resize(count, grid);
+            return *this;
+        }
+        return resize(count);
+    }
+    numberrepbody* const fresh = numberfactory::createnumberVector(count, precision, grid, false);
+    delete std::exchange(mBody, fresh);
+    return *this;
+}
+
+mpnumber* number::asWords() {
+    mpnumber* const wide = mBody->asMp();
+    return wide && wide->grid() ? wide : nullptr;
+}
+
+const mpnumber* number::asWords() const {
+    const mpnumber* const wide = std::as_const(*mBody).asMp();
+    return wide && wide->grid() ? wide : nullptr;
 }
 
 number& number::share(const number& source) {

@@ -18,6 +18,7 @@
 #include "numbers/numberops.h"
 #include "numbers/numberrepbody.h"
 #include "numbers/tags.h"
+#include "numbers/words.h"
 
 class TOLVANE_API number {
  public:
@@ -34,6 +35,8 @@ class TOLVANE_API number {
     number(std::uint64_t count, std::uint32_t precision, NumberVector tag);
     /// As above, but leaves the values uninitialised; the caller sets each before reading it.
     number(std::uint64_t count, std::uint32_t precision, UnsetVector tag);
+    /// Makes `count` values of a grid, zeros or, for doubles, uninitialised.
+    number(std::uint64_t count, std::uint32_t precision, const tolvane::detail::WordGrid& grid, bool areUnset);
     /// Copies the whole array.
     number(const number& source, NumberVector tag);
     /// Copies `count` elements from `start` on, all within the source.
@@ -78,6 +81,9 @@ class TOLVANE_API number {
     /// The body if it holds doubles, otherwise null.
     TOLVANE_INLINE_INSIDE doublenumber* asDouble();
     TOLVANE_INLINE_INSIDE const doublenumber* asDouble() const;
+    /// The body if it holds words of a grid (numbers/mpnumber.h), otherwise null.
+    mpnumber* asWords();
+    const mpnumber* asWords() const;
 
     /// Set the cursor and return the number itself.
     TOLVANE_INLINE_INSIDE number& operator[](std::uint64_t index);
@@ -89,6 +95,8 @@ class TOLVANE_API number {
     /// As above if the stored precision is already the given one; otherwise makes a new body of zeros, whose kind may
     /// differ, and the old values are lost.
     number& resize(std::uint64_t count, std::uint32_t precision);
+    /// As above; a new body is for values of a grid.
+    number& resize(std::uint64_t count, std::uint32_t precision, const tolvane::detail::WordGrid& grid);
 
     // Setting an element to itself is sound. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
     number& operator=(const number& source) { return setvalue(source); }

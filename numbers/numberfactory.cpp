@@ -51,6 +51,15 @@ numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint3
     return make<mpnumber>(count, precision, Tags::NumberVector::tag);
 }
 
+numberrepbody* numberfactory::createnumberVector(std::uint64_t count, std::uint32_t precision, const WordGrid& grid,
+                                                 bool areUnset) {
+    if (precision >= kMultiplePrecisionFrom && mpnumber::canBeWords(count, precision, grid)) {
+        return make<mpnumber>(count, precision, grid);
+    }
+    return areUnset ? createnumberVector(count, precision, Tags::UnsetVector::tag)
+                    : createnumberVector(count, precision);
+}
+
 numberrepbody* numberfactory::createnumberVector(const numberrepbody* source) {
     return makeLike(source, Tags::NumberVector::tag);
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "numbers/numberrepbody.h"
+#include "numbers/words.h"
 
 class TOLVANE_API numberfactory {
  public:
@@ -17,6 +18,9 @@ class TOLVANE_API numberfactory {
     /// As above, with values to be set by the caller: zeros, or uninitialised doubles.
     static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision,
                                              embeddedNumberTags::UnsetVector tag);
+    /// As above for values of a grid, which multi-precision arrays of several elements hold as words.
+    static numberrepbody* createnumberVector(std::uint64_t count, std::uint32_t precision,
+                                             const tolvane::detail::WordGrid& grid, bool areUnset);
     /// Copies the whole array into a body of the same kind.
     static numberrepbody* createnumberVector(const numberrepbody* source);
     /// Copies `count` elements from `start` on, all within the source, into a body of the same kind.

@@ -11,7 +11,7 @@ namespace {
 
 using Arithmetic = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
 using Comparison = int (*)(mpfr_srcptr, mpfr_srcptr);
-using Access = mpnumber::Access;
+using Reading = mpnumber::Reading;
 
 /// The double operand of a mixed operation, at the precision that a multi-precision copy takes from the other operand.
 class promoted : public mpscratch {
@@ -20,19 +20,37 @@ class promoted : public mpscratch {
         : mpscratch(mpnumber::elementPrecision(other.getprecision()), operand.todouble()) {}
 };
 
+/// A multi-precision operand, or a double one at a precision.
+class Promotion {
+ public:
+    Promotion(const numberrepbody& body, mpfr_prec_t precision) {
+        if (const mpnumber* const wide = body.asMp()) {
+            mWide.emplace(*wide);
+        } else {
+            mCopy.emplace(precision, body.todouble());
+        }
+    }
+    operator mpfr_srcptr() const { return mWide ? static_cast<mpfr_srcptr>(*mWide) : static_cast<mpfr_srcptr>(*mCopy); }
+
+ private:
+    std::optional<Reading> mWide;
+    std::optional<mpscratch> mCopy;
+};
+
 /// a = a op b, where at least one body is multi-precision.
 template <Arithmetic operation>
 void combine(numberrepbody& a, const numberrepbody& b) {
     mpnumber* const target = a.asMp();
     const mpnumber* const operand = b.asMp();
     if (target && operand) {
-        operation(Access::modifiableElement(*target), Access::element(*target), Access::element(*operand), MPFR_RNDN);
+        const Reading right(*operand);
+        target->change([&](mpfr_ptr x) { operation(x, x, right, MPFR_RNDN); });
     } else if (target) {
-        const promoted wide(b, *target);
-        operation(Access::modifiableElement(*target), Access::element(*target), wide, MPFR_RNDN);
+        const promoted right(b, *target);
+        target->change([&](mpfr_ptr x) { operation(x, x, right, MPFR_RNDN); });
     } else {
         promoted wide(a, *operand);
-        operation(wide, wide, Access::element(*operand), MPFR_RNDN);
+        operation(wide, wide, Reading(*operand), MPFR_RNDN);
         a.setvalue(mpfr_get_d(wide, MPFR_RNDN));
     }
 }
@@ -43,17 +61,16 @@ template <Comparison comparison>
     const mpnumber* const left = a.asMp();
     const mpnumber* const right = b.asMp();
     if (left) {
-        return comparison(Access::element(*left), promoted(b, *left)) != 0;
+        return comparison(Reading(*left), promoted(b, *left)) != 0;
     }
-    return comparison(promoted(a, *right), Access::element(*right)) != 0;
+    return comparison(promoted(a, *right), Reading(*right)) != 0;
 }
 
 template <Comparison comparison>
 bool compare(const numberrepbody& a, const numberrepbody& b) {
     const mpnumber* const left = a.asMp();
     const mpnumber* const right = b.asMp();
-    return left && right ? comparison(Access::element(*left), Access::element(*right)) != 0
-                         : compareMixed<comparison>(a, b);
+    return left && right ? comparison(Reading(*left), Reading(*right)) != 0 : compareMixed<comparison>(a, b);
 }
 
 template <class Integer>
@@ -117,13 +134,9 @@ void numberops::hypot(numberrepbody& target, const numberrepbody& a, const numbe
         return;
     }
     const mpfr_prec_t precision = mpnumber::elementPrecision(target.get_stored_precision());
-    const auto element = [](const numberrepbody& body, const mpscratch& copy) {
-        const mpnumber* const wide = body.asMp();
-        return wide ? wide->getelement() : static_cast<mpfr_srcptr>(copy);
-    };
-    const mpscratch copyOfA(precision, a.isDouble() ? a.todouble() : 0.0);
-    const mpscratch copyOfB(precision, b.isDouble() ? b.todouble() : 0.0);
-    mpfr_hypot(wideTarget->getmodifiableelement(), element(a, copyOfA), element(b, copyOfB), MPFR_RNDN);
+    const Promotion left(a, precision);
+    const Promotion right(b, precision);
+    wideTarget->change([&](mpfr_ptr x) { mpfr_hypot(x, left, right, MPFR_RNDN); });
 }
 
 std::int8_t numberops::fixed2int8(const numberrepbody& body, int, int scale) {

@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "fi/core/dimension_product.h"
+#include "fi/core/word_grids.h"
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/late_product.h"
@@ -20,11 +21,6 @@ using EmbeddedTypeSystem::NumericType;
 unsigned entryPrecision(const NumericType& type, unsigned precision) {
     const int wordBits = std::max(type.getWordLength(), 0);
     return std::max(precision, static_cast<unsigned>(wordBits));
-}
-
-number makeEntries(std::uint64_t count, unsigned precision, bool areUnset) {
-    return areUnset ? number(count, precision, embedded::UnsetVector::tag)
-                    : number(count, precision, embedded::NumberVector::tag);
 }
 
 /// Stores real-world values on the stored side of the type; `valueCount` is the element count, or 1 to fill the array
@@ -95,12 +91,12 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
     : mAssignmentQuantizer(type, isLocal && rules ? rules->getRoundMode() : fimath::getGlobalFimath().getRoundMode(),
                            isLocal && rules ? rules->getOverflowMode() : fimath::getGlobalFimath().getOverflowMode(),
                            tag, operation, false),
-      mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, precision), entries == Entries::unset)),
+      mReal(dimensionProduct(dims), entryPrecision(type, precision), gridOf(type), entries == Entries::unset),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
       mIsReal(!isComplex),
       mFimathIsLocal(isLocal) {
-    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), entries);
+    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, precision), type, entries);
     errorIfComplexSlopeBias(!mIsReal);
     updateNumel();
 }
@@ -108,12 +104,12 @@ fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isCom
 fi::fi(Dimensions dims, const NumericType& type, const fimath* rules, bool isComplex, const quantizer& source,
        bool isLocal, Entries entries)
     : mAssignmentQuantizer(source, type),
-      mReal(makeEntries(dimensionProduct(dims), entryPrecision(type, 0), entries == Entries::unset)),
+      mReal(dimensionProduct(dims), entryPrecision(type, 0), gridOf(type), entries == Entries::unset),
       mDims(std::move(dims)),
       mFimath(isLocal && rules ? std::make_unique<fimath>(*rules) : nullptr),
       mIsReal(!isComplex),
       mFimathIsLocal(isLocal) {
-    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), entries);
+    makeImag(isComplex ? mReal.numel() : 0, entryPrecision(type, 0), type, entries);
     applyNumericType(type);
     errorIfComplexSlopeBias(!mIsReal);
     updateNumel();

@@ -6,9 +6,12 @@
 #include <memory>
 #include <utility>
 
+#include "fi/core/word_grids.h"
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/late_product.h"
+
+using namespace tolvane::detail;
 
 fi& fi::cleared(fi& reg) {
     reg.mReal = 0.0;
@@ -103,7 +106,7 @@ fi::fi(const fi& source, embedded::CopyElement)
       mDims{1, 1},
       mIsReal(source.isreal()),
       mFimathIsLocal(source.mFimathIsLocal) {
-    makeImag(mIsReal ? 0 : 1, source.wordPrecision(), Entries::zero);
+    makeImag(mIsReal ? 0 : 1, source.wordPrecision(), source.getNumericType(), Entries::zero);
     // An empty array has no current element, and gives zero.
     if (!source.mReal.isempty()) {
         mReal = source.mReal;
@@ -125,7 +128,7 @@ fi::fi(const fi& source, CopyReal)
 fi::fi(const fi& source, CopyImag)
     : mAssignmentQuantizer(source.mAssignmentQuantizer),
       mReal(source.iscomplex() ? copyOf(source, source.imagPart())
-                               : number(source.mNumel, source.wordPrecision(), embedded::NumberVector::tag)),
+                               : number(source.mNumel, source.wordPrecision(), gridOf(source.getNumericType()), false)),
       mDims(source.mDims),
       mFimathIsLocal(source.mFimathIsLocal) {
     finishCopy(source);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "fi/core/dimension_product.h"
+#include "fi/core/word_grids.h"
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/late_product.h"
@@ -21,14 +22,9 @@ const number& fi::getZeroNumber() {
 
 fi::~fi() = default;
 
-void fi::makeImag(std::uint64_t count, unsigned precision, Entries entries) {
-    if (count == 0) {
-        return;
-    }
-    if (entries == Entries::unset) {
-        mImag.emplace(count, precision, embedded::UnsetVector::tag);
-    } else {
-        mImag.emplace(count, precision, embedded::NumberVector::tag);
+void fi::makeImag(std::uint64_t count, unsigned precision, const NumericType& type, Entries entries) {
+    if (count > 0) {
+        mImag.emplace(count, precision, gridOf(type), entries == Entries::unset);
     }
 }
 
@@ -90,7 +86,7 @@ void fi::coordinateComplexity(bool makeComplex, unsigned precision) {
     }
     errorIfComplexSlopeBias(true);
     if (isreal()) {
-        imagEntries().resize(mNumel, std::max(precision, wordPrecision()));
+        imagEntries().resize(mNumel, std::max(precision, wordPrecision()), gridOf(getNumericType()));
         setIsReal(false);
     }
 }
@@ -141,7 +137,7 @@ void fi::resizeEntries(std::uint64_t count, unsigned precision, bool isComplex) 
 
 void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
     try {
-        part.resize(count, precision);
+        part.resize(count, precision, gridOf(getNumericType()));
     } catch (...) {
         mDims = {0, 0};
         updateNumel();
@@ -170,7 +166,7 @@ void fi::setPrecision(unsigned precision) {
     if (iscomplex()) {
         resizeEntries(mNumel, precision, true);
     } else {
-        mReal.resize(mNumel, precision);
+        mReal.resize(mNumel, precision, gridOf(getNumericType()));
     }
 }
 
