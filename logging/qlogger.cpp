@@ -170,6 +170,23 @@ void qlogger::addArrayStatistics(std::uint64_t count, std::uint64_t overflows, s
     mNoperations += count;
 }
 
+void qlogger::addArrayStatistics(std::uint64_t count, std::uint64_t overflows, std::uint64_t underflows,
+                                 const number& max, const number& min) const {
+    if (!isLogging()) {
+        return;
+    }
+    Numbers& extremes = numbers();
+    if (extremes.max < max) {
+        extremes.max = max;
+    }
+    if (extremes.min > min) {
+        extremes.min = min;
+    }
+    mNoverflows += overflows;
+    mNunderflows += underflows;
+    mNoperations += count;
+}
+
 void qlogger::makeNumbers() const {
     mNumbers.reset(new Numbers{number(mMax, doublenumber::kScalarPrecision, false),
                                number(mMin, doublenumber::kScalarPrecision, false)});

@@ -121,6 +121,8 @@ class TOLVANE_API qlogger {
     /// (without NaN; the initial values if all are NaN). The same as one call per value. Gated.
     void addArrayStatistics(std::uint64_t count, std::uint64_t overflows, std::uint64_t underflows, double max,
                             double min) const;
+    void addArrayStatistics(std::uint64_t count, std::uint64_t overflows, std::uint64_t underflows, const number& max,
+                            const number& min) const;
     /// Takes the extremes of the other log.
     void copyMinMax(const qlogger& other) const;
 

@@ -5,12 +5,25 @@
 // type V, the operators + - * / < >= == and the five functions that numbers/rounding.h names; a V that has them gets
 // all rules with the results of the scalar form in every bit, signs of zero included. The order of the operations is
 // part of each rule: `nearest` of 0.5 - 2^-54 is 1, since the sum with 0.5 rounds.
+//
+// For integers, which have no such sums, each rule also says what is added to a quotient rounded down: `increment`, 0
+// or 1, from flags of the same kind that say whether the remainder is at least a half and whether it is more than 0 or
+// a half, whether the dividend is negative, and whether the quotient is odd. `keepsMinus` says whether a negative
+// dividend that is rounded to zero gives -0, as floats of many bits have it.
 
 /// Toward plus infinity.
 struct CeilRule {
     template <class V>
     static V apply(V x) {
         return roundCeil(x);
+    }
+    template <class Flag>
+    static constexpr Flag increment(Flag half, Flag rest, Flag, Flag) {
+        return half | rest;
+    }
+    template <class Flag>
+    static constexpr Flag keepsMinus(Flag, Flag) {
+        return Flag{1};
     }
 };
 
@@ -20,6 +33,14 @@ struct FloorRule {
     static V apply(V x) {
         return roundFloor(x);
     }
+    template <class Flag>
+    static constexpr Flag increment(Flag, Flag, Flag, Flag) {
+        return Flag{0};
+    }
+    template <class Flag>
+    static constexpr Flag keepsMinus(Flag, Flag) {
+        return Flag{0};
+    }
 };
 
 /// Toward zero; a negative fraction gives -0.0.
@@ -28,6 +49,14 @@ struct FixRule {
     static V apply(V x) {
         return choose(x >= like(x, 0.0), roundFloor(x), roundCeil(x));
     }
+    template <class Flag>
+    static constexpr Flag increment(Flag half, Flag rest, Flag negative, Flag) {
+        return negative & (half | rest);
+    }
+    template <class Flag>
+    static constexpr Flag keepsMinus(Flag, Flag) {
+        return Flag{1};
+    }
 };
 
 /// To nearest, ties toward plus infinity.
@@ -35,6 +64,14 @@ struct NearestRule {
     template <class V>
     static V apply(V x) {
         return roundFloor(x + like(x, 0.5));
+    }
+    template <class Flag>
+    static constexpr Flag increment(Flag half, Flag, Flag, Flag) {
+        return half;
+    }
+    template <class Flag>
+    static constexpr Flag keepsMinus(Flag, Flag) {
+        return Flag{0};
     }
 };
 
@@ -47,6 +84,14 @@ struct RoundRule {
         const V whole = roundFloor(size + like(x, 0.5));
         const V withSign = choose(x < like(x, 0.0), like(x, -0.0) - whole, whole);
         return choose(size >= like(x, 0x1p52), x, withSign);
+    }
+    template <class Flag>
+    static constexpr Flag increment(Flag half, Flag rest, Flag negative, Flag) {
+        return half & (rest | (negative ^ Flag{1}));
+    }
+    template <class Flag>
+    static constexpr Flag keepsMinus(Flag, Flag) {
+        return Flag{1};
     }
 };
 
@@ -62,6 +107,14 @@ struct ConvergentRule {
         const V above = roundFloor(sum);
         const V even = roundFloor(sum * like(x, 0.5)) * like(x, 2.0);
         return choose(above - like(x, 0.5) == x, even, above);
+    }
+    template <class Flag>
+    static constexpr Flag increment(Flag half, Flag rest, Flag, Flag odd) {
+        return half & (rest | odd);
+    }
+    template <class Flag>
+    static constexpr Flag keepsMinus(Flag half, Flag rest) {
+        return (half ^ Flag{1}) | rest;
     }
 };
 

@@ -8,10 +8,12 @@
 #include "fi/bulk/blocks.h"
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/seams.h"
+#include "fi/bulk/wide_elementwise.h"
 #include "fi/fi.h"
 #include "fi/ops/element_machine.h"
 #include "fi/ops/lent_product_logs.h"
 #include "fi/result_types/late_product.h"
+#include "fi/result_types/plain_words.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
 #include "host/ErrorIdException.h"
@@ -190,7 +192,20 @@ fi& fi::times(const fi& b) const {
         return *result.release();
     }
     fi& reg = *left.productRegister();
-    if (!arrayseams::multiply(left, right, operands, reg, *reg.mSumRegister, *result, std::ref(byElements))) {
+    const auto multiplyWide = [&] {
+        const fi& sum = *reg.mSumRegister;
+        // The cells that are quantized are floats of many bits.
+        const number& cells = areBothComplex ? sum.mReal : reg.mReal;
+        const unsigned quantized = areBothComplex ? std::max(wordBits(sum), precision + 1) : reg.mReal.getprecision();
+        return !areEntriesDoubles(quantized) && !number::getDefaultForceMultiplePrecision() && !isSlopeBiasScaled() &&
+               !b.isSlopeBiasScaled() && !rules.isProductSlopeBiasScaled() &&
+               wide::multiply(left, right, operands, *result,
+                              {reg.getAssignmentQuantizer(), reg.getQlogger(), sum.getAssignmentQuantizer(),
+                               sum.getCastBeforeSum(), cells.getprecision()},
+                              std::ref(byElements));
+    };
+    if (!arrayseams::multiply(left, right, operands, reg, *reg.mSumRegister, *result, std::ref(byElements)) &&
+        !multiplyWide()) {
         if (isComplex || getLogging() || isSlopeBiasScaled() || b.isSlopeBiasScaled() ||
             rules.isProductSlopeBiasScaled()) {
             byElements(0, result->numel());

@@ -6,6 +6,7 @@
 
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/seams.h"
+#include "fi/bulk/wide_elementwise.h"
 #include "fi/fi.h"
 #include "fi/ops/element_machine.h"
 #include "fi/result_types/plain_words.h"
@@ -20,6 +21,7 @@ namespace {
 struct Sum : Plus {
     static constexpr const char* kName = "plus";
     static constexpr auto kSign = arrayseams::Sign::plus;
+    static constexpr auto kWideSign = wide::Sign::plus;
     static double bias(const fi& a, const fi& b, const fi& result) {
         return b.getBias() + a.getBias() - result.getBias();
     }
@@ -27,6 +29,7 @@ struct Sum : Plus {
 struct Difference : Minus {
     static constexpr const char* kName = "minus";
     static constexpr auto kSign = arrayseams::Sign::minus;
+    static constexpr auto kWideSign = wide::Sign::minus;
     static double bias(const fi& a, const fi& b, const fi& result) {
         return a.getBias() - b.getBias() - result.getBias();
     }
@@ -181,10 +184,15 @@ fi& fi::combineArrays(const fi& b) const {
         makeCells();
         operands.walk(*result, begin, end, [&] { result->combineElements<Operation>(*this, b, *tmp, *scratch); });
     };
-    if (isSlopeBiasCase || !areEntriesDoubles(std::max(wordBits(*result), precision)) ||
-        number::getDefaultForceMultiplePrecision() ||
-        !arrayseams::add(Operation::kSign, *this, b, operands, *result, rules.getCastBeforeSum(),
-                         std::ref(byElements))) {
+    const unsigned cellPrecision = std::max(wordBits(*result), precision);
+    const auto addArrays = [&] {
+        return areEntriesDoubles(cellPrecision)
+                   ? arrayseams::add(Operation::kSign, *this, b, operands, *result, rules.getCastBeforeSum(),
+                                     std::ref(byElements))
+                   : wide::add(Operation::kWideSign, *this, b, operands, *result, rules.getCastBeforeSum(),
+                               cellPrecision, std::ref(byElements));
+    };
+    if (isSlopeBiasCase || number::getDefaultForceMultiplePrecision() || !addArrays()) {
         byElements(0, result->numel());
     }
     return *result.release();

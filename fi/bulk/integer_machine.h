@@ -1,0 +1,140 @@
+// The machines that run the steps of arithmetic (fi/bulk/steps.inl.h) on integers of many bits: one on blocks of them,
+// and one on their extents, which finds the width that all intermediate values need and proves that the element steps,
+// which work with floats of a precision, give the same.
+#pragma once
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "fi/bulk/steps.h"
+#include "numbers/mpnumber.h"
+#include "quantization/integer_blocks.h"
+#include "quantization/integer_tally.h"
+#include "quantization/quantizer.h"
+
+namespace tolvane::detail {
+
+/// The format of a quantizer with `isFixedPoint`.
+inline integers::Format integerFormatOf(const quantizer& q) {
+    return {{-q.getFractionlength(), q.getWordlength(), q.isSignedFixed()}, q.getRoundMode(), q.getOverflowMode()};
+}
+/// Follows extents through the steps. A cell of the element steps is a float of `precision` bits, rounded to nearest.
+class ExtentMachine {
+ public:
+    using Cell = integers::Extent;
+    using Sign = integers::Sign;
+    struct Place {
+        integers::Format format;
+        bool casts;
+        int precision;  // of the cells that it quantizes
+    };
+
+    ExtentMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums)
+        : product(ofProducts), pair(ofPairs), sum(ofSums) {}
+
+    void multiply(Cell& cell, const Cell& a, const Cell& b) { set(cell, integers::productOf(a, b)); }
+    void combine(Sign sign, Cell& cell, const Cell& x) { set(cell, integers::sumOf(sign, cell, x)); }
+    static bool casts(const Place& place) { return place.casts; }
+    Cell cast(const Place& place, const Cell& x) {
+        Cell result = x;
+        if (place.casts) {
+            quantize(place, result);
+        }
+        return result;
+    }
+    void quantize(const Place& place, Cell& cell) {
+        const integers::Format& format = place.format;
+        const int shift = format.grid.exponent - cell.exponent;
+        // A cell that holds its values exactly is rounded by exact sums, if these fit in it, too.
+        const bool addsHalf = format.round != embedded::RoundModeEnum::Floor &&
+                              format.round != embedded::RoundModeEnum::Ceil &&
+                              format.round != embedded::RoundModeEnum::Fix;
+        const int bits = shift > 0 && addsHalf ? std::max(cell.bits, shift - 1) + 1 : cell.bits;
+        mHolds = mHolds && bits <= place.precision && format.grid.bits < place.precision;
+        mNeeded = std::max(mNeeded, shift > 0 ? shift + 2 : 0);
+        const Cell rounded = integers::roundedOf(format, cell);
+        hold(rounded);
+        if (!integers::covers(format, cell)) {
+            mNeeded = std::max(mNeeded, format.grid.bits + 1);
+        }
+        cell = integers::extentOf(format.grid);
+        hold(cell);
+    }
+
+    /// Whether the integers give what the element steps give.
+    bool holds() const { return mHolds; }
+    /// Makes room for an operand.
+    void hold(const Cell& x) { mNeeded = std::max(mNeeded, integers::neededBits(x)); }
+    /// The width that holds all integers.
+    std::size_t width() const { return integers::widthFor(mNeeded); }
+
+    Place product;
+    Place pair;
+    Place sum;
+
+ private:
+    void set(Cell& cell, const Cell& extent) {
+        cell = extent;
+        hold(cell);
+    }
+
+    bool mHolds = true;
+    int mNeeded = 0;
+};
+
+/// Runs the steps on blocks of one width.
+class IntegerMachine {
+ public:
+    using Cell = integers::Block;
+    using Sign = integers::Sign;
+    struct Place {
+        integers::Format format;
+        bool casts;
+        integers::IntegerTally* tally;  // null where nothing is counted
+    };
+
+    /// `scratch` holds a converted operand.
+    IntegerMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums, std::size_t width, Cell scratch)
+        : product(ofProducts), pair(ofPairs), sum(ofSums), mWidth(width), mScratch(scratch) {}
+
+    /// The number of values in each block from now on.
+    void setCount(std::size_t count) { mCount = count; }
+
+    void multiply(Cell& cell, const Cell& a, const Cell& b) const { integers::multiply(a, b, mCount, mWidth, cell); }
+    void combine(Sign sign, Cell& cell, const Cell& x) const { integers::combine(sign, x, mCount, mWidth, cell); }
+    static bool casts(const Place& place) { return place.casts; }
+    const Cell& cast(const Place& place, Cell& x) {
+        if (place.casts) {
+            quantize(place, x);
+        }
+        return x;
+    }
+    const Cell& cast(const Place& place, const Cell& x) {
+        if (!place.casts) {
+            return x;
+        }
+        integers::copy(x, mCount, mWidth, mScratch);
+        quantize(place, mScratch);
+        return mScratch;
+    }
+    void quantize(const Place& place, Cell& cell) const {
+        if (!place.tally) {
+            integers::quantize(place.format, mCount, mWidth, cell, nullptr);
+            return;
+        }
+        integers::Notes notes = place.tally->blank();
+        integers::quantize(place.format, mCount, mWidth, cell, &notes);
+        place.tally->join(notes, mCount, cell.extent.exponent);
+    }
+
+    Place product;
+    Place pair;
+    Place sum;
+
+ private:
+    std::size_t mCount = 0;
+    std::size_t mWidth;
+    Cell mScratch;
+};
+
+}  // namespace tolvane::detail

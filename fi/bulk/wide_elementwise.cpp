@@ -1,0 +1,289 @@
+#include "fi/bulk/wide_elementwise.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "fi/bulk/integer_machine.h"
+#include "fi/bulk/wide_operands.h"
+#include "quantization/tally.h"
+
+namespace tolvane::detail::wide {
+
+namespace {
+
+using integers::Arena;
+using integers::Block;
+using integers::Extent;
+using integers::IntegerTally;
+using integers::kBlock;
+
+/// The element precision of cells, as a number of bits.
+int cellBits(unsigned precision) {
+    return static_cast<int>(mpnumber::elementPrecision(precision));
+}
+
+/// Both parts of an array, the imaginary one if there is one.
+struct Operand {
+    static std::optional<Operand> of(const fi& x, std::uint64_t count, bool isScalar) {
+        const EmbeddedTypeSystem::NumericType& type = x.getNumericType();
+        std::optional<Source> real = Source::of(x.real(), type, count, isScalar);
+        if (!real) {
+            return std::nullopt;
+        }
+        Operand result{std::move(*real), std::nullopt};
+        if (x.iscomplex()) {
+            result.imag = Source::of(x.imag(), type, count, isScalar);
+            if (!result.imag) {
+                return std::nullopt;
+            }
+        }
+        return result;
+    }
+    Source real;
+    std::optional<Source> imag;
+};
+
+/// The parts of the result.
+struct Results {
+    static std::optional<Results> of(fi& x) {
+        const auto part = [&x](const number& entries) {
+            return Target::of(const_cast<number&>(entries), x.getNumericType(), x.numel());
+        };
+        const std::optional<Target> real = part(x.real());
+        const std::optional<Target> imag = x.iscomplex() ? part(x.imag()) : std::nullopt;
+        if (!real || (x.iscomplex() && !imag)) {
+            return std::nullopt;
+        }
+        return Results{*real, imag};
+    }
+    Target real;
+    std::optional<Target> imag;
+};
+
+/// Runs blocks one after the other. `runBlock(begin, length)` computes one and notes it in the tallies if anything is
+/// counted; `logMath(length)` counts its operations.
+template <std::size_t places, class RunBlock, class LogMath>
+void runBlocks(std::uint64_t count, bool counts, Ledger<IntegerTally, places> ledger,
+               std::array<IntegerTally, places>& tallies, const RunBlock& runBlock, const LogMath& logMath,
+               const ByElements& byElements) {
+    std::array<const IntegerTally*, places> noted;
+    std::ranges::transform(tallies, noted.begin(), [](const IntegerTally& tally) { return &tally; });
+    for (std::uint64_t begin = 0; begin < count; begin += kBlock) {
+        const std::size_t length = std::min<std::uint64_t>(kBlock, count - begin);
+        runBlock(begin, length);
+        if (!counts) {
+            continue;
+        }
+        if (ledger.append(noted)) {
+            logMath(length);
+        } else {
+            ledger.handOver();
+            byElements(begin, begin + length);
+        }
+        std::ranges::for_each(tallies, [](IntegerTally& tally) { tally.clear(); });
+    }
+    if (counts) {
+        ledger.handOver();
+    }
+}
+
+}  // namespace
+
+namespace {
+
+/// One part of a sum; without a right term it is only quantized, as the zero of a real operand isn't added.
+struct PartOfSum {
+    Source left;
+    std::optional<Source> right;
+};
+
+template <class Machine, class Cell, class Term>
+void addStep(Machine& machine, Sign sign, Cell& total, Term* term) {
+    if (term) {
+        steps::combineStep(machine, machine.sum, sign, total, *term);
+        return;
+    }
+    if (machine.casts(machine.sum)) {
+        machine.quantize(machine.sum, total);
+    }
+    machine.quantize(machine.sum, total);
+}
+
+}  // namespace
+
+bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operands, fi& result, bool castsBeforeSum,
+         unsigned precision, const ByElements& byElements) {
+    const quantizer& q = result.getAssignmentQuantizer();
+    const std::uint64_t count = result.numel();
+    if (!q.isFixedPoint()) {
+        return false;
+    }
+    std::optional<Operand> a = Operand::of(left, count, operands.leftIsScalar());
+    std::optional<Operand> b = Operand::of(right, count, operands.rightIsScalar());
+    if (!a || !b) {
+        return false;
+    }
+    std::vector<PartOfSum> parts;
+    parts.push_back({std::move(a->real), std::move(b->real)});
+    if (result.iscomplex()) {
+        parts.push_back({a->imag ? std::move(*a->imag) : Source::zeros(), std::move(b->imag)});
+    }
+
+    const integers::Format format = integerFormatOf(q);
+    const ExtentMachine::Place extents{format, castsBeforeSum, cellBits(precision)};
+    ExtentMachine proof(extents, extents, extents);
+    for (const PartOfSum& part : parts) {
+        Extent total = part.left.extent();
+        const Extent term = part.right ? part.right->extent() : Extent();
+        proof.hold(total);
+        proof.hold(term);
+        addStep(proof, sign, total, part.right ? &term : nullptr);
+    }
+    std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
+    if (!out) {
+        return false;
+    }
+
+    const qlogger& log = q.getQlogger();
+    const bool counts = log.isLogging();
+    const std::size_t width = proof.width();
+    Arena arena(width, 2 + 2 * parts.size());
+    std::array tallies{IntegerTally(width)};
+    const IntegerMachine::Place sum{format, castsBeforeSum, counts ? tallies.data() : nullptr};
+    IntegerMachine machine(sum, sum, sum, width, arena.next());
+    Block total = arena.next();
+    for (PartOfSum& part : parts) {
+        part.left.open(arena, width);
+        if (part.right) {
+            part.right->open(arena, width);
+        }
+    }
+    const std::array targets{&out->real, out->imag ? &*out->imag : nullptr};
+    runBlocks(
+        count, counts, Ledger<IntegerTally, 1>({&log}, tallies.front()), tallies,
+        [&](std::uint64_t begin, std::size_t length) {
+            machine.setCount(length);
+            for (std::size_t i = 0; i < parts.size(); ++i) {
+                parts[i].left.take(begin, length, total);
+                addStep(machine, sign, total, parts[i].right ? &parts[i].right->block(begin, length) : nullptr);
+                targets[i]->store(total, begin, length, width);
+            }
+        },
+        [&](std::size_t length) { addMathOperations(log, length); }, byElements);
+    operands.settle(result);
+    return true;
+}
+
+// Products.
+
+namespace {
+
+/// One part of a product: left * right, or with a second pair of factors their sum or difference.
+struct PartOfProduct {
+    Source* left;
+    Source* right;
+    Source* secondLeft = nullptr;
+    Source* secondRight = nullptr;
+    Sign sign = Sign::plus;
+};
+
+template <class Machine, class Cell, class Factor>
+void multiplyPart(Machine& machine, const PartOfProduct& part, Cell& cell, Cell& other, const Factor& factor) {
+    if (part.secondLeft) {
+        steps::multiplyPairStep(machine, part.sign, cell, other, factor(part.left), factor(part.right),
+                                factor(part.secondLeft), factor(part.secondRight));
+    } else {
+        steps::multiplyStep(machine, cell, factor(part.left), factor(part.right));
+    }
+}
+
+}  // namespace
+
+bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi& result, const ProductPlaces& places,
+              const ByElements& byElements) {
+    const std::uint64_t count = result.numel();
+    const bool isComplexByComplex = left.iscomplex() && right.iscomplex();
+    if (!places.product.isFixedPoint() || (isComplexByComplex && !places.sum.isFixedPoint())) {
+        return false;
+    }
+    std::optional<Operand> a = Operand::of(left, count, left.isscalar());
+    std::optional<Operand> b = Operand::of(right, count, right.isscalar());
+    if (!a || !b) {
+        return false;
+    }
+    std::vector<PartOfProduct> parts;
+    if (isComplexByComplex) {
+        parts.push_back({&a->real, &b->real, &*a->imag, &*b->imag, Sign::minus});
+        parts.push_back({&*a->imag, &b->real, &a->real, &*b->imag, Sign::plus});
+    } else {
+        parts.push_back({&a->real, &b->real});
+        if (a->imag) {
+            parts.push_back({&*a->imag, &b->real});
+        }
+    }
+    const integers::Format productFormat = integerFormatOf(places.product);
+    const integers::Format sumFormat = isComplexByComplex ? integerFormatOf(places.sum) : productFormat;
+    const int precision = cellBits(places.precision);
+    const ExtentMachine::Place sumExtents{sumFormat, places.castsBeforeSum, precision};
+    ExtentMachine proof({productFormat, false, precision}, sumExtents, sumExtents);
+    for (const PartOfProduct& part : parts) {
+        Extent cell;
+        Extent other;
+        multiplyPart(proof, part, cell, other, [&proof](const Source* source) {
+            proof.hold(source->extent());
+            return source->extent();
+        });
+    }
+    std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
+    if (!out) {
+        return false;
+    }
+
+    const qlogger& pairLog = places.sum.getQlogger();
+    const qlogger& resultLog = result.getQlogger();
+    const bool countsResults = qlogger::getLogging();
+    const bool counts = places.productLog.isLogging() || pairLog.isLogging() || countsResults;
+    const std::size_t width = proof.width();
+    Arena arena(width, 7);
+    std::array tallies{IntegerTally(width), IntegerTally(width), IntegerTally(width)};
+    auto& [productTally, pairTally, resultTally] = tallies;
+    const IntegerMachine::Place sum{sumFormat, places.castsBeforeSum, counts ? &pairTally : nullptr};
+    IntegerMachine machine({productFormat, false, counts ? &productTally : nullptr}, sum, sum, width, arena.next());
+    Block cell = arena.next();
+    Block other = arena.next();
+    for (Source* const source : {&a->real, &b->real, a->imag ? &*a->imag : nullptr, b->imag ? &*b->imag : nullptr}) {
+        if (source) {
+            source->open(arena, width);
+        }
+    }
+    const std::array targets{&out->real, out->imag ? &*out->imag : nullptr};
+    runBlocks(
+        count, counts, Ledger<IntegerTally, 3>({&places.productLog, &pairLog, &resultLog}, productTally), tallies,
+        [&](std::uint64_t begin, std::size_t length) {
+            machine.setCount(length);
+            for (std::size_t i = 0; i < parts.size(); ++i) {
+                multiplyPart(machine, parts[i], cell, other,
+                             [&](Source* source) -> const Block& { return source->block(begin, length); });
+                if (countsResults) {
+                    // The store in the result, which is of their format, is logged, too.
+                    integers::Notes notes = resultTally.blank();
+                    integers::watch(cell, length, width, notes);
+                    resultTally.join(notes, length, cell.extent.exponent);
+                }
+                targets[i]->store(cell, begin, length, width);
+            }
+        },
+        [&](std::size_t length) {
+            if (!isComplexByComplex) {
+                addMathOperations(places.productLog, length);
+            }
+        },
+        byElements);
+    operands.settle(result);
+    return true;
+}
+
+}  // namespace tolvane::detail::wide

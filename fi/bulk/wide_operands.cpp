@@ -1,0 +1,112 @@
+#include "fi/bulk/wide_operands.h"
+
+#include <cstdlib>
+#include <span>
+
+#include "fi/core/word_grids.h"
+#include "numbers/mpnumber.h"
+
+namespace tolvane::detail::wide {
+
+using integers::Block;
+using integers::Extent;
+
+bool isUsual(const WordGrid& grid) {
+    constexpr int kGreatestExponent = 400;
+    return grid.bits > 0 && std::abs(grid.exponent) <= kGreatestExponent &&
+           grid.exponent + grid.bits <= kGreatestExponent;
+}
+
+std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count,
+                                 bool isScalar) {
+    if (part.numel() != (isScalar ? 1 : count)) {
+        return std::nullopt;
+    }
+    const mpnumber* const words = part.asWords();
+    const WordGrid grid = words ? *words->grid() : gridOf(type);
+    if (!isUsual(grid)) {
+        return std::nullopt;
+    }
+    Source source(integers::extentOf(grid));
+    if (words && !isScalar) {
+        source.mWords = words->words();
+        return source;
+    }
+    if (isScalar) {
+        source.mScalar.emplace(1, grid);
+        number value(0.0, part.getprecision(), true);
+        value.setvalue(part);
+        if (!source.mScalar->store(0, value.body().asMp()->getelement())) {
+            return std::nullopt;
+        }
+        source.mWords = source.mScalar->span();
+        return source;
+    }
+    const doublenumber* const doubles = part.asDouble();
+    if (!doubles || !integers::areWithin(doubles->elements(), source.mExtent)) {
+        return std::nullopt;
+    }
+    source.mDoubles = doubles->elements().data();
+    return source;
+}
+
+Source Source::zeros() {
+    Source source(integers::extentOf({0, 1, true}));
+    source.mScalar.emplace(1, WordGrid{0, 1, true});
+    source.mWords = source.mScalar->span();
+    return source;
+}
+
+void Source::open(integers::Arena& arena, std::size_t width) {
+    mWidth = width;
+    mBlock = arena.next();
+    if (mScalar) {
+        integers::load(*mWords, 0, 1, width, mBlock);
+        integers::spread(integers::kBlock, width, mBlock);
+    }
+}
+
+const Block& Source::block(std::uint64_t begin, std::size_t count) {
+    if (!mScalar) {
+        take(begin, count, mBlock);
+    }
+    return mBlock;
+}
+
+void Source::take(std::uint64_t begin, std::size_t count, Block& out) const {
+    if (mDoubles) {
+        integers::load(mDoubles + begin, count, mExtent, mWidth, out);
+    } else if (mScalar) {
+        integers::copy(mBlock, count, mWidth, out);
+    } else {
+        integers::load(*mWords, begin, count, mWidth, out);
+    }
+}
+
+std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count) {
+    const WordGrid grid = gridOf(type);
+    if (part.numel() != count || !isUsual(grid)) {
+        return std::nullopt;
+    }
+    Target target;
+    target.mBits = grid.bits;
+    if (doublenumber* const doubles = part.asDouble()) {
+        target.mDoubles = doubles->elements().data();
+        return target;
+    }
+    if (!mpnumber::canBeWords(count, part.getprecision(), grid)) {
+        return std::nullopt;
+    }
+    target.mWords = &part.body().asMp()->rewrite(grid);
+    return target;
+}
+
+void Target::store(const Block& block, std::uint64_t begin, std::size_t count, std::size_t width) {
+    if (mDoubles) {
+        integers::store(block, count, width, mDoubles + begin);
+    } else {
+        integers::store(block, count, width, *mWords, begin);
+    }
+}
+
+}  // namespace tolvane::detail::wide

@@ -1,0 +1,63 @@
+// Operands and results of array code that computes with integers of many bits (quantization/integer_blocks.h).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "descriptors/NumericType.h"
+#include "numbers/number.h"
+#include "numbers/wordarray.h"
+#include "quantization/integer_blocks.h"
+
+namespace tolvane::detail::wide {
+
+/// One part of an operand, real or imaginary, by blocks: words, doubles that are integers of the type, or one value for
+/// all elements.
+class Source {
+ public:
+    /// Of `count` elements, or of a scalar that meets as many. Gives nothing if the values aren't integers of a grid,
+    /// or not those of the array alone, as in a view.
+    static std::optional<Source> of(const number& part, const EmbeddedTypeSystem::NumericType& type,
+                                    std::uint64_t count, bool isScalar);
+    /// Zeros.
+    static Source zeros();
+
+    const integers::Extent& extent() const { return mExtent; }
+    /// Takes a block from the arena.
+    void open(integers::Arena& arena, std::size_t width);
+    /// A block; a multiple of 64 is its beginning.
+    const integers::Block& block(std::uint64_t begin, std::size_t count);
+    /// A block of which the caller gives the memory.
+    void take(std::uint64_t begin, std::size_t count, integers::Block& out) const;
+
+ private:
+    explicit Source(const integers::Extent& extent) : mExtent(extent) {}
+
+    integers::Extent mExtent;
+    const double* mDoubles = nullptr;
+    std::optional<WordSpan> mWords;
+    std::optional<wordarray> mScalar;
+    integers::Block mBlock;
+    std::size_t mWidth = 0;
+};
+
+/// One part of a result.
+class Target {
+ public:
+    /// Gives nothing if the results aren't integers that array code can store.
+    static std::optional<Target> of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
+    void store(const integers::Block& block, std::uint64_t begin, std::size_t count, std::size_t width);
+    /// The bits of the integers that `store` reads.
+    int bits() const { return mBits; }
+
+ private:
+    double* mDoubles = nullptr;
+    wordarray* mWords = nullptr;
+    int mBits = 0;
+};
+
+/// Whether exponents and lengths are such that products, and extremes as doubles, are in range.
+bool isUsual(const WordGrid& grid);
+
+}  // namespace tolvane::detail::wide

@@ -1,0 +1,643 @@
+#include "quantization/integer_blocks.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+
+#include "numbers/rounding.h"
+#include "quantization/double_rules.h"
+#include "quantization/tally.h"
+
+namespace tolvane::detail::integers {
+
+namespace {
+
+constexpr int kLimbBits = WordGrid::kLimbBits;
+using rounding::RoundingRules;
+
+constexpr mp_size_t sizeOf(std::size_t width) {
+    return static_cast<mp_size_t>(width);
+}
+mp_limb_t signLimb(mp_limb_t top) {
+    return static_cast<mp_limb_t>(static_cast<std::int64_t>(top) >> (kLimbBits - 1));
+}
+
+/// Integers of one and two limbs as the processor's own.
+template <int limbs>
+struct Native;
+template <>
+struct Native<1> {
+    using Int = std::int64_t;
+    using Unsigned = std::uint64_t;
+};
+template <>
+struct Native<2> {
+    __extension__ typedef __int128 Int;
+    __extension__ typedef unsigned __int128 Unsigned;
+};
+
+/// Calls `loops` with the kind of integers of a width: a number of limbs, or 0 for any number.
+template <class Loops>
+decltype(auto) byWidth(std::size_t width, const Loops& loops) {
+    switch (width) {
+        case 1:
+            return loops(std::integral_constant<int, 1>());
+        case 2:
+            return loops(std::integral_constant<int, 2>());
+        default:
+            return loops(std::integral_constant<int, 0>());
+    }
+}
+
+template <int limbs>
+auto* integersOf(const Block& block) {
+    using Int [[gnu::may_alias]] = typename Native<limbs>::Int;
+    return reinterpret_cast<Int*>(block.limbs);
+}
+
+template <class Predicate>
+std::uint64_t maskOf(std::size_t count, const Predicate& holds) {
+    std::uint64_t mask = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        mask |= static_cast<std::uint64_t>(holds(i)) << i;
+    }
+    return mask;
+}
+
+bool isZero(const mp_limb_t* x, std::size_t width) {
+    mp_limb_t all = 0;
+    for (std::size_t i = 0; i < width; ++i) {
+        all |= x[i];
+    }
+    return all == 0;
+}
+
+std::uint64_t zerosOf(const Block& block, std::size_t count, std::size_t width) {
+    return maskOf(count, [&](std::size_t i) { return isZero(block.limbs + i * width, width); });
+}
+
+/// The integers below zero, and the negative zeros.
+std::uint64_t signsOf(const Block& block, std::size_t count, std::size_t width) {
+    return block.negativeZeros |
+           maskOf(count, [&](std::size_t i) { return block.limbs[i * width + width - 1] >> (kLimbBits - 1) != 0; });
+}
+
+// Integers of any number of limbs.
+
+/// x = x * 2^shift
+void shiftLeft(mp_limb_t* x, std::size_t width, unsigned shift) {
+    const std::size_t whole = shift / kLimbBits;
+    if (whole > 0) {
+        std::copy_backward(x, x + width - whole, x + width);
+        std::fill_n(x, whole, 0);
+    }
+    if (shift % kLimbBits != 0) {
+        mpn_lshift(x + whole, x + whole, sizeOf(width - whole), shift % kLimbBits);
+    }
+}
+
+/// x = floor(x / 2^shift)
+void shiftRight(mp_limb_t* x, std::size_t width, unsigned shift) {
+    const std::size_t whole = shift / kLimbBits;
+    const unsigned rest = shift % kLimbBits;
+    const mp_limb_t sign = signLimb(x[width - 1]);
+    if (whole > 0) {
+        std::copy(x + whole, x + width, x);
+        std::fill_n(x + width - whole, whole, sign);
+    }
+    if (rest != 0) {
+        mpn_rshift(x, x, sizeOf(width), rest);
+        x[width - 1] |= sign << (static_cast<unsigned>(kLimbBits) - rest);
+    }
+}
+
+bool bitOf(const mp_limb_t* x, unsigned bit) {
+    return (x[bit / kLimbBits] >> (bit % kLimbBits) & 1U) != 0;
+}
+bool hasBitBelow(const mp_limb_t* x, unsigned bit) {
+    const std::size_t whole = bit / kLimbBits;
+    const unsigned rest = bit % kLimbBits;
+    return !isZero(x, whole) || (rest != 0 && x[whole] << (static_cast<unsigned>(kLimbBits) - rest) != 0);
+}
+
+/// The low bits of x as a word.
+void extend(mp_limb_t* x, std::size_t width, const WordGrid& grid) {
+    const auto bits = static_cast<unsigned>(grid.bits);
+    const std::size_t top = (bits - 1) / kLimbBits;
+    const unsigned unused = static_cast<unsigned>(kLimbBits) - 1 - (bits - 1) % kLimbBits;
+    const mp_limb_t shifted = x[top] << unused;
+    x[top] = grid.isSigned ? static_cast<mp_limb_t>(static_cast<std::int64_t>(shifted) >> unused) : shifted >> unused;
+    std::fill(x + top + 1, x + width, grid.isSigned ? signLimb(x[top]) : 0);
+}
+
+/// Whether x is a word.
+bool isWord(const mp_limb_t* x, std::size_t width, const WordGrid& grid) {
+    const auto bits = static_cast<unsigned>(grid.isSigned ? grid.bits - 1 : grid.bits);
+    const std::size_t whole = bits / kLimbBits;
+    const unsigned rest = bits % kLimbBits;
+    if (whole >= width) {
+        return grid.isSigned || x[width - 1] >> (kLimbBits - 1) == 0;
+    }
+    // All bits from there on are copies of the sign, or zeros.
+    const mp_limb_t sign = grid.isSigned ? signLimb(x[width - 1]) : 0;
+    return static_cast<mp_limb_t>(static_cast<std::int64_t>(x[whole]) >> rest) == sign &&
+           std::all_of(x + whole + 1, x + width, [sign](mp_limb_t limb) { return limb == sign; });
+}
+
+/// The greatest word, or the least.
+void setBound(mp_limb_t* x, std::size_t width, const WordGrid& grid, bool isGreatest) {
+    std::fill_n(x, width, isGreatest || !grid.isSigned ? mp_limb_t{0} : ~mp_limb_t{0});
+    const auto bits = static_cast<unsigned>(grid.isSigned ? grid.bits - 1 : grid.bits);
+    const std::size_t whole = bits / kLimbBits;
+    if (isGreatest) {
+        std::fill_n(x, whole, ~mp_limb_t{0});
+        if (bits % kLimbBits != 0) {
+            x[whole] = (mp_limb_t{1} << (bits % kLimbBits)) - 1;
+        }
+    } else if (grid.isSigned) {
+        std::fill_n(x, whole, 0);
+        if (whole < width) {
+            x[whole] = ~mp_limb_t{0} << (bits % kLimbBits);
+        }
+    }
+}
+
+void shiftAllLeft(Block& block, std::size_t count, std::size_t width, unsigned shift) {
+    if (shift == 0) {
+        return;
+    }
+    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
+        if constexpr (limbs > 0) {
+            auto* const x = integersOf<limbs>(block);
+            for (std::size_t i = 0; i < count; ++i) {
+                x[i] <<= shift;
+            }
+        } else {
+            for (std::size_t i = 0; i < count; ++i) {
+                shiftLeft(block.limbs + i * width, width, shift);
+            }
+        }
+    });
+}
+
+}  // namespace
+
+int compare(const mp_limb_t* a, const mp_limb_t* b, std::size_t width) {
+    const auto topA = static_cast<std::int64_t>(a[width - 1]);
+    const auto topB = static_cast<std::int64_t>(b[width - 1]);
+    return topA != topB ? (topA < topB ? -1 : 1) : mpn_cmp(a, b, sizeOf(width));
+}
+
+Extent extentOf(const WordGrid& grid) {
+    return {grid.exponent, grid.isSigned ? grid.bits - 1 : grid.bits, grid.isSigned};
+}
+
+Extent productOf(const Extent& a, const Extent& b) {
+    // The product of the two least values is the power of two above the range.
+    return {a.exponent + b.exponent, a.bits + b.bits + (a.hasSign && b.hasSign ? 1 : 0), a.hasSign || b.hasSign};
+}
+
+Extent sumOf(Sign sign, const Extent& a, const Extent& b) {
+    const int exponent = std::min(a.exponent, b.exponent);
+    return {exponent, std::max(a.bits + (a.exponent - exponent), b.bits + (b.exponent - exponent)) + 1,
+            a.hasSign || b.hasSign || sign == Sign::minus};
+}
+
+Extent roundedOf(const Format& format, const Extent& x) {
+    const int shift = format.grid.exponent - x.exponent;
+    // Rounding up can reach the power of two above the range.
+    return {format.grid.exponent, shift > 0 ? std::max(x.bits - shift, 0) + 1 : x.bits - shift, x.hasSign};
+}
+
+bool covers(const Format& format, const Extent& x) {
+    const Extent all = extentOf(format.grid);
+    return all.exponent <= x.exponent && x.bits + (x.exponent - all.exponent) <= all.bits &&
+           (all.hasSign || !x.hasSign);
+}
+
+// Loading and storing.
+
+void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out) {
+    const std::size_t limbs = words.grid.limbs();
+    const mp_limb_t* from = words.limbs + begin * limbs;
+    out.extent = extentOf(words.grid);
+    if (width == limbs) {
+        std::memcpy(out.limbs, from, count * limbs * sizeof(mp_limb_t));
+    } else {
+        mp_limb_t* to = out.limbs;
+        for (std::size_t i = 0; i < count; ++i, from += limbs, to += width) {
+            std::copy_n(from, limbs, to);
+            std::fill(to + limbs, to + width, words.grid.isSigned ? signLimb(from[limbs - 1]) : 0);
+        }
+    }
+    out.negativeZeros = 0;
+    if (words.negativeZeros) {
+        const std::uint64_t* const unit = words.negativeZeros + begin / kBlock;
+        const auto shift = static_cast<unsigned>(begin % kBlock);
+        out.negativeZeros = *unit >> shift;
+        if (shift != 0 && kBlock - shift < count) {
+            out.negativeZeros |= unit[1] << (kBlock - shift);
+        }
+        out.negativeZeros &= count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
+    }
+}
+
+bool areWithin(std::span<const double> values, const Extent& extent) {
+    const double scale = std::ldexp(1.0, -extent.exponent);
+    const double bound = std::ldexp(1.0, extent.bits);
+    const double least = extent.hasSign ? -bound : 0.0;
+    bool areAll = true;
+    for (const double value : values) {
+        const double scaled = value * scale;
+        const bool fits = scaled >= least && scaled < bound;
+        areAll &= fits && static_cast<double>(static_cast<std::int64_t>(fits ? scaled : 0.0)) == scaled;
+    }
+    return areAll;
+}
+
+void load(const double* values, std::size_t count, const Extent& extent, std::size_t width, Block& out) {
+    const double scale = std::ldexp(1.0, -extent.exponent);
+    bool hasZeros = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto limb = static_cast<mp_limb_t>(static_cast<std::int64_t>(values[i] * scale));
+        hasZeros |= limb == 0;
+        out.limbs[i * width] = limb;
+        std::fill_n(out.limbs + i * width + 1, width - 1, signLimb(limb));
+    }
+    out.extent = extent;
+    out.negativeZeros =
+        hasZeros ? maskOf(count, [&](std::size_t i) { return values[i] == 0.0 && std::signbit(values[i]); }) : 0;
+}
+
+void spread(std::size_t count, std::size_t width, Block& block) {
+    for (std::size_t i = 1; i < count; ++i) {
+        std::copy_n(block.limbs, width, block.limbs + i * width);
+    }
+    block.negativeZeros = (block.negativeZeros & 1U) != 0 ? ~std::uint64_t{0} : 0;
+}
+
+void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin) {
+    const std::size_t limbs = words.grid().limbs();
+    mp_limb_t* to = words.limbs() + begin * limbs;
+    if (width == limbs) {
+        std::memcpy(to, block.limbs, count * limbs * sizeof(mp_limb_t));
+    } else {
+        const mp_limb_t* from = block.limbs;
+        for (std::size_t i = 0; i < count; ++i, from += width, to += limbs) {
+            std::copy_n(from, limbs, to);
+        }
+    }
+    const std::uint64_t used = count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
+    words.setNegativeZeros(begin / kBlock, block.negativeZeros & used);
+}
+
+void store(const Block& block, std::size_t count, std::size_t width, double* values) {
+    const double scale = std::ldexp(1.0, block.extent.exponent);
+    for (std::size_t i = 0; i < count; ++i) {
+        values[i] = static_cast<double>(static_cast<std::int64_t>(block.limbs[i * width])) * scale;
+    }
+    for (std::uint64_t rest = block.negativeZeros; rest != 0; rest &= rest - 1) {
+        const auto i = static_cast<std::size_t>(std::countr_zero(rest));
+        if (i < count) {
+            values[i] = -0.0;
+        }
+    }
+}
+
+// Arithmetic.
+
+void copy(const Block& from, std::size_t count, std::size_t width, Block& to) {
+    std::memcpy(to.limbs, from.limbs, count * width * sizeof(mp_limb_t));
+    to.negativeZeros = from.negativeZeros;
+    to.extent = from.extent;
+}
+
+void multiply(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out) {
+    const bool hasZero = byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
+        bool seen = false;
+        if constexpr (limbs > 0) {
+            using Unsigned = typename Native<limbs>::Unsigned;
+            using Int = typename Native<limbs>::Int;
+            const auto* const x = integersOf<limbs>(a);
+            const auto* const y = integersOf<limbs>(b);
+            auto* const product = integersOf<limbs>(out);
+            for (std::size_t i = 0; i < count; ++i) {
+                product[i] = static_cast<Int>(static_cast<Unsigned>(x[i]) * static_cast<Unsigned>(y[i]));
+                seen |= product[i] == 0;
+            }
+        } else {
+            // Only the low limbs of a product are wanted, which are those of any of its factors' residues. The factors
+            // have about half as many limbs that aren't copies of their signs.
+            const auto usedLimbs = [width](const mp_limb_t* x) {
+                std::size_t used = width;
+                const mp_limb_t sign = signLimb(x[width - 1]);
+                while (used > 1 && x[used - 1] == sign && signLimb(x[used - 2]) == sign) {
+                    --used;
+                }
+                return used;
+            };
+            std::vector<mp_limb_t> all(2 * width);
+            for (std::size_t i = 0; i < count; ++i) {
+                const mp_limb_t* x = a.limbs + i * width;
+                const mp_limb_t* y = b.limbs + i * width;
+                std::size_t n = usedLimbs(x);
+                std::size_t m = usedLimbs(y);
+                if (n < m) {
+                    std::swap(x, y);
+                    std::swap(n, m);
+                }
+                mp_limb_t* const product = out.limbs + i * width;
+                mpn_mul(all.data(), x, sizeOf(n), y, sizeOf(m));
+                // The limbs of a negative factor stand for 2^(64 n) more than its value.
+                if (signLimb(x[n - 1]) != 0) {
+                    mpn_sub_n(all.data() + n, all.data() + n, y, sizeOf(m));
+                }
+                if (signLimb(y[m - 1]) != 0) {
+                    mpn_sub_n(all.data() + m, all.data() + m, x, sizeOf(n));
+                }
+                const std::size_t kept = std::min(n + m, width);
+                std::copy_n(all.data(), kept, product);
+                std::fill(product + kept, product + width, signLimb(all[n + m - 1]));
+                seen |= isZero(product, kept);
+            }
+        }
+        return seen;
+    });
+    out.extent = productOf(a.extent, b.extent);
+    out.negativeZeros =
+        hasZero ? zerosOf(out, count, width) & (signsOf(a, count, width) ^ signsOf(b, count, width)) : 0;
+}
+
+void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total) {
+    const Extent extent = sumOf(sign, total.extent, x.extent);
+    shiftAllLeft(total, count, width, static_cast<unsigned>(total.extent.exponent - extent.exponent));
+    const auto shift = static_cast<unsigned>(x.extent.exponent - extent.exponent);
+    total.extent = extent;
+    if (total.negativeZeros != 0) {
+        total.negativeZeros &= sign == Sign::plus ? x.negativeZeros : zerosOf(x, count, width) & ~x.negativeZeros;
+    }
+    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
+        if constexpr (limbs > 0) {
+            const auto* const y = integersOf<limbs>(x);
+            auto* const sum = integersOf<limbs>(total);
+            if (sign == Sign::plus) {
+                for (std::size_t i = 0; i < count; ++i) {
+                    sum[i] += y[i] << shift;
+                }
+            } else {
+                for (std::size_t i = 0; i < count; ++i) {
+                    sum[i] -= y[i] << shift;
+                }
+            }
+        } else {
+            std::vector<mp_limb_t> shifted(shift == 0 ? 0 : width);
+            for (std::size_t i = 0; i < count; ++i) {
+                const mp_limb_t* y = x.limbs + i * width;
+                if (shift != 0) {
+                    std::copy_n(y, width, shifted.data());
+                    shiftLeft(shifted.data(), width, shift);
+                    y = shifted.data();
+                }
+                mp_limb_t* const sum = total.limbs + i * width;
+                (sign == Sign::plus ? mpn_add_n : mpn_sub_n)(sum, sum, y, sizeOf(width));
+            }
+        }
+    });
+}
+
+void roundTo(int bits, std::size_t count, std::size_t width, Block& block) {
+    std::vector<mp_limb_t> size(width);
+    for (std::size_t i = 0; i < count; ++i) {
+        mp_limb_t* const x = block.limbs + i * width;
+        const bool isNegative = signLimb(x[width - 1]) != 0;
+        if (isNegative) {
+            mpn_neg(size.data(), x, sizeOf(width));
+        } else {
+            std::copy_n(x, width, size.data());
+        }
+        std::size_t used = width;
+        while (used > 0 && size[used - 1] == 0) {
+            --used;
+        }
+        const int length = static_cast<int>(used) * kLimbBits - (used > 0 ? std::countl_zero(size[used - 1]) : 0);
+        if (length <= bits) {
+            continue;
+        }
+        const auto dropped = static_cast<unsigned>(length - bits);
+        const bool isUp =
+            bitOf(size.data(), dropped - 1) && (hasBitBelow(size.data(), dropped - 1) || bitOf(size.data(), dropped));
+        shiftRight(size.data(), width, dropped);
+        mpn_add_1(size.data(), size.data(), sizeOf(width), isUp ? 1 : 0);
+        shiftLeft(size.data(), width, dropped);
+        if (isNegative) {
+            mpn_neg(x, size.data(), sizeOf(width));
+        } else {
+            std::copy_n(size.data(), width, x);
+        }
+    }
+}
+
+namespace {
+
+/// How a block is forced into a format.
+struct Task {
+    const Format& format;
+    int shift;  // bits to be dropped, or to be added if negative
+    bool saturates;
+};
+
+/// What the rounding of a block met.
+struct Met {
+    std::uint64_t minusZeros = 0;  // new ones
+    std::uint64_t underflows = 0;
+    std::uint64_t overflows = 0;
+};
+
+template <class Rule, int limbs>
+void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met) {
+    using Int = typename Native<limbs>::Int;
+    using Unsigned = typename Native<limbs>::Unsigned;
+    constexpr int kBits = limbs * kLimbBits;
+    auto* const x = integersOf<limbs>(block);
+    std::array<Int, kBlock> rounded;
+    if (task.shift > 0) {
+        const int shift = task.shift;
+        const Unsigned belowHalf = (Unsigned{1} << (shift - 1)) - 1;
+        Int hasMinusZero = 0;
+        std::uint64_t underflows = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const Int v = x[i];
+            const Int floor = v >> shift;
+            const Int half = v >> (shift - 1) & 1;
+            const Int rest = (static_cast<Unsigned>(v) & belowHalf) != 0 ? 1 : 0;
+            const Int negative = static_cast<Int>(static_cast<Unsigned>(v) >> (kBits - 1));
+            const Int odd = floor & 1;
+            const Int r = floor + Rule::increment(half, rest, negative, odd);
+            const Int becomesZero = r == 0 && v != 0 ? 1 : 0;
+            underflows += static_cast<std::uint64_t>(becomesZero);
+            hasMinusZero |= becomesZero & negative;
+            rounded[i] = r;
+        }
+        met.underflows = underflows;
+        if (hasMinusZero != 0) {
+            met.minusZeros = maskOf(count, [&](std::size_t i) {
+                const Int v = x[i];
+                const Int half = v >> (shift - 1) & 1;
+                const Int rest = (static_cast<Unsigned>(v) & belowHalf) != 0 ? 1 : 0;
+                return v < 0 && rounded[i] == 0 && Rule::keepsMinus(half, rest) != 0;
+            });
+        }
+    } else {
+        const int shift = -task.shift;
+        for (std::size_t i = 0; i < count; ++i) {
+            rounded[i] = x[i] << shift;
+        }
+    }
+    const WordGrid& grid = task.format.grid;
+    const int unused = kBits - grid.bits;
+    if (unused <= 0) {
+        // Wider than the integers: unsigned words have no negative ones.
+        std::copy_n(rounded.data(), count, x);
+        if (grid.isSigned) {
+            return;
+        }
+    }
+    std::uint64_t overflows = 0;
+    const auto force = [&](auto wordOf, Int least, Int greatest) {
+        if (task.saturates) {
+            for (std::size_t i = 0; i < count; ++i) {
+                const Int r = rounded[i];
+                const Int limited = r < least ? least : r > greatest ? greatest : r;
+                overflows += limited != r ? 1 : 0;
+                x[i] = limited;
+            }
+        } else {
+            for (std::size_t i = 0; i < count; ++i) {
+                const Int r = rounded[i];
+                const Int word = wordOf(r);
+                overflows += word != r ? 1 : 0;
+                x[i] = word;
+            }
+        }
+    };
+    const auto all = ~Unsigned{0};
+    if (grid.isSigned) {
+        const Int greatest = static_cast<Int>(all >> 1 >> unused);
+        force([unused](Int r) { return static_cast<Int>(static_cast<Unsigned>(r) << unused) >> unused; }, -greatest - 1,
+              greatest);
+    } else {
+        const int kept = std::max(unused, 1);
+        const Unsigned mask = all >> kept;
+        force([mask](Int r) { return static_cast<Int>(static_cast<Unsigned>(r) & mask); }, 0, static_cast<Int>(mask));
+    }
+    met.overflows = overflows;
+}
+
+template <class Rule>
+void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block& block, Met& met) {
+    const WordGrid& grid = task.format.grid;
+    for (std::size_t i = 0; i < count; ++i) {
+        mp_limb_t* const x = block.limbs + i * width;
+        if (task.shift > 0) {
+            const auto shift = static_cast<unsigned>(task.shift);
+            const unsigned half = bitOf(x, shift - 1) ? 1 : 0;
+            const unsigned rest = hasBitBelow(x, shift - 1) ? 1 : 0;
+            const unsigned negative = signLimb(x[width - 1]) != 0 ? 1 : 0;
+            const bool wasZero = (half | rest) == 0 && isZero(x, width);
+            shiftRight(x, width, shift);
+            mpn_add_1(x, x, sizeOf(width), Rule::increment(half, rest, negative, static_cast<unsigned>(x[0] & 1U)));
+            if (!wasZero && isZero(x, width)) {
+                ++met.underflows;
+                met.minusZeros |= static_cast<std::uint64_t>(negative & Rule::keepsMinus(half, rest)) << i;
+            }
+        } else {
+            shiftLeft(x, width, static_cast<unsigned>(-task.shift));
+        }
+        if (isWord(x, width, grid)) {
+            continue;
+        }
+        ++met.overflows;
+        if (task.saturates) {
+            setBound(x, width, grid, signLimb(x[width - 1]) == 0);
+        } else {
+            extend(x, width, grid);
+        }
+    }
+}
+
+template <int limbs>
+void watchNative(const Block& block, std::size_t count, Notes& notes) {
+    const auto* const x = integersOf<limbs>(block);
+    auto greatest = x[0];
+    auto least = x[0];
+    for (std::size_t i = 1; i < count; ++i) {
+        greatest = x[i] > greatest ? x[i] : greatest;
+        least = x[i] < least ? x[i] : least;
+    }
+    std::memcpy(notes.greatest, &greatest, sizeof(greatest));
+    std::memcpy(notes.least, &least, sizeof(least));
+}
+
+}  // namespace
+
+void watch(const Block& block, std::size_t count, std::size_t width, Notes& notes) {
+    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
+        if constexpr (limbs > 0) {
+            watchNative<limbs>(block, count, notes);
+        } else {
+            const mp_limb_t* greatest = block.limbs;
+            const mp_limb_t* least = block.limbs;
+            for (const mp_limb_t* x = block.limbs; x != block.limbs + count * width; x += width) {
+                greatest = compare(greatest, x, width) < 0 ? x : greatest;
+                least = compare(x, least, width) < 0 ? x : least;
+            }
+            std::copy_n(greatest, width, notes.greatest);
+            std::copy_n(least, width, notes.least);
+        }
+    });
+    notes.zeros = Tally::none;
+    if (isZero(notes.greatest, width) || isZero(notes.least, width)) {
+        const std::uint64_t zeros = zerosOf(block, count, width);
+        notes.zeros = ((zeros & block.negativeZeros) != 0 ? Tally::minus : Tally::none) |
+                      ((zeros & ~block.negativeZeros) != 0 ? Tally::plus : Tally::none);
+    }
+}
+
+void quantize(const Format& format, std::size_t count, std::size_t width, Block& block, Notes* notes) {
+    if (covers(format, block.extent) && block.extent.exponent == format.grid.exponent) {
+        if (notes) {
+            watch(block, count, width, *notes);
+            notes->overflows = 0;
+            notes->underflows = 0;
+        }
+        return;
+    }
+    const Task task{format, format.grid.exponent - block.extent.exponent,
+                    format.overflow == embedded::OverflowModeEnum::Saturate};
+    Met met;
+    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
+        if constexpr (limbs > 0) {
+            using Loop = void (*)(const Task&, std::size_t, Block&, Met&);
+            static constexpr std::array<Loop, RoundingRules::kCount> kLoops =
+                RoundingRules::table([]<class Rule>() -> Loop { return &quantizeNative<Rule, limbs>; });
+            kLoops[RoundingRules::indexOf(format.round)](task, count, block, met);
+        } else {
+            using Loop = void (*)(const Task&, std::size_t, std::size_t, Block&, Met&);
+            static constexpr std::array<Loop, RoundingRules::kCount> kLoops =
+                RoundingRules::table([]<class Rule>() -> Loop { return &quantizeLimbs<Rule>; });
+            kLoops[RoundingRules::indexOf(format.round)](task, count, width, block, met);
+        }
+    });
+    block.extent = extentOf(format.grid);
+    block.negativeZeros |= met.minusZeros;
+    if (notes) {
+        watch(block, count, width, *notes);
+        notes->overflows = met.overflows;
+        notes->underflows = met.underflows;
+    }
+}
+
+}  // namespace tolvane::detail::integers

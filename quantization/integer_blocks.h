@@ -1,0 +1,116 @@
+// Integers of many bits, a block at a time: what the array code computes with where doubles are too short.
+//
+// A block holds up to 64 integers times one power of two, each in two's complement in the same number of limbs, its
+// width, and the signs of those that are zero. The operations don't check that results fit: callers choose the width by
+// `Extent`, which follows the values through the same operations.
+#pragma once
+
+#include <gmp.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "descriptors/embedded.h"
+#include "numbers/wordarray.h"
+#include "numbers/words.h"
+#include "quantization/quantizer.h"
+
+namespace tolvane::detail::integers {
+
+constexpr std::size_t kBlock = 64;
+
+/// What is known of integers: all lie from -2^bits, or 0, to 2^bits - 1, times 2^exponent.
+struct Extent {
+    int exponent = 0;
+    int bits = 0;
+    bool hasSign = true;
+};
+
+struct Block {
+    mp_limb_t* limbs = nullptr;
+    std::uint64_t negativeZeros = 0;  // a bit for each integer
+    Extent extent;
+};
+
+enum class Sign { plus, minus };
+
+/// The memory of blocks of one width.
+class Arena {
+ public:
+    Arena(std::size_t width, std::size_t blocks) : mStep(width * kBlock), mLimbs(mStep * blocks) {}
+    Block next() { return {mLimbs.data() + mStep * mUsed++, 0, {}}; }
+
+ private:
+    std::size_t mStep;
+    std::vector<mp_limb_t> mLimbs;
+    std::size_t mUsed = 0;
+};
+
+/// A fixed-point format: the words of `grid`, how values are rounded to them and what becomes of those beyond.
+struct Format {
+    WordGrid grid;
+    embedded::RoundModeEnum round;
+    embedded::OverflowModeEnum overflow;
+};
+
+// Extents of the results of the operations below.
+
+Extent extentOf(const WordGrid& grid);
+Extent productOf(const Extent& a, const Extent& b);
+Extent sumOf(Sign sign, const Extent& a, const Extent& b);
+/// Of values that are rounded to a format, before those beyond it are forced into it.
+Extent roundedOf(const Format& format, const Extent& x);
+/// Whether all values of the extent are of the format.
+bool covers(const Format& format, const Extent& x);
+/// The bits, sign included, that all integers of the extent fit in.
+constexpr int neededBits(const Extent& x) {
+    return x.bits + 1;
+}
+constexpr std::size_t widthFor(int neededBits) {
+    return static_cast<std::size_t>(neededBits + WordGrid::kLimbBits - 1) / WordGrid::kLimbBits;
+}
+
+/// What a place noted of a block of values.
+struct Notes {
+    mp_limb_t* greatest;  // of the width
+    mp_limb_t* least;
+    unsigned zeros = 0;  // the signs of the zeros, as Tally::Zeros, if an extreme is zero
+    std::uint64_t overflows = 0;
+    std::uint64_t underflows = 0;
+};
+
+/// Returns a negative number, 0 or a positive one, as a is less than, equal to or greater than b.
+int compare(const mp_limb_t* a, const mp_limb_t* b, std::size_t width);
+
+// Loading and storing.
+
+/// Loads words; a width of no less than theirs, and a limb more for unsigned ones that fill all of theirs.
+void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out);
+/// Whether all values are integers of the extent, which has up to 62 bits.
+bool areWithin(std::span<const double> values, const Extent& extent);
+/// Loads such values.
+void load(const double* values, std::size_t count, const Extent& extent, std::size_t width, Block& out);
+/// Makes all integers of the block equal to the first.
+void spread(std::size_t count, std::size_t width, Block& block);
+/// Stores integers that are words of the array, of their exponent; `begin` is a multiple of 64.
+void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin);
+/// Stores integers of up to 53 bits.
+void store(const Block& block, std::size_t count, std::size_t width, double* values);
+
+// Arithmetic. Zeros have the signs that IEEE sums, differences and products rounded to nearest have.
+
+void copy(const Block& from, std::size_t count, std::size_t width, Block& to);
+/// Sets `out` to a product; it may be one of the factors.
+void multiply(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out);
+/// Adds x to the total, or subtracts it. The total takes the lesser exponent.
+void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total);
+/// Rounds to so many significant bits, to nearest with ties to even.
+void roundTo(int bits, std::size_t count, std::size_t width, Block& block);
+/// Forces the values into the format; notes nothing if `notes` is null.
+void quantize(const Format& format, std::size_t count, std::size_t width, Block& block, Notes* notes);
+/// The extremes and zeros of values that stay as they are.
+void watch(const Block& block, std::size_t count, std::size_t width, Notes& notes);
+
+}  // namespace tolvane::detail::integers
