@@ -1,6 +1,7 @@
 #include "quantization/integer_tally.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "numbers/mpnumber.h"
 #include "numbers/wordarray.h"
@@ -11,6 +12,17 @@ namespace {
 
 bool isZero(const mp_limb_t* limbs, std::size_t width) {
     return std::all_of(limbs, limbs + width, [](mp_limb_t limb) { return limb == 0; });
+}
+
+/// Whether the magnitude has no more bits than given.
+bool isBelow(const std::vector<mp_limb_t>& limbs, int bits) {
+    const mp_limb_t sign = limbs.back() >> (WordGrid::kLimbBits - 1) != 0 ? ~mp_limb_t{0} : 0;
+    for (std::size_t i = limbs.size(); i-- > 0;) {
+        if (limbs[i] != sign) {
+            return static_cast<int>(i + 1) * WordGrid::kLimbBits - std::countl_zero(limbs[i] ^ sign) <= bits;
+        }
+    }
+    return true;
 }
 
 }  // namespace
@@ -72,8 +84,12 @@ void IntegerTally::append(const IntegerTally& next) {
 }
 
 bool IntegerTally::isOpenAfter(const IntegerTally& next, const qlogger& log) const {
-    const auto isOpen = [this](const Extreme& held, const Extreme& later, bool isGreatest) {
-        return later.zeros == Tally::both && orderOf(later.limbs.data(), held, isGreatest) == Order::beyond;
+    // An extreme that is too small for a double becomes a zero in the log, whose sign depends on the order, too.
+    constexpr int kLeastExponent = -1000;
+    const auto isOpen = [&](const Extreme& held, const Extreme& later, bool isGreatest) {
+        return (later.zeros == Tally::both ||
+                (next.mExponent < kLeastExponent && isBelow(later.limbs, kLeastExponent - next.mExponent))) &&
+               orderOf(later.limbs.data(), held, isGreatest) == Order::beyond;
     };
     return (isOpen(mGreatest, next.mGreatest, true) && log.isMaxNegative()) ||
            (isOpen(mLeast, next.mLeast, false) && log.isMinPositive());

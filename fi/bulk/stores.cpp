@@ -6,6 +6,7 @@
 
 #include "fi/bulk/entries.h"
 #include "fi/bulk/lane_loops.h"
+#include "fi/bulk/wide_elementwise.h"
 
 using namespace tolvane::detail;
 
@@ -135,9 +136,17 @@ void fi::copydata(const fi& source) {
         setIndex(count - 1);
         return;
     }
-    for (std::uint64_t i = 0; i < count; ++i) {
-        source.setIndex(i);
-        setIndex(i);
-        *this = source;
+    const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t i = begin; i < end; ++i) {
+            source.setIndex(i);
+            setIndex(i);
+            *this = source;
+        }
+    };
+    if (!wide::assign(source, *this, byElements)) {
+        byElements(0, count);
+        return;
     }
+    source.setIndex(count - 1);
+    setIndex(count - 1);
 }

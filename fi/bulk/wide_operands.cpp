@@ -11,11 +11,21 @@ namespace tolvane::detail::wide {
 using integers::Block;
 using integers::Extent;
 
+namespace {
+
+/// Whether there is a grid, and sums of exponents and lengths are ints.
 bool isUsual(const WordGrid& grid) {
-    constexpr int kGreatestExponent = 400;
-    return grid.bits > 0 && std::abs(grid.exponent) <= kGreatestExponent &&
-           grid.exponent + grid.bits <= kGreatestExponent;
+    constexpr int kGreatestExponent = 1 << 20;
+    return grid.bits > 0 && std::abs(grid.exponent) <= kGreatestExponent;
 }
+
+/// Whether doubles hold the powers of two between values and their integers.
+bool isUsualForDoubles(const WordGrid& grid) {
+    constexpr int kGreatestExponent = 900;
+    return isUsual(grid) && std::abs(grid.exponent) <= kGreatestExponent;
+}
+
+}  // namespace
 
 std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count,
                                  bool isScalar) {
@@ -43,7 +53,7 @@ std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::N
         return source;
     }
     const doublenumber* const doubles = part.asDouble();
-    if (!doubles || !integers::areWithin(doubles->elements(), source.mExtent)) {
+    if (!doubles || !isUsualForDoubles(grid) || !integers::areWithin(doubles->elements(), source.mExtent)) {
         return std::nullopt;
     }
     source.mDoubles = doubles->elements().data();
@@ -92,7 +102,7 @@ std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::Numeric
     target.mBits = grid.bits;
     if (doublenumber* const doubles = part.asDouble()) {
         target.mDoubles = doubles->elements().data();
-        return target;
+        return isUsualForDoubles(grid) ? std::optional(target) : std::nullopt;
     }
     if (!mpnumber::canBeWords(count, part.getprecision(), grid)) {
         return std::nullopt;

@@ -57,7 +57,4 @@ class Target {
     int mBits = 0;
 };
 
-/// Whether exponents and lengths are such that products, and extremes as doubles, are in range.
-bool isUsual(const WordGrid& grid);
-
 }  // namespace tolvane::detail::wide
