@@ -2,10 +2,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "host/ErrorIdException.h"
 #include "numbers/doublenumber.h"
+#include "numbers/mpnumber.h"
+#include "numbers/wordarray.h"
 #include "quantization/array_kernels.h"
+#include "quantization/integer_blocks.h"
+#include "quantization/integer_tally.h"
 #include "quantization/quantizer.h"
 
 using namespace tolvane::detail;
@@ -30,12 +35,106 @@ number& quantizer::quantizeArray(number& x) const {
         quantize(doubles->elements(), doubles->elements());
         return x;
     }
+    if (quantizeWords(x)) {
+        return x;
+    }
     const std::uint64_t cursor = x.getIndex();
     for (std::uint64_t i = 0; i < x.numel(); ++i) {
         (this->*mQuantize)(x[i]);
     }
     x.setIndex(cursor);
     return x;
+}
+
+namespace {
+
+using integers::Block;
+using integers::IntegerTally;
+using integers::kBlock;
+
+/// Sets words to what `run(begin, count, width, block, notes)` makes of each block of them, and logs it.
+template <class Run>
+void quantizeBlocks(wordarray& words, std::size_t width, const qlogger& log, const Run& run) {
+    const std::uint64_t count = words.span().count;
+    integers::Arena arena(width, 1);
+    Block block = arena.next();
+    IntegerTally tally(width);
+    const bool counts = log.isLogging();
+    for (std::uint64_t begin = 0; begin < count; begin += kBlock) {
+        const std::size_t length = std::min<std::uint64_t>(kBlock, count - begin);
+        integers::Notes notes = tally.blank();
+        run(begin, length, block, counts ? &notes : nullptr);
+        if (counts) {
+            tally.join(notes, length, block.extent.exponent);
+        }
+        integers::store(block, length, width, words, begin);
+    }
+    if (tally.isOpenFor(log)) {
+        std::uint64_t first = 0;
+        while (!words.isZero(first)) {
+            ++first;
+        }
+        tally.settle(words.isNegative(first));
+    }
+    tally.handTo(log);
+}
+
+/// Whether an array of a format can be logged as a whole.
+bool canLog(const integers::Format& format, const qlogger& log) {
+    return !log.isLogging() || format.grid.exponent >= IntegerTally::kLeastDouble;
+}
+
+/// The bits of the elements of an array.
+int precisionOf(const number& x) {
+    return static_cast<int>(mpnumber::elementPrecision(x.getprecision()));
+}
+
+}  // namespace
+
+bool quantizer::quantizeWords(number& x) const {
+    mpnumber* const wide = x.asWords();
+    if (!wide || !isFixedPoint()) {
+        return false;
+    }
+    const integers::Format format = integers::formatOf(*this);
+    const integers::Extent extent = integers::extentOf(*wide->grid());
+    if (!canLog(format, mLogger) || !integers::isExactInFloats(format, extent, precisionOf(x)) ||
+        !mpnumber::canBeWords(x.numel(), x.getprecision(), format.grid)) {
+        return false;
+    }
+    const std::size_t width = integers::widthFor(integers::neededBits(format, extent));
+    // Words of another grid are read from a copy.
+    std::optional<number> copy;
+    if (*wide->grid() != format.grid) {
+        copy.emplace(x, embeddedNumberTags::NumberVector::tag);
+    }
+    wordarray& words = wide->rewrite(format.grid);
+    const WordSpan from = copy ? copy->asWords()->words() : words.span();
+    quantizeBlocks(words, width, mLogger,
+                   [&](std::uint64_t begin, std::size_t length, Block& block, integers::Notes* notes) {
+                       integers::load(from, begin, length, width, block);
+                       integers::quantize(format, length, width, block, notes);
+                   });
+    return true;
+}
+
+bool quantizer::quantizeInto(std::span<const double> in, number& out) const {
+    mpnumber* const wide = out.body().asMp();
+    if (!wide || !isFixedPoint() || !arraykernels::areFinite(in.data(), in.size())) {
+        return false;
+    }
+    // Floats of these bits hold a double, and the sum of one with a half of the format's unit that matters.
+    const integers::Format format = integers::formatOf(*this);
+    if (!canLog(format, mLogger) || !mpnumber::canBeWords(in.size(), out.getprecision(), format.grid) ||
+        format.grid.bits >= precisionOf(out)) {
+        return false;
+    }
+    const std::size_t width = integers::widthFor(format.grid.bits + 1);
+    quantizeBlocks(wide->rewrite(format.grid), width, mLogger,
+                   [&](std::uint64_t begin, std::size_t length, Block& block, integers::Notes* notes) {
+                       integers::quantize(format, in.data() + begin, length, width, block, notes);
+                   });
+    return true;
 }
 
 bool quantizer::hasFixedKernel() const {

@@ -218,6 +218,20 @@ bool covers(const Format& format, const Extent& x) {
            (all.hasSign || !x.hasSign);
 }
 
+bool isExactInFloats(const Format& format, const Extent& x, int precision) {
+    const int shift = format.grid.exponent - x.exponent;
+    const bool addsHalf = format.round != embedded::RoundModeEnum::Floor &&
+                          format.round != embedded::RoundModeEnum::Ceil && format.round != embedded::RoundModeEnum::Fix;
+    const int bits = shift > 0 && addsHalf ? std::max(x.bits, shift - 1) + 1 : x.bits;
+    return bits <= precision && format.grid.bits < precision;
+}
+
+int neededBits(const Format& format, const Extent& x) {
+    const int shift = format.grid.exponent - x.exponent;
+    return std::max({neededBits(x), shift > 0 ? shift + 2 : 0, neededBits(roundedOf(format, x)),
+                     covers(format, x) ? 0 : format.grid.bits + 1, neededBits(extentOf(format.grid))});
+}
+
 // Loading and storing.
 
 void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out) {
@@ -606,13 +620,112 @@ void watch(const Block& block, std::size_t count, std::size_t width, Notes& note
     }
 }
 
+namespace {
+
+/// A finite double as an integer times 2^exponent.
+struct Split {
+    explicit Split(double x) {
+        constexpr int kMantissaBits = 52;
+        constexpr int kExponentBias = 1075;
+        const auto bits = std::bit_cast<std::uint64_t>(x);
+        const int field = static_cast<int>(bits >> kMantissaBits) & 0x7FF;
+        const auto size = static_cast<std::int64_t>((bits & ((std::uint64_t{1} << kMantissaBits) - 1)) |
+                                                    (field != 0 ? std::uint64_t{1} << kMantissaBits : 0));
+        integer = std::signbit(x) ? -size : size;
+        exponent = std::max(field, 1) - kExponentBias;
+    }
+    std::int64_t integer;
+    int exponent;
+};
+
+/// x = integer * 2^shift, modulo the width.
+void setShifted(mp_limb_t* x, std::size_t width, std::int64_t integer, unsigned shift) {
+    const std::size_t whole = shift / kLimbBits;
+    const unsigned rest = shift % kLimbBits;
+    const auto low = static_cast<mp_limb_t>(integer);
+    const mp_limb_t sign = signLimb(low);
+    std::fill_n(x, std::min(whole, width), 0);
+    if (whole < width) {
+        x[whole] = low << rest;
+        std::fill(x + whole + 1, x + width, sign);
+        if (whole + 1 < width && rest != 0) {
+            x[whole + 1] = static_cast<mp_limb_t>(integer >> (kLimbBits - rest));
+        }
+    }
+}
+
+template <class Rule>
+void quantizeDoubles(const Task& task, const double* values, std::size_t count, std::size_t width, Block& out,
+                     Met& met) {
+    constexpr int kDoubleBits = 53;
+    const WordGrid& grid = task.format.grid;
+    for (std::size_t i = 0; i < count; ++i) {
+        mp_limb_t* const x = out.limbs + i * width;
+        const Split value(values[i]);
+        const bool isNegative = value.integer < 0;
+        const int shift = grid.exponent - value.exponent;
+        bool isBeyond = false;
+        if (shift > 0) {
+            // From 62 bits on, what is dropped is less than half of a unit.
+            const int dropped = std::min(shift, 62);
+            const std::int64_t v = value.integer;
+            const std::int64_t floor = v >> dropped;
+            const std::int64_t half = v >> (dropped - 1) & 1;
+            const std::int64_t rest = (v & ((std::int64_t{1} << (dropped - 1)) - 1)) != 0 ? 1 : 0;
+            const std::int64_t r = floor + Rule::increment(half, rest, std::int64_t{isNegative}, floor & 1);
+            x[0] = static_cast<mp_limb_t>(r);
+            std::fill_n(x + 1, width - 1, signLimb(x[0]));
+            if (r == 0 && v != 0) {
+                ++met.underflows;
+                met.minusZeros |= static_cast<std::uint64_t>(isNegative && Rule::keepsMinus(half, rest) != 0) << i;
+            }
+        } else {
+            isBeyond = value.integer != 0 && kDoubleBits - shift > static_cast<int>(width) * kLimbBits - 1 &&
+                       kLimbBits - std::countl_zero(static_cast<std::uint64_t>(std::abs(value.integer))) - shift >
+                           static_cast<int>(width) * kLimbBits - 1;
+            setShifted(x, width, value.integer, static_cast<unsigned>(-shift));
+        }
+        if (value.integer == 0) {
+            met.minusZeros |= static_cast<std::uint64_t>(std::signbit(values[i])) << i;
+        }
+        if (!isBeyond && isWord(x, width, grid)) {
+            continue;
+        }
+        ++met.overflows;
+        if (task.saturates) {
+            setBound(x, width, grid, !isNegative);
+        } else {
+            extend(x, width, grid);
+        }
+    }
+}
+
+void finish(const Met& met, std::size_t count, std::size_t width, const Block& block, Notes* notes) {
+    if (notes) {
+        watch(block, count, width, *notes);
+        notes->overflows = met.overflows;
+        notes->underflows = met.underflows;
+    }
+}
+
+}  // namespace
+
+void quantize(const Format& format, const double* values, std::size_t count, std::size_t width, Block& out,
+              Notes* notes) {
+    using Loop = void (*)(const Task&, const double*, std::size_t, std::size_t, Block&, Met&);
+    static constexpr std::array<Loop, RoundingRules::kCount> kLoops =
+        RoundingRules::table([]<class Rule>() -> Loop { return &quantizeDoubles<Rule>; });
+    const Task task{format, 0, format.overflow == embedded::OverflowModeEnum::Saturate};
+    Met met;
+    kLoops[RoundingRules::indexOf(format.round)](task, values, count, width, out, met);
+    out.extent = extentOf(format.grid);
+    out.negativeZeros = met.minusZeros;
+    finish(met, count, width, out, notes);
+}
+
 void quantize(const Format& format, std::size_t count, std::size_t width, Block& block, Notes* notes) {
     if (covers(format, block.extent) && block.extent.exponent == format.grid.exponent) {
-        if (notes) {
-            watch(block, count, width, *notes);
-            notes->overflows = 0;
-            notes->underflows = 0;
-        }
+        finish(Met(), count, width, block, notes);
         return;
     }
     const Task task{format, format.grid.exponent - block.extent.exponent,
@@ -633,11 +746,7 @@ void quantize(const Format& format, std::size_t count, std::size_t width, Block&
     });
     block.extent = extentOf(format.grid);
     block.negativeZeros |= met.minusZeros;
-    if (notes) {
-        watch(block, count, width, *notes);
-        notes->overflows = met.overflows;
-        notes->underflows = met.underflows;
-    }
+    finish(met, count, width, block, notes);
 }
 
 }  // namespace tolvane::detail::integers

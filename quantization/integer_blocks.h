@@ -64,12 +64,22 @@ Extent sumOf(Sign sign, const Extent& a, const Extent& b);
 Extent roundedOf(const Format& format, const Extent& x);
 /// Whether all values of the extent are of the format.
 bool covers(const Format& format, const Extent& x);
+/// Whether a float of `precision` bits that is rounded and forced into the format by the quantizer's steps comes to the
+/// same as the integer it holds: with what the steps add to it, it must not take more bits.
+bool isExactInFloats(const Format& format, const Extent& x, int precision);
+/// The bits that all integers fit in on the way from the extent to the format.
+int neededBits(const Format& format, const Extent& x);
 /// The bits, sign included, that all integers of the extent fit in.
 constexpr int neededBits(const Extent& x) {
     return x.bits + 1;
 }
 constexpr std::size_t widthFor(int neededBits) {
     return static_cast<std::size_t>(neededBits + WordGrid::kLimbBits - 1) / WordGrid::kLimbBits;
+}
+
+/// The format of a quantizer with `isFixedPoint`.
+inline Format formatOf(const quantizer& q) {
+    return {{-q.getFractionlength(), q.getWordlength(), q.isSignedFixed()}, q.getRoundMode(), q.getOverflowMode()};
 }
 
 /// What a place noted of a block of values.
@@ -110,6 +120,9 @@ void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Bl
 void roundTo(int bits, std::size_t count, std::size_t width, Block& block);
 /// Forces the values into the format; notes nothing if `notes` is null.
 void quantize(const Format& format, std::size_t count, std::size_t width, Block& block, Notes* notes);
+/// Sets the block to finite doubles forced into the format. The width has a bit more than the words.
+void quantize(const Format& format, const double* values, std::size_t count, std::size_t width, Block& out,
+              Notes* notes);
 /// The extremes and zeros of values that stay as they are.
 void watch(const Block& block, std::size_t count, std::size_t width, Notes& notes);
 

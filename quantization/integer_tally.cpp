@@ -83,12 +83,22 @@ void IntegerTally::append(const IntegerTally& next) {
     mUnderflows += next.mUnderflows;
 }
 
+bool IntegerTally::isOpenFor(const qlogger& log) const {
+    return (mGreatest.zeros == Tally::both && log.isMaxNegative()) ||
+           (mLeast.zeros == Tally::both && log.isMinPositive());
+}
+
+void IntegerTally::settle(bool isFirstZeroNegative) {
+    const unsigned sign = isFirstZeroNegative ? Tally::minus : Tally::plus;
+    mGreatest.zeros = mGreatest.zeros == Tally::both ? sign : mGreatest.zeros;
+    mLeast.zeros = mLeast.zeros == Tally::both ? sign : mLeast.zeros;
+}
+
 bool IntegerTally::isOpenAfter(const IntegerTally& next, const qlogger& log) const {
-    // An extreme that is too small for a double becomes a zero in the log, whose sign depends on the order, too.
-    constexpr int kLeastExponent = -1000;
+    // A value that is too small for a double can become a zero in the log, whose sign depends on the order, too.
     const auto isOpen = [&](const Extreme& held, const Extreme& later, bool isGreatest) {
         return (later.zeros == Tally::both ||
-                (next.mExponent < kLeastExponent && isBelow(later.limbs, kLeastExponent - next.mExponent))) &&
+                (next.mExponent < kLeastDouble && isBelow(later.limbs, kLeastDouble - next.mExponent))) &&
                orderOf(later.limbs.data(), held, isGreatest) == Order::beyond;
     };
     return (isOpen(mGreatest, next.mGreatest, true) && log.isMaxNegative()) ||

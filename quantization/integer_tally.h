@@ -15,6 +15,9 @@ namespace tolvane::detail::integers {
 
 class IntegerTally {
  public:
+    /// The exponent of the least double.
+    static constexpr int kLeastDouble = -1074;
+
     /// For integers of a width.
     explicit IntegerTally(std::size_t width) : mGreatest(width), mLeast(width), mNotes(2 * width) {}
 
@@ -27,6 +30,10 @@ class IntegerTally {
     void append(const IntegerTally& next);
     /// Whether `append` would leave the sign of a zero extreme open that the log would take.
     bool isOpenAfter(const IntegerTally& next, const qlogger& log) const;
+    /// Whether the sign of a zero extreme is open that the log would take, of a tally that was only joined to; and
+    /// gives it that of the first zero.
+    bool isOpenFor(const qlogger& log) const;
+    void settle(bool isFirstZeroNegative);
     /// Adds the statistics to a log, as one call for each value would do. Gated.
     void handTo(const qlogger& log) const;
 

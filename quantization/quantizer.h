@@ -147,6 +147,9 @@ class TOLVANE_API quantizer {
     QuantizeFunction getQuantizeFunction() const { return mQuantize; }
     /// Quantizes every element in order, as `quantize` on each: the same values, counts and extremes. Keeps the cursor.
     number& quantizeArray(number& x) const;
+    /// Sets all elements of an array of many bits, which has several, to doubles, and quantizes them, as `quantize` on
+    /// each. Returns false and does nothing where that takes the steps of single elements.
+    bool quantizeInto(std::span<const double> in, number& out) const;
     /// As quantizeArray, on doubles; `out` has the length of `in` and is the same memory or separate from it.
     void quantize(std::span<const double> in, std::span<double> out) const;
     /// Whether whole arrays of doubles are quantized by vector loops, which can tally.
@@ -220,6 +223,8 @@ class TOLVANE_API quantizer {
     number& QuantizeScaledDouble(number& x) const;
 
     void updatefloatlimits();
+    /// As quantizeArray, on words where integers give the same.
+    bool quantizeWords(number& x) const;
     /// The element function on one value after the other.
     void quantizeByElements(std::span<const double> in, std::span<double> out) const;
 

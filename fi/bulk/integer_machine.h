@@ -4,7 +4,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "fi/bulk/steps.h"
 #include "numbers/mpnumber.h"
@@ -14,10 +13,6 @@
 
 namespace tolvane::detail {
 
-/// The format of a quantizer with `isFixedPoint`.
-inline integers::Format integerFormatOf(const quantizer& q) {
-    return {{-q.getFractionlength(), q.getWordlength(), q.isSignedFixed()}, q.getRoundMode(), q.getOverflowMode()};
-}
 /// Follows extents through the steps. A cell of the element steps is a float of `precision` bits, rounded to nearest.
 class ExtentMachine {
  public:
@@ -43,22 +38,9 @@ class ExtentMachine {
         return result;
     }
     void quantize(const Place& place, Cell& cell) {
-        const integers::Format& format = place.format;
-        const int shift = format.grid.exponent - cell.exponent;
-        // A cell that holds its values exactly is rounded by exact sums, if these fit in it, too.
-        const bool addsHalf = format.round != embedded::RoundModeEnum::Floor &&
-                              format.round != embedded::RoundModeEnum::Ceil &&
-                              format.round != embedded::RoundModeEnum::Fix;
-        const int bits = shift > 0 && addsHalf ? std::max(cell.bits, shift - 1) + 1 : cell.bits;
-        mHolds = mHolds && bits <= place.precision && format.grid.bits < place.precision;
-        mNeeded = std::max(mNeeded, shift > 0 ? shift + 2 : 0);
-        const Cell rounded = integers::roundedOf(format, cell);
-        hold(rounded);
-        if (!integers::covers(format, cell)) {
-            mNeeded = std::max(mNeeded, format.grid.bits + 1);
-        }
-        cell = integers::extentOf(format.grid);
-        hold(cell);
+        mHolds = mHolds && integers::isExactInFloats(place.format, cell, place.precision);
+        mNeeded = std::max(mNeeded, integers::neededBits(place.format, cell));
+        cell = integers::extentOf(place.format.grid);
     }
 
     /// Whether the integers give what the element steps give.

@@ -134,7 +134,7 @@ bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operand
         parts.push_back({a->imag ? std::move(*a->imag) : Source::zeros(), std::move(b->imag)});
     }
 
-    const integers::Format format = integerFormatOf(q);
+    const integers::Format format = integers::formatOf(q);
     const ExtentMachine::Place extents{format, castsBeforeSum, cellBits(precision)};
     ExtentMachine proof(extents, extents, extents);
     for (const PartOfSum& part : parts) {
@@ -226,8 +226,8 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
             parts.push_back({&*a->imag, &b->real});
         }
     }
-    const integers::Format productFormat = integerFormatOf(places.product);
-    const integers::Format sumFormat = isComplexByComplex ? integerFormatOf(places.sum) : productFormat;
+    const integers::Format productFormat = integers::formatOf(places.product);
+    const integers::Format sumFormat = isComplexByComplex ? integers::formatOf(places.sum) : productFormat;
     const int precision = cellBits(places.precision);
     const ExtentMachine::Place sumExtents{sumFormat, places.castsBeforeSum, precision};
     ExtentMachine proof({productFormat, false, precision}, sumExtents, sumExtents);
@@ -305,7 +305,7 @@ bool assign(const fi& source, fi& target, const ByElements& byElements) {
     const bool isEqualType = target.getNumericType().isequivalent(source.getNumericType());
     // Equal types are moved and logged; a narrower word takes the zeros of a real source as they are.
     const bool logsZeros = isEqualType || target.getWordLength() >= source.getWordLength();
-    const integers::Format format = integerFormatOf(q);
+    const integers::Format format = integers::formatOf(q);
     const ExtentMachine::Place extents{format, false, cellBits(precision)};
     ExtentMachine proof(extents, extents, extents);
     bool holds = true;

@@ -206,6 +206,10 @@ void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCoun
             mAssignmentQuantizer.quantize({values, valueCount}, doubles->elements());
             return;
         }
+        if (!isSlopeBiasScaled() && !isView() && target.numel() == valueCount &&
+            mAssignmentQuantizer.quantizeInto({values, valueCount}, target)) {
+            return;
+        }
     }
     storeValues(target, values, valueCount, getNumericType());
     if (!isView()) {
