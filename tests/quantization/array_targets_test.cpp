@@ -52,7 +52,7 @@ std::vector<double> awkwardValues() {
     return values;
 }
 
-/// Steps of a format up to the last double below 2^52, and then as many with one at 2^52: wrapping has a way of its own
+/// Steps of a format up to the last double below 2^52, and then as many with some beyond: wrapping has a way of its own
 /// for vectors of smaller values. Counts, ties and zeros of both signs are among them.
 std::vector<double> stepsUpTo2To52() {
     const double someSteps[] = {
@@ -66,7 +66,7 @@ std::vector<double> stepsUpTo2To52() {
     }
     values.insert(values.end(), values.begin(), values.end());
     for (std::size_t i = values.size() / 2 + 1; i < values.size(); i += 16) {
-        values[i] = values[i] < 0.0 ? -0x1p52 : 0x1p52;
+        values[i] = std::copysign(0x1p52 + 1, values[i]);
     }
     return values;
 }
