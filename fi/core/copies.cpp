@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/late_product.h"
@@ -85,7 +86,7 @@ fi::fi(const fi& source, WithoutRegisters)
     finishCopy(source);
 }
 
-fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
+void fi::copyRegisters(const fi& source) {
     if (source.mSumRegister) {
         mSumRegister = std::make_unique<fi>(cleared(*source.mSumRegister));
     }
@@ -95,6 +96,24 @@ fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
     if (source.mLateProduct) {
         mLateProduct = std::make_unique<LateProduct>(*source.mLateProduct);
     }
+}
+
+fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
+    copyRegisters(source);
+}
+
+bool fi::isRealInDoubles() const {
+    return !isView() && isreal() && tolvane::detail::entries::isInDoubles(mReal, mNumel) &&
+           mReal.getprecision() <= 52;  // else new entries would be of another kind
+}
+
+fi::fi(const fi& source, WithoutEntries)
+    : mAssignmentQuantizer(source.mAssignmentQuantizer),
+      mReal(source.mNumel, source.mReal.getprecision(), embedded::UnsetVector::tag),
+      mDims(source.mDims),
+      mFimathIsLocal(source.mFimathIsLocal) {
+    finishCopy(source);
+    copyRegisters(source);
 }
 
 fi::fi(const fi& source, embedded::CopyElement)
