@@ -224,16 +224,22 @@ void quantizeWordsForTarget(WordSelection selection, const WordLimits& limits, c
 bool areFiniteForTarget(const double* values, std::size_t count) {
     const Tag tag;
     const std::size_t lanes = hn::Lanes(tag);
-    // A product with zero is NaN for what isn't finite, and so is every sum after it.
-    auto sum = hn::Zero(tag);
+    // A product with zero is NaN for what isn't finite, and so is every sum after it. Several sums, as each waits for
+    // the one before it.
+    constexpr std::size_t kSums = 4;
+    hn::Vec<Tag> sums[kSums] = {hn::Zero(tag), hn::Zero(tag), hn::Zero(tag), hn::Zero(tag)};
     std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        sum = hn::Add(sum, hn::Mul(hn::LoadU(tag, values + i), hn::Zero(tag)));
+    for (; i + kSums * lanes <= count; i += kSums * lanes) {
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < kSums; ++k) {
+            sums[k] = hn::Add(sums[k], hn::Mul(hn::LoadU(tag, values + i + k * lanes), hn::Zero(tag)));
+        }
     }
     double rest = 0.0;
     for (; i < count; ++i) {
         rest += values[i] * 0.0;
     }
+    const auto sum = hn::Add(hn::Add(sums[0], sums[1]), hn::Add(sums[2], sums[3]));
     return rest == 0.0 && hn::AllTrue(tag, hn::Eq(sum, hn::Zero(tag)));
 }
 
