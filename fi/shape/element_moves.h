@@ -140,6 +140,9 @@ std::unique_ptr<fi> fi::ElementMoves::moved(const fi& source, std::uint64_t rows
 template <class Pattern>
 std::unique_ptr<fi> fi::ElementMoves::permuted(const fi& source, std::uint64_t rows, std::uint64_t columns,
                                                Pattern&& pattern) {
+    if (source.isSlopeBiasScaled()) {
+        return moved(source, rows, columns, pattern);  // the log has the zeros
+    }
     std::unique_ptr<fi> result(new fi(Dimensions{rows, columns}, source.getNumericType(), &source.getFimath(),
                                       source.iscomplex(), source.getTag(), source.getFimathIsLocal(),
                                       embedded::OperationTypeEnum::Assignment, 0, Entries::unset));
