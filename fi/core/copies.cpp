@@ -6,7 +6,6 @@
 #include <memory>
 #include <utility>
 
-#include "fi/bulk/entries.h"
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/late_product.h"
@@ -103,8 +102,9 @@ fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
 }
 
 bool fi::isRealInDoubles() const {
-    return !isView() && isreal() && tolvane::detail::entries::isInDoubles(mReal, mNumel) &&
-           mReal.getprecision() <= 52;  // else new entries would be of another kind
+    constexpr unsigned kMostPrecision = 52;  // of new entries in doubles
+    return !isView() && isreal() && mReal.asDouble() && mReal.numel() == mNumel &&
+           mReal.getprecision() <= kMostPrecision;
 }
 
 fi::fi(const fi& source, WithoutEntries)
