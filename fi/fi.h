@@ -971,6 +971,12 @@ class TOLVANE_API fi {
     /// As the copy, without registers.
     enum class WithoutRegisters { tag };
     fi(const fi& source, WithoutRegisters tag);
+    /// As the copy of a real array in doubles that isn't a view, with uninitialised entries; store all before reading
+    /// any.
+    enum class WithoutEntries { tag };
+    fi(const fi& source, WithoutEntries tag);
+    bool isRealInDoubles() const;
+    void copyRegisters(const fi& source);
     /// A copy that shares no element and leaves no log; used to read all elements of a view.
     std::unique_ptr<const fi> detached() const;
     /// Copies one part of an array; for a view, the elements that it covers.
@@ -985,6 +991,7 @@ class TOLVANE_API fi {
     void storeQuantized(number& target, const T* values, std::uint64_t valueCount);
     void fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision);
     void fillFromComplex(const double* re, const double* im, std::uint64_t valueCount);
+    void quantizeInBlocks(std::span<const double> values, std::span<double> entries, std::size_t blockSize);
     void setDefaultPrecision() const;
     /// Raises for host values that an array of this type can't take.
     void checkHostValues(const hvArray* values) const;

@@ -1,8 +1,9 @@
 // The rounding rules for doubles, and scaling by a power of two, the basis of rounding at a given bit.
 //
 // The rules themselves are generic over the value type and are in numbers/rounding_rules.inl.h, which the vector
-// kernels also include. A rule is branch-free and uses only + - * / < >= == on V and five functions:
-//     roundFloor(V), roundCeil(V)   to a whole value
+// kernels also include. A rule is branch-free and uses only + - * / < >= == on V and these functions:
+//     roundFloor(V), roundCeil(V), roundTruncated(V), roundEven(V)   to a whole value
+//     withSignOf(V, double)         the size of the double with the sign of V
 //     magnitude(V)                  the value with its sign bit cleared
 //     choose(mask, V a, V b)        a where the mask (the result of a comparison) holds, else b
 //     like(V, double)               the double as a V, broadcast to as many lanes
@@ -15,13 +16,22 @@
 
 namespace tolvane::detail::rounding {
 
-// std::floor and std::ceil are exact operations of IEEE 754, so they agree with the host's on every value; the compiler
+// std::floor and its like are exact operations of IEEE 754, so they agree with the host's on every value; the compiler
 // inlines them.
 inline double roundFloor(double x) {
     return std::floor(x);
 }
 inline double roundCeil(double x) {
     return std::ceil(x);
+}
+inline double roundTruncated(double x) {
+    return std::trunc(x);
+}
+inline double roundEven(double x) {
+    return std::nearbyint(x);
+}
+inline double withSignOf(double x, double size) {
+    return std::copysign(size, x);
 }
 inline double magnitude(double x) {
     return std::fabs(x);

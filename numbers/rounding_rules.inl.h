@@ -2,7 +2,7 @@
 //
 // No include guard: a file that compiles the same code for several instruction sets includes this once for each, so
 // that the rules become functions of that instruction set. The namespace offers, found by the rules for their value
-// type V, the operators + - * / < >= == and the five functions that numbers/rounding.h names; a V that has them gets
+// type V, the operators + - * / < >= == and the functions that numbers/rounding.h names; a V that has them gets
 // all rules with the results of the scalar form in every bit, signs of zero included. The order of the operations is
 // part of each rule: `nearest` of 0.5 - 2^-54 is 1, since the sum with 0.5 rounds.
 //
@@ -10,6 +10,9 @@
 // or 1, from flags of the same kind that say whether the remainder is at least a half and whether it is more than 0 or
 // a half, whether the dividend is negative, and whether the quotient is odd. `keepsMinus` says whether a negative
 // dividend that is rounded to zero gives -0, as floats of many bits have it.
+//
+// Some rules have a short form, `near`: the same rule in every bit for doubles below 2^52 in size that aren't zeros,
+// which it gives back as they are.
 
 /// Toward plus infinity.
 struct CeilRule {
@@ -47,7 +50,7 @@ struct FloorRule {
 struct FixRule {
     template <class V>
     static V apply(V x) {
-        return choose(x >= like(x, 0.0), roundFloor(x), roundCeil(x));
+        return roundTruncated(x);
     }
     template <class Flag>
     static constexpr Flag increment(Flag half, Flag rest, Flag negative, Flag) {
@@ -64,6 +67,10 @@ struct NearestRule {
     template <class V>
     static V apply(V x) {
         return roundFloor(x + like(x, 0.5));
+    }
+    template <class V>
+    static V near(V x) {
+        return choose(x == like(x, 0.0), x, apply(x));
     }
     template <class Flag>
     static constexpr Flag increment(Flag half, Flag, Flag, Flag) {
@@ -84,6 +91,11 @@ struct RoundRule {
         const V whole = roundFloor(size + like(x, 0.5));
         const V withSign = choose(x < like(x, 0.0), like(x, -0.0) - whole, whole);
         return choose(size >= like(x, 0x1p52), x, withSign);
+    }
+    /// A sum rounds alike for both signs.
+    template <class V>
+    static V near(V x) {
+        return roundTruncated(x + withSignOf(x, 0.5));
     }
     template <class Flag>
     static constexpr Flag increment(Flag half, Flag rest, Flag negative, Flag) {
@@ -107,6 +119,15 @@ struct ConvergentRule {
         const V above = roundFloor(sum);
         const V even = roundFloor(sum * like(x, 0.5)) * like(x, 2.0);
         return choose(above - like(x, 0.5) == x, even, above);
+    }
+    /// The sum with 0.5 is exact, or inexact and still between the same whole numbers, for all but one double: a sum
+    /// has at most the unit of x when it isn't of a greater power of two, and reaches one by rounding only from just
+    /// below 0.5. Otherwise the nearest even value is that of the processor, but with a positive zero.
+    template <class V>
+    static V near(V x) {
+        constexpr double kJustBelowHalf = 0x1.fffffffffffffp-2;
+        const V whole = choose(x == like(x, kJustBelowHalf), like(x, 1.0), roundEven(x));
+        return whole + choose(x == like(x, 0.0), x, like(x, 0.0));
     }
     template <class Flag>
     static constexpr Flag increment(Flag half, Flag rest, Flag, Flag odd) {

@@ -3,6 +3,7 @@
 #include "quantization/array_kernels.h"
 
 #include <cmath>
+#include <type_traits>
 
 #include "numbers/rule_list.h"
 #include "quantization/word_conversion.h"
@@ -29,14 +30,67 @@ namespace {
 #include "quantization/lane_tally.inl.h"
 #include "quantization/word_rules.inl.h"
 
-// The one loop. Element is a stateless function object that quantizes a Lanes. What is left at the end goes through a
-// padded vector of zeros, which no mode counts and whose lanes are kept out of the extremes.
-template <bool counting, class Element, class Limits>
+// Stands for the elements of a loop that has no shorter way for any.
+struct NoShortcut {
+    static constexpr bool kExists = false;
+};
+
+// Values below 2^52 steps of the format in size, taken modulo the wraparound. Data are mostly all such or all not, so a
+// branch for several vectors is predicted well.
+template <class Rule, class Word>
+class NearWrapping {
+ public:
+    static constexpr bool kExists = true;
+    static constexpr std::size_t kVectors = 4;
+
+    // Steps greater than 1 could make a zero of another double.
+    HWY_INLINE explicit NearWrapping(const FixedDoubleLimits& limits)
+        : mBound(limits.scale >= 1.0 ? 0x1p52 * limits.inverseScale : 0.0) {}
+
+    HWY_INLINE bool takesAll(const double* in) const {
+        const hn::RebindToSigned<Tag> signedTag;
+        // Without the sign, bits are ordered as sizes are, infinities and NaN last.
+        auto greatest = hn::Zero(signedTag);
+        for (std::size_t k = 0; k < kVectors; ++k) {
+            const auto size = hn::Abs(hn::LoadU(Tag(), in + k * hn::Lanes(Tag())));
+            greatest = hn::Max(greatest, hn::BitCast(signedTag, size));
+        }
+        return hn::AllTrue(signedTag, hn::Lt(greatest, hn::BitCast(signedTag, hn::Set(Tag(), mBound))));
+    }
+    HWY_INLINE auto operator()(Lanes x, const FixedDoubleLimits& limits) const {
+        return wrapNearValue<Rule, Word>(x, limits);
+    }
+
+ private:
+    double mBound;
+};
+
+// The one loop. Element is a stateless function object that quantizes a Lanes; Shortcut one that does the same in less
+// time for some values. What is left at the end goes through a padded vector of zeros, which no mode counts and whose
+// lanes are kept out of the extremes.
+template <bool counting, class Shortcut = NoShortcut, class Element, class Limits>
 void walk(Element element, Limits limits, const double* in, double* out, std::size_t count, Tally* tally) {
     const Tag tag;
     std::conditional_t<counting, LaneTally<1>, NoNotes> notes;
     const std::size_t width = hn::Lanes(tag);
     std::size_t i = 0;
+    if constexpr (Shortcut::kExists) {
+        const Shortcut shortcut(limits);
+        const auto quantizeBlock = [&](const auto& way) HWY_ATTR {
+            for (std::size_t k = 0; k < Shortcut::kVectors; ++k, i += width) {
+                const auto result = way(Lanes{hn::LoadU(tag, in + i)}, limits);
+                hn::StoreU(result.value.v, tag, out + i);
+                notes.note(result);
+            }
+        };
+        while (i + Shortcut::kVectors * width <= count) {
+            if (HWY_LIKELY(shortcut.takesAll(in + i))) {
+                quantizeBlock(shortcut);
+            } else {
+                quantizeBlock(element);
+            }
+        }
+    }
     for (; i + width <= count; i += width) {
         const auto result = element(Lanes{hn::LoadU(tag, in + i)}, limits);
         hn::StoreU(result.value.v, tag, out + i);
@@ -65,9 +119,10 @@ using BoundsLoop = Loop<FixedDoubleLimits>;
 
 template <bool counting, class Rule, class Overflow, class Word>
 void fixedLoop(const FixedDoubleLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
-    walk<counting>([](Lanes x, const FixedDoubleLimits& l)
-                       HWY_ATTR { return quantizeFixedValue<Rule, Overflow, Word>(x, l); },
-                   limits, in, out, count, tally);
+    using Shortcut = std::conditional_t<std::is_same_v<Overflow, WrapOverflow>, NearWrapping<Rule, Word>, NoShortcut>;
+    walk<counting, Shortcut>([](Lanes x, const FixedDoubleLimits& l)
+                                 HWY_ATTR { return quantizeFixedValue<Rule, Overflow, Word>(x, l); },
+                             limits, in, out, count, tally);
 }
 template <bool counting, class Rule>
 void floatLoop(const FloatDoubleLimits& limits, const double* in, double* out, std::size_t count, Tally* tally) {
@@ -169,16 +224,22 @@ void quantizeWordsForTarget(WordSelection selection, const WordLimits& limits, c
 bool areFiniteForTarget(const double* values, std::size_t count) {
     const Tag tag;
     const std::size_t lanes = hn::Lanes(tag);
-    // A product with zero is NaN for what isn't finite, and so is every sum after it.
-    auto sum = hn::Zero(tag);
+    // A product with zero is NaN for what isn't finite, and so is every sum after it. Several sums, as each waits for
+    // the one before it.
+    constexpr std::size_t kSums = 4;
+    hn::Vec<Tag> sums[kSums] = {hn::Zero(tag), hn::Zero(tag), hn::Zero(tag), hn::Zero(tag)};
     std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        sum = hn::Add(sum, hn::Mul(hn::LoadU(tag, values + i), hn::Zero(tag)));
+    for (; i + kSums * lanes <= count; i += kSums * lanes) {
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < kSums; ++k) {
+            sums[k] = hn::Add(sums[k], hn::Mul(hn::LoadU(tag, values + i + k * lanes), hn::Zero(tag)));
+        }
     }
     double rest = 0.0;
     for (; i < count; ++i) {
         rest += values[i] * 0.0;
     }
+    const auto sum = hn::Add(hn::Add(sums[0], sums[1]), hn::Add(sums[2], sums[3]));
     return rest == 0.0 && hn::AllTrue(tag, hn::Eq(sum, hn::Zero(tag)));
 }
 

@@ -7,6 +7,7 @@
 //     butNot(a, b)    where the first holds and the second doesn't
 //     anyOf(a)        a bool: whether it holds for any lane; may be true where that costs more than the work it saves
 //     otherBits(V, V) where any bit differs
+//     addToExactProduct(a, b, sum), subtractExactProduct(a, b, from)
 //     lesserOf(limit, x), greaterOf(limit, x)   limit < x ? limit : x, and limit > x ? limit : x; so NaN passes
 // A zero passes as it is, sign included, and is never counted. Rounding comes first, overflow second: a value that only
 // rounds out of range overflows. A NaN fails both bound comparisons and passes uncounted.
@@ -29,6 +30,7 @@ V modWraparound(V x, const auto& limits) {
 
 /// The word of two's complement: values from the lower bound -W/2 to W/2 less one step.
 struct SignedWord {
+    static constexpr double kBelowZero = 0.5;  // of W
     template <class V>
     static V wrapped(V x, const auto& limits) {
         const V remainder = modWraparound(x, limits);
@@ -38,6 +40,7 @@ struct SignedWord {
 
 /// The word without sign: values from 0 to W less one step.
 struct UnsignedWord {
+    static constexpr double kBelowZero = 0.0;
     template <class V>
     static V wrapped(V x, const auto& limits) {
         return modWraparound(x, limits);
@@ -86,4 +89,27 @@ template <class Rule, class Overflow, class Word, class V>
 auto quantizeFixedValue(V x, const auto& limits) {
     const V scaled = Rule::template apply<V>(x * like(x, limits.scale)) * like(x, limits.inverseScale);
     return quantizeRoundedValue<Overflow, Word>(x, scaled, limits);
+}
+
+/// As `quantizeFixedValue` with `WrapOverflow`, in the same bits, for values below 2^52 steps of the format in size,
+/// where no value but zero is zero in steps.
+///
+/// Let s, the value in steps, be rounded: whole, and at most 2^52. With w <= 52 bits in the word, s / 2^w and the sums
+/// with 1/2 have at most 53 bits, so the quotient of the wraparound is the true one. In range it is +0, also for s =
+/// -0, whose difference with +0 keeps the sign; otherwise the difference is a multiple of the step within the word,
+/// exact, and +0 where it vanishes.
+template <class Rule, class Word, class V>
+auto wrapNearValue(V x, const auto& limits) {
+    const V steps = x * like(x, limits.scale);
+    V rounded;
+    if constexpr (requires { Rule::template near<V>(x); }) {
+        rounded = Rule::template near<V>(steps) * like(x, limits.inverseScale);
+    } else {
+        rounded = Rule::template apply<V>(steps) * like(x, limits.inverseScale);
+    }
+    const V zero = like(x, 0.0);
+    const V quotient =
+        roundFloor(addToExactProduct(rounded, like(x, limits.inverseWraparound), like(x, Word::kBelowZero)));
+    const V value = subtractExactProduct(quotient, like(x, limits.wraparound), rounded);
+    return FixedResult<V, decltype(x == zero)>{value, otherBits(value, rounded), butNot(rounded == zero, x == zero)};
 }

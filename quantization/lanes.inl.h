@@ -42,6 +42,9 @@ HWY_INLINE Lanes roundFloor(Lanes x) {
 HWY_INLINE Lanes roundCeil(Lanes x) {
     return {hn::Ceil(x.v)};
 }
+HWY_INLINE Lanes roundTruncated(Lanes x) {
+    return {hn::Trunc(x.v)};
+}
 HWY_INLINE Lanes roundEven(Lanes x) {
     return {hn::Round(x.v)};
 }
@@ -53,6 +56,16 @@ HWY_INLINE Lanes choose(Mask mask, Lanes a, Lanes b) {
 }
 HWY_INLINE Lanes like(Lanes, double value) {
     return {hn::Set(Tag(), value)};
+}
+HWY_INLINE Lanes withSignOf(Lanes x, double size) {
+    return {hn::CopySign(hn::Set(Tag(), size), x.v)};
+}
+// Fused where the processor can: only for products that are exact, with which the sum is the same.
+HWY_INLINE Lanes addToExactProduct(Lanes a, Lanes b, Lanes sum) {
+    return {hn::MulAdd(a.v, b.v, sum.v)};
+}
+HWY_INLINE Lanes subtractExactProduct(Lanes a, Lanes b, Lanes from) {
+    return {hn::NegMulAdd(a.v, b.v, from.v)};
 }
 HWY_INLINE Mask either(Mask a, Mask b) {
     return hn::Or(a, b);

@@ -1,6 +1,7 @@
 // This file is compiled once for each instruction set, by including itself (see quantization/array_kernels.cpp).
 #include "fi/bulk/bit_loops.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -76,14 +77,15 @@ HWY_INLINE Vector valuesOf(Words words, const Grid& grid) {
 }
 
 template <class Join>
-HWY_INLINE void combineBy(Join join, double* elements, std::size_t count, const Right& right, const Grid& grid,
-                          const OnElement& onElement) {
+HWY_INLINE void combineBy(Join join, std::span<const double> elements, double* out, const Right& right,
+                          const Grid& grid, const OnElement& onElement) {
     const Tag tag;
     const std::size_t lanes = hn::Lanes(tag);
     const Words word = hn::Set(WordTag(), right.word);
+    const std::size_t count = elements.size();
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {
-        const Converted left = wordsOf(hn::LoadU(tag, elements + i), grid);
+        const Converted left = wordsOf(hn::LoadU(tag, elements.data() + i), grid);
         Words made = word;
         auto isStored = left.isStored;
         if (right.values) {
@@ -92,21 +94,21 @@ HWY_INLINE void combineBy(Join join, double* elements, std::size_t count, const 
             isStored = hn::And(isStored, other.isStored);
         }
         if (HWY_LIKELY(hn::AllTrue(tag, isStored))) {
-            hn::StoreU(valuesOf(join(left.words, made), grid), tag, elements + i);
+            hn::StoreU(valuesOf(join(left.words, made), grid), tag, out + i);
         } else {
             for (std::size_t lane = i; lane < i + lanes; ++lane) {
-                elements[lane] = onElement(lane, elements[lane]);
+                out[lane] = onElement(lane, elements[lane]);
             }
         }
     }
     for (; i < count; ++i) {
-        elements[i] = onElement(i, elements[i]);
+        out[i] = onElement(i, elements[i]);
     }
 }
 
-void combineForTarget(Operation operation, double* elements, std::size_t count, const Right& right, const Grid& grid,
-                      const OnElement& onElement) {
-    const auto run = [&](auto join) HWY_ATTR { combineBy(join, elements, count, right, grid, onElement); };
+void combineForTarget(Operation operation, std::span<const double> elements, double* out, const Right& right,
+                      const Grid& grid, const OnElement& onElement) {
+    const auto run = [&](auto join) HWY_ATTR { combineBy(join, elements, out, right, grid, onElement); };
     switch (operation) {
         case Operation::conjunction:
             return run([](Words a, Words b) HWY_ATTR { return hn::And(a, b); });
@@ -141,15 +143,15 @@ std::optional<Grid> gridOf(const WordFormat& format) {
                 (format.isSigned ? words / 2 : words) - 1};
 }
 
-void combineAll(Operation operation, std::span<double> elements, const Right& right, const WordFormat& format,
-                const OnElement& onElement) {
+void combineAll(Operation operation, std::span<const double> elements, double* out, const Right& right,
+                const WordFormat& format, const OnElement& onElement) {
     if (const std::optional<Grid> grid = gridOf(format)) {
         HWY_DYNAMIC_DISPATCH(combineForTarget)
-        (operation, elements.data(), elements.size(), right, *grid, onElement);
+        (operation, elements, out, right, *grid, onElement);
         return;
     }
     for (std::size_t i = 0; i < elements.size(); ++i) {
-        elements[i] = onElement(i, elements[i]);
+        out[i] = onElement(i, elements[i]);
     }
 }
 
@@ -174,9 +176,10 @@ std::int64_t extended(std::uint64_t word, const WordFormat& format) {
 
 }  // namespace
 
-void combine(Operation operation, std::span<double> left, std::span<const double> right, const WordFormat& format) {
+void combine(Operation operation, std::span<const double> left, std::span<const double> right, double* out,
+             const WordFormat& format) {
     if (right.size() == left.size()) {
-        combineAll(operation, left, {right.data(), 0}, format, [&](std::size_t i, double x) {
+        combineAll(operation, left, out, {right.data(), 0}, format, [&](std::size_t i, double x) {
             return bitwords::valueOf(joined(operation, bitwords::wordOf(x, format), bitwords::wordOf(right[i], format)),
                                      format);
         });
@@ -187,24 +190,22 @@ void combine(Operation operation, std::span<double> left, std::span<const double
         return bitwords::valueOf(joined(operation, bitwords::wordOf(x, format), word), format);
     };
     if (format.wordlength >= 1 && format.wordlength < 64 && word >> format.wordlength == 0) {
-        combineAll(operation, left, {nullptr, extended(word, format)}, format, onElement);
+        combineAll(operation, left, out, {nullptr, extended(word, format)}, format, onElement);
         return;
     }
     // A value outside its type keeps bits above the word.
-    for (double& x : left) {
-        x = onElement(0, x);
-    }
+    std::ranges::transform(left, out, [&](double x) { return onElement(0, x); });
 }
 
-void complement(std::span<double> elements, std::uint64_t mask, const WordFormat& format) {
-    combineAll(Operation::exclusion, elements, {nullptr, extended(mask, format)}, format,
+void complement(std::span<const double> elements, double* out, std::uint64_t mask, const WordFormat& format) {
+    combineAll(Operation::exclusion, elements, out, {nullptr, extended(mask, format)}, format,
                [&](std::size_t, double x) { return bitwords::complement(x, format, mask); });
 }
 
-void setBit(std::span<double> elements, int position, bool value, const WordFormat& format) {
+void setBit(std::span<const double> elements, double* out, int position, bool value, const WordFormat& format) {
     const std::int64_t bit = extended(bitwords::bitAt(position), format);
-    combineAll(value ? Operation::disjunction : Operation::conjunction, elements, {nullptr, value ? bit : ~bit}, format,
-               [&](std::size_t, double x) { return bitwords::setBit(x, position, value, format); });
+    combineAll(value ? Operation::disjunction : Operation::conjunction, elements, out, {nullptr, value ? bit : ~bit},
+               format, [&](std::size_t, double x) { return bitwords::setBit(x, position, value, format); });
 }
 
 }  // namespace tolvane::detail::bitloops

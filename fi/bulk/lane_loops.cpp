@@ -63,7 +63,10 @@ using rounding::like;
 using rounding::magnitude;
 using rounding::otherBits;
 using rounding::roundCeil;
+using rounding::roundEven;
 using rounding::roundFloor;
+using rounding::roundTruncated;
+using rounding::withSignOf;
 
 #include "quantization/lanes.inl.h"
 

@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "fi/bulk/lane_loops.h"
+#include "fi/bulk/root_loops.h"
 
 using namespace tolvane::detail;
 
@@ -26,32 +27,25 @@ int valueBits(const NumericType& type) {
     return type.getWordLength() - (type.isSigned() ? 1 : 0);
 }
 
-/// Elements and roots in steps of the root's type: `squared` of an element has the unit of a squared root.
+/// Elements and roots in steps of the root's type.
 struct Steps {
-    explicit Steps(const NumericType& root)
-        : bits(valueBits(root)),
-          toRoot(std::ldexp(1.0, root.getFixedExponent())),
-          toSquare(std::ldexp(1.0, 2 * root.getFixedExponent())),
-          fromElement(std::ldexp(1.0, -2 * root.getFixedExponent())),
-          greatest(std::ldexp(1.0, bits) - 1.0) {}
-
-    /// The greatest whole root whose square is not above the element; 0 for NaN.
-    ///
-    /// Rounding never lifts a floating-point root to a whole number r above the true one if the element has at most 52
-    /// bits: below the square of r it is below it by more than 2^-52 of itself, its root below r by more than 2^-53 of
-    /// itself, and that is half the distance of doubles there or more. Other elements, which a change of type can leave
-    /// behind, are at most one step off.
-    double floorRoot(double element) const {
-        const double squared = std::min(std::max(0.0, element * fromElement), greatest * greatest);
-        const double root = static_cast<std::int32_t>(std::sqrt(squared));
-        return root * root > squared ? root - 1.0 : root;
-    }
+    explicit Steps(const arrayroots::Types& types)
+        : bits(valueBits(types.root)),
+          toRoot(std::ldexp(1.0, types.root.getFixedExponent())),
+          toSquare(std::ldexp(1.0, 2 * types.root.getFixedExponent())),
+          greatest(std::ldexp(1.0, bits) - 1.0),
+          scales{std::ldexp(1.0, -2 * types.root.getFixedExponent()),
+                 greatest,
+                 toRoot,
+                 toSquare,
+                 std::ldexp(1.0, -types.square.getFixedExponent()),
+                 std::ldexp(1.0, 2 * types.root.getFixedExponent() - types.square.getFixedExponent())} {}
 
     int bits;
     double toRoot;
     double toSquare;
-    double fromElement;
     double greatest;
+    rootloops::Scales scales;
 };
 
 /// Values of which only the bounds matter.
@@ -264,24 +258,21 @@ arrayroots::Tallies Notes::tallies(const Steps& steps, bool hasDistances, bool c
     return result;
 }
 
-/// The distances of an element from the squares below and above it decide; each is held in the type of the squares.
+/// The distances of an element from the squares below and above it decide; each is held in the type of the squares, and
+/// noted.
 class NearestSquare {
  public:
-    NearestSquare(const arrayroots::Types& types, const fimath& rules, const Steps& steps, const quantizer& distances)
-        : mSteps(steps),
-          mQuantizer(distances),
-          mElementExponent(types.element.getFixedExponent()),
-          mIsExact(types.element.getFixedExponent() >= types.square.getFixedExponent()),
-          mCastsFirst(rules.getCastBeforeSum()) {}
+    NearestSquare(const fimath& rules, const Steps& steps, const quantizer& distances)
+        : mSteps(steps), mQuantizer(distances), mCastsFirst(rules.getCastBeforeSum()) {}
 
     /// Raises those whole roots by one whose upper neighbour is nearer.
-    void apply(std::span<const double> elements, std::span<double> roots, Notes* notes) {
-        const auto isBelowGreatest = [&](std::size_t i) { return roots[i] < mSteps.greatest; };
-        if (!notes || rangeOf(roots).greatest < mSteps.greatest) {
+    void apply(std::span<const double> elements, std::span<double> roots, Notes& notes) {
+        if (rangeOf(roots).greatest < mSteps.greatest) {
             raise(elements, roots, notes);
             return;
         }
         // The greatest root has no upper neighbour, and nothing is computed that could be noted.
+        const auto isBelowGreatest = [&](std::size_t i) { return roots[i] < mSteps.greatest; };
         const auto kept = pick(elements, mKept, isBelowGreatest);
         raise(kept, pick(roots, mKeptRoots, isBelowGreatest), notes);
         std::size_t count = 0;
@@ -293,22 +284,23 @@ class NearestSquare {
     }
 
  private:
-    void raise(std::span<const double> elements, std::span<double> roots, Notes* notes) {
+    void raise(std::span<const double> elements, std::span<double> roots, Notes& notes) {
         const std::size_t count = roots.size();
+        if (count == 0) {
+            return;
+        }
         const std::span<double> low(mLow.data(), count);
         const std::span<double> high(mHigh.data(), count);
         const std::span<double> cast(mCast.data(), count);
         const std::span<double> squares(mSquares.data(), count);
         const std::span<double> nextSquares(mNextSquares.data(), count);
-        const bool isExact = !notes && holdsAll(elements);
         Tally ofCast;
         Tally ofLow;
         Tally ofHigh;
-        const auto tally = [notes](Tally& of) { return notes ? &of : nullptr; };
-        if (isExact || !mCastsFirst) {
-            std::ranges::copy(elements, cast.begin());
+        if (mCastsFirst) {
+            mQuantizer.quantizeAndTally(elements, cast, &ofCast);
         } else {
-            mQuantizer.quantizeAndTally(elements, cast, tally(ofCast));
+            std::ranges::copy(elements, cast.begin());
         }
         for (std::size_t i = 0; i < count; ++i) {
             squares[i] = roots[i] * roots[i] * mSteps.toSquare;
@@ -316,22 +308,13 @@ class NearestSquare {
             low[i] = cast[i] - squares[i];
             high[i] = nextSquares[i] - cast[i];
         }
-        if (!isExact) {
-            mQuantizer.quantizeAndTally(low, low, tally(ofLow));
-            mQuantizer.quantizeAndTally(high, high, tally(ofHigh));
-        }
-        if (notes && count > 0) {
-            notes->below.append(joined(ofCast, ofLow, {cast, squares, low}));
-            notes->above.append(joined(ofCast, ofHigh, {cast, nextSquares, high}));
-        }
+        mQuantizer.quantizeAndTally(low, low, &ofLow);
+        mQuantizer.quantizeAndTally(high, high, &ofHigh);
+        notes.below.append(joined(ofCast, ofLow, {cast, squares, low}));
+        notes.above.append(joined(ofCast, ofHigh, {cast, nextSquares, high}));
         for (std::size_t i = 0; i < count; ++i) {
-            roots[i] += roots[i] < mSteps.greatest && high[i] < low[i] ? 1.0 : 0.0;
+            roots[i] += high[i] < low[i] ? 1.0 : 0.0;
         }
-    }
-    /// Whether the type of the squares holds all elements and distances: elements that fit their type, and its sums.
-    bool holdsAll(std::span<const double> elements) const {
-        return mIsExact && laneloops::areAvailable() &&
-               laneloops::survey(elements.data(), elements.size(), mElementExponent).isOnGrid;
     }
     Tally joined(const Tally& ofCast, const Tally& ofDistances, const Distances& distances) const {
         Tally result = ofDistances;
@@ -347,8 +330,6 @@ class NearestSquare {
 
     const Steps& mSteps;
     const quantizer& mQuantizer;
-    int mElementExponent;
-    bool mIsExact;
     bool mCastsFirst;
     Block mLow;
     Block mHigh;
@@ -358,42 +339,6 @@ class NearestSquare {
     Block mKept;
     Block mKeptRoots;
 };
-
-void findBlocks(std::span<const double> elements, std::span<double> roots, const Steps& steps, Round mode,
-                NearestSquare& nearest, Notes* notes) {
-    Block floored;
-    for (std::size_t begin = 0; begin < elements.size(); begin += kBlock) {
-        const std::size_t count = std::min(kBlock, elements.size() - begin);
-        const auto in = elements.subspan(begin, count);
-        const auto out = roots.subspan(begin, count);
-        for (std::size_t i = 0; i < count; ++i) {
-            out[i] = steps.floorRoot(in[i]);
-        }
-        const std::span<double> floors(floored.data(), count);
-        Range range;
-        if (notes) {
-            std::ranges::copy(out, floors.begin());
-            range = rangeOf(floors);
-            notes->noteSearches(in, floors, range);
-            if (!arrayroots::roundsDown(mode)) {
-                notes->noteJudged(floors, range, steps.greatest);
-            }
-        }
-        if (mode == Round::Ceil) {
-            for (std::size_t i = 0; i < count; ++i) {
-                out[i] += out[i] < steps.greatest && out[i] * out[i] * steps.toSquare < in[i] ? 1.0 : 0.0;
-            }
-        } else if (!arrayroots::roundsDown(mode)) {
-            nearest.apply(in, out, notes);
-        }
-        if (notes) {
-            notes->noteStored(floors, range, out);
-        }
-        for (double& root : out) {
-            root *= steps.toRoot;
-        }
-    }
-}
 
 }  // namespace
 
@@ -413,18 +358,41 @@ bool arrayroots::areSquaresExact(const Types& types, const fimath& rules) {
 }
 
 void arrayroots::find(std::span<const double> elements, std::span<double> roots, const Types& types,
-                      const fimath& rules, const quantizer& distances) {
-    const Steps steps(types.root);
-    NearestSquare nearest(types, rules, steps, distances);
-    findBlocks(elements, roots, steps, rules.getRoundMode(), nearest, nullptr);
+                      const fimath& rules) {
+    rootloops::find(Steps(types).scales, rules.getRoundMode(), rules.getCastBeforeSum(), elements.data(), roots.data(),
+                    elements.size());
 }
 
 arrayroots::Tallies arrayroots::findAndTally(std::span<const double> elements, std::span<double> roots,
                                              const Types& types, const fimath& rules, const quantizer& distances) {
-    const Steps steps(types.root);
+    const Steps steps(types);
     const Round mode = rules.getRoundMode();
-    NearestSquare nearest(types, rules, steps, distances);
+    NearestSquare nearest(rules, steps, distances);
     Notes notes;
-    findBlocks(elements, roots, steps, mode, nearest, &notes);
+    Block floored;
+    for (std::size_t begin = 0; begin < elements.size(); begin += kBlock) {
+        const std::size_t count = std::min(kBlock, elements.size() - begin);
+        const auto in = elements.subspan(begin, count);
+        const auto out = roots.subspan(begin, count);
+        const std::span<double> floors(floored.data(), count);
+        rootloops::findFloors(steps.scales, in.data(), floors.data(), count);
+        std::ranges::copy(floors, out.begin());
+        const Range range = rangeOf(floors);
+        notes.noteSearches(in, floors, range);
+        if (!arrayroots::roundsDown(mode)) {
+            notes.noteJudged(floors, range, steps.greatest);
+        }
+        if (mode == Round::Ceil) {
+            for (std::size_t i = 0; i < count; ++i) {
+                out[i] += out[i] < steps.greatest && out[i] * out[i] * steps.toSquare < in[i] ? 1.0 : 0.0;
+            }
+        } else if (!arrayroots::roundsDown(mode)) {
+            nearest.apply(in, out, notes);
+        }
+        notes.noteStored(floors, range, out);
+        for (double& root : out) {
+            root *= steps.toRoot;
+        }
+    }
     return notes.tallies(steps, !arrayroots::roundsDown(mode) && mode != Round::Ceil, rules.getCastBeforeSum());
 }

@@ -43,10 +43,10 @@ inline bool roundsDown(embedded::RoundModeEnum mode) {
 bool areSquaresExact(const Types& types, const fimath& rules);
 
 /// Stores a root of each element, none of which is negative, rounded by the rules as the search rounds. The elements
-/// need not be values of their type. `distances` quantizes by the rules to the type of the squares and logs nothing.
-void find(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules,
-          const quantizer& distances);
-/// As above with the statistics; `distances` has a fixed kernel.
+/// need not be values of their type.
+void find(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules);
+/// As above with the statistics. `distances` quantizes by the rules to the type of the squares by a fixed kernel, and
+/// logs nothing.
 Tallies findAndTally(std::span<const double> elements, std::span<double> roots, const Types& types, const fimath& rules,
                      const quantizer& distances);
 

@@ -218,11 +218,39 @@ void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCoun
 }
 
 void fi::fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision) {
-    checkNaNInf(getDataType(), re, valueCount);
+    constexpr std::uint64_t kBlock = 4096;
+    doublenumber* const doubles = isSlopeBiasScaled() ? nullptr : mReal.asDouble();
+    const bool isInBlocks = doubles != nullptr && mNumel == valueCount && valueCount > kBlock;
+    if (isInBlocks) {
+        quantizeInBlocks({re, valueCount}, doubles->elements(), kBlock);
+    } else {
+        checkNaNInf(getDataType(), re, valueCount);
+    }
     if (defaultPrecision == DefaultPrecision::isSet) {
         setDefaultPrecision();
     }
-    storeQuantized(mReal, re, valueCount);
+    if (!isInBlocks) {
+        storeQuantized(mReal, re, valueCount);
+    }
+}
+
+// Each block is still in the cache when it is quantized. The object is new, so an error may leave entries behind, but
+// nothing in its log.
+void fi::quantizeInBlocks(std::span<const double> values, std::span<double> entries, std::size_t blockSize) {
+    bool mayBeInfinite = false;
+    for (std::size_t begin = 0; begin < values.size(); begin += blockSize) {
+        const auto block = values.subspan(begin, std::min(blockSize, values.size() - begin));
+        if (!mayBeInfinite && !arraykernels::areFinite(block.data(), block.size())) {
+            mayBeInfinite = true;
+            try {
+                NumericType::checkNaNInf(getDataType(), values.data(), values.size());
+            } catch (...) {
+                getQlogger().reset();
+                throw;
+            }
+        }
+        mAssignmentQuantizer.quantize(block, entries.subspan(begin, block.size()));
+    }
 }
 
 void fi::fillFromComplex(const double* re, const double* im, std::uint64_t valueCount) {

@@ -88,7 +88,7 @@ fi::fi(const fi& source, WithoutRegisters)
     finishCopy(source);
 }
 
-fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
+void fi::copyRegisters(const fi& source) {
     if (source.mSumRegister) {
         mSumRegister = std::make_unique<fi>(cleared(*source.mSumRegister));
     }
@@ -98,6 +98,25 @@ fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
     if (source.mLateProduct) {
         mLateProduct = std::make_unique<LateProduct>(*source.mLateProduct);
     }
+}
+
+fi::fi(const fi& source) : fi(source, WithoutRegisters::tag) {
+    copyRegisters(source);
+}
+
+bool fi::isRealInDoubles() const {
+    constexpr unsigned kMostPrecision = 52;  // of new entries in doubles
+    return !isView() && isreal() && mReal.asDouble() && mReal.numel() == mNumel &&
+           mReal.getprecision() <= kMostPrecision;
+}
+
+fi::fi(const fi& source, WithoutEntries)
+    : mAssignmentQuantizer(source.mAssignmentQuantizer),
+      mReal(source.mNumel, source.mReal.getprecision(), embedded::UnsetVector::tag),
+      mDims(source.mDims),
+      mFimathIsLocal(source.mFimathIsLocal) {
+    finishCopy(source);
+    copyRegisters(source);
 }
 
 fi::fi(const fi& source, embedded::CopyElement)

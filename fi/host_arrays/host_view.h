@@ -4,11 +4,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 #include "fi/fi.h"
 #include "host/hv.h"
+#include "host/hv_optional.h"
 
 namespace tolvane::detail {
 
@@ -16,7 +19,12 @@ namespace tolvane::detail {
 template <class T, class Convert>
 void convertEntries(const number& entries, std::span<T> out, Convert convert) {
     if (const doublenumber* doubles = entries.asDouble()) {
-        std::ranges::transform(doubles->elements().first(out.size()), out.begin(), convert);
+        const auto in = doubles->elements().first(out.size());
+        if constexpr (std::is_same_v<Convert, std::identity>) {
+            std::copy_n(in.data(), in.size(), out.data());
+        } else {
+            std::ranges::transform(in, out.begin(), convert);
+        }
         return;
     }
     const std::uint64_t cursor = entries.getIndex();
@@ -26,13 +34,19 @@ void convertEntries(const number& entries, std::span<T> out, Convert convert) {
     entries.setIndex(cursor);
 }
 
+/// Makes a numeric array of which every number will be set: without zeros, if the host can.
+inline hvArrayOwner numericArrayToFill(std::span<const std::size_t> dims, hvClassID classId, hvComplexity complexity) {
+    const auto create = hvCreateUnsetNumericArray != nullptr ? hvCreateUnsetNumericArray : hvCreateNumericArray;
+    return hvArrayOwner(create(dims.size(), dims.data(), classId, complexity));
+}
+
 /// Makes an array of the dimensions of the source, and of its complexity unless it is logical; the caller owns it.
 template <class T, class Convert>
 hvArray* hostView(const fi& source, hvClassID classId, Convert convert) {
     const std::vector<std::size_t> dims(source.dims(), source.dims() + source.ndims());
     hvArrayOwner result(classId == hvLOGICAL_CLASS
                             ? hvCreateLogicalArray(dims.size(), dims.data())
-                            : hvCreateNumericArray(dims.size(), dims.data(), classId, source.getComplexity()));
+                            : numericArrayToFill(dims, classId, source.getComplexity()).release());
     convertEntries(source.real(), hvGetTypedData<T>(result.get()), convert);
     convertEntries(source.imag(), hvGetTypedImagData<T>(result.get()), convert);
     return result.release();

@@ -135,7 +135,9 @@ hvArray* fi::getIntArrayHvArray(IntArrayChunkMode chunks, IntArrayDimensionMode 
     hvArrayOwner result(hvCreateNumericArray(dims.size(), dims.data(), hvUINT32_CLASS, getComplexity()));
     const ChunkWriter writer(*this, count);
     writer.write(mReal, hvGetTypedData<std::uint32_t>(result.get()));
-    writer.write(imagEntries(), hvGetTypedImagData<std::uint32_t>(result.get()));
+    if (iscomplex()) {
+        writer.write(imagEntries(), hvGetTypedImagData<std::uint32_t>(result.get()));
+    }
     return result.release();
 }
 
@@ -228,12 +230,13 @@ hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) 
     hvArrayOwner result =
         regrouped(values, chunkCount, wordCount, isSigned() && wordCount == 1 ? hvINT64_CLASS : hvUINT64_CLASS,
                   hvIsComplex(values) ? hvCOMPLEX : hvREAL);
-    const auto repack = [&](const number& entries, std::span<const std::uint32_t> chunks,
+    const auto repack = [&](const number* entries, std::span<const std::uint32_t> chunks,
                             std::span<std::uint64_t> words) {
-        const std::uint64_t cursor = entries.getIndex();
+        const std::uint64_t count = entries != nullptr ? entries->numel() : 0;
+        const std::uint64_t cursor = entries != nullptr ? entries->getIndex() : 0;
         for (std::uint64_t i = 0; i < words.size() / wordCount; ++i) {
             // An odd number of chunks leaves half a word. Arrays of other sizes than this one's are accepted as well.
-            const bool isFilled = chunkCount % 2 != 0 && i < entries.numel() && entries[i].isnegative();
+            const bool isFilled = chunkCount % 2 != 0 && i < count && (*entries)[i].isnegative();
             const auto chunk = [&](std::uint64_t place) -> std::uint64_t {
                 return place < chunkCount ? chunks[i * chunkCount + place] : isFilled ? UINT32_MAX : 0;
             };
@@ -241,12 +244,14 @@ hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) 
                 words[i * wordCount + word] = chunk(2 * word) | chunk(2 * word + 1) << kChunkBits;
             }
         }
-        entries.setIndex(cursor);
+        if (entries != nullptr) {
+            entries->setIndex(cursor);
+        }
     };
     const hvArray* const read = values;
-    repack(mReal, wordsOf<const std::uint32_t>(hvGetData(read), read),
+    repack(&mReal, wordsOf<const std::uint32_t>(hvGetData(read), read),
            wordsOf<std::uint64_t>(hvGetData(result.get()), result.get()));
-    repack(imagEntries(), wordsOf<const std::uint32_t>(hvGetImagData(read), read),
+    repack(iscomplex() ? &imagEntries() : nullptr, wordsOf<const std::uint32_t>(hvGetImagData(read), read),
            wordsOf<std::uint64_t>(hvGetImagData(result.get()), result.get()));
     return result.release();
 }
@@ -299,7 +304,9 @@ void fi::addSignExtension32BitIntArray(hvArray* values) const {
         entries.setIndex(cursor);
     };
     fill(mReal, wordsOf<std::uint32_t>(hvGetData(values), values));
-    fill(imagEntries(), wordsOf<std::uint32_t>(hvGetImagData(values), values));
+    if (iscomplex()) {
+        fill(imagEntries(), wordsOf<std::uint32_t>(hvGetImagData(values), values));
+    }
 }
 
 void fi::clearBitsAboveWords(std::span<std::uint32_t> words) const {

@@ -114,7 +114,9 @@ void fi::storeIntegers(const hvArray* values) {
     const int exponent = isFixed() ? getFixedExponent() : 0;
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
         storeScaled(mReal, hvGetTypedData<T>(values), exponent);
-        storeScaled(imagEntries(), hvGetTypedImagData<T>(values), exponent);
+        if (iscomplex()) {
+            storeScaled(imagEntries(), hvGetTypedImagData<T>(values), exponent);
+        }
     });
     quantizeAll(true);
 }

@@ -175,6 +175,16 @@ fi& fi::bitset(const hvArray* bit, const hvArray* value) const {
         raiseError("fixedpoint:fi:bitset:indexMustBePositiveInteger", "BITSET index only valid for positive integers.");
     }
 
+    const auto setAll = [&](std::span<const double> elements, fi& target) {
+        checkBitPosition(positions.front(), getNumericType().getWordLength(), kBitsetOutOfRange);
+        bitloops::setBit(elements, target.mReal.asDouble()->elements().data(), positions.front(), values.front(),
+                         wordFormatOf(getNumericType()));
+    };
+    if (bitCount == 1 && isRealInDoubles()) {
+        std::unique_ptr<fi> result(new fi(*this, WithoutEntries::tag));
+        setAll(mReal.asDouble()->elements(), *result);
+        return *result.release();
+    }
     std::unique_ptr<fi> result;
     if (mNumel == 1 && bitCount > 1) {
         result = zeros(hvGetDimensions(bit), hvGetNumberOfDimensions(bit));
@@ -184,8 +194,7 @@ fi& fi::bitset(const hvArray* bit, const hvArray* value) const {
         result = std::make_unique<fi>(*this);
     }
     if (doublenumber* doubles = bitCount == 1 ? result->mReal.asDouble() : nullptr) {
-        checkBitPosition(positions.front(), getNumericType().getWordLength(), kBitsetOutOfRange);
-        bitloops::setBit(doubles->elements(), positions.front(), values.front(), wordFormatOf(getNumericType()));
+        setAll(doubles->elements(), *result);
         result->setIndex(0);
         return *result.release();
     }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "fi/bulk/bit_loops.h"
@@ -23,20 +24,16 @@ struct RightSide {
     bool moves;
 };
 
-/// Returns false without a change for an operation that has no word form.
-bool combineDoubles(std::span<double> left, std::span<const double> right, const WordFormat& format,
-                    fi::BitOperation operation) {
+/// The word form of an operation, if it has one.
+std::optional<bitloops::Operation> wordForm(fi::BitOperation operation) {
     using enum bitloops::Operation;
     if (operation == &number::mpbitand) {
-        bitloops::combine(conjunction, left, right, format);
-    } else if (operation == &number::mpbitor) {
-        bitloops::combine(disjunction, left, right, format);
-    } else if (operation == &number::mpbitxor) {
-        bitloops::combine(exclusion, left, right, format);
-    } else {
-        return false;
+        return conjunction;
     }
-    return true;
+    if (operation == &number::mpbitor) {
+        return disjunction;
+    }
+    return operation == &number::mpbitxor ? std::optional(exclusion) : std::nullopt;
 }
 
 void combinePart(number& left, const RightSide& right, const EmbeddedTypeSystem::NumericType& type,
@@ -47,7 +44,8 @@ void combinePart(number& left, const RightSide& right, const EmbeddedTypeSystem:
     }
     if (doublenumber* doubles = left.asDouble()) {
         const std::span<const double> others = entries::doublesOf(right.entries, right.moves ? count : 1);
-        if (!others.empty() && combineDoubles(doubles->elements(), others, wordFormatOf(type), operation)) {
+        if (const auto form = wordForm(operation); form && !others.empty()) {
+            bitloops::combine(*form, doubles->elements(), others, doubles->elements().data(), wordFormatOf(type));
             return;
         }
     }
@@ -90,15 +88,26 @@ fi& fi::bitandorxor(const fi& b, BitOperation operation) const {
     const fi& other = &array == this ? b : *this;
     const bool otherMoves = !operands.leftIsScalar() && !operands.rightIsScalar();
 
-    auto result = std::make_unique<fi>(array);
+    const std::span<const double> others = entries::doublesOf(other.mReal, otherMoves ? array.mNumel : 1);
+    const auto form = wordForm(operation);
+    // In one pass, if nothing but the result's own entries is needed for them.
+    const bool isDirect = form && array.isRealInDoubles() && other.isreal() && !others.empty();
+    std::unique_ptr<fi> result(isDirect ? new fi(array, WithoutEntries::tag) : new fi(array));
     const bool isLocal = mFimathIsLocal || b.mFimathIsLocal;
     result->setFimathIsLocal(isLocal);
     if (isLocal) {
         result->setFimath(getFimath(b));
     }
+    if (isDirect) {
+        bitloops::combine(*form, array.mReal.asDouble()->elements(), others,
+                          result->mReal.asDouble()->elements().data(), wordFormatOf(getNumericType()));
+        return *result.release();
+    }
     if (operation == &number::mpbitand && isreal() != b.isreal()) {
         // The zero imaginary part of the real side clears the other one.
-        result->imagEntries().resize(0);
+        if (result->iscomplex()) {
+            result->imagEntries().resize(0);
+        }
         result->setIsReal(true);
     } else {
         result->coordinateComplexity(other.iscomplex(), 0);
@@ -129,14 +138,19 @@ fi& fi::bitxor(const fi& b) const {
 
 fi& fi::bitcmp() const {
     errorIfScaledDouble("bitcmp");
-    auto result = std::make_unique<fi>(*this);
     const NumericType& type = getNumericType();
     const WordFormat format = wordFormatOf(type);
     const std::uint64_t mask = doublenumber::bitcmpXorMask(type.getWordLength());
+    if (isRealInDoubles()) {
+        std::unique_ptr<fi> result(new fi(*this, WithoutEntries::tag));
+        bitloops::complement(mReal.asDouble()->elements(), result->mReal.asDouble()->elements().data(), mask, format);
+        return *result.release();
+    }
+    auto result = std::make_unique<fi>(*this);
     const WordModulus modulus(type.getWordLength());
     const auto complement = [&](number& part) {
         if (doublenumber* doubles = part.asDouble()) {
-            bitloops::complement(doubles->elements(), mask, format);
+            bitloops::complement(doubles->elements(), doubles->elements().data(), mask, format);
             return;
         }
         entries::walk(part, [&](number& x) {

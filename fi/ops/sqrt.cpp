@@ -7,6 +7,7 @@
 #include <string>
 
 #include "fi/bulk/entries.h"
+#include "fi/bulk/lane_loops.h"
 #include "fi/bulk/roots.h"
 #include "fi/fi.h"
 #include "fi/result_types/work_cells.h"
@@ -25,7 +26,8 @@ using Round = embedded::RoundModeEnum;
 
 bool isAnyElementNegative(const number& part, std::uint64_t count) {
     if (const std::span<const double> values = entries::doublesOf(part, count); values.data()) {
-        return std::ranges::any_of(values, [](double x) { return x < 0.0; });
+        return laneloops::areAvailable() ? laneloops::extremes(values.data(), values.size()).least < 0.0
+                                         : std::ranges::any_of(values, [](double x) { return x < 0.0; });
     }
     const std::uint64_t cursor = part.getIndex();
     bool found = false;
@@ -78,12 +80,12 @@ bool findAllRoots(const arrayroots::Types& types, std::span<const double> elemen
     if (!arrayroots::areSquaresExact(types, rules)) {
         return false;
     }
-    const quantizer distances(types.square, rules.getRoundMode(), rules.getOverflowMode(), "",
-                              embedded::OperationTypeEnum::Unspecified, false);
     if (!fi::getLogging()) {
-        arrayroots::find(elements, found, types, rules, distances);
+        arrayroots::find(elements, found, types, rules);
         return true;
     }
+    const quantizer distances(types.square, rules.getRoundMode(), rules.getOverflowMode(), "",
+                              embedded::OperationTypeEnum::Unspecified, false);
     if (!distances.hasFixedKernel()) {
         return false;
     }

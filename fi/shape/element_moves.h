@@ -76,6 +76,9 @@ struct fi::ElementMoves {
     /// Moves stored values into a new matrix of zeros with type, rules and tag of the source.
     template <class Pattern>
     static std::unique_ptr<fi> moved(const fi& source, std::uint64_t rows, std::uint64_t columns, Pattern&& pattern);
+    /// As `moved`, for a pattern that reaches every element of the matrix.
+    template <class Pattern>
+    static std::unique_ptr<fi> permuted(const fi& source, std::uint64_t rows, std::uint64_t columns, Pattern&& pattern);
     /// Assigns, as `operator=` does element by element and with the same counts. Without logging, each element of the
     /// source is assigned once, however many destinations it has.
     template <class Pattern>
@@ -130,6 +133,19 @@ template <class Pattern>
 std::unique_ptr<fi> fi::ElementMoves::moved(const fi& source, std::uint64_t rows, std::uint64_t columns,
                                             Pattern&& pattern) {
     auto result = tolvane::detail::zerosLike(source, rows, columns, source.iscomplex());
+    move(source, *result, pattern);
+    return result;
+}
+
+template <class Pattern>
+std::unique_ptr<fi> fi::ElementMoves::permuted(const fi& source, std::uint64_t rows, std::uint64_t columns,
+                                               Pattern&& pattern) {
+    if (source.isSlopeBiasScaled()) {
+        return moved(source, rows, columns, pattern);  // the log has the zeros
+    }
+    std::unique_ptr<fi> result(new fi(Dimensions{rows, columns}, source.getNumericType(), &source.getFimath(),
+                                      source.iscomplex(), source.getTag(), source.getFimathIsLocal(),
+                                      embedded::OperationTypeEnum::Assignment, 0, Entries::unset));
     move(source, *result, pattern);
     return result;
 }

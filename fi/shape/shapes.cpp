@@ -73,12 +73,12 @@ struct Transposition {
 
 fi* fi::transpose() const {
     errorIfNotMatrix(*this, "transpose");
-    return ElementMoves::moved(*this, mN, mM, Transposition{mM, mN}).release();
+    return ElementMoves::permuted(*this, mN, mM, Transposition{mM, mN}).release();
 }
 
 fi* fi::ctranspose() const {
     errorIfNotMatrix(*this, "ctranspose");
-    auto result = ElementMoves::moved(*this, mN, mM, Transposition{mM, mN});
+    auto result = ElementMoves::permuted(*this, mN, mM, Transposition{mM, mN});
     if (iscomplex()) {
         entries::negate(result->imagEntries());
         result->getAssignmentQuantizer().quantizeArray(result->imagEntries());

@@ -283,14 +283,17 @@ void fi::base2num(const hvArray* text, int base) {
     const quantizer& q = getAssignmentQuantizer();
     const std::uint64_t first = firstPlace();
     PartReader real(q, base, mReal);
-    PartReader imaginary(q, base, imagEntries());
+    std::optional<PartReader> imaginary;
+    if (iscomplex()) {
+        imaginary.emplace(q, base, imagEntries());
+    }
     auto part = shape.parts.begin();
     for (std::size_t row = 0; row < shape.rows; ++row) {
         for (std::uint64_t column = 0; column < shape.elementsPerRow; ++column) {
             const std::uint64_t element = first + column * shape.rows + row;
             real.store(element, *part++);
-            if (iscomplex()) {
-                imaginary.store(element, shape.isComplex ? *part++ : std::string_view());
+            if (imaginary) {
+                imaginary->store(element, shape.isComplex ? *part++ : std::string_view());
             }
         }
     }

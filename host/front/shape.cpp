@@ -107,7 +107,9 @@ Passing Along::inFront(Session& session, const Value& array) const {
         return Passing(session, reshaped(session, array, matrix));
     }
     if (outer == 1) {
-        const Passing rows(session, reshaped(session, array, {inner, length}));
+        // A transpose leaves the log of its source alone.
+        const bool isMatrix = isFi(array) && dimensions.size() == 2;
+        const Passing rows = isMatrix ? Passing(array) : Passing(session, reshaped(session, array, {inner, length}));
         return Passing(session, session.call("transpose", {rows}));
     }
     std::vector<double> places;

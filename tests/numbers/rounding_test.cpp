@@ -96,6 +96,26 @@ TEST(Rounding, ToEvenTakesItsDefiningStepsInEveryBit) {
     }
 }
 
+template <class Rule>
+void expectNearForm(double x) {
+    const double wanted = x == 0.0 ? x : Rule::apply(x);
+    ASSERT_EQ(identity(Rule::template near<double>(x)), identity(wanted)) << x;
+}
+
+TEST(Rounding, HasTheSameShortFormsBelow2To52) {
+    Random random(16);
+    const double bounds[] = {0.0, tiny, 0.5, 1.0, 1.5, 2.0, 2.5, 0x1p51, 0x1p51 + 0.5, 0x1p52 - 1, 0x1p52 - 0.5};
+    for (int i = 0; i < 200000; ++i) {
+        const double bound = random.pick(bounds);
+        const double edge = random.oneIn(3) ? bound : std::nextafter(bound, random.oneIn(2) ? inf : -inf);
+        const double size = i % 2 == 0 && edge < 0x1p52 ? edge : random.real(-60, 51, random.between(1, 53));
+        const double x = random.oneIn(2) ? size : -size;
+        expectNearForm<rounding::ConvergentRule>(x);
+        expectNearForm<rounding::NearestRule>(x);
+        expectNearForm<rounding::RoundRule>(x);
+    }
+}
+
 TEST(Rounding, KeepsItsSignsOfZeroAndItsRoundedSums) {
     struct Row {
         Rounding rule;

@@ -52,18 +52,44 @@ std::vector<double> awkwardValues() {
     return values;
 }
 
+/// Steps of a format up to the last double below 2^52, and then as many with some beyond: wrapping has a way of its own
+/// for vectors of smaller values. Counts, ties and zeros of both signs are among them.
+std::vector<double> stepsUpTo2To52() {
+    const double someSteps[] = {
+        0.0,   0.49999999999999994, 0.5,   0.3,   1.5,          2.5,          5e-324,       127.0,
+        127.5, 127.49999999999999,  128.0, 255.5, 0x1p40 - 0.5, 0x1p51 - 0.5, 0x1p52 - 0.5, 0x1p52 - 1};
+    std::vector<double> values;
+    for (int i = 0; i < 4; ++i) {
+        for (const double x : someSteps) {
+            values.insert(values.end(), {x, -x});
+        }
+    }
+    values.insert(values.end(), values.begin(), values.end());
+    for (std::size_t i = values.size() / 2 + 1; i < values.size(); i += 16) {
+        values[i] = std::copysign(0x1p52 + 1, values[i]);
+    }
+    return values;
+}
+
 TEST(ArrayTargets, AgreeWithTheElementPathOnEveryInstructionSet) {
-    const Description formats[] = {{Mode::Fixed, 8, 4},   {Mode::Ufixed, 8, 4},  {Mode::Fixed, 1, 0},
-                                   {Mode::Fixed, 20, 30}, {Mode::Ufixed, 5, -3}, {Mode::ScaledDouble, 8, 4},
-                                   {Mode::Float, 8, 4},   {Mode::Single, 32, 8}, {Mode::Double, 64, 11},
-                                   {Mode::Boolean, 1, 0}};
-    const std::vector<double> values = awkwardValues();
+    const Description formats[] = {{Mode::Fixed, 8, 4},   {Mode::Ufixed, 8, 4},       {Mode::Fixed, 1, 0},
+                                   {Mode::Fixed, 20, 30}, {Mode::Fixed, 52, 3},       {Mode::Ufixed, 52, 0},
+                                   {Mode::Ufixed, 5, -3}, {Mode::ScaledDouble, 8, 4}, {Mode::Float, 8, 4},
+                                   {Mode::Single, 32, 8}, {Mode::Double, 64, 11},     {Mode::Boolean, 1, 0}};
+    const std::vector<double> anyValues = awkwardValues();
+    const std::vector<double> steps = stepsUpTo2To52();
     hwy::SetSupportedTargetsForTest(0);
     int targets = 0;
     for (std::int64_t rest = hwy::SupportedTargets(); rest != 0; rest &= rest - 1) {
         const OnlyTarget only(rest & -rest);
         ++targets;
         for (Description described : formats) {
+            std::vector<double> values = anyValues;
+            for (const double x : steps) {
+                values.push_back(described.mode == Mode::Fixed || described.mode == Mode::Ufixed
+                                     ? std::ldexp(x, -described.second)
+                                     : x);
+            }
             for (const Rounding rounding : kRoundings) {
                 described.rounding = rounding;
                 for (const bool wraps : {false, true}) {

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "host/bs.h"
+#include "host/hv_optional.h"
 #include "host/reference/values/array.h"
 
 namespace hostref {
@@ -158,8 +159,8 @@ hvArray* create(std::initializer_list<std::size_t> dimensions, hvClassID classId
 }
 
 hvArray* create(std::size_t dimensionCount, const std::size_t* dimensions, hvClassID classId,
-                hvComplexity complexity = hvREAL) {
-    return withMemory([&] { return makeArray({dimensions, dimensionCount}, classId, complexity).release(); });
+                hvComplexity complexity = hvREAL, hostref::Contents contents = hostref::Contents::zeros) {
+    return withMemory([&] { return makeArray({dimensions, dimensionCount}, classId, complexity, contents).release(); });
 }
 
 void requireNumericClass(hvClassID classId) {
@@ -210,6 +211,12 @@ hvArray* hvCreateNumericArray(std::size_t dimensionCount, const std::size_t* dim
                               hvComplexity complexity) {
     requireNumericClass(classId);
     return create(dimensionCount, dimensions, classId, complexity);
+}
+
+hvArray* hvCreateUnsetNumericArray(std::size_t dimensionCount, const std::size_t* dimensions, hvClassID classId,
+                                   hvComplexity complexity) {
+    requireNumericClass(classId);
+    return create(dimensionCount, dimensions, classId, complexity, hostref::Contents::unset);
 }
 
 hvArray* hvCreateNumericMatrix(std::size_t rows, std::size_t columns, hvClassID classId, hvComplexity complexity) {

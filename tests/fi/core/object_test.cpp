@@ -5,6 +5,7 @@
 #include <limits>
 #include <numeric>
 
+#include "logging/filog.h"
 #include "tests/support/arrays.h"
 #include "tests/support/arrays_of_fi.h"
 #include "tests/support/errors_of_fi.h"
@@ -303,6 +304,38 @@ TEST(FiConstruction, TakesTagAndOperationAndSetsTheDefaultPrecisionForBuffersOnl
     EXPECT_EQ(number::getDefaultPrecision(), 60u);
     EXPECT_NE(raisedBy([] { column({kNaN}, fixedType(true, 70, 40)); }), Raised{});
     EXPECT_EQ(number::getDefaultPrecision(), 60u);
+}
+
+TEST(FiConstruction, LooksAtLongBuffersBlockByBlock) {
+    const LoggingOn logging;
+    filog::clearglobalfilogs();
+    embedded::setFeatureFiTagLogging(true);
+    qlogger::setLogType(embedded::LogTypeEnum::WriteLogMap);
+    const NumericType byte = fixedType(true, 8, 4);
+    std::vector<double> values(10001, 100.0);
+    values.front() = -0.0;
+    values.back() = 0.01;
+    const Sizes sizes{values.size(), 1};
+    const auto make = [&](const NumericType& type) {
+        return std::make_unique<fi>(values.data(), sizes.data(), 2, type, rulesOf(), "long", true,
+                                    Operation::Assignment);
+    };
+    {
+        const auto made = make(byte);
+        EXPECT_EQ(countsOf(*made), (Counts{9999, 1, 10001}));
+        EXPECT_TRUE(std::signbit(made->getQlogger().getMin().todouble()));
+        made->resetLogging();
+    }
+    filog::clearglobalfilogs();
+    values[9000] = kNaN;
+    EXPECT_EQ(raisedBy([&] { make(byte); }).id, "fixedpoint:nofixednan");
+    for (const auto& [key, log] : filog::getLogMap()) {
+        EXPECT_EQ(log.getNumberOfOverflows(), 0u) << key;
+    }
+    EXPECT_TRUE(std::isnan(make(plainType(TypeMode::Double))->realdouble(9000)));
+    qlogger::setLogType({});
+    embedded::setFeatureFiTagLogging(false);
+    filog::clearglobalfilogs();
 }
 
 // Copies.

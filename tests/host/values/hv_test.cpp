@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/bs.h"
+#include "host/hv_optional.h"
 #include "tests/support/arrays.h"
 #include "tests/support/errors.h"
 
@@ -225,6 +226,13 @@ TEST(Creation, KnowsTheNumericClassesFromTheOthers) {
                                     hvVOID_CLASS, hvFUNCTION_CLASS, hvOPAQUE_CLASS, hvOBJECT_CLASS, hvClassID(99)}) {
         EXPECT_EQ(raisedBy([&] { arrayOf({1, 1}, classId); }).id, "VELMAR:array:notNumericClass") << classId;
     }
+    const Dims dims{2, 3, 1};
+    const hvArrayOwner unset(hvCreateUnsetNumericArray(dims.size(), dims.data(), hvINT16_CLASS, hvCOMPLEX));
+    EXPECT_STREQ(hvGetClassName(unset.get()), "int16");
+    EXPECT_EQ(hvGetTypedData<std::int16_t>(unset.get()).size() + hvGetTypedImagData<std::int16_t>(unset.get()).size(),
+              12u);
+    EXPECT_EQ(raisedBy([&] { hvCreateUnsetNumericArray(dims.size(), dims.data(), hvCHAR_CLASS); }).id,
+              "VELMAR:array:notNumericClass");
 }
 
 TEST(Creation, OfScalarsAndMatricesHoldsTheirValues) {
