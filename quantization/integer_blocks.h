@@ -112,8 +112,19 @@ void store(const Block& block, std::size_t count, std::size_t width, double* val
 // Arithmetic. Zeros have the signs that IEEE sums, differences and products rounded to nearest have.
 
 void copy(const Block& from, std::size_t count, std::size_t width, Block& to);
-/// Sets `out` to a product; it may be one of the factors.
-void multiply(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out);
+/// Sets `out` to products of factors of another width, from which it is separate.
+void multiply(const Block& a, const Block& b, std::size_t count, std::size_t factorWidth, std::size_t width,
+              Block& out);
+/// The same for one right factor.
+struct Factor {
+    Block value;  // its first integer
+};
+void multiply(const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth, std::size_t width,
+              Block& out);
+/// Adds such products to a total of the same exponent, or subtracts them, where no zero has a sign that matters and the
+/// extent of the total holds all sums. `scratch` is a block of the width.
+void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth,
+                std::size_t width, Block& scratch, Block& total);
 /// Adds x to the total, or subtracts it. The total takes the lesser exponent.
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total);
 /// Rounds to so many significant bits, to nearest with ties to even.

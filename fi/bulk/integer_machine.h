@@ -78,11 +78,16 @@ class IntegerMachine {
     /// `scratch` holds a converted operand.
     IntegerMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums, std::size_t width, Cell scratch)
         : product(ofProducts), pair(ofPairs), sum(ofSums), mWidth(width), mScratch(scratch) {}
+    /// The width of factors, which are operands.
+    void setFactorWidth(std::size_t width) { mFactorWidth = width; }
 
     /// The number of values in each block from now on.
     void setCount(std::size_t count) { mCount = count; }
 
-    void multiply(Cell& cell, const Cell& a, const Cell& b) const { integers::multiply(a, b, mCount, mWidth, cell); }
+    template <class Right>
+    void multiply(Cell& cell, const Cell& a, const Right& b) const {
+        integers::multiply(a, b, mCount, mFactorWidth, mWidth, cell);
+    }
     void combine(Sign sign, Cell& cell, const Cell& x) const { integers::combine(sign, x, mCount, mWidth, cell); }
     static bool casts(const Place& place) { return place.casts; }
     const Cell& cast(const Place& place, Cell& x) {
@@ -116,6 +121,7 @@ class IntegerMachine {
  private:
     std::size_t mCount = 0;
     std::size_t mWidth;
+    std::size_t mFactorWidth = 0;
     Cell mScratch;
 };
 

@@ -231,11 +231,12 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     const int precision = cellBits(places.precision);
     const ExtentMachine::Place sumExtents{sumFormat, places.castsBeforeSum, precision};
     ExtentMachine proof({productFormat, false, precision}, sumExtents, sumExtents);
+    int factorBits = 0;
     for (const PartOfProduct& part : parts) {
         Extent cell;
         Extent other;
-        multiplyPart(proof, part, cell, other, [&proof](const Source* source) {
-            proof.hold(source->extent());
+        multiplyPart(proof, part, cell, other, [&](const Source* source) {
+            factorBits = std::max(factorBits, neededBits(source->extent()));
             return source->extent();
         });
     }
@@ -249,7 +250,9 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     const bool countsResults = qlogger::getLogging();
     const bool counts = places.productLog.isLogging() || pairLog.isLogging() || countsResults;
     const std::size_t width = proof.width();
-    Arena arena(width, 7);
+    const std::size_t factorWidth = integers::widthFor(factorBits);
+    Arena arena(width, 3);
+    Arena factors(factorWidth, 4);
     std::array tallies{IntegerTally(width), IntegerTally(width), IntegerTally(width)};
     auto& [productTally, pairTally, resultTally] = tallies;
     const IntegerMachine::Place sum{sumFormat, places.castsBeforeSum, counts ? &pairTally : nullptr};
@@ -258,9 +261,10 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     Block other = arena.next();
     for (Source* const source : {&a->real, &b->real, a->imag ? &*a->imag : nullptr, b->imag ? &*b->imag : nullptr}) {
         if (source) {
-            source->open(arena, width);
+            source->open(factors, factorWidth);
         }
     }
+    machine.setFactorWidth(factorWidth);
     const std::array targets{&out->real, out->imag ? &*out->imag : nullptr};
     runBlocks(
         count, counts, Ledger<IntegerTally, 3>({&places.productLog, &pairLog, &resultLog}, productTally), tallies,
