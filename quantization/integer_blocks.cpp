@@ -234,6 +234,28 @@ int neededBits(const Format& format, const Extent& x) {
 
 // Loading and storing.
 
+namespace {
+
+std::uint64_t firstBits(std::size_t count) {
+    return count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
+}
+
+/// The negative zeros among words.
+std::uint64_t signsAt(const WordSpan& words, std::uint64_t begin, std::size_t count) {
+    if (!words.negativeZeros || count == 0) {
+        return 0;
+    }
+    const std::uint64_t* const unit = words.negativeZeros + begin / kBlock;
+    const auto shift = static_cast<unsigned>(begin % kBlock);
+    std::uint64_t signs = *unit >> shift;
+    if (shift != 0 && kBlock - shift < count) {
+        signs |= unit[1] << (kBlock - shift);
+    }
+    return signs & firstBits(count);
+}
+
+}  // namespace
+
 void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out) {
     const std::size_t limbs = words.grid.limbs();
     const mp_limb_t* from = words.limbs + begin * limbs;
@@ -247,16 +269,16 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
             std::fill(to + limbs, to + width, words.grid.isSigned ? signLimb(from[limbs - 1]) : 0);
         }
     }
-    out.negativeZeros = 0;
-    if (words.negativeZeros) {
-        const std::uint64_t* const unit = words.negativeZeros + begin / kBlock;
-        const auto shift = static_cast<unsigned>(begin % kBlock);
-        out.negativeZeros = *unit >> shift;
-        if (shift != 0 && kBlock - shift < count) {
-            out.negativeZeros |= unit[1] << (kBlock - shift);
-        }
-        out.negativeZeros &= count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
-    }
+    out.negativeZeros = signsAt(words, begin, count);
+}
+
+Block view(const WordSpan& words, std::uint64_t begin, std::size_t count) {
+    return {const_cast<mp_limb_t*>(words.limbs) + begin * words.grid.limbs(), signsAt(words, begin, count),
+            extentOf(words.grid)};
+}
+
+Block slice(const Block& block, std::size_t first, std::size_t width) {
+    return {block.limbs + first * width, block.negativeZeros >> first, block.extent};
 }
 
 bool areWithin(std::span<const double> values, const Extent& extent) {
@@ -293,31 +315,33 @@ void spread(std::size_t count, std::size_t width, Block& block) {
     block.negativeZeros = (block.negativeZeros & 1U) != 0 ? ~std::uint64_t{0} : 0;
 }
 
-void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin) {
+void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin,
+           std::uint64_t stride) {
     const std::size_t limbs = words.grid().limbs();
     mp_limb_t* to = words.limbs() + begin * limbs;
-    if (width == limbs) {
+    if (width == limbs && stride == 1) {
         std::memcpy(to, block.limbs, count * limbs * sizeof(mp_limb_t));
     } else {
         const mp_limb_t* from = block.limbs;
-        for (std::size_t i = 0; i < count; ++i, from += width, to += limbs) {
+        for (std::size_t i = 0; i < count; ++i, from += width, to += limbs * stride) {
             std::copy_n(from, limbs, to);
         }
     }
-    const std::uint64_t used = count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
-    words.setNegativeZeros(begin / kBlock, block.negativeZeros & used);
+    const std::uint64_t signs = block.negativeZeros & firstBits(count);
+    if (stride == 1 && begin % kBlock == 0) {
+        words.setNegativeZeros(begin / kBlock, signs);
+        return;
+    }
+    for (std::size_t i = 0; i < count && (signs != 0 || words.span().negativeZeros); ++i) {
+        words.setNegativeZero(begin + i * stride, (signs >> i & 1U) != 0);
+    }
 }
 
-void store(const Block& block, std::size_t count, std::size_t width, double* values) {
+void store(const Block& block, std::size_t count, std::size_t width, double* values, std::uint64_t stride) {
     const double scale = std::ldexp(1.0, block.extent.exponent);
     for (std::size_t i = 0; i < count; ++i) {
-        values[i] = static_cast<double>(static_cast<std::int64_t>(block.limbs[i * width])) * scale;
-    }
-    for (std::uint64_t rest = block.negativeZeros; rest != 0; rest &= rest - 1) {
-        const auto i = static_cast<std::size_t>(std::countr_zero(rest));
-        if (i < count) {
-            values[i] = -0.0;
-        }
+        const double value = static_cast<double>(static_cast<std::int64_t>(block.limbs[i * width])) * scale;
+        values[i * stride] = (block.negativeZeros >> i & 1U) != 0 ? -0.0 : value;
     }
 }
 
@@ -455,10 +479,11 @@ void multiply(const Block& a, const Factor& b, std::size_t count, std::size_t fa
 namespace {
 
 template <int factorLimbs, int limbs>
-void accumulateNative(const Block& a, const Factor& b, std::size_t count, Block& total) {
+void accumulateNative(Sign sign, const Block& a, const Factor& b, std::size_t count, Block& total) {
     using Int = typename Native<limbs>::Int;
     const auto* const x = integersOf<factorLimbs>(a);
-    const auto factor = static_cast<Int>(*integersOf<factorLimbs>(b.value));
+    const auto right = static_cast<Int>(*integersOf<factorLimbs>(b.value));
+    const Int factor = sign == Sign::plus ? right : -right;
     auto* const sum = integersOf<limbs>(total);
     for (std::size_t i = 0; i < count; ++i) {
         sum[i] += static_cast<Int>(x[i]) * factor;
@@ -470,8 +495,9 @@ void accumulateNative(const Block& a, const Factor& b, std::size_t count, Block&
 void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth,
                 std::size_t width, Block& scratch, Block& total) {
     const Extent extent = productOf(a.extent, b.value.extent);
-    if (sign == Sign::plus && factorWidth == 1 && width <= 2 && extent.exponent == total.extent.exponent) {
-        width == 1 ? accumulateNative<1, 1>(a, b, count, total) : accumulateNative<1, 2>(a, b, count, total);
+    if (factorWidth == 1 && width <= 2 && extent.exponent == total.extent.exponent) {
+        width == 1 ? accumulateNative<1, 1>(sign, a, b, count, total)
+                   : accumulateNative<1, 2>(sign, a, b, count, total);
         return;
     }
     const Extent kept = total.extent;
@@ -563,6 +589,7 @@ struct Met {
     std::uint64_t minusZeros = 0;  // new ones
     std::uint64_t underflows = 0;
     std::uint64_t overflows = 0;
+    std::uint64_t overflowing = 0;  // a bit for each
 };
 
 template <class Rule, int limbs>
@@ -643,6 +670,9 @@ void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met)
         force([mask](Int r) { return static_cast<Int>(static_cast<Unsigned>(r) & mask); }, 0, static_cast<Int>(mask));
     }
     met.overflows = overflows;
+    if (overflows != 0) {
+        met.overflowing = maskOf(count, [&](std::size_t i) { return x[i] != rounded[i]; });
+    }
 }
 
 template <class Rule>
@@ -669,6 +699,7 @@ void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block
             continue;
         }
         ++met.overflows;
+        met.overflowing |= std::uint64_t{1} << i;
         if (task.saturates) {
             setBound(x, width, grid, signLimb(x[width - 1]) == 0);
         } else {
@@ -800,6 +831,7 @@ void finish(const Met& met, std::size_t count, std::size_t width, const Block& b
         watch(block, count, width, *notes);
         notes->overflows = met.overflows;
         notes->underflows = met.underflows;
+        notes->overflowing = met.overflowing;
     }
 }
 

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
+#include <optional>
 
 #include "fi/bulk/steps.h"
 #include "numbers/mpnumber.h"
@@ -72,7 +74,8 @@ class IntegerMachine {
     struct Place {
         integers::Format format;
         bool casts;
-        integers::IntegerTally* tally;  // null where nothing is counted
+        integers::IntegerTally* tally;       // null where nothing is counted
+        std::uint64_t* overflows = nullptr;  // counters of each integer of a block, or null
     };
 
     /// `scratch` holds a converted operand.
@@ -83,12 +86,21 @@ class IntegerMachine {
 
     /// The number of values in each block from now on.
     void setCount(std::size_t count) { mCount = count; }
+    /// The place of the first of them among those that have counters.
+    void setFirst(std::size_t first) { mFirst = first; }
+    /// An extent that holds all sums, if one is proven.
+    void setSums(const integers::Extent& extent) { mSums = extent; }
 
     template <class Right>
     void multiply(Cell& cell, const Cell& a, const Right& b) const {
         integers::multiply(a, b, mCount, mFactorWidth, mWidth, cell);
     }
-    void combine(Sign sign, Cell& cell, const Cell& x) const { integers::combine(sign, x, mCount, mWidth, cell); }
+    void combine(Sign sign, Cell& cell, const Cell& x) const {
+        integers::combine(sign, x, mCount, mWidth, cell);
+        if (mSums && mSums->exponent == cell.extent.exponent) {
+            cell.extent = *mSums;
+        }
+    }
     static bool casts(const Place& place) { return place.casts; }
     const Cell& cast(const Place& place, Cell& x) {
         if (place.casts) {
@@ -112,6 +124,9 @@ class IntegerMachine {
         integers::Notes notes = place.tally->blank();
         integers::quantize(place.format, mCount, mWidth, cell, &notes);
         place.tally->join(notes, mCount, cell.extent.exponent);
+        for (std::uint64_t rest = place.overflows ? notes.overflowing : 0; rest != 0; rest &= rest - 1) {
+            ++place.overflows[mFirst + static_cast<std::size_t>(std::countr_zero(rest))];
+        }
     }
 
     Place product;
@@ -122,6 +137,8 @@ class IntegerMachine {
     std::size_t mCount = 0;
     std::size_t mWidth;
     std::size_t mFactorWidth = 0;
+    std::size_t mFirst = 0;
+    std::optional<integers::Extent> mSums;
     Cell mScratch;
 };
 
