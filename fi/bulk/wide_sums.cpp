@@ -87,8 +87,8 @@ struct Term {
 /// The computation of sums: the formats of the places, the proof, and the machine.
 class Sums {
  public:
-    /// For sums of that many products.
-    Sums(const SumPlaces& places, const Operand& left, const Operand& right, std::uint64_t terms)
+    /// For sums of that many products of factors that have so many bits together.
+    Sums(const SumPlaces& places, const Operand& left, const Operand& right, unsigned factorBits, std::uint64_t terms)
         : mPlaces(places),
           mProductQ(places.product.getAssignmentQuantizer()),
           mPairQ(places.pair.getAssignmentQuantizer()),
@@ -99,7 +99,7 @@ class Sums {
           mFactorWidth(integers::widthFor(std::max(left.neededBits(), right.neededBits()))) {
         mHolds = mProductQ.isFixedPoint() && mSumQ.isFixedPoint() && (!mIsPair || mPairQ.isFixedPoint());
         if (mHolds) {
-            prove(left.extent(), right.extent(), terms);
+            prove(left.extent(), right.extent(), factorBits, terms);
         }
     }
     /// Whether the integers give what the element steps give.
@@ -198,8 +198,12 @@ class Sums {
     /// Whether steps come to additions.
     bool addsOnly() const { return mIsExact && !mCounts; }
 
-    void prove(const Extent& left, const Extent& right, std::uint64_t terms) {
-        const int productCells = cellBits((mIsPair ? mPlaces.pair : mPlaces.product).real());
+    void prove(const Extent& left, const Extent& right, unsigned factorBits, std::uint64_t terms) {
+        // The products of a pair have cells of their own.
+        const int pairCells =
+            static_cast<int>(mpnumber::elementPrecision(std::max(wordBits(mPlaces.pair), factorBits + 1)));
+        const int productCells =
+            mIsPair ? std::min(cellBits(mPlaces.pair.real()), pairCells) : cellBits(mPlaces.product.real());
         const integers::Format productFormat = integers::formatOf(mProductQ);
         const integers::Format sumFormat = integers::formatOf(mSumQ);
         const bool castsSum = mPlaces.sum.getCastBeforeSum();
@@ -363,7 +367,7 @@ bool multiplyMatrices(const fi& left, const fi& right, const SumPlaces& places, 
     const std::uint64_t rows = left.getM();
     const std::uint64_t inner = left.getN();
     const std::uint64_t columns = right.getN();
-    Sums sums(places, *a, *b, inner);
+    Sums sums(places, *a, *b, wordBits(left) + wordBits(right), inner);
     std::optional<Results> out = sums.holds() ? Results::of(result) : std::nullopt;
     if (!out) {
         return false;
@@ -491,7 +495,7 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const SumPl
     if (!a || !b) {
         return false;
     }
-    Sums sums(places, *a, *b, std::min(leftCount, rightCount));
+    Sums sums(places, *a, *b, wordBits(left) + wordBits(right), std::min(leftCount, rightCount));
     std::optional<Results> out = sums.holds() ? Results::of(result) : std::nullopt;
     if (!out) {
         return false;
