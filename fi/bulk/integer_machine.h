@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <optional>
 
 #include "fi/bulk/steps.h"
@@ -26,6 +27,8 @@ class ExtentMachine {
         int precision;  // of the cells that it quantizes
     };
 
+    static constexpr int kDoubleBits = 53;  // cells that have no more are doubles
+
     ExtentMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums)
         : product(ofProducts), pair(ofPairs), sum(ofSums) {}
 
@@ -40,7 +43,8 @@ class ExtentMachine {
         return result;
     }
     void quantize(const Place& place, Cell& cell) {
-        mHolds = mHolds && integers::isExactInFloats(place.format, cell, place.precision);
+        mHolds = mHolds && integers::isExactInFloats(place.format, cell, place.precision) &&
+                 (place.precision > kDoubleBits || roundsAsDouble(place.format, cell));
         mNeeded = std::max(mNeeded, integers::neededBits(place.format, cell));
         cell = integers::extentOf(place.format.grid);
     }
@@ -57,6 +61,12 @@ class ExtentMachine {
     Place sum;
 
  private:
+    /// Whether doubles are rounded like wider floats: to nearest even, these keep the sign of what becomes a zero.
+    static bool roundsAsDouble(const integers::Format& format, const Cell& x) {
+        constexpr int kEasyExponent = 800;
+        return std::abs(format.grid.exponent) <= kEasyExponent &&
+               (format.round != embedded::RoundModeEnum::Convergent || format.grid.exponent <= x.exponent);
+    }
     void set(Cell& cell, const Cell& extent) {
         cell = extent;
         hold(cell);

@@ -10,6 +10,7 @@
 
 #include "fi/bulk/integer_machine.h"
 #include "fi/bulk/wide_operands.h"
+#include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 #include "quantization/tally.h"
 
@@ -25,12 +26,14 @@ using integers::IntegerTally;
 using integers::kBlock;
 using integers::Sign;
 
+/// The bits of cells of a stored precision, which are doubles up to 52.
+int cellBits(unsigned precision) {
+    return areEntriesDoubles(precision) ? ExtentMachine::kDoubleBits
+                                        : static_cast<int>(mpnumber::elementPrecision(precision));
+}
 /// The bits of the cells of an array.
 int cellBits(const number& cell) {
-    return cell.asDouble() ? 53 : static_cast<int>(mpnumber::elementPrecision(cell.getprecision()));
-}
-bool isDouble(int bits) {
-    return bits <= 53;
+    return cell.asDouble() ? ExtentMachine::kDoubleBits : cellBits(cell.getprecision());
 }
 
 /// Both parts of an operand. A vector of one element is no scalar here.
@@ -200,8 +203,7 @@ class Sums {
 
     void prove(const Extent& left, const Extent& right, unsigned factorBits, std::uint64_t terms) {
         // The products of a pair have cells of their own.
-        const int pairCells =
-            static_cast<int>(mpnumber::elementPrecision(std::max(wordBits(mPlaces.pair), factorBits + 1)));
+        const int pairCells = cellBits(std::max(wordBits(mPlaces.pair), factorBits + 1));
         const int productCells =
             mIsPair ? std::min(cellBits(mPlaces.pair.real()), pairCells) : cellBits(mPlaces.product.real());
         const integers::Format productFormat = integers::formatOf(mProductQ);
@@ -209,8 +211,7 @@ class Sums {
         const bool castsSum = mPlaces.sum.getCastBeforeSum();
         // Terms are converted in cells that hold products and sums; the sums of two such are exact in any.
         const int sumCells =
-            castsSum ? static_cast<int>(mpnumber::elementPrecision(
-                           std::max({wordBits(mPlaces.sum), wordBits(mPlaces.product), wordBits(mPlaces.pair)})))
+            castsSum ? cellBits(std::max({wordBits(mPlaces.sum), wordBits(mPlaces.product), wordBits(mPlaces.pair)}))
                      : cellBits(mPlaces.sum.real());
         const ExtentMachine::Place pair{pairFormat(), mPlaces.pair.getCastBeforeSum(), productCells};
         const ExtentMachine::Place sum{sumFormat, castsSum, sumCells};
@@ -240,11 +241,6 @@ class Sums {
             exact.hold(integers::roundedOf(sumFormat, mSumExtent));
             steps::accumulateStep(exact, exact.sum, Sign::plus, total, cell);
             mWidth = std::max(proof.width(), exact.width());
-            return;
-        }
-        // Doubles round by rules of their own.
-        if (isDouble(productCells) || isDouble(sumCells)) {
-            mHolds = false;
             return;
         }
         steps::accumulateStep(proof, proof.sum, Sign::plus, total, cell);
@@ -579,8 +575,7 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     all.bits += static_cast<int>(std::bit_width(rows - 1));
     const bool isExact = covers(format, all);
     const bool casts = result.getCastBeforeSum();
-    const int cells = casts ? static_cast<int>(mpnumber::elementPrecision(std::max(wordBits(x), wordBits(result))))
-                            : cellBits(result.real());
+    const int cells = casts ? cellBits(std::max(wordBits(x), wordBits(result))) : cellBits(result.real());
     const ExtentMachine::Place extents{format, casts, isExact ? 1 << 24 : cells};
     ExtentMachine proof(extents, extents, extents);
     proof.hold(term);
@@ -588,8 +583,7 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     proof.hold(integers::roundedOf(format, all));
     Extent total = integers::extentOf(format.grid);
     steps::accumulateStep(proof, proof.sum, Sign::plus, total, term);
-    const bool isInDoubles = isDouble(cellBits(result.real()));
-    std::optional<Results> out = proof.holds() && (isExact || !isInDoubles) ? Results::of(result) : std::nullopt;
+    std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
     if (!out) {
         return false;
     }
