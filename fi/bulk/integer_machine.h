@@ -43,14 +43,23 @@ class ExtentMachine {
         return result;
     }
     void quantize(const Place& place, Cell& cell) {
-        mHolds = mHolds && integers::isExactInFloats(place.format, cell, place.precision) &&
-                 (place.precision > kDoubleBits || roundsAsDouble(place.format, cell));
+        mHolds = mHolds && agrees(place.format, cell, place.precision);
         mNeeded = std::max(mNeeded, integers::neededBits(place.format, cell));
         cell = integers::extentOf(place.format.grid);
     }
 
     /// Whether the integers give what the element steps give.
     bool holds() const { return mHolds; }
+    /// Whether values of an extent in cells of `precision` bits are quantized like integers.
+    static bool agrees(const integers::Format& format, const Cell& x, int precision) {
+        return integers::isExactInFloats(format, x, precision) &&
+               (precision > kDoubleBits || roundsAsDouble(format, x));
+    }
+    /// Requires the same of the sums of a value of a format and a term that is quantized before or not.
+    void requireSums(const integers::Format& format, const Cell& term, bool casts, int precision) {
+        const Cell total = integers::extentOf(format.grid);
+        mHolds = mHolds && agrees(format, integers::sumOf(Sign::plus, total, casts ? total : term), precision);
+    }
     /// Makes room for an operand.
     void hold(const Cell& x) { mNeeded = std::max(mNeeded, integers::neededBits(x)); }
     /// The width that holds all integers.
@@ -61,10 +70,11 @@ class ExtentMachine {
     Place sum;
 
  private:
-    /// Whether doubles are rounded like wider floats: to nearest even, these keep the sign of what becomes a zero.
+    /// Whether doubles are rounded like wider floats. These keep the sign of what becomes a zero when they are rounded
+    /// to nearest even, and are not moved by sums with a half that they can't hold.
     static bool roundsAsDouble(const integers::Format& format, const Cell& x) {
         constexpr int kEasyExponent = 800;
-        return std::abs(format.grid.exponent) <= kEasyExponent &&
+        return std::abs(format.grid.exponent) <= kEasyExponent && x.bits < kDoubleBits &&
                (format.round != embedded::RoundModeEnum::Convergent || format.grid.exponent <= x.exponent);
     }
     void set(Cell& cell, const Cell& extent) {

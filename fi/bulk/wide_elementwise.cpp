@@ -310,7 +310,9 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
 bool assign(const fi& source, fi& target, const ByElements& byElements) {
     const quantizer& q = target.getAssignmentQuantizer();
     const std::uint64_t count = target.numel();
-    const unsigned precision = std::max(wordBits(source), wordBits(target));
+    // A wider word is rounded in the target's elements, a narrower one in a copy of the source's.
+    const unsigned precision =
+        target.getWordLength() < source.getWordLength() ? wordBits(source) : target.real().getprecision();
     if (!q.isFixedPoint() || areEntriesDoubles(precision) || number::getDefaultForceMultiplePrecision() ||
         source.isSlopeBiasScaled() || target.isSlopeBiasScaled()) {
         return false;

@@ -20,10 +20,11 @@ bool isUsual(const WordGrid& grid) {
     return grid.bits > 0 && std::abs(grid.exponent) <= kGreatestExponent;
 }
 
-/// Whether doubles hold the powers of two between values and their integers.
+/// Whether doubles hold all words, and the powers of two between values and their integers.
 bool isUsualForDoubles(const WordGrid& grid) {
     constexpr int kGreatestExponent = 900;
-    return isUsual(grid) && std::abs(grid.exponent) <= kGreatestExponent;
+    return isUsual(grid) && grid.bits <= static_cast<int>(doublenumber::kScalarPrecision) &&
+           std::abs(grid.exponent) <= kGreatestExponent;
 }
 
 }  // namespace

@@ -243,6 +243,7 @@ class Sums {
             mWidth = std::max(proof.width(), exact.width());
             return;
         }
+        proof.requireSums(sumFormat, cell, castsSum, cellBits(mPlaces.sum.real()));
         steps::accumulateStep(proof, proof.sum, Sign::plus, total, cell);
         mHolds = proof.holds();
         mWidth = proof.width();
@@ -582,6 +583,9 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     proof.hold(all);
     proof.hold(integers::roundedOf(format, all));
     Extent total = integers::extentOf(format.grid);
+    if (!isExact) {
+        proof.requireSums(format, term, casts, cellBits(result.real()));
+    }
     steps::accumulateStep(proof, proof.sum, Sign::plus, total, term);
     std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
     if (!out) {
