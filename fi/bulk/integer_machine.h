@@ -39,13 +39,14 @@ class ExtentMachine {
     void divide(Cell& cell, const Cell& a, const Cell& b, bool) {
         const int exponent = product.format.grid.exponent;
         hold({0, integers::bitsToDivide(a, b, exponent - integers::kGuardBits), true});
-        // A quotient isn't closer to a multiple of half a unit than the reciprocal of twice the divisor, unless it is
-        // one, which a cell holds. Neither the rounding of the quotient nor that of its sum with a half comes that far
-        // with as many bits as this.
-        const int shift = a.exponent - b.exponent - exponent;
-        constexpr int kSafetyBits = 5;
+        // In half units of the format a quotient is n / d, for an n below 2^(bits of the dividend, shifted) and a d
+        // below 2^(bits of the divisor, shifted). It isn't closer to a whole number than 1 / d, unless it is one, which
+        // a cell holds. Rounding to p bits moves it by less than n / d * 2^-p, and rounding its sum with a half by less
+        // than twice that or 2^-p: together less than 1 / d where n and d are below 2^(p - 3).
+        const int shift = a.exponent - b.exponent - exponent + 1;
+        constexpr int kSafetyBits = 3;
         mHolds = mHolds && std::max(a.bits, b.bits) <= product.precision &&
-                 std::max(a.bits + shift, 0) + std::max(-shift, 0) + b.bits + kSafetyBits <= product.precision;
+                 std::max(a.bits + std::max(shift, 0), b.bits + std::max(-shift, 0)) + kSafetyBits <= product.precision;
         set(cell, integers::quotientOf(a, b, exponent - integers::kGuardBits));
     }
     void quantizeBut(bool, const Place& place, Cell& cell) { quantize(place, cell); }
