@@ -247,16 +247,25 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
             std::fill(to + limbs, to + width, words.grid.isSigned ? signLimb(from[limbs - 1]) : 0);
         }
     }
-    out.negativeZeros = 0;
-    if (words.negativeZeros) {
-        const std::uint64_t* const unit = words.negativeZeros + begin / kBlock;
-        const auto shift = static_cast<unsigned>(begin % kBlock);
-        out.negativeZeros = *unit >> shift;
-        if (shift != 0 && kBlock - shift < count) {
-            out.negativeZeros |= unit[1] << (kBlock - shift);
+    out.negativeZeros = words.negativeZerosFrom(begin, count);
+}
+
+void gather(const WordSpan& words, const std::uint64_t* places, std::size_t count, std::size_t width, Block& out) {
+    const std::size_t limbs = words.grid.limbs();
+    mp_limb_t* to = out.limbs;
+    for (std::size_t i = 0; i < count; ++i, to += width) {
+        const mp_limb_t* const from = words.limbs + places[i] * limbs;
+        for (std::size_t limb = 0; limb < limbs; ++limb) {
+            to[limb] = from[limb];
         }
-        out.negativeZeros &= count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
+        const mp_limb_t above = words.grid.isSigned ? signLimb(from[limbs - 1]) : 0;
+        for (std::size_t limb = limbs; limb < width; ++limb) {
+            to[limb] = above;
+        }
     }
+    out.extent = extentOf(words.grid);
+    out.negativeZeros =
+        words.negativeZeros ? maskOf(count, [&](std::size_t i) { return words.hasNegativeZero(places[i]); }) : 0;
 }
 
 bool areWithin(std::span<const double> values, const Extent& extent) {
@@ -305,7 +314,22 @@ void store(const Block& block, std::size_t count, std::size_t width, wordarray& 
         }
     }
     const std::uint64_t used = count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
-    words.setNegativeZeros(begin / kBlock, block.negativeZeros & used);
+    words.setNegativeZeros(begin, count, block.negativeZeros & used);
+}
+
+void scatter(const Block& block, const std::uint64_t* places, std::size_t count, std::size_t width, wordarray& words) {
+    const std::size_t limbs = words.grid().limbs();
+    const mp_limb_t* from = block.limbs;
+    const bool hasNegativeZeros = words.span().negativeZeros || block.negativeZeros != 0;
+    for (std::size_t i = 0; i < count; ++i, from += width) {
+        mp_limb_t* const to = words.limbs() + places[i] * limbs;
+        for (std::size_t limb = 0; limb < limbs; ++limb) {
+            to[limb] = from[limb];
+        }
+        if (hasNegativeZeros) {
+            words.setNegativeZero(places[i], (block.negativeZeros >> i & 1U) != 0);
+        }
+    }
 }
 
 void store(const Block& block, std::size_t count, std::size_t width, double* values) {

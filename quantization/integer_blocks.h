@@ -98,14 +98,18 @@ int compare(const mp_limb_t* a, const mp_limb_t* b, std::size_t width);
 
 /// Loads words; a width of no less than theirs, and a limb more for unsigned ones that fill all of theirs.
 void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out);
+/// The same for words at any places.
+void gather(const WordSpan& words, const std::uint64_t* places, std::size_t count, std::size_t width, Block& out);
 /// Whether all values are integers of the extent, which has up to 62 bits.
 bool areWithin(std::span<const double> values, const Extent& extent);
 /// Loads such values.
 void load(const double* values, std::size_t count, const Extent& extent, std::size_t width, Block& out);
 /// Makes all integers of the block equal to the first.
 void spread(std::size_t count, std::size_t width, Block& block);
-/// Stores integers that are words of the array, of their exponent; `begin` is a multiple of 64.
+/// Stores integers that are words of the array, of their exponent.
 void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin);
+/// The same at any places.
+void scatter(const Block& block, const std::uint64_t* places, std::size_t count, std::size_t width, wordarray& words);
 /// Stores integers of up to 53 bits.
 void store(const Block& block, std::size_t count, std::size_t width, double* values);
 

@@ -8,7 +8,6 @@
 
 #include "fi/bulk/integer_machine.h"
 #include "fi/bulk/wide_operands.h"
-#include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 #include "quantization/tally.h"
 
@@ -285,73 +284,6 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
         },
         byElements);
     operands.settle(result);
-    return true;
-}
-
-// Assignments.
-
-bool assign(const fi& source, fi& target, const ByElements& byElements) {
-    const quantizer& q = target.getAssignmentQuantizer();
-    const std::uint64_t count = target.numel();
-    const unsigned precision = std::max(wordBits(source), wordBits(target));
-    if (!q.isFixedPoint() || areEntriesDoubles(precision) || number::getDefaultForceMultiplePrecision() ||
-        source.isSlopeBiasScaled() || target.isSlopeBiasScaled()) {
-        return false;
-    }
-    std::optional<Operand> operand = Operand::of(source, count, source.isscalar());
-    if (!operand) {
-        return false;
-    }
-    const bool isEqualType = target.getNumericType().isequivalent(source.getNumericType());
-    // Equal types are moved and logged; a narrower word takes the zeros of a real source as they are.
-    const bool logsZeros = isEqualType || target.getWordLength() >= source.getWordLength();
-    const integers::Format format = integers::formatOf(q);
-    const ExtentMachine::Place extents{format, false, cellBits(precision)};
-    ExtentMachine proof(extents, extents, extents);
-    bool holds = true;
-    for (const Source* part : {&operand->real, operand->imag ? &*operand->imag : nullptr}) {
-        if (part) {
-            Extent extent = part->extent();
-            holds = holds && (!isEqualType || covers(format, extent));
-            proof.hold(extent);
-            proof.quantize(extents, extent);
-        }
-    }
-    std::optional<Results> out = holds && proof.holds() ? Results::of(target) : std::nullopt;
-    if (!out) {
-        return false;
-    }
-
-    const qlogger& log = q.getQlogger();
-    const bool counts = isEqualType ? qlogger::getLogging() : log.isLogging();
-    const std::size_t width = proof.width();
-    Arena arena(width, 4);
-    std::array tallies{IntegerTally(width)};
-    const IntegerMachine::Place place{format, false, counts ? tallies.data() : nullptr};
-    IntegerMachine machine(place, place, place, width, arena.next());
-    Block value = arena.next();
-    Source zeros = Source::zeros();
-    Source* const imag = operand->imag ? &*operand->imag : out->imag ? &zeros : nullptr;
-    operand->real.open(arena, width);
-    if (imag) {
-        imag->open(arena, width);
-    }
-    const IntegerMachine::Place silent{format, false, nullptr};
-    runBlocks(
-        count, counts, Ledger<IntegerTally, 1>({&log}, tallies.front()), tallies,
-        [&](std::uint64_t begin, std::size_t length) {
-            machine.setCount(length);
-            const auto store = [&](const Source& from, Target& to, bool isLogged) {
-                from.take(begin, length, value);
-                machine.quantize(isLogged ? place : silent, value);
-                to.store(value, begin, length, width);
-            };
-            store(operand->real, out->real, true);
-            if (imag) {
-                store(*imag, *out->imag, imag != &zeros || logsZeros);
-            }
-        },
-        [](std::size_t) {}, byElements);
     return true;
 }
 

@@ -33,7 +33,4 @@ struct ProductPlaces {
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi& result, const ProductPlaces& places,
               const ByElements& byElements);
 
-/// Assigns all elements of the source, which are as many as the target's; the target is complex if the source is.
-bool assign(const fi& source, fi& target, const ByElements& byElements);
-
 }  // namespace tolvane::detail::wide

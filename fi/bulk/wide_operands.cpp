@@ -1,5 +1,8 @@
 #include "fi/bulk/wide_operands.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdlib>
 #include <span>
 
@@ -93,6 +96,24 @@ void Source::take(std::uint64_t begin, std::size_t count, Block& out) const {
     }
 }
 
+void Source::gather(const std::uint64_t* places, std::size_t count, Block& out) const {
+    if (mDoubles) {
+        std::array<double, integers::kBlock> values;
+        std::transform(places, places + count, values.begin(), [this](std::uint64_t place) { return mDoubles[place]; });
+        integers::load(values.data(), count, mExtent, mWidth, out);
+    } else if (mScalar) {
+        integers::copy(mBlock, count, mWidth, out);
+    } else {
+        integers::gather(*mWords, places, count, mWidth, out);
+    }
+}
+
+std::optional<Target> Target::within(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count) {
+    const mpnumber* const words = part.asWords();
+    const bool keepsForm = words ? *words->grid() == gridOf(type) : part.asDouble() != nullptr;
+    return keepsForm ? of(part, type, count) : std::nullopt;
+}
+
 std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count) {
     const WordGrid grid = gridOf(type);
     if (part.numel() != count || !isUsual(grid)) {
@@ -117,6 +138,25 @@ void Target::store(const Block& block, std::uint64_t begin, std::size_t count, s
     } else {
         integers::store(block, count, width, *mWords, begin);
     }
+}
+
+void Target::scatter(const Block& block, const std::uint64_t* places, std::size_t count, std::size_t width) {
+    if (mWords) {
+        integers::scatter(block, places, count, width, *mWords);
+        return;
+    }
+    std::array<double, integers::kBlock> values;
+    integers::store(block, count, width, values.data());
+    for (std::size_t i = 0; i < count; ++i) {
+        mDoubles[places[i]] = values[i];
+    }
+}
+
+std::optional<bool> Target::signOfZero(std::uint64_t place) const {
+    if (mWords) {
+        return mWords->isZero(place) ? std::optional(mWords->isNegative(place)) : std::nullopt;
+    }
+    return mDoubles[place] == 0.0 ? std::optional(std::signbit(mDoubles[place])) : std::nullopt;
 }
 
 }  // namespace tolvane::detail::wide

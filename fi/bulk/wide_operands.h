@@ -30,6 +30,10 @@ class Source {
     const integers::Block& block(std::uint64_t begin, std::size_t count);
     /// A block of which the caller gives the memory.
     void take(std::uint64_t begin, std::size_t count, integers::Block& out) const;
+    /// The same for elements at any places.
+    void gather(const std::uint64_t* places, std::size_t count, integers::Block& out) const;
+    /// Null for doubles.
+    const WordSpan* words() const { return mWords ? &*mWords : nullptr; }
 
  private:
     explicit Source(const integers::Extent& extent) : mExtent(extent) {}
@@ -47,7 +51,15 @@ class Target {
  public:
     /// Gives nothing if the results aren't integers that array code can store.
     static std::optional<Target> of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
+    /// The same for a part that keeps elements.
+    static std::optional<Target> within(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
+    /// Null for doubles.
+    wordarray* words() const { return mWords; }
     void store(const integers::Block& block, std::uint64_t begin, std::size_t count, std::size_t width);
+    /// Stores at any places.
+    void scatter(const integers::Block& block, const std::uint64_t* places, std::size_t count, std::size_t width);
+    /// Whether an element is -0; nothing if it isn't zero.
+    std::optional<bool> signOfZero(std::uint64_t place) const;
     /// The bits of the integers that `store` reads.
     int bits() const { return mBits; }
 
