@@ -16,12 +16,6 @@ using integers::Extent;
 
 namespace {
 
-/// Whether there is a grid, and sums of exponents and lengths are ints.
-bool isUsual(const WordGrid& grid) {
-    constexpr int kGreatestExponent = 1 << 20;
-    return grid.bits > 0 && std::abs(grid.exponent) <= kGreatestExponent;
-}
-
 /// Whether doubles hold the powers of two between values and their integers.
 bool isUsualForDoubles(const WordGrid& grid) {
     constexpr int kGreatestExponent = 900;

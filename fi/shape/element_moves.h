@@ -66,6 +66,16 @@ struct fi::ElementMoves {
         tolvane::detail::wordarray& target;
         void run(const tolvane::detail::ElementRun& run) const { target.clearRun(run.to, run.count); }
     };
+    /// Moves nothing, and notes the last element that is moved.
+    struct Last {
+        static constexpr bool kNotesLast = true;
+        const fi& source;
+        void run(const tolvane::detail::ElementRun& run) const {
+            if (run.count > 0) {
+                source.setIndex(run.from + run.count - 1);
+            }
+        }
+    };
     /// Any step from the current element of the source to that of the target.
     template <class Step>
     struct Elements {
@@ -154,6 +164,11 @@ void fi::ElementMoves::move(const fi& source, fi& target, Pattern&& pattern) {
     movePart(&source.mReal, target.mReal, pattern);
     if (toIm) {
         movePart(im, *toIm, pattern);
+    }
+    if (!target.mReal.asDouble()) {
+        // Element steps leave these current.
+        pattern(Last{source});
+        target.setIndex(0);
     }
 }
 

@@ -59,6 +59,8 @@ struct Transposition {
                     to[column] = from[column * rows];
                 }
             }
+        } else if constexpr (requires { Mover::kNotesLast; }) {
+            mover.run({.from = bottom - 1 + (right - 1) * rows, .to = 0});
         } else {
             for (std::uint64_t row = top; row < bottom; ++row) {
                 for (std::uint64_t column = left; column < right; ++column) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <optional>
+#include <type_traits>
 #include <utility>
 
 #include "fi/bulk/wide_stores.h"
@@ -179,7 +180,7 @@ template <class Stores>
 void fi::SideStores::By<Stores>::finish(bool isPlainMove) {
     store();
     mTotal.handTo(mLog);
-    if (!isPlainMove) {
+    if (!isPlainMove || std::is_same_v<Stores, WideStores>) {
         setCurrentElements();
     }
 }

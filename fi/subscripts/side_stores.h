@@ -25,7 +25,8 @@ class fi::SideStores {
     /// Stores the elements `source`, `source + step`, ... of a side at places behind all earlier ones.
     virtual void add(Assignment::From from, std::uint64_t source, std::uint64_t step,
                      const tolvane::detail::Stretch& places) = 0;
-    /// Hands over what was counted. Leaves the current elements where the element steps do, unless `isPlainMove`.
+    /// Hands over what was counted. Leaves the current elements where the element steps do, except after plain moves of
+    /// doubles.
     virtual void finish(bool isPlainMove) = 0;
 
  protected:
