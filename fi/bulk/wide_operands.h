@@ -20,8 +20,8 @@ class Source {
     /// or not those of the array alone, as in a view.
     static std::optional<Source> of(const number& part, const EmbeddedTypeSystem::NumericType& type,
                                     std::uint64_t count, bool isScalar);
-    /// Zeros.
-    static Source zeros();
+    /// Zeros, as integers of an exponent.
+    static Source zeros(int exponent = 0);
 
     const integers::Extent& extent() const { return mExtent; }
     /// Takes a block from the arena.

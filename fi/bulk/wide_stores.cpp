@@ -28,11 +28,12 @@ std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, E
     if (counts && stores.mFormat.grid.exponent < Tally::kLeastDouble) {
         return std::nullopt;
     }
+    const int exponent = stores.mFormat.grid.exponent;
     const int cellBits = static_cast<int>(mpnumber::elementPrecision(precision));
     const ExtentMachine::Place place{stores.mFormat, false, cellBits};
     ExtentMachine proof(place, place, place);
     const auto sourceOf = [&](const number& part) {
-        auto result = source.isempty() ? std::optional(Source::zeros())
+        auto result = source.isempty() ? std::optional(Source::zeros(exponent))
                                        : Source::of(part, source.getNumericType(), source.mNumel, source.isscalar());
         if (result) {
             integers::Extent values = result->extent();
@@ -44,7 +45,8 @@ std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, E
         return result;
     };
     std::optional<Source> real = sourceOf(source.mReal);
-    std::optional<Source> imag = source.iscomplex() ? sourceOf(source.imagPart()) : std::optional(Source::zeros());
+    std::optional<Source> imag =
+        source.iscomplex() ? sourceOf(source.imagPart()) : std::optional(Source::zeros(exponent));
     if (!real || !imag || !proof.holds()) {
         return std::nullopt;
     }

@@ -363,10 +363,10 @@ void fi::addSignExtension32BitIntArray(hvArray* values) const {
 }
 
 void fi::clearBitsAboveWords(std::span<std::uint32_t> words) const {
-    if (!isSigned() || getWordLength() <= 32) {
+    if (!isSigned() || getWordLength() <= 32 || getWordLength() % 32 == 0) {
         return;
     }
-    const std::uint32_t mask = UINT32_MAX >> ((32 - getWordLength() % 32) % 32);
+    const std::uint32_t mask = UINT32_MAX >> (32 - getWordLength() % 32);
     const auto count = static_cast<std::uint64_t>(numChunks());
     for (std::uint64_t top = count - 1; top < words.size(); top += count) {
         words[top] &= mask;

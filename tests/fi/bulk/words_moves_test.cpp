@@ -205,7 +205,7 @@ const Operator kOperators[] = {
 NumericType typeOf(Random& random) {
     constexpr int kBits[] = {53, 63, 64, 65, 96, 127, 128, 129, 160, 256, 300};
     const int bits = random.oneIn(3) ? random.between(53, 300) : random.pick(kBits);
-    return fixedType(random.oneIn(2), bits, random.between(-3, bits + 3));
+    return fixedType(random.oneIn(2), bits, random.between(-3, bits + (random.oneIn(4) ? 300 : 3)));
 }
 
 Choice choose(Random& random, const fi& a, const fi& b) {
