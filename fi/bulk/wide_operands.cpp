@@ -16,10 +16,12 @@ using integers::Extent;
 
 namespace {
 
-/// Whether doubles hold the powers of two between values and their integers.
+/// Whether doubles hold all words, which those of an array whose precision was changed needn't, and the powers of two
+/// between values and their integers.
 bool isUsualForDoubles(const WordGrid& grid) {
     constexpr int kGreatestExponent = 900;
-    return isUsual(grid) && std::abs(grid.exponent) <= kGreatestExponent;
+    constexpr int kDoubleBits = 53;
+    return isUsual(grid) && grid.bits <= kDoubleBits && std::abs(grid.exponent) <= kGreatestExponent;
 }
 
 }  // namespace

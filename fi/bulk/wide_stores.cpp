@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "fi/bulk/integer_machine.h"
-#include "fi/bulk/wide_elementwise.h"
+#include "fi/core/word_grids.h"
 #include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 
@@ -24,6 +24,9 @@ std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, E
     const bool counts = isEqualType ? getLogging() : q.getQlogger().isLogging();
     WideStores stores;
     stores.mFormat = integers::formatOf(q);
+    if (stores.mFormat.grid != gridOf(target.getNumericType())) {
+        return std::nullopt;
+    }
     // Values that are too small for doubles can become zeros in a log, whose signs depend on the order.
     if (counts && stores.mFormat.grid.exponent < Tally::kLeastDouble) {
         return std::nullopt;

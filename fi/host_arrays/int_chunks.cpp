@@ -51,7 +51,7 @@ class ChunkWriter {
     }
 
     void write(const number& entries, std::span<std::uint32_t> out) const {
-        if (const std::optional<WordSpan> words = wordsOfType(entries, mType)) {
+        if (const std::optional<WordSpan> words = wordsOf(entries, gridOf(mType))) {
             wordchunks::write(*words, mChunkCount, out);
             return;
         }

@@ -227,10 +227,10 @@ class DoubleWords {
 /// Reads words into one part of an array.
 class PartReader {
  public:
-    PartReader(const quantizer& q, int base, number& part, const WordGrid& grid = {})
-        : mQuantizer(q), mWords(q), mBase(base), mPart(part) {
-        if (mpnumber* const body = part.asWords(); body && isUsual(grid) && *body->grid() == grid) {
-            mWideWords = &body->rewrite(grid);
+    PartReader(const quantizer& q, int base, number& part) : mQuantizer(q), mWords(q), mBase(base), mPart(part) {
+        const WordGrid grid = gridOf(q);
+        if (wordsOf(part, grid)) {
+            mWideWords = &part.body().asMp()->rewrite(grid);
             mReader.emplace(grid, base);
         }
         doublenumber* const doubles = part.asDouble();
@@ -448,11 +448,10 @@ void fi::base2num(const hvArray* text, int base) {
     resizeAndZero(shape.rows, shape.elementsPerRow, getNumericType(), getFimath(), shape.isComplex);
     const quantizer& q = getAssignmentQuantizer();
     const std::uint64_t first = firstPlace();
-    const WordGrid grid = gridOf(getNumericType());
-    PartReader real(q, base, mReal, grid);
+    PartReader real(q, base, mReal);
     std::optional<PartReader> imaginary;
     if (iscomplex()) {
-        imaginary.emplace(q, base, imagEntries(), grid);
+        imaginary.emplace(q, base, imagEntries());
     }
     auto part = shape.parts.begin();
     for (std::size_t row = 0; row < shape.rows; ++row) {

@@ -226,12 +226,11 @@ class DecimalForm {
 template <class Form>
 class PartText {
  public:
-    PartText(const number& part, std::uint64_t count, const EmbeddedTypeSystem::NumericType& type, const Form& form,
-             int width)
+    PartText(const number& part, std::uint64_t count, const quantizer& q, const Form& form, int width)
         : mPart(part),
           mCursor(part.getIndex()),
           mDoubles(form.takesDoubles() ? entries::doublesOf(part, count) : std::span<const double>()),
-          mWords(form.takesWords() && part.numel() == count ? wordsOfType(part, type) : std::nullopt),
+          mWords(form.takesWords() && part.numel() == count ? wordsOf(part, gridOf(q)) : std::nullopt),
           mForm(form),
           mText(static_cast<std::size_t>(width), ' ') {}
     PartText(const PartText&) = delete;
@@ -290,12 +289,12 @@ hvArray* fi::num2base(int base) const {
     requireBase(base, 36, "fixedpoint:fi:num2base:baseoutofrange");
     const int width = digitCount(getWordLength(), base);
     const DigitForm form(getAssignmentQuantizer(), base);
-    PartText real(mReal, mNumel, getNumericType(), form, width);
+    PartText real(mReal, mNumel, getAssignmentQuantizer(), form, width);
     if (isreal()) {
         return blocksOf(*this, width + 3, kBetweenBlocks,
                         [&](std::uint64_t first, TextColumns& columns) { real.write(first, columns); });
     }
-    PartText imaginary(imagEntries(), mNumel, getNumericType(), form, width);
+    PartText imaginary(imagEntries(), mNumel, getAssignmentQuantizer(), form, width);
     return blocksOf(*this, 2 * width + 8, kBetweenBlocks, [&](std::uint64_t first, TextColumns& columns) {
         real.write(first, columns);
         columns.fill(" + ");
@@ -313,13 +312,13 @@ hvArray* fi::num2sdec() const {
     const int width = digits + 1;
     const quantizer& q = getAssignmentQuantizer();
     const DecimalForm form(q, DecimalForm::Sign::within);
-    PartText real(mReal, mNumel, getNumericType(), form, width);
+    PartText real(mReal, mNumel, getAssignmentQuantizer(), form, width);
     if (isreal()) {
         return blocksOf(*this, digits + 4, kBetweenBlocks,
                         [&](std::uint64_t first, TextColumns& columns) { real.write(first, columns); });
     }
     const DecimalForm magnitudeForm(q, DecimalForm::Sign::before);
-    PartText imaginary(imagEntries(), mNumel, getNumericType(), magnitudeForm, width);
+    PartText imaginary(imagEntries(), mNumel, getAssignmentQuantizer(), magnitudeForm, width);
     return blocksOf(*this, 2 * digits + 10, kBetweenDecimalBlocks, [&](std::uint64_t first, TextColumns& columns) {
         real.write(first, columns);
         columns.fill(" ");
