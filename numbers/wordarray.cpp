@@ -1,6 +1,7 @@
 #include "numbers/wordarray.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -19,13 +20,14 @@ std::uint64_t unitsFor(std::uint64_t count) {
     return count / kUnitBits + (count % kUnitBits != 0 ? 1 : 0);
 }
 
-/// The magnitude of a word, and its sign. Words of one limb need no memory.
+/// The magnitude of a word, and its sign. Short words need no memory.
 class Magnitude {
  public:
     Magnitude(std::span<const mp_limb_t> word, bool isSigned)
         : mIsNegative(isSigned && (word.back() >> (kLimbBits - 1)) != 0), mLimbs(word.data()), mCount(word.size()) {
         if (mIsNegative) {
-            mp_limb_t* const out = mCount == 1 ? &mSmall : (mLarge = allocateHostZeros<mp_limb_t>(mCount, 1)).get();
+            mp_limb_t* const out =
+                mCount <= mSmall.size() ? mSmall.data() : (mLarge = allocateHostZeros<mp_limb_t>(mCount, 1)).get();
             mpn_neg(out, word.data(), static_cast<mp_size_t>(mCount));
             mLimbs = out;
         }
@@ -45,7 +47,7 @@ class Magnitude {
     bool mIsNegative;
     const mp_limb_t* mLimbs;
     std::size_t mCount;
-    mp_limb_t mSmall = 0;
+    std::array<mp_limb_t, 16> mSmall;  // set only for a word below zero
     HostMemory<mp_limb_t> mLarge;
 };
 
