@@ -15,7 +15,9 @@ using wide::Target;
 
 std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, Extent extent) {
     const quantizer& q = target.getAssignmentQuantizer();
-    const unsigned precision = std::max(wordBits(source), wordBits(target));
+    // A wider word is rounded in the target's elements, a narrower one in a copy of the source's.
+    const unsigned precision =
+        target.getWordLength() < source.getWordLength() ? wordBits(source) : target.mReal.getprecision();
     if (!q.isFixedPoint() || areEntriesDoubles(precision) || number::getDefaultForceMultiplePrecision() ||
         source.isSlopeBiasScaled() || target.isSlopeBiasScaled() || (target.isreal() && source.iscomplex())) {
         return std::nullopt;
