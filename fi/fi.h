@@ -945,6 +945,7 @@ class TOLVANE_API fi {
     struct Caches;
     struct ElementMoves;
     class ArrayStores;
+    class WideStores;
     class Assignment;
     class SideStores;
 

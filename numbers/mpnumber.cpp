@@ -237,6 +237,12 @@ void mpnumber::setvalue(const std::uint32_t* words, int wordCount, bool isSigned
 }
 
 void mpnumber::setvalue(const mpnumber& source) {
+    wordarray* const words = state().words();
+    const wordarray* const sourceWords = source.state().words();
+    if (words && sourceWords && words->grid() == sourceWords->grid()) {
+        words->copyRun(sourceWords->span(), source.mCursor, mCursor, 1);
+        return;
+    }
     const Reading value(source);
     change([&](mpfr_ptr x) { mpfr_set(x, value, MPFR_RNDZ); });
 }

@@ -1,9 +1,10 @@
 #include "numbers/wordarray.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
-#include <cstring>
+#include <functional>
 #include <utility>
 
 #include "numbers/gmpinteger.h"
@@ -19,13 +20,14 @@ std::uint64_t unitsFor(std::uint64_t count) {
     return count / kUnitBits + (count % kUnitBits != 0 ? 1 : 0);
 }
 
-/// The magnitude of a word, and its sign. Words of one limb need no memory.
+/// The magnitude of a word, and its sign. Short words need no memory.
 class Magnitude {
  public:
     Magnitude(std::span<const mp_limb_t> word, bool isSigned)
         : mIsNegative(isSigned && (word.back() >> (kLimbBits - 1)) != 0), mLimbs(word.data()), mCount(word.size()) {
         if (mIsNegative) {
-            mp_limb_t* const out = mCount == 1 ? &mSmall : (mLarge = allocateHostZeros<mp_limb_t>(mCount, 1)).get();
+            mp_limb_t* const out =
+                mCount <= mSmall.size() ? mSmall.data() : (mLarge = allocateHostZeros<mp_limb_t>(mCount, 1)).get();
             mpn_neg(out, word.data(), static_cast<mp_size_t>(mCount));
             mLimbs = out;
         }
@@ -45,7 +47,7 @@ class Magnitude {
     bool mIsNegative;
     const mp_limb_t* mLimbs;
     std::size_t mCount;
-    mp_limb_t mSmall = 0;
+    std::array<mp_limb_t, 16> mSmall;  // set only for a word below zero
     HostMemory<mp_limb_t> mLarge;
 };
 
@@ -59,20 +61,7 @@ wordarray::wordarray(std::uint64_t count, const WordGrid& grid)
 
 wordarray::wordarray(const wordarray& source, std::uint64_t start, std::uint64_t count)
     : wordarray(count, source.mGrid) {
-    take(source, start, count);
-}
-
-/// Sets the first `count` words to those of the source from `start` on.
-void wordarray::take(const wordarray& source, std::uint64_t start, std::uint64_t count) {
-    if (count == 0) {
-        return;
-    }
-    std::memcpy(mLimbs.get(), source.word(start).data(), count * mLimbsPerWord * sizeof(mp_limb_t));
-    for (std::uint64_t i = 0; source.mNegativeZeros && i < count; ++i) {
-        if (source.hasNegativeZero(start + i)) {
-            setNegativeZero(i, true);
-        }
-    }
+    copyRun(source.span(), start, 0, count);
 }
 
 bool wordarray::isZero(std::uint64_t index) const {
@@ -193,12 +182,20 @@ void wordarray::makeNegativeZeros() {
     }
 }
 
-void wordarray::setNegativeZeros(std::uint64_t unit, std::uint64_t signs) {
+void wordarray::setNegativeZeros(std::uint64_t index, std::size_t count, std::uint64_t signs) {
     if (signs != 0) {
         makeNegativeZeros();
     }
-    if (mNegativeZeros) {
-        mNegativeZeros.get()[unit] = signs;
+    if (!mNegativeZeros) {
+        return;
+    }
+    const std::uint64_t mask = count == kUnitBits ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
+    std::uint64_t* const unit = mNegativeZeros.get() + index / kUnitBits;
+    const auto shift = static_cast<unsigned>(index % kUnitBits);
+    unit[0] = (unit[0] & ~(mask << shift)) | signs << shift;
+    if (shift != 0 && kUnitBits - shift < count) {
+        const auto above = static_cast<unsigned>(kUnitBits) - shift;
+        unit[1] = (unit[1] & ~(mask >> above)) | signs >> above;
     }
 }
 
@@ -211,20 +208,38 @@ void wordarray::setNegativeZero(std::uint64_t index, bool isNegative) {
     }
 }
 
+void wordarray::copyRun(const WordSpan& source, std::uint64_t from, std::uint64_t to, std::uint64_t count) {
+    if (count == 0) {
+        return;
+    }
+    std::copy_n(source.limbs + from * mLimbsPerWord, count * mLimbsPerWord, word(to).data());
+    copySignsOfZeros(source, from, to, count);
+}
+
+void wordarray::copySignsOfZeros(const WordSpan& source, std::uint64_t from, std::uint64_t to, std::uint64_t count) {
+    for (std::uint64_t i = 0; (source.negativeZeros || mNegativeZeros) && i < count; i += kUnitBits) {
+        const std::size_t length = std::min(kUnitBits, count - i);
+        setNegativeZeros(to + i, length, source.negativeZerosFrom(from + i, length));
+    }
+}
+
+void wordarray::clearRun(std::uint64_t to, std::uint64_t count) {
+    std::fill_n(mLimbs.get() + to * mLimbsPerWord, count * mLimbsPerWord, mp_limb_t{0});
+    for (std::uint64_t i = 0; mNegativeZeros && i < count; i += kUnitBits) {
+        setNegativeZeros(to + i, std::min(kUnitBits, count - i), 0);
+    }
+}
+
 void wordarray::resize(std::uint64_t count) {
     wordarray fresh(count, mGrid);
-    fresh.take(*this, 0, std::min(count, mCount));
+    fresh.copyRun(span(), 0, 0, std::min(count, mCount));
     *this = std::move(fresh);
 }
 
 void wordarray::permute(std::span<const std::uint64_t> order) {
     wordarray fresh(mCount, mGrid);
-    for (std::uint64_t i = 0; i < mCount; ++i) {
-        std::ranges::copy(std::as_const(*this).word(order[i]), fresh.word(i).begin());
-        if (hasNegativeZero(order[i])) {
-            fresh.setNegativeZero(i, true);
-        }
-    }
+    fresh.copyEach(
+        span(), mCount, [order](std::uint64_t i) { return order[i]; }, std::identity());
     *this = std::move(fresh);
 }
 

@@ -4,6 +4,7 @@
 
 #include <mpfr.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -39,10 +40,22 @@ class wordarray {
     /// Stores a value and returns true if it lies on the grid and within the words; otherwise changes nothing.
     bool store(std::uint64_t index, mpfr_srcptr value);
 
-    /// For loops that write whole arrays: all words, and the signs of 64 zeros from 64 * unit on.
+    /// For loops that write whole arrays: all words, and the signs of up to 64 zeros from an index on, the first one's
+    /// lowest.
     mp_limb_t* limbs() { return mLimbs.get(); }
-    void setNegativeZeros(std::uint64_t unit, std::uint64_t signs);
+    void setNegativeZeros(std::uint64_t index, std::size_t count, std::uint64_t signs);
     void setNegativeZero(std::uint64_t index, bool isNegative);
+
+    // Moves of words from another array of the same grid.
+
+    /// Copies adjacent words.
+    void copyRun(const WordSpan& source, std::uint64_t from, std::uint64_t to, std::uint64_t count);
+    void copySignsOfZeros(const WordSpan& source, std::uint64_t from, std::uint64_t to, std::uint64_t count);
+    /// Copies the word from(i) to to(i) for each i below the count.
+    template <class From, class To>
+    void copyEach(const WordSpan& source, std::uint64_t count, const From& from, const To& to);
+    /// Sets adjacent words to 0.
+    void clearRun(std::uint64_t to, std::uint64_t count);
 
     /// Keeps the first elements; new ones are zero.
     void resize(std::uint64_t count);
@@ -50,11 +63,10 @@ class wordarray {
     void permute(std::span<const std::uint64_t> order);
 
  private:
-    bool hasNegativeZero(std::uint64_t index) const {
-        return mNegativeZeros && (mNegativeZeros.get()[index / 64] >> (index % 64) & 1U) != 0;
-    }
+    bool hasNegativeZero(std::uint64_t index) const { return span().hasNegativeZero(index); }
     void makeNegativeZeros();
-    void take(const wordarray& source, std::uint64_t start, std::uint64_t count);
+    template <std::size_t limbs, class From, class To>
+    void copyLimbs(const mp_limb_t* source, std::uint64_t count, const From& from, const To& to);
 
     WordGrid mGrid;
     std::size_t mLimbsPerWord;
@@ -62,5 +74,34 @@ class wordarray {
     HostMemory<mp_limb_t> mLimbs;
     HostMemory<std::uint64_t> mNegativeZeros;  // null while there are none
 };
+
+template <std::size_t limbs, class From, class To>
+void wordarray::copyLimbs(const mp_limb_t* source, std::uint64_t count, const From& from, const To& to) {
+    mp_limb_t* const out = mLimbs.get();
+    const std::size_t size = limbs == 0 ? mLimbsPerWord : limbs;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        std::copy_n(source + from(i) * size, size, out + to(i) * size);
+    }
+}
+
+template <class From, class To>
+void wordarray::copyEach(const WordSpan& source, std::uint64_t count, const From& from, const To& to) {
+    switch (mLimbsPerWord) {
+        case 1:
+            copyLimbs<1>(source.limbs, count, from, to);
+            break;
+        case 2:
+            copyLimbs<2>(source.limbs, count, from, to);
+            break;
+        case 4:
+            copyLimbs<4>(source.limbs, count, from, to);
+            break;
+        default:
+            copyLimbs<0>(source.limbs, count, from, to);
+    }
+    for (std::uint64_t i = 0; (source.negativeZeros || mNegativeZeros) && i < count; ++i) {
+        setNegativeZero(to(i), source.hasNegativeZero(from(i)));
+    }
+}
 
 }  // namespace tolvane::detail

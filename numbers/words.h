@@ -26,6 +26,23 @@ struct WordSpan {
     const std::uint64_t* negativeZeros;
     std::uint64_t count;
     WordGrid grid;
+
+    bool hasNegativeZero(std::uint64_t index) const {
+        return negativeZeros && (negativeZeros[index / 64] >> (index % 64) & 1U) != 0;
+    }
+    /// The signs of up to 64 zeros from an index on, the first one's lowest.
+    std::uint64_t negativeZerosFrom(std::uint64_t index, std::size_t number) const {
+        if (!negativeZeros) {
+            return 0;
+        }
+        const std::uint64_t* const unit = negativeZeros + index / 64;
+        const auto shift = static_cast<unsigned>(index % 64);
+        std::uint64_t signs = *unit >> shift;
+        if (shift != 0 && 64 - shift < number) {
+            signs |= unit[1] << (64 - shift);
+        }
+        return number == 64 ? signs : signs & ((std::uint64_t{1} << number) - 1);
+    }
 };
 
 }  // namespace tolvane::detail

@@ -244,20 +244,6 @@ std::uint64_t firstBits(std::size_t count) {
     return count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
 }
 
-/// The negative zeros among words.
-std::uint64_t signsAt(const WordSpan& words, std::uint64_t begin, std::size_t count) {
-    if (!words.negativeZeros || count == 0) {
-        return 0;
-    }
-    const std::uint64_t* const unit = words.negativeZeros + begin / kBlock;
-    const auto shift = static_cast<unsigned>(begin % kBlock);
-    std::uint64_t signs = *unit >> shift;
-    if (shift != 0 && kBlock - shift < count) {
-        signs |= unit[1] << (kBlock - shift);
-    }
-    return signs & firstBits(count);
-}
-
 }  // namespace
 
 void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out) {
@@ -273,11 +259,29 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
             std::fill(to + limbs, to + width, words.grid.isSigned ? signLimb(from[limbs - 1]) : 0);
         }
     }
-    out.negativeZeros = signsAt(words, begin, count);
+    out.negativeZeros = words.negativeZerosFrom(begin, count);
+}
+
+void gather(const WordSpan& words, const std::uint64_t* places, std::size_t count, std::size_t width, Block& out) {
+    const std::size_t limbs = words.grid.limbs();
+    mp_limb_t* to = out.limbs;
+    for (std::size_t i = 0; i < count; ++i, to += width) {
+        const mp_limb_t* const from = words.limbs + places[i] * limbs;
+        for (std::size_t limb = 0; limb < limbs; ++limb) {
+            to[limb] = from[limb];
+        }
+        const mp_limb_t above = words.grid.isSigned ? signLimb(from[limbs - 1]) : 0;
+        for (std::size_t limb = limbs; limb < width; ++limb) {
+            to[limb] = above;
+        }
+    }
+    out.extent = extentOf(words.grid);
+    out.negativeZeros =
+        words.negativeZeros ? maskOf(count, [&](std::size_t i) { return words.hasNegativeZero(places[i]); }) : 0;
 }
 
 Block view(const WordSpan& words, std::uint64_t begin, std::size_t count) {
-    return {const_cast<mp_limb_t*>(words.limbs) + begin * words.grid.limbs(), signsAt(words, begin, count),
+    return {const_cast<mp_limb_t*>(words.limbs) + begin * words.grid.limbs(), words.negativeZerosFrom(begin, count),
             extentOf(words.grid)};
 }
 
@@ -332,12 +336,27 @@ void store(const Block& block, std::size_t count, std::size_t width, wordarray& 
         }
     }
     const std::uint64_t signs = block.negativeZeros & firstBits(count);
-    if (stride == 1 && begin % kBlock == 0) {
-        words.setNegativeZeros(begin / kBlock, signs);
+    if (stride == 1) {
+        words.setNegativeZeros(begin, count, signs);
         return;
     }
     for (std::size_t i = 0; i < count && (signs != 0 || words.span().negativeZeros); ++i) {
         words.setNegativeZero(begin + i * stride, (signs >> i & 1U) != 0);
+    }
+}
+
+void scatter(const Block& block, const std::uint64_t* places, std::size_t count, std::size_t width, wordarray& words) {
+    const std::size_t limbs = words.grid().limbs();
+    const mp_limb_t* from = block.limbs;
+    const bool hasNegativeZeros = words.span().negativeZeros || block.negativeZeros != 0;
+    for (std::size_t i = 0; i < count; ++i, from += width) {
+        mp_limb_t* const to = words.limbs() + places[i] * limbs;
+        for (std::size_t limb = 0; limb < limbs; ++limb) {
+            to[limb] = from[limb];
+        }
+        if (hasNegativeZeros) {
+            words.setNegativeZero(places[i], (block.negativeZeros >> i & 1U) != 0);
+        }
     }
 }
 

@@ -99,6 +99,8 @@ int compare(const mp_limb_t* a, const mp_limb_t* b, std::size_t width);
 
 /// Loads words; a width of no less than theirs, and a limb more for unsigned ones that fill all of theirs.
 void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out);
+/// The same for words at any places.
+void gather(const WordSpan& words, const std::uint64_t* places, std::size_t count, std::size_t width, Block& out);
 /// Whether all values are integers of the extent, which has up to 62 bits.
 bool areWithin(std::span<const double> values, const Extent& extent);
 /// Loads such values.
@@ -108,6 +110,8 @@ void spread(std::size_t count, std::size_t width, Block& block);
 /// Stores integers that are words of the array, of their exponent, `stride` elements apart.
 void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin,
            std::uint64_t stride = 1);
+/// The same at any places.
+void scatter(const Block& block, const std::uint64_t* places, std::size_t count, std::size_t width, wordarray& words);
 /// Stores integers of up to 53 bits.
 void store(const Block& block, std::size_t count, std::size_t width, double* values, std::uint64_t stride = 1);
 /// Integers of an array as a block, which is only read; of words with no sign above the top limb if they are unsigned.

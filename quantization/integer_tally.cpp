@@ -67,6 +67,23 @@ void IntegerTally::join(const Notes& notes, std::size_t values, int exponent) {
     mUnderflows += notes.underflows;
 }
 
+void IntegerTally::join(const IntegerTally& other) {
+    if (other.mValues == 0) {
+        return;
+    }
+    join(mGreatest, other.mGreatest.limbs.data(), other.mGreatest.zeros, true);
+    join(mLeast, other.mLeast.limbs.data(), other.mLeast.zeros, false);
+    mExponent = other.mExponent;
+    mValues += other.mValues;
+    mOverflows += other.mOverflows;
+    mUnderflows += other.mUnderflows;
+}
+
+void IntegerTally::dropCounts() {
+    mOverflows = 0;
+    mUnderflows = 0;
+}
+
 void IntegerTally::append(const IntegerTally& next) {
     if (next.mValues == 0) {
         return;

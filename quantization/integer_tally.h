@@ -26,6 +26,10 @@ class IntegerTally {
     Notes blank() { return {mNotes.data(), mNotes.data() + mGreatest.limbs.size()}; }
     /// Adds the notes of a pass over `values` values, between or beside those before and of their exponent.
     void join(const Notes& notes, std::size_t values, int exponent);
+    /// Adds what a pass over values between or beside those of this one gathered.
+    void join(const IntegerTally& other);
+    /// Forgets overflows and underflows.
+    void dropCounts();
     /// Adds what a later pass gathered.
     void append(const IntegerTally& next);
     /// Whether `append` would leave the sign of a zero extreme open that the log would take.

@@ -45,6 +45,10 @@ struct Tally {
             least = other.least;
         }
     }
+    void dropCounts() {
+        overflows = 0;
+        underflows = 0;
+    }
     void addCounts(const Tally& other) {
         values += other.values;
         overflows += other.overflows;
@@ -56,8 +60,9 @@ struct Tally {
     bool isLeastOpenFor(const qlogger& log) const { return leastZeros == both && log.isMinPositive(); }
     bool isOpenFor(const qlogger& log) const { return isGreatestOpenFor(log) || isLeastOpenFor(log); }
     /// Takes the sign of the first zero for zero extremes of both signs.
-    void settle(double firstZero) {
-        const unsigned sign = std::signbit(firstZero) ? minus : plus;
+    void settle(double firstZero) { settle(std::signbit(firstZero)); }
+    void settle(bool isFirstZeroNegative) {
+        const unsigned sign = isFirstZeroNegative ? minus : plus;
         greatestZeros = greatestZeros == both ? sign : greatestZeros;
         leastZeros = leastZeros == both ? sign : leastZeros;
     }

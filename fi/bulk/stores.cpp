@@ -1,12 +1,13 @@
 #include "fi/bulk/stores.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <span>
 
 #include "fi/bulk/entries.h"
 #include "fi/bulk/lane_loops.h"
-#include "fi/bulk/wide_elementwise.h"
+#include "fi/bulk/wide_stores.h"
 
 using namespace tolvane::detail;
 
@@ -89,7 +90,7 @@ std::optional<fi::ArrayStores::Zero> fi::ArrayStores::firstZero(const Moves& mov
         const std::uint64_t place = moves.isRun ? moves.to.front() + i : moves.to[i];
         for (const Part& part : {mReal, mImag}) {
             if (part.target != nullptr && !part.isPlain && part.target[place] == 0.0) {
-                return Zero{place, part.target[place]};
+                return Zero{place, std::signbit(part.target[place])};
             }
         }
     }
@@ -100,6 +101,16 @@ void fi::ArrayStores::store(const Moves& moves) {
     Tally block;
     store(moves, block);
     append(block, mQuantizer.getQlogger(), mTotal, [&] { return *firstZero(moves); });
+}
+
+void fi::ArrayStores::copyRun(std::uint64_t from, std::uint64_t to, std::uint64_t count) const {
+    for (const Part& part : {mReal, mImag}) {
+        if (part.target != nullptr && part.source != nullptr) {
+            std::copy_n(part.source + from, count, part.target + to);
+        } else if (part.target != nullptr) {
+            std::fill_n(part.target + to, count, 0.0);
+        }
+    }
 }
 
 void fi::ArrayStores::handOver() {
@@ -136,15 +147,12 @@ void fi::copydata(const fi& source) {
         setIndex(count - 1);
         return;
     }
-    const auto byElements = [&](std::uint64_t begin, std::uint64_t end) {
-        for (std::uint64_t i = begin; i < end; ++i) {
+    if (!WideStores::assign(source, *this)) {
+        for (std::uint64_t i = 0; i < count; ++i) {
             source.setIndex(i);
             setIndex(i);
             *this = source;
         }
-    };
-    if (!wide::assign(source, *this, byElements)) {
-        byElements(0, count);
         return;
     }
     source.setIndex(count - 1);

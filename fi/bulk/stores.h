@@ -32,21 +32,27 @@ class fi::ArrayStores {
     /// An entry that is zero and was counted.
     struct Zero {
         std::uint64_t place;  // of its element in the target
-        double value;
+        bool isNegative;
     };
 
     /// Whether the element steps can be replaced.
     static bool serve(const fi& source, const fi& target);
     ArrayStores(const fi& source, fi& target);
+    static tolvane::detail::Tally emptyTally() { return {}; }
 
     /// Carries out a block of moves, and joins what is counted to the tally.
     void store(const Moves& moves, tolvane::detail::Tally& tally);
     /// The first zero that was counted in the order of the element steps, of the block stored last.
     std::optional<Zero> firstZero(const Moves& moves) const;
+    /// Whether elements that are only moved can be copied.
+    static bool canCopy() { return true; }
+    /// Copies the element from + i * step to `to(i)`, for each i below the count.
+    template <class To>
+    void copy(std::uint64_t from, std::uint64_t step, std::uint64_t count, const To& to) const;
+    void copyRun(std::uint64_t from, std::uint64_t to, std::uint64_t count) const;
     /// Adds what a later block counted, whose first zero `firstZero` finds.
-    template <class FindZero>
-    static void append(const tolvane::detail::Tally& block, const qlogger& log, tolvane::detail::Tally& total,
-                       FindZero&& firstZero);
+    template <class Tally, class FindZero>
+    static void append(Tally block, const qlogger& log, Tally& total, FindZero&& firstZero);
     // For stores of one source: carry out a block of moves, and hand over what all blocks counted.
     void store(const Moves& moves);
     void handOver();
@@ -70,12 +76,19 @@ class fi::ArrayStores {
     std::array<double, Moves::kMost> mValues;
 };
 
-template <class FindZero>
-void fi::ArrayStores::append(const tolvane::detail::Tally& block, const qlogger& log, tolvane::detail::Tally& total,
-                             FindZero&& firstZero) {
-    tolvane::detail::Tally settled = block;
-    if (settled.isOpenFor(log)) {
-        settled.settle(firstZero().value);
+template <class Tally, class FindZero>
+void fi::ArrayStores::append(Tally block, const qlogger& log, Tally& total, FindZero&& firstZero) {
+    if (block.isOpenFor(log)) {
+        block.settle(firstZero().isNegative);
     }
-    total.append(settled);
+    total.append(block);
+}
+
+template <class To>
+void fi::ArrayStores::copy(std::uint64_t from, std::uint64_t step, std::uint64_t count, const To& to) const {
+    for (const Part& part : {mReal, mImag}) {
+        for (std::uint64_t i = 0; part.target != nullptr && i < count; ++i) {
+            part.target[to(i)] = part.source == nullptr ? 0.0 : part.source[from + i * step];
+        }
+    }
 }

@@ -40,7 +40,4 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
 std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,
                            fi& result, const ByElements& byElements);
 
-/// Assigns all elements of the source, which are as many as the target's; the target is complex if the source is.
-bool assign(const fi& source, fi& target, const ByElements& byElements);
-
 }  // namespace tolvane::detail::wide

@@ -1,6 +1,8 @@
 #include "fi/bulk/wide_operands.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdlib>
 #include <span>
 
@@ -14,17 +16,12 @@ using integers::Extent;
 
 namespace {
 
-/// Whether there is a grid, and sums of exponents and lengths are ints.
-bool isUsual(const WordGrid& grid) {
-    constexpr int kGreatestExponent = 1 << 20;
-    return grid.bits > 0 && std::abs(grid.exponent) <= kGreatestExponent;
-}
-
-/// Whether doubles hold all words, and the powers of two between values and their integers.
+/// Whether doubles hold all words, which those of an array whose precision was changed needn't, and the powers of two
+/// between values and their integers.
 bool isUsualForDoubles(const WordGrid& grid) {
     constexpr int kGreatestExponent = 900;
-    return isUsual(grid) && grid.bits <= static_cast<int>(doublenumber::kScalarPrecision) &&
-           std::abs(grid.exponent) <= kGreatestExponent;
+    constexpr int kDoubleBits = 53;
+    return isUsual(grid) && grid.bits <= kDoubleBits && std::abs(grid.exponent) <= kGreatestExponent;
 }
 
 }  // namespace
@@ -62,9 +59,10 @@ std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::N
     return source;
 }
 
-Source Source::zeros() {
-    Source source(integers::extentOf({0, 1, true}));
-    source.mScalar.emplace(1, WordGrid{0, 1, true});
+Source Source::zeros(int exponent) {
+    const WordGrid grid{exponent, 1, true};
+    Source source(integers::extentOf(grid));
+    source.mScalar.emplace(1, grid);
     source.mWords = source.mScalar->span();
     return source;
 }
@@ -93,6 +91,24 @@ void Source::take(std::uint64_t begin, std::size_t count, Block& out) const {
     } else {
         integers::load(*mWords, begin, count, mWidth, out);
     }
+}
+
+void Source::gather(const std::uint64_t* places, std::size_t count, Block& out) const {
+    if (mDoubles) {
+        std::array<double, integers::kBlock> values;
+        std::transform(places, places + count, values.begin(), [this](std::uint64_t place) { return mDoubles[place]; });
+        integers::load(values.data(), count, mExtent, mWidth, out);
+    } else if (mScalar) {
+        integers::copy(mBlock, count, mWidth, out);
+    } else {
+        integers::gather(*mWords, places, count, mWidth, out);
+    }
+}
+
+std::optional<Target> Target::within(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count) {
+    const mpnumber* const words = part.asWords();
+    const bool keepsForm = words ? *words->grid() == gridOf(type) : part.asDouble() != nullptr;
+    return keepsForm ? of(part, type, count) : std::nullopt;
 }
 
 std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count) {
@@ -159,6 +175,25 @@ Block Panel::block(std::uint64_t begin, std::size_t count) const {
     Block block = integers::view(mWords.span(), begin, count);
     block.extent = mExtent;
     return block;
+}
+
+void Target::scatter(const Block& block, const std::uint64_t* places, std::size_t count, std::size_t width) {
+    if (mWords) {
+        integers::scatter(block, places, count, width, *mWords);
+        return;
+    }
+    std::array<double, integers::kBlock> values;
+    integers::store(block, count, width, values.data());
+    for (std::size_t i = 0; i < count; ++i) {
+        mDoubles[places[i]] = values[i];
+    }
+}
+
+std::optional<bool> Target::signOfZero(std::uint64_t place) const {
+    if (mWords) {
+        return mWords->isZero(place) ? std::optional(mWords->isNegative(place)) : std::nullopt;
+    }
+    return mDoubles[place] == 0.0 ? std::optional(std::signbit(mDoubles[place])) : std::nullopt;
 }
 
 }  // namespace tolvane::detail::wide

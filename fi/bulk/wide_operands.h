@@ -20,8 +20,8 @@ class Source {
     /// or not those of the array alone, as in a view.
     static std::optional<Source> of(const number& part, const EmbeddedTypeSystem::NumericType& type,
                                     std::uint64_t count, bool isScalar);
-    /// Zeros.
-    static Source zeros();
+    /// Zeros, as integers of an exponent.
+    static Source zeros(int exponent = 0);
 
     const integers::Extent& extent() const { return mExtent; }
     /// Takes a block from the arena.
@@ -30,6 +30,10 @@ class Source {
     const integers::Block& block(std::uint64_t begin, std::size_t count);
     /// A block of which the caller gives the memory.
     void take(std::uint64_t begin, std::size_t count, integers::Block& out) const;
+    /// The same for elements at any places.
+    void gather(const std::uint64_t* places, std::size_t count, integers::Block& out) const;
+    /// Null for doubles.
+    const WordSpan* words() const { return mWords ? &*mWords : nullptr; }
 
  private:
     explicit Source(const integers::Extent& extent) : mExtent(extent) {}
@@ -69,6 +73,14 @@ class Target {
                std::uint64_t stride = 1);
     /// Makes all elements zero.
     void clear(std::uint64_t count);
+    /// The same for a part that keeps elements.
+    static std::optional<Target> within(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
+    /// Null for doubles.
+    wordarray* words() const { return mWords; }
+    /// Stores at any places.
+    void scatter(const integers::Block& block, const std::uint64_t* places, std::size_t count, std::size_t width);
+    /// Whether an element is -0; nothing if it isn't zero.
+    std::optional<bool> signOfZero(std::uint64_t place) const;
 
  private:
     double* mDoubles = nullptr;

@@ -1,4 +1,5 @@
 // Stores to the current element, and the conversions between scales.
+#include "fi/core/quantized_store.h"
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/slopebias_errors.h"
@@ -53,8 +54,11 @@ fi& fi::setvalue(double value) {
 }
 
 fi& fi::operator=(double value) {
-    setvalue(removeSlopeAdjustmentFactorBias(value));
-    getAssignmentQuantizer().quantize(mReal);
+    const double stored = removeSlopeAdjustmentFactorBias(value);
+    if (iscomplex()) {
+        imagEntry().setvalue(0.0);
+    }
+    storeAsQuantized(mReal, stored, getAssignmentQuantizer());
     return *this;
 }
 
@@ -78,9 +82,9 @@ fi& fi::operator=(const fi& source) {
     } else if (getWordLength() < source.getWordLength()) {
         assignNarrower(source, q);
     } else {
-        q.quantize(mReal.setvalue(source.mReal));
+        storeAsQuantized(mReal, source.mReal, q);
         if (iscomplex()) {
-            q.quantize(imagEntry().setvalue(source.imag()));
+            storeAsQuantized(imagEntry(), source.imag(), q);
         }
     }
     return *this;

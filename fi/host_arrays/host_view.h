@@ -2,8 +2,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <span>
 #include <type_traits>
@@ -12,8 +14,37 @@
 #include "fi/fi.h"
 #include "host/hv.h"
 #include "host/hv_optional.h"
+#include "numbers/mpnumber.h"
+#include "numbers/words.h"
 
 namespace tolvane::detail {
+
+/// Whether words of a grid become doubles by one rounding of an integer of 64 bits.
+inline bool hasSmallWords(const WordGrid& grid) {
+    constexpr int kGreatestExponent = 900;
+    return grid.limbs() == 1 && std::abs(grid.exponent) <= kGreatestExponent;
+}
+
+/// Sets each element to `convert` of such a word as a double.
+template <class T, class Convert>
+void convertWords(const WordSpan& words, std::span<T> out, Convert convert) {
+    const double scale = std::ldexp(1.0, words.grid.exponent);
+    const auto convertAll = [&](auto toDouble) {
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            out[i] = convert(toDouble(words.limbs[i]) * scale);
+        }
+    };
+    if (words.grid.isSigned) {
+        convertAll([](mp_limb_t limb) { return static_cast<double>(static_cast<std::int64_t>(limb)); });
+    } else {
+        convertAll([](mp_limb_t limb) { return static_cast<double>(limb); });
+    }
+    for (std::size_t i = 0; words.negativeZeros && i < out.size(); ++i) {
+        if (words.hasNegativeZero(i)) {
+            out[i] = convert(-0.0);
+        }
+    }
+}
 
 /// Sets each element to `convert` of the entry at the same position; the cursor doesn't move.
 template <class T, class Convert>
@@ -25,6 +56,10 @@ void convertEntries(const number& entries, std::span<T> out, Convert convert) {
         } else {
             std::ranges::transform(in, out.begin(), convert);
         }
+        return;
+    }
+    if (const mpnumber* const words = entries.asWords(); words && hasSmallWords(*words->grid())) {
+        convertWords(words->words(), out, convert);
         return;
     }
     const std::uint64_t cursor = entries.getIndex();

@@ -1,15 +1,21 @@
 // The stored integers as arrays of 32-bit chunks, and conversions between those and arrays of 64-bit words.
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "fi/core/dimension_product.h"
 #include "fi/core/squeezed_dimensions.h"
+#include "fi/core/word_grids.h"
 #include "fi/fi.h"
+#include "fi/host_arrays/host_view.h"
+#include "fi/host_arrays/word_chunks.h"
 #include "host/ErrorIdException.h"
+#include "numbers/mpnumber.h"
 #include "numbers/mpscratch.h"
 #include "numbers/rounding.h"
 
@@ -45,6 +51,10 @@ class ChunkWriter {
     }
 
     void write(const number& entries, std::span<std::uint32_t> out) const {
+        if (const std::optional<WordSpan> words = wordsOf(entries, gridOf(mType))) {
+            wordchunks::write(*words, mChunkCount, out);
+            return;
+        }
         const doublenumber* const doubles = entries.asDouble();
         const bool mayBePlain = doubles != nullptr && mWordBits <= kLongestPlainWord;
         const int shift = rounding::negatedExponent(mType.getFixedExponent());
@@ -97,6 +107,26 @@ hvArrayOwner regrouped(const hvArray* values, std::uint64_t oldGroup, std::uint6
     return hvArrayOwner(hvCreateNumericArray(dims.size(), dims.data(), classId, complexity));
 }
 
+/// The chunks of the parts of an array as words of its type, if that is what all parts hold then.
+bool storeWordParts(std::span<number* const> parts, std::span<const std::uint32_t* const> chunks,
+                    std::uint64_t chunkCount, std::uint64_t count, const EmbeddedTypeSystem::NumericType& type) {
+    const WordGrid grid = gridOf(type);
+    if (!isUsual(grid)) {
+        return false;
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const number& part = *parts[i];
+        if (part.asDouble() || part.numel() != count || !mpnumber::canBeWords(count, part.getprecision(), grid) ||
+            !wordchunks::areWords({chunks[i], count * chunkCount}, chunkCount, grid)) {
+            return false;
+        }
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        wordchunks::read({chunks[i], count * chunkCount}, chunkCount, parts[i]->body().asMp()->rewrite(grid));
+    }
+    return true;
+}
+
 std::uint64_t wordCountOf(int wordBits) {
     return (static_cast<std::uint64_t>(wordBits) + 63) / 64;
 }
@@ -132,7 +162,7 @@ hvArray* fi::getIntArrayHvArray(IntArrayChunkMode chunks, IntArrayDimensionMode 
         dims.resize(std::max<std::size_t>(dims.size(), 1), 1);
         dims.front() = dimensionProduct(std::vector<std::uint64_t>{mM, count});
     }
-    hvArrayOwner result(hvCreateNumericArray(dims.size(), dims.data(), hvUINT32_CLASS, getComplexity()));
+    hvArrayOwner result = numericArrayToFill(dims, hvUINT32_CLASS, getComplexity());
     const ChunkWriter writer(*this, count);
     writer.write(mReal, hvGetTypedData<std::uint32_t>(result.get()));
     if (iscomplex()) {
@@ -189,6 +219,14 @@ void fi::set32BitChunkIntArray(const std::uint32_t* re, const std::uint32_t* im,
         }
         return;
     }
+    number* const parts[] = {&mReal, iscomplex() ? &imagEntries() : nullptr};
+    const std::uint32_t* const chunks[] = {re, im};
+    const std::size_t partCount = iscomplex() ? 2 : 1;
+    if (!isView() && chunkCount > 0 &&
+        storeWordParts(std::span(parts, partCount), std::span(chunks, partCount),
+                       static_cast<std::uint64_t>(chunkCount), mNumel, getNumericType())) {
+        return;
+    }
     const std::uint64_t cursor = getIndex();
     for (std::uint64_t i = 0; i < mNumel; ++i) {
         const std::uint64_t word = i * static_cast<std::uint64_t>(chunkCount);
@@ -232,6 +270,10 @@ hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) 
                   hvIsComplex(values) ? hvCOMPLEX : hvREAL);
     const auto repack = [&](const number* entries, std::span<const std::uint32_t> chunks,
                             std::span<std::uint64_t> words) {
+        if (chunkCount == 2 * wordCount && chunks.size() == 2 * words.size()) {
+            std::memcpy(words.data(), chunks.data(), words.size_bytes());
+            return;
+        }
         const std::uint64_t count = entries != nullptr ? entries->numel() : 0;
         const std::uint64_t cursor = entries != nullptr ? entries->getIndex() : 0;
         for (std::uint64_t i = 0; i < words.size() / wordCount; ++i) {
@@ -267,6 +309,10 @@ hvArray* fi::convert64BitIntArrayTo32BitIntArray(hvArray* values) const {
         regrouped(values, wordCount, chunkCount, isSigned() && chunkCount == 1 ? hvINT32_CLASS : hvUINT32_CLASS,
                   iscomplex() || hvIsComplex(values) ? hvCOMPLEX : hvREAL);
     const auto repack = [&](std::span<const std::uint64_t> words, std::span<std::uint32_t> chunks) {
+        if (chunkCount == 2 * wordCount && chunks.size() == 2 * words.size()) {
+            std::memcpy(chunks.data(), words.data(), words.size_bytes());
+            return;
+        }
         for (std::uint64_t i = 0; !words.empty() && i < chunks.size() / chunkCount; ++i) {
             for (std::uint64_t place = 0; place < chunkCount; ++place) {
                 chunks[i * chunkCount + place] =
@@ -295,6 +341,13 @@ void fi::addSignExtension32BitIntArray(hvArray* values) const {
     }
     const auto count = static_cast<std::uint64_t>(numChunks());
     const auto fill = [&](const number& entries, std::span<std::uint32_t> chunks) {
+        if (const mpnumber* const body = entries.asWords()) {
+            const WordSpan words = body->words();
+            wordchunks::visitNegative(words, std::min(words.count, chunks.size() / count), [&](std::uint64_t i) {
+                chunks[i * count + count - 1] |= UINT32_MAX << usedBits;
+            });
+            return;
+        }
         const std::uint64_t cursor = entries.getIndex();
         for (std::uint64_t i = 0; i < std::min(entries.numel(), chunks.size() / count); ++i) {
             if (entries[i].isnegative()) {
@@ -310,10 +363,10 @@ void fi::addSignExtension32BitIntArray(hvArray* values) const {
 }
 
 void fi::clearBitsAboveWords(std::span<std::uint32_t> words) const {
-    if (!isSigned() || getWordLength() <= 32) {
+    if (!isSigned() || getWordLength() <= 32 || getWordLength() % 32 == 0) {
         return;
     }
-    const std::uint32_t mask = UINT32_MAX >> ((32 - getWordLength() % 32) % 32);
+    const std::uint32_t mask = UINT32_MAX >> (32 - getWordLength() % 32);
     const auto count = static_cast<std::uint64_t>(numChunks());
     for (std::uint64_t top = count - 1; top < words.size(); top += count) {
         words[top] &= mask;

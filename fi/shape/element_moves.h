@@ -1,17 +1,22 @@
 // Moves of elements from one array to another by a pattern: runs of adjacent elements, and their destinations.
 //
-// A pattern is called with a mover, whose one function `run` moves a run. Arrays of doubles are moved part by part in
-// plain loops, for which the pattern is called once per part; other arrays are moved by `setvalue`, element by element.
+// A pattern is called with a mover, whose one function `run` moves a run. Arrays of doubles, and of words of one grid,
+// are moved part by part in plain loops, for which the pattern is called once per part; other arrays are moved by
+// `setvalue`, element by element.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <span>
+#include <type_traits>
+#include <utility>
 
 #include "fi/bulk/entries.h"
 #include "fi/bulk/stores.h"
+#include "fi/bulk/wide_stores.h"
 #include "fi/fi.h"
+#include "numbers/mpnumber.h"
+#include "numbers/wordarray.h"
 
 namespace tolvane::detail {
 
@@ -25,19 +30,51 @@ struct ElementRun {
 }  // namespace tolvane::detail
 
 struct fi::ElementMoves {
-    struct Doubles {
-        /// The mark by which patterns know that they may move elements themselves.
-        static constexpr bool kMovesDoubles = true;
-        const double* source;
-        double* target;
+    /// Plain values. Patterns may move them themselves.
+    template <class T>
+    struct Values {
+        using Value = T;
+        const T* source;
+        T* target;
         void run(const tolvane::detail::ElementRun& run) const {
             std::copy_n(source + run.from, run.count, target + run.to);
+        }
+    };
+    template <std::size_t count>
+    struct Limbs {
+        mp_limb_t limbs[count];
+    };
+    /// Words of any length, or only the signs of their zeros.
+    struct Words {
+        tolvane::detail::WordSpan source;
+        tolvane::detail::wordarray& target;
+        void run(const tolvane::detail::ElementRun& run) const { target.copyRun(source, run.from, run.to, run.count); }
+    };
+    struct SignsOfZeros {
+        tolvane::detail::WordSpan source;
+        tolvane::detail::wordarray& target;
+        void run(const tolvane::detail::ElementRun& run) const {
+            target.copySignsOfZeros(source, run.from, run.to, run.count);
         }
     };
     /// The imaginary parts of a real source.
     struct Zeros {
         double* target;
         void run(const tolvane::detail::ElementRun& run) const { std::fill_n(target + run.to, run.count, 0.0); }
+    };
+    struct ZeroWords {
+        tolvane::detail::wordarray& target;
+        void run(const tolvane::detail::ElementRun& run) const { target.clearRun(run.to, run.count); }
+    };
+    /// Moves nothing, and notes the last element that is moved.
+    struct Last {
+        static constexpr bool kNotesLast = true;
+        const fi& source;
+        void run(const tolvane::detail::ElementRun& run) const {
+            if (run.count > 0) {
+                source.setIndex(run.from + run.count - 1);
+            }
+        }
     };
     /// Any step from the current element of the source to that of the target.
     template <class Step>
@@ -55,13 +92,14 @@ struct fi::ElementMoves {
     };
 
     /// Assigns runs in blocks.
+    template <class Store>
     struct Stores {
-        ArrayStores& stores;
+        const Store& store;
         ArrayStores::Moves& moves;
         void run(const tolvane::detail::ElementRun& run) const {
             for (std::uint64_t i = 0; i < run.count; ++i) {
                 if (moves.count == moves.kMost) {
-                    stores.store(moves);
+                    store();
                     moves.count = 0;
                 }
                 moves.add(run.from + i, run.to + i);
@@ -86,6 +124,8 @@ struct fi::ElementMoves {
 
  private:
     template <class Pattern>
+    static void movePart(const number* from, number& to, Pattern&& pattern);
+    template <class Pattern>
     static void assignCounted(const fi& source, fi& target, Pattern&& pattern);
 };
 
@@ -104,28 +144,72 @@ void fi::ElementMoves::move(const fi& source, fi& target, Pattern&& pattern) {
     if (source.isempty() || target.isempty()) {
         return;
     }
-    const auto doublesOf = [](number& part) {
-        doublenumber* const doubles = part.asDouble();
-        return doubles == nullptr ? nullptr : doubles->elements().data();
+    const number* const im = source.isreal() ? nullptr : &source.imagEntries();
+    number* const toIm = target.isreal() ? nullptr : &target.imagEntries();
+    const auto canMove = [&source](const number* from, const number& to) {
+        if (to.asDouble()) {
+            return !from || tolvane::detail::entries::isInDoubles(*from, source.mNumel);
+        }
+        const mpnumber* const words = to.asWords();
+        const mpnumber* const fromWords = from ? from->asWords() : nullptr;
+        return words &&
+               (!from || (fromWords && *fromWords->grid() == *words->grid() && from->numel() == source.mNumel));
     };
-    const double* const re = tolvane::detail::entries::doublesOf(source.mReal, source.mNumel).data();
-    const double* const im =
-        source.isreal() ? nullptr : tolvane::detail::entries::doublesOf(source.imagEntries(), source.mNumel).data();
-    double* const toRe = doublesOf(target.mReal);
-    double* const toIm = target.isreal() ? nullptr : doublesOf(target.imagEntries());
-    const bool isInDoubles =
-        re != nullptr && toRe != nullptr && (source.isreal() || im != nullptr) && (target.isreal() || toIm != nullptr);
-    if (!isInDoubles) {
+    if (!canMove(&source.mReal, target.mReal) || (im && !toIm) || (toIm && !canMove(im, *toIm))) {
         const auto step = [&] { target.setvalue(source); };
         pattern(Elements<decltype(step)>{source, target, step});
         target.setIndex(0);
         return;
     }
-    pattern(Doubles{re, toRe});
-    if (im != nullptr) {
-        pattern(Doubles{im, toIm});
-    } else if (toIm != nullptr) {
-        pattern(Zeros{toIm});
+    movePart(&source.mReal, target.mReal, pattern);
+    if (toIm) {
+        movePart(im, *toIm, pattern);
+    }
+    if (!target.mReal.asDouble()) {
+        // Element steps leave these current.
+        pattern(Last{source});
+        target.setIndex(0);
+    }
+}
+
+/// `from` is null for zeros.
+template <class Pattern>
+void fi::ElementMoves::movePart(const number* from, number& to, Pattern&& pattern) {
+    if (doublenumber* const doubles = to.asDouble()) {
+        double* const out = doubles->elements().data();
+        if (from) {
+            pattern(Values<double>{from->asDouble()->elements().data(), out});
+        } else {
+            pattern(Zeros{out});
+        }
+        return;
+    }
+    mpnumber& body = *to.asWords();
+    tolvane::detail::wordarray& out = body.rewrite(*body.grid());
+    if (!from) {
+        pattern(ZeroWords{out});
+        return;
+    }
+    const tolvane::detail::WordSpan words = from->asWords()->words();
+    const auto byLimbs = [&]<std::size_t limbs>(std::integral_constant<std::size_t, limbs>) {
+        using Word = Limbs<limbs>;
+        pattern(Values<Word>{reinterpret_cast<const Word*>(words.limbs), reinterpret_cast<Word*>(out.limbs())});
+        if (words.negativeZeros || out.span().negativeZeros) {
+            pattern(SignsOfZeros{words, out});
+        }
+    };
+    switch (words.grid.limbs()) {
+        case 1:
+            byLimbs(std::integral_constant<std::size_t, 1>());
+            break;
+        case 2:
+            byLimbs(std::integral_constant<std::size_t, 2>());
+            break;
+        case 4:
+            byLimbs(std::integral_constant<std::size_t, 4>());
+            break;
+        default:
+            pattern(Words{words, out});
     }
 }
 
@@ -159,24 +243,41 @@ void fi::ElementMoves::assign(const fi& source, fi& target, Pattern&& pattern) {
     }
     fi assigned(1, source.numel(), target.getNumericType(), target.getFimath(), target.iscomplex(), "",
                 target.getFimathIsLocal(), embedded::OperationTypeEnum::Assignment, 0U);
-    const auto step = [&] { assigned = source; };
-    Elements<decltype(step)>{source, assigned, step}.run({.from = 0, .to = 0, .count = source.numel()});
+    if (WideStores::assign(source, assigned)) {
+        source.setIndex(source.numel() - 1);
+    } else {
+        const auto step = [&] { assigned = source; };
+        Elements<decltype(step)>{source, assigned, step}.run({.from = 0, .to = 0, .count = source.numel()});
+    }
     move(assigned, target, pattern);
 }
 
 template <class Pattern>
 void fi::ElementMoves::assignCounted(const fi& source, fi& target, Pattern&& pattern) {
-    if (!ArrayStores::serve(source, target)) {
+    const auto run = [&](auto& stores) {
+        const qlogger& log = target.getQlogger();
+        auto total = stores.emptyTally();
+        ArrayStores::Moves moves;
+        const auto store = [&] {
+            auto block = stores.emptyTally();
+            stores.store(moves, block);
+            ArrayStores::append(std::move(block), log, total, [&] { return *stores.firstZero(moves); });
+        };
+        pattern(Stores<decltype(store)>{store, moves});
+        store();
+        total.handTo(log);
+        if (moves.count > 0) {
+            source.setIndex(moves.from[moves.count - 1]);
+        }
+    };
+    if (ArrayStores::serve(source, target)) {
+        ArrayStores stores(source, target);
+        run(stores);
+    } else if (auto wide = WideStores::of(source, target, WideStores::Extent::some)) {
+        wide->open(wide->width());
+        run(*wide);
+    } else {
         const auto step = [&] { target = source; };
         pattern(Elements<decltype(step)>{source, target, step});
-        return;
-    }
-    ArrayStores stores(source, target);
-    ArrayStores::Moves moves;
-    pattern(Stores{stores, moves});
-    stores.store(moves);
-    stores.handOver();
-    if (moves.count > 0) {
-        source.setIndex(moves.from[moves.count - 1]);
     }
 }

@@ -51,14 +51,16 @@ struct Transposition {
     template <class Mover>
     void moveTile(const Mover& mover, std::uint64_t top, std::uint64_t bottom, std::uint64_t left,
                   std::uint64_t right) const {
-        if constexpr (requires { Mover::kMovesDoubles; }) {
+        if constexpr (requires { typename Mover::Value; }) {
             for (std::uint64_t row = top; row < bottom; ++row) {
-                const double* const from = mover.source + row;
-                double* const to = mover.target + row * columns;
+                const auto* const from = mover.source + row;
+                auto* const to = mover.target + row * columns;
                 for (std::uint64_t column = left; column < right; ++column) {
                     to[column] = from[column * rows];
                 }
             }
+        } else if constexpr (requires { Mover::kNotesLast; }) {
+            mover.run({.from = bottom - 1 + (right - 1) * rows, .to = 0});
         } else {
             for (std::uint64_t row = top; row < bottom; ++row) {
                 for (std::uint64_t column = left; column < right; ++column) {

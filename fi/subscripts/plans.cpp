@@ -15,6 +15,8 @@
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 #include "host/positions.h"
+#include "numbers/mpnumber.h"
+#include "numbers/wordarray.h"
 
 using namespace tolvane::detail;
 
@@ -85,9 +87,24 @@ void gather(const number& from, const Stretch& places, number& to, std::uint64_t
     }
 }
 
+void gatherWords(const number& from, const Stretch& places, number& to, std::uint64_t begin) {
+    const WordSpan source = from.asWords()->words();
+    wordarray& out = to.asWords()->rewrite(source.grid);
+    const auto target = [begin](std::uint64_t i) { return begin + i; };
+    if (places.isRun()) {
+        out.copyRun(source, places.first, begin, places.count);
+    } else if (places.offsets != nullptr) {
+        out.copyEach(
+            source, places.count, [&](std::uint64_t i) { return places.first + places.offsets[i]; }, target);
+    } else {
+        out.copyEach(
+            source, places.count, [&](std::uint64_t i) { return places.first + i * places.step; }, target);
+    }
+}
+
 }  // namespace
 
-// Where nothing is quantized or counted, elements held in doubles move in one loop per part.
+// Where nothing is quantized or counted, doubles and words move in one loop per part.
 
 std::unique_ptr<fi> fi::taken(const Selection& selection) const {
     std::unique_ptr<fi> result(new fi(selection.dims(), getNumericType(), &getFimath(), iscomplex(),
@@ -95,11 +112,22 @@ std::unique_ptr<fi> fi::taken(const Selection& selection) const {
     const auto isInDoubles = [](const number& part) { return part.asDouble() != nullptr; };
     const bool areDoubles = mReal.numel() == mNumel && isInDoubles(mReal) && isInDoubles(result->mReal) &&
                             (isreal() || (isInDoubles(imagEntries()) && isInDoubles(result->imagEntries())));
+    const auto areWordsOf = [this](const number& part, number& of) {
+        const mpnumber* const from = part.asWords();
+        const mpnumber* const to = of.asWords();
+        return from && to && *from->grid() == *to->grid() && part.numel() == mNumel;
+    };
+    const bool areWords =
+        areWordsOf(mReal, result->mReal) && (isreal() || areWordsOf(imagEntries(), result->imagEntries()));
     std::uint64_t done = 0;
     std::uint64_t last = 0;
     const auto take = [&](const number& from, const Stretch& places, number& to) {
         if (areDoubles) {
             gather(from, places, to, done);
+            return;
+        }
+        if (areWords) {
+            gatherWords(from, places, to, done);
             return;
         }
         for (std::size_t i = 0; i < places.count; ++i) {
@@ -148,10 +176,9 @@ void fi::put(const Assignment& assignment, const fi* left, const fi& right) {
     if (!isSlopeBiasScaled() && right.iscomplex() && assignment.usesRight()) {
         coordinateComplexity(true, 0);
     }
-    if ((left == nullptr || ArrayStores::serve(*left, *this)) && ArrayStores::serve(right, *this)) {
-        SideStores stores(left, right, *this);
-        assignment.run(stores);
-        stores.finish(isPlainMove);
+    if (const std::unique_ptr<SideStores> stores = SideStores::of(left, right, *this)) {
+        assignment.run(*stores);
+        stores->finish(isPlainMove);
         return;
     }
     assignment.forEach([&](Assignment::From from, std::uint64_t source, std::uint64_t place) {

@@ -10,6 +10,7 @@
 
 #include "descriptors/host_object.h"
 #include "fi/bulk/entries.h"
+#include "fi/core/quantized_store.h"
 #include "fi/fi.h"
 #include "fi/subscripts/assignment.h"
 #include "fi/subscripts/places.h"
@@ -244,11 +245,11 @@ void fi::storeScalar(const hvArray* value, std::uint64_t place) {
         NumericType::errorIfComplexLogical(getDataType(), true);
         NumericType::checkNaNInf(getDataType(), im);
         coordinateComplexity(true, 0);
-        q.quantize(imagEntry().setvalue(removeSlopeAdjustmentFactorBias(im)));
+        storeAsQuantized(imagEntry(), removeSlopeAdjustmentFactorBias(im), q);
     } else if (iscomplex()) {
-        q.quantize(imagEntry().setvalue(removeSlopeAdjustmentFactorBias(0.0)));
+        storeAsQuantized(imagEntry(), removeSlopeAdjustmentFactorBias(0.0), q);
     }
-    q.quantize(mReal.setvalue(removeSlopeAdjustmentFactorBias(re)));
+    storeAsQuantized(mReal, removeSlopeAdjustmentFactorBias(re), q);
 }
 
 hvArray* fi::subsasgnScalarIndexing(hvArray* self, const IndexStep& step, const hvArray* right, double position) {

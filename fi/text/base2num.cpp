@@ -1,7 +1,7 @@
 // Text as words: the output of num2base, possibly with other delimiters.
 //
-// A text is checked as a whole before the array changes. Words in arrays of doubles are made from their digits here,
-// others by the quantizer. Both store the same values.
+// A text is checked as a whole before the array changes. Words of arrays of doubles or of words are made from their
+// digits here, others by the quantizer. Both store the same values.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -14,8 +14,13 @@
 #include <string_view>
 #include <vector>
 
+#include "fi/core/word_grids.h"
 #include "fi/fi.h"
+#include "fi/text/word_digits.h"
 #include "host/ErrorIdException.h"
+#include "numbers/wordarray.h"
+
+using namespace tolvane::detail;
 
 namespace {
 
@@ -223,6 +228,11 @@ class DoubleWords {
 class PartReader {
  public:
     PartReader(const quantizer& q, int base, number& part) : mQuantizer(q), mWords(q), mBase(base), mPart(part) {
+        const WordGrid grid = gridOf(q);
+        if (wordsOf(part, grid)) {
+            mWideWords = &part.body().asMp()->rewrite(grid);
+            mReader.emplace(grid, base);
+        }
         doublenumber* const doubles = part.asDouble();
         if (doubles != nullptr && mWords.isUsable()) {
             mDoubles = doubles->elements();
@@ -235,16 +245,33 @@ class PartReader {
             mDoubles[element] = mWords.valueOf(*word);
             return;
         }
+        if (mWideWords && readWide(element, token)) {
+            return;
+        }
         mPart.setIndex(element);
         // Parts that a text does not set, as for a floating zero, are unchanged.
         mPart.setvalue(0.0);
         if (!token.empty()) {
             mToken = token;
             mQuantizer.base2num(mToken.c_str(), mBase, mPart);
+            mWideWords = mPart.asWords() ? mWideWords : nullptr;
         }
     }
 
  private:
+    bool readWide(std::uint64_t element, std::string_view token) {
+        mDigits.clear();
+        for (const char character : token) {
+            mDigits.push_back(static_cast<std::uint8_t>(digitOf(character)));
+        }
+        if (std::ranges::any_of(mDigits, [this](std::uint8_t digit) { return digit >= mBase; }) ||
+            !mReader->read(mDigits, mWideWords->word(element))) {
+            return false;
+        }
+        mWideWords->setNegativeZero(element, false);
+        return true;
+    }
+
     /// The word of a token that fits; tokens to be refused or truncated are left to the quantizer.
     std::optional<std::int64_t> wordOf(std::string_view token) const {
         std::int64_t word = 0;
@@ -264,6 +291,9 @@ class PartReader {
     int mBase;
     number& mPart;
     std::span<double> mDoubles;
+    wordarray* mWideWords = nullptr;
+    std::optional<WordReader> mReader;
+    std::vector<std::uint8_t> mDigits;
     std::string mToken;
 };
 

@@ -1,8 +1,8 @@
 // Words as text: digits of a base, or decimal numbers with a sign, in char arrays.
 //
 // The elements of a column make a block of columns of the text. A text is written from left to right, each field for
-// all rows at once: an array of doubles by the rule of the form on the stored integer, other elements by the quantizer.
-// Both write the same characters.
+// all rows at once: an array of doubles by the rule of the form on the stored integer, words by their bits, other
+// elements by the quantizer. All write the same characters.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -16,7 +16,9 @@
 
 #include "fi/bulk/entries.h"
 #include "fi/core/dimension_product.h"
+#include "fi/core/word_grids.h"
 #include "fi/fi.h"
+#include "fi/text/word_digits.h"
 #include "host/ErrorIdException.h"
 #include "numbers/bases.h"
 
@@ -128,6 +130,17 @@ class DigitForm {
  public:
     DigitForm(const quantizer& q, int base) : mQuantizer(q), mWordOf(q), mBase(base), mWrite(writerOf(base)) {}
     bool takesDoubles() const { return mWordOf.isUsable(); }
+    bool takesWords() const { return mBase == 10 || BinaryDigits::bitsOf(mBase) != 0; }
+    void writeWords(const WordSpan& words, std::uint64_t first, const Field& field) const {
+        if (mBase != 10) {
+            BinaryDigits(words, mBase).write(first, field.rows, field.width, field.first);
+            return;
+        }
+        DecimalDigits digits(words);
+        for (std::size_t row = 0; row < field.rows; ++row) {
+            field.put(row, digits.ofPattern(first + row), '0');
+        }
+    }
     /// False for a value that is left to the element.
     bool write(double x, const Field& field, std::size_t row) const {
         const std::optional<std::int64_t> word = mWordOf(x);
@@ -170,6 +183,19 @@ class DecimalForm {
 
     DecimalForm(const quantizer& q, Sign sign) : mQuantizer(q), mWordOf(q), mSign(sign) {}
     bool takesDoubles() const { return mWordOf.isUsable(); }
+    static bool takesWords() { return true; }
+    void writeWords(const WordSpan& words, std::uint64_t first, const Field& field) const {
+        DecimalDigits digits(words);
+        std::string text;
+        for (std::size_t row = 0; row < field.rows; ++row) {
+            text.clear();
+            if (mSign == Sign::within && digits.isBelowZero(first + row)) {
+                text.push_back('-');
+            }
+            text.append(digits.ofMagnitude(first + row));
+            field.put(row, text, ' ');
+        }
+    }
     bool write(double x, const Field& field, std::size_t row) const {
         const std::optional<std::int64_t> word = mWordOf(x);
         if (!word) {
@@ -200,10 +226,11 @@ class DecimalForm {
 template <class Form>
 class PartText {
  public:
-    PartText(const number& part, std::uint64_t count, const Form& form, int width)
+    PartText(const number& part, std::uint64_t count, const quantizer& q, const Form& form, int width)
         : mPart(part),
           mCursor(part.getIndex()),
           mDoubles(form.takesDoubles() ? entries::doublesOf(part, count) : std::span<const double>()),
+          mWords(form.takesWords() && part.numel() == count ? wordsOf(part, gridOf(q)) : std::nullopt),
           mForm(form),
           mText(static_cast<std::size_t>(width), ' ') {}
     PartText(const PartText&) = delete;
@@ -213,6 +240,10 @@ class PartText {
     /// Writes an element for each row.
     void write(std::uint64_t firstElement, TextColumns& columns) {
         const Field field = columns.take(mText.size());
+        if (mWords) {
+            mForm.writeWords(*mWords, firstElement, field);
+            return;
+        }
         for (std::size_t row = 0; row < field.rows; ++row) {
             const std::uint64_t element = firstElement + row;
             if (mDoubles.empty() || !mForm.write(mDoubles[element], field, row)) {
@@ -232,6 +263,7 @@ class PartText {
     const number& mPart;
     std::uint64_t mCursor;
     std::span<const double> mDoubles;
+    std::optional<WordSpan> mWords;
     const Form& mForm;
     std::string mText;
 };
@@ -257,12 +289,12 @@ hvArray* fi::num2base(int base) const {
     requireBase(base, 36, "fixedpoint:fi:num2base:baseoutofrange");
     const int width = digitCount(getWordLength(), base);
     const DigitForm form(getAssignmentQuantizer(), base);
-    PartText real(mReal, mNumel, form, width);
+    PartText real(mReal, mNumel, getAssignmentQuantizer(), form, width);
     if (isreal()) {
         return blocksOf(*this, width + 3, kBetweenBlocks,
                         [&](std::uint64_t first, TextColumns& columns) { real.write(first, columns); });
     }
-    PartText imaginary(imagEntries(), mNumel, form, width);
+    PartText imaginary(imagEntries(), mNumel, getAssignmentQuantizer(), form, width);
     return blocksOf(*this, 2 * width + 8, kBetweenBlocks, [&](std::uint64_t first, TextColumns& columns) {
         real.write(first, columns);
         columns.fill(" + ");
@@ -280,13 +312,13 @@ hvArray* fi::num2sdec() const {
     const int width = digits + 1;
     const quantizer& q = getAssignmentQuantizer();
     const DecimalForm form(q, DecimalForm::Sign::within);
-    PartText real(mReal, mNumel, form, width);
+    PartText real(mReal, mNumel, getAssignmentQuantizer(), form, width);
     if (isreal()) {
         return blocksOf(*this, digits + 4, kBetweenBlocks,
                         [&](std::uint64_t first, TextColumns& columns) { real.write(first, columns); });
     }
     const DecimalForm magnitudeForm(q, DecimalForm::Sign::before);
-    PartText imaginary(imagEntries(), mNumel, magnitudeForm, width);
+    PartText imaginary(imagEntries(), mNumel, getAssignmentQuantizer(), magnitudeForm, width);
     return blocksOf(*this, 2 * digits + 10, kBetweenDecimalBlocks, [&](std::uint64_t first, TextColumns& columns) {
         real.write(first, columns);
         columns.fill(" ");

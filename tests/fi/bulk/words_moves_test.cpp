@@ -1,0 +1,275 @@
+// Operations that move, store, read and write words, on arrays held as words and on copies of them held as floats: both
+// must agree in every bit, sign of zero, count and extreme, and leave the same elements current.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "numbers/mpnumber.h"
+#include "tests/support/arrays.h"
+#include "tests/support/errors.h"
+#include "tests/support/logs_of_fi.h"
+
+namespace {
+
+using FiOwner = std::unique_ptr<fi>;
+using Numbers = std::vector<double>;
+
+number& part(const fi& array, bool isImaginary) {
+    return const_cast<number&>(isImaginary ? array.imag() : array.real());
+}
+
+template <class Visit>
+void forEachPart(const fi& array, const Visit& visit) {
+    visit(part(array, false));
+    if (array.iscomplex()) {
+        visit(part(array, true));
+    }
+}
+
+bool isInWords(const fi& array) {
+    bool all = true;
+    forEachPart(array, [&all](number& x) { all = all && x.asWords() != nullptr; });
+    return all;
+}
+
+/// Words from random bits, at times short ones and those at the bounds; zeros have both signs.
+FiOwner randomWords(Random& random, const NumericType& type, const Sizes& sizes, const fimath& rules) {
+    auto made = std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, random.oneIn(2), "", true,
+                                     Operation::Assignment, 0U);
+    const int chunks = made->numChunks();
+    const int kind = random.between(0, 3);
+    forEachPart(*made, [&](number& x) {
+        for (std::uint64_t i = 0; i < made->numel(); ++i) {
+            std::vector<std::uint32_t> bits(static_cast<std::size_t>(chunks));
+            const std::uint32_t filling = random.oneIn(2) ? 0 : UINT32_MAX;
+            for (std::uint32_t& chunk : bits) {
+                chunk = kind == 0 || random.oneIn(3) ? static_cast<std::uint32_t>(random.word()) : filling;
+            }
+            if (const int used = type.getWordLength() % 32; used != 0) {
+                bits.back() &= UINT32_MAX >> (32 - used);
+            }
+            x[i].setvalue(bits.data(), chunks, type.isSigned(), type.getWordLength(), 1.0, type.getFixedExponent(),
+                          0.0);
+            if (kind == 3 ? !random.oneIn(9) && x.isnegative() : random.oneIn(6)) {
+                x.setvalue(random.oneIn(2) ? 0.0 : -0.0);
+            }
+        }
+    });
+    made->setIndex(0);
+    made->resetLogging();
+    return made;
+}
+
+FiOwner inFloats(const fi& words) {
+    auto floats = std::make_unique<fi>(words);
+    forEachPart(*floats, [](number& x) {
+        if (mpnumber* const wide = x.body().asMp()) {
+            wide->getmodifiableelement();
+        }
+    });
+    floats->setIndex(words.getIndex());
+    return floats;
+}
+
+std::string textOf(const number& x) {
+    char digits[400];
+    number copy(0.0, x.getprecision(), true);
+    mpfr_snprintf(digits, sizeof digits, "%Ra", copy.setvalue(x).body().asMp()->getelement());
+    return digits;
+}
+
+void show(std::ostream& out, const fi& array) {
+    const std::uint64_t cursor = array.getIndex();
+    out << array.getM() << " by " << array.getN() << ", at " << cursor << ", " << logOf(array.getQlogger()) << "\n";
+    forEachPart(array, [&](number& x) {
+        const std::uint64_t at = x.getIndex();
+        for (std::uint64_t i = 0; i < array.numel(); ++i) {
+            out << (x[i].iszero() ? x.isnegative() ? "-0" : "0" : textOf(x[i])) << ' ';
+        }
+        x.setIndex(at);
+        out << "\n";
+    });
+    array.setIndex(cursor);
+}
+
+void show(std::ostream& out, hvArray* made) {
+    const hvArrayOwner owner(made);
+    const hvArray* const array = owner.get();
+    out << hvGetM(array) << " by " << hvGetN(array) << ":";
+    const auto add = [&](const void* data) {
+        const auto* const bytes = static_cast<const unsigned char*>(data);
+        for (std::size_t i = 0; bytes && i < hvGetNumberOfElements(array) * hvGetElementSize(array); ++i) {
+            out << ' ' << static_cast<int>(bytes[i]);
+        }
+    };
+    add(hvGetData(array));
+    add(hvIsChar(array) ? nullptr : hvGetImagData(array));
+    out << "\n";
+}
+
+/// What an operation draws.
+struct Choice {
+    double place;
+    double offset;
+    int base;
+    Numbers plan;
+    std::vector<std::uint32_t> chunks;
+    std::string text;
+};
+
+struct Operator {
+    const char* name;
+    bool keepsWords;  // of the first operand
+    std::function<void(std::ostream&, fi&, fi&, const Choice&)> run;
+};
+
+hvArrayOwner planOf(const Choice& choice) {
+    return doubles(choice.plan.size(), 1, choice.plan);
+}
+
+const Operator kOperators[] = {
+    {"transpose", true, [](std::ostream& out, fi& a, fi&, const Choice&) { show(out, *FiOwner(a.transpose())); }},
+    {"ctranspose", false, [](std::ostream& out, fi& a, fi&, const Choice&) { show(out, *FiOwner(a.ctranspose())); }},
+    {"diag", true, [](std::ostream& out, fi& a, fi&, const Choice& c) { show(out, *FiOwner(a.diag(c.offset))); }},
+    {"tril", true, [](std::ostream& out, fi& a, fi&, const Choice& c) { show(out, *FiOwner(a.tril(c.offset))); }},
+    {"triu", true, [](std::ostream& out, fi& a, fi&, const Choice& c) { show(out, *FiOwner(a.triu(c.offset))); }},
+    {"hankel", true, [](std::ostream& out, fi& a, fi& b, const Choice&) { show(out, *FiOwner(a.hankel(b))); }},
+    {"toeplitz", true, [](std::ostream& out, fi& a, fi& b, const Choice&) { show(out, *FiOwner(a.toeplitz(b))); }},
+    {"copydata", true, [](std::ostream&, fi& a, fi& b, const Choice&) { a.copydata(b); }},
+    {"take", true,
+     [](std::ostream& out, fi& a, fi&, const Choice& c) {
+         Numbers places(c.plan);
+         std::ranges::transform(places, places.begin(),
+                                [&](double x) { return std::fmod(std::fabs(x), static_cast<double>(a.numel())); });
+         show(out, *FiOwner(a.subscriptedReference(doubles(places.size(), 1, places).get())));
+     }},
+    {"grow", true,
+     [](std::ostream& out, fi& a, fi& b, const Choice& c) {
+         show(out, *FiOwner(a.subscriptedGrowAssignment(planOf(c).get(), b)));
+     }},
+    {"overwrite", true,
+     [](std::ostream&, fi& a, fi& b, const Choice& c) {
+         Numbers plan(c.plan);
+         plan.resize(a.numel());
+         a.subscriptedOverwriteAssignment(doubles(plan.size(), 1, plan).get(), b);
+     }},
+    {"set an element", true,
+     [](std::ostream&, fi& a, fi& b, const Choice& c) {
+         a.setIndex(static_cast<std::uint64_t>(c.place) % a.numel());
+         b.setIndex(static_cast<std::uint64_t>(c.place) % b.numel());
+         a = b;
+         a.setIndex(0);
+         a = c.offset / 3.0;
+     }},
+    {"chunks", true,
+     [](std::ostream& out, fi& a, fi&, const Choice&) {
+         using Mode = fi::IntArrayChunkMode;
+         for (const Mode mode : {Mode::Natural, Mode::AlwaysFour}) {
+             hvArrayOwner chunks(a.getIntArray(mode, fi::IntArrayDimensionMode::First));
+             if (mode == Mode::Natural) {
+                 a.addSignExtension32BitIntArray(chunks.get());
+             }
+             show(out, chunks.release());
+         }
+         const HostCapture warnings;
+         show(out, a.getIntHvArray());
+         show(out, a.getDoubleHvArray());
+         show(out, a.getSingleHvArray());
+         out << warnings.warnings.size() << " warnings";
+     }},
+    {"set chunks", false,
+     [](std::ostream&, fi& a, fi&, const Choice& c) {
+         const int count = std::min<int>(a.numChunks() + static_cast<int>(c.place) % 2, 20);
+         a.set32BitChunkIntArray(c.chunks.data(), c.chunks.data() + 7, count, true);
+     }},
+    {"digits", true, [](std::ostream& out, fi& a, fi&, const Choice& c) { show(out, a.num2base(c.base)); }},
+    {"decimals", true, [](std::ostream& out, fi& a, fi&, const Choice&) { show(out, a.num2sdec()); }},
+    {"from digits", true,
+     [](std::ostream& out, fi& a, fi&, const Choice& c) {
+         const HostCapture warnings;
+         const hvArrayOwner own(a.num2base(std::min(c.base, 18)));
+         a.base2num(own.get(), std::min(c.base, 18));
+         show(out, a);
+         a.base2num(text(c.text).get(), std::min(c.base, 18));
+         out << warnings.warnings.size() << " warnings";
+     }},
+};
+
+NumericType typeOf(Random& random) {
+    constexpr int kBits[] = {53, 63, 64, 65, 96, 127, 128, 129, 160, 256, 300};
+    const int bits = random.oneIn(3) ? random.between(53, 300) : random.pick(kBits);
+    return fixedType(random.oneIn(2), bits, random.between(-3, bits + (random.oneIn(4) ? 300 : 3)));
+}
+
+Choice choose(Random& random, const fi& a, const fi& b) {
+    Choice choice{
+        static_cast<double>(random.between(0, 500)), static_cast<double>(random.between(-9, 9)), 0, {}, {}, {}};
+    constexpr int kBases[] = {2, 8, 10, 16, 3, 4};
+    choice.base = random.pick(kBases);
+    int side = 0;
+    for (std::uint64_t i = a.numel() + static_cast<std::uint64_t>(random.between(1, 30)); i > 0; --i) {
+        side = random.oneIn(6) ? random.between(-1, 1) : side;
+        choice.plan.push_back(side == 0  ? random.oneIn(9) ? 0.0 : -random.between(1, static_cast<int>(b.numel()))
+                               : side < 0 ? -random.between(1, static_cast<int>(b.numel()))
+                                         : random.between(1, static_cast<int>(a.numel())));
+    }
+    const bool isRaw = random.oneIn(4);
+    choice.chunks.resize(a.numel() * 22 + 8);
+    for (std::uint32_t& chunk : choice.chunks) {
+        chunk = isRaw || random.oneIn(2) ? static_cast<std::uint32_t>(random.word()) : 0;
+    }
+    for (int row = random.between(2, 20); row > 0; --row) {
+        for (int length = random.between(1, a.getWordLength() / 2); length > 0; --length) {
+            choice.text += static_cast<char>('0' + random.between(0, 1));
+        }
+        choice.text += ' ';
+    }
+    return choice;
+}
+
+TEST(Words, MoveAndConvertAsFloatsDo) {
+    Random random(9021);
+    for (int round = 0; round < 2500 && !HasFailure(); ++round) {
+        const Operator& operation = random.pick(kOperators);
+        const fimath rules = rulesOf(random.pick(kRoundings), random.oneIn(2));
+        const NumericType type = typeOf(random);
+        const bool isColumn = random.oneIn(3);
+        const auto size = [&](int most) { return static_cast<std::uint64_t>(random.between(2, most)); };
+        const Sizes sizes = isColumn ? Sizes{size(200), 1} : Sizes{size(14), size(14)};
+        const FiOwner a = randomWords(random, type, sizes, rules);
+        const FiOwner b = randomWords(random, random.oneIn(2) ? type : typeOf(random), {size(40), 1}, rules);
+        const FiOwner aFloats = inFloats(*a);
+        const FiOwner bFloats = inFloats(*b);
+        ASSERT_TRUE(isInWords(*a) && isInWords(*b) && !isInWords(*aFloats) && !isInWords(*bFloats));
+        const Choice choice = choose(random, *a, *b);
+        const bool isLogging = random.oneIn(2);
+        const auto outcome = [&](fi& left, fi& right) {
+            const HostCapture conflicts;
+            fi::setLogging(isLogging);
+            fi::getAssignlog().reset();
+            std::ostringstream out;
+            operation.run(out, left, right, choice);
+            fi::setLogging(false);
+            show(out, left);
+            show(out, right);
+            out << logOf(fi::getAssignlog());
+            return out.str();
+        };
+        const std::string what = std::string(operation.name) + ", round " + std::to_string(round) + ", " +
+                                 a->getNumericType().tostring("") + " and " + b->getNumericType().tostring("") +
+                                 (isLogging ? ", logging" : "") + ", base " + std::to_string(choice.base);
+        const std::string seen = outcome(*a, *b);
+        EXPECT_EQ(seen, outcome(*aFloats, *bFloats)) << what;
+        EXPECT_TRUE(!operation.keepsWords || isInWords(*a)) << what;
+    }
+    fi::getAssignlog().reset();
+}
+
+}  // namespace
