@@ -329,6 +329,13 @@ void copy(const Block& from, std::size_t count, std::size_t width, Block& to) {
     to.extent = from.extent;
 }
 
+void align(int exponent, std::size_t count, std::size_t width, Block& block) {
+    const int shift = block.extent.exponent - exponent;
+    shiftAllLeft(block, count, width, static_cast<unsigned>(shift));
+    block.extent.exponent = exponent;
+    block.extent.bits += shift;
+}
+
 void multiply(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out) {
     const bool hasZero = byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
         bool seen = false;
@@ -387,7 +394,7 @@ void multiply(const Block& a, const Block& b, std::size_t count, std::size_t wid
 
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total) {
     const Extent extent = sumOf(sign, total.extent, x.extent);
-    shiftAllLeft(total, count, width, static_cast<unsigned>(total.extent.exponent - extent.exponent));
+    align(extent.exponent, count, width, total);
     const auto shift = static_cast<unsigned>(x.extent.exponent - extent.exponent);
     total.extent = extent;
     if (total.negativeZeros != 0) {

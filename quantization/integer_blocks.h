@@ -112,6 +112,8 @@ void store(const Block& block, std::size_t count, std::size_t width, double* val
 // Arithmetic. Zeros have the signs that IEEE sums, differences and products rounded to nearest have.
 
 void copy(const Block& from, std::size_t count, std::size_t width, Block& to);
+/// Gives the block an exponent that is no greater than its own.
+void align(int exponent, std::size_t count, std::size_t width, Block& block);
 /// Sets `out` to a product; it may be one of the factors.
 void multiply(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out);
 /// Adds x to the total, or subtracts it. The total takes the lesser exponent.

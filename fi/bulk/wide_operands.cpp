@@ -60,9 +60,9 @@ std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::N
     return source;
 }
 
-Source Source::zeros() {
-    Source source(integers::extentOf({0, 1, true}));
-    source.mScalar.emplace(1, WordGrid{0, 1, true});
+Source Source::zeros(const WordGrid& grid) {
+    Source source(integers::extentOf(grid));
+    source.mScalar.emplace(1, grid);
     source.mWords = source.mScalar->span();
     return source;
 }

@@ -20,10 +20,13 @@ class Source {
     /// or not those of the array alone, as in a view.
     static std::optional<Source> of(const number& part, const EmbeddedTypeSystem::NumericType& type,
                                     std::uint64_t count, bool isScalar);
-    /// Zeros.
-    static Source zeros();
+    /// Zeros, of a grid if their place on one matters.
+    static Source zeros(const WordGrid& grid = {0, 1, true});
 
     const integers::Extent& extent() const { return mExtent; }
+    /// The words, of which a scalar has one, unless they are doubles.
+    const std::optional<WordSpan>& words() const { return mWords; }
+    bool isScalar() const { return mScalar.has_value(); }
     /// Takes a block from the arena.
     void open(integers::Arena& arena, std::size_t width);
     /// A block; a multiple of 64 is its beginning.
