@@ -20,6 +20,8 @@ class wordarray {
     wordarray(std::uint64_t count, const WordGrid& grid);
     /// Copies `count` words from `start` on, all within the source.
     wordarray(const wordarray& source, std::uint64_t start, std::uint64_t count);
+    /// Copies words to a grid of the same exponent that has all their values.
+    wordarray(const wordarray& source, const WordGrid& grid);
     wordarray(wordarray&&) noexcept = default;
     wordarray& operator=(wordarray&&) noexcept = default;
 
@@ -43,6 +45,9 @@ class wordarray {
     mp_limb_t* limbs() { return mLimbs.get(); }
     void setNegativeZeros(std::uint64_t unit, std::uint64_t signs);
     void setNegativeZero(std::uint64_t index, bool isNegative);
+    void clearNegativeZeros() { mNegativeZeros.reset(); }
+    /// Multiplies all words by a power of two.
+    void setExponent(int exponent) { mGrid.exponent = exponent; }
 
     /// Keeps the first elements; new ones are zero.
     void resize(std::uint64_t count);

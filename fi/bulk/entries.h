@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "fi/bulk/wide_values.h"
 #include "numbers/number.h"
 
 namespace tolvane::detail::entries {
@@ -44,6 +45,9 @@ inline std::span<double> doublesOf(number& part, std::uint64_t count) {
 }
 
 inline void negate(number& part) {
+    if (wide::negate(part)) {
+        return;
+    }
     // Subtracting from -0.0 turns the sign of every value, zeros included.
     change(
         part, [](double x) { return -0.0 - x; }, [](number& x) { x.negate(); });

@@ -124,7 +124,7 @@ std::string flagsOf(hvArray* flags) {
     const hvArrayOwner owner(flags);
     return show(owner.get());
 }
-[[maybe_unused]] std::string arrayOf(fi* made) {
+std::string arrayOf(fi* made) {
     const FiOwner owner(made);
     return show(*owner);
 }
@@ -137,6 +137,83 @@ const Row kComparisons[] = {
     {"gt", [](const fi& a, const fi& b) { return flagsOf(a.gt(b)); }},
     {"ge", [](const fi& a, const fi& b) { return flagsOf(a.ge(b)); }},
     {"isequal", [](const fi& a, const fi& b) { return flagsOf(a.isequal(b)); }},
+};
+
+/// Positions of bits, one for each element, and whether to set them.
+struct Positions {
+    hvArrayOwner positions;
+    hvArrayOwner values;
+    explicit Positions(const fi& x)
+        : positions(hvCreateNumericArray(x.ndims(), x.dims(), hvDOUBLE_CLASS, hvREAL)),
+          values(hvCreateNumericArray(x.ndims(), x.dims(), hvDOUBLE_CLASS, hvREAL)) {
+        for (std::uint64_t i = 0; i < x.numel(); ++i) {
+            // A multiple of 5 apart from the last, so that the top bit takes its turn.
+            const auto bits = static_cast<std::uint64_t>(x.getWordLength());
+            hvGetPr(positions.get())[i] = static_cast<double>((bits - 1 + 5 * i) % bits + 1);
+            hvGetPr(values.get())[i] = static_cast<double>(i % 3 == 0);
+        }
+    }
+};
+/// The same position for all elements: 1, the middle, the top, and one beyond.
+template <class Use>
+std::string atPositions(const fi& x, const Use& use) {
+    std::string all;
+    for (const int position : {1, x.getWordLength() / 2, x.getWordLength(), x.getWordLength() + 1}) {
+        for (const double value : {0.0, 1.0}) {
+            const hvArrayOwner where(hvCreateDoubleScalar(position));
+            const hvArrayOwner what(hvCreateDoubleScalar(value));
+            const Raised error = raisedBy([&] { all += use(where.get(), what.get()); });
+            all += error.id;
+        }
+    }
+    return all;
+}
+std::string extremesOf(const fi& x, void (fi::*find)(fi*&, hvArray*&) const) {
+    fi* values = nullptr;
+    hvArray* places = nullptr;
+    (x.*find)(values, places);
+    return arrayOf(values) + flagsOf(places);
+}
+NumericType otherSign(const fi& x) {
+    return fixedType(!x.isSigned(), x.getWordLength(), 7);
+}
+
+const Row kChanges[] = {
+    {"max", [](const fi& a, const fi& b) { return arrayOf(&a.max(b)); }},
+    {"min", [](const fi& a, const fi& b) { return arrayOf(&a.min(b)); }},
+    {"max of columns", [](const fi& a, const fi&) { return extremesOf(a, &fi::unary_max); }},
+    {"min of columns", [](const fi& a, const fi&) { return extremesOf(a, &fi::unary_min); }},
+    {"uminus", [](const fi& a, const fi&) { return arrayOf(a.uminus()); }},
+    {"conj", [](const fi& a, const fi&) { return arrayOf(a.conj()); }},
+    {"sign", [](const fi& a, const fi&) { return flagsOf(a.sign()); }},
+    {"realabs", [](const fi& a, const fi&) { return arrayOf(a.realabs()); }},
+    {"realabs of a type", [](const fi& a, const fi&) { return arrayOf(a.realabs(fixedType(true, 58, 20))); }},
+    {"pow2", [](const fi& a, const fi&) { return arrayOf(&a.pow2(-3, false)) + arrayOf(&a.pow2(70, false)); }},
+    {"shifts", [](const fi& a, const fi&) { return arrayOf(&a.pow2(5, true)) + arrayOf(&a.pow2(-66, true)); }},
+    {"far shifts", [](const fi& a, const fi&) { return arrayOf(&a.pow2(900, true)) + arrayOf(&a.pow2(-900, false)); }},
+    {"stripscaling", [](const fi& a, const fi&) { return arrayOf(&a.stripscaling()); }},
+    {"reinterpretcast", [](const fi& a, const fi&) { return arrayOf(&a.reinterpretcast(otherSign(a))); }},
+    {"bitand", [](const fi& a, const fi& b) { return arrayOf(&a.fibitand(b)); }},
+    {"bitor", [](const fi& a, const fi& b) { return arrayOf(&a.fibitor(b)); }},
+    {"bitxor", [](const fi& a, const fi& b) { return arrayOf(&a.bitxor(b)); }},
+    {"bitcmp", [](const fi& a, const fi&) { return arrayOf(&a.bitcmp()); }},
+    {"negated bitcmp", [](const fi& a, const fi&) { return arrayOf(FiOwner(&a.bitcmp())->uminus()); }},
+    {"bitset",
+     [](const fi& a, const fi&) {
+         return atPositions(a,
+                            [&](const hvArray* bit, const hvArray* value) { return arrayOf(&a.bitset(bit, value)); });
+     }},
+    {"bitset of each",
+     [](const fi& a, const fi&) {
+         const Positions all(a);
+         return arrayOf(&a.bitset(all.positions.get(), all.values.get()));
+     }},
+    {"bitget",
+     [](const fi& a, const fi&) {
+         return atPositions(a, [&](const hvArray* bit, const hvArray*) { return flagsOf(a.bitget(bit)); });
+     }},
+    {"bitget of each", [](const fi& a, const fi&) { return flagsOf(a.bitget(Positions(a).positions.get())); }},
+    {"sort", [](const fi& a, const fi&) { return arrayOf(&a.stridesort(true, 1, a.getM())); }},
 };
 
 NumericType randomWideType(Random& random) {
@@ -207,6 +284,10 @@ void expectTheSame(unsigned seed, int rounds, const Row (&table)[rows], bool are
 
 TEST(WordsElementwise, CompareLikeFloats) {
     expectTheSame(6101, 600, kComparisons, false);
+}
+
+TEST(WordsElementwise, ChangeLikeFloats) {
+    expectTheSame(6102, 300, kChanges, true);
 }
 
 }  // namespace
