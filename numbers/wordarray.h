@@ -46,8 +46,8 @@ class wordarray {
     void setNegativeZeros(std::uint64_t unit, std::uint64_t signs);
     void setNegativeZero(std::uint64_t index, bool isNegative);
     void clearNegativeZeros() { mNegativeZeros.reset(); }
-    /// Multiplies all words by a power of two.
-    void setExponent(int exponent) { mGrid.exponent = exponent; }
+    /// Takes the limbs as words of another grid with as many.
+    void setGrid(const WordGrid& grid) { mGrid = grid; }
 
     /// Keeps the first elements; new ones are zero.
     void resize(std::uint64_t count);

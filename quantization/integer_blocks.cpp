@@ -226,10 +226,24 @@ bool isExactInFloats(const Format& format, const Extent& x, int precision) {
     return bits <= precision && format.grid.bits < precision;
 }
 
+namespace {
+
+/// Whether a shift to the left keeps some bits of a word, so that those beyond are seen before it.
+bool isWithinWord(const WordGrid& grid, int shiftLeft) {
+    return shiftLeft > 0 && shiftLeft < grid.bits;
+}
+
+}  // namespace
+
 int neededBits(const Format& format, const Extent& x) {
     const int shift = format.grid.exponent - x.exponent;
-    return std::max({neededBits(x), shift > 0 ? shift + 2 : 0, neededBits(roundedOf(format, x)),
-                     covers(format, x) ? 0 : format.grid.bits + 1, neededBits(extentOf(format.grid))});
+    const int both = std::max(neededBits(x), neededBits(extentOf(format.grid)));
+    if (isWithinWord(format.grid, -shift)) {
+        return both;
+    }
+    const Extent rounded = roundedOf(format, x);
+    return std::max(
+        {both, shift > 0 ? shift + 2 : 0, neededBits(rounded), covers(format, rounded) ? 0 : format.grid.bits + 1});
 }
 
 // Loading and storing.
@@ -477,11 +491,48 @@ struct Met {
     std::uint64_t overflows = 0;
 };
 
+/// Shifts to the left within a word.
+template <int limbs>
+void shiftNative(const Task& task, std::size_t count, Block& block, Met& met) {
+    using Int = typename Native<limbs>::Int;
+    using Unsigned = typename Native<limbs>::Unsigned;
+    const WordGrid& grid = task.format.grid;
+    const int shift = -task.shift;
+    const int unused = limbs * kLimbBits - grid.bits;
+    auto* const x = integersOf<limbs>(block);
+    std::uint64_t overflows = 0;
+    const auto run = [&](auto fits, auto wordOf, Int least, Int greatest) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const Int v = x[i];
+            const bool isWithin = fits(v);
+            const Int word = wordOf(static_cast<Unsigned>(v) << shift);
+            const Int bound = v < 0 ? least : greatest;
+            overflows += isWithin ? 0 : 1;
+            x[i] = isWithin || !task.saturates ? word : bound;
+        }
+    };
+    if (grid.isSigned) {
+        const Int greatest = static_cast<Int>(~Unsigned{0} >> 1 >> unused);
+        const auto extend = [](Unsigned v, int above) { return static_cast<Int>(v << above) >> above; };
+        run([=](Int v) { return extend(static_cast<Unsigned>(v), unused + shift) == v; },
+            [=](Unsigned v) { return extend(v, unused); }, -greatest - 1, greatest);
+    } else {
+        const Unsigned mask = ~Unsigned{0} >> unused;
+        run([=](Int v) { return static_cast<Unsigned>(v) <= mask >> shift; },
+            [=](Unsigned v) { return static_cast<Int>(v & mask); }, 0, static_cast<Int>(mask));
+    }
+    met.overflows = overflows;
+}
+
 template <class Rule, int limbs>
 void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met) {
     using Int = typename Native<limbs>::Int;
     using Unsigned = typename Native<limbs>::Unsigned;
     constexpr int kBits = limbs * kLimbBits;
+    if (isWithinWord(task.format.grid, -task.shift)) {
+        shiftNative<limbs>(task, count, block, met);
+        return;
+    }
     auto* const x = integersOf<limbs>(block);
     std::array<Int, kBlock> rounded;
     if (task.shift > 0) {
@@ -560,9 +611,17 @@ void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met)
 template <class Rule>
 void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block& block, Met& met) {
     const WordGrid& grid = task.format.grid;
+    const int left = isWithinWord(grid, -task.shift) ? -task.shift : 0;
+    const WordGrid beforeShift{grid.exponent, grid.bits - left, grid.isSigned};
     for (std::size_t i = 0; i < count; ++i) {
         mp_limb_t* const x = block.limbs + i * width;
-        if (task.shift > 0) {
+        bool isInside = true;
+        if (left > 0) {
+            isInside = isWord(x, width, beforeShift);
+            if (isInside || !task.saturates) {
+                shiftLeft(x, width, static_cast<unsigned>(left));
+            }
+        } else if (task.shift > 0) {
             const auto shift = static_cast<unsigned>(task.shift);
             const unsigned half = bitOf(x, shift - 1) ? 1 : 0;
             const unsigned rest = hasBitBelow(x, shift - 1) ? 1 : 0;
@@ -577,7 +636,7 @@ void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block
         } else {
             shiftLeft(x, width, static_cast<unsigned>(-task.shift));
         }
-        if (isWord(x, width, grid)) {
+        if (left > 0 ? isInside : isWord(x, width, grid)) {
             continue;
         }
         ++met.overflows;

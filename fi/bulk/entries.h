@@ -1,5 +1,6 @@
 // Loops over all entries of one part of an array: a tight loop where the part holds doubles, the element operation
-// otherwise. Both leave the cursor of the part where it was.
+// otherwise. Both leave the cursor of the part where it was. Parts with words have loops of their own (wide_values.h,
+// wide_bits.h).
 #pragma once
 
 #include <cstdint>

@@ -113,11 +113,17 @@ bool storeMagnitudes(const number& part, number& to) {
     made.clearNegativeZeros();
     mp_limb_t* target = made.limbs();
     const mp_limb_t* word = words.limbs;
+    constexpr std::size_t kFewLimbs = 4;
     for (std::uint64_t i = 0; i < words.count; ++i, word += limbs, target += limbs) {
         const bool turns = words.grid.isSigned && isNegative(word, limbs);
-        if (limbs == 1) {
-            const mp_limb_t flip = turns ? ~mp_limb_t{0} : 0;
-            *target = (*word ^ flip) - flip;
+        if (limbs <= kFewLimbs) {
+            // Without a branch, as signs are random.
+            const mp_limb_t flip = mp_limb_t{0} - static_cast<mp_limb_t>(turns);
+            mp_limb_t carry = flip & 1U;
+            for (std::size_t j = 0; j < limbs; ++j) {
+                target[j] = (word[j] ^ flip) + carry;
+                carry &= static_cast<mp_limb_t>(target[j] == 0);
+            }
         } else if (turns) {
             mpn_neg(target, word, static_cast<mp_size_t>(limbs));
         } else {
@@ -171,7 +177,9 @@ bool scale(number& part, int k) {
     if (!words || std::abs(words->grid().exponent) > kGreatest || k < -kGreatest || k > kGreatest) {
         return false;
     }
-    words->setExponent(words->grid().exponent + k);
+    WordGrid grid = words->grid();
+    grid.exponent += k;
+    words->setGrid(grid);
     return true;
 }
 
