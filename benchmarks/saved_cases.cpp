@@ -8,8 +8,8 @@
 //     raw       one dataset of the same numbers, written to its name and closed, or read into a fresh vector
 //     safe      as raw, then synchronised and renamed, as a session does
 //     session   Session::save and Session::load, with digest and checks, and for the class all of its properties
-// Times are processor times, since times of a shared disk say little. What is loaded is compared with what was saved
-// before anything is timed.
+// Times are processor times of all threads, since times of a shared disk say little. What is loaded is compared with
+// what was saved before anything is timed.
 #include "benchmarks/saved_cases.h"
 
 #include <benchmark/benchmark.h>
@@ -131,7 +131,7 @@ void add(const std::string& name, Action action) {
                                      }
                                      finish(state, kCount);
                                  })
-
+        ->MeasureProcessCPUTime()
         ->MinTime(0.1)
         ->Repetitions(5);
 }

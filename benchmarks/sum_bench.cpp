@@ -190,6 +190,16 @@ bool sameAsHand(const Case& c, const std::vector<double>& a, const std::vector<d
             seen.getNoverflows() == log.overflows && seen.getNunderflows() == log.underflows);
 }
 
+void timeSums(benchmark::State& state, const fi& a, const fi& b, std::size_t count) {
+    for (auto iteration : state) {
+        (void)iteration;
+        const std::unique_ptr<fi> sum(&a.plus(b));
+        benchmark::DoNotOptimize(sum.get());
+        benchmark::ClobberMemory();
+    }
+    finish(state, count);
+}
+
 void runFi(benchmark::State& state, const Case& c, bool logging) {
     const std::vector<double> values[] = {signal(c, 1), signal(c, 2)};
     const std::unique_ptr<fi> a = arrayOf(c, values[0]);
@@ -198,13 +208,7 @@ void runFi(benchmark::State& state, const Case& c, bool logging) {
     if (!sameAsHand(c, values[0], values[1], *std::unique_ptr<fi>(&a->plus(*b)), logging)) {
         state.SkipWithError("fi and the hand-written loop differ");
     } else {
-        for (auto iteration : state) {
-            (void)iteration;
-            const std::unique_ptr<fi> sum(&a->plus(*b));
-            benchmark::DoNotOptimize(sum.get());
-            benchmark::ClobberMemory();
-        }
-        finish(state, c.count);
+        timeSums(state, *a, *b, c.count);
     }
     fi::setLogging(false);
 }
@@ -311,13 +315,7 @@ void runWideFi(benchmark::State& state, const WideCase& c, bool logging) {
             break;
         }
     }
-    for (auto iteration : state) {
-        (void)iteration;
-        const std::unique_ptr<fi> sum(&a->plus(*b));
-        benchmark::DoNotOptimize(sum.get());
-        benchmark::ClobberMemory();
-    }
-    finish(state, c.count);
+    timeSums(state, *a, *b, c.count);
     fi::setLogging(false);
 }
 

@@ -10,19 +10,16 @@
 #include "host/hv.h"
 #include "logging/filog.h"
 #include "logging/shared_logs.h"
+#include "numbers/owned_copy.h"
 
 using EmbeddedTypeSystem::NumericType;
+using tolvane::detail::copyOf;
 using tolvane::detail::lockSharedLogs;
 
 std::atomic<bool> qlogger::sLogging{false};
 std::atomic<embedded::LogTypeEnum> qlogger::sLogType{};
 
 namespace {
-
-template <class T>
-std::unique_ptr<T> copyOf(const std::unique_ptr<T>& source) {
-    return source ? std::make_unique<T>(*source) : nullptr;
-}
 
 number defaultNumber(double value) {
     return number(value, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());

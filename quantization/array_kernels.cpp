@@ -1,5 +1,5 @@
-// This file is compiled once for each instruction set of the list below, by including itself; the part under HWY_ONCE,
-// compiled once, picks the loops of the best set that the processor has.
+// This file is compiled once for each instruction set of a list, by including itself (see each_target.inl.h); the part
+// under HWY_ONCE, compiled once, picks the loops of the best set that the processor has.
 #include "quantization/array_kernels.h"
 
 #include <cmath>
@@ -10,10 +10,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "quantization/array_kernels.cpp"
-// The sets between these add nothing to arithmetic on doubles.
-#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
-#include <hwy/foreach_target.h>  // NOLINT(misc-unused-includes): must come before highway.h
-#include <hwy/highway.h>
+#include "quantization/each_target.inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tolvane::detail::arraykernels {

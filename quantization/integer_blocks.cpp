@@ -248,6 +248,28 @@ int neededBits(const Format& format, const Extent& x) {
 
 // Loading and storing.
 
+namespace {
+
+std::uint64_t firstBits(std::size_t count) {
+    return count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
+}
+
+/// The negative zeros among words.
+std::uint64_t signsAt(const WordSpan& words, std::uint64_t begin, std::size_t count) {
+    if (!words.negativeZeros || count == 0) {
+        return 0;
+    }
+    const std::uint64_t* const unit = words.negativeZeros + begin / kBlock;
+    const auto shift = static_cast<unsigned>(begin % kBlock);
+    std::uint64_t signs = *unit >> shift;
+    if (shift != 0 && kBlock - shift < count) {
+        signs |= unit[1] << (kBlock - shift);
+    }
+    return signs & firstBits(count);
+}
+
+}  // namespace
+
 void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out) {
     const std::size_t limbs = words.grid.limbs();
     const mp_limb_t* from = words.limbs + begin * limbs;
@@ -261,16 +283,16 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
             std::fill(to + limbs, to + width, words.grid.isSigned ? signLimb(from[limbs - 1]) : 0);
         }
     }
-    out.negativeZeros = 0;
-    if (words.negativeZeros) {
-        const std::uint64_t* const unit = words.negativeZeros + begin / kBlock;
-        const auto shift = static_cast<unsigned>(begin % kBlock);
-        out.negativeZeros = *unit >> shift;
-        if (shift != 0 && kBlock - shift < count) {
-            out.negativeZeros |= unit[1] << (kBlock - shift);
-        }
-        out.negativeZeros &= count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
-    }
+    out.negativeZeros = signsAt(words, begin, count);
+}
+
+Block view(const WordSpan& words, std::uint64_t begin, std::size_t count) {
+    return {const_cast<mp_limb_t*>(words.limbs) + begin * words.grid.limbs(), signsAt(words, begin, count),
+            extentOf(words.grid)};
+}
+
+Block slice(const Block& block, std::size_t first, std::size_t width) {
+    return {block.limbs + first * width, block.negativeZeros >> first, block.extent};
 }
 
 bool areWithin(std::span<const double> values, const Extent& extent) {
@@ -307,31 +329,33 @@ void spread(std::size_t count, std::size_t width, Block& block) {
     block.negativeZeros = (block.negativeZeros & 1U) != 0 ? ~std::uint64_t{0} : 0;
 }
 
-void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin) {
+void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin,
+           std::uint64_t stride) {
     const std::size_t limbs = words.grid().limbs();
     mp_limb_t* to = words.limbs() + begin * limbs;
-    if (width == limbs) {
+    if (width == limbs && stride == 1) {
         std::memcpy(to, block.limbs, count * limbs * sizeof(mp_limb_t));
     } else {
         const mp_limb_t* from = block.limbs;
-        for (std::size_t i = 0; i < count; ++i, from += width, to += limbs) {
+        for (std::size_t i = 0; i < count; ++i, from += width, to += limbs * stride) {
             std::copy_n(from, limbs, to);
         }
     }
-    const std::uint64_t used = count == kBlock ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
-    words.setNegativeZeros(begin / kBlock, block.negativeZeros & used);
+    const std::uint64_t signs = block.negativeZeros & firstBits(count);
+    if (stride == 1 && begin % kBlock == 0) {
+        words.setNegativeZeros(begin / kBlock, signs);
+        return;
+    }
+    for (std::size_t i = 0; i < count && (signs != 0 || words.span().negativeZeros); ++i) {
+        words.setNegativeZero(begin + i * stride, (signs >> i & 1U) != 0);
+    }
 }
 
-void store(const Block& block, std::size_t count, std::size_t width, double* values) {
+void store(const Block& block, std::size_t count, std::size_t width, double* values, std::uint64_t stride) {
     const double scale = std::ldexp(1.0, block.extent.exponent);
     for (std::size_t i = 0; i < count; ++i) {
-        values[i] = static_cast<double>(static_cast<std::int64_t>(block.limbs[i * width])) * scale;
-    }
-    for (std::uint64_t rest = block.negativeZeros; rest != 0; rest &= rest - 1) {
-        const auto i = static_cast<std::size_t>(std::countr_zero(rest));
-        if (i < count) {
-            values[i] = -0.0;
-        }
+        const double value = static_cast<double>(static_cast<std::int64_t>(block.limbs[i * width])) * scale;
+        values[i * stride] = (block.negativeZeros >> i & 1U) != 0 ? -0.0 : value;
     }
 }
 
@@ -350,60 +374,157 @@ void align(int exponent, std::size_t count, std::size_t width, Block& block) {
     block.extent.bits += shift;
 }
 
-void multiply(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out) {
-    const bool hasZero = byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
-        bool seen = false;
-        if constexpr (limbs > 0) {
-            using Unsigned = typename Native<limbs>::Unsigned;
-            using Int = typename Native<limbs>::Int;
-            const auto* const x = integersOf<limbs>(a);
-            const auto* const y = integersOf<limbs>(b);
-            auto* const product = integersOf<limbs>(out);
-            for (std::size_t i = 0; i < count; ++i) {
-                product[i] = static_cast<Int>(static_cast<Unsigned>(x[i]) * static_cast<Unsigned>(y[i]));
-                seen |= product[i] == 0;
-            }
-        } else {
-            // Only the low limbs of a product are wanted, which are those of any of its factors' residues. The factors
-            // have about half as many limbs that aren't copies of their signs.
-            const auto usedLimbs = [width](const mp_limb_t* x) {
-                std::size_t used = width;
-                const mp_limb_t sign = signLimb(x[width - 1]);
-                while (used > 1 && x[used - 1] == sign && signLimb(x[used - 2]) == sign) {
-                    --used;
-                }
-                return used;
-            };
-            std::vector<mp_limb_t> all(2 * width);
-            for (std::size_t i = 0; i < count; ++i) {
-                const mp_limb_t* x = a.limbs + i * width;
-                const mp_limb_t* y = b.limbs + i * width;
-                std::size_t n = usedLimbs(x);
-                std::size_t m = usedLimbs(y);
-                if (n < m) {
-                    std::swap(x, y);
-                    std::swap(n, m);
-                }
-                mp_limb_t* const product = out.limbs + i * width;
-                mpn_mul(all.data(), x, sizeOf(n), y, sizeOf(m));
-                // The limbs of a negative factor stand for 2^(64 n) more than its value.
-                if (signLimb(x[n - 1]) != 0) {
-                    mpn_sub_n(all.data() + n, all.data() + n, y, sizeOf(m));
-                }
-                if (signLimb(y[m - 1]) != 0) {
-                    mpn_sub_n(all.data() + m, all.data() + m, x, sizeOf(n));
-                }
-                const std::size_t kept = std::min(n + m, width);
-                std::copy_n(all.data(), kept, product);
-                std::fill(product + kept, product + width, signLimb(all[n + m - 1]));
-                seen |= isZero(product, kept);
-            }
+namespace {
+
+/// product = x * y, for factors of a number of limbs known to the compiler.
+template <std::size_t limbs>
+void multiplyUnsigned(const mp_limb_t* x, const mp_limb_t* y, mp_limb_t* product) {
+    using Unsigned = Native<2>::Unsigned;
+    std::fill_n(product, 2 * limbs, 0);
+    for (std::size_t i = 0; i < limbs; ++i) {
+        mp_limb_t carry = 0;
+        for (std::size_t j = 0; j < limbs; ++j) {
+            const Unsigned sum = static_cast<Unsigned>(x[i]) * y[j] + product[i + j] + carry;
+            product[i + j] = static_cast<mp_limb_t>(sum);
+            carry = static_cast<mp_limb_t>(sum >> kLimbBits);
         }
-        return seen;
-    });
+        product[i + limbs] = carry;
+    }
+}
+
+/// Multiplies factors of `factorWidth` limbs. `step` is the distance from one right factor to the next.
+template <class Multiply>
+bool multiplyLimbs(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::size_t count, std::size_t factorWidth,
+                   std::size_t width, mp_limb_t* out, mp_limb_t* all, const Multiply& multiplyOne) {
+    bool hasZero = false;
+    const std::size_t kept = std::min(2 * factorWidth, width);
+    for (std::size_t i = 0; i < count; ++i, a += factorWidth, b += step, out += width) {
+        multiplyOne(a, b, all);
+        // The limbs of a negative factor stand for 2^(64 limbs) more than its value.
+        if (signLimb(a[factorWidth - 1]) != 0) {
+            mpn_sub_n(all + factorWidth, all + factorWidth, b, sizeOf(factorWidth));
+        }
+        if (signLimb(b[factorWidth - 1]) != 0) {
+            mpn_sub_n(all + factorWidth, all + factorWidth, a, sizeOf(factorWidth));
+        }
+        std::copy_n(all, kept, out);
+        std::fill(out + kept, out + width, signLimb(all[2 * factorWidth - 1]));
+        hasZero |= isZero(out, kept);
+    }
+    return hasZero;
+}
+
+template <int factorLimbs, int limbs>
+bool multiplyNative(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::size_t count, Block& out) {
+    using Factor [[gnu::may_alias]] = typename Native<factorLimbs>::Int;
+    using Int = typename Native<limbs>::Int;
+    using Unsigned = typename Native<limbs>::Unsigned;
+    const auto* const x = reinterpret_cast<const Factor*>(a);
+    const auto* const y = reinterpret_cast<const Factor*>(b);
+    auto* const product = integersOf<limbs>(out);
+    bool hasZero = false;
+    const auto multiplyAll = [&](auto right) {
+        for (std::size_t i = 0; i < count; ++i) {
+            product[i] = static_cast<Int>(static_cast<Unsigned>(static_cast<Int>(x[i])) *
+                                          static_cast<Unsigned>(static_cast<Int>(right(i))));
+            hasZero |= product[i] == 0;
+        }
+    };
+    if (step == 0) {
+        const Factor factor = *y;
+        multiplyAll([factor](std::size_t) { return factor; });
+    } else {
+        multiplyAll([y](std::size_t i) { return y[i]; });
+    }
+    return hasZero;
+}
+
+bool multiplyAll(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::size_t count, std::size_t factorWidth,
+                 std::size_t width, Block& out) {
+    if (factorWidth == 1 && width == 1) {
+        return multiplyNative<1, 1>(a, b, step, count, out);
+    }
+    if (factorWidth == 1 && width == 2) {
+        return multiplyNative<1, 2>(a, b, step, count, out);
+    }
+    if (factorWidth == 2 && width == 2) {
+        return multiplyNative<2, 2>(a, b, step, count, out);
+    }
+    const auto bySmall = [&]<std::size_t limbs>(std::integral_constant<std::size_t, limbs>) {
+        mp_limb_t all[2 * limbs];
+        return multiplyLimbs(a, b, step, count, limbs, width, out.limbs, all, multiplyUnsigned<limbs>);
+    };
+    switch (factorWidth) {
+        case 1:
+            return bySmall(std::integral_constant<std::size_t, 1>());
+        case 2:
+            return bySmall(std::integral_constant<std::size_t, 2>());
+        case 3:
+            return bySmall(std::integral_constant<std::size_t, 3>());
+        case 4:
+            return bySmall(std::integral_constant<std::size_t, 4>());
+        default:
+            break;
+    }
+    std::vector<mp_limb_t> all(2 * factorWidth);
+    return multiplyLimbs(a, b, step, count, factorWidth, width, out.limbs, all.data(),
+                         [factorWidth](const mp_limb_t* x, const mp_limb_t* y, mp_limb_t* product) {
+                             mpn_mul_n(product, x, y, sizeOf(factorWidth));
+                         });
+}
+
+}  // namespace
+
+void multiply(const Block& a, const Block& b, std::size_t count, std::size_t factorWidth, std::size_t width,
+              Block& out) {
+    const bool hasZero = multiplyAll(a.limbs, b.limbs, factorWidth, count, factorWidth, width, out);
     out.extent = productOf(a.extent, b.extent);
-    out.negativeZeros =
-        hasZero ? zerosOf(out, count, width) & (signsOf(a, count, width) ^ signsOf(b, count, width)) : 0;
+    out.negativeZeros = 0;
+    if (hasZero) {
+        out.negativeZeros =
+            zerosOf(out, count, width) & (signsOf(a, count, factorWidth) ^ signsOf(b, count, factorWidth));
+    }
+}
+
+void multiply(const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth, std::size_t width,
+              Block& out) {
+    const bool hasZero = multiplyAll(a.limbs, b.value.limbs, 0, count, factorWidth, width, out);
+    out.extent = productOf(a.extent, b.value.extent);
+    out.negativeZeros = 0;
+    if (hasZero) {
+        const std::uint64_t sign = (signsOf(b.value, 1, factorWidth) & 1U) != 0 ? ~std::uint64_t{0} : 0;
+        out.negativeZeros = zerosOf(out, count, width) & (signsOf(a, count, factorWidth) ^ sign);
+    }
+}
+
+namespace {
+
+template <int factorLimbs, int limbs>
+void accumulateNative(Sign sign, const Block& a, const Factor& b, std::size_t count, Block& total) {
+    using Int = typename Native<limbs>::Int;
+    const auto* const x = integersOf<factorLimbs>(a);
+    const auto right = static_cast<Int>(*integersOf<factorLimbs>(b.value));
+    const Int factor = sign == Sign::plus ? right : -right;
+    auto* const sum = integersOf<limbs>(total);
+    for (std::size_t i = 0; i < count; ++i) {
+        sum[i] += static_cast<Int>(x[i]) * factor;
+    }
+}
+
+}  // namespace
+
+void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth,
+                std::size_t width, Block& scratch, Block& total) {
+    const Extent extent = productOf(a.extent, b.value.extent);
+    if (factorWidth == 1 && width <= 2 && extent.exponent == total.extent.exponent) {
+        width == 1 ? accumulateNative<1, 1>(sign, a, b, count, total)
+                   : accumulateNative<1, 2>(sign, a, b, count, total);
+        return;
+    }
+    const Extent kept = total.extent;
+    multiply(a, b, count, factorWidth, width, scratch);
+    combine(sign, scratch, count, width, total);
+    total.extent = kept;
 }
 
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total) {
@@ -489,6 +610,7 @@ struct Met {
     std::uint64_t minusZeros = 0;  // new ones
     std::uint64_t underflows = 0;
     std::uint64_t overflows = 0;
+    std::uint64_t overflowing = 0;  // a bit for each
 };
 
 /// Shifts to the left within a word.
@@ -500,14 +622,14 @@ void shiftNative(const Task& task, std::size_t count, Block& block, Met& met) {
     const int shift = -task.shift;
     const int unused = limbs * kLimbBits - grid.bits;
     auto* const x = integersOf<limbs>(block);
-    std::uint64_t overflows = 0;
+    std::uint64_t overflowing = 0;
     const auto run = [&](auto fits, auto wordOf, Int least, Int greatest) {
         for (std::size_t i = 0; i < count; ++i) {
             const Int v = x[i];
             const bool isWithin = fits(v);
             const Int word = wordOf(static_cast<Unsigned>(v) << shift);
             const Int bound = v < 0 ? least : greatest;
-            overflows += isWithin ? 0 : 1;
+            overflowing |= static_cast<std::uint64_t>(!isWithin) << i;
             x[i] = isWithin || !task.saturates ? word : bound;
         }
     };
@@ -521,7 +643,8 @@ void shiftNative(const Task& task, std::size_t count, Block& block, Met& met) {
         run([=](Int v) { return static_cast<Unsigned>(v) <= mask >> shift; },
             [=](Unsigned v) { return static_cast<Int>(v & mask); }, 0, static_cast<Int>(mask));
     }
-    met.overflows = overflows;
+    met.overflows = static_cast<std::uint64_t>(std::popcount(overflowing));
+    met.overflowing = overflowing;
 }
 
 template <class Rule, int limbs>
@@ -606,6 +729,9 @@ void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met)
         force([mask](Int r) { return static_cast<Int>(static_cast<Unsigned>(r) & mask); }, 0, static_cast<Int>(mask));
     }
     met.overflows = overflows;
+    if (overflows != 0) {
+        met.overflowing = maskOf(count, [&](std::size_t i) { return x[i] != rounded[i]; });
+    }
 }
 
 template <class Rule>
@@ -640,6 +766,7 @@ void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block
             continue;
         }
         ++met.overflows;
+        met.overflowing |= std::uint64_t{1} << i;
         if (task.saturates) {
             setBound(x, width, grid, signLimb(x[width - 1]) == 0);
         } else {
@@ -771,6 +898,7 @@ void finish(const Met& met, std::size_t count, std::size_t width, const Block& b
         watch(block, count, width, *notes);
         notes->overflows = met.overflows;
         notes->underflows = met.underflows;
+        notes->overflowing = met.overflowing;
     }
 }
 

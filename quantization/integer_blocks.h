@@ -89,6 +89,7 @@ struct Notes {
     unsigned zeros = 0;  // the signs of the zeros, as Tally::Zeros, if an extreme is zero
     std::uint64_t overflows = 0;
     std::uint64_t underflows = 0;
+    std::uint64_t overflowing = 0;  // a bit for each integer
 };
 
 /// Returns a negative number, 0 or a positive one, as a is less than, equal to or greater than b.
@@ -104,18 +105,34 @@ bool areWithin(std::span<const double> values, const Extent& extent);
 void load(const double* values, std::size_t count, const Extent& extent, std::size_t width, Block& out);
 /// Makes all integers of the block equal to the first.
 void spread(std::size_t count, std::size_t width, Block& block);
-/// Stores integers that are words of the array, of their exponent; `begin` is a multiple of 64.
-void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin);
+/// Stores integers that are words of the array, of their exponent, `stride` elements apart.
+void store(const Block& block, std::size_t count, std::size_t width, wordarray& words, std::uint64_t begin,
+           std::uint64_t stride = 1);
 /// Stores integers of up to 53 bits.
-void store(const Block& block, std::size_t count, std::size_t width, double* values);
+void store(const Block& block, std::size_t count, std::size_t width, double* values, std::uint64_t stride = 1);
+/// Integers of an array as a block, which is only read; of words with no sign above the top limb if they are unsigned.
+Block view(const WordSpan& words, std::uint64_t begin, std::size_t count);
+/// A part of a block.
+Block slice(const Block& block, std::size_t first, std::size_t width);
 
 // Arithmetic. Zeros have the signs that IEEE sums, differences and products rounded to nearest have.
 
 void copy(const Block& from, std::size_t count, std::size_t width, Block& to);
 /// Gives the block an exponent that is no greater than its own.
 void align(int exponent, std::size_t count, std::size_t width, Block& block);
-/// Sets `out` to a product; it may be one of the factors.
-void multiply(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out);
+/// Sets `out` to products of factors of another width, from which it is separate.
+void multiply(const Block& a, const Block& b, std::size_t count, std::size_t factorWidth, std::size_t width,
+              Block& out);
+/// The same for one right factor.
+struct Factor {
+    Block value;  // its first integer
+};
+void multiply(const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth, std::size_t width,
+              Block& out);
+/// Adds such products to a total of the same exponent, or subtracts them, where no zero has a sign that matters and the
+/// extent of the total holds all sums. `scratch` is a block of the width.
+void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth,
+                std::size_t width, Block& scratch, Block& total);
 /// Adds x to the total, or subtracts it. The total takes the lesser exponent.
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total);
 /// Rounds to so many significant bits, to nearest with ties to even.

@@ -88,6 +88,11 @@ bool IntegerTally::isOpenFor(const qlogger& log) const {
            (mLeast.zeros == Tally::both && log.isMinPositive());
 }
 
+bool IntegerTally::hasTinyExtremes() const {
+    const int bits = kLeastDouble - mExponent;
+    return mValues > 0 && bits > 0 && (isBelow(mGreatest.limbs, bits) || isBelow(mLeast.limbs, bits));
+}
+
 void IntegerTally::settle(bool isFirstZeroNegative) {
     const unsigned sign = isFirstZeroNegative ? Tally::minus : Tally::plus;
     mGreatest.zeros = mGreatest.zeros == Tally::both ? sign : mGreatest.zeros;

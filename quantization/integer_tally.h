@@ -34,6 +34,8 @@ class IntegerTally {
     /// gives it that of the first zero.
     bool isOpenFor(const qlogger& log) const;
     void settle(bool isFirstZeroNegative);
+    /// Whether an extreme is so small that a double may round it to zero.
+    bool hasTinyExtremes() const;
     /// Adds the statistics to a log, as one call for each value would do. Gated.
     void handTo(const qlogger& log) const;
 

@@ -11,6 +11,7 @@
 #include "host/EnumStringType.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
+#include "numbers/owned_copy.h"
 #include "quantization/format_numbers.h"
 
 using namespace tolvane::detail;
@@ -75,11 +76,6 @@ bool isSlopeType(ModeEnum mode) {
 
 bool isFloatType(ModeEnum mode) {
     return mode == ModeEnum::Double || mode == ModeEnum::Float || mode == ModeEnum::Single;
-}
-
-template <class T>
-std::unique_ptr<T> copyOf(const std::unique_ptr<T>& source) {
-    return source ? std::make_unique<T>(*source) : nullptr;
 }
 
 /// 2^n for an easy exponent, give or take a few.

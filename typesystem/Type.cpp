@@ -5,10 +5,13 @@
 #include "host/ErrorIdException.h"
 #include "host/OMInterface.h"
 #include "host/bs.h"
+#include "numbers/owned_copy.h"
 #include "typesystem/MD5CheckSumModEndian.h"
 #include "typesystem/texts.h"
 
 namespace EmbeddedTypeSystem {
+
+using tolvane::detail::copyOf;
 
 void raiseInvalidText() {
     raiseError("embeddedtype:string:InvalidStringParam", "Parameter must be a string less than 128 characters");
@@ -26,14 +29,11 @@ void storeText(std::string& target, const char* text) {
 }
 
 // Each object has its own handle and the two flags for its destruction.
-Type::Type(const Type& other)
-    : mTexts(other.mTexts ? std::make_unique<Texts>(*other.mTexts) : nullptr),
-      mReadOnly(other.mReadOnly),
-      mVolatile(other.mVolatile) {}
+Type::Type(const Type& other) : mTexts(copyOf(other.mTexts)), mReadOnly(other.mReadOnly), mVolatile(other.mVolatile) {}
 
 Type& Type::operator=(const Type& other) {
     if (this != &other) {
-        mTexts = other.mTexts ? std::make_unique<Texts>(*other.mTexts) : nullptr;
+        mTexts = copyOf(other.mTexts);
         mReadOnly = other.mReadOnly;
         mVolatile = other.mVolatile;
     }

@@ -26,9 +26,7 @@ inline void joinFlags(Join join, const std::uint8_t* flags, std::size_t size, st
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "fi/bulk/compare_loops.cpp"
-#define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
-#include <hwy/foreach_target.h>  // NOLINT(misc-unused-includes): must come before highway.h
-#include <hwy/highway.h>
+#include "quantization/each_target.inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tolvane::detail::compareloops {

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <optional>
 
 #include "fi/bulk/steps.h"
 #include "numbers/mpnumber.h"
@@ -24,6 +27,8 @@ class ExtentMachine {
         int precision;  // of the cells that it quantizes
     };
 
+    static constexpr int kDoubleBits = 53;  // cells that have no more are doubles
+
     ExtentMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums)
         : product(ofProducts), pair(ofPairs), sum(ofSums) {}
 
@@ -38,13 +43,23 @@ class ExtentMachine {
         return result;
     }
     void quantize(const Place& place, Cell& cell) {
-        mHolds = mHolds && integers::isExactInFloats(place.format, cell, place.precision);
+        mHolds = mHolds && agrees(place.format, cell, place.precision);
         mNeeded = std::max(mNeeded, integers::neededBits(place.format, cell));
         cell = integers::extentOf(place.format.grid);
     }
 
     /// Whether the integers give what the element steps give.
     bool holds() const { return mHolds; }
+    /// Whether values of an extent in cells of `precision` bits are quantized like integers.
+    static bool agrees(const integers::Format& format, const Cell& x, int precision) {
+        return integers::isExactInFloats(format, x, precision) &&
+               (precision > kDoubleBits || roundsAsDouble(format, x));
+    }
+    /// Requires the same of the sums of a value of a format and a term that is quantized before or not.
+    void requireSums(const integers::Format& format, const Cell& term, bool casts, int precision) {
+        const Cell total = integers::extentOf(format.grid);
+        mHolds = mHolds && agrees(format, integers::sumOf(Sign::plus, total, casts ? total : term), precision);
+    }
     /// Makes room for an operand.
     void hold(const Cell& x) { mNeeded = std::max(mNeeded, integers::neededBits(x)); }
     /// The width that holds all integers.
@@ -55,6 +70,13 @@ class ExtentMachine {
     Place sum;
 
  private:
+    /// Whether doubles are rounded like wider floats. These keep the sign of what becomes a zero when they are rounded
+    /// to nearest even, and are not moved by sums with a half that they can't hold.
+    static bool roundsAsDouble(const integers::Format& format, const Cell& x) {
+        constexpr int kEasyExponent = 800;
+        return std::abs(format.grid.exponent) <= kEasyExponent && x.bits < kDoubleBits &&
+               (format.round != embedded::RoundModeEnum::Convergent || format.grid.exponent <= x.exponent);
+    }
     void set(Cell& cell, const Cell& extent) {
         cell = extent;
         hold(cell);
@@ -72,18 +94,33 @@ class IntegerMachine {
     struct Place {
         integers::Format format;
         bool casts;
-        integers::IntegerTally* tally;  // null where nothing is counted
+        integers::IntegerTally* tally;       // null where nothing is counted
+        std::uint64_t* overflows = nullptr;  // counters of each integer of a block, or null
     };
 
     /// `scratch` holds a converted operand.
     IntegerMachine(const Place& ofProducts, const Place& ofPairs, const Place& ofSums, std::size_t width, Cell scratch)
         : product(ofProducts), pair(ofPairs), sum(ofSums), mWidth(width), mScratch(scratch) {}
+    /// The width of factors, which are operands.
+    void setFactorWidth(std::size_t width) { mFactorWidth = width; }
 
     /// The number of values in each block from now on.
     void setCount(std::size_t count) { mCount = count; }
+    /// The place of the first of them among those that have counters.
+    void setFirst(std::size_t first) { mFirst = first; }
+    /// An extent that holds all sums, if one is proven.
+    void setSums(const integers::Extent& extent) { mSums = extent; }
 
-    void multiply(Cell& cell, const Cell& a, const Cell& b) const { integers::multiply(a, b, mCount, mWidth, cell); }
-    void combine(Sign sign, Cell& cell, const Cell& x) const { integers::combine(sign, x, mCount, mWidth, cell); }
+    template <class Right>
+    void multiply(Cell& cell, const Cell& a, const Right& b) const {
+        integers::multiply(a, b, mCount, mFactorWidth, mWidth, cell);
+    }
+    void combine(Sign sign, Cell& cell, const Cell& x) const {
+        integers::combine(sign, x, mCount, mWidth, cell);
+        if (mSums && mSums->exponent == cell.extent.exponent) {
+            cell.extent = *mSums;
+        }
+    }
     static bool casts(const Place& place) { return place.casts; }
     const Cell& cast(const Place& place, Cell& x) {
         if (place.casts) {
@@ -107,6 +144,9 @@ class IntegerMachine {
         integers::Notes notes = place.tally->blank();
         integers::quantize(place.format, mCount, mWidth, cell, &notes);
         place.tally->join(notes, mCount, cell.extent.exponent);
+        for (std::uint64_t rest = place.overflows ? notes.overflowing : 0; rest != 0; rest &= rest - 1) {
+            ++place.overflows[mFirst + static_cast<std::size_t>(std::countr_zero(rest))];
+        }
     }
 
     Place product;
@@ -116,6 +156,9 @@ class IntegerMachine {
  private:
     std::size_t mCount = 0;
     std::size_t mWidth;
+    std::size_t mFactorWidth = 0;
+    std::size_t mFirst = 0;
+    std::optional<integers::Extent> mSums;
     Cell mScratch;
 };
 

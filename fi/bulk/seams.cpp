@@ -6,6 +6,7 @@
 #include "fi/bulk/elementwise.h"
 #include "fi/bulk/entries.h"
 #include "fi/bulk/matrix.h"
+#include "fi/bulk/wide_sums.h"
 #include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 
@@ -164,7 +165,7 @@ std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& 
 bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const fi& pair, const fi& sum, fi& result,
                       const ByElements& byElements) {
     if (!sumsRunOnDoubles(left, right, product, pair, sum, result)) {
-        return false;
+        return wide::multiplyMatrices(left, right, {product, pair, sum, &sum != &result}, result, byElements);
     }
     const Target out(result);
     const arraymatrix::Quantizers quantizers = quantizersOf(product, pair, sum, result);
@@ -184,7 +185,8 @@ bool multiplyMatrices(const fi& left, const fi& right, const fi& product, const 
 bool convolve(const fi& left, const fi& right, std::uint64_t offset, const fi& product, const fi& pair, const fi& sum,
               fi& result, bool countsRunningOverflows, const ByElements& byElements) {
     if (!sumsRunOnDoubles(left, right, product, pair, sum, result)) {
-        return false;
+        return wide::convolve(left, right, offset, {product, pair, sum, false}, result, countsRunningOverflows,
+                              byElements);
     }
     const Target out(result);
     arraymatrix::Quantizers quantizers = quantizersOf(product, pair, sum, result);
@@ -207,7 +209,7 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const fi& p
 bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     if (x.isSlopeBiasScaled() || result.getFimath().isSumSlopeBiasScaled() || !holdDoubles(x, result) ||
         !holdsDouble(std::max(wordBits(x), wordBits(result)))) {
-        return false;
+        return wide::sumColumns(x, result, byElements);
     }
     const Target out(result);
     if (!arraymatrix::sumColumns(operandOf(x), x.getM(), x.getN(), result.getAssignmentQuantizer(),

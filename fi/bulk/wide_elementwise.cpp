@@ -49,28 +49,39 @@ struct Operand {
 };
 
 /// The parts of the result.
-struct Results {
+class Results {
+ public:
     static std::optional<Results> of(fi& x) {
-        const auto part = [&x](const number& entries) {
-            return Target::of(const_cast<number&>(entries), x.getNumericType(), x.numel());
-        };
-        const std::optional<Target> real = part(x.real());
-        const std::optional<Target> imag = x.iscomplex() ? part(x.imag()) : std::nullopt;
-        if (!real || (x.iscomplex() && !imag)) {
-            return std::nullopt;
-        }
-        return Results{*real, imag};
+        Results results(x);
+        results.mReal = target(x, x.real());
+        results.mImag = x.iscomplex() ? target(x, x.imag()) : std::nullopt;
+        return results.mReal && (x.isreal() || results.mImag) ? std::optional(results) : std::nullopt;
     }
-    Target real;
-    std::optional<Target> imag;
+    /// The real part, or the imaginary one.
+    Target& part(std::size_t i) { return i == 0 ? *mReal : *mImag; }
+    std::uint64_t count() const { return mArray->numel(); }
+    /// Whether the parts are still what they were after elements have been set one by one.
+    bool areHeld() const { return isHeld(mArray->real()) && (mArray->isreal() || isHeld(mArray->imag())); }
+
+ private:
+    explicit Results(fi& x) : mArray(&x) {}
+    static std::optional<Target> target(const fi& x, const number& entries) {
+        return Target::of(const_cast<number&>(entries), x.getNumericType(), x.numel());
+    }
+    static bool isHeld(const number& entries) { return entries.asDouble() || entries.asWords(); }
+
+    fi* mArray;
+    std::optional<Target> mReal;
+    std::optional<Target> mImag;
 };
 
 /// Runs blocks one after the other. `runBlock(begin, length)` computes one and notes it in the tallies if anything is
 /// counted; `logMath(length)` counts its operations.
 template <std::size_t places, class RunBlock, class LogMath>
-void runBlocks(std::uint64_t count, bool counts, Ledger<IntegerTally, places> ledger,
+void runBlocks(const Results& results, bool counts, Ledger<IntegerTally, places> ledger,
                std::array<IntegerTally, places>& tallies, const RunBlock& runBlock, const LogMath& logMath,
                const ByElements& byElements) {
+    const std::uint64_t count = results.count();
     std::array<const IntegerTally*, places> noted;
     std::ranges::transform(tallies, noted.begin(), [](const IntegerTally& tally) { return &tally; });
     for (std::uint64_t begin = 0; begin < count; begin += kBlock) {
@@ -84,6 +95,10 @@ void runBlocks(std::uint64_t count, bool counts, Ledger<IntegerTally, places> le
         } else {
             ledger.handOver();
             byElements(begin, begin + length);
+            if (!results.areHeld()) {
+                byElements(begin + length, count);
+                return;
+            }
         }
         std::ranges::for_each(tallies, [](IntegerTally& tally) { tally.clear(); });
     }
@@ -163,15 +178,14 @@ bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operand
             part.right->open(arena, width);
         }
     }
-    const std::array targets{&out->real, out->imag ? &*out->imag : nullptr};
     runBlocks(
-        count, counts, Ledger<IntegerTally, 1>({&log}, tallies.front()), tallies,
+        *out, counts, Ledger<IntegerTally, 1>({&log}, tallies.front()), tallies,
         [&](std::uint64_t begin, std::size_t length) {
             machine.setCount(length);
             for (std::size_t i = 0; i < parts.size(); ++i) {
                 parts[i].left.take(begin, length, total);
                 addStep(machine, sign, total, parts[i].right ? &parts[i].right->block(begin, length) : nullptr);
-                targets[i]->store(total, begin, length, width);
+                out->part(i).store(total, begin, length, width);
             }
         },
         [&](std::size_t length) { addMathOperations(log, length); }, byElements);
@@ -231,11 +245,12 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     const int precision = cellBits(places.precision);
     const ExtentMachine::Place sumExtents{sumFormat, places.castsBeforeSum, precision};
     ExtentMachine proof({productFormat, false, precision}, sumExtents, sumExtents);
+    int factorBits = 0;
     for (const PartOfProduct& part : parts) {
         Extent cell;
         Extent other;
-        multiplyPart(proof, part, cell, other, [&proof](const Source* source) {
-            proof.hold(source->extent());
+        multiplyPart(proof, part, cell, other, [&](const Source* source) {
+            factorBits = std::max(factorBits, neededBits(source->extent()));
             return source->extent();
         });
     }
@@ -249,7 +264,9 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     const bool countsResults = qlogger::getLogging();
     const bool counts = places.productLog.isLogging() || pairLog.isLogging() || countsResults;
     const std::size_t width = proof.width();
-    Arena arena(width, 7);
+    const std::size_t factorWidth = integers::widthFor(factorBits);
+    Arena arena(width, 3);
+    Arena factors(factorWidth, 4);
     std::array tallies{IntegerTally(width), IntegerTally(width), IntegerTally(width)};
     auto& [productTally, pairTally, resultTally] = tallies;
     const IntegerMachine::Place sum{sumFormat, places.castsBeforeSum, counts ? &pairTally : nullptr};
@@ -258,12 +275,12 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     Block other = arena.next();
     for (Source* const source : {&a->real, &b->real, a->imag ? &*a->imag : nullptr, b->imag ? &*b->imag : nullptr}) {
         if (source) {
-            source->open(arena, width);
+            source->open(factors, factorWidth);
         }
     }
-    const std::array targets{&out->real, out->imag ? &*out->imag : nullptr};
+    machine.setFactorWidth(factorWidth);
     runBlocks(
-        count, counts, Ledger<IntegerTally, 3>({&places.productLog, &pairLog, &resultLog}, productTally), tallies,
+        *out, counts, Ledger<IntegerTally, 3>({&places.productLog, &pairLog, &resultLog}, productTally), tallies,
         [&](std::uint64_t begin, std::size_t length) {
             machine.setCount(length);
             for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -275,7 +292,7 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
                     integers::watch(cell, length, width, notes);
                     resultTally.join(notes, length, cell.extent.exponent);
                 }
-                targets[i]->store(cell, begin, length, width);
+                out->part(i).store(cell, begin, length, width);
             }
         },
         [&](std::size_t length) {
@@ -293,7 +310,9 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
 bool assign(const fi& source, fi& target, const ByElements& byElements) {
     const quantizer& q = target.getAssignmentQuantizer();
     const std::uint64_t count = target.numel();
-    const unsigned precision = std::max(wordBits(source), wordBits(target));
+    // A wider word is rounded in the target's elements, a narrower one in a copy of the source's.
+    const unsigned precision =
+        target.getWordLength() < source.getWordLength() ? wordBits(source) : target.real().getprecision();
     if (!q.isFixedPoint() || areEntriesDoubles(precision) || number::getDefaultForceMultiplePrecision() ||
         source.isSlopeBiasScaled() || target.isSlopeBiasScaled()) {
         return false;
@@ -331,14 +350,14 @@ bool assign(const fi& source, fi& target, const ByElements& byElements) {
     IntegerMachine machine(place, place, place, width, arena.next());
     Block value = arena.next();
     Source zeros = Source::zeros();
-    Source* const imag = operand->imag ? &*operand->imag : out->imag ? &zeros : nullptr;
+    Source* const imag = operand->imag ? &*operand->imag : target.iscomplex() ? &zeros : nullptr;
     operand->real.open(arena, width);
     if (imag) {
         imag->open(arena, width);
     }
     const IntegerMachine::Place silent{format, false, nullptr};
     runBlocks(
-        count, counts, Ledger<IntegerTally, 1>({&log}, tallies.front()), tallies,
+        *out, counts, Ledger<IntegerTally, 1>({&log}, tallies.front()), tallies,
         [&](std::uint64_t begin, std::size_t length) {
             machine.setCount(length);
             const auto store = [&](const Source& from, Target& to, bool isLogged) {
@@ -346,9 +365,9 @@ bool assign(const fi& source, fi& target, const ByElements& byElements) {
                 machine.quantize(isLogged ? place : silent, value);
                 to.store(value, begin, length, width);
             };
-            store(operand->real, out->real, true);
+            store(operand->real, out->part(0), true);
             if (imag) {
-                store(*imag, *out->imag, imag != &zeros || logsZeros);
+                store(*imag, out->part(1), imag != &zeros || logsZeros);
             }
         },
         [](std::size_t) {}, byElements);

@@ -1,5 +1,6 @@
 #include "fi/bulk/wide_operands.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <span>
 
@@ -19,10 +20,11 @@ bool isUsual(const WordGrid& grid) {
     return grid.bits > 0 && std::abs(grid.exponent) <= kGreatestExponent;
 }
 
-/// Whether doubles hold the powers of two between values and their integers.
+/// Whether doubles hold all words, and the powers of two between values and their integers.
 bool isUsualForDoubles(const WordGrid& grid) {
     constexpr int kGreatestExponent = 900;
-    return isUsual(grid) && std::abs(grid.exponent) <= kGreatestExponent;
+    return isUsual(grid) && grid.bits <= static_cast<int>(doublenumber::kScalarPrecision) &&
+           std::abs(grid.exponent) <= kGreatestExponent;
 }
 
 }  // namespace
@@ -99,7 +101,6 @@ std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::Numeric
         return std::nullopt;
     }
     Target target;
-    target.mBits = grid.bits;
     if (doublenumber* const doubles = part.asDouble()) {
         target.mDoubles = doubles->elements().data();
         return isUsualForDoubles(grid) ? std::optional(target) : std::nullopt;
@@ -111,12 +112,53 @@ std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::Numeric
     return target;
 }
 
-void Target::store(const Block& block, std::uint64_t begin, std::size_t count, std::size_t width) {
+void Target::store(const Block& block, std::uint64_t begin, std::size_t count, std::size_t width,
+                   std::uint64_t stride) {
     if (mDoubles) {
-        integers::store(block, count, width, mDoubles + begin);
+        integers::store(block, count, width, mDoubles + begin, stride);
     } else {
-        integers::store(block, count, width, *mWords, begin);
+        integers::store(block, count, width, *mWords, begin, stride);
     }
+}
+
+void Target::clear(std::uint64_t count) {
+    if (mDoubles) {
+        std::fill_n(mDoubles, count, 0.0);
+    } else {
+        *mWords = wordarray(count, mWords->grid());
+    }
+}
+
+Panel::Panel(std::uint64_t count, const Source& source, std::size_t width)
+    : mExtent(source.extent()),
+      mWords(count, {source.extent().exponent, static_cast<int>(width) * WordGrid::kLimbBits, true}) {}
+
+Panel::Panel(Source& source, std::uint64_t count, std::size_t width) : Panel(count, source, width) {
+    integers::Arena arena(width, 1);
+    source.open(arena, width);
+    for (std::uint64_t begin = 0; begin < count; begin += integers::kBlock) {
+        const std::size_t length = std::min<std::uint64_t>(integers::kBlock, count - begin);
+        integers::store(source.block(begin, length), length, width, mWords, begin);
+    }
+}
+
+Panel::Panel(Source& source, std::uint64_t rows, std::uint64_t columns, std::size_t width)
+    : Panel(rows * columns, source, width) {
+    integers::Arena arena(width, 1);
+    source.open(arena, width);
+    for (std::uint64_t column = 0; column < columns; ++column) {
+        for (std::uint64_t row = 0; row < rows; row += integers::kBlock) {
+            const std::size_t length = std::min<std::uint64_t>(integers::kBlock, rows - row);
+            integers::store(source.block(column * rows + row, length), length, width, mWords, row * columns + column,
+                            columns);
+        }
+    }
+}
+
+Block Panel::block(std::uint64_t begin, std::size_t count) const {
+    Block block = integers::view(mWords.span(), begin, count);
+    block.extent = mExtent;
+    return block;
 }
 
 }  // namespace tolvane::detail::wide

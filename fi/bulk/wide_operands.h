@@ -45,19 +45,37 @@ class Source {
     std::size_t mWidth = 0;
 };
 
+/// The elements of a part side by side in a width, for operations that meet them in any order.
+class Panel {
+ public:
+    Panel(Source& source, std::uint64_t count, std::size_t width);
+    /// Of a matrix, row by row.
+    Panel(Source& source, std::uint64_t rows, std::uint64_t columns, std::size_t width);
+
+    const integers::Extent& extent() const { return mExtent; }
+    integers::Block block(std::uint64_t begin, std::size_t count) const;
+    integers::Factor factor(std::uint64_t index) const { return {block(index, 1)}; }
+
+ private:
+    Panel(std::uint64_t count, const Source& source, std::size_t width);
+
+    integers::Extent mExtent;
+    wordarray mWords;
+};
+
 /// One part of a result.
 class Target {
  public:
     /// Gives nothing if the results aren't integers that array code can store.
     static std::optional<Target> of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
-    void store(const integers::Block& block, std::uint64_t begin, std::size_t count, std::size_t width);
-    /// The bits of the integers that `store` reads.
-    int bits() const { return mBits; }
+    void store(const integers::Block& block, std::uint64_t begin, std::size_t count, std::size_t width,
+               std::uint64_t stride = 1);
+    /// Makes all elements zero.
+    void clear(std::uint64_t count);
 
  private:
     double* mDoubles = nullptr;
     wordarray* mWords = nullptr;
-    int mBits = 0;
 };
 
 }  // namespace tolvane::detail::wide

@@ -208,6 +208,7 @@ void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCoun
         }
         if (!isSlopeBiasScaled() && !isView() && target.numel() == valueCount &&
             mAssignmentQuantizer.quantizeInto({values, valueCount}, target)) {
+            target.setIndex(0);
             return;
         }
     }

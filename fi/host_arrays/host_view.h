@@ -40,16 +40,25 @@ inline hvArrayOwner numericArrayToFill(std::span<const std::size_t> dims, hvClas
     return hvArrayOwner(create(dims.size(), dims.data(), classId, complexity));
 }
 
-/// Makes an array of the dimensions of the source, and of its complexity unless it is logical; the caller owns it.
-template <class T, class Convert>
-hvArray* hostView(const fi& source, hvClassID classId, Convert convert) {
+/// Makes an array of the dimensions of the source, and of its complexity unless it is logical; `fill` sets the elements
+/// of a part. The caller owns it.
+template <class T, class Fill>
+hvArray* hostViewBy(const fi& source, hvClassID classId, Fill fill) {
     const std::vector<std::size_t> dims(source.dims(), source.dims() + source.ndims());
     hvArrayOwner result(classId == hvLOGICAL_CLASS
                             ? hvCreateLogicalArray(dims.size(), dims.data())
                             : numericArrayToFill(dims, classId, source.getComplexity()).release());
-    convertEntries(source.real(), hvGetTypedData<T>(result.get()), convert);
-    convertEntries(source.imag(), hvGetTypedImagData<T>(result.get()), convert);
+    fill(source.real(), hvGetTypedData<T>(result.get()));
+    fill(source.imag(), hvGetTypedImagData<T>(result.get()));
     return result.release();
+}
+
+/// As `hostViewBy`, element by element.
+template <class T, class Convert>
+hvArray* hostView(const fi& source, hvClassID classId, Convert convert) {
+    return hostViewBy<T>(source, classId, [&convert](const number& entries, std::span<T> out) {
+        convertEntries(entries, out, convert);
+    });
 }
 
 }  // namespace tolvane::detail

@@ -1,39 +1,43 @@
 // The stored integers as host integers, one per element.
 #include <algorithm>
-#include <cmath>
 #include <functional>
 #include <span>
 #include <type_traits>
 
 #include "fi/fi.h"
 #include "fi/host_arrays/host_view.h"
+#include "fi/host_arrays/word_loops.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
 #include "numbers/rounding.h"
-#include "numbers/truncation.h"
 
 using namespace tolvane::detail;
 
 namespace {
 
-/// Rounds half away from zero through |x| + 0.5, which rounds the double below 0.5 to 1. From 2^52 on doubles are
-/// whole.
-double toWhole(double x) {
-    const double magnitude = std::fabs(x);
-    return magnitude < 0x1p52 ? std::copysign(std::floor(magnitude + 0.5), x) : x;
+/// Converts the entries, which are left at their cursor.
+template <class T>
+void convertToWords(const number& entries, int shift, std::span<T> out) {
+    if constexpr (!std::is_same_v<T, double>) {
+        if (const doublenumber* doubles = entries.asDouble()) {
+            wordloops::convert(doubles->elements().first(out.size()), shift, out);
+            return;
+        }
+    }
+    convertEntries(entries, out, [shift](double x) {
+        if constexpr (std::is_same_v<T, double>) {
+            return wordloops::toWhole(rounding::scaleByPowerOfTwo(x, shift));
+        } else {
+            return wordloops::wordOf<T>(x, shift);
+        }
+    });
 }
 
 template <class T>
 hvArray* integerView(const fi& array) {
     const int shift = rounding::negatedExponent(array.getFixedExponent());
-    return hostView<T>(array, hvClassOf<T>, [shift](double x) {
-        const double whole = toWhole(rounding::scaleByPowerOfTwo(x, shift));
-        if constexpr (std::is_same_v<T, double>) {
-            return whole;
-        } else {
-            return truncateTo<T>(whole);
-        }
-    });
+    return hostViewBy<T>(array, hvClassOf<T>,
+                         [shift](const number& entries, std::span<T> out) { convertToWords(entries, shift, out); });
 }
 
 template <class Signed, class Unsigned>

@@ -201,7 +201,7 @@ fi& fi::times(const fi& b) const {
                !b.isSlopeBiasScaled() && !rules.isProductSlopeBiasScaled() &&
                wide::multiply(left, right, operands, *result,
                               {reg.getAssignmentQuantizer(), reg.getQlogger(), sum.getAssignmentQuantizer(),
-                               sum.getCastBeforeSum(), cells.getprecision()},
+                               sum.getCastBeforeSum(), std::min(cells.getprecision(), quantized)},
                               std::ref(byElements));
     };
     if (!arrayseams::multiply(left, right, operands, reg, *reg.mSumRegister, *result, std::ref(byElements)) &&

@@ -2,20 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <optional>
 #include <utility>
 
+#include "fi/core/dimension_product.h"
 #include "fi/subscripts/planned_selection.h"
 #include "fi/subscripts/side_stores.h"
 
 using namespace tolvane::detail;
 
 namespace {
-
-std::uint64_t productOf(std::span<const std::uint64_t> dims) {
-    return std::accumulate(dims.begin(), dims.end(), std::uint64_t{1}, std::multiplies<>());
-}
 
 Sizes withoutOnes(std::span<const std::uint64_t> dims) {
     Sizes kept;
@@ -71,7 +67,7 @@ class fi::Assignment::Placed final : public Assignment {
     void check(const fi&, const fi&) const override {}
     Sizes dims() const override { return mPlaces.extents(); }
     std::uint64_t count() const override { return mCount; }
-    bool usesRight() const override { return productOf(mPlaces.counts()) > 0; }
+    bool usesRight() const override { return dimensionProduct(mPlaces.counts()) > 0; }
     bool isWhole() const override { return false; }
     void run(SideStores& stores) const override {
         std::uint64_t source = 0;
@@ -101,8 +97,8 @@ class fi::Assignment::Appending final : public Assignment {
     /// `dims` are those of the target, of which the left side has `extent` slices in the dimension `place`.
     Appending(Sizes dims, std::size_t place, std::uint64_t extent, Subscript added, bool isOneValue)
         : mDims(std::move(dims)),
-          mInner(productOf(std::span(mDims).first(place))),
-          mOuter(productOf(std::span(mDims).subspan(place + 1))),
+          mInner(dimensionProduct(std::span(mDims).first(place))),
+          mOuter(dimensionProduct(std::span(mDims).subspan(place + 1))),
           mLeftExtent(extent),
           mExtent(mDims[place]),
           mAdded(added),
@@ -110,7 +106,7 @@ class fi::Assignment::Appending final : public Assignment {
 
     void check(const fi&, const fi&) const override {}
     Sizes dims() const override { return trimmed(mDims); }
-    std::uint64_t count() const override { return productOf(mDims); }
+    std::uint64_t count() const override { return dimensionProduct(mDims); }
     bool usesRight() const override { return true; }
     bool isWhole() const override { return mAdded.count() == mExtent - mLeftExtent; }
     void run(SideStores& stores) const override {
@@ -189,16 +185,16 @@ std::unique_ptr<fi::Assignment> fi::Assignment::bySubscripts(std::span<const hvA
                                                              std::span<const std::uint64_t> rightDims) {
     // The host refuses what there is no memory for.
     constexpr std::uint64_t kMostExtent = std::uint64_t{1} << 40;
-    const std::uint64_t count = productOf(dims);
+    const std::uint64_t count = dimensionProduct(dims);
     const std::uint64_t most = std::min(kMostExtent, 2 * count + (std::uint64_t{1} << 16));
     std::optional<Places> places = Places::read(indices, dims, most);
     if (!places || !places->areAscending()) {
         return nullptr;
     }
     const Sizes counts = places->counts();
-    const bool isOneValue = productOf(rightDims) == 1;
+    const bool isOneValue = dimensionProduct(rightDims) == 1;
     const bool fits =
-        counts.size() == 1 ? counts[0] == productOf(rightDims) : withoutOnes(counts) == withoutOnes(rightDims);
+        counts.size() == 1 ? counts[0] == dimensionProduct(rightDims) : withoutOnes(counts) == withoutOnes(rightDims);
     if (!isOneValue && !fits) {
         return nullptr;
     }

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <functional>
-#include <numeric>
 #include <utility>
 
+#include "fi/core/dimension_product.h"
 #include "host/positions.h"
 
 namespace tolvane::detail {
@@ -21,10 +20,6 @@ constexpr std::uint64_t kMostSelected = std::uint64_t{1} << 28;
 
 bool isColon(const hvArray* index) {
     return hvIsChar(index) && hvIsScalar(index) && hvGetTypedData<hvChar>(index)[0] == u':';
-}
-
-std::uint64_t productOf(std::span<const std::uint64_t> dims) {
-    return std::accumulate(dims.begin(), dims.end(), std::uint64_t{1}, std::multiplies<>());
 }
 
 /// What the host calls a vector: one of two dimensions is 1.
@@ -245,7 +240,7 @@ void Subscript::walkRest(const Slices& slices, const VisitStretch& visit) const 
 
 std::optional<Places> Places::read(std::span<const hvArray* const> indices, std::span<const std::uint64_t> dims,
                                    std::uint64_t most) {
-    const std::uint64_t count = productOf(dims);
+    const std::uint64_t count = dimensionProduct(dims);
     if (indices.empty() || count == 0) {
         return std::nullopt;
     }
@@ -433,7 +428,7 @@ std::unique_ptr<Selection> leftBy(std::span<const hvArray* const> indices, std::
         return nullptr;
     }
     const std::span<const std::uint64_t> all = places->extents();
-    const Slices slices{productOf(all.first(place)), all[place], productOf(all.subspan(place + 1))};
+    const Slices slices{dimensionProduct(all.first(place)), all[place], dimensionProduct(all.subspan(place + 1))};
     left[place] -= subscripts[place].count();
     if (left.size() == 1) {
         const bool isColumn = dims.size() == 2 && dims[1] == 1 && dims[0] != 1;

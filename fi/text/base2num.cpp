@@ -111,9 +111,10 @@ class TextRows {
         }
     }
     std::size_t count() const { return mCount; }
+    std::span<const char> whole(std::size_t index) const { return std::span(mText).subspan(index * mWidth, mWidth); }
     std::string_view row(std::size_t index) const {
-        const std::string_view whole = std::string_view(mText).substr(index * mWidth, mWidth);
-        return whole.substr(0, whole.find('\0'));
+        const std::string_view all = std::string_view(mText).substr(index * mWidth, mWidth);
+        return all.substr(0, all.find('\0'));
     }
     bool contain(char character) const {
         if (mText.find(character) == std::string::npos) {
@@ -191,25 +192,47 @@ TextShape shapeOf(const TextRows& rows, int base, const char* realDelimiters, co
     return shape;
 }
 
+/// The words of a quantizer as doubles.
+class DoubleWords {
+ public:
+    explicit DoubleWords(const quantizer& q)
+        : mIsUsable((q.isSignedFixed() || q.isUnsignedFixed()) && q.getWordlength() <= 52 &&
+                    q.getFractionlength() >= -1000 && q.getFractionlength() <= 1000) {
+        if (mIsUsable) {
+            mModulus = std::int64_t{1} << q.getWordlength();
+            mFirstNegative = q.isSignedFixed() ? mModulus / 2 : mModulus;
+            mStep = std::ldexp(1.0, -q.getFractionlength());
+        }
+    }
+    /// False for formats without words, and for those with a scale whose power of two isn't a double.
+    bool isUsable() const { return mIsUsable; }
+    /// 2 to the power of the word length, at most 2^52.
+    std::int64_t modulus() const { return mModulus; }
+    double valueOf(std::int64_t word) const {
+        return static_cast<double>(word >= mFirstNegative ? word - mModulus : word) * mStep;
+    }
+
+ private:
+    bool mIsUsable;
+    std::int64_t mModulus = 0;
+    std::int64_t mFirstNegative = 0;
+    double mStep = 1.0;
+};
+
 /// Reads words into one part of an array.
 class PartReader {
  public:
-    PartReader(const quantizer& q, int base, number& part) : mQuantizer(q), mBase(base), mPart(part) {
+    PartReader(const quantizer& q, int base, number& part) : mQuantizer(q), mWords(q), mBase(base), mPart(part) {
         doublenumber* const doubles = part.asDouble();
-        if (doubles != nullptr && (q.isSignedFixed() || q.isUnsignedFixed()) && q.getWordlength() <= 52 &&
-            q.getFractionlength() >= -1000 && q.getFractionlength() <= 1000) {
+        if (doubles != nullptr && mWords.isUsable()) {
             mDoubles = doubles->elements();
-            mModulus = std::uint64_t{1} << q.getWordlength();
-            mStep = std::ldexp(1.0, -q.getFractionlength());
         }
     }
 
     void store(std::uint64_t element, std::string_view token) {
-        const std::optional<std::uint64_t> word = mDoubles.empty() ? std::nullopt : wordOf(token);
+        const std::optional<std::int64_t> word = mDoubles.empty() ? std::nullopt : wordOf(token);
         if (word) {
-            const bool isNegative = mQuantizer.isSignedFixed() && *word >= mModulus / 2;
-            mDoubles[element] =
-                (static_cast<double>(*word) - (isNegative ? static_cast<double>(mModulus) : 0.0)) * mStep;
+            mDoubles[element] = mWords.valueOf(*word);
             return;
         }
         mPart.setIndex(element);
@@ -223,13 +246,13 @@ class PartReader {
 
  private:
     /// The word of a token that fits; tokens to be refused or truncated are left to the quantizer.
-    std::optional<std::uint64_t> wordOf(std::string_view token) const {
-        std::uint64_t word = 0;
+    std::optional<std::int64_t> wordOf(std::string_view token) const {
+        std::int64_t word = 0;
         for (const char character : token) {
             const unsigned digit = digitOf(character);
             // Below 2^52 there is room for a digit more.
-            word = word * static_cast<unsigned>(mBase) + digit;
-            if (digit >= static_cast<unsigned>(mBase) || word >= mModulus) {
+            word = word * mBase + digit;
+            if (digit >= static_cast<unsigned>(mBase) || word >= mWords.modulus()) {
                 return std::nullopt;
             }
         }
@@ -237,13 +260,116 @@ class PartReader {
     }
 
     const quantizer& mQuantizer;
+    DoubleWords mWords;
     int mBase;
     number& mPart;
     std::span<double> mDoubles;
-    std::uint64_t mModulus = 0;
-    double mStep = 1.0;
     std::string mToken;
 };
+
+/// Reads texts of real words that fit, in one pass.
+class PlainReader {
+ public:
+    PlainReader(const DoubleWords& words, int base) : mWords(words), mBase(base) {
+        mKinds.fill(kOther);
+        for (std::size_t character = 0; character < mKinds.size(); ++character) {
+            if (kDigits[character] < base) {
+                mKinds[character] = kDigits[character];
+            }
+        }
+        for (const char* delimiter = kRealDelimiters; *delimiter != 0; ++delimiter) {
+            mKinds[static_cast<unsigned char>(*delimiter)] = kDelimiter;
+        }
+    }
+
+    /// Appends the values of a row. False if anything else than digits and delimiters is there, or a word that doesn't
+    /// fit.
+    template <class Character>
+    bool read(std::span<const Character> row, std::vector<double>& values) const {
+        const Character* place = row.data();
+        const Character* const end = place + row.size();
+        while (place != end) {
+            std::uint8_t kind = kindOf(*place++);
+            if (kind == kDelimiter) {
+                continue;
+            }
+            std::int64_t word = 0;
+            while (kind < kDelimiter) {
+                word = word * mBase + kind;
+                if (word >= mWords.modulus()) {
+                    return false;
+                }
+                kind = place == end ? kDelimiter : kindOf(*place++);
+            }
+            if (kind == kOther) {
+                return false;
+            }
+            values.push_back(mWords.valueOf(word));
+        }
+        return true;
+    }
+
+ private:
+    // Beyond all digits.
+    static constexpr std::uint8_t kDelimiter = 254;
+    static constexpr std::uint8_t kOther = 255;
+    template <class Character>
+    std::uint8_t kindOf(Character character) const {
+        const auto code = static_cast<std::make_unsigned_t<Character>>(character);
+        return code < mKinds.size() ? mKinds[code] : kOther;
+    }
+
+    DoubleWords mWords;
+    std::int64_t mBase;
+    std::array<std::uint8_t, 256> mKinds;
+};
+
+/// The elements of a text row by row.
+struct PlainText {
+    std::size_t rows;
+    std::size_t elementsPerRow;
+    std::vector<double> values;
+};
+
+/// Nothing unless all is plain: rows with as many elements as the first one, and nothing that `PlainReader` refuses.
+std::optional<PlainText> plainTextOf(const hvArray* text, const DoubleWords& words, int base) {
+    if (!words.isUsable() || hvGetNumberOfDimensions(text) > 2) {
+        return std::nullopt;
+    }
+    const PlainReader reader(words, base);
+    PlainText plain{hvGetM(text), 0, {}};
+    if (plain.rows == 1) {
+        // Narrowing the characters would take a pass more.
+        if (!reader.read(hvGetTypedData<hvChar>(text), plain.values)) {
+            return std::nullopt;
+        }
+        plain.elementsPerRow = plain.values.size();
+        return plain;
+    }
+    const TextRows rows(text);
+    for (std::size_t row = 0; row < plain.rows; ++row) {
+        if (!reader.read(rows.whole(row), plain.values)) {
+            return std::nullopt;
+        }
+        if (row == 0) {
+            plain.elementsPerRow = plain.values.size();
+            plain.values.reserve(plain.elementsPerRow * plain.rows);
+        }
+        if (plain.elementsPerRow == 0 || plain.values.size() != plain.elementsPerRow * (row + 1)) {
+            return std::nullopt;
+        }
+    }
+    return plain;
+}
+
+void storeByRows(const PlainText& plain, std::span<double> entries) {
+    auto value = plain.values.begin();
+    for (std::size_t row = 0; row < plain.rows; ++row) {
+        for (std::size_t column = 0; column < plain.elementsPerRow; ++column) {
+            entries[column * plain.rows + row] = *value++;
+        }
+    }
+}
 
 }  // namespace
 
@@ -264,6 +390,16 @@ void fi::base2numValidateAndInit(const hvArray* text, int base, const char* real
 void fi::base2num(const hvArray* text, int base) {
     errorIfScaledDouble("base2num");
     checkInput(text, base, Delimiters(kRealDelimiters));
+    const auto plain = isreal() ? plainTextOf(text, DoubleWords(getAssignmentQuantizer()), base) : std::nullopt;
+    if (plain) {
+        resizeAndZero(plain->rows, plain->elementsPerRow, getNumericType(), getFimath(), false);
+        // Where multi-precision entries are forced, the quantizer stores the words.
+        if (doublenumber* const doubles = mReal.asDouble()) {
+            storeByRows(*plain, doubles->elements().subspan(firstPlace()));
+            setIndex(0);
+            return;
+        }
+    }
     const TextRows rows(text);
     const TextShape shape = shapeOf(rows, base, kRealDelimiters, kComplexDelimiters);
     errorIfComplexSlopeBias(shape.isComplex);

@@ -63,6 +63,10 @@ class TextColumns {
     }
     /// Writes the text in each row.
     void fill(std::string_view text) {
+        if (mRows == 1) {
+            mNext = std::ranges::copy(text, mNext).out;
+            return;
+        }
         for (const char character : text) {
             mNext = std::fill_n(mNext, mRows, static_cast<hvChar>(character));
         }
@@ -111,8 +115,10 @@ class WordOfDouble {
 template <unsigned base>
 void writeDigits(const Field& field, std::size_t row, std::uint64_t word, unsigned runTimeBase) {
     const unsigned divisor = base == 0 ? runTimeBase : base;
-    for (std::size_t place = field.width; place-- > 0;) {
-        field.at(row, place) = static_cast<hvChar>("0123456789abcdefghijklmnopqrstuvwxyz"[word % divisor]);
+    hvChar* place = &field.at(row, field.width);
+    for (std::size_t count = field.width; count > 0; --count) {
+        place -= field.rows;
+        *place = u"0123456789abcdefghijklmnopqrstuvwxyz"[word % divisor];
         word /= divisor;
     }
 }

@@ -13,6 +13,7 @@
 
 #include "host/export.h"
 #include "host/reference/Value.h"
+#include "host/reference/file_bytes.h"
 
 namespace hostref {
 
@@ -47,8 +48,8 @@ TOLVANE_HOST_API std::span<const std::byte> behindHeading(std::span<const std::b
 
 // Files.
 
-std::vector<std::byte> readFile(const std::filesystem::path& file);
-/// Writes beside the file and renames, so that the name always refers to the old bytes or the new ones.
-void replaceFile(const std::filesystem::path& file, std::span<const std::byte> bytes);
+FileBytes readFile(const std::filesystem::path& file);
+/// As `savedBytes`, to a file; its name always refers to the old bytes or the new ones.
+void saveFile(const std::filesystem::path& file, std::span<const Variable> variables);
 
 }  // namespace hostref

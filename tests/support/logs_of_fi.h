@@ -55,14 +55,18 @@ inline std::unique_ptr<fi> anyArray(Random& random, const NumericType& type, con
                                      Operation::Assignment, 0U);
     const bool isRaw = random.oneIn(4);
     const bool hasSpecials = !type.isFixed() || (isRaw && mayBeSpecial && random.oneIn(2));
-    fill(made->real(), random, type, made->getAssignmentQuantizer(), isRaw, hasSpecials);
-    if (isComplex) {
-        fi imaginary(sizes.data(), sizes.size(), type, rules, false, "", isLocal, Operation::Assignment, 0U);
-        fill(imaginary.real(), random, type, imaginary.getAssignmentQuantizer(), isRaw, hasSpecials);
-        // Raw stores put the second array into the imaginary part, value by value.
+    // Raw stores put values of another array into a part, one by one: filling a part of many bits itself would leave
+    // values there that aren't of its words.
+    const auto store = [&](const auto& part) {
+        fi values(sizes.data(), sizes.size(), type, rules, false, "", isLocal, Operation::Assignment, 0U);
+        fill(values.real(), random, type, values.getAssignmentQuantizer(), isRaw, hasSpecials);
         for (std::uint64_t i = 0; i < made->numel(); ++i) {
-            const_cast<number&>(made->imag(i)).setvalue(imaginary.real(i));
+            part(i).setvalue(values.real(i));
         }
+    };
+    store([&](std::uint64_t i) -> number& { return made->real()[i]; });
+    if (isComplex) {
+        store([&](std::uint64_t i) -> number& { return const_cast<number&>(made->imag(i)); });
     }
     made->setIndex(0);
     made->resetLogging();

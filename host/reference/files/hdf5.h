@@ -14,12 +14,13 @@
 #include <vector>
 
 #include "host/hv.h"
+#include "host/reference/file_bytes.h"
 #include "host/reference/saved_objects.h"
 
 namespace hostref::parts {
 
-/// See saved_objects.h.
-std::vector<std::byte> savedBytes(std::span<const Variable> variables);
+/// As in saved_objects.h, but with room for the heading instead of it.
+FileBytes savedBytes(std::span<const Variable> variables);
 
 }  // namespace hostref::parts
 
@@ -108,7 +109,7 @@ class Image {
     }
 
     /// The written bytes, with room for the heading, once the file is closed.
-    std::vector<std::byte> take() {
+    FileBytes take() {
         // The superblock holds the end of the file; the bytes extend to the next step.
         constexpr std::size_t kEndAt = 28;
         std::uint64_t end = 0;
@@ -126,7 +127,7 @@ class Image {
             return nullptr;
         }
         try {
-            mWritten.resize(kHeadingBytes + size);
+            mWritten.resize(kHeadingBytes + size, std::byte{});
             return mWritten.data() + kHeadingBytes;
         } catch (const std::exception&) {
             return nullptr;
@@ -134,7 +135,7 @@ class Image {
     }
 
     std::span<const std::byte> mRead;
-    std::vector<std::byte> mWritten;
+    FileBytes mWritten;
 };
 
 /// The representation of elements in the file and in memory.

@@ -231,26 +231,31 @@ class Reader {
 
     // Values
 
-    Value value(const Link& link, int depth) {
+    /// Nothing for an element or a property without a value.
+    std::optional<Value> valueIfAny(const Link& link, int depth) {
         require(depth <= kDeepest, "its values are within one another too deeply");
         if (const auto known = mObjects.find(link.address); known != mObjects.end()) {
             return known->second;
         }
+        const Object object = opened<Object>(H5Oopen_by_addr(mFile.get(), link.address));
+        const H5I_type_t type = H5Iget_type(object.get());
+        require(type == H5I_DATASET || type == H5I_GROUP, "a part of it is of another kind");
+        const std::string className = type == H5I_GROUP ? text(object.get(), kClass) : std::string();
+        if (className == kNull) {
+            return std::nullopt;
+        }
         // Only an object may be in several places, and none within itself.
         require(mSeen.insert(link.address).second, "a part of it is in two places");
-        const Object object = opened<Object>(H5Oopen_by_addr(mFile.get(), link.address));
-        switch (H5Iget_type(object.get())) {
-            case H5I_DATASET:
-                return Value(plainArray(object.get()));
-            case H5I_GROUP:
-                return groupValue(object.get(), link, depth);
-            default:
-                raiseDamaged("a part of it is of another kind");
-        }
+        return type == H5I_GROUP ? groupValue(object.get(), className, link, depth) : Value(plainArray(object.get()));
     }
 
-    Value groupValue(hid_t group, const Link& link, int depth) {
-        const std::string className = text(group, kClass);
+    Value value(const Link& link, int depth) {
+        std::optional<Value> any = valueIfAny(link, depth);
+        require(any.has_value(), "a class is none");
+        return *std::move(any);
+    }
+
+    Value groupValue(hid_t group, const std::string& className, const Link& link, int depth) {
         if (className == "cell") {
             return Value(cells(group, depth));
         }
@@ -268,14 +273,11 @@ class Reader {
         return made;
     }
 
-    bool isNull(const Link& link) const {
-        const Object object = opened<Object>(H5Oopen_by_addr(mFile.get(), link.address));
-        return H5Iget_type(object.get()) == H5I_GROUP && H5Aexists(object.get(), kClass) > 0 &&
-               text(object.get(), kClass) == kNull;
-    }
-
     /// An element of a cell or a field; null if it was never set.
-    hvArrayOwner element(const Link& link, int depth) { return isNull(link) ? nullptr : value(link, depth).toArray(); }
+    hvArrayOwner element(const Link& link, int depth) {
+        const std::optional<Value> any = valueIfAny(link, depth);
+        return any ? any->toArray() : nullptr;
+    }
 
     // Plain data
 
@@ -320,13 +322,9 @@ class Reader {
         return array;
     }
 
-    /// Reads the data of a dataset that holds the values directly.
+    /// Reads the data of a dataset. The check of the file's structure found that it holds the values itself: no filter
+    /// changes them, and no other file has them.
     void takeData(hid_t dataset, std::size_t bytes, hid_t memoryType, void* data) {
-        const Properties settings = opened<Properties>(H5Dget_create_plist(dataset));
-        const H5D_layout_t layout = H5Pget_layout(settings.get());
-        require((layout == H5D_COMPACT || layout == H5D_CONTIGUOUS) && H5Pget_external_count(settings.get()) == 0 &&
-                    H5Pget_nfilters(settings.get()) == 0,
-                "the elements of an array are elsewhere");
         require(bytes <= mBytesLeft, "its arrays are larger than the file");
         mBytesLeft -= bytes;
         if (bytes > 0) {
@@ -437,9 +435,7 @@ class Reader {
         }
         SavedProperties saved;
         for (const Link& link : linksOf(group)) {
-            const bool hasValue = !isNull(link);
-            saved.emplace(requireName(link, "a property is none"),
-                          hasValue ? std::optional(value(link, depth + 1)) : std::nullopt);
+            saved.emplace(requireName(link, "a property is none"), valueIfAny(link, depth + 1));
         }
         mKeeper.watch(objectClass);
         return restored(objectClass, saved);

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <future>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "host/ErrorIdException.h"
 #include "host/reference/files/hdf5_check.h"
@@ -20,18 +22,26 @@ namespace {
 
 constexpr std::string_view kBeginning = "Velmar saved objects\nsha256 ";
 
-std::string digestOf(std::span<const std::byte> bytes) {
-    std::string digest = parts::get<parts::Digests>().sha256(bytes);
+/// The heading that holds a digest; empty means that there is none.
+std::string headingWith(const std::string& digest) {
     if (digest.empty()) {
         raiseError("VELMAR:save:failed", "The process offers no SHA-256.");
     }
-    return digest;
+    std::string heading = std::string(kBeginning) + digest + "\n";
+    heading.resize(kHeadingBytes, '\n');
+    return heading;
 }
 
 std::string headingOf(std::span<const std::byte> hdf5File) {
-    std::string heading = std::string(kBeginning) + digestOf(hdf5File) + "\n";
-    heading.resize(kHeadingBytes, '\n');
-    return heading;
+    return headingWith(parts::get<parts::Digests>().sha256(hdf5File));
+}
+
+/// The digest that another thread computes, if the file is so large that this takes longer than starting the thread.
+std::future<std::string> digestBeside(std::span<const std::byte> hdf5File) {
+    constexpr std::size_t kLarge = std::size_t{1} << 18;
+    const parts::Digests& digests = parts::get<parts::Digests>();
+    return std::async(hdf5File.size() >= kLarge ? std::launch::async | std::launch::deferred : std::launch::deferred,
+                      digests.sha256, hdf5File);
 }
 
 class Descriptor {
@@ -39,7 +49,10 @@ class Descriptor {
     explicit Descriptor(int number) : mNumber(number) {}
     ~Descriptor() { close(); }
     Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(mNumber, other.mNumber);
+        return *this;
+    }
     int get() const { return mNumber; }
     bool close() { return mNumber < 0 || ::close(std::exchange(mNumber, -1)) == 0; }
 
@@ -59,18 +72,94 @@ class Descriptor {
     raiseFor("VELMAR:load:notRead", file, "can't be read: " + why + ".");
 }
 
-bool writeAll(int descriptor, std::span<const std::byte> bytes) {
+bool writeAll(int descriptor, std::span<const std::byte> bytes, std::size_t offset) {
     while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        const ssize_t written = ::pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (written < 0 && errno == EINTR) {
             continue;
         }
         if (written <= 0) {
             return false;
         }
+        offset += static_cast<std::size_t>(written);
         bytes = bytes.subspan(static_cast<std::size_t>(written));
     }
     return true;
+}
+
+/// A new file under a temporary name beside its target, removed unless it takes the target's place.
+class FileBeside {
+ public:
+    explicit FileBeside(std::filesystem::path target) : mTarget(std::move(target)) {}
+    ~FileBeside() {
+        if (!mName.empty()) {
+            ::unlink(mName.c_str());
+        }
+    }
+    FileBeside(const FileBeside&) = delete;
+    FileBeside& operator=(const FileBeside&) = delete;
+    // Each leaves the reason in errno if it fails.
+    bool open() {
+        std::string name = mTarget.string() + ".XXXXXX";
+        mOpened = Descriptor(::mkostemp(name.data(), O_CLOEXEC));
+        if (mOpened.get() >= 0) {
+            mName = std::move(name);
+        }
+        return mOpened.get() >= 0;
+    }
+    int get() const { return mOpened.get(); }
+    bool replaceTarget() {
+        const bool isReplaced = mOpened.close() && ::rename(mName.c_str(), mTarget.c_str()) == 0;
+        if (isReplaced) {
+            mName.clear();
+        }
+        return isReplaced;
+    }
+
+ private:
+    std::filesystem::path mTarget;
+    std::string mName;
+    Descriptor mOpened{-1};
+};
+
+/// Starts to write to the disk what was written to a file, where the system can.
+void startSynchronising([[maybe_unused]] int descriptor) {
+#if defined(__linux__)
+    static_cast<void>(::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE));
+#endif
+}
+
+/// Writes beside the file and renames, so that the name always refers to the old bytes or the new ones.
+void replaceFile(const std::filesystem::path& file, std::span<const std::byte> hdf5File) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    // A symbolic link keeps its target.
+    const fs::path target = fs::is_symlink(file, ignored) ? fs::weakly_canonical(file, ignored) : file;
+    const fs::file_status old = fs::status(target, ignored);
+    if (fs::exists(old) && !fs::is_regular_file(old)) {
+        raiseNotWritten(file, "it is no regular file");
+    }
+    std::future<std::string> digest = digestBeside(hdf5File);
+    FileBeside beside(target);
+    // As for a new file, or as the old one.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    const mode_t mode = fs::exists(old) ? static_cast<mode_t>(old.permissions()) & 0777U : 0666U & ~mask;
+    if (!beside.open() || ::fchmod(beside.get(), mode) != 0 || !writeAll(beside.get(), hdf5File, kHeadingBytes)) {
+        raiseNotWritten(file, std::strerror(errno));
+    }
+    startSynchronising(beside.get());
+    const std::string heading = headingWith(digest.get());
+    if (!writeAll(beside.get(), std::as_bytes(std::span(heading)), 0) || ::fsync(beside.get()) != 0 ||
+        !beside.replaceTarget()) {
+        raiseNotWritten(file, std::strerror(errno));
+    }
+    // The new name is safe once its folder is; a folder that can't be synchronised leaves the old file or the new one.
+    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    const Descriptor openedFolder(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (openedFolder.get() >= 0) {
+        ::fsync(openedFolder.get());
+    }
 }
 
 }  // namespace
@@ -92,7 +181,7 @@ std::span<const std::byte> behindHeading(std::span<const std::byte> bytes) {
     return rest;
 }
 
-std::vector<std::byte> readFile(const std::filesystem::path& file) {
+FileBytes readFile(const std::filesystem::path& file) {
     // Without waiting for a writer if this is a pipe.
     const Descriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status = {};
@@ -102,7 +191,7 @@ std::vector<std::byte> readFile(const std::filesystem::path& file) {
     if (!S_ISREG(status.st_mode)) {
         raiseNotRead(file, "it is no regular file");
     }
-    std::vector<std::byte> bytes(static_cast<std::size_t>(status.st_size));
+    FileBytes bytes(static_cast<std::size_t>(status.st_size));
     std::size_t done = 0;
     while (done < bytes.size()) {
         const ssize_t count = ::read(opened.get(), bytes.data() + done, bytes.size() - done);
@@ -121,41 +210,16 @@ std::vector<std::byte> readFile(const std::filesystem::path& file) {
     return bytes;
 }
 
-void replaceFile(const std::filesystem::path& file, std::span<const std::byte> bytes) {
-    namespace fs = std::filesystem;
-    std::error_code ignored;
-    // A symbolic link keeps its target.
-    const fs::path target = fs::is_symlink(file, ignored) ? fs::weakly_canonical(file, ignored) : file;
-    const fs::file_status old = fs::status(target, ignored);
-    if (fs::exists(old) && !fs::is_regular_file(old)) {
-        raiseNotWritten(file, "it is no regular file");
-    }
-    std::string beside = target.string() + ".XXXXXX";
-    Descriptor opened(::mkostemp(beside.data(), O_CLOEXEC));
-    if (opened.get() < 0) {
-        raiseNotWritten(file, std::strerror(errno));
-    }
-    // As for a new file, or as the old one.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    const mode_t mode = fs::exists(old) ? static_cast<mode_t>(old.permissions()) & 0777U : 0666U & ~mask;
-    const bool isThere = ::fchmod(opened.get(), mode) == 0 && writeAll(opened.get(), bytes) &&
-                         ::fsync(opened.get()) == 0 && opened.close() && ::rename(beside.c_str(), target.c_str()) == 0;
-    if (!isThere) {
-        const std::string why = std::strerror(errno);
-        ::unlink(beside.c_str());
-        raiseNotWritten(file, why);
-    }
-    // The new name is safe once its folder is; a folder that can't be synchronised leaves the old file or the new one.
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    const Descriptor openedFolder(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (openedFolder.get() >= 0) {
-        ::fsync(openedFolder.get());
-    }
+void saveFile(const std::filesystem::path& file, std::span<const Variable> variables) {
+    const FileBytes bytes = parts::get<parts::Files>().savedBytes(variables);
+    replaceFile(file, std::span(bytes).subspan(kHeadingBytes));
 }
 
 std::vector<std::byte> savedBytes(std::span<const Variable> variables) {
-    return parts::get<parts::Files>().savedBytes(variables);
+    const FileBytes saved = parts::get<parts::Files>().savedBytes(variables);
+    std::vector<std::byte> bytes(saved.begin(), saved.end());
+    setHeading(bytes);
+    return bytes;
 }
 
 std::vector<Variable> loadedVariables(std::span<const std::byte> bytes, SharedState shared,

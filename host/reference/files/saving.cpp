@@ -101,7 +101,7 @@ class Writer {
     }
 
     /// Closes the file.
-    std::vector<std::byte> bytes() {
+    FileBytes bytes() {
         mObjects.clear();
         mFile = File();
         return mImage.take();
@@ -308,7 +308,7 @@ class Writer {
 
 }  // namespace
 
-std::vector<std::byte> savedBytes(std::span<const Variable> variables) {
+FileBytes savedBytes(std::span<const Variable> variables) {
     std::set<std::string> names;
     for (const Variable& variable : variables) {
         if (variable.name.empty() || !names.insert(variable.name).second) {
@@ -320,9 +320,7 @@ std::vector<std::byte> savedBytes(std::span<const Variable> variables) {
     for (const Variable& variable : variables) {
         writer.write(variable);
     }
-    std::vector<std::byte> bytes = writer.bytes();
-    setHeading(bytes);
-    return bytes;
+    return writer.bytes();
 }
 
 }  // namespace hostref::parts

@@ -11,6 +11,7 @@
 
 #include "host/bs_md5.h"
 #include "host/hv.h"
+#include "host/reference/file_bytes.h"
 #include "host/reference/saved_objects.h"
 
 namespace hostref::parts {
@@ -39,10 +40,10 @@ struct Digests {
     std::string (*sha256)(std::span<const std::byte> bytes);
 };
 
-/// Saving and loading; see saved_objects.h.
+/// Saving and loading; see saved_objects.h. Saved bytes begin with room for the heading.
 struct Files {
     static constexpr const char* kName = "tolvane_files";
-    std::vector<std::byte> (*savedBytes)(std::span<const Variable> variables);
+    FileBytes (*savedBytes)(std::span<const Variable> variables);
     std::vector<Variable> (*loadedVariables)(std::span<const std::byte> bytes, SharedState shared,
                                              const std::optional<std::string>& name);
     std::vector<std::string> (*namesIn)(std::span<const std::byte> bytes);

@@ -330,7 +330,7 @@ Value Session::assign(const Value& value, std::span<const Subscript> path, const
 // Saved objects
 
 void Session::save(const std::filesystem::path& file, std::span<const Variable> variables) {
-    run([&] { replaceFile(file, savedBytes(variables)); });
+    run([&] { saveFile(file, variables); });
 }
 
 std::vector<Variable> Session::load(const std::filesystem::path& file, SharedState shared) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <ostream>
 #include <type_traits>
 
@@ -46,6 +47,9 @@ std::vector<double> asDoubles(const hvArray* array, Part part) {
 
 template <class T>
 bool samePart(std::span<const T> a, std::span<const T> b) {
+    if (a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size_bytes()) == 0)) {
+        return true;
+    }
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](T x, T y) {
         if constexpr (std::is_floating_point_v<T>) {
             if (std::isnan(x) || std::isnan(y)) {

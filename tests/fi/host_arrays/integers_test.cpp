@@ -140,10 +140,17 @@ TEST(FiInt, RoundsEntriesBetweenIntegersAndCutsThoseBeyondTheClass) {
         {true, 33, -3, 0.24, 1},
     };
     for (const Row& row : rows) {
-        fi array = column({0.0}, fixedType(row.isSigned, row.wordBits, -row.exponent));
-        array.setvalue(row.entry);
-        const hvArrayOwner view(array.getIntHvArray());
-        EXPECT_EQ(hvGetScalar(view.get()), row.wanted) << row.wordBits << ' ' << row.entry;
+        // Alone, and among words that vectors hold.
+        for (const std::size_t count : {1U, 19U}) {
+            const std::size_t place = count / 2;
+            fi array = column(std::vector<double>(count), fixedType(row.isSigned, row.wordBits, -row.exponent));
+            array.setIndex(place);
+            array.setvalue(row.entry);
+            const hvArrayOwner view(array.getIntHvArray());
+            Integers wanted(count);
+            wanted[place] = Integer(row.wanted);
+            EXPECT_EQ(integersIn(view.get()).re, wanted) << row.wordBits << ' ' << row.entry;
+        }
     }
 }
 
