@@ -39,9 +39,10 @@ FiOwner randomWide(Random& random, const NumericType& type, const fimath& rules,
     const int bits = type.getWordLength();
     const bool hasNegativeZeros = random.oneIn(2);
     const bool hasBounds = random.oneIn(2);
+    const bool hasOnlyZeros = random.oneIn(6);
     const auto store = [&](const number& entry) {
         auto& target = const_cast<number&>(entry);
-        if (random.oneIn(6)) {
+        if (hasOnlyZeros || random.oneIn(6)) {
             target.setvalue(hasNegativeZeros && random.oneIn(2) ? -0.0 : 0.0);
             return;
         }
@@ -283,11 +284,11 @@ void expectTheSame(unsigned seed, int rounds, const Row (&table)[rows], bool are
 }
 
 TEST(WordsElementwise, CompareLikeFloats) {
-    expectTheSame(6101, 600, kComparisons, false);
+    expectTheSame(6101, 500, kComparisons, false);
 }
 
 TEST(WordsElementwise, ChangeLikeFloats) {
-    expectTheSame(6102, 300, kChanges, true);
+    expectTheSame(6102, 250, kChanges, true);
 }
 
 }  // namespace
