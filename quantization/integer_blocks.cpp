@@ -75,9 +75,13 @@ bool isZero(const mp_limb_t* x, std::size_t width) {
     return all == 0;
 }
 
+}  // namespace
+
 std::uint64_t zerosOf(const Block& block, std::size_t count, std::size_t width) {
     return maskOf(count, [&](std::size_t i) { return isZero(block.limbs + i * width, width); });
 }
+
+namespace {
 
 /// The integers below zero, and the negative zeros.
 std::uint64_t signsOf(const Block& block, std::size_t count, std::size_t width) {
@@ -562,6 +566,156 @@ void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Bl
             }
         }
     });
+}
+
+namespace {
+
+int shiftToDivide(const Extent& a, const Extent& b, int exponent) {
+    return a.exponent - b.exponent - exponent;
+}
+
+template <int limbs>
+void divideNative(const Block& a, const Block& b, std::size_t count, Block& out) {
+    using Int = typename Native<limbs>::Int;
+    const auto* const x = integersOf<limbs>(a);
+    const auto* const y = integersOf<limbs>(b);
+    auto* const quotients = integersOf<limbs>(out);
+    for (std::size_t i = 0; i < count; ++i) {
+        const Int dividend = x[i];
+        const Int divisor = y[i];
+        Int quotient = 0;
+        Int remainder = 0;
+        if (limbs == 2 && dividend == static_cast<std::int64_t>(dividend) &&
+            divisor == static_cast<std::int64_t>(divisor)) {
+            quotient = static_cast<std::int64_t>(dividend) / static_cast<std::int64_t>(divisor);
+            remainder = dividend - quotient * divisor;
+        } else {
+            quotient = dividend / divisor;
+            remainder = dividend - quotient * divisor;
+        }
+        // Division rounds toward zero.
+        const Int isBelow = remainder != 0 && (remainder < 0) != (divisor < 0) ? 1 : 0;
+        quotients[i] = (quotient - isBelow) | (remainder != 0 ? 1 : 0);
+    }
+}
+
+void divideLimbs(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out) {
+    std::vector<mp_limb_t> work(4 * width + 1);
+    mp_limb_t* const x = work.data();
+    mp_limb_t* const y = x + width;
+    mp_limb_t* const remainder = y + width;
+    mp_limb_t* const quotient = remainder + width;
+    const auto usedOf = [width](const mp_limb_t* value) {
+        std::size_t used = width;
+        while (used > 0 && value[used - 1] == 0) {
+            --used;
+        }
+        return used;
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+        std::copy_n(a.limbs + i * width, width, x);
+        std::copy_n(b.limbs + i * width, width, y);
+        mp_limb_t* const q = out.limbs + i * width;
+        bool isNegative = false;
+        for (mp_limb_t* const value : {x, y}) {
+            if (signLimb(value[width - 1]) != 0) {
+                mpn_neg(value, value, sizeOf(width));
+                isNegative = !isNegative;
+            }
+        }
+        const std::size_t n = usedOf(x);
+        const std::size_t m = usedOf(y);
+        std::fill_n(q, width, 0);
+        bool hasRemainder = n > 0;
+        if (n >= m) {
+            mpn_tdiv_qr(quotient, remainder, 0, x, sizeOf(n), y, sizeOf(m));
+            std::copy_n(quotient, n - m + 1, q);
+            hasRemainder = !isZero(remainder, m);
+        }
+        if (isNegative) {
+            mpn_neg(q, q, sizeOf(width));
+            mpn_sub_1(q, q, sizeOf(width), hasRemainder ? 1 : 0);
+        }
+        q[0] |= hasRemainder ? 1U : 0U;
+    }
+}
+
+}  // namespace
+
+Extent quotientOf(const Extent& a, const Extent& b, int exponent) {
+    return {exponent, std::max(a.bits + shiftToDivide(a, b, exponent), 0) + 1, a.hasSign || b.hasSign};
+}
+
+int bitsToDivide(const Extent& a, const Extent& b, int exponent) {
+    const int shift = shiftToDivide(a, b, exponent);
+    return std::max(neededBits(a) + std::max(shift, 0), neededBits(b) + std::max(-shift, 0));
+}
+
+void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t count, std::size_t width, Block& out) {
+    const int shift = shiftToDivide(a.extent, b.extent, exponent);
+    const Extent extent = quotientOf(a.extent, b.extent, exponent);
+    const std::uint64_t zeroDividends = zerosOf(a, count, width);
+    const std::uint64_t negativeZeros =
+        zeroDividends != 0 ? zeroDividends & (signsOf(a, count, width) ^ signsOf(b, count, width)) : 0;
+    for (std::uint64_t rest = zeros; rest != 0; rest &= rest - 1) {
+        b.limbs[static_cast<std::size_t>(std::countr_zero(rest)) * width] = 1;
+    }
+    shiftAllLeft(shift > 0 ? a : b, count, width, static_cast<unsigned>(std::abs(shift)));
+    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
+        if constexpr (limbs > 0) {
+            divideNative<limbs>(a, b, count, out);
+        } else {
+            divideLimbs(a, b, count, width, out);
+        }
+    });
+    out.extent = extent;
+    out.negativeZeros = negativeZeros & ~zeros;
+}
+
+std::size_t compress(std::uint64_t mask, std::size_t count, std::size_t width, Block& block) {
+    std::size_t kept = 0;
+    std::uint64_t signs = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if ((mask >> i & 1U) == 0) {
+            std::copy_n(block.limbs + i * width, width, block.limbs + kept * width);
+            signs |= (block.negativeZeros >> i & 1U) << kept;
+            ++kept;
+        }
+    }
+    block.negativeZeros = signs;
+    return kept;
+}
+
+void expand(std::uint64_t mask, std::size_t count, std::size_t width, Block& block) {
+    auto from = count - static_cast<std::size_t>(std::popcount(mask));
+    std::uint64_t signs = 0;
+    for (std::size_t i = count; i-- > 0;) {
+        if ((mask >> i & 1U) == 0) {
+            --from;
+            std::copy_n(block.limbs + from * width, width, block.limbs + i * width);
+            signs |= (block.negativeZeros >> from & 1U) << i;
+        }
+    }
+    block.negativeZeros = signs;
+}
+
+void setBounds(const Format& format, const Block& values, std::uint64_t mask, std::size_t count, std::size_t width,
+               Block& out) {
+    for (std::size_t i = 0; mask != 0 && i < count; ++i) {
+        if ((mask >> i & 1U) != 0) {
+            setBound(out.limbs + i * width, width, format.grid, signLimb(values.limbs[i * width + width - 1]) == 0);
+        }
+    }
+}
+
+void negate(std::size_t count, std::size_t width, Block& block) {
+    const std::uint64_t zeros = zerosOf(block, count, width);
+    for (std::size_t i = 0; i < count; ++i) {
+        mpn_neg(block.limbs + i * width, block.limbs + i * width, sizeOf(width));
+    }
+    block.negativeZeros = zeros & ~block.negativeZeros;
+    ++block.extent.bits;
+    block.extent.hasSign = true;
 }
 
 void roundTo(int bits, std::size_t count, std::size_t width, Block& block) {

@@ -135,6 +135,27 @@ void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, s
                 std::size_t width, Block& scratch, Block& total);
 /// Adds x to the total, or subtracts it. The total takes the lesser exponent.
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total);
+/// The bits below the last place of a format that a quotient has for its rounding.
+constexpr int kGuardBits = 2;
+/// The extent of quotients by integers that aren't zero, as integers of an exponent.
+Extent quotientOf(const Extent& a, const Extent& b, int exponent);
+/// The bits that dividend and divisor fit in when they are brought to quotients of an exponent.
+int bitsToDivide(const Extent& a, const Extent& b, int exponent);
+/// A bit for each integer that is zero.
+std::uint64_t zerosOf(const Block& block, std::size_t count, std::size_t width);
+/// Sets `out` to quotients that have the exponent: rounded down, and odd where something was cut off, so that they
+/// round at any of the bits above the last two like the quotients themselves. Where b is zero, the quotient is any
+/// value. Scales a or b, and sets divisors of zero to another value.
+void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t count, std::size_t width, Block& out);
+/// Moves the integers without a bit in the mask to the front and back.
+std::size_t compress(std::uint64_t mask, std::size_t count, std::size_t width, Block& block);
+void expand(std::uint64_t mask, std::size_t count, std::size_t width, Block& block);
+/// Sets the integers of the mask to a bound of the format, as the sign of `values`, which aren't negative if zero,
+/// says.
+void setBounds(const Format& format, const Block& values, std::uint64_t mask, std::size_t count, std::size_t width,
+               Block& out);
+/// Negates; zeros change their sign.
+void negate(std::size_t count, std::size_t width, Block& block);
 /// Rounds to so many significant bits, to nearest with ties to even.
 void roundTo(int bits, std::size_t count, std::size_t width, Block& block);
 /// Forces the values into the format; notes nothing if `notes` is null.

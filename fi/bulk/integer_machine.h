@@ -34,6 +34,31 @@ class ExtentMachine {
 
     void multiply(Cell& cell, const Cell& a, const Cell& b) { set(cell, integers::productOf(a, b)); }
     void combine(Sign sign, Cell& cell, const Cell& x) { set(cell, integers::sumOf(sign, cell, x)); }
+    // Divisors are taken to be other than zero.
+    static bool isZero(const Cell&) { return false; }
+    void divide(Cell& cell, const Cell& a, const Cell& b, bool) {
+        const int exponent = product.format.grid.exponent;
+        hold({0, integers::bitsToDivide(a, b, exponent - integers::kGuardBits), true});
+        // A quotient isn't closer to a multiple of half a unit than the reciprocal of twice the divisor, unless it is
+        // one, which a cell holds. Neither the rounding of the quotient nor that of its sum with a half comes that far
+        // with as many bits as this.
+        const int shift = a.exponent - b.exponent - exponent;
+        constexpr int kSafetyBits = 5;
+        mHolds = mHolds && std::max(a.bits, b.bits) <= product.precision &&
+                 std::max(a.bits + shift, 0) + std::max(-shift, 0) + b.bits + kSafetyBits <= product.precision;
+        set(cell, integers::quotientOf(a, b, exponent - integers::kGuardBits));
+    }
+    void quantizeBut(bool, const Place& place, Cell& cell) { quantize(place, cell); }
+    static void takeBound(bool, const Place&, const Cell&, const Cell&) {}
+    static void keep(const Cell& cell, Cell& copy) { copy = cell; }
+    void negate(Cell& cell) {
+        ++cell.bits;
+        cell.hasSign = true;
+        hold(cell);
+    }
+    static constexpr Sign kPlus = Sign::plus;
+    static constexpr Sign kMinus = Sign::minus;
+
     static bool casts(const Place& place) { return place.casts; }
     Cell cast(const Place& place, const Cell& x) {
         Cell result = x;
@@ -148,6 +173,36 @@ class IntegerMachine {
             ++place.overflows[mFirst + static_cast<std::size_t>(std::countr_zero(rest))];
         }
     }
+
+    std::uint64_t isZero(const Cell& x) const { return integers::zerosOf(x, mCount, mWidth); }
+    /// Changes the operands.
+    void divide(Cell& cell, const Cell& a, const Cell& b, std::uint64_t zeros) const {
+        Cell dividend = a;
+        Cell divisor = b;
+        integers::divide(dividend, divisor, product.format.grid.exponent - integers::kGuardBits, zeros, mCount, mWidth,
+                         cell);
+    }
+    void quantizeBut(std::uint64_t zeros, const Place& place, Cell& cell) {
+        if (zeros == 0) {
+            quantize(place, cell);
+            return;
+        }
+        const std::size_t count = mCount;
+        mCount = integers::compress(zeros, count, mWidth, cell);
+        if (mCount > 0) {
+            quantize(place, cell);
+        }
+        mCount = count;
+        integers::expand(zeros, count, mWidth, cell);
+        cell.extent = integers::extentOf(place.format.grid);
+    }
+    void takeBound(std::uint64_t zeros, const Place& place, Cell& cell, const Cell& a) const {
+        integers::setBounds(place.format, a, zeros, mCount, mWidth, cell);
+    }
+    void keep(const Cell& cell, Cell& copy) const { integers::copy(cell, mCount, mWidth, copy); }
+    void negate(Cell& cell) const { integers::negate(mCount, mWidth, cell); }
+    static constexpr Sign kPlus = Sign::plus;
+    static constexpr Sign kMinus = Sign::minus;
 
     Place product;
     Place pair;

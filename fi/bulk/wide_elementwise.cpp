@@ -305,6 +305,132 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     return true;
 }
 
+// Quotients.
+
+namespace {
+
+/// Both parts of an operand as a machine has them; `imag` is null for a real one.
+template <class Cell>
+struct Parts {
+    Cell* real;
+    Cell* imag;
+};
+
+/// The cells of a division.
+template <class Cell>
+struct DivisionCells {
+    Cell numerators[2];
+    Cell divisor;
+    Cell other;
+    Cell quotients[2];
+};
+
+/// Divides both parts of a by b.
+template <class Machine, class Cell>
+void divideParts(Machine& machine, const Parts<Cell>& a, const Parts<Cell>& b, DivisionCells<Cell>& cells) {
+    const auto divide = [&](Cell& quotient, Cell& numerator, Cell& divisor) {
+        steps::divideStep(machine, machine.product, quotient, numerator, divisor);
+    };
+    if (!b.imag) {
+        divide(cells.quotients[0], *a.real, *b.real);
+        if (a.imag) {
+            // The first division has scaled the divisor.
+            divide(cells.quotients[1], *a.imag, cells.divisor);
+        }
+        return;
+    }
+    steps::squareMagnitude(machine, cells.divisor, cells.other, *b.real, *b.imag);
+    if (a.imag) {
+        steps::multiplyByConjugate(machine, cells.numerators[0], cells.numerators[1], cells.other, *a.real, *a.imag,
+                                   *b.real, *b.imag);
+    } else {
+        steps::multiplyByConjugate(machine, cells.numerators[0], cells.numerators[1], *a.real, *b.real, *b.imag);
+    }
+    machine.keep(cells.divisor, cells.other);
+    divide(cells.quotients[0], cells.numerators[0], cells.divisor);
+    divide(cells.quotients[1], cells.numerators[1], cells.other);
+}
+
+}  // namespace
+
+std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,
+                           fi& result, const ByElements& byElements) {
+    const quantizer& q = result.getAssignmentQuantizer();
+    const std::uint64_t count = result.numel();
+    if (!q.isFixedPoint() || areEntriesDoubles(precision) || number::getDefaultForceMultiplePrecision() || count == 0) {
+        return std::nullopt;
+    }
+    std::optional<Operand> a = Operand::of(left, count, left.isscalar());
+    std::optional<Operand> b = Operand::of(right, count, right.isscalar());
+    if (!a || !b) {
+        return std::nullopt;
+    }
+    const integers::Format format = integers::formatOf(q);
+    const ExtentMachine::Place extents{format, false, cellBits(precision)};
+    ExtentMachine proof(extents, extents, extents);
+    const auto extentOf = [&](std::optional<Source>& imag, Source& real) {
+        // One extent for both parts.
+        Extent both = real.extent();
+        if (imag) {
+            const int exponent = std::min(both.exponent, imag->extent().exponent);
+            both = {exponent,
+                    std::max(both.bits + (both.exponent - exponent),
+                             imag->extent().bits + (imag->extent().exponent - exponent)),
+                    true};
+        }
+        proof.hold(both);
+        return both;
+    };
+    Extent extentOfA = extentOf(a->imag, a->real);
+    Extent extentOfB = extentOf(b->imag, b->real);
+    DivisionCells<Extent> cellExtents;
+    cellExtents.divisor = extentOfB;
+    divideParts(proof, Parts<Extent>{&extentOfA, a->imag ? &extentOfA : nullptr},
+                Parts<Extent>{&extentOfB, b->imag ? &extentOfB : nullptr}, cellExtents);
+    std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
+    if (!out) {
+        return std::nullopt;
+    }
+
+    const qlogger& log = q.getQlogger();
+    const bool counts = log.isLogging();
+    const std::size_t width = proof.width();
+    Arena arena(width, 15);
+    std::array tallies{IntegerTally(width)};
+    const IntegerMachine::Place place{format, false, counts ? tallies.data() : nullptr};
+    IntegerMachine machine(place, place, place, width, arena.next());
+    machine.setFactorWidth(width);
+    for (Source* const source : {&a->real, &b->real, a->imag ? &*a->imag : nullptr, b->imag ? &*b->imag : nullptr}) {
+        if (source) {
+            source->open(arena, width);
+        }
+    }
+    Block leftBlocks[] = {arena.next(), arena.next()};
+    Block rightBlocks[] = {arena.next(), arena.next()};
+    DivisionCells<Block> cells{{arena.next(), arena.next()}, arena.next(), arena.next(), {arena.next(), arena.next()}};
+    runBlocks(
+        *out, counts, Ledger<IntegerTally, 1>({&log}, tallies.front()), tallies,
+        [&](std::uint64_t begin, std::size_t length) {
+            machine.setCount(length);
+            const auto take = [&](const Operand& x, Block* blocks) {
+                x.real.take(begin, length, blocks[0]);
+                if (x.imag) {
+                    x.imag->take(begin, length, blocks[1]);
+                }
+                return Parts<Block>{&blocks[0], x.imag ? &blocks[1] : nullptr};
+            };
+            const Parts<Block> divisors = take(*b, rightBlocks);
+            machine.keep(rightBlocks[0], cells.divisor);
+            divideParts(machine, take(*a, leftBlocks), divisors, cells);
+            for (std::size_t i = 0; i < (result.iscomplex() ? 2U : 1U); ++i) {
+                out->part(i).store(cells.quotients[i], begin, length, width);
+            }
+        },
+        [](std::size_t) {}, byElements);
+    operands.settle(result);
+    return right.real().iszero() && (right.isreal() || right.imag().iszero());
+}
+
 // Assignments.
 
 bool assign(const fi& source, fi& target, const ByElements& byElements) {

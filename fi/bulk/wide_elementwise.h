@@ -5,6 +5,8 @@
 // integers; an extent of each value proves beforehand that the floats of the element steps hold the same.
 #pragma once
 
+#include <optional>
+
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/ledger.h"
 #include "fi/fi.h"
@@ -32,6 +34,11 @@ struct ProductPlaces {
 /// Multiplies. A real operand meets a complex one from the right.
 bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi& result, const ProductPlaces& places,
               const ByElements& byElements);
+
+/// Divides in cells of a stored precision. Gives whether the last division was one by zero, or nothing instead of
+/// false.
+std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& operands, unsigned precision,
+                           fi& result, const ByElements& byElements);
 
 /// Assigns all elements of the source, which are as many as the target's; the target is complex if the source is.
 bool assign(const fi& source, fi& target, const ByElements& byElements);

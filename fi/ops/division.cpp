@@ -7,6 +7,7 @@
 
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/seams.h"
+#include "fi/bulk/wide_elementwise.h"
 #include "fi/fi.h"
 #include "fi/ops/element_machine.h"
 #include "fi/result_types/slopebias_errors.h"
@@ -179,6 +180,9 @@ fi& fi::over(const fi& b, const NumericType& type) const {
         });
     };
     std::optional<bool> endedByZero = arrayseams::divide(*this, b, operands, precision, *result, std::ref(byElements));
+    if (!endedByZero) {
+        endedByZero = wide::divide(*this, b, operands, precision, *result, std::ref(byElements));
+    }
     if (!endedByZero) {
         byElements(0, result->numel());
         endedByZero = result->numel() > 0 && division->isByZero();

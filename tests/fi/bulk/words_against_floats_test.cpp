@@ -146,6 +146,7 @@ TEST(WordsAgainstFloats, OperationsAgree) {
         {"convF", [](const fi& a, const fi& b) { return &a.convF(b); }, Row::Shape::vectors},
         {"convS", [](const fi& a, const fi& b) { return &a.convS(b); }, Row::Shape::vectors},
         {"sum", [](const fi& a, const fi&) { return &a.leadingdimension_sum(); }, Row::Shape::matrices},
+        {"over", [](const fi& a, const fi& b) { return &a.over(b, b.getNumericType()); }, Row::Shape::columns},
         {"copydata",
          [](const fi& a, const fi& b) {
              auto target = std::make_unique<fi>(a.dims(), a.ndims(), b.getNumericType(), b.getFimath(), false, "", true,
@@ -163,6 +164,7 @@ TEST(WordsAgainstFloats, OperationsAgree) {
          },
          Row::Shape::columns},
     };
+    const HostCapture host;
     for (const Row& row : rows) {
         Random random(9106);
         int done = 0;
@@ -173,7 +175,7 @@ TEST(WordsAgainstFloats, OperationsAgree) {
             const FiOwner a = randomArray(random, rules, leftSizes);
             const FiOwner b = randomArray(random, rules, rightSizes);
             // Conversions of doubles round by the rules of doubles.
-            const bool isConversion = &row - rows >= 7;
+            const bool isConversion = &row - rows >= 8;
             if (isConversion && a->getWordLength() < 53) {
                 continue;
             }
