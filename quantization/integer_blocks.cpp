@@ -91,6 +91,18 @@ std::uint64_t signsOf(const Block& block, std::size_t count, std::size_t width) 
 
 // Integers of any number of limbs.
 
+/// Copies words of a few limbs; more of them take the library's own copy.
+void copyLimbs(const mp_limb_t* from, std::size_t limbs, mp_limb_t* to) {
+    constexpr std::size_t kFew = 8;
+    if (limbs > kFew) {
+        std::copy_n(from, limbs, to);
+        return;
+    }
+    for (std::size_t i = 0; i < limbs; ++i) {
+        to[i] = from[i];
+    }
+}
+
 /// x = x * 2^shift
 void shiftLeft(mp_limb_t* x, std::size_t width, unsigned shift) {
     const std::size_t whole = shift / kLimbBits;
@@ -283,8 +295,11 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
     } else {
         mp_limb_t* to = out.limbs;
         for (std::size_t i = 0; i < count; ++i, from += limbs, to += width) {
-            std::copy_n(from, limbs, to);
-            std::fill(to + limbs, to + width, words.grid.isSigned ? signLimb(from[limbs - 1]) : 0);
+            copyLimbs(from, limbs, to);
+            const mp_limb_t sign = words.grid.isSigned ? signLimb(from[limbs - 1]) : 0;
+            for (std::size_t k = limbs; k < width; ++k) {
+                to[k] = sign;
+            }
         }
     }
     out.negativeZeros = signsAt(words, begin, count);
@@ -342,7 +357,7 @@ void store(const Block& block, std::size_t count, std::size_t width, wordarray& 
     } else {
         const mp_limb_t* from = block.limbs;
         for (std::size_t i = 0; i < count; ++i, from += width, to += limbs * stride) {
-            std::copy_n(from, limbs, to);
+            copyLimbs(from, limbs, to);
         }
     }
     const std::uint64_t signs = block.negativeZeros & firstBits(count);
