@@ -39,21 +39,23 @@ FiOwner randomWide(Random& random, const NumericType& type, const fimath& rules,
     const int bits = type.getWordLength();
     const bool hasNegativeZeros = random.oneIn(2);
     const bool hasBounds = random.oneIn(2);
-    const bool hasOnlyZeros = random.oneIn(6);
+    // Zeros are extremes then.
+    const bool isOneSided = random.oneIn(4);
+    const bool isBelow = random.oneIn(2);
     const auto store = [&](const number& entry) {
         auto& target = const_cast<number&>(entry);
-        if (hasOnlyZeros || random.oneIn(6)) {
+        if (random.oneIn(isOneSided ? 2 : 6)) {
             target.setvalue(hasNegativeZeros && random.oneIn(2) ? -0.0 : 0.0);
             return;
         }
         std::vector<std::uint32_t> chunks(static_cast<std::size_t>(bits + 31) / 32);
-        const int kind = random.between(0, hasBounds ? 3 : 1);
+        const int kind = isOneSided ? 1 : random.between(0, hasBounds ? 3 : 1);
         for (std::uint32_t& chunk : chunks) {
             chunk = kind == 2 ? 0 : kind == 3 ? ~0U : static_cast<std::uint32_t>(random.word());
         }
         if (kind == 1) {
             // A small value of either sign.
-            std::fill(chunks.begin() + 1, chunks.end(), random.oneIn(2) ? 0U : ~0U);
+            std::fill(chunks.begin() + 1, chunks.end(), (isOneSided ? isBelow : random.oneIn(2)) ? ~0U : 0U);
         }
         if (kind >= 2) {
             chunks[static_cast<std::size_t>(bits - 1) / 32] ^= 1U << ((bits - 1) % 32);
