@@ -336,47 +336,25 @@ mpnumber& mpnumber::addscaling(double, int exponent, double) {
 
 namespace {
 
-/// Compares words of one array by their positions.
-class WordOrder {
- public:
-    explicit WordOrder(const wordarray& words) : mWords(words.span()), mLimbs(mWords.grid.limbs()) {}
-    bool isLess(std::uint64_t a, std::uint64_t b) const {
-        const mp_limb_t* const left = mWords.limbs + a * mLimbs;
-        const mp_limb_t* const right = mWords.limbs + b * mLimbs;
-        const std::size_t top = mLimbs - 1;
-        if (left[top] != right[top]) {
-            return mWords.grid.isSigned ? static_cast<std::int64_t>(left[top]) < static_cast<std::int64_t>(right[top])
-                                        : left[top] < right[top];
-        }
-        return mpn_cmp(left, right, static_cast<mp_size_t>(mLimbs)) < 0;
-    }
-    bool isEqual(std::uint64_t a, std::uint64_t b) const {
-        return mpn_cmp(mWords.limbs + a * mLimbs, mWords.limbs + b * mLimbs, static_cast<mp_size_t>(mLimbs)) == 0;
-    }
-
- private:
-    WordSpan mWords;
-    std::size_t mLimbs;
-};
-
 /// Sorts by an action on the positions of the words, which take part in the same exchanges as floats would.
 template <class Sort>
 void sortWords(wordarray& words, std::uint64_t count, const Sort& sort) {
     const HostMemory<std::uint64_t> places = allocateHostZeros<std::uint64_t>(count, 1);
     const std::span<std::uint64_t> order(places.get(), count);
     std::iota(order.begin(), order.end(), std::uint64_t{0});
-    const WordOrder comparison(words);
+    const WordOrder comparison(words.grid());
+    const auto word = [&words](std::uint64_t place) { return std::as_const(words).word(place).data(); };
     sort(
-        order.data(), [&](std::uint64_t a, std::uint64_t b) { return comparison.isLess(a, b); },
-        [&](std::uint64_t a, std::uint64_t b) { return comparison.isEqual(a, b); });
+        order.data(), [&](std::uint64_t a, std::uint64_t b) { return comparison.isLess(word(a), word(b)); },
+        [&](std::uint64_t a, std::uint64_t b) { return comparison.isEqual(word(a), word(b)); });
     words.permute(order);
 }
 
 /// Sorts words of one limb without negative zeros, of which equal ones can't be told apart.
 void sortLimbs(wordarray& words, std::uint64_t count, bool ascending, std::uint64_t stride, std::uint64_t length) {
-    const mp_limb_t flip = words.grid().isSigned ? mp_limb_t{1} << (WordGrid::kLimbBits - 1) : 0;
+    const WordOrder order(words.grid());
     stridesorting::stridesort(words.limbs(), count, ascending, stride, length,
-                              [flip](mp_limb_t a, mp_limb_t b) { return (a ^ flip) < (b ^ flip); });
+                              [&order](mp_limb_t a, mp_limb_t b) { return order.isLess(a, b); });
 }
 
 }  // namespace

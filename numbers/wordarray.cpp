@@ -64,6 +64,19 @@ wordarray::wordarray(const wordarray& source, std::uint64_t start, std::uint64_t
     copyRun(source.span(), start, 0, count);
 }
 
+wordarray::wordarray(const wordarray& source, const WordGrid& grid) : wordarray(source.mCount, grid) {
+    for (std::uint64_t i = 0; i < mCount; ++i) {
+        const std::span<const mp_limb_t> from = source.word(i);
+        const std::span<mp_limb_t> to = word(i);
+        const bool isNegative = source.mGrid.isSigned && from.back() >> (kLimbBits - 1) != 0;
+        const auto rest = std::ranges::copy(from, to.begin()).out;
+        std::fill(rest, to.end(), isNegative ? ~mp_limb_t{0} : 0);
+        if (source.hasNegativeZero(i)) {
+            setNegativeZero(i, true);
+        }
+    }
+}
+
 bool wordarray::isZero(std::uint64_t index) const {
     return std::ranges::all_of(word(index), [](mp_limb_t limb) { return limb == 0; });
 }

@@ -21,6 +21,8 @@ class wordarray {
     wordarray(std::uint64_t count, const WordGrid& grid);
     /// Copies `count` words from `start` on, all within the source.
     wordarray(const wordarray& source, std::uint64_t start, std::uint64_t count);
+    /// Copies words to a grid of the same exponent that has all their values.
+    wordarray(const wordarray& source, const WordGrid& grid);
     wordarray(wordarray&&) noexcept = default;
     wordarray& operator=(wordarray&&) noexcept = default;
 
@@ -45,6 +47,9 @@ class wordarray {
     mp_limb_t* limbs() { return mLimbs.get(); }
     void setNegativeZeros(std::uint64_t index, std::size_t count, std::uint64_t signs);
     void setNegativeZero(std::uint64_t index, bool isNegative);
+    void clearNegativeZeros() { mNegativeZeros.reset(); }
+    /// Takes the limbs as words of another grid with as many.
+    void setGrid(const WordGrid& grid) { mGrid = grid; }
 
     // Moves of words from another array of the same grid.
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace tolvane::detail {
 
@@ -43,6 +44,27 @@ struct WordSpan {
         }
         return number == 64 ? signs : signs & ((std::uint64_t{1} << number) - 1);
     }
+};
+
+/// The order of words of one format, found from the highest limb down, in which most differ.
+class WordOrder {
+ public:
+    WordOrder(std::size_t limbs, bool isSigned)
+        : mTop(limbs - 1), mFlip(isSigned ? mp_limb_t{1} << (WordGrid::kLimbBits - 1) : 0) {}
+    explicit WordOrder(const WordGrid& grid) : WordOrder(grid.limbs(), grid.isSigned) {}
+
+    bool isLess(const mp_limb_t* a, const mp_limb_t* b) const {
+        return a[mTop] != b[mTop] ? isLess(a[mTop], b[mTop]) : mpn_cmp(a, b, static_cast<mp_size_t>(mTop)) < 0;
+    }
+    bool isEqual(const mp_limb_t* a, const mp_limb_t* b) const {
+        return a[mTop] == b[mTop] && std::memcmp(a, b, mTop * sizeof(mp_limb_t)) == 0;
+    }
+    /// For words of one limb.
+    bool isLess(mp_limb_t a, mp_limb_t b) const { return (a ^ mFlip) < (b ^ mFlip); }
+
+ private:
+    std::size_t mTop;
+    mp_limb_t mFlip;
 };
 
 }  // namespace tolvane::detail

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "host/ErrorIdException.h"
 #include "numbers/doublenumber.h"
@@ -103,13 +104,18 @@ bool quantizer::quantizeWords(number& x) const {
         return false;
     }
     const std::size_t width = integers::widthFor(integers::neededBits(format, extent));
-    // Words of another grid are read from a copy.
-    std::optional<number> copy;
-    if (*wide->grid() != format.grid) {
-        copy.emplace(x, embeddedNumberTags::NumberVector::tag);
+    // Each block is read before it is written. Words of another length are moved away to be read.
+    wordarray& held = wide->rewrite(*wide->grid());
+    WordSpan from = held.span();
+    std::optional<wordarray> read;
+    if (from.grid.limbs() == format.grid.limbs()) {
+        held.setGrid(format.grid);
+    } else {
+        wordarray fresh(from.count, format.grid);
+        read.emplace(std::exchange(held, std::move(fresh)));
+        from = read->span();
     }
-    wordarray& words = wide->rewrite(format.grid);
-    const WordSpan from = copy ? copy->asWords()->words() : words.span();
+    wordarray& words = held;
     quantizeBlocks(words, width, mLogger,
                    [&](std::uint64_t begin, std::size_t length, Block& block, integers::Notes* notes) {
                        integers::load(from, begin, length, width, block);

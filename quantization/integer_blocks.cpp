@@ -91,6 +91,18 @@ std::uint64_t signsOf(const Block& block, std::size_t count, std::size_t width) 
 
 // Integers of any number of limbs.
 
+/// Copies words of a few limbs; more of them take the library's own copy.
+void copyLimbs(const mp_limb_t* from, std::size_t limbs, mp_limb_t* to) {
+    constexpr std::size_t kFew = 8;
+    if (limbs > kFew) {
+        std::copy_n(from, limbs, to);
+        return;
+    }
+    for (std::size_t i = 0; i < limbs; ++i) {
+        to[i] = from[i];
+    }
+}
+
 /// x = x * 2^shift
 void shiftLeft(mp_limb_t* x, std::size_t width, unsigned shift) {
     const std::size_t whole = shift / kLimbBits;
@@ -230,10 +242,24 @@ bool isExactInFloats(const Format& format, const Extent& x, int precision) {
     return bits <= precision && format.grid.bits < precision;
 }
 
+namespace {
+
+/// Whether a shift to the left keeps some bits of a word, so that those beyond are seen before it.
+bool isWithinWord(const WordGrid& grid, int shiftLeft) {
+    return shiftLeft > 0 && shiftLeft < grid.bits;
+}
+
+}  // namespace
+
 int neededBits(const Format& format, const Extent& x) {
     const int shift = format.grid.exponent - x.exponent;
-    return std::max({neededBits(x), shift > 0 ? shift + 2 : 0, neededBits(roundedOf(format, x)),
-                     covers(format, x) ? 0 : format.grid.bits + 1, neededBits(extentOf(format.grid))});
+    const int both = std::max(neededBits(x), neededBits(extentOf(format.grid)));
+    if (isWithinWord(format.grid, -shift)) {
+        return both;
+    }
+    const Extent rounded = roundedOf(format, x);
+    return std::max(
+        {both, shift > 0 ? shift + 2 : 0, neededBits(rounded), covers(format, rounded) ? 0 : format.grid.bits + 1});
 }
 
 // Loading and storing.
@@ -255,8 +281,11 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
     } else {
         mp_limb_t* to = out.limbs;
         for (std::size_t i = 0; i < count; ++i, from += limbs, to += width) {
-            std::copy_n(from, limbs, to);
-            std::fill(to + limbs, to + width, words.grid.isSigned ? signLimb(from[limbs - 1]) : 0);
+            copyLimbs(from, limbs, to);
+            const mp_limb_t sign = words.grid.isSigned ? signLimb(from[limbs - 1]) : 0;
+            for (std::size_t k = limbs; k < width; ++k) {
+                to[k] = sign;
+            }
         }
     }
     out.negativeZeros = words.negativeZerosFrom(begin, count);
@@ -332,7 +361,7 @@ void store(const Block& block, std::size_t count, std::size_t width, wordarray& 
     } else {
         const mp_limb_t* from = block.limbs;
         for (std::size_t i = 0; i < count; ++i, from += width, to += limbs * stride) {
-            std::copy_n(from, limbs, to);
+            copyLimbs(from, limbs, to);
         }
     }
     const std::uint64_t signs = block.negativeZeros & firstBits(count);
@@ -374,6 +403,13 @@ void copy(const Block& from, std::size_t count, std::size_t width, Block& to) {
     std::memcpy(to.limbs, from.limbs, count * width * sizeof(mp_limb_t));
     to.negativeZeros = from.negativeZeros;
     to.extent = from.extent;
+}
+
+void align(int exponent, std::size_t count, std::size_t width, Block& block) {
+    const int shift = block.extent.exponent - exponent;
+    shiftAllLeft(block, count, width, static_cast<unsigned>(shift));
+    block.extent.exponent = exponent;
+    block.extent.bits += shift;
 }
 
 namespace {
@@ -531,7 +567,7 @@ void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, s
 
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total) {
     const Extent extent = sumOf(sign, total.extent, x.extent);
-    shiftAllLeft(total, count, width, static_cast<unsigned>(total.extent.exponent - extent.exponent));
+    align(extent.exponent, count, width, total);
     const auto shift = static_cast<unsigned>(x.extent.exponent - extent.exponent);
     total.extent = extent;
     if (total.negativeZeros != 0) {
@@ -765,11 +801,49 @@ struct Met {
     std::uint64_t overflowing = 0;  // a bit for each
 };
 
+/// Shifts to the left within a word.
+template <int limbs>
+void shiftNative(const Task& task, std::size_t count, Block& block, Met& met) {
+    using Int = typename Native<limbs>::Int;
+    using Unsigned = typename Native<limbs>::Unsigned;
+    const WordGrid& grid = task.format.grid;
+    const int shift = -task.shift;
+    const int unused = limbs * kLimbBits - grid.bits;
+    auto* const x = integersOf<limbs>(block);
+    std::uint64_t overflowing = 0;
+    const auto run = [&](auto fits, auto wordOf, Int least, Int greatest) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const Int v = x[i];
+            const bool isWithin = fits(v);
+            const Int word = wordOf(static_cast<Unsigned>(v) << shift);
+            const Int bound = v < 0 ? least : greatest;
+            overflowing |= static_cast<std::uint64_t>(!isWithin) << i;
+            x[i] = isWithin || !task.saturates ? word : bound;
+        }
+    };
+    if (grid.isSigned) {
+        const Int greatest = static_cast<Int>(~Unsigned{0} >> 1 >> unused);
+        const auto extend = [](Unsigned v, int above) { return static_cast<Int>(v << above) >> above; };
+        run([=](Int v) { return extend(static_cast<Unsigned>(v), unused + shift) == v; },
+            [=](Unsigned v) { return extend(v, unused); }, -greatest - 1, greatest);
+    } else {
+        const Unsigned mask = ~Unsigned{0} >> unused;
+        run([=](Int v) { return static_cast<Unsigned>(v) <= mask >> shift; },
+            [=](Unsigned v) { return static_cast<Int>(v & mask); }, 0, static_cast<Int>(mask));
+    }
+    met.overflows = static_cast<std::uint64_t>(std::popcount(overflowing));
+    met.overflowing = overflowing;
+}
+
 template <class Rule, int limbs>
 void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met) {
     using Int = typename Native<limbs>::Int;
     using Unsigned = typename Native<limbs>::Unsigned;
     constexpr int kBits = limbs * kLimbBits;
+    if (isWithinWord(task.format.grid, -task.shift)) {
+        shiftNative<limbs>(task, count, block, met);
+        return;
+    }
     auto* const x = integersOf<limbs>(block);
     std::array<Int, kBlock> rounded;
     if (task.shift > 0) {
@@ -851,9 +925,17 @@ void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met)
 template <class Rule>
 void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block& block, Met& met) {
     const WordGrid& grid = task.format.grid;
+    const int left = isWithinWord(grid, -task.shift) ? -task.shift : 0;
+    const WordGrid beforeShift{grid.exponent, grid.bits - left, grid.isSigned};
     for (std::size_t i = 0; i < count; ++i) {
         mp_limb_t* const x = block.limbs + i * width;
-        if (task.shift > 0) {
+        bool isInside = true;
+        if (left > 0) {
+            isInside = isWord(x, width, beforeShift);
+            if (isInside || !task.saturates) {
+                shiftLeft(x, width, static_cast<unsigned>(left));
+            }
+        } else if (task.shift > 0) {
             const auto shift = static_cast<unsigned>(task.shift);
             const unsigned half = bitOf(x, shift - 1) ? 1 : 0;
             const unsigned rest = hasBitBelow(x, shift - 1) ? 1 : 0;
@@ -868,7 +950,7 @@ void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block
         } else {
             shiftLeft(x, width, static_cast<unsigned>(-task.shift));
         }
-        if (isWord(x, width, grid)) {
+        if (left > 0 ? isInside : isWord(x, width, grid)) {
             continue;
         }
         ++met.overflows;

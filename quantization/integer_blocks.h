@@ -122,6 +122,8 @@ Block slice(const Block& block, std::size_t first, std::size_t width);
 // Arithmetic. Zeros have the signs that IEEE sums, differences and products rounded to nearest have.
 
 void copy(const Block& from, std::size_t count, std::size_t width, Block& to);
+/// Gives the block an exponent that is no greater than its own.
+void align(int exponent, std::size_t count, std::size_t width, Block& block);
 /// Sets `out` to products of factors of another width, from which it is separate.
 void multiply(const Block& a, const Block& b, std::size_t count, std::size_t factorWidth, std::size_t width,
               Block& out);

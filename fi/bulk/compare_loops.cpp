@@ -5,6 +5,25 @@
 #include <array>
 #include <cstring>
 
+#include "numbers/words.h"
+
+#ifndef TOLVANE_COMPARE_LOOPS_ONCE
+#define TOLVANE_COMPARE_LOOPS_ONCE
+namespace tolvane::detail::compareloops {
+
+inline void joinFlags(Join join, const std::uint8_t* flags, std::size_t size, std::uint8_t* out) {
+    if (join == Join::replace) {
+        std::memcpy(out, flags, size);
+        return;
+    }
+    for (std::size_t i = 0; i < size; ++i) {
+        out[i] = join == Join::both ? out[i] & flags[i] : out[i] | flags[i];
+    }
+}
+
+}  // namespace tolvane::detail::compareloops
+#endif
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "fi/bulk/compare_loops.cpp"
 #include "quantization/each_target.inl.h"
@@ -15,10 +34,6 @@ namespace HWY_NAMESPACE {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
-using Tag = hn::CappedTag<double, 8>;
-using Vector = hn::Vec<Tag>;
-using Mask = hn::Mask<Tag>;
-
 /// The elements whose flags are made together: a byte of bits.
 constexpr std::size_t kGroup = 8;
 
@@ -34,24 +49,47 @@ constexpr std::array<std::array<std::uint8_t, kGroup>, 256> kFlags = [] {
 }();
 
 struct Equal {
-    HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Eq(a, b); }
+    template <class V>
+    HWY_INLINE auto operator()(V a, V b) const {
+        return hn::Eq(a, b);
+    }
 };
 struct Unequal {
     // Highway's own relation is false for NaN.
-    HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Not(hn::Eq(a, b)); }
+    template <class V>
+    HWY_INLINE auto operator()(V a, V b) const {
+        return hn::Not(hn::Eq(a, b));
+    }
 };
 struct Less {
-    HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Lt(a, b); }
+    template <class V>
+    HWY_INLINE auto operator()(V a, V b) const {
+        return hn::Lt(a, b);
+    }
 };
 struct AtMost {
-    HWY_INLINE Mask operator()(Vector a, Vector b) const { return hn::Le(a, b); }
+    template <class V>
+    HWY_INLINE auto operator()(V a, V b) const {
+        if constexpr (hwy::IsFloat<hn::TFromV<V>>()) {
+            return hn::Le(a, b);
+        } else {
+            return hn::Not(hn::Lt(b, a));
+        }
+    }
+};
+
+/// A value for each element, or one for all of them.
+template <class T>
+struct Side {
+    const T* values;
+    bool isScalar;
 };
 
 /// The bits of the relation for a group.
-template <class Compare>
-HWY_INLINE unsigned bitsOf(const double* a, const double* b) {
-    const Tag tag;
-    constexpr std::size_t kLanes = hn::MaxLanes(Tag());
+template <class Compare, class T>
+HWY_INLINE unsigned bitsOf(const T* a, const T* b) {
+    const hn::CappedTag<T, kGroup> tag;
+    constexpr std::size_t kLanes = hn::MaxLanes(tag);
     unsigned bits = 0;
     for (std::size_t i = 0; i < kGroup; i += kLanes) {
         std::uint8_t some[kGroup] = {};
@@ -61,41 +99,35 @@ HWY_INLINE unsigned bitsOf(const double* a, const double* b) {
     return bits;
 }
 
-template <class Compare>
-void compareBy(Doubles a, Doubles b, std::size_t count, Join join, std::uint8_t* out) {
+template <class Compare, class T>
+void compareBy(Side<T> a, Side<T> b, std::size_t count, Join join, std::uint8_t* out) {
     // One element for all of them becomes a group that stays.
-    double one[2][kGroup];
-    const auto begin = [](Doubles part, double(&group)[kGroup]) {
-        std::fill_n(group, kGroup, part.isScalar ? *part.values : 0.0);
+    T one[2][kGroup];
+    const auto begin = [](Side<T> part, T(&group)[kGroup]) {
+        std::fill_n(group, kGroup, part.isScalar ? *part.values : T{});
         return part.isScalar ? group : part.values;
     };
-    const double* left = begin(a, one[0]);
-    const double* right = begin(b, one[1]);
+    const T* left = begin(a, one[0]);
+    const T* right = begin(b, one[1]);
     const std::size_t leftStep = a.isScalar ? 0 : kGroup;
     const std::size_t rightStep = b.isScalar ? 0 : kGroup;
     const auto put = [join](unsigned bits, std::size_t size, std::uint8_t* to) {
-        const std::array<std::uint8_t, kGroup>& flags = kFlags[bits];
-        if (join == Join::replace) {
-            std::memcpy(to, flags.data(), size);
-            return;
-        }
-        for (std::size_t i = 0; i < size; ++i) {
-            to[i] = join == Join::both ? to[i] & flags[i] : to[i] | flags[i];
-        }
+        joinFlags(join, kFlags[bits].data(), size, to);
     };
     std::size_t i = 0;
     for (; i + kGroup <= count; i += kGroup, left += leftStep, right += rightStep) {
         put(bitsOf<Compare>(left, right), kGroup, out + i);
     }
     if (i < count) {
-        double rest[2][kGroup] = {};
+        T rest[2][kGroup] = {};
         std::copy_n(left, count - i, rest[0]);
         std::copy_n(right, count - i, rest[1]);
         put(bitsOf<Compare>(rest[0], rest[1]), count - i, out + i);
     }
 }
 
-void compareForTarget(Relation relation, Doubles a, Doubles b, std::size_t count, Join join, std::uint8_t* out) {
+template <class T>
+void compareLanes(Relation relation, Side<T> a, Side<T> b, std::size_t count, Join join, std::uint8_t* out) {
     switch (relation) {
         case Relation::isEqual:
             return compareBy<Equal>(a, b, count, join, out);
@@ -108,6 +140,21 @@ void compareForTarget(Relation relation, Doubles a, Doubles b, std::size_t count
     }
 }
 
+void compareForTarget(Relation relation, Doubles a, Doubles b, std::size_t count, Join join, std::uint8_t* out) {
+    compareLanes<double>(relation, {a.values, a.isScalar}, {b.values, b.isScalar}, count, join, out);
+}
+
+template <class T>
+void compareLimbs(Relation relation, Words a, Words b, std::size_t count, Join join, std::uint8_t* out) {
+    const auto side = [](Words x) { return Side<T>{reinterpret_cast<const T*>(x.limbs), x.isScalar}; };
+    compareLanes<T>(relation, side(a), side(b), count, join, out);
+}
+
+void compareLimbsForTarget(Relation relation, bool isSigned, Words a, Words b, std::size_t count, Join join,
+                           std::uint8_t* out) {
+    (isSigned ? compareLimbs<std::int64_t> : compareLimbs<std::uint64_t>)(relation, a, b, count, join, out);
+}
+
 }  // namespace
 }  // namespace HWY_NAMESPACE
 }  // namespace tolvane::detail::compareloops
@@ -117,9 +164,52 @@ HWY_AFTER_NAMESPACE();
 namespace tolvane::detail::compareloops {
 
 HWY_EXPORT(compareForTarget);
+HWY_EXPORT(compareLimbsForTarget);
 
 void compare(Relation relation, Doubles a, Doubles b, std::size_t count, Join join, std::uint8_t* out) {
     HWY_DYNAMIC_DISPATCH(compareForTarget)(relation, a, b, count, join, out);
+}
+
+namespace {
+
+/// Of words of several limbs.
+template <class Holds>
+void compareLong(std::size_t limbs, Words a, Words b, std::size_t count, Join join, std::uint8_t* out,
+                 const Holds& holds) {
+    constexpr std::size_t kGroup = 64;
+    const std::size_t leftStep = a.isScalar ? 0 : limbs;
+    const std::size_t rightStep = b.isScalar ? 0 : limbs;
+    std::array<std::uint8_t, kGroup> flags;
+    for (std::size_t begin = 0; begin < count; begin += kGroup) {
+        const std::size_t size = std::min(kGroup, count - begin);
+        for (std::size_t i = 0; i < size; ++i, a.limbs += leftStep, b.limbs += rightStep) {
+            flags[i] = holds(a.limbs, b.limbs) ? 1 : 0;
+        }
+        joinFlags(join, flags.data(), size, out + begin);
+    }
+}
+
+}  // namespace
+
+void compare(Relation relation, const WordShape& shape, Words a, Words b, std::size_t count, Join join,
+             std::uint8_t* out) {
+    if (shape.limbs == 1) {
+        HWY_DYNAMIC_DISPATCH(compareLimbsForTarget)(relation, shape.isSigned, a, b, count, join, out);
+        return;
+    }
+    const WordOrder order(shape.limbs, shape.isSigned);
+    const auto run = [&](auto holds) { compareLong(shape.limbs, a, b, count, join, out, holds); };
+    using Word = const mp_limb_t*;
+    switch (relation) {
+        case Relation::isEqual:
+            return run([&order](Word x, Word y) { return order.isEqual(x, y); });
+        case Relation::isUnequal:
+            return run([&order](Word x, Word y) { return !order.isEqual(x, y); });
+        case Relation::isLess:
+            return run([&order](Word x, Word y) { return order.isLess(x, y); });
+        case Relation::isAtMost:
+            return run([&order](Word x, Word y) { return !order.isLess(y, x); });
+    }
 }
 
 }  // namespace tolvane::detail::compareloops

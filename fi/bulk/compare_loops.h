@@ -1,5 +1,7 @@
-// Comparisons of doubles, element by element, on vectors.
+// Comparisons of doubles and of words, element by element; doubles and words of one limb are compared on vectors.
 #pragma once
+
+#include <gmp.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -19,5 +21,17 @@ struct Doubles {
 
 /// Sets `out` to 1 where `a` has the relation to `b`, else to 0; NaN has none but isUnequal.
 void compare(Relation relation, Doubles a, Doubles b, std::size_t count, Join join, std::uint8_t* out);
+
+/// As doubles, words of one format.
+struct Words {
+    const mp_limb_t* limbs;
+    bool isScalar;
+};
+struct WordShape {
+    std::size_t limbs;
+    bool isSigned;
+};
+void compare(Relation relation, const WordShape& shape, Words a, Words b, std::size_t count, Join join,
+             std::uint8_t* out);
 
 }  // namespace tolvane::detail::compareloops

@@ -1,10 +1,12 @@
 // Loops over all entries of one part of an array: a tight loop where the part holds doubles, the element operation
-// otherwise. Both leave the cursor of the part where it was.
+// otherwise. Both leave the cursor of the part where it was. Parts with words have loops of their own (wide_values.h,
+// wide_bits.h).
 #pragma once
 
 #include <cstdint>
 #include <span>
 
+#include "fi/bulk/wide_values.h"
 #include "numbers/number.h"
 
 namespace tolvane::detail::entries {
@@ -44,6 +46,9 @@ inline std::span<double> doublesOf(number& part, std::uint64_t count) {
 }
 
 inline void negate(number& part) {
+    if (wide::negate(part)) {
+        return;
+    }
     // Subtracting from -0.0 turns the sign of every value, zeros included.
     change(
         part, [](double x) { return -0.0 - x; }, [](number& x) { x.negate(); });

@@ -59,8 +59,7 @@ std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::N
     return source;
 }
 
-Source Source::zeros(int exponent) {
-    const WordGrid grid{exponent, 1, true};
+Source Source::zeros(const WordGrid& grid) {
     Source source(integers::extentOf(grid));
     source.mScalar.emplace(1, grid);
     source.mWords = source.mScalar->span();

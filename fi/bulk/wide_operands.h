@@ -20,10 +20,13 @@ class Source {
     /// or not those of the array alone, as in a view.
     static std::optional<Source> of(const number& part, const EmbeddedTypeSystem::NumericType& type,
                                     std::uint64_t count, bool isScalar);
-    /// Zeros, as integers of an exponent.
-    static Source zeros(int exponent = 0);
+    /// Zeros, of a grid if their place on one matters.
+    static Source zeros(const WordGrid& grid = {0, 1, true});
 
     const integers::Extent& extent() const { return mExtent; }
+    /// The words, of which a scalar has one; null for doubles.
+    const WordSpan* words() const { return mWords ? &*mWords : nullptr; }
+    bool isScalar() const { return mScalar.has_value(); }
     /// Takes a block from the arena.
     void open(integers::Arena& arena, std::size_t width);
     /// A block; a multiple of 64 is its beginning.
@@ -32,8 +35,6 @@ class Source {
     void take(std::uint64_t begin, std::size_t count, integers::Block& out) const;
     /// The same for elements at any places.
     void gather(const std::uint64_t* places, std::size_t count, integers::Block& out) const;
-    /// Null for doubles.
-    const WordSpan* words() const { return mWords ? &*mWords : nullptr; }
 
  private:
     explicit Source(const integers::Extent& extent) : mExtent(extent) {}

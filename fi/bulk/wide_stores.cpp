@@ -38,7 +38,7 @@ std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, E
     const ExtentMachine::Place place{stores.mFormat, false, cellBits};
     ExtentMachine proof(place, place, place);
     const auto sourceOf = [&](const number& part) {
-        auto result = source.isempty() ? std::optional(Source::zeros(exponent))
+        auto result = source.isempty() ? std::optional(Source::zeros({exponent, 1, true}))
                                        : Source::of(part, source.getNumericType(), source.mNumel, source.isscalar());
         if (result) {
             integers::Extent values = result->extent();
@@ -51,7 +51,7 @@ std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, E
     };
     std::optional<Source> real = sourceOf(source.mReal);
     std::optional<Source> imag =
-        source.iscomplex() ? sourceOf(source.imagPart()) : std::optional(Source::zeros(exponent));
+        source.iscomplex() ? sourceOf(source.imagPart()) : std::optional(Source::zeros({exponent, 1, true}));
     if (!real || !imag || !proof.holds()) {
         return std::nullopt;
     }

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "fi/bulk/entries.h"
+#include "fi/bulk/wide_values.h"
 #include "fi/fi.h"
 #include "fi/result_types/work_cells.h"
 #include "host/ErrorIdException.h"
@@ -67,6 +68,8 @@ fi* fi::realabs(const NumericType& type, const fimath& rules) const {
     const std::span<const double> values = entries::doublesOf(mReal, mNumel);
     if (doublenumber* doubles = result->mReal.asDouble(); doubles && values.data()) {
         std::ranges::transform(values, doubles->elements().begin(), [](double x) { return x < 0.0 ? -x : x; });
+    } else if (mReal.numel() == mNumel && mNumel > 0 && wide::storeMagnitudes(mReal, result->mReal)) {
+        setIndex(mNumel - 1);
     } else {
         for (std::uint64_t i = 0; i < mNumel; ++i) {
             setIndex(i);

@@ -11,6 +11,7 @@
 
 #include "fi/bulk/bit_loops.h"
 #include "fi/bulk/entries.h"
+#include "fi/bulk/wide_bits.h"
 #include "fi/fi.h"
 #include "fi/ops/word_modulus.h"
 #include "host/ErrorIdException.h"
@@ -85,6 +86,14 @@ hvArray* fi::bitget(const hvArray* bit) const {
             bits[i] = bitwords::getBit(doubles[i], positions[isOne ? 0 : i], format);
         }
         return result.release();
+    }
+    if (view.asWords()) {
+        for (const int position : positions) {
+            checkBitPosition(position, type.getWordLength(), kBitgetOutOfRange);
+        }
+        if (wide::getBits(view, positions, bits, type)) {
+            return result.release();
+        }
     }
     const WordModulus modulus(type.getWordLength());
     for (std::size_t i = 0; i < bits.size(); ++i) {
@@ -197,6 +206,15 @@ fi& fi::bitset(const hvArray* bit, const hvArray* value) const {
         setAll(doubles->elements(), *result);
         result->setIndex(0);
         return *result.release();
+    }
+    if (result->mReal.asWords()) {
+        for (const int position : positions) {
+            checkBitPosition(position, getNumericType().getWordLength(), kBitsetOutOfRange);
+        }
+        if (wide::setBits(result->mReal, positions, values, getNumericType())) {
+            result->setIndex(0);
+            return *result.release();
+        }
     }
     const BitSetter setter(*result);
     for (std::uint64_t i = 0; i < result->mNumel; ++i) {

@@ -9,6 +9,7 @@
 #include "fi/bulk/bit_loops.h"
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/entries.h"
+#include "fi/bulk/wide_bits.h"
 #include "fi/fi.h"
 #include "fi/ops/word_modulus.h"
 #include "host/ErrorIdException.h"
@@ -48,6 +49,10 @@ void combinePart(number& left, const RightSide& right, const EmbeddedTypeSystem:
             bitloops::combine(*form, doubles->elements(), others, doubles->elements().data(), wordFormatOf(type));
             return;
         }
+    }
+    if (const auto form = wordForm(operation);
+        form && wide::combineBits(*form, left, right.entries, !right.moves, type)) {
+        return;
     }
     // Doubles combined with multi-precision entries go through cells.
     const bool isLeftCell = left.asDouble() != nullptr;
@@ -151,6 +156,9 @@ fi& fi::bitcmp() const {
     const auto complement = [&](number& part) {
         if (doublenumber* doubles = part.asDouble()) {
             bitloops::complement(doubles->elements(), doubles->elements().data(), mask, format);
+            return;
+        }
+        if (wide::complement(part, type)) {
             return;
         }
         entries::walk(part, [&](number& x) {

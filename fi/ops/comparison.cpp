@@ -1,15 +1,17 @@
 // Comparison of elements and of arrays.
 //
-// Where both operands hold doubles on one scale, the array forms are loops over doubles; otherwise they set the indices
-// and compare the current elements.
+// Where both operands hold doubles or words on one scale, the array forms are loops over these; otherwise they set the
+// indices and compare the current elements.
 #include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <span>
 
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/compare_loops.h"
 #include "fi/bulk/entries.h"
+#include "fi/bulk/wide_compare.h"
 #include "fi/fi.h"
 #include "host/hv.h"
 
@@ -75,6 +77,26 @@ struct DoubleParts {
     static constexpr double kZero = 0.0;
 };
 
+/// Both operands where one has words; real ones have no comparison of imaginary parts.
+struct WideParts {
+    std::optional<wide::Comparison> re;
+    std::optional<wide::Comparison> im;
+
+    WideParts(const fi& a, bool aIsScalar, const fi& b, bool bIsScalar, std::uint64_t count)
+        : re(wide::Comparison::of({&a.real(), a.getNumericType(), aIsScalar},
+                                  {&b.real(), b.getNumericType(), bIsScalar}, count)),
+          mIsComplex(a.iscomplex() || b.iscomplex()) {
+        if (re && mIsComplex) {
+            im = wide::Comparison::of({a.iscomplex() ? &a.imag() : nullptr, a.getNumericType(), aIsScalar},
+                                      {b.iscomplex() ? &b.imag() : nullptr, b.getNumericType(), bIsScalar}, count);
+        }
+    }
+    bool areThere() const { return re && (im || !mIsComplex); }
+
+ private:
+    bool mIsComplex;
+};
+
 /// A host logical array of the result's dimensions and its elements.
 struct Flags {
     hvArrayOwner array;
@@ -92,8 +114,18 @@ hvArray* compareForEquality(const fi& a, const fi& b, Relation relation, Join jo
     const std::span<hvLogical> out = result.elements;
     const DoubleParts left(a, operands.leftIsScalar());
     const DoubleParts right(b, operands.rightIsScalar());
-    if (a.isSlopeBiasScaled() || b.isSlopeBiasScaled() || !left.areThere() || !right.areThere()) {
-        operands.walk([&](std::uint64_t i) { out[i] = Compare()(a, b); });
+    const bool isScaled = a.isSlopeBiasScaled() || b.isSlopeBiasScaled();
+    if (isScaled || !left.areThere() || !right.areThere()) {
+        WideParts wide(a, operands.leftIsScalar(), b, operands.rightIsScalar(), out.size());
+        if (isScaled || !wide.areThere()) {
+            operands.walk([&](std::uint64_t i) { out[i] = Compare()(a, b); });
+            return result.array.release();
+        }
+        wide.re->run(relation, Join::replace, out.data());
+        if (wide.im) {
+            wide.im->run(relation, join, out.data());
+        }
+        operands.settle();
         return result.array.release();
     }
     compareloops::compare(relation, left.re, right.re, out.size(), Join::replace, out.data());
@@ -114,7 +146,16 @@ hvArray* compareForOrder(const fi& a, const fi& b, Relation relation, bool isSwa
     const Doubles left{entries::doublesOf(a.real(), a.numel()).data(), operands.leftIsScalar()};
     const Doubles right{entries::doublesOf(b.real(), b.numel()).data(), operands.rightIsScalar()};
     if (!a.hasScaleOf(b) || !left.values || !right.values) {
-        operands.walk([&](std::uint64_t i) { out[i] = Compare()(a.real(), b.getAdjustedReal(a)); });
+        const wide::Compared first{&a.real(), a.getNumericType(), operands.leftIsScalar()};
+        const wide::Compared second{&b.real(), b.getNumericType(), operands.rightIsScalar()};
+        std::optional<wide::Comparison> wide =
+            wide::Comparison::of(isSwapped ? second : first, isSwapped ? first : second, out.size());
+        if (!a.hasScaleOf(b) || !wide) {
+            operands.walk([&](std::uint64_t i) { out[i] = Compare()(a.real(), b.getAdjustedReal(a)); });
+            return result.array.release();
+        }
+        wide->run(relation, Join::replace, out.data());
+        operands.settle();
         return result.array.release();
     }
     compareloops::compare(relation, isSwapped ? right : left, isSwapped ? left : right, out.size(), Join::replace,
@@ -126,23 +167,28 @@ hvArray* compareForOrder(const fi& a, const fi& b, Relation relation, bool isSwa
 /// For arrays of equal dimensions and complexity; leaves the indices at the first difference.
 bool haveEqualElements(const fi& a, const fi& b) {
     const std::uint64_t count = a.numel();
-    std::uint64_t i = 0;
+    const auto stopAt = [&](std::uint64_t place) {
+        if (count > 0) {
+            a.setIndex(std::min(place, count - 1));
+            b.setIndex(std::min(place, count - 1));
+        }
+        return place == count;
+    };
+    const bool isScaled = a.isSlopeBiasScaled() || b.isSlopeBiasScaled();
     const DoubleParts left(a, false);
     const DoubleParts right(b, false);
-    if (!a.isSlopeBiasScaled() && !b.isSlopeBiasScaled() && left.areThere() && right.areThere()) {
+    if (!isScaled && left.areThere() && right.areThere()) {
         const auto firstDifference = [count](Doubles x, Doubles y) {
             const double* const end = x.values + count;
             return x.isScalar ? count
                               : static_cast<std::uint64_t>(std::mismatch(x.values, end, y.values).first - x.values);
         };
-        i = std::min(firstDifference(left.re, right.re), firstDifference(left.im, right.im));
-        if (count > 0) {
-            a.setIndex(std::min(i, count - 1));
-            b.setIndex(std::min(i, count - 1));
-        }
-        return i == count;
+        return stopAt(std::min(firstDifference(left.re, right.re), firstDifference(left.im, right.im)));
     }
-    for (; i < count; ++i) {
+    if (WideParts wide(a, false, b, false, count); !isScaled && wide.areThere()) {
+        return stopAt(std::min(wide.re->firstDifference(), wide.im ? wide.im->firstDifference() : count));
+    }
+    for (std::uint64_t i = 0; i < count; ++i) {
         b.setIndex(i);
         a.setIndex(i);
         if (a != b) {

@@ -9,6 +9,7 @@
 
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/entries.h"
+#include "fi/bulk/wide_values.h"
 #include "fi/fi.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
@@ -20,6 +21,7 @@ namespace {
 // The two extremes by the condition for replacing the current one. Equal values and NaN don't replace it.
 struct Maximum {
     static constexpr const char* kName = "max";
+    static constexpr wide::Extreme kWide = wide::Extreme::greatest;
     template <class Value>
     static bool takesPlace(const Value& challenger, const Value& holder) {
         return challenger > holder;
@@ -27,6 +29,7 @@ struct Maximum {
 };
 struct Minimum {
     static constexpr const char* kName = "min";
+    static constexpr wide::Extreme kWide = wide::Extreme::least;
     template <class Value>
     static bool takesPlace(const Value& challenger, const Value& holder) {
         return challenger < holder;
@@ -69,6 +72,11 @@ fi& fi::extremeWith(const fi& b) const {
         const double* const challengers = entries::doublesOf(challenger.mReal, challenger.mNumel).data();
         doublenumber* const doubles = result->mReal.asDouble();
         if (getLogging() || !challengers || !doubles) {
+            if (!getLogging() &&
+                wide::keepExtremes(Extreme::kWide, result->mReal, challenger.mReal, hasOneElement, getNumericType())) {
+                operands.settle(*result);
+                return *result.release();
+            }
             operands.walk(*result, 0, result->mNumel, [&] {
                 if (Extreme::takesPlace(challenger.mReal, holder.getAdjustedReal(challenger))) {
                     *result = challenger;
@@ -159,6 +167,9 @@ void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
             }
             return isTaken;
         });
+    } else if (!getLogging() && wide::storeExtremes(Extreme::kWide, mReal, mM, result->mReal, rows)) {
+        setIndex(mNumel - 1);
+        result->setIndex(result->mNumel - 1);
     } else if (getLogging() || !doubles || !result->mReal.asDouble()) {
         walk([&] { *result = *this; },
              [&] {

@@ -1,7 +1,9 @@
 // Powers of two, and the same bits under another scale or type.
+#include <cstdint>
 #include <memory>
 
 #include "fi/bulk/entries.h"
+#include "fi/bulk/wide_values.h"
 #include "fi/fi.h"
 #include "fi/result_types/to_int.h"
 #include "host/ErrorIdException.h"
@@ -12,6 +14,11 @@ using namespace tolvane::detail;
 namespace {
 
 void multiplyByPowerOfTwo(number& part, int k) {
+    // Words that are shifted much further make long integers when they are quantized.
+    const std::int64_t furthest = 2 * std::int64_t{part.getprecision()};
+    if (k >= -furthest && k <= furthest && wide::scale(part, k)) {
+        return;
+    }
     entries::change(
         part, [k](double x) { return rounding::scaleByPowerOfTwo(x, k); }, [k](number& x) { x.pow2(k); });
 }
@@ -41,6 +48,9 @@ fi& fi::stripscaling() const {
     if (isFixed()) {
         const NumericType& type = getNumericType();
         const auto strip = [&](number& part) {
+            if (!isSlopeBiasScaled() && wide::scale(part, rounding::negatedExponent(type.getFixedExponent()))) {
+                return;
+            }
             entries::walk(part, [&](number& x) {
                 x.stripscaling(type.getSlopeAdjustmentFactor(), type.getFixedExponent(), type.getBias());
             });
@@ -97,6 +107,10 @@ fi& fi::reinterpretcast(const NumericType& type) const {
     const int shift = toInt(std::int64_t{result->getFixedExponent()} - getFixedExponent());
     const bool changesSign = isSigned() != result->isSigned();
     const auto cast = [&](const number& from, number& to) {
+        if (const std::int64_t changed = wide::reinterpret(from, getNumericType(), to, type); changed >= 0) {
+            q.getQlogger().addtoOverflows(static_cast<std::uint64_t>(changed));
+            return;
+        }
         const std::uint64_t cursor = from.getIndex();
         for (std::uint64_t i = 0; i < mNumel; ++i) {
             number& x = to[i].setvalue(from[i]);

@@ -6,11 +6,23 @@
 
 #include "fi/bulk/broadcast.h"
 #include "fi/bulk/entries.h"
+#include "fi/bulk/wide_values.h"
+#include "fi/core/word_grids.h"
 #include "fi/fi.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "host/ErrorIdException.h"
+#include "numbers/mpnumber.h"
 
 using namespace tolvane::detail;
+
+namespace {
+
+bool areWordsOf(const number& part, const fi::NumericType& type) {
+    const mpnumber* const words = part.asWords();
+    return words && *words->grid() == gridOf(type);
+}
+
+}  // namespace
 
 fi* fi::uminus() const {
     auto result = std::make_unique<fi>(*this);
@@ -20,19 +32,23 @@ fi* fi::uminus() const {
     }
     result->getQlogger().reset();
     const quantizer& q = result->getAssignmentQuantizer();
-    if (result->isreal() || !q.getQlogger().isLogging()) {
-        entries::negate(result->mReal);
-        if (result->iscomplex()) {
-            entries::negate(result->imagEntries());
-        }
+    bool isOrderSeen = result->iscomplex() && q.getQlogger().isLogging();
+    if (isOrderSeen && isSigned() && areWordsOf(result->mReal, getNumericType()) &&
+        areWordsOf(result->imagEntries(), getNumericType())) {
+        // Negatives of words are quantized without new zeros.
+        isOrderSeen = !wide::haveZerosOfOneSign(result->mReal, result->imagEntries());
+    }
+    entries::negate(result->mReal);
+    if (result->iscomplex()) {
+        entries::negate(result->imagEntries());
+    }
+    if (!isOrderSeen) {
         result->quantizeAll(false);
         return result.release();
     }
     // With zeros of both signs, the first one becomes an extreme of the log, so the parts alternate.
     for (std::uint64_t i = 0; i < result->mNumel; ++i) {
         result->setIndex(i);
-        result->mReal.negate();
-        result->imagEntries().negate();
         q.quantize(result->mReal);
         q.quantize(result->imagEntries());
     }
@@ -126,6 +142,9 @@ hvArray* fi::sign() const {
         const double factor = isScaled ? getSlopeAdjustmentFactor() : 1.0;
         const double bias = isScaled ? getBias() : 0.0;
         std::ranges::transform(doubles, signs.begin(), [=](double x) { return signOf(x * factor + bias); });
+        return result.release();
+    }
+    if (!isScaled && wide::storeSigns(mReal, signs)) {
         return result.release();
     }
     const std::uint64_t cursor = mReal.getIndex();

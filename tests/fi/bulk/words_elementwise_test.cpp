@@ -1,0 +1,296 @@
+// Operations on single elements of wide arrays, held as words and as floats: comparisons, extremes, signs, shifts and
+// bits must agree in values, signs of zeros, logs and cursors.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "numbers/mpnumber.h"
+#include "tests/support/errors.h"
+#include "tests/support/logs_of_fi.h"
+
+namespace {
+
+using FiOwner = std::unique_ptr<fi>;
+
+/// Brings about floats, which elements then work on.
+const fi& inFloats(const fi& x) {
+    const auto change = [](const number& part) {
+        if (const mpnumber* const words = part.asWords()) {
+            const_cast<mpnumber*>(words)->getmodifiableelement();
+        }
+    };
+    change(x.real());
+    if (x.iscomplex()) {
+        change(x.imag());
+    }
+    return x;
+}
+
+/// Sets elements to bounds, small values and zeros of both signs as often as to any value.
+FiOwner randomWide(Random& random, const NumericType& type, const fimath& rules, const Sizes& sizes, bool isComplex) {
+    auto made =
+        std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, isComplex, "", true, Operation::Assignment, 0U);
+    const int bits = type.getWordLength();
+    const bool hasNegativeZeros = random.oneIn(2);
+    const bool hasBounds = random.oneIn(2);
+    // Zeros are extremes then.
+    const bool isOneSided = random.oneIn(4);
+    const bool isBelow = random.oneIn(2);
+    const auto store = [&](const number& entry) {
+        auto& target = const_cast<number&>(entry);
+        if (random.oneIn(isOneSided ? 2 : 6)) {
+            target.setvalue(hasNegativeZeros && random.oneIn(2) ? -0.0 : 0.0);
+            return;
+        }
+        std::vector<std::uint32_t> chunks(static_cast<std::size_t>(bits + 31) / 32);
+        const int kind = isOneSided ? 1 : random.between(0, hasBounds ? 3 : 1);
+        for (std::uint32_t& chunk : chunks) {
+            chunk = kind == 2 ? 0 : kind == 3 ? ~0U : static_cast<std::uint32_t>(random.word());
+        }
+        if (kind == 1) {
+            // A small value of either sign.
+            std::fill(chunks.begin() + 1, chunks.end(), (isOneSided ? isBelow : random.oneIn(2)) ? ~0U : 0U);
+        }
+        if (kind >= 2) {
+            chunks[static_cast<std::size_t>(bits - 1) / 32] ^= 1U << ((bits - 1) % 32);
+        }
+        if (bits % 32 != 0) {
+            chunks.back() &= (1U << (bits % 32)) - 1;
+        }
+        target.setvalue(chunks.data(), static_cast<int>(chunks.size()), type.isSigned(), bits, 1.0,
+                        type.getFixedExponent(), 0.0);
+    };
+    for (std::uint64_t i = 0; i < made->numel(); ++i) {
+        store(made->real(i));
+        if (isComplex) {
+            store(made->imag(i));
+        }
+    }
+    made->setIndex(0);
+    made->resetLogging();
+    return made;
+}
+
+/// What can be seen of an array.
+std::string show(const fi& x) {
+    std::ostringstream out;
+    out << x.getNumericType().tostring("") << ' ' << ::testing::PrintToString(sizesOf(x)) << ' '
+        << logOf(x.getQlogger()) << ", at " << x.getIndex() << ':';
+    std::vector<char> digits;
+    const auto put = [&](const number& entry) {
+        mpfr_t value;
+        mpfr_init2(value, 700);
+        const number copy(entry);
+        if (copy.body().asMp()) {
+            mpfr_set(value, const_cast<number&>(copy).body().asMp()->getelement(), MPFR_RNDN);
+        } else {
+            mpfr_set_d(value, copy.todouble(), MPFR_RNDN);
+        }
+        digits.resize(static_cast<std::size_t>(mpfr_snprintf(nullptr, 0, " %Ra", value)) + 1);
+        mpfr_snprintf(digits.data(), digits.size(), " %Ra", value);
+        mpfr_clear(value);
+        out << digits.data();
+    };
+    const std::uint64_t cursor = x.getIndex();
+    for (std::uint64_t i = 0; i < x.numel(); ++i) {
+        put(x.real(i));
+    }
+    for (std::uint64_t i = 0; x.iscomplex() && i < x.numel(); ++i) {
+        put(x.imag(i));
+    }
+    x.setIndex(cursor);
+    return out.str();
+}
+std::string show(const hvArray* flags) {
+    std::ostringstream out;
+    hvDispatchClass(hvGetClassID(flags), [&]<class T>(std::type_identity<T>) {
+        for (const T value : hvGetTypedData<T>(flags)) {
+            out << ' ' << static_cast<double>(value);
+        }
+    });
+    return out.str();
+}
+
+using Operation2 = std::function<std::string(const fi& a, const fi& b)>;
+struct Row {
+    const char* name;
+    Operation2 run;
+};
+
+std::string flagsOf(hvArray* flags) {
+    const hvArrayOwner owner(flags);
+    return show(owner.get());
+}
+std::string arrayOf(fi* made) {
+    const FiOwner owner(made);
+    return show(*owner);
+}
+
+const Row kComparisons[] = {
+    {"eq", [](const fi& a, const fi& b) { return flagsOf(a.eq(b)); }},
+    {"ne", [](const fi& a, const fi& b) { return flagsOf(a.ne(b)); }},
+    {"lt", [](const fi& a, const fi& b) { return flagsOf(a.lt(b)); }},
+    {"le", [](const fi& a, const fi& b) { return flagsOf(a.le(b)); }},
+    {"gt", [](const fi& a, const fi& b) { return flagsOf(a.gt(b)); }},
+    {"ge", [](const fi& a, const fi& b) { return flagsOf(a.ge(b)); }},
+    {"isequal", [](const fi& a, const fi& b) { return flagsOf(a.isequal(b)); }},
+};
+
+/// Positions of bits, one for each element, and whether to set them.
+struct Positions {
+    hvArrayOwner positions;
+    hvArrayOwner values;
+    explicit Positions(const fi& x)
+        : positions(hvCreateNumericArray(x.ndims(), x.dims(), hvDOUBLE_CLASS, hvREAL)),
+          values(hvCreateNumericArray(x.ndims(), x.dims(), hvDOUBLE_CLASS, hvREAL)) {
+        for (std::uint64_t i = 0; i < x.numel(); ++i) {
+            // A multiple of 5 apart from the last, so that the top bit takes its turn.
+            const auto bits = static_cast<std::uint64_t>(x.getWordLength());
+            hvGetPr(positions.get())[i] = static_cast<double>((bits - 1 + 5 * i) % bits + 1);
+            hvGetPr(values.get())[i] = static_cast<double>(i % 3 == 0);
+        }
+    }
+};
+/// The same position for all elements: 1, the middle, the top, and one beyond.
+template <class Use>
+std::string atPositions(const fi& x, const Use& use) {
+    std::string all;
+    for (const int position : {1, x.getWordLength() / 2, x.getWordLength(), x.getWordLength() + 1}) {
+        for (const double value : {0.0, 1.0}) {
+            const hvArrayOwner where(hvCreateDoubleScalar(position));
+            const hvArrayOwner what(hvCreateDoubleScalar(value));
+            const Raised error = raisedBy([&] { all += use(where.get(), what.get()); });
+            all += error.id;
+        }
+    }
+    return all;
+}
+std::string extremesOf(const fi& x, void (fi::*find)(fi*&, hvArray*&) const) {
+    fi* values = nullptr;
+    hvArray* places = nullptr;
+    (x.*find)(values, places);
+    return arrayOf(values) + flagsOf(places);
+}
+NumericType otherSign(const fi& x) {
+    return fixedType(!x.isSigned(), x.getWordLength(), 7);
+}
+
+const Row kChanges[] = {
+    {"max", [](const fi& a, const fi& b) { return arrayOf(&a.max(b)); }},
+    {"min", [](const fi& a, const fi& b) { return arrayOf(&a.min(b)); }},
+    {"max of columns", [](const fi& a, const fi&) { return extremesOf(a, &fi::unary_max); }},
+    {"min of columns", [](const fi& a, const fi&) { return extremesOf(a, &fi::unary_min); }},
+    {"uminus", [](const fi& a, const fi&) { return arrayOf(a.uminus()); }},
+    {"conj", [](const fi& a, const fi&) { return arrayOf(a.conj()); }},
+    {"sign", [](const fi& a, const fi&) { return flagsOf(a.sign()); }},
+    {"realabs", [](const fi& a, const fi&) { return arrayOf(a.realabs()); }},
+    {"realabs of a type", [](const fi& a, const fi&) { return arrayOf(a.realabs(fixedType(true, 58, 20))); }},
+    {"pow2", [](const fi& a, const fi&) { return arrayOf(&a.pow2(-3, false)) + arrayOf(&a.pow2(70, false)); }},
+    {"shifts", [](const fi& a, const fi&) { return arrayOf(&a.pow2(5, true)) + arrayOf(&a.pow2(-66, true)); }},
+    {"far shifts", [](const fi& a, const fi&) { return arrayOf(&a.pow2(900, true)) + arrayOf(&a.pow2(-900, false)); }},
+    {"stripscaling", [](const fi& a, const fi&) { return arrayOf(&a.stripscaling()); }},
+    {"reinterpretcast", [](const fi& a, const fi&) { return arrayOf(&a.reinterpretcast(otherSign(a))); }},
+    {"bitand", [](const fi& a, const fi& b) { return arrayOf(&a.fibitand(b)); }},
+    {"bitor", [](const fi& a, const fi& b) { return arrayOf(&a.fibitor(b)); }},
+    {"bitxor", [](const fi& a, const fi& b) { return arrayOf(&a.bitxor(b)); }},
+    {"bitcmp", [](const fi& a, const fi&) { return arrayOf(&a.bitcmp()); }},
+    {"negated bitcmp", [](const fi& a, const fi&) { return arrayOf(FiOwner(&a.bitcmp())->uminus()); }},
+    {"bitset",
+     [](const fi& a, const fi&) {
+         return atPositions(a,
+                            [&](const hvArray* bit, const hvArray* value) { return arrayOf(&a.bitset(bit, value)); });
+     }},
+    {"bitset of each",
+     [](const fi& a, const fi&) {
+         const Positions all(a);
+         return arrayOf(&a.bitset(all.positions.get(), all.values.get()));
+     }},
+    {"bitget",
+     [](const fi& a, const fi&) {
+         return atPositions(a, [&](const hvArray* bit, const hvArray*) { return flagsOf(a.bitget(bit)); });
+     }},
+    {"bitget of each", [](const fi& a, const fi&) { return flagsOf(a.bitget(Positions(a).positions.get())); }},
+    {"sort", [](const fi& a, const fi&) { return arrayOf(&a.stridesort(true, 1, a.getM())); }},
+};
+
+NumericType randomWideType(Random& random) {
+    constexpr int kEdges[] = {53, 63, 64, 65, 127, 128, 129, 192};
+    const int bits = random.oneIn(2) ? random.pick(kEdges) : random.between(53, 300);
+    return fixedType(!random.oneIn(3), bits, random.between(-20, bits + 20));
+}
+fimath randomRules(Random& random) {
+    return rulesOf(random.pick(kRoundings), random.oneIn(2));
+}
+Sizes randomSizes(Random& random) {
+    const auto length = static_cast<std::uint64_t>(random.between(1, random.oneIn(3) ? 200 : 20));
+    return random.oneIn(2) ? Sizes{length, 1} : Sizes{length, static_cast<std::uint64_t>(random.between(1, 3))};
+}
+
+/// The outcome of an operation: what it gives, or its error, and what it leaves behind.
+std::string outcome(const Operation2& run, const fi& a, const fi& b) {
+    std::string result;
+    const Raised error = raisedBy([&] { result = run(a, b); });
+    return error.id + result + "\nleft " + show(a) + "\nright " + show(b);
+}
+
+/// Runs operations on random operands. Right ones are of the left type if `areAlike`, copies with some other elements
+/// at times, and scalars at times.
+template <std::size_t rows>
+void expectTheSame(unsigned seed, int rounds, const Row (&table)[rows], bool areAlike) {
+    Random random(seed);
+    int wordsSeen = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const NumericType type = randomWideType(random);
+        const fimath rules = randomRules(random);
+        const Sizes sizes = randomSizes(random);
+        const bool isComplex = random.oneIn(3);
+        FiOwner a = randomWide(random, type, rules, sizes, isComplex);
+        const NumericType other = areAlike || random.oneIn(2) ? type
+                                  : random.oneIn(3)           ? randomFixedType(random, 50, false)
+                                                              : randomWideType(random);
+        FiOwner b = randomWide(random, other, rules, random.oneIn(4) ? Sizes{1, 1} : sizes,
+                               random.oneIn(4) ? !isComplex : isComplex);
+        if (other == type && random.oneIn(3)) {
+            b = std::make_unique<fi>(*a);
+            if (random.oneIn(2)) {
+                const auto place = static_cast<std::uint64_t>(random.between(0, static_cast<int>(a->numel()) - 1));
+                const_cast<number&>(b->real(place)).setvalue(0.0);
+                b->setIndex(0);
+            }
+        }
+        if (random.oneIn(5)) {
+            std::swap(a, b);
+        }
+        wordsSeen += a->real().asWords() && b->real().asWords() ? 1 : 0;
+        fi::setLogging(random.oneIn(2));
+        for (const Row& row : table) {
+            const fi left(*a);
+            const fi right(*b);
+            const std::string seen = outcome(row.run, left, right);
+            const fi leftFloats(*a);
+            const fi rightFloats(*b);
+            const std::string wanted = outcome(row.run, inFloats(leftFloats), inFloats(rightFloats));
+            ASSERT_EQ(seen, wanted) << row.name << ", seed " << random.seed() << " round " << round << ", rules "
+                                    << rules.toString() << (fi::getLogging() ? ", logging" : "") << ", left "
+                                    << show(*a) << ", right " << show(*b);
+        }
+        fi::setLogging(false);
+    }
+    EXPECT_GT(wordsSeen, rounds / 3);
+}
+
+TEST(WordsElementwise, CompareLikeFloats) {
+    expectTheSame(6101, 500, kComparisons, false);
+}
+
+TEST(WordsElementwise, ChangeLikeFloats) {
+    expectTheSame(6102, 250, kChanges, true);
+}
+
+}  // namespace
