@@ -354,6 +354,12 @@ class PlainReader {
     std::array<std::uint8_t, 256> mKinds;
 };
 
+/// Whether a quantizer has the words of a type. Its own description may be older than that of its array.
+bool isUpToDate(const quantizer& q, const EmbeddedTypeSystem::NumericType& type) {
+    return q.isSignedFixed() == type.isSigned() && q.getWordlength() == type.getWordLength() &&
+           q.getFractionlength() == -type.getFixedExponent();
+}
+
 /// The elements of a text row by row.
 struct PlainText {
     std::size_t rows;
@@ -420,7 +426,8 @@ void fi::base2numValidateAndInit(const hvArray* text, int base, const char* real
 void fi::base2num(const hvArray* text, int base) {
     errorIfScaledDouble("base2num");
     checkInput(text, base, Delimiters(kRealDelimiters));
-    const auto plain = isreal() ? plainTextOf(text, DoubleWords(getAssignmentQuantizer()), base) : std::nullopt;
+    const bool mayBePlain = isreal() && isUpToDate(getAssignmentQuantizer(), getNumericType());
+    const auto plain = mayBePlain ? plainTextOf(text, DoubleWords(getAssignmentQuantizer()), base) : std::nullopt;
     if (plain) {
         resizeAndZero(plain->rows, plain->elementsPerRow, getNumericType(), getFimath(), false);
         // Where multi-precision entries are forced, the quantizer stores the words.
