@@ -327,7 +327,7 @@ class PlainReader {
 /// Whether a quantizer has the words of a type. Its own description may be older than that of its array.
 bool isUpToDate(const quantizer& q, const EmbeddedTypeSystem::NumericType& type) {
     return q.isSignedFixed() == type.isSigned() && q.getWordlength() == type.getWordLength() &&
-           q.getFractionlength() == -type.getFixedExponent();
+           q.getFractionlength() == -std::int64_t{type.getFixedExponent()};
 }
 
 /// The elements of a text row by row.
