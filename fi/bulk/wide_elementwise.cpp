@@ -268,7 +268,9 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
     Arena arena(width, 3);
     Arena factors(factorWidth, 4);
     std::array tallies{IntegerTally(width), IntegerTally(width), IntegerTally(width)};
-    auto& [productTally, pairTally, resultTally] = tallies;
+    IntegerTally& productTally = tallies[0];
+    IntegerTally& pairTally = tallies[1];
+    IntegerTally& resultTally = tallies[2];
     const IntegerMachine::Place sum{sumFormat, places.castsBeforeSum, counts ? &pairTally : nullptr};
     IntegerMachine machine({productFormat, false, counts ? &productTally : nullptr}, sum, sum, width, arena.next());
     Block cell = arena.next();

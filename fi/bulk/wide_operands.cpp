@@ -12,7 +12,6 @@
 namespace tolvane::detail::wide {
 
 using integers::Block;
-using integers::Extent;
 
 namespace {
 
