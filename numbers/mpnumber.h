@@ -54,7 +54,7 @@ class TOLVANE_API mpnumber final : public numberrepbody {
     void resize(std::uint64_t count, const tolvane::detail::WordGrid& grid);
     /// Whether arrays of several elements of a stored precision can be words of the grid.
     static bool canBeWords(std::uint64_t count, std::uint32_t storedPrecision, const tolvane::detail::WordGrid& grid) {
-        return count > 1 && grid.bits > 0 && grid.bits <= elementPrecision(storedPrecision);
+        return count > 1 && grid.isUsual() && grid.bits <= elementPrecision(storedPrecision);
     }
     numbertype gettype() const override { return numbertype::mpnumber; }
     bool isempty() const override;

@@ -16,6 +16,10 @@ struct WordGrid {
     bool isSigned = true;
 
     static constexpr int kLimbBits = 64;
+    static constexpr int kGreatestExponent = 1 << 20;
+
+    /// Whether there is a grid, and floats and sums of exponents and lengths don't leave their range.
+    bool isUsual() const { return bits > 0 && exponent <= kGreatestExponent && exponent >= -kGreatestExponent; }
     std::size_t limbs() const { return static_cast<std::size_t>(bits + kLimbBits - 1) / kLimbBits; }
     bool operator==(const WordGrid&) const = default;
 };

@@ -134,8 +134,12 @@ class TOLVANE_API quantizer {
     bool isequal(const quantizer& other) const;
     /// The constants as doubles, for loops over whole arrays.
     const tolvane::detail::FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
-    /// Whether values are rounded to a fixed-point format and forced into its range.
-    bool isFixedPoint() const { return mFunctionFits && (isSignedFixed() || isUnsignedFixed()); }
+    /// Whether values are rounded to a fixed-point format of a usual grid and forced into its range.
+    bool isFixedPoint() const {
+        constexpr int kGreatest = tolvane::detail::WordGrid::kGreatestExponent;
+        return mFunctionFits && (isSignedFixed() || isUnsignedFixed()) && mFractionlength <= kGreatest &&
+               mFractionlength >= -kGreatest;
+    }
     /// Whether the element function leaves all values unchanged and at most logs them.
     bool keepsValues() const;
 

@@ -74,8 +74,11 @@ class ExtentMachine {
         cell = integers::extentOf(place.format.grid);
     }
 
-    /// Whether the integers give what the element steps give.
-    bool holds() const { return mHolds; }
+    /// Whether integers of a reasonable length give what the element steps give.
+    bool holds() const {
+        constexpr int kMostBits = 1 << 18;
+        return mHolds && mNeeded <= kMostBits;
+    }
     /// Whether values of an extent in cells of `precision` bits are quantized like integers.
     static bool agrees(const integers::Format& format, const Cell& x, int precision) {
         return integers::isExactInFloats(format, x, precision) &&

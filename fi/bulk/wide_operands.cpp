@@ -20,7 +20,7 @@ namespace {
 bool isUsualForDoubles(const WordGrid& grid) {
     constexpr int kGreatestExponent = 900;
     constexpr int kDoubleBits = 53;
-    return isUsual(grid) && grid.bits <= kDoubleBits && std::abs(grid.exponent) <= kGreatestExponent;
+    return grid.isUsual() && grid.bits <= kDoubleBits && std::abs(grid.exponent) <= kGreatestExponent;
 }
 
 }  // namespace
@@ -32,7 +32,7 @@ std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::N
     }
     const mpnumber* const words = part.asWords();
     const WordGrid grid = words ? *words->grid() : gridOf(type);
-    if (!isUsual(grid)) {
+    if (!grid.isUsual()) {
         return std::nullopt;
     }
     Source source(integers::extentOf(grid));
@@ -111,7 +111,7 @@ std::optional<Target> Target::within(number& part, const EmbeddedTypeSystem::Num
 
 std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count) {
     const WordGrid grid = gridOf(type);
-    if (part.numel() != count || !isUsual(grid)) {
+    if (part.numel() != count || !grid.isUsual()) {
         return std::nullopt;
     }
     Target target;

@@ -21,22 +21,16 @@ inline WordGrid gridOf(const EmbeddedTypeSystem::NumericType& type) {
 
 /// The grid of the words of a quantizer, which needn't be those of the type of its array; otherwise one without bits.
 inline WordGrid gridOf(const quantizer& q) {
-    if (!q.isSignedFixed() && !q.isUnsignedFixed()) {
+    if (!q.isFixedPoint()) {
         return {};
     }
     return {-q.getFractionlength(), q.getWordlength(), q.isSignedFixed()};
 }
 
-/// Whether there is a grid, and floats and sums of exponents and lengths don't leave their range.
-inline bool isUsual(const WordGrid& grid) {
-    constexpr int kGreatestExponent = 1 << 20;
-    return grid.bits > 0 && grid.exponent <= kGreatestExponent && grid.exponent >= -kGreatestExponent;
-}
-
 /// The words of a part, if it holds words of a usual grid.
 inline std::optional<WordSpan> wordsOf(const number& part, const WordGrid& grid) {
     const mpnumber* const words = part.asWords();
-    return words && isUsual(grid) && *words->grid() == grid ? std::optional(words->words()) : std::nullopt;
+    return words && grid.isUsual() && *words->grid() == grid ? std::optional(words->words()) : std::nullopt;
 }
 
 }  // namespace tolvane::detail

@@ -111,7 +111,7 @@ hvArrayOwner regrouped(const hvArray* values, std::uint64_t oldGroup, std::uint6
 bool storeWordParts(std::span<number* const> parts, std::span<const std::uint32_t* const> chunks,
                     std::uint64_t chunkCount, std::uint64_t count, const EmbeddedTypeSystem::NumericType& type) {
     const WordGrid grid = gridOf(type);
-    if (!isUsual(grid)) {
+    if (!grid.isUsual()) {
         return false;
     }
     for (std::size_t i = 0; i < parts.size(); ++i) {
