@@ -134,11 +134,13 @@ class TOLVANE_API quantizer {
     bool isequal(const quantizer& other) const;
     /// The constants as doubles, for loops over whole arrays.
     const tolvane::detail::FixedDoubleLimits& getDoubleLimits() const { return mLimits; }
-    /// Whether values are rounded to a fixed-point format of a usual grid and forced into its range.
+    /// Whether values are rounded to a fixed-point format of a usual grid and forced into its range. Of short words
+    /// doubles must hold the bounds, which they are compared with.
     bool isFixedPoint() const {
         constexpr int kGreatest = tolvane::detail::WordGrid::kGreatestExponent;
-        return mFunctionFits && (isSignedFixed() || isUnsignedFixed()) && mFractionlength <= kGreatest &&
-               mFractionlength >= -kGreatest;
+        const bool isLong = mWordlength > static_cast<int>(doublenumber::kScalarPrecision);
+        return mFunctionFits && (isLong || mLimits.valid) && (isSignedFixed() || isUnsignedFixed()) &&
+               mFractionlength <= kGreatest && mFractionlength >= -kGreatest;
     }
     /// Whether the element function leaves all values unchanged and at most logs them.
     bool keepsValues() const;
