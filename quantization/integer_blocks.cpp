@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 #include "numbers/rounding.h"
@@ -620,7 +621,7 @@ void divideNative(const Block& a, const Block& b, std::size_t count, Block& out)
         Int quotient = 0;
         Int remainder = 0;
         if (limbs == 2 && dividend == static_cast<std::int64_t>(dividend) &&
-            divisor == static_cast<std::int64_t>(divisor)) {
+            dividend != std::numeric_limits<std::int64_t>::min() && divisor == static_cast<std::int64_t>(divisor)) {
             quotient = static_cast<std::int64_t>(dividend) / static_cast<std::int64_t>(divisor);
             remainder = dividend - quotient * divisor;
         } else {
@@ -682,7 +683,8 @@ Extent quotientOf(const Extent& a, const Extent& b, int exponent) {
 
 int bitsToDivide(const Extent& a, const Extent& b, int exponent) {
     const int shift = shiftToDivide(a, b, exponent);
-    return std::max(neededBits(a) + std::max(shift, 0), neededBits(b) + std::max(-shift, 0));
+    // A bit more keeps the quotient of the least integer by -1 from overflowing.
+    return std::max(neededBits(a) + std::max(shift, 0), neededBits(b) + std::max(-shift, 0)) + 1;
 }
 
 void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t count, std::size_t width, Block& out) {
