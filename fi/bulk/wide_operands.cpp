@@ -42,7 +42,8 @@ std::optional<Source> Source::of(const number& part, const EmbeddedTypeSystem::N
     }
     if (isScalar) {
         source.mScalar.emplace(1, grid);
-        number value(0.0, part.getprecision(), true);
+        // The precision that a double was made with says nothing of its bits.
+        number value(0.0, std::max(part.getprecision(), doublenumber::kScalarPrecision), true);
         value.setvalue(part);
         if (!source.mScalar->store(0, value.body().asMp()->getelement())) {
             return std::nullopt;
