@@ -9,6 +9,7 @@
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/late_product.h"
+#include "numbers/doublenumber.h"
 #include "numbers/errors.h"
 
 using namespace tolvane::detail;
@@ -16,7 +17,7 @@ using namespace tolvane::detail;
 // Made on first use, since arrays can be made before this file's statics; never destroyed, since arrays can outlive
 // them.
 const number& fi::getZeroNumber() {
-    static const number* const sZeroNumber = new number(0.0, number::getDefaultPrecision(), false);
+    static const number* const sZeroNumber = new number(0.0, doublenumber::kScalarPrecision, false);
     return *sZeroNumber;
 }
 
