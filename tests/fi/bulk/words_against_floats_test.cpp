@@ -2,6 +2,7 @@
 // floats to the element steps, so that values with the signs of zeros, counts and extremes must agree.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <sstream>
@@ -80,6 +81,11 @@ FiOwner randomArray(Random& random, const fimath& rules, const Sizes& sizes) {
     if (array->iscomplex()) {
         fillWords([&](std::uint64_t i) -> number& { return const_cast<number&>(array->imag(i)); }, random, type,
                   array->numel());
+    }
+    if (array->real().asDouble() && array->numel() == 1) {
+        // A double has all its bits whatever precision it was made with.
+        const double value = array->real().todouble();
+        array->real().resize(1, static_cast<unsigned>(random.between(5, 51))).setvalue(value);
     }
     array->setIndex(0);
     array->resetLogging();
@@ -180,10 +186,8 @@ TEST(WordsAgainstFloats, OperationsAgree) {
             const fimath rules = randomRules(random);
             const GlobalRules global(rules);
             const auto [leftSizes, rightSizes] = sizesFor(row.shape, random);
-            number::setDefaultPrecision(random.oneIn(3) ? static_cast<unsigned>(random.between(5, 52)) : 52, false);
             const FiOwner a = randomArray(random, rules, leftSizes);
             const FiOwner b = randomArray(random, rules, rightSizes);
-            number::setDefaultPrecision(52, false);
             // Conversions of doubles round by the rules of doubles.
             const bool isConversion = &row - rows >= 8;
             if (isConversion && a->getWordLength() < 53) {
@@ -225,6 +229,31 @@ TEST(WordsAgainstFloats, OperationsAgree) {
             }
         }
         EXPECT_GT(done, 200) << row.name;
+    }
+}
+
+// The least quotient's absolute value is a word of no type as long.
+TEST(WordsAgainstFloats, LeastWordsByMinusOne) {
+    for (const int bits : {53, 62, 63, 64, 65, 127, 128, 129, 300}) {
+        for (const int fraction : {-1, 0, 1, 2}) {
+            const fimath rules = rulesOf(kRoundings[0], true);
+            const NumericType type = fixedType(true, bits, 0);
+            const Sizes sizes{3, 1};
+            const auto arrayOf = [&](int lowest) {
+                auto array = std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, false, "", true,
+                                                  Operation::Assignment, 0U);
+                for (std::uint64_t i = 0; i < sizes[0]; ++i) {
+                    array->real()[i].setvalue(-std::ldexp(1.0, lowest));
+                }
+                return array;
+            };
+            const FiOwner a = arrayOf(bits - 1);
+            const FiOwner b = arrayOf(0);
+            const NumericType quotient = fixedType(true, bits, fraction);
+            const FiOwner seen(&a->over(*b, quotient));
+            const FiOwner wanted(&asFloats(*a)->over(*asFloats(*b), quotient));
+            expectSame(*seen, *wanted, std::to_string(bits) + " " + std::to_string(fraction));
+        }
     }
 }
 
