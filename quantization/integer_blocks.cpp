@@ -10,6 +10,7 @@
 
 #include "numbers/rounding.h"
 #include "quantization/double_rules.h"
+#include "quantization/integer_loops.h"
 #include "quantization/tally.h"
 
 namespace tolvane::detail::integers {
@@ -19,44 +20,13 @@ namespace {
 constexpr int kLimbBits = WordGrid::kLimbBits;
 using rounding::RoundingRules;
 
+__extension__ typedef unsigned __int128 DoubleLimb;
+
 constexpr mp_size_t sizeOf(std::size_t width) {
     return static_cast<mp_size_t>(width);
 }
 mp_limb_t signLimb(mp_limb_t top) {
     return static_cast<mp_limb_t>(static_cast<std::int64_t>(top) >> (kLimbBits - 1));
-}
-
-/// Integers of one and two limbs as the processor's own.
-template <int limbs>
-struct Native;
-template <>
-struct Native<1> {
-    using Int = std::int64_t;
-    using Unsigned = std::uint64_t;
-};
-template <>
-struct Native<2> {
-    __extension__ typedef __int128 Int;
-    __extension__ typedef unsigned __int128 Unsigned;
-};
-
-/// Calls `loops` with the kind of integers of a width: a number of limbs, or 0 for any number.
-template <class Loops>
-decltype(auto) byWidth(std::size_t width, const Loops& loops) {
-    switch (width) {
-        case 1:
-            return loops(std::integral_constant<int, 1>());
-        case 2:
-            return loops(std::integral_constant<int, 2>());
-        default:
-            return loops(std::integral_constant<int, 0>());
-    }
-}
-
-template <int limbs>
-auto* integersOf(const Block& block) {
-    using Int [[gnu::may_alias]] = typename Native<limbs>::Int;
-    return reinterpret_cast<Int*>(block.limbs);
 }
 
 template <class Predicate>
@@ -186,18 +156,13 @@ void shiftAllLeft(Block& block, std::size_t count, std::size_t width, unsigned s
     if (shift == 0) {
         return;
     }
-    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
-        if constexpr (limbs > 0) {
-            auto* const x = integersOf<limbs>(block);
-            for (std::size_t i = 0; i < count; ++i) {
-                x[i] <<= shift;
-            }
-        } else {
-            for (std::size_t i = 0; i < count; ++i) {
-                shiftLeft(block.limbs + i * width, width, shift);
-            }
-        }
-    });
+    if (width <= kLoopWidth) {
+        integerLoops().shiftLeft(block.limbs, count, width, shift);
+        return;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        shiftLeft(block.limbs + i * width, width, shift);
+    }
 }
 
 }  // namespace
@@ -279,6 +244,8 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
     out.extent = extentOf(words.grid);
     if (width == limbs) {
         std::memcpy(out.limbs, from, count * limbs * sizeof(mp_limb_t));
+    } else if (limbs == 1 && width == 2) {
+        integerLoops().widen(from, count, words.grid.isSigned, out.limbs);
     } else {
         mp_limb_t* to = out.limbs;
         for (std::size_t i = 0; i < count; ++i, from += limbs, to += width) {
@@ -320,30 +287,27 @@ Block slice(const Block& block, std::size_t first, std::size_t width) {
 }
 
 bool areWithin(std::span<const double> values, const Extent& extent) {
-    const double scale = std::ldexp(1.0, -extent.exponent);
     const double bound = std::ldexp(1.0, extent.bits);
-    const double least = extent.hasSign ? -bound : 0.0;
-    bool areAll = true;
-    for (const double value : values) {
-        const double scaled = value * scale;
-        const bool fits = scaled >= least && scaled < bound;
-        areAll &= fits && static_cast<double>(static_cast<std::int64_t>(fits ? scaled : 0.0)) == scaled;
-    }
-    return areAll;
+    const DoubleRange range{std::ldexp(1.0, -extent.exponent), extent.hasSign ? -bound : 0.0, bound};
+    return integerLoops().areWithin(values.data(), values.size(), range);
 }
 
 void load(const double* values, std::size_t count, const Extent& extent, std::size_t width, Block& out) {
-    const double scale = std::ldexp(1.0, -extent.exponent);
-    bool hasZeros = false;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto limb = static_cast<mp_limb_t>(static_cast<std::int64_t>(values[i] * scale));
-        hasZeros |= limb == 0;
-        out.limbs[i * width] = limb;
-        std::fill_n(out.limbs + i * width + 1, width - 1, signLimb(limb));
+    const double toInteger = std::ldexp(1.0, -extent.exponent);
+    bool hasZero = false;
+    if (width <= kLoopWidth) {
+        hasZero = integerLoops().fromDoubles(values, count, toInteger, width, out.limbs);
+    } else {
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto limb = static_cast<mp_limb_t>(static_cast<std::int64_t>(values[i] * toInteger));
+            hasZero |= limb == 0;
+            out.limbs[i * width] = limb;
+            std::fill_n(out.limbs + i * width + 1, width - 1, signLimb(limb));
+        }
     }
     out.extent = extent;
     out.negativeZeros =
-        hasZeros ? maskOf(count, [&](std::size_t i) { return values[i] == 0.0 && std::signbit(values[i]); }) : 0;
+        hasZero ? maskOf(count, [&](std::size_t i) { return values[i] == 0.0 && std::signbit(values[i]); }) : 0;
 }
 
 void spread(std::size_t count, std::size_t width, Block& block) {
@@ -359,6 +323,8 @@ void store(const Block& block, std::size_t count, std::size_t width, wordarray& 
     mp_limb_t* to = words.limbs() + begin * limbs;
     if (width == limbs && stride == 1) {
         std::memcpy(to, block.limbs, count * limbs * sizeof(mp_limb_t));
+    } else if (width == 2 && limbs == 1 && stride == 1) {
+        integerLoops().narrow(block.limbs, count, to);
     } else {
         const mp_limb_t* from = block.limbs;
         for (std::size_t i = 0; i < count; ++i, from += width, to += limbs * stride) {
@@ -392,6 +358,10 @@ void scatter(const Block& block, const std::uint64_t* places, std::size_t count,
 
 void store(const Block& block, std::size_t count, std::size_t width, double* values, std::uint64_t stride) {
     const double scale = std::ldexp(1.0, block.extent.exponent);
+    if (width == 1 && stride == 1 && block.negativeZeros == 0) {
+        integerLoops().toDoubles(block.limbs, count, scale, values);
+        return;
+    }
     for (std::size_t i = 0; i < count; ++i) {
         const double value = static_cast<double>(static_cast<std::int64_t>(block.limbs[i * width])) * scale;
         values[i * stride] = (block.negativeZeros >> i & 1U) != 0 ? -0.0 : value;
@@ -418,7 +388,7 @@ namespace {
 /// product = x * y, for factors of a number of limbs known to the compiler.
 template <std::size_t limbs>
 void multiplyUnsigned(const mp_limb_t* x, const mp_limb_t* y, mp_limb_t* product) {
-    using Unsigned = Native<2>::Unsigned;
+    using Unsigned = DoubleLimb;
     std::fill_n(product, 2 * limbs, 0);
     for (std::size_t i = 0; i < limbs; ++i) {
         mp_limb_t carry = 0;
@@ -453,41 +423,10 @@ bool multiplyLimbs(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std
     return hasZero;
 }
 
-template <int factorLimbs, int limbs>
-bool multiplyNative(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::size_t count, Block& out) {
-    using Factor [[gnu::may_alias]] = typename Native<factorLimbs>::Int;
-    using Int = typename Native<limbs>::Int;
-    using Unsigned = typename Native<limbs>::Unsigned;
-    const auto* const x = reinterpret_cast<const Factor*>(a);
-    const auto* const y = reinterpret_cast<const Factor*>(b);
-    auto* const product = integersOf<limbs>(out);
-    bool hasZero = false;
-    const auto multiplyAll = [&](auto right) {
-        for (std::size_t i = 0; i < count; ++i) {
-            product[i] = static_cast<Int>(static_cast<Unsigned>(static_cast<Int>(x[i])) *
-                                          static_cast<Unsigned>(static_cast<Int>(right(i))));
-            hasZero |= product[i] == 0;
-        }
-    };
-    if (step == 0) {
-        const Factor factor = *y;
-        multiplyAll([factor](std::size_t) { return factor; });
-    } else {
-        multiplyAll([y](std::size_t i) { return y[i]; });
-    }
-    return hasZero;
-}
-
 bool multiplyAll(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::size_t count, std::size_t factorWidth,
                  std::size_t width, Block& out) {
-    if (factorWidth == 1 && width == 1) {
-        return multiplyNative<1, 1>(a, b, step, count, out);
-    }
-    if (factorWidth == 1 && width == 2) {
-        return multiplyNative<1, 2>(a, b, step, count, out);
-    }
-    if (factorWidth == 2 && width == 2) {
-        return multiplyNative<2, 2>(a, b, step, count, out);
+    if (width <= kLoopWidth) {
+        return integerLoops().multiply(a, b, step == 0 ? 0 : 1, count, factorWidth, width, out.limbs);
     }
     const auto bySmall = [&]<std::size_t limbs>(std::integral_constant<std::size_t, limbs>) {
         mp_limb_t all[2 * limbs];
@@ -536,28 +475,11 @@ void multiply(const Block& a, const Factor& b, std::size_t count, std::size_t fa
     }
 }
 
-namespace {
-
-template <int factorLimbs, int limbs>
-void accumulateNative(Sign sign, const Block& a, const Factor& b, std::size_t count, Block& total) {
-    using Int = typename Native<limbs>::Int;
-    const auto* const x = integersOf<factorLimbs>(a);
-    const auto right = static_cast<Int>(*integersOf<factorLimbs>(b.value));
-    const Int factor = sign == Sign::plus ? right : -right;
-    auto* const sum = integersOf<limbs>(total);
-    for (std::size_t i = 0; i < count; ++i) {
-        sum[i] += static_cast<Int>(x[i]) * factor;
-    }
-}
-
-}  // namespace
-
 void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, std::size_t factorWidth,
                 std::size_t width, Block& scratch, Block& total) {
     const Extent extent = productOf(a.extent, b.value.extent);
     if (factorWidth == 1 && width <= 2 && extent.exponent == total.extent.exponent) {
-        width == 1 ? accumulateNative<1, 1>(sign, a, b, count, total)
-                   : accumulateNative<1, 2>(sign, a, b, count, total);
+        integerLoops().accumulate(sign, a.limbs, b.value.limbs, count, width, total.limbs);
         return;
     }
     const Extent kept = total.extent;
@@ -574,33 +496,21 @@ void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Bl
     if (total.negativeZeros != 0) {
         total.negativeZeros &= sign == Sign::plus ? x.negativeZeros : zerosOf(x, count, width) & ~x.negativeZeros;
     }
-    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
-        if constexpr (limbs > 0) {
-            const auto* const y = integersOf<limbs>(x);
-            auto* const sum = integersOf<limbs>(total);
-            if (sign == Sign::plus) {
-                for (std::size_t i = 0; i < count; ++i) {
-                    sum[i] += y[i] << shift;
-                }
-            } else {
-                for (std::size_t i = 0; i < count; ++i) {
-                    sum[i] -= y[i] << shift;
-                }
-            }
-        } else {
-            std::vector<mp_limb_t> shifted(shift == 0 ? 0 : width);
-            for (std::size_t i = 0; i < count; ++i) {
-                const mp_limb_t* y = x.limbs + i * width;
-                if (shift != 0) {
-                    std::copy_n(y, width, shifted.data());
-                    shiftLeft(shifted.data(), width, shift);
-                    y = shifted.data();
-                }
-                mp_limb_t* const sum = total.limbs + i * width;
-                (sign == Sign::plus ? mpn_add_n : mpn_sub_n)(sum, sum, y, sizeOf(width));
-            }
+    if (width <= kLoopWidth) {
+        integerLoops().combine(sign, x.limbs, shift, count, width, total.limbs);
+        return;
+    }
+    std::vector<mp_limb_t> shifted(shift == 0 ? 0 : width);
+    for (std::size_t i = 0; i < count; ++i) {
+        const mp_limb_t* y = x.limbs + i * width;
+        if (shift != 0) {
+            std::copy_n(y, width, shifted.data());
+            shiftLeft(shifted.data(), width, shift);
+            y = shifted.data();
         }
-    });
+        mp_limb_t* const sum = total.limbs + i * width;
+        (sign == Sign::plus ? mpn_add_n : mpn_sub_n)(sum, sum, y, sizeOf(width));
+    }
 }
 
 namespace {
@@ -609,28 +519,33 @@ int shiftToDivide(const Extent& a, const Extent& b, int exponent) {
     return a.exponent - b.exponent - exponent;
 }
 
-template <int limbs>
-void divideNative(const Block& a, const Block& b, std::size_t count, Block& out) {
-    using Int = typename Native<limbs>::Int;
-    const auto* const x = integersOf<limbs>(a);
-    const auto* const y = integersOf<limbs>(b);
-    auto* const quotients = integersOf<limbs>(out);
+/// A quotient rounded down, made odd where something was cut off. Division rounds toward zero.
+template <class Int>
+Int stickyQuotient(Int dividend, Int divisor) {
+    const Int quotient = dividend / divisor;
+    const Int remainder = dividend - quotient * divisor;
+    const Int isBelow = remainder != 0 && (remainder < 0) != (divisor < 0) ? 1 : 0;
+    return (quotient - isBelow) | (remainder != 0 ? 1 : 0);
+}
+
+void divideShort(const Block& a, const Block& b, std::size_t count, Block& out) {
     for (std::size_t i = 0; i < count; ++i) {
-        const Int dividend = x[i];
-        const Int divisor = y[i];
-        Int quotient = 0;
-        Int remainder = 0;
-        if (limbs == 2 && dividend == static_cast<std::int64_t>(dividend) &&
-            dividend != std::numeric_limits<std::int64_t>::min() && divisor == static_cast<std::int64_t>(divisor)) {
-            quotient = static_cast<std::int64_t>(dividend) / static_cast<std::int64_t>(divisor);
-            remainder = dividend - quotient * divisor;
-        } else {
-            quotient = dividend / divisor;
-            remainder = dividend - quotient * divisor;
-        }
-        // Division rounds toward zero.
-        const Int isBelow = remainder != 0 && (remainder < 0) != (divisor < 0) ? 1 : 0;
-        quotients[i] = (quotient - isBelow) | (remainder != 0 ? 1 : 0);
+        out.limbs[i] = static_cast<mp_limb_t>(
+            stickyQuotient(static_cast<std::int64_t>(a.limbs[i]), static_cast<std::int64_t>(b.limbs[i])));
+    }
+}
+
+void divideLong(const Block& a, const Block& b, std::size_t count, Block& out) {
+    __extension__ typedef __int128 Int [[gnu::may_alias]];
+    const auto* const x = reinterpret_cast<const Int*>(a.limbs);
+    const auto* const y = reinterpret_cast<const Int*>(b.limbs);
+    auto* const quotients = reinterpret_cast<Int*>(out.limbs);
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto dividend = static_cast<std::int64_t>(x[i]);
+        const auto divisor = static_cast<std::int64_t>(y[i]);
+        const bool areShort = dividend == x[i] && divisor == y[i] && dividend != kLeast;
+        quotients[i] = areShort ? stickyQuotient(dividend, divisor) : stickyQuotient<Int>(x[i], y[i]);
     }
 }
 
@@ -662,7 +577,9 @@ void divideLimbs(const Block& a, const Block& b, std::size_t count, std::size_t 
         const std::size_t m = usedOf(y);
         std::fill_n(q, width, 0);
         bool hasRemainder = n > 0;
-        if (n >= m) {
+        if (m == 1) {
+            hasRemainder = n > 0 && mpn_divrem_1(q, 0, x, sizeOf(n), y[0]) != 0;
+        } else if (n >= m) {
             mpn_tdiv_qr(quotient, remainder, 0, x, sizeOf(n), y, sizeOf(m));
             std::copy_n(quotient, n - m + 1, q);
             hasRemainder = !isZero(remainder, m);
@@ -697,13 +614,16 @@ void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t c
         b.limbs[static_cast<std::size_t>(std::countr_zero(rest)) * width] = 1;
     }
     shiftAllLeft(shift > 0 ? a : b, count, width, static_cast<unsigned>(std::abs(shift)));
-    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
-        if constexpr (limbs > 0) {
-            divideNative<limbs>(a, b, count, out);
-        } else {
+    switch (width) {
+        case 1:
+            divideShort(a, b, count, out);
+            break;
+        case 2:
+            divideLong(a, b, count, out);
+            break;
+        default:
             divideLimbs(a, b, count, width, out);
-        }
-    });
+    }
     out.extent = extent;
     out.negativeZeros = negativeZeros & ~zeros;
 }
@@ -788,142 +708,6 @@ void roundTo(int bits, std::size_t count, std::size_t width, Block& block) {
 
 namespace {
 
-/// How a block is forced into a format.
-struct Task {
-    const Format& format;
-    int shift;  // bits to be dropped, or to be added if negative
-    bool saturates;
-};
-
-/// What the rounding of a block met.
-struct Met {
-    std::uint64_t minusZeros = 0;  // new ones
-    std::uint64_t underflows = 0;
-    std::uint64_t overflows = 0;
-    std::uint64_t overflowing = 0;  // a bit for each
-};
-
-/// Shifts to the left within a word.
-template <int limbs>
-void shiftNative(const Task& task, std::size_t count, Block& block, Met& met) {
-    using Int = typename Native<limbs>::Int;
-    using Unsigned = typename Native<limbs>::Unsigned;
-    const WordGrid& grid = task.format.grid;
-    const int shift = -task.shift;
-    const int unused = limbs * kLimbBits - grid.bits;
-    auto* const x = integersOf<limbs>(block);
-    std::uint64_t overflowing = 0;
-    const auto run = [&](auto fits, auto wordOf, Int least, Int greatest) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const Int v = x[i];
-            const bool isWithin = fits(v);
-            const Int word = wordOf(static_cast<Unsigned>(v) << shift);
-            const Int bound = v < 0 ? least : greatest;
-            overflowing |= static_cast<std::uint64_t>(!isWithin) << i;
-            x[i] = isWithin || !task.saturates ? word : bound;
-        }
-    };
-    if (grid.isSigned) {
-        const Int greatest = static_cast<Int>(~Unsigned{0} >> 1 >> unused);
-        const auto extend = [](Unsigned v, int above) { return static_cast<Int>(v << above) >> above; };
-        run([=](Int v) { return extend(static_cast<Unsigned>(v), unused + shift) == v; },
-            [=](Unsigned v) { return extend(v, unused); }, -greatest - 1, greatest);
-    } else {
-        const Unsigned mask = ~Unsigned{0} >> unused;
-        run([=](Int v) { return static_cast<Unsigned>(v) <= mask >> shift; },
-            [=](Unsigned v) { return static_cast<Int>(v & mask); }, 0, static_cast<Int>(mask));
-    }
-    met.overflows = static_cast<std::uint64_t>(std::popcount(overflowing));
-    met.overflowing = overflowing;
-}
-
-template <class Rule, int limbs>
-void quantizeNative(const Task& task, std::size_t count, Block& block, Met& met) {
-    using Int = typename Native<limbs>::Int;
-    using Unsigned = typename Native<limbs>::Unsigned;
-    constexpr int kBits = limbs * kLimbBits;
-    if (isWithinWord(task.format.grid, -task.shift)) {
-        shiftNative<limbs>(task, count, block, met);
-        return;
-    }
-    auto* const x = integersOf<limbs>(block);
-    std::array<Int, kBlock> rounded;
-    if (task.shift > 0) {
-        const int shift = task.shift;
-        const Unsigned belowHalf = (Unsigned{1} << (shift - 1)) - 1;
-        Int hasMinusZero = 0;
-        std::uint64_t underflows = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            const Int v = x[i];
-            const Int floor = v >> shift;
-            const Int half = v >> (shift - 1) & 1;
-            const Int rest = (static_cast<Unsigned>(v) & belowHalf) != 0 ? 1 : 0;
-            const Int negative = static_cast<Int>(static_cast<Unsigned>(v) >> (kBits - 1));
-            const Int odd = floor & 1;
-            const Int r = floor + Rule::increment(half, rest, negative, odd);
-            const Int becomesZero = r == 0 && v != 0 ? 1 : 0;
-            underflows += static_cast<std::uint64_t>(becomesZero);
-            hasMinusZero |= becomesZero & negative;
-            rounded[i] = r;
-        }
-        met.underflows = underflows;
-        if (hasMinusZero != 0) {
-            met.minusZeros = maskOf(count, [&](std::size_t i) {
-                const Int v = x[i];
-                const Int half = v >> (shift - 1) & 1;
-                const Int rest = (static_cast<Unsigned>(v) & belowHalf) != 0 ? 1 : 0;
-                return v < 0 && rounded[i] == 0 && Rule::keepsMinus(half, rest) != 0;
-            });
-        }
-    } else {
-        const int shift = -task.shift;
-        for (std::size_t i = 0; i < count; ++i) {
-            rounded[i] = x[i] << shift;
-        }
-    }
-    const WordGrid& grid = task.format.grid;
-    const int unused = kBits - grid.bits;
-    if (unused <= 0) {
-        // Wider than the integers: unsigned words have no negative ones.
-        std::copy_n(rounded.data(), count, x);
-        if (grid.isSigned) {
-            return;
-        }
-    }
-    std::uint64_t overflows = 0;
-    const auto force = [&](auto wordOf, Int least, Int greatest) {
-        if (task.saturates) {
-            for (std::size_t i = 0; i < count; ++i) {
-                const Int r = rounded[i];
-                const Int limited = r < least ? least : r > greatest ? greatest : r;
-                overflows += limited != r ? 1 : 0;
-                x[i] = limited;
-            }
-        } else {
-            for (std::size_t i = 0; i < count; ++i) {
-                const Int r = rounded[i];
-                const Int word = wordOf(r);
-                overflows += word != r ? 1 : 0;
-                x[i] = word;
-            }
-        }
-    };
-    const auto all = ~Unsigned{0};
-    if (grid.isSigned) {
-        const Int greatest = static_cast<Int>(all >> 1 >> unused);
-        force([unused](Int r) { return static_cast<Int>(static_cast<Unsigned>(r) << unused) >> unused; }, -greatest - 1,
-              greatest);
-    } else {
-        const int kept = std::max(unused, 1);
-        const Unsigned mask = all >> kept;
-        force([mask](Int r) { return static_cast<Int>(static_cast<Unsigned>(r) & mask); }, 0, static_cast<Int>(mask));
-    }
-    met.overflows = overflows;
-    if (overflows != 0) {
-        met.overflowing = maskOf(count, [&](std::size_t i) { return x[i] != rounded[i]; });
-    }
-}
-
 template <class Rule>
 void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block& block, Met& met) {
     const WordGrid& grid = task.format.grid;
@@ -965,36 +749,44 @@ void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block
     }
 }
 
-template <int limbs>
-void watchNative(const Block& block, std::size_t count, Notes& notes) {
-    const auto* const x = integersOf<limbs>(block);
-    auto greatest = x[0];
-    auto least = x[0];
-    for (std::size_t i = 1; i < count; ++i) {
-        greatest = x[i] > greatest ? x[i] : greatest;
-        least = x[i] < least ? x[i] : least;
+/// Compares the upper 64 bits, and all of them where these are equal.
+void watchLimbs(const Block& block, std::size_t count, std::size_t width, Notes& notes) {
+    const auto bits = std::min<std::size_t>(static_cast<std::size_t>(neededBits(block.extent)), width * kLimbBits);
+    const std::size_t below = bits > kLimbBits ? bits - kLimbBits : 0;
+    const std::size_t limb = below / kLimbBits;
+    const unsigned shift = below % kLimbBits;
+    const std::size_t next = shift != 0 ? limb + 1 : limb;
+    std::array<std::int64_t, kBlock> keys;
+    const mp_limb_t* x = block.limbs;
+    for (std::size_t i = 0; i < count; ++i, x += width) {
+        keys[i] = static_cast<std::int64_t>(x[limb] >> shift | x[next] << 1 << (kLimbBits - 1 - shift));
     }
-    std::memcpy(notes.greatest, &greatest, sizeof(greatest));
-    std::memcpy(notes.least, &least, sizeof(least));
+    const auto extreme = [&](auto isBeyond, mp_limb_t* found) {
+        std::int64_t most = keys[0];
+        for (std::size_t i = 1; i < count; ++i) {
+            most = isBeyond(keys[i], most) ? keys[i] : most;
+        }
+        const mp_limb_t* best = nullptr;
+        for (std::size_t i = 0; i < count; ++i) {
+            const mp_limb_t* const value = block.limbs + i * width;
+            if (keys[i] == most && (!best || isBeyond(compare(value, best, width), 0))) {
+                best = value;
+            }
+        }
+        std::copy_n(best, width, found);
+    };
+    extreme([](auto a, auto b) { return a > b; }, notes.greatest);
+    extreme([](auto a, auto b) { return a < b; }, notes.least);
 }
 
 }  // namespace
 
 void watch(const Block& block, std::size_t count, std::size_t width, Notes& notes) {
-    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
-        if constexpr (limbs > 0) {
-            watchNative<limbs>(block, count, notes);
-        } else {
-            const mp_limb_t* greatest = block.limbs;
-            const mp_limb_t* least = block.limbs;
-            for (const mp_limb_t* x = block.limbs; x != block.limbs + count * width; x += width) {
-                greatest = compare(greatest, x, width) < 0 ? x : greatest;
-                least = compare(x, least, width) < 0 ? x : least;
-            }
-            std::copy_n(greatest, width, notes.greatest);
-            std::copy_n(least, width, notes.least);
-        }
-    });
+    if (width <= kLoopWidth) {
+        integerLoops().watch(block.limbs, count, width, notes.greatest, notes.least);
+    } else {
+        watchLimbs(block, count, width, notes);
+    }
     notes.zeros = Tally::none;
     if (isZero(notes.greatest, width) || isZero(notes.least, width)) {
         const std::uint64_t zeros = zerosOf(block, count, width);
@@ -1083,6 +875,27 @@ void quantizeDoubles(const Task& task, const double* values, std::size_t count, 
     }
 }
 
+/// Quantizes doubles by the loops, if these take the words and the doubles.
+bool quantizeShortDoubles(const Task& task, const double* values, std::size_t count, std::size_t width, Block& out,
+                          Met& met) {
+    constexpr int kGreatestExponent = 900;
+    const WordGrid& grid = task.format.grid;
+    if (width > kLoopWidth || grid.bits - (grid.isSigned ? 1 : 0) >= kLimbBits ||
+        std::abs(grid.exponent) > kGreatestExponent) {
+        return false;
+    }
+    const double toInteger = std::ldexp(1.0, -grid.exponent);
+    if (width == 1) {
+        return integerLoops().quantizeDoubles(task, values, count, toInteger, out.limbs, met);
+    }
+    std::array<mp_limb_t, kBlock> words;
+    if (!integerLoops().quantizeDoubles(task, values, count, toInteger, words.data(), met)) {
+        return false;
+    }
+    integerLoops().widen(words.data(), count, grid.isSigned, out.limbs);
+    return true;
+}
+
 void finish(const Met& met, std::size_t count, std::size_t width, const Block& block, Notes* notes) {
     if (notes) {
         watch(block, count, width, *notes);
@@ -1101,7 +914,9 @@ void quantize(const Format& format, const double* values, std::size_t count, std
         RoundingRules::table([]<class Rule>() -> Loop { return &quantizeDoubles<Rule>; });
     const Task task{format, 0, format.overflow == embedded::OverflowModeEnum::Saturate};
     Met met;
-    kLoops[RoundingRules::indexOf(format.round)](task, values, count, width, out, met);
+    if (!quantizeShortDoubles(task, values, count, width, out, met)) {
+        kLoops[RoundingRules::indexOf(format.round)](task, values, count, width, out, met);
+    }
     out.extent = extentOf(format.grid);
     out.negativeZeros = met.minusZeros;
     finish(met, count, width, out, notes);
@@ -1115,19 +930,14 @@ void quantize(const Format& format, std::size_t count, std::size_t width, Block&
     const Task task{format, format.grid.exponent - block.extent.exponent,
                     format.overflow == embedded::OverflowModeEnum::Saturate};
     Met met;
-    byWidth(width, [&]<int limbs>(std::integral_constant<int, limbs>) {
-        if constexpr (limbs > 0) {
-            using Loop = void (*)(const Task&, std::size_t, Block&, Met&);
-            static constexpr std::array<Loop, RoundingRules::kCount> kLoops =
-                RoundingRules::table([]<class Rule>() -> Loop { return &quantizeNative<Rule, limbs>; });
-            kLoops[RoundingRules::indexOf(format.round)](task, count, block, met);
-        } else {
-            using Loop = void (*)(const Task&, std::size_t, std::size_t, Block&, Met&);
-            static constexpr std::array<Loop, RoundingRules::kCount> kLoops =
-                RoundingRules::table([]<class Rule>() -> Loop { return &quantizeLimbs<Rule>; });
-            kLoops[RoundingRules::indexOf(format.round)](task, count, width, block, met);
-        }
-    });
+    if (width <= kLoopWidth) {
+        integerLoops().quantize(task, block.limbs, count, width, met);
+    } else {
+        using Loop = void (*)(const Task&, std::size_t, std::size_t, Block&, Met&);
+        static constexpr std::array<Loop, RoundingRules::kCount> kLoops =
+            RoundingRules::table([]<class Rule>() -> Loop { return &quantizeLimbs<Rule>; });
+        kLoops[RoundingRules::indexOf(format.round)](task, count, width, block, met);
+    }
     block.extent = extentOf(format.grid);
     block.negativeZeros |= met.minusZeros;
     finish(met, count, width, block, notes);
