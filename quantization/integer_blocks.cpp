@@ -513,6 +513,22 @@ void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Bl
     }
 }
 
+void sumAlong(const Block& start, std::size_t count, std::size_t width, Block& block) {
+    if (width == 1) {
+        mp_limb_t total = start.limbs[0];
+        for (std::size_t i = 0; i < count; ++i) {
+            total += block.limbs[i];
+            block.limbs[i] = total;
+        }
+    } else {
+        const mp_limb_t* before = start.limbs;
+        for (mp_limb_t* x = block.limbs; x != block.limbs + count * width; before = x, x += width) {
+            mpn_add_n(x, x, before, sizeOf(width));
+        }
+    }
+    block.negativeZeros = 0;
+}
+
 namespace {
 
 int shiftToDivide(const Extent& a, const Extent& b, int exponent) {

@@ -139,6 +139,8 @@ void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, s
                 std::size_t width, Block& scratch, Block& total);
 /// Adds x to the total, or subtracts it. The total takes the lesser exponent.
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total);
+/// Adds the first integer of `start`, and all before it, to each integer. The width holds the sums.
+void sumAlong(const Block& start, std::size_t count, std::size_t width, Block& block);
 /// The bits below the last place of a format that a quotient has for its rounding.
 constexpr int kGuardBits = 2;
 /// The extent of quotients by integers that aren't zero, as integers of an exponent.

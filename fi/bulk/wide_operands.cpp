@@ -127,10 +127,27 @@ std::optional<Target> Target::of(number& part, const EmbeddedTypeSystem::Numeric
     return target;
 }
 
+std::optional<Target> Target::ofSums(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count) {
+    const WordGrid grid = gridOf(type);
+    if (count > 1 || part.numel() != count || part.asDouble()) {
+        return of(part, type, count);
+    }
+    if (!grid.isUsual() || grid.bits > mpnumber::elementPrecision(part.getprecision())) {
+        return std::nullopt;
+    }
+    Target target;
+    target.mSingle = std::make_shared<wordarray>(1, grid);
+    target.mElement = &part;
+    return target;
+}
+
 void Target::store(const Block& block, std::uint64_t begin, std::size_t count, std::size_t width,
                    std::uint64_t stride) {
     if (mDoubles) {
         integers::store(block, count, width, mDoubles + begin, stride);
+    } else if (mSingle) {
+        integers::store(block, 1, width, *mSingle, 0);
+        mSingle->load(0, mElement->body().asMp()->getmodifiableelement());
     } else {
         integers::store(block, count, width, *mWords, begin, stride);
     }
@@ -139,6 +156,8 @@ void Target::store(const Block& block, std::uint64_t begin, std::size_t count, s
 void Target::clear(std::uint64_t count) {
     if (mDoubles) {
         std::fill_n(mDoubles, count, 0.0);
+    } else if (mSingle) {
+        mElement->setvalue(0.0);
     } else {
         *mWords = wordarray(count, mWords->grid());
     }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "descriptors/NumericType.h"
@@ -70,13 +71,15 @@ class Target {
  public:
     /// Gives nothing if the results aren't integers that array code can store.
     static std::optional<Target> of(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
+    /// The same for results of much work each, of which a single one is worth it, too.
+    static std::optional<Target> ofSums(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
     void store(const integers::Block& block, std::uint64_t begin, std::size_t count, std::size_t width,
                std::uint64_t stride = 1);
     /// Makes all elements zero.
     void clear(std::uint64_t count);
     /// The same for a part that keeps elements.
     static std::optional<Target> within(number& part, const EmbeddedTypeSystem::NumericType& type, std::uint64_t count);
-    /// Null for doubles.
+    /// Null for doubles and for a single element.
     wordarray* words() const { return mWords; }
     /// Stores at any places.
     void scatter(const integers::Block& block, const std::uint64_t* places, std::size_t count, std::size_t width);
@@ -86,6 +89,9 @@ class Target {
  private:
     double* mDoubles = nullptr;
     wordarray* mWords = nullptr;
+    // A single element is a float, which takes what is stored in a word.
+    std::shared_ptr<wordarray> mSingle;
+    number* mElement = nullptr;
 };
 
 }  // namespace tolvane::detail::wide

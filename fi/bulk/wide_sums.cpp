@@ -312,7 +312,7 @@ class Sums {
 struct Results {
     static std::optional<Results> of(fi& x) {
         const auto part = [&x](const number& entries) {
-            return Target::of(const_cast<number&>(entries), x.getNumericType(), x.numel());
+            return Target::ofSums(const_cast<number&>(entries), x.getNumericType(), x.numel());
         };
         const std::optional<Target> real = part(x.real());
         const std::optional<Target> imag = x.iscomplex() ? part(x.imag()) : std::nullopt;
@@ -558,6 +558,93 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const SumPl
 
 // Sums of columns.
 
+namespace {
+
+/// Few columns: sums along each of them, a block of terms at a time, which are in the units of the sum's format or
+/// greater ones once they are converted.
+class RunningSums {
+ public:
+    /// The least number of columns that are summed side by side faster.
+    static constexpr std::uint64_t kManyColumns = 32;
+
+    static Extent extentOf(const integers::Format& format, const Extent& term, bool casts) {
+        const Extent total = integers::extentOf(format.grid);
+        Extent sums = integers::sumOf(Sign::plus, total, casts ? total : term);
+        sums.bits += static_cast<int>(std::bit_width(kBlock - 1));
+        return sums;
+    }
+
+    RunningSums(const IntegerMachine::Place& place, const Extent& term, bool isExact, std::size_t width)
+        : mPlace(place),
+          mExtent(extentOf(place.format, term, place.casts)),
+          mWidth(width),
+          mMustLook(place.tally != nullptr || !isExact),
+          mArena(width, 4),
+          mMachine(place, place, place, width, mArena.next()),
+          mTerms(mArena.next()),
+          mSums(mArena.next()),
+          mTotal(mArena.next()) {}
+
+    /// The sum of a part's elements from `begin` to `end`.
+    const Block& sum(Source& part, std::uint64_t begin, std::uint64_t end) {
+        std::fill_n(mTotal.limbs, mWidth, 0);
+        mTotal.extent = integers::extentOf(mPlace.format.grid);
+        for (; begin < end; begin += kBlock) {
+            const std::size_t count = std::min<std::uint64_t>(kBlock, end - begin);
+            part.take(begin, count, mTerms);
+            add(count);
+        }
+        return mTotal;
+    }
+
+ private:
+    void add(std::size_t count) {
+        mMachine.setCount(count);
+        if (mPlace.casts) {
+            mMachine.quantize(mMachine.sum, mTerms);
+        }
+        integers::align(mPlace.format.grid.exponent, count, mWidth, mTerms);
+        for (std::size_t done = 0; done < count;) {
+            Block terms = integers::slice(mTerms, done, mWidth);
+            integers::copy(terms, count - done, mWidth, mSums);
+            integers::sumAlong(mTotal, count - done, mWidth, mSums);
+            mSums.extent = mExtent;
+            const std::size_t held = mMustLook ? force(count - done) : count - done;
+            done += held;
+            std::copy_n(mSums.limbs + (held - 1) * mWidth, mWidth, mTotal.limbs);
+        }
+    }
+    /// Forces sums into the format up to the first that isn't of it, from which on they are others; returns how many.
+    std::size_t force(std::size_t count) {
+        integers::Notes notes = mTally.blank();
+        integers::quantize(mPlace.format, count, mWidth, mSums, &notes);
+        const std::size_t held =
+            notes.overflowing == 0 ? count : static_cast<std::size_t>(std::countr_zero(notes.overflowing)) + 1;
+        if (mPlace.tally) {
+            if (held < count) {
+                mSums.extent = mExtent;
+                notes.overflows = 1;
+                integers::watch(mSums, held, mWidth, notes);
+            }
+            mPlace.tally->join(notes, held, mPlace.format.grid.exponent);
+        }
+        return held;
+    }
+
+    IntegerMachine::Place mPlace;
+    Extent mExtent;
+    std::size_t mWidth;
+    bool mMustLook;
+    Arena mArena;
+    IntegerMachine mMachine;
+    IntegerTally mTally{mWidth};
+    Block mTerms;
+    Block mSums;
+    Block mTotal;
+};
+
+}  // namespace
+
 bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     const std::uint64_t rows = x.getM();
     const std::uint64_t columns = x.getN();
@@ -587,6 +674,11 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
         proof.requireSums(format, term, casts, cellBits(result.real()));
     }
     steps::accumulateStep(proof, proof.sum, Sign::plus, total, term);
+    const bool runsAlong = columns < RunningSums::kManyColumns && (casts || term.exponent >= format.grid.exponent);
+    if (runsAlong) {
+        const int needed = integers::neededBits(format, RunningSums::extentOf(format, term, casts));
+        proof.hold({format.grid.exponent, needed, true});
+    }
     std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
     if (!out) {
         return false;
@@ -594,7 +686,7 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     const qlogger& log = q.getQlogger();
     const bool counts = log.isLogging();
     const std::size_t width = proof.width();
-    Arena arena(width, 2);
+    Arena arena(width, 4);
     IntegerTally tally(width);
     const IntegerMachine::Place place{format, casts, counts ? &tally : nullptr};
     IntegerMachine machine(place, place, place, width, arena.next());
@@ -603,6 +695,14 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
     }
     Block sums = arena.next();
     const auto sumPart = [&](Source& part, Target& to) {
+        if (runsAlong) {
+            part.open(arena, width);
+            RunningSums running(place, term, isExact, width);
+            for (std::uint64_t column = 0; column < columns; ++column) {
+                to.store(running.sum(part, column * rows, (column + 1) * rows), column, 1, width);
+            }
+            return;
+        }
         const Panel panel(part, rows, columns, width);
         for (std::uint64_t column = 0; column < columns; column += kBlock) {
             const std::size_t lanes = std::min<std::uint64_t>(kBlock, columns - column);
