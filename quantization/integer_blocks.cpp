@@ -535,49 +535,102 @@ int shiftToDivide(const Extent& a, const Extent& b, int exponent) {
     return a.exponent - b.exponent - exponent;
 }
 
-/// A quotient rounded down, made odd where something was cut off. Division rounds toward zero.
-template <class Int>
-Int stickyQuotient(Int dividend, Int divisor) {
-    const Int quotient = dividend / divisor;
-    const Int remainder = dividend - quotient * divisor;
-    const Int isBelow = remainder != 0 && (remainder < 0) != (divisor < 0) ? 1 : 0;
-    return (quotient - isBelow) | (remainder != 0 ? 1 : 0);
+int bitsOf(DoubleLimb x) {
+    const auto high = static_cast<mp_limb_t>(x >> kLimbBits);
+    return high != 0 ? 2 * kLimbBits - std::countl_zero(high) : kLimbBits - std::countl_zero(static_cast<mp_limb_t>(x));
 }
 
-void divideShort(const Block& a, const Block& b, std::size_t count, Block& out) {
-    for (std::size_t i = 0; i < count; ++i) {
-        out.limbs[i] = static_cast<mp_limb_t>(
-            stickyQuotient(static_cast<std::int64_t>(a.limbs[i]), static_cast<std::int64_t>(b.limbs[i])));
+/// Rounds the absolute value of a quotient, from which something was cut off or not, to the precision of floats if they
+/// have fewer bits. Returns whether something is still cut off. A float with more bits can reach the quotient's own
+/// last place or the next one; these are in doubt if they are a half of a unit of the format.
+bool isStillCut(int precision, DoubleLimb& quotient, bool isCut) {
+    const int dropped = bitsOf(quotient) - precision;
+    if (dropped > 0) {
+        const DoubleLimb rest = quotient & ((DoubleLimb{1} << dropped) - 1);
+        const DoubleLimb half = DoubleLimb{1} << (dropped - 1);
+        const bool isOdd = (quotient >> dropped & 1U) != 0;
+        quotient -= rest;
+        if (rest > half || (rest == half && (isCut || isOdd))) {
+            quotient += DoubleLimb{1} << dropped;
+        }
+        return false;
     }
+    return isCut;
 }
 
-void divideLong(const Block& a, const Block& b, std::size_t count, Block& out) {
-    __extension__ typedef __int128 Int [[gnu::may_alias]];
-    const auto* const x = reinterpret_cast<const Int*>(a.limbs);
-    const auto* const y = reinterpret_cast<const Int*>(b.limbs);
-    auto* const quotients = reinterpret_cast<Int*>(out.limbs);
+void noteDoubt(QuotientRounding& rounding, std::size_t index, mp_limb_t lowest) {
+    const mp_limb_t belowHalf = (mp_limb_t{1} << (rounding.guardBits - 1)) - 1;
+    const mp_limb_t fraction = lowest & belowHalf;
+    rounding.doubts |= static_cast<std::uint64_t>(fraction == 0 || fraction == belowHalf) << index;
+}
+
+/// Divides integers of one or two limbs.
+template <class Int>
+void divideNative(const Block& a, const Block& b, std::size_t count, Block& out, QuotientRounding& rounding) {
+    using Long [[gnu::may_alias]] = Int;
+    const auto* const x = reinterpret_cast<const Long*>(a.limbs);
+    const auto* const y = reinterpret_cast<const Long*>(b.limbs);
+    auto* const quotients = reinterpret_cast<Long*>(out.limbs);
+    // Division rounds toward zero; the quotients are rounded down and made odd where something was cut off.
+    const auto divideOne = [&](auto dividend, auto divisor, std::size_t i) {
+        const auto quotient = dividend / divisor;
+        const auto remainder = dividend - quotient * divisor;
+        const bool isNegative = (dividend < 0) != (divisor < 0);
+        if (rounding.precision == 0) {
+            quotients[i] = (quotient - (isNegative && remainder != 0 ? 1 : 0)) | (remainder != 0 ? 1 : 0);
+            return;
+        }
+        auto size = static_cast<DoubleLimb>(quotient < 0 ? -quotient : quotient);
+        const bool isCut = isStillCut(rounding.precision, size, remainder != 0);
+        if (isCut) {
+            noteDoubt(rounding, i, static_cast<mp_limb_t>(size));
+        }
+        const auto rounded = static_cast<Int>(size);
+        quotients[i] = (isNegative ? -rounded - (isCut ? 1 : 0) : rounded) | (isCut ? 1 : 0);
+    };
     constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
     for (std::size_t i = 0; i < count; ++i) {
         const auto dividend = static_cast<std::int64_t>(x[i]);
         const auto divisor = static_cast<std::int64_t>(y[i]);
-        const bool areShort = dividend == x[i] && divisor == y[i] && dividend != kLeast;
-        quotients[i] = areShort ? stickyQuotient(dividend, divisor) : stickyQuotient<Int>(x[i], y[i]);
+        if (dividend == x[i] && divisor == y[i] && dividend != kLeast) {
+            divideOne(dividend, divisor, i);
+        } else {
+            divideOne(static_cast<Int>(x[i]), static_cast<Int>(y[i]), i);
+        }
     }
 }
 
-void divideLimbs(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out) {
+std::size_t usedLimbs(const mp_limb_t* x, std::size_t width) {
+    while (width > 0 && x[width - 1] == 0) {
+        --width;
+    }
+    return width;
+}
+int bitsOf(const mp_limb_t* x, std::size_t width) {
+    const std::size_t used = usedLimbs(x, width);
+    return static_cast<int>(used) * kLimbBits - (used > 0 ? std::countl_zero(x[used - 1]) : 0);
+}
+
+/// Rounds so many bits of a positive integer away, to nearest with ties to even, where something below it was cut off
+/// or not.
+void dropBits(mp_limb_t* x, std::size_t width, unsigned dropped, bool isCut) {
+    const bool isHalf = bitOf(x, dropped - 1);
+    const bool isUp = isHalf && (isCut || hasBitBelow(x, dropped - 1) || bitOf(x, dropped));
+    const std::size_t whole = dropped / kLimbBits;
+    std::fill_n(x, whole, 0);
+    x[whole] &= ~mp_limb_t{0} << dropped % kLimbBits;
+    if (isUp) {
+        mpn_add_1(x + whole, x + whole, sizeOf(width - whole), mp_limb_t{1} << dropped % kLimbBits);
+    }
+}
+
+void divideLimbs(const Block& a, const Block& b, std::size_t count, std::size_t width, Block& out,
+                 QuotientRounding& rounding) {
     std::vector<mp_limb_t> work(4 * width + 1);
     mp_limb_t* const x = work.data();
     mp_limb_t* const y = x + width;
     mp_limb_t* const remainder = y + width;
     mp_limb_t* const quotient = remainder + width;
-    const auto usedOf = [width](const mp_limb_t* value) {
-        std::size_t used = width;
-        while (used > 0 && value[used - 1] == 0) {
-            --used;
-        }
-        return used;
-    };
     for (std::size_t i = 0; i < count; ++i) {
         std::copy_n(a.limbs + i * width, width, x);
         std::copy_n(b.limbs + i * width, width, y);
@@ -589,22 +642,31 @@ void divideLimbs(const Block& a, const Block& b, std::size_t count, std::size_t 
                 isNegative = !isNegative;
             }
         }
-        const std::size_t n = usedOf(x);
-        const std::size_t m = usedOf(y);
+        const std::size_t n = usedLimbs(x, width);
+        const std::size_t m = usedLimbs(y, width);
         std::fill_n(q, width, 0);
-        bool hasRemainder = n > 0;
-        if (m == 1) {
-            hasRemainder = n > 0 && mpn_divrem_1(q, 0, x, sizeOf(n), y[0]) != 0;
+        bool isCut = n > 0;
+        if (n >= m && m == 1) {
+            isCut = mpn_divrem_1(q, 0, x, sizeOf(n), y[0]) != 0;
         } else if (n >= m) {
             mpn_tdiv_qr(quotient, remainder, 0, x, sizeOf(n), y, sizeOf(m));
             std::copy_n(quotient, n - m + 1, q);
-            hasRemainder = !isZero(remainder, m);
+            isCut = !isZero(remainder, m);
+        }
+        if (rounding.precision != 0) {
+            const int dropped = bitsOf(q, width) - rounding.precision;
+            if (dropped > 0) {
+                dropBits(q, width, static_cast<unsigned>(dropped), isCut);
+                isCut = false;
+            } else if (isCut) {
+                noteDoubt(rounding, i, q[0]);
+            }
         }
         if (isNegative) {
             mpn_neg(q, q, sizeOf(width));
-            mpn_sub_1(q, q, sizeOf(width), hasRemainder ? 1 : 0);
+            mpn_sub_1(q, q, sizeOf(width), isCut ? 1 : 0);
         }
-        q[0] |= hasRemainder ? 1U : 0U;
+        q[0] |= isCut ? 1U : 0U;
     }
 }
 
@@ -620,7 +682,8 @@ int bitsToDivide(const Extent& a, const Extent& b, int exponent) {
     return std::max(neededBits(a) + std::max(shift, 0), neededBits(b) + std::max(-shift, 0)) + 1;
 }
 
-void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t count, std::size_t width, Block& out) {
+void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t count, std::size_t width, Block& out,
+            QuotientRounding& rounding) {
     const int shift = shiftToDivide(a.extent, b.extent, exponent);
     const Extent extent = quotientOf(a.extent, b.extent, exponent);
     const std::uint64_t zeroDividends = zerosOf(a, count, width);
@@ -630,16 +693,18 @@ void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t c
         b.limbs[static_cast<std::size_t>(std::countr_zero(rest)) * width] = 1;
     }
     shiftAllLeft(shift > 0 ? a : b, count, width, static_cast<unsigned>(std::abs(shift)));
+    __extension__ typedef __int128 DoubleInt;
     switch (width) {
         case 1:
-            divideShort(a, b, count, out);
+            divideNative<std::int64_t>(a, b, count, out, rounding);
             break;
         case 2:
-            divideLong(a, b, count, out);
+            divideNative<DoubleInt>(a, b, count, out, rounding);
             break;
         default:
-            divideLimbs(a, b, count, width, out);
+            divideLimbs(a, b, count, width, out, rounding);
     }
+    rounding.doubts &= ~zeros;
     out.extent = extent;
     out.negativeZeros = negativeZeros & ~zeros;
 }
@@ -688,38 +753,6 @@ void negate(std::size_t count, std::size_t width, Block& block) {
     block.negativeZeros = zeros & ~block.negativeZeros;
     ++block.extent.bits;
     block.extent.hasSign = true;
-}
-
-void roundTo(int bits, std::size_t count, std::size_t width, Block& block) {
-    std::vector<mp_limb_t> size(width);
-    for (std::size_t i = 0; i < count; ++i) {
-        mp_limb_t* const x = block.limbs + i * width;
-        const bool isNegative = signLimb(x[width - 1]) != 0;
-        if (isNegative) {
-            mpn_neg(size.data(), x, sizeOf(width));
-        } else {
-            std::copy_n(x, width, size.data());
-        }
-        std::size_t used = width;
-        while (used > 0 && size[used - 1] == 0) {
-            --used;
-        }
-        const int length = static_cast<int>(used) * kLimbBits - (used > 0 ? std::countl_zero(size[used - 1]) : 0);
-        if (length <= bits) {
-            continue;
-        }
-        const auto dropped = static_cast<unsigned>(length - bits);
-        const bool isUp =
-            bitOf(size.data(), dropped - 1) && (hasBitBelow(size.data(), dropped - 1) || bitOf(size.data(), dropped));
-        shiftRight(size.data(), width, dropped);
-        mpn_add_1(size.data(), size.data(), sizeOf(width), isUp ? 1 : 0);
-        shiftLeft(size.data(), width, dropped);
-        if (isNegative) {
-            mpn_neg(x, size.data(), sizeOf(width));
-        } else {
-            std::copy_n(size.data(), width, x);
-        }
-    }
 }
 
 namespace {

@@ -141,8 +141,15 @@ void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, s
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total);
 /// Adds the first integer of `start`, and all before it, to each integer. The width holds the sums.
 void sumAlong(const Block& start, std::size_t count, std::size_t width, Block& block);
-/// The bits below the last place of a format that a quotient has for its rounding.
-constexpr int kGuardBits = 2;
+/// How quotients are rounded before a format rounds them: by nothing, or as floats of a precision, which are rounded to
+/// nearest. `doubts` has a bit for each quotient that such a float may take to another side of a half of a unit.
+struct QuotientRounding {
+    /// The bits below the last place of a format that a quotient has for its rounding.
+    int guardBits = 2;
+    int precision = 0;
+    std::uint64_t doubts = 0;
+    static QuotientRounding toFloats(int precision) { return {32, precision}; }
+};
 /// The extent of quotients by integers that aren't zero, as integers of an exponent.
 Extent quotientOf(const Extent& a, const Extent& b, int exponent);
 /// The bits that dividend and divisor fit in when they are brought to quotients of an exponent.
@@ -152,7 +159,8 @@ std::uint64_t zerosOf(const Block& block, std::size_t count, std::size_t width);
 /// Sets `out` to quotients that have the exponent: rounded down, and odd where something was cut off, so that they
 /// round at any of the bits above the last two like the quotients themselves. Where b is zero, the quotient is any
 /// value. Scales a or b, and sets divisors of zero to another value.
-void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t count, std::size_t width, Block& out);
+void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t count, std::size_t width, Block& out,
+            QuotientRounding& rounding);
 /// Moves the integers without a bit in the mask to the front and back.
 std::size_t compress(std::uint64_t mask, std::size_t count, std::size_t width, Block& block);
 void expand(std::uint64_t mask, std::size_t count, std::size_t width, Block& block);
@@ -162,8 +170,6 @@ void setBounds(const Format& format, const Block& values, std::uint64_t mask, st
                Block& out);
 /// Negates; zeros change their sign.
 void negate(std::size_t count, std::size_t width, Block& block);
-/// Rounds to so many significant bits, to nearest with ties to even.
-void roundTo(int bits, std::size_t count, std::size_t width, Block& block);
 /// Forces the values into the format; notes nothing if `notes` is null.
 void quantize(const Format& format, std::size_t count, std::size_t width, Block& block, Notes* notes);
 /// Sets the block to finite doubles forced into the format. The width has a bit more than the words.

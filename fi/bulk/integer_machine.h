@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstdlib>
 #include <optional>
+#include <utility>
 
 #include "fi/bulk/steps.h"
 #include "numbers/mpnumber.h"
@@ -37,19 +38,30 @@ class ExtentMachine {
     // Divisors are taken to be other than zero.
     static bool isZero(const Cell&) { return false; }
     void divide(Cell& cell, const Cell& a, const Cell& b, bool) {
-        const int exponent = product.format.grid.exponent;
-        hold({0, integers::bitsToDivide(a, b, exponent - integers::kGuardBits), true});
+        const int unit = product.format.grid.exponent;
         // In half units of the format a quotient is n / d, for an n below 2^(bits of the dividend, shifted) and a d
         // below 2^(bits of the divisor, shifted). It isn't closer to a whole number than 1 / d, unless it is one, which
         // a cell holds. Rounding to p bits moves it by less than n / d * 2^-p, and rounding its sum with a half by less
         // than twice that or 2^-p: together less than 1 / d where n and d are below 2^(p - 3).
-        const int shift = a.exponent - b.exponent - exponent + 1;
+        const int shift = a.exponent - b.exponent - unit + 1;
         constexpr int kSafetyBits = 3;
-        mHolds = mHolds && std::max(a.bits, b.bits) <= product.precision &&
-                 std::max(a.bits + std::max(shift, 0), b.bits + std::max(-shift, 0)) + kSafetyBits <= product.precision;
-        set(cell, integers::quotientOf(a, b, exponent - integers::kGuardBits));
+        if (std::max(a.bits + std::max(shift, 0), b.bits + std::max(-shift, 0)) + kSafetyBits > product.precision) {
+            // Otherwise the quotient is rounded as the cell is. The sum of p bits with a half is exact from a half on,
+            // and below it rounds to another integer at most one quotient, which is in doubt.
+            mQuotients = integers::QuotientRounding::toFloats(product.precision);
+        }
+        const int exponent = unit - mQuotients.guardBits;
+        hold({0, integers::bitsToDivide(a, b, exponent), true});
+        mHolds = mHolds && std::max(a.bits, b.bits) <= product.precision;
+        set(cell, integers::quotientOf(a, b, exponent));
     }
-    void quantizeBut(bool, const Place& place, Cell& cell) { quantize(place, cell); }
+    void quantizeBut(bool, const Place& place, Cell& cell) {
+        const bool holds = mHolds;
+        quantize(place, cell);
+        if (mQuotients.precision != 0) {
+            mHolds = holds && place.format.grid.bits < place.precision;
+        }
+    }
     static void takeBound(bool, const Place&, const Cell&, const Cell&) {}
     static void keep(const Cell& cell, Cell& copy) { copy = cell; }
     void negate(Cell& cell) {
@@ -79,6 +91,8 @@ class ExtentMachine {
         constexpr int kMostBits = 1 << 18;
         return mHolds && mNeeded <= kMostBits;
     }
+    /// How quotients become those of the element steps.
+    const integers::QuotientRounding& quotients() const { return mQuotients; }
     /// Whether values of an extent in cells of `precision` bits are quantized like integers.
     static bool agrees(const integers::Format& format, const Cell& x, int precision) {
         return integers::isExactInFloats(format, x, precision) &&
@@ -112,6 +126,7 @@ class ExtentMachine {
     }
 
     bool mHolds = true;
+    integers::QuotientRounding mQuotients;
     int mNeeded = 0;
 };
 
@@ -139,6 +154,9 @@ class IntegerMachine {
     void setFirst(std::size_t first) { mFirst = first; }
     /// An extent that holds all sums, if one is proven.
     void setSums(const integers::Extent& extent) { mSums = extent; }
+    void setQuotients(const integers::QuotientRounding& quotients) { mQuotients = quotients; }
+    /// The quotients in doubt since the last call, a bit for each of a block.
+    std::uint64_t takeDoubts() { return std::exchange(mQuotients.doubts, 0); }
 
     template <class Right>
     void multiply(Cell& cell, const Cell& a, const Right& b) const {
@@ -180,11 +198,11 @@ class IntegerMachine {
 
     std::uint64_t isZero(const Cell& x) const { return integers::zerosOf(x, mCount, mWidth); }
     /// Changes the operands.
-    void divide(Cell& cell, const Cell& a, const Cell& b, std::uint64_t zeros) const {
+    void divide(Cell& cell, const Cell& a, const Cell& b, std::uint64_t zeros) {
         Cell dividend = a;
         Cell divisor = b;
-        integers::divide(dividend, divisor, product.format.grid.exponent - integers::kGuardBits, zeros, mCount, mWidth,
-                         cell);
+        integers::divide(dividend, divisor, product.format.grid.exponent - mQuotients.guardBits, zeros, mCount, mWidth,
+                         cell, mQuotients);
     }
     void quantizeBut(std::uint64_t zeros, const Place& place, Cell& cell) {
         if (zeros == 0) {
@@ -218,6 +236,7 @@ class IntegerMachine {
     std::size_t mFactorWidth = 0;
     std::size_t mFirst = 0;
     std::optional<integers::Extent> mSums;
+    integers::QuotientRounding mQuotients;
     Cell mScratch;
 };
 

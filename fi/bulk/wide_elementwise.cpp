@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -76,7 +77,7 @@ class Results {
 };
 
 /// Runs blocks one after the other. `runBlock(begin, length)` computes one and notes it in the tallies if anything is
-/// counted; `logMath(length)` counts its operations.
+/// counted; it returns a bit for each element that is in doubt. `logMath(length)` counts its operations.
 template <std::size_t places, class RunBlock, class LogMath>
 void runBlocks(const Results& results, bool counts, Ledger<IntegerTally, places> ledger,
                std::array<IntegerTally, places>& tallies, const RunBlock& runBlock, const LogMath& logMath,
@@ -86,11 +87,19 @@ void runBlocks(const Results& results, bool counts, Ledger<IntegerTally, places>
     std::ranges::transform(tallies, noted.begin(), [](const IntegerTally& tally) { return &tally; });
     for (std::uint64_t begin = 0; begin < count; begin += kBlock) {
         const std::size_t length = std::min<std::uint64_t>(kBlock, count - begin);
-        runBlock(begin, length);
+        const std::uint64_t doubts = runBlock(begin, length);
         if (!counts) {
+            for (std::uint64_t rest = doubts; rest != 0; rest &= rest - 1) {
+                const std::uint64_t i = begin + static_cast<unsigned>(std::countr_zero(rest));
+                byElements(i, i + 1);
+            }
+            if (doubts != 0 && !results.areHeld()) {
+                byElements(begin + length, count);
+                return;
+            }
             continue;
         }
-        if (ledger.append(noted)) {
+        if (doubts == 0 && ledger.append(noted)) {
             logMath(length);
         } else {
             ledger.handOver();
@@ -187,6 +196,7 @@ bool add(Sign sign, const fi& left, const fi& right, const broadcasting& operand
                 addStep(machine, sign, total, parts[i].right ? &parts[i].right->block(begin, length) : nullptr);
                 out->part(i).store(total, begin, length, width);
             }
+            return std::uint64_t{0};
         },
         [&](std::size_t length) { addMathOperations(log, length); }, byElements);
     operands.settle(result);
@@ -296,6 +306,7 @@ bool multiply(const fi& left, const fi& right, const broadcasting& operands, fi&
                 }
                 out->part(i).store(cell, begin, length, width);
             }
+            return std::uint64_t{0};
         },
         [&](std::size_t length) {
             if (!isComplexByComplex) {
@@ -389,7 +400,9 @@ std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& 
     cellExtents.divisor = extentOfB;
     divideParts(proof, Parts<Extent>{&extentOfA, a->imag ? &extentOfA : nullptr},
                 Parts<Extent>{&extentOfB, b->imag ? &extentOfB : nullptr}, cellExtents);
-    std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
+    // The parts of complex quotients are rounded before they are divided, too.
+    const bool holds = proof.holds() && (proof.quotients().precision == 0 || right.isreal());
+    std::optional<Results> out = holds ? Results::of(result) : std::nullopt;
     if (!out) {
         return std::nullopt;
     }
@@ -402,6 +415,7 @@ std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& 
     const IntegerMachine::Place place{format, false, counts ? tallies.data() : nullptr};
     IntegerMachine machine(place, place, place, width, arena.next());
     machine.setFactorWidth(width);
+    machine.setQuotients(proof.quotients());
     for (Source* const source : {&a->real, &b->real, a->imag ? &*a->imag : nullptr, b->imag ? &*b->imag : nullptr}) {
         if (source) {
             source->open(arena, width);
@@ -427,6 +441,7 @@ std::optional<bool> divide(const fi& left, const fi& right, const broadcasting& 
             for (std::size_t i = 0; i < (result.iscomplex() ? 2U : 1U); ++i) {
                 out->part(i).store(cells.quotients[i], begin, length, width);
             }
+            return machine.takeDoubts();
         },
         [](std::size_t) {}, byElements);
     operands.settle(result);
