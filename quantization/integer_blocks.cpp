@@ -798,44 +798,35 @@ void quantizeLimbs(const Task& task, std::size_t count, std::size_t width, Block
     }
 }
 
-/// Compares the upper 64 bits, and all of them where these are equal.
-void watchLimbs(const Block& block, std::size_t count, std::size_t width, Notes& notes) {
-    const auto bits = std::min<std::size_t>(static_cast<std::size_t>(neededBits(block.extent)), width * kLimbBits);
-    const std::size_t below = bits > kLimbBits ? bits - kLimbBits : 0;
-    const std::size_t limb = below / kLimbBits;
-    const unsigned shift = below % kLimbBits;
-    const std::size_t next = shift != 0 ? limb + 1 : limb;
-    std::array<std::int64_t, kBlock> keys;
-    const mp_limb_t* x = block.limbs;
-    for (std::size_t i = 0; i < count; ++i, x += width) {
-        keys[i] = static_cast<std::int64_t>(x[limb] >> shift | x[next] << 1 << (kLimbBits - 1 - shift));
-    }
-    const auto extreme = [&](auto isBeyond, mp_limb_t* found) {
-        std::int64_t most = keys[0];
-        for (std::size_t i = 1; i < count; ++i) {
-            most = isBeyond(keys[i], most) ? keys[i] : most;
-        }
-        const mp_limb_t* best = nullptr;
-        for (std::size_t i = 0; i < count; ++i) {
-            const mp_limb_t* const value = block.limbs + i * width;
-            if (keys[i] == most && (!best || isBeyond(compare(value, best, width), 0))) {
-                best = value;
-            }
-        }
-        std::copy_n(best, width, found);
-    };
-    extreme([](auto a, auto b) { return a > b; }, notes.greatest);
-    extreme([](auto a, auto b) { return a < b; }, notes.least);
-}
-
 }  // namespace
 
 void watch(const Block& block, std::size_t count, std::size_t width, Notes& notes) {
-    if (width <= kLoopWidth) {
-        integerLoops().watch(block.limbs, count, width, notes.greatest, notes.least);
-    } else {
-        watchLimbs(block, count, width, notes);
-    }
+    // The upper 64 bits are compared, and all of them where these are equal.
+    const auto bits = std::min<std::size_t>(static_cast<std::size_t>(neededBits(block.extent)), width * kLimbBits);
+    const std::size_t below = bits > kLimbBits ? bits - kLimbBits : 0;
+    std::array<std::int64_t, kBlock> keys;
+    const KeyRange range =
+        integerLoops().watch(block.limbs, count, width, below / kLimbBits, below % kLimbBits, keys.data());
+    const auto find = [&](std::int64_t key, bool isGreatest, mp_limb_t* found) {
+        if (below == 0) {
+            found[0] = static_cast<mp_limb_t>(key);
+            std::fill_n(found + 1, width - 1, signLimb(found[0]));
+            return;
+        }
+        std::size_t best = 0;
+        while (keys[best] != key) {
+            ++best;
+        }
+        for (std::size_t i = best + 1; i < count; ++i) {
+            if (keys[i] == key) {
+                const int order = compare(block.limbs + i * width, block.limbs + best * width, width);
+                best = (isGreatest ? order > 0 : order < 0) ? i : best;
+            }
+        }
+        std::copy_n(block.limbs + best * width, width, found);
+    };
+    find(range.greatest, true, notes.greatest);
+    find(range.least, false, notes.least);
     notes.zeros = Tally::none;
     if (isZero(notes.greatest, width) || isZero(notes.least, width)) {
         const std::uint64_t zeros = zerosOf(block, count, width);

@@ -153,17 +153,27 @@ void combineAll(Sign sign, const mp_limb_t* x, unsigned shift, std::size_t count
     }
 }
 
-template <int limbs>
-void watchAll(const mp_limb_t* values, std::size_t count, mp_limb_t* mostLimbs, mp_limb_t* leastLimbs) {
-    const auto* const x = integersOf<limbs>(values);
-    auto greatest = x[0];
-    auto least = x[0];
-    for (std::size_t i = 1; i < count; ++i) {
-        greatest = x[i] > greatest ? x[i] : greatest;
-        least = x[i] < least ? x[i] : least;
+/// `limbs` is the width if the compiler is to know it, or 0.
+template <std::size_t limbs>
+KeyRange watchAll(const mp_limb_t* x, std::size_t count, std::size_t anyWidth, std::size_t limb, unsigned shift,
+                  std::int64_t* keys) {
+    const std::size_t width = limbs != 0 ? limbs : anyWidth;
+    const mp_limb_t* const low = x + limb;
+    if (shift == 0) {
+        for (std::size_t i = 0; i < count; ++i) {
+            keys[i] = static_cast<std::int64_t>(low[i * width]);
+        }
+    } else {
+        for (std::size_t i = 0; i < count; ++i) {
+            keys[i] = static_cast<std::int64_t>(low[i * width] >> shift | low[i * width + 1] << (kLimbBits - shift));
+        }
     }
-    std::memcpy(mostLimbs, &greatest, sizeof(greatest));
-    std::memcpy(leastLimbs, &least, sizeof(least));
+    KeyRange range{keys[0], keys[0]};
+    for (std::size_t i = 1; i < count; ++i) {
+        range.greatest = std::max(range.greatest, keys[i]);
+        range.least = std::min(range.least, keys[i]);
+    }
+    return range;
 }
 
 template <class Predicate>
@@ -414,8 +424,8 @@ constexpr IntegerLoops kLoops{
     [](Sign sign, const mp_limb_t* x, unsigned shift, std::size_t count, std::size_t width, mp_limb_t* total) {
         width == 1 ? combineAll<1>(sign, x, shift, count, total) : combineAll<2>(sign, x, shift, count, total);
     },
-    [](const mp_limb_t* x, std::size_t count, std::size_t width, mp_limb_t* greatest, mp_limb_t* least) {
-        width == 1 ? watchAll<1>(x, count, greatest, least) : watchAll<2>(x, count, greatest, least);
+    [](const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift, std::int64_t* keys) {
+        return (width == 1 ? watchAll<1> : width == 2 ? watchAll<2> : watchAll<0>)(x, count, width, limb, shift, keys);
     },
     &quantizeByMode,
     &quantizeDoublesByMode};

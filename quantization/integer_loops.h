@@ -35,6 +35,11 @@ struct DoubleRange {
     double bound;
 };
 
+struct KeyRange {
+    std::int64_t greatest;
+    std::int64_t least;
+};
+
 /// The loops of an instruction set. Counts are of integers, up to a block; a width is that of all limbs but factors.
 struct IntegerLoops {
     /// Sets integers of two limbs to words of one.
@@ -57,8 +62,9 @@ struct IntegerLoops {
     /// Adds integers times 2^shift, or subtracts them.
     void (*combine)(Sign sign, const mp_limb_t* x, unsigned shift, std::size_t count, std::size_t width,
                     mp_limb_t* total);
-    /// The greatest integer and the least.
-    void (*watch)(const mp_limb_t* x, std::size_t count, std::size_t width, mp_limb_t* greatest, mp_limb_t* least);
+    /// Sets `keys` to 64 bits of each integer, from bit `shift` of a limb on, and returns the greatest and the least.
+    KeyRange (*watch)(const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift,
+                      std::int64_t* keys);
     /// Rounds integers and forces them into a format.
     void (*quantize)(const Task& task, mp_limb_t* x, std::size_t count, std::size_t width, Met& met);
     /// The same for finite doubles, into words of one limb and up to 63 bits without a sign; `toInteger` brings them to
