@@ -25,7 +25,8 @@ NumericType randomType(Random& random, bool mayBeInDoubles) {
                                                        : random.between(53, 72);
     // The bounds of short words may be no doubles.
     const int beyondDoubles = mayBeInDoubles && bits < 53 && random.oneIn(10) ? (random.oneIn(2) ? -1070 : 1070) : 0;
-    return fixedType(random.oneIn(2), bits, beyondDoubles + random.between(-3, bits + 3));
+    const bool isSigned = random.oneIn(2);
+    return fixedType(isSigned, bits, beyondDoubles + random.between(-3, bits + 3));
 }
 
 fimath randomRules(Random& random) {
@@ -271,7 +272,10 @@ TEST(WordsAgainstFloats, ConstructionsAgree) {
         }
         const Sizes sizes{values.size(), 1};
         fi::setLogging(random.oneIn(2));
+        // Logs are made in the default precision of the moment, which constructions change.
+        number::setDefaultPrecision(52, false);
         const fi seen(values.data(), sizes.data(), 2, type, rules, "", true, Operation::Assignment);
+        number::setDefaultPrecision(52, false);
         fi wanted(sizes.data(), 2, type, rules, false, "", true, Operation::Assignment, 0U);
         for (std::size_t i = 0; i < values.size(); ++i) {
             number cell(0.0, wanted.real().getprecision(), false);
