@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <span>
 #include <type_traits>
+#include <vector>
 
 #include "fi/core/dimension_product.h"
 #include "fi/core/word_grids.h"
@@ -211,6 +212,13 @@ void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCoun
             target.setIndex(0);
             return;
         }
+    }
+    if ((!std::is_same_v<T, double> || valueCount == 1) && target.body().asMp() && target.numel() > 1) {
+        const std::vector<double> doubles = valueCount == 1
+                                                ? std::vector<double>(target.numel(), static_cast<double>(values[0]))
+                                                : std::vector<double>(values, values + valueCount);
+        storeQuantized(target, doubles.data(), doubles.size());
+        return;
     }
     storeValues(target, values, valueCount, getNumericType());
     if (!isView()) {
