@@ -135,6 +135,29 @@ bool storeMagnitudes(const number& part, number& to) {
     return true;
 }
 
+bool copy(const number& part, const EmbeddedTypeSystem::NumericType& type, bool isScalar, number& to) {
+    std::optional<Source> source = Source::of(part, type, to.numel(), isScalar);
+    if (!source || (source->words() && source->words()->grid != gridOf(type))) {
+        return false;
+    }
+    std::optional<Target> target = Target::of(to, type, to.numel());
+    if (!target) {
+        return false;
+    }
+    if (source->words() && !isScalar && target->words()) {
+        target->words()->copyRun(*source->words(), 0, 0, to.numel());
+        return true;
+    }
+    const std::size_t width = integers::widthFor(integers::neededBits(source->extent()));
+    integers::Arena arena(width, 1);
+    source->open(arena, width);
+    for (std::uint64_t begin = 0; begin < to.numel(); begin += integers::kBlock) {
+        const std::size_t length = std::min<std::uint64_t>(integers::kBlock, to.numel() - begin);
+        target->store(source->block(begin, length), begin, length, width);
+    }
+    return true;
+}
+
 bool storeSigns(const number& part, std::span<std::int8_t> signs) {
     const mpnumber* const from = part.asWords();
     if (!from || part.numel() != signs.size()) {
@@ -222,10 +245,10 @@ std::int64_t reinterpret(const number& part, const EmbeddedTypeSystem::NumericTy
 namespace {
 
 /// What the stores of single words leave in a log.
-class StoreLog {
+class LoggedWords {
  public:
     /// Null logs nothing.
-    StoreLog(const WordGrid& grid, const qlogger* log) : mLog(log), mOrder(grid), mFound(log ? 2 : 0, grid) {}
+    LoggedWords(const WordGrid& grid, const qlogger* log) : mLog(log), mOrder(grid), mFound(log ? 2 : 0, grid) {}
 
     void note(const WordSpan& words, std::uint64_t i) {
         const std::size_t limbs = words.grid.limbs();
@@ -356,7 +379,7 @@ bool keepExtremes(Extreme extreme, number& held, const number& challengers, bool
                   const EmbeddedTypeSystem::NumericType& type, const qlogger* log) {
     const WordGrid grid = gridOf(type);
     wordarray* const words = wordsOf(held);
-    if (!words || words->grid() != grid || !StoreLog::canLog(grid, log)) {
+    if (!words || words->grid() != grid || !LoggedWords::canLog(grid, log)) {
         return false;
     }
     const std::optional<Source> source = wordsOf(challengers, type, grid, held.numel(), isScalar);
@@ -378,7 +401,7 @@ bool keepExtremes(Extreme extreme, number& held, const number& challengers, bool
         }
         return true;
     }
-    StoreLog stores(grid, log);
+    LoggedWords stores(grid, log);
     mp_limb_t* x = words->limbs();
     for (std::uint64_t i = 0; i < count; ++i, x += limbs) {
         const mp_limb_t* const y = others.limbs + i * step * limbs;
@@ -403,7 +426,7 @@ bool keepExtremes(Extreme extreme, const ComplexPart<number>& held, const Comple
     wordarray* const real = wordsOf(held.real);
     wordarray* const imag = wordsOf(held.imag);
     const std::uint64_t count = held.real.numel();
-    if (!real || !imag || real->grid() != grid || imag->grid() != grid || !StoreLog::canLog(grid, log) ||
+    if (!real || !imag || real->grid() != grid || imag->grid() != grid || !LoggedWords::canLog(grid, log) ||
         !Squares::serve(grid)) {
         return false;
     }
@@ -415,7 +438,7 @@ bool keepExtremes(Extreme extreme, const ComplexPart<number>& held, const Comple
     const ComplexWords others{*sources[0]->words(), *sources[1]->words()};
     const Squares square(grid);
     const std::size_t step = isScalar ? 0 : 1;
-    StoreLog stores(grid, log);
+    LoggedWords stores(grid, log);
     for (std::uint64_t i = 0; i < count; ++i) {
         const ComplexWords own{real->span(), imag->span()};
         const std::uint64_t from = i * step;
@@ -440,13 +463,13 @@ bool storeExtremes(Extreme extreme, const number& part, std::uint64_t rows, numb
         return false;
     }
     const WordSpan words = body->words();
-    if (!StoreLog::canLog(words.grid, log) ||
+    if (!LoggedWords::canLog(words.grid, log) ||
         (log && words.grid.bits > mpnumber::elementPrecision(to.getprecision()))) {
         return false;
     }
     const WordOrder order(words.grid);
     const std::size_t limbs = words.grid.limbs();
-    StoreLog stores(words.grid, log);
+    LoggedWords stores(words.grid, log);
     for (std::uint64_t column = 0; column < to.numel(); ++column) {
         const std::uint64_t first = column * rows;
         std::uint64_t best = first;
@@ -479,12 +502,12 @@ bool storeExtremes(Extreme extreme, const ComplexPart<const number>& parts, std:
     }
     const ComplexWords words{real->words(), imag->words()};
     const WordGrid grid = words.real.grid;
-    if (words.imag.grid != grid || !StoreLog::canLog(grid, log) || !Squares::serve(grid) ||
+    if (words.imag.grid != grid || !LoggedWords::canLog(grid, log) || !Squares::serve(grid) ||
         grid.bits > mpnumber::elementPrecision(to.real.getprecision())) {
         return false;
     }
     const Squares square(grid);
-    StoreLog stores(grid, log);
+    LoggedWords stores(grid, log);
     const auto note = [&](std::uint64_t i) {
         if (log) {
             stores.note(words.real, i);

@@ -17,6 +17,8 @@ namespace tolvane::detail::wide {
 bool negate(number& part);
 /// Stores the magnitudes in another array of as many elements.
 bool storeMagnitudes(const number& part, number& to);
+/// Stores words of a type, or a scalar in all elements, in an array for that type. Also for doubles.
+bool copy(const number& part, const EmbeddedTypeSystem::NumericType& type, bool isScalar, number& to);
 bool storeSigns(const number& part, std::span<std::int8_t> signs);
 /// Whether the zeros of words, in two parts at once, have at most one sign, so that their order can't be seen.
 bool haveZerosOfOneSign(const number& first, const number& second);

@@ -167,7 +167,26 @@ void setFromHost(fi& a, const Choice& c, int exponent, void (fi::*set)(const hvA
     }
 }
 
+/// The real elements of b as an array like a, in floats if those of a are; for each side, or one element of it.
+void makeComplex(std::ostream& out, const fi& a, const fi& b, const Choice& c) {
+    Numbers places(a.numel());
+    std::ranges::generate(places, [&, i = 0.0]() mutable { return std::fmod(i++, static_cast<double>(b.numel())); });
+    const bool isWords = isInWords(a);
+    const auto sideOf = [&](const fi& whole, bool isOne) {
+        const FiOwner real(whole.getRealFi());
+        real->setIndex(static_cast<std::uint64_t>(c.place) % real->numel());
+        auto side = isOne ? std::make_unique<fi>(*real, embedded::CopyElement::tag) : std::make_unique<fi>(*real);
+        return isWords ? std::move(side) : inFloats(*side);
+    };
+    const FiOwner like(FiOwner(b.getRealFi())->subscriptedReference(doubles(a.getM(), a.getN(), places).get()));
+    const FiOwner left = sideOf(a, c.base == 3);
+    const FiOwner right = sideOf(*like, c.base == 4);
+    show(out, *FiOwner(&left->complex(*right)));
+    out << left->getIndex() << ' ' << right->getIndex();
+}
+
 const Operator kOperators[] = {
+    {"complex", true, [](std::ostream& out, fi& a, fi& b, const Choice& c) { makeComplex(out, a, b, c); }},
     {"set integers", false,
      [](std::ostream&, fi& a, fi&, const Choice& c) { setFromHost(a, c, a.getFixedExponent(), &fi::setIntHvArray); }},
     {"set host numbers", true,
