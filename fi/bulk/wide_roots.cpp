@@ -22,12 +22,12 @@
 #include <cmath>
 #include <cstdlib>
 #include <optional>
-#include <vector>
 
 #include "fi/bulk/integer_machine.h"
 #include "fi/bulk/wide_operands.h"
 #include "fi/core/word_grids.h"
 #include "fi/result_types/plain_words.h"
+#include "numbers/host_memory.h"
 
 namespace tolvane::detail::wide {
 
@@ -208,9 +208,9 @@ class Roots {
     }
 
     const Search& mSearch;
-    std::vector<mp_limb_t> mSquare;
-    std::vector<mp_limb_t> mRoot;
-    std::vector<mp_limb_t> mRest;
+    WorkVector<mp_limb_t> mSquare;
+    WorkVector<mp_limb_t> mRoot;
+    WorkVector<mp_limb_t> mRest;
     std::size_t mSize = 0;
     std::size_t mRootSize = 0;
     std::size_t mRestSize = 0;
@@ -240,10 +240,6 @@ bool findRoots(const number& elements, const arrayroots::Types& types, const fim
     if (!source || (source->words() && source->words()->grid != gridOf(types.element))) {
         return false;
     }
-    std::optional<Target> target = Target::of(roots, types.root, count);
-    if (!target) {
-        return false;
-    }
     const std::size_t width = integers::widthFor(integers::neededBits(source->extent()));
     const std::size_t rootWidth = integers::widthFor(search.rootBits + 1);
     integers::Arena squareArena(width, 1);
@@ -252,6 +248,10 @@ bool findRoots(const number& elements, const arrayroots::Types& types, const fim
     Block found = rootArena.next();
     found.extent = integers::extentOf(gridOf(types.root));
     Roots oneByOne(search);
+    std::optional<Target> target = Target::of(roots, types.root, count);
+    if (!target) {
+        return false;
+    }
     for (std::uint64_t begin = 0; begin < count; begin += kBlock) {
         const std::size_t length = std::min<std::uint64_t>(kBlock, count - begin);
         const Block& block = source->block(begin, length);

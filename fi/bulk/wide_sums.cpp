@@ -442,7 +442,7 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const SumPl
     const Panels moving(rightIsShort ? *a : *b, std::max(leftCount, rightCount), sums.factorWidth());
     const Panels fixed(rightIsShort ? *b : *a, std::min(leftCount, rightCount), sums.factorWidth());
     // Elements beyond the full convolution have no terms.
-    std::vector<std::uint64_t> overflows(sums.counts() ? count : 0);
+    WorkVector<std::uint64_t> overflows(sums.counts() ? count : 0);
     StoreLog stores(sums.width(), result);
     for (std::uint64_t i = 0; i < count; i += kBlock) {
         const std::size_t lanes = std::min<std::uint64_t>(kBlock, count - i);

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <span>
 #include <type_traits>
-#include <vector>
 
 #include "fi/core/dimension_product.h"
 #include "fi/core/word_grids.h"
@@ -11,6 +10,7 @@
 #include "fi/result_types/late_product.h"
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
+#include "numbers/host_memory.h"
 #include "quantization/array_kernels.h"
 
 using namespace tolvane::detail;
@@ -214,9 +214,8 @@ void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCoun
         }
     }
     if ((!std::is_same_v<T, double> || valueCount == 1) && target.body().asMp() && target.numel() > 1) {
-        const std::vector<double> doubles = valueCount == 1
-                                                ? std::vector<double>(target.numel(), static_cast<double>(values[0]))
-                                                : std::vector<double>(values, values + valueCount);
+        const auto doubles = valueCount == 1 ? WorkVector<double>(target.numel(), static_cast<double>(values[0]))
+                                             : WorkVector<double>(values, values + valueCount);
         storeQuantized(target, doubles.data(), doubles.size());
         return;
     }

@@ -5,13 +5,13 @@
 #include <span>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 #include "fi/fi.h"
 #include "fi/host_arrays/host_view.h"
 #include "fi/host_arrays/word_loops.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
+#include "numbers/host_memory.h"
 #include "numbers/rounding.h"
 
 using namespace tolvane::detail;
@@ -50,9 +50,9 @@ hvArray* integerView(const fi& array) {
 
 /// The values times 2^exponent, or nothing if doubles don't hold one.
 template <class T>
-std::optional<std::vector<double>> scaledDoubles(std::span<const T> values, int exponent) {
+std::optional<WorkVector<double>> scaledDoubles(std::span<const T> values, int exponent) {
     const int back = rounding::negatedExponent(exponent);
-    std::vector<double> scaled(values.size());
+    WorkVector<double> scaled(values.size());
     bool isExact = true;
     for (std::size_t i = 0; i < values.size(); ++i) {
         const auto value = static_cast<double>(values[i]);
