@@ -314,11 +314,11 @@ void storeBest(number& target, const number& part, const WordSpan& from, std::ui
     }
 }
 
-/// Squares of magnitudes of complex words, as doubles with a few wrong bits.
+/// Squares of magnitudes of complex words on some scale, as doubles with a few wrong bits unless they are tiny.
 class Squares {
  public:
-    /// Whether their bits are few enough.
-    static bool serve(const WordGrid& grid) { return grid.bits <= 500; }
+    static constexpr double kTiny = 0x1p-900;
+
     explicit Squares(const WordGrid& grid) : mGrid(grid) {}
 
     double operator()(const ComplexWords& x, std::uint64_t i) const {
@@ -328,25 +328,23 @@ class Squares {
     }
 
  private:
+    /// In units of the highest limb.
     double magnitude(const WordSpan& words, std::uint64_t i) const {
+        constexpr double kDown = 0x1p-64;
         const std::size_t limbs = mGrid.limbs();
         const mp_limb_t* const word = words.limbs + i * limbs;
         const mp_limb_t turned = mGrid.isSigned && isNegative(word, limbs) ? ~mp_limb_t{0} : 0;
         std::size_t top = limbs - 1;
+        double unit = 1.0;
         while (top > 0 && (word[top] ^ turned) == 0) {
             --top;
+            unit *= kDown;
         }
-        double value = static_cast<double>(word[top] ^ turned);
-        if (top == 0) {
-            return value + static_cast<double>(turned & 1U);
-        }
-        // Two's complement adds 1 to the lowest limb, which doesn't matter here.
-        constexpr double kLimb = 0x1p64;
-        value = value * kLimb + static_cast<double>(word[top - 1] ^ turned);
-        for (--top; top > 0; --top) {
-            value *= kLimb;
-        }
-        return value;
+        const auto value = static_cast<double>(word[top] ^ turned);
+        // Two's complement adds 1 to the lowest limb, which doesn't matter elsewhere.
+        return (top == 0 ? value + static_cast<double>(turned & 1U)
+                         : value + static_cast<double>(word[top - 1] ^ turned) * kDown) *
+               unit;
     }
 
     WordGrid mGrid;
@@ -364,6 +362,9 @@ bool areEqual(const ComplexWords& x, std::uint64_t i, const ComplexWords& y, std
 /// to at least 54 bits, so that those as far apart as this differ.
 std::optional<bool> beats(Extreme extreme, double challenger, double holder) {
     constexpr double kFar = 1.0 + 0x1p-40;
+    if (std::max(challenger, holder) < Squares::kTiny) {
+        return std::nullopt;
+    }
     if (challenger > holder * kFar) {
         return extreme == Extreme::greatest;
     }
@@ -426,8 +427,7 @@ bool keepExtremes(Extreme extreme, const ComplexPart<number>& held, const Comple
     wordarray* const real = wordsOf(held.real);
     wordarray* const imag = wordsOf(held.imag);
     const std::uint64_t count = held.real.numel();
-    if (!real || !imag || real->grid() != grid || imag->grid() != grid || !LoggedWords::canLog(grid, log) ||
-        !Squares::serve(grid)) {
+    if (!real || !imag || real->grid() != grid || imag->grid() != grid || !LoggedWords::canLog(grid, log)) {
         return false;
     }
     const std::optional<Source> sources[] = {wordsOf(challengers.real, type, grid, count, isScalar),
@@ -502,7 +502,7 @@ bool storeExtremes(Extreme extreme, const ComplexPart<const number>& parts, std:
     }
     const ComplexWords words{real->words(), imag->words()};
     const WordGrid grid = words.real.grid;
-    if (words.imag.grid != grid || !LoggedWords::canLog(grid, log) || !Squares::serve(grid) ||
+    if (words.imag.grid != grid || !LoggedWords::canLog(grid, log) ||
         grid.bits > mpnumber::elementPrecision(to.real.getprecision())) {
         return false;
     }
