@@ -1,8 +1,11 @@
 // Memory of the host with an owner.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <vector>
 
 #include "host/bs.h"
 #include "numbers/errors.h"
@@ -40,5 +43,27 @@ HostMemory<T> allocateHostZeros(std::uint64_t count, std::uint64_t size) {
     }
     return memory;
 }
+
+/// Allocates by `operator new`, but raises "fixedpoint:fi:outofmemory".
+template <class T>
+struct WorkAllocator {
+    using value_type = T;
+    WorkAllocator() = default;
+    template <class Other>
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    WorkAllocator(const WorkAllocator<Other>&) {}
+    T* allocate(std::size_t count) {
+        try {
+            return std::allocator<T>().allocate(count);
+        } catch (const std::bad_alloc&) {
+            raiseOutOfMemory();
+        }
+    }
+    void deallocate(T* memory, std::size_t count) { std::allocator<T>().deallocate(memory, count); }
+    bool operator==(const WorkAllocator&) const = default;
+};
+/// What array code needs while it runs.
+template <class T>
+using WorkVector = std::vector<T, WorkAllocator<T>>;
 
 }  // namespace tolvane::detail

@@ -53,13 +53,19 @@ using integers::Block;
 using integers::IntegerTally;
 using integers::kBlock;
 
+/// The memory for `quantizeBlocks`, to be had before anything changes.
+struct Work {
+    explicit Work(std::size_t width) : arena(width, 1), tally(width) {}
+    integers::Arena arena;
+    IntegerTally tally;
+};
+
 /// Sets words to what `run(begin, count, width, block, notes)` makes of each block of them, and logs it.
 template <class Run>
-void quantizeBlocks(wordarray& words, std::size_t width, const qlogger& log, const Run& run) {
+void quantizeBlocks(wordarray& words, std::size_t width, Work work, const qlogger& log, const Run& run) {
     const std::uint64_t count = words.span().count;
-    integers::Arena arena(width, 1);
-    Block block = arena.next();
-    IntegerTally tally(width);
+    Block block = work.arena.next();
+    IntegerTally& tally = work.tally;
     const bool counts = log.isLogging();
     for (std::uint64_t begin = 0; begin < count; begin += kBlock) {
         const std::size_t length = std::min<std::uint64_t>(kBlock, count - begin);
@@ -104,6 +110,7 @@ bool quantizer::quantizeWords(number& x) const {
         return false;
     }
     const std::size_t width = integers::widthFor(integers::neededBits(format, extent));
+    Work work(width);
     // Each block is read before it is written. Words of another length are moved away to be read.
     wordarray& held = wide->rewrite(*wide->grid());
     WordSpan from = held.span();
@@ -116,7 +123,7 @@ bool quantizer::quantizeWords(number& x) const {
         from = read->span();
     }
     wordarray& words = held;
-    quantizeBlocks(words, width, mLogger,
+    quantizeBlocks(words, width, std::move(work), mLogger,
                    [&](std::uint64_t begin, std::size_t length, Block& block, integers::Notes* notes) {
                        integers::load(from, begin, length, width, block);
                        integers::quantize(format, length, width, block, notes);
@@ -136,7 +143,8 @@ bool quantizer::quantizeInto(std::span<const double> in, number& out) const {
         return false;
     }
     const std::size_t width = integers::widthFor(format.grid.bits + 1);
-    quantizeBlocks(wide->rewrite(format.grid), width, mLogger,
+    Work work(width);
+    quantizeBlocks(wide->rewrite(format.grid), width, std::move(work), mLogger,
                    [&](std::uint64_t begin, std::size_t length, Block& block, integers::Notes* notes) {
                        integers::quantize(format, in.data() + begin, length, width, block, notes);
                    });

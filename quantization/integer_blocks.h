@@ -10,9 +10,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 #include "descriptors/embedded.h"
+#include "numbers/host_memory.h"
 #include "numbers/wordarray.h"
 #include "numbers/words.h"
 #include "quantization/quantizer.h"
@@ -36,7 +36,7 @@ struct Block {
 
 enum class Sign { plus, minus };
 
-/// The memory of blocks of one width.
+/// The memory of blocks of one width. Raises "fixedpoint:fi:outofmemory".
 class Arena {
  public:
     Arena(std::size_t width, std::size_t blocks) : mStep(width * kBlock), mLimbs(mStep * blocks) {}
@@ -44,7 +44,7 @@ class Arena {
 
  private:
     std::size_t mStep;
-    std::vector<mp_limb_t> mLimbs;
+    WorkVector<mp_limb_t> mLimbs;
     std::size_t mUsed = 0;
 };
 

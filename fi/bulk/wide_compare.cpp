@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "numbers/mpnumber.h"
 
@@ -40,6 +41,90 @@ std::optional<Comparison> Comparison::of(const Compared& left, const Compared& r
     return Comparison(std::move(*a), std::move(*b), count);
 }
 
+namespace {
+
+/// A value among the words of a grid: the word itself, or the next one below.
+class Among {
+ public:
+    enum class Place { below, within, beyond };
+
+    /// For a shift of few bits between the grids.
+    Among(const WordSpan& value, const WordGrid& grid) : mGrid(grid) {
+        const int shift = value.grid.exponent - grid.exponent;
+        const std::size_t valueLimbs = value.grid.limbs();
+        const bool isBelowZero = value.grid.isSigned && value.limbs[valueLimbs - 1] >> (WordGrid::kLimbBits - 1) != 0;
+        const mp_limb_t sign = isBelowZero ? ~mp_limb_t{0} : 0;
+        mWord.assign(std::max(integers::widthFor(value.grid.bits + 1 + std::max(shift, 0)), grid.limbs() + 1), sign);
+        const auto bits = static_cast<std::size_t>(std::abs(shift));
+        const std::size_t limbs = bits / WordGrid::kLimbBits;
+        const auto rest = static_cast<unsigned>(bits % WordGrid::kLimbBits);
+        const auto size = static_cast<mp_size_t>(mWord.size());
+        if (shift >= 0) {
+            std::fill_n(mWord.begin(), limbs, 0);
+            std::copy_n(value.limbs, valueLimbs, mWord.begin() + static_cast<std::ptrdiff_t>(limbs));
+            if (rest != 0) {
+                mpn_lshift(mWord.data() + limbs, mWord.data() + limbs, size - static_cast<mp_size_t>(limbs), rest);
+            }
+        } else {
+            const std::size_t gone = std::min(limbs, valueLimbs);
+            mIsExact = std::all_of(value.limbs, value.limbs + gone, [](mp_limb_t limb) { return limb == 0; }) &&
+                       (gone == limbs || sign == 0);
+            std::copy(value.limbs + gone, value.limbs + valueLimbs, mWord.begin());
+            if (rest != 0) {
+                mIsExact = mpn_rshift(mWord.data(), mWord.data(), size, rest) == 0 && mIsExact;
+                mWord.back() |= sign << (WordGrid::kLimbBits - rest);
+            }
+        }
+        // All bits from the sign of the words on are its own then.
+        const auto used = static_cast<std::size_t>(grid.bits - (grid.isSigned ? 1 : 0));
+        bool fits = grid.isSigned || !isBelowZero;
+        for (std::size_t i = used / WordGrid::kLimbBits; i < mWord.size(); ++i) {
+            const unsigned low = i == used / WordGrid::kLimbBits ? used % WordGrid::kLimbBits : 0;
+            fits = fits && (mWord[i] ^ sign) >> low == 0;
+        }
+        mPlace = fits ? Place::within : isBelowZero ? Place::below : Place::beyond;
+    }
+
+    /// Compares all words with the value, which is on the right or on the left.
+    void compare(Relation relation, Words words, bool isOnRight, std::size_t count, Join join,
+                 std::uint8_t* out) const {
+        const bool isOrder = relation == Relation::isLess || relation == Relation::isAtMost;
+        const WordShape shape{mGrid.limbs(), mGrid.isSigned};
+        const auto run = [&](Relation by, Words left, Words right) {
+            compareloops::compare(by, shape, left, right, count, join, out);
+        };
+        if (mPlace != Place::within || (!isOrder && !mIsExact)) {
+            const bool isAlways = isOrder ? (mPlace == Place::beyond) == isOnRight : relation == Relation::isUnequal;
+            const std::vector<mp_limb_t> least = leastWord();
+            const Words scalar{least.data(), true};
+            isAlways ? run(Relation::isAtMost, scalar, words) : run(Relation::isLess, words, scalar);
+            return;
+        }
+        const Words scalar{mWord.data(), true};
+        if (!isOnRight) {
+            run(mIsExact || !isOrder ? relation : Relation::isLess, scalar, words);
+        } else {
+            run(mIsExact || !isOrder ? relation : Relation::isAtMost, words, scalar);
+        }
+    }
+
+ private:
+    std::vector<mp_limb_t> leastWord() const {
+        std::vector<mp_limb_t> least(mGrid.limbs());
+        if (mGrid.isSigned) {
+            least.back() = ~mp_limb_t{0} << ((mGrid.bits - 1) % WordGrid::kLimbBits);
+        }
+        return least;
+    }
+
+    WordGrid mGrid;
+    std::vector<mp_limb_t> mWord;
+    bool mIsExact = true;
+    Place mPlace;
+};
+
+}  // namespace
+
 template <class Run>
 void Comparison::byGrid(const Run& run) {
     if (mLeft.words() && mRight.words() && mLeft.words()->grid == mRight.words()->grid) {
@@ -69,6 +154,14 @@ void Comparison::byGrid(const Run& run) {
 }
 
 void Comparison::run(Relation relation, Join join, std::uint8_t* out) {
+    if (mLeft.words() && mRight.words() && mLeft.isScalar() != mRight.isScalar() &&
+        mLeft.words()->grid != mRight.words()->grid) {
+        const bool isOnRight = mRight.isScalar();
+        const WordSpan& all = *(isOnRight ? mLeft : mRight).words();
+        const Among value(*(isOnRight ? mRight : mLeft).words(), all.grid);
+        value.compare(relation, {all.limbs, false}, isOnRight, mCount, join, out);
+        return;
+    }
     byGrid([&](std::uint64_t begin, std::size_t length, const WordShape& shape, Words left, Words right) {
         compareloops::compare(relation, shape, left, right, length, join, out + begin);
     });

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fi/bulk/integer_machine.h"
-#include "fi/bulk/wide_operands.h"
+#include "fi/bulk/wide_parts.h"
 #include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 #include "quantization/tally.h"
@@ -27,54 +27,6 @@ using integers::kBlock;
 int cellBits(unsigned precision) {
     return static_cast<int>(mpnumber::elementPrecision(precision));
 }
-
-/// Both parts of an array, the imaginary one if there is one.
-struct Operand {
-    static std::optional<Operand> of(const fi& x, std::uint64_t count, bool isScalar) {
-        const EmbeddedTypeSystem::NumericType& type = x.getNumericType();
-        std::optional<Source> real = Source::of(x.real(), type, count, isScalar);
-        if (!real) {
-            return std::nullopt;
-        }
-        Operand result{std::move(*real), std::nullopt};
-        if (x.iscomplex()) {
-            result.imag = Source::of(x.imag(), type, count, isScalar);
-            if (!result.imag) {
-                return std::nullopt;
-            }
-        }
-        return result;
-    }
-    Source real;
-    std::optional<Source> imag;
-};
-
-/// The parts of the result.
-class Results {
- public:
-    static std::optional<Results> of(fi& x) {
-        Results results(x);
-        results.mReal = target(x, x.real());
-        results.mImag = x.iscomplex() ? target(x, x.imag()) : std::nullopt;
-        return results.mReal && (x.isreal() || results.mImag) ? std::optional(results) : std::nullopt;
-    }
-    /// The real part, or the imaginary one.
-    Target& part(std::size_t i) { return i == 0 ? *mReal : *mImag; }
-    std::uint64_t count() const { return mArray->numel(); }
-    /// Whether the parts are still what they were after elements have been set one by one.
-    bool areHeld() const { return isHeld(mArray->real()) && (mArray->isreal() || isHeld(mArray->imag())); }
-
- private:
-    explicit Results(fi& x) : mArray(&x) {}
-    static std::optional<Target> target(const fi& x, const number& entries) {
-        return Target::of(const_cast<number&>(entries), x.getNumericType(), x.numel());
-    }
-    static bool isHeld(const number& entries) { return entries.asDouble() || entries.asWords(); }
-
-    fi* mArray;
-    std::optional<Target> mReal;
-    std::optional<Target> mImag;
-};
 
 /// Runs blocks one after the other. `runBlock(begin, length)` computes one and notes it in the tallies if anything is
 /// counted; it returns a bit for each element that is in doubt. `logMath(length)` counts its operations.

@@ -55,6 +55,10 @@ std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, E
     if (!real || !imag || !proof.holds()) {
         return std::nullopt;
     }
+    stores.mWidth = proof.width();
+    if (extent == Extent::whole) {
+        stores.mArena.emplace(stores.mWidth, kBlocks);
+    }
     const auto targetOf = [&](number& part) {
         return extent == Extent::whole ? Target::of(part, target.getNumericType(), target.mNumel)
                                        : Target::within(part, target.getNumericType(), target.mNumel);
@@ -73,13 +77,14 @@ std::optional<fi::WideStores> fi::WideStores::of(const fi& source, fi& target, E
          !add(std::move(*imag), target.imagEntries(), source.isreal(), counts && (source.iscomplex() || logsZeros)))) {
         return std::nullopt;
     }
-    stores.mWidth = proof.width();
     return stores;
 }
 
 void fi::WideStores::open(std::size_t width) {
+    if (!mArena || width != mWidth) {
+        mArena.emplace(width, kBlocks);
+    }
     mWidth = width;
-    mArena.emplace(width, 1 + mParts.size());
     mValue = mArena->next();
     for (Part& part : mParts) {
         part.source.open(*mArena, width);

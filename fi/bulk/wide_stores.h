@@ -56,6 +56,8 @@ class fi::WideStores {
     void storeMoves(const Moves& moves, bool isFromRun, Tally& tally);
     void storePart(Part& part, const Moves& moves, bool isFromRun, Tally& tally);
 
+    static constexpr std::size_t kBlocks = 3;  // a value, and one for each part
+
     tolvane::detail::integers::Format mFormat;
     std::vector<Part> mParts;
     std::size_t mWidth = 0;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "fi/bulk/integer_machine.h"
-#include "fi/bulk/wide_operands.h"
+#include "fi/bulk/wide_parts.h"
 #include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
 #include "quantization/tally.h"
@@ -35,43 +35,6 @@ int cellBits(unsigned precision) {
 int cellBits(const number& cell) {
     return cell.asDouble() ? ExtentMachine::kDoubleBits : cellBits(cell.getprecision());
 }
-
-/// Both parts of an operand. A vector of one element is no scalar here.
-struct Operand {
-    static std::optional<Operand> of(const fi& x) {
-        const EmbeddedTypeSystem::NumericType& type = x.getNumericType();
-        const bool isSingle = x.numel() == 1;
-        std::optional<Source> real = Source::of(x.real(), type, x.numel(), isSingle);
-        if (!real) {
-            return std::nullopt;
-        }
-        Operand result{std::move(*real), std::nullopt};
-        if (x.iscomplex()) {
-            result.imag = Source::of(x.imag(), type, x.numel(), isSingle);
-            if (!result.imag) {
-                return std::nullopt;
-            }
-        }
-        return result;
-    }
-    /// An extent of all values.
-    Extent extent() const {
-        if (!imag) {
-            return real.extent();
-        }
-        const Extent& a = real.extent();
-        const Extent& b = imag->extent();
-        const int exponent = std::min(a.exponent, b.exponent);
-        return {exponent, std::max(a.bits + (a.exponent - exponent), b.bits + (b.exponent - exponent)),
-                a.hasSign || b.hasSign};
-    }
-    int neededBits() const {
-        return std::max(integers::neededBits(real.extent()), imag ? integers::neededBits(imag->extent()) : 0);
-    }
-
-    Source real;
-    std::optional<Source> imag;
-};
 
 /// The lanes of a block that take part in a term.
 struct Lanes {
@@ -308,29 +271,6 @@ class Sums {
     std::uint64_t mLaneTerms = 0;
 };
 
-/// The parts of a result.
-struct Results {
-    static std::optional<Results> of(fi& x) {
-        const auto part = [&x](const number& entries) {
-            return Target::ofSums(const_cast<number&>(entries), x.getNumericType(), x.numel());
-        };
-        const std::optional<Target> real = part(x.real());
-        const std::optional<Target> imag = x.iscomplex() ? part(x.imag()) : std::nullopt;
-        if (!real || (x.iscomplex() && !imag)) {
-            return std::nullopt;
-        }
-        return Results{*real, imag};
-    }
-    void clear(std::uint64_t count) {
-        real.clear(count);
-        if (imag) {
-            imag->clear(count);
-        }
-    }
-    Target real;
-    std::optional<Target> imag;
-};
-
 /// Whether arrays have no slopes and biases, and no values are forced to floats of many bits.
 bool areServed(const fi& left, const fi& right, const fi& sum) {
     return !number::getDefaultForceMultiplePrecision() && !left.isSlopeBiasScaled() && !right.isSlopeBiasScaled() &&
@@ -365,7 +305,7 @@ bool multiplyMatrices(const fi& left, const fi& right, const SumPlaces& places, 
     const std::uint64_t inner = left.getN();
     const std::uint64_t columns = right.getN();
     Sums sums(places, *a, *b, wordBits(left) + wordBits(right), inner);
-    std::optional<Results> out = sums.holds() ? Results::of(result) : std::nullopt;
+    std::optional<Results> out = sums.holds() ? Results::ofSums(result) : std::nullopt;
     if (!out) {
         return false;
     }
@@ -390,7 +330,7 @@ bool multiplyMatrices(const fi& left, const fi& right, const SumPlaces& places, 
         }
     }
     if (!sums.handOver(true)) {
-        out->clear(result.numel());
+        out->clear();
         byElements(0, columns);
         return true;
     }
@@ -493,7 +433,7 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const SumPl
         return false;
     }
     Sums sums(places, *a, *b, wordBits(left) + wordBits(right), std::min(leftCount, rightCount));
-    std::optional<Results> out = sums.holds() ? Results::of(result) : std::nullopt;
+    std::optional<Results> out = sums.holds() ? Results::ofSums(result) : std::nullopt;
     if (!out) {
         return false;
     }
@@ -502,7 +442,7 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const SumPl
     const Panels moving(rightIsShort ? *a : *b, std::max(leftCount, rightCount), sums.factorWidth());
     const Panels fixed(rightIsShort ? *b : *a, std::min(leftCount, rightCount), sums.factorWidth());
     // Elements beyond the full convolution have no terms.
-    std::vector<std::uint64_t> overflows(sums.counts() ? count : 0);
+    WorkVector<std::uint64_t> overflows(sums.counts() ? count : 0);
     StoreLog stores(sums.width(), result);
     for (std::uint64_t i = 0; i < count; i += kBlock) {
         const std::size_t lanes = std::min<std::uint64_t>(kBlock, count - i);
@@ -535,7 +475,7 @@ bool convolve(const fi& left, const fi& right, std::uint64_t offset, const SumPl
         }
     }
     if (!sums.handOver(true)) {
-        out->clear(count);
+        out->clear();
         byElements(0, count);
         return true;
     }
@@ -679,7 +619,7 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
         const int needed = integers::neededBits(format, RunningSums::extentOf(format, term, casts));
         proof.hold({format.grid.exponent, needed, true});
     }
-    std::optional<Results> out = proof.holds() ? Results::of(result) : std::nullopt;
+    std::optional<Results> out = proof.holds() ? Results::ofSums(result) : std::nullopt;
     if (!out) {
         return false;
     }
@@ -722,7 +662,7 @@ bool sumColumns(const fi& x, fi& result, const ByElements& byElements) {
         sumPart(*operand->imag, *out->imag);
     }
     if (counts && (tally.isOpenFor(log) || tally.hasTinyExtremes())) {
-        out->clear(result.numel());
+        out->clear();
         byElements(0, columns);
         return true;
     }

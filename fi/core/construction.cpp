@@ -10,6 +10,7 @@
 #include "fi/result_types/late_product.h"
 #include "host/ErrorIdException.h"
 #include "logging/reports.h"
+#include "numbers/host_memory.h"
 #include "quantization/array_kernels.h"
 
 using namespace tolvane::detail;
@@ -211,6 +212,12 @@ void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCoun
             target.setIndex(0);
             return;
         }
+    }
+    if ((!std::is_same_v<T, double> || valueCount == 1) && target.body().asMp() && target.numel() > 1) {
+        const auto doubles = valueCount == 1 ? WorkVector<double>(target.numel(), static_cast<double>(values[0]))
+                                             : WorkVector<double>(values, values + valueCount);
+        storeQuantized(target, doubles.data(), doubles.size());
+        return;
     }
     storeValues(target, values, valueCount, getNumericType());
     if (!isView()) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +16,7 @@
 #include "host/hv.h"
 #include "host/hv_optional.h"
 #include "numbers/mpnumber.h"
+#include "numbers/rounding.h"
 #include "numbers/words.h"
 
 namespace tolvane::detail {
@@ -46,6 +48,65 @@ void convertWords(const WordSpan& words, std::span<T> out, Convert convert) {
     }
 }
 
+/// Words of two limbs or more as doubles, to nearest, for grids near 1.
+class LongWordsAsDoubles {
+ public:
+    static bool serve(const WordGrid& grid) {
+        constexpr int kGreatestExponent = 900;
+        return grid.limbs() > 1 && std::abs(grid.exponent) + grid.bits <= kGreatestExponent;
+    }
+    explicit LongWordsAsDoubles(const WordSpan& words) : mWords(words), mLimbs(words.grid.limbs()) {}
+
+    double operator()(std::uint64_t index) const {
+        const mp_limb_t* const word = mWords.limbs + index * mLimbs;
+        const bool isBelowZero = mWords.grid.isSigned && word[mLimbs - 1] >> (WordGrid::kLimbBits - 1) != 0;
+        const mp_limb_t turned = isBelowZero ? ~mp_limb_t{0} : 0;
+        std::size_t top = mLimbs - 1;
+        while (top > 1 && (word[top] ^ turned) == 0) {
+            --top;
+        }
+        mp_limb_t lower = 0;
+        for (std::size_t i = 0; i + 1 < top; ++i) {
+            lower |= word[i];
+        }
+        // The magnitude of the two limbs, whose negation is carried into by zeros below.
+        mp_limb_t low = word[top - 1] ^ turned;
+        const mp_limb_t carry = turned & static_cast<mp_limb_t>(lower == 0);
+        low += carry & 1U;
+        const bool carries = (carry & 1U) != 0 && low == 0;
+        mp_limb_t high = (word[top] ^ turned) + static_cast<mp_limb_t>(carries);
+        int zeros = 0;
+        if (high == 0) {
+            if (carries) {
+                // A power of two just above both.
+                high = mp_limb_t{1} << (WordGrid::kLimbBits - 1);
+                zeros = -1;
+            } else if (low == 0) {
+                return mWords.hasNegativeZero(index) ? -0.0 : 0.0;
+            } else {
+                // Only of the lowest two limbs.
+                high = low;
+                low = 0;
+                zeros = WordGrid::kLimbBits;
+            }
+        }
+        if (const int shift = std::countl_zero(high); shift > 0) {
+            high = high << shift | low >> (WordGrid::kLimbBits - shift);
+            low <<= shift;
+            zeros += shift;
+        }
+        // Whatever lies below the leading 64 bits counts as a last bit, so that these round as the whole.
+        high |= static_cast<mp_limb_t>((low | lower) != 0);
+        const double size = rounding::scaleByPowerOfTwo(
+            static_cast<double>(high), mWords.grid.exponent + static_cast<int>(top) * WordGrid::kLimbBits - zeros);
+        return isBelowZero ? -size : size;
+    }
+
+ private:
+    WordSpan mWords;
+    std::size_t mLimbs;
+};
+
 /// Sets each element to `convert` of the entry at the same position; the cursor doesn't move.
 template <class T, class Convert>
 void convertEntries(const number& entries, std::span<T> out, Convert convert) {
@@ -60,6 +121,13 @@ void convertEntries(const number& entries, std::span<T> out, Convert convert) {
     }
     if (const mpnumber* const words = entries.asWords(); words && hasSmallWords(*words->grid())) {
         convertWords(words->words(), out, convert);
+        return;
+    }
+    if (const mpnumber* const words = entries.asWords(); words && LongWordsAsDoubles::serve(*words->grid())) {
+        const LongWordsAsDoubles values(words->words());
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            out[i] = convert(values(i));
+        }
         return;
     }
     const std::uint64_t cursor = entries.getIndex();

@@ -1,14 +1,17 @@
 // The stored integers as host integers, one per element.
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <span>
 #include <type_traits>
+#include <utility>
 
 #include "fi/fi.h"
 #include "fi/host_arrays/host_view.h"
 #include "fi/host_arrays/word_loops.h"
 #include "host/ErrorIdException.h"
 #include "host/hsc.h"
+#include "numbers/host_memory.h"
 #include "numbers/rounding.h"
 
 using namespace tolvane::detail;
@@ -43,6 +46,20 @@ hvArray* integerView(const fi& array) {
 template <class Signed, class Unsigned>
 hvArray* integerView(const fi& array) {
     return array.isSigned() ? integerView<Signed>(array) : integerView<Unsigned>(array);
+}
+
+/// The values times 2^exponent, or nothing if doubles don't hold one.
+template <class T>
+std::optional<WorkVector<double>> scaledDoubles(std::span<const T> values, int exponent) {
+    const int back = rounding::negatedExponent(exponent);
+    WorkVector<double> scaled(values.size());
+    bool isExact = true;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const auto value = static_cast<double>(values[i]);
+        scaled[i] = rounding::scaleByPowerOfTwo(value, exponent);
+        isExact &= rounding::scaleByPowerOfTwo(scaled[i], back) == value;
+    }
+    return isExact ? std::optional(std::move(scaled)) : std::nullopt;
 }
 
 /// Sets the entries to the values times 2^exponent.
@@ -116,11 +133,28 @@ void fi::storeIntegers(const hvArray* values) {
     const auto dims = hvGetDims(values);
     takeShape({dims.begin(), dims.end()}, hvIsComplex(values));
     const int exponent = isFixed() ? getFixedExponent() : 0;
+    updateAssignmentQuantizer();
     hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
-        storeScaled(mReal, hvGetTypedData<T>(values), exponent);
+        const auto store = [&](number& part, std::span<const T> words) {
+            // Floats would be made of words that are quantized only afterwards.
+            if (!isView() && part.body().asMp() && part.numel() == words.size()) {
+                const auto doubles = scaledDoubles(words, exponent);
+                if (doubles && mAssignmentQuantizer.quantizeInto(*doubles, part)) {
+                    part.setIndex(0);
+                    return;
+                }
+            }
+            storeScaled(part, words, exponent);
+            if (!isView()) {
+                mAssignmentQuantizer.quantizeArray(part);
+            }
+        };
+        store(mReal, hvGetTypedData<T>(values));
         if (iscomplex()) {
-            storeScaled(imagEntries(), hvGetTypedImagData<T>(values), exponent);
+            store(imagEntries(), hvGetTypedImagData<T>(values));
         }
     });
-    quantizeAll(true);
+    if (isView()) {
+        quantizeAll(false);
+    }
 }

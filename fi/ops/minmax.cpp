@@ -72,8 +72,8 @@ fi& fi::extremeWith(const fi& b) const {
         const double* const challengers = entries::doublesOf(challenger.mReal, challenger.mNumel).data();
         doublenumber* const doubles = result->mReal.asDouble();
         if (getLogging() || !challengers || !doubles) {
-            if (!getLogging() &&
-                wide::keepExtremes(Extreme::kWide, result->mReal, challenger.mReal, hasOneElement, getNumericType())) {
+            if (wide::keepExtremes(Extreme::kWide, result->mReal, challenger.mReal, hasOneElement, getNumericType(),
+                                   getLogging() ? &result->getQlogger() : nullptr)) {
                 operands.settle(*result);
                 return *result.release();
             }
@@ -100,6 +100,20 @@ fi& fi::extremeWith(const fi& b) const {
     number challengerSize(challenger.mReal);
     number holderSize(holder.mReal);
     challenger.abs(challengerSize);
+    const auto decide = [&](std::uint64_t i, std::uint64_t j) {
+        challenger.setIndex(i);
+        holder.setIndex(j);
+        challenger.abs(challengerSize);
+        holder.abs(holderSize);
+        return Extreme::takesPlace(challengerSize, holderSize);
+    };
+    if (iscomplex() && b.iscomplex() &&
+        wide::keepExtremes(Extreme::kWide, wide::ComplexPart<number>{result->mReal, result->imagEntries()},
+                           {challenger.mReal, challenger.imagPart()}, hasOneElement, getNumericType(),
+                           getLogging() ? &result->getQlogger() : nullptr, decide)) {
+        operands.settle(*result);
+        return *result.release();
+    }
     operands.walk(*result, 0, result->mNumel, [&] {
         if (!hasOneElement) {
             challenger.abs(challengerSize);
@@ -159,6 +173,23 @@ void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
             *result = *this;
             result->abs(holderSize);
         };
+        const auto decide = [&](std::uint64_t i, std::uint64_t j) {
+            setIndex(j);
+            abs(holderSize);
+            setIndex(i);
+            abs(challengerSize);
+            return Extreme::takesPlace(challengerSize, holderSize);
+        };
+        if (mReal.getprecision() == result->mReal.getprecision() &&
+            wide::storeExtremes(Extreme::kWide, {mReal, imagPart()}, mM,
+                                wide::ComplexPart<number>{result->mReal, result->imagEntries()}, rows,
+                                getLogging() ? &result->getQlogger() : nullptr, decide)) {
+            setIndex(mNumel - 1);
+            result->setIndex(result->mNumel - 1);
+            values = result.release();
+            indices = places.release();
+            return;
+        }
         walk(take, [&] {
             abs(challengerSize);
             const bool isTaken = Extreme::takesPlace(challengerSize, holderSize);
@@ -167,7 +198,8 @@ void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
             }
             return isTaken;
         });
-    } else if (!getLogging() && wide::storeExtremes(Extreme::kWide, mReal, mM, result->mReal, rows)) {
+    } else if (wide::storeExtremes(Extreme::kWide, mReal, mM, result->mReal, rows,
+                                   getLogging() ? &result->getQlogger() : nullptr)) {
         setIndex(mNumel - 1);
         result->setIndex(result->mNumel - 1);
     } else if (getLogging() || !doubles || !result->mReal.asDouble()) {

@@ -101,6 +101,27 @@ fi& fi::complex(const fi& imagPart) const {
     const std::span<const double> im = entries::doublesOf(imagPart.mReal, imagPart.mNumel);
     doublenumber* const outRe = result->mReal.asDouble();
     doublenumber* const outIm = result->imagEntries().asDouble();
+    if (const std::uint64_t count = result->numel();
+        !isScaledDouble() && !scratch.asDouble() &&
+        wide::copy(mReal, getNumericType(), parts.leftIsScalar(), result->mReal)) {
+        number moved(parts.rightIsScalar() ? 0 : count, scratch.getprecision(), gridOf(imagPart.getNumericType()),
+                     false);
+        const number& imag = parts.rightIsScalar() ? scratch : moved;
+        const bool isMoved = parts.rightIsScalar() || (!im.empty() && q.quantizeInto(im, moved)) ||
+                             (im.empty() && wide::copy(imagPart.mReal, imagPart.getNumericType(), false, moved));
+        if (isMoved) {
+            if (!parts.rightIsScalar() && im.empty()) {
+                q.quantizeArray(moved);
+            }
+            if (!wide::copy(imag, getNumericType(), parts.rightIsScalar(), result->imagEntries())) {
+                for (std::uint64_t i = 0; i < count; ++i) {
+                    result->imagEntries()[i].setvalue(imag[parts.rightIsScalar() ? 0 : i]);
+                }
+            }
+            parts.settle(*result);
+            return *result.release();
+        }
+    }
     if (isScaledDouble() || re.empty() || im.empty() || !scratch.asDouble() || !outRe || !outIm) {
         parts.walk(*result, 0, result->numel(), [&] {
             result->mReal.setvalue(mReal);

@@ -9,6 +9,7 @@
 #include "fi/bulk/entries.h"
 #include "fi/bulk/lane_loops.h"
 #include "fi/bulk/roots.h"
+#include "fi/bulk/wide_roots.h"
 #include "fi/fi.h"
 #include "fi/result_types/work_cells.h"
 #include "host/EnumStringType.h"
@@ -233,6 +234,12 @@ void fi::bisectRoots(fi& roots) const {
             setIndex(mNumel - 1);
             roots.setIndex(mNumel - 1);
         }
+        return;
+    }
+    if (!counts && mReal.numel() == mNumel &&
+        wide::findRoots(mReal, {getNumericType(), type, product}, rules, roots.mReal)) {
+        setIndex(mNumel - 1);
+        roots.setIndex(mNumel - 1);
         return;
     }
     const auto made = [&](const NumericType& ofType) {

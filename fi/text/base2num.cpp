@@ -46,12 +46,22 @@ unsigned digitOf(char character) {
 
 /// The digit just above the last one of the base is accepted, in base 10 only as a lower-case letter. Callers rely on a
 /// word with it becoming zero, as numbers make it, instead of raising an error.
-bool isNumeral(std::string_view token, int base) {
-    return std::ranges::all_of(token, [base](char character) {
-        const bool isCapital = character >= 'A' && character <= 'Z';
-        return digitOf(character) <= static_cast<unsigned>(base) && !(isCapital && base <= 10);
-    });
-}
+class Numerals {
+ public:
+    explicit Numerals(int base) {
+        for (std::size_t character = 0; character < mAreDigits.size(); ++character) {
+            const bool isCapital = character >= 'A' && character <= 'Z';
+            mAreDigits[character] = kDigits[character] <= base && !(isCapital && base <= 10);
+        }
+    }
+    bool contain(std::string_view token) const {
+        return std::ranges::all_of(
+            token, [this](char character) { return mAreDigits[static_cast<unsigned char>(character)]; });
+    }
+
+ private:
+    std::array<bool, 256> mAreDigits;
+};
 
 /// The characters that separate tokens.
 class Delimiters {
@@ -172,12 +182,13 @@ void checkInput(const hvArray* text, int base, const Delimiters& delimiters) {
 TextShape shapeOf(const TextRows& rows, int base, const char* realDelimiters, const char* complexDelimiters) {
     TextShape shape{rows.count(), 0, rows.contain('i'), {}};
     const Delimiters delimiters(shape.isComplex ? complexDelimiters : realDelimiters);
+    const Numerals numerals(base);
     const std::uint64_t parts = shape.isComplex ? 2 : 1;
     for (std::size_t row = 0; row < rows.count(); ++row) {
         Tokens tokens(rows.row(row), delimiters);
         std::uint64_t tokenCount = 0;
         for (std::string_view token = tokens.next(); !token.empty(); token = tokens.next()) {
-            if (!isNumeral(token, base)) {
+            if (!numerals.contain(token)) {
                 raiseInvalidElement(row, tokenCount / parts);
             }
             if (row == 0 || tokenCount < shape.elementsPerRow * parts) {
@@ -260,12 +271,13 @@ class PartReader {
 
  private:
     bool readWide(std::uint64_t element, std::string_view token) {
-        mDigits.clear();
-        for (const char character : token) {
-            mDigits.push_back(static_cast<std::uint8_t>(digitOf(character)));
+        mDigits.resize(token.size());
+        bool areDigits = true;
+        for (std::size_t i = 0; i < token.size(); ++i) {
+            mDigits[i] = kDigits[static_cast<unsigned char>(token[i])];
+            areDigits &= mDigits[i] < mBase;
         }
-        if (std::ranges::any_of(mDigits, [this](std::uint8_t digit) { return digit >= mBase; }) ||
-            !mReader->read(mDigits, mWideWords->word(element))) {
+        if (!areDigits || !mReader->read(mDigits, mWideWords->word(element))) {
             return false;
         }
         mWideWords->setNegativeZero(element, false);
@@ -410,7 +422,7 @@ void storeByRows(const PlainText& plain, std::span<double> entries) {
 }  // namespace
 
 bool fi::base2numCheckElement(const char* token, int base) {
-    return token != nullptr && isNumeral(token, base);
+    return token != nullptr && Numerals(base).contain(token);
 }
 
 void fi::base2numValidateAndInit(const hvArray* text, int base, const char* realDelimiters,

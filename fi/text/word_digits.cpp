@@ -103,42 +103,58 @@ void BinaryDigits::write(std::uint64_t first, std::size_t rows, std::size_t widt
         writeOne(first, width, out);
         return;
     }
-    // By tiles of rows and limbs: a place is written for all rows of a tile, in vectors where their number is constant.
-    constexpr std::size_t kTile = 64;
-    std::array<mp_limb_t, kTile> limbs;
-    const auto mask = static_cast<std::uint16_t>((1U << mDigitBits) - 1);
     for (std::size_t top = 0; top < rows; top += kTile) {
-        const std::size_t count = std::min(kTile, rows - top);
-        std::size_t loaded = mLimbs;
-        for (std::size_t place = 0; place < width; ++place) {
-            const std::size_t low = place * mDigitBits;
-            const std::size_t shift = low % kLimbBits;
-            hvChar* const to = out + (width - 1 - place) * rows + top;
-            if (low + mDigitBits > mWordBits || shift + mDigitBits > kLimbBits) {
-                for (std::size_t row = 0; row < count; ++row) {
-                    to[row] = digitCharacter(bits(first + top + row, low, mDigitBits));
-                }
-                continue;
-            }
-            if (low / kLimbBits != loaded) {
-                loaded = low / kLimbBits;
-                const mp_limb_t* const words = mWords.limbs + (first + top) * mLimbs + loaded;
-                for (std::size_t row = 0; row < count; ++row) {
-                    limbs[row] = words[row * mLimbs];
-                }
-            }
-            const auto writeRows = [&](std::size_t number) {
-                for (std::size_t row = 0; row < number; ++row) {
-                    const auto digit = static_cast<std::uint16_t>(limbs[row] >> shift & mask);
-                    to[row] = static_cast<hvChar>(digit + u'0' + (digit > 9 ? u'a' - u'0' - 10 : 0));
-                }
-            };
-            if (count == kTile) {
-                writeRows(kTile);
-            } else {
-                writeRows(count);
-            }
+        // Digits that don't cross them come from short units, of which vectors hold more.
+        if (16 % mDigitBits == 0) {
+            writeTile<std::uint16_t>(first + top, std::min(kTile, rows - top), rows, width, out + top);
+        } else {
+            writeTile<mp_limb_t>(first + top, std::min(kTile, rows - top), rows, width, out + top);
         }
+    }
+}
+
+/// Writes a place for all rows, in vectors where their number is constant, before the next place.
+template <class Unit>
+void BinaryDigits::writeTile(std::uint64_t first, std::size_t count, std::size_t rows, std::size_t width,
+                             hvChar* out) const {
+    constexpr std::size_t kUnitBits = 8 * sizeof(Unit);
+    std::array<Unit, kTile> units;
+    const auto mask = static_cast<std::uint16_t>((1U << mDigitBits) - 1);
+    std::size_t loaded = ~std::size_t{0};
+    const auto forRows = [&](const auto& run) {
+        constexpr std::size_t kStep = 16;
+        std::size_t row = 0;
+        for (; row + kStep <= count; row += kStep) {
+            run(row, kStep);
+        }
+        run(row, count - row);
+    };
+    for (std::size_t place = 0; place < width; ++place) {
+        const std::size_t low = place * mDigitBits;
+        const std::size_t shift = low % kUnitBits;
+        hvChar* const to = out + (width - 1 - place) * rows;
+        if (low + mDigitBits > mWordBits || shift + mDigitBits > kUnitBits) {
+            for (std::size_t row = 0; row < count; ++row) {
+                to[row] = digitCharacter(bits(first + row, low, mDigitBits));
+            }
+            continue;
+        }
+        if (low / kUnitBits != loaded) {
+            loaded = low / kUnitBits;
+            const mp_limb_t* const words = mWords.limbs + first * mLimbs + low / kLimbBits;
+            const std::size_t start = low % kLimbBits - shift;
+            forRows([&](std::size_t begin, std::size_t number) {
+                for (std::size_t row = begin; row < begin + number; ++row) {
+                    units[row] = static_cast<Unit>(words[row * mLimbs] >> start);
+                }
+            });
+        }
+        forRows([&](std::size_t begin, std::size_t number) {
+            for (std::size_t row = begin; row < begin + number; ++row) {
+                const auto digit = static_cast<std::uint16_t>(units[row] >> shift & mask);
+                to[row] = static_cast<hvChar>(digit + u'0' + (digit > 9 ? u'a' - u'0' - 10 : 0));
+            }
+        });
     }
 }
 
@@ -199,6 +215,19 @@ bool WordReader::read(std::span<const std::uint8_t> digits, std::span<mp_limb_t>
 }
 
 bool WordReader::readBits(std::span<const std::uint8_t> digits, std::span<mp_limb_t> word) const {
+    if (kLimbBits % mDigitBits == 0) {
+        const std::size_t digitsPerLimb = kLimbBits / mDigitBits;
+        std::size_t end = digits.size();
+        for (mp_limb_t& limb : word) {
+            const std::size_t begin = end - std::min(end, digitsPerLimb);
+            for (std::size_t i = begin; i < end; ++i) {
+                limb = limb << mDigitBits | digits[i];
+            }
+            end = begin;
+        }
+        return std::all_of(digits.begin(), digits.begin() + static_cast<std::ptrdiff_t>(end),
+                           [](std::uint8_t digit) { return digit == 0; });
+    }
     std::size_t low = 0;
     for (std::size_t i = digits.size(); i-- > 0; low += mDigitBits) {
         const mp_limb_t digit = digits[i];
@@ -228,6 +257,13 @@ bool WordReader::readDigits(std::span<const std::uint8_t> digits, std::span<mp_l
     // No base that is read has more bits.
     constexpr std::size_t kMostDigitBits = 5;
     if (digits.empty()) {
+        return true;
+    }
+    constexpr std::size_t kDigitsInLimb = 12;
+    if (digits.size() <= kDigitsInLimb) {
+        for (const std::uint8_t digit : digits) {
+            word[0] = word[0] * static_cast<mp_limb_t>(mBase) + digit;
+        }
         return true;
     }
     mLimbs.resize(std::max(mLimbs.size(), digits.size() * kMostDigitBits / kLimbBits + 2));

@@ -26,7 +26,11 @@ class BinaryDigits {
     void write(std::uint64_t first, std::size_t rows, std::size_t width, hvChar* out) const;
 
  private:
+    static constexpr std::size_t kTile = 64;
+
     mp_limb_t bits(std::uint64_t word, std::size_t low, std::size_t count) const;
+    template <class Unit>
+    void writeTile(std::uint64_t first, std::size_t count, std::size_t rows, std::size_t width, hvChar* out) const;
     void writeOne(std::uint64_t word, std::size_t width, hvChar* out) const;
 
     WordSpan mWords;

@@ -7,14 +7,19 @@
 #include <new>
 
 static std::atomic<std::uint64_t> sBlocks;
+static std::atomic<std::size_t> sLeastFailing = SIZE_MAX;
 
 std::uint64_t allocatedBlocks() {
     return sBlocks;
 }
 
+void FailingBlocks::setLeast(std::size_t bytes) {
+    sLeastFailing = bytes;
+}
+
 static void* tryToAllocate(std::size_t bytes) noexcept {
     ++sBlocks;
-    return std::malloc(bytes == 0 ? 1 : bytes);
+    return bytes >= sLeastFailing ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
 }
 static void* allocate(std::size_t bytes) {
     if (void* block = tryToAllocate(bytes)) {

@@ -6,11 +6,14 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "numbers/mpnumber.h"
+#include "tests/support/blocks.h"
 #include "tests/support/errors.h"
 #include "tests/support/logs_of_fi.h"
 
@@ -291,6 +294,47 @@ TEST(WordsElementwise, CompareLikeFloats) {
 
 TEST(WordsElementwise, ChangeLikeFloats) {
     expectTheSame(6102, 250, kChanges, true);
+}
+
+TEST(WordsElementwise, RaiseOneErrorAndChangeNothingWithoutMemory) {
+    Random random(6103);
+    constexpr int kBits = 1000;
+    fimath rules = rulesOf(Rounding::nearest, false);
+    rules.setMaxProductWordLength(4 * kBits);
+    rules.setMaxSumWordLength(4 * kBits);
+    const FiOwner a = randomWide(random, fixedType(true, kBits, 40), rules, {200, 10}, false);
+    const FiOwner b = randomWide(random, fixedType(true, kBits - 100, 10), rules, {200, 10}, false);
+    const FiOwner squares(b->realabs());
+    const hvArrayOwner integers(hvCreateNumericArray(a->ndims(), a->dims(), hvINT16_CLASS, hvREAL));
+    const std::pair<const char*, std::function<void(fi&)>> changes[] = {
+        {"plus", [&](fi& x) { FiOwner(&x.plus(*b)); }},
+        {"times", [&](fi& x) { FiOwner(&x.times(*b)); }},
+        {"sums", [&](fi& x) { FiOwner(&x.leadingdimension_sum()); }},
+        {"roots", [&](fi&) { FiOwner(squares->sqrtBisection()); }},
+        {"lt", [&](fi& x) { hvArrayOwner(x.lt(*b)); }},
+        {"copydata", [&](fi& x) { x.copydata(*b); }},
+        {"quantizeAll", [](fi& x) { x.quantizeAll(true); }},
+        {"set integers", [&](fi& x) { x.setIntHvArray(integers.get()); }},
+        {"set doubles", [&](fi& x) { x.setDoubleHvArray(integers.get()); }},
+    };
+    for (const auto& [name, change] : changes) {
+        fi x(*a);
+        x.setFractionLength(39);
+        const std::string before = show(x);
+        Raised error;
+        {
+            const FailingBlocks none(3500);
+            try {
+                error = raisedBy([&change = change, &x] { change(x); });
+            } catch (const std::bad_alloc&) {
+                error.id = "std::bad_alloc";
+            }
+        }
+        EXPECT_EQ(error.id, "fixedpoint:fi:outofmemory") << name;
+        x.setIndex(0);
+        EXPECT_TRUE(show(x) == before) << name;
+        EXPECT_EQ(raisedBy([&change = change, &x] { change(x); }).id, "") << name;
+    }
 }
 
 }  // namespace

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <span>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -134,7 +136,61 @@ hvArrayOwner planOf(const Choice& choice) {
     return doubles(choice.plan.size(), 1, choice.plan);
 }
 
+/// Sets all elements from host numbers times 2^exponent, by `set` or, in floats, one after the other.
+void setFromHost(fi& a, const Choice& c, int exponent, void (fi::*set)(const hvArray*)) {
+    constexpr hvClassID kClasses[] = {hvINT16_CLASS, hvUINT8_CLASS, hvINT32_CLASS, hvSINGLE_CLASS, hvDOUBLE_CLASS};
+    const auto classId = kClasses[static_cast<std::size_t>(c.place) % 5];
+    const hvArrayOwner values(hvCreateNumericArray(a.ndims(), a.dims(), classId, a.getComplexity()));
+    const bool isWhole = isInWords(a);
+    hvDispatchClass(classId, [&]<class T>(std::type_identity<T>) {
+        std::size_t next = 0;
+        const auto draw = [&](T& value) {
+            const auto word = static_cast<std::int32_t>(c.chunks[next++]);
+            value = std::is_floating_point_v<T> ? static_cast<T>(std::ldexp(word / 3.0, c.base % 4 == 0 ? -1000 : -20))
+                                                : static_cast<T>(word);
+        };
+        std::ranges::for_each(hvGetTypedData<T>(values.get()), draw);
+        std::ranges::for_each(hvGetTypedImagData<T>(values.get()), draw);
+        const auto setPart = [&](number& x, std::span<T> from) {
+            for (std::size_t i = 0; i < from.size(); ++i) {
+                a.getAssignmentQuantizer().quantize(x[i].setvalue(static_cast<double>(from[i])).pow2(exponent));
+            }
+            x.setIndex(0);
+        };
+        if (!isWhole) {
+            setPart(part(a, false), hvGetTypedData<T>(values.get()));
+            setPart(part(a, true), hvGetTypedImagData<T>(values.get()));
+        }
+    });
+    if (isWhole) {
+        (a.*set)(values.get());
+    }
+}
+
+/// The real elements of b as an array like a, in floats if those of a are; for each side, or one element of it.
+void makeComplex(std::ostream& out, const fi& a, const fi& b, const Choice& c) {
+    Numbers places(a.numel());
+    std::ranges::generate(places, [&, i = 0.0]() mutable { return std::fmod(i++, static_cast<double>(b.numel())); });
+    const bool isWords = isInWords(a);
+    const auto sideOf = [&](const fi& whole, bool isOne) {
+        const FiOwner real(whole.getRealFi());
+        real->setIndex(static_cast<std::uint64_t>(c.place) % real->numel());
+        auto side = isOne ? std::make_unique<fi>(*real, embedded::CopyElement::tag) : std::make_unique<fi>(*real);
+        return isWords ? std::move(side) : inFloats(*side);
+    };
+    const FiOwner like(FiOwner(b.getRealFi())->subscriptedReference(doubles(a.getM(), a.getN(), places).get()));
+    const FiOwner left = sideOf(a, c.base == 3);
+    const FiOwner right = sideOf(*like, c.base == 4);
+    show(out, *FiOwner(&left->complex(*right)));
+    out << left->getIndex() << ' ' << right->getIndex();
+}
+
 const Operator kOperators[] = {
+    {"complex", true, [](std::ostream& out, fi& a, fi& b, const Choice& c) { makeComplex(out, a, b, c); }},
+    {"set integers", false,
+     [](std::ostream&, fi& a, fi&, const Choice& c) { setFromHost(a, c, a.getFixedExponent(), &fi::setIntHvArray); }},
+    {"set host numbers", true,
+     [](std::ostream&, fi& a, fi&, const Choice& c) { setFromHost(a, c, 0, &fi::setDoubleHvArray); }},
     {"transpose", true, [](std::ostream& out, fi& a, fi&, const Choice&) { show(out, *FiOwner(a.transpose())); }},
     {"ctranspose", false, [](std::ostream& out, fi& a, fi&, const Choice&) { show(out, *FiOwner(a.ctranspose())); }},
     {"diag", true, [](std::ostream& out, fi& a, fi&, const Choice& c) { show(out, *FiOwner(a.diag(c.offset))); }},
