@@ -829,7 +829,7 @@ void printCurve() {
             for (auto bits = static_cast<std::size_t>(from); bits <= static_cast<std::size_t>(to); ++bits) {
                 const double time = least[bits][i];
                 const bool isStep = bits > kFirst && time > 2.0 * least[bits - 1][i];
-                std::printf(" %.*f%s", time < 10.0 ? 1 : 0, time, isStep ? "!" : "");
+                std::printf(" %.*f%s", time < 1.0 ? 2 : time < 10.0 ? 1 : 0, time, isStep ? "!" : "");
             }
             std::printf(" |");
         }
