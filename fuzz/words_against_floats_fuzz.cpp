@@ -429,17 +429,9 @@ fimath takeRules(FuzzInput& input) {
 
 FiOwner takeArray(FuzzInput& input, const NumericType& type, const fimath& rules, const Sizes& sizes) {
     const bool isComplex = input.between(0, 2) == 0;
-    auto made = std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, isComplex, "", input.between(0, 4) != 0,
-                                     Operation::Assignment, 0U);
+    const bool isLocal = input.between(0, 4) != 0;
     Random random(input.take<std::uint32_t>());
-    forEachPart(*made, [&](number& part) {
-        for (std::uint64_t i = 0; i < made->numel(); ++i) {
-            storeWord(part[i], random, type);
-        }
-    });
-    made->setIndex(0);
-    made->resetLogging();
-    return made;
+    return arrayOfWords(random, type, rules, sizes, isComplex, isLocal);
 }
 
 bool isAllFinite(const fi& array) {
