@@ -659,7 +659,8 @@ Works sumsOfProducts(std::size_t items, std::size_t count, bool isSpecified, con
             for (std::size_t result = 0; result < count; ++result) {
                 Wide sum = 0;
                 forEachTerm(result, [&](std::size_t i, std::size_t k) {
-                    sum += left->words()[i] * right->words()[k];
+                    const std::int64_t product = left->words()[i] * right->words()[k];
+                    sum += product;
                     if (isSpecified) {
                         sum = saturated(sum, sumBits);
                     }
@@ -743,15 +744,19 @@ void addCase(const std::string& name, const std::function<Works()>& make, bool h
 
 void registerAll() {
     using Make = Works (*)(const Shared&);
-    const std::pair<const char*, Make> binary[] = {{"plus", plus},       {"times", times},   {"less than", lessThan},
-                                                   {"bitand", bitAnd},   {"negate", negate}, {"min", least},
-                                                   {"hex text", hexText}};
+    struct Row {
+        std::string name;
+        Make make;
+    };
+    const Row rows[] = {{"plus", plus},     {"times", times}, {"less than", lessThan}, {"bitand", bitAnd},
+                        {"negate", negate}, {"min", least},   {"hex text", hexText}};
     constexpr int kLengths[] = {32, 60, 64, 128, 256, 1024};
-    for (const auto& [name, make] : binary) {
+    for (const Row& row : rows) {
         for (const int bits : kLengths) {
+            const Make make = row.make;
             addCase(
-                std::string(name).append(" ") + std::to_string(bits),
-                [make, bits] { return make(std::make_shared<Operands>(bits)); }, make != lessThan && make != hexText);
+                row.name + " " + std::to_string(bits), [=] { return make(std::make_shared<Operands>(bits)); },
+                make != lessThan && make != hexText);
         }
     }
     for (const int bits : kLengths) {
@@ -765,8 +770,9 @@ void registerAll() {
         addCase("complex times " + std::to_string(bits),
                 [=] { return complexTimes(std::make_shared<Operands>(bits, true)); });
     }
-    for (const auto& [bits, into] :
-         std::initializer_list<std::pair<int, int>>{{16, 23}, {16, 32}, {24, 40}, {32, 52}}) {
+    for (const auto& lengths : {std::array{16, 23}, {16, 32}, {24, 40}, {32, 52}}) {
+        const int bits = lengths[0];
+        const int into = lengths[1];
         addCase("divide " + std::to_string(bits) + " into " + std::to_string(into),
                 [=] { return divide(std::make_shared<Operands>(bits), into); });
     }
