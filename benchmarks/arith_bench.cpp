@@ -5,12 +5,10 @@
 //     hand     the fused loop with its quantizing or its bits written out for the format
 //     std      the sorting functions of the standard library
 //     dgemm    the library for matrices of doubles
-//     mpfr     the steps of an element written directly on MPFR, for wide words
 // and then `fi`, the operation of the array. Before `fi` is timed its result is compared with the baseline's. Items are
 // elements, and products for matrices and convolutions.
 #include <benchmark/benchmark.h>
 #include <cblas.h>
-#include <mpfr.h>
 
 #include <algorithm>
 #include <cmath>
@@ -30,7 +28,6 @@
 #include "benchmarks/pairs.h"
 #include "benchmarks/ratio_report.h"
 #include "benchmarks/vector_targets.h"
-#include "benchmarks/wide_words.h"
 #include "fi/fi.h"
 #include "host/hv.h"
 
@@ -331,52 +328,6 @@ void addConvolution(bool isSpecified, std::size_t length, std::size_t taps) {
         });
 }
 
-// Wide words: full products on entries of the precisions that the library takes.
-
-FiOwner wideArrayOf(int wordBits, std::size_t count, unsigned long seed) {
-    return wideArrayOf(count, NumericType(true, wordBits, wordBits - 1), rulesFor(false), seed);
-}
-
-void addWide(int wordBits, std::size_t count) {
-    const std::string name = "times " + std::to_string(wordBits) + " bits FullPrecision " + std::to_string(count) + "/";
-    const auto add = [&](const std::string& variant, auto run) {
-        benchmark::RegisterBenchmark((name + variant).c_str(), run)->MinTime(0.1)->Repetitions(3);
-    };
-    const auto compute = [=](const fi& a, const fi& b, WideArray& out) {
-        const int bits = 2 * wordBits;
-        const DirectQuantizer q(bits, bits - 2);
-        WideArray cell(1, bits);
-        for (std::size_t i = 0; i < count; ++i) {
-            mpfr_set(cell[0], wide(a.real(i)).getelement(), MPFR_RNDN);
-            mpfr_mul(cell[0], cell[0], wide(b.real(i)).getelement(), MPFR_RNDN);
-            q.quantize(cell[0]);
-            mpfr_set(out[i], cell[0], MPFR_RNDZ);
-        }
-    };
-    add("mpfr", [=](benchmark::State& state) {
-        const FiOwner a = wideArrayOf(wordBits, count, 1);
-        const FiOwner b = wideArrayOf(wordBits, count, 2);
-        timed(state, count, [&] {
-            WideArray out(count, 2L * wordBits);
-            compute(*a, *b, out);
-        });
-    });
-    add("fi", [=](benchmark::State& state) {
-        const FiOwner a = wideArrayOf(wordBits, count, 1);
-        const FiOwner b = wideArrayOf(wordBits, count, 2);
-        WideArray expected(count, 2L * wordBits);
-        compute(*a, *b, expected);
-        const FiOwner seen(&a->times(*b));
-        for (std::size_t i = 0; i < count; ++i) {
-            if (!mpfr_equal_p(expected[i], wide(seen->real(i)).getelement())) {
-                state.SkipWithError("fi and direct MPFR differ");
-                return;
-            }
-        }
-        timed(state, count, [&] { benchmark::DoNotOptimize(FiOwner(&a->times(*b)).get()); });
-    });
-}
-
 void registerAll() {
     for (const std::size_t n : {std::size_t{1000}, std::size_t{1000000}}) {
         for (const bool isComplex : {false, true}) {
@@ -405,10 +356,6 @@ void registerAll() {
     for (const bool isSpecified : {false, true}) {
         addConvolution(isSpecified, 100000, 64);
     }
-    for (const int wordBits : {60, 128, 1024}) {
-        addWide(wordBits, 1000);
-    }
-    addWide(128, 100000);
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include "benchmarks/ratio_report.h"
 #include "benchmarks/vector_targets.h"
 #include "benchmarks/wide_words.h"
+#include "numbers/mpnumber.h"
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
 

@@ -2,8 +2,9 @@
 //
 // Cases, "save" and "load" each:
 //     int16     an array of class "fi" with words of 16 bits, which its file holds as int16
-//     64 bits   the same with words of 64 bits, as two uint32 a word
 //     double    a plain array of doubles
+//     64 bits   as int16, with words of 64 bits, as two uint32 a word
+//     128 bits  the same with four
 // Variants:
 //     raw       one dataset of the same numbers, written to its name and closed, or read into a fresh vector
 //     safe      as raw, then synchronised and renamed, as a session does
@@ -73,13 +74,15 @@ class Setting {
             numbers[i] = static_cast<double>(i % 32768) / 32768.0;
         }
         const Value row(numbers);
-        const Value type = session.construct("embedded.numerictype");
-        type.set("WordLength", 64);
-        type.set("FractionLength", 62);
         const Value narrow = session.construct("embedded.fi", {row});
-        const Value wide = session.construct("embedded.fi", {row, type});
-        cases = {
-            {"int16", narrow, narrow.get("intarray")}, {"64 bits", wide, wide.get("intarray")}, {"double", row, row}};
+        cases = {{"int16", narrow, narrow.get("intarray")}, {"double", row, row}};
+        for (const int bits : {64, 128}) {
+            const Value type = session.construct("embedded.numerictype");
+            type.set("WordLength", bits);
+            type.set("FractionLength", bits - 2);
+            const Value wide = session.construct("embedded.fi", {row, type});
+            cases.push_back({std::to_string(bits) + " bits", wide, wide.get("intarray")});
+        }
         require(cases[0].elements.className() == "int16", "other integers than told");
     }
     ~Setting() { std::filesystem::remove_all(mFolder); }

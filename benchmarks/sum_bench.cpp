@@ -1,18 +1,16 @@
 // Sums of arrays against loops written by hand.
 //
 // Cases: s16,15 + s16,15, real and complex, 10^3 and 10^6 elements, in FullPrecision and in SpecifyPrecision with
-// nearest and saturate; 60-bit and 128-bit words. Variants:
+// nearest and saturate. Variants:
 //     plain    the double loop that allocates its result: the baseline of FullPrecision
 //     hand     the same with both casts and the last quantization written out for the format: the baseline of
 //              SpecifyPrecision; hand+log also counts and keeps the extremes
-//     mpfr     the steps of an element written directly on MPFR: the baseline of wide words
 //     fi       fi::plus, which makes an array with type, rules and log; fi+log with logging on
 //     session  the same as a call of "plus" through a session of the host
 // Before a variant is timed its results are compared with the baseline's. A result is freed before the next is made,
 // and the allocator keeps what is freed: otherwise it depends on the variants that ran before whether each result of
 // some megabytes costs its page faults again, which take several times as long as any of the loops.
 #include <benchmark/benchmark.h>
-#include <mpfr.h>
 
 #include <algorithm>
 #include <cmath>
@@ -27,7 +25,6 @@
 
 #include "benchmarks/ratio_report.h"
 #include "benchmarks/vector_targets.h"
-#include "benchmarks/wide_words.h"
 #include "fi/fi.h"
 #include "host/reference/Session.h"
 
@@ -240,85 +237,6 @@ void runSession(benchmark::State& state, const Case& c) {
     finish(state, c.count);
 }
 
-// Wide words: the steps of an element written directly on MPFR, on entries of the precisions that the library takes.
-
-struct WideCase {
-    int wordBits;
-    bool isSpecified;
-    std::size_t count;
-
-    int fraction() const { return wordBits - 1; }
-    int sumBits() const { return isSpecified ? wordBits - 2 : wordBits + 1; }
-    int sumFraction() const { return isSpecified ? wordBits - 3 : fraction(); }
-    fimath rules() const {
-        fimath result(embedded::RoundModeEnum::Nearest, embedded::OverflowModeEnum::Saturate);
-        result.setMaxSumWordLength(256);
-        if (isSpecified) {
-            result.setSumMode(fimath::ArithmeticModeEnum::SpecifyPrecision);
-            result.setSumWordLength(sumBits());
-            result.setSumFractionLength(sumFraction());
-        }
-        return result;
-    }
-};
-
-std::unique_ptr<fi> wideArrayOf(const WideCase& c, unsigned long seed) {
-    return wideArrayOf(c.count, NumericType(true, c.wordBits, c.fraction()), c.rules(), seed);
-}
-
-/// A sum whose operands go through the quantizer before it.
-class DirectMpfr {
- public:
-    explicit DirectMpfr(const WideCase& c)
-        : mQuantizer(c.sumBits(), c.sumFraction()), mCells(2, std::max(c.sumBits(), c.wordBits) + 1) {}
-    void add(mpfr_srcptr a, mpfr_srcptr b, mpfr_ptr out) {
-        mpfr_set(mCells[0], a, MPFR_RNDN);
-        mQuantizer.quantize(mCells[0]);
-        mpfr_set(mCells[1], b, MPFR_RNDN);
-        mQuantizer.quantize(mCells[1]);
-        mpfr_add(mCells[0], mCells[0], mCells[1], MPFR_RNDN);
-        mQuantizer.quantize(mCells[0]);
-        mpfr_set(out, mCells[0], MPFR_RNDZ);
-    }
-
- private:
-    DirectQuantizer mQuantizer;
-    WideArray mCells;
-};
-
-void runWideMpfr(benchmark::State& state, const WideCase& c) {
-    const auto a = wideArrayOf(c, 1);
-    const auto b = wideArrayOf(c, 2);
-    DirectMpfr direct(c);
-    for (auto iteration : state) {
-        (void)iteration;
-        WideArray out(c.count, c.sumBits() + 1);
-        for (std::size_t i = 0; i < c.count; ++i) {
-            direct.add(wide(a->real(i)).getelement(), wide(b->real(i)).getelement(), out[i]);
-        }
-        benchmark::ClobberMemory();
-    }
-    finish(state, c.count);
-}
-
-void runWideFi(benchmark::State& state, const WideCase& c, bool logging) {
-    const auto a = wideArrayOf(c, 1);
-    const auto b = wideArrayOf(c, 2);
-    DirectMpfr direct(c);
-    WideArray expected(1, c.sumBits() + 1);
-    fi::setLogging(logging);
-    const std::unique_ptr<fi> first(&a->plus(*b));
-    for (std::size_t i = 0; i < c.count; ++i) {
-        direct.add(wide(a->real(i)).getelement(), wide(b->real(i)).getelement(), expected[0]);
-        if (!mpfr_equal_p(expected[0], wide(first->real(i)).getelement())) {
-            state.SkipWithError("fi and direct MPFR differ");
-            break;
-        }
-    }
-    timeSums(state, *a, *b, c.count);
-    fi::setLogging(false);
-}
-
 void registerAll() {
     const auto add = [](const std::string& name, auto run) {
         benchmark::RegisterBenchmark(name.c_str(), run)->MinTime(0.1)->Repetitions(3);
@@ -341,16 +259,6 @@ void registerAll() {
                     add(name + "session", [c](benchmark::State& s) { runSession(s, c); });
                 }
             }
-        }
-    }
-    for (const int wordBits : {60, 128}) {
-        for (const bool isSpecified : {false, true}) {
-            const WideCase c{wordBits, isSpecified, 1000};
-            const std::string name =
-                std::to_string(wordBits) + " bits " + (isSpecified ? "SpecifyPrecision" : "FullPrecision") + " 1000/";
-            add(name + "mpfr", [c](benchmark::State& s) { runWideMpfr(s, c); });
-            add(name + "fi", [c](benchmark::State& s) { runWideFi(s, c, false); });
-            add(name + "fi+log", [c](benchmark::State& s) { runWideFi(s, c, true); });
         }
     }
 }

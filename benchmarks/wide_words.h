@@ -4,12 +4,7 @@
 #include <gmp.h>
 #include <mpfr.h>
 
-#include <cstdint>
-#include <memory>
 #include <vector>
-
-#include "fi/fi.h"
-#include "numbers/mpnumber.h"
 
 /// Values of one precision.
 class WideArray {
@@ -82,23 +77,3 @@ class DirectQuantizer {
     int mFraction;
     WideArray mConstants;
 };
-
-inline mpnumber& wide(const number& x) {
-    return static_cast<mpnumber&>(const_cast<numberrepbody&>(x.body()));
-}
-
-/// A column of random words over the range [-1, 1).
-inline std::unique_ptr<fi> wideArrayOf(std::size_t count, const EmbeddedTypeSystem::NumericType& type,
-                                       const fimath& rules, unsigned long seed) {
-    const std::uint64_t sizes[] = {count, 1};
-    auto made =
-        std::make_unique<fi>(sizes, 2, type, rules, false, "", true, embedded::OperationTypeEnum::Assignment, 0U);
-    WideRandom random(seed);
-    for (std::size_t i = 0; i < count; ++i) {
-        const mpfr_ptr entry = wide(made->real(i)).getmodifiableelement();
-        random.next(entry);
-        mpfr_mul_2si(entry, entry, 1, MPFR_RNDN);
-    }
-    made->quantizeAll(false);
-    return made;
-}

@@ -270,7 +270,10 @@ hvArray* fi::convert32BitIntArrayTo64BitIntArray(hvArray* values, bool convert) 
                   hvIsComplex(values) ? hvCOMPLEX : hvREAL);
     const auto repack = [&](const number* entries, std::span<const std::uint32_t> chunks,
                             std::span<std::uint64_t> words) {
-        if (!words.empty() && chunkCount == 2 * wordCount && chunks.size() == 2 * words.size()) {
+        if (words.empty()) {
+            return;  // a real array has no imaginary parts to copy from
+        }
+        if (chunkCount == 2 * wordCount && chunks.size() == 2 * words.size()) {
             std::memcpy(words.data(), chunks.data(), words.size_bytes());
             return;
         }
@@ -309,7 +312,10 @@ hvArray* fi::convert64BitIntArrayTo32BitIntArray(hvArray* values) const {
         regrouped(values, wordCount, chunkCount, isSigned() && chunkCount == 1 ? hvINT32_CLASS : hvUINT32_CLASS,
                   iscomplex() || hvIsComplex(values) ? hvCOMPLEX : hvREAL);
     const auto repack = [&](std::span<const std::uint64_t> words, std::span<std::uint32_t> chunks) {
-        if (!words.empty() && chunkCount == 2 * wordCount && chunks.size() == 2 * words.size()) {
+        if (words.empty()) {
+            return;  // a real array has no imaginary parts to copy from
+        }
+        if (chunkCount == 2 * wordCount && chunks.size() == 2 * words.size()) {
             std::memcpy(chunks.data(), words.data(), words.size_bytes());
             return;
         }

@@ -7,10 +7,11 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "numbers/mpnumber.h"
 #include "tests/support/errors.h"
-#include "tests/support/logs_of_fi.h"
+#include "tests/support/wide_arrays_of_fi.h"
 
 namespace {
 
@@ -43,46 +44,9 @@ fimath randomRules(Random& random) {
     return rules;
 }
 
-/// Words of all lengths up to that of the type, so that some are small and some reach the bounds; and zeros of both
-/// signs.
-void fillWords(const std::function<number&(std::uint64_t)>& entry, Random& random, const NumericType& type,
-               std::uint64_t count) {
-    const int bits = type.getWordLength();
-    const int kind = random.between(0, 3);
-    for (std::uint64_t i = 0; i < count; ++i) {
-        number& x = entry(i);
-        if (random.oneIn(10)) {
-            x.setvalue(random.oneIn(2) ? 0.0 : -0.0);
-            continue;
-        }
-        const int used = kind == 0 ? bits : random.between(1, bits);
-        const bool isNegative = type.isSigned() && kind != 1 && random.oneIn(2);
-        // The least word, the greatest, -1 or 0.
-        const bool isOfOneBit = random.oneIn(8);
-        const bool bitsBelow = random.oneIn(2);
-        std::vector<std::uint32_t> words(static_cast<std::size_t>(bits + 31) / 32);
-        for (int bit = 0; bit < bits; ++bit) {
-            const bool isSign = type.isSigned() && bit == bits - 1;
-            const bool isSet = isSign           ? isNegative
-                               : isOfOneBit     ? bitsBelow
-                               : bit < used - 1 ? random.oneIn(2)
-                                                : isNegative;
-            words[static_cast<std::size_t>(bit) / 32] |= static_cast<std::uint32_t>(isSet) << (bit % 32);
-        }
-        x.setvalue(words.data(), static_cast<int>(words.size()), type.isSigned(), bits, 1.0, type.getFixedExponent(),
-                   0.0);
-    }
-}
-
 FiOwner randomArray(Random& random, const fimath& rules, const Sizes& sizes) {
     const NumericType type = randomType(random, true);
-    auto array = std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, random.oneIn(3), "", true,
-                                      Operation::Assignment, 0U);
-    fillWords([&](std::uint64_t i) -> number& { return array->real()[i]; }, random, type, array->numel());
-    if (array->iscomplex()) {
-        fillWords([&](std::uint64_t i) -> number& { return const_cast<number&>(array->imag(i)); }, random, type,
-                  array->numel());
-    }
+    FiOwner array = arrayOfWords(random, type, rules, sizes, random.oneIn(3));
     if (array->real().asDouble() && array->numel() == 1) {
         // A double has all its bits whatever precision it was made with.
         const double value = array->real().todouble();
@@ -96,30 +60,14 @@ FiOwner randomArray(Random& random, const fimath& rules, const Sizes& sizes) {
 /// The same array, which no array code takes.
 FiOwner asFloats(const fi& array) {
     FiOwner copy = array.getWordLength() < 53 ? withWideEntries(array) : std::make_unique<fi>(array);
-    copy->real().body().asMp()->getmodifiableelement();
-    if (copy->iscomplex()) {
-        const_cast<number&>(copy->imag()).body().asMp()->getmodifiableelement();
-    }
+    turnIntoFloats(*copy);
     copy->setIndex(0);
     copy->resetLogging();
     return copy;
 }
 
 void expectSame(const fi& seen, const fi& wanted, const std::string& what) {
-    ASSERT_EQ(sizesOf(seen), sizesOf(wanted)) << what;
-    ASSERT_EQ(logOf(seen.getQlogger()), logOf(wanted.getQlogger())) << what;
-    ASSERT_EQ(seen.getIndex(), wanted.getIndex()) << what;
-    const auto isSame = [](const number& a, const number& b) {
-        const auto isNegative = [](const number& x) {
-            return x.asDouble() ? std::signbit(x.todouble()) : x.isnegative();
-        };
-        return a.myisnan() ? b.myisnan() : a == b && isNegative(a) == isNegative(b);
-    };
-    for (std::uint64_t i = 0; i < seen.numel(); ++i) {
-        ASSERT_TRUE(isSame(seen.real(i), wanted.real(i)) && isSame(seen.imag(i), wanted.imag(i)))
-            << what << ", element " << i << ": " << text(seen.realdouble(i)) << " + i " << text(seen.imagdouble(i))
-            << ", not " << text(wanted.realdouble(i)) << " + i " << text(wanted.imagdouble(i));
-    }
+    ASSERT_EQ(differenceOf(seen, wanted), "") << what;
 }
 
 void expectSameRegisters(const fi& seen, const fi& wanted, const std::string& what) {

@@ -2,8 +2,6 @@
 // bits must agree in values, signs of zeros, logs and cursors.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <functional>
 #include <memory>
 #include <new>
@@ -15,108 +13,15 @@
 #include "numbers/mpnumber.h"
 #include "tests/support/blocks.h"
 #include "tests/support/errors.h"
-#include "tests/support/logs_of_fi.h"
+#include "tests/support/wide_arrays_of_fi.h"
 
 namespace {
 
 using FiOwner = std::unique_ptr<fi>;
 
-/// Brings about floats, which elements then work on.
-const fi& inFloats(const fi& x) {
-    const auto change = [](const number& part) {
-        if (const mpnumber* const words = part.asWords()) {
-            const_cast<mpnumber*>(words)->getmodifiableelement();
-        }
-    };
-    change(x.real());
-    if (x.iscomplex()) {
-        change(x.imag());
-    }
-    return x;
-}
-
-/// Sets elements to bounds, small values and zeros of both signs as often as to any value.
-FiOwner randomWide(Random& random, const NumericType& type, const fimath& rules, const Sizes& sizes, bool isComplex) {
-    auto made =
-        std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, isComplex, "", true, Operation::Assignment, 0U);
-    const int bits = type.getWordLength();
-    const bool hasNegativeZeros = random.oneIn(2);
-    const bool hasBounds = random.oneIn(2);
-    // Zeros are extremes then.
-    const bool isOneSided = random.oneIn(4);
-    const bool isBelow = random.oneIn(2);
-    const auto store = [&](const number& entry) {
-        auto& target = const_cast<number&>(entry);
-        if (random.oneIn(isOneSided ? 2 : 6)) {
-            target.setvalue(hasNegativeZeros && random.oneIn(2) ? -0.0 : 0.0);
-            return;
-        }
-        std::vector<std::uint32_t> chunks(static_cast<std::size_t>(bits + 31) / 32);
-        const int kind = isOneSided ? 1 : random.between(0, hasBounds ? 3 : 1);
-        for (std::uint32_t& chunk : chunks) {
-            chunk = kind == 2 ? 0 : kind == 3 ? ~0U : static_cast<std::uint32_t>(random.word());
-        }
-        if (kind == 1) {
-            // A small value of either sign.
-            std::fill(chunks.begin() + 1, chunks.end(), (isOneSided ? isBelow : random.oneIn(2)) ? ~0U : 0U);
-        }
-        if (kind >= 2) {
-            chunks[static_cast<std::size_t>(bits - 1) / 32] ^= 1U << ((bits - 1) % 32);
-        }
-        if (bits % 32 != 0) {
-            chunks.back() &= (1U << (bits % 32)) - 1;
-        }
-        target.setvalue(chunks.data(), static_cast<int>(chunks.size()), type.isSigned(), bits, 1.0,
-                        type.getFixedExponent(), 0.0);
-    };
-    for (std::uint64_t i = 0; i < made->numel(); ++i) {
-        store(made->real(i));
-        if (isComplex) {
-            store(made->imag(i));
-        }
-    }
-    made->setIndex(0);
-    made->resetLogging();
-    return made;
-}
-
-/// What can be seen of an array.
-std::string show(const fi& x) {
+std::string shown(const fi& x) {
     std::ostringstream out;
-    out << x.getNumericType().tostring("") << ' ' << ::testing::PrintToString(sizesOf(x)) << ' '
-        << logOf(x.getQlogger()) << ", at " << x.getIndex() << ':';
-    std::vector<char> digits;
-    const auto put = [&](const number& entry) {
-        mpfr_t value;
-        mpfr_init2(value, 700);
-        const number copy(entry);
-        if (copy.body().asMp()) {
-            mpfr_set(value, const_cast<number&>(copy).body().asMp()->getelement(), MPFR_RNDN);
-        } else {
-            mpfr_set_d(value, copy.todouble(), MPFR_RNDN);
-        }
-        digits.resize(static_cast<std::size_t>(mpfr_snprintf(nullptr, 0, " %Ra", value)) + 1);
-        mpfr_snprintf(digits.data(), digits.size(), " %Ra", value);
-        mpfr_clear(value);
-        out << digits.data();
-    };
-    const std::uint64_t cursor = x.getIndex();
-    for (std::uint64_t i = 0; i < x.numel(); ++i) {
-        put(x.real(i));
-    }
-    for (std::uint64_t i = 0; x.iscomplex() && i < x.numel(); ++i) {
-        put(x.imag(i));
-    }
-    x.setIndex(cursor);
-    return out.str();
-}
-std::string show(const hvArray* flags) {
-    std::ostringstream out;
-    hvDispatchClass(hvGetClassID(flags), [&]<class T>(std::type_identity<T>) {
-        for (const T value : hvGetTypedData<T>(flags)) {
-            out << ' ' << static_cast<double>(value);
-        }
-    });
+    show(out, x);
     return out.str();
 }
 
@@ -127,12 +32,12 @@ struct Row {
 };
 
 std::string flagsOf(hvArray* flags) {
-    const hvArrayOwner owner(flags);
-    return show(owner.get());
+    std::ostringstream out;
+    show(out, flags);
+    return out.str();
 }
 std::string arrayOf(fi* made) {
-    const FiOwner owner(made);
-    return show(*owner);
+    return shown(*FiOwner(made));
 }
 
 const Row kComparisons[] = {
@@ -239,7 +144,7 @@ Sizes randomSizes(Random& random) {
 std::string outcome(const Operation2& run, const fi& a, const fi& b) {
     std::string result;
     const Raised error = raisedBy([&] { result = run(a, b); });
-    return error.id + result + "\nleft " + show(a) + "\nright " + show(b);
+    return error.id + result + "\nleft " + shown(a) + "\nright " + shown(b);
 }
 
 /// Runs operations on random operands. Right ones are of the left type if `areAlike`, copies with some other elements
@@ -253,12 +158,12 @@ void expectTheSame(unsigned seed, int rounds, const Row (&table)[rows], bool are
         const fimath rules = randomRules(random);
         const Sizes sizes = randomSizes(random);
         const bool isComplex = random.oneIn(3);
-        FiOwner a = randomWide(random, type, rules, sizes, isComplex);
+        FiOwner a = arrayOfWords(random, type, rules, sizes, isComplex);
         const NumericType other = areAlike || random.oneIn(2) ? type
                                   : random.oneIn(3)           ? randomFixedType(random, 50, false)
                                                               : randomWideType(random);
-        FiOwner b = randomWide(random, other, rules, random.oneIn(4) ? Sizes{1, 1} : sizes,
-                               random.oneIn(4) ? !isComplex : isComplex);
+        FiOwner b = arrayOfWords(random, other, rules, random.oneIn(4) ? Sizes{1, 1} : sizes,
+                                 random.oneIn(4) ? !isComplex : isComplex);
         if (other == type && random.oneIn(3)) {
             b = std::make_unique<fi>(*a);
             if (random.oneIn(2)) {
@@ -278,10 +183,12 @@ void expectTheSame(unsigned seed, int rounds, const Row (&table)[rows], bool are
             const std::string seen = outcome(row.run, left, right);
             const fi leftFloats(*a);
             const fi rightFloats(*b);
-            const std::string wanted = outcome(row.run, inFloats(leftFloats), inFloats(rightFloats));
+            turnIntoFloats(leftFloats);
+            turnIntoFloats(rightFloats);
+            const std::string wanted = outcome(row.run, leftFloats, rightFloats);
             ASSERT_EQ(seen, wanted) << row.name << ", seed " << random.seed() << " round " << round << ", rules "
                                     << rules.toString() << (fi::getLogging() ? ", logging" : "") << ", left "
-                                    << show(*a) << ", right " << show(*b);
+                                    << shown(*a) << ", right " << shown(*b);
         }
         fi::setLogging(false);
     }
@@ -302,8 +209,8 @@ TEST(WordsElementwise, RaiseOneErrorAndChangeNothingWithoutMemory) {
     fimath rules = rulesOf(Rounding::nearest, false);
     rules.setMaxProductWordLength(4 * kBits);
     rules.setMaxSumWordLength(4 * kBits);
-    const FiOwner a = randomWide(random, fixedType(true, kBits, 40), rules, {200, 10}, false);
-    const FiOwner b = randomWide(random, fixedType(true, kBits - 100, 10), rules, {200, 10}, false);
+    const FiOwner a = arrayOfWords(random, fixedType(true, kBits, 40), rules, {200, 10}, false);
+    const FiOwner b = arrayOfWords(random, fixedType(true, kBits - 100, 10), rules, {200, 10}, false);
     const FiOwner squares(b->realabs());
     const hvArrayOwner integers(hvCreateNumericArray(a->ndims(), a->dims(), hvINT16_CLASS, hvREAL));
     const std::pair<const char*, std::function<void(fi&)>> changes[] = {
@@ -317,10 +224,15 @@ TEST(WordsElementwise, RaiseOneErrorAndChangeNothingWithoutMemory) {
         {"set integers", [&](fi& x) { x.setIntHvArray(integers.get()); }},
         {"set doubles", [&](fi& x) { x.setDoubleHvArray(integers.get()); }},
     };
+    const auto shown = [](const fi& x) {
+        std::ostringstream out;
+        show(out, x);
+        return out.str();
+    };
     for (const auto& [name, change] : changes) {
         fi x(*a);
         x.setFractionLength(39);
-        const std::string before = show(x);
+        const std::string before = shown(x);
         Raised error;
         {
             const FailingBlocks none(3500);
@@ -332,7 +244,7 @@ TEST(WordsElementwise, RaiseOneErrorAndChangeNothingWithoutMemory) {
         }
         EXPECT_EQ(error.id, "fixedpoint:fi:outofmemory") << name;
         x.setIndex(0);
-        EXPECT_TRUE(show(x) == before) << name;
+        EXPECT_TRUE(shown(x) == before) << name;
         EXPECT_EQ(raisedBy([&change = change, &x] { change(x); }).id, "") << name;
     }
 }

@@ -13,107 +13,20 @@
 #include <utility>
 #include <vector>
 
-#include "numbers/mpnumber.h"
 #include "tests/support/arrays.h"
 #include "tests/support/errors.h"
-#include "tests/support/logs_of_fi.h"
+#include "tests/support/wide_arrays_of_fi.h"
 
 namespace {
 
 using FiOwner = std::unique_ptr<fi>;
 using Numbers = std::vector<double>;
 
-number& part(const fi& array, bool isImaginary) {
-    return const_cast<number&>(isImaginary ? array.imag() : array.real());
-}
-
-template <class Visit>
-void forEachPart(const fi& array, const Visit& visit) {
-    visit(part(array, false));
-    if (array.iscomplex()) {
-        visit(part(array, true));
-    }
-}
-
-bool isInWords(const fi& array) {
-    bool all = true;
-    forEachPart(array, [&all](number& x) { all = all && x.asWords() != nullptr; });
-    return all;
-}
-
-/// Words from random bits, at times short ones and those at the bounds; zeros have both signs.
-FiOwner randomWords(Random& random, const NumericType& type, const Sizes& sizes, const fimath& rules) {
-    auto made = std::make_unique<fi>(sizes.data(), sizes.size(), type, rules, random.oneIn(2), "", true,
-                                     Operation::Assignment, 0U);
-    const int chunks = made->numChunks();
-    const int kind = random.between(0, 3);
-    forEachPart(*made, [&](number& x) {
-        for (std::uint64_t i = 0; i < made->numel(); ++i) {
-            std::vector<std::uint32_t> bits(static_cast<std::size_t>(chunks));
-            const std::uint32_t filling = random.oneIn(2) ? 0 : UINT32_MAX;
-            for (std::uint32_t& chunk : bits) {
-                chunk = kind == 0 || random.oneIn(3) ? static_cast<std::uint32_t>(random.word()) : filling;
-            }
-            if (const int used = type.getWordLength() % 32; used != 0) {
-                bits.back() &= UINT32_MAX >> (32 - used);
-            }
-            x[i].setvalue(bits.data(), chunks, type.isSigned(), type.getWordLength(), 1.0, type.getFixedExponent(),
-                          0.0);
-            if (kind == 3 ? !random.oneIn(9) && x.isnegative() : random.oneIn(6)) {
-                x.setvalue(random.oneIn(2) ? 0.0 : -0.0);
-            }
-        }
-    });
-    made->setIndex(0);
-    made->resetLogging();
-    return made;
-}
-
 FiOwner inFloats(const fi& words) {
     auto floats = std::make_unique<fi>(words);
-    forEachPart(*floats, [](number& x) {
-        if (mpnumber* const wide = x.body().asMp()) {
-            wide->getmodifiableelement();
-        }
-    });
+    turnIntoFloats(*floats);
     floats->setIndex(words.getIndex());
     return floats;
-}
-
-std::string textOf(const number& x) {
-    char digits[400];
-    number copy(0.0, x.getprecision(), true);
-    mpfr_snprintf(digits, sizeof digits, "%Ra", copy.setvalue(x).body().asMp()->getelement());
-    return digits;
-}
-
-void show(std::ostream& out, const fi& array) {
-    const std::uint64_t cursor = array.getIndex();
-    out << array.getM() << " by " << array.getN() << ", at " << cursor << ", " << logOf(array.getQlogger()) << "\n";
-    forEachPart(array, [&](number& x) {
-        const std::uint64_t at = x.getIndex();
-        for (std::uint64_t i = 0; i < array.numel(); ++i) {
-            out << (x[i].iszero() ? x.isnegative() ? "-0" : "0" : textOf(x[i])) << ' ';
-        }
-        x.setIndex(at);
-        out << "\n";
-    });
-    array.setIndex(cursor);
-}
-
-void show(std::ostream& out, hvArray* made) {
-    const hvArrayOwner owner(made);
-    const hvArray* const array = owner.get();
-    out << hvGetM(array) << " by " << hvGetN(array) << ":";
-    const auto add = [&](const void* data) {
-        const auto* const bytes = static_cast<const unsigned char*>(data);
-        for (std::size_t i = 0; bytes && i < hvGetNumberOfElements(array) * hvGetElementSize(array); ++i) {
-            out << ' ' << static_cast<int>(bytes[i]);
-        }
-    };
-    add(hvGetData(array));
-    add(hvIsChar(array) ? nullptr : hvGetImagData(array));
-    out << "\n";
 }
 
 /// What an operation draws.
@@ -158,8 +71,8 @@ void setFromHost(fi& a, const Choice& c, int exponent, void (fi::*set)(const hvA
             x.setIndex(0);
         };
         if (!isWhole) {
-            setPart(part(a, false), hvGetTypedData<T>(values.get()));
-            setPart(part(a, true), hvGetTypedImagData<T>(values.get()));
+            setPart(partOf(a, false), hvGetTypedData<T>(values.get()));
+            setPart(partOf(a, true), hvGetTypedImagData<T>(values.get()));
         }
     });
     if (isWhole) {
@@ -299,8 +212,9 @@ TEST(Words, MoveAndConvertAsFloatsDo) {
         const bool isColumn = random.oneIn(3);
         const auto size = [&](int most) { return static_cast<std::uint64_t>(random.between(2, most)); };
         const Sizes sizes = isColumn ? Sizes{size(200), 1} : Sizes{size(14), size(14)};
-        const FiOwner a = randomWords(random, type, sizes, rules);
-        const FiOwner b = randomWords(random, random.oneIn(2) ? type : typeOf(random), {size(40), 1}, rules);
+        const FiOwner a = arrayOfWords(random, type, rules, sizes, random.oneIn(2));
+        const FiOwner b =
+            arrayOfWords(random, random.oneIn(2) ? type : typeOf(random), rules, {size(40), 1}, random.oneIn(2));
         const FiOwner aFloats = inFloats(*a);
         const FiOwner bFloats = inFloats(*b);
         ASSERT_TRUE(isInWords(*a) && isInWords(*b) && !isInWords(*aFloats) && !isInWords(*bFloats));
