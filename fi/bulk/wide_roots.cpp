@@ -1,19 +1,16 @@
 // Let r be the root rounded down, in steps of the root's type, x an element, and count in squares of a step, so that
-// r^2 <= x < (r + 1)^2 unless r is the greatest root. The search stores
-//   - r, where it rounds down or r is the greatest root;
-//   - r + 1, where it rounds up and x > r^2;
-//   - r + 1, where it rounds to nearest and high < low, for low = x - r^2 and high = (r + 1)^2 - x = 2 r + 1 - low,
-//   both
-//     rounded to the type of squares, and x too before that if the rules cast.
-// With low = l + f, for whole l and 0 <= f < 1, high < low means l > r, or l = r and f > 1/2. Where the type of squares
-// has the places of x, nothing is rounded, and that is all. Where its last place is that of r^2, f is rounded:
-//   - f < 1/2 or f > 1/2: high and low become 2 r + 1 - l' and l', where l' is l or l + 1, and the same decides.
-//   - f = 1/2, no cast: rounding half up makes l + 1 and 2 r + 1 - l, half to even one of l and l + 1, with 2 r - l and
-//     2 r + 1 - l likewise: of the parity of l they are l and 2 r - l, or l + 1 and 2 r + 1 - l. The first is the
-//     lesser where l <= r.
-//   - f = 1/2 and cast: x - r^2 becomes l' and the other 2 r + 1 - l'. Half up, l' = l + 1, and l = r is enough. Half
-//   to
-//     even, r^2 + l' is even; for l = r, so is r^2 + l, and l' = l.
+// r^2 <= x < (r + 1)^2 unless r is the greatest root. The search stores r where it rounds down or r is the greatest
+// root. It stores r + 1 if it rounds up and x > r^2, and if it rounds to nearest and high < low. These are
+// low = x - r^2 and high = (r + 1)^2 - x = 2 r + 1 - low, rounded to the type of squares, and x is rounded to it before
+// that if the rules cast.
+//
+// Let low be l + f, for a whole l and 0 <= f < 1. Then high < low means l > r, or l = r and f > 1/2. If the type of
+// squares has the places of x, nothing is rounded, and that is all. If its last place is that of r^2, f is rounded:
+// - Unless f is 1/2, low and high become l' and 2 r + 1 - l', where l' is l or l + 1, and the same decides.
+// - If f is 1/2 and nothing is cast, rounding half up gives l + 1 and 2 r + 1 - l. Half to even gives l and 2 r - l for
+//   an even l, otherwise l + 1 and 2 r + 1 - l. Always, high < low means l > r.
+// - If f is 1/2 and x is cast, they are l' and 2 r + 1 - l' again. Half up, l' is l + 1, so that l = r is enough. Half
+//   to even, r^2 + l' is even. For l = r, so is r^2 + l, and l' is l.
 // Other types of squares are left to the search.
 #include "fi/bulk/wide_roots.h"
 

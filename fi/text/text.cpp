@@ -41,8 +41,12 @@ struct Field {
     void put(std::size_t row, std::string_view text, char fill) const {
         text.remove_prefix(text.size() - std::min(text.size(), width));
         const std::size_t filled = width - text.size();
-        for (std::size_t place = 0; place < width; ++place) {
-            at(row, place) = static_cast<hvChar>(place < filled ? fill : text[place - filled]);
+        for (std::size_t place = 0; place < filled; ++place) {
+            at(row, place) = static_cast<hvChar>(fill);
+        }
+        hvChar* const place = first + row + filled * rows;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            place[i * rows] = static_cast<hvChar>(text[i]);
         }
     }
 };
