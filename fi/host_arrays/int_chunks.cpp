@@ -319,7 +319,7 @@ hvArray* fi::convert64BitIntArrayTo32BitIntArray(hvArray* values) const {
             std::memcpy(chunks.data(), words.data(), words.size_bytes());
             return;
         }
-        for (std::uint64_t i = 0; !words.empty() && i < chunks.size() / chunkCount; ++i) {
+        for (std::uint64_t i = 0; i < chunks.size() / chunkCount; ++i) {
             for (std::uint64_t place = 0; place < chunkCount; ++place) {
                 chunks[i * chunkCount + place] =
                     static_cast<std::uint32_t>(words[i * wordCount + place / 2] >> (place % 2 * kChunkBits));
