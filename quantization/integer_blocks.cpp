@@ -385,20 +385,33 @@ void align(int exponent, std::size_t count, std::size_t width, Block& block) {
 
 namespace {
 
+/// Subtracts y from x where the mask has all bits.
+template <std::size_t limbs>
+void subtractMasked(mp_limb_t* x, const mp_limb_t* y, mp_limb_t mask) {
+    mp_limb_t borrow = 0;
+    for (std::size_t i = 0; i < limbs; ++i) {
+        const DoubleLimb difference = static_cast<DoubleLimb>(x[i]) - (y[i] & mask) - borrow;
+        x[i] = static_cast<mp_limb_t>(difference);
+        borrow = static_cast<mp_limb_t>(difference >> kLimbBits) & 1U;
+    }
+}
+
 /// product = x * y, for factors of a number of limbs known to the compiler.
 template <std::size_t limbs>
-void multiplyUnsigned(const mp_limb_t* x, const mp_limb_t* y, mp_limb_t* product) {
-    using Unsigned = DoubleLimb;
+void multiplySigned(const mp_limb_t* x, const mp_limb_t* y, mp_limb_t* product) {
     std::fill_n(product, 2 * limbs, 0);
     for (std::size_t i = 0; i < limbs; ++i) {
         mp_limb_t carry = 0;
         for (std::size_t j = 0; j < limbs; ++j) {
-            const Unsigned sum = static_cast<Unsigned>(x[i]) * y[j] + product[i + j] + carry;
+            const DoubleLimb sum = static_cast<DoubleLimb>(x[i]) * y[j] + product[i + j] + carry;
             product[i + j] = static_cast<mp_limb_t>(sum);
             carry = static_cast<mp_limb_t>(sum >> kLimbBits);
         }
         product[i + limbs] = carry;
     }
+    // The limbs of a negative factor stand for 2^(64 limbs) more than its value.
+    subtractMasked<limbs>(product + limbs, y, signLimb(x[limbs - 1]));
+    subtractMasked<limbs>(product + limbs, x, signLimb(y[limbs - 1]));
 }
 
 /// Multiplies factors of `factorWidth` limbs. `step` is the distance from one right factor to the next.
@@ -409,15 +422,13 @@ bool multiplyLimbs(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std
     const std::size_t kept = std::min(2 * factorWidth, width);
     for (std::size_t i = 0; i < count; ++i, a += factorWidth, b += step, out += width) {
         multiplyOne(a, b, all);
-        // The limbs of a negative factor stand for 2^(64 limbs) more than its value.
-        if (signLimb(a[factorWidth - 1]) != 0) {
-            mpn_sub_n(all + factorWidth, all + factorWidth, b, sizeOf(factorWidth));
+        for (std::size_t k = 0; k < kept; ++k) {
+            out[k] = all[k];
         }
-        if (signLimb(b[factorWidth - 1]) != 0) {
-            mpn_sub_n(all + factorWidth, all + factorWidth, a, sizeOf(factorWidth));
+        const mp_limb_t sign = signLimb(all[2 * factorWidth - 1]);
+        for (std::size_t k = kept; k < width; ++k) {
+            out[k] = sign;
         }
-        std::copy_n(all, kept, out);
-        std::fill(out + kept, out + width, signLimb(all[2 * factorWidth - 1]));
         hasZero |= isZero(out, kept);
     }
     return hasZero;
@@ -430,7 +441,7 @@ bool multiplyAll(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::
     }
     const auto bySmall = [&]<std::size_t limbs>(std::integral_constant<std::size_t, limbs>) {
         mp_limb_t all[2 * limbs];
-        return multiplyLimbs(a, b, step, count, limbs, width, out.limbs, all, multiplyUnsigned<limbs>);
+        return multiplyLimbs(a, b, step, count, limbs, width, out.limbs, all, multiplySigned<limbs>);
     };
     switch (factorWidth) {
         case 1:
@@ -447,7 +458,15 @@ bool multiplyAll(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::
     std::vector<mp_limb_t> all(2 * factorWidth);
     return multiplyLimbs(a, b, step, count, factorWidth, width, out.limbs, all.data(),
                          [factorWidth](const mp_limb_t* x, const mp_limb_t* y, mp_limb_t* product) {
-                             mpn_mul_n(product, x, y, sizeOf(factorWidth));
+                             const mp_size_t size = sizeOf(factorWidth);
+                             mp_limb_t* const upper = product + factorWidth;
+                             mpn_mul_n(product, x, y, size);
+                             if (signLimb(x[factorWidth - 1]) != 0) {
+                                 mpn_sub_n(upper, upper, y, size);
+                             }
+                             if (signLimb(y[factorWidth - 1]) != 0) {
+                                 mpn_sub_n(upper, upper, x, size);
+                             }
                          });
 }
 
@@ -488,6 +507,27 @@ void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, s
     total.extent = kept;
 }
 
+namespace {
+
+/// Adds integers of a number of limbs known to the compiler, or subtracts them.
+template <std::size_t limbs>
+void combineFew(Sign sign, const Block& x, std::size_t count, Block& total) {
+    // -y is the complement of y and 1.
+    const mp_limb_t flips = sign == Sign::plus ? 0 : ~mp_limb_t{0};
+    const mp_limb_t* y = x.limbs;
+    mp_limb_t* sum = total.limbs;
+    for (std::size_t i = 0; i < count; ++i, y += limbs, sum += limbs) {
+        mp_limb_t carry = flips & 1U;
+        for (std::size_t k = 0; k < limbs; ++k) {
+            const DoubleLimb added = static_cast<DoubleLimb>(sum[k]) + (y[k] ^ flips) + carry;
+            sum[k] = static_cast<mp_limb_t>(added);
+            carry = static_cast<mp_limb_t>(added >> kLimbBits);
+        }
+    }
+}
+
+}  // namespace
+
 void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Block& total) {
     const Extent extent = sumOf(sign, total.extent, x.extent);
     align(extent.exponent, count, width, total);
@@ -498,6 +538,10 @@ void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Bl
     }
     if (width <= kLoopWidth) {
         integerLoops().combine(sign, x.limbs, shift, count, width, total.limbs);
+        return;
+    }
+    if (shift == 0 && width <= 4) {
+        width == 3 ? combineFew<3>(sign, x, count, total) : combineFew<4>(sign, x, count, total);
         return;
     }
     std::vector<mp_limb_t> shifted(shift == 0 ? 0 : width);
