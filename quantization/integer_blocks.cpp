@@ -980,6 +980,132 @@ bool quantizeShortDoubles(const Task& task, const double* values, std::size_t co
     return true;
 }
 
+// Formats with roundings or overflows beyond those of quantizers. Nothing here knows negative zeros.
+
+using Increment = unsigned (*)(unsigned half, unsigned rest, unsigned negative, unsigned odd);
+
+/// What is added to a quotient rounded down, by flags as those of the rounding rules.
+Increment incrementOf(const Format& format) {
+    static constexpr std::array<Increment, RoundingRules::kCount> kRules =
+        RoundingRules::table([]<class Rule>() -> Increment { return &Rule::template increment<unsigned>; });
+    switch (format.moreRounding) {
+        case MoreRounding::nearestZero:
+            return [](unsigned half, unsigned rest, unsigned negative, unsigned) { return half & (rest | negative); };
+        case MoreRounding::nearestDown:
+            return [](unsigned half, unsigned rest, unsigned, unsigned) { return half & rest; };
+        case MoreRounding::nearestOdd:
+            return [](unsigned half, unsigned rest, unsigned, unsigned odd) { return half & (rest | (odd ^ 1U)); };
+        case MoreRounding::awayFromZero:
+            return [](unsigned half, unsigned rest, unsigned negative, unsigned) {
+                return (half | rest) & (negative ^ 1U);
+            };
+        case MoreRounding::jam:
+            return [](unsigned half, unsigned rest, unsigned, unsigned odd) { return (half | rest) & (odd ^ 1U); };
+        case MoreRounding::addSign:
+            return [](unsigned, unsigned, unsigned negative, unsigned) { return negative; };
+        default:
+            return kRules[RoundingRules::indexOf(format.round)];
+    }
+}
+
+/// The next number of the generator SplitMix64.
+std::uint64_t nextRandom(std::uint64_t& state) {
+    state += 0x9E3779B97F4A7C15U;
+    std::uint64_t z = state;
+    z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9U;
+    z = (z ^ (z >> 27U)) * 0x94D049BB133111EBU;
+    return z ^ (z >> 31U);
+}
+
+/// The 64 bits below a bit, with zeros below the lowest one of x.
+mp_limb_t fractionOf(const mp_limb_t* x, unsigned bit) {
+    if (bit < kLimbBits) {
+        return x[0] << (static_cast<unsigned>(kLimbBits) - bit);
+    }
+    const std::size_t limb = bit / kLimbBits;
+    const unsigned rest = bit % kLimbBits;
+    return rest == 0 ? x[limb - 1] : x[limb] << (static_cast<unsigned>(kLimbBits) - rest) | x[limb - 1] >> rest;
+}
+
+/// Forces x, whose value had that sign before it was shifted, into the words.
+void forceMore(const Format& format, mp_limb_t* x, std::size_t width, bool isNegative) {
+    const WordGrid& grid = format.grid;
+    const bool saturates = format.overflow == embedded::OverflowModeEnum::Saturate;
+    switch (format.moreOverflow) {
+        case MoreOverflow::zero:
+            std::fill_n(x, width, 0);
+            break;
+        case MoreOverflow::symmetric:
+            setBound(x, width, grid, !isNegative);
+            if (isNegative && grid.isSigned) {
+                mpn_add_1(x, x, sizeOf(width), 1);
+            }
+            break;
+        case MoreOverflow::keepSign:
+            extend(x, width, grid);
+            if (grid.isSigned) {
+                const auto sign = static_cast<unsigned>(grid.bits - 1);
+                const mp_limb_t above = isNegative ? ~mp_limb_t{0} : 0;
+                const mp_limb_t low = (mp_limb_t{1} << sign % kLimbBits) - 1;
+                mp_limb_t& top = x[sign / kLimbBits];
+                top = (top & low) | (above & ~low);
+                std::fill(x + sign / kLimbBits + 1, x + width, above);
+            }
+            break;
+        default:
+            if (saturates) {
+                setBound(x, width, grid, !isNegative);
+            } else {
+                extend(x, width, grid);
+            }
+    }
+}
+
+void quantizeMore(const Task& task, std::size_t count, std::size_t width, Block& block, Met& met) {
+    const Format& format = task.format;
+    const WordGrid& grid = format.grid;
+    const Increment increment = incrementOf(format);
+    const bool isStochastic = format.moreRounding == MoreRounding::stochastic;
+    const bool isSymmetric = format.moreOverflow == MoreOverflow::symmetric && grid.isSigned;
+    const int left = isWithinWord(grid, -task.shift) ? -task.shift : 0;
+    const WordGrid beforeShift{grid.exponent, grid.bits - left, grid.isSigned};
+    for (std::size_t i = 0; i < count; ++i) {
+        mp_limb_t* const x = block.limbs + i * width;
+        const bool isNegative = signLimb(x[width - 1]) != 0;
+        bool isInside = true;
+        if (left > 0) {
+            isInside = isWord(x, width, beforeShift);
+            shiftLeft(x, width, static_cast<unsigned>(left));
+        } else if (task.shift > 0) {
+            const auto shift = static_cast<unsigned>(task.shift);
+            const unsigned half = bitOf(x, shift - 1) ? 1 : 0;
+            const unsigned rest = hasBitBelow(x, shift - 1) ? 1 : 0;
+            const bool wasZero = (half | rest) == 0 && isZero(x, width);
+            unsigned up = 0;
+            if (isStochastic) {
+                up = nextRandom(*format.random) < fractionOf(x, shift) ? 1 : 0;
+            }
+            shiftRight(x, width, shift);
+            up = isStochastic ? up : increment(half, rest, isNegative ? 1 : 0, static_cast<unsigned>(x[0] & 1U));
+            mpn_add_1(x, x, sizeOf(width), up);
+            met.underflows += !wasZero && isZero(x, width) ? 1 : 0;
+        } else {
+            shiftLeft(x, width, static_cast<unsigned>(-task.shift));
+        }
+        isInside = isInside && isWord(x, width, grid);
+        if (isInside && isSymmetric) {
+            // The least word alone has the sign bit and no other.
+            const auto sign = static_cast<unsigned>(grid.bits - 1);
+            isInside = !(bitOf(x, sign) && !hasBitBelow(x, sign));
+        }
+        if (!isInside) {
+            ++met.overflows;
+            met.overflowing |= std::uint64_t{1} << i;
+            forceMore(format, x, width, isNegative);
+        }
+    }
+}
+
 void finish(const Met& met, std::size_t count, std::size_t width, const Block& block, Notes* notes) {
     if (notes) {
         watch(block, count, width, *notes);
@@ -1007,14 +1133,17 @@ void quantize(const Format& format, const double* values, std::size_t count, std
 }
 
 void quantize(const Format& format, std::size_t count, std::size_t width, Block& block, Notes* notes) {
-    if (covers(format, block.extent) && block.extent.exponent == format.grid.exponent) {
+    if (covers(format, block.extent) && block.extent.exponent == format.grid.exponent &&
+        format.moreOverflow != MoreOverflow::symmetric) {
         finish(Met(), count, width, block, notes);
         return;
     }
     const Task task{format, format.grid.exponent - block.extent.exponent,
                     format.overflow == embedded::OverflowModeEnum::Saturate};
     Met met;
-    if (width <= kLoopWidth) {
+    if (format.hasMore()) {
+        quantizeMore(task, count, width, block, met);
+    } else if (width <= kLoopWidth) {
         integerLoops().quantize(task, block.limbs, count, width, met);
     } else {
         using Loop = void (*)(const Task&, std::size_t, std::size_t, Block&, Met&);

@@ -48,11 +48,30 @@ class Arena {
     std::size_t mUsed = 0;
 };
 
+/// Roundings and overflows that quantizers don't have.
+enum class MoreRounding : std::uint8_t {
+    none,
+    nearestZero,
+    nearestDown,
+    nearestOdd,
+    awayFromZero,
+    jam,
+    addSign,
+    stochastic
+};
+enum class MoreOverflow : std::uint8_t { none, symmetric, zero, keepSign };
+
 /// A fixed-point format: the words of `grid`, how values are rounded to them and what becomes of those beyond.
 struct Format {
     WordGrid grid;
     embedded::RoundModeEnum round;
     embedded::OverflowModeEnum overflow;
+    // In place of those, unless they are none.
+    MoreRounding moreRounding = MoreRounding::none;
+    MoreOverflow moreOverflow = MoreOverflow::none;
+    std::uint64_t* random = nullptr;  // the state of the random numbers of stochastic rounding
+
+    bool hasMore() const { return moreRounding != MoreRounding::none || moreOverflow != MoreOverflow::none; }
 };
 
 // Extents of the results of the operations below.

@@ -1,0 +1,419 @@
+// Exact sums, differences and products of whole arrays, and casts.
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "program/kernels.h"
+
+namespace tolvane {
+
+using detail::ArrayAccess;
+using detail::PartReader;
+using detail::Place;
+using detail::wordarray;
+using detail::integers::Arena;
+using detail::integers::Block;
+using detail::integers::Extent;
+using detail::integers::Sign;
+using Words = ArrayAccess::Words;
+
+namespace {
+
+std::atomic<int> sMostBits = 1024;
+
+/// A type that exact results need, unless it is beyond the limit of growth.
+fixed_type grown(const fixed_type& type, const fixed_array& a, const fixed_array& b) {
+    const int most = sMostBits.load(std::memory_order_relaxed);
+    if (type.bits <= most) {
+        return type;
+    }
+    const auto nameOf = [](const fixed_array& x) {
+        return (x.name().empty() ? std::string("a value") : "\"" + x.name() + "\"") + " of " + x.type().text();
+    };
+    throw error("tolvane:array:growth", "The exact result of " + nameOf(a) + " and " + nameOf(b) + " needs " +
+                                            std::to_string(type.bits) + " bits, more than the " + std::to_string(most) +
+                                            " allowed. Cast an operand, or call set_most_bits.");
+}
+
+/// The bits of a type with a finer last place, and with a sign even if it has none.
+int alignedBits(const fixed_type& type, int fraction, bool isSigned) {
+    return type.bits + (fraction - type.fraction) + (isSigned && !type.is_signed ? 1 : 0);
+}
+
+fixed_type sumType(const fixed_type& a, const fixed_type& b, Sign sign) {
+    const int fraction = std::max(a.fraction, b.fraction);
+    if (sign == Sign::minus && !a.is_signed && !b.is_signed) {
+        return {true, std::max(alignedBits(a, fraction, false), alignedBits(b, fraction, false)) + 1, fraction};
+    }
+    const bool isSigned = a.is_signed || b.is_signed;
+    return {isSigned, std::max(alignedBits(a, fraction, isSigned), alignedBits(b, fraction, isSigned)) + 1, fraction};
+}
+
+fixed_type productType(const fixed_type& a, const fixed_type& b) {
+    return {a.is_signed || b.is_signed, a.bits + b.bits, a.fraction + b.fraction};
+}
+
+fixed_type negatedType(const fixed_type& type) {
+    return {true, type.bits + 1, type.fraction};
+}
+
+/// The shape of an operation on two arrays, and where their elements are if they have to be repeated.
+class Broadcast {
+ public:
+    Broadcast(const fixed_array& a, const fixed_array& b) : mShape(shapeOf(a.shape(), b.shape())) {
+        mCount = 1;
+        for (const std::size_t size : mShape) {
+            mCount *= size;
+        }
+    }
+    const array_shape& shape() const { return mShape; }
+    std::uint64_t count() const { return mCount; }
+    /// The words of a part as the operation meets them: one for all, or one for each element.
+    Words expanded(const Words& part, const array_shape& shape) const {
+        const std::uint64_t size = part->span().count;
+        if (size == mCount || size == 1) {
+            return part;
+        }
+        // How far each index moves in the part.
+        std::vector<std::size_t> steps(mShape.size());
+        std::size_t step = 1;
+        for (std::size_t i = 0; i < shape.size(); ++i) {
+            const std::size_t length = shape[shape.size() - 1 - i];
+            steps[steps.size() - 1 - i] = length == 1 ? 0 : step;
+            step *= length;
+        }
+        wordarray words(mCount, part->grid());
+        std::vector<std::size_t> index(mShape.size());
+        std::size_t from = 0;
+        for (std::uint64_t to = 0; to < mCount; ++to) {
+            std::ranges::copy(part->word(from), words.word(to).begin());
+            for (std::size_t d = mShape.size(); d-- > 0;) {
+                from += steps[d];
+                if (++index[d] < mShape[d]) {
+                    break;
+                }
+                from -= steps[d] * mShape[d];
+                index[d] = 0;
+            }
+        }
+        return std::make_shared<const wordarray>(std::move(words));
+    }
+
+ private:
+    static array_shape shapeOf(const array_shape& a, const array_shape& b) {
+        array_shape shape(std::max(a.size(), b.size()));
+        for (std::size_t i = 0; i < shape.size(); ++i) {
+            const std::size_t left = i < a.size() ? a[a.size() - 1 - i] : 1;
+            const std::size_t right = i < b.size() ? b[b.size() - 1 - i] : 1;
+            if (left != right && left != 1 && right != 1) {
+                throw error("tolvane:array:shape", "Sizes " + std::to_string(left) + " and " + std::to_string(right) +
+                                                       " of two operands don't fit together.");
+            }
+            shape[shape.size() - 1 - i] = left == 1 ? right : left;
+        }
+        return shape;
+    }
+
+    array_shape mShape;
+    std::uint64_t mCount;
+};
+
+/// left op right, or one of them where the other is missing; nothing if both are.
+wordarray combineParts(const Words& left, const Words& right, Sign sign, const fixed_type& type, std::uint64_t count) {
+    wordarray words(count, detail::gridOf(type));
+    const std::size_t width = detail::integers::widthFor(type.bits + 1);
+    Arena arena(width, 3);
+    Block total = arena.next();
+    std::optional<PartReader> a;
+    std::optional<PartReader> b;
+    if (left) {
+        a.emplace(*left, arena, width);
+    }
+    if (right) {
+        b.emplace(*right, arena, width);
+    }
+    detail::forEachBlock(count, [&](std::uint64_t begin, std::size_t length) {
+        if (a) {
+            detail::integers::copy(a->block(begin, length), length, width, total);
+        } else {
+            std::fill_n(total.limbs, length * width, 0);
+            total.extent = {-type.fraction, 0, false};
+        }
+        if (b) {
+            detail::integers::combine(sign, b->block(begin, length), length, width, total);
+        }
+        detail::integers::align(-type.fraction, length, width, total);
+        detail::store(total, length, width, words, begin);
+    });
+    return words;
+}
+
+fixed_array combine(const fixed_array& a, const fixed_array& b, Sign sign) {
+    const fixed_type type = grown(sumType(a.type(), b.type(), sign), a, b);
+    const Broadcast operands(a, b);
+    const auto part = [&](const Words& left, const Words& right) {
+        return combineParts(left ? operands.expanded(left, a.shape()) : left,
+                            right ? operands.expanded(right, b.shape()) : right, sign, type, operands.count());
+    };
+    wordarray real = part(ArrayAccess::real(a), ArrayAccess::real(b));
+    std::optional<wordarray> imag;
+    if (a.is_complex() || b.is_complex()) {
+        imag = part(ArrayAccess::imag(a), ArrayAccess::imag(b));
+    }
+    return ArrayAccess::make(type, operands.shape(), std::move(real), std::move(imag));
+}
+
+/// a b, or with a second pair of factors a b + c d, or the difference.
+wordarray multiplyParts(const Words& a, const Words& b, const Words& c, const Words& d, Sign sign,
+                        const fixed_type& type, std::uint64_t count) {
+    wordarray words(count, detail::gridOf(type));
+    const auto bitsOf = [](const Words& part) {
+        return part ? detail::integers::neededBits(detail::integers::extentOf(part->grid())) : 0;
+    };
+    const std::size_t factorWidth = detail::integers::widthFor(std::max({bitsOf(a), bitsOf(b), bitsOf(c), bitsOf(d)}));
+    const std::size_t width = std::max(detail::integers::widthFor(type.bits + 1), factorWidth);
+    Arena factors(factorWidth, 4);
+    Arena arena(width, 2);
+    Block total = arena.next();
+    Block second = arena.next();
+    PartReader left(*a, factors, factorWidth);
+    PartReader right(*b, factors, factorWidth);
+    std::optional<PartReader> otherLeft;
+    std::optional<PartReader> otherRight;
+    if (c) {
+        otherLeft.emplace(*c, factors, factorWidth);
+        otherRight.emplace(*d, factors, factorWidth);
+    }
+    detail::forEachBlock(count, [&](std::uint64_t begin, std::size_t length) {
+        detail::integers::multiply(left.block(begin, length), right.block(begin, length), length, factorWidth, width,
+                                   total);
+        if (otherLeft) {
+            detail::integers::multiply(otherLeft->block(begin, length), otherRight->block(begin, length), length,
+                                       factorWidth, width, second);
+            detail::integers::combine(sign, second, length, width, total);
+        }
+        detail::store(total, length, width, words, begin);
+    });
+    return words;
+}
+
+wordarray castPart(const wordarray& part, Place& place, const fixed_type& type) {
+    wordarray words(part.span().count, detail::gridOf(type));
+    const Extent extent = detail::integers::extentOf(part.grid());
+    const std::size_t width =
+        detail::integers::widthFor(std::max(place.neededBits(extent), detail::integers::neededBits(extent)));
+    place.open(width);
+    Arena arena(width, 1);
+    Block block = arena.next();
+    detail::forEachBlock(part.span().count, [&](std::uint64_t begin, std::size_t length) {
+        detail::integers::load(part.span(), begin, length, width, block);
+        place.quantize(block, length);
+        detail::store(block, length, width, words, begin);
+    });
+    return words;
+}
+
+void requireReal(const fixed_array& x, const char* what) {
+    if (x.is_complex()) {
+        throw error("tolvane:array:complex", std::string(what) + " needs real numbers.");
+    }
+}
+
+}  // namespace
+
+int set_most_bits(int bits) {
+    return sMostBits.exchange(bits);
+}
+
+fixed_array cast(const fixed_array& x, const fixed_format& format) {
+    Place place(format);
+    wordarray real = castPart(*ArrayAccess::real(x), place, format.type());
+    place.close();
+    std::optional<wordarray> imag;
+    if (x.is_complex()) {
+        Place imagPlace(format);
+        imag = castPart(*ArrayAccess::imag(x), imagPlace, format.type());
+        imagPlace.close();
+    }
+    return ArrayAccess::make(format.type(), x.shape(), std::move(real), std::move(imag), format.name());
+}
+
+fixed_array operator+(const fixed_array& a, const fixed_array& b) {
+    return combine(a, b, Sign::plus);
+}
+
+fixed_array operator-(const fixed_array& a, const fixed_array& b) {
+    return combine(a, b, Sign::minus);
+}
+
+fixed_array fixed_array::operator-() const {
+    const fixed_type type = grown(negatedType(mType), *this, *this);
+    const auto negated = [&](const Words& part) {
+        return combineParts(nullptr, part, Sign::minus, type, part->span().count);
+    };
+    std::optional<wordarray> imag;
+    if (is_complex()) {
+        imag = negated(mImag);
+    }
+    return ArrayAccess::make(type, mShape, negated(mReal), std::move(imag));
+}
+
+fixed_array operator*(const fixed_array& a, const fixed_array& b) {
+    fixed_type type = productType(a.type(), b.type());
+    if (a.is_complex() && b.is_complex()) {
+        type = sumType(type, type, Sign::minus);
+    }
+    type = grown(type, a, b);
+    const Broadcast operands(a, b);
+    const auto left = [&](const Words& part) { return operands.expanded(part, a.shape()); };
+    const auto right = [&](const Words& part) { return operands.expanded(part, b.shape()); };
+    const Words ar = left(ArrayAccess::real(a));
+    const Words br = right(ArrayAccess::real(b));
+    const Words ai = a.is_complex() ? left(ArrayAccess::imag(a)) : nullptr;
+    const Words bi = b.is_complex() ? right(ArrayAccess::imag(b)) : nullptr;
+    const auto multiply = [&](const Words& x, const Words& y, const Words& z = nullptr, const Words& w = nullptr,
+                              Sign sign = Sign::plus) {
+        return multiplyParts(x, y, z, w, sign, type, operands.count());
+    };
+    std::optional<wordarray> imag;
+    if (ai && bi) {
+        imag = multiply(ar, bi, ai, br);
+    } else if (ai || bi) {
+        imag = ai ? multiply(ai, br) : multiply(ar, bi);
+    }
+    wordarray real = ai && bi ? multiply(ar, br, ai, bi, Sign::minus) : multiply(ar, br);
+    return ArrayAccess::make(type, operands.shape(), std::move(real), std::move(imag));
+}
+
+fixed_array scaled(const fixed_array& x, int places) {
+    const fixed_type type{x.type().is_signed, x.type().bits, x.type().fraction - places};
+    const auto moved = [&](const Words& part) {
+        wordarray words(*part, 0, part->span().count);
+        words.setGrid(detail::gridOf(type));
+        return words;
+    };
+    std::optional<wordarray> imag;
+    if (x.is_complex()) {
+        imag = moved(ArrayAccess::imag(x));
+    }
+    return ArrayAccess::make(fixed_format(type).type(), x.shape(), moved(ArrayAccess::real(x)), std::move(imag),
+                             x.name());
+}
+
+fixed_array constant_for(const fixed_array& x, const exact_value& value, bool isWhole) {
+    const int bits = x.type().bits;
+    if (!isWhole && value.bits() > bits) {
+        throw error("tolvane:array:constant",
+                    "The constant " + value.text() + " has " + std::to_string(value.bits()) +
+                        " significant bits, more than the words of " + x.type().text() +
+                        (x.name().empty() ? "" : " (\"" + x.name() + "\")") +
+                        ". If it stands for another number, round it: fixed_array(value, \"s18,17\").");
+    }
+    const bool isSigned = value.is_negative();
+    const fixed_type type{isSigned, std::max(value.bits() + (isSigned ? 1 : 0), 1), -value.exponent()};
+    return fixed_array(std::vector<exact_value>{value}, type).reshaped({});
+}
+
+// Comparison.
+
+namespace {
+
+/// Calls `visit(i, sign)` with the sign of a - b for each pair of elements.
+template <class Visit>
+void compareParts(const Words& left, const Words& right, std::uint64_t count, const Visit& visit) {
+    const auto typeOf = [](const Words& part) {
+        const detail::WordGrid& grid = part->grid();
+        return fixed_type{grid.isSigned, grid.bits, -grid.exponent};
+    };
+    const fixed_type type = sumType(typeOf(left), typeOf(right), Sign::minus);
+    const wordarray difference = combineParts(left, right, Sign::minus, type, count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        visit(i, difference.isZero(i) ? 0 : difference.isNegative(i) ? -1 : 1);
+    }
+}
+
+}  // namespace
+
+bool operator==(const fixed_array& a, const fixed_array& b) {
+    if (a.shape() != b.shape()) {
+        return false;
+    }
+    const std::vector<bool> all = equal(a, b);
+    return std::ranges::all_of(all, std::identity());
+}
+
+std::vector<bool> equal(const fixed_array& a, const fixed_array& b) {
+    const Broadcast operands(a, b);
+    std::vector<bool> result(operands.count(), true);
+    const auto compare = [&](const fixed_array& x, const fixed_array& y) {
+        compareParts(operands.expanded(ArrayAccess::real(x), x.shape()),
+                     operands.expanded(ArrayAccess::real(y), y.shape()), operands.count(),
+                     [&](std::uint64_t i, int sign) { result[i] = result[i] && sign == 0; });
+    };
+    compare(a, b);
+    if (a.is_complex() || b.is_complex()) {
+        compare(a.imag(), b.imag());
+    }
+    return result;
+}
+
+std::vector<bool> less(const fixed_array& a, const fixed_array& b) {
+    requireReal(a, "Order");
+    requireReal(b, "Order");
+    const Broadcast operands(a, b);
+    std::vector<bool> result(operands.count());
+    compareParts(operands.expanded(ArrayAccess::real(a), a.shape()), operands.expanded(ArrayAccess::real(b), b.shape()),
+                 operands.count(), [&](std::uint64_t i, int sign) { result[i] = sign < 0; });
+    return result;
+}
+
+namespace {
+
+template <class IsBetter>
+exact_value extremeOf(const fixed_array& x, const IsBetter& isBetter) {
+    requireReal(x, "Order");
+    if (x.size() == 0) {
+        throw error("tolvane:array:shape", "An array without elements has no extremes.");
+    }
+    const detail::WordSpan words = ArrayAccess::real(x)->span();
+    const detail::WordOrder order(words.grid);
+    const std::size_t limbs = words.grid.limbs();
+    std::size_t best = 0;
+    for (std::size_t i = 1; i < x.size(); ++i) {
+        best = isBetter(order, words.limbs + i * limbs, words.limbs + best * limbs) ? i : best;
+    }
+    return x.at(best);
+}
+
+}  // namespace
+
+exact_value max(const fixed_array& x) {
+    return extremeOf(
+        x, [](const detail::WordOrder& order, const mp_limb_t* a, const mp_limb_t* b) { return order.isLess(b, a); });
+}
+
+exact_value min(const fixed_array& x) {
+    return extremeOf(
+        x, [](const detail::WordOrder& order, const mp_limb_t* a, const mp_limb_t* b) { return order.isLess(a, b); });
+}
+
+fixed_array abs(const fixed_array& x) {
+    requireReal(x, "abs");
+    // The least word's absolute value takes all bits.
+    const fixed_type type{false, x.type().bits, x.type().fraction};
+    wordarray words(x.size(), detail::gridOf(type));
+    const Words& from = ArrayAccess::real(x);
+    for (std::uint64_t i = 0; i < x.size(); ++i) {
+        const std::span<mp_limb_t> word = words.word(i);
+        std::ranges::copy(from->word(i), word.begin());
+        if (from->isNegative(i)) {
+            mpn_neg(word.data(), word.data(), static_cast<mp_size_t>(word.size()));
+        }
+    }
+    return ArrayAccess::make(type, x.shape(), std::move(words), std::nullopt);
+}
+
+}  // namespace tolvane

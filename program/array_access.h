@@ -1,0 +1,45 @@
+// How the sources of this folder reach what an array is made of, and formats become those of integer blocks.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "numbers/wordarray.h"
+#include "program/fixed_array.h"
+#include "quantization/integer_blocks.h"
+
+namespace tolvane::detail {
+
+inline WordGrid gridOf(const fixed_type& type) {
+    return {-type.fraction, type.bits, type.is_signed};
+}
+inline integers::Extent extentOf(const fixed_type& type) {
+    return integers::extentOf(gridOf(type));
+}
+/// `random` is for stochastic rounding.
+integers::Format formatOf(const fixed_format& format, std::uint64_t* random);
+
+class ArrayAccess {
+ public:
+    using Words = std::shared_ptr<const wordarray>;
+
+    static const Words& real(const fixed_array& x) { return x.mReal; }
+    static const Words& imag(const fixed_array& x) { return x.mImag; }
+    static fixed_array make(const fixed_type& type, array_shape shape, wordarray real, std::optional<wordarray> imag,
+                            std::string name = {}) {
+        fixed_array made;
+        made.mType = type;
+        made.mShape = std::move(shape);
+        made.mReal = std::make_shared<const wordarray>(std::move(real));
+        if (imag) {
+            made.mImag = std::make_shared<const wordarray>(std::move(*imag));
+        }
+        made.mName = std::move(name);
+        return made;
+    }
+};
+
+}  // namespace tolvane::detail

@@ -1,0 +1,268 @@
+#include "program/fixed_array.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <numeric>
+#include <ostream>
+#include <utility>
+
+#include "program/kernels.h"
+
+namespace tolvane {
+
+using detail::ArrayAccess;
+using detail::Place;
+using detail::wordarray;
+using detail::integers::Arena;
+using detail::integers::Block;
+using detail::integers::kBlock;
+
+namespace {
+
+constexpr std::size_t kWordBits = 64;
+
+std::size_t sizeOf(const array_shape& shape) {
+    return std::accumulate(shape.begin(), shape.end(), std::size_t{1}, std::multiplies<>());
+}
+
+std::string textOf(const array_shape& shape) {
+    std::string text = "(";
+    for (std::size_t i = 0; i < shape.size(); ++i) {
+        text += (i == 0 ? "" : ", ") + std::to_string(shape[i]);
+    }
+    return text + ")";
+}
+
+exact_value elementOf(const wordarray& words, std::size_t index) {
+    if (index >= words.span().count) {
+        throw error("tolvane:array:index",
+                    "There is no element " + std::to_string(index) + " of " + std::to_string(words.span().count) + ".");
+    }
+    const std::span<const mp_limb_t> word = words.word(index);
+    return exact_value::from_words(word.data(), word.size(), words.grid().isSigned, words.grid().exponent);
+}
+
+/// Quantizes exact values one by one.
+wordarray wordsOf(const std::vector<exact_value>& values, Place& place, const fixed_type& type) {
+    wordarray words(values.size(), detail::gridOf(type));
+    // One unit and one length for all of them.
+    int exponent = 0;
+    int top = 0;
+    bool isAny = false;
+    for (const exact_value& value : values) {
+        if (!value.is_zero()) {
+            exponent = isAny ? std::min(exponent, value.exponent()) : value.exponent();
+            top = isAny ? std::max(top, value.magnitude_exponent()) : value.magnitude_exponent();
+            isAny = true;
+        }
+    }
+    constexpr int kMostBits = 1 << 20;
+    if (isAny && top - exponent > kMostBits) {
+        throw error("tolvane:array:growth", "The values differ by more than 2^20 bits in size.");
+    }
+    const detail::integers::Extent extent{exponent, top - exponent + 1, true};
+    const std::size_t width = detail::integers::widthFor(std::max(place.neededBits(extent), extent.bits + 2));
+    place.open(width);
+    Arena arena(width, 1);
+    Block block = arena.next();
+    detail::forEachBlock(values.size(), [&](std::uint64_t begin, std::size_t count) {
+        std::fill_n(block.limbs, count * width, 0);
+        block.extent = extent;
+        block.negativeZeros = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const exact_value& value = values[begin + i];
+            mp_limb_t* const x = block.limbs + i * width;
+            const auto shift = static_cast<std::size_t>(value.is_zero() ? 0 : value.exponent() - exponent);
+            const std::vector<std::uint64_t>& limbs = value.magnitude();
+            for (std::size_t k = 0; k < limbs.size(); ++k) {
+                const std::size_t at = k + shift / kWordBits;
+                x[at] |= limbs[k] << shift % kWordBits;
+                if (shift % kWordBits != 0 && at + 1 < width) {
+                    x[at + 1] |= limbs[k] >> (kWordBits - shift % kWordBits);
+                }
+            }
+            if (value.is_negative()) {
+                mpn_neg(x, x, static_cast<mp_size_t>(width));
+            }
+        }
+        place.quantize(block, count);
+        detail::store(block, count, width, words, begin);
+    });
+    return words;
+}
+
+wordarray wordsOf(std::span<const double> values, Place& place, const fixed_type& type) {
+    wordarray words(values.size(), detail::gridOf(type));
+    const std::size_t width = detail::integers::widthFor(type.bits + 1);
+    place.open(width);
+    Arena arena(width, 1);
+    Block block = arena.next();
+    detail::forEachBlock(values.size(), [&](std::uint64_t begin, std::size_t count) {
+        place.quantize(values.data() + begin, count, block);
+        detail::store(block, count, width, words, begin);
+    });
+    return words;
+}
+
+template <class Values>
+fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& format) {
+    Place place(format);
+    wordarray realWords = wordsOf(real, place, format.type());
+    std::optional<wordarray> imagWords;
+    if (!imag.empty()) {
+        Place imagPlace(format);
+        imagWords = wordsOf(imag, imagPlace, format.type());
+        place.close();
+        imagPlace.close();
+    } else {
+        place.close();
+    }
+    return ArrayAccess::make(format.type(), {real.size()}, std::move(realWords), std::move(imagWords), format.name());
+}
+
+}  // namespace
+
+fixed_array::fixed_array() : mReal(std::make_shared<const wordarray>(0, detail::gridOf(mType))) {}
+
+fixed_array fixed_array::quantized(std::vector<exact_value> real, std::vector<exact_value> imag,
+                                   const fixed_format& format) {
+    return arrayOf(real, imag, format);
+}
+
+fixed_array fixed_array::quantized(std::span<const double> real, std::span<const double> imag,
+                                   const fixed_format& format) {
+    for (const std::span<const double>& part : {real, imag}) {
+        for (const double value : part) {
+            if (!std::isfinite(value)) {
+                exact_value{value};  // raises
+            }
+        }
+    }
+    if (detail::formatOf(format, nullptr).hasMore()) {
+        return arrayOf(std::vector<exact_value>(real.begin(), real.end()),
+                       std::vector<exact_value>(imag.begin(), imag.end()), format);
+    }
+    return arrayOf(real, imag, format);
+}
+
+fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const fixed_type& type) {
+    const fixed_type checked = fixed_format(type).type();
+    if (checked.bits > static_cast<int>(kWordBits)) {
+        throw error("tolvane:array:word", "Words of " + type.text() + " don't fit in 64 bits.");
+    }
+    wordarray made(words.size(), detail::gridOf(checked));
+    const int unused = static_cast<int>(kWordBits) - checked.bits;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const auto limb = static_cast<mp_limb_t>(words[i]);
+        const auto extended = checked.is_signed
+                                  ? static_cast<mp_limb_t>(static_cast<std::int64_t>(limb << unused) >> unused)
+                                  : limb << unused >> unused;
+        if (extended != limb) {
+            throw error("tolvane:array:word", "Element " + std::to_string(i) + ", " + std::to_string(words[i]) +
+                                                  ", is no word of " + checked.text() + ".");
+        }
+        made.limbs()[i] = limb;
+    }
+    return ArrayAccess::make(checked, {words.size()}, std::move(made), std::nullopt);
+}
+
+fixed_array fixed_array::zeros(array_shape shape, const fixed_type& type) {
+    const fixed_type checked = fixed_format(type).type();
+    wordarray words(sizeOf(shape), detail::gridOf(checked));
+    return ArrayAccess::make(checked, std::move(shape), std::move(words), std::nullopt);
+}
+
+std::size_t fixed_array::size() const {
+    return mReal->span().count;
+}
+
+fixed_array fixed_array::named(std::string name) const {
+    fixed_array result = *this;
+    result.mName = std::move(name);
+    return result;
+}
+
+fixed_array fixed_array::reshaped(array_shape shape) const {
+    if (sizeOf(shape) != size()) {
+        throw error("tolvane:array:shape",
+                    "An array of shape " + textOf(mShape) + " can't take the shape " + textOf(shape) + ".");
+    }
+    fixed_array result = *this;
+    result.mShape = std::move(shape);
+    return result;
+}
+
+exact_value fixed_array::at(std::size_t index) const {
+    return elementOf(*mReal, index);
+}
+
+exact_value fixed_array::imag_at(std::size_t index) const {
+    return mImag ? elementOf(*mImag, index) : elementOf(*mReal, index) * 0;
+}
+
+fixed_array fixed_array::real() const {
+    fixed_array result = *this;
+    result.mImag.reset();
+    return result;
+}
+
+fixed_array fixed_array::imag() const {
+    if (!mImag) {
+        return zeros(mShape, mType);
+    }
+    fixed_array result = *this;
+    result.mReal = std::exchange(result.mImag, nullptr);
+    return result;
+}
+
+std::vector<double> fixed_array::to_doubles() const {
+    std::vector<double> values(size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        values[i] = mReal->toDouble(i);
+    }
+    return values;
+}
+
+std::vector<std::complex<double>> fixed_array::to_complex_doubles() const {
+    std::vector<std::complex<double>> values(size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        values[i] = {mReal->toDouble(i), mImag ? mImag->toDouble(i) : 0.0};
+    }
+    return values;
+}
+
+namespace {
+
+std::span<const std::int64_t> viewOf(const wordarray& words, const fixed_type& type) {
+    if (type.bits > static_cast<int>(kWordBits)) {
+        throw error("tolvane:array:word", "Words of " + type.text() + " don't fit in 64 bits.");
+    }
+    return {reinterpret_cast<const std::int64_t*>(words.span().limbs), words.span().count};
+}
+
+}  // namespace
+
+std::span<const std::int64_t> fixed_array::words() const {
+    return viewOf(*mReal, mType);
+}
+
+std::span<const std::int64_t> fixed_array::imag_words() const {
+    return mImag ? viewOf(*mImag, mType) : std::span<const std::int64_t>();
+}
+
+std::ostream& operator<<(std::ostream& out, const fixed_array& x) {
+    constexpr std::size_t kMostShown = 20;
+    out << (x.name().empty() ? "" : x.name() + ": ") << x.type() << (x.is_complex() ? " complex" : "") << ' '
+        << textOf(x.shape()) << " [";
+    for (std::size_t i = 0; i < std::min(x.size(), kMostShown); ++i) {
+        out << (i == 0 ? "" : ", ") << x.at(i);
+        if (x.is_complex()) {
+            const exact_value imag = x.imag_at(i);
+            out << (imag.is_negative() ? " - " : " + ") << (imag.is_negative() ? -imag : imag) << 'i';
+        }
+    }
+    return out << (x.size() > kMostShown ? ", ..." : "") << "]";
+}
+
+}  // namespace tolvane

@@ -1,0 +1,240 @@
+// Arrays of fixed-point numbers as values: exact arithmetic, and formats where a program says so.
+//
+//     fixed_array x(samples, "s16,15");           // samples from any range, quantized once
+//     fixed_array y = 2 * x + 1;                  // exact: the type grows so that it holds every result
+//     fixed_array z = cast(y, "s16,14 wrap");     // quantized once more
+//
+// Operators never round and never overflow. Their types hold every value that the types of their operands allow,
+// whatever the values are. Shapes are in C's order, the last index moving fastest; shapes of operands are broadcast as
+// usual: sizes from the last on are equal, or one of them is 1 or missing.
+#pragma once
+
+#include <complex>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "host/export.h"
+#include "program/exact_value.h"
+#include "program/format.h"
+
+namespace tolvane {
+
+namespace detail {
+class wordarray;
+class ArrayAccess;
+
+template <class T>
+struct ScalarOf {
+    using Type = T;
+};
+template <class T>
+struct ScalarOf<std::complex<T>> {
+    using Type = T;
+};
+}  // namespace detail
+
+/// A plain number: a double, a float or an integer.
+template <class T>
+concept plain_number = std::floating_point<T> || whole_number<T>;
+/// Something to make an array of: plain numbers, complex ones, exact values.
+template <class T>
+concept array_source = std::ranges::input_range<T> &&
+    (plain_number<typename detail::ScalarOf<std::ranges::range_value_t<T>>::Type> ||
+     std::same_as<std::ranges::range_value_t<T>, exact_value>)&&!std::convertible_to<T, std::string_view>;
+
+using array_shape = std::vector<std::size_t>;
+
+/// A value: copies share memory until one of them changes. An element is one number, or a complex one.
+class TOLVANE_API fixed_array {
+ public:
+    /// No elements.
+    fixed_array();
+    /// One dimension of values, each quantized once. Values that aren't finite raise "tolvane:value:finite".
+    template <array_source Range>
+    fixed_array(const Range& values, const fixed_format& format);
+    template <plain_number Number>
+    fixed_array(std::initializer_list<Number> values, const fixed_format& format)
+        : fixed_array(std::vector<Number>(values), format) {}
+    template <plain_number Number>
+    fixed_array(Number value, const fixed_format& format) : fixed_array(std::vector<Number>{value}, format) {
+        mShape.clear();
+    }
+    /// Values with a name for the variable, under which logs keep them.
+    template <class Source>
+    fixed_array(const Source& values, const fixed_format& format, std::string name)
+        : fixed_array(values, format.named(std::move(name))) {}
+    /// Words as they lie in memory, in two's complement if signed; those beyond the type raise "tolvane:array:word".
+    static fixed_array from_words(std::span<const std::int64_t> words, const fixed_type& type);
+    static fixed_array zeros(array_shape shape, const fixed_type& type);
+
+    const fixed_type& type() const { return mType; }
+    const array_shape& shape() const { return mShape; }
+    std::size_t size() const;
+    bool is_complex() const { return mImag != nullptr; }
+    const std::string& name() const { return mName; }
+    /// The same array under another name, and in another shape of as many elements ("tolvane:array:shape").
+    fixed_array named(std::string name) const;
+    fixed_array reshaped(array_shape shape) const;
+
+    /// An element by its place in memory; beyond the last raises "tolvane:array:index".
+    exact_value at(std::size_t index) const;
+    exact_value imag_at(std::size_t index) const;
+    fixed_array real() const;
+    /// Zeros of the type for a real array.
+    fixed_array imag() const;
+    /// The nearest doubles, of the real parts.
+    std::vector<double> to_doubles() const;
+    std::vector<std::complex<double>> to_complex_doubles() const;
+    /// The words, in two's complement if signed; types of more than 64 bits raise "tolvane:array:word". A view is valid
+    /// while the array lives and doesn't change.
+    std::span<const std::int64_t> words() const;
+    std::span<const std::int64_t> imag_words() const;
+
+    fixed_array operator-() const;
+    // Quantized to this array's type, to nearest and with saturation.
+    template <class Other>
+    fixed_array& operator+=(const Other& other);
+    template <class Other>
+    fixed_array& operator-=(const Other& other);
+    template <class Other>
+    fixed_array& operator*=(const Other& other);
+
+ private:
+    friend class detail::ArrayAccess;
+    static fixed_array quantized(std::vector<exact_value> real, std::vector<exact_value> imag,
+                                 const fixed_format& format);
+    static fixed_array quantized(std::span<const double> real, std::span<const double> imag,
+                                 const fixed_format& format);
+
+    fixed_type mType;
+    array_shape mShape{0};
+    std::string mName;
+    std::shared_ptr<const detail::wordarray> mReal;
+    std::shared_ptr<const detail::wordarray> mImag;
+};
+
+/// Forces every element into a format.
+TOLVANE_API fixed_array cast(const fixed_array& x, const fixed_format& format);
+
+// Exact arithmetic. A type beyond the limit of growth raises "tolvane:array:growth", and shapes that don't fit
+// "tolvane:array:shape".
+TOLVANE_API fixed_array operator+(const fixed_array& a, const fixed_array& b);
+TOLVANE_API fixed_array operator-(const fixed_array& a, const fixed_array& b);
+TOLVANE_API fixed_array operator*(const fixed_array& a, const fixed_array& b);
+TOLVANE_API fixed_array abs(const fixed_array& x);
+/// The values times 2^places, in a type whose point moves.
+TOLVANE_API fixed_array scaled(const fixed_array& x, int places);
+/// The quotients, each rounded once to a format. A divisor of zero raises "tolvane:array:division".
+TOLVANE_API fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_format& format);
+
+/// A constant for an array: exact, in the shortest type that holds it. An integer may have any length; a double whose
+/// mantissa is longer than the words of the array is probably the rounding of something else, and raises
+/// "tolvane:array:constant".
+TOLVANE_API fixed_array constant_for(const fixed_array& x, const exact_value& value, bool isWhole);
+
+template <plain_number Number>
+fixed_array operator+(const fixed_array& a, Number b) {
+    return a + constant_for(a, exact_value(b), whole_number<Number>);
+}
+template <plain_number Number>
+fixed_array operator+(Number a, const fixed_array& b) {
+    return constant_for(b, exact_value(a), whole_number<Number>) + b;
+}
+template <plain_number Number>
+fixed_array operator-(const fixed_array& a, Number b) {
+    return a - constant_for(a, exact_value(b), whole_number<Number>);
+}
+template <plain_number Number>
+fixed_array operator-(Number a, const fixed_array& b) {
+    return constant_for(b, exact_value(a), whole_number<Number>) - b;
+}
+template <plain_number Number>
+fixed_array operator*(const fixed_array& a, Number b) {
+    return a * constant_for(a, exact_value(b), whole_number<Number>);
+}
+template <plain_number Number>
+fixed_array operator*(Number a, const fixed_array& b) {
+    return constant_for(b, exact_value(a), whole_number<Number>) * b;
+}
+
+// Sums. Without formats they are exact; with formats, each product and each running sum is quantized, from the first
+// element on.
+
+/// Where sums of products are quantized. A missing format is exact.
+struct sum_formats {
+    std::optional<fixed_format> product = std::nullopt;
+    std::optional<fixed_format> sum = std::nullopt;
+};
+
+/// The sum of all elements.
+TOLVANE_API fixed_array sum(const fixed_array& x, const sum_formats& formats = {});
+TOLVANE_API fixed_array cumsum(const fixed_array& x, const fixed_format& format);
+/// The sum of products of two vectors of equal length.
+TOLVANE_API fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& formats = {});
+/// The full convolution of two vectors. Element n adds h[0] x[n], h[1] x[n - 1] and so on, in this order.
+TOLVANE_API fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& formats = {});
+
+// Comparison, by exact value whatever the types. Order needs real numbers and raises "tolvane:array:complex".
+
+/// Whether shapes and all values are equal.
+TOLVANE_API bool operator==(const fixed_array& a, const fixed_array& b);
+TOLVANE_API std::vector<bool> less(const fixed_array& a, const fixed_array& b);
+TOLVANE_API std::vector<bool> equal(const fixed_array& a, const fixed_array& b);
+TOLVANE_API exact_value max(const fixed_array& x);
+TOLVANE_API exact_value min(const fixed_array& x);
+
+/// Writes the type, the shape and up to some twenty elements.
+TOLVANE_API std::ostream& operator<<(std::ostream& out, const fixed_array& x);
+
+/// The most bits that exact arithmetic may need, 1024 unless set, for all threads; returns those before.
+TOLVANE_API int set_most_bits(int bits);
+
+// Definitions.
+
+template <array_source Range>
+fixed_array::fixed_array(const Range& values, const fixed_format& format) {
+    using Value = std::ranges::range_value_t<Range>;
+    using Scalar = typename detail::ScalarOf<Value>::Type;
+    using Kept = std::conditional_t<std::floating_point<Scalar>, double, exact_value>;
+    std::vector<Kept> real;
+    std::vector<Kept> imag;
+    for (const Value& value : values) {
+        if constexpr (std::same_as<Value, Scalar>) {
+            real.emplace_back(value);
+        } else {
+            real.emplace_back(value.real());
+            imag.emplace_back(value.imag());
+        }
+    }
+    if constexpr (std::same_as<Kept, double>) {
+        *this = quantized(std::span<const double>(real), std::span<const double>(imag), format);
+    } else {
+        *this = quantized(std::move(real), std::move(imag), format);
+    }
+}
+
+template <class Other>
+fixed_array& fixed_array::operator+=(const Other& other) {
+    return *this = cast(*this + other, mType).named(mName);
+}
+template <class Other>
+fixed_array& fixed_array::operator-=(const Other& other) {
+    return *this = cast(*this - other, mType).named(mName);
+}
+template <class Other>
+fixed_array& fixed_array::operator*=(const Other& other) {
+    return *this = cast(*this * other, mType).named(mName);
+}
+
+}  // namespace tolvane
