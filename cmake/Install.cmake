@@ -4,7 +4,8 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tolvane)
 set(targets tolvane tolvane_engine tolvane_settings)
-set(pc_libs "-ltolvane -ltolvane_engine")
+# Needed by programs that call only the engine, too: it puts the host's services in force.
+set(pc_libs "-Wl,--push-state,--no-as-needed -ltolvane -Wl,--pop-state -ltolvane_engine")
 if(TARGET tolvane_host)
   list(APPEND targets tolvane_host tolvane_front)
   string(APPEND pc_libs " -ltolvane_host")

@@ -11,7 +11,7 @@
 #include "host/export.h"
 
 #ifdef TOLVANE_HOST_BUILDING
-#define TOLVANE_HOST_KEPT [[gnu::used]]
+#define TOLVANE_HOST_KEPT [[gnu::used, gnu::visibility("default")]]
 #else
 #define TOLVANE_HOST_KEPT
 #endif

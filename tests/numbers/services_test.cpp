@@ -9,7 +9,7 @@
 #include "numbers/mpnumber.h"
 #include "numbers/number.h"
 #include "numbers/tags.h"
-#include "support/errors.h"
+#include "tests/support/errors.h"
 
 namespace {
 

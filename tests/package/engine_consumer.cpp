@@ -103,7 +103,7 @@ int main() {
         const char* name;
         bool holds;
     } checks[] = {{"short words", convolvesAsIntegers(16)},
-                  {"wide words", convolvesAsIntegers(90)},
+                  {"wide words", convolvesAsIntegers(60)},
                   {"logs and errors", logsAndRaises()},
                   {"no other library", isEngineAlone()}};
     bool isRight = true;
