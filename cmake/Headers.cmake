@@ -27,7 +27,7 @@ if(TARGET tolvane_host)
   tolvane_headers(tolvane_front PUBLIC ${front_headers})
 endif()
 tolvane_headers(
-  tolvane
+  tolvane_engine
   PUBLIC
   numbers/TolvaneKit.h
   numbers/doublenumber.h
@@ -39,22 +39,10 @@ tolvane_headers(
   numbers/numberrepbody.h
   numbers/tags.h
   numbers/words.h
-  typesystem/CharType.h
-  typesystem/ComplexType.h
   typesystem/EmbeddedTypeVisitor.h
-  typesystem/FIEnumType.h
-  typesystem/HandleReference.h
   typesystem/MD5CheckSumModEndian.h
-  typesystem/MatrixType.h
-  typesystem/OpaqueType.h
-  typesystem/PartReference.h
-  typesystem/PointerType.h
   typesystem/ScalarType.h
-  typesystem/StructElement.h
-  typesystem/StructType.h
   typesystem/Type.h
-  typesystem/TypeCycles.h
-  typesystem/VoidType.h
   descriptors/FxpCoreClientInterface.h
   descriptors/LocalFxpClient.h
   descriptors/NumericType.h
@@ -74,5 +62,20 @@ tolvane_headers(
   fi/FiColumnReference.h
   fi/FiReference.h
   fi/dimensions.h
-  fi/fi.h
+  fi/fi.h)
+tolvane_headers(
+  tolvane
+  PUBLIC
+  typesystem/CharType.h
+  typesystem/ComplexType.h
+  typesystem/FIEnumType.h
+  typesystem/HandleReference.h
+  typesystem/MatrixType.h
+  typesystem/OpaqueType.h
+  typesystem/PartReference.h
+  typesystem/PointerType.h
+  typesystem/StructElement.h
+  typesystem/StructType.h
+  typesystem/TypeCycles.h
+  typesystem/VoidType.h
   binding/module.h)

@@ -70,17 +70,36 @@ function(tolvane_exports target)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${PROJECT_BINARY_DIR}/exports.map)
 endfunction()
 
-# tolvane_layer(<folder> LINKS <targets> [PRIVATE_LINKS <targets>]): the static library tolvane_<folder>, of all sources
-# of the folder and its rooms.
+# tolvane_layer(<folder> LINKS <targets> [PRIVATE_LINKS <targets>] [HOST_SOURCES <regex>] [HOST_LINKS <targets>]): two
+# static libraries of the sources of the folder and its rooms. tolvane_<folder> calls no host, and links none.
+# tolvane_<folder>_host has the sources that do: *_host.cpp, and what matches the expression.
 function(tolvane_layer folder)
-  cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
+  cmake_parse_arguments(arg "" "HOST_SOURCES" "LINKS;PRIVATE_LINKS;HOST_LINKS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
-  add_library(tolvane_${folder} STATIC ${sources})
-  tolvane_library_properties(tolvane_${folder})
-  target_compile_definitions(tolvane_${folder} PRIVATE TOLVANE_BUILDING)
+  set(host_sources ${sources})
+  set(host_side "_host\\.cpp$")
+  if(arg_HOST_SOURCES)
+    string(APPEND host_side "|/${folder}/(${arg_HOST_SOURCES})\\.cpp$")
+  endif()
+  list(FILTER sources EXCLUDE REGEX "${host_side}")
+  list(FILTER host_sources INCLUDE REGEX "${host_side}")
+  tolvane_layer_library(tolvane_${folder} SOURCES ${sources} LINKS tolvane_settings ${arg_LINKS} PRIVATE_LINKS
+                        ${arg_PRIVATE_LINKS})
+  if(host_sources)
+    tolvane_layer_library(
+      tolvane_${folder}_host SOURCES ${host_sources} LINKS tolvane_${folder} ${TOLVANE_HOST_TARGET} ${arg_HOST_LINKS}
+      PRIVATE_LINKS ${arg_PRIVATE_LINKS})
+  endif()
+endfunction()
+
+function(tolvane_layer_library target)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+  add_library(${target} STATIC ${arg_SOURCES})
+  tolvane_library_properties(${target})
+  target_compile_definitions(${target} PRIVATE TOLVANE_BUILDING)
   target_link_libraries(
-    tolvane_${folder}
-    PUBLIC ${TOLVANE_HOST_TARGET} ${arg_LINKS}
+    ${target}
+    PUBLIC ${arg_LINKS}
     PRIVATE $<BUILD_INTERFACE:tolvane_warnings> ${arg_PRIVATE_LINKS})
 endfunction()
 

@@ -6,9 +6,7 @@
 #include "descriptors/NumericType_tables.h"
 #include "descriptors/embedded.h"
 #include "descriptors/slope_texts.h"
-#include "host/ErrorIdException.h"
-#include "host/hm.h"
-#include "host/hv.h"
+#include "numbers/services.h"
 #include "typesystem/EmbeddedTypeVisitor.h"
 #include "typesystem/MD5CheckSumModEndian.h"
 #include "typesystem/class_records.h"
@@ -42,7 +40,7 @@ struct Refusal {
 };
 
 void warn(const std::string& text) {
-    hvWarningMsgIdAndTxt(kInvalidSetting, "%s", text.c_str());
+    tolvane::detail::warn(kInvalidSetting, text);
 }
 
 void refuse(const Refusal& refusal) {
@@ -53,7 +51,7 @@ void refuse(const Refusal& refusal) {
 bool mayStore(Change change, bool isNeutral, const Refusal& warned, const Refusal& raised) {
     if (change != Change::store && !isNeutral) {
         if (change == Change::raise) {
-            raiseError(kInvalidSetting, raised.text());
+            raise(kInvalidSetting, raised.text());
         }
         refuse(warned);
     }
@@ -217,7 +215,7 @@ NumericType::DataTypeEnum NumericType::convertDataTypeModeToDataType(DataTypeMod
     const ModeRow* row = find(kModes, mode);
     if (row == nullptr) {
         // Callers compare this identifier, so the misspelling stays.
-        raiseError("fixedpoint:numericytpe:convertDataTypeModeToDataType:unknowndatatypemode", "Unknown DataTypeMode.");
+        raise("fixedpoint:numericytpe:convertDataTypeModeToDataType:unknowndatatypemode", "Unknown DataTypeMode.");
     }
     return row->dataType;
 }
@@ -249,7 +247,7 @@ void NumericType::setNeutralScale() {
 void NumericType::setDataTypeMode(DataTypeModeEnum mode, bool resetsFromFloat) {
     const ModeRow* row = find(kModes, mode);
     if (row == nullptr) {
-        raiseError("fixedpoint:numerictype:setDataTypeMode:invalid", "Unrecognized DataTypeMode.");
+        raise("fixedpoint:numerictype:setDataTypeMode:invalid", "Unrecognized DataTypeMode.");
     }
     const bool turnsScaled = !isScaledType() && row->isScaled();
     setMode(mode, row->dataType, row->scaling);
@@ -332,10 +330,10 @@ void NumericType::setFixedExponent(int fixedExponent) {
 
 double NumericType::computeFixedPropsFromSlope(double slope, int& exponent, const char* id, const char* message) {
     if (!(slope > 0.0) || !std::isfinite(slope)) {
-        raiseError(id, message);
+        raise(id, message);
     }
     int power = 0;
-    const double mantissa = hmFdlibm_frexp(slope, &power);
+    const double mantissa = std::frexp(slope, &power);
     exponent = power - 1;
     return 2.0 * mantissa;
 }
@@ -348,9 +346,9 @@ void NumericType::setSlope(double slope) {
     int exponent = 0;
     const double factor = computeFixedPropsFromSlope(slope, exponent, kInvalidSetting, slopetexts::kInvalidSlope);
     if (mDataTypeMode == DataTypeModeEnum::FixedBinaryPoint && factor != 1.0) {
-        raiseError(kInvalidSetting,
-                   "Invalid total slope specified; for binary point scaling, the total slope must be an exact power of "
-                   "two");
+        raise(kInvalidSetting,
+              "Invalid total slope specified; for binary point scaling, the total slope must be an exact power of "
+              "two");
     }
     // Raises for a scaled double with binary point, with a text of its own.
     setSlopeAdjustmentFactor(factor);
@@ -364,7 +362,7 @@ void NumericType::setSlopeAdjustmentFactor(double slopeAdjustmentFactor) {
         return;
     }
     if (!(slopeAdjustmentFactor >= 1.0 && slopeAdjustmentFactor < 2.0)) {
-        raiseError(kInvalidSetting, slopetexts::kInvalidFactor);
+        raise(kInvalidSetting, slopetexts::kInvalidFactor);
     }
     mProp.SlopeAdjustmentFactor = slopeAdjustmentFactor;
 }
@@ -394,7 +392,7 @@ void NumericType::setScaling(ScalingEnum scaling) {
 
 void NumericType::setDataType(DataTypeEnum dataType) {
     if (find(kDataTypes, dataType) == nullptr) {
-        raiseError("fixedpoint:numerictype:setDataType:invalid", "Unrecognized DataType.");
+        raise("fixedpoint:numerictype:setDataType:invalid", "Unrecognized DataType.");
     }
     setDataTypeMode(convertToDataTypeMode(dataType, mScaling), true);
 }

@@ -7,10 +7,10 @@
 
 #include "descriptors/NumericType.h"
 #include "descriptors/NumericType_tables.h"
+#include "descriptors/enum_types.h"
 #include "descriptors/host_object.h"
 #include "descriptors/int_bounds.h"
 #include "descriptors/property_events.h"
-#include "host/EnumStringType.h"
 #include "host/ErrorIdException.h"
 #include "host/hi.h"
 #include "host/hv.h"
@@ -28,16 +28,6 @@ using propertyevents::sendPostSet;
 
 bool isNumericOrLogical(const hvArray* value) {
     return hvIsNumeric(value) || hvIsLogical(value);
-}
-
-template <class Table>
-EnumStringType* enumType(const char* name, const Table& table) {
-    std::vector<EnumStringType::Entry> entries;
-    entries.reserve(table.size());
-    for (const auto& row : table) {
-        entries.push_back({static_cast<std::int32_t>(row.value), row.text});
-    }
-    return EnumStringType::findOrAdd(name, std::move(entries));
 }
 
 /// Keeps the host quiet about a failing evaluation.

@@ -1,11 +1,12 @@
 // Text forms of a type: the dialog strings, the display, the expression that makes it, and the name in log keys.
+#include <cstring>
 #include <string>
 
 #include "descriptors/NumericType.h"
 #include "descriptors/NumericType_tables.h"
-#include "host/bs.h"
-#include "host/hsc.h"
-#include "host/hsv.h"
+#include "numbers/services.h"
+
+using namespace tolvane::detail;
 
 namespace EmbeddedTypeSystem {
 
@@ -17,29 +18,29 @@ using namespace numerictypetables;
 std::string slopeText(const NumericType& type) {
     return type.getFxpDataTypeProp().isUnitSlopeAdjustmentFactorZeroBias()
                ? "2^" + std::to_string(type.getFixedExponent())
-               : hsv_dtoa_tolvane(type.getSlope());
+               : services().textOfDouble(type.getSlope());
 }
 
 std::string biasText(const NumericType& type) {
-    return hsv_dtoa_tolvane(type.getBias());
+    return services().textOfDouble(type.getBias());
 }
 
 }  // namespace
 
 void NumericType::GetWordLengthString(char* buffer, const NumericType* type) {
-    bsStrcpy(buffer, std::to_string(type->getWordLength()).c_str());
+    std::strcpy(buffer, std::to_string(type->getWordLength()).c_str());
 }
 
 void NumericType::GetFractionLengthString(char* buffer, const NumericType* type) {
-    bsStrcpy(buffer, std::to_string(type->getFractionLength()).c_str());
+    std::strcpy(buffer, std::to_string(type->getFractionLength()).c_str());
 }
 
 void NumericType::GetSlopeString(char* buffer, const NumericType* type) {
-    bsStrcpy(buffer, slopeText(*type).c_str());
+    std::strcpy(buffer, slopeText(*type).c_str());
 }
 
 void NumericType::GetBiasString(char* buffer, const NumericType* type) {
-    bsStrcpy(buffer, biasText(*type).c_str());
+    std::strcpy(buffer, biasText(*type).c_str());
 }
 
 const char* NumericType::getIsSignedString() const {
@@ -63,21 +64,21 @@ const char* NumericType::getDataTypeString() const {
 }
 
 void NumericType::disp() const {
-    hscPrintf("\n          DataTypeMode: %s", textOf(kModes, mDataTypeMode));
+    print("\n          DataTypeMode: %s", textOf(kModes, mDataTypeMode));
     if (isScaledType()) {
-        hscPrintf("\n            Signedness: %s", getSignednessString());
-        hscPrintf("\n            WordLength: %d", getWordLength());
+        print("\n            Signedness: %s", getSignednessString());
+        print("\n            WordLength: %d", getWordLength());
         if (mScaling == ScalingEnum::BinaryPoint) {
-            hscPrintf("\n        FractionLength: %d", getFractionLength());
+            print("\n        FractionLength: %d", getFractionLength());
         } else if (mScaling == ScalingEnum::SlopeBias) {
-            hscPrintf("\n                 Slope: %s", slopeText(*this).c_str());
-            hscPrintf("\n                  Bias: %s", biasText(*this).c_str());
+            print("\n                 Slope: %s", slopeText(*this).c_str());
+            print("\n                  Bias: %s", biasText(*this).c_str());
         }
     }
     if (!isBoolean() && mProp.DataTypeOverride != fxpDataTypeDTOMode::Inherit) {
-        hscPrintf("\n      DataTypeOverride: %s", textOf(kOverrides, mProp.DataTypeOverride));
+        print("\n      DataTypeOverride: %s", textOf(kOverrides, mProp.DataTypeOverride));
     }
-    hscPrintf("\n");
+    print("\n");
 }
 
 std::string NumericType::scalingTail() const {

@@ -4,7 +4,9 @@
 #include <string>
 
 #include "descriptors/NumericType.h"
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
+
+using namespace tolvane::detail;
 
 namespace EmbeddedTypeSystem {
 
@@ -21,8 +23,8 @@ void checkAll(NumericType::DataTypeEnum dataType, const Value* values, std::uint
 }
 
 [[noreturn]] void raiseNotFixed(bool isNaN, const char* target) {
-    raiseError(isNaN ? "fixedpoint:nofixednan" : "fixedpoint:nofixedinf",
-               std::string(isNaN ? "NaN" : "Inf") + " cannot be converted to " + target + ".");
+    raise(isNaN ? "fixedpoint:nofixednan" : "fixedpoint:nofixedinf",
+          std::string(isNaN ? "NaN" : "Inf") + " cannot be converted to " + target + ".");
 }
 
 /// Truncates a text that contains a name of any length to the host's limit for an id or a message.
@@ -46,7 +48,7 @@ void NumericType::checkNaNInf(DataTypeEnum dataType, double value) {
             raiseNotFixed(isNaN, "scaled double");
         case DataTypeEnum::Boolean:
             if (isNaN) {
-                raiseError("fixedpoint:nologicalnan", "NaN cannot be converted to boolean.");
+                raise("fixedpoint:nologicalnan", "NaN cannot be converted to boolean.");
             }
             break;
         case DataTypeEnum::Double:
@@ -65,7 +67,7 @@ void NumericType::checkNaNInf(DataTypeEnum dataType, const float* values, std::u
 
 void NumericType::errorIfComplexLogical(DataTypeEnum dataType, bool isComplex) {
     if (isComplex && dataType == DataTypeEnum::Boolean) {
-        raiseError("fixedpoint:nologicalcomplex", "Complex values cannot be converted to boolean.");
+        raise("fixedpoint:nologicalcomplex", "Complex values cannot be converted to boolean.");
     }
 }
 
@@ -88,14 +90,14 @@ void NumericType::errorIfUnspecifiedSign(Signedness signedness) {
 }
 
 void NumericType::throwSignedUnsignedException(const char* name) {
-    raiseError(limited(std::string("fixedpoint:") + name + ":signed:InvalidValue"),
-               limited(std::string("The SIGNED property of the ") + name + " object must be 1 (true) or 0 (false)."));
+    raise(limited(std::string("fixedpoint:") + name + ":signed:InvalidValue"),
+          limited(std::string("The SIGNED property of the ") + name + " object must be 1 (true) or 0 (false)."));
 }
 
 void NumericType::throwSignednessBoolException(const char* name) {
-    raiseError(limited(std::string("fixedpoint:") + name + ":SignednessBool:InvalidValue"),
-               limited(std::string("The SignednessBool property of the ") + name +
-                       " object must be 1 (true), 0 (false), or [] (unspecified)."));
+    raise(limited(std::string("fixedpoint:") + name + ":SignednessBool:InvalidValue"),
+          limited(std::string("The SignednessBool property of the ") + name +
+                  " object must be 1 (true), 0 (false), or [] (unspecified)."));
 }
 
 NumericType::Signedness NumericType::getSpecifiedSignedness() const {

@@ -5,9 +5,7 @@
 #include "descriptors/NumericType.h"
 #include "descriptors/int_bounds.h"
 #include "descriptors/slope_texts.h"
-#include "host/ErrorIdException.h"
-#include "host/hsc.h"
-#include "host/hv.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -20,10 +18,10 @@ using tolvane::detail::slopetexts::kInvalidFimathSetting;
 /// Raises the error of the property for an invalid word length.
 void checkWordLength(int wordLength, const std::string& property) {
     if (wordLength < 1) {
-        raiseError("fixedpoint:fimath:NonPositive" + property, property + " must be greater than 0.");
+        raise("fixedpoint:fimath:NonPositive" + property, property + " must be greater than 0.");
     }
     if (wordLength > 65535) {
-        raiseError("fixedpoint:fimath:TooBig" + property, property + " cannot be greater than 65535.");
+        raise("fixedpoint:fimath:TooBig" + property, property + " cannot be greater than 65535.");
     }
 }
 
@@ -57,8 +55,6 @@ fimath::fimath(RoundModeEnum roundMode, OverflowModeEnum overflowMode, Precision
       mProduct{productMode, productWordLength, maxProductWordLength, intbounds::negated(productFractionLength)},
       mSum{sumMode, sumWordLength, maxSumWordLength, intbounds::negated(sumFractionLength)},
       mCastBeforeSum(castBeforeSum) {}
-
-fimath::fimath(const hvArray* value) : fimath(convertFromVelmarArray(value)) {}
 
 fimath::~fimath() = default;
 
@@ -140,7 +136,7 @@ bool fimath::setSlopeAdjustmentFactor(RegisterRules& rules, double factor) {
     if (isInRange) {
         rules.slopeAdjustmentFactor = factor;
     } else {
-        hscWarnMsgIdAndTxt(kInvalidFimathSetting, "%s", slopetexts::kInvalidFactor);
+        warn(kInvalidFimathSetting, slopetexts::kInvalidFactor);
     }
     return isInRange;
 }
@@ -196,28 +192,8 @@ void fimath::setCStyle(int wordLength) {
     mCastBeforeSum = true;
 }
 
-bool fimath::setCStyle(const hvArray* value) {
-    constexpr int kDefaultWordLength = 32;
-    const bool isOfNumbers = hvIsNumeric(value) || hvIsLogical(value);
-    const bool isEmpty = hvIsEmpty(value);
-    // The scalar is read last, since other classes have none.
-    if (!isOfNumbers || (!isEmpty && (!hvIsScalar(value) || std::isnan(hvGetScalar(value))))) {
-        raiseError("fixedpoint:fimath:cstyle:badvalue", "Word length must be scalar integer.");
-    }
-    const int wordLength = isEmpty ? kDefaultWordLength : intbounds::truncated(hvGetScalar(value));
-    if (wordLength != 0) {
-        // 1 is a logical true and requests the default preset.
-        setCStyle(wordLength == 1 ? kDefaultWordLength : wordLength);
-    }
-    return wordLength != 0;
-}
-
 bool fimath::isCStyle() const {
     return mRoundMode == RoundModeEnum::Floor && mOverflowMode == OverflowModeEnum::Wrap &&
            mProduct.mode == ArithmeticModeEnum::KeepLSB && mSum.mode == ArithmeticModeEnum::KeepLSB &&
            mProduct.wordLength == mSum.wordLength && mCastBeforeSum;
-}
-
-hvArray* fimath::getCStyle() const {
-    return hvCreateDoubleScalar(isCStyle() ? 1.0 : 0.0);
 }

@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "descriptors/fimath.h"
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
+
+using namespace tolvane::detail;
 
 constinit std::unique_ptr<fimath> fimath::sGlobalFimath;
 constinit std::uint32_t fimath::sGlobalFimathReferenceCount = 0;
@@ -51,7 +53,7 @@ void fimath::decGlobalFimathRefCount() {
 namespace {
 
 [[noreturn]] void raiseInvalidKey() {
-    raiseError("fixedpoint:fimath:InvalidFimathKey", "The fimath dictionary does not contain a fimath with that tag.");
+    raise("fixedpoint:fimath:InvalidFimathKey", "The fimath dictionary does not contain a fimath with that tag.");
 }
 
 }  // namespace
@@ -66,8 +68,8 @@ bool fimath::fimathMapKeyExists(const std::string& tag) {
 
 void fimath::addToFimathMap(const std::string& tag, const fimath& source) {
     if (!sFimathMap.try_emplace(tag, source).second) {
-        raiseError("fixedpoint:fimath:FimathKeyExists",
-                   "The fimath dictionary already contains a fimath with the tag: " + tag);
+        raise("fixedpoint:fimath:FimathKeyExists",
+              "The fimath dictionary already contains a fimath with the tag: " + tag);
     }
 }
 
@@ -83,7 +85,7 @@ fimath& fimath::getFromFimathMap(const std::string& tag) {
     const auto entry = sFimathMap.find(tag);
     if (entry == sFimathMap.end()) {
         // Callers compare this text, so it stays different from those of the other operations.
-        raiseError("VELMAR:class:MustBeHandle", "Parameter must be a handle.");
+        raise("VELMAR:class:MustBeHandle", "Parameter must be a handle.");
     }
     return entry->second;
 }

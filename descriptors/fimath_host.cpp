@@ -4,24 +4,24 @@
 #include <string>
 #include <utility>
 
+#include "descriptors/enum_texts.h"
+#include "descriptors/enum_types.h"
 #include "descriptors/fimath.h"
 #include "descriptors/host_object.h"
+#include "descriptors/int_bounds.h"
 #include "descriptors/property_events.h"
-#include "host/EnumStringType.h"
 #include "host/ErrorIdException.h"
 #include "host/hv.h"
 
 using namespace tolvane::detail;
 
 EnumStringType* fimath::getPrecisionModeEnum() {
-    static EnumStringType* const kType =
-        EnumStringType::findOrAdd("fimathPrecisionModeEnum", {{0, "Arbitrary"}, {1, "Stepped"}});
+    static EnumStringType* const kType = enumType("fimathPrecisionModeEnum", enumtexts::kPrecisionModes);
     return kType;
 }
 
 EnumStringType* fimath::getArithmeticModeEnum() {
-    static EnumStringType* const kType = EnumStringType::findOrAdd(
-        "fimathArithmeticModeEnum", {{0, "FullPrecision"}, {1, "KeepLSB"}, {2, "KeepMSB"}, {3, "SpecifyPrecision"}});
+    static EnumStringType* const kType = enumType("fimathArithmeticModeEnum", enumtexts::kArithmeticModes);
     return kType;
 }
 
@@ -65,4 +65,26 @@ void fimath::fimathNotifyFixedPropEvent(OMInterface* interface, double value, co
 
 void fimath::fimathNotifyFixedPropsStringPropEvent(OMInterface* interface, const char* text, const char* property) {
     propertyevents::sendPostSet(interface, propertyevents::findProperty(interface, property), text);
+}
+
+fimath::fimath(const hvArray* value) : fimath(convertFromVelmarArray(value)) {}
+
+bool fimath::setCStyle(const hvArray* value) {
+    constexpr int kDefaultWordLength = 32;
+    const bool isOfNumbers = hvIsNumeric(value) || hvIsLogical(value);
+    const bool isEmpty = hvIsEmpty(value);
+    // The scalar is read last, since other classes have none.
+    if (!isOfNumbers || (!isEmpty && (!hvIsScalar(value) || std::isnan(hvGetScalar(value))))) {
+        raiseError("fixedpoint:fimath:cstyle:badvalue", "Word length must be scalar integer.");
+    }
+    const int wordLength = isEmpty ? kDefaultWordLength : intbounds::truncated(hvGetScalar(value));
+    if (wordLength != 0) {
+        // 1 is a logical true and requests the default preset.
+        setCStyle(wordLength == 1 ? kDefaultWordLength : wordLength);
+    }
+    return wordLength != 0;
+}
+
+hvArray* fimath::getCStyle() const {
+    return hvCreateDoubleScalar(isCStyle() ? 1.0 : 0.0);
 }

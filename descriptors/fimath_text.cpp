@@ -11,30 +11,24 @@
 #include <string>
 #include <string_view>
 
+#include "descriptors/enum_texts.h"
 #include "descriptors/fimath.h"
-#include "host/EnumStringType.h"
-#include "host/ErrorIdException.h"
-#include "host/bs.h"
-#include "host/hsc.h"
+#include "numbers/services.h"
+
+using namespace tolvane::detail;
 
 namespace {
 
 using ModeEnum = fimath::ArithmeticModeEnum;
 
-template <class Enum>
-const char* textOf(const EnumStringType* type, Enum value) {
-    const char* const text = type->getText(static_cast<std::int32_t>(value));
-    return text == nullptr ? "" : text;
-}
-
 const char* textOf(embedded::RoundModeEnum mode) {
-    return textOf(embedded::getRoundModeEnum(), mode);
+    return enumtexts::textOf(enumtexts::kRoundModes, mode);
 }
 const char* textOf(embedded::OverflowModeEnum mode) {
-    return textOf(embedded::getOverflowModeEnum(), mode);
+    return enumtexts::textOf(enumtexts::kOverflowModes, mode);
 }
 const char* textOf(ModeEnum mode) {
-    return textOf(fimath::getArithmeticModeEnum(), mode);
+    return enumtexts::textOf(enumtexts::kArithmeticModes, mode);
 }
 
 /// Formats a double with at most 17 significant digits.
@@ -51,7 +45,7 @@ std::string shortText(double value) {
 
 /// Copies a text to memory that the caller frees with bsFree.
 char* newText(std::string_view text) {
-    auto* const copy = static_cast<char*>(bsMallocWithCheck(text.size() + 1));
+    auto* const copy = static_cast<char*>(allocateOrRaise(text.size() + 1));
     text.copy(copy, text.size());
     copy[text.size()] = '\0';
     return copy;
@@ -66,7 +60,7 @@ char* newSlopeText(double factor, int exponent, double slope) {
 }
 
 [[noreturn]] void raiseInvalidText(std::string_view text) {
-    raiseError("fixedpoint:fimath:string2Fimath", "\nThe '" + std::string(text) + "' enumerated value is invalid.\n");
+    raise("fixedpoint:fimath:string2Fimath", "\nThe '" + std::string(text) + "' enumerated value is invalid.\n");
 }
 
 /// Takes the next line from the text. The end of the text also ends a line; after it lines are empty and missing.
@@ -83,13 +77,13 @@ class Lines {
     }
     bool wasLastMissing() const { return mIsMissing; }
 
-    template <class Enum>
-    Enum nextMode(const EnumStringType* type) {
-        std::int32_t value = 0;
-        if (!type->getValue(next(), value)) {
+    template <class Table>
+    auto nextMode(const Table& table) {
+        const auto value = enumtexts::valueOf(table, next());
+        if (!value) {
             raiseInvalidText(mLine);
         }
-        return static_cast<Enum>(value);
+        return *value;
     }
 
     int nextNumber() {
@@ -105,7 +99,7 @@ class Lines {
 
 /// Prints a property in its own line, with right-aligned names.
 void printLine(const std::string& property, const std::string& value) {
-    hscPrintf("\n%22s: %s", property.c_str(), value.c_str());
+    print("\n%22s: %s", property.c_str(), value.c_str());
 }
 
 }  // namespace
@@ -188,14 +182,14 @@ char* fimath::convertToString() const {
 std::unique_ptr<fimath> fimath::string2Fimath(const char* text) {
     Lines lines(text);
     const auto nextRegister = [&lines](RegisterRules& rules) {
-        rules.mode = lines.nextMode<ArithmeticModeEnum>(getArithmeticModeEnum());
+        rules.mode = lines.nextMode(enumtexts::kArithmeticModes);
         rules.wordLength = lines.nextNumber();
         rules.maxWordLength = lines.nextNumber();
         rules.setFractionLength(lines.nextNumber());
     };
     std::unique_ptr<fimath> made(new fimath(Factory{}));
-    made->mRoundMode = lines.nextMode<RoundModeEnum>(embedded::getRoundModeEnum());
-    made->mOverflowMode = lines.nextMode<OverflowModeEnum>(embedded::getOverflowModeEnum());
+    made->mRoundMode = lines.nextMode(enumtexts::kRoundModes);
+    made->mOverflowMode = lines.nextMode(enumtexts::kOverflowModes);
     nextRegister(made->mProduct);
     nextRegister(made->mSum);
     made->mCastBeforeSum = lines.nextNumber() != 0;
@@ -279,5 +273,5 @@ void fimath::disp() const {
     if (mSum.mode != ArithmeticModeEnum::FullPrecision) {
         printLine("CastBeforeSum", mCastBeforeSum ? "true" : "false");
     }
-    hscPrintf("\n");
+    print("\n");
 }

@@ -1,12 +1,14 @@
 #include "fi/FiColumnReference.h"
 
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
+
+using namespace tolvane::detail;
 
 FiColumnReference::FiColumnReference(fi& root, std::uint64_t column)
     : FiReference(root), mMatrixNumel(root.numel()), mStartIndex(root.getM() * column) {
     if (column > root.getN()) {
-        raiseError("fixedpoint:fi:FiColumnReference:ColumnNumberOutOfRange",
-                   "FiColumnReference::Column number out of range in FiColumnReference constructor");
+        raise("fixedpoint:fi:FiColumnReference:ColumnNumberOutOfRange",
+              "FiColumnReference::Column number out of range in FiColumnReference constructor");
     }
     becomeColumnOf(root.getM());
 }
@@ -14,9 +16,9 @@ FiColumnReference::FiColumnReference(fi& root, std::uint64_t column)
 FiColumnReference::FiColumnReference(fi& root, std::uint64_t start, std::uint64_t count)
     : FiReference(root), mMatrixNumel(root.numel()), mStartIndex(start) {
     if (start > mMatrixNumel || count > mMatrixNumel - start) {
-        raiseError("fixedpoint:fi:FiColumnReference:IndexOutOfRange",
-                   "FiColumnReference::StartIndex + Length exceeds original matrix size in FiColumnReference "
-                   "constructor");
+        raise("fixedpoint:fi:FiColumnReference:IndexOutOfRange",
+              "FiColumnReference::StartIndex + Length exceeds original matrix size in FiColumnReference "
+              "constructor");
     }
     becomeColumnOf(count);
 }
@@ -46,7 +48,7 @@ void FiColumnReference::setIndex(std::uint64_t index) const {
 
 void FiColumnReference::setColumn(std::uint64_t column) {
     if (column >= getRoot().getN()) {
-        raiseError("fixedpoint:fi:FiColumnReference:setColumn", "Column number out of range.");
+        raise("fixedpoint:fi:FiColumnReference:setColumn", "Column number out of range.");
     }
     mStartIndex = numel() * column;
 }

@@ -660,6 +660,12 @@ class TOLVANE_API fi {
     hvArray* le(const fi& b) const;
     /// Returns a new host logical scalar: equal dimensions, complexity and values.
     hvArray* isequal(const fi& b) const;
+    /// As these, with the flags in memory of the caller: the function is called once, with the operand whose dimensions
+    /// the result has, and returns memory for a flag of each element.
+    enum class Comparison { eq, ne, gt, ge, lt, le };
+    using FlagsFor = std::function<std::span<std::uint8_t>(const fi& shape)>;
+    void compare(Comparison comparison, const fi& b, const FlagsFor& flagsFor) const;
+    bool equalsArray(const fi& b) const;
     /// Make a new array of the larger or smaller elements, complex ones by magnitude; ties keep the array's element, or
     /// the left one. Raise "fixedpoint:fi:max:numerictypemismatch", "fixedpoint:fi:max:fimathmismatch" (or "min") and
     /// "fixedpoint:fi:dimagree".
@@ -668,6 +674,9 @@ class TOLVANE_API fi {
     /// Set the extremes of the columns and their row numbers, from 1; the caller owns both.
     void unary_max(fi*& values, hvArray*& indices) const;
     void unary_min(fi*& values, hvArray*& indices) const;
+    /// As above, with the row numbers in memory of the caller, one for each column.
+    std::unique_ptr<fi> greatestOfColumns(double* rows) const;
+    std::unique_ptr<fi> leastOfColumns(double* rows) const;
     /// Make a copy whose real parts are sorted as number::stridesort does; the second form also stores the original
     /// position of each element in the caller's array of doubles.
     fi& stridesort(bool ascending, std::uint64_t stride, std::uint64_t length) const;
@@ -768,6 +777,8 @@ class TOLVANE_API fi {
     fi& complex(const fi& imagPart) const;
     /// Returns -1, 0 and 1 as a new host int8 array. Raises "fixedpoint:fi:complexnotdefined".
     hvArray* sign() const;
+    /// As above, into memory of the caller.
+    void storeSigns(std::span<std::int8_t> signs) const;
     fi* getRealFi() const;
     fi* getImagFi() const;
 
@@ -961,7 +972,9 @@ class TOLVANE_API fi {
     template <class Extreme>
     fi& extremeWith(const fi& b) const;
     template <class Extreme>
-    void extremesOfColumns(fi*& values, hvArray*& indices) const;
+    std::unique_ptr<fi> extremesOfColumns(double* rows) const;
+    /// The sizes of an array with one element for each column.
+    Dimensions sizesOfColumns() const;
     /// The common last step of the constructors that copy a part of another array.
     void finishCopy(const fi& source);
     bool isView() const { return mAssignmentQuantizerRef != &mAssignmentQuantizer; }

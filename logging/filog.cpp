@@ -1,9 +1,11 @@
 #include "logging/filog.h"
 
-#include "host/EnumStringType.h"
-#include "host/hsc.h"
+#include "descriptors/enum_texts.h"
 #include "logging/qlogger.h"
 #include "logging/shared_logs.h"
+#include "numbers/services.h"
+
+using namespace tolvane::detail;
 
 namespace {
 
@@ -42,16 +44,15 @@ void filog::update(double min, double max, std::uint64_t overflows, std::uint64_
 }
 
 void filog::disp() const {
-    const char* const operation = embedded::getOperationTypeEnum()->getText(static_cast<std::int32_t>(mOperationType));
-    hscPrintf("\n          Key: %s", mKey.c_str());
-    hscPrintf("\n          Tag: %s", mTag.c_str());
-    hscPrintf("\nOperationType: %s", operation == nullptr ? "" : operation);
-    hscPrintf("\n  numerictype: %s", mNumericType.tostring("numerictype").c_str());
-    hscPrintf("\n       minlog: %g", getMinLogAsRealWorldValue());
-    hscPrintf("\n       maxlog: %g", getMaxLogAsRealWorldValue());
-    hscPrintf("\n   noverflows: %llu", static_cast<unsigned long long>(mNumberOfOverflows));
-    hscPrintf("\n  nunderflows: %llu", static_cast<unsigned long long>(mNumberOfUnderflows));
-    hscPrintf("\n");
+    print("\n          Key: %s", mKey.c_str());
+    print("\n          Tag: %s", mTag.c_str());
+    print("\nOperationType: %s", enumtexts::textOf(enumtexts::kOperationTypes, mOperationType));
+    print("\n  numerictype: %s", mNumericType.tostring("numerictype").c_str());
+    print("\n       minlog: %g", getMinLogAsRealWorldValue());
+    print("\n       maxlog: %g", getMaxLogAsRealWorldValue());
+    print("\n   noverflows: %llu", static_cast<unsigned long long>(mNumberOfOverflows));
+    print("\n  nunderflows: %llu", static_cast<unsigned long long>(mNumberOfUnderflows));
+    print("\n");
 }
 
 std::map<std::string, filog>& filog::getLogMap() {

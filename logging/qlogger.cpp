@@ -1,20 +1,17 @@
 #include "logging/qlogger.h"
 
-#include <iterator>
+#include <limits>
 #include <string>
 #include <utility>
 
 #include "host/ErrorIdException.h"
-#include "host/bs.h"
-#include "host/hsc.h"
-#include "host/hv.h"
 #include "logging/filog.h"
 #include "logging/shared_logs.h"
 #include "numbers/owned_copy.h"
+#include "numbers/services.h"
 
 using EmbeddedTypeSystem::NumericType;
-using tolvane::detail::copyOf;
-using tolvane::detail::lockSharedLogs;
+using namespace tolvane::detail;
 
 std::atomic<bool> qlogger::sLogging{false};
 std::atomic<embedded::LogTypeEnum> qlogger::sLogType{};
@@ -25,25 +22,8 @@ number defaultNumber(double value) {
     return number(value, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
 }
 
-/// Converts as a signed count and corrects negative results, so the greatest counts round in two steps.
-double countAsDouble(std::uint64_t count) {
-    const auto value = static_cast<double>(static_cast<std::int64_t>(count));
-    return value < 0.0 ? value + 0x1p64 : value;
-}
-
 std::uint64_t exchangeOld(std::uint64_t count, std::uint64_t& old) {
     return count - std::exchange(old, count);
-}
-
-hvArray* makeStruct(double max, double min, std::uint64_t overflows, std::uint64_t underflows,
-                    std::uint64_t operations) {
-    static constexpr const char* kNames[] = {"Max", "Min", "NOverflows", "NUnderflows", "NOperations"};
-    const double values[] = {max, min, countAsDouble(overflows), countAsDouble(underflows), countAsDouble(operations)};
-    hvArrayOwner result(hvCreateStructMatrix(1, 1, std::size(kNames), kNames));
-    for (std::size_t i = 0; i < std::size(kNames); ++i) {
-        hvSetField(result.get(), 0, kNames[i], hvCreateDoubleScalar(values[i]));
-    }
-    return result.release();
 }
 
 }  // namespace
@@ -267,11 +247,11 @@ std::string& qlogger::tag() const {
 }
 
 double qlogger::getStartOfMax() {
-    return -bsGetRealMax();
+    return std::numeric_limits<double>::lowest();
 }
 
 double qlogger::getStartOfMin() {
-    return bsGetRealMax();
+    return std::numeric_limits<double>::max();
 }
 
 std::string qlogger::operationTypeToString() const {
@@ -307,21 +287,12 @@ void qlogger::writeLogMap(std::map<std::string, filog>& logs) const {
     }
 }
 
-hvArray* qlogger::toHvArrayStruct() const {
-    return makeStruct(getMaxLogAsRealWorldValue(), getMinLogAsRealWorldValue(), mNoverflows, mNunderflows,
-                      mNoperations);
-}
-
-hvArray* qlogger::createUninitializedhvArrayStruct() {
-    return makeStruct(getStartOfMax(), getStartOfMin(), 0, 0, 0);
-}
-
 void qlogger::disp() const {
-    hscPrintf("        Max: %g\n", getMaxLogAsRealWorldValue());
-    hscPrintf("        Min: %g\n", getMinLogAsRealWorldValue());
-    hscPrintf(" NOverflows: %ld\n", static_cast<long>(mNoverflows));
-    hscPrintf("NUnderflows: %ld\n", static_cast<long>(mNunderflows));
-    hscPrintf("        Tag: %s\n", getTag().c_str());
+    print("        Max: %g\n", getMaxLogAsRealWorldValue());
+    print("        Min: %g\n", getMinLogAsRealWorldValue());
+    print(" NOverflows: %ld\n", static_cast<long>(mNoverflows));
+    print("NUnderflows: %ld\n", static_cast<long>(mNunderflows));
+    print("        Tag: %s\n", getTag().c_str());
 }
 
 const char* qlogger::getVelmarClassName() {

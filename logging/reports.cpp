@@ -3,9 +3,9 @@
 #include <initializer_list>
 #include <string>
 
-#include "host/hsc.h"
 #include "logging/qlogger.h"
 #include "logging/shared_logs.h"
+#include "numbers/services.h"
 
 namespace tolvane::detail::reports {
 
@@ -49,9 +49,9 @@ std::string_view pluralSuffix(std::uint64_t count) {
     return count > 1 ? "s" : "";
 }
 
-void warn(const char* id, std::string_view format, std::uint64_t count, std::string_view operation) {
+void warnOfCount(const char* id, std::string_view format, std::uint64_t count, std::string_view operation) {
     if (count != 0) {
-        hscWarnMsgIdAndTxt(id, "%s", fill(format, {std::to_string(count), pluralSuffix(count), operation}).c_str());
+        detail::warn(id, fill(format, {std::to_string(count), pluralSuffix(count), operation}));
     }
 }
 
@@ -59,11 +59,11 @@ constexpr const char* kOverflow = "fi:overflow";
 constexpr const char* kUnderflow = "fi:underflow";
 
 void warnOfOverflows(const Texts& texts, std::uint64_t count, const OperationName& operation) {
-    warn(kOverflow, texts.overflow, count, operation.overflow);
+    warnOfCount(kOverflow, texts.overflow, count, operation.overflow);
 }
 
 void warnOfUnderflows(const Texts& texts, std::uint64_t count, const OperationName& operation) {
-    warn(kUnderflow, texts.underflow, count, operation.underflow);
+    warnOfCount(kUnderflow, texts.underflow, count, operation.underflow);
 }
 
 void warnOf(const Texts& texts, Changes changes, const OperationName& operation) {
@@ -76,7 +76,7 @@ void warnOfPlace(std::string_view place, Changes changes, const OperationName& o
                               std::string_view name) {
         if (count != 0) {
             const std::string text = fill(format, {std::to_string(count), place, kind, pluralSuffix(count), name});
-            hscWarnMsgIdAndTxt(id, "%s", text.c_str());
+            detail::warn(id, text);
         }
     };
     send(kOverflow, kTexts.productOrSum.overflow, changes.overflows, "overflow", operation.overflow);

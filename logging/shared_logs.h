@@ -3,9 +3,11 @@
 
 #include <mutex>
 
+#include "host/export.h"
+
 namespace tolvane::detail {
 
 /// Waits for the lock. It is never held while the host is called, since a warning can lead back into the library.
-std::unique_lock<std::mutex> lockSharedLogs();
+TOLVANE_API std::unique_lock<std::mutex> lockSharedLogs();
 
 }  // namespace tolvane::detail

@@ -2,9 +2,8 @@
 
 #include <cmath>
 
-#include "host/ErrorIdException.h"
-#include "host/bs.h"
 #include "numbers/rounding.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -17,7 +16,7 @@ int exactlog2(int n) {
     // As a double, so that the magnitude of the most negative integer exists.
     const double mantissa = std::frexp(std::fabs(static_cast<double>(n)), &exponent);
     if (mantissa != 0.5) {
-        raiseError("fixedpoint:exactlog2:exactpower", "Must be an exact power of 2.");
+        raise("fixedpoint:exactlog2:exactpower", "Must be an exact power of 2.");
     }
     return exponent - 1;
 }
@@ -29,7 +28,7 @@ double mod(double x, double y) {
         return x;
     }
     if (!std::isfinite(x) || !std::isfinite(y)) {
-        return bsGetNaN();
+        return std::numeric_limits<double>::quiet_NaN();
     }
     return y == rounding::roundFloor(y) ? rounding::modWhole(x, y) : rounding::modFractional(x, y);
 }

@@ -1,13 +1,14 @@
 #include "numbers/bases.h"
 
-#include "host/ErrorIdException.h"
-#include "host/hm.h"
+#include <cmath>
+
+#include "numbers/services.h"
 
 namespace tolvane::detail {
 
 void requireBase(int base, int greatest, const std::string& id) {
     if (base < 2 || base > greatest) {
-        raiseError(id, "Base value must be >= 2 and <= " + std::to_string(greatest));
+        raise(id, "Base value must be >= 2 and <= " + std::to_string(greatest));
     }
 }
 
@@ -18,9 +19,9 @@ int digitCount(int wordBits, int base) {
         case 2:
             return wordBits;
         case 16:
-            return static_cast<int>(hmFdlibm_ceil(wordBits * 0.25));
+            return static_cast<int>(std::ceil(wordBits * 0.25));
         default:
-            return static_cast<int>(hmFdlibm_ceil(wordBits * hmFdlibm_log(2.0) / hmFdlibm_log(base)));
+            return static_cast<int>(std::ceil(wordBits * services().log(2.0) / services().log(base)));
     }
 }
 

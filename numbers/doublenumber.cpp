@@ -6,10 +6,8 @@
 #include <new>
 #include <utility>
 
-#include "host/bs.h"
-#include "host/hm.h"
-#include "host/hsc.h"
 #include "numbers/errors.h"
+#include "numbers/services.h"
 #include "numbers/stridesort.h"
 #include "numbers/truncation.h"
 
@@ -27,10 +25,10 @@ bool isEqual(double a, double b) {
 constexpr std::uint64_t kLineBytes = 64;
 
 void* allocateBytes(std::uint64_t bytes, embeddedNumberTags::NumberVector) {
-    return bsCalloc(1, bytes);
+    return services().allocateZeros(bytes);
 }
 void* allocateBytes(std::uint64_t bytes, embeddedNumberTags::UnsetVector) {
-    return bsMalloc(bytes);
+    return services().allocate(bytes);
 }
 
 /// Returns memory for bsFree that holds this many doubles, starting at a cache line. Raises
@@ -64,7 +62,7 @@ doublenumber::State::State(std::uint64_t count, std::uint32_t precision, Tag tag
 
 void doublenumber::State::freeBlock() {
     if (elementCount > 1) {
-        bsFree(block);
+        services().release(block);
     }
 }
 
@@ -163,7 +161,7 @@ void doublenumber::setvalue(const std::uint32_t* words, int wordCount, bool isSi
 
 doublenumber& doublenumber::stripscaling(double, int exponent, double) {
     const double scaled = rounding::scaleByPowerOfTwo(getelement(), rounding::negatedExponent(exponent));
-    setelement(bsDoubleScalarRound(scaled));
+    setelement(std::round(scaled));
     return *this;
 }
 
@@ -190,12 +188,12 @@ int doublenumber::unbiasedexponent() const {
 
 void doublenumber::disp() const {
     for (std::uint64_t i = 0; i < numel(); ++i) {
-        hscPrintf("\ndoublenumber[%ld] = %g", static_cast<long>(i), getelement(i));
+        print("\ndoublenumber[%ld] = %g", static_cast<long>(i), getelement(i));
     }
 }
 
 doublenumber& doublenumber::hypot(double a, double b) {
-    setelement(hmFdlibm_hypot(a, b));
+    setelement(services().hypot(a, b));
     return *this;
 }
 

@@ -1,15 +1,15 @@
 #include "numbers/errors.h"
 
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
 
 namespace tolvane::detail {
 
 void raiseOutOfMemory() {
-    raiseError("fixedpoint:fi:outofmemory", "Not enough memory to allocate new fi object.");
+    raise("fixedpoint:fi:outofmemory", "Not enough memory to allocate new fi object.");
 }
 
 void raiseDimensionsDisagree() {
-    raiseError("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
+    raise("fixedpoint:fi:dimagree", "Matrix dimensions must agree.");
 }
 
 }  // namespace tolvane::detail

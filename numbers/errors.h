@@ -3,12 +3,14 @@
 // Each id and text is written once; the layers above raise the same errors through these functions.
 #pragma once
 
+#include "host/export.h"
+
 namespace tolvane::detail {
 
 /// Raises "fixedpoint:fi:outofmemory".
-[[noreturn]] void raiseOutOfMemory();
+[[noreturn]] TOLVANE_API void raiseOutOfMemory();
 
 /// Raises "fixedpoint:fi:dimagree".
-[[noreturn]] void raiseDimensionsDisagree();
+[[noreturn]] TOLVANE_API void raiseDimensionsDisagree();
 
 }  // namespace tolvane::detail

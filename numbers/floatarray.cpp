@@ -44,7 +44,7 @@ floatarray::floatarray(std::uint64_t count, mpfr_prec_t precision) : mCount(coun
 floatarray::~floatarray() {
     for (std::uint64_t i = 0; mHasReplaced && i < mCount; ++i) {
         if (!isInBlock(mElements[i])) {
-            bsFree(mElements[i]);
+            services().release(mElements[i]);
         }
     }
 }
@@ -83,7 +83,7 @@ void floatarray::replace(std::uint64_t index, mpfr_prec_t precision) {
     const mpfr_ptr wider = placeFloat(allocateHostBytes(floatBytes(precision)), precision);
     mpfr_set(wider, mElements[index], MPFR_RNDN);
     if (!isInBlock(mElements[index])) {
-        bsFree(mElements[index]);
+        services().release(mElements[index]);
     }
     mElements[index] = wider;
     mHasReplaced = true;

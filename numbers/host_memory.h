@@ -7,20 +7,20 @@
 #include <new>
 #include <vector>
 
-#include "host/bs.h"
 #include "numbers/errors.h"
+#include "numbers/services.h"
 
 namespace tolvane::detail {
 
 struct HostFree {
-    void operator()(void* memory) const { bsFree(memory); }
+    void operator()(void* memory) const { services().release(memory); }
 };
 template <class T>
 using HostMemory = std::unique_ptr<T[], HostFree>;
 
 /// Returns uninitialised bytes. Raises "fixedpoint:fi:outofmemory".
 inline void* allocateHostBytes(std::uint64_t bytes) {
-    void* const memory = bytes <= PTRDIFF_MAX ? bsMalloc(bytes) : nullptr;
+    void* const memory = bytes <= PTRDIFF_MAX ? services().allocate(bytes) : nullptr;
     if (!memory) {
         raiseOutOfMemory();
     }
@@ -37,7 +37,7 @@ HostMemory<T> allocateHostZeros(std::uint64_t count, std::uint64_t size) {
     if (all == 0) {
         return nullptr;
     }
-    HostMemory<T> memory(static_cast<T*>(bsCalloc(all, sizeof(T))));
+    HostMemory<T> memory(static_cast<T*>(services().allocateZeros(all * sizeof(T))));
     if (!memory) {
         raiseOutOfMemory();
     }

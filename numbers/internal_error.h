@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
 
 namespace tolvane::detail {
 
@@ -15,7 +15,7 @@ inline constexpr char kInternalErrorTrailer[] =
 
 /// Raises an error whose message is `message` followed by the trailer.
 [[noreturn]] inline void raiseInternalError(std::string id, const std::string& message) {
-    raiseError(std::move(id), message + kInternalErrorTrailer);
+    raise(std::move(id), message + kInternalErrorTrailer);
 }
 
 }  // namespace tolvane::detail

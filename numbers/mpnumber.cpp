@@ -7,13 +7,12 @@
 #include <span>
 #include <utility>
 
-#include "host/bs.h"
-#include "host/hsc.h"
 #include "numbers/errors.h"
 #include "numbers/gmpinteger.h"
 #include "numbers/mpnumber.inl.h"
 #include "numbers/mpscratch.h"
 #include "numbers/rounding.h"
+#include "numbers/services.h"
 #include "numbers/stridesort.h"
 #include "numbers/truncation.h"
 
@@ -221,7 +220,6 @@ void setInteger(mpfr_ptr x, const std::uint32_t* words, int wordCount, bool isSi
     }
     mpfr_set_z(x, integer, MPFR_RNDN);
     scale(x, exponent);
-    bsResetFPU();
 }
 
 }  // namespace
@@ -407,7 +405,7 @@ void mpnumber::setprecision(std::uint32_t precision) {
 }
 
 void mpnumber::disp() const {
-    hscPrintf("\nPrecision = %d\n", static_cast<int>(getprecision()));
+    print("\nPrecision = %d\n", static_cast<int>(getprecision()));
 }
 
 const mpnumber& mpnumber::getOneHalf() {

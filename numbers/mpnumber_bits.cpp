@@ -6,12 +6,12 @@
 #include <string>
 #include <utility>
 
-#include "host/bs.h"
 #include "numbers/bit_position.h"
 #include "numbers/gmpinteger.h"
 #include "numbers/internal_error.h"
 #include "numbers/mpnumber.inl.h"
 #include "numbers/mpscratch.h"
+#include "numbers/services.h"
 #include "numbers/storedinteger.h"
 
 using namespace tolvane::detail;
@@ -43,7 +43,6 @@ void setStoredInteger(mpfr_ptr x, mpz_srcptr word, bool isNegative, int exponent
         mpfr_sub(x, x, twoToWordlength, rounding);
     }
     mpfr_mul_2si(x, x, exponent, MPFR_RNDN);
-    bsResetFPU();
 }
 
 /// Replaces x by the stored integer that `combine` makes from those of x and other.

@@ -14,12 +14,10 @@
 #include <string_view>
 #include <utility>
 
-#include "host/ErrorIdException.h"
-#include "host/bs.h"
-#include "host/hsc.h"
 #include "numbers/gmpinteger.h"
 #include "numbers/mpnumber.inl.h"
 #include "numbers/mpscratch.h"
+#include "numbers/services.h"
 #include "numbers/storedinteger.h"
 
 using namespace tolvane::detail;
@@ -154,7 +152,6 @@ void mpnumber::fixed2sdec(char* out, unsigned length, unsigned /*wordlength*/, i
         text.insert(0, 1, '-');
     }
     writeRightAligned(field, text, ' ');
-    bsResetFPU();
 }
 
 void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int fractionlength) const {
@@ -187,7 +184,6 @@ void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int f
         }
     }
     writePattern(field, std::move(pattern));
-    bsResetFPU();
 }
 
 void mpnumber::float2base(char* out, int length, int base, int wordlength, int exponentlength, int fractionlength,
@@ -248,7 +244,6 @@ void mpnumber::float2base(char* out, int length, int base, int wordlength, int e
         }
     }
     writePattern(field, std::move(pattern));
-    bsResetFPU();
 }
 
 void mpnumber::base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned) {
@@ -256,10 +251,10 @@ void mpnumber::base2fixed(const char* text, int base, int wordlength, int fracti
     gmpinteger kept;
     mpz_tdiv_r_2exp(kept, z, bitsOrNone(wordlength));
     if (mpz_cmp(kept, z) != 0) {
-        hscWarnMsgIdAndTxt("fixedpoint:base2fixed:too_many_bits",
-                           "The word length of the fi object is shorter than the number of bits you were trying to "
-                           "assign. Only the %d least-significant bits were used.",
-                           wordlength);
+        warn(
+            "fixedpoint:base2fixed:too_many_bits",
+            "The word length of the fi object is shorter than the number of bits you were trying to assign. Only the " +
+                std::to_string(wordlength) + " least-significant bits were used.");
     }
 
     change([&](mpfr_ptr x) {
@@ -273,14 +268,13 @@ void mpnumber::base2fixed(const char* text, int base, int wordlength, int fracti
         }
         mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
     });
-    bsResetFPU();
 }
 
 void mpnumber::base2float(const char* text, int base, int wordlength, int /*exponentlength*/, int fractionlength,
                           int exponentmax, int exponentmin) {
     gmpinteger z = parsed(text, base);
     if (z.sign() > 0 && z.bitCount() > bitsOrNone(wordlength)) {
-        raiseError("fixedpoint:fi:base2float:valuetoolarge", "Value is too large for indicated wordlength.");
+        raise("fixedpoint:fi:base2float:valuetoolarge", "Value is too large for indicated wordlength.");
     }
     // A text with a minus has all high bits set; clearing one must not build more than the widest word there is.
     constexpr int kWidestWord = 65535;
@@ -324,7 +318,6 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
             mpfr_neg(x, x, MPFR_RNDN);
         }
     });
-    bsResetFPU();
 }
 
 void mpnumber::fixed2IntArray(std::uint32_t* out, int words, int /*wordlength*/, double /*slope*/, int exponent,
@@ -343,5 +336,4 @@ void mpnumber::fixed2IntArray(std::uint32_t* out, int words, int /*wordlength*/,
     std::size_t written = 0;
     mpz_export(out, &written, -1, sizeof(std::uint32_t), 0, 0, z);
     std::fill(out + written, out + wordCount, 0U);
-    bsResetFPU();
 }

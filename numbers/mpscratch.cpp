@@ -1,7 +1,7 @@
 #include "numbers/mpscratch.h"
 
-#include "host/bs.h"
 #include "numbers/errors.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -9,7 +9,7 @@ mpscratch::mpscratch(mpfr_prec_t precision) {
     void* significand = mInside;
     const std::size_t bytes = mpfr_custom_get_size(precision);
     if (bytes > sizeof(mInside)) {
-        mOutside = bsMalloc(bytes);
+        mOutside = services().allocate(bytes);
         if (!mOutside) {
             raiseOutOfMemory();
         }
@@ -20,5 +20,5 @@ mpscratch::mpscratch(mpfr_prec_t precision) {
 }
 
 mpscratch::~mpscratch() {
-    bsFree(mOutside);
+    services().release(mOutside);
 }

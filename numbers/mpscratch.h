@@ -10,9 +10,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "host/export.h"
+
 namespace tolvane::detail {
 
-class mpscratch {
+class TOLVANE_API mpscratch {
  public:
     /// Makes a zero of the given precision in bits. Raises "fixedpoint:fi:outofmemory".
     explicit mpscratch(mpfr_prec_t precision);

@@ -9,12 +9,13 @@
 #include <cstdint>
 #include <span>
 
+#include "host/export.h"
 #include "numbers/host_memory.h"
 #include "numbers/words.h"
 
 namespace tolvane::detail {
 
-class wordarray {
+class TOLVANE_API wordarray {
  public:
     /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as every function that needs memory does, before
     /// anything has changed.

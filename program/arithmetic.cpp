@@ -288,6 +288,49 @@ fixed_array operator*(const fixed_array& a, const fixed_array& b) {
     return ArrayAccess::make(type, operands.shape(), std::move(real), std::move(imag));
 }
 
+fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_format& format) {
+    requireReal(a, "divide");
+    requireReal(b, "divide");
+    const Broadcast operands(a, b);
+    const Words left = operands.expanded(ArrayAccess::real(a), a.shape());
+    const Words right = operands.expanded(ArrayAccess::real(b), b.shape());
+    Place place(format);
+    // Quotients rounded down to this, and odd if something was cut off, are rounded like the exact ones; only chances
+    // are those of the bits that are there.
+    detail::integers::QuotientRounding rounding;
+    constexpr int kManyBits = 62;
+    rounding.guardBits = format.rounding() == tolvane::rounding::stochastic ? kManyBits : rounding.guardBits;
+    const int exponent = -format.type().fraction - rounding.guardBits;
+    const Extent dividend = detail::integers::extentOf(left->grid());
+    const Extent divisor = detail::integers::extentOf(right->grid());
+    const Extent quotient = detail::integers::quotientOf(dividend, divisor, exponent);
+    const std::size_t width = detail::integers::widthFor(
+        std::max({detail::integers::bitsToDivide(dividend, divisor, exponent), place.neededBits(quotient),
+                  detail::integers::neededBits(quotient), detail::integers::neededBits(dividend),
+                  detail::integers::neededBits(divisor)}));
+    place.open(width);
+    wordarray words(operands.count(), detail::gridOf(format.type()));
+    Arena arena(width, 5);
+    PartReader numerators(*left, arena, width);
+    PartReader denominators(*right, arena, width);
+    Block numerator = arena.next();
+    Block denominator = arena.next();
+    Block result = arena.next();
+    detail::forEachBlock(operands.count(), [&](std::uint64_t begin, std::size_t length) {
+        detail::integers::copy(numerators.block(begin, length), length, width, numerator);
+        detail::integers::copy(denominators.block(begin, length), length, width, denominator);
+        if (detail::integers::zerosOf(denominator, length, width) != 0) {
+            throw error("tolvane:array:division", "There is a zero among the divisors.");
+        }
+        detail::integers::divide(numerator, denominator, exponent, 0, length, width, result, rounding);
+        result.negativeZeros = 0;
+        place.quantize(result, length);
+        detail::store(result, length, width, words, begin);
+    });
+    place.close();
+    return ArrayAccess::make(format.type(), operands.shape(), std::move(words), std::nullopt, format.name());
+}
+
 fixed_array scaled(const fixed_array& x, int places) {
     const fixed_type type{x.type().is_signed, x.type().bits, x.type().fraction - places};
     const auto moved = [&](const Words& part) {

@@ -74,6 +74,9 @@ class TOLVANE_API fixed_array {
     template <class Source>
     fixed_array(const Source& values, const fixed_format& format, std::string name)
         : fixed_array(values, format.named(std::move(name))) {}
+    template <plain_number Number>
+    fixed_array(std::initializer_list<Number> values, const fixed_format& format, std::string name)
+        : fixed_array(values, format.named(std::move(name))) {}
     /// Words as they lie in memory, in two's complement if signed; those beyond the type raise "tolvane:array:word".
     static fixed_array from_words(std::span<const std::int64_t> words, const fixed_type& type);
     static fixed_array zeros(array_shape shape, const fixed_type& type);

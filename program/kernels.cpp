@@ -23,66 +23,36 @@ std::uint64_t nextSeed() {
 }  // namespace
 
 integers::Format formatOf(const fixed_format& format, std::uint64_t* random) {
-    integers::Format made{gridOf(format.type()), Round::Floor, Overflow::Saturate};
-    made.random = random;
-    switch (format.rounding()) {
-        case rounding::ceil:
-            made.round = Round::Ceil;
-            break;
-        case rounding::convergent:
-            made.round = Round::Convergent;
-            break;
-        case rounding::toward_zero:
-            made.round = Round::Fix;
-            break;
-        case rounding::floor:
-            break;
-        case rounding::nearest:
-            made.round = Round::Nearest;
-            break;
-        case rounding::nearest_away:
-            made.round = Round::Round;
-            break;
-        case rounding::nearest_zero:
-            made.moreRounding = MoreRounding::nearestZero;
-            break;
-        case rounding::nearest_down:
-            made.moreRounding = MoreRounding::nearestDown;
-            break;
-        case rounding::nearest_odd:
-            made.moreRounding = MoreRounding::nearestOdd;
-            break;
-        case rounding::away_from_zero:
-            made.moreRounding = MoreRounding::awayFromZero;
-            break;
-        case rounding::jam:
-            made.moreRounding = MoreRounding::jam;
-            break;
-        case rounding::add_sign:
-            made.moreRounding = MoreRounding::addSign;
-            break;
-        case rounding::stochastic:
-            made.moreRounding = MoreRounding::stochastic;
-            break;
-    }
-    switch (format.overflow()) {
-        case overflow::saturate:
-            break;
-        case overflow::wrap:
-            made.overflow = Overflow::Wrap;
-            break;
-        case overflow::symmetric:
-            made.moreOverflow = MoreOverflow::symmetric;
-            break;
-        case overflow::zero:
-            made.moreOverflow = MoreOverflow::zero;
-            break;
-        case overflow::keep_sign:
-            made.overflow = Overflow::Wrap;
-            made.moreOverflow = MoreOverflow::keepSign;
-            break;
-    }
-    return made;
+    struct RoundingRow {
+        Round round;
+        MoreRounding more = MoreRounding::none;
+    };
+    struct OverflowRow {
+        Overflow overflow;
+        MoreOverflow more = MoreOverflow::none;
+    };
+    // In the order of tolvane::rounding and tolvane::overflow.
+    static constexpr RoundingRow kRoundings[] = {{Round::Ceil},
+                                                 {Round::Convergent},
+                                                 {Round::Fix},
+                                                 {Round::Floor},
+                                                 {Round::Nearest},
+                                                 {Round::Round},
+                                                 {Round::Floor, MoreRounding::nearestZero},
+                                                 {Round::Floor, MoreRounding::nearestDown},
+                                                 {Round::Floor, MoreRounding::nearestOdd},
+                                                 {Round::Floor, MoreRounding::awayFromZero},
+                                                 {Round::Floor, MoreRounding::jam},
+                                                 {Round::Floor, MoreRounding::addSign},
+                                                 {Round::Floor, MoreRounding::stochastic}};
+    static constexpr OverflowRow kOverflows[] = {{Overflow::Saturate},
+                                                 {Overflow::Wrap},
+                                                 {Overflow::Saturate, MoreOverflow::symmetric},
+                                                 {Overflow::Saturate, MoreOverflow::zero},
+                                                 {Overflow::Wrap, MoreOverflow::keepSign}};
+    const RoundingRow& rounding = kRoundings[static_cast<std::size_t>(format.rounding())];
+    const OverflowRow& overflow = kOverflows[static_cast<std::size_t>(format.overflow())];
+    return {gridOf(format.type()), rounding.round, overflow.overflow, rounding.more, overflow.more, random};
 }
 
 Place::Place(const fixed_format& format)
@@ -159,45 +129,41 @@ value_range Place::rangeOf(const Extremes& extremes) const {
 
 int Place::bitsNeeded(const value_range& before) const {
     // Rounding keeps the order, so the extremes need the most bits. They are rounded to words that hold them.
+    const int fraction = mPublic.type().fraction;
     int needed = 1;
     for (const exact_value& value : {before.least, before.greatest}) {
         if (value.is_zero()) {
             continue;
         }
-        const int whole = std::max(value.magnitude_exponent() + mPublic.type().fraction, 0) + 3;
-        const int shift = -mPublic.type().fraction - value.exponent();
-        const int bits = std::max(whole + std::max(shift, 0), value.bits() + 2);
-        const std::size_t width = integers::widthFor(bits + std::max(-shift, 0));
-        Arena arena(width, 1);
-        Block block = arena.next();
-        std::fill_n(block.limbs, width, 0);
-        std::copy(value.magnitude().begin(), value.magnitude().end(), block.limbs);
-        block.extent = {value.exponent(), value.bits(), true};
-        if (value.is_negative()) {
-            integers::negate(1, width, block);
-            block.negativeZeros = 0;
-            block.extent = {value.exponent(), value.bits(), true};
-        }
-        std::uint64_t random = mRandom;
+        const int unit = mHasDoubles ? value.exponent() : mBefore.exponent;
         integers::Format format = mFormat;
-        format.grid.bits = whole;
-        format.grid.isSigned = true;
+        format.grid = {-fraction, std::max(value.magnitude_exponent() + fraction, 0) + 3, true};
         format.overflow = Overflow::Wrap;
         format.moreOverflow = MoreOverflow::none;
         if (format.moreRounding == MoreRounding::stochastic) {
             format.moreRounding = MoreRounding::awayFromZero;  // the farthest that it may go
         }
-        format.random = &random;
+        const integers::Extent extent{unit, value.magnitude_exponent() - unit + 1, true};
+        const std::size_t width =
+            integers::widthFor(std::max(integers::neededBits(format, extent), integers::neededBits(extent) + 1));
+        Arena arena(width, 1);
+        Block block = arena.next();
+        std::ranges::copy(value.magnitude(), block.limbs);
+        block.extent = {value.exponent(), value.bits(), true};
+        integers::align(unit, 1, width, block);
+        if (value.is_negative()) {
+            integers::negate(1, width, block);
+        }
+        block.extent = extent;
         integers::quantize(format, 1, width, block, nullptr);
         const exact_value rounded = exact_value::from_words(block.limbs, width, true, 0);
         if (rounded.is_zero()) {
             continue;
         }
-        const int bitsOfSize = rounded.magnitude_exponent() + 1;
         const bool isLeastWord =
             rounded.is_negative() && rounded.bits() == 1 && mFormat.moreOverflow != MoreOverflow::symmetric;
         const bool needsSign = mPublic.type().is_signed || before.least.is_negative();
-        needed = std::max(needed, bitsOfSize - (isLeastWord ? 1 : 0) + (needsSign ? 1 : 0));
+        needed = std::max(needed, rounded.magnitude_exponent() + (isLeastWord ? 0 : 1) + (needsSign ? 1 : 0));
     }
     return needed;
 }

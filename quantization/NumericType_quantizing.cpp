@@ -10,10 +10,11 @@
 
 #include "descriptors/NumericType.h"
 #include "descriptors/NumericType_tables.h"
-#include "host/ErrorIdException.h"
-#include "host/hm.h"
 #include "numbers/number.h"
+#include "numbers/services.h"
 #include "quantization/quantizer.h"
+
+using namespace tolvane::detail;
 
 namespace EmbeddedTypeSystem {
 
@@ -41,7 +42,7 @@ double quantized(double value, const quantizer& format) {
 int lowestBitExponent(double value) {
     constexpr int kBits = std::numeric_limits<double>::digits;
     int exponent = 0;
-    const double mantissa = hmFdlibm_frexp(std::fabs(value), &exponent);
+    const double mantissa = std::frexp(std::fabs(value), &exponent);
     const auto bits = static_cast<std::uint64_t>(std::ldexp(mantissa, kBits));
     return exponent - kBits + std::countr_zero(bits);
 }
@@ -83,7 +84,7 @@ NumericType::NumericType(const quantizer* source) : NumericType() {
             NumericType::setDataTypeMode(DataTypeModeEnum::ScaledDoubleBinaryPoint, true);
             break;
         default:
-            raiseError("numerictype:constructor:unhandledcase", "Unhandled case in the numerictype constructor.");
+            raise("numerictype:constructor:unhandledcase", "Unhandled case in the numerictype constructor.");
     }
     setIsSigned(mode == Mode::Fixed || mode == Mode::ScaledDouble);
     setWordLength(source->getWordlength());

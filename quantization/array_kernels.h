@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "descriptors/embedded.h"
+#include "host/export.h"
 #include "quantization/fixed_limits.h"
 #include "quantization/float_limits.h"
 #include "quantization/tally.h"
@@ -36,7 +37,7 @@ void quantizeFloatArray(Selection selection, const FloatDoubleLimits& limits, co
                         std::size_t count, Tally* tally);
 
 /// Whether all values are finite; for any processor.
-bool areFinite(const double* values, std::size_t count);
+TOLVANE_API bool areFinite(const double* values, std::size_t count);
 
 /// The part of a conversion to stored words that selects a loop; the code is from 0 to 6.
 struct WordSelection {

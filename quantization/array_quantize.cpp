@@ -5,9 +5,9 @@
 #include <optional>
 #include <utility>
 
-#include "host/ErrorIdException.h"
 #include "numbers/doublenumber.h"
 #include "numbers/mpnumber.h"
+#include "numbers/services.h"
 #include "numbers/wordarray.h"
 #include "quantization/array_kernels.h"
 #include "quantization/integer_blocks.h"
@@ -201,8 +201,8 @@ void quantizer::quantizeAndTally(std::span<const double> in, std::span<double> o
 
 void quantizer::quantize(std::span<const double> in, std::span<double> out) const {
     if (in.size() != out.size()) {
-        raiseError("fixedpoint:quantizer:quantize:sizemismatch",
-                   "The arrays to quantize from and into must have the same number of elements.");
+        raise("fixedpoint:quantizer:quantize:sizemismatch",
+              "The arrays to quantize from and into must have the same number of elements.");
     }
     if (in.empty()) {
         return;

@@ -1088,7 +1088,7 @@ void quantizeMore(const Task& task, std::size_t count, std::size_t width, Block&
             shiftRight(x, width, shift);
             up = isStochastic ? up : increment(half, rest, isNegative ? 1 : 0, static_cast<unsigned>(x[0] & 1U));
             mpn_add_1(x, x, sizeOf(width), up);
-            met.underflows += !wasZero && isZero(x, width) ? 1 : 0;
+            met.underflows += !wasZero && isZero(x, width) ? 1U : 0U;
         } else {
             shiftLeft(x, width, static_cast<unsigned>(-task.shift));
         }

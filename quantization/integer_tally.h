@@ -7,13 +7,14 @@
 #include <cstdint>
 #include <vector>
 
+#include "host/export.h"
 #include "logging/qlogger.h"
 #include "quantization/integer_blocks.h"
 #include "quantization/tally.h"
 
 namespace tolvane::detail::integers {
 
-class IntegerTally {
+class TOLVANE_API IntegerTally {
  public:
     /// The exponent of the least double.
     static constexpr int kLeastDouble = -1074;

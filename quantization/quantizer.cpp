@@ -8,10 +8,9 @@
 #include <cstdint>
 #include <utility>
 
-#include "host/EnumStringType.h"
-#include "host/ErrorIdException.h"
-#include "host/hsc.h"
+#include "descriptors/enum_texts.h"
 #include "numbers/owned_copy.h"
+#include "numbers/services.h"
 #include "quantization/format_numbers.h"
 
 using namespace tolvane::detail;
@@ -31,16 +30,16 @@ RealPoint truncated(RealPoint format) {
 
 void requireExponentlength(double exponentlength) {
     if (exponentlength > kMaxExponentlength) {
-        raiseError("fixedpoint:quantizer:exponenttoobig", "Exponent length cannot be greater than 31.");
+        raise("fixedpoint:quantizer:exponenttoobig", "Exponent length cannot be greater than 31.");
     }
     if (exponentlength < 0.0) {
-        raiseError("fixedpoint:quantizer:exponenttoosmall", "Exponent length cannot be negative.");
+        raise("fixedpoint:quantizer:exponenttoosmall", "Exponent length cannot be negative.");
     }
 }
 
 void requireExponentBelow(double exponentlength, double wordlength) {
     if (toInt(exponentlength) >= toInt(wordlength)) {
-        raiseError("fixedpoint:quantizer:exponentlargerthanwordlength", "Exponentlength must be less than wordlength.");
+        raise("fixedpoint:quantizer:exponentlargerthanwordlength", "Exponentlength must be less than wordlength.");
     }
 }
 
@@ -85,20 +84,15 @@ double easyPower(std::int64_t n) {
     return std::bit_cast<double>(static_cast<std::uint64_t>(n + kExponentBias) << kMantissaBits);
 }
 
-const char* textOf(EnumStringType* type, int value) {
-    const char* text = type->getText(value);
-    return text ? text : "";
-}
-
 }  // namespace
 
 void formatnumbers::requireWordlength(double wordlength) {
     constexpr int kMaxWordlength = 65535;
     if (wordlength > kMaxWordlength) {
-        raiseError("fixedpoint:quantizer:wordlengthtoobig", "Word length cannot be greater than 65535.");
+        raise("fixedpoint:quantizer:wordlengthtoobig", "Word length cannot be greater than 65535.");
     }
     if (toInt(wordlength) <= 0) {
-        raiseError("fixedpoint:quantizer:wordlengthtoosmall", "Wordlength cannot be negative or zero.");
+        raise("fixedpoint:quantizer:wordlengthtoosmall", "Wordlength cannot be negative or zero.");
     }
 }
 
@@ -213,8 +207,7 @@ void quantizer::setFormat(RealPoint format) {
 void quantizer::setWordlength(int wordlength) {
     requireWordlength(wordlength);
     if (mMode == ModeEnum::Float && wordlength <= mExponentlength) {
-        raiseError("fixedpoint:quantizer:wordlengthlargerthanexponent",
-                   "Wordlength must be larger than exponentlength.");
+        raise("fixedpoint:quantizer:wordlengthlargerthanexponent", "Wordlength must be larger than exponentlength.");
     }
     mFormat.first = wordlength;
     updateparameters();
@@ -238,7 +231,7 @@ void quantizer::setExponentlength(int exponentlength) {
 
 void quantizer::checkScaling(const NumericType& type) const {
     if (type.isScaledType() && type.getScaling() > NumericType::ScalingEnum::SlopeBias) {
-        raiseError("fixedpoint:quantizer:unspecifiedscaling", "Unspecified scaling is not allowed in quantizers.");
+        raise("fixedpoint:quantizer:unspecifiedscaling", "Unspecified scaling is not allowed in quantizers.");
     }
 }
 
@@ -545,7 +538,7 @@ bool quantizer::isequal(const quantizer& other) const {
 
 void quantizer::num2sdec(char* out, int length, const number& x) const {
     if (mMode != ModeEnum::Fixed && mMode != ModeEnum::Ufixed && mMode != ModeEnum::Boolean) {
-        raiseError("fixedpoint:quantizer:sdec:fixedonly", "Num2sdec not defined for float, double or single.");
+        raise("fixedpoint:quantizer:sdec:fixedonly", "Num2sdec not defined for float, double or single.");
     }
     x.fixed2sdec(out, static_cast<unsigned>(std::max(length, 0)), static_cast<unsigned>(mWordlength), mFractionlength);
 }
@@ -556,7 +549,7 @@ void quantizer::num2base(char* out, int length, const number& x, int base) const
     } else if (isSignedFixed() || isUnsignedFixed() || mMode == ModeEnum::Boolean) {
         x.fixed2base(out, length, base, mWordlength, mFractionlength);
     } else {
-        raiseError("fixedpoint:quantizer:num2base:notdefined", "Num2base is not defined for this quantizer mode.");
+        raise("fixedpoint:quantizer:num2base:notdefined", "Num2base is not defined for this quantizer mode.");
     }
 }
 
@@ -567,33 +560,33 @@ number& quantizer::base2num(const char* text, int base, number& x) const {
     if (isSignedFixed() || isUnsignedFixed() || mMode == ModeEnum::Boolean) {
         return x.base2fixed(text, base, mWordlength, mFractionlength, isSignedFixed());
     }
-    raiseError("fixedpoint:quantizer:base2num:notdefined", "Base2num is not defined for this quantizer mode.");
+    raise("fixedpoint:quantizer:base2num:notdefined", "Base2num is not defined for this quantizer mode.");
 }
 
 void quantizer::printFormat() const {
     if (mMode != ModeEnum::None) {
-        hscPrintf("\n          Format = [");
-        hscPrintf("%d  %d]", toInt(mFormat.first), toInt(mFormat.second));
+        print("\n          Format = [");
+        print("%d  %d]", toInt(mFormat.first), toInt(mFormat.second));
     }
 }
 
 void quantizer::fidisp() const {
-    hscPrintf("            Mode = %s", textOf(embedded::getQuantizerModeEnum(), static_cast<int>(mMode)));
+    print("            Mode = %s", enumtexts::textOf(enumtexts::kQuantizerModes, mMode));
     printFormat();
-    hscPrintf("\n");
+    print("\n");
 }
 
 void quantizer::disp() const {
-    hscPrintf("\n        DataMode = %s", textOf(embedded::getQuantizerModeEnum(), static_cast<int>(mMode)));
+    print("\n        DataMode = %s", enumtexts::textOf(enumtexts::kQuantizerModes, mMode));
     if (mMode == ModeEnum::Float || isScaledType()) {
-        hscPrintf("\n       RoundMode = %s", textOf(embedded::getRoundModeEnum(), static_cast<int>(mRoundMode)));
+        print("\n       RoundMode = %s", enumtexts::textOf(enumtexts::kRoundModes, mRoundMode));
     }
     if (isScaledType()) {
-        hscPrintf("\n    OverflowMode = %s", textOf(embedded::getOverflowModeEnum(), static_cast<int>(mOverflowMode)));
+        print("\n    OverflowMode = %s", enumtexts::textOf(enumtexts::kOverflowModes, mOverflowMode));
     }
     printFormat();
     if (embedded::getFeatureFiTagLogging()) {
-        hscPrintf("\n             Tag = %s", getTag().c_str());
+        print("\n             Tag = %s", getTag().c_str());
     }
-    hscPrintf("\n");
+    print("\n");
 }

@@ -11,7 +11,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "host/bs.h"
+#include "numbers/services.h"
 #include "quantization/double_rules.h"
 #include "quantization/quantizer.h"
 
@@ -164,10 +164,10 @@ number& quantizer::quantizeFloat(number& x) const {
         mLogger.nOverflowsPlusOne();
     } else if (!x.iszero() && !x.myisnan()) {
         if (x > constants().realmax) {
-            x = bsGetInf();
+            x = std::numeric_limits<double>::infinity();
             mLogger.nOverflowsPlusOne();
         } else if (x < constants().lowerbound) {
-            x = bsGetMinusInf();
+            x = -std::numeric_limits<double>::infinity();
             mLogger.nOverflowsPlusOne();
         } else {
             const int exponent = std::max(x.unbiasedexponent(), mExponentmin);

@@ -3,7 +3,7 @@
 #include <bit>
 #include <cstring>
 
-#include "host/bs.h"
+#include "numbers/services.h"
 
 namespace EmbeddedTypeSystem {
 
@@ -37,7 +37,7 @@ template <class Word>
 void add(bs_md5ChecksumRec& sum, Word word) {
     unsigned char bytes[sizeof(Word)];
     std::memcpy(bytes, &word, sizeof(Word));
-    sum.addn(bytes, sizeof(Word));
+    tolvane::detail::services().addToDigest(sum, bytes, sizeof(Word));
 }
 
 }  // namespace
@@ -77,7 +77,7 @@ void MD5CheckSumModEndian::addReal64(double value) {
 
 void MD5CheckSumModEndian::addText(const char* text) {
     if (text != nullptr) {
-        addn(reinterpret_cast<const unsigned char*>(text), bsStrlen(text));
+        tolvane::detail::services().addToDigest(*this, reinterpret_cast<const unsigned char*>(text), std::strlen(text));
     }
 }
 

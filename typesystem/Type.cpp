@@ -2,19 +2,17 @@
 
 #include <cstring>
 
-#include "host/ErrorIdException.h"
-#include "host/OMInterface.h"
-#include "host/bs.h"
 #include "numbers/owned_copy.h"
+#include "numbers/services.h"
 #include "typesystem/MD5CheckSumModEndian.h"
 #include "typesystem/texts.h"
 
 namespace EmbeddedTypeSystem {
 
-using tolvane::detail::copyOf;
+using namespace tolvane::detail;
 
 void raiseInvalidText() {
-    raiseError("embeddedtype:string:InvalidStringParam", "Parameter must be a string less than 128 characters");
+    raise("embeddedtype:string:InvalidStringParam", "Parameter must be a string less than 128 characters");
 }
 
 void storeText(std::string& target, const char* text) {
@@ -43,8 +41,8 @@ Type& Type::operator=(const Type& other) {
 Type::~Type() {
     // Releasing the handle may run the host's destroy operation, which must then leave this object alone.
     mBeingDeleted = true;
-    if (mCanDeleteOMI) {
-        OMInterface::operator delete(mInterface);
+    if (mCanDeleteOMI && mInterface != nullptr) {
+        services().releaseHandle(mInterface);
     }
 }
 
@@ -88,41 +86,17 @@ void Type::setName(const char* text) {
     storeText(texts().name, text);
 }
 
-OMInterface* Type::getOMI() {
-    if (mInterface == nullptr) {
-        mInterface = new OMInterface(this, getOMClass(), nullptr);
-    }
-    return mInterface;
-}
-
-void Type::setOMI(OMInterface* interface) {
-    OMInterface* const old = mInterface;
-    mInterface = interface;
-    OMInterface::operator delete(old);
-}
-
-void Type::endWithHandle(OMInterface* interface) {
-    auto* const type = static_cast<Type*>(interface->getObject());
-    if (type == nullptr) {
-        return;
-    }
-    type->mCanDeleteOMI = false;
-    if (!type->mBeingDeleted) {
-        delete type;
-    }
-}
-
 void* Type::operator new(std::size_t bytes) {
-    return bsMallocWithCheck(bytes);
+    return allocateOrRaise(bytes);
 }
 void* Type::operator new[](std::size_t bytes) {
-    return bsMallocWithCheck(bytes);
+    return allocateOrRaise(bytes);
 }
 void Type::operator delete(void* memory) noexcept {
-    bsFree(memory);
+    services().release(memory);
 }
 void Type::operator delete[](void* memory) noexcept {
-    bsFree(memory);
+    services().release(memory);
 }
 
 }  // namespace EmbeddedTypeSystem

@@ -4,7 +4,8 @@
 
 #include <string>
 
-#include "host/ErrorIdException.h"
+#include "host/export.h"
+#include "numbers/services.h"
 
 class OMClass;
 
@@ -13,7 +14,7 @@ namespace EmbeddedTypeSystem {
 class StructElement;
 
 template <class Described>
-class ClassRecordOf {
+class TOLVANE_API ClassRecordOf {
  public:
     /// Returns the record, built on first use.
     using Getter = OMClass* (*)();
@@ -22,8 +23,8 @@ class ClassRecordOf {
     /// Raises "embeddedtype:class:notRegistered", and any error from building the record.
     static OMClass* get(const char* className) {
         if (sGetter == nullptr) {
-            raiseError("embeddedtype:class:notRegistered",
-                       std::string("The class 'embedded.") + className + "' is not registered.");
+            tolvane::detail::raise("embeddedtype:class:notRegistered",
+                                   std::string("The class 'embedded.") + className + "' is not registered.");
         }
         return sGetter();
     }

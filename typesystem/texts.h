@@ -3,13 +3,15 @@
 
 #include <string>
 
+#include "host/export.h"
+
 namespace EmbeddedTypeSystem {
 
 /// Raises "embeddedtype:string:InvalidStringParam".
-[[noreturn]] void raiseInvalidText();
+[[noreturn]] TOLVANE_API void raiseInvalidText();
 
 /// Stores a copy; null and empty texts change nothing. Raises as raiseInvalidText for more than 128 characters.
-void storeText(std::string& target, const char* text);
+TOLVANE_API void storeText(std::string& target, const char* text);
 
 /// Returns the empty text for null.
 inline const char* textOrEmpty(const char* text) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <span>
 
+#include "host/export.h"
 #include "numbers/bit_words.h"
 
 namespace tolvane::detail::bitloops {
@@ -24,6 +25,7 @@ void combine(Operation operation, std::span<const double> left, std::span<const 
 void complement(std::span<const double> elements, double* out, std::uint64_t mask, const WordFormat& format);
 
 /// Stores the elements with the bit at a position of the word, which counts from 1, set or cleared.
-void setBit(std::span<const double> elements, double* out, int position, bool value, const WordFormat& format);
+TOLVANE_API void setBit(std::span<const double> elements, double* out, int position, bool value,
+                        const WordFormat& format);
 
 }  // namespace tolvane::detail::bitloops

@@ -10,6 +10,7 @@
 
 #include "descriptors/NumericType.h"
 #include "fi/bulk/bit_loops.h"
+#include "host/export.h"
 #include "numbers/number.h"
 
 namespace tolvane::detail::wide {
@@ -21,8 +22,9 @@ using EmbeddedTypeSystem::NumericType;
 bool combineBits(Operation operation, number& part, const number& others, bool isScalar, const NumericType& type);
 bool complement(number& part, const NumericType& type);
 /// Sets or clears a bit of each element, or the same bit of all.
-bool setBits(number& part, const std::vector<int>& positions, const std::vector<bool>& values, const NumericType& type);
-bool getBits(const number& part, const std::vector<int>& positions, std::span<std::uint8_t> bits,
-             const NumericType& type);
+TOLVANE_API bool setBits(number& part, const std::vector<int>& positions, const std::vector<bool>& values,
+                         const NumericType& type);
+TOLVANE_API bool getBits(const number& part, const std::vector<int>& positions, std::span<std::uint8_t> bits,
+                         const NumericType& type);
 
 }  // namespace tolvane::detail::wide

@@ -5,28 +5,26 @@
 
 #include "fi/fi.h"
 #include "fi/result_types/slopebias_errors.h"
-#include "host/ErrorIdException.h"
 #include "numbers/errors.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
 void fi::errorIfBooleanMath(const fi& a) {
     if (a.isBoolean()) {
-        raiseError("fixedpoint:fi:nobooleanmath",
-                   "Math operations are not allowed on FI objects with boolean data type.");
+        raise("fixedpoint:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type.");
     }
 }
 
 void fi::errorIfMixedMath(const fi& a, const fi& b) {
     if (a.getDataType() != b.getDataType() && !(a.isScaledType() && b.isScaledType())) {
-        raiseError("fixedpoint:fi:mixedmath",
-                   "Math operations are not allowed on FI objects with different data types.");
+        raise("fixedpoint:fi:mixedmath", "Math operations are not allowed on FI objects with different data types.");
     }
 }
 
 void fi::errorIfFimathMismatch(const fi& a, const fi& b) {
     if (a.mFimathIsLocal && b.mFimathIsLocal && !a.getFimath().isequal(b.getFimath())) {
-        raiseError("fixedpoint:fi:fimathmismatch", "FIMATH of both operands must be equal.");
+        raise("fixedpoint:fi:fimathmismatch", "FIMATH of both operands must be equal.");
     }
 }
 
@@ -41,56 +39,56 @@ void fi::errorIfMathMismatch(const fi& a, const fi& b) {
 
 void fi::errorIfSlopeBiasMath(const fi& a) {
     if (a.isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:onlybinarypointmath", "Math is supported only for binary-point scaling.");
+        raise("fixedpoint:fi:onlybinarypointmath", "Math is supported only for binary-point scaling.");
     }
 }
 
 void fi::errorIfScaledDoubleSlopeBiasMath(const fi& a, const fi& b) {
     for (const fi* operand : {&a, &b}) {
         if (operand->isScaledDouble() && operand->isSlopeBiasScaled()) {
-            raiseError("fixedpoint:fi:scaleddoubleslopebiasmathnotdefined",
-                       "Math is not supported for slope-bias FIs when DataTypeMode is 'Scaled double: slope and bias "
-                       "scaling'");
+            raise("fixedpoint:fi:scaleddoubleslopebiasmathnotdefined",
+                  "Math is not supported for slope-bias FIs when DataTypeMode is 'Scaled double: slope and bias "
+                  "scaling'");
         }
     }
 }
 
 void fi::errorIfScaledDouble(const std::string& idSuffix, const std::string& name) const {
     if (isScaledDouble()) {
-        raiseError("fixedpoint:fi:" + idSuffix + ":ScaledDoubleOn",
-                   name + " is not supported when the DataType is 'ScaledDouble'.");
+        raise("fixedpoint:fi:" + idSuffix + ":ScaledDoubleOn",
+              name + " is not supported when the DataType is 'ScaledDouble'.");
     }
 }
 
 void fi::errorIfComplexSlopeBias(bool isComplex) const {
     if (isComplex && embedded::getFeatureFiRealOnlySlopeBias() && isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:nocomplexslopebias",
-                   "Complex FI objects must have an integer power of 2 slope, and a bias of 0.");
+        raise("fixedpoint:fi:nocomplexslopebias",
+              "Complex FI objects must have an integer power of 2 slope, and a bias of 0.");
     }
 }
 
 void slopebias::raiseForMode(const char* kind) {
-    raiseError("fixedpoint:fi:mathmodeslopebiasnotdefined",
-               std::string("Math is only supported for slope-bias FIs when the ") + kind + "Mode is SpecifyPrecision.");
+    raise("fixedpoint:fi:mathmodeslopebiasnotdefined",
+          std::string("Math is only supported for slope-bias FIs when the ") + kind + "Mode is SpecifyPrecision.");
 }
 
 void slopebias::raiseForComplex(const char* operation) {
-    raiseError("fixedpoint:fi:complexslopebiasnotdefined",
-               std::string("Function '") + operation +
-                   "' is only supported for complex-value FI objects that have an integer power of 2 slope, and a "
-                   "bias of 0.");
+    raise("fixedpoint:fi:complexslopebiasnotdefined",
+          std::string("Function '") + operation +
+              "' is only supported for complex-value FI objects that have an integer power of 2 slope, and a "
+              "bias of 0.");
 }
 
 void slopebias::raiseForComplexResult() {
-    raiseError("fixedpoint:fi:noopleadingtocomplexslopebias",
-               "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, and a "
-               "bias of 0.");
+    raise("fixedpoint:fi:noopleadingtocomplexslopebias",
+          "All complex FI objects created by Tolvane Kit operations must have an integer power of 2 slope, and a "
+          "bias of 0.");
 }
 
 void slopebias::raiseWithoutCast(const char* operation) {
-    raiseError("fixedpoint:fi:castbeforesumfalseslopebiasnotdefined",
-               std::string("Function '") + operation +
-                   "' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false.");
+    raise("fixedpoint:fi:castbeforesumfalseslopebiasnotdefined",
+          std::string("Function '") + operation +
+              "' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false.");
 }
 
 void fi::errorIfBadValue(DataTypeEnum dataType) const {
@@ -133,17 +131,7 @@ bool fi::isSameSize(const fi& other) const {
     return mNumel == other.mNumel && std::ranges::equal(mDims, other.mDims);
 }
 
-bool fi::isSameSize(const hvArray* other) const {
-    return mNumel == hvGetNumberOfElements(other) && std::ranges::equal(mDims, hvGetDims(other));
-}
-
 void fi::checkElementwiseSize(const fi& other) const {
-    if (!isSameSize(other)) {
-        raiseDimensionsDisagree();
-    }
-}
-
-void fi::checkElementwiseSize(const hvArray* other) const {
     if (!isSameSize(other)) {
         raiseDimensionsDisagree();
     }
@@ -151,18 +139,17 @@ void fi::checkElementwiseSize(const hvArray* other) const {
 
 void fi::checkSignedIndex(double index) const {
     if (!(index >= 0.0)) {
-        raiseError("fixedpoint:fi:badsubscript",
-                   "Subscript indices must either be real positive integers or logicals.");
+        raise("fixedpoint:fi:badsubscript", "Subscript indices must either be real positive integers or logicals.");
     }
     if (index >= static_cast<double>(mNumel)) {
-        raiseError("fixedpoint:fi:badindex", "Index exceeds matrix dimensions.");
+        raise("fixedpoint:fi:badindex", "Index exceeds matrix dimensions.");
     }
 }
 
 std::uint64_t fi::getDimension(std::uint64_t dimension) const {
     if (dimension == 0) {
-        raiseError("fixedpoint:fi:getDimension:badDimension",
-                   "Dimension number must be a non-negative integer in the range 1 to 2^31.");
+        raise("fixedpoint:fi:getDimension:badDimension",
+              "Dimension number must be a non-negative integer in the range 1 to 2^31.");
     }
     return dimension <= mDims.size() ? mDims[dimension - 1] : 1;
 }

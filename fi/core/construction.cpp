@@ -4,14 +4,13 @@
 #include <type_traits>
 
 #include "fi/core/dimension_product.h"
+#include "fi/core/finite_values.h"
 #include "fi/core/word_grids.h"
 #include "fi/fi.h"
 #include "fi/result_types/caches.h"
 #include "fi/result_types/late_product.h"
-#include "host/ErrorIdException.h"
-#include "logging/reports.h"
 #include "numbers/host_memory.h"
-#include "quantization/array_kernels.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -49,40 +48,6 @@ void storeValues(number& target, const T* values, std::uint64_t valueCount, cons
         target[i] = stored(values[isOneValue ? 0 : i]);
     }
     target.setIndex(0);
-}
-
-/// As NumericType::checkNaNInf, which looks at one value after the other.
-template <class T>
-void checkNaNInf(NumericType::DataTypeEnum dataType, const T* values, std::uint64_t count) {
-    if constexpr (std::is_same_v<T, double>) {
-        if (arraykernels::areFinite(values, count)) {
-            return;
-        }
-    }
-    NumericType::checkNaNInf(dataType, values, count);
-}
-
-bool isNumericOrLogical(const hvArray* values) {
-    return hvIsNumeric(values) || hvIsLogical(values);
-}
-
-/// An empty complex array has an imaginary part too, though no data.
-bool hasImaginaryPart(const hvArray* values) {
-    return hvIsNumeric(values) && hvIsComplex(values);
-}
-
-std::vector<std::uint64_t> hostDimensions(const hvArray* values) {
-    const auto dims = hvGetDims(values);
-    return {dims.begin(), dims.end()};
-}
-
-/// Returns the type itself, or, for unspecified scaling, with the best precision for the data.
-NumericType withSettledScaling(const NumericType& type, const hvArray* values) {
-    NumericType settled(type);
-    if (settled.isUnspecifiedScaling()) {
-        settled.setBestPrecision(values);
-    }
-    return settled;
 }
 
 }  // namespace
@@ -176,25 +141,6 @@ fi::fi(double re, double im, const std::uint64_t* dims, std::uint64_t ndims, con
     fillFromComplex(&re, &im, 1);
 }
 
-fi::fi(const hvArray* values, const NumericType& type, const fimath& rules, const std::string& tag, bool isLocal,
-       embedded::OperationTypeEnum operation)
-    : fi(hostDimensions(values), withSettledScaling(type, values), &rules, hasImaginaryPart(values), tag, isLocal,
-         operation, 0, Entries::unset) {
-    fillFromHost(values, rules.getRoundMode(), rules.getOverflowMode());
-}
-
-fi::fi(const hvArray* values, const NumericType& type, bool isLocal, unsigned, const std::string& tag,
-       embedded::OperationTypeEnum operation)
-    : fi(hostDimensions(values), type, nullptr, hasImaginaryPart(values), tag, isLocal, operation, 0, Entries::unset) {
-    if (isLocal) {
-        fillFromHost(values, getRoundMode(), getOverflowMode());
-    } else {
-        fillFromHost(values, embedded::RoundModeEnum::Nearest, embedded::OverflowModeEnum::Saturate);
-    }
-    mLastPropertySet = PropertyEnum::Data;
-    reports::reportAssignmentWithTotal(getQlogger(), getAssignlog());
-}
-
 void fi::setDefaultPrecision() const {
     number::setDefaultPrecision(wordPrecision(), number::getDefaultForceMultiplePrecision());
 }
@@ -224,6 +170,18 @@ void fi::storeQuantized(number& target, const T* values, std::uint64_t valueCoun
         mAssignmentQuantizer.quantizeArray(target);
     }
 }
+
+// Values of every class of host arrays are stored by construction_host.cpp.
+template void fi::storeQuantized(number&, const double*, std::uint64_t);
+template void fi::storeQuantized(number&, const float*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::int8_t*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::uint8_t*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::int16_t*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::uint16_t*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::int32_t*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::uint32_t*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::int64_t*, std::uint64_t);
+template void fi::storeQuantized(number&, const std::uint64_t*, std::uint64_t);
 
 void fi::fillFromReal(const double* re, std::uint64_t valueCount, DefaultPrecision defaultPrecision) {
     constexpr std::uint64_t kBlock = 4096;
@@ -268,39 +226,4 @@ void fi::fillFromComplex(const double* re, const double* im, std::uint64_t value
     setDefaultPrecision();
     storeQuantized(mReal, re, valueCount);
     storeQuantized(imagEntries(), im, valueCount);
-}
-
-void fi::checkHostValues(const hvArray* values) const {
-    if (!isNumericOrLogical(values)) {
-        raiseError("fixedpoint:fi:constructor:numeric", "FI constructor only valid for numeric data");
-    }
-    NumericType::errorIfComplexLogical(getDataType(), hasImaginaryPart(values));
-    const std::uint64_t count = hvGetNumberOfElements(values);
-    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
-        if constexpr (std::is_floating_point_v<T>) {
-            checkNaNInf(getDataType(), hvGetTypedData<T>(values).data(), count);
-            checkNaNInf(getDataType(), hvGetTypedImagData<T>(values).data(), hasImaginaryPart(values) ? count : 0);
-        }
-    });
-}
-
-void fi::fillFromHost(const hvArray* values, embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow) {
-    checkHostValues(values);
-    mAssignmentQuantizer.set(getNumericType(), round, overflow, false);
-    hvDispatchClass(hvGetClassID(values), [&]<class T>(std::type_identity<T>) {
-        storeQuantized(mReal, hvGetTypedData<T>(values).data(), mNumel);
-        if (iscomplex()) {
-            storeQuantized(imagEntries(), hvGetTypedImagData<T>(values).data(), imagEntries().numel());
-        }
-    });
-    if (isView()) {
-        quantizeAll(false);
-    }
-    updateAssignmentQuantizer();
-}
-
-void fi::setDoubleHvArray(const hvArray* values) {
-    checkHostValues(values);
-    takeShape(hostDimensions(values), hasImaginaryPart(values));
-    fillFromHost(values, getRoundMode(), getOverflowMode());
 }

@@ -3,8 +3,7 @@
 
 #include "descriptors/slope_texts.h"
 #include "fi/fi.h"
-#include "host/ErrorIdException.h"
-#include "host/hv.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -47,14 +46,6 @@ void fi::setSignedness(Signedness signedness) {
     applyNumericType(changed(getNumericType(), [=](NumericType& type) {
         type.setSignedness(signedness == Signedness::Auto ? Signedness::Signed : signedness);
     }));
-}
-
-void fi::setSignednessBool(const hvArray* value) {
-    if (hvIsEmpty(value)) {
-        setSignedness(Signedness::Signed);
-    } else {
-        applyNumericType(changed(getNumericType(), [=](NumericType& type) { type.setSignednessBool(value, "FI"); }));
-    }
 }
 
 void fi::setSigned(bool isSigned) {
@@ -186,7 +177,7 @@ namespace {
 /// Raises where the setter of fimath itself would only warn.
 void checkSlopeAdjustmentFactor(double factor) {
     if (!(factor >= 1.0 && factor < 2.0)) {
-        hvErrMsgIdAndTxt(slopetexts::kInvalidFimathSetting, "%s", slopetexts::kInvalidFactor);
+        raise(slopetexts::kInvalidFimathSetting, slopetexts::kInvalidFactor);
     }
 }
 
@@ -208,14 +199,6 @@ void fi::setProductBias(double bias) {
 
 void fi::setSumBias(double bias) {
     getFimath().setSumBias(bias);
-}
-
-hvArray* fi::getCStyle() const {
-    return getFimath().getCStyle();
-}
-
-void fi::setCStyle(const hvArray* value) {
-    getFimath().setCStyle(value);
 }
 
 void fi::setFimath(const fimath& rules) {
@@ -240,9 +223,9 @@ void fi::setLastPropertySet(PropertyEnum property) {
     constexpr int kLast = static_cast<int>(PropertyEnum::Last);
     const int value = static_cast<int>(property);
     if (value < kFirst || value > kLast) {
-        raiseError("fixedpoint:fi:setLastPropertySet:BadEnum",
-                   "PropertyEnum out of range.  Valid values are " + std::to_string(kFirst) + " through " +
-                       std::to_string(kLast) + ", and " + std::to_string(value) + " was entered.");
+        raise("fixedpoint:fi:setLastPropertySet:BadEnum",
+              "PropertyEnum out of range.  Valid values are " + std::to_string(kFirst) + " through " +
+                  std::to_string(kLast) + ", and " + std::to_string(value) + " was entered.");
     }
     mLastPropertySet = property;
 }

@@ -3,7 +3,6 @@
 #include <span>
 
 #include "fi/fi.h"
-#include "host/hv.h"
 
 const quantizer& fi::getAssignmentQuantizer() const {
     if (!mFimathIsLocal) {
@@ -88,22 +87,5 @@ void fi::setNumericType(const NumericType& type) {
     mAssignmentQuantizer.set(settled, mAssignmentQuantizer.getRoundMode(), mAssignmentQuantizer.getOverflowMode(),
                              false);
     mAssignmentQuantizer.getNumericType().set(settled);
-    dropFimathOfFloat();
-}
-
-void fi::setNumericTypeFromOutside(const NumericType& type) {
-    NumericType settled = withSettledSign(type);
-    if (settled.isUnspecifiedScaling()) {
-        const hvArrayOwner values(hvCreateDoubleMatrix(mNumel, 1, isreal() ? hvREAL : hvCOMPLEX));
-        for (std::uint64_t i = 0; i < mNumel; ++i) {
-            hvGetPr(values.get())[i] = realdouble(i);
-            if (iscomplex()) {
-                hvGetPi(values.get())[i] = imagdouble(i);
-            }
-        }
-        settled.setBestPrecision(values.get());
-    }
-    applyNumericType(settled);
-    resizeEntries(mNumel, wordPrecision(), iscomplex());
     dropFimathOfFloat();
 }

@@ -4,17 +4,18 @@
 #include <cstdint>
 #include <span>
 
+#include "host/export.h"
 #include "numbers/wordarray.h"
 #include "numbers/words.h"
 
 namespace tolvane::detail::wordchunks {
 
 /// Writes the two's complement of each word as `chunkCount` chunks, with zeros above its top bit.
-void write(const WordSpan& words, std::uint64_t chunkCount, std::span<std::uint32_t> out);
+TOLVANE_API void write(const WordSpan& words, std::uint64_t chunkCount, std::span<std::uint32_t> out);
 /// Whether all groups of `chunkCount` chunks are words in two's complement, with zeros above the top bit.
-bool areWords(std::span<const std::uint32_t> chunks, std::uint64_t chunkCount, const WordGrid& grid);
+TOLVANE_API bool areWords(std::span<const std::uint32_t> chunks, std::uint64_t chunkCount, const WordGrid& grid);
 /// Sets all words to such chunks.
-void read(std::span<const std::uint32_t> chunks, std::uint64_t chunkCount, wordarray& words);
+TOLVANE_API void read(std::span<const std::uint32_t> chunks, std::uint64_t chunkCount, wordarray& words);
 
 /// Calls `visit` with the index of each word, of the first `count`, that is below zero or -0.
 template <class Visit>

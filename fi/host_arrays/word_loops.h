@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "host/export.h"
 #include "numbers/rounding.h"
 #include "numbers/truncation.h"
 
@@ -26,6 +27,6 @@ T wordOf(double x, int shift) {
 /// Sets each element of `out`, of which there are no more than entries, to the word of the entry; T has at most 32
 /// bits.
 template <class T>
-void convert(std::span<const double> entries, int shift, std::span<T> out);
+TOLVANE_API void convert(std::span<const double> entries, int shift, std::span<T> out);
 
 }  // namespace tolvane::detail::wordloops

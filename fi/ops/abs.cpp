@@ -8,7 +8,7 @@
 #include "fi/bulk/wide_values.h"
 #include "fi/fi.h"
 #include "fi/result_types/work_cells.h"
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -54,12 +54,12 @@ fi* fi::realabs(const fimath& rules) const {
 
 fi* fi::realabs(const NumericType& type, const fimath& rules) const {
     if (isSlopeBiasScaled() || type.isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:abs:binarypointonly",
-                   "realabs(A) and realabs(A,T) can only be calculated for FI object A and numerictype T when the "
-                   "scaling of A and T have a fractional slope of 1 and 0 bias (binary-point only scaling).");
+        raise("fixedpoint:fi:abs:binarypointonly",
+              "realabs(A) and realabs(A,T) can only be calculated for FI object A and numerictype T when the "
+              "scaling of A and T have a fractional slope of 1 and 0 bias (binary-point only scaling).");
     }
     if (iscomplex()) {
-        raiseError("fixedpoint:fi:realabs:nocomplex", "The realabs function is not supported for complex fi.");
+        raise("fixedpoint:fi:realabs:nocomplex", "The realabs function is not supported for complex fi.");
     }
     const unsigned precision = std::max(wordBits(*this), static_cast<unsigned>(std::max(type.getWordLength(), 0)));
     std::unique_ptr<fi> result(new fi(mDims, absType(*this, type), &rules, false, getTag(), true,

@@ -12,8 +12,8 @@
 #include "fi/bulk/wide_bits.h"
 #include "fi/fi.h"
 #include "fi/ops/word_modulus.h"
-#include "host/ErrorIdException.h"
 #include "numbers/doublenumber.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -80,7 +80,7 @@ void combinePart(number& left, const RightSide& right, const EmbeddedTypeSystem:
 fi& fi::bitandorxor(const fi& b, BitOperation operation) const {
     errorIfScaledDouble("bitand/or/xor");
     if (!getNumericType().isequivalent(b.getNumericType())) {
-        raiseError("fixedpoint:fi:bitAndXorOr:mixedNumericTypes", "Bit AND/OR/XOR must have matching operand types.");
+        raise("fixedpoint:fi:bitAndXorOr:mixedNumericTypes", "Bit AND/OR/XOR must have matching operand types.");
     }
     if (b.isView()) {
         return bitandorxor(*b.detached(), operation);

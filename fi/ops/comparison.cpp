@@ -4,6 +4,7 @@
 // indices and compare the current elements.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <span>
@@ -13,7 +14,6 @@
 #include "fi/bulk/entries.h"
 #include "fi/bulk/wide_compare.h"
 #include "fi/fi.h"
-#include "host/hv.h"
 
 using namespace tolvane::detail;
 
@@ -97,21 +97,11 @@ struct WideParts {
     bool mIsComplex;
 };
 
-/// A host logical array of the result's dimensions and its elements.
-struct Flags {
-    hvArrayOwner array;
-    std::span<hvLogical> elements;
-
-    explicit Flags(const fi& shape)
-        : array(hvCreateLogicalArray(shape.ndims(), shape.dims())), elements(hvGetTypedData<hvLogical>(array.get())) {}
-};
-
 /// `Compare` is applied to whole elements, its relation to the parts, whose flags are joined.
 template <class Compare>
-hvArray* compareForEquality(const fi& a, const fi& b, Relation relation, Join join) {
+void compareForEquality(const fi& a, const fi& b, Relation relation, Join join, const fi::FlagsFor& flagsFor) {
     const broadcasting operands(a, b);
-    Flags result(operands.shape());
-    const std::span<hvLogical> out = result.elements;
+    const std::span<std::uint8_t> out = flagsFor(operands.shape());
     const DoubleParts left(a, operands.leftIsScalar());
     const DoubleParts right(b, operands.rightIsScalar());
     const bool isScaled = a.isSlopeBiasScaled() || b.isSlopeBiasScaled();
@@ -119,30 +109,28 @@ hvArray* compareForEquality(const fi& a, const fi& b, Relation relation, Join jo
         WideParts wide(a, operands.leftIsScalar(), b, operands.rightIsScalar(), out.size());
         if (isScaled || !wide.areThere()) {
             operands.walk([&](std::uint64_t i) { out[i] = Compare()(a, b); });
-            return result.array.release();
+            return;
         }
         wide.re->run(relation, Join::replace, out.data());
         if (wide.im) {
             wide.im->run(relation, join, out.data());
         }
         operands.settle();
-        return result.array.release();
+        return;
     }
     compareloops::compare(relation, left.re, right.re, out.size(), Join::replace, out.data());
     if (a.iscomplex() || b.iscomplex()) {
         compareloops::compare(relation, left.im, right.im, out.size(), join, out.data());
     }
     operands.settle();
-    return result.array.release();
 }
 
 /// The order of real parts: `Compare` of elements, or the relation between doubles, to which isSwapped gives the right
 /// one first.
 template <class Compare>
-hvArray* compareForOrder(const fi& a, const fi& b, Relation relation, bool isSwapped) {
+void compareForOrder(const fi& a, const fi& b, Relation relation, bool isSwapped, const fi::FlagsFor& flagsFor) {
     const broadcasting operands(a, b);
-    Flags result(operands.shape());
-    const std::span<hvLogical> out = result.elements;
+    const std::span<std::uint8_t> out = flagsFor(operands.shape());
     const Doubles left{entries::doublesOf(a.real(), a.numel()).data(), operands.leftIsScalar()};
     const Doubles right{entries::doublesOf(b.real(), b.numel()).data(), operands.rightIsScalar()};
     if (!a.hasScaleOf(b) || !left.values || !right.values) {
@@ -152,16 +140,15 @@ hvArray* compareForOrder(const fi& a, const fi& b, Relation relation, bool isSwa
             wide::Comparison::of(isSwapped ? second : first, isSwapped ? first : second, out.size());
         if (!a.hasScaleOf(b) || !wide) {
             operands.walk([&](std::uint64_t i) { out[i] = Compare()(a.real(), b.getAdjustedReal(a)); });
-            return result.array.release();
+            return;
         }
         wide->run(relation, Join::replace, out.data());
         operands.settle();
-        return result.array.release();
+        return;
     }
     compareloops::compare(relation, isSwapped ? right : left, isSwapped ? left : right, out.size(), Join::replace,
                           out.data());
     operands.settle();
-    return result.array.release();
 }
 
 /// For arrays of equal dimensions and complexity; leaves the indices at the first difference.
@@ -200,30 +187,23 @@ bool haveEqualElements(const fi& a, const fi& b) {
 
 }  // namespace
 
-hvArray* fi::eq(const fi& b) const {
-    return compareForEquality<std::equal_to<>>(*this, b, Relation::isEqual, Join::both);
+void fi::compare(Comparison comparison, const fi& b, const FlagsFor& flagsFor) const {
+    switch (comparison) {
+        case Comparison::eq:
+            return compareForEquality<std::equal_to<>>(*this, b, Relation::isEqual, Join::both, flagsFor);
+        case Comparison::ne:
+            return compareForEquality<std::not_equal_to<>>(*this, b, Relation::isUnequal, Join::either, flagsFor);
+        case Comparison::gt:
+            return compareForOrder<std::greater<>>(*this, b, Relation::isLess, true, flagsFor);
+        case Comparison::ge:
+            return compareForOrder<std::greater_equal<>>(*this, b, Relation::isAtMost, true, flagsFor);
+        case Comparison::lt:
+            return compareForOrder<std::less<>>(*this, b, Relation::isLess, false, flagsFor);
+        case Comparison::le:
+            return compareForOrder<std::less_equal<>>(*this, b, Relation::isAtMost, false, flagsFor);
+    }
 }
 
-hvArray* fi::ne(const fi& b) const {
-    return compareForEquality<std::not_equal_to<>>(*this, b, Relation::isUnequal, Join::either);
-}
-
-hvArray* fi::gt(const fi& b) const {
-    return compareForOrder<std::greater<>>(*this, b, Relation::isLess, true);
-}
-
-hvArray* fi::ge(const fi& b) const {
-    return compareForOrder<std::greater_equal<>>(*this, b, Relation::isAtMost, true);
-}
-
-hvArray* fi::lt(const fi& b) const {
-    return compareForOrder<std::less<>>(*this, b, Relation::isLess, false);
-}
-
-hvArray* fi::le(const fi& b) const {
-    return compareForOrder<std::less_equal<>>(*this, b, Relation::isAtMost, false);
-}
-
-hvArray* fi::isequal(const fi& b) const {
-    return hvCreateLogicalScalar(isSameSize(b) && isreal() == b.isreal() && haveEqualElements(*this, b));
+bool fi::equalsArray(const fi& b) const {
+    return isSameSize(b) && isreal() == b.isreal() && haveEqualElements(*this, b);
 }

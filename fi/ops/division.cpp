@@ -12,8 +12,7 @@
 #include "fi/ops/element_machine.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
-#include "host/ErrorIdException.h"
-#include "host/hsc.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -29,9 +28,9 @@ void errorIfUndefined(const fi& a, const fi& b, const NumericType& type) {
     // The right operand may be boolean.
     fi::errorIfBooleanMath(a);
     if (a.isSlopeBiasScaled() || b.isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:onlybinarypointdivide",
-                   "Function 'divide' is only supported for FI object operands that have an integer power of 2 slope, "
-                   "and a bias of 0.");
+        raise("fixedpoint:fi:onlybinarypointdivide",
+              "Function 'divide' is only supported for FI object operands that have an integer power of 2 slope, "
+              "and a bias of 0.");
     }
     if ((a.iscomplex() || b.iscomplex()) && type.isSlopeBiasScaled()) {
         slopebias::raiseForComplexResult();
@@ -189,7 +188,7 @@ fi& fi::over(const fi& b, const NumericType& type) const {
     }
     // Only checks the last division: callers rely on silence after a good one.
     if (*endedByZero) {
-        hscWarnMsgIdAndTxt("fi:divideByZero", "%s", "Division by zero occurred. Quotient was saturated.");
+        warn("fi:divideByZero", "Division by zero occurred. Quotient was saturated.");
     }
     return *result.release();
 }

@@ -11,8 +11,7 @@
 #include "fi/bulk/entries.h"
 #include "fi/bulk/wide_values.h"
 #include "fi/fi.h"
-#include "host/ErrorIdException.h"
-#include "host/hv.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -38,10 +37,10 @@ struct Minimum {
 
 void errorIfTypesOrRulesDiffer(const std::string& name, const fi& a, const fi& b) {
     if (!a.getNumericType().isequivalent(b.getNumericType())) {
-        raiseError("fixedpoint:fi:" + name + ":numerictypemismatch", "NUMERICTYPE of both operands must be equal.");
+        raise("fixedpoint:fi:" + name + ":numerictypemismatch", "NUMERICTYPE of both operands must be equal.");
     }
     if (!a.getFimath().isequal(b.getFimath())) {
-        raiseError("fixedpoint:fi:" + name + ":fimathmismatch", "FIMATH of both operands must be equal.");
+        raise("fixedpoint:fi:" + name + ":fimathmismatch", "FIMATH of both operands must be equal.");
     }
 }
 
@@ -136,16 +135,19 @@ fi& fi::min(const fi& b) const {
 
 // Columns.
 
-template <class Extreme>
-void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
+fi::Dimensions fi::sizesOfColumns() const {
     Dimensions sizes = mDims;
     if (!sizes.empty() && sizes.front() != 0) {
         sizes.front() = 1;
     }
-    hvArrayOwner places(hvCreateNumericArray(sizes.size(), sizes.data(), hvDOUBLE_CLASS, hvREAL));
+    return sizes;
+}
+
+template <class Extreme>
+std::unique_ptr<fi> fi::extremesOfColumns(double* rows) const {
+    const Dimensions sizes = sizesOfColumns();
     auto result = std::make_unique<fi>(sizes.data(), sizes.size(), getNumericType(), getFimath(), iscomplex(), getTag(),
                                        mFimathIsLocal, embedded::OperationTypeEnum::Assignment, 0U);
-    double* const rows = hvGetPr(places.get());
     // Walks the columns: `start` takes the first element of a column, and `challenge` says whether the next one
     // replaces the current one.
     const auto walk = [&](auto start, auto challenge) {
@@ -186,9 +188,7 @@ void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
                                 getLogging() ? &result->getQlogger() : nullptr, decide)) {
             setIndex(mNumel - 1);
             result->setIndex(result->mNumel - 1);
-            values = result.release();
-            indices = places.release();
-            return;
+            return result;
         }
         walk(take, [&] {
             abs(challengerSize);
@@ -225,16 +225,15 @@ void fi::extremesOfColumns(fi*& values, hvArray*& indices) const {
         setIndex(mNumel - 1);
         result->setIndex(result->mNumel - 1);
     }
-    values = result.release();
-    indices = places.release();
+    return result;
 }
 
-void fi::unary_max(fi*& values, hvArray*& indices) const {
-    extremesOfColumns<Maximum>(values, indices);
+std::unique_ptr<fi> fi::greatestOfColumns(double* rows) const {
+    return extremesOfColumns<Maximum>(rows);
 }
 
-void fi::unary_min(fi*& values, hvArray*& indices) const {
-    extremesOfColumns<Minimum>(values, indices);
+std::unique_ptr<fi> fi::leastOfColumns(double* rows) const {
+    return extremesOfColumns<Minimum>(rows);
 }
 
 // Sorting.

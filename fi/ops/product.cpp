@@ -16,7 +16,7 @@
 #include "fi/result_types/plain_words.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/work_cells.h"
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -259,13 +259,13 @@ fi& fi::mtimes(const fi& b) const {
     const fi right = b.isView() ? fi(b) : fi(b, embedded::CopyIndex::tag);
     right.resetLogging();  // the log of b, which only b writes to the log map
     if (ndims() > 2 || b.ndims() > 2) {
-        raiseError("fixedpoint:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D.");
+        raise("fixedpoint:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D.");
     }
     const std::uint64_t rows = mM;
     const std::uint64_t inner = mN;
     const std::uint64_t columns = b.mN;
     if (inner != b.mM) {
-        raiseError("fixedpoint:fi:innerdim", "Inner matrix dimensions must agree.");
+        raise("fixedpoint:fi:innerdim", "Inner matrix dimensions must agree.");
     }
     const NumericType& product = getProductTypeForMpyOp(right);
     const bool areBothComplex = iscomplex() && b.iscomplex();

@@ -6,8 +6,8 @@
 #include "fi/bulk/wide_values.h"
 #include "fi/fi.h"
 #include "fi/result_types/to_int.h"
-#include "host/ErrorIdException.h"
 #include "numbers/rounding.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -72,27 +72,27 @@ fi& fi::stripscaling() const {
 
 fi& fi::reinterpretcast(const NumericType& type) const {
     if (!isScaledType() || !type.isScaledType()) {
-        raiseError("fixedpoint:fi:reinterpretcast:onlyfixedpointnumerictype",
-                   "The REINTERPRETCAST function only supports integer, fixed-point, and ScaledDouble inputs.");
+        raise("fixedpoint:fi:reinterpretcast:onlyfixedpointnumerictype",
+              "The REINTERPRETCAST function only supports integer, fixed-point, and ScaledDouble inputs.");
     }
     if (isSlopeBiasScaled() || type.isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:onlybinarypointmath",
-                   "REINTERPRETCAST is only supported for operands that have an integer power of 2 slope, and a bias "
-                   "of 0.");
+        raise("fixedpoint:fi:onlybinarypointmath",
+              "REINTERPRETCAST is only supported for operands that have an integer power of 2 slope, and a bias "
+              "of 0.");
     }
     if (type.isUnspecifiedSign()) {
-        raiseError("fixedpoint:fi:reinterpretcast:unspecifiedsign",
-                   "REINTERPRETCAST(A,T) is only supported when the SIGNEDNESS of NUMERICTYPE object T is SIGNED or "
-                   "UNSIGNED.");
+        raise("fixedpoint:fi:reinterpretcast:unspecifiedsign",
+              "REINTERPRETCAST(A,T) is only supported when the SIGNEDNESS of NUMERICTYPE object T is SIGNED or "
+              "UNSIGNED.");
     }
     if (type.isUnspecifiedScaling()) {
-        raiseError("fixedpoint:fi:reinterpretcast:unspecifiedscaling",
-                   "REINTERPRETCAST(A,T) is not supported when numerictype T has unspecified scaling.");
+        raise("fixedpoint:fi:reinterpretcast:unspecifiedscaling",
+              "REINTERPRETCAST(A,T) is not supported when numerictype T has unspecified scaling.");
     }
     if (type.getWordLength() != getWordLength()) {
-        raiseError("fixedpoint:fi:reinterpretcast:wrongwordlength",
-                   "The word length of the numeric type must be equal to the word length of the fi object being "
-                   "cast.");
+        raise("fixedpoint:fi:reinterpretcast:wrongwordlength",
+              "The word length of the numeric type must be equal to the word length of the fi object being "
+              "cast.");
     }
     if (isView()) {
         return detached()->reinterpretcast(type);

@@ -10,8 +10,8 @@
 #include "fi/core/word_grids.h"
 #include "fi/fi.h"
 #include "fi/result_types/slopebias_errors.h"
-#include "host/ErrorIdException.h"
 #include "numbers/mpnumber.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -77,10 +77,10 @@ fi* fi::conj() const {
 fi& fi::complex(const fi& imagPart) const {
     errorIfComplexSlopeBias(true);
     if (isBoolean() || imagPart.isBoolean()) {
-        raiseError("fixedpoint:fi:complex:nologicalcomplex", "Input arguments to COMPLEX cannot be boolean.");
+        raise("fixedpoint:fi:complex:nologicalcomplex", "Input arguments to COMPLEX cannot be boolean.");
     }
     if (iscomplex() || imagPart.iscomplex()) {
-        raiseError("fixedpoint:fi:complex:invalidRealPartInput", "Input arguments to COMPLEX must be real-valued.");
+        raise("fixedpoint:fi:complex:invalidRealPartInput", "Input arguments to COMPLEX must be real-valued.");
     }
     number scratch(0.0, std::max(wordPrecision(), imagPart.wordPrecision()),
                    number::getDefaultForceMultiplePrecision());
@@ -151,22 +151,20 @@ fi& fi::complex(const fi& imagPart) const {
     return *result.release();
 }
 
-hvArray* fi::sign() const {
+void fi::storeSigns(std::span<std::int8_t> signs) const {
     if (iscomplex()) {
-        raiseError("fixedpoint:fi:complexnotdefined", "Function 'sign' is not defined for complex-valued FI objects.");
+        raise("fixedpoint:fi:complexnotdefined", "Function 'sign' is not defined for complex-valued FI objects.");
     }
-    hvArrayOwner result(hvCreateNumericArray(mDims.size(), mDims.data(), hvINT8_CLASS));
-    const std::span<std::int8_t> signs = hvGetTypedData<std::int8_t>(result.get());
     const auto signOf = [](double x) { return static_cast<std::int8_t>((x > 0.0) - (x < 0.0)); };
     const bool isScaled = isSlopeBiasScaled();
     if (const std::span<const double> doubles = entries::doublesOf(mReal, mNumel); !doubles.empty()) {
         const double factor = isScaled ? getSlopeAdjustmentFactor() : 1.0;
         const double bias = isScaled ? getBias() : 0.0;
         std::ranges::transform(doubles, signs.begin(), [=](double x) { return signOf(x * factor + bias); });
-        return result.release();
+        return;
     }
     if (!isScaled && wide::storeSigns(mReal, signs)) {
-        return result.release();
+        return;
     }
     const std::uint64_t cursor = mReal.getIndex();
     for (std::uint64_t i = 0; i < mNumel; ++i) {
@@ -175,7 +173,6 @@ hvArray* fi::sign() const {
         signs[i] = isScaled ? signOf(addSlopeAdjustmentFactorBias(entry.todouble())) : entry.sign();
     }
     mReal.setIndex(cursor);
-    return result.release();
 }
 
 fi* fi::getRealFi() const {

@@ -12,11 +12,9 @@
 #include "fi/bulk/wide_roots.h"
 #include "fi/fi.h"
 #include "fi/result_types/work_cells.h"
-#include "host/EnumStringType.h"
-#include "host/ErrorIdException.h"
-#include "host/hsc.h"
 #include "logging/reports.h"
 #include "numbers/mpscratch.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -143,34 +141,28 @@ fi::NumericType fi::getNumericTypeForSqrtBisection() const {
 
 void fi::sqrtErrorMessage(const NumericType& type) const {
     if (isSlopeBiasScaled() || type.isSlopeBiasScaled()) {
-        raiseError("fixedpoint:fi:sqrt:binarypointonly",
-                   "sqrt(A), sqrt(A,T) or sqrt(A,T,F) can only be calculated for FI object A  and numerictype T when "
-                   "the scaling of A and T has a fractional slope of 1 and 0 bias (binary-point only scaling).");
+        raise("fixedpoint:fi:sqrt:binarypointonly",
+              "sqrt(A), sqrt(A,T) or sqrt(A,T,F) can only be calculated for FI object A  and numerictype T when "
+              "the scaling of A and T has a fractional slope of 1 and 0 bias (binary-point only scaling).");
     }
     if (type.isUnspecifiedScaling()) {
-        raiseError("fixedpoint:fi:sqrt:unspecifiedscaling",
-                   "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified scaling.");
+        raise("fixedpoint:fi:sqrt:unspecifiedscaling",
+              "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified scaling.");
     }
     if (type.isUnspecifiedSign()) {
-        raiseError("fixedpoint:fi:sqrt:unspecifiedsign",
-                   "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified sign.");
+        raise("fixedpoint:fi:sqrt:unspecifiedsign",
+              "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified sign.");
     }
     if (iscomplex()) {
-        raiseError("fixedpoint:fi:sqrt:nocomplex", "The sqrt function is not supported for complex fi.");
+        raise("fixedpoint:fi:sqrt:nocomplex", "The sqrt function is not supported for complex fi.");
     }
     if (isAnyElementNegative(mReal, mNumel)) {
-        raiseError("fixedpoint:fi:sqrt:nonegative", "The sqrt function is not supported for negative valued fi.");
+        raise("fixedpoint:fi:sqrt:nonegative", "The sqrt function is not supported for negative valued fi.");
     }
     if (isBoolean() || type.isBoolean()) {
-        raiseError("fixedpoint:fi:sqrt:nobooleansqrt",
-                   "sqrt(A), sqrt(A,T) or sqrt(A,T,F) is not supported when A or T are of datatype boolean.");
+        raise("fixedpoint:fi:sqrt:nobooleansqrt",
+              "sqrt(A), sqrt(A,T) or sqrt(A,T,F) is not supported when A or T are of datatype boolean.");
     }
-}
-
-EnumStringType* fi::getSquareRootMethodEnum() {
-    static EnumStringType* const kType =
-        EnumStringType::findOrAdd("SquareRootMethodEnum", {{0, "Bisection"}, {1, "NewtonRaphson"}});
-    return kType;
 }
 
 fi* fi::sqrtBisection() const {
@@ -196,9 +188,9 @@ fi* fi::sqrtBisection(const NumericType& type, const fimath& rules) const {
                                false);
         const quantizer given(type, getRoundMode(), getOverflowMode(), "", kAssignment, false);
         if (wanted.getLowerBound() < given.getLowerBound() || wanted.getUpperBound() > given.getUpperBound()) {
-            hscWarnMsgIdAndTxt("fi:sqrt:outputrangetoosmall", "%s",
-                               "The range of the output type cannot represent the square root of the range of the "
-                               "input type.");
+            warn("fi:sqrt:outputrangetoosmall",
+                 "The range of the output type cannot represent the square root of the range of the "
+                 "input type.");
         }
     }
     auto result =

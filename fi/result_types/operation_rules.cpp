@@ -5,7 +5,7 @@
 
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/result_types/to_int.h"
-#include "host/ErrorIdException.h"
+#include "numbers/services.h"
 
 namespace tolvane::detail::resulttypes {
 
@@ -15,11 +15,11 @@ namespace {
 
 [[noreturn]] void raiseMaxWordLengthExceeded(const OperationRules& rules, std::int64_t needed) {
     const std::string maximum = std::string("Max") + rules.property + "WordLength";
-    raiseError("fixedpoint:fi:" + maximum + "Exceeded",
-               maximum + " is " + std::to_string(rules.maxWordLength) + " bits and a minimum word length of " +
-                   std::to_string(needed) + " bits is necessary to guarantee that this " + rules.operation +
-                   " can be computed with no loss of precision.  Increase " + maximum + " if you want the " +
-                   rules.result + " to grow to a larger word length.");
+    raise("fixedpoint:fi:" + maximum + "Exceeded",
+          maximum + " is " + std::to_string(rules.maxWordLength) + " bits and a minimum word length of " +
+              std::to_string(needed) + " bits is necessary to guarantee that this " + rules.operation +
+              " can be computed with no loss of precision.  Increase " + maximum + " if you want the " + rules.result +
+              " to grow to a larger word length.");
 }
 
 }  // namespace

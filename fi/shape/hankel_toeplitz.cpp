@@ -9,8 +9,7 @@
 #include "fi/fi.h"
 #include "fi/result_types/slopebias_errors.h"
 #include "fi/shape/element_moves.h"
-#include "host/ErrorIdException.h"
-#include "host/hv.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -18,8 +17,8 @@ namespace {
 
 void errorIfEmpty(const fi& array, const std::string& operation) {
     if (array.isempty()) {
-        raiseError("fixedpoint:fi:" + operation + ":emptynotallowed",
-                   "Function '" + operation + "' is not defined for empty inputs.");
+        raise("fixedpoint:fi:" + operation + ":emptynotallowed",
+              "Function '" + operation + "' is not defined for empty inputs.");
     }
 }
 
@@ -34,10 +33,6 @@ bool areEqual(const fi& a, std::uint64_t indexOfA, const fi& b, std::uint64_t in
     elementOfA.resetLogging();
     b.setIndex(indexOfB);
     return elementOfA == b;
-}
-
-void warn(const char* id, const char* text) {
-    hvWarningMsgIdAndTxt(id, "%s", text);
 }
 
 }  // namespace

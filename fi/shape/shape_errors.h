@@ -3,9 +3,11 @@
 
 #include <string>
 
+#include "host/export.h"
+
 namespace tolvane::detail {
 
 /// Raises "fixedpoint:fi:<operation>:kthDiagInputNotInteger".
-[[noreturn]] void raiseNoDiagonalNumber(const std::string& operation);
+[[noreturn]] TOLVANE_API void raiseNoDiagonalNumber(const std::string& operation);
 
 }  // namespace tolvane::detail

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,8 +11,7 @@
 #include "fi/fi.h"
 #include "fi/shape/element_moves.h"
 #include "fi/shape/shape_errors.h"
-#include "host/ErrorIdException.h"
-#include "host/hv.h"
+#include "numbers/services.h"
 
 using namespace tolvane::detail;
 
@@ -23,7 +21,7 @@ namespace {
 
 void errorIfNotMatrix(const fi& array, const std::string& operation) {
     if (array.ndims() > 2) {
-        raiseError("fixedpoint:fi:" + operation + ":NDArray", "Transpose on ND array is not defined.");
+        raise("fixedpoint:fi:" + operation + ":NDArray", "Transpose on ND array is not defined.");
     }
 }
 
@@ -90,41 +88,6 @@ fi* fi::ctranspose() const {
 
 // Other dimensions.
 
-namespace {
-
-/// The host's error for a bad index.
-[[noreturn]] void raiseBadCast() {
-    constexpr int kBadIndex = 73;
-    hvErrMsg(kBadIndex);
-}
-
-std::uint64_t sizeFrom(double value) {
-    if (!(value > -1.0 && value < 0x1p64)) {
-        raiseBadCast();
-    }
-    return static_cast<std::uint64_t>(value);
-}
-
-}  // namespace
-
-fi* fi::reshape(const hvArray* siz) const {
-    if (!hvIsDouble(siz)) {
-        raiseError("fixedpoint:fi:reshape:siz_not_double", "FI_RESHAPE expecting DOUBLE for the SIZ vector.");
-    }
-    std::vector<std::uint64_t> dims;
-    std::ranges::transform(hvGetTypedData<double>(siz), std::back_inserter(dims), sizeFrom);
-    auto result = std::make_unique<fi>(*this);
-    const std::uint64_t copied = result->mNumel;
-    result->copyDimensions(dims.data(), dims.size());
-    if (result->mNumel != copied) {
-        result->mReal.resize(result->mNumel);
-        if (result->iscomplex()) {
-            result->imagEntries().resize(result->mNumel);
-        }
-    }
-    return result.release();
-}
-
 fi* fi::squeeze() const {
     auto result = std::make_unique<fi>(*this);
     const Dimensions dims = squeezedDimensions(result->mDims);
@@ -135,15 +98,14 @@ fi* fi::squeeze() const {
 // Diagonals.
 
 void tolvane::detail::raiseNoDiagonalNumber(const std::string& operation) {
-    raiseError("fixedpoint:fi:" + operation + ":kthDiagInputNotInteger",
-               "K-th diagonal input must be an integer scalar.");
+    raise("fixedpoint:fi:" + operation + ":kthDiagInputNotInteger", "K-th diagonal input must be an integer scalar.");
 }
 
 namespace {
 
 void errorIfBadDiagonal(const fi& array, double k, const std::string& operation) {
     if (array.ndims() != 2) {
-        raiseError("fixedpoint:fi:" + operation + ":firstInputMustBe2D", "First input must be 2D.");
+        raise("fixedpoint:fi:" + operation + ":firstInputMustBe2D", "First input must be 2D.");
     }
     if (std::isnan(k)) {
         raiseNoDiagonalNumber("diag");
@@ -183,7 +145,7 @@ fi* fi::diag(double k) const {
     const std::optional<std::int64_t> whole = wholeDiagonal(k);
     if (isvector()) {
         if (!whole) {
-            raiseError("fixedpoint:fi:diag:pmaxsize", "Maximum variable size allowed by the program is exceeded.");
+            raise("fixedpoint:fi:diag:pmaxsize", "Maximum variable size allowed by the program is exceeded.");
         }
         // No overflow: arrays have fewer than 2^63 elements, and a diagonal is at most that far away.
         const std::uint64_t size = mNumel + distance(*whole);
@@ -238,7 +200,7 @@ TrianglePattern patternOf(const fi& array, double k, Triangle triangle) {
     }
     const std::optional<std::int64_t> whole = wholeDiagonal(k);
     if (!whole) {
-        raiseBadCast();
+        raiseBadIndex();
     }
     // The sizes of an array that has elements fit.
     return {array.getM(), array.getN(),

@@ -8,13 +8,14 @@
 #include <string_view>
 #include <vector>
 
+#include "host/export.h"
 #include "host/hv.h"
 #include "numbers/words.h"
 
 namespace tolvane::detail {
 
 /// The digits of words in a base that is a power of two, in two's complement.
-class BinaryDigits {
+class TOLVANE_API BinaryDigits {
  public:
     /// The bits of a digit; 0 for other bases.
     static int bitsOf(int base);
@@ -40,7 +41,7 @@ class BinaryDigits {
 };
 
 /// Decimal digits of words.
-class DecimalDigits {
+class TOLVANE_API DecimalDigits {
  public:
     explicit DecimalDigits(const WordSpan& words);
     /// The digits of a word in two's complement, or of its magnitude; valid until the next call.
@@ -58,7 +59,7 @@ class DecimalDigits {
 };
 
 /// Reads words in two's complement. `digits`, the highest first, are all below the base.
-class WordReader {
+class TOLVANE_API WordReader {
  public:
     WordReader(const WordGrid& grid, int base);
     /// Sets the word; false, and it has changed, if the digits need more bits than it has.

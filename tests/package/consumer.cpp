@@ -1,13 +1,15 @@
-// Quantizes one value through the installed library, and catches what it throws: headers by both of their paths, export
-// marks and dependencies must all be in place.
+// Quantizes one value through the installed library, catches what it throws, and hears its warning as a host does:
+// headers by both of their paths, export marks and dependencies must all be in place.
 #include <tolvane/host/ErrorIdException.h>
 #include <tolvane/numbers/mpnumber.h>
 #include <tolvane/version.h>
 #include <cstdio>
+#include <string>
 #include <string_view>
 
 #include "descriptors/NumericType.h"
 #include "host/bs_md5.h"
+#include "host/reference/listeners.h"
 #include "numbers/number.h"
 #include "quantization/quantizer.h"
 
@@ -43,7 +45,14 @@ int main(int argc, char**) {
                 TOLVANE_VERSION_STRING);
     const bool refuses =
         raises("fixedpoint:quantizer:wordlengthtoobig", [copy = quantizer(q)]() mutable { copy.setWordlength(65536); });
+    std::string warned;
+    hostref::setWarningListener([&warned](const std::string& id, const std::string&) { warned = id; });
+    EmbeddedTypeSystem::NumericType(true, 8, 7).setWordLength(0);
+    hostref::setWarningListener({});
     const bool isRight = value.todouble() == 127.0 / 128.0 && q.getNoverflows() == 1 && wide.todouble() == 0.25 &&
                          digest.getHexDigest() == "d41d8cd98f00b204e9800998ecf8427e";
-    return isRight && refuses && std::string_view(TOLVANE_VERSION_STRING) == PACKAGE_VERSION ? 0 : 1;
+    return isRight && refuses && warned == "TolvaneKit:numerictype:InvalidSetting" &&
+                   std::string_view(TOLVANE_VERSION_STRING) == PACKAGE_VERSION
+               ? 0
+               : 1;
 }

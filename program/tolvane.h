@@ -1,0 +1,8 @@
+// Everything that programs need for fixed-point arithmetic; include it as <tolvane/tolvane.h>.
+#pragma once
+
+#include "program/error.h"
+#include "program/exact_value.h"
+#include "program/fixed_array.h"
+#include "program/fixed_log.h"
+#include "program/format.h"

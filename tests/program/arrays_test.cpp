@@ -1,0 +1,458 @@
+// Arrays of programs against exact rationals: random types of up to 200 bits, every rounding and overflow.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "program/tolvane.h"
+#include "tests/support/rational.h"
+
+namespace {
+
+using namespace tolvane;
+
+Rational rationalOf(const exact_value& value) {
+    Integer size;
+    const auto& limbs = value.magnitude();
+    mpz_import(size.get_mpz_t(), limbs.size(), -1, sizeof(std::uint64_t), 0, 0, limbs.data());
+    return scaled(Rational(value.is_negative() ? Integer(-size) : size), value.exponent());
+}
+
+std::vector<Rational> rationalsOf(const fixed_array& x) {
+    std::vector<Rational> values;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        values.push_back(rationalOf(x.at(i)));
+    }
+    return values;
+}
+
+Integer leastWord(const fixed_type& type) {
+    return type.is_signed ? Integer(-(Integer(1) << static_cast<unsigned>(type.bits - 1))) : Integer(0);
+}
+Integer greatestWord(const fixed_type& type) {
+    return (Integer(1) << static_cast<unsigned>(type.bits - (type.is_signed ? 1 : 0))) - 1;
+}
+
+/// What becomes of an exact value at a place.
+struct Quantized {
+    Rational value;
+    bool overflows;
+    Integer rounded;
+};
+
+Integer roundedBy(const Rational& x, rounding rule) {
+    const Integer low = floorOf(x);
+    const Rational rest = x - low;
+    const int half = rest == 0 ? -2 : sgn(Rational(rest - Rational(1, 2)));
+    const bool isOdd = mpz_odd_p(low.get_mpz_t()) != 0;
+    bool up = false;
+    switch (rule) {
+        case rounding::ceil:
+            up = half > -2;
+            break;
+        case rounding::floor:
+            break;
+        case rounding::toward_zero:
+            up = half > -2 && sgn(x) < 0;
+            break;
+        case rounding::away_from_zero:
+            up = half > -2 && sgn(x) > 0;
+            break;
+        case rounding::nearest:
+            up = half >= 0;
+            break;
+        case rounding::nearest_down:
+            up = half > 0;
+            break;
+        case rounding::nearest_away:
+            up = half > 0 || (half == 0 && sgn(x) > 0);
+            break;
+        case rounding::nearest_zero:
+            up = half > 0 || (half == 0 && sgn(x) < 0);
+            break;
+        case rounding::convergent:
+            up = half > 0 || (half == 0 && isOdd);
+            break;
+        case rounding::nearest_odd:
+            up = half > 0 || (half == 0 && !isOdd);
+            break;
+        case rounding::jam:
+            up = half > -2 && !isOdd;
+            break;
+        case rounding::add_sign:
+            up = sgn(x) < 0;
+            break;
+        default:
+            break;
+    }
+    return up ? Integer(low + 1) : low;
+}
+
+/// `cutsBits` tells whether values have places below the format's.
+Quantized quantized(const Rational& x, const fixed_format& format, bool cutsBits) {
+    const fixed_type& type = format.type();
+    const Rational units = scaled(x, type.fraction);
+    const Integer whole = !cutsBits ? floorOf(units) : roundedBy(units, format.rounding());
+    const Integer least = leastWord(type);
+    const Integer greatest = greatestWord(type);
+    const bool isSymmetric = format.overflow() == overflow::symmetric && type.is_signed;
+    const bool overflows = whole < (isSymmetric ? Integer(least + 1) : least) || whole > greatest;
+    Integer word = whole;
+    if (overflows) {
+        Integer modulus = Integer(1) << static_cast<unsigned>(type.bits);
+        switch (format.overflow()) {
+            case overflow::saturate:
+                word = sgn(x) < 0 ? least : greatest;
+                break;
+            case overflow::symmetric:
+                word = sgn(x) < 0 ? (type.is_signed ? Integer(-greatest) : least) : greatest;
+                break;
+            case overflow::zero:
+                word = 0;
+                break;
+            case overflow::wrap:
+            case overflow::keep_sign:
+                if (format.overflow() == overflow::keep_sign && type.is_signed) {
+                    modulus /= 2;
+                }
+                mpz_fdiv_r(word.get_mpz_t(), whole.get_mpz_t(), modulus.get_mpz_t());
+                if (format.overflow() == overflow::keep_sign && type.is_signed) {
+                    word = sgn(x) < 0 ? Integer(word - modulus) : word;
+                } else if (word > greatest) {
+                    word -= modulus;
+                }
+                break;
+        }
+    }
+    return {scaled(Rational(word), -type.fraction), overflows, whole};
+}
+
+fixed_type randomType(Random& random, int mostBits = 200) {
+    const int bits = random.oneIn(3)   ? random.between(1, 16)
+                     : random.oneIn(2) ? random.between(17, std::min(70, mostBits))
+                                       : random.between(17, mostBits);
+    return fixed_type{random.oneIn(2), bits, random.between(-10, bits + 10)};
+}
+
+/// Bounds, small values, and any words.
+fixed_array randomArray(Random& random, const fixed_type& type, std::size_t count) {
+    std::vector<exact_value> values;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Integer least = leastWord(type);
+        const Integer span = greatestWord(type) - least + 1;
+        Integer word;
+        switch (random.between(0, 4)) {
+            case 0:
+                word = least + random.between(0, 1);
+                break;
+            case 1:
+                word = greatestWord(type) - random.between(0, 1);
+                break;
+            case 2:
+                word = random.between(type.is_signed ? -3 : 0, 3);
+                break;
+            default:
+                for (int k = 0; k < 4; ++k) {
+                    word = (word << 64U) + Integer(std::to_string(random.word()));
+                }
+                mpz_fdiv_r(word.get_mpz_t(), word.get_mpz_t(), span.get_mpz_t());
+                word += least;
+        }
+        word = word < least ? least : word > greatestWord(type) ? greatestWord(type) : word;
+        std::vector<std::uint64_t> limbs(mpz_sizeinbase(word.get_mpz_t(), 2) / 64 + 2);
+        const Integer size = abs(word);
+        mpz_export(limbs.data(), nullptr, -1, sizeof(std::uint64_t), 0, 0, size.get_mpz_t());
+        const exact_value magnitude = exact_value::from_words(limbs.data(), limbs.size(), false, -type.fraction);
+        values.push_back(sgn(word) < 0 ? -magnitude : magnitude);
+    }
+    return fixed_array(values, type);
+}
+
+constexpr rounding kAllRoundings[] = {rounding::ceil,           rounding::convergent,   rounding::toward_zero,
+                                      rounding::floor,          rounding::nearest,      rounding::nearest_away,
+                                      rounding::nearest_zero,   rounding::nearest_down, rounding::nearest_odd,
+                                      rounding::away_from_zero, rounding::jam,          rounding::add_sign};
+constexpr overflow kAllOverflows[] = {overflow::saturate, overflow::wrap, overflow::symmetric, overflow::zero,
+                                      overflow::keep_sign};
+
+fixed_format randomFormat(Random& random, std::string name = {}) {
+    return fixed_format(randomType(random), random.pick(kAllRoundings), random.pick(kAllOverflows), std::move(name));
+}
+
+TEST(Arrays, CastLikeRationalsAndLogWhatTheyMet) {
+    Random random(1701);
+    for (int round = 0; round < 3000; ++round) {
+        const fixed_array x = randomArray(random, randomType(random), static_cast<std::size_t>(random.between(1, 70)));
+        const fixed_format format = randomFormat(random, "place");
+        fixed_log log;
+        const fixed_array y = cast(x, format);
+        const std::string what = "round " + std::to_string(round) + ": " + x.type().text() + " to " + format.text();
+        const std::vector<Rational> before = rationalsOf(x);
+        const std::vector<Rational> after = rationalsOf(y);
+        const bool cutsBits = x.type().fraction > format.type().fraction;
+        std::uint64_t overflows = 0;
+        std::uint64_t underflows = 0;
+        Integer least;
+        Integer greatest;
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            const Quantized wanted = quantized(before[i], format, cutsBits);
+            ASSERT_EQ(after[i], wanted.value) << what << ", element " << i << ": " << text(before[i]);
+            overflows += wanted.overflows ? 1U : 0U;
+            underflows += wanted.rounded == 0 && before[i] != 0 ? 1U : 0U;
+            least = i == 0 ? wanted.rounded : std::min(least, wanted.rounded);
+            greatest = i == 0 ? wanted.rounded : std::max(greatest, wanted.rounded);
+        }
+        const place_record record = log.place("place");
+        ASSERT_EQ(record.values, before.size()) << what;
+        ASSERT_EQ(record.overflows, overflows) << what;
+        ASSERT_EQ(record.underflows, underflows) << what;
+        ASSERT_EQ(rationalOf(record.before.least), *std::ranges::min_element(before)) << what;
+        ASSERT_EQ(rationalOf(record.before.greatest), *std::ranges::max_element(before)) << what;
+        ASSERT_EQ(rationalOf(record.after.least), *std::ranges::min_element(after)) << what;
+        ASSERT_EQ(rationalOf(record.after.greatest), *std::ranges::max_element(after)) << what;
+        // The least length in which nothing overflows.
+        const bool needsSign = format.type().is_signed || *std::ranges::min_element(before) < 0;
+        int bits = 1;
+        const auto fits = [&](int length) {
+            const fixed_type type{needsSign, length, 0};
+            const bool isSymmetric = format.overflow() == overflow::symmetric && needsSign;
+            return least >= (isSymmetric ? Integer(leastWord(type) + 1) : leastWord(type)) &&
+                   greatest <= greatestWord(type);
+        };
+        while (!fits(bits)) {
+            ++bits;
+        }
+        ASSERT_EQ(record.bits_needed, bits) << what;
+    }
+}
+
+TEST(Arrays, ComputeExactlyInTypesThatHoldEveryResult) {
+    Random random(1702);
+    for (int round = 0; round < 2000; ++round) {
+        const std::size_t count = static_cast<std::size_t>(random.between(1, 70));
+        const fixed_array a = randomArray(random, randomType(random), random.oneIn(4) ? 1 : count);
+        const fixed_array b = randomArray(random, randomType(random), random.oneIn(4) ? 1 : count);
+        const std::vector<Rational> x = rationalsOf(a);
+        const std::vector<Rational> y = rationalsOf(b);
+        const struct {
+            const char* name;
+            fixed_array seen;
+            Rational (*wanted)(const Rational&, const Rational&);
+        } rows[] = {
+            {"+", a + b, [](const Rational& p, const Rational& q) { return Rational(p + q); }},
+            {"-", a - b, [](const Rational& p, const Rational& q) { return Rational(p - q); }},
+            {"*", a * b, [](const Rational& p, const Rational& q) { return Rational(p * q); }},
+            {"neg", -a + b * 0, [](const Rational& p, const Rational&) { return Rational(-p); }},
+            {"abs", abs(a) + b * 0, [](const Rational& p, const Rational&) { return Rational(abs(p)); }},
+        };
+        for (const auto& row : rows) {
+            const std::string what = "round " + std::to_string(round) + ": " + a.type().text() + " " + row.name + " " +
+                                     b.type().text() + " in " + row.seen.type().text();
+            for (std::size_t i = 0; i < row.seen.size(); ++i) {
+                const Rational wanted = row.wanted(x[x.size() == 1 ? 0 : i], y[y.size() == 1 ? 0 : i]);
+                ASSERT_EQ(rationalOf(row.seen.at(i)), wanted) << what << ", element " << i;
+            }
+        }
+        const std::vector<bool> isLess = less(a, b);
+        const std::vector<bool> isEqual = equal(a, b);
+        for (std::size_t i = 0; i < isLess.size(); ++i) {
+            const int order = cmp(x[x.size() == 1 ? 0 : i], y[y.size() == 1 ? 0 : i]);
+            ASSERT_EQ(isLess[i], order < 0);
+            ASSERT_EQ(isEqual[i], order == 0);
+        }
+        ASSERT_EQ(rationalOf(max(a)), *std::ranges::max_element(x));
+        ASSERT_EQ(rationalOf(min(a)), *std::ranges::min_element(x));
+        if (std::ranges::find(y, Rational(0)) == y.end()) {
+            const fixed_format format = randomFormat(random);
+            const fixed_array q = divide(a, b, format);
+            for (std::size_t i = 0; i < q.size(); ++i) {
+                const Rational exact = x[x.size() == 1 ? 0 : i] / y[y.size() == 1 ? 0 : i];
+                ASSERT_EQ(rationalOf(q.at(i)), quantized(exact, format, true).value)
+                    << a.type().text() << " / " << b.type().text() << " to " << format.text() << ": " << text(exact);
+            }
+        }
+    }
+}
+
+TEST(Arrays, SumProductsThroughTheirPlaces) {
+    Random random(1703);
+    for (int round = 0; round < 400; ++round) {
+        const fixed_array x =
+            randomArray(random, randomType(random, 80), static_cast<std::size_t>(random.between(1, 140)));
+        const fixed_array h =
+            randomArray(random, randomType(random, 80), static_cast<std::size_t>(random.between(1, 9)));
+        sum_formats formats;
+        if (random.oneIn(2)) {
+            formats.product = randomFormat(random, "product");
+        }
+        if (random.oneIn(2)) {
+            formats.sum = randomFormat(random, "sum");
+        }
+        const std::vector<Rational> p = rationalsOf(x);
+        const std::vector<Rational> q = rationalsOf(h);
+        const int exactFraction = x.type().fraction + h.type().fraction;
+        const int termFraction = formats.product ? formats.product->type().fraction : exactFraction;
+        std::uint64_t overflows = 0;
+        const auto add = [&](Rational& total, const Rational& left, const Rational& right) {
+            Rational term = left * right;
+            if (formats.product) {
+                term = quantized(term, *formats.product, exactFraction > formats.product->type().fraction).value;
+            }
+            total += term;
+            if (formats.sum) {
+                const Quantized made = quantized(total, *formats.sum, termFraction > formats.sum->type().fraction);
+                overflows += made.overflows ? 1U : 0U;
+                total = made.value;
+            }
+        };
+        const std::string what = "round " + std::to_string(round) + ": " + x.type().text() + ", " + h.type().text() +
+                                 (formats.product ? ", products " + formats.product->text() : "") +
+                                 (formats.sum ? ", sums " + formats.sum->text() : "");
+        fixed_log log;
+        const fixed_array y = conv(x, h, formats);
+        ASSERT_EQ(y.size(), p.size() + q.size() - 1) << what;
+        for (std::size_t n = 0; n < y.size(); ++n) {
+            Rational total;
+            for (std::size_t k = 0; k < q.size(); ++k) {
+                if (n >= k && n - k < p.size()) {
+                    add(total, p[n - k], q[k]);
+                }
+            }
+            ASSERT_EQ(rationalOf(y.at(n)), total) << what << ", element " << n;
+        }
+        if (formats.sum) {
+            ASSERT_EQ(log.place("sum").overflows, overflows) << what;
+        }
+        Rational total;
+        const std::size_t count = std::min(p.size(), q.size());
+        std::vector<exact_value> a;
+        std::vector<exact_value> b;
+        for (std::size_t i = 0; i < count; ++i) {
+            a.push_back(x.at(i));
+            b.push_back(h.at(i));
+            add(total, p[i], q[i]);
+        }
+        ASSERT_EQ(rationalOf(dot(fixed_array(a, x.type()), fixed_array(b, h.type()), formats).at(0)), total) << what;
+    }
+}
+
+TEST(Arrays, TakeAndGiveValuesOfEveryKind) {
+    const fixed_array x(std::vector<double>{0.5, -0.25, 0.1}, "s16,15", "x");
+    EXPECT_EQ(x.name(), "x");
+    EXPECT_EQ(x.to_doubles(), (std::vector<double>{0.5, -0.25, 0x1.99ap-4}));
+    EXPECT_EQ(std::vector<std::int64_t>(x.words().begin(), x.words().end()),
+              (std::vector<std::int64_t>{16384, -8192, 3277}));
+    EXPECT_EQ(fixed_array::from_words(x.words(), x.type()), x);
+    EXPECT_EQ(fixed_array({1, -2, 3}, "s4,0") * 2 + 1, fixed_array({3, -3, 7}, "s8,0"));
+    EXPECT_EQ((x * 0.5).at(0).text(), "0.25");
+    EXPECT_EQ((1 - x).type().text(), "s18,15");  // 1 - (-1) is 2
+    EXPECT_EQ(fixed_array({1.0, 2.0}, "u8,4") == fixed_array({1, 2}, "s80,2"), true);
+
+    // Complex, with every result exact.
+    using C = std::complex<double>;
+    const fixed_array z(std::vector<C>{{0.5, -0.25}, {-1, 0.75}}, "s8,7");
+    const fixed_array w = z * z;
+    EXPECT_EQ(w.to_complex_doubles(), (std::vector<C>{{0.1875, -0.25}, {0.4375, -1.5}}));
+    EXPECT_EQ(z.imag() * 4, fixed_array({-1, 3}, "s8,0"));
+}
+
+template <class Run>
+std::string idOf(const Run& run) {
+    try {
+        run();
+        return "";
+    } catch (const error& raised) {
+        return raised.id();
+    }
+}
+
+TEST(Arrays, SayWhatIsWrong) {
+    const fixed_array x({0.5, 0.25}, "s16,15", "x");
+    const struct {
+        const char* id;
+        std::function<void()> run;
+    } rows[] = {
+        {"tolvane:value:finite", [] { fixed_array({0.0 / 0.0}, "s8,0"); }},
+        {"tolvane:value:finite", [] { fixed_array({1e308 * 10}, "s8,0"); }},
+        {"tolvane:array:constant", [&] { x * 0.1; }},
+        {"tolvane:array:growth",
+         [&] {
+             fixed_array y = x;
+             for (int i = 0; i < 7; ++i) {
+                 y = y * y;
+             }
+         }},
+        {"tolvane:array:shape",
+         [&] {
+             x + fixed_array({1, 2, 3}, "s8,0");
+         }},
+        {"tolvane:array:index", [&] { x.at(2); }},
+        {"tolvane:array:word", [] { fixed_array::from_words(std::vector<std::int64_t>{128}, sfix(8, 0)); }},
+        {"tolvane:array:division", [&] { divide(x, x - x, "s8,0"); }},
+        {"tolvane:log:name", [] { fixed_log().place("y"); }},
+        {"tolvane:value:text", [] { exact_value("0.1"); }},
+        {"tolvane:value:text", [] { exact_value("1.2.3"); }},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(idOf(row.run), row.id);
+    }
+}
+
+TEST(Values, GoThroughTextAndDoubles) {
+    const struct {
+        const char* text;
+        const char* same;
+    } rows[] = {{"0", "0"},
+                {"-12.375e-1", ""},
+                {"-12.375", "-12.375"},
+                {"1e3", "1000"},
+                {"+0.5", "0.5"},
+                {"-0.0", "0"},
+                {"128", "128"},
+                {"340282366920938463463374607431768211456.25", "340282366920938463463374607431768211456.25"}};
+    for (const auto& row : rows) {
+        if (*row.same == '\0') {
+            EXPECT_EQ(idOf([&] { exact_value value(row.text); }), "tolvane:value:text") << row.text;
+        } else {
+            EXPECT_EQ(exact_value(row.text).text(), row.same) << row.text;
+        }
+    }
+    Random random(1704);
+    for (int round = 0; round < 2000; ++round) {
+        const double x = std::ldexp(random.real(-1, 1), random.between(-1074, 900));
+        EXPECT_EQ(exact_value(x).to_double(), x);
+        EXPECT_EQ(rationalOf(exact_value(x)), Rational(x));
+        const exact_value sum = exact_value(x) + exact_value(random.real(-60, 60));
+        if (!sum.is_zero() && sum.magnitude_exponent() > -1000) {
+            EXPECT_EQ(sum.to_double(), nearestDouble(rationalOf(sum)));
+        }
+    }
+}
+
+TEST(Logs, ReportPlacesOfNestedLogs) {
+    fixed_log outer;
+    const fixed_array x({100.0, -0.5}, "s8,7 saturate", "x");
+    {
+        fixed_log inner;
+        cast(x, fixed_format("s4,1", "y"));
+        EXPECT_EQ(inner.places().size(), 1U);
+    }
+    EXPECT_EQ(outer.places().size(), 2U);
+    const place_record record = outer.place("x");
+    EXPECT_EQ(record.before.greatest, exact_value(100));
+    EXPECT_EQ(record.bits_needed, 15);
+    EXPECT_EQ(record.bits_to_spare(), -7);
+    EXPECT_NE(outer.report().find("x"), std::string::npos);
+    EXPECT_EQ(
+        outer.csv(),
+        "place,format,least before,greatest before,least after,greatest after,bits needed,to spare,values,overflows,"
+        "underflows\n"
+        "x,\"s8,7 nearest saturate\",-0.5,100,-0.5,0.9921875,15,-7,2,1,0\n"
+        "y,\"s4,1 nearest saturate\",-0.5,0.9921875,-0.5,1,3,1,2,0,0\n");
+    outer.clear();
+    EXPECT_TRUE(outer.places().empty());
+}
+
+}  // namespace
