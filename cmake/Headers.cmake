@@ -11,15 +11,16 @@ function(tolvane_headers target scope)
   target_sources(${target} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
 endfunction()
 
-# <tolvane/version.h>; beside it, the headers of the tree as they are installed, <tolvane/fi/fi.h>.
+# <tolvane/version.h> and <tolvane/tolvane.h>; beside them, the headers of the tree as they are installed, <tolvane/fi/fi.h>.
 set(public_include_dir ${PROJECT_BINARY_DIR}/include)
 configure_file(cmake/version.h.in ${public_include_dir}/tolvane/version.h @ONLY)
+file(CONFIGURE OUTPUT ${public_include_dir}/tolvane/tolvane.h CONTENT "#pragma once\n\n#include \"program/tolvane.h\"\n")
 foreach(folder host ${TOLVANE_LAYERS})
   file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${public_include_dir}/tolvane/${folder} SYMBOLIC)
 endforeach()
 target_sources(
   tolvane_settings INTERFACE FILE_SET version TYPE HEADERS BASE_DIRS ${public_include_dir}
-                             FILES ${public_include_dir}/tolvane/version.h)
+                             FILES ${public_include_dir}/tolvane/version.h ${public_include_dir}/tolvane/tolvane.h)
 
 tolvane_headers(tolvane_settings INTERFACE ${host_headers})
 if(TARGET tolvane_host)
@@ -62,7 +63,13 @@ tolvane_headers(
   fi/FiColumnReference.h
   fi/FiReference.h
   fi/dimensions.h
-  fi/fi.h)
+  fi/fi.h
+  program/error.h
+  program/exact_value.h
+  program/fixed_array.h
+  program/fixed_log.h
+  program/format.h
+  program/tolvane.h)
 tolvane_headers(
   tolvane
   PUBLIC
