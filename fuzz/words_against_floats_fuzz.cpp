@@ -146,10 +146,13 @@ void atBits(Step& s, const Use& use) {
 
 /// A pointer to a float stays valid across operations on the array, and a write through it is seen.
 void holdFloat(Step& s) {
-    if (s.a.real().asDouble()) {
+    // The parts of an array may be of different kinds.
+    mpnumber* const body = entry(s.a, s.input.between(0, 1) != 0, 0).body().asMp();
+    if (!body) {
+        s.text << "doubles";
         return;
     }
-    mpnumber& part = *entry(s.a, s.input.between(0, 1) != 0, 0).body().asMp();
+    mpnumber& part = *body;
     const std::uint64_t place = s.place(s.a);
     const bool isWritten = s.input.between(0, 1) != 0;
     mpfr_srcptr const seen = part.getelement(place);
