@@ -16,7 +16,6 @@ using detail::Place;
 using detail::wordarray;
 using detail::integers::Arena;
 using detail::integers::Block;
-using detail::integers::kBlock;
 
 namespace {
 
@@ -125,7 +124,7 @@ fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& 
 
 fixed_array::fixed_array() : mReal(std::make_shared<const wordarray>(0, detail::gridOf(mType))) {}
 
-fixed_array fixed_array::quantized(std::vector<exact_value> real, std::vector<exact_value> imag,
+fixed_array fixed_array::quantized(const std::vector<exact_value>& real, const std::vector<exact_value>& imag,
                                    const fixed_format& format) {
     return arrayOf(real, imag, format);
 }

@@ -115,7 +115,7 @@ class TOLVANE_API fixed_array {
 
  private:
     friend class detail::ArrayAccess;
-    static fixed_array quantized(std::vector<exact_value> real, std::vector<exact_value> imag,
+    static fixed_array quantized(const std::vector<exact_value>& real, const std::vector<exact_value>& imag,
                                  const fixed_format& format);
     static fixed_array quantized(std::span<const double> real, std::span<const double> imag,
                                  const fixed_format& format);
@@ -223,7 +223,7 @@ fixed_array::fixed_array(const Range& values, const fixed_format& format) {
     if constexpr (std::same_as<Kept, double>) {
         *this = quantized(std::span<const double>(real), std::span<const double>(imag), format);
     } else {
-        *this = quantized(std::move(real), std::move(imag), format);
+        *this = quantized(real, imag, format);
     }
 }
 

@@ -100,7 +100,7 @@ place_record fixed_log::place(const std::string& name) const {
     if (found == all.end()) {
         std::string known;
         for (const place_record& record : all) {
-            known += (known.empty() ? "" : ", ") + record.name;
+            known.append(known.empty() ? "" : ", ").append(record.name);
         }
         throw error("tolvane:log:name", "The log has no place \"" + name + "\"" +
                                             (known.empty() ? "; nothing was quantized." : "; it has " + known + "."));
