@@ -151,7 +151,7 @@ std::string fixed_log::csv() const {
                 for (std::size_t at = 0; (at = cell.find('"', at)) != std::string::npos; at += 2) {
                     cell.insert(at, 1, '"');
                 }
-                cell = '"' + cell + '"';
+                cell.insert(0, 1, '"').push_back('"');
             }
             out << (i == 0 ? "" : ",") << cell;
         }
