@@ -19,6 +19,8 @@ namespace tolvane::detail::integers {
 namespace HWY_NAMESPACE {
 namespace {
 
+namespace hn = hwy::HWY_NAMESPACE;
+
 using rounding::RoundingRules;
 
 constexpr int kLimbBits = WordGrid::kLimbBits;
@@ -153,10 +155,32 @@ void combineAll(Sign sign, const mp_limb_t* x, unsigned shift, std::size_t count
     }
 }
 
-/// `limbs` is the width if the compiler is to know it, or 0.
+KeyRange rangeOf(const std::int64_t* keys, std::size_t count) {
+    const hn::ScalableTag<std::int64_t> tag;
+    const std::size_t lanes = hn::Lanes(tag);
+    auto greatest = hn::Set(tag, keys[0]);
+    auto least = greatest;
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const auto next = hn::LoadU(tag, keys + i);
+        greatest = hn::Max(greatest, next);
+        least = hn::Min(least, next);
+    }
+    KeyRange range{hn::GetLane(hn::MaxOfLanes(tag, greatest)), hn::GetLane(hn::MinOfLanes(tag, least))};
+    for (; i < count; ++i) {
+        range.greatest = std::max(range.greatest, keys[i]);
+        range.least = std::min(range.least, keys[i]);
+    }
+    return range;
+}
+
+/// `limbs` is the width if the compiler is to know it, or 0. Integers of one limb are their own keys.
 template <std::size_t limbs>
 KeyRange watchAll(const mp_limb_t* x, std::size_t count, std::size_t anyWidth, std::size_t limb, unsigned shift,
                   std::int64_t* keys) {
+    if constexpr (limbs == 1) {
+        return rangeOf(reinterpret_cast<const std::int64_t*>(x), count);
+    }
     const std::size_t width = limbs != 0 ? limbs : anyWidth;
     const mp_limb_t* const low = x + limb;
     if (shift == 0) {
@@ -168,12 +192,7 @@ KeyRange watchAll(const mp_limb_t* x, std::size_t count, std::size_t anyWidth, s
             keys[i] = static_cast<std::int64_t>(low[i * width] >> shift | low[i * width + 1] << (kLimbBits - shift));
         }
     }
-    KeyRange range{keys[0], keys[0]};
-    for (std::size_t i = 1; i < count; ++i) {
-        range.greatest = std::max(range.greatest, keys[i]);
-        range.least = std::min(range.least, keys[i]);
-    }
-    return range;
+    return rangeOf(keys, count);
 }
 
 template <class Predicate>

@@ -62,7 +62,8 @@ struct IntegerLoops {
     /// Adds integers times 2^shift, or subtracts them.
     void (*combine)(Sign sign, const mp_limb_t* x, unsigned shift, std::size_t count, std::size_t width,
                     mp_limb_t* total);
-    /// Sets `keys` to 64 bits of each integer, from bit `shift` of a limb on, and returns the greatest and the least.
+    /// Returns the greatest and the least of what 64 bits of each integer are as integers, from bit `shift` of a limb
+    /// on, and sets `keys` to these unless the width is 1.
     KeyRange (*watch)(const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift,
                       std::int64_t* keys);
     /// Rounds integers and forces them into a format.

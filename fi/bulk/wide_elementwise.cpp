@@ -37,29 +37,29 @@ void runBlocks(const Results& results, bool counts, Ledger<IntegerTally, places>
     const std::uint64_t count = results.count();
     std::array<const IntegerTally*, places> noted;
     std::ranges::transform(tallies, noted.begin(), [](const IntegerTally& tally) { return &tally; });
-    for (std::uint64_t begin = 0; begin < count; begin += kBlock) {
-        const std::size_t length = std::min<std::uint64_t>(kBlock, count - begin);
-        const std::uint64_t doubts = runBlock(begin, length);
-        if (!counts) {
-            for (std::uint64_t rest = doubts; rest != 0; rest &= rest - 1) {
-                const std::uint64_t i = begin + static_cast<unsigned>(std::countr_zero(rest));
+    // What is counted goes into the ledger for many blocks at a time; the first one mostly has a value beyond zero,
+    // after which no zero is an extreme.
+    constexpr std::uint64_t kManyBlocks = 16 * kBlock;
+    for (std::uint64_t begin = 0, end = 0; begin < count; begin = end) {
+        end = std::min(count, begin + (counts && begin > 0 ? kManyBlocks : kBlock));
+        bool hasDoubts = false;
+        for (std::uint64_t at = begin; at < end; at += kBlock) {
+            std::uint64_t doubts = runBlock(at, static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, end - at)));
+            hasDoubts = hasDoubts || doubts != 0;
+            for (; !counts && doubts != 0; doubts &= doubts - 1) {
+                const std::uint64_t i = at + static_cast<unsigned>(std::countr_zero(doubts));
                 byElements(i, i + 1);
             }
-            if (doubts != 0 && !results.areHeld()) {
-                byElements(begin + length, count);
-                return;
-            }
-            continue;
         }
-        if (doubts == 0 && ledger.append(noted)) {
-            logMath(length);
-        } else {
+        if (counts && !hasDoubts && ledger.append(noted)) {
+            logMath(end - begin);
+        } else if (counts) {
             ledger.handOver();
-            byElements(begin, begin + length);
-            if (!results.areHeld()) {
-                byElements(begin + length, count);
-                return;
-            }
+            byElements(begin, end);
+        }
+        if ((counts || hasDoubts) && !results.areHeld()) {
+            byElements(end, count);
+            return;
         }
         std::ranges::for_each(tallies, [](IntegerTally& tally) { tally.clear(); });
     }
