@@ -67,24 +67,46 @@ void narrowWords(const mp_limb_t* from, std::size_t count, mp_limb_t* to) {
 }
 
 bool areAllWithin(const double* values, std::size_t count, const DoubleRange& range) {
-    bool areAll = true;
-    for (std::size_t i = 0; i < count; ++i) {
-        const double scaled = values[i] * range.toInteger;
-        const bool fits = (scaled >= range.least) & (scaled < range.bound);
-        const double inside = fits ? scaled : 0.5;
-        areAll &= static_cast<double>(static_cast<std::int64_t>(inside)) == inside;
+    const hn::ScalableTag<double> tag;
+    const std::size_t lanes = hn::Lanes(tag);
+    const auto factor = hn::Set(tag, range.toInteger);
+    const auto least = hn::Set(tag, range.least);
+    const auto bound = hn::Set(tag, range.bound);
+    std::size_t i = 0;
+    auto areAll = hn::Eq(factor, factor);
+    for (; i + lanes <= count; i += lanes) {
+        const auto scaled = hn::Mul(hn::LoadU(tag, values + i), factor);
+        const auto fits = hn::And(hn::Ge(scaled, least), hn::Lt(scaled, bound));
+        areAll = hn::And(areAll, hn::And(fits, hn::Eq(hn::Trunc(scaled), scaled)));
     }
-    return areAll;
+    bool isWithin = hn::AllTrue(tag, areAll);
+    for (; i < count; ++i) {
+        const double scaled = values[i] * range.toInteger;
+        isWithin = isWithin && scaled >= range.least && scaled < range.bound && std::trunc(scaled) == scaled;
+    }
+    return isWithin;
 }
 
-template <int limbs>
+/// Of doubles that are integers times the factor's inverse.
 bool integersOfDoubles(const double* values, std::size_t count, double toInteger, mp_limb_t* out) {
-    auto* const x = integersOf<limbs>(out);
+    const hn::ScalableTag<double> tag;
+    const hn::ScalableTag<std::int64_t> wordTag;
+    const std::size_t lanes = hn::Lanes(tag);
+    const auto factor = hn::Set(tag, toInteger);
+    const auto zero = hn::Zero(tag);
+    auto* const x = reinterpret_cast<std::int64_t*>(out);
     bool hasZero = false;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto integer = static_cast<std::int64_t>(values[i] * toInteger);
-        hasZero |= integer == 0;
-        x[i] = integer;
+    std::size_t i = 0;
+    auto areZero = hn::Ne(factor, factor);
+    for (; i + lanes <= count; i += lanes) {
+        const auto scaled = hn::Mul(hn::LoadU(tag, values + i), factor);
+        areZero = hn::Or(areZero, hn::Eq(scaled, zero));
+        hn::StoreU(hn::ConvertTo(wordTag, scaled), wordTag, x + i);
+    }
+    hasZero = !hn::AllFalse(tag, areZero);
+    for (; i < count; ++i) {
+        x[i] = static_cast<std::int64_t>(values[i] * toInteger);
+        hasZero |= x[i] == 0;
     }
     return hasZero;
 }
@@ -429,8 +451,13 @@ constexpr IntegerLoops kLoops{
     &narrowWords,
     &areAllWithin,
     [](const double* values, std::size_t count, double toInteger, std::size_t width, mp_limb_t* out) {
-        return width == 1 ? integersOfDoubles<1>(values, count, toInteger, out)
-                          : integersOfDoubles<2>(values, count, toInteger, out);
+        if (width == 1) {
+            return integersOfDoubles(values, count, toInteger, out);
+        }
+        mp_limb_t words[kBlock];
+        const bool hasZero = integersOfDoubles(values, count, toInteger, words);
+        widenWords(words, count, true, out);
+        return hasZero;
     },
     &doublesOfIntegers,
     [](mp_limb_t* x, std::size_t count, std::size_t width, unsigned shift) {
