@@ -857,15 +857,12 @@ void watch(const Block& block, std::size_t count, std::size_t width, Notes& note
             std::fill_n(found + 1, width - 1, signLimb(found[0]));
             return;
         }
-        std::size_t best = 0;
-        while (keys[best] != key) {
-            ++best;
-        }
-        for (std::size_t i = best + 1; i < count; ++i) {
-            if (keys[i] == key) {
-                const int order = compare(block.limbs + i * width, block.limbs + best * width, width);
-                best = (isGreatest ? order > 0 : order < 0) ? i : best;
-            }
+        std::uint64_t rest = integerLoops().placesOf(keys.data(), count, key);
+        auto best = static_cast<std::size_t>(std::countr_zero(rest));
+        for (rest &= rest - 1; rest != 0; rest &= rest - 1) {
+            const auto i = static_cast<std::size_t>(std::countr_zero(rest));
+            const int order = compare(block.limbs + i * width, block.limbs + best * width, width);
+            best = (isGreatest ? order > 0 : order < 0) ? i : best;
         }
         std::copy_n(block.limbs + best * width, width, found);
     };

@@ -196,6 +196,25 @@ KeyRange rangeOf(const std::int64_t* keys, std::size_t count) {
     return range;
 }
 
+std::uint64_t placesOfKey(const std::int64_t* keys, std::size_t count, std::int64_t value) {
+    const hn::ScalableTag<std::int64_t> tag;
+    const std::size_t lanes = hn::Lanes(tag);
+    const auto wanted = hn::Set(tag, value);
+    std::uint64_t places = 0;
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        std::uint8_t bytes[sizeof(places)] = {};
+        hn::StoreMaskBits(tag, hn::Eq(hn::LoadU(tag, keys + i), wanted), bytes);
+        for (std::size_t byte = 0; 8 * byte < lanes; ++byte) {
+            places |= static_cast<std::uint64_t>(bytes[byte]) << (i + 8 * byte);
+        }
+    }
+    for (; i < count; ++i) {
+        places |= static_cast<std::uint64_t>(keys[i] == value) << i;
+    }
+    return places;
+}
+
 /// `limbs` is the width if the compiler is to know it, or 0. Integers of one limb are their own keys.
 template <std::size_t limbs>
 KeyRange watchAll(const mp_limb_t* x, std::size_t count, std::size_t anyWidth, std::size_t limb, unsigned shift,
@@ -473,6 +492,7 @@ constexpr IntegerLoops kLoops{
     [](const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift, std::int64_t* keys) {
         return (width == 1 ? watchAll<1> : width == 2 ? watchAll<2> : watchAll<0>)(x, count, width, limb, shift, keys);
     },
+    &placesOfKey,
     &quantizeByMode,
     &quantizeDoublesByMode};
 

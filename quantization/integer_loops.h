@@ -66,6 +66,8 @@ struct IntegerLoops {
     /// on, and sets `keys` to these unless the width is 1.
     KeyRange (*watch)(const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift,
                       std::int64_t* keys);
+    /// A bit for each key that has a value.
+    std::uint64_t (*placesOf)(const std::int64_t* keys, std::size_t count, std::int64_t value);
     /// Rounds integers and forces them into a format.
     void (*quantize)(const Task& task, mp_limb_t* x, std::size_t count, std::size_t width, Met& met);
     /// The same for finite doubles, into words of one limb and up to 63 bits without a sign; `toInteger` brings them to
