@@ -969,6 +969,8 @@ class TOLVANE_API fi {
        bool isLocal, Entries entries);
     /// Compares current elements, one of which has a type with slope and bias.
     bool equalsAcrossScales(const fi& b) const;
+    /// Whether a store of an element of the same type is one operation in the log; a scaled double is quantized, too.
+    bool logsEachStoreOnce() const;
     template <class Extreme>
     fi& extremeWith(const fi& b) const;
     template <class Extreme>

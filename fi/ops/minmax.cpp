@@ -49,6 +49,10 @@ void errorIfTypesOrRulesDiffer(const std::string& name, const fi& a, const fi& b
 // Two arrays.
 
 // In every case the other operand's element must beat that of the operand whose dimensions the result takes.
+bool fi::logsEachStoreOnce() const {
+    return !getLogging() || !isScaledDouble();
+}
+
 template <class Extreme>
 fi& fi::extremeWith(const fi& b) const {
     errorIfTypesOrRulesDiffer(Extreme::kName, *this, b);
@@ -71,7 +75,8 @@ fi& fi::extremeWith(const fi& b) const {
         const double* const challengers = entries::doublesOf(challenger.mReal, challenger.mNumel).data();
         doublenumber* const doubles = result->mReal.asDouble();
         if (getLogging() || !challengers || !doubles) {
-            if (wide::keepExtremes(Extreme::kWide, result->mReal, challenger.mReal, hasOneElement, getNumericType(),
+            if (logsEachStoreOnce() &&
+                wide::keepExtremes(Extreme::kWide, result->mReal, challenger.mReal, hasOneElement, getNumericType(),
                                    getLogging() ? &result->getQlogger() : nullptr)) {
                 operands.settle(*result);
                 return *result.release();
@@ -106,7 +111,7 @@ fi& fi::extremeWith(const fi& b) const {
         holder.abs(holderSize);
         return Extreme::takesPlace(challengerSize, holderSize);
     };
-    if (iscomplex() && b.iscomplex() &&
+    if (iscomplex() && b.iscomplex() && logsEachStoreOnce() &&
         wide::keepExtremes(Extreme::kWide, wide::ComplexPart<number>{result->mReal, result->imagEntries()},
                            {challenger.mReal, challenger.imagPart()}, hasOneElement, getNumericType(),
                            getLogging() ? &result->getQlogger() : nullptr, decide)) {
@@ -182,7 +187,7 @@ std::unique_ptr<fi> fi::extremesOfColumns(double* rows) const {
             abs(challengerSize);
             return Extreme::takesPlace(challengerSize, holderSize);
         };
-        if (mReal.getprecision() == result->mReal.getprecision() &&
+        if (logsEachStoreOnce() && mReal.getprecision() == result->mReal.getprecision() &&
             wide::storeExtremes(Extreme::kWide, {mReal, imagPart()}, mM,
                                 wide::ComplexPart<number>{result->mReal, result->imagEntries()}, rows,
                                 getLogging() ? &result->getQlogger() : nullptr, decide)) {
@@ -198,8 +203,8 @@ std::unique_ptr<fi> fi::extremesOfColumns(double* rows) const {
             }
             return isTaken;
         });
-    } else if (wide::storeExtremes(Extreme::kWide, mReal, mM, result->mReal, rows,
-                                   getLogging() ? &result->getQlogger() : nullptr)) {
+    } else if (logsEachStoreOnce() && wide::storeExtremes(Extreme::kWide, mReal, mM, result->mReal, rows,
+                                                          getLogging() ? &result->getQlogger() : nullptr)) {
         setIndex(mNumel - 1);
         result->setIndex(result->mNumel - 1);
     } else if (getLogging() || !doubles || !result->mReal.asDouble()) {
