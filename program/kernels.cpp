@@ -78,28 +78,30 @@ void Place::quantize(Block& block, std::size_t count) {
     integers::Notes notes{mNotes.data(), mNotes.data() + mWidth};
     integers::quantize(mFormat, count, mWidth, block, &notes);
     join(mAfter, notes, block.extent.exponent);
-    mValues += count;
-    mOverflows += notes.overflows;
-    mUnderflows += notes.underflows;
+    addCounts(notes, count);
 }
 
 void Place::quantize(const double* values, std::size_t count, Block& block) {
-    if (mIsLogged) {
-        const auto [least, greatest] = std::minmax_element(values, values + count);
-        const value_range range{exact_value(*least), exact_value(*greatest)};
-        mDoublesBefore = mHasDoubles ? value_range{std::min(mDoublesBefore.least, range.least),
-                                                   std::max(mDoublesBefore.greatest, range.greatest)}
-                                     : range;
-        mHasDoubles = true;
+    if (!mIsLogged) {
+        integers::quantize(mFormat, values, count, mWidth, block, nullptr);
+        return;
     }
+    const auto [least, greatest] = std::minmax_element(values, values + count);
+    const value_range range{exact_value(*least), exact_value(*greatest)};
+    mDoublesBefore = mHasDoubles ? value_range{std::min(mDoublesBefore.least, range.least),
+                                               std::max(mDoublesBefore.greatest, range.greatest)}
+                                 : range;
+    mHasDoubles = true;
     integers::Notes notes{mNotes.data(), mNotes.data() + mWidth};
-    integers::quantize(mFormat, values, count, mWidth, block, mIsLogged ? &notes : nullptr);
-    if (mIsLogged) {
-        join(mAfter, notes, block.extent.exponent);
-        mValues += count;
-        mOverflows += notes.overflows;
-        mUnderflows += notes.underflows;
-    }
+    integers::quantize(mFormat, values, count, mWidth, block, &notes);
+    join(mAfter, notes, block.extent.exponent);
+    addCounts(notes, count);
+}
+
+void Place::addCounts(const integers::Notes& notes, std::size_t count) {
+    mValues += count;
+    mOverflows += notes.overflows;
+    mUnderflows += notes.underflows;
 }
 
 void Place::note(Extremes& extremes, const Block& block, std::size_t count) {

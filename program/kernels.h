@@ -77,6 +77,7 @@ class Place {
         int exponent = 0;
         bool isAny = false;
     };
+    void addCounts(const integers::Notes& notes, std::size_t count);
     void note(Extremes& extremes, const Block& block, std::size_t count);
     void join(Extremes& extremes, const integers::Notes& notes, int exponent);
     value_range rangeOf(const Extremes& extremes) const;
