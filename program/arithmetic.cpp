@@ -11,6 +11,7 @@
 namespace tolvane {
 
 using detail::ArrayAccess;
+using detail::grown;
 using detail::PartReader;
 using detail::Place;
 using detail::wordarray;
@@ -24,8 +25,9 @@ namespace {
 
 std::atomic<int> sMostBits = 1024;
 
-/// A type that exact results need, unless it is beyond the limit of growth.
-fixed_type grown(const fixed_type& type, const fixed_array& a, const fixed_array& b) {
+}  // namespace
+
+fixed_type detail::grown(const fixed_type& type, const fixed_array& a, const fixed_array& b) {
     const int most = sMostBits.load(std::memory_order_relaxed);
     if (type.bits <= most) {
         return type;
@@ -37,6 +39,8 @@ fixed_type grown(const fixed_type& type, const fixed_array& a, const fixed_array
                                             std::to_string(type.bits) + " bits, more than the " + std::to_string(most) +
                                             " allowed. Cast an operand, or call set_most_bits.");
 }
+
+namespace {
 
 /// The bits of a type with a finer last place, and with a sign even if it has none.
 int alignedBits(const fixed_type& type, int fraction, bool isSigned) {

@@ -150,6 +150,26 @@ fixed_array single(const Summation& work, wordarray words) {
     return ArrayAccess::make(work.type(), {}, std::move(words), std::nullopt);
 }
 
+/// Adds the elements of an array one by one, and calls `visit(i)` after each.
+template <class Visit>
+void addElements(const fixed_array& x, Summation& work, const Visit& visit) {
+    Block value = work.nextBlock();
+    work.start();
+    const detail::WordSpan from = ArrayAccess::real(x)->span();
+    for (std::uint64_t i = 0; i < from.count; ++i) {
+        detail::integers::load(from, i, 1, work.width(), value);
+        work.addValues(value, 0, 1);
+        visit(i);
+    }
+    work.close();
+}
+
+/// Stores the first sum.
+void storeFirst(const Summation& work, wordarray& words, std::uint64_t place) {
+    Block total = work.sums();
+    detail::store(total, 1, work.width(), words, place);
+}
+
 }  // namespace
 
 fixed_array sum(const fixed_array& x, const sum_formats& formats) {
@@ -157,17 +177,9 @@ fixed_array sum(const fixed_array& x, const sum_formats& formats) {
         throw error("tolvane:array:complex", "sum needs real numbers.");
     }
     Summation work(x.type(), std::nullopt, x.size(), formats);
-    wordarray words(1, detail::gridOf(work.type()));
-    Block value = work.nextBlock();
-    work.start();
-    const detail::WordSpan from = ArrayAccess::real(x)->span();
-    for (std::uint64_t i = 0; i < from.count; ++i) {
-        detail::integers::load(from, i, 1, work.width(), value);
-        work.addValues(value, 0, 1);
-    }
-    Block total = work.sums();
-    detail::store(total, 1, work.width(), words, 0);
-    work.close();
+    wordarray words(1, detail::gridOf(detail::grown(work.type(), x, x)));
+    addElements(x, work, [](std::uint64_t) {});
+    storeFirst(work, words, 0);
     return single(work, std::move(words));
 }
 
@@ -175,16 +187,7 @@ fixed_array cumsum(const fixed_array& x, const fixed_format& format) {
     requireVector(x, "cumsum");
     Summation work(x.type(), std::nullopt, x.size(), {std::nullopt, format});
     wordarray words(x.size(), detail::gridOf(work.type()));
-    Block value = work.nextBlock();
-    work.start();
-    const detail::WordSpan from = ArrayAccess::real(x)->span();
-    for (std::uint64_t i = 0; i < from.count; ++i) {
-        detail::integers::load(from, i, 1, work.width(), value);
-        work.addValues(value, 0, 1);
-        Block total = work.sums();
-        detail::store(total, 1, work.width(), words, i);
-    }
-    work.close();
+    addElements(x, work, [&](std::uint64_t i) { storeFirst(work, words, i); });
     return ArrayAccess::make(work.type(), x.shape(), std::move(words), std::nullopt, format.name());
 }
 
@@ -196,7 +199,7 @@ fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& f
                                                " and " + std::to_string(b.size()) + " elements.");
     }
     Summation work(a.type(), b.type(), a.size(), formats);
-    wordarray words(1, detail::gridOf(work.type()));
+    wordarray words(1, detail::gridOf(detail::grown(work.type(), a, b)));
     Arena factors(work.factorWidth(), 2);
     Block left = factors.next();
     Block right = factors.next();
@@ -206,8 +209,7 @@ fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& f
         detail::integers::load(ArrayAccess::real(b)->span(), i, 1, work.factorWidth(), right);
         work.addProducts(left, right, 0, 1);
     }
-    Block total = work.sums();
-    detail::store(total, 1, work.width(), words, 0);
+    storeFirst(work, words, 0);
     work.close();
     return single(work, std::move(words));
 }
@@ -219,7 +221,7 @@ fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& 
     const std::size_t taps = h.size();
     const std::size_t count = length == 0 || taps == 0 ? 0 : length + taps - 1;
     Summation work(x.type(), h.type(), std::min(length, taps), formats);
-    wordarray words(count, detail::gridOf(work.type()));
+    wordarray words(count, detail::gridOf(detail::grown(work.type(), x, h)));
     Arena factors(work.factorWidth(), 1);
     Block values = factors.next();
     // Each tap once, as a factor for all lanes.

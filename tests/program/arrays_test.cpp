@@ -325,6 +325,17 @@ TEST(Arrays, SumProductsThroughTheirPlaces) {
         if (formats.sum) {
             ASSERT_EQ(log.place("sum").overflows, overflows) << what;
         }
+        Rational running;
+        const fixed_array whole = sum(x, {std::nullopt, formats.sum});
+        const fixed_array along = formats.sum ? cumsum(x, *formats.sum) : x;
+        for (std::size_t i = 0; i < p.size(); ++i) {
+            running += p[i];
+            if (formats.sum) {
+                running = quantized(running, *formats.sum, x.type().fraction > formats.sum->type().fraction).value;
+                ASSERT_EQ(rationalOf(along.at(i)), running) << what << ", element " << i;
+            }
+        }
+        ASSERT_EQ(rationalOf(whole.at(0)), running) << what;
         Rational total;
         const std::size_t count = std::min(p.size(), q.size());
         std::vector<exact_value> a;
@@ -444,7 +455,7 @@ TEST(Logs, ReportPlacesOfNestedLogs) {
     EXPECT_EQ(record.before.greatest, exact_value(100));
     EXPECT_EQ(record.bits_needed, 15);
     EXPECT_EQ(record.bits_to_spare(), -7);
-    EXPECT_NE(outer.report().find("x"), std::string::npos);
+    EXPECT_NE(outer.report().find("\nx      s8,7 nearest saturate"), std::string::npos) << outer.report();
     EXPECT_EQ(
         outer.csv(),
         "place,format,least before,greatest before,least after,greatest after,bits needed,to spare,values,overflows,"
