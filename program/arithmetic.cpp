@@ -204,8 +204,8 @@ wordarray multiplyParts(const Words& a, const Words& b, const Words& c, const Wo
     return words;
 }
 
-wordarray castPart(const wordarray& part, Place& place, const fixed_type& type) {
-    wordarray words(part.span().count, detail::gridOf(type));
+wordarray castPart(const wordarray& part, Place& place) {
+    wordarray words(part.span().count, detail::gridOf(place.type()));
     const Extent extent = detail::integers::extentOf(part.grid());
     const std::size_t width =
         detail::integers::widthFor(std::max(place.neededBits(extent), detail::integers::neededBits(extent)));
@@ -234,15 +234,15 @@ int set_most_bits(int bits) {
 
 fixed_array cast(const fixed_array& x, const fixed_format& format) {
     Place place(format);
-    wordarray real = castPart(*ArrayAccess::real(x), place, format.type());
+    wordarray real = castPart(*ArrayAccess::real(x), place);
     place.close();
     std::optional<wordarray> imag;
     if (x.is_complex()) {
         Place imagPlace(format);
-        imag = castPart(*ArrayAccess::imag(x), imagPlace, format.type());
+        imag = castPart(*ArrayAccess::imag(x), imagPlace);
         imagPlace.close();
     }
-    return ArrayAccess::make(format.type(), x.shape(), std::move(real), std::move(imag), format.name());
+    return ArrayAccess::make(place.type(), x.shape(), std::move(real), std::move(imag), format.name());
 }
 
 fixed_array operator+(const fixed_array& a, const fixed_array& b) {
@@ -304,7 +304,7 @@ fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_forma
     detail::integers::QuotientRounding rounding;
     constexpr int kManyBits = 62;
     rounding.guardBits = format.rounding() == tolvane::rounding::stochastic ? kManyBits : rounding.guardBits;
-    const int exponent = -format.type().fraction - rounding.guardBits;
+    const int exponent = -place.type().fraction - rounding.guardBits;
     const Extent dividend = detail::integers::extentOf(left->grid());
     const Extent divisor = detail::integers::extentOf(right->grid());
     const Extent quotient = detail::integers::quotientOf(dividend, divisor, exponent);
@@ -313,7 +313,7 @@ fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_forma
                   detail::integers::neededBits(quotient), detail::integers::neededBits(dividend),
                   detail::integers::neededBits(divisor)}));
     place.open(width);
-    wordarray words(operands.count(), detail::gridOf(format.type()));
+    wordarray words(operands.count(), detail::gridOf(place.type()));
     Arena arena(width, 5);
     PartReader numerators(*left, arena, width);
     PartReader denominators(*right, arena, width);
@@ -332,7 +332,7 @@ fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_forma
         detail::store(result, length, width, words, begin);
     });
     place.close();
-    return ArrayAccess::make(format.type(), operands.shape(), std::move(words), std::nullopt, format.name());
+    return ArrayAccess::make(place.type(), operands.shape(), std::move(words), std::nullopt, format.name());
 }
 
 fixed_array scaled(const fixed_array& x, int places) {

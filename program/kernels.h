@@ -65,6 +65,8 @@ class Place {
     Place& operator=(const Place&) = delete;
     int neededBits(const integers::Extent& x) const { return integers::neededBits(mFormat, x); }
     integers::Extent extent() const { return integers::extentOf(mFormat.grid); }
+    /// Of the words that come out.
+    const fixed_type& type() const { return mPublic.type(); }
     /// Makes room; call it before the first block.
     void open(std::size_t width);
     void quantize(Block& block, std::size_t count);

@@ -53,7 +53,7 @@ class Summation {
             const Extent sum = detail::integers::sumOf(Sign::plus, mSum->extent(), term);
             needed = std::max({needed, detail::integers::neededBits(sum), mSum->neededBits(sum)});
             mTotal = mSum->extent();
-            mType = formats.sum->type();
+            mType = mSum->type();
         } else {
             mTotal = sumOfTerms(term, terms);
             needed = std::max(needed, detail::integers::neededBits(mTotal));
