@@ -55,6 +55,61 @@ integers::Format formatOf(const fixed_format& format, std::uint64_t* random) {
     return {gridOf(format.type()), rounding.round, overflow.overflow, rounding.more, overflow.more, random};
 }
 
+namespace {
+
+/// The bits that a format's words need for values of a range. What is cut off depends on their unit; without one, each
+/// has its own.
+int bitsNeeded(const fixed_format& place, const value_range& before, std::optional<int> unit) {
+    std::uint64_t random = 0;
+    const integers::Format words = formatOf(place, &random);
+    // Rounding keeps the order, so the extremes need the most bits. They are rounded to words that hold them.
+    const int fraction = place.type().fraction;
+    int needed = 1;
+    for (const exact_value& value : {before.least, before.greatest}) {
+        if (value.is_zero()) {
+            continue;
+        }
+        const int lowest = unit.value_or(value.exponent());
+        integers::Format format = words;
+        format.grid = {-fraction, std::max(value.magnitude_exponent() + fraction, 0) + 3, true};
+        format.overflow = Overflow::Wrap;
+        format.moreOverflow = MoreOverflow::none;
+        if (format.moreRounding == MoreRounding::stochastic) {
+            format.moreRounding = MoreRounding::awayFromZero;  // the farthest that it may go
+        }
+        const integers::Extent extent{lowest, value.magnitude_exponent() - lowest + 1, true};
+        const std::size_t width =
+            integers::widthFor(std::max(integers::neededBits(format, extent), integers::neededBits(extent) + 1));
+        Arena arena(width, 1);
+        Block block = arena.next();
+        std::ranges::copy(value.magnitude(), block.limbs);
+        block.extent = {value.exponent(), value.bits(), true};
+        integers::align(lowest, 1, width, block);
+        if (value.is_negative()) {
+            integers::negate(1, width, block);
+        }
+        block.extent = extent;
+        integers::quantize(format, 1, width, block, nullptr);
+        const exact_value rounded = exact_value::from_words(block.limbs, width, true, 0);
+        if (rounded.is_zero()) {
+            continue;
+        }
+        const bool isLeastWord =
+            rounded.is_negative() && rounded.bits() == 1 && words.moreOverflow != MoreOverflow::symmetric;
+        const bool needsSign = place.type().is_signed || before.least.is_negative();
+        needed = std::max(needed, rounded.magnitude_exponent() + (isLeastWord ? 0 : 1) + (needsSign ? 1 : 0));
+    }
+    return needed;
+}
+
+}  // namespace
+
+void addRecord(const fixed_format& format, std::optional<int> unit, const value_range& before, const value_range& after,
+               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows) {
+    LogAccess::add({format.name().empty() ? format.text() : format.name(), format, before, after, values, overflows,
+                    underflows, bitsNeeded(format, before, unit)});
+}
+
 Place::Place(const fixed_format& format)
     : mPublic(format), mRandom(nextSeed()), mFormat(formatOf(format, &mRandom)), mIsLogged(LogAccess::isLogging()) {}
 
@@ -129,61 +184,12 @@ value_range Place::rangeOf(const Extremes& extremes) const {
     return {valueOf(extremes.least), valueOf(extremes.greatest)};
 }
 
-int Place::bitsNeeded(const value_range& before) const {
-    // Rounding keeps the order, so the extremes need the most bits. They are rounded to words that hold them.
-    const int fraction = mPublic.type().fraction;
-    int needed = 1;
-    for (const exact_value& value : {before.least, before.greatest}) {
-        if (value.is_zero()) {
-            continue;
-        }
-        const int unit = mHasDoubles ? value.exponent() : mBefore.exponent;
-        integers::Format format = mFormat;
-        format.grid = {-fraction, std::max(value.magnitude_exponent() + fraction, 0) + 3, true};
-        format.overflow = Overflow::Wrap;
-        format.moreOverflow = MoreOverflow::none;
-        if (format.moreRounding == MoreRounding::stochastic) {
-            format.moreRounding = MoreRounding::awayFromZero;  // the farthest that it may go
-        }
-        const integers::Extent extent{unit, value.magnitude_exponent() - unit + 1, true};
-        const std::size_t width =
-            integers::widthFor(std::max(integers::neededBits(format, extent), integers::neededBits(extent) + 1));
-        Arena arena(width, 1);
-        Block block = arena.next();
-        std::ranges::copy(value.magnitude(), block.limbs);
-        block.extent = {value.exponent(), value.bits(), true};
-        integers::align(unit, 1, width, block);
-        if (value.is_negative()) {
-            integers::negate(1, width, block);
-        }
-        block.extent = extent;
-        integers::quantize(format, 1, width, block, nullptr);
-        const exact_value rounded = exact_value::from_words(block.limbs, width, true, 0);
-        if (rounded.is_zero()) {
-            continue;
-        }
-        const bool isLeastWord =
-            rounded.is_negative() && rounded.bits() == 1 && mFormat.moreOverflow != MoreOverflow::symmetric;
-        const bool needsSign = mPublic.type().is_signed || before.least.is_negative();
-        needed = std::max(needed, rounded.magnitude_exponent() + (isLeastWord ? 0 : 1) + (needsSign ? 1 : 0));
-    }
-    return needed;
-}
-
 void Place::close() {
     if (!mIsLogged || mValues == 0) {
         return;
     }
-    const value_range before = mHasDoubles ? mDoublesBefore : rangeOf(mBefore);
-    place_record record{mPublic.name().empty() ? mPublic.text() : mPublic.name(),
-                        mPublic,
-                        before,
-                        rangeOf(mAfter),
-                        mValues,
-                        mOverflows,
-                        mUnderflows,
-                        bitsNeeded(before)};
-    LogAccess::add(record);
+    addRecord(mPublic, mHasDoubles ? std::nullopt : std::optional(mBefore.exponent),
+              mHasDoubles ? mDoublesBefore : rangeOf(mBefore), rangeOf(mAfter), mValues, mOverflows, mUnderflows);
 }
 
 }  // namespace tolvane::detail

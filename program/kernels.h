@@ -56,6 +56,10 @@ inline void store(Block& block, std::size_t count, std::size_t width, wordarray&
     integers::store(block, count, width, words, begin);
 }
 
+/// Tells the logs of values that a place has quantized, which came as integers times 2^unit.
+void addRecord(const fixed_format& format, std::optional<int> unit, const value_range& before, const value_range& after,
+               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows);
+
 /// A place where blocks are quantized, and what it tells the logs when it ends.
 class Place {
  public:
@@ -86,7 +90,6 @@ class Place {
     void note(Extremes& extremes, const Block& block, std::size_t count);
     void join(Extremes& extremes, const integers::Notes& notes, int exponent);
     value_range rangeOf(const Extremes& extremes) const;
-    int bitsNeeded(const value_range& before) const;
 
     fixed_format mPublic;
     std::uint64_t mRandom = 0;
