@@ -11,6 +11,8 @@
 
 namespace tolvane {
 
+constinit std::atomic<int> detail::currentLogLevel = static_cast<int>(LogLevel::none);
+
 struct fixed_log::State {
     std::vector<place_record> records;
 };
@@ -18,11 +20,16 @@ struct fixed_log::State {
 namespace {
 
 std::mutex sLock;
-std::atomic<int> sLogs = 0;
 
 std::vector<fixed_log*>& livingLogs() {
     static auto* const sLiving = new std::vector<fixed_log*>;  // logs may outlive this file's statics
     return *sLiving;
+}
+
+/// Call it with the lock, after a log began or ended.
+void setLevel() {
+    const detail::LogLevel level = livingLogs().empty() ? detail::LogLevel::none : detail::LogLevel::ranges;
+    detail::currentLogLevel.store(static_cast<int>(level), std::memory_order_relaxed);
 }
 
 void merge(value_range& held, const value_range& added) {
@@ -80,13 +87,13 @@ std::string exactText(const exact_value& value) {
 fixed_log::fixed_log() : mState(std::make_unique<State>()) {
     const std::lock_guard lock(sLock);
     livingLogs().push_back(this);
-    ++sLogs;
+    setLevel();
 }
 
 fixed_log::~fixed_log() {
     const std::lock_guard lock(sLock);
     std::erase(livingLogs(), this);
-    --sLogs;
+    setLevel();
 }
 
 std::vector<place_record> fixed_log::places() const {
@@ -175,10 +182,6 @@ std::string fixed_log::json() const {
     }
     out << "\n]\n";
     return out.str();
-}
-
-bool LogAccess::isLogging() {
-    return sLogs.load(std::memory_order_relaxed) != 0;
 }
 
 void LogAccess::add(const place_record& record) {
