@@ -68,8 +68,10 @@ tolvane_headers(
   program/exact_value.h
   program/fixed_array.h
   program/fixed_log.h
+  program/fixed_scalar.h
   program/format.h
   program/log_level.h
+  program/scalar_place.h
   program/tolvane.h)
 tolvane_headers(
   tolvane

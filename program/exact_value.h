@@ -25,6 +25,10 @@ __extension__ typedef unsigned __int128 Unsigned128;
 template <class T>
 concept whole_number = std::integral<T> || std::same_as<T, detail::Int128> || std::same_as<T, detail::Unsigned128>;
 
+/// A plain number: a double, a float or an integer.
+template <class T>
+concept plain_number = std::floating_point<T> || whole_number<T>;
+
 class TOLVANE_API exact_value {
  public:
     exact_value() = default;

@@ -44,9 +44,6 @@ struct ScalarOf<std::complex<T>> {
 };
 }  // namespace detail
 
-/// A plain number: a double, a float or an integer.
-template <class T>
-concept plain_number = std::floating_point<T> || whole_number<T>;
 /// Something to make an array of: plain numbers, complex ones, exact values.
 template <class T>
 concept array_source = std::ranges::input_range<T> &&

@@ -12,9 +12,11 @@
 namespace tolvane {
 
 constinit std::atomic<int> detail::currentLogLevel = static_cast<int>(LogLevel::none);
+constinit std::atomic<std::uint64_t> detail::currentLogEpoch = 0;
 
 struct fixed_log::State {
     std::vector<place_record> records;
+    std::uint64_t epoch = 0;  // the first that the log lived in
 };
 
 namespace {
@@ -30,6 +32,7 @@ std::vector<fixed_log*>& livingLogs() {
 void setLevel() {
     const detail::LogLevel level = livingLogs().empty() ? detail::LogLevel::none : detail::LogLevel::ranges;
     detail::currentLogLevel.store(static_cast<int>(level), std::memory_order_relaxed);
+    detail::currentLogEpoch.fetch_add(1, std::memory_order_relaxed);
 }
 
 void merge(value_range& held, const value_range& added) {
@@ -88,6 +91,7 @@ fixed_log::fixed_log() : mState(std::make_unique<State>()) {
     const std::lock_guard lock(sLock);
     livingLogs().push_back(this);
     setLevel();
+    mState->epoch = detail::currentLogEpoch.load(std::memory_order_relaxed);
 }
 
 fixed_log::~fixed_log() {
@@ -97,6 +101,7 @@ fixed_log::~fixed_log() {
 }
 
 std::vector<place_record> fixed_log::places() const {
+    detail::handOverVariables();
     const std::lock_guard lock(sLock);
     return mState->records;
 }
@@ -116,6 +121,7 @@ place_record fixed_log::place(const std::string& name) const {
 }
 
 void fixed_log::clear() {
+    detail::handOverVariables();
     const std::lock_guard lock(sLock);
     mState->records.clear();
 }
@@ -184,12 +190,15 @@ std::string fixed_log::json() const {
     return out.str();
 }
 
-void LogAccess::add(const place_record& record) {
+void LogAccess::add(const place_record& record, std::uint64_t epoch) {
     if (record.values == 0) {
         return;
     }
     const std::lock_guard lock(sLock);
     for (fixed_log* const log : livingLogs()) {
+        if (log->mState->epoch > epoch) {
+            continue;
+        }
         std::vector<place_record>& records = log->mState->records;
         const auto found = std::ranges::find(records, record.name, &place_record::name);
         if (found == records.end()) {

@@ -14,13 +14,12 @@ using integers::MoreRounding;
 using Round = embedded::RoundModeEnum;
 using Overflow = embedded::OverflowModeEnum;
 
-/// The sequences of stochastic rounding differ from place to place and are the same in every run.
+}  // namespace
+
 std::uint64_t nextSeed() {
     static std::atomic<std::uint64_t> sSeed = 0;
     return sSeed.fetch_add(1, std::memory_order_relaxed) * 0xD1342543DE82EF95U + 1;
 }
-
-}  // namespace
 
 integers::Format formatOf(const fixed_format& format, std::uint64_t* random) {
     struct RoundingRow {
@@ -105,9 +104,10 @@ int bitsNeeded(const fixed_format& place, const value_range& before, std::option
 }  // namespace
 
 void addRecord(const fixed_format& format, std::optional<int> unit, const value_range& before, const value_range& after,
-               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows) {
+               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows, std::uint64_t epoch) {
     LogAccess::add({format.name().empty() ? format.text() : format.name(), format, before, after, values, overflows,
-                    underflows, bitsNeeded(format, before, unit)});
+                    underflows, bitsNeeded(format, before, unit)},
+                   epoch);
 }
 
 Place::Place(const fixed_format& format)

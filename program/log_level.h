@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include "host/export.h"
 
@@ -15,6 +16,9 @@ enum class LogLevel : int {
 
 /// The highest level that any living log wants.
 TOLVANE_API extern std::atomic<int> currentLogLevel;
+
+/// Changes when a log is made or ends. Who notes by itself hands over what it noted before to the logs of that time.
+TOLVANE_API extern std::atomic<std::uint64_t> currentLogEpoch;
 
 inline LogLevel logLevel() {
     return static_cast<LogLevel>(currentLogLevel.load(std::memory_order_relaxed));

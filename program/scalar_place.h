@@ -64,8 +64,8 @@ struct NarrowPlace {
     Int greatest = 0;
     Unsigned wordMask = 0;  // the bits of a word
     Unsigned lowMask = 0;   // those without the sign bit of signed words
-    /// Values from -limit to limit are served.
-    Int limit = 0;
+    /// Values from -limit to limit are served: none before the place is made.
+    Int limit = -1;
     std::uint64_t random = 0;
     NarrowNotes<Int> notes;
 
@@ -126,8 +126,11 @@ TOLVANE_API bool makeNarrowPlace(const fixed_format& format, int exponent, std::
                                  NarrowPlace<std::int64_t>& place);
 TOLVANE_API bool makeNarrowPlace(const fixed_format& format, int exponent, std::uint64_t seed,
                                  NarrowPlace<Int128>& place);
-/// Hands what was noted of values times 2^exponent over to the logs, and forgets it.
-TOLVANE_API void handOver(const fixed_format& format, int exponent, NarrowNotes<std::int64_t>& notes);
-TOLVANE_API void handOver(const fixed_format& format, int exponent, NarrowNotes<Int128>& notes);
+/// Hands what was noted of values times 2^exponent over to the logs that live, if they lived in an epoch
+/// (program/log_level.h), and forgets it.
+TOLVANE_API void handOver(const fixed_format& format, int exponent, NarrowNotes<std::int64_t>& notes,
+                          std::uint64_t epoch = ~std::uint64_t{0});
+TOLVANE_API void handOver(const fixed_format& format, int exponent, NarrowNotes<Int128>& notes,
+                          std::uint64_t epoch = ~std::uint64_t{0});
 
 }  // namespace tolvane::detail

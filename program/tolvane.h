@@ -5,4 +5,5 @@
 #include "program/exact_value.h"
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
+#include "program/fixed_scalar.h"
 #include "program/format.h"
