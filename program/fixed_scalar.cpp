@@ -202,8 +202,15 @@ void fixed_scalar::setWord(Int128 word) {
     mLong = {};
 }
 
-void fixed_scalar::setAny(const exact_value& value) {
-    hold(fixed_array(std::vector<exact_value>{value}, mFormat).at(0));
+void fixed_scalar::setAny(const exact_value& value, int exponent) {
+    const std::vector<exact_value> values{value};
+    if (mFormat.rounding() == tolvane::rounding::add_sign && !value.is_zero()) {
+        // Here it shows whether the expression has places that are cut off, even if they are zero.
+        const fixed_type type = sfix(value.magnitude_exponent() - exponent + 2, -exponent);
+        hold(cast(fixed_array(values, type), mFormat).at(0));
+    } else {
+        hold(fixed_array(values, mFormat).at(0));
+    }
 }
 
 void fixed_scalar::setQuotient(const exact_value& dividend, const exact_value& divisor) {

@@ -145,7 +145,7 @@ class Leaf : public ExpressionBase {
     TOLVANE_INLINE ~Leaf() = default;
     Leaf& operator=(const Leaf&) = delete;
 
-    Leaf(LongReference value, int bits) : mBits(bits), mLong(std::move(value)) {}
+    Leaf(LongReference value, int bits) : mExponent((*value).exponent()), mBits(bits), mLong(std::move(value)) {}
 
     template <class Int>
     TOLVANE_INLINE Term<Int> term(bool& isTooLong) const {
@@ -332,7 +332,7 @@ class TOLVANE_API fixed_scalar {
     template <class Node>
     [[gnu::noinline]] void setLong(Node node);
     bool setMiddle(detail::Int128 value, int exponent);
-    void setAny(const exact_value& value);
+    void setAny(const exact_value& value, int exponent);
     void setWord(detail::Int128 word);
     void hold(const exact_value& value);
     void setQuotient(const exact_value& dividend, const exact_value& divisor);
@@ -513,7 +513,7 @@ void fixed_scalar::setLong(Node node) {
         mIsMiddle = true;
         return;
     }
-    setAny(node.exact());
+    setAny(node.exact(), longer.exponent);
 }
 
 template <scalar_operand Dividend, scalar_operand Divisor>
