@@ -49,7 +49,7 @@ class TOLVANE_API fixed_log {
     fixed_log(const fixed_log&) = delete;
     fixed_log& operator=(const fixed_log&) = delete;
 
-    /// The places in the order of their first values.
+    /// The places in the order in which they were first heard of.
     std::vector<place_record> places() const;
     /// One place; a name that no place has raises "tolvane:log:name".
     place_record place(const std::string& name) const;

@@ -38,6 +38,9 @@ namespace tolvane {
 
 class fixed_scalar;
 
+/// What all expressions are; in this namespace, so that its operators are found for them.
+struct expression_base {};
+
 namespace detail {
 
 class ScalarRegistry;
@@ -128,10 +131,8 @@ extern template struct TOLVANE_API UnitPlace<Int128>;
 // Expressions. Each has `term<Int>(isTooLong)`, its exact value if the flag stays false; `exact()`; and `bits()`, the
 // longest word in it.
 
-struct ExpressionBase {};
-
 /// A variable's value, or a constant.
-class Leaf : public ExpressionBase {
+class Leaf : public expression_base {
  public:
     TOLVANE_INLINE Leaf(Int128 word, int exponent, int bits)
         : mLow(static_cast<std::int64_t>(word)),
@@ -199,7 +200,7 @@ struct Times {
 };
 
 template <class Operation, class Left, class Right>
-class Pair : public ExpressionBase {
+class Pair : public expression_base {
  public:
     TOLVANE_INLINE Pair(Left left, Right right) : mLeft(std::move(left)), mRight(std::move(right)) {}
 
@@ -222,7 +223,7 @@ class Pair : public ExpressionBase {
 };
 
 template <class Inner>
-class Raised : public ExpressionBase {
+class Raised : public expression_base {
  public:
     TOLVANE_INLINE Raised(Inner inner, int places) : mInner(std::move(inner)), mPlaces(places) {}
 
@@ -246,7 +247,7 @@ class Raised : public ExpressionBase {
 };
 
 template <class T>
-concept ScalarExpression = std::derived_from<T, ExpressionBase>;
+concept ScalarExpression = std::derived_from<T, expression_base>;
 
 }  // namespace detail
 
