@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -247,10 +246,6 @@ std::int64_t fixed_scalar::word() const {
         throw error("tolvane:array:word", "Words of " + mFormat.type().text() + " are longer than 64 bits.");
     }
     return mLow;
-}
-
-std::ostream& operator<<(std::ostream& out, const fixed_scalar& x) {
-    return out << x.value();
 }
 
 }  // namespace tolvane

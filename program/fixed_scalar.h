@@ -484,8 +484,11 @@ bool operator==(const Left& a, const Right& b) {
     return (a <=> b) == 0;
 }
 
-/// Writes the value.
-TOLVANE_API std::ostream& operator<<(std::ostream& out, const fixed_scalar& x);
+/// Writes the exact value in decimal.
+template <scalar_expression Value>
+std::ostream& operator<<(std::ostream& out, const Value& x) {
+    return out << detail::exactOf(x);
+}
 
 // Definitions.
 
