@@ -71,6 +71,7 @@ tolvane_headers(
   program/fixed_scalar.h
   program/format.h
   program/log_level.h
+  program/random_seed.h
   program/scalar_place.h
   program/tolvane.h)
 tolvane_headers(

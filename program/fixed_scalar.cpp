@@ -7,6 +7,7 @@
 
 #include "program/fixed_array.h"
 #include "program/kernels.h"
+#include "program/random_seed.h"
 
 namespace tolvane {
 

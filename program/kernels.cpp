@@ -1,9 +1,9 @@
 #include "program/kernels.h"
 
-#include <atomic>
 #include <cmath>
 
 #include "program/log_access.h"
+#include "program/random_seed.h"
 
 namespace tolvane::detail {
 
@@ -15,11 +15,6 @@ using Round = embedded::RoundModeEnum;
 using Overflow = embedded::OverflowModeEnum;
 
 }  // namespace
-
-std::uint64_t nextSeed() {
-    static std::atomic<std::uint64_t> sSeed = 0;
-    return sSeed.fetch_add(1, std::memory_order_relaxed) * 0xD1342543DE82EF95U + 1;
-}
 
 integers::Format formatOf(const fixed_format& format, std::uint64_t* random) {
     struct RoundingRow {

@@ -56,9 +56,6 @@ inline void store(Block& block, std::size_t count, std::size_t width, wordarray&
     integers::store(block, count, width, words, begin);
 }
 
-/// The sequences of stochastic rounding differ from place to place and are the same in every run.
-std::uint64_t nextSeed();
-
 /// Tells the logs of values that a place has quantized, which came as integers times 2^unit.
 void addRecord(const fixed_format& format, std::optional<int> unit, const value_range& before, const value_range& after,
                std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows,

@@ -7,3 +7,4 @@
 #include "program/fixed_log.h"
 #include "program/fixed_scalar.h"
 #include "program/format.h"
+#include "program/random_seed.h"

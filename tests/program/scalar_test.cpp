@@ -148,6 +148,25 @@ TEST(Scalars, TellTheLogsOfTheirTime) {
     EXPECT_EQ(third.place("other").overflows, 1000U - 127U);
 }
 
+TEST(Scalars, RoundStochasticallyAsASeedSays) {
+    const auto run = [](std::uint64_t seed) {
+        const random_seed scope(seed);
+        fixed_scalar x("s40,0 stochastic");
+        std::vector<Rational> values = rationalsOf(fixed_array(std::vector<double>(20, 0.5), "s8,0 stochastic"));
+        for (int i = 0; i < 1000; ++i) {
+            x += 0.25;
+            values.push_back(rationalOf(x.value()));
+        }
+        return values;
+    };
+    const random_seed outer(1);
+    const std::vector<Rational> seven = run(7);
+    EXPECT_EQ(run(7), seven);
+    EXPECT_NE(run(8), seven);
+    // 250 expected; the deviation is sqrt(1000 * 3 / 16) = 13.7.
+    EXPECT_NEAR(seven.back().get_d(), 250, 5 * 13.7);
+}
+
 TEST(Scalars, RefuseWhatIsntMeant) {
     fixed_scalar x("s16,15", "x");
     x = 0.1;  // any double may be quantized
