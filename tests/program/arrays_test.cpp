@@ -445,6 +445,7 @@ TEST(Values, GoThroughTextAndDoubles) {
 TEST(Logs, ReportPlacesOfNestedLogs) {
     fixed_log outer;
     const fixed_array x({100.0, -0.5}, "s8,7 saturate", "x");
+    const std::string line = std::string(__FILE__) + ":" + std::to_string(__LINE__ - 1);
     {
         fixed_log inner;
         cast(x, fixed_format("s4,1", "y"));
@@ -459,9 +460,11 @@ TEST(Logs, ReportPlacesOfNestedLogs) {
     EXPECT_EQ(
         outer.csv(),
         "place,format,least before,greatest before,least after,greatest after,bits needed,to spare,values,overflows,"
-        "underflows\n"
-        "x,\"s8,7 nearest saturate\",-0.5,100,-0.5,0.9921875,15,-7,2,1,0\n"
-        "y,\"s4,1 nearest saturate\",-0.5,0.9921875,-0.5,1,3,1,2,0,0\n");
+        "underflows,first overflow\n"
+        "x,\"s8,7 nearest saturate\",-0.5,100,-0.5,0.9921875,15,-7,2,1,0," +
+            line +
+            "\n"
+            "y,\"s4,1 nearest saturate\",-0.5,0.9921875,-0.5,1,3,1,2,0,0,\n");
     outer.clear();
     EXPECT_TRUE(outer.places().empty());
 }
