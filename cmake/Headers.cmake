@@ -70,6 +70,7 @@ tolvane_headers(
   program/fixed_array.h
   program/fixed_log.h
   program/format.h
+  program/log_analysis.h
   program/log_level.h
   program/tolvane.h)
 tolvane_headers(

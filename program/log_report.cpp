@@ -83,11 +83,7 @@ std::string histogramText(const place_record& p) {
     if (p.histogram->zeros > 0) {
         rows.push_back({"0", std::to_string(p.histogram->zeros), "", bar(p.histogram->zeros)});
     }
-    // Bars begin in one column.
-    for (TextRow& row : rows) {
-        row.back().resize(kLongestBar, ' ');
-    }
-    return detail::tableOf(rows, 1);
+    return detail::tableOf(rows, 1, true);
 }
 
 /// "zeros:3 -2:5/4": exponents with the counts of positive and negative values.
@@ -133,7 +129,7 @@ std::string fixed_log::report() const {
             append(row, {overflowPlace(p.overflow_file.substr(p.overflow_file.find_last_of('/') + 1), p)});
         }
     }
-    std::string text = detail::tableOf(rows, 2);
+    std::string text = detail::tableOf(rows, 2, showsPlaces);
     for (const place_record& p : all) {
         if (p.histogram) {
             text += "\n" + histogramText(p);

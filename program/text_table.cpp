@@ -6,7 +6,7 @@
 
 namespace tolvane::detail {
 
-std::string tableOf(const std::vector<TextRow>& rows, std::size_t names) {
+std::string tableOf(const std::vector<TextRow>& rows, std::size_t texts, bool endsInText) {
     std::vector<std::size_t> widths(rows.front().size());
     for (const TextRow& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
@@ -17,8 +17,9 @@ std::string tableOf(const std::vector<TextRow>& rows, std::size_t names) {
     for (const TextRow& row : rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
+            const bool isText = i < texts || (endsInText && i + 1 == row.size());
             const std::string space(widths[i] - row[i].size(), ' ');
-            line.append(i == 0 ? "" : "  ").append(i < names ? row[i] + space : space + row[i]);
+            line.append(i == 0 ? "" : "  ").append(isText ? row[i] + space : space + row[i]);
         }
         line.erase(line.find_last_not_of(' ') + 1);
         text += line + '\n';
