@@ -64,12 +64,14 @@ tolvane_headers(
   fi/FiReference.h
   fi/dimensions.h
   fi/fi.h
+  program/code_location.h
   program/error.h
   program/exact_value.h
   program/fixed_array.h
   program/fixed_log.h
   program/fixed_scalar.h
   program/format.h
+  program/log_analysis.h
   program/log_level.h
   program/random_seed.h
   program/scalar_place.h

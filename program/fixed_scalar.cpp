@@ -7,6 +7,7 @@
 
 #include "program/fixed_array.h"
 #include "program/kernels.h"
+#include "program/log_access.h"
 #include "program/random_seed.h"
 
 namespace tolvane {
@@ -202,14 +203,14 @@ void fixed_scalar::setWord(Int128 word) {
     mLong = {};
 }
 
-void fixed_scalar::setAny(const exact_value& value, int exponent) {
+void fixed_scalar::setAny(const exact_value& value, int exponent, const code_location& where) {
     const std::vector<exact_value> values{value};
     if (mFormat.rounding() == tolvane::rounding::add_sign && !value.is_zero()) {
         // Here it shows whether the expression has places that are cut off, even if they are zero.
         const fixed_type type = sfix(value.magnitude_exponent() - exponent + 2, -exponent);
-        hold(cast(fixed_array(values, type), mFormat).at(0));
+        hold(cast(fixed_array(values, type), mFormat, where).at(0));
     } else {
-        hold(fixed_array(values, mFormat).at(0));
+        hold(fixed_array(values, mFormat, where).at(0));
     }
 }
 

@@ -26,6 +26,7 @@
 #include <utility>
 
 #include "host/export.h"
+#include "program/code_location.h"
 #include "program/exact_value.h"
 #include "program/format.h"
 #include "program/log_level.h"
@@ -272,16 +273,16 @@ class TOLVANE_API fixed_scalar {
     /// "tolvane:value:finite".
     template <scalar_operand Value>
     TOLVANE_INLINE fixed_scalar& operator=(const Value& value) {
-        set(value);
+        set(value, {});
         return *this;
     }
     TOLVANE_INLINE fixed_scalar& operator=(const fixed_scalar& value) {
-        set(value);
+        set(value, {});
         return *this;
     }
-    /// The same as `=`.
+    /// The same as `=`, for logs that want to know where the program has it.
     template <scalar_operand Value>
-    TOLVANE_INLINE void set(const Value& value);
+    TOLVANE_INLINE void set(const Value& value, const code_location& where = code_location::current());
     /// The quotient, rounded once. A divisor of zero raises "tolvane:array:division".
     template <scalar_operand Dividend, scalar_operand Divisor>
     void set_quotient(const Dividend& dividend, const Divisor& divisor);
@@ -331,9 +332,9 @@ class TOLVANE_API fixed_scalar {
     /// The same for a value that the place doesn't serve as it is.
     [[gnu::noinline]] bool setElsewhere(std::int64_t value, int exponent);
     template <class Node>
-    [[gnu::noinline]] void setLong(Node node);
+    [[gnu::noinline]] void setLong(Node node, const code_location& where);
     bool setMiddle(detail::Int128 value, int exponent);
-    void setAny(const exact_value& value, int exponent);
+    void setAny(const exact_value& value, int exponent, const code_location& where);
     void setWord(detail::Int128 word);
     void hold(const exact_value& value);
     void setQuotient(const exact_value& dividend, const exact_value& divisor);
@@ -493,31 +494,31 @@ std::ostream& operator<<(std::ostream& out, const Value& x) {
 // Definitions.
 
 template <scalar_operand Value>
-void fixed_scalar::set(const Value& value) {
+void fixed_scalar::set(const Value& value, const code_location& where) {
     const auto node = detail::leafOf(value);
     bool isTooLong = false;
     if (mIsMiddle) {
         const detail::Term<detail::Int128> term = node.template term<detail::Int128>(isTooLong);
         if (isTooLong || !setMiddle(term.value, term.exponent)) [[unlikely]] {
-            setLong(decltype(node)(node));
+            setLong(decltype(node)(node), where);
         }
         return;
     }
     const detail::Term<std::int64_t> term = node.template term<std::int64_t>(isTooLong);
     if (isTooLong || !setShort(term.value, term.exponent)) [[unlikely]] {
-        setLong(decltype(node)(node));  // a copy, so that the fast way's stays in registers
+        setLong(decltype(node)(node), where);  // a copy, so that the fast way's stays in registers
     }
 }
 
 template <class Node>
-void fixed_scalar::setLong(Node node) {
+void fixed_scalar::setLong(Node node, const code_location& where) {
     bool isTooLong = false;
     const detail::Term<detail::Int128> longer = node.template term<detail::Int128>(isTooLong);
     if (!isTooLong && setMiddle(longer.value, longer.exponent)) {
         mIsMiddle = true;
         return;
     }
-    setAny(node.exact(), longer.exponent);
+    setAny(node.exact(), longer.exponent, where);
 }
 
 template <scalar_operand Dividend, scalar_operand Divisor>

@@ -38,18 +38,18 @@ Extent sumOfTerms(Extent term, std::size_t terms) {
 class Summation {
  public:
     Summation(const fixed_type& left, const std::optional<fixed_type>& right, std::size_t terms,
-              const sum_formats& formats)
+              const sum_formats& formats, const code_location& where)
         : mExact(right ? detail::integers::productOf(detail::extentOf(left), detail::extentOf(*right))
                        : detail::extentOf(left)) {
         int needed = detail::integers::neededBits(mExact);
         Extent term = mExact;
         if (formats.product) {
-            mProduct.emplace(*formats.product);
+            mProduct.emplace(*formats.product, where);
             needed = std::max(needed, mProduct->neededBits(term));
             term = mProduct->extent();
         }
         if (formats.sum) {
-            mSum.emplace(*formats.sum);
+            mSum.emplace(*formats.sum, where);
             const Extent sum = detail::integers::sumOf(Sign::plus, mSum->extent(), term);
             needed = std::max({needed, detail::integers::neededBits(sum), mSum->neededBits(sum)});
             mTotal = mSum->extent();
@@ -102,13 +102,7 @@ class Summation {
         addCell(lane, count);
     }
     const Block& sums() const { return mSums; }
-    void close() {
-        for (std::optional<Place>* const place : {&mProduct, &mSum}) {
-            if (*place) {
-                (*place)->close();
-            }
-        }
-    }
+    void close() const { Place::close({mProduct ? &*mProduct : nullptr, mSum ? &*mSum : nullptr}); }
 
  private:
     Block lanesFrom(std::size_t lane) const { return detail::integers::slice(mSums, lane, mWidth); }
@@ -161,7 +155,6 @@ void addElements(const fixed_array& x, Summation& work, const Visit& visit) {
         work.addValues(value, 0, 1);
         visit(i);
     }
-    work.close();
 }
 
 /// Stores the first sum.
@@ -172,33 +165,35 @@ void storeFirst(const Summation& work, wordarray& words, std::uint64_t place) {
 
 }  // namespace
 
-fixed_array sum(const fixed_array& x, const sum_formats& formats) {
+fixed_array sum(const fixed_array& x, const sum_formats& formats, const code_location& where) {
     if (x.is_complex()) {
         throw error("tolvane:array:complex", "sum needs real numbers.");
     }
-    Summation work(x.type(), std::nullopt, x.size(), formats);
+    Summation work(x.type(), std::nullopt, x.size(), formats, where);
     wordarray words(1, detail::gridOf(detail::grown(work.type(), x, x)));
     addElements(x, work, [](std::uint64_t) {});
     storeFirst(work, words, 0);
+    work.close();
     return single(work, std::move(words));
 }
 
-fixed_array cumsum(const fixed_array& x, const fixed_format& format) {
+fixed_array cumsum(const fixed_array& x, const fixed_format& format, const code_location& where) {
     requireVector(x, "cumsum");
-    Summation work(x.type(), std::nullopt, x.size(), {std::nullopt, format});
+    Summation work(x.type(), std::nullopt, x.size(), {std::nullopt, format}, where);
     wordarray words(x.size(), detail::gridOf(work.type()));
     addElements(x, work, [&](std::uint64_t i) { storeFirst(work, words, i); });
+    work.close();
     return ArrayAccess::make(work.type(), x.shape(), std::move(words), std::nullopt, format.name());
 }
 
-fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& formats) {
+fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& formats, const code_location& where) {
     requireVector(a, "dot");
     requireVector(b, "dot");
     if (a.size() != b.size()) {
         throw error("tolvane:array:shape", "dot needs vectors of equal length, not " + std::to_string(a.size()) +
                                                " and " + std::to_string(b.size()) + " elements.");
     }
-    Summation work(a.type(), b.type(), a.size(), formats);
+    Summation work(a.type(), b.type(), a.size(), formats, where);
     wordarray words(1, detail::gridOf(detail::grown(work.type(), a, b)));
     Arena factors(work.factorWidth(), 2);
     Block left = factors.next();
@@ -214,13 +209,13 @@ fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& f
     return single(work, std::move(words));
 }
 
-fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& formats) {
+fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& formats, const code_location& where) {
     requireVector(x, "conv");
     requireVector(h, "conv");
     const std::size_t length = x.size();
     const std::size_t taps = h.size();
     const std::size_t count = length == 0 || taps == 0 ? 0 : length + taps - 1;
-    Summation work(x.type(), h.type(), std::min(length, taps), formats);
+    Summation work(x.type(), h.type(), std::min(length, taps), formats, where);
     wordarray words(count, detail::gridOf(detail::grown(work.type(), x, h)));
     Arena factors(work.factorWidth(), 1);
     Block values = factors.next();

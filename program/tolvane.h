@@ -1,10 +1,12 @@
 // Everything that programs need for fixed-point arithmetic; include it as <tolvane/tolvane.h>.
 #pragma once
 
+#include "program/code_location.h"
 #include "program/error.h"
 #include "program/exact_value.h"
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/fixed_scalar.h"
 #include "program/format.h"
+#include "program/log_analysis.h"
 #include "program/random_seed.h"
