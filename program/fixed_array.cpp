@@ -1,7 +1,7 @@
 #include "program/fixed_array.h"
 
 #include <algorithm>
-#include <atomic>
+#include <bit>
 #include <cmath>
 #include <numeric>
 #include <ostream>
@@ -133,13 +133,27 @@ fixed_array fixed_array::quantized(const std::vector<exact_value>& real, const s
 fixed_array fixed_array::quantized(std::span<const double> real, std::span<const double> imag,
                                    const fixed_format& format, const code_location& where) {
     for (const std::span<const double>& part : {real, imag}) {
+        // The bits of an exponent that isn't finite's are the greatest there are.
+        constexpr std::uint64_t kExponent = std::uint64_t{0x7FF} << 52U;
+        std::uint64_t greatest = 0;
         for (const double value : part) {
-            if (!std::isfinite(value)) {
-                exact_value{value};  // raises
-            }
+            greatest = std::max(greatest, std::bit_cast<std::uint64_t>(value) & kExponent);
+        }
+        if (greatest == kExponent) {
+            exact_value{*std::ranges::find_if_not(part, [](double value) { return std::isfinite(value); })};  // raises
         }
     }
     return arrayOf(real, imag, format, where);
+}
+
+fixed_array fixed_array::quantized(std::span<const std::int64_t> real, std::span<const std::int64_t> imag,
+                                   bool isSigned, const fixed_format& format, const code_location& where) {
+    const fixed_type type{isSigned, static_cast<int>(kWordBits), 0};
+    fixed_array whole = from_words(real, type);
+    if (!imag.empty()) {
+        whole.mImag = from_words(imag, type).mReal;
+    }
+    return cast(whole, format, where);
 }
 
 fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const fixed_type& type) {
@@ -212,18 +226,42 @@ fixed_array fixed_array::imag() const {
     return result;
 }
 
+namespace {
+
+/// Calls `take(i, value)` with the nearest double of each element.
+template <class Take>
+void forEachDouble(const wordarray& words, const Take& take) {
+    // Beyond these, doubles have fewer bits, or none.
+    constexpr int kSafeExponent = 900;
+    const detail::WordGrid& grid = words.grid();
+    const std::size_t count = words.span().count;
+    if (grid.bits > static_cast<int>(kWordBits) || std::abs(grid.exponent) > kSafeExponent) {
+        for (std::size_t i = 0; i < count; ++i) {
+            take(i, words.toDouble(i));
+        }
+        return;
+    }
+    const double unit = std::ldexp(1.0, grid.exponent);
+    const mp_limb_t* const limbs = words.span().limbs;
+    for (std::size_t i = 0; i < count; ++i) {
+        take(i, unit * (grid.isSigned ? static_cast<double>(static_cast<std::int64_t>(limbs[i]))
+                                      : static_cast<double>(limbs[i])));
+    }
+}
+
+}  // namespace
+
 std::vector<double> fixed_array::to_doubles() const {
     std::vector<double> values(size());
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        values[i] = mReal->toDouble(i);
-    }
+    forEachDouble(*mReal, [&](std::size_t i, double value) { values[i] = value; });
     return values;
 }
 
 std::vector<std::complex<double>> fixed_array::to_complex_doubles() const {
     std::vector<std::complex<double>> values(size());
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        values[i] = {mReal->toDouble(i), mImag ? mImag->toDouble(i) : 0.0};
+    forEachDouble(*mReal, [&](std::size_t i, double value) { values[i].real(value); });
+    if (mImag) {
+        forEachDouble(*mImag, [&](std::size_t i, double value) { values[i].imag(value); });
     }
     return values;
 }

@@ -143,6 +143,8 @@ class TOLVANE_API fixed_array {
     friend class detail::ArrayAccess;
     static fixed_array quantized(const std::vector<exact_value>& real, const std::vector<exact_value>& imag,
                                  const fixed_format& format, const code_location& where);
+    static fixed_array quantized(std::span<const std::int64_t> real, std::span<const std::int64_t> imag, bool isSigned,
+                                 const fixed_format& format, const code_location& where);
     static fixed_array quantized(std::span<const double> real, std::span<const double> imag, const fixed_format& format,
                                  const code_location& where);
 
@@ -241,18 +243,32 @@ template <array_source Range>
 fixed_array::fixed_array(const Range& values, const fixed_format& format, const code_location& where) {
     using Value = std::ranges::range_value_t<Range>;
     using Scalar = typename detail::ScalarOf<Value>::Type;
-    using Kept = std::conditional_t<std::floating_point<Scalar>, double, exact_value>;
+    constexpr bool kIsShort = whole_number<Scalar> && sizeof(Scalar) <= sizeof(std::int64_t);
+    using Kept = std::conditional_t<std::floating_point<Scalar>, double,
+                                    std::conditional_t<kIsShort, std::int64_t, exact_value>>;
+    if constexpr (std::ranges::contiguous_range<Range> && std::ranges::sized_range<Range> &&
+                  std::same_as<Value, double>) {
+        *this =
+            quantized(std::span<const double>(std::ranges::data(values), std::ranges::size(values)), {}, format, where);
+        return;
+    }
     std::vector<Kept> real;
     std::vector<Kept> imag;
+    if constexpr (std::ranges::sized_range<Range>) {
+        real.reserve(std::ranges::size(values));
+        imag.reserve(std::same_as<Value, Scalar> ? 0 : std::ranges::size(values));
+    }
     for (const Value& value : values) {
         if constexpr (std::same_as<Value, Scalar>) {
-            real.emplace_back(value);
+            real.push_back(static_cast<Kept>(value));
         } else {
-            real.emplace_back(value.real());
-            imag.emplace_back(value.imag());
+            real.push_back(static_cast<Kept>(value.real()));
+            imag.push_back(static_cast<Kept>(value.imag()));
         }
     }
-    if constexpr (std::same_as<Kept, double>) {
+    if constexpr (kIsShort) {
+        *this = quantized(real, imag, static_cast<Scalar>(-1) < Scalar{0}, format, where);
+    } else if constexpr (std::same_as<Kept, double>) {
         *this = quantized(std::span<const double>(real), std::span<const double>(imag), format, where);
     } else {
         *this = quantized(real, imag, format, where);

@@ -2,6 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <complex>
+#include <cstdint>
+#include <limits>
+#include <list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -90,6 +94,25 @@ TEST(Arrays, CastLikeRationalsAndLogWhatTheyMet) {
         }
         ASSERT_EQ(record.bits_needed, bits) << what;
     }
+}
+
+TEST(Arrays, TakeIntegersOfEveryKind) {
+    const auto texts = [](const fixed_array& x) {
+        std::string all;
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            all += x.at(i).text() + ' ' + (x.is_complex() ? x.imag_at(i).text() + "i " : "");
+        }
+        return all;
+    };
+    constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
+    constexpr auto kGreatest = std::numeric_limits<std::uint64_t>::max();
+    EXPECT_EQ(texts(fixed_array({kLeast, std::int64_t{3}}, "s64,0")), "-9223372036854775808 3 ");
+    EXPECT_EQ(texts(fixed_array({kGreatest}, "u64,0")), "18446744073709551615 ");
+    EXPECT_EQ(texts(fixed_array({kGreatest}, "s8,0 wrap")), "-1 ");
+    EXPECT_EQ(texts(fixed_array(std::vector<signed char>{-7, 5}, "s8,-1")), "-6 6 ");
+    EXPECT_EQ(texts(fixed_array(std::vector<std::complex<int>>{{1, -2}, {300, 4}}, "s8,0")), "1 -2i 127 4i ");
+    EXPECT_EQ(texts(fixed_array(std::list<float>{0.5F, 2.25F}, "s8,2")), "0.5 2.25 ");
+    EXPECT_EQ(texts(fixed_array(std::vector<bool>{true, false}, "u1,0")), "1 0 ");
 }
 
 TEST(Arrays, ComputeExactlyInTypesThatHoldEveryResult) {
