@@ -36,6 +36,7 @@ namespace tolvane {
 namespace detail {
 class wordarray;
 class ArrayAccess;
+class Leaf;
 
 template <class T>
 struct ScalarOf {
@@ -122,6 +123,8 @@ class TOLVANE_API fixed_array {
     /// An element by its place in memory; beyond the last raises "tolvane:array:index".
     exact_value at(std::size_t index) const;
     exact_value imag_at(std::size_t index) const;
+    /// An element of a real array as an expression of program/fixed_scalar.h, for loops: acc = acc + h[k] * x[n - k].
+    detail::Leaf operator[](std::size_t index) const;
     fixed_array real() const;
     /// Zeros of the type for a real array.
     fixed_array imag() const;

@@ -239,7 +239,37 @@ void fixed_scalar::hold(const exact_value& value) {
 }
 
 void fixed_scalar::set_word(std::int64_t word) {
-    hold(fixed_array::from_words(std::span(&word, 1), mFormat.type()).at(0));
+    const fixed_type& type = mFormat.type();
+    const int unused = 64 - type.bits;
+    const auto pattern = static_cast<std::uint64_t>(word);
+    if (unused < 0 || (type.is_signed ? static_cast<std::int64_t>(pattern << unused) >> unused != word
+                                      : pattern << unused >> unused != pattern)) {
+        throw error("tolvane:array:word", std::to_string(word) + " is no word of " + type.text() + ".");
+    }
+    setWord(type.is_signed ? Int128{word} : static_cast<Int128>(pattern));
+}
+
+fixed_scalar::operator fixed_array() const {
+    return fixed_array(std::vector<exact_value>{value()}, fixed_format(mFormat.type())).reshaped({});
+}
+
+Leaf fixed_array::operator[](std::size_t index) const {
+    constexpr int kMostBits = 127;
+    const detail::WordSpan words = mReal->span();
+    if (index >= words.count || mImag) {
+        if (mImag) {
+            throw error("tolvane:array:complex", "Elements of complex arrays are no expressions; use at and imag_at.");
+        }
+        (void)at(index);  // raises
+    }
+    const detail::WordGrid& grid = mReal->grid();
+    if (grid.bits > kMostBits) {
+        return {detail::LongReference(at(index)), grid.exponent, grid.bits};
+    }
+    const std::span<const mp_limb_t> word = mReal->word(index);
+    const auto low = static_cast<std::int64_t>(word[0]);
+    const std::int64_t high = word.size() > 1 ? static_cast<std::int64_t>(word[1]) : grid.isSigned ? low >> 63 : 0;
+    return {low, high, grid.exponent, grid.bits, detail::LongReference()};
 }
 
 std::int64_t fixed_scalar::word() const {

@@ -28,6 +28,7 @@
 #include "host/export.h"
 #include "program/code_location.h"
 #include "program/exact_value.h"
+#include "program/fixed_array.h"
 #include "program/format.h"
 #include "program/log_level.h"
 #include "program/scalar_place.h"
@@ -147,6 +148,7 @@ class Leaf : public expression_base {
     TOLVANE_INLINE ~Leaf() = default;
     Leaf& operator=(const Leaf&) = delete;
 
+    Leaf(LongReference value, int exponent, int bits) : mExponent(exponent), mBits(bits), mLong(std::move(value)) {}
     Leaf(LongReference value, int bits) : mExponent((*value).exponent()), mBits(bits), mLong(std::move(value)) {}
 
     template <class Int>
@@ -302,6 +304,9 @@ class TOLVANE_API fixed_scalar {
     double to_double() const { return value().to_double(); }
     /// The word, in two's complement if signed; types of more than 64 bits raise "tolvane:array:word".
     std::int64_t word() const;
+
+    /// An array of one element and no dimension, so that variables can be operands of arrays.
+    operator fixed_array() const;  // NOLINT(google-explicit-constructor)
 
     /// What an expression holds of this variable.
     TOLVANE_INLINE detail::Leaf leaf() const {

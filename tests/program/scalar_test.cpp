@@ -1,6 +1,8 @@
 // Variables of a format against rationals: every rounding and overflow, expressions that need 64 bits, 128 and more.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <complex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -61,7 +63,7 @@ TEST(Scalars, AssignExpressionsLikeRationals) {
             held = wanted.value;
         };
         for (std::size_t i = 0; i < a.size(); ++i) {
-            x = a.at(i);
+            x = a[i];
             y = b.at(i);
             const Rational p = rationalOf(a.at(i));
             const Rational q = rationalOf(b.at(i));
@@ -185,6 +187,13 @@ TEST(Scalars, RefuseWhatIsntMeant) {
     EXPECT_EQ(idOf([&] { x.set_word(40000); }), "tolvane:array:word");
     EXPECT_EQ(idOf([&] { x.set_quotient(x, 0); }), "tolvane:array:division");
     EXPECT_EQ(idOf([&] { (void)fixed_scalar("s65,0").word(); }), "tolvane:array:word");
+    const fixed_array a({1.0, 2.0}, "s8,4");
+    EXPECT_EQ(idOf([&] { x = a[2]; }), "tolvane:array:index");
+    EXPECT_EQ(idOf([&] {
+                  x = fixed_array(std::vector<std::complex<double>>{{1, 2}}, "s8,4")[0];
+              }),
+              "tolvane:array:complex");
+    EXPECT_EQ(a * x, a * fixed_array(std::vector{before}, "s16,15"));  // variables are operands of arrays, too
     EXPECT_EQ(x.value(), before);
     x = x + 0.5;
     EXPECT_EQ(x.value(), before + exact_value(0.5));
