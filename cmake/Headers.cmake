@@ -64,11 +64,13 @@ tolvane_headers(
   fi/FiReference.h
   fi/dimensions.h
   fi/fi.h
+  program/bits.h
   program/error.h
   program/exact_value.h
   program/fixed_array.h
   program/fixed_log.h
   program/format.h
+  program/shapes.h
   program/tolvane.h)
 tolvane_headers(
   tolvane

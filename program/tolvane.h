@@ -1,8 +1,10 @@
 // Everything that programs need for fixed-point arithmetic; include it as <tolvane/tolvane.h>.
 #pragma once
 
+#include "program/bits.h"
 #include "program/error.h"
 #include "program/exact_value.h"
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/format.h"
+#include "program/shapes.h"
