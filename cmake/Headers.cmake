@@ -70,6 +70,7 @@ tolvane_headers(
   program/fixed_array.h
   program/fixed_log.h
   program/format.h
+  program/functions.h
   program/shapes.h
   program/tolvane.h)
 tolvane_headers(

@@ -81,6 +81,26 @@ void Place::quantize(Block& block, std::size_t count) {
     addCounts(notes, count);
 }
 
+bool Place::keeps(const Block& block, std::size_t count) const {
+    if (block.extent.exponent != mFormat.grid.exponent) {
+        return false;
+    }
+    if (integers::covers(mFormat, block.extent) && mFormat.moreOverflow != MoreOverflow::symmetric) {
+        return true;
+    }
+    // What is not below the format's last place changes only beyond the bounds, and there always.
+    Arena arena(mWidth, 2);
+    const Block extremes = arena.next();
+    Block forced = arena.next();
+    integers::Notes notes{extremes.limbs, extremes.limbs + mWidth};
+    integers::watch(block, count, mWidth, notes);
+    constexpr std::size_t kExtremes = 2;
+    std::copy_n(extremes.limbs, kExtremes * mWidth, forced.limbs);
+    forced.extent = block.extent;
+    integers::quantize(mFormat, kExtremes, mWidth, forced, nullptr);
+    return std::equal(forced.limbs, forced.limbs + kExtremes * mWidth, extremes.limbs);
+}
+
 void Place::quantize(const double* values, std::size_t count, Block& block) {
     if (!mIsLogged) {
         integers::quantize(mFormat, values, count, mWidth, block, nullptr);

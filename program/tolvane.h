@@ -7,4 +7,5 @@
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/format.h"
+#include "program/functions.h"
 #include "program/shapes.h"
