@@ -81,24 +81,15 @@ void Place::quantize(Block& block, std::size_t count) {
     addCounts(notes, count);
 }
 
-bool Place::keeps(const Block& block, std::size_t count) const {
+std::size_t Place::kept(const Block& block, std::size_t count, Block& scratch) const {
     if (block.extent.exponent != mFormat.grid.exponent) {
-        return false;
+        return 0;
     }
-    if (integers::covers(mFormat, block.extent) && mFormat.moreOverflow != MoreOverflow::symmetric) {
-        return true;
-    }
-    // What is not below the format's last place changes only beyond the bounds, and there always.
-    Arena arena(mWidth, 2);
-    const Block extremes = arena.next();
-    Block forced = arena.next();
-    integers::Notes notes{extremes.limbs, extremes.limbs + mWidth};
-    integers::watch(block, count, mWidth, notes);
-    constexpr std::size_t kExtremes = 2;
-    std::copy_n(extremes.limbs, kExtremes * mWidth, forced.limbs);
-    forced.extent = block.extent;
-    integers::quantize(mFormat, kExtremes, mWidth, forced, nullptr);
-    return std::equal(forced.limbs, forced.limbs + kExtremes * mWidth, extremes.limbs);
+    // Nothing is rounded, and what overflows becomes another word.
+    integers::copy(block, count, mWidth, scratch);
+    integers::quantize(mFormat, count, mWidth, scratch, nullptr);
+    const mp_limb_t* const begin = block.limbs;
+    return static_cast<std::size_t>(std::mismatch(begin, begin + count * mWidth, scratch.limbs).first - begin) / mWidth;
 }
 
 void Place::quantize(const double* values, std::size_t count, Block& block) {

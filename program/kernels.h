@@ -70,8 +70,8 @@ class Place {
     /// Makes room; call it before the first block.
     void open(std::size_t width);
     void quantize(Block& block, std::size_t count);
-    /// Whether `quantize` would leave the block, which has room for the words, as it is.
-    bool keeps(const Block& block, std::size_t count) const;
+    /// The number of integers, from the first on, that `quantize` would leave as they are. Changes `scratch`.
+    std::size_t kept(const Block& block, std::size_t count, Block& scratch) const;
     /// Sets the block to finite doubles; needs a width for one bit more than the words.
     void quantize(const double* values, std::size_t count, Block& block);
     /// Hands over to the logs.

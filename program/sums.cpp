@@ -146,14 +146,20 @@ class Summation {
     /// Adds the terms to one result, and gives the sum after each.
     Block& addAlong(std::size_t count) {
         quantizeTerms(count);
-        if (!(mSum && mCell.extent.exponent < mTotal.exponent) && addAtOnce(count)) {
-            return mRun;
-        }
-        Block total = lanesFrom(0);
-        for (std::size_t i = 0; i < count; ++i) {
-            addTo(total, detail::integers::slice(mCell, i, mWidth), 1);
-            total.extent = mTotal;
-            std::copy_n(total.limbs, mWidth, mRun.limbs + i * mWidth);
+        const bool isRounded = mSum && mCell.extent.exponent < mTotal.exponent;
+        // Where sums overflow often, they are added one by one.
+        constexpr std::size_t kFew = 8;
+        for (std::size_t done = 0, few = isRounded ? count : 0; done < count; ++done) {
+            if (done >= few) {
+                const std::size_t added = addAtOnce(done, count - done);
+                done += added;
+                few = added < kFew ? count : 0;
+            }
+            if (done < count) {
+                Block total = lanesFrom(0);
+                addTo(total, detail::integers::slice(mCell, done, mWidth), 1);
+                std::copy_n(total.limbs, mWidth, mRun.limbs + done * mWidth);
+            }
         }
         mRun.extent = mTotal;
         return mRun;
@@ -194,27 +200,23 @@ class Summation {
             mSum->quantize(sums, count);
         }
     }
-    /// Adds terms as if no sum was forced into anything, and returns true if so it is.
-    bool addAtOnce(std::size_t count) {
-        if (mSkipped > 0) {
-            --mSkipped;
-            return false;
-        }
-        detail::integers::copy(mCell, count, mWidth, mRun);
-        detail::integers::align(mTotal.exponent, count, mWidth, mRun);
-        detail::integers::sumAlong(mSums, count, mWidth, mRun);
-        mRun.extent = mAlong;
+    /// Adds terms up to the first one whose sum is forced into something, and returns their number.
+    std::size_t addAtOnce(std::size_t first, std::size_t count) {
+        Block run = detail::integers::slice(mRun, first, mWidth);
+        detail::integers::copy(detail::integers::slice(mCell, first, mWidth), count, mWidth, run);
+        detail::integers::align(mTotal.exponent, count, mWidth, run);
+        detail::integers::sumAlong(mSums, count, mWidth, run);
+        run.extent = mAlong;
+        std::size_t added = count;
         if (mSum) {
-            if (!mSum->keeps(mRun, count)) {
-                // The next blocks will probably not be kept either.
-                constexpr int kBlocksSkipped = 8;
-                mSkipped = kBlocksSkipped;
-                return false;
+            added = mSum->kept(run, count, mSecond);
+            if (added == 0) {
+                return 0;
             }
-            mSum->quantize(mRun, count);
+            mSum->quantize(run, added);
         }
-        std::copy_n(mRun.limbs + (count - 1) * mWidth, mWidth, mSums.limbs);
-        return true;
+        std::copy_n(run.limbs + (added - 1) * mWidth, mWidth, mSums.limbs);
+        return added;
     }
 
     std::optional<Place> mProduct;
@@ -229,7 +231,6 @@ class Summation {
     Block mSecond;
     Block mSums;
     Block mRun;
-    int mSkipped = 0;
 };
 
 void requireVector(const fixed_array& x, const char* what) {

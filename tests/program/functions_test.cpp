@@ -280,6 +280,310 @@ TEST(Bits, AreThoseOfTwosComplement) {
     EXPECT_EQ(shift_left(fixed_array({3, -5}, "s4,0"), 1, "s4,0"), fixed_array({6, -8}, "s4,0"));
 }
 
+// Numbers.
+
+/// What becomes of a value at a place, for the roundings and overflows that the tests choose from.
+constexpr rounding kRoundingNames[] = {rounding::floor, rounding::nearest, rounding::convergent, rounding::jam};
+constexpr overflow kOverflowNames[] = {overflow::saturate, overflow::wrap, overflow::symmetric};
+
+Rational quantized(const Rational& x, const std::optional<fixed_format>& format) {
+    if (!format) {
+        return x;
+    }
+    const fixed_type& type = format->type();
+    const Rational units = scaled(x, type.fraction);
+    Integer word = floorOf(units);
+    switch (format->rounding()) {
+        case rounding::nearest:
+            word = rounded(units, Rounding::nearest);
+            break;
+        case rounding::convergent:
+            word = rounded(units, Rounding::convergent);
+            break;
+        case rounding::jam:
+            word = units == word || mpz_odd_p(word.get_mpz_t()) != 0 ? word : Integer(word + 1);
+            break;
+        default:
+            break;
+    }
+    const Integer span = Integer(1) << static_cast<unsigned>(type.bits);
+    const Integer least = type.is_signed ? Integer(-span / 2) : Integer(0);
+    const Integer greatest = least + span - 1;
+    const Integer low = least + (type.is_signed && format->overflow() == overflow::symmetric ? 1 : 0);
+    if (word < low || word > greatest) {
+        if (format->overflow() == overflow::wrap) {
+            mpz_fdiv_r(word.get_mpz_t(), Integer(word - least).get_mpz_t(), span.get_mpz_t());
+            word += least;
+        } else {
+            word = word < low ? low : greatest;
+        }
+    }
+    return scaled(Rational(word), -type.fraction);
+}
+
+fixed_format randomFormat(Random& random, int mostBits = 200) {
+    return {randomType(random, mostBits), random.pick(kRoundingNames), random.pick(kOverflowNames)};
+}
+
+struct Complex {
+    Rational re;
+    Rational im;
+    friend bool operator==(const Complex&, const Complex&) = default;
+    friend std::ostream& operator<<(std::ostream& out, const Complex& z) {
+        return out << text(z.re) << " + i " << text(z.im);
+    }
+};
+
+std::vector<Complex> complexesOf(const fixed_array& x) {
+    const std::vector<Rational> re = valuesOf(x.real());
+    const std::vector<Rational> im = valuesOf(x.imag());
+    std::vector<Complex> values;
+    for (std::size_t i = 0; i < re.size(); ++i) {
+        values.push_back({re[i], im[i]});
+    }
+    return values;
+}
+
+/// A sum through its places, and how often it overflowed or was cut.
+struct Sum {
+    const sum_formats& formats;
+    Complex total{};
+    void add(const Complex& term) {
+        total.re = quantized(total.re + quantized(term.re, formats.product), formats.sum);
+        total.im = quantized(total.im + quantized(term.im, formats.product), formats.sum);
+    }
+    void add(const Complex& a, const Complex& b) {
+        add({Rational(a.re * b.re - a.im * b.im), Rational(a.re * b.im + a.im * b.re)});
+    }
+};
+
+fixed_array randomOperand(Random& random, const array_shape& shape, int mostBits = 100) {
+    const fixed_type type = randomType(random, mostBits);
+    const fixed_array x = randomArray(random, type, shape);
+    return random.oneIn(3) ? complex_of(x, randomArray(random, type, shape)) : x;
+}
+
+/// No places; some that act often; sums that hold many terms and rarely overflow.
+sum_formats randomFormats(Random& random, int fraction) {
+    sum_formats formats;
+    if (random.oneIn(3)) {
+        formats.product = randomFormat(random, 100);
+    }
+    if (random.oneIn(3)) {
+        formats.sum = randomFormat(random, 100);
+    } else if (random.oneIn(2)) {
+        const int finest = (formats.product ? formats.product->type().fraction : fraction) + random.between(-1, 2);
+        formats.sum.emplace(fixed_type{random.oneIn(2), random.between(8, 130), finest}, random.pick(kRoundingNames),
+                            random.pick(kOverflowNames));
+    }
+    return formats;
+}
+
+TEST(Sums, RunAlongAxesThroughTheirPlaces) {
+    Random random(1706);
+    for (int round = 0; round < 300; ++round) {
+        const array_shape shape{
+            static_cast<std::size_t>(random.between(1, 4)),
+            static_cast<std::size_t>(random.oneIn(3) ? random.between(0, 150) : random.between(1, 9)),
+            static_cast<std::size_t>(random.oneIn(3) ? random.between(1, 70) : 1)};
+        const fixed_array x = randomOperand(random, shape);
+        const sum_formats formats = randomFormats(random, x.type().fraction);
+        const int axis = random.between(0, 2);
+        const std::vector<Complex> values = complexesOf(x);
+        const fixed_array sums = sum(x, axis - 3, formats);
+        const fixed_array running = cumsum(x, axis, formats.sum);
+        const fixed_array whole = sum(x, formats);
+        const std::string what = "round " + std::to_string(round) + ": " + x.type().text() + ", axis " +
+                                 std::to_string(axis) + (formats.product ? ", " + formats.product->text() : "") +
+                                 (formats.sum ? ", sum " + formats.sum->text() : "");
+        const sum_formats forRunning{std::nullopt, formats.sum};
+        std::vector<Sum> wanted(sums.size(), Sum{formats});
+        std::vector<Sum> alongside(sums.size(), Sum{forRunning});
+        Sum all{formats};
+        const std::vector<Index> indices = indicesOf(shape);
+        const std::vector<Complex> seenRunning = complexesOf(running);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const Index& index = indices[i];
+            const std::size_t row = axis == 0   ? index[1] * shape[2] + index[2]
+                                    : axis == 1 ? index[0] * shape[2] + index[2]
+                                                : index[0] * shape[1] + index[1];
+            wanted[row].add(values[i]);
+            alongside[row].add(values[i]);
+            all.add(values[i]);
+            ASSERT_EQ(seenRunning[i], alongside[row].total) << what << ", running " << i;
+        }
+        const std::vector<Complex> seen = complexesOf(sums);
+        for (std::size_t row = 0; row < seen.size(); ++row) {
+            ASSERT_EQ(seen[row], wanted[row].total) << what << ", row " << row;
+        }
+        ASSERT_EQ(complexesOf(whole).front(), all.total) << what;
+    }
+}
+
+TEST(Sums, MultiplyMatrices) {
+    Random random(1707);
+    for (int round = 0; round < 150; ++round) {
+        const auto size = [&](int most) { return static_cast<std::size_t>(random.between(1, most)); };
+        const std::size_t rows = size(12);
+        const std::size_t terms = size(random.oneIn(4) ? 140 : 6);
+        const std::size_t columns = size(random.oneIn(4) ? 70 : 12);
+        // One matrix for all on either side, or a row of them.
+        const std::size_t left = size(2);
+        const std::size_t right = size(2);
+        const fixed_array a = randomOperand(random, {left, 1, rows, terms}, 70);
+        const fixed_array b = randomOperand(random, {right, terms, columns}, 70);
+        const sum_formats formats = randomFormats(random, a.type().fraction + b.type().fraction);
+        const fixed_array c = matmul(a, b, formats);
+        ASSERT_EQ(c.shape(), (array_shape{left, right, rows, columns}));
+        const std::vector<Complex> x = complexesOf(a);
+        const std::vector<Complex> y = complexesOf(b);
+        const std::vector<Complex> seen = complexesOf(c);
+        std::size_t place = 0;
+        for (const Index& index : indicesOf(c.shape())) {
+            Sum wanted{formats};
+            for (std::size_t k = 0; k < terms; ++k) {
+                wanted.add(x[(index[0] * rows + index[2]) * terms + k], y[(index[1] * terms + k) * columns + index[3]]);
+            }
+            ASSERT_EQ(seen[place], wanted.total) << "round " << round << ": " << a.type() << ' ' << b.type() << ", "
+                                                 << rows << ' ' << terms << ' ' << columns << ", element " << place;
+            ++place;
+        }
+        // Vectors are rows and columns; convolutions are such sums, too.
+        const fixed_array v = sliced(b, {0, {}, 0});
+        const fixed_array m = sliced(a, {0, 0});
+        ASSERT_EQ(matmul(m, v, formats), sliced(matmul(m, v.reshaped({terms, 1}), formats), {{}, 0}));
+        const fixed_array u = sliced(m, {0});
+        ASSERT_EQ(matmul(u, v, formats), dot(u, v, formats));
+        const fixed_array wide = conv(u, v, formats);
+        const std::vector<Complex> seenWide = complexesOf(wide);
+        const std::vector<Complex> p = complexesOf(u);
+        const std::vector<Complex> q = complexesOf(v);
+        for (std::size_t n = 0; n < seenWide.size(); ++n) {
+            Sum wanted{formats};
+            for (std::size_t k = 0; k < terms; ++k) {
+                if (n >= k && n - k < terms) {
+                    wanted.add(p[n - k], q[k]);
+                }
+            }
+            ASSERT_EQ(seenWide[n], wanted.total) << "round " << round << ", convolution " << n;
+        }
+    }
+}
+
+TEST(Sums, LogEachOfThem) {
+    // Sums taken at once leave the same notes as one after another.
+    std::vector<std::int64_t> words(100, 100);
+    words.back() = -128;
+    const fixed_array x = fixed_array::from_words(words, sfix(8, 0));
+    fixed_log log;
+    const fixed_array y = sum(x, {.sum = fixed_format("s12,0 saturate", "s")});
+    EXPECT_EQ(y.at(0), exact_value(2047 - 128));
+    const place_record record = log.place("s");
+    EXPECT_EQ(record.values, 100U);
+    EXPECT_EQ(record.overflows, 79U) << "from 2100 on";
+    EXPECT_EQ(record.before.greatest, exact_value(2147));
+    EXPECT_EQ(record.before.least, exact_value(100));
+}
+
+TEST(Functions, ComputeWhatRationalsDo) {
+    Random random(1708);
+    for (int round = 0; round < 1500; ++round) {
+        const array_shape shape{3, static_cast<std::size_t>(random.between(1, 30))};
+        const fixed_array x = randomArray(random, randomType(random), shape);
+        const fixed_array y = randomArray(random, randomType(random), {shape[1]});
+        const fixed_format format = randomFormat(random);
+        const std::vector<Rational> p = valuesOf(x);
+        std::vector<Rational> q = valuesOf(y);
+        for (std::size_t i = shape[1]; i < p.size(); ++i) {
+            q.push_back(q[i - shape[1]]);
+        }
+        const std::string what =
+            "round " + std::to_string(round) + ": " + x.type().text() + ", " + y.type().text() + " to " + format.text();
+        const auto nearest = [](const Rational& v) { return Rational(rounded(v, Rounding::convergent)); };
+        const int exponent = random.between(0, 4);
+        const struct {
+            const char* name;
+            fixed_array seen;
+            std::function<Rational(const Rational&, const Rational&)> wanted;
+        } rows[] = {
+            {"floor", floor(x), [](auto& a, auto&) { return Rational(floorOf(a)); }},
+            {"ceil", ceil(x), [](auto& a, auto&) { return Rational(rounded(a, Rounding::ceil)); }},
+            {"trunc", trunc(x), [](auto& a, auto&) { return Rational(rounded(a, Rounding::fix)); }},
+            {"round", tolvane::round(x, rounding::convergent), [&](auto& a, auto&) { return nearest(a); }},
+            {"sign", sign(x), [](auto& a, auto&) { return Rational(sgn(a)); }},
+            {"maximum", maximum(x, y), [](auto& a, auto& b) { return std::max(a, b); }},
+            {"minimum", minimum(x, y), [](auto& a, auto& b) { return std::min(a, b); }},
+            {"clip", clip(x, -1, 3), [](auto& a, auto&) { return std::clamp(a, Rational(-1), Rational(3)); }},
+            {"where", where(is_greater(x, y), x, 0), [](auto& a, auto& b) { return a > b ? a : Rational(0); }},
+            {"power", power(x, exponent),
+             [&](auto& a, auto&) {
+                 Rational result = 1;
+                 for (int i = 0; i < exponent; ++i) {
+                     result *= a;
+                 }
+                 return result;
+             }},
+        };
+        for (const auto& row : rows) {
+            const std::vector<Rational> seen = valuesOf(row.seen);
+            ASSERT_EQ(row.seen.shape(), shape) << what << ' ' << row.name;
+            for (std::size_t i = 0; i < seen.size(); ++i) {
+                ASSERT_EQ(seen[i], row.wanted(p[i], q[i])) << what << ' ' << row.name << " of " << text(p[i]);
+            }
+        }
+        const std::vector<bool> truths[] = {is_equal(x, y),      is_not_equal(x, y), is_less(x, y),
+                                            is_less_equal(x, y), is_greater(x, y),   is_greater_equal(x, y)};
+        for (std::size_t i = 0; i < p.size(); ++i) {
+            const bool wanted[] = {p[i] == q[i], p[i] != q[i], p[i]<q[i], p[i] <= q[i], p[i]> q[i], p[i] >= q[i]};
+            for (std::size_t k = 0; k < std::size(wanted); ++k) {
+                ASSERT_EQ(truths[k][i], wanted[k]) << what << ", comparison " << k;
+            }
+        }
+        // Roots: the greatest unit below, and whether something lies beyond it.
+        const fixed_array roots = sqrt(reinterpret(x, fixed_type{false, x.type().bits, x.type().fraction}), format);
+        const std::vector<Rational> radicands =
+            valuesOf(reinterpret(x, fixed_type{false, x.type().bits, x.type().fraction}));
+        for (std::size_t i = 0; i < p.size(); ++i) {
+            // A rational on the same side of all halves of units as the root.
+            const Rational units = scaled(radicands[i], 2 * format.type().fraction + 2);
+            Integer twice = floorOf(units);
+            mpz_sqrt(twice.get_mpz_t(), twice.get_mpz_t());
+            const bool isExact = Rational(twice * twice) == units;
+            const Rational near = Rational(twice) / 2 + (isExact ? Rational(0) : Rational(1, 4));
+            ASSERT_EQ(valuesOf(roots)[i], quantized(scaled(near, -format.type().fraction), format))
+                << what << ", root of " << text(radicands[i]);
+        }
+        const fixed_array means = mean(x, 1, format);
+        const std::vector<Rational> greatest = valuesOf(max(x, 1));
+        const std::vector<Rational> sorted = valuesOf(sort(x, 1));
+        const index_list order = argsort(x, 1);
+        for (std::size_t row = 0; row < 3; ++row) {
+            std::vector<Rational> each(p.begin() + static_cast<std::ptrdiff_t>(row * shape[1]),
+                                       p.begin() + static_cast<std::ptrdiff_t>((row + 1) * shape[1]));
+            const Rational total = std::accumulate(each.begin(), each.end(), Rational(0));
+            ASSERT_EQ(valuesOf(means)[row], quantized(total / static_cast<unsigned long>(each.size()), format)) << what;
+            ASSERT_EQ(argmin(x, 1)[row], std::ranges::min_element(each) - each.begin()) << what;
+            for (std::size_t i = 0; i < each.size(); ++i) {
+                ASSERT_EQ(each[static_cast<std::size_t>(order[row * shape[1] + i])], sorted[row * shape[1] + i])
+                    << what;
+            }
+            std::ranges::sort(each);
+            ASSERT_EQ(greatest[row], each.back()) << what;
+            ASSERT_TRUE(std::ranges::equal(each, std::span(sorted).subspan(row * shape[1], shape[1]))) << what;
+        }
+    }
+    const fixed_array x = fixed_array({0, 2, 0, -1, 5, 6}, "s8,1").reshaped({2, 3});
+    EXPECT_EQ(find(x), (index_list{1, 3, 4, 5}));
+    EXPECT_EQ(argwhere(x).back(), (array_shape{1, 2}));
+    EXPECT_EQ(any(x, 0), (std::vector<bool>{true, true, true}));
+    EXPECT_EQ(all(x, 1), (std::vector<bool>{false, true}));
+    EXPECT_TRUE(any(x) && !all(x) && argmax(x) == 5);
+    const fixed_array z = complex_of(x, 0 * x);
+    EXPECT_EQ(find(conj(complex_of(0 * x, x))), find(x));
+    EXPECT_EQ((conj(z) * z).real(), x * x);
+    EXPECT_EQ(clip(x, 1, 4).type(), x.type()) << "bounds are words of the type";
+}
+
 TEST(Functions, RefuseWhatHasNoMeaning) {
     fixed_array x = fixed_array({1, 2, 3, 4, 5, 6}, "s8,0").reshaped({2, 3});
     const fixed_array wide = fixed_array({1, 2}, "s9,0");
@@ -322,6 +626,20 @@ TEST(Functions, RefuseWhatHasNoMeaning) {
         {"tolvane:array:growth", [&] { full_range(sfix(25, 0)); }},
         {"tolvane:array:word", [&] { from_limbs(std::vector<std::uint64_t>{128}, sfix(8, 0)); }},
         {"tolvane:array:word", [&] { from_limbs(std::vector<std::uint64_t>(3), sfix(80, 0)); }},
+        {"tolvane:array:axis", [&] { sum(x, 2); }},
+        {"tolvane:array:shape", [&] { matmul(x, x); }},
+        {"tolvane:array:shape", [&] { where({true}, x, x); }},
+        {"tolvane:array:shape", [&] { mean(zeros({0}, sfix(8, 0)), "s8,0"); }},
+        {"tolvane:array:shape",
+         [&] {
+             max(zeros({2, 0}, sfix(8, 0)), 1);
+         }},
+        {"tolvane:array:complex", [&] { sort(z); }},
+        {"tolvane:array:complex", [&] { sqrt(z, "s8,0"); }},
+        {"tolvane:array:root", [&] { sqrt(-x, "s8,0"); }},
+        {"tolvane:array:exponent", [&] { power(x, -1); }},
+        {"tolvane:array:growth", [&] { power(x, 200); }},
+        {"tolvane:array:constant", [&] { clip(x, 0, 0.1); }},
         {"tolvane:bits:length",
          [&] {
              and_bits(take(x, {0, 1}), wide);
