@@ -61,13 +61,10 @@ struct Addends {
     }
 };
 
-/// Whether the lanes of a block are results, or terms of one result.
-enum class Lanes { results, terms };
-
 /// Sums in blocks. A term is made in the cell, by `load` or by `multiply`, and added from there.
 class Summation {
  public:
-    Summation(const Addends& addends, const sum_formats& formats, Lanes lanes) {
+    Summation(const Addends& addends, const sum_formats& formats) {
         Extent term = addends.extent();
         int needed = detail::integers::neededBits(term);
         if (formats.product) {
@@ -75,18 +72,17 @@ class Summation {
             needed = std::max(needed, mProduct->neededBits(term));
             term = mProduct->extent();
         }
-        const std::size_t atOnce = lanes == Lanes::terms ? kBlock : 1;
         if (formats.sum) {
             mSum.emplace(*formats.sum);
-            const Extent sum = detail::integers::sumOf(Sign::plus, mSum->extent(), sumOfTerms(term, atOnce));
+            const Extent sum = detail::integers::sumOf(Sign::plus, mSum->extent(), term);
             needed = std::max({needed, detail::integers::neededBits(sum), mSum->neededBits(sum)});
             mTotal = mSum->extent();
-            mAlong = sum;
+            mUnforced = sum;
             mType = mSum->type();
         } else {
             mTotal = sumOfTerms(term, addends.count);
             needed = std::max(needed, detail::integers::neededBits(mTotal));
-            mAlong = mTotal;
+            mUnforced = mTotal;
             mType = fixed_format(typeOf(mTotal)).type();
         }
         mFactorWidth = detail::integers::widthFor(addends.factorBits());
@@ -200,13 +196,14 @@ class Summation {
             mSum->quantize(sums, count);
         }
     }
-    /// Adds terms up to the first one whose sum is forced into something, and returns their number.
+    /// Adds terms up to the first one whose sum is forced into something, and returns their number. The first such sum
+    /// is exact, since it is a word and a term; what comes after it doesn't count.
     std::size_t addAtOnce(std::size_t first, std::size_t count) {
         Block run = detail::integers::slice(mRun, first, mWidth);
         detail::integers::copy(detail::integers::slice(mCell, first, mWidth), count, mWidth, run);
         detail::integers::align(mTotal.exponent, count, mWidth, run);
         detail::integers::sumAlong(mSums, count, mWidth, run);
-        run.extent = mAlong;
+        run.extent = mUnforced;
         std::size_t added = count;
         if (mSum) {
             added = mSum->kept(run, count, mSecond);
@@ -222,7 +219,7 @@ class Summation {
     std::optional<Place> mProduct;
     std::optional<Place> mSum;
     Extent mTotal;
-    Extent mAlong;  // of many sums before they are quantized
+    Extent mUnforced;  // of sums before they are quantized
     fixed_type mType;
     std::size_t mFactorWidth = 0;
     std::size_t mWidth = 0;
@@ -242,11 +239,11 @@ void requireVector(const fixed_array& x, const char* what) {
 
 /// Makes an array of a shape by `fill(part, work, words)` for each part.
 template <class Fill>
-fixed_array summed(const Addends& addends, const sum_formats& formats, Lanes lanes, const fixed_array& a,
-                   const fixed_array& b, array_shape shape, bool isComplex, const Fill& fill) {
+fixed_array summed(const Addends& addends, const sum_formats& formats, const fixed_array& a, const fixed_array& b,
+                   array_shape shape, bool isComplex, const Fill& fill) {
     fixed_type type;
     const auto make = [&](std::size_t part) {
-        Summation work(addends, formats, lanes);
+        Summation work(addends, formats);
         type = detail::grown(work.type(), a, b);
         wordarray words(detail::sizeOf(shape), detail::gridOf(type));
         fill(part, work, words);
@@ -264,10 +261,10 @@ fixed_array summed(const Addends& addends, const sum_formats& formats, Lanes lan
 
 // Sums of values.
 
-/// Whether results run side by side.
-Lanes lanesFor(std::size_t results, std::size_t terms) {
+/// Whether there are enough results to run side by side, rather than terms of one result.
+bool runSideBySide(std::size_t results, std::size_t terms) {
     constexpr std::size_t kEnough = 8;
-    return results >= kEnough || results >= terms ? Lanes::results : Lanes::terms;
+    return results >= kEnough || results >= terms;
 }
 
 /// An axis brought to the front, or to the end.
@@ -286,14 +283,13 @@ fixed_array withAxis(const fixed_array& x, std::size_t axis, bool isFirst) {
 fixed_array sumsAlong(const fixed_array& x, std::size_t axis, const sum_formats& formats, bool isCumulative) {
     const AxisSizes sizes(x.shape(), axis);
     const std::size_t results = sizes.outer * sizes.inner;
-    const Lanes lanes = lanesFor(results, sizes.along);
-    const bool isFirst = lanes == Lanes::results;
+    const bool isFirst = runSideBySide(results, sizes.along);
     const bool isMoved = (isFirst ? sizes.outer : sizes.inner) != 1;
     const fixed_array ordered = isMoved ? withAxis(x, axis, isFirst) : x;
     const Addends addends{x.type(), std::nullopt, sizes.along};
     const array_shape shape = isCumulative ? ordered.shape() : detail::without(x.shape(), axis);
-    fixed_array sums = summed(
-        addends, formats, lanes, x, x, shape, x.is_complex(), [&](std::size_t part, Summation& work, wordarray& words) {
+    fixed_array sums =
+        summed(addends, formats, x, x, shape, x.is_complex(), [&](std::size_t part, Summation& work, wordarray& words) {
             const WordSpan from = (part == 0 ? ArrayAccess::real(ordered) : ArrayAccess::imag(ordered))->span();
             if (isFirst) {
                 detail::forEachBlock(results, [&](std::uint64_t begin, std::size_t count) {
@@ -485,14 +481,13 @@ fixed_array matrixProducts(const fixed_array& a, const fixed_array& b, const sum
     for (std::size_t i = 0; i + 2 < axes; ++i) {
         matrices *= shape[i];
     }
-    const Lanes lanes = lanesFor(columns, sizes.terms);
-    const fixed_array values = lanes == Lanes::results ? b : swapped(b);
-    return summed(addendsOf(a, b, sizes.terms), formats, lanes, a, b, shape, a.is_complex() || b.is_complex(),
+    const bool isByColumns = runSideBySide(columns, sizes.terms);
+    const fixed_array values = isByColumns ? b : swapped(b);
+    return summed(addendsOf(a, b, sizes.terms), formats, a, b, shape, a.is_complex() || b.is_complex(),
                   [&](std::size_t part, Summation& work, wordarray& words) {
                       const std::vector<Product> products = productsOf(values, a, part);
                       for (std::size_t matrix = 0; matrix < matrices; ++matrix) {
-                          (lanes == Lanes::results ? multiplyByColumns : multiplyByTerms)(products, sizes, matrix, work,
-                                                                                          words);
+                          (isByColumns ? multiplyByColumns : multiplyByTerms)(products, sizes, matrix, work, words);
                       }
                   });
 }
@@ -593,8 +588,8 @@ fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& 
             detail::store(work.lanes(), lanes, work.width(), words, begin);
         });
     };
-    return summed(addendsOf(x, h, std::min(length, taps)), formats, Lanes::results, x, h, {total},
-                  x.is_complex() || h.is_complex(), fill);
+    return summed(addendsOf(x, h, std::min(length, taps)), formats, x, h, {total}, x.is_complex() || h.is_complex(),
+                  fill);
 }
 
 }  // namespace tolvane

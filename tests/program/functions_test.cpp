@@ -563,6 +563,7 @@ TEST(Functions, ComputeWhatRationalsDo) {
             const Rational total = std::accumulate(each.begin(), each.end(), Rational(0));
             ASSERT_EQ(valuesOf(means)[row], quantized(total / static_cast<unsigned long>(each.size()), format)) << what;
             ASSERT_EQ(argmin(x, 1)[row], std::ranges::min_element(each) - each.begin()) << what;
+            ASSERT_EQ(argmax(x, 1)[row], std::ranges::max_element(each) - each.begin()) << what;
             for (std::size_t i = 0; i < each.size(); ++i) {
                 ASSERT_EQ(each[static_cast<std::size_t>(order[row * shape[1] + i])], sorted[row * shape[1] + i])
                     << what;
