@@ -49,10 +49,11 @@ void addRun(const mp_limb_t* from, std::size_t limbs, const Run& run, mp_limb_t*
     }
 }
 
-void setOnes(mp_limb_t* to, int begin, int end) {
+/// Sets bits, which are zeros before, to copies of those of a limb of one kind.
+void fill(mp_limb_t* to, int begin, int end, mp_limb_t bits) {
     for (int at = begin; at < end;) {
         const int count = std::min(end - at, kLimbBits - at % kLimbBits);
-        to[at / kLimbBits] |= (~mp_limb_t{0} >> (kLimbBits - count)) << at % kLimbBits;
+        to[at / kLimbBits] |= (bits >> (kLimbBits - count)) << at % kLimbBits;
         at += count;
     }
 }
@@ -99,9 +100,7 @@ fixed_array rebuilt(const fixed_array& x, const fixed_type& type, std::initializ
         for (const Run& run : runs) {
             addRun(word, limbs, run, to);
         }
-        if (signFrom < type.bits && bitOf(word, top)) {
-            setOnes(to, signFrom, type.bits);
-        }
+        fill(to, signFrom, type.bits, bitOf(word, top) ? ~mp_limb_t{0} : 0);
     });
 }
 
@@ -191,13 +190,14 @@ fixed_array concat_bits(const std::vector<fixed_array>& parts) {
     }
     const fixed_type type = detail::grown({false, bits, 0}, parts.front(), parts.back());
     std::vector<fixed_array> whole;
+    std::vector<WordSpan> spans;
     for (const fixed_array& part : parts) {
         whole.push_back(broadcast_to(part, shape));
+        spans.push_back(ArrayAccess::real(whole.back())->span());
     }
     return wordsOf(type, shape, {}, [&](std::size_t i, mp_limb_t* to) {
         int top = bits;
-        for (const fixed_array& part : whole) {
-            const WordSpan from = ArrayAccess::real(part)->span();
+        for (const WordSpan& from : spans) {
             const std::size_t limbs = from.grid.limbs();
             top -= from.grid.bits;
             addRun(from.limbs + i * limbs, limbs, {0, from.grid.bits, top}, to);

@@ -271,30 +271,34 @@ std::vector<array_shape> argwhere(const fixed_array& x) {
 }
 
 fixed_array where(const std::vector<bool>& mask, const array_or_number& a, const array_or_number& b) {
-    const fixed_array x = a.beside(b);
-    const fixed_array y = b.beside(a);
-    const array_shape shape = detail::commonShape(x.shape(), y.shape());
+    const fixed_array left = a.beside(b);
+    const fixed_array right = b.beside(a);
+    const array_shape shape = detail::commonShape(left.shape(), right.shape());
     const std::size_t count = detail::sizeOf(shape);
     if (mask.size() != count) {
         throw error("tolvane:array:shape", "A mask of " + std::to_string(mask.size()) +
                                                " entries doesn't fit operands of shape " + detail::textOf(shape) + ".");
     }
-    const fixed_type type = detail::grown(detail::joinedType(x.type(), y.type()), x, y);
-    const fixed_array chosen = detail::widened(broadcast_to(x, shape), type);
-    const fixed_array others = detail::widened(broadcast_to(y, shape), type);
+    const fixed_type type = detail::grown(detail::joinedType(left.type(), right.type()), left, right);
+    const fixed_array chosen = detail::widened(broadcast_to(left, shape), type);
+    const fixed_array others = detail::widened(broadcast_to(right, shape), type);
     const auto mixed = [&](const ArrayAccess::Words& from, const ArrayAccess::Words& to) {
-        const wordarray left = detail::copyOf(from, count, type);
+        const wordarray source = detail::copyOf(from, count, type);
         wordarray words = detail::copyOf(to, count, type);
+        const std::size_t limbs = words.grid().limbs();
+        const mp_limb_t* x = source.span().limbs;
+        mp_limb_t* y = words.limbs();
         for (std::size_t i = 0; i < count; ++i) {
-            if (mask[i]) {
-                std::ranges::copy(left.word(i), words.word(i).begin());
+            const mp_limb_t isChosen = mask[i] ? ~mp_limb_t{0} : 0;
+            for (std::size_t k = 0; k < limbs; ++k, ++x, ++y) {
+                *y ^= (*x ^ *y) & isChosen;
             }
         }
         return words;
     };
     wordarray real = mixed(ArrayAccess::real(chosen), ArrayAccess::real(others));
     std::optional<wordarray> imag;
-    if (x.is_complex() || y.is_complex()) {
+    if (left.is_complex() || right.is_complex()) {
         imag = mixed(ArrayAccess::imag(chosen), ArrayAccess::imag(others));
     }
     return ArrayAccess::make(type, shape, std::move(real), std::move(imag));
