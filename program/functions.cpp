@@ -283,10 +283,10 @@ fixed_array where(const std::vector<bool>& mask, const array_or_number& a, const
     const fixed_array chosen = detail::widened(broadcast_to(left, shape), type);
     const fixed_array others = detail::widened(broadcast_to(right, shape), type);
     const auto mixed = [&](const ArrayAccess::Words& from, const ArrayAccess::Words& to) {
-        const wordarray source = detail::copyOf(from, count, type);
+        const ArrayAccess::Words source = from ? from : std::make_shared<const wordarray>(count, detail::gridOf(type));
         wordarray words = detail::copyOf(to, count, type);
         const std::size_t limbs = words.grid().limbs();
-        const mp_limb_t* x = source.span().limbs;
+        const mp_limb_t* x = source->span().limbs;
         mp_limb_t* y = words.limbs();
         for (std::size_t i = 0; i < count; ++i) {
             const mp_limb_t isChosen = mask[i] ? ~mp_limb_t{0} : 0;

@@ -26,13 +26,13 @@ fixed_array zeros(array_shape shape, const fixed_type& type) {
     return fixed_array::zeros(std::move(shape), type);
 }
 
-fixed_array full(array_shape shape, const exact_value& value, const fixed_format& format) {
+fixed_array full(const array_shape& shape, const exact_value& value, const fixed_format& format) {
     const fixed_array one = fixed_array(std::vector<exact_value>{value}, format).reshaped({});
     return broadcast_to(one, shape);
 }
 
-fixed_array ones(array_shape shape, const fixed_format& format) {
-    return full(std::move(shape), 1, format);
+fixed_array ones(const array_shape& shape, const fixed_format& format) {
+    return full(shape, 1, format);
 }
 
 fixed_array arange(const exact_value& start, const exact_value& stop, const exact_value& step,
@@ -296,7 +296,7 @@ fixed_array flip(const fixed_array& x, int axis) {
 }
 
 fixed_array broadcast_to(const fixed_array& x, const array_shape& shape) {
-    return detail::gathered(x, detail::broadcasted(detail::stridedOf(x.shape()), shape));
+    return x.shape() == shape ? x : detail::gathered(x, detail::broadcasted(detail::stridedOf(x.shape()), shape));
 }
 
 fixed_array repeat(const fixed_array& x, std::size_t count, int axis) {

@@ -49,8 +49,8 @@ class TOLVANE_API index_range {
 
 TOLVANE_API fixed_array zeros(array_shape shape, const fixed_type& type);
 /// A value everywhere, quantized once.
-TOLVANE_API fixed_array full(array_shape shape, const exact_value& value, const fixed_format& format);
-TOLVANE_API fixed_array ones(array_shape shape, const fixed_format& format);
+TOLVANE_API fixed_array full(const array_shape& shape, const exact_value& value, const fixed_format& format);
+TOLVANE_API fixed_array ones(const array_shape& shape, const fixed_format& format);
 /// start, start + step and so on before `stop`, each exact and quantized once. A step of zero raises
 /// "tolvane:array:step".
 TOLVANE_API fixed_array arange(const exact_value& start, const exact_value& stop, const exact_value& step,
