@@ -193,19 +193,20 @@ void writeInto(fixed_array& x, const fixed_array& values, const array_shape& sha
     fixed_array quantized = cast(values, fixed_format(x.type(), round, over, x.name()));
     // What comes out has another type if a log has put other formats in force.
     const fixed_type type = detail::joinedType(x.type(), quantized.type());
-    const fixed_array old = detail::widened(x, type);
     quantized = detail::widened(quantized, type);
-    const auto changed = [&](const ArrayAccess::Words& part, const ArrayAccess::Words& from) {
-        wordarray words = detail::copyOf(part, x.size(), type);
-        write(detail::gathered(detail::copyOf(from, values.size(), type), repeated), words);
-        return words;
+    const auto repeatedPart = [&](const ArrayAccess::Words& part) {
+        return detail::gathered(detail::copyOf(part, values.size(), type), repeated);
     };
-    wordarray real = changed(ArrayAccess::real(old), ArrayAccess::real(quantized));
-    std::optional<wordarray> imag;
-    if (x.is_complex()) {
-        imag = changed(ArrayAccess::imag(old), ArrayAccess::imag(quantized));
+    const wordarray real = repeatedPart(ArrayAccess::real(quantized));
+    const wordarray imag = repeatedPart(ArrayAccess::imag(quantized));
+    if (type != x.type()) {
+        x = detail::widened(x, type);
     }
-    x = ArrayAccess::make(type, x.shape(), std::move(real), std::move(imag), x.name());
+    ArrayAccess::own(x);
+    write(real, ArrayAccess::writable(ArrayAccess::real(x)));
+    if (x.is_complex()) {
+        write(imag, ArrayAccess::writable(ArrayAccess::imag(x)));
+    }
 }
 
 void putAt(fixed_array& x, const std::vector<std::uint64_t>& places, const fixed_array& values, rounding round,

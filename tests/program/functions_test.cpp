@@ -188,9 +188,14 @@ TEST(Shapes, WriteIntoPartsAndMakeArrays) {
     EXPECT_EQ(masked(z, {false, false, true, false, false, false, false, true}).imag(),
               fixed_array({1.0, -1.5}, "s8,1"));
     fixed_array changed = z;
+    const fixed_array part = changed.real();
     put(changed, {0}, fixed_array({1.0}, "s8,1"));
     EXPECT_EQ(changed.imag().at(0), exact_value(0));
     EXPECT_EQ(z.imag().at(0), exact_value(2)) << "copies are separate";
+    EXPECT_EQ(part.at(0), exact_value(-2)) << "and so are parts";
+    fixed_array itself = whole;
+    put_slice(itself, {{std::nullopt, std::nullopt, -1}}, itself);
+    EXPECT_EQ(itself, flip(whole)) << "read before it is written";
 }
 
 TEST(Bits, AreThoseOfTwosComplement) {
