@@ -224,19 +224,19 @@ std::vector<bool> hasTruth(const fixed_array& x, int axis, bool truth) {
 
 }  // namespace
 
-bool any(const fixed_array& x) {
+bool any_of(const fixed_array& x) {
     return std::ranges::any_of(truthOf(x), std::identity());
 }
 
-bool all(const fixed_array& x) {
+bool all_of(const fixed_array& x) {
     return std::ranges::all_of(truthOf(x), std::identity());
 }
 
-std::vector<bool> any(const fixed_array& x, int axis) {
+std::vector<bool> any_of(const fixed_array& x, int axis) {
     return hasTruth(x, axis, true);
 }
 
-std::vector<bool> all(const fixed_array& x, int axis) {
+std::vector<bool> all_of(const fixed_array& x, int axis) {
     std::vector<bool> result = hasTruth(x, axis, false);
     result.flip();
     return result;

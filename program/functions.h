@@ -73,10 +73,10 @@ TOLVANE_API fixed_array clip(const fixed_array& x, const array_or_number& low, c
 
 // Truth. A number is true if it isn't zero.
 
-TOLVANE_API bool any(const fixed_array& x);
-TOLVANE_API bool all(const fixed_array& x);
-TOLVANE_API std::vector<bool> any(const fixed_array& x, int axis);
-TOLVANE_API std::vector<bool> all(const fixed_array& x, int axis);
+TOLVANE_API bool any_of(const fixed_array& x);
+TOLVANE_API bool all_of(const fixed_array& x);
+TOLVANE_API std::vector<bool> any_of(const fixed_array& x, int axis);
+TOLVANE_API std::vector<bool> all_of(const fixed_array& x, int axis);
 /// The places in memory of all elements that aren't zero, and of all entries of a mask that are set.
 TOLVANE_API index_list find(const fixed_array& x);
 TOLVANE_API index_list find(const std::vector<bool>& mask);

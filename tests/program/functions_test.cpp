@@ -581,9 +581,9 @@ TEST(Functions, ComputeWhatRationalsDo) {
     const fixed_array x = fixed_array({0, 2, 0, -1, 5, 6}, "s8,1").reshaped({2, 3});
     EXPECT_EQ(find(x), (index_list{1, 3, 4, 5}));
     EXPECT_EQ(argwhere(x).back(), (array_shape{1, 2}));
-    EXPECT_EQ(any(x, 0), (std::vector<bool>{true, true, true}));
-    EXPECT_EQ(all(x, 1), (std::vector<bool>{false, true}));
-    EXPECT_TRUE(any(x) && !all(x) && argmax(x) == 5);
+    EXPECT_EQ(any_of(x, 0), (std::vector<bool>{true, true, true}));
+    EXPECT_EQ(all_of(x, 1), (std::vector<bool>{false, true}));
+    EXPECT_TRUE(any_of(x) && !all_of(x) && argmax(x) == 5);
     const fixed_array z = complex_of(x, 0 * x);
     EXPECT_EQ(find(conj(complex_of(0 * x, x))), find(x));
     EXPECT_EQ((conj(z) * z).real(), x * x);

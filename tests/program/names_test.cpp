@@ -40,5 +40,5 @@ TEST(Names, AreFreeBesideThoseOfOthers) {
     EXPECT_EQ(where(is_less(m, 0), -m, m), abs(m));
     EXPECT_EQ(take(sort(rotate_bits(m, 1)), find(m)).size(), 15U);
     EXPECT_EQ(conj(round(sqrt(abs(m), "u8,4"))), floor(sqrt(abs(m), "u8,4") + 0.5));
-    EXPECT_EQ(any(m) && all(m) ? 1 : max(2, 3), 3);
+    EXPECT_EQ(any_of(m) && all_of(m) ? 1 : max(2, 3), 3);
 }
