@@ -43,8 +43,7 @@ struct magnitude_histogram {
     friend bool operator==(const magnitude_histogram&, const magnitude_histogram&) = default;
 };
 
-/// What quantizing did to values: the word minus the exact value, summed exactly. A quotient counts with 62 bits below
-/// the last place of its format.
+/// What quantizing did to values: the word minus the exact value, summed exactly.
 struct error_sums {
     exact_value greatest;  // magnitude
     exact_value sum;
@@ -91,11 +90,13 @@ enum class override : std::uint8_t {
     /// No format acts: each becomes one with a sign, to nearest and saturating, that has 64 more bits on both sides of
     /// the point, as far as doubles go. Values stay fixed_arrays, of these types, and the limit of exact growth is
     /// off. Records show what the format itself would have met: counts and bits needed are those of quantizing to it,
-    /// `after` and the errors are of the words that were made.
+    /// `after` and the errors are of the words that were made. Types without a place, as `from_words` and `zeros` take
+    /// them, stay; a program that reads words of 64 bits has to take values instead.
     doubles,
 };
 
 struct log_options {
+    // Of the exact values of each place; of quotients, with 62 bits below the last place of the format.
     bool histogram = false;
     bool errors = false;
     /// Called once for each place that overflows in an operation, by its thread, when the operation is complete and
