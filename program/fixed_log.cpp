@@ -149,6 +149,10 @@ fixed_log::fixed_log(log_options options) : mState(std::make_unique<State>()) {
 }
 
 fixed_log::~fixed_log() {
+    stop();
+}
+
+void fixed_log::stop() {
     if (mState->frame) {
         mState->frame->isOver.store(true, std::memory_order_relaxed);
     }
