@@ -65,12 +65,15 @@ tolvane_headers(
   fi/dimensions.h
   fi/fi.h
   program/bits.h
+  program/code_location.h
   program/error.h
   program/exact_value.h
   program/fixed_array.h
   program/fixed_log.h
   program/format.h
   program/functions.h
+  program/log_analysis.h
+  program/log_level.h
   program/shapes.h
   program/tolvane.h)
 tolvane_headers(

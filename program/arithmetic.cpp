@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "program/kernels.h"
+#include "program/log_access.h"
 #include "program/moves.h"
 
 namespace tolvane {
@@ -30,7 +31,7 @@ std::atomic<int> sMostBits = 1024;
 
 fixed_type detail::grown(const fixed_type& type, const fixed_array& a, const fixed_array& b) {
     const int most = sMostBits.load(std::memory_order_relaxed);
-    if (type.bits <= most) {
+    if (type.bits <= most || LogAccess::isOverriding()) {
         return type;
     }
     const auto nameOf = [](const fixed_array& x) {
@@ -233,16 +234,16 @@ int set_most_bits(int bits) {
     return sMostBits.exchange(bits);
 }
 
-fixed_array cast(const fixed_array& x, const fixed_format& format) {
-    Place place(format);
+fixed_array cast(const fixed_array& x, const fixed_format& format, const code_location& where) {
+    Place place(format, where);
+    std::optional<Place> imagPlace;
     wordarray real = castPart(*ArrayAccess::real(x), place);
-    place.close();
     std::optional<wordarray> imag;
     if (x.is_complex()) {
-        Place imagPlace(format);
-        imag = castPart(*ArrayAccess::imag(x), imagPlace);
-        imagPlace.close();
+        imagPlace.emplace(format, where);
+        imag = castPart(*ArrayAccess::imag(x), *imagPlace);
     }
+    Place::close({&place, imagPlace ? &*imagPlace : nullptr});
     return ArrayAccess::make(place.type(), x.shape(), std::move(real), std::move(imag), format.name());
 }
 
@@ -293,18 +294,35 @@ fixed_array operator*(const fixed_array& a, const fixed_array& b) {
     return ArrayAccess::make(type, operands.shape(), std::move(real), std::move(imag));
 }
 
-fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_format& format) {
+fixed_array array_operand::arrayFor(const fixed_array& x) const {
+    return mArray != nullptr ? *mArray : constant_for(x, mNumber, mIsWhole);
+}
+
+fixed_array& fixed_array::operator+=(const array_operand& other) {
+    return *this = cast(*this + other.arrayFor(*this), mType, other.mWhere).named(mName);
+}
+
+fixed_array& fixed_array::operator-=(const array_operand& other) {
+    return *this = cast(*this - other.arrayFor(*this), mType, other.mWhere).named(mName);
+}
+
+fixed_array& fixed_array::operator*=(const array_operand& other) {
+    return *this = cast(*this * other.arrayFor(*this), mType, other.mWhere).named(mName);
+}
+
+fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_format& format, const code_location& where) {
     requireReal(a, "divide");
     requireReal(b, "divide");
     const Broadcast operands(a, b);
     const Words left = operands.expanded(ArrayAccess::real(a), a.shape());
     const Words right = operands.expanded(ArrayAccess::real(b), b.shape());
-    Place place(format);
+    Place place(format, where);
     // Quotients rounded down to this, and odd if something was cut off, are rounded like the exact ones; only chances
-    // are those of the bits that are there.
+    // and logged errors are those of the bits that are there.
     detail::integers::QuotientRounding rounding;
     constexpr int kManyBits = 62;
-    rounding.guardBits = format.rounding() == tolvane::rounding::stochastic ? kManyBits : rounding.guardBits;
+    const bool isStochastic = format.rounding() == tolvane::rounding::stochastic;
+    rounding.guardBits = isStochastic || place.hasMore() ? kManyBits : rounding.guardBits;
     const int exponent = -place.type().fraction - rounding.guardBits;
     const Extent dividend = detail::integers::extentOf(left->grid());
     const Extent divisor = detail::integers::extentOf(right->grid());
@@ -362,7 +380,13 @@ fixed_array constant_for(const fixed_array& x, const exact_value& value, bool is
     }
     const bool isSigned = value.is_negative();
     const fixed_type type{isSigned, std::max(value.bits() + (isSigned ? 1 : 0), 1), -value.exponent()};
-    return fixed_array(std::vector<exact_value>{value}, type).reshaped({});
+    wordarray words(1, detail::gridOf(fixed_format(type).type()));
+    const std::span<mp_limb_t> word = words.word(0);
+    std::ranges::copy(value.magnitude(), word.begin());
+    if (isSigned) {
+        mpn_neg(word.data(), word.data(), static_cast<mp_size_t>(word.size()));
+    }
+    return ArrayAccess::make(type, {}, std::move(words), std::nullopt);
 }
 
 // Comparison.

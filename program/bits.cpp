@@ -237,11 +237,11 @@ fixed_array shift_left(const fixed_array& x, int places) {
     return rebuilt(x, x.type(), {{0, x.type().bits - moved, moved}});
 }
 
-fixed_array shift_left(const fixed_array& x, int places, const fixed_format& format) {
+fixed_array shift_left(const fixed_array& x, int places, const fixed_format& format, const code_location& where) {
     if (places < 0) {
         placesOf(x, places);
     }
-    return cast(scaled(x, places), format);
+    return cast(scaled(x, places), format, where);
 }
 
 fixed_array shift_right(const fixed_array& x, int places) {

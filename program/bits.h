@@ -39,7 +39,8 @@ TOLVANE_API fixed_array reinterpret(const fixed_array& x, const fixed_type& type
 /// Moves the bits up; those beyond the top are lost, and zeros enter.
 TOLVANE_API fixed_array shift_left(const fixed_array& x, int places);
 /// Multiplies by 2^places, and forces the products into a format.
-TOLVANE_API fixed_array shift_left(const fixed_array& x, int places, const fixed_format& format);
+TOLVANE_API fixed_array shift_left(const fixed_array& x, int places, const fixed_format& format,
+                                   const code_location& where = code_location::current());
 /// Moves the bits down; copies of the sign enter, or zeros where there is none, and those below the lowest are lost.
 TOLVANE_API fixed_array shift_right(const fixed_array& x, int places);
 /// As shift_right, except that zeros enter in signed words, too.

@@ -33,8 +33,8 @@ exact_value elementOf(const wordarray& words, std::size_t index) {
 }
 
 /// Quantizes exact values one by one.
-wordarray wordsOf(const std::vector<exact_value>& values, Place& place, const fixed_type& type) {
-    wordarray words(values.size(), detail::gridOf(type));
+wordarray wordsOf(const std::vector<exact_value>& values, Place& place) {
+    wordarray words(values.size(), detail::gridOf(place.type()));
     // One unit and one length for all of them.
     int exponent = 0;
     int top = 0;
@@ -81,9 +81,12 @@ wordarray wordsOf(const std::vector<exact_value>& values, Place& place, const fi
     return words;
 }
 
-wordarray wordsOf(std::span<const double> values, Place& place, const fixed_type& type) {
-    wordarray words(values.size(), detail::gridOf(type));
-    const std::size_t width = detail::integers::widthFor(type.bits + 1);
+wordarray wordsOf(std::span<const double> values, Place& place) {
+    if (!place.takesDoubles()) {
+        return wordsOf(std::vector<exact_value>(values.begin(), values.end()), place);
+    }
+    wordarray words(values.size(), detail::gridOf(place.type()));
+    const std::size_t width = detail::integers::widthFor(place.type().bits + 1);
     place.open(width);
     Arena arena(width, 1);
     Block block = arena.next();
@@ -95,19 +98,17 @@ wordarray wordsOf(std::span<const double> values, Place& place, const fixed_type
 }
 
 template <class Values>
-fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& format) {
-    Place place(format);
-    wordarray realWords = wordsOf(real, place, format.type());
+fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& format, const code_location& where) {
+    Place place(format, where);
+    std::optional<Place> imagPlace;
+    wordarray realWords = wordsOf(real, place);
     std::optional<wordarray> imagWords;
     if (!imag.empty()) {
-        Place imagPlace(format);
-        imagWords = wordsOf(imag, imagPlace, format.type());
-        place.close();
-        imagPlace.close();
-    } else {
-        place.close();
+        imagPlace.emplace(format, where);
+        imagWords = wordsOf(imag, *imagPlace);
     }
-    return ArrayAccess::make(format.type(), {real.size()}, std::move(realWords), std::move(imagWords), format.name());
+    Place::close({&place, imagPlace ? &*imagPlace : nullptr});
+    return ArrayAccess::make(place.type(), {real.size()}, std::move(realWords), std::move(imagWords), format.name());
 }
 
 }  // namespace
@@ -115,12 +116,12 @@ fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& 
 fixed_array::fixed_array() : mReal(std::make_shared<wordarray>(0, detail::gridOf(mType))) {}
 
 fixed_array fixed_array::quantized(const std::vector<exact_value>& real, const std::vector<exact_value>& imag,
-                                   const fixed_format& format) {
-    return arrayOf(real, imag, format);
+                                   const fixed_format& format, const code_location& where) {
+    return arrayOf(real, imag, format, where);
 }
 
 fixed_array fixed_array::quantized(std::span<const double> real, std::span<const double> imag,
-                                   const fixed_format& format) {
+                                   const fixed_format& format, const code_location& where) {
     for (const std::span<const double>& part : {real, imag}) {
         for (const double value : part) {
             if (!std::isfinite(value)) {
@@ -128,11 +129,7 @@ fixed_array fixed_array::quantized(std::span<const double> real, std::span<const
             }
         }
     }
-    if (detail::formatOf(format, nullptr).hasMore()) {
-        return arrayOf(std::vector<exact_value>(real.begin(), real.end()),
-                       std::vector<exact_value>(imag.begin(), imag.end()), format);
-    }
-    return arrayOf(real, imag, format);
+    return arrayOf(real, imag, format, where);
 }
 
 fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const fixed_type& type) {

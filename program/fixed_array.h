@@ -7,6 +7,8 @@
 // Operators never round and never overflow. Their types hold every value that the types of their operands allow,
 // whatever the values are. Shapes are in C's order, the last index moving fastest; shapes of operands are broadcast as
 // usual: sizes from the last on are equal, or one of them is 1 or missing.
+//
+// What quantizes takes the place of the call in the program as its last parameter, for logs; programs leave it out.
 #pragma once
 
 #include <complex>
@@ -25,6 +27,7 @@
 #include <vector>
 
 #include "host/export.h"
+#include "program/code_location.h"
 #include "program/exact_value.h"
 #include "program/format.h"
 
@@ -55,6 +58,31 @@ concept array_source = std::ranges::input_range<T> &&
 
 using array_shape = std::vector<std::size_t>;
 
+class fixed_array;
+
+/// What `a += b` takes: an array or a plain number, and where the program has it.
+class TOLVANE_API array_operand {
+ public:
+    /// The array has to live as long as the operand.
+    array_operand(const fixed_array& value,  // NOLINT(google-explicit-constructor)
+                  const code_location& where = code_location::current())
+        : mArray(&value), mWhere(where) {}
+    template <plain_number Number>
+    array_operand(Number value,  // NOLINT(google-explicit-constructor)
+                  const code_location& where = code_location::current())
+        : mNumber(value), mIsWhole(whole_number<Number>), mWhere(where) {}
+
+ private:
+    friend class fixed_array;
+    /// As an array to compute with x.
+    fixed_array arrayFor(const fixed_array& x) const;
+
+    const fixed_array* mArray = nullptr;
+    exact_value mNumber;
+    bool mIsWhole = false;
+    code_location mWhere;
+};
+
 /// A value: copies share memory until one of them changes. An element is one number, or a complex one.
 class TOLVANE_API fixed_array {
  public:
@@ -62,21 +90,25 @@ class TOLVANE_API fixed_array {
     fixed_array();
     /// One dimension of values, each quantized once. Values that aren't finite raise "tolvane:value:finite".
     template <array_source Range>
-    fixed_array(const Range& values, const fixed_format& format);
+    fixed_array(const Range& values, const fixed_format& format, const code_location& where = code_location::current());
     template <plain_number Number>
-    fixed_array(std::initializer_list<Number> values, const fixed_format& format)
-        : fixed_array(std::vector<Number>(values), format) {}
+    fixed_array(std::initializer_list<Number> values, const fixed_format& format,
+                const code_location& where = code_location::current())
+        : fixed_array(std::vector<Number>(values), format, where) {}
     template <plain_number Number>
-    fixed_array(Number value, const fixed_format& format) : fixed_array(std::vector<Number>{value}, format) {
+    fixed_array(Number value, const fixed_format& format, const code_location& where = code_location::current())
+        : fixed_array(std::vector<Number>{value}, format, where) {
         mShape.clear();
     }
     /// Values with a name for the variable, under which logs keep them.
     template <class Source>
-    fixed_array(const Source& values, const fixed_format& format, std::string name)
-        : fixed_array(values, format.named(std::move(name))) {}
+    fixed_array(const Source& values, const fixed_format& format, std::string name,
+                const code_location& where = code_location::current())
+        : fixed_array(values, format.named(std::move(name)), where) {}
     template <plain_number Number>
-    fixed_array(std::initializer_list<Number> values, const fixed_format& format, std::string name)
-        : fixed_array(values, format.named(std::move(name))) {}
+    fixed_array(std::initializer_list<Number> values, const fixed_format& format, std::string name,
+                const code_location& where = code_location::current())
+        : fixed_array(values, format.named(std::move(name)), where) {}
     /// Words as they lie in memory, in two's complement if signed; those beyond the type raise "tolvane:array:word".
     static fixed_array from_words(std::span<const std::int64_t> words, const fixed_type& type);
     static fixed_array zeros(array_shape shape, const fixed_type& type);
@@ -106,19 +138,16 @@ class TOLVANE_API fixed_array {
 
     fixed_array operator-() const;
     // Quantized to this array's type, to nearest and with saturation.
-    template <class Other>
-    fixed_array& operator+=(const Other& other);
-    template <class Other>
-    fixed_array& operator-=(const Other& other);
-    template <class Other>
-    fixed_array& operator*=(const Other& other);
+    fixed_array& operator+=(const array_operand& other);
+    fixed_array& operator-=(const array_operand& other);
+    fixed_array& operator*=(const array_operand& other);
 
  private:
     friend class detail::ArrayAccess;
     static fixed_array quantized(const std::vector<exact_value>& real, const std::vector<exact_value>& imag,
-                                 const fixed_format& format);
-    static fixed_array quantized(std::span<const double> real, std::span<const double> imag,
-                                 const fixed_format& format);
+                                 const fixed_format& format, const code_location& where);
+    static fixed_array quantized(std::span<const double> real, std::span<const double> imag, const fixed_format& format,
+                                 const code_location& where);
 
     fixed_type mType;
     array_shape mShape{0};
@@ -128,7 +157,8 @@ class TOLVANE_API fixed_array {
 };
 
 /// Forces every element into a format.
-TOLVANE_API fixed_array cast(const fixed_array& x, const fixed_format& format);
+TOLVANE_API fixed_array cast(const fixed_array& x, const fixed_format& format,
+                             const code_location& where = code_location::current());
 
 // Exact arithmetic. A type beyond the limit of growth raises "tolvane:array:growth", and shapes that don't fit
 // "tolvane:array:shape".
@@ -139,7 +169,8 @@ TOLVANE_API fixed_array abs(const fixed_array& x);
 /// The values times 2^places, in a type whose point moves.
 TOLVANE_API fixed_array scaled(const fixed_array& x, int places);
 /// The quotients, each rounded once to a format. A divisor of zero raises "tolvane:array:division".
-TOLVANE_API fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_format& format);
+TOLVANE_API fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_format& format,
+                               const code_location& where = code_location::current());
 
 /// A constant for an array: exact, in the shortest type that holds it. An integer may have any length; a double whose
 /// mantissa is longer than the words of the array is probably the rounding of something else, and raises
@@ -181,12 +212,16 @@ struct sum_formats {
 };
 
 /// The sum of all elements.
-TOLVANE_API fixed_array sum(const fixed_array& x, const sum_formats& formats = {});
-TOLVANE_API fixed_array cumsum(const fixed_array& x, const fixed_format& format);
+TOLVANE_API fixed_array sum(const fixed_array& x, const sum_formats& formats = {},
+                            const code_location& where = code_location::current());
+TOLVANE_API fixed_array cumsum(const fixed_array& x, const fixed_format& format,
+                               const code_location& where = code_location::current());
 /// The sum of products of two vectors of equal length.
-TOLVANE_API fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& formats = {});
+TOLVANE_API fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& formats = {},
+                            const code_location& where = code_location::current());
 /// The full convolution of two vectors. Element n adds h[0] x[n], h[1] x[n - 1] and so on, in this order.
-TOLVANE_API fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& formats = {});
+TOLVANE_API fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& formats = {},
+                             const code_location& where = code_location::current());
 
 // Comparison, by exact value whatever the types. Order needs real numbers and raises "tolvane:array:complex".
 
@@ -206,7 +241,7 @@ TOLVANE_API int set_most_bits(int bits);
 // Definitions.
 
 template <array_source Range>
-fixed_array::fixed_array(const Range& values, const fixed_format& format) {
+fixed_array::fixed_array(const Range& values, const fixed_format& format, const code_location& where) {
     using Value = std::ranges::range_value_t<Range>;
     using Scalar = typename detail::ScalarOf<Value>::Type;
     using Kept = std::conditional_t<std::floating_point<Scalar>, double, exact_value>;
@@ -221,23 +256,10 @@ fixed_array::fixed_array(const Range& values, const fixed_format& format) {
         }
     }
     if constexpr (std::same_as<Kept, double>) {
-        *this = quantized(std::span<const double>(real), std::span<const double>(imag), format);
+        *this = quantized(std::span<const double>(real), std::span<const double>(imag), format, where);
     } else {
-        *this = quantized(real, imag, format);
+        *this = quantized(real, imag, format, where);
     }
-}
-
-template <class Other>
-fixed_array& fixed_array::operator+=(const Other& other) {
-    return *this = cast(*this + other, mType).named(mName);
-}
-template <class Other>
-fixed_array& fixed_array::operator-=(const Other& other) {
-    return *this = cast(*this - other, mType).named(mName);
-}
-template <class Other>
-fixed_array& fixed_array::operator*=(const Other& other) {
-    return *this = cast(*this * other, mType).named(mName);
 }
 
 }  // namespace tolvane

@@ -1,28 +1,67 @@
 #include "program/fixed_log.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-#include <iomanip>
+#include <exception>
 #include <mutex>
-#include <sstream>
+#include <unordered_map>
+#include <utility>
 
+#include "program/kernels.h"
 #include "program/log_access.h"
 
 namespace tolvane {
 
+constinit std::atomic<int> detail::currentLogLevel = static_cast<int>(LogLevel::none);
+
+namespace {
+
+/// What a log says about formats on its thread. It outlives the log until the thread looks again.
+struct Frame {
+    explicit Frame(override says) : formats(says) {}
+    const override formats;
+    std::atomic<bool> isOver = false;
+    /// What was specified where a type is in force instead; only of use to the thread.
+    std::unordered_map<fixed_type, fixed_type> specifiedTypes;
+};
+
+/// The frames of this thread, the innermost last.
+std::vector<std::shared_ptr<Frame>>& frames() {
+    thread_local std::vector<std::shared_ptr<Frame>> sFrames;
+    std::erase_if(sFrames, [](const auto& frame) { return frame->isOver.load(std::memory_order_relaxed); });
+    return sFrames;
+}
+
+}  // namespace
+
 struct fixed_log::State {
+    log_options options;
+    std::uint64_t began = 0;
     std::vector<place_record> records;
+    std::shared_ptr<const std::function<void(const overflow_event&)>> listener;
+    std::shared_ptr<Frame> frame;
 };
 
 namespace {
 
 std::mutex sLock;
-std::atomic<int> sLogs = 0;
+std::atomic<std::uint64_t> sMoment = 0;
 
 std::vector<fixed_log*>& livingLogs() {
     static auto* const sLiving = new std::vector<fixed_log*>;  // logs may outlive this file's statics
     return *sLiving;
+}
+
+/// Call it with the lock, after a log began or ended.
+void setLevel() {
+    auto level = detail::LogLevel::none;
+    for (const fixed_log* const log : livingLogs()) {
+        const log_options& options = log->options();
+        const bool wantsMore =
+            options.histogram || options.errors || options.on_overflow || options.formats == override::doubles;
+        level = std::max(level, wantsMore ? detail::LogLevel::everything : detail::LogLevel::ranges);
+    }
+    detail::currentLogLevel.store(static_cast<int>(level), std::memory_order_relaxed);
 }
 
 void merge(value_range& held, const value_range& added) {
@@ -30,63 +69,100 @@ void merge(value_range& held, const value_range& added) {
     held.greatest = std::max(held.greatest, added.greatest);
 }
 
-/// A text in quotation marks, with what JSON escapes.
-std::string quoted(const std::string& text) {
-    std::ostringstream out;
-    out << '"';
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out << '\\' << c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            out << "\\u" << std::hex << std::setw(4) << std::setfill('0') << static_cast<int>(c) << std::dec;
-        } else {
-            out << c;
-        }
+void merge(magnitude_histogram& held, const magnitude_histogram& added) {
+    held.zeros += added.zeros;
+    for (const auto& [exponent, counts] : added.powers) {
+        magnitude_histogram::counts& sum = held.powers[exponent];
+        sum.positive += counts.positive;
+        sum.negative += counts.negative;
     }
-    out << '"';
-    return out.str();
 }
 
-std::string short_text(const exact_value& value) {
-    std::ostringstream out;
-    out << std::setprecision(6) << value.to_double();
-    return out.str();
+void merge(error_sums& held, const error_sums& added) {
+    held.greatest = std::max(held.greatest, added.greatest);
+    held.sum = held.sum + added.sum;
+    held.squares = held.squares + added.squares;
+    held.signal_squares = held.signal_squares + added.signal_squares;
 }
 
-constexpr std::array kColumns{"place",       "format",         "least before", "greatest before",
-                              "least after", "greatest after", "bits needed",  "to spare",
-                              "values",      "overflows",      "underflows"};
-
-std::array<std::string, kColumns.size()> cellsOf(const place_record& p, std::string (*valueText)(const exact_value&)) {
-    return {p.name,
-            p.format.text(),
-            valueText(p.before.least),
-            valueText(p.before.greatest),
-            valueText(p.after.least),
-            valueText(p.after.greatest),
-            std::to_string(p.bits_needed),
-            std::to_string(p.bits_to_spare()),
-            std::to_string(p.values),
-            std::to_string(p.overflows),
-            std::to_string(p.underflows)};
+template <class Part>
+void merge(std::optional<Part>& held, const std::optional<Part>& added) {
+    if (held && added) {
+        merge(*held, *added);
+    }
 }
 
-std::string exactText(const exact_value& value) {
-    return value.text();
+void merge(place_record& held, const place_record& added) {
+    merge(held.before, added.before);
+    merge(held.after, added.after);
+    held.bits_needed = held.format == added.format ? std::max(held.bits_needed, added.bits_needed)
+                                                   : detail::bitsNeeded(added.format, held.before);
+    held.format = added.format;
+    held.values += added.values;
+    held.overflows += added.overflows;
+    held.underflows += added.underflows;
+    if (held.overflow_line == 0) {
+        held.overflow_file = added.overflow_file;
+        held.overflow_line = added.overflow_line;
+    }
+    merge(held.histogram, added.histogram);
+    merge(held.errors, added.errors);
+}
+
+/// The type that keeps what a double would keep of values of a type; it has a sign in any case.
+fixed_type widened(const fixed_type& type) {
+    constexpr int kMoreBits = 64;
+    // So that types with and without sign don't share the types in force.
+    constexpr int kMoreUnsignedBits = 96;
+    constexpr int kLastPlace = 1074;
+    constexpr int kFirstPlace = 1024;
+    constexpr int kMostBits = 65535;
+    const int whole = type.bits - type.fraction;
+    const int moreWhole = type.is_signed ? kMoreBits : kMoreUnsignedBits;
+    const int fraction = std::max(type.fraction, std::min(type.fraction + kMoreBits, kLastPlace));
+    const int wider = std::max(whole + (type.is_signed ? 0 : 1), std::min(whole + moreWhole, kFirstPlace + 1));
+    return {true, std::clamp(wider + fraction, type.bits, kMostBits), fraction};
 }
 
 }  // namespace
 
-fixed_log::fixed_log() : mState(std::make_unique<State>()) {
+fixed_log::fixed_log() : fixed_log(log_options()) {}
+
+fixed_log::fixed_log(override formats) : fixed_log(log_options{.formats = formats}) {}
+
+fixed_log::fixed_log(log_options options) : mState(std::make_unique<State>()) {
+    mState->options = std::move(options);
+    if (mState->options.on_overflow) {
+        mState->listener =
+            std::make_shared<const std::function<void(const overflow_event&)>>(mState->options.on_overflow);
+    }
+    if (mState->options.formats != override::inherit) {
+        mState->frame = std::make_shared<Frame>(mState->options.formats);
+        frames().push_back(mState->frame);
+    }
     const std::lock_guard lock(sLock);
     livingLogs().push_back(this);
-    ++sLogs;
+    setLevel();
+    mState->began = sMoment.load(std::memory_order_relaxed) + 1;
+    // Who sees this moment sees the level, too.
+    sMoment.store(mState->began, std::memory_order_release);
 }
 
 fixed_log::~fixed_log() {
+    stop();
+}
+
+void fixed_log::stop() {
+    if (mState->frame) {
+        mState->frame->isOver.store(true, std::memory_order_relaxed);
+    }
     const std::lock_guard lock(sLock);
     std::erase(livingLogs(), this);
-    --sLogs;
+    setLevel();
+}
+
+const log_options& fixed_log::options() const {
+    return mState->options;
 }
 
 std::vector<place_record> fixed_log::places() const {
@@ -113,94 +189,98 @@ void fixed_log::clear() {
     mState->records.clear();
 }
 
-std::string fixed_log::report() const {
-    std::vector<std::array<std::string, kColumns.size()>> rows(1);
-    std::ranges::copy(kColumns, rows.front().begin());
-    for (const place_record& record : places()) {
-        rows.push_back(cellsOf(record, short_text));
+LogAccess::Wishes LogAccess::wishes() {
+    const std::lock_guard lock(sLock);
+    Wishes all;
+    for (const fixed_log* const log : livingLogs()) {
+        all.histogram = all.histogram || log->options().histogram;
+        all.errors = all.errors || log->options().errors;
     }
-    std::array<std::size_t, kColumns.size()> widths{};
-    for (const auto& row : rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], row[i].size());
-        }
-    }
-    std::ostringstream out;
-    for (const auto& row : rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            // Names to the left, numbers to the right.
-            out << (i == 0 ? "" : "  ") << (i < 2 ? std::left : std::right) << std::setw(static_cast<int>(widths[i]))
-                << row[i];
-        }
-        out << '\n';
-    }
-    return out.str();
+    return all;
 }
 
-std::string fixed_log::csv() const {
-    std::ostringstream out;
-    for (std::size_t i = 0; i < kColumns.size(); ++i) {
-        out << (i == 0 ? "" : ",") << kColumns[i];
-    }
-    out << '\n';
-    for (const place_record& record : places()) {
-        const auto cells = cellsOf(record, exactText);
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            std::string cell = cells[i];
-            if (cell.find_first_of(",\"\n") != std::string::npos) {
-                for (std::size_t at = 0; (at = cell.find('"', at)) != std::string::npos; at += 2) {
-                    cell.insert(at, 1, '"');
-                }
-                cell.insert(0, 1, '"').push_back('"');
-            }
-            out << (i == 0 ? "" : ",") << cell;
-        }
-        out << '\n';
-    }
-    return out.str();
+std::uint64_t LogAccess::moment() {
+    return sMoment.load(std::memory_order_acquire);
 }
 
-std::string fixed_log::json() const {
-    std::ostringstream out;
-    out << "[";
-    const char* separator = "";
-    for (const place_record& p : places()) {
-        const auto range = [](const value_range& r) { return "[" + r.least.text() + ", " + r.greatest.text() + "]"; };
-        out << separator << "\n  {\"place\": " << quoted(p.name) << ", \"format\": " << quoted(p.format.text())
-            << ", \"before\": " << range(p.before) << ", \"after\": " << range(p.after)
-            << ", \"bits_needed\": " << p.bits_needed << ", \"bits_to_spare\": " << p.bits_to_spare()
-            << ", \"values\": " << p.values << ", \"overflows\": " << p.overflows
-            << ", \"underflows\": " << p.underflows << "}";
-        separator = ",";
-    }
-    out << "\n]\n";
-    return out.str();
-}
-
-bool LogAccess::isLogging() {
-    return sLogs.load(std::memory_order_relaxed) != 0;
-}
-
-void LogAccess::add(const place_record& record) {
+void LogAccess::add(const place_record& record, std::uint64_t moment) {
     if (record.values == 0) {
         return;
     }
     const std::lock_guard lock(sLock);
     for (fixed_log* const log : livingLogs()) {
-        std::vector<place_record>& records = log->mState->records;
-        const auto found = std::ranges::find(records, record.name, &place_record::name);
-        if (found == records.end()) {
-            records.push_back(record);
+        if (log->mState->began > moment) {
             continue;
         }
-        merge(found->before, record.before);
-        merge(found->after, record.after);
-        found->format = record.format;
-        found->bits_needed = std::max(found->bits_needed, record.bits_needed);
-        found->values += record.values;
-        found->overflows += record.overflows;
-        found->underflows += record.underflows;
+        std::vector<place_record>& records = log->mState->records;
+        const auto found = std::ranges::find(records, record.name, &place_record::name);
+        if (found != records.end()) {
+            merge(*found, record);
+            continue;
+        }
+        // No more than the log asked for.
+        place_record& made = records.emplace_back(record);
+        const log_options& options = log->options();
+        made.histogram =
+            options.histogram ? std::optional(record.histogram.value_or(magnitude_histogram())) : std::nullopt;
+        made.errors = options.errors ? std::optional(record.errors.value_or(error_sums())) : std::nullopt;
     }
+}
+
+void LogAccess::announce(std::span<const overflow_event> events, std::uint64_t moment) {
+    thread_local bool sIsAnnouncing = false;
+    if (sIsAnnouncing || !wantsMore()) {
+        return;
+    }
+    // They may use logs, and end some.
+    std::vector<decltype(fixed_log::State::listener)> listeners;
+    {
+        const std::lock_guard lock(sLock);
+        for (const fixed_log* const log : livingLogs()) {
+            if (log->mState->listener && log->mState->began <= moment) {
+                listeners.push_back(log->mState->listener);
+            }
+        }
+    }
+    std::exception_ptr first;
+    sIsAnnouncing = true;
+    for (const auto& listener : listeners) {
+        for (const overflow_event& event : events) {
+            try {
+                (*listener)(event);
+            } catch (...) {
+                first = first ? first : std::current_exception();
+            }
+        }
+    }
+    sIsAnnouncing = false;
+    if (first) {
+        std::rethrow_exception(first);
+    }
+}
+
+bool LogAccess::isOverriding() {
+    if (!wantsMore()) {
+        return false;
+    }
+    const auto& all = frames();
+    return !all.empty() && all.back()->formats == override::doubles;
+}
+
+std::optional<LogAccess::Override> LogAccess::overrideOf(const fixed_type& type) {
+    if (!isOverriding()) {
+        return std::nullopt;
+    }
+    fixed_type specified = type;
+    for (const auto& frame : frames()) {
+        const auto found = frame->specifiedTypes.find(type);
+        specified = found == frame->specifiedTypes.end() ? specified : found->second;
+    }
+    const fixed_type inForce = widened(specified);
+    if (inForce != specified) {
+        frames().back()->specifiedTypes[inForce] = specified;
+    }
+    return Override{specified, inForce};
 }
 
 }  // namespace tolvane

@@ -47,23 +47,24 @@ fixed_array array_or_number::beside(const array_or_number& other) const {
 
 namespace {
 
-fixed_array overCount(const fixed_array& total, std::size_t count, const fixed_format& format) {
+fixed_array overCount(const fixed_array& total, std::size_t count, const fixed_format& format,
+                      const code_location& where) {
     if (count == 0) {
         throw error("tolvane:array:shape", "Without elements there is no mean.");
     }
     const fixed_array divisor = constant_for(total, count, true);
-    const fixed_array real = divide(total.real(), divisor, format);
-    return total.is_complex() ? complex_of(real, divide(total.imag(), divisor, format)) : real;
+    const fixed_array real = divide(total.real(), divisor, format, where);
+    return total.is_complex() ? complex_of(real, divide(total.imag(), divisor, format, where)) : real;
 }
 
 }  // namespace
 
-fixed_array mean(const fixed_array& x, const fixed_format& format) {
-    return overCount(sum(x), x.size(), format);
+fixed_array mean(const fixed_array& x, const fixed_format& format, const code_location& where) {
+    return overCount(sum(x), x.size(), format, where);
 }
 
-fixed_array mean(const fixed_array& x, int axis, const fixed_format& format) {
-    return overCount(sum(x, axis), x.shape()[axisOf(x, axis)], format);
+fixed_array mean(const fixed_array& x, int axis, const fixed_format& format, const code_location& where) {
+    return overCount(sum(x, axis), x.shape()[axisOf(x, axis)], format, where);
 }
 
 // Extremes and order.
@@ -416,7 +417,7 @@ void setRoot(mp_limb_t* x, std::size_t width, bool isCut, std::vector<mp_limb_t>
 
 }  // namespace
 
-fixed_array sqrt(const fixed_array& x, const fixed_format& format) {
+fixed_array sqrt(const fixed_array& x, const fixed_format& format, const code_location& where) {
     requireReal(x, "sqrt");
     const wordarray& from = *ArrayAccess::real(x);
     for (std::size_t i = 0; x.type().is_signed && i < x.size(); ++i) {
@@ -426,11 +427,11 @@ fixed_array sqrt(const fixed_array& x, const fixed_format& format) {
                                                   " is below zero and has no square root.");
         }
     }
-    Place place(format);
-    // Roots rounded down to this, and odd if something was cut off, are rounded like the exact ones; only chances are
-    // those of the bits that are there.
+    Place place(format, where);
+    // Roots rounded down to this, and odd if something was cut off, are rounded like the exact ones; only chances and
+    // logged errors are those of the bits that are there.
     constexpr int kManyBits = 62;
-    const int guardBits = format.rounding() == rounding::stochastic ? kManyBits : 2;
+    const int guardBits = format.rounding() == rounding::stochastic || place.hasMore() ? kManyBits : 2;
     const int exponent = -place.type().fraction - guardBits;
     const Extent radicand = detail::extentOf(x.type());
     const int shift = radicand.exponent - 2 * exponent;

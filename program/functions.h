@@ -41,16 +41,20 @@ class TOLVANE_API array_or_number {
 // once each.
 
 /// The sums along an axis, which is dropped. See sum of fixed_array.h for the formats.
-TOLVANE_API fixed_array sum(const fixed_array& x, int axis, const sum_formats& formats = {});
+TOLVANE_API fixed_array sum(const fixed_array& x, int axis, const sum_formats& formats = {},
+                            const code_location& where = code_location::current());
 /// All sums along an axis, exact or each of them quantized before the next term is added.
-TOLVANE_API fixed_array cumsum(const fixed_array& x, int axis,
-                               const std::optional<fixed_format>& format = std::nullopt);
+TOLVANE_API fixed_array cumsum(const fixed_array& x, int axis, const std::optional<fixed_format>& format = std::nullopt,
+                               const code_location& where = code_location::current());
 /// The exact sum over the number of elements, rounded once. No elements raise "tolvane:array:shape".
-TOLVANE_API fixed_array mean(const fixed_array& x, const fixed_format& format);
-TOLVANE_API fixed_array mean(const fixed_array& x, int axis, const fixed_format& format);
+TOLVANE_API fixed_array mean(const fixed_array& x, const fixed_format& format,
+                             const code_location& where = code_location::current());
+TOLVANE_API fixed_array mean(const fixed_array& x, int axis, const fixed_format& format,
+                             const code_location& where = code_location::current());
 /// Products of the matrices in the last two axes; other axes are broadcast. A vector is a row on the left and a column
 /// on the right, and its axis is dropped. Sizes that don't fit raise "tolvane:array:shape".
-TOLVANE_API fixed_array matmul(const fixed_array& a, const fixed_array& b, const sum_formats& formats = {});
+TOLVANE_API fixed_array matmul(const fixed_array& a, const fixed_array& b, const sum_formats& formats = {},
+                               const code_location& where = code_location::current());
 
 // Extremes and order. Among equal values the first one counts. No elements raise "tolvane:array:shape".
 
@@ -106,7 +110,8 @@ TOLVANE_API fixed_array round(const fixed_array& x, rounding rule = rounding::ne
 TOLVANE_API fixed_array sign(const fixed_array& x);
 TOLVANE_API fixed_array conj(const fixed_array& x);
 /// Square roots, each rounded once. Elements below zero raise "tolvane:array:root".
-TOLVANE_API fixed_array sqrt(const fixed_array& x, const fixed_format& format);
+TOLVANE_API fixed_array sqrt(const fixed_array& x, const fixed_format& format,
+                             const code_location& where = code_location::current());
 /// Powers with a whole exponent of at least 0; others raise "tolvane:array:exponent".
 TOLVANE_API fixed_array power(const fixed_array& x, int exponent);
 

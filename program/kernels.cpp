@@ -1,9 +1,12 @@
 #include "program/kernels.h"
 
+#include <array>
 #include <atomic>
+#include <cassert>
 #include <cmath>
 
 #include "program/log_access.h"
+#include "program/value_statistics.h"
 
 namespace tolvane::detail {
 
@@ -55,8 +58,97 @@ integers::Format formatOf(const fixed_format& format, std::uint64_t* random) {
     return {gridOf(format.type()), rounding.round, overflow.overflow, rounding.more, overflow.more, random};
 }
 
-Place::Place(const fixed_format& format)
-    : mPublic(format), mRandom(nextSeed()), mFormat(formatOf(format, &mRandom)), mIsLogged(LogAccess::isLogging()) {}
+int bitsNeeded(const fixed_format& format, const value_range& values, std::optional<int> unit) {
+    // Rounding keeps the order, so the extremes need the most bits. They are rounded to words that hold them.
+    const int fraction = format.type().fraction;
+    integers::Format rounding = formatOf(format, nullptr);
+    rounding.overflow = Overflow::Wrap;
+    rounding.moreOverflow = MoreOverflow::none;
+    if (rounding.moreRounding == MoreRounding::stochastic) {
+        rounding.moreRounding = MoreRounding::awayFromZero;  // the farthest that it may go
+    }
+    const bool needsSign = format.type().is_signed || values.least.is_negative();
+    int needed = 1;
+    for (const exact_value& value : {values.least, values.greatest}) {
+        if (value.is_zero()) {
+            continue;
+        }
+        const int exponent = unit.value_or(value.exponent());
+        rounding.grid = {-fraction, std::max(value.magnitude_exponent() + fraction, 0) + 3, true};
+        const integers::Extent extent{exponent, value.magnitude_exponent() - exponent + 1, true};
+        const std::size_t width =
+            integers::widthFor(std::max(integers::neededBits(rounding, extent), integers::neededBits(extent) + 1));
+        Arena arena(width, 1);
+        Block block = arena.next();
+        std::ranges::copy(value.magnitude(), block.limbs);
+        block.extent = {value.exponent(), value.bits(), true};
+        integers::align(exponent, 1, width, block);
+        if (value.is_negative()) {
+            integers::negate(1, width, block);
+        }
+        block.extent = extent;
+        integers::quantize(rounding, 1, width, block, nullptr);
+        const exact_value rounded = exact_value::from_words(block.limbs, width, true, 0);
+        if (rounded.is_zero()) {
+            continue;
+        }
+        const bool isLeastWord =
+            rounded.is_negative() && rounded.bits() == 1 && format.overflow() != tolvane::overflow::symmetric;
+        needed = std::max(needed, rounded.magnitude_exponent() + (isLeastWord ? 0 : 1) + (needsSign ? 1 : 0));
+    }
+    return needed;
+}
+
+/// What a place does for logs that want more than ranges and counts.
+struct Place::More {
+    std::optional<integers::Format> specified;  // if another format is in force
+    std::optional<MagnitudeCounts> magnitudes;
+    std::optional<ErrorSums> errors;
+    std::optional<Arena> arena;
+    Block before;
+    Block shadow;  // quantized to the specified format
+};
+
+Place::Place(const fixed_format& format, const code_location& where)
+    : mSpecified(format),
+      mType(format.type()),
+      mWhere(where),
+      mRandom(nextSeed()),
+      mFormat(formatOf(format, &mRandom)),
+      mMoment(LogAccess::moment()),
+      mIsLogged(LogAccess::isLogging()) {
+    if (LogAccess::wantsMore()) {
+        startMore();
+    }
+}
+
+Place::~Place() = default;
+
+void Place::startMore() {
+    const LogAccess::Wishes wishes = LogAccess::wishes();
+    const std::optional<LogAccess::Override> types = LogAccess::overrideOf(mType);
+    if (!wishes.histogram && !wishes.errors && !types) {
+        return;
+    }
+    mMore = std::make_unique<More>();
+    if (wishes.histogram) {
+        mMore->magnitudes.emplace();
+    }
+    if (wishes.errors) {
+        mMore->errors.emplace();
+    }
+    if (types) {
+        mSpecified = fixed_format(types->specified, mSpecified.rounding(), mSpecified.overflow(), mSpecified.name());
+        mMore->specified = formatOf(mSpecified, &mRandom);
+        mType = types->inForce;
+        mFormat = formatOf(mType, nullptr);
+    }
+}
+
+int Place::neededBits(const integers::Extent& x) const {
+    const int needed = integers::neededBits(mFormat, x);
+    return mMore && mMore->specified ? std::max(needed, integers::neededBits(*mMore->specified, x)) : needed;
+}
 
 void Place::open(std::size_t width) {
     mWidth = width;
@@ -67,9 +159,18 @@ void Place::open(std::size_t width) {
             extremes->greatest.resize(width);
         }
     }
+    if (mMore) {
+        mMore->arena.emplace(width, 2);
+        mMore->before = mMore->arena->next();
+        mMore->shadow = mMore->arena->next();
+    }
 }
 
 void Place::quantize(Block& block, std::size_t count) {
+    if (mMore) {
+        quantizeWithMore(block, count);
+        return;
+    }
     if (!mIsLogged) {
         integers::quantize(mFormat, count, mWidth, block, nullptr);
         return;
@@ -92,17 +193,59 @@ std::size_t Place::kept(const Block& block, std::size_t count, Block& scratch) c
     return static_cast<std::size_t>(std::mismatch(begin, begin + count * mWidth, scratch.limbs).first - begin) / mWidth;
 }
 
+void Place::quantizeWithMore(Block& block, std::size_t count) {
+    note(mBefore, block, count);
+    if (mMore->magnitudes) {
+        mMore->magnitudes->add(block, count, mWidth);
+    }
+    if (mMore->errors) {
+        integers::copy(block, count, mWidth, mMore->before);
+    }
+    if (mMore->specified) {
+        integers::copy(block, count, mWidth, mMore->shadow);
+        integers::Notes notes{mNotes.data(), mNotes.data() + mWidth};
+        integers::quantize(*mMore->specified, count, mWidth, mMore->shadow, &notes);
+        addCounts(notes, count);
+    }
+    integers::Notes notes{mNotes.data(), mNotes.data() + mWidth};
+    integers::quantize(mFormat, count, mWidth, block, &notes);
+    join(mAfter, notes, block.extent.exponent);
+    if (!mMore->specified) {
+        addCounts(notes, count);
+    }
+    if (mMore->errors) {
+        mMore->errors->add(mMore->before, block, count, mWidth);
+    }
+}
+
 void Place::quantize(const double* values, std::size_t count, Block& block) {
+    assert(!mMore);
     if (!mIsLogged) {
         integers::quantize(mFormat, values, count, mWidth, block, nullptr);
         return;
     }
-    const auto [least, greatest] = std::minmax_element(values, values + count);
-    const value_range range{exact_value(*least), exact_value(*greatest)};
-    mDoublesBefore = mHasDoubles ? value_range{std::min(mDoublesBefore.least, range.least),
-                                               std::max(mDoublesBefore.greatest, range.greatest)}
-                                 : range;
-    mHasDoubles = true;
+    if (count == 0) {
+        return;
+    }
+    // Independent lanes, for each comparison takes longer than it takes to begin the next.
+    constexpr std::size_t kLanes = 8;
+    std::array<double, kLanes> least;
+    std::array<double, kLanes> greatest;
+    least.fill(mDoublesBefore ? mDoublesBefore->least : values[0]);
+    greatest.fill(mDoublesBefore ? mDoublesBefore->greatest : values[0]);
+    std::size_t i = 0;
+    for (; i + kLanes <= count; i += kLanes) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            const double x = values[i + lane];
+            least[lane] = x < least[lane] ? x : least[lane];
+            greatest[lane] = x > greatest[lane] ? x : greatest[lane];
+        }
+    }
+    mDoublesBefore = DoubleRange{*std::ranges::min_element(least), *std::ranges::max_element(greatest)};
+    for (; i < count; ++i) {
+        mDoublesBefore->least = std::min(mDoublesBefore->least, values[i]);
+        mDoublesBefore->greatest = std::max(mDoublesBefore->greatest, values[i]);
+    }
     integers::Notes notes{mNotes.data(), mNotes.data() + mWidth};
     integers::quantize(mFormat, values, count, mWidth, block, &notes);
     join(mAfter, notes, block.extent.exponent);
@@ -140,61 +283,54 @@ value_range Place::rangeOf(const Extremes& extremes) const {
     return {valueOf(extremes.least), valueOf(extremes.greatest)};
 }
 
-int Place::bitsNeeded(const value_range& before) const {
-    // Rounding keeps the order, so the extremes need the most bits. They are rounded to words that hold them.
-    const int fraction = mPublic.type().fraction;
-    int needed = 1;
-    for (const exact_value& value : {before.least, before.greatest}) {
-        if (value.is_zero()) {
-            continue;
-        }
-        const int unit = mHasDoubles ? value.exponent() : mBefore.exponent;
-        integers::Format format = mFormat;
-        format.grid = {-fraction, std::max(value.magnitude_exponent() + fraction, 0) + 3, true};
-        format.overflow = Overflow::Wrap;
-        format.moreOverflow = MoreOverflow::none;
-        if (format.moreRounding == MoreRounding::stochastic) {
-            format.moreRounding = MoreRounding::awayFromZero;  // the farthest that it may go
-        }
-        const integers::Extent extent{unit, value.magnitude_exponent() - unit + 1, true};
-        const std::size_t width =
-            integers::widthFor(std::max(integers::neededBits(format, extent), integers::neededBits(extent) + 1));
-        Arena arena(width, 1);
-        Block block = arena.next();
-        std::ranges::copy(value.magnitude(), block.limbs);
-        block.extent = {value.exponent(), value.bits(), true};
-        integers::align(unit, 1, width, block);
-        if (value.is_negative()) {
-            integers::negate(1, width, block);
-        }
-        block.extent = extent;
-        integers::quantize(format, 1, width, block, nullptr);
-        const exact_value rounded = exact_value::from_words(block.limbs, width, true, 0);
-        if (rounded.is_zero()) {
-            continue;
-        }
-        const bool isLeastWord =
-            rounded.is_negative() && rounded.bits() == 1 && mFormat.moreOverflow != MoreOverflow::symmetric;
-        const bool needsSign = mPublic.type().is_signed || before.least.is_negative();
-        needed = std::max(needed, rounded.magnitude_exponent() + (isLeastWord ? 0 : 1) + (needsSign ? 1 : 0));
+place_record Place::record() const {
+    const value_range before =
+        mDoublesBefore ? value_range{mDoublesBefore->least, mDoublesBefore->greatest} : rangeOf(mBefore);
+    const std::optional<int> unit = mDoublesBefore ? std::nullopt : std::optional(mBefore.exponent);
+    place_record made{mSpecified.name().empty() ? mSpecified.text() : mSpecified.name(),
+                      mSpecified,
+                      before,
+                      rangeOf(mAfter),
+                      mValues,
+                      mOverflows,
+                      mUnderflows,
+                      bitsNeeded(mSpecified, before, unit)};
+    if (mOverflows > 0) {
+        made.overflow_file = mWhere.file_name();
+        made.overflow_line = mWhere.line();
     }
-    return needed;
+    if (mMore && mMore->magnitudes) {
+        made.histogram = mMore->magnitudes->histogram(mBefore.exponent);
+    }
+    if (mMore && mMore->errors) {
+        made.errors = mMore->errors->sums();
+    }
+    return made;
 }
 
-void Place::close() {
-    if (!mIsLogged || mValues == 0) {
-        return;
+void Place::close(std::initializer_list<const Place*> places) {
+    std::vector<overflow_event> events;
+    std::uint64_t moment = LogAccess::kAnyMoment;
+    for (const Place* const place : places) {
+        if (place == nullptr || !place->mIsLogged || place->mValues == 0) {
+            continue;
+        }
+        const place_record made = place->record();
+        LogAccess::add(made, place->mMoment);
+        moment = std::min(moment, place->mMoment);
+        if (made.overflows == 0) {
+            continue;
+        }
+        const auto found = std::ranges::find(events, made.name, &overflow_event::place);
+        if (found != events.end()) {
+            found->count += made.overflows;
+        } else {
+            events.push_back({made.name, made.format, made.overflows, place->mWhere});
+        }
     }
-    const value_range before = mHasDoubles ? mDoublesBefore : rangeOf(mBefore);
-    place_record record{mPublic.name().empty() ? mPublic.text() : mPublic.name(),
-                        mPublic,
-                        before,
-                        rangeOf(mAfter),
-                        mValues,
-                        mOverflows,
-                        mUnderflows,
-                        bitsNeeded(before)};
-    LogAccess::add(record);
+    if (!events.empty()) {
+        LogAccess::announce(events, moment);
+    }
 }
 
 }  // namespace tolvane::detail

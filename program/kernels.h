@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -56,26 +58,40 @@ inline void store(Block& block, std::size_t count, std::size_t width, wordarray&
     integers::store(block, count, width, words, begin);
 }
 
+/// The least word length at which no value of a range overflows, with the fraction and rounding of the format. The
+/// values are multiples of 2^unit; if it isn't known, those of each extreme are taken, which may come to a longer word
+/// for a rounding that depends on what is cut off.
+int bitsNeeded(const fixed_format& format, const value_range& values, std::optional<int> unit = std::nullopt);
+
 /// A place where blocks are quantized, and what it tells the logs when it ends.
 class Place {
  public:
-    /// Values of an extent are to come, in a width of no less than `neededBits`.
-    explicit Place(const fixed_format& format);
+    /// Values of an extent are to come, in a width of no less than `neededBits`. `where` is the program's call.
+    explicit Place(const fixed_format& format, const code_location& where = {});
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
-    int neededBits(const integers::Extent& x) const { return integers::neededBits(mFormat, x); }
+    ~Place();
+    int neededBits(const integers::Extent& x) const;
     integers::Extent extent() const { return integers::extentOf(mFormat.grid); }
     /// Of the words that come out.
-    const fixed_type& type() const { return mPublic.type(); }
+    const fixed_type& type() const { return mType; }
+    /// Whether a log asked for more than ranges and counts.
+    bool hasMore() const { return mMore != nullptr; }
     /// Makes room; call it before the first block.
     void open(std::size_t width);
+    /// All blocks have one exponent.
     void quantize(Block& block, std::size_t count);
     /// The number of integers, from the first on, that `quantize` would leave as they are. Changes `scratch`.
     std::size_t kept(const Block& block, std::size_t count, Block& scratch) const;
+    /// Whether doubles may be quantized as they are.
+    bool takesDoubles() const { return !hasMore() && !mFormat.hasMore(); }
     /// Sets the block to finite doubles; needs a width for one bit more than the words.
     void quantize(const double* values, std::size_t count, Block& block);
-    /// Hands over to the logs.
-    void close();
+    /// Hands over to the logs, and calls those who want to hear of overflows. Raises what they raise, so call it when
+    /// nothing else is to be done; for several places of an operation, once for all of them.
+    void close() { close({this}); }
+    /// Null pointers are allowed. Places of one name count as one.
+    static void close(std::initializer_list<const Place*> places);
 
  private:
     struct Extremes {
@@ -84,25 +100,35 @@ class Place {
         int exponent = 0;
         bool isAny = false;
     };
+    struct DoubleRange {
+        double least;
+        double greatest;
+    };
+    struct More;
+    void startMore();
+    void quantizeWithMore(Block& block, std::size_t count);
     void addCounts(const integers::Notes& notes, std::size_t count);
     void note(Extremes& extremes, const Block& block, std::size_t count);
     void join(Extremes& extremes, const integers::Notes& notes, int exponent);
     value_range rangeOf(const Extremes& extremes) const;
-    int bitsNeeded(const value_range& before) const;
+    place_record record() const;
 
-    fixed_format mPublic;
+    fixed_format mSpecified;
+    fixed_type mType;
+    code_location mWhere;
     std::uint64_t mRandom = 0;
-    integers::Format mFormat;
+    integers::Format mFormat;  // in force
+    std::uint64_t mMoment;
+    bool mIsLogged;
     std::size_t mWidth = 0;
-    bool mIsLogged = false;
     Extremes mBefore;
     Extremes mAfter;
-    value_range mDoublesBefore;
-    bool mHasDoubles = false;
+    std::optional<DoubleRange> mDoublesBefore;
     std::vector<mp_limb_t> mNotes;
     std::uint64_t mValues = 0;
     std::uint64_t mOverflows = 0;
     std::uint64_t mUnderflows = 0;
+    std::unique_ptr<More> mMore;
 };
 
 }  // namespace tolvane::detail

@@ -1,16 +1,48 @@
 // How the arithmetic reaches the logs that live.
 #pragma once
 
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+
 #include "program/fixed_log.h"
+#include "program/log_level.h"
 
 namespace tolvane {
 
 class LogAccess {
  public:
     /// Whether any log lives.
-    static bool isLogging();
-    /// Adds a record of values to every log. Records of one name are merged; the format is that of the last one.
-    static void add(const place_record& record);
+    static bool isLogging() { return detail::logLevel() != detail::LogLevel::none; }
+    /// Whether one wants more than ranges and counts, so that all values have to go through a `Place`.
+    static bool wantsMore() { return detail::logLevel() == detail::LogLevel::everything; }
+
+    /// What the living logs want to know of each value.
+    struct Wishes {
+        bool histogram = false;
+        bool errors = false;
+    };
+    static Wishes wishes();
+
+    /// Changes when a log begins. Ask for it before anything else, and a record goes to the logs that lived then, for
+    /// the others may want what nobody counted.
+    static std::uint64_t moment();
+    static constexpr std::uint64_t kAnyMoment = std::numeric_limits<std::uint64_t>::max();
+    /// Adds a record of values to the logs. Records of one name are merged; the format is that of the last one.
+    static void add(const place_record& record, std::uint64_t moment = kAnyMoment);
+    /// Calls those who want to hear of it. Raises what the first of them raised that did, when all were called.
+    static void announce(std::span<const overflow_event> events, std::uint64_t moment = kAnyMoment);
+
+    /// Whether formats don't act on this thread.
+    static bool isOverriding();
+    struct Override {
+        fixed_type specified;
+        fixed_type inForce;
+    };
+    /// The types of a place if formats don't act on this thread: the specified one is the given one, or if that came
+    /// from such a place since the log began that says so, what was specified there.
+    static std::optional<Override> overrideOf(const fixed_type& type);
 };
 
 }  // namespace tolvane

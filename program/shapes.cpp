@@ -26,17 +26,18 @@ fixed_array zeros(array_shape shape, const fixed_type& type) {
     return fixed_array::zeros(std::move(shape), type);
 }
 
-fixed_array full(const array_shape& shape, const exact_value& value, const fixed_format& format) {
-    const fixed_array one = fixed_array(std::vector<exact_value>{value}, format).reshaped({});
+fixed_array full(const array_shape& shape, const exact_value& value, const fixed_format& format,
+                 const code_location& where) {
+    const fixed_array one = fixed_array(std::vector<exact_value>{value}, format, where).reshaped({});
     return broadcast_to(one, shape);
 }
 
-fixed_array ones(const array_shape& shape, const fixed_format& format) {
-    return full(shape, 1, format);
+fixed_array ones(const array_shape& shape, const fixed_format& format, const code_location& where) {
+    return full(shape, 1, format, where);
 }
 
 fixed_array arange(const exact_value& start, const exact_value& stop, const exact_value& step,
-                   const fixed_format& format) {
+                   const fixed_format& format, const code_location& where) {
     if (step.is_zero()) {
         throw error("tolvane:array:step", "arange needs a step other than zero.");
     }
@@ -44,7 +45,7 @@ fixed_array arange(const exact_value& start, const exact_value& stop, const exac
     for (exact_value value = start; step.is_negative() ? value > stop : value < stop; value = value + step) {
         values.push_back(value);
     }
-    return fixed_array(values, format);
+    return fixed_array(values, format, where);
 }
 
 fixed_array full_range(const fixed_type& type) {
@@ -185,12 +186,12 @@ fixed_array takenFrom(const fixed_array& x, const std::vector<std::uint64_t>& pl
 /// Quantizes values and writes them by `write(words, into)`, for each part.
 template <class Write>
 void writeInto(fixed_array& x, const fixed_array& values, const array_shape& shape, rounding round, overflow over,
-               const Write& write) {
+               const code_location& where, const Write& write) {
     if (values.is_complex() && !x.is_complex()) {
         throw error("tolvane:array:complex", "Complex values can't be put into a real array. Make it complex first.");
     }
     const Strided repeated = detail::broadcasted(detail::stridedOf(values.shape()), shape);
-    fixed_array quantized = cast(values, fixed_format(x.type(), round, over, x.name()));
+    fixed_array quantized = cast(values, fixed_format(x.type(), round, over, x.name()), where);
     // What comes out has another type if a log has put other formats in force.
     const fixed_type type = detail::joinedType(x.type(), quantized.type());
     quantized = detail::widened(quantized, type);
@@ -210,8 +211,8 @@ void writeInto(fixed_array& x, const fixed_array& values, const array_shape& sha
 }
 
 void putAt(fixed_array& x, const std::vector<std::uint64_t>& places, const fixed_array& values, rounding round,
-           overflow over) {
-    writeInto(x, values, {places.size()}, round, over, [&](const wordarray& from, wordarray& to) {
+           overflow over, const code_location& where) {
+    writeInto(x, values, {places.size()}, round, over, where, [&](const wordarray& from, wordarray& to) {
         to.copyEach(
             from.span(), places.size(), [](std::uint64_t i) { return i; }, [&](std::uint64_t i) { return places[i]; });
     });
@@ -250,18 +251,20 @@ fixed_array masked(const fixed_array& x, const std::vector<bool>& mask) {
 }
 
 void put_slice(fixed_array& x, const std::vector<index_range>& ranges, const fixed_array& values, rounding round,
-               overflow over) {
+               overflow over, const code_location& where) {
     const Strided view = viewOf(x.shape(), ranges);
-    writeInto(x, values, view.shape, round, over,
+    writeInto(x, values, view.shape, round, over, where,
               [&](const wordarray& from, wordarray& to) { detail::scattered(from, view, to); });
 }
 
-void put(fixed_array& x, const index_list& places, const fixed_array& values, rounding round, overflow over) {
-    putAt(x, placesOf(places, x.size()), values, round, over);
+void put(fixed_array& x, const index_list& places, const fixed_array& values, rounding round, overflow over,
+         const code_location& where) {
+    putAt(x, placesOf(places, x.size()), values, round, over, where);
 }
 
-void put_mask(fixed_array& x, const std::vector<bool>& mask, const fixed_array& values, rounding round, overflow over) {
-    putAt(x, placesOf(mask, x), values, round, over);
+void put_mask(fixed_array& x, const std::vector<bool>& mask, const fixed_array& values, rounding round, overflow over,
+              const code_location& where) {
+    putAt(x, placesOf(mask, x), values, round, over, where);
 }
 
 // Order and number of elements.

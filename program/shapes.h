@@ -49,12 +49,14 @@ class TOLVANE_API index_range {
 
 TOLVANE_API fixed_array zeros(array_shape shape, const fixed_type& type);
 /// A value everywhere, quantized once.
-TOLVANE_API fixed_array full(const array_shape& shape, const exact_value& value, const fixed_format& format);
-TOLVANE_API fixed_array ones(const array_shape& shape, const fixed_format& format);
+TOLVANE_API fixed_array full(const array_shape& shape, const exact_value& value, const fixed_format& format,
+                             const code_location& where = code_location::current());
+TOLVANE_API fixed_array ones(const array_shape& shape, const fixed_format& format,
+                             const code_location& where = code_location::current());
 /// start, start + step and so on before `stop`, each exact and quantized once. A step of zero raises
 /// "tolvane:array:step".
 TOLVANE_API fixed_array arange(const exact_value& start, const exact_value& stop, const exact_value& step,
-                               const fixed_format& format);
+                               const fixed_format& format, const code_location& where = code_location::current());
 /// Every word of a type of up to 24 bits, from the least value to the greatest; longer ones raise
 /// "tolvane:array:growth".
 TOLVANE_API fixed_array full_range(const fixed_type& type);
@@ -83,12 +85,15 @@ TOLVANE_API fixed_array masked(const fixed_array& x, const std::vector<bool>& ma
 // Complex values into a real array raise "tolvane:array:complex".
 
 TOLVANE_API void put_slice(fixed_array& x, const std::vector<index_range>& ranges, const fixed_array& values,
-                           rounding round = rounding::nearest, overflow over = overflow::saturate);
+                           rounding round = rounding::nearest, overflow over = overflow::saturate,
+                           const code_location& where = code_location::current());
 /// At places in memory; the last one of several values for one place stays.
 TOLVANE_API void put(fixed_array& x, const index_list& places, const fixed_array& values,
-                     rounding round = rounding::nearest, overflow over = overflow::saturate);
+                     rounding round = rounding::nearest, overflow over = overflow::saturate,
+                     const code_location& where = code_location::current());
 TOLVANE_API void put_mask(fixed_array& x, const std::vector<bool>& mask, const fixed_array& values,
-                          rounding round = rounding::nearest, overflow over = overflow::saturate);
+                          rounding round = rounding::nearest, overflow over = overflow::saturate,
+                          const code_location& where = code_location::current());
 
 // Order and number of elements.
 

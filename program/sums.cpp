@@ -61,19 +61,26 @@ struct Addends {
     }
 };
 
+/// The formats of an operation, and where the program calls it.
+struct Places {
+    const sum_formats& formats;
+    const code_location& where;
+};
+
 /// Sums in blocks. A term is made in the cell, by `load` or by `multiply`, and added from there.
 class Summation {
  public:
-    Summation(const Addends& addends, const sum_formats& formats) {
+    Summation(const Addends& addends, const Places& places) {
+        const sum_formats& formats = places.formats;
         Extent term = addends.extent();
         int needed = detail::integers::neededBits(term);
         if (formats.product) {
-            mProduct.emplace(*formats.product);
+            mProduct.emplace(*formats.product, places.where);
             needed = std::max(needed, mProduct->neededBits(term));
             term = mProduct->extent();
         }
         if (formats.sum) {
-            mSum.emplace(*formats.sum);
+            mSum.emplace(*formats.sum, places.where);
             const Extent sum = detail::integers::sumOf(Sign::plus, mSum->extent(), term);
             needed = std::max({needed, detail::integers::neededBits(sum), mSum->neededBits(sum)});
             mTotal = mSum->extent();
@@ -170,13 +177,8 @@ class Summation {
         mSums.extent = mTotal;
         return mSums;
     }
-    void close() {
-        for (std::optional<Place>* const place : {&mProduct, &mSum}) {
-            if (*place) {
-                (*place)->close();
-            }
-        }
-    }
+    const Place* product() const { return mProduct ? &*mProduct : nullptr; }
+    const Place* sum() const { return mSum ? &*mSum : nullptr; }
 
  private:
     Block lanesFrom(std::size_t lane) const {
@@ -239,24 +241,23 @@ void requireVector(const fixed_array& x, const char* what) {
 
 /// Makes an array of a shape by `fill(part, work, words)` for each part.
 template <class Fill>
-fixed_array summed(const Addends& addends, const sum_formats& formats, const fixed_array& a, const fixed_array& b,
+fixed_array summed(const Addends& addends, const Places& places, const fixed_array& a, const fixed_array& b,
                    array_shape shape, bool isComplex, const Fill& fill) {
-    fixed_type type;
-    const auto make = [&](std::size_t part) {
-        Summation work(addends, formats);
-        type = detail::grown(work.type(), a, b);
-        wordarray words(detail::sizeOf(shape), detail::gridOf(type));
-        fill(part, work, words);
-        work.close();
-        return words;
-    };
-    wordarray real = make(0);
+    Summation work(addends, places);
+    const fixed_type type = detail::grown(work.type(), a, b);
+    wordarray real(detail::sizeOf(shape), detail::gridOf(type));
+    fill(0, work, real);
+    std::optional<Summation> imagWork;
     std::optional<wordarray> imag;
     if (isComplex) {
-        imag = make(1);
+        imagWork.emplace(addends, places);
+        imag.emplace(real.span().count, real.grid());
+        fill(1, *imagWork, *imag);
     }
+    Place::close(
+        {work.product(), work.sum(), imagWork ? imagWork->product() : nullptr, imagWork ? imagWork->sum() : nullptr});
     return ArrayAccess::make(type, std::move(shape), std::move(real), std::move(imag),
-                             formats.sum ? formats.sum->name() : std::string());
+                             places.formats.sum ? places.formats.sum->name() : std::string());
 }
 
 // Sums of values.
@@ -280,7 +281,7 @@ fixed_array withAxis(const fixed_array& x, std::size_t axis, bool isFirst) {
 }
 
 /// Sums along an axis; all of them if `isCumulative`.
-fixed_array sumsAlong(const fixed_array& x, std::size_t axis, const sum_formats& formats, bool isCumulative) {
+fixed_array sumsAlong(const fixed_array& x, std::size_t axis, const Places& places, bool isCumulative) {
     const AxisSizes sizes(x.shape(), axis);
     const std::size_t results = sizes.outer * sizes.inner;
     const bool isFirst = runSideBySide(results, sizes.along);
@@ -289,7 +290,7 @@ fixed_array sumsAlong(const fixed_array& x, std::size_t axis, const sum_formats&
     const Addends addends{x.type(), std::nullopt, sizes.along};
     const array_shape shape = isCumulative ? ordered.shape() : detail::without(x.shape(), axis);
     fixed_array sums =
-        summed(addends, formats, x, x, shape, x.is_complex(), [&](std::size_t part, Summation& work, wordarray& words) {
+        summed(addends, places, x, x, shape, x.is_complex(), [&](std::size_t part, Summation& work, wordarray& words) {
             const WordSpan from = (part == 0 ? ArrayAccess::real(ordered) : ArrayAccess::imag(ordered))->span();
             if (isFirst) {
                 detail::forEachBlock(results, [&](std::uint64_t begin, std::size_t count) {
@@ -467,12 +468,12 @@ fixed_array swapped(const fixed_array& x) {
 }
 
 /// The products of matrices in the last two axes, for arrays with the same other axes.
-fixed_array matrixProducts(const fixed_array& a, const fixed_array& b, const sum_formats& formats) {
+fixed_array matrixProducts(const fixed_array& a, const fixed_array& b, const Places& places) {
     const std::size_t axes = a.shape().size();
     const std::size_t rows = a.shape()[axes - 2];
     const std::size_t columns = b.shape()[axes - 1];
     if (columns < rows) {
-        return swapped(matrixProducts(swapped(b), swapped(a), formats));
+        return swapped(matrixProducts(swapped(b), swapped(a), places));
     }
     const MatrixSizes sizes{rows, a.shape()[axes - 1], columns};
     array_shape shape = a.shape();
@@ -483,7 +484,7 @@ fixed_array matrixProducts(const fixed_array& a, const fixed_array& b, const sum
     }
     const bool isByColumns = runSideBySide(columns, sizes.terms);
     const fixed_array values = isByColumns ? b : swapped(b);
-    return summed(addendsOf(a, b, sizes.terms), formats, a, b, shape, a.is_complex() || b.is_complex(),
+    return summed(addendsOf(a, b, sizes.terms), places, a, b, shape, a.is_complex() || b.is_complex(),
                   [&](std::size_t part, Summation& work, wordarray& words) {
                       const std::vector<Product> products = productsOf(values, a, part);
                       for (std::size_t matrix = 0; matrix < matrices; ++matrix) {
@@ -494,34 +495,37 @@ fixed_array matrixProducts(const fixed_array& a, const fixed_array& b, const sum
 
 }  // namespace
 
-fixed_array sum(const fixed_array& x, const sum_formats& formats) {
-    return sumsAlong(flat(x), 0, formats, false);
+fixed_array sum(const fixed_array& x, const sum_formats& formats, const code_location& where) {
+    return sumsAlong(flat(x), 0, {formats, where}, false);
 }
 
-fixed_array sum(const fixed_array& x, int axis, const sum_formats& formats) {
-    return sumsAlong(x, detail::axisOf(axis, x.shape().size()), formats, false);
+fixed_array sum(const fixed_array& x, int axis, const sum_formats& formats, const code_location& where) {
+    return sumsAlong(x, detail::axisOf(axis, x.shape().size()), {formats, where}, false);
 }
 
-fixed_array cumsum(const fixed_array& x, const fixed_format& format) {
+fixed_array cumsum(const fixed_array& x, const fixed_format& format, const code_location& where) {
     requireVector(x, "cumsum");
-    return sumsAlong(flat(x), 0, {std::nullopt, format}, true).reshaped(x.shape());
+    const sum_formats formats{std::nullopt, format};
+    return sumsAlong(flat(x), 0, {formats, where}, true).reshaped(x.shape());
 }
 
-fixed_array cumsum(const fixed_array& x, int axis, const std::optional<fixed_format>& format) {
-    return sumsAlong(x, detail::axisOf(axis, x.shape().size()), {std::nullopt, format}, true);
+fixed_array cumsum(const fixed_array& x, int axis, const std::optional<fixed_format>& format,
+                   const code_location& where) {
+    const sum_formats formats{std::nullopt, format};
+    return sumsAlong(x, detail::axisOf(axis, x.shape().size()), {formats, where}, true);
 }
 
-fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& formats) {
+fixed_array dot(const fixed_array& a, const fixed_array& b, const sum_formats& formats, const code_location& where) {
     requireVector(a, "dot");
     requireVector(b, "dot");
     if (a.size() != b.size()) {
         throw error("tolvane:array:shape", "dot needs vectors of equal length, not " + std::to_string(a.size()) +
                                                " and " + std::to_string(b.size()) + " elements.");
     }
-    return matrixProducts(a.reshaped({1, a.size()}), b.reshaped({b.size(), 1}), formats).reshaped({});
+    return matrixProducts(a.reshaped({1, a.size()}), b.reshaped({b.size(), 1}), {formats, where}).reshaped({});
 }
 
-fixed_array matmul(const fixed_array& a, const fixed_array& b, const sum_formats& formats) {
+fixed_array matmul(const fixed_array& a, const fixed_array& b, const sum_formats& formats, const code_location& where) {
     const array_shape& left = a.shape();
     const array_shape& right = b.shape();
     // A vector is a row on the left and a column on the right.
@@ -544,7 +548,7 @@ fixed_array matmul(const fixed_array& a, const fixed_array& b, const sum_formats
         return broadcast_to(isVector ? x.reshaped({height, width}) : x, shape);
     };
     const fixed_array product =
-        matrixProducts(matrices(a, isRow, rows, inner), matrices(b, isColumn, inner, columns), formats);
+        matrixProducts(matrices(a, isRow, rows, inner), matrices(b, isColumn, inner, columns), {formats, where});
     array_shape shape = common;
     if (!isRow) {
         shape.push_back(rows);
@@ -555,7 +559,7 @@ fixed_array matmul(const fixed_array& a, const fixed_array& b, const sum_formats
     return product.reshaped(std::move(shape));
 }
 
-fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& formats) {
+fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& formats, const code_location& where) {
     requireVector(x, "conv");
     requireVector(h, "conv");
     const std::size_t length = x.size();
@@ -588,8 +592,8 @@ fixed_array conv(const fixed_array& x, const fixed_array& h, const sum_formats& 
             detail::store(work.lanes(), lanes, work.width(), words, begin);
         });
     };
-    return summed(addendsOf(x, h, std::min(length, taps)), formats, x, h, {total}, x.is_complex() || h.is_complex(),
-                  fill);
+    return summed(addendsOf(x, h, std::min(length, taps)), {formats, where}, x, h, {total},
+                  x.is_complex() || h.is_complex(), fill);
 }
 
 }  // namespace tolvane

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "program/bits.h"
+#include "program/code_location.h"
 #include "program/error.h"
 #include "program/exact_value.h"
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/format.h"
 #include "program/functions.h"
+#include "program/log_analysis.h"
 #include "program/shapes.h"

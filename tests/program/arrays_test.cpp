@@ -186,8 +186,21 @@ TEST(Arrays, CastLikeRationalsAndLogWhatTheyMet) {
     for (int round = 0; round < 3000; ++round) {
         const fixed_array x = randomArray(random, randomType(random), static_cast<std::size_t>(random.between(1, 70)));
         const fixed_format format = randomFormat(random, "place");
-        fixed_log log;
-        const fixed_array y = cast(x, format);
+        // Logs that ask for nothing, for more, and with doubles in place of formats.
+        const bool wantsMore = round % 3 != 0;
+        const bool overrides = round % 3 == 2;
+        fixed_log log({.histogram = wantsMore,
+                       .errors = wantsMore,
+                       .formats = overrides ? override::doubles : override::inherit});
+        const unsigned times = random.oneIn(4) ? 2 : 1;
+        fixed_array y = cast(x, format);
+        for (unsigned i = 1; i < times; ++i) {
+            y = cast(x, format);
+        }
+        const fixed_type wide{true, format.type().bits + (format.type().is_signed ? 128 : 160),
+                              format.type().fraction + 64};
+        const fixed_format inForce = overrides ? fixed_format(wide) : format;
+        ASSERT_EQ(y.type(), inForce.type()) << format.text();
         const std::string what = "round " + std::to_string(round) + ": " + x.type().text() + " to " + format.text();
         const std::vector<Rational> before = rationalsOf(x);
         const std::vector<Rational> after = rationalsOf(y);
@@ -196,22 +209,44 @@ TEST(Arrays, CastLikeRationalsAndLogWhatTheyMet) {
         std::uint64_t underflows = 0;
         Integer least;
         Integer greatest;
+        magnitude_histogram histogram;
+        Rational errors[4];  // the greatest, the sum, squares, squares of values
         for (std::size_t i = 0; i < before.size(); ++i) {
             const Quantized wanted = quantized(before[i], format, cutsBits);
-            ASSERT_EQ(after[i], wanted.value) << what << ", element " << i << ": " << text(before[i]);
-            overflows += wanted.overflows ? 1U : 0U;
-            underflows += wanted.rounded == 0 && before[i] != 0 ? 1U : 0U;
+            const Rational made = overrides ? quantized(before[i], inForce, true).value : wanted.value;
+            const Rational error = made - before[i];
+            errors[0] = std::max(errors[0], Rational(abs(error)));
+            errors[1] += error * times;
+            errors[2] += error * error * times;
+            errors[3] += before[i] * before[i] * times;
+            if (before[i] == 0) {
+                histogram.zeros += times;
+            } else {
+                magnitude_histogram::counts& counts = histogram.powers[leadingExponent(before[i])];
+                (sgn(before[i]) < 0 ? counts.negative : counts.positive) += times;
+            }
+            ASSERT_EQ(after[i], made) << what << ", element " << i << ": " << text(before[i]);
+            overflows += wanted.overflows ? times : 0U;
+            underflows += wanted.rounded == 0 && before[i] != 0 ? times : 0U;
             least = i == 0 ? wanted.rounded : std::min(least, wanted.rounded);
             greatest = i == 0 ? wanted.rounded : std::max(greatest, wanted.rounded);
         }
         const place_record record = log.place("place");
-        ASSERT_EQ(record.values, before.size()) << what;
+        ASSERT_EQ(record.values, before.size() * times) << what;
         ASSERT_EQ(record.overflows, overflows) << what;
         ASSERT_EQ(record.underflows, underflows) << what;
         ASSERT_EQ(rationalOf(record.before.least), *std::ranges::min_element(before)) << what;
         ASSERT_EQ(rationalOf(record.before.greatest), *std::ranges::max_element(before)) << what;
         ASSERT_EQ(rationalOf(record.after.least), *std::ranges::min_element(after)) << what;
         ASSERT_EQ(rationalOf(record.after.greatest), *std::ranges::max_element(after)) << what;
+        ASSERT_EQ(record.histogram, wantsMore ? std::optional(histogram) : std::nullopt) << what;
+        ASSERT_EQ(record.errors.has_value(), wantsMore);
+        if (wantsMore) {
+            ASSERT_EQ(rationalOf(record.errors->greatest), errors[0]) << what;
+            ASSERT_EQ(rationalOf(record.errors->sum), errors[1]) << what;
+            ASSERT_EQ(rationalOf(record.errors->squares), errors[2]) << what;
+            ASSERT_EQ(rationalOf(record.errors->signal_squares), errors[3]) << what;
+        }
         // The least length in which nothing overflows.
         const bool needsSign = format.type().is_signed || *std::ranges::min_element(before) < 0;
         int bits = 1;
@@ -295,6 +330,7 @@ TEST(Arrays, SumProductsThroughTheirPlaces) {
         const int exactFraction = x.type().fraction + h.type().fraction;
         const int termFraction = formats.product ? formats.product->type().fraction : exactFraction;
         std::uint64_t overflows = 0;
+        Rational squares;
         const auto add = [&](Rational& total, const Rational& left, const Rational& right) {
             Rational term = left * right;
             if (formats.product) {
@@ -304,13 +340,14 @@ TEST(Arrays, SumProductsThroughTheirPlaces) {
             if (formats.sum) {
                 const Quantized made = quantized(total, *formats.sum, termFraction > formats.sum->type().fraction);
                 overflows += made.overflows ? 1U : 0U;
+                squares += (made.value - total) * (made.value - total);
                 total = made.value;
             }
         };
         const std::string what = "round " + std::to_string(round) + ": " + x.type().text() + ", " + h.type().text() +
                                  (formats.product ? ", products " + formats.product->text() : "") +
                                  (formats.sum ? ", sums " + formats.sum->text() : "");
-        fixed_log log;
+        fixed_log log({.errors = random.oneIn(2)});
         const fixed_array y = conv(x, h, formats);
         ASSERT_EQ(y.size(), p.size() + q.size() - 1) << what;
         for (std::size_t n = 0; n < y.size(); ++n) {
@@ -324,6 +361,9 @@ TEST(Arrays, SumProductsThroughTheirPlaces) {
         }
         if (formats.sum) {
             ASSERT_EQ(log.place("sum").overflows, overflows) << what;
+            ASSERT_EQ(rationalOf(log.place("sum").errors.value_or(error_sums()).squares),
+                      log.options().errors ? squares : Rational())
+                << what;
         }
         Rational running;
         const fixed_array whole = sum(x, {std::nullopt, formats.sum});
@@ -445,6 +485,7 @@ TEST(Values, GoThroughTextAndDoubles) {
 TEST(Logs, ReportPlacesOfNestedLogs) {
     fixed_log outer;
     const fixed_array x({100.0, -0.5}, "s8,7 saturate", "x");
+    const std::string line = std::string(__FILE__) + ":" + std::to_string(__LINE__ - 1);
     {
         fixed_log inner;
         cast(x, fixed_format("s4,1", "y"));
@@ -459,9 +500,11 @@ TEST(Logs, ReportPlacesOfNestedLogs) {
     EXPECT_EQ(
         outer.csv(),
         "place,format,least before,greatest before,least after,greatest after,bits needed,to spare,values,overflows,"
-        "underflows\n"
-        "x,\"s8,7 nearest saturate\",-0.5,100,-0.5,0.9921875,15,-7,2,1,0\n"
-        "y,\"s4,1 nearest saturate\",-0.5,0.9921875,-0.5,1,3,1,2,0,0\n");
+        "underflows,first overflow\n"
+        "x,\"s8,7 nearest saturate\",-0.5,100,-0.5,0.9921875,15,-7,2,1,0," +
+            line +
+            "\n"
+            "y,\"s4,1 nearest saturate\",-0.5,0.9921875,-0.5,1,3,1,2,0,0,\n");
     outer.clear();
     EXPECT_TRUE(outer.places().empty());
 }
