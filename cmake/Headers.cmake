@@ -64,6 +64,7 @@ tolvane_headers(
   fi/FiReference.h
   fi/dimensions.h
   fi/fi.h
+  program/bits.h
   program/code_location.h
   program/error.h
   program/exact_value.h
@@ -71,10 +72,12 @@ tolvane_headers(
   program/fixed_log.h
   program/fixed_scalar.h
   program/format.h
+  program/functions.h
   program/log_analysis.h
   program/log_level.h
   program/random_seed.h
   program/scalar_place.h
+  program/shapes.h
   program/tolvane.h)
 tolvane_headers(
   tolvane

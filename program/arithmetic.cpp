@@ -8,6 +8,7 @@
 
 #include "program/kernels.h"
 #include "program/log_access.h"
+#include "program/moves.h"
 
 namespace tolvane {
 
@@ -399,10 +400,27 @@ void compareParts(const Words& left, const Words& right, std::uint64_t count, co
         const detail::WordGrid& grid = part->grid();
         return fixed_type{grid.isSigned, grid.bits, -grid.exponent};
     };
-    const fixed_type type = sumType(typeOf(left), typeOf(right), Sign::minus);
-    const wordarray difference = combineParts(left, right, Sign::minus, type, count);
-    for (std::uint64_t i = 0; i < count; ++i) {
-        visit(i, difference.isZero(i) ? 0 : difference.isNegative(i) ? -1 : 1);
+    const fixed_type type = detail::joinedType(typeOf(left), typeOf(right));
+    const auto joined = [&](const Words& part) {
+        return typeOf(part) == type ? part : std::make_shared<const wordarray>(detail::widened(*part, type));
+    };
+    const Words a = joined(left);
+    const Words b = joined(right);
+    const detail::WordOrder order(a->grid());
+    const std::size_t limbs = a->grid().limbs();
+    const std::size_t stepA = a->span().count == 1 ? 0 : limbs;
+    const std::size_t stepB = b->span().count == 1 ? 0 : limbs;
+    const auto compareEach = [&](const auto& isLess) {
+        const mp_limb_t* x = a->span().limbs;
+        const mp_limb_t* y = b->span().limbs;
+        for (std::uint64_t i = 0; i < count; ++i, x += stepA, y += stepB) {
+            visit(i, static_cast<int>(isLess(y, x)) - static_cast<int>(isLess(x, y)));
+        }
+    };
+    if (limbs == 1) {
+        compareEach([&](const mp_limb_t* x, const mp_limb_t* y) { return order.isLess(*x, *y); });
+    } else {
+        compareEach([&](const mp_limb_t* x, const mp_limb_t* y) { return order.isLess(x, y); });
     }
 }
 

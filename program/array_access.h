@@ -33,13 +33,23 @@ class ArrayAccess {
         fixed_array made;
         made.mType = type;
         made.mShape = std::move(shape);
-        made.mReal = std::make_shared<const wordarray>(std::move(real));
+        made.mReal = std::make_shared<wordarray>(std::move(real));
         if (imag) {
-            made.mImag = std::make_shared<const wordarray>(std::move(*imag));
+            made.mImag = std::make_shared<wordarray>(std::move(*imag));
         }
         made.mName = std::move(name);
         return made;
     }
+    /// Makes an array the only owner of its words, which may then be written.
+    static void own(fixed_array& x) {
+        for (Words* const part : {&x.mReal, &x.mImag}) {
+            if (*part && part->use_count() != 1) {
+                *part = std::make_shared<wordarray>(**part, 0, (*part)->span().count);
+            }
+        }
+    }
+    /// A part of an array that owns its words. All of them were made as words that change.
+    static wordarray& writable(const Words& part) { return const_cast<wordarray&>(*part); }
 };
 
 }  // namespace tolvane::detail

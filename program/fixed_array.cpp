@@ -3,16 +3,18 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <numeric>
 #include <ostream>
 #include <utility>
 
 #include "program/kernels.h"
+#include "program/moves.h"
 
 namespace tolvane {
 
 using detail::ArrayAccess;
 using detail::Place;
+using detail::sizeOf;
+using detail::textOf;
 using detail::wordarray;
 using detail::integers::Arena;
 using detail::integers::Block;
@@ -20,18 +22,6 @@ using detail::integers::Block;
 namespace {
 
 constexpr std::size_t kWordBits = 64;
-
-std::size_t sizeOf(const array_shape& shape) {
-    return std::accumulate(shape.begin(), shape.end(), std::size_t{1}, std::multiplies<>());
-}
-
-std::string textOf(const array_shape& shape) {
-    std::string text = "(";
-    for (std::size_t i = 0; i < shape.size(); ++i) {
-        text += (i == 0 ? "" : ", ") + std::to_string(shape[i]);
-    }
-    return text + ")";
-}
 
 exact_value elementOf(const wordarray& words, std::size_t index) {
     if (index >= words.span().count) {
@@ -123,7 +113,7 @@ fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& 
 
 }  // namespace
 
-fixed_array::fixed_array() : mReal(std::make_shared<const wordarray>(0, detail::gridOf(mType))) {}
+fixed_array::fixed_array() : mReal(std::make_shared<wordarray>(0, detail::gridOf(mType))) {}
 
 fixed_array fixed_array::quantized(const std::vector<exact_value>& real, const std::vector<exact_value>& imag,
                                    const fixed_format& format, const code_location& where) {

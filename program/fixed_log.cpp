@@ -19,8 +19,11 @@ namespace {
 
 /// What a log says about formats on its thread. It outlives the log until the thread looks again.
 struct Frame {
-    override formats;
+    explicit Frame(override says) : formats(says) {}
+    const override formats;
     std::atomic<bool> isOver = false;
+    /// What was specified where a type is in force instead; only of use to the thread.
+    std::unordered_map<fixed_type, fixed_type> specifiedTypes;
 };
 
 /// The frames of this thread, the innermost last.
@@ -47,12 +50,6 @@ std::mutex sLock;
 std::vector<fixed_log*>& livingLogs() {
     static auto* const sLiving = new std::vector<fixed_log*>;  // logs may outlive this file's statics
     return *sLiving;
-}
-
-/// What was specified where a type is in force instead. They aren't forgotten: arrays of the types may live on.
-std::unordered_map<fixed_type, fixed_type>& specifiedTypes() {
-    static auto* const sTypes = new std::unordered_map<fixed_type, fixed_type>;
-    return *sTypes;
 }
 
 /// Call it with the lock, after a log began or ended.
@@ -152,6 +149,10 @@ fixed_log::fixed_log(log_options options) : mState(std::make_unique<State>()) {
 }
 
 fixed_log::~fixed_log() {
+    stop();
+}
+
+void fixed_log::stop() {
     if (mState->frame) {
         mState->frame->isOver.store(true, std::memory_order_relaxed);
     }
@@ -272,12 +273,14 @@ std::optional<LogAccess::Override> LogAccess::overrideOf(const fixed_type& type)
     if (!isOverriding()) {
         return std::nullopt;
     }
-    const std::lock_guard lock(sLock);
-    const auto found = specifiedTypes().find(type);
-    const fixed_type specified = found == specifiedTypes().end() ? type : found->second;
+    fixed_type specified = type;
+    for (const auto& frame : frames()) {
+        const auto found = frame->specifiedTypes.find(type);
+        specified = found == frame->specifiedTypes.end() ? specified : found->second;
+    }
     const fixed_type inForce = widened(specified);
     if (inForce != specified) {
-        specifiedTypes()[inForce] = specified;
+        frames().back()->specifiedTypes[inForce] = specified;
     }
     return Override{specified, inForce};
 }

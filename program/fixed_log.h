@@ -4,8 +4,8 @@
 //     fixed_array z = cast(y, fixed_format{sfix(16, 15)}.named("z"));
 //     std::cout << log.report();     // ranges before and after, bits needed and to spare, overflows
 //
-// Logs may be nested; each hears of every operation that begins while it lives, on all threads, and keeps what it asked
-// for. Without a log nothing is counted. What to make of logs is in log_analysis.h.
+// Logs may be nested; each hears of every operation that begins while it lives, until it is stopped, on all threads,
+// and keeps what it asked for. Without a log nothing is counted. What to make of logs is in log_analysis.h.
 #pragma once
 
 #include <cstdint>
@@ -43,8 +43,7 @@ struct magnitude_histogram {
     friend bool operator==(const magnitude_histogram&, const magnitude_histogram&) = default;
 };
 
-/// What quantizing did to values: the word minus the exact value, summed exactly. A quotient counts with 62 bits below
-/// the last place of its format.
+/// What quantizing did to values: the word minus the exact value, summed exactly.
 struct error_sums {
     exact_value greatest;  // magnitude
     exact_value sum;
@@ -88,14 +87,16 @@ struct overflow_event {
 enum class override : std::uint8_t {
     inherit,  // says nothing
     none,     // formats act
-    /// No format acts: each becomes one with a sign, to nearest and saturating, that has 64 more bits on both sides of
-    /// the point, as far as doubles go. Values stay fixed_arrays, of these types, and the limit of exact growth is
-    /// off. Records show what the format itself would have met: counts and bits needed are those of quantizing to it,
-    /// `after` and the errors are of the words that were made.
+    /// No format acts: each becomes one with a sign, to nearest and saturating, that has 64 or more bits more on both
+    /// sides of the point, as far as doubles go. Values stay fixed_arrays, of these types, and the limit of exact
+    /// growth is off. Records show what the format itself would have met: counts and bits needed are those of
+    /// quantizing to it, `after` and the errors are of the words that were made. Types without a place, as `from_words`
+    /// and `zeros` take them, stay; a program that reads words of 64 bits has to take values instead.
     doubles,
 };
 
 struct log_options {
+    // Of the exact values of each place; of quotients, with 62 bits below the last place of the format.
     bool histogram = false;
     bool errors = false;
     /// Called once for each place that overflows in an operation, by its thread, when the operation is complete and
@@ -124,7 +125,10 @@ class TOLVANE_API fixed_log {
     /// All numbers, exactly, as comma-separated values with a line of names, and as JSON.
     std::string csv() const;
     std::string json() const;
+    /// Forgets all places.
     void clear();
+    /// Ends listening, as the end of its life does, and keeps what it has.
+    void stop();
 
  private:
     struct State;

@@ -192,6 +192,17 @@ void Place::quantize(Block& block, std::size_t count) {
     addCounts(notes, count);
 }
 
+std::size_t Place::kept(const Block& block, std::size_t count, Block& scratch) const {
+    if (block.extent.exponent != mFormat.grid.exponent) {
+        return 0;
+    }
+    // Nothing is rounded, and what overflows becomes another word.
+    integers::copy(block, count, mWidth, scratch);
+    integers::quantize(mFormat, count, mWidth, scratch, nullptr);
+    const mp_limb_t* const begin = block.limbs;
+    return static_cast<std::size_t>(std::mismatch(begin, begin + count * mWidth, scratch.limbs).first - begin) / mWidth;
+}
+
 void Place::quantizeWithMore(Block& block, std::size_t count) {
     note(mBefore, block, count);
     if (mMore->magnitudes) {

@@ -85,6 +85,8 @@ class Place {
     void open(std::size_t width);
     /// All blocks have one exponent.
     void quantize(Block& block, std::size_t count);
+    /// The number of integers, from the first on, that `quantize` would leave as they are. Changes `scratch`.
+    std::size_t kept(const Block& block, std::size_t count, Block& scratch) const;
     /// Whether doubles may be quantized as they are.
     bool takesDoubles() const { return !hasMore() && !mFormat.hasMore(); }
     /// Sets the block to finite doubles; needs a width for one bit more than the words.

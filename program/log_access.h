@@ -41,7 +41,7 @@ class LogAccess {
         fixed_type inForce;
     };
     /// The types of a place if formats don't act on this thread: the specified one is the given one, or if that came
-    /// from such a place, what was specified there.
+    /// from such a place since the log began that says so, what was specified there.
     static std::optional<Override> overrideOf(const fixed_type& type);
 };
 

@@ -2,6 +2,7 @@
 //
 //     fixed_log reference({.errors = true, .formats = override::doubles});
 //     run();                                              // the program as if in doubles
+//     reference.stop();
 //     std::cout << propose(reference);                    // formats from its ranges
 //
 //     fixed_log log({.errors = true});

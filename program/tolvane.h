@@ -1,6 +1,7 @@
 // Everything that programs need for fixed-point arithmetic; include it as <tolvane/tolvane.h>.
 #pragma once
 
+#include "program/bits.h"
 #include "program/code_location.h"
 #include "program/error.h"
 #include "program/exact_value.h"
@@ -8,5 +9,7 @@
 #include "program/fixed_log.h"
 #include "program/fixed_scalar.h"
 #include "program/format.h"
+#include "program/functions.h"
 #include "program/log_analysis.h"
 #include "program/random_seed.h"
+#include "program/shapes.h"

@@ -557,17 +557,42 @@ void combine(Sign sign, const Block& x, std::size_t count, std::size_t width, Bl
     }
 }
 
-void sumAlong(const Block& start, std::size_t count, std::size_t width, Block& block) {
-    if (width == 1) {
-        mp_limb_t total = start.limbs[0];
-        for (std::size_t i = 0; i < count; ++i) {
-            total += block.limbs[i];
-            block.limbs[i] = total;
+namespace {
+
+/// Running sums of integers of a number of limbs known to the compiler.
+template <std::size_t limbs>
+void sumFewAlong(const mp_limb_t* start, std::size_t count, mp_limb_t* x) {
+    std::array<mp_limb_t, limbs> total;
+    std::copy_n(start, limbs, total.begin());
+    for (std::size_t i = 0; i < count; ++i, x += limbs) {
+        mp_limb_t carry = 0;
+        for (std::size_t k = 0; k < limbs; ++k) {
+            const DoubleLimb sum = static_cast<DoubleLimb>(x[k]) + total[k] + carry;
+            total[k] = static_cast<mp_limb_t>(sum);
+            x[k] = total[k];
+            carry = static_cast<mp_limb_t>(sum >> kLimbBits);
         }
-    } else {
-        const mp_limb_t* before = start.limbs;
-        for (mp_limb_t* x = block.limbs; x != block.limbs + count * width; before = x, x += width) {
-            mpn_add_n(x, x, before, sizeOf(width));
+    }
+}
+
+}  // namespace
+
+void sumAlong(const Block& start, std::size_t count, std::size_t width, Block& block) {
+    switch (width) {
+        case 1:
+            sumFewAlong<1>(start.limbs, count, block.limbs);
+            break;
+        case 2:
+            sumFewAlong<2>(start.limbs, count, block.limbs);
+            break;
+        case 3:
+            sumFewAlong<3>(start.limbs, count, block.limbs);
+            break;
+        default: {
+            const mp_limb_t* before = start.limbs;
+            for (mp_limb_t* x = block.limbs; x != block.limbs + count * width; before = x, x += width) {
+                mpn_add_n(x, x, before, sizeOf(width));
+            }
         }
     }
     block.negativeZeros = 0;

@@ -1,11 +1,19 @@
 // A page that uses both namespaces at once, as small programs do: no name of the interface hides one of theirs.
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <complex>
 #include <csignal>
+#include <functional>
 #include <iostream>
+#include <numeric>
+#include <ranges>
 #include <sstream>
+#include <stack>
+#include <valarray>
 
 #include <gtest/gtest.h>
 
@@ -27,4 +35,10 @@ TEST(Names, AreFreeBesideThoseOfOthers) {
     EXPECT_NE(out.str().find("z: s16,15 (5) [0.125, 0.1875"), string::npos) << out.str();
     EXPECT_EQ(floor(abs(-2.5)), 2.0);
     EXPECT_GT(getpid(), 0);
+    const fixed_array m = full_range(sfix(4, 1)).reshaped({4, 4});
+    EXPECT_EQ(max(sum(repeat(flip(m), 2), 1)), exact_value(2) * sum(m, 1).at(3));
+    EXPECT_EQ(where(is_less(m, 0), -m, m), abs(m));
+    EXPECT_EQ(take(sort(rotate_bits(m, 1)), find(m)).size(), 15U);
+    EXPECT_EQ(conj(round(sqrt(abs(m), "u8,4"))), floor(sqrt(abs(m), "u8,4") + 0.5));
+    EXPECT_EQ(any_of(m) && all_of(m) ? 1 : max(2, 3), 3);
 }
