@@ -69,7 +69,9 @@ tolvane_headers(
   program/fixed_array.h
   program/fixed_log.h
   program/format.h
-  program/tolvane.h)
+  program/tolvane.h
+  program/word_files.h
+  program/word_text.h)
 tolvane_headers(
   tolvane
   PUBLIC

@@ -6,3 +6,5 @@
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/format.h"
+#include "program/word_files.h"
+#include "program/word_text.h"

@@ -1,0 +1,113 @@
+// The styles of files of words: each is written into a sink and read from a text. Not installed.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "program/packed_words.h"
+#include "program/word_files.h"
+
+namespace tolvane::detail {
+
+/// Collects text and hands it on by large pieces.
+class TextSink {
+ public:
+    using Take = std::function<void(std::string_view)>;
+    explicit TextSink(Take take) : mTake(std::move(take)), mPiece(kPiece) {}
+
+    /// Room for so many characters; `advance` says where the text in it ends.
+    char* room(std::size_t size) {
+        if (mPiece.size() - mUsed < size) {
+            flush();
+            mPiece.resize(std::max(mPiece.size(), size));
+        }
+        return mPiece.data() + mUsed;
+    }
+    void advance(const char* end) { mUsed = static_cast<std::size_t>(end - mPiece.data()); }
+    void add(std::string_view text) { advance(std::copy(text.begin(), text.end(), room(text.size()))); }
+    void flush() {
+        mTake({mPiece.data(), mUsed});
+        mUsed = 0;
+    }
+
+ private:
+    static constexpr std::size_t kPiece = 1 << 16;
+    Take mTake;
+    std::vector<char> mPiece;
+    std::size_t mUsed = 0;
+};
+
+/// A text to be read, and the name of its file if it has one.
+struct SourceText {
+    std::string_view text;
+    std::string file;
+
+    const char* begin() const { return text.data(); }
+    const char* end() const { return text.data() + text.size(); }
+    /// Raises an error with line and column, "tolvane:words:text" unless another id is given.
+    [[noreturn]] void refuse(const char* at, const std::string& why, const char* id = "tolvane:words:text") const;
+    /// Behind the comment that begins at the slash; raises if it has no end or is none.
+    const char* skipComment(const char* slash) const;
+    /// The characters up to white space or a separator, for messages.
+    std::string_view wordAt(const char* at) const;
+};
+
+/// Those of arrays, and for arrays without one those of the options; raises "tolvane:words:name" if two are equal.
+std::vector<std::string> namesOf(std::span<const fixed_array> arrays, const word_options& options);
+/// A comment for each line of a text, behind "// ".
+std::string asComments(std::string_view text);
+/// The comment of the options, and a line for each array.
+std::string describe(std::span<const fixed_array> arrays, const word_options& options);
+
+void writeMemory(std::span<const fixed_array> arrays, const word_options& options, int digitBits, TextSink& sink);
+std::vector<fixed_array> readMemory(const SourceText& source, std::span<const word_signal> signals,
+                                    const word_options& options, int digitBits);
+
+void writeTable(std::span<const fixed_array> arrays, const word_options& options, TextSink& sink);
+std::vector<fixed_array> readTable(const SourceText& source, std::span<const word_signal> signals);
+
+void writeHeader(std::span<const fixed_array> arrays, const word_options& options, TextSink& sink);
+std::vector<fixed_array> readHeader(const SourceText& source, std::span<const word_signal> signals);
+
+/// Words that are read one after the other as decimal numbers or by pieces.
+class WordCollector {
+ public:
+    explicit WordCollector(const fixed_type& type) : mGrid(gridOf(type)) {}
+    const WordGrid& grid() const { return mGrid; }
+    std::size_t count() const { return mLimbs.size() / mGrid.limbs(); }
+    void reserve(std::size_t words) { mLimbs.reserve(words * mGrid.limbs()); }
+    /// Adds the word that decimal digits mean; returns false and adds nothing if it is beyond the type.
+    bool addDecimal(bool isNegative, std::string_view digits);
+    /// The same for a number of up to 64 bits.
+    bool add(bool isNegative, std::uint64_t size);
+    /// Adds a word by its 32-bit pieces, the lowest first, with the sign extended; as `addDecimal`.
+    bool addPieces(std::span<const std::uint32_t> pieces);
+    wordarray take() const;
+
+ private:
+    WordGrid mGrid;
+    std::vector<mp_limb_t> mLimbs;
+};
+
+/// Makes the array of a signal of its parts, the real one first.
+fixed_array collected(const word_signal& signal, std::span<const WordCollector> parts);
+
+/// A decimal number in a text: a sign and digits, which end at `end`; no digits if there is none.
+struct DecimalRead {
+    bool isNegative = false;
+    std::string_view digits;
+    const char* end = nullptr;
+};
+DecimalRead readDecimalWord(const char* begin, const char* end);
+/// The word as a decimal number.
+char* writeDecimal(const mp_limb_t* word, const WordGrid& grid, char* out);
+/// The characters that any such word has room in.
+std::size_t decimalRoom(const WordGrid& grid);
+
+}  // namespace tolvane::detail
