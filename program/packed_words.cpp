@@ -33,6 +33,13 @@ void deposit(const mp_limb_t* word, int bits, mp_limb_t* out, int offset) {
     }
 }
 
+/// The low bits of a limb, as many as the grid has, with the sign or zeros above.
+mp_limb_t extended(mp_limb_t limb, const WordGrid& grid) {
+    const int unused = kLimbBits - grid.bits;
+    limb <<= unused;
+    return grid.isSigned ? static_cast<mp_limb_t>(static_cast<std::int64_t>(limb) >> unused) : limb >> unused;
+}
+
 /// Takes a word out of another one and extends its sign.
 void extract(const mp_limb_t* from, const WordPart& part, mp_limb_t* out) {
     const int bits = part.grid.bits;
@@ -44,11 +51,7 @@ void extract(const mp_limb_t* from, const WordPart& part, mp_limb_t* out) {
         if (shift + left > kLimbBits) {
             limb |= at[1] << (kLimbBits - shift);
         }
-        limb &= maskOf(left);
-        if (part.grid.isSigned && left < kLimbBits && (limb >> (left - 1) & 1U) != 0) {
-            limb |= ~maskOf(left);
-        }
-        out[limbOf(done)] = limb;
+        out[limbOf(done)] = extended(limb, {0, left, part.grid.isSigned});
     }
 }
 
@@ -62,7 +65,8 @@ constexpr std::array<ByteDigits<digitBits>, 256> makeByteTable() {
     std::array<ByteDigits<digitBits>, 256> table{};
     for (std::size_t byte = 0; byte < table.size(); ++byte) {
         for (std::size_t i = 0; i < 8 / digitBits; ++i) {
-            table[byte][i] = "0123456789abcdef"[byte >> (8 - digitBits * static_cast<int>(i + 1)) & ((1U << digitBits) - 1)];
+            table[byte][i] =
+                "0123456789abcdef"[byte >> (8 - digitBits * static_cast<int>(i + 1)) & ((1U << digitBits) - 1)];
         }
     }
     return table;
@@ -99,28 +103,6 @@ unsigned bitsAt(const mp_limb_t* word, std::size_t limbs, int bit, int count) {
 }
 
 // Characters.
-
-constexpr std::array<std::uint8_t, 256> makeKinds() {
-    std::array<std::uint8_t, 256> kinds{};
-    kinds.fill(kOther);
-    for (unsigned i = 0; i < 10; ++i) {
-        kinds['0' + i] = static_cast<std::uint8_t>(i);
-    }
-    for (unsigned i = 0; i < 6; ++i) {
-        kinds['a' + i] = kinds['A' + i] = static_cast<std::uint8_t>(10 + i);
-    }
-    for (const char space : {' ', '\t', '\n', '\r', '\f', '\v'}) {
-        kinds[static_cast<unsigned char>(space)] = kSpace;
-    }
-    for (const char unknown : {'x', 'X', 'z', 'Z', '?'}) {
-        kinds[static_cast<unsigned char>(unknown)] = kUnknown;
-    }
-    kinds['_'] = kUnderscore;
-    kinds['/'] = kComment;
-    kinds['@'] = kAddress;
-    return kinds;
-}
-constexpr std::array kKinds = makeKinds();
 
 constexpr bool endsWord(unsigned kind) {
     return kind == kSpace || kind == kComment || kind == kAddress;
@@ -265,7 +247,11 @@ std::vector<fixed_array> unpacked(std::span<const mp_limb_t> words, const WordLa
     const auto next = [&] {
         wordarray made(count, part->grid);
         const std::size_t step = part->grid.limbs();
-        for (std::size_t i = 0; i < count; ++i) {
+        if (layout.parts().size() == 1 && limbs == 1) {
+            std::ranges::transform(words, made.limbs(),
+                                   [grid = part->grid](mp_limb_t word) { return extended(word, grid); });
+        }
+        for (std::size_t i = 0; i < count && (layout.parts().size() > 1 || limbs > 1); ++i) {
             extract(words.data() + i * limbs, *part, made.limbs() + i * step);
         }
         ++part;
@@ -333,10 +319,6 @@ std::string explained(DigitFault fault, std::string_view text, char character, i
                    " doesn't belong there.";
         }
     }
-}
-
-CharacterKind kindOf(char character) {
-    return static_cast<CharacterKind>(kKinds[static_cast<unsigned char>(character)]);
 }
 
 }  // namespace tolvane::detail

@@ -3,6 +3,7 @@
 
 #include <gmp.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -80,8 +81,32 @@ DigitsRead readDigits(const char* begin, const char* end, int bits, int digitBit
 /// The text of a fault in the word that begins a text.
 std::string explained(DigitFault fault, std::string_view text, char character, int bits, int digitBits);
 
-/// An index that a digit has as a character, and what other characters are.
+/// What a character is: the value of a digit, or one of these.
 enum CharacterKind : std::uint8_t { kDigits = 16, kUnderscore = 16, kSpace, kComment, kAddress, kUnknown, kOther };
-CharacterKind kindOf(char character);
+
+constexpr std::array<std::uint8_t, 256> makeCharacterKinds() {
+    std::array<std::uint8_t, 256> kinds{};
+    kinds.fill(kOther);
+    for (unsigned i = 0; i < 10; ++i) {
+        kinds['0' + i] = static_cast<std::uint8_t>(i);
+    }
+    for (unsigned i = 0; i < 6; ++i) {
+        kinds['a' + i] = kinds['A' + i] = static_cast<std::uint8_t>(10 + i);
+    }
+    for (const char space : {' ', '\t', '\n', '\r', '\f', '\v'}) {
+        kinds[static_cast<unsigned char>(space)] = kSpace;
+    }
+    for (const char unknown : {'x', 'X', 'z', 'Z', '?'}) {
+        kinds[static_cast<unsigned char>(unknown)] = kUnknown;
+    }
+    kinds['_'] = kUnderscore;
+    kinds['/'] = kComment;
+    kinds['@'] = kAddress;
+    return kinds;
+}
+inline constexpr std::array kKinds = makeCharacterKinds();
+inline CharacterKind kindOf(char character) {
+    return static_cast<CharacterKind>(kKinds[static_cast<unsigned char>(character)]);
+}
 
 }  // namespace tolvane::detail

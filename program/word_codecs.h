@@ -78,20 +78,38 @@ std::vector<fixed_array> readHeader(const SourceText& source, std::span<const wo
 /// Words that are read one after the other as decimal numbers or by pieces.
 class WordCollector {
  public:
-    explicit WordCollector(const fixed_type& type) : mGrid(gridOf(type)) {}
+    explicit WordCollector(const fixed_type& type)
+        : mGrid(gridOf(type)),
+          mMost(type.bits - (type.is_signed ? 1 : 0) >= WordGrid::kLimbBits
+                    ? ~std::uint64_t{0}
+                    : (std::uint64_t{1} << (type.bits - (type.is_signed ? 1 : 0))) - 1),
+          mMostNegative(!type.is_signed              ? 0
+                        : mMost == ~std::uint64_t{0} ? mMost
+                                                     : mMost + 1) {}
     const WordGrid& grid() const { return mGrid; }
     std::size_t count() const { return mLimbs.size() / mGrid.limbs(); }
-    void reserve(std::size_t words) { mLimbs.reserve(words * mGrid.limbs()); }
     /// Adds the word that decimal digits mean; returns false and adds nothing if it is beyond the type.
     bool addDecimal(bool isNegative, std::string_view digits);
     /// The same for a number of up to 64 bits.
-    bool add(bool isNegative, std::uint64_t size);
+    bool add(bool isNegative, std::uint64_t size) {
+        if (isNegative ? size > mMostNegative : size > mMost) {
+            return false;
+        }
+        mLimbs.push_back(isNegative ? ~size + 1 : size);
+        if (mGrid.limbs() > 1) {
+            mLimbs.resize(mLimbs.size() + mGrid.limbs() - 1, isNegative && size != 0 ? ~mp_limb_t{0} : 0);
+        }
+        return true;
+    }
     /// Adds a word by its 32-bit pieces, the lowest first, with the sign extended; as `addDecimal`.
     bool addPieces(std::span<const std::uint32_t> pieces);
     wordarray take() const;
 
  private:
     WordGrid mGrid;
+    // The greatest and least words as far as 64 bits hold them.
+    std::uint64_t mMost;
+    std::uint64_t mMostNegative;
     std::vector<mp_limb_t> mLimbs;
 };
 

@@ -230,6 +230,16 @@ void write_words(std::ostream& out, const fixed_array& array, const word_options
 
 std::string words_text(const std::vector<fixed_array>& arrays, const word_options& options) {
     std::string all;
+    if (!arrays.empty()) {
+        // As many digits as a memory has, or fewer in others, and what parts them.
+        const auto style = options.style.value_or(word_style::memory_hex);
+        int bits = 0;
+        for (const fixed_array& array : arrays) {
+            bits += array.type().bits * (array.is_complex() ? 2 : 1);
+        }
+        const int digitBits = style == word_style::memory_bin ? 1 : style == word_style::memory_hex ? 4 : 2;
+        all.reserve(arrays.front().size() * (detail::digitsOf(bits, digitBits) + 1));
+    }
     TextSink sink([&](std::string_view text) { all += text; });
     writeTo(arrays, options, sink);
     return all;

@@ -44,29 +44,37 @@ void requireName(const std::string& name) {
     }
 }
 
+char* copyText(std::string_view text, char* out) {
+    return std::copy(text.begin(), text.end(), out);
+}
+
+std::size_t wordRoom(const WordGrid& grid) {
+    constexpr std::size_t kPieceRoom = 12;
+    return isWide(grid) ? kPieceRoom * piecesOf(grid.bits) + 2 : decimalRoom(grid) + 1;
+}
+
 /// One word, with braces if it takes several pieces.
-void addWord(const mp_limb_t* word, const WordGrid& grid, TextSink& sink) {
+char* writeWord(const mp_limb_t* word, const WordGrid& grid, char* out) {
     if (isWide(grid)) {
-        std::string text = "{";
+        *out++ = '{';
         for (std::size_t i = 0; i < piecesOf(grid.bits); ++i) {
-            std::array<char, 8> digits{};
+            constexpr std::size_t kDigitsOfPiece = 8;
+            out = copyText(i == 0 ? "0x" : ", 0x", out);
             const auto piece = static_cast<std::uint32_t>(word[i / 2] >> (i % 2 * kPieceBits));
-            const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), piece, 16).ptr;
-            text.append(i == 0 ? "0x" : ", 0x");
-            text.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
+            out = std::to_chars(out, out + kDigitsOfPiece, piece, 16).ptr;
         }
-        sink.add(text + "}");
-        return;
+        *out++ = '}';
+        return out;
     }
     // C has no literal for the least word of 64 bits.
     if (grid.isSigned && static_cast<std::int64_t>(*word) == std::numeric_limits<std::int64_t>::min()) {
-        sink.add("INT64_MIN");
-        return;
+        return copyText("INT64_MIN", out);
     }
-    char* const end = writeDecimal(word, grid, sink.room(decimalRoom(grid) + 1));
-    const bool needsSuffix = *word > std::uint64_t{std::numeric_limits<std::int64_t>::max()} && !grid.isSigned;
-    *end = 'u';
-    sink.advance(end + (needsSuffix ? 1 : 0));
+    out = writeDecimal(word, grid, out);
+    if (!grid.isSigned && *word > std::uint64_t{std::numeric_limits<std::int64_t>::max()}) {
+        *out++ = 'u';
+    }
+    return out;
 }
 
 void addArray(const fixed_array& array, const std::string& name, TextSink& sink) {
@@ -79,19 +87,25 @@ void addArray(const fixed_array& array, const std::string& name, TextSink& sink)
     sink.add("static const " + typeName(grid) + " " + name + "[" + count + "]" + (array.is_complex() ? "[2]" : "") +
              (isWide(grid) ? "[" + std::to_string(piecesOf(grid.bits)) + "]" : "") + " = {");
     const std::size_t perLine = isWide(grid) || array.is_complex() ? 4 : 12;
+    const mp_limb_t* const real = ArrayAccess::real(array)->span().limbs;
+    const mp_limb_t* const imag = array.is_complex() ? ArrayAccess::imag(array)->span().limbs : nullptr;
+    std::size_t inLine = 0;
+    constexpr std::size_t kBetween = 16;
     for (std::size_t i = 0; i < array.size(); ++i) {
-        sink.add(i % perLine == 0 ? "\n    " : " ");
-        const auto add = [&](const ArrayAccess::Words& words) {
-            addWord(words->span().limbs + i * grid.limbs(), grid, sink);
-        };
-        sink.add(array.is_complex() ? "{" : "");
-        add(ArrayAccess::real(array));
-        if (array.is_complex()) {
-            sink.add(", ");
-            add(ArrayAccess::imag(array));
-            sink.add("}");
+        char* at = sink.room(2 * wordRoom(grid) + kBetween);
+        at = copyText(inLine == 0 ? "\n    " : " ", at);
+        inLine = inLine + 1 == perLine ? 0 : inLine + 1;
+        if (imag) {
+            at = copyText("{", at);
+            at = writeWord(real + i * grid.limbs(), grid, at);
+            at = copyText(", ", at);
+            at = writeWord(imag + i * grid.limbs(), grid, at);
+            at = copyText("},", at);
+        } else {
+            at = writeWord(real + i * grid.limbs(), grid, at);
+            *at++ = ',';
         }
-        sink.add(",");
+        sink.advance(at);
     }
     sink.add("\n};\n\n");
 }
@@ -161,24 +175,39 @@ class HeaderReader {
             const bool isFree = !mArrays[static_cast<std::size_t>(&s - mSignals.data())];
             return isFree && (s.format.name().empty() || s.format.name() == name);
         });
-        const char* const open = mAt;
-        const std::vector<Number> numbers = readNumbers();
         if (signal == mSignals.end()) {
+            readNumbers([](const Number&) {});
             return;
         }
         const WordGrid grid = gridOf(signal->format.type());
-        const std::size_t pieces = isWide(grid) ? piecesOf(grid.bits) : 1;
         const std::size_t partCount = signal->is_complex ? 2 : 1;
-        if (numbers.size() % (pieces * partCount) != 0) {
-            mSource.refuse(open, "The " + std::to_string(numbers.size()) + " numbers of \"" + name +
-                                     "\" are no whole elements of " + std::to_string(pieces * partCount) + ".");
-        }
         std::vector<WordCollector> parts(partCount, WordCollector(signal->format.type()));
-        for (std::size_t i = 0; i < numbers.size(); i += pieces) {
-            if (!addWord(parts[i / pieces % partCount], std::span(numbers).subspan(i, pieces))) {
-                mSource.refuse(numbers[i].place, "\"" + std::string(mSource.wordAt(numbers[i].place)) +
-                                                     "\" is no word of " + signal->format.type().text() + ".");
+        const std::size_t pieceCount = isWide(grid) ? piecesOf(grid.bits) : 1;
+        std::vector<std::uint32_t> pieces;
+        std::size_t part = 0;
+        const char* const open = mAt;
+        readNumbers([&](const Number& number) {
+            bool isWord = true;
+            if (isWide(grid)) {
+                isWord = !number.isNegative && number.size <= ~std::uint32_t{0};
+                pieces.push_back(static_cast<std::uint32_t>(number.size));
+                if (pieces.size() < pieceCount && isWord) {
+                    return;
+                }
+                isWord = isWord && parts[part].addPieces(pieces);
+                pieces.clear();
+            } else {
+                isWord = parts[part].add(number.isNegative, number.size);
             }
+            if (!isWord) {
+                mSource.refuse(number.place, "\"" + std::string(mSource.wordAt(number.place)) + "\" is no word of " +
+                                                 signal->format.type().text() + ".");
+            }
+            part = part + 1 == partCount ? 0 : part + 1;
+        });
+        if (part != 0 || !pieces.empty()) {
+            mSource.refuse(open, "The numbers of \"" + name + "\" are no whole elements; each takes " +
+                                     std::to_string(pieceCount * partCount) + ".");
         }
         mArrays[static_cast<std::size_t>(signal - mSignals.begin())] = collected(*signal, parts);
     }
@@ -188,23 +217,10 @@ class HeaderReader {
         std::uint64_t size;
         const char* place;
     };
-    static bool addWord(WordCollector& words, std::span<const Number> numbers) {
-        if (!isWide(words.grid())) {
-            return words.add(numbers.front().isNegative, numbers.front().size);
-        }
-        std::vector<std::uint32_t> pieces;
-        for (const Number& number : numbers) {
-            if (number.isNegative || number.size > ~std::uint32_t{0}) {
-                return false;
-            }
-            pieces.push_back(static_cast<std::uint32_t>(number.size));
-        }
-        return words.addPieces(pieces);
-    }
 
-    /// The numbers between braces, which may be nested.
-    std::vector<Number> readNumbers() {
-        std::vector<Number> numbers;
+    /// Visits the numbers between braces, which may be nested.
+    template <class Visit>
+    void readNumbers(const Visit& visit) {
         int depth = 0;
         const char* const open = mAt;
         while (skipSpace()) {
@@ -214,12 +230,12 @@ class HeaderReader {
             } else if (*mAt == '}') {
                 ++mAt;
                 if (--depth == 0) {
-                    return numbers;
+                    return;
                 }
             } else if (*mAt == ',') {
                 ++mAt;
             } else {
-                numbers.push_back(readNumber());
+                visit(readNumber());
             }
         }
         mSource.refuse(open, "This brace isn't closed.");
@@ -227,28 +243,29 @@ class HeaderReader {
 
     Number readNumber() {
         Number number{false, 0, mAt};
-        const std::string_view word = mSource.wordAt(mAt);
+        const auto refuse = [&] {
+            mSource.refuse(number.place, "\"" + std::string(mSource.wordAt(number.place)) +
+                                             "\" is no decimal or hexadecimal number of up to 64 bits.");
+        };
         constexpr std::string_view kLeast = "INT64_MIN";
-        if (word == kLeast) {
-            mAt += kLeast.size();
+        const char* const end = mSource.end();
+        if (*mAt == kLeast.front()) {
+            if (readName() != kLeast) {
+                refuse();
+            }
             return {true, std::uint64_t{1} << 63, number.place};
         }
         number.isNegative = *mAt == '-';
         mAt += number.isNegative || *mAt == '+' ? 1 : 0;
-        const std::string_view rest = mSource.wordAt(mAt);
-        const bool isHex = rest.starts_with("0x") || rest.starts_with("0X");
+        const bool hasPrefix = end - mAt >= 2 && *mAt == '0';
+        const bool isHex = hasPrefix && (mAt[1] == 'x' || mAt[1] == 'X');
+        const bool isOctal = hasPrefix && mAt[1] >= '0' && mAt[1] <= '9';
         mAt += isHex ? 2 : 0;
-        const bool isOctal =
-            !isHex && rest.size() > 1 && rest[0] == '0' && isNamePart(rest[1]) && !std::isalpha(rest[1]);
-        const char* const wordEnd = rest.data() + rest.size();
-        const auto [end, fault] = std::from_chars(mAt, wordEnd, number.size, isHex ? 16 : 10);
-        const char* const stop =
-            std::find_if_not(end, wordEnd, [](char c) { return c == 'u' || c == 'U' || c == 'l' || c == 'L'; });
-        if (fault != std::errc() || isOctal || stop != wordEnd) {
-            mSource.refuse(number.place,
-                           "\"" + std::string(word) + "\" is no decimal or hexadecimal number of up to 64 bits.");
+        const auto [stop, fault] = std::from_chars(mAt, end, number.size, isHex ? 16 : 10);
+        mAt = std::find_if_not(stop, end, [](char c) { return c == 'u' || c == 'U' || c == 'l' || c == 'L'; });
+        if (fault != std::errc() || isOctal || (mAt != end && (isNamePart(*mAt) || *mAt == '.'))) {
+            refuse();
         }
-        mAt = stop;
         return number;
     }
 

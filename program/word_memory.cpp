@@ -75,8 +75,15 @@ class MemoryReader {
 
     const char* readWord(const char* at) {
         const std::size_t place = mWords.size();
-        mWords.resize(place + mLimbs);
-        const DigitsRead read = readDigits(at, mSource.end(), mBits, mDigitBits, mWords.data() + place);
+        mp_limb_t word = 0;
+        if (mLimbs > 1) {
+            mWords.resize(place + mLimbs);
+        }
+        const DigitsRead read =
+            readDigits(at, mSource.end(), mBits, mDigitBits, mLimbs > 1 ? mWords.data() + place : &word);
+        if (mLimbs == 1) {
+            mWords.push_back(word);
+        }
         if (read.fault != DigitFault::none) {
             mSource.refuse(read.end, explained(read.fault, mSource.wordAt(at), *read.end, mBits, mDigitBits));
         }

@@ -175,6 +175,9 @@ class TableReader {
     }
 
     void readWord(WordCollector& words) {
+        if (readPlainWord(words)) {
+            return;
+        }
         skipSpaces();
         const bool isQuoted = isAt('"');
         mAt += isQuoted ? 1 : 0;
@@ -196,6 +199,25 @@ class TableReader {
             const WordGrid& grid = words.grid();
             refuse(begin, "is no word of " + fixed_type{grid.isSigned, grid.bits, -grid.exponent}.text() + ".");
         }
+    }
+
+    /// Takes the usual form, a short number right before a separator or a line end; changes nothing for others.
+    bool readPlainWord(WordCollector& words) {
+        const char* at = mAt;
+        const char* const end = at + std::min<std::ptrdiff_t>(mSource.end() - at, 20);
+        const bool isNegative = at != end && *at == '-';
+        at += isNegative ? 1 : 0;
+        const char* const digits = at;
+        std::uint64_t size = 0;
+        for (; at != end && isDigit(*at); ++at) {
+            size = size * 10 + static_cast<unsigned>(*at - '0');
+        }
+        if (at == digits || at == end || (!isSeparator(*at) && *at != '\n' && *at != '\r') ||
+            !words.add(isNegative, size)) {
+            return false;
+        }
+        mAt = at;
+        return true;
     }
 
     static constexpr std::size_t kMostShown = 40;
@@ -242,19 +264,6 @@ void writeTable(std::span<const fixed_array> arrays, const word_options& options
 
 std::vector<fixed_array> readTable(const SourceText& source, std::span<const word_signal> signals) {
     return TableReader(source, signals).read();
-}
-
-bool WordCollector::add(bool isNegative, std::uint64_t size) {
-    const int bits = mGrid.bits - (mGrid.isSigned ? 1 : 0);
-    const std::uint64_t most = bits >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << bits) - 1;
-    if (isNegative ? (size != 0 && (!mGrid.isSigned || size - 1 > most)) : size > most) {
-        return false;
-    }
-    mLimbs.push_back(isNegative ? ~size + 1 : size);
-    if (mGrid.limbs() > 1) {
-        mLimbs.resize(mLimbs.size() + mGrid.limbs() - 1, isNegative && size != 0 ? ~mp_limb_t{0} : 0);
-    }
-    return true;
 }
 
 bool WordCollector::addDecimal(bool isNegative, std::string_view digits) {
