@@ -69,7 +69,8 @@ Rational rationalOf(const exact_value& value) {
     if (point == std::string::npos) {
         return Rational(text);
     }
-    Rational parsed(text.substr(0, point) + text.substr(point + 1) + "/1" + std::string(text.size() - point - 1, '0'));
+    Rational parsed(text.substr(0, point) + text.substr(point + 1) + "/1" + std::string(text.size() - point - 1, '0'),
+                    10);
     parsed.canonicalize();
     return parsed;
 }
