@@ -71,6 +71,7 @@ tolvane_headers(
   program/fixed_array.h
   program/fixed_log.h
   program/fixed_scalar.h
+  program/float_array.h
   program/format.h
   program/functions.h
   program/log_analysis.h
@@ -78,7 +79,9 @@ tolvane_headers(
   program/random_seed.h
   program/scalar_place.h
   program/shapes.h
-  program/tolvane.h)
+  program/tolvane.h
+  program/word_files.h
+  program/word_text.h)
 tolvane_headers(
   tolvane
   PUBLIC

@@ -6,8 +6,11 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <optional>
 #include <ostream>
 #include <utility>
+
+#include "program/decimal_text.h"
 
 namespace tolvane {
 
@@ -93,7 +96,9 @@ exact_value::exact_value(double value) {
     *this = integer.times(exponent - kMantissaBits);
 }
 
-exact_value::exact_value(std::string_view text) {
+exact_value::exact_value(std::string_view text) : exact_value(detail::readDecimal(text, std::nullopt)) {}
+
+exact_value detail::readDecimal(std::string_view text, std::optional<int> lastPlace) {
     std::string_view rest = text;
     const bool isNegative = rest.starts_with('-');
     if (isNegative || rest.starts_with('+')) {
@@ -129,6 +134,7 @@ exact_value::exact_value(std::string_view text) {
     }
     // digits * 10^n = digits * 5^n * 2^n
     const int n = power - static_cast<int>(places);
+    int exponent = n;
     ExactInteger integer;
     ExactInteger fives;
     mpz_set_str(integer.value, digits.c_str(), 10);
@@ -137,13 +143,23 @@ exact_value::exact_value(std::string_view text) {
         mpz_mul(integer.value, integer.value, fives.value);
     } else if (mpz_divisible_p(integer.value, fives.value) != 0) {
         mpz_divexact(integer.value, integer.value, fives.value);
+    } else if (lastPlace) {
+        // digits / 5^-n * 2^n in units of 2^lastPlace, rounded down and then to odd.
+        if (n >= *lastPlace) {
+            mpz_mul_2exp(integer.value, integer.value, static_cast<mp_bitcnt_t>(n - *lastPlace));
+        } else {
+            mpz_mul_2exp(fives.value, fives.value, static_cast<mp_bitcnt_t>(*lastPlace - n));
+        }
+        mpz_fdiv_q(integer.value, integer.value, fives.value);
+        mpz_setbit(integer.value, 0);
+        exponent = *lastPlace;
     } else {
         refuse(text, "has no finite binary form. Give it a format, which rounds it.");
     }
     if (isNegative) {
         mpz_neg(integer.value, integer.value);
     }
-    *this = integer.times(n);
+    return integer.times(exponent);
 }
 
 exact_value exact_value::from_words(const std::uint64_t* limbs, std::size_t count, bool is_signed, int exponent) {
