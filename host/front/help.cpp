@@ -35,7 +35,16 @@ std::string nameOf(const OMDataType& type) {
     return name == "VELMAR array" ? "array" : name == "handle" ? "object" : std::string(name);
 }
 
+/// Whether it accepts anything, like the signatures of functions in the host's language.
+bool isOpen(const OMMethodSignature& signature) {
+    return signature.getNumberOfReturnArgs() < 0 &&
+           signature.getNumberOfArgs() == signature.getNumberOfRepeatableArgs();
+}
+
 std::string formOf(const std::string& name, const OMMethodSignature& signature) {
+    if (isOpen(signature)) {
+        return name + "(...)";
+    }
     std::string text = name + "(";
     for (const OMMethodSignature::Argument& argument : signature.getArguments()) {
         text += (text.ends_with('(') ? "" : ", ") + nameOf(*argument.dataType);
@@ -90,7 +99,10 @@ ClassHelp helpOf(const OMClass& objectClass) {
     for (const OMMethodInfo* const method : objectClass.getMethods()) {
         Member& member = help.methods.emplace_back(memberOf(*method));
         for (const auto& signature : method->getMethodSignatures()) {
-            member.forms.push_back((method->isStatic() ? "static " : "") + formOf(member.name, *signature));
+            const std::string form = (method->isStatic() ? "static " : "") + formOf(member.name, *signature);
+            if (member.forms.empty() || member.forms.back() != form) {
+                member.forms.push_back(form);
+            }
         }
     }
     return help;
