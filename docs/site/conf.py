@@ -4,7 +4,7 @@ html_title = "Tolvane"
 extensions = ["breathe", "myst_parser"]
 breathe_projects = {"tolvane": "../xml"}
 breathe_default_project = "tolvane"
-breathe_default_members = ("members",)
+breathe_show_include = False
 myst_heading_anchors = 3
 # Public macros and attributes that the parser of declarations doesn't know.
 cpp_id_attributes = ["TOLVANE_API"]
