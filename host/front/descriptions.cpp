@@ -345,7 +345,7 @@ constexpr Row kRows[] = {
     {"qlogger", "NUnderflows", "How many values other than zero became zero."},
     {"qlogger", "NOperations", "How many values were logged."},
     {"qlogger", "SetLoggingMode", "SetLoggingMode(on): switches logging on or off, for all arrays."},
-    {"qlogger", "SetLogType", "SetLogType(1): arrays also enter their logs in the map of logs by tag when they end; SetLogType(0): they don't."},
+    {"qlogger", "SetLogType", "SetLogType(1): with the feature \"FiTagLogging\", arrays with a tag enter their logs in the map of logs when they end; SetLogType(0): they don't."},
     {"filog", "Key", "Tag, operation and type, joined by \"|\"."},
     {"filog", "OperationType", "Whether assignments, products or sums were logged."},
     {"filog", "getlogs", "A cell column with a copy of each entry of the map of logs."},
