@@ -11,6 +11,6 @@ cpp_id_attributes = ["TOLVANE_API"]
 primary_domain = "cpp"
 highlight_language = "none"
 html_theme = "classic"
-html_theme_options = {"sidebarwidth": "18em", "body_max_width": "66em"}
+html_theme_options = {"sidebarwidth": "18em", "body_max_width": "90em"}
 html_show_copyright = False
 html_copy_source = False

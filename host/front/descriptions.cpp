@@ -32,7 +32,7 @@ constexpr Row kRows[] = {
     {"quantizer", "", "Rounds numbers to a format, and counts overflows and underflows."},
     {"fimath", "", "Rules of arithmetic: rounding, overflow, and the types of products and sums."},
     {"globalfimath", "", "The global rules themselves, which hold for arrays without rules of their own."},
-    {"fi", "", "An array of fixed-point numbers with a type, rules and a log."},
+    {"fi", "", "An array of fixed-point numbers with a type, rules and a log. Made of values, a type and rules, or by the function \"fi\" in one line."},
     {"qlogger", "", "A copy of the log of an array: extremes and counts. Its static methods switch logging."},
     {"filog", "", "One entry of the map of logs: what arrays of one tag, operation and type have logged."},
 
