@@ -5,6 +5,7 @@
 #   make tour                                                    first steps with arrays of the host
 #   make test                                                    all tests
 #   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
+#   make docs                                                    the site of all documents, build/docs/html/index.html
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
 
 SIGNAL ?= /usr/share/sounds/alsa/Front_Center.wav
@@ -33,7 +34,7 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test witness bench format format-check tidy sanitize fuzz coverage install clean
+.PHONY: run words tour test witness bench format format-check tidy sanitize fuzz coverage install docs clean
 
 run:
 	@tools/install-deps build run
@@ -107,6 +108,11 @@ coverage:
 	@tools/build coverage
 	@ctest --test-dir build/coverage --output-on-failure --progress -j $(JOBS)
 	@tools/coverage-report build/coverage
+
+docs:
+	@tools/install-deps build docs
+	@tools/build release host_reference
+	@tools/docs build/release/docs/site/host_reference
 
 install:
 	@tools/install-deps build

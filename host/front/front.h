@@ -13,12 +13,14 @@
 #include "host/front/comparison.h"
 #include "host/front/concatenation.h"
 #include "host/front/construction.h"
+#include "host/front/help.h"
 #include "host/front/reductions.h"
 #include "host/front/reshape.h"
 
 namespace front {
 
-/// Adds the functions to the host: "fi" as a function called by name, the others as methods of class "embedded.fi" (and
+/// Adds the functions to the host: "fi", "help", "methods" and "properties" as functions called by name, the others as
+/// methods of class "embedded.fi" (and
 /// "ispropequal" also of its type and rules). They remain after the session; a second call replaces them with the same
 /// functions. Dimensions count from 1, and the empty array means an omitted argument: `max(a, [], 2)`.
 void install(Session& session);

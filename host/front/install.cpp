@@ -112,6 +112,35 @@ Results dispCall(Session& session, int /*resultCount*/, Values arguments) {
     return {};
 }
 
+// "help", "methods" and "properties"
+
+/// Prints the text, or returns it if a result is requested.
+Results shown(int resultCount, const std::string& text) {
+    if (resultCount == 0) {
+        hscPrintf("%s", text.c_str());
+        return {};
+    }
+    return {Value(text)};
+}
+
+/// Of the class of an object, or that a text names.
+ClassHelp classIn(const Value& value) {
+    return classHelp(value.isObject() ? value.className() : value.toText());
+}
+
+Results helpCall(Session& /*session*/, int resultCount, Values arguments) {
+    if (arguments.empty()) {
+        return shown(resultCount, helpText());
+    }
+    return shown(resultCount,
+                 helpText(classIn(arguments[0]), arguments.size() > 1 ? arguments[1].toText() : std::string()));
+}
+
+template <std::string (*text)(const ClassHelp&)>
+Results listCall(Session& /*session*/, int resultCount, Values arguments) {
+    return shown(resultCount, text(classIn(arguments[0])));
+}
+
 using Implementation = Results (*)(Session& session, int resultCount, Values arguments);
 
 struct Row {
@@ -134,7 +163,12 @@ constexpr bool isXor(bool a, bool b) {
     return a != b;
 }
 
-constexpr Row kFiFunction = {"fi", 0, kAny, 1, ofAll<fiOf>};
+constexpr Row kFunctions[] = {
+    {"fi", 0, kAny, 1, ofAll<fiOf>},
+    {"help", 0, 2, 1, helpCall},
+    {"methods", 1, 1, 1, listCall<methodsText>},
+    {"properties", 1, 1, 1, listCall<propertiesText>},
+};
 constexpr Row kPropertiesEqual = {"ispropequal", 2, 2, 1, ofTwo<ispropequal>};
 
 constexpr Row kMethods[] = {
@@ -181,7 +215,9 @@ hostref::SessionFunction functionOf(const Row& row) {
 }  // namespace
 
 void install(Session& session) {
-    session.addFunction(kFiFunction.name, functionOf(kFiFunction));
+    for (const Row& row : kFunctions) {
+        session.addFunction(row.name, functionOf(row));
+    }
     for (const Row& row : kMethods) {
         session.addMethod(kArrayClass, row.name, functionOf(row));
     }
