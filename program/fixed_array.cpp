@@ -56,24 +56,10 @@ wordarray wordsOf(const std::vector<exact_value>& values, Place& place) {
     Arena arena(width, 1);
     Block block = arena.next();
     detail::forEachBlock(values.size(), [&](std::uint64_t begin, std::size_t count) {
-        std::fill_n(block.limbs, count * width, 0);
         block.extent = extent;
         block.negativeZeros = 0;
         for (std::size_t i = 0; i < count; ++i) {
-            const exact_value& value = values[begin + i];
-            mp_limb_t* const x = block.limbs + i * width;
-            const auto shift = static_cast<std::size_t>(value.is_zero() ? 0 : value.exponent() - exponent);
-            const std::vector<std::uint64_t>& limbs = value.magnitude();
-            for (std::size_t k = 0; k < limbs.size(); ++k) {
-                const std::size_t at = k + shift / kWordBits;
-                x[at] |= limbs[k] << shift % kWordBits;
-                if (shift % kWordBits != 0 && at + 1 < width) {
-                    x[at + 1] |= limbs[k] >> (kWordBits - shift % kWordBits);
-                }
-            }
-            if (value.is_negative()) {
-                mpn_neg(x, x, static_cast<mp_size_t>(width));
-            }
+            detail::setInteger(values[begin + i], exponent, width, block.limbs + i * width);
         }
         place.quantize(block, count);
         detail::store(block, count, width, words, begin);

@@ -53,6 +53,23 @@ integers::Format formatOf(const fixed_format& format, std::uint64_t* random) {
     return {gridOf(format.type()), rounding.round, overflow.overflow, rounding.more, overflow.more, random};
 }
 
+void setInteger(const exact_value& value, int exponent, std::size_t width, mp_limb_t* integer) {
+    constexpr std::size_t kLimbBits = WordGrid::kLimbBits;
+    std::fill_n(integer, width, 0);
+    const auto shift = static_cast<std::size_t>(value.is_zero() ? 0 : value.exponent() - exponent);
+    std::size_t at = shift / kLimbBits;
+    for (const std::uint64_t limb : value.magnitude()) {
+        integer[at] |= limb << shift % kLimbBits;
+        if (shift % kLimbBits != 0 && at + 1 < width) {
+            integer[at + 1] |= limb >> (kLimbBits - shift % kLimbBits);
+        }
+        ++at;
+    }
+    if (value.is_negative()) {
+        mpn_neg(integer, integer, static_cast<mp_size_t>(width));
+    }
+}
+
 int bitsNeeded(const fixed_format& format, const value_range& values, std::optional<int> unit) {
     // Rounding keeps the order, so the extremes need the most bits. They are rounded to words that hold them.
     const int fraction = format.type().fraction;
@@ -75,12 +92,7 @@ int bitsNeeded(const fixed_format& format, const value_range& values, std::optio
             integers::widthFor(std::max(integers::neededBits(rounding, extent), integers::neededBits(extent) + 1));
         Arena arena(width, 1);
         Block block = arena.next();
-        std::ranges::copy(value.magnitude(), block.limbs);
-        block.extent = {value.exponent(), value.bits(), true};
-        integers::align(exponent, 1, width, block);
-        if (value.is_negative()) {
-            integers::negate(1, width, block);
-        }
+        setInteger(value, exponent, width, block.limbs);
         block.extent = extent;
         integers::quantize(rounding, 1, width, block, nullptr);
         const exact_value rounded = exact_value::from_words(block.limbs, width, true, 0);
@@ -103,10 +115,15 @@ std::string placeNameOf(const fixed_format& format) {
 }  // namespace
 
 void addRecord(const fixed_format& format, int unit, const value_range& before, const value_range& after,
-               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows, std::uint64_t moment) {
-    LogAccess::add(
-        {placeNameOf(format), format, before, after, values, overflows, underflows, bitsNeeded(format, before, unit)},
-        moment);
+               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows, std::uint64_t moment,
+               const code_location& where) {
+    place_record made{
+        placeNameOf(format), format, before, after, values, overflows, underflows, bitsNeeded(format, before, unit)};
+    if (overflows > 0) {
+        made.overflow_file = where.file_name();
+        made.overflow_line = where.line();
+    }
+    LogAccess::add(made, moment);
 }
 
 /// What a place does for logs that want more than ranges and counts.
@@ -318,7 +335,7 @@ place_record Place::record() const {
     return made;
 }
 
-void Place::close(std::initializer_list<const Place*> places) {
+void Place::close(std::span<const Place* const> places) {
     std::vector<overflow_event> events;
     std::uint64_t moment = LogAccess::kAnyMoment;
     for (const Place* const place : places) {

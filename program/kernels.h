@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "program/array_access.h"
@@ -58,6 +59,9 @@ inline void store(Block& block, std::size_t count, std::size_t width, wordarray&
     integers::store(block, count, width, words, begin);
 }
 
+/// Sets an integer to a value as a multiple of 2^exponent. The width holds it.
+void setInteger(const exact_value& value, int exponent, std::size_t width, mp_limb_t* integer);
+
 /// The least word length at which no value of a range overflows, with the fraction and rounding of the format. The
 /// values are multiples of 2^unit; if it isn't known, those of each extreme are taken, which may come to a longer word
 /// for a rounding that depends on what is cut off.
@@ -65,7 +69,8 @@ int bitsNeeded(const fixed_format& format, const value_range& values, std::optio
 
 /// Tells the logs that lived at a moment of values which a place has quantized; they came as integers times 2^unit.
 void addRecord(const fixed_format& format, int unit, const value_range& before, const value_range& after,
-               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows, std::uint64_t moment);
+               std::uint64_t values, std::uint64_t overflows, std::uint64_t underflows, std::uint64_t moment,
+               const code_location& where = {});
 
 /// A place where blocks are quantized, and what it tells the logs when it ends.
 class Place {
@@ -95,7 +100,8 @@ class Place {
     /// nothing else is to be done; for several places of an operation, once for all of them.
     void close() { close({this}); }
     /// Null pointers are allowed. Places of one name count as one.
-    static void close(std::initializer_list<const Place*> places);
+    static void close(std::span<const Place* const> places);
+    static void close(std::initializer_list<const Place*> places) { close(std::span(places.begin(), places.size())); }
 
  private:
     struct Extremes {

@@ -1,0 +1,197 @@
+#include "program/filter_loops.h"
+
+#include <algorithm>
+
+namespace tolvane::detail {
+
+namespace {
+
+constexpr unsigned bitOf(Node node) {
+    return 1U << indexOf(node);
+}
+
+// Sets of nodes that loops are made for, so that those without a format cost nothing.
+constexpr unsigned kAnyNodes = 1U << kNodes;  // the section says which
+constexpr unsigned kOutput = bitOf(Node::output);
+constexpr unsigned kAllNodes = kAnyNodes - 1;
+
+constexpr std::size_t kBiquad = 2;
+constexpr std::size_t kAnyOrder = 0;
+
+template <class Int, filter_form kForm, unsigned kSet, std::size_t kOrder, bool kIsLogged>
+class LoopMachine {
+ public:
+    using Factor = Int;
+    using Sum = Int;
+
+    [[gnu::always_inline]] explicit LoopMachine(LoopSection<Int>& section) : mSection(section) {
+        if constexpr (kOrder != kAnyOrder) {
+            std::copy_n(section.b.begin(), kOrder + 1, mB.begin());
+            std::copy_n(section.a.begin(), kOrder, mA.begin());
+            for (std::size_t chain = 0; chain < 2; ++chain) {
+                std::copy(section.delays[chain].begin(), section.delays[chain].end(), mDelays[chain].begin());
+            }
+        }
+    }
+    [[gnu::always_inline]] void close() {
+        if constexpr (kOrder != kAnyOrder) {
+            for (std::size_t chain = 0; chain < 2; ++chain) {
+                std::copy_n(mDelays[chain].begin(), mSection.delays[chain].size(), mSection.delays[chain].begin());
+            }
+        }
+    }
+
+    [[gnu::always_inline]] std::size_t countB() const { return kOrder != kAnyOrder ? kOrder : mSection.b.size() - 1; }
+    [[gnu::always_inline]] std::size_t countA() const { return kOrder != kAnyOrder ? kOrder : mSection.a.size(); }
+    [[gnu::always_inline]] Int input(Int x) { return replace<Node::input>(mSection.hasGain ? x * mSection.gain : x); }
+    [[gnu::always_inline]] Int productB(std::size_t k, Int x) {
+        return place<Node::productB>((kOrder != kAnyOrder ? mB[k] : mSection.b[k]) * x);
+    }
+    [[gnu::always_inline]] Int productA(std::size_t k, Int x) {
+        return place<Node::productA>((kOrder != kAnyOrder ? mA[k - 1] : mSection.a[k - 1]) * x);
+    }
+    [[gnu::always_inline]] Int add(Int sum, Int x) const { return sum + x; }
+    // Where products aren't quantized, the coefficients have the sign.
+    [[gnu::always_inline]] Int addFeedback(Int sum, Int x) const {
+        return has<Node::productA>() && mSection.subtracts ? sum - x : sum + x;
+    }
+    [[gnu::always_inline]] Int feedback(Int x) const { return has<Node::productA>() && mSection.subtracts ? -x : x; }
+    [[gnu::always_inline]] Int term(Int x) const { return x << mSection.termShift; }
+    [[gnu::always_inline]] Int factorOf(Int x) const { return x >> mSection.factorShift; }
+
+    [[gnu::always_inline]] Int delayed(Chain chain, std::size_t k) const { return delay(chain, k); }
+    [[gnu::always_inline]] Int held(Chain chain, std::size_t k) const { return delay(chain, k); }
+    [[gnu::always_inline]] void hold(Chain chain, std::size_t k, Int x) { delayRef(chain, k) = x; }
+    template <class Make>
+    [[gnu::always_inline]] void push(Chain chain, std::size_t count, const Make& make) {
+        if (count > 0) {
+            for (std::size_t k = count; k > 1; --k) {
+                delayRef(chain, k) = delay(chain, k - 1);
+            }
+            delayRef(chain, 1) = make();
+        }
+    }
+    template <class Step>
+    [[gnu::always_inline]] void forEachDelay(std::size_t count, const Step& step) {
+        for (std::size_t k = 1; k <= count; ++k) {
+            step(k);
+        }
+    }
+
+    /// Values that keep their unit.
+    template <Node kNode>
+    [[gnu::always_inline]] Int place(Int x) {
+        return has<kNode>() ? apply<kNode, true>(x) : x;
+    }
+    /// From the unit of sums to factors.
+    template <Node kNode>
+    [[gnu::always_inline]] Int factor(Int x) {
+        return has<kNode>() ? apply<kNode, false>(x)
+                            : x >> (kNode == Node::output ? mSection.outputShift : mSection.stateShift);
+    }
+    /// From factors to factors.
+    template <Node kNode>
+    [[gnu::always_inline]] Int replace(Int x) {
+        return has<kNode>() ? apply<kNode, false>(x) : x;
+    }
+
+ private:
+    template <Node kNode>
+    [[gnu::always_inline]] bool has() const {
+        return kSet == kAnyNodes ? (mSection.nodes & bitOf(kNode)) != 0 : (kSet & bitOf(kNode)) != 0;
+    }
+    template <Node kNode, bool kKeepsUnit>
+    [[gnu::always_inline]] Int apply(Int x) {
+        const Int word = mSection.places[indexOf(kNode)].template apply<kIsLogged>(x);
+        return kKeepsUnit ? word << mSection.up[indexOf(kNode)] : word;
+    }
+    [[gnu::always_inline]] Int delay(Chain chain, std::size_t k) const {
+        return kOrder != kAnyOrder ? mDelays[static_cast<std::size_t>(chain)][k - 1]
+                                   : mSection.delays[static_cast<std::size_t>(chain)][k - 1];
+    }
+    [[gnu::always_inline]] Int& delayRef(Chain chain, std::size_t k) {
+        if constexpr (kOrder != kAnyOrder) {
+            return mDelays[static_cast<std::size_t>(chain)][k - 1];
+        } else {
+            return mSection.delays[static_cast<std::size_t>(chain)][k - 1];
+        }
+    }
+
+    LoopSection<Int>& mSection;
+    std::array<Int, kOrder + 1> mB;
+    std::array<Int, kOrder + 1> mA;
+    std::array<std::array<Int, kOrder + 1>, 2> mDelays;
+};
+
+template <class Int, filter_form kForm, unsigned kSet, std::size_t kOrder, bool kIsLogged>
+void run(LoopSection<Int>& section, Int* samples, std::size_t count) {
+    LoopMachine<Int, kForm, kSet, kOrder, kIsLogged> machine(section);
+    for (std::size_t i = 0; i < count; ++i) {
+        samples[i] = filterStep<kForm>(machine, machine.input(samples[i]));
+    }
+    machine.close();
+}
+
+template <class Int>
+using Loop = void (*)(LoopSection<Int>&, Int*, std::size_t);
+
+template <class Int, filter_form kForm, unsigned kSet, std::size_t kOrder>
+Loop<Int> loopFor(bool isLogged) {
+    return isLogged ? &run<Int, kForm, kSet, kOrder, true> : &run<Int, kForm, kSet, kOrder, false>;
+}
+
+template <class Int, filter_form kForm>
+Loop<Int> loopFor(unsigned nodes, bool isLogged) {
+    constexpr unsigned kInput = bitOf(Node::input);
+    // Only direct1 has a place for delays of outputs of their own.
+    constexpr unsigned kUsed = kForm == filter_form::direct1 ? kAllNodes : kAllNodes - bitOf(Node::outputState);
+    if (nodes == kUsed) {
+        return loopFor<Int, kForm, kUsed, kBiquad>(isLogged);
+    }
+    if (nodes == kUsed - kInput) {
+        return loopFor<Int, kForm, kUsed - kInput, kBiquad>(isLogged);
+    }
+    constexpr unsigned kFew = kForm == filter_form::direct2 ? kOutput | bitOf(Node::state) : kOutput;
+    if (nodes == kFew) {
+        return loopFor<Int, kForm, kFew, kBiquad>(isLogged);
+    }
+    return loopFor<Int, kForm, kAnyNodes, kBiquad>(isLogged);
+}
+
+template <class Int, filter_form kForm>
+Loop<Int> loopFor(const LoopSection<Int>& section, bool isLogged) {
+    return section.b.size() == kBiquad + 1 && section.a.size() == kBiquad
+               ? loopFor<Int, kForm>(section.nodes, isLogged)
+               : loopFor<Int, kForm, kAnyNodes, kAnyOrder>(isLogged);
+}
+
+template <class Int>
+void runForm(LoopSection<Int>& section, Int* samples, std::size_t count, bool isLogged) {
+    Loop<Int> loop = nullptr;
+    switch (section.form) {
+        case filter_form::direct1:
+            loop = loopFor<Int, filter_form::direct1>(section, isLogged);
+            break;
+        case filter_form::direct2:
+            loop = loopFor<Int, filter_form::direct2>(section, isLogged);
+            break;
+        case filter_form::transposed1:
+            loop = loopFor<Int, filter_form::transposed1>(section, isLogged);
+            break;
+        case filter_form::transposed2:
+            loop = loopFor<Int, filter_form::transposed2>(section, isLogged);
+            break;
+    }
+    loop(section, samples, count);
+}
+
+}  // namespace
+
+void filterLoop(LoopSection<std::int64_t>& section, std::int64_t* samples, std::size_t count, bool isLogged) {
+    runForm(section, samples, count, isLogged);
+}
+void filterLoop(LoopSection<Int128>& section, Int128* samples, std::size_t count, bool isLogged) {
+    runForm(section, samples, count, isLogged);
+}
+
+}  // namespace tolvane::detail
