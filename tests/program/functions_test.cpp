@@ -587,6 +587,12 @@ TEST(Functions, ComputeWhatRationalsDo) {
     const fixed_array z = complex_of(x, 0 * x);
     EXPECT_EQ(find(conj(complex_of(0 * x, x))), find(x));
     EXPECT_EQ((conj(z) * z).real(), x * x);
+    const fixed_array none = zeros({2, 0}, sfix(8, 1));
+    EXPECT_EQ(sum(none), fixed_array(0, "s8,1"));
+    EXPECT_EQ(matmul(none, zeros({0, 3}, sfix(8, 1))), 0 * x);
+    EXPECT_EQ(cumsum(none, 1).shape(), none.shape());
+    EXPECT_EQ(concatenate({repeat(x, 0), x}, 1), x);
+    EXPECT_EQ(mean(complex_of(x, -x), 0, "s8,4").imag(), fixed_array({0.5, -3.5, -3.0}, "s8,4"));
     EXPECT_EQ(clip(x, 1, 4).type(), x.type()) << "bounds are words of the type";
 }
 
