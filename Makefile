@@ -5,6 +5,7 @@
 #   make tour                                                    first steps with arrays of the host
 #   make test                                                    all tests
 #   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
+#   make hardware [HARDWARE_CASES=200000] [SEED=random]          compares with simulated hardware, word by word
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
 
 SIGNAL ?= /usr/share/sounds/alsa/Front_Center.wav
@@ -13,6 +14,7 @@ OUT ?= build/filter_study
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 WITNESS_SECONDS ?= 20
+HARDWARE_CASES ?= 200000
 SEED ?= 1
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
@@ -33,7 +35,7 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test witness bench format format-check tidy sanitize fuzz coverage install clean
+.PHONY: run words tour test witness hardware bench format format-check tidy sanitize fuzz coverage install clean
 
 run:
 	@tools/install-deps build run
@@ -73,6 +75,11 @@ test:
 witness:
 	@tools/install-deps build test
 	@tools/witness $(WITNESS_SECONDS) $(SEED)
+
+hardware:
+	@tools/install-deps build test hardware
+	@tools/build dev hardware_vectors
+	@tests/hardware/run build/dev/tests/hardware/hardware_vectors build/hardware $(HARDWARE_CASES) $(SEED)
 
 bench:
 	@tools/install-deps build bench
