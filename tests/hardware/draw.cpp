@@ -54,13 +54,15 @@ exact_value Draw::value(const fixed_type& type, const fixed_type& target) {
             fill(j, j + 1, (limb & 1) != 0);
         }
     }
-    // Few bits below the last place of the target, or of any other: ties and their neighbours.
+    // Below the last place of the target, or any other: nothing, a tie, or the word before or after one.
     if (oneIn(2)) {
         const int place = oneIn(3) ? between(0, length) : lowOf(target) - lowOf(type);
-        const int kind = between(0, 3);
+        const int kind = between(0, 4);
         fill(0, place - 1, kind == 1);
         fill(place - 1, place, kind >= 2);
-        fill(0, 1, kind == 1 || kind == 3);
+        if (kind == 4) {
+            fill(0, 1, true);
+        }
     }
     // Equal bits above the first place of the target: values within it or just beyond.
     if (oneIn(2)) {

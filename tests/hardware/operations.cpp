@@ -136,7 +136,7 @@ ModuleOperation ModuleOperation::drawn(Draw& draw, Kind kind) {
     const fixed_type right = draw.type(draw.oneIn(2));
     switch (kind) {
         case Kind::cast:
-            return {kind, false, left, left, formatDrawn(draw, draw.typeNear(left, draw.oneIn(2)))};
+            return {kind, false, left, fixed_type{true, 2, 0}, formatDrawn(draw, draw.typeNear(left, draw.oneIn(2)))};
         case Kind::sum:
             return {kind, false, left, right, sumType(left, right, left.is_signed || right.is_signed)};
         case Kind::difference:
@@ -182,7 +182,7 @@ std::string_view ModuleOperation::name() const {
 
 std::string ModuleOperation::parameters() const {
     return ".OPERATION(\"" + std::string(name()) + "\"), " + parametersOf("A", left, true) + ", " +
-           parametersOf("B", right, true) + ", " + parametersOf("R", format, true);
+           (kind == Kind::cast ? "" : parametersOf("B", right, true) + ", ") + parametersOf("R", format, true);
 }
 
 std::string parametersOf(const std::string& prefix, const fixed_type& type, bool withSign) {
