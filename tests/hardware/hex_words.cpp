@@ -13,7 +13,8 @@ using tolvane::fixed_type;
 std::string hexWord(const exact_value& value, const fixed_type& type) {
     std::vector<std::uint64_t> limbs(static_cast<std::size_t>(type.bits) / 64 + 1);
     if (!value.is_zero()) {
-        const auto shift = static_cast<std::size_t>(value.exponent() + type.fraction);
+        const int places = value.exponent() + type.fraction;
+        const auto shift = static_cast<std::size_t>(places);
         for (std::size_t i = 0; i < value.magnitude().size(); ++i) {
             const std::uint64_t limb = value.magnitude()[i];
             const std::size_t place = shift / 64 + i;

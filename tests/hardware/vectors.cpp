@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -228,9 +229,10 @@ class Comparison {
             if (group.file != file) {
                 requireEnd(simulator, file, in[3]);
                 file = group.file;
-                const std::string path = mFolder + '/' + file;
-                const std::string paths[] = {path + ".a.hex", path + ".b.hex", path + ".want.hex",
-                                             mFolder + '/' + simulator + '/' + file + ".hex"};
+                const std::filesystem::path folder(mFolder);
+                const std::filesystem::path paths[] = {folder / (file + ".a.hex"), folder / (file + ".b.hex"),
+                                                       folder / (file + ".want.hex"),
+                                                       folder / simulator / (file + ".hex")};
                 for (std::size_t i = 0; i < in.size(); ++i) {
                     in[i] = std::ifstream(paths[i]);
                 }
