@@ -1,5 +1,5 @@
-// Test benches: each reads the words of its operands from files, $readmemh's, and writes those of the results, one a clock,
-// into the folder RESULTS. `done` stays high from the last one on.
+// Test benches: each reads the words of its operands from files by $readmemh, and writes those of the results into the
+// folder RESULTS. `done` stays high from the last one on.
 
 module operation_bench #(
     parameter NAME = "", OPERATION = "cast", COUNT = 1,

@@ -28,10 +28,10 @@ fixed_type productOf(const fixed_type& a, const fixed_type& b) {
     return sfix(a.bits + b.bits, a.fraction + b.fraction);
 }
 
-/// A type with up to so many bits more or fewer at each end.
-fixed_type changed(Draw& draw, const fixed_type& type, int least, int most, int cut) {
+/// A type with `least` to `most` bits more in front, and with up to so many cut off at the end, or `appended`.
+fixed_type changed(Draw& draw, const fixed_type& type, int least, int most, int cut, int appended = 0) {
     const int high = highOf(type) + draw.between(least, most);
-    const int low = lowOf(type) + draw.between(0, cut);
+    const int low = lowOf(type) + draw.between(-appended, cut);
     return typeOfRange(true, std::max(high, low + 1), low);
 }
 
@@ -81,7 +81,10 @@ FirFilter FirFilter::drawn(Draw& draw) {
         filter.sum = formatDrawn(draw, changed(draw, term, -1, 3, 4), true);
         term = filter.sum->type();
     }
-    filter.output = formatDrawn(draw, changed(draw, input, -1, 1, inputBits / 2));
+    // In outputs with the bits of the sums, no wrong bit of a sum can hide.
+    const bool isWhole = draw.oneIn(2);
+    filter.output =
+        formatDrawn(draw, isWhole ? changed(draw, term, -1, 0, 0) : changed(draw, input, -1, 1, inputBits / 2));
     return filter;
 }
 
@@ -117,7 +120,7 @@ BiquadFilter BiquadFilter::drawn(Draw& draw) {
                                    sfix(coefficientBits, coefficientBits - 2));
     const fixed_type input = sfix(inputBits, inputBits - 1);
     const fixed_format sectionInput = formatDrawn(draw, changed(draw, input, -1, 1, 3));
-    const fixed_format sectionOutput = formatDrawn(draw, changed(draw, input, 0, 2, 3));
+    const fixed_format sectionOutput = formatDrawn(draw, changed(draw, input, 0, 2, 3, 12));
     const fixed_type termB = productOf(sectionInput.type(), coefficients.type());
     const fixed_type termA = productOf(sectionOutput.type(), coefficients.type());
     const fixed_format productB = formatDrawn(draw, changed(draw, termB, -2, 0, termB.bits / 2));

@@ -1,7 +1,7 @@
 // An FIR filter with one multiplier and one accumulator: y[n] = h[0] x[n] + h[1] x[n-1] + ...
 //
-// The products and the accumulator have formats of their own: each product is cast, is added, and the sum is cast. After
-// `start` a result takes TAPS clocks; `ready` is high for the clock in which y is valid.
+// The products and the accumulator have formats of their own: each product is cast, is added, and the sum is cast.
+// After `start` a result takes TAPS clocks; `ready` is high for the clock in which y is valid.
 module fir #(
     parameter TAPS = 16,
     parameter COEFFICIENTS = "coefficients.hex",

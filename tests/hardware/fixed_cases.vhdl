@@ -6,8 +6,8 @@
 --     operation sign rounding overflow  a'high a'low  b'high b'low  guard_bits  count
 --
 -- with one letter for each of the first four: c + - * / n (n: numeric_std), s u, r t (fixed_round, fixed_truncate),
--- s w (fixed_saturate, fixed_wrap). The words of the operands are in the files `left` and `right`, in hexadecimal, a word
--- a line. A cast has no right operand: the range of b is that of its result, and its words are zeros.
+-- s w (fixed_saturate, fixed_wrap). The words of the operands are in the files `left` and `right`, in hexadecimal, a
+-- word a line. A cast has no right operand: the range of b is that of its result, and its words are zeros.
 library ieee;
 use ieee.std_logic_1164.all;
 use ieee.numeric_std.all;
