@@ -5,6 +5,7 @@
 #   make tour                                                    first steps with arrays of the host
 #   make test                                                    all tests
 #   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
+#   make hardware [HARDWARE_CASES=200000] [SEED=random]          compares with simulated hardware, word by word
 #   make docs                                                    the site of all documents, build/docs/html/index.html
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
 
@@ -14,6 +15,7 @@ OUT ?= build/filter_study
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 WITNESS_SECONDS ?= 20
+HARDWARE_CASES ?= 200000
 SEED ?= 1
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
@@ -34,7 +36,7 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test witness bench format format-check tidy sanitize fuzz coverage install docs clean
+.PHONY: run words tour test witness hardware bench format format-check tidy sanitize fuzz coverage install docs clean
 
 run:
 	@tools/install-deps build run
@@ -74,6 +76,11 @@ test:
 witness:
 	@tools/install-deps build test
 	@tools/witness $(WITNESS_SECONDS) $(SEED)
+
+hardware:
+	@tools/install-deps build test hardware
+	@tools/build dev hardware_vectors
+	@tests/hardware/run build/dev/tests/hardware/hardware_vectors build/hardware $(HARDWARE_CASES) $(SEED)
 
 bench:
 	@tools/install-deps build bench
