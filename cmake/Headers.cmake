@@ -71,6 +71,7 @@ tolvane_headers(
   program/fixed_array.h
   program/fixed_log.h
   program/fixed_scalar.h
+  program/filters.h
   program/float_array.h
   program/format.h
   program/functions.h

@@ -86,11 +86,13 @@ wordarray wordsOf(std::span<const double> values, Place& place) {
 template <class Values>
 fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& format, const code_location& where) {
     Place place(format, where);
+    place.takeValues();
     std::optional<Place> imagPlace;
     wordarray realWords = wordsOf(real, place);
     std::optional<wordarray> imagWords;
     if (!imag.empty()) {
         imagPlace.emplace(format, where);
+        imagPlace->takeValues();
         imagWords = wordsOf(imag, *imagPlace);
     }
     Place::close({&place, imagPlace ? &*imagPlace : nullptr});

@@ -177,6 +177,16 @@ int Place::neededBits(const integers::Extent& x) const {
     return mMore && mMore->specified ? std::max(needed, integers::neededBits(*mMore->specified, x)) : needed;
 }
 
+void Place::takeValues() {
+    for (integers::Format* const format : {&mFormat, mMore && mMore->specified ? &*mMore->specified : nullptr}) {
+        if (format && format->moreRounding == MoreRounding::addSign) {
+            // A value with places to cut off isn't a multiple of the last one that is kept.
+            format->moreRounding = MoreRounding::none;
+            format->round = Round::Fix;
+        }
+    }
+}
+
 void Place::open(std::size_t width) {
     mWidth = width;
     if (mIsLogged) {

@@ -86,6 +86,8 @@ class Place {
     const fixed_type& type() const { return mType; }
     /// Whether a log asked for more than ranges and counts.
     bool hasMore() const { return mMore != nullptr; }
+    /// The values have no type: what `add_sign` depends on, the places that are cut off, are those of each value.
+    void takeValues();
     /// Makes room; call it before the first block.
     void open(std::size_t width);
     /// All blocks have one exponent.

@@ -5,6 +5,7 @@
 #include "program/code_location.h"
 #include "program/error.h"
 #include "program/exact_value.h"
+#include "program/filters.h"
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/fixed_scalar.h"

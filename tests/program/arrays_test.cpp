@@ -117,6 +117,8 @@ TEST(Arrays, TakeIntegersOfEveryKind) {
     EXPECT_EQ(texts(fixed_array(std::vector<std::complex<int>>{{1, -2}, {300, 4}}, "s8,0")), "1 -2i 127 4i ");
     EXPECT_EQ(texts(fixed_array(std::list<float>{0.5F, 2.25F}, "s8,2")), "0.5 2.25 ");
     EXPECT_EQ(texts(fixed_array(std::vector<bool>{true, false}, "u1,0")), "1 0 ");
+    // Values have the places that they need, whatever stands beside them.
+    EXPECT_EQ(texts(fixed_array({-2.0, 0.25, -0.25}, "s8,0 add_sign")), "-2 0 0 ");
 }
 
 TEST(Arrays, ComputeExactlyInTypesThatHoldEveryResult) {
