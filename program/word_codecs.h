@@ -2,7 +2,10 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <span>
 #include <string>
@@ -123,6 +126,32 @@ struct DecimalRead {
     const char* end = nullptr;
 };
 DecimalRead readDecimalWord(const char* begin, const char* end);
+/// Reads up to 7 digits without a branch for each, and returns how many; 0 if there are none or more, or the text ends
+/// within 8 characters.
+inline int readShortNumber(const char* at, const char* end, std::uint64_t& number) {
+    if constexpr (std::endian::native == std::endian::little) {
+        constexpr int kCharacters = 8;
+        if (end - at < kCharacters) {
+            return 0;
+        }
+        std::uint64_t digits = 0;
+        std::memcpy(&digits, at, kCharacters);
+        digits ^= 0x3030303030303030U;
+        // The highest bit of the first byte that isn't 0 to 9, and of some behind it.
+        const std::uint64_t others = ((digits + 0x7676767676767676U) | digits) & 0x8080808080808080U;
+        const int count = std::countr_zero(others) / 8;
+        if (count == 0 || count == kCharacters) {
+            return 0;
+        }
+        // Digits in bytes, then pairs and fours of them, the first one lowest, are joined with their neighbours.
+        digits <<= 8 * (kCharacters - count);
+        digits = (digits * 10 + (digits >> 8)) & 0x00FF00FF00FF00FFU;
+        digits = (digits * 100 + (digits >> 16)) & 0x0000FFFF0000FFFFU;
+        number = (digits * 10000 + (digits >> 32)) & 0xFFFFFFFFU;
+        return count;
+    }
+    return 0;
+}
 /// The word as a decimal number.
 char* writeDecimal(const mp_limb_t* word, const WordGrid& grid, char* out);
 /// The characters that any such word has room in.

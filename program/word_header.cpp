@@ -247,8 +247,15 @@ class HeaderReader {
             mSource.refuse(number.place, "\"" + std::string(mSource.wordAt(number.place)) +
                                              "\" is no decimal or hexadecimal number of up to 64 bits.");
         };
-        constexpr std::string_view kLeast = "INT64_MIN";
         const char* const end = mSource.end();
+        const char* const digits = mAt + (*mAt == '-' ? 1 : 0);
+        if (const int count = readShortNumber(digits, end, number.size);
+            count > 0 && (digits[count] == ',' || digits[count] == '}') && (*digits != '0' || count == 1)) {
+            number.isNegative = digits != mAt;
+            mAt = digits + count;
+            return number;
+        }
+        constexpr std::string_view kLeast = "INT64_MIN";
         if (*mAt == kLeast.front()) {
             if (readName() != kLeast) {
                 refuse();

@@ -17,6 +17,29 @@ bool isSeparator(char c) {
     return c == ',' || c == ';' || c == '\t';
 }
 
+/// Writes a number into 20 characters or more. Lengths of numbers are hard to foresee, so those of up to 8 digits take
+/// no branch for each.
+char* writeNumber(bool isNegative, std::uint64_t number, char* out) {
+    constexpr std::uint64_t kEightDigits = 100000000;
+    *out = '-';
+    out += isNegative ? 1 : 0;
+    if (std::endian::native != std::endian::little || number >= kEightDigits) {
+        return std::to_chars(out, out + 20, number).ptr;
+    }
+    // Two fours of digits, four pairs, and eight digits in bytes, the highest one lowest. Fours and pairs are divided
+    // by 100 and 10 side by side; the reciprocals are exact for them.
+    const std::uint64_t fours = number / 10000 | number % 10000 << 32;
+    const std::uint64_t hundreds = (fours * 10486 >> 20) & 0x0000007F0000007FU;
+    const std::uint64_t pairs = hundreds | (fours - hundreds * 100) << 16;
+    const std::uint64_t tens = (pairs * 103 >> 10) & 0x000F000F000F000FU;
+    std::uint64_t digits = tens | (pairs - tens * 10) << 8;
+    // The last digit stays, whatever it is.
+    const int zeros = std::countr_zero(digits | std::uint64_t{1} << 56) / 8;
+    digits = (digits | 0x3030303030303030U) >> (8 * zeros);
+    std::memcpy(out, &digits, sizeof digits);
+    return out + (8 - zeros);
+}
+
 std::string quoted(const std::string& name) {
     if (name.find_first_of(",;\t\"\r\n") == std::string::npos) {
         return name;
@@ -209,6 +232,7 @@ class TableReader {
         at += isNegative ? 1 : 0;
         const char* const digits = at;
         std::uint64_t size = 0;
+        at += readShortNumber(at, mSource.end(), size);
         for (; at != end && isDigit(*at); ++at) {
             size = size * 10 + static_cast<unsigned>(*at - '0');
         }
@@ -357,9 +381,8 @@ DecimalRead readDecimalWord(const char* begin, const char* end) {
 
 char* writeDecimal(const mp_limb_t* word, const WordGrid& grid, char* out) {
     if (grid.limbs() == 1) {
-        char* const end = out + decimalRoom(grid);
-        return grid.isSigned ? std::to_chars(out, end, static_cast<std::int64_t>(word[0])).ptr
-                             : std::to_chars(out, end, word[0]).ptr;
+        const bool isNegative = grid.isSigned && static_cast<std::int64_t>(word[0]) < 0;
+        return writeNumber(isNegative, isNegative ? ~word[0] + 1 : word[0], out);
     }
     const std::string text = exact_value::from_words(word, grid.limbs(), grid.isSigned, 0).text();
     std::memcpy(out, text.data(), text.size());
