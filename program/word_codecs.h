@@ -83,22 +83,20 @@ class WordCollector {
  public:
     explicit WordCollector(const fixed_type& type)
         : mGrid(gridOf(type)),
-          mMost(type.bits - (type.is_signed ? 1 : 0) >= WordGrid::kLimbBits
-                    ? ~std::uint64_t{0}
-                    : (std::uint64_t{1} << (type.bits - (type.is_signed ? 1 : 0))) - 1),
-          mMostNegative(!type.is_signed              ? 0
-                        : mMost == ~std::uint64_t{0} ? mMost
-                                                     : mMost + 1) {}
+          mMost{greatest(type.bits - (type.is_signed ? 1 : 0)),
+                !type.is_signed ? 0 : std::max(greatest(type.bits - 1) + 1, greatest(type.bits - 1))} {}
     const WordGrid& grid() const { return mGrid; }
     std::size_t count() const { return mLimbs.size() / mGrid.limbs(); }
     /// Adds the word that decimal digits mean; returns false and adds nothing if it is beyond the type.
     bool addDecimal(bool isNegative, std::string_view digits);
     /// The same for a number of up to 64 bits.
     bool add(bool isNegative, std::uint64_t size) {
-        if (isNegative ? size > mMostNegative : size > mMost) {
+        // Signs are hard to foresee, so they take no branch.
+        if (size > mMost[isNegative ? 1 : 0]) {
             return false;
         }
-        mLimbs.push_back(isNegative ? ~size + 1 : size);
+        const std::uint64_t flip = std::uint64_t{0} - (isNegative ? 1U : 0U);
+        mLimbs.push_back((size ^ flip) - flip);
         if (mGrid.limbs() > 1) {
             mLimbs.resize(mLimbs.size() + mGrid.limbs() - 1, isNegative && size != 0 ? ~mp_limb_t{0} : 0);
         }
@@ -109,10 +107,13 @@ class WordCollector {
     wordarray take() const;
 
  private:
+    static std::uint64_t greatest(int bits) {
+        return bits >= WordGrid::kLimbBits ? ~std::uint64_t{0} : (std::uint64_t{1} << bits) - 1;
+    }
+
     WordGrid mGrid;
     // The greatest and least words as far as 64 bits hold them.
-    std::uint64_t mMost;
-    std::uint64_t mMostNegative;
+    std::uint64_t mMost[2];
     std::vector<mp_limb_t> mLimbs;
 };
 
