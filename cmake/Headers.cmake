@@ -68,6 +68,7 @@ tolvane_headers(
   program/exact_value.h
   program/fixed_array.h
   program/fixed_log.h
+  program/float_array.h
   program/format.h
   program/tolvane.h
   program/word_files.h

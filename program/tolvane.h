@@ -5,6 +5,7 @@
 #include "program/exact_value.h"
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
+#include "program/float_array.h"
 #include "program/format.h"
 #include "program/word_files.h"
 #include "program/word_text.h"
