@@ -67,8 +67,9 @@ std::uint64_t signBit(const float_type& type) {
     return std::uint64_t{1} << (type.bits() - 1);
 }
 
-/// Whether a magnitude between two neighbours goes to the upper one. `half` compares it with the middle.
-bool goesUp(rounding mode, bool isNegative, bool isOdd, std::strong_ordering half) {
+/// Whether a magnitude between two neighbours goes to the upper one. `half` is negative, 0 or positive as it is below
+/// the middle, there or above.
+bool goesUp(rounding mode, bool isNegative, bool isOdd, int half) {
     switch (mode) {
         case rounding::ceil:
             return !isNegative;
@@ -146,9 +147,7 @@ std::uint64_t codeOf(const exact_value& number, const float_format& format) {
         units = dropped < number.bits() ? bitsFrom(number.magnitude(), dropped) : 0;
         // The magnitude is odd, so only one dropped bit is a half.
         const bool hasHalf = (bitsFrom(number.magnitude(), dropped - 1) & 1U) != 0;
-        const std::strong_ordering half = !hasHalf       ? std::strong_ordering::less
-                                          : dropped == 1 ? std::strong_ordering::equal
-                                                         : std::strong_ordering::greater;
+        const int half = !hasHalf ? -1 : dropped == 1 ? 0 : 1;
         units += goesUp(format.rounding(), number.is_negative(), (units & 1U) != 0, half) ? 1U : 0U;
     }
     // A normal number's highest bit adds one to the exponent, and so does the carry of a rounding.

@@ -385,8 +385,7 @@ char* writeDecimal(const mp_limb_t* word, const WordGrid& grid, char* out) {
         return writeNumber(isNegative, isNegative ? ~word[0] + 1 : word[0], out);
     }
     const std::string text = exact_value::from_words(word, grid.limbs(), grid.isSigned, 0).text();
-    std::memcpy(out, text.data(), text.size());
-    return out + text.size();
+    return std::copy(text.begin(), text.end(), out);
 }
 
 std::size_t decimalRoom(const WordGrid& grid) {
