@@ -94,9 +94,10 @@ struct float_value {
     exact_value number;  // with its sign; 0 if it is none
 };
 
-/// Numbers to make an array of: floating-point ones with all their special values, whole ones and exact ones.
+/// Numbers to make an array of: floats and doubles with all their special values, whole ones and exact ones.
 template <class T>
-concept float_source = std::ranges::input_range<T> &&
+concept float_source =
+    std::ranges::input_range<T> && !std::same_as<std::ranges::range_value_t<T>, long double> &&
     (plain_number<std::ranges::range_value_t<T>> || std::same_as<std::ranges::range_value_t<T>, exact_value>);
 
 /// A value; one real number an element, and a word of up to 64 bits for each. Logs don't hear of floats.

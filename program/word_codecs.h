@@ -87,6 +87,12 @@ class WordCollector {
                 !type.is_signed ? 0 : std::max(greatest(type.bits - 1) + 1, greatest(type.bits - 1))} {}
     const WordGrid& grid() const { return mGrid; }
     std::size_t count() const { return mLimbs.size() / mGrid.limbs(); }
+    /// Takes room for what a text of so many characters may hold, shared by so many collectors. Room that isn't used
+    /// costs nothing.
+    void expect(std::size_t characters, std::size_t collectors) {
+        constexpr std::size_t kCharactersPerWord = 4;
+        mLimbs.reserve(characters / (kCharactersPerWord * collectors));
+    }
     /// Adds the word that decimal digits mean; returns false and adds nothing if it is beyond the type.
     bool addDecimal(bool isNegative, std::string_view digits);
     /// The same for a number of up to 64 bits.

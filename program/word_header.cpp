@@ -182,6 +182,9 @@ class HeaderReader {
         const WordGrid grid = gridOf(signal->format.type());
         const std::size_t partCount = signal->is_complex ? 2 : 1;
         std::vector<WordCollector> parts(partCount, WordCollector(signal->format.type()));
+        for (WordCollector& part : parts) {
+            part.expect(static_cast<std::size_t>(mSource.end() - mAt), partCount);
+        }
         const std::size_t pieceCount = isWide(grid) ? piecesOf(grid.bits) : 1;
         std::vector<std::uint32_t> pieces;
         std::size_t part = 0;
@@ -224,7 +227,12 @@ class HeaderReader {
         int depth = 0;
         const char* const open = mAt;
         while (skipSpace()) {
-            if (*mAt == '{') {
+            if (depth > 0 && (*mAt == '-' || (*mAt >= '0' && *mAt <= '9'))) {
+                visit(readNumber());
+                // Mostly one comma and one space follow.
+                mAt += mAt != mSource.end() && *mAt == ',' ? 1 : 0;
+                mAt += mAt != mSource.end() && *mAt == ' ' ? 1 : 0;
+            } else if (*mAt == '{') {
                 ++depth;
                 ++mAt;
             } else if (*mAt == '}') {

@@ -74,6 +74,9 @@ class TableReader {
 
     std::vector<fixed_array> read() {
         mAt = mSource.begin();
+        for (Column& column : mColumns) {
+            column.words.expect(mSource.text.size(), mColumns.size());
+        }
         skipEmptyLines();
         for (std::size_t i = 0; i < mColumns.size(); ++i) {
             mOrder.push_back(i);
