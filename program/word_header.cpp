@@ -227,7 +227,9 @@ class HeaderReader {
         int depth = 0;
         const char* const open = mAt;
         while (skipSpace()) {
-            if (depth > 0 && (*mAt == '-' || (*mAt >= '0' && *mAt <= '9'))) {
+            if (*mAt >= '-' && *mAt <= '9') {
+                // Digits, signs, and what readNumber refuses. Signs are hard to foresee, so they aren't told from
+                // digits.
                 visit(readNumber());
                 // Mostly one comma and one space follow.
                 mAt += mAt != mSource.end() && *mAt == ',' ? 1 : 0;
@@ -256,7 +258,7 @@ class HeaderReader {
                                              "\" is no decimal or hexadecimal number of up to 64 bits.");
         };
         const char* const end = mSource.end();
-        const char* const digits = mAt + (*mAt == '-' ? 1 : 0);
+        const char* const digits = mAt + static_cast<std::ptrdiff_t>(*mAt == '-');
         if (const int count = readShortNumber(digits, end, number.size);
             count > 0 && (digits[count] == ',' || digits[count] == '}') && (*digits != '0' || count == 1)) {
             number.isNegative = digits != mAt;
@@ -268,7 +270,9 @@ class HeaderReader {
             if (readName() != kLeast) {
                 refuse();
             }
-            return {true, std::uint64_t{1} << 63, number.place};
+            number.isNegative = true;
+            number.size = std::uint64_t{1} << 63;
+            return number;
         }
         number.isNegative = *mAt == '-';
         mAt += number.isNegative || *mAt == '+' ? 1 : 0;
