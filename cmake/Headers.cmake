@@ -68,10 +68,10 @@ tolvane_headers(
   program/code_location.h
   program/error.h
   program/exact_value.h
+  program/filters.h
   program/fixed_array.h
   program/fixed_log.h
   program/fixed_scalar.h
-  program/filters.h
   program/float_array.h
   program/format.h
   program/functions.h

@@ -424,6 +424,28 @@ float_array float_array::from_words(std::span<const std::uint64_t> words, const 
     return made;
 }
 
+float_array float_array::from_words(const fixed_array& words, const float_type& type) {
+    if (words.type().bits != checked(type).bits() || words.is_complex()) {
+        throw error("tolvane:float:word", "Words of " + words.type().text() + (words.is_complex() ? " complex" : "") +
+                                              " are none of the " + std::to_string(type.bits()) + " bits of " +
+                                              type.text() + ".");
+    }
+    float_array made;
+    made.mType = type;
+    made.mShape = words.shape();
+    made.mName = words.name();
+    const std::uint64_t mask = signBit(type) | (signBit(type) - 1);
+    for (const std::int64_t word : words.words()) {
+        made.mWords.push_back(static_cast<std::uint64_t>(word) & mask);
+    }
+    return made;
+}
+
+fixed_array float_array::to_words() const {
+    const std::vector<std::int64_t> words(mWords.begin(), mWords.end());
+    return fixed_array::from_words(words, ufix(mType.bits(), 0)).reshaped(mShape).named(mName);
+}
+
 float_array float_array::named(std::string name) const {
     float_array result = *this;
     result.mName = std::move(name);

@@ -112,6 +112,8 @@ class TOLVANE_API float_array {
         : float_array(std::vector<Number>(values), format) {}
     /// Encodings; bits beyond the type raise "tolvane:float:word".
     static float_array from_words(std::span<const std::uint64_t> words, const float_type& type);
+    /// Encodings as `to_words` makes them, say from a file; words of another length raise "tolvane:float:word".
+    static float_array from_words(const fixed_array& words, const float_type& type);
 
     const float_type& type() const { return mType; }
     const array_shape& shape() const { return mShape; }
@@ -122,6 +124,8 @@ class TOLVANE_API float_array {
     float_array reshaped(array_shape shape) const;
 
     std::span<const std::uint64_t> words() const { return mWords; }
+    /// The words as whole numbers without sign, for texts and files of words.
+    fixed_array to_words() const;
     /// An element by its place in memory; beyond the last raises "tolvane:array:index".
     float_value at(std::size_t index) const;
     /// The nearest doubles; NaN of any kind becomes the usual one.

@@ -267,6 +267,11 @@ TEST(Floats, HaveNamesThatReadBack) {
     EXPECT_EQ(float_array({448.0, 465.0, -1e9}, float_format("e4m3 saturate")).to_doubles(),
               (std::vector<double>{448, 448, -448}));
     const float_array half({0.5, 2.0}, floating(5, 10));
+    EXPECT_EQ(to_hex(half.to_words()), (std::vector<std::string>{"3800", "4000"}));
+    EXPECT_EQ(float_array::from_words(half.to_words(), half.type()), half);
+    const float_array minus({-1.0}, floating(11, 52));
+    EXPECT_EQ(float_array::from_words(from_hex(to_hex(minus.to_words()), "s64,0"), minus.type()), minus);
+    EXPECT_THROW(float_array::from_words(half.to_words(), floating(8, 23)), error);
     EXPECT_THROW(half + float_array({1.0}, floating(8, 7)), error);
     EXPECT_THROW(half + float_array({1.0, 2.0, 3.0}, floating(5, 10)), error);
     EXPECT_EQ(half * float_array({2.0}, floating(5, 10)), float_array({1, 4}, floating(5, 10)));
