@@ -695,8 +695,14 @@ class Filter {
         for (const Chain chain : {Chain::b, Chain::a}) {
             const auto c = static_cast<std::size_t>(chain);
             for (std::size_t k = 0; k < mDelays[index][c].size(); ++k) {
-                const fixed_array array(mDelays[index][c][k], fixed_format(mPlans[index].delays[c][k].type()));
-                (chain == Chain::b ? made.b : made.a).push_back(array.reshaped(mRowShape));
+                const fixed_type type = mPlans[index].delays[c][k].type();
+                wordarray words(mRows, detail::gridOf(type));
+                for (std::size_t row = 0; row < mRows; ++row) {
+                    const std::span<mp_limb_t> word = words.word(row);
+                    detail::setInteger(mDelays[index][c][k][row], -type.fraction, word.size(), word.data());
+                }
+                (chain == Chain::b ? made.b : made.a)
+                    .push_back(ArrayAccess::make(type, mRowShape, std::move(words), std::nullopt));
             }
         }
         return made;
