@@ -43,6 +43,8 @@ struct Range {
         return {type.is_signed ? -bound : exact_value(), bound - unit, type.fraction};
     }
     bool isZero() const { return low.is_zero() && high.is_zero(); }
+    /// The last place of integers that stand for the values.
+    int unit() const { return fraction == kNoFraction ? 0 : fraction; }
     /// The bits of a signed integer times 2^-unit that holds all values.
     int bitsAt(int unit) const {
         const auto bits = [unit](const exact_value& x) { return x.is_zero() ? 0 : x.magnitude_exponent() + unit + 1; };
@@ -365,13 +367,12 @@ template <class Int>
 std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, filter_form form, const Plan& plan,
                                                       const Range& x) {
     constexpr int kMostBits = static_cast<int>(sizeof(Int)) * 8 - 2;
-    const auto unitFor = [](const Range& range) { return range.fraction == Range::kNoFraction ? 0 : range.fraction; };
     const auto fits = [&](const Range& range, int unit) { return range.bitsAt(unit) <= kMostBits; };
-    const int sumUnit = unitFor(plan.sums);
+    const int sumUnit = plan.sums.unit();
     detail::LoopSection<Int> made;
     made.form = form;
     made.subtracts = section.subtracts;
-    if (!fits(plan.sums, sumUnit) || !fits(x, unitFor(x)) || !fits(plan.input, unitFor(plan.input))) {
+    if (!fits(plan.sums, sumUnit) || !fits(x, x.unit()) || !fits(plan.input, plan.input.unit())) {
         return std::nullopt;
     }
     for (std::size_t i = 0; i < detail::kNodes; ++i) {
@@ -406,23 +407,34 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         }
         made.gain = *gain;
     }
-    // The last places of what the coefficients of each side multiply, by the delays before it.
-    const Range& factor = plan.factor;
-    const auto chainFraction = [&](Chain chain, std::size_t k) {
-        return unitFor(plan.delays[static_cast<std::size_t>(chain)][k - 1]);
-    };
+    // Delays move up their chain as they are, so those that were given must have the unit of those that are made.
+    const bool isDirect1 = form == filter_form::direct1;
     const bool isDirect2 = form == filter_form::direct2;
-    const int feedbackUnit = unitFor(plan.feedbackFactor);
-    const auto factorFraction = [&](Node side, std::size_t k) {
+    if (isDirect1 || isDirect2) {
+        for (std::size_t chain = 0; chain < 2; ++chain) {
+            const Node node = chain == 0 ? Node::state : Node::outputState;
+            const std::optional<fixed_format>& format = section.formats[detail::indexOf(node)];
+            const int fraction = isDirect2    ? plan.feedbackFactor.fraction
+                                 : format     ? format->type().fraction
+                                 : chain == 0 ? plan.factor.fraction
+                                              : plan.output.fraction;
+            for (const Range& delay : plan.delays[chain]) {
+                if (delay.fraction != fraction || !fits(delay, delay.unit())) {
+                    return std::nullopt;
+                }
+            }
+        }
+    }
+    // What the coefficients of each side multiply.
+    const auto factorOf = [&](Node side, std::size_t k) -> const Range& {
         switch (form) {
             case filter_form::direct1:
-                return side == Node::productB ? (k == 0 ? unitFor(factor) : chainFraction(Chain::b, k))
-                                              : chainFraction(Chain::a, k);
+                return side == Node::productA ? plan.delays[1][k - 1] : k == 0 ? plan.factor : plan.delays[0][k - 1];
             case filter_form::direct2:
             case filter_form::transposed1:
-                return feedbackUnit;
+                return plan.feedbackFactor;
             default:
-                return side == Node::productB ? unitFor(factor) : unitFor(plan.output);
+                return side == Node::productB ? plan.factor : plan.output;
         }
     };
     const auto scale = [&](const Coefficients& side, Node node, std::size_t first, bool isNegative,
@@ -430,8 +442,13 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         const bool hasPlace = section.formats[detail::indexOf(node)].has_value();
         const int unit = hasPlace ? unitOf(plan, form, node) : sumUnit;
         for (std::size_t k = 0; k < side.values.size(); ++k) {
+            const Range& factor = factorOf(node, k + first);
+            if (factor.isZero()) {
+                to.push_back(0);  // no unit, and nothing to multiply
+                continue;
+            }
             const exact_value value = isNegative ? -side.values[k] : side.values[k];
-            const std::optional<Int> scaled = integerOf<Int>(value, unit - factorFraction(node, k + first));
+            const std::optional<Int> scaled = integerOf<Int>(value, unit - factor.fraction);
             if (!scaled) {
                 return false;
             }
@@ -444,14 +461,13 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         !scale(section.a, Node::productA, 1, section.subtracts && !hasProductA, made.a)) {
         return std::nullopt;
     }
-    made.termShift = isDirect2 || form == filter_form::transposed1 ? sumUnit - unitFor(factor) : 0;
-    made.factorShift = form == filter_form::transposed1 ? sumUnit - feedbackUnit : 0;
-    made.stateShift = isDirect2 ? sumUnit - feedbackUnit : 0;
-    made.outputShift = sumUnit - unitFor(plan.output);
-    if (made.termShift < 0 || made.factorShift < 0 || made.stateShift < 0 ||
-        (made.outputShift < 0 && !section.formats[detail::indexOf(Node::output)])) {
-        return std::nullopt;
+    const auto shiftTo = [&](const Range& range) { return range.isZero() ? 0 : sumUnit - range.fraction; };
+    if (isDirect2 || form == filter_form::transposed1) {
+        made.termShift = shiftTo(plan.factor);
+        made.factorShift = shiftTo(plan.feedbackFactor);
+        made.stateShift = made.factorShift;
     }
+    made.outputShift = shiftTo(plan.output);
     return made;
 }
 
@@ -471,9 +487,6 @@ Coefficients coefficientsOf(const filter_coefficients& given, const std::optiona
         array = fixed_array(given.doubles(), *format, where);
     }
     if (array) {
-        if (array->is_complex()) {
-            throw error("tolvane:array:complex", "Filters take real coefficients.");
-        }
         for (std::size_t i = 0; i < array->size(); ++i) {
             made.values.push_back(array->at(i));
         }
@@ -494,11 +507,38 @@ Coefficients coefficientsOf(const filter_coefficients& given, const std::optiona
     return made;
 }
 
+/// Values that a type holds, which is no event for logs.
+fixed_array exactArray(const std::vector<exact_value>& values, const fixed_type& type, const array_shape& shape) {
+    wordarray words(values.size(), detail::gridOf(type));
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const std::span<mp_limb_t> word = words.word(i);
+        detail::setInteger(values[i], -type.fraction, word.size(), word.data());
+    }
+    return ArrayAccess::make(type, shape, std::move(words), std::nullopt);
+}
+
 /// The coefficients of one section as they are given; a0 is checked and left out.
 struct Given {
     filter_coefficients b;
     filter_coefficients a;
 };
+
+void requireReal(const fixed_array& x, const char* what) {
+    if (x.is_complex()) {
+        throw error("tolvane:array:complex", std::string("Filters take real ") + what + ".");
+    }
+}
+
+const filter_coefficients& vectorOf(const filter_coefficients& given) {
+    if (const fixed_array* const array = given.array()) {
+        requireReal(*array, "coefficients");
+        if (array->shape().size() != 1) {
+            throw error("tolvane:filter:coefficients", "The coefficients of a filter are a vector, and these have " +
+                                                           std::to_string(array->shape().size()) + " dimensions.");
+        }
+    }
+    return given;
+}
 
 void requireOne(const exact_value& a0) {
     if (a0 != exact_value(1)) {
@@ -512,7 +552,7 @@ filter_coefficients partOf(const filter_coefficients& all, std::size_t begin, st
         for (std::size_t i = begin; i < begin + count; ++i) {
             values.push_back(array->at(i));
         }
-        return fixed_array(values, fixed_format(array->type())).named(array->name());
+        return exactArray(values, array->type(), {count}).named(array->name());
     }
     return std::vector<double>(all.doubles().begin() + static_cast<std::ptrdiff_t>(begin),
                                all.doubles().begin() + static_cast<std::ptrdiff_t>(begin + count));
@@ -554,7 +594,7 @@ class Filter {
             throw error("tolvane:array:shape", "A filter needs a signal, and this is a single number.");
         }
         mLength = x.shape().back();
-        mRows = mLength == 0 ? 0 : x.size() / mLength;
+        requireReal(options.gains, "gains");
         if (options.gains.size() != 0 && options.gains.size() != given.size()) {
             throw error("tolvane:filter:gains", "There are " + std::to_string(options.gains.size()) + " gains for " +
                                                     std::to_string(given.size()) + " sections.");
@@ -566,6 +606,7 @@ class Filter {
         }
         mRowShape = x.shape();
         mRowShape.pop_back();
+        mRows = std::accumulate(mRowShape.begin(), mRowShape.end(), std::size_t{1}, std::multiplies<>());
         Range range = Range::of(x.type());
         for (std::size_t i = 0; i < given.size(); ++i) {
             addSection(given[i], i, given.size(), state, range);
@@ -575,6 +616,13 @@ class Filter {
                 : mTypes.back()[detail::indexOf(Node::output)] ? *mTypes.back()[detail::indexOf(Node::output)]
                                                                : range.type();
         detail::grown(mType, x, x);
+        for (const Plan& plan : mPlans) {
+            for (const auto& chain : plan.delays) {
+                for (const Range& delay : chain) {
+                    detail::grown(delay.type(), x, x);
+                }
+            }
+        }
     }
 
     fixed_array run(filter_state* state) {
@@ -583,7 +631,7 @@ class Filter {
             runExactly(words);
         }
         filter_state after;
-        for (std::size_t i = 0; i < mSections.size(); ++i) {
+        for (std::size_t i = 0; state && i < mSections.size(); ++i) {
             after.sections.push_back(stateOf(i));
         }
         const std::optional<fixed_format>& format = mOptions.section_output;
@@ -600,10 +648,10 @@ class Filter {
                 places.push_back(place ? place->place() : nullptr);
             }
         }
+        Place::close(places);  // may raise
         if (state) {
             *state = std::move(after);
         }
-        Place::close(places);
         return y;
     }
 
@@ -675,6 +723,7 @@ class Filter {
                                                     ".");
         }
         for (std::size_t k = 0; k < held.size(); ++k) {
+            requireReal(held[k], "states");
             if (held[k].size() != mRows) {
                 throw error("tolvane:filter:state", "The state is of " + std::to_string(held[k].size()) +
                                                         " signals, and there are " + std::to_string(mRows) + ".");
@@ -695,14 +744,8 @@ class Filter {
         for (const Chain chain : {Chain::b, Chain::a}) {
             const auto c = static_cast<std::size_t>(chain);
             for (std::size_t k = 0; k < mDelays[index][c].size(); ++k) {
-                const fixed_type type = mPlans[index].delays[c][k].type();
-                wordarray words(mRows, detail::gridOf(type));
-                for (std::size_t row = 0; row < mRows; ++row) {
-                    const std::span<mp_limb_t> word = words.word(row);
-                    detail::setInteger(mDelays[index][c][k][row], -type.fraction, word.size(), word.data());
-                }
                 (chain == Chain::b ? made.b : made.a)
-                    .push_back(ArrayAccess::make(type, mRowShape, std::move(words), std::nullopt));
+                    .push_back(exactArray(mDelays[index][c][k], mPlans[index].delays[c][k].type(), mRowShape));
             }
         }
         return made;
@@ -846,7 +889,7 @@ class Filter {
         for (std::size_t i = 0; i < detail::kNodes; ++i) {
             if (mSections[s].formats[i]) {
                 detail::handOver(*mSections[s].formats[i], -unitOf(mPlans[s], mOptions.form, static_cast<Node>(i)),
-                                 section.places[i].notes, mMoment);
+                                 section.places[i].notes, mMoment, mWhere);
             }
         }
     }
@@ -878,6 +921,9 @@ std::vector<Given> sectionsOf(const filter_sections& sos) {
         throw error("tolvane:filter:coefficients",
                     "Sections are an array of n by 6: b0, b1, b2, a0, a1, a2, with n of 1 or more.");
     }
+    if (array) {
+        requireReal(*array, "coefficients");
+    }
     std::vector<Given> given;
     for (std::size_t i = 0; i < sizeOf(all); i += kNumbers) {
         given.push_back({partOf(all, i, kB), withoutFirst(partOf(all, i + kB, kB))});
@@ -889,11 +935,11 @@ std::vector<Given> sectionsOf(const filter_sections& sos) {
 
 fixed_array lfilter(const filter_coefficients& b, const filter_coefficients& a, const fixed_array& x,
                     const filter_options& options, const code_location& where) {
-    return Filter({{b, withoutFirst(a)}}, x, {}, options, where).run(nullptr);
+    return Filter({{vectorOf(b), withoutFirst(vectorOf(a))}}, x, {}, options, where).run(nullptr);
 }
 fixed_array lfilter(const filter_coefficients& b, const filter_coefficients& a, const fixed_array& x,
                     filter_state& state, const filter_options& options, const code_location& where) {
-    return Filter({{b, withoutFirst(a)}}, x, state, options, where).run(&state);
+    return Filter({{vectorOf(b), withoutFirst(vectorOf(a))}}, x, state, options, where).run(&state);
 }
 fixed_array sosfilt(const filter_sections& sos, const fixed_array& x, const filter_options& options,
                     const code_location& where) {

@@ -21,9 +21,9 @@
 //                  The delays u1, y1 take [u] and [y] of state.
 //     direct2      w = [u - a1 w1 - ... - aM wM] of state; y = [b0 w + b1 w1 + ... + bN wN] of section_output.
 //                  The delay w1 takes w.
-//     transposed1  w = [u + p1] of sum_a; y = [b0 w + q1] of section_output. Then, for k from 1 on,
+//     transposed1  w = [u + p1] of sum_a; y = [q1 + b0 w] of section_output. Then, for k from 1 on,
 //                  pk = [p(k+1) - ak w] of state, qk = [q(k+1) + bk w] of state.
-//     transposed2  y = [b0 u + z1] of section_output. Then, for k from 1 on, zk = [z(k+1) + bk u - ak y] of state.
+//     transposed2  y = [z1 + b0 u] of section_output. Then, for k from 1 on, zk = [z(k+1) + bk u - ak y] of state.
 //
 // In all of them each product with a b is quantized by product_b, and with an a by product_a. Then it is added, and the
 // sum is quantized: by sum_b where a product with a b was added, by sum_a where one with an a was. A sum that begins
@@ -101,6 +101,8 @@ class filter_coefficients {
     requires std::floating_point<Number> || std::integral<Number> filter_coefficients(
         std::initializer_list<Number> values)
         : mDoubles(values.begin(), values.end()) {}
+    filter_coefficients(std::initializer_list<double> values)  // as {1, -0.5}
+        : mDoubles(values) {}
     template <std::ranges::input_range Range>
     requires std::floating_point<std::ranges::range_value_t<Range>> || std::integral<std::ranges::range_value_t<Range>>
     filter_coefficients(const Range& values)  // NOLINT(google-explicit-constructor)

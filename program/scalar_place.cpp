@@ -108,14 +108,15 @@ exact_value valueOf(Int value, int exponent) {
 }
 
 template <class Int>
-void give(const fixed_format& format, int exponent, NarrowNotes<Int>& notes, std::uint64_t epoch) {
+void give(const fixed_format& format, int exponent, NarrowNotes<Int>& notes, std::uint64_t epoch,
+          const code_location& where) {
     if (notes.values == 0) {
         return;
     }
     const int unit = -format.type().fraction;
     addRecord(format, exponent, {valueOf(notes.leastBefore, exponent), valueOf(notes.greatestBefore, exponent)},
               {valueOf(notes.leastAfter, unit), valueOf(notes.greatestAfter, unit)}, notes.values, notes.overflows,
-              notes.underflows, epoch);
+              notes.underflows, epoch, where);
     notes = {};
 }
 
@@ -127,11 +128,13 @@ bool makeNarrowPlace(const fixed_format& format, int exponent, std::uint64_t see
 bool makeNarrowPlace(const fixed_format& format, int exponent, std::uint64_t seed, NarrowPlace<Int128>& place) {
     return make(format, exponent, seed, place);
 }
-void handOver(const fixed_format& format, int exponent, NarrowNotes<std::int64_t>& notes, std::uint64_t epoch) {
-    give(format, exponent, notes, epoch);
+void handOver(const fixed_format& format, int exponent, NarrowNotes<std::int64_t>& notes, std::uint64_t epoch,
+              const code_location& where) {
+    give(format, exponent, notes, epoch, where);
 }
-void handOver(const fixed_format& format, int exponent, NarrowNotes<Int128>& notes, std::uint64_t epoch) {
-    give(format, exponent, notes, epoch);
+void handOver(const fixed_format& format, int exponent, NarrowNotes<Int128>& notes, std::uint64_t epoch,
+              const code_location& where) {
+    give(format, exponent, notes, epoch, where);
 }
 
 }  // namespace tolvane::detail

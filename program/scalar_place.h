@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "host/export.h"
+#include "program/code_location.h"
 #include "program/exact_value.h"
 #include "program/fixed_log.h"
 #include "program/format.h"
@@ -127,10 +128,10 @@ TOLVANE_API bool makeNarrowPlace(const fixed_format& format, int exponent, std::
 TOLVANE_API bool makeNarrowPlace(const fixed_format& format, int exponent, std::uint64_t seed,
                                  NarrowPlace<Int128>& place);
 /// Hands what was noted of values times 2^exponent over to the logs that live, if they lived in an epoch
-/// (program/log_level.h), and forgets it.
+/// (program/log_level.h), and forgets it. `where` is the program's call, if known.
 TOLVANE_API void handOver(const fixed_format& format, int exponent, NarrowNotes<std::int64_t>& notes,
-                          std::uint64_t epoch = ~std::uint64_t{0});
+                          std::uint64_t epoch = ~std::uint64_t{0}, const code_location& where = {});
 TOLVANE_API void handOver(const fixed_format& format, int exponent, NarrowNotes<Int128>& notes,
-                          std::uint64_t epoch = ~std::uint64_t{0});
+                          std::uint64_t epoch = ~std::uint64_t{0}, const code_location& where = {});
 
 }  // namespace tolvane::detail
