@@ -161,7 +161,7 @@ class RangeMachine {
     }
     template <Node kNode>
     Range factor(const Range& x) {
-        const Range made = replace<kNode>(x);
+        Range made = replace<kNode>(x);
         if constexpr (kNode == Node::state) {
             mPlan.feedbackFactor = joined(mPlan.feedbackFactor, made);
         }

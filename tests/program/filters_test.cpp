@@ -112,7 +112,7 @@ struct Reference {
     }
 };
 
-fixed_array arrayOf(std::vector<exact_value> values, const fixed_type& type, array_shape shape) {
+fixed_array arrayOf(const std::vector<exact_value>& values, const fixed_type& type, array_shape shape) {
     return fixed_array(values, type).reshaped(std::move(shape));
 }
 
