@@ -423,12 +423,13 @@ TEST(Filters, RefuseWhatTheyCannotKeep) {
               }),
               "tolvane:array:growth");
     // What a listener raises comes out, and there is no result.
+    const fixed_array louder({0.75, 0.75}, "s8,7");
     const fixed_log log({.on_overflow = [](const overflow_event& event) {
         EXPECT_EQ(event.place, "acc");
         throw error("test:heard", event.place);
     }});
     EXPECT_EQ(idOf([&] {
-                  (void)lfilter({1, 1}, {1}, x, state, {.sum_b = fixed_format("s2,2", "acc")});
+                  (void)lfilter({1, 1}, {1}, louder, state, {.sum_b = fixed_format("s2,2", "acc")});
               }),
               "test:heard");
     EXPECT_TRUE(stateIs(last));
