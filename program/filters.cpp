@@ -374,6 +374,12 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
     if (!fits(plan.sums, sumUnit) || !fits(x, unitFor(x)) || !fits(plan.input, unitFor(plan.input))) {
         return std::nullopt;
     }
+    // Sums that wrap all, or none of them.
+    constexpr std::size_t kBiquad = 2;
+    const bool isBiquad = section.b.values.size() == kBiquad + 1 && section.a.values.size() == kBiquad;
+    bool isSimple = true;
+    bool hasWrapping = false;
+    bool hasSaturating = false;
     for (std::size_t i = 0; i < detail::kNodes; ++i) {
         const std::optional<fixed_format>& format = section.formats[i];
         if (!format) {
@@ -397,6 +403,14 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
             return std::nullopt;
         }
         made.nodes |= 1U << i;
+        const bool wraps = made.places[i].force == detail::NarrowPlace<Int>::Force::wrap;
+        if (!made.places[i].isSimple() || (wraps && !isSum)) {
+            isSimple = false;
+        }
+        (wraps ? hasWrapping : hasSaturating) |= isSum;
+    }
+    if (isSimple && isBiquad && !(hasWrapping && hasSaturating)) {
+        made.rule = hasWrapping ? detail::LoopRule::wrapSums : detail::LoopRule::saturate;
     }
     if (section.gain) {
         made.hasGain = true;
