@@ -110,7 +110,8 @@ class LoopMachine {
             word = place.template apply<kIsLogged>(x);
         } else {
             using Force = typename NarrowPlace<Int>::Force;
-            constexpr Force kForce = kRule == LoopRule::wrapSums && kKeepsUnit ? Force::wrap : Force::saturate;
+            constexpr bool kIsSum = kKeepsUnit && kNode != Node::state;
+            constexpr Force kForce = kRule == LoopRule::wrapSums && kIsSum ? Force::wrap : Force::saturate;
             word = place.template applySimply<kIsLogged, kForce>(x);
         }
         return kKeepsUnit ? word << mSection.up[indexOf(kNode)] : word;

@@ -404,10 +404,9 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         }
         made.nodes |= 1U << i;
         const bool wraps = made.places[i].force == detail::NarrowPlace<Int>::Force::wrap;
-        if (!made.places[i].isSimple() || (wraps && !isSum)) {
-            isSimple = false;
-        }
-        (wraps ? hasWrapping : hasSaturating) |= isSum;
+        const bool mayWrap = isSum && node != Node::state;
+        isSimple = isSimple && made.places[i].isSimple() && (mayWrap || !wraps);
+        (wraps ? hasWrapping : hasSaturating) |= mayWrap;
     }
     if (isSimple && isBiquad && !(hasWrapping && hasSaturating)) {
         made.rule = hasWrapping ? detail::LoopRule::wrapSums : detail::LoopRule::saturate;
