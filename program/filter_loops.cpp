@@ -18,7 +18,7 @@ constexpr unsigned kAllNodes = kAnyNodes - 1;
 constexpr std::size_t kBiquad = 2;
 constexpr std::size_t kAnyOrder = 0;
 
-template <class Int, filter_form kForm, unsigned kSet, std::size_t kOrder, bool kIsLogged>
+template <class Int, filter_form kForm, LoopRule kRule, unsigned kSet, std::size_t kOrder, bool kIsLogged>
 class LoopMachine {
  public:
     using Factor = Int;
@@ -31,6 +31,7 @@ class LoopMachine {
             for (std::size_t chain = 0; chain < 2; ++chain) {
                 std::copy(section.delays[chain].begin(), section.delays[chain].end(), mDelays[chain].begin());
             }
+            mPlaces = section.places;
         }
     }
     [[gnu::always_inline]] void close() {
@@ -38,6 +39,7 @@ class LoopMachine {
             for (std::size_t chain = 0; chain < 2; ++chain) {
                 std::copy_n(mDelays[chain].begin(), mSection.delays[chain].size(), mSection.delays[chain].begin());
             }
+            mSection.places = mPlaces;
         }
     }
 
@@ -102,7 +104,16 @@ class LoopMachine {
     }
     template <Node kNode, bool kKeepsUnit>
     [[gnu::always_inline]] Int apply(Int x) {
-        const Int word = mSection.places[indexOf(kNode)].template apply<kIsLogged>(x);
+        auto& place = kOrder != kAnyOrder ? mPlaces[indexOf(kNode)] : mSection.places[indexOf(kNode)];
+        Int word;
+        if constexpr (kRule == LoopRule::any) {
+            word = place.template apply<kIsLogged>(x);
+        } else {
+            using Force = typename NarrowPlace<Int>::Force;
+            constexpr bool kIsSum = kKeepsUnit && kNode != Node::state;
+            constexpr Force kForce = kRule == LoopRule::wrapSums && kIsSum ? Force::wrap : Force::saturate;
+            word = place.template applySimply<kIsLogged, kForce>(x);
+        }
         return kKeepsUnit ? word << mSection.up[indexOf(kNode)] : word;
     }
     [[gnu::always_inline]] Int delay(Chain chain, std::size_t k) const {
@@ -121,11 +132,13 @@ class LoopMachine {
     std::array<Int, kOrder + 1> mB;
     std::array<Int, kOrder + 1> mA;
     std::array<std::array<Int, kOrder + 1>, 2> mDelays;
+    // Copies, which nothing else can change meanwhile.
+    std::array<NarrowPlace<Int>, kOrder != kAnyOrder ? kNodes : 1> mPlaces;
 };
 
-template <class Int, filter_form kForm, unsigned kSet, std::size_t kOrder, bool kIsLogged>
+template <class Int, filter_form kForm, LoopRule kRule, unsigned kSet, std::size_t kOrder, bool kIsLogged>
 void run(LoopSection<Int>& section, Int* samples, std::size_t count) {
-    LoopMachine<Int, kForm, kSet, kOrder, kIsLogged> machine(section);
+    LoopMachine<Int, kForm, kRule, kSet, kOrder, kIsLogged> machine(section);
     for (std::size_t i = 0; i < count; ++i) {
         samples[i] = filterStep<kForm>(machine, machine.input(samples[i]));
     }
@@ -135,34 +148,61 @@ void run(LoopSection<Int>& section, Int* samples, std::size_t count) {
 template <class Int>
 using Loop = void (*)(LoopSection<Int>&, Int*, std::size_t);
 
-template <class Int, filter_form kForm, unsigned kSet, std::size_t kOrder>
+template <class Int, filter_form kForm, LoopRule kRule, unsigned kSet, std::size_t kOrder>
 Loop<Int> loopFor(bool isLogged) {
-    return isLogged ? &run<Int, kForm, kSet, kOrder, true> : &run<Int, kForm, kSet, kOrder, false>;
+    return isLogged ? &run<Int, kForm, kRule, kSet, kOrder, true> : &run<Int, kForm, kRule, kSet, kOrder, false>;
 }
 
-template <class Int, filter_form kForm>
-Loop<Int> loopFor(unsigned nodes, bool isLogged) {
-    constexpr unsigned kInput = bitOf(Node::input);
-    // Only direct1 has a place for delays of outputs of their own.
-    constexpr unsigned kUsed = kForm == filter_form::direct1 ? kAllNodes : kAllNodes - bitOf(Node::outputState);
-    if (nodes == kUsed) {
-        return loopFor<Int, kForm, kUsed, kBiquad>(isLogged);
+template <class Int, filter_form kForm, LoopRule kRule>
+Loop<Int> loopFor(const LoopSection<Int>& section, bool isLogged) {
+    if (section.b.size() != kBiquad + 1 || section.a.size() != kBiquad) {
+        return loopFor<Int, kForm, LoopRule::any, kAnyNodes, kAnyOrder>(isLogged);
     }
-    if (nodes == kUsed - kInput) {
-        return loopFor<Int, kForm, kUsed - kInput, kBiquad>(isLogged);
+    if constexpr (kRule != LoopRule::any) {
+        // Only direct1 has a place for delays of outputs of their own.
+        constexpr unsigned kUsed = kForm == filter_form::direct1 ? kAllNodes : kAllNodes - bitOf(Node::outputState);
+        constexpr unsigned kUsedButInput = kUsed - bitOf(Node::input);
+        constexpr unsigned kFew = kForm == filter_form::direct2 ? kOutput | bitOf(Node::state) : kOutput;
+        switch (section.nodes) {
+            case kUsed:
+                return loopFor<Int, kForm, kRule, kUsed, kBiquad>(isLogged);
+            case kUsedButInput:
+                return loopFor<Int, kForm, kRule, kUsedButInput, kBiquad>(isLogged);
+            case kFew:
+                return loopFor<Int, kForm, kRule, kFew, kBiquad>(isLogged);
+            default:
+                break;
+        }
     }
-    constexpr unsigned kFew = kForm == filter_form::direct2 ? kOutput | bitOf(Node::state) : kOutput;
-    if (nodes == kFew) {
-        return loopFor<Int, kForm, kFew, kBiquad>(isLogged);
-    }
-    return loopFor<Int, kForm, kAnyNodes, kBiquad>(isLogged);
+    return loopFor<Int, kForm, kRule, kAnyNodes, kBiquad>(isLogged);
 }
 
 template <class Int, filter_form kForm>
 Loop<Int> loopFor(const LoopSection<Int>& section, bool isLogged) {
-    return section.b.size() == kBiquad + 1 && section.a.size() == kBiquad
-               ? loopFor<Int, kForm>(section.nodes, isLogged)
-               : loopFor<Int, kForm, kAnyNodes, kAnyOrder>(isLogged);
+    switch (section.rule) {
+        case LoopRule::saturate:
+            return loopFor<Int, kForm, LoopRule::saturate>(section, isLogged);
+        case LoopRule::wrapSums:
+            return loopFor<Int, kForm, LoopRule::wrapSums>(section, isLogged);
+        default:
+            return loopFor<Int, kForm, LoopRule::any>(section, isLogged);
+    }
+}
+
+/// How many values of a sample arrive at each node.
+std::array<std::size_t, kNodes> valuesOf(filter_form form, std::size_t b, std::size_t a) {
+    const std::size_t hasA = a > 0 ? 1 : 0;
+    const std::size_t hasB = b > 0 ? 1 : 0;
+    switch (form) {
+        case filter_form::direct2:
+            return {1, b + 1, a, b + 1, a, 1, 0, 1};
+        case filter_form::transposed1:
+            return {1, b + 1, a, b + 1, a + hasA, a + b, 0, 1};
+        case filter_form::transposed2:
+            return {1, b + 1, a, b + 1, a, std::max(a, b), 0, 1};
+        default:
+            return {1, b + 1, a, b + 1, a, hasB, hasA, 1};
+    }
 }
 
 template <class Int>
@@ -183,6 +223,12 @@ void runForm(LoopSection<Int>& section, Int* samples, std::size_t count, bool is
             break;
     }
     loop(section, samples, count);
+    if (isLogged && section.rule != LoopRule::any) {
+        const std::array<std::size_t, kNodes> values = valuesOf(section.form, section.b.size() - 1, section.a.size());
+        for (std::size_t i = 0; i < kNodes; ++i) {
+            section.places[i].notes.values += values[i] * count;
+        }
+    }
 }
 
 }  // namespace

@@ -13,10 +13,15 @@
 
 namespace tolvane::detail {
 
+/// What loops are made for, beside any rules: places that add a constant, cut off bits, and saturate; the same where
+/// products and sums wrap.
+enum class LoopRule : std::uint8_t { any, saturate, wrapSums };
+
 template <class Int>
 struct LoopSection {
     filter_form form = filter_form::direct1;
-    unsigned nodes = 0;      // a bit for each that has a format
+    unsigned nodes = 0;  // a bit for each that has a format
+    LoopRule rule = LoopRule::any;
     bool subtracts = false;  // products of a; without a place for them, their coefficients are negative instead
     bool hasGain = false;
     Int gain = 0;

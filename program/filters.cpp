@@ -375,6 +375,12 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
     if (!fits(plan.sums, sumUnit) || !fits(x, x.unit()) || !fits(plan.input, plan.input.unit())) {
         return std::nullopt;
     }
+    // Sums that wrap all, or none of them.
+    constexpr std::size_t kBiquad = 2;
+    const bool isBiquad = section.b.values.size() == kBiquad + 1 && section.a.values.size() == kBiquad;
+    bool isSimple = true;
+    bool hasWrapping = false;
+    bool hasSaturating = false;
     for (std::size_t i = 0; i < detail::kNodes; ++i) {
         const std::optional<fixed_format>& format = section.formats[i];
         if (!format) {
@@ -398,6 +404,13 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
             return std::nullopt;
         }
         made.nodes |= 1U << i;
+        const bool wraps = made.places[i].force == detail::NarrowPlace<Int>::Force::wrap;
+        const bool mayWrap = isSum && node != Node::state;
+        isSimple = isSimple && made.places[i].isSimple() && (mayWrap || !wraps);
+        (wraps ? hasWrapping : hasSaturating) |= mayWrap;
+    }
+    if (isSimple && isBiquad && !(hasWrapping && hasSaturating)) {
+        made.rule = hasWrapping ? detail::LoopRule::wrapSums : detail::LoopRule::saturate;
     }
     if (section.gain) {
         made.hasGain = true;

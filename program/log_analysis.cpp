@@ -112,7 +112,7 @@ std::ostream& operator<<(std::ostream& out, const std::vector<format_proposal>& 
 
 std::ostream& operator<<(std::ostream& out, const std::vector<place_comparison>& comparisons) {
     std::vector<detail::TextRow> rows = {{"place", "format", "signal/noise dB", "rms noise", "rms signal", "overflows",
-                                          "least before", "greatest before", "minus reference", "minus reference"}};
+                                          "least before", "greatest before", "least moved by", "greatest moved by"}};
     for (const place_comparison& p : comparisons) {
         rows.push_back({p.place, p.format.text(), detail::shortText(p.ratio_db), detail::shortText(std::sqrt(p.noise)),
                         detail::shortText(std::sqrt(p.signal)), std::to_string(p.overflows),

@@ -46,6 +46,7 @@ bool make(const fixed_format& format, int exponent, std::uint64_t seed, NarrowPl
             place.force = Force::keepSign;
             break;
     }
+    place.unused = static_cast<int>(sizeof(Int)) * 8 - type.bits;
     if (place.right == 0) {
         return true;
     }

@@ -65,6 +65,7 @@ struct NarrowPlace {
     Int greatest = 0;
     Unsigned wordMask = 0;  // the bits of a word
     Unsigned lowMask = 0;   // those without the sign bit of signed words
+    int unused = 0;         // bits above the words
     /// Values from -limit to limit are served: none before the place is made.
     Int limit = -1;
     std::uint64_t random = 0;
@@ -90,6 +91,33 @@ struct NarrowPlace {
             ++notes.values;
             notes.overflows += mIsOver ? 1U : 0U;
             notes.underflows += rounded == 0 && x != 0 ? 1U : 0U;
+        }
+        return word;
+    }
+    /// Whether `applySimply` does the same: one addition for all values, and then bounds or the low bits of signed
+    /// words.
+    bool isSimple() const {
+        return !isStochastic && addIfNegative == 0 && addIfOdd == 0 && left == 0 &&
+               (force == Force::saturate || (force == Force::wrap && least < 0));
+    }
+    /// For a force that is known. The number of values isn't noted.
+    template <bool kIsLogged, Force kForce>
+    [[gnu::always_inline]] Int applySimply(Int x) {
+        const Int rounded = (x + add) >> right;
+        Int word;
+        if constexpr (kForce == Force::wrap) {
+            word = static_cast<Int>(static_cast<Unsigned>(rounded) << unused) >> unused;
+        } else {
+            const Int high = rounded > greatest ? greatest : rounded;
+            word = high < least ? least : high;
+        }
+        if constexpr (kIsLogged) {
+            notes.leastBefore = x < notes.leastBefore ? x : notes.leastBefore;
+            notes.greatestBefore = x > notes.greatestBefore ? x : notes.greatestBefore;
+            notes.leastAfter = word < notes.leastAfter ? word : notes.leastAfter;
+            notes.greatestAfter = word > notes.greatestAfter ? word : notes.greatestAfter;
+            notes.overflows += word != rounded ? 1U : 0U;
+            notes.underflows += static_cast<unsigned>(rounded == 0) & static_cast<unsigned>(x != 0);
         }
         return word;
     }
