@@ -387,8 +387,11 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         }
         const auto node = static_cast<Node>(i);
         const int unit = unitOf(plan, form, node);
+        // The unit may be finer than what arrives, of which then nothing is cut off.
+        const bool cutsBits = plan.arriving[i].fraction > format->type().fraction;
+        const fixed_format rules(format->type(), cutsBits ? format->rounding() : rounding::floor, format->overflow());
         if (!fits(plan.arriving[i], unit) ||
-            !detail::makeNarrowPlace(*format, -unit, detail::nextSeed(), made.places[i])) {
+            !detail::makeNarrowPlace(rules, -unit, detail::nextSeed(), made.places[i])) {
             return std::nullopt;
         }
         const std::optional<Int> most = integerOf<Int>(std::max(-plan.arriving[i].low, plan.arriving[i].high), unit);
@@ -726,8 +729,9 @@ class Filter {
         for (std::size_t s = 0; s < mSections.size(); ++s) {
             for (std::size_t i = 0; i < detail::kNodes; ++i) {
                 if (mPlaces[s][i]) {
-                    mExact[s][i].emplace(std::move(mPlaces[s][i]), mPlans[s].arriving[i],
-                                         unitOf(mPlans[s], mOptions.form, static_cast<Node>(i)));
+                    const Range& arriving = mPlans[s].arriving[i];
+                    mExact[s][i].emplace(std::move(mPlaces[s][i]), arriving,
+                                         arriving.fraction == Range::kNoFraction ? 0 : arriving.fraction);
                 }
             }
         }
@@ -857,10 +861,18 @@ class Filter {
     template <class Int>
     void handOver(std::size_t s, detail::LoopSection<Int>& section) const {
         for (std::size_t i = 0; i < detail::kNodes; ++i) {
-            if (mSections[s].formats[i]) {
-                detail::handOver(*mSections[s].formats[i], -unitOf(mPlans[s], mOptions.form, static_cast<Node>(i)),
-                                 section.places[i].notes, mMoment);
+            if (!mSections[s].formats[i]) {
+                continue;
             }
+            // Told in the unit of what arrived, which decides how bits are cut off.
+            detail::NarrowNotes<Int>& notes = section.places[i].notes;
+            int unit = unitOf(mPlans[s], mOptions.form, static_cast<Node>(i));
+            if (const int arriving = mPlans[s].arriving[i].fraction; arriving != Range::kNoFraction) {
+                notes.leastBefore >>= notes.values != 0 ? unit - arriving : 0;
+                notes.greatestBefore >>= notes.values != 0 ? unit - arriving : 0;
+                unit = arriving;
+            }
+            detail::handOver(*mSections[s].formats[i], -unit, notes, mMoment);
         }
     }
 
