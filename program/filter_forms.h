@@ -31,6 +31,17 @@ constexpr ChainLengths chainLengths(filter_form form, std::size_t b, std::size_t
     return isOneChain ? ChainLengths{b > a ? b : a, 0} : ChainLengths{b, a};
 }
 
+/// Moves the delays of a chain on, and puts what `make` gives into the first.
+template <class Machine, class Make>
+[[gnu::always_inline]] inline void pushDelay(Machine& m, Chain chain, std::size_t count, const Make& make) {
+    for (std::size_t k = count; k > 1; --k) {
+        m.hold(chain, k, m.delayed(chain, k - 1));
+    }
+    if (count > 0) {
+        m.hold(chain, 1, make());
+    }
+}
+
 /// One sample through a section: from what `input` made of it to what the section gives.
 template <filter_form kForm, class Machine>
 [[gnu::always_inline]] inline typename Machine::Factor filterStep(Machine& m, const typename Machine::Factor& u) {
@@ -47,8 +58,8 @@ template <filter_form kForm, class Machine>
             sum = m.template place<Node::sumA>(m.addFeedback(sum, m.productA(k, m.delayed(Chain::a, k))));
         }
         const Factor y = m.template factor<Node::output>(sum);
-        m.push(Chain::b, b, [&] { return m.template replace<Node::state>(u); });
-        m.push(Chain::a, a, [&] { return m.template replace<Node::outputState>(y); });
+        pushDelay(m, Chain::b, b, [&] { return m.template replace<Node::state>(u); });
+        pushDelay(m, Chain::a, a, [&] { return m.template replace<Node::outputState>(y); });
         return y;
     } else if constexpr (kForm == filter_form::direct2) {
         Sum feedback = m.term(u);
@@ -60,7 +71,7 @@ template <filter_form kForm, class Machine>
         for (std::size_t k = 1; k <= b; ++k) {
             sum = m.template place<Node::sumB>(m.add(sum, m.productB(k, m.delayed(Chain::b, k))));
         }
-        m.push(Chain::b, b > a ? b : a, [&] { return w; });
+        pushDelay(m, Chain::b, b > a ? b : a, [&] { return w; });
         return m.template factor<Node::output>(sum);
     } else if constexpr (kForm == filter_form::transposed1) {
         Sum feedback = m.term(u);
@@ -73,16 +84,16 @@ template <filter_form kForm, class Machine>
             sum = m.add(sum, m.held(Chain::b, 1));
         }
         const Factor y = m.template factor<Node::output>(m.template place<Node::sumB>(sum));
-        m.forEachDelay(a, [&](std::size_t k) {
+        for (std::size_t k = 1; k <= a; ++k) {
             const Sum product = m.productA(k, w);
             const Sum next = k < a ? m.addFeedback(m.held(Chain::a, k + 1), product) : m.feedback(product);
             m.hold(Chain::a, k, m.template place<Node::state>(m.template place<Node::sumA>(next)));
-        });
-        m.forEachDelay(b, [&](std::size_t k) {
+        }
+        for (std::size_t k = 1; k <= b; ++k) {
             const Sum product = m.productB(k, w);
             const Sum next = k < b ? m.add(m.held(Chain::b, k + 1), product) : product;
             m.hold(Chain::b, k, m.template place<Node::state>(m.template place<Node::sumB>(next)));
-        });
+        }
         return y;
     } else {
         const std::size_t delays = b > a ? b : a;
@@ -91,7 +102,7 @@ template <filter_form kForm, class Machine>
             sum = m.add(sum, m.held(Chain::b, 1));
         }
         const Factor y = m.template factor<Node::output>(m.template place<Node::sumB>(sum));
-        m.forEachDelay(delays, [&](std::size_t k) {
+        for (std::size_t k = 1; k <= delays; ++k) {
             Sum next{};
             if (k <= b) {
                 const Sum product = m.productB(k, u);
@@ -105,7 +116,7 @@ template <filter_form kForm, class Machine>
                 next = m.template place<Node::sumA>(isAlone ? m.feedback(product) : m.addFeedback(next, product));
             }
             m.hold(Chain::b, k, m.template place<Node::state>(next));
-        });
+        }
         return y;
     }
 }

@@ -64,21 +64,6 @@ class LoopMachine {
     [[gnu::always_inline]] Int delayed(Chain chain, std::size_t k) const { return delay(chain, k); }
     [[gnu::always_inline]] Int held(Chain chain, std::size_t k) const { return delay(chain, k); }
     [[gnu::always_inline]] void hold(Chain chain, std::size_t k, Int x) { delayRef(chain, k) = x; }
-    template <class Make>
-    [[gnu::always_inline]] void push(Chain chain, std::size_t count, const Make& make) {
-        if (count > 0) {
-            for (std::size_t k = count; k > 1; --k) {
-                delayRef(chain, k) = delay(chain, k - 1);
-            }
-            delayRef(chain, 1) = make();
-        }
-    }
-    template <class Step>
-    [[gnu::always_inline]] void forEachDelay(std::size_t count, const Step& step) {
-        for (std::size_t k = 1; k <= count; ++k) {
-            step(k);
-        }
-    }
 
     /// Values that keep their unit.
     template <Node kNode>

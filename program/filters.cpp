@@ -140,21 +140,6 @@ class RangeMachine {
     Range delayed(Chain chain, std::size_t k) { return delay(chain, k); }
     Range held(Chain chain, std::size_t k) { return summed(delay(chain, k)); }
     void hold(Chain chain, std::size_t k, const Range& x) { delay(chain, k) = joined(delay(chain, k), x); }
-    template <class Make>
-    void push(Chain chain, std::size_t count, const Make& make) {
-        for (std::size_t k = count; k > 1; --k) {
-            hold(chain, k, delay(chain, k - 1));
-        }
-        if (count > 0) {
-            hold(chain, 1, make());
-        }
-    }
-    template <class Step>
-    void forEachDelay(std::size_t count, const Step& step) {
-        for (std::size_t k = 1; k <= count; ++k) {
-            step(k);
-        }
-    }
     template <Node kNode>
     Range place(const Range& x) {
         return summed(replace<kNode>(x));
@@ -313,21 +298,6 @@ class ExactMachine {
     exact_value& delayed(Chain chain, std::size_t k) { return mDelays[static_cast<std::size_t>(chain)][k - 1]; }
     exact_value& held(Chain chain, std::size_t k) { return delayed(chain, k); }
     void hold(Chain chain, std::size_t k, const exact_value& x) { delayed(chain, k) = x; }
-    template <class Make>
-    void push(Chain chain, std::size_t count, const Make& make) {
-        for (std::size_t k = count; k > 1; --k) {
-            hold(chain, k, delayed(chain, k - 1));
-        }
-        if (count > 0) {
-            hold(chain, 1, make());
-        }
-    }
-    template <class Step>
-    void forEachDelay(std::size_t count, const Step& step) {
-        for (std::size_t k = 1; k <= count; ++k) {
-            step(k);
-        }
-    }
     template <Node kNode>
     exact_value place(const exact_value& x) {
         std::optional<ExactPlace>& place = mPlaces[detail::indexOf(kNode)];
@@ -388,8 +358,11 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         }
         const auto node = static_cast<Node>(i);
         const int unit = unitOf(plan, form, node);
+        // The unit may be finer than what arrives, of which then nothing is cut off.
+        const bool cutsBits = plan.arriving[i].fraction > format->type().fraction;
+        const fixed_format rules(format->type(), cutsBits ? format->rounding() : rounding::floor, format->overflow());
         if (!fits(plan.arriving[i], unit) ||
-            !detail::makeNarrowPlace(*format, -unit, detail::nextSeed(), made.places[i])) {
+            !detail::makeNarrowPlace(rules, -unit, detail::nextSeed(), made.places[i])) {
             return std::nullopt;
         }
         const std::optional<Int> most = integerOf<Int>(std::max(-plan.arriving[i].low, plan.arriving[i].high), unit);
@@ -769,8 +742,9 @@ class Filter {
         for (std::size_t s = 0; s < mSections.size(); ++s) {
             for (std::size_t i = 0; i < detail::kNodes; ++i) {
                 if (mPlaces[s][i]) {
-                    mExact[s][i].emplace(std::move(mPlaces[s][i]), mPlans[s].arriving[i],
-                                         unitOf(mPlans[s], mOptions.form, static_cast<Node>(i)));
+                    const Range& arriving = mPlans[s].arriving[i];
+                    mExact[s][i].emplace(std::move(mPlaces[s][i]), arriving,
+                                         arriving.fraction == Range::kNoFraction ? 0 : arriving.fraction);
                 }
             }
         }
@@ -900,10 +874,18 @@ class Filter {
     template <class Int>
     void handOver(std::size_t s, detail::LoopSection<Int>& section) const {
         for (std::size_t i = 0; i < detail::kNodes; ++i) {
-            if (mSections[s].formats[i]) {
-                detail::handOver(*mSections[s].formats[i], -unitOf(mPlans[s], mOptions.form, static_cast<Node>(i)),
-                                 section.places[i].notes, mMoment, mWhere);
+            if (!mSections[s].formats[i]) {
+                continue;
             }
+            // Told in the unit of what arrived, which decides how bits are cut off.
+            detail::NarrowNotes<Int>& notes = section.places[i].notes;
+            int unit = unitOf(mPlans[s], mOptions.form, static_cast<Node>(i));
+            if (const int arriving = mPlans[s].arriving[i].fraction; arriving != Range::kNoFraction) {
+                notes.leastBefore >>= notes.values != 0 ? unit - arriving : 0;
+                notes.greatestBefore >>= notes.values != 0 ? unit - arriving : 0;
+                unit = arriving;
+            }
+            detail::handOver(*mSections[s].formats[i], -unit, notes, mMoment, mWhere);
         }
     }
 

@@ -144,10 +144,12 @@ class filter_sections {
 /// Filters a real signal, or each along the last axis, by one section of real coefficients. The result has the type of
 /// section_output or else one that holds every exact result, and x's shape.
 ///
-/// Raises, before anything has changed, "tolvane:filter:a0" where a0 isn't 1, "tolvane:filter:coefficients" for those
-/// that are missing, no vector, or doubles in need of a format, "tolvane:filter:growth" for a feedback that would grow
-/// without bound, since no format is in its loop, "tolvane:filter:gains" and "tolvane:filter:state" for as many as
-/// don't fit, and "tolvane:array:growth".
+/// Coefficients are known numbers, so the types of exact results go by their values, unlike those of operators.
+///
+/// Raises, before anything has changed but the logs of quantized coefficients, "tolvane:filter:a0" where a0 isn't 1,
+/// "tolvane:filter:coefficients" for those that are missing, no vector, or doubles in need of a format,
+/// "tolvane:filter:growth" for a feedback that would grow without bound, since no format is in its loop,
+/// "tolvane:filter:gains" and "tolvane:filter:state" for as many as don't fit, and "tolvane:array:growth".
 TOLVANE_API fixed_array lfilter(const filter_coefficients& b, const filter_coefficients& a, const fixed_array& x,
                                 const filter_options& options = {},
                                 const code_location& where = code_location::current());
