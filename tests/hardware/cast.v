@@ -1,11 +1,13 @@
-// Forces a word into a format: rounds it to R_FRACTION bits of fraction, then fits it into R_BITS bits.
+// Forces a word into a format: rounds it to R_FRACTION bits of fraction, then fits it into R_BITS bits. `over` tells
+// that it didn't fit.
 module cast #(
     parameter A_BITS = 16, A_FRACTION = 15, A_SIGNED = 1,
     parameter R_BITS = 8, R_FRACTION = 7, R_SIGNED = 1,
     parameter ROUNDING = "nearest", OVERFLOW = "saturate"
 ) (
     input  wire [A_BITS-1:0] a,
-    output wire [R_BITS-1:0] r
+    output wire [R_BITS-1:0] r,
+    output wire              over
 );
     // Bits that are cut off, or zeros that are appended.
     localparam CUT = A_FRACTION > R_FRACTION ? A_FRACTION - R_FRACTION : 0;
@@ -49,6 +51,7 @@ module cast #(
     localparam signed [WIDE-1:0] LEAST = R_SIGNED == 0 ? 0 : OVERFLOW == "symmetric" ? -MOST : -MOST - ONE;
     wire                         above = rounded > MOST;
     wire                         below = rounded < LEAST;
+    assign over = above || below;
 
     generate
         if (OVERFLOW == "wrap" || (OVERFLOW == "keep_sign" && R_SIGNED == 0))

@@ -1,6 +1,7 @@
 // The filters of fir.v and biquad.v, and the same ones by the library.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -28,21 +29,31 @@ struct FirFilter {
     std::string parameters() const;
 };
 
-/// Direct form 1, with a format for every node.
-struct BiquadFilter {
-    tolvane::fixed_type input;
-    tolvane::fixed_array coefficients;  // b0, b1, b2, a1, a2
-    tolvane::fixed_format sectionInput;
-    tolvane::fixed_format productB;
-    tolvane::fixed_format sumB;
-    tolvane::fixed_format productA;
-    tolvane::fixed_format sumA;
-    tolvane::fixed_format sectionOutput;
+constexpr tolvane::filter_form kForms[] = {tolvane::filter_form::direct1, tolvane::filter_form::transposed2,
+                                           tolvane::filter_form::direct2, tolvane::filter_form::transposed1};
 
-    /// A low-pass filter, now and then with poles so near the unit circle that it rings.
-    static BiquadFilter drawn(Draw& draw);
+/// One to three sections of biquad.v.
+struct Cascade {
+    tolvane::fixed_type input;
+    tolvane::fixed_type coefficient;
+    std::vector<std::array<double, 6>> sections;
+    std::vector<double> gains;  // or none
+    tolvane::filter_options options;
+
+    /// Low-pass sections, now and then with poles so near the unit circle that they ring. Words are of 64 bits, of 128
+    /// or longer at the longest place; formats are of all modes, or of those of most filters.
+    static Cascade drawn(Draw& draw, tolvane::filter_form form);
     tolvane::fixed_array filtered(const tolvane::fixed_array& x) const;
+    /// What logs count in each section: at section_input, product_b, product_a, sum_b, sum_a, state, section_output.
+    /// The signal is filtered once more, in two blocks; raises std::runtime_error if its words are others.
+    tolvane::fixed_array overflows(const tolvane::fixed_array& x) const;
+    /// For each section the gain, b0, b1, b2, a1 and a2, with the signs that products need.
+    tolvane::fixed_array coefficients() const;
     std::string parameters() const;
+
+ private:
+    tolvane::fixed_array filtered(const tolvane::fixed_array& x, std::size_t from, std::size_t to,
+                                  tolvane::filter_state& state) const;
 };
 
 }  // namespace hardware

@@ -20,19 +20,16 @@
 #include <vector>
 
 #include "filters.h"
-#include "hex_words.h"
 #include "operations.h"
 
 namespace {
 
-using hardware::BiquadFilter;
+using hardware::Cascade;
 using hardware::Draw;
 using hardware::FirFilter;
-using hardware::hexWord;
 using hardware::Kind;
 using hardware::ModuleOperation;
 using hardware::PackageOperation;
-using hardware::valueOfWord;
 using tolvane::exact_value;
 using tolvane::fixed_array;
 using tolvane::fixed_type;
@@ -60,10 +57,9 @@ std::ofstream opened(const std::string& path) {
     return out;
 }
 
+/// A word a line, and nothing else.
 void writeWords(std::ostream& out, const fixed_array& words) {
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        out << hexWord(words.at(i), words.type()) << '\n';
-    }
+    tolvane::write_words(out, words, {.describe = false});
 }
 
 /// A folder with all files of a run.
@@ -113,17 +109,27 @@ class Writer {
         const std::size_t filters = std::clamp<std::size_t>(mWords / 5000, 4, 12);
         for (std::size_t i = 0; i < filters; ++i) {
             const FirFilter fir = FirFilter::drawn(mDraw);
-            const BiquadFilter biquad = BiquadFilter::drawn(mDraw);
             const std::size_t count = mWords / 5 / filters;
-            const auto writeFilter = [&](const auto& filter, const fixed_array& coefficients, const std::string& bench,
-                                         const std::string& kind) {
-                const fixed_array x = signalDrawn(mDraw, filter.input, count);
-                const std::string name = bench + '_' + std::to_string(i);
-                write(name, kind, x, coefficients, filter.filtered(x), true, filter.parameters());
-                instance(bench, name, count, filter.parameters());
-            };
-            writeFilter(fir, fir.taps, "fir", "FIR samples");
-            writeFilter(biquad, biquad.coefficients, "biquad", "biquad samples");
+            const fixed_array x = signalDrawn(mDraw, fir.input, count);
+            const std::string name = "fir_" + std::to_string(i);
+            write(name, "FIR samples", x, fir.taps, fir.filtered(x), true, fir.parameters());
+            instance("fir", name, count, fir.parameters());
+        }
+        const std::size_t cascades = 2 * filters;
+        for (std::size_t i = 0; i < cascades; ++i) {
+            const Cascade cascade = Cascade::drawn(mDraw, hardware::kForms[i % std::size(hardware::kForms)]);
+            const std::size_t count = mWords / 5 / cascades;
+            const fixed_array x = signalDrawn(mDraw, cascade.input, count);
+            const std::string name = "cascade_" + std::to_string(i);
+            write(name, "biquad samples", x, cascade.coefficients(), cascade.filtered(x), true, cascade.parameters());
+            const fixed_array overflows = cascade.overflows(x);
+            std::vector<exact_value> numbers;
+            for (std::size_t k = 0; k < overflows.size(); ++k) {
+                numbers.emplace_back(static_cast<std::int64_t>(k));
+            }
+            const fixed_array places(numbers, overflows.type());
+            write(name + "_overflows", "overflows", places, places, overflows, true, cascade.parameters());
+            instance("cascade", name, count, cascade.parameters());
         }
         benches << "module top;\n    reg clock = 0;\n    wire [" << number - 1 << ":0] done;\n\n"
                 << instances.str()
@@ -209,7 +215,7 @@ std::string wordOf(std::istream& in) {
 std::string shown(const std::string& word, const fixed_type& type) {
     std::string text = (word.empty() ? "nothing" : word) + "  " + type.text() + "  ";
     try {
-        return text + valueOfWord(word, type).text();
+        return text + tolvane::from_hex(std::vector{word}, type).at(0).text();
     } catch (const std::exception& error) {
         return text + '(' + error.what() + ')';
     }
@@ -255,7 +261,7 @@ class Comparison {
     bool report() {
         std::size_t total = 0;
         for (const char* kind :
-             {"casts", "sums", "differences", "products", "quotients", "FIR samples", "biquad samples"}) {
+             {"casts", "sums", "differences", "products", "quotients", "FIR samples", "biquad samples", "overflows"}) {
             std::printf("  %-16s", kind);
             for (const auto& [simulator, count] : mCounts[kind]) {
                 std::printf("%10zu %s", count, simulator.c_str());
