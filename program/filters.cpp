@@ -1,14 +1,13 @@
-// Plans filters and runs them. A plan follows the ranges of all values through the equations until they stay as they
-// are; it tells the types of delays and results, and whether plain integers are long enough.
+// Runs filters by their plans: on plain integers if they are long enough, else on exact values and the blocks of
+// places.
 #include "program/filters.h"
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 #include <numeric>
 
-#include "program/filter_forms.h"
 #include "program/filter_loops.h"
+#include "program/filter_plan.h"
 #include "program/fixed_scalar.h"
 #include "program/kernels.h"
 #include "program/log_access.h"
@@ -22,224 +21,14 @@ using detail::ChainLengths;
 using detail::Node;
 using detail::Place;
 using detail::wordarray;
+using detail::filter::Coefficients;
+using detail::filter::Delays;
+using detail::filter::NodeTypes;
+using detail::filter::Plan;
+using detail::filter::Range;
+using detail::filter::Section;
 
 namespace {
-
-exact_value timesPower(const exact_value& value, int places) {
-    return value * detail::Leaf::scaledValue(1, places);
-}
-
-/// What is known of values: their bounds, and that they are multiples of 2^-fraction. Zeros are multiples of anything.
-struct Range {
-    static constexpr int kNoFraction = std::numeric_limits<int>::min() / 4;
-    exact_value low = {};
-    exact_value high = {};
-    int fraction = kNoFraction;
-
-    friend bool operator==(const Range&, const Range&) = default;
-    static Range of(const fixed_type& type) {
-        const exact_value unit = detail::Leaf::scaledValue(1, -type.fraction);
-        const exact_value bound = timesPower(unit, type.bits - (type.is_signed ? 1 : 0));
-        return {type.is_signed ? -bound : exact_value(), bound - unit, type.fraction};
-    }
-    bool isZero() const { return low.is_zero() && high.is_zero(); }
-    /// The last place of integers that stand for the values.
-    int unit() const { return fraction == kNoFraction ? 0 : fraction; }
-    /// The bits of a signed integer times 2^-unit that holds all values.
-    int bitsAt(int unit) const {
-        const auto bits = [unit](const exact_value& x) { return x.is_zero() ? 0 : x.magnitude_exponent() + unit + 1; };
-        return std::max(bits(low), bits(high)) + 1;
-    }
-    /// The shortest type that holds all values.
-    fixed_type type() const {
-        if (isZero()) {
-            return {false, 1, 0};
-        }
-        int bits = high.is_zero() ? 0 : high.magnitude_exponent() + fraction + 1;
-        if (!low.is_negative()) {
-            return fixed_format(fixed_type{false, std::max(bits, 1), fraction}).type();
-        }
-        // A power of two below zero takes a bit less than one above.
-        const int below = low.magnitude_exponent() + fraction + (low.bits() == 1 ? 0 : 1);
-        bits = std::max(bits, below) + 1;
-        return fixed_format(fixed_type{true, bits, fraction}).type();
-    }
-};
-
-Range joined(const Range& a, const Range& b) {
-    return {std::min(a.low, b.low), std::max(a.high, b.high), std::max(a.fraction, b.fraction)};
-}
-Range sumOf(const Range& a, const Range& b) {
-    return {a.low + b.low, a.high + b.high, std::max(a.fraction, b.fraction)};
-}
-Range negated(const Range& a) {
-    return {-a.high, -a.low, a.fraction};
-}
-Range productOf(const exact_value& factor, int fraction, const Range& x) {
-    if (factor.is_zero() || x.isZero()) {
-        return {};
-    }
-    const exact_value low = factor * x.low;
-    const exact_value high = factor * x.high;
-    return {std::min(low, high), std::max(low, high), fraction + x.fraction};
-}
-
-/// Exact numbers with a common last place.
-struct Coefficients {
-    std::vector<exact_value> values;
-    int fraction = 0;
-};
-
-/// A section as the equations take it.
-struct Section {
-    Coefficients b;
-    Coefficients a;  // from a1 on, with the sign that the products need
-    bool subtracts = true;
-    std::optional<exact_value> gain;
-    int gainFraction = 0;
-    /// Their formats, named for the logs.
-    std::array<std::optional<fixed_format>, detail::kNodes> formats;
-};
-
-/// How a section holds its delays, as ranges or values.
-template <class Value>
-using Delays = std::array<std::vector<Value>, 2>;
-
-/// What a section's values come to.
-struct Plan {
-    Range input;   // what its gain makes of the input
-    Range factor;  // what the input node makes of that
-    Range output;
-    Delays<Range> delays;
-    std::array<Range, detail::kNodes> arriving;  // at the nodes
-    Range sums;
-    Range factors;
-    Range feedbackFactor;  // direct2's and transposed1's w
-};
-
-/// The equations on ranges.
-class RangeMachine {
- public:
-    using Factor = Range;
-    using Sum = Range;
-
-    RangeMachine(const Section& section, const std::array<std::optional<fixed_type>, detail::kNodes>& types, Plan& plan)
-        : mSection(section), mTypes(types), mPlan(plan) {}
-    std::size_t countB() const { return mSection.b.values.size() - 1; }
-    std::size_t countA() const { return mSection.a.values.size(); }
-    Range productB(std::size_t k, const Range& x) { return product<Node::productB>(mSection.b, k, x); }
-    Range productA(std::size_t k, const Range& x) { return product<Node::productA>(mSection.a, k - 1, x); }
-    Range add(const Range& sum, const Range& x) { return summed(sumOf(sum, x)); }
-    Range addFeedback(const Range& sum, const Range& x) { return add(sum, feedback(x)); }
-    Range feedback(const Range& x) { return mSection.subtracts ? negated(x) : x; }
-    Range term(const Range& x) { return summed(x); }
-    Range factorOf(const Range& x) {
-        mPlan.feedbackFactor = joined(mPlan.feedbackFactor, x);
-        return x;
-    }
-    Range delayed(Chain chain, std::size_t k) { return delay(chain, k); }
-    Range held(Chain chain, std::size_t k) { return summed(delay(chain, k)); }
-    void hold(Chain chain, std::size_t k, const Range& x) { delay(chain, k) = joined(delay(chain, k), x); }
-    template <Node kNode>
-    Range place(const Range& x) {
-        return summed(replace<kNode>(x));
-    }
-    template <Node kNode>
-    Range factor(const Range& x) {
-        Range made = replace<kNode>(x);
-        if constexpr (kNode == Node::state) {
-            mPlan.feedbackFactor = joined(mPlan.feedbackFactor, made);
-        }
-        return made;
-    }
-    template <Node kNode>
-    Range replace(const Range& x) {
-        Range& arriving = mPlan.arriving[detail::indexOf(kNode)];
-        arriving = joined(arriving, x);
-        const std::optional<fixed_type>& type = mTypes[detail::indexOf(kNode)];
-        return type ? Range::of(*type) : x;
-    }
-
- private:
-    Range& delay(Chain chain, std::size_t k) { return mPlan.delays[static_cast<std::size_t>(chain)][k - 1]; }
-    Range summed(const Range& x) {
-        mPlan.sums = joined(mPlan.sums, x);
-        return x;
-    }
-    template <Node kNode>
-    Range product(const Coefficients& side, std::size_t k, const Range& x) {
-        mPlan.factors = joined(mPlan.factors, x);
-        return place<kNode>(productOf(side.values[k], side.fraction, x));
-    }
-
-    const Section& mSection;
-    const std::array<std::optional<fixed_type>, detail::kNodes>& mTypes;
-    Plan& mPlan;
-};
-
-template <class Machine>
-auto stepBy(filter_form form, Machine& machine, const typename Machine::Factor& u) {
-    switch (form) {
-        case filter_form::direct2:
-            return detail::filterStep<filter_form::direct2>(machine, u);
-        case filter_form::transposed1:
-            return detail::filterStep<filter_form::transposed1>(machine, u);
-        case filter_form::transposed2:
-            return detail::filterStep<filter_form::transposed2>(machine, u);
-        default:
-            return detail::filterStep<filter_form::direct1>(machine, u);
-    }
-}
-
-/// Where a node's values are multiples of: all sums have one unit, which that of products without a place is, too.
-int unitOf(const Plan& plan, Node node) {
-    switch (node) {
-        case Node::productB:
-        case Node::productA:
-        case Node::input:
-        case Node::outputState:
-            return plan.arriving[detail::indexOf(node)].fraction;
-        default:
-            return plan.sums.fraction;
-    }
-}
-
-/// The unit of a node's values in a form: the states of direct1 take inputs.
-int unitOf(const Plan& plan, filter_form form, Node node) {
-    const int unit = node == Node::state && form == filter_form::direct1 ? plan.arriving[detail::indexOf(node)].fraction
-                                                                         : unitOf(plan, node);
-    return unit == Range::kNoFraction ? 0 : unit;
-}
-
-Plan planOf(const Section& section, filter_form form,
-            const std::array<std::optional<fixed_type>, detail::kNodes>& types, const Range& x,
-            const Delays<Range>& start) {
-    Plan plan;
-    plan.delays = start;
-    const std::size_t order = section.b.values.size() + section.a.values.size();
-    // Values pass one delay in each round, and a place in every loop ends their growth.
-    const std::size_t mostRounds = 3 * order + 8;
-    for (std::size_t round = 0;; ++round) {
-        const Delays<Range> before = plan.delays;
-        plan.arriving = {};
-        plan.sums = {};
-        plan.factors = {};
-        plan.feedbackFactor = {};
-        RangeMachine machine(section, types, plan);
-        plan.input = section.gain ? productOf(*section.gain, section.gainFraction, x) : x;
-        plan.factor = machine.replace<Node::input>(plan.input);
-        plan.output = stepBy(form, machine, plan.factor);
-        if (plan.delays == before) {
-            return plan;
-        }
-        if (round == mostRounds) {
-            throw error(
-                "tolvane:filter:growth",
-                "The values that are fed back would grow without bound. Give a format to section_output, state, "
-                "sum_a or product_a.");
-        }
-    }
-}
 
 // The equations on exact values.
 
@@ -642,8 +431,6 @@ class Filter {
     }
 
  private:
-    using NodeTypes = std::array<std::optional<fixed_type>, detail::kNodes>;
-
     void addSection(const Given& given, std::size_t index, std::size_t count, const filter_state& state,
                     const Range& x) {
         Section section;
@@ -762,7 +549,7 @@ class Filter {
                 }
                 ExactMachine machine(mSections[s], mExact[s], delays);
                 for (exact_value& sample : samples) {
-                    sample = stepBy(mOptions.form, machine, machine.input(sample));
+                    sample = detail::filter::stepBy(mOptions.form, machine, machine.input(sample));
                 }
                 for (std::size_t c = 0; c < 2; ++c) {
                     for (std::size_t k = 0; k < delays[c].size(); ++k) {
