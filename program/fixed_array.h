@@ -93,6 +93,10 @@ class TOLVANE_API fixed_array {
     fixed_array(std::initializer_list<Number> values, const fixed_format& format,
                 const code_location& where = code_location::current())
         : fixed_array(std::vector<Number>(values), format, where) {}
+    /// A mixture such as {1, -0.5}.
+    fixed_array(std::initializer_list<double> values, const fixed_format& format,
+                const code_location& where = code_location::current())
+        : fixed_array(std::vector<double>(values), format, where) {}
     template <plain_number Number>
     fixed_array(Number value, const fixed_format& format, const code_location& where = code_location::current())
         : fixed_array(std::vector<Number>{value}, format, where) {
@@ -105,6 +109,9 @@ class TOLVANE_API fixed_array {
         : fixed_array(values, format.named(std::move(name)), where) {}
     template <plain_number Number>
     fixed_array(std::initializer_list<Number> values, const fixed_format& format, std::string name,
+                const code_location& where = code_location::current())
+        : fixed_array(values, format.named(std::move(name)), where) {}
+    fixed_array(std::initializer_list<double> values, const fixed_format& format, std::string name,
                 const code_location& where = code_location::current())
         : fixed_array(values, format.named(std::move(name)), where) {}
     /// Words as they lie in memory, in two's complement if signed; those beyond the type raise "tolvane:array:word".
