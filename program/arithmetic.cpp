@@ -430,11 +430,11 @@ bool operator==(const fixed_array& a, const fixed_array& b) {
     if (a.shape() != b.shape()) {
         return false;
     }
-    const std::vector<bool> all = equal(a, b);
+    const std::vector<bool> all = detail::areEqual(a, b);
     return std::ranges::all_of(all, std::identity());
 }
 
-std::vector<bool> equal(const fixed_array& a, const fixed_array& b) {
+std::vector<bool> detail::areEqual(const fixed_array& a, const fixed_array& b) {
     const Broadcast operands(a, b);
     std::vector<bool> result(operands.count(), true);
     const auto compare = [&](const fixed_array& x, const fixed_array& y) {
@@ -449,7 +449,7 @@ std::vector<bool> equal(const fixed_array& a, const fixed_array& b) {
     return result;
 }
 
-std::vector<bool> less(const fixed_array& a, const fixed_array& b) {
+std::vector<bool> detail::areLess(const fixed_array& a, const fixed_array& b) {
     requireReal(a, "Order");
     requireReal(b, "Order");
     const Broadcast operands(a, b);

@@ -101,8 +101,8 @@ class filter_coefficients {
     requires std::floating_point<Number> || std::integral<Number> filter_coefficients(
         std::initializer_list<Number> values)
         : mDoubles(values.begin(), values.end()) {}
-    filter_coefficients(std::initializer_list<double> values)  // as {1, -0.5}
-        : mDoubles(values) {}
+    /// A mixture such as {1, -0.5}.
+    filter_coefficients(std::initializer_list<double> values) : mDoubles(values) {}
     template <std::ranges::input_range Range>
     requires std::floating_point<std::ranges::range_value_t<Range>> || std::integral<std::ranges::range_value_t<Range>>
     filter_coefficients(const Range& values)  // NOLINT(google-explicit-constructor)

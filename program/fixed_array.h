@@ -93,6 +93,10 @@ class TOLVANE_API fixed_array {
     fixed_array(std::initializer_list<Number> values, const fixed_format& format,
                 const code_location& where = code_location::current())
         : fixed_array(std::vector<Number>(values), format, where) {}
+    /// A mixture such as {1, -0.5}.
+    fixed_array(std::initializer_list<double> values, const fixed_format& format,
+                const code_location& where = code_location::current())
+        : fixed_array(std::vector<double>(values), format, where) {}
     template <plain_number Number>
     fixed_array(Number value, const fixed_format& format, const code_location& where = code_location::current())
         : fixed_array(std::vector<Number>{value}, format, where) {
@@ -105,6 +109,9 @@ class TOLVANE_API fixed_array {
         : fixed_array(values, format.named(std::move(name)), where) {}
     template <plain_number Number>
     fixed_array(std::initializer_list<Number> values, const fixed_format& format, std::string name,
+                const code_location& where = code_location::current())
+        : fixed_array(values, format.named(std::move(name)), where) {}
+    fixed_array(std::initializer_list<double> values, const fixed_format& format, std::string name,
                 const code_location& where = code_location::current())
         : fixed_array(values, format.named(std::move(name)), where) {}
     /// Words as they lie in memory, in two's complement if signed; those beyond the type raise "tolvane:array:word".
@@ -229,8 +236,6 @@ TOLVANE_API fixed_array conv(const fixed_array& x, const fixed_array& h, const s
 
 /// Whether shapes and all values are equal.
 TOLVANE_API bool operator==(const fixed_array& a, const fixed_array& b);
-TOLVANE_API std::vector<bool> less(const fixed_array& a, const fixed_array& b);
-TOLVANE_API std::vector<bool> equal(const fixed_array& a, const fixed_array& b);
 TOLVANE_API exact_value max(const fixed_array& x);
 TOLVANE_API exact_value min(const fixed_array& x);
 

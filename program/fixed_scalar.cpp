@@ -214,13 +214,10 @@ void fixed_scalar::setAny(const exact_value& value, int exponent, const code_loc
     }
 }
 
-void fixed_scalar::setQuotient(const exact_value& dividend, const exact_value& divisor) {
-    // Exact operands, each in the shortest type that holds it.
-    const auto single = [](const exact_value& value) {
-        return fixed_array(std::vector<exact_value>{value},
-                           fixed_format({true, std::max(value.bits(), 1) + 1, -value.exponent()}));
-    };
-    hold(divide(single(dividend), single(divisor), mFormat).at(0));
+void fixed_scalar::setQuotient(const exact_value& dividend, const exact_value& divisor, const code_location& where) {
+    // The operands are exact, so they are no places of a log.
+    const auto single = [](const exact_value& value) { return constant_for(fixed_array(), value, true); };
+    hold(divide(single(dividend), single(divisor), mFormat, where).at(0));
 }
 
 void fixed_scalar::hold(const exact_value& value) {
@@ -238,19 +235,31 @@ void fixed_scalar::hold(const exact_value& value) {
     }
 }
 
-void fixed_scalar::set_word(std::int64_t word) {
-    const fixed_type& type = mFormat.type();
+namespace {
+
+bool isWordOf(const fixed_type& type, std::int64_t word) {
     const int unused = 64 - type.bits;
     const auto pattern = static_cast<std::uint64_t>(word);
-    if (unused < 0 || (type.is_signed ? static_cast<std::int64_t>(pattern << unused) >> unused != word
-                                      : pattern << unused >> unused != pattern)) {
+    return unused >= 0 && (type.is_signed ? static_cast<std::int64_t>(pattern << unused) >> unused == word
+                                          : pattern << unused >> unused == pattern);
+}
+
+}  // namespace
+
+void fixed_scalar::set_word(std::int64_t word) {
+    const fixed_type& type = mFormat.type();
+    if (!isWordOf(type, word)) {
         throw error("tolvane:array:word", std::to_string(word) + " is no word of " + type.text() + ".");
     }
-    setWord(type.is_signed ? Int128{word} : static_cast<Int128>(pattern));
+    setWord(type.is_signed ? Int128{word} : static_cast<Int128>(static_cast<std::uint64_t>(word)));
 }
 
 fixed_scalar::operator fixed_array() const {
-    return fixed_array(std::vector<exact_value>{value()}, fixed_format(mFormat.type())).reshaped({});
+    const fixed_type& type = mFormat.type();
+    if (!mLong && isWordOf(type, mLow) && (mHigh == mLow >> 63 || (!type.is_signed && mHigh == 0))) {
+        return fixed_array::from_words({&mLow, 1}, type).reshaped({});  // which no log hears of
+    }
+    return fixed_array(std::vector<exact_value>{value()}, fixed_format(type)).reshaped({});
 }
 
 Leaf fixed_array::operator[](std::size_t index) const {

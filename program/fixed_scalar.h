@@ -282,12 +282,13 @@ class TOLVANE_API fixed_scalar {
         set(value, {});
         return *this;
     }
-    /// The same as `=`, for logs that want to know where the program has it.
+    /// The same as `=`; logs that keep errors or histograms, or call on overflow, then know where the program has it.
     template <scalar_operand Value>
     TOLVANE_INLINE void set(const Value& value, const code_location& where = code_location::current());
     /// The quotient, rounded once. A divisor of zero raises "tolvane:array:division".
     template <scalar_operand Dividend, scalar_operand Divisor>
-    void set_quotient(const Dividend& dividend, const Divisor& divisor);
+    void set_quotient(const Dividend& dividend, const Divisor& divisor,
+                      const code_location& where = code_location::current());
     /// Sets the word itself; one that the type hasn't raises "tolvane:array:word". Nothing is noted.
     void set_word(std::int64_t word);
 
@@ -342,7 +343,7 @@ class TOLVANE_API fixed_scalar {
     void setAny(const exact_value& value, int exponent, const code_location& where);
     void setWord(detail::Int128 word);
     void hold(const exact_value& value);
-    void setQuotient(const exact_value& dividend, const exact_value& divisor);
+    void setQuotient(const exact_value& dividend, const exact_value& divisor, const code_location& where);
     void meetLogs();
     void handOver();
 
@@ -457,6 +458,10 @@ template <scalar_expression Value>
 auto operator-(const Value& x) {
     return 0 - x;
 }
+template <scalar_expression Value>
+auto abs(const Value& x) {
+    return (detail::leafOf(x) < 0 ? -1 : 1) * x;
+}
 /// The value times 2^places.
 template <scalar_expression Value>
 auto scaled(const Value& x, int places) {
@@ -527,8 +532,8 @@ void fixed_scalar::setLong(Node node, const code_location& where) {
 }
 
 template <scalar_operand Dividend, scalar_operand Divisor>
-void fixed_scalar::set_quotient(const Dividend& dividend, const Divisor& divisor) {
-    setQuotient(detail::exactOf(dividend), detail::exactOf(divisor));
+void fixed_scalar::set_quotient(const Dividend& dividend, const Divisor& divisor, const code_location& where) {
+    setQuotient(detail::exactOf(dividend), detail::exactOf(divisor), where);
 }
 
 template <scalar_operand Value>

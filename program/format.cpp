@@ -114,6 +114,16 @@ class Reader {
     std::string_view mRest;
 };
 
+/// All names of a table of modes.
+template <class Modes>
+std::string namesOf(const Modes& modes) {
+    std::string all;
+    for (const auto& mode : modes) {
+        all += (all.empty() ? "" : ", ") + std::string(mode.name);
+    }
+    return all;
+}
+
 [[noreturn]] void refuse(std::string_view text, const std::string& why) {
     throw error("tolvane:format:text", "\"" + std::string(text) + "\" is no format: " + why);
 }
@@ -230,8 +240,12 @@ fixed_format::fixed_format(std::string_view text, std::string name) : mName(std:
             mOverflow = *beyond;
             hasOverflow = true;
         } else {
-            refuse(text, word.empty() ? "\"" + std::string(reader.rest()) + "\" doesn't belong there."
-                                      : "\"" + std::string(word) + "\" is no rounding or overflow, or there are two.");
+            refuse(text, word.empty() ? "\"" + std::string(reader.rest()) +
+                                            "\" doesn't belong there. A format is a type, and perhaps a "
+                                            "rounding and an overflow, with blanks between: \"s16,15 floor wrap\"."
+                                      : "\"" + std::string(word) +
+                                            "\" is no rounding or overflow, or there are two. Roundings: " +
+                                            namesOf(kRoundings) + ". Overflows: " + namesOf(kOverflows) + ".");
         }
     }
 }

@@ -317,7 +317,7 @@ std::vector<bool> inverted(std::vector<bool> truth) {
 }  // namespace
 
 std::vector<bool> is_equal(const array_or_number& a, const array_or_number& b) {
-    return equal(a.exact(), b.exact());
+    return detail::areEqual(a.exact(), b.exact());
 }
 
 std::vector<bool> is_not_equal(const array_or_number& a, const array_or_number& b) {
@@ -325,7 +325,7 @@ std::vector<bool> is_not_equal(const array_or_number& a, const array_or_number& 
 }
 
 std::vector<bool> is_less(const array_or_number& a, const array_or_number& b) {
-    return less(a.exact(), b.exact());
+    return detail::areLess(a.exact(), b.exact());
 }
 
 std::vector<bool> is_less_equal(const array_or_number& a, const array_or_number& b) {

@@ -46,6 +46,10 @@ class PartReader {
 /// A type that exact results of two arrays need; one beyond the limit of growth raises "tolvane:array:growth".
 fixed_type grown(const fixed_type& type, const fixed_array& a, const fixed_array& b);
 
+/// Whether elements are equal, or in order, by value; shapes are broadcast. Order needs real numbers.
+std::vector<bool> areEqual(const fixed_array& a, const fixed_array& b);
+std::vector<bool> areLess(const fixed_array& a, const fixed_array& b);
+
 /// Calls `step(begin, count)` for each block of elements.
 template <class Step>
 void forEachBlock(std::uint64_t count, const Step& step) {

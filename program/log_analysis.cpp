@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <limits>
 #include <numbers>
+#include <numeric>
 #include <ostream>
 
 #include "program/kernels.h"
@@ -58,6 +60,23 @@ double meanOf(const exact_value& sum, std::uint64_t count) {
     return sum.to_double() / static_cast<double>(count);
 }
 
+void requireSizes(std::size_t expected, const fixed_array& x) {
+    if (x.size() != expected) {
+        throw error("tolvane:array:shape", "A reference of " + std::to_string(expected) +
+                                               " values can't be compared with " + std::to_string(x.size()) +
+                                               ". Cut both to the same range.");
+    }
+}
+
+double ratioOf(const std::vector<std::complex<double>>& signal, const std::vector<std::complex<double>>& noise) {
+    const auto squares = [](const std::vector<std::complex<double>>& values) {
+        return std::accumulate(values.begin(), values.end(), 0.0,
+                               [](double sum, std::complex<double> value) { return sum + std::norm(value); });
+    };
+    const double below = squares(noise);
+    return below == 0 ? std::numeric_limits<double>::infinity() : 10 * std::log10(squares(signal) / below);
+}
+
 std::string differenceText(const exact_value& a, const exact_value& b) {
     return detail::shortText(a - b);
 }
@@ -100,6 +119,22 @@ std::vector<place_comparison> compare(const fixed_log& log, const fixed_log& ref
     }
     std::ranges::stable_sort(all, {}, &place_comparison::ratio_db);
     return all;
+}
+
+double signal_to_noise_db(const fixed_array& reference, const fixed_array& x) {
+    requireSizes(reference.size(), x);
+    // The differences are exact until they are doubles. Shapes don't matter.
+    return ratioOf(reference.to_complex_doubles(),
+                   (x.reshaped({x.size()}) - reference.reshaped({x.size()})).to_complex_doubles());
+}
+
+double signal_to_noise_db(const std::vector<double>& reference, const fixed_array& x) {
+    requireSizes(reference.size(), x);
+    std::vector<std::complex<double>> differences = x.to_complex_doubles();
+    for (std::size_t i = 0; i < differences.size(); ++i) {
+        differences[i] -= reference[i];
+    }
+    return ratioOf({reference.begin(), reference.end()}, differences);
 }
 
 std::ostream& operator<<(std::ostream& out, const std::vector<format_proposal>& proposals) {

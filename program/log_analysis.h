@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/export.h"
+#include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/format.h"
 
@@ -44,7 +45,8 @@ struct format_proposal {
 /// "tolvane:log:margin".
 TOLVANE_API std::vector<format_proposal> propose(const fixed_log& log, const propose_options& options = {});
 
-/// How a place of a log compares with that of a reference.
+/// How a place of a log compares with that of a reference. The noise is what the place itself adds to what comes to it;
+/// `signal_to_noise_db` of the results tells what all of them cost.
 struct place_comparison {
     std::string place;
     fixed_format format;
@@ -57,9 +59,16 @@ struct place_comparison {
     value_range reference_before = {};
 };
 
-/// The places of a log by ratios, the worst first, and in the order of the log where they are equal. Logs that don't
-/// keep errors raise "tolvane:log:options".
+/// The places of a log by ratios, the worst first, and in the order of the log where they are equal. They are found in
+/// the reference by their names, so both runs need the same ones; a format without a name, which goes by its text,
+/// isn't found once it has changed. Logs that don't keep errors raise "tolvane:log:options".
 TOLVANE_API std::vector<place_comparison> compare(const fixed_log& log, const fixed_log& reference);
+
+/// The ratio in dB of the squares of a reference to those of the differences between it and x, element by element:
+/// what all places and coefficients together cost. Infinite if all are equal, minus infinity for a
+/// reference of zeros. Sizes that differ raise "tolvane:array:shape".
+TOLVANE_API double signal_to_noise_db(const fixed_array& reference, const fixed_array& x);
+TOLVANE_API double signal_to_noise_db(const std::vector<double>& reference, const fixed_array& x);
 
 // Write tables.
 TOLVANE_API std::ostream& operator<<(std::ostream& out, const std::vector<format_proposal>& proposals);

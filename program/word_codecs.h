@@ -75,7 +75,9 @@ std::vector<fixed_array> readMemory(const SourceText& source, std::span<const wo
 void writeTable(std::span<const fixed_array> arrays, const word_options& options, TextSink& sink);
 std::vector<fixed_array> readTable(const SourceText& source, std::span<const word_signal> signals);
 
-void writeHeader(std::span<const fixed_array> arrays, const word_options& options, TextSink& sink);
+/// The guard is made of the name of the only array, or of `guard`.
+void writeHeader(std::span<const fixed_array> arrays, const word_options& options, const std::string& guard,
+                 TextSink& sink);
 std::vector<fixed_array> readHeader(const SourceText& source, std::span<const word_signal> signals);
 
 /// Words that are read one after the other as decimal numbers or by pieces.

@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <istream>
 #include <iterator>
 #include <memory>
@@ -153,7 +155,18 @@ word_options withStyle(const word_options& options, std::string_view path) {
     return chosen;
 }
 
-void writeTo(std::span<const fixed_array> arrays, const word_options& options, TextSink& sink) {
+/// A name of C for a path: its last part without the ending.
+std::string nameOf(const std::string& path) {
+    std::string name = std::filesystem::path(path).stem().string();
+    std::ranges::replace_if(
+        name, [](unsigned char c) { return c > 127 || std::isalnum(c) == 0; }, '_');
+    const bool isName = !name.empty() && std::isalpha(static_cast<unsigned char>(name.front())) != 0;
+    return isName ? name : word_options().name + "_" + name;
+}
+
+/// `guard` is for a C header of several arrays.
+void writeTo(std::span<const fixed_array> arrays, const word_options& options, const std::string& guard,
+             TextSink& sink) {
     if (arrays.empty()) {
         throw error("tolvane:words:arrays", "There are no arrays to write.");
     }
@@ -165,7 +178,7 @@ void writeTo(std::span<const fixed_array> arrays, const word_options& options, T
             writeMemory(arrays, options, 1, sink);
             break;
         case word_style::c_header:
-            writeHeader(arrays, options, sink);
+            writeHeader(arrays, options, guard, sink);
             break;
         case word_style::csv:
             writeTable(arrays, options, sink);
@@ -206,7 +219,7 @@ void write_words(const std::string& path, const std::vector<fixed_array>& arrays
         }
         file->write(text);
     });
-    writeTo(arrays, withStyle(options, path), sink);
+    writeTo(arrays, withStyle(options, path), options.name == word_options().name ? nameOf(path) : options.name, sink);
     file->finish();
 }
 
@@ -221,7 +234,7 @@ void write_words(std::ostream& out, const std::vector<fixed_array>& arrays, cons
             throw error("tolvane:words:file", "The stream takes no more text.");
         }
     });
-    writeTo(arrays, options, sink);
+    writeTo(arrays, options, options.name, sink);
 }
 
 void write_words(std::ostream& out, const fixed_array& array, const word_options& options) {
@@ -241,7 +254,7 @@ std::string words_text(const std::vector<fixed_array>& arrays, const word_option
         all.reserve(arrays.front().size() * (detail::digitsOf(bits, digitBits) + 1));
     }
     TextSink sink([&](std::string_view text) { all += text; });
-    writeTo(arrays, options, sink);
+    writeTo(arrays, options, options.name, sink);
     return all;
 }
 

@@ -49,7 +49,8 @@ struct word_options {
     /// Lines at the top of memories and C headers, as comments; then, unless it is switched off, the names and types.
     std::string comment = {};
     bool describe = true;
-    /// For an array without a name, as a C array or a column, and for the include guard of a C header.
+    /// For an array without a name, as a C array or a column. The include guard of a C header is made of the name of
+    /// its only array, or of this, or of the path if this is left as it is.
     std::string name = "words";
 };
 

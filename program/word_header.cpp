@@ -297,7 +297,8 @@ class HeaderReader {
 
 }  // namespace
 
-void writeHeader(std::span<const fixed_array> arrays, const word_options& options, TextSink& sink) {
+void writeHeader(std::span<const fixed_array> arrays, const word_options& options, const std::string& several,
+                 TextSink& sink) {
     const std::vector<std::string> names = namesOf(arrays, options);
     std::ranges::for_each(names, requireName);
     for (const fixed_array& array : arrays) {
@@ -305,7 +306,7 @@ void writeHeader(std::span<const fixed_array> arrays, const word_options& option
             throw error("tolvane:words:arrays", "C has no arrays without elements.");
         }
     }
-    std::string guard = arrays.size() == 1 ? names.front() : options.name;
+    std::string guard = arrays.size() == 1 ? names.front() : several;
     requireName(guard);
     std::ranges::transform(guard, guard.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     guard += "_H";

@@ -25,13 +25,13 @@ int main() {
     };
 
     fixed_log reference({.errors = true, .formats = override::doubles});
-    run();
+    const fixed_array ideal = run();
     reference.stop();
     std::cout << propose(reference) << '\n';
 
     fixed_log log({.errors = true});
     const fixed_array y = run();
-    std::cout << compare(log, reference) << '\n';
+    std::cout << compare(log, reference) << "the output has " << signal_to_noise_db(ideal, y) << " dB\n\n";
 
     std::cout << "some words of y as $readmemh reads them:\n"
               << words_text(sliced(y, {index_range(100, 104)}), {.values = true});

@@ -148,8 +148,8 @@ TEST(Arrays, ComputeExactlyInTypesThatHoldEveryResult) {
                 ASSERT_EQ(rationalOf(row.seen.at(i)), wanted) << what << ", element " << i;
             }
         }
-        const std::vector<bool> isLess = less(a, b);
-        const std::vector<bool> isEqual = equal(a, b);
+        const std::vector<bool> isLess = is_less(a, b);
+        const std::vector<bool> isEqual = is_equal(a, b);
         for (std::size_t i = 0; i < isLess.size(); ++i) {
             const int order = cmp(x[x.size() == 1 ? 0 : i], y[y.size() == 1 ? 0 : i]);
             ASSERT_EQ(isLess[i], order < 0);

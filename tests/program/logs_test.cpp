@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -331,6 +333,17 @@ TEST(Logs, CompareWithAReference) {
     std::ostringstream out;
     out << all;
     EXPECT_NE(out.str().find("\nexact   s16,15 nearest saturate"), std::string::npos) << out.str();
+}
+
+TEST(Logs, TellTheNoiseOfAResult) {
+    const fixed_array x({0.5, -0.25, 1, 0}, "s8,4");
+    EXPECT_NEAR(signal_to_noise_db({0.5, -0.25, 1.25, 0}, x), 10 * std::log10(1.875 / 0.0625), 1e-9);
+    EXPECT_NEAR(signal_to_noise_db(cast(x, "s3,1"), x), 10 * std::log10(1.25 / 0.0625), 1e-9);
+    EXPECT_EQ(signal_to_noise_db(x, x), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(signal_to_noise_db(x - x, x), -std::numeric_limits<double>::infinity());
+    const fixed_array z(std::vector<std::complex<double>>{{1, 1}, {0, -0.5}}, "s8,4");
+    EXPECT_NEAR(signal_to_noise_db(z.real(), z), 10 * std::log10(1 / 1.25), 1e-9);
+    EXPECT_EQ(idOf([&] { signal_to_noise_db({1, 2}, x); }), "tolvane:array:shape");
 }
 
 TEST(Logs, WriteWhatTheyWereAskedFor) {

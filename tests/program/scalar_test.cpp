@@ -199,4 +199,38 @@ TEST(Scalars, RefuseWhatIsntMeant) {
     EXPECT_EQ(x.value(), before + exact_value(0.5));
 }
 
+TEST(Scalars, AreTheirOnlyPlaces) {
+    const fixed_log log;
+    fixed_scalar x("s16,15", "x"), y("u8,4", "y");
+    x = 0.5;
+    y.set_quotient(100, x);
+    const auto line = static_cast<std::uint32_t>(__LINE__) - 1;
+    EXPECT_EQ(static_cast<fixed_array>(x), fixed_array(0.5, fixed_format("s16,15", "array")));
+    ASSERT_EQ(log.places().size(), 3U);  // those and the array
+    EXPECT_EQ(log.place("y").overflow_line, line);
+    y.set_word(255);
+    EXPECT_EQ(fixed_array(y).at(0), exact_value(15.9375));
+}
+
+TEST(Scalars, HaveMagnitudes) {
+    fixed_scalar x("s16,0"), y("s17,0");
+    for (const int value : {-32768, -3, 0, 5}) {
+        x = value;
+        y = abs(x);
+        EXPECT_EQ(y.word(), std::abs(value));
+        EXPECT_EQ(value_of(abs(2 * x - 7)), exact_value(std::abs(2 * value - 7)));
+    }
+    const exact_value most("1e30");
+    fixed_scalar wide("s200,0");
+    wide = -most;
+    EXPECT_EQ(value_of(abs(wide * wide * wide)), most * most * most);
+}
+
+TEST(Arrays, AreMadeOfMixedNumbers) {
+    EXPECT_EQ(fixed_array({1, -0.5}, "s8,4", "x"), fixed_array({1.0, -0.5}, "s8,4"));
+    EXPECT_EQ(fixed_array({1, 2}, "s8,4"), fixed_array({1.0, 2.0}, "s8,4"));
+    const fixed_array x({1, 0}, "s8,4");
+    EXPECT_EQ(lfilter({1, 0.5}, {1, 0.5}, x, {.section_output = "s8,4"}), x);
+}
+
 }  // namespace

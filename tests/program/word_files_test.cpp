@@ -318,6 +318,11 @@ TEST(WordFiles, ThatCantBeWrittenStayAsTheyWere) {
     }
     EXPECT_EQ(contentsOf(folder / "x.hex"), "// x: s8,7\n40\ne0\n");
     EXPECT_EQ(contentsOf(folder / "x.bin"), "// x: s8,7\n01000000\n11100000\n");
+    // Headers of several arrays can be included side by side.
+    for (const auto& [name, guard] : {std::pair("bench.h", "BENCH_H"), std::pair("2 runs.tb.h", "WORDS_2_RUNS_TB_H")}) {
+        write_words(folder / name, {x, x.named("y")});
+        EXPECT_TRUE(contentsOf(folder / name).starts_with(std::string("#ifndef ") + guard + '\n')) << name;
+    }
 
     ::chmod((folder / "x.hex").c_str(), 0640);
     std::filesystem::create_symlink("x.hex", folder / "link.hex");
@@ -356,7 +361,7 @@ TEST(WordFiles, ThatCantBeWrittenStayAsTheyWere) {
     } catch (const error& e) {
         EXPECT_TRUE(std::string(e.what()).starts_with((folder / "bad.hex").string() + ":2:2: ")) << e.what();
     }
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 6);  // nothing is left beside them
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 8);  // nothing is left beside them
     std::filesystem::remove_all(folder);
 }
 
