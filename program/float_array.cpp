@@ -365,7 +365,9 @@ float_format::float_format(std::string_view text, std::string name) : mName(std:
             mOverflow = word == nameOf(float_overflow::saturate) ? float_overflow::saturate : float_overflow::infinity;
             hasOverflow = true;
         } else {
-            refuse("\"" + std::string(word) + "\" is no rounding or overflow, or there are two.");
+            refuse("\"" + std::string(word) +
+                   "\" is no rounding or overflow, or there are two. Roundings are those of "
+                   "fixed-point formats, overflows \"infinity\" and \"saturate\".");
         }
     }
     if (!hasType) {

@@ -110,6 +110,9 @@ class TOLVANE_API float_array {
     template <plain_number Number>
     float_array(std::initializer_list<Number> values, const float_format& format)
         : float_array(std::vector<Number>(values), format) {}
+    /// A mixture such as {1, -0.5}.
+    float_array(std::initializer_list<double> values, const float_format& format)
+        : float_array(std::vector<double>(values), format) {}
     /// Encodings; bits beyond the type raise "tolvane:float:word".
     static float_array from_words(std::span<const std::uint64_t> words, const float_type& type);
     /// Encodings as `to_words` makes them, say from a file; words of another length raise "tolvane:float:word".

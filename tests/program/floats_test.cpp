@@ -264,7 +264,7 @@ TEST(Floats, HaveNamesThatReadBack) {
         EXPECT_THROW(float_format{bad}, error) << bad;
     }
     EXPECT_EQ(float_array({448.0, 465.0, -1e9}, float_format("e4m3")).words()[1], 0x7FU);
-    EXPECT_EQ(float_array({448.0, 465.0, -1e9}, float_format("e4m3 saturate")).to_doubles(),
+    EXPECT_EQ(float_array({448, 465, -1e9}, float_format("e4m3 saturate")).to_doubles(),
               (std::vector<double>{448, 448, -448}));
     const float_array half({0.5, 2.0}, floating(5, 10));
     EXPECT_EQ(to_hex(half.to_words()), (std::vector<std::string>{"3800", "4000"}));
