@@ -402,6 +402,10 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         if (made.up[i] < 0) {
             return std::nullopt;
         }
+        // The unit of all sums may be below the last place of those that arrive here, and then nothing is cut off.
+        if (format->rounding() == rounding::add_sign && plan.arriving[i].fraction <= format->type().fraction) {
+            made.places[i].addIfNegative = 0;
+        }
         made.nodes |= 1U << i;
         const bool wraps = made.places[i].force == detail::NarrowPlace<Int>::Force::wrap;
         const bool mayWrap = isSum && node != Node::state;
@@ -726,8 +730,9 @@ class Filter {
         for (std::size_t s = 0; s < mSections.size(); ++s) {
             for (std::size_t i = 0; i < detail::kNodes; ++i) {
                 if (mPlaces[s][i]) {
-                    mExact[s][i].emplace(std::move(mPlaces[s][i]), mPlans[s].arriving[i],
-                                         unitOf(mPlans[s], mOptions.form, static_cast<Node>(i)));
+                    const Range& arriving = mPlans[s].arriving[i];
+                    mExact[s][i].emplace(std::move(mPlaces[s][i]), arriving,
+                                         arriving.fraction == Range::kNoFraction ? 0 : arriving.fraction);
                 }
             }
         }
