@@ -120,10 +120,9 @@ std::string FirFilter::parameters() const {
            parametersOf("S", total, false) + ", " + parametersOf("Y", output, false);
 }
 
-Cascade Cascade::drawn(Draw& draw, filter_form form) {
-    // Words for which sums have up to 64 bits, up to 128, and more.
-    constexpr std::array<int, 2> kLengths[] = {{5, 14}, {5, 14}, {15, 40}, {41, 100}};
-    const auto [least, most] = draw.of(kLengths);
+Cascade Cascade::drawn(Draw& draw, filter_form form, Length length) {
+    constexpr std::array<int, 2> kLengths[] = {{5, 14}, {20, 40}, {60, 100}};
+    const auto [least, most] = kLengths[static_cast<std::size_t>(length)];
     const int inputBits = draw.between(least, most);
     const int coefficientBits = draw.between(least, most);
     Cascade made{sfix(inputBits, inputBits - 1), sfix(coefficientBits, coefficientBits - 2), {}, {}, {}};

@@ -32,6 +32,9 @@ struct FirFilter {
 constexpr tolvane::filter_form kForms[] = {tolvane::filter_form::direct1, tolvane::filter_form::transposed2,
                                            tolvane::filter_form::direct2, tolvane::filter_form::transposed1};
 
+/// Words with sums of up to 64 bits, of up to 128 most often, and of more.
+enum class Length { small, medium, large };
+
 /// One to three sections of biquad.v.
 struct Cascade {
     tolvane::fixed_type input;
@@ -40,9 +43,9 @@ struct Cascade {
     std::vector<double> gains;  // or none
     tolvane::filter_options options;
 
-    /// Low-pass sections, now and then with poles so near the unit circle that they ring. Words are of 64 bits, of 128
-    /// or longer at the longest place; formats are of all modes, or of those of most filters.
-    static Cascade drawn(Draw& draw, tolvane::filter_form form);
+    /// Low-pass sections, now and then with poles so near the unit circle that they ring. Formats are of all modes, or
+    /// of those of most filters.
+    static Cascade drawn(Draw& draw, tolvane::filter_form form, Length length);
     tolvane::fixed_array filtered(const tolvane::fixed_array& x) const;
     /// What logs count in each section: at section_input, product_b, product_a, sum_b, sum_a, state, section_output.
     /// The signal is filtered once more, in two blocks; raises std::runtime_error if its words are others.

@@ -117,7 +117,9 @@ class Writer {
         }
         const std::size_t cascades = 2 * filters;
         for (std::size_t i = 0; i < cascades; ++i) {
-            const Cascade cascade = Cascade::drawn(mDraw, hardware::kForms[i % std::size(hardware::kForms)]);
+            constexpr std::size_t kForms = std::size(hardware::kForms);
+            const auto length = static_cast<hardware::Length>((i + i / kForms) % 3);
+            const Cascade cascade = Cascade::drawn(mDraw, hardware::kForms[i % kForms], length);
             const std::size_t count = mWords / 5 / cascades;
             const fixed_array x = signalDrawn(mDraw, cascade.input, count);
             const std::string name = "cascade_" + std::to_string(i);
