@@ -165,10 +165,6 @@ std::optional<detail::LoopSection<Int>> loopSectionOf(const Section& section, fi
         if (made.up[i] < 0) {
             return std::nullopt;
         }
-        // The unit of all sums may be below the last place of those that arrive here, and then nothing is cut off.
-        if (format->rounding() == rounding::add_sign && plan.arriving[i].fraction <= format->type().fraction) {
-            made.places[i].addIfNegative = 0;
-        }
         made.nodes |= 1U << i;
         const bool wraps = made.places[i].force == detail::NarrowPlace<Int>::Force::wrap;
         const bool mayWrap = isSum && node != Node::state;

@@ -435,4 +435,20 @@ TEST(Filters, RefuseWhatTheyCannotKeep) {
     EXPECT_TRUE(stateIs(last));
 }
 
+TEST(Filters, CutNoBitsWhereOnlyOtherValuesHaveMorePlaces) {
+    const fixed_array x(std::vector{-3, -3}, "s8,0");
+    for (const char* const product : {"s12,0", "s12,4"}) {
+        filter_options options{.coefficients_b = "s8,4",
+                               .coefficients_a = "s8,4",
+                               .product_b = "s8,0",
+                               .product_a = product,
+                               .sum_b = "s8,0 add_sign",
+                               .section_output = "s8,0 floor"};
+        const fixed_array fast = sosfilt({{1, 0, 0, 1, 0, 0}}, x, options);
+        const fixed_log log({.errors = true});
+        EXPECT_EQ(fast, x) << product;
+        EXPECT_EQ(sosfilt({{1, 0, 0, 1, 0, 0}}, x, options), x) << product;
+    }
+}
+
 }  // namespace
