@@ -130,6 +130,9 @@ class Broadcast {
 /// left op right, or one of them where the other is missing; nothing if both are.
 wordarray combineParts(const Words& left, const Words& right, Sign sign, const fixed_type& type, std::uint64_t count) {
     wordarray words(count, detail::gridOf(type));
+    if (left && right && detail::integers::combine(sign, left->span(), right->span(), words)) {
+        return words;
+    }
     const std::size_t width = detail::integers::widthFor(type.bits + 1);
     Arena arena(width, 3);
     Block total = arena.next();
@@ -176,6 +179,9 @@ fixed_array combine(const fixed_array& a, const fixed_array& b, Sign sign) {
 wordarray multiplyParts(const Words& a, const Words& b, const Words& c, const Words& d, Sign sign,
                         const fixed_type& type, std::uint64_t count) {
     wordarray words(count, detail::gridOf(type));
+    if (!c && detail::integers::multiply(a->span(), b->span(), words)) {
+        return words;
+    }
     const auto bitsOf = [](const Words& part) {
         return part ? detail::integers::neededBits(detail::integers::extentOf(part->grid())) : 0;
     };

@@ -1178,4 +1178,37 @@ void quantize(const Format& format, std::size_t count, std::size_t width, Block&
     finish(met, count, width, block, notes);
 }
 
+namespace {
+
+bool areOneLimb(const WordSpan& a, const WordSpan& b, const wordarray& out) {
+    return a.grid.limbs() == 1 && b.grid.limbs() == 1 && out.grid().limbs() == 1;
+}
+WordOperand operandOf(const WordSpan& words, int exponent) {
+    return {words.limbs, words.count == 1 ? 0U : 1U, static_cast<unsigned>(words.grid.exponent - exponent)};
+}
+bool isWithinLimb(int shift) {
+    return shift >= 0 && shift < kLimbBits;
+}
+
+}  // namespace
+
+bool combine(Sign sign, const WordSpan& a, const WordSpan& b, wordarray& out) {
+    const int exponent = out.grid().exponent;
+    if (!areOneLimb(a, b, out) || !isWithinLimb(a.grid.exponent - exponent) ||
+        !isWithinLimb(b.grid.exponent - exponent)) {
+        return false;
+    }
+    integerLoops().combineWords(sign, operandOf(a, exponent), operandOf(b, exponent), out.span().count, out.limbs());
+    return true;
+}
+
+bool multiply(const WordSpan& a, const WordSpan& b, wordarray& out) {
+    if (!areOneLimb(a, b, out) || a.grid.exponent + b.grid.exponent != out.grid().exponent) {
+        return false;
+    }
+    integerLoops().multiplyWords(operandOf(a, a.grid.exponent), operandOf(b, b.grid.exponent), out.span().count,
+                                 out.limbs());
+    return true;
+}
+
 }  // namespace tolvane::detail::integers

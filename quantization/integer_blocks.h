@@ -138,6 +138,14 @@ Block view(const WordSpan& words, std::uint64_t begin, std::size_t count);
 /// A part of a block.
 Block slice(const Block& block, std::size_t first, std::size_t width);
 
+// Whole arrays of exact words of one limb, whose results are such words: false if operands or results aren't. A single
+// word stands for all.
+
+/// Sets all words to sums or differences.
+bool combine(Sign sign, const WordSpan& a, const WordSpan& b, wordarray& out);
+/// Sets all words to products.
+bool multiply(const WordSpan& a, const WordSpan& b, wordarray& out);
+
 // Arithmetic. Zeros have the signs that IEEE sums, differences and products rounded to nearest have.
 
 void copy(const Block& from, std::size_t count, std::size_t width, Block& to);

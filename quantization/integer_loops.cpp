@@ -465,6 +465,44 @@ bool quantizeDoublesByMode(const Task& task, const double* values, std::size_t c
     return kLoops[RoundingRules::indexOf(task.format.round)](task, values, count, toInteger, out, met);
 }
 
+/// Calls the loop with steps that the compiler knows.
+template <class Step>
+void forEachWord(const WordOperand& a, const WordOperand& b, std::uint64_t count, const Step& step) {
+    const mp_limb_t* const x = a.limbs;
+    const mp_limb_t* const y = b.limbs;
+    if (a.step != 0 && b.step != 0) {
+        for (std::uint64_t i = 0; i < count; ++i) {
+            step(i, x[i], y[i]);
+        }
+    } else if (b.step == 0) {
+        const mp_limb_t right = count == 0 ? 0 : y[0];
+        for (std::uint64_t i = 0; i < count; ++i) {
+            step(i, x[i * a.step], right);
+        }
+    } else {
+        const mp_limb_t left = count == 0 ? 0 : x[0];
+        for (std::uint64_t i = 0; i < count; ++i) {
+            step(i, left, y[i]);
+        }
+    }
+}
+void combineAllWords(Sign sign, const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out) {
+    const unsigned aShift = a.shift;
+    const unsigned bShift = b.shift;
+    if (sign == Sign::plus) {
+        forEachWord(a, b, count, [=](std::uint64_t i, mp_limb_t x, mp_limb_t y) HWY_ATTR {
+            out[i] = (x << aShift) + (y << bShift);
+        });
+    } else {
+        forEachWord(a, b, count, [=](std::uint64_t i, mp_limb_t x, mp_limb_t y) HWY_ATTR {
+            out[i] = (x << aShift) - (y << bShift);
+        });
+    }
+}
+void multiplyAllWords(const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out) {
+    forEachWord(a, b, count, [=](std::uint64_t i, mp_limb_t x, mp_limb_t y) HWY_ATTR { out[i] = x * y; });
+}
+
 constexpr IntegerLoops kLoops{
     &widenWords,
     &narrowWords,
@@ -489,6 +527,8 @@ constexpr IntegerLoops kLoops{
     [](Sign sign, const mp_limb_t* x, unsigned shift, std::size_t count, std::size_t width, mp_limb_t* total) {
         width == 1 ? combineAll<1>(sign, x, shift, count, total) : combineAll<2>(sign, x, shift, count, total);
     },
+    &combineAllWords,
+    &multiplyAllWords,
     [](const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift, std::int64_t* keys) {
         return (width == 1 ? watchAll<1> : width == 2 ? watchAll<2> : watchAll<0>)(x, count, width, limb, shift, keys);
     },

@@ -40,6 +40,13 @@ struct KeyRange {
     std::int64_t least;
 };
 
+/// Words of one limb as an operand of a whole array.
+struct WordOperand {
+    const mp_limb_t* limbs;
+    std::size_t step;
+    unsigned shift = 0;
+};
+
 /// The loops of an instruction set. Counts are of integers, up to a block; a width is that of all limbs but factors.
 struct IntegerLoops {
     /// Sets integers of two limbs to words of one.
@@ -62,6 +69,10 @@ struct IntegerLoops {
     /// Adds integers times 2^shift, or subtracts them.
     void (*combine)(Sign sign, const mp_limb_t* x, unsigned shift, std::size_t count, std::size_t width,
                     mp_limb_t* total);
+    /// Sets words of one limb to a 2^aShift + b 2^bShift, or the difference, and to products a b, of words of one limb,
+    /// any number of them. A step is 1, or 0 for an operand that stands for all.
+    void (*combineWords)(Sign sign, const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out);
+    void (*multiplyWords)(const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out);
     /// Returns the greatest and the least of what 64 bits of each integer are as integers, from bit `shift` of a limb
     /// on, and sets `keys` to these unless the width is 1.
     KeyRange (*watch)(const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift,
