@@ -474,15 +474,15 @@ void forEachWord(const WordOperand& a, const WordOperand& b, std::uint64_t count
         for (std::uint64_t i = 0; i < count; ++i) {
             step(i, x[i], y[i]);
         }
-    } else if (b.step == 0) {
-        const mp_limb_t right = count == 0 ? 0 : y[0];
+    } else if (a.step != 0) {
+        const mp_limb_t right = *y;
         for (std::uint64_t i = 0; i < count; ++i) {
-            step(i, x[i * a.step], right);
+            step(i, x[i], right);
         }
     } else {
-        const mp_limb_t left = count == 0 ? 0 : x[0];
+        const mp_limb_t left = *x;
         for (std::uint64_t i = 0; i < count; ++i) {
-            step(i, left, y[i]);
+            step(i, left, y[i * b.step]);
         }
     }
 }
