@@ -482,7 +482,7 @@ void forEachWord(const WordOperand& a, const WordOperand& b, std::uint64_t count
     } else {
         const mp_limb_t left = *x;
         for (std::uint64_t i = 0; i < count; ++i) {
-            step(i, left, y[i * b.step]);
+            step(i, left, y[i]);
         }
     }
 }
