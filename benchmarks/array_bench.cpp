@@ -64,7 +64,7 @@ void addCases(int bits) {
         samples[i] = 0.9 * std::sin(0.37 * static_cast<double>(i));
     }
     const fixed_array a(samples, type);
-    const fixed_array b = a;
+    const fixed_array b(samples, type);
     const fixed_array one({0.5}, type);
     const Words x(a.words().begin(), a.words().end());
     const std::string suffix = " " + std::to_string(bits);
