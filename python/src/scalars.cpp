@@ -55,6 +55,9 @@ std::optional<Leaf> operandOf(py::handle value, int bits) {
     if (PyLong_Check(object)) {
         return detail::leafOf(exactOf(value));
     }
+    if (PyIndex_Check(object)) {  // whole numbers of numpy
+        return detail::leafOf(exactOf(py::reinterpret_steal<py::object>(PyNumber_Index(object))));
+    }
     return std::nullopt;
 }
 
@@ -122,6 +125,7 @@ void bindOperators(Class& bound) {
         .def("_pair", [](const Self& x) { return pairOf(detail::exactOf(leafOf(x))); })
         .def("__str__", [](const Self& x) { return detail::exactOf(leafOf(x)).text(); });
     bound.attr("__hash__") = py::none();
+    bound.attr("__array_ufunc__") = py::none();  // numpy leaves operators to this class
 }
 
 /// Sets a variable; a value within its words can't overflow, so nothing need be watched there.
@@ -155,21 +159,42 @@ void setAny(Variable& x, py::handle value) {
         setLeaf(x, *leaf);
         return;
     }
-    if (py::isinstance<py::tuple>(value)) {  // a dividend and a divisor
-        const auto pair = value.cast<py::tuple>();
-        const fixed_array quotient = quantizing([&](const code_location& where) {
-            const auto single = [](const exact_value& number) { return constant_for(fixed_array(), number, true); };
-            return divide(single(exactOf(pair[0])), single(exactOf(pair[1])), x.scalar->format(), where);
+    // Arrays of one element, numbers of numpy, fractions and decimals.
+    const py::object number =
+        py::hasattr(value, "item") ? value.attr("item")() : py::reinterpret_borrow<py::object>(value);
+    if (py::hasattr(number, "as_integer_ratio")) {
+        const auto ratio = number.attr("as_integer_ratio")().cast<py::tuple>();
+        const exact_value dividend = exactOf(ratio[0]);
+        const exact_value divisor = exactOf(ratio[1]);
+        if (divisor.bits() == 1) {
+            setLeaf(x, detail::leafOf(dividend * Leaf::scaledValue(1, -divisor.exponent())));
+            return;
+        }
+        auto trial = std::make_unique<fixed_scalar>(*x.scalar);
+        quantizing([&](const code_location&) {
+            trial->set_quotient(dividend, divisor);
+            return true;
         });
-        auto made = std::make_unique<fixed_scalar>(fixed_format(quotient.type()));
-        made->set(quotient[0]);
-        auto trial = std::make_unique<fixed_scalar>(fixed_format(x.scalar->format()));
-        trial->set(made->leaf());
         x.scalar = std::move(trial);
         return;
     }
     throw py::type_error("A variable is set to a number, a variable or an expression, not to " +
                          std::string(Py_TYPE(value.ptr())->tp_name) + ".");
+}
+
+}  // namespace
+
+namespace {
+
+/// Sets a variable to the result of an operator on it.
+template <class Operation>
+py::object updated(const py::object& self, py::handle other) {
+    const py::object value = arithmetic<Operation, false>(self.cast<const Variable&>(), other);
+    if (value.ptr() != Py_NotImplemented) {
+        setAny(self.cast<Variable&>(), value);
+        return self;
+    }
+    return value;
 }
 
 }  // namespace
@@ -236,6 +261,9 @@ void bindScalars(py::module_& module) {
                      format.name().empty() ? "" : ", name=" + py::repr(py::str(format.name())).cast<std::string>();
                  return "tolvane.Fixed('" + format.text() + "', " + x.scalar->value().text() + name + ")";
              })
+        .def("__iadd__", &updated<detail::Plus>)
+        .def("__isub__", &updated<detail::Minus>)
+        .def("__imul__", &updated<detail::Times>)
         .def("set", &setAny, py::arg("value"), "Quantizes a value into the format; numbers may have any mantissa.")
         .def_property_readonly("format", [](const Variable& x) { return x.scalar->format(); })
         .def_property_readonly("type", [](const Variable& x) { return x.scalar->format().type(); })

@@ -103,6 +103,11 @@ def _quantize(values: Any, format: FormatLike) -> _core.FixedArray:
     size = source.dtype.itemsize
     if kind == "f" and size <= 8:
         return _core.quantize_buffer(np.ascontiguousarray(source, np.float64), "f", shape, format)
+    if kind in "iub" and source.size:
+        # In the shortest type that holds them, a cast stays within 64 bits.
+        bits = max(int(source.max()).bit_length(), int(source.min()).bit_length())
+        if bits < 64:
+            return _core.cast(_core.from_words(np.ascontiguousarray(source, np.int64), shape, f"s{bits + 1}"), format)
     if kind in "ib":
         return _core.quantize_buffer(np.ascontiguousarray(source, np.int64), "i", shape, format)
     if kind == "u":
