@@ -77,7 +77,6 @@ test:
 python:
 	@tools/install-deps build python
 	@[ -e build/python-env ] || /usr/bin/python3 -m venv --system-site-packages build/python-env
-	@rm -rf build/lib* build/bdist*
 	@build/python-env/bin/pip install --quiet --no-build-isolation --no-index --no-deps .
 	@echo "build/python-env/bin/python has the package: import tolvane"
 

@@ -9,6 +9,10 @@ from setuptools import Extension, setup
 from setuptools.command.build_ext import build_ext
 
 ROOT = Path(__file__).resolve().parent
+# setuptools packs whatever lies in its folders, so they begin empty.
+WORK = ROOT / "build" / "wheel"
+shutil.rmtree(WORK, ignore_errors=True)
+WORK.mkdir(parents=True)
 
 
 class CMakeBuild(build_ext):
@@ -28,9 +32,11 @@ class CMakeBuild(build_ext):
             ["cmake", "--install", str(folder), "--component", "python", "--prefix", str(install), "--strip"], check=True
         )
         package = Path(self.get_ext_fullpath("tolvane._core")).parent
-        if self.inplace:
-            package = ROOT / "python" / "tolvane"
         shutil.copytree(install / "tolvane", package, dirs_exist_ok=True)
 
 
-setup(ext_modules=[Extension("tolvane._core", [])], cmdclass={"build_ext": CMakeBuild})
+setup(
+    ext_modules=[Extension("tolvane._core", [])],
+    cmdclass={"build_ext": CMakeBuild},
+    options={"build": {"build_base": str(WORK)}, "egg_info": {"egg_base": str(WORK)}},
+)

@@ -636,7 +636,7 @@ class Array:
         return _from_memory(_core.all_along(self._c, axis), np.bool_, shape)[()]
 
     def dot(self, other: Any) -> Array:
-        return self @ other
+        return self.__matmul__(other)
 
     def conj(self) -> Array:
         return _wrap(_core.conj(self._c))

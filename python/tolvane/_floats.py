@@ -13,7 +13,7 @@ from ._core import FloatFormat
 FloatFormatLike = Union[str, FloatFormat]
 
 
-def _float(core: Any) -> FloatArray:
+def _float(core: _core.FloatWords) -> FloatArray:
     made = object.__new__(FloatArray)
     made._c = core
     return made
@@ -24,7 +24,7 @@ class FloatArray:
 
     __slots__ = ("_c",)
     __hash__ = None  # type: ignore[assignment]
-    _c: Any
+    _c: _core.FloatWords
 
     def __init__(self, values: Any, format: FloatFormatLike) -> None:
         if isinstance(values, Array):
@@ -68,21 +68,21 @@ class FloatArray:
     def reshape(self, *shape: int) -> FloatArray:
         return _float(self._c.reshaped(shape))
 
-    def _arithmetic(self, operation: Any, other: Any, format: FloatFormatLike | None) -> Any:
+    def _arithmetic(self, operation: Any, other: FloatArray) -> FloatArray:
         if not isinstance(other, FloatArray):
             return NotImplemented
-        if format is None and other.type != self.type:
-            raise TypeError(f"{self.type} and {other.type} differ; name the format of the result: tolvane.float_add.")
-        return _float(operation(self._c, other._c, self.type if format is None else format))
+        if other.type != self.type:
+            raise TypeError(f"{self.type} and {other.type} differ; cast one of them: tolvane.FloatArray(x, 'fp16').")
+        return _float(operation(self._c, other._c, self.type))
 
     def __add__(self, other: Any) -> FloatArray:
-        return self._arithmetic(_core.float_add, other, None)
+        return self._arithmetic(_core.float_add, other)
 
     def __sub__(self, other: Any) -> FloatArray:
-        return self._arithmetic(_core.float_subtract, other, None)
+        return self._arithmetic(_core.float_subtract, other)
 
     def __mul__(self, other: Any) -> FloatArray:
-        return self._arithmetic(_core.float_multiply, other, None)
+        return self._arithmetic(_core.float_multiply, other)
 
     def __neg__(self) -> FloatArray:
         return _float(self._c.negated())

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import fractions
 from collections.abc import Sequence
 from typing import Any
 
@@ -189,7 +190,9 @@ def arange(*bounds: Any, format: FormatLike, name: str | None = None) -> Array:
     from ._array import _exact_number
 
     exact = [_exact_number(bound) for bound in bounds]
-    start, stop, step = (0, exact[0], 1) if len(exact) == 1 else (exact[0], exact[1], exact[2] if len(exact) > 2 else 1)
+    start = exact[0] if len(exact) > 1 else fractions.Fraction(0)
+    stop = exact[min(1, len(exact) - 1)]
+    step = exact[2] if len(exact) > 2 else fractions.Fraction(1)
     count = max(0, -(-(stop - start) // step))
     made = np.empty(int(count), object)
     made[:] = [start + i * step for i in range(int(count))]

@@ -96,7 +96,7 @@ class Log:
         if override not in (None, "double"):
             raise ValueError(f"override is 'double' or None, not {override!r}.")
         self._options = (histogram, errors, override == "double")
-        self._c: Any = None
+        self._c: _core.Recording | None = None
 
     def __enter__(self) -> Log:
         if self._c is not None:
@@ -108,10 +108,11 @@ class Log:
         self, kind: type[BaseException] | None, value: BaseException | None, trace: TracebackType | None
     ) -> None:
         # Variables hand over what they noted when their thread reads the log.
-        self._c.places()
-        self._c.stop()
+        core = self._core_log()
+        core.places()
+        core.stop()
 
-    def _core_log(self) -> Any:
+    def _core_log(self) -> _core.Recording:
         if self._c is None:
             raise RuntimeError("The log hasn't begun: with tolvane.recording() as log: ...")
         return self._c
@@ -176,6 +177,7 @@ def compare(log: Log, reference: Log) -> Table:
     table."""
     rows, text = _core.compare(log._core_log(), reference._core_log())
     made = []
-    for *plain, before, reference_before in rows:
-        made.append(Comparison(*plain, _range(before), None if reference_before is None else _range(reference_before)))
+    for row in rows:
+        after = None if row[-1] is None else _range(row[-1])
+        made.append(Comparison(*[*row[:6], _range(row[6]), after]))
     return Table(made, text)

@@ -7,8 +7,9 @@ from typing import Any
 
 import numpy as np
 
+from . import _core
 from . import _functions as f
-from ._array import Array, _binary, _core, _exact, _operand, _wrap, array
+from ._array import Array, _operand, _wrap
 
 
 def _arithmetic(operation: Any) -> Callable[[Any, Any], Any]:
