@@ -1,6 +1,11 @@
 #include "conversions.h"
 
+#include <algorithm>
+#include <memory>
 #include <optional>
+#include <string_view>
+
+#include "host/ErrorIdException.h"
 
 namespace tolvane::python {
 
@@ -122,6 +127,13 @@ void registerErrors(py::module_& module) {
         try {
             if (raised) {
                 std::rethrow_exception(raised);
+            }
+        } catch (ErrorIdException* raisedByEngine) {
+            const std::unique_ptr<ErrorIdException> e(raisedByEngine);
+            if (std::string_view(e->getId()).ends_with(":outofmemory")) {
+                PyErr_SetString(PyExc_MemoryError, "There is not enough memory for the result.");
+            } else {
+                PyErr_SetString(PyExc_RuntimeError, e->getMessage());
             }
         } catch (const error& e) {
             if (sMakeError == nullptr) {

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import fractions
+import math
 from collections.abc import Sequence
 from typing import Any
 
@@ -137,7 +138,7 @@ def stack(parts: Sequence[ArrayLike], axis: int = 0) -> Array:
 
 
 def broadcast_to(x: Array, shape: Any) -> Array:
-    return _wrap(_core.broadcast_to(x._c, (shape,) if isinstance(shape, int) else tuple(shape)))
+    return _wrap(_core.broadcast_to(x._c, _shape(shape)))
 
 
 def flip(x: Array, axis: int | None = None) -> Array:
@@ -163,7 +164,12 @@ def complex_of(real: Array, imag: Array) -> Array:
 
 
 def _shape(shape: Any) -> tuple[int, ...]:
-    return (int(shape),) if isinstance(shape, (int, np.integer)) else tuple(int(size) for size in shape)
+    sizes = (int(shape),) if isinstance(shape, (int, np.integer)) else tuple(int(size) for size in shape)
+    if any(size < 0 for size in sizes):
+        raise ValueError("Sizes are at least 0.")
+    if math.prod(sizes) >= 1 << 60:
+        raise MemoryError(f"An array of shape {sizes} is beyond any memory.")
+    return sizes
 
 
 def _type(format: FormatLike) -> Type:

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import inspect
 from collections.abc import Callable
 from typing import Any
 
@@ -201,4 +202,8 @@ def function(which: Any, args: Any, kwargs: Any) -> Any:
         raise TypeError(
             f"numpy.{which.__name__} isn't defined for fixed-point arrays; take doubles by np.asarray(x) first."
         )
-    return known(*args, **kwargs)
+    try:
+        bound = inspect.signature(known).bind(*args, **kwargs)
+    except TypeError as refused:
+        raise TypeError(f"numpy.{which.__name__} of fixed-point arrays: {refused}.") from None
+    return known(*bound.args, **bound.kwargs)
