@@ -1,6 +1,8 @@
 // Arrays: making them of buffers and numbers, their words and values as memory, elements, and moves of elements.
 #include <pybind11/stl.h>
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <complex>
 
@@ -10,37 +12,65 @@ namespace tolvane::python {
 
 namespace {
 
-/// Doubles are whole multiples of a power of two; the exact array of them, in the shortest common type. With `beside`,
-/// each has to fit the words of that array.
+/// A double as an odd integer, or 0, times a power of two.
+struct OddInteger {
+    explicit OddInteger(double value) {
+        constexpr int kMantissaBits = 53;
+        if (value == 0 || !std::isfinite(value)) {
+            exact_value{value};  // raises if it isn't finite
+            return;
+        }
+        const auto whole = static_cast<std::int64_t>(std::ldexp(std::frexp(value, &exponent), kMantissaBits));
+        const int zeros = std::countr_zero(static_cast<std::uint64_t>(whole));
+        word = whole >> zeros;
+        bits = kMantissaBits - zeros;
+        exponent += zeros - kMantissaBits;
+    }
+    std::int64_t word = 0;
+    int exponent = 0;
+    int bits = 0;
+};
+
+/// Writes an integer times 2^places in two's complement; the limbs have room for it and its sign.
+void writeLimbs(std::int64_t integer, int places, std::span<std::uint64_t> limbs) {
+    constexpr int kLimbBits = 64;
+    const auto first = static_cast<std::size_t>(places / kLimbBits);
+    const auto moved = static_cast<detail::Unsigned128>(static_cast<detail::Int128>(integer)) << places % kLimbBits;
+    const std::uint64_t sign = integer < 0 ? ~std::uint64_t{0} : 0;
+    for (std::size_t i = 0; i < limbs.size(); ++i) {
+        limbs[i] = i < first        ? 0
+                   : i == first     ? static_cast<std::uint64_t>(moved)
+                   : i == first + 1 ? static_cast<std::uint64_t>(moved >> kLimbBits)
+                                    : sign;
+    }
+}
+
+/// The exact array of doubles, in the shortest type that has all of them. With `beside`, each has to fit the words of
+/// that array.
 fixed_array exactArray(std::span<const double> values, const fixed_array* beside) {
-    std::vector<fixed_array> parts;
     int least = 0;
     int top = 0;
     bool isAny = false;
     for (const double value : values) {
-        const exact_value exact(value);
-        if (beside != nullptr && exact.bits() > beside->type().bits) {
-            constant_for(*beside, exact, false);  // raises
+        const OddInteger odd(value);
+        if (beside != nullptr && odd.bits > beside->type().bits) {
+            constant_for(*beside, exact_value(value), false);  // raises
         }
-        if (!exact.is_zero()) {
-            least = isAny ? std::min(least, exact.exponent()) : exact.exponent();
-            top = isAny ? std::max(top, exact.magnitude_exponent()) : exact.magnitude_exponent();
+        if (odd.word != 0) {
+            least = isAny ? std::min(least, odd.exponent) : odd.exponent;
+            top = isAny ? std::max(top, odd.exponent + odd.bits) : odd.exponent + odd.bits;
             isAny = true;
         }
     }
-    constexpr int kMostBits = 62;
-    if (top - least < kMostBits && std::abs(least) < 1000) {
-        std::vector<std::int64_t> words(values.size());
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            words[i] = static_cast<std::int64_t>(std::ldexp(values[i], -least));
-        }
-        return fixed_array::from_words(words, sfix(top - least + 2, -least));
+    const fixed_type type = sfix(top - least + 1, -least);
+    const std::size_t limbsPerWord = static_cast<std::size_t>(type.bits + 63) / 64;
+    std::vector<std::uint64_t> limbs(values.size() * limbsPerWord);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const OddInteger odd(values[i]);
+        writeLimbs(odd.word, odd.word == 0 ? 0 : odd.exponent - least,
+                   std::span(limbs).subspan(i * limbsPerWord, limbsPerWord));
     }
-    parts.reserve(values.size());
-    for (const double value : values) {
-        parts.push_back(constant_for(fixed_array(), exact_value(value), true));
-    }
-    return stacked(parts);
+    return from_limbs(limbs, type);
 }
 
 /// Numbers of Python, each a number or a pair as `exactOf` takes them.

@@ -94,6 +94,12 @@ def _as_ndarray(values: Any) -> Any:
     return np.asarray(values)
 
 
+def _bits(integers: Any) -> int:
+    """The bits that integers need, without their sign bit."""
+    least, greatest = int(integers.min()), int(integers.max())
+    return max(greatest.bit_length(), (~least).bit_length() if least < 0 else 0)
+
+
 def _quantize(values: Any, format: FormatLike) -> _core.FixedArray:
     if isinstance(values, Array):
         return _core.cast(values._c, format)
@@ -105,7 +111,7 @@ def _quantize(values: Any, format: FormatLike) -> _core.FixedArray:
         return _core.quantize_buffer(np.ascontiguousarray(source, np.float64), "f", shape, format)
     if kind in "iub" and source.size:
         # In the shortest type that holds them, a cast stays within 64 bits.
-        bits = max(int(source.max()).bit_length(), int(source.min()).bit_length())
+        bits = _bits(source)
         if bits < 64:
             return _core.cast(_core.from_words(np.ascontiguousarray(source, np.int64), shape, f"s{bits + 1}"), format)
     if kind in "ib":
@@ -137,7 +143,7 @@ def _exact(values: Any, beside: Array | None) -> _core.FixedArray:
     source = _as_ndarray(values)
     kind = source.dtype.kind
     if kind in "iub" and source.size:
-        bits = max(int(source.max()).bit_length(), int(source.min()).bit_length())
+        bits = _bits(source)
         if bits < 64:
             return _core.from_words(np.ascontiguousarray(source, np.int64), source.shape, f"s{bits + 1}")
     if kind == "f" and source.dtype.itemsize <= 8:

@@ -157,7 +157,7 @@ _FUNCTIONS: dict[Any, Callable[..., Any]] = {
     np.mean: _refuse("A mean has no exact word; give a format: x.mean(format='s16,15')."),
     np.concatenate: lambda arrays, axis=0: f.concatenate(arrays, axis),
     np.stack: lambda arrays, axis=0: f.stack(arrays, axis),
-    np.reshape: lambda a, newshape: a.reshape(newshape),
+    np.reshape: lambda a, newshape=None, *, shape=None: a.reshape(newshape if shape is None else shape),
     np.ravel: lambda a: a.ravel(),
     np.squeeze: lambda a: a.squeeze(),
     np.transpose: lambda a, axes=None: a.transpose(axes),

@@ -177,7 +177,7 @@ def test_what_numpy_refuses_is_refused():
 def test_out_and_assignment_quantize():
     x = tv.array([0.5, 0.25], "s8,7", name="x")
     other = x
-    with tv.recording() as log:
+    with tv.recording() as log, pytest.warns(tv.OverflowWarning):
         np.multiply(x, 3.0, out=x)
         x[1] = 0.3
         x *= 1
@@ -196,3 +196,16 @@ def test_logic_works_on_words():
     assert tv.slice_bits(x, 6, 4).words.tolist() == [0, 0, 7] and tv.count_ones(x).tolist() == [1, 2, 7]
     with pytest.raises(ValueError):
         x & 256
+
+
+@given(hnp.arrays(np.float64, 4, elements=st.floats(allow_nan=False, allow_infinity=False)), st.data())
+def test_floats_of_all_sizes_are_compared_and_assigned_exactly(values, data):
+    type = data.draw(oracle.types())
+    x, fx = array_of(data, type, (4,))
+    exact = np.array([Fraction(one) for one in values], object)
+    assert ((x < values) == (fx < exact)).all() and ((x == values) == (fx == exact)).all()
+    with tv.errors(overflow="ignore"):
+        x[:] = values
+        assert x.words.tolist() == [oracle.word(one, *type)[0] for one in exact]
+        x[::2] = float(values[0])
+        assert x.words.tolist()[::2] == [oracle.word(exact[0], *type)[0]] * 2

@@ -36,7 +36,7 @@ def test_a_log_says_what_happened_where():
     assert place.errors.greatest == Fraction(1.7) - Fraction(127, 128)
     assert log["sum"].overflow_file == __file__ and log["sum"].overflow_line == here
     assert "input" in str(log) and log.csv().count("\n") >= 3 and json.loads(log.json())
-    tv.array([3], "s8,7", name="later")
+    tv.array([0.3], "s8,7", name="later")
     assert len(log.places()) == 2
     with pytest.raises(tv.Error, match="input"):
         log["other"]
