@@ -35,6 +35,21 @@ def test_buffers_of_every_kind_keep_their_values(dtype):
         assert (made.words == 8 * values.astype(int)).all()
 
 
+@pytest.mark.parametrize("most", [1, 2, 127, 128, 2**31, 2**62])
+def test_integers_of_both_signs_are_exact(most):
+    for values in ([-most, most - 1], [-most - 1, 0], [most, 0], [-most, -1]):
+        assert tv.array(np.array(values), "s80,3").words.tolist() == [8 * value for value in values]
+        assert (tv.array([0, 0], "s2") + np.array(values)).astype(object).tolist() == values
+
+
+@pytest.mark.parametrize("type", ["u64", "s65", "u65", "s127", "u128", "s128,3", "u129", "s192"])
+def test_words_at_the_ends_of_limbs_come_back(type):
+    signed, bits = type[0] == "s", tv.Type(type).bits
+    least, greatest = oracle.bounds(signed, bits)
+    words = [least, greatest, 0, 1, greatest - 1, least + 1]
+    assert tv.from_words(words, type).words.tolist() == words
+
+
 def test_the_ends_of_long_integers_are_exact():
     assert tv.array(np.array([2**64 - 1, 1], np.uint64), "u64").words.tolist() == [2**64 - 1, 1]
     assert tv.array(np.array([-(2**63), 2**63 - 1]), "s64").words.tolist() == [-(2**63), 2**63 - 1]

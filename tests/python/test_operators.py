@@ -76,6 +76,7 @@ def test_sums_and_products_of_vectors_are_exact(data, type):
         (np.convolve(a[0], b[:2, 0], "valid"), np.convolve(fa[0], fb[:2, 0], "valid")),
         (np.convolve(a[0], b[:2, 0], "same"), np.convolve(fa[0], fb[:2, 0], "same")),
         (np.where(fa > 0, a, -1), np.where(fa > 0, fa, -1)),
+        (np.where([[True], [False]], a[0], b[:, 1]), np.where([[True], [False]], fa[0], fb[:, 1])),
         (np.concatenate([a, b.T, a]), np.concatenate([fa, fb.T, fa])),
         (np.stack([a, b.T], axis=-1), np.stack([fa, fb.T], axis=-1)),
         (np.transpose(a), fa.T),
@@ -181,7 +182,12 @@ def test_out_and_assignment_quantize():
         np.multiply(x, 3.0, out=x)
         x[1] = 0.3
         x *= 1
+    assert log["x"].values == 5
     assert other is x and x.words.tolist() == [127, 38] and log["x"].overflows == 1
+    with tv.errors(overflow="ignore"):
+        x += 0.25 * x
+    x -= 0.5
+    assert other is x and x.words.tolist() == [63, -16]
     with pytest.raises(TypeError):
         x[0] = 1j
 
