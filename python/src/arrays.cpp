@@ -17,7 +17,7 @@ struct OddInteger {
     explicit OddInteger(double value) {
         constexpr int kMantissaBits = 53;
         if (value == 0 || !std::isfinite(value)) {
-            exact_value{value};  // raises if it isn't finite
+            (void)exact_value(value).is_zero();  // raises if it isn't finite
             return;
         }
         const auto whole = static_cast<std::int64_t>(std::ldexp(std::frexp(value, &exponent), kMantissaBits));
@@ -92,7 +92,7 @@ fixed_array stackedConstants(const std::vector<exact_value>& values) {
     return stacked(parts);
 }
 
-fixed_array shaped(fixed_array made, const array_shape& shape) {
+fixed_array shaped(const fixed_array& made, const array_shape& shape) {
     return made.shape() == shape ? made : made.reshaped(shape);
 }
 

@@ -123,7 +123,8 @@ PyObject* sMakeError = nullptr;
 void registerErrors(py::module_& module) {
     // Python's side decides which exception an id becomes.
     module.def("set_errors", [](const py::function& make) { sMakeError = py::object(make).release().ptr(); });
-    py::register_exception_translator([](std::exception_ptr raised) {
+    // The translator's type wants a copy.
+    py::register_exception_translator([](std::exception_ptr raised) {  // NOLINT(performance-unnecessary-value-param)
         try {
             if (raised) {
                 std::rethrow_exception(raised);

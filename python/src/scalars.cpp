@@ -1,4 +1,5 @@
 // Variables for loops, and the values of expressions with them.
+#include <compare>
 #include <memory>
 #include <optional>
 
@@ -92,7 +93,6 @@ py::object compared(const Self& self, py::handle other, Test test) {
 
 template <class Class, class Self>
 void bindOperators(Class& bound) {
-    using Order = std::strong_ordering;
     bound.def("__add__", &arithmetic<detail::Plus, false, Self>)
         .def("__radd__", &arithmetic<detail::Plus, true, Self>)
         .def("__sub__", &arithmetic<detail::Minus, false, Self>)
@@ -110,12 +110,12 @@ void bindOperators(Class& bound) {
         .def(
             "scaled", [](const Self& x, int places) { return combined<detail::Times>(leafOf(x), Leaf(1, places, 0)); },
             py::arg("places"), "The value times 2**places, exactly.")
-        .def("__eq__", [](const Self& a, py::handle b) { return compared(a, b, [](Order o) { return o == 0; }); })
-        .def("__ne__", [](const Self& a, py::handle b) { return compared(a, b, [](Order o) { return o != 0; }); })
-        .def("__lt__", [](const Self& a, py::handle b) { return compared(a, b, [](Order o) { return o < 0; }); })
-        .def("__le__", [](const Self& a, py::handle b) { return compared(a, b, [](Order o) { return o <= 0; }); })
-        .def("__gt__", [](const Self& a, py::handle b) { return compared(a, b, [](Order o) { return o > 0; }); })
-        .def("__ge__", [](const Self& a, py::handle b) { return compared(a, b, [](Order o) { return o >= 0; }); })
+        .def("__eq__", [](const Self& a, py::handle b) { return compared(a, b, std::is_eq); })
+        .def("__ne__", [](const Self& a, py::handle b) { return compared(a, b, std::is_neq); })
+        .def("__lt__", [](const Self& a, py::handle b) { return compared(a, b, std::is_lt); })
+        .def("__le__", [](const Self& a, py::handle b) { return compared(a, b, std::is_lteq); })
+        .def("__gt__", [](const Self& a, py::handle b) { return compared(a, b, std::is_gt); })
+        .def("__ge__", [](const Self& a, py::handle b) { return compared(a, b, std::is_gteq); })
         .def("__bool__", [](const Self& x) { return leafOf(x) != Leaf(0, 0, 0); })
         .def("__float__", [](const Self& x) { return detail::exactOf(leafOf(x)).to_double(); })
         .def("__int__", [](const Self& x) { return py::int_(fractionOf(detail::exactOf(leafOf(x)))); })
@@ -189,7 +189,7 @@ namespace {
 /// Sets a variable to the result of an operator on it.
 template <class Operation>
 py::object updated(const py::object& self, py::handle other) {
-    const py::object value = arithmetic<Operation, false>(self.cast<const Variable&>(), other);
+    py::object value = arithmetic<Operation, false>(self.cast<const Variable&>(), other);
     if (value.ptr() != Py_NotImplemented) {
         setAny(self.cast<Variable&>(), value);
         return self;
