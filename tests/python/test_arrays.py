@@ -157,3 +157,18 @@ def test_arrays_have_no_hash_and_no_truth_of_several_elements():
     with pytest.raises(ValueError):
         bool(x)
     assert x.any() and not x.all() and bool(x[0]) and not x[1]
+
+
+doubles = st.floats(allow_nan=False, allow_infinity=False, width=64) | st.floats(-300, 300) | st.sampled_from([0.0, -0.0])
+
+
+@given(st.lists(doubles, min_size=1, max_size=70), oracle.types(), st.sampled_from(sorted(oracle.ROUNDINGS)), st.sampled_from(oracle.OVERFLOWS))
+def test_doubles_are_quantized_as_fractions_are(values, type, rounding, overflow):
+    expected = [oracle.word(Fraction(one), *type, rounding, overflow) for one in values]
+    with tv.errors(overflow="ignore"), tv.recording() as log:
+        made = tv.array(np.array(values), f"{oracle.text(type)} {rounding} {overflow}", name="x")
+    assert made.words.tolist() == [word for word, _ in expected]
+    place = log["x"]
+    assert (place.values, place.overflows) == (len(values), sum(over for _, over in expected))
+    assert place.underflows == sum(word == 0 and not over and one != 0 for one, (word, over) in zip(values, expected))
+    assert place.before == (Fraction(min(values)), Fraction(max(values)))
