@@ -135,6 +135,12 @@ class Log:
     def json(self) -> str:
         return self._core_log().json()
 
+    def plot(self, axes: Any = None) -> Any:
+        """Draws all places over powers of two, the highest bits on the left, and returns the axes. Needs matplotlib."""
+        from ._plot import plot
+
+        return plot(self.places(), axes)
+
     def clear(self) -> None:
         """Forgets all places."""
         self._core_log().clear()

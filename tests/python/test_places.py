@@ -44,6 +44,20 @@ def test_a_log_says_what_happened_where():
     assert log.places() == []
 
 
+@pytest.mark.parametrize("histogram", [False, True])
+def test_a_log_is_drawn(histogram, tmp_path):
+    matplotlib = pytest.importorskip("matplotlib")
+    matplotlib.use("Agg")
+    with tv.recording(histogram=histogram) as log, tv.errors(overflow="ignore"):
+        x = tv.array(np.sin(np.arange(200)) * 3, "s12,10", name="x")
+        tv.cast(x * 2**2000, "u2100,90", name="long")
+        tv.zeros(2, "s4", name="zeros")[:] = 0
+    axes = log.plot()
+    assert [label.get_text() for label in axes.get_yticklabels()] == ["x\ns12,10", "long\nu2100,90", "zeros\ns4,0"]
+    assert [text.get_text().split()[0] for text in axes.texts] == [str(log["x"].overflows), str(log["long"].overflows)]
+    axes.figure.savefig(tmp_path / "log.png")
+
+
 def test_logs_nest_and_propose_and_compare():
     def run():
         x = tv.array(np.sin(np.arange(50)) * 1.5, "s12,11", name="x")
