@@ -61,7 +61,7 @@ Caller caller() {
 }  // namespace
 
 OverflowMode overflowMode() {
-    if (overridesOfThread() > 0 || sContext.mode == nullptr) {
+    if (*overridesOfThread() > 0 || sContext.mode == nullptr) {
         return OverflowMode::ignore;
     }
     PyObject* value = nullptr;
@@ -94,8 +94,8 @@ void reportOverflows(const std::vector<place_record>& places, OverflowMode mode)
     }
 }
 
-int& overridesOfThread() {
-    thread_local int sCount = 0;
+const std::shared_ptr<int>& overridesOfThread() {
+    thread_local const auto sCount = std::make_shared<int>(0);
     return sCount;
 }
 

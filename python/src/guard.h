@@ -23,8 +23,8 @@ inline code_location callersLineForLogs() {
 /// Warns of what overflowed at places of a log, or raises. With a warning that has become an error it raises that.
 void reportOverflows(const std::vector<place_record>& places, OverflowMode mode);
 
-/// Counts the logs of this thread that put doubles in place of formats.
-int& overridesOfThread();
+/// How many logs of this thread put doubles in place of formats. Logs share it, for they may end on another thread.
+const std::shared_ptr<int>& overridesOfThread();
 
 /// Does `operation(where)`, and then what the mode asks for.
 template <class Operation>

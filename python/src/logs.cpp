@@ -18,7 +18,7 @@ class Recording {
         options.errors = errors;
         options.formats = isDoubles ? override::doubles : override::inherit;
         mLog = std::make_unique<fixed_log>(std::move(options));
-        overridesOfThread() += mIsOverriding ? 1 : 0;
+        *mOverrides += mIsOverriding ? 1 : 0;
     }
     ~Recording() { stop(); }
     Recording(const Recording&) = delete;
@@ -28,7 +28,7 @@ class Recording {
         if (mIsRunning) {
             mIsRunning = false;
             mLog->stop();
-            overridesOfThread() -= mIsOverriding ? 1 : 0;
+            *mOverrides -= mIsOverriding ? 1 : 0;
         }
     }
     const fixed_log& log() const { return *mLog; }
@@ -36,6 +36,7 @@ class Recording {
 
  private:
     std::unique_ptr<fixed_log> mLog;
+    std::shared_ptr<int> mOverrides = overridesOfThread();
     bool mIsOverriding;
     bool mIsRunning = true;
 };

@@ -5,6 +5,7 @@ from __future__ import annotations
 import decimal
 import fractions
 import numbers
+import operator
 from collections.abc import Callable, Iterator, Sequence
 from typing import Any, SupportsIndex, Union
 
@@ -221,14 +222,39 @@ def _word_operand(value: Any, beside: Array) -> _core.FixedArray:
     return from_words(np.array(words, object).reshape(source.shape), type)._c
 
 
-def _along(axis: Any, ndim: int) -> int | None:
+def _axes(axis: Any, ndim: int) -> tuple[int, ...]:
+    """Axes from 0 on, in ascending order."""
+    wanted = range(ndim) if axis is None else axis if isinstance(axis, tuple) else (axis,)
+    axes = []
+    for one in wanted:
+        index = operator.index(one)
+        if not -ndim <= index < ndim:
+            raise _core_error("tolvane:array:axis", f"There is no axis {index} of {ndim}.")
+        axes.append(index % ndim)
+    if len(set(axes)) != len(axes):
+        raise ValueError("An axis can be reduced only once.")
+    return tuple(sorted(axes))
+
+
+def _reduced(x: Array, reduce: Callable[[Any, int], Any], axis: Any, keepdims: bool) -> Array:
+    """What `reduce(core, axis)` makes along one axis after the other, the last one first."""
+    axes = _axes(axis, x.ndim)
+    core = x._c
+    if len(axes) == x.ndim != 1:
+        core = reduce(core.reshaped((x.size,)), 0)
+    else:
+        for one in reversed(axes):
+            core = reduce(core, one)
+    if keepdims:
+        core = core.reshaped([1 if i in axes else size for i, size in enumerate(x.shape)])
+    return _wrap(core)
+
+
+def _truth(x: Array, reduce: Callable[[Any], bool], along: Callable[[Any, int], Any], axis: int | None) -> Any:
     if axis is None:
-        return None
-    if isinstance(axis, tuple):
-        if len(axis) == 1:
-            return int(axis[0])
-        raise TypeError("Only one axis, or all of them, can be reduced at a time.")
-    return int(axis)
+        return reduce(x._c)
+    (one,) = _axes(axis, x.ndim)
+    return _from_memory(along(x._c, one), np.bool_, x.shape[:one] + x.shape[one + 1 :])[()]
 
 
 class Array:
@@ -592,36 +618,32 @@ class Array:
 
     # Reductions.
 
-    def sum(self, axis: Any = None, format: FormatLike | None = None) -> Array:
-        """The sums along an axis, or of all elements: exact, or with each partial sum quantized."""
-        return _wrap(_core.sum(self._c, _along(axis, self.ndim), format))
+    def sum(self, axis: Any = None, format: FormatLike | None = None, keepdims: bool = False) -> Array:
+        """The sums along an axis or several, or of all elements: exact, or with each partial sum quantized."""
+        if format is not None and isinstance(axis, tuple) and len(axis) > 1:
+            raise TypeError("The order of partial sums along several axes isn't defined; sum along one after the other.")
+        return _reduced(self, lambda core, along: _core.sum(core, along, format), axis, keepdims)
 
     def cumsum(self, axis: int | None = None, format: FormatLike | None = None) -> Array:
         """All partial sums along an axis, or of all elements in order."""
         core = self._c.reshaped((self.size,)) if axis is None else self._c
         return _wrap(_core.cumsum(core, 0 if axis is None else axis, format))
 
-    def mean(self, axis: Any = None, format: FormatLike | None = None) -> Array:
+    def mean(self, axis: int | None = None, format: FormatLike | None = None) -> Array:
         """The exact sum over the number of elements, rounded once to a format."""
         if format is None:
             raise TypeError("A mean has no exact word; give a format: x.mean(format='s16,15').")
-        return _wrap(_core.mean(self._c, _along(axis, self.ndim), format))
+        return _wrap(_core.mean(self._c, axis, format))
 
-    def _flat(self) -> _core.FixedArray:
-        return self._c.reshaped((self.size,))
+    def max(self, axis: Any = None, keepdims: bool = False) -> Array:
+        return _reduced(self, _core.max, axis, keepdims)
 
-    def max(self, axis: Any = None) -> Array:
-        along = _along(axis, self.ndim)
-        return _wrap(_core.max(self._flat(), 0) if along is None else _core.max(self._c, along))
-
-    def min(self, axis: Any = None) -> Array:
-        along = _along(axis, self.ndim)
-        return _wrap(_core.min(self._flat(), 0) if along is None else _core.min(self._c, along))
+    def min(self, axis: Any = None, keepdims: bool = False) -> Array:
+        return _reduced(self, _core.min, axis, keepdims)
 
     def _indices(self, memory: Any, axis: int) -> Any:
-        shape = list(self.shape)
-        del shape[axis]
-        return _from_memory(memory, np.int64, tuple(shape))[()]
+        (one,) = _axes(axis, self.ndim)
+        return _from_memory(memory, np.int64, self.shape[:one] + self.shape[one + 1 :])[()]
 
     def argmax(self, axis: int | None = None) -> Any:
         return _core.argmax(self._c) if axis is None else self._indices(_core.argmax_along(self._c, axis), axis)
@@ -630,16 +652,10 @@ class Array:
         return _core.argmin(self._c) if axis is None else self._indices(_core.argmin_along(self._c, axis), axis)
 
     def any(self, axis: int | None = None) -> Any:
-        if axis is None:
-            return _core.any(self._c)
-        shape = self.shape[:axis] + self.shape[axis % self.ndim + 1 :]
-        return _from_memory(_core.any_along(self._c, axis), np.bool_, shape)[()]
+        return _truth(self, _core.any, _core.any_along, axis)
 
     def all(self, axis: int | None = None) -> Any:
-        if axis is None:
-            return _core.all(self._c)
-        shape = self.shape[:axis] + self.shape[axis % self.ndim + 1 :]
-        return _from_memory(_core.all_along(self._c, axis), np.bool_, shape)[()]
+        return _truth(self, _core.all, _core.all_along, axis)
 
     def dot(self, other: Any) -> Array:
         return self.__matmul__(other)

@@ -10,7 +10,7 @@ from typing import Any
 import numpy as np
 
 from . import _core
-from ._array import Array, ArrayLike, FormatLike, _along, _exact, _named, _operand, _quantize, _wrap, from_words
+from ._array import Array, ArrayLike, FormatLike, _exact, _named, _operand, _quantize, _wrap, from_words
 from ._core import Format, Type
 
 
@@ -56,15 +56,18 @@ def matmul(a: ArrayLike, b: ArrayLike, product: FormatLike | None = None, sum: F
     return _wrap(_core.matmul(*_pair(a, b), product, sum))
 
 
-def sum(x: Array, axis: Any = None, format: FormatLike | None = None) -> Array:
-    return x.sum(axis, format)
+def sum(x: Array, axis: Any = None, format: FormatLike | None = None, keepdims: bool = False) -> Array:
+    """The sums along an axis or several, or of all elements: exact, or with each partial sum quantized."""
+    return x.sum(axis, format, keepdims)
 
 
 def cumsum(x: Array, axis: int | None = None, format: FormatLike | None = None) -> Array:
+    """All partial sums along an axis, or of all elements in order."""
     return x.cumsum(axis, format)
 
 
-def mean(x: Array, axis: Any = None, format: FormatLike | None = None) -> Array:
+def mean(x: Array, axis: int | None = None, format: FormatLike | None = None) -> Array:
+    """The exact sum over the number of elements, rounded once to a format."""
     return x.mean(axis, format)
 
 

@@ -79,10 +79,10 @@ _UFUNCS: dict[Any, Callable[..., Any]] = {
 }
 
 _REDUCTIONS: dict[tuple[Any, str], Callable[..., Any]] = {
-    (np.add, "reduce"): lambda x, axis=0: x.sum(axis),
+    (np.add, "reduce"): lambda x, axis=0, keepdims=False: x.sum(axis, keepdims=keepdims),
     (np.add, "accumulate"): lambda x, axis=0: x.cumsum(axis),
-    (np.maximum, "reduce"): lambda x, axis=0: x.max(axis),
-    (np.minimum, "reduce"): lambda x, axis=0: x.min(axis),
+    (np.maximum, "reduce"): lambda x, axis=0, keepdims=False: x.max(axis, keepdims),
+    (np.minimum, "reduce"): lambda x, axis=0, keepdims=False: x.min(axis, keepdims),
 }
 
 
@@ -109,23 +109,22 @@ def ufunc(function: Any, method: str, inputs: tuple[Any, ...], options: dict[str
         name = function.__name__ if method == "__call__" else f"{function.__name__}.{method}"
         raise TypeError(f"numpy.{name} isn't defined for fixed-point arrays; take doubles by np.asarray(x) first.")
     if method != "__call__":
-        if options.pop("keepdims", False) or options.pop("dtype", None) is not None:
-            raise TypeError("keepdims and dtype aren't supported for fixed-point arrays.")
-        options.pop("initial", None)
+        if options.pop("dtype", None) is not None:
+            raise TypeError("dtype isn't supported for fixed-point arrays; give a format to the method.")
+    named = {key: options.pop(key) for key in ("axis", "keepdims") if method != "__call__" and key in options}
     if options:
         raise TypeError(f"numpy.{function.__name__} of fixed-point arrays has no option {', '.join(options)}.")
     if method == "reduce" and len(inputs) > 1:
         raise TypeError("Reductions take one array.")
-    axis = {"axis": options.pop("axis")} if "axis" in options else {}
-    made = known(*inputs, **axis)
+    made = known(*inputs, **named)
     return made if out is None else _into(out, made)
 
 
 def _reduced(name: str) -> Callable[..., Any]:
-    def reduce(x: Array, axis: Any = None, dtype: Any = None, out: Any = None) -> Any:
+    def reduce(a: Array, axis: Any = None, dtype: Any = None, out: Any = None, keepdims: bool = False) -> Any:
         if dtype is not None:
             raise TypeError("dtype isn't supported for fixed-point arrays; give a format to the method.")
-        made = getattr(x, name)(axis)
+        made = getattr(a, name)(axis, keepdims=keepdims) if name != "cumsum" else a.cumsum(axis)
         return made if out is None else _into(out, made)
 
     return reduce

@@ -68,6 +68,11 @@ def test_sums_and_products_of_vectors_are_exact(data, type):
         (np.dot(a[0], b[:, 1]), fa[0].dot(fb[:, 1])),
         (a.sum(), fa.sum()),
         (np.sum(a, axis=1), fa.sum(1)),
+        (np.sum(a, axis=(0, -1)), fa.sum((0, 1))),
+        (a.sum(axis=(1,), keepdims=True), fa.sum(1, keepdims=True)),
+        (np.max(a, axis=None, keepdims=True), fa.max(keepdims=True)),
+        (np.add.reduce(a, axis=-2, keepdims=True), np.add.reduce(fa, axis=0, keepdims=True)),
+        (np.minimum.reduce(a), np.minimum.reduce(fa)),
         (np.cumsum(a, axis=-1), fa.cumsum(1)),
         (a.cumsum(), fa.cumsum()),
         (a.max(axis=0), fa.max(0)),
@@ -87,6 +92,7 @@ def test_sums_and_products_of_vectors_are_exact(data, type):
     ):
         assert made.shape == np.shape(expected)
         assert (made.astype(object) == expected).all()
+    assert (np.any(a, axis=-1) == (fa != 0).any(1)).all() and (a.all(axis=0) == (fa != 0).all(0)).all()
     assert np.argmax(a) == np.argmax(fa) and (np.argmin(a, axis=1) == np.argmin(fa, axis=1)).all()
     assert np.array_equal(a, fa) and not np.array_equal(a, b) and tv.array_equal(a, a.astype(object))
 
@@ -157,8 +163,12 @@ def test_what_numpy_refuses_is_refused():
         x[tv.array(1, "s8")]
     with pytest.raises(ValueError):
         x + tv.array([1, 2, 3], "s8")
-    with pytest.raises(IndexError):
-        x.sum(axis=2)
+    for axis in (2, -3, (0, 2)):
+        for call in (x.sum, x.max, x.any, x.argmin):
+            with pytest.raises((IndexError, ValueError, TypeError)):
+                call(axis=axis)
+    with pytest.raises(ValueError):
+        x.sum(axis=(0, -2))
     for call in (
         lambda: x / 2,
         lambda: 1 // x,
