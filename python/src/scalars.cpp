@@ -41,6 +41,23 @@ Exact combined(const Leaf& a, const Leaf& b) {
     return {Leaf(term.value, term.exponent, pair.bits())};
 }
 
+/// The class of arrays above the extension, and the name of what it holds.
+PyObject* sArrayClass = nullptr;
+PyObject* sArrayMember = nullptr;
+
+/// The element of a real array without dimensions; empty for other arrays.
+std::optional<Leaf> elementOf(py::handle array) {
+    const auto held = py::reinterpret_steal<py::object>(PyObject_GetAttr(array.ptr(), sArrayMember));
+    if (!held) {
+        throw py::error_already_set();
+    }
+    const auto& x = held.cast<const fixed_array&>();
+    if (x.is_complex() || !x.shape().empty()) {
+        return std::nullopt;
+    }
+    return x[0];
+}
+
 /// What a number is in an expression; a float has to fit words of so many bits. Empty for what is none.
 std::optional<Leaf> operandOf(py::handle value, int bits) {
     PyObject* const object = value.ptr();
@@ -55,6 +72,9 @@ std::optional<Leaf> operandOf(py::handle value, int bits) {
     }
     if (PyLong_Check(object)) {
         return detail::leafOf(exactOf(value));
+    }
+    if (reinterpret_cast<PyObject*>(Py_TYPE(object)) == sArrayClass) {
+        return elementOf(value);
     }
     if (PyIndex_Check(object)) {  // whole numbers of numpy
         return detail::leafOf(exactOf(py::reinterpret_steal<py::object>(PyNumber_Index(object))));
@@ -200,6 +220,10 @@ py::object updated(const py::object& self, py::handle other) {
 }  // namespace
 
 void bindScalars(py::module_& module) {
+    module.def("set_array_class", [](const py::object& array) {
+        sArrayClass = py::object(array).release().ptr();
+        sArrayMember = PyUnicode_InternFromString("_c");
+    });
     py::class_<Exact> exact(module, "Exact", "An exact number: what an expression of variables makes.");
     bindOperators<py::class_<Exact>, Exact>(exact);
     exact.def(py::init([](py::handle value) { return Exact{detail::leafOf(exactOf(value))}; }), py::arg("value"))

@@ -172,16 +172,21 @@ _NUMBERS = (int, float, complex, numbers.Number, np.ndarray, np.generic, list, t
 _EMPTY = _core.zeros((0,), "s1")
 
 
+def _is_left_to(other: Any, x: Array) -> bool:
+    """Whether an operator makes an expression, since one side is a variable or one and the other a single element."""
+    return isinstance(other, (Fixed, Exact)) and not x._c.ndim and not x._c.is_complex
+
+
 def _binary(operation: Callable[[Any, Any], Any]) -> tuple[Callable[[Array, Any], Any], Callable[[Array, Any], Any]]:
     def forward(self: Array, other: Any) -> Any:
         if type(other) is Array:
             return _wrap(operation(self._c, other._c))
-        if not isinstance(other, _NUMBERS):
+        if not isinstance(other, _NUMBERS) or _is_left_to(other, self):
             return NotImplemented
         return _wrap(operation(self._c, _exact(other, self)))
 
     def reflected(self: Array, other: Any) -> Any:
-        if not isinstance(other, _NUMBERS):
+        if not isinstance(other, _NUMBERS) or _is_left_to(other, self):
             return NotImplemented
         return _wrap(operation(_exact(other, self), self._c))
 
@@ -678,6 +683,9 @@ class Array:
         from . import _numpy
 
         return _numpy.function(function, args, kwargs)
+
+
+_core.set_array_class(Array)
 
 
 def _numpy_key(key: Any) -> Any:

@@ -197,6 +197,10 @@ def test_variables_take_numbers_of_all_kinds():
     other.set(0)
     assert x == 3.5 and (x * np.float64(0.5)).value == Fraction(7, 4) and np.float64(0.5) * x == 1.75
     assert (tv.array([1, 2], "s8") * x).tolist() == [3.5, 7.0] and (x - tv.array([1, 2], "s8")).tolist() == [2.5, 1.5]
+    one = tv.array([0.25, 1], "s8,4")
+    for made in (x * one[0], one[0] * x, x * one[0] + 0 * one[1]):
+        assert isinstance(made, tv.Exact) and made == 0.875
+    assert (one[0] - x, x - one[0]) == (-3.25, 3.25) and one[0] < x and x > one[0] and (one == tv.Exact(0.25))[0]
     with pytest.raises(TypeError, match="tolvane.array|variable"):
         tv.Fixed("s8,7") * 0.1
     for wrong in ("1", None, [1]):
