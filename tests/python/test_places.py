@@ -233,8 +233,9 @@ def test_filters_are_loops_of_variables(form):
     assert y.astype(object).tolist() == expected
     # The negative of a coefficient that was cut off isn't the negative coefficient cut off.
     inexact = dict(formats, coefficients_a="s10,3 floor")
-    turned = tv.lfilter(b, [1, -1.3, 0.55], x, form=form, negate_a=True, **inexact)
-    assert tv.identical(turned, tv.lfilter(b, [1, -1.25, 0.625], x, form=form, **inexact))
+    for negate, words in ((True, [1, -1.25, 0.625]), (False, [1, -1.375, 0.5])):
+        turned = tv.lfilter(b, [1, -1.3, 0.55], x, form=form, negate_a=negate, **inexact)
+        assert tv.identical(turned, tv.lfilter(b, words, x, form=form, **inexact))
     zi = tv.FilterState()
     blocks = [tv.sosfilt([[*b, *a]], x[i : i + 20], form=form, zi=zi, **formats) for i in (0, 20, 40)]
     assert tv.identical(np.concatenate(blocks), y)
