@@ -4,6 +4,7 @@
 #   make words [SIGNAL=file] [ARGS="--snr 60 --out words.hex"]   its word length study
 #   make tour                                                    first steps with arrays of the host
 #   make test                                                    all tests
+#   make python                                                  the Python package, in build/python-env
 #   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
 #   make hardware [HARDWARE_CASES=200000] [SEED=random]          compares with simulated hardware, word by word
 #   make docs                                                    the site of all documents, build/docs/html/index.html
@@ -36,7 +37,7 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test witness hardware bench format format-check tidy sanitize fuzz coverage install docs clean
+.PHONY: run words tour test python witness hardware bench format format-check tidy sanitize fuzz coverage install docs clean
 
 run:
 	@tools/install-deps build run
@@ -72,6 +73,12 @@ test:
 	@tools/install-deps build test
 	@tools/build dev
 	@ctest --test-dir build/dev --output-on-failure --progress -j $(JOBS)
+
+python:
+	@tools/install-deps build python
+	@[ -e build/python-env ] || /usr/bin/python3 -m venv --system-site-packages build/python-env
+	@build/python-env/bin/pip install --quiet --no-build-isolation --no-index --no-deps .
+	@echo "build/python-env/bin/python has the package: import tolvane"
 
 witness:
 	@tools/install-deps build test

@@ -413,7 +413,8 @@ bool quantizeDoublesBy(const Task& task, const double* values, std::size_t count
         const double size = std::fabs(product);
         areGreat |= size > kGreatest;
         const double limited = size > kGreatest ? kGreatest : size < kTiny ? kTiny : size;
-        scaled[i] = value == 0.0 ? 0.0 : value < 0.0 ? -limited : limited;
+        // A choice by the sign would be a jump, which signals make unpredictable.
+        scaled[i] = value == 0.0 ? 0.0 : std::copysign(limited, value);
     }
     if (areGreat && (isLong || !task.saturates)) {
         return false;

@@ -1,0 +1,150 @@
+// Arithmetic, sums, comparisons and bits of arrays.
+#include <pybind11/stl.h>
+
+#include "guard.h"
+
+namespace tolvane::python {
+
+namespace {
+
+using Comparison = std::vector<bool> (*)(const array_or_number&, const array_or_number&);
+
+void bindComparison(py::module_& module, const char* name, Comparison compare) {
+    module.def(name, [=](const fixed_array& a, const fixed_array& b) { return memoryOf(compare(a, b)); });
+}
+
+sum_formats formatsOf(py::handle product, py::handle sum) {
+    sum_formats formats;
+    if (!product.is_none()) {
+        const fixed_format format = formatOf(product);
+        formats.product = format.name().empty() ? format.named("product") : format;
+    }
+    if (!sum.is_none()) {
+        const fixed_format format = formatOf(sum);
+        formats.sum = format.name().empty() ? format.named("sum") : format;
+    }
+    return formats;
+}
+
+std::vector<bool> maskOf(py::handle source) {
+    const Bytes bytes(source);
+    const auto entries = bytes.as<std::uint8_t>();
+    return {entries.begin(), entries.end()};
+}
+
+Memory indicesOf(index_list indices) {
+    static_assert(sizeof(std::ptrdiff_t) == sizeof(std::int64_t));
+    return memoryOf(std::move(indices));
+}
+
+rounding roundingNamed(const std::string& name) {
+    return fixed_format("s16,15 " + name).rounding();
+}
+
+}  // namespace
+
+void bindFunctions(py::module_& module) {
+    const auto quantized = [](const fixed_array& x, py::handle format) {
+        const fixed_format into = formatOf(format);
+        return quantizing([&](const code_location& where) { return cast(x, into, where); });
+    };
+    module.def("cast", quantized);
+    module.def("add", [](const fixed_array& a, const fixed_array& b) { return a + b; });
+    module.def("subtract", [](const fixed_array& a, const fixed_array& b) { return a - b; });
+    module.def("multiply", [](const fixed_array& a, const fixed_array& b) { return a * b; });
+    module.def("negative", [](const fixed_array& x) { return -x; });
+    module.def("absolute", [](const fixed_array& x) { return abs(x); });
+    module.def("scaled", [](const fixed_array& x, int places) { return scaled(x, places); });
+    module.def("divide", [](const fixed_array& a, const fixed_array& b, py::handle format) {
+        const fixed_format into = formatOf(format);
+        return quantizing([&](const code_location& where) { return divide(a, b, into, where).named(into.name()); });
+    });
+    module.def("sqrt", [](const fixed_array& x, py::handle format) {
+        const fixed_format into = formatOf(format);
+        return quantizing([&](const code_location& where) { return sqrt(x, into, where).named(into.name()); });
+    });
+    module.def("power", &power);
+
+    module.def("sum", [](const fixed_array& x, std::optional<int> axis, py::handle format) {
+        const sum_formats formats = formatsOf(py::none(), format);
+        return quantizing(
+            [&](const code_location& where) { return axis ? sum(x, *axis, formats, where) : sum(x, formats, where); });
+    });
+    module.def("cumsum", [](const fixed_array& x, int axis, py::handle format) {
+        const std::optional<fixed_format> into = optionalFormat(format);
+        return quantizing([&](const code_location& where) { return cumsum(x, axis, into, where); });
+    });
+    module.def("mean", [](const fixed_array& x, std::optional<int> axis, py::handle format) {
+        const fixed_format into = formatOf(format);
+        return quantizing(
+            [&](const code_location& where) { return axis ? mean(x, *axis, into, where) : mean(x, into, where); });
+    });
+    module.def("dot", [](const fixed_array& a, const fixed_array& b, py::handle product, py::handle sum) {
+        const sum_formats formats = formatsOf(product, sum);
+        return quantizing([&](const code_location& where) { return dot(a, b, formats, where); });
+    });
+    module.def("matmul", [](const fixed_array& a, const fixed_array& b, py::handle product, py::handle sum) {
+        const sum_formats formats = formatsOf(product, sum);
+        return quantizing([&](const code_location& where) { return matmul(a, b, formats, where); });
+    });
+    module.def("convolve", [](const fixed_array& x, const fixed_array& h, py::handle product, py::handle sum) {
+        const sum_formats formats = formatsOf(product, sum);
+        return quantizing([&](const code_location& where) { return conv(x, h, formats, where); });
+    });
+
+    bindComparison(module, "equal", &is_equal);
+    bindComparison(module, "not_equal", &is_not_equal);
+    bindComparison(module, "less", &is_less);
+    bindComparison(module, "less_equal", &is_less_equal);
+    bindComparison(module, "greater", &is_greater);
+    bindComparison(module, "greater_equal", &is_greater_equal);
+    module.def("array_equal", [](const fixed_array& a, const fixed_array& b) { return a == b; });
+
+    module.def("max", [](const fixed_array& x, int axis) { return max(x, axis); });
+    module.def("min", [](const fixed_array& x, int axis) { return min(x, axis); });
+    module.def("argmax", [](const fixed_array& x) { return argmax(x); });
+    module.def("argmin", [](const fixed_array& x) { return argmin(x); });
+    module.def("argmax_along", [](const fixed_array& x, int axis) { return indicesOf(argmax(x, axis)); });
+    module.def("argmin_along", [](const fixed_array& x, int axis) { return indicesOf(argmin(x, axis)); });
+    module.def("sort", [](const fixed_array& x, int axis) { return sort(x, axis); });
+    module.def("argsort", [](const fixed_array& x, int axis) { return indicesOf(argsort(x, axis)); });
+    module.def("maximum", [](const fixed_array& a, const fixed_array& b) { return maximum(a, b); });
+    module.def("minimum", [](const fixed_array& a, const fixed_array& b) { return minimum(a, b); });
+    module.def("clip", [](const fixed_array& x, const fixed_array& low, const fixed_array& high) {
+        return clip(x, low, high);
+    });
+    module.def("any", [](const fixed_array& x) { return any_of(x); });
+    module.def("all", [](const fixed_array& x) { return all_of(x); });
+    module.def("any_along", [](const fixed_array& x, int axis) { return memoryOf(any_of(x, axis)); });
+    module.def("all_along", [](const fixed_array& x, int axis) { return memoryOf(all_of(x, axis)); });
+    module.def("where",
+               [](py::handle mask, const fixed_array& a, const fixed_array& b) { return where(maskOf(mask), a, b); });
+
+    module.def("floor", [](const fixed_array& x) { return floor(x); });
+    module.def("ceil", [](const fixed_array& x) { return ceil(x); });
+    module.def("trunc", [](const fixed_array& x) { return trunc(x); });
+    module.def("round", [](const fixed_array& x, const std::string& rule) { return round(x, roundingNamed(rule)); });
+    module.def("sign", [](const fixed_array& x) { return sign(x); });
+    module.def("conj", [](const fixed_array& x) { return conj(x); });
+
+    module.def("and_bits", &and_bits);
+    module.def("or_bits", &or_bits);
+    module.def("xor_bits", &xor_bits);
+    module.def("not_bits", &not_bits);
+    module.def("slice_bits", &slice_bits);
+    module.def("concat_bits", [](const std::vector<fixed_array>& parts) { return concat_bits(parts); });
+    module.def("get_bit", &get_bit);
+    module.def("set_bit", &set_bit);
+    module.def("reinterpret", [](const fixed_array& x, py::handle type) { return reinterpret(x, typeOf(type)); });
+    module.def("shift_left", [](const fixed_array& x, int places) { return shift_left(x, places); });
+    module.def("shift_right", [](const fixed_array& x, int places) { return shift_right(x, places); });
+    module.def("shift_right_logical", &shift_right_logical);
+    module.def("rotate_bits", &rotate_bits);
+    module.def("leading_zeros", [](const fixed_array& x) { return memoryOf(leading_zeros(x)); });
+    module.def("leading_signs", [](const fixed_array& x) { return memoryOf(leading_signs(x)); });
+    module.def("trailing_zeros", [](const fixed_array& x) { return memoryOf(trailing_zeros(x)); });
+    module.def("count_ones", [](const fixed_array& x) { return memoryOf(count_ones(x)); });
+    module.def("set_most_bits", &set_most_bits);
+}
+
+}  // namespace tolvane::python

@@ -1,0 +1,21 @@
+"""Types for annotations: what functions of the package take."""
+
+from __future__ import annotations
+
+from ._array import ArrayLike, FormatLike
+from ._filters import Form, Style
+from ._floats import FloatFormatLike
+from ._log import Comparison, ErrorSums, Histogram, Place, Proposal
+
+__all__ = [
+    "ArrayLike",
+    "Comparison",
+    "ErrorSums",
+    "FloatFormatLike",
+    "Form",
+    "FormatLike",
+    "Histogram",
+    "Place",
+    "Proposal",
+    "Style",
+]

@@ -1,0 +1,42 @@
+"""Builds the Python package: CMake makes the extension and the engine, in a folder of their own."""
+
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+from setuptools import Extension, setup
+from setuptools.command.build_ext import build_ext
+
+ROOT = Path(__file__).resolve().parent
+# setuptools packs whatever lies in its folders, so they begin empty.
+WORK = ROOT / "build" / "wheel"
+shutil.rmtree(WORK, ignore_errors=True)
+WORK.mkdir(parents=True)
+
+
+class CMakeBuild(build_ext):
+    """The engine without a host, and the extension over it, installed into the package's folder."""
+
+    def run(self) -> None:
+        folder = ROOT / "build" / "package"
+        install = folder / "install"
+        shutil.rmtree(install, ignore_errors=True)
+        options = ["-DCMAKE_BUILD_TYPE=Release", "-DTOLVANE_PYTHON=ON", "-DTOLVANE_HOST=external"]
+        options.append(f"-DPython3_EXECUTABLE={sys.executable}")
+        options += [f"-DTOLVANE_{part}=OFF" for part in ("TESTS", "EXAMPLES")]
+        generator = ["-G", "Ninja"] if shutil.which("ninja") else []
+        subprocess.run(["cmake", "-S", str(ROOT), "-B", str(folder), *generator, *options], check=True)
+        subprocess.run(["cmake", "--build", str(folder), "--target", "tolvane_python", "--parallel"], check=True)
+        subprocess.run(
+            ["cmake", "--install", str(folder), "--component", "python", "--prefix", str(install), "--strip"], check=True
+        )
+        package = Path(self.get_ext_fullpath("tolvane._core")).parent
+        shutil.copytree(install / "tolvane", package, dirs_exist_ok=True)
+
+
+setup(
+    ext_modules=[Extension("tolvane._core", [])],
+    cmdclass={"build_ext": CMakeBuild},
+    options={"build": {"build_base": str(WORK)}, "egg_info": {"egg_base": str(WORK)}},
+)
