@@ -78,7 +78,6 @@ class RangeMachine {
     }
     template <Node kNode>
     Range product(const Coefficients& side, std::size_t k, const Range& x) {
-        mPlan.factors = joined(mPlan.factors, x);
         return place<kNode>(productOf(side.values[k], side.fraction, x));
     }
 
@@ -148,7 +147,6 @@ Plan planOf(const Section& section, filter_form form, const std::array<std::opti
         const Delays<Range> before = plan.delays;
         plan.arriving = {};
         plan.sums = {};
-        plan.factors = {};
         plan.feedbackFactor = {};
         RangeMachine machine(section, types, plan);
         plan.input = section.gain ? productOf(*section.gain, section.gainFraction, x) : x;

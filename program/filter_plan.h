@@ -61,7 +61,6 @@ struct Plan {
     Delays<Range> delays;
     std::array<Range, kNodes> arriving;  // at the nodes
     Range sums;
-    Range factors;
     Range feedbackFactor;  // direct2's and transposed1's w
 };
 

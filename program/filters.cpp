@@ -616,23 +616,14 @@ class Filter {
     }
     template <class Int>
     void writeRow(std::size_t row, const std::vector<Int>& samples, wordarray& words) const {
-        const int shift = mTypes.empty() ? 0 : mType.fraction - outputFraction(mSections.size() - 1);
         for (std::size_t n = 0; n < mLength; ++n) {
             const std::span<mp_limb_t> word = words.word(row * mLength + n);
-            const Int value =
-                static_cast<Int>(static_cast<typename detail::UnsignedOf<Int>::Type>(samples[n]) << shift);
-            word[0] = static_cast<mp_limb_t>(value);
+            word[0] = static_cast<mp_limb_t>(samples[n]);
             if (word.size() > 1) {
-                word[1] = static_cast<mp_limb_t>(static_cast<detail::Int128>(value) >> 64);
+                word[1] = static_cast<mp_limb_t>(static_cast<detail::Int128>(samples[n]) >> 64);
             }
         }
     }
-    /// The last place of what a section gives on integers.
-    int outputFraction(std::size_t s) const {
-        const int fraction = mPlans[s].output.fraction;
-        return fraction == Range::kNoFraction ? 0 : fraction;
-    }
-    template <class Int>
     int delayUnit(std::size_t s, std::size_t chain, std::size_t k) const {
         const bool holdsSums = mOptions.form == filter_form::transposed1 || mOptions.form == filter_form::transposed2;
         const Plan& plan = mPlans[s];
@@ -646,7 +637,7 @@ class Filter {
         for (std::size_t c = 0; c < 2; ++c) {
             section.delays[c].clear();
             for (std::size_t k = 0; k < mDelays[s][c].size(); ++k) {
-                section.delays[c].push_back(integerOf<Int>(mDelays[s][c][k][row], delayUnit<Int>(s, c, k)).value());
+                section.delays[c].push_back(integerOf<Int>(mDelays[s][c][k][row], delayUnit(s, c, k)).value());
             }
         }
     }
@@ -654,7 +645,7 @@ class Filter {
     void endRow(std::size_t s, std::size_t row, const detail::LoopSection<Int>& section) {
         for (std::size_t c = 0; c < 2; ++c) {
             for (std::size_t k = 0; k < mDelays[s][c].size(); ++k) {
-                mDelays[s][c][k][row] = detail::Leaf::scaledValue(section.delays[c][k], -delayUnit<Int>(s, c, k));
+                mDelays[s][c][k][row] = detail::Leaf::scaledValue(section.delays[c][k], -delayUnit(s, c, k));
             }
         }
     }

@@ -121,8 +121,6 @@ struct NarrowPlace {
         }
         return word;
     }
-    /// Whether the last value was beyond the words.
-    bool isOver() const { return mIsOver; }
 
  private:
     Int forced(Int x, Int negative) {

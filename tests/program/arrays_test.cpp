@@ -267,16 +267,6 @@ TEST(Arrays, TakeAndGiveValuesOfEveryKind) {
     EXPECT_EQ(z.imag() * 4, fixed_array({-1, 3}, "s8,0"));
 }
 
-template <class Run>
-std::string idOf(const Run& run) {
-    try {
-        run();
-        return "";
-    } catch (const error& raised) {
-        return raised.id();
-    }
-}
-
 TEST(Arrays, SayWhatIsWrong) {
     const fixed_array x({0.5, 0.25}, "s16,15", "x");
     const struct {

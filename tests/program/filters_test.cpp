@@ -378,14 +378,6 @@ TEST(Filters, RefuseWhatTheyCannotKeep) {
         options.gains = gains;
         return options;
     };
-    const auto idOf = [](const auto& action) -> std::string {
-        try {
-            action();
-        } catch (const error& e) {
-            return e.id();
-        }
-        return "";
-    };
     filter_state state;
     (void)lfilter({1, 1}, {1}, x, state);
     const auto stateIs = [&](const fixed_array& delay) {

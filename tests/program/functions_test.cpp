@@ -9,11 +9,12 @@
 #include <vector>
 
 #include "program/tolvane.h"
-#include "tests/support/rational.h"
+#include "tests/program/places.h"
 
 namespace {
 
 using namespace tolvane;
+using oracle::idOf;
 
 // Words and values, read from limbs.
 
@@ -80,16 +81,6 @@ std::vector<Index> indicesOf(const array_shape& shape) {
         all = std::move(longer);
     }
     return all;
-}
-
-template <class Run>
-std::string idOf(const Run& run) {
-    try {
-        run();
-    } catch (const error& met) {
-        return met.id();
-    }
-    return "";
 }
 
 TEST(Shapes, MoveElementsToTheirIndices) {

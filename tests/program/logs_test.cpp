@@ -11,21 +11,12 @@
 
 #include "program/log_access.h"
 #include "program/tolvane.h"
-#include "tests/support/rational.h"
+#include "tests/program/places.h"
 
 namespace {
 
 using namespace tolvane;
-
-template <class Run>
-std::string idOf(const Run& run) {
-    try {
-        run();
-        return "";
-    } catch (const error& raised) {
-        return raised.id();
-    }
-}
+using oracle::idOf;
 
 TEST(Logs, TellOfOverflowsOncePerPlaceAndCall) {
     const fixed_array x({0.5, -0.5, 0.75}, "s16,15");

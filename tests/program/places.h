@@ -179,4 +179,15 @@ inline fixed_format randomFormat(Random& random, std::string name = {}) {
     return fixed_format(randomType(random), random.pick(kAllRoundings), random.pick(kAllOverflows), std::move(name));
 }
 
+/// The id of the error that an action raises, empty if it raises none.
+template <class Action>
+std::string idOf(const Action& action) {
+    try {
+        action();
+        return "";
+    } catch (const error& raised) {
+        return raised.id();
+    }
+}
+
 }  // namespace tolvane::oracle
