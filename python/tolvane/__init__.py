@@ -68,6 +68,7 @@ from ._functions import (
     zeros_like,
 )
 from ._log import Log, Place, compare, propose, recording
+from ._sweep import SweepError, SweepTable, sweep
 
 __all__ = [
     "Array",
@@ -85,6 +86,8 @@ __all__ = [
     "OverflowError",
     "OverflowWarning",
     "Place",
+    "SweepError",
+    "SweepTable",
     "Type",
     "__version__",
     "arange",
@@ -143,6 +146,7 @@ __all__ = [
     "sqrt",
     "stack",
     "sum",
+    "sweep",
     "trailing_zeros",
     "trunc",
     "where",
