@@ -462,6 +462,11 @@ class Array:
     def __str__(self) -> str:
         return str(self._doubles(True))
 
+    def _repr_html_(self) -> str:
+        from . import _html
+
+        return _html.array(self)
+
     def __format__(self, spec: str) -> str:
         return format(float(self), spec) if spec else str(self)
 

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from ._array import FormatLike
-from ._core import Format
+from ._core import Format, Type
 
 
 def format(
@@ -11,3 +11,13 @@ def format(
 ) -> Format:
     """A format of a text, or of a type and modes: format('s16,15 convergent wrap', name='y')."""
     return Format(format, rounding, overflow, name)
+
+
+def _repr_html_(self: Type | Format) -> str:
+    from . import _html
+
+    return _html.type_or_format(self)
+
+
+for _class in (Type, Format):
+    setattr(_class, "_repr_html_", _repr_html_)

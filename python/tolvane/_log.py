@@ -148,6 +148,11 @@ class Log:
     def __str__(self) -> str:
         return self.report()
 
+    def _repr_html_(self) -> str:
+        from . import _html
+
+        return _html.log(self)
+
 
 class Table(list[Any]):
     """Rows that print as a table."""
@@ -158,6 +163,11 @@ class Table(list[Any]):
 
     def __str__(self) -> str:
         return self._text
+
+    def _repr_html_(self) -> str:
+        from . import _html
+
+        return _html.rows(self)
 
 
 def recording(*, histogram: bool = False, errors: bool = False, override: Literal["double"] | None = None) -> Log:
