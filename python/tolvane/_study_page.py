@@ -49,7 +49,7 @@ _BLUE, _ORANGE, _RED = "#3f88c5", "#e08e2b", "#d9534f"
 def _shades(count: int) -> list[Any]:
     from matplotlib import cm
 
-    return [cm.viridis(0.1 + 0.75 * i / max(1, count - 1)) for i in range(count)]
+    return [cm.viridis(0.25 + 0.6 * i / max(1, count - 1)) for i in range(count)]
 
 
 def ratios(study: Study) -> Any:
@@ -61,16 +61,17 @@ def ratios(study: Study) -> Any:
     for bits, line, colour in zip(coefficients, values, _shades(len(coefficients))):
         is_chosen = bits == study.coefficients
         axes.plot(data, line, color=colour, linewidth=2.6 if is_chosen else 1.3, marker="o", markersize=3)
-    # Labels at the ends of lines, where they don't touch each other.
+    # Labels at the ends of lines, moved up where they would touch each other.
+    gap = 0.05 * (np.nanmax([values.max(), study.target]) - np.nanmin([values.min(), study.target]) + 1)
     last = -math.inf
-    least_gap = 0.045 * (np.nanmax(values) - min(np.nanmin(values), study.target) + 1)
-    for bits, line, colour in sorted(
-        zip(coefficients, values, _shades(len(coefficients))), key=lambda one: float(one[1][-1])
-    ):
-        height = float(line[-1])
-        if height - last >= least_gap or bits == study.coefficients:
-            axes.annotate(f"{bits}", (data[-1], height), xytext=(7, 0), textcoords="offset points", va="center", color=colour)
-            last = height
+    for height, bits, colour in sorted(zip(values[:, -1].tolist(), coefficients, _shades(len(coefficients)))):
+        if math.isfinite(height):
+            last = max(height, last + gap)
+            weight = "bold" if bits == study.coefficients else "normal"
+            axes.annotate(
+                f"{bits}", (data[-1], height), xytext=(data[-1] + 0.02 * (data[-1] - data[0] + 1), last),
+                textcoords="data", va="center", color=colour, weight=weight, annotation_clip=False,
+            )  # fmt: skip
     axes.annotate(
         "coefficient\nbits", (1, 1), xycoords="axes fraction", xytext=(7, 4), textcoords="offset points", fontsize=8, va="bottom"
     )  # fmt: skip
@@ -137,7 +138,7 @@ def ranges(study: Study) -> Any:
     high = max(
         place.format.type.bits - place.format.type.fraction + max(0, -place.bits_to_spare) for place in [*first, *last]
     )
-    left.set_xlim(high + 0.5, low - 0.5)
+    left.set_xlim(high + 0.36 * (high - low), low - 0.02 * (high - low))
     return figure
 
 
@@ -169,7 +170,7 @@ _PAGE = """<!doctype html>
 :root {{ color-scheme: light dark; --page: #fff; --text: #1d2126; --soft: #5c6670; --accent: #2b6ca3; }}
 @media (prefers-color-scheme: dark) {{ :root {{ --page: #1b1e23; --text: #d8dadd; --soft: #9aa3ad; --accent: #79b4e6; }} }}
 body {{ background: var(--page); color: var(--text); font: 16px/1.5 system-ui, sans-serif; margin: 2rem auto;
-  max-width: 62rem; padding: 0 1rem; }}
+  max-width: 70rem; padding: 0 1rem; }}
 h1 {{ font-size: 1.6rem; margin-bottom: .2rem; }}
 h2 {{ font-size: 1.15rem; margin-top: 2.2rem; }}
 p.soft, figcaption {{ color: var(--soft); }}
