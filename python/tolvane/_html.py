@@ -30,7 +30,7 @@ def _text(value: Any) -> str:
 def _table(head: Sequence[str], rows: Iterable[Sequence[str]], caption: str = "") -> str:
     """A table of cells that are HTML already; numbers on the right, as most cells are."""
     style = f"border:0;border-bottom:{_LINE};padding:.15em .6em;text-align:right;white-space:nowrap"
-    lines = [f'<table style="{_TABLE}">']
+    lines = [f'<div style="overflow-x:auto"><table style="{_TABLE}">']
     if caption:
         lines.append(f'<caption style="caption-side:top;text-align:left;padding:.2em .6em">{caption}</caption>')
     if head:
@@ -39,7 +39,7 @@ def _table(head: Sequence[str], rows: Iterable[Sequence[str]], caption: str = ""
     lines.append("<tbody>")
     for row in rows:
         lines.append("<tr>" + "".join(f'<td style="{style}">{cell}</td>' for cell in row) + "</tr>")
-    lines.append("</tbody></table>")
+    lines.append("</tbody></table></div>")
     return "".join(lines)
 
 
@@ -108,15 +108,15 @@ def type_or_format(one: Type | Format) -> str:
     type = one if isinstance(one, Type) else one.type
     greatest = Fraction((1 << (type.bits - 1 if type.signed else type.bits)) - 1) * Fraction(2) ** -type.fraction
     least = -Fraction(2) ** (type.bits - 1 - type.fraction) if type.signed else Fraction(0)
-    rows = [["range", _text(f"{number(least)} to {number(greatest)}")], ["step", f"2<sup>{-type.fraction}</sup>"]]
+    whole = type.bits - type.fraction - int(type.signed)
+    bits = f"{type.bits}: {'1 sign, ' if type.signed else ''}{whole} before the point, {type.fraction} after"
+    rows = [["bits", bits]]
+    rows += [["range", _text(f"{number(least)} to {number(greatest)}")], ["step", f"2<sup>{-type.fraction}</sup>"]]
     name = ""
     if isinstance(one, Format):
         rows += [["rounding", _text(one.rounding)], ["overflow", _text(one.overflow)]]
         name = f"<b>{_text(one.name)}</b> " if one.name and one.name != one.text else ""
-    whole = type.bits - type.fraction - int(type.signed)
-    sign = "1 sign, " if type.signed else ""
-    bits = f"{type.bits} bits: {sign}{whole} before the point, {type.fraction} after"
-    return _table([], rows, f"{name}{_code(type)} {bits}")
+    return _table([], rows, f"{name}{_code(type)}")
 
 
 def _bar(place: Place) -> str:
@@ -147,7 +147,7 @@ def log(log: Log) -> str:
         return f"<div>{_text(unready)}</div>"
     if not places:
         return "<div>The log has heard of no place yet.</div>"
-    head = ["place", "format", "before", "after", "needs", "", "to spare", "values", "overflows", "underflows", "first"]
+    head = ["place", "format", "before", "after", "bits needed", "", "values", "overflows", "underflows", "first"]
     rows = []
     for place in places:
         file = place.overflow_file.rsplit("/", 1)[-1]
@@ -156,9 +156,8 @@ def log(log: Log) -> str:
                 f"<b>{_text(place.name)}</b>",
                 _code(place.format.text),
                 *(_text(f"{number(one[0])} … {number(one[1])}") for one in (place.before, place.after)),
-                f"{place.bits_needed} of {place.format.type.bits}",
+                _red(f"{place.bits_needed} of {place.format.type.bits}", place.bits_to_spare < 0),
                 _bar(place),
-                _red(str(place.bits_to_spare), place.bits_to_spare < 0),
                 str(place.values),
                 _red(str(place.overflows), place.overflows > 0),
                 str(place.underflows),

@@ -20,7 +20,8 @@ def _exponent(value: Fraction) -> float | None:
 
 def plot(places: list[Place], axes: Any = None) -> Any:
     """A row for each place, over powers of two: the bits of its format as a box, the magnitudes that came as a line or,
-    where the log kept them, as bars, and the bits that were lacking in red."""
+    where the log kept them, as bars, and the bits that were lacking in red. Magnitudes far below the last bit share a
+    bar."""
     if axes is None:
         try:
             from matplotlib import pyplot
@@ -35,7 +36,10 @@ def plot(places: list[Place], axes: Any = None) -> Any:
         if needed > greatest:
             axes.barh(row, needed - greatest, left=greatest, height=0.8, color="#f4c7c3", edgecolor="#c03028")
         if place.histogram is not None and place.histogram.powers:
-            counts = {exponent: sum(both) for exponent, both in place.histogram.powers.items()}
+            counts: dict[int, int] = {}
+            for exponent, both in place.histogram.powers.items():
+                shown = max(exponent, least - 4)
+                counts[shown] = counts.get(shown, 0) + sum(both)
             most = max(counts.values())
             for exponent, count in counts.items():
                 axes.bar(exponent + 0.5, -0.7 * count / most, bottom=row + 0.38, width=0.9, color="#30608c")

@@ -80,11 +80,11 @@ def test_words_show_under_the_pointer():
 @pytest.mark.parametrize(
     "made, text",
     [
-        (tv.Type("s16,15"), "s16,15 16 bits: 1 sign, 0 before the point, 15 after range -1 to 0.999969 step 2-15"),
-        (tv.Type("u8,-2"), "u8,-2 8 bits: 10 before the point, -2 after range 0 to 1020 step 22"),
+        (tv.Type("s16,15"), "s16,15 bits 16: 1 sign, 0 before the point, 15 after range -1 to 0.999969 step 2-15"),
+        (tv.Type("u8,-2"), "u8,-2 bits 8: 10 before the point, -2 after range 0 to 1020 step 22"),
         (
             tv.format("s8,4 floor wrap", name=NASTY),
-            f"{NASTY} s8,4 8 bits: 1 sign, 3 before the point, 4 after range -8 to 7.9375 step 2-4 rounding floor overflow wrap",
+            f"{NASTY} s8,4 bits 8: 1 sign, 3 before the point, 4 after range -8 to 7.9375 step 2-4 rounding floor overflow wrap",
         ),
     ],
 )
@@ -105,7 +105,7 @@ def test_logs_and_their_tables_show_what_happened():
     shown = dict(zip(head, row))
     assert shown["place"] == NASTY and shown["format"] == "s8,7 nearest saturate"
     assert shown["before"] == "0.5 … 1.5" and shown["after"] == "0.5 … 0.992188"
-    assert shown["needs"] == "9 of 8" and shown["to spare"] == "-1" and shown["overflows"] == "1"
+    assert shown["bits needed"] == "9 of 8" and shown["overflows"] == "1"
     assert re.fullmatch(r"test_html\.py:\d+", shown["first"])
     proposals = cells(tv.propose(log))
     assert proposals.rows[1] == [NASTY, "s8,7 nearest saturate", "s8,6 nearest saturate"]
