@@ -25,7 +25,7 @@ except ImportError as missing:
 if TYPE_CHECKING:
     from ._study import Study
 
-_STYLE: dict[str, Any] = {
+STYLE: dict[str, Any] = {
     "font.size": 10,
     "axes.spines.top": False,
     "axes.spines.right": False,
@@ -194,7 +194,7 @@ figure {{ margin: 0; }} img {{ max-width: 100%; height: auto; }}
 
 def _png(draw: Callable[[Study], Any], study: Study, style: dict[str, Any]) -> bytes:
     made = io.BytesIO()
-    with rc_context({**_STYLE, **style}):
+    with rc_context({**STYLE, **style}):
         figure = draw(study)
         FigureCanvasAgg(figure)
         figure.savefig(made, format="png")
