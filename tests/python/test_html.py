@@ -106,6 +106,7 @@ def test_logs_and_their_tables_show_what_happened():
     assert shown["place"] == NASTY and shown["format"] == "s8,7 nearest saturate"
     assert shown["before"] == "0.5 … 1.5" and shown["after"] == "0.5 … 0.992188"
     assert shown["bits needed"] == "9 of 8" and shown["overflows"] == "1"
+    assert re.findall(r"width:([\d.]+)%;background:(#\w+)", log._repr_html_()) == [("11.11", "#d9534f"), ("88.89", "#5b8fc7")]
     assert re.fullmatch(r"test_html\.py:\d+", shown["first"])
     proposals = cells(tv.propose(log))
     assert proposals.rows[1] == [NASTY, "s8,7 nearest saturate", "s8,6 nearest saturate"]

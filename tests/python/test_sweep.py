@@ -158,6 +158,14 @@ def is_running(pid):
         return False
 
 
+def wait_for(condition):
+    """Waits until something is so; what never is shows as a failure of the assertions after it."""
+    for _ in range(6000):
+        if condition():
+            return
+        time.sleep(0.02)
+
+
 @pytest.mark.parametrize("ending", [signal.SIGINT, signal.SIGKILL])
 def test_a_program_that_is_ended_leaves_no_processes(ending, tmp_path):
     pytest.importorskip("cloudpickle")
@@ -165,18 +173,24 @@ def test_a_program_that_is_ended_leaves_no_processes(ending, tmp_path):
     folder = tmp_path / "pids"
     folder.mkdir()
     program = subprocess.Popen(
-        [sys.executable, tmp_path / "program.py", folder], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True
+        [sys.executable, tmp_path / "program.py", folder],
+        stdout=open(tmp_path / "printed", "w"),
+        stderr=open(tmp_path / "said", "w"),
     )
-    while len(list(folder.iterdir())) < 2 and program.poll() is None:
-        time.sleep(0.02)
+    wait_for(lambda: len(list(folder.iterdir())) == 2 or program.poll() is not None)
     pids = [int(file.name) for file in folder.iterdir()]
     program.send_signal(ending)
-    printed, said = program.communicate()
+    program.wait()
+    printed, said = ((tmp_path / name).read_text() for name in ("printed", "said"))
     assert printed == "[0.5, 1.5, None]\n" and len(pids) == 2, said
     assert program.returncode == -ending and (ending == signal.SIGKILL or said.endswith("KeyboardInterrupt\n")), said
-    while ending == signal.SIGKILL and any(map(is_running, pids)):
-        time.sleep(0.02)
-    assert not any(map(is_running, pids))
+    try:
+        if ending == signal.SIGKILL:
+            wait_for(lambda: not any(map(is_running, pids)))
+        assert not any(map(is_running, pids))
+    finally:
+        for pid in filter(is_running, pids):
+            os.kill(pid, signal.SIGKILL)
 
 
 def test_tables_answer_questions(tmp_path):
