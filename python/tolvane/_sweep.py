@@ -276,8 +276,11 @@ def sweep(
     in the column "error", and no results. If a process dies, its point is tried again, `tries` times in all; a cluster
     has its own rule. `progress` shows how far it is: True, False, or None for only on a terminal and in a notebook.
 
-    >>> table = sweep(run, {'data': ['s8,7', 's12,11'], 'coefficients': [f's{n},{n - 2}' for n in range(8, 17)]})
-    >>> table.where(lambda row: row['snr'] >= 60).best('bits', least=True)
+    >>> def error(bits, rounding):
+    ...     return abs(float(tv.array(0.1, f's{bits},{bits - 1} {rounding}')) - 0.1)
+    >>> table = sweep(error, {'bits': [4, 6, 8], 'rounding': ['nearest', 'floor']}, 'serial')
+    >>> table.where(lambda row: row['value'] < 0.01).best('bits', least=True)['bits']
+    6
     """
     if errors not in ("raise", "keep"):
         raise ValueError(f"errors is 'raise' or 'keep', not {errors!r}.")
