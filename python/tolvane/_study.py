@@ -202,8 +202,9 @@ def studied(
     hertz = recording.rate / 12 if cutoff is None else cutoff
     sections = butterworth(order, hertz / recording.rate)
     samples = recording.samples
+    # Lengths don't matter to what formats that don't act need before the point.
     with _log.recording(override="double") as first:
-        exact = made_words(min(coefficients), min(data), None).filtered(samples, sections).astype(float)
+        exact = made_words(32, 32, None).filtered(samples, sections).astype(float)
     if not exact.any():
         raise StudyError(3, "The recording is silent; there is nothing to compare.")
     whole = whole_bits(first, margin)
@@ -233,10 +234,9 @@ def summary(study: Study) -> str:
         else f"No words of the sweep meet {wish}; the best have {study.coefficients} bits for coefficients and {study.data} "
         "for data"
     )
-    formats = ", ".join(
-        f"{name} {one.type}" for name, one in {"input": study.words.input, **nodes}.items()
-    )
-    return f"{begin}: {study.snr:.1f} dB, {overflows} overflows. Formats: {formats}."
+    formats = ", ".join(f"{name} {one.type}" for name, one in {"input": study.words.input, **nodes}.items())
+    cure = " (--margin 1 leaves more room)" if overflows else ""
+    return f"{begin}: {study.snr:.1f} dB, {overflows} overflows{cure}. Formats: {formats}."
 
 
 def _word_list(text: str) -> list[int]:
@@ -247,8 +247,8 @@ def _word_list(text: str) -> list[int]:
         if not ends:
             raise argparse.ArgumentTypeError(f"{text!r} is no list of word lengths like 8-16 or 8,12,16")
         made += range(int(ends[1]), int(ends[2] or ends[1]) + 1)
-    if not made or not all(2 <= bits <= 64 for bits in made):
-        raise argparse.ArgumentTypeError("word lengths are 2 to 64 bits")
+    if not made or not all(2 <= bits <= 48 for bits in made):
+        raise argparse.ArgumentTypeError("word lengths are 2 to 48 bits")
     return sorted(set(made))
 
 

@@ -92,7 +92,7 @@ def responses(study: Study) -> Any:
     from ._study import made_words, response
 
     rate = study.recording.rate
-    hertz = np.geomspace(rate / 2000, rate * 0.499, 1200)
+    hertz = np.geomspace(min(rate / 2000, study.cutoff / 20), rate * 0.499, 1200)
     exact = response(study.sections, hertz / rate)
     figure = Figure(figsize=(8, 5.4), constrained_layout=True)
     above, below = figure.subplots(2, 1, sharex=True, gridspec_kw={"height_ratios": [3, 2]})

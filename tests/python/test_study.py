@@ -113,6 +113,12 @@ def test_the_program_writes_a_page_that_needs_no_network(tmp_path):
         assert f'{float(row["snr"]):.1f}<' in page
 
 
+def test_words_that_are_far_too_short_are_shown_as_well(tmp_path, capsys):
+    assert _study.main(["--order", "1", "--words", "2", "--cutoff", "5", "--processes", "0", "--out", str(tmp_path)]) == 0
+    assert "No words of the sweep meet 60 dB; the best have 2 bits" in capsys.readouterr().out
+    assert (tmp_path / "study.html").stat().st_size > 50000
+
+
 @pytest.mark.parametrize(
     "code, text, arguments",
     [
