@@ -92,6 +92,11 @@ class FloatArray:
             return NotImplemented
         return _from_memory(_core.float_equal(self._c, other._c), np.bool_, np.broadcast_shapes(self.shape, other.shape))
 
+    def _repr_html_(self) -> str:
+        from . import _html
+
+        return _html.float_array(self)
+
     def __repr__(self) -> str:
         values = np.array2string(self.__array__(), separator=", ", prefix="tolvane.FloatArray(")
         return f"tolvane.FloatArray({values}, '{self.type}')"

@@ -4,14 +4,17 @@ from __future__ import annotations
 
 import decimal
 import html
-from collections.abc import Iterable, Sequence
+from collections.abc import Callable, Iterable, Sequence
 from fractions import Fraction
 from typing import TYPE_CHECKING, Any
+
+import numpy as np
 
 from ._core import Format, Type
 
 if TYPE_CHECKING:
     from ._array import Array
+    from ._floats import FloatArray
     from ._log import Log, Place
     from ._sweep import SweepTable
 
@@ -75,32 +78,42 @@ def _ends(size: int, most: int) -> list[int | None]:
     return [*range(most - 2), None, size - 1]
 
 
-def array(x: Array) -> str:
-    """Type, shape and name over the first elements and the last one; of more than two axes the first matrix. The words
-    show under the pointer."""
-    shape = " × ".join(map(str, x.shape)) if x.ndim != 1 else f"{x.size} element{'s' * (x.size != 1)}"
-    name = f"<b>{_text(x.name)}</b> " if x.name else ""
-    parts = [part for part in (f"{name}{_code(x.type)}", shape, "complex" if x.iscomplex else "") if part]
-    caption = ", ".join(parts)
-    if not x.size:
+def _elements(shape: tuple[int, ...], caption: str, element: Callable[[tuple[int, ...]], str]) -> str:
+    """The first elements and the last one; of more than two axes the first matrix."""
+    if 0 in shape:
         return f"<div>{caption}</div>"
-    shown = x
-    while shown.ndim > 2:
-        shown = shown[0]
-    if x.ndim > 2:
-        caption += f", of which [{'0, ' * (x.ndim - 2)}...]"
-    columns = _ends(shown.shape[-1], _COLUMNS) if shown.ndim else []
-    if shown.ndim == 2:
-        head = ["", *("…" if j is None else str(j) for j in columns)]
-        rows = []
-        for i in _ends(shown.shape[0], _ROWS):
-            cells = ["…" if i is None or j is None else _element(shown[i, j]) for j in columns]
-            rows.append(["…" if i is None else f"<b>{i}</b>", *cells])
-        return _table(head, rows, caption)
-    if shown.ndim == 1:
-        cells = ["…" if j is None else _element(shown[j]) for j in columns]
-        return _table(["…" if j is None else str(j) for j in columns], [cells], caption)
-    return _table([], [[_element(shown)]], caption)
+    first = (0,) * max(0, len(shape) - 2)
+    if first:
+        caption += f", of which [{'0, ' * len(first)}...]"
+    if not shape:
+        return _table([], [[element(())]], caption)
+    columns = _ends(shape[-1], _COLUMNS)
+    head = ["…" if j is None else str(j) for j in columns]
+    if len(shape) == 1:
+        return _table(head, [["…" if j is None else element((j,)) for j in columns]], caption)
+    rows = []
+    for i in _ends(shape[-2], _ROWS):
+        cells = ["…" if i is None or j is None else element((*first, i, j)) for j in columns]
+        rows.append(["…" if i is None else f"<b>{i}</b>", *cells])
+    return _table(["", *head], rows, caption)
+
+
+def _caption(x: Array | FloatArray, *more: str) -> str:
+    name = f"<b>{_text(x._c.name)}</b> " if x._c.name else ""
+    size = " × ".join(map(str, x.shape)) if len(x.shape) != 1 else f"{x.size} element{'s' * (x.size != 1)}"
+    return ", ".join(part for part in (f"{name}{_code(x.type)}", size, *more) if part)
+
+
+def array(x: Array) -> str:
+    """Type, shape and name over some elements. The words show under the pointer."""
+    caption = _caption(x, "complex") if x.iscomplex else _caption(x)
+    return _elements(x.shape, caption, lambda index: _element(x[index]))
+
+
+def float_array(x: FloatArray) -> str:
+    """As `array`, of floats."""
+    values = np.asarray(x)
+    return _elements(x.shape, _caption(x), lambda index: _text(f"{values[index]:.6g}"))
 
 
 def type_or_format(one: Type | Format) -> str:

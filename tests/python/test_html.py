@@ -64,6 +64,7 @@ def cells(made):
         (lambda: tv.array(np.arange(12), "u8"), "u8,0, 12 elements", [[*"01234567", "…", "11"]] * 2),
         (lambda: tv.zeros((2, 3, 1), "s8"), "s8,0, 2 × 3 × 1, of which [0, ...]", [["", "0"], *([str(i), "0"] for i in range(3))]),
         (lambda: tv.zeros((0, 3), "s8"), "", []),
+        (lambda: tv.FloatArray([[0.1, -3]], "fp16"), "e5m10, 1 × 2", [["", "0", "1"], ["0", "0.0999756", "-3"]]),
     ],
 )
 def test_arrays_show_type_shape_and_some_elements(made, caption, rows):
