@@ -127,9 +127,9 @@ coverage:
 	@tools/coverage-report build/coverage
 
 docs:
-	@tools/install-deps build docs
-	@tools/build release host_reference
-	@tools/docs build/release/docs/site/host_reference
+	@tools/install-deps build test docs
+	@tools/build dev host_reference tolvane_python
+	@tools/docs build/dev/docs/site/host_reference build/dev/python
 
 install:
 	@tools/install-deps build
