@@ -76,6 +76,7 @@ test:
 
 python:
 	@tools/install-deps build python
+	@[ -e build/package ] || echo "Building the Python package (the first time takes a few minutes) ..."
 	@[ -e build/python-env ] || /usr/bin/python3 -m venv --system-site-packages build/python-env
 	@build/python-env/bin/pip install --quiet --no-build-isolation --no-index --no-deps .
 	@echo "build/python-env/bin/python has the package: import tolvane"

@@ -155,114 +155,104 @@ void show(Session& session, const std::string& place, const Value& value) {
 
 // What is saved
 
-Value made(Session& session, const char* name, const std::vector<std::pair<const char*, Value>>& settings) {
-    const Value object = session.construct(name);
+using Settings = std::vector<std::pair<const char*, Value>>;
+
+const Value& with(const Value& object, const Settings& settings) {
     for (const auto& [property, value] : settings) {
         object.set(property, value);
     }
     return object;
 }
 
-Value fi(Session& session, const Value& values, const Value& type, const char* tag) {
-    const Value x = session.construct("embedded.fi", {values, type});
-    x.set("fimath", Value());
-    x.set("Tag", tag);
-    return x;
+/// Words of random digits, with the bits of the word alone.
+std::string randomDigits(std::mt19937_64& random, int words, int bits) {
+    std::string text;
+    for (int word = 0; word < words; ++word) {
+        for (int bit = (bits + 3) / 4 * 4; bit > 0; bit -= 4) {
+            text += "0123456789abcdef"[random() & (bit > bits ? (1U << (bits % 4)) - 1 : 15U)];
+        }
+        text += ' ';
+    }
+    return text;
 }
 
 void save(Session& session, const std::string& file) {
     std::mt19937_64 random(20240407);
     std::vector<hostref::Variable> variables;
+    const auto type = [&](const Settings& settings) {
+        return with(session.construct("embedded.numerictype"), settings);
+    };
+    const auto fi = [&](const Value& values, const Value& itsType, const char* tag) {
+        return with(session.construct("embedded.fi", {values, itsType}), {{"fimath", Value()}, {"Tag", tag}});
+    };
     for (const int bits : {1, 7, 8, 9, 16, 31, 32, 33, 40, 63, 64, 65, 96, 128, 129, 1000}) {
         for (const bool isSigned : {true, false}) {
-            const Value type =
-                made(session, "embedded.numerictype",
-                     {{"SignednessBool", isSigned}, {"WordLength", bits}, {"FractionLength", bits / 2 - 3}});
-            // Random digits, with the bits of the word alone.
-            std::string text;
-            for (int word = 0; word < 6; ++word) {
-                for (int bit = (bits + 3) / 4 * 4; bit > 0; bit -= 4) {
-                    const unsigned mask = bit > bits ? (1U << (bits % 4)) - 1 : 15U;
-                    text += "0123456789abcdef"[random() & mask];
-                }
-                text += ' ';
-            }
-            const Value row = fi(session, Value::matrix(1, 6, std::vector<double>(6)), type, "words");
-            row.set("hex", text);
-            const Value words = session.call("fi_reshape", {row, std::vector<double>{3, 2}});
-            words.set("Tag", "words");
-            variables.push_back({(isSigned ? "s" : "u") + std::to_string(bits), words});
+            const Value x =
+                fi(std::vector<double>(6),
+                   type({{"SignednessBool", isSigned}, {"WordLength", bits}, {"FractionLength", bits / 2 - 3}}), "");
+            x.set("hex", randomDigits(random, 6, bits));
+            variables.push_back({(isSigned ? "s" : "u") + std::to_string(bits),
+                                 with(session.call("fi_reshape", {x, std::vector<double>{3, 2}}), {{"Tag", "words"}})});
         }
     }
-    const Value s16 =
-        made(session, "embedded.numerictype", {{"SignednessBool", true}, {"WordLength", 16}, {"FractionLength", 15}});
-    const Value scaled = made(session, "embedded.numerictype",
-                              {{"DataTypeMode", "Fixed-point: slope and bias scaling"},
-                               {"SignednessBool", true},
-                               {"WordLength", 12},
-                               {"Slope", 0.3},
-                               {"Bias", -1.5}});
-    const Value rules = made(session, "embedded.fimath",
-                             {{"RoundMode", "floor"},
-                              {"OverflowMode", "wrap"},
-                              {"SumMode", "SpecifyPrecision"},
-                              {"SumWordLength", 24},
-                              {"SumFractionLength", 17},
-                              {"CastBeforeSum", false}});
+    const Value s16 = type({{"SignednessBool", true}, {"WordLength", 16}, {"FractionLength", 15}});
+    const Value scaled = type(
+        {{"DataTypeMode", "Fixed-point: slope and bias scaling"}, {"WordLength", 12}, {"Slope", 0.3}, {"Bias", -1.5}});
+    const Value doubles = type({{"DataTypeMode", "Double"}});
+    const Value rules = with(session.construct("embedded.fimath"), {{"RoundMode", "floor"},
+                                                                    {"OverflowMode", "wrap"},
+                                                                    {"SumMode", "SpecifyPrecision"},
+                                                                    {"SumWordLength", 24},
+                                                                    {"SumFractionLength", 17},
+                                                                    {"CastBeforeSum", false}});
     const Value own = session.construct("embedded.fi", {std::vector<double>{0.1, -0.7}, s16, rules});
-    variables.push_back({"own", own});
-    variables.push_back({"scaled", fi(session, std::vector<double>{0.1, 3.3, -7}, scaled, "scale")});
-    variables.push_back({"scaledType", scaled});
-    variables.push_back(
-        {"complex",
-         fi(session, Value::matrix(1, 2, std::vector<double>{0.25, -0.5}, std::vector<double>{0.75, -1}), s16, "")});
-    variables.push_back({"none", fi(session, Value(), s16, "")});
-    variables.push_back({"floating", session.construct("embedded.fi", {0.1, made(session, "embedded.numerictype",
-                                                                                 {{"DataTypeMode", "Double"}})})});
-    variables.push_back({"type", s16});
-    variables.push_back({"doubles", made(session, "embedded.numerictype", {{"DataTypeMode", "Double"}})});
-    variables.push_back(
-        {"quantizer",
-         made(session, "embedded.quantizer",
-              {{"roundmode", "fix"}, {"overflowmode", "wrap"}, {"format", std::vector<double>{12, 9}}, {"Tag", "q"}})});
-    variables.push_back({"rules", rules});
-    variables.push_back({"pointer", made(session, "embedded.pointertype", {{"BaseType", s16}})});
-    variables.push_back({"text", "first try \xc3\xa4"});
-    variables.push_back({"empty", Value()});
-    variables.push_back({"flag", true});
-    variables.push_back({"matrix", Value::matrix(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6})});
-    const Value parts[] = {Value(1.5), Value("two"), own, s16};
-    variables.push_back({"row", Value::cells(parts)});
+    const Value parts[] = {1.5, "two", own, s16};
     const char* const names[] = {"taps", "gain"};
     hvArrayOwner state(hvCreateStructMatrix(1, 1, 2, names));
     hvSetFieldByNumber(state.get(), 0, 0, own.toArray().release());
     hvSetFieldByNumber(state.get(), 0, 1, Value(2).toArray().release());
-    variables.push_back({"state", Value(std::move(state))});
+    const std::vector<hostref::Variable> others = {
+        {"own", own},
+        {"scaled", fi(std::vector<double>{0.1, 3.3, -7}, scaled, "scale")},
+        {"scaledType", scaled},
+        {"complex", fi(Value::matrix(1, 2, std::vector{0.25, -0.5}, std::vector{0.75, -1.0}), s16, "")},
+        {"none", fi(Value(), s16, "")},
+        {"floating", session.construct("embedded.fi", {0.1, doubles})},
+        {"type", s16},
+        {"doubles", doubles},
+        {"quantizer",
+         with(session.construct("embedded.quantizer"),
+              {{"roundmode", "fix"}, {"overflowmode", "wrap"}, {"format", std::vector<double>{12, 9}}, {"Tag", "q"}})},
+        {"rules", rules},
+        {"pointer", with(session.construct("embedded.pointertype"), {{"BaseType", s16}})},
+        {"text", "first try \xc3\xa4"},
+        {"empty", Value()},
+        {"matrix", Value::matrix(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6})},
+        {"row", Value::cells(parts)},
+        {"state", Value(std::move(state))}};
+    variables.insert(variables.end(), others.begin(), others.end());
     session.save(file, variables);
 }
 
-int run(const std::vector<std::string>& arguments) {
+void run(const std::string& command, const std::string& file, const std::string& to) {
     Session session(TOLVANE_MODULE);
-    if (arguments.size() == 2 && arguments[0] == "save") {
-        save(session, arguments[1]);
-    } else if (arguments.size() == 2 && arguments[0] == "show") {
-        for (const hostref::Variable& variable : session.load(arguments[1])) {
+    if (command == "save") {
+        save(session, file);
+    } else if (command == "copy") {
+        session.save(to, session.load(file));
+    } else {
+        for (const hostref::Variable& variable : session.load(file)) {
             show(session, variable.name, variable.value);
         }
-    } else if (arguments.size() == 3 && arguments[0] == "copy") {
-        session.save(arguments[2], session.load(arguments[1]));
-    } else {
-        std::cerr << "session_files save FILE | show FILE | copy FROM TO\n";
-        return 2;
     }
-    return 0;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
     try {
-        return run({arguments + 1, arguments + count});
+        run(count > 1 ? arguments[1] : "", count > 2 ? arguments[2] : "", count > 3 ? arguments[3] : "");
+        return 0;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;
