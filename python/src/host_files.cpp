@@ -217,7 +217,7 @@ WordType wordTypeFrom(py::handle type) {
 
 Value typeObject(py::handle type) {
     const WordType given = wordTypeFrom(type);
-    const Value made = session().construct("embedded.numerictype");
+    Value made = session().construct("embedded.numerictype");
     if (type.cast<py::tuple>()[5].cast<bool>()) {
         made.set("DataTypeMode", kSlopeBias);
     }
@@ -325,7 +325,8 @@ py::object limbsOf(const hvArray* words, const void* part, std::size_t count, co
     hvDispatchClass(hvGetClassID(words), [&](auto element) {
         using Integer = typename decltype(element)::type;
         for (std::size_t i = 0; i < count; ++i) {
-            const auto word = static_cast<std::int64_t>(static_cast<const Integer*>(part)[i]);
+            const Integer given = static_cast<const Integer*>(part)[i];
+            const auto word = static_cast<std::int64_t>(given);  // NOLINT(bugprone-signed-char-misuse): signed as meant
             std::memcpy(made.data() + i * sizeof word, &word, sizeof word);
         }
     });
@@ -359,7 +360,7 @@ Value plainValue(py::handle value) {
 }
 
 Value rulesFrom(const py::dict& settings) {
-    const Value made = session().construct("embedded.fimath");
+    Value made = session().construct("embedded.fimath");
     for (const auto& [name, value] : settings) {
         made.set(textOf(name), plainValue(value));
     }
@@ -400,7 +401,7 @@ Value fiFrom(const py::tuple& value) {
     if (isComplex) {
         writeWords(value[4], count, type, id, hvGetImagData(words.get()));
     }
-    const Value made = session().construct("embedded.fi", {Value(), typeObject(value[1])});
+    Value made = session().construct("embedded.fi", {Value(), typeObject(value[1])});
     made.set("intarray", Value(std::move(words)));
     if (const std::string tag = textOf(value[5]); !tag.empty()) {
         made.set("Tag", tag);
@@ -432,7 +433,7 @@ std::optional<py::tuple> tupleOfFi(const Value& object) {
 // Formats are quantizers there.
 
 Value quantizerFrom(const py::tuple& value) {
-    const Value made = session().construct("embedded.quantizer");
+    Value made = session().construct("embedded.quantizer");
     made.set("mode", value[1].cast<bool>() ? "fixed" : "ufixed");
     made.set("format", Value(std::vector<double>{value[2].cast<double>(), value[3].cast<double>()}));
     made.set("roundmode", textOf(value[4]));
