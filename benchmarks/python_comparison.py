@@ -1,6 +1,6 @@
 """The table of docs/python-for-others.md: this package beside numpy's doubles, Python's integers and Fractions.
 
-    PYTHONPATH=build/release/python python3 benchmarks/python_comparison.py [elements]
+    build/python-env/bin/python benchmarks/python_comparison.py [elements]
 
 Every way comes to the same numbers, which is checked before anything is timed. Nanoseconds for an element, the least of
 many runs that take turns.
