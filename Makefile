@@ -76,6 +76,7 @@ test:
 
 python:
 	@tools/install-deps build python
+	@[ -e build/package ] || echo "Building the Python package (the first time takes a few minutes) ..."
 	@[ -e build/python-env ] || /usr/bin/python3 -m venv --system-site-packages build/python-env
 	@build/python-env/bin/pip install --quiet --no-build-isolation --no-index --no-deps .
 	@echo "build/python-env/bin/python has the package: import tolvane"
@@ -127,9 +128,9 @@ coverage:
 	@tools/coverage-report build/coverage
 
 docs:
-	@tools/install-deps build docs
-	@tools/build release host_reference
-	@tools/docs build/release/docs/site/host_reference
+	@tools/install-deps build test docs
+	@tools/build dev host_reference tolvane_python
+	@tools/docs build/dev/docs/site/host_reference build/dev/python
 
 install:
 	@tools/install-deps build

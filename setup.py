@@ -16,18 +16,27 @@ WORK.mkdir(parents=True)
 
 
 class CMakeBuild(build_ext):
-    """The engine without a host, and the extension over it, installed into the package's folder."""
+    """The engine and the extensions over it, installed into the package's folder.
+
+    The one for the host's files needs the reference host, which is left out if a library that it needs is missing.
+    """
 
     def run(self) -> None:
         folder = ROOT / "build" / "package"
         install = folder / "install"
         shutil.rmtree(install, ignore_errors=True)
-        options = ["-DCMAKE_BUILD_TYPE=Release", "-DTOLVANE_PYTHON=ON", "-DTOLVANE_HOST=external"]
+        needed = ["muparser", "libcrypto", "hdf5"]
+        missing = [name for name in needed if subprocess.run(["pkg-config", "--exists", name]).returncode]
+        if missing:
+            print(f"tolvane.save and tolvane.load are left out: pkg-config finds no {', '.join(missing)}.", file=sys.stderr)
+        host, targets = ("external", []) if missing else ("reference", ["tolvane_python_host"])
+        options = ["-DCMAKE_BUILD_TYPE=Release", "-DTOLVANE_PYTHON=ON", f"-DTOLVANE_HOST={host}"]
         options.append(f"-DPython3_EXECUTABLE={sys.executable}")
         options += [f"-DTOLVANE_{part}=OFF" for part in ("TESTS", "EXAMPLES")]
         generator = ["-G", "Ninja"] if shutil.which("ninja") else []
         subprocess.run(["cmake", "-S", str(ROOT), "-B", str(folder), *generator, *options], check=True)
-        subprocess.run(["cmake", "--build", str(folder), "--target", "tolvane_python", "--parallel"], check=True)
+        build = ["cmake", "--build", str(folder), "--parallel", "--target", "tolvane_python", *targets]
+        subprocess.run(build, check=True)
         subprocess.run(
             ["cmake", "--install", str(folder), "--component", "python", "--prefix", str(install), "--strip"], check=True
         )

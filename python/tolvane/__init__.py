@@ -14,6 +14,7 @@ from ._array import Array, array, from_words
 from ._core import Exact, FilterState, Fixed, FloatFormat, Format, Type
 from ._core import version as __version__
 from ._errors import DivisionError, Error, IndexError, KindError, OverflowError, OverflowWarning, errors
+from ._files import Contents, HostObject, ScaledArray, ScaledType, load, save
 from ._filters import from_bin, from_hex, lfilter, read_words, sosfilt, words_from_text, words_text, write_words
 from ._floats import FloatArray, multiply_add
 from ._formats import format
@@ -72,6 +73,7 @@ from ._sweep import SweepError, SweepTable, sweep
 
 __all__ = [
     "Array",
+    "Contents",
     "DivisionError",
     "Error",
     "Exact",
@@ -80,12 +82,15 @@ __all__ = [
     "FloatArray",
     "FloatFormat",
     "Format",
+    "HostObject",
     "IndexError",
     "KindError",
     "Log",
     "OverflowError",
     "OverflowWarning",
     "Place",
+    "ScaledArray",
+    "ScaledType",
     "SweepError",
     "SweepTable",
     "Type",
@@ -123,6 +128,7 @@ __all__ = [
     "leading_signs",
     "leading_zeros",
     "lfilter",
+    "load",
     "matmul",
     "maximum",
     "mean",
@@ -137,6 +143,7 @@ __all__ = [
     "repeat",
     "rotate_bits",
     "round",
+    "save",
     "set_bit",
     "shift_right_logical",
     "sign",

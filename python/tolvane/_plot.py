@@ -56,6 +56,7 @@ def plot(places: list[Place], axes: Any = None) -> Any:
     axes.set_yticks(range(len(places)), [f"{place.name}\n{place.format.type}" for place in places])
     axes.set_ylim(len(places) - 0.4, -0.6)
     axes.set_xlabel("power of two")
+    axes.xaxis.get_major_locator().set_params(integer=True)
     low, high = axes.get_xlim()
     axes.set_xlim(high + 0.2 * (high - low), low - 0.02 * (high - low))
     return axes
