@@ -7,6 +7,7 @@
 #include <numbers>
 #include <numeric>
 #include <ostream>
+#include <utility>
 
 #include "program/kernels.h"
 #include "program/log_access.h"
@@ -130,12 +131,8 @@ void explainBySamples(const place_samples& own, const place_samples* other, plac
     }
 }
 
-/// Where a place was the first to differ, for putting places in order.
-struct Moment {
-    std::uint64_t operation = 0;
-    double part = 0;  // of the operation's values that came before
-    friend auto operator<=>(const Moment&, const Moment&) = default;
-};
+/// When a place was the first to differ: the operation, and the part of its values that came before.
+using Moment = std::pair<std::uint64_t, double>;
 
 Moment momentOf(const detail::Samples& samples, std::size_t index) {
     const auto after = std::ranges::upper_bound(samples.runs, index, {}, &detail::Samples::Run::begin);

@@ -385,7 +385,7 @@ def identical(a: Array, b: Array) -> bool:
 
     >>> import tolvane as tv
     >>> a, b = tv.array([0.5], 's8,4'), tv.array([0.5], 's8,5')
-    >>> tv.identical(a, b), (a == b).all()
+    >>> tv.identical(a, b), tv.array_equal(a, b)
     (False, True)
     """
     return a.type == b.type and a.iscomplex == b.iscomplex and _core.array_equal(a._c, b._c)

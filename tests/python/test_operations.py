@@ -217,7 +217,7 @@ def logged_casts(c):
         n = rounded(*at(w, c.ta[2], c.tc), c.rounding)
         counts.append((oracle.word(n, *c.tc[:2], 0, "floor", c.overflow)[1], n == 0 and w != 0))
     assert (place.values, place.overflows, place.underflows) == (len(c.a), *map(sum, zip(*counts)))
-    assert place.before == tuple(oracle.values([min(c.a), max(c.a)], c.ta))
+    assert place.before == tuple(oracle.values([min(c.a), max(c.a)], c.ta)) and place.format.text == c.format
 
 
 @operation
