@@ -39,6 +39,8 @@ struct fixed_log::State {
     log_options options;
     std::uint64_t began = 0;
     std::vector<place_record> records;
+    std::map<std::string, detail::Samples> samples;
+    std::uint64_t operations = 0;
     std::shared_ptr<const std::function<void(const overflow_event&)>> listener;
     std::shared_ptr<Frame> frame;
 };
@@ -57,8 +59,8 @@ void setLevel() {
     auto level = detail::LogLevel::none;
     for (const fixed_log* const log : livingLogs()) {
         const log_options& options = log->options();
-        const bool wantsMore =
-            options.histogram || options.errors || options.on_overflow || options.formats == override::doubles;
+        const bool wantsMore = options.histogram || options.errors || options.samples || options.on_overflow ||
+                               options.formats == override::doubles;
         level = std::max(level, wantsMore ? detail::LogLevel::everything : detail::LogLevel::ranges);
     }
     detail::currentLogLevel.store(static_cast<int>(level), std::memory_order_relaxed);
@@ -103,6 +105,10 @@ void merge(place_record& held, const place_record& added) {
     held.values += added.values;
     held.overflows += added.overflows;
     held.underflows += added.underflows;
+    if (held.line == 0) {
+        held.file = added.file;
+        held.line = added.line;
+    }
     if (held.overflow_line == 0) {
         held.overflow_file = added.overflow_file;
         held.overflow_line = added.overflow_line;
@@ -189,6 +195,7 @@ void fixed_log::clear() {
     detail::handOverVariables();
     const std::lock_guard lock(sLock);
     mState->records.clear();
+    mState->samples.clear();
 }
 
 LogAccess::Wishes LogAccess::wishes() {
@@ -197,6 +204,7 @@ LogAccess::Wishes LogAccess::wishes() {
     for (const fixed_log* const log : livingLogs()) {
         all.histogram = all.histogram || log->options().histogram;
         all.errors = all.errors || log->options().errors;
+        all.samples = all.samples || log->options().samples;
     }
     return all;
 }
@@ -205,7 +213,7 @@ std::uint64_t LogAccess::moment() {
     return detail::currentLogEpoch.load(std::memory_order_acquire);
 }
 
-void LogAccess::add(const place_record& record, std::uint64_t moment) {
+void LogAccess::add(const place_record& record, std::uint64_t moment, const detail::SampleChunk* samples) {
     if (record.values == 0) {
         return;
     }
@@ -213,6 +221,9 @@ void LogAccess::add(const place_record& record, std::uint64_t moment) {
     for (fixed_log* const log : livingLogs()) {
         if (log->mState->began > moment) {
             continue;
+        }
+        if (samples != nullptr && log->options().samples) {
+            log->mState->samples[record.name].add(*samples, log->mState->operations);
         }
         std::vector<place_record>& records = log->mState->records;
         const auto found = std::ranges::find(records, record.name, &place_record::name);
@@ -227,6 +238,32 @@ void LogAccess::add(const place_record& record, std::uint64_t moment) {
             options.histogram ? std::optional(record.histogram.value_or(magnitude_histogram())) : std::nullopt;
         made.errors = options.errors ? std::optional(record.errors.value_or(error_sums())) : std::nullopt;
     }
+}
+
+void detail::Samples::add(const SampleChunk& chunk, std::uint64_t operation) {
+    runs.push_back({count, operation});
+    count += chunk.count();
+    SampleChunk* const last = chunks.empty() ? nullptr : &chunks.back();
+    if (last == nullptr || last->exponentBefore != chunk.exponentBefore || last->exponentAfter != chunk.exponentAfter ||
+        last->width != chunk.width) {
+        chunks.push_back(chunk);
+        return;
+    }
+    last->before.insert(last->before.end(), chunk.before.begin(), chunk.before.end());
+    last->after.insert(last->after.end(), chunk.after.begin(), chunk.after.end());
+}
+
+void LogAccess::endOperation() {
+    const std::lock_guard lock(sLock);
+    for (fixed_log* const log : livingLogs()) {
+        ++log->mState->operations;
+    }
+}
+
+std::map<std::string, detail::Samples> LogAccess::samplesOf(const fixed_log& log) {
+    detail::handOverVariables();
+    const std::lock_guard lock(sLock);
+    return log.mState->samples;
 }
 
 void LogAccess::announce(std::span<const overflow_event> events, std::uint64_t moment) {

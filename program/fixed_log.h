@@ -64,7 +64,11 @@ struct place_record {
     /// The least word length at which no value would have overflowed, with the format's fraction and rounding. Values
     /// below zero need a sign bit, even if the format has none.
     int bits_needed = 1;
-    /// The program's call that was the first to overflow; empty and 0 if none did, or where isn't known.
+    /// The program's call that was the first to quantize here, if known: variables tell theirs only to logs that hear
+    /// of each value.
+    std::string file = {};
+    std::uint32_t line = 0;
+    /// The call that was the first to overflow; empty and 0 if none did, or where isn't known.
     std::string overflow_file = {};
     std::uint32_t overflow_line = 0;
     // If the log asked for them.
@@ -99,6 +103,9 @@ struct log_options {
     // Of the exact values of each place; of quotients, with 62 bits below the last place of the format.
     bool histogram = false;
     bool errors = false;
+    /// Keeps each value that came and the word that was made of it, for `samples_of`, `explain` and `differences`
+    /// (log_analysis.h): memory for all of them.
+    bool samples = false;
     /// Called once for each place that overflows in an operation, by its thread, when the operation is complete and
     /// recorded. It may use this interface; what overflows meanwhile is recorded and not told. What it throws comes out
     /// of the operation, which then has no result.

@@ -4,10 +4,13 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <optional>
 #include <ostream>
 #include <utility>
 #include <vector>
+
+#include "descriptors/NumericType.h"
 
 namespace tolvane {
 
@@ -215,6 +218,16 @@ fixed_type sfix(int bits, int fraction) {
 
 fixed_type ufix(int bits, int fraction) {
     return checked({false, bits, fraction});
+}
+
+fixed_type best_type(bool is_signed, int bits, double value) {
+    const fixed_type type = checked({is_signed, bits, 0});
+    if (!std::isfinite(value)) {
+        throw error("tolvane:value:finite", "No type has room for a value that isn't finite.");
+    }
+    EmbeddedTypeSystem::NumericType found(type.is_signed, type.bits, 0);
+    found.fxpBestPrecisionExponent(value);
+    return {is_signed, bits, found.getFractionLength()};
 }
 
 fixed_format::fixed_format(const fixed_type& type, tolvane::rounding rounding, tolvane::overflow overflow,

@@ -59,6 +59,10 @@ struct fixed_type {
 /// Types with and without sign. Words have 1 to 65535 bits; others raise "tolvane:format:type".
 TOLVANE_API fixed_type sfix(int bits, int fraction);
 TOLVANE_API fixed_type ufix(int bits, int fraction);
+/// Words of so many bits with the most bits after the point that leave room for a value: the best precision for a
+/// constant. Zero, and a value below zero without a sign, get all bits after the point. Values that aren't finite raise
+/// "tolvane:value:finite".
+TOLVANE_API fixed_type best_type(bool is_signed, int bits, double value);
 
 /// Immutable; equal if all parts are.
 class TOLVANE_API fixed_format {

@@ -119,6 +119,8 @@ void addRecord(const fixed_format& format, int unit, const value_range& before, 
                const code_location& where) {
     place_record made{
         placeNameOf(format), format, before, after, values, overflows, underflows, bitsNeeded(format, before, unit)};
+    made.file = where.file_name();
+    made.line = where.line();
     if (overflows > 0) {
         made.overflow_file = where.file_name();
         made.overflow_line = where.line();
@@ -131,7 +133,9 @@ struct Place::More {
     std::optional<integers::Format> specified;  // if another format is in force
     std::optional<MagnitudeCounts> magnitudes;
     std::optional<ErrorSums> errors;
+    std::optional<SampleChunk> samples;
     std::optional<Arena> arena;
+    bool keepsBefore() const { return errors || samples; }
     Block before;
     Block shadow;  // quantized to the specified format
 };
@@ -154,7 +158,7 @@ Place::~Place() = default;
 void Place::startMore() {
     const LogAccess::Wishes wishes = LogAccess::wishes();
     const std::optional<LogAccess::Override> types = LogAccess::overrideOf(mType);
-    if (!wishes.histogram && !wishes.errors && !types) {
+    if (!wishes.histogram && !wishes.errors && !wishes.samples && !types) {
         return;
     }
     mMore = std::make_unique<More>();
@@ -163,6 +167,9 @@ void Place::startMore() {
     }
     if (wishes.errors) {
         mMore->errors.emplace();
+    }
+    if (wishes.samples) {
+        mMore->samples.emplace();
     }
     if (types) {
         mSpecified = fixed_format(types->specified, mSpecified.rounding(), mSpecified.overflow(), mSpecified.name());
@@ -235,7 +242,7 @@ void Place::quantizeWithMore(Block& block, std::size_t count) {
     if (mMore->magnitudes) {
         mMore->magnitudes->add(block, count, mWidth);
     }
-    if (mMore->errors) {
+    if (mMore->keepsBefore()) {
         integers::copy(block, count, mWidth, mMore->before);
     }
     if (mMore->specified) {
@@ -252,6 +259,17 @@ void Place::quantizeWithMore(Block& block, std::size_t count) {
     }
     if (mMore->errors) {
         mMore->errors->add(mMore->before, block, count, mWidth);
+    }
+    if (mMore->samples) {
+        SampleChunk& samples = *mMore->samples;
+        samples.exponentBefore = mMore->before.extent.exponent;
+        samples.exponentAfter = block.extent.exponent;
+        samples.width = mWidth;
+        const Block* const from[] = {&mMore->before, &block};
+        std::vector<std::uint64_t>* const to[] = {&samples.before, &samples.after};
+        for (std::size_t i = 0; i < std::size(from); ++i) {
+            to[i]->insert(to[i]->end(), from[i]->limbs, from[i]->limbs + count * mWidth);
+        }
     }
 }
 
@@ -332,6 +350,8 @@ place_record Place::record() const {
                       mOverflows,
                       mUnderflows,
                       bitsNeeded(mSpecified, before, unit)};
+    made.file = mWhere.file_name();
+    made.line = mWhere.line();
     if (mOverflows > 0) {
         made.overflow_file = mWhere.file_name();
         made.overflow_line = mWhere.line();
@@ -348,12 +368,14 @@ place_record Place::record() const {
 void Place::close(std::span<const Place* const> places) {
     std::vector<overflow_event> events;
     std::uint64_t moment = LogAccess::kAnyMoment;
+    bool hasSamples = false;
     for (const Place* const place : places) {
         if (place == nullptr || !place->mIsLogged || place->mValues == 0) {
             continue;
         }
         const place_record made = place->record();
-        LogAccess::add(made, place->mMoment);
+        LogAccess::add(made, place->mMoment, place->mMore && place->mMore->samples ? &*place->mMore->samples : nullptr);
+        hasSamples = hasSamples || (place->mMore && place->mMore->samples);
         moment = std::min(moment, place->mMoment);
         if (made.overflows == 0) {
             continue;
@@ -364,6 +386,9 @@ void Place::close(std::span<const Place* const> places) {
         } else {
             events.push_back({made.name, made.format, made.overflows, place->mWhere});
         }
+    }
+    if (hasSamples) {
+        LogAccess::endOperation();
     }
     if (!events.empty()) {
         LogAccess::announce(events, moment);

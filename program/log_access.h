@@ -1,15 +1,46 @@
 // How the arithmetic reaches the logs that live.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "program/fixed_log.h"
 #include "program/log_level.h"
 
 namespace tolvane {
+
+namespace detail {
+
+/// Integers of some limbs each, times 2^exponent, as they came to a place and as it left them.
+struct SampleChunk {
+    int exponentBefore = 0;
+    int exponentAfter = 0;
+    std::size_t width = 0;
+    std::vector<std::uint64_t> before;
+    std::vector<std::uint64_t> after;
+    std::size_t count() const { return width == 0 ? 0 : before.size() / width; }
+};
+
+/// The values of a place, one operation after the other.
+struct Samples {
+    struct Run {
+        std::size_t begin;
+        std::uint64_t operation;  // in the order of the log
+    };
+    std::vector<SampleChunk> chunks;
+    std::vector<Run> runs;
+    std::size_t count = 0;
+
+    void add(const SampleChunk& chunk, std::uint64_t operation);
+};
+
+}  // namespace detail
 
 class LogAccess {
  public:
@@ -22,6 +53,7 @@ class LogAccess {
     struct Wishes {
         bool histogram = false;
         bool errors = false;
+        bool samples = false;
     };
     static Wishes wishes();
 
@@ -30,7 +62,12 @@ class LogAccess {
     static std::uint64_t moment();
     static constexpr std::uint64_t kAnyMoment = std::numeric_limits<std::uint64_t>::max();
     /// Adds a record of values to the logs. Records of one name are merged; the format is that of the last one.
-    static void add(const place_record& record, std::uint64_t moment = kAnyMoment);
+    static void add(const place_record& record, std::uint64_t moment = kAnyMoment,
+                    const detail::SampleChunk* samples = nullptr);
+    /// What follows belongs to another operation.
+    static void endOperation();
+    /// By the names of places.
+    static std::map<std::string, detail::Samples> samplesOf(const fixed_log& log);
     /// Calls those who want to hear of it. Raises what the first of them raised that did, when all were called.
     static void announce(std::span<const overflow_event> events, std::uint64_t moment = kAnyMoment);
 

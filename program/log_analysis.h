@@ -8,6 +8,9 @@
 //     fixed_log log({.errors = true});
 //     run();                                              // the same with its formats
 //     std::cout << compare(log, reference);               // its places, the worst first
+//
+// Logs with {.samples = true} are compared value by value: `explain` tells how much noise came to each place and how
+// much it added, and `differences` where two runs part.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +19,7 @@
 #include <vector>
 
 #include "host/export.h"
+#include "program/exact_value.h"
 #include "program/fixed_array.h"
 #include "program/fixed_log.h"
 #include "program/format.h"
@@ -64,6 +68,68 @@ struct place_comparison {
 /// isn't found once it has changed. Logs that don't keep errors raise "tolvane:log:options".
 TOLVANE_API std::vector<place_comparison> compare(const fixed_log& log, const fixed_log& reference);
 
+/// The values of a place in the order in which they came, and the words that were made of them. Parts of complex
+/// arrays follow one another.
+struct place_samples {
+    std::vector<exact_value> before;
+    std::vector<exact_value> after;
+};
+
+/// All that a log made with `samples` has of a place. Other logs raise "tolvane:log:options", and a place that the log
+/// lacks "tolvane:log:name".
+TOLVANE_API place_samples samples_of(const fixed_log& log, const std::string& place);
+
+/// How a place of a log differs from that of a reference, value by value. Powers are means of squares.
+struct place_explanation {
+    std::string place;
+    fixed_format format;
+    /// Whether the reference has the place with as many values, and both logs keep samples. Else only `added` and the
+    /// counts are known, the signal is that of the log, and the other numbers are 0.
+    bool is_matched = false;
+    double signal = 0;    // of the reference's values
+    double arrived = 0;   // the difference of the values that came
+    double added = 0;     // what the place did to them: word minus value, overflows as well
+    double total = 0;     // the difference of the words
+    double added_db = 0;  // signal to added noise, in dB: infinite without noise, minus infinity without signal
+    double total_db = 0;  // signal to all noise
+    std::uint64_t values = 0;
+    std::uint64_t overflows = 0;
+    int bits_needed = 1;
+    int bits_to_spare = 0;
+    std::string file;  // the program's call that was the first to quantize here, if known
+    std::uint32_t line = 0;
+
+    /// The part of the noise behind the place that is new there, from 0 to 1; 0 if none is.
+    double new_part() const { return added + arrived > 0 ? added / (added + arrived) : 0; }
+};
+
+/// Which place lost most: the places of a log by the ratio of signal to added noise, the worst first, and in the order
+/// of the log where they are equal. The reference is a log of the same program, say with override::doubles; places are
+/// found in it by their names. The log needs errors or samples, and samples on both sides tell what came in; logs with
+/// neither raise "tolvane:log:options".
+TOLVANE_API std::vector<place_explanation> explain(const fixed_log& log, const fixed_log& reference);
+
+/// How the words of a place differ between two runs of a program.
+struct place_difference {
+    std::string place;
+    std::uint64_t values = 0;        // in the first log
+    std::uint64_t other_values = 0;  // in the second, 0 if it lacks the place
+    std::uint64_t differences = 0;   // among those that both have
+    /// The first that differs, or that only one of them has, and its values there; 0 where there is none.
+    std::uint64_t first = 0;
+    exact_value one;
+    exact_value other;
+    exact_value greatest;  // magnitude of a difference
+    std::string file;
+    std::uint32_t line = 0;
+};
+
+/// The places that differ, the one that was the first to differ in the first log first, so that the cause is on top.
+/// Within one operation, as a filter, the values of all its places advance together; places that part at one sample
+/// are in the order of the log. Both logs need samples; others
+/// raise "tolvane:log:options".
+TOLVANE_API std::vector<place_difference> differences(const fixed_log& a, const fixed_log& b);
+
 /// The ratio in dB of the squares of a reference to those of the differences between it and x, element by element:
 /// what all places and coefficients together cost. Infinite if all are equal, minus infinity for a
 /// reference of zeros. Sizes that differ raise "tolvane:array:shape".
@@ -73,5 +139,7 @@ TOLVANE_API double signal_to_noise_db(const std::vector<double>& reference, cons
 // Write tables.
 TOLVANE_API std::ostream& operator<<(std::ostream& out, const std::vector<format_proposal>& proposals);
 TOLVANE_API std::ostream& operator<<(std::ostream& out, const std::vector<place_comparison>& comparisons);
+TOLVANE_API std::ostream& operator<<(std::ostream& out, const std::vector<place_explanation>& explanations);
+TOLVANE_API std::ostream& operator<<(std::ostream& out, const std::vector<place_difference>& differences);
 
 }  // namespace tolvane

@@ -119,6 +119,8 @@ void bindFormats(py::module_& module) {
         .def("__copy__", [](const fixed_format& format) { return format; })
         .def("__deepcopy__", [](const fixed_format& format, py::handle) { return format; });
 
+    module.def("best_type", &best_type);
+
     std::vector<std::string> names;
     for (const rounding one : kRoundings) {
         names.emplace_back(name_of(one));

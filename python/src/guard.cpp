@@ -16,6 +16,17 @@ struct Context {
     std::string folder;           // of the package
 };
 Context sContext;
+PyObject* sConstants = nullptr;  // a context variable with a small int
+
+long valueOf(PyObject* variable) {
+    PyObject* value = nullptr;
+    if (PyContextVar_Get(variable, nullptr, &value) != 0) {
+        throw py::error_already_set();
+    }
+    const long number = value == nullptr ? 0 : PyLong_AsLong(value);
+    Py_XDECREF(value);
+    return number;
+}
 
 /// Whether a line of this file belongs to the package, or to what passes calls on to it.
 bool isInside(std::string_view file) {
@@ -64,13 +75,11 @@ OverflowMode overflowMode() {
     if (*overridesOfThread() > 0 || sContext.mode == nullptr) {
         return OverflowMode::ignore;
     }
-    PyObject* value = nullptr;
-    if (PyContextVar_Get(sContext.mode, nullptr, &value) != 0) {
-        throw py::error_already_set();
-    }
-    const long mode = value == nullptr ? 0 : PyLong_AsLong(value);
-    Py_XDECREF(value);
-    return static_cast<OverflowMode>(mode);
+    return static_cast<OverflowMode>(valueOf(sContext.mode));
+}
+
+bool areConstantsBest() {
+    return sConstants != nullptr && valueOf(sConstants) != 0;
 }
 
 code_location callersLine() {
@@ -100,6 +109,7 @@ const std::shared_ptr<int>& overridesOfThread() {
 }
 
 void bindGuard(py::module_& module) {
+    module.def("set_rules", [](const py::object& constants) { sConstants = py::object(constants).release().ptr(); });
     module.def("set_context", [](const py::object& mode, const py::object& warning, std::string folder) {
         sContext = {py::object(mode).release().ptr(), py::object(warning).release().ptr(), std::move(folder)};
     });

@@ -26,6 +26,9 @@ void reportOverflows(const std::vector<place_record>& places, OverflowMode mode)
 /// How many logs of this thread put doubles in place of formats. Logs share it, for they may end on another thread.
 const std::shared_ptr<int>& overridesOfThread();
 
+/// Whether a float beside fixed-point numbers is rounded to the best precision, by the rules of the context.
+bool areConstantsBest();
+
 /// Does `operation(where)`, and then what the mode asks for.
 template <class Operation>
 auto quantizing(const Operation& operation) {

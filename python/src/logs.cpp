@@ -12,10 +12,11 @@ namespace {
 /// A log that is stopped when its `with` ends, and keeps what it has.
 class Recording {
  public:
-    Recording(bool histogram, bool errors, bool isDoubles) : mIsOverriding(isDoubles) {
+    Recording(bool histogram, bool errors, bool samples, bool isDoubles) : mIsOverriding(isDoubles) {
         log_options options;
         options.histogram = histogram;
         options.errors = errors;
+        options.samples = samples;
         options.formats = isDoubles ? override::doubles : override::inherit;
         mLog = std::make_unique<fixed_log>(std::move(options));
         *mOverrides += mIsOverriding ? 1 : 0;
@@ -56,6 +57,8 @@ py::dict recordOf(const place_record& place) {
     record["underflows"] = place.underflows;
     record["bits_needed"] = place.bits_needed;
     record["bits_to_spare"] = place.bits_to_spare();
+    record["file"] = place.file;
+    record["line"] = place.line;
     record["overflow_file"] = place.overflow_file;
     record["overflow_line"] = place.overflow_line;
     if (place.histogram) {
@@ -76,6 +79,15 @@ py::dict recordOf(const place_record& place) {
     return record;
 }
 
+std::vector<double> doublesOf(const std::vector<exact_value>& values) {
+    std::vector<double> doubles;
+    doubles.reserve(values.size());
+    for (const exact_value& value : values) {
+        doubles.push_back(value.to_double());
+    }
+    return doubles;
+}
+
 template <class T>
 std::string textOf(const T& table) {
     std::ostringstream out;
@@ -87,12 +99,17 @@ std::string textOf(const T& table) {
 
 void bindLogs(py::module_& module) {
     py::class_<Recording>(module, "Recording")
-        .def(py::init<bool, bool, bool>())
+        .def(py::init<bool, bool, bool, bool>())
         .def("stop", &Recording::stop)
         .def("clear", [](Recording& r) { r.log().clear(); })
         .def("report", [](const Recording& r) { return r.log().report(); })
         .def("csv", [](const Recording& r) { return r.log().csv(); })
         .def("json", [](const Recording& r) { return r.log().json(); })
+        .def("samples",
+             [](const Recording& r, const std::string& name) {
+                 const place_samples samples = samples_of(r.log(), name);
+                 return py::make_tuple(memoryOf(doublesOf(samples.before)), memoryOf(doublesOf(samples.after)));
+             })
         .def("place", [](const Recording& r, const std::string& name) { return recordOf(r.log().place(name)); })
         .def("places", [](const Recording& r) {
             py::list records;
@@ -122,6 +139,32 @@ void bindLogs(py::module_& module) {
                 row.is_in_reference ? py::object(rangePairs(row.reference_before)) : py::none()));
         }
         return py::make_tuple(rows, textOf(comparisons));
+    });
+    module.def("explain", [](const Recording& r, const Recording& reference) {
+        const std::vector<place_explanation> explanations = explain(r.log(), reference.log());
+        py::list rows;
+        for (const place_explanation& row : explanations) {
+            rows.append(py::make_tuple(row.place, row.format, row.is_matched, row.signal, row.arrived, row.added,
+                                       row.total, row.added_db, row.total_db, row.values, row.overflows,
+                                       row.bits_needed, row.bits_to_spare, row.file, row.line));
+        }
+        return py::make_tuple(rows, textOf(explanations));
+    });
+    module.def("differences", [](const Recording& a, const Recording& b) {
+        const std::vector<place_difference> found = differences(a.log(), b.log());
+        py::list rows;
+        for (const place_difference& row : found) {
+            rows.append(py::make_tuple(row.place, row.values, row.other_values, row.differences, row.first,
+                                       pairOf(row.one), pairOf(row.other), pairOf(row.greatest), row.file, row.line));
+        }
+        return py::make_tuple(rows, textOf(found));
+    });
+    module.def("signal_to_noise_db",
+               [](const fixed_array& reference, const fixed_array& x) { return signal_to_noise_db(reference, x); });
+    module.def("signal_to_noise_of_doubles_db", [](py::handle reference, const fixed_array& x) {
+        const Bytes bytes(reference);
+        const auto values = bytes.as<double>();
+        return signal_to_noise_db({values.begin(), values.end()}, x);
     });
 }
 

@@ -13,6 +13,9 @@ using detail::Int128;
 using detail::Leaf;
 using detail::LongReference;
 
+/// Longer than the mantissa of any float.
+constexpr int kAnyBits = 4096;
+
 /// An exact value with the length of the longest word that it was made of, as constants beside it need it.
 struct Exact {
     Leaf leaf;
@@ -58,8 +61,21 @@ std::optional<Leaf> elementOf(py::handle array) {
     return x[0];
 }
 
+/// A float beside words of so many bits: exact, or by the rules of the context in the best precision.
+Leaf constantOf(double number, int bits, bool isSigned) {
+    if (bits == kAnyBits || !areConstantsBest()) {
+        return detail::nodeOf(number, bits);
+    }
+    const std::string name = "constant " + py::repr(py::float_(number)).cast<std::string>();
+    const fixed_format format = fixed_format(best_type(isSigned, bits, number)).named(name);
+    return quantizing([&](const code_location& where) {
+        const fixed_array made(std::vector<double>{number}, format, where);
+        return detail::leafOf(made.at(0));
+    });
+}
+
 /// What a number is in an expression; a float has to fit words of so many bits. Empty for what is none.
-std::optional<Leaf> operandOf(py::handle value, int bits) {
+std::optional<Leaf> operandOf(py::handle value, int bits, bool isSigned = true) {
     PyObject* const object = value.ptr();
     if (py::isinstance<Variable>(value)) {
         return value.cast<const Variable&>().scalar->leaf();
@@ -68,7 +84,7 @@ std::optional<Leaf> operandOf(py::handle value, int bits) {
         return value.cast<const Exact&>().leaf;
     }
     if (PyFloat_Check(object)) {
-        return detail::nodeOf(PyFloat_AS_DOUBLE(object), bits);
+        return constantOf(PyFloat_AS_DOUBLE(object), bits, isSigned);
     }
     if (PyLong_Check(object)) {
         return detail::leafOf(exactOf(value));
@@ -82,8 +98,12 @@ std::optional<Leaf> operandOf(py::handle value, int bits) {
     return std::nullopt;
 }
 
-/// Longer than the mantissa of any float.
-constexpr int kAnyBits = 4096;
+bool isSigned(const Exact&) {
+    return true;
+}
+bool isSigned(const Variable& x) {
+    return x.scalar->format().type().is_signed;
+}
 
 const Leaf& leafOf(const Exact& x) {
     return x.leaf;
@@ -95,7 +115,7 @@ Leaf leafOf(const Variable& x) {
 template <class Operation, bool kIsReflected, class Self>
 py::object arithmetic(const Self& self, py::handle other) {
     const Leaf own = leafOf(self);
-    const std::optional<Leaf> beside = operandOf(other, own.bits());
+    const std::optional<Leaf> beside = operandOf(other, own.bits(), isSigned(self));
     if (!beside) {
         return py::reinterpret_borrow<py::object>(Py_NotImplemented);
     }
@@ -191,8 +211,8 @@ void setAny(Variable& x, py::handle value) {
             return;
         }
         auto trial = std::make_unique<fixed_scalar>(*x.scalar);
-        quantizing([&](const code_location&) {
-            trial->set_quotient(dividend, divisor);
+        quantizing([&](const code_location& where) {
+            trial->set_quotient(dividend, divisor, where);
             return true;
         });
         x.scalar = std::move(trial);

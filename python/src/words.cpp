@@ -50,9 +50,11 @@ void bindWords(py::module_& module) {
     module.def("to_bin", &to_bin);
     module.def("to_oct", &to_oct);
     module.def("to_decimal", &to_decimal);
-    module.def("from_digits", [](const std::vector<std::string>& texts, int base, py::handle format) {
+    module.def("from_digits", [](const std::vector<std::string>& texts, int base, py::handle format, bool isComplex) {
         const fixed_format into = formatOf(format);
-        return base == 16 ? from_hex(texts, into) : base == 2 ? from_bin(texts, into) : from_oct(texts, into);
+        return base == 16  ? from_hex(texts, into, isComplex)
+               : base == 2 ? from_bin(texts, into, isComplex)
+                           : from_oct(texts, into, isComplex);
     });
     module.def("from_decimal", [](const std::vector<std::string>& texts, py::handle format) {
         const fixed_format into = formatOf(format);

@@ -10,13 +10,25 @@
 
 from __future__ import annotations
 
+from ._analysis import diff, explain, signal_to_noise_db
 from ._array import Array, array, from_words
 from ._core import Exact, FilterState, Fixed, FloatFormat, Format, Type
 from ._core import version as __version__
 from ._errors import DivisionError, Error, IndexError, KindError, OverflowError, OverflowWarning, errors
 from ._files import Contents, HostObject, ScaledArray, ScaledType, load, save
-from ._filters import from_bin, from_hex, lfilter, read_words, sosfilt, words_from_text, words_text, write_words
-from ._floats import FloatArray, multiply_add
+from ._filters import (
+    from_bin,
+    from_decimal,
+    from_hex,
+    from_oct,
+    lfilter,
+    read_words,
+    sosfilt,
+    words_from_text,
+    words_text,
+    write_words,
+)
+from ._floats import FloatArray, float_from_words, multiply_add
 from ._formats import format
 from ._functions import (
     arange,
@@ -69,6 +81,7 @@ from ._functions import (
     zeros_like,
 )
 from ._log import Log, Place, compare, propose, recording
+from ._rules import rules, set_most_bits
 from ._sweep import SweepError, SweepTable, sweep
 
 __all__ = [
@@ -111,14 +124,19 @@ __all__ = [
     "count_ones",
     "cumsum",
     "diag",
+    "diff",
     "divide",
     "dot",
     "errors",
+    "explain",
     "flip",
+    "float_from_words",
     "floor",
     "format",
     "from_bin",
+    "from_decimal",
     "from_hex",
+    "from_oct",
     "from_words",
     "full",
     "full_like",
@@ -143,10 +161,13 @@ __all__ = [
     "repeat",
     "rotate_bits",
     "round",
+    "rules",
     "save",
     "set_bit",
+    "set_most_bits",
     "shift_right_logical",
     "sign",
+    "signal_to_noise_db",
     "slice_bits",
     "sort",
     "sosfilt",

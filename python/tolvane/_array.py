@@ -13,6 +13,7 @@ import numpy as np
 
 from . import _core
 from ._core import Exact, Fixed, Format, Type
+from ._rules import are_constants_best
 
 FormatLike = Union[str, Format, Type]
 ArrayLike = Any
@@ -86,7 +87,8 @@ def _as_ndarray(values: Any) -> Any:
         kinds = {type(value) for value in kept.flat}
         if kinds <= {float} or kinds <= {int, bool}:
             made = np.array(values)
-            return made if made.dtype.kind in "fib" else kept
+            # Integers of 64 bits with and without sign would become floats.
+            return made if made.dtype.kind in ("f" if kinds == {float} else "ib") else kept
         if kinds <= {float, int, bool} and all(type(v) is float or abs(v) <= 2**53 for v in kept.flat):
             return kept.astype(float)
         if complex in kinds and kinds <= {float, int, complex}:
@@ -132,12 +134,15 @@ def _quantize(values: Any, format: FormatLike) -> _core.FixedArray:
 
 
 def _exact(values: Any, beside: Array | None) -> _core.FixedArray:
-    """An operand that is no array, exactly. Floats have to fit the words of the array beside it."""
+    """An operand that is no array. Floats have to fit the words of the array beside it, or are rounded if the rules of
+    the context say so; all else is exact."""
     if isinstance(values, bool):
         values = int(values)
     if isinstance(values, int):
         return _core.constant(_EMPTY, values, True)
     if isinstance(values, float) and beside is not None:
+        if are_constants_best():
+            return _best(np.asarray(values), beside)
         return _core.constant(beside._c, values, False)
     if isinstance(values, (Fixed, Exact)):
         return _core.constant(_EMPTY, values._pair(), True)
@@ -147,6 +152,8 @@ def _exact(values: Any, beside: Array | None) -> _core.FixedArray:
         bits = _bits(source)
         if bits < 64:
             return _core.from_words(np.ascontiguousarray(source, np.int64), source.shape, f"s{bits + 1}")
+    if beside is not None and kind in "fcO" and are_constants_best() and not _are_whole(source):
+        return _best(source, beside)
     if kind == "f" and source.dtype.itemsize <= 8:
         if not source.size:
             return _core.zeros(source.shape, "s1")
@@ -162,6 +169,23 @@ def _exact(values: Any, beside: Array | None) -> _core.FixedArray:
             )
         return _core.exact_numbers([_pair(value) for value in exact], source.shape)
     raise TypeError(f"Operands are numbers, not {source.dtype}.")
+
+
+def _are_whole(source: Any) -> bool:
+    return source.dtype.kind == "O" and all(isinstance(value, (int, np.integer)) for value in source.flat)
+
+
+def _best(source: Any, beside: Array) -> _core.FixedArray:
+    """Constants in the best precision that words of the length and the sign of an array give the greatest of them."""
+    parts = [source.real, source.imag] if source.dtype.kind == "c" else [source]
+    reached = [0.0]
+    for part in parts if source.size else []:
+        extremes = part.flat if part.dtype.kind == "O" else (part.min(), part.max())
+        reached += [float(value) for value in extremes]
+    greatest = max(reached, key=lambda value: (abs(value), value))
+    type = beside.type
+    name = f"constant {greatest!r}" if source.size == 1 else f"constants to {greatest!r}"
+    return _quantize(source, Format(_core.best_type(type.signed, type.bits, greatest), name=name))
 
 
 def _operand(value: Any, beside: Array | None = None) -> _core.FixedArray:
@@ -722,13 +746,24 @@ def array(values: ArrayLike, format: FormatLike, name: str | None = None) -> Arr
     Values are numbers of all kinds, exactly: buffers of any dtype, lists, Fractions, Decimals, Python ints, arrays. The
     name is that of the place in logs and warnings.
 
-    >>> array([0.1, 0.9, 1.5], 's8,7', name='x')
+    >>> import tolvane as tv
+    >>> tv.array([0.1, 0.9, -0.5], 's8,7', name='x')
+    tolvane.array([ 0.1015625,  0.8984375, -0.5      ], 's8,7', name='x')
+
+    Raises Error "tolvane:value:finite" for infinities and NaN, TypeError for what is no number.
     """
     return _wrap(_quantize(values, _named(format, name)))
 
 
 def from_words(words: ArrayLike, type: FormatLike, name: str | None = None) -> Array:
-    """An array of words as integers, in two's complement if signed. Integers that are no word of the type raise."""
+    """An array of words as integers of any shape, in two's complement if signed.
+
+    >>> import tolvane as tv
+    >>> tv.from_words([64, -128], 's8,7')
+    tolvane.array([ 0.5, -1. ], 's8,7')
+
+    Integers that are no word of the type raise Error "tolvane:array:word", other numbers TypeError.
+    """
     wanted = type if isinstance(type, Type) else Type(type)
     source = np.asarray(words) if not isinstance(words, (int, list, tuple)) else np.array(words, object)
     if source.dtype.kind not in "iubO":

@@ -98,6 +98,15 @@ def errors(*, overflow: OverflowMode) -> Iterator[None]:
 
     The mode belongs to the context (`contextvars`), so to a thread or a task. When it raises, there is no result, and
     what would have been written is as before. Warnings are of class `OverflowWarning` and name the line of the caller.
+
+    >>> import tolvane as tv
+    >>> with tv.errors(overflow='raise'):
+    ...     tv.array([2.0, 0.5], 's8,7', name='x')
+    Traceback (most recent call last):
+    ...
+    tolvane._errors.OverflowError: 1 of 2 values overflowed in "x" (s8,7 nearest saturate)
+
+    Raises ValueError for another mode.
     """
     if overflow not in _MODES:
         raise ValueError(f"overflow is 'warn', 'raise' or 'ignore', not {overflow!r}.")

@@ -2,13 +2,17 @@
 
 from __future__ import annotations
 
+import csv
 import dataclasses
 import fractions
+import io
 from types import TracebackType
 from typing import Any, Literal
 
+import numpy as np
+
 from . import _core
-from ._array import _fraction
+from ._array import _fraction, _from_memory
 from ._core import Format
 
 Range = tuple[fractions.Fraction, fractions.Fraction]
@@ -35,7 +39,12 @@ class ErrorSums:
 
 @dataclasses.dataclass(frozen=True)
 class Place:
-    """What a log knows of one place."""
+    """What a log knows of one place.
+
+    `before` is the range of the exact values that came, `after` that of the words that were made of them. `bits_needed`
+    are those of a word in which no value would have overflowed. `file` and `line` are the first call that quantized
+    here, `overflow_file` and `overflow_line` the first that overflowed; "" and 0 where they aren't known.
+    """
 
     name: str
     format: Format
@@ -46,6 +55,8 @@ class Place:
     underflows: int
     bits_needed: int
     bits_to_spare: int
+    file: str
+    line: int
     overflow_file: str
     overflow_line: int
     histogram: Histogram | None
@@ -92,10 +103,10 @@ def _place(record: dict[str, Any]) -> Place:
 class Log:
     """Hears of every place where values are quantized while its `with` lasts, and keeps it. Made by `recording`."""
 
-    def __init__(self, histogram: bool, errors: bool, override: str | None) -> None:
+    def __init__(self, histogram: bool, errors: bool, samples: bool, override: str | None) -> None:
         if override not in (None, "double"):
             raise ValueError(f"override is 'double' or None, not {override!r}.")
-        self._options = (histogram, errors, override == "double")
+        self._options = (histogram, errors, samples, override == "double")
         self._c: _core.Recording | None = None
 
     def __enter__(self) -> Log:
@@ -125,14 +136,22 @@ class Log:
         """One place by its name."""
         return _place(self._core_log().place(name))
 
+    def samples(self, name: str) -> tuple[Any, Any]:
+        """The values that came to a place and the words that were made of them, as two vectors of the nearest doubles,
+        in order. The log has to be made with samples=True; others raise Error, as a place that it lacks does."""
+        before, after = self._core_log().samples(name)
+        return _from_memory(before, np.float64, (-1,)), _from_memory(after, np.float64, (-1,))
+
     def report(self) -> str:
         """A table for people: ranges before and after, bits needed and to spare, counts, lines."""
         return self._core_log().report()
 
     def csv(self) -> str:
+        """All numbers exactly, as comma-separated values with a line of names."""
         return self._core_log().csv()
 
     def json(self) -> str:
+        """The same as JSON."""
         return self._core_log().json()
 
     def plot(self, axes: Any = None) -> Any:
@@ -155,11 +174,21 @@ class Log:
 
 
 class Table(list[Any]):
-    """Rows that print as a table."""
+    """Rows that print as a table. `csv()` is the same for other programs."""
 
     def __init__(self, rows: list[Any], text: str) -> None:
         super().__init__(rows)
         self._text = text
+
+    def csv(self) -> str:
+        """The rows as comma-separated values, with a line of names."""
+        out = io.StringIO()
+        if self:
+            names = [field.name for field in dataclasses.fields(self[0])]
+            writer = csv.writer(out, lineterminator="\n")
+            writer.writerow(names)
+            writer.writerows([getattr(row, name) for name in names] for row in self)
+        return out.getvalue()
 
     def __str__(self) -> str:
         return self._text
@@ -170,13 +199,28 @@ class Table(list[Any]):
         return _html.rows(self)
 
 
-def recording(*, histogram: bool = False, errors: bool = False, override: Literal["double"] | None = None) -> Log:
-    """A log for a `with`.
+def recording(
+    *,
+    histogram: bool = False,
+    errors: bool = False,
+    samples: bool = False,
+    override: Literal["double"] | None = None,
+) -> Log:
+    """A log for a `with`: what happens at every place where values are quantized meanwhile.
 
-    `histogram` and `errors` keep more of each place, which costs time. With override="double" formats don't act: values
-    keep more than the precision of doubles, so that the same code is its own reference.
+    `histogram` and `errors` keep more of each place, which costs time; `samples` keeps every value, before and after,
+    for `explain` and `diff`, which costs memory. With override="double" formats don't act: values keep more than the
+    precision of doubles, so that the same code is its own reference.
+
+    >>> import tolvane as tv
+    >>> with tv.recording() as log:
+    ...     x = tv.array([0.1, 0.5], 's8,7', name='x')
+    >>> log['x'].bits_needed, log['x'].values
+    (8, 2)
+
+    Raises ValueError for another override.
     """
-    return Log(histogram, errors, override)
+    return Log(histogram, errors, samples, override)
 
 
 def propose(log: Log, keep: Literal["length", "fraction"] = "length", margin: int = 0) -> Table:

