@@ -86,7 +86,7 @@ HWY_INLINE Words forcedInto(const WordTask& task, Words x) {
 template <class Mask>
 HWY_INLINE Words countedIn(Words counts, Mask mask) {
     const WordTag tag;
-    return hn::Sub(counts, hn::VecFromMask(tag, hn::RebindMask(tag, mask)));
+    return hn::IfThenElse(hn::RebindMask(tag, mask), hn::Add(counts, hn::Set(tag, 1)), counts);
 }
 HWY_INLINE std::uint64_t totalOf(Words counts) {
     return static_cast<std::uint64_t>(hn::GetLane(hn::SumOfLanes(WordTag(), counts)));
@@ -226,6 +226,13 @@ void raiseWords(const WordTask& given, const std::int64_t* in, std::size_t count
         });
 }
 
+/// Of whole doubles up to 2^51 in size: the last places of their sum with a double whose unit is 1.
+HWY_INLINE Words integersOf(hn::Vec<Tag> x) {
+    const WordTag tag;
+    const auto unit = hn::Set(Tag(), 0x1.8p52);
+    return hn::Sub(hn::BitCast(tag, hn::Add(x, unit)), hn::BitCast(tag, unit));
+}
+
 template <bool counting, Forced forced, class Rule>
 void roundDoubles(const WordLimits& given, const double* in, std::size_t count, mp_limb_t* out,
                   ShortNotes<double>* notes) {
@@ -247,7 +254,7 @@ void roundDoubles(const WordLimits& given, const double* in, std::size_t count, 
                 lanes.overflows = countedIn(lanes.overflows, hn::Ne(made.v, rounded.v));
                 lanes.underflows = countedIn(lanes.underflows, butNot(rounded == zero, Lanes{x} == zero));
             }
-            return hn::ConvertTo(WordTag(), made.v);
+            return integersOf(made.v);
         });
 }
 
@@ -459,9 +466,9 @@ bool quantize(const Format& format, const WordSpan& x, mp_limb_t* out, ShortNote
 }
 
 bool quantize(const Format& format, std::span<const double> x, mp_limb_t* out, ShortNotes<double>* notes) {
-    // The words are whole doubles, and so are the sums that rounding makes. A unit of up to 1 loses no bits of a double
+    // The words are whole doubles, of a size that is quickly converted. A unit of up to 1 loses no bits of a double
     // when it is brought to units; one that becomes infinite is beyond the words, and its low bits are zeros.
-    constexpr int kDoubleBits = 53;
+    constexpr int kDoubleBits = 51;
     const WordGrid& grid = format.grid;
     if (format.hasMore() || grid.bits - (grid.isSigned ? 1 : 0) > kDoubleBits || grid.exponent > 0 ||
         grid.exponent < -kGreatestExponent) {

@@ -31,7 +31,7 @@ struct ShortNotes {
 /// Sets `out` to words that are forced into a format, whose unit isn't 2^64 times theirs or less than a 2^64th; notes
 /// nothing if `notes` is null or there are no words.
 bool quantize(const Format& format, const WordSpan& x, mp_limb_t* out, ShortNotes<std::int64_t>* notes);
-/// The same for finite doubles, and formats of up to 53 bits besides a sign whose unit isn't greater than 1.
+/// The same for finite doubles, and formats of up to 51 bits besides a sign whose unit isn't greater than 1.
 bool quantize(const Format& format, std::span<const double> x, mp_limb_t* out, ShortNotes<double>* notes);
 
 /// Sets `out` to the doubles nearest to words; for exponents of 900 in size at most.
