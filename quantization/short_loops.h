@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "quantization/word_limits.h"
+
 namespace tolvane::detail::integers {
 
 /// How words are forced into a format of words between two bounds.
@@ -12,6 +14,12 @@ struct WordTask {
     int unusedBits;
     std::int64_t least;
     std::int64_t greatest;
+};
+
+/// The same for doubles.
+struct DoubleTask {
+    WordLimits limits;
+    WordTask words;  // of the rounded ones, whose shift is 0
 };
 
 struct CompareOperand {

@@ -234,17 +234,32 @@ HWY_INLINE Words integersOf(hn::Vec<Tag> x) {
 }
 
 template <bool counting, Forced forced, class Rule>
-void roundDoubles(const WordLimits& given, const double* in, std::size_t count, mp_limb_t* out,
+void roundDoubles(const DoubleTask& given, const double* in, std::size_t count, mp_limb_t* out,
                   ShortNotes<double>* notes) {
     using Word =
         std::conditional_t<forced == Forced::saturated, SaturatedWord,
                            std::conditional_t<forced == Forced::wrappedSigned, WrappedSignedWord, WrappedUnsignedWord>>;
-    const WordLimits limits = given;
+    const WordLimits limits = given.limits;
+    const WordTask words = given.words;
     walk<counting, forced == Forced::saturated, Tag>(
-        in, count, out, notes, [limits](hn::Vec<Tag> x, LaneNotes<Tag>& lanes) HWY_ATTR {
+        in, count, out, notes, [limits, words](hn::Vec<Tag> x, LaneNotes<Tag>& lanes) HWY_ATTR {
             const Lanes zero{hn::Zero(Tag())};
             const Lanes scaled = Lanes{x} * like(zero, limits.scale);
             const Lanes rounded = Rule::template apply<Lanes>(scaled);
+            if constexpr (counting) {
+                lanes.underflows = countedIn(lanes.underflows, butNot(rounded == zero, Lanes{x} == zero));
+            }
+            if constexpr (forced != Forced::saturated) {
+                // Most values are within what integers of doubles are.
+                if (HWY_LIKELY(hn::AllTrue(Tag(), magnitude(rounded) < like(zero, 0x1p51)))) {
+                    const Words whole = integersOf(rounded.v);
+                    const Words made = forcedInto<forced>(words, whole);
+                    if constexpr (counting) {
+                        lanes.overflows = countedIn(lanes.overflows, hn::Ne(made, whole));
+                    }
+                    return made;
+                }
+            }
             Lanes made = Word::template apply<Lanes>(rounded, limits);
             if constexpr (forced != Forced::saturated) {
                 // The low bits of a double that became infinite are zeros, not the NaN that it gives.
@@ -252,7 +267,6 @@ void roundDoubles(const WordLimits& given, const double* in, std::size_t count, 
             }
             if constexpr (counting) {
                 lanes.overflows = countedIn(lanes.overflows, hn::Ne(made.v, rounded.v));
-                lanes.underflows = countedIn(lanes.underflows, butNot(rounded == zero, Lanes{x} == zero));
             }
             return integersOf(made.v);
         });
@@ -263,7 +277,7 @@ using ExactRules = RuleList<CeilRule, ExactConvergentRule, FixRule, FloorRule, E
 static_assert(ExactRules::kCount == RoundingRules::kCount);
 
 using WordLoop = void (*)(const WordTask&, const std::int64_t*, std::size_t, mp_limb_t*, ShortNotes<std::int64_t>*);
-using DoubleLoop = void (*)(const WordLimits&, const double*, std::size_t, mp_limb_t*, ShortNotes<double>*);
+using DoubleLoop = void (*)(const DoubleTask&, const double*, std::size_t, mp_limb_t*, ShortNotes<double>*);
 
 template <bool counting, Forced forced>
 constexpr auto kRoundWordsInto = RoundingRules::table([]<class Rule>() -> WordLoop {
@@ -299,9 +313,9 @@ void quantizeWordsForTarget(std::size_t round, std::size_t forced, const WordTas
     loop(task, in, count, out, notes);
 }
 
-void quantizeDoublesForTarget(std::size_t round, std::size_t forced, const WordLimits& limits, const double* in,
+void quantizeDoublesForTarget(std::size_t round, std::size_t forced, const DoubleTask& task, const double* in,
                               std::size_t count, mp_limb_t* out, ShortNotes<double>* notes) {
-    (notes ? kRoundDoubles<true> : kRoundDoubles<false>)[forced][round](limits, in, count, out, notes);
+    (notes ? kRoundDoubles<true> : kRoundDoubles<false>)[forced][round](task, in, count, out, notes);
 }
 
 /// The bits of words from one on, as far as the mask goes, times a unit.
@@ -442,6 +456,12 @@ std::size_t forcedBy(const Format& format) {
                                                                                             : wrapped);
 }
 
+WordTask taskOf(const WordGrid& grid, int shift) {
+    const int unusedBits = kLimbBits - grid.bits;
+    const auto greatest = static_cast<std::int64_t>(~std::uint64_t{0} >> unusedBits >> (grid.isSigned ? 1 : 0));
+    return {shift, unusedBits, grid.isSigned ? -greatest - 1 : 0, greatest};
+}
+
 const std::int64_t* integersOf(const mp_limb_t* limbs) {
     return reinterpret_cast<const std::int64_t*>(limbs);
 }
@@ -455,9 +475,7 @@ bool quantize(const Format& format, const WordSpan& x, mp_limb_t* out, ShortNote
         return false;
     }
     if (x.count > 0) {
-        const auto greatest =
-            static_cast<std::int64_t>(~std::uint64_t{0} >> (kLimbBits - grid.bits) >> (grid.isSigned ? 1 : 0));
-        const WordTask task{shift, kLimbBits - grid.bits, grid.isSigned ? -greatest - 1 : 0, greatest};
+        const WordTask task = taskOf(grid, shift);
         HWY_DYNAMIC_DISPATCH(quantizeWordsForTarget)
         (rounding::RoundingRules::indexOf(format.round), forcedBy(format), task, integersOf(x.limbs), x.count, out,
          notes);
@@ -484,7 +502,8 @@ bool quantize(const Format& format, std::span<const double> x, mp_limb_t* out, S
         limits.modulus = modulus;
         limits.inverseModulus = 1.0 / modulus;
         HWY_DYNAMIC_DISPATCH(quantizeDoublesForTarget)
-        (rounding::RoundingRules::indexOf(format.round), forcedBy(format), limits, x.data(), x.size(), out, notes);
+        (rounding::RoundingRules::indexOf(format.round), forcedBy(format), DoubleTask{limits, taskOf(grid, 0)},
+         x.data(), x.size(), out, notes);
     }
     return true;
 }
