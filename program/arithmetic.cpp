@@ -1,6 +1,7 @@
 // Exact sums, differences and products of whole arrays, and casts.
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <functional>
 #include <optional>
 #include <utility>
@@ -20,6 +21,7 @@ using detail::wordarray;
 using detail::integers::Arena;
 using detail::integers::Block;
 using detail::integers::Extent;
+using detail::integers::Order;
 using detail::integers::Sign;
 using Words = ArrayAccess::Words;
 
@@ -214,17 +216,7 @@ wordarray multiplyParts(const Words& a, const Words& b, const Words& c, const Wo
 
 wordarray castPart(const wordarray& part, Place& place) {
     wordarray words(part.span().count, detail::gridOf(place.type()));
-    const Extent extent = detail::integers::extentOf(part.grid());
-    const std::size_t width =
-        detail::integers::widthFor(std::max(place.neededBits(extent), detail::integers::neededBits(extent)));
-    place.open(width);
-    Arena arena(width, 1);
-    Block block = arena.next();
-    detail::forEachBlock(part.span().count, [&](std::uint64_t begin, std::size_t length) {
-        detail::integers::load(part.span(), begin, length, width, block);
-        place.quantize(block, length);
-        detail::store(block, length, width, words, begin);
-    });
+    detail::castWords(part.span(), place, words);
     return words;
 }
 
@@ -399,9 +391,11 @@ fixed_array constant_for(const fixed_array& x, const exact_value& value, bool is
 
 namespace {
 
-/// Calls `visit(i, sign)` with the sign of a - b for each pair of elements.
-template <class Visit>
-void compareParts(const Words& left, const Words& right, std::uint64_t count, const Visit& visit) {
+/// Sets bytes to 1 where a pair of elements is in an order, else to 0.
+void compareParts(Order order, const Words& left, const Words& right, std::uint64_t count, std::uint8_t* out) {
+    if (detail::integers::compare(order, left->span(), right->span(), count, out)) {
+        return;
+    }
     const auto typeOf = [](const Words& part) {
         const detail::WordGrid& grid = part->grid();
         return fixed_type{grid.isSigned, grid.bits, -grid.exponent};
@@ -412,21 +406,17 @@ void compareParts(const Words& left, const Words& right, std::uint64_t count, co
     };
     const Words a = joined(left);
     const Words b = joined(right);
-    const detail::WordOrder order(a->grid());
+    const detail::WordOrder words(a->grid());
     const std::size_t limbs = a->grid().limbs();
     const std::size_t stepA = a->span().count == 1 ? 0 : limbs;
     const std::size_t stepB = b->span().count == 1 ? 0 : limbs;
-    const auto compareEach = [&](const auto& isLess) {
-        const mp_limb_t* x = a->span().limbs;
-        const mp_limb_t* y = b->span().limbs;
-        for (std::uint64_t i = 0; i < count; ++i, x += stepA, y += stepB) {
-            visit(i, static_cast<int>(isLess(y, x)) - static_cast<int>(isLess(x, y)));
-        }
-    };
-    if (limbs == 1) {
-        compareEach([&](const mp_limb_t* x, const mp_limb_t* y) { return order.isLess(*x, *y); });
-    } else {
-        compareEach([&](const mp_limb_t* x, const mp_limb_t* y) { return order.isLess(x, y); });
+    const mp_limb_t* x = a->span().limbs;
+    const mp_limb_t* y = b->span().limbs;
+    for (std::uint64_t i = 0; i < count; ++i, x += stepA, y += stepB) {
+        const bool holds = order == Order::equal         ? words.isEqual(x, y)
+                           : order == Order::lessOrEqual ? !words.isLess(y, x)
+                                                         : words.isLess(x, y);
+        out[i] = holds ? 1 : 0;
     }
 }
 
@@ -436,33 +426,48 @@ bool operator==(const fixed_array& a, const fixed_array& b) {
     if (a.shape() != b.shape()) {
         return false;
     }
-    const std::vector<bool> all = detail::areEqual(a, b);
-    return std::ranges::all_of(all, std::identity());
+    std::vector<std::uint8_t> all(a.size());
+    detail::compare(Order::equal, a, b, all);
+    return std::ranges::find(all, 0) == all.end();
 }
 
-std::vector<bool> detail::areEqual(const fixed_array& a, const fixed_array& b) {
-    const Broadcast operands(a, b);
-    std::vector<bool> result(operands.count(), true);
-    const auto compare = [&](const fixed_array& x, const fixed_array& y) {
-        compareParts(operands.expanded(ArrayAccess::real(x), x.shape()),
-                     operands.expanded(ArrayAccess::real(y), y.shape()), operands.count(),
-                     [&](std::uint64_t i, int sign) { result[i] = result[i] && sign == 0; });
-    };
-    compare(a, b);
-    if (a.is_complex() || b.is_complex()) {
-        compare(a.imag(), b.imag());
+void detail::compare(Order order, const fixed_array& a, const fixed_array& b, std::span<std::uint8_t> out) {
+    if (order != Order::equal) {
+        requireReal(a, "Order");
+        requireReal(b, "Order");
     }
-    return result;
+    const Broadcast operands(a, b);
+    assert(out.size() == operands.count());
+    const auto compareTo = [&](const fixed_array& x, const fixed_array& y, std::uint8_t* flags) {
+        compareParts(order, operands.expanded(ArrayAccess::real(x), x.shape()),
+                     operands.expanded(ArrayAccess::real(y), y.shape()), operands.count(), flags);
+    };
+    compareTo(a, b, out.data());
+    if (a.is_complex() || b.is_complex()) {
+        std::vector<std::uint8_t> areEqual(out.size());
+        compareTo(a.imag(), b.imag(), areEqual.data());
+        std::ranges::transform(out, areEqual, out.begin(), std::bit_and());
+    }
+}
+
+namespace {
+
+std::vector<bool> compared(Order order, const fixed_array& a, const fixed_array& b) {
+    std::vector<std::uint8_t> flags(Broadcast(a, b).count());
+    detail::compare(order, a, b, flags);
+    return {flags.begin(), flags.end()};
+}
+
+}  // namespace
+
+std::vector<bool> detail::areEqual(const fixed_array& a, const fixed_array& b) {
+    return compared(Order::equal, a, b);
 }
 
 std::vector<bool> detail::areLess(const fixed_array& a, const fixed_array& b) {
     requireReal(a, "Order");
     requireReal(b, "Order");
-    const Broadcast operands(a, b);
-    std::vector<bool> result(operands.count());
-    compareParts(operands.expanded(ArrayAccess::real(a), a.shape()), operands.expanded(ArrayAccess::real(b), b.shape()),
-                 operands.count(), [&](std::uint64_t i, int sign) { result[i] = sign < 0; });
-    return result;
+    return compared(Order::less, a, b);
 }
 
 namespace {

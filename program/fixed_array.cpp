@@ -8,6 +8,7 @@
 
 #include "program/kernels.h"
 #include "program/moves.h"
+#include "quantization/array_kernels.h"
 
 namespace tolvane {
 
@@ -72,14 +73,7 @@ wordarray wordsOf(std::span<const double> values, Place& place) {
         return wordsOf(std::vector<exact_value>(values.begin(), values.end()), place);
     }
     wordarray words(values.size(), detail::gridOf(place.type()));
-    const std::size_t width = detail::integers::widthFor(place.type().bits + 1);
-    place.open(width);
-    Arena arena(width, 1);
-    Block block = arena.next();
-    detail::forEachBlock(values.size(), [&](std::uint64_t begin, std::size_t count) {
-        place.quantize(values.data() + begin, count, block);
-        detail::store(block, count, width, words, begin);
-    });
+    detail::castDoubles(values, place, words);
     return words;
 }
 
@@ -111,13 +105,7 @@ fixed_array fixed_array::quantized(const std::vector<exact_value>& real, const s
 fixed_array fixed_array::quantized(std::span<const double> real, std::span<const double> imag,
                                    const fixed_format& format, const code_location& where) {
     for (const std::span<const double>& part : {real, imag}) {
-        // The bits of an exponent that isn't finite's are the greatest there are.
-        constexpr std::uint64_t kExponent = std::uint64_t{0x7FF} << 52U;
-        std::uint64_t greatest = 0;
-        for (const double value : part) {
-            greatest = std::max(greatest, std::bit_cast<std::uint64_t>(value) & kExponent);
-        }
-        if (greatest == kExponent) {
+        if (!detail::arraykernels::areFinite(part.data(), part.size())) {
             exact_value{*std::ranges::find_if_not(part, [](double value) { return std::isfinite(value); })};  // raises
         }
     }
@@ -126,12 +114,23 @@ fixed_array fixed_array::quantized(std::span<const double> real, std::span<const
 
 fixed_array fixed_array::quantized(std::span<const std::int64_t> real, std::span<const std::int64_t> imag,
                                    bool isSigned, const fixed_format& format, const code_location& where) {
-    const fixed_type type{isSigned, static_cast<int>(kWordBits), 0};
-    fixed_array whole = from_words(real, type);
+    const auto wordsOf = [&](std::span<const std::int64_t> integers, Place& place) {
+        wordarray words(integers.size(), detail::gridOf(place.type()));
+        const detail::WordGrid grid{0, static_cast<int>(kWordBits), isSigned};
+        const auto* const limbs = reinterpret_cast<const mp_limb_t*>(integers.data());
+        detail::castWords({limbs, nullptr, integers.size(), grid}, place, words);
+        return words;
+    };
+    Place place(format, where);
+    std::optional<Place> imagPlace;
+    wordarray realWords = wordsOf(real, place);
+    std::optional<wordarray> imagWords;
     if (!imag.empty()) {
-        whole.mImag = from_words(imag, type).mReal;
+        imagPlace.emplace(format, where);
+        imagWords = wordsOf(imag, *imagPlace);
     }
-    return cast(whole, format, where);
+    Place::close({&place, imagPlace ? &*imagPlace : nullptr});
+    return ArrayAccess::make(place.type(), {real.size()}, std::move(realWords), std::move(imagWords), format.name());
 }
 
 fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const fixed_type& type) {
@@ -231,7 +230,9 @@ void forEachDouble(const wordarray& words, const Take& take) {
 
 std::vector<double> fixed_array::to_doubles() const {
     std::vector<double> values(size());
-    forEachDouble(*mReal, [&](std::size_t i, double value) { values[i] = value; });
+    if (!detail::integers::toDoubles(mReal->span(), values.data())) {
+        forEachDouble(*mReal, [&](std::size_t i, double value) { values[i] = value; });
+    }
     return values;
 }
 

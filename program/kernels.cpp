@@ -286,8 +286,8 @@ void Place::quantize(const double* values, std::size_t count, Block& block) {
     constexpr std::size_t kLanes = 8;
     std::array<double, kLanes> least;
     std::array<double, kLanes> greatest;
-    least.fill(mDoublesBefore ? mDoublesBefore->least : values[0]);
-    greatest.fill(mDoublesBefore ? mDoublesBefore->greatest : values[0]);
+    least.fill(values[0]);
+    greatest.fill(values[0]);
     std::size_t i = 0;
     for (; i + kLanes <= count; i += kLanes) {
         for (std::size_t lane = 0; lane < kLanes; ++lane) {
@@ -296,16 +296,141 @@ void Place::quantize(const double* values, std::size_t count, Block& block) {
             greatest[lane] = x > greatest[lane] ? x : greatest[lane];
         }
     }
-    mDoublesBefore = DoubleRange{*std::ranges::min_element(least), *std::ranges::max_element(greatest)};
     for (; i < count; ++i) {
-        mDoublesBefore->least = std::min(mDoublesBefore->least, values[i]);
-        mDoublesBefore->greatest = std::max(mDoublesBefore->greatest, values[i]);
+        least[0] = std::min(least[0], values[i]);
+        greatest[0] = std::max(greatest[0], values[i]);
     }
+    join(DoubleRange{*std::ranges::min_element(least), *std::ranges::max_element(greatest)});
     integers::Notes notes{mNotes.data(), mNotes.data() + mWidth};
     integers::quantize(mFormat, values, count, mWidth, block, &notes);
     join(mAfter, notes, block.extent.exponent);
     addCounts(notes, count);
 }
+
+void Place::join(const DoubleRange& range) {
+    if (!mDoublesBefore) {
+        mDoublesBefore = range;
+        return;
+    }
+    mDoublesBefore->least = std::min(mDoublesBefore->least, range.least);
+    mDoublesBefore->greatest = std::max(mDoublesBefore->greatest, range.greatest);
+}
+
+void Place::join(Extremes& extremes, std::int64_t least, std::int64_t greatest, int exponent) {
+    integers::Notes notes{mNotes.data(), mNotes.data() + mWidth};
+    const auto set = [&](mp_limb_t* limbs, std::int64_t value) {
+        std::fill_n(limbs, mWidth, value < 0 ? ~mp_limb_t{0} : 0);
+        limbs[0] = static_cast<mp_limb_t>(value);
+    };
+    set(notes.least, least);
+    set(notes.greatest, greatest);
+    join(extremes, notes, exponent);
+}
+
+template <class Value>
+void Place::take(const integers::ShortNotes<Value>& notes, std::size_t count) {
+    join(mAfter, notes.leastWord, notes.greatestWord, mFormat.grid.exponent);
+    mValues += count;
+    mOverflows += notes.overflows;
+    mUnderflows += notes.underflows;
+}
+
+bool Place::leaves(const integers::Extent& x) const {
+    return !mIsLogged && !mMore && integers::covers(mFormat, x) && mFormat.moreOverflow != MoreOverflow::symmetric;
+}
+
+bool Place::quantizeAll(const WordSpan& x, mp_limb_t* out) {
+    integers::ShortNotes<std::int64_t> notes{};
+    if (mMore || !integers::quantize(mFormat, x, out, mIsLogged ? &notes : nullptr)) {
+        return false;
+    }
+    if (mIsLogged && x.count > 0) {
+        join(mBefore, notes.least, notes.greatest, x.grid.exponent);
+        take(notes, x.count);
+    }
+    return true;
+}
+
+bool Place::quantizeAll(std::span<const double> x, mp_limb_t* out) {
+    integers::ShortNotes<double> notes{};
+    if (mMore || !integers::quantize(mFormat, x, out, mIsLogged ? &notes : nullptr)) {
+        return false;
+    }
+    if (mIsLogged && !x.empty()) {
+        join(DoubleRange{notes.least, notes.greatest});
+        take(notes, x.size());
+    }
+    return true;
+}
+
+void castWords(const WordSpan& x, Place& place, wordarray& out) {
+    const integers::Extent extent = integers::extentOf(x.grid);
+    const std::size_t width = integers::widthFor(std::max(place.neededBits(extent), integers::neededBits(extent)));
+    place.open(width);
+    if (place.quantizeAll(x, out.limbs())) {
+        return;
+    }
+    Arena arena(width, 1);
+    Block block = arena.next();
+    forEachBlock(x.count, [&](std::uint64_t begin, std::size_t count) {
+        integers::load(x, begin, count, width, block);
+        place.quantize(block, count);
+        store(block, count, width, out, begin);
+    });
+}
+
+void castDoubles(std::span<const double> x, Place& place, wordarray& out) {
+    const std::size_t width = integers::widthFor(place.type().bits + 1);
+    place.open(width);
+    if (place.quantizeAll(x, out.limbs())) {
+        return;
+    }
+    Arena arena(width, 1);
+    Block block = arena.next();
+    forEachBlock(x.size(), [&](std::uint64_t begin, std::size_t count) {
+        place.quantize(x.data() + begin, count, block);
+        store(block, count, width, out, begin);
+    });
+}
+
+template <class Int>
+void castIntegers(std::span<const Int> x, Place& place, wordarray& out) {
+    constexpr WordGrid kGrid{0, static_cast<int>(8 * sizeof(Int)), std::is_signed_v<Int>};
+    if constexpr (sizeof(Int) == sizeof(mp_limb_t)) {
+        castWords({reinterpret_cast<const mp_limb_t*>(x.data()), nullptr, x.size(), kGrid}, place, out);
+        return;
+    } else {
+        // In parts that stay in the cache.
+        constexpr std::size_t kPart = 16 * kBlock;
+        std::array<mp_limb_t, kPart> words;
+        const integers::Extent extent = integers::extentOf(kGrid);
+        const std::size_t width = integers::widthFor(std::max(place.neededBits(extent), integers::neededBits(extent)));
+        place.open(width);
+        Arena arena(width, 1);
+        Block block = arena.next();
+        for (std::size_t done = 0; done < x.size(); done += kPart) {
+            const std::size_t count = std::min(kPart, x.size() - done);
+            integers::widen(x.subspan(done, count), words.data());
+            const WordSpan part{words.data(), nullptr, count, kGrid};
+            if (place.quantizeAll(part, out.limbs() + done * out.grid().limbs())) {
+                continue;
+            }
+            forEachBlock(count, [&](std::uint64_t begin, std::size_t length) {
+                integers::load(part, begin, length, width, block);
+                place.quantize(block, length);
+                store(block, length, width, out, done + begin);
+            });
+        }
+    }
+}
+template void castIntegers(std::span<const std::int8_t> x, Place& place, wordarray& out);
+template void castIntegers(std::span<const std::uint8_t> x, Place& place, wordarray& out);
+template void castIntegers(std::span<const std::int16_t> x, Place& place, wordarray& out);
+template void castIntegers(std::span<const std::uint16_t> x, Place& place, wordarray& out);
+template void castIntegers(std::span<const std::int32_t> x, Place& place, wordarray& out);
+template void castIntegers(std::span<const std::uint32_t> x, Place& place, wordarray& out);
+template void castIntegers(std::span<const std::int64_t> x, Place& place, wordarray& out);
+template void castIntegers(std::span<const std::uint64_t> x, Place& place, wordarray& out);
 
 void Place::addCounts(const integers::Notes& notes, std::size_t count) {
     mValues += count;

@@ -12,6 +12,7 @@
 
 #include "program/array_access.h"
 #include "program/fixed_log.h"
+#include "quantization/short_words.h"
 
 namespace tolvane::detail {
 
@@ -46,7 +47,10 @@ class PartReader {
 /// A type that exact results of two arrays need; one beyond the limit of growth raises "tolvane:array:growth".
 fixed_type grown(const fixed_type& type, const fixed_array& a, const fixed_array& b);
 
-/// Whether elements are equal, or in order, by value; shapes are broadcast. Order needs real numbers.
+/// Sets bytes to 1 where elements are equal, or in order, by value, else to 0; shapes are broadcast, and `out` has a
+/// byte for each element of `commonShape`. Order needs real numbers.
+void compare(integers::Order order, const fixed_array& a, const fixed_array& b, std::span<std::uint8_t> out);
+/// The same as a list.
 std::vector<bool> areEqual(const fixed_array& a, const fixed_array& b);
 std::vector<bool> areLess(const fixed_array& a, const fixed_array& b);
 
@@ -98,6 +102,13 @@ class Place {
     void quantize(Block& block, std::size_t count);
     /// The number of integers, from the first on, that `quantize` would leave as they are. Changes `scratch`.
     std::size_t kept(const Block& block, std::size_t count, Block& scratch) const;
+    /// Whether nothing is noted, and all values of an extent stay as they are.
+    bool leaves(const integers::Extent& x) const;
+    /// Sets `out` to words in one loop, and returns true; or does nothing and returns false if they aren't for that.
+    /// Open the place before.
+    bool quantizeAll(const WordSpan& x, mp_limb_t* out);
+    /// The same for finite doubles.
+    bool quantizeAll(std::span<const double> x, mp_limb_t* out);
     /// Whether doubles may be quantized as they are.
     bool takesDoubles() const { return !hasMore() && !mFormat.hasMore(); }
     /// Sets the block to finite doubles; needs a width for one bit more than the words.
@@ -124,6 +135,10 @@ class Place {
     void startMore();
     void quantizeWithMore(Block& block, std::size_t count);
     void addCounts(const integers::Notes& notes, std::size_t count);
+    template <class Value>
+    void take(const integers::ShortNotes<Value>& notes, std::size_t count);
+    void join(Extremes& extremes, std::int64_t least, std::int64_t greatest, int exponent);
+    void join(const DoubleRange& range);
     void note(Extremes& extremes, const Block& block, std::size_t count);
     void join(Extremes& extremes, const integers::Notes& notes, int exponent);
     value_range rangeOf(const Extremes& extremes) const;
@@ -146,5 +161,15 @@ class Place {
     std::uint64_t mUnderflows = 0;
     std::unique_ptr<More> mMore;
 };
+
+// Whole parts of arrays through a place, which they open. `out` has the grid of the place's type and as many words as
+// there are values; it may be memory that exists.
+
+void castWords(const WordSpan& x, Place& place, wordarray& out);
+/// For a place that takes doubles, which are finite.
+void castDoubles(std::span<const double> x, Place& place, wordarray& out);
+/// Integers of 8 to 64 bits.
+template <class Int>
+void castIntegers(std::span<const Int> x, Place& place, wordarray& out);
 
 }  // namespace tolvane::detail

@@ -5,6 +5,7 @@
 // block at a time. Terms of complex numbers are sums of two products, each part of them with places of its own.
 #include <algorithm>
 #include <bit>
+#include <climits>
 #include <functional>
 #include <optional>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "program/kernels.h"
 #include "program/moves.h"
 #include "program/shapes.h"
+#include "quantization/blas.h"
 
 namespace tolvane {
 
@@ -73,10 +75,12 @@ class Summation {
     Summation(const Addends& addends, const Places& places) {
         const sum_formats& formats = places.formats;
         Extent term = addends.extent();
+        mExact = sumOfTerms(term, addends.count);
         int needed = detail::integers::neededBits(term);
         if (formats.product) {
             mProduct.emplace(*formats.product, places.where);
             needed = std::max(needed, mProduct->neededBits(term));
+            mIsLeft = mProduct->leaves(term);
             term = mProduct->extent();
         }
         if (formats.sum) {
@@ -85,6 +89,7 @@ class Summation {
             needed = std::max({needed, detail::integers::neededBits(sum), mSum->neededBits(sum)});
             mTotal = mSum->extent();
             mUnforced = sum;
+            mIsLeft = mIsLeft && mSum->leaves(mExact);
             mType = mSum->type();
         } else {
             mTotal = sumOfTerms(term, addends.count);
@@ -109,6 +114,9 @@ class Summation {
     std::size_t width() const { return mWidth; }
     std::size_t factorWidth() const { return mFactorWidth; }
     bool isExact() const { return !mProduct && !mSum; }
+    /// What all sums of terms are within, in any order, if no place changes or notes them.
+    std::optional<Extent> exactSums() const { return mIsLeft ? std::optional(mExact) : std::nullopt; }
+    const Extent& total() const { return mTotal; }
 
     void start() {
         std::fill_n(mSums.limbs, kBlock * mWidth, 0);
@@ -169,7 +177,7 @@ class Summation {
     }
     Block& lanes() { return mSums; }
     /// The sum to which `addTerms` comes.
-    Block& total() {
+    Block& totalOfLanes() {
         for (std::size_t half = kBlock / 2; !mSum && half > 0; half /= 2) {
             mSums.extent = mTotal;
             detail::integers::combine(Sign::plus, lanesFrom(half), half, mWidth, mSums);
@@ -220,6 +228,8 @@ class Summation {
 
     std::optional<Place> mProduct;
     std::optional<Place> mSum;
+    bool mIsLeft = true;
+    Extent mExact;
     Extent mTotal;
     Extent mUnforced;  // of sums before they are quantized
     fixed_type mType;
@@ -319,7 +329,7 @@ fixed_array sumsAlong(const fixed_array& x, std::size_t axis, const Places& plac
                     }
                 });
                 if (!isCumulative) {
-                    detail::store(work.total(), 1, work.width(), words, i);
+                    detail::store(work.totalOfLanes(), 1, work.width(), words, i);
                 }
             }
         });
@@ -452,9 +462,97 @@ void multiplyByTerms(const std::vector<Product>& products, const MatrixSizes& si
                 }
                 work.addTerms(count);
             });
-            detail::store(work.total(), 1, work.width(), words, (matrix * sizes.rows + row) * sizes.columns + column);
+            detail::store(work.totalOfLanes(), 1, work.width(), words,
+                          (matrix * sizes.rows + row) * sizes.columns + column);
         }
     }
+}
+
+/// How factors are cut into parts whose products, and all sums of these, are whole doubles.
+struct PartPlan {
+    int leftParts;
+    int leftBits;
+    int rightParts;
+    int rightBits;
+};
+
+/// The plan with the fewest products, if they are few. `moreBits` are what sums have beyond products.
+std::optional<PartPlan> planOfParts(int leftBits, int rightBits, int moreBits) {
+    constexpr int kDoubleBits = 53;
+    constexpr int kMostProducts = 6;
+    std::optional<PartPlan> best;
+    for (int left = 1; left <= kMostProducts; ++left) {
+        for (int right = 1; left * right <= kMostProducts; ++right) {
+            const PartPlan plan{left, (leftBits + left - 1) / left, right, (rightBits + right - 1) / right};
+            if (plan.leftBits + plan.rightBits + moreBits <= kDoubleBits &&
+                (!best || left * right < best->leftParts * best->rightParts)) {
+                best = plan;
+            }
+        }
+    }
+    return best;
+}
+
+/// The sums of products in doubles, by the library for these, where every order of the sums gives the same. Returns
+/// false, and has done nothing, if that isn't so or takes longer.
+bool multiplyInDoubles(const std::vector<Product>& products, const MatrixSizes& sizes, std::size_t matrices,
+                       const Summation& work, wordarray& words) {
+    constexpr int kIntBits = 62;
+    const std::optional<Extent> sums = work.exactSums();
+    const std::size_t limbs = words.grid().limbs();
+    if (!sums || products.empty() || limbs > 2 || sums->exponent - work.total().exponent > kIntBits ||
+        std::max({sizes.rows, sizes.terms, sizes.columns}) > INT_MAX) {
+        return false;
+    }
+    const detail::WordGrid& left = products[0].right.grid;  // of the matrix with the rows
+    const detail::WordGrid& right = products[0].left.grid;
+    const Extent product =
+        detail::integers::productOf(detail::integers::extentOf(left), detail::integers::extentOf(right));
+    const auto isShort = [](const detail::WordGrid& grid) { return grid.bits <= kIntBits; };
+    const std::optional<PartPlan> plan = planOfParts(left.bits, right.bits, sums->bits - product.bits);
+    if (!isShort(left) || !isShort(right) || !plan) {
+        return false;
+    }
+    const int count = plan->leftParts * plan->rightParts * static_cast<int>(products.size());
+    const double multiplications =
+        static_cast<double>(sizes.rows) * static_cast<double>(sizes.terms) * static_cast<double>(sizes.columns);
+    const auto dgemm = detail::blas::dgemmFor(multiplications * count);
+    if (dgemm == nullptr) {
+        return false;
+    }
+    const std::size_t leftSize = sizes.rows * sizes.terms;
+    const std::size_t rightSize = sizes.terms * sizes.columns;
+    const std::size_t resultSize = sizes.rows * sizes.columns;
+    detail::WorkVector<double> memory(leftSize + rightSize + resultSize);
+    double* const a = memory.data();
+    double* const b = a + leftSize;
+    double* const c = b + rightSize;
+    const auto load = [](const WordSpan& from, std::size_t matrix, std::size_t size, int part, int parts, int bits,
+                         double* to) {
+        const WordSpan one{from.limbs + matrix * size, nullptr, size, from.grid};
+        detail::integers::toDoubles(one, {part * bits, part + 1 == parts ? 0 : bits}, to);
+    };
+    for (std::size_t matrix = 0; matrix < matrices; ++matrix) {
+        for (int i = 0; i < plan->leftParts; ++i) {
+            for (int k = 0; k < plan->rightParts; ++k) {
+                for (const Product& factors : products) {
+                    load(factors.right, matrix, leftSize, i, plan->leftParts, plan->leftBits, a);
+                    load(factors.left, matrix, rightSize, k, plan->rightParts, plan->rightBits, b);
+                    const auto rows = static_cast<int>(sizes.rows);
+                    const auto columns = static_cast<int>(sizes.columns);
+                    const auto terms = static_cast<int>(sizes.terms);
+                    const bool isFirst = &factors == products.data();
+                    dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, rows, columns, terms,
+                          factors.sign == Sign::plus ? 1.0 : -1.0, a, terms, b, columns, isFirst ? 0.0 : 1.0, c,
+                          columns);
+                }
+                detail::integers::addDoubles(
+                    {c, resultSize}, i * plan->leftBits + k * plan->rightBits + sums->exponent - work.total().exponent,
+                    limbs, words.limbs() + matrix * resultSize * limbs);
+            }
+        }
+    }
+    return true;
 }
 
 /// The last two axes swapped.
@@ -487,6 +585,9 @@ fixed_array matrixProducts(const fixed_array& a, const fixed_array& b, const Pla
     return summed(addendsOf(a, b, sizes.terms), places, a, b, shape, a.is_complex() || b.is_complex(),
                   [&](std::size_t part, Summation& work, wordarray& words) {
                       const std::vector<Product> products = productsOf(values, a, part);
+                      if (isByColumns && multiplyInDoubles(products, sizes, matrices, work, words)) {
+                          return;
+                      }
                       for (std::size_t matrix = 0; matrix < matrices; ++matrix) {
                           (isByColumns ? multiplyByColumns : multiplyByTerms)(products, sizes, matrix, work, words);
                       }

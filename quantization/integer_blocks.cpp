@@ -1206,8 +1206,12 @@ bool multiply(const WordSpan& a, const WordSpan& b, wordarray& out) {
     if (!areOneLimb(a, b, out) || a.grid.exponent + b.grid.exponent != out.grid().exponent) {
         return false;
     }
-    integerLoops().multiplyWords(operandOf(a, a.grid.exponent), operandOf(b, b.grid.exponent), out.span().count,
-                                 out.limbs());
+    const auto isHalf = [](const WordSpan& x) { return neededBits(extentOf(x.grid)) <= kLimbBits / 2; };
+    const IntegerLoops& loops = integerLoops();
+    if (out.span().count > 0) {
+        (isHalf(a) && isHalf(b) ? loops.multiplyHalves : loops.multiplyWords)(
+            operandOf(a, a.grid.exponent), operandOf(b, b.grid.exponent), out.span().count, out.limbs());
+    }
     return true;
 }
 

@@ -503,6 +503,28 @@ void combineAllWords(Sign sign, const WordOperand& a, const WordOperand& b, std:
 void multiplyAllWords(const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out) {
     forEachWord(a, b, count, [=](std::uint64_t i, mp_limb_t x, mp_limb_t y) HWY_ATTR { out[i] = x * y; });
 }
+/// Of words that are their lower halves with the sign above: processors multiply these in one step.
+void multiplyAllHalves(const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out) {
+    const auto* const x = integersOf<1>(a.limbs);
+    const auto* const y = integersOf<1>(b.limbs);
+    auto* const product = integersOf<1>(out);
+    std::uint64_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::int64_t> tag;
+    const hn::Repartition<std::int32_t, decltype(tag)> halfTag;
+    const std::size_t lanes = hn::Lanes(tag);
+    const auto left = hn::Set(tag, *x);
+    const auto right = hn::Set(tag, *y);
+    for (; i + lanes <= count; i += lanes) {
+        const auto p = a.step == 0 ? left : hn::LoadU(tag, x + i);
+        const auto q = b.step == 0 ? right : hn::LoadU(tag, y + i);
+        hn::StoreU(hn::MulEven(hn::BitCast(halfTag, p), hn::BitCast(halfTag, q)), tag, product + i);
+    }
+#endif
+    for (; i < count; ++i) {
+        product[i] = x[i * a.step] * y[i * b.step];
+    }
+}
 
 constexpr IntegerLoops kLoops{
     &widenWords,
@@ -530,6 +552,7 @@ constexpr IntegerLoops kLoops{
     },
     &combineAllWords,
     &multiplyAllWords,
+    &multiplyAllHalves,
     [](const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift, std::int64_t* keys) {
         return (width == 1 ? watchAll<1> : width == 2 ? watchAll<2> : watchAll<0>)(x, count, width, limb, shift, keys);
     },

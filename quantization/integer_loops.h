@@ -73,6 +73,8 @@ struct IntegerLoops {
     /// any number of them. A step is 1, or 0 for an operand that stands for all.
     void (*combineWords)(Sign sign, const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out);
     void (*multiplyWords)(const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out);
+    /// The same for words from -2^31 to 2^31 - 1.
+    void (*multiplyHalves)(const WordOperand& a, const WordOperand& b, std::uint64_t count, mp_limb_t* out);
     /// Returns the greatest and the least of what 64 bits of each integer are as integers, from bit `shift` of a limb
     /// on, and sets `keys` to these unless the width is 1.
     KeyRange (*watch)(const mp_limb_t* x, std::size_t count, std::size_t width, std::size_t limb, unsigned shift,

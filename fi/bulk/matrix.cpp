@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
-#include "fi/bulk/blas.h"
 #include "fi/bulk/hand_over.h"
 #include "fi/bulk/runs.h"
+#include "quantization/blas.h"
 
 namespace tolvane::detail::arraymatrix {
 

@@ -100,6 +100,133 @@ TEST(Arrays, CastLikeRationalsAndLogWhatTheyMet) {
     }
 }
 
+TEST(Arrays, QuantizeDoublesLikeRationals) {
+    Random random(1702);
+    constexpr rounding kRoundings[] = {rounding::ceil,  rounding::convergent, rounding::toward_zero,
+                                       rounding::floor, rounding::nearest,    rounding::nearest_away};
+    for (int round = 0; round < 1500; ++round) {
+        const fixed_type type{random.oneIn(2), random.between(1, 64), random.between(-4, 40)};
+        const fixed_format format(type, random.pick(kRoundings), random.oneIn(2) ? overflow::saturate : overflow::wrap,
+                                  "place");
+        std::vector<double> values(static_cast<std::size_t>(random.between(1, 70)));
+        for (double& value : values) {
+            // Ties and their neighbours, values of the format's range and beyond, and extremes of both signs.
+            const double tie = std::ldexp(random.between(-9, 9), -type.fraction - 1);
+            constexpr double kExtremes[] = {0.0, 5e-324, 1e-310, 0x1p52, 0x1p63, 1e300};
+            value = random.oneIn(4)   ? tie
+                    : random.oneIn(3) ? std::nextafter(tie, random.real(9, 9))
+                    : random.oneIn(3) ? std::copysign(random.pick(kExtremes), random.real(0, 0))
+                                      : random.real(-type.fraction - 2, type.bits - type.fraction);
+        }
+        std::optional<fixed_log> log;
+        if (random.oneIn(2)) {
+            log.emplace();
+        }
+        const fixed_array x(values, format);
+        std::uint64_t overflows = 0;
+        std::uint64_t underflows = 0;
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const Quantized wanted = quantized(Rational(values[i]), format, true);
+            ASSERT_EQ(rationalOf(x.at(i)), wanted.value) << format.text() << ": " << text(Rational(values[i]));
+            overflows += wanted.overflows ? 1U : 0U;
+            underflows += wanted.rounded == 0 && values[i] != 0 ? 1U : 0U;
+        }
+        if (log) {
+            const place_record record = log->place("place");
+            const std::vector<Rational> after = rationalsOf(x);
+            ASSERT_EQ(record.overflows, overflows) << format.text();
+            ASSERT_EQ(record.underflows, underflows) << format.text();
+            ASSERT_EQ(rationalOf(record.before.least), Rational(*std::ranges::min_element(values)));
+            ASSERT_EQ(rationalOf(record.before.greatest), Rational(*std::ranges::max_element(values)));
+            ASSERT_EQ(rationalOf(record.after.least), *std::ranges::min_element(after)) << format.text();
+            ASSERT_EQ(rationalOf(record.after.greatest), *std::ranges::max_element(after)) << format.text();
+        }
+    }
+}
+
+TEST(Arrays, MultiplyMatricesExactlyHoweverLong) {
+    // From some work on, products of short words are sums of doubles, of parts of the words if need be.
+    const struct {
+        fixed_type left;
+        fixed_type right;
+        array_shape rows;  // of the left matrices
+        std::size_t columns;
+        std::optional<fixed_format> sum = std::nullopt;
+        bool isComplex = false;
+    } kRows[] = {
+        {sfix(16, 15), sfix(16, 15), {340, 340}, 340},  // as much as it takes to begin
+        {sfix(16, 15), sfix(16, 15), {20, 21}, 22},
+        {ufix(16, 4), sfix(9, -3), {2, 20, 31}, 30},
+        {sfix(24, 0), sfix(24, 0), {20, 40}, 20},  // 53 bits and more
+        {sfix(24, 0), sfix(23, 0), {20, 32}, 20},
+        {sfix(32, 30), sfix(32, 30), {20, 40}, 20},
+        {ufix(32, 30), ufix(31, 30), {20, 40}, 20},
+        {sfix(60, 3), sfix(20, 1), {20, 40}, 20},
+        {sfix(62, 0), sfix(62, 0), {20, 40}, 20},  // too many parts
+        {sfix(30, 0), sfix(16, 0), {40, 40}, 20},
+        {sfix(16, 15), sfix(16, 15), {20, 20}, 20, fixed_format("s44,34", "sum")},
+        {sfix(16, 15), sfix(16, 15), {20, 20}, 20, fixed_format("s40,34 wrap", "sum")},
+        {sfix(16, 15), sfix(16, 15), {20, 20}, 20, fixed_format("s38,28", "sum")},
+        {sfix(22, 0), sfix(22, 0), {20, 256}, 20, std::nullopt, true},
+    };
+    Random random(1703);
+    for (const auto& row : kRows) {
+        const std::size_t axes = row.rows.size();
+        const std::size_t rows = row.rows[axes - 2];
+        const std::size_t terms = row.rows[axes - 1];
+        const std::size_t matrices = axes == 3 ? row.rows[0] : 1;
+        array_shape shape = row.rows;
+        shape[axes - 2] = terms;
+        shape[axes - 1] = row.columns;
+        // The first row and column have bounds alone, whose sums are the greatest in size.
+        const auto matrix = [&](const fixed_type& type, const array_shape& of, bool isLeft) {
+            std::vector<std::int64_t> words(matrices * of[axes - 2] * of[axes - 1]);
+            const int unused = 64 - type.bits;
+            for (std::size_t i = 0; i < words.size(); ++i) {
+                const bool isBound = isLeft ? i % (rows * terms) < terms : i % row.columns == 0;
+                const std::uint64_t word = isBound ? std::uint64_t{1} << (type.bits - 1) : random.word();
+                words[i] = type.is_signed ? static_cast<std::int64_t>(word << unused) >> unused
+                                          : static_cast<std::int64_t>(word << unused >> unused);
+            }
+            return fixed_array::from_words(words, type).reshaped(of);
+        };
+        const fixed_array parts[] = {matrix(row.left, row.rows, true), matrix(row.left, row.rows, true),
+                                     matrix(row.right, shape, false), matrix(row.right, shape, false)};
+        const auto joined = [&](const fixed_array& real, const fixed_array& imag) {
+            return row.isComplex ? complex_of(real, imag) : real;
+        };
+        const fixed_array made =
+            matmul(joined(parts[0], parts[1]), joined(parts[2], parts[3]), {.product = std::nullopt, .sum = row.sum});
+        for (int sample = 0; sample < 12; ++sample) {
+            const auto any = [&](std::size_t count) {
+                return sample == 0 ? 0 : static_cast<std::size_t>(random.between(0, static_cast<int>(count) - 1));
+            };
+            const std::size_t i = any(matrices * rows);
+            const std::size_t column = any(row.columns);
+            Rational real;
+            Rational imag;
+            for (std::size_t k = 0; k < terms; ++k) {
+                const std::size_t left = i * terms + k;
+                const std::size_t right = (i / rows * terms + k) * row.columns + column;
+                Rational factors[4];
+                for (std::size_t part = 0; part < 4; ++part) {
+                    factors[part] = rationalOf(parts[part].at(part < 2 ? left : right));
+                }
+                real += factors[0] * factors[2] - (row.isComplex ? Rational(factors[1] * factors[3]) : Rational(0));
+                imag += factors[0] * factors[3] + factors[1] * factors[2];
+                if (row.sum) {
+                    real = quantized(real, *row.sum, true).value;
+                }
+            }
+            const std::string what = row.left.text() + " by " + row.right.text() + ", element " + std::to_string(i);
+            ASSERT_EQ(rationalOf(made.at(i * row.columns + column)), real) << what;
+            if (row.isComplex) {
+                ASSERT_EQ(rationalOf(made.imag_at(i * row.columns + column)), imag) << what;
+            }
+        }
+    }
+}
+
 TEST(Arrays, TakeIntegersOfEveryKind) {
     const auto texts = [](const fixed_array& x) {
         std::string all;

@@ -8,25 +8,11 @@
 #include <vector>
 
 #include "quantization/quantizer.h"
+#include "tests/support/only_target.h"
 #include "tests/support/quantizers.h"
 #include "tests/support/rational.h"
 
 namespace {
-
-/// Confines the array kernels to one instruction set during its lifetime.
-class OnlyTarget {
- public:
-    explicit OnlyTarget(std::int64_t target) {
-        hwy::SetSupportedTargetsForTest(target);
-        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    }
-    ~OnlyTarget() {
-        hwy::SetSupportedTargetsForTest(0);
-        hwy::GetChosenTarget().DeInit();
-    }
-    OnlyTarget(const OnlyTarget&) = delete;
-    OnlyTarget& operator=(const OnlyTarget&) = delete;
-};
 
 // Ties, neighbours of ties, both zeros, infinities and NaN, denormals and huge values, and plain ones; an odd count, so
 // that a partial vector is left at the end.

@@ -1,4 +1,4 @@
-#include "fi/bulk/blas.h"
+#include "quantization/blas.h"
 
 #include <dlfcn.h>
 
