@@ -14,6 +14,7 @@
 namespace soak {
 
 __extension__ typedef __int128 Int128;
+__extension__ typedef unsigned __int128 UnsignedInt128;
 
 using tolvane::fixed_format;
 using tolvane::fixed_type;
@@ -100,20 +101,24 @@ Integer roundedPower(const Integer& x, int places) {
 }
 
 /// dividend / divisor as an integer.
-template <rounding kRule>
-mpz_class roundedRatio(mpz_class dividend, mpz_class divisor) {
+template <rounding kRule, class Integer>
+Integer roundedRatio(Integer dividend, Integer divisor) {
     if (divisor < 0) {
         dividend = -dividend;
         divisor = -divisor;
     }
-    mpz_class low;
-    mpz_class rest;
-    mpz_fdiv_qr(low.get_mpz_t(), rest.get_mpz_t(), dividend.get_mpz_t(), divisor.get_mpz_t());
+    Integer low = dividend / divisor;
+    Integer rest = dividend - low * divisor;
+    if (rest < 0) {
+        low -= 1;
+        rest += divisor;
+    }
     if (rest == 0) {
         return low;
     }
-    const int beside = cmp(mpz_class(2 * rest), divisor);
-    return goesUp<kRule, mpz_class>(low, (beside > 0) - (beside < 0), dividend < 0) ? mpz_class(low + 1) : low;
+    const Integer twice = rest * 2;
+    const int beside = (twice > divisor ? 1 : 0) - (twice < divisor ? 1 : 0);
+    return Integer(low + (goesUp<kRule, Integer>(low, beside, dividend < 0) ? 1 : 0));
 }
 
 /// Calls `body` with the rounding as a constant, std::integral_constant<rounding, ...>.
@@ -196,6 +201,17 @@ class Words {
     int mBits;
     overflow mOverflow;
 };
+
+/// The bits of a word as an integer without sign, and back.
+template <class Integer>
+Integer patternOf(const Integer& word, const fixed_type& type) {
+    return Words<Integer>::lowBits(word, type.bits);
+}
+template <class Integer>
+Integer wordOf(const Integer& pattern, const fixed_type& type) {
+    const Integer modulus = timesPower<Integer>(Integer(1), type.bits);
+    return type.is_signed && pattern * 2 >= modulus ? Integer(pattern - modulus) : pattern;
+}
 
 template <class Integer>
 std::string textOf(const Integer& x) {

@@ -9,6 +9,7 @@
 
 #include "program/tolvane.h"
 #include "quantization/quantizer.h"
+#include "tests/soak/arrays.h"
 #include "tests/soak/model.h"
 #include "tests/soak/soak.h"
 
@@ -16,13 +17,6 @@ namespace soak {
 namespace {
 
 using tolvane::fixed_array;
-
-constexpr rounding kRoundings[] = {rounding::ceil,           rounding::convergent,   rounding::toward_zero,
-                                   rounding::floor,          rounding::nearest,      rounding::nearest_away,
-                                   rounding::nearest_zero,   rounding::nearest_down, rounding::nearest_odd,
-                                   rounding::away_from_zero, rounding::jam,          rounding::add_sign};
-constexpr overflow kOverflows[] = {overflow::saturate, overflow::wrap, overflow::symmetric, overflow::zero,
-                                   overflow::keep_sign};
 
 enum class Style : std::uint8_t { any, ties, bounds };
 
