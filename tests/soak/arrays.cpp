@@ -25,7 +25,10 @@ class Arrays {
     explicit Arrays(const Case& oneCase)
         : draw(oneCase.seed),
           mWindow(oneCase.window),
-          mSize(static_cast<std::size_t>(kIsWide ? draw.between(20, 300) : draw.between(500, 12000))) {}
+          mSize(static_cast<std::size_t>(kIsWide ? draw.between(20, 300) : draw.between(500, 12000))) {
+        constexpr int kLongest = 5000;
+        tolvane::set_most_bits(kLongest);
+    }
 
     std::size_t first() const { return mWindow.begin(mSize); }
     std::size_t count() const { return mWindow.end(mSize) - first(); }
@@ -151,8 +154,9 @@ template <class Integer>
 Outcome complexOperations(const Case& oneCase) {
     using I = Integer;
     Arrays<I> of(oneCase);
-    const fixed_type typeA = drawnType<I>(of.draw, kMostBits<I>);
-    const fixed_type typeB = drawnType<I>(of.draw, kMostBits<I>);
+    constexpr int kMost = std::is_same_v<I, mpz_class> ? kWideBits : 54;
+    const fixed_type typeA = drawnType<I>(of.draw, kMost);
+    const fixed_type typeB = drawnType<I>(of.draw, kMost);
     const auto a = of.operand(typeA);
     const auto ai = of.operand(typeA);
     const auto b = of.operand(typeB);
@@ -171,6 +175,26 @@ Outcome complexOperations(const Case& oneCase) {
         outcome = of.compare(
             product.imag(), fraction, a.size(),
             [&](std::size_t i) { return I(a.at(i) * bi.at(i) + ai.at(i) * b.at(i)); }, describe);
+    }
+    if (outcome.mismatch.empty()) {
+        // The sum of all products.
+        I real = 0;
+        I imag = 0;
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            real += a.at(i) * b.at(i) - ai.at(i) * bi.at(i);
+            imag += a.at(i) * bi.at(i) + ai.at(i) * b.at(i);
+        }
+        const fixed_array total = dot(left, right);
+        for (const bool isImag : {false, true}) {
+            const Outcome all = compared<I>(
+                isImag ? total.imag() : total.real(), fraction, 1, of.first(),
+                [&](std::size_t /*i*/) { return isImag ? imag : real; },
+                [&](std::size_t /*i*/) { return "complex dot of " + typeA.text() + " and " + typeB.text(); });
+            if (!all.mismatch.empty()) {
+                return all;
+            }
+        }
+        outcome.checked *= 2;
     }
     return outcome;
 }
