@@ -106,7 +106,11 @@ Outcome intoFormat(const Case& oneCase) {
     shift = draw.oneIn(4) ? draw.between(-40, 60) : shift;
     shift = std::max(shift, -60);
     const int wordFraction = kFrom == From::integers ? -shift : draw.between(-40, 80);
-    const fixed_format format({isSigned, wordBits, wordFraction}, draw.of(kRoundings), draw.of(kOverflows), "place");
+    // The modes that have loops of their own more often than those whose values go one by one.
+    const bool isUsual = areDoubles && !draw.oneIn(8);
+    const fixed_format format({isSigned, wordBits, wordFraction},
+                              isUsual ? kRoundings[draw.between(0, 5)] : draw.of(kRoundings),
+                              isUsual ? kOverflows[draw.between(0, 1)] : draw.of(kOverflows), "place");
     // A value is an integer times 2^-(fraction + shift).
     const int fraction = format.type().fraction + shift;
     const Source source{draw.bits(), bits,     draw.oneIn(4) ? false : areDoubles || draw.oneIn(2),
