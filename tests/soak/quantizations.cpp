@@ -150,7 +150,8 @@ Outcome intoFormat(const Case& oneCase) {
     const fixed_array made = areDoubles                ? fixed_array(doubles, format)
                              : kFrom == From::integers ? fixed_array(values, format)
                                                        : cast(fixed_array::from_words(values, from), format);
-    const bool isShort = bits + std::max(-shift, 0) <= 61 && wordBits <= 61 && kFrom != From::mixedDoubles;
+    const bool isShort =
+        bits + std::max(-shift, 0) <= 61 && wordBits <= 61 && shift <= 61 && kFrom != From::mixedDoubles;
     const bool isTyped = !areDoubles;  // integers are words without a fraction
     const Expected expected =
         isShort ? expectedOf<std::int64_t>(values, nullptr, shift, format, isTyped)
