@@ -6,6 +6,7 @@
 #   make test                                                    all tests
 #   make python                                                  the Python package, in build/python-env
 #   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
+#   make soak [SECONDS=60] [SEED=random]                         random cases beside exact models
 #   make hardware [HARDWARE_CASES=200000] [SEED=random]          compares with simulated hardware, word by word
 #   make docs                                                    the site of all documents, build/docs/html/index.html
 #   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
@@ -17,6 +18,7 @@ PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 WITNESS_SECONDS ?= 20
 HARDWARE_CASES ?= 200000
+SECONDS ?= 60
 SEED ?= 1
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
@@ -37,7 +39,7 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test python witness hardware bench format format-check tidy sanitize fuzz coverage install docs clean
+.PHONY: run words tour test python witness soak hardware bench format format-check tidy sanitize fuzz coverage install docs clean
 
 run:
 	@tools/install-deps build run
@@ -84,6 +86,11 @@ python:
 witness:
 	@tools/install-deps build test
 	@tools/witness $(WITNESS_SECONDS) $(SEED)
+
+soak:
+	@tools/install-deps build test
+	@tools/build dev soak tolvane_host_parts
+	@build/dev/tests/soak/soak --seconds $(SECONDS) --seed $(SEED)
 
 hardware:
 	@tools/install-deps build test hardware

@@ -268,7 +268,9 @@ fixed_array fixed_array::operator-() const {
 fixed_array operator*(const fixed_array& a, const fixed_array& b) {
     fixed_type type = productType(a.type(), b.type());
     if (a.is_complex() && b.is_complex()) {
-        type = sumType(type, type, Sign::minus);
+        // The real part is a difference and the imaginary part a sum. Of words without sign the first needs a sign and
+        // the second one bit more, in one type.
+        type = {true, type.bits + (type.is_signed ? 1 : 2), type.fraction};
     }
     type = grown(type, a, b);
     const Broadcast operands(a, b);

@@ -60,7 +60,7 @@ struct place_record {
     value_range after;   // of the words that were made of them
     std::uint64_t values = 0;
     std::uint64_t overflows = 0;
-    std::uint64_t underflows = 0;  // values other than zero that became zero
+    std::uint64_t underflows = 0;  // values other than zero that were rounded to zero
     /// The least word length at which no value would have overflowed, with the format's fraction and rounding. Values
     /// below zero need a sign bit, even if the format has none.
     int bits_needed = 1;

@@ -15,10 +15,12 @@
 // outlive it; modules stay loaded until the process ends and are then stopped. Use from one thread at a time.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -44,6 +46,17 @@ struct Warning {
     std::string id;
     std::string text;
     bool operator==(const Warning&) const = default;
+};
+
+/// How many bytes commands of a session may take for arrays. A command that needs more raises
+/// "VELMAR:session:tooLarge" before the memory is taken.
+struct Limits {
+    /// All that one load takes, without what is freed on the way; unless it is set, 64 MiB and 128 bytes for each byte
+    /// of the file. Raises "VELMAR:load:tooLarge".
+    std::optional<std::uint64_t> loadBytes = std::nullopt;
+    /// The memory of one array, 8 bytes for an element of up to 52 bits. No limit unless it is set.
+    std::optional<std::uint64_t> resultBytes = std::nullopt;
+    bool operator==(const Limits&) const = default;
 };
 
 /// One step of an access path: ".name", "(...)" or "{...}".
@@ -173,7 +186,8 @@ class TOLVANE_HOST_API Session {
     }
     /// Reads variables in the order in which they were saved. Objects are constructed, and their properties set in the
     /// order of the class. Throws ids that begin with "VELMAR:load:", or the error of a property; in that case nothing
-    /// is created, and the state shared by the objects of a class is unchanged.
+    /// is created, and the state shared by the objects of a class is unchanged. A small file may describe large
+    /// objects, so the memory of a load is limited.
     std::vector<Variable> load(const std::filesystem::path& file, SharedState shared = SharedState::keep);
     /// As above, for one of them.
     Value load(const std::filesystem::path& file, const std::string& name, SharedState shared = SharedState::keep);
@@ -187,6 +201,10 @@ class TOLVANE_HOST_API Session {
     void addMethod(std::string_view className, const std::string& name, SessionFunction function);
     /// Adds such a function to the table of functions that are called by name, as registerFunction does.
     void addFunction(const std::string& name, SessionFunction function);
+
+    /// For the commands from now on.
+    void setLimits(const Limits& limits) { mLimits = limits; }
+    const Limits& limits() const { return mLimits; }
 
     /// Reads a feature switch; throws "VELMAR:feature:unknown".
     Value feature(const std::string& name);
@@ -205,8 +223,10 @@ class TOLVANE_HOST_API Session {
     static Session& running();
     static Function withSession(SessionFunction function);
     template <class Action>
-    decltype(auto) run(Action&& action);
+    decltype(auto) run(Action&& action, std::uint64_t mostBytesInAll = UINT64_MAX);
+    std::uint64_t mostBytesOfLoad(std::size_t fileBytes) const;
 
+    Limits mLimits;
     Module mModule;
     void* mLibrary = nullptr;
     std::unique_ptr<Output> mOutput;

@@ -9,6 +9,7 @@
 #include "host/ErrorIdException.h"
 #include "host/reference/calls/format.h"
 #include "host/reference/values/largeblocks.h"
+#include "host/reference/values/memory_limit.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ void* withRetry(Allocate allocate) {
 
 void* bsMalloc(std::size_t bytes) {
     // Null means that there is no memory, so an empty block must not be null.
-    if (bytes > kMaxBlockBytes) {
+    if (bytes > kMaxBlockBytes || !hostref::MemoryLimit::allows(bytes)) {
         return nullptr;
     }
     void* const kept = hostref::largeblocks::take(bytes);
@@ -43,7 +44,8 @@ void* bsMallocWithCheck(std::size_t bytes) {
 
 void* bsCalloc(std::size_t count, std::size_t bytes) {
     std::size_t total = 0;
-    if (__builtin_mul_overflow(count, bytes, &total) || total > kMaxBlockBytes) {
+    if (__builtin_mul_overflow(count, bytes, &total) || total > kMaxBlockBytes ||
+        !hostref::MemoryLimit::allows(total)) {
         return nullptr;
     }
     if (void* const kept = hostref::largeblocks::take(total)) {

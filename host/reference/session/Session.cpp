@@ -13,6 +13,7 @@
 #include "host/reference/features.h"
 #include "host/reference/session/atboundary.h"
 #include "host/reference/values/caught_error.h"
+#include "host/reference/values/memory_limit.h"
 
 namespace hostref {
 
@@ -184,9 +185,49 @@ Value firstOf(std::vector<Value> values) {
 
 }  // namespace
 
+namespace {
+
+/// Throws an error that says so if a limit was the reason why there was no memory.
+void throwIfReached(const MemoryLimit& limit, const HostError& error, const Limits& limits) {
+    static constexpr std::string_view kNoMemory[] = {"VELMAR:nomem", "bs:outofmemory", "fixedpoint:fi:outofmemory"};
+    if (limit.reached() == MemoryLimit::Reached::none ||
+        std::find(std::begin(kNoMemory), std::end(kNoMemory), error.id()) == std::end(kNoMemory)) {
+        return;
+    }
+    const bool isLoad = limit.reached() == MemoryLimit::Reached::all;
+    const std::string bytes = std::to_string(limit.bytesAskedFor());
+    const LastError reached =
+        isLoad ? LastError{"VELMAR:load:tooLarge",
+                           "What the file holds would take " + bytes +
+                               " bytes or more, beyond the limit of this session. If the file is to be trusted, raise "
+                               "loadBytes of the session's limits."}
+               : LastError{"VELMAR:session:tooLarge",
+                           "An array would take " + bytes + " bytes, more than the " +
+                               std::to_string(limits.resultBytes.value_or(MemoryLimit::kNone)) +
+                               " allowed. Take fewer elements or shorter words, or raise resultBytes of the session's "
+                               "limits."};
+    setLastError(reached);
+    throw HostError(reached.id, reached.message);
+}
+
+}  // namespace
+
 template <class Action>
-decltype(auto) Session::run(Action&& action) {
-    return atBoundary(mOutput.get(), std::forward<Action>(action));
+decltype(auto) Session::run(Action&& action, std::uint64_t mostBytesInAll) {
+    const MemoryLimit limit(mLimits.resultBytes.value_or(MemoryLimit::kNone), mostBytesInAll);
+    try {
+        return atBoundary(mOutput.get(), std::forward<Action>(action));
+    } catch (const HostError& error) {
+        throwIfReached(limit, error, mLimits);
+        throw;
+    }
+}
+
+std::uint64_t Session::mostBytesOfLoad(std::size_t fileBytes) const {
+    // Saved booleans grow most, from a byte to 8 of a double, and are copied on their way.
+    constexpr std::uint64_t kBytesForEach = 128;
+    constexpr std::uint64_t kAnyway = std::uint64_t{64} << 20;
+    return mLimits.loadBytes.value_or(kAnyway + kBytesForEach * fileBytes);
 }
 
 Session::Session(Start start) : mOutput(std::make_unique<Output>(*this)) {
@@ -334,11 +375,13 @@ void Session::save(const std::filesystem::path& file, std::span<const Variable> 
 }
 
 std::vector<Variable> Session::load(const std::filesystem::path& file, SharedState shared) {
-    return run([&] { return loadedVariables(readFile(file), shared); });
+    const FileBytes bytes = run([&] { return readFile(file); });
+    return run([&] { return loadedVariables(bytes, shared); }, mostBytesOfLoad(bytes.size()));
 }
 
 Value Session::load(const std::filesystem::path& file, const std::string& name, SharedState shared) {
-    return run([&] { return loadedVariables(readFile(file), shared, name).front().value; });
+    const FileBytes bytes = run([&] { return readFile(file); });
+    return run([&] { return loadedVariables(bytes, shared, name).front().value; }, mostBytesOfLoad(bytes.size()));
 }
 
 std::vector<std::string> Session::namesIn(const std::filesystem::path& file) {
