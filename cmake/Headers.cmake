@@ -75,6 +75,7 @@ tolvane_headers(
   program/float_array.h
   program/format.h
   program/functions.h
+  program/interruption.h
   program/log_analysis.h
   program/log_level.h
   program/random_seed.h

@@ -93,11 +93,15 @@ class Broadcast {
             steps[steps.size() - 1 - i] = length == 1 ? 0 : step;
             step *= length;
         }
+        constexpr std::uint64_t kRepeatsNoted = 1024;
         wordarray words(mCount, part->grid());
         std::vector<std::size_t> index(mShape.size());
         std::size_t from = 0;
         for (std::uint64_t to = 0; to < mCount; ++to) {
             std::ranges::copy(part->word(from), words.word(to).begin());
+            if (to % kRepeatsNoted == 0) {
+                detail::noteWork(kRepeatsNoted * words.grid().limbs());
+            }
             for (std::size_t d = mShape.size(); d-- > 0;) {
                 from += steps[d];
                 if (++index[d] < mShape[d]) {
@@ -414,11 +418,15 @@ void compareParts(Order order, const Words& left, const Words& right, std::uint6
     const std::size_t stepB = b->span().count == 1 ? 0 : limbs;
     const mp_limb_t* x = a->span().limbs;
     const mp_limb_t* y = b->span().limbs;
-    for (std::uint64_t i = 0; i < count; ++i, x += stepA, y += stepB) {
-        const bool holds = order == Order::equal         ? words.isEqual(x, y)
-                           : order == Order::lessOrEqual ? !words.isLess(y, x)
-                                                         : words.isLess(x, y);
-        out[i] = holds ? 1 : 0;
+    const auto compareSlice = [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t i = begin; i < end; ++i, x += stepA, y += stepB) {
+            const bool holds = order == Order::equal         ? words.isEqual(x, y)
+                               : order == Order::lessOrEqual ? !words.isLess(y, x)
+                                                             : words.isLess(x, y);
+            out[i] = holds ? 1 : 0;
+        }
+    };
+    detail::inSlices(count, compareSlice, limbs);
     }
 }
 
@@ -484,9 +492,11 @@ exact_value extremeOf(const fixed_array& x, const IsBetter& isBetter) {
     const detail::WordOrder order(words.grid);
     const std::size_t limbs = words.grid.limbs();
     std::size_t best = 0;
-    for (std::size_t i = 1; i < x.size(); ++i) {
-        best = isBetter(order, words.limbs + i * limbs, words.limbs + best * limbs) ? i : best;
-    }
+    detail::inSlices(x.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            best = isBetter(order, words.limbs + i * limbs, words.limbs + best * limbs) ? i : best;
+        }
+    });
     return x.at(best);
 }
 
@@ -508,13 +518,16 @@ fixed_array abs(const fixed_array& x) {
     const fixed_type type{false, x.type().bits, x.type().fraction};
     wordarray words(x.size(), detail::gridOf(type));
     const Words& from = ArrayAccess::real(x);
-    for (std::uint64_t i = 0; i < x.size(); ++i) {
-        const std::span<mp_limb_t> word = words.word(i);
-        std::ranges::copy(from->word(i), word.begin());
-        if (from->isNegative(i)) {
-            mpn_neg(word.data(), word.data(), static_cast<mp_size_t>(word.size()));
+    const auto makeSlice = [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t i = begin; i < end; ++i) {
+            const std::span<mp_limb_t> word = words.word(i);
+            std::ranges::copy(from->word(i), word.begin());
+            if (from->isNegative(i)) {
+                mpn_neg(word.data(), word.data(), static_cast<mp_size_t>(word.size()));
+            }
         }
-    }
+    };
+    detail::inSlices(x.size(), makeSlice, words.grid().limbs());
     return ArrayAccess::make(type, x.shape(), std::move(words), std::nullopt);
 }
 

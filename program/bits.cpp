@@ -80,11 +80,14 @@ template <class Make>
 fixed_array wordsOf(const fixed_type& type, const array_shape& shape, const std::string& name, const Make& make) {
     const std::size_t count = detail::sizeOf(shape);
     wordarray words(count, detail::gridOf(type));
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::span<mp_limb_t> word = words.word(i);
-        make(i, word.data());
-        extend(word, type);
-    }
+    const auto makeSlice = [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const std::span<mp_limb_t> word = words.word(i);
+            make(i, word.data());
+            extend(word, type);
+        }
+    };
+    detail::inSlices(count, makeSlice, words.grid().limbs());
     return ArrayAccess::make(type, shape, std::move(words), std::nullopt, name);
 }
 
@@ -272,11 +275,14 @@ std::vector<int> countsOf(const fixed_array& x, const Count& count) {
     const fixed_type plain{false, from.grid.bits, 0};
     std::vector<int> counts(from.count);
     std::vector<mp_limb_t> word(limbs);
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        std::copy_n(from.limbs + i * limbs, limbs, word.data());
-        extend(word, plain);
-        counts[i] = count(std::span<mp_limb_t>(word), plain.bits);
-    }
+    const auto countSlice = [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            std::copy_n(from.limbs + i * limbs, limbs, word.data());
+            extend(word, plain);
+            counts[i] = count(std::span<mp_limb_t>(word), plain.bits);
+        }
+    };
+    detail::inSlices(counts.size(), countSlice, limbs);
     return counts;
 }
 

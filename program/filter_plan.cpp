@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "numbers/interruption.h"
 #include "program/fixed_scalar.h"
 
 namespace tolvane::detail::filter {
@@ -78,6 +79,8 @@ class RangeMachine {
     }
     template <Node kNode>
     Range product(const Coefficients& side, std::size_t k, const Range& x) {
+        constexpr std::uint64_t kProduct = 200;
+        noteWork(kProduct);
         return place<kNode>(productOf(side.values[k], side.fraction, x));
     }
 

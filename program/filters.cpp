@@ -72,9 +72,11 @@ class ExactMachine {
     std::size_t countA() const { return mSection.a.values.size(); }
     exact_value input(const exact_value& x) { return place<Node::input>(mSection.gain ? *mSection.gain * x : x); }
     exact_value productB(std::size_t k, const exact_value& x) {
+        detail::noteWork(kProduct);
         return place<Node::productB>(mSection.b.values[k] * x);
     }
     exact_value productA(std::size_t k, const exact_value& x) {
+        detail::noteWork(kProduct);
         return place<Node::productA>(mSection.a.values[k - 1] * x);
     }
     static exact_value add(const exact_value& sum, const exact_value& x) { return sum + x; }
@@ -102,6 +104,8 @@ class ExactMachine {
     }
 
  private:
+    static constexpr std::uint64_t kProduct = 500;
+
     const Section& mSection;
     std::array<std::optional<ExactPlace>, detail::kNodes>& mPlaces;
     Delays<exact_value>& mDelays;
@@ -586,7 +590,10 @@ class Filter {
             readRow(row, samples);
             for (std::size_t s = 0; s < sections.size(); ++s) {
                 startRow(s, row, sections[s]);
-                detail::filterLoop(sections[s], samples.data(), mLength, isLogged);
+                const auto runSlice = [&](std::uint64_t begin, std::uint64_t end) {
+                    detail::filterLoop(sections[s], samples.data() + begin, end - begin, isLogged);
+                };
+                detail::inSlices(mLength, runSlice, sections[s].b.size() + sections[s].a.size());
                 endRow(s, row, sections[s]);
             }
             writeRow(row, samples, words);

@@ -60,6 +60,7 @@ wordarray wordsOf(const std::vector<exact_value>& values, Place& place) {
         block.extent = extent;
         block.negativeZeros = 0;
         for (std::size_t i = 0; i < count; ++i) {
+            detail::noteWork(width);
             detail::setInteger(values[begin + i], exponent, width, block.limbs + i * width);
         }
         place.quantize(block, count);
@@ -140,17 +141,19 @@ fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const f
     }
     wordarray made(words.size(), detail::gridOf(checked));
     const int unused = static_cast<int>(kWordBits) - checked.bits;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        const auto limb = static_cast<mp_limb_t>(words[i]);
-        const auto extended = checked.is_signed
-                                  ? static_cast<mp_limb_t>(static_cast<std::int64_t>(limb << unused) >> unused)
-                                  : limb << unused >> unused;
-        if (extended != limb) {
-            throw error("tolvane:array:word", "Element " + std::to_string(i) + ", " + std::to_string(words[i]) +
-                                                  ", is no word of " + checked.text() + ".");
+    detail::inSlices(words.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto limb = static_cast<mp_limb_t>(words[i]);
+            const auto extended = checked.is_signed
+                                      ? static_cast<mp_limb_t>(static_cast<std::int64_t>(limb << unused) >> unused)
+                                      : limb << unused >> unused;
+            if (extended != limb) {
+                throw error("tolvane:array:word", "Element " + std::to_string(i) + ", " + std::to_string(words[i]) +
+                                                      ", is no word of " + checked.text() + ".");
+            }
+            made.limbs()[i] = limb;
         }
-        made.limbs()[i] = limb;
-    }
+    });
     return ArrayAccess::make(checked, {words.size()}, std::move(made), std::nullopt);
 }
 
@@ -210,20 +213,24 @@ template <class Take>
 void forEachDouble(const wordarray& words, const Take& take) {
     // Beyond these, doubles have fewer bits, or none.
     constexpr int kSafeExponent = 900;
+    constexpr std::uint64_t kLongWord = 50;
     const detail::WordGrid& grid = words.grid();
     const std::size_t count = words.span().count;
     if (grid.bits > static_cast<int>(kWordBits) || std::abs(grid.exponent) > kSafeExponent) {
         for (std::size_t i = 0; i < count; ++i) {
+            detail::noteWork(kLongWord + grid.limbs());
             take(i, words.toDouble(i));
         }
         return;
     }
     const double unit = std::ldexp(1.0, grid.exponent);
     const mp_limb_t* const limbs = words.span().limbs;
-    for (std::size_t i = 0; i < count; ++i) {
-        take(i, unit * (grid.isSigned ? static_cast<double>(static_cast<std::int64_t>(limbs[i]))
-                                      : static_cast<double>(limbs[i])));
-    }
+    detail::inSlices(count, [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            take(i, unit * (grid.isSigned ? static_cast<double>(static_cast<std::int64_t>(limbs[i]))
+                                          : static_cast<double>(limbs[i])));
+        }
+    });
 }
 
 }  // namespace

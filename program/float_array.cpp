@@ -10,6 +10,8 @@
 #include <numeric>
 #include <ostream>
 
+#include "numbers/interruption.h"
+
 namespace tolvane {
 
 /// How the functions of this file make arrays.
@@ -27,6 +29,8 @@ namespace {
 using Kind = float_value::kind;
 
 constexpr int kMostBits = 64;
+// The work of an element.
+constexpr std::uint64_t kFloat = 100;
 
 float_type checked(const float_type& type) {
     constexpr int kMostExponentBits = 15;
@@ -245,6 +249,7 @@ class Pairs {
         std::vector<decltype(operation(left(0), right(0)))> results;
         results.reserve(size());
         for (std::size_t i = 0; i < size(); ++i) {
+            detail::noteWork(kFloat);
             results.push_back(operation(left(i), right(i)));
         }
         return results;
@@ -398,6 +403,7 @@ float_array float_array::rounded(std::span<const float_value> values, const floa
     made.mName = format.name();
     made.mWords.reserve(values.size());
     for (const float_value& value : values) {
+        detail::noteWork(kFloat);
         made.mWords.push_back(wordOf(value, format));
     }
     return made;
@@ -476,6 +482,7 @@ std::vector<double> float_array::to_doubles() const {
     std::vector<double> values;
     values.reserve(size());
     for (const std::uint64_t word : mWords) {
+        detail::noteWork(kFloat);
         const float_value value = valueOfWord(word, mType);
         const double size = value.what == Kind::nan        ? Limits::quiet_NaN()
                             : value.what == Kind::infinity ? Limits::infinity()
@@ -500,6 +507,7 @@ float_array cast(const fixed_array& x, const float_format& format) {
     std::vector<float_value> values;
     values.reserve(x.size());
     for (std::size_t i = 0; i < x.size(); ++i) {
+        detail::noteWork(kFloat);
         values.push_back(numberOf(x.at(i), false));
     }
     return FloatAccess::rounded(values, format, x.shape());
@@ -509,6 +517,7 @@ float_array cast(const float_array& x, const float_format& format) {
     std::vector<float_value> values;
     values.reserve(x.size());
     for (std::size_t i = 0; i < x.size(); ++i) {
+        detail::noteWork(kFloat);
         values.push_back(x.at(i));
     }
     return FloatAccess::rounded(values, format, x.shape());
@@ -518,6 +527,7 @@ fixed_array cast(const float_array& x, const fixed_format& format) {
     std::vector<exact_value> values;
     values.reserve(x.size());
     for (std::size_t i = 0; i < x.size(); ++i) {
+        detail::noteWork(kFloat);
         const float_value value = x.at(i);
         if (value.what != Kind::number) {
             throw error("tolvane:value:finite", "Element " + std::to_string(i) + ", " + textOf(value) +
@@ -551,6 +561,7 @@ float_array multiply_add(const float_array& a, const float_array& b, const float
         throw error("tolvane:array:shape", "The array that is added needs the shape of the products, or one element.");
     }
     for (std::size_t i = 0; i < sums.size(); ++i) {
+        detail::noteWork(kFloat);
         sums[i] = sumOf(sums[i], c.at(c.size() == 1 ? 0 : i), format.rounding());
     }
     return FloatAccess::rounded(sums, format, pairs.shape());

@@ -93,13 +93,15 @@ index_list extremesOf(const fixed_array& x, const AxisSizes& sizes, bool isGreat
         const mp_limb_t* const begin = words.limbs + first * limbs;
         const mp_limb_t* best = begin;
         std::size_t index = 0;
-        for (std::size_t i = 1; i < sizes.along; ++i) {
-            const mp_limb_t* const word = begin + i * step * limbs;
-            if (isGreatest ? order.isLess(best, word) : order.isLess(word, best)) {
-                best = word;
-                index = i;
+        detail::inSlices(sizes.along, [&](std::uint64_t from, std::uint64_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                const mp_limb_t* const word = begin + i * step * limbs;
+                if (isGreatest ? order.isLess(best, word) : order.isLess(word, best)) {
+                    best = word;
+                    index = i;
+                }
             }
-        }
+        });
         found[row] = static_cast<std::ptrdiff_t>(index);
     });
     return found;
@@ -128,11 +130,17 @@ void forEachSorted(const fixed_array& x, int axis, const Visit& visit) {
     const detail::WordOrder order(words.grid);
     const std::size_t limbs = words.grid.limbs();
     std::vector<std::size_t> places(sizes.along);
+    constexpr std::uint64_t kComparison = 10;
+    constexpr std::uint64_t kComparisons = 1024;
+    std::uint64_t compared = 0;
     forEachAlong(sizes, [&](std::size_t, std::size_t first, std::size_t step) {
         for (std::size_t i = 0; i < places.size(); ++i) {
             places[i] = first + i * step;
         }
         std::ranges::stable_sort(places, [&](std::size_t a, std::size_t b) {
+            if (++compared % kComparisons == 0) {
+                detail::noteWork(kComparisons * kComparison);
+            }
             return order.isLess(words.limbs + a * limbs, words.limbs + b * limbs);
         });
         for (std::size_t i = 0; i < places.size(); ++i) {
@@ -203,9 +211,11 @@ namespace {
 std::vector<bool> truthOf(const fixed_array& x) {
     std::vector<bool> truth(x.size());
     for (const ArrayAccess::Words& part : {ArrayAccess::real(x), ArrayAccess::imag(x)}) {
-        for (std::size_t i = 0; part && i < truth.size(); ++i) {
-            truth[i] = truth[i] || !part->isZero(i);
-        }
+        detail::inSlices(part ? truth.size() : 0, [&](std::uint64_t begin, std::uint64_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                truth[i] = truth[i] || !part->isZero(i);
+            }
+        });
     }
     return truth;
 }
@@ -289,12 +299,15 @@ fixed_array where(const std::vector<bool>& mask, const array_or_number& a, const
         const std::size_t limbs = words.grid().limbs();
         const mp_limb_t* x = source->span().limbs;
         mp_limb_t* y = words.limbs();
-        for (std::size_t i = 0; i < count; ++i) {
-            const mp_limb_t isChosen = mask[i] ? ~mp_limb_t{0} : 0;
-            for (std::size_t k = 0; k < limbs; ++k, ++x, ++y) {
-                *y ^= (*x ^ *y) & isChosen;
+        const auto mix = [&](std::uint64_t begin, std::uint64_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                const mp_limb_t isChosen = mask[i] ? ~mp_limb_t{0} : 0;
+                for (std::size_t k = 0; k < limbs; ++k, ++x, ++y) {
+                    *y ^= (*x ^ *y) & isChosen;
+                }
             }
-        }
+        };
+        detail::inSlices(count, mix, limbs);
         return words;
     };
     wordarray real = mixed(ArrayAccess::real(chosen), ArrayAccess::real(others));
@@ -384,9 +397,11 @@ fixed_array sign(const fixed_array& x) {
     const fixed_type type{isSigned, isSigned ? 2 : 1, 0};
     const wordarray& from = *ArrayAccess::real(x);
     wordarray words(x.size(), detail::gridOf(type));
-    for (std::size_t i = 0; i < x.size(); ++i) {
-        words.limbs()[i] = from.isZero(i) ? 0 : from.isNegative(i) ? ~mp_limb_t{0} : 1;
-    }
+    detail::inSlices(x.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            words.limbs()[i] = from.isZero(i) ? 0 : from.isNegative(i) ? ~mp_limb_t{0} : 1;
+        }
+    });
     return ArrayAccess::make(type, x.shape(), std::move(words), std::nullopt);
 }
 
@@ -452,6 +467,8 @@ fixed_array sqrt(const fixed_array& x, const fixed_format& format, const code_lo
             detail::integers::align(2 * exponent, count, width, block);
         }
         for (std::size_t i = 0; i < count; ++i) {
+            constexpr std::uint64_t kRoot = 50;
+            detail::noteWork(kRoot + width * width);
             mp_limb_t* const value = block.limbs + i * width;
             // Bits below the square of the unit of roots are only seen.
             bool isCut = false;

@@ -10,6 +10,7 @@
 #include <span>
 #include <vector>
 
+#include "numbers/interruption.h"
 #include "program/array_access.h"
 #include "program/fixed_log.h"
 #include "quantization/short_words.h"

@@ -90,17 +90,24 @@ array_shape without(array_shape shape, std::size_t axis) {
 
 wordarray gathered(const wordarray& from, const Strided& view) {
     wordarray words(sizeOf(view.shape), from.grid());
+    const std::uint64_t limbs = from.grid().limbs();
     std::uint64_t to = 0;
     forEachRow(view, [&](std::ptrdiff_t first, std::ptrdiff_t step, std::size_t count) {
         if (step == 1) {
-            words.copyRun(from.span(), static_cast<std::uint64_t>(first), to, count);
+            const auto copySlice = [&](std::uint64_t begin, std::uint64_t end) {
+                words.copyRun(from.span(), static_cast<std::uint64_t>(first) + begin, to + begin, end - begin);
+            };
+            inSlices(count, copySlice, limbs);
         } else {
-            words.copyEach(
-                from.span(), count,
-                [=](std::uint64_t i) {
-                    return static_cast<std::uint64_t>(first + static_cast<std::ptrdiff_t>(i) * step);
-                },
-                [=](std::uint64_t i) { return to + i; });
+            const auto copySlice = [&](std::uint64_t begin, std::uint64_t end) {
+                words.copyEach(
+                    from.span(), end - begin,
+                    [=](std::uint64_t i) {
+                        return static_cast<std::uint64_t>(first + static_cast<std::ptrdiff_t>(begin + i) * step);
+                    },
+                    [=](std::uint64_t i) { return to + begin + i; });
+            };
+            inSlices(count, copySlice, limbs);
         }
         to += count;
     });

@@ -251,6 +251,7 @@ std::vector<fixed_array> unpacked(std::span<const mp_limb_t> words, const WordLa
             std::ranges::transform(words, made.limbs(),
                                    [grid = part->grid](mp_limb_t word) { return extended(word, grid); });
         }
+        noteWork(count);
         for (std::size_t i = 0; i < count && (layout.parts().size() > 1 || limbs > 1); ++i) {
             extract(words.data() + i * limbs, *part, made.limbs() + i * step);
         }

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "numbers/interruption.h"
 #include "program/array_access.h"
 
 namespace tolvane::detail {

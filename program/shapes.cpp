@@ -41,8 +41,10 @@ fixed_array arange(const exact_value& start, const exact_value& stop, const exac
     if (step.is_zero()) {
         throw error("tolvane:array:step", "arange needs a step other than zero.");
     }
+    constexpr std::uint64_t kNumber = 50;
     std::vector<exact_value> values;
     for (exact_value value = start; step.is_negative() ? value > stop : value < stop; value = value + step) {
+        detail::noteWork(kNumber);
         values.push_back(value);
     }
     return fixed_array(values, format, where);
@@ -177,8 +179,12 @@ std::vector<std::uint64_t> placesOf(const std::vector<bool>& mask, const fixed_a
 fixed_array takenFrom(const fixed_array& x, const std::vector<std::uint64_t>& places) {
     return detail::mapParts(x, x.type(), {places.size()}, [&](const wordarray& part) {
         wordarray words(places.size(), part.grid());
-        words.copyEach(
-            part.span(), places.size(), [&](std::uint64_t i) { return places[i]; }, [](std::uint64_t i) { return i; });
+        const auto copySlice = [&](std::uint64_t begin, std::uint64_t end) {
+            words.copyEach(
+                part.span(), end - begin, [&](std::uint64_t i) { return places[begin + i]; },
+                [=](std::uint64_t i) { return begin + i; });
+        };
+        detail::inSlices(places.size(), copySlice, part.grid().limbs());
         return words;
     });
 }

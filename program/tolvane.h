@@ -12,6 +12,7 @@
 #include "program/float_array.h"
 #include "program/format.h"
 #include "program/functions.h"
+#include "program/interruption.h"
 #include "program/log_analysis.h"
 #include "program/random_seed.h"
 #include "program/shapes.h"

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "numbers/interruption.h"
 #include "program/packed_words.h"
 #include "program/word_files.h"
 
@@ -35,6 +36,7 @@ class TextSink {
     void advance(const char* end) { mUsed = static_cast<std::size_t>(end - mPiece.data()); }
     void add(std::string_view text) { advance(std::copy(text.begin(), text.end(), room(text.size()))); }
     void flush() {
+        noteWork(mUsed);
         mTake({mPiece.data(), mUsed});
         mUsed = 0;
     }

@@ -227,6 +227,7 @@ class HeaderReader {
         int depth = 0;
         const char* const open = mAt;
         while (skipSpace()) {
+            noteWork(1);
             if (*mAt >= '-' && *mAt <= '9') {
                 // Digits, signs, and what readNumber refuses. Signs are hard to foresee, so they aren't told from
                 // digits.

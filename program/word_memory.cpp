@@ -74,6 +74,7 @@ class MemoryReader {
     std::size_t count() const { return mWords.size() / mLimbs; }
 
     const char* readWord(const char* at) {
+        noteWork(mLimbs);
         const std::size_t place = mWords.size();
         mp_limb_t word = 0;
         if (mLimbs > 1) {

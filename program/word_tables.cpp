@@ -184,6 +184,7 @@ class TableReader {
     }
 
     void readRow() {
+        noteWork(mOrder.size());
         const char* const line = mAt;
         std::size_t fields = 0;
         do {

@@ -8,6 +8,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "numbers/interruption.h"
 #include "numbers/rounding.h"
 #include "quantization/double_rules.h"
 #include "quantization/integer_loops.h"
@@ -239,6 +240,7 @@ std::uint64_t firstBits(std::size_t count) {
 }  // namespace
 
 void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::size_t width, Block& out) {
+    noteWork(count * width);
     const std::size_t limbs = words.grid.limbs();
     const mp_limb_t* from = words.limbs + begin * limbs;
     out.extent = extentOf(words.grid);
@@ -260,6 +262,7 @@ void load(const WordSpan& words, std::uint64_t begin, std::size_t count, std::si
 }
 
 void gather(const WordSpan& words, const std::uint64_t* places, std::size_t count, std::size_t width, Block& out) {
+    noteWork(count * width);
     const std::size_t limbs = words.grid.limbs();
     mp_limb_t* to = out.limbs;
     for (std::size_t i = 0; i < count; ++i, to += width) {
@@ -293,6 +296,7 @@ bool areWithin(std::span<const double> values, const Extent& extent) {
 }
 
 void load(const double* values, std::size_t count, const Extent& extent, std::size_t width, Block& out) {
+    noteWork(count * width);
     const double toInteger = std::ldexp(1.0, -extent.exponent);
     bool hasZero = false;
     if (width <= kLoopWidth) {
@@ -421,6 +425,7 @@ bool multiplyLimbs(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std
     bool hasZero = false;
     const std::size_t kept = std::min(2 * factorWidth, width);
     for (std::size_t i = 0; i < count; ++i, a += factorWidth, b += step, out += width) {
+        noteWork(factorWidth * factorWidth);
         multiplyOne(a, b, all);
         for (std::size_t k = 0; k < kept; ++k) {
             out[k] = all[k];
@@ -437,6 +442,7 @@ bool multiplyLimbs(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std
 bool multiplyAll(const mp_limb_t* a, const mp_limb_t* b, std::size_t step, std::size_t count, std::size_t factorWidth,
                  std::size_t width, Block& out) {
     if (width <= kLoopWidth) {
+        noteWork(count);
         return integerLoops().multiply(a, b, step == 0 ? 0 : 1, count, factorWidth, width, out.limbs);
     }
     const auto bySmall = [&]<std::size_t limbs>(std::integral_constant<std::size_t, limbs>) {
@@ -498,6 +504,7 @@ void accumulate(Sign sign, const Block& a, const Factor& b, std::size_t count, s
                 std::size_t width, Block& scratch, Block& total) {
     const Extent extent = productOf(a.extent, b.value.extent);
     if (factorWidth == 1 && width <= 2 && extent.exponent == total.extent.exponent) {
+        noteWork(count);
         integerLoops().accumulate(sign, a.limbs, b.value.limbs, count, width, total.limbs);
         return;
     }
@@ -701,6 +708,7 @@ void divideLimbs(const Block& a, const Block& b, std::size_t count, std::size_t 
     mp_limb_t* const remainder = y + width;
     mp_limb_t* const quotient = remainder + width;
     for (std::size_t i = 0; i < count; ++i) {
+        noteWork(width * width);
         std::copy_n(a.limbs + i * width, width, x);
         std::copy_n(b.limbs + i * width, width, y);
         mp_limb_t* const q = out.limbs + i * width;
@@ -763,6 +771,8 @@ void divide(Block& a, Block& b, int exponent, std::uint64_t zeros, std::size_t c
     }
     shiftAllLeft(shift > 0 ? a : b, count, width, static_cast<unsigned>(std::abs(shift)));
     __extension__ typedef __int128 DoubleInt;
+    constexpr std::uint64_t kDivision = 10;
+    noteWork(count * kDivision);
     switch (width) {
         case 1:
             divideNative<std::int64_t>(a, b, count, out, rounding);
@@ -1144,6 +1154,7 @@ void quantize(const Format& format, const double* values, std::size_t count, std
     using Loop = void (*)(const Task&, const double*, std::size_t, std::size_t, Block&, Met&);
     static constexpr std::array<Loop, RoundingRules::kCount> kLoops =
         RoundingRules::table([]<class Rule>() -> Loop { return &quantizeDoubles<Rule>; });
+    noteWork(count * width);
     const Task task{format, 0, format.overflow == embedded::OverflowModeEnum::Saturate};
     Met met;
     if (!quantizeShortDoubles(task, values, count, width, out, met)) {
@@ -1155,6 +1166,7 @@ void quantize(const Format& format, const double* values, std::size_t count, std
 }
 
 void quantize(const Format& format, std::size_t count, std::size_t width, Block& block, Notes* notes) {
+    noteWork(count * width);
     if (covers(format, block.extent) && block.extent.exponent == format.grid.exponent &&
         format.moreOverflow != MoreOverflow::symmetric) {
         finish(Met(), count, width, block, notes);
@@ -1183,8 +1195,9 @@ namespace {
 bool areOneLimb(const WordSpan& a, const WordSpan& b, const wordarray& out) {
     return a.grid.limbs() == 1 && b.grid.limbs() == 1 && out.grid().limbs() == 1;
 }
-WordOperand operandOf(const WordSpan& words, int exponent) {
-    return {words.limbs, words.count == 1 ? 0U : 1U, static_cast<unsigned>(words.grid.exponent - exponent)};
+WordOperand operandFrom(const WordSpan& words, int exponent, std::uint64_t begin) {
+    const std::size_t step = words.count == 1 ? 0 : 1;
+    return {words.limbs + step * begin, step, static_cast<unsigned>(words.grid.exponent - exponent)};
 }
 bool isWithinLimb(int shift) {
     return shift >= 0 && shift < kLimbBits;
@@ -1198,7 +1211,10 @@ bool combine(Sign sign, const WordSpan& a, const WordSpan& b, wordarray& out) {
         !isWithinLimb(b.grid.exponent - exponent)) {
         return false;
     }
-    integerLoops().combineWords(sign, operandOf(a, exponent), operandOf(b, exponent), out.span().count, out.limbs());
+    inSlices(out.span().count, [&](std::uint64_t begin, std::uint64_t end) {
+        integerLoops().combineWords(sign, operandFrom(a, exponent, begin), operandFrom(b, exponent, begin), end - begin,
+                                    out.limbs() + begin);
+    });
     return true;
 }
 
@@ -1207,11 +1223,13 @@ bool multiply(const WordSpan& a, const WordSpan& b, wordarray& out) {
         return false;
     }
     const auto isHalf = [](const WordSpan& x) { return neededBits(extentOf(x.grid)) <= kLimbBits / 2; };
-    const IntegerLoops& loops = integerLoops();
-    if (out.span().count > 0) {
-        (isHalf(a) && isHalf(b) ? loops.multiplyHalves : loops.multiplyWords)(
-            operandOf(a, a.grid.exponent), operandOf(b, b.grid.exponent), out.span().count, out.limbs());
-    }
+    const bool areHalves = isHalf(a) && isHalf(b);
+    inSlices(out.span().count, [&](std::uint64_t begin, std::uint64_t end) {
+        const IntegerLoops& loops = integerLoops();
+        (areHalves ? loops.multiplyHalves : loops.multiplyWords)(operandFrom(a, a.grid.exponent, begin),
+                                                                 operandFrom(b, b.grid.exponent, begin), end - begin,
+                                                                 out.limbs() + begin);
+    });
     return true;
 }
 

@@ -145,6 +145,7 @@ template <class Write, class Restore>
 void writing(const Write& write, const Restore& restore) {
     try {
         quantizing([&](const code_location& where) {
+            const Writing alone;
             write(where);
             return true;
         });

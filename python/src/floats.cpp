@@ -14,8 +14,9 @@ float_format floatFormatOf(py::handle format) {
 
 }  // namespace
 
-void bindFloats(py::module_& module) {
-    py::class_<float_format>(module, "FloatFormat",
+void bindFloats(py::module_& plain) {
+    const Functions module(plain);
+    py::class_<float_format>(plain, "FloatFormat",
                              "A floating-point type, a rounding and an overflow: 'fp16', 'bf16', 'e4m3 saturate'.")
         .def(py::init([](const std::string& text, const std::string& name) { return float_format(text, name); }),
              py::arg("text"), py::arg("name") = "")
@@ -37,7 +38,7 @@ void bindFloats(py::module_& module) {
                             return float_format(state[0].cast<std::string>(), state[1].cast<std::string>());
                         }));
 
-    py::class_<float_array>(module, "FloatWords")
+    py::class_<float_array>(plain, "FloatWords")
         .def_property_readonly("shape", &float_array::shape)
         .def_property_readonly("size", &float_array::size)
         .def_property_readonly("name", &float_array::name)

@@ -9,7 +9,7 @@ namespace {
 
 using Comparison = std::vector<bool> (*)(const array_or_number&, const array_or_number&);
 
-void bindComparison(py::module_& module, const char* name, Comparison compare) {
+void bindComparison(const Functions& module, const char* name, Comparison compare) {
     module.def(name, [=](const fixed_array& a, const fixed_array& b) { return memoryOf(compare(a, b)); });
 }
 
@@ -43,7 +43,8 @@ rounding roundingNamed(const std::string& name) {
 
 }  // namespace
 
-void bindFunctions(py::module_& module) {
+void bindFunctions(py::module_& plain) {
+    const Functions module(plain);
     const auto quantized = [](const fixed_array& x, py::handle format) {
         const fixed_format into = formatOf(format);
         return quantizing([&](const code_location& where) { return cast(x, into, where); });

@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "conversions.h"
+#include "turns.h"
 
 namespace tolvane::python {
 
@@ -29,16 +29,17 @@ const std::shared_ptr<int>& overridesOfThread();
 /// Whether a float beside fixed-point numbers is rounded to the best precision, by the rules of the context.
 bool areConstantsBest();
 
-/// Does `operation(where)`, and then what the mode asks for.
+/// Does `operation(where)` as work, and then what the mode asks for.
 template <class Operation>
 auto quantizing(const Operation& operation) {
     const code_location where = callersLineForLogs();
     const OverflowMode mode = overflowMode();
+    const auto computed = [&] { return working([&] { return operation(where); }); };
     if (mode == OverflowMode::ignore) {
-        return operation(where);
+        return computed();
     }
     fixed_log log;
-    auto result = operation(where);
+    auto result = computed();
     log.stop();
     reportOverflows(log.places(), mode);
     return result;

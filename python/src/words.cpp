@@ -45,31 +45,45 @@ std::vector<word_signal> signalsOf(const py::sequence& given) {
 
 }  // namespace
 
-void bindWords(py::module_& module) {
+void bindWords(py::module_& plain) {
+    const Functions module(plain);
     module.def("to_hex", &to_hex);
     module.def("to_bin", &to_bin);
     module.def("to_oct", &to_oct);
     module.def("to_decimal", &to_decimal);
     module.def("from_digits", [](const std::vector<std::string>& texts, int base, py::handle format, bool isComplex) {
         const fixed_format into = formatOf(format);
-        return base == 16  ? from_hex(texts, into, isComplex)
-               : base == 2 ? from_bin(texts, into, isComplex)
-                           : from_oct(texts, into, isComplex);
+        return working([&] {
+            return base == 16  ? from_hex(texts, into, isComplex)
+                   : base == 2 ? from_bin(texts, into, isComplex)
+                               : from_oct(texts, into, isComplex);
+        });
     });
     module.def("from_decimal", [](const std::vector<std::string>& texts, py::handle format) {
         const fixed_format into = formatOf(format);
         return quantizing([&](const code_location&) { return from_decimal(texts, into); });
     });
-    module.def("write_words", [](const std::string& path, const std::vector<fixed_array>& arrays,
-                                 const py::dict& given) { write_words(path, arrays, optionsOf(given)); });
+    module.def("write_words",
+               [](const std::string& path, const std::vector<fixed_array>& arrays, const py::dict& given) {
+                   const word_options options = optionsOf(given);
+                   working([&] {
+                       write_words(path, arrays, options);
+                       return true;
+                   });
+               });
     module.def("words_text", [](const std::vector<fixed_array>& arrays, const py::dict& given) {
-        return words_text(arrays, optionsOf(given));
+        const word_options options = optionsOf(given);
+        return working([&] { return words_text(arrays, options); });
     });
     module.def("read_words", [](const std::string& path, const py::sequence& signals, const py::dict& given) {
-        return read_words(path, signalsOf(signals), optionsOf(given));
+        const std::vector<word_signal> wanted = signalsOf(signals);
+        const word_options options = optionsOf(given);
+        return working([&] { return read_words(path, wanted, options); });
     });
     module.def("words_from_text", [](const std::string& text, const py::sequence& signals, const py::dict& given) {
-        return words_from_text(text, signalsOf(signals), optionsOf(given));
+        const std::vector<word_signal> wanted = signalsOf(signals);
+        const word_options options = optionsOf(given);
+        return working([&] { return words_from_text(text, wanted, options); });
     });
 }
 
