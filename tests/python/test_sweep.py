@@ -47,15 +47,21 @@ def rows(table):
 @contextlib.contextmanager
 def cluster():
     distributed = pytest.importorskip("distributed")
+    from dask import config
+
+    # A busy machine may take its time.
+    patience = {f"distributed.comm.timeouts.{name}": "600s" for name in ("connect", "tcp")}
     options = {"n_workers": 2, "threads_per_worker": 1, "processes": True, "dashboard_address": None}
-    with distributed.LocalCluster(**options) as made, distributed.Client(made) as client:
-        yield client
+    with config.set(patience), distributed.LocalCluster(death_timeout=600, **options) as made:
+        with distributed.Client(made) as client:
+            yield client
 
 
 def process_pool():
     return concurrent.futures.ProcessPoolExecutor(2, multiprocessing.get_context("spawn"))
 
 
+@pytest.mark.filterwarnings("ignore:make_current:DeprecationWarning")
 @pytest.mark.parametrize("make", [lambda: contextlib.nullcontext(2), process_pool, cluster], ids=["own", "pool", "cluster"])
 def test_a_table_is_the_same_to_the_bit_when_a_worker_dies(make, tmp_path):
     here = tv.sweep(measured, GRID, "serial")
