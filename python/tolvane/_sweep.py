@@ -263,8 +263,8 @@ def sweep(
 
     `executor` says where: None is as many processes of this machine as it has cores, a number that many, "serial" this
     process; or any executor of `concurrent.futures`, or a client of Dask (`distributed.Client`). Results don't depend on
-    it. What is in force here by `tolvane.errors` is in force there; logs of this process hear nothing of others, so open
-    them inside `run`. Functions of a notebook or of the program itself need cloudpickle to get there.
+    it. Modes of this context, as that of `tolvane.errors`, hold there; logs of this process hear nothing of others, so
+    open them inside `run`. Functions of a notebook or of the program itself need cloudpickle to get there.
 
     An exception at a point ends the sweep with a SweepError, which names the point; with errors="keep" the row has it
     in the column "error", and no results. If a process dies, its point is tried again, `tries` times in all; a cluster
