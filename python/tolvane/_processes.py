@@ -18,7 +18,7 @@ import subprocess
 import sys
 import threading
 import traceback
-from collections.abc import Callable, Generator, Iterable, Sequence
+from collections.abc import Callable, Generator, Iterable, Mapping, Sequence
 from multiprocessing import Pipe
 from multiprocessing.connection import Connection, wait
 from typing import Any, Union
@@ -28,7 +28,7 @@ from typing import Any, Union
 class Done:
     """What became of a point that ran to its end."""
 
-    value: Any = None
+    results: dict[str, Any] = dataclasses.field(default_factory=dict)
     error: Exception | None = None
 
 
@@ -82,6 +82,10 @@ def _modes() -> dict[tuple[str, str], Any]:
     return modes
 
 
+def unpack(packed: bytes) -> Any:
+    return pickle.loads(packed)
+
+
 class Task:
     """A function with the modes that are in force where the task is made."""
 
@@ -99,10 +103,20 @@ def _called(task: Task, point: dict[str, Any]) -> Any:
     return task.run(**point)
 
 
+def _results(returned: Any) -> dict[str, Any]:
+    """What a function returned, by the names of columns."""
+    if isinstance(returned, Mapping):
+        return dict(returned)
+    if isinstance(returned, tuple):
+        names = getattr(returned, "_fields", [f"value{i}" for i in range(len(returned))])
+        return dict(zip(names, returned))
+    return {"value": returned}
+
+
 def measure(task: Task, point: dict[str, Any]) -> Done:
     """Runs a point under the modes of a task, and leaves those of this context alone."""
     try:
-        return Done(contextvars.copy_context().run(_called, task, point))
+        return Done(_results(contextvars.copy_context().run(_called, task, point)))
     except Exception as error:
         return Done(error=error)
 
@@ -110,7 +124,7 @@ def measure(task: Task, point: dict[str, Any]) -> Done:
 @functools.lru_cache(maxsize=4)
 def _unpacked(packed: bytes) -> Task:
     task = Task.__new__(Task)
-    task.run, task.modes = pickle.loads(packed)
+    task.run, task.modes = unpack(packed)
     return task
 
 
@@ -118,7 +132,7 @@ def _portable(error: Exception) -> Exception:
     """An error that can be sent, with its lines in this process as its cause."""
     lines = "".join(traceback.format_exception(type(error), error, error.__traceback__))
     try:
-        sent: Exception = pickle.loads(pack(error))
+        sent: Exception = unpack(pack(error))
     except Exception:
         sent = RuntimeError(f"{type(error).__name__}: {error}")
     # Its __dict__ goes along, where its cause and its traceback don't.
@@ -126,14 +140,16 @@ def _portable(error: Exception) -> Exception:
     return sent
 
 
-def packed_measure(packed: bytes, point: bytes) -> Done:
-    """As `measure`, in another process, of a packed task and a packed point. What it returns can be sent."""
+def packed_measure(packed: bytes, point: bytes) -> bytes:
+    """As `measure`, in another process: of a packed task and a packed point, a packed outcome."""
     try:
-        done = measure(_unpacked(packed), pickle.loads(point))
-        pickle.dumps(done.value)
+        done = measure(_unpacked(packed), unpack(point))
+        if done.error is None:
+            return pack(done)
     except Exception as error:
         done = Done(error=error)
-    return done if done.error is None else Done(error=_portable(done.error))
+    assert done.error is not None
+    return pack(Done(error=_portable(done.error)))
 
 
 def with_lines(error: Exception) -> None:
@@ -153,7 +169,7 @@ class _Worker:
             self.process = subprocess.Popen(
                 [sys.executable, *options, "-c", code], stdin=subprocess.PIPE, pass_fds=[theirs.fileno()]
             )
-        self._send(packed)
+        self._packed: bytes | None = packed
 
     def _send(self, message: bytes) -> None:
         try:
@@ -163,6 +179,10 @@ class _Worker:
 
     def give(self, index: int, point: bytes) -> None:
         self.index = index
+        # A long task waits here until the process has begun; the others begin meanwhile.
+        if self._packed is not None:
+            self._send(self._packed)
+            self._packed = None
         self._send(point)
 
     def end(self) -> int:
@@ -198,6 +218,8 @@ def on_processes(
     idle: list[_Worker] = []
     busy: dict[Connection, _Worker] = {}
     try:
+        for _ in range(most):
+            idle.append(_Worker(packed))
         while waiting or busy:
             while waiting and (idle or len(busy) < most):
                 point = pack(points[waiting[0]])
@@ -207,7 +229,7 @@ def on_processes(
             for ready in wait(list(busy)):
                 worker = busy[ready]  # type: ignore[index]
                 try:
-                    outcome: Outcome = pickle.loads(worker.connection.recv_bytes())
+                    outcome: Outcome = unpack(worker.connection.recv_bytes())
                 except (EOFError, OSError):
                     # Its connection closes a moment before it has ended by itself.
                     try:
@@ -252,6 +274,6 @@ def main(descriptor: int) -> None:
             message = connection.recv_bytes()
         except EOFError:
             return
-        answer = pack(packed_measure(packed, message))
+        answer = packed_measure(packed, message)
         sys.stdout.flush()
         connection.send_bytes(answer)

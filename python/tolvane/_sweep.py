@@ -7,6 +7,7 @@ import io
 import itertools
 import os
 import sys
+import time
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
 from typing import TYPE_CHECKING, Any, Literal, Union
 
@@ -18,7 +19,7 @@ from ._errors import Error
 if TYPE_CHECKING:
     from concurrent.futures import Executor, Future
 
-    from ._processes import Done, Outcome, Outcomes, Task
+    from ._processes import Outcome, Outcomes, Task
 
 Row = dict[str, Any]
 Grid = Union[Mapping[str, Iterable[Any]], Iterable[Mapping[str, Any]]]
@@ -124,6 +125,7 @@ class SweepTable:
     def __repr__(self) -> str:
         shown = self.rows if len(self) <= 30 else self.rows[:15] + self.rows[-10:]
         cells = [[_cell(row.get(name)) for name in self.columns] for row in shown]
+        cells = [[cell if len(cell) <= 60 else cell[:59] + "…" for cell in line] for line in cells]
         if len(shown) < len(self):
             cells.insert(15, ["..." for _ in self.columns])
         widths = [max(map(len, column)) for column in zip(self.columns, *cells)]
@@ -154,22 +156,14 @@ def _named(point: Row) -> str:
     return ", ".join(f"{name}={_cell(value)}" for name, value in point.items())
 
 
-def _results(result: Any) -> Row:
-    if isinstance(result, Mapping):
-        return dict(result)
-    if isinstance(result, tuple):
-        names = getattr(result, "_fields", [f"value{i}" for i in range(len(result))])
-        return dict(zip(names, result))
-    return {"value": result}
-
-
 def _on_executor(executor: Executor, task: Task, points: Sequence[Row], tries: int) -> Outcomes:
     from concurrent.futures import ThreadPoolExecutor, as_completed
     from concurrent.futures.process import BrokenProcessPool
 
-    from ._processes import measure, on_processes, pack, packed_measure
+    from ._processes import measure, on_processes, pack, packed_measure, unpack
 
-    futures: dict[Future[Done], int] = {}
+    futures: dict[Future[Any], int] = {}
+    future: Future[Any]
     unfinished: list[int] = []
     is_here = isinstance(executor, ThreadPoolExecutor)
     packed = b"" if is_here else task.packed()
@@ -185,7 +179,7 @@ def _on_executor(executor: Executor, task: Task, points: Sequence[Row], tries: i
                 unfinished.append(i)
         for future in as_completed(futures):
             try:
-                outcome = future.result()
+                outcome: Outcome = future.result() if is_here else unpack(future.result())
             except BrokenProcessPool:
                 unfinished.append(futures[future])
                 continue
@@ -205,14 +199,14 @@ def _on_cluster(client: Any, task: Task, points: Sequence[Row]) -> Outcomes:
     from distributed import as_completed
     from distributed.scheduler import KilledWorker
 
-    from ._processes import Death, pack, packed_measure
+    from ._processes import Death, pack, packed_measure, unpack
 
     packed = task.packed()
     futures = {client.submit(packed_measure, packed, pack(point), pure=False): i for i, point in enumerate(points)}
     try:
         for future in as_completed(list(futures)):
             try:
-                outcome: Outcome = future.result()
+                outcome: Outcome = unpack(future.result())
             except KilledWorker as killed:
                 outcome = Death(str(killed))
             yield futures[future], outcome
@@ -269,8 +263,8 @@ def sweep(
 
     `executor` says where: None is as many processes of this machine as it has cores, a number that many, "serial" this
     process; or any executor of `concurrent.futures`, or a client of Dask (`distributed.Client`). Results don't depend on
-    it. What is in force here by `tolvane.errors` is in force there; logs of this process hear nothing of others, so open
-    them inside `run`. Functions of a notebook or of the program itself need cloudpickle to get there.
+    it. Modes of this context, as that of `tolvane.errors`, hold there; logs of this process hear nothing of others, so
+    open them inside `run`. Functions of a notebook or of the program itself need cloudpickle to get there.
 
     An exception at a point ends the sweep with a SweepError, which names the point; with errors="keep" the row has it
     in the column "error", and no results. If a process dies, its point is tried again, `tries` times in all; a cluster
@@ -316,7 +310,7 @@ def _row(point: Row, outcome: Outcome, errors: str) -> Row:
         text = f"At {_named(point)}: {type(outcome.error).__name__}: {outcome.error}"
         error, cause = SweepError("tolvane:sweep:point", text, point), outcome.error
     else:
-        results = _results(outcome.value)
+        results = outcome.results
         taken = sorted({"error", *point} & results.keys())
         if taken:
             raise ValueError(f"The result {taken[0]!r} has the name of a value of the grid or of 'error'; rename it.")
@@ -337,48 +331,53 @@ def _notebook() -> Any:
     return display
 
 
+class _Shown:
+    """A count that is shown as it grows, ten times a second at most."""
+
+    def __init__(self, count: int, show: Callable[[str, int], None]) -> None:
+        self._count = count
+        self._show = show
+        self._done = 0
+        self._last = 0.0
+
+    def advance(self) -> None:
+        self._done += 1
+        now = time.monotonic()
+        if now - self._last > 0.1:
+            self._last = now
+            self.show()
+
+    def show(self) -> None:
+        self._show(f"{self._done} of {self._count} points", self._done)
+
+
 @contextlib.contextmanager
-def _progress(count: int, wanted: bool | None) -> Iterator[Callable[[], None]]:
+def _progress(count: int, wanted: bool | None) -> Iterator[Callable[[], object]]:
     """Shows how many points are done: a bar in a notebook, tqdm or a line of text on a terminal, nothing elsewhere."""
-    if wanted is False or count == 0:
-        yield lambda: None
-        return
     display = _notebook()
-    done = 0
-    if display is not None:
-
-        def bar() -> Any:
-            return display.HTML(f'<progress value="{done}" max="{count}"></progress> {done} of {count} points')
-
-        handle = display.display(bar(), display_id=True)
-
-        def advance() -> None:
-            nonlocal done
-            done += 1
-            handle.update(bar())
-
-        try:
-            yield advance
-        finally:
-            handle.update(display.HTML(f"{done} of {count} points"))
-        return
-    if wanted is None and not sys.stderr.isatty():
+    is_terminal = sys.stderr is not None and sys.stderr.isatty()
+    if wanted is False or count == 0 or not (wanted or display or is_terminal):
         yield lambda: None
         return
-    try:
-        from tqdm import tqdm
-    except ImportError:
+    if display is not None:
+        handle = display.display(display.HTML(""), display_id=True)
 
-        def advance() -> None:
-            nonlocal done
-            done += 1
-            sys.stderr.write(f"\r{done} of {count} points")
-            sys.stderr.flush()
+        def draw(text: str, done: int) -> None:
+            handle.update(display.HTML(f'<progress value="{done}" max="{count}"></progress> {text}'))
 
+        shown = _Shown(count, draw)
+    else:
         try:
-            yield advance
-        finally:
-            sys.stderr.write("\n")
-        return
-    with tqdm(total=count, unit="point", file=sys.stderr) as meter:
-        yield meter.update
+            from tqdm import tqdm
+        except ImportError:
+            shown = _Shown(count, lambda text, done: print(f"\r{text}", end="", file=sys.stderr, flush=True))
+        else:
+            with tqdm(total=count, unit="point", file=sys.stderr) as meter:
+                yield meter.update
+            return
+    try:
+        yield shown.advance
+    finally:
+        shown.show()
+        if display is None:
+            print(file=sys.stderr)
