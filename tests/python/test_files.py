@@ -210,6 +210,11 @@ REFUSED = {
         tv.Error,
         "TolvaneKit:fimathInvalidSetting",
     ),
+    "complex words with a slope": (
+        dict(x=tv.ScaledArray(tv.complex_of(*[tv.from_words([1], "s8")] * 2), tv.ScaledType(True, 8, 1.5, 0, 0.0))),
+        tv.Error,
+        "fixedpoint:fi:nocomplexslopebias",
+    ),
     "a name": ({"": 1.0}, tv.Error, "VELMAR:save:badName"),
     "too deep": (dict(x=functools.reduce(lambda inner, _: [inner], range(210), [])), tv.Error, "VELMAR:save:tooDeep"),
 }
