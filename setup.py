@@ -32,6 +32,8 @@ class CMakeBuild(build_ext):
         host, targets = ("external", []) if missing else ("reference", ["tolvane_python_host"])
         options = ["-DCMAKE_BUILD_TYPE=Release", "-DTOLVANE_PYTHON=ON", f"-DTOLVANE_HOST={host}"]
         options.append(f"-DPython3_EXECUTABLE={sys.executable}")
+        # Libraries are copied from the build folder, where paths that are padded for later would name the current folder.
+        options.append("-DCMAKE_BUILD_WITH_INSTALL_RPATH=ON")
         options += [f"-DTOLVANE_{part}=OFF" for part in ("TESTS", "EXAMPLES")]
         generator = ["-G", "Ninja"] if shutil.which("ninja") else []
         subprocess.run(["cmake", "-S", str(ROOT), "-B", str(folder), *generator, *options], check=True)

@@ -423,7 +423,10 @@ class Array:
     def astype(self, dtype: Any) -> Any:
         """The values as an array of numpy: the nearest floats, whole numbers cut off toward zero, or fractions for
         `object`. Never the words."""
-        wanted = np.dtype(dtype)
+        try:
+            wanted = np.dtype(dtype)
+        except TypeError:
+            raise TypeError(f"{dtype!r} is no type of numpy's. Other formats are reached by a cast: x.cast('s8,7').") from None
         if wanted.kind == "O":
             made = np.empty(self.size, object)
             made[:] = [_fraction(pair) for pair in self._c.values()]
@@ -516,7 +519,9 @@ class Array:
         return _wrap(_core.absolute(self._c))
 
     def __pow__(self, exponent: Any) -> Array:
-        return _wrap(_core.power(self._c, _places(exponent)))
+        if not isinstance(exponent, (int, np.integer)) or isinstance(exponent, bool):
+            raise TypeError("Powers are by whole numbers; tolvane.sqrt(x, 's16,15') is the root, rounded once.")
+        return _wrap(_core.power(self._c, int(exponent)))
 
     def __truediv__(self, other: Any) -> Array:
         raise TypeError("Quotients have no exact word: tolvane.divide(a, b, 's16,15') rounds once, x.scaled(-n) divides by 2**n.")

@@ -101,7 +101,10 @@ def _file_options(style: str | None, **others: Any) -> dict[str, Any]:
 
 
 def _cores(arrays: Array | Sequence[Array]) -> list[_core.FixedArray]:
-    return [one._c for one in ([arrays] if isinstance(arrays, Array) else arrays)]
+    parts = [arrays] if isinstance(arrays, Array) else list(arrays)
+    if not all(isinstance(one, Array) for one in parts):
+        raise TypeError("Words are those of arrays: tolvane.array(values, 's16,15'), or a list of such.")
+    return [one._c for one in parts]
 
 
 def write_words(
