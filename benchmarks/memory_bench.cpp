@@ -64,7 +64,7 @@ void add(const std::string& name, const char* variant, std::size_t count, bool i
         ->Repetitions(15);
 }
 
-const auto addDoubles = VectorTargets<AddLoop, const double*, const double*, double*, std::size_t>::best();
+const auto kAddDoubles = VectorTargets<AddLoop, const double*, const double*, double*, std::size_t>::best();
 
 class Cases {
  public:
@@ -79,7 +79,7 @@ class Cases {
     /// `run()` sets anything.
     void any(const std::string& what, bool hasPlace, const std::function<void()>& run) {
         const std::string name = what + ", " + std::to_string(mCount);
-        add(name, "sum", mCount, false, [this] { addDoubles(mDoubles.data(), mOthers.data(), mSums.data(), mCount); });
+        add(name, "sum", mCount, false, [this] { kAddDoubles(mDoubles.data(), mOthers.data(), mSums.data(), mCount); });
         add(name, "array", mCount, false, run);
         if (hasPlace) {
             add(name, "log", mCount, true, run);

@@ -427,7 +427,6 @@ void compareParts(Order order, const Words& left, const Words& right, std::uint6
         }
     };
     detail::inSlices(count, compareSlice, limbs);
-    }
 }
 
 }  // namespace

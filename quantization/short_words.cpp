@@ -363,7 +363,7 @@ template <class Int>
 void widenAll(const void* in, std::size_t count, std::int64_t* out) {
     const auto* const x = static_cast<const Int*>(in);
     for (std::size_t i = 0; i < count; ++i) {
-        out[i] = static_cast<std::int64_t>(x[i]);
+        out[i] = static_cast<std::int64_t>(x[i]);  // NOLINT(bugprone-signed-char-misuse): chars of 8 bits are numbers
     }
 }
 void widenForTarget(const void* in, std::size_t bytesEach, bool isSigned, std::size_t count, std::int64_t* out) {

@@ -159,6 +159,7 @@ TEST(Arrays, MultiplyMatricesExactlyHoweverLong) {
         {ufix(16, 4), sfix(9, -3), {2, 20, 31}, 30},
         {sfix(24, 0), sfix(24, 0), {20, 40}, 20},  // 53 bits and more
         {sfix(24, 0), sfix(23, 0), {20, 32}, 20},
+        {sfix(25, 0), sfix(25, 0), {20, 63}, 20},  // odd sums beyond 2^53
         {sfix(32, 30), sfix(32, 30), {20, 40}, 20},
         {ufix(32, 30), ufix(31, 30), {20, 40}, 20},
         {sfix(60, 3), sfix(20, 1), {20, 40}, 20},
@@ -178,13 +179,15 @@ TEST(Arrays, MultiplyMatricesExactlyHoweverLong) {
         array_shape shape = row.rows;
         shape[axes - 2] = terms;
         shape[axes - 1] = row.columns;
-        // The first row and column have bounds alone, whose sums are the greatest in size.
+        // The first row and column have bounds alone, whose sums are the greatest in size, and odd if there is an odd
+        // number of terms.
         const auto matrix = [&](const fixed_type& type, const array_shape& of, bool isLeft) {
             std::vector<std::int64_t> words(matrices * of[axes - 2] * of[axes - 1]);
             const int unused = 64 - type.bits;
             for (std::size_t i = 0; i < words.size(); ++i) {
                 const bool isBound = isLeft ? i % (rows * terms) < terms : i % row.columns == 0;
-                const std::uint64_t word = isBound ? std::uint64_t{1} << (type.bits - 1) : random.word();
+                const std::uint64_t bound = (std::uint64_t{1} << (type.bits - 1)) - terms % 2;
+                const std::uint64_t word = isBound ? bound : random.word();
                 words[i] = type.is_signed ? static_cast<std::int64_t>(word << unused) >> unused
                                           : static_cast<std::int64_t>(word << unused >> unused);
             }
@@ -197,6 +200,11 @@ TEST(Arrays, MultiplyMatricesExactlyHoweverLong) {
         };
         const fixed_array made =
             matmul(joined(parts[0], parts[1]), joined(parts[2], parts[3]), {.product = std::nullopt, .sum = row.sum});
+        if (row.sum) {
+            fixed_log log;
+            ASSERT_EQ(matmul(parts[0], parts[2], {.product = std::nullopt, .sum = row.sum}), made);
+            ASSERT_EQ(log.place("sum").values, rows * terms * row.columns);
+        }
         for (int sample = 0; sample < 12; ++sample) {
             const auto any = [&](std::size_t count) {
                 return sample == 0 ? 0 : static_cast<std::size_t>(random.between(0, static_cast<int>(count) - 1));
