@@ -7,6 +7,7 @@
 #include "host/hsc.h"
 #include "host/hsv.h"
 #include "host/hv.h"
+#include "numbers/memory_services.h"
 #include "numbers/services.h"
 
 namespace {
@@ -35,6 +36,9 @@ constexpr Services kHostServices = {
 constexpr int kFirst = 101;
 [[gnu::init_priority(kFirst)]] const struct Installation {
     Installation() { tolvane::detail::setServices(kHostServices); }
+    ~Installation() { tolvane::detail::keepOnlyMemoryServices(); }
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
 } kInstallation;
 
 }  // namespace

@@ -5,10 +5,12 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
 #include "host/ErrorIdException.h"
+#include "numbers/memory_services.h"
 
 namespace tolvane::detail {
 
@@ -97,6 +99,19 @@ constinit std::atomic<const Services*> servicesInForce{&kOwnServices};
 
 const Services& setServices(const Services& table) {
     return *servicesInForce.exchange(&table);
+}
+
+void keepOnlyMemoryServices() {
+    static Services sKept = kOwnServices;
+    const Services& old = services();
+    sKept.allocate = old.allocate;
+    // Not what the old table does, which is code of the library that leaves.
+    sKept.allocateZeros = [](std::size_t bytes) {
+        void* const memory = services().allocate(bytes);
+        return memory == nullptr ? nullptr : std::memset(memory, 0, bytes);
+    };
+    sKept.release = old.release;
+    servicesInForce.store(&sKept, std::memory_order_release);
 }
 
 void raise(std::string id, std::string message) {

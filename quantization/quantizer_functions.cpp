@@ -278,7 +278,9 @@ struct quantizer::Functions {
     // By round mode.
     template <class Overflow, class Sign>
     static constexpr auto kFixedTable = RoundingRules::table([]<class Rule>() { return kFixed<Rule, Overflow, Sign>; });
-    static constexpr auto kFloatTable = RoundingRules::table([]<class Rule>() { return kFloating<Rule>; });
+    // Hidden: what a process has once for all libraries keeps the library from being unloaded.
+    [[gnu::visibility("hidden")]] static constexpr auto kFloatTable =
+        RoundingRules::table([]<class Rule>() { return kFloating<Rule>; });
 
     template <class Sign>
     static Function fixedFor(embedded::RoundModeEnum round, embedded::OverflowModeEnum overflow) {

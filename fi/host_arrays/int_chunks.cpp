@@ -1,5 +1,6 @@
 // The stored integers as arrays of 32-bit chunks, and conversions between those and arrays of 64-bit words.
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -22,6 +23,8 @@
 using namespace tolvane::detail;
 
 namespace {
+
+static_assert(std::endian::native == std::endian::little, "two chunks are a word of 64 bits");
 
 constexpr std::uint64_t kChunkBits = 32;
 

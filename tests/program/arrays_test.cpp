@@ -400,6 +400,10 @@ TEST(Arrays, TakeAndGiveValuesOfEveryKind) {
     const fixed_array w = z * z;
     EXPECT_EQ(w.to_complex_doubles(), (std::vector<C>{{0.1875, -0.25}, {0.4375, -1.5}}));
     EXPECT_EQ(z.imag() * 4, fixed_array({-1, 3}, "s8,0"));
+    // Without a sign: the imaginary part is the sum of two products, 450, where the real part is at most 225.
+    const fixed_array most = complex_of(fixed_array({15}, "u4,0"), fixed_array({15}, "u4,0"));
+    EXPECT_EQ((most * most).imag().at(0).text(), "450");
+    EXPECT_EQ((most * most).type().text(), "s10,0");
 }
 
 TEST(Arrays, SayWhatIsWrong) {

@@ -9,8 +9,7 @@
 
 #include "program/tolvane.h"
 #include "quantization/quantizer.h"
-#include "tests/soak/arrays.h"
-#include "tests/soak/model.h"
+#include "tests/soak/host_words.h"
 #include "tests/soak/soak.h"
 
 namespace soak {
@@ -188,14 +187,6 @@ Outcome intoFormat(const Case& oneCase) {
 /// Doubles through the host's quantizer, with counts and extremes. Values have so few bits that no sum with a half
 /// rounds, which the host's roundings depend on.
 Outcome throughQuantizer(const Case& oneCase) {
-    struct Mode {
-        rounding model;
-        embedded::RoundModeEnum host;
-    };
-    static constexpr Mode kModes[] = {
-        {rounding::ceil, embedded::RoundModeEnum(0)},        {rounding::convergent, embedded::RoundModeEnum(1)},
-        {rounding::toward_zero, embedded::RoundModeEnum(2)}, {rounding::floor, embedded::RoundModeEnum(3)},
-        {rounding::nearest, embedded::RoundModeEnum(4)},     {rounding::nearest_away, embedded::RoundModeEnum(5)}};
     Draw draw(oneCase.seed);
     const std::size_t size = sizeOf(draw);
     const int wordBits = draw.oneIn(3) ? draw.between(1, 52) : draw.between(1, 20);
@@ -203,7 +194,7 @@ Outcome throughQuantizer(const Case& oneCase) {
     const int bits = draw.between(1, 45);
     const int shift =
         std::clamp(draw.oneIn(4) ? draw.between(-40, 45) : bits - wordBits - draw.between(-4, 4), -50, 45);
-    const Mode mode = draw.of(kModes);
+    const HostMode mode = draw.of(kHostModes);
     const bool wraps = draw.oneIn(2);
     const int wordFraction = draw.between(-100, 200);
     const Source source{draw.bits(), bits, !draw.oneIn(4), shift, wordBits, Style(draw.between(0, 2))};

@@ -29,6 +29,8 @@ void require(bool holds, const char* what = "it isn't built as saved files are")
     }
 }
 
+static_assert(std::endian::native == std::endian::little, "numbers of the file are copied as they are");
+
 /// A part of the file that is read from its start; little-endian numbers.
 class Part {
  public:
