@@ -77,7 +77,9 @@ _KINDS: dict[str, type[Error]] = {
 def _make(id: str, text: str) -> Error:
     # What the engine says to C++ programs, in this language.
     text = re.sub(r'fixed_array\(value, "([^"]*)"\)', r"tolvane.array(value, '\1')", text)
-    text = text.replace(", or write an exact_value", "")
+    text = re.sub(r"\{\.(\w+) = true\}", r"tolvane.recording(\1=True)", text)
+    text = text.replace(", or write an exact_value", "").replace("proposal_rule::keep_fraction", "keep='fraction'")
+    text = text.replace("call set_most_bits", "call tolvane.set_most_bits")
     return _KINDS.get(id, Error)(id, text)
 
 

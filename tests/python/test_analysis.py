@@ -169,7 +169,7 @@ def test_explanations_without_samples_know_what_was_added():
     with tv.recording() as plain:
         run(1)
     for refused in (lambda: tv.explain(plain, log), lambda: tv.diff(log, longer), lambda: plain.samples("x")):
-        with pytest.raises(tv.Error) as caught:
+        with pytest.raises(tv.Error, match=r"tolvane.recording\((samples|errors)=True\)") as caught:
             refused()
         assert caught.value.id == "tolvane:log:options"
 

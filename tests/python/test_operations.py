@@ -110,11 +110,6 @@ def operation(function):
     return function
 
 
-def table(rows):
-    for row in rows:
-        OPERATIONS.append(row)
-
-
 def element_wise(compute, expect):
     """`expect(a, b)` of words in a common unit, of which the result is so many times 2**-fraction."""
 
@@ -155,7 +150,7 @@ def counted(compute, expect):
     )
 
 
-table(
+OPERATIONS.extend(
     [
         element_wise(operator.add, operator.add),
         element_wise(operator.sub, operator.sub),
