@@ -67,6 +67,7 @@ from ._functions import (
     zeros,
     zeros_like,
 )
+from ._arithmetic import add, multiply, subtract
 from ._log import Log, Place, compare, propose, recording
 
 __all__ = [
@@ -87,6 +88,7 @@ __all__ = [
     "Place",
     "Type",
     "__version__",
+    "add",
     "arange",
     "argsort",
     "array",
@@ -124,6 +126,7 @@ __all__ = [
     "maximum",
     "mean",
     "minimum",
+    "multiply",
     "multiply_add",
     "ones",
     "ones_like",
@@ -142,6 +145,7 @@ __all__ = [
     "sosfilt",
     "sqrt",
     "stack",
+    "subtract",
     "sum",
     "trailing_zeros",
     "trunc",
