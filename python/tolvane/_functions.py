@@ -66,9 +66,9 @@ def cumsum(x: Array, axis: int | None = None, format: FormatLike | None = None) 
     return x.cumsum(axis, format)
 
 
-def mean(x: Array, axis: Any = None, format: FormatLike | None = None, keepdims: bool = False) -> Array:
-    """The exact sums along an axis, several or all, over the number of their terms, rounded once to a format."""
-    return x.mean(axis, format, keepdims)
+def mean(x: Array, axis: int | None = None, format: FormatLike | None = None) -> Array:
+    """The exact sum over the number of elements, rounded once to a format."""
+    return x.mean(axis, format)
 
 
 def where(mask: Any, a: ArrayLike, b: ArrayLike) -> Array:
