@@ -123,12 +123,11 @@ enum class Writing { inPlace, elsewhere };
 /// Lets `fill(place, words, isImag)` write all words of the target, in place if asked for and nobody else sees them.
 /// They may be those of an operand. In place, the function throws nothing once it writes.
 template <class Fill>
-void fillTarget(fixed_array& out, bool isComplex, Writing writing, rounding round, overflow over,
+void fillTarget(fixed_array& out, bool isComplex, Writing writing, const fixed_format& format,
                 const code_location& where, const Fill& fill) {
     if (isComplex && !out.is_complex()) {
         throw error("tolvane:array:complex", "Complex values can't be put into a real array. Make it complex first.");
     }
-    const fixed_format format(out.type(), round, over, out.name());
     Place place(format, where);
     if (writing == Writing::inPlace && !LogAccess::isLogging() && !out.is_complex() &&
         ArrayAccess::real(out).use_count() == 1) {
@@ -160,19 +159,19 @@ void requireFits(const array_shape& shape, const array_shape& into) {
     }
 }
 
-void assignResult(Operation operation, fixed_array& out, const fixed_array& a, const fixed_array& b, rounding round,
-                  overflow over, const code_location& where) {
+void assignResult(Operation operation, fixed_array& out, const fixed_array& a, const fixed_array& b,
+                  const fixed_format& format, const code_location& where) {
     if (a.is_complex() || b.is_complex()) {
-        assign(out, exactly(operation, a, b), round, over, where);
+        assign(out, exactly(operation, a, b), format.rounding(), format.overflow(), where);
         return;
     }
     requireFits(a.shape() == b.shape() ? a.shape() : detail::commonShape(a.shape(), b.shape()), out.shape());
     const Operand left(ArrayAccess::real(a), a.shape(), out.shape(), out.size());
     const Operand right(ArrayAccess::real(b), b.shape(), out.shape(), out.size());
     const fixed_type exact = detail::grown(exactType(operation, a.type(), b.type()), a, b);
-    const bool isKept = !LogAccess::isLogging() && exact.fraction <= out.type().fraction &&
-                        detail::cannotOverflow({out.type(), round, over}, exact);
-    fillTarget(out, false, Writing::inPlace, round, over, where, [&](Place& place, wordarray& words, bool /*isImag*/) {
+    const bool isKept =
+        !LogAccess::isLogging() && exact.fraction <= out.type().fraction && detail::cannotOverflow(format, exact);
+    fillTarget(out, false, Writing::inPlace, format, where, [&](Place& place, wordarray& words, bool /*isImag*/) {
         // The loops below have one operand with a word for each result.
         const bool isOne = left.words().span().count == 1 && right.words().span().count == 1;
         if (isKept && !isOne && combineAll(operation, left.words().span(), right.words().span(), words)) {
@@ -205,7 +204,7 @@ void assign(fixed_array& out, const fixed_array& x, rounding round, overflow ove
     if (x.is_complex()) {
         imag.emplace(ArrayAccess::imag(x), x.shape(), out.shape(), out.size());
     }
-    fillTarget(out, x.is_complex(), Writing::inPlace, round, over, where,
+    fillTarget(out, x.is_complex(), Writing::inPlace, {out.type(), round, over, out.name()}, where,
                [&](Place& place, wordarray& words, bool isImag) {
                    quantizeInto((isImag ? *imag : real).words(), place, words);
                });
@@ -226,37 +225,36 @@ void assign(fixed_array& out, std::span<const double> values, rounding round, ov
         return;
     }
     // Values are found not to be finite on the way.
-    fillTarget(out, false, Writing::elsewhere, round, over, where,
-               [&](Place& place, wordarray& words, bool /*isImag*/) {
-                   place.takeValues();
-                   detail::quantizeInto(values, place, words);
-               });
+    fillTarget(out, false, Writing::elsewhere, format, where, [&](Place& place, wordarray& words, bool /*isImag*/) {
+        place.takeValues();
+        detail::quantizeInto(values, place, words);
+    });
 }
 
 void assign_sum(fixed_array& out, const fixed_array& a, const fixed_array& b, rounding round, overflow over,
                 const code_location& where) {
-    assignResult(Operation::sum, out, a, b, round, over, where);
+    assignResult(Operation::sum, out, a, b, {out.type(), round, over, out.name()}, where);
 }
 
 void assign_difference(fixed_array& out, const fixed_array& a, const fixed_array& b, rounding round, overflow over,
                        const code_location& where) {
-    assignResult(Operation::difference, out, a, b, round, over, where);
+    assignResult(Operation::difference, out, a, b, {out.type(), round, over, out.name()}, where);
 }
 
 void assign_product(fixed_array& out, const fixed_array& a, const fixed_array& b, rounding round, overflow over,
                     const code_location& where) {
-    assignResult(Operation::product, out, a, b, round, over, where);
+    assignResult(Operation::product, out, a, b, {out.type(), round, over, out.name()}, where);
 }
 
 namespace {
 
-/// x = x op b in the type of x; the shape grows if it has to.
+/// x = x op b at an unnamed place of the type of x; the shape grows if it has to.
 void update(Operation operation, fixed_array& x, const fixed_array& b, const code_location& where) {
     if (x.is_complex() || b.is_complex() || detail::commonShape(x.shape(), b.shape()) != x.shape()) {
-        x = cast(exactly(operation, x, b), fixed_format(x.type()).named(x.name()), where);
+        x = cast(exactly(operation, x, b), x.type(), where).named(x.name());
         return;
     }
-    assignResult(operation, x, x, b, rounding::nearest, overflow::saturate, where);
+    assignResult(operation, x, x, b, x.type(), where);
 }
 
 }  // namespace
