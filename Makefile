@@ -101,6 +101,7 @@ bench:
 	@tools/install-deps build bench
 	@tools/build bench
 	@for bench in build/bench/benchmarks/*_bench; do $$bench $(ARGS) || exit 1; done
+	@echo "The Python package beside numpy: make python, then build/python-env/bin/python benchmarks/python_bench.py"
 
 format:
 	@tools/install-deps check

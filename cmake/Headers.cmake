@@ -64,6 +64,7 @@ tolvane_headers(
   fi/FiReference.h
   fi/dimensions.h
   fi/fi.h
+  program/assignments.h
   program/bits.h
   program/code_location.h
   program/error.h

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "host/ErrorIdException.h"
+#include "numbers/kept_memory.h"
 #include "numbers/memory_services.h"
 
 namespace tolvane::detail {
@@ -32,15 +33,6 @@ void warnOnStandardError(const std::string& id, const std::string& text) {
 
 void printToStandardOutput(const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
-// Null means no memory, so an empty block must not be null.
-void* allocateByMalloc(std::size_t bytes) {
-    return std::malloc(bytes == 0 ? 1 : bytes);
-}
-
-void* allocateByCalloc(std::size_t bytes) {
-    return std::calloc(1, bytes == 0 ? 1 : bytes);
 }
 
 std::string shortestText(double value) {
@@ -83,9 +75,9 @@ constexpr Services kOwnServices = {
     .raiseBadIndex = throwBadIndex,
     .warn = warnOnStandardError,
     .print = printToStandardOutput,
-    .allocate = allocateByMalloc,
-    .allocateZeros = allocateByCalloc,
-    .release = std::free,
+    .allocate = allocateKept,
+    .allocateZeros = allocateKeptZeros,
+    .release = releaseKept,
     .textOfDouble = shortestText,
     .hypot = hypotOf,
     .log = logOf,
@@ -98,6 +90,7 @@ constexpr Services kOwnServices = {
 constinit std::atomic<const Services*> servicesInForce{&kOwnServices};
 
 const Services& setServices(const Services& table) {
+    freeKept();  // another table's memory may not come from here
     return *servicesInForce.exchange(&table);
 }
 

@@ -59,6 +59,17 @@ wordarray::wordarray(std::uint64_t count, const WordGrid& grid)
       mCount(count),
       mLimbs(allocateHostZeros<mp_limb_t>(count, mLimbsPerWord)) {}
 
+wordarray::wordarray(std::uint64_t count, const WordGrid& grid, Uninitialised /*tag*/)
+    : mGrid(grid), mLimbsPerWord(grid.limbs()), mCount(count) {
+    std::uint64_t bytes = 0;
+    if (__builtin_mul_overflow(count, mLimbsPerWord * sizeof(mp_limb_t), &bytes)) {
+        raiseOutOfMemory();
+    }
+    if (bytes != 0) {
+        mLimbs.reset(static_cast<mp_limb_t*>(allocateHostBytes(bytes)));
+    }
+}
+
 wordarray::wordarray(const wordarray& source, std::uint64_t start, std::uint64_t count)
     : wordarray(count, source.mGrid) {
     copyRun(source.span(), start, 0, count);

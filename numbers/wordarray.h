@@ -20,6 +20,9 @@ class TOLVANE_API wordarray {
     /// Makes `count` zeros. Raises "fixedpoint:fi:outofmemory", as every function that needs memory does, before
     /// anything has changed.
     wordarray(std::uint64_t count, const WordGrid& grid);
+    /// Leaves the words uninitialised: write all of them before any is read.
+    enum class Uninitialised {};
+    wordarray(std::uint64_t count, const WordGrid& grid, Uninitialised tag);
     /// Copies `count` words from `start` on, all within the source.
     wordarray(const wordarray& source, std::uint64_t start, std::uint64_t count);
     /// Copies words to a grid of the same exponent that has all their values.

@@ -10,6 +10,7 @@
 #include "program/kernels.h"
 #include "program/log_access.h"
 #include "program/moves.h"
+#include "program/result_types.h"
 
 namespace tolvane {
 
@@ -17,6 +18,8 @@ using detail::ArrayAccess;
 using detail::grown;
 using detail::PartReader;
 using detail::Place;
+using detail::productType;
+using detail::sumType;
 using detail::wordarray;
 using detail::integers::Arena;
 using detail::integers::Block;
@@ -45,24 +48,6 @@ fixed_type detail::grown(const fixed_type& type, const fixed_array& a, const fix
 }
 
 namespace {
-
-/// The bits of a type with a finer last place, and with a sign even if it has none.
-int alignedBits(const fixed_type& type, int fraction, bool isSigned) {
-    return type.bits + (fraction - type.fraction) + (isSigned && !type.is_signed ? 1 : 0);
-}
-
-fixed_type sumType(const fixed_type& a, const fixed_type& b, Sign sign) {
-    const int fraction = std::max(a.fraction, b.fraction);
-    if (sign == Sign::minus && !a.is_signed && !b.is_signed) {
-        return {true, std::max(alignedBits(a, fraction, false), alignedBits(b, fraction, false)) + 1, fraction};
-    }
-    const bool isSigned = a.is_signed || b.is_signed;
-    return {isSigned, std::max(alignedBits(a, fraction, isSigned), alignedBits(b, fraction, isSigned)) + 1, fraction};
-}
-
-fixed_type productType(const fixed_type& a, const fixed_type& b) {
-    return {a.is_signed || b.is_signed, a.bits + b.bits, a.fraction + b.fraction};
-}
 
 fixed_type negatedType(const fixed_type& type) {
     return {true, type.bits + 1, type.fraction};
@@ -135,7 +120,7 @@ class Broadcast {
 
 /// left op right, or one of them where the other is missing; nothing if both are.
 wordarray combineParts(const Words& left, const Words& right, Sign sign, const fixed_type& type, std::uint64_t count) {
-    wordarray words(count, detail::gridOf(type));
+    wordarray words(count, detail::gridOf(type), wordarray::Uninitialised{});
     if (left && right && detail::integers::combine(sign, left->span(), right->span(), words)) {
         return words;
     }
@@ -184,7 +169,7 @@ fixed_array combine(const fixed_array& a, const fixed_array& b, Sign sign) {
 /// a b, or with a second pair of factors a b + c d, or the difference.
 wordarray multiplyParts(const Words& a, const Words& b, const Words& c, const Words& d, Sign sign,
                         const fixed_type& type, std::uint64_t count) {
-    wordarray words(count, detail::gridOf(type));
+    wordarray words(count, detail::gridOf(type), wordarray::Uninitialised{});
     if (!c && detail::integers::multiply(a->span(), b->span(), words)) {
         return words;
     }
@@ -296,22 +281,6 @@ fixed_array operator*(const fixed_array& a, const fixed_array& b) {
     }
     wordarray real = ai && bi ? multiply(ar, br, ai, bi, Sign::minus) : multiply(ar, br);
     return ArrayAccess::make(type, operands.shape(), std::move(real), std::move(imag));
-}
-
-fixed_array array_operand::arrayFor(const fixed_array& x) const {
-    return mArray != nullptr ? *mArray : constant_for(x, mNumber, mIsWhole);
-}
-
-fixed_array& fixed_array::operator+=(const array_operand& other) {
-    return *this = cast(*this + other.arrayFor(*this), mType, other.mWhere).named(mName);
-}
-
-fixed_array& fixed_array::operator-=(const array_operand& other) {
-    return *this = cast(*this - other.arrayFor(*this), mType, other.mWhere).named(mName);
-}
-
-fixed_array& fixed_array::operator*=(const array_operand& other) {
-    return *this = cast(*this * other.arrayFor(*this), mType, other.mWhere).named(mName);
 }
 
 fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_format& format, const code_location& where) {

@@ -96,7 +96,11 @@ fixed_array arrayOf(const Values& real, const Values& imag, const fixed_format& 
 
 }  // namespace
 
-fixed_array::fixed_array() : mReal(std::make_shared<wordarray>(0, detail::gridOf(mType))) {}
+fixed_array::fixed_array() {
+    // Most are given other words at once.
+    static const auto sNone = std::make_shared<const wordarray>(0, detail::gridOf(mType));
+    mReal = sNone;
+}
 
 fixed_array fixed_array::quantized(const std::vector<exact_value>& real, const std::vector<exact_value>& imag,
                                    const fixed_format& format, const code_location& where) {

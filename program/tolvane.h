@@ -1,6 +1,7 @@
 // Everything that programs need for fixed-point arithmetic; include it as <tolvane/tolvane.h>.
 #pragma once
 
+#include "program/assignments.h"
 #include "program/bits.h"
 #include "program/code_location.h"
 #include "program/error.h"

@@ -103,11 +103,10 @@ fixed_array quantizedBuffer(py::handle source, char kind, const array_shape& sha
     return quantizing([&](const code_location& where) {
         switch (kind) {
             case 'f':
-                return shaped(fixed_array(bytes.as<double>(), into, where), shape);
+                return detail::quantizedDoubles(bytes.as<double>(), shape, into, where);
             case 'i':
-                return shaped(fixed_array(bytes.as<std::int64_t>(), into, where), shape);
             case 'u':
-                return shaped(fixed_array(bytes.as<std::uint64_t>(), into, where), shape);
+                return detail::quantizedIntegers(bytes.integers(shape), shape, into, where);
             case 'c':
                 return shaped(fixed_array(bytes.as<std::complex<double>>(), into, where), shape);
             default:
@@ -163,7 +162,7 @@ Memory wordsOf(const fixed_array& x) {
 }
 
 /// Whether the nearest doubles are the values themselves.
-bool isExactInDoubles(const fixed_array& x, const std::vector<double>& doubles) {
+bool isExactInDoubles(const fixed_array& x, std::span<const double> doubles) {
     constexpr int kMantissa = 53;
     constexpr int kSafeExponent = 900;
     const fixed_type& type = x.type();
@@ -214,11 +213,12 @@ void bindArrays(py::module_& module) {
              })
         .def("doubles",
              [](const fixed_array& x, bool isAnyAllowed) -> py::object {
-                 std::vector<double> doubles = x.to_doubles();
+                 const auto [memory, doubles] = memoryFor<double>(x.size());
+                 detail::doublesInto(x, doubles);
                  if (!isAnyAllowed && !isExactInDoubles(x, doubles)) {
                      return py::none();
                  }
-                 return py::cast(memoryOf(std::move(doubles)));
+                 return py::cast(memory);
              })
         .def("at", [](const fixed_array& x, std::size_t index) { return pairOf(x.at(index)); })
         .def("values",
@@ -277,7 +277,7 @@ void bindArrays(py::module_& module) {
     });
     module.def("from_words", [](py::handle source, const array_shape& shape, py::handle type) {
         const Bytes bytes(source);
-        return shaped(fixed_array::from_words(bytes.as<std::int64_t>(), typeOf(type)), shape);
+        return detail::arrayOfWords(bytes.integers(shape), shape, typeOf(type));
     });
     module.def("from_limbs", [](py::handle source, const array_shape& shape, py::handle type) {
         const Bytes bytes(source);

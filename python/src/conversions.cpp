@@ -10,7 +10,7 @@
 namespace tolvane::python {
 
 Bytes::Bytes(py::handle source) {
-    if (PyObject_GetBuffer(source.ptr(), &mView, PyBUF_C_CONTIGUOUS) != 0) {
+    if (PyObject_GetBuffer(source.ptr(), &mView, PyBUF_C_CONTIGUOUS | PyBUF_FORMAT) != 0) {
         throw py::error_already_set();
     }
 }
@@ -20,6 +20,22 @@ void Bytes::requireMultipleOf(std::size_t size) const {
         PyBuffer_Release(const_cast<Py_buffer*>(&mView));
         throw py::value_error("The buffer holds no whole number of elements.");
     }
+}
+
+detail::PlainIntegers Bytes::integers(const array_shape& shape) const {
+    const std::string_view format = mView.format == nullptr ? "B" : mView.format;
+    const bool isSigned = format.find_first_of("bhilq") != std::string_view::npos;
+    if (!isSigned && format.find_first_of("?BHILQ") == std::string_view::npos) {
+        throw py::type_error("A buffer of integers is needed.");
+    }
+    std::size_t bytes = static_cast<std::size_t>(mView.itemsize);
+    for (const std::size_t size : shape) {
+        bytes *= size;
+    }
+    if (bytes != static_cast<std::size_t>(mView.len)) {
+        throw py::value_error("The buffer has another number of elements than the array.");
+    }
+    return {mView.buf, static_cast<std::size_t>(mView.itemsize), isSigned};
 }
 
 Memory memoryOf(const std::vector<bool>& values) {

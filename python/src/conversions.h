@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "numbers/services.h"
+#include "program/array_memory.h"
 #include "program/tolvane.h"
 
 namespace tolvane::python {
@@ -32,6 +34,10 @@ class Bytes {
         requireMultipleOf(sizeof(T));
         return {static_cast<const T*>(mView.buf), static_cast<std::size_t>(mView.len) / sizeof(T)};
     }
+
+    /// Integers of any length, for an array of a shape; buffers of other elements raise TypeError, and of another size
+    /// ValueError.
+    detail::PlainIntegers integers(const array_shape& shape) const;
 
  private:
     void requireMultipleOf(std::size_t size) const;
@@ -57,6 +63,15 @@ Memory memoryOf(std::vector<T> values) {
     return {std::move(owner), data, count, sizeof(T), py::format_descriptor<T>::format(), false};
 }
 Memory memoryOf(const std::vector<bool>& values);
+/// Memory for so many elements, uninitialised, and where to write them.
+template <class T>
+std::pair<Memory, std::span<T>> memoryFor(std::size_t count) {
+    auto* const data = static_cast<T*>(detail::allocateOrRaise(count * sizeof(T)));
+    std::shared_ptr<const void> owner(
+        data, [](const void* memory) { detail::services().release(const_cast<void*>(memory)); });
+    return {Memory{std::move(owner), data, count, sizeof(T), py::format_descriptor<T>::format(), false},
+            std::span<T>(data, count)};
+}
 
 /// A Python int, a float, an expression or a variable, or a pair of a numerator and the exponent of 2 that it is to be
 /// multiplied by. Raises TypeError for others.

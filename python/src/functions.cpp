@@ -1,16 +1,20 @@
 // Arithmetic, sums, comparisons and bits of arrays.
 #include <pybind11/stl.h>
 
+#include "assigning.h"
 #include "guard.h"
 
 namespace tolvane::python {
 
 namespace {
 
-using Comparison = std::vector<bool> (*)(const array_or_number&, const array_or_number&);
-
-void bindComparison(const Functions& module, const char* name, Comparison compare) {
-    module.def(name, [=](const fixed_array& a, const fixed_array& b) { return memoryOf(compare(a, b)); });
+/// A relation of elements, or that of the operands in the other order.
+void bindComparison(const Functions& module, const char* name, detail::Relation relation, bool areSwapped = false) {
+    module.def(name, [=](const fixed_array& a, const fixed_array& b) {
+        const auto [memory, flags] = memoryFor<std::uint8_t>(detail::sizeOfBoth(a, b));
+        working([&, flags = flags] { detail::compareInto(relation, areSwapped ? b : a, areSwapped ? a : b, flags); });
+        return memory;
+    });
 }
 
 sum_formats formatsOf(py::handle product, py::handle sum) {
@@ -24,6 +28,20 @@ sum_formats formatsOf(py::handle product, py::handle sum) {
         formats.sum = format.name().empty() ? format.named("sum") : format;
     }
     return formats;
+}
+
+using Assignment = void (*)(fixed_array&, const fixed_array&, const fixed_array&, rounding, overflow,
+                            const code_location&);
+
+/// An operation into an array, with the rounding and the overflow of a format or those of assignments.
+void bindAssignment(const Functions& module, const char* name, detail::Operation operation, Assignment assign) {
+    module.def(name, [=](fixed_array& out, const fixed_array& a, const fixed_array& b, py::handle format) {
+        const fixed_format into = format.is_none() ? fixed_format(out.type()) : formatOf(format);
+        quantizingInto(out, detail::cannotOverflow(into, operation, a, b),
+                       [&](fixed_array& target, const code_location& where) {
+                           assign(target, a, b, into.rounding(), into.overflow(), where);
+                       });
+    });
 }
 
 std::vector<bool> maskOf(py::handle source) {
@@ -53,6 +71,22 @@ void bindFunctions(py::module_& plain) {
     module.def("add", [](const fixed_array& a, const fixed_array& b) { return a + b; });
     module.def("subtract", [](const fixed_array& a, const fixed_array& b) { return a - b; });
     module.def("multiply", [](const fixed_array& a, const fixed_array& b) { return a * b; });
+    bindAssignment(module, "assign_sum", detail::Operation::sum, &assign_sum);
+    bindAssignment(module, "assign_difference", detail::Operation::difference, &assign_difference);
+    bindAssignment(module, "assign_product", detail::Operation::product, &assign_product);
+    module.def("assign", [](fixed_array& out, const fixed_array& x) {
+        quantizingInto(out, !x.is_complex() && detail::cannotOverflow(fixed_format(out.type()), x.type()),
+                       [&](fixed_array& target, const code_location& where) {
+                           assign(target, x, rounding::nearest, overflow::saturate, where);
+                       });
+    });
+    module.def("assign_doubles", [](fixed_array& out, py::handle source) {
+        const Bytes bytes(source);
+        const auto values = bytes.as<double>();
+        quantizingInto(out, false, [&](fixed_array& target, const code_location& where) {
+            assign(target, values, rounding::nearest, overflow::saturate, where);
+        });
+    });
     module.def("negative", [](const fixed_array& x) { return -x; });
     module.def("absolute", [](const fixed_array& x) { return abs(x); });
     module.def("scaled", [](const fixed_array& x, int places) { return scaled(x, places); });
@@ -93,12 +127,12 @@ void bindFunctions(py::module_& plain) {
         return quantizing([&](const code_location& where) { return conv(x, h, formats, where); });
     });
 
-    bindComparison(module, "equal", &is_equal);
-    bindComparison(module, "not_equal", &is_not_equal);
-    bindComparison(module, "less", &is_less);
-    bindComparison(module, "less_equal", &is_less_equal);
-    bindComparison(module, "greater", &is_greater);
-    bindComparison(module, "greater_equal", &is_greater_equal);
+    bindComparison(module, "equal", detail::Relation::equal);
+    bindComparison(module, "not_equal", detail::Relation::notEqual);
+    bindComparison(module, "less", detail::Relation::less);
+    bindComparison(module, "less_equal", detail::Relation::lessEqual);
+    bindComparison(module, "greater", detail::Relation::less, true);
+    bindComparison(module, "greater_equal", detail::Relation::lessEqual, true);
     module.def("array_equal", [](const fixed_array& a, const fixed_array& b) { return a == b; });
 
     module.def("max", [](const fixed_array& x, int axis) { return max(x, axis); });

@@ -80,6 +80,7 @@ from ._functions import (
     zeros,
     zeros_like,
 )
+from ._arithmetic import add, multiply, subtract
 from ._log import Log, Place, compare, propose, recording
 from ._rules import rules, set_most_bits
 from ._sweep import SweepError, SweepTable, sweep
@@ -108,6 +109,7 @@ __all__ = [
     "SweepTable",
     "Type",
     "__version__",
+    "add",
     "arange",
     "argsort",
     "array",
@@ -151,6 +153,7 @@ __all__ = [
     "maximum",
     "mean",
     "minimum",
+    "multiply",
     "multiply_add",
     "ones",
     "ones_like",
@@ -173,6 +176,7 @@ __all__ = [
     "sosfilt",
     "sqrt",
     "stack",
+    "subtract",
     "sum",
     "sweep",
     "trailing_zeros",

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import decimal
 import fractions
+import math
 import numbers
 import operator
 from collections.abc import Callable, Iterator, Sequence
@@ -103,6 +104,11 @@ def _bits(integers: Any) -> int:
     return max(greatest.bit_length(), (~least).bit_length() if least < 0 else 0)
 
 
+def _integers(source: Any) -> Any:
+    """Integers as the engine reads them."""
+    return np.ascontiguousarray(source, source.dtype.newbyteorder("="))
+
+
 def _quantize(values: Any, format: FormatLike) -> _core.FixedArray:
     if isinstance(values, Array):
         return _core.cast(values._c, format)
@@ -112,15 +118,8 @@ def _quantize(values: Any, format: FormatLike) -> _core.FixedArray:
     size = source.dtype.itemsize
     if kind == "f" and size <= 8:
         return _core.quantize_buffer(np.ascontiguousarray(source, np.float64), "f", shape, format)
-    if kind in "iub" and source.size:
-        # In the shortest type that holds them, a cast stays within 64 bits.
-        bits = _bits(source)
-        if bits < 64:
-            return _core.cast(_core.from_words(np.ascontiguousarray(source, np.int64), shape, f"s{bits + 1}"), format)
-    if kind in "ib":
-        return _core.quantize_buffer(np.ascontiguousarray(source, np.int64), "i", shape, format)
-    if kind == "u":
-        return _core.quantize_buffer(np.ascontiguousarray(source, np.uint64), "u", shape, format)
+    if kind in "iub":
+        return _core.quantize_buffer(_integers(source), "i", shape, format)
     if kind == "c" and size <= 16:
         return _core.quantize_buffer(np.ascontiguousarray(source, np.complex128), "c", shape, format)
     if kind not in "Of":
@@ -148,15 +147,15 @@ def _exact(values: Any, beside: Array | None) -> _core.FixedArray:
         return _core.constant(_EMPTY, values._pair(), True)
     source = _as_ndarray(values)
     kind = source.dtype.kind
-    if kind in "iub" and source.size:
+    if kind in "iubfO" and not source.size:
+        return _core.zeros(source.shape, "s1")
+    if kind in "iub":
         bits = _bits(source)
         if bits < 64:
             return _core.from_words(np.ascontiguousarray(source, np.int64), source.shape, f"s{bits + 1}")
     if beside is not None and kind in "fcO" and are_constants_best() and not _are_whole(source):
         return _best(source, beside)
     if kind == "f" and source.dtype.itemsize <= 8:
-        if not source.size:
-            return _core.zeros(source.shape, "s1")
         made = np.ascontiguousarray(source, np.float64)
         return _core.exact_doubles(made, source.shape, None if beside is None else beside._c)
     if kind == "c":
@@ -204,7 +203,9 @@ def _is_left_to(other: Any, x: Array) -> bool:
 def _binary(operation: Callable[[Any, Any], Any]) -> tuple[Callable[[Array, Any], Any], Callable[[Array, Any], Any]]:
     def forward(self: Array, other: Any) -> Any:
         if type(other) is Array:
-            return _wrap(operation(self._c, other._c))
+            made = _new(Array)
+            made._c = operation(self._c, other._c)
+            return made
         if not isinstance(other, _NUMBERS) or _is_left_to(other, self):
             return NotImplemented
         return _wrap(operation(self._c, _exact(other, self)))
@@ -215,6 +216,16 @@ def _binary(operation: Callable[[Any, Any], Any]) -> tuple[Callable[[Array, Any]
         return _wrap(operation(_exact(other, self), self._c))
 
     return forward, reflected
+
+
+def _in_place(operation: Callable[[Any, Any, Any, Any], None]) -> Callable[[Array, Any], Array]:
+    def update(self: Array, other: Any) -> Array:
+        if type(other) is not Array and not isinstance(other, _NUMBERS):
+            return NotImplemented
+        operation(self._c, self._c, _operand(other, self), None)
+        return self
+
+    return update
 
 
 def _comparison(operation: Callable[[Any, Any], Any]) -> Callable[[Array, Any], Any]:
@@ -274,16 +285,28 @@ def _reduced(x: Array, reduce: Callable[[Any, int], Any], axis: Any, keepdims: b
     else:
         for one in reversed(axes):
             core = reduce(core, one)
+    return _wrap(core.reshaped(_kept_shape(x, axes, True)) if keepdims else core)
+
+
+def _merged(x: Array, axes: tuple[int, ...]) -> _core.FixedArray:
+    """The array with some axes as one, the last one."""
+    rest = [i for i in range(x.ndim) if i not in axes]
+    order = [*rest, *axes]
+    core = x._c if order == list(range(x.ndim)) else _core.permute(x._c, order)
+    return core.reshaped([*[x.shape[i] for i in rest], math.prod(x.shape[i] for i in axes)])
+
+
+def _kept_shape(x: Array, axes: tuple[int, ...], keepdims: bool) -> tuple[int, ...]:
     if keepdims:
-        core = core.reshaped([1 if i in axes else size for i, size in enumerate(x.shape)])
-    return _wrap(core)
+        return tuple(1 if i in axes else size for i, size in enumerate(x.shape))
+    return tuple(size for i, size in enumerate(x.shape) if i not in axes)
 
 
-def _truth(x: Array, reduce: Callable[[Any], bool], along: Callable[[Any, int], Any], axis: int | None) -> Any:
-    if axis is None:
+def _truth(x: Array, reduce: Callable[[Any], bool], along: Callable[[Any, int], Any], axis: Any, keepdims: bool) -> Any:
+    if axis is None and not keepdims:
         return reduce(x._c)
-    (one,) = _axes(axis, x.ndim)
-    return _from_memory(along(x._c, one), np.bool_, x.shape[:one] + x.shape[one + 1 :])[()]
+    axes = _axes(axis, x.ndim)
+    return _from_memory(along(_merged(x, axes), -1), np.bool_, _kept_shape(x, axes, keepdims))[()]
 
 
 class Array:
@@ -528,18 +551,10 @@ class Array:
 
     __rtruediv__ = __floordiv__ = __rfloordiv__ = __mod__ = __rmod__ = __truediv__
 
-    def _set_all(self, value: Array) -> Array:
-        self[...] = value
-        return self
-
-    def __iadd__(self, other: Any) -> Array:
-        return self._set_all(self + other)
-
-    def __isub__(self, other: Any) -> Array:
-        return self._set_all(self - other)
-
-    def __imul__(self, other: Any) -> Array:
-        return self._set_all(self * other)
+    # These quantize into this array's type, to nearest and with saturation.
+    __iadd__ = _in_place(_core.assign_sum)
+    __isub__ = _in_place(_core.assign_difference)
+    __imul__ = _in_place(_core.assign_product)
 
     def scaled(self, places: int) -> Array:
         """The values times 2**places, exactly: the point moves."""
@@ -617,6 +632,9 @@ class Array:
         return _wrap(_core.take(self._c, np.ascontiguousarray(places)).reshaped(places.shape))
 
     def __setitem__(self, key: Any, value: Any) -> None:
+        if key is Ellipsis:
+            self._assign(value)
+            return
         values = value._c if type(value) is Array else _assigned(value, self)
         ranges = self._simple_key(key)
         if ranges is not None:
@@ -626,6 +644,14 @@ class Array:
         if values.shape != places.shape:
             values = _core.broadcast_to(values, places.shape)
         self._c.put_places(np.ascontiguousarray(places), values.reshaped((places.size,)))
+
+    def _assign(self, value: Any) -> None:
+        """Quantizes values into all elements."""
+        if isinstance(value, np.ndarray) and value.dtype == np.float64 and value.shape == self._c.shape:
+            if not self._c.is_complex:
+                _core.assign_doubles(self._c, np.ascontiguousarray(value))
+                return
+        _core.assign(self._c, value._c if type(value) is Array else _assigned(value, self))
 
     def reshape(self, *shape: Any) -> Array:
         """As many elements in another shape; one size may be -1."""
@@ -668,11 +694,16 @@ class Array:
         core = self._c.reshaped((self.size,)) if axis is None else self._c
         return _wrap(_core.cumsum(core, 0 if axis is None else axis, format))
 
-    def mean(self, axis: int | None = None, format: FormatLike | None = None) -> Array:
-        """The exact sum over the number of elements, rounded once to a format."""
+    def mean(self, axis: Any = None, format: FormatLike | None = None, keepdims: bool = False) -> Array:
+        """The exact sums along an axis, several or all, over the number of their terms, rounded once to a format."""
         if format is None:
             raise TypeError("A mean has no exact word; give a format: x.mean(format='s16,15').")
-        return _wrap(_core.mean(self._c, axis, format))
+        if self.iscomplex:
+            parts = [part.mean(axis, format, keepdims)._c for part in (self.real, self.imag)]
+            return _wrap(_core.complex_of(*parts).named(parts[0].name))
+        axes = _axes(axis, self.ndim)
+        core = _core.mean(_merged(self, axes), -1, format)
+        return _wrap(core.reshaped(_kept_shape(self, axes, True)) if keepdims else core)
 
     def max(self, axis: Any = None, keepdims: bool = False) -> Array:
         return _reduced(self, _core.max, axis, keepdims)
@@ -690,11 +721,11 @@ class Array:
     def argmin(self, axis: int | None = None) -> Any:
         return _core.argmin(self._c) if axis is None else self._indices(_core.argmin_along(self._c, axis), axis)
 
-    def any(self, axis: int | None = None) -> Any:
-        return _truth(self, _core.any, _core.any_along, axis)
+    def any(self, axis: Any = None, keepdims: bool = False) -> Any:
+        return _truth(self, _core.any, _core.any_along, axis, keepdims)
 
-    def all(self, axis: int | None = None) -> Any:
-        return _truth(self, _core.all, _core.all_along, axis)
+    def all(self, axis: Any = None, keepdims: bool = False) -> Any:
+        return _truth(self, _core.all, _core.all_along, axis, keepdims)
 
     def dot(self, other: Any) -> Array:
         return self.__matmul__(other)
@@ -774,12 +805,12 @@ def from_words(words: ArrayLike, type: FormatLike, name: str | None = None) -> A
     if source.dtype.kind not in "iubO":
         raise TypeError(f"Words are integers, not {source.dtype}.")
     if wanted.bits <= 64 and source.dtype.kind != "O":
-        if source.dtype.kind != "u" and not wanted.signed and source.size and int(source.min()) < 0:
+        # What the engine would see as a word of the other sign.
+        if source.dtype.kind == "i" and wanted.bits == 64 and not wanted.signed and source.size and int(source.min()) < 0:
             raise _core_error("tolvane:array:word", f"{int(source.min())} is no word of {wanted}.")
         if source.dtype.kind == "u" and wanted.signed and source.size and int(source.max()) >= 1 << 63:
             raise _core_error("tolvane:array:word", f"{int(source.max())} is no word of {wanted}.")
-        memory = np.ascontiguousarray(source).astype(np.uint64 if source.dtype.kind == "u" else np.int64, copy=False)
-        made = _core.from_words(memory, source.shape, wanted)
+        made = _core.from_words(_integers(source), source.shape, wanted)
     else:
         least = -(1 << (wanted.bits - 1)) if wanted.signed else 0
         greatest = (1 << (wanted.bits - (1 if wanted.signed else 0))) - 1

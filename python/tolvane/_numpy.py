@@ -10,6 +10,7 @@ import numpy as np
 
 from . import _core
 from . import _functions as f
+from ._arithmetic import add, multiply, subtract
 from ._array import Array, _operand, _wrap
 
 
@@ -86,12 +87,18 @@ _REDUCTIONS: dict[tuple[Any, str], Callable[..., Any]] = {
 }
 
 
+# Those that write into an array that exists, without an array in between.
+_INTO: dict[Any, Callable[..., Array]] = {
+    np.add: add,
+    np.subtract: subtract,
+    np.multiply: multiply,
+}
+
+
 def _into(out: Any, made: Any) -> Any:
     """Quantizes a result into what `out` names."""
     target = out[0] if isinstance(out, tuple) else out
     if isinstance(target, Array) and isinstance(made, Array):
-        if target.shape != np.broadcast_shapes(target.shape, made.shape):
-            raise ValueError(f"A result of shape {made.shape} has no room in out of shape {target.shape}.")
         target[...] = made
         return target
     if isinstance(target, np.ndarray) and isinstance(made, (np.ndarray, np.generic)):
@@ -116,6 +123,8 @@ def ufunc(function: Any, method: str, inputs: tuple[Any, ...], options: dict[str
         raise TypeError(f"numpy.{function.__name__} of fixed-point arrays has no option {', '.join(options)}.")
     if method == "reduce" and len(inputs) > 1:
         raise TypeError("Reductions take one array.")
+    if out is not None and method == "__call__" and function in _INTO and isinstance(out[0], Array):
+        return _INTO[function](*inputs, out=out[0])
     made = known(*inputs, **named)
     return made if out is None else _into(out, made)
 
@@ -151,8 +160,8 @@ _FUNCTIONS: dict[Any, Callable[..., Any]] = {
     np.amin: _reduced("min"),
     np.argmax: lambda a, axis=None: a.argmax(axis),
     np.argmin: lambda a, axis=None: a.argmin(axis),
-    np.any: lambda a, axis=None: a.any(axis),
-    np.all: lambda a, axis=None: a.all(axis),
+    np.any: lambda a, axis=None, *, keepdims=False: a.any(axis, keepdims),
+    np.all: lambda a, axis=None, *, keepdims=False: a.all(axis, keepdims),
     np.mean: _refuse("A mean has no exact word; give a format: x.mean(format='s16,15')."),
     np.concatenate: lambda arrays, axis=0: f.concatenate(arrays, axis),
     np.stack: lambda arrays, axis=0: f.stack(arrays, axis),
@@ -183,6 +192,7 @@ _FUNCTIONS: dict[Any, Callable[..., Any]] = {
     np.ones_like: lambda a: f.ones_like(a),
     np.full_like: lambda a, fill_value: f.full_like(a, fill_value),
     np.copy: lambda a: a.copy(),
+    np.copyto: lambda dst, src: dst._assign(src) if isinstance(dst, Array) else dst.__setitem__(..., np.asarray(src)),
     np.array_repr: lambda arr: repr(arr),
     np.array_str: lambda a: str(a),
     np.atleast_1d: lambda a: a if a.ndim else a.reshape(1),
