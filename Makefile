@@ -8,7 +8,7 @@
 #   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
 #   make hardware [HARDWARE_CASES=200000] [SEED=random]          compares with simulated hardware, word by word
 #   make docs                                                    the site of all documents, build/docs/html/index.html
-#   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
+#   make bench, format, tidy, sanitize, threads, fuzz, coverage, install [PREFIX=/usr/local], clean
 
 SIGNAL ?= /usr/share/sounds/alsa/Front_Center.wav
 ARGS ?=
@@ -37,7 +37,7 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test python witness hardware bench format format-check tidy sanitize fuzz coverage install docs clean
+.PHONY: run words tour test python witness hardware bench format format-check tidy sanitize threads fuzz coverage install docs clean
 
 run:
 	@tools/install-deps build run
@@ -114,6 +114,12 @@ sanitize:
 	@tools/build sanitize
 	@ctest --test-dir build/sanitize --output-on-failure --progress -j $(JOBS)
 	@tools/fuzz build/sanitize/fuzz 5
+
+threads: export TSAN_OPTIONS := suppressions=$(CURDIR)/tests/threads/suppressions $(TSAN_OPTIONS)
+threads:
+	@tools/install-deps build test check
+	@tools/build threads threads_test
+	@build/threads/tests/threads_test
 
 fuzz:
 	@tools/install-deps build test check
