@@ -9,7 +9,7 @@
 #   make soak [SECONDS=60] [SEED=random]                         random cases beside exact models
 #   make hardware [HARDWARE_CASES=200000] [SEED=random]          compares with simulated hardware, word by word
 #   make docs                                                    the site of all documents, build/docs/html/index.html
-#   make bench, format, tidy, sanitize, fuzz, coverage, install [PREFIX=/usr/local], clean
+#   make bench, format, tidy, sanitize, threads, fuzz, coverage, install [PREFIX=/usr/local], clean
 
 SIGNAL ?= /usr/share/sounds/alsa/Front_Center.wav
 ARGS ?=
@@ -39,7 +39,8 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test python witness soak hardware bench format format-check tidy sanitize fuzz coverage install docs clean
+.PHONY: run words tour test python witness soak hardware bench format format-check tidy sanitize threads fuzz coverage \
+        install docs clean
 
 run:
 	@tools/install-deps build run
@@ -123,6 +124,12 @@ sanitize:
 	@tools/build sanitize
 	@ctest --test-dir build/sanitize --output-on-failure --progress -j $(JOBS)
 	@tools/fuzz build/sanitize/fuzz 5
+
+threads: export TSAN_OPTIONS := suppressions=$(CURDIR)/tests/threads/suppressions $(TSAN_OPTIONS)
+threads:
+	@tools/install-deps build test check
+	@tools/build threads threads_test
+	@build/threads/tests/threads_test
 
 fuzz:
 	@tools/install-deps build test check

@@ -30,17 +30,11 @@ void checkWordLength(int wordLength, const std::string& property) {
 // Construction
 
 fimath::fimath() {
-    if (sGlobalFimath == nullptr) {
-        setGlobalFimath(*this);
-    } else {
-        set(*sGlobalFimath);
-    }
+    set(getGlobalFimath());
 }
 
 fimath::fimath(RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
-    if (sGlobalFimath != nullptr) {
-        set(*sGlobalFimath);
-    }
+    set(getGlobalFimath());
     mRoundMode = roundMode;
     mOverflowMode = overflowMode;
 }

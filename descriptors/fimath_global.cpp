@@ -1,5 +1,7 @@
 // The global object and the dictionary of a session.
+#include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -12,7 +14,20 @@ constinit std::unique_ptr<fimath> fimath::sGlobalFimath;
 constinit std::uint32_t fimath::sGlobalFimathReferenceCount = 0;
 fimath::FimathMap fimath::sFimathMap;
 
+namespace {
+
+// Arrays of any thread read the object, which the first one makes. Whoever replaces it while others use it breaks their
+// references, as the contract says.
+constinit std::atomic<fimath*> sInForce = nullptr;
+constinit std::recursive_mutex sChanging;
+
+}  // namespace
+
 fimath& fimath::getGlobalFimath() {
+    if (fimath* const made = sInForce.load(std::memory_order_acquire)) {
+        return *made;
+    }
+    const std::lock_guard lock(sChanging);
     if (sGlobalFimath == nullptr) {
         setGlobalFimath(fimath(Factory{}));
     }
@@ -20,6 +35,7 @@ fimath& fimath::getGlobalFimath() {
 }
 
 void fimath::setGlobalFimath(const fimath& source) {
+    const std::lock_guard lock(sChanging);
     if (sGlobalFimath != nullptr && sGlobalFimathReferenceCount != 0) {
         sGlobalFimath->set(source);
         return;
@@ -28,10 +44,13 @@ void fimath::setGlobalFimath(const fimath& source) {
     auto replacement = std::make_unique<fimath>(source);
     resetGlobalFimath();
     sGlobalFimath = std::move(replacement);
+    sInForce.store(sGlobalFimath.get(), std::memory_order_release);
 }
 
 void fimath::resetGlobalFimath() {
+    const std::lock_guard lock(sChanging);
     if (sGlobalFimathReferenceCount == 0) {
+        sInForce.store(nullptr, std::memory_order_release);
         sGlobalFimath.reset();
     } else {
         resetGlobalFimathToFactory();
@@ -39,6 +58,7 @@ void fimath::resetGlobalFimath() {
 }
 
 void fimath::resetGlobalFimathToFactory() {
+    const std::lock_guard lock(sChanging);
     if (sGlobalFimath != nullptr) {
         sGlobalFimath->set(fimath(Factory{}));
     }

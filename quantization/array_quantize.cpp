@@ -8,6 +8,7 @@
 #include "numbers/doublenumber.h"
 #include "numbers/mpnumber.h"
 #include "numbers/services.h"
+#include "numbers/uninterrupted.h"
 #include "numbers/wordarray.h"
 #include "quantization/array_kernels.h"
 #include "quantization/integer_blocks.h"
@@ -63,6 +64,7 @@ struct Work {
 /// Sets words to what `run(begin, count, width, block, notes)` makes of each block of them, and logs it.
 template <class Run>
 void quantizeBlocks(wordarray& words, std::size_t width, Work work, const qlogger& log, const Run& run) {
+    const Uninterrupted writing;
     const std::uint64_t count = words.span().count;
     Block block = work.arena.next();
     IntegerTally& tally = work.tally;

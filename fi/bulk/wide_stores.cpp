@@ -7,6 +7,7 @@
 #include "fi/core/word_grids.h"
 #include "fi/result_types/plain_words.h"
 #include "fi/result_types/work_cells.h"
+#include "numbers/uninterrupted.h"
 
 using namespace tolvane::detail;
 using integers::kBlock;
@@ -92,6 +93,7 @@ void fi::WideStores::open(std::size_t width) {
 }
 
 void fi::WideStores::storePart(Part& part, const Moves& moves, bool isFromRun, Tally& tally) {
+    const Uninterrupted writing;
     for (std::size_t begin = 0; begin < moves.count; begin += kBlock) {
         const std::size_t count = std::min(kBlock, moves.count - begin);
         if (isFromRun) {

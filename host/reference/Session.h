@@ -12,7 +12,9 @@
 // restores the trap flag and the error mode that the host has between commands.
 //
 // Names of classes, methods and properties are compared exactly. Objects belong to the host, not to a session, and may
-// outlive it; modules stay loaded until the process ends and are then stopped. Use from one thread at a time.
+// outlive it; modules stay loaded until the process ends and are then stopped. Any thread may use any session: calls of
+// one thread wait for those of another. Output belongs to the session of the call, or to the one that a thread opened
+// last where a value is used without one.
 #pragma once
 
 #include <cstdint>

@@ -195,6 +195,7 @@ std::unique_ptr<Variable> copyOf(const Variable& x) {
 }
 
 void setAny(Variable& x, py::handle value) {
+    awaitTurnIfNeeded();
     if (const std::optional<Leaf> leaf = operandOf(value, kAnyBits)) {
         setLeaf(x, *leaf);
         return;

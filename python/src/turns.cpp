@@ -71,14 +71,14 @@ void awaitTurn() {
     } while (isOthersTurn());
 }
 
+}  // namespace
+
 void awaitTurnIfNeeded() {
     const bool isNested = sComputing != nullptr && !isOthersTurn();
     if (!isNested && (sComputing != nullptr || sWaiting > 0)) {
         awaitTurn();
     }
 }
-
-}  // namespace
 
 bool askPython() {
     if (Work* const work = sWorkOfThread) {

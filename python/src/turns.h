@@ -47,6 +47,9 @@ class Writing {
     Work* mOuter;
 };
 
+/// Waits while another thread computes, whose log would hear of what is quantized here. Raises what signals raise.
+void awaitTurnIfNeeded();
+
 /// Does `operation()` as work.
 template <class Operation>
 auto working(const Operation& operation) {

@@ -12,6 +12,7 @@
 #include "host/reference/calls/format.h"
 #include "host/reference/functions.h"
 #include "host/reference/values/caught_error.h"
+#include "host/reference/values/turn.h"
 
 namespace hostref {
 
@@ -68,6 +69,7 @@ int runTrapped(Action&& action) {
 }  // namespace
 
 Function registerFunction(const std::string& name, Function function) {
+    const Turn turn;
     auto& functions = interpreter().functions;
     Function old = std::exchange(functions[name], std::move(function));
     if (!functions[name]) {
@@ -104,6 +106,7 @@ const LastError& lastError() {
 }
 
 void setLastError(LastError error) {
+    const Turn turn;
     interpreter().lastError = std::move(error);
 }
 

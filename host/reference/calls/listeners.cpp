@@ -7,6 +7,7 @@
 #include "host/reference/calls/format.h"
 #include "host/reference/calls/running_call.h"
 #include "host/reference/calls/sink.h"
+#include "host/reference/values/turn.h"
 
 namespace hostref {
 
@@ -37,14 +38,17 @@ bool isWarningEnabled(const std::string& id) {
 }  // namespace
 
 WarningListener setWarningListener(WarningListener listener) {
+    const Turn turn;
     return std::exchange(listeners().warning, std::move(listener));
 }
 
 PrintListener setPrintListener(PrintListener listener) {
+    const Turn turn;
     return std::exchange(listeners().print, std::move(listener));
 }
 
 bool setWarningEnabled(const std::string& id, bool enabled) {
+    const Turn turn;
     const bool old = isWarningEnabled(id);
     listeners().switches[id] = enabled;
     return old;
@@ -73,6 +77,7 @@ bool isLineOpen() noexcept {
 }
 
 void print(const std::string& text) {
+    const Turn turn;
     if (!text.empty()) {
         listeners().isLineOpen = text.back() != '\n';
     }
@@ -89,6 +94,7 @@ void print(const std::string& text) {
 }
 
 void warn(const std::string& id, const std::string& message) {
+    const Turn turn;
     if (!isWarningEnabled(id)) {
         return;
     }

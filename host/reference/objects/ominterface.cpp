@@ -10,6 +10,7 @@
 #include "host/hv.h"
 #include "host/reference/objects/ominterfacearrays.h"
 #include "host/reference/values/caught_error.h"
+#include "host/reference/values/turn.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ void OMInterface::operator delete(void* interface) {
     if (interface == nullptr) {
         return;
     }
+    const hostref::Turn turn;
     if (countsOf(interface).all == 0) {
         ::operator delete(static_cast<std::byte*>(interface) - sizeof(ReferenceCounts));
         return;

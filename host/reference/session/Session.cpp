@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <thread>
 #include <utility>
 
 #include "host/om.h"
@@ -27,9 +28,14 @@ namespace {
 int commandDepth = 0;
 OutputSink* runningSink = nullptr;
 
+struct OpenSink {
+    OutputSink* sink;
+    std::thread::id opener;
+};
+
 /// The sinks of the open sessions, the last opened at the end.
-std::vector<OutputSink*>& openSinks() {
-    static auto& sinks = *new std::vector<OutputSink*>;
+std::vector<OpenSink>& openSinks() {
+    static auto& sinks = *new std::vector<OpenSink>;
     return sinks;
 }
 
@@ -53,10 +59,16 @@ OutputSink* currentSink() noexcept {
     if (commandDepth > 0) {
         return runningSink;
     }
-    return openSinks().empty() ? nullptr : openSinks().back();
+    const auto own = std::find_if(openSinks().rbegin(), openSinks().rend(),
+                                  [](const OpenSink& open) { return open.opener == std::this_thread::get_id(); });
+    if (own != openSinks().rend()) {
+        return own->sink;
+    }
+    return openSinks().empty() ? nullptr : openSinks().back().sink;
 }
 
 void throwAsHostError() {
+    const Turn turn;
     LastError error = caughtError();
     setLastError(error);
     throw HostError(std::move(error.id), error.message);
@@ -64,8 +76,14 @@ void throwAsHostError() {
 
 class Session::Output : public OutputSink {
  public:
-    explicit Output(Session& owner) : session(owner) { openSinks().push_back(this); }
-    ~Output() override { std::erase(openSinks(), this); }
+    explicit Output(Session& owner) : session(owner) {
+        const Turn turn;
+        openSinks().push_back({this, std::this_thread::get_id()});
+    }
+    ~Output() override {
+        const Turn turn;
+        std::erase_if(openSinks(), [this](const OpenSink& open) { return open.sink == this; });
+    }
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
@@ -262,12 +280,14 @@ Session::Session(Module module, Start start) : mModule(std::move(module)), mOutp
 Session::~Session() = default;
 
 void Session::start() {
+    const Turn turn;
     // Before the call: a start that fails halfway leaves records that the module's stop removes.
     stopAtEndOfProcess(mModule.stop);
     run([&] { mModule.start(); });
 }
 
 void Session::stop() {
+    const Turn turn;
     std::erase(modulesToStop(), mModule.stop);
     run([&] { mModule.stop(); });
 }
@@ -283,6 +303,7 @@ Value Session::construct(std::string_view className, std::span<const Value> argu
 }
 
 bool Session::hasClass(std::string_view className) const {
+    const Turn turn;
     return findClass(className) != nullptr;
 }
 
@@ -478,6 +499,7 @@ void Session::addMethod(std::string_view className, const std::string& name, Ses
 }
 
 void Session::addFunction(const std::string& name, SessionFunction function) {
+    const Turn turn;
     registerFunction(name, withSession(std::move(function)));
 }
 
@@ -496,14 +518,17 @@ void Session::setFeature(const std::string& name, const Value& state) {
 // Output
 
 std::vector<Warning> Session::takeWarnings() {
+    const Turn turn;
     return std::exchange(mOutput->warnings, {});
 }
 
 std::string Session::takePrinted() {
+    const Turn turn;
     return std::exchange(mOutput->printed, {});
 }
 
 void Session::setEcho(bool isOn) {
+    const Turn turn;
     mOutput->isEcho = isOn;
 }
 

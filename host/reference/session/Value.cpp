@@ -119,6 +119,7 @@ Value::Value(const std::string& text)
 Value::Value(const std::vector<double>& row) : Value(matrix(1, row.size(), row)) {}
 
 Value::Value(hvArrayOwner array) {
+    const Turn turn;
     if (OMInterface* const handle = OMInterfaceArrays::get(array.get())) {
         mInterface = handle->getExternalReference();
     } else {
@@ -126,12 +127,16 @@ Value::Value(hvArrayOwner array) {
     }
 }
 
-Value::Value(const Value& other) noexcept
-    : mArray(other.mArray),
-      mInterface(other.mInterface == nullptr ? nullptr : other.mInterface->getExternalReference()) {}
+Value::Value(const Value& other) noexcept : mArray(other.mArray), mInterface(other.mInterface) {
+    if (mInterface != nullptr) {
+        const Turn turn;
+        mInterface->getExternalReference();
+    }
+}
 
 Value::~Value() {
     if (mInterface != nullptr) {
+        const Turn turn;
         OMInterfaceArrays::release(mInterface);
     }
 }
@@ -189,12 +194,14 @@ Value Value::share(const hvArray* array) {
 }
 
 Value Value::hold(OMInterface* interface) {
+    const Turn turn;
     Value value;
     value.mInterface = interface == nullptr ? nullptr : interface->getExternalReference();
     return value;
 }
 
 Value Value::adopt(OMInterface* interface) {
+    const Turn turn;
     Value value = hold(interface);
     OMInterface::operator delete(interface);
     return value;
@@ -209,6 +216,7 @@ const hvArray* Value::array() const {
 }
 
 hvArrayOwner Value::toArray() const {
+    const Turn turn;
     return withHostErrors([&] {
         return hvArrayOwner(mInterface == nullptr ? hvCreateSharedDataCopy(array())
                                                   : OMInterfaceArrays::create(mInterface));
@@ -332,14 +340,17 @@ Value Value::field(const char* name) const {
 // Objects
 
 Value Value::get(std::string_view property) const {
+    const Turn turn;
     return atBoundary(currentSink(), [&] { return getProperty(requireObject(Argument::of(*this)), property); });
 }
 
 void Value::set(std::string_view property, const Value& value) const {
+    const Turn turn;
     atBoundary(currentSink(), [&] { setProperty(requireObject(Argument::of(*this)), property, Argument::of(value)); });
 }
 
 Value Value::call(std::string_view method, std::initializer_list<Value> arguments) const {
+    const Turn turn;
     return atBoundary(currentSink(), [&] {
         requireObject(Argument::of(*this));
         std::vector<Argument> all{Argument::of(*this)};

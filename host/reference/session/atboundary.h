@@ -6,11 +6,12 @@
 #include "host/reference/HostError.h"
 #include "host/reference/calls/boundary.h"
 #include "host/reference/calls/sink.h"
+#include "host/reference/values/turn.h"
 
 namespace hostref {
 
 /// One command of a user. The outermost one starts and ends with the trap flag cleared, and collects output for its
-/// session.
+/// session. Commands of other threads wait.
 class Command {
  public:
     explicit Command(OutputSink* sink) noexcept;
@@ -19,11 +20,13 @@ class Command {
     Command& operator=(const Command&) = delete;
 
  private:
+    Turn mTurn;
     OutputSink* mOldSink;
     CallBoundary mBoundary;
 };
 
-/// The sink of the running command, or between commands that of the session opened last; null if none is open.
+/// The sink of the running command, or between commands that of the session which this thread opened last, or of the
+/// one opened last if it opened none; null if none is open. Call it in a turn.
 OutputSink* currentSink() noexcept;
 
 /// Throws the exception being handled as a HostError and keeps it as the last error.

@@ -17,6 +17,7 @@
 #include "host/bs.h"
 #include "host/hv.h"
 #include "host/reference/values/caught_error.h"
+#include "host/reference/values/turn.h"
 
 namespace hostref {
 
@@ -105,6 +106,7 @@ struct SharedHandle {
     SharedHandle& operator=(const SharedHandle&) = delete;
     ~SharedHandle() {
         if (handle != nullptr && operations != nullptr && operations->release != nullptr) {
+            const Turn turn;
             withoutErrors([this] { operations->release(handle); });
         }
     }
