@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "numbers/uninterrupted.h"
 #include "program/array_memory.h"
 #include "program/kernels.h"
 #include "program/log_access.h"
@@ -131,6 +132,7 @@ void fillTarget(fixed_array& out, bool isComplex, Writing writing, const fixed_f
     Place place(format, where);
     if (writing == Writing::inPlace && !LogAccess::isLogging() && !out.is_complex() &&
         ArrayAccess::real(out).use_count() == 1) {
+        const detail::Uninterrupted alone;
         fill(place, ArrayAccess::writable(ArrayAccess::real(out)), false);
         return;
     }

@@ -520,8 +520,13 @@ bool multiplyInDoubles(const std::vector<Product>& products, const MatrixSizes& 
     if (dgemm == nullptr) {
         return false;
     }
+    // A call of the library can't be interrupted, so it has some rows.
+    constexpr std::size_t kStepsOfCall = std::size_t{1} << 27U;
+    constexpr std::size_t kLeastRows = 16;
+    constexpr std::size_t kStepsOfNanosecond = 8;
     const std::size_t leftSize = sizes.rows * sizes.terms;
     const std::size_t rightSize = sizes.terms * sizes.columns;
+    const std::size_t rowsOfCall = std::max(kStepsOfCall / std::max<std::size_t>(rightSize, 1), kLeastRows);
     const std::size_t resultSize = sizes.rows * sizes.columns;
     detail::WorkVector<double> memory(leftSize + rightSize + resultSize);
     double* const a = memory.data();
@@ -538,13 +543,16 @@ bool multiplyInDoubles(const std::vector<Product>& products, const MatrixSizes& 
                 for (const Product& factors : products) {
                     load(factors.right, matrix, leftSize, i, plan->leftParts, plan->leftBits, a);
                     load(factors.left, matrix, rightSize, k, plan->rightParts, plan->rightBits, b);
-                    const auto rows = static_cast<int>(sizes.rows);
                     const auto columns = static_cast<int>(sizes.columns);
                     const auto terms = static_cast<int>(sizes.terms);
                     const bool isFirst = &factors == products.data();
-                    dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, rows, columns, terms,
-                          factors.sign == Sign::plus ? 1.0 : -1.0, a, terms, b, columns, isFirst ? 0.0 : 1.0, c,
-                          columns);
+                    for (std::size_t row = 0; row < sizes.rows; row += rowsOfCall) {
+                        const std::size_t rows = std::min(rowsOfCall, sizes.rows - row);
+                        dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, static_cast<int>(rows), columns, terms,
+                              factors.sign == Sign::plus ? 1.0 : -1.0, a + row * sizes.terms, terms, b, columns,
+                              isFirst ? 0.0 : 1.0, c + row * sizes.columns, columns);
+                        detail::noteWork(rows * sizes.terms * sizes.columns / kStepsOfNanosecond);
+                    }
                 }
                 detail::integers::addDoubles(
                     {c, resultSize}, i * plan->leftBits + k * plan->rightBits + sums->exponent - work.total().exponent,

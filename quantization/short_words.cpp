@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <type_traits>
 
+#include "numbers/interruption.h"
 #include "numbers/rule_list.h"
 #include "quantization/double_rules.h"
 #include "quantization/short_loops.h"
@@ -466,6 +467,29 @@ const std::int64_t* integersOf(const mp_limb_t* limbs) {
     return reinterpret_cast<const std::int64_t*>(limbs);
 }
 
+/// Calls `loop(begin, count, notes)` for slices, and joins what they note.
+template <class Value, class Loop>
+void runNoting(std::uint64_t count, ShortNotes<Value>* notes, const Loop& loop) {
+    inSlices(count, [&](std::uint64_t begin, std::uint64_t end) {
+        if (notes == nullptr) {
+            loop(begin, end - begin, nullptr);
+            return;
+        }
+        ShortNotes<Value> slice = {};
+        loop(begin, end - begin, &slice);
+        if (begin == 0) {
+            *notes = slice;
+            return;
+        }
+        notes->least = std::min(notes->least, slice.least);
+        notes->greatest = std::max(notes->greatest, slice.greatest);
+        notes->leastWord = std::min(notes->leastWord, slice.leastWord);
+        notes->greatestWord = std::max(notes->greatestWord, slice.greatestWord);
+        notes->overflows += slice.overflows;
+        notes->underflows += slice.underflows;
+    });
+}
+
 }  // namespace
 
 bool quantize(const Format& format, const WordSpan& x, mp_limb_t* out, ShortNotes<std::int64_t>* notes) {
@@ -474,12 +498,12 @@ bool quantize(const Format& format, const WordSpan& x, mp_limb_t* out, ShortNote
     if (format.hasMore() || !areIntegers(grid) || !areIntegers(x.grid) || std::abs(shift) >= kLimbBits) {
         return false;
     }
-    if (x.count > 0) {
-        const WordTask task = taskOf(grid, shift);
+    const WordTask task = taskOf(grid, shift);
+    runNoting(x.count, notes, [&](std::uint64_t begin, std::size_t count, ShortNotes<std::int64_t>* slice) {
         HWY_DYNAMIC_DISPATCH(quantizeWordsForTarget)
-        (rounding::RoundingRules::indexOf(format.round), forcedBy(format), task, integersOf(x.limbs), x.count, out,
-         notes);
-    }
+        (rounding::RoundingRules::indexOf(format.round), forcedBy(format), task, integersOf(x.limbs + begin), count,
+         out + begin, slice);
+    });
     return true;
 }
 
@@ -501,9 +525,12 @@ bool quantize(const Format& format, std::span<const double> x, mp_limb_t* out, S
         limits.least = grid.isSigned ? -modulus / 2 : 0.0;
         limits.modulus = modulus;
         limits.inverseModulus = 1.0 / modulus;
-        HWY_DYNAMIC_DISPATCH(quantizeDoublesForTarget)
-        (rounding::RoundingRules::indexOf(format.round), forcedBy(format), DoubleTask{limits, taskOf(grid, 0)},
-         x.data(), x.size(), out, notes);
+        const DoubleTask task{limits, taskOf(grid, 0)};
+        runNoting(x.size(), notes, [&](std::uint64_t begin, std::size_t count, ShortNotes<double>* slice) {
+            HWY_DYNAMIC_DISPATCH(quantizeDoublesForTarget)
+            (rounding::RoundingRules::indexOf(format.round), forcedBy(format), task, x.data() + begin, count,
+             out + begin, slice);
+        });
     }
     return true;
 }
@@ -512,8 +539,10 @@ bool toDoubles(const WordSpan& x, double* out) {
     if (!areIntegers(x.grid) || std::abs(x.grid.exponent) > kGreatestExponent) {
         return false;
     }
-    HWY_DYNAMIC_DISPATCH(toDoublesForTarget)
-    (integersOf(x.limbs), x.count, 0, -1, std::ldexp(1.0, x.grid.exponent), out);
+    const double unit = std::ldexp(1.0, x.grid.exponent);
+    inSlices(x.count, [&](std::uint64_t begin, std::uint64_t end) {
+        HWY_DYNAMIC_DISPATCH(toDoublesForTarget)(integersOf(x.limbs + begin), end - begin, 0, -1, unit, out + begin);
+    });
     return true;
 }
 
@@ -528,8 +557,11 @@ void addDoubles(std::span<const double> x, int shift, std::size_t limbs, mp_limb
 
 template <class Int>
 void widen(std::span<const Int> x, mp_limb_t* out) {
-    HWY_DYNAMIC_DISPATCH(widenForTarget)
-    (x.data(), sizeof(Int), std::is_signed_v<Int>, x.size(), reinterpret_cast<std::int64_t*>(out));
+    inSlices(x.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        HWY_DYNAMIC_DISPATCH(widenForTarget)
+        (x.data() + begin, sizeof(Int), std::is_signed_v<Int>, end - begin,
+         reinterpret_cast<std::int64_t*>(out + begin));
+    });
 }
 template void widen(std::span<const std::int8_t> x, mp_limb_t* out);
 template void widen(std::span<const std::uint8_t> x, mp_limb_t* out);
@@ -549,9 +581,14 @@ bool compare(Order order, const WordSpan& a, const WordSpan& b, std::uint64_t co
     if (!fits(a) || !fits(b)) {
         return false;
     }
-    if (count > 0) {
-        HWY_DYNAMIC_DISPATCH(compareForTarget)(order, {operandOf(a), operandOf(b)}, count, out);
-    }
+    inSlices(count, [&](std::uint64_t begin, std::uint64_t end) {
+        const auto from = [begin](CompareOperand x) {
+            x.words += begin * x.step;
+            return x;
+        };
+        HWY_DYNAMIC_DISPATCH(compareForTarget)
+        (order, {from(operandOf(a)), from(operandOf(b))}, end - begin, out + begin);
+    });
     return true;
 }
 
