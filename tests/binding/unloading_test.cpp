@@ -3,6 +3,7 @@
 
 #include <fstream>
 
+#include "host/bs.h"
 #include "tests/binding/session_support.h"
 
 namespace {
@@ -88,6 +89,26 @@ TEST(Unloading, TakesTheModuleOutOfTheProcessAsOftenAsItWasLoaded) {
         // A library that stayed, or classes left behind, would cost that in a few lives.
         constexpr long kMostKibibytes = 2000;
         EXPECT_LT(std::stol(fieldOfStatus("VmRSS:")) - before, kMostKibibytes);
+    });
+}
+
+TEST(Unloading, LeavesAnEngineThatOthersUseWithTheHostsMemory) {
+#ifdef TOLVANE_ADDRESS_CHECKED
+    GTEST_SKIP() << "The leak check can't name what is in a library that has gone.";
+#endif
+    inOwnProcess([] {
+        const std::string folder = std::string(TOLVANE_MODULE).substr(0, std::string(TOLVANE_MODULE).rfind('/'));
+        void* const engine = dlopen((folder + "/libtolvane_engine.so.0").c_str(), RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(engine, nullptr) << dlerror();
+        const auto allocate =
+            reinterpret_cast<void* (*)(std::size_t)>(dlsym(engine, "_ZN7tolvane6detail15allocateOrRaiseEm"));
+        ASSERT_NE(allocate, nullptr);
+        const std::string first = life();
+        EXPECT_FALSE(isMapped("libtolvane.so"));
+        void* const memory = allocate(100);
+        EXPECT_NE(memory, nullptr);
+        bsFree(memory);
+        EXPECT_EQ(life(), first);
     });
 }
 

@@ -186,7 +186,7 @@ Outcome complexOperations(const Case& oneCase) {
         }
         const fixed_array total = dot(left, right);
         for (const bool isImag : {false, true}) {
-            const Outcome all = compared<I>(
+            Outcome all = compared<I>(
                 isImag ? total.imag() : total.real(), fraction, 1, of.first(),
                 [&](std::size_t /*i*/) { return isImag ? imag : real; },
                 [&](std::size_t /*i*/) { return "complex dot of " + typeA.text() + " and " + typeB.text(); });
@@ -587,7 +587,7 @@ Outcome sums(const Case& oneCase) {
     }
     const int up = format.type().fraction - a.type.fraction;
     const Words<I> words(format.type(), format.overflow());
-    const I expected = withRounding(format.rounding(), [&](auto rule) {
+    I expected = withRounding(format.rounding(), [&](auto rule) {
         return words.forced(
             roundedRatio<decltype(rule)::value, I>(timesPower<I>(total.total(), std::max(up, 0)),
                                                    timesPower<I>(I(static_cast<int>(a.size())), std::max(-up, 0))));
