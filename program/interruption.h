@@ -20,7 +20,8 @@ class Interruption;
 /// stop; one of less than about two milliseconds doesn't ask. If the function returns true, the operation throws
 /// "tolvane:interrupted" and has changed nothing; logs have heard at most of places whose values were all there, as of
 /// the coefficients of a filter. An exception of the function passes. Objects of a thread end in the reverse order of
-/// their making, and the functions of all of them are asked. A function isn't asked within itself, whatever it computes.
+/// their making, and the functions of all of them are asked. A function isn't asked within itself, whatever it
+/// computes.
 class TOLVANE_API interruption {
  public:
     explicit interruption(std::function<bool()> ask);

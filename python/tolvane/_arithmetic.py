@@ -42,7 +42,15 @@ def _computed(
 
 
 def add(a: ArrayLike, b: ArrayLike, format: FormatLike | None = None, out: Array | None = None) -> Array:
-    """a + b: exact, or each sum quantized once, to a format or into an array that exists."""
+    """a + b: exact, or each sum quantized once, to a format or into an array that exists.
+
+    >>> import tolvane as tv
+    >>> a = tv.array([0.25, 0.5], 's8,7')
+    >>> tv.add(a, a, 's8,6')
+    tolvane.array([0.5, 1. ], 's8,6')
+    >>> tv.add(a, 0.125, out=a)
+    tolvane.array([0.375, 0.625], 's8,7')
+    """
     return _computed(_core.add, _core.assign_sum, a, b, format, out)
 
 
@@ -52,5 +60,10 @@ def subtract(a: ArrayLike, b: ArrayLike, format: FormatLike | None = None, out: 
 
 
 def multiply(a: ArrayLike, b: ArrayLike, format: FormatLike | None = None, out: Array | None = None) -> Array:
-    """a * b: exact, or each product quantized once, to a format or into an array that exists."""
+    """a * b: exact, or each product quantized once, to a format or into an array that exists.
+
+    >>> import tolvane as tv
+    >>> tv.multiply(tv.array([0.25, 0.5], 's8,7'), 3, 's8,5')
+    tolvane.array([0.75, 1.5 ], 's8,5')
+    """
     return _computed(_core.multiply, _core.assign_product, a, b, format, out)

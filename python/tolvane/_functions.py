@@ -127,8 +127,8 @@ def cumsum(x: Array, axis: int | None = None, format: FormatLike | None = None) 
     return x.cumsum(axis, format)
 
 
-def mean(x: Array, axis: int | None = None, format: FormatLike | None = None) -> Array:
-    """The exact sum over the number of elements, rounded once to a format; along an axis, or of all.
+def mean(x: Array, axis: Any = None, format: FormatLike | None = None, keepdims: bool = False) -> Array:
+    """The exact sum over the number of elements, rounded once to a format; along an axis, several, or of all.
 
     >>> import tolvane as tv
     >>> tv.mean(tv.array([1, 2], 's4'), format='s8,4')
@@ -136,7 +136,7 @@ def mean(x: Array, axis: int | None = None, format: FormatLike | None = None) ->
 
     Without a format TypeError is raised: most means have no exact word.
     """
-    return x.mean(axis, format)
+    return x.mean(axis, format, keepdims)
 
 
 def where(mask: Any, a: ArrayLike, b: ArrayLike) -> Array:
