@@ -1,0 +1,9 @@
+#include "tests/faults/operation.h"
+namespace faults {
+Operations hostOperations() {
+    return {};
+}
+Operations fileOperations() {
+    return {};
+}
+}  // namespace faults
