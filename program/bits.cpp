@@ -79,7 +79,7 @@ void requireReal(const fixed_array& x) {
 template <class Make>
 fixed_array wordsOf(const fixed_type& type, const array_shape& shape, const std::string& name, const Make& make) {
     const std::size_t count = detail::sizeOf(shape);
-    wordarray words(count, detail::gridOf(type));
+    wordarray words = detail::makeWords(count, detail::gridOf(type));
     for (std::size_t i = 0; i < count; ++i) {
         const std::span<mp_limb_t> word = words.word(i);
         make(i, word.data());

@@ -11,12 +11,12 @@
 
 namespace tolvane {
 
+using detail::Arena;
 using detail::ArrayAccess;
 using detail::Place;
 using detail::sizeOf;
 using detail::textOf;
 using detail::wordarray;
-using detail::integers::Arena;
 using detail::integers::Block;
 
 namespace {
@@ -34,7 +34,7 @@ exact_value elementOf(const wordarray& words, std::size_t index) {
 
 /// Quantizes exact values one by one.
 wordarray wordsOf(const std::vector<exact_value>& values, Place& place) {
-    wordarray words(values.size(), detail::gridOf(place.type()));
+    wordarray words = detail::makeWords(values.size(), detail::gridOf(place.type()));
     // One unit and one length for all of them.
     int exponent = 0;
     int top = 0;
@@ -71,7 +71,7 @@ wordarray wordsOf(std::span<const double> values, Place& place) {
     if (!place.takesDoubles()) {
         return wordsOf(std::vector<exact_value>(values.begin(), values.end()), place);
     }
-    wordarray words(values.size(), detail::gridOf(place.type()));
+    wordarray words = detail::makeWords(values.size(), detail::gridOf(place.type()));
     const std::size_t width = detail::integers::widthFor(place.type().bits + 1);
     place.open(width);
     Arena arena(width, 1);
@@ -139,7 +139,7 @@ fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const f
     if (checked.bits > static_cast<int>(kWordBits)) {
         throw error("tolvane:array:word", "Words of " + type.text() + " don't fit in 64 bits.");
     }
-    wordarray made(words.size(), detail::gridOf(checked));
+    wordarray made = detail::makeWords(words.size(), detail::gridOf(checked));
     const int unused = static_cast<int>(kWordBits) - checked.bits;
     for (std::size_t i = 0; i < words.size(); ++i) {
         const auto limb = static_cast<mp_limb_t>(words[i]);
@@ -157,7 +157,7 @@ fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const f
 
 fixed_array fixed_array::zeros(array_shape shape, const fixed_type& type) {
     const fixed_type checked = fixed_format(type).type();
-    wordarray words(sizeOf(shape), detail::gridOf(checked));
+    wordarray words = detail::makeWords(sizeOf(shape), detail::gridOf(checked));
     return ArrayAccess::make(checked, std::move(shape), std::move(words), std::nullopt);
 }
 
