@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -99,6 +100,26 @@ void start(std::uint64_t failing, std::int64_t bytes) {
     bytesAtStart = liveBytes.load();
     peakBytes = liveBytes.load();
     isArmed = true;
+}
+
+/// For programs that know nothing of this: FAULTS_AT=n in the environment lets their nth allocation fail, and
+/// FAULTS_COUNT=file tells how many they make.
+[[gnu::constructor]] void startByEnvironment() {
+    const char* const number = std::getenv("FAULTS_AT");
+    if (number != nullptr || std::getenv("FAULTS_COUNT") != nullptr) {
+        start(number == nullptr ? 0 : std::strtoull(number, nullptr, 10), -1);
+    }
+}
+
+[[gnu::destructor]] void tellCount() {
+    const char* const path = std::getenv("FAULTS_COUNT");
+    if (path != nullptr) {
+        isArmed = false;
+        if (std::FILE* const file = std::fopen(path, "w")) {
+            std::fprintf(file, "%llu\n", static_cast<unsigned long long>(counted.load()));
+            std::fclose(file);
+        }
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,10 +26,12 @@ class State {
     virtual void drop() = 0;
     /// All that a failed run must leave as it was.
     virtual std::string operands() = 0;
+    /// Puts back what processes share: the files that an earlier try may have changed.
+    virtual void reset() {}
     /// Brings what the system keeps of its last call, such as the text of an error, into a state that never differs.
     virtual void settle() {}
-    /// Whether an error means that memory ran out. An error that the operation raises anyway is never asked for.
-    virtual bool isLackOfMemory(const std::string& id) const = 0;
+    /// Whether an operation may end with this error where memory runs out.
+    virtual bool mayRaise(const std::string& id) const = 0;
 };
 
 /// A row of the table.
@@ -48,26 +51,27 @@ using Operations = std::vector<Operation>;
 /// The id of the error being handled, "" if it has none. Frees it.
 std::string idOfCaught();
 
-/// An operation on operands of any kind. `tell` makes a text of the operands and of a result.
-template <class Operands, class Run, class Tell>
-class PlainState : public State {
+/// A temporary folder, removed by the process that made it.
+class Folder {
  public:
-    using Result = std::invoke_result_t<Run, Operands&>;
+    Folder();
+    ~Folder();
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
 
-    PlainState(Operands operands, Run run, Tell tell)
-        : mOperands(std::move(operands)), mRun(std::move(run)), mTell(std::move(tell)) {}
-
-    void run() override { mResult = std::make_unique<Result>(mRun(mOperands)); }
-    std::string result() override { return mResult ? mTell(*mResult) : "nothing"; }
-    void drop() override { mResult.reset(); }
-    std::string operands() override { return mTell(mOperands); }
-    bool isLackOfMemory(const std::string& id) const override { return id == "std::bad_alloc"; }
+    const std::string& path() const { return mPath; }
+    /// All files with what they hold.
+    std::string text() const;
+    /// Keeps the files that are there, for `reset` to bring back.
+    void keep();
+    void reset() const;
 
  private:
-    Operands mOperands;
-    Run mRun;
-    Tell mTell;
-    std::unique_ptr<Result> mResult;
+    std::map<std::string, std::string> contents() const;
+
+    std::string mPath;
+    int mOwner;
+    std::map<std::string, std::string> mKept;
 };
 
 Operations programOperations();
