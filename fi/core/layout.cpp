@@ -225,7 +225,8 @@ void fi::resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint
         }
         throw;
     }
-    if (newRules) {
+    // A floating-point type has none of its own.
+    if (newRules && mFimathIsLocal) {
         mFimath = std::move(newRules);
         updateAssignmentQuantizer();
     }
