@@ -8,6 +8,7 @@
 #   make witness [WITNESS_SECONDS=3600] [SEED=random]            compares with a build of a fixed commit
 #   make soak [SECONDS=60] [SEED=random]                         random cases beside exact models
 #   make hardware [HARDWARE_CASES=200000] [SEED=random]          compares with simulated hardware, word by word
+#   make faults [FAULTS_ARGS="--only files"]                     every allocation of every operation fails once
 #   make docs                                                    the site of all documents, build/docs/html/index.html
 #   make bench, format, tidy, sanitize, threads, fuzz, coverage, install [PREFIX=/usr/local], clean
 
@@ -19,6 +20,7 @@ FUZZ_SECONDS ?= 60
 WITNESS_SECONDS ?= 20
 HARDWARE_CASES ?= 200000
 SECONDS ?= 60
+FAULTS_ARGS ?=
 SEED ?= 1
 JOBS := $(shell nproc)
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
@@ -39,8 +41,8 @@ Builds word_length_study and runs it on the recording. ARGS are its options:
 endef
 export runHelp wordsHelp
 
-.PHONY: run words tour test python witness soak hardware bench format format-check tidy sanitize threads fuzz coverage \
-        install docs clean
+.PHONY: run words tour test python witness soak hardware faults bench format format-check tidy sanitize threads fuzz \
+        coverage install docs clean
 
 run:
 	@tools/install-deps build run
@@ -97,6 +99,11 @@ hardware:
 	@tools/install-deps build test hardware
 	@tools/build dev hardware_vectors
 	@tests/hardware/run build/dev/tests/hardware/hardware_vectors build/hardware $(HARDWARE_CASES) $(SEED)
+
+faults:
+	@tools/install-deps build test
+	@tools/build dev
+	@tests/faults/run build/dev $(FAULTS_ARGS)
 
 bench:
 	@tools/install-deps build bench

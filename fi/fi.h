@@ -1117,7 +1117,7 @@ class TOLVANE_API fi {
     void applyNumericType(const NumericType& type);
     /// Removes local rules from a double or single object.
     void dropFimathOfFloat();
-    // Bring both parts, or one, to the element count. Running out of memory leaves an empty array.
+    // Bring both parts, or one, to the element count. An error leaves both as they were.
     void resizeEntries(std::uint64_t count, unsigned precision, bool isComplex);
     void resizePart(number& part, std::uint64_t count, unsigned precision);
     /// The precision of entries of the word length; the default precision for a type without one.

@@ -211,12 +211,12 @@ namespace {
 void setInteger(mpfr_ptr x, const std::uint32_t* words, int wordCount, bool isSigned, int wordlength, long exponent) {
     gmpinteger integer;
     if (wordCount > 0) {
-        mpz_import(integer, static_cast<std::size_t>(wordCount), -1, sizeof(std::uint32_t), 0, 0, words);
+        setUnits(integer, static_cast<std::size_t>(wordCount), sizeof(std::uint32_t), words);
     }
     if (isSigned && wordlength > 0 && mpz_tstbit(integer, static_cast<mp_bitcnt_t>(wordlength) - 1) != 0) {
         gmpinteger modulus;
-        mpz_setbit(modulus, static_cast<mp_bitcnt_t>(wordlength));
-        mpz_sub(integer, integer, modulus);
+        setBit(modulus, static_cast<mp_bitcnt_t>(wordlength));
+        subtract(integer, integer, modulus);
     }
     mpfr_set_z(x, integer, MPFR_RNDN);
     scale(x, exponent);
@@ -607,10 +607,38 @@ mpnumber& mpnumber::pow(unsigned n) {
     return change([n](mpfr_ptr x) { mpfr_pow_ui(x, x, n, MPFR_RNDN); });
 }
 
+namespace {
+
+/// As mpfr_hypot, which allocates and ends the process if it can't, but for usual exponents in memory of its own: the
+/// sum of squares is exact, so that only the root rounds.
+void setHypot(mpfr_ptr x, mpfr_srcptr a, mpfr_srcptr b) {
+    constexpr mpfr_exp_t kUsual = 1 << 28;
+    constexpr mpfr_exp_t kMostBits = 1 << 18;
+    const auto isUsual = [](mpfr_srcptr value) {
+        return mpfr_regular_p(value) != 0 && mpfr_get_exp(value) < kUsual && mpfr_get_exp(value) > -kUsual;
+    };
+    if (isUsual(a) && isUsual(b)) {
+        const mpfr_exp_t top = 2 * std::max(mpfr_get_exp(a), mpfr_get_exp(b)) + 1;
+        const mpfr_exp_t bottom = 2 * std::min(mpfr_get_exp(a) - mpfr_get_prec(a), mpfr_get_exp(b) - mpfr_get_prec(b));
+        if (top - bottom <= kMostBits) {
+            mpscratch sum(top - bottom);
+            mpscratch square(2 * mpfr_get_prec(b));
+            mpfr_sqr(sum, a, MPFR_RNDN);
+            mpfr_sqr(square, b, MPFR_RNDN);
+            mpfr_add(sum, sum, square, MPFR_RNDN);
+            mpfr_sqrt(x, sum, MPFR_RNDN);
+            return;
+        }
+    }
+    mpfr_hypot(x, a, b, MPFR_RNDN);
+}
+
+}  // namespace
+
 mpnumber& mpnumber::hypot(const mpnumber& a, const mpnumber& b) {
     const Reading left(a);
     const Reading right(b);
-    return change([&](mpfr_ptr x) { mpfr_hypot(x, left, right, MPFR_RNDN); });
+    return change([&](mpfr_ptr x) { setHypot(x, left, right); });
 }
 
 mpnumber& mpnumber::mod(const mpnumber& divisor) {

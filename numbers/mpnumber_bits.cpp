@@ -2,6 +2,7 @@
 #include <gmp.h>
 #include <mpfr.h>
 
+#include <algorithm>
 #include <cassert>
 #include <string>
 #include <utility>
@@ -52,7 +53,7 @@ mpnumber& combineWords(mpnumber& x, const numberrepbody& other, bool isSigned, i
     const gmpinteger right = wordOf(mpnumber::Reading(static_cast<const mpnumber&>(other)), exponent, twoToWordlength);
     return x.change([&](mpfr_ptr element) {
         gmpinteger word = takeWord(element, exponent, twoToWordlength);
-        combine(word, word, right);
+        combine(word.withRoom(std::max(word.limbs(), right.limbs()) + 1), word, right);
         setStoredInteger(element, word, isSigned && hasSignBit(word, wordlength), exponent, twoToWordlength, MPFR_RNDZ);
     });
 }
@@ -68,8 +69,7 @@ void mpnumber::convertToUnsignedInteger(mpz_ptr out, double /*slope*/, int expon
                                         mpfr_srcptr twoToWordlength) {
     change([&](mpfr_ptr x) {
         gmpinteger word = takeWord(x, exponent, twoToWordlength);
-        mpz_init(out);
-        mpz_swap(out, word);
+        mpz_init_set(out, word);
     });
 }
 
@@ -87,7 +87,7 @@ mpnumber& mpnumber::bitcmp(bool isSigned, int /*wordlength*/, double /*slope*/, 
     const bool turnsNegative = isSigned && !isnegative();
     return change([&](mpfr_ptr x) {
         gmpinteger word = takeWord(x, exponent, twoToWordlength);
-        mpz_xor(word, word, mask);
+        mpz_xor(word.withRoom(std::max(word.limbs(), mpz_size(mask)) + 1), word, mask);
         setStoredInteger(x, word, turnsNegative, exponent, twoToWordlength, MPFR_RNDN);
     });
 }
@@ -119,7 +119,7 @@ mpnumber& mpnumber::bitset(int bit, bool value, bool isSigned, int wordlength, d
     checkBitPosition(bit, wordlength, kBitsetOutOfRange);
     return change([&](mpfr_ptr x) {
         gmpinteger word = takeWord(x, exponent, twoToWordlength);
-        (value ? mpz_setbit : mpz_clrbit)(word, static_cast<mp_bitcnt_t>(bit - 1));
+        (value ? setBit : clearBit)(word, static_cast<mp_bitcnt_t>(bit - 1));
         setStoredInteger(x, word, isSigned && hasSignBit(word, wordlength), exponent, twoToWordlength, MPFR_RNDN);
     });
 }

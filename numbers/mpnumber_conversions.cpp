@@ -9,7 +9,6 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -35,7 +34,7 @@ struct TextField {
     /// Returns base^length, which the integers that don't fit in the field reach or exceed.
     gmpinteger modulus() const {
         gmpinteger result;
-        mpz_ui_pow_ui(result, static_cast<unsigned long>(base), length);
+        power(result, static_cast<unsigned long>(base), length);
         return result;
     }
     /// Returns a number of bits that no integer which fits in the field exceeds.
@@ -54,30 +53,20 @@ bool dwarfs(const gmpinteger& value, long shift, const TextField& field) {
 gmpinteger scaled(const gmpinteger& value, long shift, const TextField& field) {
     gmpinteger result;
     if (shift <= 0) {
-        mpz_tdiv_q_2exp(result, value, static_cast<mp_bitcnt_t>(-shift));
+        shiftRight(result, value, static_cast<mp_bitcnt_t>(-shift));
     } else if (dwarfs(value, shift, field)) {
         const gmpinteger modulus = field.modulus();
-        mpz_powm_ui(result, gmpinteger(2), static_cast<unsigned long>(shift), modulus);
-        mpz_mul(result, result, value);
-        mpz_tdiv_r(result, result, modulus);
+        mpz_powm_ui(result.withRoom(modulus.limbs() + 1), gmpinteger(2), static_cast<unsigned long>(shift), modulus);
+        multiply(result, result, value);
+        mpz_tdiv_r(result.withRoom(modulus.limbs() + 1), result, modulus);
     } else {
-        mpz_mul_2exp(result, value, value.sign() == 0 ? 0 : static_cast<mp_bitcnt_t>(shift));
+        shiftLeft(result, value, value.sign() == 0 ? 0 : static_cast<mp_bitcnt_t>(shift));
     }
     return result;
 }
 
 gmpinteger powerOfTwo(long exponent, const TextField& field) {
     return scaled(gmpinteger(1), exponent, field);
-}
-
-/// Returns the true digits of the magnitude; one digit for zero.
-std::string digitsOf(const gmpinteger& value, int base) {
-    gmpinteger magnitude(value);
-    mpz_abs(magnitude, magnitude);
-    std::string digits(mpz_sizeinbase(magnitude, base) + 2, '\0');
-    mpz_get_str(digits.data(), base, magnitude);
-    digits.resize(std::strlen(digits.c_str()));
-    return digits;
 }
 
 /// Fills the whole field with the text, right-aligned after `fill`; of a longer text the low-order end.
@@ -94,7 +83,8 @@ void writeRightAligned(const TextField& field, std::string_view text, char fill)
 /// residue then has the same low-order digits.
 void writePattern(const TextField& field, gmpinteger pattern) {
     if (pattern.sign() < 0) {
-        mpz_fdiv_r(pattern, pattern, field.modulus());
+        const gmpinteger modulus = field.modulus();
+        mpz_fdiv_r(pattern.withRoom(std::max(pattern.limbs(), modulus.limbs()) + 1), pattern, modulus);
     }
     writeRightAligned(field, digitsOf(pattern, field.base), '0');
 }
@@ -109,8 +99,8 @@ gmpinteger parsed(const char* text, int base) {
     gmpinteger value;
     // GMP leaves its behaviour unspecified for other bases; base 0 reads the prefixes of C.
     const bool known = base == 0 || (base >= 2 && base <= 62);
-    if (!known || mpz_set_str(value, text, base) != 0) {
-        mpz_set_ui(value, 0);
+    if (!known || !readDigits(value, text, base)) {
+        set(value, 0);
     }
     return value;
 }
@@ -177,10 +167,10 @@ void mpnumber::fixed2base(char* out, int length, int base, int wordlength, int f
         const gmpinteger kept = scaled(parts.mantissa, std::min(shift, 0L), field);
         if (kept.bitCount() > keptBits) {
             gmpinteger residue;
-            mpz_fdiv_r_2exp(residue, kept, keptBits);
+            lowBitsFromZero(residue, kept, keptBits);
             pattern = scaled(residue, keptShift, field);
         } else {
-            mpz_add(pattern, powerOfTwo(wordBits, field), scaled(kept, keptShift, field));
+            add(pattern, powerOfTwo(wordBits, field), scaled(kept, keptShift, field));
         }
     }
     writePattern(field, std::move(pattern));
@@ -202,7 +192,7 @@ void mpnumber::float2base(char* out, int length, int base, int wordlength, int e
     const bool negative = isnegative();
     gmpinteger pattern;
     const auto add = [&](const gmpinteger& value, long shift) {
-        mpz_add(pattern, pattern, scaled(value, shift, field));
+        tolvane::detail::add(pattern, pattern, scaled(value, shift, field));
     };
     const gmpinteger one(1);
     const gmpinteger minusOne(-1);
@@ -229,7 +219,7 @@ void mpnumber::float2base(char* out, int length, int base, int wordlength, int e
             add(one, std::max(wordlength, 1) - 1);
         }
         MantissaAndExponent parts = splitElement(x);
-        mpz_abs(parts.mantissa, parts.mantissa);
+        parts.mantissa.makePositive();
         const long exponent = static_cast<long>(mpfr_get_exp(x)) - 1;
         if (exponent < exponentmin) {
             add(parts.mantissa, parts.exponent - exponentmin + fractionlength);
@@ -249,7 +239,7 @@ void mpnumber::float2base(char* out, int length, int base, int wordlength, int e
 void mpnumber::base2fixed(const char* text, int base, int wordlength, int fractionlength, bool isSigned) {
     const gmpinteger z = parsed(text, base);
     gmpinteger kept;
-    mpz_tdiv_r_2exp(kept, z, bitsOrNone(wordlength));
+    lowBits(kept, z, bitsOrNone(wordlength));
     if (mpz_cmp(kept, z) != 0) {
         warn(
             "fixedpoint:base2fixed:too_many_bits",
@@ -257,15 +247,14 @@ void mpnumber::base2fixed(const char* text, int base, int wordlength, int fracti
                 std::to_string(wordlength) + " least-significant bits were used.");
     }
 
+    if (isSigned && hasSignBit(kept, wordlength)) {
+        // The exact difference, which is rounded once below.
+        gmpinteger modulus;
+        setBit(modulus, bitsOrNone(wordlength));
+        subtract(kept, kept, modulus);
+    }
     change([&](mpfr_ptr x) {
-        if (isSigned && hasSignBit(kept, wordlength)) {
-            // One rounding of the exact difference; a power of two is exact at any precision.
-            mpscratch twoToWordlength(MPFR_PREC_MIN);
-            mpfr_set_ui_2exp(twoToWordlength, 1, wordlength, MPFR_RNDN);
-            mpfr_z_sub(x, kept, twoToWordlength, MPFR_RNDN);
-        } else {
-            mpfr_set_z(x, kept, MPFR_RNDN);
-        }
+        mpfr_set_z(x, kept, MPFR_RNDN);
         mpfr_div_2si(x, x, fractionlength, MPFR_RNDN);
     });
 }
@@ -281,18 +270,18 @@ void mpnumber::base2float(const char* text, int base, int wordlength, int /*expo
     const int wordBits = std::min(wordlength, kWidestWord);
     const bool negative = hasSignBit(z, wordBits);
     if (negative) {
-        mpz_clrbit(z, static_cast<mp_bitcnt_t>(wordBits - 1));
+        clearBit(z, static_cast<mp_bitcnt_t>(wordBits - 1));
     }
 
     gmpinteger exponentField;
     gmpinteger fraction;
     if (fractionlength >= 0) {
         const auto fractionBits = static_cast<mp_bitcnt_t>(fractionlength);
-        mpz_tdiv_q_2exp(exponentField, z, fractionBits);
-        mpz_tdiv_r_2exp(fraction, z, fractionBits);
+        shiftRight(exponentField, z, fractionBits);
+        lowBits(fraction, z, fractionBits);
     } else {
         // Beyond 64 bits the field exceeds every exponent, so its exact value no longer matters.
-        mpz_mul_2exp(exponentField, z, static_cast<mp_bitcnt_t>(std::min(-static_cast<long>(fractionlength), 64L)));
+        shiftLeft(exponentField, z, static_cast<mp_bitcnt_t>(std::min(-static_cast<long>(fractionlength), 64L)));
     }
     const long exponent = clampedToLong(exponentField) - exponentmax;
     const long specialExponent = static_cast<long>(exponentmax) + 1;
@@ -332,7 +321,7 @@ void mpnumber::fixed2IntArray(std::uint32_t* out, int words, int /*wordlength*/,
     mpscratch t(mpfr_get_prec(x) + 1, x);
     gmpinteger z = takeStoredInteger(t, exponent, twoToWordlength, outBits);
     // The words are in two's complement even for a value too low for the word.
-    mpz_fdiv_r_2exp(z, z, outBits);
+    lowBitsFromZero(z, z, outBits);
     std::size_t written = 0;
     mpz_export(out, &written, -1, sizeof(std::uint32_t), 0, 0, z);
     std::fill(out + written, out + wordCount, 0U);

@@ -14,6 +14,7 @@
 
 namespace tolvane {
 
+using detail::Arena;
 using detail::ArrayAccess;
 using detail::grown;
 using detail::PartReader;
@@ -21,7 +22,6 @@ using detail::Place;
 using detail::productType;
 using detail::sumType;
 using detail::wordarray;
-using detail::integers::Arena;
 using detail::integers::Block;
 using detail::integers::Extent;
 using detail::integers::Order;
@@ -79,7 +79,7 @@ class Broadcast {
             step *= length;
         }
         constexpr std::uint64_t kRepeatsNoted = 1024;
-        wordarray words(mCount, part->grid());
+        wordarray words = detail::makeWords(mCount, part->grid());
         std::vector<std::size_t> index(mShape.size());
         std::size_t from = 0;
         for (std::uint64_t to = 0; to < mCount; ++to) {
@@ -120,7 +120,7 @@ class Broadcast {
 
 /// left op right, or one of them where the other is missing; nothing if both are.
 wordarray combineParts(const Words& left, const Words& right, Sign sign, const fixed_type& type, std::uint64_t count) {
-    wordarray words(count, detail::gridOf(type), wordarray::Uninitialised{});
+    wordarray words = detail::makeWords(count, detail::gridOf(type), wordarray::Uninitialised{});
     if (left && right && detail::integers::combine(sign, left->span(), right->span(), words)) {
         return words;
     }
@@ -169,7 +169,7 @@ fixed_array combine(const fixed_array& a, const fixed_array& b, Sign sign) {
 /// a b, or with a second pair of factors a b + c d, or the difference.
 wordarray multiplyParts(const Words& a, const Words& b, const Words& c, const Words& d, Sign sign,
                         const fixed_type& type, std::uint64_t count) {
-    wordarray words(count, detail::gridOf(type), wordarray::Uninitialised{});
+    wordarray words = detail::makeWords(count, detail::gridOf(type), wordarray::Uninitialised{});
     if (!c && detail::integers::multiply(a->span(), b->span(), words)) {
         return words;
     }
@@ -204,7 +204,7 @@ wordarray multiplyParts(const Words& a, const Words& b, const Words& c, const Wo
 }
 
 wordarray castPart(const wordarray& part, Place& place) {
-    wordarray words(part.span().count, detail::gridOf(place.type()));
+    wordarray words = detail::makeWords(part.span().count, detail::gridOf(place.type()));
     detail::castWords(part.span(), place, words);
     return words;
 }
@@ -305,7 +305,7 @@ fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_forma
                   detail::integers::neededBits(quotient), detail::integers::neededBits(dividend),
                   detail::integers::neededBits(divisor)}));
     place.open(width);
-    wordarray words(operands.count(), detail::gridOf(place.type()));
+    wordarray words = detail::makeWords(operands.count(), detail::gridOf(place.type()));
     Arena arena(width, 5);
     PartReader numerators(*left, arena, width);
     PartReader denominators(*right, arena, width);
@@ -330,7 +330,7 @@ fixed_array divide(const fixed_array& a, const fixed_array& b, const fixed_forma
 fixed_array scaled(const fixed_array& x, int places) {
     const fixed_type type{x.type().is_signed, x.type().bits, x.type().fraction - places};
     const auto moved = [&](const Words& part) {
-        wordarray words(*part, 0, part->span().count);
+        wordarray words = detail::makeWords(*part, 0, part->span().count);
         words.setGrid(detail::gridOf(type));
         return words;
     };
@@ -353,7 +353,7 @@ fixed_array constant_for(const fixed_array& x, const exact_value& value, bool is
     }
     const bool isSigned = value.is_negative();
     const fixed_type type{isSigned, std::max(value.bits() + (isSigned ? 1 : 0), 1), -value.exponent()};
-    wordarray words(1, detail::gridOf(fixed_format(type).type()));
+    wordarray words = detail::makeWords(1, detail::gridOf(fixed_format(type).type()));
     const std::span<mp_limb_t> word = words.word(0);
     std::ranges::copy(value.magnitude(), word.begin());
     if (isSigned) {
@@ -484,7 +484,7 @@ fixed_array abs(const fixed_array& x) {
     requireReal(x, "abs");
     // The least word's absolute value takes all bits.
     const fixed_type type{false, x.type().bits, x.type().fraction};
-    wordarray words(x.size(), detail::gridOf(type));
+    wordarray words = detail::makeWords(x.size(), detail::gridOf(type));
     const Words& from = ArrayAccess::real(x);
     const auto makeSlice = [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t i = begin; i < end; ++i) {

@@ -9,6 +9,7 @@
 
 #include "numbers/wordarray.h"
 #include "program/fixed_array.h"
+#include "program/memory.h"
 #include "quantization/integer_blocks.h"
 
 namespace tolvane::detail {
@@ -21,6 +22,17 @@ inline integers::Extent extentOf(const fixed_type& type) {
 }
 /// `random` is for stochastic rounding.
 integers::Format formatOf(const fixed_format& format, std::uint64_t* random);
+
+/// As the constructors of words, except that std::bad_alloc is thrown where memory runs out.
+inline wordarray makeWords(std::uint64_t count, const WordGrid& grid) {
+    return programMemory([&] { return wordarray(count, grid); });
+}
+inline wordarray makeWords(std::uint64_t count, const WordGrid& grid, wordarray::Uninitialised uninitialised) {
+    return programMemory([&] { return wordarray(count, grid, uninitialised); });
+}
+inline wordarray makeWords(const wordarray& source, std::uint64_t start, std::uint64_t count) {
+    return programMemory([&] { return wordarray(source, start, count); });
+}
 
 class ArrayAccess {
  public:
@@ -44,7 +56,7 @@ class ArrayAccess {
     static void own(fixed_array& x) {
         for (Words* const part : {&x.mReal, &x.mImag}) {
             if (*part && part->use_count() != 1) {
-                *part = std::make_shared<wordarray>(**part, 0, (*part)->span().count);
+                *part = std::make_shared<wordarray>(makeWords(**part, 0, (*part)->span().count));
             }
         }
     }

@@ -66,7 +66,7 @@ fixed_array detail::quantizedIntegers(const PlainIntegers& integers, const array
                                       const fixed_format& format, const code_location& where) {
     Place place(format, where);
     const std::size_t count = sizeOf(shape);
-    wordarray words(count, gridOf(place.type()), wordarray::Uninitialised{});
+    wordarray words = detail::makeWords(count, gridOf(place.type()), wordarray::Uninitialised{});
     quantizeIntegers(integers, typeOf(integers, count), place, words);
     place.close();
     return ArrayAccess::make(place.type(), shape, std::move(words), std::nullopt, format.name());
@@ -78,7 +78,7 @@ fixed_array detail::arrayOfWords(const PlainIntegers& integers, const array_shap
         throw error("tolvane:array:word", "Words of " + type.text() + " don't fit in 64 bits.");
     }
     const std::size_t count = sizeOf(shape);
-    wordarray words(count, gridOf(checked), wordarray::Uninitialised{});
+    wordarray words = detail::makeWords(count, gridOf(checked), wordarray::Uninitialised{});
     for (std::size_t begin = 0; begin < count; begin += kChunk) {
         const std::size_t length = std::min(kChunk, count - begin);
         mp_limb_t* const limbs = words.limbs() + begin;
@@ -121,7 +121,7 @@ fixed_array detail::quantizedDoubles(std::span<const double> values, const array
     if (!place.takesDoubles()) {
         return fixed_array(values, format, where).reshaped(shape);
     }
-    wordarray words(values.size(), gridOf(place.type()), wordarray::Uninitialised{});
+    wordarray words = detail::makeWords(values.size(), gridOf(place.type()), wordarray::Uninitialised{});
     quantizeInto(values, place, words);
     place.close();
     return ArrayAccess::make(place.type(), shape, std::move(words), std::nullopt, format.name());

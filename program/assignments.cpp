@@ -92,8 +92,9 @@ bool combineInto(Operation operation, const wordarray& a, const wordarray& b, co
     const std::uint64_t count = words.span().count;
     // What one chunk leaves in the cache is read from there.
     constexpr std::uint64_t kChunk = 16 * detail::kBlock;
-    wordarray chunk(std::min(kChunk, count), detail::gridOf(exact), wordarray::Uninitialised{});
-    wordarray rest(count > kChunk ? count % kChunk : 0, detail::gridOf(exact), wordarray::Uninitialised{});
+    wordarray chunk = detail::makeWords(std::min(kChunk, count), detail::gridOf(exact), wordarray::Uninitialised{});
+    wordarray rest =
+        detail::makeWords(count > kChunk ? count % kChunk : 0, detail::gridOf(exact), wordarray::Uninitialised{});
     place.open(1);
     const auto partOf = [](const wordarray& operand, std::uint64_t begin, std::uint64_t length) {
         detail::WordSpan span = operand.span();
@@ -139,11 +140,11 @@ void fillTarget(fixed_array& out, bool isComplex, Writing writing, const fixed_f
     std::optional<Place> imagPlace;
     // What comes out has another type if a log has put other formats in force.
     const detail::WordGrid grid = detail::gridOf(place.type());
-    wordarray real(out.size(), grid, wordarray::Uninitialised{});
+    wordarray real = detail::makeWords(out.size(), grid, wordarray::Uninitialised{});
     fill(place, real, false);
     std::optional<wordarray> imag;
     if (out.is_complex()) {
-        imag.emplace(out.size(), grid);
+        imag = detail::makeWords(out.size(), grid);
     }
     if (isComplex) {
         imagPlace.emplace(format, where);

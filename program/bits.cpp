@@ -79,7 +79,7 @@ void requireReal(const fixed_array& x) {
 template <class Make>
 fixed_array wordsOf(const fixed_type& type, const array_shape& shape, const std::string& name, const Make& make) {
     const std::size_t count = detail::sizeOf(shape);
-    wordarray words(count, detail::gridOf(type));
+    wordarray words = detail::makeWords(count, detail::gridOf(type));
     const auto makeSlice = [&](std::uint64_t begin, std::uint64_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const std::span<mp_limb_t> word = words.word(i);

@@ -10,43 +10,43 @@
 #include <ostream>
 #include <utility>
 
+#include "numbers/gmpinteger.h"
 #include "program/decimal_text.h"
+#include "program/memory.h"
 
 namespace tolvane {
 
-/// An integer of GMP with an owner.
-struct ExactInteger {
-    ExactInteger() { mpz_init(value); }
-    ~ExactInteger() { mpz_clear(value); }
-    ExactInteger(const ExactInteger&) = delete;
-    ExactInteger& operator=(const ExactInteger&) = delete;
+using detail::gmpinteger;
+using detail::programMemory;
 
+/// An integer made of exact values, and back.
+struct ExactInteger : gmpinteger {
     /// The value in units of 2^exponent, which is no greater than its own.
     void set(const exact_value& from, int exponent) {
-        mpz_import(value, from.mMagnitude.size(), -1, sizeof(std::uint64_t), 0, 0, from.mMagnitude.data());
+        setMagnitude(from);
         if (!from.is_zero()) {
-            mpz_mul_2exp(value, value, static_cast<mp_bitcnt_t>(from.mExponent - exponent));
+            shiftLeft(*this, *this, static_cast<mp_bitcnt_t>(from.mExponent - exponent));
         }
         if (from.mIsNegative) {
-            mpz_neg(value, value);
+            negate();
         }
+    }
+    void setMagnitude(const exact_value& from) {
+        setUnits(*this, from.mMagnitude.size(), sizeof(std::uint64_t), from.mMagnitude.data());
     }
     exact_value times(int exponent) const {
         exact_value result;
-        if (mpz_sgn(value) == 0) {
+        if (sign() == 0) {
             return result;
         }
-        ExactInteger odd;
-        const mp_bitcnt_t zeros = mpz_scan1(value, 0);
-        mpz_tdiv_q_2exp(odd.value, value, zeros);
-        result.mIsNegative = mpz_sgn(value) < 0;
+        gmpinteger odd;
+        const mp_bitcnt_t zeros = mpz_scan1(*this, 0);
+        shiftRight(odd, *this, zeros);
+        result.mIsNegative = sign() < 0;
         result.mExponent = exponent + static_cast<int>(zeros);
-        result.mMagnitude.resize(mpz_size(odd.value));
-        mpz_export(result.mMagnitude.data(), nullptr, -1, sizeof(std::uint64_t), 0, 0, odd.value);
+        result.mMagnitude.assign(mpz_limbs_read(odd), mpz_limbs_read(odd) + odd.limbs());
         return result;
     }
-
-    mpz_t value;
 };
 
 namespace {
@@ -55,12 +55,14 @@ namespace {
 template <class Operation>
 exact_value combined(const exact_value& a, const exact_value& b, const Operation& operation) {
     const int exponent = a.is_zero() ? b.exponent() : b.is_zero() ? a.exponent() : std::min(a.exponent(), b.exponent());
-    ExactInteger left;
-    ExactInteger right;
-    left.set(a, exponent);
-    right.set(b, exponent);
-    operation(left.value, left.value, right.value);
-    return left.times(exponent);
+    return programMemory([&] {
+        ExactInteger left;
+        ExactInteger right;
+        left.set(a, exponent);
+        right.set(b, exponent);
+        operation(left, left, right);
+        return left.times(exponent);
+    });
 }
 
 [[noreturn]] void refuse(std::string_view text, const char* why) {
@@ -76,9 +78,9 @@ exact_value::exact_value(std::uint64_t low, std::uint64_t high, bool isNegative)
     }
     const std::uint64_t limbs[] = {low, high};
     ExactInteger integer;
-    mpz_import(integer.value, 2, -1, sizeof(std::uint64_t), 0, 0, limbs);
+    setUnits(integer, 2, sizeof(std::uint64_t), limbs);
     if (isNegative) {
-        mpz_neg(integer.value, integer.value);
+        integer.negate();
     }
     *this = integer.times(0);
 }
@@ -92,7 +94,7 @@ exact_value::exact_value(double value) {
     int exponent = 0;
     const double fraction = std::frexp(value, &exponent);
     ExactInteger integer;
-    mpz_set_d(integer.value, std::ldexp(fraction, kMantissaBits));
+    mpz_set_d(integer.withRoom(2), std::ldexp(fraction, kMantissaBits));
     *this = integer.times(exponent - kMantissaBits);
 }
 
@@ -134,43 +136,47 @@ exact_value detail::readDecimal(std::string_view text, std::optional<int> lastPl
     }
     // digits * 10^n = digits * 5^n * 2^n
     const int n = power - static_cast<int>(places);
-    int exponent = n;
-    ExactInteger integer;
-    ExactInteger fives;
-    mpz_set_str(integer.value, digits.c_str(), 10);
-    mpz_ui_pow_ui(fives.value, 5, static_cast<unsigned long>(std::abs(n)));
-    if (n >= 0) {
-        mpz_mul(integer.value, integer.value, fives.value);
-    } else if (mpz_divisible_p(integer.value, fives.value) != 0) {
-        mpz_divexact(integer.value, integer.value, fives.value);
-    } else if (lastPlace) {
-        // digits / 5^-n * 2^n in units of 2^lastPlace, rounded down and then to odd.
-        if (n >= *lastPlace) {
-            mpz_mul_2exp(integer.value, integer.value, static_cast<mp_bitcnt_t>(n - *lastPlace));
+    return programMemory([&] {
+        int exponent = n;
+        ExactInteger integer;
+        gmpinteger fives;
+        readDigits(integer, digits, 10);
+        detail::power(fives, 5, static_cast<unsigned long>(std::abs(n)));
+        if (n >= 0) {
+            multiply(integer, integer, fives);
+        } else if (mpz_divisible_p(integer, fives) != 0) {
+            divideExactly(integer, integer, fives);
+        } else if (lastPlace) {
+            // digits / 5^-n * 2^n in units of 2^lastPlace, rounded down and then to odd.
+            if (n >= *lastPlace) {
+                shiftLeft(integer, integer, static_cast<mp_bitcnt_t>(n - *lastPlace));
+            } else {
+                shiftLeft(fives, fives, static_cast<mp_bitcnt_t>(*lastPlace - n));
+            }
+            divideDown(integer, integer, fives);
+            setBit(integer, 0);
+            exponent = *lastPlace;
         } else {
-            mpz_mul_2exp(fives.value, fives.value, static_cast<mp_bitcnt_t>(*lastPlace - n));
+            refuse(text, "has no finite binary form. Give it a format, which rounds it.");
         }
-        mpz_fdiv_q(integer.value, integer.value, fives.value);
-        mpz_setbit(integer.value, 0);
-        exponent = *lastPlace;
-    } else {
-        refuse(text, "has no finite binary form. Give it a format, which rounds it.");
-    }
-    if (isNegative) {
-        mpz_neg(integer.value, integer.value);
-    }
-    return integer.times(exponent);
+        if (isNegative) {
+            integer.negate();
+        }
+        return integer.times(exponent);
+    });
 }
 
 exact_value exact_value::from_words(const std::uint64_t* limbs, std::size_t count, bool is_signed, int exponent) {
-    ExactInteger integer;
-    mpz_import(integer.value, count, -1, sizeof(std::uint64_t), 0, 0, limbs);
-    if (is_signed && count > 0 && limbs[count - 1] >> 63 != 0) {
-        ExactInteger whole;
-        mpz_setbit(whole.value, count * 64);
-        mpz_sub(integer.value, integer.value, whole.value);
-    }
-    return integer.times(exponent);
+    return programMemory([&] {
+        ExactInteger integer;
+        setUnits(integer, count, sizeof(std::uint64_t), limbs);
+        if (is_signed && count > 0 && limbs[count - 1] >> 63 != 0) {
+            gmpinteger whole;
+            setBit(whole, count * 64);
+            subtract(integer, integer, whole);
+        }
+        return integer.times(exponent);
+    });
 }
 
 int exact_value::bits() const {
@@ -184,21 +190,22 @@ double exact_value::to_double() const {
     // The bits that a double has of it, 53 unless it is small, and one that tells whether there are others.
     const int kept = std::min(53, magnitude_exponent() + 1075);
     const int dropped = bits() - kept;
-    ExactInteger integer;
-    mpz_import(integer.value, mMagnitude.size(), -1, sizeof(std::uint64_t), 0, 0, mMagnitude.data());
-    int exponent = mExponent;
-    if (dropped > 0) {
-        ExactInteger whole;
-        mpz_fdiv_q_2exp(whole.value, integer.value, static_cast<mp_bitcnt_t>(dropped));
-        const bool isHalf = mpz_tstbit(integer.value, static_cast<mp_bitcnt_t>(dropped - 1)) != 0;
-        const bool isMore = mpz_scan1(integer.value, 0) < static_cast<mp_bitcnt_t>(dropped - 1);
-        if (isHalf && (isMore || mpz_odd_p(whole.value) != 0)) {
-            mpz_add_ui(whole.value, whole.value, 1);
+    const double size = programMemory([&] {
+        ExactInteger integer;
+        integer.setMagnitude(*this);
+        int exponent = mExponent;
+        if (dropped > 0) {
+            const auto below = static_cast<mp_bitcnt_t>(dropped);
+            const bool isHalf = mpz_tstbit(integer, below - 1) != 0;
+            const bool isMore = mpz_scan1(integer, 0) < below - 1;
+            shiftRight(integer, integer, below);
+            if (isHalf && (isMore || mpz_odd_p(static_cast<mpz_srcptr>(integer)) != 0)) {
+                add(integer, integer, gmpinteger(1));
+            }
+            exponent += dropped;
         }
-        mpz_swap(integer.value, whole.value);
-        exponent += dropped;
-    }
-    const double size = std::ldexp(mpz_get_d(integer.value), exponent);
+        return std::ldexp(mpz_get_d(integer), exponent);
+    });
     return mIsNegative ? -size : size;
 }
 
@@ -206,17 +213,16 @@ std::string exact_value::text() const {
     if (is_zero()) {
         return "0";
     }
-    ExactInteger integer;
     const int places = std::max(-mExponent, 0);
-    integer.set(*this, std::min(mExponent, 0));
-    mpz_abs(integer.value, integer.value);
-    // m / 2^n = m 5^n / 10^n
-    ExactInteger fives;
-    mpz_ui_pow_ui(fives.value, 5, static_cast<unsigned long>(places));
-    mpz_mul(integer.value, integer.value, fives.value);
-    std::string digits(mpz_sizeinbase(integer.value, 10) + 2, '\0');
-    mpz_get_str(digits.data(), 10, integer.value);
-    digits.resize(digits.find('\0'));
+    std::string digits = programMemory([&] {
+        ExactInteger integer;
+        integer.set(*this, std::min(mExponent, 0));
+        // m / 2^n = m 5^n / 10^n
+        gmpinteger fives;
+        power(fives, 5, static_cast<unsigned long>(places));
+        multiply(integer, integer, fives);
+        return digitsOf(integer, 10);
+    });
     if (places > 0) {
         const auto fraction = static_cast<std::size_t>(places);
         if (digits.size() <= fraction) {
@@ -235,20 +241,22 @@ std::strong_ordering operator<=>(const exact_value& a, const exact_value& b) {
 }
 
 exact_value operator+(const exact_value& a, const exact_value& b) {
-    return combined(a, b, mpz_add);
+    return combined(a, b, detail::add);
 }
 
 exact_value operator-(const exact_value& a, const exact_value& b) {
-    return combined(a, b, mpz_sub);
+    return combined(a, b, detail::subtract);
 }
 
 exact_value operator*(const exact_value& a, const exact_value& b) {
-    ExactInteger left;
-    ExactInteger right;
-    left.set(a, a.exponent());
-    right.set(b, b.exponent());
-    mpz_mul(left.value, left.value, right.value);
-    return left.times(a.exponent() + b.exponent());
+    return programMemory([&] {
+        ExactInteger left;
+        ExactInteger right;
+        left.set(a, a.exponent());
+        right.set(b, b.exponent());
+        multiply(left, left, right);
+        return left.times(a.exponent() + b.exponent());
+    });
 }
 
 exact_value exact_value::operator-() const {

@@ -56,7 +56,7 @@ class ExactPlace {
     std::unique_ptr<Place> mPlace;
     detail::integers::Extent mExtent;
     std::size_t mWidth = 0;
-    std::optional<detail::integers::Arena> mArena;
+    std::optional<detail::Arena> mArena;
     detail::integers::Block mBlock;
 };
 
@@ -288,7 +288,7 @@ Coefficients coefficientsOf(const filter_coefficients& given, const std::optiona
 
 /// Values that a type holds, which is no event for logs.
 fixed_array exactArray(const std::vector<exact_value>& values, const fixed_type& type, const array_shape& shape) {
-    wordarray words(values.size(), detail::gridOf(type));
+    wordarray words = detail::makeWords(values.size(), detail::gridOf(type));
     for (std::size_t i = 0; i < values.size(); ++i) {
         const std::span<mp_limb_t> word = words.word(i);
         detail::setInteger(values[i], -type.fraction, word.size(), word.data());
@@ -405,7 +405,7 @@ class Filter {
     }
 
     fixed_array run(filter_state* state) {
-        wordarray words(mX.size(), detail::gridOf(mType));
+        wordarray words = detail::makeWords(mX.size(), detail::gridOf(mType));
         if (LogAccess::wantsMore() || (!runOn<std::int64_t>(words) && !runOn<detail::Int128>(words))) {
             runExactly(words);
         }

@@ -12,12 +12,12 @@
 
 namespace tolvane {
 
+using detail::Arena;
 using detail::ArrayAccess;
 using detail::Place;
 using detail::sizeOf;
 using detail::textOf;
 using detail::wordarray;
-using detail::integers::Arena;
 using detail::integers::Block;
 
 namespace {
@@ -35,7 +35,7 @@ exact_value elementOf(const wordarray& words, std::size_t index) {
 
 /// Quantizes exact values one by one.
 wordarray wordsOf(const std::vector<exact_value>& values, Place& place) {
-    wordarray words(values.size(), detail::gridOf(place.type()));
+    wordarray words = detail::makeWords(values.size(), detail::gridOf(place.type()));
     // One unit and one length for all of them.
     int exponent = 0;
     int top = 0;
@@ -73,7 +73,7 @@ wordarray wordsOf(std::span<const double> values, Place& place) {
     if (!place.takesDoubles()) {
         return wordsOf(std::vector<exact_value>(values.begin(), values.end()), place);
     }
-    wordarray words(values.size(), detail::gridOf(place.type()));
+    wordarray words = detail::makeWords(values.size(), detail::gridOf(place.type()));
     detail::castDoubles(values, place, words);
     return words;
 }
@@ -120,7 +120,7 @@ fixed_array fixed_array::quantized(std::span<const double> real, std::span<const
 fixed_array fixed_array::quantized(std::span<const std::int64_t> real, std::span<const std::int64_t> imag,
                                    bool isSigned, const fixed_format& format, const code_location& where) {
     const auto wordsOf = [&](std::span<const std::int64_t> integers, Place& place) {
-        wordarray words(integers.size(), detail::gridOf(place.type()));
+        wordarray words = detail::makeWords(integers.size(), detail::gridOf(place.type()));
         const detail::WordGrid grid{0, static_cast<int>(kWordBits), isSigned};
         const auto* const limbs = reinterpret_cast<const mp_limb_t*>(integers.data());
         detail::castWords({limbs, nullptr, integers.size(), grid}, place, words);
@@ -143,7 +143,7 @@ fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const f
     if (checked.bits > static_cast<int>(kWordBits)) {
         throw error("tolvane:array:word", "Words of " + type.text() + " don't fit in 64 bits.");
     }
-    wordarray made(words.size(), detail::gridOf(checked));
+    wordarray made = detail::makeWords(words.size(), detail::gridOf(checked));
     const int unused = static_cast<int>(kWordBits) - checked.bits;
     detail::inSlices(words.size(), [&](std::uint64_t begin, std::uint64_t end) {
         for (std::size_t i = begin; i < end; ++i) {
@@ -163,7 +163,7 @@ fixed_array fixed_array::from_words(std::span<const std::int64_t> words, const f
 
 fixed_array fixed_array::zeros(array_shape shape, const fixed_type& type) {
     const fixed_type checked = fixed_format(type).type();
-    wordarray words(sizeOf(shape), detail::gridOf(checked));
+    wordarray words = detail::makeWords(sizeOf(shape), detail::gridOf(checked));
     return ArrayAccess::make(checked, std::move(shape), std::move(words), std::nullopt);
 }
 

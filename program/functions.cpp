@@ -12,12 +12,12 @@
 
 namespace tolvane {
 
+using detail::Arena;
 using detail::ArrayAccess;
 using detail::AxisSizes;
 using detail::Place;
 using detail::wordarray;
 using detail::WordSpan;
-using detail::integers::Arena;
 using detail::integers::Block;
 using detail::integers::Extent;
 
@@ -294,7 +294,8 @@ fixed_array where(const std::vector<bool>& mask, const array_or_number& a, const
     const fixed_array chosen = detail::widened(broadcast_to(left, shape), type);
     const fixed_array others = detail::widened(broadcast_to(right, shape), type);
     const auto mixed = [&](const ArrayAccess::Words& from, const ArrayAccess::Words& to) {
-        const ArrayAccess::Words source = from ? from : std::make_shared<const wordarray>(count, detail::gridOf(type));
+        const ArrayAccess::Words source =
+            from ? from : std::make_shared<const wordarray>(detail::makeWords(count, detail::gridOf(type)));
         wordarray words = detail::copyOf(to, count, type);
         const std::size_t limbs = words.grid().limbs();
         const mp_limb_t* x = source->span().limbs;
@@ -367,7 +368,7 @@ fixed_array round(const fixed_array& x, rounding rule) {
     const detail::integers::Format format = detail::formatOf({type, rule, overflow::saturate}, &random);
     const std::size_t width = detail::integers::widthFor(detail::integers::neededBits(format, detail::extentOf(from)));
     return detail::mapParts(x, type, x.shape(), [&](const wordarray& part) {
-        wordarray words(x.size(), detail::gridOf(type));
+        wordarray words = detail::makeWords(x.size(), detail::gridOf(type));
         Arena arena(width, 1);
         Block block = arena.next();
         detail::forEachBlock(x.size(), [&](std::uint64_t begin, std::size_t count) {
@@ -396,7 +397,7 @@ fixed_array sign(const fixed_array& x) {
     const bool isSigned = x.type().is_signed;
     const fixed_type type{isSigned, isSigned ? 2 : 1, 0};
     const wordarray& from = *ArrayAccess::real(x);
-    wordarray words(x.size(), detail::gridOf(type));
+    wordarray words = detail::makeWords(x.size(), detail::gridOf(type));
     detail::inSlices(x.size(), [&](std::uint64_t begin, std::uint64_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             words.limbs()[i] = from.isZero(i) ? 0 : from.isNegative(i) ? ~mp_limb_t{0} : 1;
@@ -455,7 +456,7 @@ fixed_array sqrt(const fixed_array& x, const fixed_format& format, const code_lo
         detail::integers::widthFor(std::max({detail::integers::neededBits(radicand) + std::max(shift, 0),
                                              detail::integers::neededBits(root), place.neededBits(root)}));
     place.open(width);
-    wordarray words(x.size(), detail::gridOf(place.type()));
+    wordarray words = detail::makeWords(x.size(), detail::gridOf(place.type()));
     Arena arena(width, 1);
     Block block = arena.next();
     std::vector<mp_limb_t> work(2 * width);

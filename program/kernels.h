@@ -17,7 +17,7 @@
 
 namespace tolvane::detail {
 
-using integers::Arena;
+using Arena = integers::ArenaOf<std::allocator>;
 using integers::Block;
 using integers::kBlock;
 

@@ -89,7 +89,7 @@ array_shape without(array_shape shape, std::size_t axis) {
 }
 
 wordarray gathered(const wordarray& from, const Strided& view) {
-    wordarray words(sizeOf(view.shape), from.grid());
+    wordarray words = detail::makeWords(sizeOf(view.shape), from.grid());
     const std::uint64_t limbs = from.grid().limbs();
     std::uint64_t to = 0;
     forEachRow(view, [&](std::ptrdiff_t first, std::ptrdiff_t step, std::size_t count) {
@@ -145,7 +145,7 @@ fixed_type joinedType(const fixed_type& a, const fixed_type& b) {
 
 wordarray widened(const wordarray& from, const fixed_type& type) {
     const std::uint64_t count = from.span().count;
-    wordarray words(count, gridOf(type));
+    wordarray words = detail::makeWords(count, gridOf(type));
     const std::size_t width = integers::widthFor(type.bits + 1);
     Arena arena(width, 1);
     Block block = arena.next();
@@ -166,7 +166,7 @@ fixed_array widened(const fixed_array& x, const fixed_type& type) {
 }
 
 wordarray copyOf(const ArrayAccess::Words& part, std::size_t count, const fixed_type& type) {
-    return part ? wordarray(*part, 0, count) : wordarray(count, gridOf(type));
+    return part ? makeWords(*part, 0, count) : makeWords(count, gridOf(type));
 }
 
 }  // namespace tolvane::detail

@@ -245,7 +245,7 @@ std::vector<fixed_array> unpacked(std::span<const mp_limb_t> words, const WordLa
     const std::size_t count = limbs == 0 ? 0 : words.size() / limbs;
     auto part = layout.parts().begin();
     const auto next = [&] {
-        wordarray made(count, part->grid);
+        wordarray made = detail::makeWords(count, part->grid);
         const std::size_t step = part->grid.limbs();
         if (layout.parts().size() == 1 && limbs == 1) {
             std::ranges::transform(words, made.limbs(),

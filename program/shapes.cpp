@@ -84,7 +84,7 @@ fixed_array from_limbs(std::span<const std::uint64_t> limbs, const fixed_type& t
                                                   checked.text() + ": the bits above its top bit aren't its sign.");
         }
     }
-    wordarray words(limbs.size() / length, grid);
+    wordarray words = detail::makeWords(limbs.size() / length, grid);
     std::ranges::copy(limbs, words.limbs());
     return ArrayAccess::make(checked, {limbs.size() / length}, std::move(words), std::nullopt);
 }
@@ -178,7 +178,7 @@ std::vector<std::uint64_t> placesOf(const std::vector<bool>& mask, const fixed_a
 
 fixed_array takenFrom(const fixed_array& x, const std::vector<std::uint64_t>& places) {
     return detail::mapParts(x, x.type(), {places.size()}, [&](const wordarray& part) {
-        wordarray words(places.size(), part.grid());
+        wordarray words = detail::makeWords(places.size(), part.grid());
         const auto copySlice = [&](std::uint64_t begin, std::uint64_t end) {
             words.copyEach(
                 part.span(), end - begin, [&](std::uint64_t i) { return places[begin + i]; },
@@ -333,7 +333,7 @@ fixed_array diag(const fixed_array& x) {
     }
     const std::size_t size = shape[0];
     return detail::mapParts(x, x.type(), {size, size}, [&](const wordarray& part) {
-        wordarray words(size * size, part.grid());
+        wordarray words = detail::makeWords(size * size, part.grid());
         detail::scattered(part, {{size}, {static_cast<std::ptrdiff_t>(size) + 1}}, words);
         return words;
     });
@@ -366,10 +366,10 @@ fixed_array concatenate(const std::vector<fixed_array>& parts, int axis) {
         isComplex |= part.is_complex();
     }
     const std::uint64_t size = detail::sizeOf(shape);
-    wordarray real(size, detail::gridOf(type));
+    wordarray real = detail::makeWords(size, detail::gridOf(type));
     std::optional<wordarray> imag;
     if (isComplex) {
-        imag.emplace(size, detail::gridOf(type));
+        imag = detail::makeWords(size, detail::gridOf(type));
     }
     Strided view = detail::stridedOf(shape);
     for (const fixed_array& part : parts) {

@@ -18,12 +18,12 @@
 
 namespace tolvane {
 
+using detail::Arena;
 using detail::ArrayAccess;
 using detail::AxisSizes;
 using detail::Place;
 using detail::wordarray;
 using detail::WordSpan;
-using detail::integers::Arena;
 using detail::integers::Block;
 using detail::integers::Extent;
 using detail::integers::Factor;
@@ -255,13 +255,13 @@ fixed_array summed(const Addends& addends, const Places& places, const fixed_arr
                    array_shape shape, bool isComplex, const Fill& fill) {
     Summation work(addends, places);
     const fixed_type type = detail::grown(work.type(), a, b);
-    wordarray real(detail::sizeOf(shape), detail::gridOf(type));
+    wordarray real = detail::makeWords(detail::sizeOf(shape), detail::gridOf(type));
     fill(0, work, real);
     std::optional<Summation> imagWork;
     std::optional<wordarray> imag;
     if (isComplex) {
         imagWork.emplace(addends, places);
-        imag.emplace(real.span().count, real.grid());
+        imag = detail::makeWords(real.span().count, real.grid());
         fill(1, *imagWork, *imag);
     }
     Place::close(

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <optional>
 
+#include "numbers/gmpinteger.h"
+#include "program/memory.h"
 #include "program/word_codecs.h"
 
 namespace tolvane::detail {
@@ -316,7 +318,11 @@ bool WordCollector::addDecimal(bool isNegative, std::string_view digits) {
     }
     // Four bits a digit are more than enough, and a limb is for the sign.
     std::vector<mp_limb_t> number(std::max(digits.size() / 16 + 2, limbs + 1));
-    mpn_set_str(number.data(), values.data(), values.size(), 10);
+    detail::programMemory([&] {
+        detail::gmpinteger integer;
+        setDigits(integer, values, 10);
+        std::copy_n(mpz_limbs_read(integer), integer.limbs(), number.begin());
+    });
     if (isNegative) {
         mpn_neg(number.data(), number.data(), static_cast<mp_size_t>(number.size()));
     }
@@ -354,7 +360,7 @@ bool WordCollector::addPieces(std::span<const std::uint32_t> pieces) {
 }
 
 wordarray WordCollector::take() const {
-    wordarray words(count(), mGrid);
+    wordarray words = detail::makeWords(count(), mGrid);
     std::ranges::copy(mLimbs, words.limbs());
     return words;
 }

@@ -36,17 +36,20 @@ struct Block {
 
 enum class Sign { plus, minus };
 
-/// The memory of blocks of one width. Raises "fixedpoint:fi:outofmemory".
-class Arena {
+/// The memory of blocks of one width.
+template <template <class> class Allocator>
+class ArenaOf {
  public:
-    Arena(std::size_t width, std::size_t blocks) : mStep(width * kBlock), mLimbs(mStep * blocks) {}
+    ArenaOf(std::size_t width, std::size_t blocks) : mStep(width * kBlock), mLimbs(mStep * blocks) {}
     Block next() { return {mLimbs.data() + mStep * mUsed++, 0, {}}; }
 
  private:
     std::size_t mStep;
-    WorkVector<mp_limb_t> mLimbs;
+    std::vector<mp_limb_t, Allocator<mp_limb_t>> mLimbs;
     std::size_t mUsed = 0;
 };
+/// Raises "fixedpoint:fi:outofmemory".
+using Arena = ArenaOf<WorkAllocator>;
 
 /// Roundings and overflows that quantizers don't have.
 enum class MoreRounding : std::uint8_t {

@@ -1,6 +1,8 @@
 // Size, complexity and precision of the entries, and the cursors of the two parts.
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -130,20 +132,29 @@ unsigned fi::wordPrecision() const {
 void fi::resizeEntries(std::uint64_t count, unsigned precision, bool isComplex) {
     // Whatever may find no memory comes before the first change.
     number* const imag = mImag || isComplex ? &imagEntries() : nullptr;
-    resizePart(mReal, count, precision);
-    if (imag != nullptr) {
-        resizePart(*imag, isComplex ? count : 0, precision);
+    const std::uint64_t imagCount = isComplex ? count : 0;
+    if (imag == nullptr || (imag->numel() == imagCount && imag->getprecision() == precision)) {
+        resizePart(mReal, count, precision);
+        return;
+    }
+    number fresh(*imag, 0, imag->getprecision() == precision ? std::min(imagCount, imag->numel()) : 0);
+    resizePart(fresh, imagCount, precision);
+    if (imag->getIndex() < imagCount) {
+        fresh.setIndex(imag->getIndex());
+    }
+    const number before(*imag, embedded::CopyIndex::tag);
+    const std::uint64_t cursor = imag->getIndex();
+    imag->share(fresh).setIndex(fresh.getIndex());
+    try {
+        resizePart(mReal, count, precision);
+    } catch (...) {
+        imag->share(before).setIndex(cursor);
+        throw;
     }
 }
 
 void fi::resizePart(number& part, std::uint64_t count, unsigned precision) {
-    try {
-        part.resize(count, precision, gridOf(getNumericType()));
-    } catch (...) {
-        mDims = {0, 0};
-        updateNumel();
-        throw;
-    }
+    part.resize(count, precision, gridOf(getNumericType()));
     // A current element that was removed is no longer current.
     if (part.getIndex() >= count) {
         part.setIndex(0);
@@ -191,19 +202,33 @@ void fi::resizeAndZero(const std::uint64_t* dims, std::uint64_t ndims, std::uint
     }
     const int wordBits = type.getWordLength();
     const bool keepsReal = mNumel == numel && (wordBits <= getWordLength() || wordBits < kFirstMultiplePrecision);
+    std::optional<NumericType> before;
+    if (&type != &getNumericType()) {
+        before.emplace(getNumericType());
+    }
+    std::unique_ptr<fimath> newRules =
+        mFimathIsLocal && &rules != mFimath.get() ? std::make_unique<fimath>(rules) : nullptr;
     setNumericType(type);
     number::setDefaultPrecision(wordPrecision(), number::getDefaultForceMultiplePrecision());
-    if (mFimathIsLocal && &rules != mFimath.get()) {
-        mFimath = std::make_unique<fimath>(rules);
-        updateAssignmentQuantizer();
+    try {
+        if (!keepsReal) {
+            const bool isComplex = iscomplex() || makeComplex;
+            resizeEntries(numel, wordPrecision(), isComplex);
+            setIsReal(!isComplex);
+        } else if (isreal() && makeComplex) {
+            resizePart(imagEntries(), numel, wordPrecision());
+            setIsReal(false);
+        }
+    } catch (...) {
+        if (before) {
+            setNumericType(*before);
+        }
+        throw;
     }
-    if (!keepsReal) {
-        const bool isComplex = iscomplex() || makeComplex;
-        resizeEntries(numel, wordPrecision(), isComplex);
-        setIsReal(!isComplex);
-    } else if (isreal() && makeComplex) {
-        resizePart(imagEntries(), numel, wordPrecision());
-        setIsReal(false);
+    // A floating-point type has none of its own.
+    if (newRules && mFimathIsLocal) {
+        mFimath = std::move(newRules);
+        updateAssignmentQuantizer();
     }
     mDims = std::move(newDims);
     updateNumel();

@@ -9,7 +9,8 @@
 
 #include "descriptors/NumericType.h"
 #include "numbers/bit_words.h"
-#include "numbers/mpnumber.h"
+#include "numbers/gmpinteger.h"
+#include "numbers/mpscratch.h"
 
 namespace tolvane::detail {
 
@@ -22,13 +23,14 @@ inline WordFormat wordFormatOf(const EmbeddedTypeSystem::NumericType& type) {
 class WordModulus {
  public:
     explicit WordModulus(int wordBits) {
-        mpnumber::twoToTheN(mTwoToWordlength, wordBits);
-        mpnumber::bitcmpXorMask(mOnes, wordBits);
+        mpfr_set_ui_2exp(mTwoToWordlength, 1, wordBits, MPFR_RNDN);
+        if (wordBits > 0) {
+            // 2^n - 1
+            setBit(mOnes, static_cast<mp_bitcnt_t>(wordBits));
+            mpz_sub_ui(mOnes.withRoom(mOnes.limbs()), mOnes, 1);
+        }
     }
-    ~WordModulus() {
-        mpfr_clear(mTwoToWordlength);
-        mpz_clear(mOnes);
-    }
+    ~WordModulus() = default;
     WordModulus(const WordModulus&) = delete;
     WordModulus& operator=(const WordModulus&) = delete;
 
@@ -36,8 +38,8 @@ class WordModulus {
     mpz_srcptr ones() const { return mOnes; }
 
  private:
-    mpfr_t mTwoToWordlength;
-    mpz_t mOnes;
+    mpscratch mTwoToWordlength{MPFR_PREC_MIN};
+    gmpinteger mOnes;
 };
 
 }  // namespace tolvane::detail

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fi/core/word_grids.h"
@@ -410,6 +411,26 @@ std::optional<PlainText> plainTextOf(const hvArray* text, const DoubleWords& wor
     return plain;
 }
 
+/// Reads the parts of a text into entries from a place on; the imaginary ones are null for a real array.
+void readParts(const TextShape& shape, const quantizer& q, int base, std::uint64_t first, number& real,
+               number* imaginary) {
+    PartReader realPart(q, base, real);
+    std::optional<PartReader> imaginaryPart;
+    if (imaginary != nullptr) {
+        imaginaryPart.emplace(q, base, *imaginary);
+    }
+    auto part = shape.parts.begin();
+    for (std::size_t row = 0; row < shape.rows; ++row) {
+        for (std::uint64_t column = 0; column < shape.elementsPerRow; ++column) {
+            const std::uint64_t element = first + column * shape.rows + row;
+            realPart.store(element, *part++);
+            if (imaginaryPart) {
+                imaginaryPart->store(element, shape.isComplex ? *part++ : std::string_view());
+            }
+        }
+    }
+}
+
 void storeByRows(const PlainText& plain, std::span<double> entries) {
     auto value = plain.values.begin();
     for (std::size_t row = 0; row < plain.rows; ++row) {
@@ -464,23 +485,43 @@ void fi::base2num(const hvArray* text, int base) {
             }
         }
     }
-    resizeAndZero(shape.rows, shape.elementsPerRow, getNumericType(), getFimath(), shape.isComplex);
-    const quantizer& q = getAssignmentQuantizer();
-    const std::uint64_t first = firstPlace();
-    PartReader real(q, base, mReal);
-    std::optional<PartReader> imaginary;
-    if (iscomplex()) {
-        imaginary.emplace(q, base, imagEntries());
+    const NumericType& type = getNumericType();
+    if (isView()) {
+        // What others see as well is written where it is.
+        resizeAndZero(shape.rows, shape.elementsPerRow, type, getFimath(), shape.isComplex);
+        readParts(shape, getAssignmentQuantizer(), base, firstPlace(), mReal, iscomplex() ? &imagEntries() : nullptr);
+        setIndex(0);
+        return;
     }
-    auto part = shape.parts.begin();
-    for (std::size_t row = 0; row < shape.rows; ++row) {
-        for (std::uint64_t column = 0; column < shape.elementsPerRow; ++column) {
-            const std::uint64_t element = first + column * shape.rows + row;
-            real.store(element, *part++);
-            if (imaginary) {
-                imaginary->store(element, shape.isComplex ? *part++ : std::string_view());
-            }
+    // Read as a whole before the array changes.
+    const std::uint64_t count = shape.rows * shape.elementsPerRow;
+    const bool isComplex = iscomplex() || shape.isComplex;
+    number real(count, wordPrecision(), gridOf(type), false);
+    std::optional<number> imaginary;
+    if (isComplex) {
+        imaginary.emplace(count, wordPrecision(), gridOf(type), false);
+    }
+    readParts(shape, getAssignmentQuantizer(), base, 0, real, isComplex ? &*imaginary : nullptr);
+    const number realBefore(mReal, embedded::CopyIndex::tag);
+    const std::uint64_t realCursor = mReal.getIndex();
+    std::optional<number> imagBefore;
+    if (isComplex) {
+        imagBefore.emplace(imagEntries(), embedded::CopyIndex::tag);
+    }
+    const std::uint64_t imagCursor = isComplex ? mImag->getIndex() : 0;
+    try {
+        if (isComplex) {
+            imagEntries().share(*imaginary);
         }
+        mReal.share(real);
+        // The entries have their number by now.
+        resizeAndZero(shape.rows, shape.elementsPerRow, type, getFimath(), shape.isComplex);
+    } catch (...) {
+        mReal.share(realBefore).setIndex(realCursor);
+        if (imagBefore) {
+            mImag->share(*imagBefore).setIndex(imagCursor);
+        }
+        throw;
     }
     setIndex(0);
 }

@@ -5,6 +5,9 @@
 #include <bit>
 #include <charconv>
 #include <cstring>
+#include <string>
+
+#include "numbers/gmpinteger.h"
 
 namespace tolvane::detail {
 
@@ -193,6 +196,13 @@ std::string_view DecimalDigits::ofLimbs() {
         const char* const end = std::to_chars(mText.data(), mText.data() + mText.size(), mCopy[0]).ptr;
         return {mText.data(), end};
     }
+    if (used > gmpinteger::kShortLimbs) {
+        gmpinteger integer;
+        setUnits(integer, used, sizeof(mp_limb_t), mCopy.data());
+        const std::string digits = digitsOf(integer, 10);
+        std::ranges::copy(digits, mText.begin());
+        return {mText.data(), digits.size()};
+    }
     auto* const digits = reinterpret_cast<unsigned char*>(mText.data());
     const std::size_t count = mpn_get_str(digits, 10, mCopy.data(), static_cast<mp_size_t>(used));
     std::for_each(digits, digits + count,
@@ -254,8 +264,6 @@ bool WordReader::readBits(std::span<const std::uint8_t> digits, std::span<mp_lim
 bool WordReader::readDigits(std::span<const std::uint8_t> digits, std::span<mp_limb_t> word) {
     const auto first = std::ranges::find_if(digits, [](std::uint8_t digit) { return digit != 0; });
     digits = digits.subspan(static_cast<std::size_t>(first - digits.begin()));
-    // No base that is read has more bits.
-    constexpr std::size_t kMostDigitBits = 5;
     if (digits.empty()) {
         return true;
     }
@@ -266,9 +274,10 @@ bool WordReader::readDigits(std::span<const std::uint8_t> digits, std::span<mp_l
         }
         return true;
     }
-    mLimbs.resize(std::max(mLimbs.size(), digits.size() * kMostDigitBits / kLimbBits + 2));
-    const auto used = static_cast<std::size_t>(mpn_set_str(mLimbs.data(), digits.data(), digits.size(), mBase));
-    const std::span<const mp_limb_t> value(mLimbs.data(), used);
+    gmpinteger integer;
+    setDigits(integer, digits, mBase);
+    const std::size_t used = integer.limbs();
+    const std::span<const mp_limb_t> value(mpz_limbs_read(integer), used);
     std::copy_n(value.begin(), std::min(used, word.size()), word.begin());
     return std::all_of(value.begin() + static_cast<std::ptrdiff_t>(std::min(used, word.size())), value.end(),
                        [](mp_limb_t limb) { return limb == 0; });

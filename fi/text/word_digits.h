@@ -72,7 +72,6 @@ class TOLVANE_API WordReader {
     WordGrid mGrid;
     int mBase;
     std::size_t mDigitBits;
-    std::vector<mp_limb_t> mLimbs;
 };
 
 }  // namespace tolvane::detail

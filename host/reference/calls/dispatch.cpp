@@ -554,7 +554,7 @@ Value constructObject(OMClass& objectClass, std::span<const Argument> arguments)
     std::vector<void*> arrays;
     for (const Argument& argument : arguments) {
         if (argument.array == nullptr) {
-            wrapped.emplace_back(OMInterfaceArrays::create(argument.interface));
+            wrapped.push_back(hvArrayOwner(OMInterfaceArrays::create(argument.interface)));
         }
         // The class reads the arrays, which are passed as pointers to void.
         arrays.push_back(argument.array == nullptr ? wrapped.back().get() : const_cast<hvArray*>(argument.array));
@@ -630,7 +630,7 @@ std::vector<Value> callTableFunction(std::string_view name, std::span<const Argu
     std::vector<const hvArray*> arrays;
     for (const Argument& argument : arguments) {
         if (argument.array == nullptr) {
-            wrapped.emplace_back(OMInterfaceArrays::create(argument.interface));
+            wrapped.push_back(hvArrayOwner(OMInterfaceArrays::create(argument.interface)));
         }
         arrays.push_back(argument.array == nullptr ? wrapped.back().get() : argument.array);
     }
@@ -721,7 +721,11 @@ std::optional<Value> readOneOfAll(OMInterface& interface, const std::function<Va
         if (interface.getClass()->throwErrorOnGetOfAllProperties()) {
             throw;
         }
-        static_cast<void>(caughtError());
+        // A property without a value isn't the same as one for which there is no memory.
+        LastError error = caughtError();
+        if (isLackOfMemory(error.id)) {
+            raiseError(std::move(error.id), std::move(error.message));
+        }
         return std::nullopt;
     }
 }

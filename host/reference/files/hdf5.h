@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <span>
 #include <string>
 #include <utility>
@@ -55,18 +57,52 @@ using Type = Owned<H5Tclose>;
 using Attribute = Owned<H5Aclose>;
 using Properties = Owned<H5Pclose>;
 
+/// Whether the last call failed because it found no memory.
+inline bool lacksMemory() {
+    bool lacks = false;
+    const auto look = [](unsigned /*depth*/, const H5E_error2_t* error, void* found) -> herr_t {
+        if (error->maj_num == H5E_RESOURCE || error->min_num == H5E_NOSPACE || error->min_num == H5E_CANTALLOC) {
+            *static_cast<bool*>(found) = true;
+        }
+        return 0;
+    };
+    H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, look, &lacks);
+    return lacks;
+}
+
+/// Finds out whether there is memory for work with variables or a file of so many bytes. The library can't be relied on
+/// to survive a lack of it, so it isn't entered without.
+inline void requireMemory(std::size_t bytes) {
+    // What the library takes when it starts, and for each byte that is written or read.
+    constexpr std::size_t kForItself = std::size_t{4} << 20U;
+    constexpr std::size_t kForEachByte = 4;
+    void* const memory = std::malloc(kForItself + kForEachByte * bytes);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::free(memory);
+}
+
 /// During its lifetime the library prints no errors (the caller reports them itself) and loads no external code. Its
-/// destructor restores the settings of the process.
+/// destructor restores the settings of the process. If an error for lack of memory leaves, the library is closed and
+/// opened again, unless the process uses it for files of its own.
 class Quiet {
  public:
     Quiet() {
-        H5open();
+        if (H5open() < 0) {
+            throw std::bad_alloc();
+        }
         H5Eget_auto2(H5E_DEFAULT, &mPrint, &mPrintData);
         H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
         H5PLget_loading_state(&mPlugins);
         H5PLset_loading_state(0);
     }
     ~Quiet() {
+        if (std::uncaught_exceptions() > mExceptions && lacksMemory() &&
+            H5Fget_obj_count(static_cast<hid_t>(H5F_OBJ_ALL), H5F_OBJ_ALL) == 0) {
+            H5close();
+            H5open();
+        }
         H5PLset_loading_state(mPlugins);
         H5Eset_auto2(H5E_DEFAULT, mPrint, mPrintData);
     }
@@ -77,6 +113,7 @@ class Quiet {
     H5E_auto2_t mPrint = nullptr;
     void* mPrintData = nullptr;
     unsigned mPlugins = 0;
+    int mExceptions = std::uncaught_exceptions();
 };
 
 /// A file in memory outside the library's own: through its callbacks the library works in these bytes, after the
@@ -130,6 +167,7 @@ class Image {
             mWritten.resize(kHeadingBytes + size, std::byte{});
             return mWritten.data() + kHeadingBytes;
         } catch (const std::exception&) {
+            H5Epush2(H5E_DEFAULT, __FILE__, __func__, __LINE__, H5E_ERR_CLS, H5E_RESOURCE, H5E_NOSPACE, "no memory");
             return nullptr;
         }
     }

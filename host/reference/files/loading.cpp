@@ -28,18 +28,19 @@ using namespace hdf5;
                                                " that is known here. A newer system can load it.");
 }
 
-template <class Owner>
-Owner opened(hid_t id) {
-    if (id < 0) {
-        raiseDamaged("a part of it can't be read");
-    }
-    return Owner(id);
-}
-
 void require(bool holds, const char* what) {
     if (!holds) {
+        if (lacksMemory()) {
+            throw std::bad_alloc();
+        }
         raiseDamaged(what);
     }
+}
+
+template <class Owner>
+Owner opened(hid_t id) {
+    require(id >= 0, "a part of it can't be read");
+    return Owner(id);
 }
 
 struct Link {
@@ -520,6 +521,7 @@ class Reader {
 std::vector<Variable> loadedVariables(std::span<const std::byte> bytes, SharedState shared,
                                       const std::optional<std::string>& name) {
     const auto hdf5File = behindHeading(bytes);
+    requireMemory(bytes.size());
     const Quiet quiet;
     Reader reader(hdf5File);
     std::vector<Variable> variables = reader.variables(name);
@@ -531,6 +533,7 @@ std::vector<Variable> loadedVariables(std::span<const std::byte> bytes, SharedSt
 
 std::vector<std::string> namesIn(std::span<const std::byte> bytes) {
     const auto hdf5File = behindHeading(bytes);
+    requireMemory(bytes.size());
     const Quiet quiet;
     return Reader(hdf5File).names();
 }

@@ -18,6 +18,9 @@ namespace {
 using namespace hdf5;
 
 [[noreturn]] void raiseFailed() {
+    if (lacksMemory()) {
+        throw std::bad_alloc();
+    }
     raiseError("VELMAR:save:failed", "The file can't be made.");
 }
 
@@ -308,6 +311,39 @@ class Writer {
 
 }  // namespace
 
+namespace {
+
+/// About what is written for an object, or at least for any array.
+constexpr std::size_t kObjectBytes = 32768;
+constexpr std::size_t kArrayBytes = 2048;
+
+std::size_t bytesOf(const hvArray* array, int depth) {
+    if (array == nullptr || depth > kDeepest) {
+        return kArrayBytes;
+    }
+    if (OMInterfaceArrays::get(array) != nullptr) {
+        return kObjectBytes;
+    }
+    const std::size_t count = hvGetNumberOfElements(array);
+    std::size_t bytes = kArrayBytes;
+    if (hvIsCell(array)) {
+        for (std::size_t i = 0; i < count; ++i) {
+            bytes += bytesOf(hvGetCell(array, i), depth + 1);
+        }
+    } else if (hvIsStruct(array)) {
+        for (int field = 0; field < hvGetNumberOfFields(array); ++field) {
+            for (std::size_t i = 0; i < count; ++i) {
+                bytes += bytesOf(hvGetFieldByNumber(array, i, field), depth + 1);
+            }
+        }
+    } else {
+        bytes += count * hvGetElementSize(array) * (hvIsComplex(array) ? 2 : 1);
+    }
+    return bytes;
+}
+
+}  // namespace
+
 FileBytes savedBytes(std::span<const Variable> variables) {
     std::set<std::string> names;
     for (const Variable& variable : variables) {
@@ -315,6 +351,11 @@ FileBytes savedBytes(std::span<const Variable> variables) {
             raiseError("VELMAR:save:badName", "The name '" + variable.name + "' is empty or given twice.");
         }
     }
+    std::size_t bytes = 0;
+    for (const Variable& variable : variables) {
+        bytes += variable.value.isArray() ? bytesOf(variable.value.array(), 0) : kObjectBytes;
+    }
+    requireMemory(bytes);
     const Quiet quiet;
     Writer writer;
     for (const Variable& variable : variables) {

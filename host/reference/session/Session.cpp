@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -69,9 +70,14 @@ OutputSink* currentSink() noexcept {
 
 void throwAsHostError() {
     const Turn turn;
-    LastError error = caughtError();
-    setLastError(error);
-    throw HostError(std::move(error.id), error.message);
+    try {
+        LastError error = caughtError();
+        setLastError(error);
+        throw HostError(std::move(error.id), error.message);
+    } catch (const std::bad_alloc&) {
+        // Not even for the text of the error.
+        throw HostError("VELMAR:nomem", "Out of memory.");
+    }
 }
 
 class Session::Output : public OutputSink {

@@ -2,6 +2,8 @@
 
 #include <cxxabi.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -48,6 +50,23 @@ LastError caughtError() {
     } catch (...) {
         return foreignError();
     }
+}
+
+void dropCaughtError() noexcept {
+    try {
+        throw;
+    } catch (const ErrorIdException* raised) {
+        delete raised;
+    } catch (...) {
+        return;
+    }
+}
+
+bool isLackOfMemory(const std::string& id) {
+    std::string last = id.substr(id.rfind(':') + 1);
+    std::ranges::transform(last, last.begin(),
+                           [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return last == "nomem" || last == "outofmemory";
 }
 
 }  // namespace hostref

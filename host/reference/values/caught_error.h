@@ -10,6 +10,10 @@ namespace hostref {
 /// Returns the error in the exception being handled, whatever its type, and frees an ErrorIdException; to be called in
 /// a catch block.
 TOLVANE_HOST_API LastError caughtError();
+/// Only frees it, and needs no memory for that.
+TOLVANE_HOST_API void dropCaughtError() noexcept;
+/// Whether an id is one of those for lack of memory: "VELMAR:nomem", or a module's that ends with "outofmemory".
+bool isLackOfMemory(const std::string& id);
 
 /// Runs code of a module for a caller that can't report errors, such as a destructor.
 template <class Action>
@@ -17,7 +21,7 @@ void withoutErrors(Action&& action) noexcept {
     try {
         std::forward<Action>(action)();
     } catch (...) {
-        static_cast<void>(caughtError());
+        dropCaughtError();
     }
 }
 
