@@ -496,10 +496,17 @@ void fi::base2num(const hvArray* text, int base) {
     // Read as a whole before the array changes.
     const std::uint64_t count = shape.rows * shape.elementsPerRow;
     const bool isComplex = iscomplex() || shape.isComplex;
-    number real(count, wordPrecision(), gridOf(type), false);
+    // Of the kind and the precision that resizing would leave.
+    number real(mReal, embedded::NumberVector::tag);
+    if (count != mNumel) {
+        resizePart(real, count, wordPrecision());
+    }
     std::optional<number> imaginary;
     if (isComplex) {
-        imaginary.emplace(count, wordPrecision(), gridOf(type), false);
+        imaginary.emplace(imagEntries(), embedded::NumberVector::tag);
+        if (count != mNumel || isreal()) {
+            resizePart(*imaginary, count, wordPrecision());
+        }
     }
     readParts(shape, getAssignmentQuantizer(), base, 0, real, isComplex ? &*imaginary : nullptr);
     const number realBefore(mReal, embedded::CopyIndex::tag);
