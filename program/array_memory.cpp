@@ -14,7 +14,6 @@
 
 namespace tolvane {
 
-using detail::ArrayAccess;
 using detail::Place;
 using detail::wordarray;
 using detail::integers::Arena;

@@ -9,10 +9,8 @@
 
 namespace tolvane {
 
-using detail::ArrayAccess;
 using detail::ComparedWords;
 using detail::Relation;
-using detail::Strided;
 using detail::wordarray;
 
 namespace {
