@@ -38,13 +38,21 @@ void quantizeIntegers(const detail::PlainIntegers& integers, const fixed_type& t
     place.open(width);
     Arena arena(width, 1);
     Block block = arena.next();
-    std::array<std::uint64_t, detail::integers::kBlock> limbs{};
-    detail::forEachBlock(words.span().count, [&](std::uint64_t begin, std::size_t count) {
-        detail::arrayLoops().toLimbs(integers, begin, count, limbs.data());
-        detail::integers::load({limbs.data(), nullptr, count, detail::gridOf(type)}, 0, count, width, block);
-        place.quantize(block, count);
-        detail::store(block, count, width, words, begin);
-    });
+    std::array<std::uint64_t, kChunk> limbs;
+    const std::size_t size = words.span().count;
+    for (std::size_t begin = 0; begin < size; begin += kChunk) {
+        const std::size_t length = std::min(kChunk, size - begin);
+        detail::arrayLoops().toLimbs(integers, begin, length, limbs.data());
+        const detail::WordSpan chunk{limbs.data(), nullptr, length, detail::gridOf(type)};
+        if (place.quantizeAll(chunk, words.limbs() + begin * words.grid().limbs())) {
+            continue;
+        }
+        detail::forEachBlock(length, [&](std::uint64_t first, std::size_t count) {
+            detail::integers::load(chunk, first, count, width, block);
+            place.quantize(block, count);
+            detail::store(block, count, width, words, begin + first);
+        });
+    }
 }
 
 /// The shortest type with the values of all integers.
@@ -100,13 +108,17 @@ void detail::quantizeInto(std::span<const double> values, Place& place, wordarra
     place.open(width);
     Arena arena(width, 1);
     Block block = arena.next();
-    forEachBlock(values.size(), [&](std::uint64_t begin, std::size_t count) {
-        if (begin % kChunk == 0) {
-            requireFinite(values.subspan(begin, std::min(kChunk, values.size() - begin)));
+    for (std::size_t begin = 0; begin < values.size(); begin += kChunk) {
+        const auto chunk = values.subspan(begin, std::min(kChunk, values.size() - begin));
+        requireFinite(chunk);
+        if (place.quantizeAll(chunk, words.limbs() + begin * words.grid().limbs())) {
+            continue;
         }
-        place.quantize(values.data() + begin, count, block);
-        store(block, count, width, words, begin);
-    });
+        forEachBlock(chunk.size(), [&](std::uint64_t first, std::size_t count) {
+            place.quantize(chunk.data() + first, count, block);
+            store(block, count, width, words, begin + first);
+        });
+    }
 }
 
 fixed_array detail::quantizedDoubles(std::span<const double> values, const array_shape& shape,

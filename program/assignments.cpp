@@ -60,20 +60,21 @@ class Operand {
     std::optional<wordarray> mOwn;
 };
 
-/// Quantizes all words of a part.
+/// Quantizes all words of a part, or one that stands for all.
 void quantizeInto(const wordarray& part, Place& place, wordarray& words) {
+    if (part.span().count == words.span().count) {
+        detail::castWords(part.span(), place, words);
+        return;
+    }
     const Extent extent = detail::integers::extentOf(part.grid());
     const std::size_t width =
         detail::integers::widthFor(std::max(place.neededBits(extent), detail::integers::neededBits(extent)));
     place.open(width);
     Arena arena(width, 1);
     Block block = arena.next();
-    const bool isOne = part.span().count == 1;
     detail::forEachBlock(words.span().count, [&](std::uint64_t begin, std::size_t count) {
-        detail::integers::load(part.span(), isOne ? 0 : begin, isOne ? 1 : count, width, block);
-        if (isOne) {
-            detail::integers::spread(count, width, block);
-        }
+        detail::integers::load(part.span(), 0, 1, width, block);
+        detail::integers::spread(count, width, block);
         place.quantize(block, count);
         detail::store(block, count, width, words, begin);
     });
@@ -109,6 +110,9 @@ bool combineInto(Operation operation, const wordarray& a, const wordarray& b, co
         wordarray& results = length == chunk.span().count ? chunk : rest;
         if (!combineAll(operation, partOf(a, begin, length), partOf(b, begin, length), results)) {
             return false;  // in the first chunk, if at all
+        }
+        if (place.quantizeAll(results.span(), words.limbs() + begin)) {
+            continue;
         }
         detail::forEachBlock(length, [&](std::uint64_t first, std::size_t many) {
             Block block = detail::integers::view(results.span(), first, many);
