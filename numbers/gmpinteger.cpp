@@ -23,7 +23,9 @@ std::size_t longerOf(mpz_srcptr a, mpz_srcptr b) {
 }  // namespace
 
 gmpinteger& gmpinteger::operator=(const gmpinteger& other) {
-    mpz_set(withRoom(other.limbs()), other);
+    if (this != &other) {
+        mpz_set(withRoom(other.limbs()), other);
+    }
     return *this;
 }
 
