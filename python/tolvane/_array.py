@@ -456,7 +456,7 @@ class Array:
             return made.reshape(self.shape)
         if wanted.kind == "f":
             if self._c.is_complex:
-                raise TypeError("Complex values become floats by x.real or abs.")
+                raise TypeError("Complex values become floats by x.real or x.imag.")
             return self._doubles(True).astype(wanted, copy=False)
         if wanted.kind == "c":
             return self._doubles(True).astype(wanted, copy=False)
@@ -704,6 +704,9 @@ class Array:
         axes = _axes(axis, self.ndim)
         core = _core.mean(_merged(self, axes), -1, format)
         return _wrap(core.reshaped(_kept_shape(self, axes, True)) if keepdims else core)
+
+    def clip(self, low: ArrayLike, high: ArrayLike) -> Array:
+        return _wrap(_core.clip(self._c, _operand(low, self), _operand(high, self)))
 
     def max(self, axis: Any = None, keepdims: bool = False) -> Array:
         return _reduced(self, _core.max, axis, keepdims)

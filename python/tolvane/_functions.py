@@ -177,7 +177,7 @@ def clip(x: Array, low: ArrayLike, high: ArrayLike) -> Array:
 
     Complex operands raise KindError.
     """
-    return _wrap(_core.clip(x._c, _operand(low, x), _operand(high, x)))
+    return x.clip(low, high)
 
 
 def floor(x: Array) -> Array:
