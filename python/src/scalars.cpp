@@ -92,8 +92,11 @@ std::optional<Leaf> operandOf(py::handle value, int bits, bool isSigned = true) 
     if (reinterpret_cast<PyObject*>(Py_TYPE(object)) == sArrayClass) {
         return elementOf(value);
     }
-    if (PyIndex_Check(object)) {  // whole numbers of numpy
-        return detail::leafOf(exactOf(py::reinterpret_steal<py::object>(PyNumber_Index(object))));
+    if (PyIndex_Check(object)) {  // whole numbers of numpy; all of its arrays claim to be some
+        if (const auto whole = py::reinterpret_steal<py::object>(PyNumber_Index(object))) {
+            return detail::leafOf(exactOf(whole));
+        }
+        PyErr_Clear();
     }
     return std::nullopt;
 }

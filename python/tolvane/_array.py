@@ -450,15 +450,13 @@ class Array:
             wanted = np.dtype(dtype)
         except TypeError:
             raise TypeError(f"{dtype!r} is no type of numpy's. Other formats are reached by a cast: x.cast('s8,7').") from None
+        if wanted.kind in "Ofiu" and self._c.is_complex:
+            raise TypeError("Complex values become floats, integers or fractions by x.real and x.imag.")
         if wanted.kind == "O":
             made = np.empty(self.size, object)
             made[:] = [_fraction(pair) for pair in self._c.values()]
             return made.reshape(self.shape)
-        if wanted.kind == "f":
-            if self._c.is_complex:
-                raise TypeError("Complex values become floats by x.real or x.imag.")
-            return self._doubles(True).astype(wanted, copy=False)
-        if wanted.kind == "c":
+        if wanted.kind in "fc":
             return self._doubles(True).astype(wanted, copy=False)
         if wanted.kind in "iu":
             whole = [int(_fraction(pair)) for pair in _core.trunc(self._c).values()]

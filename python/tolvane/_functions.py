@@ -10,7 +10,7 @@ from typing import Any
 import numpy as np
 
 from . import _core
-from ._array import Array, ArrayLike, FormatLike, _exact, _named, _operand, _quantize, _wrap, from_words
+from ._array import Array, ArrayLike, FormatLike, _core_error, _exact, _named, _operand, _quantize, _wrap, from_words
 from ._core import Format, Type
 
 
@@ -82,9 +82,12 @@ def dot(a: ArrayLike, b: ArrayLike, product: FormatLike | None = None, sum: Form
     >>> tv.dot(tv.array([0.5, 0.25], 's8,7'), [2, 4]).item()
     Fraction(2, 1)
 
-    Raises Error "tolvane:array:shape" for lengths that differ.
+    Raises Error "tolvane:array:shape" for lengths that differ, and for more than two axes: numpy's dot means other sums
+    than `matmul` there.
     """
     left, right = _pair(a, b)
+    if max(left.ndim, right.ndim) > 2:
+        raise _core_error("tolvane:array:shape", "dot takes vectors and matrices; stacks of matrices are for matmul.")
     operation = _core.dot if left.ndim == right.ndim == 1 else _core.matmul
     return _wrap(operation(left, right, product, sum))
 

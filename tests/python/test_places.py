@@ -208,6 +208,9 @@ def test_variables_take_numbers_of_all_kinds():
             x.set(wrong)
     with pytest.raises(TypeError):
         hash(x)
+    for operation in (lambda: x * np.ones(3), lambda: np.ones(3) + x, lambda: np.ones(3) < x, lambda: x + np.array(1.0)):
+        with pytest.raises(TypeError):
+            operation()
 
 
 @pytest.mark.parametrize("form", ["direct1", "transposed2"])

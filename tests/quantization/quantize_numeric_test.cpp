@@ -90,8 +90,9 @@ std::vector<double> valuesFor(const Case& c, Random& random, int count) {
     }
     for (int i = 0; i < count; ++i) {
         const int low = std::max(-1060, -c.fractionBits - 3);
-        values.push_back(random.oneIn(8) ? random.anyDouble()
-                                         : random.real(low, std::clamp(topBit + 3, low, 1000), random.between(1, 53)));
+        values.push_back(random.oneIn(8)
+                             ? random.anyDouble()
+                             : random.real(low, std::max(low, std::min(topBit + 3, 1000)), random.between(1, 53)));
     }
     return values;
 }
